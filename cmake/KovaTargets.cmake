@@ -1,0 +1,46 @@
+# One function per kind of target, so that the folders' own lists hold nothing but names.
+
+# What every target is compiled with. Exceptions and RTTI stay on; symbols are hidden unless marked.
+function(kova_common_options target)
+  target_compile_features(${target} PUBLIC cxx_std_17)
+  set_target_properties(${target} PROPERTIES
+    CXX_EXTENSIONS OFF CXX_VISIBILITY_PRESET hidden VISIBILITY_INLINES_HIDDEN ON)
+  target_compile_options(${target} PRIVATE -Wall -Wextra -Wpedantic -Wconversion)
+  if(KOVA_WERROR)
+    target_compile_options(${target} PRIVATE -Werror)
+  endif()
+  if(KOVA_SANITIZE)
+    target_compile_options(${target} PRIVATE
+      -fsanitize=${KOVA_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)
+    target_link_options(${target} PRIVATE -fsanitize=${KOVA_SANITIZE})
+  endif()
+endfunction()
+
+# A floor: a library NAME with the alias kova::ALIAS over the listed sources, its public headers in
+# INCLUDE, using the floors and libraries named in PUBLIC and PRIVATE.
+function(kova_add_floor name)
+  cmake_parse_arguments(ARG "" "ALIAS;INCLUDE" "SOURCES;PUBLIC;PRIVATE" ${ARGN})
+  add_library(${name} ${ARG_SOURCES})
+  add_library(kova::${ARG_ALIAS} ALIAS ${name})
+  kova_common_options(${name})
+  target_include_directories(${name} PUBLIC $<BUILD_INTERFACE:${ARG_INCLUDE}>)
+  target_link_libraries(${name} PUBLIC ${ARG_PUBLIC} PRIVATE ${ARG_PRIVATE})
+  target_link_options(${name} PRIVATE -Wl,--as-needed)
+  set_target_properties(${name} PROPERTIES
+    VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR} EXPORT_NAME ${ARG_ALIAS})
+endfunction()
+
+# A test program NAME over the listed sources and libraries: one entry for ctest, which fails on a
+# failed test and on a program without tests, and stops after TIMEOUT seconds (default 120).
+function(kova_add_test name)
+  cmake_parse_arguments(ARG "" "TIMEOUT" "SOURCES;LIBRARIES;LABELS" ${ARGN})
+  if(NOT ARG_TIMEOUT)
+    set(ARG_TIMEOUT 120)
+  endif()
+  add_executable(${name} ${ARG_SOURCES})
+  kova_common_options(${name})
+  target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR}/tests)
+  target_link_libraries(${name} PRIVATE ${ARG_LIBRARIES} GTest::gtest GTest::gmock kova_test_main)
+  add_test(NAME ${name} COMMAND ${name})
+  set_tests_properties(${name} PROPERTIES TIMEOUT ${ARG_TIMEOUT} LABELS "${ARG_LABELS}")
+endfunction()

@@ -1,0 +1,33 @@
+#pragma once
+
+#include <array>
+#include <cstddef>
+
+#include "util/Export.h"
+
+namespace util {
+
+/// The SHA-1 digest (FIPS 180-4), for identifiers made from names; not for security.
+///
+/// One thread at a time.
+class UTIL_API SHA1Engine {
+public:
+    using Digest = std::array<unsigned char, 20>;
+
+    SHA1Engine() noexcept;
+    ~SHA1Engine();
+    SHA1Engine(const SHA1Engine&) = delete;
+    SHA1Engine& operator=(const SHA1Engine&) = delete;
+
+    /// Takes `count` more bytes of the message.
+    void update(void const* bytes, std::size_t count) noexcept;
+    /// The digest of all bytes taken since construction or the last `finish`; the engine is then
+    /// ready for a new message.
+    Digest finish() noexcept;
+
+private:
+    struct Context;
+    alignas(8) unsigned char context_[128];
+};
+
+}  // namespace util

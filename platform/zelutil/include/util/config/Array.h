@@ -1,0 +1,42 @@
+#pragma once
+
+#include <vector>
+
+#include "util/Export.h"
+#include "util/config/Container.h"
+
+namespace util::config {
+
+/// A node that holds an ordered list of child nodes. It owns its children.
+///
+/// Changing operations return false on success and true on failure.
+class UTIL_API Array : public Container {
+public:
+    Array() noexcept : Container(Kind::Array) {}
+    ~Array() override;
+
+    /// Appends `value` and takes it over, whatever the result: when memory is exhausted it is
+    /// destroyed and true returned. A null `value` is not added (true).
+    bool add(Value* value) noexcept;
+    /// Inserts before the element at `index`; the size as index appends, a greater one fails. The
+    /// value is taken over whatever the result.
+    bool insert(unsigned long index, Value* value) noexcept;
+    /// Replaces the element at `index`, destroying the former one; fails past the end. The value is
+    /// taken over whatever the result.
+    bool set(unsigned long index, Value* value) noexcept;
+    /// Removes the element at `index`; true past the end. With `destroy` false the element belongs
+    /// to the caller, who looked it up before.
+    bool remove(unsigned long index, bool destroy) noexcept;
+    /// Makes room for `count` elements in all; a hint that may be ignored.
+    void reserve(unsigned long count) noexcept;
+
+    const std::vector<Value*>& elements() const noexcept { return elements_; }
+
+private:
+    friend class Value;
+    void surrender(Doomed& doomed) noexcept override;
+
+    std::vector<Value*> elements_;
+};
+
+}  // namespace util::config

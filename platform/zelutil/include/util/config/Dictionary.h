@@ -1,0 +1,45 @@
+#pragma once
+
+#include <string>
+
+#include "util/Export.h"
+#include "util/config/Container.h"
+
+namespace util::config {
+
+/// A node that maps string keys to child nodes, in ascending byte-wise order of the keys. It owns
+/// its children.
+///
+/// Changing operations return false on success and true on failure.
+class UTIL_API Dictionary : public Container {
+public:
+    Dictionary() noexcept : Container(Kind::Dictionary) {}
+    ~Dictionary() override;
+
+    /// Puts `value` under the key and takes it over, whatever the result: when memory is exhausted
+    /// it is destroyed and true returned. A key that is present gets the new value, the former one
+    /// is destroyed. A null `value` is not added (true). `add` and `set` do the same; by custom
+    /// `add` is written for a new key and `set` for a present one.
+    bool add(char const* key, Value* value) noexcept;
+    bool add(const std::string& key, Value* value) noexcept;
+    bool set(char const* key, Value* value) noexcept;
+    bool set(const std::string& key, Value* value) noexcept;
+    /// Removes the entry; true when there is none. With `destroy` false the child is not destroyed
+    /// and belongs to the caller, who looked it up before.
+    bool remove(char const* key, bool destroy) noexcept;
+    bool remove(const std::string& key, bool destroy) noexcept;
+
+    /// Number of entries.
+    unsigned long size() const noexcept { return entries_.size(); }
+    const Entries& entries() const noexcept { return entries_; }
+
+protected:
+    /// The map itself, for derived classes; they keep the ownership rule.
+    Entries entries_;
+
+private:
+    friend class Value;
+    void surrender(Doomed& doomed) noexcept override;
+};
+
+}  // namespace util::config

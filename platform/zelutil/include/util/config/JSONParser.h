@@ -1,0 +1,45 @@
+#pragma once
+
+#include <memory>
+#include <string_view>
+
+#include "util/Export.h"
+#include "util/config/Array.h"
+#include "util/config/Dictionary.h"
+#include "util/config/Scalars.h"
+
+namespace util::config {
+
+/// Reads JSON text (RFC 8259, UTF-8 only) into value trees.
+///
+/// Strict: no comments, no trailing commas, nothing after the value. Integers from -2^63 to 2^64 -
+/// 1 become integers, larger ones are refused; numbers with a fraction or exponent become floats,
+/// and one too large for a double is refused. Of duplicate keys the last wins. Nesting up to
+/// `util::MAX_NESTING_DEPTH`. One thread at a time; an object may be used again and keeps its
+/// memory for that.
+class UTIL_API JSONParser {
+public:
+    /// With `unicodeStrings` the strings of the tree are unicode strings, without it narrow ones.
+    explicit JSONParser(bool unicodeStrings);
+    ~JSONParser();
+    JSONParser(const JSONParser&) = delete;
+    JSONParser& operator=(const JSONParser&) = delete;
+
+    /// Parses one text. False on success: an object is left in `*dictionary`, an array in `*array`,
+    /// the other output is set to null; the caller owns the tree. A text that is a lone scalar
+    /// succeeds with both null. True on a syntax error, an exceeded limit or exhausted memory, and
+    /// then the outputs are untouched.
+    [[nodiscard]] bool parseString(char const* text, Dictionary** dictionary, Array** array);
+    [[nodiscard]] bool parseString(std::string_view text, Dictionary** dictionary, Array** array);
+    /// Parses one text of any kind. Null on failure; otherwise the caller owns the node, which for
+    /// null and booleans is a shared one (`Value::destroy` knows).
+    [[nodiscard]] Value* parseValue(std::string_view text);
+    /// What was wrong with the latest text that was refused.
+    char const* reason() const noexcept;
+
+private:
+    struct State;
+    std::unique_ptr<State> state_;
+};
+
+}  // namespace util::config

@@ -1,0 +1,68 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <utility>
+
+#include "util/Export.h"
+#include "util/UnicodeString.h"
+#include "util/config/Value.h"
+
+namespace util::config {
+
+/// An integer of 64 bits, signed or unsigned: every value from -2^63 to 2^64 - 1.
+class UTIL_API ValueInt : public Value {
+public:
+    explicit ValueInt(int value) noexcept : ValueInt(static_cast<long>(value)) {}
+    explicit ValueInt(unsigned int value) noexcept : ValueInt(static_cast<long>(value)) {}
+    explicit ValueInt(long value) noexcept
+        : Value(Kind::Integer), bits_(static_cast<std::uint64_t>(value)), negative_(value < 0) {}
+    explicit ValueInt(unsigned long value) noexcept
+        : Value(Kind::Integer), bits_(value), negative_(false) {}
+
+    /// The 64 bits in two's complement.
+    std::uint64_t bits() const noexcept { return bits_; }
+    bool isNegative() const noexcept { return negative_; }
+    /// Whether the value lies above the signed range (2^63 and more).
+    bool isBeyondSigned() const noexcept { return !negative_ && (bits_ >> 63) != 0; }
+
+private:
+    std::uint64_t bits_;
+    bool negative_;
+};
+
+/// A floating-point number of double precision.
+class UTIL_API ValueFloat : public Value {
+public:
+    explicit ValueFloat(double value) noexcept : Value(Kind::Float), value_(value) {}
+    double value() const noexcept { return value_; }
+
+private:
+    double value_;
+};
+
+/// A narrow string: bytes, by custom UTF-8, embedded zeros allowed.
+class UTIL_API ValueString : public Value {
+public:
+    explicit ValueString(const std::string& text) : Value(Kind::String), text_(text) {}
+    explicit ValueString(std::string&& text) noexcept
+        : Value(Kind::String), text_(std::move(text)) {}
+    explicit ValueString(char const* text) : Value(Kind::String), text_(text) {}
+    const std::string& text() const noexcept { return text_; }
+
+private:
+    std::string text_;
+};
+
+/// A string of Unicode text, kept apart from the narrow strings.
+class UTIL_API ValueUnicodeString : public Value {
+public:
+    explicit ValueUnicodeString(const UnicodeString8& text)
+        : Value(Kind::UnicodeString), text_(text) {}
+    const UnicodeString8& text() const noexcept { return text_; }
+
+private:
+    UnicodeString8 text_;
+};
+
+}  // namespace util::config

@@ -1,0 +1,72 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+namespace util::serializer {
+
+/// What comes next in a payload that is read entry by entry. The numbers are part of the contract.
+enum class EntryType : std::uint32_t {
+    None = 0,  ///< a value of no kind that can be announced
+    End = 1,   ///< nothing more at this level
+    Null = 2,
+    Boolean = 3,
+    Int8 = 4,
+    UInt8 = 5,
+    Int16 = 6,
+    UInt16 = 7,
+    Int32 = 8,
+    UInt32 = 9,
+    Int64 = 10,
+    UInt64 = 11,
+    Float = 12,
+    Double = 13,
+    String = 14,
+    ArrayBegin = 15,
+    /// Typed arrays, for readers that do not unpack them; the readers of this library announce a
+    /// typed array as `ArrayBegin` and let the typed getters read it as a whole.
+    NullArray = 16,
+    BooleanArray = 17,
+    Int8Array = 18,
+    UInt8Array = 19,
+    Int16Array = 20,
+    UInt16Array = 21,
+    Int32Array = 22,
+    UInt32Array = 23,
+    Int64Array = 24,
+    UInt64Array = 25,
+    FloatArray = 26,
+    DoubleArray = 27,
+    StringArray = 28,
+    Failure = 29,  ///< the payload is broken here
+    ArrayEnd = 30,
+    StructBegin = 31,
+    StructEnd = 32,
+    Field = 33,
+    FieldEnd = 34,
+    Element = 35,
+    ElementEnd = 36
+};
+
+/// One entry: its type and, for scalars, strings and fields, its value.
+struct Entry {
+    /// The scalar of a boolean, integer or floating-point entry; which member counts is told by the
+    /// type: `boolean` for `Boolean`, `int32` for `Int8`, `Int16` and `Int32`, `uint32` for
+    /// `UInt8`, `UInt16` and `UInt32`, `int64` and `uint64` for the 64-bit types, `number` for
+    /// `Float` and `Double`.
+    union Scalar {
+        bool boolean;
+        std::int32_t int32;
+        std::uint32_t uint32;
+        std::int64_t int64;
+        std::uint64_t uint64;
+        double number;
+    };
+
+    Scalar scalar{};
+    /// The text of a string or the name of a field.
+    std::string text;
+    EntryType type = EntryType::None;
+};
+
+}  // namespace util::serializer
