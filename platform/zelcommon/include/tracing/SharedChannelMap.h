@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -18,12 +19,12 @@ public:
     /// The one register of the process; made on first use, never destroyed.
     static SharedChannelMap& instance();
 
-    /// The channel of that name. When there is none, a silent one is made, owned by the register;
-    /// each further `map` of an owned channel adds one reference. A channel that somebody else owns
-    /// (a component's own) is returned as it is. Never null.
+    /// The shared channel of that name: made silent on the first call, counted on each further one.
+    /// The register owns it; a channel of the same name that somebody else made stays apart. Never
+    /// null.
     Channel* map(const std::string& name);
-    /// Takes one reference off the owned channel of that name and destroys it with the last; a name
-    /// that is unknown or owned by somebody else is left alone.
+    /// Takes one reference off the shared channel of that name and destroys it with the last; a
+    /// name that is not mapped is left alone.
     void unmap(const std::string& name);
 
     /// Sets the level of every channel whose name fits `pattern`, present and future ("*" stands

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 
 #include "zel/ErrorType.h"
 #include "zel/Export.h"
@@ -35,7 +36,7 @@ public:
 private:
     friend class ErrorOutput;
     void keep(const ErrorType& type, int number, char const* file, int line,
-              std::string&& reason) noexcept;
+              std::string_view reason) noexcept;
 
     ErrorType const* type_ = nullptr;
     int number_ = 0;

@@ -1,0 +1,93 @@
+#include "tracing/Channel.h"
+
+#include <fmt/format.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <ctime>
+#include <utility>
+
+#include "ReplaceableSink.h"
+#include "tracing/SharedChannelMap.h"
+
+namespace tracing {
+
+namespace {
+
+// "2026-01-31T12:00:00.123456Z 4711 KOVA_EXAMPLE 2: text": UTC, so that lines of several devices
+// compare. One write(2) a line, so that lines of several threads do not mix.
+void writeLine(const Message& message) {
+    timespec now{};
+    clock_gettime(CLOCK_REALTIME, &now);
+    std::tm utc{};
+    gmtime_r(&now.tv_sec, &utc);
+    const std::string line = fmt::format(
+        "{:04d}-{:02d}-{:02d}T{:02d}:{:02d}:{:02d}.{:06d}Z {} {} {}: {}\n", utc.tm_year + 1900,
+        utc.tm_mon + 1, utc.tm_mday, utc.tm_hour, utc.tm_min, utc.tm_sec, now.tv_nsec / 1000,
+        syscall(SYS_gettid), message.channel, message.level, message.text);
+    if (write(STDERR_FILENO, line.data(), line.size()) < 0) {
+        return;  // nobody is left to tell
+    }
+}
+
+// Never destroyed: channels of other libraries may trace while the process ends.
+zel::ReplaceableSink<Message>& sink() {
+    static auto* const instance = new zel::ReplaceableSink<Message>(writeLine);
+    return *instance;
+}
+
+}  // namespace
+
+Sink setSink(Sink newSink) {
+    return sink().replace(std::move(newSink));
+}
+
+Channel::Channel(std::string name, int level, unsigned int flags)
+    : name_(std::move(name)), level_(level), flags_(flags) {
+    if ((flags_ & SHARED) != 0) {
+        SharedChannelMap::instance().add(*this);
+    }
+}
+
+Channel::~Channel() {
+    if ((flags_ & SHARED) != 0) {
+        SharedChannelMap::instance().remove(*this);
+    }
+}
+
+void Channel::write(int level, std::string_view text) const noexcept {
+    try {
+        sink().call({name_, level, text});
+    } catch (...) {
+        // A trace never changes what the program does: without memory, or with a sink that throws,
+        // the message is lost.
+    }
+}
+
+void Channel::writeFormat(int level, char const* format, ...) const noexcept {
+    char buffer[512];
+    va_list arguments;
+    va_start(arguments, format);
+    const int length = std::vsnprintf(buffer, sizeof(buffer), format, arguments);
+    va_end(arguments);
+    if (length < 0) {
+        return;
+    }
+    const auto size = static_cast<std::size_t>(length);
+    if (size < sizeof(buffer)) {
+        write(level, {buffer, size});
+        return;
+    }
+    try {
+        std::string text(size + 1, '\0');
+        va_start(arguments, format);
+        std::vsnprintf(text.data(), text.size(), format, arguments);
+        va_end(arguments);
+        write(level, std::string_view(text).substr(0, size));
+    } catch (...) {
+        write(level, {buffer, sizeof(buffer) - 1});
+    }
+}
+
+}  // namespace tracing

@@ -1,0 +1,86 @@
+#include "zel/ErrorOutput.h"
+
+#include <fmt/format.h>
+#include <unistd.h>
+
+#include <iterator>
+#include <utility>
+
+#include "ReplaceableSink.h"
+#include "zel/ErrorStorage.h"
+
+namespace zel {
+
+namespace {
+
+// One write(2) a line, so that lines of several threads do not mix.
+void writeLine(const ErrorReport& report) {
+    const std::string line = fmt::format("{}:{}: {} {}: {}\n", report.file, report.line,
+                                         report.type, report.number, report.reason);
+    if (write(STDERR_FILENO, line.data(), line.size()) < 0) {
+        return;  // nobody is left to tell
+    }
+}
+
+// Never destroyed: other static objects may report while the process ends.
+ReplaceableSink<ErrorReport>& sink() {
+    static auto* const instance = new ReplaceableSink<ErrorReport>(writeLine);
+    return *instance;
+}
+
+void appendArgument(std::string& out, char field, ErrorArgument const* argument) {
+    if (argument == nullptr || argument->isText() != (field == 's')) {
+        out.push_back('?');
+    } else if (argument->isText()) {
+        out.append(argument->text());
+    } else {
+        fmt::format_to(std::back_inserter(out), "{}", argument->address());
+    }
+}
+
+// The catalogue's formats know "%s", "%p" and "%%"; anything else stands for itself.
+std::string format(std::string_view text, ErrorArgument const* arguments, std::size_t count) {
+    std::string out;
+    std::size_t next = 0;
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        const char field = i + 1 < text.size() ? text[i + 1] : '\0';
+        if (text[i] != '%' || (field != 's' && field != 'p' && field != '%')) {
+            out.push_back(text[i]);
+            continue;
+        }
+        ++i;
+        if (field == '%') {
+            out.push_back('%');
+        } else {
+            appendArgument(out, field, next < count ? arguments + next : nullptr);
+            ++next;
+        }
+    }
+    return out;
+}
+
+}  // namespace
+
+ErrorOutput::Sink ErrorOutput::setSink(Sink newSink) {
+    return sink().replace(std::move(newSink));
+}
+
+void ErrorOutput::report(const ErrorType& type, int number, ErrorArgument const* arguments,
+                         std::size_t count) const noexcept {
+    ErrorID const* const row = type.find(number);
+    char const* const text = row != nullptr ? row->format : "unknown error";
+    std::string formatted;
+    std::string_view reason = text;
+    try {
+        formatted = format(text, arguments, count);
+        reason = formatted;
+        sink().call({type.name(), number, reason, file_, line_});
+    } catch (...) {
+        // A sink that throws, or no memory: the report is still kept below.
+    }
+    if (keep_) {
+        ErrorStorage::current().keep(type, number, file_, line_, reason);
+    }
+}
+
+}  // namespace zel

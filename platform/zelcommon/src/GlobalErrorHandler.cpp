@@ -1,0 +1,41 @@
+#include "zel/GlobalErrorHandler.h"
+
+#include <sys/uio.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cstdlib>
+#include <cstring>
+#include <iterator>
+
+namespace zel {
+
+namespace {
+
+// Memory may be what is missing, so the line is written from where its pieces are.
+void writeReason(char const* file, char const* function, char const* message) {
+    char const* const pieces[] = {file, ": ", function, ": ", message, "\n"};
+    iovec vectors[std::size(pieces)];
+    for (std::size_t i = 0; i < std::size(pieces); ++i) {
+        vectors[i] = {const_cast<char*>(pieces[i]), std::strlen(pieces[i])};
+    }
+    if (writev(STDERR_FILENO, vectors, static_cast<int>(std::size(pieces))) < 0) {
+        return;  // the process ends all the same
+    }
+}
+
+std::atomic<GlobalErrorHandler::Handler> handler{writeReason};
+
+}  // namespace
+
+void GlobalErrorHandler::doAbort(char const* file, char const* function, char const* message) {
+    handler.load()(file, function, message);
+    std::abort();
+}
+
+GlobalErrorHandler::Handler GlobalErrorHandler::setHandler(Handler newHandler) noexcept {
+    const Handler former = handler.exchange(newHandler != nullptr ? newHandler : writeReason);
+    return former == writeReason ? nullptr : former;
+}
+
+}  // namespace zel

@@ -1,0 +1,150 @@
+#include "tracing/SharedChannelMap.h"
+
+#include <algorithm>
+#include <charconv>
+#include <map>
+#include <mutex>
+#include <optional>
+#include <utility>
+#include <vector>
+
+#include "osal/Environment.h"
+#include "osal/Mutex.h"
+
+namespace tracing {
+
+namespace {
+
+// Matches with "*" for any text, in one pass: on a mismatch it is enough to let the latest "*" take
+// one character more.
+bool fits(std::string_view pattern, std::string_view name) {
+    std::size_t p = 0;
+    std::size_t n = 0;
+    std::size_t star = std::string_view::npos;
+    std::size_t resume = 0;
+    while (n < name.size()) {
+        if (p < pattern.size() && pattern[p] == '*') {
+            star = p++;
+            resume = n;
+        } else if (p < pattern.size() && pattern[p] == name[n]) {
+            ++p;
+            ++n;
+        } else if (star != std::string_view::npos) {
+            p = star + 1;
+            n = ++resume;
+        } else {
+            return false;
+        }
+    }
+    return pattern.find_first_not_of('*', p) == std::string_view::npos;
+}
+
+std::optional<int> parseLevel(std::string_view text) {
+    int level = 0;
+    const char* const end = text.data() + text.size();
+    const auto result = std::from_chars(text.data(), end, level);
+    return result.ec == std::errc() && result.ptr == end ? std::optional<int>(level) : std::nullopt;
+}
+
+}  // namespace
+
+struct SharedChannelMap::State {
+    struct Owned {
+        std::unique_ptr<Channel> channel;
+        unsigned long references = 0;
+    };
+
+    /// Recursive: a channel that is made or destroyed by the register registers itself under it.
+    osal::Mutex mutex{true};
+    /// Every channel with the flag `SHARED`; one name may stand more than once, because two
+    /// libraries may choose the same.
+    std::multimap<std::string, Channel*> channels;
+    std::map<std::string, Owned> owned;
+    /// Levels by pattern, in the order in which they were set.
+    std::vector<std::pair<std::string, int>> levels;
+};
+
+SharedChannelMap::SharedChannelMap() : state_(std::make_unique<State>()) {
+    if (configure(osal::Environment::getVariable("ZEL_TRACE"))) {
+        Channel("TRACING", 4, 0).traceText(4, "ZEL_TRACE is malformed: expected PATTERN=LEVEL,…");
+    }
+}
+
+SharedChannelMap& SharedChannelMap::instance() {
+    static auto* const map = new SharedChannelMap();
+    return *map;
+}
+
+void SharedChannelMap::add(Channel& channel) {
+    const std::lock_guard<osal::Mutex> guard(state_->mutex);
+    state_->channels.emplace(channel.name(), &channel);
+    for (const auto& [pattern, level] : state_->levels) {
+        if (fits(pattern, channel.name())) {
+            channel.setLevel(level);
+        }
+    }
+}
+
+void SharedChannelMap::remove(Channel& channel) noexcept {
+    const std::lock_guard<osal::Mutex> guard(state_->mutex);
+    const auto [first, last] = state_->channels.equal_range(channel.name());
+    const auto found =
+        std::find_if(first, last, [&](const auto& entry) { return entry.second == &channel; });
+    if (found != last) {
+        state_->channels.erase(found);
+    }
+}
+
+Channel* SharedChannelMap::map(const std::string& name) {
+    const std::lock_guard<osal::Mutex> guard(state_->mutex);
+    State::Owned& owned = state_->owned[name];
+    if (!owned.channel) {
+        owned.channel = std::make_unique<Channel>(name, Channel::SILENT, Channel::SHARED);
+    }
+    ++owned.references;
+    return owned.channel.get();
+}
+
+void SharedChannelMap::unmap(const std::string& name) {
+    const std::lock_guard<osal::Mutex> guard(state_->mutex);
+    const auto owned = state_->owned.find(name);
+    if (owned != state_->owned.end() && --owned->second.references == 0) {
+        state_->owned.erase(owned);
+    }
+}
+
+std::size_t SharedChannelMap::setLevel(std::string_view pattern, int level) {
+    const std::lock_guard<osal::Mutex> guard(state_->mutex);
+    auto& levels = state_->levels;
+    levels.erase(std::remove_if(levels.begin(), levels.end(),
+                                [&](const auto& entry) { return entry.first == pattern; }),
+                 levels.end());
+    levels.emplace_back(pattern, level);
+    std::size_t count = 0;
+    for (const auto& [name, channel] : state_->channels) {
+        if (fits(pattern, name)) {
+            channel->setLevel(level);
+            ++count;
+        }
+    }
+    return count;
+}
+
+bool SharedChannelMap::configure(std::string_view list) {
+    bool failed = false;
+    while (!list.empty()) {
+        const std::string_view piece = list.substr(0, list.find(','));
+        list.remove_prefix(std::min(piece.size() + 1, list.size()));
+        const std::size_t equals = piece.rfind('=');
+        const std::optional<int> level =
+            equals != std::string_view::npos ? parseLevel(piece.substr(equals + 1)) : std::nullopt;
+        if (!level || equals == 0) {
+            failed = true;
+        } else {
+            setLevel(piece.substr(0, equals), *level);
+        }
+    }
+    return failed;
+}
+
+}  // namespace tracing

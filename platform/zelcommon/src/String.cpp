@@ -1,0 +1,170 @@
+#include "zel/unicode/String.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <utility>
+
+namespace zel::unicode {
+
+namespace {
+
+constexpr char32_t INVALID = 0xFFFFFFFF;
+
+constexpr bool isHighSurrogate(char32_t unit) {
+    return unit >= 0xD800 && unit <= 0xDBFF;
+}
+constexpr bool isLowSurrogate(char32_t unit) {
+    return unit >= 0xDC00 && unit <= 0xDFFF;
+}
+
+// What the first byte of a sequence says: how many bytes follow, which bits it gives, and the range
+// of the second byte (table 3-7: this is where overlong forms, surrogates and the end of the code
+// space are ruled out).
+struct Lead {
+    int following;
+    unsigned char bits;
+    unsigned char low;
+    unsigned char high;
+};
+
+constexpr Lead leadOf(unsigned char byte) {
+    if (byte < 0x80) {
+        return {0, byte, 0, 0};
+    }
+    if (byte >= 0xC2 && byte <= 0xDF) {
+        return {1, static_cast<unsigned char>(byte & 0x1F), 0x80, 0xBF};
+    }
+    if (byte >= 0xE0 && byte <= 0xEF) {
+        return {2, static_cast<unsigned char>(byte & 0x0F),
+                static_cast<unsigned char>(byte == 0xE0 ? 0xA0 : 0x80),
+                static_cast<unsigned char>(byte == 0xED ? 0x9F : 0xBF)};
+    }
+    if (byte >= 0xF0 && byte <= 0xF4) {
+        return {3, static_cast<unsigned char>(byte & 0x07),
+                static_cast<unsigned char>(byte == 0xF0 ? 0x90 : 0x80),
+                static_cast<unsigned char>(byte == 0xF4 ? 0x8F : 0xBF)};
+    }
+    return {-1, 0, 0, 0};
+}
+
+// The code point that begins at `position`, which is moved behind it; `INVALID` when there is none.
+char32_t nextCodePoint(std::string_view bytes, std::size_t& position) {
+    const Lead lead = leadOf(static_cast<unsigned char>(bytes[position++]));
+    if (lead.following < 0) {
+        return INVALID;
+    }
+    char32_t codePoint = lead.bits;
+    for (int i = 0; i < lead.following; ++i) {
+        if (position == bytes.size()) {
+            return INVALID;
+        }
+        const auto byte = static_cast<unsigned char>(bytes[position++]);
+        const unsigned char low = i == 0 ? lead.low : 0x80;
+        const unsigned char high = i == 0 ? lead.high : 0xBF;
+        if (byte < low || byte > high) {
+            return INVALID;
+        }
+        codePoint = codePoint << 6 | (byte & 0x3FU);
+    }
+    return codePoint;
+}
+
+// How many bytes from `position` on are plain ASCII, counted eight at a time: most text is.
+std::size_t asciiRun(std::string_view bytes, std::size_t position) {
+    const std::size_t start = position;
+    while (bytes.size() - position >= sizeof(std::uint64_t)) {
+        std::uint64_t word = 0;
+        __builtin_memcpy(&word, bytes.data() + position, sizeof(word));
+        if ((word & 0x8080808080808080U) != 0) {
+            break;
+        }
+        position += sizeof(word);
+    }
+    return position - start;
+}
+
+void appendUtf8(std::string& out, char32_t codePoint) {
+    const auto byte = [&out](char32_t value) { out.push_back(static_cast<char>(value)); };
+    if (codePoint < 0x80) {
+        byte(codePoint);
+        return;
+    }
+    if (codePoint < 0x800) {
+        byte(0xC0 | codePoint >> 6);
+    } else if (codePoint < 0x10000) {
+        byte(0xE0 | codePoint >> 12);
+        byte(0x80 | (codePoint >> 6 & 0x3F));
+    } else {
+        byte(0xF0 | codePoint >> 18);
+        byte(0x80 | (codePoint >> 12 & 0x3F));
+        byte(0x80 | (codePoint >> 6 & 0x3F));
+    }
+    byte(0x80 | (codePoint & 0x3F));
+}
+
+}  // namespace
+
+bool isUtf8(std::string_view bytes) noexcept {
+    std::size_t position = 0;
+    while (position < bytes.size()) {
+        position += asciiRun(bytes, position);
+        if (position < bytes.size() && nextCodePoint(bytes, position) == INVALID) {
+            return false;
+        }
+    }
+    return true;
+}
+
+std::optional<std::string> utf16ToUtf8(std::u16string_view text) {
+    std::string out;
+    out.reserve(text.size());
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        char32_t codePoint = text[i];
+        if (isHighSurrogate(codePoint) && i + 1 < text.size() && isLowSurrogate(text[i + 1])) {
+            codePoint = 0x10000 + ((codePoint - 0xD800) << 10 | (text[++i] - 0xDC00U));
+        } else if (isHighSurrogate(codePoint) || isLowSurrogate(codePoint)) {
+            return std::nullopt;
+        }
+        appendUtf8(out, codePoint);
+    }
+    return out;
+}
+
+std::optional<std::u16string> utf8ToUtf16(std::string_view bytes) {
+    std::u16string out;
+    out.reserve(bytes.size());
+    for (std::size_t position = 0; position < bytes.size();) {
+        const char32_t codePoint = nextCodePoint(bytes, position);
+        if (codePoint == INVALID) {
+            return std::nullopt;
+        }
+        if (codePoint < 0x10000) {
+            out.push_back(static_cast<char16_t>(codePoint));
+        } else {
+            out.push_back(static_cast<char16_t>(0xD800 + ((codePoint - 0x10000) >> 10)));
+            out.push_back(static_cast<char16_t>(0xDC00 + ((codePoint - 0x10000) & 0x3FF)));
+        }
+    }
+    return out;
+}
+
+std::optional<String> String::fromUtf8(std::string_view bytes) {
+    return isUtf8(bytes) ? std::optional<String>(String(std::string(bytes))) : std::nullopt;
+}
+
+std::optional<String> String::fromUtf16(std::u16string_view text) {
+    auto utf8 = utf16ToUtf8(text);
+    return utf8 ? std::optional<String>(String(std::move(*utf8))) : std::nullopt;
+}
+
+std::u16string String::toUtf16() const {
+    return *utf8ToUtf16(text_);
+}
+
+std::size_t String::length() const noexcept {
+    return static_cast<std::size_t>(std::count_if(text_.begin(), text_.end(), [](char c) {
+        return (static_cast<unsigned char>(c) & 0xC0) != 0x80;
+    }));
+}
+
+}  // namespace zel::unicode

@@ -1,0 +1,30 @@
+#include "tracing/client_helper.h"
+
+#include <mutex>
+
+namespace tracing::client_helper {
+
+namespace {
+
+struct Identity {
+    std::once_flag set;
+    std::string id;
+};
+
+// Never destroyed: references to the text were handed out.
+Identity& identity() {
+    static auto* const instance = new Identity();
+    return *instance;
+}
+
+}  // namespace
+
+const std::string& getClientId() noexcept {
+    return identity().id;
+}
+
+void setClientId(const std::string& id) {
+    std::call_once(identity().set, [&id] { identity().id = id; });
+}
+
+}  // namespace tracing::client_helper
