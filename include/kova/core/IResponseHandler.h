@@ -1,0 +1,25 @@
+#pragma once
+
+namespace kova {
+
+class Response;
+
+/// Receives the answer to one request: any number of `onNext`, then at most one of `onError` and
+/// `onCompleted`, and nothing after that.
+///
+/// Whoever sends the events owns the handler through a `std::unique_ptr` and sends them from one
+/// thread at a time. The order of the virtual operations is part of the contract.
+template <typename T>
+class IResponseHandler {
+public:
+    virtual ~IResponseHandler() = default;
+
+    /// A value. True means that the receiver wants no further events.
+    virtual bool onNext(const T& value) = 0;
+    /// The request failed; terminates. Errors are responses, whatever `T` is.
+    virtual void onError(const Response& error) = 0;
+    /// The request is done; terminates.
+    virtual void onCompleted() = 0;
+};
+
+}  // namespace kova

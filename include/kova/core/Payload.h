@@ -1,0 +1,83 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+
+#include "kova/core/Export.h"
+
+namespace util {
+class ByteBufferWriter;
+}
+namespace util::config {
+class Value;
+}
+
+namespace kova {
+
+/// A block of bytes that its holders share read-only.
+struct KOVA_API Blob {
+    /// The bytes; null for an empty blob. Freed when the last holder lets go.
+    std::shared_ptr<unsigned char[]> data;
+    /// How many there are.
+    std::uint64_t size = 0;
+
+    /// Sets `out` to the bytes taken as text.
+    void toString(std::string& out) const;
+};
+
+/// The body of a message: bytes and the mime type that says how to read them.
+///
+/// Copies share the bytes, which are never written after the payload was made, so copies may be
+/// read by several threads at once. A payload is empty when it has no block of bytes; one made from
+/// zero bytes is not empty.
+///
+/// Out of memory while a payload is made stops the process (`zel::GlobalErrorHandler`).
+class KOVA_API Payload {
+public:
+    /// The empty payload, with an empty mime type.
+    Payload() = default;
+    /// Takes the bytes over; the blob is left without them.
+    Payload(Blob&& blob, std::string&& mimeType) noexcept;
+    Payload(Blob&& blob, const std::string& mimeType);
+
+    /// One empty payload for all; lives until the process ends.
+    static const Payload& getEmpty();
+
+    /// A payload with a copy of the `size` bytes.
+    static Payload createFromRaw(unsigned char const* bytes, unsigned long size,
+                                 const std::string& mimeType);
+    /// A payload "application/json" of the text, which is not validated.
+    static Payload createFromJSON(const std::string& json);
+    /// A payload "plain/text" of the text.
+    static Payload createFromString(const std::string& text);
+    /// A payload "application/json" of the value's compact print.
+    static Payload createFromConfig(const util::config::Value& value);
+    /// A payload with a copy of what was written.
+    static Payload createFromWriter(const util::ByteBufferWriter& writer,
+                                    const std::string& mimeType);
+
+    bool isEmpty() const noexcept { return blob_.data == nullptr; }
+    const Blob& getBlob() const noexcept { return blob_; }
+    const std::string& getMimeType() const noexcept { return mimeType_; }
+    /// The bytes; null when empty. They live as long as some copy of the payload.
+    unsigned char const* data() const noexcept { return blob_.data.get(); }
+    std::uint64_t size() const noexcept { return blob_.data ? blob_.size : 0; }
+
+    /// Sets `out` to printable text: the bytes of JSON and plain text; binary structured data
+    /// converted to JSON (`compact` as `util::serializer::JSONStructuredSerializerOld` takes it);
+    /// "<empty>", "<binary>" (octet streams, msgpack) or "<unknown>" (any other type) otherwise.
+    /// True, with "<failed>", when binary data cannot be converted; false in every other case.
+    static bool createStringFrom(const Payload& payload, std::string& out, bool compact);
+    /// The value tree that the payload holds (JSON, plain text that is JSON, binary structured
+    /// data); the caller owns and deletes it. Null when there is none: another mime type, no data
+    /// and a text without a tree are reported as `PayloadConversionFailed`, a text that is not JSON
+    /// is not.
+    [[nodiscard]] static util::config::Value* createConfigFrom(const Payload& payload);
+
+private:
+    Blob blob_;
+    std::string mimeType_;
+};
+
+}  // namespace kova

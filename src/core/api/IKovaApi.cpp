@@ -1,0 +1,7 @@
+#include "kova/core/IKovaApi.h"
+
+namespace kova {
+
+IKovaApi::~IKovaApi() = default;
+
+}  // namespace kova

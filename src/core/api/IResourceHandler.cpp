@@ -1,0 +1,7 @@
+#include "kova/core/IResourceHandler.h"
+
+namespace kova {
+
+IResourceHandler::~IResourceHandler() = default;
+
+}  // namespace kova

@@ -1,0 +1,50 @@
+#pragma once
+
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "zel/ErrorOutput.h"
+#include "zel/ErrorStorage.h"
+
+namespace kova::test {
+
+/// Collects the error reports of the process while it lives, in place of the default sink, and
+/// leaves the thread without a latest error.
+class Reports {
+public:
+    struct Report {
+        std::string type;
+        int number;
+        std::string reason;
+        std::string file;
+        int line;
+    };
+
+    Reports() {
+        former_ = zel::ErrorOutput::setSink([this](const zel::ErrorReport& report) {
+            const std::lock_guard<std::mutex> guard(mutex_);
+            reports_.push_back({std::string(report.type), report.number, std::string(report.reason),
+                                std::string(report.file), report.line});
+        });
+    }
+    ~Reports() {
+        zel::ErrorOutput::setSink(std::move(former_));
+        zel::ErrorStorage::current().acknowledge();
+    }
+    Reports(const Reports&) = delete;
+    Reports& operator=(const Reports&) = delete;
+
+    /// What was reported so far, and forgets it.
+    std::vector<Report> take() {
+        const std::lock_guard<std::mutex> guard(mutex_);
+        return std::move(reports_);
+    }
+
+private:
+    std::mutex mutex_;
+    std::vector<Report> reports_;
+    zel::ErrorOutput::Sink former_;
+};
+
+}  // namespace kova::test
