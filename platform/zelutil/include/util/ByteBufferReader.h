@@ -1,7 +1,6 @@
 #pragma once
 
-#include <cstddef>
-#include <string>
+#include <vector>
 
 #include "util/Export.h"
 
@@ -13,7 +12,8 @@ namespace util {
 class UTIL_API ByteBufferReader {
 public:
     /// Reads `length` bytes at `bytes`. With `copy` false they are borrowed and must stay alive and
-    /// unchanged while the reader is used; with true the reader makes a copy of its own.
+    /// unchanged while the reader is used; with true the reader makes a copy of its own. A null
+    /// `bytes` is an empty block.
     ByteBufferReader(unsigned char const* bytes, unsigned long length, bool copy);
     ByteBufferReader(const ByteBufferReader&) = delete;
     ByteBufferReader& operator=(const ByteBufferReader&) = delete;
@@ -32,7 +32,7 @@ public:
     [[nodiscard]] bool skip(unsigned long count) noexcept;
 
 private:
-    std::string copy_;
+    std::vector<unsigned char> copy_;
     unsigned char const* data_;
     unsigned long size_;
     unsigned long position_ = 0;

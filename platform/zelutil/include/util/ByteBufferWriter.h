@@ -1,7 +1,7 @@
 #pragma once
 
 #include <cstddef>
-#include <memory>
+#include <cstring>
 
 #include "util/Export.h"
 
@@ -9,8 +9,8 @@ namespace util {
 
 /// A growing buffer of bytes that is written at the end.
 ///
-/// Not a stream: what was written stays until the writer is destroyed or cleared. One thread at a
-/// time.
+/// Not a stream: what was written stays until the writer is destroyed or truncated. One thread
+/// at a time.
 class ByteBufferWriter {
 public:
     /// Makes an empty buffer with room for `initialCapacity` bytes. The room is got on the first
@@ -36,7 +36,9 @@ public:
         if (target == nullptr) {
             return true;
         }
-        __builtin_memcpy(target, bytes, count);
+        if (count != 0) {
+            std::memcpy(target, bytes, count);
+        }
         return false;
     }
     /// Appends one byte; result as for `append`.

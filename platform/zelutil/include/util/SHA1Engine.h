@@ -15,7 +15,6 @@ public:
     using Digest = std::array<unsigned char, 20>;
 
     SHA1Engine() noexcept;
-    ~SHA1Engine();
     SHA1Engine(const SHA1Engine&) = delete;
     SHA1Engine& operator=(const SHA1Engine&) = delete;
 
@@ -26,8 +25,8 @@ public:
     Digest finish() noexcept;
 
 private:
-    struct Context;
-    alignas(8) unsigned char context_[128];
+    /// Room for the state of the digest library, whose header stays out of this one.
+    alignas(8) std::array<unsigned char, 128> state_;
 };
 
 }  // namespace util

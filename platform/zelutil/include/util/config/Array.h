@@ -27,13 +27,16 @@ public:
     /// Removes the element at `index`; true past the end. With `destroy` false the element belongs
     /// to the caller, who looked it up before.
     bool remove(unsigned long index, bool destroy) noexcept;
+    /// Destroys all elements.
+    void clear() noexcept { destroyChildren(); }
+    /// Exchanges the elements of two arrays.
+    void swap(Array& other) noexcept { elements_.swap(other.elements_); }
     /// Makes room for `count` elements in all; a hint that may be ignored.
     void reserve(unsigned long count) noexcept;
 
     const std::vector<Value*>& elements() const noexcept { return elements_; }
 
 private:
-    friend class Value;
     void surrender(Doomed& doomed) noexcept override;
 
     std::vector<Value*> elements_;

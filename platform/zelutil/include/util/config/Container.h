@@ -15,7 +15,7 @@ protected:
     class Doomed;
     /// Moves the children to `doomed` (containers) or destroys them (scalars); none are left.
     virtual void surrender(Doomed& doomed) noexcept = 0;
-    /// Destroys everything below this container; the derived destructors call it.
+    /// Destroys everything below this container; none are left. The derived destructors call it.
     void destroyChildren() noexcept;
     /// Destroys `child`, or puts it on the list when it is a container; shared nodes are left.
     static void doom(Doomed& doomed, Value* child) noexcept;

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <string>
+#include <string_view>
 
 #include "util/Export.h"
 #include "util/config/Container.h"
@@ -20,26 +20,30 @@ public:
     /// it is destroyed and true returned. A key that is present gets the new value, the former one
     /// is destroyed. A null `value` is not added (true). `add` and `set` do the same; by custom
     /// `add` is written for a new key and `set` for a present one.
+    /// A null `key` is no key: the same failure.
     bool add(char const* key, Value* value) noexcept;
-    bool add(const std::string& key, Value* value) noexcept;
+    bool add(std::string_view key, Value* value) noexcept;
     bool set(char const* key, Value* value) noexcept;
-    bool set(const std::string& key, Value* value) noexcept;
+    bool set(std::string_view key, Value* value) noexcept;
     /// Removes the entry; true when there is none. With `destroy` false the child is not destroyed
     /// and belongs to the caller, who looked it up before.
     bool remove(char const* key, bool destroy) noexcept;
-    bool remove(const std::string& key, bool destroy) noexcept;
+    bool remove(std::string_view key, bool destroy) noexcept;
+    /// Destroys all children.
+    void clear() noexcept { destroyChildren(); }
+    /// Exchanges the entries of two dictionaries.
+    void swap(Dictionary& other) noexcept { entries_.swap(other.entries_); }
+    /// Makes room for `count` entries in all; a hint that may be ignored.
+    void reserve(unsigned long count) noexcept { entries_.reserve(count); }
 
     /// Number of entries.
     unsigned long size() const noexcept { return entries_.size(); }
     const Entries& entries() const noexcept { return entries_; }
 
-protected:
-    /// The map itself, for derived classes; they keep the ownership rule.
-    Entries entries_;
-
 private:
-    friend class Value;
     void surrender(Doomed& doomed) noexcept override;
+
+    Entries entries_;
 };
 
 }  // namespace util::config

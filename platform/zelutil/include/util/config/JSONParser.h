@@ -20,7 +20,7 @@ namespace util::config {
 class UTIL_API JSONParser {
 public:
     /// With `unicodeStrings` the strings of the tree are unicode strings, without it narrow ones.
-    explicit JSONParser(bool unicodeStrings);
+    explicit JSONParser(bool unicodeStrings) noexcept;
     ~JSONParser();
     JSONParser(const JSONParser&) = delete;
     JSONParser& operator=(const JSONParser&) = delete;
@@ -29,17 +29,21 @@ public:
     /// the other output is set to null; the caller owns the tree. A text that is a lone scalar
     /// succeeds with both null. True on a syntax error, an exceeded limit or exhausted memory, and
     /// then the outputs are untouched.
-    [[nodiscard]] bool parseString(char const* text, Dictionary** dictionary, Array** array);
-    [[nodiscard]] bool parseString(std::string_view text, Dictionary** dictionary, Array** array);
+    [[nodiscard]] bool parseString(char const* text, Dictionary** dictionary,
+                                   Array** array) noexcept;
+    [[nodiscard]] bool parseString(std::string_view text, Dictionary** dictionary,
+                                   Array** array) noexcept;
     /// Parses one text of any kind. Null on failure; otherwise the caller owns the node, which for
     /// null and booleans is a shared one (`Value::destroy` knows).
-    [[nodiscard]] Value* parseValue(std::string_view text);
-    /// What was wrong with the latest text that was refused.
+    [[nodiscard]] Value* parseValue(std::string_view text) noexcept;
+    /// What was wrong with the latest text that was refused; a constant text.
     char const* reason() const noexcept;
 
 private:
     struct State;
-    std::unique_ptr<State> state_;
+    std::unique_ptr<State> state_;  // null when there was no memory for it
+    bool unicodeStrings_;
+    char const* reason_ = "memory is exhausted";
 };
 
 }  // namespace util::config

@@ -16,9 +16,9 @@ public:
     explicit ValueInt(int value) noexcept : ValueInt(static_cast<long>(value)) {}
     explicit ValueInt(unsigned int value) noexcept : ValueInt(static_cast<long>(value)) {}
     explicit ValueInt(long value) noexcept
-        : Value(Kind::Integer), bits_(static_cast<std::uint64_t>(value)), negative_(value < 0) {}
+        : Value(Kind::Integer), negative_(value < 0), bits_(static_cast<std::uint64_t>(value)) {}
     explicit ValueInt(unsigned long value) noexcept
-        : Value(Kind::Integer), bits_(value), negative_(false) {}
+        : Value(Kind::Integer), negative_(false), bits_(value) {}
 
     /// The 64 bits in two's complement.
     std::uint64_t bits() const noexcept { return bits_; }
@@ -27,8 +27,8 @@ public:
     bool isBeyondSigned() const noexcept { return !negative_ && (bits_ >> 63) != 0; }
 
 private:
+    bool negative_;  // first, so that it fits into the padding of the base
     std::uint64_t bits_;
-    bool negative_;
 };
 
 /// A floating-point number of double precision.
@@ -47,7 +47,9 @@ public:
     explicit ValueString(const std::string& text) : Value(Kind::String), text_(text) {}
     explicit ValueString(std::string&& text) noexcept
         : Value(Kind::String), text_(std::move(text)) {}
-    explicit ValueString(char const* text) : Value(Kind::String), text_(text) {}
+    /// A null `text` is the empty string.
+    explicit ValueString(char const* text)
+        : ValueString(std::string(text == nullptr ? "" : text)) {}
     const std::string& text() const noexcept { return text_; }
 
 private:
@@ -57,8 +59,8 @@ private:
 /// A string of Unicode text, kept apart from the narrow strings.
 class UTIL_API ValueUnicodeString : public Value {
 public:
-    explicit ValueUnicodeString(const UnicodeString8& text)
-        : Value(Kind::UnicodeString), text_(text) {}
+    explicit ValueUnicodeString(UnicodeString8 text) noexcept
+        : Value(Kind::UnicodeString), text_(std::move(text)) {}
     const UnicodeString8& text() const noexcept { return text_; }
 
 private:

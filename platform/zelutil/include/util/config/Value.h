@@ -4,21 +4,19 @@
 #include <cstddef>
 #include <cstdint>
 #include <iosfwd>
-#include <map>
 #include <string>
 #include <string_view>
+#include <type_traits>
 
 #include "util/Export.h"
 #include "util/UnicodeString.h"
+#include "util/config/Entries.h"
 
 namespace util::config {
 
-class Value;
 class Dictionary;
 class Array;
 
-/// The entries of a dictionary, in ascending byte-wise order of the keys.
-using Entries = std::map<std::string, Value*, std::less<>>;
 using ConstIterator = Entries::const_iterator;
 
 /// One node of a tree of generic data: a dictionary, an array or a scalar.
@@ -69,7 +67,10 @@ public:
     const Value& operator[](const std::string& key) const noexcept;
     /// The element at the index; the undefined value past the end or when this is no array.
     const Value& operator[](unsigned long index) const noexcept;
-    const Value& operator[](int index) const noexcept {
+    /// The same for every other type of index, so that `value[0]` is not a null key; a negative
+    /// index lies past the end.
+    template <typename Index, typename = std::enable_if_t<std::is_integral_v<Index>>>
+    const Value& operator[](Index index) const noexcept {
         return (*this)[static_cast<unsigned long>(index)];
     }
     /// Number of elements of an array; 0 for every other kind.
@@ -103,19 +104,24 @@ public:
     ConstIterator end() const noexcept;
 
     /// Deep comparison: same kind and same content. Integers compare by value (-1 and
-    /// 18446744073709551615 differ), floats by `==`; an integer never equals a float.
+    /// 18446744073709551615 differ), floats by `==`; an integer never equals a float. Comparing
+    /// nested containers takes memory; `std::bad_alloc` when there is none.
     bool operator==(const Value& other) const;
     bool operator!=(const Value& other) const { return !(*this == other); }
 
     /// A deep copy that the caller owns and deletes; null when memory is exhausted. The copy of a
-    /// shared node is a node of its own; null and booleans inside a copied container stay shared.
+    /// shared node is a node of its own; null, booleans and undefined inside a copied container are
+    /// the shared nodes.
     Value* clone() const noexcept;
 
     /// Writes the node as JSON text (RFC 8259): compact while `g_print_compact` is set, else
-    /// indented by two spaces a level. NaN, infinities and undefined print as `null`; bytes that
-    /// are not UTF-8 as U+FFFD.
+    /// indented by two spaces a level (from the 32nd level on no further, so that the text of a
+    /// deep tree stays in proportion to the tree). NaN, infinities and undefined print as `null`;
+    /// bytes that are not UTF-8 as U+FFFD. When memory is exhausted nothing is written and the
+    /// stream is made bad.
     void print(std::ostream& out) const;
-    /// The same text as a string, laid out as told, whatever `g_print_compact` says.
+    /// The same text as a string, laid out as told, whatever `g_print_compact` says;
+    /// `std::bad_alloc` when memory is exhausted.
     std::string toJson(bool compact) const;
 
     /// Layout of `print`, process-wide. Setting and restoring it around a print is not safe while
@@ -132,12 +138,14 @@ public:
     static void destroy(Value* value) noexcept;
 
 protected:
-    explicit Value(Kind kind) noexcept : kind_(kind) {}
+    constexpr explicit Value(Kind kind) noexcept : kind_(kind) {}
     /// Content is copied by `clone` alone.
     Value(const Value&) = delete;
     Value& operator=(const Value&) = delete;
 
 private:
+    const Value* find(std::string_view key) const noexcept;
+
     Kind kind_;
 };
 

@@ -1,0 +1,101 @@
+#pragma once
+
+#include <cstddef>
+#include <iterator>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "util/Export.h"
+
+namespace util::config {
+
+class Value;
+
+/// The entries of a dictionary: pairs of key and child, in ascending byte-wise order of the keys.
+///
+/// It does not own the children; the dictionary does. Iterators and references to entries are valid
+/// until an entry is added or removed. One thread at a time, or many that only read.
+class UTIL_API Entries {
+public:
+    using value_type = std::pair<std::string, Value*>;
+
+private:
+    /// One sorted list, cut into pages of up to `PAGE_SIZE` entries: most dictionaries are one
+    /// small block of memory, and in a large one an entry can be added anywhere at little cost. No
+    /// page is empty, but a lone first one may be.
+    using Page = std::vector<value_type>;
+
+public:
+    class const_iterator {
+    public:
+        using iterator_category = std::forward_iterator_tag;
+        using value_type = Entries::value_type;
+        using difference_type = std::ptrdiff_t;
+        using pointer = const value_type*;
+        using reference = const value_type&;
+
+        const_iterator() noexcept = default;
+        reference operator*() const noexcept { return *entry_; }
+        pointer operator->() const noexcept { return entry_; }
+        const_iterator& operator++() noexcept {
+            if (++entry_ == page_->data() + page_->size()) {
+                ++page_;
+                entry_ = page_ == end_ ? nullptr : page_->data();
+            }
+            return *this;
+        }
+        const_iterator operator++(int) noexcept {
+            const const_iterator before = *this;
+            ++*this;
+            return before;
+        }
+        friend bool operator==(const const_iterator& a, const const_iterator& b) noexcept {
+            return a.entry_ == b.entry_;
+        }
+        friend bool operator!=(const const_iterator& a, const const_iterator& b) noexcept {
+            return a.entry_ != b.entry_;
+        }
+
+    private:
+        friend class Entries;
+        const_iterator(const Page* page, const Page* end, pointer entry) noexcept
+            : page_(page), end_(end), entry_(entry) {}
+
+        const Page* page_ = nullptr;
+        const Page* end_ = nullptr;
+        pointer entry_ = nullptr;  // null at the end
+    };
+
+    bool empty() const noexcept { return size_ == 0; }
+    unsigned long size() const noexcept { return size_; }
+    const_iterator begin() const noexcept {
+        return empty() ? end() : const_iterator(pages_.data(), pastPages(), pages_[0].data());
+    }
+    const_iterator end() const noexcept { return {pastPages(), pastPages(), nullptr}; }
+    /// The entry with the key, or the end.
+    const_iterator find(std::string_view key) const noexcept;
+
+    /// The child of the key's entry, for writing; an entry that was not there is made, with a null
+    /// child. Null when memory is exhausted, and then nothing was changed.
+    [[nodiscard]] Value** slot(std::string_view key) noexcept;
+    /// Takes an entry out; `position` is not the end.
+    void erase(const_iterator position) noexcept;
+    /// Takes all entries out.
+    void clear() noexcept;
+    void swap(Entries& other) noexcept;
+    /// Makes room for `count` entries in all; a hint that may be ignored.
+    void reserve(unsigned long count) noexcept;
+
+private:
+    const Page* pastPages() const noexcept { return pages_.data() + pages_.size(); }
+    std::size_t pageOf(std::string_view key) const noexcept;
+    Value** findOrInsert(std::string_view key);
+    void split(std::size_t number, std::size_t cut);
+
+    std::vector<Page> pages_;
+    unsigned long size_ = 0;
+};
+
+}  // namespace util::config

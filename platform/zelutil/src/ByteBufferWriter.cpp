@@ -1,0 +1,50 @@
+#include "util/ByteBufferWriter.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <new>
+
+namespace util {
+
+namespace {
+
+constexpr std::size_t SMALLEST = 64;
+constexpr std::size_t LARGEST = PTRDIFF_MAX;
+
+}  // namespace
+
+ByteBufferWriter::~ByteBufferWriter() {
+    ::operator delete(bytes_);
+}
+
+bool ByteBufferWriter::retrieve(unsigned char* destination, unsigned long count) const noexcept {
+    if (count > size_) {
+        return true;
+    }
+    if (count != 0) {
+        std::memcpy(destination, bytes_, count);
+    }
+    return false;
+}
+
+// Doubles the room at least, so that the cost of moving stays in proportion to the bytes written.
+bool ByteBufferWriter::grow(std::size_t count) noexcept {
+    if (count > LARGEST - size_) {
+        return true;
+    }
+    const std::size_t wanted = std::max({size_ + count, 2 * capacity_, initialCapacity_, SMALLEST});
+    const std::size_t room = std::min(wanted, LARGEST);
+    auto* bytes = static_cast<unsigned char*>(::operator new(room, std::nothrow));
+    if (bytes == nullptr) {
+        return true;
+    }
+    if (size_ != 0) {
+        std::memcpy(bytes, bytes_, size_);
+    }
+    ::operator delete(bytes_);
+    bytes_ = bytes;
+    capacity_ = room;
+    return false;
+}
+
+}  // namespace util

@@ -1,0 +1,65 @@
+#include "util/config/Dictionary.h"
+
+namespace util::config {
+
+Dictionary::~Dictionary() {
+    destroyChildren();
+}
+
+bool Dictionary::add(char const* key, Value* value) noexcept {
+    if (key == nullptr) {
+        destroy(value);
+        return true;
+    }
+    return add(std::string_view(key), value);
+}
+
+bool Dictionary::add(std::string_view key, Value* value) noexcept {
+    if (value == nullptr) {
+        return true;
+    }
+    Value** child = entries_.slot(key);
+    if (child == nullptr) {
+        destroy(value);
+        return true;
+    }
+    if (*child != value) {
+        destroy(*child);
+        *child = value;
+    }
+    return false;
+}
+
+bool Dictionary::set(char const* key, Value* value) noexcept {
+    return add(key, value);
+}
+
+bool Dictionary::set(std::string_view key, Value* value) noexcept {
+    return add(key, value);
+}
+
+bool Dictionary::remove(char const* key, bool destroy) noexcept {
+    return key == nullptr || remove(std::string_view(key), destroy);
+}
+
+bool Dictionary::remove(std::string_view key, bool destroy) noexcept {
+    const auto entry = entries_.find(key);
+    if (entry == entries_.end()) {
+        return true;
+    }
+    Value* child = entry->second;
+    entries_.erase(entry);
+    if (destroy) {
+        Value::destroy(child);
+    }
+    return false;
+}
+
+void Dictionary::surrender(Doomed& doomed) noexcept {
+    for (const auto& [key, child] : entries_) {
+        doom(doomed, child);
+    }
+    entries_.clear();
+}
+
+}  // namespace util::config
