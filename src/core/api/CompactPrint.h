@@ -1,0 +1,14 @@
+#pragma once
+
+#include <string>
+
+#include "util/config/Value.h"
+
+namespace kova {
+
+/// The value's compact JSON text: `print` with `util::config::Value::g_print_compact` set for its
+/// duration and restored afterwards. Prints of several threads take turns, because the flag is one
+/// for the process.
+std::string printCompact(const util::config::Value& value);
+
+}  // namespace kova

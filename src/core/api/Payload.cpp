@@ -1,0 +1,173 @@
+#include "kova/core/Payload.h"
+
+#include <cstring>
+#include <new>
+#include <utility>
+
+#include "api/CompactPrint.h"
+#include "kova/core/Errors.h"
+#include "kova/core/MimeTypes.h"
+#include "util/ByteBufferReader.h"
+#include "util/ByteBufferWriter.h"
+#include "util/config/JSONParser.h"
+#include "util/serializer/AXOBinStructuredPushDeserializer.h"
+#include "util/serializer/JSONStructuredSerializerOld.h"
+#include "zel/ErrorOutput.h"
+#include "zel/GlobalErrorHandler.h"
+
+namespace kova {
+
+namespace {
+
+constexpr char const* FILE_NAME = "src/core/api/Payload";
+constexpr char const* FAILED_TEXT = "<failed>";
+constexpr unsigned long INITIAL_CAPACITY = 1024;
+
+[[noreturn]] void outOfMemory(char const* function) {
+    zel::GlobalErrorHandler::doAbort(FILE_NAME, function, "New call failed, OOM");
+}
+
+// A blob of `size` bytes for the caller to fill; no memory stops the process.
+Blob allocate(unsigned long size, char const* function) {
+    auto* const bytes = new (std::nothrow) unsigned char[size];
+    if (bytes == nullptr) {
+        outOfMemory(function);
+    }
+    Blob blob;
+    try {
+        blob.data.reset(bytes);  // frees the bytes itself when it throws
+    } catch (const std::bad_alloc&) {
+        outOfMemory(function);
+    }
+    blob.size = size;
+    return blob;
+}
+
+// Sets `out` to the JSON text of binary structured data. True, with "<failed>", when it has none.
+bool binaryToString(const Payload& payload, std::string& out, bool compact) {
+    util::serializer::JSONStructuredSerializerOld serializer(compact);
+    util::serializer::AXOBinStructuredPushDeserializer deserializer(
+        util::serializer::Endianess::Big);
+    util::ByteBufferReader reader(payload.data(), payload.size(), false);
+    util::ByteBufferWriter writer(INITIAL_CAPACITY);
+    unsigned long written = 0;
+    const bool failed = serializer.beginSerialize(&writer, nullptr) ||
+                        deserializer.beginDeserialize(&reader, &serializer) ||
+                        deserializer.deserialize() == deserializer.FAILED ||
+                        deserializer.endDeserialize() || serializer.endSerialize(written);
+    if (failed) {
+        out = FAILED_TEXT;
+        return true;
+    }
+    try {
+        out.assign(reinterpret_cast<char const*>(writer.data()), writer.size());
+    } catch (const std::bad_alloc&) {
+        outOfMemory("binaryToString");
+    }
+    return false;
+}
+
+util::config::Value* failConversion(int line, char const* reason) {
+    zel::ErrorOutput(FILE_NAME, line, true)(errors::Error, errors::PayloadConversionFailed, reason);
+    return nullptr;
+}
+
+util::config::Value* parse(const std::string& text) {
+    util::config::JSONParser parser(false);
+    util::config::Dictionary* dictionary = nullptr;
+    util::config::Array* array = nullptr;
+    if (parser.parseString(text, &dictionary, &array)) {
+        return nullptr;
+    }
+    if (dictionary != nullptr) {
+        return dictionary;
+    }
+    return array != nullptr ? array : failConversion(__LINE__, " no data found json");
+}
+
+}  // namespace
+
+void Blob::toString(std::string& out) const {
+    if (data) {
+        out.assign(reinterpret_cast<char const*>(data.get()), size);
+    } else {
+        out.clear();
+    }
+}
+
+Payload::Payload(Blob&& blob, std::string&& mimeType) noexcept
+    : blob_(std::move(blob)), mimeType_(std::move(mimeType)) {}
+
+Payload::Payload(Blob&& blob, const std::string& mimeType)
+    : blob_(std::move(blob)), mimeType_(mimeType) {}
+
+const Payload& Payload::getEmpty() {
+    static const auto* const empty = new Payload();
+    return *empty;
+}
+
+Payload Payload::createFromRaw(unsigned char const* bytes, unsigned long size,
+                               const std::string& mimeType) {
+    Blob blob = allocate(size, "createFromRaw");
+    if (size > 0) {
+        std::memcpy(blob.data.get(), bytes, size);
+    }
+    return {std::move(blob), mimeType};
+}
+
+Payload Payload::createFromJSON(const std::string& json) {
+    return createFromRaw(reinterpret_cast<unsigned char const*>(json.data()), json.size(),
+                         mimetypes::JSON_TYPE);
+}
+
+Payload Payload::createFromString(const std::string& text) {
+    return createFromRaw(reinterpret_cast<unsigned char const*>(text.data()), text.size(),
+                         mimetypes::PLAIN_TEXT_TYPE);
+}
+
+Payload Payload::createFromConfig(const util::config::Value& value) {
+    return createFromJSON(printCompact(value));
+}
+
+Payload Payload::createFromWriter(const util::ByteBufferWriter& writer,
+                                  const std::string& mimeType) {
+    Blob blob = allocate(writer.size(), "createFromWriter");
+    writer.retrieve(blob.data.get(), writer.size());
+    return {std::move(blob), mimeType};
+}
+
+bool Payload::createStringFrom(const Payload& payload, std::string& out, bool compact) {
+    const std::string& type = payload.mimeType_;
+    if (payload.isEmpty()) {
+        out = "<empty>";
+    } else if (type == mimetypes::AXOBIN_TYPE) {
+        return binaryToString(payload, out, compact);
+    } else if (type == mimetypes::OCTET_STREAM_TYPE || type == mimetypes::MSGPACK_TYPE) {
+        out = "<binary>";
+    } else if (type == mimetypes::JSON_TYPE || type == mimetypes::PLAIN_TEXT_TYPE) {
+        payload.blob_.toString(out);
+    } else {
+        out = "<unknown>";
+    }
+    return false;
+}
+
+util::config::Value* Payload::createConfigFrom(const Payload& payload) {
+    const std::string& type = payload.mimeType_;
+    const bool isText = type == mimetypes::JSON_TYPE || type == mimetypes::PLAIN_TEXT_TYPE;
+    if (!isText && type != mimetypes::AXOBIN_TYPE) {
+        return failConversion(__LINE__, "not transformable to JSON");
+    }
+    if (payload.isEmpty()) {
+        return failConversion(__LINE__, "no data for json");
+    }
+    std::string text;
+    if (isText) {
+        payload.blob_.toString(text);
+    } else if (binaryToString(payload, text, true)) {
+        return nullptr;  // what it set does not parse
+    }
+    return parse(text);
+}
+
+}  // namespace kova

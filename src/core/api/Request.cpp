@@ -1,0 +1,90 @@
+#include "kova/core/Request.h"
+
+#include <utility>
+
+#include "api/MessageHeader.h"
+
+namespace kova {
+
+namespace {
+
+constexpr char const* ACCEPT = "$accept";
+
+// Null for the ids that `setMimeType` does not write.
+char const* acceptedName(mimetypes::MimeTypeID id) {
+    switch (id) {
+        case mimetypes::JSON:
+            return mimetypes::JSON_TYPE;
+        case mimetypes::PlainText:
+            return mimetypes::PLAIN_TEXT_TYPE;
+        case mimetypes::OctetStream:
+            return mimetypes::OCTET_STREAM_TYPE;
+        case mimetypes::AXOBin:
+            return mimetypes::AXOBIN_TYPE;
+        case mimetypes::Undefined:
+        case mimetypes::MsgPack:
+            break;
+    }
+    return nullptr;
+}
+
+}  // namespace
+
+Request::Request(const std::string& command, const std::string& path)
+    : command_(command), path_(path) {}
+
+Request::Request(const std::string& command, const std::string& path, Payload&& payload)
+    : command_(command), path_(path), payload_(std::move(payload)) {}
+
+Request::Request(const std::string& command, const std::string& path, const Payload& payload)
+    : command_(command), path_(path), payload_(payload) {}
+
+Request::Request(const std::string& command, const std::string& path, Payload&& payload,
+                 Header& header)
+    : command_(command), path_(path), payload_(std::move(payload)), header_(header) {}
+
+Request::Request(const std::string& command, const std::string& path, Header& header)
+    : command_(command), path_(path), header_(header) {}
+
+void Request::add2header(char const* key, util::config::Value* value) noexcept {
+    messageheader::add(header_, key, value);
+}
+
+void Request::add2header(char const* key, const util::config::Value& value) noexcept {
+    messageheader::add(header_, key, value.clone());
+}
+
+const util::config::Value& Request::getHeader() const noexcept {
+    return messageheader::get(header_);
+}
+
+const util::config::Value& Request::getHeaderValue(char const* key) const noexcept {
+    return getHeader()[key];
+}
+
+const util::config::Value& Request::getHeaderValue(const std::string& key) const noexcept {
+    return getHeader()[key];
+}
+
+const util::config::Value& Request::getMimeTypeHeader() const noexcept {
+    return getHeaderValue(ACCEPT);
+}
+
+void Request::setMimeType(const std::string& mimeType) noexcept {
+    messageheader::addString(header_, ACCEPT, mimeType);
+}
+
+void Request::setMimeType(mimetypes::MimeTypeID id) noexcept {
+    if (char const* const name = acceptedName(id)) {
+        messageheader::addString(header_, ACCEPT, name);
+    }
+}
+
+std::string Request::toString() const {
+    std::string payload;
+    Payload::createStringFrom(payload_, payload, true);
+    return "cmd=" + command_ + " path=" + path_ + " header='" + messageheader::print(header_) +
+           "' payload='" + payload + "'";
+}
+
+}  // namespace kova

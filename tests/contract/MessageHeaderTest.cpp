@@ -1,0 +1,107 @@
+// What Request and Response do alike with their headers.
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <string>
+#include <utility>
+
+#include "kova/core/Request.h"
+#include "kova/core/Response.h"
+#include "util/config/Dictionary.h"
+#include "util/config/Scalars.h"
+
+namespace kova {
+namespace {
+
+using util::config::Dictionary;
+using util::config::Value;
+using util::config::ValueInt;
+using util::config::ValueString;
+
+std::string stringOf(const Value& value) {
+    std::string text;
+    EXPECT_FALSE(value.get(text));
+    return text;
+}
+
+template <typename Message>
+Message make();
+template <>
+Request make<Request>() {
+    return {"retrieve", "/a/b"};
+}
+template <>
+Response make<Response>() {
+    return Response(200);
+}
+
+template <typename Message>
+class MessageHeaderTest : public testing::Test {};
+using Messages = testing::Types<Request, Response>;
+TYPED_TEST_SUITE(MessageHeaderTest, Messages);
+
+TYPED_TEST(MessageHeaderTest, WithoutHeaderEverythingIsUndefined) {
+    const TypeParam message = make<TypeParam>();
+    EXPECT_TRUE(message.getHeader().isUndefined());
+    EXPECT_EQ(&message.getHeader(), &Value::getUndefined());
+    EXPECT_EQ(&message.getHeaderValue("key"), &Value::getUndefined());
+    EXPECT_EQ(&message.getHeaderValue(std::string("key")), &Value::getUndefined());
+}
+
+TYPED_TEST(MessageHeaderTest, EntriesAreAddedAndReplaced) {
+    TypeParam message = make<TypeParam>();
+    message.add2header("key", new ValueString("one"));
+    message.add2header("other", new ValueInt(7));
+    EXPECT_EQ(stringOf(message.getHeaderValue("key")), "one");
+    message.add2header("key", new ValueString("two"));
+    EXPECT_EQ(stringOf(message.getHeaderValue(std::string("key"))), "two");
+    EXPECT_EQ(message.getHeader().toJson(true), R"({"key":"two","other":7})");
+    EXPECT_EQ(&message.getHeaderValue("missing"), &Value::getUndefined());
+}
+
+TYPED_TEST(MessageHeaderTest, EntryGivenByReferenceIsCopied) {
+    TypeParam message = make<TypeParam>();
+    Dictionary value;
+    value.add("inner", new ValueInt(1));
+    message.add2header("key", value);
+    value.set("inner", new ValueInt(2));
+    EXPECT_EQ(message.getHeader().toJson(true), R"({"key":{"inner":1}})");
+    message.add2header("flag", *Value::getBool(true));
+    EXPECT_TRUE(message.getHeaderValue("flag").isBool());
+}
+
+TYPED_TEST(MessageHeaderTest, NullEntryIsNotWrittenAndMakesNoHeader) {
+    TypeParam message = make<TypeParam>();
+    message.add2header("key", static_cast<Value*>(nullptr));
+    EXPECT_TRUE(message.getHeader().isUndefined());
+}
+
+TYPED_TEST(MessageHeaderTest, CopiesShareAHeaderThatWasThere) {
+    TypeParam source = make<TypeParam>();
+    source.add2header("first", new ValueInt(1));
+    TypeParam copy = source;
+    copy.add2header("second", new ValueInt(2));
+    EXPECT_EQ(source.getHeader().toJson(true), R"({"first":1,"second":2})");
+    EXPECT_EQ(&source.getHeader(), &copy.getHeader());
+}
+
+TYPED_TEST(MessageHeaderTest, CopyOfAMessageWithoutHeaderMakesItsOwn) {
+    TypeParam source = make<TypeParam>();
+    TypeParam copy = make<TypeParam>();
+    copy = source;
+    copy.add2header("key", new ValueInt(1));
+    EXPECT_TRUE(source.getHeader().isUndefined());
+    EXPECT_TRUE(copy.getHeader().isDictionary());
+}
+
+TYPED_TEST(MessageHeaderTest, MovingTakesTheHeaderAndSelfAssignmentKeepsIt) {
+    TypeParam source = make<TypeParam>();
+    source.add2header("key", new ValueInt(1));
+    TypeParam& alias = source;
+    source = alias;
+    const TypeParam moved = std::move(source);
+    EXPECT_EQ(moved.getHeader().toJson(true), R"({"key":1})");
+}
+
+}  // namespace
+}  // namespace kova
