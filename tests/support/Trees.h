@@ -1,0 +1,125 @@
+#pragma once
+
+#include <cstdint>
+#include <cstring>
+#include <memory>
+#include <ostream>
+#include <random>
+#include <string>
+#include <utility>
+
+#include "util/config/Array.h"
+#include "util/config/Dictionary.h"
+#include "util/config/JSONParser.h"
+#include "util/config/Scalars.h"
+
+namespace util::config {
+
+/// How a failed test shows a node.
+inline void PrintTo(const Value& value, std::ostream* out) {
+    *out << value.toJson(true);
+}
+
+}  // namespace util::config
+
+namespace kova::test {
+
+/// Owns a node that may be a shared one.
+struct DestroyValue {
+    void operator()(util::config::Value* value) const { util::config::Value::destroy(value); }
+};
+using Tree = std::unique_ptr<util::config::Value, DestroyValue>;
+
+/// The tree of a JSON text; null when it is refused.
+inline Tree parseTree(const std::string& text) {
+    return Tree(util::config::JSONParser(false).parseValue(text));
+}
+
+/// A tree of `levels` containers, arrays and dictionaries in turn, around the integer 1.
+inline Tree deepTree(std::size_t levels) {
+    util::config::Value* tree = new util::config::ValueInt(1);
+    for (std::size_t i = 0; i < levels; ++i) {
+        if (i % 2 == 0) {
+            auto* array = new util::config::Array;
+            array->add(std::exchange(tree, array));
+        } else {
+            auto* dictionary = new util::config::Dictionary;
+            dictionary->add("k", std::exchange(tree, dictionary));
+        }
+    }
+    return Tree(tree);
+}
+
+/// Makes trees at random, the same ones for the same seed on every machine.
+class RandomTrees {
+public:
+    explicit RandomTrees(std::uint64_t seed) : random_(seed) {}
+
+    /// An array or dictionary of at most `depth` levels. Strings are UTF-8, floats are finite.
+    Tree next(int depth = 5) { return Tree(container(depth)); }
+
+private:
+    std::uint64_t below(std::uint64_t limit) { return random_() % limit; }
+
+    util::config::Value* container(int depth) {
+        const std::uint64_t count = below(8);
+        if (below(2) == 0) {
+            auto* array = new util::config::Array;
+            for (std::uint64_t i = 0; i < count; ++i) {
+                array->add(value(depth - 1));
+            }
+            return array;
+        }
+        auto* dictionary = new util::config::Dictionary;
+        for (std::uint64_t i = 0; i < count; ++i) {
+            dictionary->add(text(), value(depth - 1));
+        }
+        return dictionary;
+    }
+
+    util::config::Value* value(int depth) {
+        switch (below(depth > 0 ? 9 : 6)) {
+            case 0:
+                return util::config::Value::getNull();
+            case 1:
+                return util::config::Value::getBool(below(2) == 0);
+            case 2:
+                return new util::config::ValueInt(static_cast<long>(random_() >> below(64)));
+            case 3:
+                return new util::config::ValueInt(static_cast<unsigned long>(random_()));
+            case 4:
+                return new util::config::ValueFloat(number());
+            case 5:
+                return new util::config::ValueString(text());
+            default:
+                return container(depth);
+        }
+    }
+
+    // Any finite bit pattern, subnormal numbers included.
+    double number() {
+        std::uint64_t bits = random_();
+        if ((bits >> 52U & 0x7FFU) == 0x7FFU) {
+            bits ^= std::uint64_t{1} << 62U;
+        }
+        double result = 0;
+        std::memcpy(&result, &bits, sizeof result);
+        return result;
+    }
+
+    std::string text() {
+        static const char* const PIECES[] = {"a", "key", "\"",         "\\",
+                                             "/", "\n",  "\x01",       "\x7F",
+                                             "é", "€",   "\U0001F600", "a long run of plain text "};
+        std::string result;
+        for (std::uint64_t n = below(6); n > 0; --n) {
+            const std::uint64_t piece = below(std::size(PIECES) + 1);
+            result += piece == std::size(PIECES) ? std::string(1, '\0') : PIECES[piece];
+        }
+        return result;
+    }
+
+    std::mt19937_64 random_;
+};
+
+}  // namespace kova::test

@@ -1,0 +1,225 @@
+#include <gtest/gtest.h>
+
+#include <cfloat>
+#include <clocale>
+#include <cstdint>
+#include <cstdlib>
+#include <cstring>
+#include <random>
+#include <string>
+
+#include "JsonText.h"
+#include "support/FailingAllocations.h"
+
+namespace {
+
+namespace json = util::json;
+using util::ByteBufferWriter;
+
+template <typename Append>
+std::string written(Append append) {
+    ByteBufferWriter writer(0);
+    EXPECT_FALSE(append(writer));
+    return {reinterpret_cast<char const*>(writer.data()), writer.size()};
+}
+
+std::string escaped(const std::string& text) {
+    return written([&](ByteBufferWriter& writer) { return json::appendString(writer, text); });
+}
+
+std::string repaired(const std::string& text) {
+    return written(
+        [&](ByteBufferWriter& writer) { return json::appendRepairedString(writer, text); });
+}
+
+std::string asDouble(double value) {
+    return written([&](ByteBufferWriter& writer) { return json::appendDouble(writer, value); });
+}
+
+std::string asFloat(float value) {
+    return written([&](ByteBufferWriter& writer) { return json::appendFloat(writer, value); });
+}
+
+// What `escaped` gives, character by character.
+std::string slowlyEscaped(const std::string& text) {
+    static const char* const NAMED[32] = {nullptr, nullptr, nullptr, nullptr, nullptr,
+                                          nullptr, nullptr, nullptr, "\\b",   "\\t",
+                                          "\\n",   nullptr, "\\f",   "\\r"};
+    std::string result = "\"";
+    for (const char c : text) {
+        const auto byte = static_cast<unsigned char>(c);
+        if (c == '"' || c == '\\') {
+            result += std::string("\\") + c;
+        } else if (byte >= 0x20) {
+            result += c;
+        } else if (NAMED[byte] != nullptr) {
+            result += NAMED[byte];
+        } else {
+            result += std::string("\\u00") + "01"[byte / 16] + "0123456789abcdef"[byte % 16];
+        }
+    }
+    return result + "\"";
+}
+
+TEST(JsonTextTest, StringIsQuotedAndEscaped) {
+    EXPECT_EQ(escaped(""), R"("")");
+    EXPECT_EQ(escaped("plain"), R"("plain")");
+    EXPECT_EQ(escaped("a\"b\\c/d"), R"("a\"b\\c/d")");
+    EXPECT_EQ(escaped("\b\f\n\r\t\v\x1F\x7F"), "\"\\b\\f\\n\\r\\t\\u000b\\u001f\x7F\"");
+    EXPECT_EQ(escaped(std::string("\0x", 2)), R"("\u0000x")");
+    EXPECT_EQ(escaped("é€\U0001F600"), "\"é€\U0001F600\"");
+    EXPECT_EQ(written([](ByteBufferWriter& writer) { return json::appendString(writer, {}); }),
+              R"("")");
+}
+
+TEST(JsonTextTest, EveryByteAtEveryPlaceIsEscapedAsItShould) {
+    for (int byte = 0; byte < 256; ++byte) {
+        for (std::size_t at = 0; at < 20; ++at) {
+            std::string text(20, '!');
+            text[at] = static_cast<char>(byte);
+            ASSERT_EQ(escaped(text), slowlyEscaped(text)) << byte << " at " << at;
+        }
+    }
+}
+
+TEST(JsonTextTest, MixedTextsAreEscapedAsTheyShould) {
+    std::mt19937 random(1);
+    for (int i = 0; i < 20000; ++i) {
+        std::string text(random() % 40, ' ');
+        for (char& c : text) {
+            c = static_cast<char>(random() % 4 == 0 ? random() % 256 : 'a' + random() % 26);
+        }
+        ASSERT_EQ(escaped(text), slowlyEscaped(text));
+    }
+}
+
+// One U+FFFD for each maximal part of an ill-formed sequence, the examples of Unicode 15, table
+// 3-8 to 3-11, among them.
+struct Repair {
+    std::string bytes;
+    std::string text;
+};
+
+const std::string R = "\xEF\xBF\xBD";
+const Repair REPAIRS[] = {
+    {"all good \xE2\x82\xAC", "all good €"},
+    {"\x80", R},
+    {"\xFF\xFE", R + R},
+    {"\xC0\xAF\xE0\x80\xBF\xF0\x81\x82\x41", R + R + R + R + R + R + R + R + "A"},
+    {"\xED\xA0\x80\xED\xBF\xBF\xED\xAF\x41", R + R + R + R + R + R + R + R + "A"},
+    {"\xF4\x91\x92\x93\xFF\x41\x80\xBF\x42", R + R + R + R + R + "A" + R + R + "B"},
+    {"\xE1\x80\xE2\xF0\x91\x92\xF1\xBF\x41", R + R + R + R + "A"},
+    {"a\xC3", "a" + R},
+    {"a\xE2\x82", "a" + R},
+    {"\xF0\x9F\x98", R},
+    {"\xF0\x9F\x98\x80\xF0\x9F\x98", "\U0001F600" + R},
+    {"\xE0\x9F\xBF", R + R + R},
+    {"\xF4\x8F\xBF\xBF\xF5", "\U0010FFFF" + R},
+};
+
+TEST(JsonTextTest, BytesThatAreNotUtf8AreReplaced) {
+    for (const Repair& row : REPAIRS) {
+        EXPECT_EQ(repaired(row.bytes), '"' + row.text + '"');
+    }
+    EXPECT_EQ(repaired("\n\x80\"\x80"), "\"\\n" + R + "\\\"" + R + "\"");
+}
+
+TEST(JsonTextTest, IntegersAreWrittenOverTheWholeRange) {
+    const auto asSigned = [](std::int64_t value) {
+        return written([&](ByteBufferWriter& w) { return json::appendInteger(w, value); });
+    };
+    const auto asUnsigned = [](std::uint64_t value) {
+        return written([&](ByteBufferWriter& w) { return json::appendInteger(w, value); });
+    };
+    EXPECT_EQ(asSigned(0), "0");
+    EXPECT_EQ(asSigned(-1), "-1");
+    EXPECT_EQ(asSigned(INT64_MIN), "-9223372036854775808");
+    EXPECT_EQ(asSigned(INT64_MAX), "9223372036854775807");
+    EXPECT_EQ(asUnsigned(UINT64_MAX), "18446744073709551615");
+}
+
+TEST(JsonTextTest, DoublesAreShortAndLookLikeFloats) {
+    EXPECT_EQ(asDouble(0.0), "0.0");
+    EXPECT_EQ(asDouble(-0.0), "-0.0");
+    EXPECT_EQ(asDouble(1.0), "1.0");
+    EXPECT_EQ(asDouble(-100000.0), "-100000.0");
+    EXPECT_EQ(asDouble(0.1), "0.1");
+    EXPECT_EQ(asDouble(1e22), "1e+22");
+    EXPECT_EQ(asDouble(1e-7), "1e-07");
+    EXPECT_EQ(asDouble(5e-324), "5e-324");
+    EXPECT_EQ(asDouble(-DBL_MAX), "-1.7976931348623157e+308");
+    EXPECT_EQ(asDouble(-DBL_MIN), "-2.2250738585072014e-308");
+}
+
+TEST(JsonTextTest, FloatsAreAsShortAsTheirPrecision) {
+    EXPECT_EQ(asFloat(0.1F), "0.1");
+    EXPECT_EQ(asFloat(3.0F), "3.0");
+    EXPECT_EQ(asFloat(FLT_MAX), "3.4028235e+38");
+    EXPECT_EQ(asFloat(1e-45F), "1e-45");
+}
+
+TEST(JsonTextTest, EveryDoubleReadsBackAsItself) {
+    std::mt19937_64 random(2);
+    for (int i = 0; i < 100000; ++i) {
+        std::uint64_t bits = random();
+        double value = 0;
+        std::memcpy(&value, &bits, sizeof value);
+        if (value != value || value - value != 0) {
+            continue;
+        }
+        const std::string text = asDouble(value);
+        const double back = std::strtod(text.c_str(), nullptr);
+        ASSERT_EQ(std::memcmp(&back, &value, sizeof value), 0) << text;
+        ASSERT_NE(text.find_first_of(".e"), std::string::npos) << text;
+    }
+}
+
+TEST(JsonTextTest, EveryFloatReadsBackAsItself) {
+    std::mt19937 random(3);
+    for (int i = 0; i < 100000; ++i) {
+        const auto bits = static_cast<std::uint32_t>(random());
+        float value = 0;
+        std::memcpy(&value, &bits, sizeof value);
+        if (value != value || value - value != 0) {
+            continue;
+        }
+        const std::string text = asFloat(value);
+        const float back = std::strtof(text.c_str(), nullptr);
+        ASSERT_EQ(std::memcmp(&back, &value, sizeof value), 0) << text;
+    }
+}
+
+TEST(JsonTextTest, LocaleOfTheProcessDoesNotMatter) {
+    for (const char* name : {"de_DE.UTF-8", "fr_FR.UTF-8", "C.UTF-8"}) {
+        if (std::setlocale(LC_ALL, name) == nullptr) {
+            continue;
+        }
+        EXPECT_EQ(asDouble(1234567.5), "1234567.5") << name;
+    }
+    std::setlocale(LC_ALL, "C");
+}
+
+// Whether `append` appends nothing whenever it fails for want of memory.
+template <typename Append>
+bool failsCleanly(Append append) {
+    bool failed = true;
+    kova::test::failEveryAllocation([&] {
+        ByteBufferWriter writer(0);
+        failed = append(writer);
+        return !failed || writer.size() != 0;
+    });
+    return !failed;
+}
+
+TEST(JsonTextTest, ExhaustedMemoryAppendsNothing) {
+    const std::string text = std::string(100, 'a') + "\n\x80" + std::string(100, 'b');
+    EXPECT_TRUE(
+        failsCleanly([&](auto& writer) { return json::appendRepairedString(writer, text); }));
+    EXPECT_TRUE(failsCleanly([](auto& writer) { return json::appendString(writer, "plain"); }));
+    EXPECT_TRUE(failsCleanly([](auto& writer) { return json::appendDouble(writer, 1.5); }));
+    EXPECT_TRUE(failsCleanly([](auto& writer) { return json::appendFloat(writer, 1.5F); }));
+    EXPECT_TRUE(
+        failsCleanly([](auto& writer) { return json::appendInteger(writer, std::int64_t{-5}); }));
+}
+
+}  // namespace
