@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "ReplaceableSink.h"
+#include "StandardError.h"
 #include "tracing/SharedChannelMap.h"
 
 namespace tracing {
@@ -16,24 +17,21 @@ namespace tracing {
 namespace {
 
 // "2026-01-31T12:00:00.123456Z 4711 KOVA_EXAMPLE 2: text": UTC, so that lines of several devices
-// compare. One write(2) a line, so that lines of several threads do not mix.
-void writeLine(const Message& message) {
+// compare.
+void writeMessage(const Message& message) {
     timespec now{};
     clock_gettime(CLOCK_REALTIME, &now);
     std::tm utc{};
     gmtime_r(&now.tv_sec, &utc);
-    const std::string line = fmt::format(
-        "{:04d}-{:02d}-{:02d}T{:02d}:{:02d}:{:02d}.{:06d}Z {} {} {}: {}\n", utc.tm_year + 1900,
-        utc.tm_mon + 1, utc.tm_mday, utc.tm_hour, utc.tm_min, utc.tm_sec, now.tv_nsec / 1000,
-        syscall(SYS_gettid), message.channel, message.level, message.text);
-    if (write(STDERR_FILENO, line.data(), line.size()) < 0) {
-        return;  // nobody is left to tell
-    }
+    zel::writeLine(fmt::format("{:04d}-{:02d}-{:02d}T{:02d}:{:02d}:{:02d}.{:06d}Z {} {} {}: {}",
+                               utc.tm_year + 1900, utc.tm_mon + 1, utc.tm_mday, utc.tm_hour,
+                               utc.tm_min, utc.tm_sec, now.tv_nsec / 1000, syscall(SYS_gettid),
+                               message.channel, message.level, message.text));
 }
 
 // Never destroyed: channels of other libraries may trace while the process ends.
 zel::ReplaceableSink<Message>& sink() {
-    static auto* const instance = new zel::ReplaceableSink<Message>(writeLine);
+    static auto* const instance = new zel::ReplaceableSink<Message>(writeMessage);
     return *instance;
 }
 

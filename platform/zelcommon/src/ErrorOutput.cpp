@@ -1,30 +1,26 @@
 #include "zel/ErrorOutput.h"
 
 #include <fmt/format.h>
-#include <unistd.h>
 
 #include <iterator>
 #include <utility>
 
 #include "ReplaceableSink.h"
+#include "StandardError.h"
 #include "zel/ErrorStorage.h"
 
 namespace zel {
 
 namespace {
 
-// One write(2) a line, so that lines of several threads do not mix.
-void writeLine(const ErrorReport& report) {
-    const std::string line = fmt::format("{}:{}: {} {}: {}\n", report.file, report.line,
-                                         report.type, report.number, report.reason);
-    if (write(STDERR_FILENO, line.data(), line.size()) < 0) {
-        return;  // nobody is left to tell
-    }
+void writeReport(const ErrorReport& report) {
+    writeLine(fmt::format("{}:{}: {} {}: {}", report.file, report.line, report.type, report.number,
+                          report.reason));
 }
 
 // Never destroyed: other static objects may report while the process ends.
 ReplaceableSink<ErrorReport>& sink() {
-    static auto* const instance = new ReplaceableSink<ErrorReport>(writeLine);
+    static auto* const instance = new ReplaceableSink<ErrorReport>(writeReport);
     return *instance;
 }
 
@@ -74,10 +70,15 @@ void ErrorOutput::report(const ErrorType& type, int number, ErrorArgument const*
     try {
         formatted = format(text, arguments, count);
         reason = formatted;
+    } catch (...) {
+        // No memory: the catalogue's text stands in.
+    }
+    try {
         sink().call({type.name(), number, reason, file_, line_});
     } catch (...) {
-        // A sink that throws, or no memory: the report is still kept below.
+        // A sink in trouble is not the caller's trouble.
     }
+    // Last, so that what the sink reports itself does not hide the caller's error.
     if (keep_) {
         ErrorStorage::current().keep(type, number, file_, line_, reason);
     }

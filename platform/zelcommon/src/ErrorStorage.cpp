@@ -5,8 +5,15 @@
 namespace zel {
 
 ErrorStorage& ErrorStorage::current() noexcept {
-    thread_local ErrorStorage storage;
-    return storage;
+    // The object outlives its thread's other objects, because some of them, and static objects
+    // after them, may report from their destructors: it is closed in time, but never destroyed.
+    alignas(ErrorStorage) thread_local unsigned char place[sizeof(ErrorStorage)];
+    thread_local ErrorStorage* const storage = new (place) ErrorStorage();
+    struct End {
+        ~End() { storage->close(); }
+    };
+    thread_local const End end{};
+    return *storage;
 }
 
 void ErrorStorage::acknowledge() noexcept {
@@ -17,8 +24,17 @@ void ErrorStorage::acknowledge() noexcept {
     reason_.clear();
 }
 
+void ErrorStorage::close() noexcept {
+    acknowledge();
+    std::string().swap(reason_);
+    closed_ = true;
+}
+
 void ErrorStorage::keep(const ErrorType& type, int number, char const* file, int line,
                         std::string_view reason) noexcept {
+    if (closed_) {
+        return;
+    }
     type_ = &type;
     number_ = number;
     file_ = file;

@@ -26,10 +26,22 @@ void writeReason(char const* file, char const* function, char const* message) {
 
 std::atomic<GlobalErrorHandler::Handler> handler{writeReason};
 
+thread_local bool handling = false;
+
+struct Handling {
+    Handling() { handling = true; }
+    ~Handling() { handling = false; }
+};
+
 }  // namespace
 
 void GlobalErrorHandler::doAbort(char const* file, char const* function, char const* message) {
-    handler.load()(file, function, message);
+    if (handling) {
+        writeReason(file, function, message);
+    } else {
+        const Handling scope;
+        handler.load()(file, function, message);
+    }
     std::abort();
 }
 

@@ -1,6 +1,7 @@
 #include "tracing/SharedChannelMap.h"
 
 #include <algorithm>
+#include <atomic>
 #include <charconv>
 #include <map>
 #include <mutex>
@@ -62,16 +63,20 @@ struct SharedChannelMap::State {
     std::map<std::string, Owned> owned;
     /// Levels by pattern, in the order in which they were set.
     std::vector<std::pair<std::string, int>> levels;
+    /// Whether ZEL_TRACE is malformed and nobody was told yet.
+    std::atomic<bool> malformed{false};
 };
 
 SharedChannelMap::SharedChannelMap() : state_(std::make_unique<State>()) {
-    if (configure(osal::Environment::getVariable("ZEL_TRACE"))) {
-        Channel("TRACING", 4, 0).traceText(4, "ZEL_TRACE is malformed: expected PATTERN=LEVEL,…");
-    }
+    state_->malformed = configure(osal::Environment::getVariable("ZEL_TRACE"));
 }
 
 SharedChannelMap& SharedChannelMap::instance() {
     static auto* const map = new SharedChannelMap();
+    // Not while the register is being made, because the sink may ask for it.
+    if (map->state_->malformed.exchange(false)) {
+        Channel("TRACING", 4, 0).traceText(4, "ZEL_TRACE is malformed: expected PATTERN=LEVEL,…");
+    }
     return *map;
 }
 
@@ -97,12 +102,13 @@ void SharedChannelMap::remove(Channel& channel) noexcept {
 
 Channel* SharedChannelMap::map(const std::string& name) {
     const std::lock_guard<osal::Mutex> guard(state_->mutex);
-    State::Owned& owned = state_->owned[name];
-    if (!owned.channel) {
-        owned.channel = std::make_unique<Channel>(name, Channel::SILENT, Channel::SHARED);
+    auto owned = state_->owned.find(name);
+    if (owned == state_->owned.end()) {
+        auto channel = std::make_unique<Channel>(name, Channel::SILENT, Channel::SHARED);
+        owned = state_->owned.emplace(name, State::Owned{std::move(channel), 0}).first;
     }
-    ++owned.references;
-    return owned.channel.get();
+    ++owned->second.references;
+    return owned->second.channel.get();
 }
 
 void SharedChannelMap::unmap(const std::string& name) {
@@ -132,9 +138,11 @@ std::size_t SharedChannelMap::setLevel(std::string_view pattern, int level) {
 
 bool SharedChannelMap::configure(std::string_view list) {
     bool failed = false;
-    while (!list.empty()) {
+    bool more = !list.empty();
+    while (more) {
         const std::string_view piece = list.substr(0, list.find(','));
-        list.remove_prefix(std::min(piece.size() + 1, list.size()));
+        more = piece.size() < list.size();
+        list.remove_prefix(piece.size() + (more ? 1 : 0));
         const std::size_t equals = piece.rfind('=');
         const std::optional<int> level =
             equals != std::string_view::npos ? parseLevel(piece.substr(equals + 1)) : std::nullopt;

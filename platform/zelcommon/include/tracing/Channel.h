@@ -23,9 +23,10 @@ struct Message {
 using Sink = std::function<void(const Message&)>;
 
 /// Replaces the process-wide sink and returns the former one; an empty sink restores the default,
-/// one line on standard error with time, thread, channel and level. The sink is called on the
-/// tracing thread, under no lock, possibly by several threads at once; a message in flight on
-/// another thread may still reach the former sink after this returned.
+/// one line on standard error with time, thread, channel and level, in which control characters
+/// show as blanks. The sink is called on the tracing thread, under no lock, possibly by several
+/// threads at once; what it traces itself goes to the default, and what it throws is dropped. A
+/// message in flight on another thread may still reach the former sink after this returned.
 ZEL_API Sink setSink(Sink sink);
 
 /// A named source of trace messages with a level of its own.

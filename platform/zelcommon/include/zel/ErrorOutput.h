@@ -43,13 +43,14 @@ struct ErrorReport {
     int line;
 };
 
-/// Reports errors: formats the message once, keeps it as the calling thread's latest error
-/// (`ErrorStorage`) and hands it to the process-wide sink.
+/// Reports errors: formats the message once, hands it to the process-wide sink and keeps it as the
+/// calling thread's latest error (`ErrorStorage`).
 ///
 /// It decides nothing: the caller goes on and returns its failure value. Any thread may report and
 /// may replace the sink; a sink is called on the reporting thread, under no lock, and possibly by
-/// several threads at once. A report never throws and never fails: without memory for the message,
-/// the unformatted text of the catalogue stands in.
+/// several threads at once. What a sink reports itself goes to the default sink. A report never
+/// throws, never fails and leaves `errno` as it was: without memory for the message, the
+/// unformatted text of the catalogue stands in; what a sink throws is dropped.
 ///
 ///     zel::ErrorOutput("src/core/datatypes/Path", 64, true)(
 ///         kova::errors::Error, kova::errors::RequestFailed, "no such device");
@@ -73,9 +74,9 @@ public:
     }
 
     /// Replaces the process-wide sink and returns the former one. An empty sink restores the
-    /// default, one line on standard error:
-    /// "FILE:LINE: TYPE NUMBER: REASON". A report in flight on another thread may still reach the
-    /// former sink after this returned.
+    /// default, one line on standard error, "FILE:LINE: TYPE NUMBER: REASON", in which control
+    /// characters show as blanks. A report in flight on another thread may still reach the former
+    /// sink after this returned.
     static Sink setSink(Sink sink);
 
 private:

@@ -14,7 +14,8 @@ namespace zel {
 /// other's, so no operation needs a lock.
 class ZEL_API ErrorStorage {
 public:
-    /// The storage of the calling thread; lives as long as the thread.
+    /// The storage of the calling thread; lives as long as the thread. While the thread's objects
+    /// are being destroyed it closes: it stays empty, whatever is reported.
     static ErrorStorage& current() noexcept;
 
     /// Whether there is an error that was not acknowledged.
@@ -35,12 +36,14 @@ public:
 
 private:
     friend class ErrorOutput;
+    void close() noexcept;
     void keep(const ErrorType& type, int number, char const* file, int line,
               std::string_view reason) noexcept;
 
     ErrorType const* type_ = nullptr;
     int number_ = 0;
     int line_ = 0;
+    bool closed_ = false;
     char const* file_ = "";
     std::string reason_;
 };

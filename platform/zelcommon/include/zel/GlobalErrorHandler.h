@@ -12,7 +12,8 @@ public:
     using Handler = void (*)(char const* file, char const* function, char const* message);
 
     /// Calls the handler with the source file, the function and the reason, then `std::abort` if
-    /// the handler came back. Never returns. Any thread may call it. Does not allocate.
+    /// the handler came back. Never returns. Any thread may call it; a handler that calls it itself
+    /// gets the default. Does not allocate.
     [[noreturn]] static void doAbort(char const* file, char const* function, char const* message);
 
     /// Replaces the handler and returns the former one; null restores the default, which writes

@@ -1,0 +1,35 @@
+#include "StandardError.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <string_view>
+
+namespace zel {
+
+namespace {
+
+bool isControl(char c) {
+    const auto byte = static_cast<unsigned char>(c);
+    return byte < 0x20 || byte == 0x7F;
+}
+
+}  // namespace
+
+void writeLine(std::string text) {
+    std::replace_if(text.begin(), text.end(), isControl, ' ');
+    text.push_back('\n');
+    // In one piece where the system takes it; a signal or a full pipe may cut it.
+    std::string_view rest = text;
+    while (!rest.empty()) {
+        const ssize_t written = write(STDERR_FILENO, rest.data(), rest.size());
+        if (written > 0) {
+            rest.remove_prefix(static_cast<std::size_t>(written));
+        } else if (written == 0 || errno != EINTR) {
+            return;  // nobody is left to tell
+        }
+    }
+}
+
+}  // namespace zel

@@ -1,0 +1,24 @@
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "tracing/client_helper.h"
+
+namespace {
+
+// One test, in a program of its own, because the identity is set once in a process.
+TEST(client_helperTest, FirstIdentityIsKeptForTheLifeOfTheProcess) {
+    const std::string& id = tracing::client_helper::getClientId();
+    EXPECT_EQ(id, "");
+    tracing::client_helper::setClientId("the first client of this process");
+    EXPECT_EQ(id, "the first client of this process");
+    char const* const text = id.c_str();
+
+    tracing::client_helper::setClientId("the second client, which comes too late");
+    tracing::client_helper::setClientId("");
+    EXPECT_EQ(id, "the first client of this process");
+    EXPECT_EQ(id.c_str(), text) << "the text that was handed out is still the same";
+    EXPECT_EQ(&tracing::client_helper::getClientId(), &id);
+}
+
+}  // namespace
