@@ -189,7 +189,9 @@ Value* JSONParser::parseValue(std::string_view text) noexcept {
     try {
         TreeBuilder builder(state_->levels, unicodeStrings_);
         Value* tree = builder.build(document.value_unsafe());
-        reason_ = builder.failure();
+        if (tree == nullptr) {
+            reason_ = builder.failure();
+        }
         return tree;
     } catch (const std::bad_alloc&) {
         reason_ = OUT_OF_MEMORY;
