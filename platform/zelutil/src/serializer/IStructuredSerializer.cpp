@@ -1,0 +1,7 @@
+#include "util/serializer/IStructuredSerializer.h"
+
+namespace util::serializer {
+
+IStructuredSerializer::~IStructuredSerializer() = default;
+
+}  // namespace util::serializer

@@ -1,0 +1,24 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string_view>
+
+#include "util/serializer/IStructuredSerializer.h"
+
+// The typed arrays of RFC 8746 that the binary format takes: a tag that names type and byte order,
+// around a byte string with the items one after the other.
+namespace util::serializer {
+
+/// Whether `tag` names a typed array; half and 128-bit floats are not taken.
+bool isTypedArrayTag(std::uint64_t tag) noexcept;
+
+/// Copies `count` items of `size` (1, 2, 4 or 8) bytes from memory to big-endian bytes.
+void storeBigEndian(void const* items, std::size_t size, std::size_t count,
+                    unsigned char* bytes) noexcept;
+
+/// Writes the items in `bytes` as a typed array to `target`. False on success; true when the bytes
+/// are no whole number of items or the target fails. `tag` must be one of a typed array.
+bool replayTypedArray(std::uint64_t tag, std::string_view bytes, IStructuredSerializer& target);
+
+}  // namespace util::serializer
