@@ -6,6 +6,8 @@
 #include <array>
 #include <new>
 
+#include "util/Limits.h"
+
 // The text is parsed into simdjson's document, which checks syntax, UTF-8 and numbers; the document
 // is then walked with a stack of fixed size.
 namespace util::serializer {
