@@ -1,0 +1,75 @@
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <string>
+#include <vector>
+
+#include "Payloads.h"
+
+// Every row of the tables of examples in docs/formats.md is proved here.
+namespace {
+
+using Row = std::vector<std::string>;
+
+// The texts between backticks.
+Row quotedIn(const std::string& line) {
+    Row texts;
+    std::size_t end = 0;
+    for (std::size_t begin = line.find('`'); begin != line.npos; begin = line.find('`', end + 1)) {
+        end = line.find('`', begin + 1);
+        if (end == line.npos) {
+            break;
+        }
+        texts.push_back(line.substr(begin + 1, end - begin - 1));
+    }
+    return texts;
+}
+
+// The rows of the table under a heading that have the given number of quoted texts.
+std::vector<Row> rowsUnder(const std::string& heading, std::size_t quoted) {
+    std::ifstream document(KOVA_FORMATS_DOCUMENT);
+    std::vector<Row> rows;
+    bool inside = false;
+    for (std::string line; std::getline(document, line);) {
+        if (line.rfind("## ", 0) == 0) {
+            inside = line == "## " + heading;
+        } else if (inside && line.rfind("| `", 0) == 0) {
+            rows.push_back(quotedIn(line));
+            EXPECT_EQ(rows.back().size(), quoted) << line;
+            rows.back().resize(quoted);
+        }
+    }
+    return rows;
+}
+
+std::string compact(const std::string& hex) {
+    return payloads::toHex(payloads::fromHex(hex));
+}
+
+TEST(FormatsDocumentTest, ExamplesThatHoldBothWaysDo) {
+    const std::vector<Row> rows = rowsUnder("Examples that hold both ways", 2);
+    EXPECT_EQ(rows.size(), 20U);
+    for (const Row& row : rows) {
+        EXPECT_EQ(payloads::jsonToBinary(row[0]), compact(row[1])) << row[0];
+        EXPECT_EQ(payloads::binaryToJson(row[1]), row[0]) << row[1];
+    }
+}
+
+TEST(FormatsDocumentTest, BinaryPayloadsThatAreReadGiveTheirJson) {
+    const std::vector<Row> rows = rowsUnder("Examples of binary payloads that are read", 2);
+    EXPECT_EQ(rows.size(), 26U);
+    for (const Row& row : rows) {
+        EXPECT_EQ(payloads::binaryToJson(row[0]), row[1]) << row[0];
+        EXPECT_NE(payloads::jsonToBinary(row[1]), compact(row[0])) << row[0];
+    }
+}
+
+TEST(FormatsDocumentTest, BinaryPayloadsThatAreRefusedFail) {
+    const std::vector<Row> rows = rowsUnder("Examples of binary payloads that are refused", 1);
+    EXPECT_EQ(rows.size(), 14U);
+    for (const Row& row : rows) {
+        EXPECT_EQ(payloads::binaryToBinary(row[0]), std::nullopt) << row[0];
+    }
+}
+
+}  // namespace
