@@ -1,0 +1,53 @@
+#pragma once
+
+#include <cstdint>
+#include <string_view>
+#include <vector>
+
+#include "datatypes/GlobProgram.h"
+
+namespace kova {
+
+/// Compiles the expressions that `GlobTranslator` emits: literal and escaped characters, ".",
+/// brackets, "*" behind "." and brackets, groups and "|". Takes, rejects and understands them as
+/// the standard library's ECMAScript engine does, but with a stack that does not grow with the
+/// expression.
+class ExpressionCompiler {
+public:
+    /// Throws `std::regex_error`, with the engine's text, when the expression is not valid. A
+    /// backslash must not be its last character, unless a backslash is in front.
+    static GlobProgram compile(std::string_view expression);
+
+private:
+    /// A group that is open; the whole expression is the first.
+    struct Group {
+        /// The fork in front of its latest alternative, which will lead to the next one.
+        std::uint32_t fork;
+        /// The jump at the end of the alternative before, which will lead behind the group, and
+        /// whose operand is that of the one before; `NONE` ends the list.
+        std::uint32_t jump;
+    };
+
+    explicit ExpressionCompiler(std::string_view expression);
+
+    void readAll();
+    void readOne(char c);
+    void openGroup();
+    void nextAlternative();
+    void closeGroup();
+    void readSet();
+
+    void emitLiteral(char c);
+    void emitSet(std::uint32_t set);
+    std::uint32_t emit(GlobStep::Kind kind, std::uint32_t operand);
+    std::uint32_t here() const { return static_cast<std::uint32_t>(steps_.size()); }
+    bool skip(std::string_view text);
+    char take();
+
+    std::string_view rest_;
+    std::vector<GlobStep> steps_;
+    std::vector<CharacterSet> sets_;
+    std::vector<Group> groups_;
+};
+
+}  // namespace kova

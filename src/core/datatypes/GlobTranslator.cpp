@@ -1,0 +1,150 @@
+#include "datatypes/GlobTranslator.h"
+
+#include <stdexcept>
+
+#include "kova/core/PathPatterns.h"
+
+namespace kova {
+
+namespace {
+
+// Escaped where they stand for themselves. "|" is not among them: a glob may use it to alternate.
+constexpr std::string_view ESCAPED = "^$.?+*\\[]{}()";
+
+constexpr char const* ANY_TEXT = "(.*)";
+constexpr char const* TEXT_WITHOUT_SEPARATOR = "([^/]*)";
+constexpr char const* NOT_SEPARATOR = "[^/]";
+
+[[noreturn]] void malformed(char const* message) {
+    throw std::invalid_argument(message);
+}
+
+}  // namespace
+
+std::string GlobTranslator::translate(std::string_view glob) {
+    if (glob.size() > PathPatterns::MAX_LENGTH) {
+        malformed("Pattern longer than 65535 characters");
+    }
+    GlobTranslator translator;
+    translator.expression_.reserve(glob.size() + 16);
+    for (const char c : glob) {
+        translator.read(c);
+    }
+    translator.finish();
+    return std::move(translator.expression_);
+}
+
+void GlobTranslator::read(char c) {
+    switch (state_) {
+        case GlobToRegexState::Normal:
+            return readText(c);
+        case GlobToRegexState::Group:
+            return readGroup(c);
+        case GlobToRegexState::Escape:
+            emitLiteral(c);
+            return leave();
+        case GlobToRegexState::Star:
+            return readStar(c);
+        case GlobToRegexState::BracketStart:
+            return readBracketStart(c);
+        case GlobToRegexState::Bracket:
+            return readBracket(c);
+    }
+}
+
+void GlobTranslator::readText(char c) {
+    switch (c) {
+        case '*':
+            return enter(GlobToRegexState::Star);
+        case '?':
+            expression_ += NOT_SEPARATOR;
+            return;
+        case '[':
+            expression_ += '[';
+            return enter(GlobToRegexState::BracketStart);
+        case '\\':
+            return enter(GlobToRegexState::Escape);
+        case '{':
+            expression_ += '(';
+            enclosing_ = GlobToRegexState::Group;
+            return enter(GlobToRegexState::Group);
+        default:
+            return emitLiteral(c);
+    }
+}
+
+void GlobTranslator::readGroup(char c) {
+    switch (c) {
+        case ',':
+            expression_ += '|';
+            return;
+        case '{':
+            malformed("{ not allowed in subpattern group");
+        case '}':
+            expression_ += ')';
+            enclosing_ = GlobToRegexState::Normal;
+            return leave();
+        default:
+            return readText(c);
+    }
+}
+
+void GlobTranslator::readStar(char c) {
+    leave();
+    if (c == '*') {
+        expression_ += ANY_TEXT;
+    } else {
+        expression_ += TEXT_WITHOUT_SEPARATOR;
+        read(c);
+    }
+}
+
+void GlobTranslator::readBracketStart(char c) {
+    if (c == ']') {
+        malformed("Empty []");
+    }
+    emitInBracket(c == '!' ? '^' : c);
+    enter(GlobToRegexState::Bracket);
+}
+
+void GlobTranslator::readBracket(char c) {
+    emitInBracket(c);
+    if (c == ']') {
+        leave();
+    }
+}
+
+// Only the innermost construct counts: a group that is left open under a trailing star is for the
+// compiler of the expression to find.
+void GlobTranslator::finish() {
+    switch (state_) {
+        case GlobToRegexState::Normal:
+            return;
+        case GlobToRegexState::Escape:
+            malformed("Hanging escape (\\) at end of pattern");
+        case GlobToRegexState::Star:
+            expression_ += TEXT_WITHOUT_SEPARATOR;
+            return;
+        case GlobToRegexState::BracketStart:
+        case GlobToRegexState::Bracket:
+            malformed("Unclosed [");
+        case GlobToRegexState::Group:
+            malformed("Unclosed {");
+    }
+}
+
+void GlobTranslator::emitLiteral(char c) {
+    if (ESCAPED.find(c) != std::string_view::npos) {
+        expression_ += '\\';
+    }
+    expression_ += c;
+}
+
+void GlobTranslator::emitInBracket(char c) {
+    if (c == '\\') {
+        expression_ += '\\';
+    }
+    expression_ += c;
+}
+
+}  // namespace kova

@@ -1,0 +1,43 @@
+#include "kova/core/PathPatterns.h"
+
+#include <regex>
+#include <stdexcept>
+
+#include "datatypes/ExpressionCompiler.h"
+#include "datatypes/GlobProgram.h"
+#include "datatypes/GlobTranslator.h"
+#include "kova/core/Errors.h"
+#include "zel/ErrorOutput.h"
+
+namespace kova {
+
+namespace {
+
+void report(int line, const std::exception& error) {
+    zel::ErrorOutput("src/core/datatypes/PathPatterns", line, true)(
+        errors::Error, errors::RequestFailed, error.what());
+}
+
+}  // namespace
+
+PathPatterns::PathPatterns(const std::string& glob)
+    : glob_(glob),
+      program_(std::make_shared<const GlobProgram>(
+          ExpressionCompiler::compile(GlobTranslator::translate(glob)))) {}
+
+std::optional<PathPatterns> PathPatterns::createFromGlob(const std::string& glob) noexcept {
+    try {
+        return std::optional<PathPatterns>(std::in_place, glob);
+    } catch (const std::invalid_argument& error) {
+        report(32, error);
+    } catch (const std::regex_error& error) {
+        report(37, error);
+    }
+    return std::nullopt;
+}
+
+bool PathPatterns::match(const std::string& path) const {
+    return program_->matches(path);
+}
+
+}  // namespace kova

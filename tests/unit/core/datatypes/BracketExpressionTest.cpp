@@ -1,0 +1,132 @@
+#include "datatypes/BracketExpression.h"
+
+#include <gtest/gtest.h>
+
+#include <array>
+#include <random>
+#include <regex>
+
+namespace {
+
+using kova::BracketExpression;
+using kova::CharacterSet;
+
+/// What a bracket expression stands for, or why it does not.
+struct Outcome {
+    CharacterSet set;
+    std::string error;
+
+    friend bool operator==(const Outcome& a, const Outcome& b) {
+        return a.set == b.set && a.error == b.error;
+    }
+    friend std::ostream& operator<<(std::ostream& out, const Outcome& outcome) {
+        return out << outcome.set << ' ' << outcome.error;
+    }
+};
+
+/// Reads the bracket that `text` begins with, and cuts `text` behind it.
+Outcome read(std::string& text) {
+    try {
+        std::string_view rest = std::string_view(text).substr(1);
+        const CharacterSet set = BracketExpression::read(rest);
+        text.resize(text.size() - rest.size());
+        return {set, ""};
+    } catch (const std::regex_error& error) {
+        return {{}, error.what()};
+    }
+}
+
+// The same by the engine, which is the definition.
+Outcome readByEngine(const std::string& bracket) {
+    try {
+        const std::regex engine(bracket);
+        Outcome outcome;
+        for (std::size_t i = 0; i < outcome.set.size(); ++i) {
+            const char c = static_cast<char>(i);
+            outcome.set.set(i, std::regex_match(&c, &c + 1, engine));
+        }
+        return outcome;
+    } catch (const std::regex_error& error) {
+        return {{}, error.what()};
+    }
+}
+
+class BracketExpressionRows : public testing::TestWithParam<char const*> {};
+
+TEST_P(BracketExpressionRows, AreUnderstoodAsByTheEngine) {
+    std::string bracket = GetParam();
+    const Outcome outcome = read(bracket);
+    EXPECT_EQ(bracket, GetParam());
+    EXPECT_EQ(outcome, readByEngine(bracket)) << bracket;
+}
+
+INSTANTIATE_TEST_SUITE_P(Plain, BracketExpressionRows,
+                         testing::Values("[a]", "[^a]", "[]", "[^]", "[abc]", "[a-c]", "[^a-c]",
+                                         "[a^]", "[^^]", "[*?{},|()]", "[[]", "[[a]", "[a[]",
+                                         "[\\\\]", "[\\]]", "[\\^a]", "[\\\\-a]", "[\\.-\\]]"));
+
+INSTANTIATE_TEST_SUITE_P(Dashes, BracketExpressionRows,
+                         testing::Values("[-]", "[--]", "[---]", "[----]", "[-----]", "[-a]",
+                                         "[a-]", "[^-]", "[^a-]", "[a-c-e]", "[a-c-]", "[a--]",
+                                         "[!--]", "[--a]", "[+--]", "[a-a]", "[a-c-e-g]", "[-a-c]",
+                                         "[a-\\]]"));
+
+INSTANTIATE_TEST_SUITE_P(Names, BracketExpressionRows,
+                         testing::Values("[[:alpha:]]", "[^[:alpha:]]", "[[:ALPHA:]_]", "[[:w:]]",
+                                         "[[:d:]x]", "[[:s:][:punct:]]", "[[:xdigit:]-]", "[[.a.]]",
+                                         "[[.a.]-c]", "[[.hyphen.]]", "[[.NUL.]]",
+                                         "[[.space.][.tilde.]]", "[[=a=]]", "[^[=A=]]",
+                                         "[[=slash=]]", "[x[:digit:]y]", "[[:blank:][=b=]-]"));
+
+INSTANTIATE_TEST_SUITE_P(Errors, BracketExpressionRows,
+                         testing::Values("[", "[^", "[a", "[a-", "[[", "[c-a]", "[a--]", "[z-\\]]",
+                                         "[[:alpha:]", "[[:foo:]]", "[[::]]", "[[:alpha]",
+                                         "[[:alpha:", "[[:a", "[[:alpha:]-z]", "[a-[:alpha:]]",
+                                         "[a-[.b.]]", "[[.b.]-a]", "[[.foo.]]", "[[.a]",
+                                         "[[=foo=]]", "[[=a", "[[==]]", "[[..]]", "[[=a=]-z]",
+                                         "[c-a[:foo:]]", "[c-a[:foo", "[[:foo:]c-a]", "[a-c[=]"));
+
+TEST(BracketExpressionTest, WhatFollowsIsLeft) {
+    std::string text = "[a]b]c";
+    EXPECT_EQ(read(text).set, CharacterSet().set('a'));
+    EXPECT_EQ(text, "[a]");
+}
+
+// A backslash in front of every character that is not special behind one.
+std::string escaped(int c) {
+    const bool alphanumeric = (c >= '0' && c <= '9') || ((c | 0x20) >= 'a' && (c | 0x20) <= 'z');
+    return (alphanumeric ? "" : "\\") + std::string(1, static_cast<char>(c));
+}
+
+TEST(BracketExpressionTest, RangesAreThoseOfTheEngine) {
+    for (int first = 0; first < 256; first += 3) {
+        for (int last = first % 7; last < 256; last += 7) {
+            std::string bracket = "[" + escaped(first) + "-" + escaped(last) + "]";
+            const Outcome outcome = read(bracket);
+            ASSERT_EQ(outcome, readByEngine(bracket)) << first << ' ' << last;
+        }
+    }
+}
+
+TEST(BracketExpressionTest, RandomBracketsAreUnderstoodAsByTheEngine) {
+    constexpr std::array<std::string_view, 28> PIECES = {
+        "a", "b",     "z",          "A",    "0",   "9",   "-",    "-",     "-",         "^",
+        "!", ":",     "=",          ".",    "[",   "[:",  ":]",   "[:w:]", "[:alpha:]", "[=a=]",
+        "/", "[.b.]", "[.hyphen.]", "\\\\", "\\]", "\\.", "\x80", "\xFF"};
+    std::mt19937 random(1);
+    int accepted = 0;
+    for (int i = 0; i < 20000; ++i) {
+        std::string bracket = "[";
+        for (std::size_t count = random() % 8; count > 0; --count) {
+            bracket += PIECES[random() % PIECES.size()];
+        }
+        bracket += random() % 16 == 0 ? "" : "]";
+        const Outcome outcome = read(bracket);
+        ASSERT_EQ(outcome, readByEngine(bracket)) << bracket;
+        accepted += outcome.error.empty() ? 1 : 0;
+    }
+    EXPECT_GT(accepted, 5000);
+    EXPECT_LT(accepted, 15000);
+}
+
+}  // namespace

@@ -1,0 +1,90 @@
+#include "datatypes/GlobProgram.h"
+
+#include <gtest/gtest.h>
+
+namespace {
+
+using kova::CharacterSet;
+using kova::GlobProgram;
+using kova::GlobStep;
+using Kind = GlobStep::Kind;
+
+CharacterSet setOf(std::string_view characters) {
+    CharacterSet set;
+    for (const char c : characters) {
+        set.set(static_cast<unsigned char>(c));
+    }
+    return set;
+}
+
+const GlobStep ACCEPT{Kind::Accept, 0, 0};
+
+TEST(GlobProgramTest, ProgramWithoutStepsTakesTheEmptyText) {
+    const GlobProgram program({ACCEPT}, {});
+    EXPECT_TRUE(program.matches(""));
+    EXPECT_FALSE(program.matches("a"));
+}
+
+TEST(GlobProgramTest, LiteralTakesItsCharacter) {
+    const GlobProgram program({{Kind::Literal, 'a', 0}, {Kind::Literal, 0xFF, 0}, ACCEPT}, {});
+    EXPECT_TRUE(program.matches("a\xFF"));
+    EXPECT_FALSE(program.matches("a"));
+    EXPECT_FALSE(program.matches("a\xFE"));
+    EXPECT_FALSE(program.matches("a\xFFz"));
+    EXPECT_FALSE(program.matches(""));
+}
+
+TEST(GlobProgramTest, SetTakesOneOfItsCharacters) {
+    const GlobProgram program({{Kind::Set, 0, 1}, ACCEPT}, {setOf(""), setOf("ab\x80")});
+    EXPECT_TRUE(program.matches("a"));
+    EXPECT_TRUE(program.matches("\x80"));
+    EXPECT_FALSE(program.matches("c"));
+    EXPECT_FALSE(program.matches("ab"));
+}
+
+TEST(GlobProgramTest, RepeatTakesAnyNumber) {
+    const GlobProgram program({{Kind::Repeat, 0, 0}, {Kind::Literal, 'b', 0}, ACCEPT},
+                              {setOf("ab")});
+    EXPECT_TRUE(program.matches("b"));
+    EXPECT_TRUE(program.matches("abab"));
+    EXPECT_FALSE(program.matches("aba"));
+    EXPECT_FALSE(program.matches(""));
+}
+
+TEST(GlobProgramTest, ForkTakesBothWays) {
+    const GlobProgram program({{Kind::Fork, 0, 3},
+                               {Kind::Literal, 'a', 0},
+                               {Kind::Jump, 0, 4},
+                               {Kind::Literal, 'b', 0},
+                               ACCEPT},
+                              {});
+    EXPECT_TRUE(program.matches("a"));
+    EXPECT_TRUE(program.matches("b"));
+    EXPECT_FALSE(program.matches("ab"));
+    EXPECT_FALSE(program.matches(""));
+}
+
+// The sets of active steps are words of 64 bits, the first few of them inside the run.
+TEST(GlobProgramTest, ProgramsOfEveryLengthAreFollowedToTheirEnd) {
+    for (std::size_t length = 0; length < 600; ++length) {
+        std::vector<GlobStep> steps(length, GlobStep{Kind::Literal, 'x', 0});
+        steps.push_back({Kind::Repeat, 0, 0});
+        steps.push_back(ACCEPT);
+        const GlobProgram program(std::move(steps), {setOf("x")});
+        ASSERT_TRUE(program.matches(std::string(length, 'x'))) << length;
+        ASSERT_TRUE(program.matches(std::string(length + 70, 'x'))) << length;
+        ASSERT_FALSE(program.matches(std::string(length, 'x') + 'y')) << length;
+        ASSERT_EQ(program.matches(std::string(length / 2, 'x')), length == 0) << length;
+    }
+}
+
+TEST(GlobProgramTest, AllStepsMayBeActiveAtOnce) {
+    std::vector<GlobStep> steps(1000, GlobStep{Kind::Repeat, 0, 0});
+    steps.push_back({Kind::Literal, 'y', 0});
+    steps.push_back(ACCEPT);
+    const GlobProgram program(std::move(steps), {setOf("x")});
+    EXPECT_TRUE(program.matches(std::string(5000, 'x') + 'y'));
+    EXPECT_FALSE(program.matches(std::string(5000, 'x')));
+}
+
+}  // namespace

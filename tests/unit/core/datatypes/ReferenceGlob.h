@@ -1,0 +1,105 @@
+#pragma once
+
+#include <optional>
+#include <regex>
+#include <stack>
+#include <stdexcept>
+#include <string>
+
+namespace kova::test {
+
+/// Globs by the book: translated with a stack of states, compiled and matched by the standard
+/// library's engine. Slow, hungry for stack, and the definition.
+class ReferenceGlob {
+public:
+    explicit ReferenceGlob(const std::string& glob) {
+        try {
+            engine_.assign(translate(glob));
+        } catch (const std::invalid_argument& error) {
+            error_ = std::string("malformed: ") + error.what();
+        } catch (const std::regex_error& error) {
+            error_ = std::string("not an expression: ") + error.what();
+        }
+    }
+
+    /// Why the glob is rejected, or empty.
+    const std::string& error() const { return error_; }
+    bool match(const std::string& path) const { return std::regex_match(path, engine_); }
+
+    static std::string translate(const std::string& glob) {
+        enum State { NORMAL, ESCAPE, STAR, BRACKET_START, BRACKET, GROUP };
+        std::stack<State> states({NORMAL});
+        std::string out;
+        const auto literal = [&out](char c) {
+            out += std::string("^$.?+*\\[]{}()").find(c) != std::string::npos ? "\\" : "";
+            out += c;
+        };
+        const auto inBracket = [&out](char c) { out += c == '\\' ? "\\\\" : std::string(1, c); };
+        for (std::size_t i = 0; i < glob.size(); ++i) {
+            const char c = glob[i];
+            const State state = states.top();
+            if (state == NORMAL || state == GROUP) {
+                if (c == '*') {
+                    states.push(STAR);
+                } else if (c == '?') {
+                    out += "[^/]";
+                } else if (c == '[') {
+                    out += "[";
+                    states.push(BRACKET_START);
+                } else if (c == '\\') {
+                    states.push(ESCAPE);
+                } else if (c == '{' && state == GROUP) {
+                    throw std::invalid_argument("{ not allowed in subpattern group");
+                } else if (c == '{') {
+                    out += "(";
+                    states.push(GROUP);
+                } else if (c == ',' && state == GROUP) {
+                    out += "|";
+                } else if (c == '}' && state == GROUP) {
+                    out += ")";
+                    states.pop();
+                } else {
+                    literal(c);
+                }
+            } else if (state == ESCAPE) {
+                literal(c);
+                states.pop();
+            } else if (state == STAR) {
+                out += c == '*' ? "(.*)" : "([^/]*)";
+                states.pop();
+                i -= c == '*' ? 0 : 1;
+            } else if (state == BRACKET_START) {
+                if (c == ']') {
+                    throw std::invalid_argument("Empty []");
+                }
+                inBracket(c == '!' ? '^' : c);
+                states.top() = BRACKET;
+            } else if (c == ']') {
+                out += "]";
+                states.pop();
+            } else {
+                inBracket(c);
+            }
+        }
+        switch (states.top()) {
+            case ESCAPE:
+                throw std::invalid_argument("Hanging escape (\\) at end of pattern");
+            case BRACKET_START:
+            case BRACKET:
+                throw std::invalid_argument("Unclosed [");
+            case GROUP:
+                throw std::invalid_argument("Unclosed {");
+            case STAR:
+                return out + "([^/]*)";
+            case NORMAL:
+                break;
+        }
+        return out;
+    }
+
+private:
+    std::regex engine_;
+    std::string error_;
+};
+
+}  // namespace kova::test
