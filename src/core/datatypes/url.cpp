@@ -3,7 +3,7 @@
 #include <optional>
 #include <string_view>
 
-#include "datatypes/decimal.h"
+#include "datatypes/Decimal.h"
 
 namespace kova {
 

@@ -1,4 +1,4 @@
-#include "datatypes/decimal.h"
+#include "datatypes/Decimal.h"
 
 #include <algorithm>
 #include <charconv>
