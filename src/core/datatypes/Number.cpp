@@ -1,0 +1,135 @@
+#include "kova/core/Number.h"
+
+#include <locale.h>  // newlocale, locale_t: POSIX, not in <clocale>
+
+#include <cerrno>
+#include <charconv>
+#include <cstdint>
+#include <cstdlib>
+#include <iterator>
+#include <limits>
+#include <stdexcept>
+
+#include "datatypes/Decimal.h"
+
+namespace kova {
+
+namespace {
+
+constexpr int DIGITS = 6;
+
+// The form of printf("%.6g") or, fixed, printf("%f") under the "C" locale.
+std::string print(double value, std::chars_format form) {
+    // Sign, the digits of the largest double, point and DIGITS.
+    char buffer[1 + std::numeric_limits<double>::max_exponent10 + 1 + 1 + DIGITS];
+    const auto end = std::to_chars(std::begin(buffer), std::end(buffer), value, form, DIGITS);
+    return std::string(buffer, end.ptr);
+}
+
+struct Integer {
+    long value = 0;
+    /// As that of `detail::Decimal`.
+    std::errc error = std::errc();
+};
+
+Integer readInteger(const std::string& text) noexcept {
+    const detail::Decimal decimal = detail::scanDecimal(text);
+    if (decimal.error != std::errc()) {
+        return {0, decimal.error};
+    }
+    constexpr auto MAX = static_cast<unsigned long>(std::numeric_limits<long>::max());
+    if (decimal.magnitude > MAX + (decimal.negative ? 1 : 0)) {
+        return {0, std::errc::result_out_of_range};
+    }
+    const unsigned long bits = decimal.negative ? 0 - decimal.magnitude : decimal.magnitude;
+    return {static_cast<long>(bits), std::errc()};
+}
+
+// Made once and never freed. Making the "C" locale takes no memory and cannot fail.
+locale_t plainLocale() noexcept {
+    static const locale_t locale = newlocale(LC_ALL_MASK, "C", nullptr);
+    return locale;
+}
+
+// Reads with strtof_l or strtod_l. Throws std::out_of_range named `name`; the flag is set where no
+// number is returned.
+template <typename Real>
+Real readReal(const std::string& text, bool& error, Real (*convert)(char const*, char**, locale_t),
+              char const* name) {
+    const int formerErrno = errno;
+    errno = 0;
+    char* end = nullptr;
+    const Real value = convert(text.c_str(), &end, plainLocale());
+    const bool outOfRange = errno == ERANGE;
+    errno = formerErrno;
+    const bool nothingRead = end == text.c_str();
+    error = nothingRead || outOfRange;
+    if (nothingRead) {
+        return 0;
+    }
+    if (outOfRange) {
+        throw std::out_of_range(name);
+    }
+    return value;
+}
+
+}  // namespace
+
+Number::Number(long value) : text_(std::to_string(value)) {}
+
+Number::Number(double value) : text_(print(value, std::chars_format::general)) {}
+
+Number& Number::operator=(const std::string& text) {
+    text_ = text;
+    return *this;
+}
+
+Number& Number::operator=(long value) {
+    text_ = std::to_string(value);
+    return *this;
+}
+
+Number& Number::operator=(double value) {
+    text_ = print(value, std::chars_format::fixed);
+    return *this;
+}
+
+int Number::intValue() const noexcept {
+    const Integer read = readInteger(text_);
+    constexpr std::numeric_limits<std::int16_t> RANGE;
+    error_ = read.error != std::errc() || read.value < RANGE.min() || read.value > RANGE.max();
+    return error_ ? 0 : static_cast<int>(read.value);
+}
+
+signed char Number::byteValue() const noexcept {
+    const int value = intValue();
+    constexpr std::numeric_limits<signed char> RANGE;
+    error_ = error_ || value < RANGE.min() || value > RANGE.max();
+    return static_cast<signed char>(error_ ? 0 : value);
+}
+
+int Number::longValue() const noexcept {
+    const Integer read = readInteger(text_);
+    error_ = read.error != std::errc();
+    // The low 32 bits are meant; the conversion is modular.
+    return static_cast<std::int32_t>(static_cast<std::uint32_t>(read.value));
+}
+
+long long Number::longlongValue() const {
+    const Integer read = readInteger(text_);
+    error_ = read.error != std::errc();
+    if (read.error == std::errc::result_out_of_range) {
+        throw std::out_of_range("stoll");
+    }
+    return read.value;
+}
+
+float Number::floatValue() const {
+    return readReal(text_, error_, strtof_l, "stof");
+}
+
+double Number::doubleValue() const {
+    return readReal(text_, error_, strtod_l, "stod");
+}
+
+}  // namespace kova

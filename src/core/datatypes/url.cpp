@@ -1,0 +1,246 @@
+#include "kova/core/url.h"
+
+#include <optional>
+#include <string_view>
+
+#include "datatypes/Decimal.h"
+
+namespace kova {
+
+namespace {
+
+constexpr std::size_t NPOS = std::string::npos;
+
+/// What must stand between the scheme and a host in brackets.
+constexpr std::string_view DELIMITER = "://";
+
+/// A piece of a text: the characters `from` up to, not including, `to`.
+struct Piece {
+    std::size_t from;
+    std::size_t to;
+};
+
+/// The pieces that a text has.
+struct Layout {
+    std::optional<Piece> scheme;
+    std::optional<Piece> userinfo;
+    std::optional<Piece> authority;
+    Piece rest{0, 0};
+};
+
+/// Delimiters before the query and the fragment; `NPOS` where there is none.
+struct Marks {
+    std::size_t colon = NPOS;
+    std::size_t bracket = NPOS;
+};
+
+// The piece as text, in bounds whatever the positions are: a length that works out negative wraps,
+// which makes the piece run to the end of the text.
+std::string_view cut(std::string_view text, const Piece& piece) {
+    return piece.from < text.size() ? text.substr(piece.from, piece.to - piece.from)
+                                    : std::string_view();
+}
+
+// A bracket ends the search: with one, the colon is not asked for.
+Marks findMarks(const std::string& text) {
+    Marks marks;
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        switch (text[i]) {
+            case ':':
+                marks.colon = marks.colon == NPOS ? i : marks.colon;
+                break;
+            case '[':
+                marks.bracket = i;
+                return marks;
+            case '?':
+            case '#':
+                return marks;
+            default:
+                break;
+        }
+    }
+    return marks;
+}
+
+// A "/" ends the authority even when a "?" or "#" stands before it.
+std::size_t findAuthorityEnd(const std::string& text, std::size_t start) {
+    for (const char delimiter : {'/', '?', '#'}) {
+        const std::size_t end = text.find(delimiter, start);
+        if (end != NPOS) {
+            return end;
+        }
+    }
+    return text.size();
+}
+
+void layOutAuthority(const std::string& text, std::size_t start, Layout& layout) {
+    const std::size_t end = findAuthorityEnd(text, start);
+    layout.authority = Piece{start, end};
+    layout.rest = Piece{end, text.size()};
+}
+
+Layout layOut(const std::string& text, std::size_t colon) {
+    Layout layout;
+    std::size_t start = 0;
+    if (colon != NPOS) {
+        layout.scheme = Piece{0, colon};
+        start = colon + 1;
+    }
+    const std::size_t at = text.find('@', start);
+    if (at != NPOS) {
+        const std::size_t slashes = text.find("//", start);
+        if (slashes != NPOS) {
+            layout.userinfo = Piece{slashes + 2, at};
+        }
+    }
+    if (text.compare(start, 2, "//") == 0) {
+        layOutAuthority(text, at != NPOS ? at + 1 : start + 2, layout);
+    } else {
+        layout.rest = Piece{start, text.size()};
+    }
+    return layout;
+}
+
+// Where the scheme of a text with a host in brackets ends; nothing when "://" is not where it is
+// needed.
+std::optional<std::size_t> findSchemeEnd(const std::string& text, std::size_t bracket,
+                                         std::size_t at) {
+    if (at != NPOS) {
+        const std::size_t end = text.find(DELIMITER);
+        return end != NPOS ? std::optional<std::size_t>(end) : std::nullopt;
+    }
+    // A scheme of at least one character stands before the delimiter.
+    if (bracket <= DELIMITER.size()) {
+        return std::nullopt;
+    }
+    const std::size_t end = bracket - DELIMITER.size();
+    const bool found = text.compare(end, DELIMITER.size(), DELIMITER) == 0;
+    return found ? std::optional<std::size_t>(end) : std::nullopt;
+}
+
+std::optional<Layout> layOutIpv6(const std::string& text, std::size_t bracket) {
+    const std::size_t at = text.find('@');
+    const std::optional<std::size_t> schemeEnd = findSchemeEnd(text, bracket, at);
+    if (!schemeEnd) {
+        return std::nullopt;
+    }
+    Layout layout;
+    layout.scheme = Piece{0, *schemeEnd};
+    if (at != NPOS) {
+        layout.userinfo = Piece{*schemeEnd + DELIMITER.size(), at};
+    }
+    layOutAuthority(text, bracket, layout);
+    return layout;
+}
+
+void assign(std::string& field, const std::string& text, const std::optional<Piece>& piece) {
+    if (piece) {
+        field = cut(text, *piece);
+    }
+}
+
+bool beginsRest(char c) {
+    return c == '/' || c == '?' || c == '#';
+}
+
+// Where the text of the port begins; `NPOS` where there is none.
+std::size_t findPort(const std::string& authority, bool ipv6) {
+    const std::size_t delimiter = ipv6 ? authority.find("]:") : authority.rfind(':');
+    return delimiter == NPOS ? NPOS : delimiter + (ipv6 ? 2 : 1);
+}
+
+std::string hostAndPort(const std::string& host, unsigned short port) {
+    return port < url::NO_PORT ? host + ':' + std::to_string(port) : host;
+}
+
+std::string rooted(const std::string& path) {
+    return path.empty() || path.front() != '/' ? '/' + path : path;
+}
+
+}  // namespace
+
+url::url(const std::string& text) {
+    init(text);
+}
+
+void url::init(const std::string& text) {
+    wellFormed_ = false;
+    const Marks marks = findMarks(text);
+    ipv6_ = marks.bracket != NPOS;
+    const std::optional<Layout> layout =
+        ipv6_ ? layOutIpv6(text, marks.bracket) : layOut(text, marks.colon);
+    if (!layout) {
+        return;
+    }
+    // The argument may be one of the fields: from here on only the copy is read.
+    text_ = text;
+    assign(scheme_, text_, layout->scheme);
+    assign(userinfo_, text_, layout->userinfo);
+    assign(authority_, text_, layout->authority);
+    assign(rest_, text_, layout->rest);
+    wellFormed_ = rest_.empty() || beginsRest(rest_.front());
+}
+
+url url::from(const std::string& scheme, const std::string& host, const std::string& path,
+              unsigned short port) {
+    return url(scheme + "://" + hostAndPort(host, port) + rooted(path));
+}
+
+url url::fromHost(const std::string& scheme, const std::string& host, unsigned short port) {
+    return url(scheme + "://" + hostAndPort(host, port));
+}
+
+url url::fromPath(const std::string& scheme, const std::string& path) {
+    return url(scheme + ':' + rooted(path));
+}
+
+url url::fromUserinfo(const std::string& scheme, const std::string& userinfo,
+                      const std::string& host, const std::string& path, unsigned short port) {
+    return from(scheme, userinfo + '@' + host, path, port);
+}
+
+url url::fromUserinfo(const std::string& scheme, const std::string& userinfo,
+                      const std::string& host, unsigned short port) {
+    return fromHost(scheme, userinfo + '@' + host, port);
+}
+
+std::string url::path() const {
+    return rest_.substr(0, rest_.find_first_of("?#"));
+}
+
+std::string url::query() const {
+    const std::size_t mark = rest_.find('?');
+    return mark == NPOS ? std::string() : std::string(cut(rest_, {mark + 1, rest_.find('#')}));
+}
+
+std::string url::fragment() const {
+    const std::size_t mark = rest_.find('#');
+    return mark == NPOS ? std::string() : rest_.substr(mark + 1);
+}
+
+std::string url::hostname(bool stripBrackets) const {
+    if (!ipv6_) {
+        return authority_.substr(0, authority_.rfind(':'));
+    }
+    const std::size_t portMark = authority_.find("]:");
+    if (!stripBrackets) {
+        return portMark == NPOS ? authority_ : authority_.substr(0, portMark + 1);
+    }
+    // Without a port, the closing bracket is taken to be the last character.
+    const std::size_t end = portMark == NPOS ? authority_.size() - 1 : portMark;
+    return std::string(cut(authority_, {1, end}));
+}
+
+unsigned short url::port() const {
+    const std::size_t start = findPort(authority_, ipv6_);
+    if (start == NPOS) {
+        return NO_PORT;
+    }
+    const detail::Decimal number = detail::scanDecimal(std::string_view(authority_).substr(start));
+    if (number.error != std::errc()) {
+        return NO_PORT;
+    }
+    return static_cast<unsigned short>(number.negative ? 0 - number.magnitude : number.magnitude);
+}
+
+}  // namespace kova
