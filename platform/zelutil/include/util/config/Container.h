@@ -5,7 +5,7 @@
 
 namespace util::config {
 
-/// What dictionary and array share: the means to destroy a tree of any depth without recursion and
+/// What dictionary and array share: the means to destroy a tree of any depth on a small stack and
 /// without memory. Not for use by callers.
 class UTIL_API Container : public Value {
 protected:
@@ -13,11 +13,11 @@ protected:
 
     /// Containers whose turn to be destroyed has not come, linked through `next_`.
     class Doomed;
-    /// Moves the children to `doomed` (containers) or destroys them (scalars); none are left.
+    /// Gives up the children, one by one through `doom`; none are left.
     virtual void surrender(Doomed& doomed) noexcept = 0;
     /// Destroys everything below this container; none are left. The derived destructors call it.
     void destroyChildren() noexcept;
-    /// Destroys `child`, or puts it on the list when it is a container; shared nodes are left.
+    /// Destroys `child`, or puts it on the list when it lies too deep; shared nodes are left.
     static void doom(Doomed& doomed, Value* child) noexcept;
 
 private:
