@@ -79,7 +79,8 @@ bool serialize(IStructuredSerializer& serializer, T* value) = delete;
 
 /// Fails also when the string is not a UUID.
 [[nodiscard]] KOVA_API bool deserialize(IStructuredPullDeserializer& deserializer, zel::UUID& out);
-/// Every string is a path; it is normalized.
+/// Every string is a path; it is normalized. Memory exhausted ends the process, as in all of
+/// `Path`.
 [[nodiscard]] KOVA_API bool deserialize(IStructuredPullDeserializer& deserializer, Path& out);
 /// Succeeds also when the string is no URL: then the url is invalid, and says so itself.
 [[nodiscard]] KOVA_API bool deserialize(IStructuredPullDeserializer& deserializer, url& out);

@@ -143,7 +143,7 @@ bool serialize(IStructuredSerializer& serializer, const url& value) {
 }
 
 bool serialize(IStructuredSerializer& serializer, const Number& value) {
-    return serializer.serializeString(value.text());
+    return serializer.serializeString(value.toString());
 }
 
 bool deserialize(IStructuredPullDeserializer& deserializer, zel::UUID& out) {

