@@ -2,9 +2,7 @@
 
 #include <cbor/encoding.h>
 
-#include <algorithm>
 #include <array>
-#include <cstring>
 
 #include "TypedArrays.h"
 
@@ -41,15 +39,7 @@ bool put(ByteBufferWriter& writer, std::size_t (*encode)(Value, unsigned char*, 
 bool putBytes(ByteBufferWriter& writer,
               std::size_t (*encode)(std::size_t, unsigned char*, std::size_t),
               std::string_view bytes) {
-    std::array<unsigned char, MAX_HEAD> head;
-    const std::size_t length = encode(bytes.size(), head.data(), head.size());
-    unsigned char* const target = writer.extend(length + bytes.size());
-    if (target == nullptr) {
-        return true;
-    }
-    std::memcpy(target, head.data(), length);
-    std::copy(bytes.begin(), bytes.end(), target + length);
-    return false;
+    return put(writer, encode, bytes.size()) || writer.append(bytes.data(), bytes.size());
 }
 
 }  // namespace

@@ -3,6 +3,7 @@
 #include <memory>
 
 #include "util/Export.h"
+#include "util/serializer/BracketStack.h"
 #include "util/serializer/IStructuredPullDeserializer.h"
 #include "util/serializer/IStructuredPushDeserializer.h"
 
@@ -13,8 +14,19 @@ namespace util::serializer {
 /// `beginDeserialize` runs the push side once over the whole payload and records its calls; all
 /// reading walks the record. So a malformed payload is refused at the start, nothing is read twice,
 /// and fields can be found by name in any order. The record takes memory in proportion to the
-/// payload. Typed arrays are announced as arrays of elements and can be read as a whole by the
-/// typed getters, with the range of every element checked.
+/// payload. Typed arrays are announced as arrays of elements; the typed getters read these and
+/// plain arrays as a whole, with kind and range of every element checked.
+///
+/// Numbers: integers are announced as `Int64` or, beyond its range, `UInt64`. Integer getters take
+/// integers only, the floating-point getters any number, rounded where it must be; `getFloat` fails
+/// for a finite number beyond the range of a float. A read that fails consumes nothing. An empty
+/// element and a null one are the same.
+///
+/// Fields: the sequential operations step through them in the order of the payload and must come to
+/// the struct's end before `endStruct`. Once a field of the struct was asked for by name (of
+/// duplicate names the last counts), the rest may stay unread. `skipField` outside a field fails.
+///
+/// One thread at a time.
 class UTIL_API PullFromPushDeserializer : public IStructuredPullDeserializer {
 public:
     /// Reads through `source`, borrowed: it must outlive this object or its derived part.
@@ -39,6 +51,7 @@ public:
     bool getUInt64(std::uint64_t& out) override;
     bool getFloat(float& out) override;
     bool getDouble(double& out) override;
+    bool getEnum(int& out, int count, bool checked) override;
     bool getString(std::string& out) override;
     bool getString(UnicodeString8& out) override;
     bool getString(UnicodeString16& out) override;
@@ -87,6 +100,14 @@ public:
 
 private:
     class Handler;
+    template <class Convert>
+    bool read(Convert convert);
+    template <class Item>
+    bool readItem(Item& out);
+    template <class Item>
+    bool readArray(std::vector<Item>& out);
+    bool beginNamedField(const std::string& name, Bracket bracket, bool& present);
+
     std::unique_ptr<Handler> handler_;
     IStructuredPushDeserializer* source_;
 };

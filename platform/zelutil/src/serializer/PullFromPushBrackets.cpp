@@ -1,0 +1,147 @@
+#include "PullHandler.h"
+
+// The brackets and entries of the reader; session and values are in PullFromPushDeserializer.cpp.
+namespace util::serializer {
+
+// ---- scopes of options
+
+bool PullFromPushDeserializer::beginArrayOption() {
+    return handler_->openScope(Bracket::ArrayOption);
+}
+
+bool PullFromPushDeserializer::endArrayOption() {
+    return handler_->closeScope(Bracket::ArrayOption);
+}
+
+bool PullFromPushDeserializer::beginOption(Options const*) {
+    return handler_->openScope(Bracket::Option);
+}
+
+bool PullFromPushDeserializer::endOption() {
+    return handler_->closeScope(Bracket::Option);
+}
+
+// ---- arrays
+
+bool PullFromPushDeserializer::beginArray() {
+    return handler_->open(Event::Kind::Array, Bracket::Array, Expects::Elements);
+}
+
+bool PullFromPushDeserializer::isArrayEnd() {
+    return handler_->stack.top().expects != Expects::Elements || handler_->atEnd();
+}
+
+bool PullFromPushDeserializer::endArray() {
+    return handler_->close(Bracket::Array);
+}
+
+bool PullFromPushDeserializer::beginElement() {
+    return handler_->beginElement();
+}
+
+bool PullFromPushDeserializer::endElement() {
+    return handler_->endItem(Bracket::Element);
+}
+
+bool PullFromPushDeserializer::getEmptyElement(bool& empty) {
+    Handler::Stack::Level& top = handler_->stack.top();
+    if (top.expects != Expects::Elements) {
+        return true;
+    }
+    empty = !handler_->atEnd() && handler_->at(top.data.next).kind == Event::Kind::Null;
+    if (empty) {
+        ++top.data.next;
+    }
+    return false;
+}
+
+// ---- structs
+
+bool PullFromPushDeserializer::beginStruct(Options const*) {
+    return handler_->open(Event::Kind::Struct, Bracket::Struct, Expects::Fields);
+}
+
+bool PullFromPushDeserializer::isStructEnd() {
+    return handler_->stack.top().expects != Expects::Fields || handler_->atEnd();
+}
+
+bool PullFromPushDeserializer::endStruct() {
+    return handler_->close(Bracket::Struct);
+}
+
+bool PullFromPushDeserializer::beginField(std::string& name) {
+    const std::uint32_t field = handler_->stack.top().data.next;
+    if (handler_->beginField()) {
+        return true;
+    }
+    name = handler_->record.textOf(handler_->at(field));
+    return false;
+}
+
+bool PullFromPushDeserializer::skipField() {
+    if (handler_->stack.top().bracket != Bracket::Field) {
+        return true;
+    }
+    handler_->consume();
+    return handler_->endItem(Bracket::Field);
+}
+
+bool PullFromPushDeserializer::endField() {
+    return handler_->endItem(Bracket::Field);
+}
+
+// ---- fields by name
+
+// Begins the field found; nothing follows in one that is missing.
+bool PullFromPushDeserializer::beginNamedField(const std::string& name, Bracket bracket,
+                                               bool& present) {
+    Handler::Stack& stack = handler_->stack;
+    if (stack.top().expects != Expects::Fields || stack.isFull()) {
+        return true;
+    }
+    const std::uint32_t field = handler_->findField(name);
+    const bool found = field != Handler::NONE;
+    if (!found && bracket == Bracket::MandatoryField) {
+        return true;
+    }
+    stack.top().data.byName = true;
+    stack.push(bracket, found ? Expects::Value : Expects::Nothing, {field + 1, 0, 0, false});
+    present = found;
+    return false;
+}
+
+bool PullFromPushDeserializer::beginMandatoryField(const std::string& name, int) {
+    bool present = false;
+    return beginNamedField(name, Bracket::MandatoryField, present);
+}
+
+bool PullFromPushDeserializer::endMandatoryField() {
+    return handler_->endItem(Bracket::MandatoryField);
+}
+
+bool PullFromPushDeserializer::beginOptionalField(const std::string& name, int, bool& present) {
+    return beginNamedField(name, Bracket::OptionalField, present);
+}
+
+bool PullFromPushDeserializer::endOptionalField() {
+    return handler_->endItem(Bracket::OptionalField);
+}
+
+// ---- entries
+
+Entry const* PullFromPushDeserializer::peekNextEntry() {
+    handler_->announce();
+    return &handler_->entry;
+}
+
+Entry const* PullFromPushDeserializer::getNextEntry() {
+    handler_->announce();
+    handler_->consumeNext();
+    return &handler_->entry;
+}
+
+unsigned int PullFromPushDeserializer::getApiCapibilites() const noexcept {
+    return handler_->recorder.getApiCapibilites();
+}
+
+}  // namespace util::serializer

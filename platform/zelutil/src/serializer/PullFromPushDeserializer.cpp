@@ -1,0 +1,343 @@
+#include "util/serializer/PullFromPushDeserializer.h"
+
+#include <cmath>
+#include <limits>
+#include <optional>
+#include <type_traits>
+#include <utility>
+
+#include "PullHandler.h"
+
+// The session, the values and the typed arrays. Brackets and entries are in
+// PullFromPushBrackets.cpp.
+namespace util::serializer {
+
+namespace {
+
+using Kind = Event::Kind;
+
+bool isNumber(Kind kind) noexcept {
+    return kind == Kind::Int64 || kind == Kind::UInt64 || kind == Kind::Float ||
+           kind == Kind::Double;
+}
+
+double toDouble(const Event& event) noexcept {
+    switch (event.kind) {
+        case Kind::Int64:
+            return static_cast<double>(event.content.int64);
+        case Kind::UInt64:
+            return static_cast<double>(event.content.uint64);
+        default:
+            return event.content.number;
+    }
+}
+
+// Each `convert` is true, with `out` untouched, when the event is of another kind or out of range.
+
+bool convert(const Record&, const Event& event, bool& out) noexcept {
+    if (event.kind != Kind::Boolean) {
+        return true;
+    }
+    out = event.content.boolean;
+    return false;
+}
+
+template <class Integer, std::enable_if_t<std::is_integral_v<Integer>, int> = 0>
+bool convert(const Record&, const Event& event, Integer& out) noexcept {
+    using Limits = std::numeric_limits<Integer>;
+    if (event.kind == Kind::UInt64 && sizeof(Integer) == 8 && !Limits::is_signed) {
+        out = static_cast<Integer>(event.content.uint64);
+        return false;
+    }
+    if (event.kind != Kind::Int64) {
+        return true;
+    }
+    const std::int64_t value = event.content.int64;
+    const bool fits = sizeof(Integer) == 8 ? Limits::is_signed || value >= 0
+                                           : value >= static_cast<std::int64_t>(Limits::min()) &&
+                                                 value <= static_cast<std::int64_t>(Limits::max());
+    if (fits) {
+        out = static_cast<Integer>(value);
+    }
+    return !fits;
+}
+
+bool convert(const Record&, const Event& event, double& out) noexcept {
+    if (!isNumber(event.kind)) {
+        return true;
+    }
+    out = toDouble(event);
+    return false;
+}
+
+bool convert(const Record&, const Event& event, float& out) noexcept {
+    if (!isNumber(event.kind)) {
+        return true;
+    }
+    const double value = toDouble(event);
+    if (std::isfinite(value) &&
+        std::fabs(value) > static_cast<double>(std::numeric_limits<float>::max())) {
+        return true;
+    }
+    out = static_cast<float>(value);
+    return false;
+}
+
+bool convert(const Record& record, const Event& event, std::string& out) {
+    if (event.kind != Kind::String) {
+        return true;
+    }
+    out = record.textOf(event);
+    return false;
+}
+
+}  // namespace
+
+// ---- session
+
+PullFromPushDeserializer::PullFromPushDeserializer(IStructuredPushDeserializer* source)
+    : handler_(std::make_unique<Handler>()), source_(source) {}
+
+PullFromPushDeserializer::~PullFromPushDeserializer() = default;
+
+bool PullFromPushDeserializer::beginDeserialize(ByteBufferReader* reader, Options const* options) {
+    reset();
+    if (source_ == nullptr) {
+        return true;
+    }
+    unsigned int limit = MAX_NESTING_DEPTH;
+    if (options != nullptr) {
+        const auto option = options->find(OptionTag::NestingLimit);
+        if (option != options->end()) {
+            limit = option->second > 0 ? static_cast<unsigned int>(option->second) : 0;
+        }
+    }
+    source_->setNestingLimit(limit);
+    Recorder& recorder = handler_->recorder;
+    unsigned long recorded = 0;
+    const bool failed = recorder.beginSerialize(&handler_->record.text, nullptr) ||
+                        source_->beginDeserialize(reader, &recorder) ||
+                        source_->deserialize() != IStructuredPushDeserializer::DONE;
+    if (source_->endDeserialize() || failed || recorder.endSerialize(recorded)) {
+        reset();
+        return true;
+    }
+    handler_->start();
+    return false;
+}
+
+bool PullFromPushDeserializer::endDeserialize() {
+    const bool complete = handler_->stack.mayClose(Bracket::Root);
+    reset();
+    return !complete;
+}
+
+void PullFromPushDeserializer::reset() {
+    handler_->clear();
+}
+
+// ---- values
+
+// Reads the value that stands here with `convert(event)`, which is true when it does not fit.
+template <class Convert>
+bool PullFromPushDeserializer::read(Convert convert) {
+    Event const* const event = handler_->value();
+    if (event == nullptr || convert(*event)) {
+        return true;
+    }
+    handler_->consume();
+    return false;
+}
+
+template <class Item>
+bool PullFromPushDeserializer::readItem(Item& out) {
+    return read([&](const Event& event) { return convert(handler_->record, event, out); });
+}
+
+bool PullFromPushDeserializer::getNull() {
+    return read([](const Event& event) { return event.kind != Kind::Null; });
+}
+
+bool PullFromPushDeserializer::getBoolean(bool& out) {
+    return readItem(out);
+}
+
+bool PullFromPushDeserializer::getInt8(std::int8_t& out) {
+    return readItem(out);
+}
+
+bool PullFromPushDeserializer::getUInt8(std::uint8_t& out) {
+    return readItem(out);
+}
+
+bool PullFromPushDeserializer::getInt16(std::int16_t& out) {
+    return readItem(out);
+}
+
+bool PullFromPushDeserializer::getUInt16(std::uint16_t& out) {
+    return readItem(out);
+}
+
+bool PullFromPushDeserializer::getInt32(std::int32_t& out) {
+    return readItem(out);
+}
+
+bool PullFromPushDeserializer::getUInt32(std::uint32_t& out) {
+    return readItem(out);
+}
+
+bool PullFromPushDeserializer::getInt64(std::int64_t& out) {
+    return readItem(out);
+}
+
+bool PullFromPushDeserializer::getUInt64(std::uint64_t& out) {
+    return readItem(out);
+}
+
+bool PullFromPushDeserializer::getFloat(float& out) {
+    return readItem(out);
+}
+
+bool PullFromPushDeserializer::getDouble(double& out) {
+    return readItem(out);
+}
+
+bool PullFromPushDeserializer::getEnum(int& out, int count, bool checked) {
+    return read([&](const Event& event) {
+        int value = 0;
+        if (convert(handler_->record, event, value) || (checked && (value < 0 || value >= count))) {
+            return true;
+        }
+        out = value;
+        return false;
+    });
+}
+
+bool PullFromPushDeserializer::getString(std::string& out) {
+    return readItem(out);
+}
+
+bool PullFromPushDeserializer::getString(UnicodeString8& out) {
+    return read([&](const Event& event) {
+        if (event.kind != Kind::String || !zel::unicode::isUtf8(handler_->record.textOf(event))) {
+            return true;
+        }
+        out.units = handler_->record.textOf(event);
+        return false;
+    });
+}
+
+bool PullFromPushDeserializer::getString(UnicodeString16& out) {
+    return read([&](const Event& event) {
+        std::optional<std::u16string> text;
+        if (event.kind == Kind::String) {
+            text = zel::unicode::utf8ToUtf16(handler_->record.textOf(event));
+        }
+        if (text) {
+            out.units = *std::move(text);
+        }
+        return !text;
+    });
+}
+
+bool PullFromPushDeserializer::getString(zel::unicode::String& out) {
+    return read([&](const Event& event) {
+        std::optional<zel::unicode::String> text;
+        if (event.kind == Kind::String) {
+            text = zel::unicode::String::fromUtf8(handler_->record.textOf(event));
+        }
+        if (text) {
+            out = *std::move(text);
+        }
+        return !text;
+    });
+}
+
+// ---- typed arrays
+
+template <class Item>
+bool PullFromPushDeserializer::readArray(std::vector<Item>& out) {
+    return read([&](const Event& array) {
+        if (array.kind != Kind::Array) {
+            return true;
+        }
+        std::vector<Item> items;
+        items.reserve(array.content.count);
+        std::uint32_t next = handler_->stack.top().data.next + 1;
+        for (; next != array.next; next = handler_->at(next).next) {
+            Item item{};
+            if (convert(handler_->record, handler_->at(next), item)) {
+                return true;
+            }
+            items.push_back(std::move(item));
+        }
+        out = std::move(items);
+        return false;
+    });
+}
+
+bool PullFromPushDeserializer::getNullArray(unsigned long& count) {
+    return read([&](const Event& array) {
+        if (array.kind != Kind::Array) {
+            return true;
+        }
+        std::uint32_t next = handler_->stack.top().data.next + 1;
+        for (; next != array.next; next = handler_->at(next).next) {
+            if (handler_->at(next).kind != Kind::Null) {
+                return true;
+            }
+        }
+        count = array.content.count;
+        return false;
+    });
+}
+
+bool PullFromPushDeserializer::getBooleanArray(std::vector<bool>& out) {
+    return readArray(out);
+}
+
+bool PullFromPushDeserializer::getInt8Array(std::vector<std::int8_t>& out) {
+    return readArray(out);
+}
+
+bool PullFromPushDeserializer::getUInt8Array(std::vector<std::uint8_t>& out) {
+    return readArray(out);
+}
+
+bool PullFromPushDeserializer::getInt16Array(std::vector<std::int16_t>& out) {
+    return readArray(out);
+}
+
+bool PullFromPushDeserializer::getUInt16Array(std::vector<std::uint16_t>& out) {
+    return readArray(out);
+}
+
+bool PullFromPushDeserializer::getInt32Array(std::vector<std::int32_t>& out) {
+    return readArray(out);
+}
+
+bool PullFromPushDeserializer::getUInt32Array(std::vector<std::uint32_t>& out) {
+    return readArray(out);
+}
+
+bool PullFromPushDeserializer::getInt64Array(std::vector<std::int64_t>& out) {
+    return readArray(out);
+}
+
+bool PullFromPushDeserializer::getUInt64Array(std::vector<std::uint64_t>& out) {
+    return readArray(out);
+}
+
+bool PullFromPushDeserializer::getFloatArray(std::vector<float>& out) {
+    return readArray(out);
+}
+
+bool PullFromPushDeserializer::getDoubleArray(std::vector<double>& out) {
+    return readArray(out);
+}
+
+bool PullFromPushDeserializer::getStringArray(std::vector<std::string>& out) {
+    return readArray(out);
+}
+
+}  // namespace util::serializer

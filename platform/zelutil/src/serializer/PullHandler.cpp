@@ -1,0 +1,231 @@
+#include "PullHandler.h"
+
+namespace util::serializer {
+
+void PullFromPushDeserializer::Handler::clear() noexcept {
+    stack.clear();
+    record.events.clear();
+    record.text.truncate(0);
+}
+
+Event const* PullFromPushDeserializer::Handler::value() const noexcept {
+    return stack.top().expects == Expects::Value ? &at(stack.top().data.next) : nullptr;
+}
+
+// ---- brackets
+
+bool PullFromPushDeserializer::Handler::open(Event::Kind kind, Bracket bracket,
+                                             Expects expects) noexcept {
+    Event const* const container = value();
+    if (container == nullptr || container->kind != kind || stack.isFull()) {
+        return true;
+    }
+    const std::uint32_t first = stack.top().data.next + 1;
+    consume();
+    stack.push(bracket, expects, {first, first, container->next, false});
+    return false;
+}
+
+bool PullFromPushDeserializer::Handler::close(Bracket bracket) noexcept {
+    if (!stack.mayClose(bracket) || !(atEnd() || stack.top().data.byName)) {
+        return true;
+    }
+    stack.pop();
+    return false;
+}
+
+bool PullFromPushDeserializer::Handler::beginElement() noexcept {
+    if (stack.top().expects != Expects::Elements || atEnd() || stack.isFull()) {
+        return true;
+    }
+    stack.push(Bracket::Element, Expects::Value, {stack.top().data.next, 0, 0, false});
+    return false;
+}
+
+bool PullFromPushDeserializer::Handler::beginField() noexcept {
+    if (stack.top().expects != Expects::Fields || atEnd() || stack.isFull()) {
+        return true;
+    }
+    stack.push(Bracket::Field, Expects::Value, {stack.top().data.next + 1, 0, 0, false});
+    return false;
+}
+
+bool PullFromPushDeserializer::Handler::endItem(Bracket bracket) noexcept {
+    if (!stack.mayClose(bracket)) {
+        return true;
+    }
+    const Cursor item = stack.pop().data;
+    if (bracket == Bracket::Field || bracket == Bracket::Element) {
+        stack.top().data.next = at(item.next).next;
+    }
+    return false;
+}
+
+bool PullFromPushDeserializer::Handler::openScope(Bracket bracket) noexcept {
+    const Stack::Level below = stack.top();
+    if (below.bracket == Bracket::Closed || stack.isFull()) {
+        return true;
+    }
+    stack.push(bracket, below.expects, below.data);
+    return false;
+}
+
+bool PullFromPushDeserializer::Handler::closeScope(Bracket bracket) noexcept {
+    if (stack.top().bracket != bracket) {
+        return true;
+    }
+    const Stack::Level closed = stack.pop();
+    stack.top().expects = closed.expects;
+    stack.top().data = closed.data;
+    return false;
+}
+
+std::uint32_t PullFromPushDeserializer::Handler::findField(std::string_view name) const noexcept {
+    const Cursor& fields = stack.top().data;
+    std::uint32_t found = NONE;
+    for (std::uint32_t field = fields.begin; field != fields.end; field = at(field + 1).next) {
+        if (record.textOf(at(field)) == name) {
+            found = field;
+        }
+    }
+    return found;
+}
+
+// ---- entries
+
+void PullFromPushDeserializer::Handler::announce() {
+    const Stack::Level& top = stack.top();
+    switch (top.expects) {
+        case Expects::Value:
+            announceValue(at(top.data.next));
+            return;
+        case Expects::Elements:
+        case Expects::Fields:
+            if (atEnd()) {
+                entry.type = announceEnd();
+            } else if (top.expects == Expects::Elements) {
+                entry.type = EntryType::Element;
+            } else {
+                entry.type = EntryType::Field;
+                entry.text = record.textOf(at(top.data.next));
+            }
+            return;
+        case Expects::Nothing:
+            entry.type = announceEnd();
+            return;
+    }
+}
+
+void PullFromPushDeserializer::Handler::announceValue(const Event& event) {
+    switch (event.kind) {
+        case Event::Kind::Null:
+            entry.type = EntryType::Null;
+            break;
+        case Event::Kind::Boolean:
+            entry.type = EntryType::Boolean;
+            entry.scalar.boolean = event.content.boolean;
+            break;
+        case Event::Kind::Int64:
+            entry.type = EntryType::Int64;
+            entry.scalar.int64 = event.content.int64;
+            break;
+        case Event::Kind::UInt64:
+            entry.type = EntryType::UInt64;
+            entry.scalar.uint64 = event.content.uint64;
+            break;
+        case Event::Kind::Float:
+            entry.type = EntryType::Float;
+            entry.scalar.number = event.content.number;
+            break;
+        case Event::Kind::Double:
+            entry.type = EntryType::Double;
+            entry.scalar.number = event.content.number;
+            break;
+        case Event::Kind::String:
+            entry.type = EntryType::String;
+            entry.text = record.textOf(event);
+            break;
+        case Event::Kind::Array:
+            entry.type = EntryType::ArrayBegin;
+            break;
+        case Event::Kind::Struct:
+            entry.type = EntryType::StructBegin;
+            break;
+        case Event::Kind::Field:
+            entry.type = EntryType::None;
+            break;
+    }
+}
+
+// The end of the level on top. A scope's end is no entry: nothing more comes before it is closed.
+EntryType PullFromPushDeserializer::Handler::announceEnd() const noexcept {
+    switch (stack.top().bracket) {
+        case Bracket::Struct:
+            return EntryType::StructEnd;
+        case Bracket::Array:
+            return EntryType::ArrayEnd;
+        case Bracket::Field:
+        case Bracket::MandatoryField:
+        case Bracket::OptionalField:
+            return EntryType::FieldEnd;
+        case Bracket::Element:
+            return EntryType::ElementEnd;
+        case Bracket::Closed:
+        case Bracket::Root:
+        case Bracket::ArrayOption:
+        case Bracket::Option:
+            break;
+    }
+    return EntryType::End;
+}
+
+void PullFromPushDeserializer::Handler::consumeNext() noexcept {
+    const Stack::Level& top = stack.top();
+    switch (top.expects) {
+        case Expects::Value:
+            consumeValue(at(top.data.next).kind);
+            return;
+        case Expects::Elements:
+            atEnd() ? closeTop() : static_cast<void>(beginElement());
+            return;
+        case Expects::Fields:
+            atEnd() ? closeTop() : static_cast<void>(beginField());
+            return;
+        case Expects::Nothing:
+            closeTop();
+            return;
+    }
+}
+
+void PullFromPushDeserializer::Handler::consumeValue(Event::Kind kind) noexcept {
+    if (kind == Event::Kind::Array) {
+        open(kind, Bracket::Array, Expects::Elements);
+    } else if (kind == Event::Kind::Struct) {
+        open(kind, Bracket::Struct, Expects::Fields);
+    } else {
+        consume();
+    }
+}
+
+void PullFromPushDeserializer::Handler::closeTop() noexcept {
+    const Bracket bracket = stack.top().bracket;
+    switch (bracket) {
+        case Bracket::Struct:
+        case Bracket::Array:
+            close(bracket);
+            return;
+        case Bracket::Field:
+        case Bracket::MandatoryField:
+        case Bracket::OptionalField:
+        case Bracket::Element:
+            endItem(bracket);
+            return;
+        case Bracket::Closed:
+        case Bracket::Root:
+        case Bracket::ArrayOption:
+        case Bracket::Option:
+            return;
+    }
+}
+
+}  // namespace util::serializer

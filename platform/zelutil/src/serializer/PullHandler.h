@@ -1,0 +1,72 @@
+#pragma once
+
+#include <cstdint>
+#include <string_view>
+
+#include "Record.h"
+#include "util/serializer/BracketStack.h"
+#include "util/serializer/PullFromPushDeserializer.h"
+
+namespace util::serializer {
+
+/// The record of a `PullFromPushDeserializer` and the place where it is being read.
+class PullFromPushDeserializer::Handler {
+public:
+    /// Where reading has come in a level; indices into the record's events.
+    struct Cursor {
+        /// The value to be read; in an array or struct, the next element or field.
+        std::uint32_t next;
+        /// Of an array or struct: its first element or field, and the event after its last.
+        std::uint32_t begin;
+        std::uint32_t end;
+        /// Of a struct: fields were asked for by name, so the others may stay unread.
+        bool byName;
+    };
+    using Stack = BracketStack<Cursor>;
+    static constexpr std::uint32_t NONE = 0xFFFFFFFF;
+
+    Handler() noexcept : recorder(record) {}
+
+    Record record;
+    Recorder recorder;
+    Stack stack;
+    Entry entry;
+
+    /// Forgets the payload, keeping the memory.
+    void clear() noexcept;
+    /// Goes to the start of the recorded payload.
+    void start() noexcept { stack.start({0, 0, 0, false}); }
+
+    const Event& at(std::uint32_t index) const noexcept { return record.events[index]; }
+    /// The value that a getter would read now; null when none stands here.
+    Event const* value() const noexcept;
+    /// The value was read.
+    void consume() noexcept { stack.top().expects = Expects::Nothing; }
+
+    // True on failure, as the operations that they serve.
+    bool open(Event::Kind kind, Bracket bracket, Expects expects) noexcept;
+    bool close(Bracket bracket) noexcept;
+    bool beginElement() noexcept;
+    bool beginField() noexcept;
+    /// Ends the field or element `bracket`, and steps over it unless it was found by name.
+    bool endItem(Bracket bracket) noexcept;
+    bool openScope(Bracket bracket) noexcept;
+    bool closeScope(Bracket bracket) noexcept;
+    /// Nothing is left unread in the array or struct on top.
+    bool atEnd() const noexcept { return stack.top().data.next == stack.top().data.end; }
+    /// The index of the last field of that name in the struct on top; `NONE` when it is missing.
+    std::uint32_t findField(std::string_view name) const noexcept;
+
+    /// Fills `entry` with what comes next.
+    void announce();
+    /// Reads what `announce` announces; nothing where that is the end of all or of a scope.
+    void consumeNext() noexcept;
+
+private:
+    void consumeValue(Event::Kind kind) noexcept;
+    void closeTop() noexcept;
+    void announceValue(const Event& event);
+    EntryType announceEnd() const noexcept;
+};
+
+}  // namespace util::serializer
