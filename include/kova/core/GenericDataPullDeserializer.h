@@ -1,0 +1,135 @@
+#pragma once
+
+#include <cstdint>
+#include <deque>
+#include <string>
+#include <variant>
+#include <vector>
+
+#include "kova/core/Export.h"
+#include "util/config/Value.h"
+#include "util/serializer/IStructuredPullDeserializer.h"
+
+namespace kova::serializer {
+
+/// Reads a value tree through the interface of a pull deserializer, so that whatever reads typed
+/// values from a payload reads them from a tree too.
+///
+/// The tree is borrowed: it stays alive and unchanged while it is read. Unlike the readers of
+/// payloads this one converts numbers: a float is cut towards zero where an integer is asked for,
+/// an integer is cut to 8 or 16 bits, a boolean counts as 0 or 1. Arrays are read element by
+/// element; the getters of whole arrays fail. Fields are not found by name.
+///
+/// Every operation returns false on success and true on failure, fails on nothing begun, and lets
+/// its outputs alone when it fails. The operations do not throw, therefore asking about the end of
+/// a struct or array that is not open (or ending a field or element of none) ends the process. One
+/// thread at a time.
+class KOVA_API GenericDataPullDeserializer final
+    : public util::serializer::IStructuredPullDeserializer {
+public:
+    using Entry = util::serializer::Entry;
+    using Options = util::serializer::Options;
+
+    explicit GenericDataPullDeserializer(const util::config::Value& root);
+    ~GenericDataPullDeserializer() override;
+    GenericDataPullDeserializer(const GenericDataPullDeserializer&) = delete;
+    GenericDataPullDeserializer& operator=(const GenericDataPullDeserializer&) = delete;
+
+    /// Starts at the root of the tree; both arguments are ignored and may be null. Call `reset`
+    /// before a second one.
+    bool beginDeserialize(util::ByteBufferReader* reader, Options const* options) noexcept override;
+    /// Fails only when a second read was begun without `reset`; the position is left as it is.
+    bool endDeserialize() noexcept override;
+    void reset() noexcept override;
+
+    /// A scalar counts as read after any of these, also when it was of the wrong kind.
+    bool getNull() noexcept override;
+    bool getBoolean(bool& out) noexcept override;
+    /// Numbers are read from integers, floats and booleans. Integers: `getInt32` and `getUInt32`
+    /// fail when the value does not fit, the 64-bit getters give the two's-complement value, the
+    /// narrower ones its low bits, `getFloat` and `getDouble` convert the signed 64-bit value.
+    /// Floats: cut towards zero, at the limits of 64 bits (`getInt64`, `getUInt64`) or 32 bits (all
+    /// others) at most, NaN is 0; the narrower getters give the low bits of that.
+    bool getInt8(std::int8_t& out) noexcept override;
+    bool getUInt8(std::uint8_t& out) noexcept override;
+    bool getInt16(std::int16_t& out) noexcept override;
+    bool getUInt16(std::uint16_t& out) noexcept override;
+    bool getInt32(std::int32_t& out) noexcept override;
+    bool getUInt32(std::uint32_t& out) noexcept override;
+    bool getInt64(std::int64_t& out) noexcept override;
+    bool getUInt64(std::uint64_t& out) noexcept override;
+    bool getFloat(float& out) noexcept override;
+    bool getDouble(double& out) noexcept override;
+    using IStructuredPullDeserializer::getString;
+    /// Reads a narrow string; unicode strings fail.
+    bool getString(std::string& out) noexcept override;
+
+    /// These fail.
+    bool getNullArray(unsigned long& count) noexcept override;
+    bool getBooleanArray(std::vector<bool>& out) noexcept override;
+    bool getInt8Array(std::vector<std::int8_t>& out) noexcept override;
+    bool getUInt8Array(std::vector<std::uint8_t>& out) noexcept override;
+    bool getInt16Array(std::vector<std::int16_t>& out) noexcept override;
+    bool getUInt16Array(std::vector<std::uint16_t>& out) noexcept override;
+    bool getInt32Array(std::vector<std::int32_t>& out) noexcept override;
+    bool getUInt32Array(std::vector<std::uint32_t>& out) noexcept override;
+    bool getInt64Array(std::vector<std::int64_t>& out) noexcept override;
+    bool getUInt64Array(std::vector<std::uint64_t>& out) noexcept override;
+    bool getFloatArray(std::vector<float>& out) noexcept override;
+    bool getDoubleArray(std::vector<double>& out) noexcept override;
+    bool getStringArray(std::vector<std::string>& out) noexcept override;
+
+    bool beginArray() noexcept override;
+    bool isArrayEnd() noexcept override;
+    bool endArray() noexcept override;
+    bool beginElement() noexcept override;
+    bool endElement() noexcept override;
+    bool beginStruct(Options const* options) noexcept override;
+    bool isStructEnd() noexcept override;
+    bool endStruct() noexcept override;
+    bool beginField(std::string& name) noexcept override;
+    /// Also steps over what is nested in the field. Outside a field it goes on to the end of the
+    /// tree. Never fails.
+    bool skipField() noexcept override;
+    bool endField() noexcept override;
+
+    /// Integers are announced as `Int32` whatever their width, with the low 32 bits of the value;
+    /// floats as `Double`. A unicode string is announced as `None`; memory exhausted as `Failure`.
+    /// The record is overwritten by the next of these calls.
+    Entry const* getNextEntry() noexcept override;
+    Entry const* peekNextEntry() noexcept override;
+
+private:
+    enum class FrameKind : std::uint8_t { Root = 0, Field = 1, Element = 2 };
+    /// Nothing: not entered. An iterator: in a dictionary. A number: in an array, or `CONSUMED`.
+    using Position = std::variant<std::monostate, util::config::ConstIterator, unsigned long>;
+    /// The position of what was read to its end, whatever its kind.
+    static constexpr unsigned long CONSUMED = ~0UL;
+
+    struct Frame {
+        FrameKind kind;
+        Position position;
+        util::config::Value const* node;
+
+        bool isConsumed() const noexcept;
+    };
+
+    bool push(FrameKind kind, const util::config::Value& node) noexcept;
+    bool atDictionary() const noexcept;
+    bool atArray() const noexcept;
+    util::config::Value const* readLeaf() noexcept;
+    util::config::ConstIterator::pointer currentField() const noexcept;
+
+    void announceStruct(const Frame& frame) noexcept;
+    void announceArray(const Frame& frame) noexcept;
+    void announceLeaf(const util::config::Value& leaf) noexcept;
+    void announceText(util::serializer::EntryType type, const std::string& text) noexcept;
+    void announceEnd(FrameKind kind) noexcept;
+    bool consume(util::serializer::EntryType announced) noexcept;
+
+    std::deque<Frame> frames_;
+    util::config::Value const* root_;
+    Entry entry_;
+};
+
+}  // namespace kova::serializer

@@ -1,0 +1,282 @@
+#include <memory>
+#include <new>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "kova/core/TypeSerializers.h"
+#include "util/config/Array.h"
+#include "util/config/Dictionary.h"
+#include "util/config/Scalars.h"
+#include "util/serializer/IStructuredPullDeserializer.h"
+#include "util/serializer/IStructuredSerializer.h"
+
+// Value trees, written and read with a stack of open containers in place of recursion: a tree built
+// by hand may be deeper than any thread's stack.
+
+namespace kova::serializer {
+
+using util::config::Array;
+using util::config::ConstIterator;
+using util::config::Dictionary;
+using util::config::Value;
+using util::serializer::Entry;
+using util::serializer::EntryType;
+
+namespace {
+
+constexpr int NO_FIELD_ID = -1;
+
+bool isContainer(const Value& value) {
+    return value.isDictionary() || value.isArray();
+}
+
+/// Writes one tree whose root is a container.
+class TreeWriter {
+public:
+    explicit TreeWriter(IStructuredSerializer& serializer) : serializer_(serializer) {}
+
+    /// Whatever was begun is ended, also after a failure.
+    bool write(const Value& root) {
+        bool failed = begin(root);
+        while (!open_.empty()) {
+            if (failed || open_.back().isDone()) {
+                failed = end(failed);
+            } else {
+                failed = writeNext();
+            }
+        }
+        return failed;
+    }
+
+private:
+    /// A container that was begun, and its first child that was not.
+    struct Open {
+        const Value& container;
+        ConstIterator entry;
+        unsigned long index;
+
+        bool isDone() const {
+            return container.isDictionary() ? entry == container.end()
+                                            : index == container.arraySize();
+        }
+    };
+
+    bool begin(const Value& container) {
+        try {
+            open_.push_back({container, container.begin(), 0});
+        } catch (const std::bad_alloc&) {
+            return true;
+        }
+        return container.isDictionary() ? serializer_.beginStruct(nullptr)
+                                        : serializer_.beginArray();
+    }
+
+    /// Begins the next child and, when it is a leaf, writes and ends it.
+    bool writeNext() {
+        Open& open = open_.back();
+        Value const* child = nullptr;
+        bool failed = false;
+        if (open.container.isDictionary()) {
+            failed = serializer_.beginField(open.entry->first, NO_FIELD_ID, false);
+            child = open.entry->second;
+            ++open.entry;
+        } else {
+            failed = serializer_.beginElement();
+            child = &open.container[open.index];
+            ++open.index;
+        }
+        if (failed) {
+            return true;
+        }
+        if (isContainer(*child)) {
+            return begin(*child);
+        }
+        return serialize(serializer_, *child) || endChild();
+    }
+
+    /// Ends the container on top and, unless something failed, the child that it is of the next.
+    bool end(bool failed) {
+        const bool endFailed = open_.back().container.isDictionary() ? serializer_.endStruct()
+                                                                     : serializer_.endArray();
+        open_.pop_back();
+        return failed || endFailed || (!open_.empty() && endChild());
+    }
+
+    bool endChild() {
+        return open_.back().container.isDictionary() ? serializer_.endField()
+                                                     : serializer_.endElement();
+    }
+
+    IStructuredSerializer& serializer_;
+    std::vector<Open> open_;
+};
+
+/// A new leaf with the entry's value, or a shared node; null when memory is exhausted.
+Value* makeLeaf(const Entry& entry) {
+    switch (entry.type) {
+        case EntryType::Boolean:
+            return Value::getBool(entry.scalar.boolean);
+        case EntryType::Int8:
+        case EntryType::Int16:
+        case EntryType::Int32:
+            return new (std::nothrow) util::config::ValueInt(entry.scalar.int32);
+        case EntryType::UInt8:
+        case EntryType::UInt16:
+        case EntryType::UInt32:
+            return new (std::nothrow) util::config::ValueInt(entry.scalar.uint32);
+        case EntryType::Int64:
+            return new (std::nothrow) util::config::ValueInt(entry.scalar.int64);
+        case EntryType::UInt64:
+            return new (std::nothrow) util::config::ValueInt(entry.scalar.uint64);
+        case EntryType::Float:
+        case EntryType::Double:
+            return new (std::nothrow) util::config::ValueFloat(entry.scalar.number);
+        case EntryType::String:
+            return new (std::nothrow) util::config::ValueString(entry.text);
+        default:
+            return Value::getNull();
+    }
+}
+
+/// Fills one container from the entries of a deserializer, up to the container's end.
+class TreeReader {
+public:
+    TreeReader(IStructuredPullDeserializer& deserializer, Value& root)
+        : deserializer_(deserializer), root_(root) {}
+
+    bool read() {
+        open_.push_back({nullptr, &root_, {}});
+        bool failed = false;
+        while (!failed && !open_.empty()) {
+            failed = take(*deserializer_.getNextEntry());
+        }
+        return failed;
+    }
+
+private:
+    /// A container that is being filled: the root, which is borrowed, or one that its parent gets
+    /// when it is complete.
+    struct Open {
+        std::unique_ptr<Value> owned;
+        Value* container;
+        std::string fieldName;
+    };
+
+    bool take(const Entry& entry) {
+        switch (entry.type) {
+            case EntryType::Null:
+            case EntryType::Boolean:
+            case EntryType::Int8:
+            case EntryType::UInt8:
+            case EntryType::Int16:
+            case EntryType::UInt16:
+            case EntryType::Int32:
+            case EntryType::UInt32:
+            case EntryType::Int64:
+            case EntryType::UInt64:
+            case EntryType::Float:
+            case EntryType::Double:
+            case EntryType::String:
+                return add(makeLeaf(entry));
+            case EntryType::Field:
+                open_.back().fieldName = entry.text;
+                return false;
+            case EntryType::ArrayBegin:
+                return open(new (std::nothrow) Array());
+            case EntryType::StructBegin:
+                return open(new (std::nothrow) Dictionary());
+            case EntryType::ArrayEnd:
+            case EntryType::StructEnd:
+                return close();
+            default:
+                return isFailure(entry.type);
+        }
+    }
+
+    /// The end of the data inside a container, or a typed array that was not unpacked. What is left
+    /// are the ends of fields and elements and the begin of elements, which tell nothing new.
+    static bool isFailure(EntryType type) {
+        return type <= EntryType::End ||
+               (type >= EntryType::NullArray && type <= EntryType::Failure);
+    }
+
+    bool add(Value* value) {
+        Open& open = open_.back();
+        if (Dictionary* dictionary = open.container->getEditableDictionary()) {
+            return dictionary->add(open.fieldName, value);
+        }
+        return open.container->getEditableArray()->add(value);
+    }
+
+    bool open(Value* container) {
+        if (container == nullptr) {
+            return true;
+        }
+        std::unique_ptr<Value> owned(container);
+        open_.push_back({std::move(owned), container, {}});
+        return false;
+    }
+
+    bool close() {
+        std::unique_ptr<Value> complete = std::move(open_.back().owned);
+        open_.pop_back();
+        return !open_.empty() && add(complete.release());
+    }
+
+    IStructuredPullDeserializer& deserializer_;
+    Value& root_;
+    std::vector<Open> open_;
+};
+
+bool readTree(IStructuredPullDeserializer& deserializer, Value& root) {
+    try {
+        return TreeReader(deserializer, root).read();
+    } catch (const std::bad_alloc&) {
+        return true;
+    }
+}
+
+}  // namespace
+
+bool serialize(IStructuredSerializer& serializer, const Value& value) {
+    switch (value.kind()) {
+        case Value::Kind::Null:
+            return serializer.serializeNull();
+        case Value::Kind::Boolean: {
+            bool boolean = false;
+            return value.get(boolean) || serializer.serializeBoolean(boolean);
+        }
+        case Value::Kind::Integer: {
+            long integer = 0;
+            return value.get(integer) || serializer.serializeInt64(integer);
+        }
+        case Value::Kind::Float: {
+            double number = 0.0;
+            return value.get(number) || serializer.serializeDouble(number);
+        }
+        case Value::Kind::String:
+            return serializer.serializeString(
+                static_cast<const util::config::ValueString&>(value).text());
+        default:
+            return true;
+    }
+}
+
+bool serialize(IStructuredSerializer& serializer, const Dictionary& value) {
+    return TreeWriter(serializer).write(value);
+}
+
+bool serialize(IStructuredSerializer& serializer, const Array& value) {
+    return TreeWriter(serializer).write(value);
+}
+
+bool deserialize(IStructuredPullDeserializer& deserializer, Dictionary& out) {
+    return deserializer.beginStruct(nullptr) || readTree(deserializer, out);
+}
+
+bool deserialize(IStructuredPullDeserializer& deserializer, Array& out) {
+    return deserializer.beginArray() || readTree(deserializer, out);
+}
+
+}  // namespace kova::serializer
