@@ -2,14 +2,12 @@
 
 #include "kova/core/Export.h"
 #include "kova/core/MimeTypes.h"
+#include "util/serializer/IStructuredPullDeserializer.h"
+#include "util/serializer/IStructuredSerializer.h"
 
 namespace util::config {
 class Value;
 }
-namespace util::serializer {
-class IStructuredPullDeserializer;
-class IStructuredSerializer;
-}  // namespace util::serializer
 
 namespace kova::serializer {
 

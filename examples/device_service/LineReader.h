@@ -1,0 +1,35 @@
+#pragma once
+
+#include <optional>
+#include <string>
+
+namespace device {
+
+/// Reads lines from a file descriptor until its end or until the process is asked to stop (SIGINT,
+/// SIGTERM), whichever comes first.
+class LineReader {
+public:
+    /// Catches both signals from now on. One object a process.
+    explicit LineReader(int descriptor);
+    ~LineReader();
+    LineReader(const LineReader&) = delete;
+    LineReader& operator=(const LineReader&) = delete;
+
+    /// The next line without its end; nothing at the end of the input or when asked to stop.
+    std::optional<std::string> next();
+    /// Whether the process was asked to stop.
+    bool stopped() const { return stopped_; }
+    /// Waits up to `milliseconds` for the request to stop; true when it came.
+    bool waitForStop(int milliseconds);
+
+private:
+    std::optional<std::string> takeLine();
+
+    int descriptor_;
+    int signals_;
+    bool stopped_ = false;
+    bool ended_ = false;
+    std::string pending_;
+};
+
+}  // namespace device

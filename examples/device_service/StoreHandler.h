@@ -1,0 +1,31 @@
+#pragma once
+
+#include <memory>
+#include <mutex>
+#include <string>
+
+#include "StoreDocument.h"
+#include "kova/core/IResourceHandler.h"
+
+namespace device {
+
+/// Serves a `StoreDocument`: retrieve, update, insert and delete on any path in it. Every request
+/// is answered at once; requests of several threads take turns.
+class StoreHandler : public kova::IResourceHandler {
+public:
+    explicit StoreHandler(StoreDocument document) : document_(std::move(document)) {}
+
+    void* actionRequest(const kova::Request& request,
+                        std::unique_ptr<kova::IResponseHandler<kova::Response>>&& handler,
+                        const std::string& resourcePath) override;
+    void cancelRequest(void* handle) override;
+
+private:
+    kova::Response respond(const kova::Request& request, const std::string& resourcePath);
+    kova::Response change(const kova::Request& request, const StoreDocument::Path& path);
+
+    std::mutex mutex_;
+    StoreDocument document_;
+};
+
+}  // namespace device

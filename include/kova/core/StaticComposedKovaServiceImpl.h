@@ -1,0 +1,91 @@
+#pragma once
+
+#include <atomic>
+#include <functional>
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <utility>
+#include <vector>
+
+#include "kova/core/Export.h"
+#include "kova/core/IKovaApi.h"
+#include "kova/core/IResourceHandler.h"
+#include "osal/Mutex.h"
+
+namespace kova {
+
+/// What `StaticComposedKovaService` forwards to: routing, the table of pending requests,
+/// cancellation and shutdown. Applications use the facade.
+///
+/// The mutex guards the pending table alone and is never held while a handler or a trace sink is
+/// called. The handlers never change after construction and are read without a lock.
+class KOVA_API StaticComposedKovaServiceImpl : public IKovaApi {
+public:
+    class RootHandler;
+    using Handlers = std::map<std::string, std::unique_ptr<IResourceHandler>>;
+
+    /// Takes the handlers over. Makes a root handler unless some mount path is exactly "/".
+    explicit StaticComposedKovaServiceImpl(Handlers&& handlers);
+    /// Destroys the root handler, the pending table and the handlers, in that order. A handler may
+    /// terminate its requests from its own destructor.
+    ~StaticComposedKovaServiceImpl() override;
+
+    void* actionRequest(const Request& request,
+                        std::unique_ptr<IResponseHandler<Response>>&& handler) noexcept override;
+    void cancelRequest(void* handle) noexcept override;
+    void shutdown();
+
+    /// The path without its trailing "/" characters; the first character always stays.
+    static std::string normalize(const std::string& path);
+    /// Hands a request to the resource handler mounted at `mountPath`, with the response handler
+    /// wrapped, and keeps the entry when the request stays pending. Returns the service handle.
+    void* delegateRequest(IResourceHandler* handler, const std::string& mountPath,
+                          const Request& request,
+                          std::unique_ptr<IResponseHandler<Response>>&& responseHandler) noexcept;
+    /// Removes the entry of a request that has terminated.
+    void requestDone(void* handle) noexcept;
+
+private:
+    using Mount = Handlers::value_type;
+    using Pending = std::map<void*, std::pair<void*, IResourceHandler*>>;
+
+    const Mount* findMount(const std::string& path) const;
+    const Mount* lookUp(std::string_view path) const;
+    void rejectUnknownPath(const Request& request, IResponseHandler<Response>& handler) const;
+
+    std::atomic<bool> shutdown_{false};
+    osal::Mutex mutex_;
+    Handlers handlers_;
+    /// Index over `handlers_`, which owns the texts: routing looks views of the path up in it.
+    std::unordered_map<std::string_view, const Mount*> mounts_;
+    std::size_t longestMount_ = 0;
+    Pending pending_;
+    std::unique_ptr<RootHandler> rootHandler_;
+};
+
+/// Answers "/" of a service that has no handler there: "retrieve" gets the mount paths in ascending
+/// order, every other command is refused with 400. Nothing stays pending.
+class KOVA_API StaticComposedKovaServiceImpl::RootHandler : public IResourceHandler {
+public:
+    RootHandler(std::function<std::string(const Request&)>&& mimeTypeFunc,
+                std::vector<std::string>&& names);
+
+    void* actionRequest(const Request& request,
+                        std::unique_ptr<IResponseHandler<Response>>&& handler,
+                        const std::string& resourcePath) noexcept override;
+    void cancelRequest(void* handle) noexcept override;
+    /// Sends the list in the given mime type and completes, or sends 500 when it cannot be
+    /// serialized. True on failure.
+    bool sendUpdate(std::unique_ptr<IResponseHandler<Response>>& handler,
+                    const std::string& mimeType);
+
+private:
+    std::vector<std::string> names_;
+    std::function<std::string(const Request&)> mimeTypeFunc_;
+};
+
+}  // namespace kova

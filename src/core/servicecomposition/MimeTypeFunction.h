@@ -1,0 +1,13 @@
+#pragma once
+
+#include <functional>
+#include <string>
+
+#include "kova/core/Request.h"
+
+namespace kova::servicecomp {
+
+/// The process-wide function that `overrideMimeTypeFunc` sets; empty at first.
+const std::function<std::string(const Request&)>& mimeTypeFunc();
+
+}  // namespace kova::servicecomp

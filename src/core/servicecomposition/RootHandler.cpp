@@ -1,0 +1,103 @@
+#include <utility>
+
+#include "kova/core/Commands.h"
+#include "kova/core/Errors.h"
+#include "kova/core/Factory.h"
+#include "kova/core/MimeTypes.h"
+#include "kova/core/StaticComposedKovaServiceImpl.h"
+#include "kova/core/StatusCodes.h"
+#include "kova/core/TypeSerializers.h"
+#include "servicecomposition/ServiceChannel.h"
+#include "util/ByteBufferWriter.h"
+#include "zel/ErrorOutput.h"
+#include "zel/ErrorStorage.h"
+
+namespace kova {
+
+namespace {
+
+constexpr unsigned long INITIAL_CAPACITY = 1024;
+
+// Writes the names as one array. True on failure, after which the rest is skipped.
+bool serializeNames(util::serializer::IStructuredSerializer& serializer,
+                    const std::vector<std::string>& names) {
+    if (serializer.beginArray()) {
+        return true;
+    }
+    for (const std::string& name : names) {
+        if (serializer.beginElement() || serializer::serialize(serializer, name) ||
+            serializer.endElement()) {
+            return true;
+        }
+    }
+    return serializer.endArray();
+}
+
+// Writes a whole payload. True on failure, also when the mime type has no serializer.
+bool serializeNames(const std::string& mimeType, const std::vector<std::string>& names,
+                    util::ByteBufferWriter& writer) {
+    const std::unique_ptr<util::serializer::IStructuredSerializer> serializer(
+        serializer::Factory::createSerializer(mimetypes::typename2id(mimeType)));
+    if (!serializer) {
+        zel::ErrorOutput("src/core/servicecomposition/RootHandler", __LINE__, true)(
+            errors::Error, errors::UndefinedMimeType, mimeType);
+        return true;
+    }
+    unsigned long written = 0;
+    return serializer->beginSerialize(&writer, nullptr) || serializeNames(*serializer, names) ||
+           serializer->endSerialize(written);
+}
+
+}  // namespace
+
+StaticComposedKovaServiceImpl::RootHandler::RootHandler(
+    std::function<std::string(const Request&)>&& mimeTypeFunc, std::vector<std::string>&& names)
+    : names_(std::move(names)), mimeTypeFunc_(std::move(mimeTypeFunc)) {}
+
+void* StaticComposedKovaServiceImpl::RootHandler::actionRequest(
+    const Request& request, std::unique_ptr<IResponseHandler<Response>>&& handler,
+    const std::string& /*resourcePath*/) noexcept {
+    if (request.getCommand() == commands::RETRIEVE) {
+        const std::string mimeType = mimeTypeFunc_(request);
+        servicecomp::channel.trace(1, "[RootHandler::actionRequest] mime_type: %s",
+                                   mimeType.c_str());
+        sendUpdate(handler, mimeType);
+    } else {
+        servicecomp::channel.trace(3,
+                                   "[RootHandler::actionRequest] wrong request: command %s illegal",
+                                   request.getCommand().c_str());
+        handler->onError(
+            Response::createErrorResponse(statuscodes::BAD_REQUEST, "Service Root read-only"));
+    }
+    return IKovaApi::UNDEFINED_REQUEST_HANDLE;
+}
+
+void StaticComposedKovaServiceImpl::RootHandler::cancelRequest(void* /*handle*/) noexcept {
+    // Nothing ever stays pending.
+}
+
+bool StaticComposedKovaServiceImpl::RootHandler::sendUpdate(
+    std::unique_ptr<IResponseHandler<Response>>& handler, const std::string& mimeType) {
+    util::ByteBufferWriter writer(INITIAL_CAPACITY);
+    if (serializeNames(mimeType, names_, writer)) {
+        zel::ErrorStorage& error = zel::ErrorStorage::current();
+        servicecomp::channel.trace(
+            4, "[RootHandler::sendUpdate] can't serialize the body, reason='%s'",
+            error.reason().c_str());
+        error.acknowledge();
+        handler->onError(Response::createErrorResponse(statuscodes::INTERNAL_SERVER_ERROR,
+                                                       "Unable to serialize resource list"));
+        return true;
+    }
+    const Response response(statuscodes::OK, writer.size() > 0
+                                                 ? Payload::createFromWriter(writer, mimeType)
+                                                 : Payload());
+    if (servicecomp::channel.isEnabled(1)) {
+        servicecomp::channel.trace(1, "[RootHandler] sendUpdate: %s", response.toString().c_str());
+    }
+    handler->onNext(response);
+    handler->onCompleted();
+    return false;
+}
+
+}  // namespace kova

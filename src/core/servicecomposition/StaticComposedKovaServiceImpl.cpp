@@ -1,0 +1,254 @@
+#include "kova/core/StaticComposedKovaServiceImpl.h"
+
+#include <algorithm>
+#include <mutex>
+#include <utility>
+
+#include "kova/core/Errors.h"
+#include "kova/core/Path.h"
+#include "kova/core/response_handlers.h"
+#include "servicecomposition/MimeTypeFunction.h"
+#include "servicecomposition/ServiceChannel.h"
+#include "zel/ErrorOutput.h"
+#include "zel/ErrorStorage.h"
+
+namespace kova {
+
+namespace servicecomp {
+
+const tracing::Channel channel("KOVA_SERVICE_COMPOSED_STATIC", tracing::Channel::SILENT,
+                               tracing::Channel::SHARED);
+
+}  // namespace servicecomp
+
+namespace {
+
+using responsehandlers::DoOnTerminationResponseHandler;
+using responsehandlers::FilteringResponseHandler;
+using servicecomp::channel;
+
+constexpr char const* FILE_NAME = "src/core/servicecomposition/StaticComposedKovaServiceImpl";
+constexpr std::string_view ROOT = "/";
+
+// The path without trailing separators. The first character is never looked at, so "/", "//" and
+// "a/" stay as they are.
+std::string_view trimmed(std::string_view path) {
+    const std::size_t last = path.find_last_not_of(Path::SEP_CHAR);
+    return last == std::string_view::npos || last == 0 ? path : path.substr(0, last + 1);
+}
+
+// Whether the text is already what `Path` prints for it, so that its parents are its prefixes.
+bool isCanonical(std::string_view path) {
+    const bool endsOpen = path.size() > 1 && path.back() == Path::SEP_CHAR;
+    return !endsOpen && path.find("//") == std::string_view::npos;
+}
+
+// The parent of a canonical path as a view of it; empty when there is none.
+std::string_view parentOf(std::string_view path) {
+    const std::size_t separator = path.rfind(Path::SEP_CHAR);
+    if (separator == std::string_view::npos || path == ROOT) {
+        return {};
+    }
+    return separator == 0 ? ROOT : path.substr(0, separator);
+}
+
+// The path from the mount to the target. Nearly always the mount is a prefix on a segment boundary
+// of a canonical text, and the rest is the answer; everything else is `Path`'s business.
+std::string relativeTo(const std::string& mountPath, std::string_view target) {
+    const std::size_t size = mountPath == ROOT ? 0 : mountPath.size();
+    if (target.substr(0, size) == std::string_view(mountPath).substr(0, size) &&
+        isCanonical(target)) {
+        if (target.size() == size || target == ROOT) {
+            return {};
+        }
+        if (target[size] == Path::SEP_CHAR) {
+            return std::string(target.substr(size + 1));
+        }
+    }
+    std::string relative;
+    Path::relativize(mountPath, std::string(target), relative);
+    return relative;
+}
+
+}  // namespace
+
+StaticComposedKovaServiceImpl::StaticComposedKovaServiceImpl(Handlers&& handlers)
+    : mutex_(false), handlers_(std::move(handlers)) {
+    mounts_.reserve(handlers_.size());
+    for (const Mount& mount : handlers_) {
+        mounts_.emplace(mount.first, &mount);
+        longestMount_ = std::max(longestMount_, mount.first.size());
+    }
+    if (mounts_.count(ROOT) != 0) {
+        return;
+    }
+    std::vector<std::string> names;
+    names.reserve(handlers_.size());
+    for (const Mount& mount : handlers_) {
+        names.push_back(mount.first);
+    }
+    std::function<std::string(const Request&)> mimeTypeFunc = servicecomp::mimeTypeFunc();
+    rootHandler_ = std::make_unique<RootHandler>(std::move(mimeTypeFunc), std::move(names));
+}
+
+StaticComposedKovaServiceImpl::~StaticComposedKovaServiceImpl() {
+    rootHandler_.reset();
+    {
+        const std::lock_guard<osal::Mutex> guard(mutex_);
+        pending_.clear();
+    }
+    // The table itself outlives the handlers, for those that terminate requests while they are
+    // destroyed.
+    mounts_.clear();
+    handlers_.clear();
+}
+
+void* StaticComposedKovaServiceImpl::actionRequest(
+    const Request& request, std::unique_ptr<IResponseHandler<Response>>&& handler) noexcept {
+    channel.trace(2, "[actionRequest] path='%s' cmd=%s", request.getPath().c_str(),
+                  request.getCommand().c_str());
+    if (shutdown_) {
+        channel.trace(1, "[actionRequest] Service is Shutdown.");
+        return UNDEFINED_REQUEST_HANDLE;
+    }
+    if (!handler) {
+        zel::ErrorOutput(FILE_NAME, __LINE__, true)(errors::Error, errors::NullPointerNotAllowed,
+                                                    "response handler");
+        return UNDEFINED_REQUEST_HANDLE;
+    }
+    if (rootHandler_ && trimmed(request.getPath()) == ROOT) {
+        return delegateRequest(rootHandler_.get(), std::string(ROOT), request, std::move(handler));
+    }
+    if (const Mount* const mount = findMount(request.getPath())) {
+        return delegateRequest(mount->second.get(), mount->first, request, std::move(handler));
+    }
+    const std::unique_ptr<IResponseHandler<Response>> taken = std::move(handler);
+    rejectUnknownPath(request, *taken);
+    return UNDEFINED_REQUEST_HANDLE;
+}
+
+const StaticComposedKovaServiceImpl::Mount* StaticComposedKovaServiceImpl::findMount(
+    const std::string& path) const {
+    std::string_view current = trimmed(path);
+    const Mount* mount = current.empty() ? nullptr : lookUp(current);
+    // The text is looked up as it was given; its parents are those of the path that it means.
+    std::string canonical;
+    if (mount == nullptr && !isCanonical(current)) {
+        canonical = Path(path).toString();
+        current = canonical;
+    }
+    for (current = parentOf(current); mount == nullptr && !current.empty();
+         current = parentOf(current)) {
+        mount = lookUp(current);
+    }
+    return mount;
+}
+
+const StaticComposedKovaServiceImpl::Mount* StaticComposedKovaServiceImpl::lookUp(
+    std::string_view path) const {
+    const int size = static_cast<int>(path.size());
+    channel.trace(2, "[actionRequest] search for '%.*s'", size, path.data());
+    // Hashing a path that is longer than every mount path would be wasted, and quadratic in sum.
+    const auto found = path.size() <= longestMount_ ? mounts_.find(path) : mounts_.end();
+    if (found == mounts_.end()) {
+        return nullptr;
+    }
+    channel.trace(2, "[actionRequest] found '%.*s'", size, path.data());
+    return found->second;
+}
+
+void StaticComposedKovaServiceImpl::rejectUnknownPath(const Request& request,
+                                                      IResponseHandler<Response>& handler) const {
+    zel::ErrorOutput(FILE_NAME, 121, true)(errors::Error, errors::PathNotFound, request.getPath());
+    zel::ErrorStorage& error = zel::ErrorStorage::current();
+    channel.trace(3, "[actionRequest] %s", error.reason().c_str());
+    handler.onError(Response::createErrorResponse(errors::error2StatusCode(errors::PathNotFound),
+                                                  error.reason().c_str()));
+    error.acknowledge();
+}
+
+std::string StaticComposedKovaServiceImpl::normalize(const std::string& path) {
+    return std::string(trimmed(path));
+}
+
+void* StaticComposedKovaServiceImpl::delegateRequest(
+    IResourceHandler* handler, const std::string& mountPath, const Request& request,
+    std::unique_ptr<IResponseHandler<Response>>&& responseHandler) noexcept {
+    const std::string_view path = trimmed(request.getPath());
+    void* const serviceHandle = responseHandler.get();
+    auto clearing = std::make_unique<DoOnTerminationResponseHandler<Response>>(
+        [this, serviceHandle] { requestDone(serviceHandle); }, std::move(responseHandler));
+    std::unique_ptr<IResponseHandler<Response>> wrapped =
+        std::make_unique<FilteringResponseHandler<Response>>(
+            std::move(clearing), [this](const Response&) { return !shutdown_; });
+
+    void* const resourceHandle =
+        handler->actionRequest(request, std::move(wrapped), relativeTo(mountPath, path));
+    const std::string shown = channel.isEnabled(2) ? std::string(path) : std::string();
+    if (resourceHandle == UNDEFINED_REQUEST_HANDLE) {
+        channel.trace(2,
+                      "[actionRequest] resource handle %p (%s) returned undefined request handle "
+                      "on request '%s' '%s'",
+                      handler, shown.c_str(), request.getCommand().c_str(),
+                      request.getPath().c_str());
+        return UNDEFINED_REQUEST_HANDLE;
+    }
+    channel.trace(2,
+                  "[actionRequest] storing pending request { %p %p (%s) } under service handle %p",
+                  resourceHandle, handler, shown.c_str(), serviceHandle);
+    // After the handler has returned: a request that was terminated inside it is stored all the
+    // same and stays until it is cancelled or the service is shut down.
+    const std::lock_guard<osal::Mutex> guard(mutex_);
+    pending_.emplace(serviceHandle, std::make_pair(resourceHandle, handler));
+    return serviceHandle;
+}
+
+void StaticComposedKovaServiceImpl::requestDone(void* handle) noexcept {
+    channel.trace(2, "[requestDone] handle %p", handle);
+    bool known = false;
+    {
+        const std::lock_guard<osal::Mutex> guard(mutex_);
+        known = pending_.erase(handle) != 0;
+    }
+    if (!known) {
+        channel.trace(3, "[requestDone] handle %p unknown", handle);
+    }
+}
+
+void StaticComposedKovaServiceImpl::cancelRequest(void* handle) noexcept {
+    channel.trace(2, "[cancelRequest] service handle %p", handle);
+    if (shutdown_) {
+        channel.trace(1, "[cancelRequest] Service is Shutdown.");
+        return;
+    }
+    Pending::node_type entry;
+    {
+        const std::lock_guard<osal::Mutex> guard(mutex_);
+        entry = pending_.extract(handle);
+    }
+    if (entry.empty()) {
+        channel.trace(3, "[cancelRequest] service handle %p unknown", handle);
+        return;
+    }
+    const auto& [resourceHandle, handler] = entry.mapped();
+    channel.trace(1, "[cancelRequest] service handle %p -> (handler=%p; resource handle=%p)",
+                  handle, handler, resourceHandle);
+    channel.trace(2,
+                  "[cancelRequest] delegating cancellation to handler %p using resource handle %p",
+                  handler, resourceHandle);
+    handler->cancelRequest(resourceHandle);
+}
+
+void StaticComposedKovaServiceImpl::shutdown() {
+    shutdown_ = true;
+    Pending cancelled;
+    {
+        const std::lock_guard<osal::Mutex> guard(mutex_);
+        cancelled.swap(pending_);
+    }
+    for (const auto& [serviceHandle, entry] : cancelled) {
+        entry.second->cancelRequest(entry.first);
+    }
+}
+
+}  // namespace kova

@@ -1,0 +1,389 @@
+#include "kova/core/StaticComposedKovaServiceImpl.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <cstdio>
+#include <memory>
+#include <ostream>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "kova/core/Errors.h"
+#include "kova/core/StaticComposedKovaService.h"
+#include "support/Reports.h"
+#include "support/Service.h"
+#include "support/Traces.h"
+#include "zel/ErrorStorage.h"
+
+namespace kova {
+namespace {
+
+using test::Events;
+using test::Mounts;
+using test::recorder;
+using test::ScriptedResource;
+using Traced = std::vector<test::Traces::Trace>;
+
+constexpr char const* CHANNEL = "KOVA_SERVICE_COMPOSED_STATIC";
+
+/// An address that is never looked through, for handles.
+void* handleOf(std::uintptr_t number) {
+    return reinterpret_cast<void*>(number);
+}
+
+std::string textOf(void const* address) {
+    char buffer[32];
+    std::snprintf(buffer, sizeof(buffer), "%p", address);
+    return buffer;
+}
+
+struct RouteRow {
+    std::vector<std::string> mounts;
+    std::string path;
+    /// Mount path of the handler that gets the request; "-" when none does.
+    std::string mount;
+    std::string resourcePath;
+};
+
+std::ostream& operator<<(std::ostream& out, const RouteRow& row) {
+    for (const std::string& mount : row.mounts) {
+        out << mount << ' ';
+    }
+    return out << "<- '" << row.path << "'";
+}
+
+class RoutingTest : public testing::TestWithParam<RouteRow> {};
+
+TEST_P(RoutingTest, RequestGoesToTheDeepestMount) {
+    const RouteRow& row = GetParam();
+    test::Reports reports;
+    Mounts mounts(row.mounts);
+    StaticComposedKovaService service(mounts.take());
+    Events events;
+    EXPECT_EQ(service.actionRequest(Request("retrieve", row.path), recorder(events)), nullptr);
+    for (const std::string& mount : row.mounts) {
+        const auto& asked = mounts[mount].asked;
+        ASSERT_EQ(asked.size(), mount == row.mount ? 1U : 0U) << mount;
+        if (!asked.empty()) {
+            EXPECT_EQ(asked[0].resourcePath, row.resourcePath);
+        }
+    }
+    const Events expected =
+        row.mount == "-" ? Events{"error 404 path '" + row.path + "' not found"} : Events{};
+    EXPECT_EQ(events, expected);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Rows, RoutingTest,
+    testing::Values(
+        RouteRow{{"/a", "/a/b"}, "/a/b/c", "/a/b", "c"},
+        RouteRow{{"/a", "/a/b"}, "/a/b/c/d", "/a/b", "c/d"},
+        RouteRow{{"/a", "/a/b"}, "/a/b", "/a/b", ""}, RouteRow{{"/a", "/a/b"}, "/a/x", "/a", "x"},
+        RouteRow{{"/a", "/a/b"}, "/a", "/a", ""}, RouteRow{{"/a", "/a/b"}, "/a/", "/a", ""},
+        RouteRow{{"/a", "/a/b"}, "/a/b//", "/a/b", ""}, RouteRow{{"/a", "/a/b"}, "/ab", "-", ""},
+        RouteRow{{"/a", "/a/b"}, "/b", "-", ""}, RouteRow{{"/a", "/a/b"}, "a", "-", ""},
+        RouteRow{{"/a", "/a/b"}, "", "-", ""}, RouteRow{{"/a", "/a/b"}, "//", "-", ""},
+        // Looked up as it was given, then by the parents of the path that it means.
+        RouteRow{{"/a", "/a/b"}, "/a//b", "/a", "b"},
+        RouteRow{{"/a", "/a/b"}, "/a//b/c", "/a/b", "c"},
+        RouteRow{{"/a", "/a/b"}, "//a/b/c", "/a/b", "c"},
+        RouteRow{{"/a", "/a//b"}, "/a//b", "/a//b", ""},
+        RouteRow{{"/a", "/a//b"}, "/a//b/c", "/a", "b/c"},
+        RouteRow{{"/", "/a"}, "/b/c", "/", "b/c"}, RouteRow{{"/", "/a"}, "/", "/", ""},
+        RouteRow{{"/", "/a"}, "/a/b", "/a", "b"}, RouteRow{{"/", "/a"}, "//", "-", ""},
+        RouteRow{{"/", "/a"}, "//b", "/", "b"}, RouteRow{{"/", "/a"}, "b", "-", ""},
+        RouteRow{{"/", "/a"}, "b/c", "-", ""}, RouteRow{{"/", "/a"}, "", "-", ""},
+        RouteRow{{"a"}, "a/b", "a", "b"}, RouteRow{{"a"}, "ab/", "-", ""},
+        RouteRow{{"a"}, "a/", "-", ""}, RouteRow{{"a", "a/"}, "a/", "a/", ""},
+        RouteRow{{"ab"}, "ab/", "ab", ""}, RouteRow{{"a"}, "/a/b", "-", ""},
+        RouteRow{{"/a"}, "/a/./..", "/a", "./.."},
+        RouteRow{{"/a", "/a/b/c/d"}, "/a/b/c", "/a", "b/c"}, RouteRow{{}, "/a", "-", ""}));
+
+struct NormalizeRow {
+    char const* path;
+    char const* normalized;
+};
+
+TEST(StaticComposedKovaServiceImplTest, NormalizeCutsTrailingSeparatorsButNeverTheFirstCharacter) {
+    const NormalizeRow rows[] = {{"/a/b//", "/a/b"}, {"/", "/"},      {"//", "//"},
+                                 {"///", "///"},     {"a/", "a/"},    {"/a", "/a"},
+                                 {"a", "a"},         {"//a/", "//a"}, {"", ""}};
+    for (const NormalizeRow& row : rows) {
+        EXPECT_EQ(StaticComposedKovaServiceImpl::normalize(row.path), row.normalized) << row.path;
+    }
+}
+
+class ServiceTest : public testing::Test {
+protected:
+    Mounts mounts{{"/a", "/b"}};
+    ScriptedResource& a = mounts["/a"];
+    ScriptedResource& b = mounts["/b"];
+    StaticComposedKovaService service{mounts.take()};
+    Events events;
+
+    void* ask(const std::string& path, const std::string& command = "retrieve") {
+        return service.actionRequest(Request(command, path), recorder(events));
+    }
+};
+
+TEST_F(ServiceTest, HandleIsTheAddressOfTheCallersHandler) {
+    a.handle = handleOf(1);
+    auto handler = recorder(events);
+    void* const address = handler.get();
+    EXPECT_EQ(service.actionRequest(Request("retrieve", "/a"), std::move(handler)), address);
+}
+
+TEST_F(ServiceTest, EventsReachTheCallerUntilTermination) {
+    a.handle = handleOf(1);
+    EXPECT_NE(ask("/a/x"), nullptr);
+    EXPECT_FALSE(a.asked[0].handler->onNext(Response(299)));
+    a.asked[0].handler->onCompleted();
+    EXPECT_EQ(events, (Events{"next 299", "completed"}));
+}
+
+TEST_F(ServiceTest, CancellationReachesTheHandlerOnceWithItsOwnHandle) {
+    a.handle = handleOf(42);
+    void* const handle = ask("/a");
+    test::Traces traces(CHANNEL, 3);
+    service.cancelRequest(handle);
+    service.cancelRequest(handle);
+    EXPECT_EQ(a.cancelled, std::vector<void*>{handleOf(42)});
+    EXPECT_TRUE(events.empty());
+    EXPECT_EQ(traces.take(),
+              (Traced{{3, "[cancelRequest] service handle " + textOf(handle) + " unknown"}}));
+}
+
+TEST_F(ServiceTest, CancellationOfNothingIsIgnored) {
+    service.cancelRequest(nullptr);
+    service.cancelRequest(handleOf(7));
+    EXPECT_TRUE(a.cancelled.empty());
+}
+
+TEST_F(ServiceTest, TerminatedRequestIsNoLongerPending) {
+    a.handle = handleOf(1);
+    void* const handle = ask("/a");
+    a.asked[0].handler->onError(Response(500));
+    service.cancelRequest(handle);
+    service.shutdown();
+    EXPECT_TRUE(a.cancelled.empty());
+}
+
+TEST_F(ServiceTest, ValueThatTheCallerAnswersWithTrueLeavesTheRequestPending) {
+    a.handle = handleOf(1);
+    int values = 0;
+    void* const handle = service.actionRequest(
+        Request("retrieve", "/a"),
+        std::make_unique<responsehandlers::FuncResponseHandler<Response>>(
+            [&](const Response&) { return ++values > 0; }, [](const Response&) {}, [] {}));
+    EXPECT_TRUE(a.asked[0].handler->onNext(Response(200)));
+    EXPECT_TRUE(a.asked[0].handler->onNext(Response(200)));
+    EXPECT_EQ(values, 2);
+    service.cancelRequest(handle);
+    EXPECT_EQ(a.cancelled.size(), 1U);
+}
+
+TEST_F(ServiceTest, RequestTerminatedBeforeItsEntryIsStoredStaysUntilItIsCancelled) {
+    a.handle = handleOf(5);
+    a.onRequest = [](IResponseHandler<Response>& handler) { handler.onCompleted(); };
+    test::Traces traces(CHANNEL, 3);
+    void* const handle = ask("/a");
+    EXPECT_NE(handle, nullptr);
+    EXPECT_EQ(events, Events{"completed"});
+    EXPECT_EQ(traces.take(), (Traced{{3, "[requestDone] handle " + textOf(handle) + " unknown"}}));
+    service.cancelRequest(handle);
+    EXPECT_EQ(a.cancelled, std::vector<void*>{handleOf(5)});
+}
+
+TEST_F(ServiceTest, EntryThatIsThereIsKept) {
+    // Two requests with the same service handle, the null one: neither has a response handler.
+    StaticComposedKovaServiceImpl impl({});
+    a.handle = handleOf(1);
+    b.handle = handleOf(2);
+    impl.delegateRequest(&a, "/a", Request("retrieve", "/a"), nullptr);
+    impl.delegateRequest(&b, "/a", Request("retrieve", "/a"), nullptr);
+    impl.cancelRequest(nullptr);
+    EXPECT_EQ(a.cancelled, std::vector<void*>{handleOf(1)});
+    EXPECT_TRUE(b.cancelled.empty());
+}
+
+TEST_F(ServiceTest, ShutdownCancelsEveryPendingRequestInAscendingOrderOfHandles) {
+    std::vector<std::pair<void*, void*>> pending;
+    for (std::uintptr_t i = 1; i <= 20; ++i) {
+        a.handle = handleOf(i);
+        pending.emplace_back(ask("/a"), a.handle);
+    }
+    std::sort(pending.begin(), pending.end());
+    service.shutdown();
+    ASSERT_EQ(a.cancelled.size(), pending.size());
+    for (std::size_t i = 0; i < pending.size(); ++i) {
+        EXPECT_EQ(a.cancelled[i], pending[i].second) << i;
+    }
+    service.shutdown();
+    EXPECT_EQ(a.cancelled.size(), pending.size());
+}
+
+TEST_F(ServiceTest, AfterShutdownValuesAreDroppedAndTerminationsPass) {
+    a.handle = handleOf(1);
+    ask("/a");
+    service.shutdown();
+    EXPECT_FALSE(a.asked[0].handler->onNext(Response(200)));
+    EXPECT_TRUE(events.empty());
+    a.asked[0].handler->onCompleted();
+    EXPECT_EQ(events, Events{"completed"});
+}
+
+TEST_F(ServiceTest, AfterShutdownARequestIsRefusedAndTheHandlerStaysWithTheCaller) {
+    service.shutdown();
+    test::Traces traces(CHANNEL, 1);
+    auto handler = recorder(events);
+    EXPECT_EQ(service.actionRequest(Request("retrieve", "/a"), std::move(handler)), nullptr);
+    EXPECT_NE(handler, nullptr);
+    EXPECT_TRUE(events.empty());
+    EXPECT_TRUE(a.asked.empty());
+    service.cancelRequest(handler.get());
+    EXPECT_EQ(traces.take(), (Traced{{2, "[actionRequest] path='/a' cmd=retrieve"},
+                                     {1, "[actionRequest] Service is Shutdown."},
+                                     {2, "[cancelRequest] service handle " + textOf(handler.get())},
+                                     {1, "[cancelRequest] Service is Shutdown."}}));
+}
+
+TEST_F(ServiceTest, CallbacksMayCallBackIntoTheService) {
+    a.handle = handleOf(1);
+    void* const first = ask("/a");
+    a.onCancel = [&](void*) {
+        service.cancelRequest(first);
+        ask("/b");
+        service.shutdown();
+    };
+    service.cancelRequest(first);
+    EXPECT_EQ(a.cancelled.size(), 1U);
+    EXPECT_EQ(b.asked.size(), 1U);
+    EXPECT_EQ(ask("/b"), nullptr);
+    EXPECT_EQ(b.asked.size(), 1U);
+}
+
+TEST_F(ServiceTest, UnknownPathIsReportedAnsweredAndAcknowledged) {
+    test::Reports reports;
+    test::Traces traces(CHANNEL, 2);
+    EXPECT_EQ(ask("/x/y/"), nullptr);
+    EXPECT_EQ(events, Events{"error 404 path '/x/y/' not found"});
+    EXPECT_FALSE(zel::ErrorStorage::current().hasError());
+    const auto seen = reports.take();
+    ASSERT_EQ(seen.size(), 1U);
+    EXPECT_EQ(seen[0].number, errors::PathNotFound);
+    EXPECT_EQ(seen[0].file, "src/core/servicecomposition/StaticComposedKovaServiceImpl");
+    EXPECT_EQ(seen[0].line, 121);
+    EXPECT_EQ(traces.take(), (Traced{{2, "[actionRequest] path='/x/y/' cmd=retrieve"},
+                                     {2, "[actionRequest] search for '/x/y'"},
+                                     {2, "[actionRequest] search for '/x'"},
+                                     {2, "[actionRequest] search for '/'"},
+                                     {3, "[actionRequest] path '/x/y/' not found"}}));
+}
+
+TEST_F(ServiceTest, RequestWithoutResponseHandlerIsReportedAndRefused) {
+    test::Reports reports;
+    EXPECT_EQ(service.actionRequest(Request("retrieve", "/a"), nullptr), nullptr);
+    EXPECT_TRUE(a.asked.empty());
+    const auto seen = reports.take();
+    ASSERT_EQ(seen.size(), 1U);
+    EXPECT_EQ(seen[0].reason, "null pointer not allowed for response handler");
+}
+
+TEST_F(ServiceTest, TracesOfAPendingRequestAndItsCancellation) {
+    a.handle = handleOf(9);
+    test::Traces traces(CHANNEL, 0);
+    void* const handle = ask("/a/b/");
+    const std::string service_ = textOf(handle);
+    const std::string handler_ = textOf(&a);
+    const std::string resource_ = textOf(handleOf(9));
+    EXPECT_EQ(traces.take(),
+              (Traced{{2, "[actionRequest] path='/a/b/' cmd=retrieve"},
+                      {2, "[actionRequest] search for '/a/b'"},
+                      {2, "[actionRequest] search for '/a'"},
+                      {2, "[actionRequest] found '/a'"},
+                      {2, "[actionRequest] storing pending request { " + resource_ + " " +
+                              handler_ + " (/a/b) } under service handle " + service_}}));
+    service.cancelRequest(handle);
+    EXPECT_EQ(traces.take(),
+              (Traced{{2, "[cancelRequest] service handle " + service_},
+                      {1, "[cancelRequest] service handle " + service_ +
+                              " -> (handler=" + handler_ + "; resource handle=" + resource_ + ")"},
+                      {2, "[cancelRequest] delegating cancellation to handler " + handler_ +
+                              " using resource handle " + resource_}}));
+    a.asked[0].handler->onCompleted();
+    EXPECT_EQ(traces.take(), (Traced{{2, "[requestDone] handle " + service_},
+                                     {3, "[requestDone] handle " + service_ + " unknown"}}));
+}
+
+TEST_F(ServiceTest, TraceOfARequestThatIsAnsweredAtOnce) {
+    test::Traces traces(CHANNEL, 2);
+    EXPECT_EQ(ask("/a", "update"), nullptr);
+    EXPECT_EQ(traces.take(),
+              (Traced{{2, "[actionRequest] path='/a' cmd=update"},
+                      {2, "[actionRequest] search for '/a'"},
+                      {2, "[actionRequest] found '/a'"},
+                      {2, "[actionRequest] resource handle " + textOf(&a) +
+                              " (/a) returned undefined request handle on request 'update' "
+                              "'/a'"}}));
+}
+
+TEST_F(ServiceTest, VeryLongPathIsRoutedInLinearTime) {
+    std::string path = "/a";
+    for (int i = 0; i < 500000; ++i) {
+        path += "/x";
+    }
+    EXPECT_EQ(ask(path), nullptr);
+    ASSERT_EQ(a.asked.size(), 1U);
+    EXPECT_EQ(a.asked[0].resourcePath.size(), path.size() - 3);
+}
+
+/// Terminates the request that it holds when it is destroyed.
+class LastWord : public IResourceHandler {
+public:
+    void* actionRequest(const Request&, std::unique_ptr<IResponseHandler<Response>>&& handler,
+                        const std::string&) override {
+        handler_ = std::move(handler);
+        return this;
+    }
+    void cancelRequest(void*) override { ADD_FAILURE() << "destruction cancels nothing"; }
+    ~LastWord() override {
+        if (handler_) {
+            handler_->onNext(Response(200));
+            handler_->onCompleted();
+        }
+    }
+
+private:
+    std::unique_ptr<IResponseHandler<Response>> handler_;
+};
+
+TEST(StaticComposedKovaServiceTest, HandlerMayTerminateItsRequestsFromItsDestructor) {
+    Events events;
+    {
+        std::map<std::string, std::unique_ptr<IResourceHandler>> handlers;
+        handlers["/a"] = std::make_unique<LastWord>();
+        handlers["/b"] = std::make_unique<LastWord>();
+        StaticComposedKovaService service(std::move(handlers));
+        service.actionRequest(Request("retrieve", "/a"), recorder(events));
+        service.actionRequest(Request("retrieve", "/b"), recorder(events));
+    }
+    EXPECT_EQ(events, (Events{"next 200", "completed", "next 200", "completed"}));
+}
+
+TEST(StaticComposedKovaServiceDeathTest, ExceptionOfAHandlerEndsTheProcess) {
+    EXPECT_DEATH(
+        {
+            Mounts mounts({"/a"});
+            mounts["/a"].onRequest = [](IResponseHandler<Response>&) { throw 1; };
+            StaticComposedKovaService service(mounts.take());
+            Events events;
+            service.actionRequest(Request("retrieve", "/a"), recorder(events));
+        },
+        "");
+}
+
+}  // namespace
+}  // namespace kova
