@@ -1,5 +1,6 @@
 #include "datatypes/GlobProgram.h"
 
+#include <algorithm>
 #include <array>
 #include <cassert>
 #include <memory>
@@ -24,13 +25,13 @@ constexpr std::size_t INLINE_WORDS = 4;
 /// The sets of active steps while one text is read: `now_` is swept and left empty, `next_` filled.
 class GlobProgram::Run {
 public:
-    explicit Run(const GlobProgram& program)
-        : program_(program), words_((program.steps_.size() + BITS - 1) / BITS) {
-        if (words_ > INLINE_WORDS) {
-            large_ = std::make_unique<Word[]>(2 * words_);
+    explicit Run(const GlobProgram& program) : program_(program) {
+        const std::size_t words = (program.steps_.size() + BITS - 1) / BITS;
+        if (words > INLINE_WORDS) {
+            large_ = std::make_unique<Word[]>(2 * words);
         }
         now_ = large_ ? large_.get() : inline_.data();
-        next_ = now_ + words_;
+        next_ = now_ + words;
         add(now_, 0);
     }
 
@@ -38,10 +39,10 @@ public:
     bool take(unsigned char c) {
         sweep([this, c](std::size_t index, const GlobStep& step) { takeBy(index, step, c); });
         std::swap(now_, next_);
-        while (first_ < words_ && now_[first_] == 0) {
+        while (first_ < end_ && now_[first_] == 0) {
             ++first_;
         }
-        return first_ < words_;
+        return first_ < end_;
     }
 
     /// Whether what was taken fits as it is.
@@ -54,12 +55,16 @@ public:
     }
 
 private:
-    static void add(Word* set, std::size_t index) { set[index / BITS] |= Word{1} << index % BITS; }
+    void add(Word* set, std::size_t index) {
+        const std::size_t word = index / BITS;
+        set[word] |= Word{1} << index % BITS;
+        end_ = std::max(end_, word + 1);
+    }
 
     /// Visits all active steps in order, with those that they lead to without a character.
     template <typename Visit>
     void sweep(Visit visit) {
-        for (std::size_t word = first_; word < words_; ++word) {
+        for (std::size_t word = first_; word < end_; ++word) {
             while (now_[word] != 0) {
                 const auto bit = static_cast<std::size_t>(__builtin_ctzll(now_[word]));
                 now_[word] &= now_[word] - 1;
@@ -101,9 +106,10 @@ private:
     }
 
     const GlobProgram& program_;
-    const std::size_t words_;
-    /// No step in front of this word is active, and none will be.
+    /// The words that may hold active steps: steps lead forward, so that none will be active in
+    /// front of `first_`, and none was behind `end_`.
     std::size_t first_ = 0;
+    std::size_t end_ = 0;
     std::array<Word, 2 * INLINE_WORDS> inline_{};
     std::unique_ptr<Word[]> large_;
     Word* now_;

@@ -115,7 +115,7 @@ TEST(BracketExpressionTest, RandomBracketsAreUnderstoodAsByTheEngine) {
         "/", "[.b.]", "[.hyphen.]", "\\\\", "\\]", "\\.", "\x80", "\xFF"};
     std::mt19937 random(1);
     int accepted = 0;
-    for (int i = 0; i < 20000; ++i) {
+    for (int i = 0; i < 6000; ++i) {
         std::string bracket = "[";
         for (std::size_t count = random() % 8; count > 0; --count) {
             bracket += PIECES[random() % PIECES.size()];
@@ -125,8 +125,8 @@ TEST(BracketExpressionTest, RandomBracketsAreUnderstoodAsByTheEngine) {
         ASSERT_EQ(outcome, readByEngine(bracket)) << bracket;
         accepted += outcome.error.empty() ? 1 : 0;
     }
-    EXPECT_GT(accepted, 5000);
-    EXPECT_LT(accepted, 15000);
+    EXPECT_GT(accepted, 1500);
+    EXPECT_LT(accepted, 4500);
 }
 
 }  // namespace

@@ -16,8 +16,8 @@
 namespace {
 
 using kova::PathPatterns;
-using kova::test::runOnSmallStack;
 using kova::test::Reports;
+using kova::test::runOnSmallStack;
 
 struct MatchRow {
     std::string glob;

@@ -70,9 +70,13 @@ TEST(PathTest, NoFunctionThrows) {
     static_assert(std::is_nothrow_copy_constructible_v<Path>);
     static_assert(std::is_nothrow_copy_assignable_v<Path>);
     static_assert(std::is_nothrow_move_constructible_v<Path>);
-    static_assert(noexcept(Path(""))&& noexcept(Path().toString()));
-    static_assert(noexcept(Path::matches("", ""))&& noexcept(Path::parent("")));
-    static_assert(noexcept(Path().insert("", 0))&& noexcept(Path().relativize("")));
+    const std::string text;
+    Path path(text);
+    EXPECT_TRUE(noexcept(path.init(text))&& noexcept(path.toString())&& noexcept(path.at(0)));
+    EXPECT_TRUE(noexcept(path.insert(text, 0))&& noexcept(path.relativize(text)));
+    EXPECT_TRUE(noexcept(path += path)&& noexcept(path.cut(0))&& noexcept(path.subpath(0, 0)));
+    EXPECT_TRUE(noexcept(Path::matches(text, text))&& noexcept(Path::parent(text)));
+    EXPECT_TRUE(noexcept(Path::join(text, text))&& noexcept(Path::replacePattern(text, text)));
 }
 
 TEST(PathTest, DefaultIsEmptyAndRelative) {
@@ -380,10 +384,10 @@ TEST(PathTest, MalformedPatternIsReportedAndFitsNothingButItself) {
 // Laws over random texts: a function on a text does what the member does on the path of the text.
 class PathLaws : public testing::Test {
 protected:
-    std::string randomText() {
+    std::string randomText(std::string_view alphabet = "//ab.*") {
         std::string text;
         for (std::size_t length = random_() % 12; text.size() < length;) {
-            text += "//ab.*"[random_() % 6];
+            text += alphabet[random_() % alphabet.size()];
         }
         return text;
     }
@@ -465,24 +469,20 @@ TEST_F(PathLaws, JoinedTextHasThePartsOfBoth) {
 
 TEST_F(PathLaws, RelativePathLeadsToItsTarget) {
     for (int i = 0; i < 20000; ++i) {
-        const std::string from = randomText();
-        const std::string target = randomText();
-        SCOPED_TRACE(testing::Message() << from << " , " << target);
+        const std::string from = randomText("//ab*");
+        const std::string target = randomText("//ab*");
         std::string relative;
         Path::relativize(from, target, relative);
         std::vector<std::string> walked = Path::split(from);
-        std::size_t steps = 0;
         for (const std::string& part : Path::split(relative)) {
-            const bool up = part == ".." && steps < Path::numparts(from) && !walked.empty() &&
-                            steps == Path::numparts(from) - walked.size();
-            if (up) {
+            if (part == "..") {
+                ASSERT_FALSE(walked.empty()) << from << " , " << target;
                 walked.pop_back();
-                ++steps;
             } else {
                 walked.push_back(part);
             }
         }
-        ASSERT_EQ(walked, Path::split(target));
+        ASSERT_EQ(walked, Path::split(target)) << from << " , " << target;
     }
 }
 
