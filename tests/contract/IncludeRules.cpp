@@ -1,0 +1,239 @@
+#include "contract/IncludeRules.h"
+
+#include <algorithm>
+#include <fstream>
+#include <iterator>
+#include <map>
+#include <optional>
+
+namespace kova::test {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+struct Floor {
+    char const* name;
+    char const* publicRoot;
+    char const* privateRoot;
+};
+
+constexpr Floor FLOORS[] = {
+    {"osal", "platform/osal/include", "platform/osal/src"},
+    {"zelcommon", "platform/zelcommon/include", "platform/zelcommon/src"},
+    {"zelutil", "platform/zelutil/include", "platform/zelutil/src"},
+    {"core", "include", "src/core"},
+};
+constexpr std::size_t CORE = std::size(FLOORS) - 1;
+
+constexpr char const* ROOMS[] = {"api",        "datatypes",  "utility",
+                                 "serializer", "dovglobals", "servicecomposition"};
+
+// The floors whose sources may include what begins with `prefix`.
+struct Library {
+    std::string_view prefix;
+    std::size_t lowest;
+    std::size_t highest;
+};
+
+constexpr Library LIBRARIES[] = {
+    {"fmt/", 1, CORE}, {"simdjson", 2, 2}, {"cbor", 2, 2}, {"nettle/", 2, 2}};
+
+struct Include {
+    std::string name;
+    int line;
+    bool quoted;
+};
+
+struct File {
+    std::size_t floor;
+    bool isPublic;
+    std::vector<Include> includes;
+};
+
+// The name between the quotes or brackets of an include line; an include of anything else has the
+// rest of the line as its name and counts as quoted, so that it is found wanting.
+std::optional<Include> readInclude(const std::string& text, int line) {
+    const auto skipBlanks = [&text](std::size_t i) {
+        return std::min(text.find_first_not_of(" \t", i), text.size());
+    };
+    constexpr std::string_view WORD = "include";
+    std::size_t i = skipBlanks(0);
+    if (i == text.size() || text[i] != '#') {
+        return std::nullopt;
+    }
+    i = skipBlanks(i + 1);
+    if (text.compare(i, WORD.size(), WORD) != 0) {
+        return std::nullopt;
+    }
+    i = skipBlanks(i + WORD.size());
+    const bool bracket = i < text.size() && text[i] == '<';
+    const std::size_t end = text.find(bracket ? '>' : '"', i + 1);
+    if (end == std::string::npos || !(bracket || text[i] == '"')) {
+        return Include{text.substr(i), line, true};
+    }
+    return Include{text.substr(i + 1, end - i - 1), line, !bracket};
+}
+
+std::vector<Include> readIncludes(const fs::path& path) {
+    std::vector<Include> includes;
+    std::ifstream in(path);
+    std::string text;
+    for (int line = 1; std::getline(in, text); ++line) {
+        if (auto include = readInclude(text, line)) {
+            includes.push_back(std::move(*include));
+        }
+    }
+    return includes;
+}
+
+class Checker {
+public:
+    explicit Checker(const fs::path& root) {
+        rules_.files.resize(std::size(FLOORS));
+        for (std::size_t floor = 0; floor < std::size(FLOORS); ++floor) {
+            readFloor(root, floor, FLOORS[floor].publicRoot, true);
+            readFloor(root, floor, FLOORS[floor].privateRoot, false);
+        }
+    }
+
+    IncludeRules check() {
+        for (const auto& [path, file] : files_) {
+            if (file.floor == CORE && !file.isPublic && !roomOfPath(path)) {
+                rules_.violations.push_back(path + ":1: stands in no room of the core");
+            }
+            for (const Include& include : file.includes) {
+                const std::string reason = judge(path, file, include);
+                if (!reason.empty()) {
+                    rules_.violations.push_back(path + ':' + std::to_string(include.line) + ": " +
+                                                include.name + ": " + reason);
+                }
+            }
+        }
+        return std::move(rules_);
+    }
+
+private:
+    void readFloor(const fs::path& root, std::size_t floor, const fs::path& folder, bool isPublic) {
+        if (!fs::exists(root / folder)) {
+            return;
+        }
+        for (const auto& entry : fs::recursive_directory_iterator(root / folder)) {
+            if (entry.is_regular_file() && entry.path().filename() != "CMakeLists.txt") {
+                files_[entry.path().lexically_relative(root).generic_string()] = {
+                    floor, isPublic, readIncludes(entry.path())};
+                ++rules_.files[floor];
+            }
+        }
+    }
+
+    // Why the include breaks a rule; empty when it breaks none.
+    std::string judge(const std::string& path, const File& file, const Include& include) {
+        const auto target = find(path, file.floor, include.name);
+        if (target == files_.end()) {
+            return judgeForeign(file, include);
+        }
+        const File& other = target->second;
+        if (other.floor > file.floor) {
+            return std::string(FLOORS[other.floor].name) + " is above " + FLOORS[file.floor].name;
+        }
+        if (!other.isPublic && other.floor != file.floor) {
+            return std::string("is private to ") + FLOORS[other.floor].name;
+        }
+        if (!other.isPublic && file.isPublic) {
+            return "a public header includes a private one";
+        }
+        if (file.floor == CORE && other.floor == CORE && roomOf(target->first) > roomOf(path)) {
+            return std::string(ROOMS[roomOf(target->first)]) + " is above " + ROOMS[roomOf(path)];
+        }
+        return "";
+    }
+
+    static std::string judgeForeign(const File& file, const Include& include) {
+        const auto* const library = std::find_if(
+            std::begin(LIBRARIES), std::end(LIBRARIES), [&include](const Library& candidate) {
+                return include.name.compare(0, candidate.prefix.size(), candidate.prefix) == 0;
+            });
+        if (library == std::end(LIBRARIES)) {
+            return include.quoted ? "is not found" : "";
+        }
+        if (file.isPublic) {
+            return "a public header includes a third-party library";
+        }
+        if (file.floor < library->lowest || file.floor > library->highest) {
+            return std::string(FLOORS[file.floor].name) + " does not use this library";
+        }
+        return "";
+    }
+
+    // The file of the tree that is meant: next to the including file, in its floor's private
+    // folder, in a public folder, and at last in the private folder of any floor.
+    std::map<std::string, File>::const_iterator find(const std::string& from, std::size_t floor,
+                                                     const std::string& name) const {
+        std::vector<fs::path> folders = {fs::path(from).parent_path(), FLOORS[floor].privateRoot};
+        for (const Floor& other : FLOORS) {
+            folders.emplace_back(other.publicRoot);
+        }
+        for (const Floor& other : FLOORS) {
+            folders.emplace_back(other.privateRoot);
+        }
+        for (const fs::path& folder : folders) {
+            const auto found = files_.find((folder / name).lexically_normal().generic_string());
+            if (found != files_.end()) {
+                return found;
+            }
+        }
+        return files_.end();
+    }
+
+    static std::optional<std::size_t> roomOfPath(const std::string& path) {
+        for (std::size_t room = 0; room < std::size(ROOMS); ++room) {
+            const std::string folder = std::string(FLOORS[CORE].privateRoot) + '/' + ROOMS[room];
+            if (path.compare(0, folder.size() + 1, folder + '/') == 0) {
+                return room;
+            }
+        }
+        return std::nullopt;
+    }
+
+    std::size_t roomOf(const std::string& path) {
+        const auto known = rooms_.emplace(path, 0);
+        if (known.second) {
+            rooms_[path] =
+                files_.at(path).isPublic ? roomOfHeader(path) : roomOfPath(path).value_or(0);
+        }
+        return rooms_[path];
+    }
+
+    std::size_t roomOfHeader(const std::string& path) {
+        const std::string source = fs::path(path).stem().string() + ".cpp";
+        for (std::size_t room = 0; room < std::size(ROOMS); ++room) {
+            const fs::path folder = fs::path(FLOORS[CORE].privateRoot) / ROOMS[room];
+            if (files_.count((folder / source).generic_string()) != 0) {
+                return room;
+            }
+        }
+        std::size_t highest = 0;
+        for (const Include& include : files_.at(path).includes) {
+            const auto target = find(path, CORE, include.name);
+            if (target != files_.end() && target->second.floor == CORE) {
+                highest = std::max(highest, roomOf(target->first));
+            }
+        }
+        return highest;
+    }
+
+    /// By path below the root.
+    std::map<std::string, File> files_;
+    /// The rooms that are known so far, by path.
+    std::map<std::string, std::size_t> rooms_;
+    IncludeRules rules_;
+};
+
+}  // namespace
+
+IncludeRules checkIncludes(const fs::path& root) {
+    return Checker(root).check();
+}
+
+}  // namespace kova::test
