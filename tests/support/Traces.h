@@ -28,15 +28,15 @@ public:
     };
 
     Traces(std::string pattern, int level) : pattern_(std::move(pattern)) {
-        former_ = tracing::setSink([this](const tracing::Message& message) {
+        former_ = ::tracing::setSink([this](const ::tracing::Message& message) {
             const std::lock_guard<std::mutex> guard(mutex_);
             traces_.push_back({message.level, std::string(message.text)});
         });
-        opened_ = tracing::SharedChannelMap::instance().setLevel(pattern_, level);
+        opened_ = ::tracing::SharedChannelMap::instance().setLevel(pattern_, level);
     }
     ~Traces() {
-        tracing::SharedChannelMap::instance().setLevel(pattern_, tracing::Channel::SILENT);
-        tracing::setSink(std::move(former_));
+        ::tracing::SharedChannelMap::instance().setLevel(pattern_, ::tracing::Channel::SILENT);
+        ::tracing::setSink(std::move(former_));
     }
     Traces(const Traces&) = delete;
     Traces& operator=(const Traces&) = delete;
@@ -54,7 +54,7 @@ private:
     std::size_t opened_ = 0;
     std::mutex mutex_;
     std::vector<Trace> traces_;
-    tracing::Sink former_;
+    ::tracing::Sink former_;
 };
 
 }  // namespace kova::test
