@@ -43,6 +43,9 @@ function(kova_add_test name)
   target_link_libraries(${name} PRIVATE ${ARG_LIBRARIES} GTest::gtest GTest::gmock kova_test_main)
   add_test(NAME ${name} COMMAND ${name})
   set_tests_properties(${name} PROPERTIES TIMEOUT ${ARG_TIMEOUT} LABELS "${ARG_LABELS}")
+  if("concurrent" IN_LIST ARG_LABELS)
+    add_dependencies(concurrent_tests ${name})
+  endif()
 endfunction()
 
 # An object library NAME with a source for each header below the folders ROOTS, which includes this

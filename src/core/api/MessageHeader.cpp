@@ -9,15 +9,6 @@ namespace kova::messageheader {
 
 namespace {
 
-// Null when memory is exhausted, so that the caller skips the write.
-util::config::Value* makeString(std::string_view text) noexcept {
-    try {
-        return new (std::nothrow) util::config::ValueString(std::string(text));
-    } catch (const std::bad_alloc&) {
-        return nullptr;  // the node was there, its text was not
-    }
-}
-
 Header makeHeader() noexcept {
     try {
         return std::make_shared<util::config::Dictionary>();
@@ -41,6 +32,14 @@ void add(Header& header, char const* key, util::config::Value* value) noexcept {
         header->set(key, value);
     } else {
         header->add(key, value);
+    }
+}
+
+util::config::Value* makeString(std::string_view text) noexcept {
+    try {
+        return new (std::nothrow) util::config::ValueString(std::string(text));
+    } catch (const std::bad_alloc&) {
+        return nullptr;  // the node was there, its text was not
     }
 }
 

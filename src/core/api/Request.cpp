@@ -3,12 +3,11 @@
 #include <utility>
 
 #include "api/MessageHeader.h"
+#include "kova/core/headers.h"
 
 namespace kova {
 
 namespace {
-
-constexpr char const* ACCEPT = "$accept";
 
 // Null for the ids that `setMimeType` does not write.
 char const* acceptedName(mimetypes::MimeTypeID id) {
@@ -67,16 +66,16 @@ const util::config::Value& Request::getHeaderValue(const std::string& key) const
 }
 
 const util::config::Value& Request::getMimeTypeHeader() const noexcept {
-    return getHeaderValue(ACCEPT);
+    return getHeaderValue(headers::ACCEPT);
 }
 
 void Request::setMimeType(const std::string& mimeType) noexcept {
-    messageheader::addString(header_, ACCEPT, mimeType);
+    messageheader::addString(header_, headers::ACCEPT, mimeType);
 }
 
 void Request::setMimeType(mimetypes::MimeTypeID id) noexcept {
     if (char const* const name = acceptedName(id)) {
-        messageheader::addString(header_, ACCEPT, name);
+        messageheader::addString(header_, headers::ACCEPT, name);
     }
 }
 

@@ -4,12 +4,11 @@
 
 #include "api/MessageHeader.h"
 #include "kova/core/StatusCodes.h"
+#include "kova/core/headers.h"
 
 namespace kova {
 
 namespace {
-
-constexpr char const* ERROR_MESSAGE = "$errorMsg";
 
 std::string codeWithText(unsigned short code) {
     return std::to_string(code) + " " + statuscodes::toString(code);
@@ -66,16 +65,16 @@ const util::config::Value& Response::getHeaderValue(const std::string& key) cons
 
 void Response::setErrorMessage(char const* message) noexcept {
     if (message != nullptr) {
-        messageheader::addString(header_, ERROR_MESSAGE, message);
+        messageheader::addString(header_, headers::ERROR_MESSAGE, message);
     }
 }
 
 bool Response::isErrorResponse() const noexcept {
-    return getHeaderValue(ERROR_MESSAGE).isString();
+    return getHeaderValue(headers::ERROR_MESSAGE).isString();
 }
 
 bool Response::getErrorMessage(std::string& out) const {
-    return getHeaderValue(ERROR_MESSAGE).get(out);
+    return getHeaderValue(headers::ERROR_MESSAGE).get(out);
 }
 
 std::optional<std::string> Response::getErrorMessage() const {

@@ -131,8 +131,7 @@ TEST(SerializeTree, EndsTheStructThatCouldNotBeBegun) {
 
 TEST(SerializeTree, StopsAtALeafThatCannotBeWritten) {
     const Tree tree = parseTree(R"({"a": [1], "b": 2, "c": 3})");
-    tree->getEditableDictionary("a")->clear();
-    tree->getEditableArray("a")->add(&Value::getUndefined());
+    tree->getEditableDictionary()->getEditableArray("a")->set(0, &Value::getUndefined());
     RecordingSerializer serializer;
     EXPECT_TRUE(write(serializer, *tree));
     EXPECT_EQ(serializer.calls(), (Calls{"{", "field a -1", "[", "element", "]", "}"}));
@@ -442,7 +441,7 @@ TEST(Payloads, GiveBackTheTreesThatWereWritten) {
             const Tree tree = trees.next();
             const Tree out(tree->isDictionary() ? static_cast<Value*>(new Dictionary)
                                                 : static_cast<Value*>(new Array));
-            ASSERT_FALSE(roundTrip(mimeType, *tree, *out)) << mimeType << " " << *tree;
+            ASSERT_FALSE(roundTrip(mimeType, *tree, *out)) << mimeType << " " << tree->toJson(true);
             ASSERT_EQ(*out, *asItTravels(*tree)) << mimeType;
         }
     }

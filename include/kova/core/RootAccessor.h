@@ -1,0 +1,37 @@
+#pragma once
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "kova/core/Export.h"
+#include "kova/core/IKovaApi.h"
+
+namespace kova {
+
+/// Asks a service for its root and hands the caller the list of its resources: the client's side of
+/// what a composed service answers at "/".
+///
+/// A plain value. Any thread may use it as long as the service lives. No function throws.
+class KOVA_API RootAccessor {
+public:
+    /// `service` is borrowed. `mimeType` is the type in which answers are wanted, `tracingInfo` the
+    /// service path written into each request ("$service-path").
+    RootAccessor(IKovaApi* service, const std::string& mimeType, const std::string& tracingInfo);
+
+    /// Asks for the list. The handler gets each decodable answer, whatever its status code, and the
+    /// service's error or completion. An answer that cannot be decoded is reported
+    /// (`UndefinedMimeType`, `DeserializationError`) and ends the request from this side without an
+    /// event. Returns the service's request handle, or `IKovaApi::UNDEFINED_REQUEST_HANDLE`.
+    void* trackResources(
+        std::shared_ptr<IResponseHandler<std::vector<std::string>>> handler) noexcept;
+    /// Cancels what `trackResources` returned.
+    void abortTracking(void* handle) noexcept;
+
+private:
+    IKovaApi* service_;
+    std::string mimeType_;
+    std::string tracingInfo_;
+};
+
+}  // namespace kova

@@ -1,0 +1,33 @@
+#include "kova/core/RequestInfo.h"
+
+#include <utility>
+
+#include "kova/core/headers.h"
+
+namespace kova {
+
+namespace {
+
+// The entry's text; empty when there is none or it is no string.
+std::string textOf(const Request& request, char const* key) {
+    std::string text;
+    const bool none = request.getHeaderValue(key).get(text);
+    return none ? std::string() : text;
+}
+
+}  // namespace
+
+RequestInfo::RequestInfo(std::string command, std::string path, std::string servicePath,
+                         std::string clientId) noexcept
+    : command_(std::move(command)),
+      path_(std::move(path)),
+      servicePath_(std::move(servicePath)),
+      clientId_(std::move(clientId)) {}
+
+RequestInfo::RequestInfo(const Request& request)
+    : command_(request.getCommand()),
+      path_(request.getPath()),
+      servicePath_(textOf(request, headers::SERVICE_PATH)),
+      clientId_(textOf(request, headers::CLIENT_ID)) {}
+
+}  // namespace kova

@@ -1,0 +1,141 @@
+#include "kova/core/headers.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <string>
+
+#include "util/config/Scalars.h"
+
+namespace kova::headers {
+namespace {
+
+TEST(HeadersTest, ReservedKeysAndWordsAreTheOnesThatPeersCompare) {
+    EXPECT_STREQ(REQUEST_COMMAND, "$request-command");
+    EXPECT_STREQ(SERVICE_PATH, "$service-path");
+    EXPECT_STREQ(REQUEST_PATH, "$request-path");
+    EXPECT_STREQ(CLIENT_ID, "$client-id");
+    EXPECT_STREQ(ACCEPT, "$accept");
+    EXPECT_STREQ(AUTH_TOKEN, "$auth-token");
+    EXPECT_STREQ(RESPONSE_SEMANTIC, "$response-semantic");
+    EXPECT_STREQ(ERROR_MESSAGE, "$errorMsg");
+    EXPECT_STREQ(PERSISTENT_STREAM, "persistent-stream");
+    EXPECT_STREQ(SINGLE_RESPONSE, "single-response");
+    EXPECT_STREQ(EMPTY_RESPONSE, "empty-response");
+    EXPECT_STREQ(MULTI_RESPONSE, "multi-response");
+}
+
+TEST(HeadersTest, RequestInfoGoesIntoTheResponseFieldByField) {
+    Response response(200);
+    appendRequestInfo(RequestInfo("update", "/a", "/svc", "me"), response);
+    EXPECT_EQ(response.getHeader().toJson(true),
+              R"({"$client-id":"me","$request-command":"update","$request-path":"/a",)"
+              R"("$service-path":"/svc"})");
+}
+
+TEST(HeadersTest, EmptyFieldsOfRequestInfoAreNotWritten) {
+    Response response(200);
+    appendRequestInfo(RequestInfo("update", "/a", "/svc", ""), response);
+    EXPECT_EQ(response.getHeader().toJson(true),
+              R"({"$request-command":"update","$request-path":"/a","$service-path":"/svc"})");
+    Response untouched(200);
+    appendRequestInfo(RequestInfo("", "", "", ""), untouched);
+    EXPECT_TRUE(untouched.getHeader().isUndefined());
+}
+
+TEST(HeadersTest, RequestInfoReplacesWhatIsThere) {
+    Response response(200);
+    response.add2header("$request-path", new util::config::ValueInt(1));
+    appendRequestInfo(RequestInfo("", "/a", "", ""), response);
+    EXPECT_EQ(response.getHeader().toJson(true), R"({"$request-path":"/a"})");
+}
+
+TEST(HeadersTest, TracingInfoIsWrittenAlsoWhenItIsEmpty) {
+    Request request("retrieve", "/a");
+    appendTracingInfo(request, "", "");
+    EXPECT_EQ(request.getHeader().toJson(true), R"({"$client-id":"","$service-path":""})");
+    appendTracingInfo(request, "/svc", "me");
+    EXPECT_EQ(request.getHeader().toJson(true), R"({"$client-id":"me","$service-path":"/svc"})");
+}
+
+TEST(HeadersTest, ResponseSemanticIsWrittenAsGiven) {
+    for (char const* const semantic : {PERSISTENT_STREAM, "something else", ""}) {
+        Request request("retrieve", "/a");
+        appendResponseSemantic(request, semantic);
+        std::string written = "before";
+        EXPECT_FALSE(request.getHeaderValue(RESPONSE_SEMANTIC).get(written));
+        EXPECT_EQ(written, semantic);
+    }
+}
+
+// The agent token is set once in the life of a process, so each case has a process of its own.
+
+/// The token that a request gets, or "(none)".
+std::string tokenOfARequest() {
+    Request request("retrieve", "/a");
+    appendAuthInfo(request);
+    std::string token;
+    const bool none = request.getHeaderValue(AUTH_TOKEN).get(token);
+    EXPECT_EQ(none, request.getHeader().isUndefined());
+    return none ? "(none)" : token;
+}
+
+[[noreturn]] void exitWith(const std::string& token) {
+    std::_Exit(tokenOfARequest() == token && !testing::Test::HasFailure() ? 0 : 1);
+}
+
+class AgentTokenDeathTest : public testing::Test {
+protected:
+    const testing::ExitedWithCode succeeds{0};
+};
+
+TEST_F(AgentTokenDeathTest, NoTokenAtFirst) {
+    EXPECT_EXIT(exitWith("(none)"), succeeds, "");
+}
+
+TEST_F(AgentTokenDeathTest, FirstCallWins) {
+    EXPECT_EXIT(
+        {
+            setAgt("a");
+            setAgt("b");
+            setAgt("");
+            exitWith("a");
+        },
+        succeeds, "");
+}
+
+TEST_F(AgentTokenDeathTest, EmptyTextTakesTheTokenFromTheEnvironment) {
+    EXPECT_EXIT(
+        {
+            setenv("ZEL_CONFIG_KOVA_AGT", "from outside", 1);
+            setAgt("");
+            setenv("ZEL_CONFIG_KOVA_AGT", "too late", 1);
+            setAgt("");
+            exitWith("from outside");
+        },
+        succeeds, "");
+}
+
+TEST_F(AgentTokenDeathTest, GivenTextGoesBeforeTheEnvironment) {
+    EXPECT_EXIT(
+        {
+            setenv("ZEL_CONFIG_KOVA_AGT", "from outside", 1);
+            setAgt("given");
+            exitWith("given");
+        },
+        succeeds, "");
+}
+
+TEST_F(AgentTokenDeathTest, EmptyTokenIsFinalToo) {
+    EXPECT_EXIT(
+        {
+            unsetenv("ZEL_CONFIG_KOVA_AGT");
+            setAgt("");
+            setAgt("late");
+            exitWith("(none)");
+        },
+        succeeds, "");
+}
+
+}  // namespace
+}  // namespace kova::headers
