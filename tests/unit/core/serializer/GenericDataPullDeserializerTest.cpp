@@ -70,6 +70,9 @@ std::string print(double value) {
     std::snprintf(text, sizeof text, "%.9g", value);
     return text;
 }
+std::string print(float value) {
+    return print(double{value});
+}
 template <typename Integer>
 std::string print(Integer value) {
     return std::to_string(value);
