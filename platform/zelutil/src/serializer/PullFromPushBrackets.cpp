@@ -1,3 +1,5 @@
+#include <new>
+
 #include "PullHandler.h"
 
 // The brackets and entries of the reader; session and values are in PullFromPushDeserializer.cpp.
@@ -70,12 +72,16 @@ bool PullFromPushDeserializer::endStruct() {
 }
 
 bool PullFromPushDeserializer::beginField(std::string& name) {
-    const std::uint32_t field = handler_->stack.top().data.next;
-    if (handler_->beginField()) {
+    const Handler::Stack::Level& fields = handler_->stack.top();
+    if (fields.expects != Expects::Fields || handler_->atEnd()) {
         return true;
     }
-    name = handler_->record.textOf(handler_->at(field));
-    return false;
+    try {
+        name = handler_->record.textOf(handler_->at(fields.data.next));
+    } catch (const std::bad_alloc&) {
+        return true;
+    }
+    return handler_->beginField();
 }
 
 bool PullFromPushDeserializer::skipField() {
@@ -136,7 +142,9 @@ Entry const* PullFromPushDeserializer::peekNextEntry() {
 
 Entry const* PullFromPushDeserializer::getNextEntry() {
     handler_->announce();
-    handler_->consumeNext();
+    if (handler_->entry.type != EntryType::Failure) {
+        handler_->consumeNext();
+    }
     return &handler_->entry;
 }
 

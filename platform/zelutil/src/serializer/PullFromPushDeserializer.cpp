@@ -2,6 +2,7 @@
 
 #include <cmath>
 #include <limits>
+#include <new>
 #include <optional>
 #include <type_traits>
 #include <utility>
@@ -142,7 +143,11 @@ void PullFromPushDeserializer::reset() {
 template <class Convert>
 bool PullFromPushDeserializer::read(Convert convert) {
     Event const* const event = handler_->value();
-    if (event == nullptr || convert(*event)) {
+    try {
+        if (event == nullptr || convert(*event)) {
+            return true;
+        }
+    } catch (const std::bad_alloc&) {
         return true;
     }
     handler_->consume();

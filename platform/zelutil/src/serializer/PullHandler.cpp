@@ -1,5 +1,7 @@
 #include "PullHandler.h"
 
+#include <new>
+
 namespace util::serializer {
 
 void PullFromPushDeserializer::Handler::clear() noexcept {
@@ -93,7 +95,15 @@ std::uint32_t PullFromPushDeserializer::Handler::findField(std::string_view name
 
 // ---- entries
 
-void PullFromPushDeserializer::Handler::announce() {
+void PullFromPushDeserializer::Handler::announce() noexcept {
+    try {
+        announceNext();
+    } catch (const std::bad_alloc&) {
+        entry.type = EntryType::Failure;
+    }
+}
+
+void PullFromPushDeserializer::Handler::announceNext() {
     const Stack::Level& top = stack.top();
     switch (top.expects) {
         case Expects::Value:

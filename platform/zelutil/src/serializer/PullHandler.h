@@ -57,14 +57,15 @@ public:
     /// The index of the last field of that name in the struct on top; `NONE` when it is missing.
     std::uint32_t findField(std::string_view name) const noexcept;
 
-    /// Fills `entry` with what comes next.
-    void announce();
+    /// Fills `entry` with what comes next; with `Failure` when memory is exhausted.
+    void announce() noexcept;
     /// Reads what `announce` announces; nothing where that is the end of all or of a scope.
     void consumeNext() noexcept;
 
 private:
     void consumeValue(Event::Kind kind) noexcept;
     void closeTop() noexcept;
+    void announceNext();
     void announceValue(const Event& event);
     EntryType announceEnd() const noexcept;
 };

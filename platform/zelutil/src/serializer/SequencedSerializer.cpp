@@ -1,5 +1,6 @@
 #include "util/serializer/SequencedSerializer.h"
 
+#include <new>
 #include <optional>
 #include <type_traits>
 
@@ -153,8 +154,12 @@ bool SequencedSerializer::serializeString(const UnicodeString8& text) {
 
 bool SequencedSerializer::serializeString(const UnicodeString16& text) {
     return value([&] {
-        const std::optional<std::string> utf8 = zel::unicode::utf16ToUtf8(text.units);
-        return !utf8 || putText(*utf8);
+        try {
+            const std::optional<std::string> utf8 = zel::unicode::utf16ToUtf8(text.units);
+            return !utf8 || putText(*utf8);
+        } catch (const std::bad_alloc&) {
+            return true;
+        }
     });
 }
 

@@ -77,16 +77,20 @@ public:
     [[nodiscard]] virtual bool beginArray() = 0;
     /// Whether no element is left in the array that is being read; true also when none is open.
     virtual bool isArrayEnd() = 0;
+    /// Fails when an element is left.
     [[nodiscard]] virtual bool endArray() = 0;
     [[nodiscard]] virtual bool beginElement() = 0;
     [[nodiscard]] virtual bool endElement() = 0;
     /// In an array: when the next element is an empty one, steps over it and sets `empty`, else
-    /// clears it. By default there are no empty elements: clears it.
+    /// clears it. A null element counts as empty, because formats need not tell them apart. By
+    /// default there are no empty elements: clears it.
     [[nodiscard]] virtual bool getEmptyElement(bool& empty);
 
+    /// `options` may be null; a reader has no use for them.
     [[nodiscard]] virtual bool beginStruct(Options const* options) = 0;
     /// Whether no field is left in the struct that is being read; true also when none is open.
     virtual bool isStructEnd() = 0;
+    /// Fails when a field is left, unless fields were read by name.
     [[nodiscard]] virtual bool endStruct() = 0;
     /// Begins the next field and gives its name.
     [[nodiscard]] virtual bool beginField(std::string& name) = 0;

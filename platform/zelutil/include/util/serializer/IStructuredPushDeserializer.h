@@ -11,8 +11,9 @@ enum class Endianess : int { Little = 0, Big = 1 };
 
 /// Reads a payload and replays it as write calls on a serializer.
 ///
-/// It does not keep the data: what the target makes of it is the target's business. The reader must
-/// hold exactly one well-formed value; anything else fails. One thread at a time.
+/// It does not keep the data: what the target makes of it is the target's business. The target is
+/// begun and ended by the caller, around the replay. The reader must hold exactly one well-formed
+/// value; anything else fails. One thread at a time.
 class UTIL_API IStructuredPushDeserializer {
 public:
     /// Results of `deserialize`.
@@ -26,7 +27,8 @@ public:
     [[nodiscard]] virtual bool beginDeserialize(ByteBufferReader* reader,
                                                 IStructuredSerializer* target) = 0;
     /// Replays the whole payload. `DONE`, or `FAILED` when the payload is malformed, nested deeper
-    /// than the limit, or the target refused a call; the target may have got a part by then.
+    /// than the limit, memory is exhausted or the target refused a call; the target may have got a
+    /// part by then. On success the reader is at its end. To be called once for each begin.
     [[nodiscard]] virtual int deserialize() = 0;
     /// Lets go of source and target. False on success; true when there was nothing begun or
     /// `deserialize` did not succeed.

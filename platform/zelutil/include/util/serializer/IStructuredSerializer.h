@@ -18,8 +18,10 @@ namespace util::serializer {
 /// Between `beginSerialize` and `endSerialize` comes exactly one value: a scalar, a typed array, a
 /// struct (fields between `beginStruct` and `endStruct`, each one value between a begin and the end
 /// of its field) or an array (elements likewise). Every operation returns false on success and true
-/// on failure; a call out of place fails and writes nothing. After a failure the payload must be
-/// thrown away: `endSerialize` fails too. One thread at a time.
+/// on failure. A call out of place fails and writes nothing: a value where none is expected, an end
+/// that does not match its begin, nesting beyond `util::MAX_NESTING_DEPTH` (a typed array counts as
+/// a level). After a failure the payload must be thrown away: every later call fails too, up to the
+/// next `beginSerialize`. One thread at a time.
 class UTIL_API IStructuredSerializer {
 public:
     virtual ~IStructuredSerializer();
@@ -68,7 +70,7 @@ public:
     [[nodiscard]] virtual bool serializeArray(const std::vector<std::string>& values) = 0;
 
     /// Opens and closes a scope in which `OptionTag::PlainArrays` is 1. Scopes nest; closing one
-    /// that is not open fails, and so does `endSerialize` with one open.
+    /// that is not the innermost thing open fails, and so does `endSerialize` with one open.
     [[nodiscard]] virtual bool beginArrayOption() = 0;
     [[nodiscard]] virtual bool endArrayOption() = 0;
     /// Opens and closes a scope in which the given options hold (null: none change).
@@ -81,6 +83,7 @@ public:
     [[nodiscard]] virtual bool endElement() = 0;
     /// Writes an element that stands for "nothing here": a whole element, without begin and end.
     [[nodiscard]] virtual bool serializeEmptyElement() = 0;
+    /// The given options hold in the struct (null: none change).
     [[nodiscard]] virtual bool beginStruct(Options const* options) = 0;
     [[nodiscard]] virtual bool endStruct() = 0;
     /// Begins the field `name`. `id` is for formats that number their fields (-1: none) and

@@ -325,7 +325,7 @@ std::vector<std::uint32_t> codesOf(IStructuredPullDeserializer& pull) {
         const auto peeked = static_cast<std::uint32_t>(pull.peekNextEntry()->type);
         codes.push_back(static_cast<std::uint32_t>(pull.getNextEntry()->type));
         EXPECT_EQ(codes.back(), peeked);
-    } while (codes.back() != 1 && codes.size() < 1000);
+    } while (codes.back() != 1 && codes.size() < 10000);
     return codes;
 }
 

@@ -3,8 +3,10 @@
 #include <cmath>
 #include <functional>
 #include <limits>
+#include <new>
 
 #include "Payloads.h"
+#include "support/FailingAllocations.h"
 #include "util/serializer/PullFromPushDeserializer.h"
 
 namespace {
@@ -453,6 +455,55 @@ TEST(PullFromPushDeserializerTest, EveryWriteCallCanBeReadBack) {
     EXPECT_FALSE(no);
     EXPECT_TRUE(yes);
     EXPECT_EQ(enumerator, 1);
+}
+
+// ---- exhausted memory
+
+// Reads a struct with a long string, an array and a typed array; false on success.
+bool readSample(IStructuredPushDeserializer& source, util::ByteBufferReader& reader) {
+    PullFromPushDeserializer pull(&source);
+    std::string text;
+    util::UnicodeString16 text16;
+    std::vector<std::int32_t> numbers;
+    return pull.beginDeserialize(&reader, nullptr) || pull.beginStruct(nullptr) ||
+           pull.beginField(text) || pull.getString(text) || pull.endField() ||
+           pull.getNextEntry()->type != EntryType::Field || pull.getString(text16) ||
+           pull.endField() || pull.beginField(text) || pull.getInt32Array(numbers) ||
+           pull.endField() || pull.endStruct() || pull.endDeserialize();
+}
+
+bool writeSample(IStructuredSerializer& s) {
+    const std::string name(40, 'n');
+    return s.beginStruct(nullptr) || s.beginField(name, -1, false) ||
+           s.serializeString(std::string(40, 'x')) || s.endField() ||
+           s.beginField(name, -1, false) ||
+           s.serializeString(util::UnicodeString16{std::u16string(40, u'x')}) || s.endField() ||
+           s.beginField(name, -1, false) || s.serializeArray(std::vector<std::int32_t>{1, 2, 3}) ||
+           s.endField() || s.endStruct();
+}
+
+template <class Source, class... Arguments>
+void expectFailureWithoutMemory(const std::string& payload, Arguments... arguments) {
+    const long before = kova::test::FailingAllocations::liveBlocks();
+    const long failures = kova::test::failEveryAllocation([&] {
+        try {
+            Source source(arguments...);
+            util::ByteBufferReader reader(reinterpret_cast<unsigned char const*>(payload.data()),
+                                          payload.size(), false);
+            return !readSample(source, reader);
+        } catch (const std::bad_alloc&) {  // of the constructors alone
+            return false;
+        }
+    });
+    EXPECT_GT(failures, 5);
+    EXPECT_EQ(kova::test::FailingAllocations::liveBlocks(), before);
+}
+
+TEST(PullFromPushDeserializerTest, ExhaustedMemoryIsAFailureAndLeaksNothing) {
+    expectFailureWithoutMemory<payloads::JSONStructuredPushDeserializerOld>(
+        payloads::writtenAsJson(writeSample).value_or(""));
+    expectFailureWithoutMemory<payloads::AXOBinStructuredPushDeserializer>(
+        payloads::fromHex(payloads::writtenAsBinary(writeSample).value_or("")), Endianess::Big);
 }
 
 TEST(PullFromPushDeserializerTest, CapabilitiesTellThatFieldsAreFoundByName) {
