@@ -32,15 +32,33 @@ function(kova_add_floor name)
     VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR} EXPORT_NAME ${ARG_ALIAS})
 endfunction()
 
+# How test programs are compiled in the optimized presets: what is proved is the libraries, so the
+# tests themselves are spared the optimizer and the undefined-behaviour checks, which halves the time
+# that the whole build takes. With OPTIMIZE (tests that compute a lot) they are optimized all the same.
+function(kova_test_options target optimize)
+  if(NOT CMAKE_BUILD_TYPE STREQUAL "RelWithDebInfo")
+    return()
+  endif()
+  if(KOVA_SANITIZE AND NOT optimize)
+    target_compile_options(${target} PRIVATE -O0 -g1)
+  else()
+    target_compile_options(${target} PRIVATE -O1 -g1)
+  endif()
+  if(KOVA_SANITIZE MATCHES "undefined")
+    target_compile_options(${target} PRIVATE -fno-sanitize=undefined)
+  endif()
+endfunction()
+
 # A test program NAME over the listed sources and libraries: one entry for ctest, which fails on a
 # failed test and on a program without tests, and stops after TIMEOUT seconds (default 120).
 function(kova_add_test name)
-  cmake_parse_arguments(ARG "" "TIMEOUT" "SOURCES;LIBRARIES;LABELS" ${ARGN})
+  cmake_parse_arguments(ARG "OPTIMIZE" "TIMEOUT" "SOURCES;LIBRARIES;LABELS" ${ARGN})
   if(NOT ARG_TIMEOUT)
     set(ARG_TIMEOUT 120)
   endif()
   add_executable(${name} ${ARG_SOURCES})
   kova_common_options(${name})
+  kova_test_options(${name} ${ARG_OPTIMIZE})
   target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR}/tests)
   target_link_libraries(${name} PRIVATE ${ARG_LIBRARIES} GTest::gtest GTest::gmock kova_test_main)
   add_test(NAME ${name} COMMAND ${name})
