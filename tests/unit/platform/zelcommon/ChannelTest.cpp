@@ -88,7 +88,8 @@ TEST_F(ChannelTest, ArgumentsOfEveryScalarTypeArePrinted) {
 TEST_F(ChannelTest, MessagesOfEveryLengthArriveWhole) {
     const auto& texts = collect();
     const Channel channel("KOVA_CHANNELTEST", 0, 0);
-    for (const std::size_t length : {0, 1, 510, 511, 512, 513, 1023, 1024, 100000}) {
+    static constexpr std::size_t LENGTHS[] = {0, 1, 510, 511, 512, 513, 1023, 1024, 100000};
+    for (const std::size_t length : LENGTHS) {
         std::string text(length, 'x');
         if (length > 0) {
             text.back() = '!';
