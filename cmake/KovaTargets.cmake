@@ -10,16 +10,10 @@ function(kova_common_options target)
     target_compile_options(${target} PRIVATE -Werror)
   endif()
   if(KOVA_SANITIZE)
-    # Sanitizers make GCC see uninitialized variables where there are none, in <regex> for one.
     target_compile_options(${target} PRIVATE
-<<<<<<< HEAD
-      -fsanitize=${KOVA_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all
-      -Wno-maybe-uninitialized)
-=======
       -fsanitize=${KOVA_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)
     # Instrumented, <regex> seems to use what it has not set.
     target_compile_options(${target} PRIVATE $<$<CXX_COMPILER_ID:GNU>:-Wno-maybe-uninitialized>)
->>>>>>> path
     target_link_options(${target} PRIVATE -fsanitize=${KOVA_SANITIZE})
   endif()
 endfunction()
