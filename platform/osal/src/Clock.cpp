@@ -1,0 +1,7 @@
+#include "osal/Clock.h"
+
+namespace osal {
+
+Clock::~Clock() = default;
+
+}  // namespace osal

@@ -1,0 +1,35 @@
+#include "osal/Timer.h"
+
+namespace osal {
+
+Timer::Timer(Callback callback, bool periodic, AlarmTimer& timer)
+    : callback_(callback), periodic_(periodic), alarm_(timer, expired, this) {}
+
+Timer::~Timer() {
+    stop();
+}
+
+bool Timer::start(Duration interval) {
+    if (interval <= Duration::zero()) {
+        return true;
+    }
+    // First, so that the callback is not reading the interval.
+    alarm_.disarm();
+    interval_ = interval;
+    return alarm_.arm(interval);
+}
+
+void Timer::stop() noexcept {
+    alarm_.disarm();
+}
+
+void Timer::expired(void* user) {
+    auto* const timer = static_cast<Timer*>(user);
+    if (timer->periodic_) {
+        // Fails for an interval of 0 only, which `start` refuses: the thread is this one.
+        static_cast<void>(timer->alarm_.rearm(timer->interval_));
+    }
+    timer->callback_(timer);
+}
+
+}  // namespace osal

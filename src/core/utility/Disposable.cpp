@@ -1,0 +1,37 @@
+#include "kova/core/Disposable.h"
+
+#include <utility>
+
+namespace kova {
+
+Disposable::Disposable(std::function<void()>&& function) noexcept
+    : function_(std::exchange(function, nullptr)) {}
+
+Disposable::~Disposable() = default;
+
+Disposable::Disposable(Disposable&& other) noexcept
+    : function_(std::exchange(other.function_, nullptr)) {}
+
+Disposable& Disposable::operator=(Disposable&& other) noexcept {
+    if (this != &other) {
+        // The former function goes last: what it owns may look at this object.
+        std::function<void()> former = std::exchange(other.function_, nullptr);
+        function_.swap(former);
+    }
+    return *this;
+}
+
+void Disposable::dispose() {
+    _dispose();
+}
+
+bool Disposable::_dispose() {
+    const std::function<void()> function = std::exchange(function_, nullptr);
+    if (!function) {
+        return true;
+    }
+    function();
+    return false;
+}
+
+}  // namespace kova

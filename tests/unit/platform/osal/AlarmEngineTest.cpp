@@ -1,0 +1,222 @@
+// The alarm timer under several threads. Alarms without a delay keep its thread busy all the time.
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <chrono>
+#include <future>
+#include <memory>
+#include <random>
+#include <thread>
+#include <vector>
+
+#include "osal/Alarm.h"
+#include "osal/AlarmTimer.h"
+
+namespace {
+
+using osal::Alarm;
+using osal::AlarmTimer;
+using std::chrono::milliseconds;
+
+template <typename Body>
+void runOnFourThreads(const Body& body) {
+    std::vector<std::thread> threads;
+    for (unsigned int t = 0; t < 4; ++t) {
+        threads.emplace_back([&body, t] { body(t); });
+    }
+    for (auto& thread : threads) {
+        thread.join();
+    }
+}
+
+// An alarm that goes on by itself and knows when it must not be called.
+struct RestlessAlarm {
+    explicit RestlessAlarm(AlarmTimer& timer) : alarm(timer, expired, this) {}
+    static void expired(void* user) {
+        auto* const self = static_cast<RestlessAlarm*>(user);
+        self->calls.fetch_add(1);
+        if (self->forbidden.load()) {
+            self->violations.fetch_add(1);
+        }
+        if (self->alarm.arm(milliseconds(0))) {
+            self->violations.fetch_add(1);
+        }
+    }
+
+    void start() {
+        forbidden = false;
+        if (alarm.arm(milliseconds(0))) {
+            violations.fetch_add(1);
+        }
+    }
+    void stop() {
+        alarm.disarm();
+        forbidden = true;
+    }
+    void waitForACall() {
+        for (const int before = calls; calls == before;) {
+            std::this_thread::yield();
+        }
+    }
+
+    std::atomic<int> calls{0};
+    std::atomic<int> violations{0};
+    std::atomic<bool> forbidden{true};
+    Alarm alarm;
+};
+
+TEST(AlarmEngineTest, DisarmedAlarmIsNeverCalledThoughItsCallbackArmsIt) {
+    AlarmTimer timer;
+    runOnFourThreads([&timer](unsigned int seed) {
+        std::minstd_rand random(seed + 1);
+        RestlessAlarm alarm(timer);
+        for (int round = 0; round < 1000; ++round) {
+            alarm.start();
+            if (random() % 4 == 0) {
+                alarm.waitForACall();
+            }
+            alarm.stop();
+            const int calls = alarm.calls;
+            for (unsigned int pause = random() % 16; pause > 0; --pause) {
+                std::this_thread::yield();
+            }
+            ASSERT_EQ(alarm.calls, calls);
+        }
+        EXPECT_EQ(alarm.violations, 0);
+    });
+}
+
+TEST(AlarmEngineTest, AlarmsAreDestroyedWhileTheyAreCalled) {
+    AlarmTimer timer;
+    std::atomic<int> violations{0};
+    runOnFourThreads([&](unsigned int seed) {
+        std::minstd_rand random(seed + 1);
+        for (int round = 0; round < 500; ++round) {
+            RestlessAlarm alarm(timer);
+            alarm.start();
+            if (random() % 4 == 0) {
+                alarm.waitForACall();
+            }
+            violations += alarm.violations;
+        }
+    });
+    EXPECT_EQ(violations, 0);
+}
+
+TEST(AlarmEngineTest, OneAlarmIsArmedAndDisarmedByAllThreads) {
+    AlarmTimer timer;
+    RestlessAlarm alarm(timer);
+    runOnFourThreads([&alarm](unsigned int seed) {
+        std::minstd_rand random(seed + 1);
+        alarm.forbidden = false;
+        for (int round = 0; round < 1000; ++round) {
+            if (random() % 2 == 0) {
+                EXPECT_FALSE(alarm.alarm.arm(milliseconds(0)));
+            } else {
+                alarm.alarm.disarm();
+            }
+        }
+    });
+    alarm.stop();
+    const int calls = alarm.calls;
+    RestlessAlarm other(timer);
+    other.start();
+    other.waitForACall();
+    EXPECT_EQ(alarm.calls, calls);
+    EXPECT_EQ(alarm.violations, 0);
+}
+
+// An alarm that destroys itself in its callback.
+struct BriefAlarm {
+    BriefAlarm(AlarmTimer& timer, std::atomic<int>& count)
+        : calls(count), alarm(timer, expired, this) {}
+    static void expired(void* user) {
+        const std::unique_ptr<BriefAlarm> self(static_cast<BriefAlarm*>(user));
+        self->calls.fetch_add(1);
+    }
+    std::atomic<int>& calls;
+    Alarm alarm;
+};
+
+TEST(AlarmEngineTest, ThreadComesAndGoesWhileAlarmsDestroyThemselves) {
+    std::atomic<int> calls{0};
+    {
+        AlarmTimer timer;
+        runOnFourThreads([&](unsigned int) {
+            for (int round = 0; round < 500; ++round) {
+                auto* const brief = new BriefAlarm(timer, calls);
+                EXPECT_FALSE(brief->alarm.arm(milliseconds(0)));
+                const Alarm other(
+                    timer, [](void*) {}, nullptr);
+            }
+        });
+        while (calls < 2000) {
+            std::this_thread::yield();
+        }
+    }
+    EXPECT_EQ(calls, 2000);
+}
+
+// A callback that is still running when another thread disarms.
+struct SlowAlarm {
+    explicit SlowAlarm(AlarmTimer& timer) : alarm(timer, expired, this) {}
+    static void expired(void* user) {
+        auto* const self = static_cast<SlowAlarm*>(user);
+        self->entered.set_value();
+        self->left.get_future().wait();
+        for (int i = 0; i < 1000; ++i) {
+            EXPECT_FALSE(self->alarm.arm(milliseconds(0)));
+            std::this_thread::yield();
+        }
+        self->done = true;
+    }
+    std::promise<void> entered;
+    std::promise<void> left;
+    bool done = false;  // not atomic: disarming orders it
+    Alarm alarm;
+};
+
+TEST(AlarmEngineTest, DisarmingWaitsForTheCallbackAndVoidsWhatItArms) {
+    AlarmTimer timer;
+    SlowAlarm slow(timer);
+    ASSERT_FALSE(slow.alarm.arm(milliseconds(0)));
+    slow.entered.get_future().wait();
+    slow.left.set_value();
+    slow.alarm.disarm();
+    EXPECT_TRUE(slow.done);
+    // A second call would enter a second time, which a promise does not take.
+    RestlessAlarm other(timer);
+    other.start();
+    other.waitForACall();
+}
+
+TEST(AlarmEngineTest, DestroyingWaitsForTheCallback) {
+    AlarmTimer timer;
+    const Alarm idle(
+        timer, [](void*) {}, nullptr);
+    std::promise<void> entered;
+    std::atomic<bool> done{false};
+    struct Shared {
+        std::promise<void>& entered;
+        std::atomic<bool>& done;
+    } shared{entered, done};
+    {
+        Alarm alarm(
+            timer,
+            [](void* user) {
+                auto* const state = static_cast<Shared*>(user);
+                state->entered.set_value();
+                for (int i = 0; i < 1000; ++i) {
+                    std::this_thread::yield();
+                }
+                state->done = true;
+            },
+            &shared);
+        ASSERT_FALSE(alarm.arm(milliseconds(0)));
+        entered.get_future().wait();
+    }
+    EXPECT_TRUE(done);
+}
+
+}  // namespace
