@@ -1,0 +1,90 @@
+#include "kova/core/dovglobals/Date.h"
+
+#include <fmt/compile.h>
+
+#include <algorithm>
+#include <tuple>
+
+#include "CalendarForms.h"
+
+namespace kova::dovglobals {
+
+namespace {
+
+constexpr Source SOURCE{"src/core/dovglobals/Date", "struct Date"};
+
+constexpr Check<Date> CHECKS[] = {
+    {__LINE__, "the Month value not being between 1 and 12",
+     [](const Date& date) { return date.month >= 1 && date.month <= 12; }},
+    {__LINE__, "the Day value not being between 1 and 31",
+     [](const Date& date) { return date.day >= 1 && date.day <= 31; }},
+};
+
+auto key(const Date& date) {
+    return std::tie(date.year, date.month, date.day);
+}
+
+}  // namespace
+
+constexpr Failure DateForm::MISMATCH{SOURCE, __LINE__, MISMATCH_REASON};
+
+Date DateForm::fields(unsigned short year, unsigned char month, unsigned char day) noexcept {
+    Date date;
+    date.year = year;
+    date.month = month;
+    date.day = day;
+    return date;
+}
+
+bool DateForm::scan(Scanner& scanner, Date& date) {
+    return scanner.read("####-##-##", date.year, date.month, date.day);
+}
+
+std::optional<Failure> DateForm::check(const Date& date) {
+    return firstFailure(SOURCE, CHECKS, date);
+}
+
+char* DateForm::print(char* out, const Date& date) {
+    return fmt::format_to(out, FMT_COMPILE("{:04d}-{:02d}-{:02d}"), date.year, date.month,
+                          date.day);
+}
+
+Date::Date(unsigned short year, unsigned char month, unsigned char day) noexcept
+    : year(year),
+      month(std::clamp<unsigned char>(month, 1, 12)),
+      day(std::clamp<unsigned char>(day, 1, 31)) {}
+
+std::string Date::toString() const {
+    return Printed<DateForm>(*this).toString();
+}
+
+bool Date::operator==(const Date& other) const noexcept {
+    return key(*this) == key(other);
+}
+
+bool Date::operator<(const Date& other) const noexcept {
+    return key(*this) < key(other);
+}
+
+std::optional<Date> createDate(unsigned short year, unsigned char month, unsigned char day) {
+    return create<DateForm>(DateForm::fields(year, month, day), Date(year, month, day));
+}
+
+std::optional<Date> parseDate(const std::string& text) {
+    return parse<DateForm>(text);
+}
+
+}  // namespace kova::dovglobals
+
+namespace kova::serializer {
+
+bool serialize(util::serializer::IStructuredSerializer& serializer, const dovglobals::Date& value) {
+    return dovglobals::serialize<dovglobals::DateForm>(serializer, value);
+}
+
+bool deserialize(util::serializer::IStructuredPullDeserializer& deserializer,
+                 dovglobals::Date& value) {
+    return dovglobals::deserialize<dovglobals::DateForm>(deserializer, value);
+}
+
+}  // namespace kova::serializer

@@ -1,0 +1,124 @@
+#include "kova/core/dovglobals/RGBA.h"
+
+#include <fmt/compile.h>
+
+#include <tuple>
+
+#include "TextForm.h"
+
+namespace kova::dovglobals {
+
+namespace {
+
+constexpr Source SOURCE{"src/core/dovglobals/RGBA", "struct RGBA"};
+
+/// What the text of a colour holds: three digits of a channel may be more than a channel takes.
+struct Channels {
+    int red = 0;
+    int green = 0;
+    int blue = 0;
+    float alpha = 0.0F;
+
+    operator RGBA() const noexcept {
+        return {static_cast<unsigned char>(red), static_cast<unsigned char>(green),
+                static_cast<unsigned char>(blue), alpha};
+    }
+};
+
+constexpr Check<Channels> CHECKS[] = {
+    {__LINE__, "the Red value not being between 0 and 255",
+     [](const Channels& channels) { return channels.red < 256; }},
+    {__LINE__, "the Green value not being between 0 and 255",
+     [](const Channels& channels) { return channels.green < 256; }},
+    {__LINE__, "the Blue value not being between 0 and 255",
+     [](const Channels& channels) { return channels.blue < 256; }},
+    // An alpha that is not a number passes: the constructor makes it 0.
+    {__LINE__, "the Alpha value not being between 0.0 and 1.0",
+     [](const Channels& channels) { return !(channels.alpha < 0.0F || channels.alpha > 1.0F); }},
+};
+
+bool scanChannel(Scanner& scanner, int& channel) {
+    if (!scanner.number(1, 3, channel) || !scanner.skip(',')) {
+        return false;
+    }
+    scanner.skipOneOf(" \t");
+    return true;
+}
+
+bool scanAlpha(Scanner& scanner, float& alpha) {
+    char const* const first = scanner.position();
+    scanner.skipOneOf("01");
+    return scanner.skip('.') && scanner.skipDigits() && scanner.realSince(first, alpha);
+}
+
+struct RGBAForm {
+    using Value = RGBA;
+    using Fields = Channels;
+    static constexpr Failure MISMATCH{SOURCE, __LINE__, MISMATCH_REASON};
+    // An alpha is longest just before it takes an exponent.
+    static constexpr std::size_t SIZE = sizeof("rgba(255,255,255,-9007199000000000.0)");
+
+    static bool scan(Scanner& scanner, Channels& channels) {
+        return scanner.read("rgba(") && scanChannel(scanner, channels.red) &&
+               scanChannel(scanner, channels.green) && scanChannel(scanner, channels.blue) &&
+               scanAlpha(scanner, channels.alpha) && scanner.skip(')');
+    }
+
+    static std::optional<Failure> check(const Channels& channels) {
+        return firstFailure(SOURCE, CHECKS, channels);
+    }
+
+    static char* print(char* out, const RGBA& colour) {
+        return fmt::format_to(out, FMT_COMPILE("rgba({},{},{},{:#})"), colour.red, colour.green,
+                              colour.blue, colour.alpha);
+    }
+};
+
+auto key(const RGBA& colour) {
+    return std::tie(colour.red, colour.green, colour.blue, colour.alpha);
+}
+
+}  // namespace
+
+RGBA::RGBA(unsigned char red, unsigned char green, unsigned char blue, float alpha) noexcept
+    : red(red),
+      green(green),
+      blue(blue),
+      // Written so that what is not a number becomes 0.
+      alpha(alpha > 1.0F ? 1.0F : (alpha > 0.0F ? alpha : 0.0F)) {}
+
+std::string RGBA::toString() const {
+    return Printed<RGBAForm>(*this).toString();
+}
+
+bool RGBA::operator==(const RGBA& other) const noexcept {
+    return key(*this) == key(other);
+}
+
+bool RGBA::operator<(const RGBA& other) const noexcept {
+    return key(*this) < key(other);
+}
+
+std::optional<RGBA> createRGBA(unsigned char red, unsigned char green, unsigned char blue,
+                               float alpha) {
+    return create<RGBAForm>({red, green, blue, alpha}, RGBA(red, green, blue, alpha));
+}
+
+std::optional<RGBA> parseRGBA(std::string text) {
+    return parse<RGBAForm>(text);
+}
+
+}  // namespace kova::dovglobals
+
+namespace kova::serializer {
+
+bool serialize(util::serializer::IStructuredSerializer& serializer, const dovglobals::RGBA& value) {
+    return dovglobals::serialize<dovglobals::RGBAForm>(serializer, value);
+}
+
+bool deserialize(util::serializer::IStructuredPullDeserializer& deserializer,
+                 dovglobals::RGBA& value) {
+    return dovglobals::deserialize<dovglobals::RGBAForm>(deserializer, value);
+}
+
+}  // namespace kova::serializer

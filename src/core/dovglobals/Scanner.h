@@ -1,0 +1,111 @@
+#pragma once
+
+#include <algorithm>
+#include <charconv>
+#include <cmath>
+#include <string_view>
+#include <system_error>
+
+namespace kova::dovglobals {
+
+/// Reads a text from left to right, without allocating and by no locale: only '0' to '9' are
+/// digits.
+///
+/// A step tells whether it found what it names. One that does not stays where it is, but `read` may
+/// have taken a part: the caller gives up then. No form has to try a second way of reading.
+class Scanner {
+public:
+    explicit Scanner(std::string_view text) noexcept
+        : at_(text.data()), end_(text.data() + text.size()) {}
+
+    bool atEnd() const noexcept { return at_ == end_; }
+    char const* position() const noexcept { return at_; }
+
+    bool skip(char c) noexcept {
+        const bool found = at_ != end_ && *at_ == c;
+        at_ += found ? 1 : 0;
+        return found;
+    }
+
+    bool skipOneOf(std::string_view set) noexcept {
+        const bool found = at_ != end_ && set.find(*at_) != std::string_view::npos;
+        at_ += found ? 1 : 0;
+        return found;
+    }
+
+    /// Steps over all digits that come, of which there must be one.
+    bool skipDigits() noexcept {
+        char const* const first = at_;
+        while (atDigit()) {
+            ++at_;
+        }
+        return at_ != first;
+    }
+
+    /// Reads a number of as many digits as come, `least` to `most` of them; `most` is at most 4.
+    template <typename Number>
+    bool number(int least, int most, Number& out) noexcept {
+        char const* const first = at_;
+        int value = 0;
+        while (at_ - first < most && atDigit()) {
+            value = value * 10 + (*at_++ - '0');
+        }
+        out = static_cast<Number>(value);
+        return at_ - first >= least;
+    }
+
+    /// Reads a text like `pattern`: each run of '#' is a number of that many digits and goes to the
+    /// next of `numbers`, every other character is itself.
+    template <typename... Numbers>
+    bool read(char const* pattern, Numbers&... numbers) noexcept {
+        return (readNumber(pattern, numbers) && ...) && readLiterals(pattern) && *pattern == '\0';
+    }
+
+    /// Gives the real number that was stepped over since `first`: an optional sign, digits with or
+    /// without a point. It is rounded to nearest, down to the subnormals and zero; fails when it is
+    /// too large for the type.
+    template <typename Real>
+    bool realSince(char const* first, Real& out) const noexcept {
+        const bool negative = *first == '-';
+        char const* const digits = first + (negative || *first == '+' ? 1 : 0);
+        Real value = 0;
+        if (std::from_chars(digits, at_, value).ec == std::errc::result_out_of_range) {
+            // Too large when a digit before the point counts, else so small that zero is nearest.
+            char const* const counting = std::find_if(digits, at_, [](char c) { return c != '0'; });
+            if (*counting != '.') {
+                return false;
+            }
+        }
+        out = std::copysign(value, negative ? Real(-1) : Real(1));
+        return true;
+    }
+
+private:
+    bool atDigit() const noexcept { return at_ != end_ && *at_ >= '0' && *at_ <= '9'; }
+
+    bool readLiterals(char const*& pattern) noexcept {
+        while (*pattern != '\0' && *pattern != '#') {
+            if (!skip(*pattern++)) {
+                return false;
+            }
+        }
+        return true;
+    }
+
+    template <typename Number>
+    bool readNumber(char const*& pattern, Number& out) noexcept {
+        if (!readLiterals(pattern)) {
+            return false;
+        }
+        int digits = 0;
+        for (; *pattern == '#'; ++pattern) {
+            ++digits;
+        }
+        return number(digits, digits, out);
+    }
+
+    char const* at_;
+    char const* end_;
+};
+
+}  // namespace kova::dovglobals
