@@ -99,8 +99,8 @@ std::string escaped(int c) {
 }
 
 TEST(BracketExpressionTest, RangesAreThoseOfTheEngine) {
-    for (int first = 0; first < 256; first += 3) {
-        for (int last = first % 7; last < 256; last += 7) {
+    for (int first = 0; first < 256; first += 5) {
+        for (int last = first % 11; last < 256; last += 11) {
             std::string bracket = "[" + escaped(first) + "-" + escaped(last) + "]";
             const Outcome outcome = read(bracket);
             ASSERT_EQ(outcome, readByEngine(bracket)) << first << ' ' << last;
@@ -115,7 +115,7 @@ TEST(BracketExpressionTest, RandomBracketsAreUnderstoodAsByTheEngine) {
         "/", "[.b.]", "[.hyphen.]", "\\\\", "\\]", "\\.", "\x80", "\xFF"};
     std::mt19937 random(1);
     int accepted = 0;
-    for (int i = 0; i < 6000; ++i) {
+    for (int i = 0; i < 3000; ++i) {
         std::string bracket = "[";
         for (std::size_t count = random() % 8; count > 0; --count) {
             bracket += PIECES[random() % PIECES.size()];
@@ -125,8 +125,8 @@ TEST(BracketExpressionTest, RandomBracketsAreUnderstoodAsByTheEngine) {
         ASSERT_EQ(outcome, readByEngine(bracket)) << bracket;
         accepted += outcome.error.empty() ? 1 : 0;
     }
-    EXPECT_GT(accepted, 1500);
-    EXPECT_LT(accepted, 4500);
+    EXPECT_GT(accepted, 750);
+    EXPECT_LT(accepted, 2250);
 }
 
 }  // namespace

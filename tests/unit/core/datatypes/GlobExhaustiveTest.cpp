@@ -2,7 +2,9 @@
 
 #include <array>
 #include <cstdint>
+#include <cstdio>
 #include <cstdlib>
+#include <optional>
 #include <random>
 #include <vector>
 
@@ -85,7 +87,7 @@ struct Comparison {
 class GlobsOfLength : public testing::TestWithParam<std::size_t> {};
 
 TEST_P(GlobsOfLength, MatchAsTheEngineSays) {
-    constexpr std::uint64_t SAMPLE = 40000;
+    constexpr std::uint64_t SAMPLE = 8000;
     const std::size_t length = GetParam();
     const std::uint64_t count = power(GLOB_ALPHABET.size(), length);
     const bool all = count <= SAMPLE || std::getenv("KOVA_ALL_GLOBS") != nullptr;
@@ -154,7 +156,7 @@ TEST(GlobExhaustiveTest, RandomGlobsMatchAsTheEngineSays) {
     const std::string characters("ab/z0-[]^:=.(|)!*\n\r\x80\xFF\\\0_A", 25);
     std::mt19937 random(7);
     Comparison comparison;
-    for (int i = 0; i < 60000; ++i) {
+    for (int i = 0; i < 30000; ++i) {
         std::string glob;
         for (std::size_t count = 1 + random() % 10; count > 0; --count) {
             glob += pieces[random() % pieces.size()];
@@ -173,9 +175,9 @@ TEST(GlobExhaustiveTest, RandomGlobsMatchAsTheEngineSays) {
             return;
         }
     }
-    EXPECT_GT(comparison.accepted, 5000U);
-    EXPECT_GT(comparison.rejected, 5000U);
-    EXPECT_GT(comparison.matched, 5000U);
+    EXPECT_GT(comparison.accepted, 2500U);
+    EXPECT_GT(comparison.rejected, 2500U);
+    EXPECT_GT(comparison.matched, 2500U);
 }
 
 }  // namespace
