@@ -26,7 +26,8 @@ public:
     constexpr AlarmTimer() noexcept = default;
     /// A timer on `clock`, which must outlive it and serve no other timer.
     constexpr explicit AlarmTimer(Clock& clock) noexcept : clock_(&clock) {}
-    /// Waits for the thread. All alarms must be gone; otherwise the process stops.
+    /// Waits for the thread, so it must not run in a callback. All alarms must be gone; otherwise
+    /// the process stops.
     ~AlarmTimer() = default;
     AlarmTimer(const AlarmTimer&) = delete;
     AlarmTimer& operator=(const AlarmTimer&) = delete;

@@ -105,18 +105,21 @@ TEST(AlarmQueueTest, OrderHoldsForAHundredThousandAlarmsArmedReplacedAndDisarmed
     EXPECT_EQ(alarms.take(), expected);
 }
 
-TEST(AlarmQueueTest, AHundredThousandArmedAlarmsGoInAnyOrder) {
+TEST(AlarmQueueTest, DestroyingAHundredThousandArmedAlarmsLeavesTheOthersArmed) {
     ManualClock clock;
     AlarmTimer timer(clock);
-    Alarm idle(
-        timer, [](void*) {}, nullptr);
+    NotingAlarms others(timer, 3);
+    ASSERT_FALSE(others[0].arm(milliseconds(1000)));
+    ASSERT_FALSE(others[1].arm(milliseconds(1)));
     {
         NotingAlarms alarms(timer, 100000);
         for (std::size_t i = 0; i < 100000; ++i) {
             ASSERT_FALSE(alarms[i].arm(milliseconds(1 + i * 7919 % 1000)));
         }
+        ASSERT_FALSE(others[2].arm(milliseconds(500)));
     }
     clock.advance(milliseconds(1000));
+    EXPECT_EQ(others.take(), (std::vector<std::size_t>{1, 2, 0}));
 }
 
 }  // namespace

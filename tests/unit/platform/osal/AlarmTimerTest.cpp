@@ -92,7 +92,7 @@ TEST(AlarmTimerTest, TimerMayGoRightAfterTheLastAlarmWentInItsCallback) {
     }
 }
 
-TEST(AlarmTimerTest, TimerCallsWithinTheTimeOfTheSystem) {
+TEST(AlarmTimerTest, SharedTimerCallsWhenTheDelayIsOverInTheTimeOfTheSystem) {
     std::promise<std::chrono::steady_clock::time_point> called;
     Alarm alarm(
         Alarm::DEFAULT_TIMER,
