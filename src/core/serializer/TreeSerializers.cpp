@@ -1,10 +1,11 @@
+#include "kova/core/TypeSerializers.h"
+
 #include <memory>
 #include <new>
 #include <string>
 #include <utility>
 #include <vector>
 
-#include "kova/core/TypeSerializers.h"
 #include "util/config/Array.h"
 #include "util/config/Dictionary.h"
 #include "util/config/Scalars.h"
