@@ -87,7 +87,10 @@ void AlarmEngine::disarm(Alarm& alarm) noexcept {
     queue_.remove(alarm);
     if (running_ == &alarm && !onThread()) {
         revoked_ = true;
-        changed_.wait(lock, [this, &alarm] { return running_ != &alarm; });
+        // For this call alone: when other threads arm the alarm again, it may be called again
+        // before this thread has had its turn.
+        changed_.wait(lock,
+                      [this, &alarm, call = call_] { return running_ != &alarm || call_ != call; });
     }
 }
 
@@ -152,6 +155,7 @@ void AlarmEngine::run() noexcept {
 void AlarmEngine::callFirst(std::unique_lock<std::mutex>& lock) {
     Alarm& alarm = queue_.first();
     running_ = &alarm;
+    ++call_;
     runningDue_ = queue_.firstDue();
     queue_.remove(alarm);
     lock.unlock();

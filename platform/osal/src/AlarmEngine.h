@@ -4,6 +4,7 @@
 
 #include <condition_variable>
 #include <cstddef>
+#include <cstdint>
 #include <mutex>
 
 #include "AlarmQueue.h"
@@ -61,6 +62,8 @@ private:
     Clock::TimePoint runningDue_;
     // Another thread waits in order to disarm the running alarm, which therefore stays disarmed.
     bool revoked_ = false;
+    /// Counts the calls, to tell one of an alarm from the next.
+    std::uint64_t call_ = 0;
 
     // There is a thread that was not joined; it is `thread_`.
     bool hasThread_ = false;
