@@ -4,12 +4,24 @@
 #include <string>
 
 #include "kova/core/Factory.h"
+#include "kova/core/dovglobals/Date.h"
+#include "kova/core/dovglobals/DateTime.h"
+#include "kova/core/dovglobals/Duration.h"
+#include "kova/core/dovglobals/Formats.h"
+#include "kova/core/dovglobals/GeoPosition.h"
+#include "kova/core/dovglobals/Language.h"
+#include "kova/core/dovglobals/RGBA.h"
+#include "kova/core/dovglobals/Time.h"
+#include "kova/core/dovglobals/Units.h"
 #include "util/ByteBufferReader.h"
 #include "util/ByteBufferWriter.h"
 #include "util/serializer/IStructuredPullDeserializer.h"
 #include "util/serializer/IStructuredSerializer.h"
 
 namespace kova::test {
+
+// The functions of kova::serializer are found for the types whose headers stand above, not for
+// those that come later.
 
 /// The bytes of a payload that holds `value` alone; empty when writing fails.
 template <typename T>
@@ -39,7 +51,8 @@ template <typename T>
 bool readTree(const util::config::Value& node, T& value) {
     const std::unique_ptr<util::serializer::IStructuredPullDeserializer> deserializer(
         serializer::Factory::createGenericDataDeserializer(node));
-    return serializer::deserialize(*deserializer, value);
+    return deserializer->beginDeserialize(nullptr, nullptr) ||
+           serializer::deserialize(*deserializer, value);
 }
 
 /// The binary payload of a text of less than 256 bytes: the head of a text string, then the bytes.
