@@ -55,7 +55,7 @@ void expectAsEngine(const std::string& type, char const* expression,
         matches += groups.empty() ? 0 : 1;
     }
     EXPECT_GT(matches, variations.size() / 20);
-    EXPECT_LT(matches, variations.size() / 2);
+    EXPECT_LT(matches, variations.size() * 3 / 4);
 }
 
 /// The same for a type of which `show` is its text.

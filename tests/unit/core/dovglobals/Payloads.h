@@ -4,7 +4,6 @@
 #include <string>
 
 #include "kova/core/Factory.h"
-#include "kova/core/TypeSerializers.h"
 #include "kova/core/dovglobals/Date.h"
 #include "kova/core/dovglobals/DateTime.h"
 #include "kova/core/dovglobals/Duration.h"
@@ -20,6 +19,9 @@
 #include "util/serializer/IStructuredSerializer.h"
 
 namespace kova::test {
+
+// The functions of kova::serializer are found for the types whose headers stand above, not for
+// those that come later.
 
 /// The bytes of a payload that holds `value` alone; empty when writing fails.
 template <typename T>

@@ -4,8 +4,10 @@
 
 #include <clocale>
 #include <locale>
+#include <memory>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "Outcome.h"
@@ -27,7 +29,7 @@ template <typename T>
 struct Sample {
     char const* type;  // its name in reports
     char const* file;  // and their source position
-    std::optional<T> (*parse)(const std::string&);
+    std::optional<T> (*parse)(std::string);
     std::vector<std::string> ascending;  // texts in the order of their values, as they are printed
     std::string failing;                 // a text that a check refuses, if there are checks
 };
@@ -39,7 +41,7 @@ template <>
 Sample<Date> sample() {
     return {"struct Date",
             "src/core/dovglobals/Date",
-            parseDate,
+            [](std::string text) { return parseDate(text); },
             {"2018-12-31", "2019-01-31", "2019-02-01", "2019-02-02"},
             "2019-13-01"};
 }
@@ -48,7 +50,7 @@ template <>
 Sample<Time> sample() {
     return {"struct Time",
             "src/core/dovglobals/Time",
-            parseTime,
+            [](std::string text) { return parseTime(text); },
             // An absent part before one that is there, and no zone brought to UTC.
             {"08:05:09Z", "08:05:09-23:00", "08:05:09-00:30", "08:05:09+00:00", "08:05:09+05:30",
              "08:05:09.000Z", "08:05:09.000-01:00", "08:05:09.001Z", "08:05:10Z", "08:06:00Z",
@@ -60,7 +62,7 @@ template <>
 Sample<DateTime> sample() {
     return {"struct DateTime",
             "src/core/dovglobals/DateTime",
-            parseDateTime,
+            [](std::string text) { return parseDateTime(text); },
             {"2019-03-07T08:05:09Z", "2019-03-07T08:05:09.500Z", "2019-03-07T23:00:00Z",
              "2019-03-08T00:00:00Z", "2019-04-01T00:00:00Z"},
             "2019-03-07T24:00:00Z"};
@@ -70,7 +72,7 @@ template <>
 Sample<Duration> sample() {
     return {"struct Duration",
             "src/core/dovglobals/Duration",
-            parseDuration,
+            [](std::string text) { return parseDuration(text); },
             {"P0000-00-00T00:00:59", "P0000-00-00T00:01:00", "P0000-00-00T01:00:00",
              "P0000-00-01T00:00:00", "P0000-01-00T00:00:00", "P0001-00-00T00:00:00"},
             "P0000-13-00T00:00:00"};
@@ -80,7 +82,7 @@ template <>
 Sample<GeoPosition> sample() {
     return {"struct Geoposition",
             "src/core/dovglobals/GeoPosition",
-            parseGeoPosition,
+            [](std::string text) { return parseGeoPosition(text); },
             {"-1.500000;9.000000;9.000000", "1.000000;-2.000000;9.000000",
              "1.000000;2.000000;-3.250000", "1.000000;2.000000;3.000000",
              "1.000000;10.000000;0.000000", "10.000000;0.000000;0.000000"},
@@ -91,7 +93,7 @@ template <>
 Sample<RGBA> sample() {
     return {"struct RGBA",
             "src/core/dovglobals/RGBA",
-            [](const std::string& text) { return parseRGBA(text); },
+            [](std::string text) { return parseRGBA(std::move(text)); },
             {"rgba(1,2,3,0.25)", "rgba(1,2,3,1.0)", "rgba(1,2,30,0.0)", "rgba(1,20,3,0.0)",
              "rgba(10,2,3,0.0)"},
             "rgba(256,0,0,0.5)"};
@@ -193,11 +195,12 @@ TYPED_TEST(TextFormTest, FailsWhereTheSerializerDoes) {
 
 TYPED_TEST(TextFormTest, AllocatesNothingButThePrintedText) {
     for (const std::string& text : this->sample_.ascending) {
+        std::string copy = text;
         std::optional<TypeParam> parsed;
         std::string printed;
         {
             const test::FailingAllocations noMemory(0);
-            parsed = this->sample_.parse(text);
+            parsed = this->sample_.parse(std::move(copy));
         }
         ASSERT_TRUE(parsed) << text;
         {
