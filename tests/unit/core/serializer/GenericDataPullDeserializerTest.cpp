@@ -284,7 +284,7 @@ std::string entries(GenericDataPullDeserializer& deserializer) {
             case EntryType::End:
                 return all;
             case EntryType::Boolean:
-                all += ":" + (entry.scalar.boolean ? "true" : "false");
+                all += entry.scalar.boolean ? ":true" : ":false";
                 break;
             case EntryType::Int32:
                 all += ":" + std::to_string(entry.scalar.int32);
