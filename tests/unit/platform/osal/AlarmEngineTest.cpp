@@ -71,7 +71,7 @@ TEST(AlarmEngineTest, DisarmedAlarmIsNeverCalledThoughItsCallbackArmsIt) {
     runOnFourThreads([&timer](unsigned int seed) {
         std::minstd_rand random(seed + 1);
         RestlessAlarm alarm(timer);
-        for (int round = 0; round < 1000; ++round) {
+        for (int round = 0; round < 300; ++round) {
             alarm.start();
             if (random() % 4 == 0) {
                 alarm.waitForACall();
@@ -92,7 +92,7 @@ TEST(AlarmEngineTest, AlarmsAreDestroyedWhileTheyAreCalled) {
     std::atomic<int> violations{0};
     runOnFourThreads([&](unsigned int seed) {
         std::minstd_rand random(seed + 1);
-        for (int round = 0; round < 500; ++round) {
+        for (int round = 0; round < 250; ++round) {
             RestlessAlarm alarm(timer);
             alarm.start();
             if (random() % 4 == 0) {
@@ -110,7 +110,7 @@ TEST(AlarmEngineTest, OneAlarmIsArmedAndDisarmedByAllThreads) {
     runOnFourThreads([&alarm](unsigned int seed) {
         std::minstd_rand random(seed + 1);
         alarm.forbidden = false;
-        for (int round = 0; round < 1000; ++round) {
+        for (int round = 0; round < 300; ++round) {
             if (random() % 2 == 0) {
                 EXPECT_FALSE(alarm.alarm.arm(milliseconds(0)));
             } else {
@@ -144,18 +144,18 @@ TEST(AlarmEngineTest, ThreadComesAndGoesWhileAlarmsDestroyThemselves) {
     {
         AlarmTimer timer;
         runOnFourThreads([&](unsigned int) {
-            for (int round = 0; round < 500; ++round) {
+            for (int round = 0; round < 250; ++round) {
                 auto* const brief = new BriefAlarm(timer, calls);
                 EXPECT_FALSE(brief->alarm.arm(milliseconds(0)));
                 const Alarm other(
                     timer, [](void*) {}, nullptr);
             }
         });
-        while (calls < 2000) {
+        while (calls < 1000) {
             std::this_thread::yield();
         }
     }
-    EXPECT_EQ(calls, 2000);
+    EXPECT_EQ(calls, 1000);
 }
 
 // A callback that is still running when another thread disarms.
