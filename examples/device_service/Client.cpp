@@ -1,10 +1,10 @@
 #include "Client.h"
 
-#include <cstdlib>
+#include <optional>
 #include <ostream>
-#include <sstream>
 #include <utility>
 
+#include "Numbers.h"
 #include "kova/core/MimeTypes.h"
 #include "util/config/Scalars.h"
 
@@ -14,12 +14,10 @@ namespace {
 
 /// Cuts the first word off the line.
 std::string takeWord(std::string& line) {
-    const std::size_t start = line.find_first_not_of(" \t");
-    const std::size_t end = line.find_first_of(" \t", start);
-    std::string word = start == std::string::npos ? std::string() : line.substr(start, end - start);
-    const std::size_t rest = line.find_first_not_of(" \t", end);
-    line =
-        rest == std::string::npos || end == std::string::npos ? std::string() : line.substr(rest);
+    constexpr char const* BLANKS = " \t";
+    line.erase(0, line.find_first_not_of(BLANKS));
+    const std::string word = line.substr(0, line.find_first_of(BLANKS));
+    line.erase(0, line.find_first_not_of(BLANKS, word.size()));
     return word;
 }
 
@@ -61,28 +59,25 @@ public:
     Printer(Client& client, unsigned long number) : client_(client), number_(number) {}
 
     bool onNext(const kova::Response& value) override {
-        client_.print(number_, "next " + responseText(value));
+        client_.print(number_, "next " + responseText(value), false);
         return false;
     }
     void onError(const kova::Response& error) override {
-        client_.finished(number_);
-        client_.print(number_, "error " + responseText(error));
+        client_.print(number_, "error " + responseText(error), true);
     }
-    void onCompleted() override {
-        client_.finished(number_);
-        client_.print(number_, "completed");
-    }
+    void onCompleted() override { client_.print(number_, "completed", true); }
 
 private:
     Client& client_;
     unsigned long number_;
 };
 
-Client::Client(kova::IKovaApi& service, std::function<void()> shutdown, std::ostream& out)
-    : service_(service),
-      shutdown_(std::move(shutdown)),
+Client::Client(std::unique_ptr<kova::StaticComposedKovaService> service,
+               std::function<bool()> interrupted, std::ostream& out)
+    : interrupted_(std::move(interrupted)),
       out_(out),
-      mimeType_(kova::mimetypes::JSON_TYPE) {}
+      mimeType_(kova::mimetypes::JSON_TYPE),
+      service_(std::move(service)) {}
 
 char const* Client::help() {
     return "retrieve PATH         ask for what is there: /, /system, /system/memory, /store\n"
@@ -107,14 +102,14 @@ bool Client::execute(const std::string& line) {
     } else if (word == "help") {
         say(help());
     } else if (word == "cancel") {
-        cancel(rest);
+        cancel(takeWord(rest));
     } else if (word == "wait") {
-        wait(rest);
+        wait(takeWord(rest));
     } else if (word == "accept") {
-        accept(rest);
+        accept(takeWord(rest));
     } else if (word == "shutdown") {
         say("> shutdown");
-        shutdown_();
+        shutdown();
     } else {
         ask(word, rest);
     }
@@ -145,7 +140,7 @@ void Client::send(const kova::Request& request) {
     }
     std::unique_ptr<kova::IResponseHandler<kova::Response>> handler =
         std::make_unique<Printer>(*this, number);
-    void* const handle = service_.actionRequest(request, std::move(handler));
+    void* const handle = service_->actionRequest(request, std::move(handler));
     const bool refused = handler != nullptr;
     {
         const std::lock_guard<std::mutex> guard(mutex_);
@@ -158,14 +153,18 @@ void Client::send(const kova::Request& request) {
         }
     }
     if (refused) {
-        print(number, "refused: the service is shut down");
+        say("  #" + std::to_string(number) + " refused: the service is shut down");
     }
 }
 
 void Client::cancel(const std::string& which) {
     std::unique_lock<std::mutex> lock(mutex_);
-    const auto found = which.empty() ? (pending_.empty() ? pending_.end() : --pending_.end())
-                                     : pending_.find(std::strtoul(which.c_str(), nullptr, 10));
+    auto found = pending_.end();
+    if (const auto number = numberOf(which)) {
+        found = pending_.find(*number);
+    } else if (which.empty() && !pending_.empty()) {
+        --found;
+    }
     if (found == pending_.end()) {
         lock.unlock();
         say("nothing to cancel");
@@ -174,18 +173,27 @@ void Client::cancel(const std::string& which) {
     const auto [number, handle] = *found;
     pending_.erase(found);
     lock.unlock();
-    service_.cancelRequest(handle);
+    service_->cancelRequest(handle);
     say("> cancelled #" + std::to_string(number));
 }
 
 void Client::wait(const std::string& count) {
-    const unsigned long wanted = count.empty() ? 1 : std::strtoul(count.c_str(), nullptr, 10);
+    const auto wanted = count.empty() ? std::optional<unsigned long>(1) : numberOf(count);
+    if (!wanted) {
+        say("wait, or wait COUNT");
+        return;
+    }
     std::unique_lock<std::mutex> lock(mutex_);
-    const unsigned long target = events_ + wanted;
-    const bool came = changed_.wait_for(lock, PATIENCE, [&] { return events_ >= target; });
+    const unsigned long before = events_;
     lock.unlock();
+    bool came = false;
+    for (int slice = 0; slice < SLICES && !came && !interrupted_(); ++slice) {
+        lock.lock();
+        came = changed_.wait_for(lock, SLICE, [&] { return events_ - before >= *wanted; });
+        lock.unlock();
+    }
     if (!came) {
-        say("nothing came for ten seconds");
+        say("gave up waiting");
     }
 }
 
@@ -206,9 +214,10 @@ bool Client::hasPending() {
     return !pending_.empty();
 }
 
-void Client::finished(unsigned long number) {
+void Client::shutdown() {
+    service_->shutdown();
     const std::lock_guard<std::mutex> guard(mutex_);
-    pending_.erase(number);
+    pending_.clear();
 }
 
 void Client::say(const std::string& text) {
@@ -216,9 +225,16 @@ void Client::say(const std::string& text) {
     out_ << text << std::endl;
 }
 
-void Client::print(unsigned long number, const std::string& event) {
+void Client::print(unsigned long number, const std::string& event, bool last) {
     {
         const std::lock_guard<std::mutex> guard(mutex_);
+        const auto found = pending_.find(number);
+        if (found == pending_.end()) {
+            return;  // cancelled meanwhile
+        }
+        if (last) {
+            pending_.erase(found);
+        }
         out_ << "  #" << number << ' ' << event << std::endl;
         ++events_;
     }

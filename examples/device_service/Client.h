@@ -9,18 +9,19 @@
 #include <mutex>
 #include <string>
 
-#include "kova/core/IKovaApi.h"
+#include "kova/core/StaticComposedKovaService.h"
 
 namespace device {
 
-/// Turns lines of text into requests to a service and prints every event that comes back.
+/// Owns a service, turns lines of text into requests to it and prints every event that comes back.
 ///
-/// Lines may come from one thread only; events may arrive on any.
+/// Lines may come from one thread only; events may arrive on any. Nothing is printed for a request
+/// that was cancelled.
 class Client {
 public:
-    /// `service` and `out` must outlive the client, and the service must have let go of every
-    /// response handler before the client goes.
-    Client(kova::IKovaApi& service, std::function<void()> shutdown, std::ostream& out);
+    /// `interrupted` tells whether to give up waiting. `out` must outlive the client.
+    Client(std::unique_ptr<kova::StaticComposedKovaService> service,
+           std::function<bool()> interrupted, std::ostream& out);
 
     /// The words that `execute` understands, for a user.
     static char const* help();
@@ -29,6 +30,8 @@ public:
     bool execute(const std::string& line);
     /// Whether some request has neither terminated nor been cancelled.
     bool hasPending();
+    /// Shuts the service down, which cancels what is pending.
+    void shutdown();
     /// Prints a line of the client's own.
     void say(const std::string& text);
 
@@ -40,13 +43,12 @@ private:
     void cancel(const std::string& which);
     void wait(const std::string& count);
     void accept(const std::string& type);
-    void finished(unsigned long number);
-    void print(unsigned long number, const std::string& event);
+    void print(unsigned long number, const std::string& event, bool last);
 
-    static constexpr std::chrono::seconds PATIENCE{10};
+    static constexpr std::chrono::milliseconds SLICE{100};
+    static constexpr int SLICES = 100;
 
-    kova::IKovaApi& service_;
-    std::function<void()> shutdown_;
+    std::function<bool()> interrupted_;
     std::ostream& out_;
     std::string mimeType_;
     unsigned long lastNumber_ = 0;
@@ -55,6 +57,8 @@ private:
     unsigned long events_ = 0;
     /// Handle by number; null until `actionRequest` has returned it.
     std::map<unsigned long, void*> pending_;
+    /// Goes first, for events may arrive as long as it is there.
+    std::unique_ptr<kova::StaticComposedKovaService> service_;
 };
 
 }  // namespace device

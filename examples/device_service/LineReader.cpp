@@ -33,6 +33,7 @@ LineReader::LineReader(int descriptor) : descriptor_(descriptor) {
     signals_ = wakePipe[0];
     struct sigaction action {};
     action.sa_handler = onSignal;
+    action.sa_flags = SA_RESTART;  // other calls go on; poll returns all the same
     sigaction(SIGINT, &action, nullptr);
     sigaction(SIGTERM, &action, nullptr);
 }
@@ -45,30 +46,34 @@ LineReader::~LineReader() {
 }
 
 std::optional<std::string> LineReader::next() {
-    while (!stopped_) {
-        if (pending_.find('\n') != std::string::npos || (ended_ && !pending_.empty())) {
-            return takeLine();
+    while (!waitForStop(0)) {
+        const std::size_t end = pending_.find('\n', searched_);
+        if (end != std::string::npos || (ended_ && !pending_.empty())) {
+            return takeLine(end);
+        }
+        searched_ = pending_.size();
+        if (searched_ > MAX_LINE) {
+            throw std::length_error("a line is too long");
         }
         if (ended_) {
             break;
         }
         pollfd sources[] = {{signals_, POLLIN, 0}, {descriptor_, POLLIN, 0}};
-        if (poll(sources, 2, -1) < 0) {
-            continue;  // interrupted: the pipe tells why
-        }
-        if (sources[0].revents != 0) {
-            stopped_ = true;
-        } else if (sources[1].revents != 0) {
-            char buffer[4096];
-            const ssize_t count = read(descriptor_, buffer, sizeof(buffer));
-            if (count > 0) {
-                pending_.append(buffer, static_cast<std::size_t>(count));
-            } else if (count == 0 || errno != EINTR) {
-                ended_ = true;
-            }
+        if (poll(sources, 2, -1) > 0 && sources[1].revents != 0) {
+            readMore();
         }
     }
     return std::nullopt;
+}
+
+void LineReader::readMore() {
+    char buffer[4096];
+    const ssize_t count = read(descriptor_, buffer, sizeof(buffer));
+    if (count > 0) {
+        pending_.append(buffer, static_cast<std::size_t>(count));
+    } else if (count == 0 || (errno != EINTR && errno != EAGAIN)) {
+        ended_ = true;
+    }
 }
 
 bool LineReader::waitForStop(int milliseconds) {
@@ -77,10 +82,15 @@ bool LineReader::waitForStop(int milliseconds) {
     return stopped_;
 }
 
-std::optional<std::string> LineReader::takeLine() {
-    const std::size_t end = pending_.find('\n');
+// The line in front of `end`, or all that is left. A file from elsewhere may end its lines with a
+// carriage return too.
+std::string LineReader::takeLine(std::size_t end) {
     std::string line = pending_.substr(0, end);
     pending_.erase(0, end == std::string::npos ? end : end + 1);
+    searched_ = 0;
+    if (!line.empty() && line.back() == '\r') {
+        line.pop_back();
+    }
     return line;
 }
 

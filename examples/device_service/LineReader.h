@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <optional>
 #include <string>
 
@@ -9,13 +10,16 @@ namespace device {
 /// SIGTERM), whichever comes first.
 class LineReader {
 public:
+    static constexpr std::size_t MAX_LINE = 4 * 1024 * 1024;
+
     /// Catches both signals from now on. One object a process.
     explicit LineReader(int descriptor);
     ~LineReader();
     LineReader(const LineReader&) = delete;
     LineReader& operator=(const LineReader&) = delete;
 
-    /// The next line without its end; nothing at the end of the input or when asked to stop.
+    /// The next line without its end; nothing at the end of the input or when asked to stop. Throws
+    /// `std::length_error` for one of more than `MAX_LINE` bytes.
     std::optional<std::string> next();
     /// Whether the process was asked to stop.
     bool stopped() const { return stopped_; }
@@ -23,13 +27,16 @@ public:
     bool waitForStop(int milliseconds);
 
 private:
-    std::optional<std::string> takeLine();
+    std::string takeLine(std::size_t end);
+    void readMore();
 
     int descriptor_;
     int signals_;
     bool stopped_ = false;
     bool ended_ = false;
     std::string pending_;
+    /// How much of `pending_` is known to have no end of a line.
+    std::size_t searched_ = 0;
 };
 
 }  // namespace device

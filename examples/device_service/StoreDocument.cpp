@@ -1,17 +1,19 @@
 #include "StoreDocument.h"
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
-#include <charconv>
 #include <cstdio>
-#include <cstring>
+#include <filesystem>
 #include <fstream>
 #include <optional>
-#include <sstream>
+#include <system_error>
 #include <utility>
 
+#include "Numbers.h"
 #include "util/config/Array.h"
 #include "util/config/Dictionary.h"
 #include "util/config/JSONParser.h"
@@ -29,18 +31,27 @@ StoreDocument::ValuePtr own(Value* value) {
     return {value, Value::destroy};
 }
 
-std::optional<unsigned long> indexOf(const std::string& text) {
-    unsigned long index = 0;
-    char const* const end = text.data() + text.size();
-    const auto result = std::from_chars(text.data(), end, index);
-    const bool whole = result.ec == std::errc() && result.ptr == end;
-    return whole ? std::optional<unsigned long>(index) : std::nullopt;
+// The document that the text is; null, with the reason, when it is none.
+StoreDocument::ValuePtr parse(const std::string& text, std::string& reason) {
+    if (text.size() > StoreDocument::MAX_SIZE) {
+        reason = "it is too large";
+        return own(nullptr);
+    }
+    util::config::JSONParser parser(false);
+    auto root = own(parser.parseValue(text));
+    if (!root) {
+        reason = parser.reason();
+    } else if (root->isValue()) {
+        reason = "it is no JSON object or array";
+        root.reset();
+    }
+    return root;
 }
 
 // The child, or null; looks into dictionaries by key and into arrays by index.
 Value const* childOf(const Value& parent, const std::string& name) {
     if (parent.isArray()) {
-        const auto index = indexOf(name);
+        const auto index = numberOf(name);
         return index && *index < parent.arraySize() ? &parent[*index] : nullptr;
     }
     return parent.hasKey(name) ? &parent[name] : nullptr;
@@ -59,7 +70,7 @@ Value const* walk(const Value& root, StoreDocument::Path::const_iterator first,
 enum class Mode { Replace, Add };
 
 Result putIn(Array& array, const std::string& name, StoreDocument::ValuePtr value, Mode mode) {
-    const auto index = name == "-" ? array.arraySize() : indexOf(name);
+    const auto index = name == "-" ? array.arraySize() : numberOf(name);
     if (!index || *index > array.arraySize()) {
         return Result::NotFound;
     }
@@ -101,7 +112,7 @@ Result put(Value& root, const StoreDocument::Path& path, StoreDocument::ValuePtr
 
 Result removeFrom(Value& parent, const std::string& name) {
     if (Array* const array = parent.getEditableArray()) {
-        const auto index = indexOf(name);
+        const auto index = numberOf(name);
         return index && !array->remove(*index, true) ? Result::Done : Result::NotFound;
     }
     Dictionary* const dictionary = parent.getEditableDictionary();
@@ -109,20 +120,26 @@ Result removeFrom(Value& parent, const std::string& name) {
     return removed ? Result::Done : Result::NotFound;
 }
 
-// Writes the whole text and makes sure that it has reached the disk. True on success.
-bool writeOut(const std::string& file, const std::string& text) {
-    const int descriptor = open(file.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
+// The permissions of the file, for the one that takes its place.
+mode_t permissionsOf(const std::string& file) {
+    struct stat status {};
+    return stat(file.c_str(), &status) == 0 ? status.st_mode & 0777 : 0644;
+}
+
+// Writes the whole text into a new file and makes sure that it has reached the disk. True on
+// success.
+bool writeOut(const std::string& file, const std::string& text, mode_t permissions) {
+    const int descriptor = open(file.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, permissions);
     if (descriptor < 0) {
         return false;
     }
     std::size_t done = 0;
     while (done < text.size()) {
         const ssize_t count = write(descriptor, text.data() + done, text.size() - done);
-        if (count > 0) {
-            done += static_cast<std::size_t>(count);
-        } else if (errno != EINTR) {
+        if (count < 0 && errno != EINTR) {
             break;
         }
+        done += count > 0 ? static_cast<std::size_t>(count) : 0;
     }
     const bool written = done == text.size() && fsync(descriptor) == 0;
     return close(descriptor) == 0 && written;
@@ -146,19 +163,27 @@ StoreDocument::StoreDocument(std::string file)
     : file_(std::move(file)), root_(own(new Dictionary())) {}
 
 bool StoreDocument::load(std::string& reason) {
-    std::ifstream in(file_, std::ios::binary);
-    if (!in) {
-        const int error = errno;
-        reason = "cannot read " + file_ + ": " + std::strerror(error);
-        return error != ENOENT;
+    namespace fs = std::filesystem;
+    std::error_code error;
+    const fs::file_type type = fs::status(file_, error).type();
+    if (type == fs::file_type::not_found) {
+        return false;
     }
-    std::ostringstream text;
-    text << in.rdbuf();
-    util::config::JSONParser parser(false);
-    auto root = own(parser.parseValue(text.str()));
-    if (!root || root->isValue()) {
-        reason = file_ + " is no JSON object or array" +
-                 (root ? std::string() : std::string(": ") + parser.reason());
+    std::ifstream in;
+    if (type == fs::file_type::regular) {  // another kind might never end, or never begin
+        in.open(file_, std::ios::binary);
+    }
+    if (!in.is_open()) {
+        reason = "cannot read " + file_;
+        return true;
+    }
+    // One byte more than a document may have tells that a file is too large.
+    std::string text(std::min<std::size_t>(fs::file_size(file_, error), MAX_SIZE + 1), '\0');
+    in.read(text.data(), static_cast<std::streamsize>(text.size()));
+    std::string fault = "it ends too early";
+    auto root = in ? parse(text, fault) : own(nullptr);
+    if (!root) {
+        reason = "cannot take " + file_ + " for the store: " + fault;
         return true;
     }
     root_ = std::move(root);
@@ -173,14 +198,17 @@ Value const* StoreDocument::find(const Path& path) const {
 template <typename Change>
 Result StoreDocument::change(const Change& apply) {
     auto copy = own(root_->clone());
-    if (!copy) {
-        return Result::NotSaved;
-    }
-    const Result result = apply(copy);
+    const Result result = copy ? apply(copy) : Result::NotSaved;
     if (result != Result::Done && result != Result::Created) {
         return result;
     }
-    if (!save(*copy)) {
+    const std::string text = copy->toJson(false) + "\n";
+    std::string reason;
+    const auto readAgain = parse(text, reason);
+    if (!readAgain || *readAgain != *copy) {
+        return Result::Conflict;
+    }
+    if (!save(text)) {
         return Result::NotSaved;
     }
     root_ = std::move(copy);
@@ -217,9 +245,10 @@ Result StoreDocument::remove(const Path& path) {
     });
 }
 
-bool StoreDocument::save(const Value& root) const {
+bool StoreDocument::save(const std::string& text) const {
     const std::string fresh = file_ + ".new";
-    if (!writeOut(fresh, root.toJson(false) + "\n") ||
+    unlink(fresh.c_str());  // what a process that was killed has left
+    if (!writeOut(fresh, text, permissionsOf(file_)) ||
         std::rename(fresh.c_str(), file_.c_str()) != 0) {
         unlink(fresh.c_str());
         return false;

@@ -3,6 +3,7 @@
 #include <memory>
 #include <mutex>
 #include <string>
+#include <utility>
 
 #include "StoreDocument.h"
 #include "kova/core/IResourceHandler.h"

@@ -1,8 +1,8 @@
 #include "SystemHandler.h"
 
+#include <algorithm>
 #include <atomic>
 #include <utility>
-#include <vector>
 
 #include "Replies.h"
 #include "kova/core/Commands.h"
@@ -31,6 +31,8 @@ struct SystemHandler::Stream {
     const std::string name;
     const std::unique_ptr<kova::IResponseHandler<kova::Response>> handler;
     std::atomic<bool> cancelled{false};
+    /// When to send the next value; the handler's mutex guards it.
+    Clock::time_point due;
 };
 
 SystemHandler::SystemHandler(SystemInfo info, std::chrono::milliseconds interval)
@@ -50,7 +52,7 @@ void* SystemHandler::actionRequest(
     const std::string& resourcePath) {
     if (request.getCommand() != kova::commands::RETRIEVE) {
         refuseCommand(*handler, request);
-    } else if (!resourcePath.empty() && wantsStream(request) && info_.has(resourcePath)) {
+    } else if (wantsStream(request) && info_.has(resourcePath)) {
         return openStream(request, std::move(handler), resourcePath);
     } else {
         answer(*handler, respond(request, kova::statuscodes::OK, resourcePath));
@@ -82,9 +84,14 @@ void* SystemHandler::openStream(const kova::Request& request,
                                 std::unique_ptr<kova::IResponseHandler<kova::Response>>&& handler,
                                 const std::string& name) {
     auto stream = std::make_shared<Stream>(request, name, std::move(handler));
-    void* const handle = stream.get();
+    if (!send(*stream)) {
+        return kova::IKovaApi::UNDEFINED_REQUEST_HANDLE;
+    }
+    stream->due = Clock::now() + interval_;
+    void* handle = nullptr;
     {
         const std::lock_guard<std::mutex> guard(mutex_);
+        handle = reinterpret_cast<void*>(++lastHandle_);
         streams_.emplace(handle, std::move(stream));
     }
     wake_.notify_all();
@@ -103,36 +110,43 @@ void SystemHandler::cancelRequest(void* handle) {
 }
 
 void SystemHandler::sendStreams() {
+    const auto earlier = [](const auto& a, const auto& b) { return a.second->due < b.second->due; };
     std::unique_lock<std::mutex> lock(mutex_);
     while (!stopping_) {
-        wake_.wait(lock, [this] { return stopping_ || !streams_.empty(); });
-        std::vector<std::shared_ptr<Stream>> due;
-        for (const auto& entry : streams_) {
-            due.push_back(entry.second);
+        const auto next = std::min_element(streams_.begin(), streams_.end(), earlier);
+        if (next == streams_.end()) {
+            wake_.wait(lock);
+        } else if (next->second->due > Clock::now()) {
+            const Clock::time_point due = next->second->due;
+            wake_.wait_until(lock, due);
+        } else {
+            auto [handle, stream] = *next;
+            stream->due = Clock::now() + interval_;
+            lock.unlock();
+            if (!send(*stream)) {
+                cancelRequest(handle);
+            }
+            stream.reset();  // unlocked: the receiver may go with it
+            lock.lock();
         }
-        lock.unlock();
-        for (const auto& stream : due) {
-            send(*stream);
-        }
-        due.clear();
-        lock.lock();
-        wake_.wait_for(lock, interval_, [this] { return stopping_; });
     }
 }
 
-void SystemHandler::send(Stream& stream) {
+// Sends a fresh value. False when the stream ends with it, or was cancelled.
+bool SystemHandler::send(Stream& stream) const {
     const kova::Response response = respond(stream.request, kova::statuscodes::STREAM, stream.name);
     if (stream.cancelled) {
-        return;
+        return false;
     }
     if (response.isErrorResponse()) {
         stream.handler->onError(response);
-        cancelRequest(&stream);
-    } else if (stream.handler->onNext(response)) {
-        // The receiver has seen enough; completion clears the service's entry.
-        stream.handler->onCompleted();
-        cancelRequest(&stream);
+        return false;
     }
+    const bool enough = stream.handler->onNext(response);
+    if (enough && !stream.cancelled) {
+        stream.handler->onCompleted();
+    }
+    return !enough;
 }
 
 }  // namespace device

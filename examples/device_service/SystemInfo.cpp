@@ -3,10 +3,14 @@
 #include <sys/statvfs.h>
 
 #include <algorithm>
+#include <charconv>
 #include <fstream>
+#include <iterator>
+#include <locale>
 #include <sstream>
 
 #include "util/config/Scalars.h"
+#include "zel/unicode/String.h"
 
 namespace device {
 
@@ -26,6 +30,15 @@ void add(Dictionary& facts, const std::string& name, double number) {
     facts.add(name, new ValueFloat(number));
 }
 
+// The next line that is text. A name that is not UTF-8 (somebody's memory stick) has no form in
+// JSON and would take all other facts down with it.
+bool nextLine(std::istream& file, std::string& line) {
+    do {
+        std::getline(file, line);
+    } while (file && !zel::unicode::isUtf8(line));
+    return !file.fail();
+}
+
 // A stream whose numbers are read the same under every locale.
 std::istringstream fieldsOf(const std::string& line) {
     std::istringstream fields(line);
@@ -38,13 +51,13 @@ constexpr char const* MEMORY[] = {"MemTotal", "MemFree",   "MemAvailable", "Buff
                                   "Cached",   "SwapTotal", "SwapFree"};
 
 void readMemory(std::istream& file, Dictionary& facts) {
-    for (std::string line; std::getline(file, line);) {
+    for (std::string line; nextLine(file, line);) {
         auto fields = fieldsOf(line);
         std::string name;
         unsigned long kilobytes = 0;
-        fields >> name >> kilobytes;
+        const bool told = !(fields >> name >> kilobytes).fail();
         name = name.substr(0, name.find(':'));
-        if (std::find(std::begin(MEMORY), std::end(MEMORY), name) != std::end(MEMORY)) {
+        if (told && std::find(std::begin(MEMORY), std::end(MEMORY), name) != std::end(MEMORY)) {
             add(facts, name, kilobytes * 1024);
         }
     }
@@ -57,56 +70,80 @@ void readLoad(std::istream& file, Dictionary& facts) {
     unsigned long running = 0;
     unsigned long tasks = 0;
     char slash = 0;
-    file >> minutes1 >> minutes5 >> minutes15 >> running >> slash >> tasks;
-    add(facts, "1min", minutes1);
-    add(facts, "5min", minutes5);
-    add(facts, "15min", minutes15);
-    add(facts, "running", running);
-    add(facts, "tasks", tasks);
+    if (file >> minutes1 >> minutes5 >> minutes15 >> running >> slash >> tasks) {
+        add(facts, "1min", minutes1);
+        add(facts, "5min", minutes5);
+        add(facts, "15min", minutes15);
+        add(facts, "running", running);
+        add(facts, "tasks", tasks);
+    }
 }
 
 void readUptime(std::istream& file, Dictionary& facts) {
     double up = 0;
     double idle = 0;
-    file >> up >> idle;
-    add(facts, "up", up);
-    add(facts, "idle", idle);
+    if (file >> up >> idle) {
+        add(facts, "up", up);
+        add(facts, "idle", idle);
+    }
 }
 
-// "cpu  USER NICE SYSTEM IDLE IOWAIT …": time that all processors spent, in clock ticks.
+// "cpu  USER NICE SYSTEM IDLE IOWAIT …": time that all processors spent, in clock ticks. Behind it
+// a line for each processor.
 void readCpu(std::istream& file, Dictionary& facts) {
     unsigned long processors = 0;
-    for (std::string line; std::getline(file, line);) {
+    for (std::string line; nextLine(file, line);) {
         auto fields = fieldsOf(line);
         std::string name;
         fields >> name;
         if (name == "cpu") {
+            unsigned long ticks = 0;
             for (char const* const what : {"user", "nice", "system", "idle", "iowait"}) {
-                unsigned long ticks = 0;
-                fields >> ticks;
-                add(facts, what, ticks);
+                if (fields >> ticks) {
+                    add(facts, what, ticks);
+                }
             }
         } else if (name.compare(0, 3, "cpu") == 0) {
             ++processors;
         }
     }
-    add(facts, "processors", processors);
+    if (processors > 0) {
+        add(facts, "processors", processors);
+    }
+}
+
+// The kernel writes "\040" for a blank in a field, and the like.
+std::string unescaped(const std::string& field) {
+    std::string text;
+    for (std::size_t i = 0; i < field.size(); ++i) {
+        char const* const digits = field.data() + i + 1;
+        unsigned int code = 0;
+        if (field[i] == '\\' && i + 3 < field.size() &&
+            std::from_chars(digits, digits + 3, code, 8).ptr == digits + 3 && code < 0x80) {
+            text += static_cast<char>(code);
+            i += 3;
+        } else {
+            text += field[i];
+        }
+    }
+    return text;
 }
 
 // "DEVICE FOLDER TYPE OPTIONS …": the mounts that stand for a device, with their space.
 void readStorage(std::istream& file, Dictionary& facts) {
-    for (std::string line; std::getline(file, line);) {
+    for (std::string line; nextLine(file, line);) {
         auto fields = fieldsOf(line);
         std::string source;
         std::string folder;
         std::string type;
         struct statvfs space {};
         fields >> source >> folder >> type;
+        folder = unescaped(folder);
         if (source.compare(0, 5, "/dev/") != 0 || statvfs(folder.c_str(), &space) != 0) {
             continue;
         }
         auto* const mount = new Dictionary();
-        mount->add("device", new ValueString(source));
+        mount->add("device", new ValueString(unescaped(source)));
         mount->add("type", new ValueString(type));
         add(*mount, "size", space.f_blocks * space.f_frsize);
         add(*mount, "available", space.f_bavail * space.f_frsize);
@@ -116,7 +153,7 @@ void readStorage(std::istream& file, Dictionary& facts) {
 
 // Two lines of headings, then "NAME: " and sixteen counters, eight each way.
 void readNetwork(std::istream& file, Dictionary& facts) {
-    for (std::string line; std::getline(file, line);) {
+    for (std::string line; nextLine(file, line);) {
         const std::size_t colon = line.find(':');
         if (colon == std::string::npos) {
             continue;
@@ -125,6 +162,9 @@ void readNetwork(std::istream& file, Dictionary& facts) {
         unsigned long counters[16] = {};
         for (unsigned long& counter : counters) {
             fields >> counter;
+        }
+        if (!fields) {
+            continue;
         }
         auto* const interface = new Dictionary();
         add(*interface, "receivedBytes", counters[0]);

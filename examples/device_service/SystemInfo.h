@@ -2,6 +2,7 @@
 
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "util/config/Dictionary.h"
@@ -17,8 +18,8 @@ public:
     /// What can be asked for, in ascending order.
     std::vector<std::string> names() const;
     bool has(const std::string& name) const;
-    /// The facts under the name; null when their file cannot be read. Sizes are in bytes, times in
-    /// seconds.
+    /// The facts under the name; null when their file cannot be read. One that its file does not
+    /// tell is left out. Sizes are in bytes, times in seconds.
     std::unique_ptr<util::config::Dictionary> read(const std::string& name) const;
 
 private:

@@ -4,6 +4,7 @@
 
 #include <CLI/CLI.hpp>
 #include <chrono>
+#include <exception>
 #include <iostream>
 #include <map>
 #include <memory>
@@ -33,7 +34,8 @@ std::vector<std::string> linesOf(const std::vector<std::string>& arguments) {
     return {line};
 }
 
-void readLines(device::LineReader& lines, device::Client& client) {
+// False when a line asks to quit.
+bool readLines(device::LineReader& lines, device::Client& client) {
     const bool terminal = isatty(STDIN_FILENO) != 0;
     if (terminal) {
         client.say("Send requests to this machine; \"help\" tells how, \"quit\" ends.");
@@ -43,29 +45,49 @@ void readLines(device::LineReader& lines, device::Client& client) {
             std::cout << "kova> " << std::flush;
         }
         const auto line = lines.next();
-        if (!line || !client.execute(*line)) {
-            return;
+        if (!line) {
+            return true;
+        }
+        if (!client.execute(*line)) {
+            return false;
         }
     }
 }
 
+std::unique_ptr<kova::StaticComposedKovaService> makeService(device::StoreDocument document,
+                                                             std::chrono::milliseconds interval) {
+    // The root of a service answers in the type that this function picks; without one, a request
+    // for the root ends the process.
+    kova::servicecomp::overrideMimeTypeFunc(device::acceptedType);
+    std::map<std::string, std::unique_ptr<kova::IResourceHandler>> handlers;
+    handlers["/system"] = std::make_unique<device::SystemHandler>(device::SystemInfo(), interval);
+    handlers["/store"] = std::make_unique<device::StoreHandler>(std::move(document));
+    return std::make_unique<kova::StaticComposedKovaService>(std::move(handlers));
+}
+
 }  // namespace
 
-int main(int argc, char** argv) {
+int main(int argc, char** argv) try {
     CLI::App app("This machine as a kova service, with a client that sends it requests.");
     std::string storeFile = "kova-store.json";
     unsigned int interval = 1000;
-    std::vector<std::string> arguments;
     app.add_option("--store", storeFile, "JSON file behind /store; made when it is not there")
         ->capture_default_str();
     app.add_option("--interval", interval, "milliseconds between the values of a stream")
         ->capture_default_str()
         ->check(CLI::Range(1U, 3600000U));
-    app.add_option("request", arguments, "a request, or several as one argument each");
-    app.footer(std::string("Without a request, lines are read from standard input:\n\n") +
+    app.footer(std::string("Behind the options comes a request, or several as one argument each. "
+                           "Without one, lines\nare read from standard input:\n\n") +
                device::Client::help());
-    app.positionals_at_end();
+    // From the first word of a request on nothing is an option or a list: dashes and brackets
+    // belong to the request.
+    app.prefix_command();
     CLI11_PARSE(app, argc, argv);
+    const std::vector<std::string> arguments = app.remaining();
+    if (!arguments.empty() && arguments[0][0] == '-') {
+        std::cerr << "unknown option " << arguments[0] << "; --help tells which there are\n";
+        return 1;
+    }
 
     device::StoreDocument document(storeFile);
     std::string reason;
@@ -74,34 +96,22 @@ int main(int argc, char** argv) {
         return 1;
     }
 
-    // The root of a service answers in the type that this function picks; without one, a request
-    // for the root ends the process.
-    kova::servicecomp::overrideMimeTypeFunc(device::acceptedType);
-    std::map<std::string, std::unique_ptr<kova::IResourceHandler>> handlers;
-    handlers["/system"] = std::make_unique<device::SystemHandler>(
-        device::SystemInfo(), std::chrono::milliseconds(interval));
-    handlers["/store"] = std::make_unique<device::StoreHandler>(std::move(document));
-
     device::LineReader lines(STDIN_FILENO);
-    // The client is declared first, so that it is there as long as the service may send events.
-    std::unique_ptr<kova::StaticComposedKovaService> service =
-        std::make_unique<kova::StaticComposedKovaService>(std::move(handlers));
     device::Client client(
-        *service, [&service] { service->shutdown(); }, std::cout);
+        makeService(std::move(document), std::chrono::milliseconds(interval)),
+        [&lines] { return lines.waitForStop(0); }, std::cout);
 
-    bool more = true;
+    bool more = !arguments.empty() || readLines(lines, client);
     for (const std::string& line : linesOf(arguments)) {
-        more = more && client.execute(line);
-    }
-    if (arguments.empty()) {
-        readLines(lines, client);
-        more = !lines.stopped();
+        more = more && !lines.waitForStop(0) && client.execute(line);
     }
     // At the end of the input, streams go on until somebody stops them.
     while (more && client.hasPending() && !lines.waitForStop(100)) {
     }
-    service->shutdown();
-    service.reset();
+    client.shutdown();
     client.say("the service is shut down");
     return 0;
+} catch (const std::exception& error) {
+    std::cerr << error.what() << '\n';
+    return 1;
 }

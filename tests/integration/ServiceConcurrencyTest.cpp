@@ -16,6 +16,7 @@
 #include <vector>
 
 #include "kova/core/StaticComposedKovaService.h"
+#include "support/Graveyard.h"
 #include "support/Reports.h"
 
 namespace kova {
@@ -35,27 +36,7 @@ struct Counts {
 
 thread_local long valuesOnThisThread = 0;
 
-/// Memory of destroyed handlers, given back when the test ends. A request handle is unique while
-/// its handler lives; here it is unique for the whole test, so that an entry which a termination
-/// came too early for is never taken for that of a later request.
-class Graveyard {
-public:
-    ~Graveyard() {
-        for (void* const memory : memory_) {
-            ::operator delete(memory);
-        }
-    }
-    void bury(void* memory) {
-        const std::lock_guard<std::mutex> guard(mutex_);
-        memory_.push_back(memory);
-    }
-
-private:
-    std::mutex mutex_;
-    std::vector<void*> memory_;
-};
-
-Graveyard graveyard;
+test::Graveyard graveyard;
 
 /// The caller's side of one request. Counts what arrives, and now and then calls back.
 class CountingHandler : public IResponseHandler<Response> {

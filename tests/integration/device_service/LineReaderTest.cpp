@@ -1,0 +1,201 @@
+#include "LineReader.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <ostream>
+#include <stdexcept>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace device {
+namespace {
+
+class Pipe {
+public:
+    Pipe() {
+        if (pipe(ends_) != 0) {
+            throw std::runtime_error("cannot make a pipe");
+        }
+    }
+    ~Pipe() {
+        closeInput();
+        ::close(ends_[0]);
+    }
+    Pipe(const Pipe&) = delete;
+    Pipe& operator=(const Pipe&) = delete;
+
+    int output() const { return ends_[0]; }
+    int input() const { return ends_[1]; }
+    void write(const std::string& text) const {
+        for (std::size_t done = 0; done < text.size();) {
+            const ssize_t count = ::write(ends_[1], text.data() + done, text.size() - done);
+            if (count <= 0) {
+                throw std::runtime_error("cannot write to a pipe");
+            }
+            done += static_cast<std::size_t>(count);
+        }
+    }
+    void closeInput() {
+        if (ends_[1] >= 0) {
+            ::close(ends_[1]);
+            ends_[1] = -1;
+        }
+    }
+
+private:
+    int ends_[2];
+};
+
+struct TextRow {
+    std::string text;
+    std::vector<std::string> lines;
+};
+
+const TextRow TEXTS[] = {
+    {"", {}},
+    {"\n", {""}},
+    {"one", {"one"}},
+    {"one\n", {"one"}},
+    {"one\ntwo", {"one", "two"}},
+    {"one\n\n\ntwo\n", {"one", "", "", "two"}},
+    {"one\r\ntwo\r", {"one", "two"}},
+    {"\r\n\r", {"", ""}},
+    {"a\rb\r\r\n", {"a\rb\r"}},
+    {std::string("\0a\0\n\0", 5), {std::string("\0a\0", 3), std::string(1, '\0')}},
+    {std::string(4095, 'a') + "\nb\n", {std::string(4095, 'a'), "b"}},
+    {std::string(4096, 'a') + "\nb\n", {std::string(4096, 'a'), "b"}},
+    {std::string(10000, 'a') + "\n" + std::string(10000, 'b'),
+     {std::string(10000, 'a'), std::string(10000, 'b')}},
+};
+
+std::vector<std::string> allLines(LineReader& reader) {
+    std::vector<std::string> lines;
+    while (auto line = reader.next()) {
+        lines.push_back(std::move(*line));
+    }
+    return lines;
+}
+
+TEST(LineReaderTest, ReadsTheLinesOfAPipe) {
+    for (const TextRow& row : TEXTS) {
+        Pipe pipe;
+        LineReader reader(pipe.output());
+        pipe.write(row.text);
+        pipe.closeInput();
+        EXPECT_EQ(allLines(reader), row.lines) << row.text.substr(0, 100);
+        EXPECT_FALSE(reader.next()) << "the end stays";
+        EXPECT_FALSE(reader.stopped());
+    }
+}
+
+TEST(LineReaderTest, HandsOutEachLineAsItComes) {
+    Pipe pipe;
+    LineReader reader(pipe.output());
+    pipe.write("one\ntw");
+    EXPECT_EQ(reader.next(), "one");
+    std::thread writer([&] {
+        pipe.write("o");
+        pipe.write("\nthree\n");
+    });
+    EXPECT_EQ(reader.next(), "two");
+    EXPECT_EQ(reader.next(), "three");
+    writer.join();
+}
+
+TEST(LineReaderTest, TakesAVeryLongLineAndRefusesALongerOne) {
+    Pipe pipe;
+    LineReader reader(pipe.output());
+    const std::string longest(LineReader::MAX_LINE, 'x');
+    std::thread writer([&] {
+        pipe.write(longest + "\n" + longest);
+        pipe.write(std::string(4096, 'x'));
+    });
+    EXPECT_EQ(reader.next(), longest);
+    EXPECT_THROW(reader.next(), std::length_error);
+    writer.join();
+}
+
+TEST(LineReaderTest, AFileThatCannotBeReadHasNoLines) {
+    const int folder = open("/", O_RDONLY);
+    EXPECT_FALSE(LineReader(folder).next());
+    close(folder);
+    constexpr int CLOSED = 1000;  // a number that no new file gets
+    EXPECT_FALSE(LineReader(CLOSED).next());
+}
+
+TEST(LineReaderTest, ASignalStopsTheReader) {
+    for (const int signal : {SIGINT, SIGTERM}) {
+        Pipe pipe;
+        LineReader reader(pipe.output());
+        pipe.write("one\ntwo\n");
+        EXPECT_EQ(reader.next(), "one");
+        EXPECT_FALSE(reader.waitForStop(0));
+        raise(signal);
+        raise(signal);
+        EXPECT_FALSE(reader.next()) << "not even a line that is there already";
+        EXPECT_TRUE(reader.stopped());
+        EXPECT_TRUE(reader.waitForStop(1000000));
+    }
+}
+
+TEST(LineReaderTest, EndlesslyManySignalsDoNotBlock) {
+    Pipe pipe;
+    LineReader reader(pipe.output());
+    for (int i = 0; i < 100000; ++i) {
+        raise(SIGINT);
+    }
+    EXPECT_TRUE(reader.waitForStop(0));
+}
+
+// A process of its own that reads lines until it is stopped.
+enum Outcome { STOPPED = 10, ENDED = 11 };
+
+TEST(LineReaderTest, SignalsEndAProcessThatWaitsForALine) {
+    for (const int signal : {SIGINT, SIGTERM}) {
+        for (int round = 0; round < 20; ++round) {
+            Pipe lines;
+            Pipe ready;
+            const pid_t child = fork();
+            if (child == 0) {
+                LineReader reader(lines.output());
+                ready.write("!");
+                while (reader.next()) {
+                }
+                _exit(reader.stopped() ? STOPPED : ENDED);
+            }
+            ASSERT_GT(child, 0);
+            char byte = 0;
+            ASSERT_EQ(read(ready.output(), &byte, 1), 1);
+            if (round % 2 == 0) {
+                lines.write("a line\nand the beginning of another");
+            }
+            kill(child, signal);
+            int status = 0;
+            waitpid(child, &status, 0);
+            EXPECT_TRUE(WIFEXITED(status));
+            EXPECT_EQ(WEXITSTATUS(status), STOPPED);
+        }
+    }
+}
+
+TEST(LineReaderTest, SignalsAreTheDefaultOnesAgainAfterwards) {
+    const pid_t child = fork();
+    if (child == 0) {
+        { const LineReader reader(-1); }
+        raise(SIGINT);
+        _exit(ENDED);
+    }
+    ASSERT_GT(child, 0);
+    int status = 0;
+    waitpid(child, &status, 0);
+    EXPECT_TRUE(WIFSIGNALED(status));
+    EXPECT_EQ(WTERMSIG(status), SIGINT);
+}
+
+}  // namespace
+}  // namespace device

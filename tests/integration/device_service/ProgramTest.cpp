@@ -1,0 +1,341 @@
+// The example as a whole: the built program, as a user starts it.
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <pty.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <stdexcept>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "LineReader.h"
+#include "TemporaryFolder.h"
+
+namespace device {
+namespace {
+
+using testing::HasSubstr;
+using testing::Not;
+
+using Arguments = std::vector<std::string>;
+
+[[noreturn]] void become(const std::string& folder, const Arguments& arguments) {
+    std::vector<char const*> words = {"sh", "-c", "exec " DEVICE_SERVICE " \"$@\"", "sh"};
+    for (const std::string& argument : arguments) {
+        words.push_back(argument.c_str());
+    }
+    words.push_back(nullptr);
+    if (chdir(folder.c_str()) == 0) {
+        execv("/bin/sh", const_cast<char**>(words.data()));
+    }
+    _exit(127);
+}
+
+/// The running program, with its input and its output (both kinds) in our hands.
+class Program {
+public:
+    enum class Input { Pipe, Terminal };
+
+    Program(const std::string& folder, const Arguments& arguments, Input kind = Input::Pipe) {
+        if (kind == Input::Terminal) {
+            child_ = forkpty(&output_, nullptr, nullptr, nullptr);
+            if (child_ == 0) {
+                become(folder, arguments);
+            }
+            input_ = dup(output_);
+            return;
+        }
+        int in[2];
+        int out[2];
+        if (pipe2(in, O_CLOEXEC) != 0 || pipe2(out, O_CLOEXEC) != 0) {
+            throw std::runtime_error("cannot make a pipe");
+        }
+        child_ = fork();
+        if (child_ == 0) {
+            dup2(in[0], STDIN_FILENO);
+            dup2(out[1], STDOUT_FILENO);
+            dup2(out[1], STDERR_FILENO);
+            become(folder, arguments);
+        }
+        close(in[0]);
+        close(out[1]);
+        input_ = in[1];
+        output_ = out[0];
+    }
+    ~Program() {
+        closeInput();
+        close(output_);
+        if (child_ > 0) {
+            kill(child_, SIGKILL);
+            waitpid(child_, nullptr, 0);
+        }
+    }
+    Program(const Program&) = delete;
+    Program& operator=(const Program&) = delete;
+
+    void write(const std::string& text) const {
+        for (std::size_t done = 0; done < text.size();) {
+            const ssize_t count = ::write(input_, text.data() + done, text.size() - done);
+            if (count <= 0) {
+                return;  // it does not listen any more
+            }
+            done += static_cast<std::size_t>(count);
+        }
+    }
+    void closeInput() {
+        if (input_ >= 0) {
+            close(input_);
+            input_ = -1;
+        }
+    }
+    void signal(int number) const {
+        ASSERT_GT(child_, 0);
+        kill(child_, number);
+    }
+    /// Reads on until the output has the text, behind the one that was awaited before.
+    void awaitOutput(const std::string& text) {
+        std::size_t found = output().find(text, seen_);
+        while (found == std::string::npos && readMore()) {
+            found = output().find(text, seen_);
+        }
+        ASSERT_NE(found, std::string::npos) << "no '" << text << "' in\n" << output();
+        seen_ = found + text.size();
+    }
+    /// Waits for the end; the exit status, or -1 when a signal ended it.
+    int wait() {
+        while (readMore()) {
+        }
+        int status = 0;
+        waitpid(std::exchange(child_, -1), &status, 0);
+        return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    }
+    /// What it has written so far.
+    const std::string& output() const { return text_; }
+
+private:
+    bool readMore() {
+        char buffer[4096];
+        const ssize_t count = read(output_, buffer, sizeof(buffer));
+        text_.append(buffer, count > 0 ? static_cast<std::size_t>(count) : 0);
+        return count > 0;
+    }
+
+    pid_t child_ = -1;
+    int input_ = -1;
+    int output_ = -1;
+    std::string text_;
+    std::size_t seen_ = 0;
+};
+
+constexpr char const* END = "the service is shut down\n";
+
+class ProgramTest : public testing::Test {
+protected:
+    ProgramTest() { std::signal(SIGPIPE, SIG_IGN); }
+    ~ProgramTest() override { std::signal(SIGPIPE, SIG_DFL); }
+
+    /// What the program prints for the input, when it ends well.
+    std::string run(const Arguments& arguments, const std::string& input = "") {
+        Program program(folder.path(), arguments);
+        program.write(input);
+        program.closeInput();
+        EXPECT_EQ(program.wait(), 0) << program.output();
+        EXPECT_TRUE(endsWell(program.output())) << program.output();
+        return program.output();
+    }
+    static bool endsWell(const std::string& output) {
+        const std::string end = END;
+        return output.size() >= end.size() &&
+               output.compare(output.size() - end.size(), end.size(), end) == 0;
+    }
+
+    test::TemporaryFolder folder;
+};
+
+TEST_F(ProgramTest, PlaysTheTour) {
+    const std::string output = run({"--interval", "10"}, test::readFile(TOUR));
+    std::size_t place = 0;
+    for (char const* const line :
+         {"> #1 cmd=retrieve path=/ ",
+          "payload application/json, 20 bytes: [\"/store\",\"/system\"]",
+          "> answers are wanted as application/vnd.axobin",
+          "payload application/vnd.axobin, 17 bytes: 9f 66 2f 73",
+          "= [\"/store\",\"/system\"]\n",
+          "[\"cpu\",\"load\",\"memory\",\"network\",\"storage\",\"uptime\"]",
+          "\"MemTotal\":",
+          "\"up\":",
+          "#6 next 299 Stream",
+          "#6 next 299 Stream",
+          "#6 next 299 Stream",
+          "> cancelled #6\n",
+          "#7 next 201 Created\n",
+          ": 5\n",
+          "#9 next 204 No Content\n",
+          "{\"stations\":[\"one\",\"between\",\"two\"],\"volume\":7}\n",
+          "[\"between\",\"two\"]\n",
+          "error 409 Conflict: there is something at '/store/volume'",
+          "error 400 Bad Request: the payload is no JSON value",
+          "error 404 Not Found: path '/store/nothing' not found",
+          "error 404 Not Found: path '/nowhere' not found",
+          "error 400 Bad Request: command 'update' not supported for path '/system/memory'",
+          "> shutdown\n",
+          "refused: the service is shut down\n",
+          END}) {
+        const std::size_t found = output.find(line, place);
+        ASSERT_NE(found, std::string::npos) << "no '" << line << "' in\n" << output.substr(place);
+        place = found + 1;
+    }
+    EXPECT_THAT(output, Not(HasSubstr("gave up")));
+    EXPECT_EQ(test::readFile(folder / "kova-store.json"),
+              "{\n  \"stations\": [\n    \"between\",\n    \"two\"\n  ],\n  \"volume\": 7\n}\n");
+}
+
+TEST_F(ProgramTest, TakesTheWordsOfARequestAsArguments) {
+    run({"--store", "s.json", "update", "/store/volume", "7"});
+    EXPECT_THAT(run({"--store=s.json", "retrieve", "/store"}), HasSubstr(": {\"volume\":7}\n"));
+    EXPECT_THAT(run({"retrieve", "/store"}), HasSubstr(": {}\n")) << "another file";
+}
+
+TEST_F(ProgramTest, LeavesTheValueInAnArgumentAsItIs) {
+    for (char const* const value : {"[]", "[1, 2]", "{}", "-5", "--5", "\"\"", "'x'", "[[1,2],[3]]",
+                                    "{\"a\": [1]}", "$(x)", "%%", "true"}) {
+        EXPECT_THAT(run({"update", "/store/x", value}),
+                    HasSubstr(std::string("payload='") + value + "'\n"));
+    }
+}
+
+TEST_F(ProgramTest, TakesSeveralRequestsAsOneArgumentEach) {
+    const std::string output =
+        run({"update /store/x [1]", "retrieve /store/x", "quit ", "retrieve /system"});
+    EXPECT_THAT(output, HasSubstr("3 bytes: [1]\n"));
+    EXPECT_THAT(output, Not(HasSubstr("/system")));
+}
+
+TEST_F(ProgramTest, ReadsLinesFromAPipe) {
+    const std::string output = run({}, "retrieve /store\r\n\n# nothing\nupdate /store/a 1");
+    EXPECT_THAT(output, HasSubstr("path=/store header"));
+    EXPECT_THAT(output, HasSubstr("\n\n# nothing\n"));
+    EXPECT_THAT(output, HasSubstr("#2 next 201 Created\n"));
+}
+
+TEST_F(ProgramTest, QuitAndShutdownEndWithOpenStreams) {
+    EXPECT_THAT(run({}, "watch /system/load\nquit\nretrieve /store\n"), Not(HasSubstr("/store")));
+    EXPECT_THAT(run({}, "watch /system/load\nshutdown\nretrieve /store\n"), HasSubstr("refused"));
+    run({"watch /system/load", "quit now"});
+}
+
+TEST_F(ProgramTest, TellsHowToUseIt) {
+    Program program(folder.path(), {"--help"});
+    EXPECT_EQ(program.wait(), 0);
+    EXPECT_THAT(program.output(), HasSubstr("--store"));
+    EXPECT_THAT(program.output(), HasSubstr("retrieve PATH"));
+}
+
+struct WrongRow {
+    Arguments arguments;
+    char const* reason;
+};
+
+TEST_F(ProgramTest, SaysWhatIsWrongWithTheCommandLine) {
+    test::writeFile(folder / "broken.json", "{");
+    for (const WrongRow& row : {WrongRow{{"--nosuch"}, "unknown option --nosuch"},
+                                {{"--interval", "0"}, "not in range 1 to 3600000"},
+                                {{"--interval", "soon"}, "--interval"},
+                                {{"--store"}, "--store"},
+                                {{"--store", "."}, "cannot read .\n"},
+                                {{"--store", "broken.json", "update", "/store/a", "1"},
+                                 "cannot take broken.json for the store: "}}) {
+        Program program(folder.path(), row.arguments);
+        program.closeInput();
+        EXPECT_GT(program.wait(), 0) << row.reason;
+        EXPECT_THAT(program.output(), HasSubstr(row.reason));
+    }
+    EXPECT_EQ(test::readFile(folder / "broken.json"), "{");
+}
+
+TEST_F(ProgramTest, GivesUpOnALineWithoutAnEnd) {
+    Program program(folder.path(), {});
+    program.write("watch /system/load\n" + std::string(LineReader::MAX_LINE + 10000, 'x'));
+    EXPECT_EQ(program.wait(), 1);
+    EXPECT_THAT(program.output(), HasSubstr("a line is too long\n"));
+}
+
+// Signals
+
+TEST_F(ProgramTest, ASignalEndsAStreamCleanly) {
+    for (const int signal : {SIGINT, SIGTERM}) {
+        Program program(folder.path(), {"--interval", "1", "watch", "/system/load"});
+        program.awaitOutput("#1 next 299 Stream");
+        program.awaitOutput("#1 next 299 Stream");
+        program.signal(signal);
+        EXPECT_EQ(program.wait(), 0);
+        EXPECT_TRUE(endsWell(program.output())) << program.output();
+    }
+}
+
+TEST_F(ProgramTest, StreamsGoOnAtTheEndOfTheInputUntilASignal) {
+    Program program(folder.path(), {"--interval", "1"});
+    program.write("watch /system/load\n");
+    program.closeInput();
+    for (int i = 0; i < 10; ++i) {
+        program.awaitOutput("#1 next 299 Stream");
+    }
+    program.signal(SIGINT);
+    EXPECT_EQ(program.wait(), 0);
+    EXPECT_TRUE(endsWell(program.output())) << program.output();
+}
+
+TEST_F(ProgramTest, ASignalEndsTheReadingOfLines) {
+    Program program(folder.path(), {});
+    program.write("retrieve /store\nhalf a li");
+    program.awaitOutput("#1 completed");
+    program.signal(SIGINT);
+    EXPECT_EQ(program.wait(), 0);
+    EXPECT_TRUE(endsWell(program.output())) << program.output();
+    EXPECT_THAT(program.output(), Not(HasSubstr("half")));
+}
+
+TEST_F(ProgramTest, ASignalEndsAWaitAndAllThatWasToFollow) {
+    const std::string first = "update /store/a 1";
+    const std::string last = "update /store/b 2";
+    Program lines(folder.path(), {});
+    lines.write(first + "\nwait 1000\n" + last + "\n");
+    Program arguments(folder.path(), {"--store", "other.json", first, "wait 1000", last});
+    for (Program* const program : {&lines, &arguments}) {
+        program->awaitOutput("#1 completed\n");
+        program->signal(SIGINT);
+        EXPECT_EQ(program->wait(), 0);
+        EXPECT_TRUE(endsWell(program->output())) << program->output();
+        EXPECT_THAT(program->output(), Not(HasSubstr(last)));
+    }
+    for (char const* const file : {"kova-store.json", "other.json"}) {
+        EXPECT_EQ(test::readFile(folder / file), "{\n  \"a\": 1\n}\n");
+    }
+}
+
+TEST_F(ProgramTest, TalksToATerminal) {
+    Program program(folder.path(), {"--interval", "1"}, Program::Input::Terminal);
+    program.awaitOutput("\"help\" tells how, \"quit\" ends.\r\nkova> ");
+    program.write("help\n");
+    program.awaitOutput("retrieve PATH");
+    program.awaitOutput("kova> ");
+    program.write("watch /system/load\n");
+    program.awaitOutput("#1 next 299 Stream");
+    program.write("\x03");
+    EXPECT_EQ(program.wait(), 0);
+    EXPECT_THAT(program.output(), HasSubstr("the service is shut down\r\n"));
+}
+
+TEST_F(ProgramTest, TheEndOfATerminalsInputEndsTheProgram) {
+    Program program(folder.path(), {}, Program::Input::Terminal);
+    program.awaitOutput("kova> ");
+    program.write("\x04");
+    EXPECT_EQ(program.wait(), 0);
+}
+
+}  // namespace
+}  // namespace device
