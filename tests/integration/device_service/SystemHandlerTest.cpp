@@ -230,7 +230,8 @@ TEST_F(SystemHandlerTest, UnknownHandlesAreIgnored) {
     answer->awaitRelease();
 }
 
-// Holds the sender's thread inside a receiver, from its second value on, until it is told to go on.
+// Holds the sender's thread inside a receiver, at its second value, until it is told to go on. It
+// must outlive the stream.
 struct HeldReceiver {
     explicit HeldReceiver(bool enough) {
         answer->onNext = [this, enough](unsigned long count) {
@@ -268,6 +269,7 @@ TEST_F(SystemHandlerTest, RequestsAreServedWhileAReceiverIsBusy) {
     EXPECT_EQ(test::ask(*service, Request("retrieve", "/system/uptime"))->code(), 200);
     EXPECT_EQ(test::ask(*service, watching("/system/uptime"))->values().size(), 1U);
     held.proceed.set_value();
+    service.reset();
 }
 
 TEST_F(SystemHandlerTest, AReceiverMayCancelItsOwnStream) {
