@@ -50,9 +50,15 @@ function(kova_test_options target optimize)
 endfunction()
 
 # A test program NAME over the listed sources and libraries: one entry for ctest, which fails on a
-# failed test and on a program without tests, and stops after TIMEOUT seconds (default 120).
+# failed test and on a program without tests, and stops after TIMEOUT seconds (default 120). Each of
+# its LABELS is a target too, LABEL_tests, which builds the programs that carry it. With NATIVE it is
+# left out where an emulator runs the tests.
 function(kova_add_test name)
-  cmake_parse_arguments(ARG "OPTIMIZE" "TIMEOUT" "SOURCES;LIBRARIES;LABELS" ${ARGN})
+  cmake_parse_arguments(ARG "OPTIMIZE;NATIVE" "TIMEOUT" "SOURCES;LIBRARIES;LABELS" ${ARGN})
+  if(ARG_NATIVE AND CMAKE_CROSSCOMPILING)
+    message(STATUS "${name} is left out: the emulator cannot run it")
+    return()
+  endif()
   if(NOT ARG_TIMEOUT)
     set(ARG_TIMEOUT 120)
   endif()
@@ -63,9 +69,9 @@ function(kova_add_test name)
   target_link_libraries(${name} PRIVATE ${ARG_LIBRARIES} GTest::gtest GTest::gmock kova_test_main)
   add_test(NAME ${name} COMMAND ${name})
   set_tests_properties(${name} PROPERTIES TIMEOUT ${ARG_TIMEOUT} LABELS "${ARG_LABELS}")
-  if("concurrent" IN_LIST ARG_LABELS)
-    add_dependencies(concurrent_tests ${name})
-  endif()
+  foreach(label IN LISTS ARG_LABELS)
+    add_dependencies(${label}_tests ${name})
+  endforeach()
 endfunction()
 
 # An object library NAME with a source for each header below the folders ROOTS, which includes this
