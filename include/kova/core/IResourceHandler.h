@@ -20,7 +20,8 @@ public:
     /// the mount path itself). Owns `handler` from now on and sends its events, before or after
     /// returning, on any thread, one at a time. Returns a handle of its own choice for a request
     /// that stays pending (it is given back to `cancelRequest`), else
-    /// `IKovaApi::UNDEFINED_REQUEST_HANDLE`.
+    /// `IKovaApi::UNDEFINED_REQUEST_HANDLE`; no handle either for a request that it has already
+    /// terminated: the service would keep it as pending, and a later request could be taken for it.
     virtual void* actionRequest(const Request& request,
                                 std::unique_ptr<IResponseHandler<Response>>&& handler,
                                 const std::string& resourcePath) = 0;
