@@ -6,6 +6,7 @@
 #include "kova/core/MimeTypes.h"
 #include "kova/core/StatusCodes.h"
 #include "kova/core/TypeSerializers.h"
+#include "kova/core/headers.h"
 #include "util/ByteBufferWriter.h"
 #include "util/config/Array.h"
 #include "util/config/Dictionary.h"
@@ -38,24 +39,43 @@ std::string acceptedType(const kova::Request& request) {
     return none ? kova::mimetypes::JSON_TYPE : type;
 }
 
+bool wantsStream(const kova::Request& request) {
+    std::string semantic;
+    const bool none = request.getHeaderValue(kova::headers::RESPONSE_SEMANTIC).get(semantic);
+    return !none && semantic == kova::headers::PERSISTENT_STREAM;
+}
+
 kova::Response makeResponse(const kova::Request& request, unsigned short code,
-                            const util::config::Value& value) {
+                            const Writer& write) {
     const std::string type = acceptedType(request);
     const std::unique_ptr<IStructuredSerializer> serializer(
         kova::serializer::Factory::createSerializer(kova::mimetypes::typename2id(type)));
     if (!serializer) {
-        return kova::Response::createErrorResponse(
-            statuscodes::BAD_REQUEST, ("there is no answer in the type '" + type + "'").c_str());
+        return fail(statuscodes::BAD_REQUEST, "there is no answer in the type '" + type + "'");
     }
     util::ByteBufferWriter writer(1024);
     unsigned long written = 0;
-    if (serializer->beginSerialize(&writer, nullptr) || serialize(*serializer, value) ||
+    if (serializer->beginSerialize(&writer, nullptr) || write(*serializer) ||
         serializer->endSerialize(written)) {
-        return kova::Response::createErrorResponse(
-            statuscodes::INTERNAL_SERVER_ERROR,
-            ("the value has no form in the type '" + type + "'").c_str());
+        return fail(statuscodes::INTERNAL_SERVER_ERROR,
+                    "the value has no form in the type '" + type + "'");
     }
     return {code, kova::Payload::createFromWriter(writer, type)};
+}
+
+kova::Response makeResponse(const kova::Request& request, unsigned short code,
+                            const util::config::Value& value) {
+    return makeResponse(request, code, [&value](IStructuredSerializer& serializer) {
+        return serialize(serializer, value);
+    });
+}
+
+kova::Response fail(unsigned short code, const std::string& reason) {
+    return kova::Response::createErrorResponse(code, reason.c_str());
+}
+
+kova::Response notFound(const kova::Request& request) {
+    return fail(statuscodes::NOT_FOUND, "path '" + request.getPath() + "' not found");
 }
 
 void answer(kova::IResponseHandler<kova::Response>& handler, const kova::Response& response) {
@@ -68,10 +88,9 @@ void answer(kova::IResponseHandler<kova::Response>& handler, const kova::Respons
 }
 
 void refuseCommand(kova::IResponseHandler<kova::Response>& handler, const kova::Request& request) {
-    handler.onError(kova::Response::createErrorResponse(
-        statuscodes::BAD_REQUEST, ("command '" + request.getCommand() +
-                                   "' not supported for path '" + request.getPath() + "'")
-                                      .c_str()));
+    handler.onError(fail(statuscodes::BAD_REQUEST, "command '" + request.getCommand() +
+                                                       "' not supported for path '" +
+                                                       request.getPath() + "'"));
 }
 
 }  // namespace device

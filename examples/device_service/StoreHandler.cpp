@@ -16,10 +16,6 @@ namespace commands = kova::commands;
 namespace statuscodes = kova::statuscodes;
 using util::config::Value;
 
-kova::Response fail(unsigned short code, const std::string& reason) {
-    return kova::Response::createErrorResponse(code, reason.c_str());
-}
-
 kova::Response statusOf(StoreDocument::Result result, const kova::Request& request) {
     const std::string& path = request.getPath();
     switch (result) {
@@ -28,7 +24,7 @@ kova::Response statusOf(StoreDocument::Result result, const kova::Request& reque
         case StoreDocument::Result::Created:
             return kova::Response(statuscodes::CREATED);
         case StoreDocument::Result::NotFound:
-            return fail(statuscodes::NOT_FOUND, "path '" + path + "' not found");
+            return notFound(request);
         case StoreDocument::Result::Exists:
             return fail(statuscodes::CONFLICT, "there is something at '" + path + "' already");
         case StoreDocument::Result::Conflict:

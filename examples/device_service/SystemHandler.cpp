@@ -12,16 +12,6 @@
 
 namespace device {
 
-namespace {
-
-bool wantsStream(const kova::Request& request) {
-    std::string semantic;
-    const bool none = request.getHeaderValue("$response-semantic").get(semantic);
-    return !none && semantic == "persistent-stream";
-}
-
-}  // namespace
-
 struct SystemHandler::Stream {
     Stream(kova::Request asked, std::string what,
            std::unique_ptr<kova::IResponseHandler<kova::Response>> receiver)
@@ -70,14 +60,12 @@ kova::Response SystemHandler::respond(const kova::Request& request, unsigned sho
         return makeResponse(request, code, list);
     }
     if (!info_.has(name)) {
-        return kova::Response::createErrorResponse(
-            kova::statuscodes::NOT_FOUND, ("path '" + request.getPath() + "' not found").c_str());
+        return notFound(request);
     }
     const auto facts = info_.read(name);
     return facts ? makeResponse(request, code, *facts)
-                 : kova::Response::createErrorResponse(
-                       kova::statuscodes::SERVICE_UNAVAILABLE,
-                       ("the system does not tell about '" + name + "'").c_str());
+                 : fail(kova::statuscodes::SERVICE_UNAVAILABLE,
+                        "the system does not tell about '" + name + "'");
 }
 
 void* SystemHandler::openStream(const kova::Request& request,

@@ -18,6 +18,7 @@
 #include "Answer.h"
 #include "TemporaryFolder.h"
 #include "kova/core/StaticComposedKovaService.h"
+#include "kova/core/headers.h"
 #include "support/Reports.h"
 #include "util/config/Scalars.h"
 
@@ -57,8 +58,7 @@ protected:
     }
     static Request watching(const std::string& path) {
         Request request("retrieve", path);
-        request.add2header("$response-semantic",
-                           new util::config::ValueString("persistent-stream"));
+        kova::headers::appendResponseSemantic(request, kova::headers::PERSISTENT_STREAM);
         return request;
     }
     void* open(const std::shared_ptr<Answer>& answer, const std::string& path = "/system/uptime") {
@@ -123,9 +123,9 @@ TEST_F(SystemHandlerTest, AnswersInTheTypeThatIsAskedFor) {
 
 TEST_F(SystemHandlerTest, OtherSemanticsAreAnsweredOnce) {
     Request other("retrieve", "/system/uptime");
-    other.add2header("$response-semantic", new util::config::ValueString("once"));
+    kova::headers::appendResponseSemantic(other, kova::headers::SINGLE_RESPONSE);
     EXPECT_EQ(test::ask(*service, other)->code(), 200);
-    other.add2header("$response-semantic", new util::config::ValueInt(1));
+    other.add2header(kova::headers::RESPONSE_SEMANTIC, new util::config::ValueInt(1));
     EXPECT_EQ(test::ask(*service, other)->code(), 200);
     EXPECT_EQ(test::ask(*service, watching("/system"))->code(), 200) << "the list never changes";
     EXPECT_EQ(test::ask(*service, watching("/system/nothing"))->code(), 404);
