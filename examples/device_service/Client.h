@@ -7,27 +7,38 @@
 #include <map>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <string>
 
+#include "Address.h"
 #include "kova/core/StaticComposedKovaService.h"
 
 namespace device {
 
-/// Owns a service, turns lines of text into requests to it and prints every event that comes back.
+/// Owns a service, sends it requests and prints every event that comes back.
 ///
-/// Lines may come from one thread only; events may arrive on any. Nothing is printed for a request
-/// that was cancelled.
+/// One thread sends; events may arrive on any. Nothing is printed for a request that was cancelled.
+/// Requests say who asks: the trace client id of the process and, if one was set, its agent token.
 class Client {
 public:
-    /// `interrupted` tells whether to give up waiting. `out` must outlive the client.
-    Client(std::unique_ptr<kova::StaticComposedKovaService> service,
+    /// `servicePath` names the service in locators and in requests. `interrupted` tells whether to
+    /// give up waiting. `out` must outlive the client.
+    Client(std::unique_ptr<kova::StaticComposedKovaService> service, std::string servicePath,
            std::function<bool()> interrupted, std::ostream& out);
 
-    /// The words that `execute` understands, for a user.
-    static char const* help();
+    const Address& address() const { return address_; }
 
-    /// Carries one line out. False when it asks to quit.
-    bool execute(const std::string& line);
+    /// Agrees with the service on a version of its interface, for a client built for `version`, and
+    /// prints the outcome. False when none suits: then nothing else should be asked.
+    bool connect(const std::string& version);
+    /// Sends a request, with the entries that say who asks.
+    void send(kova::Request request);
+    /// Asks for what the service has, in a mime type, and prints the locators.
+    void list(const std::string& mimeType);
+    /// Cancels the request of a number, or the latest that is pending.
+    void cancel(const std::optional<unsigned long>& number);
+    /// Waits for so many events, ten seconds at most.
+    void wait(unsigned long count);
     /// Whether some request has neither terminated nor been cancelled.
     bool hasPending();
     /// Shuts the service down, which cancels what is pending.
@@ -37,20 +48,19 @@ public:
 
 private:
     class Printer;
+    class ListPrinter;
 
-    void ask(const std::string& command, const std::string& rest);
-    void send(const kova::Request& request);
-    void cancel(const std::string& which);
-    void wait(const std::string& count);
-    void accept(const std::string& type);
+    void sign(kova::Request& request) const;
+    unsigned long begin(const std::string& text);
+    bool follow(unsigned long number, void* handle);
     void print(unsigned long number, const std::string& event, bool last);
 
     static constexpr std::chrono::milliseconds SLICE{100};
     static constexpr int SLICES = 100;
 
-    std::function<bool()> interrupted_;
+    const Address address_;
+    const std::function<bool()> interrupted_;
     std::ostream& out_;
-    std::string mimeType_;
     unsigned long lastNumber_ = 0;
     std::mutex mutex_;
     std::condition_variable changed_;

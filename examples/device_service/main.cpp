@@ -1,25 +1,37 @@
 // This machine as a service, and a client that sends it requests: one process, one composed service
-// with two resource handlers.
+// with four resource handlers.
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
 #include <chrono>
 #include <exception>
 #include <iostream>
+#include <iterator>
 #include <map>
 #include <memory>
 #include <string>
 #include <utility>
 #include <vector>
 
+#include "AboutHandler.h"
 #include "Client.h"
+#include "ClockHandler.h"
+#include "Console.h"
 #include "LineReader.h"
 #include "Replies.h"
 #include "StoreHandler.h"
 #include "SystemHandler.h"
 #include "kova/core/StaticComposedKovaService.h"
+#include "kova/core/headers.h"
+#include "tracing/client_helper.h"
 
 namespace {
+
+constexpr char const* SERVICE_PATH = "/device";
+/// The versions of the interface that this service serves, and the one that its client was built
+/// for.
+constexpr char const* VERSIONS[] = {"1.0.2", "1.2.1", "2.0.0"};
+constexpr char const* BUILT_FOR = "1.2.0";
 
 // Either each argument is a line, or all of them together are one: what has a blank in it is a
 // line.
@@ -35,7 +47,7 @@ std::vector<std::string> linesOf(const std::vector<std::string>& arguments) {
 }
 
 // False when a line asks to quit.
-bool readLines(device::LineReader& lines, device::Client& client) {
+bool readLines(device::LineReader& lines, device::Client& client, device::Console& console) {
     const bool terminal = isatty(STDIN_FILENO) != 0;
     if (terminal) {
         client.say("Send requests to this machine; \"help\" tells how, \"quit\" ends.");
@@ -48,7 +60,7 @@ bool readLines(device::LineReader& lines, device::Client& client) {
         if (!line) {
             return true;
         }
-        if (!client.execute(*line)) {
+        if (!console.execute(*line)) {
             return false;
         }
     }
@@ -60,57 +72,96 @@ std::unique_ptr<kova::StaticComposedKovaService> makeService(device::StoreDocume
     // for the root ends the process.
     kova::servicecomp::overrideMimeTypeFunc(device::acceptedType);
     std::map<std::string, std::unique_ptr<kova::IResourceHandler>> handlers;
+    handlers["/about"] = std::make_unique<device::AboutHandler>(
+        std::vector<std::string>(std::begin(VERSIONS), std::end(VERSIONS)));
+    handlers["/clock"] = std::make_unique<device::ClockHandler>(
+        [] { return device::toDateTime(std::chrono::system_clock::now()); }, interval);
     handlers["/system"] = std::make_unique<device::SystemHandler>(device::SystemInfo(), interval);
     handlers["/store"] = std::make_unique<device::StoreHandler>(std::move(document));
     return std::make_unique<kova::StaticComposedKovaService>(std::move(handlers));
+}
+
+/// What the command line says.
+struct Options {
+    std::string storeFile = "kova-store.json";
+    unsigned int interval = 1000;
+    std::string speaks = BUILT_FOR;
+    std::string clientId = "console";
+    /// Of requests.
+    std::vector<std::string> arguments;
+};
+
+void describe(CLI::App& app, Options& options) {
+    app.add_option("--store", options.storeFile,
+                   "JSON file behind /store; made when it is not there")
+        ->capture_default_str();
+    app.add_option("--interval", options.interval, "milliseconds between the values of a stream")
+        ->capture_default_str()
+        ->check(CLI::Range(1U, 3600000U));
+    app.add_option("--speaks", options.speaks,
+                   "version of the interface that the client is built for")
+        ->capture_default_str();
+    app.add_option("--client", options.clientId, "name under which the client sends its requests")
+        ->capture_default_str();
+    app.footer(std::string("Behind the options comes a request, or several as one argument each. "
+                           "Without one, lines\nare read from standard input:\n\n") +
+               device::Console::help() +
+               "\nThe variable ZEL_CONFIG_KOVA_AGT, if set, is the token that requests carry.\n");
+    // From the first word of a request on nothing is an option or a list: dashes and brackets
+    // belong to the request.
+    app.prefix_command();
+}
+
+// Sends the requests of the command line or, without any, those of standard input.
+void play(const std::vector<std::string>& arguments, device::LineReader& lines,
+          device::Client& client) {
+    device::Console console(client);
+    bool more = !arguments.empty() || readLines(lines, client, console);
+    for (const std::string& line : linesOf(arguments)) {
+        more = more && !lines.waitForStop(0) && console.execute(line);
+    }
+    // At the end of the input, streams go on until somebody stops them.
+    while (more && client.hasPending() && !lines.waitForStop(100)) {
+    }
+}
+
+int run(const Options& options) {
+    device::StoreDocument document(options.storeFile);
+    std::string reason;
+    if (document.load(reason)) {
+        std::cerr << reason << '\n';
+        return 1;
+    }
+    tracing::client_helper::setClientId(options.clientId);
+    kova::headers::setAgt("");  // that of the environment, so that no list of processes shows it
+
+    device::LineReader lines(STDIN_FILENO);
+    device::Client client(
+        makeService(std::move(document), std::chrono::milliseconds(options.interval)), SERVICE_PATH,
+        [&lines] { return lines.waitForStop(0); }, std::cout);
+    const bool connected = client.connect(options.speaks);
+    if (connected) {
+        play(options.arguments, lines, client);
+    }
+    client.shutdown();
+    client.say("the service is shut down");
+    return connected ? 0 : 1;
 }
 
 }  // namespace
 
 int main(int argc, char** argv) try {
     CLI::App app("This machine as a kova service, with a client that sends it requests.");
-    std::string storeFile = "kova-store.json";
-    unsigned int interval = 1000;
-    app.add_option("--store", storeFile, "JSON file behind /store; made when it is not there")
-        ->capture_default_str();
-    app.add_option("--interval", interval, "milliseconds between the values of a stream")
-        ->capture_default_str()
-        ->check(CLI::Range(1U, 3600000U));
-    app.footer(std::string("Behind the options comes a request, or several as one argument each. "
-                           "Without one, lines\nare read from standard input:\n\n") +
-               device::Client::help());
-    // From the first word of a request on nothing is an option or a list: dashes and brackets
-    // belong to the request.
-    app.prefix_command();
+    Options options;
+    describe(app, options);
     CLI11_PARSE(app, argc, argv);
-    const std::vector<std::string> arguments = app.remaining();
-    if (!arguments.empty() && arguments[0][0] == '-') {
-        std::cerr << "unknown option " << arguments[0] << "; --help tells which there are\n";
+    options.arguments = app.remaining();
+    if (!options.arguments.empty() && options.arguments[0][0] == '-') {
+        std::cerr << "unknown option " << options.arguments[0]
+                  << "; --help tells which there are\n";
         return 1;
     }
-
-    device::StoreDocument document(storeFile);
-    std::string reason;
-    if (document.load(reason)) {
-        std::cerr << reason << '\n';
-        return 1;
-    }
-
-    device::LineReader lines(STDIN_FILENO);
-    device::Client client(
-        makeService(std::move(document), std::chrono::milliseconds(interval)),
-        [&lines] { return lines.waitForStop(0); }, std::cout);
-
-    bool more = !arguments.empty() || readLines(lines, client);
-    for (const std::string& line : linesOf(arguments)) {
-        more = more && !lines.waitForStop(0) && client.execute(line);
-    }
-    // At the end of the input, streams go on until somebody stops them.
-    while (more && client.hasPending() && !lines.waitForStop(100)) {
-    }
-    client.shutdown();
-    client.say("the service is shut down");
-    return 0;
+    return run(options);
 } catch (const std::exception& error) {
     std::cerr << error.what() << '\n';
     return 1;

@@ -5,203 +5,148 @@
 
 #include <atomic>
 #include <chrono>
+#include <filesystem>
 #include <map>
 #include <memory>
-#include <ostream>
+#include <optional>
 #include <sstream>
 #include <string>
 #include <thread>
 #include <utility>
 #include <vector>
 
+#include "ClientFixture.h"
+#include "Console.h"
 #include "SystemHandler.h"
 #include "TemporaryFolder.h"
-#include "kova/core/MimeTypes.h"
+#include "kova/core/Errors.h"
 #include "kova/core/StaticComposedKovaService.h"
 #include "support/Reports.h"
 #include "support/Service.h"
-#include "util/config/Scalars.h"
 
 namespace device {
 namespace {
 
 using kova::Payload;
 using kova::Response;
+using test::HEADER;
 using testing::HasSubstr;
 using testing::Not;
 
-/// A client of a service with one resource, "/r", that does what the test says.
-class ClientTest : public testing::Test {
-protected:
-    /// What the line makes the client print.
-    std::string run(const std::string& line) {
-        out.str("");
-        EXPECT_TRUE(client.execute(line));
-        return out.str();
-    }
-    /// Answers every request at once.
-    void answerWith(const Response& response) {
-        resource.handle = nullptr;
-        resource.onRequest = [response](kova::IResponseHandler<Response>& handler) {
-            if (response.isErrorResponse()) {
-                handler.onError(response);
-            } else {
-                handler.onNext(response);
-                handler.onCompleted();
-            }
-        };
-    }
-    /// Lets requests stay pending from now on.
-    void leavePending() {
-        resource.onRequest = nullptr;
-        resource.handle = &resource;
-    }
-    kova::IResponseHandler<Response>& pending(std::size_t index) {
-        return *resource.asked.at(index).handler;
-    }
-
-    kova::test::Reports reports;
-    std::ostringstream out;
-    bool interrupted = false;
-    kova::test::Mounts mounts{{"/r"}};
-    kova::test::ScriptedResource& resource = mounts["/r"];
-    Client client{std::make_unique<kova::StaticComposedKovaService>(mounts.take()),
-                  [this] { return interrupted; }, out};
-};
+class ClientTest : public test::ClientFixture {};
 
 // Requests and answers
 
 TEST_F(ClientTest, PrintsTheRequestAndTheAnswer) {
     answerWith(Response(200, Payload::createFromJSON("[1, 2]")));
-    EXPECT_EQ(run("retrieve /r/x"),
-              "> #1 cmd=retrieve path=/r/x header='{\"$accept\":\"application/json\"}' "
-              "payload='<empty>'\n"
-              "  #1 next 200 Ok\n"
-              "      payload application/json, 6 bytes: [1, 2]\n"
-              "  #1 completed\n");
+    EXPECT_EQ(run("retrieve /r/x"), "> #1 retrieve /r/x\n" + HEADER +
+                                        "  #1 next 200 Ok\n"
+                                        "      payload application/json, 6 bytes: [1, 2]\n"
+                                        "  #1 completed\n");
     EXPECT_FALSE(client.hasPending());
 }
 
 TEST_F(ClientTest, PrintsAnAnswerWithoutAPayload) {
     answerWith(Response(204));
-    EXPECT_EQ(run("delete /r"),
-              "> #1 cmd=delete path=/r header='{\"$accept\":\"application/json\"}' "
-              "payload='<empty>'\n"
-              "  #1 next 204 No Content\n"
-              "  #1 completed\n");
+    EXPECT_EQ(run("delete /r"), "> #1 delete /r\n" + HEADER +
+                                    "  #1 next 204 No Content\n"
+                                    "  #1 completed\n");
 }
 
 TEST_F(ClientTest, PrintsAnErrorWithItsHeader) {
     answerWith(Response::createErrorResponse(409, "no room"));
-    EXPECT_EQ(run("insert /r 5"),
-              "> #1 cmd=insert path=/r header='{\"$accept\":\"application/json\"}' payload='5'\n"
-              "  #1 error 409 Conflict: no room\n"
-              "      header  {\"$errorMsg\":\"no room\"}\n");
+    EXPECT_EQ(run("insert /r 5"), "> #1 insert /r\n" + HEADER +
+                                      "      payload application/json, 1 bytes: 5\n"
+                                      "  #1 error 409 Conflict: no room\n"
+                                      "      header  {\"$errorMsg\":\"no room\"}\n");
     EXPECT_FALSE(client.hasPending());
 }
 
-TEST_F(ClientTest, PrintsTheHeaderOfAValue) {
-    Response response(200);
-    response.add2header("$note", new util::config::ValueInt(5));
-    answerWith(response);
-    EXPECT_THAT(run("retrieve /r"), HasSubstr("  #1 next 200 Ok\n      header  {\"$note\":5}\n"));
+TEST_F(ClientTest, SaysSoWhenARequestIsDroppedWithoutAnAnswer) {
+    resource.onRequest = [this](kova::IResponseHandler<Response>&) {
+        EXPECT_TRUE(client.hasPending());
+    };
+    EXPECT_EQ(run("retrieve /r"), "> #1 retrieve /r\n" + HEADER + "  #1 no answer\n");
 }
 
-struct LineRow {
-    char const* line;
-    char const* command;
-    char const* path;
-    char const* payload;
+// The list of resources
+
+TEST_F(ClientTest, ListsTheLocatorsOfTheResources) {
+    for (char const* const type : {"json", "binary"}) {
+        run(std::string("accept ") + type);
+        EXPECT_THAT(run("list"), HasSubstr(" next 1 resources\n      kova:/device$/r\n"));
+        EXPECT_THAT(out.str(), HasSubstr(" completed\n"));
+        EXPECT_FALSE(client.hasPending());
+    }
+}
+
+TEST_F(ClientTest, SaysSoWhenThereIsNoListOfResources) {
+    run("shutdown");
+    EXPECT_EQ(run("list"),
+              "> #1 list /device\n"
+              "  #1 no list: the service is shut down, or answers something else\n");
+    EXPECT_FALSE(client.hasPending());
+}
+
+// A service that answers its root itself.
+class OwnRootTest : public testing::Test {
+protected:
+    std::string list() {
+        out.str("");
+        client.list("application/json");
+        return out.str();
+    }
+
+    kova::test::Reports reports;
+    std::ostringstream out;
+    kova::test::Mounts mounts{{"/"}};
+    kova::test::ScriptedResource& root = mounts["/"];
+    Client client{std::make_unique<kova::StaticComposedKovaService>(mounts.take()), "/device",
+                  [] { return false; }, out};
 };
 
-void PrintTo(const LineRow& row, std::ostream* out) {
-    *out << '"' << row.line << '"';
+TEST_F(OwnRootTest, WhatIsNoListIsNotPrinted) {
+    root.onRequest = [](kova::IResponseHandler<Response>& handler) {
+        handler.onNext(Response(200, Payload::createFromJSON("5")));
+    };
+    EXPECT_THAT(list(), HasSubstr("\n  #1 no list: "));
+    EXPECT_EQ(reports.take().back().number, kova::errors::DeserializationError);
 }
 
-constexpr LineRow LINES[] = {
-    {"update /r 5", "update", "", "5"},
-    {"  update \t /r/a/b \t {\"a\": 1}", "update", "a/b", "{\"a\": 1}"},
-    {"insert /r  two  words ", "insert", "", "two  words "},
-    {"update /r {\"open\":", "update", "", "{\"open\":"},
-    {"delete /r/", "delete", "", "<empty>"},
-    {"observe /r/x", "observe", "x", "<empty>"},
-    {"retrieve /r/#x", "retrieve", "#x", "<empty>"},
-    {"Quit /r", "Quit", "", "<empty>"},
-};
-
-TEST_F(ClientTest, SendsWhatTheLineSays) {
-    answerWith(Response(200));
-    for (const LineRow& row : LINES) {
-        SCOPED_TRACE(testing::PrintToString(row));
-        const std::string printed = run(row.line);
-        EXPECT_EQ(resource.asked.back().command, row.command);
-        EXPECT_EQ(resource.asked.back().resourcePath, row.path);
-        EXPECT_THAT(printed, HasSubstr(std::string("payload='") + row.payload + "'\n"));
-    }
+TEST_F(OwnRootTest, AnErrorIsPrinted) {
+    root.onRequest = [](kova::IResponseHandler<Response>& handler) {
+        handler.onError(Response::createErrorResponse(503, "closed"));
+    };
+    EXPECT_THAT(list(), HasSubstr("\n  #1 error 503 Service Unavailable: closed\n"));
+    EXPECT_FALSE(client.hasPending());
 }
 
-TEST_F(ClientTest, ALineWithoutAPathIsARequestForNothing) {
-    EXPECT_THAT(run("retrieve"), HasSubstr("#1 error 404 Not Found: path '' not found\n"));
-    EXPECT_THAT(run("nonsense"), HasSubstr("> #2 cmd=nonsense path= "));
+TEST_F(OwnRootTest, AListMayComeLaterOrBeCancelled) {
+    root.handle = &root;
+    list();
+    EXPECT_TRUE(client.hasPending());
+    root.asked.back().handler->onNext(Response(200, Payload::createFromJSON("[\"/a\"]")));
+    EXPECT_THAT(out.str(), HasSubstr("\n  #1 next 1 resources\n      kova:/device$/a\n"));
+    client.cancel(std::nullopt);
+    EXPECT_EQ(root.cancelled.size(), 1U);
+    EXPECT_FALSE(client.hasPending());
 }
 
-TEST_F(ClientTest, AsksForTheTypeThatWasAccepted) {
-    answerWith(Response(200));
-    EXPECT_EQ(run("accept binary"), "> answers are wanted as application/vnd.axobin\n");
-    EXPECT_THAT(run("retrieve /r"), HasSubstr("{\"$accept\":\"application/vnd.axobin\"}"));
-    for (char const* const line : {"accept", "accept x", "accept Json", "accept jsonx"}) {
-        EXPECT_EQ(run(line), "accept json, or accept binary\n");
-    }
-    EXPECT_EQ(run("accept  json "), "> answers are wanted as application/json\n");
-    EXPECT_THAT(run("retrieve /r"), HasSubstr("{\"$accept\":\"application/json\"}"));
-}
+// Versions
 
-Payload binary(const std::string& bytes) {
-    return Payload::createFromRaw(reinterpret_cast<unsigned char const*>(bytes.data()),
-                                  bytes.size(), kova::mimetypes::AXOBIN_TYPE);
-}
-
-TEST_F(ClientTest, ShowsBinaryAsBytesAndAsTheJsonThatTheyStandFor) {
-    answerWith(Response(200, binary("\x82\x01\xf5")));
-    EXPECT_THAT(run("retrieve /r"),
-                HasSubstr("payload application/vnd.axobin, 3 bytes: 82 01 f5 = [1,true]\n"));
-    answerWith(Response(200, binary("\x78\x20" + std::string(32, 'a'))));
-    EXPECT_THAT(run("retrieve /r"), HasSubstr("34 bytes: 78 20 61 61 61 61 61 61 61 61 61 61 61 61 "
-                                              "61 61 61 61 61 61 61 61 61 61 … = \"aaaa"));
-    answerWith(Response(200, binary("\xff\xfe")));
-    EXPECT_THAT(run("retrieve /r"), HasSubstr("2 bytes: ff fe = <failed>\n"));
-    answerWith(Response(200, binary("")));
-    EXPECT_THAT(run("retrieve /r"), HasSubstr("0 bytes: = <failed>\n"));
-}
-
-TEST_F(ClientTest, ShowsPayloadsOfOtherTypesByTheirName) {
-    unsigned char const byte = 1;
-    answerWith(Response(200, Payload::createFromRaw(&byte, 1, "application/octet-stream")));
-    EXPECT_THAT(run("retrieve /r"), HasSubstr("application/octet-stream, 1 bytes: <binary>\n"));
-    answerWith(Response(200, Payload::createFromRaw(&byte, 1, "x/y")));
-    EXPECT_THAT(run("retrieve /r"), HasSubstr("x/y, 1 bytes: <unknown>\n"));
-}
-
-// Lines that send nothing
-
-TEST_F(ClientTest, RepeatsCommentsAndEmptyLines) {
-    for (char const* const line : {"", "  ", "\t", "# retrieve /r", "  #x"}) {
-        EXPECT_EQ(run(line), line + std::string("\n"));
-    }
-    EXPECT_TRUE(resource.asked.empty());
-}
-
-TEST_F(ClientTest, HelpNamesEveryCommand) {
-    const std::string help = run("help");
-    for (char const* const word : {"retrieve", "watch", "cancel", "update", "insert", "delete",
-                                   "accept", "wait", "shutdown", "help", "quit"}) {
-        EXPECT_THAT(help, HasSubstr(word));
-    }
-}
-
-TEST_F(ClientTest, QuitEnds) {
-    EXPECT_FALSE(client.execute("quit"));
-    EXPECT_FALSE(client.execute("  quit now"));
+TEST_F(OwnRootTest, ConnectsWhenAVersionSuits) {
+    root.onRequest = [](kova::IResponseHandler<Response>& handler) {
+        handler.onNext(Response(200, Payload::createFromJSON("[\"1.0.2\",\"1.2.1\"]")));
+        handler.onCompleted();
+    };
+    EXPECT_TRUE(client.connect("1.2.0"));
+    EXPECT_EQ(root.asked.back().resourcePath, "about/versions");
+    EXPECT_EQ(out.str(),
+              "> connect to /device: interface 1.2.1 serves a client built for 1.2.0 "
+              "(offered: 1.0.2, 1.2.1)\n");
+    EXPECT_FALSE(client.connect("2.0.0"));
+    EXPECT_THAT(out.str(), HasSubstr("\n> connect to /device: no interface serves a client built "
+                                     "for 2.0.0 (offered: 1.0.2, 1.2.1)\n"));
 }
 
 // Streams
@@ -209,8 +154,9 @@ TEST_F(ClientTest, QuitEnds) {
 TEST_F(ClientTest, AWatchStaysPendingAndPrintsEveryValue) {
     leavePending();
     EXPECT_EQ(run("watch /r/x"),
-              "> #1 cmd=retrieve path=/r/x header='{\"$accept\":\"application/json\","
-              "\"$response-semantic\":\"persistent-stream\"}' payload='<empty>'\n");
+              "> #1 retrieve /r/x\n"
+              "      header  {\"$accept\":\"application/json\",\"$client-id\":\"unknown\","
+              "\"$response-semantic\":\"persistent-stream\",\"$service-path\":\"/device\"}\n");
     EXPECT_TRUE(client.hasPending());
     out.str("");
     pending(0).onNext(Response(299, Payload::createFromJSON("1")));
@@ -241,18 +187,6 @@ TEST_F(ClientTest, CancelEndsTheLatestOrTheNamed) {
         handles.push_back(reinterpret_cast<std::uintptr_t>(handle));
     }
     EXPECT_THAT(handles, testing::ElementsAre(4, 2, 3, 1));
-}
-
-TEST_F(ClientTest, CancelOfAnythingElseDoesNothing) {
-    leavePending();
-    run("watch /r");
-    for (char const* const line :
-         {"cancel 0", "cancel 2", "cancel x", "cancel 1x", "cancel 1.0", "cancel -1", "cancel +1",
-          "cancel 0x1", "cancel 18446744073709551617", "cancel 99999999999999999999999"}) {
-        EXPECT_EQ(run(line), "nothing to cancel\n") << line;
-    }
-    EXPECT_TRUE(resource.cancelled.empty());
-    EXPECT_TRUE(client.hasPending());
 }
 
 TEST_F(ClientTest, PrintsNothingForACancelledRequest) {
@@ -302,8 +236,8 @@ TEST_F(ClientTest, WaitEndsWithTheEventsOfAnotherThread) {
             pending(0).onNext(Response(299));
         }
     });
-    client.execute("wait 3");
-    client.execute("wait");
+    console.execute("wait 3");
+    console.execute("wait");
     done = true;
     sender.join();
     EXPECT_THAT(out.str(), Not(HasSubstr("gave up")));
@@ -311,13 +245,6 @@ TEST_F(ClientTest, WaitEndsWithTheEventsOfAnotherThread) {
 
 TEST_F(ClientTest, WaitForNothingEndsAtOnce) {
     EXPECT_EQ(run("wait 0"), "");
-}
-
-TEST_F(ClientTest, WaitNeedsACount) {
-    for (char const* const line :
-         {"wait x", "wait 1x", "wait -1", "wait 1.5", "wait 18446744073709551616"}) {
-        EXPECT_EQ(run(line), "wait, or wait COUNT\n") << line;
-    }
 }
 
 TEST_F(ClientTest, AnInterruptionEndsTheWait) {
@@ -336,29 +263,32 @@ protected:
         handlers["/system"] = std::make_unique<SystemHandler>(SystemInfo(folder.path()),
                                                               std::chrono::milliseconds(1));
         client = std::make_unique<Client>(
-            std::make_unique<kova::StaticComposedKovaService>(std::move(handlers)),
+            std::make_unique<kova::StaticComposedKovaService>(std::move(handlers)), "/device",
             [] { return false; }, out);
+        console = std::make_unique<Console>(*client);
     }
 
     test::TemporaryFolder folder;
     std::ostringstream out;
     std::unique_ptr<Client> client;
+    std::unique_ptr<Console> console;
 };
 
 TEST_F(BusyClientTest, LinesOfManyStreamsAreWhole) {
     for (int i = 0; i < 5; ++i) {
-        client->execute("watch /system/uptime");
-        client->execute("wait 3");
-        client->execute("retrieve /system");
+        console->execute("watch /system/uptime");
+        console->execute("wait 3");
+        console->execute("retrieve /system");
     }
     for (int i = 0; i < 5; ++i) {
-        client->execute("cancel");
+        console->execute("cancel");
         client->say("-");
     }
     client.reset();
     std::istringstream lines(out.str());
     for (std::string line; std::getline(lines, line);) {
-        EXPECT_THAT(line, testing::ContainsRegex("^(> #[0-9]+ cmd=retrieve path=.*'<empty>'|"
+        EXPECT_THAT(line, testing::ContainsRegex("^(> #[0-9]+ retrieve /.*|"
+                                                 "      header  [{].*[}]|"
                                                  "> cancelled #[0-9]+|-|"
                                                  "  #[0-9]+ next (299 Stream|200 Ok)|"
                                                  "  #[0-9]+ completed|"
@@ -367,11 +297,11 @@ TEST_F(BusyClientTest, LinesOfManyStreamsAreWhole) {
 }
 
 TEST_F(BusyClientTest, NoEventFollowsTheCancellation) {
-    client->execute("watch /system/uptime");
-    client->execute("wait 5");
-    client->execute("cancel");
-    client->execute("watch /system/uptime");
-    client->execute("wait 5");
+    console->execute("watch /system/uptime");
+    console->execute("wait 5");
+    console->execute("cancel");
+    console->execute("watch /system/uptime");
+    console->execute("wait 5");
     client.reset();
     const std::string text = out.str();
     EXPECT_THAT(text.substr(text.find("> cancelled #1")), Not(HasSubstr("  #1 ")));
@@ -379,8 +309,8 @@ TEST_F(BusyClientTest, NoEventFollowsTheCancellation) {
 
 TEST_F(BusyClientTest, ShutdownAndDestructionEndTheStreams) {
     for (const bool shutDown : {false, true}) {
-        client->execute("watch /system/uptime");
-        client->execute("wait 2");
+        console->execute("watch /system/uptime");
+        console->execute("wait 2");
         if (shutDown) {
             client->shutdown();
             EXPECT_FALSE(client->hasPending());

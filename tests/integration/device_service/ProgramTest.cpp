@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include <csignal>
+#include <cstdlib>
 #include <stdexcept>
 #include <string>
 #include <utility>
@@ -160,28 +161,44 @@ TEST_F(ProgramTest, PlaysTheTour) {
     const std::string output = run({"--interval", "10"}, test::readFile(TOUR));
     std::size_t place = 0;
     for (char const* const line :
-         {"> #1 cmd=retrieve path=/ ",
-          "payload application/json, 20 bytes: [\"/store\",\"/system\"]",
+         {"> connect to /device: interface 1.2.1 serves a client built for 1.2.0 (offered: ",
+          "> #1 list /device\n",
+          "      kova:/device$/about\n",
+          "      kova:/device$/clock\n",
+          "      kova:/device$/store\n",
+          "      kova:/device$/system\n",
+          "> #2 retrieve /\n",
+          "payload application/json, 38 bytes: [\"/about\",\"/clock\",\"/store\",\"/system\"]",
           "> answers are wanted as application/vnd.axobin",
-          "payload application/vnd.axobin, 17 bytes: 9f 66 2f 73",
-          "= [\"/store\",\"/system\"]\n",
+          "payload application/vnd.axobin, 31 bytes: 9f 66 2f 61",
+          "= [\"/about\",\"/clock\",\"/store\",\"/system\"]\n",
           "[\"cpu\",\"load\",\"memory\",\"network\",\"storage\",\"uptime\"]",
+          "> #5 retrieve /system/memory\n",
           "\"MemTotal\":",
           "\"up\":",
-          "#6 next 299 Stream",
-          "#6 next 299 Stream",
-          "#6 next 299 Stream",
-          "> cancelled #6\n",
-          "#7 next 201 Created\n",
+          "#7 next 299 Stream",
+          "#7 next 299 Stream",
+          "#7 next 299 Stream",
+          "> cancelled #7\n",
+          "#8 next 299 Stream\n      payload application/json, 26 bytes: \"20",
+          "#8 next 299 Stream",
+          "> cancelled #8\n",
+          "> #9 retrieve /clock/in\n",
+          "#9 next 200 Ok\n      payload application/json, 26 bytes: \"20",
+          "#9 completed\n",
+          "{\"client\":\"console\",\"service\":\"/device\",\"token\":\"none\"}\n",
+          "#11 next 201 Created\n",
           ": 5\n",
-          "#9 next 204 No Content\n",
+          "#13 next 204 No Content\n",
           "{\"stations\":[\"one\",\"between\",\"two\"],\"volume\":7}\n",
           "[\"between\",\"two\"]\n",
           "error 409 Conflict: there is something at '/store/volume'",
           "error 400 Bad Request: the payload is no JSON value",
           "error 404 Not Found: path '/store/nothing' not found",
           "error 404 Not Found: path '/nowhere' not found",
+          "'kova:/radio$/system' leads to the service /radio, and this one is /device\n",
           "error 400 Bad Request: command 'update' not supported for path '/system/memory'",
+          "error 400 Bad Request: the payload is no duration without years and months",
           "> shutdown\n",
           "refused: the service is shut down\n",
           END}) {
@@ -204,7 +221,7 @@ TEST_F(ProgramTest, LeavesTheValueInAnArgumentAsItIs) {
     for (char const* const value : {"[]", "[1, 2]", "{}", "-5", "--5", "\"\"", "'x'", "[[1,2],[3]]",
                                     "{\"a\": [1]}", "$(x)", "%%", "true"}) {
         EXPECT_THAT(run({"update", "/store/x", value}),
-                    HasSubstr(std::string("payload='") + value + "'\n"));
+                    HasSubstr(" bytes: " + std::string(value) + "\n  #1 "));
     }
 }
 
@@ -217,7 +234,7 @@ TEST_F(ProgramTest, TakesSeveralRequestsAsOneArgumentEach) {
 
 TEST_F(ProgramTest, ReadsLinesFromAPipe) {
     const std::string output = run({}, "retrieve /store\r\n\n# nothing\nupdate /store/a 1");
-    EXPECT_THAT(output, HasSubstr("path=/store header"));
+    EXPECT_THAT(output, HasSubstr("> #1 retrieve /store\n"));
     EXPECT_THAT(output, HasSubstr("\n\n# nothing\n"));
     EXPECT_THAT(output, HasSubstr("#2 next 201 Created\n"));
 }
@@ -228,11 +245,36 @@ TEST_F(ProgramTest, QuitAndShutdownEndWithOpenStreams) {
     run({"watch /system/load", "quit now"});
 }
 
+TEST_F(ProgramTest, SaysWhoAsks) {
+    ASSERT_EQ(setenv("ZEL_CONFIG_KOVA_AGT", "a-secret-token", 1), 0);
+    const std::string output = run({"--client", "me", "retrieve", "/about/request"});
+    unsetenv("ZEL_CONFIG_KOVA_AGT");
+    EXPECT_THAT(output, HasSubstr("\"$auth-token\":\"(not shown)\",\"$client-id\":\"me\","));
+    EXPECT_THAT(output,
+                HasSubstr("{\"client\":\"me\",\"service\":\"/device\",\"token\":\"given\"}"));
+    EXPECT_THAT(output, Not(HasSubstr("secret")));
+}
+
+TEST_F(ProgramTest, GoesOnWithAServiceThatSuitsAndNotWithAnother) {
+    EXPECT_THAT(
+        run({"--speaks", "2.0.0", "list"}),
+        HasSubstr("> connect to /device: interface 2.0.0 serves a client built for 2.0.0 "));
+    for (char const* const version : {"3.0.0", "newest"}) {
+        Program program(folder.path(), {"--speaks", version, "list"});
+        EXPECT_EQ(program.wait(), 1);
+        EXPECT_THAT(program.output(), HasSubstr("no interface serves a client built for "));
+        EXPECT_THAT(program.output(), Not(HasSubstr("#1")));
+        EXPECT_TRUE(endsWell(program.output())) << program.output();
+    }
+}
+
 TEST_F(ProgramTest, TellsHowToUseIt) {
     Program program(folder.path(), {"--help"});
     EXPECT_EQ(program.wait(), 0);
-    EXPECT_THAT(program.output(), HasSubstr("--store"));
-    EXPECT_THAT(program.output(), HasSubstr("retrieve PATH"));
+    for (char const* const word : {"--store", "--interval", "--speaks", "--client", "retrieve PATH",
+                                   "kova:/device$/system/memory", "ZEL_CONFIG_KOVA_AGT"}) {
+        EXPECT_THAT(program.output(), HasSubstr(word));
+    }
 }
 
 struct WrongRow {

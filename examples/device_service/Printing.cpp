@@ -1,0 +1,68 @@
+#include "Printing.h"
+
+#include <memory>
+
+#include "kova/core/MimeTypes.h"
+#include "kova/core/headers.h"
+#include "util/config/Dictionary.h"
+#include "util/config/Scalars.h"
+
+namespace device {
+
+namespace {
+
+using util::config::Dictionary;
+using util::config::Value;
+
+/// The first bytes in hexadecimal, for formats that are not text.
+std::string hexText(const kova::Payload& payload) {
+    constexpr std::size_t MOST = 24;
+    constexpr char DIGITS[] = "0123456789abcdef";
+    std::string text;
+    for (std::size_t i = 0; i < payload.size() && i < MOST; ++i) {
+        text += {DIGITS[payload.data()[i] >> 4], DIGITS[payload.data()[i] & 0x0F], ' '};
+    }
+    return text + (payload.size() > MOST ? "… = " : "= ");
+}
+
+std::string payloadText(const kova::Payload& payload) {
+    std::string text;
+    kova::Payload::createStringFrom(payload, text, true);
+    const bool binary = payload.getMimeType() == kova::mimetypes::AXOBIN_TYPE;
+    return payload.getMimeType() + ", " + std::to_string(payload.size()) +
+           " bytes: " + (binary ? hexText(payload) : std::string()) + text;
+}
+
+std::string headerText(const Value& header) {
+    if (!header.hasKey(std::string(kova::headers::AUTH_TOKEN))) {
+        return header.toJson(true);
+    }
+    const std::unique_ptr<Value, void (*)(Value*)> shown(header.clone(), Value::destroy);
+    static_cast<Dictionary&>(*shown).set(kova::headers::AUTH_TOKEN,
+                                         new util::config::ValueString("(not shown)"));
+    return shown->toJson(true);
+}
+
+template <typename Message>
+std::string partsOf(const Message& message) {
+    std::string text;
+    if (message.getHeader().isDictionary()) {
+        text += "\n      header  " + headerText(message.getHeader());
+    }
+    if (!message.getPayload().isEmpty()) {
+        text += "\n      payload " + payloadText(message.getPayload());
+    }
+    return text;
+}
+
+}  // namespace
+
+std::string textOf(const kova::Request& request) {
+    return request.getCommand() + " " + request.getPath() + partsOf(request);
+}
+
+std::string textOf(const kova::Response& response) {
+    return response.getErrorMessageWithCode() + partsOf(response);
+}
+
+}  // namespace device

@@ -1,0 +1,103 @@
+#include "Address.h"
+
+#include <gtest/gtest.h>
+
+#include <ostream>
+#include <string>
+
+namespace device {
+namespace {
+
+struct AddressRow {
+    char const* text;
+    char const* path;  // or the reason of the refusal
+};
+
+void PrintTo(const AddressRow& row, std::ostream* out) {
+    *out << '"' << row.text << '"';
+}
+
+constexpr AddressRow TAKEN[] = {
+    {"", ""},
+    {"/", "/"},
+    {"/system/memory", "/system/memory"},
+    {"system", "system"},
+    {"//store/a$b", "//store/a$b"},
+    {"/store/a:b", "/store/a:b"},
+    {"store/kova:/x", "store/kova:/x"},
+    {"/store/#x?y", "/store/#x?y"},
+    {"kova:/device$/system/memory", "/system/memory"},
+    {"kova:/device$system", "/system"},
+    {"kova:/device/$/system/", "/system/"},
+    {"kova:/device$/", "/"},
+    {"kova:/device$", "/"},
+    {"kova:/device$/store/a$b", "/store/a$b"},
+};
+
+constexpr AddressRow REFUSED[] = {
+    {"http://host/x", "'http://host/x' is no locator: its scheme is not kova:"},
+    {"KOVA:/device$/x", "'KOVA:/device$/x' is no locator: its scheme is not kova:"},
+    {":/x", "':/x' is no locator: its scheme is not kova:"},
+    {"kova:",
+     "'kova:' is malformed: a locator is a scheme and two paths, as "
+     "kova:/device$/system is"},
+    {"kova://host/device$/x",
+     "'kova://host/device$/x' is malformed: a locator is a scheme and two "
+     "paths, as kova:/device$/system is"},
+    {"kova:/device$/x?y",
+     "'kova:/device$/x?y' is malformed: a locator is a scheme and two paths, "
+     "as kova:/device$/system is"},
+    {"kova:/device$/x#y",
+     "'kova:/device$/x#y' is malformed: a locator is a scheme and two paths, "
+     "as kova:/device$/system is"},
+    {"kova:device$/x",
+     "'kova:device$/x' is malformed: a locator is a scheme and two paths, as "
+     "kova:/device$/system is"},
+    {"kova:/system",
+     "'kova:/system' does not say which service: a '$' ends its path, as "
+     "kova:/device$/system is"},
+    {"kova:/radio$/x", "'kova:/radio$/x' leads to the service /radio, and this one is /device"},
+    {"kova:/device/2$/x",
+     "'kova:/device/2$/x' leads to the service /device/2, and this one is /device"},
+};
+
+TEST(AddressTest, TakesPathsAndItsOwnLocators) {
+    const Address addresses("/device");
+    for (const AddressRow& row : TAKEN) {
+        SCOPED_TRACE(testing::PrintToString(row));
+        std::string path = "before";
+        std::string reason = "before";
+        EXPECT_FALSE(addresses.read(row.text, path, reason));
+        EXPECT_EQ(path, row.path);
+        EXPECT_EQ(reason, "before");
+    }
+}
+
+TEST(AddressTest, RefusesOtherLocatorsWithTheReason) {
+    const Address addresses("/device");
+    for (const AddressRow& row : REFUSED) {
+        SCOPED_TRACE(testing::PrintToString(row));
+        std::string path = "before";
+        std::string reason;
+        EXPECT_TRUE(addresses.read(row.text, path, reason));
+        EXPECT_EQ(path, "before");
+        EXPECT_EQ(reason, row.path);
+    }
+}
+
+TEST(AddressTest, WritesLocatorsThatItTakes) {
+    for (char const* const servicePath : {"/device", "device", "/device/", "//device"}) {
+        const Address addresses(servicePath);
+        EXPECT_EQ(addresses.servicePath(), "/device");
+        EXPECT_EQ(addresses.locatorOf("/system"), "kova:/device$/system");
+        EXPECT_EQ(addresses.locatorOf("system"), "kova:/device$/system");
+        EXPECT_EQ(addresses.locatorOf("/"), "kova:/device$/");
+        std::string path;
+        std::string reason;
+        EXPECT_FALSE(addresses.read(addresses.locatorOf("/a/b"), path, reason));
+        EXPECT_EQ(path, "/a/b");
+    }
+}
+
+}  // namespace
+}  // namespace device

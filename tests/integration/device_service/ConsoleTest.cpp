@@ -1,0 +1,135 @@
+#include "Console.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <ostream>
+#include <string>
+
+#include "ClientFixture.h"
+
+namespace device {
+namespace {
+
+using kova::Response;
+using testing::HasSubstr;
+using testing::Not;
+
+class ConsoleTest : public test::ClientFixture {};
+
+struct LineRow {
+    char const* line;
+    char const* command;
+    char const* path;
+    char const* payload;
+};
+
+void PrintTo(const LineRow& row, std::ostream* out) {
+    *out << '"' << row.line << '"';
+}
+
+constexpr LineRow LINES[] = {
+    {"update /r 5", "update", "", "5"},
+    {"  update \t /r/a/b \t {\"a\": 1}", "update", "a/b", "{\"a\": 1}"},
+    {"insert /r  two  words ", "insert", "", "two  words "},
+    {"update /r {\"open\":", "update", "", "{\"open\":"},
+    {"delete /r/", "delete", "", ""},
+    {"observe /r/x", "observe", "x", ""},
+    {"retrieve /r/#x", "retrieve", "#x", ""},
+    {"Quit /r", "Quit", "", ""},
+};
+
+TEST_F(ConsoleTest, SendsWhatTheLineSays) {
+    answerWith(Response(200));
+    for (const LineRow& row : LINES) {
+        SCOPED_TRACE(testing::PrintToString(row));
+        const std::string printed = run(row.line);
+        EXPECT_EQ(resource.asked.back().command, row.command);
+        EXPECT_EQ(resource.asked.back().resourcePath, row.path);
+        const std::string payload = row.payload;
+        if (payload.empty()) {
+            EXPECT_THAT(printed, Not(HasSubstr("payload")));
+        } else {
+            EXPECT_THAT(printed, HasSubstr(" bytes: " + payload + "\n"));
+        }
+    }
+}
+
+TEST_F(ConsoleTest, ALineWithoutAPathIsARequestForNothing) {
+    EXPECT_THAT(run("retrieve"), HasSubstr("#1 error 404 Not Found: path '' not found\n"));
+    EXPECT_THAT(run("nonsense"), HasSubstr("> #2 nonsense \n"));
+}
+
+TEST_F(ConsoleTest, AsksForTheTypeThatWasAccepted) {
+    answerWith(Response(200));
+    EXPECT_EQ(run("accept binary"), "> answers are wanted as application/vnd.axobin\n");
+    EXPECT_THAT(run("retrieve /r"), HasSubstr("{\"$accept\":\"application/vnd.axobin\","));
+    for (char const* const line : {"accept", "accept x", "accept Json", "accept jsonx"}) {
+        EXPECT_EQ(run(line), "accept json, or accept binary\n");
+    }
+    EXPECT_EQ(run("accept  json "), "> answers are wanted as application/json\n");
+    EXPECT_THAT(run("retrieve /r"), HasSubstr("{\"$accept\":\"application/json\","));
+}
+
+TEST_F(ConsoleTest, RepeatsCommentsAndEmptyLines) {
+    for (char const* const line : {"", "  ", "\t", "# retrieve /r", "  #x"}) {
+        EXPECT_EQ(run(line), line + std::string("\n"));
+    }
+    EXPECT_TRUE(resource.asked.empty());
+}
+
+TEST_F(ConsoleTest, HelpNamesEveryCommand) {
+    const std::string help = run("help");
+    for (char const* const word : {"list", "retrieve", "watch", "cancel", "update", "insert",
+                                   "delete", "accept", "wait", "shutdown", "help", "quit"}) {
+        EXPECT_THAT(help, HasSubstr(word));
+    }
+}
+
+TEST_F(ConsoleTest, QuitEnds) {
+    EXPECT_FALSE(console.execute("quit"));
+    EXPECT_FALSE(console.execute("  quit now"));
+}
+
+TEST_F(ConsoleTest, CancelOfAnythingElseDoesNothing) {
+    leavePending();
+    run("watch /r");
+    for (char const* const line :
+         {"cancel 0", "cancel 2", "cancel x", "cancel 1x", "cancel 1.0", "cancel -1", "cancel +1",
+          "cancel 0x1", "cancel 18446744073709551617", "cancel 99999999999999999999999"}) {
+        EXPECT_EQ(run(line), "nothing to cancel\n") << line;
+    }
+    EXPECT_TRUE(resource.cancelled.empty());
+    EXPECT_TRUE(client.hasPending());
+}
+
+TEST_F(ConsoleTest, WaitNeedsACount) {
+    for (char const* const line :
+         {"wait x", "wait 1x", "wait -1", "wait 1.5", "wait 18446744073709551616"}) {
+        EXPECT_EQ(run(line), "wait, or wait COUNT\n") << line;
+    }
+}
+
+TEST_F(ConsoleTest, TakesLocatorsForPaths) {
+    answerWith(Response(200));
+    EXPECT_THAT(run("retrieve kova:/device$/r/x"), HasSubstr("> #1 retrieve /r/x\n"));
+    EXPECT_THAT(run("watch kova:/device$r"), HasSubstr("> #2 retrieve /r\n"));
+    EXPECT_THAT(run("update kova:/device$/r 5"), HasSubstr("> #3 update /r\n"));
+    EXPECT_EQ(resource.asked.size(), 3U);
+}
+
+TEST_F(ConsoleTest, SendsNothingForALocatorThatLeadsElsewhere) {
+    EXPECT_EQ(run("retrieve kova:/radio$/r"),
+              "'kova:/radio$/r' leads to the service /radio, and this one is /device\n");
+    EXPECT_TRUE(resource.asked.empty());
+    EXPECT_FALSE(client.hasPending());
+}
+
+TEST_F(ConsoleTest, WaitsForOneEventUnlessItIsToldMore) {
+    interrupted = true;
+    EXPECT_EQ(run("wait"), "gave up waiting\n");
+    EXPECT_EQ(run("wait 0"), "gave up waiting\n");
+}
+
+}  // namespace
+}  // namespace device
