@@ -196,9 +196,9 @@ TEST_F(ProgramTest, PlaysTheTour) {
           "error 400 Bad Request: the payload is no JSON value",
           "error 404 Not Found: path '/store/nothing' not found",
           "error 404 Not Found: path '/nowhere' not found",
-          "'kova:/radio$/system' leads to the service /radio, and this one is /device\n",
           "error 400 Bad Request: command 'update' not supported for path '/system/memory'",
           "error 400 Bad Request: the payload is no duration without years and months",
+          "'kova:/radio$/system' leads to the service /radio, and this one is /device\n",
           "> shutdown\n",
           "refused: the service is shut down\n",
           END}) {
