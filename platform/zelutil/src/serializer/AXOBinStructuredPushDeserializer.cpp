@@ -44,6 +44,7 @@ private:
     bool expectsKey() noexcept { return depth_ > 0 && top().isMap && !top().hasKey; }
     bool admits(Kind kind) noexcept;
     bool take(const CborItem& item);
+    bool takeSimple(const CborItem& item);
     bool takeChunk(const CborItem& item);
     bool takeTag(std::uint64_t tag);
     bool takeString(Kind kind, std::string_view bytes);
@@ -137,19 +138,31 @@ bool Replay::take(const CborItem& item) {
         case Kind::Tag:
             return takeTag(number);
         case Kind::Float:
-            return scalar([&] { return target_.serializeFloat(static_cast<float>(item.real)); });
         case Kind::Double:
-            return scalar([&] { return target_.serializeDouble(item.real); });
         case Kind::Boolean:
-            return scalar([&] { return target_.serializeBoolean(number != 0); });
         case Kind::Null:
-            return scalar([&] { return target_.serializeNull(); });
         case Kind::Undefined:
-            return takeUndefined();
+            return takeSimple(item);
         case Kind::Break:
-            return takeBreak();
+            break;
     }
-    return true;
+    return takeBreak();
+}
+
+bool Replay::takeSimple(const CborItem& item) {
+    if (item.kind == Kind::Float) {
+        return scalar([&] { return target_.serializeFloat(static_cast<float>(item.real)); });
+    }
+    if (item.kind == Kind::Double) {
+        return scalar([&] { return target_.serializeDouble(item.real); });
+    }
+    if (item.kind == Kind::Boolean) {
+        return scalar([&] { return target_.serializeBoolean(item.number != 0); });
+    }
+    if (item.kind == Kind::Null) {
+        return scalar([&] { return target_.serializeNull(); });
+    }
+    return takeUndefined();
 }
 
 bool Replay::takeNegative(std::uint64_t number) {
@@ -284,7 +297,10 @@ int AXOBinStructuredPushDeserializer::deserialize() {
     const unsigned long size = reader_->remaining();
     try {
         Replay replay(reader_->data() + reader_->position(), size, nestingLimit_, *target_);
-        done_ = !replay.run() && !reader_->skip(size);
+        done_ = !replay.run();
+        if (done_) {
+            static_cast<void>(reader_->skip(size));  // what remains can be skipped
+        }
     } catch (const std::bad_alloc&) {
         return FAILED;
     }

@@ -72,9 +72,9 @@ bool Replay::value(const dom::element& value) {
         case dom::element_type::BOOL:
             return target_.serializeBoolean(value.get_bool().value_unsafe()) || endItem();
         case dom::element_type::NULL_VALUE:
-            return target_.serializeNull() || endItem();
+            break;
     }
-    return true;
+    return target_.serializeNull() || endItem();
 }
 
 bool Replay::openArray(const dom::array& array) {
@@ -169,7 +169,10 @@ int JSONStructuredPushDeserializerOld::deserialize() {
             return FAILED;
         }
         Replay replay(state.limit, *state.target);
-        state.done = !replay.run(root) && !state.reader->skip(size);
+        state.done = !replay.run(root);
+        if (state.done) {
+            static_cast<void>(state.reader->skip(size));  // what remains can be skipped
+        }
     } catch (const std::bad_alloc&) {
         return FAILED;
     }

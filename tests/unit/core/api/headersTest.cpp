@@ -81,7 +81,7 @@ std::string tokenOfARequest() {
 }
 
 [[noreturn]] void exitWith(const std::string& token) {
-    std::_Exit(tokenOfARequest() == token && !testing::Test::HasFailure() ? 0 : 1);
+    std::exit(tokenOfARequest() == token && !testing::Test::HasFailure() ? 0 : 1);
 }
 
 class AgentTokenDeathTest : public testing::Test {

@@ -103,7 +103,7 @@ void exitWithSetClientId() {
     const std::string& before = kova::tracing::getTraceClientId();
     tracing::client_helper::setClientId("client-7");
     const bool taken = kova::tracing::getTraceClientId() == "client-7" && before == "unknown";
-    std::_Exit(taken ? EXIT_SUCCESS : EXIT_FAILURE);
+    std::exit(taken ? EXIT_SUCCESS : EXIT_FAILURE);
 }
 
 TEST(TraceClientId, IsTheOneThatWasSet) {

@@ -234,7 +234,7 @@ TEST(SharedChannelMapTest, FailureToMakeAChannelLeavesTheNameUnmapped) {
         const Channel channel(name, Channel::SILENT, Channel::SHARED);
         std::fprintf(stderr, "%s=%d\n", name, channel.level());
     }
-    _exit(0);
+    std::exit(0);
 }
 
 class SharedChannelMapDeathTest : public testing::Test {
