@@ -68,6 +68,9 @@ function(kova_add_test name)
   add_executable(${name} ${ARG_SOURCES})
   kova_common_options(${name})
   kova_test_options(${name} ${ARG_OPTIMIZE})
+  # GoogleTest's typed tests leave out the last argument of a macro.
+  target_compile_options(${name} PRIVATE
+    $<$<CXX_COMPILER_ID:Clang>:-Wno-gnu-zero-variadic-macro-arguments>)
   target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR}/tests)
   target_link_libraries(${name} PRIVATE ${ARG_LIBRARIES} GTest::gtest GTest::gmock kova_test_main)
   add_test(NAME ${name} COMMAND ${name})
