@@ -1,0 +1,47 @@
+// Globs against the standard library's engine, which defines them: the same globs are rejected,
+// with the same texts, and the same paths match. Globs and paths are short, because that engine
+// recurses and backtracks.
+#include <algorithm>
+
+#include "kova/core/PathPatterns.h"
+#include "support/Fuzz.h"
+#include "support/Reference.h"
+
+#include <regex>
+
+using namespace fuzz;
+
+namespace {
+
+constexpr std::size_t GLOB_LENGTH = 24;
+constexpr std::size_t PATH_LENGTH = 32;
+constexpr std::ptrdiff_t STARS = 4;
+
+std::string matchGlob(const std::string& glob, const std::string& path) {
+    try {
+        return kova::PathPatterns(glob).match(path) ? "match" : "no match";
+    } catch (const std::invalid_argument& error) {
+        return std::string("malformed: ") + error.what();
+    } catch (const std::regex_error& error) {
+        return std::string("not an expression: ") + error.what();
+    }
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size) {
+    Input input(data, size);
+    const std::string glob = input.line();
+    const std::string path = input.rest();
+    if (glob.size() > GLOB_LENGTH || path.size() > PATH_LENGTH ||
+        std::count(glob.begin(), glob.end(), '*') > STARS) {
+        return -1;
+    }
+    const std::string verdict = matchGlob(glob, path);
+    requireEqual(verdict, reference::matchGlob(glob, path), "a glob is what the engine says");
+    const auto patterns = kova::PathPatterns::createFromGlob(glob);
+    const bool rejected = verdict.find("match") == std::string::npos;
+    require(patterns.has_value() != rejected, "both ways to make patterns take the same globs");
+    require(takeReports() == (rejected ? 1 : 0), "a glob that is rejected is reported once");
+    return 0;
+}

@@ -1,0 +1,42 @@
+#include "support/Fuzz.h"
+
+#include <atomic>
+#include <cstdio>
+#include <cstdlib>
+
+#include "zel/ErrorOutput.h"
+
+namespace fuzz {
+
+namespace {
+
+std::atomic<std::size_t> reports{0};
+
+}  // namespace
+
+void require(bool holds, char const* law) {
+    if (!holds) {
+        std::fprintf(stderr, "== does not hold: %s\n", law);
+        std::abort();
+    }
+}
+
+void requireEqual(std::string_view actual, std::string_view expected, char const* law) {
+    if (actual != expected) {
+        std::fprintf(stderr, "== actual:   '%.*s'\n== expected: '%.*s'\n",
+                     static_cast<int>(actual.size()), actual.data(),
+                     static_cast<int>(expected.size()), expected.data());
+        require(false, law);
+    }
+}
+
+std::size_t takeReports() {
+    return reports.exchange(0);
+}
+
+}  // namespace fuzz
+
+extern "C" int LLVMFuzzerInitialize(int* /*argc*/, char*** /*argv*/) {
+    zel::ErrorOutput::setSink([](const zel::ErrorReport&) { ++fuzz::reports; });
+    return 0;
+}
