@@ -73,7 +73,7 @@ bool PullFromPushDeserializer::endStruct() {
 
 bool PullFromPushDeserializer::beginField(std::string& name) {
     const Handler::Stack::Level& fields = handler_->stack.top();
-    if (fields.expects != Expects::Fields || handler_->atEnd()) {
+    if (fields.expects != Expects::Fields || handler_->atEnd() || handler_->stack.isFull()) {
         return true;
     }
     try {

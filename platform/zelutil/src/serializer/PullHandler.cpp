@@ -95,10 +95,23 @@ std::uint32_t PullFromPushDeserializer::Handler::findField(std::string_view name
 
 // ---- entries
 
+namespace {
+
+bool opensLevel(EntryType type) noexcept {
+    return type == EntryType::ArrayBegin || type == EntryType::StructBegin ||
+           type == EntryType::Element || type == EntryType::Field;
+}
+
+}  // namespace
+
 void PullFromPushDeserializer::Handler::announce() noexcept {
     try {
         announceNext();
     } catch (const std::bad_alloc&) {
+        entry.type = EntryType::Failure;
+    }
+    // What cannot be entered is not announced, or going from entry to entry would never end.
+    if (stack.isFull() && opensLevel(entry.type)) {
         entry.type = EntryType::Failure;
     }
 }

@@ -57,7 +57,8 @@ public:
     /// The index of the last field of that name in the struct on top; `NONE` when it is missing.
     std::uint32_t findField(std::string_view name) const noexcept;
 
-    /// Fills `entry` with what comes next; with `Failure` when memory is exhausted.
+    /// Fills `entry` with what comes next; with `Failure` when memory is exhausted or
+    /// no further level may be opened.
     void announce() noexcept;
     /// Reads what `announce` announces; nothing where that is the end of all or of a scope.
     void consumeNext() noexcept;

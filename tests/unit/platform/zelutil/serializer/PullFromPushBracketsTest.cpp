@@ -404,6 +404,29 @@ TEST(PullFromPushBracketsTest, ScopesWithoutEndFailInsteadOfGrowing) {
     EXPECT_TRUE(pull.endDeserialize());
 }
 
+TEST(PullFromPushBracketsTest, EntriesThatCannotBeEnteredAreAFailure) {
+    for (char const* json : {"[1]", "{}", R"({"a":1})"}) {
+        JsonPull pull(json);
+        while (!pull.beginOption(nullptr)) {
+        }
+        EXPECT_EQ(pull.peekNextEntry()->type, EntryType::Failure) << json;
+        EXPECT_EQ(pull.getNextEntry()->type, EntryType::Failure) << json;
+        ASSERT_FALSE(pull.endOption());
+        EXPECT_NE(pull.getNextEntry()->type, EntryType::Failure) << json;
+        EXPECT_EQ(pull.peekNextEntry()->type == EntryType::Failure, json[1] != '}') << json;
+    }
+}
+
+TEST(PullFromPushBracketsTest, FieldThatCannotBeBegunLeavesTheNameUntouched) {
+    JsonPull pull(R"({"a":1})");
+    ASSERT_FALSE(pull.beginStruct(nullptr));
+    while (!pull.beginOption(nullptr)) {
+    }
+    std::string name = "untouched";
+    EXPECT_TRUE(pull.beginField(name));
+    EXPECT_EQ(name, "untouched");
+}
+
 TEST(PullFromPushBracketsTest, DeepestPayloadIsReadToItsEnd) {
     const std::string open(MAX_NESTING_DEPTH, '[');
     const std::string close(MAX_NESTING_DEPTH, ']');
