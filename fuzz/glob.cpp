@@ -2,12 +2,11 @@
 // with the same texts, and the same paths match. Globs and paths are short, because that engine
 // recurses and backtracks.
 #include <algorithm>
+#include <regex>
 
 #include "kova/core/PathPatterns.h"
 #include "support/Fuzz.h"
 #include "support/Reference.h"
-
-#include <regex>
 
 using namespace fuzz;
 
@@ -40,7 +39,7 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size
     const std::string verdict = matchGlob(glob, path);
     requireEqual(verdict, reference::matchGlob(glob, path), "a glob is what the engine says");
     const auto patterns = kova::PathPatterns::createFromGlob(glob);
-    const bool rejected = verdict.find("match") == std::string::npos;
+    const bool rejected = verdict != "match" && verdict != "no match";
     require(patterns.has_value() != rejected, "both ways to make patterns take the same globs");
     require(takeReports() == (rejected ? 1 : 0), "a glob that is rejected is reported once");
     return 0;

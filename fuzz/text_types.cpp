@@ -1,7 +1,8 @@
 // The six types with a text form: each takes exactly the texts that its expression matches and
 // whose numbers are in range, reports once when it refuses, and prints what reads back.
 #include <algorithm>
-#include <optional>
+#include <cmath>
+#include <cstdlib>
 
 #include "kova/core/dovglobals/Date.h"
 #include "kova/core/dovglobals/DateTime.h"
@@ -42,7 +43,7 @@ bool isDuration(const Groups& g) {
 
 bool isPosition(const Groups& g) {
     return std::all_of(g.begin() + 1, g.end(), [](const std::string& coordinate) {
-        return coordinate.size() < 300;  // no double is too small for that many digits
+        return std::isfinite(std::strtod(coordinate.c_str(), nullptr));
     });
 }
 
