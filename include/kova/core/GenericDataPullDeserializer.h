@@ -27,9 +27,12 @@ namespace kova::serializer {
 class KOVA_API GenericDataPullDeserializer final
     : public util::serializer::IStructuredPullDeserializer {
 public:
+    /// An entry, as the interface has it.
     using Entry = util::serializer::Entry;
+    /// Options, as the interface has them; none is heeded.
     using Options = util::serializer::Options;
 
+    /// Reads the tree with this root.
     explicit GenericDataPullDeserializer(const util::config::Value& root);
     ~GenericDataPullDeserializer() override;
     GenericDataPullDeserializer(const GenericDataPullDeserializer&) = delete;

@@ -33,9 +33,11 @@ public:
     GenericObject(Pairs pairs);
     /// Deep copies, as `copy` makes them.
     GenericObject(const GenericObject& other);
+    /// A deep copy in place of what was there.
     GenericObject& operator=(const GenericObject& other);
     /// Take the entries over; `other` is left empty.
     GenericObject(GenericObject&& other) noexcept;
+    /// The same by assignment; what was there is destroyed.
     GenericObject& operator=(GenericObject&& other) noexcept;
     /// `clear`, then `append`.
     GenericObject& operator=(Pairs pairs);

@@ -40,6 +40,7 @@ public:
     /// The text with six digits behind the point: "1.500000".
     Number& operator=(double value);
 
+    /// The text, as it was given or made.
     const std::string& toString() const noexcept { return text_; }
 
     /// Whether the latest conversion below could not give the number: tells a zero that was read
@@ -61,6 +62,7 @@ public:
     /// The same. The text may also be hexadecimal ("0x1p3"), infinite ("inf") or "nan"; a number
     /// too close to zero does not fit either.
     float floatValue() const;
+    /// As `floatValue`, with the range of a double.
     double doubleValue() const;
 
 private:

@@ -34,8 +34,12 @@ namespace kova {
 ///     // id is "3", name is "/items/3/name"
 class KOVA_API Path {
 public:
+    /// @{
+    /// What stands between the parts.
     static constexpr char const* SEP = "/";
     static constexpr char SEP_CHAR = '/';
+    /// @}
+
     /// As an index: the last part.
     static constexpr unsigned long NPOS = ~0UL;
 
@@ -55,6 +59,7 @@ public:
 
     // Reading
 
+    /// The number of parts.
     unsigned long numparts() const noexcept { return parts_.size(); }
     static unsigned long numparts(const std::string& path) noexcept;
 
@@ -82,6 +87,7 @@ public:
     static bool isAbsolute(const std::string& s) noexcept;
     /// `s`, behind a "/" if it does not begin with one.
     static std::string absolute(const std::string& s) noexcept;
+    /// From now on the text begins with "/".
     void makeAbsolute() noexcept { absolute_ = true; }
 
     /// The parts `from` to `to`, both included, joined with "/"; never with a leading "/". Empty
@@ -119,7 +125,9 @@ public:
     void join(char const* s) noexcept;
     void join(const std::string& s) noexcept;
     void join(const zel::UUID& id) noexcept;
+    /// Appends the parts of the other path; whether that is absolute plays no role.
     Path& operator+=(const Path& other) noexcept;
+    /// A copy of this path with the parts of the other one appended.
     Path operator+(const Path& other) const noexcept;
 
     /// Puts one part, which is not split, in front of the one at `index`. At the end (`NPOS` or the

@@ -57,11 +57,15 @@ public:
     static Payload createFromWriter(const util::ByteBufferWriter& writer,
                                     const std::string& mimeType);
 
+    /// Whether there is no block of bytes.
     bool isEmpty() const noexcept { return blob_.data == nullptr; }
+    /// The block of bytes; shared with all copies of the payload.
     const Blob& getBlob() const noexcept { return blob_; }
+    /// The mime type as it was given; empty for the empty payload.
     const std::string& getMimeType() const noexcept { return mimeType_; }
     /// The bytes; null when empty. They live as long as some copy of the payload.
     unsigned char const* data() const noexcept { return blob_.data.get(); }
+    /// The number of bytes; 0 when empty.
     std::uint64_t size() const noexcept { return blob_.data ? blob_.size : 0; }
 
     /// Sets `out` to printable text: the bytes of JSON and plain text; binary structured data

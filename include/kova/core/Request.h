@@ -17,6 +17,7 @@ namespace kova {
 /// handed on, since nothing is locked.
 class KOVA_API Request {
 public:
+    /// The header, which copies of a message share.
     using Header = std::shared_ptr<util::config::Dictionary>;
 
     /// Command and path are taken as given, unchecked. Without a header argument the request has no
@@ -27,8 +28,11 @@ public:
     Request(const std::string& command, const std::string& path, Payload&& payload, Header& header);
     Request(const std::string& command, const std::string& path, Header& header);
 
+    /// The command word; `commands::toId` gives its id.
     const std::string& getCommand() const noexcept { return command_; }
+    /// The path as it was given.
     const std::string& getPath() const noexcept { return path_; }
+    /// The payload; empty when none was given.
     const Payload& getPayload() const noexcept { return payload_; }
 
     /// Puts an entry into the header, in place of one with the same key; a header is made when

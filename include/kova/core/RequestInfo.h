@@ -18,9 +18,13 @@ public:
     /// entry that is missing or no string leaves its field empty.
     explicit RequestInfo(const Request& request);
 
+    /// The command word of the request.
     const std::string& getCommand() const noexcept { return command_; }
+    /// The resource path of the request.
     const std::string& getPath() const noexcept { return path_; }
+    /// The path of the service that handles it.
     const std::string& getServicePath() const noexcept { return servicePath_; }
+    /// Who asked.
     const std::string& getClientId() const noexcept { return clientId_; }
 
 private:

@@ -32,6 +32,7 @@ public:
     /// Both as given. No service path: the locator does not say which service holds the resource.
     ResourceLocator(std::optional<std::string>&& servicePath, std::string&& resourcePath) noexcept;
 
+    /// @{
     /// The paths made absolute (`Path::absolute`); the sub-resource is joined behind the resource,
     /// the instance behind the base path (`Path::join`).
     static ResourceLocator fromPaths(const std::string& base, const std::string& resource);
@@ -44,6 +45,7 @@ public:
                                                  const std::string& instance,
                                                  const std::string& resource,
                                                  const std::string& subresource);
+    /// @}
 
     /// The locator whose URI form has this path; nothing for a foreign scheme. The first "$" ends
     /// the service path, and both paths are made absolute; without a "$" the whole path is that of
@@ -55,7 +57,9 @@ public:
     /// The service instance of the locator that the URI stands for.
     static std::optional<std::string> extractServiceInstance(const url& uri);
 
+    /// The path of the service; nothing when the locator does not say which.
     const std::optional<std::string>& getServicePath() const noexcept { return servicePath_; }
+    /// The path of the resource inside the service.
     const std::string& getResourcePath() const noexcept { return resourcePath_; }
 
     /// The text form.

@@ -18,6 +18,7 @@ namespace kova {
 /// string entry "$errorMsg", whatever its code.
 class KOVA_API Response {
 public:
+    /// The header, which copies of a message share.
     using Header = std::shared_ptr<util::config::Dictionary>;
 
     /// Status code 0.
@@ -36,7 +37,9 @@ public:
     static Response createErrorResponse(unsigned short code, char const* message);
     static Response createErrorResponse(unsigned short code);
 
+    /// The status code; `statuscodes::toString` gives its text.
     unsigned short getStatusCode() const noexcept { return code_; }
+    /// The payload; empty when none was given.
     const Payload& getPayload() const noexcept { return payload_; }
 
     /// Puts an entry into the header, in place of one with the same key; a header is made when
@@ -52,6 +55,7 @@ public:
 
     /// Writes the entry "$errorMsg", which makes this an error response.
     void setErrorMessage(char const* message) noexcept;
+    /// Whether there is an error message.
     bool isErrorResponse() const noexcept;
     /// Copies the error message out: false on success, true when there is none.
     [[nodiscard]] bool getErrorMessage(std::string& out) const;

@@ -28,10 +28,15 @@
 /// KOVA_SEMVERCHECKER. Any thread may call any function; nothing depends on the locale.
 namespace kova::semver {
 
+/// A version: three numbers and perhaps a branch. A plain value.
 struct KOVA_API SemVer {
+    /// @{
+    /// The three numbers, in the order of their weight.
     std::uint32_t major = 0;
     std::uint32_t minor = 0;
     std::uint32_t patch = 0;
+    /// @}
+
     /// Empty when the version has none.
     std::string branch;
 

@@ -26,6 +26,7 @@ namespace kova {
 class KOVA_API StaticComposedKovaServiceImpl : public IKovaApi {
 public:
     class RootHandler;
+    /// The resource handlers by mount path.
     using Handlers = std::map<std::string, std::unique_ptr<IResourceHandler>>;
 
     /// Takes the handlers over. Makes a root handler unless some mount path is exactly "/".
@@ -37,6 +38,7 @@ public:
     void* actionRequest(const Request& request,
                         std::unique_ptr<IResponseHandler<Response>>&& handler) noexcept override;
     void cancelRequest(void* handle) noexcept override;
+    /// As `StaticComposedKovaService::shutdown`.
     void shutdown();
 
     /// The path without its trailing "/" characters; the first character always stays.
@@ -71,6 +73,8 @@ private:
 /// order, every other command is refused with 400. Nothing stays pending.
 class KOVA_API StaticComposedKovaServiceImpl::RootHandler : public IResourceHandler {
 public:
+    /// Takes the function that picks the mime type of an answer, and the mount paths in the order
+    /// in which they are listed.
     RootHandler(std::function<std::string(const Request&)>&& mimeTypeFunc,
                 std::vector<std::string>&& names);
 

@@ -51,6 +51,7 @@ using util::serializer::IStructuredSerializer;
 template <typename T>
 bool serialize(IStructuredSerializer& serializer, T* value) = delete;
 
+/// Reads a value through the getter that the deserializer has for the type.
 [[nodiscard]] KOVA_API bool deserialize(IStructuredPullDeserializer& deserializer, bool& out);
 [[nodiscard]] KOVA_API bool deserialize(IStructuredPullDeserializer& deserializer,
                                         signed char& out);

@@ -13,9 +13,12 @@
 /// a message is handed on.
 namespace kova::headers {
 
+/// @{
 /// Of a response: the command word and the resource path of the request that it answers.
 constexpr char const* REQUEST_COMMAND = "$request-command";
 constexpr char const* REQUEST_PATH = "$request-path";
+/// @}
+
 /// The path of the service that handles the request.
 constexpr char const* SERVICE_PATH = "$service-path";
 /// Who asks.
@@ -29,10 +32,13 @@ constexpr char const* RESPONSE_SEMANTIC = "$response-semantic";
 /// Of a response: the error message that makes it an error response.
 constexpr char const* ERROR_MESSAGE = "$errorMsg";
 
+/// @{
+/// What kind of answer is expected: a value of `RESPONSE_SEMANTIC`.
 constexpr char const* PERSISTENT_STREAM = "persistent-stream";
 constexpr char const* SINGLE_RESPONSE = "single-response";
 constexpr char const* EMPTY_RESPONSE = "empty-response";
 constexpr char const* MULTI_RESPONSE = "multi-response";
+/// @}
 
 /// Writes the fields that are not empty into the response: command, request path, service path,
 /// client id.

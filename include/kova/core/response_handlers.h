@@ -19,11 +19,13 @@
 /// no event.
 namespace kova::responsehandlers {
 
+/// @{
 /// Trace messages on the channel "KOVA_RESPONSEHANDLERS". `event` is "onNext", "onError" or
 /// "onCompleted". `traceTermination` is for callers whose `onNext` returned true.
 KOVA_API void traceAlreadyTerminated(char const* event, bool severe) noexcept;
 KOVA_API void traceSetTerminated(char const* event) noexcept;
 KOVA_API void traceTermination(bool error) noexcept;
+/// @}
 
 namespace detail {
 
@@ -56,6 +58,8 @@ inline bool refuseNext(bool terminated) {
 template <typename T>
 class FuncResponseHandler : public IResponseHandler<T> {
 public:
+    /// Takes the functions over: for values (true: no more, please), for the error, for the
+    /// completion.
     FuncResponseHandler(std::function<bool(const T&)> next,
                         std::function<void(const Response&)> error, std::function<void()> completed)
         : next_(std::move(next)), error_(std::move(error)), completed_(std::move(completed)) {}

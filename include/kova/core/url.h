@@ -63,11 +63,13 @@ public:
 
     /// The whole text, as it was given.
     const std::string& toString() const noexcept { return text_; }
+    /// What stands before the first ":"; empty when there is none.
     const std::string& scheme() const noexcept { return scheme_; }
     /// Host and port as written; an IPv6 address stands in brackets.
     const std::string& authority() const noexcept { return authority_; }
     /// What follows the authority, or the scheme where there is none: path, query and fragment.
     const std::string& rest() const noexcept { return rest_; }
+    /// What stands between "//" and "@"; empty when there is none.
     const std::string& userinfo() const noexcept { return userinfo_; }
 
     /// Whether the rest is empty or begins with "/", "?" or "#".

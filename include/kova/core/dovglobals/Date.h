@@ -26,7 +26,7 @@ namespace kova::dovglobals {
 ///     date->month;       // 3
 ///     date->toString();  // "2019-03-07"
 struct KOVA_API Date {
-    std::uint16_t year = 0;
+    std::uint16_t year = 0;  ///< 0 to 65535
     std::uint8_t month = 0;  ///< 1 to 12
     std::uint8_t day = 0;    ///< 1 to 31
 
@@ -39,6 +39,7 @@ struct KOVA_API Date {
     /// The text; it reads back unless a field was set outside its range.
     std::string toString() const;
 
+    /// Whether all fields are equal.
     bool operator==(const Date& other) const noexcept;
     bool operator!=(const Date& other) const noexcept { return !(*this == other); }
     /// The earlier date is the lesser.

@@ -22,14 +22,18 @@ namespace kova::dovglobals {
 ///     start->date.year;  // 2019
 ///     start->time.hour;  // 8
 struct KOVA_API DateTime {
+    /// The day.
     Date date;
+    /// The time of that day.
     Time time;
 
     /// The text; it reads back unless a field was set outside its range.
     std::string toString() const;
 
+    /// Whether all fields are equal.
     bool operator==(const DateTime& other) const noexcept;
     bool operator!=(const DateTime& other) const noexcept { return !(*this == other); }
+    /// The earlier date is the lesser; of equal dates, the lesser time.
     bool operator<(const DateTime& other) const noexcept;
 };
 

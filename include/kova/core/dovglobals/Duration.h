@@ -26,7 +26,7 @@ namespace kova::dovglobals {
 ///     duration->years;   // 1
 ///     duration->months;  // 2
 struct KOVA_API Duration {
-    std::uint16_t years = 0;
+    std::uint16_t years = 0;   ///< 0 to 65535
     std::uint8_t months = 0;   ///< 0 to 12
     std::uint8_t days = 0;     ///< 0 to 31
     std::uint8_t hours = 0;    ///< 0 to 23
@@ -43,6 +43,7 @@ struct KOVA_API Duration {
     /// The text; it reads back unless a field was set outside its range.
     std::string toString() const;
 
+    /// Whether all fields are equal.
     bool operator==(const Duration& other) const noexcept;
     bool operator!=(const Duration& other) const noexcept { return !(*this == other); }
     /// By the fields in their order.

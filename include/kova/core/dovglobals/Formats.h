@@ -26,11 +26,15 @@ enum class DateFormat : std::uint8_t { ddmmyyyy, mmddyyyy, yyyymmdd };
 /// Whether hours are counted to 12 or to 24.
 enum class TimeFormat : std::uint8_t { h12, h24 };
 
+/// The text of a value; nothing for a number outside its enumeration.
 KOVA_API std::optional<std::string> enumToValue(DateFormat value);
 KOVA_API std::optional<std::string> enumToValue(TimeFormat value);
 
+/// @{
+/// The value of a text, compared exactly; nothing for any other text.
 KOVA_API std::optional<DateFormat> valueToDateFormat(const std::string& text);
 KOVA_API std::optional<TimeFormat> valueToTimeFormat(const std::string& text);
+/// @}
 
 }  // namespace kova::dovglobals
 

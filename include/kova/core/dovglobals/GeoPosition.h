@@ -26,9 +26,12 @@ namespace kova::dovglobals {
 ///     position->first;       // 52.52
 ///     position->toString();  // "52.520000;13.405000;34.000000"
 struct KOVA_API GeoPosition {
+    /// @{
+    /// The coordinates, in the order in which they are written.
     double first = 0.0;
     double second = 0.0;
     double third = 0.0;
+    /// @}
 
     /// All zero.
     GeoPosition() noexcept = default;
@@ -38,6 +41,7 @@ struct KOVA_API GeoPosition {
     /// the coordinates are finite.
     std::string toString() const;
 
+    /// Whether all fields are equal.
     bool operator==(const GeoPosition& other) const noexcept;
     bool operator!=(const GeoPosition& other) const noexcept { return !(*this == other); }
     /// By the coordinates in their order; one that is not a number decides nothing.

@@ -166,8 +166,10 @@ enum class Language : std::uint8_t {
     zu
 };
 
+/// The text of a language; nothing for a number outside the enumeration.
 KOVA_API std::optional<std::string> enumToValue(Language value);
 
+/// The language of a text, compared exactly; nothing for any other text.
 KOVA_API std::optional<Language> valueToLanguage(const std::string& text);
 
 }  // namespace kova::dovglobals

@@ -24,9 +24,12 @@ namespace kova::dovglobals {
 ///     colour->red;         // 255
 ///     colour->toString();  // "rgba(255,0,0,0.5)"
 struct KOVA_API RGBA {
+    /// @{
+    /// A channel, 0 to 255.
     std::uint8_t red = 0;
     std::uint8_t green = 0;
     std::uint8_t blue = 0;
+    /// @}
     float alpha = 0.0F;  ///< 0.0 (transparent) to 1.0 (opaque)
 
     /// Transparent black.
@@ -39,6 +42,7 @@ struct KOVA_API RGBA {
     /// shows with an exponent.
     std::string toString() const;
 
+    /// Whether all fields are equal.
     bool operator==(const RGBA& other) const noexcept;
     bool operator!=(const RGBA& other) const noexcept { return !(*this == other); }
     /// By the fields in their order.

@@ -22,6 +22,7 @@ struct KOVA_API TimeZone {
     std::int8_t hours = 0;    ///< -23 to 23
     std::int8_t minutes = 0;  ///< -59 to 59
 
+    /// Whether all fields are equal.
     bool operator==(const TimeZone& other) const noexcept;
     bool operator!=(const TimeZone& other) const noexcept { return !(*this == other); }
     /// By `hours`, then by `minutes`, as they stand.
@@ -61,6 +62,7 @@ struct KOVA_API Time {
     /// The text; it reads back unless a field was set outside its range.
     std::string toString() const;
 
+    /// Whether all fields are equal.
     bool operator==(const Time& other) const noexcept;
     bool operator!=(const Time& other) const noexcept { return !(*this == other); }
     /// By the fields in their order; an absent one is less than any that is there.

@@ -70,6 +70,7 @@ enum class VolumeUnit : std::uint8_t { imp_gal, l, ml, ul, us_dry_gal, us_liq_ga
 /// Weights.
 enum class WeightUnit : std::uint8_t { g, kg, lbs, mg, t };
 
+/// The text of a unit; nothing for a number outside its enumeration.
 KOVA_API std::optional<std::string> enumToValue(ConsumptionUnit value);
 KOVA_API std::optional<std::string> enumToValue(DistanceUnit value);
 KOVA_API std::optional<std::string> enumToValue(PressureUnit value);
@@ -78,6 +79,8 @@ KOVA_API std::optional<std::string> enumToValue(TemperatureUnit value);
 KOVA_API std::optional<std::string> enumToValue(VolumeUnit value);
 KOVA_API std::optional<std::string> enumToValue(WeightUnit value);
 
+/// @{
+/// The unit of a text, compared exactly; nothing for any other text.
 KOVA_API std::optional<ConsumptionUnit> valueToConsumptionUnit(const std::string& text);
 KOVA_API std::optional<DistanceUnit> valueToDistanceUnit(const std::string& text);
 KOVA_API std::optional<PressureUnit> valueToPressureUnit(const std::string& text);
@@ -85,6 +88,7 @@ KOVA_API std::optional<SpeedUnit> valueToSpeedUnit(const std::string& text);
 KOVA_API std::optional<TemperatureUnit> valueToTemperatureUnit(const std::string& text);
 KOVA_API std::optional<VolumeUnit> valueToVolumeUnit(const std::string& text);
 KOVA_API std::optional<WeightUnit> valueToWeightUnit(const std::string& text);
+/// @}
 
 }  // namespace kova::dovglobals
 

@@ -20,6 +20,7 @@ class AlarmTimer;
 ///     if (alarm.arm(std::chrono::milliseconds(200))) ...
 class OSAL_API Alarm {
 public:
+    /// Times are in whole milliseconds.
     using Duration = std::chrono::milliseconds;
     /// Called on the timer's thread with the pointer that was given with it. An exception that
     /// leaves it ends the process.

@@ -13,6 +13,7 @@ namespace osal {
 /// one waits, and must not call back into the timer.
 class OSAL_API Clock {
 public:
+    /// A time of the monotonic clock.
     using TimePoint = std::chrono::steady_clock::time_point;
 
     virtual ~Clock();

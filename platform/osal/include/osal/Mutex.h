@@ -11,10 +11,14 @@ namespace osal {
 /// unlocks it.
 class OSAL_API Mutex {
 public:
+    /// Makes an unlocked mutex.
     explicit Mutex(bool recursive = false) : impl_(recursive) {}
 
+    /// Waits until the mutex is free and takes it.
     void lock() { impl_.lock(); }
+    /// Takes the mutex if it is free; true when it was taken.
     [[nodiscard]] bool try_lock() { return impl_.try_lock(); }
+    /// Gives the mutex back.
     void unlock() { impl_.unlock(); }
 
 private:

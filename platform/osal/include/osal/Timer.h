@@ -15,7 +15,9 @@ namespace osal {
 /// class's own destructor waits for the callback, those members are gone.
 class OSAL_API Timer {
 public:
+    /// As for alarms.
     using Duration = Alarm::Duration;
+    /// Called with the timer that has expired. An exception that leaves it ends the process.
     using Callback = void (*)(Timer* timer);
 
     /// Makes a stopped timer on a shared alarm timer, which must outlive it. A `periodic` one goes

@@ -17,6 +17,7 @@ struct Message {
     std::string_view channel;
     /// Severity: 0 is the most verbose, higher is more severe.
     int level;
+    /// What the message says.
     std::string_view text;
 };
 
@@ -52,9 +53,13 @@ public:
     Channel(const Channel&) = delete;
     Channel& operator=(const Channel&) = delete;
 
+    /// The name, as it was given.
     const std::string& name() const noexcept { return name_; }
+    /// The flags, as they were given.
     unsigned int flags() const noexcept { return flags_; }
+    /// The level of the least severe message that is written.
     int level() const noexcept { return level_.load(std::memory_order_relaxed); }
+    /// Sets that level.
     void setLevel(int level) noexcept { level_.store(level, std::memory_order_relaxed); }
     /// Whether a message of `level` would be written; ask before making costly arguments.
     bool isEnabled(int level) const noexcept { return this->level() <= level; }

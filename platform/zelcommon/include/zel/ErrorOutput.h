@@ -14,15 +14,23 @@ namespace zel {
 /// One argument of an error message: a text or an address. Borrows the text.
 class ErrorArgument {
 public:
+    /// @{
+    /// A text; it must live as long as the argument. A null pointer shows as "(null)".
     ErrorArgument(char const* text) noexcept
         : text_(text != nullptr ? text : "(null)"), address_(nullptr), isText_(true) {}
     ErrorArgument(std::string_view text) noexcept : text_(text), address_(nullptr), isText_(true) {}
     ErrorArgument(const std::string& text) noexcept
         : text_(text), address_(nullptr), isText_(true) {}
+    /// @}
+
+    /// An address.
     ErrorArgument(void const* address) noexcept : address_(address), isText_(false) {}
 
+    /// Whether it is a text.
     bool isText() const noexcept { return isText_; }
+    /// The text; empty when it is an address.
     std::string_view text() const noexcept { return text_; }
+    /// The address; null when it is a text.
     void const* address() const noexcept { return address_; }
 
 private:
@@ -35,12 +43,15 @@ private:
 struct ErrorReport {
     /// The catalogue's name.
     std::string_view type;
+    /// The error's number in the catalogue.
     int number;
     /// The formatted message.
     std::string_view reason;
+    /// @{
     /// Source position: a path within the source tree, and a line.
     std::string_view file;
     int line;
+    /// @}
 };
 
 /// Reports errors: formats the message once, hands it to the process-wide sink and keeps it as the
@@ -56,6 +67,7 @@ struct ErrorReport {
 ///         kova::errors::Error, kova::errors::RequestFailed, "no such device");
 class ZEL_API ErrorOutput {
 public:
+    /// What takes the reports.
     using Sink = std::function<void(const ErrorReport&)>;
 
     /// Takes the source position of the report; `file` must outlive the thread's latest error (a

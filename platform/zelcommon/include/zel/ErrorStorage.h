@@ -27,9 +27,11 @@ public:
     /// The formatted message; empty when there is none. The reference stays valid until the next
     /// report or acknowledgement of this thread.
     const std::string& reason() const noexcept { return reason_; }
+    /// @{
     /// Source position; an empty text and 0 when there is none.
     char const* file() const noexcept { return file_; }
     int line() const noexcept { return line_; }
+    /// @}
 
     /// Marks the latest error as handled: the storage is empty afterwards.
     void acknowledge() noexcept;

@@ -22,12 +22,14 @@ struct ErrorID {
 /// Immutable, so any thread may read it. The table must outlive it.
 class ZEL_API ErrorType {
 public:
+    /// Takes the name and the table, both of which must outlive the catalogue.
     template <std::size_t N>
     constexpr ErrorType(char const* name, const ErrorID (&table)[N]) noexcept
         : name_(name), table_(table), size_(N) {}
 
     /// The catalogue's name, for reports.
     constexpr char const* name() const noexcept { return name_; }
+    /// The number of rows.
     constexpr std::size_t size() const noexcept { return size_; }
     /// The row of `number`, or null when the catalogue does not have it.
     constexpr ErrorID const* find(int number) const noexcept {

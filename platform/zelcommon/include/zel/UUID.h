@@ -21,6 +21,7 @@ class ZEL_API UUID {
 public:
     /// Length of the text form.
     static constexpr std::size_t TEXT_LENGTH = 36;
+    /// The 16 bytes, in the order in which they are written.
     using Bytes = std::array<unsigned char, 16>;
 
     /// The nil identifier: all bytes zero.
@@ -40,12 +41,14 @@ public:
     /// Writes the `TEXT_LENGTH` characters of the text form to `out`, without a terminating zero.
     void print(char* out) const noexcept;
 
+    /// The bytes.
     const Bytes& bytes() const noexcept { return bytes_; }
     /// The version number, 0 to 15.
     int version() const noexcept { return bytes_[6] >> 4; }
     /// Whether all bytes are zero.
     bool isNil() const noexcept { return bytes_ == Bytes{}; }
 
+    /// Whether all bytes are equal.
     friend bool operator==(const UUID& a, const UUID& b) noexcept { return a.bytes_ == b.bytes_; }
     friend bool operator!=(const UUID& a, const UUID& b) noexcept { return a.bytes_ != b.bytes_; }
     /// Byte-wise order, the same as that of the lower-case texts.
@@ -57,11 +60,16 @@ private:
 
 }  // namespace zel
 
+namespace std {
+
+/// For unordered containers.
 template <>
-struct std::hash<zel::UUID> {
-    std::size_t operator()(const zel::UUID& uuid) const noexcept {
+struct hash<zel::UUID> {
+    /// The hash of the bytes.
+    size_t operator()(const zel::UUID& uuid) const noexcept {
         const auto& bytes = uuid.bytes();
-        return std::hash<std::string_view>{}(
-            {reinterpret_cast<const char*>(bytes.data()), bytes.size()});
+        return hash<string_view>{}({reinterpret_cast<const char*>(bytes.data()), bytes.size()});
     }
 };
+
+}  // namespace std

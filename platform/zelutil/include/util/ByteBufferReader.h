@@ -18,12 +18,17 @@ public:
     ByteBufferReader(const ByteBufferReader&) = delete;
     ByteBufferReader& operator=(const ByteBufferReader&) = delete;
 
+    /// @{
     /// The whole block and its length, whatever was read already.
     unsigned char const* data() const noexcept { return data_; }
     unsigned long size() const noexcept { return size_; }
+    /// @}
+
+    /// @{
     /// How far reading has come, and what is left.
     unsigned long position() const noexcept { return position_; }
     unsigned long remaining() const noexcept { return size_ - position_; }
+    /// @}
 
     /// Copies the next `count` bytes to `destination` and steps over them. False on success; true,
     /// with nothing done, when fewer are left.

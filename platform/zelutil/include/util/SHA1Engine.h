@@ -12,6 +12,7 @@ namespace util {
 /// One thread at a time.
 class UTIL_API SHA1Engine {
 public:
+    /// The 20 bytes of a digest.
     using Digest = std::array<unsigned char, 20>;
 
     SHA1Engine() noexcept;

@@ -8,8 +8,10 @@ namespace util {
 /// A text of UTF-8 code units, told apart from a plain `std::string` of bytes by its type. It does
 /// not check its content; whoever writes it to a serializer has it checked there.
 struct UnicodeString8 {
+    /// The code units.
     std::string units;
 
+    /// Whether all code units are equal.
     friend bool operator==(const UnicodeString8& a, const UnicodeString8& b) {
         return a.units == b.units;
     }
@@ -18,8 +20,10 @@ struct UnicodeString8 {
 
 /// A text of UTF-16 code units. It does not check its content either.
 struct UnicodeString16 {
+    /// The code units.
     std::u16string units;
 
+    /// Whether all code units are equal.
     friend bool operator==(const UnicodeString16& a, const UnicodeString16& b) {
         return a.units == b.units;
     }

@@ -39,8 +39,10 @@ public:
     std::u16string toUtf16() const;
     /// Number of code points.
     std::size_t length() const noexcept;
+    /// Whether there is no character.
     bool empty() const noexcept { return text_.empty(); }
 
+    /// Whether all code points are equal.
     friend bool operator==(const String& a, const String& b) noexcept { return a.text_ == b.text_; }
     friend bool operator!=(const String& a, const String& b) noexcept { return a.text_ != b.text_; }
     /// Order of code points.

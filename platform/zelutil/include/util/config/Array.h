@@ -34,6 +34,7 @@ public:
     /// Makes room for `count` elements in all; a hint that may be ignored.
     void reserve(unsigned long count) noexcept;
 
+    /// The elements in their order, for reading.
     const std::vector<Value*>& elements() const noexcept { return elements_; }
 
 private:

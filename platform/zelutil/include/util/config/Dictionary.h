@@ -16,6 +16,7 @@ public:
     Dictionary() noexcept : Container(Kind::Dictionary) {}
     ~Dictionary() override;
 
+    /// @{
     /// Puts `value` under the key and takes it over, whatever the result: when memory is exhausted
     /// it is destroyed and true returned. A key that is present gets the new value, the former one
     /// is destroyed. A null `value` is not added (true). `add` and `set` do the same; by custom
@@ -25,6 +26,8 @@ public:
     bool add(std::string_view key, Value* value) noexcept;
     bool set(char const* key, Value* value) noexcept;
     bool set(std::string_view key, Value* value) noexcept;
+    /// @}
+
     /// Removes the entry; true when there is none. With `destroy` false the child is not destroyed
     /// and belongs to the caller, who looked it up before.
     bool remove(char const* key, bool destroy) noexcept;
@@ -38,6 +41,7 @@ public:
 
     /// Number of entries.
     unsigned long size() const noexcept { return entries_.size(); }
+    /// The entries in the order of their keys, for reading.
     const Entries& entries() const noexcept { return entries_; }
 
 private:

@@ -19,6 +19,7 @@ class Value;
 /// until an entry is added or removed. One thread at a time, or many that only read.
 class UTIL_API Entries {
 public:
+    /// An entry: key and child.
     using value_type = std::pair<std::string, Value*>;
 
 private:
@@ -28,17 +29,27 @@ private:
     using Page = std::vector<value_type>;
 
 public:
+    /// Walks the entries in the order of their keys, for reading only.
     class const_iterator {
     public:
+        /// @{
+        /// As the standard library asks of an iterator.
         using iterator_category = std::forward_iterator_tag;
         using value_type = Entries::value_type;
         using difference_type = std::ptrdiff_t;
         using pointer = const value_type*;
         using reference = const value_type&;
+        /// @}
 
+        /// An iterator into nothing, to be assigned to.
         const_iterator() noexcept = default;
+        /// @{
+        /// The entry; not at the end.
         reference operator*() const noexcept { return *entry_; }
         pointer operator->() const noexcept { return entry_; }
+        /// @}
+
+        /// Goes on to the next entry, or to the end.
         const_iterator& operator++() noexcept {
             if (++entry_ == page_->data() + page_->size()) {
                 ++page_;
@@ -51,6 +62,7 @@ public:
             ++*this;
             return before;
         }
+        /// Whether both are at the same entry.
         friend bool operator==(const const_iterator& a, const const_iterator& b) noexcept {
             return a.entry_ == b.entry_;
         }
@@ -68,12 +80,18 @@ public:
         pointer entry_ = nullptr;  // null at the end
     };
 
+    /// Whether there is no entry.
     bool empty() const noexcept { return size_ == 0; }
+    /// The number of entries.
     unsigned long size() const noexcept { return size_; }
+    /// @{
+    /// From the entry with the least key to behind the last one.
     const_iterator begin() const noexcept {
         return empty() ? end() : const_iterator(pages_.data(), pastPages(), pages_[0].data());
     }
     const_iterator end() const noexcept { return {pastPages(), pastPages(), nullptr}; }
+    /// @}
+
     /// The entry with the key, or the end.
     const_iterator find(std::string_view key) const noexcept;
 
@@ -84,6 +102,7 @@ public:
     void erase(const_iterator position) noexcept;
     /// Takes all entries out.
     void clear() noexcept;
+    /// Exchanges the entries of two lists.
     void swap(Entries& other) noexcept;
     /// Makes room for `count` entries in all; a hint that may be ignored.
     void reserve(unsigned long count) noexcept;

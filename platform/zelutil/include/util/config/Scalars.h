@@ -13,6 +13,7 @@ namespace util::config {
 /// An integer of 64 bits, signed or unsigned: every value from -2^63 to 2^64 - 1.
 class UTIL_API ValueInt : public Value {
 public:
+    /// Holds the number.
     explicit ValueInt(int value) noexcept : ValueInt(static_cast<long>(value)) {}
     explicit ValueInt(unsigned int value) noexcept : ValueInt(static_cast<long>(value)) {}
     explicit ValueInt(long value) noexcept
@@ -22,6 +23,7 @@ public:
 
     /// The 64 bits in two's complement.
     std::uint64_t bits() const noexcept { return bits_; }
+    /// Whether the number is below 0.
     bool isNegative() const noexcept { return negative_; }
     /// Whether the value lies above the signed range (2^63 and more).
     bool isBeyondSigned() const noexcept { return !negative_ && (bits_ >> 63) != 0; }
@@ -34,7 +36,9 @@ private:
 /// A floating-point number of double precision.
 class UTIL_API ValueFloat : public Value {
 public:
+    /// Holds the number, NaN and infinities included.
     explicit ValueFloat(double value) noexcept : Value(Kind::Float), value_(value) {}
+    /// The number.
     double value() const noexcept { return value_; }
 
 private:
@@ -44,12 +48,14 @@ private:
 /// A narrow string: bytes, by custom UTF-8, embedded zeros allowed.
 class UTIL_API ValueString : public Value {
 public:
+    /// Holds the text.
     explicit ValueString(const std::string& text) : Value(Kind::String), text_(text) {}
     explicit ValueString(std::string&& text) noexcept
         : Value(Kind::String), text_(std::move(text)) {}
     /// A null `text` is the empty string.
     explicit ValueString(char const* text)
         : ValueString(std::string(text == nullptr ? "" : text)) {}
+    /// The text.
     const std::string& text() const noexcept { return text_; }
 
 private:
@@ -59,8 +65,10 @@ private:
 /// A string of Unicode text, kept apart from the narrow strings.
 class UTIL_API ValueUnicodeString : public Value {
 public:
+    /// Holds the text.
     explicit ValueUnicodeString(UnicodeString8 text) noexcept
         : Value(Kind::UnicodeString), text_(std::move(text)) {}
+    /// The text.
     const UnicodeString8& text() const noexcept { return text_; }
 
 private:

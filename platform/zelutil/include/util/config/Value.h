@@ -31,6 +31,7 @@ using ConstIterator = Entries::const_iterator;
 /// printed without recursion.
 class UTIL_API Value {
 public:
+    /// What a node is.
     enum class Kind : std::uint8_t {
         Undefined,
         Null,
@@ -45,11 +46,18 @@ public:
 
     virtual ~Value() = default;
 
+    /// The kind of this node.
     Kind kind() const noexcept { return kind_; }
+    /// @{
+    /// Whether the node is of that kind.
     bool isDictionary() const noexcept { return kind_ == Kind::Dictionary; }
     bool isArray() const noexcept { return kind_ == Kind::Array; }
+    /// @}
+
     /// Whether the node is a scalar: null, boolean, number or string of either kind.
     bool isValue() const noexcept { return kind_ >= Kind::Null && kind_ <= Kind::UnicodeString; }
+    /// @{
+    /// Whether the node is of that kind.
     bool isString() const noexcept { return kind_ == Kind::String; }
     bool isUnicodeString() const noexcept { return kind_ == Kind::UnicodeString; }
     bool isInt() const noexcept { return kind_ == Kind::Integer; }
@@ -57,6 +65,7 @@ public:
     bool isNull() const noexcept { return kind_ == Kind::Null; }
     bool isBool() const noexcept { return kind_ == Kind::Boolean; }
     bool isUndefined() const noexcept { return kind_ == Kind::Undefined; }
+    /// @}
 
     /// Whether this is a dictionary that has the key.
     bool hasKey(char const* key) const noexcept;
@@ -91,6 +100,7 @@ public:
     /// Copies a unicode string out; a narrow string too when it is well-formed UTF-8.
     [[nodiscard]] bool get(util::UnicodeString8& out) const;
 
+    /// @{
     /// This node, or the child under the key, for changing; null when it has not that kind.
     Dictionary* getEditableDictionary() noexcept;
     Dictionary* getEditableDictionary(char const* key) noexcept;
@@ -98,10 +108,13 @@ public:
     Array* getEditableArray() noexcept;
     Array* getEditableArray(char const* key) noexcept;
     Array* getEditableArray(const std::string& key) noexcept;
+    /// @}
 
+    /// @{
     /// The entries of a dictionary in key order; an empty range for every other kind.
     ConstIterator begin() const noexcept;
     ConstIterator end() const noexcept;
+    /// @}
 
     /// Deep comparison: same kind and same content. Integers compare by value (-1 and
     /// 18446744073709551615 differ), floats by `==`; an integer never equals a float. Comparing
@@ -128,16 +141,20 @@ public:
     /// other threads do the same; serialize such prints.
     static std::atomic<bool> g_print_compact;
 
+    /// @{
     /// The shared nodes. Never delete them.
     static Value& getUndefined() noexcept;
     static Value* getNull() noexcept;
     static Value* getBool(bool value) noexcept;
+    /// @}
+
     /// Whether the node is one of the shared nodes.
     bool isShared() const noexcept;
     /// Deletes a node unless it is null or shared: what a container does with its children.
     static void destroy(Value* value) noexcept;
 
 protected:
+    /// A node of the kind.
     constexpr explicit Value(Kind kind) noexcept : kind_(kind) {}
     /// Content is copied by `clone` alone.
     Value(const Value&) = delete;

@@ -34,10 +34,11 @@ enum class Expects : std::uint8_t { Nothing, Value, Fields, Elements };
 template <class Data>
 class BracketStack {
 public:
+    /// A level that is open.
     struct Level {
-        Bracket bracket;
-        Expects expects;
-        Data data;
+        Bracket bracket;  ///< what opened it
+        Expects expects;  ///< what may come next
+        Data data;        ///< what the user of the stack keeps for it
     };
 
     /// Two levels for each array or struct (itself, and the field or element inside), the root, and
@@ -58,8 +59,11 @@ public:
         levels_[0] = {Bracket::Root, Expects::Value, data};
     }
 
+    /// The innermost level.
     Level& top() noexcept { return levels_[size_ - 1]; }
+    /// The same, for reading.
     const Level& top() const noexcept { return levels_[size_ - 1]; }
+    /// Whether no level can be opened any more.
     bool isFull() const noexcept { return size_ == CAPACITY; }
     /// Whether `bracket` is on top and got its value, so that its end may come.
     bool mayClose(Bracket bracket) const noexcept {

@@ -55,17 +55,22 @@ struct Entry {
     /// `UInt8`, `UInt16` and `UInt32`, `int64` and `uint64` for the 64-bit types, `number` for
     /// `Float` and `Double`.
     union Scalar {
+        /// @{
+        /// The scalar, when the type calls for this member.
         bool boolean;
         std::int32_t int32;
         std::uint32_t uint32;
         std::int64_t int64;
         std::uint64_t uint64;
         double number;
+        /// @}
     };
 
+    /// The value of a scalar.
     Scalar scalar{};
     /// The text of a string or the name of a field.
     std::string text;
+    /// What the entry is.
     EntryType type = EntryType::None;
 };
 

@@ -16,9 +16,11 @@ enum class Endianess : int { Little = 0, Big = 1 };
 /// value; anything else fails. One thread at a time.
 class UTIL_API IStructuredPushDeserializer {
 public:
+    /// @{
     /// Results of `deserialize`.
     static constexpr int DONE = 0;
     static constexpr int FAILED = 2;
+    /// @}
 
     virtual ~IStructuredPushDeserializer();
 

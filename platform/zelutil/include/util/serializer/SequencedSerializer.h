@@ -103,20 +103,29 @@ protected:
     ByteBufferWriter& writer() noexcept { return *writer_; }
     /// The number of arrays and structs that are open.
     std::size_t depth() const noexcept { return depth_; }
+    /// Whether no white space is to be written.
     bool isCompact() const noexcept { return stack_.top().data.compact; }
 
+    /// @{
+    /// One scalar.
     virtual bool putNull() = 0;
     virtual bool putBoolean(bool value) = 0;
     virtual bool putSigned(std::int64_t value) = 0;
     virtual bool putUnsigned(std::uint64_t value) = 0;
     virtual bool putFloat(float value) = 0;
     virtual bool putDouble(double value) = 0;
+    /// @}
+
+    /// @{
     /// Bytes of any kind, and a text that is known to be UTF-8.
     virtual bool putString(std::string_view bytes) = 0;
     virtual bool putText(std::string_view utf8) = 0;
+    /// @}
+
     /// `count` items of the type at `items`, called only with `CAPABILITY_PACKED_ARRAYS`.
     virtual bool putPacked(NumberType type, void const* items, std::size_t count);
 
+    /// @{
     /// The begins are called before `depth()` grows, the ends after it has shrunk.
     virtual bool putArrayBegin() = 0;
     virtual bool putArrayEnd(bool empty) = 0;
@@ -125,6 +134,7 @@ protected:
     virtual bool putElementBegin(bool first) = 0;
     virtual bool putEmptyElement(bool first) = 0;
     virtual bool putFieldBegin(std::string_view name, bool first) = 0;
+    /// @}
 
 private:
     struct LevelData {
