@@ -1,43 +1,21 @@
 // What the documents show is what is compiled and run.
 #include <gtest/gtest.h>
+#include <unistd.h>
 
-#include <array>
-#include <cstdio>
-#include <fstream>
+#include <algorithm>
+#include <cstdlib>
+#include <filesystem>
+#include <regex>
 #include <sstream>
 #include <string>
+#include <vector>
 
+#include "support/Documents.h"
+
+namespace kova::test {
 namespace {
 
-std::string read(const std::string& file) {
-    std::ifstream in(std::string(KOVA_SOURCE_DIR "/") + file);
-    EXPECT_TRUE(in) << file;
-    std::ostringstream text;
-    text << in.rdbuf();
-    return text.str();
-}
-
-/// What a program prints on its standard output.
-std::string outputOf(const std::string& command) {
-    std::string output;
-    FILE* const pipe = popen(command.c_str(), "r");
-    std::array<char, 256> buffer{};
-    while (std::fgets(buffer.data(), static_cast<int>(buffer.size()), pipe) != nullptr) {
-        output += buffer.data();
-    }
-    EXPECT_EQ(pclose(pipe), 0) << command;
-    return output;
-}
-
-/// The first fenced block of the language behind the heading.
-std::string blockOf(const std::string& document, const std::string& heading,
-                    const std::string& language) {
-    const std::string fence = "```" + language + "\n";
-    const std::size_t start = document.find(fence, document.find(heading));
-    EXPECT_NE(start, std::string::npos) << heading;
-    const std::size_t first = start + fence.size();
-    return document.substr(first, document.find("```\n", first) - first);
-}
+constexpr char const* HELLO_SERVICE = "build/release/examples/hello_service/hello_service";
 
 TEST(DocumentsTest, TheProgramInTheReadmeIsTheOneThatIsBuilt) {
     EXPECT_EQ(blockOf(read("README.md"), "## A service and a client", "cpp"),
@@ -45,8 +23,7 @@ TEST(DocumentsTest, TheProgramInTheReadmeIsTheOneThatIsBuilt) {
 }
 
 TEST(DocumentsTest, TheProgramInTheReadmePrintsWhatTheReadmeSays) {
-    EXPECT_EQ(outputOf(KOVA_HELLO_SERVICE " 2>/dev/null"),
-              blockOf(read("README.md"), "It prints", "text"));
+    EXPECT_EQ(outputOf(HELLO_SERVICE), blockOf(read("README.md"), "It prints", "text"));
 }
 
 TEST(DocumentsTest, EveryPublicHeaderIsInTheGuide) {
@@ -68,4 +45,98 @@ TEST(DocumentsTest, EveryPackageHasItsReasonInTheArchitecture) {
     }
 }
 
+// The words of a command, without the settings in front of it.
+std::vector<std::string> wordsOf(const std::string& command) {
+    std::vector<std::string> words;
+    std::istringstream in(command);
+    for (std::string word; in >> word;) {
+        if (!words.empty() || word.find('=') == std::string::npos) {
+            words.push_back(word);
+        }
+    }
+    return words;
+}
+
+bool isProgram(const std::string& word) {
+    if (word.find('/') == std::string::npos) {
+        return std::system(("command -v '" + word + "' >/dev/null").c_str()) == 0;
+    }
+    const std::string built = inBuild(word);
+    return access((built == word ? KOVA_SOURCE_DIR "/" + word : built).c_str(), X_OK) == 0;
+}
+
+// Whether a word that names something in the tree names something that is there.
+bool isThere(const std::string& word) {
+    static const std::regex inTree("(\\./)?(docs|examples|include|platform|src|tests|tools)/.*");
+    return !std::regex_match(word, inTree) || std::filesystem::exists(KOVA_SOURCE_DIR "/" + word);
+}
+
+void checkCommand(const std::string& command) {
+    const std::vector<std::string> words = wordsOf(command);
+    ASSERT_FALSE(words.empty()) << command;
+    EXPECT_TRUE(isProgram(words[0])) << command;
+    const std::string presets = read("CMakePresets.json");
+    for (std::size_t i = 1; i < words.size(); ++i) {
+        EXPECT_TRUE(isThere(words[i])) << command;
+        if (words[i - 1] == "--preset") {
+            EXPECT_NE(presets.find("\"name\": \"" + words[i] + "\""), std::string::npos) << command;
+        }
+    }
+}
+
+// Whether the text stands as it is in a file with the ending below the folder.
+bool standsIn(const std::string& text, const std::string& folder, const std::string& ending) {
+    const auto files = filesBelow(folder, ending);
+    return std::any_of(files.begin(), files.end(), [&](const std::string& file) {
+        return read(file).find(text) != std::string::npos;
+    });
+}
+
+bool standsInOne(const std::string& text, const std::vector<std::string>& outputs) {
+    return std::any_of(outputs.begin(), outputs.end(), [&](const std::string& output) {
+        return normalized(output).find(normalized(text)) != std::string::npos;
+    });
+}
+
+void checkBlock(const Block& block, const std::vector<std::string>& outputs) {
+    if (block.language == "sh") {
+        for (const std::string& command : commandsOf(block)) {
+            checkCommand(command);
+        }
+    } else if (block.language == "cpp") {
+        EXPECT_TRUE(standsIn(block.text, "examples", ".cpp")) << block.text;
+    } else if (block.language == "cmake") {
+        EXPECT_TRUE(standsIn(block.text, "examples", ".txt")) << block.text;
+    } else if (block.language == "text") {
+        EXPECT_TRUE(standsInOne(block.text, outputs)) << block.text;
+    } else {
+        ADD_FAILURE() << "nothing checks blocks of '" << block.language << "'";
+    }
+}
+
+TEST(DocumentsTest, EveryBlockStandsInASourceOrIsPrintedOrCanBeStarted) {
+    for (const std::string& document : documents()) {
+        const std::vector<Block> blocks = blocksOf(read(document));
+        std::vector<std::string> outputs = outputsOf(blocks);
+        outputs.push_back(outputOf(HELLO_SERVICE));
+        for (const Block& block : blocks) {
+            SCOPED_TRACE(document + ":" + std::to_string(block.line));
+            checkBlock(block, outputs);
+        }
+    }
+}
+
+TEST(DocumentsTest, EveryLinkIntoTheTreeLeadsToAFile) {
+    const std::regex link("\\]\\(([^)#:]+)(#[^)]*)?\\)");
+    for (const std::string& document : documents()) {
+        const std::string text = proseOf(read(document));
+        const std::filesystem::path folder = std::filesystem::path(document).parent_path();
+        for (std::sregex_iterator at(text.begin(), text.end(), link), end; at != end; ++at) {
+            const auto target = std::filesystem::path(KOVA_SOURCE_DIR) / folder / (*at)[1].str();
+            EXPECT_TRUE(std::filesystem::exists(target)) << document << ": " << (*at)[1];
+        }
+    }
+}
+
 }  // namespace
+}  // namespace kova::test

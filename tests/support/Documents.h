@@ -1,0 +1,192 @@
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <array>
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <regex>
+#include <sstream>
+#include <string>
+#include <vector>
+
+/// The documents of the tree and what is quoted in them. The test program that uses it defines
+/// KOVA_SOURCE_DIR, KOVA_BINARY_DIR and KOVA_EMULATOR, which may be empty.
+namespace kova::test {
+
+/// The text of a file, named from the top of the tree.
+inline std::string read(const std::string& file) {
+    std::ifstream in(std::string(KOVA_SOURCE_DIR "/") + file);
+    EXPECT_TRUE(in) << file;
+    std::ostringstream text;
+    text << in.rdbuf();
+    return text.str();
+}
+
+/// The files with the ending below a folder of the tree, named from its top, in their order.
+inline std::vector<std::string> filesBelow(const std::string& folder, const std::string& ending) {
+    std::vector<std::string> files;
+    const std::filesystem::path root(KOVA_SOURCE_DIR);
+    for (const auto& entry : std::filesystem::recursive_directory_iterator(root / folder)) {
+        if (entry.path().extension() == ending) {
+            files.push_back(std::filesystem::relative(entry.path(), root).string());
+        }
+    }
+    std::sort(files.begin(), files.end());
+    return files;
+}
+
+/// The documents: those at the top of the tree and those below docs.
+inline std::vector<std::string> documents() {
+    std::vector<std::string> files = filesBelow("docs", ".md");
+    files.insert(files.end(), {"README.md", "CONTRIBUTING.md"});
+    return files;
+}
+
+/// The path or command with the folder of the build under test in place of "build/release", where
+/// documents have their programs.
+inline std::string inBuild(const std::string& text) {
+    return std::regex_replace(text, std::regex("build/release\\b"), KOVA_BINARY_DIR);
+}
+
+/// The text with fixed words in place of the times, threads and addresses of trace lines.
+inline std::string normalized(const std::string& text) {
+    static const std::regex stamp(R"(\d{4}-\d\d-\d\dT\d\d:\d\d:\d\d\.\d{6}Z \d+ )");
+    static const std::regex address("0x[0-9a-f]+");
+    return std::regex_replace(std::regex_replace(text, stamp, "TIME THREAD "), address, "ADDRESS");
+}
+
+/// What a command of a document prints on its standard output, started at the top of the tree; that
+/// it fails fails the test.
+inline std::string outputOf(const std::string& command) {
+    // A word of its own is the program; what follows a "=" is a folder of the build.
+    static const std::regex program("(^| )build/release/");
+    const std::string started =
+        std::regex_replace(command, program, "$1" KOVA_EMULATOR " build/release/");
+    const std::string quiet = command.find("2>") == std::string::npos ? " 2>/dev/null" : "";
+    const std::string whole =
+        "unset ZEL_TRACE ZEL_CONFIG_KOVA_AGT; cd " KOVA_SOURCE_DIR "; " + inBuild(started) + quiet;
+    std::string output;
+    FILE* const pipe = popen(whole.c_str(), "r");
+    std::array<char, 256> buffer{};
+    while (std::fgets(buffer.data(), static_cast<int>(buffer.size()), pipe) != nullptr) {
+        output += buffer.data();
+    }
+    EXPECT_EQ(pclose(pipe), 0) << whole;
+    return output;
+}
+
+/// A fenced block of a document.
+struct Block {
+    std::string language;
+    std::string text;
+    std::size_t line = 0;  ///< of its opening fence
+};
+
+inline std::vector<Block> blocksOf(const std::string& document) {
+    std::vector<Block> blocks;
+    std::istringstream lines(document);
+    bool inside = false;
+    std::size_t number = 0;
+    for (std::string line; std::getline(lines, line);) {
+        ++number;
+        if (line.compare(0, 3, "```") != 0) {
+            if (inside) {
+                blocks.back().text += line + "\n";
+            }
+        } else if (inside = !inside; inside) {
+            blocks.push_back({line.substr(3), "", number});
+        }
+    }
+    EXPECT_FALSE(inside) << "a block is not closed";
+    return blocks;
+}
+
+/// A document without its fenced blocks.
+inline std::string proseOf(const std::string& document) {
+    std::string prose;
+    std::istringstream lines(document);
+    bool inside = false;
+    for (std::string line; std::getline(lines, line);) {
+        const bool fence = line.compare(0, 3, "```") == 0;
+        inside = inside != fence;
+        if (!inside && !fence) {
+            prose += line + "\n";
+        }
+    }
+    return prose;
+}
+
+/// The command lines of a block, without comments; a line that ends in "\" goes on in the next.
+inline std::vector<std::string> commandsOf(const Block& block) {
+    std::vector<std::string> commands;
+    std::string joined = std::regex_replace(block.text, std::regex("\\\\\n *"), "");
+    std::istringstream lines(std::regex_replace(joined, std::regex(" && "), "\n"));
+    for (std::string line; std::getline(lines, line);) {
+        line.erase(std::min(line.find(" #"), line.size()));
+        line.erase(line.find_last_not_of(' ') + 1);
+        if (!line.empty() && line[0] != '#') {
+            commands.push_back(line);
+        }
+    }
+    return commands;
+}
+
+/// What the programs of the build print that a document starts, a text each.
+inline std::vector<std::string> outputsOf(const std::vector<Block>& blocks) {
+    std::vector<std::string> outputs;
+    for (const Block& block : blocks) {
+        for (const std::string& command : commandsOf(block)) {
+            if (block.language == "sh" &&
+                std::regex_search(command, std::regex("^([A-Z_]+=\\S+ )*build/release/"))) {
+                outputs.push_back(outputOf(command));
+            }
+        }
+    }
+    return outputs;
+}
+
+/// The first fenced block of the language behind the heading.
+inline std::string blockOf(const std::string& document, const std::string& heading,
+                           const std::string& language) {
+    const std::size_t start = document.find(heading);
+    EXPECT_NE(start, std::string::npos) << heading;
+    if (start == std::string::npos) {
+        return {};
+    }
+    for (const Block& block : blocksOf(document.substr(start))) {
+        if (block.language == language) {
+            return block.text;
+        }
+    }
+    ADD_FAILURE() << "no block behind " << heading;
+    return {};
+}
+
+/// The cells of the rows of all tables behind the heading, up to the next heading, without the rows
+/// that stand above the lines of dashes. A "|" that belongs to a cell is written "\|".
+inline std::vector<std::vector<std::string>> rowsOf(const std::string& document,
+                                                    const std::string& heading) {
+    std::vector<std::vector<std::string>> rows;
+    const std::size_t start = document.find(heading + "\n");
+    EXPECT_NE(start, std::string::npos) << heading;
+    std::istringstream lines(start == std::string::npos ? "" : document.substr(start));
+    std::string line;
+    std::getline(lines, line);
+    while (std::getline(lines, line) && line.compare(0, 1, "#") != 0) {
+        if (line.compare(0, 2, "|-") == 0) {
+            rows.pop_back();
+        } else if (line.compare(0, 2, "| ") == 0) {
+            rows.emplace_back();
+            for (std::size_t at = 2, end = 0; at < line.size(); at = end + 3) {
+                end = line.find(" |", at);
+                rows.back().push_back(line.substr(at, end - at));
+            }
+        }
+    }
+    return rows;
+}
+
+}  // namespace kova::test
