@@ -1,0 +1,202 @@
+// Arming and cancelling an alarm while 100 000 others are armed, and how late a short one is.
+#include <benchmark/benchmark.h>
+#include <sys/prctl.h>
+
+#include <algorithm>
+#include <chrono>
+#include <condition_variable>
+#include <functional>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <thread>
+#include <vector>
+
+#include "kova/core/Alarm.h"
+#include "support/Contest.h"
+#include "support/Inputs.h"
+#ifdef KOVA_BENCH_ASIO
+#include <asio/io_context.hpp>
+#include <asio/steady_timer.hpp>
+#endif
+
+namespace kova::bench {
+
+namespace {
+
+using SteadyClock = std::chrono::steady_clock;
+using Milliseconds = std::chrono::milliseconds;
+
+constexpr int ARMED = 100'000;
+
+/// When an alarm is due: between one hour and two, so that none expires during the run.
+std::vector<unsigned> delays(int count) {
+    Random random;
+    std::vector<unsigned> made;
+    for (int i = 0; i < count; ++i) {
+        made.push_back(static_cast<unsigned>(random.number(3'600'000, 7'200'000)));
+    }
+    return made;
+}
+
+/// Alarms as one would write them for a single program: a map, a lock and a thread that sleeps.
+class PlainAlarms {
+public:
+    using Entries = std::multimap<SteadyClock::time_point, std::function<void()>>;
+    using Armed = Entries::iterator;
+
+    PlainAlarms() : thread_([this] { run(); }) {}
+    ~PlainAlarms() {
+        {
+            const std::lock_guard lock(mutex_);
+            ended_ = true;
+        }
+        changed_.notify_one();
+        thread_.join();
+    }
+
+    Armed arm(unsigned delay, std::function<void()> function) {
+        const auto due = SteadyClock::now() + Milliseconds(delay);
+        const std::lock_guard lock(mutex_);
+        const auto armed = entries_.emplace(due, std::move(function));
+        if (armed == entries_.begin()) {
+            changed_.notify_one();
+        }
+        return armed;
+    }
+    void cancel(Armed armed) {
+        const std::lock_guard lock(mutex_);
+        entries_.erase(armed);
+    }
+
+private:
+    void run() {
+        std::unique_lock lock(mutex_);
+        while (!ended_) {
+            if (entries_.empty()) {
+                changed_.wait(lock);
+            } else if (const auto due = entries_.begin()->first; SteadyClock::now() < due) {
+                changed_.wait_until(lock, due);
+            } else {
+                const auto function = entries_.extract(entries_.begin());
+                lock.unlock();
+                function.mapped()();
+                lock.lock();
+            }
+        }
+    }
+
+    std::mutex mutex_;
+    std::condition_variable changed_;
+    Entries entries_;
+    bool ended_ = false;
+    std::thread thread_;
+};
+
+void ignore() {}
+
+auto kovaAlarms() {
+    auto armed = std::make_unique<std::vector<std::unique_ptr<FunctionalAlarm>>>();
+    for (const unsigned delay : delays(ARMED)) {
+        armed->push_back(std::make_unique<FunctionalAlarm>(ignore));
+        benchmark::DoNotOptimize(armed->back()->start(delay, false));
+    }
+    return each(delays(INPUTS),
+                [armed = std::shared_ptr(std::move(armed)),
+                 alarm = std::make_shared<FunctionalAlarm>(ignore)](unsigned delay) {
+                    const bool failed = alarm->start(delay, false);
+                    alarm->stop();
+                    return failed;
+                });
+}
+
+auto plainAlarms() {
+    auto alarms = std::make_shared<PlainAlarms>();
+    for (const unsigned delay : delays(ARMED)) {
+        alarms->arm(delay, ignore);
+    }
+    return each(delays(INPUTS), [alarms](unsigned delay) {
+        alarms->cancel(alarms->arm(delay, ignore));
+        return delay;
+    });
+}
+
+#ifdef KOVA_BENCH_ASIO
+struct AsioAlarms {
+    asio::io_context context;
+    std::vector<asio::steady_timer> armed;
+    asio::steady_timer timer{context};
+
+    AsioAlarms() {
+        for (const unsigned delay : delays(ARMED)) {
+            armed.emplace_back(context, Milliseconds(delay)).async_wait([](asio::error_code) {});
+        }
+    }
+};
+
+// The function of a cancelled timer is called by whoever runs the context, so that is part of it.
+auto asioAlarms() {
+    return each(delays(INPUTS), [alarms = std::make_shared<AsioAlarms>()](unsigned delay) {
+        alarms->timer.expires_after(Milliseconds(delay));
+        alarms->timer.async_wait([](asio::error_code) {});
+        alarms->timer.cancel();
+        return alarms->context.poll();
+    });
+}
+#endif
+
+/// The median of how late `wait` comes back from a wait of one millisecond.
+template <typename Wait>
+void enterLateness(char const* contestant, Wait wait) {
+    const auto measure = [wait](benchmark::State& state) {
+        for (auto _ : state) {
+            std::vector<SteadyClock::duration> late(201);
+            for (auto& each : late) {
+                const auto due = SteadyClock::now() + Milliseconds(1);
+                each = wait(due) - due;
+            }
+            std::nth_element(late.begin(), late.begin() + 100, late.end());
+            state.SetIterationTime(std::chrono::duration<double>(late[100]).count());
+        }
+    };
+    benchmark::RegisterBenchmark(("lateness of 1 ms/" + std::string(contestant)).c_str(), measure)
+        ->UseManualTime()
+        ->Iterations(1);
+}
+
+SteadyClock::time_point lateByAlarm() {
+    std::mutex mutex;
+    std::condition_variable called;
+    SteadyClock::time_point when;
+    FunctionalAlarm alarm([&] {
+        const std::lock_guard lock(mutex);
+        when = SteadyClock::now();
+        called.notify_one();
+    });
+    std::unique_lock lock(mutex);
+    if (!alarm.start(1, false)) {
+        called.wait(lock, [&] { return when != SteadyClock::time_point(); });
+    }
+    return when;
+}
+
+SteadyClock::time_point lateBySleep(SteadyClock::time_point due) {
+    prctl(PR_SET_TIMERSLACK, 1UL, 0UL, 0UL, 0UL);  // as the thread of the alarms has it
+    std::this_thread::sleep_until(due);
+    return SteadyClock::now();
+}
+
+const Entries ENTRIES([] {
+    const std::string road = "arm and cancel among 100 000";
+    contest(road, "kova", kovaAlarms);
+    contest(road, "plain", plainAlarms);
+#ifdef KOVA_BENCH_ASIO
+    contest(road, "asio", asioAlarms);
+#endif
+    enterLateness("kova", [](SteadyClock::time_point) { return lateByAlarm(); });
+    enterLateness("sleep_until", lateBySleep);
+});
+
+}  // namespace
+
+}  // namespace kova::bench
