@@ -48,8 +48,9 @@ public:
     /// `shutdown`.
     void cancelRequest(void* handle) noexcept override;
     /// Refuses new requests, then cancels every pending one, in ascending order of the handles.
-    /// Values that still arrive are dropped, terminating events are passed on. A second call finds
-    /// nothing left to do.
+    /// Values that still arrive are dropped, terminating events are passed on. A request that was
+    /// with its resource handler meanwhile may be stored too late to be cancelled; a second call,
+    /// made when no request is on its way any more, cancels it, and otherwise finds nothing to do.
     virtual void shutdown();
 
 private:

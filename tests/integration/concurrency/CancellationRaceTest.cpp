@@ -1,0 +1,99 @@
+// One thread cancels what another one answers, at the same moment.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <array>
+#include <memory>
+#include <numeric>
+#include <random>
+#include <vector>
+
+#include "ComposedService.h"
+#include "support/Reports.h"
+#include "support/Threads.h"
+#include "support/Watchdog.h"
+
+namespace kova {
+namespace {
+
+using test::Answer;
+using test::Ticket;
+
+constexpr int THREADS = 4;
+constexpr int ROUNDS = 40;
+constexpr std::size_t REQUESTS = 50;  // in a round, so that the threads meet somewhere among them
+
+class CancellationRaceTest : public testing::TestWithParam<Answer> {
+protected:
+    using Round = std::array<Ticket, REQUESTS>;
+
+    /// Two threads answer and two cancel, all the requests of a round in an order of their own.
+    void play(int thread, Round& round, std::minstd_rand& random) {
+        std::array<std::size_t, REQUESTS> order{};
+        std::iota(order.begin(), order.end(), 0U);
+        std::shuffle(order.begin(), order.end(), random);
+        for (const std::size_t i : order) {
+            if (thread < 2) {
+                composed.resources[0]->answer(random(), GetParam());
+            } else {
+                composed.cancel(round[i]);
+            }
+            watchdog.progress();
+        }
+    }
+    void expectOneOutcomeEach(Round& round) {
+        for (Ticket& ticket : round) {
+            ASSERT_EQ(ticket.outcomes() + (ticket.open ? 1 : 0), 1);
+            ASSERT_EQ(ticket.eventsTooLate, 0);
+            ASSERT_FALSE(ticket.open) << "what nobody answered was cancelled";
+            ASSERT_LE(ticket.cancelCalls, 1) << "two threads cancelled, one entry was there";
+            const int calls = ticket.cancelCalls;
+            composed.cancel(ticket);
+            ASSERT_EQ(ticket.cancelCalls, calls) << "the entry is gone";
+            ASSERT_EQ(ticket.destructions, 1);
+            cancelled += ticket.cancelled;
+        }
+    }
+
+    test::Reports reports;
+    test::Watchdog watchdog{"starting"};
+    std::vector<std::unique_ptr<Round>> rounds;
+    test::ComposedService composed;
+    int cancelled = 0;
+};
+
+TEST_P(CancellationRaceTest, LeavesOneOutcomeAndNoEntry) {
+    const int count = ROUNDS * test::stressFactor();
+    rounds.resize(static_cast<std::size_t>(count));
+    test::Barrier start(THREADS);
+    test::Barrier end(THREADS);
+    test::runOnThreads(THREADS, [&](int thread) {
+        std::minstd_rand random(static_cast<unsigned int>(thread) + 1);
+        for (auto& round : rounds) {
+            if (thread == 0) {
+                watchdog.enter("cancelling what is answered");
+                round = std::make_unique<Round>();
+                for (Ticket& ticket : *round) {
+                    composed.ask(ticket);
+                }
+            }
+            start.wait();
+            play(thread, *round, random);
+            end.wait();
+            if (thread == 0) {
+                expectOneOutcomeEach(*round);
+            }
+        }
+    });
+    const int all = count * static_cast<int>(REQUESTS);
+    EXPECT_EQ(cancelled == all, GetParam() == Answer::VALUE) << cancelled << " of " << all;
+    composed.shutDown();
+    EXPECT_EQ(composed.openRequests(), 0U);
+}
+
+INSTANTIATE_TEST_SUITE_P(Against, CancellationRaceTest,
+                         testing::Values(Answer::VALUE, Answer::COMPLETION, Answer::ERROR,
+                                         Answer::DROP));
+
+}  // namespace
+}  // namespace kova

@@ -1,0 +1,161 @@
+// Eight threads mix all that can be done with one composed service. Whatever they mix, each request
+// has one outcome, and the table of pending requests holds what it should.
+#include <gtest/gtest.h>
+
+#include <deque>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "ComposedService.h"
+#include "support/Reports.h"
+#include "support/Threads.h"
+#include "support/Watchdog.h"
+
+namespace kova {
+namespace {
+
+using test::Answering;
+using test::Ticket;
+
+constexpr int THREADS = 8;
+constexpr int EPOCHS = 10;
+constexpr int OPERATIONS = 250000;  // in all epochs and threads
+
+using Tickets = std::vector<std::unique_ptr<std::deque<Ticket>>>;
+
+/// What the test has seen, to tell that all of it was there.
+struct Seen {
+    long requests = 0;
+    long values = 0;
+    long terminated = 0;
+    long cancelled = 0;
+    long dropped = 0;
+    long unknownPaths = 0;
+    long leftBehind = 0;
+};
+
+class MixedOperationsTest : public testing::Test {
+protected:
+    template <typename Body>
+    void forEachTicket(const Body& body) {
+        for (const auto& part : tickets) {
+            for (Ticket& ticket : *part) {
+                body(ticket);
+            }
+        }
+    }
+    void mix(unsigned int epoch) {
+        tickets.resize(THREADS);
+        test::runOnThreads(THREADS, [&](int t) {
+            test::Worker worker(*composed, epoch * THREADS + static_cast<unsigned int>(t));
+            for (int i = 0; i < OPERATIONS / EPOCHS / THREADS; ++i) {
+                worker.operate();
+                watchdog.progress();
+            }
+            tickets[static_cast<std::size_t>(t)] = worker.takeTickets();
+        });
+    }
+    void expectOneOutcomeEach() {
+        forEachTicket([](const Ticket& ticket) {
+            ASSERT_EQ(ticket.outcomes() + (ticket.open ? 1 : 0), ticket.refused ? 0 : 1);
+            ASSERT_EQ(ticket.eventsTooLate, 0);
+            ASSERT_LE(ticket.cancelCalls, 1) << "an entry is cancelled once";
+        });
+    }
+    /// Whether the table has an entry for the request, when nobody has cancelled it yet. Of a
+    /// request that other threads could answer at once nobody knows.
+    static bool mustBePending(const Ticket& ticket) {
+        return ticket.handle != nullptr && ticket.cancelCalls == 0 &&
+               (ticket.open || ticket.dropped > 0 ||
+                ticket.answering == Answering::AT_ONCE_WITH_HANDLE);
+    }
+    static bool mayBePending(const Ticket& ticket) {
+        return mustBePending(ticket) || (ticket.handle != nullptr && ticket.cancelCalls == 0 &&
+                                         ticket.answering == Answering::EARLY);
+    }
+    /// Runs what should empty the table, and compares whom it cancelled with whom it should.
+    template <typename Emptying>
+    void expectEntriesToBeCancelledBy(const Emptying& emptying) {
+        struct Before {
+            Ticket* ticket;
+            int calls;
+            bool must, may;
+        };
+        std::vector<Before> before;
+        forEachTicket([&before](Ticket& ticket) {
+            before.push_back(
+                {&ticket, ticket.cancelCalls, mustBePending(ticket), mayBePending(ticket)});
+        });
+        emptying();
+        for (const Before& row : before) {
+            const int calls = row.ticket->cancelCalls - row.calls;
+            ASSERT_GE(calls, row.must ? 1 : 0);
+            ASSERT_LE(calls, row.may ? 1 : 0);
+            seen.leftBehind += calls > 0 && row.ticket->terminations > 0 ? 1 : 0;
+            watchdog.progress();
+        }
+        EXPECT_EQ(composed->openRequests(), 0U);
+    }
+    void expectAnEmptyTable() {
+        forEachTicket([this](Ticket& ticket) {
+            const int calls = ticket.cancelCalls;
+            composed->cancel(ticket);
+            ASSERT_EQ(ticket.cancelCalls, calls);
+        });
+        composed->shutDown();
+        expectOneOutcomeEach();
+    }
+    void expectEveryHandlerToBeDestroyedOnce() {
+        composed.reset();
+        forEachTicket([this](const Ticket& ticket) {
+            ASSERT_EQ(ticket.destructions, 1);
+            ++seen.requests;
+            seen.values += ticket.values;
+            seen.terminated += ticket.terminations;
+            seen.cancelled += ticket.cancelled;
+            seen.dropped += ticket.dropped;
+            seen.unknownPaths += ticket.terminations > 0 && ticket.values == 0 ? 1 : 0;
+        });
+        tickets.clear();
+    }
+
+    test::Reports reports;
+    test::Watchdog watchdog{"starting"};
+    Tickets tickets;
+    std::unique_ptr<test::ComposedService> composed;
+    Seen seen;
+};
+
+TEST_F(MixedOperationsTest, EachRequestHasOneOutcomeAndTheTableEndsEmpty) {
+    for (int epoch = 0; epoch < EPOCHS * test::stressFactor(); ++epoch) {
+        composed = std::make_unique<test::ComposedService>();
+        watchdog.enter("mixing operations, epoch " + std::to_string(epoch));
+        mix(static_cast<unsigned int>(epoch));
+        expectOneOutcomeEach();
+        if (epoch % 2 == 0) {
+            watchdog.enter("cancelling all requests on two threads");
+            expectEntriesToBeCancelledBy([this] {
+                test::runOnThreads(2, [this](int) {
+                    forEachTicket([this](Ticket& ticket) { composed->cancel(ticket); });
+                });
+            });
+        } else {
+            watchdog.enter("shutting down on all threads");
+            expectEntriesToBeCancelledBy(
+                [this] { test::runOnThreads(THREADS, [this](int) { composed->shutDown(); }); });
+        }
+        expectAnEmptyTable();
+        expectEveryHandlerToBeDestroyedOnce();
+        ASSERT_FALSE(HasFatalFailure());
+    }
+    RecordProperty("operations", OPERATIONS * test::stressFactor());
+    RecordProperty("requests", std::to_string(seen.requests));
+    for (const long some : {seen.requests, seen.values, seen.terminated, seen.cancelled,
+                            seen.dropped, seen.unknownPaths, seen.leftBehind}) {
+        EXPECT_GT(some, OPERATIONS / 200);
+    }
+}
+
+}  // namespace
+}  // namespace kova

@@ -1,0 +1,33 @@
+#include "support/Watchdog.h"
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <future>
+#include <thread>
+
+namespace {
+
+using kova::test::Watchdog;
+using std::chrono::milliseconds;
+
+TEST(WatchdogDeathTest, HangStopsTheProcessAndIsNamed) {
+    EXPECT_DEATH(
+        {
+            Watchdog watchdog("starting", milliseconds(20));
+            watchdog.enter("waiting for nobody");
+            std::promise<void>().get_future().wait();
+        },
+        "hang while waiting for nobody");
+}
+
+TEST(WatchdogTest, ProgressIsNoHangHoweverLongItTakes) {
+    Watchdog watchdog("turning", milliseconds(500));
+    const auto end = std::chrono::steady_clock::now() + milliseconds(1200);
+    while (std::chrono::steady_clock::now() < end) {
+        watchdog.progress();
+        std::this_thread::yield();
+    }
+}
+
+}  // namespace

@@ -1,0 +1,41 @@
+#pragma once
+
+#include <chrono>
+#include <condition_variable>
+#include <mutex>
+
+#include "osal/Clock.h"
+
+namespace kova::test {
+
+/// Time for an `osal::AlarmTimer` that leaps to whatever it is waited for, so that alarms are
+/// called one after the other without a pause, however long their delays.
+class HastyClock : public osal::Clock {
+public:
+    TimePoint now() const override {
+        const std::lock_guard<std::mutex> guard(mutex_);
+        return now_;
+    }
+    void waitUntil(TimePoint deadline) override {
+        std::unique_lock<std::mutex> lock(mutex_);
+        if (deadline == TimePoint::max()) {
+            changed_.wait(lock, [this] { return woken_; });
+        } else if (deadline > now_) {
+            now_ = deadline;
+        }
+        woken_ = false;
+    }
+    void wake() override {
+        const std::lock_guard<std::mutex> guard(mutex_);
+        woken_ = true;
+        changed_.notify_all();
+    }
+
+private:
+    mutable std::mutex mutex_;
+    std::condition_variable changed_;
+    TimePoint now_{std::chrono::hours(1)};
+    bool woken_ = false;
+};
+
+}  // namespace kova::test
