@@ -128,6 +128,21 @@ TEST(LateEntryTest, EntryStoredDuringAShutdownIsCancelledByTheNextOneOnly) {
     EXPECT_EQ(ticket.cancelCalls, 1);
 }
 
+TEST(LateEntryTest, RequestFromACancellationThatAShutdownCausesIsRefused) {
+    Ticket ticket, nested;
+    ComposedService composed;
+    ticket.script = [&composed, &nested](Moment moment) {
+        if (moment == Moment::CANCELLATION) {
+            composed.ask(nested);
+        }
+    };
+    composed.ask(ticket);
+    composed.shutDown();
+    EXPECT_EQ(ticket.cancelCalls, 1);
+    EXPECT_TRUE(nested.refused);
+    EXPECT_EQ(nested.outcomes(), 0);
+}
+
 TEST(LateEntryTest, RequestThatTerminatesAfterItsEntryIsStoredLeavesNone) {
     Ticket ticket;
     ComposedService composed;
