@@ -182,9 +182,10 @@ void* StaticComposedKovaServiceImpl::delegateRequest(
         std::make_unique<FilteringResponseHandler<Response>>(
             std::move(clearing), [this](const Response&) { return !shutdown_; });
 
+    // Before the handler is called: a callback may give the request another path.
+    const std::string shown = channel.isEnabled(2) ? std::string(path) : std::string();
     void* const resourceHandle =
         handler->actionRequest(request, std::move(wrapped), relativeTo(mountPath, path));
-    const std::string shown = channel.isEnabled(2) ? std::string(path) : std::string();
     if (resourceHandle == UNDEFINED_REQUEST_HANDLE) {
         channel.trace(2,
                       "[actionRequest] resource handle %p (%s) returned undefined request handle "

@@ -330,6 +330,19 @@ TEST_F(ServiceTest, TraceOfARequestThatIsAnsweredAtOnce) {
                               "'/a'"}}));
 }
 
+TEST_F(ServiceTest, TraceShowsThePathAskedForThoughACallbackReusesTheRequest) {
+    const std::string asked = "/a/a/path/that/is/longer/than/a/small/string/buffer";
+    Request request("retrieve", asked);
+    a.handle = handleOf(9);
+    a.onRequest = [&](IResponseHandler<Response>&) { request = Request("update", "/b"); };
+    test::Traces traces(CHANNEL, 2);
+    void* const handle = service.actionRequest(request, recorder(events));
+    EXPECT_EQ(traces.take().back(),
+              (Traced::value_type{2, "[actionRequest] storing pending request { " +
+                                         textOf(handleOf(9)) + " " + textOf(&a) + " (" + asked +
+                                         ") } under service handle " + textOf(handle)}));
+}
+
 TEST_F(ServiceTest, VeryLongPathIsRoutedInLinearTime) {
     std::string path = "/a";
     for (int i = 0; i < 500000; ++i) {
