@@ -12,7 +12,9 @@ namespace kova {
 /// Asks a service for its root and hands the caller the list of its resources: the client's side of
 /// what a composed service answers at "/".
 ///
-/// A plain value. Any thread may use it as long as the service lives. No function throws.
+/// A plain value. Any thread may use it as long as the service lives. No function throws. The
+/// caller's handler may abort the tracking and destroy the accessor in a callback; it is not
+/// destroyed while one of its callbacks runs.
 class KOVA_API RootAccessor {
 public:
     /// `service` is borrowed. `mimeType` is the type in which answers are wanted, `tracingInfo` the

@@ -79,16 +79,22 @@ bool deliver(const Response& response, IResponseHandler<Names>& receiver) noexce
     return !names || receiver.onNext(*names);
 }
 
+// Each call holds the receiver: one that aborts the tracking may thereby destroy the functions.
 std::unique_ptr<IResponseHandler<Response>> wrap(const Receiver& receiver) {
     return std::make_unique<responsehandlers::FuncResponseHandler<Response>>(
-        [receiver](const Response& response) { return deliver(response, *receiver); },
+        [receiver](const Response& response) {
+            const Receiver held = receiver;
+            return deliver(response, *held);
+        },
         [receiver](const Response& error) {
             channel.trace(2, "[trackResources] onError");
-            receiver->onError(error);
+            const Receiver held = receiver;
+            held->onError(error);
         },
         [receiver] {
             channel.trace(2, "[trackResources] onCompleted");
-            receiver->onCompleted();
+            const Receiver held = receiver;
+            held->onCompleted();
         });
 }
 

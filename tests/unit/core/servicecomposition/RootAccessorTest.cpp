@@ -153,6 +153,50 @@ TEST_F(RootAccessorTest, AbortCancelsAtTheService) {
     EXPECT_EQ(service.cancelled, std::vector<void*>{handle});
 }
 
+/// A service that destroys the response handler as soon as the request is cancelled.
+class HastyService : public ScriptedService {
+public:
+    void cancelRequest(void*) override { answers.reset(); }
+};
+
+/// A receiver that aborts the tracking in each callback and wants to live until that is over.
+class AbortingReceiver : public IResponseHandler<std::vector<std::string>> {
+public:
+    AbortingReceiver(std::unique_ptr<RootAccessor>& accessor, std::string& story)
+        : accessor_(accessor), story_(story) {}
+    ~AbortingReceiver() override { story_ += "destroyed"; }
+    bool onNext(const std::vector<std::string>&) override { return abort(); }
+    void onError(const Response&) override { abort(); }
+    void onCompleted() override { abort(); }
+
+private:
+    bool abort() {
+        accessor_->abortTracking(nullptr);
+        accessor_.reset();
+        story_ += "aborted, ";
+        return true;
+    }
+    std::unique_ptr<RootAccessor>& accessor_;
+    std::string& story_;
+};
+
+TEST(RootAccessorReentryTest, ReceiverThatAbortsInACallbackLivesUntilTheCallbackIsOver) {
+    for (int event = 0; event < 3; ++event) {
+        HastyService service;
+        auto accessor = std::make_unique<RootAccessor>(&service, "application/json", "");
+        std::string story;
+        accessor->trackResources(std::make_shared<AbortingReceiver>(accessor, story));
+        if (event == 0) {
+            EXPECT_TRUE(service.answers->onNext(responseOf("[]", "application/json")));
+        } else if (event == 1) {
+            service.answers->onError(Response(500));
+        } else {
+            service.answers->onCompleted();
+        }
+        EXPECT_EQ(story, "aborted, destroyed") << event;
+    }
+}
+
 TEST_F(RootAccessorTest, TracesAtLevelTwoAreShort) {
     test::Traces traces(CHANNEL, 2);
     char handle[32];
