@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <regex>
+#include <set>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -24,6 +25,41 @@ TEST(DocumentsTest, TheProgramInTheReadmeIsTheOneThatIsBuilt) {
 
 TEST(DocumentsTest, TheProgramInTheReadmePrintsWhatTheReadmeSays) {
     EXPECT_EQ(outputOf(HELLO_SERVICE), blockOf(read("README.md"), "It prints", "text"));
+}
+
+/// The first two groups of every match, as "first.second".
+std::set<std::string> pairsIn(const std::string& text, const std::regex& pattern) {
+    std::set<std::string> pairs;
+    for (std::sregex_iterator match(text.begin(), text.end(), pattern), end; match != end;
+         ++match) {
+        pairs.insert((*match)[1].str() + "." + (*match)[2].str());
+    }
+    return pairs;
+}
+
+TEST(DocumentsTest, EveryTestThatADocumentNamesExists) {
+    const std::regex definition(R"(\b(?:TYPED_)?TEST(?:_F|_P)?\((\w+),\s*(\w+)\))");
+    std::set<std::string> tests;
+    for (const auto& entry :
+         std::filesystem::recursive_directory_iterator(KOVA_SOURCE_DIR "/tests")) {
+        if (entry.path().extension() == ".cpp") {
+            const std::string file = entry.path().lexically_relative(KOVA_SOURCE_DIR).string();
+            tests.merge(pairsIn(read(file), definition));
+        }
+    }
+    std::set<std::string> named;
+    const std::regex name(R"(`(\w+Test)\.(\w+)`)");
+    for (const auto& entry :
+         std::filesystem::recursive_directory_iterator(KOVA_SOURCE_DIR "/docs")) {
+        if (entry.path().extension() == ".md") {
+            named.merge(
+                pairsIn(read(entry.path().lexically_relative(KOVA_SOURCE_DIR).string()), name));
+        }
+    }
+    EXPECT_GT(named.size(), 20U);
+    for (const std::string& each : named) {
+        EXPECT_EQ(tests.count(each), 1U) << each;
+    }
 }
 
 TEST(DocumentsTest, EveryPublicHeaderIsInTheGuide) {
