@@ -61,6 +61,7 @@ protected:
         }
         void begin() {
             forbidden = false;
+            before = seen;  // nothing is running that could change it
             EXPECT_FALSE(holder->begin());
         }
         /// For when the function is not running and will not run.
@@ -68,9 +69,10 @@ protected:
             violations += done != calls ? 1 : 0;
             forbidden = true;
         }
+        /// Waits for a call since the beginning.
         void awaitACall() {
             std::unique_lock<std::mutex> lock(mutex);
-            changed.wait(lock, [this, before = seen] { return seen != before; });
+            changed.wait(lock, [this] { return seen != before; });
         }
 
         std::function<void()> script;
@@ -81,6 +83,7 @@ protected:
         std::mutex mutex;
         std::condition_variable changed;
         int seen = 0;
+        int before = 0;
         std::unique_ptr<Holder> holder;
     };
 
