@@ -19,16 +19,18 @@ function(kova_common_options target)
 endfunction()
 
 # A floor: a library NAME with the alias kova::ALIAS over the listed sources, its public headers in
-# INCLUDE, using the floors and libraries named in PUBLIC and PRIVATE.
+# INCLUDE, using the floors and libraries named in PUBLIC and PRIVATE. As a shared library it exports
+# what its headers mark and abi/libNAME.map lets through.
 function(kova_add_floor name)
   cmake_parse_arguments(ARG "" "ALIAS;INCLUDE" "SOURCES;PUBLIC;PRIVATE" ${ARGN})
+  set(exports ${PROJECT_SOURCE_DIR}/abi/lib${name}.map)
   add_library(${name} ${ARG_SOURCES})
   add_library(kova::${ARG_ALIAS} ALIAS ${name})
   kova_common_options(${name})
   target_include_directories(${name} PUBLIC $<BUILD_INTERFACE:${ARG_INCLUDE}>)
   target_link_libraries(${name} PUBLIC ${ARG_PUBLIC} PRIVATE ${ARG_PRIVATE})
-  target_link_options(${name} PRIVATE -Wl,--as-needed)
-  set_target_properties(${name} PROPERTIES
+  target_link_options(${name} PRIVATE -Wl,--as-needed -Wl,--version-script=${exports})
+  set_target_properties(${name} PROPERTIES LINK_DEPENDS ${exports}
     VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR} EXPORT_NAME ${ARG_ALIAS})
 endfunction()
 

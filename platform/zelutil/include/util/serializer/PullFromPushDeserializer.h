@@ -101,11 +101,11 @@ public:
 private:
     class Handler;
     template <class Convert>
-    bool read(Convert convert);
+    UTIL_LOCAL bool read(Convert convert);
     template <class Item>
-    bool readItem(Item& out);
+    UTIL_LOCAL bool readItem(Item& out);
     template <class Item>
-    bool readArray(std::vector<Item>& out);
+    UTIL_LOCAL bool readArray(std::vector<Item>& out);
     bool beginNamedField(const std::string& name, Bracket bracket, bool& present);
 
     std::unique_ptr<Handler> handler_;

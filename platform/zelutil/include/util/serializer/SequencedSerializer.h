@@ -149,13 +149,13 @@ private:
     bool mayNest() const noexcept;
     LevelData inner(Options const* options) const;
     template <class Put>
-    bool value(Put put);
+    UTIL_LOCAL bool value(Put put);
     template <class Number>
-    bool number(Number value);
+    UTIL_LOCAL bool number(Number value);
     template <class Put>
-    bool plainArray(std::size_t count, Put put);
+    UTIL_LOCAL bool plainArray(std::size_t count, Put put);
     template <class Number>
-    bool numbers(NumberType type, const std::vector<Number>& values);
+    UTIL_LOCAL bool numbers(NumberType type, const std::vector<Number>& values);
     bool openField(std::string_view name, Bracket bracket);
     bool closeItem(Bracket bracket);
     bool openScope(Bracket bracket, const LevelData& data);
