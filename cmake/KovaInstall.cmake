@@ -1,0 +1,86 @@
+# What `cmake --install` puts where, in three components: `runtime` (the shared libraries),
+# `development` (headers, CMake package, pkg-config files, static libraries) and `documentation`.
+include(GNUInstallDirs)
+include(CMakePackageConfigHelpers)
+
+set(kova_cmake_dir ${CMAKE_INSTALL_LIBDIR}/cmake/kova)
+set(kova_pkgconfig_dir ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+# The platform's headers have a folder of their own: a device may have other ones of the same names.
+set(kova_platform_include_dir ${CMAKE_INSTALL_INCLUDEDIR}/kova/platform)
+
+# The way from the folder `from` to `to`, both below the prefix, so that pkg-config finds an
+# installation that was moved; an absolute folder stays as it is.
+function(kova_relative_dir from to result)
+  if(IS_ABSOLUTE "${to}" OR IS_ABSOLUTE "${from}")
+    cmake_path(ABSOLUTE_PATH to BASE_DIRECTORY ${CMAKE_INSTALL_PREFIX} NORMALIZE)
+    set(${result} ${to} PARENT_SCOPE)
+  else()
+    file(RELATIVE_PATH way /prefix/${from} /prefix/${to})
+    set(${result} "\${pcfiledir}/${way}" PARENT_SCOPE)
+  endif()
+endfunction()
+
+# Installs the floor NAME, the public headers below SOURCE into the folder INCLUDE, and a pkg-config
+# file. REQUIRES and REQUIRES_PRIVATE are pkg-config modules: needed always, and of static libraries
+# (of shared ones nobody should need to have them).
+function(kova_install_floor name)
+  cmake_parse_arguments(ARG "" "SOURCE;INCLUDE" "REQUIRES;REQUIRES_PRIVATE" ${ARGN})
+  target_include_directories(${name} PUBLIC $<INSTALL_INTERFACE:${ARG_INCLUDE}>)
+  if(NOT DEFINED CMAKE_INSTALL_RPATH)
+    # The libraries find each other in whatever folder they are.
+    set_target_properties(${name} PROPERTIES INSTALL_RPATH "$ORIGIN")
+  endif()
+  install(TARGETS ${name} EXPORT kovaTargets
+    LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT runtime NAMELINK_COMPONENT development
+    ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT development)
+  install(DIRECTORY ${ARG_SOURCE}/ DESTINATION ${ARG_INCLUDE} COMPONENT development
+    FILES_MATCHING PATTERN "*.h")
+
+  get_target_property(pc_name ${name} EXPORT_NAME)
+  if(BUILD_SHARED_LIBS)
+    set(ARG_REQUIRES_PRIVATE "")
+  endif()
+  list(JOIN ARG_REQUIRES " " pc_requires)
+  list(JOIN ARG_REQUIRES_PRIVATE " " pc_requires_private)
+  kova_relative_dir("${kova_pkgconfig_dir}" "${CMAKE_INSTALL_LIBDIR}" pc_libdir)
+  kova_relative_dir("${kova_pkgconfig_dir}" "${ARG_INCLUDE}" pc_includedir)
+  configure_file(${PROJECT_SOURCE_DIR}/cmake/kova.pc.in
+    ${PROJECT_BINARY_DIR}/kova-${pc_name}.pc @ONLY)
+  install(FILES ${PROJECT_BINARY_DIR}/kova-${pc_name}.pc DESTINATION ${kova_pkgconfig_dir}
+    COMPONENT development)
+endfunction()
+
+kova_install_floor(osal SOURCE ${PROJECT_SOURCE_DIR}/platform/osal/include
+  INCLUDE ${kova_platform_include_dir})
+kova_install_floor(zelcommon SOURCE ${PROJECT_SOURCE_DIR}/platform/zelcommon/include
+  INCLUDE ${kova_platform_include_dir} REQUIRES kova-osal REQUIRES_PRIVATE fmt)
+kova_install_floor(zelutil SOURCE ${PROJECT_SOURCE_DIR}/platform/zelutil/include
+  INCLUDE ${kova_platform_include_dir} REQUIRES kova-zelcommon
+  REQUIRES_PRIVATE fmt simdjson libcbor nettle)
+kova_install_floor(kova_core SOURCE ${PROJECT_SOURCE_DIR}/include
+  INCLUDE ${CMAKE_INSTALL_INCLUDEDIR} REQUIRES kova-zelutil REQUIRES_PRIVATE fmt)
+
+# The CMake package.
+install(EXPORT kovaTargets NAMESPACE kova:: DESTINATION ${kova_cmake_dir} COMPONENT development)
+configure_package_config_file(${PROJECT_SOURCE_DIR}/cmake/kovaConfig.cmake.in
+  ${PROJECT_BINARY_DIR}/kovaConfig.cmake INSTALL_DESTINATION ${kova_cmake_dir}
+  NO_SET_AND_CHECK_MACRO)
+# Before 1.0 a minor version may change everything.
+write_basic_package_version_file(${PROJECT_BINARY_DIR}/kovaConfigVersion.cmake
+  COMPATIBILITY SameMinorVersion)
+install(FILES ${PROJECT_BINARY_DIR}/kovaConfig.cmake ${PROJECT_BINARY_DIR}/kovaConfigVersion.cmake
+  DESTINATION ${kova_cmake_dir} COMPONENT development)
+
+# The documents, and the examples as a project of their own.
+set(kova_examples_dir ${CMAKE_INSTALL_DOCDIR}/examples)
+install(FILES ${PROJECT_SOURCE_DIR}/README.md ${PROJECT_SOURCE_DIR}/CHANGELOG.md
+  DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT documentation)
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/docs DESTINATION ${CMAKE_INSTALL_DOCDIR}
+  COMPONENT documentation)
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/examples/ DESTINATION ${kova_examples_dir}
+  COMPONENT documentation REGEX "/examples/CMakeLists.txt$" EXCLUDE)
+file(READ ${PROJECT_SOURCE_DIR}/examples/CMakeLists.txt kova_examples)
+configure_file(${PROJECT_SOURCE_DIR}/cmake/examples.cmake.in
+  ${PROJECT_BINARY_DIR}/examples.cmake @ONLY)
+install(FILES ${PROJECT_BINARY_DIR}/examples.cmake DESTINATION ${kova_examples_dir}
+  RENAME CMakeLists.txt COMPONENT documentation)
