@@ -46,6 +46,9 @@ void shutDownFrom(From from, ComposedService& composed, Worker& worker) {
     composed.ask(ticket);
     if (from == From::CANCELLATION) {
         composed.cancel(ticket);
+        if (!composed.shutdownCalled) {
+            composed.shutDown();  // another thread has ended the request before
+        }
     }
 }
 
