@@ -76,11 +76,12 @@ bool convert(const Record&, const Event& event, float& out) noexcept {
         return true;
     }
     const double value = toDouble(event);
-    if (std::isfinite(value) &&
-        std::fabs(value) > static_cast<double>(std::numeric_limits<float>::max())) {
+    const auto rounded = static_cast<float>(value);
+    // The shortest text of the greatest float lies a little above it, so rounding decides.
+    if (std::isinf(rounded) && std::isfinite(value)) {
         return true;
     }
-    out = static_cast<float>(value);
+    out = rounded;
     return false;
 }
 

@@ -19,7 +19,7 @@ namespace util::serializer {
 ///
 /// Numbers: integers are announced as `Int64` or, beyond its range, `UInt64`. Integer getters take
 /// integers only, the floating-point getters any number, rounded where it must be; `getFloat` fails
-/// for a finite number beyond the range of a float. A read that fails consumes nothing. An empty
+/// for a finite number that rounds to no finite float. A read that fails consumes nothing. An empty
 /// element and a null one are the same.
 ///
 /// Fields: the sequential operations step through them in the order of the payload and must come to

@@ -93,7 +93,12 @@ TEST(PullFromPushDeserializerTest, FloatsTakeNumbersWithinTheirRange) {
               std::numeric_limits<float>::max());
     EXPECT_EQ(got<float>("-3.4028234663852886e38", &Api::getFloat),
               std::numeric_limits<float>::lowest());
-    EXPECT_EQ(got<float>("3.402823466385289e38", &Api::getFloat), std::nullopt);
+    // The texts of both as JSON writes them, and the last number that rounds to a float.
+    EXPECT_EQ(got<float>("3.4028235e+38", &Api::getFloat), std::numeric_limits<float>::max());
+    EXPECT_EQ(got<float>("-3.4028235e+38", &Api::getFloat), std::numeric_limits<float>::lowest());
+    EXPECT_EQ(got<float>("3.4028235677973362e38", &Api::getFloat),
+              std::numeric_limits<float>::max());
+    EXPECT_EQ(got<float>("3.4028235677973366e38", &Api::getFloat), std::nullopt);
     EXPECT_EQ(got<float>("-1e300", &Api::getFloat), std::nullopt);
 }
 
