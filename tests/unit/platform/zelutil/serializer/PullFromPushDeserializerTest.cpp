@@ -404,8 +404,8 @@ TEST(PullFromPushDeserializerTest, SourceThatDoesNotWriteOneValueIsRefused) {
     const std::function<bool(IStructuredSerializer&)> scripts[] = {
         [](auto&) { return false; },
         [](auto& s) { return s.beginArray(); },
-        [](auto& s) { return s.serializeNull() || (s.serializeNull(), false); },
-        [](auto& s) { return s.beginStruct(nullptr) || (s.endArray(), false); },
+        [](auto& s) { return s.serializeNull() || (static_cast<void>(s.serializeNull()), false); },
+        [](auto& s) { return s.beginStruct(nullptr) || (static_cast<void>(s.endArray()), false); },
     };
     for (const auto& script : scripts) {
         ScriptedSource source(script);
