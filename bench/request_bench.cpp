@@ -7,106 +7,66 @@
 #include <utility>
 
 #include "kova/core/StaticComposedKovaService.h"
-#include "support/Allocations.h"
+#include "support/Contest.h"
+#include "support/PlainService.h"
+#include "support/Resources.h"
+
+namespace kova::bench {
 
 namespace {
 
-using kova::IResponseHandler;
-using kova::Request;
-using kova::Response;
-using Handler = std::unique_ptr<IResponseHandler<Response>>;
+/// A service, the resource that is asked, and the request, which is used again and again.
+template <typename Service, typename Handlers, typename Resource>
+struct Scene {
+    explicit Scene(long count)
+        : request("retrieve", pathBelow(count)),
+          service(mounts<Resource, Handlers>(count, asked)) {}
 
-/// Answers before it returns.
-class Prompt : public kova::IResourceHandler {
-public:
-    void* actionRequest(const Request&, Handler&& handler, const std::string&) override {
-        handler->onNext(response_);
-        handler->onCompleted();
-        return nullptr;
-    }
-    void cancelRequest(void*) override {}
+    void* ask() { return service.actionRequest(request, std::make_unique<Receiver>()); }
 
-private:
-    const Response response_{200};
-};
-
-/// Leaves the request pending until it is told to answer.
-class Patient : public kova::IResourceHandler {
-public:
-    void* actionRequest(const Request&, Handler&& handler, const std::string&) override {
-        handler_ = std::move(handler);
-        return this;
-    }
-    void cancelRequest(void*) override { handler_.reset(); }
-    void answer() {
-        handler_->onNext(response_);
-        handler_->onCompleted();
-        handler_.reset();
-    }
-
-private:
-    const Response response_{200};
-    Handler handler_;
-};
-
-class Receiver : public IResponseHandler<Response> {
-public:
-    bool onNext(const Response& value) override {
-        benchmark::DoNotOptimize(value.getStatusCode());
-        return false;
-    }
-    void onError(const Response&) override {}
-    void onCompleted() override {}
+    Resource* asked = nullptr;
+    Request request;
+    Service service;
 };
 
 template <typename Resource>
-std::unique_ptr<kova::StaticComposedKovaService> makeService(long mounts, Resource*& asked) {
-    std::map<std::string, std::unique_ptr<kova::IResourceHandler>> handlers;
-    for (long i = 0; i < mounts; ++i) {
-        auto resource = std::make_unique<Resource>();
-        asked = resource.get();
-        handlers["/svc/r" + std::to_string(i)] = std::move(resource);
-    }
-    return std::make_unique<kova::StaticComposedKovaService>(std::move(handlers));
+using KovaScene = Scene<StaticComposedKovaService,
+                        std::map<std::string, std::unique_ptr<IResourceHandler>>, Resource>;
+template <typename Resource>
+using PlainScene = Scene<PlainService, PlainService::Handlers, Resource>;
+
+template <typename Scene>
+auto answeredAtOnce(long count) {
+    return [count] { return [scene = std::make_shared<Scene>(count)] { return scene->ask(); }; };
 }
 
-// The path has four segments, two of them below the mount.
-Request requestTo(long mounts) {
-    return {"retrieve", "/svc/r" + std::to_string(mounts - 1) + "/a/b"};
+template <typename Scene>
+auto answeredLater(long count) {
+    return [count] {
+        return [scene = std::make_shared<Scene>(count)] {
+            void* const handle = scene->ask();
+            scene->asked->answer();
+            return handle;
+        };
+    };
 }
 
-void answeredAtOnce(benchmark::State& state) {
-    Prompt* asked = nullptr;
-    const auto service = makeService(state.range(0), asked);
-    const Request request = requestTo(state.range(0));
-    const kova::bench::AllocationCounter counter(state);
-    for (auto _ : state) {
-        benchmark::DoNotOptimize(service->actionRequest(request, std::make_unique<Receiver>()));
+const Entries ENTRIES([] {
+    for (const long count : {10L, 1000L}) {
+        const std::string among = " among " + std::to_string(count);
+        contest("answered at once," + among, "kova", answeredAtOnce<KovaScene<Prompt>>(count));
+        contest("answered at once," + among, "plain", answeredAtOnce<PlainScene<Prompt>>(count));
+        contest("answered later," + among, "kova", answeredLater<KovaScene<Patient>>(count));
+        contest("answered later," + among, "plain", answeredLater<PlainScene<Patient>>(count));
+        contest("cancelled," + among, "kova", [=] {
+            return [scene = std::make_shared<KovaScene<Patient>>(count)] {
+                scene->service.cancelRequest(scene->ask());
+                return 0;
+            };
+        });
     }
-}
-BENCHMARK(answeredAtOnce)->Arg(10)->Arg(1000);
-
-void answeredWhilePending(benchmark::State& state) {
-    Patient* asked = nullptr;
-    const auto service = makeService(state.range(0), asked);
-    const Request request = requestTo(state.range(0));
-    const kova::bench::AllocationCounter counter(state);
-    for (auto _ : state) {
-        benchmark::DoNotOptimize(service->actionRequest(request, std::make_unique<Receiver>()));
-        asked->answer();
-    }
-}
-BENCHMARK(answeredWhilePending)->Arg(10)->Arg(1000);
-
-void cancelledWhilePending(benchmark::State& state) {
-    Patient* asked = nullptr;
-    const auto service = makeService(state.range(0), asked);
-    const Request request = requestTo(state.range(0));
-    const kova::bench::AllocationCounter counter(state);
-    for (auto _ : state) {
-        service->cancelRequest(service->actionRequest(request, std::make_unique<Receiver>()));
-    }
-}
-BENCHMARK(cancelledWhilePending)->Arg(10)->Arg(1000);
+});
 
 }  // namespace
+
+}  // namespace kova::bench
