@@ -1,0 +1,241 @@
+// A tree to the binary format and back: kova, and libcbor's heads and stream with a map tree.
+#include <benchmark/benchmark.h>
+#include <cbor.h>
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "kova/core/Factory.h"
+#include "kova/core/TypeSerializers.h"
+#include "support/Contest.h"
+#include "support/Documents.h"
+#include "support/MapTree.h"
+#include "util/ByteBufferReader.h"
+#include "util/config/JSONParser.h"
+
+namespace kova::bench {
+
+namespace {
+
+using util::config::Dictionary;
+using Bytes = std::vector<unsigned char>;
+
+std::shared_ptr<Dictionary> kovaTree(const DocumentSize& size) {
+    Dictionary* dictionary = nullptr;
+    util::config::Array* array = nullptr;
+    util::config::JSONParser parser(false);
+    benchmark::DoNotOptimize(parser.parseString(document(size), &dictionary, &array));
+    return std::shared_ptr<Dictionary>(dictionary);
+}
+
+/// Writes the tree; false when that fails.
+bool write(const Dictionary& tree, util::ByteBufferWriter& writer) {
+    const std::unique_ptr<util::serializer::IStructuredSerializer> serializer(
+        serializer::Factory::createSerializer(mimetypes::AXOBin));
+    unsigned long size = 0;
+    return !serializer->beginSerialize(&writer, nullptr) &&
+           !serializer::serialize(*serializer, tree) && !serializer->endSerialize(size);
+}
+
+std::unique_ptr<Dictionary> read(const Bytes& bytes) {
+    const std::unique_ptr<util::serializer::IStructuredPullDeserializer> deserializer(
+        serializer::Factory::createDeserializer(mimetypes::AXOBin));
+    util::ByteBufferReader reader(bytes.data(), bytes.size(), false);
+    auto tree = std::make_unique<Dictionary>();
+    const bool failed = deserializer->beginDeserialize(&reader, nullptr) ||
+                        serializer::deserialize(*deserializer, *tree);
+    return failed ? nullptr : std::move(tree);
+}
+
+Bytes encoded(const DocumentSize& size) {
+    util::ByteBufferWriter writer(1024);
+    benchmark::DoNotOptimize(write(*kovaTree(size), writer));
+    return {writer.data(), writer.data() + writer.size()};
+}
+
+/// The heads of libcbor, and what stands behind them, from a tree into bytes that grow.
+class HeadWriter {
+public:
+    void add(const MapTree& tree) {
+        std::visit([this](const auto& value) { put(value); }, tree.value);
+    }
+    Bytes bytes;
+
+private:
+    template <typename Encode, typename... Value>
+    void head(Encode encode, Value... value) {
+        unsigned char text[9];
+        bytes.insert(bytes.end(), text, text + encode(value..., text, sizeof text));
+    }
+    void put(std::nullptr_t) { head(cbor_encode_null); }
+    void put(bool value) { head(cbor_encode_bool, value); }
+    void put(std::int64_t value) {
+        if (value < 0) {
+            head(cbor_encode_negint, static_cast<std::uint64_t>(-1 - value));
+        } else {
+            head(cbor_encode_uint, static_cast<std::uint64_t>(value));
+        }
+    }
+    void put(double value) { head(cbor_encode_double, value); }
+    void put(const std::string& value) {
+        head(cbor_encode_string_start, value.size());
+        bytes.insert(bytes.end(), value.begin(), value.end());
+    }
+    void put(const MapTree::Array& value) {
+        head(cbor_encode_array_start, value.size());
+        for (const MapTree& each : value) {
+            add(each);
+        }
+    }
+    void put(const MapTree::Object& value) {
+        head(cbor_encode_map_start, value.size());
+        for (const auto& [key, each] : value) {
+            put(key);
+            add(each);
+        }
+    }
+};
+
+/// Fills a map tree from the events of libcbor's stream.
+class StreamReader {
+public:
+    static MapTree read(const Bytes& bytes) {
+        MapTree root;
+        StreamReader reader(root);
+        std::size_t at = 0;
+        do {
+            at += cbor_stream_decode(bytes.data() + at, bytes.size() - at, &reader.callbacks_,
+                                     &reader)
+                      .read;
+        } while (at < bytes.size());
+        return root;
+    }
+
+private:
+    static constexpr auto UNTIL_BREAK = static_cast<std::size_t>(-1);
+
+    explicit StreamReader(MapTree& root) : builder_(root) {
+        callbacks_.uint8 = number<std::uint8_t, 1>;
+        callbacks_.uint16 = number<std::uint16_t, 1>;
+        callbacks_.uint32 = number<std::uint32_t, 1>;
+        callbacks_.uint64 = number<std::uint64_t, 1>;
+        callbacks_.negint8 = number<std::uint8_t, -1>;
+        callbacks_.negint16 = number<std::uint16_t, -1>;
+        callbacks_.negint32 = number<std::uint32_t, -1>;
+        callbacks_.negint64 = number<std::uint64_t, -1>;
+        callbacks_.float4 = [](void* self, float value) { scalar(self, double{value}); };
+        callbacks_.float8 = [](void* self, double value) { scalar(self, value); };
+        callbacks_.boolean = [](void* self, bool value) { scalar(self, value); };
+        callbacks_.null = [](void* self) { scalar(self, nullptr); };
+        callbacks_.string = [](void* self, cbor_data data, std::size_t size) {
+            static_cast<StreamReader*>(self)->text({reinterpret_cast<char const*>(data), size});
+        };
+        callbacks_.map_start = [](void* self, std::size_t size) {
+            static_cast<StreamReader*>(self)->begin(true, size);
+        };
+        callbacks_.array_start = [](void* self, std::size_t size) {
+            static_cast<StreamReader*>(self)->begin(false, size);
+        };
+        callbacks_.indef_map_start = [](void* self) {
+            static_cast<StreamReader*>(self)->begin(true, UNTIL_BREAK);
+        };
+        callbacks_.indef_array_start = [](void* self) {
+            static_cast<StreamReader*>(self)->begin(false, UNTIL_BREAK);
+        };
+        callbacks_.indef_break = [](void* self) {
+            auto* const reader = static_cast<StreamReader*>(self);
+            reader->open_.back().left = 0;
+            reader->endFull();
+        };
+    }
+
+    template <typename Number, int SIGN>
+    static void number(void* self, Number value) {
+        const auto magnitude = static_cast<std::int64_t>(value);
+        scalar(self, SIGN > 0 ? magnitude : -1 - magnitude);
+    }
+    template <typename Scalar>
+    static void scalar(void* self, Scalar value) {
+        auto* const reader = static_cast<StreamReader*>(self);
+        reader->builder_.scalar(std::move(value));
+        reader->itemRead();
+    }
+    void text(std::string_view value) {
+        if (!open_.empty() && builder_.inObject() && !open_.back().keyRead) {
+            builder_.key(value);
+            open_.back().keyRead = true;
+        } else {
+            scalar(this, std::string(value));
+        }
+    }
+    void begin(bool object, std::size_t size) {
+        object ? builder_.beginObject() : builder_.beginArray();
+        open_.push_back({size, false});
+        endFull();
+    }
+    void itemRead() {
+        if (!open_.empty()) {
+            --open_.back().left;
+            open_.back().keyRead = false;
+        }
+        endFull();
+    }
+    void endFull() {
+        while (!open_.empty() && open_.back().left == 0) {
+            builder_.end();
+            open_.pop_back();
+            if (!open_.empty()) {
+                --open_.back().left;
+                open_.back().keyRead = false;
+            }
+        }
+    }
+
+    struct Open {
+        std::size_t left;
+        bool keyRead;
+    };
+    MapTreeBuilder builder_;
+    cbor_callbacks callbacks_ = cbor_empty_callbacks;
+    std::vector<Open> open_;
+};
+
+const Entries ENTRIES([] {
+    for (const DocumentSize& size : DOCUMENT_SIZES) {
+        const std::string writing = std::string("tree to binary, ") + size.name;
+        const std::string reading = std::string("binary to tree, ") + size.name;
+        const std::size_t length = encoded(size).size();
+        contest(
+            writing, "kova",
+            [&size] {
+                return [tree = kovaTree(size)] {
+                    util::ByteBufferWriter writer(64);
+                    benchmark::DoNotOptimize(write(*tree, writer));
+                    return writer.size();
+                };
+            },
+            length);
+        contest(
+            writing, "libcbor",
+            [&size] {
+                return [tree = StreamReader::read(encoded(size))] {
+                    HeadWriter writer;
+                    writer.add(tree);
+                    return writer.bytes.size();
+                };
+            },
+            length);
+        contest(
+            reading, "kova", [&size] { return [bytes = encoded(size)] { return read(bytes); }; },
+            length);
+        contest(
+            reading, "libcbor",
+            [&size] { return [bytes = encoded(size)] { return StreamReader::read(bytes); }; },
+            length);
+    }
+});
+
+}  // namespace
+
+}  // namespace kova::bench
