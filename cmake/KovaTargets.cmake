@@ -54,6 +54,19 @@ function(kova_test_options target optimize)
   endif()
 endfunction()
 
+# An object library NAME that lends the test programs the headers that all of them take in, compiled
+# once. For presets that ask for it: in the others, each file shows that it includes what it needs.
+function(kova_add_test_prelude name optimize)
+  file(CONFIGURE OUTPUT ${CMAKE_CURRENT_BINARY_DIR}/${name}.cpp CONTENT "")
+  add_library(${name} OBJECT ${CMAKE_CURRENT_BINARY_DIR}/${name}.cpp)
+  kova_common_options(${name})
+  kova_test_options(${name} ${optimize})
+  target_link_libraries(${name} PRIVATE GTest::gtest GTest::gmock)
+  target_compile_options(${name} PRIVATE $<$<CXX_COMPILER_ID:GNU>:-fpch-preprocess>)
+  target_precompile_headers(${name} PRIVATE
+    <gtest/gtest.h> <functional> <map> <memory> <optional> <string> <string_view> <vector>)
+endfunction()
+
 # A test program NAME over the listed sources and libraries: one entry for ctest, which fails on a
 # failed test and on a program without tests, and stops after TIMEOUT seconds (default 120). Each of
 # its LABELS is a target too, LABEL_tests, which builds the programs that carry it. With NATIVE it is
@@ -73,6 +86,14 @@ function(kova_add_test name)
   # GoogleTest's typed tests leave out the last argument of a macro.
   target_compile_options(${name} PRIVATE
     $<$<CXX_COMPILER_ID:Clang>:-Wno-gnu-zero-variadic-macro-arguments>)
+  if(KOVA_PRECOMPILE_TESTS)
+    set(prelude kova_test_prelude)
+    if(ARG_OPTIMIZE)
+      set(prelude kova_test_prelude_optimized)
+    endif()
+    target_compile_options(${name} PRIVATE $<$<CXX_COMPILER_ID:GNU>:-fpch-preprocess>)
+    target_precompile_headers(${name} REUSE_FROM ${prelude})
+  endif()
   target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR}/tests)
   target_link_libraries(${name} PRIVATE ${ARG_LIBRARIES} GTest::gtest GTest::gmock kova_test_main)
   add_test(NAME ${name} COMMAND ${name})
