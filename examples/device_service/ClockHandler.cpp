@@ -128,7 +128,7 @@ void* ClockHandler::openAlarm(const kova::Request& request, Handler&& handler) {
     const auto duration = durationIn(request.getPayload());
     const auto delay = duration ? lengthOf(*duration) : std::nullopt;
     if (!delay) {
-        handler->onError(fail(statuscodes::BAD_REQUEST,
+        handler->onError(fail(request, statuscodes::BAD_REQUEST,
                               "the payload is no duration without years and months, such as "
                               "\"P0000-00-01T02:03:04\""));
         return kova::IKovaApi::UNDEFINED_REQUEST_HANDLE;
@@ -150,7 +150,8 @@ void* ClockHandler::keep(std::shared_ptr<Pending> pending, milliseconds delay) {
     auto alarm = std::make_unique<kova::FunctionalAlarm>(
         [this, handle, known] { expired(handle, known); }, timer_);
     if (alarm->start(static_cast<unsigned int>(delay.count()), !pending->once)) {
-        pending->handler->onError(fail(statuscodes::SERVICE_UNAVAILABLE, "the clock stands still"));
+        pending->handler->onError(
+            fail(pending->request, statuscodes::SERVICE_UNAVAILABLE, "the clock stands still"));
         return kova::IKovaApi::UNDEFINED_REQUEST_HANDLE;
     }
     {

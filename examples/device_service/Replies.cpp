@@ -51,13 +51,14 @@ kova::Response makeResponse(const kova::Request& request, unsigned short code,
     const std::unique_ptr<IStructuredSerializer> serializer(
         kova::serializer::Factory::createSerializer(kova::mimetypes::typename2id(type)));
     if (!serializer) {
-        return fail(statuscodes::BAD_REQUEST, "there is no answer in the type '" + type + "'");
+        return fail(request, statuscodes::BAD_REQUEST,
+                    "there is no answer in the type '" + type + "'");
     }
     util::ByteBufferWriter writer(1024);
     unsigned long written = 0;
     if (serializer->beginSerialize(&writer, nullptr) || write(*serializer) ||
         serializer->endSerialize(written)) {
-        return fail(statuscodes::INTERNAL_SERVER_ERROR,
+        return fail(request, statuscodes::INTERNAL_SERVER_ERROR,
                     "the value has no form in the type '" + type + "'");
     }
     return {code, kova::Payload::createFromWriter(writer, type)};
@@ -72,6 +73,10 @@ kova::Response makeResponse(const kova::Request& request, unsigned short code,
 
 kova::Response fail(unsigned short code, const std::string& reason) {
     return kova::Response::createErrorResponse(code, reason.c_str());
+}
+
+kova::Response fail(const kova::Request& request, unsigned short code, const std::string& reason) {
+    return fail(code, "path '" + request.getPath() + "': " + reason);
 }
 
 kova::Response notFound(const kova::Request& request) {

@@ -27,8 +27,10 @@ kova::Response makeResponse(const kova::Request& request, unsigned short code, c
 kova::Response makeResponse(const kova::Request& request, unsigned short code,
                             const util::config::Value& value);
 
-/// An error response of a code, with the reason.
+/// An error response of a code, with the reason, which names the path where that helps.
 kova::Response fail(unsigned short code, const std::string& reason);
+/// The same with the path of the request in front of the reason.
+kova::Response fail(const kova::Request& request, unsigned short code, const std::string& reason);
 /// The error response to a path that leads nowhere (404).
 kova::Response notFound(const kova::Request& request);
 

@@ -32,7 +32,7 @@ kova::Response statusOf(StoreDocument::Result result, const kova::Request& reque
         case StoreDocument::Result::NotSaved:
             break;
     }
-    return fail(statuscodes::INTERNAL_SERVER_ERROR, "the store could not be written");
+    return fail(request, statuscodes::INTERNAL_SERVER_ERROR, "the store could not be written");
 }
 
 // The value in the payload, or null with the reason.
@@ -89,7 +89,7 @@ kova::Response StoreHandler::change(const kova::Request& request, const StoreDoc
     std::string reason;
     StoreDocument::ValuePtr value = valueOf(request.getPayload(), reason);
     if (!value) {
-        return fail(statuscodes::BAD_REQUEST, reason);
+        return fail(request, statuscodes::BAD_REQUEST, reason);
     }
     return statusOf(request.getCommand() == commands::UPDATE
                         ? document_.update(path, std::move(value))

@@ -63,9 +63,9 @@ kova::Response SystemHandler::respond(const kova::Request& request, unsigned sho
         return notFound(request);
     }
     const auto facts = info_.read(name);
-    return facts ? makeResponse(request, code, *facts)
-                 : fail(kova::statuscodes::SERVICE_UNAVAILABLE,
-                        "the system does not tell about '" + name + "'");
+    return facts
+               ? makeResponse(request, code, *facts)
+               : fail(request, kova::statuscodes::SERVICE_UNAVAILABLE, "the system does not tell");
 }
 
 void* SystemHandler::openStream(const kova::Request& request,

@@ -131,7 +131,8 @@ void PrintTo(const StatusRow& row, std::ostream* out) {
 }
 
 constexpr char const* NO_DURATION =
-    "the payload is no duration without years and months, such as \"P0000-00-01T02:03:04\"";
+    "path '/clock/in': the payload is no duration without years and months, such as "
+    "\"P0000-00-01T02:03:04\"";
 
 const StatusRow ROWS[] = {
     {"retrieve", "/clock", "", 200, "\"1970-01-01T01:00:00.000Z\""},
@@ -217,7 +218,7 @@ TEST_F(ClockHandlerTest, AStreamThatCannotGoOnEndsWithAnError) {
     const auto answer = std::make_shared<Answer>();
     EXPECT_EQ(openStream(answer), nullptr);
     EXPECT_EQ(answer->values().size(), 1U);
-    EXPECT_EQ(answer->error(), "the clock stands still");
+    EXPECT_EQ(answer->error(), "path '/clock': the clock stands still");
     EXPECT_TRUE(answer->released());
 }
 

@@ -49,7 +49,8 @@ TEST(RepliesTest, WhatCannotBeWrittenIsAnError) {
     const kova::Response response =
         makeResponse(Request("retrieve", "/r"), 200, [](auto&) { return true; });
     EXPECT_EQ(response.getErrorMessageWithCode(),
-              "500 Internal Server Error: the value has no form in the type 'application/json'");
+              "500 Internal Server Error: path '/r': the value has no form in the type "
+              "'application/json'");
 }
 
 }  // namespace

@@ -150,7 +150,8 @@ TEST_P(StoreHandlerStatusTest, AnswersWithTheStatus) {
 
     EXPECT_EQ(answer->code(), row.code);
     if (row.answer == NO_JSON) {
-        EXPECT_EQ(answer->error().rfind(NO_JSON, 0), 0U) << answer->error();
+        const std::string begin = std::string("path '") + row.path + "': " + NO_JSON;
+        EXPECT_EQ(answer->error().rfind(begin, 0), 0U) << answer->error();
     } else {
         EXPECT_EQ(answer->error() + answer->text(), row.answer);
     }
@@ -167,7 +168,7 @@ TEST_F(StoreHandlerTest, SaysThatTheFileCouldNotBeWritten) {
     service = serve(folder / "nowhere/store.json");
     const auto answer = ask(Request("update", "/store/a", Payload::createFromJSON("1")));
     EXPECT_EQ(answer->code(), 500);
-    EXPECT_EQ(answer->error(), "the store could not be written");
+    EXPECT_EQ(answer->error(), "path '/store/a': the store could not be written");
     EXPECT_EQ(document(), "{}");
 }
 

@@ -89,7 +89,7 @@ const StatusRow ROWS[] = {
     {"retrieve", "/system/", 200, R"(["cpu","load","memory","network","storage","uptime"])"},
     {"retrieve", "/system/uptime", 200, R"({"idle":0.0,"up":1.0})"},
     {"retrieve", "//system//uptime/", 200, R"({"idle":0.0,"up":1.0})"},
-    {"retrieve", "/system/load", 503, "the system does not tell about 'load'"},
+    {"retrieve", "/system/load", 503, "path '/system/load': the system does not tell"},
     {"retrieve", "/system/uptime/up", 404, "path '/system/uptime/up' not found"},
     {"retrieve", "/system/nothing", 404, "path '/system/nothing' not found"},
     {"update", "/system/uptime", 400, "command 'update' not supported for path '/system/uptime'"},
