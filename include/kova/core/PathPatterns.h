@@ -29,7 +29,8 @@ class GlobProgram;
 /// A glob is defined by its translation into an ECMAScript regular expression ("/a/*" becomes
 /// "/a/([^/]*)"), and brackets follow that language to the letter: "[[:digit:]_-]" is not closed,
 /// for its first "]" ends the glob's bracket but not the expression's. The text is a sequence of
-/// bytes, and the process locale plays no role.
+/// bytes, ordered by their value from 0 to 255 on every processor, and the process locale plays no
+/// role.
 ///
 /// The time to match is proportional to the length of the path times, at worst, that of the glob;
 /// the stack needed depends on neither.

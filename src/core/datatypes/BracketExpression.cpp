@@ -1,5 +1,6 @@
 #include "datatypes/BracketExpression.h"
 
+#include <algorithm>
 #include <cassert>
 #include <locale>
 #include <regex>
@@ -21,12 +22,20 @@ const Traits& classicTraits() {
     return traits;
 }
 
+unsigned char byteOf(char c) {
+    return static_cast<unsigned char>(c);
+}
+
 // Lets the engine fail in its own words. It fails at the bracket that `expression` begins with, so
-// it does not get to recurse over what follows.
+// it does not get to recurse over what follows. It is given wide characters, which it takes in the
+// order of the bytes: the order of `char` is another one on every second processor.
 [[noreturn]] void throwAsEngine(std::string_view expression) {
-    std::regex engine;
+    std::wstring wide(expression.size(), L'\0');
+    std::transform(expression.begin(), expression.end(), wide.begin(),
+                   [](char c) { return static_cast<wchar_t>(byteOf(c)); });
+    std::wregex engine;
     engine.imbue(std::locale::classic());
-    engine.assign(expression.data(), expression.size());
+    engine.assign(wide);
     throw std::regex_error(std::regex_constants::error_brack);
 }
 
@@ -83,9 +92,9 @@ bool BracketExpression::readDash() {
     if (last_ == Last::Class || (token_ != Token::Character && token_ != Token::Dash)) {
         return false;
     }
-    const char first = lastCharacter_;
-    const char last = token_ == Token::Dash ? '-' : character_;
-    addWhere([first, last](char c) { return first <= c && c <= last; });
+    const unsigned char first = byteOf(lastCharacter_);
+    const unsigned char last = byteOf(token_ == Token::Dash ? '-' : character_);
+    addWhere([first, last](char c) { return first <= byteOf(c) && byteOf(c) <= last; });
     last_ = Last::Nothing;
     advance();
     return first <= last;
@@ -125,7 +134,7 @@ bool BracketExpression::readSymbol() {
     }
     // It stands for itself even where it also begins a range.
     readCharacter(name.front());
-    set_.set(static_cast<unsigned char>(name.front()));
+    set_.set(byteOf(name.front()));
     advance();
     return true;
 }
@@ -138,7 +147,7 @@ void BracketExpression::readCharacter(char c) {
 
 void BracketExpression::addLast() {
     if (last_ == Last::Character) {
-        set_.set(static_cast<unsigned char>(lastCharacter_));
+        set_.set(byteOf(lastCharacter_));
     }
 }
 

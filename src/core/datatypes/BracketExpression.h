@@ -15,8 +15,8 @@ namespace kova {
 ///     character = any but "-" and "]"; behind a backslash, any
 ///
 /// A "-" belongs to a range where it can; behind a class it must be the last item. Classes and
-/// names are those of the classic locale. A range goes by the order of `char`, so that for bytes
-/// from 128 on it depends on the processor.
+/// names are those of the classic locale. A range goes by the value of the bytes, 0 to 255, as the
+/// engine takes it where `char` is unsigned: on AArch64, but not on x86-64.
 class BracketExpression {
 public:
     /// Reads the bracket expression whose "[" lies directly in front of `rest`, and drops it from

@@ -36,13 +36,19 @@ Outcome read(std::string& text) {
     }
 }
 
-// The same by the engine, which is the definition.
+// The same by the engine, which is the definition. Wide characters have the order of the bytes on
+// every processor, those of type `char` only where it is unsigned.
+template <typename Character = wchar_t>
 Outcome readByEngine(const std::string& bracket) {
+    std::basic_string<Character> text;
+    for (const char c : bracket) {
+        text += static_cast<Character>(static_cast<unsigned char>(c));
+    }
     try {
-        const std::regex engine(bracket);
+        const std::basic_regex<Character> engine(text);
         Outcome outcome;
         for (std::size_t i = 0; i < outcome.set.size(); ++i) {
-            const char c = static_cast<char>(i);
+            const auto c = static_cast<Character>(i);
             outcome.set.set(i, std::regex_match(&c, &c + 1, engine));
         }
         return outcome;
@@ -58,6 +64,7 @@ TEST_P(BracketExpressionRows, AreUnderstoodAsByTheEngine) {
     const Outcome outcome = read(bracket);
     EXPECT_EQ(bracket, GetParam());
     EXPECT_EQ(outcome, readByEngine(bracket)) << bracket;
+    EXPECT_EQ(outcome, readByEngine<char>(bracket)) << bracket;
 }
 
 INSTANTIATE_TEST_SUITE_P(Plain, BracketExpressionRows,
@@ -106,6 +113,21 @@ TEST(BracketExpressionTest, RangesAreThoseOfTheEngine) {
             ASSERT_EQ(outcome, readByEngine(bracket)) << first << ' ' << last;
         }
     }
+}
+
+TEST(BracketExpressionTest, RangesGoByTheValueOfTheBytes) {
+    std::string bracket = "[y-\x81]";
+    CharacterSet expected;
+    for (std::size_t byte = 'y'; byte <= 0x81; ++byte) {
+        expected.set(byte);
+    }
+    EXPECT_EQ(read(bracket), (Outcome{expected, ""}));
+    bracket = "[\x80-\xFF]";
+    EXPECT_EQ(read(bracket).set, CharacterSet().set() << 0x80U);
+    bracket = "[\x80-a]";
+    std::string reversed = "[b-a]";
+    EXPECT_EQ(read(bracket).error, read(reversed).error);
+    EXPECT_NE(read(bracket).error, "");
 }
 
 TEST(BracketExpressionTest, RandomBracketsAreUnderstoodAsByTheEngine) {

@@ -61,6 +61,8 @@ INSTANTIATE_TEST_SUITE_P(
         MatchRow{"{*.txt,?}", {"a.txt", "a", ".txt"}, {"/.txt", "ab"}},
         MatchRow{"a,b}", {"a,b}"}, {"a", "b"}}, MatchRow{".$^+()", {".$^+()"}, {"a$^+()"}},
         MatchRow{std::string("\0\xFF[\x80]", 5), {std::string("\0\xFF\x80", 3)}, {"", "\xFF\x80"}},
+        MatchRow{"[a-\xFF]", {"a", "\x80", "\xFF"}, {"A", ""}},
+        MatchRow{"[!\x80-\xFF]", {"a", "\x7F", "/"}, {"\x80", "\xFF"}},
         // The bracket of the expression ends only at the next "]" that the translation makes.
         MatchRow{"[[:digit:]?", {"7", "[", "^", "/"}, {"a", "", "77"}},
         MatchRow{"{[[:digit:]*", {"", "77", "7(", "[^/"}, {"a"}}));
@@ -113,6 +115,7 @@ INSTANTIATE_TEST_SUITE_P(
         ErrorRow{"{a,{b}}", 32, "{ not allowed in subpattern group", nullptr},
         ErrorRow{"[]a]", 32, "Empty []", nullptr}, ErrorRow{"{a*", 37, nullptr, "(a([^/]*)"},
         ErrorRow{"{*", 37, nullptr, "(([^/]*)"}, ErrorRow{"[z-a]", 37, nullptr, "[z-a]"},
+        ErrorRow{"[\xFF-a]", 37, nullptr, "[z-a]"},
         ErrorRow{"[[:alpha:]]", 37, nullptr, "[[:alpha:]\\]"},
         ErrorRow{"[[:foo:]?", 37, nullptr, "[[:foo:][^/]"},
         ErrorRow{"[[:alpha:]*", 37, nullptr, "[[:alpha:]([^/]*)"}));

@@ -5,16 +5,18 @@
 #include <stack>
 #include <stdexcept>
 #include <string>
+#include <string_view>
 
 namespace kova::test {
 
 /// Globs by the book: translated with a stack of states, compiled and matched by the standard
-/// library's engine. Slow, hungry for stack, and the definition.
-class ReferenceGlob {
+/// library's engine for texts of `Character`. Slow, hungry for stack, and the definition.
+template <typename Character>
+class BasicReferenceGlob {
 public:
-    explicit ReferenceGlob(const std::string& glob) {
+    explicit BasicReferenceGlob(const std::string& glob) {
         try {
-            engine_.assign(translate(glob));
+            engine_.assign(widened(translate(glob)));
         } catch (const std::invalid_argument& error) {
             error_ = std::string("malformed: ") + error.what();
         } catch (const std::regex_error& error) {
@@ -24,7 +26,7 @@ public:
 
     /// Why the glob is rejected, or empty.
     const std::string& error() const { return error_; }
-    bool match(const std::string& path) const { return std::regex_match(path, engine_); }
+    bool match(const std::string& path) const { return std::regex_match(widened(path), engine_); }
 
     static std::string translate(const std::string& glob) {
         enum State { NORMAL, ESCAPE, STAR, BRACKET_START, BRACKET, GROUP };
@@ -98,8 +100,19 @@ public:
     }
 
 private:
-    std::regex engine_;
+    static std::basic_string<Character> widened(const std::string& text) {
+        const std::basic_string_view<unsigned char> bytes(
+            reinterpret_cast<unsigned char const*>(text.data()), text.size());
+        return {bytes.begin(), bytes.end()};
+    }
+
+    std::basic_regex<Character> engine_;
     std::string error_;
 };
+
+/// For globs of ASCII characters.
+using ReferenceGlob = BasicReferenceGlob<char>;
+/// For globs of any bytes: wide characters have the bytes' order where `char` has not. Slower.
+using ReferenceByteGlob = BasicReferenceGlob<wchar_t>;
 
 }  // namespace kova::test
