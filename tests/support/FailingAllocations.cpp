@@ -8,10 +8,14 @@ namespace {
 constexpr long WITHOUT_END = -1;
 
 thread_local long successesLeft = WITHOUT_END;
+thread_local bool failsOnce = false;
+thread_local long failed = 0;
 thread_local long blocks = 0;
 
 bool mayAllocate() noexcept {
     if (successesLeft == 0) {
+        ++failed;
+        successesLeft = failsOnce ? WITHOUT_END : 0;
         return false;
     }
     if (successesLeft > 0) {
@@ -114,12 +118,18 @@ void operator delete[](void* p, std::align_val_t, const std::nothrow_t&) noexcep
 
 namespace kova::test {
 
-FailingAllocations::FailingAllocations(long successes) noexcept {
+FailingAllocations::FailingAllocations(long successes, Mode mode) noexcept {
+    failsOnce = mode == Mode::Once;
+    failed = 0;
     successesLeft = successes;
 }
 
 FailingAllocations::~FailingAllocations() {
     successesLeft = WITHOUT_END;
+}
+
+long FailingAllocations::failures() noexcept {
+    return failed;
 }
 
 long FailingAllocations::liveBlocks() noexcept {

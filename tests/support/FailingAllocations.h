@@ -3,15 +3,19 @@
 namespace kova::test {
 
 /// While it lives, memory runs out on this thread: the first `successes` allocations through any
-/// form of `operator new` succeed, all later ones fail. One at a time. A test program that uses it
-/// lists `support/FailingAllocations.cpp`, which replaces the operators.
+/// form of `operator new` succeed, then one fails or all later ones do. One at a time. A test
+/// program that uses it lists `support/FailingAllocations.cpp`, which replaces the operators.
 class FailingAllocations {
 public:
-    explicit FailingAllocations(long successes) noexcept;
+    enum class Mode { FromThenOn, Once };
+
+    explicit FailingAllocations(long successes, Mode mode = Mode::FromThenOn) noexcept;
     ~FailingAllocations();
     FailingAllocations(const FailingAllocations&) = delete;
     FailingAllocations& operator=(const FailingAllocations&) = delete;
 
+    /// How many allocations failed since it was made.
+    static long failures() noexcept;
     /// How many blocks that this thread allocated, less those that it freed.
     static long liveBlocks() noexcept;
 };

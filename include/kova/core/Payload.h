@@ -32,7 +32,7 @@ struct KOVA_API Blob {
 /// read by several threads at once. A payload is empty when it has no block of bytes; one made from
 /// zero bytes is not empty.
 ///
-/// Out of memory while a payload is made stops the process (`zel::GlobalErrorHandler`).
+/// Out of memory while one of the functions below makes a payload stops the process (`zel::GlobalErrorHandler`).
 class KOVA_API Payload {
 public:
     /// The empty payload, with an empty mime type.
@@ -71,12 +71,13 @@ public:
     /// Sets `out` to printable text: the bytes of JSON and plain text; binary structured data
     /// converted to JSON (`compact` as `util::serializer::JSONStructuredSerializerOld` takes it);
     /// "<empty>", "<binary>" (octet streams, msgpack) or "<unknown>" (any other type) otherwise.
-    /// True, with "<failed>", when binary data cannot be converted; false in every other case.
+    /// True, with "<failed>", when binary data cannot be converted or memory is exhausted; false in
+    /// every other case. No memory to take a converted text over stops the process.
     static bool createStringFrom(const Payload& payload, std::string& out, bool compact);
     /// The value tree that the payload holds (JSON, plain text that is JSON, binary structured
     /// data); the caller owns and deletes it. Null when there is none: another mime type, no data
     /// and a text without a tree are reported as `PayloadConversionFailed`, a text that is not JSON
-    /// is not.
+    /// and exhausted memory are not. As above, a converted text may stop the process.
     [[nodiscard]] static util::config::Value* createConfigFrom(const Payload& payload);
 
 private:

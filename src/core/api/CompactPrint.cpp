@@ -1,6 +1,7 @@
 #include "api/CompactPrint.h"
 
 #include <mutex>
+#include <new>
 #include <sstream>
 
 namespace kova {
@@ -27,6 +28,9 @@ std::string printCompact(const util::config::Value& value) {
     const std::lock_guard<std::mutex> guard(mutex);
     const CompactFlag flag;
     value.print(out);
+    if (out.bad()) {
+        throw std::bad_alloc();
+    }
     return out.str();
 }
 

@@ -8,7 +8,7 @@ namespace kova {
 
 /// The value's compact JSON text: `print` with `util::config::Value::g_print_compact` set for its
 /// duration and restored afterwards. Prints of several threads take turns, because the flag is one
-/// for the process.
+/// for the process. `std::bad_alloc` when memory is exhausted.
 std::string printCompact(const util::config::Value& value);
 
 }  // namespace kova

@@ -2,6 +2,7 @@
 
 #include <cstring>
 #include <new>
+#include <string_view>
 #include <utility>
 
 #include "api/CompactPrint.h"
@@ -41,6 +42,34 @@ Blob allocate(unsigned long size, char const* function) {
     }
     blob.size = size;
     return blob;
+}
+
+// A payload of the blob; no memory for the text of its type stops the process.
+Payload make(Blob&& blob, std::string_view mimeType, char const* function) {
+    try {
+        return {std::move(blob), std::string(mimeType)};
+    } catch (const std::bad_alloc&) {
+        outOfMemory(function);
+    }
+}
+
+Payload copyOf(void const* bytes, unsigned long size, std::string_view mimeType) {
+    Blob blob = allocate(size, "createFromRaw");
+    if (size > 0) {
+        std::memcpy(blob.data.get(), bytes, size);
+    }
+    return make(std::move(blob), mimeType, "createFromRaw");
+}
+
+// Sets `out` to the bytes as text. True, with "<failed>", when memory is exhausted.
+bool bytesToString(const Payload& payload, std::string& out) {
+    try {
+        payload.getBlob().toString(out);
+        return false;
+    } catch (const std::bad_alloc&) {
+        out = FAILED_TEXT;
+        return true;
+    }
 }
 
 // Sets `out` to the JSON text of binary structured data. True, with "<failed>", when it has none.
@@ -108,32 +137,30 @@ const Payload& Payload::getEmpty() {
 
 Payload Payload::createFromRaw(unsigned char const* bytes, unsigned long size,
                                const std::string& mimeType) {
-    Blob blob = allocate(size, "createFromRaw");
-    if (size > 0) {
-        std::memcpy(blob.data.get(), bytes, size);
-    }
-    return {std::move(blob), mimeType};
+    return copyOf(bytes, size, mimeType);
 }
 
 Payload Payload::createFromJSON(const std::string& json) {
-    return createFromRaw(reinterpret_cast<unsigned char const*>(json.data()), json.size(),
-                         mimetypes::JSON_TYPE);
+    return copyOf(json.data(), json.size(), mimetypes::JSON_TYPE);
 }
 
 Payload Payload::createFromString(const std::string& text) {
-    return createFromRaw(reinterpret_cast<unsigned char const*>(text.data()), text.size(),
-                         mimetypes::PLAIN_TEXT_TYPE);
+    return copyOf(text.data(), text.size(), mimetypes::PLAIN_TEXT_TYPE);
 }
 
 Payload Payload::createFromConfig(const util::config::Value& value) {
-    return createFromJSON(printCompact(value));
+    try {
+        return createFromJSON(printCompact(value));
+    } catch (const std::bad_alloc&) {
+        outOfMemory("createFromConfig");
+    }
 }
 
 Payload Payload::createFromWriter(const util::ByteBufferWriter& writer,
                                   const std::string& mimeType) {
     Blob blob = allocate(writer.size(), "createFromWriter");
     writer.retrieve(blob.data.get(), writer.size());
-    return {std::move(blob), mimeType};
+    return make(std::move(blob), mimeType, "createFromWriter");
 }
 
 bool Payload::createStringFrom(const Payload& payload, std::string& out, bool compact) {
@@ -145,7 +172,7 @@ bool Payload::createStringFrom(const Payload& payload, std::string& out, bool co
     } else if (type == mimetypes::OCTET_STREAM_TYPE || type == mimetypes::MSGPACK_TYPE) {
         out = "<binary>";
     } else if (type == mimetypes::JSON_TYPE || type == mimetypes::PLAIN_TEXT_TYPE) {
-        payload.blob_.toString(out);
+        return bytesToString(payload, out);
     } else {
         out = "<unknown>";
     }
@@ -162,12 +189,8 @@ util::config::Value* Payload::createConfigFrom(const Payload& payload) {
         return failConversion(__LINE__, "no data for json");
     }
     std::string text;
-    if (isText) {
-        payload.blob_.toString(text);
-    } else if (binaryToString(payload, text, true)) {
-        return nullptr;  // what it set does not parse
-    }
-    return parse(text);
+    const bool failed = isText ? bytesToString(payload, text) : binaryToString(payload, text, true);
+    return failed ? nullptr : parse(text);
 }
 
 }  // namespace kova

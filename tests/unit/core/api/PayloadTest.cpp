@@ -11,6 +11,7 @@
 
 #include "kova/core/Errors.h"
 #include "kova/core/MimeTypes.h"
+#include "support/FailingAllocations.h"
 #include "support/Reports.h"
 #include "util/ByteBufferWriter.h"
 #include "util/config/Array.h"
@@ -224,6 +225,75 @@ TEST(PayloadDeathTest, OutOfMemoryStopsTheProcess) {
     const unsigned char byte = 0;
     EXPECT_DEATH(Payload::createFromRaw(&byte, ~0UL >> 1, "x/y"),
                  "src/core/api/Payload: createFromRaw: New call failed, OOM");
+}
+
+struct OutOfMemoryRow {
+    char const* function;
+    void (*make)();
+    /// How many allocations making the payload takes.
+    long allocations;
+};
+
+const std::string LONG_TYPE = "application/x-a-type-that-needs-memory";
+const util::config::ValueString LONG_VALUE(std::string(600, 'x'));
+
+const OutOfMemoryRow MAKING[] = {
+    {"createFromRaw",
+     [] { Payload::createFromRaw(reinterpret_cast<unsigned char const*>("a"), 1, LONG_TYPE); }, 3},
+    {"createFromRaw", [] { Payload::createFromJSON(""); }, 3},
+    {"createFromRaw", [] { Payload::createFromString(""); }, 2},
+    {"createFromWriter",
+     [] {
+         const util::ByteBufferWriter writer(0);
+         Payload::createFromWriter(writer, LONG_TYPE);
+     },
+     3},
+};
+
+class PayloadOutOfMemoryDeathTest : public testing::TestWithParam<OutOfMemoryRow> {};
+
+TEST_P(PayloadOutOfMemoryDeathTest, StopsTheProcessWhicheverAllocationFails) {
+    const OutOfMemoryRow& row = GetParam();
+    for (long successes = 0; successes < row.allocations; ++successes) {
+        EXPECT_DEATH(
+            {
+                const test::FailingAllocations failing(successes);
+                row.make();
+            },
+            "src/core/api/Payload: " + std::string(row.function) + ": New call failed, OOM");
+    }
+    const test::FailingAllocations failing(row.allocations);
+    row.make();
+}
+
+INSTANTIATE_TEST_SUITE_P(Rows, PayloadOutOfMemoryDeathTest, testing::ValuesIn(MAKING));
+
+TEST(PayloadDeathTest, ValueThatCannotBePrintedStopsTheProcess) {
+    for (long successes = 0; successes < 3; ++successes) {
+        EXPECT_DEATH(
+            {
+                const test::FailingAllocations failing(successes);
+                Payload::createFromConfig(LONG_VALUE);
+            },
+            "src/core/api/Payload: createFromConfig: New call failed, OOM");
+    }
+}
+
+TEST(PayloadTest, TextForWhichThereIsNoMemoryIsAFailedOne) {
+    const Payload payload = Payload::createFromJSON("[" + std::string(100, ' ') + "]");
+    std::string text;
+    bool failed = false;
+    util::config::Value* value = nullptr;
+    {
+        const test::FailingAllocations failing(0);
+        failed = Payload::createStringFrom(payload, text, true);
+        value = Payload::createConfigFrom(payload);
+    }
+    EXPECT_TRUE(failed);
+    EXPECT_EQ(text, "<failed>");
+    EXPECT_EQ(value, nullptr);
+    EXPECT_FALSE(Payload::createStringFrom(payload, text, true));
+    EXPECT_EQ(text, textOf(payload));
 }
 
 }  // namespace
