@@ -190,6 +190,7 @@ constexpr Row OTHERS[] = {
     {"a16161f7", "{\"a\":null}"},
     // keys
     {"a10101", "refused"},
+    {"a201020304", "refused"},
     {"a1f60101", "refused"},
     {"a1800101", "refused"},
     {"a1a00101", "refused"},
@@ -209,6 +210,7 @@ constexpr Row OTHERS[] = {
     {"d8404101", "#1"},
     {"c074323031332d30332d32315432303a30343a30305a", "refused"},
     {"c11a514b67b0", "refused"},
+    {"c1fb41d452d9e8200000", "refused"},
     {"c249010000000000000000", "refused"},
     {"c349010000000000000000", "refused"},
     {"d74401020304", "refused"},
@@ -252,21 +254,21 @@ constexpr char const* MALFORMED[] = {
     // indefinite strings cut off
     "5f4100", "7f6100",
     // indefinite arrays and maps cut off
-    "9f", "9f0102", "bf", "bf616101", "bf6161", "819f", "9f8000", "9f9f9f9f9fffffffff",
-    "9f819f819f9fffffff",
+    "9f", "9f0102", "bf", "bf01020102", "bf616101", "bf6161", "819f", "9f8000",
+    "9f9f9f9f9fffffffff", "9f819f819f9fffffff",
     // reserved heads
     "1c", "1d", "1e", "3c", "3d", "3e", "5c", "5d", "5e", "7c", "7d", "7e", "9c", "9d", "9e", "bc",
     "bd", "be", "dc", "dd", "de", "fc", "fd", "fe",
     // reserved two-byte simple values
-    "f800", "f801", "f81f",
+    "f800", "f801", "f818", "f81f",
     // chunks of another kind or of indefinite length
     "5f00ff", "5f21ff", "5f6100ff", "5f80ff", "5fa0ff", "5fc000ff", "5fe0ff", "7f4100ff",
     "5f5f4100ffff", "7f7f6100ffff",
     // breaks where none belongs
-    "ff", "81ff", "8200ff", "a1ff", "a16161ff", "a1616101ff", "a26161 01ff", "9f81ff",
-    "9f829f819f9fffffffff", "d8 40ff", "d9d9f7ff",
+    "ff", "81ff", "8200ff", "a1ff", "a1ff00", "a100ff", "a20000ff", "a16161ff", "a1616101ff",
+    "a26161 01ff", "9f81ff", "9f829f819f9fffffffff", "d8 40ff", "d9d9f7ff",
     // a break in place of a value
-    "bf6161ff", "bf616101 6162ff",
+    "bf00ff", "bf000000ff", "bf6161ff", "bf616101 6162ff",
     // indefinite length where there is none
     "1f", "3f", "df",
     // lengths beyond the payload
