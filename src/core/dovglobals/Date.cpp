@@ -1,7 +1,5 @@
 #include "kova/core/dovglobals/Date.h"
 
-#include <fmt/compile.h>
-
 #include <algorithm>
 #include <tuple>
 
@@ -13,12 +11,11 @@ namespace {
 
 constexpr Source SOURCE{"src/core/dovglobals/Date", "struct Date"};
 
-constexpr Check<Date> CHECKS[] = {
-    {__LINE__, "the Month value not being between 1 and 12",
-     [](const Date& date) { return date.month >= 1 && date.month <= 12; }},
-    {__LINE__, "the Day value not being between 1 and 31",
-     [](const Date& date) { return date.day >= 1 && date.day <= 31; }},
-};
+constexpr std::tuple CHECKS{
+    Check{__LINE__, "the Month value not being between 1 and 12",
+          [](const Date& date) { return date.month >= 1 && date.month <= 12; }},
+    Check{__LINE__, "the Day value not being between 1 and 31",
+          [](const Date& date) { return date.day >= 1 && date.day <= 31; }}};
 
 auto key(const Date& date) {
     return std::tie(date.year, date.month, date.day);
@@ -37,7 +34,7 @@ Date DateForm::fields(unsigned short year, unsigned char month, unsigned char da
 }
 
 bool DateForm::scan(Scanner& scanner, Date& date) {
-    return scanner.read("####-##-##", date.year, date.month, date.day);
+    return scanner.read(digits<4>(date.year), '-', digits<2>(date.month), '-', digits<2>(date.day));
 }
 
 std::optional<Failure> DateForm::check(const Date& date) {
@@ -45,8 +42,7 @@ std::optional<Failure> DateForm::check(const Date& date) {
 }
 
 char* DateForm::print(char* out, const Date& date) {
-    return fmt::format_to(out, FMT_COMPILE("{:04d}-{:02d}-{:02d}"), date.year, date.month,
-                          date.day);
+    return write(out, digits<4>(date.year), '-', digits<2>(date.month), '-', digits<2>(date.day));
 }
 
 Date::Date(unsigned short year, unsigned char month, unsigned char day) noexcept

@@ -1,7 +1,5 @@
 #include "kova/core/dovglobals/Duration.h"
 
-#include <fmt/compile.h>
-
 #include <algorithm>
 #include <tuple>
 
@@ -13,18 +11,16 @@ namespace {
 
 constexpr Source SOURCE{"src/core/dovglobals/Duration", "struct Duration"};
 
-constexpr Check<Duration> CHECKS[] = {
-    {__LINE__, "the Month value not being between 0 and 12",
-     [](const Duration& duration) { return duration.months <= 12; }},
-    {__LINE__, "the Day value not being between 0 and 31",
-     [](const Duration& duration) { return duration.days <= 31; }},
-    {__LINE__, "the Hour value not being between 0 and 23",
-     [](const Duration& duration) { return duration.hours < 24; }},
-    {__LINE__, "the Minute value not being between 0 and 59",
-     [](const Duration& duration) { return duration.minutes < 60; }},
-    {__LINE__, "the Second value not being between 0 and 59",
-     [](const Duration& duration) { return duration.seconds < 60; }},
-};
+constexpr std::tuple CHECKS{Check{__LINE__, "the Month value not being between 0 and 12",
+                                  [](const Duration& duration) { return duration.months <= 12; }},
+                            Check{__LINE__, "the Day value not being between 0 and 31",
+                                  [](const Duration& duration) { return duration.days <= 31; }},
+                            Check{__LINE__, "the Hour value not being between 0 and 23",
+                                  [](const Duration& duration) { return duration.hours < 24; }},
+                            Check{__LINE__, "the Minute value not being between 0 and 59",
+                                  [](const Duration& duration) { return duration.minutes < 60; }},
+                            Check{__LINE__, "the Second value not being between 0 and 59",
+                                  [](const Duration& duration) { return duration.seconds < 60; }}};
 
 auto key(const Duration& duration) {
     return std::tie(duration.years, duration.months, duration.days, duration.hours,
@@ -38,8 +34,9 @@ struct DurationForm {
     static constexpr std::size_t SIZE = sizeof("P65535-255-255T255:255:255");
 
     static bool scan(Scanner& scanner, Fields& duration) {
-        return scanner.read("P####-##-##T##:##:##", duration.years, duration.months, duration.days,
-                            duration.hours, duration.minutes, duration.seconds);
+        return scanner.read('P', digits<4>(duration.years), '-', digits<2>(duration.months), '-',
+                            digits<2>(duration.days), 'T', digits<2>(duration.hours), ':',
+                            digits<2>(duration.minutes), ':', digits<2>(duration.seconds));
     }
 
     static std::optional<Failure> check(const Fields& duration) {
@@ -47,9 +44,9 @@ struct DurationForm {
     }
 
     static char* print(char* out, const Duration& duration) {
-        return fmt::format_to(out, FMT_COMPILE("P{:04d}-{:02d}-{:02d}T{:02d}:{:02d}:{:02d}"),
-                              duration.years, duration.months, duration.days, duration.hours,
-                              duration.minutes, duration.seconds);
+        return write(out, 'P', digits<4>(duration.years), '-', digits<2>(duration.months), '-',
+                     digits<2>(duration.days), 'T', digits<2>(duration.hours), ':',
+                     digits<2>(duration.minutes), ':', digits<2>(duration.seconds));
     }
 };
 

@@ -25,17 +25,17 @@ struct Channels {
     }
 };
 
-constexpr Check<Channels> CHECKS[] = {
-    {__LINE__, "the Red value not being between 0 and 255",
-     [](const Channels& channels) { return channels.red < 256; }},
-    {__LINE__, "the Green value not being between 0 and 255",
-     [](const Channels& channels) { return channels.green < 256; }},
-    {__LINE__, "the Blue value not being between 0 and 255",
-     [](const Channels& channels) { return channels.blue < 256; }},
+constexpr std::tuple CHECKS{
+    Check{__LINE__, "the Red value not being between 0 and 255",
+          [](const Channels& channels) { return channels.red < 256; }},
+    Check{__LINE__, "the Green value not being between 0 and 255",
+          [](const Channels& channels) { return channels.green < 256; }},
+    Check{__LINE__, "the Blue value not being between 0 and 255",
+          [](const Channels& channels) { return channels.blue < 256; }},
     // An alpha that is not a number passes: the constructor makes it 0.
-    {__LINE__, "the Alpha value not being between 0.0 and 1.0",
-     [](const Channels& channels) { return !(channels.alpha < 0.0F || channels.alpha > 1.0F); }},
-};
+    Check{__LINE__, "the Alpha value not being between 0.0 and 1.0", [](const Channels& channels) {
+              return !(channels.alpha < 0.0F || channels.alpha > 1.0F);
+          }}};
 
 bool scanChannel(Scanner& scanner, int& channel) {
     if (!scanner.number(1, 3, channel) || !scanner.skip(',')) {
@@ -59,7 +59,7 @@ struct RGBAForm {
     static constexpr std::size_t SIZE = sizeof("rgba(255,255,255,-9007199000000000.0)");
 
     static bool scan(Scanner& scanner, Channels& channels) {
-        return scanner.read("rgba(") && scanChannel(scanner, channels.red) &&
+        return scanner.skip("rgba(") && scanChannel(scanner, channels.red) &&
                scanChannel(scanner, channels.green) && scanChannel(scanner, channels.blue) &&
                scanAlpha(scanner, channels.alpha) && scanner.skip(')');
     }

@@ -3,16 +3,19 @@
 #include <algorithm>
 #include <charconv>
 #include <cmath>
+#include <cstddef>
 #include <string_view>
 #include <system_error>
+
+#include "Digits.h"
 
 namespace kova::dovglobals {
 
 /// Reads a text from left to right, without allocating and by no locale: only '0' to '9' are
 /// digits.
 ///
-/// A step tells whether it found what it names. One that does not stays where it is, but `read` may
-/// have taken a part: the caller gives up then. No form has to try a second way of reading.
+/// A step tells whether it found what it names. One that does not leaves the caller nothing but to
+/// give up: it may have set some of its numbers. No form has to try a second way of reading.
 class Scanner {
 public:
     explicit Scanner(std::string_view text) noexcept
@@ -24,6 +27,13 @@ public:
     bool skip(char c) noexcept {
         const bool found = at_ != end_ && *at_ == c;
         at_ += found ? 1 : 0;
+        return found;
+    }
+
+    bool skip(std::string_view text) noexcept {
+        const bool found = static_cast<std::size_t>(end_ - at_) >= text.size() &&
+                           std::string_view(at_, text.size()) == text;
+        at_ += found ? text.size() : 0;
         return found;
     }
 
@@ -54,11 +64,14 @@ public:
         return at_ - first >= least;
     }
 
-    /// Reads a text like `pattern`: each run of '#' is a number of that many digits and goes to the
-    /// next of `numbers`, every other character is itself.
-    template <typename... Numbers>
-    bool read(char const* pattern, Numbers&... numbers) noexcept {
-        return (readNumber(pattern, numbers) && ...) && readLiterals(pattern) && *pattern == '\0';
+    /// Reads one part after the other: a character, or `digits` of exactly their width.
+    template <typename... Parts>
+    bool read(const Parts&... parts) noexcept {
+        constexpr std::ptrdiff_t SIZE = (widthOf(static_cast<Parts*>(nullptr)) + ...);
+        char const* at = at_;
+        const bool found = end_ - at >= SIZE && (readPart(at, parts) && ...);
+        at_ += found ? SIZE : 0;
+        return found;
     }
 
     /// Gives the real number that was stepped over since `first`: an optional sign, digits with or
@@ -83,25 +96,24 @@ public:
 private:
     bool atDigit() const noexcept { return at_ != end_ && *at_ >= '0' && *at_ <= '9'; }
 
-    bool readLiterals(char const*& pattern) noexcept {
-        while (*pattern != '\0' && *pattern != '#') {
-            if (!skip(*pattern++)) {
-                return false;
-            }
-        }
-        return true;
+    static constexpr int widthOf(char const*) noexcept { return 1; }
+    template <int WIDTH, typename Number>
+    static constexpr int widthOf(Digits<WIDTH, Number> const*) noexcept {
+        return WIDTH;
     }
 
-    template <typename Number>
-    bool readNumber(char const*& pattern, Number& out) noexcept {
-        if (!readLiterals(pattern)) {
-            return false;
+    static bool readPart(char const*& at, char c) noexcept { return *at++ == c; }
+    template <int WIDTH, typename Number>
+    static bool readPart(char const*& at, Digits<WIDTH, Number> part) noexcept {
+        unsigned value = 0;
+        bool allDigits = true;
+        for (char const* const end = at + WIDTH; at != end; ++at) {
+            const unsigned digit = static_cast<unsigned char>(*at) - static_cast<unsigned>('0');
+            allDigits = allDigits && digit <= 9;
+            value = value * 10 + digit;
         }
-        int digits = 0;
-        for (; *pattern == '#'; ++pattern) {
-            ++digits;
-        }
-        return number(digits, digits, out);
+        part.number = static_cast<Number>(value);
+        return allDigits;
     }
 
     char const* at_;

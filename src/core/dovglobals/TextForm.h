@@ -4,6 +4,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <tuple>
 
 #include "Scanner.h"
 #include "kova/core/Errors.h"
@@ -42,22 +43,29 @@ struct Failure {
 constexpr char const* MISMATCH_REASON = "String does not match format from PELU specification";
 
 /// A row of a form's table of checks: what is reported unless it holds.
-template <typename Fields>
+template <typename Holds>
 struct Check {
     int line;
     char const* reason;
-    bool (*holds)(const Fields&);
+    Holds holds;
 };
+template <typename Holds>
+Check(int, char const*, Holds) -> Check<Holds>;
 
-template <typename Fields, std::size_t COUNT>
-std::optional<Failure> firstFailure(const Source& source, const Check<Fields> (&checks)[COUNT],
+/// The first check of a table (`std::tuple` of checks, which are inlined so) that does not hold.
+template <typename Checks, typename Fields>
+std::optional<Failure> firstFailure(const Source& source, const Checks& checks,
                                     const Fields& fields) {
-    for (const Check<Fields>& check : checks) {
-        if (!check.holds(fields)) {
-            return Failure{source, check.line, check.reason};
+    std::optional<Failure> failure;
+    const auto passes = [&](const auto& check) {
+        const bool holds = check.holds(fields);
+        if (!holds) {
+            failure = Failure{source, check.line, check.reason};
         }
-    }
-    return std::nullopt;
+        return holds;
+    };
+    std::apply([&](const auto&... each) { return (passes(each) && ...); }, checks);
+    return failure;
 }
 
 inline void report(const Failure& failure) {

@@ -1,7 +1,5 @@
 #include "kova/core/dovglobals/Time.h"
 
-#include <fmt/compile.h>
-
 #include <algorithm>
 #include <cstdlib>
 #include <tuple>
@@ -14,26 +12,25 @@ namespace {
 
 constexpr Source SOURCE{"src/core/dovglobals/Time", "struct Time"};
 
-constexpr Check<Time> CHECKS[] = {
-    {__LINE__, "the Hour value not being between 0 and 23",
-     [](const Time& time) { return time.hour < 24; }},
-    {__LINE__, "the Minute value not being between 0 and 59",
-     [](const Time& time) { return time.minute < 60; }},
-    {__LINE__, "the Second value not being between 0 and 59",
-     [](const Time& time) { return time.second < 60; }},
-    {__LINE__, "the Time Zone Hour value not being between -23 and 23",
-     [](const Time& time) { return !time.timeZone || std::abs(time.timeZone->hours) < 24; }},
-    {__LINE__, "the Time Zone Minute value not being between -59 and 59 when hour is 0",
-     [](const Time& time) {
-         return !time.timeZone || time.timeZone->hours != 0 ||
-                std::abs(time.timeZone->minutes) < 60;
-     }},
-    {__LINE__, "the Time Zone Minute value not being between 0 and 59 when hour is not 0",
-     [](const Time& time) {
-         return !time.timeZone || time.timeZone->hours == 0 ||
-                (time.timeZone->minutes >= 0 && time.timeZone->minutes < 60);
-     }},
-};
+constexpr std::tuple CHECKS{
+    Check{__LINE__, "the Hour value not being between 0 and 23",
+          [](const Time& time) { return time.hour < 24; }},
+    Check{__LINE__, "the Minute value not being between 0 and 59",
+          [](const Time& time) { return time.minute < 60; }},
+    Check{__LINE__, "the Second value not being between 0 and 59",
+          [](const Time& time) { return time.second < 60; }},
+    Check{__LINE__, "the Time Zone Hour value not being between -23 and 23",
+          [](const Time& time) { return !time.timeZone || std::abs(time.timeZone->hours) < 24; }},
+    Check{__LINE__, "the Time Zone Minute value not being between -59 and 59 when hour is 0",
+          [](const Time& time) {
+              return !time.timeZone || time.timeZone->hours != 0 ||
+                     std::abs(time.timeZone->minutes) < 60;
+          }},
+    Check{__LINE__, "the Time Zone Minute value not being between 0 and 59 when hour is not 0",
+          [](const Time& time) {
+              return !time.timeZone || time.timeZone->hours == 0 ||
+                     (time.timeZone->minutes >= 0 && time.timeZone->minutes < 60);
+          }}};
 
 auto key(const TimeZone& zone) {
     return std::tie(zone.hours, zone.minutes);
@@ -63,7 +60,8 @@ bool ZoneForm::scan(Scanner& scanner, std::optional<TimeZone>& zone) {
     const bool negative = scanner.skip('-');
     int hours = 0;
     int minutes = 0;
-    if ((!negative && !scanner.skip('+')) || !scanner.read("##:##", hours, minutes)) {
+    if ((!negative && !scanner.skip('+')) ||
+        !scanner.read(digits<2>(hours), ':', digits<2>(minutes))) {
         return false;
     }
     // The sign goes to the hours, and where these cannot carry it to the minutes.
@@ -78,8 +76,9 @@ char* ZoneForm::print(char* out, const std::optional<TimeZone>& zone) {
         return out;
     }
     const bool negative = zone->hours < 0 || (zone->hours == 0 && zone->minutes < 0);
-    return fmt::format_to(out, FMT_COMPILE("{}{:02d}:{:02d}"), negative ? '-' : '+',
-                          std::abs(zone->hours), std::abs(zone->minutes));
+    const int hours = std::abs(zone->hours);
+    const int minutes = std::abs(zone->minutes);
+    return write(out, negative ? '-' : '+', digits<2>(hours), ':', digits<2>(minutes));
 }
 
 Time TimeForm::fields(unsigned char hour, unsigned char minute, unsigned char second,
@@ -95,10 +94,11 @@ Time TimeForm::fields(unsigned char hour, unsigned char minute, unsigned char se
 }
 
 bool TimeForm::scan(Scanner& scanner, Time& time) {
-    if (!scanner.read("##:##:##", time.hour, time.minute, time.second)) {
+    if (!scanner.read(digits<2>(time.hour), ':', digits<2>(time.minute), ':',
+                      digits<2>(time.second))) {
         return false;
     }
-    if (scanner.skip('.') && !scanner.number(3, 3, time.millisecond.emplace())) {
+    if (scanner.skip('.') && !scanner.read(digits<3>(time.millisecond.emplace()))) {
         return false;
     }
     return ZoneForm::scan(scanner, time.timeZone);
@@ -109,10 +109,10 @@ std::optional<Failure> TimeForm::check(const Time& time) {
 }
 
 char* TimeForm::print(char* out, const Time& time) {
-    out = fmt::format_to(out, FMT_COMPILE("{:02d}:{:02d}:{:02d}"), time.hour, time.minute,
-                         time.second);
+    out =
+        write(out, digits<2>(time.hour), ':', digits<2>(time.minute), ':', digits<2>(time.second));
     if (time.millisecond) {
-        out = fmt::format_to(out, FMT_COMPILE(".{:03d}"), *time.millisecond);
+        out = write(out, '.', digits<3>(*time.millisecond));
     }
     return ZoneForm::print(out, time.timeZone);
 }
