@@ -1,0 +1,144 @@
+// Finding the mount of a path of four segments, the mount being two of them.
+#include <benchmark/benchmark.h>
+
+#include <algorithm>
+#include <ctime>
+#include <deque>
+#include <map>
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "kova/core/StaticComposedKovaServiceImpl.h"
+#include "support/Contest.h"
+#include "support/Resources.h"
+#ifdef KOVA_BENCH_ABSL
+#include <absl/container/flat_hash_map.h>
+#endif
+
+namespace kova::bench {
+
+namespace {
+
+/// Answers nothing and keeps nothing, so that a request is little more than its way.
+class Silent : public IResourceHandler {
+public:
+    void* actionRequest(const Request&, std::unique_ptr<IResponseHandler<Response>>&&,
+                        const std::string&) override {
+        return nullptr;
+    }
+    void cancelRequest(void*) override {}
+};
+
+double processorSeconds() {
+    timespec now{};
+    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &now);
+    return static_cast<double>(now.tv_sec) + static_cast<double>(now.tv_nsec) * 1e-9;
+}
+
+/// How long `work` takes, for as many calls as make the clock itself not count.
+template <typename Work>
+double secondsOf(Work work) {
+    constexpr int CALLS = 200;
+    const double begin = processorSeconds();
+    for (int i = 0; i < CALLS; ++i) {
+        work();
+    }
+    return (processorSeconds() - begin) / CALLS;
+}
+
+/// The service has no operation that only looks up: it is what `actionRequest` takes beyond
+/// `delegateRequest`, which does the rest.
+void lookUpInService(benchmark::State& state, long count) {
+    Silent* asked = nullptr;
+    StaticComposedKovaServiceImpl service(
+        mounts<Silent, StaticComposedKovaServiceImpl::Handlers>(count, asked));
+    const Request request("retrieve", pathBelow(count));
+    const std::string mount = "/svc/r" + std::to_string(count - 1);
+    for (auto _ : state) {
+        const double whole =
+            secondsOf([&] { service.actionRequest(request, std::make_unique<Receiver>()); });
+        const double rest = secondsOf(
+            [&] { service.delegateRequest(asked, mount, request, std::make_unique<Receiver>()); });
+        state.SetIterationTime(std::max(whole - rest, 0.0));
+    }
+}
+
+#ifdef KOVA_BENCH_ABSL
+/// The deepest parent of `path` that `find(parent)` knows.
+template <typename Find>
+long walk(std::string_view path, Find find) {
+    long found = find(path);
+    while (found < 0 && path.size() > 1) {
+        path = path.substr(0, path.rfind('/'));
+        found = find(path);
+    }
+    return found;
+}
+
+/// The mounts, by views of the texts.
+struct HashedMounts {
+    explicit HashedMounts(long count) {
+        for (long i = 0; i < count; ++i) {
+            texts.push_back("/svc/r" + std::to_string(i));
+            numbers.emplace(texts.back(), i);
+        }
+    }
+    std::deque<std::string> texts;
+    absl::flat_hash_map<std::string_view, long> numbers;
+};
+
+auto walkHash(long count) {
+    return [count] {
+        return [mounts = std::make_shared<HashedMounts>(count), path = pathBelow(count)] {
+            return walk(path, [&](std::string_view parent) {
+                const auto found = mounts->numbers.find(parent);
+                return found == mounts->numbers.end() ? -1 : found->second;
+            });
+        };
+    };
+}
+#endif
+
+/// The greatest mount that is not above the path; when it is no parent, that of the common part.
+auto walkMap(long count) {
+    return [count] {
+        std::map<std::string, long, std::less<>> map;
+        for (long i = 0; i < count; ++i) {
+            map.emplace("/svc/r" + std::to_string(i), i);
+        }
+        return [map = std::move(map), text = pathBelow(count)] {
+            std::string_view path = text;
+            while (!path.empty()) {
+                auto above = map.upper_bound(path);
+                if (above == map.begin()) {
+                    return -1L;
+                }
+                const auto& [mount, number] = *--above;
+                if (path.substr(0, mount.size()) == mount &&
+                    (path.size() == mount.size() || path[mount.size()] == '/')) {
+                    return number;
+                }
+                path = path.substr(0, path.rfind('/'));
+            }
+            return -1L;
+        };
+    };
+}
+
+const Entries ENTRIES([] {
+    for (const long count : {10L, 1000L, 10'000L}) {
+        const std::string road = "route among " + std::to_string(count);
+        benchmark::RegisterBenchmark((road + "/kova").c_str(), lookUpInService, count)
+            ->UseManualTime()
+            ->Iterations(500);
+        contest(road, "map walk", walkMap(count));
+#ifdef KOVA_BENCH_ABSL
+        contest(road, "flat hash walk", walkHash(count));
+#endif
+    }
+});
+
+}  // namespace
+
+}  // namespace kova::bench
