@@ -184,6 +184,10 @@ Value* JSONParser::parseValue(std::string_view text) noexcept {
     const auto document = state_->parser.parse(text.data(), text.size());
     if (document.error() != simdjson::SUCCESS) {
         reason_ = simdjson::error_message(document.error());
+        if (document.error() == simdjson::MEMALLOC) {
+            // What it got before memory ran out it takes for all that it needs, the next time.
+            state_->parser = dom::parser();
+        }
         return nullptr;
     }
     try {

@@ -136,6 +136,15 @@ bool Replay::endItem() {
 }  // namespace
 
 struct JSONStructuredPushDeserializerOld::State {
+    bool parse(unsigned char const* bytes, unsigned long size, dom::element& root) {
+        const auto error = parser.parse(bytes, size).get(root);
+        if (error == simdjson::MEMALLOC) {
+            // What it got before memory ran out it takes for all that it needs, the next time.
+            parser = dom::parser();
+        }
+        return error != simdjson::SUCCESS;
+    }
+
     dom::parser parser;
     ByteBufferReader* reader = nullptr;
     IStructuredSerializer* target = nullptr;
@@ -165,7 +174,7 @@ int JSONStructuredPushDeserializerOld::deserialize() {
     const unsigned long size = state.reader->remaining();
     try {
         dom::element root;
-        if (state.parser.parse(state.reader->data() + state.reader->position(), size).get(root)) {
+        if (state.parse(state.reader->data() + state.reader->position(), size, root)) {
             return FAILED;
         }
         Replay replay(state.limit, *state.target);

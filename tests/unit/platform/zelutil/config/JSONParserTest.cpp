@@ -334,6 +334,25 @@ TEST(JSONParserTest, ExhaustedMemoryFailsAndLeavesNothingBehind) {
     }
 }
 
+TEST(JSONParserTest, ParserCanBeUsedAgainAfterMemoryWasExhausted) {
+    const std::string text = R"(["a string that is rather long",{"x":[null]}])";
+    for (long successes = 0;; ++successes) {
+        JSONParser parser(false);
+        Tree tree;
+        {
+            const FailingAllocations failing(successes);
+            tree.reset(parser.parseValue(text));
+        }
+        if (tree != nullptr) {
+            EXPECT_GT(successes, 10);
+            return;
+        }
+        tree.reset(parser.parseValue(text));
+        ASSERT_NE(tree, nullptr) << "after " << successes << ": " << parser.reason();
+        EXPECT_EQ(tree->toJson(true), text);
+    }
+}
+
 TEST(JSONParserTest, ParserMadeWithoutMemoryRefusesEveryText) {
     std::optional<JSONParser> parser;
     {

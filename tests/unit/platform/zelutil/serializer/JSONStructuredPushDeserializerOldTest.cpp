@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include "Payloads.h"
+#include "support/FailingAllocations.h"
 #include "util/serializer/JSONStructuredPushDeserializerOld.h"
 
 namespace {
@@ -176,6 +177,33 @@ TEST(JSONStructuredPushDeserializerOldTest, ObjectMayBeUsedAgain) {
             return !payloads::replayed(source, json, target);
         });
         EXPECT_EQ(text, jsonToJson(json)) << json;
+    }
+}
+
+TEST(JSONStructuredPushDeserializerOldTest, ObjectMayBeUsedAgainAfterMemoryWasExhausted) {
+    const unsigned char json[] = {'[', '1', ',', '{', '}', ']'};
+    util::ByteBufferWriter writer(1000);
+    ASSERT_FALSE(writer.appendByte('>'));  // the room is got
+    JSONStructuredSerializerOld target(true);
+    for (long successes = 0;; ++successes) {
+        JSONStructuredPushDeserializerOld source;
+        const auto replay = [&] {
+            util::ByteBufferReader reader(json, sizeof json, false);
+            const bool failed = target.beginSerialize(&writer, nullptr) ||
+                                source.beginDeserialize(&reader, &target) ||
+                                source.deserialize() != IStructuredPushDeserializer::DONE;
+            return source.endDeserialize() || failed;
+        };
+        bool failed = false;
+        {
+            const kova::test::FailingAllocations failing(successes);
+            failed = replay();
+        }
+        if (!failed) {
+            EXPECT_GT(successes, 3);
+            return;
+        }
+        ASSERT_FALSE(replay()) << "after " << successes;
     }
 }
 

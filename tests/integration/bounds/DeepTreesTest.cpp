@@ -1,0 +1,159 @@
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <sstream>
+#include <string>
+
+#include "kova/core/Factory.h"
+#include "kova/core/GenericDataPullDeserializer.h"
+#include "kova/core/GenericObject.h"
+#include "kova/core/KovaException.h"
+#include "kova/core/Payload.h"
+#include "kova/core/Request.h"
+#include "kova/core/Response.h"
+#include "kova/core/TypeSerializers.h"
+#include "support/SmallStack.h"
+#include "support/Trees.h"
+#include "util/ByteBufferReader.h"
+#include "util/ByteBufferWriter.h"
+
+// Trees a million levels deep, which only a program can build, handed to everything that takes a
+// tree, on a stack of 128 KiB. What they become that a stranger could read, a payload, is refused
+// from `util::MAX_NESTING_DEPTH` on, in writing and in reading.
+
+namespace kova::test {
+namespace {
+
+using util::config::Array;
+using util::config::Dictionary;
+using util::config::Value;
+using util::config::ValueInt;
+
+constexpr std::size_t LEVELS = KOVA_MILLION;
+/// A dictionary outermost, "{"k":[" half a million times around 1.
+constexpr std::size_t PRINTED = LEVELS / 2 * std::string_view(R"({"k":[]})").size() + 1;
+
+TEST(MillionLevels, AreDestroyedCopiedComparedAndPrinted) {
+    runOnSmallStack([] {
+        const Tree tree = deepTree(LEVELS);
+        const Tree copy(tree->clone());
+        ASSERT_NE(copy, nullptr);
+        EXPECT_TRUE(*copy == *tree);
+        EXPECT_FALSE(*deepTree(LEVELS - 2) == *tree);
+        EXPECT_EQ(tree->toJson(true).size(), PRINTED);
+        std::ostringstream out;
+        tree->print(out);
+        EXPECT_TRUE(out.good());
+    });
+}
+
+TEST(MillionLevels, AreDestroyedWhereverTheyAreTakenOut) {
+    runOnSmallStack([] {
+        Dictionary dictionary;
+        EXPECT_FALSE(dictionary.add("a", deepTree(LEVELS).release()));
+        EXPECT_FALSE(dictionary.set("a", deepTree(LEVELS).release()));
+        EXPECT_FALSE(dictionary.remove("a", true));
+        EXPECT_FALSE(dictionary.add("a", deepTree(LEVELS).release()));
+        dictionary.clear();
+        Array array;
+        EXPECT_FALSE(array.add(deepTree(LEVELS).release()));
+        EXPECT_FALSE(array.set(0, deepTree(LEVELS).release()));
+        EXPECT_TRUE(array.insert(7, deepTree(LEVELS).release()));
+        EXPECT_FALSE(array.remove(0, true));
+        Array former;
+        EXPECT_FALSE(former.add(deepTree(LEVELS).release()));
+        array.swap(former);
+    });
+}
+
+TEST(MillionLevels, BecomeAPayloadThatCannotBeRead) {
+    runOnSmallStack([] {
+        const Payload payload = Payload::createFromConfig(*deepTree(LEVELS));
+        EXPECT_EQ(payload.size(), PRINTED);
+        EXPECT_EQ(Payload::createConfigFrom(payload), nullptr);
+    });
+}
+
+TEST(MillionLevels, AreRefusedBySerializers) {
+    runOnSmallStack([] {
+        const Tree tree = deepTree(LEVELS);
+        for (const auto mimeType : {mimetypes::JSON, mimetypes::AXOBin}) {
+            const std::unique_ptr<serializer::IStructuredSerializer> to(
+                serializer::Factory::createSerializer(mimeType));
+            util::ByteBufferWriter writer(0);
+            unsigned long size = 0;
+            ASSERT_FALSE(to->beginSerialize(&writer, nullptr));
+            EXPECT_TRUE(serializer::serialize(*to, *tree->getEditableDictionary()));
+            EXPECT_TRUE(to->endSerialize(size));
+        }
+    });
+}
+
+TEST(MillionLevels, AreRefusedByDeserializers) {
+    struct Row {
+        mimetypes::MimeTypeID mimeType;
+        std::string levels;
+    };
+    for (const Row& row : {Row{mimetypes::JSON, std::string(LEVELS, '[')},
+                           Row{mimetypes::AXOBin, std::string(LEVELS, '\x81')},
+                           Row{mimetypes::AXOBin, std::string(LEVELS, '\x9F')}}) {
+        runOnSmallStack([&row] {
+            const std::unique_ptr<serializer::IStructuredPullDeserializer> from(
+                serializer::Factory::createDeserializer(row.mimeType));
+            util::ByteBufferReader reader(reinterpret_cast<unsigned char const*>(row.levels.data()),
+                                          row.levels.size(), false);
+            EXPECT_TRUE(from->beginDeserialize(&reader, nullptr));
+        });
+    }
+}
+
+TEST(MillionLevels, AreReadAsATree) {
+    runOnSmallStack([] {
+        const Tree tree = deepTree(LEVELS);
+        serializer::GenericDataPullDeserializer from(*tree);
+        Dictionary copy;
+        ASSERT_FALSE(from.beginDeserialize(nullptr, nullptr));
+        EXPECT_FALSE(serializer::deserialize(from, copy));
+        EXPECT_TRUE(copy == *tree);
+        from.reset();
+        std::string name;
+        ASSERT_FALSE(from.beginDeserialize(nullptr, nullptr) || from.beginStruct(nullptr) ||
+                     from.beginField(name));
+        EXPECT_FALSE(from.skipField());
+        EXPECT_TRUE(from.isStructEnd());
+    });
+}
+
+TEST(MillionLevels, AreHeldByGenericObjects) {
+    runOnSmallStack([] {
+        GenericObject object{{"tree", deepTree(LEVELS).release()}};
+        GenericObject copy(object);
+        EXPECT_TRUE(copy == object);
+        copy.clear();
+        copy.copy(object);
+        const GenericObject moved(std::move(object));
+        copy = moved;
+        EXPECT_TRUE(copy == moved);
+        EXPECT_FALSE(fromGeneric<std::string>(copy["tree"]));
+        EXPECT_FALSE(fromGenericArray<long>(copy["tree"]["k"]));
+    });
+}
+
+TEST(MillionLevels, TravelInHeaders) {
+    runOnSmallStack([] {
+        const Tree tree = deepTree(LEVELS);
+        Request request("retrieve", "/a");
+        request.add2header("tree", *tree);
+        request.add2header("tree", *tree);
+        EXPECT_TRUE(request.getHeaderValue("tree") == *tree);
+        EXPECT_GT(request.toString().size(), PRINTED);
+        Response response = Response::createErrorResponse(400, "no");
+        response.add2header("tree", tree->clone());
+        EXPECT_GT(response.toString().size(), PRINTED);
+        const KovaException exception(response);
+        EXPECT_EQ(exception.getResponse().getHeaderValue("tree").kind(), tree->kind());
+    });
+}
+
+}  // namespace
+}  // namespace kova::test
