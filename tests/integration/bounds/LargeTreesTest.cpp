@@ -49,7 +49,7 @@ std::unique_ptr<Array> largeArray() {
 
 TEST(LargeTrees, DictionaryKeepsItsEntriesInOrder) {
     const std::unique_ptr<Dictionary> dictionary = largeDictionary(7919);
-    EXPECT_EQ(dictionary->size(), 1000000U);
+    EXPECT_EQ(dictionary->size(), static_cast<std::size_t>(MILLION));
     std::string last;
     long wrong = 0;
     for (const auto& [key, value] : *dictionary) {
@@ -65,7 +65,7 @@ TEST(LargeTrees, DictionaryKeepsItsEntriesInOrder) {
         wrong += dictionary->remove(keyOf(i), true) ? 1 : 0;
     }
     EXPECT_EQ(wrong, 0);
-    EXPECT_EQ(dictionary->size(), 500000U);
+    EXPECT_EQ(dictionary->size(), static_cast<std::size_t>(MILLION) / 2);
     dictionary->clear();
     EXPECT_TRUE(dictionary->begin() == dictionary->end());
 }
@@ -110,7 +110,7 @@ TEST(LargeTrees, DictionaryGoesThroughEverything) {
 
 TEST(LargeTrees, ArrayGoesThroughEverything) {
     const std::unique_ptr<Array> array = largeArray();
-    EXPECT_EQ(array->arraySize(), 1000000U);
+    EXPECT_EQ(array->arraySize(), static_cast<std::size_t>(MILLION));
     EXPECT_TRUE((*array)[MILLION - 1] == ValueInt(MILLION - 1));
     EXPECT_TRUE((*array)[MILLION].isUndefined());
     roundTrip(*array);
@@ -122,7 +122,7 @@ TEST(LargeTrees, ArrayOfIntegersIsReadIntoAVector) {
     const std::unique_ptr<Array> array = largeArray();
     const auto numbers = fromGenericArray<long>(*array);
     ASSERT_TRUE(numbers);
-    EXPECT_EQ(numbers->size(), 1000000U);
+    EXPECT_EQ(numbers->size(), static_cast<std::size_t>(MILLION));
     const std::unique_ptr<Array> again(toGeneric(*numbers));
     EXPECT_TRUE(*again == *array);
 }

@@ -65,24 +65,31 @@ private:
     std::map<void*, std::unique_ptr<FunctionalAlarm>> streams_;
 };
 
+/// The memory of a response handler, whose address is thus nobody else's handle.
+struct HandlerMemory {
+    alignas(std::max_align_t) std::array<std::byte, 32> bytes{};
+};
+
 /// What one caller has. Not atomic, but for what it waits for.
-struct Stream {
+struct Stream : HandlerMemory {
+    static Stream& of(void* memory) {
+        return static_cast<Stream&>(*static_cast<HandlerMemory*>(memory));
+    }
+
     std::function<void()> onValue;
     bool cancelled = false;
     int valuesTooLate = 0;
     std::atomic<int> values{0};
     /// The response handler is gone, and with it the last use of the stream.
     std::atomic<bool> over{false};
-    /// The memory of the handler, whose address is thus nobody else's handle.
-    alignas(std::max_align_t) std::array<std::byte, 32> handlerMemory{};
 };
 
 class StreamHandler : public IResponseHandler<Response> {
 public:
     explicit StreamHandler(Stream& stream) : stream_(stream) {}
-    ~StreamHandler() override { stream_.over = true; }
-    static void* operator new(std::size_t, Stream& stream) { return stream.handlerMemory.data(); }
-    static void operator delete(void*) {}
+    static void* operator new(std::size_t, Stream& stream) { return stream.bytes.data(); }
+    // When the destructors are through, which write to the memory to their end.
+    static void operator delete(void* memory) { Stream::of(memory).over = true; }
     static void operator delete(void*, Stream&) {}
 
     bool onNext(const Response&) override {
@@ -100,7 +107,7 @@ private:
     Stream& stream_;
 };
 
-static_assert(sizeof(StreamHandler) <= sizeof(Stream::handlerMemory));
+static_assert(sizeof(StreamHandler) <= sizeof(HandlerMemory));
 
 class StreamTest : public testing::Test {
 protected:
@@ -162,9 +169,7 @@ TEST_F(StreamTest, CancellationFromItsOwnValueRacesTheOneFromOutside) {
     test::runOnThreads(THREADS, [this](int) {
         for (int round = 0; round < ROUNDS * test::stressFactor(); ++round) {
             Stream stream;
-            stream.onValue = [this, &stream] {
-                service->cancelRequest(stream.handlerMemory.data());
-            };
+            stream.onValue = [this, &stream] { service->cancelRequest(stream.bytes.data()); };
             void* const handle = ask(stream);
             if (round % 2 == 0) {
                 service->cancelRequest(handle);
