@@ -48,7 +48,7 @@ TEST(DocumentsTest, EveryTestThatADocumentNamesExists) {
         }
     }
     std::set<std::string> named;
-    const std::regex name(R"(`(\w+Test)\.(\w+)`)");
+    const std::regex name(R"(`([A-Z]\w+)\.([A-Z]\w+)`)");
     for (const auto& entry :
          std::filesystem::recursive_directory_iterator(KOVA_SOURCE_DIR "/docs")) {
         if (entry.path().extension() == ".md") {

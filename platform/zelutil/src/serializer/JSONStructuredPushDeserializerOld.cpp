@@ -137,6 +137,9 @@ bool Replay::endItem() {
 
 struct JSONStructuredPushDeserializerOld::State {
     bool parse(unsigned char const* bytes, unsigned long size, dom::element& root) {
+        if (bytes == nullptr) {
+            return true;  // no text; the parser would compute with the pointer
+        }
         const auto error = parser.parse(bytes, size).get(root);
         if (error == simdjson::MEMALLOC) {
             // What it got before memory ran out it takes for all that it needs, the next time.
