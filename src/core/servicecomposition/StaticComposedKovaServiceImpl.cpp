@@ -52,18 +52,15 @@ std::string_view parentOf(std::string_view path) {
     return separator == 0 ? ROOT : path.substr(0, separator);
 }
 
-// The path from the mount to the target. Nearly always the mount is a prefix on a segment boundary
-// of a canonical text, and the rest is the answer; everything else is `Path`'s business.
+// The path from the mount to the target, which the look-up has found to be the mount or below it.
+// Nearly always the mount is a prefix of a canonical text, so it ends at a segment boundary and the
+// rest is the answer; everything else is `Path`'s business.
 std::string relativeTo(const std::string& mountPath, std::string_view target) {
     const std::size_t size = mountPath == ROOT ? 0 : mountPath.size();
     if (target.substr(0, size) == std::string_view(mountPath).substr(0, size) &&
         isCanonical(target)) {
-        if (target.size() == size || target == ROOT) {
-            return {};
-        }
-        if (target[size] == Path::SEP_CHAR) {
-            return std::string(target.substr(size + 1));
-        }
+        return target.size() == size || target == ROOT ? std::string()
+                                                       : std::string(target.substr(size + 1));
     }
     std::string relative;
     Path::relativize(mountPath, std::string(target), relative);
