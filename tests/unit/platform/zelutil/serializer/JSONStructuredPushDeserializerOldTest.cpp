@@ -180,6 +180,16 @@ TEST(JSONStructuredPushDeserializerOldTest, ObjectMayBeUsedAgain) {
     }
 }
 
+TEST(JSONStructuredPushDeserializerOldTest, BlockWithoutBytesIsRefused) {
+    JSONStructuredPushDeserializerOld source;
+    util::ByteBufferReader nothing(nullptr, 0, false);
+    util::ByteBufferWriter writer(0);
+    JSONStructuredSerializerOld target(true);
+    ASSERT_FALSE(target.beginSerialize(&writer, nullptr));
+    ASSERT_FALSE(source.beginDeserialize(&nothing, &target));
+    EXPECT_EQ(source.deserialize(), IStructuredPushDeserializer::FAILED);
+}
+
 TEST(JSONStructuredPushDeserializerOldTest, ObjectMayBeUsedAgainAfterMemoryWasExhausted) {
     const unsigned char json[] = {'[', '1', ',', '{', '}', ']'};
     util::ByteBufferWriter writer(1000);
