@@ -8,7 +8,7 @@
 namespace fuzz::reference {
 
 std::string matchGlob(const std::string& glob, const std::string& path) {
-    const kova::test::ReferenceGlob reference(glob);
+    const kova::test::ReferenceByteGlob reference(glob);
     if (!reference.error().empty()) {
         return reference.error();
     }
