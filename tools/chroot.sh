@@ -20,8 +20,10 @@ fresh_debian() {
     if [ ! -e "$base/.complete" ]; then
         say "Making a fresh Debian ($1) in $base"
         rm -rf "$base"
+        mkdir -p "$base"
         debootstrap --arch="$1" --variant=minbase \
-            "$(. /etc/os-release && echo "$VERSION_CODENAME")" "$base" || fail "debootstrap"
+            "$(. /etc/os-release && echo "$VERSION_CODENAME")" "$base" >"$base.log" ||
+            { tail "$base.log"; fail "debootstrap"; }
         touch "$base/.complete"
     fi
     system=$base.copy
