@@ -10,6 +10,13 @@ emulate() {
     update-binfmts --enable qemu-aarch64 || fail "the kernel takes no emulator for arm64"
 }
 
+unmount() {
+    local place
+    for place in proc dev/pts; do
+        ! mountpoint -q "$system/$place" || umount "$system/$place"
+    done
+}
+
 # fresh_debian ARCHITECTURE: $system is a fresh Debian with the folder /shared, gone when the script
 # ends.
 fresh_debian() {
@@ -27,11 +34,12 @@ fresh_debian() {
         touch "$base/.complete"
     fi
     system=$base.copy
-    ! mountpoint -q "$system/proc" || umount "$system/proc"
+    unmount
     rm -rf --one-file-system "$system"
     cp -a "$base" "$system"
-    trap 'umount "$system/proc"; rm -rf --one-file-system "$system"' EXIT
+    trap 'unmount; rm -rf --one-file-system "$system"' EXIT
     mount -t proc proc "$system/proc"
+    mount -t devpts -o ptmxmode=666,newinstance devpts "$system/dev/pts"
     mkdir "$system/shared"
 }
 
