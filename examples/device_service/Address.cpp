@@ -23,7 +23,7 @@ bool hasScheme(const std::string& text) {
 
 }  // namespace
 
-Address::Address(std::string servicePath) : servicePath_(normalized(servicePath)) {}
+Address::Address(const std::string& servicePath) : servicePath_(normalized(servicePath)) {}
 
 std::string Address::locatorOf(const std::string& resourcePath) const {
     return ResourceLocator::fromPaths(servicePath_, resourcePath).toUri().toString();

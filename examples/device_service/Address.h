@@ -14,7 +14,7 @@ namespace device {
 class Address {
 public:
     /// `servicePath` names the service in locators.
-    explicit Address(std::string servicePath);
+    explicit Address(const std::string& servicePath);
 
     const std::string& servicePath() const { return servicePath_; }
 

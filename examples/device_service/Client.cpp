@@ -55,9 +55,9 @@ private:
     Printer printer_;
 };
 
-Client::Client(std::unique_ptr<kova::StaticComposedKovaService> service, std::string servicePath,
-               std::function<bool()> interrupted, std::ostream& out)
-    : address_(std::move(servicePath)),
+Client::Client(std::unique_ptr<kova::StaticComposedKovaService> service,
+               const std::string& servicePath, std::function<bool()> interrupted, std::ostream& out)
+    : address_(servicePath),
       interrupted_(std::move(interrupted)),
       out_(out),
       service_(std::move(service)) {}

@@ -23,7 +23,7 @@ class Client {
 public:
     /// `servicePath` names the service in locators and in requests. `interrupted` tells whether to
     /// give up waiting. `out` must outlive the client.
-    Client(std::unique_ptr<kova::StaticComposedKovaService> service, std::string servicePath,
+    Client(std::unique_ptr<kova::StaticComposedKovaService> service, const std::string& servicePath,
            std::function<bool()> interrupted, std::ostream& out);
 
     const Address& address() const { return address_; }

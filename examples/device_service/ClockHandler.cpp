@@ -145,7 +145,9 @@ void* ClockHandler::openAlarm(const kova::Request& request, Handler&& handler) {
 
 // Lets the alarm run, and the request be pending unless the alarm has ended it already.
 void* ClockHandler::keep(std::shared_ptr<Pending> pending, milliseconds delay) {
-    void* const handle = reinterpret_cast<void*>(++lastHandle_);
+    // A handle is a number that callers only give back.
+    void* const handle =
+        reinterpret_cast<void*>(++lastHandle_);  // NOLINT(performance-no-int-to-ptr)
     const std::weak_ptr<Pending> known = pending;
     auto alarm = std::make_unique<kova::FunctionalAlarm>(
         [this, handle, known] { expired(handle, known); }, timer_);

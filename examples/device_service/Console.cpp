@@ -16,7 +16,7 @@ namespace {
 std::string takeWord(std::string& line) {
     constexpr char const* BLANKS = " \t";
     line.erase(0, line.find_first_not_of(BLANKS));
-    const std::string word = line.substr(0, line.find_first_of(BLANKS));
+    std::string word = line.substr(0, line.find_first_of(BLANKS));
     line.erase(0, line.find_first_not_of(BLANKS, word.size()));
     return word;
 }

@@ -39,8 +39,8 @@ LineReader::LineReader(int descriptor) : descriptor_(descriptor) {
 }
 
 LineReader::~LineReader() {
-    std::signal(SIGINT, SIG_DFL);
-    std::signal(SIGTERM, SIG_DFL);
+    (void)std::signal(SIGINT, SIG_DFL);
+    (void)std::signal(SIGTERM, SIG_DFL);
     close(wakePipe[0]);
     close(wakePipe[1]);
 }

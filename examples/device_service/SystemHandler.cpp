@@ -42,7 +42,7 @@ void* SystemHandler::actionRequest(
     const std::string& resourcePath) {
     if (request.getCommand() != kova::commands::RETRIEVE) {
         refuseCommand(*handler, request);
-    } else if (wantsStream(request) && info_.has(resourcePath)) {
+    } else if (wantsStream(request) && SystemInfo::has(resourcePath)) {
         return openStream(request, std::move(handler), resourcePath);
     } else {
         answer(*handler, respond(request, kova::statuscodes::OK, resourcePath));
@@ -54,12 +54,12 @@ kova::Response SystemHandler::respond(const kova::Request& request, unsigned sho
                                       const std::string& name) const {
     if (name.empty()) {
         util::config::Array list;
-        for (const std::string& each : info_.names()) {
+        for (const std::string& each : SystemInfo::names()) {
             list.add(new util::config::ValueString(each));
         }
         return makeResponse(request, code, list);
     }
-    if (!info_.has(name)) {
+    if (!SystemInfo::has(name)) {
         return notFound(request);
     }
     const auto facts = info_.read(name);
@@ -79,7 +79,8 @@ void* SystemHandler::openStream(const kova::Request& request,
     void* handle = nullptr;
     {
         const std::lock_guard<std::mutex> guard(mutex_);
-        handle = reinterpret_cast<void*>(++lastHandle_);
+        // A handle is a number that callers only give back.
+        handle = reinterpret_cast<void*>(++lastHandle_);  // NOLINT(performance-no-int-to-ptr)
         streams_.emplace(handle, std::move(stream));
     }
     wake_.notify_all();

@@ -17,7 +17,6 @@ namespace device {
 namespace {
 
 using util::config::Dictionary;
-using util::config::Value;
 using util::config::ValueFloat;
 using util::config::ValueInt;
 using util::config::ValueString;
@@ -197,7 +196,7 @@ Source const* find(const std::string& name) {
 
 }  // namespace
 
-std::vector<std::string> SystemInfo::names() const {
+std::vector<std::string> SystemInfo::names() {
     std::vector<std::string> names;
     for (const Source& source : SOURCES) {
         names.emplace_back(source.name);
@@ -205,7 +204,7 @@ std::vector<std::string> SystemInfo::names() const {
     return names;
 }
 
-bool SystemInfo::has(const std::string& name) const {
+bool SystemInfo::has(const std::string& name) {
     return find(name) != nullptr;
 }
 

@@ -16,8 +16,8 @@ public:
     explicit SystemInfo(std::string root = "") : root_(std::move(root)) {}
 
     /// What can be asked for, in ascending order.
-    std::vector<std::string> names() const;
-    bool has(const std::string& name) const;
+    static std::vector<std::string> names();
+    static bool has(const std::string& name);
     /// The facts under the name; null when their file cannot be read. One that its file does not
     /// tell is left out. Sizes are in bytes, times in seconds.
     std::unique_ptr<util::config::Dictionary> read(const std::string& name) const;

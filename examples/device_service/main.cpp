@@ -50,7 +50,7 @@ std::vector<std::string> linesOf(const std::vector<std::string>& arguments) {
 bool readLines(device::LineReader& lines, device::Client& client, device::Console& console) {
     const bool terminal = isatty(STDIN_FILENO) != 0;
     if (terminal) {
-        client.say("Send requests to this machine; \"help\" tells how, \"quit\" ends.");
+        client.say(R"(Send requests to this machine; "help" tells how, "quit" ends.)");
     }
     while (true) {
         if (terminal) {

@@ -12,7 +12,7 @@ namespace {
 // whichever of them comes first or goes last.
 union DefaultTimer {
     constexpr DefaultTimer() : timer() {}
-    ~DefaultTimer() {}
+    ~DefaultTimer() {}  // NOLINT(modernize-use-equals-default): that one would be deleted
     AlarmTimer timer;
 };
 

@@ -80,7 +80,7 @@ void Channel::writeFormat(int level, char const* format, ...) const noexcept {
     try {
         std::string text(size + 1, '\0');
         va_start(arguments, format);
-        std::vsnprintf(text.data(), text.size(), format, arguments);
+        (void)std::vsnprintf(text.data(), text.size(), format, arguments);
         va_end(arguments);
         write(level, std::string_view(text).substr(0, size));
     } catch (...) {

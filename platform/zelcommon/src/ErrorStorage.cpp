@@ -8,7 +8,7 @@ ErrorStorage& ErrorStorage::current() noexcept {
     // The object outlives its thread's other objects, because some of them, and static objects
     // after them, may report from their destructors: it is closed in time, but never destroyed.
     alignas(ErrorStorage) thread_local unsigned char place[sizeof(ErrorStorage)];
-    thread_local ErrorStorage* const storage = new (place) ErrorStorage();
+    thread_local auto* const storage = new (place) ErrorStorage();
     struct End {
         ~End() { storage->close(); }
     };

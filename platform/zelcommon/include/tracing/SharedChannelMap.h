@@ -18,6 +18,7 @@ class ZEL_API SharedChannelMap {
 public:
     /// The one register of the process; made on first use, never destroyed.
     static SharedChannelMap& instance();
+    ~SharedChannelMap() = delete;
 
     /// The shared channel of that name: made silent on the first call, counted on each further one.
     /// The register owns it; a channel of the same name that somebody else made stays apart. Never
@@ -39,7 +40,6 @@ public:
 private:
     friend class Channel;
     SharedChannelMap();
-    ~SharedChannelMap() = delete;
     void add(Channel& channel);
     void remove(Channel& channel) noexcept;
 
