@@ -1,5 +1,6 @@
 #include "kova/core/Commands.h"
 
+#include <cstddef>
 #include <iterator>
 
 namespace kova::commands {
@@ -7,9 +8,9 @@ namespace kova::commands {
 unsigned char toId(const std::string& command) noexcept {
     // The id of a word is its place here.
     static constexpr char const* WORDS[] = {RETRIEVE, UPDATE, DELETE, INSERT};
-    for (unsigned char id = 0; id < std::size(WORDS); ++id) {
+    for (std::size_t id = 0; id < std::size(WORDS); ++id) {
         if (command == WORDS[id]) {
-            return id;
+            return static_cast<unsigned char>(id);
         }
     }
     return UNKNOWN_ID;

@@ -80,10 +80,11 @@ bool binaryToString(const Payload& payload, std::string& out, bool compact) {
     util::ByteBufferReader reader(payload.data(), payload.size(), false);
     util::ByteBufferWriter writer(INITIAL_CAPACITY);
     unsigned long written = 0;
-    const bool failed = serializer.beginSerialize(&writer, nullptr) ||
-                        deserializer.beginDeserialize(&reader, &serializer) ||
-                        deserializer.deserialize() == deserializer.FAILED ||
-                        deserializer.endDeserialize() || serializer.endSerialize(written);
+    const bool failed =
+        serializer.beginSerialize(&writer, nullptr) ||
+        deserializer.beginDeserialize(&reader, &serializer) ||
+        deserializer.deserialize() == util::serializer::IStructuredPushDeserializer::FAILED ||
+        deserializer.endDeserialize() || serializer.endSerialize(written);
     if (failed) {
         out = FAILED_TEXT;
         return true;

@@ -104,6 +104,7 @@ std::optional<RGBA> createRGBA(unsigned char red, unsigned char green, unsigned 
     return create<RGBAForm>({red, green, blue, alpha}, RGBA(red, green, blue, alpha));
 }
 
+// NOLINTNEXTLINE(performance-unnecessary-value-param): that is how it is called
 std::optional<RGBA> parseRGBA(std::string text) {
     return parse<RGBAForm>(text);
 }

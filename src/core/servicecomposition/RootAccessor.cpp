@@ -80,6 +80,7 @@ bool deliver(const Response& response, IResponseHandler<Names>& receiver) noexce
 }
 
 // Each call holds the receiver: one that aborts the tracking may thereby destroy the functions.
+// NOLINTBEGIN(performance-unnecessary-copy-initialization)
 std::unique_ptr<IResponseHandler<Response>> wrap(const Receiver& receiver) {
     return std::make_unique<responsehandlers::FuncResponseHandler<Response>>(
         [receiver](const Response& response) {
@@ -97,6 +98,7 @@ std::unique_ptr<IResponseHandler<Response>> wrap(const Receiver& receiver) {
             held->onCompleted();
         });
 }
+// NOLINTEND(performance-unnecessary-copy-initialization)
 
 }  // namespace
 
@@ -104,6 +106,7 @@ RootAccessor::RootAccessor(IKovaApi* service, const std::string& mimeType,
                            const std::string& tracingInfo)
     : service_(service), mimeType_(mimeType), tracingInfo_(tracingInfo) {}
 
+// NOLINTNEXTLINE(performance-unnecessary-value-param): that is how it is called
 void* RootAccessor::trackResources(Receiver handler) noexcept {
     std::shared_ptr<util::config::Dictionary> header = std::make_shared<GenericObject>();
     Request request(commands::RETRIEVE, "/", header);
