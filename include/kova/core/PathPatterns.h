@@ -33,7 +33,7 @@ class GlobProgram;
 /// role.
 ///
 /// The time to match is proportional to the length of the path times, at worst, that of the glob;
-/// the stack needed depends on neither.
+/// the stack needed depends on neither, and nothing is allocated.
 ///
 ///     const auto states = kova::PathPatterns::createFromGlob("/items/*/{state,name}");
 ///     states->match("/items/3/state");    // true
@@ -55,7 +55,7 @@ public:
     /// The glob as given.
     const std::string& glob() const noexcept { return glob_; }
 
-    /// Whether the whole of `path` fits. Not for an object that was moved from.
+    /// Whether the whole of `path` fits. Cannot fail. Not for an object that was moved from.
     bool match(const std::string& path) const;
 
 private:

@@ -94,7 +94,9 @@ bool BracketExpression::readDash() {
     }
     const unsigned char first = byteOf(lastCharacter_);
     const unsigned char last = byteOf(token_ == Token::Dash ? '-' : character_);
-    addWhere([first, last](char c) { return first <= byteOf(c) && byteOf(c) <= last; });
+    for (std::size_t byte = first; byte <= last; ++byte) {
+        set_.set(byte);
+    }
     last_ = Last::Nothing;
     advance();
     return first <= last;

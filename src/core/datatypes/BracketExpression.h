@@ -2,7 +2,7 @@
 
 #include <string_view>
 
-#include "datatypes/GlobProgram.h"
+#include "datatypes/GlobStep.h"
 
 namespace kova {
 

@@ -15,20 +15,6 @@ namespace kova {
 
 namespace {
 
-constexpr std::uint32_t NONE = UINT32_MAX;
-// The sets that nearly all globs use have fixed places.
-constexpr std::uint32_t DOT = 0;
-constexpr std::uint32_t NOT_SEPARATOR = 1;
-
-CharacterSet allBut(std::string_view characters) {
-    CharacterSet set;
-    set.set();
-    for (const char c : characters) {
-        set.reset(static_cast<unsigned char>(c));
-    }
-    return set;
-}
-
 [[noreturn]] void mismatchedParenthesis() {
     throw std::regex_error(std::regex_constants::error_paren);
 }
@@ -38,23 +24,23 @@ CharacterSet allBut(std::string_view characters) {
 GlobProgram ExpressionCompiler::compile(std::string_view expression) {
     ExpressionCompiler compiler(expression);
     compiler.readAll();
-    return GlobProgram(std::move(compiler.steps_), std::move(compiler.sets_));
+    return GlobProgram(compiler.steps_, compiler.sets_);
 }
 
-ExpressionCompiler::ExpressionCompiler(std::string_view expression)
-    : rest_(expression), sets_{allBut("\n\r"), allBut("/")} {
+ExpressionCompiler::ExpressionCompiler(std::string_view expression) : rest_(expression) {
     steps_.reserve(expression.size() + 2);
+    sets_.reserve(4);
 }
 
 void ExpressionCompiler::readAll() {
-    openGroup();
+    group_ = {emit(GlobStep::Kind::Fork, NONE), NONE};
     while (!rest_.empty()) {
         readOne(take());
     }
-    if (groups_.size() > 1) {
+    if (!outer_.empty()) {
         mismatchedParenthesis();
     }
-    closeGroup();
+    endAlternatives();
     emit(GlobStep::Kind::Accept, 0);
 }
 
@@ -65,12 +51,9 @@ void ExpressionCompiler::readOne(char c) {
         case '|':
             return nextAlternative();
         case ')':
-            if (groups_.size() == 1) {
-                mismatchedParenthesis();
-            }
             return closeGroup();
         case '.':
-            return emitSet(DOT);
+            return emitSet(allBut("\n\r", dot_));
         case '[':
             return readSet();
         case '\\':
@@ -81,32 +64,60 @@ void ExpressionCompiler::readOne(char c) {
 }
 
 void ExpressionCompiler::openGroup() {
-    groups_.push_back({emit(GlobStep::Kind::Fork, NONE), NONE});
+    // What the stars of a glob become.
+    if (skip("[^/]*)")) {
+        emit(GlobStep::Kind::Repeat, allBut("/", notSeparator_));
+        return;
+    }
+    if (skip(".*)")) {
+        emit(GlobStep::Kind::Repeat, allBut("\n\r", dot_));
+        return;
+    }
+    outer_.push_back(group_);
+    group_ = {emit(GlobStep::Kind::Fork, NONE), NONE};
 }
 
 void ExpressionCompiler::nextAlternative() {
-    Group& group = groups_.back();
-    group.jump = emit(GlobStep::Kind::Jump, group.jump);
-    steps_[group.fork].operand = here();
-    group.fork = emit(GlobStep::Kind::Fork, NONE);
+    group_.jump = emit(GlobStep::Kind::Jump, group_.jump);
+    steps_[group_.fork].operand = here();
+    group_.fork = emit(GlobStep::Kind::Fork, NONE);
 }
 
 void ExpressionCompiler::closeGroup() {
-    const Group group = groups_.back();
-    groups_.pop_back();
-    // No alternative is left for the last fork: it leads to the next step, and there again.
-    steps_[group.fork].operand = group.fork + 1;
-    for (std::uint32_t jump = group.jump; jump != NONE;) {
+    if (outer_.empty()) {
+        mismatchedParenthesis();
+    }
+    endAlternatives();
+    group_ = outer_.back();
+    outer_.pop_back();
+}
+
+void ExpressionCompiler::endAlternatives() {
+    // None is left for the last fork: it leads to the next step, and there again.
+    steps_[group_.fork].operand = group_.fork + 1;
+    for (std::uint32_t jump = group_.jump; jump != NONE;) {
         jump = std::exchange(steps_[jump].operand, here());
     }
 }
 
 void ExpressionCompiler::readSet() {
     if (skip("^/]")) {
-        return emitSet(NOT_SEPARATOR);
+        return emitSet(allBut("/", notSeparator_));
     }
     sets_.push_back(BracketExpression::read(rest_));
     emitSet(static_cast<std::uint32_t>(sets_.size() - 1));
+}
+
+std::uint32_t ExpressionCompiler::allBut(std::string_view characters, std::uint32_t& known) {
+    if (known == NONE) {
+        known = static_cast<std::uint32_t>(sets_.size());
+        CharacterSet& set = sets_.emplace_back();
+        set.set();
+        for (const char c : characters) {
+            set.reset(static_cast<unsigned char>(c));
+        }
+    }
+    return known;
 }
 
 void ExpressionCompiler::emitLiteral(char c) {

@@ -19,7 +19,9 @@ public:
     static GlobProgram compile(std::string_view expression);
 
 private:
-    /// A group that is open; the whole expression is the first.
+    static constexpr std::uint32_t NONE = UINT32_MAX;
+
+    /// A group that is open.
     struct Group {
         /// The fork in front of its latest alternative, which will lead to the next one.
         std::uint32_t fork;
@@ -35,7 +37,11 @@ private:
     void openGroup();
     void nextAlternative();
     void closeGroup();
+    void endAlternatives();
     void readSet();
+
+    /// The set of all but the characters, which is made once: `known` is its place, or `NONE`.
+    std::uint32_t allBut(std::string_view characters, std::uint32_t& known);
 
     void emitLiteral(char c);
     void emitSet(std::uint32_t set);
@@ -47,7 +53,11 @@ private:
     std::string_view rest_;
     std::vector<GlobStep> steps_;
     std::vector<CharacterSet> sets_;
-    std::vector<Group> groups_;
+    std::uint32_t dot_ = NONE;
+    std::uint32_t notSeparator_ = NONE;
+    /// The innermost group; the whole expression is the outermost.
+    Group group_{NONE, NONE};
+    std::vector<Group> outer_;
 };
 
 }  // namespace kova

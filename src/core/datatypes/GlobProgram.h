@@ -1,44 +1,36 @@
 #pragma once
 
-#include <bitset>
-#include <cstdint>
+#include <string>
 #include <string_view>
 #include <vector>
 
+#include "datatypes/GlobAutomaton.h"
+#include "datatypes/GlobStep.h"
+
 namespace kova {
-
-/// The bytes that stand for each other at one place of an expression.
-using CharacterSet = std::bitset<256>;
-
-/// One step of a program: what it takes of the text, and where it leads.
-struct GlobStep {
-    enum class Kind : std::uint8_t {
-        Literal,  ///< takes `literal`, then the next step
-        Set,      ///< takes one character of the set `operand`, then the next step
-        Repeat,   ///< takes any number of characters of the set `operand`, then the next step
-        Fork,     ///< takes nothing: both the next step and step `operand`
-        Jump,     ///< takes nothing: step `operand`
-        Accept    ///< the end of the program: what was taken fits
-    };
-
-    Kind kind;
-    unsigned char literal;
-    std::uint32_t operand;
-};
 
 /// A compiled glob: a nondeterministic automaton whose steps lead forward, except that a `Repeat`
 /// stays where it is. Immutable, so any thread may match with it.
+///
+/// The text that whatever fits begins and ends with is compared as it is. What is in between is for
+/// a `GlobAutomaton`, or for a `GlobSweep` where the program is too long for that.
 class GlobProgram {
 public:
     /// The last of `steps` is the `Accept`, and every `Fork` and `Jump` leads forward to a step.
-    GlobProgram(std::vector<GlobStep> steps, std::vector<CharacterSet> sets);
+    /// Throws `std::length_error` where there are more than `GlobSweep::MAX_STEPS` in between.
+    GlobProgram(const std::vector<GlobStep>& steps, const std::vector<CharacterSet>& sets);
 
     /// Whether the program takes the whole of `text`.
-    bool matches(std::string_view text) const;
+    bool matches(std::string_view text) const noexcept;
 
 private:
-    class Run;
+    GlobProgram(const std::vector<GlobStep>& steps, std::size_t first, std::size_t last,
+                const std::vector<CharacterSet>& sets);
 
+    std::string prefix_;
+    std::string suffix_;
+    GlobAutomaton automaton_;
+    /// What is in between, where the automaton is not complete.
     std::vector<GlobStep> steps_;
     std::vector<CharacterSet> sets_;
 };

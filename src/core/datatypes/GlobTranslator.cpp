@@ -1,5 +1,6 @@
 #include "datatypes/GlobTranslator.h"
 
+#include <array>
 #include <stdexcept>
 
 #include "kova/core/PathPatterns.h"
@@ -8,8 +9,22 @@ namespace kova {
 
 namespace {
 
+constexpr std::array<bool, 256> tableOf(std::string_view characters) {
+    std::array<bool, 256> table{};
+    for (const char c : characters) {
+        table[static_cast<unsigned char>(c)] = true;
+    }
+    return table;
+}
+
+constexpr bool isIn(const std::array<bool, 256>& table, char c) {
+    return table[static_cast<unsigned char>(c)];
+}
+
 // Escaped where they stand for themselves. "|" is not among them: a glob may use it to alternate.
-constexpr std::string_view ESCAPED = "^$.?+*\\[]{}()";
+constexpr std::array<bool, 256> ESCAPED = tableOf("^$.?+*\\[]{}()");
+// All that a glob's text, or that in a group, does not take over as they are.
+constexpr std::array<bool, 256> SPECIAL = tableOf("^$.?+*\\[]{}(),");
 
 constexpr char const* ANY_TEXT = "(.*)";
 constexpr char const* TEXT_WITHOUT_SEPARATOR = "([^/]*)";
@@ -28,7 +43,11 @@ std::string GlobTranslator::translate(std::string_view glob) {
     GlobTranslator translator;
     translator.expression_.reserve(glob.size() + 16);
     for (const char c : glob) {
-        translator.read(c);
+        if (translator.isText() && !isIn(SPECIAL, c)) {
+            translator.expression_ += c;
+        } else {
+            translator.read(c);
+        }
     }
     translator.finish();
     return std::move(translator.expression_);
@@ -134,7 +153,7 @@ void GlobTranslator::finish() {
 }
 
 void GlobTranslator::emitLiteral(char c) {
-    if (ESCAPED.find(c) != std::string_view::npos) {
+    if (isIn(ESCAPED, c)) {
         expression_ += '\\';
     }
     expression_ += c;

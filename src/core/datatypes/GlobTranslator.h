@@ -34,6 +34,9 @@ private:
     void readBracket(char c);
     void finish();
 
+    bool isText() const {
+        return state_ == GlobToRegexState::Normal || state_ == GlobToRegexState::Group;
+    }
     void enter(GlobToRegexState state) { state_ = state; }
     void leave() { state_ = enclosing_; }
     void emitLiteral(char c);

@@ -255,10 +255,11 @@ void matchGlob(Trial& trial) {
     EXPECT_TRUE(patterns.match(path));
 }
 
-// Where each step of a glob is takes memory, when there are many.
+// However many steps of the glob are to be followed at once.
 void matchLongGlob(Trial& trial) {
-    const std::string path(10000, 'x');
-    const PathPatterns patterns(path + "*");
+    const std::string text(1000, 'x');
+    const PathPatterns patterns("*" + text + "?*");
+    const std::string path = text + text;
     trial.attempt([&] { return !patterns.match(path); });
     EXPECT_TRUE(patterns.match(path));
 }
@@ -337,7 +338,7 @@ constexpr Operation OPERATIONS[] = {
     {"ResourceLocator, asked", THROWN, askLocator},
     {"PathPatterns", THROWN, compileGlob},
     {"PathPatterns::match", 0, matchGlob},
-    {"PathPatterns::match, long glob", THROWN, matchLongGlob},
+    {"PathPatterns::match, long glob", 0, matchLongGlob},
     {"getMostCompatible", THROWN, chooseVersion},
     {"uuid::createFromName, createRandom", 0, makeUuid},
     {"ErrorOutput", DONE, reportError},

@@ -2,11 +2,16 @@
 
 #include <gtest/gtest.h>
 
+#include <stdexcept>
+
+#include "datatypes/GlobSweep.h"
+
 namespace {
 
 using kova::CharacterSet;
 using kova::GlobProgram;
 using kova::GlobStep;
+using kova::GlobSweep;
 using Kind = GlobStep::Kind;
 
 CharacterSet setOf(std::string_view characters) {
@@ -85,6 +90,70 @@ TEST(GlobProgramTest, AllStepsMayBeActiveAtOnce) {
     const GlobProgram program(std::move(steps), {setOf("x")});
     EXPECT_TRUE(program.matches(std::string(5000, 'x') + 'y'));
     EXPECT_FALSE(program.matches(std::string(5000, 'x')));
+}
+
+TEST(GlobProgramTest, BeginningAndEndDoNotOverlap) {
+    const GlobProgram program({{Kind::Literal, 'a', 0},
+                               {Kind::Literal, 'b', 0},
+                               {Kind::Repeat, 0, 0},
+                               {Kind::Literal, 'b', 0},
+                               {Kind::Literal, 'a', 0},
+                               ACCEPT},
+                              {setOf("a")});
+    EXPECT_TRUE(program.matches("abba"));
+    EXPECT_TRUE(program.matches("abaaba"));
+    for (char const* const text : {"", "a", "ab", "ba", "aba", "abbba", "bbba", "abbb"}) {
+        EXPECT_FALSE(program.matches(text)) << text;
+    }
+}
+
+TEST(GlobProgramTest, WaysThatLeadIntoTheEndAreFollowed) {
+    // "a", then nothing or "bc", then "cd": one way leads between the literals at the end.
+    const GlobProgram program({{Kind::Literal, 'a', 0},
+                               {Kind::Fork, 0, 4},
+                               {Kind::Literal, 'b', 0},
+                               {Kind::Literal, 'c', 0},
+                               {Kind::Literal, 'c', 0},
+                               {Kind::Literal, 'd', 0},
+                               ACCEPT},
+                              {});
+    EXPECT_TRUE(program.matches("acd"));
+    EXPECT_TRUE(program.matches("abccd"));
+    for (char const* const text : {"", "a", "cd", "ad", "abcd", "accd", "acdd"}) {
+        EXPECT_FALSE(program.matches(text)) << text;
+    }
+}
+
+// Those are too long for the automaton, between what they begin and end with.
+TEST(GlobProgramTest, LongMiddlesAreFollowedLikeShortOnes) {
+    for (std::size_t count = 1; count < 300; ++count) {
+        std::vector<GlobStep> steps = {{Kind::Literal, 'a', 0}};
+        for (std::size_t i = 0; i < count; ++i) {
+            const auto here = static_cast<std::uint32_t>(steps.size());
+            steps.push_back({Kind::Fork, 0, here + 2});  // "x" or nothing
+            steps.push_back({Kind::Literal, 'x', 0});
+        }
+        steps.push_back({Kind::Set, 0, 0});
+        steps.push_back({Kind::Literal, 'z', 0});
+        steps.push_back(ACCEPT);
+        const GlobProgram program(steps, {setOf("y")});
+        ASSERT_TRUE(program.matches("ayz")) << count;
+        ASSERT_TRUE(program.matches("a" + std::string(count, 'x') + "yz")) << count;
+        ASSERT_FALSE(program.matches("a" + std::string(count + 1, 'x') + "yz")) << count;
+        ASSERT_FALSE(program.matches("a" + std::string(count, 'x') + "z")) << count;
+    }
+}
+
+TEST(GlobProgramTest, StepsBetweenBeginningAndEndAreLimited) {
+    std::vector<GlobStep> steps(GlobSweep::MAX_STEPS - 1, GlobStep{Kind::Set, 0, 0});
+    steps.insert(steps.begin(), GlobStep{Kind::Literal, 'a', 0});
+    steps.push_back({Kind::Literal, 'z', 0});
+    steps.push_back(ACCEPT);
+    const std::vector<CharacterSet> sets = {setOf("x")};
+    EXPECT_TRUE(
+        GlobProgram(steps, sets).matches("a" + std::string(GlobSweep::MAX_STEPS - 1, 'x') + "z"));
+    steps.insert(steps.begin() + 1, GlobStep{Kind::Set, 0, 0});
+    EXPECT_THROW(GlobProgram(steps, sets), std::length_error);
 }
 
 }  // namespace
