@@ -20,44 +20,57 @@ namespace kova::bench {
 
 namespace {
 
-/// A glob, the expression that means the same, and a path that fits.
+/// A glob, the expression that means the same, and a path.
 struct Case {
     char const* glob;
     char const* expression;
-    char const* path;
-    bool simple;  // without braces and "**", which fnmatch does not know
+    std::string path;
 };
-constexpr Case CASES[] = {
-    {"/items/*/state", "/items/([^/]*)/state", "/items/4711/state", true},
-    {"/a/{b,c}/**", "/a/(b|c)/(.*)", "/a/c/one/two/three", false},
-    {"/a/?.txt", "/a/([^/])\\.txt", "/a/x.txt", true},
-    {"/x/[!0-9]*", "/x/[^0-9]([^/]*)", "/x/abcdef", true},
+const Case CASES[] = {
+    {"/items/*/state", "/items/([^/]*)/state", "/items/4711/state"},
+    {"/a/{b,c}/**", "/a/(b|c)/(.*)", "/a/c/one/two/three"},
+    {"/a/?.txt", "/a/([^/])\\.txt", "/a/x.txt"},
+    {"/x/[!0-9]*", "/x/[^0-9]([^/]*)", "/x/abcdef"},
 };
 
-/// Enters both rows of a case: `compile(expression)` gives an object to match with.
-template <typename Compile, typename Match>
-void enter(const Case& each, char const* contestant, char const* source, Compile compile,
-           Match match) {
-    contest(std::string("compile and match ") + each.glob, contestant, [=, path = each.path] {
-        return [=, text = std::string(path)] { return match(compile(source), text); };
-    });
-    contest(std::string("match ") + each.glob, contestant, [=, path = each.path] {
-        return [=, compiled = compile(source), text = std::string(path)] {
-            return match(compiled, text);
-        };
-    });
-}
+// Those that std::regex recurses over, or backtracks in for seconds: the last path has its "y"
+// where no star leads to.
+constexpr std::size_t MILLION = 1'000'000;
+const Case LONG_CASES[] = {
+    {"/a/**", "/a/(.*)", "/a/" + std::string(MILLION, 'b')},
+    {"/**/b", "/(.*)/b", "/" + std::string(MILLION, 'b') + "/b"},
+    {"/*x*x*x*y", "/([^/]*)x([^/]*)x([^/]*)x([^/]*)y", "/" + std::string(253, 'x') + "/y"},
+};
+
+class Kova {
+public:
+    explicit Kova(const Case& each) : patterns_(each.glob) {}
+    bool match(const std::string& text) const { return patterns_.match(text); }
+
+private:
+    PathPatterns patterns_;
+};
+
+class StdRegex {
+public:
+    explicit StdRegex(const Case& each) : regex_(each.expression) {}
+    bool match(const std::string& text) const { return std::regex_match(text, regex_); }
+
+private:
+    std::regex regex_;
+};
 
 #ifdef KOVA_BENCH_PCRE2
 template <bool JIT>
 class Pcre2 {
 public:
-    explicit Pcre2(char const* expression) {
+    explicit Pcre2(const Case& each) {
         int error = 0;
         PCRE2_SIZE offset = 0;
-        code_.reset(pcre2_compile(reinterpret_cast<PCRE2_SPTR>(expression), PCRE2_ZERO_TERMINATED,
-                                  PCRE2_ANCHORED | PCRE2_ENDANCHORED, &error, &offset, nullptr),
-                    pcre2_code_free);
+        code_.reset(
+            pcre2_compile(reinterpret_cast<PCRE2_SPTR>(each.expression), PCRE2_ZERO_TERMINATED,
+                          PCRE2_ANCHORED | PCRE2_ENDANCHORED, &error, &offset, nullptr),
+            pcre2_code_free);
         if (JIT) {
             pcre2_jit_compile(code_.get(), PCRE2_JIT_COMPLETE);
         }
@@ -72,46 +85,74 @@ private:
     std::shared_ptr<pcre2_code> code_;
     std::shared_ptr<pcre2_match_data> data_;
 };
-
-template <bool JIT>
-void enterPcre2(const Case& each, char const* contestant) {
-    enter(
-        each, contestant, each.expression, [](char const* text) { return Pcre2<JIT>(text); },
-        [](const Pcre2<JIT>& compiled, const std::string& path) { return compiled.match(path); });
-}
 #endif
 
-void enterPeers(const Case& each) {
-    enter(
-        each, "std::regex", each.expression, [](char const* text) { return std::regex(text); },
-        [](const std::regex& compiled, const std::string& path) {
-            return std::regex_match(path, compiled);
-        });
-    if (each.simple) {
-        contest(std::string("match ") + each.glob, "fnmatch",
-                [each] { return [each] { return fnmatch(each.glob, each.path, FNM_PATHNAME); }; });
-    }
-#ifdef KOVA_BENCH_PCRE2
-    enterPcre2<false>(each, "PCRE2");
-    enterPcre2<true>(each, "PCRE2 JIT");
-#endif
 #ifdef KOVA_BENCH_RE2
-    enter(
-        each, "RE2", each.expression, [](char const* text) { return std::make_shared<RE2>(text); },
-        [](const std::shared_ptr<RE2>& compiled, const std::string& path) {
-            return RE2::FullMatch(path, *compiled);
-        });
+class Re2 {
+public:
+    explicit Re2(const Case& each) : re2_(std::make_shared<RE2>(each.expression)) {}
+    bool match(const std::string& text) const { return RE2::FullMatch(text, *re2_); }
+
+private:
+    std::shared_ptr<RE2> re2_;
+};
 #endif
+
+template <typename Engine>
+void enterMatch(const Case& each, const std::string& road, char const* contestant,
+                std::size_t bytes = 0) {
+    contest(
+        road, contestant,
+        [&each] { return [&each, engine = Engine(each)] { return engine.match(each.path); }; },
+        bytes);
+}
+
+/// Enters both rows of a case.
+template <typename Engine>
+void enter(const Case& each, char const* contestant) {
+    contest(std::string("compile and match ") + each.glob, contestant,
+            [&each] { return [&each] { return Engine(each).match(each.path); }; });
+    enterMatch<Engine>(each, std::string("match ") + each.glob, contestant);
+}
+
+template <typename Engine>
+void enterLong(const Case& each, char const* contestant) {
+    const std::string size =
+        each.path.size() < MILLION ? std::to_string(each.path.size()) : "a million";
+    enterMatch<Engine>(each, std::string("match ") + each.glob + " on " + size + " characters",
+                       contestant, each.path.size());
+}
+
+void enterFnmatch(const Case& each) {
+    if (std::string(each.glob).find_first_of("{}") == std::string::npos) {
+        contest(std::string("match ") + each.glob, "fnmatch", [&each] {
+            return [&each] { return fnmatch(each.glob, each.path.c_str(), FNM_PATHNAME); };
+        });
+    }
 }
 
 const Entries ENTRIES([] {
     for (const Case& each : CASES) {
-        enter(
-            each, "kova", each.glob, [](char const* glob) { return PathPatterns(glob); },
-            [](const PathPatterns& compiled, const std::string& path) {
-                return compiled.match(path);
-            });
-        enterPeers(each);
+        enter<Kova>(each, "kova");
+        enter<StdRegex>(each, "std::regex");
+        enterFnmatch(each);
+#ifdef KOVA_BENCH_PCRE2
+        enter<Pcre2<false>>(each, "PCRE2");
+        enter<Pcre2<true>>(each, "PCRE2 JIT");
+#endif
+#ifdef KOVA_BENCH_RE2
+        enter<Re2>(each, "RE2");
+#endif
+    }
+    for (const Case& each : LONG_CASES) {
+        enterLong<Kova>(each, "kova");
+#ifdef KOVA_BENCH_PCRE2
+        enterLong<Pcre2<false>>(each, "PCRE2");
+        enterLong<Pcre2<true>>(each, "PCRE2 JIT");
+#endif
+#ifdef KOVA_BENCH_RE2
+        enterLong<Re2>(each, "RE2");
+#endif
     }
 });
 
