@@ -1,6 +1,7 @@
 #include "datatypes/ExpressionCompiler.h"
 
 #include <cassert>
+#include <cstring>
 #include <regex>
 #include <utility>
 
@@ -20,6 +21,14 @@ namespace {
 }
 
 }  // namespace
+
+template <std::size_t SIZE>
+bool ExpressionCompiler::skip(char const (&text)[SIZE]) {
+    constexpr std::size_t LENGTH = SIZE - 1;
+    const bool found = rest_.size() >= LENGTH && std::memcmp(rest_.data(), text, LENGTH) == 0;
+    rest_.remove_prefix(found ? LENGTH : 0);
+    return found;
+}
 
 GlobProgram ExpressionCompiler::compile(std::string_view expression) {
     ExpressionCompiler compiler(expression);
@@ -121,7 +130,7 @@ std::uint32_t ExpressionCompiler::allBut(std::string_view characters, std::uint3
 }
 
 void ExpressionCompiler::emitLiteral(char c) {
-    steps_.push_back({GlobStep::Kind::Literal, static_cast<unsigned char>(c), 0});
+    steps_[emit(GlobStep::Kind::Literal, 0)].literal = static_cast<unsigned char>(c);
 }
 
 void ExpressionCompiler::emitSet(std::uint32_t set) {
@@ -129,14 +138,11 @@ void ExpressionCompiler::emitSet(std::uint32_t set) {
 }
 
 std::uint32_t ExpressionCompiler::emit(GlobStep::Kind kind, std::uint32_t operand) {
-    steps_.push_back({kind, 0, operand});
+    // Member by member: a step that is copied whole waits for the stores to its members.
+    GlobStep& step = steps_.emplace_back();
+    step.kind = kind;
+    step.operand = operand;
     return here() - 1;
-}
-
-bool ExpressionCompiler::skip(std::string_view text) {
-    const bool found = rest_.substr(0, text.size()) == text;
-    rest_.remove_prefix(found ? text.size() : 0);
-    return found;
 }
 
 char ExpressionCompiler::take() {

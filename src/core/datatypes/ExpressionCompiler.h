@@ -1,6 +1,9 @@
 #pragma once
 
+#include <array>
+#include <cstddef>
 #include <cstdint>
+#include <memory_resource>
 #include <string_view>
 #include <vector>
 
@@ -47,17 +50,23 @@ private:
     void emitSet(std::uint32_t set);
     std::uint32_t emit(GlobStep::Kind kind, std::uint32_t operand);
     std::uint32_t here() const { return static_cast<std::uint32_t>(steps_.size()); }
-    bool skip(std::string_view text);
+    /// Drops the text from what is left if that begins with it, and tells so.
+    template <std::size_t SIZE>
+    bool skip(char const (&text)[SIZE]);
     char take();
 
     std::string_view rest_;
-    std::vector<GlobStep> steps_;
-    std::vector<CharacterSet> sets_;
+    /// Where all that nearly all expressions need has its place. Not initialized: it is written
+    /// before it is read.
+    std::array<std::byte, 1024> room_;
+    std::pmr::monotonic_buffer_resource memory_{room_.data(), room_.size()};
+    std::pmr::vector<GlobStep> steps_{&memory_};
+    std::pmr::vector<CharacterSet> sets_{&memory_};
     std::uint32_t dot_ = NONE;
     std::uint32_t notSeparator_ = NONE;
     /// The innermost group; the whole expression is the outermost.
     Group group_{NONE, NONE};
-    std::vector<Group> outer_;
+    std::pmr::vector<Group> outer_{&memory_};
 };
 
 }  // namespace kova

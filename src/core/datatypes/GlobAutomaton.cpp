@@ -53,7 +53,7 @@ public:
 
     /// Adds the steps, the last one first; false where they are too many.
     bool addAll(GlobStep const* steps, std::size_t first, std::size_t last,
-                const std::vector<CharacterSet>& sets) {
+                View<CharacterSet> sets) {
         const std::size_t count = last - first;
         if (count > MAX_STEPS) {
             return false;
@@ -84,8 +84,7 @@ public:
 private:
     /// Adds the step in front of the step `next` (of those that are added); gives the positions
     /// that may take a character there.
-    Word add(const GlobStep& step, std::size_t next, std::size_t first,
-             const std::vector<CharacterSet>& sets) {
+    Word add(const GlobStep& step, std::size_t next, std::size_t first, View<CharacterSet> sets) {
         switch (step.kind) {
             case GlobStep::Kind::Literal: {
                 const Word bit = addPosition(reach_[next]);
@@ -148,8 +147,8 @@ private:
     std::array<Word, CLASSES> masks_;
 };
 
-GlobAutomaton::GlobAutomaton(const std::vector<GlobStep>& steps, std::size_t first,
-                             std::size_t last, const std::vector<CharacterSet>& sets) {
+GlobAutomaton::GlobAutomaton(View<GlobStep> steps, std::size_t first, std::size_t last,
+                             View<CharacterSet> sets) {
     Builder builder(classes_);
     if (builder.addAll(steps.data(), first, last, sets)) {
         words_ = builder.words();

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "datatypes/GlobStep.h"
+#include "datatypes/View.h"
 
 namespace kova {
 
@@ -24,8 +25,8 @@ public:
 
     /// Of the steps from `first` to in front of `last`, where they end and to which none leads that
     /// is not among them. Where they are too many it is not `complete`.
-    GlobAutomaton(const std::vector<GlobStep>& steps, std::size_t first, std::size_t last,
-                  const std::vector<CharacterSet>& sets);
+    GlobAutomaton(View<GlobStep> steps, std::size_t first, std::size_t last,
+                  View<CharacterSet> sets);
 
     /// Whether it stands for all of the steps and may run.
     bool complete() const noexcept { return !words_.empty(); }

@@ -16,7 +16,7 @@ bool takesNothing(const GlobStep& step) {
 
 /// The first step that is neither a literal nor a fork to nowhere else. All ways lead there, as no
 /// step in front of it leads elsewhere.
-std::size_t prefixEnd(const std::vector<GlobStep>& steps) {
+std::size_t prefixEnd(View<GlobStep> steps) {
     std::size_t i = 0;
     while (steps[i].kind == GlobStep::Kind::Literal ||
            (takesNothing(steps[i]) && steps[i].operand == i + 1)) {
@@ -27,7 +27,7 @@ std::size_t prefixEnd(const std::vector<GlobStep>& steps) {
 
 /// The first of the literals that the program ends with, but none in front of where a fork or a
 /// jump leads to: so all ways lead there, and on from there.
-std::size_t suffixBegin(const std::vector<GlobStep>& steps, std::size_t first) {
+std::size_t suffixBegin(View<GlobStep> steps, std::size_t first) {
     std::size_t last = steps.size() - 1;
     std::size_t floor = first;
     for (std::size_t i = first; i < last; ++i) {
@@ -39,7 +39,7 @@ std::size_t suffixBegin(const std::vector<GlobStep>& steps, std::size_t first) {
     return last;
 }
 
-std::string literals(const std::vector<GlobStep>& steps, std::size_t first, std::size_t last) {
+std::string literals(View<GlobStep> steps, std::size_t first, std::size_t last) {
     std::string text;
     for (std::size_t i = first; i < last; ++i) {
         if (steps[i].kind == GlobStep::Kind::Literal) {
@@ -50,8 +50,7 @@ std::string literals(const std::vector<GlobStep>& steps, std::size_t first, std:
 }
 
 /// A program of its own of the steps from `first` to in front of `last`.
-std::vector<GlobStep> part(const std::vector<GlobStep>& steps, std::size_t first,
-                           std::size_t last) {
+std::vector<GlobStep> part(View<GlobStep> steps, std::size_t first, std::size_t last) {
     if (last - first >= GlobSweep::MAX_STEPS) {
         throw std::length_error("Program with too many steps");
     }
@@ -59,24 +58,27 @@ std::vector<GlobStep> part(const std::vector<GlobStep>& steps, std::size_t first
     for (GlobStep& step : own) {
         step.operand -= takesNothing(step) ? static_cast<std::uint32_t>(first) : 0;
     }
-    own.back() = steps.back();
+    own.back() = steps[steps.size() - 1];
     return own;
 }
 
 }  // namespace
 
 GlobProgram::GlobProgram(const std::vector<GlobStep>& steps, const std::vector<CharacterSet>& sets)
+    : GlobProgram(View(steps), View(sets)) {}
+
+GlobProgram::GlobProgram(View<GlobStep> steps, View<CharacterSet> sets)
     : GlobProgram(steps, prefixEnd(steps), suffixBegin(steps, prefixEnd(steps)), sets) {}
 
-GlobProgram::GlobProgram(const std::vector<GlobStep>& steps, std::size_t first, std::size_t last,
-                         const std::vector<CharacterSet>& sets)
+GlobProgram::GlobProgram(View<GlobStep> steps, std::size_t first, std::size_t last,
+                         View<CharacterSet> sets)
     : prefix_(literals(steps, 0, first)),
       suffix_(literals(steps, last, steps.size())),
       automaton_(steps, first, last, sets) {
-    assert(steps.back().kind == GlobStep::Kind::Accept);
+    assert(steps[steps.size() - 1].kind == GlobStep::Kind::Accept);
     if (!automaton_.complete()) {
         steps_ = part(steps, first, last);
-        sets_ = sets;
+        sets_.assign(sets.begin(), sets.end());
     }
 }
 

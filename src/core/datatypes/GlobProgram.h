@@ -6,6 +6,7 @@
 
 #include "datatypes/GlobAutomaton.h"
 #include "datatypes/GlobStep.h"
+#include "datatypes/View.h"
 
 namespace kova {
 
@@ -18,14 +19,16 @@ class GlobProgram {
 public:
     /// The last of `steps` is the `Accept`, and every `Fork` and `Jump` leads forward to a step.
     /// Throws `std::length_error` where there are more than `GlobSweep::MAX_STEPS` in between.
+    /// @{
+    GlobProgram(View<GlobStep> steps, View<CharacterSet> sets);
     GlobProgram(const std::vector<GlobStep>& steps, const std::vector<CharacterSet>& sets);
+    /// @}
 
     /// Whether the program takes the whole of `text`.
     bool matches(std::string_view text) const noexcept;
 
 private:
-    GlobProgram(const std::vector<GlobStep>& steps, std::size_t first, std::size_t last,
-                const std::vector<CharacterSet>& sets);
+    GlobProgram(View<GlobStep> steps, std::size_t first, std::size_t last, View<CharacterSet> sets);
 
     std::string prefix_;
     std::string suffix_;
