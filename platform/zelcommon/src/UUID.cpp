@@ -5,21 +5,38 @@ namespace zel {
 namespace {
 
 constexpr char DIGITS[] = "0123456789abcdef";
+constexpr unsigned char NO_DIGIT = 0xFF;
 
-// Value of a hexadecimal digit, or -1. Arithmetic rather than <cctype>: no locale plays a role.
-constexpr int digitValue(char c) {
-    if (c >= '0' && c <= '9') {
-        return c - '0';
+/// The values of the hexadecimal digits in both cases. No locale plays a role.
+constexpr std::array<unsigned char, 256> digitValues() {
+    std::array<unsigned char, 256> values{};
+    for (unsigned char& value : values) {
+        value = NO_DIGIT;
     }
-    if (c >= 'a' && c <= 'f') {
-        return c - 'a' + 10;
+    for (unsigned char i = 0; i < 16; ++i) {
+        const char digit = DIGITS[i];
+        values[static_cast<unsigned char>(digit)] = i;
+        if (digit >= 'a') {
+            values[static_cast<unsigned char>(digit - 'a' + 'A')] = i;
+        }
     }
-    return c >= 'A' && c <= 'F' ? c - 'A' + 10 : -1;
+    return values;
 }
+constexpr std::array<unsigned char, 256> VALUES = digitValues();
+static_assert(VALUES['f'] == 15 && VALUES['F'] == 15 && VALUES['9'] == 9 && VALUES['A'] == 10);
+static_assert(VALUES['g'] == NO_DIGIT && VALUES['@'] == NO_DIGIT && VALUES[0] == NO_DIGIT);
 
-// Whether a hyphen stands in front of byte `index` in the text form.
-constexpr bool hyphenBefore(std::size_t index) {
-    return index == 4 || index == 6 || index == 8 || index == 10;
+// Where the two digits of each byte stand in the text form, and where the hyphens.
+constexpr std::array<std::size_t, 16> PLACES = {0,  2,  4,  6,  9,  11, 14, 16,
+                                                19, 21, 24, 26, 28, 30, 32, 34};
+constexpr std::array<std::size_t, 4> HYPHENS = {8, 13, 18, 23};
+
+bool hasHyphens(char const* text) noexcept {
+    bool has = true;
+    for (const std::size_t place : HYPHENS) {
+        has &= text[place] == '-';
+    }
+    return has;
 }
 
 }  // namespace
@@ -30,21 +47,22 @@ UUID::UUID(const Bytes& bytes, int version) noexcept : bytes_(bytes) {
 }
 
 bool UUID::tryParse(UUID& out, std::string_view text) noexcept {
-    if (text.size() != TEXT_LENGTH) {
+    if (text.size() != TEXT_LENGTH || !hasHyphens(text.data())) {
         return true;
     }
-    Bytes bytes{};
-    std::size_t position = 0;
+    const auto valueAt = [&](std::size_t place) -> unsigned {
+        return VALUES[static_cast<unsigned char>(text[place])];
+    };
+    Bytes bytes;
+    unsigned seen = 0;  // the bits of all values: above 15 when one of them is no digit
     for (std::size_t i = 0; i < bytes.size(); ++i) {
-        if (hyphenBefore(i) && text[position++] != '-') {
-            return true;
-        }
-        const int high = digitValue(text[position++]);
-        const int low = digitValue(text[position++]);
-        if (high < 0 || low < 0) {
-            return true;
-        }
+        const unsigned high = valueAt(PLACES[i]);
+        const unsigned low = valueAt(PLACES[i] + 1);
+        seen |= high | low;
         bytes[i] = static_cast<unsigned char>(high << 4 | low);
+    }
+    if (seen > 15) {
+        return true;
     }
     out.bytes_ = bytes;
     return false;
@@ -52,11 +70,11 @@ bool UUID::tryParse(UUID& out, std::string_view text) noexcept {
 
 void UUID::print(char* out) const noexcept {
     for (std::size_t i = 0; i < bytes_.size(); ++i) {
-        if (hyphenBefore(i)) {
-            *out++ = '-';
-        }
-        *out++ = DIGITS[bytes_[i] >> 4];
-        *out++ = DIGITS[bytes_[i] & 0x0F];
+        out[PLACES[i]] = DIGITS[bytes_[i] >> 4];
+        out[PLACES[i] + 1] = DIGITS[bytes_[i] & 0x0F];
+    }
+    for (const std::size_t place : HYPHENS) {
+        out[place] = '-';
     }
 }
 
