@@ -23,8 +23,11 @@ struct DateTimeForm {
     }
 
     static std::optional<Failure> check(const DateTime& dateTime) {
-        const std::optional<Failure> failure = DateForm::check(dateTime.date);
-        return failure ? failure : TimeForm::check(dateTime.time);
+        std::optional<Failure> failure = DateForm::check(dateTime.date);
+        if (!failure) {
+            failure = TimeForm::check(dateTime.time);
+        }
+        return failure;
     }
 
     static char* print(char* out, const DateTime& dateTime) {

@@ -38,7 +38,10 @@ public:
     }
 
     bool skipOneOf(std::string_view set) noexcept {
-        const bool found = at_ != end_ && set.find(*at_) != std::string_view::npos;
+        bool found = false;
+        for (const char c : set) {  // a few: a search of the library would take longer
+            found = found || (at_ != end_ && *at_ == c);
+        }
         at_ += found ? 1 : 0;
         return found;
     }
@@ -46,22 +49,26 @@ public:
     /// Steps over all digits that come, of which there must be one.
     bool skipDigits() noexcept {
         char const* const first = at_;
-        while (atDigit()) {
-            ++at_;
+        char const* at = first;  // what is stepped in a register
+        while (at != end_ && isDigit(*at)) {
+            ++at;
         }
-        return at_ != first;
+        at_ = at;
+        return at != first;
     }
 
     /// Reads a number of as many digits as come, `least` to `most` of them; `most` is at most 4.
     template <typename Number>
     bool number(int least, int most, Number& out) noexcept {
         char const* const first = at_;
+        char const* at = first;
         int value = 0;
-        while (at_ - first < most && atDigit()) {
-            value = value * 10 + (*at_++ - '0');
+        for (int i = 0; i < most && at != end_ && isDigit(*at); ++i, ++at) {
+            value = value * 10 + (*at - '0');
         }
         out = static_cast<Number>(value);
-        return at_ - first >= least;
+        at_ = at;
+        return at - first >= least;
     }
 
     /// Reads one part after the other: a character, or `digits` of exactly their width.
@@ -82,7 +89,8 @@ public:
         const bool negative = *first == '-';
         char const* const digits = first + (negative || *first == '+' ? 1 : 0);
         Real value = 0;
-        if (std::from_chars(digits, at_, value).ec == std::errc::result_out_of_range) {
+        if (std::from_chars(digits, at_, value, std::chars_format::fixed).ec ==
+            std::errc::result_out_of_range) {
             // Too large when a digit before the point counts, else so small that zero is nearest.
             char const* const counting = std::find_if(digits, at_, [](char c) { return c != '0'; });
             if (*counting != '.') {
@@ -94,7 +102,7 @@ public:
     }
 
 private:
-    bool atDigit() const noexcept { return at_ != end_ && *at_ >= '0' && *at_ <= '9'; }
+    static bool isDigit(char c) noexcept { return c >= '0' && c <= '9'; }
 
     static constexpr int widthOf(char const*) noexcept { return 1; }
     template <int WIDTH, typename Number>
@@ -107,11 +115,13 @@ private:
     static bool readPart(char const*& at, Digits<WIDTH, Number> part) noexcept {
         unsigned value = 0;
         bool allDigits = true;
-        for (char const* const end = at + WIDTH; at != end; ++at) {
-            const unsigned digit = static_cast<unsigned char>(*at) - static_cast<unsigned>('0');
-            allDigits = allDigits && digit <= 9;
+#pragma GCC unroll 4
+        for (int i = 0; i < WIDTH; ++i) {
+            const unsigned digit = static_cast<unsigned char>(at[i]) - static_cast<unsigned>('0');
+            allDigits &= digit <= 9;
             value = value * 10 + digit;
         }
+        at += WIDTH;
         part.number = static_cast<Number>(value);
         return allDigits;
     }

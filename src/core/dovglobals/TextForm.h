@@ -68,7 +68,7 @@ std::optional<Failure> firstFailure(const Source& source, const Checks& checks,
     return failure;
 }
 
-inline void report(const Failure& failure) {
+[[gnu::cold]] inline void report(const Failure& failure) {
     zel::ErrorOutput(failure.source.file, failure.line, true)(
         errors::Error, errors::UnexpectedDataFormat, failure.source.type, failure.reason);
 }
@@ -93,7 +93,11 @@ std::optional<typename Form::Value> parse(std::string_view text) {
         report(Form::MISMATCH);
         return std::nullopt;
     }
-    return create<Form>(fields, fields);
+    if (const std::optional<Failure> failure = Form::check(fields)) {
+        report(*failure);
+        return std::nullopt;
+    }
+    return fields;
 }
 
 /// The text of a value, in place.
