@@ -1,0 +1,25 @@
+#pragma once
+
+#include <cstdio>
+#include <fstream>
+#include <string>
+
+namespace kova::bench {
+
+/// Prints how much memory the program has resident, and how much of that no file backs: two numbers
+/// in KiB.
+inline void printResidentMemory() {
+    std::ifstream status("/proc/self/status");
+    long resident = 0;
+    long own = 0;
+    for (std::string word; status >> word;) {
+        if (word == "VmRSS:") {
+            status >> resident;
+        } else if (word == "RssAnon:") {
+            status >> own;
+        }
+    }
+    std::printf("%ld %ld\n", resident, own);
+}
+
+}  // namespace kova::bench
