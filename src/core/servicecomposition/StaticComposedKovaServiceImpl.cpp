@@ -38,9 +38,16 @@ std::string_view trimmed(std::string_view path) {
 }
 
 // Whether the text is already what `Path` prints for it, so that its parents are its prefixes.
+// Segments are short, so going from character to character is quicker than searching for "//".
 bool isCanonical(std::string_view path) {
-    const bool endsOpen = path.size() > 1 && path.back() == Path::SEP_CHAR;
-    return !endsOpen && path.find("//") == std::string_view::npos;
+    char before = '\0';
+    for (const char c : path) {
+        if (c == Path::SEP_CHAR && before == Path::SEP_CHAR) {
+            return false;
+        }
+        before = c;
+    }
+    return path.size() < 2 || before != Path::SEP_CHAR;
 }
 
 // The parent of a canonical path as a view of it; empty when there is none.
@@ -53,12 +60,12 @@ std::string_view parentOf(std::string_view path) {
 }
 
 // The path from the mount to the target, which the look-up has found to be the mount or below it.
-// Nearly always the mount is a prefix of a canonical text, so it ends at a segment boundary and the
-// rest is the answer; everything else is `Path`'s business.
+// Nearly always the mount is a prefix of the text, so it ends at a segment boundary and the rest,
+// when it is canonical, is the answer; everything else is `Path`'s business.
 std::string relativeTo(const std::string& mountPath, std::string_view target) {
     const std::size_t size = mountPath == ROOT ? 0 : mountPath.size();
     if (target.substr(0, size) == std::string_view(mountPath).substr(0, size) &&
-        isCanonical(target)) {
+        isCanonical(target.substr(size))) {
         return target.size() == size || target == ROOT ? std::string()
                                                        : std::string(target.substr(size + 1));
     }
@@ -126,19 +133,20 @@ void* StaticComposedKovaServiceImpl::actionRequest(
 
 const StaticComposedKovaServiceImpl::Mount* StaticComposedKovaServiceImpl::findMount(
     const std::string& path) const {
-    std::string_view current = trimmed(path);
-    const Mount* mount = current.empty() ? nullptr : lookUp(current);
+    const auto lookUpParents = [this](std::string_view child) {
+        const Mount* mount = nullptr;
+        for (auto parent = parentOf(child); mount == nullptr && !parent.empty();
+             parent = parentOf(parent)) {
+            mount = lookUp(parent);
+        }
+        return mount;
+    };
     // The text is looked up as it was given; its parents are those of the path that it means.
-    std::string canonical;
-    if (mount == nullptr && !isCanonical(current)) {
-        canonical = Path(path).toString();
-        current = canonical;
+    const std::string_view text = trimmed(path);
+    if (const Mount* const mount = text.empty() ? nullptr : lookUp(text)) {
+        return mount;
     }
-    for (current = parentOf(current); mount == nullptr && !current.empty();
-         current = parentOf(current)) {
-        mount = lookUp(current);
-    }
-    return mount;
+    return isCanonical(text) ? lookUpParents(text) : lookUpParents(Path(path).toString());
 }
 
 const StaticComposedKovaServiceImpl::Mount* StaticComposedKovaServiceImpl::lookUp(
