@@ -37,17 +37,20 @@ std::string_view trimmed(std::string_view path) {
     return last == std::string_view::npos || last == 0 ? path : path.substr(0, last + 1);
 }
 
-// Whether the text is already what `Path` prints for it, so that its parents are its prefixes.
 // Segments are short, so going from character to character is quicker than searching for "//".
-bool isCanonical(std::string_view path) {
+bool hasEmptySegment(std::string_view path) {
     char before = '\0';
     for (const char c : path) {
         if (c == Path::SEP_CHAR && before == Path::SEP_CHAR) {
-            return false;
+            return true;
         }
         before = c;
     }
-    return path.size() < 2 || before != Path::SEP_CHAR;
+    return false;
+}
+
+bool endsOpen(std::string_view path) {
+    return path.size() > 1 && path.back() == Path::SEP_CHAR;
 }
 
 // The parent of a canonical path as a view of it; empty when there is none.
@@ -61,11 +64,11 @@ std::string_view parentOf(std::string_view path) {
 
 // The path from the mount to the target, which the look-up has found to be the mount or below it.
 // Nearly always the mount is a prefix of the text, so it ends at a segment boundary and the rest,
-// when it is canonical, is the answer; everything else is `Path`'s business.
+// when it is as `Path` would print it, is the answer; everything else is `Path`'s business.
 std::string relativeTo(const std::string& mountPath, std::string_view target) {
     const std::size_t size = mountPath == ROOT ? 0 : mountPath.size();
     if (target.substr(0, size) == std::string_view(mountPath).substr(0, size) &&
-        isCanonical(target.substr(size))) {
+        !endsOpen(target.substr(size)) && !hasEmptySegment(target.substr(size))) {
         return target.size() == size || target == ROOT ? std::string()
                                                        : std::string(target.substr(size + 1));
     }
@@ -146,7 +149,13 @@ const StaticComposedKovaServiceImpl::Mount* StaticComposedKovaServiceImpl::findM
     if (const Mount* const mount = text.empty() ? nullptr : lookUp(text)) {
         return mount;
     }
-    return isCanonical(text) ? lookUpParents(text) : lookUpParents(Path(path).toString());
+    // No mount is longer than the longest, so the rest of a path matters to the trace only: without
+    // it, the look-up takes two thirds of the time among 10 mounts, and no longer for a longer
+    // path.
+    const bool isWhole = endsOpen(text) || channel.isEnabled(2);
+    const std::string_view head = isWhole ? text : text.substr(0, longestMount_ + 1);
+    return endsOpen(text) || hasEmptySegment(head) ? lookUpParents(Path(path).toString())
+                                                   : lookUpParents(head);
 }
 
 const StaticComposedKovaServiceImpl::Mount* StaticComposedKovaServiceImpl::lookUp(

@@ -102,6 +102,51 @@ INSTANTIATE_TEST_SUITE_P(
         RouteRow{{"/a"}, "/a/./..", "/a", "./.."},
         RouteRow{{"/a", "/a/b/c/d"}, "/a/b/c", "/a", "b/c"}, RouteRow{{}, "/a", "-", ""}));
 
+/// Every text of up to seven characters that are "a" or "/", but for "/".
+std::vector<std::string> paths() {
+    std::vector<std::string> made;
+    for (unsigned size = 0; size <= 7; ++size) {
+        for (unsigned bits = 0; bits < (1U << size); ++bits) {
+            std::string path;
+            for (unsigned i = 0; i < size; ++i) {
+                path += (bits >> i & 1U) != 0 ? '/' : 'a';
+            }
+            if (path != "/") {
+                made.push_back(std::move(path));
+            }
+        }
+    }
+    return made;
+}
+
+// The trace tells of every parent that is tried; without it those too long for a mount are not.
+TEST(RoutingByTraceTest, RequestGoesToTheSameMountWhetherItsSearchIsTracedOrNot) {
+    const std::vector<std::string> served[] = {{"/", "/a", "/a/a"}, {"/a", "/a/a"},  {"a", "a/a"},
+                                               {"/a", "/a//a"},     {"aa", "/aa/a"}, {"/"}};
+    for (const std::vector<std::string>& names : served) {
+        Mounts mounts(names);
+        StaticComposedKovaService service(mounts.take());
+        const auto ask = [&](const std::string& path) {
+            test::Reports reports;
+            Events events;
+            service.actionRequest(Request("retrieve", path), recorder(events));
+            for (const std::string& name : names) {
+                if (auto& asked = mounts[name].asked; !asked.empty()) {
+                    events.push_back(name + " <- " + asked.front().resourcePath);
+                    asked.clear();
+                }
+            }
+            return events;
+        };
+        for (const std::string& path : paths()) {
+            const Events untraced = ask(path);
+            ASSERT_EQ(untraced.size(), 1U) << path;
+            const test::Traces traces(CHANNEL, 2);
+            ASSERT_EQ(ask(path), untraced) << path;
+        }
+    }
+}
+
 struct NormalizeRow {
     char const* path;
     char const* normalized;
