@@ -60,6 +60,9 @@ private:
     void rejectUnknownPath(const Request& request, IResponseHandler<Response>& handler) const;
 
     std::atomic<bool> shutdown_{false};
+    /// False while the pending table is empty and nobody is about to fill it; read without the
+    /// mutex.
+    std::atomic<bool> hasPending_{false};
     osal::Mutex mutex_;
     Handlers handlers_;
     /// Index over `handlers_`, which owns the texts: routing looks views of the path up in it.

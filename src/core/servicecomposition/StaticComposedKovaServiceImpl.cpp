@@ -103,6 +103,7 @@ StaticComposedKovaServiceImpl::~StaticComposedKovaServiceImpl() {
     {
         const std::lock_guard<osal::Mutex> guard(mutex_);
         pending_.clear();
+        hasPending_.store(false, std::memory_order_release);
     }
     // The table itself outlives the handlers, for those that terminate requests while they are
     // destroyed.
@@ -213,17 +214,26 @@ void* StaticComposedKovaServiceImpl::delegateRequest(
                   resourceHandle, handler, shown.c_str(), serviceHandle);
     // After the handler has returned: a request that was terminated inside it is stored all the
     // same and stays until it is cancelled or the service is shut down.
+    //
+    // Told before and after waiting for the mutex: who terminates the request from now on takes the
+    // mutex, too; and meanwhile others may have emptied the table.
+    hasPending_.store(true, std::memory_order_release);
     const std::lock_guard<osal::Mutex> guard(mutex_);
     pending_.emplace(serviceHandle, std::make_pair(resourceHandle, handler));
+    hasPending_.store(true, std::memory_order_release);
     return serviceHandle;
 }
 
 void StaticComposedKovaServiceImpl::requestDone(void* handle) noexcept {
     channel.trace(2, "[requestDone] handle %p", handle);
     bool known = false;
-    {
+    // A request that is answered inside the handler is not stored yet. As long as none is stored,
+    // it neither waits for other threads nor makes them wait: two threads would take twice the
+    // time.
+    if (hasPending_.load(std::memory_order_acquire)) {
         const std::lock_guard<osal::Mutex> guard(mutex_);
         known = pending_.erase(handle) != 0;
+        hasPending_.store(!pending_.empty(), std::memory_order_release);
     }
     if (!known) {
         channel.trace(3, "[requestDone] handle %p unknown", handle);
@@ -240,6 +250,7 @@ void StaticComposedKovaServiceImpl::cancelRequest(void* handle) noexcept {
     {
         const std::lock_guard<osal::Mutex> guard(mutex_);
         entry = pending_.extract(handle);
+        hasPending_.store(!pending_.empty(), std::memory_order_release);
     }
     if (entry.empty()) {
         channel.trace(3, "[cancelRequest] service handle %p unknown", handle);
@@ -260,6 +271,7 @@ void StaticComposedKovaServiceImpl::shutdown() {
     {
         const std::lock_guard<osal::Mutex> guard(mutex_);
         cancelled.swap(pending_);
+        hasPending_.store(false, std::memory_order_release);
     }
     for (const auto& [serviceHandle, entry] : cancelled) {
         entry.second->cancelRequest(entry.first);
