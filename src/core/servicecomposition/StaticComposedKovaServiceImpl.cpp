@@ -137,13 +137,13 @@ void* StaticComposedKovaServiceImpl::actionRequest(
 
 const StaticComposedKovaServiceImpl::Mount* StaticComposedKovaServiceImpl::findMount(
     const std::string& path) const {
-    const auto lookUpParents = [this](std::string_view child) {
-        const Mount* mount = nullptr;
-        for (auto parent = parentOf(child); mount == nullptr && !parent.empty();
-             parent = parentOf(parent)) {
-            mount = lookUp(parent);
+    const auto lookUpParents = [this](std::string_view child) -> const Mount* {
+        for (auto parent = parentOf(child); !parent.empty(); parent = parentOf(parent)) {
+            if (const Mount* const mount = lookUp(parent)) {
+                return mount;
+            }
         }
-        return mount;
+        return nullptr;
     };
     // The text is looked up as it was given; its parents are those of the path that it means.
     const std::string_view text = trimmed(path);
