@@ -57,7 +57,7 @@ private:
 
     const Mount* findMount(const std::string& path) const;
     const Mount* lookUp(std::string_view path) const;
-    void rejectUnknownPath(const Request& request, IResponseHandler<Response>& handler) const;
+    static void rejectUnknownPath(const Request& request, IResponseHandler<Response>& handler);
 
     std::atomic<bool> shutdown_{false};
     /// False while the pending table is empty and nobody is about to fill it; read without the

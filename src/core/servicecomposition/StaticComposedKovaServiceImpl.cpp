@@ -173,7 +173,7 @@ const StaticComposedKovaServiceImpl::Mount* StaticComposedKovaServiceImpl::lookU
 }
 
 void StaticComposedKovaServiceImpl::rejectUnknownPath(const Request& request,
-                                                      IResponseHandler<Response>& handler) const {
+                                                      IResponseHandler<Response>& handler) {
     zel::ErrorOutput(FILE_NAME, 121, true)(errors::Error, errors::PathNotFound, request.getPath());
     zel::ErrorStorage& error = zel::ErrorStorage::current();
     channel.trace(3, "[actionRequest] %s", error.reason().c_str());
