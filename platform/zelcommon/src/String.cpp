@@ -69,18 +69,36 @@ char32_t nextCodePoint(std::string_view bytes, std::size_t& position) {
     return codePoint;
 }
 
-// How many bytes from `position` on are plain ASCII, counted eight at a time: most text is.
+// The bytes at `bytes` in one word.
+template <class Word>
+Word load(char const* bytes) {
+    Word word = 0;
+    __builtin_memcpy(&word, bytes, sizeof(word));
+    return word;
+}
+
+// Whether the rest of a text, fewer than eight bytes, is plain ASCII; the loads may overlap.
+bool isAsciiTail(char const* bytes, std::size_t size) {
+    if (size >= sizeof(std::uint32_t)) {
+        const auto all =
+            load<std::uint32_t>(bytes) | load<std::uint32_t>(bytes + size - sizeof(std::uint32_t));
+        return (all & 0x80808080U) == 0;
+    }
+    return size == 0 || ((bytes[0] | bytes[size / 2] | bytes[size - 1]) & 0x80) == 0;
+}
+
+// How many bytes from `position` on are plain ASCII, counted eight at a time and at the end all at
+// once: most text is.
 std::size_t asciiRun(std::string_view bytes, std::size_t position) {
     const std::size_t start = position;
     while (bytes.size() - position >= sizeof(std::uint64_t)) {
-        std::uint64_t word = 0;
-        __builtin_memcpy(&word, bytes.data() + position, sizeof(word));
-        if ((word & 0x8080808080808080U) != 0) {
-            break;
+        if ((load<std::uint64_t>(bytes.data() + position) & 0x8080808080808080U) != 0) {
+            return position - start;
         }
-        position += sizeof(word);
+        position += sizeof(std::uint64_t);
     }
-    return position - start;
+    const std::size_t left = bytes.size() - position;
+    return isAsciiTail(bytes.data() + position, left) ? bytes.size() - start : position - start;
 }
 
 void appendUtf8(std::string& out, char32_t codePoint) {
