@@ -73,7 +73,7 @@ bool PullFromPushDeserializer::endStruct() {
 
 bool PullFromPushDeserializer::beginField(std::string& name) {
     const Handler::Stack::Level& fields = handler_->stack.top();
-    if (fields.expects != Expects::Fields || handler_->atEnd() || handler_->stack.isFull()) {
+    if (fields.expects != Expects::Fields || handler_->atEnd() || handler_->stack.makeRoom()) {
         return true;
     }
     try {
@@ -102,7 +102,7 @@ bool PullFromPushDeserializer::endField() {
 bool PullFromPushDeserializer::beginNamedField(const std::string& name, Bracket bracket,
                                                bool& present) {
     Handler::Stack& stack = handler_->stack;
-    if (stack.top().expects != Expects::Fields || stack.isFull()) {
+    if (stack.top().expects != Expects::Fields || stack.makeRoom()) {
         return true;
     }
     const std::uint32_t field = handler_->findField(name);

@@ -19,7 +19,7 @@ Event const* PullFromPushDeserializer::Handler::value() const noexcept {
 bool PullFromPushDeserializer::Handler::open(Event::Kind kind, Bracket bracket,
                                              Expects expects) noexcept {
     Event const* const container = value();
-    if (container == nullptr || container->kind != kind || stack.isFull()) {
+    if (container == nullptr || container->kind != kind || stack.makeRoom()) {
         return true;
     }
     const std::uint32_t first = stack.top().data.next + 1;
@@ -37,7 +37,7 @@ bool PullFromPushDeserializer::Handler::close(Bracket bracket) noexcept {
 }
 
 bool PullFromPushDeserializer::Handler::beginElement() noexcept {
-    if (stack.top().expects != Expects::Elements || atEnd() || stack.isFull()) {
+    if (stack.top().expects != Expects::Elements || atEnd() || stack.makeRoom()) {
         return true;
     }
     stack.push(Bracket::Element, Expects::Value, {stack.top().data.next, 0, 0, false});
@@ -45,7 +45,7 @@ bool PullFromPushDeserializer::Handler::beginElement() noexcept {
 }
 
 bool PullFromPushDeserializer::Handler::beginField() noexcept {
-    if (stack.top().expects != Expects::Fields || atEnd() || stack.isFull()) {
+    if (stack.top().expects != Expects::Fields || atEnd() || stack.makeRoom()) {
         return true;
     }
     stack.push(Bracket::Field, Expects::Value, {stack.top().data.next + 1, 0, 0, false});
@@ -65,7 +65,7 @@ bool PullFromPushDeserializer::Handler::endItem(Bracket bracket) noexcept {
 
 bool PullFromPushDeserializer::Handler::openScope(Bracket bracket) noexcept {
     const Stack::Level below = stack.top();
-    if (below.bracket == Bracket::Closed || stack.isFull()) {
+    if (below.bracket == Bracket::Closed || stack.makeRoom()) {
         return true;
     }
     stack.push(bracket, below.expects, below.data);
@@ -111,7 +111,7 @@ void PullFromPushDeserializer::Handler::announce() noexcept {
         entry.type = EntryType::Failure;
     }
     // What cannot be entered is not announced, or going from entry to entry would never end.
-    if (stack.isFull() && opensLevel(entry.type)) {
+    if (opensLevel(entry.type) && stack.makeRoom()) {
         entry.type = EntryType::Failure;
     }
 }

@@ -11,25 +11,8 @@ SequencedSerializer::SequencedSerializer(unsigned int capabilities, bool compact
 
 SequencedSerializer::~SequencedSerializer() = default;
 
-// The first failure spoils the payload: every later call up to the next beginSerialize fails too.
-bool SequencedSerializer::fail() noexcept {
-    failed_ = true;
-    return true;
-}
-
-// A full stack refuses scalars too; it is deeper than any payload that could be read back.
-bool SequencedSerializer::admits(Expects expected) const noexcept {
-    return !failed_ && stack_.top().expects == expected && !stack_.isFull();
-}
-
-bool SequencedSerializer::mayNest() const noexcept {
-    return depth_ < MAX_NESTING_DEPTH;
-}
-
-// What holds in a level above the top one.
 SequencedSerializer::LevelData SequencedSerializer::inner(Options const* options) const {
-    LevelData data = stack_.top().data;
-    data.empty = true;
+    LevelData data = inner();
     if (options != nullptr) {
         if (const auto option = options->find(OptionTag::Compact); option != options->end()) {
             data.compact = option->second != 0;

@@ -8,7 +8,7 @@ namespace util::serializer {
 
 bool SequencedSerializer::openScope(Bracket bracket, const LevelData& data) {
     const Stack::Level below = stack_.top();
-    if (failed_ || below.bracket == Bracket::Closed || stack_.isFull()) {
+    if (failed_ || below.bracket == Bracket::Closed || stack_.makeRoom()) {
         return fail();
     }
     stack_.push(bracket, below.expects, {below.data.empty, data.compact, data.plainArrays});
@@ -26,7 +26,7 @@ bool SequencedSerializer::closeScope(Bracket bracket) {
 }
 
 bool SequencedSerializer::beginArrayOption() {
-    LevelData data = inner(nullptr);
+    LevelData data = inner();
     data.plainArrays = true;
     return openScope(Bracket::ArrayOption, data);
 }
@@ -51,7 +51,7 @@ bool SequencedSerializer::beginArray() {
     }
     ++depth_;
     stack_.top().expects = Expects::Nothing;
-    stack_.push(Bracket::Array, Expects::Elements, inner(nullptr));
+    stack_.push(Bracket::Array, Expects::Elements, inner());
     return false;
 }
 
@@ -72,7 +72,7 @@ bool SequencedSerializer::beginElement() {
         return fail();
     }
     stack_.top().data.empty = false;
-    stack_.push(Bracket::Element, Expects::Value, inner(nullptr));
+    stack_.push(Bracket::Element, Expects::Value, inner());
     return false;
 }
 
@@ -115,7 +115,7 @@ bool SequencedSerializer::openField(std::string_view name, Bracket bracket) {
         return fail();
     }
     stack_.top().data.empty = false;
-    stack_.push(bracket, Expects::Value, inner(nullptr));
+    stack_.push(bracket, Expects::Value, inner());
     return false;
 }
 
@@ -150,7 +150,7 @@ bool SequencedSerializer::beginOptionalField(std::string_view name, int, bool pr
     if (!admits(Expects::Fields)) {
         return fail();
     }
-    stack_.push(Bracket::OptionalField, Expects::Nothing, inner(nullptr));
+    stack_.push(Bracket::OptionalField, Expects::Nothing, inner());
     return false;
 }
 

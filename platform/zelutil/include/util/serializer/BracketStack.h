@@ -1,8 +1,11 @@
 #pragma once
 
+#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <memory>
+#include <new>
 
 #include "util/Limits.h"
 
@@ -29,8 +32,8 @@ enum class Expects : std::uint8_t { Nothing, Value, Fields, Elements };
 ///
 /// Writers and readers share it, so that both take the same sequences of calls. `Data` is what they
 /// keep for each level; it must be trivially copyable. A level opened by an option is a copy of the
-/// one below it, and what happened in it is handed back when it is closed. Never empty, never
-/// allocates.
+/// one below it, and what happened in it is handed back when it is closed. Never empty. The levels
+/// of common payloads lie in the object; it allocates once, when more than `NEAR` are open.
 template <class Data>
 class BracketStack {
 public:
@@ -44,42 +47,62 @@ public:
     /// Two levels for each array or struct (itself, and the field or element inside), the root, and
     /// as many again for scopes of options.
     static constexpr std::size_t CAPACITY = 4 * MAX_NESTING_DEPTH;
+    /// How many levels lie in the object: as many as the small blocks of allocators hold.
+    static constexpr std::size_t NEAR = 24;
 
     // The levels above the top are left as they are: they are written before they are read.
     BracketStack() noexcept { clear(); }
+    BracketStack(const BracketStack&) = delete;
+    BracketStack& operator=(const BracketStack&) = delete;
 
     /// No payload is open.
-    void clear() noexcept {
-        size_ = 1;
-        levels_[0] = {Bracket::Closed, Expects::Nothing, Data()};
-    }
+    void clear() noexcept { restart({Bracket::Closed, Expects::Nothing, Data()}); }
     /// A payload is open, its value expected.
-    void start(const Data& data) noexcept {
-        size_ = 1;
-        levels_[0] = {Bracket::Root, Expects::Value, data};
-    }
+    void start(const Data& data) noexcept { restart({Bracket::Root, Expects::Value, data}); }
 
     /// The innermost level.
-    Level& top() noexcept { return levels_[size_ - 1]; }
+    Level& top() noexcept { return *top_; }
     /// The same, for reading.
-    const Level& top() const noexcept { return levels_[size_ - 1]; }
-    /// Whether no level can be opened any more.
-    bool isFull() const noexcept { return size_ == CAPACITY; }
+    const Level& top() const noexcept { return *top_; }
+    /// Makes sure that a level can be opened. False on success; true when `CAPACITY` levels are
+    /// open or memory is exhausted.
+    [[nodiscard]] bool makeRoom() noexcept { return top_ == last_ && growFails(); }
     /// Whether `bracket` is on top and got its value, so that its end may come.
     bool mayClose(Bracket bracket) const noexcept {
         return top().bracket == bracket && top().expects != Expects::Value;
     }
 
-    /// Opens a level; the stack must not be full.
+    /// Opens a level, for which room was made.
     void push(Bracket bracket, Expects expects, const Data& data) noexcept {
-        levels_[size_++] = {bracket, expects, data};
+        *++top_ = {bracket, expects, data};
     }
     /// Closes the top level, which must not be the lowest, and gives what it was.
-    Level pop() noexcept { return levels_[--size_]; }
+    Level pop() noexcept { return *top_--; }
 
 private:
-    std::array<Level, CAPACITY> levels_;
-    std::size_t size_;
+    // Memory that was got for many levels is kept.
+    void restart(const Level& lowest) noexcept {
+        top_ = far_ == nullptr ? near_.data() : far_.get();
+        last_ = top_ + (far_ == nullptr ? NEAR : CAPACITY) - 1;
+        *top_ = lowest;
+    }
+    bool growFails() noexcept {
+        if (far_ != nullptr) {
+            return true;
+        }
+        far_.reset(new (std::nothrow) Level[CAPACITY]);
+        if (far_ == nullptr) {
+            return true;
+        }
+        top_ = std::copy(near_.begin(), near_.end(), far_.get()) - 1;
+        last_ = far_.get() + CAPACITY - 1;
+        return false;
+    }
+
+    Level* top_;
+    Level* last_;  // the last one that there is room for
+    std::unique_ptr<Level[]> far_;
+    std::array<Level, NEAR> near_;
 };
 
 }  // namespace util::serializer

@@ -144,10 +144,23 @@ private:
     };
     using Stack = BracketStack<LevelData>;
 
-    bool fail() noexcept;
-    bool admits(Expects expected) const noexcept;
-    bool mayNest() const noexcept;
-    LevelData inner(Options const* options) const;
+    // The first failure spoils the payload: every later call up to the next beginSerialize fails
+    // too.
+    bool fail() noexcept {
+        failed_ = true;
+        return true;
+    }
+    // A full stack refuses scalars too; it is deeper than any payload that could be read back.
+    bool admits(Expects expected) noexcept {
+        return !failed_ && stack_.top().expects == expected && !stack_.makeRoom();
+    }
+    bool mayNest() const noexcept { return depth_ < MAX_NESTING_DEPTH; }
+    // What holds in a level above the top one.
+    LevelData inner() const noexcept {
+        const LevelData& data = stack_.top().data;
+        return {true, data.compact, data.plainArrays};
+    }
+    UTIL_LOCAL LevelData inner(Options const* options) const;
     template <class Put>
     UTIL_LOCAL bool value(Put put);
     template <class Number>
@@ -156,10 +169,10 @@ private:
     UTIL_LOCAL bool plainArray(std::size_t count, Put put);
     template <class Number>
     UTIL_LOCAL bool numbers(NumberType type, const std::vector<Number>& values);
-    bool openField(std::string_view name, Bracket bracket);
-    bool closeItem(Bracket bracket);
-    bool openScope(Bracket bracket, const LevelData& data);
-    bool closeScope(Bracket bracket);
+    UTIL_LOCAL bool openField(std::string_view name, Bracket bracket);
+    UTIL_LOCAL bool closeItem(Bracket bracket);
+    UTIL_LOCAL bool openScope(Bracket bracket, const LevelData& data);
+    UTIL_LOCAL bool closeScope(Bracket bracket);
 
     unsigned int capabilities_;
     bool compact_;

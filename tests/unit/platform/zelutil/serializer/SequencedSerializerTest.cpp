@@ -5,6 +5,7 @@
 #include <sstream>
 
 #include "Payloads.h"
+#include "support/FailingAllocations.h"
 #include "util/serializer/SequencedSerializer.h"
 
 // The checks are the same for every format, so each row runs through both.
@@ -338,6 +339,22 @@ TEST_P(SequencedSerializerTest, ScopesWithoutEndFailInsteadOfGrowing) {
     }
     EXPECT_GE(open, MAX_NESTING_DEPTH);
     EXPECT_TRUE(serializer->endSerialize(written));
+}
+
+TEST_P(SequencedSerializerTest, ManyLevelsFailWithoutMemoryForThemAndSucceedWithIt) {
+    const auto open100 = [this] {
+        bool failed = serializer->beginSerialize(&writer, nullptr);
+        for (int i = 0; i < 100; ++i) {
+            failed = failed || serializer->beginOption(nullptr);
+        }
+        return !failed;
+    };
+    EXPECT_EQ(kova::test::failEveryAllocation(open100), 1);
+    ASSERT_FALSE(serializer->serializeInt32(1));
+    for (int i = 0; i < 100; ++i) {
+        ASSERT_FALSE(serializer->endOption());
+    }
+    EXPECT_FALSE(serializer->endSerialize(written));
 }
 
 TEST_P(SequencedSerializerTest, EnumIsCheckedAgainstItsCountOnDemand) {
