@@ -203,8 +203,8 @@ private:
 
 const Entries ENTRIES([] {
     for (const DocumentSize& size : DOCUMENT_SIZES) {
-        const std::string writing = std::string("tree to binary, ") + size.name;
-        const std::string reading = std::string("binary to tree, ") + size.name;
+        const std::string writing = toBinaryRoad(size);
+        const std::string reading = fromBinaryRoad(size);
         const std::size_t length = encoded(size).size();
         contest(
             writing, "kova",

@@ -48,5 +48,12 @@ inline std::string readRoad(const DocumentSize& size) {
 inline std::string writeRoad(const DocumentSize& size) {
     return std::string("tree to JSON, ") + size.name;
 }
+/// The two rows of the binary format.
+inline std::string toBinaryRoad(const DocumentSize& size) {
+    return std::string("tree to binary, ") + size.name;
+}
+inline std::string fromBinaryRoad(const DocumentSize& size) {
+    return std::string("binary to tree, ") + size.name;
+}
 
 }  // namespace kova::bench
