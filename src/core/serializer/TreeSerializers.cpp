@@ -1,5 +1,7 @@
 #include "kova/core/TypeSerializers.h"
 
+#include <cstddef>
+#include <cstdint>
 #include <memory>
 #include <new>
 #include <string>
@@ -27,6 +29,7 @@ using util::serializer::EntryType;
 namespace {
 
 constexpr int NO_FIELD_ID = -1;
+constexpr std::size_t COMMON_DEPTH = 8;
 
 bool isContainer(const Value& value) {
     return value.isDictionary() || value.isArray();
@@ -51,26 +54,38 @@ public:
     }
 
 private:
-    /// A container that was begun, and its first child that was not.
+    /// A container that was begun, and its children that were not: entries or elements.
     struct Open {
-        const Value& container;
-        ConstIterator entry;
-        unsigned long index;
+        explicit Open(const Dictionary& dictionary)
+            : isStruct(true),
+              entry(dictionary.entries().begin()),
+              lastEntry(dictionary.entries().end()) {}
+        explicit Open(const Array& array)
+            : isStruct(false),
+              element(array.elements().data()),
+              lastElement(element + array.elements().size()) {}
 
-        bool isDone() const {
-            return container.isDictionary() ? entry == container.end()
-                                            : index == container.arraySize();
-        }
+        bool isDone() const { return isStruct ? entry == lastEntry : element == lastElement; }
+
+        bool isStruct;
+        ConstIterator entry;
+        ConstIterator lastEntry;
+        Value* const* element = nullptr;
+        Value* const* lastElement = nullptr;
     };
 
     bool begin(const Value& container) {
+        const bool isStruct = container.isDictionary();
         try {
-            open_.push_back({container, container.begin(), 0});
+            if (open_.empty()) {
+                open_.reserve(COMMON_DEPTH);
+            }
+            isStruct ? open_.emplace_back(static_cast<const Dictionary&>(container))
+                     : open_.emplace_back(static_cast<const Array&>(container));
         } catch (const std::bad_alloc&) {
             return true;
         }
-        return container.isDictionary() ? serializer_.beginStruct(nullptr)
-                                        : serializer_.beginArray();
+        return isStruct ? serializer_.beginStruct(nullptr) : serializer_.beginArray();
     }
 
     /// Begins the next child and, when it is a leaf, writes and ends it.
@@ -78,14 +93,14 @@ private:
         Open& open = open_.back();
         Value const* child = nullptr;
         bool failed = false;
-        if (open.container.isDictionary()) {
+        if (open.isStruct) {
             failed = serializer_.beginField(open.entry->first, NO_FIELD_ID, false);
             child = open.entry->second;
             ++open.entry;
         } else {
             failed = serializer_.beginElement();
-            child = &open.container[open.index];
-            ++open.index;
+            child = *open.element;
+            ++open.element;
         }
         if (failed) {
             return true;
@@ -98,15 +113,14 @@ private:
 
     /// Ends the container on top and, unless something failed, the child that it is of the next.
     bool end(bool failed) {
-        const bool endFailed = open_.back().container.isDictionary() ? serializer_.endStruct()
-                                                                     : serializer_.endArray();
+        const bool endFailed =
+            open_.back().isStruct ? serializer_.endStruct() : serializer_.endArray();
         open_.pop_back();
         return failed || endFailed || (!open_.empty() && endChild());
     }
 
     bool endChild() {
-        return open_.back().container.isDictionary() ? serializer_.endField()
-                                                     : serializer_.endElement();
+        return open_.back().isStruct ? serializer_.endField() : serializer_.endElement();
     }
 
     IStructuredSerializer& serializer_;
@@ -147,6 +161,7 @@ public:
         : deserializer_(deserializer), root_(root) {}
 
     bool read() {
+        open_.reserve(COMMON_DEPTH);
         open_.push_back({nullptr, &root_, {}});
         bool failed = false;
         while (!failed && !open_.empty()) {
@@ -204,10 +219,9 @@ private:
 
     bool add(Value* value) {
         Open& open = open_.back();
-        if (Dictionary* dictionary = open.container->getEditableDictionary()) {
-            return dictionary->add(open.fieldName, value);
-        }
-        return open.container->getEditableArray()->add(value);
+        return open.container->isDictionary()
+                   ? static_cast<Dictionary*>(open.container)->add(open.fieldName, value)
+                   : static_cast<Array*>(open.container)->add(value);
     }
 
     bool open(Value* container) {
@@ -248,14 +262,12 @@ bool serialize(IStructuredSerializer& serializer, const Value& value) {
             bool boolean = false;
             return value.get(boolean) || serializer.serializeBoolean(boolean);
         }
-        case Value::Kind::Integer: {
-            long integer = 0;
-            return value.get(integer) || serializer.serializeInt64(integer);
-        }
-        case Value::Kind::Float: {
-            double number = 0.0;
-            return value.get(number) || serializer.serializeDouble(number);
-        }
+        case Value::Kind::Integer:
+            return serializer.serializeInt64(static_cast<std::int64_t>(
+                static_cast<const util::config::ValueInt&>(value).bits()));
+        case Value::Kind::Float:
+            return serializer.serializeDouble(
+                static_cast<const util::config::ValueFloat&>(value).value());
         case Value::Kind::String:
             return serializer.serializeString(
                 static_cast<const util::config::ValueString&>(value).text());

@@ -141,10 +141,7 @@ Entry const* PullFromPushDeserializer::peekNextEntry() {
 }
 
 Entry const* PullFromPushDeserializer::getNextEntry() {
-    handler_->announce();
-    if (handler_->entry.type != EntryType::Failure) {
-        handler_->consumeNext();
-    }
+    handler_->takeNext();
     return &handler_->entry;
 }
 

@@ -4,6 +4,7 @@
 #include <limits>
 #include <new>
 #include <optional>
+#include <string_view>
 #include <type_traits>
 #include <utility>
 
@@ -93,6 +94,14 @@ bool convert(const Record& record, const Event& event, std::string& out) {
     return false;
 }
 
+std::string_view remainingOf(ByteBufferReader const* reader) noexcept {
+    if (reader == nullptr) {
+        return {};
+    }
+    return {reinterpret_cast<char const*>(reader->data()) + reader->position(),
+            reader->remaining()};
+}
+
 }  // namespace
 
 // ---- session
@@ -116,11 +125,10 @@ bool PullFromPushDeserializer::beginDeserialize(ByteBufferReader* reader, Option
     }
     source_->setNestingLimit(limit);
     Recorder& recorder = handler_->recorder;
-    unsigned long recorded = 0;
-    const bool failed = recorder.beginSerialize(&handler_->record.text, nullptr) ||
+    const bool failed = recorder.start(remainingOf(reader)) ||
                         source_->beginDeserialize(reader, &recorder) ||
                         source_->deserialize() != IStructuredPushDeserializer::DONE;
-    if (source_->endDeserialize() || failed || recorder.endSerialize(recorded)) {
+    if (source_->endDeserialize() || failed || recorder.finish()) {
         reset();
         return true;
     }

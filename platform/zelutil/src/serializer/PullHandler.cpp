@@ -7,6 +7,7 @@ namespace util::serializer {
 void PullFromPushDeserializer::Handler::clear() noexcept {
     stack.clear();
     record.events.clear();
+    record.payload = {};
     record.text.truncate(0);
 }
 
@@ -200,6 +201,13 @@ EntryType PullFromPushDeserializer::Handler::announceEnd() const noexcept {
             break;
     }
     return EntryType::End;
+}
+
+void PullFromPushDeserializer::Handler::takeNext() noexcept {
+    announce();
+    if (entry.type != EntryType::Failure) {
+        consumeNext();
+    }
 }
 
 void PullFromPushDeserializer::Handler::consumeNext() noexcept {

@@ -10,7 +10,7 @@
 namespace util::serializer {
 
 /// The record of a `PullFromPushDeserializer` and the place where it is being read.
-class PullFromPushDeserializer::Handler {
+class UTIL_LOCAL PullFromPushDeserializer::Handler {
 public:
     /// Where reading has come in a level; indices into the record's events.
     struct Cursor {
@@ -60,10 +60,12 @@ public:
     /// Fills `entry` with what comes next; with `Failure` when memory is exhausted or
     /// no further level may be opened.
     void announce() noexcept;
-    /// Reads what `announce` announces; nothing where that is the end of all or of a scope.
-    void consumeNext() noexcept;
+    /// Fills `entry` likewise and reads what it announces; nothing where that is the end of all or
+    /// of a scope.
+    void takeNext() noexcept;
 
 private:
+    void consumeNext() noexcept;
     void consumeValue(Event::Kind kind) noexcept;
     void closeTop() noexcept;
     void announceNext();

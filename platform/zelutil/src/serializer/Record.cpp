@@ -1,5 +1,7 @@
 #include "Record.h"
 
+#include <algorithm>
+#include <functional>
 #include <limits>
 #include <new>
 
@@ -9,12 +11,38 @@ namespace {
 
 constexpr std::size_t MAX_INDEX = std::numeric_limits<std::uint32_t>::max() - 1;
 
+// How much room is made at the start: what common payloads need, which have an event for four bytes
+// or more, and no more than a megabyte.
+constexpr std::size_t BYTES_OF_EVENT = 4;
+constexpr std::size_t FEWEST = 8;
+constexpr std::size_t MOST = 1 << 16;
+
+void reserve(std::vector<Event>& events, std::size_t payload) noexcept {
+    try {
+        events.reserve(std::min(payload / BYTES_OF_EVENT + FEWEST, MOST));
+    } catch (const std::bad_alloc&) {
+        return;  // a hint
+    }
+}
+
 }  // namespace
 
 Recorder::Recorder(Record& record) noexcept
     : SequencedSerializer(CAPABILITY_BYTE_STRINGS | CAPABILITY_NON_FINITE | CAPABILITY_NAMED_FIELDS,
                           true),
       record_(record) {}
+
+bool Recorder::start(std::string_view payload) {
+    record_.payload = payload;
+    reserve(record_.events, payload.size());
+    open_ = 0;
+    return beginSerialize(&unused_, nullptr);
+}
+
+bool Recorder::finish() {
+    unsigned long written = 0;
+    return endSerialize(written);
+}
 
 bool Recorder::putNull() {
     return add(Event::Kind::Null, {});
@@ -90,25 +118,40 @@ bool Recorder::putFieldBegin(std::string_view name, bool) {
     return addText(Event::Kind::Field, name);
 }
 
-bool Recorder::add(Event::Kind kind, Event::Content content) noexcept {
+bool Recorder::add(Event::Kind kind, Event::Content content, bool inPayload) noexcept {
     const std::size_t index = record_.events.size();
     if (index == MAX_INDEX) {
         return true;
     }
     try {
-        record_.events.push_back({kind, static_cast<std::uint32_t>(index + 1), content});
+        record_.events.push_back({kind, inPayload, static_cast<std::uint32_t>(index + 1), content});
     } catch (const std::bad_alloc&) {
         return true;
     }
     return false;
 }
 
+bool Recorder::findInPayload(std::string_view bytes, Event::Text& place) const noexcept {
+    const std::string_view payload = record_.payload;
+    const std::less<> less;  // defined for all pointers
+    if (less(bytes.data(), payload.data()) ||
+        less(payload.data() + payload.size(), bytes.data() + bytes.size())) {
+        return false;
+    }
+    const auto offset = static_cast<std::size_t>(bytes.data() - payload.data());
+    place = {static_cast<std::uint32_t>(offset), static_cast<std::uint32_t>(bytes.size())};
+    return offset + bytes.size() <= MAX_INDEX;
+}
+
 bool Recorder::addText(Event::Kind kind, std::string_view bytes) noexcept {
+    Event::Content content{};
+    if (findInPayload(bytes, content.text)) {
+        return add(kind, content, true);
+    }
     const std::size_t offset = record_.text.size();
     if (bytes.size() > MAX_INDEX - offset || record_.text.append(bytes.data(), bytes.size())) {
         return true;
     }
-    Event::Content content{};
     content.text = {static_cast<std::uint32_t>(offset), static_cast<std::uint32_t>(bytes.size())};
     return add(kind, content);
 }

@@ -38,6 +38,8 @@ struct Event {
     };
 
     Kind kind;
+    /// Of a text: its bytes stand in the payload, not in the record.
+    bool inPayload;
     /// The index of the first event after the value; after its value for a container's begin.
     std::uint32_t next;
     Content content;
@@ -45,14 +47,17 @@ struct Event {
 
 /// A recorded payload: its values in the order of writing. An array is followed by its elements, a
 /// struct by its fields, each a `Field` with the value after it. There are no end events: a
-/// container ends where its `next` points.
+/// container ends where its `next` points. Texts that stand in the payload as they are, which is
+/// borrowed, are not copied.
 struct Record {
     std::vector<Event> events;
+    std::string_view payload;
     ByteBufferWriter text{0};
 
     std::string_view textOf(const Event& event) const noexcept {
-        return {reinterpret_cast<char const*>(text.data()) + event.content.text.offset,
-                event.content.text.length};
+        char const* const base =
+            event.inPayload ? payload.data() : reinterpret_cast<char const*>(text.data());
+        return {base + event.content.text.offset, event.content.text.length};
     }
 };
 
@@ -60,8 +65,13 @@ struct Record {
 /// null. At most 2^32 - 2 events and bytes of text.
 class Recorder final : public SequencedSerializer {
 public:
-    /// Records into `record`, borrowed: its text is the payload, to be given to `beginSerialize`.
+    /// Records into `record`, borrowed.
     explicit Recorder(Record& record) noexcept;
+
+    /// Starts the record of `payload`, borrowed as long as the record is read. True on failure.
+    [[nodiscard]] bool start(std::string_view payload);
+    /// Ends it; true when what was written is no complete value.
+    [[nodiscard]] bool finish();
 
 protected:
     bool putNull() override;
@@ -81,14 +91,16 @@ protected:
     bool putFieldBegin(std::string_view name, bool first) override;
 
 private:
-    bool add(Event::Kind kind, Event::Content content) noexcept;
+    bool add(Event::Kind kind, Event::Content content, bool inPayload = false) noexcept;
     bool addText(Event::Kind kind, std::string_view bytes) noexcept;
+    bool findInPayload(std::string_view bytes, Event::Text& place) const noexcept;
     bool open(Event::Kind kind) noexcept;
     bool close() noexcept;
 
     Record& record_;
     /// The innermost container that is open; while one is open its `next` holds the one around it.
     std::uint32_t open_ = 0;
+    ByteBufferWriter unused_{0};  // a record is no bytes
 };
 
 }  // namespace util::serializer

@@ -99,14 +99,14 @@ public:
     unsigned int getApiCapibilites() const noexcept override;
 
 private:
-    class Handler;
+    class UTIL_LOCAL Handler;
     template <class Convert>
     UTIL_LOCAL bool read(Convert convert);
     template <class Item>
     UTIL_LOCAL bool readItem(Item& out);
     template <class Item>
     UTIL_LOCAL bool readArray(std::vector<Item>& out);
-    bool beginNamedField(const std::string& name, Bracket bracket, bool& present);
+    UTIL_LOCAL bool beginNamedField(const std::string& name, Bracket bracket, bool& present);
 
     std::unique_ptr<Handler> handler_;
     IStructuredPushDeserializer* source_;

@@ -511,6 +511,47 @@ TEST(PullFromPushDeserializerTest, ExhaustedMemoryIsAFailureAndLeaksNothing) {
         payloads::fromHex(payloads::writtenAsBinary(writeSample).value_or("")), Endianess::Big);
 }
 
+TEST(PullFromPushDeserializerTest, TextsThatStandInThePayloadAndThoseInChunksAreReadAlike) {
+    // {"ab" in chunks: "xy", "cd": "zz" in chunks}
+    BinaryPull pull("a2 7f 61 61 61 62 ff 62 78 79 62 63 64 7f 61 7a 61 7a ff");
+    ASSERT_TRUE(pull.begun);
+    std::string name;
+    std::string value;
+    ASSERT_FALSE(pull.beginStruct(nullptr));
+    ASSERT_FALSE(pull.beginField(name) || pull.getString(value) || pull.endField());
+    EXPECT_EQ(name + value, "abxy");
+    ASSERT_FALSE(pull.beginField(name) || pull.getString(value) || pull.endField());
+    EXPECT_EQ(name + value, "cdzz");
+    EXPECT_FALSE(pull.endStruct());
+    EXPECT_FALSE(pull.endDeserialize());
+}
+
+// How many blocks of memory the reader of a binary struct of so many fields holds.
+long blocksOfReader(int fields) {
+    const auto payload = payloads::writtenAsBinary([fields](IStructuredSerializer& target) {
+        bool failed = target.beginStruct(nullptr);
+        for (int i = 0; i < fields; ++i) {
+            failed = failed || target.beginField("name", -1, false) ||
+                     target.serializeString("a text that is longer than a small string") ||
+                     target.endField();
+        }
+        return failed || target.endStruct();
+    });
+    const std::string bytes = payloads::fromHex(payload.value_or(""));
+    util::ByteBufferReader reader(reinterpret_cast<unsigned char const*>(bytes.data()),
+                                  bytes.size(), false);
+    payloads::AXOBinStructuredPushDeserializer source(Endianess::Big);
+    const long before = kova::test::FailingAllocations::liveBlocks();
+    PullFromPushDeserializer pull(&source);
+    EXPECT_FALSE(pull.beginDeserialize(&reader, nullptr));
+    return kova::test::FailingAllocations::liveBlocks() - before;
+}
+
+TEST(PullFromPushDeserializerTest, RecordTakesNoMemoryOfItsOwnForFieldsAndTexts) {
+    EXPECT_EQ(blocksOfReader(1), 2);
+    EXPECT_EQ(blocksOfReader(100), 2);
+}
+
 TEST(PullFromPushDeserializerTest, CapabilitiesTellThatFieldsAreFoundByName) {
     EXPECT_EQ(JsonPull("1").getApiCapibilites(),
               IStructuredSerializer::CAPABILITY_BYTE_STRINGS |
