@@ -30,6 +30,7 @@ namespace {
 
 constexpr int NO_FIELD_ID = -1;
 constexpr std::size_t COMMON_DEPTH = 8;
+constexpr unsigned long COMMON_LENGTH = 4;
 
 bool isContainer(const Value& value) {
     return value.isDictionary() || value.isArray();
@@ -219,9 +220,14 @@ private:
 
     bool add(Value* value) {
         Open& open = open_.back();
-        return open.container->isDictionary()
-                   ? static_cast<Dictionary*>(open.container)->add(open.fieldName, value)
-                   : static_cast<Array*>(open.container)->add(value);
+        if (open.container->isDictionary()) {
+            return static_cast<Dictionary*>(open.container)->add(open.fieldName, value);
+        }
+        auto* const array = static_cast<Array*>(open.container);
+        if (array->elements().empty()) {
+            array->reserve(COMMON_LENGTH);
+        }
+        return array->add(value);
     }
 
     bool open(Value* container) {

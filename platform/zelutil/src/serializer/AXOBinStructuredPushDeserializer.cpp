@@ -28,7 +28,12 @@ class Replay {
 public:
     Replay(unsigned char const* bytes, std::size_t size, unsigned int limit,
            IStructuredSerializer& target) noexcept
-        : bytes_(bytes), left_(size), limit_(limit), target_(target) {}
+        : bytes_(bytes), left_(size), target_(target) {
+        // The payload itself is an array that nothing ends.
+        levels_[0] = {false, true, false, 0};
+        top_ = levels_.data();
+        deepest_ = top_ + limit;
+    }
 
     bool run();
 
@@ -36,12 +41,11 @@ private:
     struct Level {
         bool isMap;
         bool isOpen;         // ends with a break, not after `left` items
-        bool hasKey;         // a map's field is begun
+        bool wantsKey;       // a map's field is not begun
         std::uint64_t left;  // elements or pairs still to come
     };
 
-    Level& top() noexcept { return levels_[depth_ - 1]; }
-    bool expectsKey() noexcept { return depth_ > 0 && top().isMap && !top().hasKey; }
+    bool isOutside() const noexcept { return top_ == levels_.data(); }
     bool admits(Kind kind) noexcept;
     bool take(const CborItem& item);
     bool takeSimple(const CborItem& item);
@@ -63,7 +67,6 @@ private:
 
     unsigned char const* bytes_;
     std::size_t left_;
-    std::size_t limit_;
     IStructuredSerializer& target_;
     bool atStart_ = true;
     bool complete_ = false;
@@ -71,8 +74,9 @@ private:
     bool inChunks_ = false;
     Kind chunkKind_ = Kind::Bytes;
     std::string chunks_;
-    std::size_t depth_ = 0;
-    std::array<Level, MAX_NESTING_DEPTH> levels_;
+    Level* top_ = nullptr;
+    Level* deepest_ = nullptr;  // that may be opened
+    std::array<Level, MAX_NESTING_DEPTH + 1> levels_;
 };
 
 bool Replay::run() {
@@ -101,7 +105,7 @@ bool Replay::admits(Kind kind) noexcept {
     if (tag_ != NO_TAG) {
         return isBytes;
     }
-    if (expectsKey()) {
+    if (top_->wantsKey) {
         return isBytes || kind == Kind::Text || kind == Kind::TextChunks || kind == Kind::Break;
     }
     return true;
@@ -204,8 +208,8 @@ bool Replay::takeString(Kind kind, std::string_view bytes) {
     if (kind == Kind::Text && !zel::unicode::isUtf8(bytes)) {
         return true;
     }
-    if (expectsKey()) {
-        top().hasKey = true;
+    if (top_->wantsKey) {
+        top_->wantsKey = false;
         return target_.beginField(bytes, -1, false);
     }
     return scalar([&] { return target_.serializeString(bytes); });
@@ -215,11 +219,11 @@ bool Replay::takeString(Kind kind, std::string_view bytes) {
 bool Replay::takeTypedArray(std::string_view bytes) {
     const std::uint64_t tag = tag_;
     tag_ = NO_TAG;
-    return depth_ == limit_ || scalar([&] { return replayTypedArray(tag, bytes, target_); });
+    return top_ == deepest_ || scalar([&] { return replayTypedArray(tag, bytes, target_); });
 }
 
 bool Replay::takeUndefined() {
-    if (depth_ == 0 || top().isMap) {
+    if (isOutside() || top_->isMap) {
         return scalar([&] { return target_.serializeNull(); });
     }
     countItem();
@@ -232,42 +236,42 @@ bool Replay::scalar(Write write) {
 }
 
 bool Replay::beginItem() {
-    return depth_ > 0 && !top().isMap && target_.beginElement();
+    return !isOutside() && !top_->isMap && target_.beginElement();
 }
 
 bool Replay::endItem() {
-    if (depth_ == 0) {
+    if (isOutside()) {
         complete_ = true;
         return false;
     }
     countItem();
-    return top().isMap ? target_.endField() : target_.endElement();
+    return top_->isMap ? target_.endField() : target_.endElement();
 }
 
 void Replay::countItem() noexcept {
-    top().hasKey = false;
-    if (!top().isOpen) {
-        --top().left;
+    top_->wantsKey = top_->isMap;
+    if (!top_->isOpen) {
+        --top_->left;
     }
 }
 
 bool Replay::open(bool isMap, bool isOpen, std::uint64_t count) {
-    if (depth_ == limit_ || beginItem()) {
+    if (top_ == deepest_ || beginItem()) {
         return true;
     }
-    levels_[depth_++] = {isMap, isOpen, false, count};
+    *++top_ = {isMap, isOpen, isMap, count};
     return isMap ? target_.beginStruct(nullptr) : target_.beginArray();
 }
 
 bool Replay::close() {
-    const bool isMap = top().isMap;
-    --depth_;
+    const bool isMap = top_->isMap;
+    --top_;
     return (isMap ? target_.endStruct() : target_.endArray()) || endItem();
 }
 
 // Ends what has got all its items; the end of one may be the last item of the next.
 bool Replay::closeFinished() {
-    while (depth_ > 0 && !top().isOpen && top().left == 0) {
+    while (!top_->isOpen && top_->left == 0) {
         if (close()) {
             return true;
         }
@@ -276,7 +280,8 @@ bool Replay::closeFinished() {
 }
 
 bool Replay::takeBreak() {
-    return depth_ == 0 || !top().isOpen || top().hasKey || close();
+    const bool hasKey = top_->isMap && !top_->wantsKey;
+    return isOutside() || !top_->isOpen || hasKey || close();
 }
 
 }  // namespace

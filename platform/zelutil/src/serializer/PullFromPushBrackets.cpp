@@ -72,16 +72,16 @@ bool PullFromPushDeserializer::endStruct() {
 }
 
 bool PullFromPushDeserializer::beginField(std::string& name) {
-    const Handler::Stack::Level& fields = handler_->stack.top();
-    if (fields.expects != Expects::Fields || handler_->atEnd() || handler_->stack.makeRoom()) {
+    if (!handler_->mayBegin(Expects::Fields)) {
         return true;
     }
     try {
-        name = handler_->record.textOf(handler_->at(fields.data.next));
+        name = handler_->record.textOf(handler_->at(handler_->stack.top().data.next));
     } catch (const std::bad_alloc&) {
         return true;
     }
-    return handler_->beginField();
+    handler_->enterField();
+    return false;
 }
 
 bool PullFromPushDeserializer::skipField() {

@@ -38,18 +38,10 @@ bool PullFromPushDeserializer::Handler::close(Bracket bracket) noexcept {
 }
 
 bool PullFromPushDeserializer::Handler::beginElement() noexcept {
-    if (stack.top().expects != Expects::Elements || atEnd() || stack.makeRoom()) {
+    if (!mayBegin(Expects::Elements)) {
         return true;
     }
-    stack.push(Bracket::Element, Expects::Value, {stack.top().data.next, 0, 0, false});
-    return false;
-}
-
-bool PullFromPushDeserializer::Handler::beginField() noexcept {
-    if (stack.top().expects != Expects::Fields || atEnd() || stack.makeRoom()) {
-        return true;
-    }
-    stack.push(Bracket::Field, Expects::Value, {stack.top().data.next + 1, 0, 0, false});
+    enterElement();
     return false;
 }
 
@@ -125,19 +117,26 @@ void PullFromPushDeserializer::Handler::announceNext() {
             return;
         case Expects::Elements:
         case Expects::Fields:
-            if (atEnd()) {
-                entry.type = announceEnd();
-            } else if (top.expects == Expects::Elements) {
-                entry.type = EntryType::Element;
-            } else {
-                entry.type = EntryType::Field;
-                entry.text = record.textOf(at(top.data.next));
+            if (!atEnd()) {
+                announceItem();
+                return;
             }
-            return;
+            break;
         case Expects::Nothing:
-            entry.type = announceEnd();
-            return;
+            break;
     }
+    entry.type = announceEnd();
+}
+
+// An element or field that is there.
+void PullFromPushDeserializer::Handler::announceItem() {
+    const Stack::Level& top = stack.top();
+    if (top.expects == Expects::Elements) {
+        entry.type = EntryType::Element;
+        return;
+    }
+    entry.text = record.textOf(at(top.data.next));
+    entry.type = EntryType::Field;
 }
 
 void PullFromPushDeserializer::Handler::announceValue(const Event& event) {
@@ -204,38 +203,55 @@ EntryType PullFromPushDeserializer::Handler::announceEnd() const noexcept {
 }
 
 void PullFromPushDeserializer::Handler::takeNext() noexcept {
-    announce();
-    if (entry.type != EntryType::Failure) {
-        consumeNext();
+    bool failed = true;
+    try {
+        failed = takeNextFails();
+    } catch (const std::bad_alloc&) {  // and nothing was taken
+    }
+    if (failed) {
+        entry.type = EntryType::Failure;
     }
 }
 
-void PullFromPushDeserializer::Handler::consumeNext() noexcept {
+// What `announceNext` announces, and the step behind it; true when no level may be opened for it.
+bool PullFromPushDeserializer::Handler::takeNextFails() {
     const Stack::Level& top = stack.top();
     switch (top.expects) {
         case Expects::Value:
-            consumeValue(at(top.data.next).kind);
-            return;
+            return takeValueFails(at(top.data.next));
         case Expects::Elements:
-            atEnd() ? closeTop() : static_cast<void>(beginElement());
-            return;
         case Expects::Fields:
-            atEnd() ? closeTop() : static_cast<void>(beginField());
-            return;
+            if (!atEnd()) {
+                return enterNextFails();
+            }
+            break;
         case Expects::Nothing:
-            closeTop();
-            return;
+            break;
     }
+    entry.type = announceEnd();
+    closeTop();
+    return false;
 }
 
-void PullFromPushDeserializer::Handler::consumeValue(Event::Kind kind) noexcept {
-    if (kind == Event::Kind::Array) {
-        open(kind, Bracket::Array, Expects::Elements);
-    } else if (kind == Event::Kind::Struct) {
-        open(kind, Bracket::Struct, Expects::Fields);
-    } else {
-        consume();
+bool PullFromPushDeserializer::Handler::takeValueFails(const Event& event) {
+    announceValue(event);
+    if (event.kind == Event::Kind::Array) {
+        return open(event.kind, Bracket::Array, Expects::Elements);
     }
+    if (event.kind == Event::Kind::Struct) {
+        return open(event.kind, Bracket::Struct, Expects::Fields);
+    }
+    consume();
+    return false;
+}
+
+bool PullFromPushDeserializer::Handler::enterNextFails() {
+    if (stack.makeRoom()) {
+        return true;
+    }
+    announceItem();
+    entry.type == EntryType::Field ? enterField() : enterElement();
+    return false;
 }
 
 void PullFromPushDeserializer::Handler::closeTop() noexcept {

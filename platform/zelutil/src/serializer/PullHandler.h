@@ -47,7 +47,17 @@ public:
     bool open(Event::Kind kind, Bracket bracket, Expects expects) noexcept;
     bool close(Bracket bracket) noexcept;
     bool beginElement() noexcept;
-    bool beginField() noexcept;
+    /// Whether the next element or field may be begun.
+    bool mayBegin(Expects what) noexcept {
+        return stack.top().expects == what && !atEnd() && !stack.makeRoom();
+    }
+    /// Enters the next element or field, which may be begun.
+    void enterElement() noexcept {
+        stack.push(Bracket::Element, Expects::Value, {stack.top().data.next, 0, 0, false});
+    }
+    void enterField() noexcept {
+        stack.push(Bracket::Field, Expects::Value, {stack.top().data.next + 1, 0, 0, false});
+    }
     /// Ends the field or element `bracket`, and steps over it unless it was found by name.
     bool endItem(Bracket bracket) noexcept;
     bool openScope(Bracket bracket) noexcept;
@@ -65,11 +75,13 @@ public:
     void takeNext() noexcept;
 
 private:
-    void consumeNext() noexcept;
-    void consumeValue(Event::Kind kind) noexcept;
+    bool takeNextFails();
+    bool takeValueFails(const Event& event);
+    bool enterNextFails();
     void closeTop() noexcept;
     void announceNext();
     void announceValue(const Event& event);
+    void announceItem();
     EntryType announceEnd() const noexcept;
 };
 

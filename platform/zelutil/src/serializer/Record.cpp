@@ -118,16 +118,25 @@ bool Recorder::putFieldBegin(std::string_view name, bool) {
     return addText(Event::Kind::Field, name);
 }
 
-bool Recorder::add(Event::Kind kind, Event::Content content, bool inPayload) noexcept {
-    const std::size_t index = record_.events.size();
-    if (index == MAX_INDEX) {
+bool Recorder::growFails() noexcept {
+    const std::size_t room = record_.events.capacity();
+    if (room >= MAX_INDEX) {
         return true;
     }
     try {
-        record_.events.push_back({kind, inPayload, static_cast<std::uint32_t>(index + 1), content});
+        record_.events.reserve(std::min(std::max(2 * room, FEWEST), MAX_INDEX));
     } catch (const std::bad_alloc&) {
         return true;
     }
+    return false;
+}
+
+bool Recorder::add(Event::Kind kind, Event::Content content, bool inPayload) noexcept {
+    const std::size_t index = record_.events.size();
+    if (index == record_.events.capacity() && growFails()) {
+        return true;
+    }
+    record_.events.push_back({kind, inPayload, static_cast<std::uint32_t>(index + 1), content});
     return false;
 }
 

@@ -92,6 +92,7 @@ protected:
 
 private:
     bool add(Event::Kind kind, Event::Content content, bool inPayload = false) noexcept;
+    bool growFails() noexcept;
     bool addText(Event::Kind kind, std::string_view bytes) noexcept;
     bool findInPayload(std::string_view bytes, Event::Text& place) const noexcept;
     bool open(Event::Kind kind) noexcept;
