@@ -14,8 +14,10 @@ namespace util::serializer {
 /// `beginDeserialize` runs the push side once over the whole payload and records its calls; all
 /// reading walks the record. So a malformed payload is refused at the start, nothing is read twice,
 /// and fields can be found by name in any order. The record takes memory in proportion to the
-/// payload. Typed arrays are announced as arrays of elements; the typed getters read these and
-/// plain arrays as a whole, with kind and range of every element checked.
+/// payload; texts that stand in the payload as they are stay there, so the reader and its bytes stay
+/// alive and unchanged up to `endDeserialize` or `reset`. Typed arrays are announced as arrays of
+/// elements; the typed getters read these and plain arrays as a whole, with kind and range of every
+/// element checked.
 ///
 /// Numbers: integers are announced as `Int64` or, beyond its range, `UInt64`. Integer getters take
 /// integers only, the floating-point getters any number, rounded where it must be; `getFloat` fails
