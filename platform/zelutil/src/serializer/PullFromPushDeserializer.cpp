@@ -55,9 +55,11 @@ bool convert(const Record&, const Event& event, Integer& out) noexcept {
         return true;
     }
     const std::int64_t value = event.content.int64;
-    const bool fits = sizeof(Integer) == 8 ? Limits::is_signed || value >= 0
-                                           : value >= static_cast<std::int64_t>(Limits::min()) &&
-                                                 value <= static_cast<std::int64_t>(Limits::max());
+    bool fits = Limits::is_signed || value >= 0;
+    if constexpr (sizeof(Integer) < sizeof(value)) {
+        fits = value >= static_cast<std::int64_t>(Limits::min()) &&
+               value <= static_cast<std::int64_t>(Limits::max());
+    }
     if (fits) {
         out = static_cast<Integer>(value);
     }
@@ -247,10 +249,11 @@ bool PullFromPushDeserializer::getString(UnicodeString16& out) {
         if (event.kind == Kind::String) {
             text = zel::unicode::utf8ToUtf16(handler_->record.textOf(event));
         }
-        if (text) {
-            out.units = *std::move(text);
+        if (!text) {
+            return true;
         }
-        return !text;
+        out.units = *std::move(text);
+        return false;
     });
 }
 
@@ -260,10 +263,11 @@ bool PullFromPushDeserializer::getString(zel::unicode::String& out) {
         if (event.kind == Kind::String) {
             text = zel::unicode::String::fromUtf8(handler_->record.textOf(event));
         }
-        if (text) {
-            out = *std::move(text);
+        if (!text) {
+            return true;
         }
-        return !text;
+        out = *std::move(text);
+        return false;
     });
 }
 
