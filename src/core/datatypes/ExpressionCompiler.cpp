@@ -33,7 +33,7 @@ bool ExpressionCompiler::skip(char const (&text)[SIZE]) {
 GlobProgram ExpressionCompiler::compile(std::string_view expression) {
     ExpressionCompiler compiler(expression);
     compiler.readAll();
-    return GlobProgram(compiler.steps_, compiler.sets_);
+    return {compiler.steps_, compiler.sets_};
 }
 
 ExpressionCompiler::ExpressionCompiler(std::string_view expression) : rest_(expression) {
