@@ -3,88 +3,96 @@
 #include <fmt/compile.h>
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <array>
+#include <charconv>
 #include <cstddef>
 #include <cstring>
-
-#include "zel/unicode/String.h"
 
 namespace util::json {
 
 namespace {
 
 constexpr std::string_view REPLACEMENT = "\xEF\xBF\xBD";  // U+FFFD
+constexpr std::size_t PIECE = 4096;                       // bytes of a string, at a time
 
-constexpr std::uint64_t everyByte(unsigned char byte) {
-    return 0x0101010101010101U * byte;
+template <typename Word>
+constexpr Word everyByte(unsigned char byte) {
+    return static_cast<Word>(0x0101010101010101U) * byte;
 }
 
-// The highest bit of each byte that is zero. A byte above a zero byte may be marked wrongly, so
-// only the lowest mark is to be trusted.
-constexpr std::uint64_t zeroBytes(std::uint64_t word) {
-    return (word - everyByte(1)) & ~word & everyByte(0x80);
+// Not 0 when a byte of the word is `"`, `\`, a control character or beyond ASCII.
+template <typename Word>
+constexpr Word specialBytes(Word word) {
+    const Word quotation = word ^ everyByte<Word>('"');
+    const Word backslash = word ^ everyByte<Word>('\\');
+    return (word | (word - everyByte<Word>(0x20)) | (quotation - everyByte<Word>(1)) |
+            (backslash - everyByte<Word>(1))) &
+           everyByte<Word>(0x80);
 }
 
-// Marks the bytes of the word that JSON wants escaped; trust as for `zeroBytes`.
-constexpr std::uint64_t specialBytes(std::uint64_t word) {
-    return zeroBytes(word ^ everyByte('"')) | zeroBytes(word ^ everyByte('\\')) |
-           ((word - everyByte(0x20)) & ~word & everyByte(0x80));
-}
+// What is to be done with a byte of a string.
+enum class Role : std::uint8_t { Plain, Escaped, BeyondAscii };
 
-constexpr bool isSpecial(unsigned char byte) {
-    return byte < 0x20 || byte == '"' || byte == '\\';
-}
-
-// How many bytes at the front need no escape; eight at a time.
-std::size_t plainRun(std::string_view text) noexcept {
-    std::size_t at = 0;
-    for (; text.size() - at >= 8; at += 8) {
-        std::uint64_t word = 0;
-        std::memcpy(&word, text.data() + at, 8);
-        if (specialBytes(word) != 0) {
-            break;
-        }
+constexpr std::array<Role, 256> roles() {
+    std::array<Role, 256> table{};
+    for (std::size_t byte = 0; byte < table.size(); ++byte) {
+        const bool escaped = byte < 0x20 || byte == '"' || byte == '\\';
+        table[byte] = escaped ? Role::Escaped : byte >= 0x80 ? Role::BeyondAscii : Role::Plain;
     }
-    while (at < text.size() && !isSpecial(static_cast<unsigned char>(text[at]))) {
-        ++at;
-    }
-    return at;
+    return table;
+}
+constexpr std::array<Role, 256> ROLES = roles();
+
+Role roleOf(char byte) noexcept {
+    return ROLES[static_cast<unsigned char>(byte)];
 }
 
-bool appendText(ByteBufferWriter& writer, std::string_view text) noexcept {
-    return writer.append(text.data(), text.size());
+char* writeText(char* out, std::string_view text) noexcept {
+    std::memcpy(out, text.data(), text.size());
+    return out + text.size();
 }
 
-bool appendEscape(ByteBufferWriter& writer, unsigned char byte) noexcept {
+char* writeEscape(char* out, unsigned char byte) noexcept {
     constexpr std::string_view DIGITS = "0123456789abcdef";
+    *out++ = '\\';
     if (byte == '"' || byte == '\\') {
-        const std::array<char, 2> escape{'\\', static_cast<char>(byte)};
-        return writer.append(escape.data(), escape.size());
-    }
-    if (byte >= 0x08 && byte <= 0x0D && byte != 0x0B) {
+        *out++ = static_cast<char>(byte);
+    } else if (byte >= 0x08 && byte <= 0x0D && byte != 0x0B) {
         constexpr std::string_view NAMES = "btn?fr";  // of 0x08 to 0x0D
-        const std::array<char, 2> escape{'\\', NAMES[byte - 0x08U]};
-        return writer.append(escape.data(), escape.size());
+        *out++ = NAMES[byte - 0x08U];
+    } else {
+        out = writeText(out, "u00");
+        *out++ = DIGITS[byte >> 4U];
+        *out++ = DIGITS[byte & 15U];
     }
-    const std::array<char, 6> escape{'\\', 'u', '0', '0', DIGITS[byte >> 4U], DIGITS[byte & 15U]};
-    return writer.append(escape.data(), escape.size());
+    return out;
 }
 
-// The text with its escapes, without the quotation marks.
-bool appendEscaped(ByteBufferWriter& writer, std::string_view text) noexcept {
-    while (true) {
-        const std::size_t run = plainRun(text);
-        if (appendText(writer, text.substr(0, run))) {
-            return true;
+// Copies `from` as long as whole words of it need no escape.
+template <typename Word>
+void copyPlainWords(char*& out, char const*& from, char const* end) noexcept {
+    constexpr auto SIZE = static_cast<std::ptrdiff_t>(sizeof(Word));
+    while (end - from >= SIZE) {
+        Word word = 0;
+        std::memcpy(&word, from, sizeof word);
+        if (specialBytes(word) != 0) {
+            return;
         }
-        if (run == text.size()) {
-            return false;
-        }
-        if (appendEscape(writer, static_cast<unsigned char>(text[run]))) {
-            return true;
-        }
-        text.remove_prefix(run + 1);
+        std::memcpy(out, &word, sizeof word);
+        from += SIZE;
+        out += SIZE;
     }
+}
+
+// Copies what needs no escape and gives the end of it in `from`.
+inline char* writePlainRun(char* out, char const*& from, char const* end) noexcept {
+    copyPlainWords<std::uint64_t>(out, from, end);
+    copyPlainWords<std::uint32_t>(out, from, end);
+    while (from != end && roleOf(*from) == Role::Plain) {
+        *out++ = *from++;
+    }
+    return out;
 }
 
 // Length of the longest front of `bytes` that could begin one character, at least 1: what one
@@ -112,94 +120,148 @@ std::size_t maximalPart(std::string_view bytes, bool& character) noexcept {
     return length;
 }
 
-// Runs `write` between quotation marks and takes everything back when it fails.
+// Writes the character, or U+FFFD for the maximal part, at the front of `from`.
+char* writeBeyondAscii(char* out, char const*& from, char const* end) noexcept {
+    const std::string_view rest(from, static_cast<std::size_t>(end - from));
+    bool character = false;
+    const std::size_t part = maximalPart(rest, character);
+    from += part;
+    return writeText(out, character ? rest.substr(0, part) : REPLACEMENT);
+}
+
+// The text with its escapes, as it is or repaired.
+template <bool REPAIRED>
+char* writeEscaped(char* out, std::string_view text) noexcept {
+    char const* from = text.data();
+    char const* const end = from + text.size();
+    while (true) {
+        out = writePlainRun(out, from, end);
+        if (from == end) {
+            return out;
+        }
+        if (roleOf(*from) == Role::Escaped) {
+            out = writeEscape(out, static_cast<unsigned char>(*from++));
+        }
+        while (from != end && roleOf(*from) == Role::BeyondAscii) {
+            if constexpr (REPAIRED) {
+                out = writeBeyondAscii(out, from, end);
+            } else {
+                *out++ = *from++;
+            }
+        }
+    }
+}
+
+// Runs `write`, which gives the end of what it wrote, with room for `room` bytes.
 template <typename Write>
-bool quoted(ByteBufferWriter& writer, Write write) noexcept {
+bool append(ByteBufferWriter& writer, std::size_t room, Write write) noexcept {
     const unsigned long before = writer.size();
-    if (writer.appendByte('"') || write() || writer.appendByte('"')) {
+    auto* const begin = reinterpret_cast<char*>(writer.extend(room));
+    if (begin == nullptr) {
+        return true;
+    }
+    writer.truncate(before + static_cast<unsigned long>(write(begin) - begin));
+    return false;
+}
+
+template <bool REPAIRED>
+bool appendPieces(ByteBufferWriter& writer, std::string_view text) noexcept {
+    while (!text.empty()) {
+        const std::string_view piece = text.substr(0, pieceOf(text, PIECE));
+        if (append(writer, escapedRoom(piece.size()),
+                   [&](char* out) { return writeEscaped<REPAIRED>(out, piece); })) {
+            return true;
+        }
+        text.remove_prefix(piece.size());
+    }
+    return false;
+}
+
+template <bool REPAIRED>
+bool appendQuoted(ByteBufferWriter& writer, std::string_view text) noexcept {
+    if (text.size() <= PIECE) {
+        return append(writer, escapedRoom(text.size()) + 2, [&](char* out) {
+            *out++ = '"';
+            out = writeEscaped<REPAIRED>(out, text);
+            *out++ = '"';
+            return out;
+        });
+    }
+    const unsigned long before = writer.size();
+    if (writer.appendByte('"') || appendPieces<REPAIRED>(writer, text) || writer.appendByte('"')) {
         writer.truncate(before);
         return true;
     }
     return false;
 }
 
-bool appendRepaired(ByteBufferWriter& writer, std::string_view bytes) noexcept {
-    std::size_t at = 0;
-    while (at < bytes.size()) {
-        bool character = false;
-        const std::size_t part = maximalPart(bytes.substr(at), character);
-        if (character) {
-            at += part;
-            continue;
-        }
-        if (appendEscaped(writer, bytes.substr(0, at)) || appendText(writer, REPLACEMENT)) {
-            return true;
-        }
-        bytes.remove_prefix(at + part);
-        at = 0;
-    }
-    return appendEscaped(writer, bytes);
+template <typename Number>
+char* writeFloating(char* out, Number value) noexcept {
+    char* end = fmt::format_to(out, FMT_COMPILE("{}"), value);
+    const auto isMark = [](char c) { return c == '.' || c == 'e'; };
+    return std::any_of(out, end, isMark) ? end : writeText(end, ".0");
 }
 
 template <typename Number>
-bool appendFloating(ByteBufferWriter& writer, Number value) noexcept {
-    constexpr std::size_t ROOM = 32;  // "-2.2250738585072014e-308" and a ".0"
-    const unsigned long before = writer.size();
-    auto* begin = reinterpret_cast<char*>(writer.extend(ROOM));
-    if (begin == nullptr) {
-        return true;
-    }
-    char* end = fmt::format_to(begin, FMT_COMPILE("{}"), value);
-    const std::string_view text(begin, static_cast<std::size_t>(end - begin));
-    if (text.find_first_of(".e") == std::string_view::npos) {
-        *end++ = '.';
-        *end++ = '0';
-    }
-    writer.truncate(before + static_cast<unsigned long>(end - begin));
-    return false;
+char* writeDigits(char* out, Number value) noexcept {
+    return std::to_chars(out, out + NUMBER_ROOM, value).ptr;
 }
 
 }  // namespace
 
+std::size_t pieceOf(std::string_view bytes, std::size_t size) noexcept {
+    if (bytes.size() <= size) {
+        return bytes.size();
+    }
+    // A character has at most three bytes behind its first one.
+    const auto continues = [&](std::size_t at) {
+        return (static_cast<unsigned char>(bytes[at]) & 0xC0U) == 0x80U;
+    };
+    std::size_t cut = size;
+    while (cut > size - 3 && continues(cut)) {
+        --cut;
+    }
+    return cut;
+}
+
+char* writeRepaired(char* out, std::string_view bytes) noexcept {
+    return writeEscaped<true>(out, bytes);
+}
+
+char* writeInteger(char* out, std::int64_t value) noexcept {
+    return writeDigits(out, value);
+}
+
+char* writeInteger(char* out, std::uint64_t value) noexcept {
+    return writeDigits(out, value);
+}
+
+char* writeDouble(char* out, double value) noexcept {
+    return writeFloating(out, value);
+}
+
 bool appendString(ByteBufferWriter& writer, std::string_view utf8) noexcept {
-    if (plainRun(utf8) != utf8.size()) {
-        return quoted(writer, [&] { return appendEscaped(writer, utf8); });
-    }
-    unsigned char* target = writer.extend(utf8.size() + 2);
-    if (target == nullptr) {
-        return true;
-    }
-    *target++ = '"';
-    if (!utf8.empty()) {
-        std::memcpy(target, utf8.data(), utf8.size());
-    }
-    target[utf8.size()] = '"';
-    return false;
+    return appendQuoted<false>(writer, utf8);
 }
 
 bool appendRepairedString(ByteBufferWriter& writer, std::string_view bytes) noexcept {
-    if (zel::unicode::isUtf8(bytes)) {
-        return appendString(writer, bytes);
-    }
-    return quoted(writer, [&] { return appendRepaired(writer, bytes); });
+    return appendQuoted<true>(writer, bytes);
 }
 
 bool appendInteger(ByteBufferWriter& writer, std::int64_t value) noexcept {
-    const fmt::format_int text(value);
-    return writer.append(text.data(), text.size());
+    return append(writer, NUMBER_ROOM, [=](char* out) { return writeDigits(out, value); });
 }
 
 bool appendInteger(ByteBufferWriter& writer, std::uint64_t value) noexcept {
-    const fmt::format_int text(value);
-    return writer.append(text.data(), text.size());
+    return append(writer, NUMBER_ROOM, [=](char* out) { return writeDigits(out, value); });
 }
 
 bool appendDouble(ByteBufferWriter& writer, double value) noexcept {
-    return appendFloating(writer, value);
+    return append(writer, NUMBER_ROOM, [=](char* out) { return writeFloating(out, value); });
 }
 
 bool appendFloat(ByteBufferWriter& writer, float value) noexcept {
-    return appendFloating(writer, value);
+    return append(writer, NUMBER_ROOM, [=](char* out) { return writeFloating(out, value); });
 }
 
 }  // namespace util::json

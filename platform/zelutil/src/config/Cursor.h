@@ -15,28 +15,29 @@ inline bool isContainer(const Value& node) noexcept {
 /// without recursion. Valid while the container is unchanged.
 class Cursor {
 public:
+    /// Stands nowhere, to be assigned to.
+    Cursor() noexcept = default;
     /// Stands at the first child of an array or a dictionary.
-    explicit Cursor(const Value& container) noexcept : container_(&container) {
-        if (isDictionary()) {
-            entry_ = container.begin();
+    explicit Cursor(const Value& container) noexcept : isDictionary_(container.isDictionary()) {
+        if (isDictionary_) {
+            entry_ = static_cast<const Dictionary&>(container).entries().begin();
         } else {
-            element_ = array().elements().data();
+            const auto& elements = static_cast<const Array&>(container).elements();
+            element_ = elements.data();
+            elementEnd_ = element_ + elements.size();
         }
     }
 
-    bool isDictionary() const noexcept { return container_->isDictionary(); }
+    bool isDictionary() const noexcept { return isDictionary_; }
     bool atEnd() const noexcept {
-        if (isDictionary()) {
-            return entry_ == container_->end();
-        }
-        return element_ == array().elements().data() + array().elements().size();
+        return isDictionary_ ? entry_ == ConstIterator() : element_ == elementEnd_;
     }
     /// The child it stands at; not at the end.
-    const Value& child() const noexcept { return isDictionary() ? *entry_->second : **element_; }
+    const Value& child() const noexcept { return isDictionary_ ? *entry_->second : **element_; }
     /// The child's key in a dictionary; not at the end.
     const std::string& key() const noexcept { return entry_->first; }
     void next() noexcept {
-        if (isDictionary()) {
+        if (isDictionary_) {
             ++entry_;
         } else {
             ++element_;
@@ -44,11 +45,10 @@ public:
     }
 
 private:
-    const Array& array() const noexcept { return static_cast<const Array&>(*container_); }
-
-    const Value* container_;
+    bool isDictionary_ = false;
     Value* const* element_ = nullptr;
-    ConstIterator entry_;
+    Value* const* elementEnd_ = nullptr;
+    ConstIterator entry_;  // equal to a new one at the end
 };
 
 }  // namespace util::config

@@ -13,8 +13,24 @@ namespace util::config {
 
 namespace {
 
+using namespace std::string_view_literals;
+
 constexpr std::size_t MAX_INDENTED_LEVELS = 32;
 constexpr std::size_t INDENT = 2;
+constexpr std::size_t LINE_ROOM = 1 + INDENT * MAX_INDENTED_LEVELS;
+constexpr std::size_t COLON_ROOM = 2;
+constexpr std::size_t PIECE = 4096;  // bytes of a string, at a time
+
+std::size_t quotedRoom(std::string_view bytes) noexcept {
+    return json::escapedRoom(bytes.size()) + 2;
+}
+
+char* writeQuoted(char* out, std::string_view bytes) noexcept {
+    *out++ = '"';
+    out = json::writeRepaired(out, bytes);
+    *out++ = '"';
+    return out;
+}
 
 }  // namespace
 
@@ -27,75 +43,100 @@ bool Printer::print(const Value& root) noexcept {
 }
 
 bool Printer::printTree(const Value& root) {
-    if (begin(root)) {
-        return true;
+    bool failed = begin(root);
+    while (!failed && !open_.empty()) {
+        failed = goOn();
     }
-    while (!open_.empty()) {
-        const bool failed = open_.back().atEnd() ? end() : beginChild();
-        if (failed) {
-            return true;
-        }
-    }
-    return false;
+    return failed;
 }
 
 // Writes a scalar or an empty container whole, of any other container the opening bracket.
 bool Printer::begin(const Value& node) {
+    afterChild_ = true;
     if (!isContainer(node)) {
-        afterChild_ = true;
         return writeScalar(node);
     }
     const Cursor children(node);
     if (children.atEnd()) {
-        afterChild_ = true;
-        return writeText(node.isArray() ? "[]" : "{}");
+        return writeText(node.isArray() ? "[]"sv : "{}"sv);
     }
     afterChild_ = false;
-    open_.push_back(children);
-    return writer_.appendByte(node.isArray() ? '[' : '{');
+    open_.push(children);
+    return writeText(node.isArray() ? "["sv : "{"sv);
 }
 
-bool Printer::beginChild() {
-    Cursor& level = open_.back();
-    if ((afterChild_ && writer_.appendByte(',')) || startLine()) {
-        return true;
+// Goes on with the innermost container until another one begins or its end is written.
+bool Printer::goOn() {
+    Cursor& level = open_.top();
+    while (!level.atEnd()) {
+        if (startChild(level)) {
+            return true;
+        }
+        const Value& child = level.child();
+        level.next();
+        if (isContainer(child)) {
+            return begin(child);
+        }
+        if (writeScalar(child)) {
+            return true;
+        }
+        afterChild_ = true;
     }
-    if (level.isDictionary() &&
-        (json::appendRepairedString(writer_, level.key()) || writeText(compact_ ? ":" : ": "))) {
-        return true;
-    }
-    const Value& child = level.child();
-    level.next();
-    return begin(child);
+    return end();
 }
 
-bool Printer::end() {
-    const bool dictionary = open_.back().isDictionary();
-    open_.pop_back();
+bool Printer::end() noexcept {
+    const bool dictionary = open_.top().isDictionary();
+    open_.pop();
     afterChild_ = true;
-    return startLine() || writer_.appendByte(dictionary ? '}' : ']');
+    return writeInto(LINE_ROOM + 1, [&](char* out) {
+        out = writeLine(out);
+        *out++ = dictionary ? '}' : ']';
+        return out;
+    });
+}
+
+// Writes what goes before the child: a comma, and its key in a dictionary.
+bool Printer::startChild(const Cursor& level) noexcept {
+    const std::string_view key = level.isDictionary() ? std::string_view(level.key()) : ""sv;
+    const bool atOnce = level.isDictionary() && key.size() <= PIECE;
+    const bool failed =
+        writeInto(1 + LINE_ROOM + (atOnce ? quotedRoom(key) + COLON_ROOM : 0), [&](char* out) {
+            *out = ',';
+            out = writeLine(afterChild_ ? out + 1 : out);
+            return atOnce ? writeColon(writeQuoted(out, key)) : out;
+        });
+    if (failed || atOnce || !level.isDictionary()) {
+        return failed;
+    }
+    return writeLongString(key) ||
+           writeInto(COLON_ROOM, [this](char* out) { return writeColon(out); });
 }
 
 bool Printer::writeScalar(const Value& node) noexcept {
     switch (node.kind()) {
         case Value::Kind::Boolean:
-            return writeText(static_cast<const PlainValue&>(node).truth() ? "true" : "false");
+            return writeText(static_cast<const PlainValue&>(node).truth() ? "true"sv : "false"sv);
         case Value::Kind::Integer: {
             const auto& integer = static_cast<const ValueInt&>(node);
-            return integer.isNegative()
-                       ? json::appendInteger(writer_, static_cast<std::int64_t>(integer.bits()))
-                       : json::appendInteger(writer_, integer.bits());
+            return writeInto(json::NUMBER_ROOM, [&](char* out) {
+                return integer.isNegative()
+                           ? json::writeInteger(out, static_cast<std::int64_t>(integer.bits()))
+                           : json::writeInteger(out, integer.bits());
+            });
         }
         case Value::Kind::Float: {
             const double number = static_cast<const ValueFloat&>(node).value();
-            return std::isfinite(number) ? json::appendDouble(writer_, number) : writeText("null");
+            if (!std::isfinite(number)) {
+                break;
+            }
+            return writeInto(json::NUMBER_ROOM,
+                             [=](char* out) { return json::writeDouble(out, number); });
         }
         case Value::Kind::String:
-            return json::appendRepairedString(writer_,
-                                              static_cast<const ValueString&>(node).text());
+            return writeString(static_cast<const ValueString&>(node).text());
         case Value::Kind::UnicodeString:
-            return json::appendRepairedString(
-                writer_, static_cast<const ValueUnicodeString&>(node).text().units);
+            return writeString(static_cast<const ValueUnicodeString&>(node).text().units);
         case Value::Kind::Undefined:
         case Value::Kind::Null:
         case Value::Kind::Array:
@@ -105,22 +146,55 @@ bool Printer::writeScalar(const Value& node) noexcept {
     return writeText("null");
 }
 
+bool Printer::writeString(std::string_view bytes) noexcept {
+    if (bytes.size() > PIECE) {
+        return writeLongString(bytes);
+    }
+    return writeInto(quotedRoom(bytes), [=](char* out) { return writeQuoted(out, bytes); });
+}
+
+// In pieces: room for all of it that could come would be six times its size.
+bool Printer::writeLongString(std::string_view bytes) noexcept {
+    bool failed = writeText("\"");
+    while (!failed && !bytes.empty()) {
+        const std::string_view piece = bytes.substr(0, json::pieceOf(bytes, PIECE));
+        failed = writeInto(json::escapedRoom(piece.size()),
+                           [=](char* out) { return json::writeRepaired(out, piece); });
+        bytes.remove_prefix(piece.size());
+    }
+    return failed || writeText("\"");
+}
+
 bool Printer::writeText(std::string_view text) noexcept {
-    return writer_.append(text.data(), text.size());
+    return writeInto(text.size(),
+                     [=](char* out) { return std::copy(text.begin(), text.end(), out); });
 }
 
 // Goes to the next line, indented for the containers that are open.
-bool Printer::startLine() noexcept {
+char* Printer::writeLine(char* out) const noexcept {
     if (compact_) {
-        return false;
+        return out;
     }
     const std::size_t blanks = INDENT * std::min(open_.size(), MAX_INDENTED_LEVELS);
-    unsigned char* line = writer_.extend(1 + blanks);
-    if (line == nullptr) {
+    *out++ = '\n';
+    std::memset(out, ' ', blanks);
+    return out + blanks;
+}
+
+char* Printer::writeColon(char* out) const noexcept {
+    *out++ = ':';
+    *out = ' ';
+    return compact_ ? out : out + 1;
+}
+
+// Runs `write`, which gives the end of what it wrote, with room for `room` bytes.
+template <typename Write>
+bool Printer::writeInto(std::size_t room, Write write) noexcept {
+    char* const out = text_.room(room);
+    if (out == nullptr) {
         return true;
     }
-    *line = '\n';
-    std::memset(line + 1, ' ', blanks);
+    text_.take(write(out));
     return false;
 }
 

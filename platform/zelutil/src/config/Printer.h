@@ -1,17 +1,17 @@
 #pragma once
 
 #include <string_view>
-#include <vector>
 
 #include "Cursor.h"
-#include "util/ByteBufferWriter.h"
+#include "Stack.h"
+#include "TextBuffer.h"
 
 namespace util::config {
 
 /// Writes a tree as JSON text, as `Value::print` describes it, without recursion.
 class Printer {
 public:
-    Printer(ByteBufferWriter& writer, bool compact) noexcept : writer_(writer), compact_(compact) {}
+    Printer(TextBuffer& text, bool compact) noexcept : text_(text), compact_(compact) {}
 
     /// True when memory is exhausted.
     [[nodiscard]] bool print(const Value& root) noexcept;
@@ -19,16 +19,22 @@ public:
 private:
     bool printTree(const Value& root);
     bool begin(const Value& node);
-    bool beginChild();
-    bool end();
+    bool goOn();
+    bool end() noexcept;
+    bool startChild(const Cursor& level) noexcept;
     bool writeScalar(const Value& node) noexcept;
+    bool writeString(std::string_view bytes) noexcept;
+    bool writeLongString(std::string_view bytes) noexcept;
     bool writeText(std::string_view text) noexcept;
-    bool startLine() noexcept;
+    char* writeLine(char* out) const noexcept;
+    char* writeColon(char* out) const noexcept;
+    template <typename Write>
+    bool writeInto(std::size_t room, Write write) noexcept;
 
-    ByteBufferWriter& writer_;
+    TextBuffer& text_;
     bool compact_;
-    bool afterChild_ = false;   // a comma goes before the next child
-    std::vector<Cursor> open_;  // the containers that have begun, each at its next child
+    bool afterChild_ = false;  // a comma goes before the next child
+    Stack<Cursor> open_;       // the containers that have begun, each at its next child
 };
 
 }  // namespace util::config

@@ -27,9 +27,6 @@ Immortal nullNode(Value::Kind::Null);
 Immortal falseNode(Value::Kind::Boolean, false);
 Immortal trueNode(Value::Kind::Boolean, true);
 
-// What most headers and small payloads take.
-constexpr std::size_t PRINT_ROOM = 256;
-
 template <typename Node>
 const Node& as(const Value& node) noexcept {
     return static_cast<const Node&>(node);
@@ -224,21 +221,21 @@ Value* Value::clone() const noexcept {
 }
 
 void Value::print(std::ostream& out) const {
-    ByteBufferWriter text(PRINT_ROOM);
-    if (Printer(text, g_print_compact).print(*this)) {
+    TextBuffer buffer;
+    if (Printer(buffer, g_print_compact).print(*this)) {
         out.setstate(std::ios_base::badbit);
         return;
     }
-    out.write(reinterpret_cast<char const*>(text.data()),
-              static_cast<std::streamsize>(text.size()));
+    const std::string_view text = buffer.text();
+    out.write(text.data(), static_cast<std::streamsize>(text.size()));
 }
 
 std::string Value::toJson(bool compact) const {
-    ByteBufferWriter text(PRINT_ROOM);
-    if (Printer(text, compact).print(*this)) {
+    TextBuffer buffer;
+    if (Printer(buffer, compact).print(*this)) {
         throw std::bad_alloc();
     }
-    return {reinterpret_cast<char const*>(text.data()), text.size()};
+    return std::string(buffer.text());
 }
 
 }  // namespace util::config

@@ -124,6 +124,30 @@ TEST(JsonTextTest, BytesThatAreNotUtf8AreReplaced) {
     EXPECT_EQ(repaired("\n\x80\"\x80"), "\"\\n" + R + "\\\"" + R + "\"");
 }
 
+// Long texts are written in pieces of 4096 bytes.
+TEST(JsonTextTest, CharactersAndTheirPartsAreWholeWhereAPieceEnds) {
+    for (std::size_t size = 4088; size <= 4100; ++size) {
+        const std::string front(size, 'a');
+        for (const Repair& row : REPAIRS) {
+            ASSERT_EQ(repaired(front + row.bytes), '"' + front + row.text + '"') << size;
+        }
+        EXPECT_EQ(escaped(front + "€é\U0001F600\n"), '"' + front + "€é\U0001F600\\n\"") << size;
+    }
+    std::string tail;
+    for (int i = 0; i < 5000; ++i) {
+        tail += R;
+    }
+    EXPECT_EQ(repaired(std::string(5000, '\x80')), '"' + tail + '"');
+}
+
+TEST(JsonTextTest, PieceIsNeverEmptyAndNeverTooLong) {
+    EXPECT_EQ(json::pieceOf("abc", 4), 3U);
+    EXPECT_EQ(json::pieceOf("abcde", 4), 4U);
+    EXPECT_EQ(json::pieceOf("abc€", 4), 3U);
+    EXPECT_EQ(json::pieceOf("a\U0001F600b", 4), 1U);
+    EXPECT_EQ(json::pieceOf(std::string(9, '\x80'), 4), 1U);
+}
+
 TEST(JsonTextTest, IntegersAreWrittenOverTheWholeRange) {
     const auto asSigned = [](std::int64_t value) {
         return written([&](ByteBufferWriter& w) { return json::appendInteger(w, value); });
@@ -215,6 +239,8 @@ TEST(JsonTextTest, ExhaustedMemoryAppendsNothing) {
     const std::string text = std::string(100, 'a') + "\n\x80" + std::string(100, 'b');
     EXPECT_TRUE(
         failsCleanly([&](auto& writer) { return json::appendRepairedString(writer, text); }));
+    const std::string longText(20000, 'c');
+    EXPECT_TRUE(failsCleanly([&](auto& writer) { return json::appendString(writer, longText); }));
     EXPECT_TRUE(failsCleanly([](auto& writer) { return json::appendString(writer, "plain"); }));
     EXPECT_TRUE(failsCleanly([](auto& writer) { return json::appendDouble(writer, 1.5); }));
     EXPECT_TRUE(failsCleanly([](auto& writer) { return json::appendFloat(writer, 1.5F); }));

@@ -103,6 +103,19 @@ TEST(PrinterTest, KeysAreEscapedAndRepaired) {
     EXPECT_EQ(dictionary.toJson(true), "{\"a\\\"\uFFFD\":null}");
 }
 
+TEST(PrinterTest, LongKeysAndStringsAreWrittenWhole) {
+    for (const std::size_t size : {4094U, 4095U, 4096U, 4097U, 20000U}) {
+        const std::string text = std::string(size, 'a') + "€\n";
+        Dictionary dictionary;
+        dictionary.add(text, new ValueString(text + "\x80"));
+        const std::string printedText = std::string(size, 'a') + "€\\n";
+        EXPECT_EQ(dictionary.toJson(true),
+                  "{\"" + printedText + "\":\"" + printedText + "\uFFFD\"}");
+        EXPECT_EQ(dictionary.toJson(false),
+                  "{\n  \"" + printedText + "\": \"" + printedText + "\uFFFD\"\n}");
+    }
+}
+
 TEST(PrinterTest, LocaleAndFormatOfTheStreamDoNotMatter) {
     struct Grouping : std::numpunct<char> {
         char do_decimal_point() const override { return ','; }
@@ -150,7 +163,7 @@ TEST(PrinterTest, TreeOfAMillionLevelsIsPrintedWithoutRecursion) {
 
 TEST(PrinterTest, ExhaustedMemoryWritesNothingAndMakesTheStreamBad) {
     Array array;
-    array.add(new ValueString(std::string(1000, 'a')));
+    array.add(new ValueString(std::string(1000, 'a')));  // more than what is printed without memory
     std::ostringstream out;
     {
         const kova::test::FailingAllocations failing(0);
