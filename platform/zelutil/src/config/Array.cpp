@@ -10,7 +10,17 @@ Array::~Array() {
 }
 
 bool Array::add(Value* value) noexcept {
-    return insert(elements_.size(), value);
+    if (value == nullptr) {
+        return true;
+    }
+    try {
+        elements_.push_back(value);
+        return false;
+    } catch (const std::bad_alloc&) {
+    } catch (const std::length_error&) {
+    }
+    destroy(value);
+    return true;
 }
 
 bool Array::insert(unsigned long index, Value* value) noexcept {

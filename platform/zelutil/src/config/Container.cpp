@@ -51,8 +51,10 @@ void Container::destroyChildren() noexcept {
 void Container::doom(Doomed& doomed, Value* child) noexcept {
     if (child->isDictionary() || child->isArray()) {
         doomed.destroy(static_cast<Container*>(child));
+    } else if (child->kind() > Kind::Boolean) {
+        delete child;
     } else {
-        destroy(child);
+        destroy(child);  // most likely a shared one
     }
 }
 

@@ -15,17 +15,22 @@ bool Dictionary::add(char const* key, Value* value) noexcept {
 }
 
 bool Dictionary::add(std::string_view key, Value* value) noexcept {
-    if (value == nullptr) {
-        return true;
-    }
-    Value** child = entries_.slot(key);
-    if (child == nullptr) {
+    return value == nullptr || put(entries_.slot(key), value);
+}
+
+bool Dictionary::append(std::string_view key, Value* value) noexcept {
+    return value == nullptr || put(entries_.append(key), value);
+}
+
+// Gives the child to its place in the list; null when that could not be had.
+bool Dictionary::put(Value** place, Value* value) noexcept {
+    if (place == nullptr) {
         destroy(value);
         return true;
     }
-    if (*child != value) {
-        destroy(*child);
-        *child = value;
+    if (*place != value) {
+        destroy(*place);
+        *place = value;
     }
     return false;
 }

@@ -11,16 +11,21 @@ namespace {
 constexpr std::size_t PAGE_SIZE = 64;  // 2.5 KiB; adding an entry moves 16 others on average
 constexpr std::size_t FIRST_ROOM = 4;  // what most headers need
 
+template <typename Page>
+bool isBehind(const Page& page, std::string_view key) noexcept {
+    return page.empty() || std::string_view(page.back().first) < key;
+}
+
 // Where in the page the key is or belongs. Keys often come in ascending order, so the end is
 // looked at first.
 template <typename Page>
 std::size_t positionOf(const Page& page, std::string_view key) noexcept {
+    if (isBehind(page, key)) {
+        return page.size();
+    }
     const auto less = [](const Entries::value_type& entry, std::string_view wanted) noexcept {
         return std::string_view(entry.first) < wanted;
     };
-    if (page.empty() || less(page.back(), key)) {
-        return page.size();
-    }
     return static_cast<std::size_t>(std::lower_bound(page.begin(), page.end(), key, less) -
                                     page.begin());
 }
@@ -29,31 +34,26 @@ std::size_t positionOf(const Page& page, std::string_view key) noexcept {
 
 // The page that has the key, or that it belongs to: the last one whose first key is not greater.
 std::size_t Entries::pageOf(std::string_view key) const noexcept {
-    if (pages_.size() < 2) {
-        return 0;
-    }
     const auto less = [](std::string_view wanted, const Page& page) noexcept {
         return wanted < std::string_view(page.front().first);
     };
-    const auto after = std::upper_bound(pages_.begin() + 1, pages_.end(), key, less);
-    return static_cast<std::size_t>(after - pages_.begin()) - 1;
+    const auto after = std::upper_bound(rest_.begin(), rest_.end(), key, less);
+    return static_cast<std::size_t>(after - rest_.begin());
 }
 
 Entries::const_iterator Entries::find(std::string_view key) const noexcept {
-    if (empty()) {
+    const std::size_t number = pageOf(key);
+    const Page& candidates = page(number);
+    const std::size_t place = positionOf(candidates, key);
+    if (place == candidates.size() || candidates[place].first != key) {
         return end();
     }
-    const Page& page = pages_[pageOf(key)];
-    const std::size_t at = positionOf(page, key);
-    if (at == page.size() || page[at].first != key) {
-        return end();
-    }
-    return {&page, pastPages(), &page[at]};
+    return at(number, &candidates[place]);
 }
 
 Value** Entries::slot(std::string_view key) noexcept {
     try {
-        return findOrInsert(key);
+        return hasRoom() && isBehind(first_, key) ? pushBack(key) : findOrInsert(key);
     } catch (const std::bad_alloc&) {
         return nullptr;
     } catch (const std::length_error&) {
@@ -61,27 +61,49 @@ Value** Entries::slot(std::string_view key) noexcept {
     }
 }
 
+Value** Entries::append(std::string_view key) noexcept {
+    try {
+        return hasRoom() ? pushBack(key) : findOrInsert(key);
+    } catch (const std::bad_alloc&) {
+        return nullptr;
+    } catch (const std::length_error&) {
+        return nullptr;
+    }
+}
+
+// Whether an entry can be added to the end of the only page.
+bool Entries::hasRoom() const noexcept {
+    return rest_.empty() && first_.size() < std::min(first_.capacity(), PAGE_SIZE);
+}
+
+Value** Entries::pushBack(std::string_view key) {
+    Value** const child = &first_.emplace_back(key, nullptr).second;
+    ++size_;
+    return child;
+}
+
 // Each step that can throw leaves a valid list with the same entries behind.
 Value** Entries::findOrInsert(std::string_view key) {
-    if (pages_.empty()) {
-        pages_.emplace_back().reserve(FIRST_ROOM);
+    if (first_.capacity() == 0) {
+        first_.reserve(FIRST_ROOM);
     }
     std::size_t number = pageOf(key);
-    std::size_t at = positionOf(pages_[number], key);
-    if (at < pages_[number].size() && pages_[number][at].first == key) {
-        return &pages_[number][at].second;
+    std::size_t place = positionOf(page(number), key);
+    if (place < page(number).size() && page(number)[place].first == key) {
+        return &page(number)[place].second;
     }
-    if (pages_[number].size() == PAGE_SIZE) {
+    if (page(number).size() == PAGE_SIZE) {
         // Behind the last entry the page stays nearly full: ascending order fills the pages.
-        const std::size_t cut = at == PAGE_SIZE ? PAGE_SIZE - 1 : PAGE_SIZE / 2;
+        const std::size_t cut = place == PAGE_SIZE ? PAGE_SIZE - 1 : PAGE_SIZE / 2;
         split(number, cut);
-        if (at > cut) {
+        if (place > cut) {
             ++number;
-            at -= cut;
+            place -= cut;
         }
     }
-    Page& page = pages_[number];
-    const auto entry = page.emplace(page.begin() + static_cast<std::ptrdiff_t>(at), key, nullptr);
+    Page& target = page(number);
+    const auto entry =
+        target.emplace(target.begin() + static_cast<std::ptrdiff_t>(place), key, nullptr);
     ++size_;
     return &entry->second;
 }
@@ -90,43 +112,49 @@ Value** Entries::findOrInsert(std::string_view key) {
 void Entries::split(std::size_t number, std::size_t cut) {
     Page room;
     room.reserve(PAGE_SIZE);
-    pages_.insert(pages_.begin() + static_cast<std::ptrdiff_t>(number) + 1, std::move(room));
-    Page& page = pages_[number];  // from here on nothing allocates
-    const auto tail = page.begin() + static_cast<std::ptrdiff_t>(cut);
-    Page& next = pages_[number + 1];
-    next.insert(next.end(), std::make_move_iterator(tail), std::make_move_iterator(page.end()));
-    page.erase(tail, page.end());
+    rest_.insert(rest_.begin() + static_cast<std::ptrdiff_t>(number), std::move(room));
+    Page& former = page(number);  // from here on nothing allocates
+    const auto tail = former.begin() + static_cast<std::ptrdiff_t>(cut);
+    Page& next = page(number + 1);
+    next.insert(next.end(), std::make_move_iterator(tail), std::make_move_iterator(former.end()));
+    former.erase(tail, former.end());
 }
 
 void Entries::erase(const_iterator position) noexcept {
-    const auto number = position.page_ - pages_.data();
-    Page& page = pages_[static_cast<std::size_t>(number)];
-    page.erase(page.begin() + (position.entry_ - page.data()));
-    if (page.empty()) {
-        pages_.erase(pages_.begin() + number);
+    const auto number = static_cast<std::size_t>(position.next_ - rest_.data());
+    Page& holder = page(number);
+    holder.erase(holder.begin() + (position.entry_ - holder.data()));
+    if (holder.empty()) {
+        erasePage(number);
     }
     --size_;
 }
 
+void Entries::erasePage(std::size_t number) noexcept {
+    if (rest_.empty()) {
+        return;
+    }
+    if (number == 0) {
+        first_.swap(rest_.front());
+    }
+    rest_.erase(rest_.begin() + static_cast<std::ptrdiff_t>(number == 0 ? 0 : number - 1));
+}
+
 void Entries::clear() noexcept {
-    pages_.clear();
+    Page().swap(first_);
+    rest_.clear();
     size_ = 0;
 }
 
 void Entries::swap(Entries& other) noexcept {
-    pages_.swap(other.pages_);
+    first_.swap(other.first_);
+    rest_.swap(other.rest_);
     std::swap(size_, other.size_);
 }
 
 void Entries::reserve(unsigned long count) noexcept {
-    if (pages_.size() > 1 || count == 0) {
-        return;
-    }
     try {
-        if (pages_.empty()) {
-            pages_.emplace_back();
-        }
-        pages_.front().reserve(std::min<std::size_t>(count, PAGE_SIZE));
+        first_.reserve(std::min<std::size_t>(count, PAGE_SIZE));
     } catch (const std::bad_alloc&) {
         return;  // a hint
     }

@@ -78,8 +78,8 @@ Value* Value::getBool(bool value) noexcept {
 }
 
 bool Value::isShared() const noexcept {
-    return this == &undefinedNode.node || this == &nullNode.node || this == &falseNode.node ||
-           this == &trueNode.node;
+    return kind_ <= Kind::Boolean && (this == &undefinedNode.node || this == &nullNode.node ||
+                                      this == &falseNode.node || this == &trueNode.node);
 }
 
 void Value::destroy(Value* value) noexcept {

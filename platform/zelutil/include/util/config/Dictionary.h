@@ -45,6 +45,10 @@ public:
     const Entries& entries() const noexcept { return entries_; }
 
 private:
+    friend class TreeBuilder;
+    /// As `add`, for a key that is greater than all present ones.
+    bool append(std::string_view key, Value* value) noexcept;
+    static bool put(Value** place, Value* value) noexcept;
     void surrender(Doomed& doomed) noexcept override;
 
     Entries entries_;

@@ -51,9 +51,8 @@ public:
 
         /// Goes on to the next entry, or to the end.
         const_iterator& operator++() noexcept {
-            if (++entry_ == page_->data() + page_->size()) {
-                ++page_;
-                entry_ = page_ == end_ ? nullptr : page_->data();
+            if (++entry_ == pageEnd_) {
+                enterNext();
             }
             return *this;
         }
@@ -72,12 +71,21 @@ public:
 
     private:
         friend class Entries;
-        const_iterator(const Page* page, const Page* end, pointer entry) noexcept
-            : page_(page), end_(end), entry_(entry) {}
+        const_iterator(const Page& page, pointer entry, const Page* next, const Page* end) noexcept
+            : entry_(entry), pageEnd_(page.data() + page.size()), next_(next), end_(end) {}
 
-        const Page* page_ = nullptr;
-        const Page* end_ = nullptr;
+        void enterNext() noexcept {
+            entry_ = next_ == end_ ? nullptr : next_->data();
+            if (entry_ != nullptr) {
+                pageEnd_ = entry_ + next_->size();
+                ++next_;
+            }
+        }
+
         pointer entry_ = nullptr;  // null at the end
+        pointer pageEnd_ = nullptr;
+        const Page* next_ = nullptr;  // the page behind that of the entry
+        const Page* end_ = nullptr;
     };
 
     /// Whether there is no entry.
@@ -86,10 +94,8 @@ public:
     unsigned long size() const noexcept { return size_; }
     /// @{
     /// From the entry with the least key to behind the last one.
-    const_iterator begin() const noexcept {
-        return empty() ? end() : const_iterator(pages_.data(), pastPages(), pages_[0].data());
-    }
-    const_iterator end() const noexcept { return {pastPages(), pastPages(), nullptr}; }
+    const_iterator begin() const noexcept { return empty() ? end() : at(0, first_.data()); }
+    const_iterator end() const noexcept { return {}; }
     /// @}
 
     /// The entry with the key, or the end.
@@ -98,6 +104,8 @@ public:
     /// The child of the key's entry, for writing; an entry that was not there is made, with a null
     /// child. Null when memory is exhausted, and then nothing was changed.
     [[nodiscard]] Value** slot(std::string_view key) noexcept;
+    /// As `slot`, for a key that is greater than all present ones.
+    [[nodiscard]] Value** append(std::string_view key) noexcept;
     /// Takes an entry out; `position` is not the end.
     void erase(const_iterator position) noexcept;
     /// Takes all entries out.
@@ -108,12 +116,22 @@ public:
     void reserve(unsigned long count) noexcept;
 
 private:
-    const Page* pastPages() const noexcept { return pages_.data() + pages_.size(); }
+    const Page& page(std::size_t number) const noexcept {
+        return number == 0 ? first_ : rest_[number - 1];
+    }
+    Page& page(std::size_t number) noexcept { return number == 0 ? first_ : rest_[number - 1]; }
+    const_iterator at(std::size_t number, const value_type* entry) const noexcept {
+        return {page(number), entry, rest_.data() + number, rest_.data() + rest_.size()};
+    }
     std::size_t pageOf(std::string_view key) const noexcept;
+    bool hasRoom() const noexcept;
+    Value** pushBack(std::string_view key);
     Value** findOrInsert(std::string_view key);
     void split(std::size_t number, std::size_t cut);
+    void erasePage(std::size_t number) noexcept;
 
-    std::vector<Page> pages_;
+    Page first_;
+    std::vector<Page> rest_;
     unsigned long size_ = 0;
 };
 

@@ -42,7 +42,6 @@ public:
 private:
     struct State;
     std::unique_ptr<State> state_;  // null when there was no memory for it
-    bool unicodeStrings_;
     char const* reason_ = "memory is exhausted";
 };
 

@@ -79,6 +79,20 @@ TEST(EntriesTest, SlotOfAPresentKeyIsItsChild) {
     EXPECT_EQ(entries.size(), 2U);
 }
 
+TEST(EntriesTest, GreaterKeysAreAppended) {
+    for (const unsigned long room : {0UL, 3UL, 50UL, 1000UL}) {
+        Pair pair;
+        pair.entries.reserve(room);
+        for (const std::string& key : keysInOrder(300)) {
+            *pair.entries.append(key) = &one;
+            pair.expected[key] = &one;
+        }
+        pair.check();
+        pair.add("in front", &two);
+        pair.check();
+    }
+}
+
 TEST(EntriesTest, AnyOrderOfAddingGivesTheSameList) {
     for (const int count : {1, 4, 5, 64, 65, 128, 129, 1000, 5000}) {
         std::vector<std::string> keys = keysInOrder(count);

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <iterator>
 #include <optional>
 #include <string>
 #include <vector>
@@ -275,6 +276,36 @@ TEST(JSONParserTest, NestingIsAcceptedUpToTheLimit) {
     EXPECT_EQ(parseTree(repeated("[", 1000000)), nullptr);
 }
 
+TEST(JSONParserTest, NestingIsLimitedInAValueThatALaterOneReplaces) {
+    const auto replaced = [](std::size_t depth) {
+        return "{\"a\":" + repeated("[", depth) + "0,{}" + repeated("]", depth) +
+               ",\"b\":1,\"a\":[2],\"a\":3}";
+    };
+    const std::size_t limit = util::MAX_NESTING_DEPTH;
+    EXPECT_EQ(parseTree(replaced(limit - 2))->toJson(true), R"({"a":3,"b":1})");
+    EXPECT_EQ(parseTree(replaced(limit - 1)), nullptr);
+    EXPECT_EQ(parseTree(replaced(limit)), nullptr);
+}
+
+TEST(JSONParserTest, KeysAreOrderedByTheirBytesWhateverTheirLength) {
+    std::string text = "{";
+    std::string printed = "{";
+    const std::string keys[] = {"",         "\x01",      "a",        "a\x01",     "aa",
+                                "aaa",      "aaaa",      "aaaab",    "aaaac",     "aaaba",
+                                "aaabab",   "abcdefg",   "abcdefgh", "abcdefgha", "abcdefghb",
+                                "abcdefgi", "b",         "b1234567", "b12345678", "é",
+                                "éa",       "\U0001F600"};
+    for (std::size_t i = 0; i < std::size(keys); ++i) {
+        const auto member = [&](std::size_t n) {
+            return ValueString(keys[n]).toJson(true) + ":" + std::to_string(n);
+        };
+        const std::string comma = i == 0 ? "" : ",";
+        text += comma + member(i * 13 % std::size(keys));
+        printed += comma + member(i);
+    }
+    EXPECT_EQ(parseTree(text + "}")->toJson(true), printed + "}");
+}
+
 TEST(JSONParserTest, ReasonTellsWhatWasWrong) {
     JSONParser parser(false);
     EXPECT_EQ(parser.parseValue(""), nullptr);
@@ -314,6 +345,73 @@ TEST(JSONParserTest, LargeObjectsKeepEveryEntry) {
     ASSERT_NE(tree, nullptr);
     EXPECT_EQ(static_cast<Dictionary&>(*tree).size(), 5000U);
     EXPECT_EQ((*tree)["k" + std::to_string(4321 * 7919 % 5000)][0], ValueInt(4321));
+}
+
+// Records of every kind of node, of which 2 are a small tree, whose nodes lie in one block, and 500
+// a large one.
+std::string records(int count) {
+    std::string text = "[";
+    for (int i = 0; i < count; ++i) {
+        text += (i == 0 ? "" : ",") + (R"({"id":)" + std::to_string(i)) +
+                R"(,"list":[-1,1.5,18446744073709551615,null,true],"name":"short",)" +
+                R"("text":"a string that is rather long","under":{"x":[{}]}})";
+    }
+    return text + "]";
+}
+
+TEST(JSONParserTest, NodesCanBeTakenOutAndReplacedInTreesOfEverySize) {
+    for (const int count : {2, 40, 500}) {
+        const std::string text = records(count);
+        Tree tree = parseTree(text);
+        ASSERT_EQ(tree->toJson(true), text);
+        Array& array = *tree->getEditableArray();
+        Dictionary& last = *array.elements().back()->getEditableDictionary();
+        const Tree name(last.entries().find("name")->second);
+        EXPECT_FALSE(last.remove("name", false));
+        EXPECT_FALSE(last.set("list", new ValueString("replaced")));
+        EXPECT_FALSE(array.remove(0, true));
+        const Tree record(array.elements().back());
+        EXPECT_FALSE(array.remove(array.arraySize() - 1, false));
+        const Tree copy(tree->clone());
+        tree.reset();
+        EXPECT_EQ(*name, ValueString("short"));
+        EXPECT_EQ((*record)["list"], ValueString("replaced"));
+        EXPECT_EQ((*record)["under"].toJson(true), R"({"x":[{}]})");
+        EXPECT_EQ(copy->arraySize(), static_cast<unsigned long>(count) - 2);
+    }
+}
+
+TEST(JSONParserTest, TreesOfEverySizeLeaveNothingBehind) {
+    for (const bool unicodeStrings : {false, true}) {
+        for (const int count : {0, 1, 2, 3, 5, 8, 13, 21, 34, 55, 500}) {
+            const std::string text = records(count);
+            const long before = FailingAllocations::liveBlocks();
+            EXPECT_EQ(Tree(JSONParser(unicodeStrings).parseValue(text))->toJson(true), text);
+            EXPECT_EQ(FailingAllocations::liveBlocks(), before);
+        }
+    }
+}
+
+TEST(JSONParserTest, ExhaustedMemoryFailsInALargeTreeToo) {
+    const std::string text = records(40);
+    const long before = FailingAllocations::liveBlocks();
+    JSONParser parser(false);
+    Tree tree(parser.parseValue(text));
+    const long kept = FailingAllocations::liveBlocks();
+    for (long successes = 0; successes < 100; successes += 3) {
+        tree.reset();
+        const long without = FailingAllocations::liveBlocks();
+        {
+            const FailingAllocations failing(successes);
+            tree.reset(parser.parseValue(text));
+        }
+        ASSERT_EQ(tree, nullptr);
+        ASSERT_STREQ(parser.reason(), "memory is exhausted");
+        ASSERT_EQ(FailingAllocations::liveBlocks(), without);
+    }
+    tree.reset(parser.parseValue(text));
+    EXPECT_EQ(FailingAllocations::liveBlocks(), kept);
+    EXPECT_GT(kept, before);
 }
 
 TEST(JSONParserTest, ExhaustedMemoryFailsAndLeavesNothingBehind) {

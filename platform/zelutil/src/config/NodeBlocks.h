@@ -1,0 +1,95 @@
+#pragma once
+
+#include <cstddef>
+#include <new>
+#include <utility>
+
+namespace util::config {
+
+/// Memory for the nodes of one tree: all of a small one lie in one block, of a larger one some
+/// dozens in each. The nodes are deleted like any others, one by one, in any order and by any
+/// thread; the last one of a block frees it. So a node that outlives its tree keeps its block,
+/// which is `SIZE` bytes at most.
+///
+/// For one thread. Nodes may outlive the object that they came from.
+class NodeBlocks {
+public:
+    static constexpr std::size_t SIZE = 4096;
+
+    /// `room` is the sum of `roomOf` for all nodes that will be made, or more than `SIZE`.
+    explicit NodeBlocks(std::size_t room) noexcept : room_(room), isSmall_(room <= MOST_ROOM) {}
+    ~NodeBlocks() { close(); }
+    NodeBlocks(const NodeBlocks&) = delete;
+    NodeBlocks& operator=(const NodeBlocks&) = delete;
+
+    template <typename Node>
+    static constexpr std::size_t roomOf() noexcept {
+        return sizeof(Node) + sizeof(Block*);
+    }
+    /// A new node, null when memory is exhausted. `std::bad_alloc` when its making throws that.
+    template <typename Node, typename... Arguments>
+    Node* make(Arguments&&... arguments) {
+        static_assert(alignof(Node) <= alignof(Block*));
+        if (isSmall_) {
+            return new (*this) Labelled<Node>(std::forward<Arguments>(arguments)...);
+        }
+        return new (*this) Aligned<Node>(std::forward<Arguments>(arguments)...);
+    }
+
+private:
+    struct Block;
+
+    // `delete` asks the class of the node how its memory is given back.
+
+    /// A node with the address of its block before it.
+    template <typename Node>
+    class Labelled final : public Node {
+    public:
+        using Node::Node;
+        static void* operator new(std::size_t size, NodeBlocks& blocks) noexcept {
+            return blocks.takeLabelled(size);
+        }
+        static void operator delete(void* node, NodeBlocks& /*blocks*/) noexcept {
+            releaseLabelled(node, sizeof(Labelled));
+        }
+        static void operator delete(void* node, std::size_t size) noexcept {
+            releaseLabelled(node, size);
+        }
+    };
+    /// A node of a block that begins where the address is a multiple of `SIZE`.
+    template <typename Node>
+    class Aligned final : public Node {
+    public:
+        using Node::Node;
+        static void* operator new(std::size_t size, NodeBlocks& blocks) noexcept {
+            return blocks.takeAligned(size);
+        }
+        static void operator delete(void* node, NodeBlocks& /*blocks*/) noexcept {
+            releaseAligned(node, sizeof(Aligned));
+        }
+        static void operator delete(void* node, std::size_t size) noexcept {
+            releaseAligned(node, size);
+        }
+    };
+
+    static constexpr std::size_t MOST_ROOM = SIZE - 4 * sizeof(void*);
+
+    void* takeLabelled(std::size_t size) noexcept;
+    void* takeAligned(std::size_t size) noexcept;
+    static void releaseLabelled(void* node, std::size_t size) noexcept;
+    static void releaseAligned(void* node, std::size_t size) noexcept;
+
+    bool open(std::size_t size) noexcept;
+    void close() noexcept;
+    void* carve(std::size_t size) noexcept;
+    static void drop(Block* block, std::size_t nodes) noexcept;
+
+    std::size_t room_;
+    bool isSmall_;
+    Block* block_ = nullptr;
+    std::byte* next_ = nullptr;  // the rest of the block
+    std::byte* limit_ = nullptr;
+    std::size_t made_ = 0;  // nodes of the block
+};
+
+}  // namespace util::config

@@ -1,0 +1,289 @@
+#include "TreeBuilder.h"
+
+#include <algorithm>
+#include <memory>
+#include <new>
+#include <string>
+
+#include "Cursor.h"
+#include "util/Limits.h"
+#include "util/config/Scalars.h"
+
+namespace util::config {
+
+namespace {
+
+constexpr char const* OUT_OF_MEMORY = "memory is exhausted";
+constexpr char const* TOO_DEEP = "arrays and objects are nested too deeply";
+
+// Four bytes as a number, the first one in front. Without a loop it becomes one instruction.
+std::uint64_t bigEndian(char const* bytes) noexcept {
+    const auto byte = [=](std::size_t at) noexcept {
+        return std::uint32_t{static_cast<unsigned char>(bytes[at])};
+    };
+    return byte(0) << 24U | byte(1) << 16U | byte(2) << 8U | byte(3);
+}
+
+// The first eight bytes, zeros behind a shorter key: of two keys that differ in them the lesser one
+// has the lesser number.
+std::uint64_t beginningOf(std::string_view key) noexcept {
+    constexpr std::size_t WHOLE = sizeof(std::uint64_t);
+    constexpr std::size_t HALF = sizeof(std::uint32_t);
+    if (key.size() >= WHOLE) {
+        return bigEndian(key.data()) << 32U | bigEndian(key.data() + HALF);
+    }
+    if (key.size() >= HALF) {  // the two halves may have bytes in common
+        const std::uint64_t tail = bigEndian(key.data() + key.size() - HALF);
+        const std::uint64_t rest = tail << 8 * (WHOLE - key.size()) & 0xFFFFFFFFU;
+        return bigEndian(key.data()) << 8 * HALF | rest;
+    }
+    std::uint64_t number = 0;
+    for (std::size_t i = 0; i < key.size(); ++i) {
+        number |= std::uint64_t{static_cast<unsigned char>(key[i])} << 8 * (WHOLE - 1 - i);
+    }
+    return number;
+}
+
+// The room that the nodes of the tape take, or more than a block.
+template <typename String>
+std::size_t roomFor(const Tape& tape) noexcept {
+    if (tape.size() > NodeBlocks::SIZE / sizeof(Value)) {
+        return NodeBlocks::SIZE + 1;
+    }
+    std::size_t room = 0;
+    std::size_t keys = 0;  // they look like strings, but get no node
+    for (std::size_t at = Tape::ROOT; at < tape.size(); at = tape.next(at)) {
+        switch (tape.kind(at)) {
+            case '{':
+                keys += tape.count(at);
+                room += NodeBlocks::roomOf<Dictionary>();
+                break;
+            case '[':
+                room += NodeBlocks::roomOf<Array>();
+                break;
+            case '"':
+                room += NodeBlocks::roomOf<String>();
+                break;
+            case 'd':
+                room += NodeBlocks::roomOf<ValueFloat>();
+                break;
+            case 'l':
+            case 'u':
+                room += NodeBlocks::roomOf<ValueInt>();
+                break;
+            default:
+                break;
+        }
+    }
+    return room - keys * NodeBlocks::roomOf<String>();
+}
+
+}  // namespace
+
+// One tree on its way.
+class TreeBuilder::Walk {
+public:
+    Walk(TreeBuilder& builder, const Tape& tape) noexcept
+        : builder_(builder),
+          tape_(tape),
+          blocks_(builder.unicodeStrings_ ? roomFor<ValueUnicodeString>(tape)
+                                          : roomFor<ValueString>(tape)) {}
+
+    Value* build();
+
+private:
+    Value* makeNode(std::size_t at);
+    bool enter(Value* node, std::size_t at);
+    bool enterArray(Array& array, std::size_t at);
+    bool enterDictionary(Dictionary& dictionary, std::size_t at);
+    void listFields(std::size_t at);
+    static bool isLess(const Field& a, const Field& b) noexcept;
+    bool dropDuplicates(std::size_t first);
+    bool isTooDeep(std::size_t at) const noexcept;
+    bool fill();
+    bool fillArray(Level& level);
+    bool fillDictionary(Level& level);
+    bool fail(char const* why) noexcept {
+        builder_.failure_ = why;
+        return true;
+    }
+
+    TreeBuilder& builder_;
+    const Tape& tape_;
+    NodeBlocks blocks_;
+};
+
+Value* TreeBuilder::build(const Tape& tape) noexcept {
+    levels_.clear();
+    fields_.clear();
+    failure_ = OUT_OF_MEMORY;
+    try {
+        return Walk(*this, tape).build();
+    } catch (const std::bad_alloc&) {
+        return nullptr;
+    }
+}
+
+Value* TreeBuilder::Walk::build() {
+    std::unique_ptr<Value, void (*)(Value*) noexcept> tree(makeNode(Tape::ROOT), Value::destroy);
+    if (tree == nullptr || enter(tree.get(), Tape::ROOT)) {
+        return nullptr;
+    }
+    while (!builder_.levels_.empty()) {
+        if (fill()) {
+            return nullptr;
+        }
+    }
+    return tree.release();
+}
+
+// The node of a scalar, or an empty container.
+Value* TreeBuilder::Walk::makeNode(std::size_t at) {
+    switch (tape_.kind(at)) {
+        case '[':
+            return blocks_.make<Array>();
+        case '{':
+            return blocks_.make<Dictionary>();
+        case 'l':
+            return blocks_.make<ValueInt>(tape_.number<long>(at));
+        case 'u':
+            return blocks_.make<ValueInt>(tape_.number<unsigned long>(at));
+        case 'd':
+            return blocks_.make<ValueFloat>(tape_.number<double>(at));
+        case '"':
+            return builder_.unicodeStrings_
+                       ? static_cast<Value*>(blocks_.make<ValueUnicodeString>(
+                             UnicodeString8{std::string(tape_.text(at))}))
+                       : blocks_.make<ValueString>(std::string(tape_.text(at)));
+        case 't':
+        case 'f':
+            return Value::getBool(tape_.kind(at) == 't');
+        default:
+            return Value::getNull();
+    }
+}
+
+// Goes on with the children of a container, whose node is in the tree; true when it lies too deep.
+bool TreeBuilder::Walk::enter(Value* node, std::size_t at) {
+    if (!isContainer(*node)) {
+        return false;
+    }
+    if (builder_.levels_.size() == MAX_NESTING_DEPTH) {
+        return fail(TOO_DEEP);
+    }
+    return node->isArray() ? enterArray(*node->getEditableArray(), at)
+                           : enterDictionary(*node->getEditableDictionary(), at);
+}
+
+bool TreeBuilder::Walk::enterArray(Array& array, std::size_t at) {
+    array.reserve(tape_.count(at));
+    builder_.levels_.push_back({&array, nullptr, at + 1, tape_.endOf(at), 0});
+    return false;
+}
+
+bool TreeBuilder::Walk::enterDictionary(Dictionary& dictionary, std::size_t at) {
+    std::vector<Field>& fields = builder_.fields_;
+    const std::size_t first = fields.size();
+    listFields(at);
+    std::sort(fields.begin() + static_cast<std::ptrdiff_t>(first), fields.end(), isLess);
+    if (dropDuplicates(first)) {
+        return fail(TOO_DEEP);
+    }
+    dictionary.reserve(fields.size() - first);
+    builder_.levels_.push_back({nullptr, &dictionary, first, fields.size(), first});
+    return false;
+}
+
+void TreeBuilder::Walk::listFields(std::size_t at) {
+    const std::size_t end = tape_.endOf(at);
+    for (std::size_t key = at + 1; key != end; key = tape_.after(key + 1)) {
+        const std::string_view text = tape_.text(key);
+        builder_.fields_.push_back({beginningOf(text), text, key + 1});
+    }
+}
+
+// Of equal keys the last one comes first.
+bool TreeBuilder::Walk::isLess(const Field& a, const Field& b) noexcept {
+    if (a.beginning != b.beginning) {
+        return a.beginning < b.beginning;
+    }
+    const int order = a.key.compare(b.key);
+    return order < 0 || (order == 0 && a.at > b.at);
+}
+
+// Keeps the first one of equal keys. True when a value that is dropped lies too deep: the text is
+// refused for it all the same.
+bool TreeBuilder::Walk::dropDuplicates(std::size_t first) {
+    std::vector<Field>& fields = builder_.fields_;
+    const auto same = [](const Field& a, const Field& b) noexcept {
+        return a.beginning == b.beginning && a.key == b.key;
+    };
+    const auto begin = fields.begin() + static_cast<std::ptrdiff_t>(first);
+    auto kept = std::adjacent_find(begin, fields.end(), same);
+    for (auto field = kept; field != fields.end(); ++field) {
+        if (field == kept || !same(*field, *kept)) {
+            kept = field == kept ? kept : kept + 1;
+            *kept = *field;
+        } else if (isTooDeep(field->at)) {
+            return true;
+        }
+    }
+    fields.erase(kept == fields.end() ? kept : kept + 1, fields.end());
+    return false;
+}
+
+bool TreeBuilder::Walk::isTooDeep(std::size_t at) const noexcept {
+    std::size_t depth = builder_.levels_.size() + 1;
+    const std::size_t end = tape_.after(at);
+    while (at != end) {
+        const char kind = tape_.kind(at);
+        const bool begins = kind == '[' || kind == '{';
+        if (begins && ++depth > MAX_NESTING_DEPTH) {
+            return true;
+        }
+        depth -= kind == ']' || kind == '}' ? 1 : 0;
+        at = tape_.next(at);
+    }
+    return false;
+}
+
+// Adds children to the innermost container until one of them is a container or all are there.
+bool TreeBuilder::Walk::fill() {
+    Level& level = builder_.levels_.back();
+    return level.array != nullptr ? fillArray(level) : fillDictionary(level);
+}
+
+bool TreeBuilder::Walk::fillArray(Level& level) {
+    while (level.next != level.end) {
+        const std::size_t at = level.next;
+        level.next = tape_.after(at);
+        Value* const node = makeNode(at);
+        if (level.array->add(node)) {
+            return true;
+        }
+        if (isContainer(*node)) {
+            return enter(node, at);
+        }
+    }
+    builder_.levels_.pop_back();
+    return false;
+}
+
+bool TreeBuilder::Walk::fillDictionary(Level& level) {
+    while (level.next != level.end) {
+        const Field field = builder_.fields_[level.next];
+        ++level.next;
+        Value* const node = makeNode(field.at);
+        if (level.dictionary->append(field.key, node)) {
+            return true;
+        }
+        if (isContainer(*node)) {
+            return enter(node, field.at);
+        }
+    }
+    builder_.fields_.resize(level.firstField);
+    builder_.levels_.pop_back();
+    return false;
+}
+
+}  // namespace util::config

@@ -1,0 +1,128 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <memory>
+#include <random>
+#include <thread>
+#include <vector>
+
+#include "NodeBlocks.h"
+#include "support/FailingAllocations.h"
+#include "util/config/Scalars.h"
+
+namespace {
+
+using kova::test::FailingAllocations;
+using util::config::NodeBlocks;
+using util::config::Value;
+using util::config::ValueInt;
+using util::config::ValueString;
+
+constexpr std::size_t ROOM_OF_INT = NodeBlocks::roomOf<ValueInt>();
+
+// So many integers from 0 on.
+std::vector<std::unique_ptr<Value>> integers(int count) {
+    NodeBlocks blocks(static_cast<std::size_t>(count) * ROOM_OF_INT);
+    std::vector<std::unique_ptr<Value>> nodes;
+    for (int i = 0; i < count; ++i) {
+        nodes.emplace_back(blocks.make<ValueInt>(i));
+    }
+    return nodes;
+}
+
+TEST(NodeBlocksTest, NodesAreWhatTheyWereMadeAsAndOutliveTheBlocks) {
+    for (const int count : {1, 10, 100, 1000, 10000}) {
+        const auto nodes = integers(count);
+        for (int i = 0; i < count; ++i) {
+            ASSERT_EQ(*nodes[static_cast<std::size_t>(i)], ValueInt(i));
+        }
+    }
+}
+
+TEST(NodeBlocksTest, SmallTreeTakesOneBlockAndALargeOneTakesFew) {
+    for (const auto& [count, most] : {std::pair(1, 1L), {100, 1L}, {10000, 60L}}) {
+        std::vector<std::unique_ptr<Value>> nodes;
+        nodes.reserve(static_cast<std::size_t>(count));
+        const long before = FailingAllocations::liveBlocks();
+        NodeBlocks blocks(static_cast<std::size_t>(count) * ROOM_OF_INT);
+        for (int i = 0; i < count; ++i) {
+            nodes.emplace_back(blocks.make<ValueInt>(i));
+        }
+        EXPECT_LE(FailingAllocations::liveBlocks() - before, most) << count;
+    }
+}
+
+TEST(NodeBlocksTest, LastNodeOfABlockFreesItInAnyOrder) {
+    for (const int count : {3, 100, 10000}) {
+        const long before = FailingAllocations::liveBlocks();
+        {
+            auto nodes = integers(count);
+            std::shuffle(nodes.begin(), nodes.end(), std::mt19937(1));
+            const long all = FailingAllocations::liveBlocks();
+            nodes.resize(nodes.size() - 1);
+            EXPECT_LE(FailingAllocations::liveBlocks(), all);
+            nodes.resize(1);
+            EXPECT_EQ(FailingAllocations::liveBlocks(), before + 2) << count;  // and the vector's
+        }
+        EXPECT_EQ(FailingAllocations::liveBlocks(), before) << count;
+    }
+}
+
+TEST(NodeBlocksTest, NodesAreDeletedWhileOthersAreMade) {
+    for (const std::size_t room : {50 * ROOM_OF_INT, 10000 * ROOM_OF_INT}) {
+        const long before = FailingAllocations::liveBlocks();
+        {
+            NodeBlocks blocks(room);
+            for (int i = 0; i < 1000; ++i) {
+                delete blocks.make<ValueInt>(i);
+            }
+        }
+        EXPECT_EQ(FailingAllocations::liveBlocks(), before);
+    }
+}
+
+TEST(NodeBlocksTest, ExhaustedMemoryGivesNoNodeAndKeepsTheOthers) {
+    for (const std::size_t room : {2 * NodeBlocks::roomOf<ValueString>(), std::size_t{100000}}) {
+        NodeBlocks blocks(room);
+        {
+            const FailingAllocations failing(0);
+            EXPECT_EQ(blocks.make<ValueInt>(1), nullptr);
+        }
+        const std::unique_ptr<Value> first(blocks.make<ValueString>("first"));
+        std::vector<std::unique_ptr<Value>> nodes(1000);
+        std::size_t made = 0;
+        {
+            const FailingAllocations failing(0);
+            while (made < nodes.size() &&
+                   (nodes[made].reset(blocks.make<ValueInt>(2)), nodes[made])) {
+                ++made;
+            }
+        }
+        EXPECT_GE(made, 1U);
+        EXPECT_LT(made, 200U);
+        EXPECT_EQ(*first, ValueString("first"));
+        const std::unique_ptr<Value> later(blocks.make<ValueInt>(3));
+        EXPECT_EQ(*later, ValueInt(3));
+    }
+}
+
+TEST(NodeBlocksTest, NodesOfABlockMayBeDeletedByManyThreads) {
+    for (const int count : {100, 10000}) {
+        auto nodes = integers(count);
+        std::vector<std::thread> threads;
+        const std::size_t part = nodes.size() / 4;
+        for (std::size_t i = 0; i < 4; ++i) {
+            std::vector<std::unique_ptr<Value>> share;
+            for (std::size_t n = i; n < 4 * part; n += 4) {
+                share.push_back(std::move(nodes[n]));
+            }
+            threads.emplace_back([mine = std::move(share)]() mutable { mine.clear(); });
+        }
+        for (std::thread& thread : threads) {
+            thread.join();
+        }
+        EXPECT_EQ(std::count(nodes.begin(), nodes.end(), nullptr), count);
+    }
+}
+
+}  // namespace
