@@ -1,5 +1,7 @@
+#include <array>
 #include <memory>
-#include <sstream>
+#include <ostream>
+#include <streambuf>
 #include <string>
 
 #include "Trial.h"
@@ -112,16 +114,32 @@ void printTree(Trial& trial) {
     EXPECT_EQ(text, trial.isDone() ? SAMPLE : "");
 }
 
+// A stream buffer that needs no memory of its own.
+class Page : public std::streambuf {
+public:
+    Page() { setp(bytes_.data(), bytes_.data() + bytes_.size()); }
+    std::string text() const { return {pbase(), pptr()}; }
+
+private:
+    std::array<char, 4096> bytes_{};
+};
+
 void printToStream(Trial& trial) {
-    const Tree tree = parseTree("[]");
-    std::ostringstream out;
+    // A short text takes no memory.
+    const std::string text = "[\"" + std::string(2000, 'a') + "\"]";
+    const Tree tree = parseTree(text);
+    Page page;
+    std::ostream out(&page);
+    const bool former = Value::g_print_compact.exchange(true);
     trial.attempt([&] {
         tree->print(out);
         return out.bad();
     });
-    EXPECT_EQ(out.str(), trial.isDone() ? "[]" : "");
+    EXPECT_EQ(page.text(), trial.isDone() ? text : "");
     out.clear();
     tree->print(out);
+    Value::g_print_compact = former;
+    EXPECT_EQ(page.text(), trial.isDone() ? text + text : text);
     EXPECT_TRUE(out.good());
 }
 
