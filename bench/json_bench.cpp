@@ -18,14 +18,13 @@ using Tree = std::unique_ptr<util::config::Value>;
 const Entries ENTRIES([] {
     for (const DocumentSize& size : DOCUMENT_SIZES) {
         const std::string text = document(size);
-        contest(
-            readRoad(size), "kova",
-            [text] {
-                return [text, parser = std::make_shared<util::config::JSONParser>(false)] {
-                    return Tree(parser->parseValue(text));
-                };
-            },
-            text.size());
+        const auto read = [text] {
+            return [text, parser = std::make_shared<util::config::JSONParser>(false)] {
+                return Tree(parser->parseValue(text));
+            };
+        };
+        contest(readRoad(size), "kova", read, text.size());
+        weighing(heapRoad(size), "kova", read, text.size(), nodes(size));
         contest(
             writeRoad(size), "kova",
             [text] {

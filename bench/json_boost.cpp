@@ -11,9 +11,9 @@ namespace {
 const Entries ENTRIES([] {
     for (const DocumentSize& size : DOCUMENT_SIZES) {
         const std::string text = document(size);
-        contest(
-            readRoad(size), "Boost.JSON",
-            [text] { return [text] { return boost::json::parse(text); }; }, text.size());
+        const auto read = [text] { return [text] { return boost::json::parse(text); }; };
+        contest(readRoad(size), "Boost.JSON", read, text.size());
+        weighing(heapRoad(size), "Boost.JSON", read, text.size(), nodes(size));
         contest(
             writeRoad(size), "Boost.JSON",
             [text] {

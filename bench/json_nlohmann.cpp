@@ -11,9 +11,9 @@ namespace {
 const Entries ENTRIES([] {
     for (const DocumentSize& size : DOCUMENT_SIZES) {
         const std::string text = document(size);
-        contest(
-            readRoad(size), "nlohmann",
-            [text] { return [text] { return nlohmann::json::parse(text); }; }, text.size());
+        const auto read = [text] { return [text] { return nlohmann::json::parse(text); }; };
+        contest(readRoad(size), "nlohmann", read, text.size());
+        weighing(heapRoad(size), "nlohmann", read, text.size(), nodes(size));
         contest(
             writeRoad(size), "nlohmann",
             [text] { return [tree = nlohmann::json::parse(text)] { return tree.dump(); }; },

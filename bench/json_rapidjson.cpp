@@ -56,9 +56,9 @@ std::string write(const rapidjson::Document& tree) {
 const Entries ENTRIES([] {
     for (const DocumentSize& size : DOCUMENT_SIZES) {
         const std::string text = document(size);
-        contest(
-            readRoad(size), "RapidJSON", [text] { return [text] { return read(text); }; },
-            text.size());
+        const auto make = [text] { return [text] { return read(text); }; };
+        contest(readRoad(size), "RapidJSON", make, text.size());
+        weighing(heapRoad(size), "RapidJSON", make, text.size(), nodes(size));
         contest(
             writeRoad(size), "RapidJSON",
             [text] {

@@ -1,5 +1,7 @@
 #include "support/Allocations.h"
 
+#include <malloc.h>
+
 #include <array>
 #include <atomic>
 #include <cstdlib>
@@ -22,6 +24,36 @@ Place& placeOfThread() noexcept {
     return place;
 }
 
+std::atomic<bool> weighing{false};
+std::atomic<unsigned long> weight{0};
+
+void* counted(void* memory) noexcept {
+    placeOfThread().count.fetch_add(1, std::memory_order_relaxed);
+    if (weighing.load(std::memory_order_relaxed)) {
+        weight.fetch_add(malloc_usable_size(memory), std::memory_order_relaxed);
+    }
+    return memory;
+}
+
+void* orThrow(void* memory) {
+    if (memory == nullptr) {
+        throw std::bad_alloc();
+    }
+    return memory;
+}
+
+void* aligned(std::size_t size, std::align_val_t alignment) noexcept {
+    const auto step = static_cast<std::size_t>(alignment);
+    return counted(std::aligned_alloc(step, (size + step - 1) / step * step));
+}
+
+void release(void* memory) noexcept {
+    if (weighing.load(std::memory_order_relaxed)) {
+        weight.fetch_sub(malloc_usable_size(memory), std::memory_order_relaxed);
+    }
+    std::free(memory);
+}
+
 }  // namespace
 
 namespace kova::bench {
@@ -34,18 +66,48 @@ unsigned long allocations() noexcept {
     return sum;
 }
 
+Scales::Scales() noexcept {
+    weight = 0;
+    weighing = true;
+}
+
+Scales::~Scales() {
+    weighing = false;
+}
+
+unsigned long Scales::bytes() const noexcept {
+    return weight;
+}
+
 }  // namespace kova::bench
 
 __attribute__((visibility("default"))) void* operator new(std::size_t size) {
-    placeOfThread().count.fetch_add(1, std::memory_order_relaxed);
-    if (void* const memory = std::malloc(size)) {
-        return memory;
-    }
-    throw std::bad_alloc();
+    return orThrow(counted(std::malloc(size)));
+}
+__attribute__((visibility("default"))) void* operator new(std::size_t size,
+                                                          const std::nothrow_t&) noexcept {
+    return counted(std::malloc(size));
+}
+__attribute__((visibility("default"))) void* operator new(std::size_t size,
+                                                          std::align_val_t alignment) {
+    return orThrow(aligned(size, alignment));
+}
+__attribute__((visibility("default"))) void* operator new(std::size_t size,
+                                                          std::align_val_t alignment,
+                                                          const std::nothrow_t&) noexcept {
+    return aligned(size, alignment);
 }
 __attribute__((visibility("default"))) void operator delete(void* memory) noexcept {
-    std::free(memory);
+    release(memory);
 }
 __attribute__((visibility("default"))) void operator delete(void* memory, std::size_t) noexcept {
-    std::free(memory);
+    release(memory);
+}
+__attribute__((visibility("default"))) void operator delete(void* memory,
+                                                            std::align_val_t) noexcept {
+    release(memory);
+}
+__attribute__((visibility("default"))) void operator delete(void* memory, std::size_t,
+                                                            std::align_val_t) noexcept {
+    release(memory);
 }

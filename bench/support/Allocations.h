@@ -7,6 +7,19 @@ namespace kova::bench {
 /// How often memory was asked for since the program started, on all threads.
 unsigned long allocations() noexcept;
 
+/// Weighs the memory that is got and kept while it lives, on all threads, as the allocator rounds
+/// it up. One at a time; what is freed meanwhile must not be older. Nothing is weighed at other
+/// times, for that takes time.
+class Scales {
+public:
+    Scales() noexcept;
+    ~Scales();
+    Scales(const Scales&) = delete;
+    Scales& operator=(const Scales&) = delete;
+
+    unsigned long bytes() const noexcept;
+};
+
 /// Reports the allocations an iteration since it was made as the counter "allocations".
 class AllocationCounter {
 public:

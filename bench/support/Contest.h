@@ -42,6 +42,25 @@ benchmark::internal::Benchmark* contest(const std::string& road, const std::stri
         });
 }
 
+/// Enters a contestant of a road that is not about time, but about the memory that the result of
+/// `make()` holds: as a multiple of `bytes`, and for each of the `nodes` that it has.
+template <typename Make>
+void weighing(const std::string& road, const std::string& contestant, Make make, std::size_t bytes,
+              std::size_t nodes) {
+    benchmark::RegisterBenchmark((road + "/" + contestant).c_str(), [make, bytes, nodes](
+                                                                        benchmark::State& state) {
+        auto work = make();
+        benchmark::DoNotOptimize(work());  // what it keeps for the next call does not count
+        for (auto _ : state) {
+            const Scales scales;
+            const auto result = work();
+            const auto held = static_cast<double>(scales.bytes());
+            state.counters["held"] = held / static_cast<double>(bytes);
+            state.counters["held_per_node"] = held / static_cast<double>(nodes);
+        }
+    })->Iterations(1);
+}
+
 /// Runs a function while the program starts, in which the file enters its contestants.
 struct Entries {
     template <typename Enter>

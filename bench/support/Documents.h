@@ -41,9 +41,18 @@ inline std::string document(const DocumentSize& size) {
     return text + "]}";
 }
 
-/// The two rows that every JSON contestant enters.
+/// How many nodes the tree of a document has: the values of every kind.
+inline std::size_t nodes(const DocumentSize& size) {
+    constexpr std::size_t NODES_PER_RECORD = 20;
+    return size.records * NODES_PER_RECORD + (size.records == 1 ? 0 : 2);
+}
+
+/// The rows that the JSON contestants enter.
 inline std::string readRoad(const DocumentSize& size) {
     return std::string("JSON to tree, ") + size.name;
+}
+inline std::string heapRoad(const DocumentSize& size) {
+    return std::string("heap of the tree, ") + size.name;
 }
 inline std::string writeRoad(const DocumentSize& size) {
     return std::string("tree to JSON, ") + size.name;

@@ -11,8 +11,6 @@ namespace {
 
 // What a block counts as its nodes while it may get more: more than it can have.
 constexpr std::size_t OPEN = NodeBlocks::SIZE;
-// The allocator keeps some bytes of its own before each block: so they lie side by side.
-constexpr std::size_t BYTES = NodeBlocks::SIZE - 2 * sizeof(void*);
 constexpr std::align_val_t ALIGNMENT{NodeBlocks::SIZE};
 
 }  // namespace
@@ -26,7 +24,7 @@ struct NodeBlocks::Block {
 
 // Begins a block with room for at least `size` bytes; true when memory is exhausted.
 bool NodeBlocks::open(std::size_t size) noexcept {
-    const std::size_t bytes = isSmall_ ? sizeof(Block) + (room_ < size ? size : room_) : BYTES;
+    const std::size_t bytes = isSmall_ ? sizeof(Block) + (room_ < size ? size : room_) : SIZE;
     void* const memory = isSmall_ ? ::operator new(bytes, std::nothrow)
                                   : ::operator new(bytes, ALIGNMENT, std::nothrow);
     if (memory == nullptr) {
