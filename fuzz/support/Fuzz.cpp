@@ -1,5 +1,6 @@
 #include "support/Fuzz.h"
 
+#include <algorithm>
 #include <atomic>
 #include <cstdio>
 #include <cstdlib>
@@ -28,6 +29,13 @@ void requireEqual(std::string_view actual, std::string_view expected, char const
                      static_cast<int>(expected.size()), expected.data());
         require(false, law);
     }
+}
+
+std::string lowerCase(std::string text) {
+    std::transform(text.begin(), text.end(), text.begin(), [](char c) {
+        return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+    });
+    return text;
 }
 
 std::size_t takeReports() {

@@ -15,6 +15,14 @@ void require(bool holds, char const* law);
 /// The same for two texts, which are shown.
 void requireEqual(std::string_view actual, std::string_view expected, char const* law);
 
+/// Whether none of the characters occurs in the text.
+inline bool lacks(const std::string& text, char const* characters) {
+    return text.find_first_of(characters) == std::string::npos;
+}
+
+/// The text with the letters of ASCII in lower case.
+std::string lowerCase(std::string text);
+
 /// The number of errors reported since the latest call.
 std::size_t takeReports();
 
