@@ -8,8 +8,9 @@ using kova::Path;
 
 namespace {
 
-void checkPart(const std::string& text, const Path& path, std::size_t i) {
-    const std::vector<std::string> parts = Path::split(text);
+using Parts = std::vector<std::string>;
+
+void checkPart(const std::string& text, const Path& path, const Parts& parts, std::size_t i) {
     const std::string expected = i < parts.size() ? parts[i] : "?";
     std::string fromText = "?";
     std::string fromPath = "?";
@@ -23,10 +24,11 @@ void checkPart(const std::string& text, const Path& path, std::size_t i) {
 extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size) {
     const std::string text = Input(data, size).line();
     const Path path(text);
-    const std::size_t count = Path::split(text).size();
+    const Parts parts = Path::split(text);
+    const std::size_t count = parts.size();
     require(path.numparts() == count && Path::numparts(text) == count, "numparts");
     for (std::size_t i = 0; i <= count; ++i) {
-        checkPart(text, path, i);
+        checkPart(text, path, parts, i);
     }
     requireEqual(Path(path.toString()).toString(), path.toString(), "printing normalizes");
     const std::string whole = path.subpath(0, Path::NPOS);
