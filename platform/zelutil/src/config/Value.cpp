@@ -18,7 +18,7 @@ namespace {
 union Immortal {
     constexpr explicit Immortal(Value::Kind kind, bool truth = false) noexcept
         : node(kind, truth) {}
-    ~Immortal() {}
+    ~Immortal() {}  // NOLINT(modernize-use-equals-default): that one would be deleted
     PlainValue node;
 };
 

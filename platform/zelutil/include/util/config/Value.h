@@ -45,6 +45,11 @@ public:
     };
 
     virtual ~Value() = default;
+    /// @{
+    /// Content is copied by `clone` alone.
+    Value(const Value&) = delete;
+    Value& operator=(const Value&) = delete;
+    /// @}
 
     /// The kind of this node.
     Kind kind() const noexcept { return kind_; }
@@ -156,9 +161,6 @@ public:
 protected:
     /// A node of the kind.
     constexpr explicit Value(Kind kind) noexcept : kind_(kind) {}
-    /// Content is copied by `clone` alone.
-    Value(const Value&) = delete;
-    Value& operator=(const Value&) = delete;
 
 private:
     const Value* find(std::string_view key) const noexcept;
