@@ -17,6 +17,10 @@ namespace util::config {
 /// and one too large for a double is refused. Of duplicate keys the last wins. Nesting up to
 /// `util::MAX_NESTING_DEPTH`. One thread at a time; an object may be used again and keeps its
 /// memory for that.
+///
+/// The nodes of a tree that was read lie in blocks of up to 4 KiB, each of which is freed with its
+/// last node. A node that is taken out of its tree and kept for long keeps its block, too; `clone`
+/// gives one that stands for itself.
 class UTIL_API JSONParser {
 public:
     /// With `unicodeStrings` the strings of the tree are unicode strings, without it narrow ones.
