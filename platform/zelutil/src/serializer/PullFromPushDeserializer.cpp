@@ -127,8 +127,8 @@ bool PullFromPushDeserializer::beginDeserialize(ByteBufferReader* reader, Option
     }
     source_->setNestingLimit(limit);
     Recorder& recorder = handler_->recorder;
-    const bool failed = recorder.start(remainingOf(reader)) ||
-                        source_->beginDeserialize(reader, &recorder) ||
+    handler_->builder.start(remainingOf(reader));
+    const bool failed = recorder.start() || source_->beginDeserialize(reader, &recorder) ||
                         source_->deserialize() != IStructuredPushDeserializer::DONE;
     if (source_->endDeserialize() || failed || recorder.finish()) {
         reset();

@@ -11,10 +11,6 @@ void PullFromPushDeserializer::Handler::clear() noexcept {
     record.text.truncate(0);
 }
 
-Event const* PullFromPushDeserializer::Handler::value() const noexcept {
-    return stack.top().expects == Expects::Value ? &at(stack.top().data.next) : nullptr;
-}
-
 // ---- brackets
 
 bool PullFromPushDeserializer::Handler::open(Event::Kind kind, Bracket bracket,

@@ -25,9 +25,10 @@ public:
     using Stack = BracketStack<Cursor>;
     static constexpr std::uint32_t NONE = 0xFFFFFFFF;
 
-    Handler() noexcept : recorder(record) {}
+    Handler() noexcept : builder(record), recorder(builder) {}
 
     Record record;
+    RecordBuilder builder;
     Recorder recorder;
     Stack stack;
     Entry entry;
@@ -39,7 +40,9 @@ public:
 
     const Event& at(std::uint32_t index) const noexcept { return record.events[index]; }
     /// The value that a getter would read now; null when none stands here.
-    Event const* value() const noexcept;
+    Event const* value() const noexcept {
+        return stack.top().expects == Expects::Value ? &at(stack.top().data.next) : nullptr;
+    }
     /// The value was read.
     void consume() noexcept { stack.top().expects = Expects::Nothing; }
 

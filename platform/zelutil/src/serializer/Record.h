@@ -2,10 +2,12 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <limits>
 #include <string_view>
 #include <vector>
 
 #include "util/ByteBufferWriter.h"
+#include "util/Limits.h"
 #include "util/serializer/SequencedSerializer.h"
 
 namespace util::serializer {
@@ -61,17 +63,58 @@ struct Record {
     }
 };
 
+/// Adds to a record what its caller knows to be in order: the events of one value. At most
+/// 2^32 - 2 events and bytes of text. Each function is true on failure.
+class RecordBuilder {
+public:
+    /// Into `record`, borrowed.
+    explicit RecordBuilder(Record& record) noexcept : record_(record) {}
+
+    /// Starts the record of `payload`, borrowed as long as the record is read.
+    void start(std::string_view payload) noexcept;
+
+    bool addNull() noexcept { return add(Event::Kind::Null, {}); }
+    bool addBoolean(bool value) noexcept;
+    bool addSigned(std::int64_t value) noexcept;
+    bool addUnsigned(std::uint64_t value) noexcept;
+    bool addReal(Event::Kind kind, double value) noexcept;
+    /// A string, or the name of a field.
+    bool addText(Event::Kind kind, std::string_view bytes) noexcept;
+    bool open(Event::Kind kind) noexcept;
+    bool close() noexcept;
+    /// Before each element of an array.
+    void countElement() noexcept { ++record_.events[open_].content.count; }
+
+private:
+    bool add(Event::Kind kind, Event::Content content, bool inPayload = false) noexcept;
+    bool growFails() noexcept;
+    bool copyText(Event::Kind kind, std::string_view bytes) noexcept;
+
+    Record& record_;
+    /// The innermost container that is open; while one is open its `next` holds the one around it.
+    std::uint32_t open_ = 0;
+    /// How many bytes of the payload an event can point into.
+    std::size_t reach_ = 0;
+};
+
 /// Records what is written to it. Typed arrays are recorded element by element, an empty element as
-/// null. At most 2^32 - 2 events and bytes of text.
+/// null.
 class Recorder final : public SequencedSerializer {
 public:
-    /// Records into `record`, borrowed.
-    explicit Recorder(Record& record) noexcept;
+    /// Records with `builder`, borrowed.
+    explicit Recorder(RecordBuilder& builder) noexcept;
 
-    /// Starts the record of `payload`, borrowed as long as the record is read. True on failure.
-    [[nodiscard]] bool start(std::string_view payload);
+    /// Starts a record whose builder was started. True on failure.
+    [[nodiscard]] bool start() { return beginSerialize(&unused_, nullptr); }
     /// Ends it; true when what was written is no complete value.
     [[nodiscard]] bool finish();
+
+    /// Records one value as a whole: `put(builder, levels)` adds it and nests no deeper than so
+    /// many levels. Its order is its own matter, so it costs none of the checks of single calls.
+    template <class Put>
+    bool recordValue(Put put) {
+        return value([&] { return put(builder_, MAX_NESTING_DEPTH - depth()); });
+    }
 
 protected:
     bool putNull() override;
@@ -91,17 +134,77 @@ protected:
     bool putFieldBegin(std::string_view name, bool first) override;
 
 private:
-    bool add(Event::Kind kind, Event::Content content, bool inPayload = false) noexcept;
-    bool growFails() noexcept;
-    bool addText(Event::Kind kind, std::string_view bytes) noexcept;
-    bool findInPayload(std::string_view bytes, Event::Text& place) const noexcept;
-    bool open(Event::Kind kind) noexcept;
-    bool close() noexcept;
-
-    Record& record_;
-    /// The innermost container that is open; while one is open its `next` holds the one around it.
-    std::uint32_t open_ = 0;
+    RecordBuilder& builder_;
     ByteBufferWriter unused_{0};  // a record is no bytes
 };
+
+// Inline, because a decoder adds an event with every few bytes that it takes.
+
+inline bool RecordBuilder::add(Event::Kind kind, Event::Content content, bool inPayload) noexcept {
+    const std::size_t index = record_.events.size();
+    if (index == record_.events.capacity() && growFails()) {
+        return true;
+    }
+    record_.events.push_back({kind, inPayload, static_cast<std::uint32_t>(index + 1), content});
+    return false;
+}
+
+inline bool RecordBuilder::addBoolean(bool value) noexcept {
+    Event::Content content{};
+    content.boolean = value;
+    return add(Event::Kind::Boolean, content);
+}
+
+inline bool RecordBuilder::addSigned(std::int64_t value) noexcept {
+    Event::Content content{};
+    content.int64 = value;
+    return add(Event::Kind::Int64, content);
+}
+
+inline bool RecordBuilder::addUnsigned(std::uint64_t value) noexcept {
+    if (value <= static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max())) {
+        return addSigned(static_cast<std::int64_t>(value));
+    }
+    Event::Content content{};
+    content.uint64 = value;
+    return add(Event::Kind::UInt64, content);
+}
+
+inline bool RecordBuilder::addReal(Event::Kind kind, double value) noexcept {
+    Event::Content content{};
+    content.number = value;
+    return add(kind, content);
+}
+
+inline bool RecordBuilder::addText(Event::Kind kind, std::string_view bytes) noexcept {
+    // As numbers, which have an order also when the bytes lie elsewhere.
+    const std::uintptr_t offset = reinterpret_cast<std::uintptr_t>(bytes.data()) -
+                                  reinterpret_cast<std::uintptr_t>(record_.payload.data());
+    if (offset > reach_ || bytes.size() > reach_ - offset) {
+        return copyText(kind, bytes);
+    }
+    Event::Content content{};
+    content.text = {static_cast<std::uint32_t>(offset), static_cast<std::uint32_t>(bytes.size())};
+    return add(kind, content, true);
+}
+
+inline bool RecordBuilder::open(Event::Kind kind) noexcept {
+    const auto index = static_cast<std::uint32_t>(record_.events.size());
+    Event::Content content{};
+    content.count = 0;
+    if (add(kind, content)) {
+        return true;
+    }
+    record_.events[index].next = open_;
+    open_ = index;
+    return false;
+}
+
+inline bool RecordBuilder::close() noexcept {
+    Event& container = record_.events[open_];
+    open_ = container.next;
+    container.next = static_cast<std::uint32_t>(record_.events.size());
+    return false;
+}
 
 }  // namespace util::serializer

@@ -50,15 +50,6 @@ bool SequencedSerializer::endSerialize(unsigned long& written) {
 
 // ---- scalars
 
-template <class Put>
-bool SequencedSerializer::value(Put put) {
-    if (!admits(Expects::Value) || put()) {
-        return fail();
-    }
-    stack_.top().expects = Expects::Nothing;
-    return false;
-}
-
 template <class Number>
 bool SequencedSerializer::number(Number value) {
     if constexpr (std::is_same_v<Number, float>) {

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cstddef>
+
 #include "util/Export.h"
 #include "util/Limits.h"
 #include "util/serializer/IStructuredPushDeserializer.h"
@@ -24,6 +26,8 @@ public:
     void setNestingLimit(unsigned int limit) noexcept override;
 
 private:
+    UTIL_LOCAL bool replayFails(unsigned char const* bytes, std::size_t size);
+
     Endianess order_;
     ByteBufferReader* reader_ = nullptr;
     IStructuredSerializer* target_ = nullptr;

@@ -105,6 +105,15 @@ protected:
     std::size_t depth() const noexcept { return depth_; }
     /// Whether no white space is to be written.
     bool isCompact() const noexcept { return stack_.top().data.compact; }
+    /// Puts one whole value with `put()`, which is true on failure, when one may stand here.
+    template <class Put>
+    UTIL_LOCAL bool value(Put put) {
+        if (!admits(Expects::Value) || put()) {
+            return fail();
+        }
+        stack_.top().expects = Expects::Nothing;
+        return false;
+    }
 
     /// @{
     /// One scalar.
@@ -161,8 +170,6 @@ private:
         return {true, data.compact, data.plainArrays};
     }
     UTIL_LOCAL LevelData inner(Options const* options) const;
-    template <class Put>
-    UTIL_LOCAL bool value(Put put);
     template <class Number>
     UTIL_LOCAL bool number(Number value);
     template <class Put>
