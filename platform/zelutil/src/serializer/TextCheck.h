@@ -16,6 +16,25 @@ Word wordAt(char const* bytes) noexcept {
     return word;
 }
 
+constexpr std::uint64_t NOT_ASCII = 0x8080808080808080U;
+
+/// Copies fewer than eight bytes. The words may overlap.
+inline void copyTinyText(char const* bytes, std::size_t size, char* target) noexcept {
+    constexpr std::size_t HALF = sizeof(std::uint32_t);
+    if (size >= HALF) {
+        const auto first = wordAt<std::uint32_t>(bytes);
+        const auto last = wordAt<std::uint32_t>(bytes + size - HALF);
+        std::memcpy(target, &first, HALF);
+        std::memcpy(target + size - HALF, &last, HALF);
+    } else if (size != 0) {
+        const char middle = bytes[size / 2];
+        const char last = bytes[size - 1];
+        target[0] = bytes[0];
+        target[size / 2] = middle;
+        target[size - 1] = last;
+    }
+}
+
 /// Whether `bytes` are plain ASCII and no more than 32; the words that are looked at may overlap.
 inline bool isShortAscii(std::string_view bytes) noexcept {
     constexpr std::size_t WORD = sizeof(std::uint64_t);
@@ -35,7 +54,31 @@ inline bool isShortAscii(std::string_view bytes) noexcept {
     } else if (!bytes.empty()) {
         all = static_cast<unsigned char>(begin[0] | begin[bytes.size() / 2] | end[-1]);
     }
-    return (all & 0x8080808080808080U) == 0;
+    return (all & NOT_ASCII) == 0;
+}
+
+/// Copies `bytes`, no more than 32, to `target`. Gives whether they are plain ASCII.
+inline bool copyShortText(std::string_view bytes, unsigned char* target) noexcept {
+    constexpr std::size_t WORD = sizeof(std::uint64_t);
+    char const* const begin = bytes.data();
+    const std::size_t size = bytes.size();
+    if (size < WORD) {
+        copyTinyText(begin, size, reinterpret_cast<char*>(target));
+        return isShortAscii(bytes);
+    }
+    const auto first = wordAt<std::uint64_t>(begin);
+    const auto last = wordAt<std::uint64_t>(begin + size - WORD);
+    std::uint64_t all = first | last;
+    if (size > 2 * WORD) {
+        const auto second = wordAt<std::uint64_t>(begin + WORD);
+        const auto third = wordAt<std::uint64_t>(begin + size - 2 * WORD);
+        std::memcpy(target + WORD, &second, WORD);
+        std::memcpy(target + size - 2 * WORD, &third, WORD);
+        all |= second | third;
+    }
+    std::memcpy(target, &first, WORD);
+    std::memcpy(target + size - WORD, &last, WORD);
+    return (all & NOT_ASCII) == 0;
 }
 
 /// Whether `bytes` are UTF-8. Names and most strings are short and plain; for them this is a third

@@ -1,0 +1,45 @@
+#pragma once
+
+#include <cstdint>
+
+// Numbers as the binary format has them, the most significant byte first. Written without loops:
+// then compilers make one load or store and a swap of each.
+namespace util::serializer {
+
+inline std::uint16_t loadTwo(unsigned char const* bytes) noexcept {
+    return static_cast<std::uint16_t>(bytes[0] << 8U | bytes[1]);
+}
+
+inline std::uint32_t loadFour(unsigned char const* bytes) noexcept {
+    return std::uint32_t{bytes[0]} << 24U | std::uint32_t{bytes[1]} << 16U |
+           std::uint32_t{bytes[2]} << 8U | bytes[3];
+}
+
+inline std::uint64_t loadEight(unsigned char const* bytes) noexcept {
+    return std::uint64_t{loadFour(bytes)} << 32U | loadFour(bytes + 4);
+}
+
+inline void storeTwo(std::uint64_t number, unsigned char* bytes) noexcept {
+    bytes[0] = static_cast<unsigned char>(number >> 8U);
+    bytes[1] = static_cast<unsigned char>(number);
+}
+
+inline void storeFour(std::uint64_t number, unsigned char* bytes) noexcept {
+    bytes[0] = static_cast<unsigned char>(number >> 24U);
+    bytes[1] = static_cast<unsigned char>(number >> 16U);
+    bytes[2] = static_cast<unsigned char>(number >> 8U);
+    bytes[3] = static_cast<unsigned char>(number);
+}
+
+inline void storeEight(std::uint64_t number, unsigned char* bytes) noexcept {
+    bytes[0] = static_cast<unsigned char>(number >> 56U);
+    bytes[1] = static_cast<unsigned char>(number >> 48U);
+    bytes[2] = static_cast<unsigned char>(number >> 40U);
+    bytes[3] = static_cast<unsigned char>(number >> 32U);
+    bytes[4] = static_cast<unsigned char>(number >> 24U);
+    bytes[5] = static_cast<unsigned char>(number >> 16U);
+    bytes[6] = static_cast<unsigned char>(number >> 8U);
+    bytes[7] = static_cast<unsigned char>(number);
+}
+
+}  // namespace util::serializer
