@@ -48,40 +48,46 @@ private:
 /// The record of a payload.
 class RecordTarget {
 public:
-    explicit RecordTarget(RecordBuilder& builder) noexcept : builder_(builder) {}
+    explicit RecordTarget(Record& record) noexcept : record_(record) {}
 
-    bool putNull() noexcept { return builder_.addNull(); }
-    bool putBoolean(bool value) noexcept { return builder_.addBoolean(value); }
-    bool putSigned(std::int64_t value) noexcept { return builder_.addSigned(value); }
-    bool putUnsigned(std::uint64_t value) noexcept { return builder_.addUnsigned(value); }
+    bool putNull() noexcept { return record_.addNull(); }
+    bool putBoolean(bool value) noexcept { return record_.addBoolean(value); }
+    bool putSigned(std::int64_t value) noexcept { return record_.addSigned(value); }
+    bool putUnsigned(std::uint64_t value) noexcept { return record_.addUnsigned(value); }
     bool putFloat(float value) noexcept {
-        return builder_.addReal(Event::Kind::Float, static_cast<double>(value));
+        return record_.addReal(Event::Kind::Float, static_cast<double>(value));
     }
-    bool putDouble(double value) noexcept { return builder_.addReal(Event::Kind::Double, value); }
+    bool putDouble(double value) noexcept { return record_.addReal(Event::Kind::Double, value); }
     bool putString(std::string_view bytes) noexcept {
-        return builder_.addText(Event::Kind::String, bytes);
+        return record_.addText(Event::Kind::String, bytes);
     }
     bool putTypedArray(std::uint64_t tag, std::string_view bytes) {
-        Recorder array(builder_);
+        Recorder array(record_);
         return array.start() || replayTypedArray(tag, bytes, array);
     }
-    bool putEmptyElement() noexcept { return beginElement() || builder_.addNull(); }
-    bool beginArray() noexcept { return builder_.open(Event::Kind::Array); }
-    bool endArray() noexcept { return builder_.close(); }
+    bool putEmptyElement() noexcept { return beginElement() || record_.addNull(); }
+    bool beginArray() noexcept { return record_.open(Event::Kind::Array); }
+    bool endArray() noexcept {
+        record_.close();
+        return false;
+    }
     bool beginElement() noexcept {
-        builder_.countElement();
+        record_.countElement();
         return false;
     }
     bool endElement() noexcept { return false; }
-    bool beginStruct() noexcept { return builder_.open(Event::Kind::Struct); }
-    bool endStruct() noexcept { return builder_.close(); }
+    bool beginStruct() noexcept { return record_.open(Event::Kind::Struct); }
+    bool endStruct() noexcept {
+        record_.close();
+        return false;
+    }
     bool beginField(std::string_view name) noexcept {
-        return builder_.addText(Event::Kind::Field, name);
+        return record_.addText(Event::Kind::Field, name);
     }
     bool endField() noexcept { return false; }
 
 private:
-    RecordBuilder& builder_;
+    Record& record_;
 };
 
 }  // namespace
@@ -101,11 +107,10 @@ bool AXOBinStructuredPushDeserializer::replayFails(unsigned char const* bytes, s
     if (typeid(*target_) != typeid(Recorder)) {
         return CborReplay(bytes, size, nestingLimit_, SerializerTarget(*target_)).run();
     }
-    return static_cast<Recorder&>(*target_).recordValue(
-        [&](RecordBuilder& builder, std::size_t levels) {
-            const auto limit = std::min(nestingLimit_, static_cast<unsigned int>(levels));
-            return CborReplay(bytes, size, limit, RecordTarget(builder)).run();
-        });
+    return static_cast<Recorder&>(*target_).recordValue([&](Record& record, std::size_t levels) {
+        const auto limit = std::min(nestingLimit_, static_cast<unsigned int>(levels));
+        return CborReplay(bytes, size, limit, RecordTarget(record)).run();
+    });
 }
 
 int AXOBinStructuredPushDeserializer::deserialize() {

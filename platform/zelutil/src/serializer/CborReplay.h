@@ -28,8 +28,7 @@ public:
     CborReplay(unsigned char const* bytes, std::size_t size, unsigned int limit,
                Target target) noexcept
         : bytes_(bytes), left_(size), target_(target) {
-        // The payload itself is an array that nothing ends.
-        levels_[0] = {false, true, false, 0};
+        levels_[0] = {Place::Outside, false, 0};
         top_ = levels_.data();
         deepest_ = top_ + limit;
     }
@@ -39,40 +38,46 @@ public:
 private:
     using Kind = CborItem::Kind;
 
+    static constexpr unsigned char TEXT_BYTE = 0x60;
+    static constexpr unsigned char BREAK_BYTE = 0xFF;
+    static constexpr unsigned char MAX_SHORT = 23;  // the greatest number within a first byte
     static constexpr std::uint64_t SELF_DESCRIBED = 55799;
     static constexpr std::uint64_t MAX_SIGNED = std::numeric_limits<std::int64_t>::max();
+    static constexpr std::uint64_t UNTIL_BREAK = std::numeric_limits<std::uint64_t>::max();
 
+    /// Where an item stands.
+    enum class Place : std::uint8_t { Outside, Array, Map };
     struct Level {
-        bool isMap;
+        Place place;
         bool isOpen;         // ends with a break, not after `left` items
-        bool wantsKey;       // a map's field is not begun
         std::uint64_t left;  // elements or pairs still to come
     };
 
     bool isOutside() const noexcept { return top_ == levels_.data(); }
     bool next(CborItem& item) noexcept;
-    bool takeKey(const CborItem& item);
-    bool take(const CborItem& item);
+    bool isNext(unsigned char byte) const noexcept { return left_ != 0 && *bytes_ == byte; }
+    void step(std::size_t bytes) noexcept;
+    bool stepOverShortText(std::string_view& text) noexcept;
+    bool takeEntry();
+    bool takeKey();
+    bool takeValue();
+    bool takeItem(const CborItem& item);
     bool takeSimple(const CborItem& item);
-    bool takeText(std::string_view utf8);
+    bool takeString(std::string_view bytes);
     bool takeTypedArray(std::uint64_t tag);
     bool takeUndefined();
     bool takeNegative(std::uint64_t number);
     bool collect(Kind kind);
     bool beginItem();
     bool endItem();
-    void countItem() noexcept;
-    bool open(bool isMap, bool isOpen, std::uint64_t count);
+    bool open(Place place, std::uint64_t count);
     bool close();
-    bool closeFinished();
-    bool takeBreak();
     template <class Write>
     bool scalar(Write write);
 
     unsigned char const* bytes_;
     std::size_t left_;
     Target target_;
-    bool complete_ = false;
     std::string chunks_;
     Level* top_ = nullptr;
     Level* deepest_ = nullptr;  // that may be opened
@@ -89,60 +94,95 @@ bool CborReplay<Target>::run() {
     if (item.kind == Kind::Tag && item.number == SELF_DESCRIBED && next(item)) {
         return true;
     }
-    while (true) {
-        if (top_->wantsKey ? takeKey(item) : take(item)) {
-            return true;
-        }
-        if (closeFinished()) {
-            return true;
-        }
-        if (complete_) {
-            return left_ != 0;
-        }
-        if (next(item)) {
+    if (takeItem(item)) {
+        return true;
+    }
+    while (!isOutside()) {
+        if (takeEntry()) {
             return true;
         }
     }
+    return left_ != 0;
+}
+
+template <class Target>
+inline void CborReplay<Target>::step(std::size_t bytes) noexcept {
+    bytes_ += bytes;
+    left_ -= bytes;
 }
 
 template <class Target>
 inline bool CborReplay<Target>::next(CborItem& item) noexcept {
     const std::size_t read = decodeCborItem(bytes_, left_, item);
-    bytes_ += read;
-    left_ -= read;
+    step(read);
     return read == 0;
 }
 
-// A map's next key, or its end.
+// Takes a text whose length is within its first byte, not checked; false when none is next.
 template <class Target>
-bool CborReplay<Target>::takeKey(const CborItem& item) {
-    std::string_view name = item.bytes;
-    switch (item.kind) {
-        case Kind::Text:
-            if (!isUtf8(name)) {
-                return true;
-            }
-            break;
-        case Kind::Bytes:
-            break;
-        case Kind::BytesChunks:
-        case Kind::TextChunks:
-            if (collect(item.kind)) {
-                return true;
-            }
-            name = chunks_;
-            break;
-        case Kind::Break:
-            return takeBreak();
-        default:
-            return true;
+inline bool CborReplay<Target>::stepOverShortText(std::string_view& text) noexcept {
+    if (left_ == 0) {
+        return false;
     }
-    top_->wantsKey = false;
-    return target_.beginField(name);
+    const auto length = static_cast<unsigned char>(*bytes_ - TEXT_BYTE);
+    if (length > MAX_SHORT || length >= left_) {
+        return false;
+    }
+    text = {reinterpret_cast<char const*>(bytes_ + 1), length};
+    step(std::size_t{1} + length);
+    return true;
+}
+
+// The next element or field of what is open, or its end.
+template <class Target>
+inline bool CborReplay<Target>::takeEntry() {
+    if (top_->left == 0) {
+        return close();
+    }
+    if (isNext(BREAK_BYTE)) {
+        step(1);
+        return !top_->isOpen || close();
+    }
+    return (top_->place == Place::Map && takeKey()) || takeValue();
 }
 
 template <class Target>
-bool CborReplay<Target>::take(const CborItem& item) {
+inline bool CborReplay<Target>::takeKey() {
+    std::string_view text;
+    if (stepOverShortText(text)) {
+        return !isUtf8(text) || target_.beginField(text);
+    }
+    CborItem item{};
+    if (next(item)) {
+        return true;
+    }
+    if (item.kind == Kind::Text || item.kind == Kind::Bytes) {
+        const bool isGood = item.kind == Kind::Bytes || isUtf8(item.bytes);
+        return !isGood || target_.beginField(item.bytes);
+    }
+    const bool isChunked = item.kind == Kind::BytesChunks || item.kind == Kind::TextChunks;
+    return !isChunked || collect(item.kind) || target_.beginField(chunks_);
+}
+
+// Most values are short texts and small numbers. They are taken without making an item of them,
+// which saves a good part of the time.
+template <class Target>
+inline bool CborReplay<Target>::takeValue() {
+    std::string_view text;
+    if (stepOverShortText(text)) {
+        return !isUtf8(text) || takeString(text);
+    }
+    if (left_ != 0 && *bytes_ <= MAX_SHORT) {
+        const std::int64_t number = *bytes_;
+        step(1);
+        return scalar([&] { return target_.putSigned(number); });
+    }
+    CborItem item{};
+    return next(item) || takeItem(item);
+}
+
+template <class Target>
+bool CborReplay<Target>::takeItem(const CborItem& item) {
     const std::uint64_t number = item.number;
     switch (item.kind) {
         case Kind::Unsigned:
@@ -153,20 +193,20 @@ bool CborReplay<Target>::take(const CborItem& item) {
         case Kind::Negative:
             return takeNegative(number);
         case Kind::Bytes:
-            return takeText(item.bytes);
+            return takeString(item.bytes);
         case Kind::Text:
-            return !isUtf8(item.bytes) || takeText(item.bytes);
+            return !isUtf8(item.bytes) || takeString(item.bytes);
         case Kind::BytesChunks:
         case Kind::TextChunks:
-            return collect(item.kind) || takeText(chunks_);
+            return collect(item.kind) || takeString(chunks_);
         case Kind::Array:
-            return number > left_ || open(false, false, number);
+            return number > left_ || open(Place::Array, number);
         case Kind::Map:
-            return number > left_ / 2 || open(true, false, number);
+            return number > left_ / 2 || open(Place::Map, number);
         case Kind::OpenArray:
-            return open(false, true, 0);
+            return open(Place::Array, UNTIL_BREAK);
         case Kind::OpenMap:
-            return open(true, true, 0);
+            return open(Place::Map, UNTIL_BREAK);
         case Kind::Tag:
             return takeTypedArray(number);
         case Kind::Float:
@@ -178,7 +218,7 @@ bool CborReplay<Target>::take(const CborItem& item) {
         case Kind::Break:
             break;
     }
-    return takeBreak();
+    return true;
 }
 
 template <class Target>
@@ -207,8 +247,8 @@ bool CborReplay<Target>::takeNegative(std::uint64_t number) {
 }
 
 template <class Target>
-bool CborReplay<Target>::takeText(std::string_view utf8) {
-    return scalar([&] { return target_.putString(utf8); });
+inline bool CborReplay<Target>::takeString(std::string_view bytes) {
+    return scalar([&] { return target_.putString(bytes); });
 }
 
 // Puts the chunks of a string together, up to their break.
@@ -250,10 +290,10 @@ bool CborReplay<Target>::takeTypedArray(std::uint64_t tag) {
 
 template <class Target>
 bool CborReplay<Target>::takeUndefined() {
-    if (isOutside() || top_->isMap) {
+    if (top_->place != Place::Array) {
         return scalar([&] { return target_.putNull(); });
     }
-    countItem();
+    --top_->left;
     return target_.putEmptyElement();
 }
 
@@ -265,58 +305,32 @@ inline bool CborReplay<Target>::scalar(Write write) {
 
 template <class Target>
 inline bool CborReplay<Target>::beginItem() {
-    return !isOutside() && !top_->isMap && target_.beginElement();
+    return top_->place == Place::Array && target_.beginElement();
 }
 
 template <class Target>
 inline bool CborReplay<Target>::endItem() {
-    if (isOutside()) {
-        complete_ = true;
-        return false;
+    --top_->left;
+    if (top_->place == Place::Map) {
+        return target_.endField();
     }
-    countItem();
-    return top_->isMap ? target_.endField() : target_.endElement();
+    return top_->place == Place::Array && target_.endElement();
 }
 
 template <class Target>
-inline void CborReplay<Target>::countItem() noexcept {
-    top_->wantsKey = top_->isMap;
-    if (!top_->isOpen) {
-        --top_->left;
-    }
-}
-
-template <class Target>
-bool CborReplay<Target>::open(bool isMap, bool isOpen, std::uint64_t count) {
+bool CborReplay<Target>::open(Place place, std::uint64_t count) {
     if (top_ == deepest_ || beginItem()) {
         return true;
     }
-    *++top_ = {isMap, isOpen, isMap, count};
-    return isMap ? target_.beginStruct() : target_.beginArray();
+    *++top_ = {place, count == UNTIL_BREAK, count};
+    return place == Place::Map ? target_.beginStruct() : target_.beginArray();
 }
 
 template <class Target>
 bool CborReplay<Target>::close() {
-    const bool isMap = top_->isMap;
+    const bool isMap = top_->place == Place::Map;
     --top_;
     return (isMap ? target_.endStruct() : target_.endArray()) || endItem();
-}
-
-// Ends what has got all its items; the end of one may be the last item of the next.
-template <class Target>
-inline bool CborReplay<Target>::closeFinished() {
-    while (!top_->isOpen && top_->left == 0) {
-        if (close()) {
-            return true;
-        }
-    }
-    return false;
-}
-
-template <class Target>
-bool CborReplay<Target>::takeBreak() {
-    const bool hasKey = top_->isMap && !top_->wantsKey;
-    return isOutside() || !top_->isOpen || hasKey || close();
 }
 
 }  // namespace util::serializer

@@ -1,5 +1,6 @@
 #include <new>
 
+#include "Conversions.h"
 #include "PullHandler.h"
 
 // The brackets and entries of the reader; session and values are in PullFromPushDeserializer.cpp.
@@ -76,7 +77,7 @@ bool PullFromPushDeserializer::beginField(std::string& name) {
         return true;
     }
     try {
-        name = handler_->record.textOf(handler_->at(handler_->stack.top().data.next));
+        assign(name, handler_->record.textOf(handler_->at(handler_->stack.top().data.next)));
     } catch (const std::bad_alloc&) {
         return true;
     }

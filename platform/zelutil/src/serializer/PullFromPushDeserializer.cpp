@@ -1,13 +1,11 @@
 #include "util/serializer/PullFromPushDeserializer.h"
 
-#include <cmath>
-#include <limits>
 #include <new>
 #include <optional>
 #include <string_view>
-#include <type_traits>
 #include <utility>
 
+#include "Conversions.h"
 #include "PullHandler.h"
 
 // The session, the values and the typed arrays. Brackets and entries are in
@@ -17,84 +15,6 @@ namespace util::serializer {
 namespace {
 
 using Kind = Event::Kind;
-
-bool isNumber(Kind kind) noexcept {
-    return kind == Kind::Int64 || kind == Kind::UInt64 || kind == Kind::Float ||
-           kind == Kind::Double;
-}
-
-double toDouble(const Event& event) noexcept {
-    switch (event.kind) {
-        case Kind::Int64:
-            return static_cast<double>(event.content.int64);
-        case Kind::UInt64:
-            return static_cast<double>(event.content.uint64);
-        default:
-            return event.content.number;
-    }
-}
-
-// Each `convert` is true, with `out` untouched, when the event is of another kind or out of range.
-
-bool convert(const Record&, const Event& event, bool& out) noexcept {
-    if (event.kind != Kind::Boolean) {
-        return true;
-    }
-    out = event.content.boolean;
-    return false;
-}
-
-template <class Integer, std::enable_if_t<std::is_integral_v<Integer>, int> = 0>
-bool convert(const Record&, const Event& event, Integer& out) noexcept {
-    using Limits = std::numeric_limits<Integer>;
-    if (event.kind == Kind::UInt64 && sizeof(Integer) == 8 && !Limits::is_signed) {
-        out = static_cast<Integer>(event.content.uint64);
-        return false;
-    }
-    if (event.kind != Kind::Int64) {
-        return true;
-    }
-    const std::int64_t value = event.content.int64;
-    bool fits = Limits::is_signed || value >= 0;
-    if constexpr (sizeof(Integer) < sizeof(value)) {
-        fits = value >= static_cast<std::int64_t>(Limits::min()) &&
-               value <= static_cast<std::int64_t>(Limits::max());
-    }
-    if (fits) {
-        out = static_cast<Integer>(value);
-    }
-    return !fits;
-}
-
-bool convert(const Record&, const Event& event, double& out) noexcept {
-    if (!isNumber(event.kind)) {
-        return true;
-    }
-    out = toDouble(event);
-    return false;
-}
-
-bool convert(const Record&, const Event& event, float& out) noexcept {
-    if (!isNumber(event.kind)) {
-        return true;
-    }
-    const double value = toDouble(event);
-    const auto rounded = static_cast<float>(value);
-    // The shortest text of the greatest float lies a little above it, so rounding decides.
-    if (std::isinf(rounded) && std::isfinite(value)) {
-        return true;
-    }
-    out = rounded;
-    return false;
-}
-
-bool convert(const Record& record, const Event& event, std::string& out) {
-    if (event.kind != Kind::String) {
-        return true;
-    }
-    out = record.textOf(event);
-    return false;
-}
 
 std::string_view remainingOf(ByteBufferReader const* reader) noexcept {
     if (reader == nullptr) {
@@ -127,7 +47,7 @@ bool PullFromPushDeserializer::beginDeserialize(ByteBufferReader* reader, Option
     }
     source_->setNestingLimit(limit);
     Recorder& recorder = handler_->recorder;
-    handler_->builder.start(remainingOf(reader));
+    handler_->record.start(remainingOf(reader));
     const bool failed = recorder.start() || source_->beginDeserialize(reader, &recorder) ||
                         source_->deserialize() != IStructuredPushDeserializer::DONE;
     if (source_->endDeserialize() || failed || recorder.finish()) {
@@ -238,7 +158,7 @@ bool PullFromPushDeserializer::getString(UnicodeString8& out) {
         if (event.kind != Kind::String || !zel::unicode::isUtf8(handler_->record.textOf(event))) {
             return true;
         }
-        out.units = handler_->record.textOf(event);
+        assign(out.units, handler_->record.textOf(event));
         return false;
     });
 }

@@ -2,13 +2,13 @@
 
 #include <new>
 
+#include "Conversions.h"
+
 namespace util::serializer {
 
 void PullFromPushDeserializer::Handler::clear() noexcept {
     stack.clear();
-    record.events.clear();
-    record.payload = {};
-    record.text.truncate(0);
+    record.clear();
 }
 
 // ---- brackets
@@ -131,7 +131,7 @@ void PullFromPushDeserializer::Handler::announceItem() {
         entry.type = EntryType::Element;
         return;
     }
-    entry.text = record.textOf(at(top.data.next));
+    assign(entry.text, record.textOf(at(top.data.next)));
     entry.type = EntryType::Field;
 }
 
@@ -162,7 +162,7 @@ void PullFromPushDeserializer::Handler::announceValue(const Event& event) {
             break;
         case Event::Kind::String:
             entry.type = EntryType::String;
-            entry.text = record.textOf(event);
+            assign(entry.text, record.textOf(event));
             break;
         case Event::Kind::Array:
             entry.type = EntryType::ArrayBegin;

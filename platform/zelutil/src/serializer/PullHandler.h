@@ -25,10 +25,9 @@ public:
     using Stack = BracketStack<Cursor>;
     static constexpr std::uint32_t NONE = 0xFFFFFFFF;
 
-    Handler() noexcept : builder(record), recorder(builder) {}
+    Handler() noexcept : recorder(record) {}
 
     Record record;
-    RecordBuilder builder;
     Recorder recorder;
     Stack stack;
     Entry entry;
@@ -38,7 +37,7 @@ public:
     /// Goes to the start of the recorded payload.
     void start() noexcept { stack.start({0, 0, 0, false}); }
 
-    const Event& at(std::uint32_t index) const noexcept { return record.events[index]; }
+    const Event& at(std::uint32_t index) const noexcept { return record.at(index); }
     /// The value that a getter would read now; null when none stands here.
     Event const* value() const noexcept {
         return stack.top().expects == Expects::Value ? &at(stack.top().data.next) : nullptr;

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <new>
+#include <utility>
 
 namespace util::serializer {
 
@@ -15,40 +16,45 @@ constexpr std::size_t BYTES_OF_EVENT = 4;
 constexpr std::size_t FEWEST = 8;
 constexpr std::size_t MOST = 1 << 16;
 
-void reserve(std::vector<Event>& events, std::size_t payload) noexcept {
-    try {
-        events.reserve(std::min(payload / BYTES_OF_EVENT + FEWEST, MOST));
-    } catch (const std::bad_alloc&) {
-        return;  // a hint
-    }
-}
-
 }  // namespace
 
-void RecordBuilder::start(std::string_view payload) noexcept {
-    record_.payload = payload;
-    reach_ = std::min(payload.size(), MAX_INDEX);
-    reserve(record_.events, payload.size());
-    open_ = 0;
-}
-
-bool RecordBuilder::growFails() noexcept {
-    const std::size_t room = record_.events.capacity();
-    if (room >= MAX_INDEX) {
+bool Events::reserve(std::size_t capacity) noexcept {
+    if (capacity <= capacity_) {
+        return false;
+    }
+    std::unique_ptr<Event[]> block(new (std::nothrow) Event[capacity]);
+    if (block == nullptr) {
         return true;
     }
-    try {
-        record_.events.reserve(std::min(std::max(2 * room, FEWEST), MAX_INDEX));
-    } catch (const std::bad_alloc&) {
-        return true;
-    }
+    std::copy_n(block_.get(), size_, block.get());
+    block_ = std::move(block);
+    capacity_ = capacity;
     return false;
 }
 
+void Record::start(std::string_view payload) noexcept {
+    payload_ = payload;
+    reach_ = std::min(payload.size(), MAX_INDEX);
+    // A hint: without that memory the events ask for theirs as they come.
+    static_cast<void>(events_.reserve(std::min(payload.size() / BYTES_OF_EVENT + FEWEST, MOST)));
+    open_ = 0;
+}
+
+void Record::clear() noexcept {
+    events_.clear();
+    payload_ = {};
+    text_.truncate(0);
+}
+
+bool Record::growFails() noexcept {
+    const std::size_t room = events_.capacity();
+    return room >= MAX_INDEX || events_.reserve(std::min(std::max(2 * room, FEWEST), MAX_INDEX));
+}
+
 // A text that does not stand in the payload as it is.
-bool RecordBuilder::copyText(Event::Kind kind, std::string_view bytes) noexcept {
-    const std::size_t offset = record_.text.size();
-    if (bytes.size() > MAX_INDEX - offset || record_.text.append(bytes.data(), bytes.size())) {
+bool Record::copyText(Event::Kind kind, std::string_view bytes) noexcept {
+    const std::size_t offset = text_.size();
+    if (bytes.size() > MAX_INDEX - offset || text_.append(bytes.data(), bytes.size())) {
         return true;
     }
     Event::Content content{};
@@ -56,10 +62,10 @@ bool RecordBuilder::copyText(Event::Kind kind, std::string_view bytes) noexcept 
     return add(kind, content);
 }
 
-Recorder::Recorder(RecordBuilder& builder) noexcept
+Recorder::Recorder(Record& record) noexcept
     : SequencedSerializer(CAPABILITY_BYTE_STRINGS | CAPABILITY_NON_FINITE | CAPABILITY_NAMED_FIELDS,
                           true),
-      builder_(builder) {}
+      record_(record) {}
 
 bool Recorder::finish() {
     unsigned long written = 0;
@@ -67,65 +73,67 @@ bool Recorder::finish() {
 }
 
 bool Recorder::putNull() {
-    return builder_.addNull();
+    return record_.addNull();
 }
 
 bool Recorder::putBoolean(bool value) {
-    return builder_.addBoolean(value);
+    return record_.addBoolean(value);
 }
 
 bool Recorder::putSigned(std::int64_t value) {
-    return builder_.addSigned(value);
+    return record_.addSigned(value);
 }
 
 bool Recorder::putUnsigned(std::uint64_t value) {
-    return builder_.addUnsigned(value);
+    return record_.addUnsigned(value);
 }
 
 bool Recorder::putFloat(float value) {
-    return builder_.addReal(Event::Kind::Float, static_cast<double>(value));
+    return record_.addReal(Event::Kind::Float, static_cast<double>(value));
 }
 
 bool Recorder::putDouble(double value) {
-    return builder_.addReal(Event::Kind::Double, value);
+    return record_.addReal(Event::Kind::Double, value);
 }
 
 bool Recorder::putString(std::string_view bytes) {
-    return builder_.addText(Event::Kind::String, bytes);
+    return record_.addText(Event::Kind::String, bytes);
 }
 
 bool Recorder::putText(std::string_view utf8) {
-    return builder_.addText(Event::Kind::String, utf8);
+    return record_.addText(Event::Kind::String, utf8);
 }
 
 bool Recorder::putArrayBegin() {
-    return builder_.open(Event::Kind::Array);
+    return record_.open(Event::Kind::Array);
 }
 
 bool Recorder::putArrayEnd(bool) {
-    return builder_.close();
+    record_.close();
+    return false;
 }
 
 bool Recorder::putStructBegin() {
-    return builder_.open(Event::Kind::Struct);
+    return record_.open(Event::Kind::Struct);
 }
 
 bool Recorder::putStructEnd(bool) {
-    return builder_.close();
+    record_.close();
+    return false;
 }
 
 bool Recorder::putElementBegin(bool) {
-    builder_.countElement();
+    record_.countElement();
     return false;
 }
 
 bool Recorder::putEmptyElement(bool) {
-    builder_.countElement();
-    return builder_.addNull();
+    record_.countElement();
+    return record_.addNull();
 }
 
 bool Recorder::putFieldBegin(std::string_view name, bool) {
-    return builder_.addText(Event::Kind::Field, name);
+    return record_.addText(Event::Kind::Field, name);
 }
 
 }  // namespace util::serializer

@@ -3,8 +3,8 @@
 #include <cstddef>
 #include <cstdint>
 #include <limits>
+#include <memory>
 #include <string_view>
-#include <vector>
 
 #include "util/ByteBufferWriter.h"
 #include "util/Limits.h"
@@ -47,32 +47,48 @@ struct Event {
     Content content;
 };
 
+/// Events one after the other, in one block of memory that grows.
+class Events {
+public:
+    std::size_t size() const noexcept { return size_; }
+    std::size_t capacity() const noexcept { return capacity_; }
+    Event& operator[](std::size_t index) noexcept { return block_[index]; }
+    const Event& operator[](std::size_t index) const noexcept { return block_[index]; }
+    /// Forgets the events, keeping the memory.
+    void clear() noexcept { size_ = 0; }
+    /// Makes room for so many in all. True when memory is exhausted, and then nothing changed.
+    [[nodiscard]] bool reserve(std::size_t capacity) noexcept;
+    /// Appends one, for which there must be room.
+    void push(const Event& event) noexcept { block_[size_++] = event; }
+
+private:
+    std::unique_ptr<Event[]> block_;
+    std::size_t size_ = 0;
+    std::size_t capacity_ = 0;
+};
+
 /// A recorded payload: its values in the order of writing. An array is followed by its elements, a
 /// struct by its fields, each a `Field` with the value after it. There are no end events: a
 /// container ends where its `next` points. Texts that stand in the payload as they are, which is
 /// borrowed, are not copied.
-struct Record {
-    std::vector<Event> events;
-    std::string_view payload;
-    ByteBufferWriter text{0};
-
+///
+/// Whoever adds the events sees to their order. At most 2^32 - 2 events and bytes of text.
+class Record {
+public:
+    const Event& at(std::size_t index) const noexcept { return events_[index]; }
     std::string_view textOf(const Event& event) const noexcept {
         char const* const base =
-            event.inPayload ? payload.data() : reinterpret_cast<char const*>(text.data());
+            event.inPayload ? payload_.data() : reinterpret_cast<char const*>(text_.data());
         return {base + event.content.text.offset, event.content.text.length};
     }
-};
-
-/// Adds to a record what its caller knows to be in order: the events of one value. At most
-/// 2^32 - 2 events and bytes of text. Each function is true on failure.
-class RecordBuilder {
-public:
-    /// Into `record`, borrowed.
-    explicit RecordBuilder(Record& record) noexcept : record_(record) {}
 
     /// Starts the record of `payload`, borrowed as long as the record is read.
     void start(std::string_view payload) noexcept;
+    /// Forgets the payload, keeping the memory.
+    void clear() noexcept;
 
+    /// @{
+    /// True on failure.
     bool addNull() noexcept { return add(Event::Kind::Null, {}); }
     bool addBoolean(bool value) noexcept;
     bool addSigned(std::int64_t value) noexcept;
@@ -81,39 +97,42 @@ public:
     /// A string, or the name of a field.
     bool addText(Event::Kind kind, std::string_view bytes) noexcept;
     bool open(Event::Kind kind) noexcept;
-    bool close() noexcept;
+    /// @}
+    void close() noexcept;
     /// Before each element of an array.
-    void countElement() noexcept { ++record_.events[open_].content.count; }
+    void countElement() noexcept { ++events_[open_].content.count; }
 
 private:
     bool add(Event::Kind kind, Event::Content content, bool inPayload = false) noexcept;
     bool growFails() noexcept;
     bool copyText(Event::Kind kind, std::string_view bytes) noexcept;
 
-    Record& record_;
-    /// The innermost container that is open; while one is open its `next` holds the one around it.
-    std::uint32_t open_ = 0;
+    Events events_;
+    std::string_view payload_;
     /// How many bytes of the payload an event can point into.
     std::size_t reach_ = 0;
+    ByteBufferWriter text_{0};
+    /// The innermost container that is open; while one is open its `next` holds the one around it.
+    std::uint32_t open_ = 0;
 };
 
 /// Records what is written to it. Typed arrays are recorded element by element, an empty element as
 /// null.
 class Recorder final : public SequencedSerializer {
 public:
-    /// Records with `builder`, borrowed.
-    explicit Recorder(RecordBuilder& builder) noexcept;
+    /// Adds to `record`, borrowed.
+    explicit Recorder(Record& record) noexcept;
 
-    /// Starts a record whose builder was started. True on failure.
+    /// Expects a value. True on failure.
     [[nodiscard]] bool start() { return beginSerialize(&unused_, nullptr); }
     /// Ends it; true when what was written is no complete value.
     [[nodiscard]] bool finish();
 
-    /// Records one value as a whole: `put(builder, levels)` adds it and nests no deeper than so
+    /// Records one value as a whole: `put(record, levels)` adds it and nests no deeper than so
     /// many levels. Its order is its own matter, so it costs none of the checks of single calls.
     template <class Put>
     bool recordValue(Put put) {
-        return value([&] { return put(builder_, MAX_NESTING_DEPTH - depth()); });
+        return value([&] { return put(record_, MAX_NESTING_DEPTH - depth()); });
     }
 
 protected:
@@ -134,34 +153,34 @@ protected:
     bool putFieldBegin(std::string_view name, bool first) override;
 
 private:
-    RecordBuilder& builder_;
+    Record& record_;
     ByteBufferWriter unused_{0};  // a record is no bytes
 };
 
 // Inline, because a decoder adds an event with every few bytes that it takes.
 
-inline bool RecordBuilder::add(Event::Kind kind, Event::Content content, bool inPayload) noexcept {
-    const std::size_t index = record_.events.size();
-    if (index == record_.events.capacity() && growFails()) {
+inline bool Record::add(Event::Kind kind, Event::Content content, bool inPayload) noexcept {
+    const std::size_t index = events_.size();
+    if (index == events_.capacity() && growFails()) {
         return true;
     }
-    record_.events.push_back({kind, inPayload, static_cast<std::uint32_t>(index + 1), content});
+    events_.push({kind, inPayload, static_cast<std::uint32_t>(index + 1), content});
     return false;
 }
 
-inline bool RecordBuilder::addBoolean(bool value) noexcept {
+inline bool Record::addBoolean(bool value) noexcept {
     Event::Content content{};
     content.boolean = value;
     return add(Event::Kind::Boolean, content);
 }
 
-inline bool RecordBuilder::addSigned(std::int64_t value) noexcept {
+inline bool Record::addSigned(std::int64_t value) noexcept {
     Event::Content content{};
     content.int64 = value;
     return add(Event::Kind::Int64, content);
 }
 
-inline bool RecordBuilder::addUnsigned(std::uint64_t value) noexcept {
+inline bool Record::addUnsigned(std::uint64_t value) noexcept {
     if (value <= static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max())) {
         return addSigned(static_cast<std::int64_t>(value));
     }
@@ -170,16 +189,16 @@ inline bool RecordBuilder::addUnsigned(std::uint64_t value) noexcept {
     return add(Event::Kind::UInt64, content);
 }
 
-inline bool RecordBuilder::addReal(Event::Kind kind, double value) noexcept {
+inline bool Record::addReal(Event::Kind kind, double value) noexcept {
     Event::Content content{};
     content.number = value;
     return add(kind, content);
 }
 
-inline bool RecordBuilder::addText(Event::Kind kind, std::string_view bytes) noexcept {
+inline bool Record::addText(Event::Kind kind, std::string_view bytes) noexcept {
     // As numbers, which have an order also when the bytes lie elsewhere.
     const std::uintptr_t offset = reinterpret_cast<std::uintptr_t>(bytes.data()) -
-                                  reinterpret_cast<std::uintptr_t>(record_.payload.data());
+                                  reinterpret_cast<std::uintptr_t>(payload_.data());
     if (offset > reach_ || bytes.size() > reach_ - offset) {
         return copyText(kind, bytes);
     }
@@ -188,23 +207,22 @@ inline bool RecordBuilder::addText(Event::Kind kind, std::string_view bytes) noe
     return add(kind, content, true);
 }
 
-inline bool RecordBuilder::open(Event::Kind kind) noexcept {
-    const auto index = static_cast<std::uint32_t>(record_.events.size());
+inline bool Record::open(Event::Kind kind) noexcept {
+    const auto index = static_cast<std::uint32_t>(events_.size());
     Event::Content content{};
     content.count = 0;
     if (add(kind, content)) {
         return true;
     }
-    record_.events[index].next = open_;
+    events_[index].next = open_;
     open_ = index;
     return false;
 }
 
-inline bool RecordBuilder::close() noexcept {
-    Event& container = record_.events[open_];
+inline void Record::close() noexcept {
+    Event& container = events_[open_];
     open_ = container.next;
-    container.next = static_cast<std::uint32_t>(record_.events.size());
-    return false;
+    container.next = static_cast<std::uint32_t>(events_.size());
 }
 
 }  // namespace util::serializer
