@@ -5,9 +5,12 @@
 #include <memory>
 #include <new>
 #include <string>
+#include <typeinfo>
 #include <utility>
 #include <vector>
 
+#include "kova/core/JSONStructuredPullDeserializerOld.h"
+#include "kova/core/OwningPullFromPushDeserializer.h"
 #include "util/config/Array.h"
 #include "util/config/Dictionary.h"
 #include "util/config/Scalars.h"
@@ -25,6 +28,8 @@ using util::config::Dictionary;
 using util::config::Value;
 using util::serializer::Entry;
 using util::serializer::EntryType;
+using util::serializer::JSONStructuredPullDeserializerOld;
+using util::serializer::PullFromPushDeserializer;
 
 namespace {
 
@@ -250,7 +255,20 @@ private:
     std::vector<Open> open_;
 };
 
-bool readTree(IStructuredPullDeserializer& deserializer, Value& root) {
+/// The deserializer as one that reads a container as a whole, if it is one of this library's own.
+/// One that is derived from them may have other entries.
+PullFromPushDeserializer* asWholeReader(IStructuredPullDeserializer& deserializer) {
+    const std::type_info& type = typeid(deserializer);
+    const bool isOwn = type == typeid(OwningPullFromPushDeserializer) ||
+                       type == typeid(JSONStructuredPullDeserializerOld);
+    return isOwn ? static_cast<PullFromPushDeserializer*>(&deserializer) : nullptr;
+}
+
+template <typename Container>
+bool readTree(IStructuredPullDeserializer& deserializer, Container& root) {
+    if (PullFromPushDeserializer* const reader = asWholeReader(deserializer)) {
+        return reader->getRest(root);
+    }
     try {
         return TreeReader(deserializer, root).read();
     } catch (const std::bad_alloc&) {

@@ -11,6 +11,7 @@
 #include "util/ByteBufferWriter.h"
 #include "util/serializer/AXOBinStructuredPushDeserializer.h"
 #include "util/serializer/JSONStructuredPushDeserializerOld.h"
+#include "util/serializer/PullFromPushDeserializer.h"
 
 // Writing and reading payloads, in both formats, from both sides.
 
@@ -226,6 +227,21 @@ void pullEntries(Trial& trial) {
     EXPECT_FALSE(readEntries(*from));
 }
 
+/// Reads the payload into a tree as a whole; without memory nothing but the begin was read.
+template <mimetypes::MimeTypeID MIME_TYPE>
+void pullTree(Trial& trial) {
+    const Reader from(Factory::createDeserializer(MIME_TYPE));
+    const std::string bytes = sample(MIME_TYPE);
+    ByteBufferReader reader = readerOf(bytes);
+    auto& pull = dynamic_cast<util::serializer::PullFromPushDeserializer&>(*from);
+    ASSERT_FALSE(from->beginDeserialize(&reader, nullptr) || from->beginStruct(nullptr));
+    util::config::Dictionary tree;
+    trial.attempt([&] { return pull.getRest(tree); });
+    EXPECT_TRUE(trial.isDone() || !pull.getRest(tree));
+    EXPECT_EQ(tree, *parseTree(sample(mimetypes::JSON)));
+    EXPECT_FALSE(from->endDeserialize());
+}
+
 void readTreeByEntries(Trial& trial) {
     const Tree tree = parseTree(sample(mimetypes::JSON));
     kova::serializer::GenericDataPullDeserializer from(*tree);
@@ -295,6 +311,8 @@ constexpr Operation OPERATIONS[] = {
     {"pull beginField", FAILED, pullFieldName},
     {"pull getNextEntry, JSON", FAILED, pullEntries<mimetypes::JSON>},
     {"pull getNextEntry, binary", FAILED, pullEntries<mimetypes::AXOBin>},
+    {"pull getRest, JSON", FAILED, pullTree<mimetypes::JSON>},
+    {"pull getRest, binary", FAILED, pullTree<mimetypes::AXOBin>},
     {"GenericDataPullDeserializer::getNextEntry", FAILED, readTreeByEntries},
     {"GenericDataPullDeserializer, fields", FAILED, readTreeByFields},
     {"Factory::createSerializer JSON", FAILED, makeSerializer<mimetypes::JSON>},

@@ -2,6 +2,7 @@
 
 #include "Conversions.h"
 #include "PullHandler.h"
+#include "RecordTree.h"
 
 // The brackets and entries of the reader; session and values are in PullFromPushDeserializer.cpp.
 namespace util::serializer {
@@ -144,6 +145,27 @@ Entry const* PullFromPushDeserializer::peekNextEntry() {
 Entry const* PullFromPushDeserializer::getNextEntry() {
     handler_->takeNext();
     return &handler_->entry;
+}
+
+// ---- whole containers
+
+template <class Container>
+bool PullFromPushDeserializer::readRest(Bracket bracket, Container& out) {
+    const Handler::Stack::Level& top = handler_->stack.top();
+    if (top.bracket != bracket ||
+        RecordTree(handler_->record).fill(out, top.data.next, top.data.end)) {
+        return true;
+    }
+    handler_->stack.pop();
+    return false;
+}
+
+bool PullFromPushDeserializer::getRest(config::Dictionary& out) {
+    return readRest(Bracket::Struct, out);
+}
+
+bool PullFromPushDeserializer::getRest(config::Array& out) {
+    return readRest(Bracket::Array, out);
 }
 
 unsigned int PullFromPushDeserializer::getApiCapibilites() const noexcept {

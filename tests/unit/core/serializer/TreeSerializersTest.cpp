@@ -11,6 +11,7 @@
 
 #include "kova/core/Factory.h"
 #include "kova/core/GenericDataPullDeserializer.h"
+#include "kova/core/JSONStructuredPullDeserializerOld.h"
 #include "support/FailingAllocations.h"
 #include "support/RecordingSerializer.h"
 #include "support/SmallStack.h"
@@ -310,6 +311,30 @@ TEST(DeserializeTree, AppendsToAnArray) {
     array.add(new ValueInt(1));
     EXPECT_FALSE(deserialize(deserializer, array));
     EXPECT_EQ(array, *parseTree("[1, 2, 3]"));
+}
+
+/// Announces every integer as the one above it.
+class Increasing : public util::serializer::JSONStructuredPullDeserializerOld {
+public:
+    Entry const* getNextEntry() override {
+        entry_ = *JSONStructuredPullDeserializerOld::getNextEntry();
+        ++entry_.scalar.int64;
+        return &entry_;
+    }
+
+private:
+    Entry entry_;
+};
+
+TEST(DeserializeTree, AsksADerivedReaderForItsEntries) {
+    const std::string json = R"({"a": [1, 2]})";
+    util::ByteBufferReader reader(reinterpret_cast<unsigned char const*>(json.data()), json.size(),
+                                  false);
+    Increasing deserializer;
+    Dictionary dictionary;
+    ASSERT_FALSE(deserializer.beginDeserialize(&reader, nullptr));
+    EXPECT_FALSE(deserialize(deserializer, dictionary));
+    EXPECT_EQ(dictionary, *parseTree(R"({"a": [2, 3]})"));
 }
 
 TEST(DeserializeTree, FailsOnAUnicodeStringInATree) {

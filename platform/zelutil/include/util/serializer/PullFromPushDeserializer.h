@@ -7,6 +7,11 @@
 #include "util/serializer/IStructuredPullDeserializer.h"
 #include "util/serializer/IStructuredPushDeserializer.h"
 
+namespace util::config {
+class Array;
+class Dictionary;
+}  // namespace util::config
+
 namespace util::serializer {
 
 /// Offers the pull interface over a push deserializer.
@@ -14,10 +19,10 @@ namespace util::serializer {
 /// `beginDeserialize` runs the push side once over the whole payload and records its calls; all
 /// reading walks the record. So a malformed payload is refused at the start, nothing is read twice,
 /// and fields can be found by name in any order. The record takes memory in proportion to the
-/// payload; texts that stand in the payload as they are stay there, so the reader and its bytes stay
-/// alive and unchanged up to `endDeserialize` or `reset`. Typed arrays are announced as arrays of
-/// elements; the typed getters read these and plain arrays as a whole, with kind and range of every
-/// element checked.
+/// payload; texts that stand in the payload as they are stay there, so the reader and its bytes
+/// stay alive and unchanged up to `endDeserialize` or `reset`. Typed arrays are announced as arrays
+/// of elements; the typed getters read these and plain arrays as a whole, with kind and range of
+/// every element checked.
 ///
 /// Numbers: integers are announced as `Int64` or, beyond its range, `UInt64`. Integer getters take
 /// integers only, the floating-point getters any number, rounded where it must be; `getFloat` fails
@@ -100,6 +105,16 @@ public:
     bool endOptionalField() override;
     unsigned int getApiCapibilites() const noexcept override;
 
+    /// @{
+    /// Reads what is left of the struct or array that was begun, and ends it: what going through
+    /// its entries would give, but faster. What `out` holds already stays: fields are added (a key
+    /// that is present gets the new value), elements appended. False on success. True, with nothing
+    /// read, when no struct or array is being read or memory is exhausted; then `out` has got the
+    /// fields or elements that were whole.
+    [[nodiscard]] bool getRest(config::Dictionary& out);
+    [[nodiscard]] bool getRest(config::Array& out);
+    /// @}
+
 private:
     class UTIL_LOCAL Handler;
     template <class Convert>
@@ -108,6 +123,8 @@ private:
     UTIL_LOCAL bool readItem(Item& out);
     template <class Item>
     UTIL_LOCAL bool readArray(std::vector<Item>& out);
+    template <class Container>
+    UTIL_LOCAL bool readRest(Bracket bracket, Container& out);
     UTIL_LOCAL bool beginNamedField(const std::string& name, Bracket bracket, bool& present);
 
     std::unique_ptr<Handler> handler_;
