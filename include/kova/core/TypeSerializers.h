@@ -106,7 +106,8 @@ bool serialize(IStructuredSerializer& serializer, T* value) = delete;
 /// Read a struct into a dictionary, an array into an array. What `out` holds already stays: entries
 /// are added (a key that is present gets the new value), elements appended. After a failure the
 /// entries and elements that were read whole are in `out`; a container that was read in part is
-/// not. Payloads of any depth are read without recursion.
+/// not. Payloads of any depth are read without recursion. The nodes of a payload that one of this
+/// library's deserializers reads lie in blocks of memory, as those of `util::config::JSONParser`.
 [[nodiscard]] KOVA_API bool deserialize(IStructuredPullDeserializer& deserializer,
                                         util::config::Dictionary& out);
 [[nodiscard]] KOVA_API bool deserialize(IStructuredPullDeserializer& deserializer,

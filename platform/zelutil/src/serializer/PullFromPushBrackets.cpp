@@ -153,7 +153,7 @@ template <class Container>
 bool PullFromPushDeserializer::readRest(Bracket bracket, Container& out) {
     const Handler::Stack::Level& top = handler_->stack.top();
     if (top.bracket != bracket ||
-        RecordTree(handler_->record).fill(out, top.data.next, top.data.end)) {
+        RecordTree(handler_->record, top.data.next, top.data.end).fill(out)) {
         return true;
     }
     handler_->stack.pop();

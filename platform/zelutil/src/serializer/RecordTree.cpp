@@ -16,18 +16,50 @@ using config::Value;
 
 constexpr std::size_t COMMON_DEPTH = 8;
 
+std::size_t roomOf(Event::Kind kind) noexcept {
+    using config::NodeBlocks;
+    switch (kind) {
+        case Event::Kind::Int64:
+        case Event::Kind::UInt64:
+            return NodeBlocks::roomOf<config::ValueInt>();
+        case Event::Kind::Float:
+        case Event::Kind::Double:
+            return NodeBlocks::roomOf<config::ValueFloat>();
+        case Event::Kind::String:
+            return NodeBlocks::roomOf<config::ValueString>();
+        case Event::Kind::Array:
+            return NodeBlocks::roomOf<Array>();
+        case Event::Kind::Struct:
+            return NodeBlocks::roomOf<Dictionary>();
+        default:
+            return 0;
+    }
+}
+
+// The room that the nodes of the events take, or more than a block.
+std::size_t roomOf(const Record& record, std::uint32_t next, std::uint32_t end) noexcept {
+    std::size_t room = 0;
+    for (; next != end && room <= config::NodeBlocks::SIZE; ++next) {
+        room += roomOf(record.at(next).kind);
+    }
+    return room;
+}
+
 }  // namespace
 
-bool RecordTree::fill(Dictionary& root, std::uint32_t next, std::uint32_t end) noexcept {
-    root.reserve(root.size() + countFields(next, end));
-    return fill({nullptr, &root, nullptr, {}, next, end});
+RecordTree::RecordTree(const Record& record, std::uint32_t next, std::uint32_t end) noexcept
+    : record_(record), next_(next), end_(end), blocks_(roomOf(record, next, end)) {}
+
+bool RecordTree::fill(Dictionary& root) noexcept {
+    root.reserve(root.size() + countFields(next_, end_));
+    return fillAll({nullptr, &root, nullptr, {}, next_, end_});
 }
 
-bool RecordTree::fill(Array& root, std::uint32_t next, std::uint32_t end) noexcept {
-    return fill({nullptr, nullptr, &root, {}, next, end});
+bool RecordTree::fill(Array& root) noexcept {
+    return fillAll({nullptr, nullptr, &root, {}, next_, end_});
 }
 
-bool RecordTree::fill(Open root) noexcept {
+bool RecordTree::fillAll(Open root) noexcept {
     try {
         open_.reserve(COMMON_DEPTH);
         open_.push_back(std::move(root));
@@ -59,38 +91,50 @@ bool RecordTree::takeNext() {
 }
 
 // A new leaf, or a shared node; null when memory is exhausted.
-Value* RecordTree::makeLeaf(const Event& event) const {
+Value* RecordTree::makeLeaf(const Event& event) {
     switch (event.kind) {
         case Event::Kind::Boolean:
             return Value::getBool(event.content.boolean);
         case Event::Kind::Int64:
-            return new (std::nothrow) config::ValueInt(event.content.int64);
+            return blocks_.make<config::ValueInt>(event.content.int64);
         case Event::Kind::UInt64:
-            return new (std::nothrow) config::ValueInt(event.content.uint64);
+            return blocks_.make<config::ValueInt>(event.content.uint64);
         case Event::Kind::Float:
         case Event::Kind::Double:
-            return new (std::nothrow) config::ValueFloat(event.content.number);
+            return blocks_.make<config::ValueFloat>(event.content.number);
         case Event::Kind::String:
-            return new (std::nothrow) config::ValueString(std::string(record_.textOf(event)));
+            return blocks_.make<config::ValueString>(std::string(record_.textOf(event)));
         default:
             return Value::getNull();
     }
 }
 
+// Goes on with what is in an array or struct.
 bool RecordTree::enter(std::uint32_t container) {
     const Event& event = record_.at(container);
-    const std::uint32_t first = container + 1;
-    if (event.kind == Event::Kind::Array) {
-        auto array = std::make_unique<Array>();
-        Array* const filled = array.get();
-        filled->reserve(event.content.count);
-        open_.push_back({std::move(array), nullptr, filled, {}, first, event.next});
-        return false;
+    return event.kind == Event::Kind::Array ? enterArray(container + 1, event)
+                                            : enterStruct(container + 1, event);
+}
+
+bool RecordTree::enterArray(std::uint32_t first, const Event& event) {
+    Array* const array = blocks_.make<Array>();
+    Owned owned(array);
+    if (array == nullptr) {
+        return true;
     }
-    auto dictionary = std::make_unique<Dictionary>();
-    Dictionary* const filled = dictionary.get();
-    filled->reserve(countFields(first, event.next));
-    open_.push_back({std::move(dictionary), filled, nullptr, {}, first, event.next});
+    array->reserve(event.content.count);
+    open_.push_back({std::move(owned), nullptr, array, {}, first, event.next});
+    return false;
+}
+
+bool RecordTree::enterStruct(std::uint32_t first, const Event& event) {
+    Dictionary* const dictionary = blocks_.make<Dictionary>();
+    Owned owned(dictionary);
+    if (dictionary == nullptr) {
+        return true;
+    }
+    dictionary->reserve(countFields(first, event.next));
+    open_.push_back({std::move(owned), dictionary, nullptr, {}, first, event.next});
     return false;
 }
 
@@ -102,7 +146,7 @@ bool RecordTree::add(Value* value) noexcept {
 
 // Ends the container on top; its parent gets it.
 bool RecordTree::close() noexcept {
-    std::unique_ptr<Value> complete = std::move(open_.back().owned);
+    Owned complete = std::move(open_.back().owned);
     open_.pop_back();
     return !open_.empty() && add(complete.release());
 }

@@ -110,7 +110,8 @@ public:
     /// its entries would give, but faster. What `out` holds already stays: fields are added (a key
     /// that is present gets the new value), elements appended. False on success. True, with nothing
     /// read, when no struct or array is being read or memory is exhausted; then `out` has got the
-    /// fields or elements that were whole.
+    /// fields or elements that were whole. The new nodes lie in blocks of memory, as those that
+    /// `config::JSONParser` makes.
     [[nodiscard]] bool getRest(config::Dictionary& out);
     [[nodiscard]] bool getRest(config::Array& out);
     /// @}
