@@ -1,13 +1,15 @@
-// A struct of ten fields through a serializer and back.
+// A struct of ten fields through a serializer and back, beside the same bytes without one.
 #include <benchmark/benchmark.h>
 
 #include <memory>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "kova/core/Factory.h"
 #include "kova/core/TypeSerializers.h"
 #include "support/Contest.h"
+#include "support/PlainRecord.h"
 #include "util/ByteBufferReader.h"
 #ifdef KOVA_BENCH_PROTOBUF
 #include "record.pb.h"
@@ -98,6 +100,42 @@ void enterKova(mimetypes::MimeTypeID type, const std::string& format) {
     });
 }
 
+bool write(PlainWriter& target, const Track& track) {
+    return target.begin() ||
+           forFields(track,
+                     [&](std::string_view name, const auto& value) {
+                         return target.put(name) || target.put(value);
+                     }) ||
+           target.end();
+}
+
+bool read(PlainReader& source, Track& track) {
+    std::string_view name;
+    return source.begin() ||
+           forFields(track,
+                     [&](std::string_view wanted, auto& value) {
+                         return source.get(name) || name != wanted || source.get(value);
+                     }) ||
+           source.end();
+}
+
+void enterPlain() {
+    contest("ten fields to binary", "plain", [] {
+        return [track = Track()] {
+            util::ByteBufferWriter writer(256);
+            PlainWriter target(writer);
+            return write(target, track);
+        };
+    });
+    contest("binary to ten fields", "plain", [] {
+        return [bytes = written(mimetypes::AXOBin)] {
+            Track track{0, 0, 0, false, 0, 0, {}, {}, {}, 0};
+            PlainReader source(bytes.data(), bytes.size());
+            return read(source, track) || track.year != 1999;
+        };
+    });
+}
+
 #ifdef KOVA_BENCH_PROTOBUF
 std::string protobufText() {
     const Track track;
@@ -134,6 +172,7 @@ void enterProtobuf() {
 const Entries ENTRIES([] {
     enterKova(mimetypes::AXOBin, "binary");
     enterKova(mimetypes::JSON, "JSON");
+    enterPlain();
 #ifdef KOVA_BENCH_PROTOBUF
     enterProtobuf();
 #endif
