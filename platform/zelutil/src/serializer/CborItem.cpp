@@ -7,6 +7,7 @@
 #include <iterator>
 
 #include "BigEndian.h"
+#include "CborBytes.h"
 
 // The decoder calls one of 24 functions for each item; all of them only note what came, so that the
 // work is done, and may fail or throw, outside of the C library.
@@ -110,9 +111,7 @@ static_assert(!SHORT_HEADS[0x78].isWhole && !SHORT_HEADS[0xC0].isWhole);
 // Heads with their number behind the first byte, and doubles, are decoded
 // here, which needs a third of the instructions that the library takes for them.
 constexpr unsigned char MAJOR_BITS = 5;
-constexpr unsigned char FIRST_LONG = 24;  // the number is in the next byte, in 2, 4 or 8 bytes
-constexpr unsigned char LAST_LONG = 27;
-constexpr unsigned char DOUBLE = 0xFB;
+constexpr unsigned char LAST_LONG = FIRST_LONG + 3;
 constexpr Kind LONG_KINDS[] = {Kind::Unsigned, Kind::Negative, Kind::Bytes,
                                Kind::Text,     Kind::Array,    Kind::Map};
 
@@ -138,7 +137,7 @@ std::size_t decodeOther(unsigned char const* bytes, std::size_t size, CborItem& 
 std::size_t decodeLongHead(unsigned char const* bytes, std::size_t size, CborItem& item) noexcept {
     const unsigned char major = bytes[0] >> MAJOR_BITS;
     const unsigned char length = bytes[0] & ((1U << MAJOR_BITS) - 1);
-    const bool isDouble = bytes[0] == DOUBLE;
+    const bool isDouble = bytes[0] == DOUBLE_BYTE;
     if (length < FIRST_LONG || length > LAST_LONG ||
         (major >= std::size(LONG_KINDS) && !isDouble)) {
         return decodeOther(bytes, size, item);

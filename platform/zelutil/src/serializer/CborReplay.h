@@ -3,10 +3,13 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <limits>
 #include <string>
 #include <string_view>
 
+#include "BigEndian.h"
+#include "CborBytes.h"
 #include "CborItem.h"
 #include "TextCheck.h"
 #include "TypedArrays.h"
@@ -38,9 +41,6 @@ public:
 private:
     using Kind = CborItem::Kind;
 
-    static constexpr unsigned char TEXT_BYTE = 0x60;
-    static constexpr unsigned char BREAK_BYTE = 0xFF;
-    static constexpr unsigned char MAX_SHORT = 23;  // the greatest number within a first byte
     static constexpr std::uint64_t SELF_DESCRIBED = 55799;
     static constexpr std::uint64_t MAX_SIGNED = std::numeric_limits<std::int64_t>::max();
     static constexpr std::uint64_t UNTIL_BREAK = std::numeric_limits<std::uint64_t>::max();
@@ -55,7 +55,6 @@ private:
 
     bool isOutside() const noexcept { return top_ == levels_.data(); }
     bool next(CborItem& item) noexcept;
-    bool isNext(unsigned char byte) const noexcept { return left_ != 0 && *bytes_ == byte; }
     void step(std::size_t bytes) noexcept;
     bool stepOverShortText(std::string_view& text) noexcept;
     bool takeEntry();
@@ -124,7 +123,7 @@ inline bool CborReplay<Target>::stepOverShortText(std::string_view& text) noexce
     if (left_ == 0) {
         return false;
     }
-    const auto length = static_cast<unsigned char>(*bytes_ - TEXT_BYTE);
+    const auto length = static_cast<unsigned char>(*bytes_ - TEXT);
     if (length > MAX_SHORT || length >= left_) {
         return false;
     }
@@ -139,7 +138,7 @@ inline bool CborReplay<Target>::takeEntry() {
     if (top_->left == 0) {
         return close();
     }
-    if (isNext(BREAK_BYTE)) {
+    if (left_ != 0 && *bytes_ == BREAK_BYTE) {
         step(1);
         return !top_->isOpen || close();
     }
@@ -164,18 +163,33 @@ inline bool CborReplay<Target>::takeKey() {
     return !isChunked || collect(item.kind) || target_.beginField(chunks_);
 }
 
-// Most values are short texts and small numbers. They are taken without making an item of them,
-// which saves a good part of the time.
+// Most values are short texts, small numbers, doubles and booleans. They are taken without making
+// an item of them, which saves a good part of the time.
 template <class Target>
 inline bool CborReplay<Target>::takeValue() {
     std::string_view text;
     if (stepOverShortText(text)) {
         return !isUtf8(text) || takeString(text);
     }
-    if (left_ != 0 && *bytes_ <= MAX_SHORT) {
-        const std::int64_t number = *bytes_;
+    const unsigned char first = left_ == 0 ? BREAK_BYTE : *bytes_;
+    if (first <= MAX_SHORT) {
         step(1);
-        return scalar([&] { return target_.putSigned(number); });
+        return scalar([&] { return target_.putSigned(first); });
+    }
+    if (first == DOUBLE_BYTE && left_ > sizeof(std::uint64_t)) {
+        const std::uint64_t bits = loadEight(bytes_ + 1);
+        double number = 0;
+        std::memcpy(&number, &bits, sizeof(number));
+        step(1 + sizeof(bits));
+        return scalar([&] { return target_.putDouble(number); });
+    }
+    if (first == FALSE_BYTE || first == TRUE_BYTE) {
+        step(1);
+        return scalar([&] { return target_.putBoolean(first == TRUE_BYTE); });
+    }
+    if (first == ARRAY_BYTE || first == MAP_BYTE) {
+        step(1);
+        return open(first == MAP_BYTE ? Place::Map : Place::Array, UNTIL_BREAK);
     }
     CborItem item{};
     return next(item) || takeItem(item);

@@ -1,5 +1,6 @@
 #include "RecordTree.h"
 
+#include <iterator>
 #include <new>
 #include <string>
 #include <utility>
@@ -16,31 +17,28 @@ using config::Value;
 
 constexpr std::size_t COMMON_DEPTH = 8;
 
-std::size_t roomOf(Event::Kind kind) noexcept {
-    using config::NodeBlocks;
-    switch (kind) {
-        case Event::Kind::Int64:
-        case Event::Kind::UInt64:
-            return NodeBlocks::roomOf<config::ValueInt>();
-        case Event::Kind::Float:
-        case Event::Kind::Double:
-            return NodeBlocks::roomOf<config::ValueFloat>();
-        case Event::Kind::String:
-            return NodeBlocks::roomOf<config::ValueString>();
-        case Event::Kind::Array:
-            return NodeBlocks::roomOf<Array>();
-        case Event::Kind::Struct:
-            return NodeBlocks::roomOf<Dictionary>();
-        default:
-            return 0;
-    }
-}
+template <class Node>
+constexpr std::uint8_t ROOM = static_cast<std::uint8_t>(config::NodeBlocks::roomOf<Node>());
+
+// What the node of an event takes, by its kind; null and booleans are shared nodes.
+constexpr std::uint8_t ROOMS[] = {0,
+                                  0,
+                                  ROOM<config::ValueInt>,
+                                  ROOM<config::ValueInt>,
+                                  ROOM<config::ValueFloat>,
+                                  ROOM<config::ValueFloat>,
+                                  ROOM<config::ValueString>,
+                                  ROOM<Array>,
+                                  ROOM<Dictionary>,
+                                  0};
+static_assert(std::size(ROOMS) == static_cast<std::size_t>(Event::Kind::Field) + 1);
+static_assert(config::NodeBlocks::roomOf<Dictionary>() <= 0xFF);
 
 // The room that the nodes of the events take, or more than a block.
 std::size_t roomOf(const Record& record, std::uint32_t next, std::uint32_t end) noexcept {
     std::size_t room = 0;
     for (; next != end && room <= config::NodeBlocks::SIZE; ++next) {
-        room += roomOf(record.at(next).kind);
+        room += ROOMS[static_cast<std::size_t>(record.at(next).kind)];
     }
     return room;
 }

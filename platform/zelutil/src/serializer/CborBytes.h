@@ -1,0 +1,35 @@
+#pragma once
+
+#include <cstddef>
+
+// The first bytes of items in the binary format (RFC 8949).
+namespace util::serializer {
+
+/// @{
+/// Kinds of heads, by the first byte of one whose argument is 0.
+constexpr unsigned char UNSIGNED = 0x00;
+constexpr unsigned char NEGATIVE = 0x20;
+constexpr unsigned char BYTES = 0x40;
+constexpr unsigned char TEXT = 0x60;
+/// @}
+
+/// The greatest argument within the first byte.
+constexpr unsigned char MAX_SHORT = 23;
+/// What is added to a kind when the argument is in the next byte; one more for 2, 4 and 8 bytes.
+constexpr unsigned char FIRST_LONG = 24;
+/// The first byte and an argument of 64 bits.
+constexpr std::size_t MAX_HEAD = 9;
+
+/// @{
+/// Whole items, but for the bits of the double; array and map are those that end with a break.
+constexpr unsigned char ARRAY_BYTE = 0x9F;
+constexpr unsigned char MAP_BYTE = 0xBF;
+constexpr unsigned char FALSE_BYTE = 0xF4;
+constexpr unsigned char TRUE_BYTE = 0xF5;
+constexpr unsigned char NULL_BYTE = 0xF6;
+constexpr unsigned char UNDEFINED_BYTE = 0xF7;
+constexpr unsigned char DOUBLE_BYTE = 0xFB;
+constexpr unsigned char BREAK_BYTE = 0xFF;
+/// @}
+
+}  // namespace util::serializer
