@@ -63,9 +63,13 @@ public:
     }
     bool putTypedArray(std::uint64_t tag, std::string_view bytes) {
         Recorder array(record_);
-        return array.start() || replayTypedArray(tag, bytes, array);
+        array.start();
+        return replayTypedArray(tag, bytes, array);
     }
-    bool putEmptyElement() noexcept { return beginElement() || record_.addNull(); }
+    bool putEmptyElement() noexcept {
+        record_.countElement();
+        return record_.addNull();
+    }
     bool beginArray() noexcept { return record_.open(Event::Kind::Array); }
     bool endArray() noexcept {
         record_.close();
@@ -104,10 +108,11 @@ bool AXOBinStructuredPushDeserializer::beginDeserialize(ByteBufferReader* reader
 // True on failure. The record of a payload that is pulled gets its events without the checks of
 // their order, which the replay keeps, and without virtual calls: that is a good part of the time.
 bool AXOBinStructuredPushDeserializer::replayFails(unsigned char const* bytes, std::size_t size) {
-    if (typeid(*target_) != typeid(Recorder)) {
-        return CborReplay(bytes, size, nestingLimit_, SerializerTarget(*target_)).run();
+    IStructuredSerializer& target = *target_;
+    if (typeid(target) != typeid(Recorder)) {
+        return CborReplay(bytes, size, nestingLimit_, SerializerTarget(target)).run();
     }
-    return static_cast<Recorder&>(*target_).recordValue([&](Record& record, std::size_t levels) {
+    return static_cast<Recorder&>(target).recordValue([&](Record& record, std::size_t levels) {
         const auto limit = std::min(nestingLimit_, static_cast<unsigned int>(levels));
         return CborReplay(bytes, size, limit, RecordTarget(record)).run();
     });

@@ -229,10 +229,9 @@ bool CborReplay<Target>::takeItem(const CborItem& item) {
         case Kind::Null:
         case Kind::Undefined:
             return takeSimple(item);
-        case Kind::Break:
-            break;
+        default:  // Kind::Break, which ends nothing here
+            return true;
     }
-    return true;
 }
 
 template <class Target>

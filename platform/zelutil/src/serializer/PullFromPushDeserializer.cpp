@@ -48,7 +48,8 @@ bool PullFromPushDeserializer::beginDeserialize(ByteBufferReader* reader, Option
     source_->setNestingLimit(limit);
     Recorder& recorder = handler_->recorder;
     handler_->record.start(remainingOf(reader));
-    const bool failed = recorder.start() || source_->beginDeserialize(reader, &recorder) ||
+    recorder.start();
+    const bool failed = source_->beginDeserialize(reader, &recorder) ||
                         source_->deserialize() != IStructuredPushDeserializer::DONE;
     if (source_->endDeserialize() || failed || recorder.finish()) {
         reset();

@@ -123,8 +123,8 @@ public:
     /// Adds to `record`, borrowed.
     explicit Recorder(Record& record) noexcept;
 
-    /// Expects a value. True on failure.
-    [[nodiscard]] bool start() { return beginSerialize(&unused_, nullptr); }
+    /// Expects a value.
+    void start() { static_cast<void>(beginSerialize(&unused_, nullptr)); }
     /// Ends it; true when what was written is no complete value.
     [[nodiscard]] bool finish();
 
