@@ -282,6 +282,21 @@ TEST(AXOBinStructuredPushDeserializerTest, MalformedBytesAreRefused) {
     }
 }
 
+TEST(AXOBinStructuredPushDeserializerTest,
+     TextThatIsNotUtf8IsRefusedWhereverItStandsAndForAReader) {
+    std::string longText = "7818";
+    for (int i = 0; i < 24; ++i) {
+        longText += "ff";
+    }
+    for (const std::string& hex :
+         {std::string("61ff"), std::string("8161ff"), std::string("9f61ffff"),
+          std::string("a161ff00"), longText, "81" + longText, "a1" + longText + "00",
+          std::string("d8405f6161ff")}) {
+        EXPECT_EQ(traced(hex), "refused") << hex;
+        EXPECT_FALSE(payloads::BinaryPull(hex).begun) << hex;
+    }
+}
+
 // One of everything.
 constexpr char const* SAMPLE =
     "bf 6161 1903e8 6162 9f 20 f7 f6 fa3fc00000 fb3ff199999999999a ff 6163 d84944fffe1234"
@@ -438,6 +453,20 @@ TEST(AXOBinStructuredPushDeserializerTest, RefusalOfTheTargetIsAFailure) {
     EXPECT_EQ(payloads::binaryToJson("8201fb7ff0000000000000"), std::nullopt);
     EXPECT_EQ(payloads::binaryToJson("d851447fc00000"), std::nullopt);
     EXPECT_EQ(payloads::binaryToJson("a141ff01"), std::nullopt);
+}
+
+TEST(AXOBinStructuredPushDeserializerTest, RefusalOfAStringIsAFailure) {
+    struct Refuser : AXOBinStructuredSerializerBE {
+        bool putString(std::string_view) override { return true; }
+    };
+    const std::string longText = "7818" + payloads::toHex(std::string(24, 'x'));
+    for (const std::string& hex : {std::string("6161"), std::string("816161"), longText}) {
+        AXOBinStructuredPushDeserializer source(Endianess::Big);
+        util::ByteBufferWriter writer(0);
+        Refuser target;
+        ASSERT_FALSE(target.beginSerialize(&writer, nullptr));
+        EXPECT_FALSE(payloads::replayed(source, payloads::fromHex(hex), target)) << hex;
+    }
 }
 
 TEST(AXOBinStructuredPushDeserializerTest, ReadsFromWhereTheReaderStands) {
