@@ -126,7 +126,7 @@ private:
     void announceStruct(const Frame& frame) noexcept;
     void announceArray(const Frame& frame) noexcept;
     void announceLeaf(const util::config::Value& leaf) noexcept;
-    void announceText(util::serializer::EntryType type, const std::string& text) noexcept;
+    void announceText(util::serializer::EntryType type, std::string_view text) noexcept;
     void announceEnd(FrameKind kind) noexcept;
     bool consume(util::serializer::EntryType announced) noexcept;
 

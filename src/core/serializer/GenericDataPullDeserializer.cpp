@@ -25,12 +25,12 @@ T valueOf(const Value& leaf) noexcept {
     return value;
 }
 
-const std::string& textOf(const Value& leaf) noexcept {
+std::string_view textOf(const Value& leaf) noexcept {
     return static_cast<const util::config::ValueString&>(leaf).text();
 }
 
 /// Copies the text; true, with nothing changed, when memory is exhausted.
-bool assign(std::string& out, const std::string& text) noexcept {
+bool assign(std::string& out, std::string_view text) noexcept {
     try {
         out = text;
         return false;
@@ -273,7 +273,7 @@ void GenericDataPullDeserializer::announceLeaf(const Value& leaf) noexcept {
     }
 }
 
-void GenericDataPullDeserializer::announceText(EntryType type, const std::string& text) noexcept {
+void GenericDataPullDeserializer::announceText(EntryType type, std::string_view text) noexcept {
     entry_.type = assign(entry_.text, text) ? EntryType::Failure : type;
 }
 

@@ -3,6 +3,8 @@
 #include <new>
 #include <stdexcept>
 
+#include "Cursor.h"
+
 namespace util::config {
 
 Array::~Array() {
@@ -76,11 +78,21 @@ void Array::reserve(unsigned long count) noexcept {
     }
 }
 
-void Array::surrender(Doomed& doomed) noexcept {
-    for (Value* element : elements_) {
-        doom(doomed, element);
+Value* Array::popChild() noexcept {
+    Value* const child = elements_.back();
+    elements_.pop_back();
+    return child;
+}
+
+Value** Array::destroyLeaves(Releases& releases) noexcept {
+    while (!elements_.empty()) {
+        if (isContainer(*elements_.back())) {
+            return &elements_.back();
+        }
+        destroyLeaf(releases, elements_.back());
+        elements_.pop_back();
     }
-    elements_.clear();
+    return nullptr;
 }
 
 }  // namespace util::config

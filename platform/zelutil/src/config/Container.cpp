@@ -1,58 +1,38 @@
 #include "util/config/Container.h"
 
+#include "NodeBlocks.h"
+
 namespace util::config {
 
-namespace {
+class Container::Releases : public NodeBlocks::Releases {};
 
-// Down to this many levels children are destroyed on the spot, while they are in the processor's
-// cache; what lies deeper waits on the list.
-constexpr int MAX_DESCENT = 32;
-
-}  // namespace
-
-class Container::Doomed {
-public:
-    bool empty() const noexcept { return first_ == nullptr; }
-    Container* pop() noexcept {
-        Container* container = first_;
-        first_ = container->next_;
-        return container;
-    }
-
-    void destroy(Container* container) noexcept {
-        if (depth_ == MAX_DESCENT) {
-            push(container);
-            return;
-        }
-        ++depth_;
-        container->surrender(*this);
-        delete container;
-        --depth_;
-    }
-
-private:
-    void push(Container* container) noexcept {
-        container->next_ = first_;
-        first_ = container;
-    }
-
-    Container* first_ = nullptr;
-    int depth_ = 0;
-};
-
+// Goes down the last children and up again. On the way down the place of each child holds the
+// container above its parent, so that the way up is known without a stack.
 void Container::destroyChildren() noexcept {
-    Doomed doomed;
-    surrender(doomed);
-    while (!doomed.empty()) {
-        doomed.destroy(doomed.pop());
+    Releases releases;
+    Container* container = this;
+    Container* parent = nullptr;
+    for (;;) {
+        Value** child = container->destroyLeaves(releases);
+        if (child != nullptr) {
+            auto* const next = static_cast<Container*>(*child);
+            *child = parent;
+            parent = container;
+            container = next;
+        } else if (container == this) {
+            return;
+        } else {
+            auto* const above = static_cast<Container*>(parent->popChild());
+            releases.destroy(container);
+            container = parent;
+            parent = above;
+        }
     }
 }
 
-void Container::doom(Doomed& doomed, Value* child) noexcept {
-    if (child->isDictionary() || child->isArray()) {
-        doomed.destroy(static_cast<Container*>(child));
-    } else if (child->kind() > Kind::Boolean) {
-        delete child;
+void Container::destroyLeaf(Releases& releases, Value* child) noexcept {
+    if (child->kind() > Kind::Boolean) {
+        releases.destroy(child);
     } else {
         destroy(child);  // most likely a shared one
     }

@@ -1,7 +1,5 @@
 #pragma once
 
-#include <string>
-
 #include "util/config/Array.h"
 #include "util/config/Dictionary.h"
 
@@ -35,7 +33,7 @@ public:
     /// The child it stands at; not at the end.
     const Value& child() const noexcept { return isDictionary_ ? *entry_->second : **element_; }
     /// The child's key in a dictionary; not at the end.
-    const std::string& key() const noexcept { return entry_->first; }
+    const CompactString& key() const noexcept { return entry_->first; }
     void next() noexcept {
         if (isDictionary_) {
             ++entry_;

@@ -1,9 +1,16 @@
 #include "util/config/Dictionary.h"
 
+#include "Cursor.h"
+
 namespace util::config {
 
 Dictionary::~Dictionary() {
     destroyChildren();
+}
+
+void Dictionary::clear() noexcept {
+    destroyChildren();
+    entries_.clear();
 }
 
 bool Dictionary::add(char const* key, Value* value) noexcept {
@@ -60,11 +67,14 @@ bool Dictionary::remove(std::string_view key, bool destroy) noexcept {
     return false;
 }
 
-void Dictionary::surrender(Doomed& doomed) noexcept {
-    for (const auto& [key, child] : entries_) {
-        doom(doomed, child);
+Value** Dictionary::destroyLeaves(Releases& releases) noexcept {
+    Value** child = entries_.last();
+    while (child != nullptr && !isContainer(**child)) {
+        destroyLeaf(releases, *child);
+        entries_.popBack();
+        child = entries_.last();
     }
-    entries_.clear();
+    return child;
 }
 
 }  // namespace util::config

@@ -32,28 +32,63 @@ std::size_t positionOf(const Page& page, std::string_view key) noexcept {
 
 }  // namespace
 
+// Makes room for so many entries; there is none for as many.
+void Entries::Page::reserve(std::size_t room) {
+    std::unique_ptr<value_type[]> entries(new value_type[room]);
+    std::move(entries_.get(), entries_.get() + size_, entries.get());
+    entries_.swap(entries);
+    room_ = static_cast<std::uint32_t>(room);
+}
+
+// The child of a new entry, in a page with less than `PAGE_SIZE` of them.
+Value** Entries::Page::insert(std::size_t place, std::string_view key) {
+    CompactString text(key);
+    if (size_ == room_) {
+        reserve(room_ == 0 ? FIRST_ROOM : std::min<std::size_t>(2 * room_, PAGE_SIZE));
+    }
+    value_type* const entry = entries_.get() + place;
+    std::move_backward(entry, entries_.get() + size_, entries_.get() + size_ + 1);
+    *entry = value_type(std::move(text), nullptr);
+    ++size_;
+    return &entry->second;
+}
+
+void Entries::Page::erase(std::size_t place) noexcept {
+    std::move(entries_.get() + place + 1, entries_.get() + size_, entries_.get() + place);
+    --size_;
+    entries_[size_] = value_type();
+}
+
+// Moves the entries from `cut` on to a page that has room for them and is empty.
+void Entries::Page::moveTail(std::size_t cut, Page& next) noexcept {
+    std::move(entries_.get() + cut, entries_.get() + size_, next.entries_.get());
+    next.size_ = size_ - static_cast<std::uint32_t>(cut);
+    size_ = static_cast<std::uint32_t>(cut);
+}
+
 // The page that has the key, or that it belongs to: the last one whose first key is not greater.
 std::size_t Entries::pageOf(std::string_view key) const noexcept {
     const auto less = [](std::string_view wanted, const Page& page) noexcept {
         return wanted < std::string_view(page.front().first);
     };
-    const auto after = std::upper_bound(rest_.begin(), rest_.end(), key, less);
-    return static_cast<std::size_t>(after - rest_.begin());
+    return static_cast<std::size_t>(std::upper_bound(restBegin(), restEnd(), key, less) -
+                                    restBegin());
 }
 
 Entries::const_iterator Entries::find(std::string_view key) const noexcept {
     const std::size_t number = pageOf(key);
     const Page& candidates = page(number);
-    const std::size_t place = positionOf(candidates, key);
-    if (place == candidates.size() || candidates[place].first != key) {
+    value_type const* const entry = candidates.begin() + positionOf(candidates, key);
+    if (entry == candidates.end() || entry->first != key) {
         return end();
     }
-    return at(number, &candidates[place]);
+    return at(number, entry);
 }
 
 Value** Entries::slot(std::string_view key) noexcept {
     try {
-        return hasRoom() && isBehind(first_, key) ? pushBack(key) : findOrInsert(key);
+        return hasRoom() && isBehind(first_, key) ? first_.insert(first_.size(), key)
+                                                  : findOrInsert(key);
     } catch (const std::bad_alloc&) {
         return nullptr;
     } catch (const std::length_error&) {
@@ -63,7 +98,7 @@ Value** Entries::slot(std::string_view key) noexcept {
 
 Value** Entries::append(std::string_view key) noexcept {
     try {
-        return hasRoom() ? pushBack(key) : findOrInsert(key);
+        return hasRoom() ? first_.insert(first_.size(), key) : findOrInsert(key);
     } catch (const std::bad_alloc&) {
         return nullptr;
     } catch (const std::length_error&) {
@@ -73,20 +108,11 @@ Value** Entries::append(std::string_view key) noexcept {
 
 // Whether an entry can be added to the end of the only page.
 bool Entries::hasRoom() const noexcept {
-    return rest_.empty() && first_.size() < std::min(first_.capacity(), PAGE_SIZE);
-}
-
-Value** Entries::pushBack(std::string_view key) {
-    Value** const child = &first_.emplace_back(key, nullptr).second;
-    ++size_;
-    return child;
+    return rest_ == nullptr && first_.size() < PAGE_SIZE;
 }
 
 // Each step that can throw leaves a valid list with the same entries behind.
 Value** Entries::findOrInsert(std::string_view key) {
-    if (first_.capacity() == 0) {
-        first_.reserve(FIRST_ROOM);
-    }
     std::size_t number = pageOf(key);
     std::size_t place = positionOf(page(number), key);
     if (place < page(number).size() && page(number)[place].first == key) {
@@ -101,60 +127,93 @@ Value** Entries::findOrInsert(std::string_view key) {
             place -= cut;
         }
     }
-    Page& target = page(number);
-    const auto entry =
-        target.emplace(target.begin() + static_cast<std::ptrdiff_t>(place), key, nullptr);
-    ++size_;
-    return &entry->second;
+    return insert(number, place, key);
+}
+
+Value** Entries::insert(std::size_t number, std::size_t place, std::string_view key) {
+    Value** const child = page(number).insert(place, key);
+    if (number != 0) {
+        ++rest_->size;
+    }
+    return child;
 }
 
 // Moves the entries of a page from `cut` on to a new page behind it.
 void Entries::split(std::size_t number, std::size_t cut) {
     Page room;
     room.reserve(PAGE_SIZE);
-    rest_.insert(rest_.begin() + static_cast<std::ptrdiff_t>(number), std::move(room));
-    Page& former = page(number);  // from here on nothing allocates
-    const auto tail = former.begin() + static_cast<std::ptrdiff_t>(cut);
-    Page& next = page(number + 1);
-    next.insert(next.end(), std::make_move_iterator(tail), std::make_move_iterator(former.end()));
-    former.erase(tail, former.end());
+    if (rest_ == nullptr) {
+        rest_ = std::make_unique<Rest>();
+    }
+    std::vector<Page>& pages = rest_->pages;
+    pages.insert(pages.begin() + static_cast<std::ptrdiff_t>(number), std::move(room));
+    page(number).moveTail(cut, page(number + 1));
+    if (number == 0) {
+        rest_->size += page(1).size();
+    }
 }
 
 void Entries::erase(const_iterator position) noexcept {
-    const auto number = static_cast<std::size_t>(position.next_ - rest_.data());
+    const auto number = static_cast<std::size_t>(position.next_ - restBegin());
     Page& holder = page(number);
-    holder.erase(holder.begin() + (position.entry_ - holder.data()));
+    holder.erase(static_cast<std::size_t>(position.entry_ - holder.begin()));
+    if (number != 0) {
+        --rest_->size;
+    }
     if (holder.empty()) {
         erasePage(number);
     }
-    --size_;
 }
 
+// Takes an empty page out, unless it is the only one.
 void Entries::erasePage(std::size_t number) noexcept {
-    if (rest_.empty()) {
+    if (restBegin() == restEnd()) {
         return;
     }
+    std::vector<Page>& pages = rest_->pages;
     if (number == 0) {
-        first_.swap(rest_.front());
+        rest_->size -= pages.front().size();
+        first_.swap(pages.front());
     }
-    rest_.erase(rest_.begin() + static_cast<std::ptrdiff_t>(number == 0 ? 0 : number - 1));
+    pages.erase(pages.begin() + static_cast<std::ptrdiff_t>(number == 0 ? 0 : number - 1));
+}
+
+Value** Entries::last() noexcept {
+    if (empty()) {
+        return nullptr;
+    }
+    Page& page = restBegin() == restEnd() ? first_ : rest_->pages.back();
+    return &page[page.size() - 1].second;
+}
+
+Value* Entries::popBack() noexcept {
+    if (restBegin() == restEnd()) {
+        return first_.popBack();
+    }
+    Value* const child = rest_->pages.back().popBack();
+    --rest_->size;
+    if (rest_->pages.back().empty()) {
+        rest_->pages.pop_back();
+    }
+    return child;
 }
 
 void Entries::clear() noexcept {
-    Page().swap(first_);
-    rest_.clear();
-    size_ = 0;
+    Entries().swap(*this);
 }
 
 void Entries::swap(Entries& other) noexcept {
     first_.swap(other.first_);
     rest_.swap(other.rest_);
-    std::swap(size_, other.size_);
 }
 
 void Entries::reserve(unsigned long count) noexcept {
+    const std::size_t room = std::min<std::size_t>(count, PAGE_SIZE);
+    if (room <= first_.room()) {
+        return;
+    }
     try {
-        first_.reserve(std::min<std::size_t>(count, PAGE_SIZE));
+        first_.reserve(room);
     } catch (const std::bad_alloc&) {
         return;  // a hint
     }

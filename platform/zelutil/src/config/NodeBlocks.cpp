@@ -5,6 +5,10 @@
 #include <atomic>
 #include <cstdint>
 
+#include "util/config/Array.h"
+#include "util/config/Dictionary.h"
+#include "util/config/Scalars.h"
+
 namespace util::config {
 
 namespace {
@@ -12,6 +16,13 @@ namespace {
 // What a block counts as its nodes while it may get more: more than it can have.
 constexpr std::size_t OPEN = NodeBlocks::SIZE;
 constexpr std::align_val_t ALIGNMENT{NodeBlocks::SIZE};
+
+// The memory is poisoned, so that its use is found where that is looked for.
+template <typename Node>
+void endNode(Value* node) noexcept {
+    static_cast<Node*>(node)->~Node();
+    ASAN_POISON_MEMORY_REGION(node, sizeof(Node));
+}
 
 }  // namespace
 
@@ -56,10 +67,15 @@ void* NodeBlocks::carve(std::size_t size) noexcept {
     return memory;
 }
 
+// Who drops all that is counted is alone with the block, and needs no atomic change.
 void NodeBlocks::drop(Block* block, std::size_t nodes) noexcept {
-    if (block->nodes.fetch_sub(nodes, std::memory_order_acq_rel) != nodes) {
-        return;
+    if (block->nodes.load(std::memory_order_acquire) == nodes ||
+        block->nodes.fetch_sub(nodes, std::memory_order_acq_rel) == nodes) {
+        free(block);
     }
+}
+
+void NodeBlocks::free(Block* block) noexcept {
     if (block->isAligned) {
         ::operator delete(block, ALIGNMENT);
     } else {
@@ -76,17 +92,68 @@ void* NodeBlocks::takeAligned(std::size_t size) noexcept {
     return carve(size);
 }
 
-// The memory is poisoned, so that its use is found where that is looked for.
+NodeBlocks::Block* NodeBlocks::blockOfLabelled(void* node) noexcept {
+    return static_cast<Block**>(node)[-1];
+}
+
+NodeBlocks::Block* NodeBlocks::blockOfAligned(void* node) noexcept {
+    const std::size_t within = reinterpret_cast<std::uintptr_t>(node) % SIZE;
+    return reinterpret_cast<Block*>(static_cast<std::byte*>(node) - within);
+}
 
 void NodeBlocks::releaseLabelled(void* node, [[maybe_unused]] std::size_t size) noexcept {
     ASAN_POISON_MEMORY_REGION(node, size);
-    drop(static_cast<Block**>(node)[-1], 1);
+    drop(blockOfLabelled(node), 1);
 }
 
 void NodeBlocks::releaseAligned(void* node, [[maybe_unused]] std::size_t size) noexcept {
     ASAN_POISON_MEMORY_REGION(node, size);
-    const std::size_t within = reinterpret_cast<std::uintptr_t>(node) % SIZE;
-    drop(reinterpret_cast<Block*>(static_cast<std::byte*>(node) - within), 1);
+    drop(blockOfAligned(node), 1);
+}
+
+// Ends a node without giving back its memory. It has exactly the type that `make` gave it.
+template <template <typename> class Place>
+void NodeBlocks::end(Value* node) noexcept {
+    switch (node->kind()) {
+        case Value::Kind::Integer:
+            return endNode<Place<ValueInt>>(node);
+        case Value::Kind::Float:
+            return endNode<Place<ValueFloat>>(node);
+        case Value::Kind::String:
+            return endNode<Place<ValueString>>(node);
+        case Value::Kind::Array:
+            return endNode<Place<Array>>(node);
+        case Value::Kind::Dictionary:
+            return endNode<Place<Dictionary>>(node);
+        default:
+            return endNode<Place<ValueUnicodeString>>(node);
+    }
+}
+
+void NodeBlocks::Releases::destroy(Value* node) noexcept {
+    if (node->memory_ == Memory::Own) {
+        delete node;
+        return;
+    }
+    const bool isLabelled = node->memory_ == Memory::Labelled;
+    Block* const block = isLabelled ? blockOfLabelled(node) : blockOfAligned(node);
+    if (isLabelled) {
+        end<Labelled>(node);
+    } else {
+        end<Aligned>(node);
+    }
+    if (block != block_) {
+        flush();
+        block_ = block;
+    }
+    ++nodes_;
+}
+
+void NodeBlocks::Releases::flush() noexcept {
+    if (nodes_ != 0) {
+        drop(block_, nodes_);
+        nodes_ = 0;
+    }
 }
 
 }  // namespace util::config

@@ -4,6 +4,8 @@
 #include <new>
 #include <utility>
 
+#include "util/config/Value.h"
+
 namespace util::config {
 
 /// Memory for the nodes of one tree: all of a small one lie in one block, of a larger one some
@@ -31,13 +33,16 @@ public:
     Node* make(Arguments&&... arguments) {
         static_assert(alignof(Node) <= alignof(Block*));
         if (isSmall_) {
-            return new (*this) Labelled<Node>(std::forward<Arguments>(arguments)...);
+            return label(new (*this) Labelled<Node>(std::forward<Arguments>(arguments)...));
         }
-        return new (*this) Aligned<Node>(std::forward<Arguments>(arguments)...);
+        return label(new (*this) Aligned<Node>(std::forward<Arguments>(arguments)...));
     }
+
+    class Releases;
 
 private:
     struct Block;
+    using Memory = Value::Memory;
 
     // `delete` asks the class of the node how its memory is given back.
 
@@ -46,6 +51,7 @@ private:
     class Labelled final : public Node {
     public:
         using Node::Node;
+        static constexpr Memory MEMORY = Memory::Labelled;
         static void* operator new(std::size_t size, NodeBlocks& blocks) noexcept {
             return blocks.takeLabelled(size);
         }
@@ -61,6 +67,7 @@ private:
     class Aligned final : public Node {
     public:
         using Node::Node;
+        static constexpr Memory MEMORY = Memory::Aligned;
         static void* operator new(std::size_t size, NodeBlocks& blocks) noexcept {
             return blocks.takeAligned(size);
         }
@@ -74,15 +81,28 @@ private:
 
     static constexpr std::size_t MOST_ROOM = SIZE - 4 * sizeof(void*);
 
+    template <typename Node>
+    static Node* label(Node* node) noexcept {
+        if (node != nullptr) {
+            node->memory_ = Node::MEMORY;
+        }
+        return node;
+    }
+
     void* takeLabelled(std::size_t size) noexcept;
     void* takeAligned(std::size_t size) noexcept;
+    static Block* blockOfLabelled(void* node) noexcept;
+    static Block* blockOfAligned(void* node) noexcept;
     static void releaseLabelled(void* node, std::size_t size) noexcept;
     static void releaseAligned(void* node, std::size_t size) noexcept;
+    template <template <typename> class Place>
+    static void end(Value* node) noexcept;
 
     bool open(std::size_t size) noexcept;
     void close() noexcept;
     void* carve(std::size_t size) noexcept;
     static void drop(Block* block, std::size_t nodes) noexcept;
+    static void free(Block* block) noexcept;
 
     std::size_t room_;
     bool isSmall_;
@@ -90,6 +110,25 @@ private:
     std::byte* next_ = nullptr;  // the rest of the block
     std::byte* limit_ = nullptr;
     std::size_t made_ = 0;  // nodes of the block
+};
+
+/// Deletes nodes of any memory, and gives back those of one block together: what nodes have in
+/// common with those of other threads is the count of their block, and it is slow to change.
+class NodeBlocks::Releases {
+public:
+    Releases() noexcept = default;
+    ~Releases() { flush(); }
+    Releases(const Releases&) = delete;
+    Releases& operator=(const Releases&) = delete;
+
+    /// Deletes a node that is neither shared nor null; a container has no children left.
+    void destroy(Value* node) noexcept;
+
+private:
+    void flush() noexcept;
+
+    Block* block_ = nullptr;
+    std::size_t nodes_ = 0;  // of the block, ended but still counted by it
 };
 
 }  // namespace util::config

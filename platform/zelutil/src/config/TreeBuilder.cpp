@@ -154,7 +154,7 @@ Value* TreeBuilder::Walk::makeNode(std::size_t at) {
             return builder_.unicodeStrings_
                        ? static_cast<Value*>(blocks_.make<ValueUnicodeString>(
                              UnicodeString8{std::string(tape_.text(at))}))
-                       : blocks_.make<ValueString>(std::string(tape_.text(at)));
+                       : blocks_.make<ValueString>(tape_.text(at));
         case 't':
         case 'f':
             return Value::getBool(tape_.kind(at) == 't');

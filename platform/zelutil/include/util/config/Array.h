@@ -38,7 +38,8 @@ public:
     const std::vector<Value*>& elements() const noexcept { return elements_; }
 
 private:
-    void surrender(Doomed& doomed) noexcept override;
+    Value** destroyLeaves(Releases& releases) noexcept override;
+    Value* popChild() noexcept override;
 
     std::vector<Value*> elements_;
 };

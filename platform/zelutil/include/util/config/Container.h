@@ -11,17 +11,17 @@ class UTIL_API Container : public Value {
 protected:
     using Value::Value;
 
-    /// Containers whose turn to be destroyed has not come, linked through `next_`.
-    class Doomed;
-    /// Gives up the children, one by one through `doom`; none are left.
-    virtual void surrender(Doomed& doomed) noexcept = 0;
+    /// How nodes give back their memory, many at a time.
+    class Releases;
+    /// Destroys the children from the last one on, up to one that is a container. Gives the place
+    /// where that one stands, null when no child is left.
+    virtual Value** destroyLeaves(Releases& releases) noexcept = 0;
+    /// Takes out the last child without destroying it.
+    virtual Value* popChild() noexcept = 0;
     /// Destroys everything below this container; none are left. The derived destructors call it.
     void destroyChildren() noexcept;
-    /// Destroys `child`, or puts it on the list when it lies too deep; shared nodes are left.
-    static void doom(Doomed& doomed, Value* child) noexcept;
-
-private:
-    Container* next_ = nullptr;
+    /// Destroys a child without children; shared nodes are left.
+    static void destroyLeaf(Releases& releases, Value* child) noexcept;
 };
 
 }  // namespace util::config

@@ -33,7 +33,7 @@ public:
     bool remove(char const* key, bool destroy) noexcept;
     bool remove(std::string_view key, bool destroy) noexcept;
     /// Destroys all children.
-    void clear() noexcept { destroyChildren(); }
+    void clear() noexcept;
     /// Exchanges the entries of two dictionaries.
     void swap(Dictionary& other) noexcept { entries_.swap(other.entries_); }
     /// Makes room for `count` entries in all; a hint that may be ignored.
@@ -49,7 +49,8 @@ private:
     /// As `add`, for a key that is greater than all present ones.
     bool append(std::string_view key, Value* value) noexcept;
     static bool put(Value** place, Value* value) noexcept;
-    void surrender(Doomed& doomed) noexcept override;
+    Value** destroyLeaves(Releases& releases) noexcept override;
+    Value* popChild() noexcept override { return entries_.popBack(); }
 
     Entries entries_;
 };

@@ -1,13 +1,15 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <iterator>
-#include <string>
+#include <memory>
 #include <string_view>
 #include <utility>
 #include <vector>
 
 #include "util/Export.h"
+#include "util/config/CompactString.h"
 
 namespace util::config {
 
@@ -20,13 +22,54 @@ class Value;
 class UTIL_API Entries {
 public:
     /// An entry: key and child.
-    using value_type = std::pair<std::string, Value*>;
+    using value_type = std::pair<CompactString, Value*>;
 
 private:
     /// One sorted list, cut into pages of up to `PAGE_SIZE` entries: most dictionaries are one
     /// small block of memory, and in a large one an entry can be added anywhere at little cost. No
     /// page is empty, but a lone first one may be.
-    using Page = std::vector<value_type>;
+    class Page {
+    public:
+        Page() noexcept = default;
+        Page(Page&& other) noexcept { swap(other); }
+        Page& operator=(Page&& other) noexcept {
+            Page taken(std::move(other));
+            swap(taken);
+            return *this;
+        }
+        void swap(Page& other) noexcept {
+            entries_.swap(other.entries_);
+            std::swap(size_, other.size_);
+            std::swap(room_, other.room_);
+        }
+
+        std::size_t size() const noexcept { return size_; }
+        bool empty() const noexcept { return size_ == 0; }
+        std::size_t room() const noexcept { return room_; }
+        const value_type* begin() const noexcept { return entries_.get(); }
+        const value_type* end() const noexcept { return begin() + size_; }
+        const value_type& front() const noexcept { return entries_[0]; }
+        const value_type& back() const noexcept { return entries_[size_ - 1]; }
+        value_type& operator[](std::size_t place) noexcept { return entries_[place]; }
+
+        void reserve(std::size_t room);
+        Value** insert(std::size_t place, std::string_view key);
+        void erase(std::size_t place) noexcept;
+        void moveTail(std::size_t cut, Page& next) noexcept;
+        /// Takes the last entry out and gives its child; the key stays where it is until another
+        /// entry takes its place.
+        Value* popBack() noexcept { return entries_[--size_].second; }
+
+    private:
+        std::unique_ptr<value_type[]> entries_;  // empty ones behind the last
+        std::uint32_t size_ = 0;
+        std::uint32_t room_ = 0;
+    };
+    /// The pages behind the first one.
+    struct Rest {
+        std::vector<Page> pages;
+        unsigned long size = 0;  // of all of them together
+    };
 
 public:
     /// Walks the entries in the order of their keys, for reading only.
@@ -72,12 +115,12 @@ public:
     private:
         friend class Entries;
         const_iterator(const Page& page, pointer entry, const Page* next, const Page* end) noexcept
-            : entry_(entry), pageEnd_(page.data() + page.size()), next_(next), end_(end) {}
+            : entry_(entry), pageEnd_(page.end()), next_(next), end_(end) {}
 
         void enterNext() noexcept {
-            entry_ = next_ == end_ ? nullptr : next_->data();
+            entry_ = next_ == end_ ? nullptr : next_->begin();
             if (entry_ != nullptr) {
-                pageEnd_ = entry_ + next_->size();
+                pageEnd_ = next_->end();
                 ++next_;
             }
         }
@@ -89,12 +132,14 @@ public:
     };
 
     /// Whether there is no entry.
-    bool empty() const noexcept { return size_ == 0; }
+    bool empty() const noexcept { return first_.empty(); }
     /// The number of entries.
-    unsigned long size() const noexcept { return size_; }
+    unsigned long size() const noexcept {
+        return first_.size() + (rest_ == nullptr ? 0 : rest_->size);
+    }
     /// @{
     /// From the entry with the least key to behind the last one.
-    const_iterator begin() const noexcept { return empty() ? end() : at(0, first_.data()); }
+    const_iterator begin() const noexcept { return empty() ? end() : at(0, first_.begin()); }
     // NOLINTNEXTLINE(readability-convert-member-functions-to-static): a list is asked for its end
     const_iterator end() const noexcept { return {}; }
     /// @}
@@ -117,23 +162,36 @@ public:
     void reserve(unsigned long count) noexcept;
 
 private:
-    const Page& page(std::size_t number) const noexcept {
-        return number == 0 ? first_ : rest_[number - 1];
+    friend class Dictionary;
+
+    const Page* restBegin() const noexcept {
+        return rest_ == nullptr ? nullptr : rest_->pages.data();
     }
-    Page& page(std::size_t number) noexcept { return number == 0 ? first_ : rest_[number - 1]; }
+    const Page* restEnd() const noexcept {
+        return rest_ == nullptr ? nullptr : restBegin() + rest_->pages.size();
+    }
+    const Page& page(std::size_t number) const noexcept {
+        return number == 0 ? first_ : rest_->pages[number - 1];
+    }
+    Page& page(std::size_t number) noexcept {
+        return number == 0 ? first_ : rest_->pages[number - 1];
+    }
     const_iterator at(std::size_t number, const value_type* entry) const noexcept {
-        return {page(number), entry, rest_.data() + number, rest_.data() + rest_.size()};
+        return {page(number), entry, restBegin() + number, restEnd()};
     }
     std::size_t pageOf(std::string_view key) const noexcept;
     bool hasRoom() const noexcept;
-    Value** pushBack(std::string_view key);
+    Value** insert(std::size_t number, std::size_t place, std::string_view key);
     Value** findOrInsert(std::string_view key);
     void split(std::size_t number, std::size_t cut);
     void erasePage(std::size_t number) noexcept;
+    // The child of the last entry, null when there is none.
+    Value** last() noexcept;
+    // Takes the last entry out and gives its child.
+    Value* popBack() noexcept;
 
     Page first_;
-    std::vector<Page> rest_;
-    unsigned long size_ = 0;
+    std::unique_ptr<Rest> rest_;  // null until there is a second page
 };
 
 }  // namespace util::config

@@ -1,11 +1,12 @@
 #pragma once
 
 #include <cstdint>
-#include <string>
+#include <string_view>
 #include <utility>
 
 #include "util/Export.h"
 #include "util/UnicodeString.h"
+#include "util/config/CompactString.h"
 #include "util/config/Value.h"
 
 namespace util::config {
@@ -48,18 +49,16 @@ private:
 /// A narrow string: bytes, by custom UTF-8, embedded zeros allowed.
 class UTIL_API ValueString : public Value {
 public:
-    /// Holds the text.
-    explicit ValueString(const std::string& text) : Value(Kind::String), text_(text) {}
-    explicit ValueString(std::string&& text) noexcept
-        : Value(Kind::String), text_(std::move(text)) {}
+    /// Holds a copy of the text; `std::bad_alloc` when memory is exhausted.
+    explicit ValueString(std::string_view text) : Value(Kind::String), text_(text) {}
     /// A null `text` is the empty string.
     explicit ValueString(char const* text)
-        : ValueString(std::string(text == nullptr ? "" : text)) {}
+        : ValueString(std::string_view(text == nullptr ? "" : text)) {}
     /// The text.
-    const std::string& text() const noexcept { return text_; }
+    const CompactString& text() const noexcept { return text_; }
 
 private:
-    std::string text_;
+    CompactString text_;
 };
 
 /// A string of Unicode text, kept apart from the narrow strings.

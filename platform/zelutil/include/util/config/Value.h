@@ -163,9 +163,14 @@ protected:
     constexpr explicit Value(Kind kind) noexcept : kind_(kind) {}
 
 private:
+    friend class NodeBlocks;
+    /// Where the memory of a node comes from.
+    enum class Memory : std::uint8_t { Own, Labelled, Aligned };
+
     const Value* find(std::string_view key) const noexcept;
 
     Kind kind_;
+    Memory memory_ = Memory::Own;
 };
 
 }  // namespace util::config

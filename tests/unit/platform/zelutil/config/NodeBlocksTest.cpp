@@ -8,15 +8,21 @@
 
 #include "NodeBlocks.h"
 #include "support/FailingAllocations.h"
+#include "util/config/Array.h"
+#include "util/config/Dictionary.h"
 #include "util/config/Scalars.h"
 
 namespace {
 
 using kova::test::FailingAllocations;
+using util::config::Array;
+using util::config::Dictionary;
 using util::config::NodeBlocks;
 using util::config::Value;
+using util::config::ValueFloat;
 using util::config::ValueInt;
 using util::config::ValueString;
+using util::config::ValueUnicodeString;
 
 constexpr std::size_t ROOM_OF_INT = NodeBlocks::roomOf<ValueInt>();
 
@@ -66,6 +72,50 @@ TEST(NodeBlocksTest, LastNodeOfABlockFreesItInAnyOrder) {
         }
         EXPECT_EQ(FailingAllocations::liveBlocks(), before) << count;
     }
+}
+
+// One node of each kind that blocks have, and one with memory of its own.
+std::vector<Value*> nodesOfEveryKind(std::size_t room) {
+    constexpr char const* LONG = "a text that lies outside of its node";
+    NodeBlocks blocks(room);
+    return {blocks.make<ValueInt>(1),
+            new ValueString(LONG),
+            blocks.make<ValueFloat>(0.5),
+            blocks.make<ValueString>(LONG),
+            blocks.make<ValueUnicodeString>(util::UnicodeString8{LONG}),
+            blocks.make<Array>(),
+            blocks.make<Dictionary>()};
+}
+
+TEST(NodeBlocksTest, ReleasesDeleteNodesOfEveryKindAndMemory) {
+    const long before = FailingAllocations::liveBlocks();
+    {
+        NodeBlocks::Releases releases;
+        for (const std::size_t room : {std::size_t{1000}, NodeBlocks::SIZE + 1}) {
+            const std::vector<Value*> first = nodesOfEveryKind(room);
+            const std::vector<Value*> second = nodesOfEveryKind(room);
+            for (std::size_t i = 0; i < first.size(); ++i) {
+                releases.destroy(first[i]);
+                releases.destroy(second[i]);
+            }
+        }
+    }
+    EXPECT_EQ(FailingAllocations::liveBlocks(), before);
+}
+
+TEST(NodeBlocksTest, ReleasesLeaveTheOtherNodesOfABlock) {
+    const long before = FailingAllocations::liveBlocks();
+    {
+        auto nodes = integers(100);
+        const std::unique_ptr<Value> kept = std::move(nodes[50]);
+        nodes.erase(nodes.begin() + 50);
+        NodeBlocks::Releases releases;
+        for (std::unique_ptr<Value>& node : nodes) {
+            releases.destroy(node.release());
+        }
+        EXPECT_EQ(*kept, ValueInt(50));
+    }
+    EXPECT_EQ(FailingAllocations::liveBlocks(), before);
 }
 
 TEST(NodeBlocksTest, NodesAreDeletedWhileOthersAreMade) {

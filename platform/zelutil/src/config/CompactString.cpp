@@ -1,0 +1,26 @@
+#include "util/config/CompactString.h"
+
+#include <new>
+#include <ostream>
+
+namespace util::config {
+
+void CompactString::keepFar(std::string_view text) {
+    const std::size_t size = text.size();
+    auto* const block = static_cast<char*>(::operator new(sizeof size + size + 1));
+    std::memcpy(block, &size, sizeof size);
+    std::memcpy(block + sizeof size, text.data(), size);
+    block[sizeof size + size] = '\0';
+    std::memcpy(bytes_.data(), &block, sizeof block);
+    bytes_[NEAR] = FAR;
+}
+
+void CompactString::freeFar() noexcept {
+    ::operator delete(const_cast<char*>(far()));
+}
+
+std::ostream& operator<<(std::ostream& out, const CompactString& text) {
+    return out << std::string_view(text);
+}
+
+}  // namespace util::config
