@@ -31,9 +31,13 @@ function(kova_add_floor name)
     # The record of the binary interface is read from debug information; the tests go without.
     target_compile_options(${name} PRIVATE -g)
   endif()
+  # A library calls its own functions, not those of another one that have the same names: so they
+  # can be inlined, and need no look-up.
+  target_compile_options(${name} PRIVATE $<$<CXX_COMPILER_ID:GNU>:-fno-semantic-interposition>)
   target_include_directories(${name} PUBLIC $<BUILD_INTERFACE:${ARG_INCLUDE}>)
   target_link_libraries(${name} PUBLIC ${ARG_PUBLIC} PRIVATE ${ARG_PRIVATE})
-  target_link_options(${name} PRIVATE -Wl,--as-needed -Wl,--version-script=${exports})
+  target_link_options(${name} PRIVATE
+    -Wl,--as-needed -Wl,-Bsymbolic-functions -Wl,--version-script=${exports})
   set_target_properties(${name} PROPERTIES LINK_DEPENDS ${exports}
     VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR} EXPORT_NAME ${ARG_ALIAS})
 endfunction()

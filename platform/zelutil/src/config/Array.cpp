@@ -4,6 +4,7 @@
 #include <stdexcept>
 
 #include "Cursor.h"
+#include "NodeBlocks.h"
 
 namespace util::config {
 
@@ -84,12 +85,12 @@ Value* Array::popChild() noexcept {
     return child;
 }
 
-Value** Array::destroyLeaves(Releases& releases) noexcept {
+Value** Array::destroyLeaves(NodeReleases& releases) noexcept {
     while (!elements_.empty()) {
         if (isContainer(*elements_.back())) {
             return &elements_.back();
         }
-        destroyLeaf(releases, elements_.back());
+        releases.destroyLeaf(elements_.back());
         elements_.pop_back();
     }
     return nullptr;

@@ -1,6 +1,5 @@
 #include "util/config/CompactString.h"
 
-#include <new>
 #include <ostream>
 
 namespace util::config {
@@ -13,10 +12,6 @@ void CompactString::keepFar(std::string_view text) {
     block[sizeof size + size] = '\0';
     std::memcpy(bytes_.data(), &block, sizeof block);
     bytes_[NEAR] = FAR;
-}
-
-void CompactString::freeFar() noexcept {
-    ::operator delete(const_cast<char*>(far()));
 }
 
 std::ostream& operator<<(std::ostream& out, const CompactString& text) {

@@ -4,12 +4,10 @@
 
 namespace util::config {
 
-class Container::Releases : public NodeBlocks::Releases {};
-
 // Goes down the last children and up again. On the way down the place of each child holds the
 // container above its parent, so that the way up is known without a stack.
 void Container::destroyChildren() noexcept {
-    Releases releases;
+    NodeReleases releases;
     Container* container = this;
     Container* parent = nullptr;
     for (;;) {
@@ -27,14 +25,6 @@ void Container::destroyChildren() noexcept {
             container = parent;
             parent = above;
         }
-    }
-}
-
-void Container::destroyLeaf(Releases& releases, Value* child) noexcept {
-    if (child->kind() > Kind::Boolean) {
-        releases.destroy(child);
-    } else {
-        destroy(child);  // most likely a shared one
     }
 }
 

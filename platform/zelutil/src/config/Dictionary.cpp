@@ -1,6 +1,7 @@
 #include "util/config/Dictionary.h"
 
 #include "Cursor.h"
+#include "NodeBlocks.h"
 
 namespace util::config {
 
@@ -67,14 +68,23 @@ bool Dictionary::remove(std::string_view key, bool destroy) noexcept {
     return false;
 }
 
-Value** Dictionary::destroyLeaves(Releases& releases) noexcept {
-    Value** child = entries_.last();
-    while (child != nullptr && !isContainer(**child)) {
-        destroyLeaf(releases, *child);
-        entries_.popBack();
-        child = entries_.last();
-    }
-    return child;
+Value** Dictionary::destroyLeaves(NodeReleases& releases) noexcept {
+    do {
+        Entries::Page& page = entries_.lastPage();
+        while (!page.empty()) {
+            Value*& child = page.back().second;
+            if (isContainer(*child)) {
+                return &child;
+            }
+            releases.destroyLeaf(child);
+            page.popBack();
+        }
+    } while (entries_.dropLastPage());
+    return nullptr;
+}
+
+Value* Dictionary::popChild() noexcept {
+    return entries_.lastPage().popBack();
 }
 
 }  // namespace util::config

@@ -46,6 +46,9 @@ Value** Entries::Page::insert(std::size_t place, std::string_view key) {
     if (size_ == room_) {
         reserve(room_ == 0 ? FIRST_ROOM : std::min<std::size_t>(2 * room_, PAGE_SIZE));
     }
+    if (place == size_) {
+        return pushBack(std::move(text));
+    }
     value_type* const entry = entries_.get() + place;
     std::move_backward(entry, entries_.get() + size_, entries_.get() + size_ + 1);
     *entry = value_type(std::move(text), nullptr);
@@ -98,6 +101,9 @@ Value** Entries::slot(std::string_view key) noexcept {
 
 Value** Entries::append(std::string_view key) noexcept {
     try {
+        if (rest_ == nullptr && first_.size() < first_.room()) {
+            return first_.pushBack(CompactString(key));
+        }
         return hasRoom() ? first_.insert(first_.size(), key) : findOrInsert(key);
     } catch (const std::bad_alloc&) {
         return nullptr;
@@ -178,24 +184,17 @@ void Entries::erasePage(std::size_t number) noexcept {
     pages.erase(pages.begin() + static_cast<std::ptrdiff_t>(number == 0 ? 0 : number - 1));
 }
 
-Value** Entries::last() noexcept {
-    if (empty()) {
-        return nullptr;
-    }
-    Page& page = restBegin() == restEnd() ? first_ : rest_->pages.back();
-    return &page[page.size() - 1].second;
+Entries::Page& Entries::lastPage() noexcept {
+    return restBegin() == restEnd() ? first_ : rest_->pages.back();
 }
 
-Value* Entries::popBack() noexcept {
+// True when there is another page in front of it.
+bool Entries::dropLastPage() noexcept {
     if (restBegin() == restEnd()) {
-        return first_.popBack();
+        return false;
     }
-    Value* const child = rest_->pages.back().popBack();
-    --rest_->size;
-    if (rest_->pages.back().empty()) {
-        rest_->pages.pop_back();
-    }
-    return child;
+    rest_->pages.pop_back();
+    return true;
 }
 
 void Entries::clear() noexcept {

@@ -57,16 +57,6 @@ void NodeBlocks::close() noexcept {
     }
 }
 
-void* NodeBlocks::carve(std::size_t size) noexcept {
-    if (static_cast<std::size_t>(limit_ - next_) < size && open(size)) {
-        return nullptr;
-    }
-    void* const memory = next_;
-    next_ += size;
-    ++made_;
-    return memory;
-}
-
 // Who drops all that is counted is alone with the block, and needs no atomic change.
 void NodeBlocks::drop(Block* block, std::size_t nodes) noexcept {
     if (block->nodes.load(std::memory_order_acquire) == nodes ||
@@ -81,15 +71,6 @@ void NodeBlocks::free(Block* block) noexcept {
     } else {
         ::operator delete(block);
     }
-}
-
-void* NodeBlocks::takeLabelled(std::size_t size) noexcept {
-    void* const memory = carve(sizeof(Block*) + size);
-    return memory == nullptr ? nullptr : new (memory) Block*(block_) + 1;
-}
-
-void* NodeBlocks::takeAligned(std::size_t size) noexcept {
-    return carve(size);
 }
 
 NodeBlocks::Block* NodeBlocks::blockOfLabelled(void* node) noexcept {
@@ -130,17 +111,18 @@ void NodeBlocks::end(Value* node) noexcept {
     }
 }
 
-void NodeBlocks::Releases::destroy(Value* node) noexcept {
-    if (node->memory_ == Memory::Own) {
+void NodeReleases::destroy(Value* node) noexcept {
+    if (node->memory_ == Value::Memory::Own) {
         delete node;
         return;
     }
-    const bool isLabelled = node->memory_ == Memory::Labelled;
-    Block* const block = isLabelled ? blockOfLabelled(node) : blockOfAligned(node);
+    const bool isLabelled = node->memory_ == Value::Memory::Labelled;
+    NodeBlocks::Block* const block =
+        isLabelled ? NodeBlocks::blockOfLabelled(node) : NodeBlocks::blockOfAligned(node);
     if (isLabelled) {
-        end<Labelled>(node);
+        NodeBlocks::end<NodeBlocks::Labelled>(node);
     } else {
-        end<Aligned>(node);
+        NodeBlocks::end<NodeBlocks::Aligned>(node);
     }
     if (block != block_) {
         flush();
@@ -149,9 +131,9 @@ void NodeBlocks::Releases::destroy(Value* node) noexcept {
     ++nodes_;
 }
 
-void NodeBlocks::Releases::flush() noexcept {
+void NodeReleases::flush() noexcept {
     if (nodes_ != 0) {
-        drop(block_, nodes_);
+        NodeBlocks::drop(block_, nodes_);
         nodes_ = 0;
     }
 }

@@ -38,9 +38,8 @@ public:
         return label(new (*this) Aligned<Node>(std::forward<Arguments>(arguments)...));
     }
 
-    class Releases;
-
 private:
+    friend class NodeReleases;
     struct Block;
     using Memory = Value::Memory;
 
@@ -89,8 +88,11 @@ private:
         return node;
     }
 
-    void* takeLabelled(std::size_t size) noexcept;
-    void* takeAligned(std::size_t size) noexcept;
+    void* takeLabelled(std::size_t size) noexcept {
+        void* const memory = carve(sizeof(Block*) + size);
+        return memory == nullptr ? nullptr : new (memory) Block*(block_) + 1;
+    }
+    void* takeAligned(std::size_t size) noexcept { return carve(size); }
     static Block* blockOfLabelled(void* node) noexcept;
     static Block* blockOfAligned(void* node) noexcept;
     static void releaseLabelled(void* node, std::size_t size) noexcept;
@@ -100,7 +102,15 @@ private:
 
     bool open(std::size_t size) noexcept;
     void close() noexcept;
-    void* carve(std::size_t size) noexcept;
+    void* carve(std::size_t size) noexcept {
+        if (static_cast<std::size_t>(limit_ - next_) < size && open(size)) {
+            return nullptr;
+        }
+        void* const memory = next_;
+        next_ += size;
+        ++made_;
+        return memory;
+    }
     static void drop(Block* block, std::size_t nodes) noexcept;
     static void free(Block* block) noexcept;
 
@@ -114,20 +124,28 @@ private:
 
 /// Deletes nodes of any memory, and gives back those of one block together: what nodes have in
 /// common with those of other threads is the count of their block, and it is slow to change.
-class NodeBlocks::Releases {
+class NodeReleases {
 public:
-    Releases() noexcept = default;
-    ~Releases() { flush(); }
-    Releases(const Releases&) = delete;
-    Releases& operator=(const Releases&) = delete;
+    NodeReleases() noexcept = default;
+    ~NodeReleases() { flush(); }
+    NodeReleases(const NodeReleases&) = delete;
+    NodeReleases& operator=(const NodeReleases&) = delete;
 
     /// Deletes a node that is neither shared nor null; a container has no children left.
     void destroy(Value* node) noexcept;
+    /// What a container does with a child that has no children of its own.
+    void destroyLeaf(Value* node) noexcept {
+        if (node->kind() > Value::Kind::Boolean) {
+            destroy(node);
+        } else {
+            Value::destroy(node);  // most likely a shared one
+        }
+    }
 
 private:
     void flush() noexcept;
 
-    Block* block_ = nullptr;
+    NodeBlocks::Block* block_ = nullptr;
     std::size_t nodes_ = 0;  // of the block, ended but still counted by it
 };
 

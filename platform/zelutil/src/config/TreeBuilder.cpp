@@ -97,7 +97,8 @@ private:
     bool enterArray(Array& array, std::size_t at);
     bool enterDictionary(Dictionary& dictionary, std::size_t at);
     void listFields(std::size_t at);
-    static bool isLess(const Field& a, const Field& b) noexcept;
+    bool isLess(const Field& a, const Field& b) const noexcept;
+    bool isSame(const Field& a, const Field& b) const noexcept;
     bool dropDuplicates(std::size_t first);
     bool isTooDeep(std::size_t at) const noexcept;
     bool fill();
@@ -185,7 +186,8 @@ bool TreeBuilder::Walk::enterDictionary(Dictionary& dictionary, std::size_t at) 
     std::vector<Field>& fields = builder_.fields_;
     const std::size_t first = fields.size();
     listFields(at);
-    std::sort(fields.begin() + static_cast<std::ptrdiff_t>(first), fields.end(), isLess);
+    std::sort(fields.begin() + static_cast<std::ptrdiff_t>(first), fields.end(),
+              [this](const Field& a, const Field& b) noexcept { return isLess(a, b); });
     if (dropDuplicates(first)) {
         return fail(TOO_DEEP);
     }
@@ -197,34 +199,35 @@ bool TreeBuilder::Walk::enterDictionary(Dictionary& dictionary, std::size_t at) 
 void TreeBuilder::Walk::listFields(std::size_t at) {
     const std::size_t end = tape_.endOf(at);
     for (std::size_t key = at + 1; key != end; key = tape_.after(key + 1)) {
-        const std::string_view text = tape_.text(key);
-        builder_.fields_.push_back({beginningOf(text), text, key + 1});
+        builder_.fields_.push_back({beginningOf(tape_.text(key)), key});
     }
 }
 
 // Of equal keys the last one comes first.
-bool TreeBuilder::Walk::isLess(const Field& a, const Field& b) noexcept {
+bool TreeBuilder::Walk::isLess(const Field& a, const Field& b) const noexcept {
     if (a.beginning != b.beginning) {
         return a.beginning < b.beginning;
     }
-    const int order = a.key.compare(b.key);
-    return order < 0 || (order == 0 && a.at > b.at);
+    const int order = tape_.text(a.key).compare(tape_.text(b.key));
+    return order < 0 || (order == 0 && a.key > b.key);
+}
+
+bool TreeBuilder::Walk::isSame(const Field& a, const Field& b) const noexcept {
+    return a.beginning == b.beginning && tape_.text(a.key) == tape_.text(b.key);
 }
 
 // Keeps the first one of equal keys. True when a value that is dropped lies too deep: the text is
 // refused for it all the same.
 bool TreeBuilder::Walk::dropDuplicates(std::size_t first) {
     std::vector<Field>& fields = builder_.fields_;
-    const auto same = [](const Field& a, const Field& b) noexcept {
-        return a.beginning == b.beginning && a.key == b.key;
-    };
+    const auto same = [this](const Field& a, const Field& b) noexcept { return isSame(a, b); };
     const auto begin = fields.begin() + static_cast<std::ptrdiff_t>(first);
     auto kept = std::adjacent_find(begin, fields.end(), same);
     for (auto field = kept; field != fields.end(); ++field) {
         if (field == kept || !same(*field, *kept)) {
             kept = field == kept ? kept : kept + 1;
             *kept = *field;
-        } else if (isTooDeep(field->at)) {
+        } else if (isTooDeep(field->key + 1)) {
             return true;
         }
     }
@@ -271,14 +274,14 @@ bool TreeBuilder::Walk::fillArray(Level& level) {
 
 bool TreeBuilder::Walk::fillDictionary(Level& level) {
     while (level.next != level.end) {
-        const Field field = builder_.fields_[level.next];
+        const std::size_t key = builder_.fields_[level.next].key;
         ++level.next;
-        Value* const node = makeNode(field.at);
-        if (level.dictionary->append(field.key, node)) {
+        Value* const node = makeNode(key + 1);
+        if (level.dictionary->append(tape_.text(key), node)) {
             return true;
         }
         if (isContainer(*node)) {
-            return enter(node, field.at);
+            return enter(node, key + 1);
         }
     }
     builder_.fields_.resize(level.firstField);

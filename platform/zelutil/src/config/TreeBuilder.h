@@ -1,7 +1,6 @@
 #pragma once
 
 #include <cstdint>
-#include <string_view>
 #include <vector>
 
 #include "NodeBlocks.h"
@@ -26,8 +25,7 @@ private:
     /// An entry of an object, before it has a node.
     struct Field {
         std::uint64_t beginning;  // of the key: its first bytes, to be compared as a number
-        std::string_view key;
-        std::size_t at;  // the value
+        std::size_t key;          // its place; the value is behind it
     };
     /// A container that is being filled.
     struct Level {

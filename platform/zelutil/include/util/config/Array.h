@@ -38,7 +38,7 @@ public:
     const std::vector<Value*>& elements() const noexcept { return elements_; }
 
 private:
-    Value** destroyLeaves(Releases& releases) noexcept override;
+    Value** destroyLeaves(NodeReleases& releases) noexcept override;
     Value* popChild() noexcept override;
 
     std::vector<Value*> elements_;

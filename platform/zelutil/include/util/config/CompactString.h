@@ -4,9 +4,9 @@
 #include <cstddef>
 #include <cstring>
 #include <iosfwd>
+#include <new>
 #include <string>
 #include <string_view>
-#include <utility>
 
 #include "util/Export.h"
 
@@ -42,16 +42,15 @@ public:
     /// Take the text over; `other` is left empty.
     CompactString(CompactString&& other) noexcept : bytes_(other.bytes_) { other.bytes_ = EMPTY; }
     CompactString& operator=(CompactString&& other) noexcept {
-        CompactString taken(std::move(other));
-        bytes_.swap(taken.bytes_);
+        if (this != &other) {
+            freeFar();
+            bytes_ = other.bytes_;
+            other.bytes_ = EMPTY;
+        }
         return *this;
     }
     /// @}
-    ~CompactString() {
-        if (isFar()) {
-            freeFar();
-        }
-    }
+    ~CompactString() { freeFar(); }
 
     /// The bytes, and a zero behind them.
     char const* data() const noexcept { return isFar() ? far() + sizeof(std::size_t) : near(); }
@@ -152,7 +151,11 @@ private:
         std::memcpy(bytes_.data() + last, text.data() + last, PIECE);
     }
     void keepFar(std::string_view text);
-    void freeFar() noexcept;
+    void freeFar() noexcept {
+        if (isFar()) {
+            ::operator delete(const_cast<char*>(far()));
+        }
+    }
 
     alignas(char*) Bytes bytes_ = EMPTY;
 };

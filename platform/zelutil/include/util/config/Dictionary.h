@@ -49,8 +49,8 @@ private:
     /// As `add`, for a key that is greater than all present ones.
     bool append(std::string_view key, Value* value) noexcept;
     static bool put(Value** place, Value* value) noexcept;
-    Value** destroyLeaves(Releases& releases) noexcept override;
-    Value* popChild() noexcept override { return entries_.popBack(); }
+    Value** destroyLeaves(NodeReleases& releases) noexcept override;
+    Value* popChild() noexcept override;
 
     Entries entries_;
 };

@@ -50,9 +50,18 @@ private:
         const value_type* end() const noexcept { return begin() + size_; }
         const value_type& front() const noexcept { return entries_[0]; }
         const value_type& back() const noexcept { return entries_[size_ - 1]; }
+        value_type& back() noexcept { return entries_[size_ - 1]; }
         value_type& operator[](std::size_t place) noexcept { return entries_[place]; }
 
         void reserve(std::size_t room);
+        /// The child of a new entry behind the last one; there is room for it.
+        Value** pushBack(CompactString key) noexcept {
+            value_type& entry = entries_[size_];
+            ++size_;
+            entry.first = std::move(key);
+            entry.second = nullptr;
+            return &entry.second;
+        }
         Value** insert(std::size_t place, std::string_view key);
         void erase(std::size_t place) noexcept;
         void moveTail(std::size_t cut, Page& next) noexcept;
@@ -185,10 +194,9 @@ private:
     Value** findOrInsert(std::string_view key);
     void split(std::size_t number, std::size_t cut);
     void erasePage(std::size_t number) noexcept;
-    // The child of the last entry, null when there is none.
-    Value** last() noexcept;
-    // Takes the last entry out and gives its child.
-    Value* popBack() noexcept;
+    // For taking out all entries from the last one on; `size` is right again when all are out.
+    Page& lastPage() noexcept;
+    bool dropLastPage() noexcept;
 
     Page first_;
     std::unique_ptr<Rest> rest_;  // null until there is a second page

@@ -164,6 +164,7 @@ protected:
 
 private:
     friend class NodeBlocks;
+    friend class NodeReleases;
     /// Where the memory of a node comes from.
     enum class Memory : std::uint8_t { Own, Labelled, Aligned };
 

@@ -18,6 +18,7 @@ using kova::test::FailingAllocations;
 using util::config::Array;
 using util::config::Dictionary;
 using util::config::NodeBlocks;
+using util::config::NodeReleases;
 using util::config::Value;
 using util::config::ValueFloat;
 using util::config::ValueInt;
@@ -90,7 +91,7 @@ std::vector<Value*> nodesOfEveryKind(std::size_t room) {
 TEST(NodeBlocksTest, ReleasesDeleteNodesOfEveryKindAndMemory) {
     const long before = FailingAllocations::liveBlocks();
     {
-        NodeBlocks::Releases releases;
+        NodeReleases releases;
         for (const std::size_t room : {std::size_t{1000}, NodeBlocks::SIZE + 1}) {
             const std::vector<Value*> first = nodesOfEveryKind(room);
             const std::vector<Value*> second = nodesOfEveryKind(room);
@@ -109,7 +110,7 @@ TEST(NodeBlocksTest, ReleasesLeaveTheOtherNodesOfABlock) {
         auto nodes = integers(100);
         const std::unique_ptr<Value> kept = std::move(nodes[50]);
         nodes.erase(nodes.begin() + 50);
-        NodeBlocks::Releases releases;
+        NodeReleases releases;
         for (std::unique_ptr<Value>& node : nodes) {
             releases.destroy(node.release());
         }
