@@ -27,7 +27,16 @@ bool Dictionary::add(std::string_view key, Value* value) noexcept {
 }
 
 bool Dictionary::append(std::string_view key, Value* value) noexcept {
-    return value == nullptr || put(entries_.append(key), value);
+    if (value == nullptr) {
+        return true;
+    }
+    Value** const place = entries_.append(key);
+    if (place == nullptr) {
+        destroy(value);
+        return true;
+    }
+    *place = value;
+    return false;
 }
 
 // Gives the child to its place in the list; null when that could not be had.

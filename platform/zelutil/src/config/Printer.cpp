@@ -58,11 +58,11 @@ bool Printer::begin(const Value& node) {
     }
     const Cursor children(node);
     if (children.atEnd()) {
-        return writeText(node.isArray() ? "[]"sv : "{}"sv);
+        return writeText(node.isArray() ? "[]" : "{}");
     }
     afterChild_ = false;
     open_.push(children);
-    return writeText(node.isArray() ? "["sv : "{"sv);
+    return writeText(node.isArray() ? "[" : "{");
 }
 
 // Goes on with the innermost container until another one begins or its end is written.
@@ -116,7 +116,8 @@ bool Printer::startChild(const Cursor& level) noexcept {
 bool Printer::writeScalar(const Value& node) noexcept {
     switch (node.kind()) {
         case Value::Kind::Boolean:
-            return writeText(static_cast<const PlainValue&>(node).truth() ? "true"sv : "false"sv);
+            return static_cast<const PlainValue&>(node).truth() ? writeText("true")
+                                                                : writeText("false");
         case Value::Kind::Integer: {
             const auto& integer = static_cast<const ValueInt&>(node);
             return writeInto(json::NUMBER_ROOM, [&](char* out) {
@@ -165,9 +166,14 @@ bool Printer::writeLongString(std::string_view bytes) noexcept {
     return failed || writeText("\"");
 }
 
-bool Printer::writeText(std::string_view text) noexcept {
-    return writeInto(text.size(),
-                     [=](char* out) { return std::copy(text.begin(), text.end(), out); });
+// Writes a literal, whose size is known, so that copying it needs no call.
+template <std::size_t SIZE>
+bool Printer::writeText(char const (&text)[SIZE]) noexcept {
+    constexpr std::size_t LENGTH = SIZE - 1;
+    return writeInto(LENGTH, [&](char* out) {
+        std::memcpy(out, text, LENGTH);
+        return out + LENGTH;
+    });
 }
 
 // Goes to the next line, indented for the containers that are open.

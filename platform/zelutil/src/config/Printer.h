@@ -25,7 +25,8 @@ private:
     bool writeScalar(const Value& node) noexcept;
     bool writeString(std::string_view bytes) noexcept;
     bool writeLongString(std::string_view bytes) noexcept;
-    bool writeText(std::string_view text) noexcept;
+    template <std::size_t SIZE>
+    bool writeText(char const (&text)[SIZE]) noexcept;
     char* writeLine(char* out) const noexcept;
     char* writeColon(char* out) const noexcept;
     template <typename Write>

@@ -1,6 +1,7 @@
 #include "TreeBuilder.h"
 
 #include <algorithm>
+#include <array>
 #include <memory>
 #include <new>
 #include <string>
@@ -44,36 +45,33 @@ std::uint64_t beginningOf(std::string_view key) noexcept {
     return number;
 }
 
+// What the word of each kind at the beginning of a value adds to the room for nodes. A key looks
+// like a string, but gets no node.
+template <typename String>
+constexpr std::array<std::size_t, 256> roomByKind() noexcept {
+    std::array<std::size_t, 256> room{};
+    room['{'] = NodeBlocks::roomOf<Dictionary>();
+    room['['] = NodeBlocks::roomOf<Array>();
+    room['"'] = NodeBlocks::roomOf<String>();
+    room['d'] = NodeBlocks::roomOf<ValueFloat>();
+    room['l'] = NodeBlocks::roomOf<ValueInt>();
+    room['u'] = NodeBlocks::roomOf<ValueInt>();
+    return room;
+}
+
 // The room that the nodes of the tape take, or more than a block.
 template <typename String>
 std::size_t roomFor(const Tape& tape) noexcept {
+    static constexpr std::array<std::size_t, 256> ROOM = roomByKind<String>();
     if (tape.size() > NodeBlocks::SIZE / sizeof(Value)) {
         return NodeBlocks::SIZE + 1;
     }
     std::size_t room = 0;
-    std::size_t keys = 0;  // they look like strings, but get no node
+    std::size_t keys = 0;
     for (std::size_t at = Tape::ROOT; at < tape.size(); at = tape.next(at)) {
-        switch (tape.kind(at)) {
-            case '{':
-                keys += tape.count(at);
-                room += NodeBlocks::roomOf<Dictionary>();
-                break;
-            case '[':
-                room += NodeBlocks::roomOf<Array>();
-                break;
-            case '"':
-                room += NodeBlocks::roomOf<String>();
-                break;
-            case 'd':
-                room += NodeBlocks::roomOf<ValueFloat>();
-                break;
-            case 'l':
-            case 'u':
-                room += NodeBlocks::roomOf<ValueInt>();
-                break;
-            default:
-                break;
-        }
+        const char kind = tape.kind(at);
+        room += ROOM[static_cast<unsigned char>(kind)];
+        keys += kind == '{' ? tape.count(at) : 0;
     }
     return room - keys * NodeBlocks::roomOf<String>();
 }
