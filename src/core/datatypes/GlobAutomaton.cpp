@@ -22,6 +22,7 @@ namespace {
 
 constexpr std::size_t CLASSES = 256;
 constexpr std::uint8_t OTHERS = 0;
+constexpr std::size_t BLOCK = 8;
 
 std::size_t lowest(std::uint64_t bits) {
     return static_cast<std::size_t>(__builtin_ctzll(bits));
@@ -157,20 +158,48 @@ GlobAutomaton::GlobAutomaton(View<GlobStep> steps, std::size_t first, std::size_
     }
 }
 
+// The last character of the whole blocks behind `at` of which each reaches just the same positions.
+// Without a branch for each character that takes half the time on a long text.
+char const* GlobAutomaton::skip(char const* at, char const* end, Word next,
+                                Word reached) const noexcept {
+    Word const* const masks = words_.data() + masks_;
+    while (static_cast<std::size_t>(end - at) > BLOCK) {
+        Word each = next;
+        Word any = 0;
+        for (std::size_t i = 1; i <= BLOCK; ++i) {
+            const Word mask = masks[classes_[static_cast<unsigned char>(at[i])]];
+            each &= mask;
+            any |= mask;
+        }
+        if (each != reached || (next & any) != reached) {
+            break;
+        }
+        at += BLOCK;
+    }
+    return at;
+}
+
 bool GlobAutomaton::takes(std::string_view text) const noexcept {
     Word const* const follow = words_.data();
     Word const* const masks = follow + masks_;
     // No character reaches the end, so this is nothing that `reached` may be.
     Word before = Builder::END;
     Word next = start_;
-    for (const char c : text) {
-        const Word reached = next & masks[classes_[static_cast<unsigned char>(c)]];
+    std::size_t same = 0;  // how many characters in a row have changed nothing
+    char const* const end = text.data() + text.size();
+    for (char const* at = text.data(); at != end; ++at) {
+        const Word reached = next & masks[classes_[static_cast<unsigned char>(*at)]];
         if (reached == before) {
+            if (++same == BLOCK) {
+                at = skip(at, end, next, reached);
+                same = 0;
+            }
             continue;
         }
         if (reached == 0) {
             return false;
         }
+        same = 0;
         before = reached;
         next = 0;
         for (Word left = reached; left != 0; left &= left - 1) {

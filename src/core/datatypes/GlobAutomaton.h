@@ -38,6 +38,8 @@ private:
     using Word = std::uint64_t;
     class Builder;
 
+    char const* skip(char const* at, char const* end, Word next, Word reached) const noexcept;
+
     /// Bytes that no position tells apart share a class.
     std::array<std::uint8_t, 256> classes_;
     /// For each position those that may follow it, then for each class those that take it.

@@ -84,6 +84,27 @@ TEST(GlobAutomatonTest, StepsInTheMiddleOfAProgramAreTakenOutOfIt) {
     EXPECT_FALSE(none.takes("a"));
 }
 
+// Texts of which most characters change nothing, and two do, wherever they stand.
+TEST(GlobAutomatonTest, LongRunsAreLeftWhereTheyEnd) {
+    const Sets sets = {~CharacterSet().set('\n'), ~CharacterSet().set('/')};
+    const Steps steps = {
+        {Kind::Repeat, 0, 0}, {Kind::Literal, 'b', 0}, {Kind::Repeat, 0, 1}, ACCEPT};
+    const GlobAutomaton automaton = automatonOf(steps, sets);
+    std::size_t taken = 0;
+    for (const std::size_t size : {8U, 9U, 16U, 17U, 30U}) {
+        for (std::size_t i = 0; i < size * size; ++i) {
+            for (const std::string odd : {"bb", "b/", "/b", "b\n", "\nb", "//"}) {
+                std::string text(size, 'x');
+                text[i / size] = odd[0];
+                text[i % size] = odd[1];
+                ASSERT_EQ(automaton.takes(text), GlobSweep::takes(steps, sets, text)) << text;
+                taken += automaton.takes(text) ? 1 : 0;
+            }
+        }
+    }
+    EXPECT_GT(taken, 1000U);
+}
+
 TEST(GlobAutomatonTest, PositionsAreLimited) {
     const Sets sets = {CharacterSet().set('x')};
     Steps steps(GlobAutomaton::MAX_POSITIONS, {Kind::Repeat, 0, 0});
