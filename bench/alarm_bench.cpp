@@ -30,6 +30,7 @@ using SteadyClock = std::chrono::steady_clock;
 using Milliseconds = std::chrono::milliseconds;
 
 constexpr int ARMED = 100'000;
+constexpr std::chrono::duration<unsigned, std::milli> DELAY(1);
 
 /// When an alarm is due: between one hour and two, so that none expires during the run.
 std::vector<unsigned> delays(int count) {
@@ -156,8 +157,7 @@ void enterLateness(char const* contestant, Make make) {
         for (auto _ : state) {
             std::vector<SteadyClock::duration> late(201);
             for (auto& each : late) {
-                const auto due = SteadyClock::now() + Milliseconds(1);
-                each = wait(due) - due;
+                each = wait();
             }
             std::nth_element(late.begin(), late.begin() + 100, late.end());
             state.SetIterationTime(std::chrono::duration<double>(late[100]).count());
@@ -172,14 +172,16 @@ void enterLateness(char const* contestant, Make make) {
 /// it comes after the note and does not count.
 class NotingAlarm {
 public:
-    SteadyClock::time_point wait() {
+    SteadyClock::duration wait() {
+        alarm_.stop();  // returns when the last call is over, for which `start` would wait, too
         std::unique_lock lock(mutex_);
         when_.reset();
-        if (alarm_.start(1, false)) {
-            return SteadyClock::time_point::max();
+        const auto due = SteadyClock::now() + DELAY;
+        if (alarm_.start(DELAY.count(), false)) {
+            return SteadyClock::duration::max();
         }
         called_.wait(lock, [&] { return when_.has_value(); });
-        return *when_;
+        return *when_ - due;
     }
 
 private:
@@ -196,11 +198,59 @@ private:
     FunctionalAlarm alarm_{[this] { note(); }};
 };
 
-SteadyClock::time_point lateBySleep(SteadyClock::time_point due) {
+SteadyClock::duration lateBySleep(SteadyClock::time_point due) {
     prctl(PR_SET_TIMERSLACK, 1UL, 0UL, 0UL, 0UL);  // as the thread of the alarms has it
     std::this_thread::sleep_until(due);
-    return SteadyClock::now();
+    return SteadyClock::now() - due;
 }
+
+/// The least that can be woken at a time without the caller's waiting for it: a thread that does
+/// nothing but `lateBySleep`, for one time after the other.
+class SleepingThread {
+public:
+    ~SleepingThread() {
+        hand(std::nullopt);
+        thread_.join();
+    }
+
+    SteadyClock::duration wait() {
+        std::unique_lock lock = hand(SteadyClock::now() + DELAY);
+        changed_.wait(lock, [this] { return late_.has_value(); });
+        return *late_;
+    }
+
+private:
+    std::unique_lock<std::mutex> hand(std::optional<SteadyClock::time_point> due) {
+        std::unique_lock lock(mutex_);
+        due_ = due;
+        handed_ = true;
+        late_.reset();
+        changed_.notify_all();
+        return lock;
+    }
+    void run() {
+        std::unique_lock lock(mutex_);
+        while (true) {
+            changed_.wait(lock, [this] { return handed_; });
+            handed_ = false;
+            if (!due_) {
+                return;
+            }
+            lock.unlock();
+            const auto late = lateBySleep(*due_);
+            lock.lock();
+            late_ = late;
+            changed_.notify_all();
+        }
+    }
+
+    std::mutex mutex_;
+    std::condition_variable changed_;
+    bool handed_ = false;
+    std::optional<SteadyClock::time_point> due_;  // none: the end
+    std::optional<SteadyClock::duration> late_;
+    std::thread thread_{[this] { run(); }};
+};
 
 const Entries ENTRIES([] {
     const std::string road = "arm and cancel among 100 000";
@@ -210,9 +260,13 @@ const Entries ENTRIES([] {
     contest(road, "asio", asioAlarms);
 #endif
     enterLateness("kova", [] {
-        return [alarm = std::make_shared<NotingAlarm>()](auto) { return alarm->wait(); };
+        return [alarm = std::make_shared<NotingAlarm>()] { return alarm->wait(); };
     });
-    enterLateness("sleep_until", [] { return lateBySleep; });
+    enterLateness("plain", [] {
+        return [thread = std::make_shared<SleepingThread>()] { return thread->wait(); };
+    });
+    enterLateness("sleep_until",
+                  [] { return [] { return lateBySleep(SteadyClock::now() + DELAY); }; });
 });
 
 }  // namespace

@@ -65,19 +65,22 @@ void AlarmEngine::detach(Alarm& alarm) noexcept {
     }
 }
 
+// The delay begins with the call, not when the lock is had: another thread may hold it for the time
+// of a switch between threads.
 bool AlarmEngine::arm(Alarm& alarm, Alarm::Duration delay) {
-    const std::lock_guard<std::mutex> guard(mutex_);
     const auto bounded = std::clamp(delay, Alarm::Duration::zero(), Alarm::LONGEST);
-    return schedule(alarm, clock_.now() + bounded);
+    const Clock::TimePoint due = clock_.now() + bounded;
+    const std::lock_guard<std::mutex> guard(mutex_);
+    return schedule(alarm, due);
 }
 
 bool AlarmEngine::rearm(Alarm& alarm, Alarm::Duration period) {
     if (period <= Alarm::Duration::zero()) {
         return true;
     }
-    const std::lock_guard<std::mutex> guard(mutex_);
     const auto bounded = std::min(period, Alarm::LONGEST);
     const Clock::TimePoint now = clock_.now();
+    const std::lock_guard<std::mutex> guard(mutex_);
     const bool byItsCallback = running_ == &alarm && onThread();
     return schedule(alarm, byItsCallback ? nextDue(runningDue_, bounded, now) : now + bounded);
 }
