@@ -101,7 +101,7 @@ Value* RecordTree::makeLeaf(const Event& event) {
         case Event::Kind::Double:
             return blocks_.make<config::ValueFloat>(event.content.number);
         case Event::Kind::String:
-            return blocks_.make<config::ValueString>(std::string(record_.textOf(event)));
+            return blocks_.make<config::ValueString>(record_.textOf(event));
         default:
             return Value::getNull();
     }
