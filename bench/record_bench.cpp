@@ -57,7 +57,7 @@ bool read(util::serializer::IStructuredPullDeserializer& source, Track& track) {
     std::string name;
     return source.beginStruct(nullptr) ||
            forFields(track,
-                     [&](char const* wanted, auto& value) {
+                     [&](std::string_view wanted, auto& value) {
                          return source.beginField(name) || name != wanted ||
                                 serializer::deserialize(source, value) || source.endField();
                      }) ||
