@@ -67,10 +67,11 @@ std::string_view parentOf(std::string_view path) {
 // when it is as `Path` would print it, is the answer; everything else is `Path`'s business.
 std::string relativeTo(const std::string& mountPath, std::string_view target) {
     const std::size_t size = mountPath == ROOT ? 0 : mountPath.size();
-    if (target.substr(0, size) == std::string_view(mountPath).substr(0, size) &&
-        !endsOpen(target.substr(size)) && !hasEmptySegment(target.substr(size))) {
-        return target.size() == size || target == ROOT ? std::string()
-                                                       : std::string(target.substr(size + 1));
+    if (target.substr(0, size) == std::string_view(mountPath).substr(0, size)) {
+        const std::string_view rest = target.substr(size);
+        if (!endsOpen(rest) && !hasEmptySegment(rest)) {
+            return std::string(rest.substr(rest.empty() ? 0 : 1));
+        }
     }
     std::string relative;
     Path::relativize(mountPath, std::string(target), relative);
@@ -155,8 +156,11 @@ const StaticComposedKovaServiceImpl::Mount* StaticComposedKovaServiceImpl::findM
     // path.
     const bool isWhole = endsOpen(text) || channel.isEnabled(2);
     const std::string_view head = isWhole ? text : text.substr(0, longestMount_ + 1);
-    return endsOpen(text) || hasEmptySegment(head) ? lookUpParents(Path(path).toString())
-                                                   : lookUpParents(head);
+    if (endsOpen(text) || hasEmptySegment(head)) {
+        const std::string canonical = Path(path).toString();
+        return lookUpParents(canonical);
+    }
+    return lookUpParents(head);
 }
 
 const StaticComposedKovaServiceImpl::Mount* StaticComposedKovaServiceImpl::lookUp(

@@ -254,6 +254,20 @@ TEST_F(ServiceTest, EntryThatIsThereIsKept) {
     EXPECT_TRUE(b.cancelled.empty());
 }
 
+// Routing finds no mount for such paths; who delegates may have one all the same.
+TEST_F(ServiceTest, DelegatedPathThatIsOpenEndedIsGivenAsItIsMeant) {
+    StaticComposedKovaServiceImpl impl({});
+    for (char const* const path : {"a/", "//", "///"}) {
+        EXPECT_EQ(impl.delegateRequest(&a, "/", Request("retrieve", path), recorder(events)),
+                  nullptr);
+    }
+    ASSERT_EQ(a.asked.size(), 3U);
+    EXPECT_EQ(a.asked[0].resourcePath, "a");
+    EXPECT_EQ(a.asked[1].resourcePath, "");
+    EXPECT_EQ(a.asked[2].resourcePath, "");
+    a.asked.clear();
+}
+
 TEST_F(ServiceTest, ShutdownCancelsEveryPendingRequestInAscendingOrderOfHandles) {
     std::vector<std::pair<void*, void*>> pending;
     for (std::uintptr_t i = 1; i <= 20; ++i) {

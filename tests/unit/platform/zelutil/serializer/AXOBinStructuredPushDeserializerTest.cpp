@@ -2,6 +2,7 @@
 
 #include <memory>
 #include <random>
+#include <stdexcept>
 
 #include "Payloads.h"
 #include "util/serializer/AXOBinStructuredPushDeserializer.h"
@@ -14,7 +15,7 @@ using util::MAX_NESTING_DEPTH;
 
 // Writes down what it is given so that each kind looks different: `1` signed, `1u` unsigned, `1.5f`
 // float, `1.5` double, `"a"` text, `'ff'` other bytes, `-` an empty element, `#2` two packed items.
-class Trace final : public SequencedSerializer {
+class Trace : public SequencedSerializer {
 public:
     Trace() : SequencedSerializer(CAPABILITY_PACKED_ARRAYS, true) {}
 
@@ -467,6 +468,22 @@ TEST(AXOBinStructuredPushDeserializerTest, RefusalOfAStringIsAFailure) {
         ASSERT_FALSE(target.beginSerialize(&writer, nullptr));
         EXPECT_FALSE(payloads::replayed(source, payloads::fromHex(hex), target)) << hex;
     }
+}
+
+// Only exhausted memory is an outcome of the replay; the rest is for whoever knows the target.
+TEST(AXOBinStructuredPushDeserializerTest, ExceptionOfTheTargetReachesTheCaller) {
+    struct Thrower final : Trace {
+        bool putNull() override { throw std::domain_error("null"); }
+    };
+    AXOBinStructuredPushDeserializer source(Endianess::Big);
+    util::ByteBufferReader reader = payloads::readerOf(std::string_view("\xF6", 1));
+    util::ByteBufferWriter writer(0);
+    Thrower target;
+    ASSERT_FALSE(target.beginSerialize(&writer, nullptr));
+    ASSERT_FALSE(source.beginDeserialize(&reader, &target));
+    EXPECT_THROW(static_cast<void>(source.deserialize()), std::domain_error);
+    EXPECT_EQ(reader.remaining(), 1U);
+    EXPECT_TRUE(source.endDeserialize());
 }
 
 TEST(AXOBinStructuredPushDeserializerTest, ReadsFromWhereTheReaderStands) {
