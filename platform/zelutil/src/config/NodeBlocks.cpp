@@ -74,7 +74,7 @@ void NodeBlocks::free(Block* block) noexcept {
 }
 
 NodeBlocks::Block* NodeBlocks::blockOfLabelled(void* node) noexcept {
-    return static_cast<Block**>(node)[-1];
+    return static_cast<Label*>(node)[-1].block;
 }
 
 NodeBlocks::Block* NodeBlocks::blockOfAligned(void* node) noexcept {

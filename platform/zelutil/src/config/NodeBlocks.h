@@ -26,12 +26,12 @@ public:
 
     template <typename Node>
     static constexpr std::size_t roomOf() noexcept {
-        return sizeof(Node) + sizeof(Block*);
+        return sizeof(Node) + sizeof(Label);
     }
     /// A new node, null when memory is exhausted. `std::bad_alloc` when its making throws that.
     template <typename Node, typename... Arguments>
     Node* make(Arguments&&... arguments) {
-        static_assert(alignof(Node) <= alignof(Block*));
+        static_assert(alignof(Node) <= alignof(Label));
         if (isSmall_) {
             return label(new (*this) Labelled<Node>(std::forward<Arguments>(arguments)...));
         }
@@ -42,10 +42,14 @@ private:
     friend class NodeReleases;
     struct Block;
     using Memory = Value::Memory;
+    /// Stands before a node.
+    struct Label {
+        Block* block;
+    };
 
     // `delete` asks the class of the node how its memory is given back.
 
-    /// A node with the address of its block before it.
+    /// A node with a label before it, which names its block.
     template <typename Node>
     class Labelled final : public Node {
     public:
@@ -89,8 +93,8 @@ private:
     }
 
     void* takeLabelled(std::size_t size) noexcept {
-        void* const memory = carve(sizeof(Block*) + size);
-        return memory == nullptr ? nullptr : new (memory) Block*(block_) + 1;
+        void* const memory = carve(sizeof(Label) + size);
+        return memory == nullptr ? nullptr : new (memory) Label{block_} + 1;
     }
     void* takeAligned(std::size_t size) noexcept { return carve(size); }
     static Block* blockOfLabelled(void* node) noexcept;
