@@ -82,15 +82,24 @@ void destroyTree(Trial& trial) {
     });
 }
 
-void cloneTree(Trial& trial) {
-    const Tree tree = parseTree(SAMPLE);
+void clone(Trial& trial, const Value& tree) {
+    const std::string text = tree.toJson(true);
     Tree copy;
     trial.attempt([&] {
-        copy.reset(tree->clone());
+        copy.reset(tree.clone());
         return copy == nullptr;
     });
-    EXPECT_TRUE(copy == nullptr || *copy == *tree);
-    EXPECT_EQ(tree->toJson(true), SAMPLE);
+    EXPECT_TRUE(copy == nullptr || *copy == tree);
+    EXPECT_EQ(tree.toJson(true), text);
+}
+
+void cloneTree(Trial& trial) {
+    clone(trial, *parseTree(SAMPLE));
+}
+
+// More levels than are kept without memory.
+void cloneDeepTree(Trial& trial) {
+    clone(trial, *deepTree(100));
 }
 
 void compareTrees(Trial& trial) {
@@ -104,14 +113,21 @@ void compareTrees(Trial& trial) {
     EXPECT_EQ(equal, trial.isDone());
 }
 
-void printTree(Trial& trial) {
-    const Tree tree = parseTree(SAMPLE);
+void print(Trial& trial, const Value& tree) {
     std::string text;
     trial.attempt([&] {
-        text = tree->toJson(true);
+        text = tree.toJson(true);
         return false;
     });
-    EXPECT_EQ(text, trial.isDone() ? SAMPLE : "");
+    EXPECT_EQ(text, trial.isDone() ? tree.toJson(true) : "");
+}
+
+void printTree(Trial& trial) {
+    print(trial, *parseTree(SAMPLE));
+}
+
+void printDeepTree(Trial& trial) {
+    print(trial, *deepTree(100));
 }
 
 // A stream buffer that needs no memory of its own.
@@ -207,8 +223,10 @@ constexpr Operation OPERATIONS[] = {
     {"Array::insert", FAILED, insertIntoArray},
     {"Value::destroy", 0, destroyTree},
     {"Value::clone", FAILED, cloneTree},
+    {"Value::clone, deep tree", FAILED, cloneDeepTree},
     {"Value::operator==", THROWN, compareTrees},
     {"Value::toJson", THROWN, printTree},
+    {"Value::toJson, deep tree", THROWN, printDeepTree},
     {"Value::print", FAILED, printToStream},
     {"Value::get(std::string&)", THROWN, getString},
     {"Value::get(UnicodeString8&)", THROWN, getUnicodeString},
