@@ -19,7 +19,9 @@ public:
     void* actionRequest(const Request& /*request*/, Handler&& handler,
                         const std::string& /*path*/) override {
         const std::lock_guard<std::mutex> guard(mutex_);
-        void* const handle = reinterpret_cast<void*>(++lastHandle_);
+        // A handle is a number that callers only give back.
+        void* const handle =
+            reinterpret_cast<void*>(++lastHandle_);  // NOLINT(performance-no-int-to-ptr)
         watchers_.emplace(handle, std::move(handler));
         return handle;  // the request stays pending
     }

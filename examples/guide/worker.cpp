@@ -40,7 +40,8 @@ public:
         void* handle = nullptr;
         {
             const std::lock_guard<std::mutex> guard(mutex_);
-            handle = reinterpret_cast<void*>(++lastHandle_);
+            // A handle is a number that callers only give back.
+            handle = reinterpret_cast<void*>(++lastHandle_);  // NOLINT(performance-no-int-to-ptr)
             jobs_.push_back({handle, request, path, std::move(handler)});
         }
         wake_.notify_one();
