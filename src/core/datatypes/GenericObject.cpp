@@ -15,7 +15,7 @@ GenericObject::GenericObject(Pairs pairs) {
     append(pairs);
 }
 
-GenericObject::GenericObject(const GenericObject& other) : Dictionary() {
+GenericObject::GenericObject(const GenericObject& other) : GenericObject() {
     copy(other);
 }
 
@@ -27,7 +27,7 @@ GenericObject& GenericObject::operator=(const GenericObject& other) {
     return *this;
 }
 
-GenericObject::GenericObject(GenericObject&& other) noexcept : Dictionary() {
+GenericObject::GenericObject(GenericObject&& other) noexcept : GenericObject() {
     swap(other);
 }
 
@@ -41,7 +41,8 @@ GenericObject& GenericObject::operator=(GenericObject&& other) noexcept {
 
 GenericObject& GenericObject::operator=(Pairs pairs) {
     clear();
-    return append(pairs);
+    append(pairs);
+    return *this;
 }
 
 GenericObject::~GenericObject() = default;
