@@ -4,6 +4,7 @@
 #include <sstream>
 #include <string>
 
+#include "Million.h"
 #include "kova/core/Factory.h"
 #include "kova/core/GenericDataPullDeserializer.h"
 #include "kova/core/GenericObject.h"
@@ -29,9 +30,9 @@ using util::config::Dictionary;
 using util::config::Value;
 using util::config::ValueInt;
 
-constexpr std::size_t LEVELS = KOVA_MILLION;
+const auto LEVELS = static_cast<std::size_t>(million());
 /// A dictionary outermost, "{"k":[" half a million times around 1.
-constexpr std::size_t PRINTED = LEVELS / 2 * std::string_view(R"({"k":[]})").size() + 1;
+const std::size_t PRINTED = LEVELS / 2 * std::string_view(R"({"k":[]})").size() + 1;
 
 TEST(MillionLevels, AreDestroyedCopiedComparedAndPrinted) {
     runOnSmallStack([] {

@@ -3,6 +3,7 @@
 #include <memory>
 #include <string>
 
+#include "Million.h"
 #include "kova/core/Factory.h"
 #include "kova/core/GenericObject.h"
 #include "kova/core/Payload.h"
@@ -22,7 +23,7 @@ using util::config::Dictionary;
 using util::config::Value;
 using util::config::ValueInt;
 
-constexpr long MILLION = KOVA_MILLION;
+const long MILLION = million();
 
 std::string keyOf(long i) {
     return "key" + std::to_string(MILLION + i);
