@@ -82,6 +82,7 @@ void Client::send(kova::Request request) {
     std::unique_ptr<kova::IResponseHandler<kova::Response>> handler =
         std::make_unique<Printer>(*this, number);
     void* const handle = service_->actionRequest(request, std::move(handler));
+    // cppcheck-suppress accessMoved ; a service that refuses leaves the handler where it was
     const bool refused = handler != nullptr;
     if (!follow(number, handle)) {
         say("  #" + std::to_string(number) +

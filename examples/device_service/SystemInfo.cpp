@@ -55,7 +55,7 @@ void readMemory(std::istream& file, Dictionary& facts) {
         std::string name;
         unsigned long kilobytes = 0;
         const bool told = !(fields >> name >> kilobytes).fail();
-        name = name.substr(0, name.find(':'));
+        name.erase(std::min(name.size(), name.find(':')));
         if (told && std::find(std::begin(MEMORY), std::end(MEMORY), name) != std::end(MEMORY)) {
             add(facts, name, kilobytes * 1024);
         }

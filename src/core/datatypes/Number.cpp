@@ -1,6 +1,7 @@
 #include "kova/core/Number.h"
 
-#include <locale.h>  // newlocale, locale_t: POSIX, not in <clocale>
+// NOLINTNEXTLINE(modernize-deprecated-headers): newlocale is POSIX, not in <clocale>
+#include <locale.h>
 
 #include <cerrno>
 #include <charconv>
@@ -23,7 +24,7 @@ std::string print(double value, std::chars_format form) {
     // Sign, the digits of the largest double, point and DIGITS.
     char buffer[1 + std::numeric_limits<double>::max_exponent10 + 1 + 1 + DIGITS];
     const auto end = std::to_chars(std::begin(buffer), std::end(buffer), value, form, DIGITS);
-    return std::string(buffer, end.ptr);
+    return {buffer, end.ptr};
 }
 
 struct Integer {
@@ -96,15 +97,15 @@ Number& Number::operator=(double value) {
 
 int Number::intValue() const noexcept {
     const Integer read = readInteger(text_);
-    constexpr std::numeric_limits<std::int16_t> RANGE;
-    error_ = read.error != std::errc() || read.value < RANGE.min() || read.value > RANGE.max();
+    using Range = std::numeric_limits<std::int16_t>;
+    error_ = read.error != std::errc() || read.value < Range::min() || read.value > Range::max();
     return error_ ? 0 : static_cast<int>(read.value);
 }
 
 signed char Number::byteValue() const noexcept {
     const int value = intValue();
-    constexpr std::numeric_limits<signed char> RANGE;
-    error_ = error_ || value < RANGE.min() || value > RANGE.max();
+    using Range = std::numeric_limits<signed char>;
+    error_ = error_ || value < Range::min() || value > Range::max();
     return static_cast<signed char>(error_ ? 0 : value);
 }
 

@@ -184,7 +184,7 @@ std::string Path::parent(const std::string& path) noexcept {
     };
     const std::string_view whole = trimmed(path);
     if (whole.empty()) {
-        return std::string();
+        return {};
     }
     std::string text(trimmed(whole.substr(0, whole.find_last_of(SEP_CHAR) + 1)));
     if (text.empty()) {

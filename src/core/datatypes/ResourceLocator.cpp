@@ -31,7 +31,7 @@ ResourceLocator::ResourceLocator(std::optional<std::string>&& servicePath,
     : servicePath_(std::move(servicePath)), resourcePath_(std::move(resourcePath)) {}
 
 ResourceLocator ResourceLocator::fromPaths(const std::string& base, const std::string& resource) {
-    return ResourceLocator(Path::absolute(base), Path::absolute(resource));
+    return {Path::absolute(base), Path::absolute(resource)};
 }
 
 ResourceLocator ResourceLocator::fromPaths(const std::string& base, const std::string& resource,

@@ -104,6 +104,7 @@ std::optional<typename Form::Value> parse(std::string_view text) {
 template <typename Form>
 class Printed {
 public:
+    // cppcheck-suppress uninitMemberVar ; the form fills as much of the text as is used
     explicit Printed(const typename Form::Value& value)
         : size_(static_cast<std::size_t>(Form::print(text_, value) - text_)) {}
 

@@ -124,7 +124,7 @@ bool GenericDataPullDeserializer::endElement() noexcept {
     if (!atArray()) {
         return true;
     }
-    unsigned long& index = std::get<unsigned long>(frames_.back().position);
+    auto& index = std::get<unsigned long>(frames_.back().position);
     if (index >= frames_.back().node->arraySize()) {
         return true;
     }
@@ -204,7 +204,7 @@ bool GenericDataPullDeserializer::endField() noexcept {
     if (!atDictionary()) {
         return true;
     }
-    ConstIterator& entry = std::get<ConstIterator>(frames_.back().position);
+    auto& entry = std::get<ConstIterator>(frames_.back().position);
     if (entry == frames_.back().node->end()) {
         return true;
     }
