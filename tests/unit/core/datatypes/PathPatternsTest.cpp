@@ -5,6 +5,7 @@
 #include <atomic>
 #include <clocale>
 #include <locale>
+#include <ostream>
 #include <regex>
 #include <thread>
 #include <vector>
@@ -24,6 +25,10 @@ struct MatchRow {
     std::vector<std::string> matched;
     std::vector<std::string> others;
 };
+
+std::ostream& operator<<(std::ostream& out, const MatchRow& row) {
+    return out << row.glob;
+}
 
 class PathPatternsMatch : public testing::TestWithParam<MatchRow> {};
 

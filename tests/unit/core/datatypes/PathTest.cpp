@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <ostream>
 #include <random>
 #include <type_traits>
 
@@ -351,6 +352,10 @@ struct MatchRow {
     char const* pattern;
     bool matches;
 };
+
+std::ostream& operator<<(std::ostream& out, const MatchRow& row) {
+    return out << row.path << ' ' << row.pattern;
+}
 
 class PathMatches : public testing::TestWithParam<MatchRow> {};
 

@@ -3,6 +3,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <ostream>
+
 namespace {
 
 using kova::Path;
@@ -84,6 +86,10 @@ struct WildcardRow {
     unsigned long n;
     int index;
 };
+
+std::ostream& operator<<(std::ostream& out, const WildcardRow& row) {
+    return out << row.pattern << ' ' << row.n;
+}
 
 class PathTextWildcard : public testing::TestWithParam<WildcardRow> {};
 

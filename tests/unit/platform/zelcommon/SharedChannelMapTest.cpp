@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
+#include <ostream>
 
 #include <cstdio>
 #include <cstdlib>
@@ -96,6 +97,10 @@ struct Fit {
     bool fits;
 };
 
+std::ostream& operator<<(std::ostream& out, const Fit& fit) {
+    return out << fit.pattern << ' ' << fit.name;
+}
+
 class SharedChannelMapPatternTest : public testing::TestWithParam<Fit> {};
 
 TEST_P(SharedChannelMapPatternTest, PatternSelectsAsStated) {
@@ -179,6 +184,10 @@ struct List {
     int a;
     int b;
 };
+
+std::ostream& operator<<(std::ostream& out, const List& list) {
+    return out << list.text;
+}
 
 class SharedChannelMapListTest : public testing::TestWithParam<List> {};
 
