@@ -80,6 +80,10 @@ struct ErrorRow {
     char const* expression;
 };
 
+std::ostream& operator<<(std::ostream& out, const ErrorRow& row) {
+    return out << row.glob;
+}
+
 std::string engineText(char const* expression) {
     try {
         const std::regex engine(expression);
