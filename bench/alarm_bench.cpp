@@ -259,9 +259,8 @@ const Entries ENTRIES([] {
 #ifdef KOVA_BENCH_ASIO
     contest(road, "asio", asioAlarms);
 #endif
-    enterLateness("kova", [] {
-        return [alarm = std::make_shared<NotingAlarm>()] { return alarm->wait(); };
-    });
+    enterLateness(
+        "kova", [] { return [alarm = std::make_shared<NotingAlarm>()] { return alarm->wait(); }; });
     enterLateness("plain", [] {
         return [thread = std::make_shared<SleepingThread>()] { return thread->wait(); };
     });

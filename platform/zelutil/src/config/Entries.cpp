@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <new>
-#include <stdexcept>
 
 namespace util::config {
 
@@ -94,8 +93,6 @@ Value** Entries::slot(std::string_view key) noexcept {
                                                   : findOrInsert(key);
     } catch (const std::bad_alloc&) {
         return nullptr;
-    } catch (const std::length_error&) {
-        return nullptr;
     }
 }
 
@@ -106,8 +103,6 @@ Value** Entries::append(std::string_view key) noexcept {
         }
         return hasRoom() ? first_.insert(first_.size(), key) : findOrInsert(key);
     } catch (const std::bad_alloc&) {
-        return nullptr;
-    } catch (const std::length_error&) {
         return nullptr;
     }
 }

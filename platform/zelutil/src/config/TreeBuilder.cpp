@@ -150,10 +150,9 @@ Value* TreeBuilder::Walk::makeNode(std::size_t at) {
         case 'd':
             return blocks_.make<ValueFloat>(tape_.number<double>(at));
         case '"':
-            return builder_.unicodeStrings_
-                       ? static_cast<Value*>(blocks_.make<ValueUnicodeString>(
-                             UnicodeString8{std::string(tape_.text(at))}))
-                       : blocks_.make<ValueString>(tape_.text(at));
+            return builder_.unicodeStrings_ ? static_cast<Value*>(blocks_.make<ValueUnicodeString>(
+                                                  UnicodeString8{std::string(tape_.text(at))}))
+                                            : blocks_.make<ValueString>(tape_.text(at));
         case 't':
         case 'f':
             return Value::getBool(tape_.kind(at) == 't');

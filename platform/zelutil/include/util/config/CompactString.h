@@ -34,9 +34,7 @@ public:
     /// @{
     /// A copy; `std::bad_alloc` when memory is exhausted, and then nothing was changed.
     CompactString(const CompactString& other) : CompactString(std::string_view(other)) {}
-    CompactString& operator=(const CompactString& other) {
-        return *this = CompactString(other);
-    }
+    CompactString& operator=(const CompactString& other) { return *this = CompactString(other); }
     /// @}
     /// @{
     /// Take the text over; `other` is left empty.
