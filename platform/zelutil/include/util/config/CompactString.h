@@ -104,8 +104,6 @@ public:
         return std::string(a).append(b);
     }
     /// @}
-    /// Writes the bytes, like a `std::string_view`.
-    friend UTIL_API std::ostream& operator<<(std::ostream& out, const CompactString& text);
 
 private:
     // Up to `NEAR` bytes lie here. The last byte says how many more would find room, so that it
@@ -157,5 +155,8 @@ private:
 
     alignas(char*) Bytes bytes_ = EMPTY;
 };
+
+/// Writes the bytes, like a `std::string_view`.
+UTIL_API std::ostream& operator<<(std::ostream& out, const CompactString& text);
 
 }  // namespace util::config
