@@ -128,7 +128,7 @@ int AXOBinStructuredPushDeserializer::deserialize() {
         if (done_) {
             static_cast<void>(reader_->skip(size));  // what remains can be skipped
         }
-    } catch (const std::bad_alloc&) {
+    } catch (const std::bad_alloc&) {  // GCOVR_EXCL_BR_LINE: others pass by, as nothing ends here
         return FAILED;
     }
     return done_ ? DONE : FAILED;
