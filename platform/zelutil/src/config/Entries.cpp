@@ -43,7 +43,7 @@ void Entries::Page::reserve(std::size_t room) {
 Value** Entries::Page::insert(std::size_t place, std::string_view key) {
     CompactString text(key);
     if (size_ == room_) {
-        reserve(room_ == 0 ? FIRST_ROOM : std::min<std::size_t>(2 * room_, PAGE_SIZE));
+        reserve(room_ == 0 ? FIRST_ROOM : std::min(2 * std::size_t{room_}, PAGE_SIZE));
     }
     if (place == size_) {
         return pushBack(std::move(text));

@@ -79,7 +79,7 @@ public:
         record_.countElement();
         return false;
     }
-    bool endElement() noexcept { return false; }
+    static bool endElement() noexcept { return false; }
     bool beginStruct() noexcept { return record_.open(Event::Kind::Struct); }
     bool endStruct() noexcept {
         record_.close();
@@ -88,7 +88,7 @@ public:
     bool beginField(std::string_view name) noexcept {
         return record_.addText(Event::Kind::Field, name);
     }
-    bool endField() noexcept { return false; }
+    static bool endField() noexcept { return false; }
 
 private:
     Record& record_;

@@ -115,7 +115,7 @@ bool RecordTree::enter(std::uint32_t container) {
 }
 
 bool RecordTree::enterArray(std::uint32_t first, const Event& event) {
-    Array* const array = blocks_.make<Array>();
+    auto* const array = blocks_.make<Array>();
     Owned owned(array);
     if (array == nullptr) {
         return true;
@@ -126,7 +126,7 @@ bool RecordTree::enterArray(std::uint32_t first, const Event& event) {
 }
 
 bool RecordTree::enterStruct(std::uint32_t first, const Event& event) {
-    Dictionary* const dictionary = blocks_.make<Dictionary>();
+    auto* const dictionary = blocks_.make<Dictionary>();
     Owned owned(dictionary);
     if (dictionary == nullptr) {
         return true;
