@@ -93,13 +93,13 @@ constexpr std::array<ShortHead, 256> makeShortHeads() noexcept {
         }
         first += 32;
     }
-    heads[0x9F] = {true, Kind::OpenArray, 0};
-    heads[0xBF] = {true, Kind::OpenMap, 0};
-    heads[0xF4] = {true, Kind::Boolean, 0};
-    heads[0xF5] = {true, Kind::Boolean, 1};
-    heads[0xF6] = {true, Kind::Null, 0};
-    heads[0xF7] = {true, Kind::Undefined, 0};
-    heads[0xFF] = {true, Kind::Break, 0};
+    heads[ARRAY_BYTE] = {true, Kind::OpenArray, 0};
+    heads[MAP_BYTE] = {true, Kind::OpenMap, 0};
+    heads[FALSE_BYTE] = {true, Kind::Boolean, 0};
+    heads[TRUE_BYTE] = {true, Kind::Boolean, 1};
+    heads[NULL_BYTE] = {true, Kind::Null, 0};
+    heads[UNDEFINED_BYTE] = {true, Kind::Undefined, 0};
+    heads[BREAK_BYTE] = {true, Kind::Break, 0};
     return heads;
 }
 
