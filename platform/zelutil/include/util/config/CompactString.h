@@ -61,7 +61,7 @@ public:
     /// Whether there are none.
     bool empty() const noexcept { return size() == 0; }
     /// @{
-    /// The text.
+    /// The text; as a `std::string` a copy, `std::bad_alloc` when there is no memory for it.
     operator std::string_view() const noexcept { return {data(), size()}; }
     operator std::string() const { return std::string(std::string_view(*this)); }
     std::string str() const { return *this; }
@@ -96,7 +96,7 @@ public:
     }
     /// @}
     /// @{
-    /// Both texts as one.
+    /// Both texts as one; `std::bad_alloc` when memory is exhausted.
     friend std::string operator+(const CompactString& a, std::string_view b) {
         return a.str().append(b);
     }
