@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <array>
 #include <charconv>
+#include <cmath>
 #include <cstddef>
 #include <cstring>
 
@@ -207,6 +208,42 @@ char* writeDigits(char* out, Number value) noexcept {
     return std::to_chars(out, out + NUMBER_ROOM, value).ptr;
 }
 
+// Doubles with few decimals, as settings and measurements have them, are written as what they are:
+// a whole number of millionths. Finding the shortest text of any double takes nearly three times
+// the instructions.
+constexpr std::size_t DECIMALS = 6;
+constexpr std::uint64_t MILLION = 1'000'000;
+
+// The millionths of a double that they read back as; 0 when there are none, or so many or few that
+// the shortest text might be another one: up to 15 digits, no two texts are the same double.
+std::uint64_t millionthsOf(double magnitude) noexcept {
+    constexpr double LEAST = 1e-3;
+    constexpr double MOST = 1e9;
+    if (!(magnitude >= LEAST && magnitude < MOST)) {
+        return 0;
+    }
+    constexpr auto PARTS = static_cast<double>(MILLION);
+    const auto millionths = static_cast<std::int64_t>(magnitude * PARTS + 0.5);
+    // Division rounds as reading does.
+    return static_cast<double>(millionths) / PARTS == magnitude
+               ? static_cast<std::uint64_t>(millionths)
+               : 0;
+}
+
+char* writeMillionths(char* out, std::uint64_t millionths) noexcept {
+    out = writeDigits(out, millionths / MILLION);
+    *out++ = '.';
+    std::uint64_t digits = millionths % MILLION;
+    std::size_t size = DECIMALS;
+    for (; size > 1 && digits % 10 == 0; --size) {
+        digits /= 10;
+    }
+    for (std::size_t place = size; place-- > 0; digits /= 10) {
+        out[place] = static_cast<char>('0' + digits % 10);
+    }
+    return out + size;
+}
+
 }  // namespace
 
 std::size_t pieceOf(std::string_view bytes, std::size_t size) noexcept {
@@ -237,7 +274,14 @@ char* writeInteger(char* out, std::uint64_t value) noexcept {
 }
 
 char* writeDouble(char* out, double value) noexcept {
-    return writeFloating(out, value);
+    const std::uint64_t millionths = millionthsOf(std::fabs(value));
+    if (millionths == 0) {
+        return writeFloating(out, value);
+    }
+    if (value < 0) {
+        *out++ = '-';
+    }
+    return writeMillionths(out, millionths);
 }
 
 bool appendString(ByteBufferWriter& writer, std::string_view utf8) noexcept {
@@ -257,7 +301,7 @@ bool appendInteger(ByteBufferWriter& writer, std::uint64_t value) noexcept {
 }
 
 bool appendDouble(ByteBufferWriter& writer, double value) noexcept {
-    return append(writer, NUMBER_ROOM, [=](char* out) { return writeFloating(out, value); });
+    return append(writer, NUMBER_ROOM, [=](char* out) { return writeDouble(out, value); });
 }
 
 bool appendFloat(ByteBufferWriter& writer, float value) noexcept {

@@ -1,7 +1,10 @@
 #include <gtest/gtest.h>
 
+#include <array>
 #include <cfloat>
+#include <charconv>
 #include <clocale>
+#include <cmath>
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
@@ -196,6 +199,42 @@ TEST(JsonTextTest, EveryDoubleReadsBackAsItself) {
         ASSERT_EQ(std::memcmp(&back, &value, sizeof value), 0) << text;
         ASSERT_NE(text.find_first_of(".e"), std::string::npos) << text;
     }
+}
+
+// The shortest digits without an exponent, by the standard library.
+std::string shortest(double value) {
+    std::array<char, 64> text{};
+    const auto end = std::to_chars(text.begin(), text.end(), value, std::chars_format::fixed).ptr;
+    const std::string digits(text.begin(), end);
+    return digits.find('.') == std::string::npos ? digits + ".0" : digits;
+}
+
+TEST(JsonTextTest, DoublesWithFewDecimalsAreAsShortAsAnyOther) {
+    std::mt19937_64 random(4);
+    for (int i = 0; i < 100000; ++i) {
+        const int decimals = i % 10;
+        const auto magnitude = static_cast<double>(random() >> (random() % 64));
+        const double value = magnitude / std::pow(10, decimals);
+        for (const double near : {std::nextafter(value, 0), value, std::nextafter(value, 1e300)}) {
+            if (near >= 1e-4 && near < 1e16) {
+                ASSERT_EQ(asDouble(near), shortest(near));
+                ASSERT_EQ(asDouble(-near), '-' + shortest(near));
+            }
+        }
+    }
+}
+
+TEST(JsonTextTest, DoublesAtTheBoundsOfFewDecimalsAreAsShortAsAnyOther) {
+    for (const double bound : {1e-4, 1e-3, 1e9, 1e9 - 1e-6, 1e9 + 1e-6, 1e8 + 1e-6, 0.0010005}) {
+        for (const double near : {std::nextafter(bound, 0), bound, std::nextafter(bound, 1e300)}) {
+            if (near >= 1e-4) {
+                EXPECT_EQ(asDouble(near), shortest(near));
+            }
+        }
+    }
+    EXPECT_EQ(asDouble(999999999.999999), "999999999.999999");
+    EXPECT_EQ(asDouble(-0.001), "-0.001");
+    EXPECT_EQ(asDouble(0.000001), "1e-06");
 }
 
 TEST(JsonTextTest, EveryFloatReadsBackAsItself) {
