@@ -5,8 +5,10 @@
 #include <cstring>
 #include <new>
 
+#include "Cursor.h"
 #include "JsonText.h"
 #include "PlainValue.h"
+#include "Stack.h"
 #include "util/config/Scalars.h"
 
 namespace util::config {
@@ -32,17 +34,36 @@ char* writeQuoted(char* out, std::string_view bytes) noexcept {
     return out;
 }
 
-}  // namespace
+/// Prints one tree. Local to this file, so that compilers may put its steps together. Functions are
+/// true when memory is exhausted.
+class Printer {
+public:
+    Printer(TextBuffer& text, bool compact) noexcept : text_(text), compact_(compact) {}
 
-bool Printer::print(const Value& root) noexcept {
-    try {
-        return printTree(root);
-    } catch (const std::bad_alloc&) {
-        return true;
-    }
-}
+    bool print(const Value& root);
 
-bool Printer::printTree(const Value& root) {
+private:
+    bool begin(const Value& node);
+    bool goOn();
+    bool end() noexcept;
+    bool startChild(const Cursor& level) noexcept;
+    bool writeScalar(const Value& node) noexcept;
+    bool writeString(std::string_view bytes) noexcept;
+    bool writeLongString(std::string_view bytes) noexcept;
+    template <std::size_t SIZE>
+    bool writeText(char const (&text)[SIZE]) noexcept;
+    char* writeLine(char* out) const noexcept;
+    char* writeColon(char* out) const noexcept;
+    template <typename Write>
+    bool writeInto(std::size_t room, Write write) noexcept;
+
+    TextBuffer& text_;
+    bool compact_;
+    bool afterChild_ = false;  // a comma goes before the next child
+    Stack<Cursor> open_;       // the containers that have begun, each at its next child
+};
+
+bool Printer::print(const Value& root) {
     bool failed = begin(root);
     while (!failed && !open_.empty()) {
         failed = goOn();
@@ -56,12 +77,12 @@ bool Printer::begin(const Value& node) {
     if (!isContainer(node)) {
         return writeScalar(node);
     }
-    const Cursor children(node);
-    if (children.atEnd()) {
+    open_.push(node);
+    if (open_.top().atEnd()) {
+        open_.pop();
         return writeText(node.isArray() ? "[]" : "{}");
     }
     afterChild_ = false;
-    open_.push(children);
     return writeText(node.isArray() ? "[" : "{");
 }
 
@@ -202,6 +223,16 @@ bool Printer::writeInto(std::size_t room, Write write) noexcept {
     }
     text_.take(write(out));
     return false;
+}
+
+}  // namespace
+
+bool printTree(const Value& root, TextBuffer& text, bool compact) noexcept {
+    try {
+        return Printer(text, compact).print(root);
+    } catch (const std::bad_alloc&) {
+        return true;
+    }
 }
 
 }  // namespace util::config

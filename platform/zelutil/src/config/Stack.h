@@ -2,6 +2,9 @@
 
 #include <array>
 #include <cstddef>
+#include <new>
+#include <type_traits>
+#include <utility>
 #include <vector>
 
 namespace util::config {
@@ -15,12 +18,15 @@ public:
     std::size_t size() const noexcept { return size_; }
     /// The innermost one, until the next one is pushed; not of an empty stack.
     Level& top() noexcept { return size_ <= FIRST ? first_[size_ - 1] : more_.back(); }
-    /// `std::bad_alloc` when memory is exhausted, and then nothing was pushed.
-    void push(const Level& level) {
+    /// Makes a level of the arguments where it is kept. `std::bad_alloc` when memory is exhausted,
+    /// and then nothing was pushed.
+    template <typename... Arguments>
+    void push(Arguments&&... arguments) {
+        static_assert(std::is_trivially_destructible_v<Level>);
         if (size_ < FIRST) {
-            first_[size_] = level;
+            new (&first_[size_]) Level(std::forward<Arguments>(arguments)...);
         } else {
-            more_.push_back(level);
+            more_.emplace_back(std::forward<Arguments>(arguments)...);
         }
         ++size_;
     }

@@ -7,6 +7,8 @@
 #include "PlainValue.h"
 #include "Printer.h"
 #include "Tree.h"
+#include "util/config/Array.h"
+#include "util/config/Dictionary.h"
 #include "util/config/Scalars.h"
 #include "zel/unicode/String.h"
 
@@ -222,7 +224,7 @@ Value* Value::clone() const noexcept {
 
 void Value::print(std::ostream& out) const {
     TextBuffer buffer;
-    if (Printer(buffer, g_print_compact).print(*this)) {
+    if (printTree(*this, buffer, g_print_compact)) {
         out.setstate(std::ios_base::badbit);
         return;
     }
@@ -232,7 +234,7 @@ void Value::print(std::ostream& out) const {
 
 std::string Value::toJson(bool compact) const {
     TextBuffer buffer;
-    if (Printer(buffer, compact).print(*this)) {
+    if (printTree(*this, buffer, compact)) {
         throw std::bad_alloc();
     }
     return std::string(buffer.text());
