@@ -41,12 +41,12 @@ void Entries::Page::reserve(std::size_t room) {
 
 // The child of a new entry, in a page with less than `PAGE_SIZE` of them.
 Value** Entries::Page::insert(std::size_t place, std::string_view key) {
-    CompactString text(key);
+    if (place == size_ && size_ < room_) {
+        return pushBack(key);
+    }
+    CompactString text(key);  // a copy, as it may be a part of an entry that is moved
     if (size_ == room_) {
         reserve(room_ == 0 ? FIRST_ROOM : std::min(2 * std::size_t{room_}, PAGE_SIZE));
-    }
-    if (place == size_) {
-        return pushBack(std::move(text));
     }
     value_type* const entry = entries_.get() + place;
     std::move_backward(entry, entries_.get() + size_, entries_.get() + size_ + 1);
@@ -99,7 +99,7 @@ Value** Entries::slot(std::string_view key) noexcept {
 Value** Entries::append(std::string_view key) noexcept {
     try {
         if (rest_ == nullptr && first_.size() < first_.room()) {
-            return first_.pushBack(CompactString(key));
+            return first_.pushBack(key);
         }
         return hasRoom() ? first_.insert(first_.size(), key) : findOrInsert(key);
     } catch (const std::bad_alloc&) {

@@ -196,7 +196,7 @@ bool TreeBuilder::Walk::enterDictionary(Dictionary& dictionary, std::size_t at) 
 void TreeBuilder::Walk::listFields(std::size_t at) {
     const std::size_t end = tape_.endOf(at);
     for (std::size_t key = at + 1; key != end; key = tape_.after(key + 1)) {
-        builder_.fields_.push_back({beginningOf(tape_.text(key)), key});
+        builder_.fields_.emplace_back(beginningOf(tape_.text(key)), key);
     }
 }
 
@@ -281,7 +281,8 @@ bool TreeBuilder::Walk::fillDictionary(Level& level) {
             return enter(node, key + 1);
         }
     }
-    builder_.fields_.resize(level.firstField);
+    builder_.fields_.erase(builder_.fields_.begin() + static_cast<std::ptrdiff_t>(level.firstField),
+                           builder_.fields_.end());
     builder_.levels_.pop_back();
     return false;
 }

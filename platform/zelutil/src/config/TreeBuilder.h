@@ -24,6 +24,8 @@ public:
 private:
     /// An entry of an object, before it has a node.
     struct Field {
+        Field(std::uint64_t begins, std::size_t at) noexcept : beginning(begins), key(at) {}
+
         std::uint64_t beginning;  // of the key: its first bytes, to be compared as a number
         std::size_t key;          // its place; the value is behind it
     };

@@ -11,15 +11,13 @@ SequencedSerializer::SequencedSerializer(unsigned int capabilities, bool compact
 
 SequencedSerializer::~SequencedSerializer() = default;
 
-SequencedSerializer::LevelData SequencedSerializer::inner(Options const* options) const {
-    LevelData data = inner();
-    if (options != nullptr) {
-        if (const auto option = options->find(OptionTag::Compact); option != options->end()) {
-            data.compact = option->second != 0;
-        }
-        if (const auto option = options->find(OptionTag::PlainArrays); option != options->end()) {
-            data.plainArrays = option->second != 0;
-        }
+SequencedSerializer::LevelData SequencedSerializer::changed(LevelData data,
+                                                            const Options& options) {
+    if (const auto option = options.find(OptionTag::Compact); option != options.end()) {
+        data.compact = option->second != 0;
+    }
+    if (const auto option = options.find(OptionTag::PlainArrays); option != options.end()) {
+        data.plainArrays = option->second != 0;
     }
     return data;
 }

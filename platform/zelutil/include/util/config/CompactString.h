@@ -50,6 +50,18 @@ public:
     /// @}
     ~CompactString() { freeFar(); }
 
+    /// Becomes a copy of a text that is no part of its own; `std::bad_alloc` when memory is
+    /// exhausted, and then nothing was changed.
+    void assign(std::string_view text) {
+        if (text.size() > NEAR) {
+            *this = CompactString(text);
+            return;
+        }
+        freeFar();
+        bytes_ = EMPTY;
+        keepNear(text);
+    }
+
     /// The bytes, and a zero behind them.
     char const* data() const noexcept { return isFar() ? far() + sizeof(std::size_t) : near(); }
     /// The same.

@@ -55,11 +55,11 @@ private:
 
         void reserve(std::size_t room);
         /// The child of a new entry behind the last one; there is room for it.
-        Value** pushBack(CompactString key) noexcept {
+        Value** pushBack(std::string_view key) {
             value_type& entry = entries_[size_];
-            ++size_;
-            entry.first = std::move(key);
+            entry.first.assign(key);
             entry.second = nullptr;
+            ++size_;
             return &entry.second;
         }
         Value** insert(std::size_t place, std::string_view key);

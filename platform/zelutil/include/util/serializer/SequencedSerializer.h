@@ -169,7 +169,10 @@ private:
         const LevelData& data = stack_.top().data;
         return {true, data.compact, data.plainArrays};
     }
-    UTIL_LOCAL LevelData inner(Options const* options) const;
+    LevelData inner(Options const* options) const {
+        return options == nullptr ? inner() : changed(inner(), *options);
+    }
+    UTIL_LOCAL static LevelData changed(LevelData data, const Options& options);
     template <class Number>
     UTIL_LOCAL bool number(Number value);
     template <class Put>

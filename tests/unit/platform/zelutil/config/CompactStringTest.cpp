@@ -68,6 +68,32 @@ TEST(CompactStringTest, CopiesStandOnTheirOwn) {
     }
 }
 
+TEST(CompactStringTest, AssigningATextReplacesWhatWasThere) {
+    for (const std::string& former : texts()) {
+        for (const std::string& text : texts()) {
+            CompactString string{std::string_view(former)};
+            string.assign(text);
+            ASSERT_EQ(string, text);
+            ASSERT_EQ(string.data()[text.size()], '\0');
+        }
+    }
+}
+
+TEST(CompactStringTest, AssigningWithoutMemoryChangesNothing) {
+    CompactString string{std::string_view(SHORT)};
+    EXPECT_EQ(kova::test::failEveryAllocation([&] {
+                  try {
+                      string.assign(LONG);
+                  } catch (const std::bad_alloc&) {
+                      EXPECT_EQ(string, SHORT);
+                      return false;
+                  }
+                  return true;
+              }),
+              1);
+    EXPECT_EQ(string, LONG);
+}
+
 TEST(CompactStringTest, AssigningItselfChangesNothing) {
     CompactString text{std::string_view(LONG)};
     const CompactString& same = text;
