@@ -156,12 +156,11 @@ char* writeEscaped(char* out, std::string_view text) noexcept {
 // Runs `write`, which gives the end of what it wrote, with room for `room` bytes.
 template <typename Write>
 bool append(ByteBufferWriter& writer, std::size_t room, Write write) noexcept {
-    const unsigned long before = writer.size();
-    auto* const begin = reinterpret_cast<char*>(writer.extend(room));
-    if (begin == nullptr) {
+    if (writer.makeRoom(room)) {
         return true;
     }
-    writer.truncate(before + static_cast<unsigned long>(write(begin) - begin));
+    char* const end = write(reinterpret_cast<char*>(writer.end()));
+    writer.take(reinterpret_cast<unsigned char*>(end));
     return false;
 }
 

@@ -62,6 +62,19 @@ public:
         size_ += count;
         return target;
     }
+    /// @{
+    /// For who writes before it is known how much it will be: how many bytes there is room for, a
+    /// way to make room for `count` (false on success; true when memory is exhausted), the address
+    /// of that room, and what counts what was written there, up to `end`.
+    std::size_t room() const noexcept { return capacity_ - size_; }
+    [[nodiscard]] bool makeRoom(std::size_t count) noexcept {
+        return room() < count && grow(count);
+    }
+    unsigned char* end() noexcept { return bytes_ + size_; }
+    void take(unsigned char const* end) noexcept {
+        size_ = static_cast<unsigned long>(end - bytes_);
+    }
+    /// @}
     /// Takes back everything after the first `size` bytes; a size beyond the end changes nothing.
     void truncate(unsigned long size) noexcept {
         if (size < size_) {

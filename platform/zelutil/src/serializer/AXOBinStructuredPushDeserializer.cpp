@@ -7,6 +7,7 @@
 #include <typeinfo>
 
 #include "CborReplay.h"
+#include "CborReplayItems.h"
 #include "Record.h"
 #include "TypedArrays.h"
 

@@ -8,6 +8,8 @@
 #include "CborBytes.h"
 #include "TextCheck.h"
 #include "TypedArrays.h"
+#include "util/serializer/SequencedSerializerLevels.h"
+#include "util/serializer/SequencedSerializerValues.h"
 
 namespace util::serializer {
 
@@ -21,47 +23,62 @@ struct PackedType {
 constexpr PackedType PACKED_TYPES[] = {{64, 1}, {65, 2}, {66, 4}, {67, 8}, {72, 1},
                                        {73, 2}, {74, 4}, {75, 8}, {81, 4}, {82, 8}};
 
-// Writes a head to `target`, which has room for the longest. Gives its length. It is too little to
+// Writes a head to `target`, which has room for the longest, and gives its end. It is too little to
 // call a library for: a tenth of the time of a payload.
 template <unsigned char KIND>
-std::size_t encodeHead(std::uint64_t argument, unsigned char* target) noexcept {
+inline unsigned char* encodeHead(std::uint64_t argument, unsigned char* target) noexcept {
     if (argument <= MAX_SHORT) {
         *target = static_cast<unsigned char>(KIND + argument);
-        return 1;
+        return target + 1;
     }
     if (argument <= 0xFF) {
         target[0] = KIND + FIRST_LONG;
         target[1] = static_cast<unsigned char>(argument);
-        return 2;
+        return target + 2;
     }
     if (argument <= 0xFFFF) {
         target[0] = KIND + FIRST_LONG + 1;
         storeTwo(argument, target + 1);
-        return 3;
+        return target + 3;
     }
     if (argument <= 0xFFFFFFFF) {
         target[0] = KIND + FIRST_LONG + 2;
         storeFour(argument, target + 1);
-        return 5;
+        return target + 5;
     }
-    target[0] = KIND + FIRST_LONG + 3;
+    target[0] = KIND + LAST_LONG;
     storeEight(argument, target + 1);
-    return MAX_HEAD;
+    return target + MAX_HEAD;
 }
 
-// Appends the bytes that `encode(target)` makes, at most `room`, and gives the number of.
+// Appends what `encode(target)` writes, at most `room` bytes, whose end it gives. What makes room
+// is a function apart: then the others have no registers to save.
 template <class Encode>
-bool put(ByteBufferWriter& writer, std::size_t room, Encode encode) {
-    unsigned char* const target = writer.extend(room);
-    if (target == nullptr) {
-        return true;
+bool put(ByteBufferWriter& writer, std::size_t room, Encode encode);
+
+template <class Encode>
+[[gnu::noinline]] bool putWithNewRoom(ByteBufferWriter& writer, std::size_t room, Encode encode) {
+    return writer.makeRoom(room) || put(writer, room, encode);
+}
+
+template <class Encode>
+inline bool put(ByteBufferWriter& writer, std::size_t room, Encode encode) {
+    if (writer.room() < room) {
+        return putWithNewRoom(writer, room, encode);
     }
-    writer.truncate(writer.size() - room + encode(target));
+    writer.take(encode(writer.end()));
     return false;
 }
 
+inline bool putByte(ByteBufferWriter& writer, unsigned char byte) {
+    return put(writer, 1, [=](unsigned char* target) {
+        *target = byte;
+        return target + 1;
+    });
+}
+
 template <unsigned char KIND>
-bool putHead(ByteBufferWriter& writer, std::uint64_t argument) {
+inline bool putHead(ByteBufferWriter& writer, std::uint64_t argument) {
     return put(writer, MAX_HEAD,
                [=](unsigned char* target) { return encodeHead<KIND>(argument, target); });
 }
@@ -69,31 +86,34 @@ bool putHead(ByteBufferWriter& writer, std::uint64_t argument) {
 template <auto ENCODE, class Value>
 bool putWith(ByteBufferWriter& writer, Value value) {
     return put(writer, MAX_HEAD,
-               [=](unsigned char* target) { return ENCODE(value, target, MAX_HEAD); });
+               [=](unsigned char* target) { return target + ENCODE(value, target, MAX_HEAD); });
 }
 
 template <unsigned char KIND>
-bool putBytes(ByteBufferWriter& writer, std::string_view bytes) {
+inline bool putBytes(ByteBufferWriter& writer, std::string_view bytes) {
     return put(writer, MAX_HEAD + bytes.size(), [=](unsigned char* target) {
-        const std::size_t head = encodeHead<KIND>(bytes.size(), target);
+        target = encodeHead<KIND>(bytes.size(), target);
         if (!bytes.empty()) {
-            std::memcpy(target + head, bytes.data(), bytes.size());
+            std::memcpy(target, bytes.data(), bytes.size());
         }
-        return head + bytes.size();
+        return target + bytes.size();
     });
 }
 
+[[gnu::noinline]] bool putJudged(ByteBufferWriter& writer, std::string_view bytes) {
+    return isUtf8(bytes) ? putBytes<TEXT>(writer, bytes) : putBytes<BYTES>(writer, bytes);
+}
+
 // Strings and field names alike. Most are short and plain: these are judged while they are copied.
-bool putAny(ByteBufferWriter& writer, std::string_view bytes) {
-    if (bytes.size() > MAX_SHORT) {
-        return isUtf8(bytes) ? putBytes<TEXT>(writer, bytes) : putBytes<BYTES>(writer, bytes);
+// Putting it in its callers saves 7 % of the time of ten fields.
+[[gnu::always_inline]] inline bool putAny(ByteBufferWriter& writer, std::string_view bytes) {
+    const std::size_t size = bytes.size();
+    if (size > MAX_SHORT || writer.room() <= size || !copyShortText(bytes, writer.end() + 1)) {
+        return putJudged(writer, bytes);
     }
-    unsigned char* const target = writer.extend(1 + bytes.size());
-    if (target == nullptr) {
-        return true;
-    }
-    const bool isText = copyShortText(bytes, target + 1) || zel::unicode::isUtf8(bytes);
-    *target = static_cast<unsigned char>((isText ? TEXT : BYTES) + bytes.size());
+    unsigned char* const target = writer.end();
+    *target = static_cast<unsigned char>(TEXT + size);
+    writer.take(target + 1 + size);
     return false;
 }
 
@@ -106,50 +126,48 @@ AXOBinStructuredSerializerBE::AXOBinStructuredSerializerBE() noexcept
 
 AXOBinStructuredSerializerBE::~AXOBinStructuredSerializerBE() = default;
 
-bool AXOBinStructuredSerializerBE::putNull() {
-    return writer().appendByte(NULL_BYTE);
+inline bool AXOBinStructuredSerializerBE::putNull() {
+    return putByte(writer(), NULL_BYTE);
 }
 
-bool AXOBinStructuredSerializerBE::putBoolean(bool value) {
-    return writer().appendByte(value ? TRUE_BYTE : FALSE_BYTE);
+inline bool AXOBinStructuredSerializerBE::putBoolean(bool value) {
+    return putByte(writer(), value ? TRUE_BYTE : FALSE_BYTE);
 }
 
-bool AXOBinStructuredSerializerBE::putSigned(std::int64_t value) {
+inline bool AXOBinStructuredSerializerBE::putSigned(std::int64_t value) {
     const auto bits = static_cast<std::uint64_t>(value);
     return value >= 0 ? putHead<UNSIGNED>(writer(), bits)
                       : putHead<NEGATIVE>(writer(), ~bits);  // the number -1 - ~bits
 }
 
-bool AXOBinStructuredSerializerBE::putUnsigned(std::uint64_t value) {
+inline bool AXOBinStructuredSerializerBE::putUnsigned(std::uint64_t value) {
     return putHead<UNSIGNED>(writer(), value);
 }
 
-bool AXOBinStructuredSerializerBE::putFloat(float value) {
+inline bool AXOBinStructuredSerializerBE::putFloat(float value) {
     return putWith<cbor_encode_single>(writer(), value);
 }
 
-bool AXOBinStructuredSerializerBE::putDouble(double value) {
-    std::uint64_t bits = 0;
-    std::memcpy(&bits, &value, sizeof(bits));
-    unsigned char* const target = writer().extend(MAX_HEAD);
-    if (target == nullptr) {
-        return true;
-    }
-    target[0] = DOUBLE_BYTE;
-    storeEight(bits, target + 1);
-    return false;
+inline bool AXOBinStructuredSerializerBE::putDouble(double value) {
+    return put(writer(), MAX_HEAD, [=](unsigned char* target) {
+        std::uint64_t bits = 0;
+        std::memcpy(&bits, &value, sizeof(bits));
+        target[0] = DOUBLE_BYTE;
+        storeEight(bits, target + 1);
+        return target + MAX_HEAD;
+    });
 }
 
-bool AXOBinStructuredSerializerBE::putString(std::string_view bytes) {
+inline bool AXOBinStructuredSerializerBE::putString(std::string_view bytes) {
     return putAny(writer(), bytes);
 }
 
-bool AXOBinStructuredSerializerBE::putText(std::string_view utf8) {
+inline bool AXOBinStructuredSerializerBE::putText(std::string_view utf8) {
     return putBytes<TEXT>(writer(), utf8);
 }
 
-bool AXOBinStructuredSerializerBE::putPacked(NumberType type, void const* items,
-                                             std::size_t count) {
+inline bool AXOBinStructuredSerializerBE::putPacked(NumberType type, void const* items,
+                                                    std::size_t count) {
     const PackedType& packed = PACKED_TYPES[static_cast<std::size_t>(type)];
     const std::size_t length = count * packed.size;
     if (putWith<cbor_encode_tag>(writer(), packed.tag) || putHead<BYTES>(writer(), length)) {
@@ -163,32 +181,34 @@ bool AXOBinStructuredSerializerBE::putPacked(NumberType type, void const* items,
     return false;
 }
 
-bool AXOBinStructuredSerializerBE::putArrayBegin() {
-    return writer().appendByte(ARRAY_BYTE);
+inline bool AXOBinStructuredSerializerBE::putArrayBegin() {
+    return putByte(writer(), ARRAY_BYTE);
 }
 
-bool AXOBinStructuredSerializerBE::putArrayEnd(bool) {
-    return writer().appendByte(BREAK_BYTE);
+inline bool AXOBinStructuredSerializerBE::putArrayEnd(bool) {
+    return putByte(writer(), BREAK_BYTE);
 }
 
-bool AXOBinStructuredSerializerBE::putStructBegin() {
-    return writer().appendByte(MAP_BYTE);
+inline bool AXOBinStructuredSerializerBE::putStructBegin() {
+    return putByte(writer(), MAP_BYTE);
 }
 
-bool AXOBinStructuredSerializerBE::putStructEnd(bool) {
-    return writer().appendByte(BREAK_BYTE);
+inline bool AXOBinStructuredSerializerBE::putStructEnd(bool) {
+    return putByte(writer(), BREAK_BYTE);
 }
 
-bool AXOBinStructuredSerializerBE::putElementBegin(bool) {
+inline bool AXOBinStructuredSerializerBE::putElementBegin(bool) {
     return false;
 }
 
-bool AXOBinStructuredSerializerBE::putEmptyElement(bool) {
-    return writer().appendByte(UNDEFINED_BYTE);
+inline bool AXOBinStructuredSerializerBE::putEmptyElement(bool) {
+    return putByte(writer(), UNDEFINED_BYTE);
 }
 
-bool AXOBinStructuredSerializerBE::putFieldBegin(std::string_view name, bool) {
+inline bool AXOBinStructuredSerializerBE::putFieldBegin(std::string_view name, bool) {
     return putAny(writer(), name);
 }
+
+template class SequencedSerializer<AXOBinStructuredSerializerBE>;
 
 }  // namespace util::serializer

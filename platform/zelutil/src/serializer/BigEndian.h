@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 
 // Numbers as the binary format has them, the most significant byte first. Written without loops:
@@ -17,6 +18,20 @@ inline std::uint32_t loadFour(unsigned char const* bytes) noexcept {
 
 inline std::uint64_t loadEight(unsigned char const* bytes) noexcept {
     return std::uint64_t{loadFour(bytes)} << 32U | loadFour(bytes + 4);
+}
+
+/// The number of 1, 2, 4 or 8 bytes.
+inline std::uint64_t loadNumber(unsigned char const* bytes, std::size_t size) noexcept {
+    switch (size) {
+        case 1:
+            return bytes[0];
+        case 2:
+            return loadTwo(bytes);
+        case 4:
+            return loadFour(bytes);
+        default:
+            return loadEight(bytes);
+    }
 }
 
 inline void storeTwo(std::uint64_t number, unsigned char* bytes) noexcept {

@@ -17,6 +17,9 @@ constexpr unsigned char TEXT = 0x60;
 constexpr unsigned char MAX_SHORT = 23;
 /// What is added to a kind when the argument is in the next byte; one more for 2, 4 and 8 bytes.
 constexpr unsigned char FIRST_LONG = 24;
+constexpr unsigned char LAST_LONG = FIRST_LONG + 3;
+/// The bits of the first byte that hold the argument, or say where it is.
+constexpr unsigned char LENGTH_BITS = 0x1F;
 /// The first byte and an argument of 64 bits.
 constexpr std::size_t MAX_HEAD = 9;
 

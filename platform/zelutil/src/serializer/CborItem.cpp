@@ -110,23 +110,8 @@ static_assert(!SHORT_HEADS[0x78].isWhole && !SHORT_HEADS[0xC0].isWhole);
 // Heads with their number behind the first byte are decoded here, but for tags and floats, which
 // needs a third of the instructions that the library takes for them.
 constexpr unsigned char MAJOR_BITS = 5;
-constexpr unsigned char LAST_LONG = FIRST_LONG + 3;
 constexpr Kind LONG_KINDS[] = {Kind::Unsigned, Kind::Negative, Kind::Bytes,
                                Kind::Text,     Kind::Array,    Kind::Map};
-
-// The big-endian number of 1, 2, 4 or 8 bytes.
-std::uint64_t numberOf(unsigned char const* bytes, std::size_t size) noexcept {
-    switch (size) {
-        case 1:
-            return bytes[0];
-        case 2:
-            return loadTwo(bytes);
-        case 4:
-            return loadFour(bytes);
-        default:
-            return loadEight(bytes);
-    }
-}
 
 std::size_t decodeOther(unsigned char const* bytes, std::size_t size, CborItem& item) noexcept {
     const cbor_decoder_result result = cbor_stream_decode(bytes, size, &CALLBACKS, &item);
@@ -135,7 +120,7 @@ std::size_t decodeOther(unsigned char const* bytes, std::size_t size, CborItem& 
 
 std::size_t decodeLongHead(unsigned char const* bytes, std::size_t size, CborItem& item) noexcept {
     const unsigned char major = bytes[0] >> MAJOR_BITS;
-    const unsigned char length = bytes[0] & ((1U << MAJOR_BITS) - 1);
+    const unsigned char length = bytes[0] & LENGTH_BITS;
     if (length < FIRST_LONG || length > LAST_LONG || major >= std::size(LONG_KINDS)) {
         return decodeOther(bytes, size, item);
     }
@@ -143,7 +128,7 @@ std::size_t decodeLongHead(unsigned char const* bytes, std::size_t size, CborIte
     if (size < head) {
         return 0;
     }
-    item.number = numberOf(bytes + 1, head - 1);
+    item.number = loadNumber(bytes + 1, head - 1);
     item.kind = LONG_KINDS[major];
     if (item.kind != Kind::Bytes && item.kind != Kind::Text) {
         return head;

@@ -12,7 +12,6 @@
 #include "CborBytes.h"
 #include "CborItem.h"
 #include "TextCheck.h"
-#include "TypedArrays.h"
 #include "util/Limits.h"
 
 namespace util::serializer {
@@ -30,7 +29,7 @@ public:
     /// levels, which is at most `MAX_NESTING_DEPTH`, may be open.
     CborReplay(unsigned char const* bytes, std::size_t size, unsigned int limit,
                Target target) noexcept
-        : bytes_(bytes), left_(size), target_(target) {
+        : bytes_{bytes, size}, target_(target) {
         levels_[0] = {Place::Outside, false, 0};
         top_ = levels_.data();
         deepest_ = top_ + limit;
@@ -53,18 +52,35 @@ private:
         std::uint64_t left;  // elements or pairs still to come
     };
 
+    /// What was not taken yet.
+    struct Bytes {
+        unsigned char const* at;
+        std::size_t left;
+
+        void step(std::size_t bytes) noexcept {
+            at += bytes;
+            left -= bytes;
+        }
+        bool isAtBreak() const noexcept { return left != 0 && *at == BREAK_BYTE; }
+        bool stepOverShortText(std::string_view& text) noexcept;
+        bool stepOverNumber(std::uint64_t& number) noexcept;
+    };
+
     bool isOutside() const noexcept { return top_ == levels_.data(); }
     bool next(CborItem& item) noexcept;
-    void step(std::size_t bytes) noexcept;
-    bool stepOverShortText(std::string_view& text) noexcept;
-    bool takeEntry();
-    bool takeKey();
-    bool takeValue();
+    bool takeEntries();
+    bool takeKey(std::string_view text);
+    bool takeValue(Bytes& bytes);
+    template <class Take>
+    bool aside(Bytes& bytes, Take take);
+    bool takeOtherKey();
+    bool takeOtherValue();
     bool takeItem(const CborItem& item);
     bool takeSimple(const CborItem& item);
     bool takeString(std::string_view bytes);
     bool takeTypedArray(std::uint64_t tag);
     bool takeUndefined();
+    bool takeUnsigned(std::uint64_t number);
     bool takeNegative(std::uint64_t number);
     bool collect(Kind kind);
     bool beginItem();
@@ -74,8 +90,7 @@ private:
     template <class Write>
     bool scalar(Write write);
 
-    unsigned char const* bytes_;
-    std::size_t left_;
+    Bytes bytes_;
     Target target_;
     std::string chunks_;
     Level* top_ = nullptr;
@@ -97,217 +112,132 @@ bool CborReplay<Target>::run() {
         return true;
     }
     while (!isOutside()) {
-        if (takeEntry()) {
+        if (takeEntries()) {
             return true;
         }
     }
-    return left_ != 0;
-}
-
-template <class Target>
-inline void CborReplay<Target>::step(std::size_t bytes) noexcept {
-    bytes_ += bytes;
-    left_ -= bytes;
+    return bytes_.left != 0;
 }
 
 template <class Target>
 inline bool CborReplay<Target>::next(CborItem& item) noexcept {
-    const std::size_t read = decodeCborItem(bytes_, left_, item);
-    step(read);
+    const std::size_t read = decodeCborItem(bytes_.at, bytes_.left, item);
+    bytes_.step(read);
     return read == 0;
 }
 
 // Takes a text whose length is within its first byte, not checked; false when none is next.
 template <class Target>
-inline bool CborReplay<Target>::stepOverShortText(std::string_view& text) noexcept {
-    if (left_ == 0) {
+inline bool CborReplay<Target>::Bytes::stepOverShortText(std::string_view& text) noexcept {
+    if (left == 0) {
         return false;
     }
-    const auto length = static_cast<unsigned char>(*bytes_ - TEXT);
-    if (length > MAX_SHORT || length >= left_) {
+    const auto length = static_cast<unsigned char>(*at - TEXT);
+    if (length > MAX_SHORT || length >= left) {
         return false;
     }
-    text = {reinterpret_cast<char const*>(bytes_ + 1), length};
+    text = {reinterpret_cast<char const*>(at + 1), length};
     step(std::size_t{1} + length);
     return true;
 }
 
-// The next element or field of what is open, or its end.
+// Takes a head with its number behind the first byte; false when it is cut off.
 template <class Target>
-inline bool CborReplay<Target>::takeEntry() {
-    if (top_->left == 0) {
-        return close();
+inline bool CborReplay<Target>::Bytes::stepOverNumber(std::uint64_t& number) noexcept {
+    const std::size_t size = std::size_t{1} << ((*at & LENGTH_BITS) - FIRST_LONG);
+    if (left <= size) {
+        return false;
     }
-    if (left_ != 0 && *bytes_ == BREAK_BYTE) {
-        step(1);
-        return !top_->isOpen || close();
+    number = loadNumber(at + 1, size);
+    step(1 + size);
+    return true;
+}
+
+// The elements or fields of what is open, up to its end or to one that opens another level. While
+// they are of common kinds, the place is kept where nothing else can change it: in registers.
+template <class Target>
+bool CborReplay<Target>::takeEntries() {
+    Bytes bytes = bytes_;
+    Level* const level = top_;
+    const bool isMap = level->place == Place::Map;
+    while (level->left != 0 && top_ == level) {
+        std::string_view key;
+        const bool hasShortKey = isMap && bytes.stepOverShortText(key);
+        if (!hasShortKey && bytes.isAtBreak()) {
+            bytes.step(1);
+            bytes_ = bytes;
+            return !level->isOpen || close();
+        }
+        if (hasShortKey ? takeKey(key) : isMap && aside(bytes, [this] { return takeOtherKey(); })) {
+            return true;
+        }
+        if (takeValue(bytes)) {
+            return true;
+        }
     }
-    return (top_->place == Place::Map && takeKey()) || takeValue();
+    bytes_ = bytes;
+    return top_ == level && close();
+}
+
+// Runs what keeps the place in the object.
+template <class Target>
+template <class Take>
+inline bool CborReplay<Target>::aside(Bytes& bytes, Take take) {
+    bytes_ = bytes;
+    const bool failed = take();
+    bytes = bytes_;
+    return failed;
 }
 
 template <class Target>
-inline bool CborReplay<Target>::takeKey() {
-    std::string_view text;
-    if (stepOverShortText(text)) {
-        return !isUtf8(text) || target_.beginField(text);
-    }
-    CborItem item{};
-    if (next(item)) {
-        return true;
-    }
-    if (item.kind == Kind::Text || item.kind == Kind::Bytes) {
-        const bool isGood = item.kind == Kind::Bytes || isUtf8(item.bytes);
-        return !isGood || target_.beginField(item.bytes);
-    }
-    const bool isChunked = item.kind == Kind::BytesChunks || item.kind == Kind::TextChunks;
-    return !isChunked || collect(item.kind) || target_.beginField(chunks_);
+inline bool CborReplay<Target>::takeKey(std::string_view text) {
+    return !isUtf8(text) || target_.beginField(text);
 }
 
-// Most values are short texts, small numbers, doubles and booleans. They are taken without making
-// an item of them, which saves a good part of the time.
+// Most values are short texts, integers, doubles, booleans and containers that end with a break.
+// They are taken without making an item of them, which saves a good part of the time.
 template <class Target>
-inline bool CborReplay<Target>::takeValue() {
+inline bool CborReplay<Target>::takeValue(Bytes& bytes) {
     std::string_view text;
-    if (stepOverShortText(text)) {
+    if (bytes.stepOverShortText(text)) {
         return !isUtf8(text) || takeString(text);
     }
-    const unsigned char first = left_ == 0 ? BREAK_BYTE : *bytes_;
+    const unsigned char first = bytes.left == 0 ? BREAK_BYTE : *bytes.at;
+    std::uint64_t number = 0;
     if (first <= MAX_SHORT) {
-        step(1);
+        bytes.step(1);
         return scalar([&] { return target_.putSigned(first); });
     }
-    if (first == DOUBLE_BYTE && left_ > sizeof(std::uint64_t)) {
-        const std::uint64_t bits = loadEight(bytes_ + 1);
-        double number = 0;
-        std::memcpy(&number, &bits, sizeof(number));
-        step(1 + sizeof(bits));
-        return scalar([&] { return target_.putDouble(number); });
+    if (first <= LAST_LONG && bytes.stepOverNumber(number)) {
+        return takeUnsigned(number);
+    }
+    if (first == DOUBLE_BYTE && bytes.stepOverNumber(number)) {
+        double real = 0;
+        std::memcpy(&real, &number, sizeof(real));
+        return scalar([&] { return target_.putDouble(real); });
     }
     if (first == FALSE_BYTE || first == TRUE_BYTE) {
-        step(1);
+        bytes.step(1);
         return scalar([&] { return target_.putBoolean(first == TRUE_BYTE); });
     }
     if (first == ARRAY_BYTE || first == MAP_BYTE) {
-        step(1);
+        bytes.step(1);
         return open(first == MAP_BYTE ? Place::Map : Place::Array, UNTIL_BREAK);
     }
-    CborItem item{};
-    return next(item) || takeItem(item);
+    return aside(bytes, [this] { return takeOtherValue(); });
 }
 
 template <class Target>
-bool CborReplay<Target>::takeItem(const CborItem& item) {
-    const std::uint64_t number = item.number;
-    switch (item.kind) {
-        case Kind::Unsigned:
-            return scalar([&] {
-                return number <= MAX_SIGNED ? target_.putSigned(static_cast<std::int64_t>(number))
-                                            : target_.putUnsigned(number);
-            });
-        case Kind::Negative:
-            return takeNegative(number);
-        case Kind::Bytes:
-            return takeString(item.bytes);
-        case Kind::Text:
-            return !isUtf8(item.bytes) || takeString(item.bytes);
-        case Kind::BytesChunks:
-        case Kind::TextChunks:
-            return collect(item.kind) || takeString(chunks_);
-        case Kind::Array:
-            return number > left_ || open(Place::Array, number);
-        case Kind::Map:
-            return number > left_ / 2 || open(Place::Map, number);
-        case Kind::OpenArray:
-            return open(Place::Array, UNTIL_BREAK);
-        case Kind::OpenMap:
-            return open(Place::Map, UNTIL_BREAK);
-        case Kind::Tag:
-            return takeTypedArray(number);
-        case Kind::Float:
-        case Kind::Double:
-        case Kind::Boolean:
-        case Kind::Null:
-        case Kind::Undefined:
-            return takeSimple(item);
-        default:  // Kind::Break, which ends nothing here
-            return true;
-    }
-}
-
-template <class Target>
-bool CborReplay<Target>::takeSimple(const CborItem& item) {
-    if (item.kind == Kind::Float) {
-        return scalar([&] { return target_.putFloat(static_cast<float>(item.real)); });
-    }
-    if (item.kind == Kind::Double) {
-        return scalar([&] { return target_.putDouble(item.real); });
-    }
-    if (item.kind == Kind::Boolean) {
-        return scalar([&] { return target_.putBoolean(item.number != 0); });
-    }
-    if (item.kind == Kind::Null) {
-        return scalar([&] { return target_.putNull(); });
-    }
-    return takeUndefined();
-}
-
-template <class Target>
-bool CborReplay<Target>::takeNegative(std::uint64_t number) {
-    if (number > MAX_SIGNED) {
-        return true;
-    }
-    return scalar([&] { return target_.putSigned(-1 - static_cast<std::int64_t>(number)); });
+inline bool CborReplay<Target>::takeUnsigned(std::uint64_t number) {
+    return scalar([&] {
+        return number <= MAX_SIGNED ? target_.putSigned(static_cast<std::int64_t>(number))
+                                    : target_.putUnsigned(number);
+    });
 }
 
 template <class Target>
 inline bool CborReplay<Target>::takeString(std::string_view bytes) {
     return scalar([&] { return target_.putString(bytes); });
-}
-
-// Puts the chunks of a string together, up to their break.
-template <class Target>
-bool CborReplay<Target>::collect(Kind kind) {
-    const Kind wanted = kind == Kind::BytesChunks ? Kind::Bytes : Kind::Text;
-    chunks_.clear();
-    CborItem chunk{};
-    while (true) {
-        if (next(chunk)) {
-            return true;
-        }
-        if (chunk.kind != wanted) {
-            return chunk.kind != Kind::Break;
-        }
-        // No character may be spread over chunks.
-        if (wanted == Kind::Text && !isUtf8(chunk.bytes)) {
-            return true;
-        }
-        chunks_.append(chunk.bytes);
-    }
-}
-
-// The bytes behind the tag. Counts as a level, because it is one for whoever reads it element by
-// element.
-template <class Target>
-bool CborReplay<Target>::takeTypedArray(std::uint64_t tag) {
-    CborItem item{};
-    if (!isTypedArrayTag(tag) || next(item)) {
-        return true;
-    }
-    const bool isChunked = item.kind == Kind::BytesChunks;
-    if (isChunked ? collect(item.kind) : item.kind != Kind::Bytes) {
-        return true;
-    }
-    const std::string_view bytes = isChunked ? std::string_view(chunks_) : item.bytes;
-    return top_ == deepest_ || scalar([&] { return target_.putTypedArray(tag, bytes); });
-}
-
-template <class Target>
-bool CborReplay<Target>::takeUndefined() {
-    if (top_->place != Place::Array) {
-        return scalar([&] { return target_.putNull(); });
-    }
-    --top_->left;
-    return target_.putEmptyElement();
 }
 
 template <class Target>

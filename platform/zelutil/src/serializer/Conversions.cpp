@@ -26,7 +26,7 @@ double toDouble(const Event& event) noexcept {
 
 }  // namespace
 
-bool convert(const Record&, const Event& event, double& out) noexcept {
+bool convertNumber(const Event& event, double& out) noexcept {
     if (!isNumber(event.kind)) {
         return true;
     }
@@ -46,6 +46,10 @@ bool convert(const Record&, const Event& event, float& out) noexcept {
     }
     out = rounded;
     return false;
+}
+
+void assignLonger(std::string& out, std::string_view text) {
+    out = std::string(text);
 }
 
 }  // namespace util::serializer

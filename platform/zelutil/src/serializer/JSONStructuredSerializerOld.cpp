@@ -4,6 +4,8 @@
 #include <cstring>
 
 #include "JsonText.h"
+#include "util/serializer/SequencedSerializerLevels.h"
+#include "util/serializer/SequencedSerializerValues.h"
 
 namespace util::serializer {
 
@@ -103,5 +105,7 @@ bool JSONStructuredSerializerOld::putLineBreak() {
     std::memset(line + 1, ' ', indent);
     return false;
 }
+
+template class SequencedSerializer<JSONStructuredSerializerOld>;
 
 }  // namespace util::serializer

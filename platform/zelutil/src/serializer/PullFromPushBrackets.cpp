@@ -44,7 +44,7 @@ bool PullFromPushDeserializer::beginElement() {
 }
 
 bool PullFromPushDeserializer::endElement() {
-    return handler_->endItem(Bracket::Element);
+    return handler_->endItem(Item::Element);
 }
 
 bool PullFromPushDeserializer::getEmptyElement(bool& empty) {
@@ -87,52 +87,52 @@ bool PullFromPushDeserializer::beginField(std::string& name) {
 }
 
 bool PullFromPushDeserializer::skipField() {
-    if (handler_->stack.top().bracket != Bracket::Field) {
+    if (handler_->stack.top().item != Item::Field) {
         return true;
     }
     handler_->consume();
-    return handler_->endItem(Bracket::Field);
+    return handler_->endItem(Item::Field);
 }
 
 bool PullFromPushDeserializer::endField() {
-    return handler_->endItem(Bracket::Field);
+    return handler_->endItem(Item::Field);
 }
 
 // ---- fields by name
 
 // Begins the field found; nothing follows in one that is missing.
-bool PullFromPushDeserializer::beginNamedField(const std::string& name, Bracket bracket,
-                                               bool& present) {
+bool PullFromPushDeserializer::beginNamedField(const std::string& name, Item item, bool& present) {
     Handler::Stack& stack = handler_->stack;
-    if (stack.top().expects != Expects::Fields || stack.makeRoom()) {
+    if (stack.top().expects != Expects::Fields) {
         return true;
     }
     const std::uint32_t field = handler_->findField(name);
     const bool found = field != Handler::NONE;
-    if (!found && bracket == Bracket::MandatoryField) {
+    if (!found && item == Item::MandatoryField) {
         return true;
     }
     stack.top().data.byName = true;
-    stack.push(bracket, found ? Expects::Value : Expects::Nothing, {field + 1, 0, 0, false});
+    stack.top().data.value = field + 1;
+    stack.beginItem(item, !found);
     present = found;
     return false;
 }
 
 bool PullFromPushDeserializer::beginMandatoryField(const std::string& name, int) {
     bool present = false;
-    return beginNamedField(name, Bracket::MandatoryField, present);
+    return beginNamedField(name, Item::MandatoryField, present);
 }
 
 bool PullFromPushDeserializer::endMandatoryField() {
-    return handler_->endItem(Bracket::MandatoryField);
+    return handler_->endItem(Item::MandatoryField);
 }
 
 bool PullFromPushDeserializer::beginOptionalField(const std::string& name, int, bool& present) {
-    return beginNamedField(name, Bracket::OptionalField, present);
+    return beginNamedField(name, Item::OptionalField, present);
 }
 
 bool PullFromPushDeserializer::endOptionalField() {
-    return handler_->endItem(Bracket::OptionalField);
+    return handler_->endItem(Item::OptionalField);
 }
 
 // ---- entries
@@ -151,9 +151,9 @@ Entry const* PullFromPushDeserializer::getNextEntry() {
 
 template <class Container>
 bool PullFromPushDeserializer::readRest(Bracket bracket, Container& out) {
-    const Handler::Stack::Level& top = handler_->stack.top();
-    if (top.bracket != bracket ||
-        RecordTree(handler_->record, top.data.next, top.data.end).fill(out)) {
+    const Handler::Cursor& items = handler_->stack.top().data;
+    if (!handler_->stack.mayClose(bracket) ||
+        RecordTree(handler_->record, items.next, items.end).fill(out)) {
         return true;
     }
     handler_->stack.pop();

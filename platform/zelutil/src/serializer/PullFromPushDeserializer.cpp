@@ -29,7 +29,10 @@ std::string_view remainingOf(ByteBufferReader const* reader) noexcept {
 // ---- session
 
 PullFromPushDeserializer::PullFromPushDeserializer(IStructuredPushDeserializer* source)
-    : handler_(std::make_unique<Handler>()), source_(source) {}
+    : handler_(std::make_unique<Handler>()), source_(source) {
+    constexpr std::size_t SMALL = 1024;  // what allocators give out without a search
+    static_assert(sizeof(Handler) <= SMALL);
+}
 
 PullFromPushDeserializer::~PullFromPushDeserializer() = default;
 
@@ -60,7 +63,7 @@ bool PullFromPushDeserializer::beginDeserialize(ByteBufferReader* reader, Option
 }
 
 bool PullFromPushDeserializer::endDeserialize() {
-    const bool complete = handler_->stack.mayClose(Bracket::Root);
+    const bool complete = handler_->stack.isComplete();
     reset();
     return !complete;
 }
@@ -202,7 +205,7 @@ bool PullFromPushDeserializer::readArray(std::vector<Item>& out) {
         }
         std::vector<Item> items;
         items.reserve(array.content.count);
-        std::uint32_t next = handler_->stack.top().data.next + 1;
+        std::uint32_t next = handler_->stack.top().data.value + 1;
         for (; next != array.next; next = handler_->at(next).next) {
             Item item{};
             if (convert(handler_->record, handler_->at(next), item)) {
@@ -220,7 +223,7 @@ bool PullFromPushDeserializer::getNullArray(unsigned long& count) {
         if (array.kind != Kind::Array) {
             return true;
         }
-        std::uint32_t next = handler_->stack.top().data.next + 1;
+        std::uint32_t next = handler_->stack.top().data.value + 1;
         for (; next != array.next; next = handler_->at(next).next) {
             if (handler_->at(next).kind != Kind::Null) {
                 return true;

@@ -19,9 +19,9 @@ bool PullFromPushDeserializer::Handler::open(Event::Kind kind, Bracket bracket,
     if (container == nullptr || container->kind != kind || stack.makeRoom()) {
         return true;
     }
-    const std::uint32_t first = stack.top().data.next + 1;
+    const std::uint32_t first = stack.top().data.value + 1;
     consume();
-    stack.push(bracket, expects, {first, first, container->next, false});
+    stack.push(bracket, expects, {NONE, first, first, container->next, false});
     return false;
 }
 
@@ -41,17 +41,6 @@ bool PullFromPushDeserializer::Handler::beginElement() noexcept {
     return false;
 }
 
-bool PullFromPushDeserializer::Handler::endItem(Bracket bracket) noexcept {
-    if (!stack.mayClose(bracket)) {
-        return true;
-    }
-    const Cursor item = stack.pop().data;
-    if (bracket == Bracket::Field || bracket == Bracket::Element) {
-        stack.top().data.next = at(item.next).next;
-    }
-    return false;
-}
-
 bool PullFromPushDeserializer::Handler::openScope(Bracket bracket) noexcept {
     const Stack::Level below = stack.top();
     if (below.bracket == Bracket::Closed || stack.makeRoom()) {
@@ -62,7 +51,7 @@ bool PullFromPushDeserializer::Handler::openScope(Bracket bracket) noexcept {
 }
 
 bool PullFromPushDeserializer::Handler::closeScope(Bracket bracket) noexcept {
-    if (stack.top().bracket != bracket) {
+    if (!stack.mayClose(bracket)) {
         return true;
     }
     const Stack::Level closed = stack.pop();
@@ -87,8 +76,7 @@ std::uint32_t PullFromPushDeserializer::Handler::findField(std::string_view name
 namespace {
 
 bool opensLevel(EntryType type) noexcept {
-    return type == EntryType::ArrayBegin || type == EntryType::StructBegin ||
-           type == EntryType::Element || type == EntryType::Field;
+    return type == EntryType::ArrayBegin || type == EntryType::StructBegin;
 }
 
 }  // namespace
@@ -109,7 +97,7 @@ void PullFromPushDeserializer::Handler::announceNext() {
     const Stack::Level& top = stack.top();
     switch (top.expects) {
         case Expects::Value:
-            announceValue(at(top.data.next));
+            announceValue(at(top.data.value));
             return;
         case Expects::Elements:
         case Expects::Fields:
@@ -176,19 +164,24 @@ void PullFromPushDeserializer::Handler::announceValue(const Event& event) {
     }
 }
 
-// The end of the level on top. A scope's end is no entry: nothing more comes before it is closed.
+// The end of what is open on top. A scope's end is no entry: nothing more comes before it is
+// closed.
 EntryType PullFromPushDeserializer::Handler::announceEnd() const noexcept {
+    switch (stack.top().item) {
+        case Item::Field:
+        case Item::MandatoryField:
+        case Item::OptionalField:
+            return EntryType::FieldEnd;
+        case Item::Element:
+            return EntryType::ElementEnd;
+        case Item::None:
+            break;
+    }
     switch (stack.top().bracket) {
         case Bracket::Struct:
             return EntryType::StructEnd;
         case Bracket::Array:
             return EntryType::ArrayEnd;
-        case Bracket::Field:
-        case Bracket::MandatoryField:
-        case Bracket::OptionalField:
-            return EntryType::FieldEnd;
-        case Bracket::Element:
-            return EntryType::ElementEnd;
         case Bracket::Closed:
         case Bracket::Root:
         case Bracket::ArrayOption:
@@ -214,11 +207,12 @@ bool PullFromPushDeserializer::Handler::takeNextFails() {
     const Stack::Level& top = stack.top();
     switch (top.expects) {
         case Expects::Value:
-            return takeValueFails(at(top.data.next));
+            return takeValueFails(at(top.data.value));
         case Expects::Elements:
         case Expects::Fields:
             if (!atEnd()) {
-                return enterNextFails();
+                enterNext();
+                return false;
             }
             break;
         case Expects::Nothing:
@@ -241,33 +235,17 @@ bool PullFromPushDeserializer::Handler::takeValueFails(const Event& event) {
     return false;
 }
 
-bool PullFromPushDeserializer::Handler::enterNextFails() {
-    if (stack.makeRoom()) {
-        return true;
-    }
+void PullFromPushDeserializer::Handler::enterNext() {
     announceItem();
     entry.type == EntryType::Field ? enterField() : enterElement();
-    return false;
 }
 
 void PullFromPushDeserializer::Handler::closeTop() noexcept {
     const Bracket bracket = stack.top().bracket;
-    switch (bracket) {
-        case Bracket::Struct:
-        case Bracket::Array:
-            close(bracket);
-            return;
-        case Bracket::Field:
-        case Bracket::MandatoryField:
-        case Bracket::OptionalField:
-        case Bracket::Element:
-            endItem(bracket);
-            return;
-        case Bracket::Closed:
-        case Bracket::Root:
-        case Bracket::ArrayOption:
-        case Bracket::Option:
-            return;
+    if (stack.top().item != Item::None) {
+        endItem(stack.top().item);
+    } else if (bracket == Bracket::Struct || bracket == Bracket::Array) {
+        close(bracket);
     }
 }
 

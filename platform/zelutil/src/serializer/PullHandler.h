@@ -14,10 +14,12 @@ class UTIL_LOCAL PullFromPushDeserializer::Handler {
 public:
     /// Where reading has come in a level; indices into the record's events.
     struct Cursor {
-        /// The value to be read; in an array or struct, the next element or field.
-        std::uint32_t next;
-        /// Of an array or struct: its first element or field, and the event after its last.
+        /// The value to be read, where one is expected.
+        std::uint32_t value;
+        /// Of an array or struct: its first element or field, the next one, and the event after its
+        /// last.
         std::uint32_t begin;
+        std::uint32_t next;
         std::uint32_t end;
         /// Of a struct: fields were asked for by name, so the others may stay unread.
         bool byName;
@@ -35,12 +37,12 @@ public:
     /// Forgets the payload, keeping the memory.
     void clear() noexcept;
     /// Goes to the start of the recorded payload.
-    void start() noexcept { stack.start({0, 0, 0, false}); }
+    void start() noexcept { stack.start({0, 0, 0, 0, false}); }
 
     const Event& at(std::uint32_t index) const noexcept { return record.at(index); }
     /// The value that a getter would read now; null when none stands here.
     Event const* value() const noexcept {
-        return stack.top().expects == Expects::Value ? &at(stack.top().data.next) : nullptr;
+        return stack.top().expects == Expects::Value ? &at(stack.top().data.value) : nullptr;
     }
     /// The value was read.
     void consume() noexcept { stack.top().expects = Expects::Nothing; }
@@ -50,18 +52,22 @@ public:
     bool close(Bracket bracket) noexcept;
     bool beginElement() noexcept;
     /// Whether the next element or field may be begun.
-    bool mayBegin(Expects what) noexcept {
-        return stack.top().expects == what && !atEnd() && !stack.makeRoom();
-    }
+    bool mayBegin(Expects what) const noexcept { return stack.top().expects == what && !atEnd(); }
     /// Enters the next element or field, which may be begun.
-    void enterElement() noexcept {
-        stack.push(Bracket::Element, Expects::Value, {stack.top().data.next, 0, 0, false});
+    void enterElement() noexcept { enter(Item::Element, stack.top().data.next); }
+    void enterField() noexcept { enter(Item::Field, stack.top().data.next + 1); }
+    /// Ends the field or element, and steps over it unless it was found by name.
+    bool endItem(Item item) noexcept {
+        if (!stack.mayEnd(item)) {
+            return true;
+        }
+        if (item == Item::Field || item == Item::Element) {
+            Cursor& items = stack.top().data;
+            items.next = at(items.value).next;
+        }
+        stack.endItem();
+        return false;
     }
-    void enterField() noexcept {
-        stack.push(Bracket::Field, Expects::Value, {stack.top().data.next + 1, 0, 0, false});
-    }
-    /// Ends the field or element `bracket`, and steps over it unless it was found by name.
-    bool endItem(Bracket bracket) noexcept;
     bool openScope(Bracket bracket) noexcept;
     bool closeScope(Bracket bracket) noexcept;
     /// Nothing is left unread in the array or struct on top.
@@ -77,9 +83,13 @@ public:
     void takeNext() noexcept;
 
 private:
+    void enter(Item item, std::uint32_t value) noexcept {
+        stack.top().data.value = value;
+        stack.beginItem(item);
+    }
     bool takeNextFails();
     bool takeValueFails(const Event& event);
-    bool enterNextFails();
+    void enterNext();
     void closeTop() noexcept;
     void announceNext();
     void announceValue(const Event& event);

@@ -4,16 +4,19 @@
 #include <new>
 #include <utility>
 
+#include "util/serializer/SequencedSerializerLevels.h"
+#include "util/serializer/SequencedSerializerValues.h"
+
 namespace util::serializer {
 
 namespace {
 
 constexpr std::size_t MAX_INDEX = std::numeric_limits<std::uint32_t>::max() - 1;
 
-// How much room is made at the start: what common payloads need, which have an event for four bytes
-// or more, and no more than a megabyte.
+// How much room is made at the start, where what lies in the object will not do: what common
+// payloads need, which have an event for four to seven bytes, and no more than a megabyte.
+constexpr std::size_t MOST_BYTES_OF_EVENT = 7;
 constexpr std::size_t BYTES_OF_EVENT = 4;
-constexpr std::size_t FEWEST = 8;
 constexpr std::size_t MOST = 1 << 16;
 
 }  // namespace
@@ -26,8 +29,9 @@ bool Events::reserve(std::size_t capacity) noexcept {
     if (block == nullptr) {
         return true;
     }
-    std::copy_n(block_.get(), size_, block.get());
-    block_ = std::move(block);
+    std::copy_n(events_, size_, block.get());
+    far_ = std::move(block);
+    events_ = far_.get();
     capacity_ = capacity;
     return false;
 }
@@ -36,7 +40,9 @@ void Record::start(std::string_view payload) noexcept {
     payload_ = payload;
     reach_ = std::min(payload.size(), MAX_INDEX);
     // A hint: without that memory the events ask for theirs as they come.
-    static_cast<void>(events_.reserve(std::min(payload.size() / BYTES_OF_EVENT + FEWEST, MOST)));
+    if (payload.size() > MOST_BYTES_OF_EVENT * Events::NEAR) {
+        static_cast<void>(events_.reserve(std::min(payload.size() / BYTES_OF_EVENT, MOST)));
+    }
     open_ = 0;
 }
 
@@ -48,7 +54,7 @@ void Record::clear() noexcept {
 
 bool Record::growFails() noexcept {
     const std::size_t room = events_.capacity();
-    return room >= MAX_INDEX || events_.reserve(std::min(std::max(2 * room, FEWEST), MAX_INDEX));
+    return room >= MAX_INDEX || events_.reserve(std::min(2 * room, MAX_INDEX));
 }
 
 // A text that does not stand in the payload as it is.
@@ -135,5 +141,7 @@ bool Recorder::putEmptyElement(bool) {
 bool Recorder::putFieldBegin(std::string_view name, bool) {
     return record_.addText(Event::Kind::Field, name);
 }
+
+template class SequencedSerializer<Recorder>;
 
 }  // namespace util::serializer

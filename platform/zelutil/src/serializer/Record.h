@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <limits>
@@ -47,24 +48,34 @@ struct Event {
     Content content;
 };
 
-/// Events one after the other, in one block of memory that grows.
+/// Events one after the other, in one block of memory that grows. The first ones lie in the object.
 class Events {
 public:
+    /// How many lie in the object: those of a small payload. The reader that has them still finds
+    /// room in the small blocks of allocators.
+    static constexpr std::size_t NEAR = 24;
+
+    Events() noexcept = default;
+    Events(const Events&) = delete;
+    Events& operator=(const Events&) = delete;
+
     std::size_t size() const noexcept { return size_; }
     std::size_t capacity() const noexcept { return capacity_; }
-    Event& operator[](std::size_t index) noexcept { return block_[index]; }
-    const Event& operator[](std::size_t index) const noexcept { return block_[index]; }
+    Event& operator[](std::size_t index) noexcept { return events_[index]; }
+    const Event& operator[](std::size_t index) const noexcept { return events_[index]; }
     /// Forgets the events, keeping the memory.
     void clear() noexcept { size_ = 0; }
     /// Makes room for so many in all. True when memory is exhausted, and then nothing changed.
     [[nodiscard]] bool reserve(std::size_t capacity) noexcept;
     /// Appends one, for which there must be room.
-    void push(const Event& event) noexcept { block_[size_++] = event; }
+    void push(const Event& event) noexcept { events_[size_++] = event; }
 
 private:
-    std::unique_ptr<Event[]> block_;
+    std::array<Event, NEAR> near_;  // not filled before it is written
+    std::unique_ptr<Event[]> far_;
+    Event* events_ = near_.data();
     std::size_t size_ = 0;
-    std::size_t capacity_ = 0;
+    std::size_t capacity_ = NEAR;
 };
 
 /// A recorded payload: its values in the order of writing. An array is followed by its elements, a
@@ -81,6 +92,9 @@ public:
             event.inPayload ? payload_.data() : reinterpret_cast<char const*>(text_.data());
         return {base + event.content.text.offset, event.content.text.length};
     }
+
+    /// The texts that do not stand in the payload, one behind the other: all bytes of the record.
+    ByteBufferWriter& texts() noexcept { return text_; }
 
     /// Starts the record of `payload`, borrowed as long as the record is read.
     void start(std::string_view payload) noexcept;
@@ -118,13 +132,13 @@ private:
 
 /// Records what is written to it. Typed arrays are recorded element by element, an empty element as
 /// null.
-class Recorder final : public SequencedSerializer {
+class Recorder final : public SequencedSerializer<Recorder> {
 public:
     /// Adds to `record`, borrowed.
     explicit Recorder(Record& record) noexcept;
 
     /// Expects a value.
-    void start() { static_cast<void>(beginSerialize(&unused_, nullptr)); }
+    void start() { static_cast<void>(beginSerialize(&record_.texts(), nullptr)); }
     /// Ends it; true when what was written is no complete value.
     [[nodiscard]] bool finish();
 
@@ -135,27 +149,29 @@ public:
         return value([&] { return put(record_, MAX_NESTING_DEPTH - depth()); });
     }
 
-protected:
-    bool putNull() override;
-    bool putBoolean(bool value) override;
-    bool putSigned(std::int64_t value) override;
-    bool putUnsigned(std::uint64_t value) override;
-    bool putFloat(float value) override;
-    bool putDouble(double value) override;
-    bool putString(std::string_view bytes) override;
-    bool putText(std::string_view utf8) override;
-    bool putArrayBegin() override;
-    bool putArrayEnd(bool empty) override;
-    bool putStructBegin() override;
-    bool putStructEnd(bool empty) override;
-    bool putElementBegin(bool first) override;
-    bool putEmptyElement(bool first) override;
-    bool putFieldBegin(std::string_view name, bool first) override;
-
 private:
+    friend class SequencedSerializer<Recorder>;
+
+    bool putNull();
+    bool putBoolean(bool value);
+    bool putSigned(std::int64_t value);
+    bool putUnsigned(std::uint64_t value);
+    bool putFloat(float value);
+    bool putDouble(double value);
+    bool putString(std::string_view bytes);
+    bool putText(std::string_view utf8);
+    bool putArrayBegin();
+    bool putArrayEnd(bool empty);
+    bool putStructBegin();
+    bool putStructEnd(bool empty);
+    bool putElementBegin(bool first);
+    bool putEmptyElement(bool first);
+    bool putFieldBegin(std::string_view name, bool first);
+
     Record& record_;
-    ByteBufferWriter unused_{0};  // a record is no bytes
 };
+
+extern template class SequencedSerializer<Recorder>;
 
 // Inline, because a decoder adds an event with every few bytes that it takes.
 

@@ -18,23 +18,6 @@ Word wordAt(char const* bytes) noexcept {
 
 constexpr std::uint64_t NOT_ASCII = 0x8080808080808080U;
 
-/// Copies fewer than eight bytes. The words may overlap.
-inline void copyTinyText(char const* bytes, std::size_t size, char* target) noexcept {
-    constexpr std::size_t HALF = sizeof(std::uint32_t);
-    if (size >= HALF) {
-        const auto first = wordAt<std::uint32_t>(bytes);
-        const auto last = wordAt<std::uint32_t>(bytes + size - HALF);
-        std::memcpy(target, &first, HALF);
-        std::memcpy(target + size - HALF, &last, HALF);
-    } else if (size != 0) {
-        const char middle = bytes[size / 2];
-        const char last = bytes[size - 1];
-        target[0] = bytes[0];
-        target[size / 2] = middle;
-        target[size - 1] = last;
-    }
-}
-
 /// Whether `bytes` are plain ASCII and no more than 32; the words that are looked at may overlap.
 inline bool isShortAscii(std::string_view bytes) noexcept {
     constexpr std::size_t WORD = sizeof(std::uint64_t);
@@ -57,14 +40,37 @@ inline bool isShortAscii(std::string_view bytes) noexcept {
     return (all & NOT_ASCII) == 0;
 }
 
-/// Copies `bytes`, no more than 32, to `target`. Gives whether they are plain ASCII.
+/// Copies `bytes`, fewer than eight, to `target`. Gives whether they are plain ASCII.
+inline bool copyTinyText(std::string_view bytes, unsigned char* target) noexcept {
+    constexpr std::size_t HALF = sizeof(std::uint32_t);
+    const std::size_t size = bytes.size();
+    std::uint32_t all = 0;
+    if (size >= HALF) {
+        const auto first = wordAt<std::uint32_t>(bytes.data());
+        const auto last = wordAt<std::uint32_t>(bytes.data() + size - HALF);
+        std::memcpy(target, &first, HALF);
+        std::memcpy(target + size - HALF, &last, HALF);
+        all = first | last;
+    } else if (size != 0) {
+        const auto first = static_cast<unsigned char>(bytes[0]);
+        const auto middle = static_cast<unsigned char>(bytes[size / 2]);
+        const auto last = static_cast<unsigned char>(bytes[size - 1]);
+        target[0] = first;
+        target[size / 2] = middle;
+        target[size - 1] = last;
+        all = first | middle | last;
+    }
+    return (all & NOT_ASCII) == 0;
+}
+
+/// Copies `bytes`, no more than 32, to `target`. Gives whether they are plain ASCII. The words that
+/// are copied may overlap.
 inline bool copyShortText(std::string_view bytes, unsigned char* target) noexcept {
     constexpr std::size_t WORD = sizeof(std::uint64_t);
     char const* const begin = bytes.data();
     const std::size_t size = bytes.size();
     if (size < WORD) {
-        copyTinyText(begin, size, reinterpret_cast<char*>(target));
-        return isShortAscii(bytes);
+        return copyTinyText(bytes, target);
     }
     const auto first = wordAt<std::uint64_t>(begin);
     const auto last = wordAt<std::uint64_t>(begin + size - WORD);

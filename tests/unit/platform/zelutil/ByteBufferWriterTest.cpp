@@ -75,6 +75,34 @@ TEST(ByteBufferWriterTest, ExtendGivesRoomThatCountsAsWritten) {
     EXPECT_EQ(content(writer), "xyz");
 }
 
+TEST(ByteBufferWriterTest, WhatIsWrittenIntoRoomCountsOnceItIsTaken) {
+    util::ByteBufferWriter writer(0);
+    EXPECT_EQ(writer.room(), 0U);
+    writer.take(writer.end());
+    EXPECT_EQ(writer.size(), 0U);
+    std::string expected;
+    for (int i = 0; i < 1000; ++i) {
+        ASSERT_FALSE(writer.makeRoom(10));
+        ASSERT_GE(writer.room(), 10U);
+        unsigned char* const end = writer.end();
+        end[0] = static_cast<unsigned char>('a' + i % 26);
+        end[1] = '!';
+        ASSERT_EQ(writer.size(), expected.size());
+        writer.take(end + 1 + i % 2);
+        expected += std::string(1, static_cast<char>('a' + i % 26)) + (i % 2 == 1 ? "!" : "");
+    }
+    EXPECT_EQ(content(writer), expected);
+}
+
+TEST(ByteBufferWriterTest, RoomThatIsThereAsksForNoMemory) {
+    util::ByteBufferWriter writer(100);
+    ASSERT_FALSE(writer.makeRoom(1));
+    const FailingAllocations failing(0);
+    EXPECT_FALSE(writer.makeRoom(writer.room()));
+    EXPECT_TRUE(writer.makeRoom(writer.room() + 1));
+    EXPECT_GE(writer.room(), 100U);
+}
+
 TEST(ByteBufferWriterTest, NothingCanBeAppendedFromNowhere) {
     util::ByteBufferWriter writer(0);
     EXPECT_FALSE(writer.append(nullptr, 0));

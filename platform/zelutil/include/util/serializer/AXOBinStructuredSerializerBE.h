@@ -11,28 +11,33 @@ namespace util::serializer {
 /// Every value of the interface can be written. Strings and field names that are not UTF-8 travel
 /// as byte strings; `OptionTag::PlainArrays` writes typed arrays as arrays of elements. One thread
 /// at a time.
-class UTIL_API AXOBinStructuredSerializerBE : public SequencedSerializer {
+class UTIL_API AXOBinStructuredSerializerBE
+    : public SequencedSerializer<AXOBinStructuredSerializerBE> {
 public:
     AXOBinStructuredSerializerBE() noexcept;
     ~AXOBinStructuredSerializerBE() override;
 
-protected:
-    bool putNull() override;
-    bool putBoolean(bool value) override;
-    bool putSigned(std::int64_t value) override;
-    bool putUnsigned(std::uint64_t value) override;
-    bool putFloat(float value) override;
-    bool putDouble(double value) override;
-    bool putString(std::string_view bytes) override;
-    bool putText(std::string_view utf8) override;
-    bool putPacked(NumberType type, void const* items, std::size_t count) override;
-    bool putArrayBegin() override;
-    bool putArrayEnd(bool empty) override;
-    bool putStructBegin() override;
-    bool putStructEnd(bool empty) override;
-    bool putElementBegin(bool first) override;
-    bool putEmptyElement(bool first) override;
-    bool putFieldBegin(std::string_view name, bool first) override;
+private:
+    friend class SequencedSerializer<AXOBinStructuredSerializerBE>;
+
+    bool putNull();
+    bool putBoolean(bool value);
+    bool putSigned(std::int64_t value);
+    bool putUnsigned(std::uint64_t value);
+    bool putFloat(float value);
+    bool putDouble(double value);
+    bool putString(std::string_view bytes);
+    bool putText(std::string_view utf8);
+    bool putPacked(NumberType type, void const* items, std::size_t count);
+    bool putArrayBegin();
+    bool putArrayEnd(bool empty);
+    bool putStructBegin();
+    bool putStructEnd(bool empty);
+    bool putElementBegin(bool first);
+    bool putEmptyElement(bool first);
+    bool putFieldBegin(std::string_view name, bool first);
 };
+
+extern template class SequencedSerializer<AXOBinStructuredSerializerBE>;
 
 }  // namespace util::serializer

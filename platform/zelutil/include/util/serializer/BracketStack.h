@@ -17,15 +17,14 @@ enum class Bracket : std::uint8_t {
     Root,
     Struct,
     Array,
-    Field,
-    MandatoryField,
-    OptionalField,
-    Element,
     ArrayOption,
     Option
 };
 
-/// What may come next at a level, besides its end.
+/// What is open in a level and takes one value; each is ended by its own end call and by no other.
+enum class Item : std::uint8_t { None, Field, MandatoryField, OptionalField, Element };
+
+/// What may come next at a level, besides its end or that of its item.
 enum class Expects : std::uint8_t { Nothing, Value, Fields, Elements };
 
 /// The brackets that are open while a payload is written or read, innermost on top.
@@ -40,15 +39,15 @@ public:
     /// A level that is open.
     struct Level {
         Bracket bracket;  ///< what opened it
+        Item item;        ///< the field or element that is open in it
         Expects expects;  ///< what may come next
         Data data;        ///< what the user of the stack keeps for it
     };
 
-    /// Two levels for each array or struct (itself, and the field or element inside), the root, and
-    /// as many again for scopes of options.
-    static constexpr std::size_t CAPACITY = 4 * MAX_NESTING_DEPTH;
+    /// The root, and for each array or struct a level of its own and two scopes of options.
+    static constexpr std::size_t CAPACITY = 1 + 3 * MAX_NESTING_DEPTH;
     /// How many levels lie in the object: as many as the small blocks of allocators hold.
-    static constexpr std::size_t NEAR = 24;
+    static constexpr std::size_t NEAR = 12;
 
     // The levels above the top are left as they are: they are written before they are read.
     BracketStack() noexcept { clear(); }
@@ -56,9 +55,11 @@ public:
     BracketStack& operator=(const BracketStack&) = delete;
 
     /// No payload is open.
-    void clear() noexcept { restart({Bracket::Closed, Expects::Nothing, Data()}); }
+    void clear() noexcept { restart({Bracket::Closed, Item::None, Expects::Nothing, Data()}); }
     /// A payload is open, its value expected.
-    void start(const Data& data) noexcept { restart({Bracket::Root, Expects::Value, data}); }
+    void start(const Data& data) noexcept {
+        restart({Bracket::Root, Item::None, Expects::Value, data});
+    }
 
     /// The innermost level.
     Level& top() noexcept { return *top_; }
@@ -67,14 +68,32 @@ public:
     /// Makes sure that a level can be opened. False on success; true when `CAPACITY` levels are
     /// open or memory is exhausted.
     [[nodiscard]] bool makeRoom() noexcept { return top_ == last_ && growFails(); }
-    /// Whether `bracket` is on top and got its value, so that its end may come.
+    /// Whether the payload is complete, so that it may be ended.
+    bool isComplete() const noexcept {
+        return top().bracket == Bracket::Root && top().expects == Expects::Nothing;
+    }
+    /// Whether `bracket` is on top and nothing is open in it, so that its end may come.
     bool mayClose(Bracket bracket) const noexcept {
-        return top().bracket == bracket && top().expects != Expects::Value;
+        return top().bracket == bracket && top().item == Item::None;
+    }
+    /// Whether `item` is open on top and got its value, so that its end may come.
+    bool mayEnd(Item item) const noexcept {
+        return top().item == item && top().expects == Expects::Nothing;
     }
 
+    /// Opens an item on top, where one is expected; unless it is `absent`, it expects a value.
+    void beginItem(Item item, bool absent = false) noexcept {
+        top().item = item;
+        top().expects = absent ? Expects::Nothing : Expects::Value;
+    }
+    /// Ends the item on top, which may end.
+    void endItem() noexcept {
+        top().expects = top().item == Item::Element ? Expects::Elements : Expects::Fields;
+        top().item = Item::None;
+    }
     /// Opens a level, for which room was made.
     void push(Bracket bracket, Expects expects, const Data& data) noexcept {
-        *++top_ = {bracket, expects, data};
+        *++top_ = {bracket, Item::None, expects, data};
     }
     /// Closes the top level, which must not be the lowest, and gives what it was.
     Level pop() noexcept { return *top_--; }

@@ -126,7 +126,7 @@ private:
     UTIL_LOCAL bool readArray(std::vector<Item>& out);
     template <class Container>
     UTIL_LOCAL bool readRest(Bracket bracket, Container& out);
-    UTIL_LOCAL bool beginNamedField(const std::string& name, Bracket bracket, bool& present);
+    UTIL_LOCAL bool beginNamedField(const std::string& name, Item item, bool& present);
 
     std::unique_ptr<Handler> handler_;
     IStructuredPushDeserializer* source_;

@@ -15,12 +15,28 @@ namespace util::serializer {
 /// The part that all serializers have in common: it checks the order of the calls, the nesting
 /// depth and the options in force, and hands what is in order to the format.
 ///
-/// Not a format of its own. A format derives from it and says with the `put` functions what a value
-/// or bracket looks like in its bytes; they are called only in a sequence that makes one
-/// well-formed value. Each of them is false on success and true on failure. One thread at a time.
+/// Not a format of its own. A `Format` derives from `SequencedSerializer<Format>`, makes it a
+/// friend and says with its `put` functions what a value or bracket looks like in its bytes; they
+/// are called only in a sequence that makes one well-formed value, and inlined where they are
+/// called, which virtual functions would not be. Each of them is false on success and true on
+/// failure:
+///
+///     bool putNull(), putBoolean(bool), putSigned(std::int64_t), putUnsigned(std::uint64_t),
+///          putFloat(float), putDouble(double);      // one scalar
+///     bool putString(std::string_view bytes);       // bytes of any kind
+///     bool putText(std::string_view utf8);          // known to be UTF-8
+///     bool putArrayBegin(), putStructBegin();       // called before `depth()` grows
+///     bool putArrayEnd(bool empty), putStructEnd(bool empty);  // and after it has shrunk
+///     bool putElementBegin(bool first), putEmptyElement(bool first),
+///          putFieldBegin(std::string_view name, bool first);
+///
+/// Its header declares `extern template class SequencedSerializer<Format>`; one source file, behind
+/// its `put` functions, includes SequencedSerializerValues.h and SequencedSerializerLevels.h and
+/// instantiates it. One thread at a time.
+template <class Format>
 class UTIL_API SequencedSerializer : public IStructuredSerializer {
 public:
-    ~SequencedSerializer() override;
+    ~SequencedSerializer() override = default;
     SequencedSerializer(const SequencedSerializer&) = delete;
     SequencedSerializer& operator=(const SequencedSerializer&) = delete;
 
@@ -97,14 +113,15 @@ protected:
 
     /// A format with the given `CAPABILITY_...` bits, which writes without white space, where that
     /// means anything, when `compact`.
-    SequencedSerializer(unsigned int capabilities, bool compact) noexcept;
+    UTIL_LOCAL SequencedSerializer(unsigned int capabilities, bool compact) noexcept
+        : capabilities_(capabilities), compact_(compact) {}
 
     /// Where to write; only in a `put` function.
-    ByteBufferWriter& writer() noexcept { return *writer_; }
+    UTIL_LOCAL ByteBufferWriter& writer() noexcept { return *writer_; }
     /// The number of arrays and structs that are open.
-    std::size_t depth() const noexcept { return depth_; }
+    UTIL_LOCAL std::size_t depth() const noexcept { return depth_; }
     /// Whether no white space is to be written.
-    bool isCompact() const noexcept { return stack_.top().data.compact; }
+    UTIL_LOCAL bool isCompact() const noexcept { return stack_.top().data.compact; }
     /// Puts one whole value with `put()`, which is true on failure, when one may stand here.
     template <class Put>
     UTIL_LOCAL bool value(Put put) {
@@ -115,35 +132,9 @@ protected:
         return false;
     }
 
-    /// @{
-    /// One scalar.
-    virtual bool putNull() = 0;
-    virtual bool putBoolean(bool value) = 0;
-    virtual bool putSigned(std::int64_t value) = 0;
-    virtual bool putUnsigned(std::uint64_t value) = 0;
-    virtual bool putFloat(float value) = 0;
-    virtual bool putDouble(double value) = 0;
-    /// @}
-
-    /// @{
-    /// Bytes of any kind, and a text that is known to be UTF-8.
-    virtual bool putString(std::string_view bytes) = 0;
-    virtual bool putText(std::string_view utf8) = 0;
-    /// @}
-
-    /// `count` items of the type at `items`, called only with `CAPABILITY_PACKED_ARRAYS`.
-    virtual bool putPacked(NumberType type, void const* items, std::size_t count);
-
-    /// @{
-    /// The begins are called before `depth()` grows, the ends after it has shrunk.
-    virtual bool putArrayBegin() = 0;
-    virtual bool putArrayEnd(bool empty) = 0;
-    virtual bool putStructBegin() = 0;
-    virtual bool putStructEnd(bool empty) = 0;
-    virtual bool putElementBegin(bool first) = 0;
-    virtual bool putEmptyElement(bool first) = 0;
-    virtual bool putFieldBegin(std::string_view name, bool first) = 0;
-    /// @}
+    /// `count` items of the type at `items`, called only with `CAPABILITY_PACKED_ARRAYS`; to be
+    /// hidden by a format that has it.
+    UTIL_LOCAL static bool putPacked(NumberType, void const*, std::size_t) { return true; }
 
 private:
     struct LevelData {
@@ -152,25 +143,26 @@ private:
         bool plainArrays;  // OptionTag::PlainArrays
     };
     using Stack = BracketStack<LevelData>;
+    using Level = typename Stack::Level;
 
+    UTIL_LOCAL Format& format() noexcept { return static_cast<Format&>(*this); }
     // The first failure spoils the payload: every later call up to the next beginSerialize fails
-    // too.
-    bool fail() noexcept {
-        failed_ = true;
+    // too, as nothing is expected where no payload is open.
+    UTIL_LOCAL bool fail() noexcept {
+        stack_.clear();
         return true;
     }
-    // A full stack refuses scalars too; it is deeper than any payload that could be read back.
-    bool admits(Expects expected) noexcept {
-        return !failed_ && stack_.top().expects == expected && !stack_.makeRoom();
+    UTIL_LOCAL bool admits(Expects expected) const noexcept {
+        return stack_.top().expects == expected;
     }
-    bool mayNest() const noexcept { return depth_ < MAX_NESTING_DEPTH; }
+    UTIL_LOCAL bool mayNest() const noexcept { return depth_ < MAX_NESTING_DEPTH; }
     // What holds in a level above the top one.
-    LevelData inner() const noexcept {
+    UTIL_LOCAL LevelData inner() const noexcept {
         const LevelData& data = stack_.top().data;
         return {true, data.compact, data.plainArrays};
     }
-    LevelData inner(Options const* options) const {
-        return options == nullptr ? inner() : changed(inner(), *options);
+    UTIL_LOCAL static LevelData with(Options const* options, const LevelData& data) {
+        return options == nullptr ? data : changed(data, *options);
     }
     UTIL_LOCAL static LevelData changed(LevelData data, const Options& options);
     template <class Number>
@@ -179,14 +171,13 @@ private:
     UTIL_LOCAL bool plainArray(std::size_t count, Put put);
     template <class Number>
     UTIL_LOCAL bool numbers(NumberType type, const std::vector<Number>& values);
-    UTIL_LOCAL bool openField(std::string_view name, Bracket bracket);
-    UTIL_LOCAL bool closeItem(Bracket bracket);
+    UTIL_LOCAL bool openField(std::string_view name, Item item);
+    UTIL_LOCAL bool closeItem(Item item);
     UTIL_LOCAL bool openScope(Bracket bracket, const LevelData& data);
     UTIL_LOCAL bool closeScope(Bracket bracket);
 
     unsigned int capabilities_;
     bool compact_;
-    bool failed_ = false;
     ByteBufferWriter* writer_ = nullptr;
     unsigned long start_ = 0;
     std::size_t depth_ = 0;

@@ -6,7 +6,8 @@
 
 #include "Payloads.h"
 #include "util/serializer/AXOBinStructuredPushDeserializer.h"
-#include "util/serializer/SequencedSerializer.h"
+#include "util/serializer/SequencedSerializerLevels.h"
+#include "util/serializer/SequencedSerializerValues.h"
 
 namespace {
 
@@ -15,36 +16,37 @@ using util::MAX_NESTING_DEPTH;
 
 // Writes down what it is given so that each kind looks different: `1` signed, `1u` unsigned, `1.5f`
 // float, `1.5` double, `"a"` text, `'ff'` other bytes, `-` an empty element, `#2` two packed items.
-class Trace : public SequencedSerializer {
+class Trace : public SequencedSerializer<Trace> {
 public:
     Trace() : SequencedSerializer(CAPABILITY_PACKED_ARRAYS, true) {}
 
-protected:
-    bool putNull() override { return add("null"); }
-    bool putBoolean(bool value) override { return add(value ? "true" : "false"); }
-    bool putSigned(std::int64_t value) override { return add(std::to_string(value)); }
-    bool putUnsigned(std::uint64_t value) override { return add(std::to_string(value) + 'u'); }
-    bool putFloat(float value) override { return add(number(static_cast<double>(value)) + 'f'); }
-    bool putDouble(double value) override { return add(number(value)); }
-    bool putString(std::string_view bytes) override {
+private:
+    friend class SequencedSerializer<Trace>;
+
+    virtual bool putNull() { return add("null"); }
+    bool putBoolean(bool value) { return add(value ? "true" : "false"); }
+    bool putSigned(std::int64_t value) { return add(std::to_string(value)); }
+    bool putUnsigned(std::uint64_t value) { return add(std::to_string(value) + 'u'); }
+    bool putFloat(float value) { return add(number(static_cast<double>(value)) + 'f'); }
+    bool putDouble(double value) { return add(number(value)); }
+    virtual bool putString(std::string_view bytes) {
         return add(zel::unicode::isUtf8(bytes) ? '"' + std::string(bytes) + '"'
                                                : '\'' + payloads::toHex(bytes) + '\'');
     }
-    bool putText(std::string_view utf8) override { return putString(utf8); }
-    bool putPacked(NumberType, void const*, std::size_t count) override {
+    bool putText(std::string_view utf8) { return putString(utf8); }
+    bool putPacked(NumberType, void const*, std::size_t count) {
         return add('#' + std::to_string(count));
     }
-    bool putArrayBegin() override { return add("["); }
-    bool putArrayEnd(bool) override { return add("]"); }
-    bool putStructBegin() override { return add("{"); }
-    bool putStructEnd(bool) override { return add("}"); }
-    bool putElementBegin(bool first) override { return !first && add(","); }
-    bool putEmptyElement(bool first) override { return putElementBegin(first) || add("-"); }
-    bool putFieldBegin(std::string_view name, bool first) override {
+    bool putArrayBegin() { return add("["); }
+    bool putArrayEnd(bool) { return add("]"); }
+    bool putStructBegin() { return add("{"); }
+    bool putStructEnd(bool) { return add("}"); }
+    bool putElementBegin(bool first) { return !first && add(","); }
+    bool putEmptyElement(bool first) { return putElementBegin(first) || add("-"); }
+    bool putFieldBegin(std::string_view name, bool first) {
         return (!first && add(",")) || putString(name) || add(":");
     }
 
-private:
     static std::string number(double value) {
         char text[32];
         std::snprintf(text, sizeof text, "%.17g", value);
@@ -457,7 +459,7 @@ TEST(AXOBinStructuredPushDeserializerTest, RefusalOfTheTargetIsAFailure) {
 }
 
 TEST(AXOBinStructuredPushDeserializerTest, RefusalOfAStringIsAFailure) {
-    struct Refuser : AXOBinStructuredSerializerBE {
+    struct Refuser final : Trace {
         bool putString(std::string_view) override { return true; }
     };
     const std::string longText = "7818" + payloads::toHex(std::string(24, 'x'));

@@ -405,23 +405,36 @@ TEST(PullFromPushBracketsTest, ScopesWithoutEndFailInsteadOfGrowing) {
 }
 
 TEST(PullFromPushBracketsTest, EntriesThatCannotBeEnteredAreAFailure) {
-    for (char const* json : {"[1]", "{}", R"({"a":1})"}) {
+    for (char const* json : {"[[1]]", "[{}]", R"({"a":[]})", R"({"a":{"b":1}})"}) {
         JsonPull pull(json);
         while (!pull.beginOption(nullptr)) {
         }
         EXPECT_EQ(pull.peekNextEntry()->type, EntryType::Failure) << json;
         EXPECT_EQ(pull.getNextEntry()->type, EntryType::Failure) << json;
         ASSERT_FALSE(pull.endOption());
-        EXPECT_NE(pull.getNextEntry()->type, EntryType::Failure) << json;
-        EXPECT_EQ(pull.peekNextEntry()->type == EntryType::Failure, json[1] != '}') << json;
+        EXPECT_NE(pull.getNextEntry()->type, EntryType::Failure) << json;  // the outer one
+        EXPECT_NE(pull.getNextEntry()->type, EntryType::Failure) << json;  // its element or field
+        EXPECT_EQ(pull.peekNextEntry()->type, EntryType::Failure) << json;
+        EXPECT_EQ(pull.getNextEntry()->type, EntryType::Failure) << json;
     }
 }
 
-TEST(PullFromPushBracketsTest, FieldThatCannotBeBegunLeavesTheNameUntouched) {
+TEST(PullFromPushBracketsTest, FieldsAndElementsAreReadWhereNoFurtherScopeMayBeOpened) {
     JsonPull pull(R"({"a":1})");
     ASSERT_FALSE(pull.beginStruct(nullptr));
     while (!pull.beginOption(nullptr)) {
     }
+    std::string name;
+    std::int32_t number = 0;
+    EXPECT_FALSE(pull.beginField(name) || pull.getInt32(number) || pull.endField());
+    EXPECT_EQ(name, "a");
+    EXPECT_EQ(number, 1);
+    EXPECT_TRUE(pull.isStructEnd());
+}
+
+TEST(PullFromPushBracketsTest, FieldThatCannotBeBegunLeavesTheNameUntouched) {
+    JsonPull pull("{}");
+    ASSERT_FALSE(pull.beginStruct(nullptr));
     std::string name = "untouched";
     EXPECT_TRUE(pull.beginField(name));
     EXPECT_EQ(name, "untouched");
