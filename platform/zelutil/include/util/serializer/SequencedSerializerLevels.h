@@ -6,6 +6,8 @@
 // `SequencedSerializer` for a format.
 namespace util::serializer {
 
+/// @cond
+
 // ---- the payload
 
 template <class Format>
@@ -217,5 +219,7 @@ template <class Format>
 bool SequencedSerializer<Format>::endOptionalField() {
     return closeItem(Item::OptionalField);
 }
+
+/// @endcond
 
 }  // namespace util::serializer

@@ -9,6 +9,8 @@
 // The values of a payload, for the file that instantiates `SequencedSerializer` for a format.
 namespace util::serializer {
 
+/// @cond
+
 // ---- scalars
 
 template <class Format>
@@ -221,5 +223,7 @@ bool SequencedSerializer<Format>::serializeArray(const std::vector<std::string>&
                           [&](std::size_t i) { return format().putString(values[i]); });
     });
 }
+
+/// @endcond
 
 }  // namespace util::serializer
