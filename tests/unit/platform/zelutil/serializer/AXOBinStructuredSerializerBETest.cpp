@@ -2,8 +2,12 @@
 
 #include <functional>
 #include <limits>
+#include <new>
+#include <optional>
+#include <string>
 
 #include "Payloads.h"
+#include "support/FailingAllocations.h"
 #include "util/serializer/AXOBinStructuredSerializerBE.h"
 
 namespace {
@@ -106,6 +110,50 @@ TEST(AXOBinStructuredSerializerBETest, ValuesBecomeBytes) {
     for (const Row& row : VALUES) {
         EXPECT_EQ(writtenAsBinary(row.write), row.hex);
     }
+}
+
+// Writes the value behind so many bytes that `left` of the writer's memory are left. Gives its
+// bytes, nothing on failure.
+std::optional<std::string> writtenWithRoom(const Row& row, std::size_t left, bool mayGrow) {
+    constexpr std::size_t CAPACITY = 64;
+    util::ByteBufferWriter writer(CAPACITY);
+    const std::string before(CAPACITY - left, 'x');
+    EXPECT_FALSE(writer.append(before.data(), before.size()) || writer.makeRoom(left));
+    AXOBinStructuredSerializerBE serializer;
+    unsigned long size = 0;
+    {
+        const kova::test::FailingAllocations failing(mayGrow ? 1000 : 0);
+        if (serializer.beginSerialize(&writer, nullptr) || row.write(serializer) ||
+            serializer.endSerialize(size)) {
+            return std::nullopt;
+        }
+    }
+    const std::string all = payloads::textOf(writer);
+    EXPECT_EQ(all.substr(0, before.size()), before);
+    EXPECT_EQ(size, all.size() - before.size());
+    return payloads::toHex(all.substr(before.size()));
+}
+
+TEST(AXOBinStructuredSerializerBETest, ValuesBecomeTheSameBytesWhereverMemoryEnds) {
+    for (const Row& row : VALUES) {
+        for (std::size_t left = 0; left < 40; ++left) {
+            ASSERT_EQ(writtenWithRoom(row, left, true), row.hex) << left;
+        }
+    }
+}
+
+TEST(AXOBinStructuredSerializerBETest, ValuesThatFindNoMemoryAreAFailure) {
+    std::size_t tried = 0;
+    for (const Row& row : VALUES) {
+        try {
+            EXPECT_EQ(writtenWithRoom(row, 0, false), std::nullopt) << row.hex;
+            EXPECT_EQ(writtenWithRoom(row, 1, false).value_or(row.hex), row.hex);
+            EXPECT_EQ(writtenWithRoom(row, 40, false).value_or("no room"), row.hex);
+            ++tried;
+        } catch (const std::bad_alloc&) {  // of a row that makes a vector
+        }
+    }
+    EXPECT_GT(tried, 40U);
 }
 
 struct LengthRow {
