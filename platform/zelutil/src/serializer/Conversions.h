@@ -60,8 +60,8 @@ bool convert(const Record&, const Event& event, Integer& out) noexcept {
 /// `out = text`, which needs more memory than `out` has; without it `out` is untouched.
 void assignLonger(std::string& out, std::string_view text);
 
-/// `out = text`, in half of the instructions that the library's general replacement takes. What
-/// memory `out` has stays; without memory for the text it is untouched.
+/// `out = text`, in fewer instructions than the library's general replacement takes. What memory
+/// `out` has stays; without memory for the text it is untouched.
 inline void assign(std::string& out, std::string_view text) {
     constexpr std::size_t SHORT = 32;  // copied without a call
     if (text.size() <= out.size() && text.size() <= SHORT) {
