@@ -222,6 +222,7 @@ std::uint64_t millionthsOf(double magnitude) noexcept {
         return 0;
     }
     constexpr auto PARTS = static_cast<double>(MILLION);
+    // NOLINTNEXTLINE(bugprone-incorrect-roundings): the division shows whether these are the ones
     const auto millionths = static_cast<std::int64_t>(magnitude * PARTS + 0.5);
     // Division rounds as reading does.
     return static_cast<double>(millionths) / PARTS == magnitude

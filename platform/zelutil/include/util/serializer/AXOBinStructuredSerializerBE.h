@@ -33,7 +33,7 @@ private:
     bool putArrayEnd(bool empty);
     bool putStructBegin();
     bool putStructEnd(bool empty);
-    bool putElementBegin(bool first);
+    static bool putElementBegin(bool first);
     bool putEmptyElement(bool first);
     bool putFieldBegin(std::string_view name, bool first);
 };
