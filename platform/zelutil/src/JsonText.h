@@ -24,7 +24,8 @@ namespace util::json {
 [[nodiscard]] bool appendInteger(ByteBufferWriter& writer, std::uint64_t value) noexcept;
 
 /// The shortest text that reads back as the same double (float). It always has a point or an
-/// exponent, so it never reads back as an integer. The value must be finite.
+/// exponent, so it never reads back as an integer. The value must be finite, and arithmetic round
+/// to nearest, as it does unless a program changes that.
 [[nodiscard]] bool appendDouble(ByteBufferWriter& writer, double value) noexcept;
 [[nodiscard]] bool appendFloat(ByteBufferWriter& writer, float value) noexcept;
 

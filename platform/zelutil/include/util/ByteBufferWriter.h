@@ -63,9 +63,9 @@ public:
         return target;
     }
     /// @{
-    /// For who writes before it is known how much it will be: how many bytes there is room for, a
-    /// way to make room for `count` (false on success; true when memory is exhausted), the address
-    /// of that room, and what counts what was written there, up to `end`.
+    /// For who writes before knowing how much it will be: how many bytes there is room for, a way
+    /// to make room for `count` (false on success; true when memory is exhausted), the address of
+    /// that room until the next write, and what counts what was written there, up to `end`.
     std::size_t room() const noexcept { return capacity_ - size_; }
     [[nodiscard]] bool makeRoom(std::size_t count) noexcept {
         return room() < count && grow(count);

@@ -21,7 +21,8 @@ namespace util::serializer {
 /// arrays are collected, and they are no larger than the bytes that are there.
 ///
 /// `Target` is a cheap handle with the functions called here; all of them are true on failure, as
-/// are those of this class.
+/// are those of this class. Who uses it includes CborReplayItems.h, too, where the items are that
+/// are not common.
 template <class Target>
 class CborReplay {
 public:

@@ -54,7 +54,7 @@ private:
         value_type& operator[](std::size_t place) noexcept { return entries_[place]; }
 
         void reserve(std::size_t room);
-        /// The child of a new entry behind the last one; there is room for it.
+        /// The child of a new entry at the end, where room is; `std::bad_alloc` changes nothing.
         Value** pushBack(std::string_view key) {
             value_type& entry = entries_[size_];
             entry.first.assign(key);

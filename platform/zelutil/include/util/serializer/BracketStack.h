@@ -46,7 +46,7 @@ public:
 
     /// The root, and for each array or struct a level of its own and two scopes of options.
     static constexpr std::size_t CAPACITY = 1 + 3 * MAX_NESTING_DEPTH;
-    /// How many levels lie in the object: as many as the small blocks of allocators hold.
+    /// How many levels lie in the object: those of common payloads.
     static constexpr std::size_t NEAR = 12;
 
     // The levels above the top are left as they are: they are written before they are read.
