@@ -34,7 +34,8 @@ void appendArgument(std::string& out, char field, ErrorArgument const* argument)
     }
 }
 
-// The catalogue's formats know "%s", "%p" and "%%"; anything else stands for itself.
+// Formats a message of a catalogue: replaces "%s", "%p" and "%%", and copies everything else
+// verbatim.
 std::string format(std::string_view text, ErrorArgument const* arguments, std::size_t count) {
     std::string out;
     std::size_t next = 0;
@@ -71,14 +72,14 @@ void ErrorOutput::report(const ErrorType& type, int number, ErrorArgument const*
         formatted = format(text, arguments, count);
         reason = formatted;
     } catch (...) {
-        // No memory: the catalogue's text stands in.
+        // Out of memory: report the unformatted text of the catalogue.
     }
     try {
         sink().call({type.name(), number, reason, file_, line_});
     } catch (...) {
-        // A sink in trouble is not the caller's trouble.
+        // An exception of the sink must not reach the code that reports an error.
     }
-    // Last, so that what the sink reports itself does not hide the caller's error.
+    // Stored last, so that errors which the sink itself reports do not hide the caller's error.
     if (keep_) {
         ErrorStorage::current().keep(type, number, file_, line_, reason);
     }

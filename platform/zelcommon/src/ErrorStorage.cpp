@@ -5,8 +5,8 @@
 namespace zel {
 
 ErrorStorage& ErrorStorage::current() noexcept {
-    // The object outlives its thread's other objects, because some of them, and static objects
-    // after them, may report from their destructors: it is closed in time, but never destroyed.
+    // Destructors of other thread-local objects, and of static objects after them, may report
+    // errors. The storage is therefore only closed at the end of the thread, never destroyed.
     alignas(ErrorStorage) thread_local unsigned char place[sizeof(ErrorStorage)];
     thread_local auto* const storage = new (place) ErrorStorage();
     struct End {

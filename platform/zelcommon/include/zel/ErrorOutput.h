@@ -11,11 +11,12 @@
 
 namespace zel {
 
-/// One argument of an error message: a text or an address. Borrows the text.
+/// One argument of an error message: a text or an address. It refers to the text and does not copy
+/// it.
 class ErrorArgument {
 public:
     /// @{
-    /// A text; it must live as long as the argument. A null pointer shows as "(null)".
+    /// Constructs a text argument. `text` must outlive it. A null pointer is printed as "(null)".
     ErrorArgument(char const* text) noexcept
         : text_(text != nullptr ? text : "(null)"), address_(nullptr), isText_(true) {}
     ErrorArgument(std::string_view text) noexcept : text_(text), address_(nullptr), isText_(true) {}
@@ -23,14 +24,14 @@ public:
         : text_(text), address_(nullptr), isText_(true) {}
     /// @}
 
-    /// An address.
+    /// Constructs an address argument.
     ErrorArgument(void const* address) noexcept : address_(address), isText_(false) {}
 
-    /// Whether it is a text.
+    /// Returns whether the argument is a text.
     bool isText() const noexcept { return isText_; }
-    /// The text; empty when it is an address.
+    /// Returns the text, or an empty text if the argument is an address.
     std::string_view text() const noexcept { return text_; }
-    /// The address; null when it is a text.
+    /// Returns the address, or null if the argument is a text.
     void const* address() const noexcept { return address_; }
 
 private:
@@ -39,56 +40,60 @@ private:
     bool isText_;
 };
 
-/// What a sink is told about one error. The views live as long as the call.
+/// One error as it is passed to a sink. The views are valid during the call only.
 struct ErrorReport {
-    /// The catalogue's name.
+    /// Name of the error catalogue.
     std::string_view type;
-    /// The error's number in the catalogue.
+    /// Number of the error in the catalogue.
     int number;
-    /// The formatted message.
+    /// Formatted message.
     std::string_view reason;
     /// @{
-    /// Source position: a path within the source tree, and a line.
+    /// Source position: a path within the source tree and a line number.
     std::string_view file;
     int line;
     /// @}
 };
 
-/// Reports errors: formats the message once, hands it to the process-wide sink and keeps it as the
-/// calling thread's latest error (`ErrorStorage`).
+/// A function object that reports an error from one source position: it formats the message once,
+/// passes it to the process-wide sink and stores it as the calling thread's latest error
+/// (`ErrorStorage`).
 ///
-/// It decides nothing: the caller goes on and returns its failure value. Any thread may report and
-/// may replace the sink; a sink is called on the reporting thread, under no lock, and possibly by
-/// several threads at once. What a sink reports itself goes to the default sink. A report never
-/// throws, never fails and leaves `errno` as it was: without memory for the message, the
-/// unformatted text of the catalogue stands in; what a sink throws is dropped.
+/// Reporting does not change the control flow: the caller continues and returns its failure value.
+/// Any thread may report errors and replace the sink. The sink is called on the reporting thread
+/// without a lock, possibly by several threads at once. Errors that a sink itself reports go to the
+/// default sink. A report never throws, never fails and preserves `errno`. If there is no memory
+/// for the message, the unformatted text of the catalogue is reported instead. Exceptions of a sink
+/// are discarded.
 ///
 ///     zel::ErrorOutput("src/core/datatypes/Path", 64, true)(
 ///         kova::errors::Error, kova::errors::RequestFailed, "no such device");
 class ZEL_API ErrorOutput {
 public:
-    /// What takes the reports.
+    /// A function that receives the reports.
     using Sink = std::function<void(const ErrorReport&)>;
 
-    /// Takes the source position of the report; `file` must outlive the thread's latest error (a
-    /// literal does). With `keep` false the report goes to the sink only and the thread's latest
-    /// error stays as it was.
+    /// Constructs a reporter for one source position. `file` must outlive the thread's latest error
+    /// (a string literal does). If `keep` is false, the report goes to the sink only and the
+    /// thread's latest error is unchanged.
     ErrorOutput(char const* file, int line, bool keep) noexcept
         : file_(file), line_(line), keep_(keep) {}
 
-    /// Reports the error `number` of the catalogue `type`. Each "%s" takes a text, each "%p" an
-    /// address; an argument that is missing or of the other kind shows as "?", one too many is
-    /// ignored. A number outside the catalogue is reported as "unknown error".
+    /// Reports the error `number` of the catalogue `type`. Each "%s" of its message formats a text
+    /// argument, each "%p" an address argument. A missing argument and one of the other kind are
+    /// printed as "?". Extra arguments are ignored. A number that the catalogue does not have is
+    /// reported as "unknown error".
     template <typename... Arguments>
     void operator()(const ErrorType& type, int number, const Arguments&... arguments) const {
         const ErrorArgument list[] = {ErrorArgument(arguments)..., ErrorArgument("")};
         report(type, number, list, sizeof...(Arguments));
     }
 
-    /// Replaces the process-wide sink and returns the former one. An empty sink restores the
-    /// default, one line on standard error, "FILE:LINE: TYPE NUMBER: REASON", in which control
-    /// characters show as blanks. A report in flight on another thread may still reach the former
-    /// sink after this returned.
+    /// Replaces the process-wide sink and returns the former one, which is empty if it was the
+    /// default. An empty `sink` restores the default. The default sink writes one line to standard
+    /// error, "FILE:LINE: TYPE NUMBER: REASON", with control characters replaced by blanks. A
+    /// report in progress on another thread may still reach the former sink after this call
+    /// returns.
     static Sink setSink(Sink sink);
 
 private:

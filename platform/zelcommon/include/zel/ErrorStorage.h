@@ -8,32 +8,35 @@
 
 namespace zel {
 
-/// The latest error of the calling thread: what it was, why, and where.
+/// The latest error of the calling thread: its catalogue and number, its message, and its source
+/// position.
 ///
-/// It is not a log: a new report overwrites the former one. Each thread has its own and sees no
-/// other's, so no operation needs a lock.
+/// It is not a log: a new report overwrites the former one. Each thread has its own storage and
+/// cannot see that of another thread, so no operation needs a lock.
 class ZEL_API ErrorStorage {
 public:
-    /// The storage of the calling thread; lives as long as the thread. While the thread's objects
-    /// are being destroyed it closes: it stays empty, whatever is reported.
+    /// Returns the storage of the calling thread. The reference is valid until the thread ends.
+    /// The storage closes while the thread-local objects are being destroyed: reports are then no
+    /// longer stored, and it stays empty.
     static ErrorStorage& current() noexcept;
 
-    /// Whether there is an error that was not acknowledged.
+    /// Returns whether there is an error that was not acknowledged.
     bool hasError() const noexcept { return type_ != nullptr; }
-    /// The catalogue of the latest error; null when there is none.
+    /// Returns the catalogue of the latest error, or null if there is no error.
     ErrorType const* type() const noexcept { return type_; }
-    /// The number of the latest error in its catalogue; 0 when there is none.
+    /// Returns the number of the latest error in its catalogue, or 0 if there is no error.
     int number() const noexcept { return number_; }
-    /// The formatted message; empty when there is none. The reference stays valid until the next
-    /// report or acknowledgement of this thread.
+    /// Returns the formatted message, or an empty text if there is no error. The reference is valid
+    /// until this thread reports or acknowledges an error.
     const std::string& reason() const noexcept { return reason_; }
     /// @{
-    /// Source position; an empty text and 0 when there is none.
+    /// Returns the source position of the report: file and line, or an empty text and 0 if there is
+    /// no error.
     char const* file() const noexcept { return file_; }
     int line() const noexcept { return line_; }
     /// @}
 
-    /// Marks the latest error as handled: the storage is empty afterwards.
+    /// Marks the latest error as handled and empties the storage.
     void acknowledge() noexcept;
 
 private:
