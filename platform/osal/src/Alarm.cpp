@@ -8,11 +8,11 @@ namespace osal {
 
 namespace {
 
-// Made before any code runs and never destroyed: static objects of other files may hold alarms,
-// whichever of them comes first or goes last.
+// Constant-initialized and never destroyed, so that static objects of other files may hold alarms
+// regardless of the order of initialization and destruction.
 union DefaultTimer {
     constexpr DefaultTimer() : timer() {}
-    ~DefaultTimer() {}  // NOLINT(modernize-use-equals-default): that one would be deleted
+    ~DefaultTimer() {}  // NOLINT(modernize-use-equals-default): a defaulted one would be deleted
     AlarmTimer timer;
 };
 

@@ -7,15 +7,16 @@
 #include <new>
 #include <system_error>
 
-// The thread runs as long as there are references. Who drops the last one wakes it and waits until
-// it has left; when a new reference comes before it saw that, it simply goes on. It is joined by
-// whoever first finds that it has left: who waited, the next first reference, or the destructor.
+// The thread runs as long as there are references. detach() of the last alarm wakes the thread and
+// waits for it to exit; if attach() runs first, the thread keeps running. The thread is joined by
+// the first of these functions to find that it has exited: the waiting detach(), the next attach(),
+// or the destructor.
 
 namespace osal {
 
 namespace {
 
-// The first time after `now` that is a whole number of periods after `due`.
+// Returns the first time after `now` that is a whole number of periods after `due`.
 Clock::TimePoint nextDue(Clock::TimePoint due, Alarm::Duration period, Clock::TimePoint now) {
     const auto missed = (now - due) / period;
     return due + (missed + 1) * period;
@@ -28,7 +29,7 @@ AlarmEngine::AlarmEngine(Clock* clock) : clock_(clock != nullptr ? *clock : syst
 AlarmEngine::~AlarmEngine() {
     std::unique_lock<std::mutex> lock(mutex_);
     if (references_ > 0) {
-        std::abort();  // the thread would go on with alarms that refer to what is gone
+        std::abort();  // the thread would continue with alarms that refer to a destroyed engine
     }
     if (hasThread_) {
         changed_.wait(lock, [this] { return left_; });
@@ -65,8 +66,8 @@ void AlarmEngine::detach(Alarm& alarm) noexcept {
     }
 }
 
-// The delay begins with the call, not when the lock is had: another thread may hold it for the time
-// of a switch between threads.
+// The time is read before locking: the delay begins with the call, and another thread may hold the
+// lock for as long as a thread switch takes.
 bool AlarmEngine::arm(Alarm& alarm, Alarm::Duration delay) {
     const auto bounded = std::clamp(delay, Alarm::Duration::zero(), Alarm::LONGEST);
     const Clock::TimePoint due = clock_.now() + bounded;
@@ -90,14 +91,14 @@ void AlarmEngine::disarm(Alarm& alarm) noexcept {
     queue_.remove(alarm);
     if (running_ == &alarm && !onThread()) {
         revoked_ = true;
-        // For this call alone: when other threads arm the alarm again, it may be called again
-        // before this thread has had its turn.
+        // Wait for this call of the callback only: if other threads arm the alarm again, the next
+        // call may start before this thread runs.
         changed_.wait(lock,
                       [this, &alarm, call = call_] { return running_ != &alarm || call_ != call; });
     }
 }
 
-// True on failure.
+// Returns true if the thread cannot be started.
 bool AlarmEngine::schedule(Alarm& alarm, Clock::TimePoint due) {
     if (running_ == &alarm && revoked_) {
         return false;
@@ -113,7 +114,7 @@ bool AlarmEngine::schedule(Alarm& alarm, Clock::TimePoint due) {
     return false;
 }
 
-// An errno, or 0.
+// Returns 0 on success, or an error number.
 int AlarmEngine::startThread() {
     const int error = pthread_create(&thread_, nullptr, threadMain, this);
     hasThread_ = error == 0;
@@ -132,13 +133,14 @@ bool AlarmEngine::onThread() const noexcept {
 
 void* AlarmEngine::threadMain(void* engine) {
     prctl(PR_SET_NAME, "alarms");
-    // By default the kernel may let a thread sleep 50 microseconds longer than asked for.
+    // By default the kernel may let a thread sleep 50 microseconds longer than requested.
     prctl(PR_SET_TIMERSLACK, 1UL, 0UL, 0UL, 0UL);
     static_cast<AlarmEngine*>(engine)->run();
     return nullptr;
 }
 
-// Does not throw: an exception of a callback ends the process here, where it can be seen.
+// noexcept, so that an exception of a callback terminates the process here and the stack trace
+// shows the callback.
 void AlarmEngine::run() noexcept {
     std::unique_lock<std::mutex> lock(mutex_);
     while (references_ > 0) {
@@ -162,7 +164,7 @@ void AlarmEngine::callFirst(std::unique_lock<std::mutex>& lock) {
     runningDue_ = queue_.firstDue();
     queue_.remove(alarm);
     lock.unlock();
-    alarm.callback_(alarm.user_);  // from here on the alarm may be gone
+    alarm.callback_(alarm.user_);  // the callback may have destroyed the alarm
     lock.lock();
     running_ = nullptr;
     revoked_ = false;
@@ -180,7 +182,7 @@ void AlarmEngine::surviveForks() {
     }
 }
 
-// The child has the thread that called fork, and with it the lock, and no other.
+// The child has only the thread that called fork(2), which holds the lock.
 void AlarmEngine::goOnInChild() {
     queue_.clear();
     if (!onThread()) {
@@ -188,8 +190,8 @@ void AlarmEngine::goOnInChild() {
         running_ = nullptr;
         revoked_ = false;
     }
-    // It may count threads of the parent as waiting; the new one takes its place undestroyed,
-    // because destroying would wait for them.
+    // The condition variable may still count waiting threads of the parent. It is overwritten
+    // without being destroyed, because its destructor would wait for them.
     new (&changed_) std::condition_variable();
     mutex_.unlock();
 }

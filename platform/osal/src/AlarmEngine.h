@@ -14,27 +14,29 @@
 
 namespace osal {
 
-/// What is behind an `AlarmTimer` and its alarms: the queue, the thread that works it off, and the
-/// lock that guards both. The operations are those of `Alarm`, where they are described.
+/// The implementation of an `AlarmTimer` and its alarms: the queue, the thread that calls the
+/// callbacks, and the lock that protects both. `arm`, `rearm` and `disarm` are documented in
+/// `Alarm`.
 class AlarmEngine {
 public:
-    /// On `clock`, or on the system's clock when it is null.
+    /// Constructs an engine on `clock`, or on the system's clock if it is null.
     explicit AlarmEngine(Clock* clock);
     ~AlarmEngine();
     AlarmEngine(const AlarmEngine&) = delete;
     AlarmEngine& operator=(const AlarmEngine&) = delete;
 
-    /// Counts one alarm more and sees to it that the thread runs.
+    /// Adds the reference of a new alarm, and starts the thread if it does not run. Throws
+    /// `std::system_error` if the thread cannot be started.
     void attach();
-    /// Counts the alarm, which is disarmed, off; the last one ends the thread.
+    /// Releases the reference of `alarm`, which must be disarmed. The last one ends the thread.
     void detach(Alarm& alarm) noexcept;
 
     bool arm(Alarm& alarm, Alarm::Duration delay);
     bool rearm(Alarm& alarm, Alarm::Duration period);
     void disarm(Alarm& alarm) noexcept;
 
-    /// Keeps the engine usable in children of fork(2). For one engine of the process, which is
-    /// never destroyed.
+    /// Keeps the engine usable in children of fork(2). May be called for one engine of the process,
+    /// which is never destroyed. Throws `std::bad_alloc` if the handlers cannot be registered.
     void surviveForks();
 
 private:
@@ -50,24 +52,26 @@ private:
     MonotonicClock systemClock_;
     Clock& clock_;
 
-    // Guards all below, and the alarms' positions in the queue. It is held over no callback.
+    // Protects all members below, and the alarms' positions in the queue. It is not held during a
+    // callback.
     std::mutex mutex_;
-    // A call has ended, or the thread has left.
+    // Signalled when a callback has returned and when the thread exits.
     std::condition_variable changed_;
     AlarmQueue queue_;
     std::size_t references_ = 0;
 
-    // The alarm whose callback is running, unless it was destroyed meanwhile, and when it was due.
+    // The alarm whose callback is running, and the time at which it was due. Null if the callback
+    // destroyed its alarm.
     Alarm* running_ = nullptr;
     Clock::TimePoint runningDue_;
-    // Another thread waits in order to disarm the running alarm, which therefore stays disarmed.
+    // Another thread is waiting to disarm the running alarm, so attempts to arm it are ignored.
     bool revoked_ = false;
-    /// Counts the calls, to tell one of an alarm from the next.
+    // Number of calls of callbacks, which tells one call for an alarm from the next.
     std::uint64_t call_ = 0;
 
-    // There is a thread that was not joined; it is `thread_`.
+    // `thread_` was started and has not been joined.
     bool hasThread_ = false;
-    // The latest thread has done its last work; joining it takes no time.
+    // The thread no longer uses the engine; joining it takes no time.
     bool left_ = false;
     pthread_t thread_{};
 };

@@ -2,9 +2,9 @@
 
 #include <algorithm>
 
-// The heap holds the due times itself, so that finding an entry's place touches no other alarm but
-// those that move. `moveUp` and `moveDown` treat `position` as a hole and put the entry where the
-// hole ends up.
+// The heap's entries hold the due times, so that sifting only touches alarms whose position
+// changes. `moveUp` and `moveDown` treat `position` as a hole and put the entry where the hole ends
+// up.
 
 namespace osal {
 

@@ -9,29 +9,31 @@
 
 namespace osal {
 
-/// The armed alarms, the next one first: a binary heap in which each alarm knows its position, so
-/// that it can be taken out from anywhere in O(log n).
+/// A priority queue of the armed alarms, ordered by due time: a binary heap in which each alarm
+/// knows its position, so that any alarm can be removed in O(log n) time.
 ///
-/// Not thread-safe. Each alarm is in it at most once.
+/// Not thread-safe. An alarm can be in the queue only once.
 class AlarmQueue {
 public:
     /// The position of an alarm that is not in the queue.
     static constexpr std::size_t NOWHERE = static_cast<std::size_t>(-1);
 
-    /// Makes room for `count` alarms; `insert` needs no memory as long as there are no more.
+    /// Reserves capacity for `count` alarms. `insert` does not allocate memory up to that number.
     void reserve(std::size_t count);
 
+    /// Returns whether the queue has no alarms.
     bool empty() const noexcept { return heap_.empty(); }
-    /// The alarm that is due first, of those due at the same time the one inserted first; not to be
-    /// called on an empty queue.
+    /// Returns the alarm that is due first; of several that are due at the same time, the one
+    /// inserted first. The queue must not be empty.
     Alarm& first() const noexcept { return *heap_.front().alarm; }
-    /// When it is due.
+    /// Returns the due time of the first alarm. The queue must not be empty.
     Clock::TimePoint firstDue() const noexcept { return heap_.front().due; }
 
-    /// Puts an alarm in that is not there.
+    /// Inserts an alarm, which must not be in the queue.
     void insert(Alarm& alarm, Clock::TimePoint due);
-    /// Takes an alarm out; one that is not there is left alone.
+    /// Removes an alarm. Does nothing if it is not in the queue.
     void remove(Alarm& alarm) noexcept;
+    /// Removes all alarms.
     void clear() noexcept;
 
 private:

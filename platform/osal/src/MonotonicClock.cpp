@@ -13,9 +13,9 @@ namespace {
 
 static_assert(sizeof(std::atomic<std::uint32_t>) == sizeof(std::uint32_t) &&
                   std::atomic<std::uint32_t>::is_always_lock_free,
-              "the kernel looks at the word itself");
+              "the kernel reads the word directly");
 
-// The steady clock counts what CLOCK_MONOTONIC counts, from the same origin.
+// std::chrono::steady_clock is CLOCK_MONOTONIC, with the same origin.
 timespec toTimespec(Clock::TimePoint time) {
     using std::chrono::nanoseconds;
     using std::chrono::seconds;
@@ -35,8 +35,8 @@ Clock::TimePoint MonotonicClock::now() const {
 
 void MonotonicClock::waitUntil(TimePoint deadline) {
     const timespec absolute = toTimespec(deadline);
-    // Sleeps only while the word is 0. Any return is a good one: the time is up, somebody woke us,
-    // or a signal came, which the caller tells apart by looking.
+    // Sleeps only while the word is 0. The result is ignored: the deadline has passed, wake() was
+    // called or a signal arrived, and the caller checks the time and its queue in every case.
     syscall(SYS_futex, &woken_, FUTEX_WAIT_BITSET_PRIVATE, 0,
             deadline == TimePoint::max() ? nullptr : &absolute, nullptr, FUTEX_BITSET_MATCH_ANY);
     woken_.exchange(0);

@@ -7,10 +7,10 @@
 
 namespace osal {
 
-/// The system's monotonic clock; its sleep is a futex(2).
+/// The system's monotonic clock, with a futex(2) to sleep on.
 ///
-/// A condition variable would do as well, but keeps track of who waits on it, which a child of
-/// fork(2) would inherit without the waiting thread. The futex has no state but the one word.
+/// A condition variable would work, too, but it counts its waiting threads, and a child of fork(2)
+/// would inherit the count without the threads. The only state of the futex is one word.
 class MonotonicClock final : public Clock {
 public:
     TimePoint now() const override;

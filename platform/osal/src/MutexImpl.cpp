@@ -7,8 +7,9 @@ namespace threadsafe {
 
 namespace {
 
-// The only failures left are misuse (unlocking what is not held) and a locked mutex that is locked
-// again; going on would break what the mutex guards.
+// Aborts the process if `result` is an error. The remaining failures are misuse: unlocking a mutex
+// that the thread does not own, or locking one that it owns. Continuing would corrupt the data that
+// the mutex protects.
 void require(int result) {
     if (result != 0) {
         std::abort();

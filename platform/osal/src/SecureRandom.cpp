@@ -9,8 +9,8 @@ namespace osal {
 
 namespace {
 
-// True on failure. getrandom(2) may be interrupted by a signal while it waits for the pool, and may
-// deliver less than asked for above 256 bytes.
+// Fills `count` bytes. Returns true on failure. getrandom(2) may be interrupted by a signal while
+// it waits for the pool, and may return fewer bytes than requested if these are more than 256.
 bool fill(unsigned char* bytes, std::size_t count, unsigned int flags) {
     std::size_t done = 0;
     while (done < count) {

@@ -13,7 +13,7 @@ bool Timer::start(Duration interval) {
     if (interval <= Duration::zero()) {
         return true;
     }
-    // First, so that the callback is not reading the interval.
+    // Disarm before writing the interval, so that the callback is not reading it.
     alarm_.disarm();
     interval_ = interval;
     return alarm_.arm(interval);
@@ -26,7 +26,7 @@ void Timer::stop() noexcept {
 void Timer::expired(void* user) {
     auto* const timer = static_cast<Timer*>(user);
     if (timer->periodic_) {
-        // Fails for an interval of 0 only, which `start` refuses: the thread is this one.
+        // Cannot fail: `start` rejects intervals of 0, and the timer's thread is running this.
         static_cast<void>(timer->alarm_.rearm(timer->interval_));
     }
     timer->callback_(timer);

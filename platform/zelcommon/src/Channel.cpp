@@ -16,8 +16,8 @@ namespace tracing {
 
 namespace {
 
-// "2026-01-31T12:00:00.123456Z 4711 KOVA_EXAMPLE 2: text": UTC, so that lines of several devices
-// compare.
+// Writes a line like "2026-01-31T12:00:00.123456Z 4711 KOVA_EXAMPLE 2: text". The time is in UTC,
+// so that the lines of several devices can be compared.
 void writeMessage(const Message& message) {
     timespec now{};
     clock_gettime(CLOCK_REALTIME, &now);
@@ -58,8 +58,8 @@ void Channel::write(int level, std::string_view text) const noexcept {
     try {
         sink().call({name_, level, text});
     } catch (...) {
-        // A trace never changes what the program does: without memory, or with a sink that throws,
-        // the message is lost.
+        // Tracing must not change the program's behaviour: the message is lost if memory runs out
+        // or if the sink throws.
     }
 }
 

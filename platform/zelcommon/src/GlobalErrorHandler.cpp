@@ -12,7 +12,7 @@ namespace zel {
 
 namespace {
 
-// Memory may be what is missing, so the line is written from where its pieces are.
+// Writes the pieces of the line with one writev(2), because there may be no memory to join them.
 void writeReason(char const* file, char const* function, char const* message) {
     char const* const pieces[] = {file, ": ", function, ": ", message, "\n"};
     iovec vectors[std::size(pieces)];
@@ -20,7 +20,7 @@ void writeReason(char const* file, char const* function, char const* message) {
         vectors[i] = {const_cast<char*>(pieces[i]), std::strlen(pieces[i])};
     }
     if (writev(STDERR_FILENO, vectors, static_cast<int>(std::size(pieces))) < 0) {
-        return;  // the process ends all the same
+        return;  // the process is aborted anyway
     }
 }
 

@@ -8,12 +8,12 @@
 
 namespace zel {
 
-/// A process-wide function that any thread may call and replace. The lock guards the pointer alone
-/// and is never held while the function runs, so a function may call this sink again or replace
-/// itself. What it calls this sink with goes to the default: a function that always does so would
-/// never end. `errno` stays as it was.
+/// A process-wide function that any thread may call and replace. The lock protects the pointer only
+/// and is not held while the function runs, so the function may call this sink again or replace
+/// itself. Re-entrant calls go to the default function, to avoid infinite recursion. A call
+/// preserves `errno`.
 ///
-/// One object for each type of argument.
+/// Create at most one object for each type of argument, because the re-entrancy flag is static.
 template <typename Argument>
 class ReplaceableSink {
 public:
@@ -21,7 +21,8 @@ public:
 
     explicit ReplaceableSink(void (*fallback)(const Argument&)) : fallback_(fallback) {}
 
-    /// Puts `function` in place (empty: the default) and returns the former one.
+    /// Installs `function`, or the default if it is empty. Returns the former function, which is
+    /// empty if that was the default.
     Function replace(Function function) {
         auto next = function ? std::make_shared<const Function>(std::move(function)) : nullptr;
         {
@@ -31,6 +32,8 @@ public:
         return next ? *next : Function();
     }
 
+    /// Calls the installed function, or the default if there is none or if the calling thread is
+    /// already in a call.
     void call(const Argument& argument) const {
         const std::shared_ptr<const Function> function = running_ ? nullptr : current();
         const Run run;
@@ -42,7 +45,7 @@ public:
     }
 
 private:
-    // The time of one call on the calling thread.
+    // Marks the calling thread as running a call, and restores `errno` at its end.
     class Run {
     public:
         Run() : former_(running_), errno_(errno) { running_ = true; }

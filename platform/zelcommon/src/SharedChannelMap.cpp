@@ -16,9 +16,9 @@ namespace tracing {
 
 namespace {
 
-// Matches with "*" for any text, in one pass: on a mismatch it is enough to let the latest "*" take
-// one character more.
-bool fits(std::string_view pattern, std::string_view name) {
+// Returns whether `name` matches `pattern`, in which "*" matches any text. Needs no recursion: on a
+// mismatch it suffices to extend the text that the latest "*" matches by one character.
+bool matches(std::string_view pattern, std::string_view name) {
     std::size_t p = 0;
     std::size_t n = 0;
     std::size_t star = std::string_view::npos;
@@ -55,15 +55,17 @@ struct SharedChannelMap::State {
         unsigned long references = 0;
     };
 
-    /// Recursive: a channel that is made or destroyed by the register registers itself under it.
+    /// Recursive, because `map` and `unmap` create and destroy channels under the lock, and their
+    /// constructor and destructor call `add` and `remove`.
     osal::Mutex mutex{true};
-    /// Every channel with the flag `SHARED`; one name may stand more than once, because two
-    /// libraries may choose the same.
+    /// All channels with the flag `SHARED`. A name may occur more than once, because two libraries
+    /// may choose the same one.
     std::multimap<std::string, Channel*> channels;
+    /// The channels that `map` created.
     std::map<std::string, Owned> owned;
     /// Levels by pattern, in the order in which they were set.
     std::vector<std::pair<std::string, int>> levels;
-    /// Whether ZEL_TRACE is malformed and nobody was told yet.
+    /// Whether ZEL_TRACE is malformed and this has not been reported yet.
     std::atomic<bool> malformed{false};
 };
 
@@ -73,7 +75,7 @@ SharedChannelMap::SharedChannelMap() : state_(std::make_unique<State>()) {
 
 SharedChannelMap& SharedChannelMap::instance() {
     static auto* const map = new SharedChannelMap();
-    // Not while the register is being made, because the sink may ask for it.
+    // Reported only after the initialization, because the sink may call instance() itself.
     if (map->state_->malformed.exchange(false)) {
         Channel("TRACING", 4, 0).traceText(4, "ZEL_TRACE is malformed: expected PATTERN=LEVEL,…");
     }
@@ -84,7 +86,7 @@ void SharedChannelMap::add(Channel& channel) {
     const std::lock_guard<osal::Mutex> guard(state_->mutex);
     state_->channels.emplace(channel.name(), &channel);
     for (const auto& [pattern, level] : state_->levels) {
-        if (fits(pattern, channel.name())) {
+        if (matches(pattern, channel.name())) {
             channel.setLevel(level);
         }
     }
@@ -128,7 +130,7 @@ std::size_t SharedChannelMap::setLevel(std::string_view pattern, int level) {
     levels.emplace_back(pattern, level);
     std::size_t count = 0;
     for (const auto& [name, channel] : state_->channels) {
-        if (fits(pattern, name)) {
+        if (matches(pattern, name)) {
             channel->setLevel(level);
             ++count;
         }

@@ -20,14 +20,14 @@ bool isControl(char c) {
 void writeLine(std::string text) {
     std::replace_if(text.begin(), text.end(), isControl, ' ');
     text.push_back('\n');
-    // In one piece where the system takes it; a signal or a full pipe may cut it.
+    // Usually one call writes the whole line; a signal or a full pipe may split it.
     std::string_view rest = text;
     while (!rest.empty()) {
         const ssize_t written = write(STDERR_FILENO, rest.data(), rest.size());
         if (written > 0) {
             rest.remove_prefix(static_cast<std::size_t>(written));
         } else if (written == 0 || errno != EINTR) {
-            return;  // nobody is left to tell
+            return;  // stderr is gone; give up
         }
     }
 }

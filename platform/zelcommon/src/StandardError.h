@@ -4,8 +4,8 @@
 
 namespace zel {
 
-/// Writes `text` to standard error as one line, whatever it holds: control characters show as
-/// blanks, so a text from outside cannot forge a second line. Lines of several threads do not mix.
+/// Writes `text` to standard error as one line. Replaces control characters by blanks, so that
+/// untrusted text cannot forge a second line. Lines of several threads are not interleaved.
 void writeLine(std::string text);
 
 }  // namespace zel

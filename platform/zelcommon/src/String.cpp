@@ -17,9 +17,9 @@ constexpr bool isLowSurrogate(char32_t unit) {
     return unit >= 0xDC00 && unit <= 0xDFFF;
 }
 
-// What the first byte of a sequence says: how many bytes follow, which bits it gives, and the range
-// of the second byte (table 3-7: this is where overlong forms, surrogates and the end of the code
-// space are ruled out).
+// Properties of the first byte of a sequence: the number of bytes that follow, the bits that it
+// contributes to the code point, and the valid range of the second byte. The range excludes
+// overlong forms, surrogates and code points above U+10FFFF (table 3-7).
 struct Lead {
     int following;
     unsigned char bits;
@@ -47,7 +47,8 @@ constexpr Lead leadOf(unsigned char byte) {
     return {-1, 0, 0, 0};
 }
 
-// The code point that begins at `position`, which is moved behind it; `INVALID` when there is none.
+// Returns the code point at `position` and advances `position` past it. Returns `INVALID` if the
+// bytes are not well-formed.
 char32_t nextCodePoint(std::string_view bytes, std::size_t& position) {
     const Lead lead = leadOf(static_cast<unsigned char>(bytes[position++]));
     if (lead.following < 0) {
@@ -69,7 +70,7 @@ char32_t nextCodePoint(std::string_view bytes, std::size_t& position) {
     return codePoint;
 }
 
-// The bytes at `bytes` in one word.
+// Loads a word from `bytes`, which need not be aligned.
 template <class Word>
 Word load(char const* bytes) {
     Word word = 0;
@@ -77,7 +78,8 @@ Word load(char const* bytes) {
     return word;
 }
 
-// Whether the rest of a text, fewer than eight bytes, is plain ASCII; the loads may overlap.
+// Returns whether the last `size` bytes of a text, fewer than eight, are ASCII. The loads may
+// overlap.
 bool isAsciiTail(char const* bytes, std::size_t size) {
     if (size >= sizeof(std::uint32_t)) {
         const auto all =
@@ -87,8 +89,8 @@ bool isAsciiTail(char const* bytes, std::size_t size) {
     return size == 0 || ((bytes[0] | bytes[size / 2] | bytes[size - 1]) & 0x80) == 0;
 }
 
-// How many bytes from `position` on are plain ASCII, counted eight at a time and at the end all at
-// once: most text is.
+// Returns the number of leading ASCII bytes from `position` on, rounded down to a multiple of eight
+// unless the rest of the text is ASCII. Most texts are ASCII as a whole.
 std::size_t asciiRun(std::string_view bytes, std::size_t position) {
     const std::size_t start = position;
     while (bytes.size() - position >= sizeof(std::uint64_t)) {

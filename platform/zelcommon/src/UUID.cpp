@@ -7,7 +7,7 @@ namespace {
 constexpr char DIGITS[] = "0123456789abcdef";
 constexpr unsigned char NO_DIGIT = 0xFF;
 
-/// The values of the hexadecimal digits in both cases. No locale plays a role.
+/// Returns the values of the hexadecimal digits in both cases, independent of the locale.
 constexpr std::array<unsigned char, 256> digitValues() {
     std::array<unsigned char, 256> values{};
     for (unsigned char& value : values) {
@@ -26,7 +26,7 @@ constexpr std::array<unsigned char, 256> VALUES = digitValues();
 static_assert(VALUES['f'] == 15 && VALUES['F'] == 15 && VALUES['9'] == 9 && VALUES['A'] == 10);
 static_assert(VALUES['g'] == NO_DIGIT && VALUES['@'] == NO_DIGIT && VALUES[0] == NO_DIGIT);
 
-// Where the two digits of each byte stand in the text form, and where the hyphens.
+// Positions in the text form of the two digits of each byte, and of the hyphens.
 constexpr std::array<std::size_t, 16> PLACES = {0,  2,  4,  6,  9,  11, 14, 16,
                                                 19, 21, 24, 26, 28, 30, 32, 34};
 constexpr std::array<std::size_t, 4> HYPHENS = {8, 13, 18, 23};
@@ -54,7 +54,7 @@ bool UUID::tryParse(UUID& out, std::string_view text) noexcept {
         return VALUES[static_cast<unsigned char>(text[place])];
     };
     Bytes bytes;
-    unsigned seen = 0;  // the bits of all values: above 15 when one of them is no digit
+    unsigned seen = 0;  // the bits of all values: above 15 if one of them is not a digit
     for (std::size_t i = 0; i < bytes.size(); ++i) {
         const unsigned high = valueAt(PLACES[i]);
         const unsigned low = valueAt(PLACES[i] + 1);

@@ -11,7 +11,7 @@ struct Identity {
     std::string id;
 };
 
-// Never destroyed: references to the text were handed out.
+// Never destroyed, because callers may hold references to the text until the process ends.
 Identity& identity() {
     static auto* const instance = new Identity();
     return *instance;

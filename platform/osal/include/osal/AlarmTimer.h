@@ -12,22 +12,23 @@ class Clock;
 
 /// A thread that calls the callbacks of any number of alarms when they are due.
 ///
-/// It is the place where alarms meet, not an alarm: all operations are those of `Alarm`. The thread
-/// starts with the first alarm that is made for the timer and has ended when the destructor of the
-/// last one returns; only when that destructor runs in a callback, the thread ends soon after the
-/// callback. Callbacks are called one after the other, in the order in which they are due, alarms
-/// that are due at the same time in the order in which they were armed. An exception that leaves a
-/// callback ends the process.
+/// It is not an alarm: it has no operations of its own, and alarms that are constructed with it
+/// share its thread. The thread starts with the timer's first alarm. It has ended when the
+/// destructor of the last alarm returns; if that destructor runs in a callback, the thread ends
+/// soon after the callback. Callbacks run one after the other, in the order in which their alarms
+/// are due. Alarms that are due at the same time run in the order in which they were armed. An
+/// exception that leaves a callback terminates the process.
 ///
-/// Arming and disarming one of n alarms takes O(log n). Any thread may make and use alarms.
+/// Arming or disarming one of n alarms takes O(log n) time. Any thread may create and use alarms.
 class OSAL_API AlarmTimer {
 public:
-    /// A timer on the system's monotonic clock. On an idle system it is tens of microseconds late.
+    /// Constructs a timer on the system's monotonic clock. On an idle system its callbacks run tens
+    /// of microseconds late.
     constexpr AlarmTimer() noexcept = default;
-    /// A timer on `clock`, which must outlive it and serve no other timer.
+    /// Constructs a timer on `clock`, which must outlive it and must not serve another timer.
     constexpr explicit AlarmTimer(Clock& clock) noexcept : clock_(&clock) {}
-    /// Waits for the thread, so it must not run in a callback. All alarms must be gone; otherwise
-    /// the process stops.
+    /// Waits for the thread to end, so it must not run in a callback. All alarms must have been
+    /// destroyed; otherwise the process is aborted.
     ~AlarmTimer() = default;
     AlarmTimer(const AlarmTimer&) = delete;
     AlarmTimer& operator=(const AlarmTimer&) = delete;

@@ -6,11 +6,11 @@
 
 namespace osal {
 
-/// The time that one `AlarmTimer` lives in, and the way its thread sleeps.
+/// The time source of one `AlarmTimer`, which also lets the timer's thread sleep.
 ///
-/// It is no general-purpose clock: it serves one timer, whose thread alone waits on it. A test
-/// implements it to move time by hand. `now` and `wake` come from any thread, also while another
-/// one waits, and must not call back into the timer.
+/// It is not a general-purpose clock: it serves one timer, and only that timer's thread waits on
+/// it. A test implements it to advance time by hand. Any thread may call `now` and `wake`, also
+/// while another one waits. Implementations must not call back into the timer.
 class OSAL_API Clock {
 public:
     /// A time of the monotonic clock.
@@ -18,12 +18,12 @@ public:
 
     virtual ~Clock();
 
-    /// The current time; never less than what it gave before.
+    /// Returns the current time, which never decreases.
     virtual TimePoint now() const = 0;
-    /// Returns when `deadline` is reached (`TimePoint::max()`: never) or `wake` was called since
-    /// the former return, also if that was before this call. It may return without a reason, too.
+    /// Waits until `deadline` (`TimePoint::max()`: forever) or until `wake` is called. Returns at
+    /// once if `wake` was called since the previous return. May return spuriously.
     virtual void waitUntil(TimePoint deadline) = 0;
-    /// Ends the wait that is going on, or else the next one.
+    /// Ends the current wait, or the next one if no thread is waiting.
     virtual void wake() = 0;
 
 protected:

@@ -5,20 +5,20 @@
 
 namespace osal {
 
-/// The mutex that the framework locks with: not recursive unless asked for.
+/// The mutex that the framework uses; recursive on request.
 ///
-/// Usable with `std::lock_guard<osal::Mutex>`. Any thread may lock it; the thread that locked it
-/// unlocks it.
+/// Works with `std::lock_guard<osal::Mutex>`. Any thread may lock it. Only the thread that locked
+/// it may unlock it.
 class OSAL_API Mutex {
 public:
-    /// Makes an unlocked mutex.
+    /// Constructs an unlocked mutex. If `recursive` is true, the owning thread may lock it again.
     explicit Mutex(bool recursive = false) : impl_(recursive) {}
 
-    /// Waits until the mutex is free and takes it.
+    /// Locks the mutex; waits until it is free.
     void lock() { impl_.lock(); }
-    /// Takes the mutex if it is free; true when it was taken.
+    /// Locks the mutex if it is free. Returns whether it was locked.
     [[nodiscard]] bool try_lock() { return impl_.try_lock(); }
-    /// Gives the mutex back.
+    /// Unlocks the mutex.
     void unlock() { impl_.unlock(); }
 
 private:

@@ -8,22 +8,24 @@ namespace threadsafe {
 
 /// A mutual-exclusion lock of the operating system, recursive on request.
 ///
-/// It is not a guard: whoever locks it unlocks it. `std::lock_guard` and `std::unique_lock` take it
-/// as it is. Any thread may call any operation; `unlock` belongs to the thread that holds the lock.
+/// It is not a guard: it does not unlock itself. It works with `std::lock_guard` and
+/// `std::unique_lock`. Any thread may call any operation, but only the thread that locked it may
+/// unlock it.
 class OSAL_API MutexImpl {
 public:
-    /// Makes an unlocked mutex. With `recursive` the holder may lock it again, and unlocks it as
-    /// often as it locked it; without, a second `lock` by the holder stops the process.
+    /// Constructs an unlocked mutex. If `recursive` is true, the owning thread may lock it again,
+    /// and must unlock it as often as it locked it. If it is false, a second `lock` by the owning
+    /// thread aborts the process.
     explicit MutexImpl(bool recursive);
     ~MutexImpl();
     MutexImpl(const MutexImpl&) = delete;
     MutexImpl& operator=(const MutexImpl&) = delete;
 
-    /// Waits until the lock is free and takes it.
+    /// Locks the mutex; waits until it is free.
     void lock();
-    /// Takes the lock if it is free; true when it was taken.
+    /// Locks the mutex if it is free. Returns whether it was locked.
     [[nodiscard]] bool try_lock();
-    /// Gives the lock back.
+    /// Unlocks the mutex. Aborts the process if the calling thread does not own it.
     void unlock();
 
 private:

@@ -6,22 +6,23 @@
 
 namespace osal {
 
-/// Random bytes from the kernel's generator (getrandom(2)), fit for keys and identifiers.
+/// A source of random bytes from the kernel's generator (getrandom(2)), suitable for keys and
+/// identifiers.
 ///
 /// It keeps no state between calls and needs no file descriptor. Any thread may use any object.
 class OSAL_API SecureRandom {
 public:
-    /// Opens the source. Early after boot the kernel's pool may not be seeded yet: with
-    /// `nonBlocking` false (the usual choice) reads wait for it; with true the object is not valid
-    /// and reads fail until the pool is ready.
+    /// Constructs the source and checks that it can be read. Soon after boot, the kernel's pool may
+    /// not be seeded yet. If `nonBlocking` is false (the usual choice), the constructor waits for
+    /// the pool. If it is true, the object is then not valid, and all its reads fail.
     explicit SecureRandom(bool nonBlocking);
 
-    /// Whether the source can deliver; false where the kernel has no such source, or, with
-    /// `nonBlocking`, while its pool is not seeded.
+    /// Returns whether the source can be read. It cannot if the kernel has no such source or if,
+    /// with `nonBlocking`, the pool was not seeded when the object was constructed.
     [[nodiscard]] bool isValid() const { return valid_; }
 
-    /// Fills `count` bytes at `bytes`. False on success, true on failure; after a failure the bytes
-    /// must not be used. Interruptions by signals and short reads are carried on from.
+    /// Fills `count` bytes at `bytes`. Returns false on success, true on failure; the bytes must
+    /// then not be used. Continues after short reads and interruptions by signals.
     [[nodiscard]] bool read(unsigned char* bytes, std::size_t count) const;
 
 private:

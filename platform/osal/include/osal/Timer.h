@@ -5,34 +5,36 @@
 
 namespace osal {
 
-/// A timer that calls a function with itself as the argument, once or periodically: the base of
-/// timers that carry more.
+/// A timer that calls a function with itself as the argument, once or periodically. It is a base
+/// class for timers with additional members.
 ///
 /// The callback runs on the thread of the alarm timer and may start, stop and destroy the timer.
-/// `start` and `stop` must not race with each other, but may be called while the callback runs.
+/// Two threads must not call `start` or `stop` at the same time; both may be called while the
+/// callback runs.
 ///
-/// A derived class whose callback uses its members must call `stop` in its destructor: when this
-/// class's own destructor waits for the callback, those members are gone.
+/// A derived class whose callback uses its members must call `stop` in its destructor. The base
+/// class's destructor also waits for the callback, but only after those members were destroyed.
 class OSAL_API Timer {
 public:
-    /// As for alarms.
+    /// Times are in whole milliseconds.
     using Duration = Alarm::Duration;
-    /// Called with the timer that has expired. An exception that leaves it ends the process.
+    /// A function that is called with the timer that has expired. An exception that leaves it
+    /// terminates the process.
     using Callback = void (*)(Timer* timer);
 
-    /// Makes a stopped timer on a shared alarm timer, which must outlive it. A `periodic` one goes
-    /// on after each expiry (`Alarm::rearm`). Throws as the constructor of `Alarm` does.
+    /// Constructs a stopped timer on a shared alarm timer, which must outlive it. A `periodic`
+    /// timer is rearmed at each expiry (`Alarm::rearm`). Throws like the constructor of `Alarm`.
     Timer(Callback callback, bool periodic, AlarmTimer& timer = Alarm::DEFAULT_TIMER);
     virtual ~Timer();
     Timer(const Timer&) = delete;
     Timer& operator=(const Timer&) = delete;
 
-    /// Lets the timer expire `interval` from now, in place of an expiry that is still to come.
-    /// False on success; true, with nothing changed, for an interval of 0 or less, and true when
-    /// the alarm cannot be armed (`Alarm::arm`).
+    /// Starts the timer: it expires `interval` from now, and a pending expiry is cancelled. Returns
+    /// false on success. Returns true if `interval` is 0 or negative; the timer is then unchanged.
+    /// Also returns true if the alarm cannot be armed (`Alarm::arm`).
     [[nodiscard]] bool start(Duration interval);
-    /// When this returns, the callback is not running and will not run, with the exception that is
-    /// stated for `Alarm::disarm`.
+    /// Stops the timer: cancels a pending expiry. When this returns, the callback is not running
+    /// and will not run. In a callback it does not wait, see `Alarm::disarm`.
     void stop() noexcept;
 
 private:

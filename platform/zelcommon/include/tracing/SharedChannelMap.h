@@ -10,31 +10,32 @@
 
 namespace tracing {
 
-/// The process-wide register of trace channels: finds them by name, shares them by reference count
+/// The process-wide registry of trace channels: finds them by name, shares them by reference count
 /// and sets their levels by pattern.
 ///
-/// All operations are safe from any thread; none calls back.
+/// Any thread may call any operation. None calls user code while it holds the registry's lock.
 class ZEL_API SharedChannelMap {
 public:
-    /// The one register of the process; made on first use, never destroyed.
+    /// Returns the registry of the process. It is created on first use and never destroyed.
     static SharedChannelMap& instance();
     ~SharedChannelMap() = delete;
 
-    /// The shared channel of that name: made silent on the first call, counted on each further one.
-    /// The register owns it; a channel of the same name that somebody else made stays apart. Never
+    /// Returns the shared channel of that name, and adds a reference to it. The first call creates
+    /// the channel, which is silent. The registry owns it; `unmap` releases the reference. A
+    /// channel of the same name that was constructed elsewhere is a different one. Never returns
     /// null.
     Channel* map(const std::string& name);
-    /// Takes one reference off the shared channel of that name and destroys it with the last; a
-    /// name that is not mapped is left alone.
+    /// Releases one reference to the shared channel of that name, and destroys the channel with the
+    /// last one. Does nothing if the name is not mapped.
     void unmap(const std::string& name);
 
-    /// Sets the level of every channel whose name fits `pattern`, present and future ("*" stands
-    /// for any text, everything else for itself; a later call wins over an earlier one). Returns
-    /// how many present channels were set.
+    /// Sets the level of all channels whose name matches `pattern`, of present and of future ones.
+    /// In a pattern "*" matches any text, and every other character matches itself. A later call
+    /// overrides an earlier one. Returns the number of present channels that matched.
     std::size_t setLevel(std::string_view pattern, int level);
-    /// Applies a list "PATTERN=LEVEL[,PATTERN=LEVEL…]", the form of the environment variable
-    /// ZEL_TRACE, which is applied once when the register is made. False on success; true when a
-    /// piece is malformed (the well-formed ones are applied all the same).
+    /// Applies a list of the form "PATTERN=LEVEL[,PATTERN=LEVEL…]". The environment variable
+    /// ZEL_TRACE has the same form and is applied when the registry is created. Returns false on
+    /// success, true if an item is malformed; the well-formed items are applied anyway.
     [[nodiscard]] bool configure(std::string_view list);
 
 private:

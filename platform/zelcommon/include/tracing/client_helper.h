@@ -6,12 +6,12 @@
 
 namespace tracing::client_helper {
 
-/// The identity under which this process traces; empty until it was set. The reference lives until
-/// the process ends.
+/// Returns the identity under which this process traces; empty until it is set. The reference is
+/// valid until the process ends.
 ZEL_API const std::string& getClientId() noexcept;
 
-/// Sets the identity. The first call wins and later calls are ignored, so that references handed
-/// out stay true; call it at start-up, before other threads ask.
+/// Sets the identity. Only the first call has an effect, so that a text to which a reference was
+/// returned never changes. Call it at start-up, before other threads call `getClientId`.
 ZEL_API void setClientId(const std::string& id);
 
 }  // namespace tracing::client_helper

@@ -4,20 +4,21 @@
 
 namespace zel {
 
-/// The end of the process when going on would do harm.
+/// Aborts the process on unrecoverable errors.
 class ZEL_API GlobalErrorHandler {
 public:
-    /// Told why the process ends; may log, flush, or leave by its own road (`_exit`, or in a test a
-    /// thrown exception).
+    /// A function that is called before the process is aborted. It may log or flush, and it may
+    /// leave in another way (by `_exit`, or in a test by an exception).
     using Handler = void (*)(char const* file, char const* function, char const* message);
 
-    /// Calls the handler with the source file, the function and the reason, then `std::abort` if
-    /// the handler came back. Never returns. Any thread may call it; a handler that calls it itself
-    /// gets the default. Does not allocate.
+    /// Calls the handler with the source file, the function and the reason, and calls `std::abort`
+    /// when the handler returns. Never returns. Any thread may call it. A call from within the
+    /// handler calls the default handler instead. Does not allocate memory.
     [[noreturn]] static void doAbort(char const* file, char const* function, char const* message);
 
-    /// Replaces the handler and returns the former one; null restores the default, which writes
-    /// "FILE: FUNCTION: MESSAGE" to standard error. Any thread may call it.
+    /// Replaces the handler and returns the former one, or null if that was the default. Null
+    /// restores the default handler, which writes "FILE: FUNCTION: MESSAGE" to standard error. Any
+    /// thread may call it.
     static Handler setHandler(Handler handler) noexcept;
 };
 

@@ -9,43 +9,43 @@
 
 namespace zel::unicode {
 
-/// Whether `bytes` are well-formed UTF-8 (Unicode 15, table 3-7: no surrogates, no overlong forms,
-/// nothing above U+10FFFF). Does not allocate.
+/// Returns whether `bytes` are well-formed UTF-8 (Unicode 15, table 3-7: no surrogates, no overlong
+/// forms, no code points above U+10FFFF). Does not allocate memory.
 [[nodiscard]] ZEL_API bool isUtf8(std::string_view bytes) noexcept;
 
-/// The UTF-8 form of a well-formed UTF-16 text; nothing when a surrogate stands alone.
+/// Converts a UTF-16 text to UTF-8. Returns nullopt if `text` has an unpaired surrogate.
 [[nodiscard]] ZEL_API std::optional<std::string> utf16ToUtf8(std::u16string_view text);
 
-/// The UTF-16 form of a well-formed UTF-8 text; nothing when `bytes` are not UTF-8.
+/// Converts a UTF-8 text to UTF-16. Returns nullopt if `bytes` are not well-formed UTF-8.
 [[nodiscard]] ZEL_API std::optional<std::u16string> utf8ToUtf16(std::string_view bytes);
 
-/// A text of Unicode code points that is known to be well-formed.
+/// A text of Unicode code points that is always well-formed.
 ///
-/// It is not a byte container: what is not Unicode never gets in. Kept as UTF-8; embedded zeros are
-/// ordinary characters. A plain value, not locked.
+/// It is not a byte container: it cannot hold bytes that are not well-formed Unicode. The text is
+/// stored as UTF-8; embedded zeros are ordinary characters. Plain value type. Not synchronized.
 class ZEL_API String {
 public:
-    /// The empty text.
+    /// Constructs the empty text.
     String() = default;
 
-    /// The text of the given UTF-8; nothing when the bytes are not well-formed.
+    /// Returns the text of the given UTF-8, or nullopt if the bytes are not well-formed.
     [[nodiscard]] static std::optional<String> fromUtf8(std::string_view bytes);
-    /// The text of the given UTF-16; nothing when a surrogate stands alone.
+    /// Returns the text of the given UTF-16, or nullopt if it has an unpaired surrogate.
     [[nodiscard]] static std::optional<String> fromUtf16(std::u16string_view text);
 
-    /// The text as UTF-8; the reference lives as long as this object is unchanged.
+    /// Returns the text as UTF-8. The reference is valid until this object is changed or destroyed.
     const std::string& utf8() const noexcept { return text_; }
-    /// The text as UTF-16.
+    /// Returns the text as UTF-16.
     std::u16string toUtf16() const;
-    /// Number of code points.
+    /// Returns the number of code points.
     std::size_t length() const noexcept;
-    /// Whether there is no character.
+    /// Returns whether the text has no characters.
     bool empty() const noexcept { return text_.empty(); }
 
-    /// Whether all code points are equal.
+    /// Returns whether all code points are equal.
     friend bool operator==(const String& a, const String& b) noexcept { return a.text_ == b.text_; }
     friend bool operator!=(const String& a, const String& b) noexcept { return a.text_ != b.text_; }
-    /// Order of code points.
+    /// Orders by code points.
     friend bool operator<(const String& a, const String& b) noexcept { return a.text_ < b.text_; }
 
 private:
