@@ -1,6 +1,7 @@
-# One function per kind of target, so that the folders' own lists hold nothing but names.
+# One function for each kind of target, so that the CMakeLists.txt files contain only names.
 
-# What every target is compiled with. Exceptions and RTTI stay on; symbols are hidden unless marked.
+# Sets the compile options common to all targets. Exceptions and RTTI stay enabled; symbols are hidden
+# unless marked.
 function(kova_common_options target)
   target_compile_features(${target} PUBLIC cxx_std_17)
   set_target_properties(${target} PROPERTIES
@@ -12,15 +13,15 @@ function(kova_common_options target)
   if(KOVA_SANITIZE)
     target_compile_options(${target} PRIVATE
       -fsanitize=${KOVA_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)
-    # Instrumented, <regex> seems to use what it has not set.
+    # False positive of GCC in instrumented <regex> code.
     target_compile_options(${target} PRIVATE $<$<CXX_COMPILER_ID:GNU>:-Wno-maybe-uninitialized>)
     target_link_options(${target} PRIVATE -fsanitize=${KOVA_SANITIZE})
   endif()
 endfunction()
 
-# A floor: a library NAME with the alias kova::ALIAS over the listed sources, its public headers in
-# INCLUDE, using the floors and libraries named in PUBLIC and PRIVATE. As a shared library it exports
-# what its headers mark and abi/libNAME.map lets through.
+# Adds a layer: the library NAME with the alias kova::ALIAS, built from SOURCES, with its public headers
+# in INCLUDE. It links the layers and libraries in PUBLIC and PRIVATE. A shared library exports the
+# symbols that its headers mark and that abi/libNAME.map lists.
 function(kova_add_floor name)
   cmake_parse_arguments(ARG "" "ALIAS;INCLUDE" "SOURCES;PUBLIC;PRIVATE" ${ARGN})
   set(exports ${PROJECT_SOURCE_DIR}/abi/lib${name}.map)
@@ -28,11 +29,10 @@ function(kova_add_floor name)
   add_library(kova::${ARG_ALIAS} ALIAS ${name})
   kova_common_options(${name})
   if(CMAKE_CROSSCOMPILING)
-    # The record of the binary interface is read from debug information; the tests go without.
+    # tools/abi reads the binary interface from debug information. Tests are built without it.
     target_compile_options(${name} PRIVATE -g)
   endif()
-  # A library calls its own functions, not those of another one that have the same names: so they
-  # can be inlined, and need no look-up.
+  # Calls within a library bind to its own functions, so they can be inlined and need no symbol lookup.
   target_compile_options(${name} PRIVATE $<$<CXX_COMPILER_ID:GNU>:-fno-semantic-interposition>)
   target_include_directories(${name} PUBLIC $<BUILD_INTERFACE:${ARG_INCLUDE}>)
   target_link_libraries(${name} PUBLIC ${ARG_PUBLIC} PRIVATE ${ARG_PRIVATE})
@@ -42,9 +42,9 @@ function(kova_add_floor name)
     VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR} EXPORT_NAME ${ARG_ALIAS})
 endfunction()
 
-# How test programs are compiled in the optimized presets: what is proved is the libraries, so the
-# tests themselves are spared the optimizer and the undefined-behaviour checks, which halves the time
-# that the whole build takes. With OPTIMIZE (tests that compute a lot) they are optimized all the same.
+# Sets the compile options of test programs in the optimized presets. Only the libraries are under test,
+# so the test code is compiled with little optimization and without undefined-behaviour checks, which
+# halves the time of a full build. OPTIMIZE keeps the optimization, for tests that compute much.
 function(kova_test_options target optimize)
   if(NOT CMAKE_BUILD_TYPE STREQUAL "RelWithDebInfo")
     return()
@@ -62,8 +62,8 @@ function(kova_test_options target optimize)
   endif()
 endfunction()
 
-# An object library NAME that lends the test programs the headers that all of them take in, compiled
-# once. For presets that ask for it: in the others, each file shows that it includes what it needs.
+# Adds an object library NAME that precompiles the headers common to all test programs. Only presets
+# with KOVA_PRECOMPILE_TESTS use it; the other presets verify that each file includes what it needs.
 function(kova_add_test_prelude name optimize)
   file(CONFIGURE OUTPUT ${CMAKE_CURRENT_BINARY_DIR}/${name}.cpp CONTENT "")
   add_library(${name} OBJECT ${CMAKE_CURRENT_BINARY_DIR}/${name}.cpp)
@@ -75,14 +75,14 @@ function(kova_add_test_prelude name optimize)
     <gtest/gtest.h> <functional> <map> <memory> <optional> <string> <string_view> <vector>)
 endfunction()
 
-# A test program NAME over the listed sources and libraries: one entry for ctest, which fails on a
-# failed test and on a program without tests, and stops after TIMEOUT seconds (default 120). Each of
-# its LABELS is a target too, LABEL_tests, which builds the programs that carry it. With NATIVE it is
-# left out where an emulator runs the tests.
+# Adds a test program NAME built from SOURCES and LIBRARIES, with one ctest entry. The entry fails if a
+# test fails, if the program contains no tests, or after TIMEOUT seconds (default 120). For each of the
+# LABELS, the target LABEL_tests builds all programs with that label. NATIVE excludes the program where
+# an emulator runs the tests.
 function(kova_add_test name)
   cmake_parse_arguments(ARG "OPTIMIZE;NATIVE" "TIMEOUT" "SOURCES;LIBRARIES;LABELS" ${ARGN})
   if(ARG_NATIVE AND CMAKE_CROSSCOMPILING)
-    message(STATUS "${name} is left out: the emulator cannot run it")
+    message(STATUS "${name} is excluded: the emulator cannot run it")
     return()
   endif()
   if(NOT ARG_TIMEOUT)
@@ -91,7 +91,7 @@ function(kova_add_test name)
   add_executable(${name} ${ARG_SOURCES})
   kova_common_options(${name})
   kova_test_options(${name} ${ARG_OPTIMIZE})
-  # GoogleTest's typed tests leave out the last argument of a macro.
+  # GoogleTest's typed tests omit the variadic argument of a macro.
   target_compile_options(${name} PRIVATE
     $<$<CXX_COMPILER_ID:Clang>:-Wno-gnu-zero-variadic-macro-arguments>)
   if(KOVA_PRECOMPILE_TESTS)
@@ -111,8 +111,9 @@ function(kova_add_test name)
   endforeach()
 endfunction()
 
-# An object library NAME with a source for each header below the folders ROOTS, which includes this
-# header and nothing else: it builds when every header stands alone and may be included twice.
+# Adds an object library NAME with one source for each header below the folders ROOTS. Each source
+# includes only its header, twice. The library builds if every header is self-contained and has an
+# include guard.
 function(kova_add_headers_alone name)
   cmake_parse_arguments(ARG "" "" "ROOTS;LIBRARIES" ${ARGN})
   foreach(root IN LISTS ARG_ROOTS)
