@@ -1,7 +1,7 @@
-# The three Debian packages that `cpack -G DEB` makes of the components; packaging/build-deb calls it.
+# Configures `cpack -G DEB`, which packaging/build-deb runs. Each component becomes a Debian package.
 set(kova_debian_dir ${PROJECT_SOURCE_DIR}/packaging/debian)
 
-# Every package carries its licence and its changes.
+# Every package contains its licence and its changelogs.
 execute_process(COMMAND gzip -9nc ${kova_debian_dir}/changelog
   OUTPUT_FILE ${PROJECT_BINARY_DIR}/changelog.Debian.gz COMMAND_ERROR_IS_FATAL ANY)
 execute_process(COMMAND gzip -9nc ${PROJECT_SOURCE_DIR}/CHANGELOG.md
@@ -17,7 +17,7 @@ kova_debian_package(runtime libkova0)
 kova_debian_package(development libkova-dev)
 kova_debian_package(documentation kova-doc)
 
-# The first entry of the changelog says which version this is.
+# The first entry of the Debian changelog is the version of the packages.
 file(STRINGS ${kova_debian_dir}/changelog kova_debian_version LIMIT_COUNT 1)
 if(NOT kova_debian_version MATCHES "^kova \\(([0-9.]+)-([0-9]+)\\) "
    OR NOT CMAKE_MATCH_1 STREQUAL PROJECT_VERSION)
@@ -42,15 +42,15 @@ set(CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS OWNER_READ OWNER_WRITE OWNER_EXE
 
 set(CPACK_COMPONENT_RUNTIME_DESCRIPTION
 "Services mount resource handlers under paths; clients send them requests
-and get any number of values, then an error or a completion.
-This package holds the shared libraries.")
+and receive any number of values, then an error or a completion.
+This package contains the shared libraries.")
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_SECTION libs)
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_CONTROL_EXTRA ${kova_debian_dir}/triggers)
 set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
 set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS_POLICY ">=")
-# dpkg-shlibdeps knows the packages of this machine's processor. Built for another one, the libraries
-# depend on the same packages of the same versions: packaging/build-deb hands the list over.
-set(KOVA_DEBIAN_DEPENDS "" CACHE STRING "What libkova0 depends on; empty: asks dpkg-shlibdeps")
+# dpkg-shlibdeps finds the dependencies for this machine's architecture only. Libraries for another
+# architecture depend on the same packages in the same versions; packaging/build-deb passes the list.
+set(KOVA_DEBIAN_DEPENDS "" CACHE STRING "Dependencies of libkova0; empty: determined by dpkg-shlibdeps")
 if(KOVA_DEBIAN_DEPENDS)
   set(CPACK_DEBIAN_RUNTIME_PACKAGE_DEPENDS "${KOVA_DEBIAN_DEPENDS}")
 else()
@@ -62,16 +62,16 @@ endif()
 
 set(CPACK_COMPONENT_DEVELOPMENT_DESCRIPTION
 "Services mount resource handlers under paths; clients send them requests
-and get any number of values, then an error or a completion.
-This package holds the headers, the CMake package and the pkg-config files.")
+and receive any number of values, then an error or a completion.
+This package contains the headers, the CMake package and the pkg-config files.")
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS "libkova0 (= ${kova_debian_version})")
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SUGGESTS kova-doc)
 
 set(CPACK_COMPONENT_DOCUMENTATION_DESCRIPTION
 "Services mount resource handlers under paths; clients send them requests
-and get any number of values, then an error or a completion.
-This package holds the documents and the source of the examples.")
+and receive any number of values, then an error or a completion.
+This package contains the documentation and the source code of the examples.")
 set(CPACK_DEBIAN_DOCUMENTATION_PACKAGE_SECTION doc)
 set(CPACK_DEBIAN_DOCUMENTATION_PACKAGE_ARCHITECTURE all)
 set(CPACK_DEBIAN_DOCUMENTATION_PACKAGE_SUGGESTS "libkova-dev, libcli11-dev")

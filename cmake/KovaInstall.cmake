@@ -1,33 +1,33 @@
-# What `cmake --install` puts where, in three components: `runtime` (the shared libraries),
-# `development` (headers, CMake package, pkg-config files, static libraries) and `documentation`.
+# Install rules, in three components: `runtime` (shared libraries), `development` (headers, CMake package,
+# pkg-config files, static libraries) and `documentation`.
 include(GNUInstallDirs)
 include(CMakePackageConfigHelpers)
 
 set(kova_cmake_dir ${CMAKE_INSTALL_LIBDIR}/cmake/kova)
 set(kova_pkgconfig_dir ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
-# The platform's headers have a folder of their own: a device may have other ones of the same names.
+# The platform's headers are in a separate folder: a device may have other headers of the same names.
 set(kova_platform_include_dir ${CMAKE_INSTALL_INCLUDEDIR}/kova/platform)
 
-# The way from the folder `from` to `to`, both below the prefix, so that pkg-config finds an
-# installation that was moved; an absolute folder stays as it is.
+# Sets `result` to the path from the folder `from` to `to`, both below the prefix, so that pkg-config
+# works after the installation is moved. If either is absolute, `result` is the absolute path of `to`.
 function(kova_relative_dir from to result)
   if(IS_ABSOLUTE "${to}" OR IS_ABSOLUTE "${from}")
     cmake_path(ABSOLUTE_PATH to BASE_DIRECTORY ${CMAKE_INSTALL_PREFIX} NORMALIZE)
     set(${result} ${to} PARENT_SCOPE)
   else()
-    file(RELATIVE_PATH way /prefix/${from} /prefix/${to})
-    set(${result} "\${pcfiledir}/${way}" PARENT_SCOPE)
+    file(RELATIVE_PATH path /prefix/${from} /prefix/${to})
+    set(${result} "\${pcfiledir}/${path}" PARENT_SCOPE)
   endif()
 endfunction()
 
-# Installs the floor NAME, the public headers below SOURCE into the folder INCLUDE, and a pkg-config
-# file. REQUIRES and REQUIRES_PRIVATE are pkg-config modules: needed always, and of static libraries
-# (of shared ones nobody should need to have them).
+# Installs the layer NAME, the public headers below SOURCE into the folder INCLUDE, and a pkg-config
+# file. REQUIRES lists the pkg-config modules that are always needed. REQUIRES_PRIVATE lists those that
+# only static libraries need; it is ignored for shared libraries, so that users need not install them.
 function(kova_install_floor name)
   cmake_parse_arguments(ARG "" "SOURCE;INCLUDE" "REQUIRES;REQUIRES_PRIVATE" ${ARGN})
   target_include_directories(${name} PUBLIC $<INSTALL_INTERFACE:${ARG_INCLUDE}>)
   if(NOT DEFINED CMAKE_INSTALL_RPATH)
-    # The libraries find each other in whatever folder they are.
+    # The libraries find each other in any common folder.
     set_target_properties(${name} PROPERTIES INSTALL_RPATH "$ORIGIN")
   endif()
   install(TARGETS ${name} EXPORT kovaTargets
@@ -65,13 +65,13 @@ install(EXPORT kovaTargets NAMESPACE kova:: DESTINATION ${kova_cmake_dir} COMPON
 configure_package_config_file(${PROJECT_SOURCE_DIR}/cmake/kovaConfig.cmake.in
   ${PROJECT_BINARY_DIR}/kovaConfig.cmake INSTALL_DESTINATION ${kova_cmake_dir}
   NO_SET_AND_CHECK_MACRO)
-# Before 1.0 a minor version may change everything.
+# Before 1.0, minor versions may be incompatible.
 write_basic_package_version_file(${PROJECT_BINARY_DIR}/kovaConfigVersion.cmake
   COMPATIBILITY SameMinorVersion)
 install(FILES ${PROJECT_BINARY_DIR}/kovaConfig.cmake ${PROJECT_BINARY_DIR}/kovaConfigVersion.cmake
   DESTINATION ${kova_cmake_dir} COMPONENT development)
 
-# The documents, and the examples as a project of their own.
+# The documents, and the examples as a separate project.
 set(kova_examples_dir ${CMAKE_INSTALL_DOCDIR}/examples)
 install(FILES ${PROJECT_SOURCE_DIR}/README.md ${PROJECT_SOURCE_DIR}/CHANGELOG.md
   DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT documentation)

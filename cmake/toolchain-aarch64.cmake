@@ -1,6 +1,5 @@
-# Builds for AArch64 on another machine: Debian's cross compiler, the libraries of tools/sysroot, and
-# QEMU to run what was built. KOVA_SYSROOT, a variable or an environment variable, names a sysroot
-# elsewhere.
+# Toolchain for cross-compiling to AArch64: Debian's cross compiler, the sysroot of tools/sysroot, and
+# QEMU to run the programs. The variable or environment variable KOVA_SYSROOT selects another sysroot.
 set(CMAKE_SYSTEM_NAME Linux)
 set(CMAKE_SYSTEM_PROCESSOR aarch64)
 set(CMAKE_CXX_COMPILER aarch64-linux-gnu-g++)

@@ -1,9 +1,9 @@
-# Says to doxygen what a reader of the headers knows: a declaration right below another one of the
-# same name is an overload of it, a "!=" below an "==" is its contrary, and what is defaulted is as
-# the compiler makes it. A blank line or a comment between the two parts them. Lines keep their
-# numbers. (What holds for several names stands between "@{" and "@}", which doxygen knows itself.)
+# Doxygen input filter. Adds a comment to a declaration without one if it follows from the context: a
+# declaration directly below another one of the same name is an overload; "!=" directly below "==" is its
+# negation; a function with "= default" is defaulted. A blank line or a comment ends the context. Line
+# numbers are preserved. (Doxygen itself applies a comment between "@{" and "@}" to all names there.)
 
-# The name of the function that a line declares, or nothing.
+# Returns the name of the function that a line declares, or "".
 function nameOf(line) {
     if (match(line, /operator *[^ A-Za-z0-9_(]+\(/) || match(line, /[A-Za-z_][A-Za-z0-9_]*\(/)) {
         return substr(line, RSTART, RLENGTH - 1)
@@ -16,15 +16,15 @@ function noteFor(name, line) {
         return ""
     }
     if (line ~ /= default;$/) {
-        return "/** As the compiler makes it. */ "
+        return "/** Defaulted. */ "
     }
     if (name != "" && name == former) {
         return "/** @overload */ "
     }
-    return name == "operator!=" && former == "operator==" ? "/** The contrary of `==`. */ " : ""
+    return name == "operator!=" && former == "operator==" ? "/** Negation of `==`. */ " : ""
 }
 
-# Whether the declaration goes on behind this line, in its head or in its body.
+# Sets `state` to whether the declaration continues after this line, in its head or in its body.
 function goOn(line) {
     if (line ~ /\{$/) {
         match(line, /^ */)

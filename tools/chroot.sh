@@ -1,13 +1,14 @@
-# A fresh Debian to try things in. Sourced by bash after tools/lib.sh; as root.
-# KOVA_CHROOT is the folder that a fresh Debian is made in and kept in, with "-ARCHITECTURE" behind it
-# (default build/chroot); it is copied for each use.
+# Functions that provide a fresh Debian system in a chroot. To be sourced by bash after tools/lib.sh.
+# Requires root.
+# KOVA_CHROOT plus "-ARCHITECTURE" is the folder of the pristine system (default build/chroot), which is
+# created once and copied for each use.
 
 machine=$(dpkg --print-architecture)
 
-# emulate: this machine's kernel runs programs for AArch64 (in the emulator).
+# emulate: enables this machine's kernel to run AArch64 programs in the emulator.
 emulate() {
     install_missing emulate
-    update-binfmts --enable qemu-aarch64 || fail "the kernel takes no emulator for arm64"
+    update-binfmts --enable qemu-aarch64 || fail "the kernel does not accept an emulator for arm64"
 }
 
 unmount() {
@@ -17,15 +18,15 @@ unmount() {
     done
 }
 
-# fresh_debian ARCHITECTURE: $system is a fresh Debian with the folder /shared, gone when the script
-# ends.
+# fresh_debian ARCHITECTURE: creates a fresh Debian with the folder /shared and sets $system to its
+# root. The system is deleted when the script ends.
 fresh_debian() {
     local base=${KOVA_CHROOT:-$root/build/chroot}-$1
-    [ "$(id -u)" -eq 0 ] || fail "this changes its root folder, which takes root"
+    [ "$(id -u)" -eq 0 ] || fail "chroot requires root"
     install_missing chroot
     [ "$1" = "$machine" ] || emulate
     if [ ! -e "$base/.complete" ]; then
-        say "Making a fresh Debian ($1) in $base"
+        say "Creating a fresh Debian ($1) in $base"
         rm -rf "$base"
         mkdir -p "$base"
         debootstrap --arch="$1" --variant=minbase \
@@ -43,7 +44,7 @@ fresh_debian() {
     mkdir "$system/shared"
 }
 
-# A command line of the shell, in the fresh system.
+# inside COMMAND: runs a shell command line in the fresh system.
 inside() {
     chroot "$system" env -i PATH=/usr/sbin:/usr/bin:/sbin:/bin HOME=/root LC_ALL=C \
         DEBIAN_FRONTEND=noninteractive sh -ec "cd /shared; $1"

@@ -1,4 +1,5 @@
-# What ./run, ./test and .ci/run share. Sourced by bash with `set -euo pipefail` in force.
+# Functions common to ./run, ./test and the scripts in tools. To be sourced by bash under
+# `set -euo pipefail`.
 
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 
@@ -9,7 +10,7 @@ fail() {
     exit 1
 }
 
-# The packages of the named groups of packages.txt, a name a line.
+# Prints the packages in the named groups of packages.txt, one per line.
 packages() {
     local group
     for group in "$@"; do
@@ -21,11 +22,11 @@ is_installed() {
     [ "$(dpkg-query -W -f='${db:Status-Status}' "$1" 2>/dev/null)" = installed ]
 }
 
-# Installs what is missing of the named groups; touches the network only then.
+# Installs the missing packages of the named groups. Uses the network only if a package is missing.
 install_missing() {
     local name missing=() as_root=()
     command -v dpkg-query >/dev/null ||
-        fail "this script installs Debian packages; elsewhere, install what packages.txt lists and use cmake --preset release"
+        fail "this script installs Debian packages; on other systems, install the packages in packages.txt and use cmake --preset release"
     for name in $(packages "$@"); do
         is_installed "$name" || missing+=("$name")
     done
@@ -39,18 +40,18 @@ install_missing() {
             fail "ask an administrator to run: apt-get install ${missing[*]}"
         as_root=(sudo)
     fi
-    "${as_root[@]}" apt-get update || fail "apt-get update: is the network there?"
+    "${as_root[@]}" apt-get update || fail "apt-get update: is the network available?"
     "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive \
         apt-get install -y --no-install-recommends "${missing[@]}" ||
         fail "apt-get could not install ${missing[*]}"
 }
 
-# Configures and builds a preset; further arguments go to the build.
+# Configures and builds a preset. Passes further arguments to the build.
 build() {
     local preset=$1
     shift
     say "Building ($preset)"
     cd "$root"
     cmake --preset "$preset" || fail "cmake could not configure the preset $preset"
-    cmake --build --preset "$preset" "$@" || fail "the build of the preset $preset"
+    cmake --build --preset "$preset" "$@" || fail "could not build the preset $preset"
 }

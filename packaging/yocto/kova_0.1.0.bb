@@ -1,7 +1,7 @@
-# Builds the tree that this recipe lies in: add its folder to BBFILES of a layer, or point
-# EXTERNALSRC elsewhere.
+# Builds the source tree that contains this recipe. Add this folder to BBFILES of a layer; to build
+# another tree, set EXTERNALSRC.
 SUMMARY = "Core of a resource-oriented request/response service framework"
-DESCRIPTION = "Services mount resource handlers under paths; clients send them requests and get \
+DESCRIPTION = "Services mount resource handlers under paths; clients send them requests and receive \
 any number of values, then an error or a completion. Shared libraries, C++17."
 SECTION = "libs"
 # The source tree states no licence.
@@ -22,8 +22,8 @@ EXTRA_OECMAKE = "\
     -DCMAKE_SKIP_INSTALL_RPATH=ON \
 "
 
-# The four libraries belong together; headers, CMake package and pkg-config files go to kova-dev, the
-# documents and the examples' source to kova-doc, as the defaults of these packages have it.
+# All four libraries go to the package kova. By default, headers and pkg-config files go to kova-dev, and
+# the documents and the examples' sources go to kova-doc; the CMake package is added to kova-dev here.
 FILES:${PN}-dev += "${libdir}/cmake"
 
 BBCLASSEXTEND = "native nativesdk"

@@ -1,5 +1,5 @@
-// A service, a client, a payload and an exception: each floor of kova takes part, and what crosses
-// the border between the libraries and this program (virtual calls, type information) must fit.
+// Uses a service, a client, a payload and an exception, so that every layer of kova is exercised and
+// virtual calls and type information work across the boundary between the libraries and this program.
 #include <exception>
 #include <iostream>
 #include <map>

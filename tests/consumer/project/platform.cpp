@@ -1,4 +1,4 @@
-// The platform without the core: a digest, a random identifier and its text, a tree from a text.
+// Uses the platform without the core: a digest, a random UUID and its text form, and parsed JSON.
 #include <iostream>
 #include <string>
 
@@ -25,7 +25,7 @@ int main() {
     if (util::config::JSONParser(false).parseString(R"({"kind": "tree"})", &dictionary, &array)) {
         return 1;
     }
-    // The shape of the node is the library's, the question this program's.
+    // The library created the node; this program's type information must match it.
     std::string kind;
     const auto& node = dynamic_cast<const util::config::ValueString&>((*dictionary)["kind"]);
     std::cout << (node.get(kind) ? "unreadable" : kind) << '\n';
