@@ -1,4 +1,4 @@
-// Where errors go and how a component is made to talk.
+// Shows where errors are reported and how to enable the traces of a component.
 #include <iostream>
 #include <map>
 #include <memory>
@@ -16,8 +16,8 @@
 using kova::Request;
 using kova::Response;
 
-// A resource that does not work, and says so in three ways: a trace for whoever looks for it, a
-// report for the log, a response for the caller.
+// A resource that always fails. It traces each request, reports the error to the log and sends an
+// error response to the caller.
 class Pump : public kova::IResourceHandler {
 public:
     Pump()
@@ -54,8 +54,8 @@ void ask(kova::IKovaApi& service, const std::string& path) {
 }
 
 int main() {
-    // Both sinks are process-wide. A sink is called by whichever thread reports, so one that writes
-    // to a file of its own takes its own lock.
+    // Both sinks are process-wide. The reporting thread calls the sink, so a sink that writes to
+    // its own file needs its own lock.
     zel::ErrorOutput::setSink([](const zel::ErrorReport& report) {
         std::cout << "  report: " << report.type << ' ' << report.number << ": " << report.reason
                   << '\n';

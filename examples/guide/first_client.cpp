@@ -1,4 +1,4 @@
-// A client that asks a service and waits for the answer.
+// A client that sends requests to a service and waits for the response.
 #include <future>
 #include <iostream>
 #include <map>
@@ -19,8 +19,9 @@ using kova::Request;
 using kova::Response;
 using Values = std::vector<Response>;
 
-// Collects the answer to one request. A request that ends without an event, because it was refused
-// or cancelled, destroys the collector, and with it the promise: then `get` throws too.
+// Collects the response to one request. A request that ends without an event, because it was
+// refused or cancelled, destroys the collector and its promise; `get` then throws
+// std::future_error.
 class Collector : public kova::IResponseHandler<Response> {
 public:
     std::future<Values> future() { return answer_.get_future(); }
@@ -73,7 +74,7 @@ void show(kova::IKovaApi& service, const std::string& path) {
     }
 }
 
-// The service's side: a thermometer.
+// The resource handler of the service: a thermometer.
 class Thermometer : public kova::IResourceHandler {
     void* actionRequest(const Request& /*request*/,
                         std::unique_ptr<kova::IResponseHandler<Response>>&& handler,

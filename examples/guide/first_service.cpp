@@ -1,4 +1,4 @@
-// A service with one resource: a lamp that is read and switched.
+// A service with one resource: a lamp that clients read and switch.
 #include <atomic>
 #include <iostream>
 #include <map>
@@ -59,14 +59,14 @@ private:
         handler.onError(Response::createErrorResponse(code, reason.c_str()));
     }
 
-    std::atomic<bool> on_{false};  // requests may come from several threads at once
+    std::atomic<bool> on_{false};  // several threads may send requests at the same time
 };
 
 void ask(kova::IKovaApi& service, const Request& request) {
     using Printer = kova::responsehandlers::FuncResponseHandler<Response>;
     const auto next = [](const Response& value) {
         std::cout << "  " << value.toString() << '\n';
-        return false;  // true: no more values, please
+        return false;  // true would stop the values
     };
     const auto error = [](const Response& response) {
         std::cout << "  " << response.getErrorMessageWithCode() << '\n';

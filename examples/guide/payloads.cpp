@@ -1,4 +1,4 @@
-// A type of one's own, written and read in both formats.
+// Writes and reads a user-defined type in both formats.
 #include <iomanip>
 #include <iostream>
 #include <memory>
@@ -25,8 +25,8 @@ struct Track {
     bool liked = false;
 };
 
-// These return false on success and true on failure, as all that serializes does: `||` goes on for
-// as long as nothing has failed.
+// Like all serialization functions, these return false on success and true on failure. A chain of
+// `||` therefore stops at the first failure.
 template <typename T>
 bool writeField(IStructuredSerializer& out, char const* name, const T& value) {
     return out.beginField(name, -1, false) || serialize(out, value) || out.endField();
@@ -50,7 +50,7 @@ bool deserialize(IStructuredPullDeserializer& in, Track& track) {
            (isThere && deserialize(in, track.liked)) || in.endOptionalField() || in.endStruct();
 }
 
-// Empty on failure.
+// Returns an empty payload on failure.
 kova::Payload write(const Track& track, const std::string& mimeType) {
     const std::unique_ptr<IStructuredSerializer> out(
         kova::serializer::Factory::createSerializer(kova::mimetypes::typename2id(mimeType)));
@@ -99,12 +99,12 @@ int main() {
     show(binary);
     std::cout << "  " << hexadecimal(binary) << '\n';
 
-    // Fields are found by name, in any order; those that nobody asks for are left alone.
+    // Fields are found by name, in any order. Unknown fields are ignored.
     show(kova::Payload::createFromJSON(R"({"seconds": 7, "genre": "jingle", "title": "Ding"})"));
     show(kova::Payload::createFromJSON(R"({"title": "Prelude", "seconds": -1})"));
     show(kova::Payload::createFromJSON(R"({"title": "Prelude")"));
 
-    // Without a type of one's own: any tree of values.
+    // A tree of values needs no user-defined type.
     const kova::GenericObject tree{{"title", new util::config::ValueString("Fugue")},
                                    {"seconds", new util::config::ValueInt(311)}};
     show(kova::Payload::createFromConfig(tree));

@@ -1,4 +1,4 @@
-// What the platform tells the framework: the same program, whichever libosal it runs on.
+// Prints the settings that the platform provides. The program is the same for every libosal.
 #include <iostream>
 #include <string>
 
@@ -14,13 +14,13 @@ int main() {
                   << '\n';
     });
 
-    // Without a token of its own the process takes that of ZEL_CONFIG_KOVA_AGT.
+    // With an empty token, the process uses the token in ZEL_CONFIG_KOVA_AGT.
     kova::headers::setAgt("");
     kova::Request request("retrieve", "/lamp");
     kova::headers::appendAuthInfo(request);
     std::cout << request.toString() << '\n';
 
-    // The trace channels take their levels from ZEL_TRACE.
+    // ZEL_TRACE sets the levels of the trace channels.
     const auto version = kova::semver::getMostCompatible("2.3.0", "2.4.1");
     std::cout << "version " << version.value_or("none") << '\n';
 

@@ -1,4 +1,4 @@
-// A resource that is watched: a stream of values until one side has enough.
+// A resource that sends a stream of values until the service or the client ends it.
 #include <cstdint>
 #include <iostream>
 #include <map>
@@ -19,7 +19,7 @@ public:
     void* actionRequest(const Request& /*request*/, Handler&& handler,
                         const std::string& /*path*/) override {
         const std::lock_guard<std::mutex> guard(mutex_);
-        // A handle is a number that callers only give back.
+        // A handle is a number that is never dereferenced.
         void* const handle =
             reinterpret_cast<void*>(++lastHandle_);  // NOLINT(performance-no-int-to-ptr)
         watchers_.emplace(handle, std::move(handler));
@@ -30,7 +30,7 @@ public:
         drop(handle);
     }
 
-    // Sends a value to every watcher; one thread calls it.
+    // Sends a value to every watcher. Must be called by one thread at a time.
     void publish(int value) {
         const Response response(kova::statuscodes::STREAM,
                                 kova::Payload::createFromJSON(std::to_string(value)));
@@ -45,27 +45,27 @@ public:
 private:
     using Watchers = std::map<void*, std::shared_ptr<kova::IResponseHandler<Response>>>;
 
-    // A copy, because no lock is held while a watcher is called: it may cancel, or ask again.
+    // Returns a copy, because a watcher is called without the lock: it may cancel or send requests.
     Watchers watchers() {
         const std::lock_guard<std::mutex> guard(mutex_);
         return watchers_;
     }
     void drop(void* handle) {
-        Watchers::node_type dropped;  // destroyed behind the lock
+        Watchers::node_type dropped;  // destroyed after the lock is released
         const std::lock_guard<std::mutex> guard(mutex_);
         dropped = watchers_.extract(handle);
     }
 
     std::mutex mutex_;
     Watchers watchers_;
-    std::uintptr_t lastHandle_ = 0;  // no handle is used twice
+    std::uintptr_t lastHandle_ = 0;  // handles are never reused
 };
 
 void* watch(kova::IKovaApi& service, const std::string& who, int most) {
     using Printer = kova::responsehandlers::FuncResponseHandler<Response>;
     const auto next = [who, most, count = 0](const Response& value) mutable {
         std::cout << "  " << who << ": " << value.toString() << '\n';
-        return ++count == most;  // true: no more values, please
+        return ++count == most;  // true stops the values
     };
     const auto error = [who](const Response& response) {
         std::cout << "  " << who << ": " << response.getErrorMessageWithCode() << '\n';

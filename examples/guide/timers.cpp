@@ -1,4 +1,4 @@
-// Calling back later: once, periodically, and not any more.
+// Calls functions later: once, periodically, and not at all after a stop.
 #include <chrono>
 #include <future>
 #include <iostream>
@@ -23,7 +23,7 @@ void expireOnce() {
     expired.get_future().wait();
 }
 
-// An alarm goes on until it is stopped; it may stop itself.
+// A periodic alarm continues until it is stopped. Its function may stop it.
 void beatThreeTimes() {
     std::promise<void> done;
     int beats = 0;
@@ -43,8 +43,8 @@ void beatThreeTimes() {
     done.get_future().wait();
 }
 
-// What is stopped in time never happens: when `stop` returns, the function is not running and will
-// not run, so that what it uses may go.
+// A timer that is stopped before it expires never calls its function. When `stop` returns, the
+// function is not running and will not run, so the objects that it uses can be destroyed.
 void giveUpInTime() {
     bool gaveUp = false;
     kova::FunctionalTimer deadline([&gaveUp] { gaveUp = true; });
@@ -64,7 +64,7 @@ int main() {
     kova::FunctionalAlarm alarm([] {});
     std::cout << "an interval of 0 is " << (alarm.start(0, true) ? "refused" : "taken") << '\n';
 
-    // A clean-up that runs once, when it is told to and not when its scope ends.
+    // A clean-up function that runs once, on the first `dispose`, not at the end of its scope.
     kova::Disposable cleanUp([] { std::cout << "cleaned up\n"; });
     cleanUp.dispose();
     cleanUp.dispose();

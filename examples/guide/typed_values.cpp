@@ -1,4 +1,4 @@
-// Dates, times, colours, positions and units: values that travel as texts.
+// Dates, times, colours, positions and units: typed values with a text form.
 #include <iostream>
 #include <memory>
 #include <string>
@@ -17,7 +17,7 @@
 
 namespace dov = kova::dovglobals;
 
-// The JSON payload of one typed value; every type has its `serialize`.
+// Returns the JSON payload of a typed value. Every type has an overload of `serialize`.
 template <typename T>
 kova::Payload payloadOf(const T& value) {
     const std::unique_ptr<util::serializer::IStructuredSerializer> out(
@@ -30,7 +30,7 @@ kova::Payload payloadOf(const T& value) {
                   : kova::Payload::createFromWriter(bytes, kova::mimetypes::JSON_TYPE);
 }
 
-// And its `deserialize`: false on success.
+// Reads a typed value with its overload of `deserialize`. Returns false on success.
 template <typename T>
 bool readFrom(const kova::Payload& payload, T& value) {
     const std::unique_ptr<util::serializer::IStructuredPullDeserializer> in(
@@ -55,7 +55,7 @@ int main() {
     show("position", dov::GeoPosition(52.52, 13.405, 34));
     show("unit", dov::SpeedUnit::m_per_s);
 
-    // Reading a text gives a value or nothing.
+    // Parsing a text returns an optional.
     const auto start = dov::parseDateTime("2024-02-29T08:05:09.042+02:00");
     std::cout << "the hour is " << int{start->time.hour} << ", " << int{start->time.timeZone->hours}
               << " ahead of UTC\n";
@@ -63,7 +63,7 @@ int main() {
               << " unit of speed, kmh is " << (dov::valueToSpeedUnit("kmh") ? "a" : "no")
               << " unit of speed\n";
 
-    // What went wrong is the thread's latest error until it is acknowledged.
+    // A failure remains the thread's latest error until it is acknowledged.
     zel::ErrorStorage& latest = zel::ErrorStorage::current();
     if (!dov::parseDate("29.2.2024")) {
         std::cout << "not a date: " << latest.reason() << '\n';

@@ -1,4 +1,4 @@
-// Which of the versions that a service offers is the one to talk?
+// Selects the best of the versions that a service offers.
 #include <iostream>
 #include <optional>
 #include <string>
@@ -21,7 +21,7 @@ int main() {
                   << shown(semver::getMostCompatible(wanted, offered, true)) << '\n';
     }
 
-    // A client that speaks several versions names them in the order of its liking.
+    // A client that supports several versions lists them in order of preference.
     const std::vector<std::string> spoken = {"3.0.0", "2.5.0", "1.9.0"};
     std::cout << "the first that fits: " << shown(semver::getMostCompatible(spoken, offered))
               << '\n';
@@ -31,7 +31,7 @@ int main() {
     }
     std::cout << '\n';
 
-    // Before 1.0.0 each minor version breaks what was before: 0.4.2 is compared as 4.2.0.
+    // Before 1.0.0, minor versions are incompatible with each other: 0.4.2 is compared as 4.2.0.
     std::cout << "0.4.0 with 0.4.2: " << shown(semver::getMostCompatible("0.4.0", "0.4.2")) << '\n';
     std::cout << "0.4.0 with 0.5.0: " << shown(semver::getMostCompatible("0.4.0", "0.5.0")) << '\n';
 

@@ -1,4 +1,4 @@
-// A resource that answers from a thread of its own.
+// A resource that sends its responses from its own thread.
 #include <algorithm>
 #include <condition_variable>
 #include <cstdint>
@@ -40,7 +40,7 @@ public:
         void* handle = nullptr;
         {
             const std::lock_guard<std::mutex> guard(mutex_);
-            // A handle is a number that callers only give back.
+            // A handle is a number that is never dereferenced.
             handle = reinterpret_cast<void*>(++lastHandle_);  // NOLINT(performance-no-int-to-ptr)
             jobs_.push_back({handle, request, path, std::move(handler)});
         }
@@ -48,7 +48,7 @@ public:
         return handle;
     }
     void cancelRequest(void* handle) override {
-        std::optional<Job> cancelled;  // destroyed behind the lock
+        std::optional<Job> cancelled;  // destroyed after the lock is released
         const std::lock_guard<std::mutex> guard(mutex_);
         const auto found = std::find_if(jobs_.begin(), jobs_.end(),
                                         [handle](const Job& job) { return job.handle == handle; });
@@ -63,7 +63,7 @@ public:
 private:
     struct Job {
         void* handle;
-        Request request;  // a copy: the caller's does not outlive the call
+        Request request;  // a copy: the caller's request does not outlive the call
         std::string name;
         Handler handler;
     };
@@ -72,7 +72,7 @@ private:
         while (const std::optional<Job> job = take()) {
             const auto value = measure_(job->name);
             if (!finish(job->handle)) {
-                continue;  // cancelled meanwhile
+                continue;  // cancelled during the measurement
             }
             if (value) {
                 job->handler->onNext({200, kova::Payload::createFromString(*value)});
@@ -84,7 +84,7 @@ private:
         }
     }
 
-    // The next job, or nothing when the handler is being destroyed.
+    // Returns the next job, or nothing if the handler is being destroyed.
     std::optional<Job> take() {
         std::unique_lock<std::mutex> lock(mutex_);
         wake_.wait(lock, [this] { return stopping_ || !jobs_.empty(); });
@@ -97,7 +97,7 @@ private:
         return job;
     }
 
-    // Whether the answer is still wanted.
+    // Returns whether the request still waits for the response.
     bool finish(void* handle) {
         const std::lock_guard<std::mutex> guard(mutex_);
         return std::exchange(running_, nullptr) == handle;
@@ -108,9 +108,9 @@ private:
     std::condition_variable wake_;
     std::deque<Job> jobs_;
     void* running_ = nullptr;
-    std::uintptr_t lastHandle_ = 0;  // no handle is used twice
+    std::uintptr_t lastHandle_ = 0;  // handles are never reused
     bool stopping_ = false;
-    std::thread worker_;  // last, so that it finds everything else in place
+    std::thread worker_;  // last, so that the other members exist before it starts
 };
 
 void* ask(kova::IKovaApi& service, const std::string& name, const std::function<void()>& over) {
@@ -128,7 +128,7 @@ void* ask(kova::IKovaApi& service, const std::string& name, const std::function<
 }
 
 int main() {
-    // The sensors take their time: they answer when they are warm.
+    // The sensors respond only when they are warm.
     std::promise<void> warm;
     const auto measure = [isWarm = warm.get_future().share()](const std::string& name) {
         isWarm.wait();

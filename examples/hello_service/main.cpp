@@ -19,8 +19,8 @@ class Greeter : public kova::IResourceHandler {
 };
 
 int main() {
-    // How the service root answers: set it before a service is built, for without it reading "/"
-    // ends the process.
+    // Selects the mime type of the service root. Set it before creating a service: without it, a
+    // request for "/" ends the process.
     kova::servicecomp::overrideMimeTypeFunc(
         [](const kova::Request&) { return kova::mimetypes::JSON_TYPE; });
     std::map<std::string, std::unique_ptr<kova::IResourceHandler>> handlers;
@@ -32,7 +32,7 @@ int main() {
                               std::make_unique<Printer>(
                                   [](const kova::Response& value) {
                                       std::cout << value.toString() << '\n';
-                                      return false;  // true: no more values, please
+                                      return false;  // true would stop the values
                                   },
                                   [](const kova::Response& error) {
                                       std::cout << error.getErrorMessageWithCode() << '\n';

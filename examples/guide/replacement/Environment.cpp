@@ -1,5 +1,5 @@
-// `osal::Environment` for a device whose settings stand in a file, a line "NAME=VALUE" each, and
-// whose processes have no environment worth reading.
+// Implements `osal::Environment` for a device that stores its settings in a file, one "NAME=VALUE"
+// per line. The process environment is not used.
 #include "osal/Environment.h"
 
 #include <fstream>
