@@ -15,7 +15,8 @@ namespace kova {
 /// Not thread-safe. The function may use, move and destroy the object that calls it.
 class KOVA_API Disposable {
 public:
-    /// Takes the function over; an empty one makes an object that is disposed already.
+    /// Takes ownership of the function; an empty function makes an object that is already disposed.
+    /// Explicit: a function never becomes a `Disposable` without its name.
     explicit Disposable(std::function<void()>&& function) noexcept;
     ~Disposable();
     /// Takes the function of `other`, which is left empty.
@@ -24,10 +25,13 @@ public:
     /// object to itself does nothing.
     Disposable& operator=(Disposable&& other) noexcept;
 
-    /// Calls the function unless that was done before. What it throws passes through, and it counts
-    /// as called. The object is empty before the function runs: disposing in it does nothing.
-    void dispose();
-    /// The same; true when there was nothing to call.
+    /// Calls the function unless it was called before. Returns whether there was nothing to call:
+    /// false for the call that runs the function, true for every later one.
+    ///
+    /// An exception of the function reaches the caller, and the function counts as called. The
+    /// object is emptied before the function runs, so a call inside the function returns true.
+    bool dispose();
+    /// Does the same as `dispose`.
     bool _dispose();
 
 private:

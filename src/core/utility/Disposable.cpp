@@ -21,8 +21,8 @@ Disposable& Disposable::operator=(Disposable&& other) noexcept {
     return *this;
 }
 
-void Disposable::dispose() {
-    _dispose();
+bool Disposable::dispose() {
+    return _dispose();
 }
 
 bool Disposable::_dispose() {

@@ -32,22 +32,22 @@ TEST_F(DisposableTest, CallsItsFunctionOnce) {
     EXPECT_FALSE(disposable._dispose());
     EXPECT_EQ(calls, 1);
     EXPECT_TRUE(disposable._dispose());
-    disposable.dispose();
+    EXPECT_TRUE(disposable.dispose());
     EXPECT_EQ(calls, 1);
 }
 
-TEST_F(DisposableTest, IsDisposedWithoutAResultToo) {
+TEST_F(DisposableTest, DisposeReturnsWhetherThereWasNothingToCall) {
     Disposable disposable(counting());
-    disposable.dispose();
-    disposable.dispose();
-    EXPECT_EQ(calls, 1);
+    EXPECT_FALSE(disposable.dispose());
+    EXPECT_TRUE(disposable.dispose());
     EXPECT_TRUE(disposable._dispose());
+    EXPECT_EQ(calls, 1);
 }
 
 TEST_F(DisposableTest, EmptyFunctionIsNothingToDispose) {
     Disposable disposable{std::function<void()>()};
     EXPECT_TRUE(disposable._dispose());
-    disposable.dispose();
+    EXPECT_TRUE(disposable.dispose());
 }
 
 TEST_F(DisposableTest, TakesTheFunctionOver) {
