@@ -1,6 +1,7 @@
 #include "kova/core/dovglobals/GeoPosition.h"
 
 #include <charconv>
+#include <cmath>
 #include <limits>
 #include <tuple>
 
@@ -16,11 +17,27 @@ constexpr int FRACTION_DIGITS = 6;
 constexpr std::size_t COORDINATE_SIZE =
     1 + (std::numeric_limits<double>::max_exponent10 + 1) + 1 + FRACTION_DIGITS;
 
+constexpr Source SOURCE{"src/core/dovglobals/GeoPosition",
+                        // Log-processing tools match this name; do not fix the small "p".
+                        "struct Geoposition"};
+
+// A text has no form for infinity, so an infinite coordinate is one that was too large.
+constexpr std::tuple CHECKS{
+    Check{__LINE__, "the first coordinate being out of the range of a double",
+          [](const GeoPosition& position) { return std::isfinite(position.first); }},
+    Check{__LINE__, "the second coordinate being out of the range of a double",
+          [](const GeoPosition& position) { return std::isfinite(position.second); }},
+    Check{__LINE__, "the third coordinate being out of the range of a double",
+          [](const GeoPosition& position) { return std::isfinite(position.third); }}};
+
 bool scanCoordinate(Scanner& scanner, double& coordinate) {
     char const* const first = scanner.position();
     scanner.skipOneOf("+-");
-    return scanner.skipDigits() && (!scanner.skip('.') || scanner.skipDigits()) &&
-           scanner.realSince(first, coordinate);
+    if (!scanner.skipDigits() || (scanner.skip('.') && !scanner.skipDigits())) {
+        return false;
+    }
+    coordinate = scanner.realSince<double>(first);
+    return true;
 }
 
 /// As "%f" prints it in the "C" locale.
@@ -33,9 +50,7 @@ char* printCoordinate(char* out, double coordinate) {
 struct GeoPositionForm {
     using Value = GeoPosition;
     using Fields = GeoPosition;
-    // Readers of reports know the type under this name, with a small "p".
-    static constexpr Failure MISMATCH{
-        {"src/core/dovglobals/GeoPosition", "struct Geoposition"}, __LINE__, MISMATCH_REASON};
+    static constexpr Failure MISMATCH{SOURCE, __LINE__, MISMATCH_REASON};
     static constexpr std::size_t SIZE = 3 * COORDINATE_SIZE + 2;
 
     static bool scan(Scanner& scanner, GeoPosition& position) {
@@ -44,7 +59,9 @@ struct GeoPositionForm {
                scanCoordinate(scanner, position.third);
     }
 
-    static std::optional<Failure> check(const GeoPosition&) { return std::nullopt; }
+    static std::optional<Failure> check(const GeoPosition& position) {
+        return firstFailure(SOURCE, CHECKS, position);
+    }
 
     static char* print(char* out, const GeoPosition& position) {
         out = printCoordinate(out, position.first);

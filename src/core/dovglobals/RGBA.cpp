@@ -48,7 +48,11 @@ bool scanChannel(Scanner& scanner, int& channel) {
 bool scanAlpha(Scanner& scanner, float& alpha) {
     char const* const first = scanner.position();
     scanner.skipOneOf("01");
-    return scanner.skip('.') && scanner.skipDigits() && scanner.realSince(first, alpha);
+    if (!scanner.skip('.') || !scanner.skipDigits()) {
+        return false;
+    }
+    alpha = scanner.realSince<float>(first);
+    return true;
 }
 
 struct RGBAForm {

@@ -4,6 +4,7 @@
 #include <charconv>
 #include <cmath>
 #include <cstddef>
+#include <limits>
 #include <string_view>
 #include <system_error>
 
@@ -81,24 +82,21 @@ public:
         return found;
     }
 
-    /// Gives the real number that was stepped over since `first`: an optional sign, digits with or
-    /// without a point. It is rounded to nearest, down to the subnormals and zero; fails when it is
-    /// too large for the type.
+    /// Returns the real number that was read since `first`: an optional sign, then digits with or
+    /// without a point. The number is rounded to the nearest value of the type, down to the
+    /// subnormals and zero; a number that is too large for the type becomes infinite.
     template <typename Real>
-    bool realSince(char const* first, Real& out) const noexcept {
+    Real realSince(char const* first) const noexcept {
         const bool negative = *first == '-';
         char const* const digits = first + (negative || *first == '+' ? 1 : 0);
         Real value = 0;
         if (std::from_chars(digits, at_, value, std::chars_format::fixed).ec ==
             std::errc::result_out_of_range) {
-            // Too large when a digit before the point counts, else so small that zero is nearest.
-            char const* const counting = std::find_if(digits, at_, [](char c) { return c != '0'; });
-            if (*counting != '.') {
-                return false;
-            }
+            // A digit other than 0 before the point makes the number too large, not too small.
+            char const* const leading = std::find_if(digits, at_, [](char c) { return c != '0'; });
+            value = *leading == '.' ? Real(0) : std::numeric_limits<Real>::infinity();
         }
-        out = std::copysign(value, negative ? Real(-1) : Real(1));
-        return true;
+        return std::copysign(value, negative ? Real(-1) : Real(1));
     }
 
 private:

@@ -48,9 +48,10 @@ struct KOVA_API GeoPosition {
     bool operator<(const GeoPosition& other) const noexcept;
 };
 
-/// The position that the whole text stands for, or nothing, with one report, when it is no such
-/// text or a coordinate is too large for a double. A coordinate may have any number of digits and
-/// is rounded to the nearest double; one that is too small becomes a subnormal or a zero.
+/// Returns the position that the whole text stands for. Reports one error and returns nothing when
+/// the text does not have the form, or when it has the form and a coordinate is too large for a
+/// double; the report says which. A coordinate may have any number of digits and is rounded to the
+/// nearest double, so one that is too small becomes a subnormal or a zero.
 KOVA_API std::optional<GeoPosition> parseGeoPosition(const std::string& text);
 
 }  // namespace kova::dovglobals

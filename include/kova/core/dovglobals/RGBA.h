@@ -55,7 +55,8 @@ KOVA_API std::optional<RGBA> createRGBA(unsigned char red, unsigned char green, 
                                         float alpha);
 
 /// The colour that the whole text stands for, or nothing, with one report, when it is no such text,
-/// a channel is above 255 or the alpha above 1.0.
+/// a channel is above 255 or the alpha above 1.0; the report says which. The alpha is rounded to
+/// the nearest float.
 KOVA_API std::optional<RGBA> parseRGBA(std::string text);
 
 }  // namespace kova::dovglobals

@@ -96,17 +96,34 @@ TEST(GeoPositionTest, EachCoordinateIsTheNearestDouble) {
     }
 }
 
-TEST(GeoPositionTest, TooLargeCoordinateHasNotTheForm) {
+std::string outOfRange(const std::string& coordinate) {
+    return test::refusal("struct Geoposition",
+                         "the " + coordinate + " coordinate being out of the range of a double");
+}
+
+TEST(GeoPositionTest, TooLargeCoordinateIsReportedAsOutOfRange) {
     const std::string tooLarge[] = {"1" + zeros(309), "00002" + zeros(308) + ".0",
                                     "179769313486231580794" + zeros(288), std::string(100000, '9')};
     for (const std::string& coordinate : tooLarge) {
         for (char const* sign : {"", "+", "-"}) {
-            EXPECT_EQ(
-                outcomeOf([&] { return parseGeoPosition("0;" + (sign + coordinate) + ";0"); }),
-                MISMATCH)
-                << sign << coordinate.substr(0, 400);
+            const std::string number = sign + coordinate;
+            SCOPED_TRACE(number.substr(0, 400));
+            EXPECT_EQ(outcomeOf([&] { return parseGeoPosition(number + ";0;0"); }),
+                      outOfRange("first"));
+            EXPECT_EQ(outcomeOf([&] { return parseGeoPosition("0;" + number + ";0"); }),
+                      outOfRange("second"));
+            EXPECT_EQ(outcomeOf([&] { return parseGeoPosition("0;0;" + number); }),
+                      outOfRange("third"));
         }
     }
+}
+
+TEST(GeoPositionTest, FormIsReportedBeforeRange) {
+    const std::string tooLarge = "1" + zeros(309);
+    EXPECT_EQ(outcomeOf([&] { return parseGeoPosition(tooLarge + ";0"); }), MISMATCH);
+    EXPECT_EQ(outcomeOf([&] { return parseGeoPosition(tooLarge + ";0;0;"); }), MISMATCH);
+    EXPECT_EQ(outcomeOf([&] { return parseGeoPosition("0;" + tooLarge + ';' + tooLarge); }),
+              outOfRange("second"));
 }
 
 TEST(GeoPositionTest, TooSmallCoordinateIsASubnormalOrAZero) {
