@@ -1,5 +1,6 @@
 #pragma once
 
+#include <optional>
 #include <string>
 
 #include "kova/core/Export.h"
@@ -33,7 +34,8 @@ public:
 
     /// All pieces empty, both flags false.
     url() = default;
-    /// The same, followed by `init(text)`.
+    /// Starts with all pieces empty and both flags false, and calls `init(text)`. Explicit: a text
+    /// never becomes a URL without its name.
     explicit url(const std::string& text);
 
     /// Cuts `text`. Scheme, user info and authority are written only when `text` has them: on an
@@ -44,6 +46,26 @@ public:
     /// brackets needs "://": right before the bracket, or, in a text with "@", anywhere. Without it
     /// (and with nothing before it, unless there is an "@") only the flags are set.
     void init(const std::string& text);
+
+    /// The pieces of a text whose host stands in brackets.
+    struct Ipv6Pieces {
+        /// The text before "://".
+        std::string scheme;
+        /// The text between "://" and the first "@"; absent when the text has no "@".
+        std::optional<std::string> userinfo;
+        /// The host in its brackets and the port, for example "[::1]:8080".
+        std::string authority;
+        /// The path, the query and the fragment.
+        std::string rest;
+    };
+
+    /// Cuts a text whose host stands in brackets; `init` uses this for every text with a "[" before
+    /// its first "?" and "#". `bracketPos` is the position of the first "[".
+    ///
+    /// Returns nothing when "://" is not where it must be: right before the bracket and after a
+    /// scheme of at least one character, or, in a text with "@", anywhere. Returns nothing, too,
+    /// when `bracketPos` is not a position in the text.
+    static std::optional<Ipv6Pieces> parseIpv6(const std::string& text, unsigned long bracketPos);
 
     /// `SCHEME://HOST[:PORT]/PATH`; the slash before the path is added unless the path begins with
     /// one, also when the path is empty. Here and below the port is left out when it is `NO_PORT`,

@@ -2,6 +2,7 @@
 
 #include <optional>
 #include <string_view>
+#include <utility>
 
 #include "datatypes/Decimal.h"
 
@@ -73,12 +74,6 @@ std::size_t findAuthorityEnd(const std::string& text, std::size_t start) {
     return text.size();
 }
 
-void layOutAuthority(const std::string& text, std::size_t start, Layout& layout) {
-    const std::size_t end = findAuthorityEnd(text, start);
-    layout.authority = Piece{start, end};
-    layout.rest = Piece{end, text.size()};
-}
-
 Layout layOut(const std::string& text, std::size_t colon) {
     Layout layout;
     std::size_t start = 0;
@@ -94,15 +89,18 @@ Layout layOut(const std::string& text, std::size_t colon) {
         }
     }
     if (text.compare(start, 2, "//") == 0) {
-        layOutAuthority(text, at != NPOS ? at + 1 : start + 2, layout);
+        const std::size_t host = at != NPOS ? at + 1 : start + 2;
+        const std::size_t end = findAuthorityEnd(text, host);
+        layout.authority = Piece{host, end};
+        layout.rest = Piece{end, text.size()};
     } else {
         layout.rest = Piece{start, text.size()};
     }
     return layout;
 }
 
-// Where the scheme of a text with a host in brackets ends; nothing when "://" is not where it is
-// needed.
+// Returns the end of the scheme of a text with a host in brackets, or nothing when "://" is not
+// where it must be. `bracket` is a position in the text.
 std::optional<std::size_t> findSchemeEnd(const std::string& text, std::size_t bracket,
                                          std::size_t at) {
     if (at != NPOS) {
@@ -116,21 +114,6 @@ std::optional<std::size_t> findSchemeEnd(const std::string& text, std::size_t br
     const std::size_t end = bracket - DELIMITER.size();
     const bool found = text.compare(end, DELIMITER.size(), DELIMITER) == 0;
     return found ? std::optional<std::size_t>(end) : std::nullopt;
-}
-
-std::optional<Layout> layOutIpv6(const std::string& text, std::size_t bracket) {
-    const std::size_t at = text.find('@');
-    const std::optional<std::size_t> schemeEnd = findSchemeEnd(text, bracket, at);
-    if (!schemeEnd) {
-        return std::nullopt;
-    }
-    Layout layout;
-    layout.scheme = Piece{0, *schemeEnd};
-    if (at != NPOS) {
-        layout.userinfo = Piece{*schemeEnd + DELIMITER.size(), at};
-    }
-    layOutAuthority(text, bracket, layout);
-    return layout;
 }
 
 void assign(std::string& field, const std::string& text, const std::optional<Piece>& piece) {
@@ -167,18 +150,46 @@ void url::init(const std::string& text) {
     wellFormed_ = false;
     const Marks marks = findMarks(text);
     ipv6_ = marks.bracket != NPOS;
-    const std::optional<Layout> layout =
-        ipv6_ ? layOutIpv6(text, marks.bracket) : layOut(text, marks.colon);
-    if (!layout) {
-        return;
+    // `text` may be one of the fields, so each branch copies it to `text_` before it writes others.
+    if (ipv6_) {
+        std::optional<Ipv6Pieces> pieces = parseIpv6(text, marks.bracket);
+        if (!pieces) {
+            return;
+        }
+        text_ = text;
+        scheme_ = std::move(pieces->scheme);
+        userinfo_ = std::move(pieces->userinfo).value_or(userinfo_);
+        authority_ = std::move(pieces->authority);
+        rest_ = std::move(pieces->rest);
+    } else {
+        text_ = text;
+        const Layout layout = layOut(text_, marks.colon);
+        assign(scheme_, text_, layout.scheme);
+        assign(userinfo_, text_, layout.userinfo);
+        assign(authority_, text_, layout.authority);
+        rest_ = cut(text_, layout.rest);
     }
-    // The argument may be one of the fields: from here on only the copy is read.
-    text_ = text;
-    assign(scheme_, text_, layout->scheme);
-    assign(userinfo_, text_, layout->userinfo);
-    assign(authority_, text_, layout->authority);
-    assign(rest_, text_, layout->rest);
     wellFormed_ = rest_.empty() || beginsRest(rest_.front());
+}
+
+std::optional<url::Ipv6Pieces> url::parseIpv6(const std::string& text, unsigned long bracketPos) {
+    if (bracketPos >= text.size()) {
+        return std::nullopt;
+    }
+    const std::size_t at = text.find('@');
+    const std::optional<std::size_t> schemeEnd = findSchemeEnd(text, bracketPos, at);
+    if (!schemeEnd) {
+        return std::nullopt;
+    }
+    const std::size_t authorityEnd = findAuthorityEnd(text, bracketPos);
+    Ipv6Pieces pieces;
+    pieces.scheme = text.substr(0, *schemeEnd);
+    if (at != NPOS) {
+        pieces.userinfo = cut(text, {*schemeEnd + DELIMITER.size(), at});
+    }
+    pieces.authority = text.substr(bracketPos, authorityEnd - bracketPos);
+    pieces.rest = text.substr(authorityEnd);
+    return pieces;
 }
 
 url url::from(const std::string& scheme, const std::string& host, const std::string& path,
