@@ -26,11 +26,12 @@ class KOVA_API Number {
 public:
     /// The empty text, which is no number.
     Number() = default;
-    /// The text in decimal: "-42". Implicit, as assignment is.
+    /// Stores the number in decimal: "-42". The constructors from numbers are implicit, as
+    /// assignment is. There is none from a text: default-construct and assign.
     Number(long value);
     Number(int value) : Number(static_cast<long>(value)) {}
-    /// The text with six significant digits, in the shorter of the fixed and the scientific form:
-    /// "1.5", "1e-07". Assignment writes a double differently.
+    /// Stores the number with six significant digits, in the shorter of the fixed and the
+    /// scientific form: "1.5", "1e-07". Assignment writes a double differently.
     Number(double value);
 
     /// Takes the text as it is. No assignment changes `hasError`.
@@ -43,8 +44,8 @@ public:
     /// The text, as it was given or made.
     const std::string& toString() const noexcept { return text_; }
 
-    /// Whether the latest conversion below could not give the number: tells a zero that was read
-    /// from a failure.
+    /// Returns whether the latest conversion below failed, which tells a zero that was read from a
+    /// failure. After a conversion that threw an exception this is true.
     bool hasError() const noexcept { return error_; }
 
     /// The number, or 0 with the error noted when the text holds none or the number is outside
