@@ -1,22 +1,38 @@
 #pragma once
 
+#include <cstdint>
 #include <memory>
 
 #include "kova/core/Export.h"
+#include "util/ByteBufferReader.h"
+#include "util/serializer/AXOBinStructuredPushDeserializer.h"
 #include "util/serializer/PullFromPushDeserializer.h"
 
 namespace kova::serializer {
 
-/// A pull deserializer over a push deserializer that it owns.
+/// A pull deserializer that owns the push deserializer it reads through.
 ///
-/// It adds nothing but the ownership to `util::serializer::PullFromPushDeserializer`. One thread at
-/// a time.
+/// It adds only the ownership to `util::serializer::PullFromPushDeserializer`. One thread at a
+/// time. Constructors with one argument are explicit.
+///
+///     unsigned char const bytes[] = {0x07};  // the number 7
+///     util::ByteBufferReader reader(bytes, sizeof bytes, false);
+///     kova::serializer::OwningPullFromPushDeserializer deserializer(
+///         new
+///         util::serializer::AXOBinStructuredPushDeserializer(util::serializer::Endianess::Big));
+///     std::int32_t value = 0;
+///     bool failed = deserializer.beginDeserialize(&reader, nullptr) ||
+///     deserializer.getInt32(value);
 class KOVA_API OwningPullFromPushDeserializer : public util::serializer::PullFromPushDeserializer {
 public:
-    /// Reads through `source`, which must not be null.
+    /// @{
+    /// Takes ownership of `source`, which must not be null, and reads through it. Throws
+    /// `std::bad_alloc` if memory is exhausted; `source` is then destroyed.
     explicit OwningPullFromPushDeserializer(
         std::unique_ptr<util::serializer::IStructuredPushDeserializer> source);
-    /// The push deserializer goes first, then the base.
+    explicit OwningPullFromPushDeserializer(util::serializer::IStructuredPushDeserializer* source);
+    /// @}
+    /// Destroys the push deserializer first, then the base.
     ~OwningPullFromPushDeserializer() override;
 
 private:

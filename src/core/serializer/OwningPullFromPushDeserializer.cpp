@@ -4,9 +4,14 @@
 
 namespace kova::serializer {
 
+using util::serializer::IStructuredPushDeserializer;
+
 OwningPullFromPushDeserializer::OwningPullFromPushDeserializer(
-    std::unique_ptr<util::serializer::IStructuredPushDeserializer> source)
+    std::unique_ptr<IStructuredPushDeserializer> source)
     : PullFromPushDeserializer(source.get()), source_(std::move(source)) {}
+
+OwningPullFromPushDeserializer::OwningPullFromPushDeserializer(IStructuredPushDeserializer* source)
+    : OwningPullFromPushDeserializer(std::unique_ptr<IStructuredPushDeserializer>(source)) {}
 
 OwningPullFromPushDeserializer::~OwningPullFromPushDeserializer() = default;
 

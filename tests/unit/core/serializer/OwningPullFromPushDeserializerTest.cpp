@@ -2,6 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <new>
+
+#include "support/FailingAllocations.h"
 #include "util/ByteBufferReader.h"
 #include "util/serializer/IStructuredSerializer.h"
 
@@ -47,6 +50,35 @@ TEST(OwningPullFromPushDeserializer, DestroysItsSourceWhenDestroyedThroughTheInt
         std::make_unique<OwningPullFromPushDeserializer>(std::make_unique<FakeSource>(alive));
     EXPECT_EQ(alive, 1);
     deserializer.reset();
+    EXPECT_EQ(alive, 0);
+}
+
+TEST(OwningPullFromPushDeserializer, OwnsASourceGivenAsARawPointer) {
+    int alive = 0;
+    {
+        OwningPullFromPushDeserializer deserializer(new FakeSource(alive));
+        EXPECT_EQ(alive, 1);
+        unsigned char const bytes[] = {0};
+        util::ByteBufferReader reader(bytes, sizeof bytes, false);
+        ASSERT_FALSE(deserializer.beginDeserialize(&reader, nullptr));
+        std::int64_t value = 0;
+        EXPECT_FALSE(deserializer.getInt64(value));
+        EXPECT_EQ(value, 42);
+    }
+    EXPECT_EQ(alive, 0);
+}
+
+TEST(OwningPullFromPushDeserializer, DestroysARawSourceWhenMemoryRunsOut) {
+    int alive = 0;
+    bool thrown = false;
+    auto* const source = new FakeSource(alive);
+    try {
+        const kova::test::FailingAllocations failing(0);
+        OwningPullFromPushDeserializer deserializer(source);
+    } catch (const std::bad_alloc&) {
+        thrown = true;
+    }
+    EXPECT_TRUE(thrown);
     EXPECT_EQ(alive, 0);
 }
 
