@@ -112,19 +112,43 @@ function(kova_add_test name)
 endfunction()
 
 # Adds an object library NAME with one source for each header below the folders ROOTS. Each source
-# includes only its header, twice. The library builds if every header is self-contained and has an
-# include guard.
+# includes only its header, twice, and holds the examples of its comments. The library builds if
+# every header is self-contained, has an include guard and has examples that need no other header.
+# Every header of EXAMPLES, one of the ROOTS, has an example, except those that the file
+# WITHOUT_EXAMPLE lists.
 function(kova_add_headers_alone name)
-  cmake_parse_arguments(ARG "" "" "ROOTS;LIBRARIES" ${ARGN})
+  cmake_parse_arguments(ARG "" "EXAMPLES;WITHOUT_EXAMPLE" "ROOTS;LIBRARIES" ${ARGN})
+  set(extract ${PROJECT_SOURCE_DIR}/tests/contract/examples.awk)
+  file(STRINGS ${ARG_WITHOUT_EXAMPLE} without_example REGEX "^[^#]")
+  list(TRANSFORM without_example REPLACE " .*" "")
+  set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${ARG_WITHOUT_EXAMPLE})
   foreach(root IN LISTS ARG_ROOTS)
     file(GLOB_RECURSE headers CONFIGURE_DEPENDS RELATIVE ${root} ${root}/*.h)
     foreach(header IN LISTS headers)
       set(source ${CMAKE_CURRENT_BINARY_DIR}/${name}/${header}.cpp)
-      file(CONFIGURE OUTPUT ${source} CONTENT "#include \"${header}\"\n#include \"${header}\"\n")
+      set(variables -v header=${header})
+      if(header IN_LIST without_example)
+        list(REMOVE_ITEM without_example ${header})
+        list(APPEND variables -v need=0)
+      elseif(root STREQUAL ARG_EXAMPLES)
+        list(APPEND variables -v need=1)
+      endif()
+      cmake_path(GET source PARENT_PATH folder)
+      add_custom_command(OUTPUT ${source}
+        COMMAND ${CMAKE_COMMAND} -E make_directory ${folder}
+        COMMAND awk -f ${extract} ${variables} ${root}/${header} > ${source}
+        DEPENDS ${extract} ${ARG_WITHOUT_EXAMPLE} ${root}/${header}
+        COMMENT "Extracting the examples of ${header}" VERBATIM)
       list(APPEND sources ${source})
     endforeach()
   endforeach()
+  if(without_example)
+    message(FATAL_ERROR "${ARG_WITHOUT_EXAMPLE} lists no header: ${without_example}")
+  endif()
   add_library(${name} OBJECT ${sources})
   kova_common_options(${name})
+  # An example may show an expression or an object and leave it at that.
+  target_compile_options(${name} PRIVATE
+    -Wno-unused-value -Wno-unused-result -Wno-unused-variable -Wno-unused-but-set-variable)
   target_link_libraries(${name} PRIVATE ${ARG_LIBRARIES})
 endfunction()

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -18,8 +19,9 @@ namespace kova {
 /// `start` and `stop` must not race with each other; they, and the destructor, may be called while
 /// the function runs, but not under a lock that the function takes, because they wait for it.
 ///
-///     kova::FunctionalAlarm alarm([&] { poll(); });
-///     if (alarm.start(250, true)) ...
+///     std::atomic<int> polls = 0;
+///     kova::FunctionalAlarm alarm([&polls] { ++polls; });
+///     const bool failed = alarm.start(250, true);  // every 250 ms
 class KOVA_API FunctionalAlarm : private osal::Alarm {
 public:
     /// Makes an idle alarm on a timer of the platform, which must outlive it; the first alarm of a

@@ -13,6 +13,11 @@ namespace kova {
 /// clean-up runs; whoever owns one says `dispose`.
 ///
 /// Not thread-safe. The function may use, move and destroy the object that calls it.
+///
+///     int users = 1;
+///     kova::Disposable release([&users] { --users; });
+///     release.dispose();  // users is 0
+///     release.dispose();  // still 0
 class KOVA_API Disposable {
 public:
     /// Takes ownership of the function; an empty function makes an object that is already disposed.

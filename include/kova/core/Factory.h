@@ -1,7 +1,11 @@
 #pragma once
 
+#include <memory>
+
 #include "kova/core/Export.h"
 #include "kova/core/MimeTypes.h"
+#include "kova/core/TypeSerializers.h"
+#include "util/ByteBufferWriter.h"
 #include "util/serializer/IStructuredPullDeserializer.h"
 #include "util/serializer/IStructuredSerializer.h"
 
@@ -17,11 +21,12 @@ namespace kova::serializer {
 /// (keep it in a `std::unique_ptr`) and uses it in one thread at a time.
 ///
 ///     std::unique_ptr<util::serializer::IStructuredSerializer> serializer(
-///         Factory::createSerializer(mimetypes::JSON));
+///         kova::serializer::Factory::createSerializer(kova::mimetypes::JSON));
 ///     util::ByteBufferWriter writer(256);
 ///     unsigned long size = 0;
 ///     bool failed = serializer == nullptr || serializer->beginSerialize(&writer, nullptr) ||
-///                   serialize(*serializer, value) || serializer->endSerialize(size);
+///                   kova::serializer::serialize(*serializer, 640) ||
+///                   serializer->endSerialize(size);
 ///
 /// All three give null when the memory for the object is exhausted, and let `std::bad_alloc`
 /// through when it is for a part of it.

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "kova/core/Export.h"
+#include "util/config/Scalars.h"
 #include "util/config/Value.h"
 #include "util/serializer/IStructuredPullDeserializer.h"
 
@@ -20,10 +21,18 @@ namespace kova::serializer {
 /// an integer is cut to 8 or 16 bits, a boolean counts as 0 or 1. Arrays are read element by
 /// element; the getters of whole arrays fail. Fields are not found by name.
 ///
-/// Every operation returns false on success and true on failure, fails on nothing begun, and lets
-/// its outputs alone when it fails. The operations do not throw, therefore asking about the end of
-/// a struct or array that is not open (or ending a field or element of none) ends the process. One
-/// thread at a time.
+/// Every operation returns false on success and true on failure. It fails if nothing was begun, and
+/// leaves its outputs unchanged if it fails. `beginElement` past the end of an array and
+/// `beginField` outside a dictionary or past its end fail. The operations do not throw. Asking for
+/// the end of a struct or array that is not open, and ending a field or element of one, ends the
+/// process. One thread at a time.
+///
+///     const util::config::ValueInt root(7);
+///     kova::serializer::GenericDataPullDeserializer deserializer(root);
+///     std::int32_t value = 0;
+///     bool failed = deserializer.beginDeserialize(nullptr, nullptr) ||
+///                   deserializer.getInt32(value) ||  // value is 7
+///                   deserializer.endDeserialize();
 class KOVA_API GenericDataPullDeserializer final
     : public util::serializer::IStructuredPullDeserializer {
 public:
@@ -32,7 +41,7 @@ public:
     /// Options, as the interface has them; none is heeded.
     using Options = util::serializer::Options;
 
-    /// Reads the tree with this root.
+    /// Reads the tree with this root. A constructor with one argument is explicit.
     explicit GenericDataPullDeserializer(const util::config::Value& root);
     ~GenericDataPullDeserializer() override;
     GenericDataPullDeserializer(const GenericDataPullDeserializer&) = delete;
@@ -96,9 +105,10 @@ public:
     bool skipField() noexcept override;
     bool endField() noexcept override;
 
-    /// Integers are announced as `Int32` whatever their width, with the low 32 bits of the value;
-    /// floats as `Double`. A unicode string is announced as `None`; memory exhausted as `Failure`.
-    /// The record is overwritten by the next of these calls.
+    /// Returns the next entry; `getNextEntry` also consumes it. An integer of any width is
+    /// announced as `Int32`: the entry's 32-bit slot holds the low 32 bits of the value. A float is
+    /// announced as `Double`, a unicode string as `None`, exhausted memory as `Failure`. The next
+    /// of these calls overwrites the entry.
     Entry const* getNextEntry() noexcept override;
     Entry const* peekNextEntry() noexcept override;
 

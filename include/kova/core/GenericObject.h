@@ -9,6 +9,7 @@
 #include "kova/core/Export.h"
 #include "util/config/Array.h"
 #include "util/config/Dictionary.h"
+#include "util/config/Scalars.h"
 #include "util/config/Value.h"
 
 namespace kova {
@@ -20,9 +21,9 @@ namespace kova {
 /// Like every container it owns its values, but not the shared nodes for null, true and false. One
 /// thread at a time, or many that only read.
 ///
-///     const GenericObject size{{"width", new util::config::ValueInt(640)},
-///                              {"unit", new util::config::ValueString("px")},
-///                              {"scaled", util::config::Value::getBool(false)}};
+///     const kova::GenericObject size{{"width", new util::config::ValueInt(640)},
+///                                    {"unit", new util::config::ValueString("px")},
+///                                    {"scaled", util::config::Value::getBool(false)}};
 class KOVA_API GenericObject : public util::config::Dictionary {
 public:
     /// The value is taken over by the object unless its key is there already.

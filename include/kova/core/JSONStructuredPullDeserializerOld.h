@@ -1,6 +1,9 @@
 #pragma once
 
+#include <string>
+
 #include "kova/core/Export.h"
+#include "util/ByteBufferReader.h"
 #include "util/serializer/JSONStructuredPushDeserializerOld.h"
 #include "util/serializer/PullFromPushDeserializer.h"
 
@@ -11,6 +14,14 @@ namespace util::serializer {
 /// The platform has the push side only; this class joins it to the pull interface, and stands in
 /// the platform's namespace beside the serializer whose texts it reads. It adds nothing to
 /// `PullFromPushDeserializer` but the push deserializer. One thread at a time.
+///
+///     const std::string text = "640";
+///     util::ByteBufferReader reader(reinterpret_cast<unsigned char const*>(text.data()),
+///                                   text.size(), false);
+///     util::serializer::JSONStructuredPullDeserializerOld deserializer;
+///     std::int32_t width = 0;
+///     bool failed = deserializer.beginDeserialize(&reader, nullptr) ||
+///                   deserializer.getInt32(width) || deserializer.endDeserialize();
 class KOVA_API JSONStructuredPullDeserializerOld : public PullFromPushDeserializer {
 public:
     JSONStructuredPullDeserializerOld();

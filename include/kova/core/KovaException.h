@@ -10,6 +10,12 @@ namespace kova {
 
 /// An error response as an exception, for application code that prefers to throw. The framework
 /// itself never throws it.
+///
+///     try {
+///         throw kova::KovaException(kova::Response::createErrorResponse(404, "no such lamp"));
+///     } catch (const kova::KovaException& error) {
+///         error.what();  // "404 Not Found no such lamp"
+///     }
 class KOVA_API KovaException : public std::exception {
 public:
     /// Holds a copy of the response; the message is made from it (`createErrorMessage`).

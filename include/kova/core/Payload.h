@@ -32,7 +32,13 @@ struct KOVA_API Blob {
 /// read by several threads at once. A payload is empty when it has no block of bytes; one made from
 /// zero bytes is not empty.
 ///
-/// Out of memory while one of the functions below makes a payload stops the process (`zel::GlobalErrorHandler`).
+/// Out of memory while one of the functions below makes a payload stops the process
+/// (`zel::GlobalErrorHandler`).
+///
+///     const kova::Payload payload = kova::Payload::createFromJSON("{\"on\":true}");
+///     payload.getMimeType();  // "application/json"
+///     std::string text;
+///     bool failed = kova::Payload::createStringFrom(payload, text, true);
 class KOVA_API Payload {
 public:
     /// The empty payload, with an empty mime type.

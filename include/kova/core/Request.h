@@ -15,6 +15,10 @@ namespace kova {
 /// A value: copies are cheap, and they share the payload's bytes and the header. An entry added
 /// through one copy is seen by all that share the header; write headers before the message is
 /// handed on, since nothing is locked.
+///
+///     kova::Request request("retrieve", "/light/state");
+///     request.setMimeType(kova::mimetypes::JSON);
+///     request.getMimeTypeHeader();  // "application/json"
 class KOVA_API Request {
 public:
     /// The header, which copies of a message share.

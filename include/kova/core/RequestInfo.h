@@ -9,6 +9,10 @@ namespace kova {
 
 /// The facts of a request that a service copies into its responses: command, path, service path and
 /// client id, each possibly empty. A plain value, not locked.
+///
+///     const kova::RequestInfo info(kova::Request("retrieve", "/light/state"));
+///     info.getPath();      // "/light/state"
+///     info.getClientId();  // "": the request has no such entry
 class KOVA_API RequestInfo {
 public:
     /// The four texts as given.

@@ -14,8 +14,9 @@ enum class ResourceUpdateType : std::uint8_t { ADDED, MODIFIED, REMOVED };
 
 /// Converts between a kind of change and its text. Any thread may call it.
 ///
-///     ResourceUpdateTypeSerializer::enumToValue(ResourceUpdateType::ADDED);  // "ADDED"
-///     ResourceUpdateTypeSerializer::valueToEnum("added");                    // nothing
+///     using kova::ResourceUpdateTypeSerializer;
+///     ResourceUpdateTypeSerializer::enumToValue(kova::ResourceUpdateType::ADDED);  // "ADDED"
+///     ResourceUpdateTypeSerializer::valueToEnum("added");                          // nothing
 class KOVA_API ResourceUpdateTypeSerializer {
 public:
     ResourceUpdateTypeSerializer() = delete;

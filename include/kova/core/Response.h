@@ -16,6 +16,10 @@ namespace kova {
 /// through one copy is seen by all that share the header; write headers before the message is
 /// handed on, since nothing is locked. A response is an error response when its header has the
 /// string entry "$errorMsg", whatever its code.
+///
+///     const kova::Response response = kova::Response::createErrorResponse(404, "no such lamp");
+///     response.isErrorResponse();          // true
+///     response.getErrorMessageWithCode();  // "404 Not Found: no such lamp"
 class KOVA_API Response {
 public:
     /// The header, which copies of a message share.

@@ -2,6 +2,7 @@
 
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "kova/core/Export.h"
@@ -15,6 +16,13 @@ namespace kova {
 /// A plain value. Any thread may use it as long as the service lives. No function throws. The
 /// caller's handler may abort the tracking and destroy the accessor in a callback; it is not
 /// destroyed while one of its callbacks runs.
+///
+///     using Paths = std::vector<std::string>;
+///     const auto track = [](kova::IKovaApi& service,
+///                           std::shared_ptr<kova::IResponseHandler<Paths>> handler) {
+///         kova::RootAccessor accessor(&service, "application/json", "/house");
+///         return accessor.trackResources(std::move(handler));
+///     };
 class KOVA_API RootAccessor {
 public:
     /// `service` is borrowed. `mimeType` is the type in which answers are wanted, `tracingInfo` the

@@ -22,7 +22,8 @@
 /// ("-1" wraps around), what follows the digits is ignored, and 32 bits are kept. An "@" before the
 /// last "." belongs to its number and so to what is ignored.
 ///
-///     getMostCompatible("2.3.0", std::vector<std::string>{"2.1.0", "2.4.1", "2.5.0"});  // "2.4.1"
+///     const std::vector<std::string> offered{"2.1.0", "2.4.1", "2.5.0"};
+///     kova::semver::getMostCompatible("2.3.0", offered);  // "2.4.1"
 ///
 /// Why a text is not a version and why a version was chosen is traced to the channel
 /// KOVA_SEMVERCHECKER. Any thread may call any function; nothing depends on the locale.

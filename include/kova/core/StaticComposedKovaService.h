@@ -8,6 +8,7 @@
 #include "kova/core/Export.h"
 #include "kova/core/IKovaApi.h"
 #include "kova/core/IResourceHandler.h"
+#include "kova/core/MimeTypes.h"
 
 namespace kova {
 
@@ -28,7 +29,7 @@ class StaticComposedKovaServiceImpl;
 ///     kova::servicecomp::overrideMimeTypeFunc(
 ///         [](const kova::Request&) { return std::string(kova::mimetypes::JSON_TYPE); });
 ///     std::map<std::string, std::unique_ptr<kova::IResourceHandler>> handlers;
-///     handlers["/light"] = std::make_unique<LightHandler>();
+///     // handlers["/light"] = std::make_unique<LightHandler>(); and so on
 ///     kova::StaticComposedKovaService service(std::move(handlers));
 class KOVA_API StaticComposedKovaService : public IKovaApi {
 public:

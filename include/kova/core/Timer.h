@@ -1,5 +1,7 @@
 #pragma once
 
+#include <atomic>
+#include <chrono>
 #include <functional>
 #include <memory>
 
@@ -15,8 +17,9 @@ namespace kova {
 /// exception that leaves it ends the process, and so does an empty function when it is due
 /// (`std::bad_function_call`). `osal::Timer` has the operations and the thread rule.
 ///
-///     kova::FunctionalTimer timer([&] { giveUp(); });
-///     if (timer.start(std::chrono::seconds(5))) ...
+///     std::atomic<bool> late = false;
+///     kova::FunctionalTimer timer([&late] { late = true; });
+///     const bool failed = timer.start(std::chrono::seconds(5));
 class KOVA_API FunctionalTimer : public osal::Timer {
 public:
     /// Makes a stopped timer on an alarm timer of the platform, which must outlive it. Throws

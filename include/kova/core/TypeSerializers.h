@@ -29,6 +29,13 @@ class url;
 /// returns false on success and true on failure. None throws on its own, memory exhausted is a
 /// failure. When reading fails the output is what the deserializer left; those of this library
 /// leave it untouched. They touch nothing but their arguments.
+///
+///     const auto copyText = [](kova::serializer::IStructuredPullDeserializer& from,
+///                              kova::serializer::IStructuredSerializer& to) {
+///         std::string text;
+///         return kova::serializer::deserialize(from, text) ||
+///                kova::serializer::serialize(to, text);
+///     };
 namespace kova::serializer {
 
 using util::serializer::IStructuredPullDeserializer;
@@ -94,10 +101,11 @@ bool serialize(IStructuredSerializer& serializer, T* value) = delete;
 /// dictionaries and arrays included, even when they are given as a `Value`.
 [[nodiscard]] KOVA_API bool serialize(IStructuredSerializer& serializer,
                                       const util::config::Value& value);
-/// Write a whole tree: a dictionary as a struct, with its fields in key order, an array as an
-/// array. A leaf that cannot be written ends the writing with a failure; what was begun is ended
-/// nevertheless. Trees of any depth are written without recursion; how deep a payload may be nested
-/// is the serializer's business.
+/// Writes a whole tree: a dictionary as a struct, with its fields in key order, an array as an
+/// array. The first leaf that cannot be written stops the writing. Every struct and array that was
+/// begun is ended, also after a failure. A failing end is a failure of the whole, even if every
+/// entry was written. Trees of any depth are written without recursion; the serializer limits the
+/// nesting of a payload.
 [[nodiscard]] KOVA_API bool serialize(IStructuredSerializer& serializer,
                                       const util::config::Dictionary& value);
 [[nodiscard]] KOVA_API bool serialize(IStructuredSerializer& serializer,

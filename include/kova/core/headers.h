@@ -11,6 +11,10 @@
 /// strings. A helper replaces an entry that is there and makes a header where there is none; an
 /// entry for which memory is missing is not written. Messages are not locked: write headers before
 /// a message is handed on.
+///
+///     kova::Request request("retrieve", "/light/state");
+///     kova::headers::appendTracingInfo(request, "/house", "panel");
+///     request.getHeaderValue(kova::headers::CLIENT_ID);  // "panel"
 namespace kova::headers {
 
 /// @{

@@ -55,6 +55,11 @@ inline bool refuseNext(bool terminated) {
 ///
 /// A missing next function raises `std::bad_function_call` when it is needed; a missing error or
 /// completed function, or one that throws, ends the process.
+///
+///     kova::responsehandlers::FuncResponseHandler<int> handler(
+///         [](const int& value) { return value > 9; }, [](const kova::Response&) {}, [] {});
+///     handler.onNext(10);  // true: no more, please
+///     handler.onCompleted();
 template <typename T>
 class FuncResponseHandler : public IResponseHandler<T> {
 public:

@@ -7,6 +7,10 @@
 
 /// Trace channels of services, shared by name through the platform's register of channels, and the
 /// identity under which the process traces. Any thread may call any of it.
+///
+///     ::tracing::Channel* channel = kova::tracing::bindTraceChannel("KOVA_EXAMPLE");
+///     channel->trace(2, "started");
+///     kova::tracing::releaseTraceChannel(channel);
 namespace kova::tracing {
 
 /// The shared channel of that name, made silent on the first call. Never null; the register owns

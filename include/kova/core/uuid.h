@@ -6,6 +6,11 @@
 #include "zel/UUID.h"
 
 /// Makes identifiers. Any thread may call any of it.
+///
+///     zel::UUID id;
+///     if (!kova::uuid::createRandom(id)) {
+///         id.toString();  // 36 characters
+///     }
 namespace kova::uuid {
 
 /// Sets `out` to a random identifier (version 4), waiting for the system's random source where it

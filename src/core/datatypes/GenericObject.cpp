@@ -4,8 +4,6 @@
 #include <new>
 #include <type_traits>
 
-#include "util/config/Scalars.h"
-
 namespace kova {
 
 using util::config::Array;

@@ -13,7 +13,11 @@ class IStructuredSerializer;
 
 /// The formats in which dates and times are shown. Each travels as its text, never as its number.
 ///
-/// The name of an enumerator is its text; where that begins with a digit, the letter goes first.
+/// The name of an enumerator is its text; where that begins with a digit, the letter goes first:
+///
+///     using namespace kova::dovglobals;
+///     enumToValue(DateFormat::ddmmyyyy);  // "ddmmyyyy"
+///     valueToTimeFormat("12h");           // TimeFormat::h12
 ///
 /// `enumToValue` gives the text of a value, or nothing for a number outside its enumeration. The
 /// functions `valueTo...` give the value of a text, compared exactly (case counts), or nothing. Any

@@ -15,6 +15,7 @@ class IStructuredSerializer;
 ///
 /// The name of an enumerator is its text, a language code perhaps with a region, with '_' for '-':
 ///
+///     using namespace kova::dovglobals;
 ///     enumToValue(Language::de_at);  // "de-at"
 ///     valueToLanguage("de-at");      // Language::de_at
 ///

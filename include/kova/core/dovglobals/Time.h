@@ -16,8 +16,8 @@ namespace kova::dovglobals {
 /// An offset from UTC. Its sign is that of `hours`, and `minutes` is 0 to 59; only a negative
 /// offset of less than an hour has `hours` 0 and `minutes` -59 to -1:
 ///
-///     TimeZone{-5, 30}  // "-05:30"
-///     TimeZone{0, -30}  // "-00:30"
+///     const kova::dovglobals::TimeZone west{-5, 30};  // "-05:30"
+///     const kova::dovglobals::TimeZone near{0, -30};  // "-00:30"
 struct KOVA_API TimeZone {
     std::int8_t hours = 0;    ///< -23 to 23
     std::int8_t minutes = 0;  ///< -59 to 59

@@ -15,6 +15,7 @@ class IStructuredSerializer;
 ///
 /// The name of an enumerator is its text, with "_per_" for '/' and '_' for '.':
 ///
+///     using namespace kova::dovglobals;
 ///     enumToValue(ConsumptionUnit::l_per_100km);  // "l/100km"
 ///     valueToSpeedUnit("m/s");                    // SpeedUnit::m_per_s
 ///

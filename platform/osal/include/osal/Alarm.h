@@ -16,8 +16,10 @@ class AlarmTimer;
 /// arm, disarm and destroy its own and other alarms. Any thread may call any operation, but not
 /// while another thread destroys the alarm.
 ///
-///     osal::Alarm alarm(osal::Alarm::DEFAULT_TIMER, onTimeout, &request);
-///     if (alarm.arm(std::chrono::milliseconds(200))) ...
+///     bool late = false;  // set on the timer's thread; to be read after `disarm`
+///     const auto onTimeout = [](void* user) { *static_cast<bool*>(user) = true; };
+///     osal::Alarm alarm(osal::Alarm::DEFAULT_TIMER, onTimeout, &late);
+///     const bool failed = alarm.arm(std::chrono::milliseconds(200));
 class OSAL_API Alarm {
 public:
     /// Times are in whole milliseconds.

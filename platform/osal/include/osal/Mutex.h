@@ -1,5 +1,7 @@
 #pragma once
 
+#include <mutex>
+
 #include "osal/Export.h"
 #include "osal/MutexImpl.h"
 
@@ -9,6 +11,9 @@ namespace osal {
 ///
 /// Works with `std::lock_guard<osal::Mutex>`. Any thread may lock it. Only the thread that locked
 /// it may unlock it.
+///
+///     osal::Mutex mutex;
+///     const std::lock_guard<osal::Mutex> lock(mutex);
 class OSAL_API Mutex {
 public:
     /// Constructs an unlocked mutex. If `recursive` is true, the owning thread may lock it again.

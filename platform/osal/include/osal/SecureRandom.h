@@ -10,6 +10,9 @@ namespace osal {
 /// identifiers.
 ///
 /// It keeps no state between calls and needs no file descriptor. Any thread may use any object.
+///
+///     unsigned char key[16];
+///     const bool failed = osal::SecureRandom(false).read(key, sizeof key);
 class OSAL_API SecureRandom {
 public:
     /// Constructs the source and checks that it can be read. Soon after boot, the kernel's pool may

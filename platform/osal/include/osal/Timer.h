@@ -14,6 +14,10 @@ namespace osal {
 ///
 /// A derived class whose callback uses its members must call `stop` in its destructor. The base
 /// class's destructor also waits for the callback, but only after those members were destroyed.
+///
+///     const auto onExpiry = [](osal::Timer* timer) { timer->stop(); };
+///     osal::Timer timer(onExpiry, false);
+///     const bool failed = timer.start(std::chrono::seconds(5));
 class OSAL_API Timer {
 public:
     /// Times are in whole milliseconds.

@@ -39,6 +39,7 @@ ZEL_API Sink setSink(Sink sink);
 /// memory is allocated. Any thread may trace and set the level at any time.
 ///
 ///     static tracing::Channel channel("KOVA_EXAMPLE", 7, tracing::Channel::SHARED);
+///     const std::string path = "/light";
 ///     channel.trace(2, "[open] path='%s'", path.c_str());
 class ZEL_API Channel {
 public:

@@ -14,6 +14,8 @@ namespace tracing {
 /// and sets their levels by pattern.
 ///
 /// Any thread may call any operation. None calls user code while it holds the registry's lock.
+///
+///     tracing::SharedChannelMap::instance().setLevel("KOVA_*", 2);
 class ZEL_API SharedChannelMap {
 public:
     /// Returns the registry of the process. It is created on first use and never destroyed.

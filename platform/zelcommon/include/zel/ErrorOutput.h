@@ -66,8 +66,9 @@ struct ErrorReport {
 /// for the message, the unformatted text of the catalogue is reported instead. Exceptions of a sink
 /// are discarded.
 ///
-///     zel::ErrorOutput("src/core/datatypes/Path", 64, true)(
-///         kova::errors::Error, kova::errors::RequestFailed, "no such device");
+///     static constexpr zel::ErrorID MESSAGES[] = {{0, "cannot open '%s'", 1}};
+///     static constexpr zel::ErrorType Error("EXAMPLE", MESSAGES);
+///     zel::ErrorOutput("src/example/Device", 64, true)(Error, 0, "/dev/light");
 class ZEL_API ErrorOutput {
 public:
     /// A function that receives the reports.

@@ -13,6 +13,12 @@ namespace zel {
 ///
 /// It is not a log: a new report overwrites the former one. Each thread has its own storage and
 /// cannot see that of another thread, so no operation needs a lock.
+///
+///     zel::ErrorStorage& errors = zel::ErrorStorage::current();
+///     if (errors.hasError()) {
+///         const std::string reason = errors.reason();
+///         errors.acknowledge();
+///     }
 class ZEL_API ErrorStorage {
 public:
     /// Returns the storage of the calling thread. The reference is valid until the thread ends.

@@ -16,6 +16,11 @@ namespace zel {
 ///
 /// Text form: 8-4-4-4-12 hexadecimal digits joined with "-", 36 characters, for example
 /// "123e4567-e89b-12d3-a456-426614174000". Parsing accepts both cases; output is in lower case.
+///
+///     zel::UUID id;
+///     if (!zel::UUID::tryParse(id, "123E4567-E89B-12D3-A456-426614174000")) {
+///         id.toString();  // "123e4567-e89b-12d3-a456-426614174000"
+///     }
 class ZEL_API UUID {
 public:
     /// Length of the text form.

@@ -9,6 +9,11 @@ namespace util {
 /// Reads a block of bytes from front to back.
 ///
 /// One thread at a time. It never reads outside the block.
+///
+///     unsigned char const bytes[] = {1, 2, 3};
+///     util::ByteBufferReader reader(bytes, sizeof bytes, false);
+///     unsigned char first = 0;
+///     const bool failed = reader.read(&first, 1);
 class UTIL_API ByteBufferReader {
 public:
     /// Reads `length` bytes at `bytes`. With `copy` false they are borrowed and must stay alive and

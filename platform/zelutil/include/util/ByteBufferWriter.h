@@ -11,6 +11,10 @@ namespace util {
 ///
 /// Not a stream: what was written stays until the writer is destroyed or truncated. One thread
 /// at a time.
+///
+///     util::ByteBufferWriter writer(256);
+///     const bool failed = writer.append("px", 2);
+///     writer.size();  // 2
 class ByteBufferWriter {
 public:
     /// Makes an empty buffer with room for `initialCapacity` bytes. The room is got on the first

@@ -10,6 +10,10 @@ namespace util {
 /// The SHA-1 digest (FIPS 180-4), for identifiers made from names; not for security.
 ///
 /// One thread at a time.
+///
+///     util::SHA1Engine engine;
+///     engine.update("abc", 3);
+///     const util::SHA1Engine::Digest digest = engine.finish();  // a9 99 3e ...
 class UTIL_API SHA1Engine {
 public:
     /// The 20 bytes of a digest.

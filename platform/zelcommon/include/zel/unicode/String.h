@@ -23,6 +23,9 @@ namespace zel::unicode {
 ///
 /// It is not a byte container: it cannot hold bytes that are not well-formed Unicode. The text is
 /// stored as UTF-8; embedded zeros are ordinary characters. Plain value type. Not synchronized.
+///
+///     const auto text = zel::unicode::String::fromUtf8("caf\xc3\xa9");
+///     text->length();  // 4
 class ZEL_API String {
 public:
     /// Constructs the empty text.

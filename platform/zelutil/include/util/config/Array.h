@@ -4,12 +4,18 @@
 
 #include "util/Export.h"
 #include "util/config/Container.h"
+#include "util/config/Scalars.h"
 
 namespace util::config {
 
 /// A node that holds an ordered list of child nodes. It owns its children.
 ///
 /// Changing operations return false on success and true on failure.
+///
+///     util::config::Array sizes;
+///     sizes.add(new util::config::ValueInt(640));
+///     int size = 0;
+///     const bool failed = sizes[0].get(size);
 class UTIL_API Array : public Container {
 public:
     Array() noexcept : Container(Kind::Array) {}

@@ -4,6 +4,7 @@
 
 #include "util/Export.h"
 #include "util/config/Container.h"
+#include "util/config/Scalars.h"
 
 namespace util::config {
 
@@ -11,6 +12,11 @@ namespace util::config {
 /// its children.
 ///
 /// Changing operations return false on success and true on failure.
+///
+///     util::config::Dictionary size;
+///     size.add("width", new util::config::ValueInt(640));
+///     int width = 0;
+///     const bool failed = size["width"].get(width);
 class UTIL_API Dictionary : public Container {
 public:
     Dictionary() noexcept : Container(Kind::Dictionary) {}

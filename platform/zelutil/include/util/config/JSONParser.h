@@ -21,6 +21,12 @@ namespace util::config {
 /// The nodes of a tree that was read lie in blocks of up to 4 KiB, each of which is freed with its
 /// last node. A node that is taken out of its tree and kept for long keeps its block, too; `clone`
 /// gives one that stands for itself.
+///
+///     util::config::JSONParser parser(false);
+///     util::config::Dictionary* object = nullptr;
+///     util::config::Array* array = nullptr;
+///     const bool failed = parser.parseString("{\"width\": 640}", &object, &array);
+///     const std::unique_ptr<util::config::Dictionary> owner(object);
 class UTIL_API JSONParser {
 public:
     /// With `unicodeStrings` the strings of the tree are unicode strings, without it narrow ones.

@@ -11,6 +11,12 @@ namespace util::serializer {
 /// Every value of the interface can be written. Strings and field names that are not UTF-8 travel
 /// as byte strings; `OptionTag::PlainArrays` writes typed arrays as arrays of elements. One thread
 /// at a time.
+///
+///     util::ByteBufferWriter writer(64);
+///     util::serializer::AXOBinStructuredSerializerBE serializer;
+///     unsigned long size = 0;
+///     const bool failed = serializer.beginSerialize(&writer, nullptr) ||
+///                         serializer.serializeInt32(640) || serializer.endSerialize(size);
 class UTIL_API AXOBinStructuredSerializerBE
     : public SequencedSerializer<AXOBinStructuredSerializerBE> {
 public:

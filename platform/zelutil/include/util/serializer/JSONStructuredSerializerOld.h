@@ -9,6 +9,12 @@ namespace util::serializer {
 ///
 /// It refuses what JSON cannot say: NaN and infinities, and strings and field names that are not
 /// UTF-8. Typed arrays become plain arrays, an empty element becomes null. One thread at a time.
+///
+///     util::ByteBufferWriter writer(64);
+///     util::serializer::JSONStructuredSerializerOld serializer(true);
+///     unsigned long size = 0;
+///     const bool failed = serializer.beginSerialize(&writer, nullptr) ||
+///                         serializer.serializeInt32(640) || serializer.endSerialize(size);
 class UTIL_API JSONStructuredSerializerOld
     : public SequencedSerializer<JSONStructuredSerializerOld> {
 public:

@@ -21,14 +21,16 @@ namespace util::serializer {
 /// called, which virtual functions would not be. Each of them is false on success and true on
 /// failure:
 ///
-///     bool putNull(), putBoolean(bool), putSigned(std::int64_t), putUnsigned(std::uint64_t),
-///          putFloat(float), putDouble(double);      // one scalar
-///     bool putString(std::string_view bytes);       // bytes of any kind
-///     bool putText(std::string_view utf8);          // known to be UTF-8
-///     bool putArrayBegin(), putStructBegin();       // called before `depth()` grows
-///     bool putArrayEnd(bool empty), putStructEnd(bool empty);  // and after it has shrunk
-///     bool putElementBegin(bool first), putEmptyElement(bool first),
-///          putFieldBegin(std::string_view name, bool first);
+///     struct Format {
+///         bool putNull(), putBoolean(bool), putSigned(std::int64_t), putUnsigned(std::uint64_t),
+///             putFloat(float), putDouble(double);   // one scalar
+///         bool putString(std::string_view bytes);   // bytes of any kind
+///         bool putText(std::string_view utf8);      // known to be UTF-8
+///         bool putArrayBegin(), putStructBegin();   // called before `depth()` grows
+///         bool putArrayEnd(bool empty), putStructEnd(bool empty);  // and after it has shrunk
+///         bool putElementBegin(bool first), putEmptyElement(bool first),
+///             putFieldBegin(std::string_view name, bool first);
+///     };
 ///
 /// Its header declares `extern template class SequencedSerializer<Format>`; one source file, behind
 /// its `put` functions, includes SequencedSerializerValues.h and SequencedSerializerLevels.h and

@@ -1,0 +1,6 @@
+#pragma once
+
+/// @code
+/// marked();
+/// @endcode
+void marked();

@@ -1,0 +1,4 @@
+#pragma once
+
+/// Text alone.
+void plain();
