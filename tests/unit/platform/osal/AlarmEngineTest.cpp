@@ -1,4 +1,4 @@
-// The alarm timer under several threads. Alarms without a delay keep its thread busy all the time.
+// Tests of the alarm timer with several threads. Alarms without a delay keep its thread busy.
 
 #include <gtest/gtest.h>
 
@@ -30,11 +30,11 @@ void runOnFourThreads(const Body& body) {
     }
 }
 
-// An alarm that goes on by itself and knows when it must not be called.
-struct RestlessAlarm {
-    explicit RestlessAlarm(AlarmTimer& timer) : alarm(timer, expired, this) {}
+// An alarm that rearms itself, and counts the calls that occur while they are forbidden.
+struct RepeatingAlarm {
+    explicit RepeatingAlarm(AlarmTimer& timer) : alarm(timer, expired, this) {}
     static void expired(void* user) {
-        auto* const self = static_cast<RestlessAlarm*>(user);
+        auto* const self = static_cast<RepeatingAlarm*>(user);
         self->calls.fetch_add(1);
         if (self->forbidden.load()) {
             self->violations.fetch_add(1);
@@ -66,11 +66,11 @@ struct RestlessAlarm {
     Alarm alarm;
 };
 
-TEST(AlarmEngineTest, DisarmedAlarmIsNeverCalledThoughItsCallbackArmsIt) {
+TEST(AlarmEngineTest, DisarmStopsAnAlarmThatItsCallbackKeepsArming) {
     AlarmTimer timer;
     runOnFourThreads([&timer](unsigned int seed) {
         std::minstd_rand random(seed + 1);
-        RestlessAlarm alarm(timer);
+        RepeatingAlarm alarm(timer);
         for (int round = 0; round < 300; ++round) {
             alarm.start();
             if (random() % 4 == 0) {
@@ -87,13 +87,13 @@ TEST(AlarmEngineTest, DisarmedAlarmIsNeverCalledThoughItsCallbackArmsIt) {
     });
 }
 
-TEST(AlarmEngineTest, AlarmsAreDestroyedWhileTheyAreCalled) {
+TEST(AlarmEngineTest, AlarmsCanBeDestroyedWhileTheirCallbacksRun) {
     AlarmTimer timer;
     std::atomic<int> violations{0};
     runOnFourThreads([&](unsigned int seed) {
         std::minstd_rand random(seed + 1);
         for (int round = 0; round < 250; ++round) {
-            RestlessAlarm alarm(timer);
+            RepeatingAlarm alarm(timer);
             alarm.start();
             if (random() % 4 == 0) {
                 alarm.waitForACall();
@@ -104,9 +104,9 @@ TEST(AlarmEngineTest, AlarmsAreDestroyedWhileTheyAreCalled) {
     EXPECT_EQ(violations, 0);
 }
 
-TEST(AlarmEngineTest, OneAlarmIsArmedAndDisarmedByAllThreads) {
+TEST(AlarmEngineTest, SeveralThreadsCanArmAndDisarmOneAlarm) {
     AlarmTimer timer;
-    RestlessAlarm alarm(timer);
+    RepeatingAlarm alarm(timer);
     runOnFourThreads([&alarm](unsigned int seed) {
         std::minstd_rand random(seed + 1);
         alarm.forbidden = false;
@@ -120,7 +120,7 @@ TEST(AlarmEngineTest, OneAlarmIsArmedAndDisarmedByAllThreads) {
     });
     alarm.stop();
     const int calls = alarm.calls;
-    RestlessAlarm other(timer);
+    RepeatingAlarm other(timer);
     other.start();
     other.waitForACall();
     EXPECT_EQ(alarm.calls, calls);
@@ -128,24 +128,24 @@ TEST(AlarmEngineTest, OneAlarmIsArmedAndDisarmedByAllThreads) {
 }
 
 // An alarm that destroys itself in its callback.
-struct BriefAlarm {
-    BriefAlarm(AlarmTimer& timer, std::atomic<int>& count)
+struct SelfDestroyingAlarm {
+    SelfDestroyingAlarm(AlarmTimer& timer, std::atomic<int>& count)
         : calls(count), alarm(timer, expired, this) {}
     static void expired(void* user) {
-        const std::unique_ptr<BriefAlarm> self(static_cast<BriefAlarm*>(user));
+        const std::unique_ptr<SelfDestroyingAlarm> self(static_cast<SelfDestroyingAlarm*>(user));
         self->calls.fetch_add(1);
     }
     std::atomic<int>& calls;
     Alarm alarm;
 };
 
-TEST(AlarmEngineTest, ThreadComesAndGoesWhileAlarmsDestroyThemselves) {
+TEST(AlarmEngineTest, ThreadStopsAndRestartsWhileAlarmsDestroyThemselves) {
     std::atomic<int> calls{0};
     {
         AlarmTimer timer;
         runOnFourThreads([&](unsigned int) {
             for (int round = 0; round < 250; ++round) {
-                auto* const brief = new BriefAlarm(timer, calls);
+                auto* const brief = new SelfDestroyingAlarm(timer, calls);
                 EXPECT_FALSE(brief->alarm.arm(milliseconds(0)));
                 const Alarm other(
                     timer, [](void*) {}, nullptr);
@@ -158,7 +158,7 @@ TEST(AlarmEngineTest, ThreadComesAndGoesWhileAlarmsDestroyThemselves) {
     EXPECT_EQ(calls, 1000);
 }
 
-// A callback that is still running when another thread disarms.
+// An alarm whose callback is still running when another thread disarms it.
 struct SlowAlarm {
     explicit SlowAlarm(AlarmTimer& timer) : alarm(timer, expired, this) {}
     static void expired(void* user) {
@@ -173,11 +173,11 @@ struct SlowAlarm {
     }
     std::promise<void> entered;
     std::promise<void> left;
-    bool done = false;  // not atomic: disarming orders it
+    bool done = false;  // not atomic, because disarm() synchronizes with the callback
     Alarm alarm;
 };
 
-TEST(AlarmEngineTest, DisarmingWaitsForTheCallbackAndVoidsWhatItArms) {
+TEST(AlarmEngineTest, DisarmWaitsForTheCallbackAndCancelsWhatItArmed) {
     AlarmTimer timer;
     SlowAlarm slow(timer);
     ASSERT_FALSE(slow.alarm.arm(milliseconds(0)));
@@ -185,13 +185,13 @@ TEST(AlarmEngineTest, DisarmingWaitsForTheCallbackAndVoidsWhatItArms) {
     slow.left.set_value();
     slow.alarm.disarm();
     EXPECT_TRUE(slow.done);
-    // A second call would enter a second time, which a promise does not take.
-    RestlessAlarm other(timer);
+    // A second call would throw, because a promise can be set only once.
+    RepeatingAlarm other(timer);
     other.start();
     other.waitForACall();
 }
 
-TEST(AlarmEngineTest, DestroyingWaitsForTheCallback) {
+TEST(AlarmEngineTest, DestructorWaitsForTheCallback) {
     AlarmTimer timer;
     const Alarm idle(
         timer, [](void*) {}, nullptr);

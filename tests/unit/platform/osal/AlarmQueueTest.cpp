@@ -1,4 +1,4 @@
-// The queue behind an alarm timer, seen through the timer.
+// Tests of the alarm queue through the public interface of the timer.
 
 #include <gtest/gtest.h>
 
@@ -21,10 +21,10 @@ using osal::Alarm;
 using osal::AlarmTimer;
 using std::chrono::milliseconds;
 
-// Alarms that note their numbers in the order in which they are called.
-class NotingAlarms {
+// Alarms that record their numbers in the order in which they run.
+class RecordingAlarms {
 public:
-    NotingAlarms(AlarmTimer& timer, std::size_t count) {
+    RecordingAlarms(AlarmTimer& timer, std::size_t count) {
         for (std::size_t i = 0; i < count; ++i) {
             numbered_.emplace_back(*this, timer, i);
         }
@@ -34,13 +34,13 @@ public:
 
 private:
     struct Numbered {
-        Numbered(NotingAlarms& o, AlarmTimer& timer, std::size_t n)
+        Numbered(RecordingAlarms& o, AlarmTimer& timer, std::size_t n)
             : owner(o), number(n), alarm(timer, expired, this) {}
         static void expired(void* user) {
             auto* const self = static_cast<Numbered*>(user);
             self->owner.called_.push_back(self->number);
         }
-        NotingAlarms& owner;
+        RecordingAlarms& owner;
         std::size_t number;
         Alarm alarm;
     };
@@ -48,10 +48,10 @@ private:
     std::deque<Numbered> numbered_;
 };
 
-TEST(AlarmQueueTest, AlarmsThatAreDueTogetherAreCalledInTheOrderOfArming) {
+TEST(AlarmQueueTest, AlarmsDueAtTheSameTimeRunInTheOrderOfArming) {
     ManualClock clock;
     AlarmTimer timer(clock);
-    NotingAlarms alarms(timer, 5);
+    RecordingAlarms alarms(timer, 5);
     for (const std::size_t i : {3U, 0U, 4U, 1U, 2U}) {
         ASSERT_FALSE(alarms[i].arm(milliseconds(10)));
     }
@@ -60,11 +60,11 @@ TEST(AlarmQueueTest, AlarmsThatAreDueTogetherAreCalledInTheOrderOfArming) {
     EXPECT_EQ(alarms.take(), (std::vector<std::size_t>{3, 4, 1, 2, 0}));
 }
 
-TEST(AlarmQueueTest, OrderHoldsForAHundredThousandAlarmsArmedReplacedAndDisarmedAtRandom) {
+TEST(AlarmQueueTest, RandomlyArmedReplacedAndDisarmedAlarmsRunInOrder) {
     constexpr std::size_t COUNT = 100000;
     ManualClock clock;
     AlarmTimer timer(clock);
-    NotingAlarms alarms(timer, COUNT);
+    RecordingAlarms alarms(timer, COUNT);
     struct Armed {
         long due;
         std::size_t order;
@@ -72,7 +72,7 @@ TEST(AlarmQueueTest, OrderHoldsForAHundredThousandAlarmsArmedReplacedAndDisarmed
     };
     std::vector<Armed> armed(COUNT);
     std::mt19937 random(4711);
-    // Well ahead, so that the thread sleeps through the arming.
+    // Long delays, so that the timer's thread sleeps while alarms are armed.
     std::uniform_int_distribution<long> delays(1000, 2000);
     std::uniform_int_distribution<std::size_t> numbers(0, COUNT - 1);
     const auto arm = [&](std::size_t number, std::size_t order) {
@@ -105,14 +105,14 @@ TEST(AlarmQueueTest, OrderHoldsForAHundredThousandAlarmsArmedReplacedAndDisarmed
     EXPECT_EQ(alarms.take(), expected);
 }
 
-TEST(AlarmQueueTest, DestroyingAHundredThousandArmedAlarmsLeavesTheOthersArmed) {
+TEST(AlarmQueueTest, DestroyingArmedAlarmsLeavesTheOthersArmed) {
     ManualClock clock;
     AlarmTimer timer(clock);
-    NotingAlarms others(timer, 3);
+    RecordingAlarms others(timer, 3);
     ASSERT_FALSE(others[0].arm(milliseconds(1000)));
     ASSERT_FALSE(others[1].arm(milliseconds(1)));
     {
-        NotingAlarms alarms(timer, 100000);
+        RecordingAlarms alarms(timer, 100000);
         for (std::size_t i = 0; i < 100000; ++i) {
             ASSERT_FALSE(alarms[i].arm(milliseconds(1 + i * 7919 % 1000)));
         }

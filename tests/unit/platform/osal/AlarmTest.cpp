@@ -16,7 +16,7 @@ using osal::Alarm;
 using osal::AlarmTimer;
 using std::chrono::milliseconds;
 
-// An alarm with a function, as the users of the alarm build it.
+// An alarm with a std::function, which is how alarms are typically used.
 struct TestAlarm {
     TestAlarm(AlarmTimer& timer, std::function<void(TestAlarm&)> body)
         : function(std::move(body)), alarm(timer, expired, this) {}
@@ -42,7 +42,7 @@ protected:
     TestAlarm idle{timer, doNothing};
 };
 
-TEST_F(AlarmTest, IsCalledOnceWhenItsDelayIsOver) {
+TEST_F(AlarmTest, RunsOnceAfterItsDelay) {
     TestAlarm alarm(timer, doNothing);
     ASSERT_FALSE(alarm.alarm.arm(milliseconds(10)));
     clock.advance(milliseconds(9));
@@ -53,7 +53,7 @@ TEST_F(AlarmTest, IsCalledOnceWhenItsDelayIsOver) {
     EXPECT_EQ(alarm.calls, 1);
 }
 
-TEST_F(AlarmTest, IsDueAtOnceWithoutADelay) {
+TEST_F(AlarmTest, DelayOfZeroOrLessIsDueAtOnce) {
     for (const milliseconds delay : {milliseconds(0), milliseconds(-1), milliseconds::min()}) {
         TestAlarm alarm(timer, doNothing);
         ASSERT_FALSE(alarm.alarm.arm(delay));
@@ -62,7 +62,7 @@ TEST_F(AlarmTest, IsDueAtOnceWithoutADelay) {
     }
 }
 
-TEST_F(AlarmTest, LongestDelaysAreCutInsteadOfWrappingAround) {
+TEST_F(AlarmTest, DelaysAboveTheMaximumAreReducedToIt) {
     TestAlarm alarm(timer, doNothing);
     ASSERT_FALSE(alarm.alarm.arm(milliseconds::max()));
     clock.advance(Alarm::LONGEST - milliseconds(1));
@@ -71,7 +71,7 @@ TEST_F(AlarmTest, LongestDelaysAreCutInsteadOfWrappingAround) {
     EXPECT_EQ(alarm.calls, 1);
 }
 
-TEST_F(AlarmTest, ArmingAgainReplacesTheExpiryToCome) {
+TEST_F(AlarmTest, ArmingAgainReplacesThePendingExpiry) {
     TestAlarm alarm(timer, doNothing);
     ASSERT_FALSE(alarm.alarm.arm(milliseconds(10)));
     ASSERT_FALSE(alarm.alarm.arm(milliseconds(20)));
@@ -87,7 +87,7 @@ TEST_F(AlarmTest, ArmingAgainReplacesTheExpiryToCome) {
     EXPECT_EQ(alarm.calls, 2);
 }
 
-TEST_F(AlarmTest, DisarmedAlarmIsNotCalled) {
+TEST_F(AlarmTest, DisarmedAlarmDoesNotRun) {
     TestAlarm alarm(timer, doNothing);
     alarm.alarm.disarm();
     ASSERT_FALSE(alarm.alarm.arm(milliseconds(10)));
@@ -97,7 +97,7 @@ TEST_F(AlarmTest, DisarmedAlarmIsNotCalled) {
     EXPECT_EQ(alarm.calls, 0);
 }
 
-TEST_F(AlarmTest, DestroyedAlarmIsNotCalled) {
+TEST_F(AlarmTest, DestroyedAlarmDoesNotRun) {
     int calls = 0;
     {
         TestAlarm alarm(timer, [&calls](TestAlarm&) { ++calls; });
@@ -107,7 +107,7 @@ TEST_F(AlarmTest, DestroyedAlarmIsNotCalled) {
     EXPECT_EQ(calls, 0);
 }
 
-TEST_F(AlarmTest, RearmingInTheCallbackKeepsThePeriodWhateverTheDelay) {
+TEST_F(AlarmTest, RearmingInALateCallbackKeepsThePeriod) {
     TestAlarm alarm(timer,
                     [](TestAlarm& self) { EXPECT_FALSE(self.alarm.rearm(milliseconds(10))); });
     ASSERT_FALSE(alarm.alarm.arm(milliseconds(10)));
@@ -126,7 +126,7 @@ struct LateRow {
     int nextAfter;
 };
 
-TEST_F(AlarmTest, LateCallStandsForAllThatWereMissed) {
+TEST_F(AlarmTest, MissedExpiriesAreSkipped) {
     for (const LateRow& row : {LateRow{0, 10}, LateRow{9, 1}, LateRow{10, 10}, LateRow{11, 9},
                                LateRow{35, 5}, LateRow{1000000009, 1}}) {
         TestAlarm alarm(timer,
@@ -141,7 +141,7 @@ TEST_F(AlarmTest, LateCallStandsForAllThatWereMissed) {
     }
 }
 
-TEST_F(AlarmTest, RearmingElsewhereCountsFromNow) {
+TEST_F(AlarmTest, RearmingOutsideTheCallbackCountsFromNow) {
     TestAlarm alarm(timer, doNothing);
     ASSERT_FALSE(alarm.alarm.rearm(milliseconds(10)));
     clock.advance(milliseconds(15));
@@ -165,7 +165,7 @@ TEST_F(AlarmTest, RearmingAnotherAlarmInACallbackCountsFromNow) {
     EXPECT_EQ(other.calls, 1);
 }
 
-TEST_F(AlarmTest, RearmingWithoutAPeriodFailsAndLeavesTheExpiryToCome) {
+TEST_F(AlarmTest, RearmingWithoutAPeriodFailsAndKeepsThePendingExpiry) {
     TestAlarm alarm(timer, doNothing);
     ASSERT_FALSE(alarm.alarm.arm(milliseconds(10)));
     EXPECT_TRUE(alarm.alarm.rearm(milliseconds(0)));
@@ -174,7 +174,7 @@ TEST_F(AlarmTest, RearmingWithoutAPeriodFailsAndLeavesTheExpiryToCome) {
     EXPECT_EQ(alarm.calls, 1);
 }
 
-TEST_F(AlarmTest, CallbackArmsItsAlarmFromNow) {
+TEST_F(AlarmTest, ArmingInTheCallbackCountsFromNow) {
     TestAlarm alarm(timer, [](TestAlarm& self) { EXPECT_FALSE(self.alarm.arm(milliseconds(10))); });
     ASSERT_FALSE(alarm.alarm.arm(milliseconds(10)));
     clock.advance(milliseconds(15));
@@ -184,7 +184,7 @@ TEST_F(AlarmTest, CallbackArmsItsAlarmFromNow) {
     EXPECT_EQ(alarm.calls, 2);
 }
 
-TEST_F(AlarmTest, CallbackDisarmsItsRearmedAlarm) {
+TEST_F(AlarmTest, CallbackCanDisarmItsRearmedAlarm) {
     TestAlarm alarm(timer, [](TestAlarm& self) {
         EXPECT_FALSE(self.alarm.rearm(milliseconds(10)));
         self.alarm.disarm();
@@ -195,7 +195,7 @@ TEST_F(AlarmTest, CallbackDisarmsItsRearmedAlarm) {
     EXPECT_EQ(alarm.calls, 1);
 }
 
-TEST_F(AlarmTest, CallbackArmsItsAlarmAgainAfterDisarmingIt) {
+TEST_F(AlarmTest, CallbackCanArmItsAlarmAfterDisarmingIt) {
     TestAlarm alarm(timer, [](TestAlarm& self) {
         self.alarm.disarm();
         EXPECT_FALSE(self.alarm.arm(milliseconds(10)));
@@ -206,7 +206,7 @@ TEST_F(AlarmTest, CallbackArmsItsAlarmAgainAfterDisarmingIt) {
     EXPECT_EQ(alarm.calls, 2);
 }
 
-TEST_F(AlarmTest, CallbackDestroysItsRearmedAlarm) {
+TEST_F(AlarmTest, CallbackCanDestroyItsRearmedAlarm) {
     int calls = 0;
     std::unique_ptr<TestAlarm> alarm;
     alarm = std::make_unique<TestAlarm>(timer, [&](TestAlarm& self) {
@@ -221,7 +221,7 @@ TEST_F(AlarmTest, CallbackDestroysItsRearmedAlarm) {
     EXPECT_EQ(alarm, nullptr);
 }
 
-TEST_F(AlarmTest, CallbackDisarmsAndDestroysOthersThatAreDueAsWell) {
+TEST_F(AlarmTest, CallbackCanDisarmAndDestroyOtherDueAlarms) {
     TestAlarm disarmed(timer, doNothing);
     int destroyedCalls = 0;
     auto destroyed = std::make_unique<TestAlarm>(timer, [&](TestAlarm&) { ++destroyedCalls; });
@@ -238,7 +238,7 @@ TEST_F(AlarmTest, CallbackDisarmsAndDestroysOthersThatAreDueAsWell) {
     EXPECT_EQ(destroyedCalls, 0);
 }
 
-TEST_F(AlarmTest, CallbackMakesAnAlarmInThePlaceOfTheDestroyedOne) {
+TEST_F(AlarmTest, CallbackCanReplaceItsAlarm) {
     int calls = 0;
     std::unique_ptr<TestAlarm> alarm;
     const std::function<void(TestAlarm&)> replace = [&](TestAlarm&) {

@@ -27,7 +27,7 @@ TEST(AlarmTimerTest, UnusedTimerHasNoThread) {
     EXPECT_FALSE(clock.isWaitedOn());
 }
 
-TEST(AlarmTimerTest, ThreadLivesFromTheFirstAlarmToTheLast) {
+TEST(AlarmTimerTest, ThreadRunsWhileThereAreAlarms) {
     ManualClock clock;
     AlarmTimer timer(clock);
     for (int round = 0; round < 3; ++round) {
@@ -41,7 +41,7 @@ TEST(AlarmTimerTest, ThreadLivesFromTheFirstAlarmToTheLast) {
     }
 }
 
-TEST(AlarmTimerTest, AllCallbacksRunOnOneThreadOfTheTimer) {
+TEST(AlarmTimerTest, AllCallbacksRunOnTheThreadOfTheTimer) {
     ManualClock clock;
     AlarmTimer timer(clock);
     std::thread::id threads[2];
@@ -70,7 +70,7 @@ struct LastAlarm {
     std::promise<void> done;
 };
 
-TEST(AlarmTimerTest, LastAlarmMayGoInItsCallbackAndAnotherOneStartsTheThreadAgain) {
+TEST(AlarmTimerTest, ThreadRestartsAfterTheLastAlarmWasDestroyedInItsCallback) {
     ManualClock clock;
     AlarmTimer timer(clock);
     for (int round = 0; round < 100; ++round) {
@@ -82,7 +82,7 @@ TEST(AlarmTimerTest, LastAlarmMayGoInItsCallbackAndAnotherOneStartsTheThreadAgai
     clock.settle();
 }
 
-TEST(AlarmTimerTest, TimerMayGoRightAfterTheLastAlarmWentInItsCallback) {
+TEST(AlarmTimerTest, CanBeDestroyedRightAfterTheLastAlarmWasDestroyedInItsCallback) {
     for (int round = 0; round < 100; ++round) {
         ManualClock clock;
         AlarmTimer timer(clock);
@@ -92,7 +92,7 @@ TEST(AlarmTimerTest, TimerMayGoRightAfterTheLastAlarmWentInItsCallback) {
     }
 }
 
-TEST(AlarmTimerTest, SharedTimerCallsWhenTheDelayIsOverInTheTimeOfTheSystem) {
+TEST(AlarmTimerTest, SharedTimerMeasuresDelaysOnTheSteadyClock) {
     std::promise<std::chrono::steady_clock::time_point> called;
     Alarm alarm(
         Alarm::DEFAULT_TIMER,
@@ -106,7 +106,7 @@ TEST(AlarmTimerTest, SharedTimerCallsWhenTheDelayIsOverInTheTimeOfTheSystem) {
     EXPECT_GE(called.get_future().get() - start, milliseconds(1));
 }
 
-TEST(AlarmTimerDeathTest, TimerWithAlarmsIsNotDestroyed) {
+TEST(AlarmTimerDeathTest, DestroyingATimerWithAlarmsAborts) {
     EXPECT_DEATH(
         {
             auto timer = std::make_unique<AlarmTimer>();
@@ -116,7 +116,7 @@ TEST(AlarmTimerDeathTest, TimerWithAlarmsIsNotDestroyed) {
         "");
 }
 
-TEST(AlarmTimerDeathTest, ExceptionOfACallbackEndsTheProcess) {
+TEST(AlarmTimerDeathTest, ExceptionInACallbackTerminatesTheProcess) {
     EXPECT_DEATH(
         {
             Alarm alarm(
@@ -128,7 +128,7 @@ TEST(AlarmTimerDeathTest, ExceptionOfACallbackEndsTheProcess) {
         "from the callback");
 }
 
-TEST(AlarmTimerDeathTest, ProcessEndsWithAlarmsThatAreArmed) {
+TEST(AlarmTimerDeathTest, ProcessCanExitWithArmedAlarms) {
     EXPECT_EXIT(
         {
             static Alarm alarm(
@@ -140,7 +140,7 @@ TEST(AlarmTimerDeathTest, ProcessEndsWithAlarmsThatAreArmed) {
         testing::ExitedWithCode(0), "");
 }
 
-TEST(AlarmTimerDeathTest, ProcessEndsWithAlarmsThatAreNeverDestroyed) {
+TEST(AlarmTimerDeathTest, ProcessCanExitWithLeakedAlarms) {
     EXPECT_EXIT(
         {
             static Alarm* const alarm = new Alarm(
@@ -152,7 +152,7 @@ TEST(AlarmTimerDeathTest, ProcessEndsWithAlarmsThatAreNeverDestroyed) {
         testing::ExitedWithCode(0), "");
 }
 
-TEST(AlarmTimerDeathTest, CallbackEndsTheProcess) {
+TEST(AlarmTimerDeathTest, CallbackCanExitTheProcess) {
     EXPECT_EXIT(
         {
             static Alarm alarm(

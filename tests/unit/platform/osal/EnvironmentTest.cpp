@@ -6,17 +6,17 @@
 
 namespace {
 
-TEST(EnvironmentTest, VariableThatIsSetGivesItsText) {
+TEST(EnvironmentTest, ReturnsTheValueOfAVariable) {
     ASSERT_EQ(setenv("KOVA_TEST_VARIABLE", "a value", 1), 0);
     EXPECT_EQ(osal::Environment::getVariable("KOVA_TEST_VARIABLE"), "a value");
 }
 
-TEST(EnvironmentTest, VariableThatIsNotSetGivesAnEmptyText) {
+TEST(EnvironmentTest, ReturnsAnEmptyTextForAnUnsetVariable) {
     ASSERT_EQ(unsetenv("KOVA_TEST_VARIABLE"), 0);
     EXPECT_EQ(osal::Environment::getVariable("KOVA_TEST_VARIABLE"), "");
 }
 
-TEST(EnvironmentTest, NoNameGivesAnEmptyText) {
+TEST(EnvironmentTest, ReturnsAnEmptyTextForANullName) {
     EXPECT_EQ(osal::Environment::getVariable(nullptr), "");
 }
 

@@ -1,6 +1,7 @@
-// Children of fork(2) and the alarms of the shared timer. In a program of its own: ThreadSanitizer
-// does not let such a child start threads. AddressSanitizer does, but its allocator's locks are not
-// freed in the child: when a test forks, no other thread may be starting, ending or allocating.
+// Tests of the shared timer's alarms in children of fork(2). They are a separate program, because
+// ThreadSanitizer does not let such a child start threads. AddressSanitizer does, but the locks of
+// its allocator are not released in the child. When a test forks, no other thread may therefore be
+// starting, ending or allocating memory.
 
 #include <gtest/gtest.h>
 #include <sys/wait.h>
@@ -21,10 +22,10 @@ using std::chrono::milliseconds;
 
 constexpr int GOOD = 0;
 constexpr int BAD = 1;
-// A child that hangs is ended by the system's own alarm clock.
+// A child that hangs is killed by alarm(2).
 constexpr unsigned int CHILD_SECONDS = 60;
 
-// Runs `body` in a child; its exit status, or -1 when it did not exit by itself.
+// Runs `body` in a child process. Returns its exit status, or -1 if it did not exit normally.
 template <typename Body>
 int inChild(const Body& body) {
     const pid_t child = fork();
@@ -51,7 +52,7 @@ void rearm(void* alarm) {
 
 class ForkTest : public testing::Test {
 protected:
-    // Returns when the timer's thread has come to its work.
+    // Waits until the timer's thread has called a callback.
     void SetUp() override {
         std::promise<void> started;
         Alarm first(Alarm::DEFAULT_TIMER, fulfil, &started);
@@ -60,11 +61,11 @@ protected:
     }
 
 private:
-    // Keeps the thread.
+    // Keeps the thread alive.
     Alarm idle{Alarm::DEFAULT_TIMER, [](void*) {}, nullptr};
 };
 
-TEST_F(ForkTest, ChildDestroysTheAlarmsOfItsParent) {
+TEST_F(ForkTest, ChildCanDestroyTheAlarmsOfItsParent) {
     std::unique_ptr<Alarm> alarm;
     alarm = std::make_unique<Alarm>(Alarm::DEFAULT_TIMER, rearm, &alarm);
     for (int round = 0; round < 20; ++round) {
@@ -94,7 +95,7 @@ TEST_F(ForkTest, AlarmsOfTheParentAreDisarmedInTheChildAndCanBeArmedAgain) {
               GOOD);
 }
 
-TEST_F(ForkTest, AlarmThatIsMadeInTheChildIsCalled) {
+TEST_F(ForkTest, AlarmCreatedInTheChildRuns) {
     const Alarm before(
         Alarm::DEFAULT_TIMER, [](void*) {}, nullptr);
     EXPECT_EQ(inChild([] {
@@ -109,7 +110,7 @@ TEST_F(ForkTest, AlarmThatIsMadeInTheChildIsCalled) {
               GOOD);
 }
 
-TEST_F(ForkTest, ParentKeepsItsAlarms) {
+TEST_F(ForkTest, AlarmsOfTheParentStayArmed) {
     std::promise<void> done;
     Alarm alarm(Alarm::DEFAULT_TIMER, fulfil, &done);
     ASSERT_FALSE(alarm.arm(milliseconds(20)));
@@ -117,7 +118,7 @@ TEST_F(ForkTest, ParentKeepsItsAlarms) {
     done.get_future().wait();
 }
 
-TEST_F(ForkTest, CallbackForks) {
+TEST_F(ForkTest, CallbackCanFork) {
     struct Shared {
         std::unique_ptr<Alarm> alarm;
         std::promise<int> result;
@@ -136,7 +137,7 @@ TEST_F(ForkTest, CallbackForks) {
     EXPECT_EQ(shared.result.get_future().get(), GOOD);
 }
 
-TEST_F(ForkTest, ForkingWhileAlarmsAreArmedLeavesThemUsableInTheChild) {
+TEST_F(ForkTest, ChildCanUseAlarmsThatTheParentWasArmingDuringTheFork) {
     Alarm alarm(
         Alarm::DEFAULT_TIMER, [](void*) {}, nullptr);
     std::atomic<bool> stop{false};

@@ -29,38 +29,38 @@ TEST(MutexTest, OnlyOneThreadHoldsTheLock) {
 TEST(MutexTest, TryLockFailsWhileAnotherThreadHoldsTheLock) {
     osal::Mutex mutex;
     mutex.lock();
-    bool taken = true;
+    bool locked = true;
     std::thread([&] {
-        taken = mutex.try_lock();
-        if (taken) {
+        locked = mutex.try_lock();
+        if (locked) {
             mutex.unlock();
         }
     }).join();
-    EXPECT_FALSE(taken);
+    EXPECT_FALSE(locked);
     mutex.unlock();
     EXPECT_TRUE(mutex.try_lock());
     mutex.unlock();
 }
 
-TEST(MutexTest, RecursiveMutexIsFreeAfterAsManyUnlocksAsLocks) {
+TEST(MutexTest, RecursiveMutexNeedsAsManyUnlocksAsLocks) {
     osal::Mutex mutex(true);
     mutex.lock();
     mutex.lock();
     mutex.unlock();
-    bool taken = true;
+    bool locked = true;
     std::thread([&] {
-        taken = mutex.try_lock();
-        if (taken) {
+        locked = mutex.try_lock();
+        if (locked) {
             mutex.unlock();
         }
     }).join();
-    EXPECT_FALSE(taken);
+    EXPECT_FALSE(locked);
     mutex.unlock();
     EXPECT_TRUE(mutex.try_lock());
     mutex.unlock();
 }
 
-TEST(MutexDeathTest, LockingAgainWithoutRecursionStopsTheProcess) {
+TEST(MutexDeathTest, LockingANonRecursiveMutexTwiceAborts) {
     EXPECT_DEATH(
         {
             osal::Mutex mutex;
@@ -70,7 +70,7 @@ TEST(MutexDeathTest, LockingAgainWithoutRecursionStopsTheProcess) {
         "");
 }
 
-TEST(MutexDeathTest, UnlockingWhatIsNotHeldStopsTheProcess) {
+TEST(MutexDeathTest, UnlockingAnUnlockedMutexAborts) {
     EXPECT_DEATH(
         {
             osal::Mutex mutex;

@@ -11,8 +11,8 @@
 
 namespace {
 
-// What the kernel is made to answer, call by call: a count of bytes, or a negated errno. Empty: as
-// many bytes as asked for.
+// Results of the next calls of getrandom(2): a number of bytes, or a negated errno. Once it is
+// empty, calls return the requested number of bytes.
 std::deque<long> script;
 unsigned int flagsSeen = 0;
 
@@ -24,7 +24,7 @@ protected:
 
 }  // namespace
 
-// Takes the place of the C library's function for the library under test.
+// Replaces the C library's function for the library under test.
 extern "C" __attribute__((visibility("default"))) ssize_t getrandom(void* buffer, size_t length,
                                                                     unsigned int flags) {
     flagsSeen = flags;
@@ -51,14 +51,14 @@ TEST_F(SecureRandomTest, FillsTheWholeBuffer) {
     EXPECT_EQ(bytes.back(), 0x5A);
 }
 
-TEST_F(SecureRandomTest, WaitsForThePoolUnlessToldNotTo) {
-    const osal::SecureRandom waiting(false);
+TEST_F(SecureRandomTest, WaitsForThePoolUnlessNonBlocking) {
+    const osal::SecureRandom blocking(false);
     EXPECT_EQ(flagsSeen, 0U);
-    const osal::SecureRandom hasty(true);
+    const osal::SecureRandom nonBlocking(true);
     EXPECT_EQ(flagsSeen, static_cast<unsigned int>(GRND_NONBLOCK));
 }
 
-TEST_F(SecureRandomTest, InterruptionsAndShortReadsAreCarriedOnFrom) {
+TEST_F(SecureRandomTest, ReadContinuesAfterInterruptionsAndShortReads) {
     const osal::SecureRandom random(false);
     script = {-EINTR, 5, -EINTR, -EINTR, 11};
     EXPECT_FALSE(random.read(bytes.data(), bytes.size()));
@@ -66,31 +66,31 @@ TEST_F(SecureRandomTest, InterruptionsAndShortReadsAreCarriedOnFrom) {
     EXPECT_TRUE(script.empty());
 }
 
-TEST_F(SecureRandomTest, PoolThatIsNotSeededMakesAHastySourceInvalid) {
+TEST_F(SecureRandomTest, NonBlockingSourceIsInvalidWhileThePoolIsNotSeeded) {
     script = {-EAGAIN};
     const osal::SecureRandom random(true);
     EXPECT_FALSE(random.isValid());
     EXPECT_TRUE(random.read(bytes.data(), bytes.size()));
 }
 
-TEST_F(SecureRandomTest, KernelWithoutTheSourceIsNotValid) {
+TEST_F(SecureRandomTest, IsInvalidIfTheKernelHasNoSource) {
     script = {-ENOSYS};
     EXPECT_FALSE(osal::SecureRandom(false).isValid());
 }
 
-TEST_F(SecureRandomTest, ErrorWhileReadingFails) {
+TEST_F(SecureRandomTest, ReadFailsOnAnError) {
     const osal::SecureRandom random(false);
     script = {4, -EFAULT};
     EXPECT_TRUE(random.read(bytes.data(), bytes.size()));
 }
 
-TEST_F(SecureRandomTest, SourceThatDeliversNothingFailsInsteadOfSpinning) {
+TEST_F(SecureRandomTest, ReadFailsIfTheKernelReturnsNoBytes) {
     const osal::SecureRandom random(false);
     script = {0};
     EXPECT_TRUE(random.read(bytes.data(), bytes.size()));
 }
 
-TEST_F(SecureRandomTest, NothingAskedForSucceeds) {
+TEST_F(SecureRandomTest, ReadingZeroBytesSucceeds) {
     const osal::SecureRandom random(false);
     EXPECT_FALSE(random.read(nullptr, 0));
 }

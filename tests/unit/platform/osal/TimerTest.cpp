@@ -15,7 +15,7 @@ using osal::AlarmTimer;
 using osal::Timer;
 using std::chrono::milliseconds;
 
-// What a timer that carries more looks like.
+// A derived timer with additional members.
 class CountingTimer : public Timer {
 public:
     CountingTimer(bool periodic, AlarmTimer& timer) : Timer(expired, periodic, timer) {}
@@ -43,7 +43,7 @@ protected:
     CountingTimer idle{false, alarms};
 };
 
-TEST_F(TimerTest, ExpiresOnceWhenItIsNotPeriodic) {
+TEST_F(TimerTest, OneShotTimerExpiresOnce) {
     CountingTimer timer(false, alarms);
     ASSERT_FALSE(timer.start(milliseconds(10)));
     clock.advance(milliseconds(9));
@@ -54,7 +54,7 @@ TEST_F(TimerTest, ExpiresOnceWhenItIsNotPeriodic) {
     EXPECT_EQ(timer.calls, 1);
 }
 
-TEST_F(TimerTest, ExpiresAgainAndAgainWhenItIsPeriodic) {
+TEST_F(TimerTest, PeriodicTimerExpiresRepeatedly) {
     CountingTimer timer(true, alarms);
     ASSERT_FALSE(timer.start(milliseconds(10)));
     for (int expiry = 1; expiry < 5; ++expiry) {
@@ -65,7 +65,7 @@ TEST_F(TimerTest, ExpiresAgainAndAgainWhenItIsPeriodic) {
     }
 }
 
-TEST_F(TimerTest, StartingAgainReplacesTheExpiryToCome) {
+TEST_F(TimerTest, StartingAgainReplacesThePendingExpiry) {
     CountingTimer timer(true, alarms);
     ASSERT_FALSE(timer.start(milliseconds(10)));
     ASSERT_FALSE(timer.start(milliseconds(15)));
@@ -77,7 +77,7 @@ TEST_F(TimerTest, StartingAgainReplacesTheExpiryToCome) {
     EXPECT_EQ(timer.calls, 2);
 }
 
-TEST_F(TimerTest, IntervalOfNothingFailsAndLeavesARunningTimerRunning) {
+TEST_F(TimerTest, StartingWithoutAnIntervalFailsAndKeepsTheTimerRunning) {
     CountingTimer timer(true, alarms);
     ASSERT_FALSE(timer.start(milliseconds(10)));
     EXPECT_TRUE(timer.start(milliseconds(0)));
@@ -96,7 +96,7 @@ TEST_F(TimerTest, StoppedTimerDoesNotExpire) {
     EXPECT_EQ(timer.calls, 0);
 }
 
-TEST_F(TimerTest, CallbackStopsAPeriodicTimer) {
+TEST_F(TimerTest, CallbackCanStopAPeriodicTimer) {
     CountingTimer timer(true, alarms);
     timer.onExpiry = [](CountingTimer& self) { self.stop(); };
     ASSERT_FALSE(timer.start(milliseconds(10)));
@@ -105,7 +105,7 @@ TEST_F(TimerTest, CallbackStopsAPeriodicTimer) {
     EXPECT_EQ(timer.calls, 1);
 }
 
-TEST_F(TimerTest, CallbackStartsItsTimerFromNow) {
+TEST_F(TimerTest, StartingInTheCallbackCountsFromNow) {
     CountingTimer timer(false, alarms);
     timer.onExpiry = [](CountingTimer& self) { EXPECT_FALSE(self.start(milliseconds(20))); };
     ASSERT_FALSE(timer.start(milliseconds(10)));
@@ -116,7 +116,7 @@ TEST_F(TimerTest, CallbackStartsItsTimerFromNow) {
     EXPECT_EQ(timer.calls, 2);
 }
 
-TEST_F(TimerTest, CallbackDestroysAPeriodicTimer) {
+TEST_F(TimerTest, CallbackCanDestroyAPeriodicTimer) {
     int calls = 0;
     auto timer = std::make_unique<CountingTimer>(true, alarms);
     timer->onExpiry = [&](CountingTimer&) {

@@ -26,7 +26,7 @@ class ChannelTest : public testing::Test {
 protected:
     ~ChannelTest() override { tracing::setSink({}); }
 
-    // Collects texts in place of the default sink.
+    // Installs a sink that collects the texts.
     std::vector<std::string>& collect() {
         tracing::setSink([this](const Message& message) { texts_.emplace_back(message.text); });
         return texts_;
@@ -36,14 +36,14 @@ private:
     std::vector<std::string> texts_;
 };
 
-TEST_F(ChannelTest, HoldsWhatItWasMadeWith) {
+TEST_F(ChannelTest, StoresItsNameLevelAndFlags) {
     const Channel channel("KOVA_CHANNELTEST", 3, 5);
     EXPECT_EQ(channel.name(), "KOVA_CHANNELTEST");
     EXPECT_EQ(channel.level(), 3);
     EXPECT_EQ(channel.flags(), 5U);
 }
 
-TEST_F(ChannelTest, MessageIsWrittenWhenTheLevelOfTheChannelIsAtMostItsOwn) {
+TEST_F(ChannelTest, WritesMessagesAtOrAboveItsLevel) {
     const auto& texts = collect();
     Channel channel("KOVA_CHANNELTEST", Channel::SILENT, 0);
     std::size_t expected = 0;
@@ -60,7 +60,7 @@ TEST_F(ChannelTest, MessageIsWrittenWhenTheLevelOfTheChannelIsAtMostItsOwn) {
     }
 }
 
-TEST_F(ChannelTest, SinkIsToldChannelLevelAndText) {
+TEST_F(ChannelTest, SinkReceivesChannelLevelAndText) {
     std::vector<std::string> seen;
     tracing::setSink([&seen](const Message& message) {
         seen.push_back(std::string(message.channel) + '|' + std::to_string(message.level) + '|' +
@@ -73,7 +73,7 @@ TEST_F(ChannelTest, SinkIsToldChannelLevelAndText) {
                                               "KOVA_CHANNELTEST|4|100 % as it stands: %s %n"}));
 }
 
-TEST_F(ChannelTest, ArgumentsOfEveryScalarTypeArePrinted) {
+TEST_F(ChannelTest, FormatsArgumentsOfEveryScalarType) {
     const auto& texts = collect();
     const Channel channel("KOVA_CHANNELTEST", 0, 0);
     char changeable[] = "text";
@@ -85,7 +85,7 @@ TEST_F(ChannelTest, ArgumentsOfEveryScalarTypeArePrinted) {
                                                "no argument, 100%", "0x1f0"}));
 }
 
-TEST_F(ChannelTest, MessagesOfEveryLengthArriveWhole) {
+TEST_F(ChannelTest, MessagesOfAnyLengthAreComplete) {
     const auto& texts = collect();
     const Channel channel("KOVA_CHANNELTEST", 0, 0);
     static constexpr std::size_t LENGTHS[] = {0, 1, 510, 511, 512, 513, 1023, 1024, 100000};
@@ -104,7 +104,7 @@ TEST_F(ChannelTest, MessagesOfEveryLengthArriveWhole) {
     }
 }
 
-TEST_F(ChannelTest, SilentChannelDoesNotTouchTheArguments) {
+TEST_F(ChannelTest, DisabledMessageDoesNotReadItsArguments) {
     const auto& texts = collect();
     const Channel channel("KOVA_CHANNELTEST", 3, 0);
     char const* const nowhere = reinterpret_cast<char const*>(std::uintptr_t{1});
@@ -114,7 +114,7 @@ TEST_F(ChannelTest, SilentChannelDoesNotTouchTheArguments) {
     EXPECT_TRUE(texts.empty());
 }
 
-TEST_F(ChannelTest, MessageThatIsNotWrittenAllocatesNothing) {
+TEST_F(ChannelTest, DisabledMessageDoesNotAllocate) {
     const Channel channel("KOVA_CHANNELTEST", 3, 0);
     const std::string text(1000, 'x');
     const std::size_t before = allocations();
@@ -125,7 +125,7 @@ TEST_F(ChannelTest, MessageThatIsNotWrittenAllocatesNothing) {
     EXPECT_EQ(allocations(), before);
 }
 
-TEST_F(ChannelTest, ShortMessageIsFormattedWithoutAllocation) {
+TEST_F(ChannelTest, ShortMessageIsFormattedWithoutAllocating) {
     std::size_t inside = 0;
     tracing::setSink([&inside](const Message&) { inside = allocations(); });
     const Channel channel("KOVA_CHANNELTEST", 0, 0);
@@ -135,7 +135,7 @@ TEST_F(ChannelTest, ShortMessageIsFormattedWithoutAllocation) {
     EXPECT_EQ(inside, before);
 }
 
-TEST_F(ChannelTest, WithoutMemoryALongMessageIsCut) {
+TEST_F(ChannelTest, LongMessageIsTruncatedWhenMemoryRunsOut) {
     std::size_t seen = 0;
     tracing::setSink([&seen](const Message& message) { seen = message.text.size(); });
     const Channel channel("KOVA_CHANNELTEST", 0, 0);
@@ -147,7 +147,7 @@ TEST_F(ChannelTest, WithoutMemoryALongMessageIsCut) {
     EXPECT_EQ(seen, 511U);
 }
 
-TEST_F(ChannelTest, WithoutMemoryTheDefaultSinkStaysQuiet) {
+TEST_F(ChannelTest, DefaultSinkWritesNothingWhenMemoryRunsOut) {
     const Channel channel("KOVA_CHANNELTEST", 0, 0);
     testing::internal::CaptureStderr();
     {
@@ -179,14 +179,14 @@ TEST_F(ChannelTest, SetSinkReturnsTheFormerSink) {
     EXPECT_EQ(calls, 1);
 }
 
-TEST_F(ChannelTest, SinkThatThrowsIsNoTroubleOfTheCaller) {
+TEST_F(ChannelTest, ExceptionsOfTheSinkAreDiscarded) {
     tracing::setSink([](const Message&) { throw std::runtime_error("no disk"); });
     const Channel channel("KOVA_CHANNELTEST", 0, 0);
     EXPECT_NO_THROW(channel.traceText(0, "text"));
     EXPECT_NO_THROW(channel.trace(0, "%01000d", 1));
 }
 
-TEST_F(ChannelTest, SinkThatTracesReachesTheDefault) {
+TEST_F(ChannelTest, MessagesFromTheSinkGoToTheDefaultSink) {
     const Channel channel("KOVA_CHANNELTEST", 0, 0);
     int calls = 0;
     tracing::setSink([&](const Message&) {
@@ -200,7 +200,7 @@ TEST_F(ChannelTest, SinkThatTracesReachesTheDefault) {
     EXPECT_EQ(calls, 1);
 }
 
-TEST_F(ChannelTest, SinkMayReplaceItself) {
+TEST_F(ChannelTest, SinkCanReplaceItself) {
     const Channel channel("KOVA_CHANNELTEST", 0, 0);
     tracing::setSink([this](const Message&) { collect(); });
     channel.traceText(0, "first");
@@ -208,7 +208,7 @@ TEST_F(ChannelTest, SinkMayReplaceItself) {
     EXPECT_EQ(collect(), std::vector<std::string>{"second"});
 }
 
-TEST_F(ChannelTest, TracingLeavesErrnoAlone) {
+TEST_F(ChannelTest, TracingPreservesErrno) {
     tracing::setSink([](const Message&) { errno = EIO; });
     const Channel channel("KOVA_CHANNELTEST", 0, 0);
     errno = ENOENT;
@@ -216,7 +216,7 @@ TEST_F(ChannelTest, TracingLeavesErrnoAlone) {
     EXPECT_EQ(errno, ENOENT);
 }
 
-TEST_F(ChannelTest, ChannelThatIsNotSharedKeepsItsLevel) {
+TEST_F(ChannelTest, PatternsDoNotApplyToChannelsThatAreNotShared) {
     const Traces traces("KOVA_CHANNELTEST*", 0);
     const Channel channel("KOVA_CHANNELTEST", 5, ~Channel::SHARED);
     EXPECT_EQ(channel.level(), 5);

@@ -21,9 +21,9 @@ constexpr zel::ErrorType TYPE("Test", TABLE);
 constexpr int THREADS = 4;
 constexpr int REPORTS = 2000;
 
-TEST(ErrorOutputConcurrentTest, EveryReportReachesOneOfTheSinksThatAreReplacedMeanwhile) {
+TEST(ErrorOutputConcurrentTest, EveryReportReachesASinkWhileSinksAreReplaced) {
     std::atomic<int> reached{0};
-    // Each sink has a state of its own that must live as long as any call of it.
+    // Each sink has its own state, which must outlive all calls of the sink.
     const auto makeSink = [&reached] {
         return [&reached, witness = std::make_shared<std::string>(64, 'x')](const ErrorReport& r) {
             EXPECT_EQ(witness->size(), 64U);
@@ -61,8 +61,8 @@ TEST(ErrorOutputConcurrentTest, EveryReportReachesOneOfTheSinksThatAreReplacedMe
     EXPECT_EQ(reached, THREADS * REPORTS);
 }
 
-TEST(ErrorOutputConcurrentTest, SinkIsCalledUnderNoLock) {
-    // A sink that waits for another thread's report: with a lock held this would never end.
+TEST(ErrorOutputConcurrentTest, SinkIsCalledWithoutALock) {
+    // The sink waits for another thread's report, which would deadlock if a lock were held.
     std::atomic<int> calls{0};
     ErrorOutput::setSink([&calls](const ErrorReport&) {
         if (++calls == 1) {

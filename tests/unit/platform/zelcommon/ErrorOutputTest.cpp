@@ -40,7 +40,7 @@ protected:
         ErrorStorage::current().acknowledge();
     }
 
-    // What the default sink writes about one error.
+    // Reports an error and returns the output of the default sink.
     template <typename... Arguments>
     static std::string written(int number, const Arguments&... arguments) {
         testing::internal::CaptureStderr();
@@ -49,7 +49,7 @@ protected:
     }
 };
 
-TEST_F(ErrorOutputTest, SinkIsToldEverything) {
+TEST_F(ErrorOutputTest, SinkReceivesAllFieldsOfTheReport) {
     Reports reports;
     output(TYPE, 1, "engine");
     const auto taken = reports.take();
@@ -61,7 +61,7 @@ TEST_F(ErrorOutputTest, SinkIsToldEverything) {
     EXPECT_EQ(taken[0].line, 42);
 }
 
-TEST_F(ErrorOutputTest, FieldsTakeTheirArguments) {
+TEST_F(ErrorOutputTest, FieldsAreReplacedByTheirArguments) {
     Reports reports;
     char const* const none = nullptr;
     void const* const address = reinterpret_cast<void const*>(0x1F0);
@@ -89,7 +89,7 @@ TEST_F(ErrorOutputTest, FieldsTakeTheirArguments) {
                                                  "100% of it, 5% off, %d, %", "a 0x1f0 b", ""}));
 }
 
-TEST_F(ErrorOutputTest, ArgumentsThatDoNotFitShowOrAreIgnored) {
+TEST_F(ErrorOutputTest, MissingAndMismatchedArgumentsArePrintedAsQuestionMarks) {
     Reports reports;
     void const* const address = reinterpret_cast<void const*>(0x1F0);
     output(TYPE, 1);
@@ -117,7 +117,7 @@ TEST_F(ErrorOutputTest, NumberOutsideTheCatalogueIsReportedAsUnknown) {
     }
 }
 
-TEST_F(ErrorOutputTest, ReportIsKeptOnRequest) {
+TEST_F(ErrorOutputTest, ReportIsStoredOnRequest) {
     Reports reports;
     output(TYPE, 1, "kept");
     ErrorOutput("src/Elsewhere", 7, false)(TYPE, 1, "passing");
@@ -126,7 +126,7 @@ TEST_F(ErrorOutputTest, ReportIsKeptOnRequest) {
     EXPECT_EQ(ErrorStorage::current().line(), 42);
 }
 
-TEST_F(ErrorOutputTest, LatestErrorCanBeAnArgumentOfTheNext) {
+TEST_F(ErrorOutputTest, MessageOfTheLatestErrorCanBeAnArgument) {
     Reports reports;
     output(TYPE, 7, "first");
     output(TYPE, 7, ErrorStorage::current().reason());
@@ -139,13 +139,13 @@ TEST_F(ErrorOutputTest, DefaultSinkWritesOneLine) {
     EXPECT_EQ(written(6), "src/Somewhere:42: Test 6: \n");
 }
 
-TEST_F(ErrorOutputTest, TextFromOutsideCannotForgeALineOfTheDefaultSink) {
+TEST_F(ErrorOutputTest, UntrustedTextCannotForgeALineOfTheDefaultSink) {
     EXPECT_EQ(written(1, std::string("a\nb\r\x1B[2J\0\x7F\tc", 12)),
               "src/Somewhere:42: Test 1: 'a b  [2J   c'\n");
     EXPECT_EQ(written(1, "\xC3\xBC\xFF"), "src/Somewhere:42: Test 1: '\xC3\xBC\xFF'\n");
 }
 
-TEST_F(ErrorOutputTest, DefaultSinkWritesLongMessagesWhole) {
+TEST_F(ErrorOutputTest, DefaultSinkDoesNotTruncateLongMessages) {
     const std::string text(100000, 'x');
     EXPECT_EQ(written(1, text), "src/Somewhere:42: Test 1: '" + text + "'\n");
 }
@@ -165,7 +165,7 @@ TEST_F(ErrorOutputTest, SetSinkReturnsTheFormerSink) {
     EXPECT_FALSE(ErrorOutput::setSink({}));
 }
 
-TEST_F(ErrorOutputTest, SinkThatThrowsLosesNothingButItsOwnWork) {
+TEST_F(ErrorOutputTest, ReportIsStoredEvenIfTheSinkThrows) {
     ErrorOutput::setSink([](const zel::ErrorReport&) { throw std::runtime_error("no disk"); });
     EXPECT_NO_THROW(output(TYPE, 1, "kept"));
     EXPECT_EQ(ErrorStorage::current().reason(), "'kept'");
@@ -174,7 +174,7 @@ TEST_F(ErrorOutputTest, SinkThatThrowsLosesNothingButItsOwnWork) {
     EXPECT_EQ(ErrorStorage::current().reason(), "'again'");
 }
 
-TEST_F(ErrorOutputTest, SinkThatReportsReachesTheDefaultAndDoesNotHideTheCallersError) {
+TEST_F(ErrorOutputTest, ReportsFromTheSinkGoToTheDefaultSinkAndDoNotHideTheCallersError) {
     int calls = 0;
     ErrorOutput::setSink([&calls](const zel::ErrorReport&) {
         ++calls;
@@ -184,7 +184,7 @@ TEST_F(ErrorOutputTest, SinkThatReportsReachesTheDefaultAndDoesNotHideTheCallers
     EXPECT_EQ(calls, 1);
     EXPECT_EQ(ErrorStorage::current().reason(), "'from the caller'");
     EXPECT_NE(written(0), "");
-    EXPECT_EQ(calls, 2) << "the sink is still in place";
+    EXPECT_EQ(calls, 2) << "the sink is no longer installed";
 }
 
 TEST_F(ErrorOutputTest, SinkIsCalledAgainAfterItReportedAndThrew) {
@@ -199,28 +199,28 @@ TEST_F(ErrorOutputTest, SinkIsCalledAgainAfterItReportedAndThrew) {
     EXPECT_EQ(calls, 2);
 }
 
-TEST_F(ErrorOutputTest, SinkMayReplaceItself) {
+TEST_F(ErrorOutputTest, SinkCanReplaceItself) {
     int later = 0;
     const auto witness = std::make_shared<int>(0);
     ErrorOutput::setSink([&later, witness](const zel::ErrorReport&) {
         ErrorOutput::setSink([&later](const zel::ErrorReport&) { ++later; });
-        ++*witness;  // what the sink holds outlives its call
+        ++*witness;  // the replaced sink is not destroyed during its call
     });
     output(TYPE, 0);
     EXPECT_EQ(*witness, 1);
-    EXPECT_EQ(witness.use_count(), 1) << "the replaced sink is destroyed";
+    EXPECT_EQ(witness.use_count(), 1) << "the replaced sink was not destroyed";
     output(TYPE, 0);
     EXPECT_EQ(later, 1);
 }
 
-TEST_F(ErrorOutputTest, ReportLeavesErrnoAlone) {
+TEST_F(ErrorOutputTest, ReportPreservesErrno) {
     ErrorOutput::setSink([](const zel::ErrorReport&) { errno = EIO; });
     errno = ENOENT;
     output(TYPE, 0);
     EXPECT_EQ(errno, ENOENT);
 }
 
-TEST_F(ErrorOutputTest, WithoutMemoryTheTextOfTheCatalogueStandsIn) {
+TEST_F(ErrorOutputTest, UnformattedTextIsReportedWhenMemoryRunsOut) {
     char seen[128] = "";
     ErrorOutput::setSink(
         [&seen](const zel::ErrorReport& report) { report.reason.copy(seen, sizeof(seen) - 1); });

@@ -15,7 +15,7 @@ using zel::ErrorStorage;
 constexpr zel::ErrorID TABLE[] = {{0, "'%s' of a text that does not fit a small string", 1}};
 constexpr zel::ErrorType TYPE("Test", TABLE);
 
-TEST(ErrorStorageConcurrentTest, ThreadSeesNoOtherThreadsError) {
+TEST(ErrorStorageConcurrentTest, ThreadDoesNotSeeErrorsOfOtherThreads) {
     kova::test::Reports reports;
     ErrorOutput("src/Here", 1, true)(TYPE, 0, "here");
     std::thread([] {
@@ -28,7 +28,7 @@ TEST(ErrorStorageConcurrentTest, ThreadSeesNoOtherThreadsError) {
     EXPECT_EQ(reports.take().size(), 2U);
 }
 
-// Reports when its thread destroys it.
+// A thread-local object whose destructor reports an error.
 struct Late {
     ~Late() {
         ErrorOutput("src/Late", 3, true)(TYPE, 0, "late");
@@ -39,10 +39,10 @@ struct Late {
 };
 bool Late::keptLate = true;
 
-TEST(ErrorStorageConcurrentTest, ReportWhileTheThreadEndsReachesTheSinkAndIsNotKept) {
+TEST(ErrorStorageConcurrentTest, ReportAtThreadExitReachesTheSinkAndIsNotStored) {
     kova::test::Reports reports;
     std::thread([] {
-        thread_local Late late;  // made before the storage, so destroyed after it
+        thread_local Late late;  // constructed before the storage, so destroyed after it is closed
         late.touch();
         ErrorOutput("src/Early", 2, true)(TYPE, 0, "early");
         EXPECT_TRUE(ErrorStorage::current().hasError());

@@ -9,7 +9,7 @@ namespace {
 constexpr zel::ErrorID TABLE[] = {{0, "no error", 0}, {1, "no '%s'", 1}, {2, "no %p", 1}};
 constexpr zel::ErrorType TYPE("Test", TABLE);
 
-// Catalogues are constants: no code runs to make one.
+// Catalogues are constant expressions: they need no initialization at run time.
 static_assert(TYPE.size() == 3 && TYPE.find(2) == TABLE + 2 && TYPE.find(3) == nullptr);
 
 TEST(ErrorTypeTest, HoldsItsNameAndItsRows) {

@@ -44,7 +44,7 @@ TEST_F(GlobalErrorHandlerDeathTest, DefaultWritesTheReasonAndAborts) {
                 "^src/Somewhere: somewhere: New call failed, OOM\n");
 }
 
-TEST_F(GlobalErrorHandlerDeathTest, DefaultNeedsNoMemory) {
+TEST_F(GlobalErrorHandlerDeathTest, DefaultDoesNotAllocate) {
     EXPECT_EXIT(
         {
             const kova::test::NoMemory noMemory;
@@ -53,25 +53,25 @@ TEST_F(GlobalErrorHandlerDeathTest, DefaultNeedsNoMemory) {
         testing::KilledBySignal(SIGABRT), "New call failed, OOM");
 }
 
-TEST_F(GlobalErrorHandlerDeathTest, HandlerThatComesBackIsFollowedByTheAbort) {
+TEST_F(GlobalErrorHandlerDeathTest, AbortsWhenTheHandlerReturns) {
     GlobalErrorHandler::setHandler(announce);
-    // An emulator has a last word of its own.
+    // An emulator appends its own message.
     EXPECT_EXIT(abortSomewhere(), testing::KilledBySignal(SIGABRT),
                 "^\\[src/Somewhere\\|somewhere\\|New call failed, OOM\\]\n(qemu: [^\n]*\n)?$");
 }
 
-TEST_F(GlobalErrorHandlerDeathTest, HandlerMayLeaveByItsOwnRoad) {
+TEST_F(GlobalErrorHandlerDeathTest, HandlerCanExitTheProcess) {
     GlobalErrorHandler::setHandler(leave);
     EXPECT_EXIT(abortSomewhere(), testing::ExitedWithCode(7), "");
 }
 
-TEST_F(GlobalErrorHandlerDeathTest, HandlerThatAbortsItselfEndsTheProcess) {
+TEST_F(GlobalErrorHandlerDeathTest, AbortFromTheHandlerCallsTheDefaultHandler) {
     GlobalErrorHandler::setHandler(abortAgain);
     EXPECT_EXIT(abortSomewhere(), testing::KilledBySignal(SIGABRT),
                 "^src/Handler: abortAgain: no disk\n");
 }
 
-TEST_F(GlobalErrorHandlerTest, HandlerMayThrowAndServesAgain) {
+TEST_F(GlobalErrorHandlerTest, HandlerCanThrowAndIsCalledAgainLater) {
     GlobalErrorHandler::setHandler(throwMessage);
     for (int i = 0; i < 2; ++i) {
         try {

@@ -15,7 +15,7 @@ using tracing::SharedChannelMap;
 
 constexpr int ROUNDS = 500;
 
-TEST(SharedChannelMapConcurrentTest, ChannelsAreMappedMadeSetAndTracedAtOnce) {
+TEST(SharedChannelMapConcurrentTest, AllOperationsCanRunConcurrently) {
     auto& channels = SharedChannelMap::instance();
     std::atomic<int> wrong{0};
     std::atomic<int> messages{0};
@@ -51,8 +51,8 @@ TEST(SharedChannelMapConcurrentTest, ChannelsAreMappedMadeSetAndTracedAtOnce) {
     }
     tracing::setSink({});
     EXPECT_EQ(wrong, 0);
-    EXPECT_GE(messages, 4 * ROUNDS) << "those of the channel that is always open";
-    EXPECT_EQ(channels.setLevel("BUSY_*", 7), 0U) << "every reference was given back";
+    EXPECT_GE(messages, 4 * ROUNDS) << "messages of the channel that is always enabled were lost";
+    EXPECT_EQ(channels.setLevel("BUSY_*", 7), 0U) << "a reference was not released";
 }
 
 }  // namespace

@@ -17,12 +17,12 @@ namespace {
 using tracing::Channel;
 using tracing::SharedChannelMap;
 
-// Levels that were set stay with the process, so each test has names of its own.
+// Levels stay set for the life of the process, so each test uses different names.
 SharedChannelMap& channels() {
     return SharedChannelMap::instance();
 }
 
-TEST(SharedChannelMapTest, NameIsSharedUntilItsLastReferenceIsGone) {
+TEST(SharedChannelMapTest, ChannelLivesUntilItsLastReferenceIsReleased) {
     Channel* const first = channels().map("SHARE");
     ASSERT_NE(first, nullptr);
     EXPECT_EQ(first->name(), "SHARE");
@@ -41,7 +41,7 @@ TEST(SharedChannelMapTest, NameIsSharedUntilItsLastReferenceIsGone) {
     EXPECT_EQ(channels().setLevel("SHARE", 1), 0U);
 }
 
-TEST(SharedChannelMapTest, NameThatIsMappedAgainTakesTheLevelThatWasSet) {
+TEST(SharedChannelMapTest, RemappedChannelGetsTheLevelSetForItsName) {
     channels().setLevel("AGAIN", 2);
     EXPECT_EQ(channels().map("AGAIN")->level(), 2);
     channels().unmap("AGAIN");
@@ -49,7 +49,7 @@ TEST(SharedChannelMapTest, NameThatIsMappedAgainTakesTheLevelThatWasSet) {
     channels().unmap("AGAIN");
 }
 
-TEST(SharedChannelMapTest, NameThatIsNotMappedIsLeftAlone) {
+TEST(SharedChannelMapTest, UnmappingANameThatIsNotMappedDoesNothing) {
     channels().unmap("NEVER_MAPPED");
     const Channel own("NOT_OWNED", 3, Channel::SHARED);
     channels().unmap("NOT_OWNED");
@@ -57,7 +57,7 @@ TEST(SharedChannelMapTest, NameThatIsNotMappedIsLeftAlone) {
     EXPECT_EQ(own.level(), 1);
 }
 
-TEST(SharedChannelMapTest, ChannelsOfOneNameStayApart) {
+TEST(SharedChannelMapTest, ChannelsOfTheSameNameAreSeparate) {
     const Channel one("TWICE", 3, Channel::SHARED);
     auto two = std::make_unique<Channel>("TWICE", 4, Channel::SHARED);
     Channel* const mapped = channels().map("TWICE");
@@ -74,7 +74,7 @@ TEST(SharedChannelMapTest, ChannelsOfOneNameStayApart) {
     EXPECT_EQ(channels().setLevel("TWICE", 1), 1U);
 }
 
-TEST(SharedChannelMapTest, LevelReachesChannelsOfBeforeAndAfter) {
+TEST(SharedChannelMapTest, PatternLevelAppliesToExistingAndFutureChannels) {
     const Channel before("WHEN_A", 7, Channel::SHARED);
     EXPECT_EQ(channels().setLevel("WHEN_*", 2), 1U);
     const Channel after("WHEN_B", 7, Channel::SHARED);
@@ -82,7 +82,7 @@ TEST(SharedChannelMapTest, LevelReachesChannelsOfBeforeAndAfter) {
     EXPECT_EQ(after.level(), 2);
 }
 
-TEST(SharedChannelMapTest, LaterPatternWinsOverAnEarlierOne) {
+TEST(SharedChannelMapTest, LaterPatternOverridesAnEarlierOne) {
     channels().setLevel("WINS_*", 1);
     channels().setLevel("WINS_A*", 2);
     EXPECT_EQ(Channel("WINS_AB", 7, Channel::SHARED).level(), 2);
@@ -91,52 +91,57 @@ TEST(SharedChannelMapTest, LaterPatternWinsOverAnEarlierOne) {
     EXPECT_EQ(Channel("WINS_AB", 7, Channel::SHARED).level(), 3);
 }
 
-struct Fit {
+struct PatternRow {
     char const* pattern;
     char const* name;
-    bool fits;
+    bool matches;
 };
 
-std::ostream& operator<<(std::ostream& out, const Fit& fit) {
-    return out << fit.pattern << ' ' << fit.name;
+std::ostream& operator<<(std::ostream& out, const PatternRow& row) {
+    return out << row.pattern << ' ' << row.name;
 }
 
-class SharedChannelMapPatternTest : public testing::TestWithParam<Fit> {};
+class SharedChannelMapPatternTest : public testing::TestWithParam<PatternRow> {};
 
-TEST_P(SharedChannelMapPatternTest, PatternSelectsAsStated) {
+TEST_P(SharedChannelMapPatternTest, MatchesExactlyTheExpectedNames) {
     SCOPED_TRACE(std::string(GetParam().pattern) + " for " + GetParam().name);
     const Channel channel(GetParam().name, 7, Channel::SHARED);
     channels().setLevel(GetParam().pattern, 3);
-    EXPECT_EQ(channel.level() == 3, GetParam().fits);
+    EXPECT_EQ(channel.level() == 3, GetParam().matches);
     channels().setLevel(GetParam().pattern, 7);
 }
 
 INSTANTIATE_TEST_SUITE_P(
     Rows, SharedChannelMapPatternTest,
-    testing::Values(Fit{"abc", "abc", true}, Fit{"abc", "abcd", false}, Fit{"abc", "ab", false},
-                    Fit{"abc", "ABC", false}, Fit{"", "abc", false}, Fit{"", "", true},
-                    Fit{"*", "", true}, Fit{"*", "abc", true}, Fit{"**", "abc", true},
-                    Fit{"a*", "abc", true}, Fit{"a*", "a", true}, Fit{"a*", "ba", false},
-                    Fit{"*c", "abc", true}, Fit{"*c", "acb", false}, Fit{"*c", "ccc", true},
-                    Fit{"a*c", "abc", true}, Fit{"a*c", "ac", true}, Fit{"a*c", "a", false},
-                    Fit{"a*a", "a", false}, Fit{"a*a", "aa", true}, Fit{"*ab*", "aab", true},
-                    Fit{"*ab*ab*", "abab", true}, Fit{"*ab*ab*", "aba", false},
-                    Fit{"*aab", "aaaab", true}, Fit{"a**c", "abbc", true},
-                    Fit{"*a*b*c*", "xaxbxcx", true}, Fit{"*a*b*c*", "xaxcxbx", false},
-                    Fit{"a?c", "abc", false}, Fit{"a?c", "a?c", true}, Fit{"a.c", "abc", false},
-                    Fit{"a*c", "a*c", true}, Fit{"[a]", "a", false}, Fit{"\\*", "\\x", true}),
+    testing::Values(PatternRow{"abc", "abc", true}, PatternRow{"abc", "abcd", false},
+                    PatternRow{"abc", "ab", false}, PatternRow{"abc", "ABC", false},
+                    PatternRow{"", "abc", false}, PatternRow{"", "", true},
+                    PatternRow{"*", "", true}, PatternRow{"*", "abc", true},
+                    PatternRow{"**", "abc", true}, PatternRow{"a*", "abc", true},
+                    PatternRow{"a*", "a", true}, PatternRow{"a*", "ba", false},
+                    PatternRow{"*c", "abc", true}, PatternRow{"*c", "acb", false},
+                    PatternRow{"*c", "ccc", true}, PatternRow{"a*c", "abc", true},
+                    PatternRow{"a*c", "ac", true}, PatternRow{"a*c", "a", false},
+                    PatternRow{"a*a", "a", false}, PatternRow{"a*a", "aa", true},
+                    PatternRow{"*ab*", "aab", true}, PatternRow{"*ab*ab*", "abab", true},
+                    PatternRow{"*ab*ab*", "aba", false}, PatternRow{"*aab", "aaaab", true},
+                    PatternRow{"a**c", "abbc", true}, PatternRow{"*a*b*c*", "xaxbxcx", true},
+                    PatternRow{"*a*b*c*", "xaxcxbx", false}, PatternRow{"a?c", "abc", false},
+                    PatternRow{"a?c", "a?c", true}, PatternRow{"a.c", "abc", false},
+                    PatternRow{"a*c", "a*c", true}, PatternRow{"[a]", "a", false},
+                    PatternRow{"\\*", "\\x", true}),
     [](const auto& info) { return "Row" + std::to_string(info.index); });
 
-// Against the definition written as a recursion, over every pattern and name of a small alphabet.
-bool fitsByDefinition(std::string_view pattern, std::string_view name) {
+// The recursive definition of matching, used as the reference.
+bool matchesByDefinition(std::string_view pattern, std::string_view name) {
     if (pattern.empty()) {
         return name.empty();
     }
-    if (pattern[0] == '*' && fitsByDefinition(pattern.substr(1), name)) {
+    if (pattern[0] == '*' && matchesByDefinition(pattern.substr(1), name)) {
         return true;
     }
     return !name.empty() && (pattern[0] == '*' || pattern[0] == name[0]) &&
-           fitsByDefinition(pattern.substr(pattern[0] == '*' ? 0 : 1), name.substr(1));
+           matchesByDefinition(pattern.substr(pattern[0] == '*' ? 0 : 1), name.substr(1));
 }
 
 std::vector<std::string> words(const std::string& alphabet, std::size_t length) {
@@ -149,7 +154,7 @@ std::vector<std::string> words(const std::string& alphabet, std::size_t length) 
     return all;
 }
 
-TEST(SharedChannelMapTest, PatternsSelectByTheirDefinition) {
+TEST(SharedChannelMapTest, MatchingAgreesWithItsRecursiveDefinition) {
     std::vector<std::unique_ptr<Channel>> all;
     for (const auto& name : words("ab", 5)) {
         all.push_back(std::make_unique<Channel>(name, 7, Channel::SHARED));
@@ -158,14 +163,14 @@ TEST(SharedChannelMapTest, PatternsSelectByTheirDefinition) {
         channels().setLevel("*", 7);
         channels().setLevel(pattern, 3);
         for (const auto& channel : all) {
-            ASSERT_EQ(channel->level() == 3, fitsByDefinition(pattern, channel->name()))
+            ASSERT_EQ(channel->level() == 3, matchesByDefinition(pattern, channel->name()))
                 << pattern << ' ' << channel->name();
         }
     }
     channels().setLevel("*", 7);
 }
 
-TEST(SharedChannelMapTest, ManyStarsDoNotTakeLong) {
+TEST(SharedChannelMapTest, ManyStarsDoNotTakeExponentialTime) {
     const Channel channel(std::string(2000, 'a'), 7, Channel::SHARED);
     std::string pattern;
     for (int i = 0; i < 1000; ++i) {
@@ -191,7 +196,7 @@ std::ostream& operator<<(std::ostream& out, const List& list) {
 
 class SharedChannelMapListTest : public testing::TestWithParam<List> {};
 
-TEST_P(SharedChannelMapListTest, WellFormedPiecesAreApplied) {
+TEST_P(SharedChannelMapListTest, WellFormedItemsAreApplied) {
     const Channel a("LIST_A", 7, Channel::SHARED);
     const Channel b("LIST_B", 7, Channel::SHARED);
     channels().setLevel("LIST_*", 7);
@@ -218,7 +223,7 @@ INSTANTIATE_TEST_SUITE_P(
                     List{"LIST_A=x,LIST_B=3", true, 7, 3}, List{"LIST_A=B=2", false, 7, 7}),
     [](const auto& info) { return "Row" + std::to_string(info.index); });
 
-TEST(SharedChannelMapTest, FailureToMakeAChannelLeavesTheNameUnmapped) {
+TEST(SharedChannelMapTest, FailureToCreateAChannelLeavesTheNameUnmapped) {
     const std::string name = "A_NAME_THAT_DOES_NOT_FIT_A_SMALL_STRING";
     bool failed = true;
     for (std::size_t served = 0; failed; ++served) {
@@ -236,8 +241,7 @@ TEST(SharedChannelMapTest, FailureToMakeAChannelLeavesTheNameUnmapped) {
     }
 }
 
-// The variable is read once in a process, so each row has a process of its own: the child starts
-// this program anew.
+// The variable is read once per process, so each death test starts this program again in a child.
 [[noreturn]] void printLevels() {
     for (char const* const name : {"KOVA_A", "KOVA_B", "OTHER"}) {
         const Channel channel(name, Channel::SILENT, Channel::SHARED);
@@ -251,24 +255,24 @@ protected:
     ~SharedChannelMapDeathTest() override { unsetenv("ZEL_TRACE"); }
 };
 
-TEST_F(SharedChannelMapDeathTest, VariableOpensChannelsAtStartUp) {
+TEST_F(SharedChannelMapDeathTest, VariableSetsLevelsAtStartUp) {
     setenv("ZEL_TRACE", "KOVA_*=2,KOVA_B=3", 1);
     EXPECT_EXIT(printLevels(), testing::ExitedWithCode(0), "^KOVA_A=2\nKOVA_B=3\nOTHER=7\n$");
 }
 
-TEST_F(SharedChannelMapDeathTest, WithoutTheVariableChannelsAreSilent) {
+TEST_F(SharedChannelMapDeathTest, ChannelsAreSilentWithoutTheVariable) {
     unsetenv("ZEL_TRACE");
     EXPECT_EXIT(printLevels(), testing::ExitedWithCode(0), "^KOVA_A=7\nKOVA_B=7\nOTHER=7\n$");
 }
 
-TEST_F(SharedChannelMapDeathTest, MalformedVariableIsToldOnceAndAppliedAsFarAsItGoes) {
+TEST_F(SharedChannelMapDeathTest, MalformedVariableIsReportedOnceAndItsValidItemsAreApplied) {
     setenv("ZEL_TRACE", "KOVA_A=1,KOVA_B", 1);
     EXPECT_EXIT(printLevels(), testing::ExitedWithCode(0),
                 "^[^\n]* TRACING 4: ZEL_TRACE is malformed: [^\n]*\n"
                 "KOVA_A=1\nKOVA_B=7\nOTHER=7\n$");
 }
 
-TEST_F(SharedChannelMapDeathTest, SinkThatIsToldOfAMalformedVariableMayUseTheRegister) {
+TEST_F(SharedChannelMapDeathTest, SinkCanUseTheRegistryWhenTheMalformedVariableIsReported) {
     setenv("ZEL_TRACE", "KOVA_A", 1);
     EXPECT_EXIT(
         {

@@ -12,8 +12,8 @@
 
 namespace {
 
-// What the kernel is made to answer to writes on standard error, call by call: at most so many
-// bytes, or a negated errno. Used up: as many bytes as given.
+// Results of the next calls of write(2) on standard error: a maximum number of bytes, or a negated
+// errno. Once it is empty, calls write all bytes.
 std::deque<long> script;
 bool scripted = false;
 std::string written;
@@ -34,7 +34,7 @@ ssize_t answer(void const* buffer, size_t length) {
 
 }  // namespace
 
-// Takes the place of the C library's function for the library under test.
+// Replaces the C library's function for the library under test.
 extern "C" __attribute__((visibility("default"))) ssize_t write(int file, void const* buffer,
                                                                 size_t length) {
     return scripted && file == STDERR_FILENO ? answer(buffer, length)
@@ -47,8 +47,8 @@ constexpr zel::ErrorID TABLE[] = {{0, "no device", 0}};
 constexpr zel::ErrorType TYPE("Test", TABLE);
 constexpr char LINE[] = "src/Somewhere:1: Test 0: no device\n";
 
-// The line that the default sink of the error output gets out, and whether it asked the kernel as
-// often as the script says.
+// Reports an error and returns the bytes that the default sink writes. Expects as many calls of
+// write(2) as there are results.
 std::string lineWith(std::deque<long> answers) {
     script = std::move(answers);
     written.clear();
@@ -59,21 +59,21 @@ std::string lineWith(std::deque<long> answers) {
     return written;
 }
 
-TEST(StandardErrorTest, LineIsWrittenInOnePiece) {
+TEST(StandardErrorTest, LineIsWrittenWithOneCall) {
     EXPECT_EQ(lineWith({1000}), LINE);
 }
 
-TEST(StandardErrorTest, InterruptionsAndShortWritesAreCarriedOnFrom) {
+TEST(StandardErrorTest, WritingContinuesAfterInterruptionsAndShortWrites) {
     EXPECT_EQ(lineWith({-EINTR, 5, -EINTR, -EINTR, 1, 1000}), LINE);
 }
 
-TEST(StandardErrorTest, LineIsGivenUpWhenNothingTakesIt) {
+TEST(StandardErrorTest, WritingStopsOnAnErrorOrIfNoBytesAreWritten) {
     EXPECT_EQ(lineWith({-EBADF}), "");
     EXPECT_EQ(lineWith({3, -EAGAIN}), "src");
     EXPECT_EQ(lineWith({0}), "");
 }
 
-TEST(StandardErrorTest, FailureLeavesErrnoAlone) {
+TEST(StandardErrorTest, FailurePreservesErrno) {
     errno = 0;
     EXPECT_EQ(lineWith({-EBADF}), "");
     EXPECT_EQ(errno, 0);

@@ -13,8 +13,8 @@ using zel::unicode::String;
 using zel::unicode::utf16ToUtf8;
 using zel::unicode::utf8ToUtf16;
 
-// The definitions of the Unicode encoding forms, written down as directly as they can be and with
-// no thought of speed: the reference for what follows.
+// A reference implementation: the definitions of the Unicode encoding forms, written as directly as
+// possible and without regard to speed.
 namespace reference {
 
 bool isScalar(std::uint32_t c) {
@@ -43,8 +43,8 @@ std::u16string toUtf16(std::uint32_t c) {
             static_cast<char16_t>(0xDC00 + (c - 0x10000) % 0x400)};
 }
 
-// Reads the bits that a sequence of a plausible length would hold, and asks whether the code point
-// they give has exactly this encoding.
+// Decodes UTF-8. For each length it extracts the payload bits and checks that the encoding of the
+// resulting code point is exactly this sequence. Returns whether `bytes` are well-formed.
 bool decode(std::string_view bytes, std::vector<std::uint32_t>& out) {
     for (std::size_t position = 0; position < bytes.size();) {
         bool found = false;
@@ -81,7 +81,7 @@ std::string hex(std::string_view bytes) {
     return out;
 }
 
-// What the library must say about `bytes`, alone and behind as much ASCII as it reads at a time.
+// Compares the result of each function for `bytes` with that of the reference.
 void compareWithReference(std::string_view bytes) {
     std::vector<std::uint32_t> codePoints;
     const bool valid = reference::decode(bytes, codePoints);
@@ -110,7 +110,7 @@ std::string bytesOf(std::initializer_list<int> values) {
     return bytes;
 }
 
-TEST(StringTest, SequencesOfOneAndTwoBytesAreJudgedAsDefined) {
+TEST(StringTest, OneAndTwoByteSequencesAreValidatedLikeTheReference) {
     for (int first = 0; first < 256; ++first) {
         ASSERT_NO_FATAL_FAILURE(compareWithReference(bytesOf({first})));
         for (int second = 0; second < 256; ++second) {
@@ -119,8 +119,8 @@ TEST(StringTest, SequencesOfOneAndTwoBytesAreJudgedAsDefined) {
     }
 }
 
-TEST(StringTest, SequencesOfThreeAndFourBytesAreJudgedAsDefinedAtEveryBoundary) {
-    // Both sides of every place where the rules change.
+TEST(StringTest, ThreeAndFourByteSequencesAreValidatedLikeTheReference) {
+    // The values on both sides of every boundary in the table of well-formed sequences.
     static constexpr int BOUNDARIES[] = {0x00, 0x7F, 0x80, 0x8F, 0x90, 0x9F, 0xA0, 0xBF,
                                          0xC0, 0xC1, 0xC2, 0xDF, 0xE0, 0xE1, 0xEC, 0xED,
                                          0xEE, 0xEF, 0xF0, 0xF1, 0xF3, 0xF4, 0xF5, 0xFF};
@@ -149,7 +149,7 @@ TEST(StringTest, EveryCodePointRoundTripsAndEverySurrogateFails) {
     }
 }
 
-TEST(StringTest, FaultIsFoundAtEveryPlaceOfALongText) {
+TEST(StringTest, InvalidByteIsFoundAtEveryPositionOfALongText) {
     for (std::size_t length = 1; length <= 40; ++length) {
         for (std::size_t fault = 0; fault < length; ++fault) {
             std::string text(length, 'a');
@@ -166,7 +166,7 @@ TEST(StringTest, FaultIsFoundAtEveryPlaceOfALongText) {
     }
 }
 
-TEST(StringTest, SurrogatesStandInPairsOnly) {
+TEST(StringTest, UnpairedSurrogatesAreRejected) {
     static constexpr char16_t UNITS[] = {0,      u'a',   0x7FF,  0x800,  0xD7FF, 0xD800,
                                          0xDBFF, 0xDC00, 0xDFFF, 0xE000, 0xFFFF};
     const auto high = [](char16_t unit) { return unit >= 0xD800 && unit < 0xDC00; };
@@ -197,7 +197,7 @@ TEST(StringTest, SurrogatesStandInPairsOnly) {
     }
 }
 
-TEST(StringTest, EmptyTextIsText) {
+TEST(StringTest, EmptyTextIsValid) {
     EXPECT_TRUE(isUtf8({}));
     EXPECT_EQ(utf8ToUtf16({}), u"");
     EXPECT_EQ(utf16ToUtf8({}), "");
@@ -206,7 +206,7 @@ TEST(StringTest, EmptyTextIsText) {
     EXPECT_EQ(String().length(), 0U);
 }
 
-TEST(StringTest, ZeroIsACharacterLikeAnyOther) {
+TEST(StringTest, ZeroIsAnOrdinaryCharacter) {
     const std::string bytes("a\0b", 3);
     const auto text = String::fromUtf8(bytes);
     ASSERT_TRUE(text);
@@ -216,7 +216,7 @@ TEST(StringTest, ZeroIsACharacterLikeAnyOther) {
     EXPECT_FALSE(text->empty());
 }
 
-TEST(StringTest, BothFormsGiveTheSameText) {
+TEST(StringTest, TextsFromUtf8AndFromUtf16AreEqual) {
     const auto fromUtf8 = String::fromUtf8("Gr\xC3\xBC\xC3\x9F \xE2\x82\xAC \xF0\x9F\x9A\x97");
     const auto fromUtf16 = String::fromUtf16(u"Gr\u00FC\u00DF \u20AC \U0001F697");
     ASSERT_TRUE(fromUtf8 && fromUtf16);
@@ -225,7 +225,7 @@ TEST(StringTest, BothFormsGiveTheSameText) {
     EXPECT_EQ(fromUtf8->toUtf16().size(), 9U);
 }
 
-TEST(StringTest, OrderIsThatOfCodePointsAndNotOfUtf16Units) {
+TEST(StringTest, OrdersByCodePointAndNotByUtf16Unit) {
     const auto below = *String::fromUtf16(u"\uFFFD");
     const auto above = *String::fromUtf16(u"\U00010000");
     EXPECT_LT(below, above);

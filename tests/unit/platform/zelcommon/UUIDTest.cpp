@@ -19,29 +19,29 @@ const zel::UUID::Bytes ONES = [] {
     return bytes;
 }();
 
-TEST(UUIDTest, TextGivesTheBytesInTheirOrder) {
+TEST(UUIDTest, ParsesTheBytesInOrder) {
     zel::UUID uuid;
     ASSERT_FALSE(zel::UUID::tryParse(uuid, TEXT));
     EXPECT_EQ(uuid.bytes(), BYTES);
 }
 
-TEST(UUIDTest, TextIsPrintedInLowerCase) {
+TEST(UUIDTest, PrintsInLowerCase) {
     EXPECT_EQ(zel::UUID(BYTES).toString(), TEXT);
     zel::UUID uuid;
     ASSERT_FALSE(zel::UUID::tryParse(uuid, "ABCDEF01-2345-6789-aBcD-eF0123456789"));
     EXPECT_EQ(uuid.toString(), "abcdef01-2345-6789-abcd-ef0123456789");
 }
 
-TEST(UUIDTest, PrintWritesThirtySixCharactersAndNoMore) {
+TEST(UUIDTest, PrintWritesExactlyThirtySixCharacters) {
     char buffer[zel::UUID::TEXT_LENGTH + 1];
     std::memset(buffer, '!', sizeof(buffer));
     zel::UUID(BYTES).print(buffer);
     EXPECT_EQ(std::string(buffer, sizeof(buffer)), std::string(TEXT) + "!");
 }
 
-// Every byte value at every position of a text: accepted is a hexadecimal digit where a digit
-// stands and a hyphen where a hyphen stands, and nothing else.
-TEST(UUIDTest, OneCharacterDecidesAtEveryPosition) {
+// Tries every byte value at every position: only hexadecimal digits are accepted at the positions
+// of digits, and only hyphens at those of hyphens.
+TEST(UUIDTest, EveryPositionAcceptsOnlyItsCharacters) {
     const std::string digits = "0123456789abcdefABCDEF";
     for (std::size_t position = 0; position < zel::UUID::TEXT_LENGTH; ++position) {
         for (int value = 0; value < 256; ++value) {
@@ -55,7 +55,7 @@ TEST(UUIDTest, OneCharacterDecidesAtEveryPosition) {
             zel::UUID uuid(ONES);
             ASSERT_EQ(zel::UUID::tryParse(uuid, text), !fits);
             if (!fits) {
-                ASSERT_EQ(uuid, zel::UUID(ONES)) << "touched on failure";
+                ASSERT_EQ(uuid, zel::UUID(ONES)) << "changed on failure";
                 continue;
             }
             if (c >= 'A' && c <= 'F') {
@@ -66,7 +66,7 @@ TEST(UUIDTest, OneCharacterDecidesAtEveryPosition) {
     }
 }
 
-TEST(UUIDTest, EveryOtherLengthIsRefused) {
+TEST(UUIDTest, OtherLengthsAreRejected) {
     const std::string text = std::string(TEXT) + "0000";
     for (std::size_t length = 0; length <= text.size(); ++length) {
         zel::UUID uuid(ONES);
@@ -76,7 +76,7 @@ TEST(UUIDTest, EveryOtherLengthIsRefused) {
     }
 }
 
-TEST(UUIDTest, OtherNotationsAreRefused) {
+TEST(UUIDTest, OtherNotationsAreRejected) {
     for (const std::string text : {
              "123e4567e89b12d3a456426614174000",
              "123e4567e89b12d3a4564266141740000000",
@@ -93,7 +93,7 @@ TEST(UUIDTest, OtherNotationsAreRefused) {
     }
 }
 
-TEST(UUIDTest, NilIsAllZeroAndTheDefault) {
+TEST(UUIDTest, DefaultIsNil) {
     EXPECT_TRUE(zel::UUID().isNil());
     EXPECT_EQ(zel::UUID().toString(), "00000000-0000-0000-0000-000000000000");
     zel::UUID::Bytes bytes{};
@@ -101,7 +101,7 @@ TEST(UUIDTest, NilIsAllZeroAndTheDefault) {
     EXPECT_FALSE(zel::UUID(bytes).isNil());
 }
 
-TEST(UUIDTest, VersionAndVariantReplaceTheirBitsAlone) {
+TEST(UUIDTest, VersionAndVariantReplaceOnlyTheirBits) {
     for (int version = 1; version <= 15; ++version) {
         const zel::UUID ones(ONES, version);
         const zel::UUID zeros(zel::UUID::Bytes{}, version);
@@ -118,13 +118,13 @@ TEST(UUIDTest, VersionAndVariantReplaceTheirBitsAlone) {
     }
 }
 
-TEST(UUIDTest, BytesWithoutVersionStayAsGiven) {
+TEST(UUIDTest, BytesWithoutVersionAreStoredVerbatim) {
     EXPECT_EQ(zel::UUID(ONES).bytes(), ONES);
     EXPECT_EQ(zel::UUID(ONES).version(), 15);
     EXPECT_EQ(zel::UUID(BYTES).version(), 1);
 }
 
-TEST(UUIDTest, OrderIsThatOfTheTexts) {
+TEST(UUIDTest, OrderIsTheSameAsThatOfTheTexts) {
     std::vector<zel::UUID> ascending = {zel::UUID()};
     for (std::size_t i = 16; i-- > 0;) {
         for (const int byte : {0x01, 0x7F, 0x80, 0xFF}) {
@@ -142,7 +142,7 @@ TEST(UUIDTest, OrderIsThatOfTheTexts) {
     }
 }
 
-TEST(UUIDTest, ServesAsAKeyOfHashedContainers) {
+TEST(UUIDTest, CanBeAKeyOfHashedContainers) {
     std::unordered_set<zel::UUID> set = {zel::UUID(), zel::UUID(BYTES), zel::UUID(BYTES)};
     EXPECT_EQ(set.size(), 2U);
     EXPECT_EQ(set.count(zel::UUID(BYTES)), 1U);

@@ -6,7 +6,7 @@
 
 namespace {
 
-// One test, in a program of its own, because the identity is set once in a process.
+// The only test of its program, because the identity can be set only once per process.
 TEST(client_helperTest, FirstIdentityIsKeptForTheLifeOfTheProcess) {
     const std::string& id = tracing::client_helper::getClientId();
     EXPECT_EQ(id, "");
@@ -17,7 +17,7 @@ TEST(client_helperTest, FirstIdentityIsKeptForTheLifeOfTheProcess) {
     tracing::client_helper::setClientId("the second client, which comes too late");
     tracing::client_helper::setClientId("");
     EXPECT_EQ(id, "the first client of this process");
-    EXPECT_EQ(id.c_str(), text) << "the text that was handed out is still the same";
+    EXPECT_EQ(id.c_str(), text) << "a text to which a reference was returned has moved";
     EXPECT_EQ(&tracing::client_helper::getClientId(), &id);
 }
 
