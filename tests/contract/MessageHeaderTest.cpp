@@ -1,4 +1,4 @@
-// What Request and Response do alike with their headers.
+// Tests of the headers of messages, which are the same for Request and Response.
 #include <gtest/gtest.h>
 
 #include <memory>
@@ -40,7 +40,7 @@ class MessageHeaderTest : public testing::Test {};
 using Messages = testing::Types<Request, Response>;
 TYPED_TEST_SUITE(MessageHeaderTest, Messages);
 
-TYPED_TEST(MessageHeaderTest, WithoutHeaderEverythingIsUndefined) {
+TYPED_TEST(MessageHeaderTest, MessageWithoutHeaderReturnsUndefined) {
     const TypeParam message = make<TypeParam>();
     EXPECT_TRUE(message.getHeader().isUndefined());
     EXPECT_EQ(&message.getHeader(), &Value::getUndefined());
@@ -48,7 +48,7 @@ TYPED_TEST(MessageHeaderTest, WithoutHeaderEverythingIsUndefined) {
     EXPECT_EQ(&message.getHeaderValue(std::string("key")), &Value::getUndefined());
 }
 
-TYPED_TEST(MessageHeaderTest, EntriesAreAddedAndReplaced) {
+TYPED_TEST(MessageHeaderTest, EntriesCanBeAddedAndReplaced) {
     TypeParam message = make<TypeParam>();
     message.add2header("key", new ValueString("one"));
     message.add2header("other", new ValueInt(7));
@@ -59,7 +59,7 @@ TYPED_TEST(MessageHeaderTest, EntriesAreAddedAndReplaced) {
     EXPECT_EQ(&message.getHeaderValue("missing"), &Value::getUndefined());
 }
 
-TYPED_TEST(MessageHeaderTest, EntryGivenByReferenceIsCopied) {
+TYPED_TEST(MessageHeaderTest, EntryPassedByReferenceIsCopied) {
     TypeParam message = make<TypeParam>();
     Dictionary value;
     value.add("inner", new ValueInt(1));
@@ -70,13 +70,13 @@ TYPED_TEST(MessageHeaderTest, EntryGivenByReferenceIsCopied) {
     EXPECT_TRUE(message.getHeaderValue("flag").isBool());
 }
 
-TYPED_TEST(MessageHeaderTest, NullEntryIsNotWrittenAndMakesNoHeader) {
+TYPED_TEST(MessageHeaderTest, NullEntryIsIgnored) {
     TypeParam message = make<TypeParam>();
     message.add2header("key", static_cast<Value*>(nullptr));
     EXPECT_TRUE(message.getHeader().isUndefined());
 }
 
-TYPED_TEST(MessageHeaderTest, CopiesShareAHeaderThatWasThere) {
+TYPED_TEST(MessageHeaderTest, CopiesShareAnExistingHeader) {
     TypeParam source = make<TypeParam>();
     source.add2header("first", new ValueInt(1));
     TypeParam copy = source;
@@ -85,7 +85,7 @@ TYPED_TEST(MessageHeaderTest, CopiesShareAHeaderThatWasThere) {
     EXPECT_EQ(&source.getHeader(), &copy.getHeader());
 }
 
-TYPED_TEST(MessageHeaderTest, CopyOfAMessageWithoutHeaderMakesItsOwn) {
+TYPED_TEST(MessageHeaderTest, CopyOfAMessageWithoutHeaderCreatesItsOwn) {
     TypeParam source = make<TypeParam>();
     TypeParam copy = make<TypeParam>();
     copy = source;
@@ -94,7 +94,7 @@ TYPED_TEST(MessageHeaderTest, CopyOfAMessageWithoutHeaderMakesItsOwn) {
     EXPECT_TRUE(copy.getHeader().isDictionary());
 }
 
-TYPED_TEST(MessageHeaderTest, MovingTakesTheHeaderAndSelfAssignmentKeepsIt) {
+TYPED_TEST(MessageHeaderTest, MoveTransfersTheHeaderAndSelfAssignmentKeepsIt) {
     TypeParam source = make<TypeParam>();
     source.add2header("key", new ValueInt(1));
     TypeParam& alias = source;

@@ -11,8 +11,8 @@
 #include "util/serializer/IStructuredPullDeserializer.h"
 #include "util/serializer/IStructuredSerializer.h"
 
-// The same data, read from a value tree, from JSON and from the binary format, gives the same
-// values through the same calls.
+// The same calls return the same values whether the data are read from a value tree, from JSON or
+// from the binary format.
 
 namespace {
 
@@ -34,7 +34,7 @@ bool serializeRoot(util::serializer::IStructuredSerializer& serializer, Value& r
     return serialize(serializer, root);
 }
 
-/// Data of a value tree as a payload of the mime type, and its reader.
+/// A payload of the given mime type with the data of a value tree, and its deserializer.
 template <kova::mimetypes::MimeTypeID MIME_TYPE>
 class Payload {
 public:
@@ -57,7 +57,7 @@ private:
     std::unique_ptr<IStructuredPullDeserializer> reader_;
 };
 
-/// The tree itself and its reader.
+/// A deserializer that reads a value tree directly.
 class Generic {
 public:
     explicit Generic(Value& tree) : reader_(Factory::createGenericDataDeserializer(tree)) {
@@ -122,7 +122,7 @@ TYPED_TEST(PullDeserializer, ReadsScalars) {
     EXPECT_FALSE(this->read("null").getNull());
 }
 
-TYPED_TEST(PullDeserializer, RefusesWhatIsOfAnotherKindAndLeavesTheOutput) {
+TYPED_TEST(PullDeserializer, RejectsValuesOfAnotherKindAndLeavesTheOutputUnchanged) {
     int integer = 5;
     EXPECT_TRUE(deserialize(this->read("\"1\""), integer));
     EXPECT_TRUE(deserialize(this->read("4294967296"), integer));
@@ -137,7 +137,7 @@ TYPED_TEST(PullDeserializer, RefusesWhatIsOfAnotherKindAndLeavesTheOutput) {
     EXPECT_TRUE(this->read("false").getNull());
 }
 
-TYPED_TEST(PullDeserializer, WalksStructsAndArrays) {
+TYPED_TEST(PullDeserializer, ReadsStructsAndArrays) {
     auto& reader =
         this->read(R"({"list": [1, 2, 3], "name": "x", "skipped": {"a": [{}]}, "z": 9})");
     std::string name;
@@ -181,7 +181,7 @@ constexpr char const* TREES[] = {
     R"({"a": {"a": {"a": {"b": 1}, "c": 2}, "d": 3}, "e": 4})",
 };
 
-TYPED_TEST(PullDeserializer, ReadsATreeBackAsItWas) {
+TYPED_TEST(PullDeserializer, RoundTripsATree) {
     for (char const* json : TREES) {
         util::config::Dictionary copy;
         auto& reader = this->read(json);
@@ -197,7 +197,7 @@ TYPED_TEST(PullDeserializer, ReadsATreeBackAsItWas) {
     }
 }
 
-TYPED_TEST(PullDeserializer, ReadsATreeThatStandsInAField) {
+TYPED_TEST(PullDeserializer, ReadsATreeInAField) {
     auto& reader = this->read(R"({"a": {"x": [1]}, "b": [{"y": 2}], "c": 3})");
     std::string name;
     util::config::Dictionary dictionary;
@@ -217,7 +217,7 @@ TYPED_TEST(PullDeserializer, ReadsATreeThatStandsInAField) {
     EXPECT_EQ(value, 3);
 }
 
-TYPED_TEST(PullDeserializer, DoesNotReadAStructAsAnArrayNorTheReverse) {
+TYPED_TEST(PullDeserializer, DoesNotReadAStructAsAnArrayOrViceVersa) {
     util::config::Dictionary dictionary;
     util::config::Array array;
     EXPECT_TRUE(deserialize(this->read("[1]"), dictionary));

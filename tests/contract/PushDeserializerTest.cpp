@@ -1,4 +1,4 @@
-// What both push deserializers owe to the serializer that they write to.
+// Tests of the contract between both push deserializers and the serializer that they write to.
 #include <gtest/gtest.h>
 
 #include <string>
@@ -79,17 +79,17 @@ struct Names {
 using Formats = testing::Types<Binary, Json>;
 TYPED_TEST_SUITE(PushDeserializerTest, Formats, Names);
 
-TYPED_TEST(PushDeserializerTest, EveryCallThatTheTargetRefusesIsTheLastAndFailsTheWhole) {
-    RecordingSerializer taking;
-    ASSERT_FALSE(this->fails(taking));
-    const std::vector<std::string>& calls = taking.calls();
+TYPED_TEST(PushDeserializerTest, FailsAndStopsAtTheFirstCallThatTheSerializerFails) {
+    RecordingSerializer accepting;
+    ASSERT_FALSE(this->fails(accepting));
+    const std::vector<std::string>& calls = accepting.calls();
     ASSERT_GT(calls.size(), 30U);
 
-    for (std::size_t refused = 0; refused < calls.size(); ++refused) {
-        RecordingSerializer target(refused);
-        EXPECT_TRUE(this->fails(target)) << "call " << refused << ": " << calls[refused];
+    for (std::size_t failing = 0; failing < calls.size(); ++failing) {
+        RecordingSerializer target(failing);
+        EXPECT_TRUE(this->fails(target)) << "call " << failing << ": " << calls[failing];
         EXPECT_EQ(target.calls(),
-                  std::vector<std::string>(calls.begin(), calls.begin() + refused + 1));
+                  std::vector<std::string>(calls.begin(), calls.begin() + failing + 1));
     }
 }
 

@@ -1,5 +1,5 @@
-// The virtual operations of an interface stand in a fixed order: a platform or an application that
-// was compiled before calls them by their place. A row that moves here breaks such programs.
+// Tests of the order of virtual functions. It is part of the binary interface: programs that were
+// compiled earlier call virtual functions by their slots. Moving a row here breaks such programs.
 #include <gtest/gtest.h>
 
 #include <cstddef>
@@ -26,12 +26,13 @@ using Source = util::serializer::IStructuredPushDeserializer;
 using Writer = util::serializer::IStructuredSerializer;
 
 constexpr int NOT_VIRTUAL = -1;
-/// The complete and the deleting destructor come first in every interface.
+/// The first two slots of every interface: the complete and the deleting destructor.
 constexpr int DESTRUCTORS = 2;
 
-/// The place of a function in the virtual table. A pointer to a member function is two words in the
-/// Itanium C++ ABI: an offset into the table, marked in its lowest bit where functions have even
-/// addresses, and on Arm in the lowest bit of the second word.
+/// Returns the slot of a function in the virtual table, or `NOT_VIRTUAL`. In the Itanium C++ ABI a
+/// pointer to a member function has two words. For a virtual function, the first one is its offset
+/// in the table. The lowest bit of the first word marks virtual functions; on Arm, where functions
+/// may have odd addresses, it is the lowest bit of the second word.
 template <class Member>
 int slotOfMember(Member member) {
     struct Words {
@@ -61,7 +62,7 @@ int slotOf(Result (Class::*member)(Arguments...) const) {
     return slotOfMember(member);
 }
 
-/// The number of slots: the place that the next virtual function gets.
+/// Returns the number of slots of an interface: the slot of the next virtual function.
 template <class Interface>
 int slotCount() {
     struct Next : Interface {
@@ -75,7 +76,8 @@ struct Row {
     int slot;
 };
 
-/// The rows are all virtual operations behind the destructors, in their order.
+/// Expects that the rows are all virtual functions of the interface after the destructors, in the
+/// order of their slots.
 template <class Interface>
 void expectOrder(std::initializer_list<Row> rows) {
     int expected = DESTRUCTORS;
@@ -85,21 +87,21 @@ void expectOrder(std::initializer_list<Row> rows) {
     EXPECT_EQ(slotCount<Interface>(), expected);
 }
 
-TEST(VirtualOrderTest, AServiceActsThenCancels) {
+TEST(VirtualOrderTest, OrderOfKovaApi) {
     expectOrder<kova::IKovaApi>({
         {"actionRequest", slotOf(&kova::IKovaApi::actionRequest)},
         {"cancelRequest", slotOf(&kova::IKovaApi::cancelRequest)},
     });
 }
 
-TEST(VirtualOrderTest, AResourceHandlerActsThenCancels) {
+TEST(VirtualOrderTest, OrderOfResourceHandler) {
     expectOrder<kova::IResourceHandler>({
         {"actionRequest", slotOf(&kova::IResourceHandler::actionRequest)},
         {"cancelRequest", slotOf(&kova::IResourceHandler::cancelRequest)},
     });
 }
 
-TEST(VirtualOrderTest, AResponseHandlerTakesValuesThenErrorThenCompletion) {
+TEST(VirtualOrderTest, OrderOfResponseHandler) {
     expectOrder<Handler>({
         {"onNext", slotOf(&Handler::onNext)},
         {"onError", slotOf(&Handler::onError)},
@@ -107,7 +109,7 @@ TEST(VirtualOrderTest, AResponseHandlerTakesValuesThenErrorThenCompletion) {
     });
 }
 
-TEST(VirtualOrderTest, AComposedServiceAddsItsShutdownAtTheEnd) {
+TEST(VirtualOrderTest, ComposedServiceAddsShutdownAtTheEnd) {
     using Service = kova::StaticComposedKovaService;
     expectOrder<Service>({
         {"actionRequest", slotOf(&Service::actionRequest)},
@@ -116,14 +118,14 @@ TEST(VirtualOrderTest, AComposedServiceAddsItsShutdownAtTheEnd) {
     });
 }
 
-TEST(VirtualOrderTest, WhatAComposedServiceForwardsToAddsNothing) {
+TEST(VirtualOrderTest, ImplementationOfAComposedServiceAddsNoVirtualFunctions) {
     using Implementation = kova::StaticComposedKovaServiceImpl;
     EXPECT_EQ(slotOf(&Implementation::shutdown), NOT_VIRTUAL);
     EXPECT_EQ(slotCount<Implementation>(), slotCount<kova::IKovaApi>());
     EXPECT_EQ(slotCount<Implementation::RootHandler>(), slotCount<kova::IResourceHandler>());
 }
 
-TEST(VirtualOrderTest, AStructuredSerializer) {
+TEST(VirtualOrderTest, OrderOfStructuredSerializer) {
     expectOrder<Writer>({
         {"beginSerialize", slotOf(&Writer::beginSerialize)},
         {"endSerialize", slotOf(&Writer::endSerialize)},
@@ -193,7 +195,7 @@ TEST(VirtualOrderTest, AStructuredSerializer) {
     });
 }
 
-TEST(VirtualOrderTest, AStructuredPullDeserializer) {
+TEST(VirtualOrderTest, OrderOfStructuredPullDeserializer) {
     expectOrder<Reader>({
         {"beginDeserialize", slotOf(&Reader::beginDeserialize)},
         {"endDeserialize", slotOf(&Reader::endDeserialize)},
@@ -254,12 +256,12 @@ TEST(VirtualOrderTest, AStructuredPullDeserializer) {
     });
 }
 
-TEST(VirtualOrderTest, APullDeserializerOverAPushDeserializerAddsNothing) {
+TEST(VirtualOrderTest, PullDeserializerOverAPushDeserializerAddsNoVirtualFunctions) {
     EXPECT_EQ(slotCount<util::serializer::PullFromPushDeserializer>(), slotCount<Reader>());
     EXPECT_EQ(slotCount<kova::serializer::OwningPullFromPushDeserializer>(), slotCount<Reader>());
 }
 
-TEST(VirtualOrderTest, AStructuredPushDeserializer) {
+TEST(VirtualOrderTest, OrderOfStructuredPushDeserializer) {
     expectOrder<Source>({
         {"beginDeserialize", slotOf(&Source::beginDeserialize)},
         {"deserialize", slotOf(&Source::deserialize)},
@@ -268,7 +270,7 @@ TEST(VirtualOrderTest, AStructuredPushDeserializer) {
     });
 }
 
-TEST(VirtualOrderTest, AClock) {
+TEST(VirtualOrderTest, OrderOfClock) {
     expectOrder<osal::Clock>({
         {"now", slotOf(&osal::Clock::now)},
         {"waitUntil", slotOf(&osal::Clock::waitUntil)},
@@ -276,7 +278,7 @@ TEST(VirtualOrderTest, AClock) {
     });
 }
 
-TEST(VirtualOrderTest, ATimerHasNothingVirtualButItsDestructor) {
+TEST(VirtualOrderTest, OnlyTheDestructorOfATimerIsVirtual) {
     EXPECT_EQ(slotCount<osal::Timer>(), DESTRUCTORS);
 }
 

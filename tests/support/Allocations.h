@@ -4,11 +4,11 @@
 
 namespace kova::test {
 
-/// How often the calling thread asked `operator new` for memory so far. For programs that list
-/// `support/Allocations.cpp` among their sources, which replaces all forms of `operator new`.
+/// Returns the number of calls of `operator new` on the calling thread so far. A program that calls
+/// it must list `support/Allocations.cpp` as a source, which replaces all forms of `operator new`.
 std::size_t allocations() noexcept;
 
-/// While it lives, `operator new` fails on the calling thread, once it has served `served` times.
+/// A guard that makes `operator new` fail on the calling thread, after `served` successful calls.
 class NoMemory {
 public:
     explicit NoMemory(std::size_t served = 0) noexcept;

@@ -12,11 +12,12 @@
 #include <string>
 #include <vector>
 
-/// The documents of the tree and what is quoted in them. The test program that uses it defines
-/// KOVA_SOURCE_DIR, KOVA_BINARY_DIR and KOVA_EMULATOR, which may be empty.
+/// Access to the documents of the source tree and to the commands and outputs that they quote. A
+/// test program that includes this header must define KOVA_SOURCE_DIR, KOVA_BINARY_DIR and
+/// KOVA_EMULATOR (which may be empty).
 namespace kova::test {
 
-/// The text of a file, named from the top of the tree.
+/// Returns the contents of a file. Its path is relative to the top of the source tree.
 inline std::string read(const std::string& file) {
     std::ifstream in(std::string(KOVA_SOURCE_DIR "/") + file);
     EXPECT_TRUE(in) << file;
@@ -25,7 +26,8 @@ inline std::string read(const std::string& file) {
     return text.str();
 }
 
-/// The files with the ending below a folder of the tree, named from its top, in their order.
+/// Returns the sorted paths of the files with the extension `ending` below a folder. All paths are
+/// relative to the top of the source tree.
 inline std::vector<std::string> filesBelow(const std::string& folder, const std::string& ending) {
     std::vector<std::string> files;
     const std::filesystem::path root(KOVA_SOURCE_DIR);
@@ -38,30 +40,29 @@ inline std::vector<std::string> filesBelow(const std::string& folder, const std:
     return files;
 }
 
-/// The documents: those at the top of the tree and those below docs.
+/// Returns the paths of the documents, at the top of the source tree and below docs.
 inline std::vector<std::string> documents() {
     std::vector<std::string> files = filesBelow("docs", ".md");
     files.insert(files.end(), {"README.md", "CONTRIBUTING.md"});
     return files;
 }
 
-/// The path or command with the folder of the build under test in place of "build/release", where
-/// documents have their programs.
+/// Replaces "build/release", the build folder that documents use, by the build folder under test.
 inline std::string inBuild(const std::string& text) {
     return std::regex_replace(text, std::regex("build/release\\b"), KOVA_BINARY_DIR);
 }
 
-/// The text with fixed words in place of the times, threads and addresses of trace lines.
+/// Replaces times, thread numbers and addresses in trace lines by fixed words.
 inline std::string normalized(const std::string& text) {
     static const std::regex stamp(R"(\d{4}-\d\d-\d\dT\d\d:\d\d:\d\d\.\d{6}Z \d+ )");
     static const std::regex address("0x[0-9a-f]+");
     return std::regex_replace(std::regex_replace(text, stamp, "TIME THREAD "), address, "ADDRESS");
 }
 
-/// What a command of a document prints on its standard output, started at the top of the tree; that
-/// it fails fails the test.
+/// Runs a command of a document at the top of the source tree and returns its standard output. The
+/// test fails if the command fails.
 inline std::string outputOf(const std::string& command) {
-    // A word of its own is the program; what follows a "=" is a folder of the build.
+    // Matches a program of the build at the beginning of a word, but not a path behind a "=".
     static const std::regex program("(^| )build/release/");
     const std::string started =
         std::regex_replace(command, program, "$1" KOVA_EMULATOR " build/release/");
@@ -82,9 +83,10 @@ inline std::string outputOf(const std::string& command) {
 struct Block {
     std::string language;
     std::string text;
-    std::size_t line = 0;  ///< of its opening fence
+    std::size_t line = 0;  ///< line number of the opening fence
 };
 
+/// Returns the fenced blocks of a document. The test fails if one is not closed.
 inline std::vector<Block> blocksOf(const std::string& document) {
     std::vector<Block> blocks;
     std::istringstream lines(document);
@@ -104,7 +106,7 @@ inline std::vector<Block> blocksOf(const std::string& document) {
     return blocks;
 }
 
-/// A document without its fenced blocks.
+/// Returns a document without its fenced blocks.
 inline std::string proseOf(const std::string& document) {
     std::string prose;
     std::istringstream lines(document);
@@ -119,7 +121,8 @@ inline std::string proseOf(const std::string& document) {
     return prose;
 }
 
-/// The command lines of a block, without comments; a line that ends in "\" goes on in the next.
+/// Returns the commands of a block, without comments. Joins a line that ends in "\" with the next
+/// one, and splits lines at "&&".
 inline std::vector<std::string> commandsOf(const Block& block) {
     std::vector<std::string> commands;
     std::string joined = std::regex_replace(block.text, std::regex("\\\\\n *"), "");
@@ -134,7 +137,8 @@ inline std::vector<std::string> commandsOf(const Block& block) {
     return commands;
 }
 
-/// What the programs of the build print that a document starts, a text each.
+/// Runs all programs of the build that are started in the blocks of a document, and returns their
+/// outputs.
 inline std::vector<std::string> outputsOf(const std::vector<Block>& blocks) {
     std::vector<std::string> outputs;
     for (const Block& block : blocks) {
@@ -148,7 +152,8 @@ inline std::vector<std::string> outputsOf(const std::vector<Block>& blocks) {
     return outputs;
 }
 
-/// The first fenced block of the language behind the heading.
+/// Returns the text of the first fenced block of the given language after the heading. The test
+/// fails if there is none.
 inline std::string blockOf(const std::string& document, const std::string& heading,
                            const std::string& language) {
     const std::size_t start = document.find(heading);
@@ -161,12 +166,12 @@ inline std::string blockOf(const std::string& document, const std::string& headi
             return block.text;
         }
     }
-    ADD_FAILURE() << "no block behind " << heading;
+    ADD_FAILURE() << "no block after " << heading;
     return {};
 }
 
-/// The cells of the rows of all tables behind the heading, up to the next heading, without the rows
-/// that stand above the lines of dashes. A "|" that belongs to a cell is written "\|".
+/// Returns the rows of all tables between the heading and the next one, as lists of cells. Header
+/// rows are omitted. A "|" inside a cell must be written as "\|".
 inline std::vector<std::vector<std::string>> rowsOf(const std::string& document,
                                                     const std::string& heading) {
     std::vector<std::vector<std::string>> rows;

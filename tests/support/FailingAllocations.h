@@ -2,9 +2,10 @@
 
 namespace kova::test {
 
-/// While it lives, memory runs out on this thread: the first `successes` allocations through any
-/// form of `operator new` succeed, then one fails or all later ones do. One at a time. A test
-/// program that uses it lists `support/FailingAllocations.cpp`, which replaces the operators.
+/// A guard that simulates running out of memory on the calling thread. The first `successes`
+/// allocations through any form of `operator new` succeed; then either one allocation or all of
+/// them fail. Only one guard may exist per thread. A program that uses it must list
+/// `support/FailingAllocations.cpp` as a source, which replaces the operators.
 class FailingAllocations {
 public:
     enum class Mode { FromThenOn, Once };
@@ -14,15 +15,15 @@ public:
     FailingAllocations(const FailingAllocations&) = delete;
     FailingAllocations& operator=(const FailingAllocations&) = delete;
 
-    /// How many allocations failed since it was made.
+    /// Returns the number of allocations that failed since the latest guard was constructed.
     static long failures() noexcept;
-    /// How many blocks that this thread allocated, less those that it freed.
+    /// Returns the number of blocks that this thread allocated minus the number that it freed.
     static long liveBlocks() noexcept;
 };
 
-/// Calls `attempt` with no allocation succeeding, then one, then two and so on, until it returns
-/// true for success; gives the number of attempts that failed. `attempt` must not use the test
-/// framework, which allocates too.
+/// Calls `attempt` repeatedly: in the first call every allocation fails, in the second all after
+/// one, and so on, until `attempt` returns true. Returns the number of calls that returned false.
+/// `attempt` must not use the test framework, which allocates memory, too.
 template <typename Attempt>
 long failEveryAllocation(Attempt attempt) {
     for (long successes = 0;; ++successes) {

@@ -6,9 +6,11 @@
 
 namespace kova::test {
 
-/// Memory of destroyed objects, given back at its own end. A request handle is unique while the
-/// response handler lives; with handlers buried here it is unique for the whole test, so that an
-/// entry which a termination came too early for is never taken for that of a later request.
+/// A store for the memory of destroyed objects, which it frees in its destructor.
+///
+/// A request handle is unique while the response handler lives, because it is derived from its
+/// address. If the memory of handlers is not reused, handles are unique during the whole test.
+/// An entry whose termination came too early then cannot be confused with that of a later request.
 class Graveyard {
 public:
     Graveyard() = default;
@@ -20,6 +22,7 @@ public:
     Graveyard(const Graveyard&) = delete;
     Graveyard& operator=(const Graveyard&) = delete;
 
+    /// Takes ownership of memory that was allocated with `operator new`. Any thread may call it.
     void bury(void* memory) {
         const std::lock_guard<std::mutex> guard(mutex_);
         memory_.push_back(memory);

@@ -8,8 +8,8 @@
 
 namespace kova::test {
 
-/// Time for an `osal::AlarmTimer` that leaps to whatever it is waited for, so that alarms are
-/// called one after the other without a pause, however long their delays.
+/// A clock for an `osal::AlarmTimer` whose time jumps to each deadline that the timer waits for.
+/// Alarms thus run one after the other without a pause, regardless of their delays.
 class HastyClock : public osal::Clock {
 public:
     TimePoint now() const override {

@@ -8,8 +8,8 @@
 
 namespace kova::test {
 
-/// Time for an `osal::AlarmTimer` that stands still until the test moves it. The timer must have an
-/// alarm, and so a thread, while it is moved.
+/// A clock for an `osal::AlarmTimer` whose time advances only when the test says so. The timer must
+/// have a thread, and thus an alarm, when a test calls `advance` or `settle`.
 class ManualClock : public osal::Clock {
 public:
     TimePoint now() const override {
@@ -31,19 +31,19 @@ public:
         changed_.notify_all();
     }
 
-    /// Moves time on and returns when the timer has called all that is due.
+    /// Advances the time, and waits until the timer has called all callbacks that are due.
     void advance(std::chrono::milliseconds time) {
         std::unique_lock<std::mutex> lock(mutex_);
         now_ += time;
         changed_.notify_all();
         settle(lock);
     }
-    /// Returns when the timer has called all that is due and waits for what is not.
+    /// Waits until the timer has called all callbacks that are due and its thread sleeps.
     void settle() {
         std::unique_lock<std::mutex> lock(mutex_);
         settle(lock);
     }
-    /// Whether the timer's thread waits.
+    /// Returns whether the timer's thread is waiting.
     bool isWaitedOn() const {
         const std::lock_guard<std::mutex> guard(mutex_);
         return waiting_;

@@ -9,15 +9,15 @@
 
 namespace kova::test {
 
-/// Keeps the write calls that it gets, as texts, and fails the one that it is told to fail. It does
-/// not check their order.
+/// A serializer that records its calls as texts, and fails a selected one. It does not check the
+/// order of the calls.
 class RecordingSerializer : public util::serializer::IStructuredSerializer {
 public:
     using Options = util::serializer::Options;
     static constexpr std::size_t NONE = ~std::size_t{0};
 
     RecordingSerializer() = default;
-    /// The call with this number, counted from 0, fails.
+    /// Constructs a serializer that fails the call with this number, counted from 0.
     explicit RecordingSerializer(std::size_t failing) : failing_(failing) {}
 
     const std::vector<std::string>& calls() const { return calls_; }

@@ -9,8 +9,8 @@
 
 namespace kova::test {
 
-/// Collects the error reports of the process while it lives, in place of the default sink, and
-/// leaves the thread without a latest error.
+/// A guard that installs a sink which collects the error reports of the process. Its destructor
+/// restores the former sink and acknowledges the thread's latest error.
 class Reports {
 public:
     struct Report {
@@ -35,7 +35,7 @@ public:
     Reports(const Reports&) = delete;
     Reports& operator=(const Reports&) = delete;
 
-    /// What was reported so far, and forgets it.
+    /// Returns the reports collected so far and removes them.
     std::vector<Report> take() {
         const std::lock_guard<std::mutex> guard(mutex_);
         return std::move(reports_);

@@ -13,9 +13,10 @@
 
 namespace kova::test {
 
-/// Events of a response handler, written down as text: "next 200", "error 404 path …", "completed".
+/// Calls of a response handler as texts: "next 200", "error 404 path …", "completed".
 using Events = std::vector<std::string>;
 
+/// Returns a response handler that appends its calls to `events`, which must outlive it.
 inline std::unique_ptr<IResponseHandler<Response>> recorder(Events& events) {
     return std::make_unique<responsehandlers::FuncResponseHandler<Response>>(
         [&events](const Response& value) {
@@ -29,8 +30,8 @@ inline std::unique_ptr<IResponseHandler<Response>> recorder(Events& events) {
         [&events] { events.push_back("completed"); });
 }
 
-/// A resource handler that writes down what it is asked and keeps the response handlers, for the
-/// test to answer when it wants to.
+/// A resource handler that records its requests and stores their response handlers, so that the
+/// test can respond at any time.
 class ScriptedResource : public IResourceHandler {
 public:
     struct Asked {
@@ -39,11 +40,11 @@ public:
         std::unique_ptr<IResponseHandler<Response>> handler;
     };
 
-    /// What `actionRequest` returns; null leaves nothing pending.
+    /// The handle that `actionRequest` returns. With null, the request is not pending afterwards.
     void* handle = nullptr;
     std::deque<Asked> asked;
     std::vector<void*> cancelled;
-    /// Run inside `actionRequest`, before it returns.
+    /// Called inside `actionRequest` before it returns.
     std::function<void(IResponseHandler<Response>&)> onRequest;
     std::function<void(void*)> onCancel;
 
@@ -64,7 +65,7 @@ public:
     }
 };
 
-/// The map that a composed service takes, and the resources in it for the test to look at.
+/// The mounts of a composed service, with access to their resources for the test.
 class Mounts {
 public:
     explicit Mounts(const std::vector<std::string>& paths) {
@@ -75,9 +76,11 @@ public:
         }
     }
 
+    /// Returns the map for the constructor of the service, which takes ownership of the resources.
     std::map<std::string, std::unique_ptr<IResourceHandler>>&& take() {
         return std::move(handlers_);
     }
+    /// Returns the resource at a mount. The service must not have been destroyed.
     ScriptedResource& operator[](const std::string& path) { return *resources_.at(path); }
 
 private:

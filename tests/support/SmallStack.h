@@ -7,8 +7,8 @@
 
 namespace kova::test {
 
-/// Runs `work` on a thread with a stack of 128 KiB and waits for it: what recurses once for every
-/// level of a deep tree does not come back from there.
+/// Runs `work` on a thread with a stack of 128 KiB and waits for it to end. A function that
+/// recurses once per level of a deep tree overflows this stack.
 inline void runOnSmallStack(const std::function<void()>& work) {
     pthread_attr_t attributes;
     ASSERT_EQ(pthread_attr_init(&attributes), 0);

@@ -10,13 +10,14 @@
 
 namespace kova::test {
 
-/// How many times as long as usual the stress tests run: the environment variable KOVA_STRESS.
+/// Returns the factor by which stress tests run longer: the environment variable KOVA_STRESS, or 1.
 inline int stressFactor() {
     char const* const text = std::getenv("KOVA_STRESS");
     return std::max(1, text != nullptr ? std::atoi(text) : 1);
 }
 
-/// Runs the body on several threads at once, with their numbers, and waits for all.
+/// Runs `body` on `count` threads at once and waits for all of them. The argument of `body` is the
+/// number of the thread, from 0 to `count` - 1.
 inline void runOnThreads(int count, const std::function<void(int)>& body) {
     std::vector<std::thread> threads;
     for (int t = 0; t < count; ++t) {
@@ -27,11 +28,12 @@ inline void runOnThreads(int count, const std::function<void(int)>& body) {
     }
 }
 
-/// Lets a fixed number of threads go on together, again and again.
+/// A reusable barrier for a fixed number of threads.
 class Barrier {
 public:
     explicit Barrier(int count) : count_(count) {}
 
+    /// Waits until all threads have called it.
     void wait() {
         std::unique_lock<std::mutex> lock(mutex_);
         if (++arrived_ == count_) {

@@ -11,8 +11,8 @@
 
 namespace kova::test {
 
-/// Opens the trace channels that fit a name pattern at a level and collects their messages while it
-/// lives, in place of the default sink; afterwards the channels are silent.
+/// A guard that sets the level of the trace channels that match a name pattern, and installs a sink
+/// that collects their messages. Its destructor silences the channels and restores the former sink.
 class Traces {
 public:
     struct Trace {
@@ -41,9 +41,9 @@ public:
     Traces(const Traces&) = delete;
     Traces& operator=(const Traces&) = delete;
 
-    /// How many channels fitted the pattern.
+    /// Returns the number of channels that matched the pattern.
     std::size_t opened() const { return opened_; }
-    /// What was traced so far, and forgets it.
+    /// Returns the messages collected so far and removes them.
     std::vector<Trace> take() {
         const std::lock_guard<std::mutex> guard(mutex_);
         return std::move(traces_);

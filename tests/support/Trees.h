@@ -15,7 +15,7 @@
 
 namespace util::config {
 
-/// How a failed test shows a node.
+/// Prints a node in the messages of failed tests.
 inline void PrintTo(const Value& value, std::ostream* out) {
     *out << value.toJson(true);
 }
@@ -24,18 +24,18 @@ inline void PrintTo(const Value& value, std::ostream* out) {
 
 namespace kova::test {
 
-/// Owns a node that may be a shared one.
+/// A deleter for nodes, which may be shared ones.
 struct DestroyValue {
     void operator()(util::config::Value* value) const { util::config::Value::destroy(value); }
 };
 using Tree = std::unique_ptr<util::config::Value, DestroyValue>;
 
-/// The tree of a JSON text; null when it is refused.
+/// Parses a JSON text. Returns null if it is invalid.
 inline Tree parseTree(const std::string& text) {
     return Tree(util::config::JSONParser(false).parseValue(text));
 }
 
-/// A tree of `levels` containers, arrays and dictionaries in turn, around the integer 1.
+/// Returns the integer 1 inside `levels` nested containers, alternately arrays and dictionaries.
 inline Tree deepTree(std::size_t levels) {
     util::config::Value* tree = new util::config::ValueInt(1);
     for (std::size_t i = 0; i < levels; ++i) {
@@ -50,12 +50,12 @@ inline Tree deepTree(std::size_t levels) {
     return Tree(tree);
 }
 
-/// Makes trees at random, the same ones for the same seed on every machine.
+/// A generator of random trees. The same seed produces the same trees on every machine.
 class RandomTrees {
 public:
     explicit RandomTrees(std::uint64_t seed) : random_(seed) {}
 
-    /// An array or dictionary of at most `depth` levels. Strings are UTF-8, floats are finite.
+    /// Returns an array or dictionary of at most `depth` levels. Strings are UTF-8, floats finite.
     Tree next(int depth = 5) { return Tree(container(depth)); }
 
 private:
@@ -96,7 +96,7 @@ private:
         }
     }
 
-    // Any finite bit pattern, subnormal numbers included.
+    // Returns a double with any finite bit pattern, subnormal numbers included.
     double number() {
         std::uint64_t bits = random_();
         if ((bits >> 52U & 0x7FFU) == 0x7FFU) {

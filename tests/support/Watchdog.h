@@ -12,8 +12,9 @@
 
 namespace kova::test {
 
-/// Stops the process when a test hangs, and says in which phase: when nobody has reported progress
-/// for the time given. A slow machine is no hang as long as something is done.
+/// A watchdog that aborts the process when a test hangs, that is when no thread has reported
+/// progress for a given time. It prints the current phase of the test. A test that is slow but
+/// makes progress is not aborted.
 class Watchdog {
 public:
     static constexpr std::chrono::seconds PATIENCE{45};
@@ -31,9 +32,10 @@ public:
     Watchdog(const Watchdog&) = delete;
     Watchdog& operator=(const Watchdog&) = delete;
 
-    /// Any thread. Orders nothing between the threads, so that it hides no race from a sanitizer.
+    /// Reports progress. Any thread may call it. It does not synchronize threads, so that it does
+    /// not hide data races from ThreadSanitizer.
     void progress() { progress_.fetch_add(1, std::memory_order_relaxed); }
-    /// What is being done from now on.
+    /// Sets the phase of the test, as the words after "hang while", and reports progress.
     void enter(std::string phase) {
         const std::lock_guard<std::mutex> guard(mutex_);
         phase_ = std::move(phase);

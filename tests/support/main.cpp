@@ -2,8 +2,9 @@
 
 #include <cstdlib>
 
-// A program without tests fails: a test that is not linked in must not pass. Death tests start the
-// program anew, unless the environment asks for another style (an emulator cannot be started anew).
+// Runs all tests. A program without tests fails, so that tests which were not linked are noticed.
+// Death tests use the style "threadsafe", which starts the program again, unless the environment
+// sets another style (under an emulator the program cannot be started again).
 int main(int argc, char** argv) {
     testing::InitGoogleTest(&argc, argv);
     if (std::getenv("GTEST_DEATH_TEST_STYLE") == nullptr) {
