@@ -153,7 +153,7 @@ inline std::vector<std::string> outputsOf(const std::vector<Block>& blocks) {
 }
 
 /// Returns the text of the first fenced block of the given language after the heading. The test
-/// fails if there is none.
+/// fails if there is no such block.
 inline std::string blockOf(const std::string& document, const std::string& heading,
                            const std::string& language) {
     const std::size_t start = document.find(heading);

@@ -32,8 +32,8 @@ public:
         return next ? *next : Function();
     }
 
-    /// Calls the installed function, or the default if there is none or if the calling thread is
-    /// already in a call.
+    /// Calls the installed function, or the default if no function is installed or if the calling
+    /// thread is already in a call.
     void call(const Argument& argument) const {
         const std::shared_ptr<const Function> function = running_ ? nullptr : current();
         const Run run;

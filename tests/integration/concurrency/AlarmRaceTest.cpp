@@ -1,5 +1,6 @@
-// Alarms and timers that fire all the time, started, stopped and destroyed by eight threads and by
-// their own functions. What the functions touch is not atomic: stopping and destroying order it.
+// Alarms and timers that fire continuously are started, stopped and destroyed by eight threads and
+// by their own functions. The data that the functions use are not atomic, because stopping and
+// destroying an alarm synchronize with its function.
 #include <gtest/gtest.h>
 
 #include <chrono>
@@ -25,7 +26,8 @@ namespace {
 constexpr int THREADS = 8;
 constexpr int ROUNDS = 25;
 
-/// The two holders with one start: what goes on by itself, and what is called once.
+/// The classes under test with a common `begin` function: a periodic alarm, and an alarm and a
+/// timer that run once.
 struct PeriodicAlarm : FunctionalAlarm {
     using FunctionalAlarm::FunctionalAlarm;
     bool begin() { return start(1, true); }
@@ -42,7 +44,7 @@ struct OneShotTimer : FunctionalTimer {
 template <typename Holder>
 class AlarmRaceTest : public testing::Test {
 protected:
-    /// A holder whose function plays a script and knows when it must not be called.
+    /// A holder whose function runs a script, and counts the calls that occur while forbidden.
     struct Caller {
         explicit Caller(osal::AlarmTimer& timer)
             : holder(std::make_unique<Holder>([this] { call(); }, timer)) {}
@@ -61,15 +63,15 @@ protected:
         }
         void begin() {
             forbidden = false;
-            before = seen;  // nothing is running that could change it
+            before = seen;  // the function is not running, so it cannot change `seen`
             EXPECT_FALSE(holder->begin());
         }
-        /// For when the function is not running and will not run.
+        /// Forbids calls from now on. The function must not be running.
         void silence() {
             violations += done != calls ? 1 : 0;
             forbidden = true;
         }
-        /// Waits for a call since the beginning.
+        /// Waits for a call after the latest `begin`.
         void awaitACall() {
             std::unique_lock<std::mutex> lock(mutex);
             changed.wait(lock, [this] { return seen != before; });
@@ -117,8 +119,8 @@ struct HolderNames {
 
 TYPED_TEST_SUITE(AlarmRaceTest, Holders, HolderNames);
 
-TYPED_TEST(AlarmRaceTest, AfterStopTheFunctionIsNotRunningAndWillNotRun) {
-    this->onAllThreads("stopping what fires", [this](std::minstd_rand& random) {
+TYPED_TEST(AlarmRaceTest, FunctionDoesNotRunAfterStop) {
+    this->onAllThreads("stopping holders that fire", [this](std::minstd_rand& random) {
         typename TestFixture::Caller caller(this->timer);
         for (int start = 0; start < 4; ++start) {
             caller.begin();
@@ -132,8 +134,8 @@ TYPED_TEST(AlarmRaceTest, AfterStopTheFunctionIsNotRunningAndWillNotRun) {
     });
 }
 
-TYPED_TEST(AlarmRaceTest, AfterDestructionTheFunctionIsNotRunningAndWillNotRun) {
-    this->onAllThreads("destroying what fires", [this](std::minstd_rand& random) {
+TYPED_TEST(AlarmRaceTest, FunctionDoesNotRunAfterDestruction) {
+    this->onAllThreads("destroying holders that fire", [this](std::minstd_rand& random) {
         typename TestFixture::Caller caller(this->timer);
         caller.begin();
         if (random() % 2 == 0) {
@@ -145,28 +147,29 @@ TYPED_TEST(AlarmRaceTest, AfterDestructionTheFunctionIsNotRunningAndWillNotRun) 
     });
 }
 
-TYPED_TEST(AlarmRaceTest, StopHoldsThoughTheFunctionStartsAndStopsItself) {
-    this->onAllThreads("stopping what starts itself", [this](std::minstd_rand& random) {
-        typename TestFixture::Caller caller(this->timer);
-        caller.script = [&caller] {
-            if (caller.calls % 3 == 0) {
-                caller.holder->stop();
-            }
-            EXPECT_FALSE(caller.holder->begin());
-        };
-        for (int start = 0; start < 4; ++start) {
-            caller.begin();
-            if (random() % 2 == 0) {
-                caller.awaitACall();
-            }
-            caller.holder->stop();
-            caller.silence();
-        }
-        EXPECT_EQ(caller.violations, 0);
-    });
+TYPED_TEST(AlarmRaceTest, StopIsFinalEvenIfTheFunctionRestartsItsHolder) {
+    this->onAllThreads("stopping holders that restart themselves",
+                       [this](std::minstd_rand& random) {
+                           typename TestFixture::Caller caller(this->timer);
+                           caller.script = [&caller] {
+                               if (caller.calls % 3 == 0) {
+                                   caller.holder->stop();
+                               }
+                               EXPECT_FALSE(caller.holder->begin());
+                           };
+                           for (int start = 0; start < 4; ++start) {
+                               caller.begin();
+                               if (random() % 2 == 0) {
+                                   caller.awaitACall();
+                               }
+                               caller.holder->stop();
+                               caller.silence();
+                           }
+                           EXPECT_EQ(caller.violations, 0);
+                       });
 }
 
-TYPED_TEST(AlarmRaceTest, FunctionDestroysItsOwnHolderAndGoesOn) {
+TYPED_TEST(AlarmRaceTest, FunctionCanDestroyItsHolderAndContinue) {
     this->onAllThreads("letting functions destroy their holders", [this](std::minstd_rand&) {
         std::promise<int> last;
         std::unique_ptr<TypeParam> holder;
@@ -183,7 +186,7 @@ TYPED_TEST(AlarmRaceTest, FunctionDestroysItsOwnHolderAndGoesOn) {
     });
 }
 
-TYPED_TEST(AlarmRaceTest, FunctionStopsOrDestroysAnotherHolderThatIsDueToo) {
+TYPED_TEST(AlarmRaceTest, FunctionCanStopOrDestroyAnotherDueHolder) {
     this->onAllThreads("letting functions stop others", [this](std::minstd_rand& random) {
         typename TestFixture::Caller victim(this->timer);
         typename TestFixture::Caller killer(this->timer);

@@ -1,4 +1,5 @@
-// While one callback blocks, other threads use the service, whatever callback it is.
+// While one thread blocks in a callback, other threads can use the service. Each kind of callback
+// is tested.
 #include <gtest/gtest.h>
 
 #include <atomic>
@@ -31,7 +32,7 @@ protected:
         };
         ticket.answering = GetParam() == Moment::REQUEST ? Answering::EARLY : Answering::LATE;
     }
-    /// Makes the ticket come to the moment, in which it blocks.
+    /// Drives the request to the callback under test, which then blocks.
     void provoke() {
         composed.ask(ticket);
         if (GetParam() == Moment::CANCELLATION) {
@@ -41,7 +42,7 @@ protected:
                 0, GetParam() == Moment::ERROR ? Answer::ERROR : Answer::COMPLETION);
         }
     }
-    /// Thousands of operations of all kinds, on all four resources.
+    /// Performs thousands of operations of all kinds on all four resources.
     void operate() {
         test::Worker worker(composed, 1);
         for (int i = 0; i < 4000; ++i) {
@@ -61,14 +62,14 @@ protected:
     std::atomic<bool> left{false};
 };
 
-TEST_P(BlockedCallbackTest, HoldsUpNobody) {
+TEST_P(BlockedCallbackTest, DoesNotBlockOtherThreads) {
     std::thread blocked([this] { provoke(); });
     entered.get_future().wait();
     watchdog.enter("operating while a callback blocks");
     operate();
     watchdog.enter("shutting down while a callback blocks");
     composed.shutDown();
-    EXPECT_FALSE(left) << "all that was done while it blocked";
+    EXPECT_FALSE(left) << "the callback did not block during the operations";
     released.set_value();
     blocked.join();
     composed.service->shutdown();

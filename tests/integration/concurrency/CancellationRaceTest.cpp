@@ -1,4 +1,4 @@
-// One thread cancels what another one answers, at the same moment.
+// Threads cancel requests while other threads answer them.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -21,13 +21,14 @@ using test::Ticket;
 
 constexpr int THREADS = 4;
 constexpr int ROUNDS = 40;
-constexpr std::size_t REQUESTS = 50;  // in a round, so that the threads meet somewhere among them
+constexpr std::size_t REQUESTS = 50;  // per round, so that the threads meet at some of them
 
 class CancellationRaceTest : public testing::TestWithParam<Answer> {
 protected:
     using Round = std::array<Ticket, REQUESTS>;
 
-    /// Two threads answer and two cancel, all the requests of a round in an order of their own.
+    /// Answers or cancels all requests of a round in a random order. Two threads answer, the others
+    /// cancel.
     void play(int thread, Round& round, std::minstd_rand& random) {
         std::array<std::size_t, REQUESTS> order{};
         std::iota(order.begin(), order.end(), 0U);
@@ -45,11 +46,11 @@ protected:
         for (Ticket& ticket : round) {
             ASSERT_EQ(ticket.outcomes() + (ticket.open ? 1 : 0), 1);
             ASSERT_EQ(ticket.eventsTooLate, 0);
-            ASSERT_FALSE(ticket.open) << "what nobody answered was cancelled";
-            ASSERT_LE(ticket.cancelCalls, 1) << "two threads cancelled, one entry was there";
+            ASSERT_FALSE(ticket.open) << "a request was neither answered nor cancelled";
+            ASSERT_LE(ticket.cancelCalls, 1) << "one entry was cancelled by both threads";
             const int calls = ticket.cancelCalls;
             composed.cancel(ticket);
-            ASSERT_EQ(ticket.cancelCalls, calls) << "the entry is gone";
+            ASSERT_EQ(ticket.cancelCalls, calls) << "the entry was not removed";
             ASSERT_EQ(ticket.destructions, 1);
             cancelled += ticket.cancelled;
         }
@@ -62,8 +63,9 @@ protected:
             composed.ask(ticket);
         }
     }
-    /// Goes on beyond the rounds, within reason, until an answer has come before its cancellation:
-    /// where there are fewer processors than threads, that may take its time.
+    /// Sets whether another round is needed. After the minimum of rounds, the test continues until
+    /// an answer has arrived before its cancellation, for at most 100 times as many rounds. With
+    /// fewer processors than threads that may take long.
     void decide() {
         const auto least = static_cast<std::size_t>(ROUNDS * test::stressFactor());
         const bool met = GetParam() == Answer::VALUE || cancelled < all();
@@ -78,7 +80,7 @@ protected:
     bool goesOn = true;
 };
 
-TEST_P(CancellationRaceTest, LeavesOneOutcomeAndNoEntry) {
+TEST_P(CancellationRaceTest, EachRequestHasOneOutcomeAndNoEntryRemains) {
     test::Barrier start(THREADS);
     test::Barrier end(THREADS);
     test::Barrier decided(THREADS);
@@ -86,7 +88,7 @@ TEST_P(CancellationRaceTest, LeavesOneOutcomeAndNoEntry) {
         std::minstd_rand random(static_cast<unsigned int>(thread) + 1);
         while (goesOn) {
             if (thread == 0) {
-                watchdog.enter("cancelling what is answered");
+                watchdog.enter("cancelling requests that are being answered");
                 begin();
             }
             start.wait();

@@ -17,7 +17,7 @@
 
 namespace kova::test {
 
-/// A service over four resources, and what the tests do with it.
+/// A composed service with four resources, and the operations that the tests use.
 class ComposedService {
 public:
     ComposedService() {
@@ -67,8 +67,8 @@ public:
     std::atomic<bool> shutdownCalled{false};
 };
 
-/// One thread's part in the mixture of operations: its dice and its requests. What a callback asks
-/// belongs to the thread that it runs on.
+/// The state of one thread in a test with mixed operations: its random numbers and its requests.
+/// Requests that a callback sends belong to the thread that runs the callback.
 class Worker {
 public:
     Worker(ComposedService& composed, unsigned int seed) : composed_(composed), random_(seed) {
@@ -78,6 +78,7 @@ public:
     Worker(const Worker&) = delete;
     Worker& operator=(const Worker&) = delete;
 
+    /// Performs a random operation.
     void operate() {
         const unsigned int dice = random_() % 16;
         if (dice < 5) {
@@ -110,8 +111,8 @@ public:
     std::unique_ptr<std::deque<Ticket>> takeTickets() { return std::move(tickets_); }
 
 private:
-    /// What a callback does on a thread that has a part: a nested request, a cancellation of its
-    /// own or of another request, or an answer to somebody.
+    /// Performs a random operation from a callback on a worker's thread: sends a nested request,
+    /// cancels the callback's own or another request, or answers a request.
     static void callBack(ComposedService& composed, Ticket& own) {
         switch (current->random_() % 4) {
             case 0:

@@ -1,5 +1,5 @@
-// Eight threads mix all that can be done with one composed service. Whatever they mix, each request
-// has one outcome, and the table of pending requests holds what it should.
+// Eight threads perform random operations on one composed service. Each request has exactly one
+// outcome, and the table of pending requests contains the expected entries.
 #include <gtest/gtest.h>
 
 #include <deque>
@@ -20,11 +20,11 @@ using test::Ticket;
 
 constexpr int THREADS = 8;
 constexpr int EPOCHS = 10;
-constexpr int OPERATIONS = 250000;  // in all epochs and threads
+constexpr int OPERATIONS = 250000;  // total number over all epochs and threads
 
 using Tickets = std::vector<std::unique_ptr<std::deque<Ticket>>>;
 
-/// What the test has seen, to tell that all of it was there.
+/// Counters of events, which show at the end that each kind of event occurred.
 struct Seen {
     long requests = 0;
     long values = 0;
@@ -60,21 +60,23 @@ protected:
         forEachTicket([](const Ticket& ticket) {
             ASSERT_EQ(ticket.outcomes() + (ticket.open ? 1 : 0), ticket.refused ? 0 : 1);
             ASSERT_EQ(ticket.eventsTooLate, 0);
-            ASSERT_LE(ticket.cancelCalls, 1) << "an entry is cancelled once";
+            ASSERT_LE(ticket.cancelCalls, 1) << "an entry was cancelled twice";
         });
     }
-    /// Whether the table has an entry for the request, when nobody has cancelled it yet. Of a
-    /// request that other threads could answer at once nobody knows.
+    /// Returns whether the table must have an entry for the request.
     static bool mustBePending(const Ticket& ticket) {
         return ticket.handle != nullptr && ticket.cancelCalls == 0 &&
                (ticket.open || ticket.dropped > 0 ||
                 ticket.answering == Answering::AT_ONCE_WITH_HANDLE);
     }
+    /// Returns whether the table may have an entry for the request. If another thread terminates an
+    /// EARLY request before its entry is stored, the entry remains; the test cannot tell.
     static bool mayBePending(const Ticket& ticket) {
         return mustBePending(ticket) || (ticket.handle != nullptr && ticket.cancelCalls == 0 &&
                                          ticket.answering == Answering::EARLY);
     }
-    /// Runs what should empty the table, and compares whom it cancelled with whom it should.
+    /// Calls `emptying`, which must empty the table, and compares the requests that were cancelled
+    /// with the expected ones.
     template <typename Emptying>
     void expectEntriesToBeCancelledBy(const Emptying& emptying) {
         struct Before {

@@ -1,4 +1,4 @@
-// Every callback may call every operation of the service, and each pair has a stated effect.
+// Every callback may call every operation of the service. Each combination has a documented effect.
 #include <gtest/gtest.h>
 
 #include <map>
@@ -25,7 +25,7 @@ enum class Call { CANCEL_OWN, CANCEL_OTHER, ASK, SHUTDOWN };
 struct Row {
     Moment moment;
     Call call;
-    /// How often the resource is told to cancel the request whose callback it is, and another one.
+    /// Expected numbers of calls of cancelRequest() for the callback's own and for another request.
     int ownCancelled;
     int otherCancelled;
 };
@@ -58,7 +58,7 @@ protected:
                 return composed.shutDown();
         }
     }
-    void bringToTheMoment() {
+    void reachTheMoment() {
         composed.ask(own);
         if (GetParam().moment == Moment::CANCELLATION) {
             composed.cancel(own);
@@ -76,9 +76,9 @@ protected:
     ComposedService composed;
 };
 
-TEST_P(ReentryTest, CallFromACallbackHasItsEffect) {
+TEST_P(ReentryTest, CallFromACallbackHasTheDocumentedEffect) {
     const Row& row = GetParam();
-    bringToTheMoment();
+    reachTheMoment();
     EXPECT_EQ(own.cancelCalls, row.ownCancelled);
     EXPECT_EQ(other.cancelCalls, row.otherCancelled);
     EXPECT_EQ(nested.terminations, row.call == Call::ASK ? 1 : 0);
@@ -93,23 +93,23 @@ INSTANTIATE_TEST_SUITE_P(
     testing::Values(
         Row{Moment::VALUE, Call::CANCEL_OWN, 1, 0}, Row{Moment::VALUE, Call::CANCEL_OTHER, 0, 1},
         Row{Moment::VALUE, Call::ASK, 0, 0}, Row{Moment::VALUE, Call::SHUTDOWN, 1, 1},
-        // The entry goes before the terminating event is passed on.
+        // The entry is removed before the terminating event is forwarded.
         Row{Moment::COMPLETION, Call::CANCEL_OWN, 0, 0},
         Row{Moment::COMPLETION, Call::CANCEL_OTHER, 0, 1}, Row{Moment::COMPLETION, Call::ASK, 0, 0},
         Row{Moment::COMPLETION, Call::SHUTDOWN, 0, 1}, Row{Moment::ERROR, Call::CANCEL_OWN, 0, 0},
         Row{Moment::ERROR, Call::CANCEL_OTHER, 0, 1}, Row{Moment::ERROR, Call::ASK, 0, 0},
         Row{Moment::ERROR, Call::SHUTDOWN, 0, 1},
-        // The entry comes when the resource handler has returned.
+        // The entry is stored after the resource handler has returned.
         Row{Moment::REQUEST, Call::CANCEL_OWN, 0, 0},
         Row{Moment::REQUEST, Call::CANCEL_OTHER, 0, 1}, Row{Moment::REQUEST, Call::ASK, 0, 0},
         Row{Moment::REQUEST, Call::SHUTDOWN, 0, 1},
-        // The entry goes before the resource handler is called.
+        // The entry is removed before the resource handler is called.
         Row{Moment::CANCELLATION, Call::CANCEL_OWN, 1, 0},
         Row{Moment::CANCELLATION, Call::CANCEL_OTHER, 1, 1},
         Row{Moment::CANCELLATION, Call::ASK, 1, 0},
         Row{Moment::CANCELLATION, Call::SHUTDOWN, 1, 1}));
 
-TEST(LateEntryTest, EntryStoredDuringAShutdownIsCancelledByTheNextOneOnly) {
+TEST(LateEntryTest, EntryStoredDuringAShutdownIsCancelledByTheNextShutdown) {
     Ticket ticket;
     ComposedService composed;
     ticket.script = [&composed](Moment moment) {
@@ -120,7 +120,7 @@ TEST(LateEntryTest, EntryStoredDuringAShutdownIsCancelledByTheNextOneOnly) {
     composed.ask(ticket);
     EXPECT_NE(ticket.handle, nullptr);
     composed.cancel(ticket);
-    EXPECT_EQ(ticket.cancelCalls, 0) << "refused after a shutdown";
+    EXPECT_EQ(ticket.cancelCalls, 0) << "cancelRequest() has an effect after a shutdown";
     EXPECT_TRUE(ticket.open);
     composed.shutDown();
     EXPECT_EQ(ticket.cancelCalls, 1);
@@ -128,7 +128,7 @@ TEST(LateEntryTest, EntryStoredDuringAShutdownIsCancelledByTheNextOneOnly) {
     EXPECT_EQ(ticket.cancelCalls, 1);
 }
 
-TEST(LateEntryTest, RequestFromACancellationThatAShutdownCausesIsRefused) {
+TEST(LateEntryTest, RequestDuringTheCancellationsOfAShutdownIsRejected) {
     Ticket ticket, nested;
     ComposedService composed;
     ticket.script = [&composed, &nested](Moment moment) {
@@ -143,7 +143,7 @@ TEST(LateEntryTest, RequestFromACancellationThatAShutdownCausesIsRefused) {
     EXPECT_EQ(nested.outcomes(), 0);
 }
 
-TEST(LateEntryTest, RequestThatTerminatesAfterItsEntryIsStoredLeavesNone) {
+TEST(LateEntryTest, TerminationRemovesTheStoredEntry) {
     Ticket ticket;
     ComposedService composed;
     composed.ask(ticket);
@@ -153,26 +153,26 @@ TEST(LateEntryTest, RequestThatTerminatesAfterItsEntryIsStoredLeavesNone) {
     EXPECT_EQ(ticket.cancelCalls, 0);
 }
 
-/// Completes its request when it is destroyed.
-class LastWord : public IResourceHandler {
+/// A resource that completes its request in its destructor.
+class CompletingResource : public IResourceHandler {
 public:
-    ~LastWord() override { handler_->onCompleted(); }
+    ~CompletingResource() override { handler_->onCompleted(); }
     void* actionRequest(const Request&, std::unique_ptr<IResponseHandler<Response>>&& handler,
                         const std::string&) override {
         handler_ = std::move(handler);
         return this;
     }
-    void cancelRequest(void*) override { ADD_FAILURE() << "destruction cancels nothing"; }
+    void cancelRequest(void*) override { ADD_FAILURE() << "the destructor cancelled a request"; }
 
 private:
     std::unique_ptr<IResponseHandler<Response>> handler_;
 };
 
-TEST(DestructionTest, CallbackMayAskAndCancelAndFindsNoResource) {
+TEST(DestructionTest, CallbackCanCallTheServiceAndFindsNoResource) {
     const test::Reports reports;
     Ticket ticket, nested;
     std::map<std::string, std::unique_ptr<IResourceHandler>> handlers;
-    handlers["/a"] = std::make_unique<LastWord>();
+    handlers["/a"] = std::make_unique<CompletingResource>();
     auto service = std::make_unique<StaticComposedKovaService>(std::move(handlers));
     ticket.script = [&ticket, &nested, running = service.get()](Moment) {
         running->cancelRequest(ticket.address());
@@ -181,7 +181,7 @@ TEST(DestructionTest, CallbackMayAskAndCancelAndFindsNoResource) {
     service->actionRequest(Request("retrieve", "/a"), ticket.makeHandler());
     service.reset();
     EXPECT_EQ(ticket.terminations, 1);
-    EXPECT_EQ(nested.terminations, 1) << "not found";
+    EXPECT_EQ(nested.terminations, 1) << "the nested request was not answered with \"not found\"";
     EXPECT_EQ(nested.destructions, 1);
 }
 

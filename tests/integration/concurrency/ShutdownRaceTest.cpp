@@ -23,13 +23,13 @@ using test::Worker;
 
 constexpr int THREADS = 4;
 constexpr int ROUNDS = 2000;
-constexpr int OPERATIONS = 24;  // a thread and round, about half of them after the shutdown
+constexpr int OPERATIONS = 24;  // per thread and round, about half of them after the shutdown
 
-/// Who shuts down in a round, each in turn.
+/// Where shutdown() is called from. The rounds use the values in turn.
 enum class From { OUTSIDE, TWO_THREADS, VALUE, COMPLETION, REQUEST, CANCELLATION };
-constexpr int WAYS = 6;
+constexpr int ORIGINS = 6;
 
-/// Shuts down from inside a callback of a request of its own.
+/// Sends a request and calls shutdown() in one of its callbacks.
 void shutDownFrom(From from, ComposedService& composed, Worker& worker) {
     Ticket& ticket = worker.makeTicket();
     const Moment moment = from == From::VALUE        ? Moment::VALUE
@@ -47,7 +47,7 @@ void shutDownFrom(From from, ComposedService& composed, Worker& worker) {
     if (from == From::CANCELLATION) {
         composed.cancel(ticket);
         if (!composed.shutdownCalled) {
-            composed.shutDown();  // another thread has ended the request before
+            composed.shutDown();  // another thread terminated the request earlier
         }
     }
 }
@@ -56,10 +56,11 @@ class ShutdownRaceTest : public testing::Test {
 protected:
     void play(int thread, int round) {
         Worker worker(*composed, static_cast<unsigned int>(round * THREADS + thread));
-        const auto from = static_cast<From>(round % WAYS);
+        const auto from = static_cast<From>(round % ORIGINS);
         ShutdownWatch::returnedHere = false;
         for (int i = 0; i < OPERATIONS; ++i) {
-            if (i == (round / WAYS) % OPERATIONS && thread < (from == From::TWO_THREADS ? 2 : 1)) {
+            if (i == (round / ORIGINS) % OPERATIONS &&
+                thread < (from == From::TWO_THREADS ? 2 : 1)) {
                 from <= From::TWO_THREADS ? composed->shutDown()
                                           : shutDownFrom(from, *composed, worker);
             }
@@ -68,9 +69,9 @@ protected:
         }
         tickets[static_cast<std::size_t>(thread)] = worker.takeTickets();
     }
-    void expectWhatShutdownPromises() {
-        EXPECT_EQ(ShutdownWatch::valuesAfterwards, 0) << "on a thread where it had returned";
-        EXPECT_EQ(composed->valuesThroughShutdown(), 0) << "sent after it had returned";
+    void expectGuaranteesOfShutdown() {
+        EXPECT_EQ(ShutdownWatch::valuesAfterwards, 0) << "on a thread where shutdown() returned";
+        EXPECT_EQ(composed->valuesThroughShutdown(), 0) << "sent after shutdown() returned";
         for (const auto& part : tickets) {
             for (const Ticket& ticket : *part) {
                 ASSERT_EQ(ticket.outcomes() + (ticket.open ? 1 : 0), ticket.refused ? 0 : 1);
@@ -82,7 +83,7 @@ protected:
             }
         }
     }
-    void expectASecondShutdownToFindTheRest() {
+    void expectSecondShutdownToCancelTheRest() {
         composed->shutDown();
         EXPECT_EQ(composed->openRequests(), 0U);
         composed.reset();
@@ -102,7 +103,7 @@ protected:
     long storedTooLate = 0;
 };
 
-TEST_F(ShutdownRaceTest, WhatWasPendingIsCancelledAndNoValueArrivesAfterwards) {
+TEST_F(ShutdownRaceTest, PendingRequestsAreCancelledAndNoValueArrivesAfterwards) {
     const int rounds = ROUNDS * test::stressFactor();
     test::Barrier start(THREADS);
     test::Barrier end(THREADS);
@@ -117,8 +118,8 @@ TEST_F(ShutdownRaceTest, WhatWasPendingIsCancelledAndNoValueArrivesAfterwards) {
             play(thread, round);
             end.wait();
             if (thread == 0) {
-                expectWhatShutdownPromises();
-                expectASecondShutdownToFindTheRest();
+                expectGuaranteesOfShutdown();
+                expectSecondShutdownToCancelTheRest();
             }
         }
     });

@@ -1,5 +1,5 @@
-// Streams driven by alarms, as a service has them: values come on the alarms' thread, while any
-// thread cancels, and callbacks cancel themselves.
+// Streams of values that are driven by alarms, as in a real service: values arrive on the thread of
+// the alarms, while any thread may cancel a stream, and callbacks cancel their own stream.
 #include <gtest/gtest.h>
 
 #include <array>
@@ -26,8 +26,9 @@ namespace {
 
 using Handler = std::unique_ptr<IResponseHandler<Response>>;
 
-/// Sends values until it is cancelled. The function of the alarm keeps the response handler alive
-/// while it is called, whatever the call does.
+/// A resource that sends values until the request is cancelled. The function of the alarm owns the
+/// response handler, which therefore stays alive during the call even if the call cancels the
+/// request.
 class Ticker : public IResourceHandler {
 public:
     explicit Ticker(osal::AlarmTimer& timer) : timer_(timer) {}
@@ -43,7 +44,8 @@ public:
         return handle;
     }
     void cancelRequest(void* handle) override {
-        // Destroyed outside the lock: that waits for the function.
+        // Declared before the lock and thus destroyed after unlocking: its destructor waits for the
+        // function.
         std::unique_ptr<FunctionalAlarm> cancelled;
         const std::lock_guard<std::mutex> guard(mutex_);
         const auto found = streams_.find(handle);
@@ -65,12 +67,12 @@ private:
     std::map<void*, std::unique_ptr<FunctionalAlarm>> streams_;
 };
 
-/// The memory of a response handler, whose address is thus nobody else's handle.
+/// The memory of a response handler. It is not reused, so no other request has the same handle.
 struct HandlerMemory {
     alignas(std::max_align_t) std::array<std::byte, 32> bytes{};
 };
 
-/// What one caller has. Not atomic, but for what it waits for.
+/// The state of one caller. Only the members that it waits for are atomic.
 struct Stream : HandlerMemory {
     static Stream& of(void* memory) {
         return static_cast<Stream&>(*static_cast<HandlerMemory*>(memory));
@@ -80,7 +82,7 @@ struct Stream : HandlerMemory {
     bool cancelled = false;
     int valuesTooLate = 0;
     std::atomic<int> values{0};
-    /// The response handler is gone, and with it the last use of the stream.
+    /// Set when the response handler was destroyed, which is the last use of the stream.
     std::atomic<bool> over{false};
 };
 
@@ -88,7 +90,7 @@ class StreamHandler : public IResponseHandler<Response> {
 public:
     explicit StreamHandler(Stream& stream) : stream_(stream) {}
     static void* operator new(std::size_t, Stream& stream) { return stream.bytes.data(); }
-    // When the destructors are through, which write to the memory to their end.
+    // Runs after the destructors, which write to the memory until they return.
     static void operator delete(void* memory) { Stream::of(memory).over = true; }
     static void operator delete(void*, Stream&) {}
 
@@ -146,7 +148,7 @@ protected:
 constexpr int THREADS = 8;
 constexpr int ROUNDS = 60;
 
-TEST_F(StreamTest, AfterACancellationThatStopsItsAlarmNoValueComes) {
+TEST_F(StreamTest, NoValueArrivesAfterACancellationThatStopsTheAlarm) {
     watchdog.enter("cancelling streams from outside");
     test::runOnThreads(THREADS, [this](int) {
         for (int round = 0; round < ROUNDS * test::stressFactor(); ++round) {
@@ -164,7 +166,7 @@ TEST_F(StreamTest, AfterACancellationThatStopsItsAlarmNoValueComes) {
     EXPECT_EQ(ticker->failures, 0);
 }
 
-TEST_F(StreamTest, CancellationFromItsOwnValueRacesTheOneFromOutside) {
+TEST_F(StreamTest, CancellationInACallbackCanRaceWithOneByAnotherThread) {
     watchdog.enter("cancelling streams from inside");
     test::runOnThreads(THREADS, [this](int) {
         for (int round = 0; round < ROUNDS * test::stressFactor(); ++round) {
@@ -182,7 +184,7 @@ TEST_F(StreamTest, CancellationFromItsOwnValueRacesTheOneFromOutside) {
     EXPECT_EQ(ticker->failures, 0);
 }
 
-TEST_F(StreamTest, ShutdownStopsAllStreamsWhileTheySendAndCallersCome) {
+TEST_F(StreamTest, ShutdownStopsStreamsThatAreSendingOrStarting) {
     for (int round = 0; round < 30 * test::stressFactor(); ++round) {
         watchdog.enter("shutting streams down");
         makeService();

@@ -14,54 +14,55 @@
 
 namespace kova::test {
 
-/// What a resource does with a request.
+/// When a resource answers a request.
 enum class Answering {
-    LATE,                 ///< keeps it; answers come only after the caller's call has returned
-    EARLY,                ///< keeps it; any thread may answer at once
+    LATE,                 ///< stores it; it is answered only after actionRequest() has returned
+    EARLY,                ///< stores it; any thread may answer it at once
     AT_ONCE,              ///< answers before it returns, and returns no handle
-    AT_ONCE_WITH_HANDLE,  ///< the same, and returns a handle all the same
+    AT_ONCE_WITH_HANDLE,  ///< answers before it returns, but returns a handle anyway
 };
 
-/// Where code of the test is called back.
+/// The callbacks in which code of the test can run.
 enum class Moment { VALUE, COMPLETION, ERROR, REQUEST, CANCELLATION };
 
-/// One request and all that happened to it. It lives as long as its test and holds the memory of
-/// its response handler, so no service handle comes twice.
+/// One request and a record of its events. It lives as long as its test and holds the memory of its
+/// response handler, so the service never uses a handle twice.
 ///
-/// The counts are not atomic: the rule that the events of a request come one at a time orders them,
-/// and the thread sanitizer sees whether it is kept.
+/// The counters are not atomic: the events of a request must be serialized, and ThreadSanitizer
+/// reports a race if they are not.
 struct Ticket {
     Ticket() = default;
     Ticket(const Ticket&) = delete;
     Ticket& operator=(const Ticket&) = delete;
 
-    /// The request's path under a mount tells the resource which ticket it is.
+    /// Returns the path of the request under a mount. It contains the address of the ticket.
     std::string path() const { return std::to_string(reinterpret_cast<std::uintptr_t>(this)); }
     static Ticket& of(const std::string& path) {
         return *reinterpret_cast<Ticket*>(static_cast<std::uintptr_t>(std::stoull(path)));
     }
     std::unique_ptr<IResponseHandler<Response>> makeHandler();
-    /// The handle that the service gives the request, if any.
+    /// Returns the handle under which the service stores the request, if it does.
     void* address() { return handlerMemory.data(); }
-    /// The outcomes so far; a request that is not open has exactly one.
+    /// Returns the number of outcomes so far. A request that is not open has exactly one.
     int outcomes() const { return terminations + cancelled + dropped; }
 
     Answering answering = Answering::LATE;
+    /// Called in each callback of the request.
     std::function<void(Moment)> script;
 
-    // Of the caller.
+    // Written by the caller.
     void* handle = nullptr;
     bool refused = false;
     bool storedBeforeShutdown = false;
     std::atomic<bool> returned{false};
 
-    // Of the response handler.
+    // Written by the response handler.
     int values = 0;
     int terminations = 0;
     int eventsTooLate = 0;
     int destructions = 0;
 
-    // Of the resource, guarded by its lock.
+    // Written by the resource, under its lock.
     std::unique_ptr<IResponseHandler<Response>> handler;
     std::size_t position = 0;
     bool open = false;
@@ -73,13 +74,13 @@ struct Ticket {
     alignas(std::max_align_t) std::array<std::byte, 32> handlerMemory{};
 };
 
-/// Values that reached a caller on this thread after a shutdown returned on it.
+/// Counts the values that arrive on a thread after a shutdown has returned on it.
 struct ShutdownWatch {
     static inline thread_local bool returnedHere = false;
     static inline std::atomic<long> valuesAfterwards{0};
 };
 
-/// The caller's side of a ticket.
+/// The response handler of a ticket.
 class TicketHandler : public IResponseHandler<Response> {
 public:
     explicit TicketHandler(Ticket& ticket) : ticket_(ticket) {}

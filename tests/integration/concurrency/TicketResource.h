@@ -12,12 +12,12 @@
 
 namespace kova::test {
 
-/// How a resource treats a request that it kept.
+/// How a stored request is answered. DROP destroys the response handler without an answer.
 enum class Answer { VALUE, COMPLETION, ERROR, DROP };
 
-/// A resource whose requests any thread may answer. While a thread has a response handler in hand
-/// the ticket is open without it, so that a cancellation meanwhile is noted. Nothing is called
-/// under the lock.
+/// A resource whose requests any thread may answer. While a thread uses a response handler, its
+/// ticket stays open without the handler, so that a concurrent cancellation is recorded. No
+/// callback runs under the lock.
 class TicketResource : public IResourceHandler {
 public:
     using Handler = std::unique_ptr<IResponseHandler<Response>>;
@@ -50,7 +50,7 @@ public:
         play(ticket, Moment::CANCELLATION);
     }
 
-    /// Does something about one of the open requests, the `pick`-th or so.
+    /// Answers one of the open requests, which `pick` selects modulo their number.
     void answer(std::size_t pick, Answer answer) {
         auto [ticket, handler] = take(pick);
         if (!handler) {
@@ -73,7 +73,7 @@ public:
         return open_.size();
     }
 
-    /// Set when a shutdown has returned; from then on no value that is sent may arrive.
+    /// Set when a shutdown has returned. Values that are sent later must not arrive.
     std::atomic<bool> isShutDown{false};
     std::atomic<long> valuesThroughShutdown{0};
 

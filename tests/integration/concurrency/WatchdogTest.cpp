@@ -11,17 +11,17 @@ namespace {
 using kova::test::Watchdog;
 using std::chrono::milliseconds;
 
-TEST(WatchdogDeathTest, HangStopsTheProcessAndIsNamed) {
+TEST(WatchdogDeathTest, HangAbortsTheProcessAndPrintsThePhase) {
     EXPECT_DEATH(
         {
             Watchdog watchdog("starting", milliseconds(20));
-            watchdog.enter("waiting for nobody");
+            watchdog.enter("waiting forever");
             std::promise<void>().get_future().wait();
         },
-        "hang while waiting for nobody");
+        "hang while waiting forever");
 }
 
-TEST(WatchdogTest, ProgressIsNoHangHoweverLongItTakes) {
+TEST(WatchdogTest, ProgressPreventsTheAbort) {
     Watchdog watchdog("turning", milliseconds(500));
     const auto end = std::chrono::steady_clock::now() + milliseconds(1200);
     while (std::chrono::steady_clock::now() < end) {

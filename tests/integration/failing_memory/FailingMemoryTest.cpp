@@ -10,9 +10,9 @@
 #include "zel/ErrorOutput.h"
 #include "zel/GlobalErrorHandler.h"
 
-// Every public operation that promises something for the case that memory is exhausted keeps it,
-// whichever of its allocations fails, alone or with all later ones; those that promise nothing
-// leave no memory behind. The operations stand in the files beside this one.
+// Each public operation whose behaviour is documented for the case that memory runs out behaves so,
+// whichever of its allocations fails, alone or together with all later ones. The others leak no
+// memory. The operations are in the other files of this folder.
 
 namespace kova::test {
 namespace {
@@ -20,9 +20,10 @@ namespace {
 using Mode = FailingAllocations::Mode;
 
 constexpr long NEVER = -1;
-/// More allocations than any of the operations takes.
+/// An upper limit for the number of allocations of an operation.
 constexpr long LIMIT = 10000;
 
+/// A guard that replaces the abort handler by one that throws `Stopped` when memory runs out.
 class StopHandler {
 public:
     StopHandler() : former_(zel::GlobalErrorHandler::setHandler(stop)) {}
@@ -40,29 +41,30 @@ private:
     zel::GlobalErrorHandler::Handler former_;
 };
 
-/// Reports go nowhere meanwhile: collecting them would take memory.
-class Silence {
+/// A guard that discards error reports, because collecting them would allocate memory.
+class DiscardedReports {
 public:
-    Silence() : former_(zel::ErrorOutput::setSink([](const zel::ErrorReport&) {})) {}
-    ~Silence() { zel::ErrorOutput::setSink(std::move(former_)); }
-    Silence(const Silence&) = delete;
-    Silence& operator=(const Silence&) = delete;
+    DiscardedReports() : former_(zel::ErrorOutput::setSink([](const zel::ErrorReport&) {})) {}
+    ~DiscardedReports() { zel::ErrorOutput::setSink(std::move(former_)); }
+    DiscardedReports(const DiscardedReports&) = delete;
+    DiscardedReports& operator=(const DiscardedReports&) = delete;
 
 private:
     zel::ErrorOutput::Sink former_;
 };
 
-/// Runs the operation and checks that no block of memory is left over.
+/// Runs the operation and checks that it leaks no memory.
 Trial runOnce(const Operation& operation, long successes, Mode mode) {
     Trial trial(successes, mode);
     const long before = FailingAllocations::liveBlocks();
     operation.run(trial);
-    if (!testing::Test::HasFailure()) {  // which takes memory
+    if (!testing::Test::HasFailure()) {  // a failure message allocates memory
         EXPECT_EQ(FailingAllocations::liveBlocks(), before) << "after " << successes;
     }
     return trial;
 }
 
+/// Runs the operation repeatedly, so that each of its allocations fails once.
 void failEach(const Operation& operation, Mode mode) {
     unsigned int seen = 0;
     for (long successes = 0; successes < LIMIT; ++successes) {
@@ -77,13 +79,13 @@ void failEach(const Operation& operation, Mode mode) {
             << "outcome " << trial.outcome() << " after " << successes;
         ASSERT_FALSE(testing::Test::HasFailure()) << "after " << successes;
     }
-    FAIL() << "it never succeeds";
+    FAIL() << "the operation never succeeds";
 }
 
-TEST_P(FailingMemory, EndsAsDocumentedAndLeavesNothingBehind) {
-    const Silence silence;
+TEST_P(FailingMemory, HasADocumentedOutcomeAndLeaksNoMemory) {
+    const DiscardedReports discarded;
     const StopHandler handler;
-    // What is made once for all, at first use, is made here.
+    // The first run creates the objects that are created once, on first use.
     Trial first(NEVER, Mode::FromThenOn);
     GetParam().run(first);
     ASSERT_EQ(first.outcome(), DONE);
@@ -91,7 +93,7 @@ TEST_P(FailingMemory, EndsAsDocumentedAndLeavesNothingBehind) {
     failEach(GetParam(), Mode::Once);
 }
 
-TEST(FailingMemoryTest, OneAllocationOrAllLaterOnesFail) {
+TEST(FailingMemoryTest, OneOrAllLaterAllocationsFail) {
     const auto succeeds = [] {
         void* const block = ::operator new(1, std::nothrow);
         ::operator delete(block);
@@ -115,8 +117,8 @@ TEST(FailingMemoryTest, OneAllocationOrAllLaterOnesFail) {
     EXPECT_THAT(results, testing::ElementsAre(true, false, true, true, false, false));
 }
 
-// They promise that nothing is thrown, and so the process ends.
-TEST(FailingMemoryDeathTest, PathsEndTheProcess) {
+// These functions are noexcept, so the process terminates when memory runs out.
+TEST(FailingMemoryDeathTest, PathFunctionsTerminateTheProcess) {
     const std::string text(KEY);
     const auto without = [](auto operation) {
         const FailingAllocations failing(0);

@@ -13,7 +13,7 @@
 #include "util/ByteBufferWriter.h"
 #include "util/config/Scalars.h"
 
-// Messages, their headers and their payloads.
+// Operations on messages, their headers and their payloads.
 
 namespace kova::test {
 namespace {
@@ -24,8 +24,8 @@ using util::config::ValueString;
 
 const std::string TEXT(KEY);
 
-/// Lets `write` write the header entry `key` of a new message: it is there as a whole or not at
-/// all, and the message takes entries again.
+/// Calls `write`, which must add the header entry `key` to a new message. The entry is added
+/// completely or not at all, and further entries can be added afterwards.
 template <typename Message, typename Write>
 void writeEntry(Trial& trial, Message message, char const* key, Write write) {
     trial.attempt([&] {
@@ -36,7 +36,8 @@ void writeEntry(Trial& trial, Message message, char const* key, Write write) {
     EXPECT_TRUE(message.getHeaderValue(OTHER_KEY) == ValueInt(1));
 }
 
-/// The same for an entry that replaces another one: that one stays when memory fails.
+/// Calls `write`, which must replace the header entry `key`. The former entry remains if memory
+/// runs out.
 template <typename Message, typename Write>
 void replaceEntry(Trial& trial, Message message, char const* key, Write write) {
     message.add2header(key, new ValueInt(1));

@@ -13,7 +13,7 @@
 #include "util/serializer/JSONStructuredPushDeserializerOld.h"
 #include "util/serializer/PullFromPushDeserializer.h"
 
-// Writing and reading payloads, in both formats, from both sides.
+// Operations that write and read payloads in both formats, with push and pull deserializers.
 
 namespace kova::test {
 namespace {
@@ -43,7 +43,7 @@ bool writeStrings(IStructuredSerializer& to) {
            to.endArray();
 }
 
-/// A struct with an array of strings under KEY and typed arrays under other names.
+/// Writes a struct with an array of strings under KEY and typed arrays under other names.
 bool writeSample(IStructuredSerializer& to) {
     return to.beginStruct(nullptr) || to.beginField(KEY, -1, false) || writeStrings(to) ||
            to.endField() || to.beginField("numbers", -1, false) || to.serializeArray(NUMBERS) ||
@@ -77,7 +77,7 @@ void write(Trial& trial) {
     const Writer to(Factory::createSerializer(MIME_TYPE));
     ByteBufferWriter writer(0);
     trial.attempt([&] { return writePayload(*to, writer); });
-    EXPECT_TRUE(trial.isDone() || to->serializeNull()) << "a failed payload goes on";
+    EXPECT_TRUE(trial.isDone() || to->serializeNull()) << "a failed payload can be continued";
     ByteBufferWriter again(0);
     EXPECT_FALSE(writePayload(*to, again));
     EXPECT_EQ(bytesOf(again), sample(MIME_TYPE));
@@ -113,7 +113,7 @@ void pushBinary(Trial& trial) {
     push(trial, from, sample(mimetypes::AXOBin));
 }
 
-// Chunks are put together in memory.
+// The chunks of a string are joined in a buffer on the heap.
 void pushChunks(Trial& trial) {
     util::serializer::AXOBinStructuredPushDeserializer from(util::serializer::Endianess::Big);
     const Writer to(Factory::createSerializer(mimetypes::JSON));
@@ -135,14 +135,14 @@ void beginPull(Trial& trial) {
     const std::string bytes = sample(MIME_TYPE);
     ByteBufferReader reader = readerOf(bytes);
     trial.attempt([&] { return from->beginDeserialize(&reader, nullptr); });
-    EXPECT_TRUE(trial.isDone() || from->endDeserialize()) << "nothing was begun";
+    EXPECT_TRUE(trial.isDone() || from->endDeserialize()) << "a failed begin can be ended";
     ByteBufferReader again = readerOf(bytes);
     EXPECT_FALSE(from->beginDeserialize(&again, nullptr));
     EXPECT_FALSE(from->beginStruct(nullptr));
 }
 
-/// Reads with `get` what stands under a name of the sample; a failed read consumes nothing and
-/// leaves its output alone.
+/// Calls `get` to read the value of a field of the sample. A failed read consumes no input and
+/// leaves its output unchanged.
 template <typename T, typename Get>
 void pull(Trial& trial, char const* name, Get get) {
     const Reader from(Factory::createDeserializer(mimetypes::AXOBin));
@@ -156,7 +156,7 @@ void pull(Trial& trial, char const* name, Get get) {
     T out{};
     trial.attempt([&] { return get(*from, out); });
     EXPECT_EQ(out == T{}, !trial.isDone());
-    EXPECT_TRUE(trial.isDone() || !get(*from, out)) << "it cannot be read any more";
+    EXPECT_TRUE(trial.isDone() || !get(*from, out)) << "the value cannot be read again";
 }
 
 void pullString(Trial& trial) {
@@ -204,7 +204,7 @@ void pullFieldName(Trial& trial) {
     EXPECT_EQ(name, KEY);
 }
 
-/// Reads everything entry by entry; memory exhausted is announced as a failure.
+/// Reads the payload entry by entry. Returns true on failure, which also means that memory ran out.
 bool readEntries(IStructuredPullDeserializer& from) {
     using util::serializer::EntryType;
     for (;;) {
@@ -227,7 +227,8 @@ void pullEntries(Trial& trial) {
     EXPECT_FALSE(readEntries(*from));
 }
 
-/// Reads the payload into a tree as a whole; without memory nothing but the begin was read.
+/// Reads the whole payload into a tree. If memory runs out, only the begin of the struct has been
+/// read.
 template <mimetypes::MimeTypeID MIME_TYPE>
 void pullTree(Trial& trial) {
     const Reader from(Factory::createDeserializer(MIME_TYPE));

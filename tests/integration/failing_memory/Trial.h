@@ -9,28 +9,28 @@
 
 namespace kova::test {
 
-/// How an operation may end.
+/// Possible outcomes of an operation.
 enum Outcome : unsigned int {
     DONE = 1,
-    /// It says so: with its result, or by the entry that is not there.
+    /// The operation reports the failure, by its result or by a missing entry.
     FAILED = 2,
-    /// `std::bad_alloc` left it.
+    /// The operation throws `std::bad_alloc`.
     THROWN = 4,
-    /// It would have ended the process: "New call failed, OOM".
+    /// The operation calls the abort handler with "New call failed, OOM".
     STOPPED = 8
 };
 
-/// What the fixture's abort handler throws in place of ending the process.
+/// The exception that the fixture's abort handler throws instead of ending the process.
 struct Stopped {};
 
-/// One run of an operation during which memory fails.
+/// One run of an operation during which allocations fail.
 class Trial {
 public:
     Trial(long successes, FailingAllocations::Mode mode) noexcept
         : successes_(successes), mode_(mode) {}
 
-    /// Runs `operation`, which returns true for a failure and does not use the test framework, for
-    /// that allocates too.
+    /// Runs `operation`, which must return true on failure. It must not use the test framework,
+    /// which allocates memory, too.
     template <typename Operation>
     void attempt(Operation operation) {
         const FailingAllocations failing(successes_, mode_);
@@ -40,7 +40,7 @@ public:
 
     Outcome outcome() const noexcept { return outcome_; }
     bool isDone() const noexcept { return outcome_ == DONE; }
-    /// How many allocations failed.
+    /// Returns the number of allocations that failed.
     long failures() const noexcept { return failures_; }
 
 private:
@@ -61,14 +61,14 @@ private:
     long failures_ = 0;
 };
 
-/// An operation, and how it may end when memory fails: a combination of outcomes, or 0 for one that
-/// takes no memory. An outcome of `DONE` is always right: where memory is only hinted at, or when
-/// later allocations succeed.
+/// An operation and its documented outcomes when memory runs out.
 struct Operation {
     char const* name;
+    /// A combination of outcomes, or 0 for an operation that does not allocate. `DONE` is always
+    /// allowed, because the allocation may be optional or a later one may succeed.
     unsigned int documented;
-    /// Prepares what it needs, calls `attempt` once, and checks what is left: nothing of a failed
-    /// operation but what is documented, and everything that it used can be used again.
+    /// Prepares the operation, calls `attempt` once, and checks its effects: a failed operation
+    /// has only the documented effects, and all objects involved can be used again.
     void (*run)(Trial&);
 };
 
@@ -76,10 +76,11 @@ inline void PrintTo(const Operation& operation, std::ostream* out) {
     *out << operation.name;
 }
 
-/// Its test stands in FailingMemoryTest.cpp; the files beside it instantiate it with operations.
+/// The fixture of the test in FailingMemoryTest.cpp. The other files of this folder instantiate it
+/// with their operations.
 class FailingMemory : public testing::TestWithParam<Operation> {};
 
-/// Longer than what a string holds without memory.
+/// Keys that are too long for the inline storage of a string.
 constexpr char const* KEY = "a key that is too long to be kept inside of a string";
 constexpr char const* OTHER_KEY = "b, another key that is too long for that";
 

@@ -26,7 +26,7 @@
 #include "zel/ErrorOutput.h"
 #include "zel/ErrorStorage.h"
 
-// Typed values, generic objects, addresses, and what else is there.
+// Operations on typed values, generic objects, addresses, versions, errors and alarms.
 
 namespace kova::test {
 namespace {
@@ -124,14 +124,14 @@ void readTree(Trial& trial) {
     Dictionary out;
     trial.attempt([&] { return serializer::deserialize(*from, out); });
     for (const auto& [key, value] : out) {
-        EXPECT_TRUE(*value == (*tree)[key]) << key << " was read in part";
+        EXPECT_TRUE(*value == (*tree)[key]) << key << " was only partly read";
     }
     out.clear();
     EXPECT_FALSE(serializer::deserialize(*readerOf(*tree), out));
     EXPECT_TRUE(out == *tree);
 }
 
-/// Reads a value of type T from a string; on failure it is as before.
+/// Reads a value of type T from a string. The output is unchanged on failure.
 template <typename T>
 void read(Trial& trial, const std::string& text, const T& expected) {
     const ValueString node(text);
@@ -255,7 +255,7 @@ void matchGlob(Trial& trial) {
     EXPECT_TRUE(patterns.match(path));
 }
 
-// However many steps of the glob are to be followed at once.
+// The number of simultaneous states does not matter.
 void matchLongGlob(Trial& trial) {
     const std::string text(1000, 'x');
     const PathPatterns patterns("*" + text + "?*");

@@ -13,7 +13,7 @@
 #include "util/config/JSONParser.h"
 #include "util/config/Scalars.h"
 
-// Value nodes, the JSON parser and the byte buffers.
+// Operations on value nodes, the JSON parser and the byte buffers.
 
 namespace kova::test {
 namespace {
@@ -97,7 +97,7 @@ void cloneTree(Trial& trial) {
     clone(trial, *parseTree(SAMPLE));
 }
 
-// More levels than are kept without memory.
+// The tree has more levels than the inline capacity of the stack.
 void cloneDeepTree(Trial& trial) {
     clone(trial, *deepTree(100));
 }
@@ -130,7 +130,7 @@ void printDeepTree(Trial& trial) {
     print(trial, *deepTree(100));
 }
 
-// A stream buffer that needs no memory of its own.
+// A stream buffer that does not allocate memory.
 class Page : public std::streambuf {
 public:
     Page() { setp(bytes_.data(), bytes_.data() + bytes_.size()); }
@@ -141,7 +141,7 @@ private:
 };
 
 void printToStream(Trial& trial) {
-    // A short text takes no memory.
+    // The text is long because printing a short one does not allocate memory.
     const std::string text = "[\"" + std::string(2000, 'a') + "\"]";
     const Tree tree = parseTree(text);
     Page page;
