@@ -19,8 +19,8 @@ kova::Response listOf(const kova::Request& request, const std::vector<std::strin
     return makeResponse(request, OK, *list);
 }
 
-// Who asked goes into the payload, what was asked into the header, as any service may do that wants
-// its answers to tell. The token itself is nobody's business but the service's.
+// Puts the sender's identity into the payload and the request's properties into the header, as any
+// service can do to make its responses traceable. The token itself is secret and not included.
 kova::Response describe(const kova::Request& request) {
     using util::config::ValueString;
     const kova::RequestInfo info(request);
@@ -48,7 +48,7 @@ void* AboutHandler::actionRequest(const kova::Request& request,
 }
 
 void AboutHandler::cancelRequest(void* /*handle*/) {
-    // Nothing ever stays pending.
+    // No request is ever pending.
 }
 
 kova::Response AboutHandler::respond(const kova::Request& request,

@@ -9,11 +9,12 @@
 
 namespace device {
 
-/// What a service says about itself: "versions" are those of its interface, "request" is what it
-/// saw of the very request that asks. Every request is answered at once; any thread may ask.
+/// Serves information about the service: "versions" lists the versions of its interface, "request"
+/// echoes what the service received with the request. All responses are sent inside the call.
+/// Thread-safe.
 class AboutHandler : public kova::IResourceHandler {
 public:
-    /// `versions` as `kova::semver` reads them.
+    /// `versions` are texts in the format of `kova::semver`.
     explicit AboutHandler(std::vector<std::string> versions) : versions_(std::move(versions)) {}
 
     void* actionRequest(const kova::Request& request,

@@ -4,7 +4,7 @@
 
 namespace device {
 
-/// Reads what a user writes where a path is wanted, and writes locators, for one service.
+/// Parses addresses that a user enters (paths or locators) and creates locators, for one service.
 ///
 ///     const device::Address addresses("/device");
 ///     addresses.locatorOf("/system");  // "kova:/device$/system"
@@ -18,12 +18,12 @@ public:
 
     const std::string& servicePath() const { return servicePath_; }
 
-    /// The locator of a resource of the service, as a URI.
+    /// Returns the locator of a resource of the service, as a URI.
     std::string locatorOf(const std::string& resourcePath) const;
 
-    /// Reads a path, which stands for itself, or a locator; a locator is what has a ":" before its
-    /// first "/". False on success; true, with the reason in place of the path, for a locator that
-    /// is malformed or leads to another service.
+    /// Parses a path, which is returned unchanged, or a locator. A text is a locator if it has a
+    /// ":" before its first "/". Returns false on success. Returns true and sets `reason` if a
+    /// locator is malformed or names another service; `path` is then unchanged.
     [[nodiscard]] bool read(const std::string& text, std::string& path, std::string& reason) const;
 
 private:

@@ -13,7 +13,7 @@
 
 namespace device {
 
-/// The client's side of one request.
+/// Prints the events of one request.
 class Client::Printer : public kova::IResponseHandler<kova::Response> {
 public:
     Printer(Client& client, unsigned long number) : client_(client), number_(number) {}
@@ -32,7 +32,7 @@ private:
     unsigned long number_;
 };
 
-/// The client's side of one request for the list of resources.
+/// Prints the events of one request for the list of resources.
 class Client::ListPrinter : public kova::IResponseHandler<std::vector<std::string>> {
 public:
     ListPrinter(Client& client, unsigned long number)
@@ -82,7 +82,7 @@ void Client::send(kova::Request request) {
     std::unique_ptr<kova::IResponseHandler<kova::Response>> handler =
         std::make_unique<Printer>(*this, number);
     void* const handle = service_->actionRequest(request, std::move(handler));
-    // cppcheck-suppress accessMoved ; a service that refuses leaves the handler where it was
+    // cppcheck-suppress accessMoved ; a service that refuses does not move from the handler
     const bool refused = handler != nullptr;
     if (!follow(number, handle)) {
         say("  #" + std::to_string(number) +
@@ -100,7 +100,7 @@ void Client::list(const std::string& mimeType) {
     }
 }
 
-// Prints the request and makes room for its handle.
+// Prints the request and adds its entry to `pending_`.
 unsigned long Client::begin(const std::string& text) {
     const unsigned long number = ++lastNumber_;
     say("> #" + std::to_string(number) + " " + text);
@@ -109,7 +109,7 @@ unsigned long Client::begin(const std::string& text) {
     return number;
 }
 
-// Keeps the handle of a request that stays pending. False for one that ended without an event.
+// Stores the handle of a pending request. Returns false if the request ended without an event.
 bool Client::follow(unsigned long number, void* handle) {
     const std::lock_guard<std::mutex> guard(mutex_);
     const auto found = pending_.find(number);
@@ -180,7 +180,7 @@ void Client::print(unsigned long number, const std::string& event, bool last) {
         const std::lock_guard<std::mutex> guard(mutex_);
         const auto found = pending_.find(number);
         if (found == pending_.end()) {
-            return;  // cancelled meanwhile
+            return;  // the request has been cancelled
         }
         if (last) {
             pending_.erase(found);

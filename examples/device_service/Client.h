@@ -15,35 +15,35 @@
 
 namespace device {
 
-/// Owns a service, sends it requests and prints every event that comes back.
+/// Owns a service, sends it requests and prints every event that it receives.
 ///
-/// One thread sends; events may arrive on any. Nothing is printed for a request that was cancelled.
-/// Requests say who asks: the trace client id of the process and, if one was set, its agent token.
+/// One thread sends; events may arrive on any thread. The events of a cancelled request are not
+/// printed. Requests carry the trace client id of the process and, if one is set, its agent token.
 class Client {
 public:
-    /// `servicePath` names the service in locators and in requests. `interrupted` tells whether to
-    /// give up waiting. `out` must outlive the client.
+    /// `servicePath` names the service in locators and in requests. `interrupted` returns whether
+    /// to stop waiting. `out` must outlive the client.
     Client(std::unique_ptr<kova::StaticComposedKovaService> service, const std::string& servicePath,
            std::function<bool()> interrupted, std::ostream& out);
 
     const Address& address() const { return address_; }
 
-    /// Agrees with the service on a version of its interface, for a client built for `version`, and
-    /// prints the outcome. False when none suits: then nothing else should be asked.
+    /// Negotiates a version of the service's interface, for a client built for `version`, and
+    /// prints the outcome. Returns false if no version is compatible; then do not send requests.
     bool connect(const std::string& version);
-    /// Sends a request, with the entries that say who asks.
+    /// Sends a request, after adding the client id and the token to its header.
     void send(kova::Request request);
-    /// Asks for what the service has, in a mime type, and prints the locators.
+    /// Requests the list of resources in the mime type and prints their locators.
     void list(const std::string& mimeType);
-    /// Cancels the request of a number, or the latest that is pending.
+    /// Cancels the request with the number; without one, the latest pending request.
     void cancel(const std::optional<unsigned long>& number);
-    /// Waits for so many events, ten seconds at most.
+    /// Waits for `count` events, at most ten seconds.
     void wait(unsigned long count);
-    /// Whether some request has neither terminated nor been cancelled.
+    /// Returns whether any request has neither terminated nor been cancelled.
     bool hasPending();
-    /// Shuts the service down, which cancels what is pending.
+    /// Shuts the service down, which cancels all pending requests.
     void shutdown();
-    /// Prints a line of the client's own.
+    /// Prints a line that is not an event.
     void say(const std::string& text);
 
 private:
@@ -65,9 +65,9 @@ private:
     std::mutex mutex_;
     std::condition_variable changed_;
     unsigned long events_ = 0;
-    /// Handle by number; null until `actionRequest` has returned it.
+    /// Maps a request's number to its handle, which is null until `actionRequest` has returned.
     std::map<unsigned long, void*> pending_;
-    /// Goes first, for events may arrive as long as it is there.
+    /// Last, so that it is destroyed first: events may arrive as long as it exists.
     std::unique_ptr<kova::StaticComposedKovaService> service_;
 };
 

@@ -34,7 +34,8 @@ std::optional<Duration> durationIn(const kova::Payload& payload) {
     return duration;
 }
 
-// Nothing for one with years or months. At most 32 days, which an alarm can wait.
+// Returns nullopt for a duration with years or months. The result is at most 32 days, within the
+// range of an alarm.
 std::optional<milliseconds> lengthOf(const Duration& duration) {
     if (duration.years != 0 || duration.months != 0) {
         return std::nullopt;
@@ -45,7 +46,7 @@ std::optional<milliseconds> lengthOf(const Duration& duration) {
 
 }  // namespace
 
-/// The table and the callback that is sending share it.
+/// A pending request, shared by the table and the callback that sends.
 struct ClockHandler::Pending {
     Pending(kova::Request asked, unsigned short status, bool one, Handler receiver)
         : request(std::move(asked)), code(status), once(one), handler(std::move(receiver)) {}
@@ -54,7 +55,7 @@ struct ClockHandler::Pending {
     const unsigned short code;
     const bool once;
     const Handler handler;
-    /// Terminated or cancelled: nothing is sent any more.
+    /// Whether the request has terminated or was cancelled; then nothing more is sent.
     std::atomic<bool> over{false};
 };
 
@@ -88,7 +89,8 @@ ClockHandler::~ClockHandler() {
         requests.swap(requests_);
         retired.swap(retired_);
     }
-    // Unlocked: destroying the alarms waits for the callback that is running, which takes the lock.
+    // The alarms are destroyed without the lock: that waits for the running callback, which locks
+    // it.
 }
 
 void* ClockHandler::actionRequest(const kova::Request& request, Handler&& handler,
@@ -116,7 +118,8 @@ kova::Response ClockHandler::respond(const kova::Request& request, unsigned shor
     });
 }
 
-// The first value goes out at once, so that a stream which ends with it never is pending.
+// Sends the first value before the request becomes pending, so that a stream that ends with this
+// value never is pending.
 void* ClockHandler::openStream(const kova::Request& request, Handler&& handler) {
     auto stream =
         std::make_shared<Pending>(request, statuscodes::STREAM, false, std::move(handler));
@@ -143,9 +146,9 @@ void* ClockHandler::openAlarm(const kova::Request& request, Handler&& handler) {
     return keep(std::move(alarm), *delay);
 }
 
-// Lets the alarm run, and the request be pending unless the alarm has ended it already.
+// Starts the alarm and makes the request pending, unless the alarm has already ended the request.
 void* ClockHandler::keep(std::shared_ptr<Pending> pending, milliseconds delay) {
-    // A handle is a number that callers only give back.
+    // A handle is a number that is never dereferenced.
     void* const handle =
         reinterpret_cast<void*>(++lastHandle_);  // NOLINT(performance-no-int-to-ptr)
     const std::weak_ptr<Pending> known = pending;
@@ -169,7 +172,7 @@ void* ClockHandler::keep(std::shared_ptr<Pending> pending, milliseconds delay) {
 }
 
 void ClockHandler::cancelRequest(void* handle) {
-    std::shared_ptr<Pending> pending;  // goes unlocked: the receiver may go with it
+    std::shared_ptr<Pending> pending;  // destroyed without the lock, as is its response handler
     {
         const std::lock_guard<std::mutex> guard(mutex_);
         const auto found = requests_.find(handle);
@@ -181,11 +184,12 @@ void ClockHandler::cancelRequest(void* handle) {
         retired_.push_back(std::move(found->second.alarm));
         requests_.erase(found);
     }
-    // Fails when a child of fork cannot start the thread; then nobody sweeps, and none is due.
+    // Arming fails if a child of fork cannot start the alarm thread; then no alarm can expire
+    // either.
     static_cast<void>(sweeper_.arm(milliseconds::zero()));
 }
 
-// On the thread of the alarms, as `sweep`.
+// Called on the alarm thread, like `sweep`.
 void ClockHandler::expired(void* handle, const std::weak_ptr<Pending>& known) {
     const std::shared_ptr<Pending> pending = known.lock();
     if (pending && !send(*pending)) {
@@ -193,7 +197,7 @@ void ClockHandler::expired(void* handle, const std::weak_ptr<Pending>& known) {
     }
 }
 
-// Sends the time. False when the request ends with it, or is over.
+// Sends the time. Returns false if the request ends with this value or is already over.
 bool ClockHandler::send(Pending& pending) const {
     const kova::Response response = respond(pending.request, pending.code);
     if (pending.over) {
@@ -208,7 +212,7 @@ bool ClockHandler::send(Pending& pending) const {
 }
 
 void ClockHandler::sweep() {
-    std::vector<Alarm> retired;  // goes unlocked
+    std::vector<Alarm> retired;  // destroyed without the lock
     const std::lock_guard<std::mutex> guard(mutex_);
     retired.swap(retired_);
 }

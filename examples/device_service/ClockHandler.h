@@ -16,24 +16,24 @@
 
 namespace device {
 
-/// A point in time as a date and time of UTC, with milliseconds.
+/// Converts a point in time to a UTC date and time with milliseconds.
 kova::dovglobals::DateTime toDateTime(std::chrono::system_clock::time_point time);
 
-/// Serves the time of day as a `DateTime`. "" is the time, at once or, with the response semantic
-/// "persistent-stream", now and at every interval until it is cancelled. "in" is the time once,
-/// when the `Duration` in the payload has passed; a duration has no more than days, because nobody
-/// knows how long a month is.
+/// Serves the time of day as a `DateTime`. The path "" returns the time: once or, with the response
+/// semantic "persistent-stream", immediately and at every interval until it is cancelled. The path
+/// "in" returns the time once, after the `Duration` in the payload. The duration must not contain
+/// years or months, because their length varies.
 ///
 /// Each pending request has an alarm, whose callback sends the value. Disarming an alarm waits for
-/// its callback, and that may be in a receiver that waits for whoever cancels; so a cancellation
-/// only lets go of the request, and puts the alarm aside for the thread of the alarms, where
-/// destroying one never waits. No lock is held while an alarm is destroyed or a receiver called.
-/// Only the destructor waits, for the receiver that is called just then: not to be destroyed from
-/// inside a receiver.
+/// its callback. The callback may be inside a response handler that waits for the cancelling
+/// thread. A cancellation therefore only releases the request and leaves the alarm to the alarm
+/// thread, where destroying an alarm never waits. No lock is held while an alarm is destroyed or a
+/// response handler is called. Only the destructor waits for a running response handler, so a
+/// response handler must not destroy this object.
 class ClockHandler : public kova::IResourceHandler {
 public:
-    /// `now` is called on any thread. `interval` is at least a millisecond. `timer` outlives the
-    /// handler.
+    /// `now` is called on any thread. `interval` is at least one millisecond. `timer` must outlive
+    /// the handler.
     ClockHandler(std::function<kova::dovglobals::DateTime()> now,
                  std::chrono::milliseconds interval,
                  osal::AlarmTimer& timer = osal::Alarm::DEFAULT_TIMER);
@@ -64,14 +64,14 @@ private:
     const std::function<kova::dovglobals::DateTime()> now_;
     const std::chrono::milliseconds interval_;
     osal::AlarmTimer& timer_;
-    /// No handle is used twice: a late cancellation must not meet another request.
+    /// Handles are never reused: a late cancellation must not cancel another request.
     std::atomic<std::uintptr_t> lastHandle_{0};
     std::mutex mutex_;
     std::map<void*, Entry> requests_;
-    /// Of requests that are over.
+    /// Alarms of terminated or cancelled requests, to be destroyed by `sweep`.
     std::vector<Alarm> retired_;
     bool stopping_ = false;
-    /// Calls `sweep`. One of the platform, because arming it never waits and any thread may do it.
+    /// Calls `sweep`. A platform alarm, because any thread can arm it without waiting.
     osal::Alarm sweeper_;
 };
 

@@ -12,7 +12,7 @@ namespace device {
 
 namespace {
 
-/// Cuts the first word off the line.
+/// Removes the first word from the line and returns it.
 std::string takeWord(std::string& line) {
     constexpr char const* BLANKS = " \t";
     line.erase(0, line.find_first_not_of(BLANKS));
@@ -26,23 +26,22 @@ std::string takeWord(std::string& line) {
 Console::Console(Client& client) : client_(client), mimeType_(kova::mimetypes::JSON_TYPE) {}
 
 char const* Console::help() {
-    return "list                  what the service has, each with its locator\n"
-           "retrieve PATH         ask for what is there: /, /system, /system/memory, /store, "
-           "/clock\n"
-           "watch PATH            the same as a stream of fresh values: /system/load, /clock\n"
+    return "list                  list the resources of the service with their locators\n"
+           "retrieve PATH         read a resource: /, /system, /system/memory, /store, /clock\n"
+           "watch PATH            read a resource as a stream of values: /system/load, /clock\n"
            "retrieve /clock/in \"P0000-00-00T00:00:01\"\n"
-           "                      ask for the time when a duration has passed\n"
+           "                      read the time after a duration\n"
            "retrieve /about/request\n"
-           "                      ask what the service sees of a request\n"
-           "cancel [NUMBER]       end a stream, by default the latest\n"
-           "update PATH JSON      put a value in place of another: update /store/volume 7\n"
-           "insert PATH JSON      put a value where nothing is yet\n"
-           "delete PATH           take a value out\n"
-           "accept json|binary    the format in which answers are wanted\n"
-           "wait [COUNT]          wait for so many more events (1), ten seconds at most\n"
+           "                      read what the service receives with a request\n"
+           "cancel [NUMBER]       cancel a request (default: the latest pending one)\n"
+           "update PATH JSON      set a value or replace it: update /store/volume 7\n"
+           "insert PATH JSON      add a value that does not exist yet\n"
+           "delete PATH           remove a value\n"
+           "accept json|binary    select the format of responses\n"
+           "wait [COUNT]          wait for COUNT more events (default: 1), at most ten seconds\n"
            "shutdown              shut the service down\n"
            "help, quit\n\n"
-           "A PATH may be written as a locator: kova:/device$/system/memory\n";
+           "PATH can also be a locator: kova:/device$/system/memory\n";
 }
 
 bool Console::execute(const std::string& line) {

@@ -6,16 +6,16 @@
 
 namespace device {
 
-/// Turns lines of text into what a client does. Lines come from one thread.
+/// Interprets lines of text as commands for a client. Must be called from one thread.
 class Console {
 public:
-    /// The client is borrowed.
+    /// `client` must outlive the console.
     explicit Console(Client& client);
 
-    /// The words that `execute` understands, for a user.
+    /// Returns a description of the commands for the user.
     static char const* help();
 
-    /// Carries one line out. False when it asks to quit.
+    /// Executes one line. Returns false if the line is the command to quit.
     bool execute(const std::string& line);
 
 private:

@@ -12,14 +12,14 @@ namespace device {
 
 namespace {
 
-// The signal handler can do little more than write a byte, which wakes whoever polls.
+// The signal handler writes a byte into this pipe, which wakes the polling thread.
 int wakePipe[2] = {-1, -1};
 
 void onSignal(int) {
     const int error = errno;
     const char byte = 0;
     if (write(wakePipe[1], &byte, 1) < 0) {
-        // The pipe is full: it wakes all the same.
+        // The pipe is full, so the polling thread wakes anyway.
     }
     errno = error;
 }
@@ -33,7 +33,7 @@ LineReader::LineReader(int descriptor) : descriptor_(descriptor) {
     signals_ = wakePipe[0];
     struct sigaction action {};
     action.sa_handler = onSignal;
-    action.sa_flags = SA_RESTART;  // other calls go on; poll returns all the same
+    action.sa_flags = SA_RESTART;  // other system calls restart; poll returns anyway
     sigaction(SIGINT, &action, nullptr);
     sigaction(SIGTERM, &action, nullptr);
 }
@@ -82,8 +82,8 @@ bool LineReader::waitForStop(int milliseconds) {
     return stopped_;
 }
 
-// The line in front of `end`, or all that is left. A file from elsewhere may end its lines with a
-// carriage return too.
+// Removes and returns the line up to `end`, or the rest of the input. Also removes a carriage
+// return at the end of the line.
 std::string LineReader::takeLine(std::size_t end) {
     std::string line = pending_.substr(0, end);
     pending_.erase(0, end == std::string::npos ? end : end + 1);

@@ -6,24 +6,24 @@
 
 namespace device {
 
-/// Reads lines from a file descriptor until its end or until the process is asked to stop (SIGINT,
-/// SIGTERM), whichever comes first.
+/// Reads lines from a file descriptor until the end of the input or until the process receives a
+/// signal to stop (SIGINT, SIGTERM).
 class LineReader {
 public:
     static constexpr std::size_t MAX_LINE = 4 * 1024 * 1024;
 
-    /// Catches both signals from now on. One object a process.
+    /// Installs handlers for both signals. A process must not have more than one LineReader.
     explicit LineReader(int descriptor);
     ~LineReader();
     LineReader(const LineReader&) = delete;
     LineReader& operator=(const LineReader&) = delete;
 
-    /// The next line without its end; nothing at the end of the input or when asked to stop. Throws
-    /// `std::length_error` for one of more than `MAX_LINE` bytes.
+    /// Returns the next line without its terminator, or nullopt at the end of the input or after a
+    /// signal. Throws `std::length_error` if a line has more than `MAX_LINE` bytes.
     std::optional<std::string> next();
-    /// Whether the process was asked to stop.
+    /// Returns whether the process has received a signal to stop.
     bool stopped() const { return stopped_; }
-    /// Waits up to `milliseconds` for the request to stop; true when it came.
+    /// Waits up to `milliseconds` for a signal to stop. Returns whether one was received.
     bool waitForStop(int milliseconds);
 
 private:
@@ -35,7 +35,7 @@ private:
     bool stopped_ = false;
     bool ended_ = false;
     std::string pending_;
-    /// How much of `pending_` is known to have no end of a line.
+    /// The number of bytes of `pending_` already searched for a line break.
     std::size_t searched_ = 0;
 };
 

@@ -7,7 +7,7 @@
 
 namespace device {
 
-/// The number that the whole text is, in decimal digits alone; nothing when it is none.
+/// Parses a text that consists only of decimal digits; returns nullopt for any other text.
 inline std::optional<unsigned long> numberOf(const std::string& text) {
     unsigned long number = 0;
     char const* const end = text.data() + text.size();

@@ -14,7 +14,7 @@ namespace {
 using util::config::Dictionary;
 using util::config::Value;
 
-/// The first bytes in hexadecimal, for formats that are not text.
+/// Returns the first bytes in hexadecimal, for formats that are not text.
 std::string hexText(const kova::Payload& payload) {
     constexpr std::size_t MOST = 24;
     constexpr char DIGITS[] = "0123456789abcdef";

@@ -7,9 +7,9 @@
 
 namespace device {
 
-/// Messages as a user reads them: what they are on the first line, header and payload, where there
-/// are any, indented on lines of their own. None ends with a line break. An agent token is not
-/// shown: what is printed may be kept and passed on.
+/// Formats a message for the user: command and path, or status, on the first line; header and
+/// payload, if present, on separate indented lines. The text does not end with a line break. Agent
+/// tokens are masked, because the output may be stored and shared.
 std::string textOf(const kova::Request& request);
 std::string textOf(const kova::Response& response);
 

@@ -18,7 +18,7 @@ namespace {
 namespace statuscodes = kova::statuscodes;
 using util::serializer::IStructuredSerializer;
 
-// Writes any kind of node; true on failure, as all serializer operations.
+// Writes a node of any type. Returns true on failure, like all serializer operations.
 bool serialize(IStructuredSerializer& serializer, const util::config::Value& value) {
     if (value.isDictionary()) {
         return kova::serializer::serialize(serializer,

@@ -11,33 +11,33 @@
 
 namespace device {
 
-/// The mime type that a request asks for with "$accept"; JSON when it asks for none.
+/// Returns the mime type in the "$accept" entry of a request; JSON if the entry is missing.
 std::string acceptedType(const kova::Request& request);
 
-/// Whether a request asks for a stream of values, with "$response-semantic".
+/// Returns whether the "$response-semantic" entry of a request selects a stream of values.
 bool wantsStream(const kova::Request& request);
 
-/// Writes one value with a serializer; true on failure, as all serializer operations.
+/// Writes one value with a serializer. Returns true on failure, like all serializer operations.
 using Writer = std::function<bool(util::serializer::IStructuredSerializer&)>;
 
-/// A response with what is written, in the mime type that the request asks for; an error response
-/// 400 when nothing writes that type.
+/// Returns a response whose payload `write` creates, in the mime type that the request accepts.
+/// Returns an error response 400 if that mime type has no serializer.
 kova::Response makeResponse(const kova::Request& request, unsigned short code, const Writer& write);
-/// The same with a value of any kind.
+/// Returns a response with the value as its payload.
 kova::Response makeResponse(const kova::Request& request, unsigned short code,
                             const util::config::Value& value);
 
-/// An error response of a code, with the reason, which names the path where that helps.
+/// Returns an error response with the code and the reason.
 kova::Response fail(unsigned short code, const std::string& reason);
-/// The same with the path of the request in front of the reason.
+/// Returns an error response whose reason is prefixed with the path of the request.
 kova::Response fail(const kova::Request& request, unsigned short code, const std::string& reason);
-/// The error response to a path that leads nowhere (404).
+/// Returns the error response to a path without a resource (404).
 kova::Response notFound(const kova::Request& request);
 
-/// Sends one response, as a value and completion or, when it is an error response, as the error.
+/// Sends one response: an error response as the error, any other as a value followed by completion.
 void answer(kova::IResponseHandler<kova::Response>& handler, const kova::Response& response);
 
-/// Answers that a command is not for this path (400).
+/// Sends the error that the path does not support the command (400).
 void refuseCommand(kova::IResponseHandler<kova::Response>& handler, const kova::Request& request);
 
 }  // namespace device

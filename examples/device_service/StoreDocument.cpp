@@ -31,7 +31,7 @@ StoreDocument::ValuePtr own(Value* value) {
     return {value, Value::destroy};
 }
 
-// The document that the text is; null, with the reason, when it is none.
+// Parses a document. Returns null and sets `reason` if the text is not one.
 StoreDocument::ValuePtr parse(const std::string& text, std::string& reason) {
     if (text.size() > StoreDocument::MAX_SIZE) {
         reason = "it is too large";
@@ -48,7 +48,7 @@ StoreDocument::ValuePtr parse(const std::string& text, std::string& reason) {
     return root;
 }
 
-// The child, or null; looks into dictionaries by key and into arrays by index.
+// Returns the child of a dictionary with the key, or of an array at the index, or null.
 Value const* childOf(const Value& parent, const std::string& name) {
     if (parent.isArray()) {
         const auto index = numberOf(name);
@@ -66,7 +66,7 @@ Value const* walk(const Value& root, StoreDocument::Path::const_iterator first,
     return node;
 }
 
-/// What a put does with a value that is there: take its place, or leave it alone.
+/// Whether `put` replaces an existing value or leaves it unchanged.
 enum class Mode { Replace, Add };
 
 Result putIn(Array& array, const std::string& name, StoreDocument::ValuePtr value, Mode mode) {
@@ -92,7 +92,7 @@ Result putIn(Dictionary& dictionary, const std::string& name, StoreDocument::Val
     return present ? Result::Done : Result::Created;
 }
 
-// The node that holds the last part of the path, for changing; null when there is none.
+// Returns the parent of the node at the path, for changes, or null.
 Value* parentOf(Value& root, const StoreDocument::Path& path) {
     return const_cast<Value*>(walk(root, path.begin(), path.end() - 1));
 }
@@ -120,14 +120,13 @@ Result removeFrom(Value& parent, const std::string& name) {
     return removed ? Result::Done : Result::NotFound;
 }
 
-// The permissions of the file, for the one that takes its place.
+// Returns the permissions of the file, for the file that replaces it.
 mode_t permissionsOf(const std::string& file) {
     struct stat status {};
     return stat(file.c_str(), &status) == 0 ? status.st_mode & 0777 : 0644;
 }
 
-// Writes the whole text into a new file and makes sure that it has reached the disk. True on
-// success.
+// Writes the text into a new file and syncs it to disk. Returns true on success.
 bool writeOut(const std::string& file, const std::string& text, mode_t permissions) {
     const int descriptor = open(file.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, permissions);
     if (descriptor < 0) {
@@ -145,8 +144,8 @@ bool writeOut(const std::string& file, const std::string& text, mode_t permissio
     return close(descriptor) == 0 && written;
 }
 
-// Makes a rename in the folder last through a power failure. A folder that cannot be synced (some
-// file systems refuse) leaves the file whole all the same.
+// Makes a rename in the folder survive a power failure. If the folder cannot be synced, which some
+// file systems do not support, the file is still complete.
 void syncFolderOf(const std::string& file) {
     const std::size_t slash = file.rfind('/');
     const std::string folder = slash == std::string::npos ? "." : file.substr(0, slash + 1);
@@ -170,14 +169,14 @@ bool StoreDocument::load(std::string& reason) {
         return false;
     }
     std::ifstream in;
-    if (type == fs::file_type::regular) {  // another kind might never end, or never begin
+    if (type == fs::file_type::regular) {  // reading another type might block or never end
         in.open(file_, std::ios::binary);
     }
     if (!in.is_open()) {
         reason = "cannot read " + file_;
         return true;
     }
-    // One byte more than a document may have tells that a file is too large.
+    // Reads one byte more than the limit, so that `parse` detects a file that is too large.
     std::string text(std::min<std::size_t>(fs::file_size(file_, error), MAX_SIZE + 1), '\0');
     in.read(text.data(), static_cast<std::streamsize>(text.size()));
     std::string fault = "it ends too early";
@@ -194,7 +193,7 @@ Value const* StoreDocument::find(const Path& path) const {
     return walk(*root_, path.begin(), path.end());
 }
 
-// Changes a copy, saves it, and only then takes it for the document.
+// Changes a copy and saves it. Replaces the document by the copy only if that succeeds.
 template <typename Change>
 Result StoreDocument::change(const Change& apply) {
     auto copy = own(root_->clone());
@@ -247,7 +246,7 @@ Result StoreDocument::remove(const Path& path) {
 
 bool StoreDocument::save(const std::string& text) const {
     const std::string fresh = file_ + ".new";
-    unlink(fresh.c_str());  // what a process that was killed has left
+    unlink(fresh.c_str());  // left behind by a killed process
     if (!writeOut(fresh, text, permissionsOf(file_)) ||
         std::rename(fresh.c_str(), file_.c_str()) != 0) {
         unlink(fresh.c_str());

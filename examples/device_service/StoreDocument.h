@@ -9,23 +9,24 @@
 
 namespace device {
 
-/// A JSON document in a file: an object or an array, reached by paths of keys and indexes.
+/// A JSON document in a file: an object or an array whose values are addressed by paths of keys and
+/// indexes.
 ///
-/// Every change is written to a new file (the name with ".new" behind it) that then takes the place
-/// of the old one, so a process killed at any moment leaves the old or the new document, whole.
-/// What could not be read again is not written: a document has at most `MAX_SIZE` bytes of text,
-/// the nesting that the parser takes, and keys that are UTF-8.
+/// Every change is written to a new file (the file name plus ".new"), which then replaces the old
+/// file. A process killed at any moment leaves either the complete old or the complete new
+/// document. A change is rejected if its result could not be read back: a document has at most
+/// `MAX_SIZE` bytes of text, the parser limits its nesting, and its keys are UTF-8.
 ///
-/// Not locked: one object, in one process, for a file.
+/// Not synchronized. Only one object in one process may use a file.
 class StoreDocument {
 public:
-    /// What became of a change or a look-up.
+    /// The result of a change or a look-up.
     enum class Result {
         Done,     ///< found, or changed in place
-        Created,  ///< something new was put in
+        Created,  ///< a new value was added
         NotFound,
-        Exists,    ///< there is something already
-        Conflict,  ///< below a scalar, a root that is no container, or not to be read again
+        Exists,    ///< the path already has a value
+        Conflict,  ///< the parent is a scalar, the root would be one, or the result is not readable
         NotSaved   ///< the file could not be written; nothing was changed
     };
     using Path = std::vector<std::string>;
@@ -35,18 +36,18 @@ public:
 
     explicit StoreDocument(std::string file);
 
-    /// Reads the file; one that is not there stands for the empty object. False on success; true,
-    /// with the reason, when it cannot be read or is no JSON object or array: the document and the
-    /// file stay as they are.
+    /// Reads the file; a missing file is an empty object. Returns false on success. Returns true
+    /// and sets `reason` if the file cannot be read or is not a JSON object or array; the document
+    /// and the file are then unchanged.
     [[nodiscard]] bool load(std::string& reason);
 
-    /// The node at the path, or null.
+    /// Returns the node at the path, or null.
     util::config::Value const* find(const Path& path) const;
-    /// Puts a value in place of what is there, or where nothing is ("-" appends to an array).
+    /// Sets the value at the path, replacing an existing one ("-" appends to an array).
     Result update(const Path& path, ValuePtr value);
-    /// Puts a value where nothing is yet; in an array, before the element at the index.
+    /// Adds a value at a path without one; in an array, inserts it before the element at the index.
     Result insert(const Path& path, ValuePtr value);
-    /// Takes a value out; the empty path empties the document.
+    /// Removes a value; the empty path clears the document.
     Result remove(const Path& path);
 
 private:

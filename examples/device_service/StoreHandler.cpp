@@ -35,7 +35,7 @@ kova::Response statusOf(StoreDocument::Result result, const kova::Request& reque
     return fail(request, statuscodes::INTERNAL_SERVER_ERROR, "the store could not be written");
 }
 
-// The value in the payload, or null with the reason.
+// Returns the value in the payload. Returns null and sets `reason` on failure.
 StoreDocument::ValuePtr valueOf(const kova::Payload& payload, std::string& reason) {
     std::string text;
     util::config::JSONParser parser(false);
@@ -60,7 +60,7 @@ void* StoreHandler::actionRequest(const kova::Request& request,
 }
 
 void StoreHandler::cancelRequest(void* /*handle*/) {
-    // Nothing ever stays pending.
+    // No request is ever pending.
 }
 
 kova::Response StoreHandler::respond(const kova::Request& request,

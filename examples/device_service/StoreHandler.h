@@ -10,8 +10,8 @@
 
 namespace device {
 
-/// Serves a `StoreDocument`: retrieve, update, insert and delete on any path in it. Every request
-/// is answered at once; requests of several threads take turns.
+/// Serves a `StoreDocument`: retrieve, update, insert and delete on any path in it. All responses
+/// are sent inside the call. Thread-safe; concurrent requests are serialized.
 class StoreHandler : public kova::IResourceHandler {
 public:
     explicit StoreHandler(StoreDocument document) : document_(std::move(document)) {}

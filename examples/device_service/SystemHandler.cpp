@@ -21,7 +21,7 @@ struct SystemHandler::Stream {
     const std::string name;
     const std::unique_ptr<kova::IResponseHandler<kova::Response>> handler;
     std::atomic<bool> cancelled{false};
-    /// When to send the next value; the handler's mutex guards it.
+    /// The time to send the next value; guarded by the mutex of the SystemHandler.
     Clock::time_point due;
 };
 
@@ -79,7 +79,7 @@ void* SystemHandler::openStream(const kova::Request& request,
     void* handle = nullptr;
     {
         const std::lock_guard<std::mutex> guard(mutex_);
-        // A handle is a number that callers only give back.
+        // A handle is a number that is never dereferenced.
         handle = reinterpret_cast<void*>(++lastHandle_);  // NOLINT(performance-no-int-to-ptr)
         streams_.emplace(handle, std::move(stream));
     }
@@ -115,13 +115,13 @@ void SystemHandler::sendStreams() {
             if (!send(*stream)) {
                 cancelRequest(handle);
             }
-            stream.reset();  // unlocked: the receiver may go with it
+            stream.reset();  // without the lock: this may destroy the response handler
             lock.lock();
         }
     }
 }
 
-// Sends a fresh value. False when the stream ends with it, or was cancelled.
+// Sends the current value. Returns false if the stream ends with this value or was cancelled.
 bool SystemHandler::send(Stream& stream) const {
     const kova::Response response = respond(stream.request, kova::statuscodes::STREAM, stream.name);
     if (stream.cancelled) {

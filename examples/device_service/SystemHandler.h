@@ -14,13 +14,13 @@
 
 namespace device {
 
-/// Serves the facts of `SystemInfo`: "retrieve" answers once or, with the response semantic
-/// "persistent-stream", stays pending and sends fresh values until it is cancelled.
+/// Serves the facts of `SystemInfo`: "retrieve" responds once or, with the response semantic
+/// "persistent-stream", remains pending and sends current values until it is cancelled.
 ///
-/// The first value of a stream goes out before `actionRequest` returns, so that a stream which ends
-/// at once never becomes a pending request. One thread of its own sends the others. A stream is
-/// shared by the table and the thread that is sending from it, so a cancellation never waits for a
-/// receiver, and no lock is held while one is called. Not to be destroyed from inside a receiver.
+/// The first value of a stream is sent before `actionRequest` returns, so that a stream that ends
+/// with it never becomes a pending request. A separate thread sends the other values. The table and
+/// the sending thread share a stream, so a cancellation never waits for a response handler. No lock
+/// is held while a response handler is called. A response handler must not destroy this object.
 class SystemHandler : public kova::IResourceHandler {
 public:
     SystemHandler(SystemInfo info, std::chrono::milliseconds interval);
@@ -47,7 +47,7 @@ private:
     const std::chrono::milliseconds interval_;
     std::mutex mutex_;
     std::condition_variable wake_;
-    /// By handle. None is used twice: a late cancellation must not meet another stream.
+    /// By handle. Handles are never reused: a late cancellation must not cancel another stream.
     std::map<void*, std::shared_ptr<Stream>> streams_;
     std::uintptr_t lastHandle_ = 0;
     bool stopping_ = false;

@@ -29,8 +29,8 @@ void add(Dictionary& facts, const std::string& name, double number) {
     facts.add(name, new ValueFloat(number));
 }
 
-// The next line that is text. A name that is not UTF-8 (somebody's memory stick) has no form in
-// JSON and would take all other facts down with it.
+// Reads the next line that is UTF-8. A name that is not UTF-8 (such as the label of a memory stick)
+// cannot be represented in JSON and would make all other facts unavailable.
 bool nextLine(std::istream& file, std::string& line) {
     do {
         std::getline(file, line);
@@ -38,14 +38,14 @@ bool nextLine(std::istream& file, std::string& line) {
     return !file.fail();
 }
 
-// A stream whose numbers are read the same under every locale.
+// Returns a stream that parses numbers independently of the global locale.
 std::istringstream fieldsOf(const std::string& line) {
     std::istringstream fields(line);
     fields.imbue(std::locale::classic());
     return fields;
 }
 
-// Each reader fills `facts` from its file. Of the kernel's many lines about memory, these:
+// The entries of /proc/meminfo that are served.
 constexpr char const* MEMORY[] = {"MemTotal", "MemFree",   "MemAvailable", "Buffers",
                                   "Cached",   "SwapTotal", "SwapFree"};
 
@@ -87,8 +87,8 @@ void readUptime(std::istream& file, Dictionary& facts) {
     }
 }
 
-// "cpu  USER NICE SYSTEM IDLE IOWAIT …": time that all processors spent, in clock ticks. Behind it
-// a line for each processor.
+// "cpu  USER NICE SYSTEM IDLE IOWAIT …": the time that all processors spent, in clock ticks. One
+// line for each processor follows.
 void readCpu(std::istream& file, Dictionary& facts) {
     unsigned long processors = 0;
     for (std::string line; nextLine(file, line);) {
@@ -111,7 +111,7 @@ void readCpu(std::istream& file, Dictionary& facts) {
     }
 }
 
-// The kernel writes "\040" for a blank in a field, and the like.
+// Replaces the kernel's octal escapes in a field, such as "\040" for a blank.
 std::string unescaped(const std::string& field) {
     std::string text;
     for (std::size_t i = 0; i < field.size(); ++i) {
@@ -128,7 +128,7 @@ std::string unescaped(const std::string& field) {
     return text;
 }
 
-// "DEVICE FOLDER TYPE OPTIONS …": the mounts that stand for a device, with their space.
+// "DEVICE FOLDER TYPE OPTIONS …": reads the mounts of devices, with their total and free space.
 void readStorage(std::istream& file, Dictionary& facts) {
     for (std::string line; nextLine(file, line);) {
         auto fields = fieldsOf(line);
@@ -150,7 +150,8 @@ void readStorage(std::istream& file, Dictionary& facts) {
     }
 }
 
-// Two lines of headings, then "NAME: " and sixteen counters, eight each way.
+// Two header lines, then for each interface "NAME: " and sixteen counters, eight for each
+// direction.
 void readNetwork(std::istream& file, Dictionary& facts) {
     for (std::string line; nextLine(file, line);) {
         const std::size_t colon = line.find(':');

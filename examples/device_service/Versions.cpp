@@ -17,7 +17,7 @@ namespace {
 using Texts = std::vector<std::string>;
 using Answer = std::optional<kova::Response>;
 
-/// Hands the first event on; the rest is of no interest.
+/// Fulfils the promise with the first event and ignores the others.
 class FirstEvent : public kova::IResponseHandler<kova::Response> {
 public:
     explicit FirstEvent(std::promise<Answer>&& answer) : answer_(std::move(answer)) {}
@@ -47,7 +47,7 @@ Answer ask(kova::IKovaApi& service, const kova::Request& request,
     std::future<Answer> answer = promise.get_future();
     void* handle = nullptr;
     {
-        // Goes at once when the service refuses it, and so never is waited for.
+        // Destroyed at the end of the block if the service refuses it, which fulfils the promise.
         std::unique_ptr<kova::IResponseHandler<kova::Response>> handler =
             std::make_unique<FirstEvent>(std::move(promise));
         handle = service.actionRequest(request, std::move(handler));

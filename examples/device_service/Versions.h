@@ -8,19 +8,20 @@
 
 namespace device {
 
-/// Where a service publishes the versions of its interface, as a list of texts.
+/// The path where a service publishes the versions of its interface, as a list of texts.
 constexpr char const* VERSIONS_PATH = "/about/versions";
 
-/// What became of a client's attempt to agree with a service on a version of its interface.
+/// The result of negotiating a version of a service's interface.
 struct Agreement {
-    /// The version; none when the client must not go on.
+    /// The version, or nullopt if the client must not continue.
     std::optional<std::string> version;
-    /// The outcome for a user: what was chosen among which, or why nothing was.
+    /// A description for the user: the chosen version and the offered ones, or the reason of
+    /// failure.
     std::string outcome;
 };
 
-/// Sends the question, a request for `VERSIONS_PATH`, waits for the answer for `patience` at most,
-/// and picks the version that serves a client best which was built for the version `wanted`
+/// Sends `question`, a request for `VERSIONS_PATH`, waits at most `patience` for the response, and
+/// selects the version that is most compatible with a client built for `wanted`
 /// (`semver::getMostCompatible`).
 Agreement agreeOnVersion(kova::IKovaApi& service, const kova::Request& question,
                          const std::string& wanted, std::chrono::milliseconds patience);

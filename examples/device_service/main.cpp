@@ -1,5 +1,5 @@
-// This machine as a service, and a client that sends it requests: one process, one composed service
-// with four resource handlers.
+// A service for data about this machine, composed of four resource handlers, and a client that
+// sends it requests, in one process.
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
@@ -28,12 +28,11 @@
 namespace {
 
 constexpr char const* SERVICE_PATH = "/device";
-/// The versions of the interface that this service serves, and the one that its client was built
-/// for.
+/// The interface versions of this service, and the version that the client was built for.
 constexpr char const* VERSIONS[] = {"1.0.2", "1.2.1", "2.0.0"};
 constexpr char const* BUILT_FOR = "1.2.0";
 
-// Either each argument is a line, or all of them together are one: what has a blank in it is a
+// If the first argument contains a blank, each argument is a line. Otherwise all arguments form one
 // line.
 std::vector<std::string> linesOf(const std::vector<std::string>& arguments) {
     if (arguments.empty() || arguments[0].find(' ') != std::string::npos) {
@@ -46,7 +45,7 @@ std::vector<std::string> linesOf(const std::vector<std::string>& arguments) {
     return {line};
 }
 
-// False when a line asks to quit.
+// Executes the lines of standard input. Returns false if a line is the command to quit.
 bool readLines(device::LineReader& lines, device::Client& client, device::Console& console) {
     const bool terminal = isatty(STDIN_FILENO) != 0;
     if (terminal) {
@@ -68,8 +67,8 @@ bool readLines(device::LineReader& lines, device::Client& client, device::Consol
 
 std::unique_ptr<kova::StaticComposedKovaService> makeService(device::StoreDocument document,
                                                              std::chrono::milliseconds interval) {
-    // The root of a service answers in the type that this function picks; without one, a request
-    // for the root ends the process.
+    // Selects the mime type of the service root; without it, a request for the root ends the
+    // process.
     kova::servicecomp::overrideMimeTypeFunc(device::acceptedType);
     std::map<std::string, std::unique_ptr<kova::IResourceHandler>> handlers;
     handlers["/about"] = std::make_unique<device::AboutHandler>(
@@ -81,19 +80,19 @@ std::unique_ptr<kova::StaticComposedKovaService> makeService(device::StoreDocume
     return std::make_unique<kova::StaticComposedKovaService>(std::move(handlers));
 }
 
-/// What the command line says.
+/// The parsed command line.
 struct Options {
     std::string storeFile = "kova-store.json";
     unsigned int interval = 1000;
     std::string speaks = BUILT_FOR;
     std::string clientId = "console";
-    /// Of requests.
+    /// The words or lines of the requests.
     std::vector<std::string> arguments;
 };
 
 void describe(CLI::App& app, Options& options) {
     app.add_option("--store", options.storeFile,
-                   "JSON file behind /store; made when it is not there")
+                   "JSON file of /store; created if it does not exist")
         ->capture_default_str();
     app.add_option("--interval", options.interval, "milliseconds between the values of a stream")
         ->capture_default_str()
@@ -103,16 +102,16 @@ void describe(CLI::App& app, Options& options) {
         ->capture_default_str();
     app.add_option("--client", options.clientId, "name under which the client sends its requests")
         ->capture_default_str();
-    app.footer(std::string("Behind the options comes a request, or several as one argument each. "
-                           "Without one, lines\nare read from standard input:\n\n") +
+    app.footer(std::string("A request follows the options, or several requests as one argument "
+                           "each. Without one, lines\nare read from standard input:\n\n") +
                device::Console::help() +
                "\nThe variable ZEL_CONFIG_KOVA_AGT, if set, is the token that requests carry.\n");
-    // From the first word of a request on nothing is an option or a list: dashes and brackets
-    // belong to the request.
+    // Parse no options or lists after the first word of a request: dashes and brackets belong to
+    // the request.
     app.prefix_command();
 }
 
-// Sends the requests of the command line or, without any, those of standard input.
+// Sends the requests of the command line; without any, those of standard input.
 void play(const std::vector<std::string>& arguments, device::LineReader& lines,
           device::Client& client) {
     device::Console console(client);
@@ -120,7 +119,7 @@ void play(const std::vector<std::string>& arguments, device::LineReader& lines,
     for (const std::string& line : linesOf(arguments)) {
         more = more && !lines.waitForStop(0) && console.execute(line);
     }
-    // At the end of the input, streams go on until somebody stops them.
+    // After the end of the input, streams continue until a signal stops the process.
     while (more && client.hasPending() && !lines.waitForStop(100)) {
     }
 }
@@ -133,7 +132,7 @@ int run(const Options& options) {
         return 1;
     }
     tracing::client_helper::setClientId(options.clientId);
-    kova::headers::setAgt("");  // that of the environment, so that no list of processes shows it
+    kova::headers::setAgt("");  // use the environment's token: a process list would show an option
 
     device::LineReader lines(STDIN_FILENO);
     device::Client client(
