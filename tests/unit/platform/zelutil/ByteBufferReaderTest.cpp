@@ -8,7 +8,7 @@ namespace {
 
 using Bytes = std::array<unsigned char, 4>;
 
-TEST(ByteBufferReaderTest, ReadsFromFrontToBack) {
+TEST(ByteBufferReaderTest, ReadsBytesInOrder) {
     const Bytes block{1, 2, 3, 4};
     util::ByteBufferReader reader(block.data(), block.size(), false);
     Bytes out{};
@@ -22,7 +22,7 @@ TEST(ByteBufferReaderTest, ReadsFromFrontToBack) {
     EXPECT_EQ(reader.size(), 4U);
 }
 
-TEST(ByteBufferReaderTest, ReadingPastTheEndFailsAndDoesNothing) {
+TEST(ByteBufferReaderTest, ReadingPastTheEndFailsWithoutConsumingBytes) {
     const Bytes block{1, 2, 3, 4};
     util::ByteBufferReader reader(block.data(), block.size(), false);
     Bytes out{9, 9, 9, 9};
@@ -36,12 +36,12 @@ TEST(ByteBufferReaderTest, ReadingPastTheEndFailsAndDoesNothing) {
     EXPECT_EQ(out[0], 4);
 }
 
-TEST(ByteBufferReaderTest, BorrowsTheBytesWithoutTheFlag) {
+TEST(ByteBufferReaderTest, RefersToTheCallersBytesWithoutTheCopyFlag) {
     const Bytes block{1, 2, 3, 4};
     EXPECT_EQ(util::ByteBufferReader(block.data(), block.size(), false).data(), block.data());
 }
 
-TEST(ByteBufferReaderTest, KeepsACopyWithTheFlag) {
+TEST(ByteBufferReaderTest, OwnsACopyWithTheCopyFlag) {
     Bytes block{1, 2, 3, 4};
     util::ByteBufferReader reader(block.data(), block.size(), true);
     block.fill(9);
@@ -50,7 +50,7 @@ TEST(ByteBufferReaderTest, KeepsACopyWithTheFlag) {
     EXPECT_EQ(out, (Bytes{1, 2, 3, 4}));
 }
 
-TEST(ByteBufferReaderTest, NoBytesAreAnEmptyBlock) {
+TEST(ByteBufferReaderTest, NullPointerIsAnEmptyBlock) {
     for (const bool copy : {false, true}) {
         util::ByteBufferReader reader(nullptr, 5, copy);
         EXPECT_EQ(reader.size(), 0U);

@@ -35,7 +35,7 @@ TEST(ByteBufferWriterTest, GrowsPastTheInitialCapacity) {
     }
 }
 
-TEST(ByteBufferWriterTest, RetrievesTheFirstBytesAsOftenAsAsked) {
+TEST(ByteBufferWriterTest, RetrieveCopiesTheFirstBytesRepeatedly) {
     util::ByteBufferWriter writer(4);
     ASSERT_FALSE(writer.append("abcdef", 6));
     for (int i = 0; i < 2; ++i) {
@@ -45,7 +45,7 @@ TEST(ByteBufferWriterTest, RetrievesTheFirstBytesAsOftenAsAsked) {
     }
 }
 
-TEST(ByteBufferWriterTest, RetrievingMoreThanWasWrittenFailsAndCopiesNothing) {
+TEST(ByteBufferWriterTest, RetrievingMoreThanTheSizeFailsWithoutCopying) {
     util::ByteBufferWriter writer(4);
     ASSERT_FALSE(writer.append("abc", 3));
     std::string out(4, '-');
@@ -53,7 +53,7 @@ TEST(ByteBufferWriterTest, RetrievingMoreThanWasWrittenFailsAndCopiesNothing) {
     EXPECT_EQ(out, "----");
 }
 
-TEST(ByteBufferWriterTest, TruncateTakesBackTheEnd) {
+TEST(ByteBufferWriterTest, TruncateRemovesTheLastBytes) {
     util::ByteBufferWriter writer(4);
     ASSERT_FALSE(writer.append("abcdef", 6));
     writer.truncate(7);
@@ -65,7 +65,7 @@ TEST(ByteBufferWriterTest, TruncateTakesBackTheEnd) {
     EXPECT_EQ(writer.size(), 0U);
 }
 
-TEST(ByteBufferWriterTest, ExtendGivesRoomThatCountsAsWritten) {
+TEST(ByteBufferWriterTest, ExtendIncreasesTheSizeImmediately) {
     util::ByteBufferWriter writer(0);
     EXPECT_NE(writer.extend(0), nullptr);
     EXPECT_EQ(writer.size(), 0U);
@@ -75,7 +75,7 @@ TEST(ByteBufferWriterTest, ExtendGivesRoomThatCountsAsWritten) {
     EXPECT_EQ(content(writer), "xyz");
 }
 
-TEST(ByteBufferWriterTest, WhatIsWrittenIntoRoomCountsOnceItIsTaken) {
+TEST(ByteBufferWriterTest, ReservedBytesCountOnlyAfterTheyAreCommitted) {
     util::ByteBufferWriter writer(0);
     EXPECT_EQ(writer.room(), 0U);
     writer.take(writer.end());
@@ -94,7 +94,7 @@ TEST(ByteBufferWriterTest, WhatIsWrittenIntoRoomCountsOnceItIsTaken) {
     EXPECT_EQ(content(writer), expected);
 }
 
-TEST(ByteBufferWriterTest, RoomThatIsThereAsksForNoMemory) {
+TEST(ByteBufferWriterTest, ReservingAvailableCapacityDoesNotAllocate) {
     util::ByteBufferWriter writer(100);
     ASSERT_FALSE(writer.makeRoom(1));
     const FailingAllocations failing(0);
@@ -103,13 +103,13 @@ TEST(ByteBufferWriterTest, RoomThatIsThereAsksForNoMemory) {
     EXPECT_GE(writer.room(), 100U);
 }
 
-TEST(ByteBufferWriterTest, NothingCanBeAppendedFromNowhere) {
+TEST(ByteBufferWriterTest, AppendingZeroBytesFromNullSucceeds) {
     util::ByteBufferWriter writer(0);
     EXPECT_FALSE(writer.append(nullptr, 0));
     EXPECT_EQ(writer.size(), 0U);
 }
 
-TEST(ByteBufferWriterTest, MoreThanTheAddressSpaceFailsAndLosesNothing) {
+TEST(ByteBufferWriterTest, ExtendingBeyondTheAddressSpaceFailsAndKeepsTheContent) {
     util::ByteBufferWriter writer(8);
     ASSERT_FALSE(writer.append("abc", 3));
     EXPECT_EQ(writer.extend(SIZE_MAX), nullptr);
@@ -117,7 +117,7 @@ TEST(ByteBufferWriterTest, MoreThanTheAddressSpaceFailsAndLosesNothing) {
     EXPECT_EQ(content(writer), "abc");
 }
 
-TEST(ByteBufferWriterTest, ExhaustedMemoryFailsAndLosesNothing) {
+TEST(ByteBufferWriterTest, AppendFailsWithoutMemoryAndKeepsTheContent) {
     util::ByteBufferWriter writer(3);
     ASSERT_FALSE(writer.append("abc", 3));
     const std::string more(1000, 'x');

@@ -43,8 +43,8 @@ std::string asFloat(float value) {
     return written([&](ByteBufferWriter& writer) { return json::appendFloat(writer, value); });
 }
 
-// What `escaped` gives, character by character.
-std::string slowlyEscaped(const std::string& text) {
+// Reference implementation of `escaped`, one character at a time.
+std::string referenceEscaped(const std::string& text) {
     static const char* const NAMED[32] = {nullptr, nullptr, nullptr, nullptr, nullptr,
                                           nullptr, nullptr, nullptr, "\\b",   "\\t",
                                           "\\n",   nullptr, "\\f",   "\\r"};
@@ -75,29 +75,29 @@ TEST(JsonTextTest, StringIsQuotedAndEscaped) {
               R"("")");
 }
 
-TEST(JsonTextTest, EveryByteAtEveryPlaceIsEscapedAsItShould) {
+TEST(JsonTextTest, EscapingMatchesTheReferenceForEveryByteAtEveryPosition) {
     for (int byte = 0; byte < 256; ++byte) {
         for (std::size_t at = 0; at < 20; ++at) {
             std::string text(20, '!');
             text[at] = static_cast<char>(byte);
-            ASSERT_EQ(escaped(text), slowlyEscaped(text)) << byte << " at " << at;
+            ASSERT_EQ(escaped(text), referenceEscaped(text)) << byte << " at " << at;
         }
     }
 }
 
-TEST(JsonTextTest, MixedTextsAreEscapedAsTheyShould) {
+TEST(JsonTextTest, EscapingMatchesTheReferenceForRandomTexts) {
     std::mt19937 random(1);
     for (int i = 0; i < 20000; ++i) {
         std::string text(random() % 40, ' ');
         for (char& c : text) {
             c = static_cast<char>(random() % 4 == 0 ? random() % 256 : 'a' + random() % 26);
         }
-        ASSERT_EQ(escaped(text), slowlyEscaped(text));
+        ASSERT_EQ(escaped(text), referenceEscaped(text));
     }
 }
 
-// One U+FFFD for each maximal part of an ill-formed sequence, the examples of Unicode 15, table
-// 3-8 to 3-11, among them.
+// Each maximal subpart of an ill-formed sequence becomes one U+FFFD. Includes the examples of
+// Unicode 15, tables 3-8 to 3-11.
 struct Repair {
     std::string bytes;
     std::string text;
@@ -120,15 +120,15 @@ const Repair REPAIRS[] = {
     {"\xF4\x8F\xBF\xBF\xF5", "\U0010FFFF" + R},
 };
 
-TEST(JsonTextTest, BytesThatAreNotUtf8AreReplaced) {
+TEST(JsonTextTest, InvalidUtf8IsReplacedByTheReplacementCharacter) {
     for (const Repair& row : REPAIRS) {
         EXPECT_EQ(repaired(row.bytes), '"' + row.text + '"');
     }
     EXPECT_EQ(repaired("\n\x80\"\x80"), "\"\\n" + R + "\\\"" + R + "\"");
 }
 
-// Long texts are written in pieces of 4096 bytes.
-TEST(JsonTextTest, CharactersAndTheirPartsAreWholeWhereAPieceEnds) {
+// The writer splits long texts into pieces of 4096 bytes.
+TEST(JsonTextTest, CharactersAcrossTheEndOfAPieceAreWrittenCorrectly) {
     for (std::size_t size = 4088; size <= 4100; ++size) {
         const std::string front(size, 'a');
         for (const Repair& row : REPAIRS) {
@@ -143,7 +143,7 @@ TEST(JsonTextTest, CharactersAndTheirPartsAreWholeWhereAPieceEnds) {
     EXPECT_EQ(repaired(std::string(5000, '\x80')), '"' + tail + '"');
 }
 
-TEST(JsonTextTest, PieceIsNeverEmptyAndNeverTooLong) {
+TEST(JsonTextTest, PieceEndsAtACharacterBoundaryWithinTheLimit) {
     EXPECT_EQ(json::pieceOf("abc", 4), 3U);
     EXPECT_EQ(json::pieceOf("abcde", 4), 4U);
     EXPECT_EQ(json::pieceOf("abc€", 4), 3U);
@@ -151,7 +151,7 @@ TEST(JsonTextTest, PieceIsNeverEmptyAndNeverTooLong) {
     EXPECT_EQ(json::pieceOf(std::string(9, '\x80'), 4), 1U);
 }
 
-TEST(JsonTextTest, IntegersAreWrittenOverTheWholeRange) {
+TEST(JsonTextTest, IntegersOfTheFullRangeAreWritten) {
     const auto asSigned = [](std::int64_t value) {
         return written([&](ByteBufferWriter& w) { return json::appendInteger(w, value); });
     };
@@ -165,7 +165,7 @@ TEST(JsonTextTest, IntegersAreWrittenOverTheWholeRange) {
     EXPECT_EQ(asUnsigned(UINT64_MAX), "18446744073709551615");
 }
 
-TEST(JsonTextTest, DoublesAreShortAndLookLikeFloats) {
+TEST(JsonTextTest, DoublesUseTheShortestTextWithAPointOrAnExponent) {
     EXPECT_EQ(asDouble(0.0), "0.0");
     EXPECT_EQ(asDouble(-0.0), "-0.0");
     EXPECT_EQ(asDouble(1.0), "1.0");
@@ -178,14 +178,14 @@ TEST(JsonTextTest, DoublesAreShortAndLookLikeFloats) {
     EXPECT_EQ(asDouble(-DBL_MIN), "-2.2250738585072014e-308");
 }
 
-TEST(JsonTextTest, FloatsAreAsShortAsTheirPrecision) {
+TEST(JsonTextTest, FloatsUseTheShortestTextForSinglePrecision) {
     EXPECT_EQ(asFloat(0.1F), "0.1");
     EXPECT_EQ(asFloat(3.0F), "3.0");
     EXPECT_EQ(asFloat(FLT_MAX), "3.4028235e+38");
     EXPECT_EQ(asFloat(1e-45F), "1e-45");
 }
 
-TEST(JsonTextTest, EveryDoubleReadsBackAsItself) {
+TEST(JsonTextTest, RandomDoublesRoundTrip) {
     std::mt19937_64 random(2);
     for (int i = 0; i < 100000; ++i) {
         std::uint64_t bits = random();
@@ -201,7 +201,7 @@ TEST(JsonTextTest, EveryDoubleReadsBackAsItself) {
     }
 }
 
-// The shortest digits without an exponent, by the standard library.
+// Returns the shortest representation without an exponent, computed by the standard library.
 std::string shortest(double value) {
     std::array<char, 64> text{};
     const auto end = std::to_chars(text.begin(), text.end(), value, std::chars_format::fixed).ptr;
@@ -209,7 +209,7 @@ std::string shortest(double value) {
     return digits.find('.') == std::string::npos ? digits + ".0" : digits;
 }
 
-TEST(JsonTextTest, DoublesWithFewDecimalsAreAsShortAsAnyOther) {
+TEST(JsonTextTest, DoublesWithFewDecimalsMatchStdToChars) {
     std::mt19937_64 random(4);
     for (int i = 0; i < 100000; ++i) {
         const int decimals = i % 10;
@@ -224,7 +224,7 @@ TEST(JsonTextTest, DoublesWithFewDecimalsAreAsShortAsAnyOther) {
     }
 }
 
-TEST(JsonTextTest, DoublesAtTheBoundsOfFewDecimalsAreAsShortAsAnyOther) {
+TEST(JsonTextTest, DoublesAtTheLimitsOfTheFastPathMatchStdToChars) {
     for (const double bound : {1e-4, 1e-3, 1e9, 1e9 - 1e-6, 1e9 + 1e-6, 1e8 + 1e-6, 0.0010005}) {
         for (const double near : {std::nextafter(bound, 0), bound, std::nextafter(bound, 1e300)}) {
             if (near >= 1e-4) {
@@ -237,7 +237,7 @@ TEST(JsonTextTest, DoublesAtTheBoundsOfFewDecimalsAreAsShortAsAnyOther) {
     EXPECT_EQ(asDouble(0.000001), "1e-06");
 }
 
-TEST(JsonTextTest, EveryFloatReadsBackAsItself) {
+TEST(JsonTextTest, RandomFloatsRoundTrip) {
     std::mt19937 random(3);
     for (int i = 0; i < 100000; ++i) {
         const auto bits = static_cast<std::uint32_t>(random());
@@ -252,7 +252,7 @@ TEST(JsonTextTest, EveryFloatReadsBackAsItself) {
     }
 }
 
-TEST(JsonTextTest, LocaleOfTheProcessDoesNotMatter) {
+TEST(JsonTextTest, NumbersIgnoreTheLocaleOfTheProcess) {
     for (const char* name : {"de_DE.UTF-8", "fr_FR.UTF-8", "C.UTF-8"}) {
         if (std::setlocale(LC_ALL, name) == nullptr) {
             continue;
@@ -262,7 +262,7 @@ TEST(JsonTextTest, LocaleOfTheProcessDoesNotMatter) {
     std::setlocale(LC_ALL, "C");
 }
 
-// Whether `append` appends nothing whenever it fails for want of memory.
+// Fails every allocation in turn; returns whether `append` appends nothing each time it fails.
 template <typename Append>
 bool failsCleanly(Append append) {
     bool failed = true;
@@ -274,7 +274,7 @@ bool failsCleanly(Append append) {
     return !failed;
 }
 
-TEST(JsonTextTest, ExhaustedMemoryAppendsNothing) {
+TEST(JsonTextTest, AppendFailsWithoutMemoryAndAppendsNothing) {
     const std::string text = std::string(100, 'a') + "\n\x80" + std::string(100, 'b');
     EXPECT_TRUE(
         failsCleanly([&](auto& writer) { return json::appendRepairedString(writer, text); }));

@@ -20,7 +20,7 @@ struct Vector {
     char const* digest;
 };
 
-// FIPS 180 examples and the empty message.
+// The examples of FIPS 180 and the empty message.
 const Vector VECTORS[] = {
     {"", "da39a3ee5e6b4b0d3255bfef95601890afd80709"},
     {"abc", "a9993e364706816aba3e25717850c26c9cd0d89d"},
@@ -29,7 +29,7 @@ const Vector VECTORS[] = {
     {std::string(1000000, 'a'), "34aa973cd4c4daa4f61eeb2bdbad27316534016f"},
 };
 
-TEST(SHA1EngineTest, GivesThePublishedDigests) {
+TEST(SHA1EngineTest, DigestsMatchTheFips180Examples) {
     for (const Vector& vector : VECTORS) {
         util::SHA1Engine engine;
         engine.update(vector.message.data(), vector.message.size());
@@ -37,7 +37,7 @@ TEST(SHA1EngineTest, GivesThePublishedDigests) {
     }
 }
 
-TEST(SHA1EngineTest, PiecesOfAMessageGiveTheSameDigestAsTheWhole) {
+TEST(SHA1EngineTest, DigestIsIndependentOfTheSplitIntoUpdates) {
     const std::string message(200, 'm');
     util::SHA1Engine whole;
     whole.update(message.data(), message.size());
@@ -52,7 +52,7 @@ TEST(SHA1EngineTest, PiecesOfAMessageGiveTheSameDigestAsTheWhole) {
     }
 }
 
-TEST(SHA1EngineTest, EngineIsReadyForAnotherMessageAfterFinish) {
+TEST(SHA1EngineTest, EngineIsReusableAfterFinish) {
     util::SHA1Engine engine;
     engine.update("something else", 14);
     (void)engine.finish();

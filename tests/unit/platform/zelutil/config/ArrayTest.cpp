@@ -43,7 +43,7 @@ TEST(ArrayTest, NullIsNotAdded) {
     EXPECT_EQ(array.toJson(true), "[1]");
 }
 
-TEST(ArrayTest, SetReplacesAndDestroysTheFormerElement) {
+TEST(ArrayTest, SetDestroysTheReplacedElement) {
     Array array;
     array.add(new ValueInt(1));
     const long before = FailingAllocations::liveBlocks();
@@ -56,7 +56,7 @@ TEST(ArrayTest, SetReplacesAndDestroysTheFormerElement) {
     EXPECT_EQ(array.toJson(true), "[2]");
 }
 
-TEST(ArrayTest, RemoveDestroysTheElementOrLeavesItToTheCaller) {
+TEST(ArrayTest, RemoveDestroysTheElementOnlyWithTheFlag) {
     Array array;
     array.add(new ValueInt(1));
     array.add(new ValueInt(2));
@@ -94,7 +94,7 @@ TEST(ArrayTest, SwapExchangesTheElements) {
     EXPECT_EQ(b.toJson(true), "[1]");
 }
 
-TEST(ArrayTest, ExhaustedMemoryFailsDestroysTheValueAndKeepsTheRest) {
+TEST(ArrayTest, AddingWithoutMemoryFailsDestroysTheValueAndKeepsTheElements) {
     Array array;
     for (int i = 0; i < 100; ++i) {
         auto value = std::make_unique<ValueInt>(i);
@@ -113,7 +113,7 @@ TEST(ArrayTest, ExhaustedMemoryFailsDestroysTheValueAndKeepsTheRest) {
     }
 }
 
-TEST(ArrayTest, ReservingMoreThanThereIsChangesNothing) {
+TEST(ArrayTest, FailedReserveChangesNothing) {
     Array array;
     array.add(new ValueInt(1));
     array.reserve(~0UL);

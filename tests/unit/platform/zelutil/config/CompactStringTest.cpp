@@ -13,7 +13,7 @@ namespace {
 
 using util::config::CompactString;
 
-// Of every length up to well beyond what lies in the object, with bytes of every kind.
+// Returns texts of every length from 0 to beyond the inline capacity, with arbitrary bytes.
 std::vector<std::string> texts() {
     std::vector<std::string> all;
     for (std::size_t size = 0; size < 40; ++size) {
@@ -30,18 +30,18 @@ std::vector<std::string> texts() {
 const std::string SHORT = "fifteen bytes..";
 const std::string LONG = "sixteen bytes...";
 
-TEST(CompactStringTest, TakesHalfOfAString) {
+TEST(CompactStringTest, IsSixteenBytesLarge) {
     EXPECT_EQ(sizeof(CompactString), 16U);
 }
 
-TEST(CompactStringTest, NewOneIsEmpty) {
+TEST(CompactStringTest, DefaultConstructedStringIsEmpty) {
     const CompactString text;
     EXPECT_TRUE(text.empty());
     EXPECT_EQ(text.size(), 0U);
     EXPECT_STREQ(text.c_str(), "");
 }
 
-TEST(CompactStringTest, HoldsTextsOfEveryLength) {
+TEST(CompactStringTest, StoresTextsOfEveryLengthWithATerminator) {
     for (const std::string& text : texts()) {
         const CompactString copy{std::string_view(text)};
         ASSERT_EQ(copy.size(), text.size());
@@ -51,12 +51,12 @@ TEST(CompactStringTest, HoldsTextsOfEveryLength) {
     }
 }
 
-TEST(CompactStringTest, HoldsAViewThatNothingEnds) {
+TEST(CompactStringTest, CopiesAViewWithoutATerminator) {
     const std::string whole = "name=value";
     EXPECT_EQ(CompactString(std::string_view(whole).substr(0, 4)), "name");
 }
 
-TEST(CompactStringTest, CopiesStandOnTheirOwn) {
+TEST(CompactStringTest, CopiesAreIndependent) {
     for (const std::string& text : texts()) {
         CompactString first{std::string_view(text)};
         const CompactString second(first);
@@ -68,7 +68,7 @@ TEST(CompactStringTest, CopiesStandOnTheirOwn) {
     }
 }
 
-TEST(CompactStringTest, AssigningATextReplacesWhatWasThere) {
+TEST(CompactStringTest, AssignmentReplacesTheText) {
     for (const std::string& former : texts()) {
         for (const std::string& text : texts()) {
             CompactString string{std::string_view(former)};
@@ -79,7 +79,7 @@ TEST(CompactStringTest, AssigningATextReplacesWhatWasThere) {
     }
 }
 
-TEST(CompactStringTest, AssigningWithoutMemoryChangesNothing) {
+TEST(CompactStringTest, FailedAssignmentFromATextChangesNothing) {
     CompactString string{std::string_view(SHORT)};
     EXPECT_EQ(kova::test::failEveryAllocation([&] {
                   try {
@@ -94,26 +94,26 @@ TEST(CompactStringTest, AssigningWithoutMemoryChangesNothing) {
     EXPECT_EQ(string, LONG);
 }
 
-TEST(CompactStringTest, AssigningItselfChangesNothing) {
+TEST(CompactStringTest, SelfAssignmentChangesNothing) {
     CompactString text{std::string_view(LONG)};
     const CompactString& same = text;
     text = same;
     EXPECT_EQ(text, LONG);
 }
 
-TEST(CompactStringTest, MovingLeavesAnEmptyOne) {
+TEST(CompactStringTest, MovedFromStringIsEmpty) {
     for (const std::string& text : {SHORT, LONG}) {
         CompactString first{std::string_view(text)};
         CompactString second(std::move(first));
-        EXPECT_TRUE(first.empty());  // NOLINT(bugprone-use-after-move): what is said of it
-        CompactString third("what was there, long enough to lie elsewhere");
+        EXPECT_TRUE(first.empty());  // NOLINT(bugprone-use-after-move): documented to be empty
+        CompactString third("a former text that is long enough for the heap");
         third = std::move(second);
         EXPECT_TRUE(second.empty());  // NOLINT(bugprone-use-after-move)
         EXPECT_EQ(third, text);
     }
 }
 
-TEST(CompactStringTest, TurnsIntoStringsByItself) {
+TEST(CompactStringTest, ConvertsImplicitlyToStringAndView) {
     const CompactString text("text");
     const std::string_view view = text;
     const std::string string = text;
@@ -126,14 +126,14 @@ TEST(CompactStringTest, TurnsIntoStringsByItself) {
     EXPECT_EQ(text.str(), "text");
 }
 
-TEST(CompactStringTest, JoinsWithOtherTexts) {
+TEST(CompactStringTest, ConcatenatesWithOtherTexts) {
     const CompactString text("text");
     EXPECT_EQ(text + "!", "text!");
     EXPECT_EQ("a " + text + '!', "a text!");
     EXPECT_EQ(std::string("a ") + text, "a text");
 }
 
-TEST(CompactStringTest, ComparesAsItsBytes) {
+TEST(CompactStringTest, ComparesByteByByte) {
     const std::vector<std::string> all = texts();
     for (const std::string& a : all) {
         for (const std::string& b : all) {
@@ -158,7 +158,7 @@ TEST(CompactStringTest, PrintsItsBytes) {
     EXPECT_EQ(out.str(), "text|" + LONG);
 }
 
-TEST(CompactStringTest, ExhaustedMemoryIsReportedAndChangesNothing) {
+TEST(CompactStringTest, CopyAssignmentWithoutMemoryThrowsAndChangesNothing) {
     const CompactString text{std::string_view(LONG)};
     CompactString other("other");
     bool thrown = false;

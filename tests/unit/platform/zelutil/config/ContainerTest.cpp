@@ -19,7 +19,7 @@ TEST(ContainerTest, TreeOfAMillionLevelsIsDestroyedWithoutRecursion) {
     });
 }
 
-TEST(ContainerTest, DestroyingTakesNoMemory) {
+TEST(ContainerTest, DestructionDoesNotAllocate) {
     kova::test::Tree tree = kova::test::RandomTrees(1).next(8);
     const long before = FailingAllocations::liveBlocks();
     {
@@ -29,7 +29,7 @@ TEST(ContainerTest, DestroyingTakesNoMemory) {
     EXPECT_LT(FailingAllocations::liveBlocks(), before);
 }
 
-TEST(ContainerTest, SharedNodesOutliveTheContainersThatHoldThem) {
+TEST(ContainerTest, SharedNodesSurviveTheirContainers) {
     {
         Array array;
         array.add(Value::getNull());

@@ -33,7 +33,7 @@ TEST(DictionaryTest, EntriesAreFoundByTheirKey) {
     EXPECT_TRUE(dictionary["five"].isUndefined());
 }
 
-TEST(DictionaryTest, EntriesStandInByteOrderOfTheirKeys) {
+TEST(DictionaryTest, EntriesAreOrderedByTheBytesOfTheirKeys) {
     Dictionary dictionary;
     for (char const* key : {"b", "é", "", "a", "ab", "B", "\x7F"}) {
         dictionary.add(key, Value::getNull());
@@ -46,7 +46,7 @@ TEST(DictionaryTest, EntriesStandInByteOrderOfTheirKeys) {
     EXPECT_EQ(order, ",B,a,ab,b,\x7F,é,");
 }
 
-TEST(DictionaryTest, KeyMayHoldAnyBytes) {
+TEST(DictionaryTest, KeysMayContainAnyByte) {
     Dictionary dictionary;
     const std::string zero("a\0b", 3);
     dictionary.add(zero, new ValueInt(1));
@@ -55,7 +55,7 @@ TEST(DictionaryTest, KeyMayHoldAnyBytes) {
     EXPECT_EQ(dictionary["a"], ValueInt(2));
 }
 
-TEST(DictionaryTest, AddAndSetReplaceAPresentEntryAndDestroyTheFormerChild) {
+TEST(DictionaryTest, AddAndSetReplaceAnExistingEntryAndDestroyItsChild) {
     Dictionary dictionary;
     dictionary.add("k", new ValueInt(1));
     const long before = FailingAllocations::liveBlocks();
@@ -90,7 +90,7 @@ TEST(DictionaryTest, NullKeyFailsAndDestroysTheValue) {
     EXPECT_EQ(dictionary.size(), 0U);
 }
 
-TEST(DictionaryTest, RemoveDestroysTheChildOrLeavesItToTheCaller) {
+TEST(DictionaryTest, RemoveDestroysTheChildOnlyWithTheFlag) {
     Dictionary dictionary;
     dictionary.add("a", new ValueInt(1));
     dictionary.add("b", new ValueInt(2));
@@ -128,7 +128,7 @@ TEST(DictionaryTest, SwapExchangesTheEntries) {
     EXPECT_EQ(b.toJson(true), R"({"k":1})");
 }
 
-TEST(DictionaryTest, DerivedDictionaryIsATreeLikeAnyOther) {
+TEST(DictionaryTest, DerivedDictionaryIsPrintedAndDestroyedAsPartOfATree) {
     struct Derived : Dictionary {};
     const long before = FailingAllocations::liveBlocks();
     {
@@ -141,7 +141,7 @@ TEST(DictionaryTest, DerivedDictionaryIsATreeLikeAnyOther) {
     EXPECT_EQ(FailingAllocations::liveBlocks(), before);
 }
 
-TEST(DictionaryTest, ExhaustedMemoryFailsDestroysTheValueAndKeepsTheRest) {
+TEST(DictionaryTest, AddingWithoutMemoryFailsDestroysTheValueAndKeepsTheEntries) {
     Dictionary dictionary;
     for (int i = 0; i < 300; ++i) {
         const std::string key =
@@ -158,7 +158,8 @@ TEST(DictionaryTest, ExhaustedMemoryFailsDestroysTheValueAndKeepsTheRest) {
             if (!failed) {
                 break;
             }
-            ASSERT_LE(FailingAllocations::liveBlocks(), before + 2);  // room for later entries
+            ASSERT_LE(FailingAllocations::liveBlocks(),
+                      before + 2);  // reserved capacity may remain
             ASSERT_EQ(dictionary.size(), size);
             ASSERT_FALSE(dictionary.hasKey(key));
         }

@@ -19,7 +19,7 @@ using util::config::ValueInt;
 ValueInt one(1);
 ValueInt two(2);
 
-// The list and the map that it must agree with.
+// An Entries object and a std::map with the same operations as a reference.
 struct Pair {
     Entries entries;
     std::map<std::string, Value*> expected;
@@ -62,7 +62,7 @@ TEST(EntriesTest, NewListIsEmpty) {
     EXPECT_TRUE(entries.find("") == entries.end());
 }
 
-TEST(EntriesTest, RoomThatIsNotUsedHoldsNoEntries) {
+TEST(EntriesTest, ReserveAddsNoEntries) {
     Entries entries;
     entries.reserve(1000);
     EXPECT_TRUE(entries.begin() == entries.end());
@@ -71,7 +71,7 @@ TEST(EntriesTest, RoomThatIsNotUsedHoldsNoEntries) {
     EXPECT_EQ(entries.begin()->first, "k");
 }
 
-TEST(EntriesTest, SlotOfAPresentKeyIsItsChild) {
+TEST(EntriesTest, SlotReturnsTheChildOfAnExistingKey) {
     Entries entries;
     *entries.slot("k") = &one;
     EXPECT_EQ(*entries.slot("k"), &one);
@@ -79,10 +79,10 @@ TEST(EntriesTest, SlotOfAPresentKeyIsItsChild) {
     EXPECT_EQ(entries.size(), 2U);
 }
 
-TEST(EntriesTest, GreaterKeysAreAppended) {
-    for (const unsigned long room : {0UL, 3UL, 50UL, 1000UL}) {
+TEST(EntriesTest, AppendAddsKeysInAscendingOrder) {
+    for (const unsigned long capacity : {0UL, 3UL, 50UL, 1000UL}) {
         Pair pair;
-        pair.entries.reserve(room);
+        pair.entries.reserve(capacity);
         for (const std::string& key : keysInOrder(300)) {
             *pair.entries.append(key) = &one;
             pair.expected[key] = &one;
@@ -93,7 +93,7 @@ TEST(EntriesTest, GreaterKeysAreAppended) {
     }
 }
 
-TEST(EntriesTest, AnyOrderOfAddingGivesTheSameList) {
+TEST(EntriesTest, ContentIsIndependentOfTheInsertionOrder) {
     for (const int count : {1, 4, 5, 64, 65, 128, 129, 1000, 5000}) {
         std::vector<std::string> keys = keysInOrder(count);
         std::vector<std::vector<std::string>> orders(3, keys);
@@ -109,7 +109,7 @@ TEST(EntriesTest, AnyOrderOfAddingGivesTheSameList) {
     }
 }
 
-TEST(EntriesTest, AddingAndRemovingAtRandomAgreesWithAMap) {
+TEST(EntriesTest, RandomInsertionsAndRemovalsMatchStdMap) {
     std::mt19937 random(2);
     Pair pair;
     for (int i = 0; i < 20000; ++i) {
@@ -132,7 +132,7 @@ TEST(EntriesTest, AddingAndRemovingAtRandomAgreesWithAMap) {
     pair.check();
 }
 
-TEST(EntriesTest, ClearAndSwapTakeEverything) {
+TEST(EntriesTest, SwapExchangesAndClearRemovesAllEntries) {
     Entries a;
     Entries b;
     *a.slot("k") = &one;
@@ -144,7 +144,7 @@ TEST(EntriesTest, ClearAndSwapTakeEverything) {
     EXPECT_TRUE(b.begin() == b.end());
 }
 
-TEST(EntriesTest, ExhaustedMemoryChangesNothing) {
+TEST(EntriesTest, FailedAllocationsChangeNothing) {
     Pair pair;
     for (const std::string& key : keysInOrder(200)) {
         const std::string longKey = key + " and some more bytes";

@@ -26,7 +26,7 @@ std::string repeated(const std::string& piece, std::size_t count) {
     return text;
 }
 
-// A text and how its tree prints.
+// A text and the printed form of its tree.
 struct Accepted {
     std::string text;
     std::string printed;
@@ -157,7 +157,7 @@ const std::string REJECTED[] = {
     "[\xC2\xA0]",
 };
 
-TEST(JSONParserTest, GoodTextGivesItsTree) {
+TEST(JSONParserTest, ValidTextIsParsedIntoItsTree) {
     JSONParser parser(false);
     for (const Accepted& row : ACCEPTED) {
         Dictionary* dictionary = nullptr;
@@ -170,7 +170,7 @@ TEST(JSONParserTest, GoodTextGivesItsTree) {
     }
 }
 
-TEST(JSONParserTest, BadTextIsRefusedAndLeavesTheOutputs) {
+TEST(JSONParserTest, InvalidTextIsRejectedAndLeavesTheOutputsUnchanged) {
     JSONParser parser(false);
     Dictionary someDictionary;
     Array someArray;
@@ -185,7 +185,7 @@ TEST(JSONParserTest, BadTextIsRefusedAndLeavesTheOutputs) {
     }
 }
 
-TEST(JSONParserTest, TextMayBeACString) {
+TEST(JSONParserTest, CStringIsAccepted) {
     JSONParser parser(false);
     Dictionary* dictionary = nullptr;
     Array* array = nullptr;
@@ -196,7 +196,7 @@ TEST(JSONParserTest, TextMayBeACString) {
     EXPECT_TRUE(parser.parseString(static_cast<char const*>(nullptr), &dictionary, &array));
 }
 
-TEST(JSONParserTest, TextNeedNotEndInAZero) {
+TEST(JSONParserTest, TextIsNotReadPastItsEnd) {
     const std::string text = "[12345]";
     for (std::size_t end = 0; end < text.size(); ++end) {
         const std::vector<char> exact(text.begin(), text.begin() + static_cast<long>(end));
@@ -204,7 +204,7 @@ TEST(JSONParserTest, TextNeedNotEndInAZero) {
     }
 }
 
-TEST(JSONParserTest, LoneScalarSucceedsWithoutATree) {
+TEST(JSONParserTest, TopLevelScalarSucceedsWithoutADictionaryOrArray) {
     Dictionary someDictionary;
     Array someArray;
     JSONParser parser(false);
@@ -223,7 +223,7 @@ TEST(JSONParserTest, LoneScalarSucceedsWithoutATree) {
     }
 }
 
-TEST(JSONParserTest, LoneScalarCanBeReadAsAValue) {
+TEST(JSONParserTest, ParseValueReturnsATopLevelScalar) {
     EXPECT_EQ(*parseTree("12"), ValueInt(12));
     EXPECT_EQ(*parseTree("\"s\""), ValueString("s"));
     EXPECT_EQ(*parseTree("1.5"), ValueFloat(1.5));
@@ -232,7 +232,7 @@ TEST(JSONParserTest, LoneScalarCanBeReadAsAValue) {
     EXPECT_EQ(parseTree("nul"), nullptr);
 }
 
-TEST(JSONParserTest, IntegersAndFloatsAreToldApart) {
+TEST(JSONParserTest, NumbersWithAPointOrAnExponentAreFloats) {
     const Tree tree = parseTree("[1,1.0,1e0,-0,-0.0]");
     EXPECT_TRUE((*tree)[0].isInt());
     EXPECT_TRUE((*tree)[1].isFloat());
@@ -241,7 +241,7 @@ TEST(JSONParserTest, IntegersAndFloatsAreToldApart) {
     EXPECT_TRUE((*tree)[4].isFloat());
 }
 
-TEST(JSONParserTest, OptionChoosesTheKindOfStrings) {
+TEST(JSONParserTest, OptionSelectsTheTypeOfStringNodes) {
     const char* const text = R"({"key":"é"})";
     const Tree narrow(JSONParser(false).parseValue(text));
     EXPECT_EQ((*narrow)["key"], ValueString("é"));
@@ -276,7 +276,7 @@ TEST(JSONParserTest, NestingIsAcceptedUpToTheLimit) {
     EXPECT_EQ(parseTree(repeated("[", 1000000)), nullptr);
 }
 
-TEST(JSONParserTest, NestingIsLimitedInAValueThatALaterOneReplaces) {
+TEST(JSONParserTest, NestingLimitAppliesToReplacedValues) {
     const auto replaced = [](std::size_t depth) {
         return "{\"a\":" + repeated("[", depth) + "0,{}" + repeated("]", depth) +
                ",\"b\":1,\"a\":[2],\"a\":3}";
@@ -287,7 +287,7 @@ TEST(JSONParserTest, NestingIsLimitedInAValueThatALaterOneReplaces) {
     EXPECT_EQ(parseTree(replaced(limit)), nullptr);
 }
 
-TEST(JSONParserTest, KeysAreOrderedByTheirBytesWhateverTheirLength) {
+TEST(JSONParserTest, KeysOfAllLengthsAreOrderedByTheirBytes) {
     std::string text = "{";
     std::string printed = "{";
     const std::string keys[] = {"",         "\x01",      "a",        "a\x01",     "aa",
@@ -306,7 +306,7 @@ TEST(JSONParserTest, KeysAreOrderedByTheirBytesWhateverTheirLength) {
     EXPECT_EQ(parseTree(text + "}")->toJson(true), printed + "}");
 }
 
-TEST(JSONParserTest, ReasonTellsWhatWasWrong) {
+TEST(JSONParserTest, ReasonDescribesTheError) {
     JSONParser parser(false);
     EXPECT_EQ(parser.parseValue(""), nullptr);
     EXPECT_STREQ(parser.reason(), "there is no text");
@@ -316,7 +316,7 @@ TEST(JSONParserTest, ReasonTellsWhatWasWrong) {
     EXPECT_STRNE(parser.reason(), "arrays and objects are nested too deeply");
 }
 
-TEST(JSONParserTest, ParserCanBeUsedAgainAfterSuccessAndFailure) {
+TEST(JSONParserTest, ParserIsReusableAfterSuccessAndFailure) {
     JSONParser parser(false);
     for (int i = 0; i < 3; ++i) {
         EXPECT_EQ(Tree(parser.parseValue("[1,{\"a\":[]}]"))->toJson(true), R"([1,{"a":[]}])");
@@ -325,7 +325,7 @@ TEST(JSONParserTest, ParserCanBeUsedAgainAfterSuccessAndFailure) {
     }
 }
 
-TEST(JSONParserTest, DeepestTextIsParsedOnASmallStack) {
+TEST(JSONParserTest, TextAtTheNestingLimitIsParsedOnASmallStack) {
     kova::test::runOnSmallStack([] {
         const std::size_t limit = util::MAX_NESTING_DEPTH;
         const std::string text = repeated("{\"a\":[", limit / 2) + repeated("]}", limit / 2);
@@ -347,8 +347,8 @@ TEST(JSONParserTest, LargeObjectsKeepEveryEntry) {
     EXPECT_EQ((*tree)["k" + std::to_string(4321 * 7919 % 5000)][0], ValueInt(4321));
 }
 
-// Records of every kind of node, of which 2 are a small tree, whose nodes lie in one block, and 500
-// a large one.
+// Returns an array of records with nodes of every type. Two records are a small tree, whose nodes
+// are in one block; 500 records are a large tree.
 std::string records(int count) {
     std::string text = "[";
     for (int i = 0; i < count; ++i) {
@@ -359,7 +359,7 @@ std::string records(int count) {
     return text + "]";
 }
 
-TEST(JSONParserTest, NodesCanBeTakenOutAndReplacedInTreesOfEverySize) {
+TEST(JSONParserTest, ParsedNodesCanBeRemovedAndReplacedInTreesOfEverySize) {
     for (const int count : {2, 40, 500}) {
         const std::string text = records(count);
         Tree tree = parseTree(text);
@@ -381,7 +381,7 @@ TEST(JSONParserTest, NodesCanBeTakenOutAndReplacedInTreesOfEverySize) {
     }
 }
 
-TEST(JSONParserTest, TreesOfEverySizeLeaveNothingBehind) {
+TEST(JSONParserTest, TreesOfEverySizeFreeAllMemory) {
     for (const bool unicodeStrings : {false, true}) {
         for (const int count : {0, 1, 2, 3, 5, 8, 13, 21, 34, 55, 500}) {
             const std::string text = records(count);
@@ -392,7 +392,7 @@ TEST(JSONParserTest, TreesOfEverySizeLeaveNothingBehind) {
     }
 }
 
-TEST(JSONParserTest, ExhaustedMemoryFailsInALargeTreeToo) {
+TEST(JSONParserTest, ParsingALargeTreeWithoutMemoryFailsAndLeaksNothing) {
     const std::string text = records(40);
     const long before = FailingAllocations::liveBlocks();
     JSONParser parser(false);
@@ -414,7 +414,7 @@ TEST(JSONParserTest, ExhaustedMemoryFailsInALargeTreeToo) {
     EXPECT_GT(kept, before);
 }
 
-TEST(JSONParserTest, ExhaustedMemoryFailsAndLeavesNothingBehind) {
+TEST(JSONParserTest, EveryFailedAllocationFailsTheParseAndLeaksNothing) {
     const std::string text =
         R"({"a key of more than fifteen bytes":[1,1.5,"a string that is rather long",{"x":[null]}],)"
         R"("b":18446744073709551615})";
@@ -432,7 +432,7 @@ TEST(JSONParserTest, ExhaustedMemoryFailsAndLeavesNothingBehind) {
     }
 }
 
-TEST(JSONParserTest, ParserCanBeUsedAgainAfterMemoryWasExhausted) {
+TEST(JSONParserTest, ParserIsReusableAfterAFailedAllocation) {
     const std::string text = R"(["a string that is rather long",{"x":[null]}])";
     for (long successes = 0;; ++successes) {
         JSONParser parser(false);
@@ -451,7 +451,7 @@ TEST(JSONParserTest, ParserCanBeUsedAgainAfterMemoryWasExhausted) {
     }
 }
 
-TEST(JSONParserTest, ParserMadeWithoutMemoryRefusesEveryText) {
+TEST(JSONParserTest, ParserConstructedWithoutMemoryRejectsEveryText) {
     std::optional<JSONParser> parser;
     {
         const FailingAllocations failing(0);

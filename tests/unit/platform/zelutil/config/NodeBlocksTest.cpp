@@ -27,7 +27,7 @@ using util::config::ValueUnicodeString;
 
 constexpr std::size_t ROOM_OF_INT = NodeBlocks::roomOf<ValueInt>();
 
-// So many integers from 0 on.
+// Returns `count` integer nodes with the values 0, 1, 2, ...
 std::vector<std::unique_ptr<Value>> integers(int count) {
     NodeBlocks blocks(static_cast<std::size_t>(count) * ROOM_OF_INT);
     std::vector<std::unique_ptr<Value>> nodes;
@@ -37,7 +37,7 @@ std::vector<std::unique_ptr<Value>> integers(int count) {
     return nodes;
 }
 
-TEST(NodeBlocksTest, NodesAreWhatTheyWereMadeAsAndOutliveTheBlocks) {
+TEST(NodeBlocksTest, NodesKeepTheirValuesAfterTheNodeBlocksObjectIsDestroyed) {
     for (const int count : {1, 10, 100, 1000, 10000}) {
         const auto nodes = integers(count);
         for (int i = 0; i < count; ++i) {
@@ -46,7 +46,7 @@ TEST(NodeBlocksTest, NodesAreWhatTheyWereMadeAsAndOutliveTheBlocks) {
     }
 }
 
-TEST(NodeBlocksTest, SmallTreeTakesOneBlockAndALargeOneTakesFew) {
+TEST(NodeBlocksTest, SmallTreesUseOneBlockAndLargeTreesFewBlocks) {
     for (const auto& [count, most] : {std::pair(1, 1L), {100, 1L}, {10000, 60L}}) {
         std::vector<std::unique_ptr<Value>> nodes;
         nodes.reserve(static_cast<std::size_t>(count));
@@ -59,7 +59,7 @@ TEST(NodeBlocksTest, SmallTreeTakesOneBlockAndALargeOneTakesFew) {
     }
 }
 
-TEST(NodeBlocksTest, LastNodeOfABlockFreesItInAnyOrder) {
+TEST(NodeBlocksTest, BlockIsFreedWithItsLastNodeInAnyOrder) {
     for (const int count : {3, 100, 10000}) {
         const long before = FailingAllocations::liveBlocks();
         {
@@ -69,13 +69,13 @@ TEST(NodeBlocksTest, LastNodeOfABlockFreesItInAnyOrder) {
             nodes.resize(nodes.size() - 1);
             EXPECT_LE(FailingAllocations::liveBlocks(), all);
             nodes.resize(1);
-            EXPECT_EQ(FailingAllocations::liveBlocks(), before + 2) << count;  // and the vector's
+            EXPECT_EQ(FailingAllocations::liveBlocks(), before + 2) << count;  // node and vector
         }
         EXPECT_EQ(FailingAllocations::liveBlocks(), before) << count;
     }
 }
 
-// One node of each kind that blocks have, and one with memory of its own.
+// Returns one node of each type that NodeBlocks creates, and one node allocated separately.
 std::vector<Value*> nodesOfEveryKind(std::size_t room) {
     constexpr char const* LONG = "a text that lies outside of its node";
     NodeBlocks blocks(room);
@@ -88,7 +88,7 @@ std::vector<Value*> nodesOfEveryKind(std::size_t room) {
             blocks.make<Dictionary>()};
 }
 
-TEST(NodeBlocksTest, ReleasesDeleteNodesOfEveryKindAndMemory) {
+TEST(NodeBlocksTest, NodeReleasesFreesNodesOfEveryTypeWithTheirMemory) {
     const long before = FailingAllocations::liveBlocks();
     {
         NodeReleases releases;
@@ -104,7 +104,7 @@ TEST(NodeBlocksTest, ReleasesDeleteNodesOfEveryKindAndMemory) {
     EXPECT_EQ(FailingAllocations::liveBlocks(), before);
 }
 
-TEST(NodeBlocksTest, ReleasesLeaveTheOtherNodesOfABlock) {
+TEST(NodeBlocksTest, NodeReleasesKeepsTheOtherNodesOfABlock) {
     const long before = FailingAllocations::liveBlocks();
     {
         auto nodes = integers(100);
@@ -119,7 +119,7 @@ TEST(NodeBlocksTest, ReleasesLeaveTheOtherNodesOfABlock) {
     EXPECT_EQ(FailingAllocations::liveBlocks(), before);
 }
 
-TEST(NodeBlocksTest, NodesAreDeletedWhileOthersAreMade) {
+TEST(NodeBlocksTest, NodesCanBeDeletedWhileTheirBlockIsBeingFilled) {
     for (const std::size_t room : {50 * ROOM_OF_INT, 10000 * ROOM_OF_INT}) {
         const long before = FailingAllocations::liveBlocks();
         {
@@ -132,7 +132,7 @@ TEST(NodeBlocksTest, NodesAreDeletedWhileOthersAreMade) {
     }
 }
 
-TEST(NodeBlocksTest, ExhaustedMemoryGivesNoNodeAndKeepsTheOthers) {
+TEST(NodeBlocksTest, MakeReturnsNullWithoutMemoryAndKeepsExistingNodes) {
     for (const std::size_t room : {2 * NodeBlocks::roomOf<ValueString>(), std::size_t{100000}}) {
         NodeBlocks blocks(room);
         {
@@ -157,7 +157,7 @@ TEST(NodeBlocksTest, ExhaustedMemoryGivesNoNodeAndKeepsTheOthers) {
     }
 }
 
-TEST(NodeBlocksTest, NodesOfABlockMayBeDeletedByManyThreads) {
+TEST(NodeBlocksTest, ThreadsMayDeleteNodesOfTheSameBlockConcurrently) {
     for (const int count : {100, 10000}) {
         auto nodes = integers(count);
         std::vector<std::thread> threads;

@@ -18,7 +18,7 @@ using kova::test::RandomTrees;
 using kova::test::Tree;
 using namespace util::config;
 
-// Sets the layout of `print` while it lives.
+// Sets the layout of `print` during its lifetime.
 class Layout {
 public:
     explicit Layout(bool compact) : former_(Value::g_print_compact.exchange(compact)) {}
@@ -66,7 +66,7 @@ TEST(PrinterTest, ScalarsPrintAsJson) {
     }
 }
 
-TEST(PrinterTest, FlagChoosesTheLayout) {
+TEST(PrinterTest, FlagSelectsTheLayout) {
     const Tree tree = parseTree(R"({"e":[],"d":{},"a":[1,[2]],"b":{"x":null}})");
     {
         const Layout compact(true);
@@ -88,7 +88,7 @@ TEST(PrinterTest, FlagChoosesTheLayout) {
 })");
 }
 
-TEST(PrinterTest, TextAsStringDoesNotLookAtTheFlag) {
+TEST(PrinterTest, ToJsonIgnoresTheLayoutFlag) {
     const Tree tree = parseTree("[1]");
     for (const bool flag : {false, true}) {
         const Layout layout(flag);
@@ -97,13 +97,13 @@ TEST(PrinterTest, TextAsStringDoesNotLookAtTheFlag) {
     }
 }
 
-TEST(PrinterTest, KeysAreEscapedAndRepaired) {
+TEST(PrinterTest, KeysAreEscapedAndInvalidUtf8IsReplaced) {
     Dictionary dictionary;
     dictionary.add("a\"\xFF", Value::getNull());
     EXPECT_EQ(dictionary.toJson(true), "{\"a\\\"\uFFFD\":null}");
 }
 
-TEST(PrinterTest, LongKeysAndStringsAreWrittenWhole) {
+TEST(PrinterTest, LongKeysAndStringsAreWrittenCompletely) {
     for (const std::size_t size : {4094U, 4095U, 4096U, 4097U, 20000U}) {
         const std::string text = std::string(size, 'a') + "€\n";
         Dictionary dictionary;
@@ -116,7 +116,7 @@ TEST(PrinterTest, LongKeysAndStringsAreWrittenWhole) {
     }
 }
 
-TEST(PrinterTest, LocaleAndFormatOfTheStreamDoNotMatter) {
+TEST(PrinterTest, LocaleAndFormatFlagsOfTheStreamAreIgnored) {
     struct Grouping : std::numpunct<char> {
         char do_decimal_point() const override { return ','; }
         char do_thousands_sep() const override { return '.'; }
@@ -131,7 +131,7 @@ TEST(PrinterTest, LocaleAndFormatOfTheStreamDoNotMatter) {
     EXPECT_EQ(out.str(), "[1234567,1234567.5]");
 }
 
-TEST(PrinterTest, PrintedTreesReadBackAsTheSame) {
+TEST(PrinterTest, PrintedTreesRoundTrip) {
     RandomTrees trees(4);
     for (int i = 0; i < 1000; ++i) {
         const Tree tree = trees.next();
@@ -145,7 +145,7 @@ TEST(PrinterTest, PrintedTreesReadBackAsTheSame) {
     }
 }
 
-TEST(PrinterTest, IndentationStopsGrowingInADeepTree) {
+TEST(PrinterTest, IndentationIsLimitedInDeepTrees) {
     const std::string text = deepTree(40)->toJson(false);
     EXPECT_NE(text.find("\n" + std::string(64, ' ') + '"'), std::string::npos);
     EXPECT_EQ(text.find(std::string(65, ' ')), std::string::npos);
@@ -161,9 +161,9 @@ TEST(PrinterTest, TreeOfAMillionLevelsIsPrintedWithoutRecursion) {
     });
 }
 
-TEST(PrinterTest, ExhaustedMemoryWritesNothingAndMakesTheStreamBad) {
+TEST(PrinterTest, PrintingWithoutMemorySetsBadbitAndWritesNothing) {
     Array array;
-    array.add(new ValueString(std::string(1000, 'a')));  // more than what is printed without memory
+    array.add(new ValueString(std::string(1000, 'a')));  // too long to print without allocating
     std::ostringstream out;
     {
         const kova::test::FailingAllocations failing(0);

@@ -18,7 +18,7 @@ using kova::test::RandomTrees;
 using kova::test::Tree;
 using namespace util::config;
 
-// Nodes of which no two are equal.
+// Returns nodes that are pairwise different.
 std::vector<Tree> differentNodes() {
     std::vector<Tree> nodes;
     for (Value* node : std::initializer_list<Value*>{
@@ -38,7 +38,7 @@ std::vector<Tree> differentNodes() {
     return nodes;
 }
 
-TEST(TreeTest, NodesAreEqualToTheirCopiesAndToNothingElse) {
+TEST(TreeTest, NodesEqualOnlyTheirCopies) {
     const std::vector<Tree> nodes = differentNodes();
     for (const Tree& a : nodes) {
         const std::unique_ptr<Value> copy(a->clone());
@@ -65,7 +65,7 @@ TEST(TreeTest, CopyIsIndependentOfTheOriginal) {
     EXPECT_EQ(copy->toJson(true), R"({"a":[1,{"b":"text"},2]})");
 }
 
-TEST(TreeTest, CopyOfASharedNodeCanBeDeleted) {
+TEST(TreeTest, CloneOfASharedNodeCanBeDeleted) {
     for (const Value* node : {static_cast<const Value*>(Value::getNull()),
                               static_cast<const Value*>(Value::getBool(true)),
                               static_cast<const Value*>(&Value::getUndefined())}) {
@@ -76,7 +76,7 @@ TEST(TreeTest, CopyOfASharedNodeCanBeDeleted) {
     }
 }
 
-TEST(TreeTest, CopyOfAContainerSharesItsPlainNodes) {
+TEST(TreeTest, CloneOfAContainerContainsTheSameSharedNodes) {
     Array array;
     array.add(Value::getNull());
     array.add(Value::getBool(false));
@@ -90,7 +90,7 @@ TEST(TreeTest, CopyOfAContainerSharesItsPlainNodes) {
     EXPECT_EQ(copy->arraySize(), 4U);
 }
 
-TEST(TreeTest, RandomTreesEqualTheirCopies) {
+TEST(TreeTest, RandomTreesEqualTheirClones) {
     RandomTrees trees(3);
     for (int i = 0; i < 500; ++i) {
         const Tree tree = trees.next();
@@ -110,7 +110,7 @@ TEST(TreeTest, TreesOfAMillionLevelsAreCopiedAndComparedWithoutRecursion) {
     });
 }
 
-TEST(TreeTest, CopyingFailsAsAWholeWhenMemoryIsExhausted) {
+TEST(TreeTest, CloneWithoutMemoryReturnsNullAndLeaksNothing) {
     const Tree tree = parseTree(
         R"({"a string of more than fifteen bytes":[1,2.5,"another rather long string",[[null]]]})");
     const long before = FailingAllocations::liveBlocks();

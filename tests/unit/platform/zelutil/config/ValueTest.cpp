@@ -16,7 +16,7 @@ using kova::test::Tree;
 using namespace util::config;
 using Kind = Value::Kind;
 
-// One node of each kind, and what each typed read gives: nothing where it fails.
+// One node of each kind, with the expected result of each typed read: nullopt if the read fails.
 struct Row {
     std::string name;
     Tree node;
@@ -102,7 +102,7 @@ void expectGet(const Row& row, const std::optional<Target>& expected, const Targ
     EXPECT_EQ(out, expected.value_or(before)) << row.name;
 }
 
-TEST(ValueTest, TypedReadsGiveTheValueOrFailAndTouchNothing) {
+TEST(ValueTest, TypedReadsReturnTheValueOrFailAndLeaveTheOutputUnchanged) {
     for (const Row& row : makeRows()) {
         expectGet(row, row.asInt, -77);
         expectGet(row, row.asUnsigned, 77U);
@@ -118,7 +118,7 @@ TEST(ValueTest, TypedReadsGiveTheValueOrFailAndTouchNothing) {
     }
 }
 
-TEST(ValueTest, PredicatesFollowTheKind) {
+TEST(ValueTest, PredicatesMatchTheKind) {
     for (const Row& row : makeRows()) {
         const Value& node = *row.node;
         EXPECT_EQ(node.kind(), row.kind) << row.name;
@@ -137,7 +137,7 @@ TEST(ValueTest, PredicatesFollowTheKind) {
     }
 }
 
-TEST(ValueTest, NodeThatIsNoContainerHasNothingBelowIt) {
+TEST(ValueTest, NodesWithoutChildrenReturnUndefinedOrNull) {
     for (const Row& row : makeRows()) {
         Value& node = *row.node;
         EXPECT_FALSE(node.hasKey("k")) << row.name;
@@ -154,7 +154,7 @@ TEST(ValueTest, NodeThatIsNoContainerHasNothingBelowIt) {
     }
 }
 
-TEST(ValueTest, NullKeyIsNoKey) {
+TEST(ValueTest, NullKeyIsNotFound) {
     Dictionary dictionary;
     dictionary.add("", new ValueInt(1));
     char const* const none = nullptr;
@@ -179,7 +179,7 @@ TEST(ValueTest, IndexOfAnyIntegerTypeSelectsAnElement) {
     }
 }
 
-TEST(ValueTest, ChildrenCanBeReachedForChanging) {
+TEST(ValueTest, EditableAccessorsReturnChildrenForModification) {
     Dictionary root;
     root.add("d", new Dictionary);
     root.add("a", new Array);
@@ -197,7 +197,7 @@ TEST(ValueTest, ChildrenCanBeReachedForChanging) {
     EXPECT_EQ(root["a"][0], ValueInt(2));
 }
 
-TEST(ValueTest, SharedNodesAreTheSameEveryTime) {
+TEST(ValueTest, SharedNodesAreSingletons) {
     EXPECT_EQ(Value::getNull(), Value::getNull());
     EXPECT_EQ(Value::getBool(true), Value::getBool(true));
     EXPECT_NE(Value::getBool(true), Value::getBool(false));
@@ -212,7 +212,7 @@ TEST(ValueTest, SharedNodesAreTheSameEveryTime) {
     Value::destroy(nullptr);
 }
 
-TEST(ValueTest, IntegerKnowsItsRange) {
+TEST(ValueTest, IntegerReportsItsSignAndRange) {
     EXPECT_TRUE(ValueInt(INT64_MIN).isNegative());
     EXPECT_FALSE(ValueInt(INT64_MAX).isBeyondSigned());
     EXPECT_TRUE(ValueInt(1UL << 63U).isBeyondSigned());
@@ -220,7 +220,7 @@ TEST(ValueTest, IntegerKnowsItsRange) {
     EXPECT_EQ(ValueInt(-1).bits(), UINT64_MAX);
 }
 
-TEST(ValueTest, StringsAreMadeFromEveryKindOfText) {
+TEST(ValueTest, StringNodesAreConstructibleFromEveryTextType) {
     std::string text = "moved";
     EXPECT_EQ(ValueString(std::move(text)).text(), "moved");
     EXPECT_EQ(ValueString("literal").text(), "literal");

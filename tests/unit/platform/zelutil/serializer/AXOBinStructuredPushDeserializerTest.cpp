@@ -14,7 +14,7 @@ namespace {
 using namespace util::serializer;
 using util::MAX_NESTING_DEPTH;
 
-// Writes down what it is given so that each kind looks different: `1` signed, `1u` unsigned, `1.5f`
+// A serializer that writes each type in a distinct notation: `1` signed, `1u` unsigned, `1.5f`
 // float, `1.5` double, `"a"` text, `'ff'` other bytes, `-` an empty element, `#2` two packed items.
 class Trace : public SequencedSerializer<Trace> {
 public:
@@ -70,7 +70,7 @@ struct Row {
     char const* trace;
 };
 
-// RFC 8949, appendix A, but for what the format has no kind for (further down).
+// RFC 8949, appendix A, except the items that the format does not support (see OTHERS).
 constexpr Row APPENDIX_A[] = {
     {"00", "0"},
     {"01", "1"},
@@ -144,14 +144,14 @@ constexpr Row APPENDIX_A[] = {
     {"bf6346756ef563416d7421ff", "{\"Fun\":true,\"Amt\":-2}"},
 };
 
-TEST(AXOBinStructuredPushDeserializerTest, PublishedExamplesAreRead) {
+TEST(AXOBinStructuredPushDeserializerTest, ExamplesOfRfc8949AreRead) {
     for (const Row& row : APPENDIX_A) {
         EXPECT_EQ(traced(row.hex), row.trace) << row.hex;
     }
 }
 
 constexpr Row OTHERS[] = {
-    // integers, at the borders and in heads longer than needed
+    // integers at their limits and in heads longer than necessary
     {"1b7fffffffffffffff", "9223372036854775807"},
     {"1b8000000000000000", "9223372036854775808u"},
     {"3b7fffffffffffffff", "-9223372036854775808"},
@@ -163,7 +163,7 @@ constexpr Row OTHERS[] = {
     {"7900026162", "\"ab\""},
     {"9b000000000000000101", "[1]"},
     {"ba00000001616101", "{\"a\":1}"},
-    // bytes that are text, and text that is none
+    // byte strings that are valid UTF-8, and text strings that are not
     {"41ff", "'ff'"},
     {"43eda080", "'eda080'"},
     {"61ff", "refused"},
@@ -177,7 +177,7 @@ constexpr Row OTHERS[] = {
     {"7f606161ff", "\"a\""},
     {"a17f61616162ff01", "{\"ab\":1}"},
     {"a15f4161ff01", "{\"a\":1}"},
-    {"7f61c361bcff", "refused"},  // a character spread over two chunks
+    {"7f61c361bcff", "refused"},  // a character split across two chunks
     {"7f4161ff", "refused"},
     {"5f6161ff", "refused"},
     {"7f01ff", "refused"},
@@ -186,7 +186,7 @@ constexpr Row OTHERS[] = {
     {"7fd9d9f76161ff", "refused"},
     {"7f80ff", "refused"},
     {"7f6161", "refused"},
-    // nothing
+    // null and undefined
     {"81f7", "[-]"},
     {"9f01f7f6ff", "[1,-,null]"},
     {"83f701f7", "[-,1,-]"},
@@ -227,7 +227,7 @@ constexpr Row OTHERS[] = {
     {"f818", "refused"},
     {"f820", "refused"},
     {"f8ff", "refused"},
-    // more than one value, or none
+    // more than one value, or no value
     {"", "refused"},
     {"0000", "refused"},
     {"80ff", "refused"},
@@ -236,27 +236,27 @@ constexpr Row OTHERS[] = {
     {"d9d9f7", "refused"},
 };
 
-TEST(AXOBinStructuredPushDeserializerTest, OtherItemsAreReadOrRefused) {
+TEST(AXOBinStructuredPushDeserializerTest, FurtherItemsAreReadOrRejected) {
     for (const Row& row : OTHERS) {
         EXPECT_EQ(traced(row.hex), row.trace) << row.hex;
     }
 }
 
-// RFC 8949, appendix F.1, and lengths that would overflow or ask for memory that is not there.
+// RFC 8949, appendix F.1, and lengths that overflow or exceed the payload.
 constexpr char const* MALFORMED[] = {
-    // heads cut off
+    // truncated heads
     "18", "19", "1a", "1b", "1901", "1a0102", "1b01020304050607", "38", "58", "78", "98",
     "9a01ff00", "b8", "d8", "f8", "f900", "fa0000", "fb000000",
-    // strings cut off
+    // truncated strings
     "41", "61", "5affffffff00", "5bffffffffffffffff010203", "7affffffff00",
     "7b7fffffffffffffff010203",
-    // arrays and maps cut off
+    // truncated arrays and maps
     "81", "818181818181818181", "8200", "a1", "a20102", "a100", "a2000000", "a16161", "a261610161",
-    // tag without content
+    // tags without content
     "c0", "d9d9f7",
-    // indefinite strings cut off
+    // truncated strings of indefinite length
     "5f4100", "7f6100",
-    // indefinite arrays and maps cut off
+    // truncated arrays and maps of indefinite length
     "9f", "9f0102", "bf", "bf01020102", "bf616101", "bf6161", "819f", "9f8000",
     "9f9f9f9f9fffffffff", "9f819f819f9fffffff",
     // reserved heads
@@ -264,22 +264,22 @@ constexpr char const* MALFORMED[] = {
     "bd", "be", "dc", "dd", "de", "fc", "fd", "fe",
     // reserved two-byte simple values
     "f800", "f801", "f818", "f81f",
-    // chunks of another kind or of indefinite length
+    // chunks of another major type or of indefinite length
     "5f00ff", "5f21ff", "5f6100ff", "5f80ff", "5fa0ff", "5fc000ff", "5fe0ff", "7f4100ff",
     "5f5f4100ffff", "7f7f6100ffff",
-    // breaks where none belongs
+    // misplaced breaks
     "ff", "81ff", "8200ff", "a1ff", "a1ff00", "a100ff", "a20000ff", "a16161ff", "a1616101ff",
     "a26161 01ff", "9f81ff", "9f829f819f9fffffffff", "d8 40ff", "d9d9f7ff",
     // a break in place of a value
     "bf00ff", "bf000000ff", "bf6161ff", "bf616101 6162ff",
-    // indefinite length where there is none
+    // major types without an indefinite length
     "1f", "3f", "df",
     // lengths beyond the payload
     "9bffffffffffffffff", "9bffffffffffffffff00", "9b800000000000000000", "bbffffffffffffffff",
     "bb8000000000000000616101", "bb7fffffffffffffff616101", "9affffffff00", "baffffffff616100",
     "5b8000000000000000", "7bffffffffffffffff", "8400", "a3616101", "d8405bffffffffffffffff00"};
 
-TEST(AXOBinStructuredPushDeserializerTest, MalformedBytesAreRefused) {
+TEST(AXOBinStructuredPushDeserializerTest, MalformedBytesAreRejected) {
     for (char const* const hex : MALFORMED) {
         EXPECT_EQ(traced(hex), "refused") << hex;
     }
@@ -300,18 +300,19 @@ TEST(AXOBinStructuredPushDeserializerTest,
     }
 }
 
-// One of everything.
+// A payload with an item of every type.
 constexpr char const* SAMPLE =
     "bf 6161 1903e8 6162 9f 20 f7 f6 fa3fc00000 fb3ff199999999999a ff 6163 d84944fffe1234"
     " 6164 83 f4 7f6161ff a0 41ff 43eda080 6165 a1 6178 5f42010241ffff ff";
 
-TEST(AXOBinStructuredPushDeserializerTest, SampleIsRead) {
+TEST(AXOBinStructuredPushDeserializerTest, PayloadWithEveryItemTypeIsRead) {
     EXPECT_EQ(traced(SAMPLE),
               "{\"a\":1000,\"b\":[-1,-,null,1.5f,1.1000000000000001],\"c\":#2,"
               "\"d\":[false,\"a\",{}],'ff':'eda080',\"e\":{\"x\":'0102ff'}}");
 }
 
-// The payload in memory of exactly its size, so that reading past its end is noticed.
+// Reads the payload from a heap block of exactly its size, so that sanitizers detect reads past its
+// end.
 std::string tracedExactly(const std::string& payload) {
     const auto exact = std::make_unique<unsigned char[]>(payload.size());
     std::copy(payload.begin(), payload.end(), exact.get());
@@ -327,14 +328,15 @@ std::string tracedExactly(const std::string& payload) {
         .value_or("refused");
 }
 
-// What is read can be written, and is read back as the same.
+// Checks that a payload that can be read can also be written, and that it reads back as the same
+// values.
 void expectStable(const std::string& payload) {
     const auto rewritten = payloads::binaryToBinary(payloads::toHex(payload));
     ASSERT_TRUE(rewritten.has_value()) << payloads::toHex(payload);
     EXPECT_EQ(payloads::binaryToBinary(*rewritten), rewritten) << payloads::toHex(payload);
 }
 
-TEST(AXOBinStructuredPushDeserializerTest, PayloadCutOffAnywhereIsRefused) {
+TEST(AXOBinStructuredPushDeserializerTest, TruncatedPayloadIsRejected) {
     const std::string sample = payloads::fromHex(SAMPLE);
     ASSERT_NE(tracedExactly(sample), "refused");
     for (std::size_t length = 0; length < sample.size(); ++length) {
@@ -343,7 +345,7 @@ TEST(AXOBinStructuredPushDeserializerTest, PayloadCutOffAnywhereIsRefused) {
     EXPECT_EQ(tracedExactly(sample + '\0'), "refused");
 }
 
-TEST(AXOBinStructuredPushDeserializerTest, PayloadWithOneByteChangedIsReadOrRefused) {
+TEST(AXOBinStructuredPushDeserializerTest, PayloadWithAChangedByteIsRejectedOrRoundTrips) {
     const std::string sample = payloads::fromHex(SAMPLE);
     std::size_t refused = 0;
     for (std::size_t i = 0; i < sample.size(); ++i) {
@@ -360,7 +362,7 @@ TEST(AXOBinStructuredPushDeserializerTest, PayloadWithOneByteChangedIsReadOrRefu
     EXPECT_GT(refused, sample.size() * 100);
 }
 
-TEST(AXOBinStructuredPushDeserializerTest, RandomBytesAreReadOrRefused) {
+TEST(AXOBinStructuredPushDeserializerTest, RandomBytesAreRejectedOrRoundTrip) {
     std::mt19937 random(20240611);
     std::size_t read = 0;
     for (int round = 0; round < 20000; ++round) {
@@ -389,7 +391,7 @@ std::string nested(std::size_t depth, std::string_view open, std::string_view in
     return hex;
 }
 
-TEST(AXOBinStructuredPushDeserializerTest, NestingPassesAtTheLimitAndFailsOneBeyond) {
+TEST(AXOBinStructuredPushDeserializerTest, NestingIsAcceptedUpToTheLimit) {
     struct {
         char const* open;
         char const* close;
@@ -424,7 +426,7 @@ TEST(AXOBinStructuredPushDeserializerTest, LimitCanBeLoweredButNotRaised) {
     EXPECT_FALSE(isReadWithLimit(nested(MAX_NESTING_DEPTH + 1, "81", "01", ""), 100000));
 }
 
-TEST(AXOBinStructuredPushDeserializerTest, OnlyTheBigEndianFormatExists) {
+TEST(AXOBinStructuredPushDeserializerTest, LittleEndianIsNotSupported) {
     AXOBinStructuredPushDeserializer source(Endianess::Little);
     util::ByteBufferReader reader = payloads::readerOf(std::string_view("\x01", 1));
     Trace trace;
@@ -433,7 +435,7 @@ TEST(AXOBinStructuredPushDeserializerTest, OnlyTheBigEndianFormatExists) {
     EXPECT_TRUE(source.endDeserialize());
 }
 
-TEST(AXOBinStructuredPushDeserializerTest, CallsOutOfPlaceFail) {
+TEST(AXOBinStructuredPushDeserializerTest, CallsInTheWrongOrderFail) {
     AXOBinStructuredPushDeserializer source(Endianess::Big);
     util::ByteBufferReader reader = payloads::readerOf(std::string_view("\x01", 1));
     util::ByteBufferWriter writer(0);
@@ -451,14 +453,14 @@ TEST(AXOBinStructuredPushDeserializerTest, CallsOutOfPlaceFail) {
     EXPECT_EQ(source.deserialize(), IStructuredPushDeserializer::FAILED) << "it was read already";
 }
 
-TEST(AXOBinStructuredPushDeserializerTest, RefusalOfTheTargetIsAFailure) {
+TEST(AXOBinStructuredPushDeserializerTest, DeserializeFailsIfTheTargetRejectsAValue) {
     EXPECT_EQ(payloads::binaryToJson("f97e00"), std::nullopt);
     EXPECT_EQ(payloads::binaryToJson("8201fb7ff0000000000000"), std::nullopt);
     EXPECT_EQ(payloads::binaryToJson("d851447fc00000"), std::nullopt);
     EXPECT_EQ(payloads::binaryToJson("a141ff01"), std::nullopt);
 }
 
-TEST(AXOBinStructuredPushDeserializerTest, RefusalOfAStringIsAFailure) {
+TEST(AXOBinStructuredPushDeserializerTest, DeserializeFailsIfTheTargetRejectsAString) {
     struct Refuser final : Trace {
         bool putString(std::string_view) override { return true; }
     };
@@ -472,8 +474,9 @@ TEST(AXOBinStructuredPushDeserializerTest, RefusalOfAStringIsAFailure) {
     }
 }
 
-// Only exhausted memory is an outcome of the replay; the rest is for whoever knows the target.
-TEST(AXOBinStructuredPushDeserializerTest, ExceptionOfTheTargetReachesTheCaller) {
+// The deserializer handles only std::bad_alloc; the caller, which knows the target, handles the
+// rest.
+TEST(AXOBinStructuredPushDeserializerTest, ExceptionsOfTheTargetPropagateToTheCaller) {
     struct Thrower final : Trace {
         bool putNull() override { throw std::domain_error("null"); }
     };
@@ -488,7 +491,7 @@ TEST(AXOBinStructuredPushDeserializerTest, ExceptionOfTheTargetReachesTheCaller)
     EXPECT_TRUE(source.endDeserialize());
 }
 
-TEST(AXOBinStructuredPushDeserializerTest, ReadsFromWhereTheReaderStands) {
+TEST(AXOBinStructuredPushDeserializerTest, ReadsFromTheCurrentPositionOfTheReader) {
     util::ByteBufferReader reader = payloads::readerOf(std::string_view("\xFF\x05", 2));
     ASSERT_FALSE(reader.skip(1));
     Trace trace;

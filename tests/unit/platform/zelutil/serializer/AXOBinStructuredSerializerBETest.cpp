@@ -20,7 +20,7 @@ struct Row {
     char const* hex;
 };
 
-// Numbers and strings as in RFC 8949, appendix A.
+// Numbers and strings of RFC 8949, appendix A.
 const Row VALUES[] = {
     {[](auto& s) { return s.serializeUInt8(0); }, "00"},
     {[](auto& s) { return s.serializeUInt8(1); }, "01"},
@@ -106,15 +106,15 @@ const Row VALUES[] = {
      "bf41fff6ff"},
 };
 
-TEST(AXOBinStructuredSerializerBETest, ValuesBecomeBytes) {
+TEST(AXOBinStructuredSerializerBETest, ValuesAreEncodedAsExpectedBytes) {
     for (const Row& row : VALUES) {
         EXPECT_EQ(writtenAsBinary(row.write), row.hex);
     }
 }
 
-// Writes the value behind so many bytes that `left` of the writer's memory are left. Gives its
-// bytes, nothing on failure.
-std::optional<std::string> writtenWithRoom(const Row& row, std::size_t left, bool mayGrow) {
+// Writes the value with a writer that has `left` bytes of free capacity. Returns the bytes of the
+// value, or nullopt on failure.
+std::optional<std::string> writtenWithCapacity(const Row& row, std::size_t left, bool mayGrow) {
     constexpr std::size_t CAPACITY = 64;
     util::ByteBufferWriter writer(CAPACITY);
     const std::string before(CAPACITY - left, 'x');
@@ -134,23 +134,23 @@ std::optional<std::string> writtenWithRoom(const Row& row, std::size_t left, boo
     return payloads::toHex(all.substr(before.size()));
 }
 
-TEST(AXOBinStructuredSerializerBETest, ValuesBecomeTheSameBytesWhereverMemoryEnds) {
+TEST(AXOBinStructuredSerializerBETest, EncodingIsIndependentOfTheWritersFreeCapacity) {
     for (const Row& row : VALUES) {
         for (std::size_t left = 0; left < 40; ++left) {
-            ASSERT_EQ(writtenWithRoom(row, left, true), row.hex) << left;
+            ASSERT_EQ(writtenWithCapacity(row, left, true), row.hex) << left;
         }
     }
 }
 
-TEST(AXOBinStructuredSerializerBETest, ValuesThatFindNoMemoryAreAFailure) {
+TEST(AXOBinStructuredSerializerBETest, SerializingFailsWithoutMemory) {
     std::size_t tried = 0;
     for (const Row& row : VALUES) {
         try {
-            EXPECT_EQ(writtenWithRoom(row, 0, false), std::nullopt) << row.hex;
-            EXPECT_EQ(writtenWithRoom(row, 1, false).value_or(row.hex), row.hex);
-            EXPECT_EQ(writtenWithRoom(row, 40, false).value_or("no room"), row.hex);
+            EXPECT_EQ(writtenWithCapacity(row, 0, false), std::nullopt) << row.hex;
+            EXPECT_EQ(writtenWithCapacity(row, 1, false).value_or(row.hex), row.hex);
+            EXPECT_EQ(writtenWithCapacity(row, 40, false).value_or("failed"), row.hex);
             ++tried;
-        } catch (const std::bad_alloc&) {  // of a row that makes a vector
+        } catch (const std::bad_alloc&) {  // thrown by a row that creates a vector
         }
     }
     EXPECT_GT(tried, 40U);
@@ -172,7 +172,7 @@ TEST(AXOBinStructuredSerializerBETest, StringHasTheShortestHead) {
     }
 }
 
-TEST(AXOBinStructuredSerializerBETest, OptionWritesTypedArraysAsPlainOnes) {
+TEST(AXOBinStructuredSerializerBETest, OptionSelectsPlainArrays) {
     const Options plain{{OptionTag::PlainArrays, 1}};
     const auto write = [](IStructuredSerializer& s) {
         return s.serializeArray(std::vector<std::int16_t>{1, -1});
@@ -181,7 +181,7 @@ TEST(AXOBinStructuredSerializerBETest, OptionWritesTypedArraysAsPlainOnes) {
     EXPECT_EQ(writtenAsBinary(write, &plain), "9f0120ff");
 }
 
-TEST(AXOBinStructuredSerializerBETest, OptionHoldsForItsScope) {
+TEST(AXOBinStructuredSerializerBETest, OptionAppliesOnlyWithinItsScope) {
     const Options plain{{OptionTag::PlainArrays, 1}};
     const Options packed{{OptionTag::PlainArrays, 0}};
     const auto hex = writtenAsBinary([&](IStructuredSerializer& s) {
@@ -197,7 +197,7 @@ TEST(AXOBinStructuredSerializerBETest, OptionHoldsForItsScope) {
     EXPECT_EQ(hex, "9fd84041079f07ffd84041079f07ffd84041079f07ffff");
 }
 
-TEST(AXOBinStructuredSerializerBETest, CapabilitiesAreThoseOfAFullFormat) {
+TEST(AXOBinStructuredSerializerBETest, CapabilitiesIncludeEveryFeatureOfTheBinaryFormat) {
     EXPECT_EQ(AXOBinStructuredSerializerBE().getApiCapibilites(),
               IStructuredSerializer::CAPABILITY_BYTE_STRINGS |
                   IStructuredSerializer::CAPABILITY_PACKED_ARRAYS |

@@ -6,12 +6,12 @@
 
 #include "Payloads.h"
 
-// Every row of the tables of examples in docs/formats.md is proved here.
+// Verifies every row of the example tables in docs/formats.md.
 namespace {
 
 using Row = std::vector<std::string>;
 
-// The texts between backticks.
+// Returns the texts between backticks.
 Row quotedIn(const std::string& line) {
     Row texts;
     std::size_t end = 0;
@@ -25,7 +25,7 @@ Row quotedIn(const std::string& line) {
     return texts;
 }
 
-// The rows of the table under a heading that have the given number of quoted texts.
+// Returns the rows of the table under a heading, each with `quoted` texts between backticks.
 std::vector<Row> rowsUnder(const std::string& heading, std::size_t quoted) {
     std::ifstream document(KOVA_FORMATS_DOCUMENT);
     std::vector<Row> rows;
@@ -46,7 +46,7 @@ std::string compact(const std::string& hex) {
     return payloads::toHex(payloads::fromHex(hex));
 }
 
-TEST(FormatsDocumentTest, ExamplesThatHoldBothWaysDo) {
+TEST(FormatsDocumentTest, ExamplesThatHoldBothWaysConvertInBothDirections) {
     const std::vector<Row> rows = rowsUnder("Examples that hold both ways", 2);
     EXPECT_EQ(rows.size(), 20U);
     for (const Row& row : rows) {
@@ -55,7 +55,7 @@ TEST(FormatsDocumentTest, ExamplesThatHoldBothWaysDo) {
     }
 }
 
-TEST(FormatsDocumentTest, BinaryPayloadsThatAreReadGiveTheirJson) {
+TEST(FormatsDocumentTest, BinaryExamplesConvertToTheirJson) {
     const std::vector<Row> rows = rowsUnder("Examples of binary payloads that are read", 2);
     EXPECT_EQ(rows.size(), 26U);
     for (const Row& row : rows) {
@@ -64,7 +64,7 @@ TEST(FormatsDocumentTest, BinaryPayloadsThatAreReadGiveTheirJson) {
     }
 }
 
-TEST(FormatsDocumentTest, BinaryPayloadsThatAreRefusedFail) {
+TEST(FormatsDocumentTest, RefusedBinaryExamplesAreRejected) {
     const std::vector<Row> rows = rowsUnder("Examples of binary payloads that are refused", 1);
     EXPECT_EQ(rows.size(), 14U);
     for (const Row& row : rows) {

@@ -6,8 +6,8 @@ namespace {
 
 using namespace util::serializer;
 
-// A reader that has only what every reader must have, and holds the integer 7.
-class LeastReader final : public IStructuredPullDeserializer {
+// A reader that implements only the pure virtual functions and contains the integer 7.
+class MinimalReader final : public IStructuredPullDeserializer {
 public:
     bool beginDeserialize(util::ByteBufferReader*, Options const*) override { return false; }
     bool endDeserialize() override { return false; }
@@ -60,7 +60,7 @@ public:
 };
 
 TEST(IStructuredPullDeserializerTest, EnumIsReadAsA32BitInteger) {
-    LeastReader reader;
+    MinimalReader reader;
     int value = 0;
     EXPECT_FALSE(reader.getEnum(value, 8, true));
     EXPECT_EQ(value, 7);
@@ -73,7 +73,7 @@ TEST(IStructuredPullDeserializerTest, EnumIsReadAsA32BitInteger) {
 }
 
 TEST(IStructuredPullDeserializerTest, UnicodeStringsFailByDefault) {
-    LeastReader reader;
+    MinimalReader reader;
     util::UnicodeString8 text8;
     util::UnicodeString16 text16;
     zel::unicode::String text;
@@ -83,22 +83,22 @@ TEST(IStructuredPullDeserializerTest, UnicodeStringsFailByDefault) {
 }
 
 TEST(IStructuredPullDeserializerTest, ScopesSucceedByDefault) {
-    LeastReader reader;
+    MinimalReader reader;
     EXPECT_FALSE(reader.beginArrayOption());
     EXPECT_FALSE(reader.endArrayOption());
     EXPECT_FALSE(reader.beginOption(nullptr));
     EXPECT_FALSE(reader.endOption());
 }
 
-TEST(IStructuredPullDeserializerTest, ElementsAreNotEmptyByDefault) {
-    LeastReader reader;
+TEST(IStructuredPullDeserializerTest, GetEmptyElementReportsNoEmptyElementsByDefault) {
+    MinimalReader reader;
     bool empty = true;
     EXPECT_FALSE(reader.getEmptyElement(empty));
     EXPECT_FALSE(empty);
 }
 
 TEST(IStructuredPullDeserializerTest, FieldsAreNotFoundByNameByDefault) {
-    LeastReader reader;
+    MinimalReader reader;
     bool present = true;
     EXPECT_TRUE(reader.beginMandatoryField("a", -1));
     EXPECT_TRUE(reader.endMandatoryField());

@@ -44,7 +44,7 @@ constexpr Row READ[] = {
     {"{\"a\": 1, \"a\": 2}", "bf616101616102ff"},
 };
 
-TEST(JSONStructuredPushDeserializerOldTest, TextIsReplayed) {
+TEST(JSONStructuredPushDeserializerOldTest, ValidTextIsReplayed) {
     for (const Row& row : READ) {
         EXPECT_EQ(jsonToBinary(row.json).value_or("refused"), row.hex) << row.json;
     }
@@ -102,14 +102,14 @@ constexpr char const* REFUSED[] = {"",
                                    "/**/1",
                                    "\xEF\xBB\xBF[1]"};
 
-TEST(JSONStructuredPushDeserializerOldTest, WhatIsNoJsonTextIsRefused) {
+TEST(JSONStructuredPushDeserializerOldTest, InvalidJsonIsRejected) {
     for (char const* const json : REFUSED) {
         EXPECT_EQ(jsonToBinary(json), std::nullopt) << json;
     }
     EXPECT_EQ(jsonToBinary(std::string_view("1\0", 2)), std::nullopt);
 }
 
-TEST(JSONStructuredPushDeserializerOldTest, TextCutOffAnywhereIsRefused) {
+TEST(JSONStructuredPushDeserializerOldTest, TruncatedTextIsRejected) {
     const std::string text = R"({"a": [1, -2.5, "x\u00e4", null], "b": {"c": true}})";
     ASSERT_TRUE(jsonToBinary(text).has_value());
     for (std::size_t length = 0; length < text.size(); ++length) {
@@ -117,7 +117,7 @@ TEST(JSONStructuredPushDeserializerOldTest, TextCutOffAnywhereIsRefused) {
     }
 }
 
-TEST(JSONStructuredPushDeserializerOldTest, TextWithOneByteChangedIsReadOrRefused) {
+TEST(JSONStructuredPushDeserializerOldTest, TextWithAChangedByteIsRejectedOrRoundTrips) {
     const std::string text = R"({"a":[1,-2.5,"x\u00e4",null],"b":{"c":true}})";
     std::size_t refused = 0;
     for (std::size_t i = 0; i < text.size(); ++i) {
@@ -142,7 +142,7 @@ std::string nested(std::size_t depth, std::string_view open, std::string_view cl
     return text;
 }
 
-TEST(JSONStructuredPushDeserializerOldTest, NestingPassesAtTheLimitAndFailsOneBeyond) {
+TEST(JSONStructuredPushDeserializerOldTest, NestingIsAcceptedUpToTheLimit) {
     const std::string arrays = nested(MAX_NESTING_DEPTH, "[", "]");
     const std::string objects = nested(MAX_NESTING_DEPTH, "{\"a\":", "}");
     EXPECT_EQ(jsonToJson(arrays), arrays);
@@ -170,7 +170,7 @@ TEST(JSONStructuredPushDeserializerOldTest, LimitCanBeLoweredButNotRaised) {
     EXPECT_FALSE(isReadWithLimit(nested(MAX_NESTING_DEPTH + 1, "[", "]"), 100000));
 }
 
-TEST(JSONStructuredPushDeserializerOldTest, ObjectMayBeUsedAgain) {
+TEST(JSONStructuredPushDeserializerOldTest, DeserializerIsReusable) {
     JSONStructuredPushDeserializerOld source;
     for (char const* const json : {"[1]", "[", "{\"a\":[true]}", "", "2"}) {
         const auto text = payloads::writtenAsJson([&](IStructuredSerializer& target) {
@@ -180,7 +180,7 @@ TEST(JSONStructuredPushDeserializerOldTest, ObjectMayBeUsedAgain) {
     }
 }
 
-TEST(JSONStructuredPushDeserializerOldTest, BlockWithoutBytesIsRefused) {
+TEST(JSONStructuredPushDeserializerOldTest, EmptyBlockIsRejected) {
     JSONStructuredPushDeserializerOld source;
     util::ByteBufferReader nothing(nullptr, 0, false);
     util::ByteBufferWriter writer(0);
@@ -190,10 +190,10 @@ TEST(JSONStructuredPushDeserializerOldTest, BlockWithoutBytesIsRefused) {
     EXPECT_EQ(source.deserialize(), IStructuredPushDeserializer::FAILED);
 }
 
-TEST(JSONStructuredPushDeserializerOldTest, ObjectMayBeUsedAgainAfterMemoryWasExhausted) {
+TEST(JSONStructuredPushDeserializerOldTest, DeserializerIsReusableAfterAFailedAllocation) {
     const unsigned char json[] = {'[', '1', ',', '{', '}', ']'};
     util::ByteBufferWriter writer(1000);
-    ASSERT_FALSE(writer.appendByte('>'));  // the room is got
+    ASSERT_FALSE(writer.appendByte('>'));  // allocates the capacity
     JSONStructuredSerializerOld target(true);
     for (long successes = 0;; ++successes) {
         JSONStructuredPushDeserializerOld source;
@@ -217,7 +217,7 @@ TEST(JSONStructuredPushDeserializerOldTest, ObjectMayBeUsedAgainAfterMemoryWasEx
     }
 }
 
-TEST(JSONStructuredPushDeserializerOldTest, CallsOutOfPlaceFail) {
+TEST(JSONStructuredPushDeserializerOldTest, CallsInTheWrongOrderFail) {
     JSONStructuredPushDeserializerOld source;
     util::ByteBufferReader reader = payloads::readerOf("1");
     util::ByteBufferWriter writer(0);

@@ -67,13 +67,13 @@ const Row VALUES[] = {
     {[](auto& s) { return s.serializeNullArray(2); }, "[null,null]"},
 };
 
-TEST(JSONStructuredSerializerOldTest, ValuesBecomeText) {
+TEST(JSONStructuredSerializerOldTest, ValuesAreWrittenAsExpectedText) {
     for (const Row& row : VALUES) {
         EXPECT_EQ(writtenAsJson(row.write), row.json);
     }
 }
 
-const std::function<bool(IStructuredSerializer&)> UNSPEAKABLE[] = {
+const std::function<bool(IStructuredSerializer&)> UNREPRESENTABLE[] = {
     [](auto& s) { return s.serializeFloat(std::numeric_limits<float>::quiet_NaN()); },
     [](auto& s) { return s.serializeFloat(-std::numeric_limits<float>::infinity()); },
     [](auto& s) { return s.serializeDouble(std::numeric_limits<double>::quiet_NaN()); },
@@ -90,8 +90,8 @@ const std::function<bool(IStructuredSerializer&)> UNSPEAKABLE[] = {
     [](auto& s) { return s.beginStruct(nullptr) || s.beginField("\xC3", -1, false); },
 };
 
-TEST(JSONStructuredSerializerOldTest, WhatJsonCannotSayFails) {
-    for (const auto& write : UNSPEAKABLE) {
+TEST(JSONStructuredSerializerOldTest, ValuesWithoutAJsonFormFail) {
+    for (const auto& write : UNREPRESENTABLE) {
         JSONStructuredSerializerOld serializer(true);
         util::ByteBufferWriter writer(0);
         unsigned long written = 0;
@@ -125,7 +125,7 @@ constexpr char const* INDENTED = R"({
   ]
 })";
 
-TEST(JSONStructuredSerializerOldTest, ConstructorChoosesTheLayout) {
+TEST(JSONStructuredSerializerOldTest, ConstructorSelectsTheLayout) {
     JSONStructuredSerializerOld compact(true);
     JSONStructuredSerializerOld indented(false);
     EXPECT_EQ(payloads::written(compact, writeSample), COMPACT);
@@ -141,7 +141,7 @@ TEST(JSONStructuredSerializerOldTest, OptionOverridesTheConstructorForOnePayload
     EXPECT_EQ(payloads::written(serializer, writeSample, &others), COMPACT);
 }
 
-TEST(JSONStructuredSerializerOldTest, OptionHoldsForItsScopeOrStruct) {
+TEST(JSONStructuredSerializerOldTest, OptionAppliesOnlyWithinItsScopeOrStruct) {
     const Options compact{{OptionTag::Compact, 1}};
     JSONStructuredSerializerOld serializer(false);
     const auto text = payloads::written(serializer, [&](IStructuredSerializer& s) {
@@ -155,7 +155,7 @@ TEST(JSONStructuredSerializerOldTest, OptionHoldsForItsScopeOrStruct) {
     EXPECT_EQ(text, "[\n  [1,2],\n  {\"a\":[true]},\n  [\n    true\n  ]\n]");
 }
 
-TEST(JSONStructuredSerializerOldTest, PayloadIsAddedToWhatTheWriterHolds) {
+TEST(JSONStructuredSerializerOldTest, PayloadIsAppendedToTheContentOfTheWriter) {
     util::ByteBufferWriter writer(0);
     ASSERT_FALSE(writer.append("before", 6));
     JSONStructuredSerializerOld serializer(true);
@@ -166,7 +166,7 @@ TEST(JSONStructuredSerializerOldTest, PayloadIsAddedToWhatTheWriterHolds) {
     EXPECT_EQ(payloads::textOf(writer), "beforenull");
 }
 
-TEST(JSONStructuredSerializerOldTest, CapabilitiesAreThoseOfText) {
+TEST(JSONStructuredSerializerOldTest, CapabilitiesAreTextAndNamedFields) {
     EXPECT_EQ(
         JSONStructuredSerializerOld(true).getApiCapibilites(),
         IStructuredSerializer::CAPABILITY_TEXT | IStructuredSerializer::CAPABILITY_NAMED_FIELDS);

@@ -15,8 +15,8 @@
 #include "util/serializer/JSONStructuredSerializerOld.h"
 #include "util/serializer/PullFromPushDeserializer.h"
 
-// Payloads as the tests write them down: bytes as pairs of hexadecimal digits, with spaces wherever
-// they help.
+// Functions for payloads in tests. Binary payloads are written as pairs of hexadecimal digits with
+// optional spaces.
 namespace payloads {
 
 using namespace util::serializer;
@@ -57,7 +57,7 @@ inline std::string textOf(const util::ByteBufferWriter& writer) {
     return {reinterpret_cast<char const*>(writer.data()), writer.size()};
 }
 
-/// What `serializer` makes of the calls in `write(serializer)`; nothing when one failed.
+/// Returns the payload that `write(serializer)` produces, or nullopt if a call fails.
 template <class Write>
 std::optional<std::string> written(IStructuredSerializer& serializer, Write write,
                                    Options const* options = nullptr) {
@@ -76,7 +76,7 @@ std::optional<std::string> writtenAsJson(Write write, Options const* options = n
     return written(serializer, write, options);
 }
 
-/// The payload in hexadecimal digits.
+/// Returns the binary payload in hexadecimal digits.
 template <class Write>
 std::optional<std::string> writtenAsBinary(Write write, Options const* options = nullptr) {
     AXOBinStructuredSerializerBE serializer;
@@ -84,7 +84,7 @@ std::optional<std::string> writtenAsBinary(Write write, Options const* options =
     return bytes ? std::optional(toHex(*bytes)) : std::nullopt;
 }
 
-/// Whether the payload is well-formed and `target` takes it.
+/// Replays the payload to `target`. Returns whether it is well-formed and `target` accepts it.
 inline bool replayed(IStructuredPushDeserializer& source, std::string_view payload,
                      IStructuredSerializer& target) {
     util::ByteBufferReader reader = readerOf(payload);
@@ -121,7 +121,7 @@ inline std::optional<std::string> jsonToJson(std::string_view json) {
     });
 }
 
-/// A pull reader over a payload that it keeps. `begun` tells whether the payload was taken.
+/// A pull reader that owns its payload. `begun` is whether beginDeserialize() succeeded.
 template <class Source>
 struct Pull : PullFromPushDeserializer {
     template <class... Arguments>

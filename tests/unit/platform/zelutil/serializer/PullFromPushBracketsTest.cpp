@@ -9,7 +9,7 @@
 #include "Payloads.h"
 #include "util/serializer/PullFromPushDeserializer.h"
 
-// The brackets and entries of the pull reader.
+// Tests the begin and end functions of the pull reader and its entries.
 namespace {
 
 using namespace util::serializer;
@@ -69,7 +69,7 @@ std::vector<std::string> wordsOf(const std::string& script) {
     return {std::istream_iterator<std::string>(stream), {}};
 }
 
-// The index of the first call that fails; the number of calls when none does.
+// Returns the index of the first call that fails, or the number of calls if all succeed.
 std::size_t run(IStructuredPullDeserializer& pull, const std::string& script) {
     const std::vector<std::string> words = wordsOf(script);
     std::size_t done = 0;
@@ -115,7 +115,7 @@ constexpr Row READ[] = {
     {"{\"a\":[1]}", "{ must-a next next next next next next }"},
 };
 
-TEST(PullFromPushBracketsTest, CallsInPlaceReadThePayload) {
+TEST(PullFromPushBracketsTest, CallsInTheRightOrderReadThePayload) {
     for (const Row& row : READ) {
         JsonPull pull(row.json);
         EXPECT_EQ(run(pull, row.script), wordsOf(row.script).size())
@@ -124,7 +124,7 @@ TEST(PullFromPushBracketsTest, CallsInPlaceReadThePayload) {
     }
 }
 
-// The last word is the one that fails.
+// The call of the last word in each row fails.
 constexpr Row REFUSED[] = {{"1", "["},
                            {"1", "{"},
                            {"1", "<"},
@@ -215,7 +215,7 @@ constexpr Row REFUSED[] = {{"1", "["},
                            {"{\"a\":1}", "{ array-more?"},
                            {"{\"a\":{\"b\":1}}", "{ must-b"}};
 
-TEST(PullFromPushBracketsTest, CallOutOfPlaceFails) {
+TEST(PullFromPushBracketsTest, CallInTheWrongOrderFails) {
     for (const Row& row : REFUSED) {
         JsonPull pull(row.json);
         EXPECT_EQ(run(pull, row.script), wordsOf(row.script).size() - 1)
@@ -223,7 +223,7 @@ TEST(PullFromPushBracketsTest, CallOutOfPlaceFails) {
     }
 }
 
-TEST(PullFromPushBracketsTest, CallThatFailsChangesNothing) {
+TEST(PullFromPushBracketsTest, FailedCallDoesNotChangeTheState) {
     for (const Row& row : REFUSED) {
         JsonPull pull(row.json);
         run(pull, row.script);
@@ -238,7 +238,7 @@ TEST(PullFromPushBracketsTest, CallThatFailsChangesNothing) {
     }
 }
 
-TEST(PullFromPushBracketsTest, FieldGivesItsNameAndFailureLeavesItAlone) {
+TEST(PullFromPushBracketsTest, BeginFieldReturnsTheNameAndLeavesItUnchangedOnFailure) {
     JsonPull pull("{\"first\":1,\"\":2}");
     std::string name = "before";
     EXPECT_TRUE(pull.beginField(name));
@@ -288,7 +288,7 @@ TEST(PullFromPushBracketsTest, MissingMandatoryFieldLeavesTheOthersReadable) {
     EXPECT_EQ(number, 1);
 }
 
-TEST(PullFromPushBracketsTest, OfDuplicateNamesTheLastIsFoundAndAllAreSteppedThrough) {
+TEST(PullFromPushBracketsTest, LookupFindsTheLastOfDuplicateFieldsAndIterationVisitsAll) {
     JsonPull pull(R"({"a":1,"b":[],"a":2,"c":{},"a":3})");
     std::int32_t number = 0;
     ASSERT_FALSE(pull.beginStruct(nullptr));
@@ -331,7 +331,7 @@ std::vector<std::uint32_t> codesOf(IStructuredPullDeserializer& pull) {
 
 using Codes = std::vector<std::uint32_t>;
 
-TEST(PullFromPushBracketsTest, EntriesWalkTheWholePayload) {
+TEST(PullFromPushBracketsTest, EntriesCoverTheWholePayload) {
     JsonPull pull(R"({"a":[null,true,-1,18446744073709551615,0.5,"x",[]],"b":{}})");
     const Codes codes{31, 33, 15, 35, 2,  36, 35, 3,  36, 35, 10, 36, 35, 11, 36, 35, 13,
                       36, 35, 14, 36, 35, 15, 30, 36, 30, 34, 33, 31, 32, 34, 32, 1};
@@ -340,7 +340,7 @@ TEST(PullFromPushBracketsTest, EntriesWalkTheWholePayload) {
     EXPECT_FALSE(pull.endDeserialize());
 }
 
-TEST(PullFromPushBracketsTest, TypedArrayIsAnnouncedAsAnArrayOfElements) {
+TEST(PullFromPushBracketsTest, TypedArrayProducesTheEntriesOfAPlainArray) {
     BinaryPull shorts("d849440001ffff");
     EXPECT_EQ(codesOf(shorts), (Codes{15, 35, 10, 36, 35, 10, 36, 30, 1}));
     BinaryPull floats("d851443fc00000");
@@ -360,7 +360,7 @@ TEST(PullFromPushBracketsTest, EntriesCarryTheirValues) {
     EXPECT_EQ(pull.peekNextEntry()->text, "name");
 }
 
-TEST(PullFromPushBracketsTest, PeekingConsumesNothingAndMixesWithTypedReading) {
+TEST(PullFromPushBracketsTest, PeekingConsumesNothingAndCombinesWithTypedReads) {
     JsonPull pull("[1,[2]]");
     std::int32_t number = 0;
     EXPECT_EQ(pull.getNextEntry()->type, EntryType::ArrayBegin);
@@ -376,7 +376,7 @@ TEST(PullFromPushBracketsTest, PeekingConsumesNothingAndMixesWithTypedReading) {
     EXPECT_EQ(numbers, std::vector<std::int32_t>{2});
 }
 
-TEST(PullFromPushBracketsTest, EndOfAScopeIsNoEntry) {
+TEST(PullFromPushBracketsTest, EndOfAScopeProducesNoEntry) {
     JsonPull pull("[1]");
     ASSERT_FALSE(pull.beginArray() || pull.beginOption(nullptr));
     EXPECT_EQ(codesOf(pull), (Codes{35, 10, 36, 1}));
@@ -385,7 +385,7 @@ TEST(PullFromPushBracketsTest, EndOfAScopeIsNoEntry) {
     EXPECT_FALSE(pull.endDeserialize());
 }
 
-TEST(PullFromPushBracketsTest, MissingOptionalFieldEndsAtOnce) {
+TEST(PullFromPushBracketsTest, MissingOptionalFieldContainsNoEntries) {
     JsonPull pull("{}");
     bool present = true;
     ASSERT_FALSE(pull.beginStruct(nullptr) || pull.beginOptionalField("a", -1, present));
@@ -393,7 +393,7 @@ TEST(PullFromPushBracketsTest, MissingOptionalFieldEndsAtOnce) {
     EXPECT_FALSE(pull.endDeserialize());
 }
 
-TEST(PullFromPushBracketsTest, ScopesWithoutEndFailInsteadOfGrowing) {
+TEST(PullFromPushBracketsTest, NumberOfOpenScopesIsLimited) {
     JsonPull pull("[1]");
     std::size_t open = 0;
     while (!pull.beginArrayOption()) {
@@ -404,7 +404,7 @@ TEST(PullFromPushBracketsTest, ScopesWithoutEndFailInsteadOfGrowing) {
     EXPECT_TRUE(pull.endDeserialize());
 }
 
-TEST(PullFromPushBracketsTest, EntriesThatCannotBeEnteredAreAFailure) {
+TEST(PullFromPushBracketsTest, EntriesBeyondTheScopeLimitAreFailures) {
     for (char const* json : {"[[1]]", "[{}]", R"({"a":[]})", R"({"a":{"b":1}})"}) {
         JsonPull pull(json);
         while (!pull.beginOption(nullptr)) {
@@ -412,14 +412,14 @@ TEST(PullFromPushBracketsTest, EntriesThatCannotBeEnteredAreAFailure) {
         EXPECT_EQ(pull.peekNextEntry()->type, EntryType::Failure) << json;
         EXPECT_EQ(pull.getNextEntry()->type, EntryType::Failure) << json;
         ASSERT_FALSE(pull.endOption());
-        EXPECT_NE(pull.getNextEntry()->type, EntryType::Failure) << json;  // the outer one
+        EXPECT_NE(pull.getNextEntry()->type, EntryType::Failure) << json;  // outer container
         EXPECT_NE(pull.getNextEntry()->type, EntryType::Failure) << json;  // its element or field
         EXPECT_EQ(pull.peekNextEntry()->type, EntryType::Failure) << json;
         EXPECT_EQ(pull.getNextEntry()->type, EntryType::Failure) << json;
     }
 }
 
-TEST(PullFromPushBracketsTest, FieldsAndElementsAreReadWhereNoFurtherScopeMayBeOpened) {
+TEST(PullFromPushBracketsTest, FieldsAreReadAtTheScopeLimit) {
     JsonPull pull(R"({"a":1})");
     ASSERT_FALSE(pull.beginStruct(nullptr));
     while (!pull.beginOption(nullptr)) {
@@ -432,7 +432,7 @@ TEST(PullFromPushBracketsTest, FieldsAndElementsAreReadWhereNoFurtherScopeMayBeO
     EXPECT_TRUE(pull.isStructEnd());
 }
 
-TEST(PullFromPushBracketsTest, FieldThatCannotBeBegunLeavesTheNameUntouched) {
+TEST(PullFromPushBracketsTest, FailedBeginFieldInAnEmptyStructLeavesTheNameUnchanged) {
     JsonPull pull("{}");
     ASSERT_FALSE(pull.beginStruct(nullptr));
     std::string name = "untouched";
@@ -440,7 +440,7 @@ TEST(PullFromPushBracketsTest, FieldThatCannotBeBegunLeavesTheNameUntouched) {
     EXPECT_EQ(name, "untouched");
 }
 
-TEST(PullFromPushBracketsTest, DeepestPayloadIsReadToItsEnd) {
+TEST(PullFromPushBracketsTest, PayloadAtTheNestingLimitIsReadCompletely) {
     const std::string open(MAX_NESTING_DEPTH, '[');
     const std::string close(MAX_NESTING_DEPTH, ']');
     JsonPull pull(open + close);

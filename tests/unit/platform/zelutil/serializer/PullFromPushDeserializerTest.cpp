@@ -18,8 +18,8 @@ using payloads::JsonPull;
 template <class T>
 using Get = bool (IStructuredPullDeserializer::*)(T&);
 
-// What a getter gives for a JSON value. A refused read must leave output and value alone: the value
-// can still be read as the entry that it is.
+// Returns the result of a getter for a JSON value. After a failed read, checks that the output is
+// unchanged and that the value can still be read as an entry.
 template <class T>
 std::optional<T> got(std::string_view json, Get<T> get) {
     JsonPull pull(json);
@@ -64,7 +64,7 @@ TEST(PullFromPushDeserializerTest, IntegersAreReadWithinTheirRange) {
     expectRange<std::uint64_t>(&Api::getUInt64, "-1", "0", "18446744073709551615", "0.5");
 }
 
-TEST(PullFromPushDeserializerTest, LargestUnsignedIntegerFitsNoOtherInteger) {
+TEST(PullFromPushDeserializerTest, LargestUnsignedIntegerFitsOnlyUInt64AndFloatingPoint) {
     constexpr char const* LARGEST = "18446744073709551615";
     EXPECT_EQ(got<std::int8_t>(LARGEST, &Api::getInt8), std::nullopt);
     EXPECT_EQ(got<std::uint8_t>(LARGEST, &Api::getUInt8), std::nullopt);
@@ -75,7 +75,7 @@ TEST(PullFromPushDeserializerTest, LargestUnsignedIntegerFitsNoOtherInteger) {
     EXPECT_EQ(got<float>(LARGEST, &Api::getFloat), 18446744073709551616.0F);
 }
 
-TEST(PullFromPushDeserializerTest, DoublesTakeEveryNumber) {
+TEST(PullFromPushDeserializerTest, GetDoubleAcceptsEveryNumber) {
     EXPECT_EQ(got<double>("-2.5", &Api::getDouble), -2.5);
     EXPECT_EQ(got<double>("1.7976931348623157e308", &Api::getDouble), 1.7976931348623157e308);
     EXPECT_EQ(got<double>("-7", &Api::getDouble), -7.0);
@@ -85,7 +85,7 @@ TEST(PullFromPushDeserializerTest, DoublesTakeEveryNumber) {
     }
 }
 
-TEST(PullFromPushDeserializerTest, FloatsTakeNumbersWithinTheirRange) {
+TEST(PullFromPushDeserializerTest, GetFloatAcceptsNumbersWithinItsRange) {
     EXPECT_EQ(got<float>("0.1", &Api::getFloat), 0.1F);
     EXPECT_EQ(got<float>("-7", &Api::getFloat), -7.0F);
     EXPECT_EQ(got<float>("1e-300", &Api::getFloat), 0.0F);
@@ -93,7 +93,8 @@ TEST(PullFromPushDeserializerTest, FloatsTakeNumbersWithinTheirRange) {
               std::numeric_limits<float>::max());
     EXPECT_EQ(got<float>("-3.4028234663852886e38", &Api::getFloat),
               std::numeric_limits<float>::lowest());
-    // The texts of both as JSON writes them, and the last number that rounds to a float.
+    // The limits of float as JSON prints them, and the largest number that rounds to a finite
+    // float.
     EXPECT_EQ(got<float>("3.4028235e+38", &Api::getFloat), std::numeric_limits<float>::max());
     EXPECT_EQ(got<float>("-3.4028235e+38", &Api::getFloat), std::numeric_limits<float>::lowest());
     EXPECT_EQ(got<float>("3.4028235677973362e38", &Api::getFloat),
@@ -102,7 +103,7 @@ TEST(PullFromPushDeserializerTest, FloatsTakeNumbersWithinTheirRange) {
     EXPECT_EQ(got<float>("-1e300", &Api::getFloat), std::nullopt);
 }
 
-TEST(PullFromPushDeserializerTest, NonFiniteNumbersAreReadInEitherWidth) {
+TEST(PullFromPushDeserializerTest, NonFiniteNumbersAreReadAsFloatAndDouble) {
     for (char const* const hex : {"f97e00", "fa7fc00000", "fb7ff8000000000000"}) {
         float single = 0;
         double twice = 0;
@@ -115,7 +116,7 @@ TEST(PullFromPushDeserializerTest, NonFiniteNumbersAreReadInEitherWidth) {
     EXPECT_EQ(infinite, -std::numeric_limits<float>::infinity());
 }
 
-TEST(PullFromPushDeserializerTest, BooleansAndNullsAreOfOneKindOnly) {
+TEST(PullFromPushDeserializerTest, BooleansAndNullsAreNotConverted) {
     EXPECT_EQ(got<bool>("true", &Api::getBoolean), true);
     EXPECT_EQ(got<bool>("false", &Api::getBoolean), false);
     for (char const* const other : {"1", "0", "null", "\"true\"", "[true]"}) {
@@ -127,7 +128,7 @@ TEST(PullFromPushDeserializerTest, BooleansAndNullsAreOfOneKindOnly) {
     }
 }
 
-TEST(PullFromPushDeserializerTest, StringsAreReadInEveryForm) {
+TEST(PullFromPushDeserializerTest, StringsAreReadInEveryEncoding) {
     constexpr char const* JSON = "\"a\\u0000\\u00e4\\ud83d\\ude00\"";
     const std::string utf8("a\0\xC3\xA4\xF0\x9F\x98\x80", 8);
     const std::u16string utf16(u"a\0\u00E4\U0001F600", 5);
@@ -157,7 +158,7 @@ void expectRefusedButReadableAsBytes(std::string_view hex) {
     EXPECT_FALSE(pull.endDeserialize());
 }
 
-TEST(PullFromPushDeserializerTest, BytesThatAreNoTextAreReadAsBytesOnly) {
+TEST(PullFromPushDeserializerTest, InvalidUtf8IsReadOnlyAsBytes) {
     for (char const* const hex : {"41ff", "43eda080"}) {
         expectRefusedButReadableAsBytes<util::UnicodeString8>(hex);
         expectRefusedButReadableAsBytes<util::UnicodeString16>(hex);
@@ -165,7 +166,7 @@ TEST(PullFromPushDeserializerTest, BytesThatAreNoTextAreReadAsBytesOnly) {
     }
 }
 
-TEST(PullFromPushDeserializerTest, StringsAreOfOneKindOnly) {
+TEST(PullFromPushDeserializerTest, OtherTypesAreNotConvertedToStrings) {
     for (char const* const other : {"1", "null", "true", "[\"a\"]", "{\"a\":1}"}) {
         std::string bytes = "before";
         util::UnicodeString8 text8;
@@ -180,7 +181,7 @@ TEST(PullFromPushDeserializerTest, StringsAreOfOneKindOnly) {
     }
 }
 
-TEST(PullFromPushDeserializerTest, EnumIsCheckedAgainstItsCountOnDemand) {
+TEST(PullFromPushDeserializerTest, EnumIsValidatedAgainstItsCountOnlyWithTheFlag) {
     int value = 7;
     for (char const* const outside : {"-1", "3"}) {
         JsonPull pull(outside);
@@ -214,7 +215,7 @@ void expectNoArray(Get<std::vector<T>> get, std::initializer_list<char const*> r
     }
 }
 
-TEST(PullFromPushDeserializerTest, PlainArraysAreReadAsAWhole) {
+TEST(PullFromPushDeserializerTest, PlainArraysAreReadInOneCall) {
     expectArray<bool>(&Api::getBooleanArray, "[true,false]", {true, false});
     expectArray<std::int8_t>(&Api::getInt8Array, "[-128,127]", {-128, 127});
     expectArray<std::uint8_t>(&Api::getUInt8Array, "[0,255]", {0, 255});
@@ -231,7 +232,7 @@ TEST(PullFromPushDeserializerTest, PlainArraysAreReadAsAWhole) {
     expectArray<std::string>(&Api::getStringArray, "[\"a\",\"\"]", {"a", ""});
 }
 
-TEST(PullFromPushDeserializerTest, ArrayWithAnItemThatDoesNotFitIsNotRead) {
+TEST(PullFromPushDeserializerTest, ArrayWithAnUnfittingItemIsRejectedAndRemainsReadable) {
     expectNoArray<bool>(&Api::getBooleanArray, {"[true,1]"});
     expectNoArray<std::int8_t>(&Api::getInt8Array, {"[1,128]", "[-129]"});
     expectNoArray<std::uint8_t>(&Api::getUInt8Array, {"[1,256]", "[-1]"});
@@ -246,7 +247,7 @@ TEST(PullFromPushDeserializerTest, ArrayWithAnItemThatDoesNotFitIsNotRead) {
     expectNoArray<std::string>(&Api::getStringArray, {"[\"a\",1]"});
 }
 
-TEST(PullFromPushDeserializerTest, TypedArraysAreReadAsAWholeInEveryTypeThatFits) {
+TEST(PullFromPushDeserializerTest, TypedArraysAreReadInOneCallIntoEveryFittingType) {
     constexpr char const* HEX = "d8494400010080";  // 16-bit: 1, 128
     std::vector<std::int16_t> same;
     std::vector<std::uint8_t> narrow;
@@ -261,7 +262,7 @@ TEST(PullFromPushDeserializerTest, TypedArraysAreReadAsAWholeInEveryTypeThatFits
     EXPECT_EQ(floating, (std::vector<double>{1, 128}));
 }
 
-TEST(PullFromPushDeserializerTest, NullArrayGivesItsLength) {
+TEST(PullFromPushDeserializerTest, GetNullArrayReturnsTheLength) {
     unsigned long count = 9;
     EXPECT_TRUE(JsonPull("[null,1]").getNullArray(count));
     EXPECT_TRUE(JsonPull("[[]]").getNullArray(count));
@@ -275,7 +276,7 @@ TEST(PullFromPushDeserializerTest, NullArrayGivesItsLength) {
     EXPECT_EQ(count, 0U);
 }
 
-TEST(PullFromPushDeserializerTest, ArrayIsReadInItsPlace) {
+TEST(PullFromPushDeserializerTest, ArrayReadConsumesOnlyTheArray) {
     JsonPull pull("{\"a\":[1,2],\"b\":3}");
     std::vector<int> numbers;
     std::int32_t number = 0;
@@ -291,7 +292,7 @@ TEST(PullFromPushDeserializerTest, ArrayIsReadInItsPlace) {
 
 // ---- session
 
-TEST(PullFromPushDeserializerTest, NothingIsThereBeforeTheBeginOrAfterTheEnd) {
+TEST(PullFromPushDeserializerTest, ReadsBeforeBeginAndAfterEndFail) {
     payloads::JSONStructuredPushDeserializerOld source;
     PullFromPushDeserializer pull(&source);
     util::ByteBufferReader reader = payloads::readerOf("1");
@@ -312,7 +313,7 @@ TEST(PullFromPushDeserializerTest, NothingIsThereBeforeTheBeginOrAfterTheEnd) {
     }
 }
 
-TEST(PullFromPushDeserializerTest, BrokenPayloadIsRefusedAtTheBeginAndLeavesAnEmptyReader) {
+TEST(PullFromPushDeserializerTest, BeginRejectsAMalformedPayloadAndLeavesTheReaderEmpty) {
     payloads::JSONStructuredPushDeserializerOld source;
     PullFromPushDeserializer pull(&source);
     for (char const* const json : {"", "[1,", "[1] x", "{\"a\":1"}) {
@@ -333,7 +334,7 @@ TEST(PullFromPushDeserializerTest, BrokenPayloadIsRefusedAtTheBeginAndLeavesAnEm
     EXPECT_FALSE(pull.endDeserialize());
 }
 
-TEST(PullFromPushDeserializerTest, BeginAndResetGiveUpWhatWasOpen) {
+TEST(PullFromPushDeserializerTest, BeginAndResetDiscardTheOpenPayload) {
     payloads::JSONStructuredPushDeserializerOld source;
     PullFromPushDeserializer pull(&source);
     util::ByteBufferReader first = payloads::readerOf("[[1]]");
@@ -348,7 +349,7 @@ TEST(PullFromPushDeserializerTest, BeginAndResetGiveUpWhatWasOpen) {
     EXPECT_TRUE(pull.endDeserialize());
 }
 
-TEST(PullFromPushDeserializerTest, EndFailsWhenSomethingIsUnreadOrOpen) {
+TEST(PullFromPushDeserializerTest, EndFailsIfAValueIsUnreadOrAScopeIsOpen) {
     EXPECT_TRUE(JsonPull("1").endDeserialize());
     EXPECT_TRUE(JsonPull("[]").endDeserialize());
     JsonPull open("[]");
@@ -382,7 +383,7 @@ TEST(PullFromPushDeserializerTest, OptionLowersTheNestingLimitForOnePayload) {
     EXPECT_TRUE(begins("[[[1]]]", nullptr));
 }
 
-// Replays what it is told to.
+// A source that replays a script.
 class ScriptedSource final : public IStructuredPushDeserializer {
 public:
     explicit ScriptedSource(std::function<bool(IStructuredSerializer&)> script)
@@ -400,7 +401,7 @@ private:
     IStructuredSerializer* target_ = nullptr;
 };
 
-TEST(PullFromPushDeserializerTest, SourceThatDoesNotWriteOneValueIsRefused) {
+TEST(PullFromPushDeserializerTest, SourceMustWriteExactlyOneValue) {
     const std::function<bool(IStructuredSerializer&)> scripts[] = {
         [](auto&) { return false; },
         [](auto& s) { return s.beginArray(); },
@@ -417,7 +418,7 @@ TEST(PullFromPushDeserializerTest, SourceThatDoesNotWriteOneValueIsRefused) {
     EXPECT_TRUE(withoutSource.beginDeserialize(nullptr, nullptr));
 }
 
-TEST(PullFromPushDeserializerTest, EveryWriteCallCanBeReadBack) {
+TEST(PullFromPushDeserializerTest, ValuesOfEveryWriteCallAreReadBack) {
     ScriptedSource source([](auto& s) {
         const auto element = [&](bool failed) { return failed || s.endElement(); };
         return s.beginArray() || s.beginElement() || element(s.serializeUInt8(5)) ||
@@ -464,7 +465,7 @@ TEST(PullFromPushDeserializerTest, EveryWriteCallCanBeReadBack) {
 
 // ---- exhausted memory
 
-// Reads a struct with a long string, an array and a typed array; false on success.
+// Reads the struct of writeSample: two long strings and an array. Returns false on success.
 bool readSample(IStructuredPushDeserializer& source, util::ByteBufferReader& reader) {
     PullFromPushDeserializer pull(&source);
     std::string text;
@@ -496,7 +497,7 @@ void expectFailureWithoutMemory(const std::string& payload, Arguments... argumen
             util::ByteBufferReader reader(reinterpret_cast<unsigned char const*>(payload.data()),
                                           payload.size(), false);
             return !readSample(source, reader);
-        } catch (const std::bad_alloc&) {  // of the constructors alone
+        } catch (const std::bad_alloc&) {  // thrown only by constructors
             return false;
         }
     });
@@ -504,14 +505,14 @@ void expectFailureWithoutMemory(const std::string& payload, Arguments... argumen
     EXPECT_EQ(kova::test::FailingAllocations::liveBlocks(), before);
 }
 
-TEST(PullFromPushDeserializerTest, ExhaustedMemoryIsAFailureAndLeaksNothing) {
+TEST(PullFromPushDeserializerTest, ReadingWithoutMemoryFailsAndLeaksNothing) {
     expectFailureWithoutMemory<payloads::JSONStructuredPushDeserializerOld>(
         payloads::writtenAsJson(writeSample).value_or(""));
     expectFailureWithoutMemory<payloads::AXOBinStructuredPushDeserializer>(
         payloads::fromHex(payloads::writtenAsBinary(writeSample).value_or("")), Endianess::Big);
 }
 
-TEST(PullFromPushDeserializerTest, TextsThatStandInThePayloadAndThoseInChunksAreReadAlike) {
+TEST(PullFromPushDeserializerTest, ChunkedAndContiguousTextsAreReadAlike) {
     // {"ab" in chunks: "xy", "cd": "zz" in chunks}
     BinaryPull pull("a2 7f 61 61 61 62 ff 62 78 79 62 63 64 7f 61 7a 61 7a ff");
     ASSERT_TRUE(pull.begun);
@@ -526,7 +527,7 @@ TEST(PullFromPushDeserializerTest, TextsThatStandInThePayloadAndThoseInChunksAre
     EXPECT_FALSE(pull.endDeserialize());
 }
 
-// How many blocks of memory the reader of a binary struct of so many fields holds.
+// Returns the number of memory blocks that the reader of a binary struct with `fields` fields owns.
 long blocksOfReader(int fields) {
     const auto payload = payloads::writtenAsBinary([fields](IStructuredSerializer& target) {
         bool failed = target.beginStruct(nullptr);
@@ -547,12 +548,12 @@ long blocksOfReader(int fields) {
     return kova::test::FailingAllocations::liveBlocks() - before;
 }
 
-TEST(PullFromPushDeserializerTest, RecordTakesAtMostOneBlockForFieldsAndTexts) {
+TEST(PullFromPushDeserializerTest, RecordUsesAtMostTwoBlocks) {
     EXPECT_EQ(blocksOfReader(1), 1);
     EXPECT_EQ(blocksOfReader(100), 2);
 }
 
-TEST(PullFromPushDeserializerTest, CapabilitiesTellThatFieldsAreFoundByName) {
+TEST(PullFromPushDeserializerTest, CapabilitiesIncludeNamedFields) {
     EXPECT_EQ(JsonPull("1").getApiCapibilites(),
               IStructuredSerializer::CAPABILITY_BYTE_STRINGS |
                   IStructuredSerializer::CAPABILITY_NON_FINITE |

@@ -7,7 +7,7 @@
 #include "util/config/Dictionary.h"
 #include "util/config/Scalars.h"
 
-// Whole containers from a record, through `PullFromPushDeserializer::getRest`.
+// Tests `PullFromPushDeserializer::getRest`, which reads the rest of a container into a tree.
 namespace {
 
 using namespace util::serializer;
@@ -23,7 +23,7 @@ struct Row {
     char const* tree;
 };
 
-TEST(RecordTreeTest, StructBecomesADictionaryWithAllThatIsInIt) {
+TEST(RecordTreeTest, GetRestConvertsAStructToADictionary) {
     const Row rows[] = {
         {"{}", "{}"},
         {R"({"b": [1, -2, 2.5], "a": "text"})", R"({"a":"text","b":[1,-2,2.5]})"},
@@ -42,7 +42,7 @@ TEST(RecordTreeTest, StructBecomesADictionaryWithAllThatIsInIt) {
     }
 }
 
-TEST(RecordTreeTest, BinaryArrayBecomesAnArray) {
+TEST(RecordTreeTest, GetRestConvertsABinaryArrayToAnArray) {
     // 1, a float, a typed array, an empty element, a chunked string
     BinaryPull pull("85 01 fa3fc00000 d84043010203 f7 7f61616162ff");
     Array out;
@@ -51,7 +51,7 @@ TEST(RecordTreeTest, BinaryArrayBecomesAnArray) {
     EXPECT_FALSE(pull.endDeserialize());
 }
 
-TEST(RecordTreeTest, OnlyWhatIsLeftIsRead) {
+TEST(RecordTreeTest, GetRestReadsOnlyTheRemainingItems) {
     JsonPull pull(R"({"a": 1, "b": [2, 3, 4], "c": 5})");
     std::string name;
     std::int32_t number = 0;
@@ -66,7 +66,7 @@ TEST(RecordTreeTest, OnlyWhatIsLeftIsRead) {
     EXPECT_FALSE(pull.endDeserialize());
 }
 
-TEST(RecordTreeTest, WhatWasThereStaysButForTheKeysThatCome) {
+TEST(RecordTreeTest, GetRestKeepsExistingItemsAndReplacesEqualKeys) {
     JsonPull pull(R"({"a": [3], "b": 2})");
     Dictionary out;
     out.add("a", new ValueString("former"));
@@ -80,7 +80,7 @@ TEST(RecordTreeTest, WhatWasThereStaysButForTheKeysThatCome) {
     EXPECT_EQ(numbers.toJson(true), "[1,2]");
 }
 
-TEST(RecordTreeTest, FailsWhereNoSuchContainerIsBeingReadAndReadsNothing) {
+TEST(RecordTreeTest, GetRestFailsOutsideAContainerOfTheSameTypeAndConsumesNothing) {
     JsonPull pull(R"({"a": [1]})");
     Dictionary dictionary;
     Array array;
@@ -99,7 +99,7 @@ TEST(RecordTreeTest, FailsWhereNoSuchContainerIsBeingReadAndReadsNothing) {
     EXPECT_TRUE(pull.getRest(dictionary)) << "ended";
 }
 
-TEST(RecordTreeTest, DeepestPayloadIsRead) {
+TEST(RecordTreeTest, GetRestReadsAPayloadAtTheNestingLimit) {
     const std::string begin(util::MAX_NESTING_DEPTH, '[');
     const std::string end(util::MAX_NESTING_DEPTH, ']');
     JsonPull pull(begin + end);

@@ -6,8 +6,8 @@
 
 #include "Payloads.h"
 
-// Random values, the same from the same seed: written by one walk, read back by another that makes
-// the same choices, and carried over from each format to the other.
+// Round trips of random values. The writer and the checker make the same random choices from the
+// same seed. The values are also converted from each format to the other.
 namespace {
 
 using namespace util::serializer;
@@ -248,7 +248,7 @@ protected:
     }
 };
 
-TEST_F(RoundTripTest, WhatIsWrittenInAFormatIsReadBackFromIt) {
+TEST_F(RoundTripTest, RandomValuesRoundTripInEachFormat) {
     for (unsigned int seed = 0; seed < ROUNDS; ++seed) {
         SCOPED_TRACE(seed);
         payloads::JsonPull json(jsonOf(seed));
@@ -260,7 +260,7 @@ TEST_F(RoundTripTest, WhatIsWrittenInAFormatIsReadBackFromIt) {
     }
 }
 
-TEST_F(RoundTripTest, FormatsAreCarriedOverIntoEachOther) {
+TEST_F(RoundTripTest, RandomValuesAreConvertedBetweenFormats) {
     for (unsigned int seed = 0; seed < ROUNDS; ++seed) {
         SCOPED_TRACE(seed);
         const std::string json = jsonOf(seed);

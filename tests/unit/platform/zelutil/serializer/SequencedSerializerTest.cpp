@@ -8,7 +8,7 @@
 #include "support/FailingAllocations.h"
 #include "util/serializer/SequencedSerializer.h"
 
-// The checks are the same for every format, so each row runs through both.
+// The validation of call sequences is common to all formats, so each row runs with both.
 namespace {
 
 using namespace util::serializer;
@@ -16,7 +16,7 @@ using util::MAX_NESTING_DEPTH;
 
 const Options PLAIN{{OptionTag::PlainArrays, 1}};
 
-// The calls by the words that the rows are written in.
+// Maps the words of the scripts to calls.
 const std::map<std::string, std::function<bool(IStructuredSerializer&)>> CALLS{
     {"1", [](auto& s) { return s.serializeInt32(1); }},
     {"null", [](auto& s) { return s.serializeNull(); }},
@@ -66,7 +66,7 @@ class SequencedSerializerTest : public testing::TestWithParam<Format> {
 protected:
     void SetUp() override { ASSERT_FALSE(serializer->beginSerialize(&writer, nullptr)); }
 
-    // The index of the first call that fails; the number of calls when none does.
+    // Returns the index of the first call that fails, or the number of calls if all succeed.
     std::size_t run(const std::string& script) {
         const std::vector<std::string> words = wordsOf(script);
         std::size_t done = 0;
@@ -122,7 +122,7 @@ constexpr Accepted ACCEPTED[] = {
     {"{ absent option /option /optional }", "{}"},
 };
 
-TEST_P(SequencedSerializerTest, CallsInPlaceMakeOneValue) {
+TEST_P(SequencedSerializerTest, CallsInTheRightOrderWriteOneValue) {
     for (const Accepted& row : ACCEPTED) {
         SCOPED_TRACE(row.script);
         ASSERT_FALSE(serializer->beginSerialize(&writer, nullptr));
@@ -139,7 +139,7 @@ TEST_P(SequencedSerializerTest, CallsInPlaceMakeOneValue) {
     }
 }
 
-// The last word is the one that fails.
+// The call of the last word in each script fails.
 constexpr char const* REFUSED[] = {"1 1",
                                    "1 [",
                                    "1 {",
@@ -217,7 +217,7 @@ constexpr char const* REFUSED[] = {"1 1",
                                    "[ < plain >",
                                    "plain plain 1 /plain /option"};
 
-TEST_P(SequencedSerializerTest, CallOutOfPlaceFailsWritesNothingAndSpoilsThePayload) {
+TEST_P(SequencedSerializerTest, CallInTheWrongOrderFailsWritesNothingAndInvalidatesThePayload) {
     for (char const* const script : REFUSED) {
         SCOPED_TRACE(script);
         ASSERT_FALSE(serializer->beginSerialize(&writer, nullptr));
@@ -248,7 +248,7 @@ TEST_P(SequencedSerializerTest, EndOfAnIncompletePayloadFails) {
     EXPECT_EQ(written, 12345U);
 }
 
-TEST_P(SequencedSerializerTest, NothingCanBeWrittenBeforeTheBeginOrAfterTheEnd) {
+TEST_P(SequencedSerializerTest, WritesBeforeBeginAndAfterEndFail) {
     const auto other = make(GetParam());
     for (const auto& [word, call] : CALLS) {
         EXPECT_TRUE(call(*other)) << word;
@@ -268,7 +268,7 @@ TEST_P(SequencedSerializerTest, BeginWithoutAWriterFailsAndClosesThePayload) {
     EXPECT_TRUE(serializer->endSerialize(written));
 }
 
-TEST_P(SequencedSerializerTest, BeginGivesUpThePayloadThatWasOpen) {
+TEST_P(SequencedSerializerTest, BeginDiscardsTheOpenPayload) {
     EXPECT_EQ(run("{ field [ < {"), 5U);
     util::ByteBufferWriter other(0);
     ASSERT_FALSE(serializer->beginSerialize(&other, nullptr));
@@ -302,7 +302,7 @@ bool unnest(IStructuredSerializer& serializer, std::size_t levels, bool structs)
     return false;
 }
 
-TEST_P(SequencedSerializerTest, NestingPassesAtTheLimitAndFailsOneBeyond) {
+TEST_P(SequencedSerializerTest, NestingIsAcceptedUpToTheLimit) {
     for (const bool structs : {false, true}) {
         ASSERT_FALSE(serializer->beginSerialize(&writer, nullptr));
         EXPECT_FALSE(nest(*serializer, MAX_NESTING_DEPTH, structs));
@@ -315,7 +315,7 @@ TEST_P(SequencedSerializerTest, NestingPassesAtTheLimitAndFailsOneBeyond) {
     }
 }
 
-TEST_P(SequencedSerializerTest, TypedArrayCountsAsALevel) {
+TEST_P(SequencedSerializerTest, TypedArrayCountsAsANestingLevel) {
     for (char const* const word : {"numbers", "strings", "nulls"}) {
         ASSERT_FALSE(serializer->beginSerialize(&writer, nullptr));
         ASSERT_FALSE(nest(*serializer, MAX_NESTING_DEPTH - 1, false));
@@ -332,7 +332,7 @@ TEST_P(SequencedSerializerTest, TypedArrayCountsAsALevel) {
     }
 }
 
-TEST_P(SequencedSerializerTest, ScopesWithoutEndFailInsteadOfGrowing) {
+TEST_P(SequencedSerializerTest, NumberOfOpenScopesIsLimited) {
     std::size_t open = 0;
     while (!serializer->beginOption(nullptr)) {
         ASSERT_LT(++open, 10 * MAX_NESTING_DEPTH);
@@ -341,7 +341,7 @@ TEST_P(SequencedSerializerTest, ScopesWithoutEndFailInsteadOfGrowing) {
     EXPECT_TRUE(serializer->endSerialize(written));
 }
 
-TEST_P(SequencedSerializerTest, ManyLevelsFailWithoutMemoryForThemAndSucceedWithIt) {
+TEST_P(SequencedSerializerTest, DeepNestingNeedsOneAllocationAndFailsWithoutIt) {
     const auto open100 = [this] {
         bool failed = serializer->beginSerialize(&writer, nullptr);
         for (int i = 0; i < 100; ++i) {
@@ -357,7 +357,7 @@ TEST_P(SequencedSerializerTest, ManyLevelsFailWithoutMemoryForThemAndSucceedWith
     EXPECT_FALSE(serializer->endSerialize(written));
 }
 
-TEST_P(SequencedSerializerTest, EnumIsCheckedAgainstItsCountOnDemand) {
+TEST_P(SequencedSerializerTest, EnumIsValidatedAgainstItsCountOnlyWithTheFlag) {
     EXPECT_EQ(run("["), 1U);
     for (const int value : {0, 2}) {
         ASSERT_FALSE(serializer->beginElement());
@@ -378,7 +378,7 @@ TEST_P(SequencedSerializerTest, EnumIsCheckedAgainstItsCountOnDemand) {
     }
 }
 
-TEST_P(SequencedSerializerTest, UnicodeStringsOfEveryKindBecomeTheSameText) {
+TEST_P(SequencedSerializerTest, UnicodeStringsOfEveryEncodingAreWrittenAlike) {
     const auto text = zel::unicode::String::fromUtf8("\xC3\xA4\xF0\x9F\x98\x80");
     ASSERT_TRUE(text.has_value());
     std::vector<std::string> payloadsWritten;
@@ -396,7 +396,7 @@ TEST_P(SequencedSerializerTest, UnicodeStringsOfEveryKindBecomeTheSameText) {
     EXPECT_EQ(payloadsWritten, std::vector<std::string>(4, payloadsWritten[0]));
 }
 
-TEST_P(SequencedSerializerTest, UnicodeStringThatIsNotWellFormedFails) {
+TEST_P(SequencedSerializerTest, IllFormedUnicodeStringIsRejected) {
     EXPECT_TRUE(serializer->serializeString(util::UnicodeString8{"\xC3"}));
     EXPECT_EQ(writer.size(), 0U);
     ASSERT_FALSE(serializer->beginSerialize(&writer, nullptr));
@@ -404,7 +404,7 @@ TEST_P(SequencedSerializerTest, UnicodeStringThatIsNotWellFormedFails) {
     EXPECT_EQ(writer.size(), 0U);
 }
 
-TEST_P(SequencedSerializerTest, EmptyTextsAndArraysAreOrdinaryValues) {
+TEST_P(SequencedSerializerTest, EmptyTextsAndArraysAreWritten) {
     EXPECT_EQ(run("["), 1U);
     const auto element = [&](const auto& write) {
         ASSERT_FALSE(serializer->beginElement());

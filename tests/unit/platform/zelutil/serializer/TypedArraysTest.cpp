@@ -6,7 +6,7 @@
 
 #include "Payloads.h"
 
-// The typed arrays of RFC 8746, through the serializer and the push deserializer.
+// Tests the typed arrays of RFC 8746 with the serializer and the push deserializer.
 namespace {
 
 using namespace util::serializer;
@@ -46,7 +46,7 @@ TEST(TypedArraysTest, AreWrittenPackedAndBigEndian) {
     }
 }
 
-TEST(TypedArraysTest, AreReadBackAsTheyWereWritten) {
+TEST(TypedArraysTest, RoundTrip) {
     for (const Written& row : WRITTEN) {
         EXPECT_EQ(binaryToBinary(row.hex), row.hex);
     }
@@ -85,7 +85,7 @@ constexpr Read READ[] = {
     {"d855440000c03f", "[1.5]"},
     {"d85648000000000000f83f", "[1.5]"},
     {"d84040", "[]"},
-    {"d90040420102", "[1,2]"},          // a longer head for the tag
+    {"d90040420102", "[1,2]"},          // a tag in a longer head
     {"d8405f41014102ff", "[1,2]"},      // the bytes in chunks
     {"d8415f410041014102ff", nullptr},  // one and a half items
     {"d8405fff", "[]"},
@@ -111,26 +111,26 @@ constexpr char const* REFUSED[] = {
     "d8408101",         // an array
     "d840f6",           // null
     "d840 d8404101",    // a tag inside a tag
-    "d840",             // nothing
-    "d84042 01",        // cut off
+    "d840",             // no content
+    "d84042 01",        // truncated
     "9fd840ff",         // a break
     "a1d840 41 01 01",  // as a key
-    "d84c4101",         // reserved: signed clamped
+    "d84c4101",         // reserved (signed clamped)
     "d850423c00",       // half floats
     "d854 42003c",
     "d853 50 00000000000000000000000000000000",
     "d857 50 00000000000000000000000000000000",
     "d83f4101",
-    "d8584101",  // the neighbours of the range
+    "d8584101",  // tags next to the range
 };
 
-TEST(TypedArraysTest, AreRefusedWhenTheyAreMalformedOrOfAnotherType) {
+TEST(TypedArraysTest, MalformedOrUnsupportedTypedArraysAreRejected) {
     for (char const* const hex : REFUSED) {
         EXPECT_EQ(binaryToBinary(hex), std::nullopt) << hex;
     }
 }
 
-TEST(TypedArraysTest, NotANumberIsAnItemLikeAnyOther) {
+TEST(TypedArraysTest, NotANumberIsReadAsAnItem) {
     payloads::BinaryPull pull("d85548 0000c03f 0000c07f");
     ASSERT_TRUE(pull.begun);
     std::vector<float> floats;
