@@ -47,7 +47,7 @@ void atSize(const std::string& road, long size, Make make) {
 
 void enterMounts() {
     for (const long count : {10L, 100L, 1000L, 10'000L, 100'000L}) {
-        atSize("a request, among so many mounts", count, [count] {
+        atSize("a request, among n mounts", count, [count] {
             Prompt* asked = nullptr;
             auto service =
                 std::make_shared<StaticComposedKovaService>(mounts<Prompt, Handlers>(count, asked));
@@ -78,7 +78,7 @@ private:
 
 void enterPending() {
     for (const long count : {1L, 10L, 100L, 1000L, 10'000L, 100'000L, 1'000'000L}) {
-        atSize("a request answered later, so many pending", count, [count] {
+        atSize("a request answered later, n pending", count, [count] {
             Hoarder* asked = nullptr;
             auto service =
                 std::make_shared<StaticComposedKovaService>(mounts<Hoarder, Handlers>(10, asked));
@@ -120,7 +120,7 @@ void enterEntries(const std::string& road, bool shuffled) {
 
 void enterHeaders() {
     for (const int count : {0, 1, 5, 10, 25, 50}) {
-        atSize("a request made with so many header entries", count, [count] {
+        atSize("a request made with n header entries", count, [count] {
             std::vector<std::string> keys;
             for (int i = 0; i < count; ++i) {
                 keys.push_back("entry" + std::to_string(i));
@@ -142,9 +142,9 @@ void enterPaths() {
         for (int i = 0; i < count; ++i) {
             path += "/segment";
         }
-        atSize("a path of so many segments, read", count,
+        atSize("a path of n segments, read", count,
                [path] { return [path] { return Path(path); }; });
-        atSize("a request to a path of so many segments", count, [path] {
+        atSize("a request to a path of n segments", count, [path] {
             Handlers handlers;
             handlers["/segment"] = std::make_unique<Prompt>();
             auto service = std::make_shared<StaticComposedKovaService>(std::move(handlers));
@@ -154,7 +154,7 @@ void enterPaths() {
         });
     }
     for (const int length : {256, 4096, 65'536, 1'048'576}) {
-        atSize("/*x*x*x*y on so many characters", length, [length] {
+        atSize("/*x*x*x*y on n characters", length, [length] {
             return [glob = PathPatterns("/*x*x*x*y"),
                     // The "y" is there, but where no star leads to: all stars are tried.
                     path = "/" + std::string(static_cast<std::size_t>(length), 'x') + "/y"] {
@@ -223,15 +223,15 @@ void enterThreads() {
                 ->Iterations(5);
         }
     };
-    enter("time a request, of so many threads at once", CLOCK_MONOTONIC);
-    enter("processor time a request, of so many threads at once", CLOCK_PROCESS_CPUTIME_ID);
+    enter("time a request, of n threads at once", CLOCK_MONOTONIC);
+    enter("processor time a request, of n threads at once", CLOCK_PROCESS_CPUTIME_ID);
 }
 
 const Entries ENTRIES([] {
     enterMounts();
     enterPending();
-    enterEntries("a dictionary of so many entries, in order", false);
-    enterEntries("a dictionary of so many entries, at random", true);
+    enterEntries("a dictionary of n entries, in order", false);
+    enterEntries("a dictionary of n entries, at random", true);
     enterHeaders();
     enterPaths();
     enterThreads();

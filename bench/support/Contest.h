@@ -10,7 +10,7 @@
 
 /// How a benchmark program enters its rows: one `contest` for each way of doing the same thing.
 ///
-/// A road is a row of docs/performance.md, a contestant one of its columns: "kova", "plain" (short
+/// A case is a row of bench/RESULTS.md, a contestant one of its columns: "kova", "plain" (short
 /// code of ours that does only this), or the name of a library. What a contestant needs is made
 /// before the clock starts:
 ///
