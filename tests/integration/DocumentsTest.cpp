@@ -1,4 +1,4 @@
-// What the documents show is what is compiled and run.
+// Checks that the documents quote the programs that are built and their output.
 #include <gtest/gtest.h>
 #include <unistd.h>
 
@@ -18,16 +18,16 @@ namespace {
 
 constexpr char const* HELLO_SERVICE = "build/release/examples/hello_service/hello_service";
 
-TEST(DocumentsTest, TheProgramInTheReadmeIsTheOneThatIsBuilt) {
+TEST(DocumentsTest, ReadmeProgramIsTheHelloServiceExample) {
     EXPECT_EQ(blockOf(read("README.md"), "## A service and a client", "cpp"),
               read("examples/hello_service/main.cpp"));
 }
 
-TEST(DocumentsTest, TheProgramInTheReadmePrintsWhatTheReadmeSays) {
+TEST(DocumentsTest, ReadmeShowsTheOutputOfTheHelloServiceExample) {
     EXPECT_EQ(outputOf(HELLO_SERVICE), blockOf(read("README.md"), "It prints", "text"));
 }
 
-/// The first two groups of every match, as "first.second".
+/// Returns the first two groups of every match as "first.second".
 std::set<std::string> pairsIn(const std::string& text, const std::regex& pattern) {
     std::set<std::string> pairs;
     for (std::sregex_iterator match(text.begin(), text.end(), pattern), end; match != end;
@@ -62,7 +62,7 @@ TEST(DocumentsTest, EveryTestThatADocumentNamesExists) {
     }
 }
 
-TEST(DocumentsTest, EveryPublicHeaderIsInTheGuide) {
+TEST(DocumentsTest, ReadmeListsEveryPublicHeader) {
     const std::string readme = read("README.md");
     std::istringstream headers(KOVA_PUBLIC_HEADERS);
     for (std::string header; std::getline(headers, header, ',');) {
@@ -70,7 +70,7 @@ TEST(DocumentsTest, EveryPublicHeaderIsInTheGuide) {
     }
 }
 
-TEST(DocumentsTest, EveryPackageHasItsReasonInTheArchitecture) {
+TEST(DocumentsTest, ArchitectureMentionsEveryPackage) {
     const std::string architecture = read("docs/architecture.md");
     std::istringstream packages(read("packages.txt"));
     for (std::string group, name; packages >> group;) {
@@ -81,7 +81,7 @@ TEST(DocumentsTest, EveryPackageHasItsReasonInTheArchitecture) {
     }
 }
 
-// The words of a command, without the settings in front of it.
+// Returns the words of a command, without leading variable assignments.
 std::vector<std::string> wordsOf(const std::string& command) {
     std::vector<std::string> words;
     std::istringstream in(command);
@@ -101,8 +101,8 @@ bool isProgram(const std::string& word) {
     return access((built == word ? KOVA_SOURCE_DIR "/" + word : built).c_str(), X_OK) == 0;
 }
 
-// Whether a word that names something in the tree names something that is there.
-bool isThere(const std::string& word) {
+// Returns whether a word is not a path in the source tree, or is the path of an existing file.
+bool existsIfPath(const std::string& word) {
     static const std::regex inTree("(\\./)?(docs|examples|include|platform|src|tests|tools)/.*");
     return !std::regex_match(word, inTree) || std::filesystem::exists(KOVA_SOURCE_DIR "/" + word);
 }
@@ -113,22 +113,22 @@ void checkCommand(const std::string& command) {
     EXPECT_TRUE(isProgram(words[0])) << command;
     const std::string presets = read("CMakePresets.json");
     for (std::size_t i = 1; i < words.size(); ++i) {
-        EXPECT_TRUE(isThere(words[i])) << command;
+        EXPECT_TRUE(existsIfPath(words[i])) << command;
         if (words[i - 1] == "--preset") {
             EXPECT_NE(presets.find("\"name\": \"" + words[i] + "\""), std::string::npos) << command;
         }
     }
 }
 
-// Whether the text stands as it is in a file with the ending below the folder.
-bool standsIn(const std::string& text, const std::string& folder, const std::string& ending) {
+// Returns whether a file with the ending below the folder contains the text.
+bool isInFile(const std::string& text, const std::string& folder, const std::string& ending) {
     const auto files = filesBelow(folder, ending);
     return std::any_of(files.begin(), files.end(), [&](const std::string& file) {
         return read(file).find(text) != std::string::npos;
     });
 }
 
-bool standsInOne(const std::string& text, const std::vector<std::string>& outputs) {
+bool isInOutput(const std::string& text, const std::vector<std::string>& outputs) {
     return std::any_of(outputs.begin(), outputs.end(), [&](const std::string& output) {
         return normalized(output).find(normalized(text)) != std::string::npos;
     });
@@ -140,21 +140,21 @@ void checkBlock(const Block& block, const std::vector<std::string>& outputs) {
             checkCommand(command);
         }
     } else if (block.language == "cpp") {
-        EXPECT_TRUE(standsIn(block.text, "examples", ".cpp")) << block.text;
+        EXPECT_TRUE(isInFile(block.text, "examples", ".cpp")) << block.text;
     } else if (block.language == "cmake") {
         for (const std::string& line : commandsOf(block)) {
-            EXPECT_TRUE(standsIn(line, "examples", ".txt") ||
-                        standsIn(line, "tests/consumer", ".txt"))
+            EXPECT_TRUE(isInFile(line, "examples", ".txt") ||
+                        isInFile(line, "tests/consumer", ".txt"))
                 << line;
         }
     } else if (block.language == "text") {
-        EXPECT_TRUE(standsInOne(block.text, outputs)) << block.text;
+        EXPECT_TRUE(isInOutput(block.text, outputs)) << block.text;
     } else {
-        ADD_FAILURE() << "nothing checks blocks of '" << block.language << "'";
+        ADD_FAILURE() << "there is no check for blocks of '" << block.language << "'";
     }
 }
 
-TEST(DocumentsTest, EveryBlockStandsInASourceOrIsPrintedOrCanBeStarted) {
+TEST(DocumentsTest, EveryCodeBlockIsQuotedFromASourceOrPrintedOrExecutable) {
     for (const std::string& document : documents()) {
         const std::vector<Block> blocks = blocksOf(read(document));
         std::vector<std::string> outputs = outputsOf(blocks);
@@ -166,7 +166,7 @@ TEST(DocumentsTest, EveryBlockStandsInASourceOrIsPrintedOrCanBeStarted) {
     }
 }
 
-TEST(DocumentsTest, EveryLinkIntoTheTreeLeadsToAFile) {
+TEST(DocumentsTest, EveryRelativeLinkResolvesToAFile) {
     const std::regex link("\\]\\(([^)#:]+)(#[^)]*)?\\)");
     for (const std::string& document : documents()) {
         const std::string text = proseOf(read(document));

@@ -1,4 +1,4 @@
-// The chapters of the guide: each shows a whole program and all that it prints.
+// Checks that each chapter of the guide quotes a complete program and its complete output.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -25,7 +25,7 @@ bool holds(const std::vector<Block>& blocks, const std::string& language, const 
     });
 }
 
-// The programs of the guide, without the parts of the replacement, which is none.
+// Returns the programs of the guide, without the sources of the replacement library.
 std::vector<std::string> sources() {
     auto files = filesBelow("examples/guide", ".cpp");
     files.erase(std::remove_if(files.begin(), files.end(),
@@ -36,7 +36,7 @@ std::vector<std::string> sources() {
     return files;
 }
 
-TEST(GuideTest, EveryProgramIsShownWholeInOneChapterWithAllThatItPrints) {
+TEST(GuideTest, EveryProgramIsQuotedWithItsOutputInExactlyOneChapter) {
     for (const std::string& source : sources()) {
         SCOPED_TRACE(source);
         int shown = 0;
@@ -53,7 +53,7 @@ TEST(GuideTest, EveryProgramIsShownWholeInOneChapterWithAllThatItPrints) {
     }
 }
 
-TEST(GuideTest, EveryChapterShowsAProgram) {
+TEST(GuideTest, EveryChapterQuotesAProgram) {
     const std::vector<std::string> programs = sources();
     for (const std::string& chapter : chapters()) {
         const std::vector<Block> blocks = blocksOf(read(chapter));
@@ -63,7 +63,7 @@ TEST(GuideTest, EveryChapterShowsAProgram) {
     }
 }
 
-TEST(GuideTest, TheReadmeLeadsToEveryChapter) {
+TEST(GuideTest, ReadmeLinksToEveryChapter) {
     const std::string readme = read("README.md");
     for (const std::string& chapter : chapters()) {
         EXPECT_NE(readme.find("](" + chapter + ")"), std::string::npos) << chapter;

@@ -1,6 +1,7 @@
-// Data that others have published for parsers, read from the folder that the environment variable
-// KOVA_PUBLISHED_DATA names, wherever below it the files lie. It is not ours to distribute: without
-// the folder these tests are skipped, and what of it are facts stands in the tests of the parsers.
+// Tests with published data for parsers. The environment variable KOVA_PUBLISHED_DATA names a
+// folder; the files can be anywhere below it. This project does not distribute the data: without
+// the folder, these tests are skipped. The unit tests of the parsers contain the examples of RFC
+// 8949 and JSON texts of their own.
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -25,7 +26,7 @@ namespace {
 
 using util::config::Value;
 
-/// The text files of the folder whose names fit, by name.
+/// Returns the contents of the files below the folder whose names match, by name.
 std::map<std::string, std::string> published(const std::string& namePattern) {
     char const* const folder = std::getenv("KOVA_PUBLISHED_DATA");
     const std::regex pattern(namePattern);
@@ -58,8 +59,8 @@ util::ByteBufferReader readerOf(const std::string& bytes) {
     return {reinterpret_cast<unsigned char const*>(bytes.data()), bytes.size(), false};
 }
 
-/// Whether the text is JSON, for the parser of trees and for the reader of payloads alike. What is
-/// read can be printed, and is read back as the same.
+/// Returns whether JSONParser accepts the text. Checks that the payload reader agrees and that an
+/// accepted text round-trips through printing.
 bool isAccepted(const std::string& name, const std::string& text) {
     const Tree tree = parseTree(text);
     util::ByteBufferReader reader = readerOf(text);
@@ -73,7 +74,7 @@ bool isAccepted(const std::string& name, const std::string& text) {
 
 // ---- JSONTestSuite, "Parsing JSON is a minefield"
 
-TEST(PublishedJson, WhatMustBeAcceptedIsAccepted) {
+TEST(PublishedJson, ValidTextsAreAccepted) {
     const auto files = published("y_.*\\.json");
     if (files.empty()) {
         GTEST_SKIP() << NO_SUITE;
@@ -83,7 +84,7 @@ TEST(PublishedJson, WhatMustBeAcceptedIsAccepted) {
     }
 }
 
-TEST(PublishedJson, WhatMustBeRefusedIsRefused) {
+TEST(PublishedJson, InvalidTextsAreRejected) {
     const auto files = published("n_.*\\.json");
     if (files.empty()) {
         GTEST_SKIP() << NO_SUITE;
@@ -98,9 +99,9 @@ struct Decision {
     bool accepted;
 };
 
-/// What a parser may accept or refuse: numbers that a double rounds to zero pass, and everything
-/// else is refused: numbers out of range, what is no UTF-8, surrogates that stand alone, a byte
-/// order mark, and nesting beyond `util::MAX_NESTING_DEPTH`.
+/// The expected outcome of texts that a parser may accept or reject. Numbers that round to zero are
+/// accepted. Rejected are numbers out of range, ill-formed UTF-8, lone surrogates, a byte order
+/// mark, and nesting beyond `util::MAX_NESTING_DEPTH`.
 constexpr Decision DECISIONS[] = {
     {"i_number_double_huge_neg_exp.json", true},
     {"i_number_huge_exp.json", false},
@@ -139,7 +140,7 @@ constexpr Decision DECISIONS[] = {
     {"i_structure_UTF-8_BOM_empty_object.json", false},
 };
 
-TEST(PublishedJson, WhatMayBeEitherIsDecided) {
+TEST(PublishedJson, ImplementationDefinedTextsHaveTheExpectedOutcome) {
     const auto files = published("i_.*\\.json");
     if (files.empty()) {
         GTEST_SKIP() << NO_SUITE;
@@ -153,7 +154,7 @@ TEST(PublishedJson, WhatMayBeEitherIsDecided) {
         }
     }
     for (const auto& [name, text] : files) {
-        EXPECT_EQ(decided.count(name), 1U) << name << " is not decided";
+        EXPECT_EQ(decided.count(name), 1U) << name << " has no expected outcome";
     }
 }
 
@@ -167,7 +168,7 @@ std::string fromHex(const std::string& hex) {
     return bytes;
 }
 
-/// The node's JSON text, but the names of what JSON cannot say.
+/// Returns the node's JSON text, or "nan", "inf" or "-inf" for numbers without a JSON form.
 std::string describe(const Value& value) {
     double number = 0;
     if (!value.isFloat() || value.get(number) || std::isfinite(number)) {
@@ -176,7 +177,7 @@ std::string describe(const Value& value) {
     return std::isnan(number) ? "nan" : number > 0 ? "inf" : "-inf";
 }
 
-/// What the item is read as; it travels as the element of an array.
+/// Reads the item as the element of an array. Returns its description, or "refused".
 std::string readItem(const std::string& item) {
     const std::string payload = '\x81' + item;
     util::ByteBufferReader reader = readerOf(payload);
@@ -193,9 +194,9 @@ struct Item {
     char const* outcome;
 };
 
-/// What differs from the value that is published, or has none that JSON can say. The format has no
-/// integers beyond 64 bits, no tags but those of typed arrays, no other simple values and no keys
-/// but strings; byte strings are strings.
+/// The expected outcome of items that differ from the published value or have no published JSON
+/// value. The format has no integers beyond 64 bits, no tags except those of typed arrays, no other
+/// simple values and only strings as keys; byte strings are read as strings.
 constexpr Item DECIDED[] = {
     {"c249010000000000000000", "refused"},
     {"c349010000000000000000", "refused"},
@@ -225,7 +226,7 @@ constexpr Item DECIDED[] = {
     {"5f42010243030405ff", R"("\u0001\u0002\u0003\u0004\u0005")"},
 };
 
-/// What the item is to be read as; nothing when that was not decided.
+/// Returns the expected outcome for the item, or nullopt if there is none.
 std::optional<std::string> expectedOutcome(const Value& vector, const std::string& hex) {
     for (const Item& item : DECIDED) {
         if (hex == item.hex) {
@@ -240,13 +241,14 @@ std::optional<std::string> expectedOutcome(const Value& vector, const std::strin
     return quoted ? integer : vector["decoded"].toJson(true);
 }
 
-/// The vectors. Integers of 20 digits and more are put into quotation marks, for not all fit.
+/// Parses the vectors. Puts integers of 20 or more digits into quotation marks, because not all
+/// fit.
 Tree vectorsOf(const std::string& text) {
     const std::regex integer(R"re("decoded"(\s*:\s*)(-?\d{20,})(?![.\d]))re");
     return parseTree(std::regex_replace(text, integer, R"("quoted":true,"decoded"$1"$2")"));
 }
 
-TEST(PublishedCbor, VectorsAreReadAsPublishedOrAsDecided) {
+TEST(PublishedCbor, VectorsHaveThePublishedOrTheExpectedOutcome) {
     const auto files = published("appendix_a\\.json");
     if (files.empty()) {
         GTEST_SKIP() << NO_VECTORS;
@@ -259,7 +261,7 @@ TEST(PublishedCbor, VectorsAreReadAsPublishedOrAsDecided) {
         std::string hex;
         ASSERT_FALSE(vector["hex"].get(hex)) << i;
         const auto expected = expectedOutcome(vector, hex);
-        ASSERT_TRUE(expected) << hex << " is not decided";
+        ASSERT_TRUE(expected) << hex << " has no expected outcome";
         EXPECT_EQ(readItem(fromHex(hex)), *expected) << hex;
     }
 }

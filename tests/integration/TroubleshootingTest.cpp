@@ -1,4 +1,4 @@
-// The page for when something goes wrong knows every error and every trace message there is.
+// Checks that the troubleshooting page lists every error and every trace message.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -16,12 +16,12 @@ namespace {
 
 constexpr char const* PAGE = "docs/troubleshooting.md";
 
-// A literal's text as a cell of a table shows it.
+// Returns a literal's text as it appears in a table cell.
 std::string asCell(const std::string& text) {
     return "`" + std::regex_replace(text, std::regex("\\|"), "\\|") + "`";
 }
 
-TEST(TroubleshootingTest, TheTableOfErrorsIsTheCatalogue) {
+TEST(TroubleshootingTest, ErrorTableMatchesTheErrorCatalogue) {
     std::vector<std::vector<std::string>> shown;
     for (const auto& row : rowsOf(read(PAGE), "## Errors")) {
         ASSERT_EQ(row.size(), 5U) << row[0];
@@ -36,7 +36,7 @@ TEST(TroubleshootingTest, TheTableOfErrorsIsTheCatalogue) {
     EXPECT_EQ(shown, catalogue);
 }
 
-// The number that stands behind the name in the header.
+// Returns the number of the named error in the header.
 std::string numberOf(const std::string& name) {
     const std::string header = read("include/kova/core/Errors.h");
     std::smatch found;
@@ -44,7 +44,7 @@ std::string numberOf(const std::string& name) {
     return found[1];
 }
 
-// The numbers of the errors that the sources of the core report, in their order.
+// Returns the numbers of the errors that the sources of the core report.
 std::set<int> reportedErrors() {
     static const std::regex report("errors::Error,\\s*errors::(\\w+)");
     std::set<int> numbers;
@@ -62,7 +62,7 @@ std::set<int> reportedErrors() {
     return numbers;
 }
 
-TEST(TroubleshootingTest, ThePageSaysWhichErrorsTheFrameworkItselfReports) {
+TEST(TroubleshootingTest, PageListsTheErrorsThatTheFrameworkReports) {
     const std::string page = read(PAGE);
     std::smatch sentence;
     ASSERT_TRUE(std::regex_search(page, sentence, std::regex("itself reports ([0-9, and]+);")));
@@ -75,7 +75,7 @@ TEST(TroubleshootingTest, ThePageSaysWhichErrorsTheFrameworkItselfReports) {
     EXPECT_EQ(shown, reportedErrors());
 }
 
-/// A channel, a level as the source has it, and a text.
+/// A channel, a level as written in the source, and a text.
 using Message = std::tuple<std::string, std::string, std::string>;
 
 std::string textOf(const std::string& literals) {
@@ -87,8 +87,7 @@ std::string textOf(const std::string& literals) {
     return text;
 }
 
-// The channel that the sources of a folder trace to: all files of a folder that do not make one of
-// their own share the folder's.
+// Returns the channel that a source traces to: its own, or else the channel of the service.
 std::string channelOf(const std::string& source) {
     static const std::regex made("[cC]hannel channel\\(\"([A-Z_]+)\"");
     std::smatch found;
@@ -103,7 +102,7 @@ std::string channelOf(const std::string& source) {
     return {};
 }
 
-// Every message in the sources of the core.
+// Returns every trace message in the sources of the core.
 std::set<Message> tracedMessages() {
     static const std::regex call(R"re(\W[tT]race\(\s*([^,"()]+),\s*((?:"(?:[^"\\]|\\.)*"\s*)+))re");
     std::set<Message> messages;
@@ -130,14 +129,14 @@ std::set<Message> shownMessages() {
     return messages;
 }
 
-// A difference that prints well.
+// Returns the messages in `all` but not in `some`, as a vector, which GoogleTest prints readably.
 std::vector<Message> without(const std::set<Message>& all, const std::set<Message>& some) {
     std::vector<Message> rest;
     std::set_difference(all.begin(), all.end(), some.begin(), some.end(), std::back_inserter(rest));
     return rest;
 }
 
-TEST(TroubleshootingTest, TheTablesOfMessagesAreThoseOfTheSources) {
+TEST(TroubleshootingTest, MessageTablesMatchTheTraceCallsInTheSources) {
     const std::set<Message> traced = tracedMessages();
     const std::set<Message> shown = shownMessages();
     EXPECT_GT(traced.size(), 40U);

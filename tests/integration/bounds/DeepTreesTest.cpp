@@ -18,9 +18,9 @@
 #include "util/ByteBufferReader.h"
 #include "util/ByteBufferWriter.h"
 
-// Trees a million levels deep, which only a program can build, handed to everything that takes a
-// tree, on a stack of 128 KiB. What they become that a stranger could read, a payload, is refused
-// from `util::MAX_NESTING_DEPTH` on, in writing and in reading.
+// Passes trees that are a million levels deep, which only a program can build, to every function
+// that accepts a tree, on a stack of 128 KiB. Serializers and deserializers reject payloads deeper
+// than `util::MAX_NESTING_DEPTH`.
 
 namespace kova::test {
 namespace {
@@ -31,7 +31,7 @@ using util::config::Value;
 using util::config::ValueInt;
 
 const auto LEVELS = static_cast<std::size_t>(million());
-/// A dictionary outermost, "{"k":[" half a million times around 1.
+/// The printed size: "{"k":[" and "]}" half a million times around 1.
 const std::size_t PRINTED = LEVELS / 2 * std::string_view(R"({"k":[]})").size() + 1;
 
 TEST(MillionLevels, AreDestroyedCopiedComparedAndPrinted) {
@@ -48,7 +48,7 @@ TEST(MillionLevels, AreDestroyedCopiedComparedAndPrinted) {
     });
 }
 
-TEST(MillionLevels, AreDestroyedWhereverTheyAreTakenOut) {
+TEST(MillionLevels, AreDestroyedByEveryRemovingOperation) {
     runOnSmallStack([] {
         Dictionary dictionary;
         EXPECT_FALSE(dictionary.add("a", deepTree(LEVELS).release()));
@@ -67,7 +67,7 @@ TEST(MillionLevels, AreDestroyedWhereverTheyAreTakenOut) {
     });
 }
 
-TEST(MillionLevels, BecomeAPayloadThatCannotBeRead) {
+TEST(MillionLevels, ArePrintedAsAPayloadThatReadersReject) {
     runOnSmallStack([] {
         const Payload payload = Payload::createFromConfig(*deepTree(LEVELS));
         EXPECT_EQ(payload.size(), PRINTED);
@@ -75,7 +75,7 @@ TEST(MillionLevels, BecomeAPayloadThatCannotBeRead) {
     });
 }
 
-TEST(MillionLevels, AreRefusedBySerializers) {
+TEST(MillionLevels, AreRejectedBySerializers) {
     runOnSmallStack([] {
         const Tree tree = deepTree(LEVELS);
         for (const auto mimeType : {mimetypes::JSON, mimetypes::AXOBin}) {
@@ -90,7 +90,7 @@ TEST(MillionLevels, AreRefusedBySerializers) {
     });
 }
 
-TEST(MillionLevels, AreRefusedByDeserializers) {
+TEST(MillionLevels, AreRejectedByDeserializers) {
     struct Row {
         mimetypes::MimeTypeID mimeType;
         std::string levels;
@@ -108,7 +108,7 @@ TEST(MillionLevels, AreRefusedByDeserializers) {
     }
 }
 
-TEST(MillionLevels, AreReadAsATree) {
+TEST(MillionLevels, AreReadByTheTreeDeserializer) {
     runOnSmallStack([] {
         const Tree tree = deepTree(LEVELS);
         serializer::GenericDataPullDeserializer from(*tree);
@@ -125,7 +125,7 @@ TEST(MillionLevels, AreReadAsATree) {
     });
 }
 
-TEST(MillionLevels, AreHeldByGenericObjects) {
+TEST(MillionLevels, AreCopiedAndMovedInGenericObjects) {
     runOnSmallStack([] {
         GenericObject object{{"tree", deepTree(LEVELS).release()}};
         GenericObject copy(object);
@@ -140,7 +140,7 @@ TEST(MillionLevels, AreHeldByGenericObjects) {
     });
 }
 
-TEST(MillionLevels, TravelInHeaders) {
+TEST(MillionLevels, AreCopiedAndPrintedInMessageHeaders) {
     runOnSmallStack([] {
         const Tree tree = deepTree(LEVELS);
         Request request("retrieve", "/a");

@@ -31,7 +31,7 @@
 #include "util/SHA1Engine.h"
 #include "util/config/Scalars.h"
 
-// Texts of no length, wherever a text is taken.
+// Passes empty texts to every function that accepts a text.
 
 namespace kova::test {
 namespace {
@@ -57,7 +57,7 @@ TEST(EmptyTexts, ArePathsWithoutParts) {
     EXPECT_EQ(Path::indexIntoPathFromPattern("", 0), -1);
 }
 
-TEST(EmptyTexts, AreGlobsUrlsAndLocators) {
+TEST(EmptyTexts, AreValidGlobsUrlsAndLocators) {
     EXPECT_TRUE(Path::matches("", ""));
     EXPECT_TRUE(Path::matches("", "*"));
     EXPECT_TRUE(PathPatterns("").match(""));
@@ -72,7 +72,7 @@ TEST(EmptyTexts, AreGlobsUrlsAndLocators) {
     EXPECT_EQ(locator.getElementId(1), "");
 }
 
-TEST(EmptyTexts, AreNoValuesOfTheTypes) {
+TEST(EmptyTexts, AreRejectedByTheParsersOfTypedValues) {
     Reports reports;
     EXPECT_FALSE(semver::toSemVer(""));
     EXPECT_FALSE(semver::getMostCompatible("", ""));
@@ -94,7 +94,7 @@ TEST(EmptyTexts, AreNoValuesOfTheTypes) {
     EXPECT_EQ(util::SHA1Engine().finish()[0], 0xDA);
 }
 
-TEST(EmptyTexts, AreMessagesAndPayloads) {
+TEST(EmptyTexts, AreAllowedInMessagesAndPayloads) {
     Request request("", "");
     request.add2header("", new ValueString(""));
     EXPECT_TRUE(request.getHeaderValue("") == ValueString(""));
@@ -112,7 +112,7 @@ TEST(EmptyTexts, AreMessagesAndPayloads) {
     }
 }
 
-TEST(EmptyTexts, AreNoPayloadsToReaders) {
+TEST(EmptyTexts, AreRejectedByDeserializers) {
     for (const auto mimeType : {mimetypes::JSON, mimetypes::AXOBin}) {
         const std::unique_ptr<util::serializer::IStructuredPullDeserializer> from(
             serializer::Factory::createDeserializer(mimeType));
@@ -121,7 +121,7 @@ TEST(EmptyTexts, AreNoPayloadsToReaders) {
     }
 }
 
-TEST(EmptyTexts, AreRequestsOfAServiceWithoutHandlers) {
+TEST(EmptyTexts, AreAllowedAsCommandAndPathOfARequest) {
     Reports reports;
     StaticComposedKovaService service(Mounts(std::vector<std::string>()).take());
     Events events;

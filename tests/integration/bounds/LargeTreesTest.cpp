@@ -12,8 +12,8 @@
 #include "util/ByteBufferReader.h"
 #include "util/ByteBufferWriter.h"
 
-// Containers with a million entries: built, looked up, printed, parsed, written, read and
-// destroyed.
+// Builds containers with a million entries, looks up their entries, prints, parses, serializes,
+// deserializes and destroys them.
 
 namespace kova::test {
 namespace {
@@ -29,8 +29,8 @@ std::string keyOf(long i) {
     return "key" + std::to_string(MILLION + i);
 }
 
-/// The keys come in ascending order with a step of 1, and in no order with another prime: it goes
-/// through all remainders.
+/// Adds the keys in steps of `step` modulo MILLION: in ascending order for 1, in a scattered order
+/// for a prime that does not divide MILLION.
 std::unique_ptr<Dictionary> largeDictionary(long step) {
     auto dictionary = std::make_unique<Dictionary>();
     for (long i = 0; i < MILLION; ++i) {
@@ -71,7 +71,7 @@ TEST(LargeTrees, DictionaryKeepsItsEntriesInOrder) {
     EXPECT_TRUE(dictionary->begin() == dictionary->end());
 }
 
-/// Prints, parses, copies, and goes through both formats and a payload.
+/// Checks that the tree survives printing and parsing in both layouts, copying, and a JSON payload.
 void roundTrip(const Value& tree) {
     const std::string text = tree.toJson(true);
     const Tree parsed = parseTree(text);
@@ -102,14 +102,14 @@ void writeAndRead(const Container& tree, mimetypes::MimeTypeID mimeType) {
     EXPECT_TRUE(out == tree);
 }
 
-TEST(LargeTrees, DictionaryGoesThroughEverything) {
+TEST(LargeTrees, DictionaryIsPrintedParsedCopiedAndSerialized) {
     const std::unique_ptr<Dictionary> dictionary = largeDictionary(1);
     roundTrip(*dictionary);
     writeAndRead(*dictionary, mimetypes::JSON);
     writeAndRead(*dictionary, mimetypes::AXOBin);
 }
 
-TEST(LargeTrees, ArrayGoesThroughEverything) {
+TEST(LargeTrees, ArrayIsPrintedParsedCopiedAndSerialized) {
     const std::unique_ptr<Array> array = largeArray();
     EXPECT_EQ(array->arraySize(), static_cast<std::size_t>(MILLION));
     EXPECT_TRUE((*array)[MILLION - 1] == ValueInt(MILLION - 1));
@@ -119,7 +119,7 @@ TEST(LargeTrees, ArrayGoesThroughEverything) {
     writeAndRead(*array, mimetypes::AXOBin);
 }
 
-TEST(LargeTrees, ArrayOfIntegersIsReadIntoAVector) {
+TEST(LargeTrees, ArrayOfIntegersIsConvertedToAVectorAndBack) {
     const std::unique_ptr<Array> array = largeArray();
     const auto numbers = fromGenericArray<long>(*array);
     ASSERT_TRUE(numbers);

@@ -11,8 +11,8 @@
 #include "support/Service.h"
 #include "support/SmallStack.h"
 
-// Addresses of a mebibyte, on a stack of 128 KiB: nothing recurses over them, and nothing takes
-// time that grows faster than they do.
+// Processes addresses of one mebibyte on a stack of 128 KiB, so that recursion over the length
+// would overflow the stack and superlinear algorithms would exceed the time limit.
 
 namespace kova::test {
 namespace {
@@ -32,7 +32,7 @@ std::string onePart() {
     return "/" + std::string(MEBIBYTE - 1, 'a');
 }
 
-TEST(LongPaths, AreTakenApartAndPutTogether) {
+TEST(LongPaths, AreParsedModifiedAndCompared) {
     runOnSmallStack([] {
         const std::string text = manyParts();
         Path path(text);
@@ -50,7 +50,7 @@ TEST(LongPaths, AreTakenApartAndPutTogether) {
     });
 }
 
-TEST(LongPaths, AreHandledAsTexts) {
+TEST(LongPaths, AreProcessedByTheStaticFunctions) {
     runOnSmallStack([] {
         const std::string text = manyParts();
         std::string out;
@@ -72,7 +72,7 @@ TEST(LongPaths, AreHandledAsTexts) {
     });
 }
 
-TEST(LongPaths, AreMatched) {
+TEST(LongPaths, AreMatchedAgainstGlobs) {
     runOnSmallStack([] {
         for (const std::string& path : {manyParts(), onePart()}) {
             EXPECT_TRUE(Path::matches(path, "/**"));
@@ -86,7 +86,7 @@ TEST(LongPaths, AreMatched) {
     });
 }
 
-TEST(LongPaths, AreRouted) {
+TEST(LongPaths, AreRoutedToTheLongestMount) {
     runOnSmallStack([] {
         const Reports reports;
         Mounts mounts({"/a", "/a/a/a", "/b"});
@@ -118,7 +118,7 @@ TEST(LongPaths, MayBeMounted) {
     });
 }
 
-TEST(LongUrls, AreCutAndPutTogether) {
+TEST(LongUrls, AreParsedAndComposed) {
     runOnSmallStack([] {
         const std::string text = manyParts();
         const url link("http://user@host:80" + text + "?" + text + "#" + text);
@@ -137,7 +137,7 @@ TEST(LongUrls, AreCutAndPutTogether) {
     });
 }
 
-TEST(LongLocators, GoThroughTheirUri) {
+TEST(LongLocators, RoundTripThroughTheirUri) {
     runOnSmallStack([] {
         const ResourceLocator locator = ResourceLocator::fromPaths(manyParts(), onePart());
         const auto again = ResourceLocator::fromUri(locator.toUri());
@@ -149,7 +149,7 @@ TEST(LongLocators, GoThroughTheirUri) {
     });
 }
 
-TEST(LongGlobs, AreTakenUpToTheirLimit) {
+TEST(LongGlobs, AreAcceptedUpToTheMaximumLength) {
     runOnSmallStack([] {
         Reports reports;
         std::string glob = "/{a,b*}?[c-e]";
@@ -160,7 +160,7 @@ TEST(LongGlobs, AreTakenUpToTheirLimit) {
         EXPECT_TRUE(reports.take().empty());
         EXPECT_FALSE(Path::matches(path, glob + '*'));
         EXPECT_EQ(reports.take().size(), 1U);
-        EXPECT_TRUE(Path::matches(glob + '*', glob + '*')) << "it still fits itself";
+        EXPECT_TRUE(Path::matches(glob + '*', glob + '*')) << "a text matches itself as a glob";
         EXPECT_FALSE(PathPatterns::createFromGlob(std::string(MEBIBYTE, '*')));
     });
 }

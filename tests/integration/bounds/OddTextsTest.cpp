@@ -29,9 +29,8 @@
 #include "util/ByteBufferWriter.h"
 #include "zel/unicode/String.h"
 
-// Texts with zeros inside, and of bytes from 128 on, wherever a text is taken. What
-// is expected of the last does not depend on whether `char` has a sign, which it has on x86-64 and
-// has not on AArch64.
+// Passes texts with embedded zeros and with bytes of 128 or more to every function that accepts a
+// text. The results must not depend on whether `char` is signed (x86-64) or unsigned (AArch64).
 
 namespace kova::test {
 namespace {
@@ -43,9 +42,9 @@ using util::config::ValueString;
 
 const std::string ZERO(1, '\0');
 
-// ---- the way through payloads, for texts of every kind
+// ---- round trips through payloads
 
-/// A tree in which the text is a key, a string and an element.
+/// Returns a tree with the text as a key, a string and an element.
 std::unique_ptr<Dictionary> treeOf(const std::string& text) {
     auto tree = std::make_unique<Dictionary>();
     tree->add(std::string_view(text), new ValueString(text));
@@ -55,7 +54,7 @@ std::unique_ptr<Dictionary> treeOf(const std::string& text) {
     return tree;
 }
 
-/// The bytes of the payload that the tree becomes; nothing when it is refused.
+/// Returns the serialized tree, or nullopt if the serializer rejects it.
 std::optional<std::string> written(const Dictionary& tree, mimetypes::MimeTypeID mimeType) {
     const std::unique_ptr<serializer::IStructuredSerializer> to(
         serializer::Factory::createSerializer(mimeType));
@@ -94,17 +93,17 @@ struct TextRow {
 };
 
 const TextRow TEXTS[] = {
-    {"no length", "", true},
+    {"empty text", "", true},
     {"a zero", ZERO, true},
-    {"zeros inside", "a" + ZERO + "b" + ZERO, true},
+    {"embedded zeros", "a" + ZERO + "b" + ZERO, true},
     {"two-byte character", "\xC3\xBC", true},
     {"last character", "\xF4\x8F\xBF\xBF", true},
     {"byte 128", "\x80", false},
     {"byte 255", "\xFF", false},
-    {"all bytes from 128 on", allHighBytes(), false},
+    {"all bytes from 128 to 255", allHighBytes(), false},
 };
 
-TEST(OddTexts, TravelInPayloads) {
+TEST(OddTexts, RoundTripInPayloads) {
     for (const TextRow& row : TEXTS) {
         const std::string& text = row.text;
         const std::unique_ptr<Dictionary> tree = treeOf(text);
@@ -123,9 +122,9 @@ TEST(OddTexts, TravelInPayloads) {
     }
 }
 
-// ---- zeros inside
+// ---- embedded zeros
 
-TEST(Zeros, AreCharactersLikeOthersInAddresses) {
+TEST(Zeros, AreOrdinaryCharactersInAddresses) {
     const std::string a0b = "a" + ZERO + "b";
     EXPECT_EQ(Path("/" + a0b + "/c").at(0), a0b);
     EXPECT_EQ(Path::parent("/" + a0b + "/c"), "/" + a0b);
@@ -140,7 +139,7 @@ TEST(Zeros, AreCharactersLikeOthersInAddresses) {
     EXPECT_EQ(locator->getResourcePath(), "/" + ZERO);
 }
 
-TEST(Zeros, TellMountPathsApart) {
+TEST(Zeros, DistinguishMountPaths) {
     Mounts mounts({"/a", "/a" + ZERO});
     StaticComposedKovaService service(mounts.take());
     Events events;
@@ -152,7 +151,7 @@ TEST(Zeros, TellMountPathsApart) {
     EXPECT_EQ(mounts["/a"].asked[0].resourcePath, ZERO);
 }
 
-TEST(Zeros, EndKeysThatAreGivenAsPointers) {
+TEST(Zeros, TerminateKeysPassedAsPointers) {
     Request request("retrieve", "/a");
     request.add2header("key\0more", new ValueInt(1));
     EXPECT_TRUE(request.getHeaderValue("key") == ValueInt(1));
@@ -164,7 +163,7 @@ TEST(Zeros, EndKeysThatAreGivenAsPointers) {
     EXPECT_TRUE(other.getHeaderValue("key").isUndefined());
 }
 
-TEST(Zeros, AreNoPartOfAnyType) {
+TEST(Zeros, AreRejectedByTheParsersOfTypedValues) {
     Reports reports;
     zel::UUID id;
     EXPECT_TRUE(zel::UUID::tryParse(id, zel::UUID().toString() + ZERO));
@@ -178,9 +177,9 @@ TEST(Zeros, AreNoPartOfAnyType) {
     EXPECT_EQ(version->branch, "a" + ZERO);
 }
 
-// ---- bytes from 128 on
+// ---- bytes of 128 or more
 
-TEST(HighBytes, AreOrderedBehindAllOthers) {
+TEST(HighBytes, AreOrderedAfterAllOtherBytes) {
     Dictionary dictionary;
     for (char const* const key : {"\xFF", "a", "\x80", "~", "\x7F"}) {
         dictionary.add(key, new ValueInt(1));
@@ -192,7 +191,7 @@ TEST(HighBytes, AreOrderedBehindAllOthers) {
     EXPECT_EQ(keys, "a~\x7F\x80\xFF");
 }
 
-TEST(HighBytes, AreRangesOfGlobsByTheirValue) {
+TEST(HighBytes, AreComparedUnsignedInGlobRanges) {
     struct {
         char const* glob;
         int first;
@@ -216,7 +215,7 @@ TEST(HighBytes, AreRangesOfGlobsByTheirValue) {
     }
 }
 
-TEST(HighBytes, AreCharactersLikeOthersInGlobsAndAddresses) {
+TEST(HighBytes, AreOrdinaryCharactersInGlobsAndAddresses) {
     const std::string part = allHighBytes();
     EXPECT_TRUE(Path::matches("/" + part, "/*"));
     EXPECT_TRUE(Path::matches("/" + part, "/**"));
@@ -243,7 +242,7 @@ TEST(HighBytes, AreMountedAndRequested) {
     EXPECT_EQ(mounts["/\xFF"].asked[0].resourcePath, "\x80");
 }
 
-TEST(HighBytes, AreNoDigitsAndNoBlanks) {
+TEST(HighBytes, AreNotTreatedAsDigitsOrBlanks) {
     Reports reports;
     EXPECT_FALSE(
         semver::toSemVer("\xA0"
@@ -269,7 +268,7 @@ TEST(HighBytes, AreNoDigitsAndNoBlanks) {
     EXPECT_TRUE(zel::UUID::tryParse(id, "123e4567-e89b-12d3-a456-42661417400\xB2"));
 }
 
-TEST(HighBytes, AreKeptInMessages) {
+TEST(HighBytes, ArePreservedInMessages) {
     const std::string text = allHighBytes();
     Response response(400);
     response.setErrorMessage(text.c_str());
@@ -277,7 +276,7 @@ TEST(HighBytes, AreKeptInMessages) {
     EXPECT_EQ(response.getErrorMessage(), text);
     EXPECT_TRUE(response.getHeaderValue("\xFF") == ValueString("\xFF"));
     EXPECT_EQ(Response(response).getErrorMessageWithCode(), "400 Bad Request: " + text);
-    EXPECT_TRUE(zel::unicode::isUtf8(response.toString())) << "what is no UTF-8 prints as U+FFFD";
+    EXPECT_TRUE(zel::unicode::isUtf8(response.toString())) << "invalid UTF-8 prints as U+FFFD";
 }
 
 }  // namespace

@@ -36,7 +36,7 @@ struct StatusRow {
     char const* command;
     char const* path;
     unsigned short code;
-    char const* answer;  // the payload, or the error message
+    char const* answer;  // payload or error message
 };
 
 void PrintTo(const StatusRow& row, std::ostream* out) {
@@ -53,7 +53,7 @@ constexpr StatusRow ROWS[] = {
     {"delete", "/about", 400, "command 'delete' not supported for path '/about'"},
 };
 
-TEST_F(AboutHandlerTest, AnswersOnce) {
+TEST_F(AboutHandlerTest, RespondsWithTheExpectedStatusAndPayload) {
     for (const StatusRow& row : ROWS) {
         SCOPED_TRACE(testing::PrintToString(row));
         const auto answer = test::ask(*service, Request(row.command, row.path));
@@ -64,7 +64,7 @@ TEST_F(AboutHandlerTest, AnswersOnce) {
     }
 }
 
-TEST_F(AboutHandlerTest, AnswersInTheTypeThatIsAskedFor) {
+TEST_F(AboutHandlerTest, RespondsInTheAcceptedMimeType) {
     for (char const* const path : {"/about", "/about/versions", "/about/request"}) {
         Request request("retrieve", path);
         request.setMimeType("application/vnd.axobin");
@@ -75,7 +75,7 @@ TEST_F(AboutHandlerTest, AnswersInTheTypeThatIsAskedFor) {
     }
 }
 
-TEST_F(AboutHandlerTest, TellsWhatItSawOfTheRequestButNotTheToken) {
+TEST_F(AboutHandlerTest, DescribesTheRequestWithoutTheToken) {
     Request request("retrieve", "/about/request");
     kova::headers::appendTracingInfo(request, "/device", "me");
     request.add2header(kova::headers::AUTH_TOKEN, new util::config::ValueString("secret"));
@@ -86,7 +86,7 @@ TEST_F(AboutHandlerTest, TellsWhatItSawOfTheRequestButNotTheToken) {
               R"("$request-path":"/about/request","$service-path":"/device"})");
 }
 
-TEST_F(AboutHandlerTest, WhatIsNoTextIsNoToken) {
+TEST_F(AboutHandlerTest, TokenThatIsNotATextCountsAsMissing) {
     Request request("retrieve", "/about/request");
     request.add2header(kova::headers::AUTH_TOKEN, new util::config::ValueInt(5));
     EXPECT_EQ(test::ask(*service, request)->text(), R"({"client":"","service":"","token":"none"})");

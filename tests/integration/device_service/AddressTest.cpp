@@ -10,7 +10,7 @@ namespace {
 
 struct AddressRow {
     char const* text;
-    char const* path;  // or the reason of the refusal
+    char const* path;  // or the reason of the rejection
 };
 
 void PrintTo(const AddressRow& row, std::ostream* out) {
@@ -61,7 +61,7 @@ constexpr AddressRow REFUSED[] = {
      "'kova:/device/2$/x' leads to the service /device/2, and this one is /device"},
 };
 
-TEST(AddressTest, TakesPathsAndItsOwnLocators) {
+TEST(AddressTest, AcceptsPathsAndLocatorsOfItsService) {
     const Address addresses("/device");
     for (const AddressRow& row : TAKEN) {
         SCOPED_TRACE(testing::PrintToString(row));
@@ -73,7 +73,7 @@ TEST(AddressTest, TakesPathsAndItsOwnLocators) {
     }
 }
 
-TEST(AddressTest, RefusesOtherLocatorsWithTheReason) {
+TEST(AddressTest, RejectsOtherLocatorsWithAReason) {
     const Address addresses("/device");
     for (const AddressRow& row : REFUSED) {
         SCOPED_TRACE(testing::PrintToString(row));
@@ -85,7 +85,7 @@ TEST(AddressTest, RefusesOtherLocatorsWithTheReason) {
     }
 }
 
-TEST(AddressTest, WritesLocatorsThatItTakes) {
+TEST(AddressTest, AcceptsTheLocatorsThatItCreates) {
     for (char const* const servicePath : {"/device", "device", "/device/", "//device"}) {
         const Address addresses(servicePath);
         EXPECT_EQ(addresses.servicePath(), "/device");

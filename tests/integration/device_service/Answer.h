@@ -14,17 +14,17 @@
 
 namespace device::test {
 
-/// What came back for one request, for a test to wait for and to look at. Waiting takes as long as
-/// it takes: a test that hangs is stopped from outside.
+/// Collects the events of one request, so that a test can wait for them and check them. Waiting has
+/// no time limit: ctest stops a test that hangs.
 class Answer : public std::enable_shared_from_this<Answer> {
 public:
     using Handler = std::unique_ptr<kova::IResponseHandler<kova::Response>>;
 
-    /// Called for every value with the count so far, on the thread that sends it; true: wants no
-    /// more.
+    /// Called for every value with the number of values so far, on the sending thread. Returns true
+    /// to stop the stream.
     std::function<bool(unsigned long)> onNext = [](unsigned long) { return false; };
 
-    /// A handler whose events come here.
+    /// Returns a response handler that passes its events to this object.
     Handler receiver() { return std::make_unique<Receiver>(shared_from_this()); }
 
     void awaitValues(unsigned long count) {
@@ -33,23 +33,23 @@ public:
     void awaitEnd() {
         await([&] { return ends_ > 0; });
     }
-    /// Waits until nobody holds the handler any more.
+    /// Waits until the response handler is destroyed.
     void awaitRelease() {
         await([&] { return released_; });
     }
 
     std::vector<kova::Response> values() const { return locked(values_); }
     bool released() const { return locked(released_); }
-    /// How many terminating events came.
+    /// Returns the number of terminating events.
     int ends() const { return locked(ends_); }
-    /// The status of the error, else of the latest value; 0 when neither came.
+    /// Returns the status of the error, or else of the latest value, or else 0.
     unsigned short code() const {
         const std::lock_guard<std::mutex> guard(mutex_);
         return error_            ? error_->getStatusCode()
                : values_.empty() ? static_cast<unsigned short>(0)
                                  : values_.back().getStatusCode();
     }
-    /// The payload of the latest value as JSON text.
+    /// Returns the payload of the latest value as JSON text.
     std::string text() const {
         std::string text;
         const std::lock_guard<std::mutex> guard(mutex_);
@@ -119,7 +119,7 @@ private:
     bool released_ = false;
 };
 
-/// Sends a request; the answer may still be under way.
+/// Sends a request. Its events may arrive after the return.
 inline std::shared_ptr<Answer> ask(kova::IKovaApi& service, const kova::Request& request) {
     auto answer = std::make_shared<Answer>();
     service.actionRequest(request, answer->receiver());

@@ -15,21 +15,21 @@
 
 namespace device::test {
 
-/// The header of the requests that the client sends, as it is printed.
+/// The printed header of the client's requests.
 inline const std::string HEADER =
     "      header  {\"$accept\":\"application/json\",\"$client-id\":\"unknown\","
     "\"$service-path\":\"/device\"}\n";
 
-/// A client of a service with one resource, "/r", that does what the test says.
+/// A client of a service with one scripted resource, "/r".
 class ClientFixture : public testing::Test {
 protected:
-    /// What the line makes the client print.
+    /// Executes a line and returns what the client prints.
     std::string run(const std::string& line) {
         out.str("");
         EXPECT_TRUE(console.execute(line));
         return out.str();
     }
-    /// Answers every request at once.
+    /// Makes the resource respond to every request inside the call.
     void answerWith(const kova::Response& response) {
         resource.handle = nullptr;
         resource.onRequest = [response](kova::IResponseHandler<kova::Response>& handler) {
@@ -41,7 +41,7 @@ protected:
             }
         };
     }
-    /// Lets requests stay pending from now on.
+    /// Makes the following requests remain pending.
     void leavePending() {
         resource.onRequest = nullptr;
         resource.handle = &resource;
@@ -50,7 +50,7 @@ protected:
         return *resource.asked.at(index).handler;
     }
 
-    /// For the root of the service, which is built below.
+    /// Sets the mime type of the service root before the service below is constructed.
     struct RootType {
         RootType() { kova::servicecomp::overrideMimeTypeFunc(acceptedType); }
     } rootType;

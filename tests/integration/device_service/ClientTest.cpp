@@ -35,9 +35,9 @@ using testing::Not;
 
 class ClientTest : public test::ClientFixture {};
 
-// Requests and answers
+// Requests and responses
 
-TEST_F(ClientTest, PrintsTheRequestAndTheAnswer) {
+TEST_F(ClientTest, PrintsTheRequestAndTheResponse) {
     answerWith(Response(200, Payload::createFromJSON("[1, 2]")));
     EXPECT_EQ(run("retrieve /r/x"), "> #1 retrieve /r/x\n" + HEADER +
                                         "  #1 next 200 Ok\n"
@@ -46,7 +46,7 @@ TEST_F(ClientTest, PrintsTheRequestAndTheAnswer) {
     EXPECT_FALSE(client.hasPending());
 }
 
-TEST_F(ClientTest, PrintsAnAnswerWithoutAPayload) {
+TEST_F(ClientTest, PrintsAResponseWithoutAPayload) {
     answerWith(Response(204));
     EXPECT_EQ(run("delete /r"), "> #1 delete /r\n" + HEADER +
                                     "  #1 next 204 No Content\n"
@@ -54,15 +54,15 @@ TEST_F(ClientTest, PrintsAnAnswerWithoutAPayload) {
 }
 
 TEST_F(ClientTest, PrintsAnErrorWithItsHeader) {
-    answerWith(Response::createErrorResponse(409, "no room"));
+    answerWith(Response::createErrorResponse(409, "no space"));
     EXPECT_EQ(run("insert /r 5"), "> #1 insert /r\n" + HEADER +
                                       "      payload application/json, 1 bytes: 5\n"
-                                      "  #1 error 409 Conflict: no room\n"
-                                      "      header  {\"$errorMsg\":\"no room\"}\n");
+                                      "  #1 error 409 Conflict: no space\n"
+                                      "      header  {\"$errorMsg\":\"no space\"}\n");
     EXPECT_FALSE(client.hasPending());
 }
 
-TEST_F(ClientTest, SaysSoWhenARequestIsDroppedWithoutAnAnswer) {
+TEST_F(ClientTest, ReportsARequestThatEndsWithoutAnEvent) {
     resource.onRequest = [this](kova::IResponseHandler<Response>&) {
         EXPECT_TRUE(client.hasPending());
     };
@@ -80,7 +80,7 @@ TEST_F(ClientTest, ListsTheLocatorsOfTheResources) {
     }
 }
 
-TEST_F(ClientTest, SaysSoWhenThereIsNoListOfResources) {
+TEST_F(ClientTest, ReportsThatTheListIsUnavailableAfterShutdown) {
     run("shutdown");
     EXPECT_EQ(run("list"),
               "> #1 list /device\n"
@@ -88,7 +88,7 @@ TEST_F(ClientTest, SaysSoWhenThereIsNoListOfResources) {
     EXPECT_FALSE(client.hasPending());
 }
 
-// A service that answers its root itself.
+// A service with a resource handler mounted at its root.
 class OwnRootTest : public testing::Test {
 protected:
     std::string list() {
@@ -105,7 +105,7 @@ protected:
                   [] { return false; }, out};
 };
 
-TEST_F(OwnRootTest, WhatIsNoListIsNotPrinted) {
+TEST_F(OwnRootTest, ResponseThatIsNotAListIsNotPrinted) {
     root.onRequest = [](kova::IResponseHandler<Response>& handler) {
         handler.onNext(Response(200, Payload::createFromJSON("5")));
     };
@@ -113,7 +113,7 @@ TEST_F(OwnRootTest, WhatIsNoListIsNotPrinted) {
     EXPECT_EQ(reports.take().back().number, kova::errors::DeserializationError);
 }
 
-TEST_F(OwnRootTest, AnErrorIsPrinted) {
+TEST_F(OwnRootTest, ErrorResponseIsPrinted) {
     root.onRequest = [](kova::IResponseHandler<Response>& handler) {
         handler.onError(Response::createErrorResponse(503, "closed"));
     };
@@ -121,7 +121,7 @@ TEST_F(OwnRootTest, AnErrorIsPrinted) {
     EXPECT_FALSE(client.hasPending());
 }
 
-TEST_F(OwnRootTest, AListMayComeLaterOrBeCancelled) {
+TEST_F(OwnRootTest, PendingListCanBeReceivedLaterOrCancelled) {
     root.handle = &root;
     list();
     EXPECT_TRUE(client.hasPending());
@@ -134,7 +134,7 @@ TEST_F(OwnRootTest, AListMayComeLaterOrBeCancelled) {
 
 // Versions
 
-TEST_F(OwnRootTest, ConnectsWhenAVersionSuits) {
+TEST_F(OwnRootTest, ConnectsOnlyToACompatibleVersion) {
     root.onRequest = [](kova::IResponseHandler<Response>& handler) {
         handler.onNext(Response(200, Payload::createFromJSON("[\"1.0.2\",\"1.2.1\"]")));
         handler.onCompleted();
@@ -151,7 +151,7 @@ TEST_F(OwnRootTest, ConnectsWhenAVersionSuits) {
 
 // Streams
 
-TEST_F(ClientTest, AWatchStaysPendingAndPrintsEveryValue) {
+TEST_F(ClientTest, StreamRemainsPendingAndPrintsEveryValue) {
     leavePending();
     EXPECT_EQ(run("watch /r/x"),
               "> #1 retrieve /r/x\n"
@@ -168,7 +168,7 @@ TEST_F(ClientTest, AWatchStaysPendingAndPrintsEveryValue) {
     EXPECT_FALSE(client.hasPending());
 }
 
-TEST_F(ClientTest, CancelEndsTheLatestOrTheNamed) {
+TEST_F(ClientTest, CancelEndsTheLatestRequestOrTheOneWithTheNumber) {
     leavePending();
     for (int number = 1; number <= 4; ++number) {
         resource.handle = reinterpret_cast<void*>(static_cast<std::uintptr_t>(number));
@@ -199,21 +199,21 @@ TEST_F(ClientTest, PrintsNothingForACancelledRequest) {
     EXPECT_EQ(out.str(), "");
 }
 
-TEST_F(ClientTest, ARequestThatEndsInsideTheCallIsNotPending) {
+TEST_F(ClientTest, RequestThatEndsInsideTheCallIsNotPending) {
     answerWith(Response(200));
-    resource.handle = &resource;  // a careless resource
+    resource.handle = &resource;  // a handle in spite of the completed request
     run("retrieve /r");
     EXPECT_FALSE(client.hasPending());
     EXPECT_EQ(run("cancel"), "nothing to cancel\n");
 }
 
-TEST_F(ClientTest, ARequestThatIsDroppedInsideTheCallIsNotPending) {
+TEST_F(ClientTest, RequestWhoseHandlerIsDestroyedInsideTheCallIsNotPending) {
     resource.onRequest = nullptr;
     run("retrieve /r");
     EXPECT_FALSE(client.hasPending());
 }
 
-TEST_F(ClientTest, AfterShutdownNothingIsPendingAndRequestsAreRefused) {
+TEST_F(ClientTest, ShutdownEndsAllRequestsAndRejectsNewOnes) {
     leavePending();
     run("watch /r");
     EXPECT_EQ(run("shutdown"), "> shutdown\n");
@@ -243,16 +243,16 @@ TEST_F(ClientTest, WaitEndsWithTheEventsOfAnotherThread) {
     EXPECT_THAT(out.str(), Not(HasSubstr("gave up")));
 }
 
-TEST_F(ClientTest, WaitForNothingEndsAtOnce) {
+TEST_F(ClientTest, WaitForZeroEventsReturnsImmediately) {
     EXPECT_EQ(run("wait 0"), "");
 }
 
-TEST_F(ClientTest, AnInterruptionEndsTheWait) {
+TEST_F(ClientTest, InterruptionEndsTheWait) {
     interrupted = true;
     EXPECT_EQ(run("wait 18446744073709551615"), "gave up waiting\n");
 }
 
-// Threads and the end
+// Threads and shutdown
 
 class BusyClientTest : public testing::Test {
 protected:
@@ -274,7 +274,7 @@ protected:
     std::unique_ptr<Console> console;
 };
 
-TEST_F(BusyClientTest, LinesOfManyStreamsAreWhole) {
+TEST_F(BusyClientTest, ConcurrentStreamsPrintCompleteLines) {
     for (int i = 0; i < 5; ++i) {
         console->execute("watch /system/uptime");
         console->execute("wait 3");
@@ -296,7 +296,7 @@ TEST_F(BusyClientTest, LinesOfManyStreamsAreWhole) {
     }
 }
 
-TEST_F(BusyClientTest, NoEventFollowsTheCancellation) {
+TEST_F(BusyClientTest, CancelledRequestPrintsNoFurtherEvents) {
     console->execute("watch /system/uptime");
     console->execute("wait 5");
     console->execute("cancel");

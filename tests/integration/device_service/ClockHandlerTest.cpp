@@ -34,14 +34,14 @@ using test::Answer;
 
 constexpr milliseconds INTERVAL(10);
 
-/// Tells also until when the timer's thread waits.
-class NotingClock : public kova::test::ManualClock {
+/// A manual clock that records whether the timer's thread waits for an alarm.
+class RecordingClock : public kova::test::ManualClock {
 public:
     void waitUntil(TimePoint deadline) override {
         idle_ = deadline == TimePoint::max();
         ManualClock::waitUntil(deadline);
     }
-    /// Whether no alarm is armed.
+    /// Returns whether no alarm is armed.
     bool isIdle() {
         settle();
         return idle_;
@@ -51,7 +51,7 @@ private:
     std::atomic<bool> idle_{false};
 };
 
-/// A service with a clock whose time is one o'clock on the first day of 1970, until it is moved.
+/// A service with a ClockHandler whose time is that of a manual clock.
 class ClockHandlerTest : public testing::Test {
 protected:
     ClockHandlerTest() { serve(INTERVAL, timer); }
@@ -82,7 +82,7 @@ protected:
     }
 
     kova::test::Reports reports;
-    NotingClock clock;
+    RecordingClock clock;
     osal::AlarmTimer timer{clock};
     osal::AlarmTimer quickTimer;
     ClockHandler* handler = nullptr;
@@ -109,21 +109,21 @@ constexpr TimeRow TIMES[] = {
     {milliseconds(9214646399999), "2261-12-31T23:59:59.999Z"},
 };
 
-TEST(ClockHandlerTimeTest, ATimeIsTheDateAndTimeOfUtc) {
+TEST(ClockHandlerTimeTest, TimePointIsConvertedToUtc) {
     for (const TimeRow& row : TIMES) {
         SCOPED_TRACE(testing::PrintToString(row));
         EXPECT_EQ(toDateTime(system_clock::time_point(row.sinceEpoch)).toString(), row.text);
     }
 }
 
-// One answer
+// Single responses
 
 struct StatusRow {
     char const* command;
     char const* path;
     char const* payload;
     unsigned short code;
-    char const* answer;  // the payload, or the error message
+    char const* answer;  // payload or error message
 };
 
 void PrintTo(const StatusRow& row, std::ostream* out) {
@@ -151,7 +151,7 @@ const StatusRow ROWS[] = {
     {"delete", "/clock/in", "", 400, "command 'delete' not supported for path '/clock/in'"},
 };
 
-TEST_F(ClockHandlerTest, AnswersOnce) {
+TEST_F(ClockHandlerTest, RespondsWithTheExpectedStatusAndPayload) {
     for (const StatusRow& row : ROWS) {
         SCOPED_TRACE(testing::PrintToString(row));
         const std::string payload = row.payload;
@@ -167,7 +167,7 @@ TEST_F(ClockHandlerTest, AnswersOnce) {
     }
 }
 
-TEST_F(ClockHandlerTest, AnswersInTheTypeThatIsAskedFor) {
+TEST_F(ClockHandlerTest, RespondsInTheAcceptedMimeType) {
     for (Request request : {Request("retrieve", "/clock"), watching("/clock"),
                             after("P0000-00-00T00:00:00"), after("P0000-00-00T00:00:01")}) {
         request.setMimeType("application/vnd.axobin");
@@ -183,7 +183,7 @@ TEST_F(ClockHandlerTest, AnswersInTheTypeThatIsAskedFor) {
 
 // Streams
 
-TEST_F(ClockHandlerTest, AStreamSendsTheTimeNowAndAtEveryInterval) {
+TEST_F(ClockHandlerTest, StreamSendsTheTimeImmediatelyAndAtEveryInterval) {
     const auto answer = std::make_shared<Answer>();
     EXPECT_NE(openStream(answer), nullptr);
     for (char const* const time :
@@ -197,7 +197,7 @@ TEST_F(ClockHandlerTest, AStreamSendsTheTimeNowAndAtEveryInterval) {
     EXPECT_EQ(answer->ends(), 0);
 }
 
-TEST_F(ClockHandlerTest, AReceiverThatHasSeenEnoughGetsTheEnd) {
+TEST_F(ClockHandlerTest, StreamCompletesWhenTheResponseHandlerStopsIt) {
     for (const unsigned long enough : {1UL, 2UL, 3UL}) {
         const auto answer = std::make_shared<Answer>();
         answer->onNext = [enough](unsigned long count) { return count == enough; };
@@ -213,7 +213,7 @@ TEST_F(ClockHandlerTest, AReceiverThatHasSeenEnoughGetsTheEnd) {
     }
 }
 
-TEST_F(ClockHandlerTest, AStreamThatCannotGoOnEndsWithAnError) {
+TEST_F(ClockHandlerTest, StreamEndsWithAnErrorIfTheAlarmCannotBeStarted) {
     serve(milliseconds(0), timer);
     const auto answer = std::make_shared<Answer>();
     EXPECT_EQ(openStream(answer), nullptr);
@@ -224,7 +224,7 @@ TEST_F(ClockHandlerTest, AStreamThatCannotGoOnEndsWithAnError) {
 
 // Alarms
 
-TEST_F(ClockHandlerTest, AnAlarmTellsTheTimeWhenTheDurationHasPassed) {
+TEST_F(ClockHandlerTest, DelayedRequestReturnsTheTimeAfterTheDuration) {
     for (const bool watch : {false, true}) {
         Request request = after("P0000-00-00T00:00:02");
         if (watch) {
@@ -243,7 +243,7 @@ TEST_F(ClockHandlerTest, AnAlarmTellsTheTimeWhenTheDurationHasPassed) {
     }
 }
 
-TEST_F(ClockHandlerTest, EveryFieldOfTheDurationCounts) {
+TEST_F(ClockHandlerTest, EveryFieldOfTheDurationIsAdded) {
     const auto answer = std::make_shared<Answer>();
     open(answer, after("P0000-00-31T23:59:59"));
     clock.advance(hours(32 * 24) - seconds(1) - milliseconds(1));
@@ -252,7 +252,7 @@ TEST_F(ClockHandlerTest, EveryFieldOfTheDurationCounts) {
     EXPECT_EQ(answer->text(), "\"1970-02-02T00:59:59.000Z\"");
 }
 
-TEST_F(ClockHandlerTest, ADurationMayBeBinary) {
+TEST_F(ClockHandlerTest, BinaryDurationIsAccepted) {
     const std::string bytes = "\x74P0000-00-00T00:00:01";
     const auto answer = test::ask(
         *service,
@@ -265,7 +265,7 @@ TEST_F(ClockHandlerTest, ADurationMayBeBinary) {
 
 // Cancellation
 
-TEST_F(ClockHandlerTest, ACancelledRequestIsLetGoOf) {
+TEST_F(ClockHandlerTest, CancelledRequestIsReleased) {
     for (const Request& request : {watching("/clock"), after("P0000-00-31T00:00:00")}) {
         const auto answer = std::make_shared<Answer>();
         void* const handle = open(answer, request);
@@ -288,10 +288,10 @@ TEST_F(ClockHandlerTest, UnknownHandlesAreIgnored) {
     EXPECT_EQ(answer->values().size(), 2U);
 }
 
-// Holds the thread of the alarms inside a receiver until it is told to go on. It must outlive the
+// Blocks the alarm thread inside a response handler until `proceed` is set. Must outlive the
 // request.
-struct HeldReceiver {
-    HeldReceiver(unsigned long at, bool enough) {
+struct BlockingHandler {
+    BlockingHandler(unsigned long at, bool enough) {
         answer->onNext = [this, at, enough](unsigned long count) {
             if (count == at) {
                 entered.set_value();
@@ -306,10 +306,10 @@ struct HeldReceiver {
     std::promise<void> proceed;
 };
 
-TEST_F(ClockHandlerTest, CancellationDoesNotWaitForAReceiver) {
+TEST_F(ClockHandlerTest, CancellationDoesNotWaitForAResponseHandler) {
     serve(INTERVAL, quickTimer);
     for (const bool enough : {false, true}) {
-        HeldReceiver held(2, enough);
+        BlockingHandler held(2, enough);
         void* const handle = openStream(held.answer);
         held.entered.get_future().wait();
         service->cancelRequest(handle);
@@ -321,9 +321,9 @@ TEST_F(ClockHandlerTest, CancellationDoesNotWaitForAReceiver) {
     }
 }
 
-TEST_F(ClockHandlerTest, RequestsAreServedWhileAReceiverIsBusy) {
+TEST_F(ClockHandlerTest, RequestsAreServedWhileAResponseHandlerBlocks) {
     serve(INTERVAL, quickTimer);
-    HeldReceiver held(2, false);
+    BlockingHandler held(2, false);
     openStream(held.answer);
     held.entered.get_future().wait();
     EXPECT_EQ(test::ask(*service, Request("retrieve", "/clock"))->code(), 200);
@@ -334,7 +334,7 @@ TEST_F(ClockHandlerTest, RequestsAreServedWhileAReceiverIsBusy) {
     service.reset();
 }
 
-TEST_F(ClockHandlerTest, AReceiverMayCancelItsOwnRequest) {
+TEST_F(ClockHandlerTest, ResponseHandlerMayCancelItsOwnRequest) {
     for (const bool enough : {false, true}) {
         const auto answer = std::make_shared<Answer>();
         void* handle = nullptr;
@@ -353,7 +353,7 @@ TEST_F(ClockHandlerTest, AReceiverMayCancelItsOwnRequest) {
     }
 }
 
-TEST_F(ClockHandlerTest, AReceiverMayMakeRequests) {
+TEST_F(ClockHandlerTest, ResponseHandlerMaySendRequests) {
     const auto stream = std::make_shared<Answer>();
     const auto alarm = std::make_shared<Answer>();
     const auto outer = std::make_shared<Answer>();
@@ -371,9 +371,9 @@ TEST_F(ClockHandlerTest, AReceiverMayMakeRequests) {
     EXPECT_EQ(alarm->ends(), 1);
 }
 
-// The end of the service
+// Shutdown and destruction
 
-TEST_F(ClockHandlerTest, ShutdownLetsGoOfAllRequests) {
+TEST_F(ClockHandlerTest, ShutdownReleasesAllRequests) {
     const auto stream = std::make_shared<Answer>();
     const auto alarm = std::make_shared<Answer>();
     openStream(stream);
@@ -386,7 +386,7 @@ TEST_F(ClockHandlerTest, ShutdownLetsGoOfAllRequests) {
     EXPECT_TRUE(clock.isIdle());
 }
 
-TEST_F(ClockHandlerTest, AReceiverMayShutTheServiceDown) {
+TEST_F(ClockHandlerTest, ResponseHandlerMayShutTheServiceDown) {
     const auto answer = std::make_shared<Answer>();
     answer->onNext = [this](unsigned long count) {
         if (count == 2) {
@@ -400,7 +400,7 @@ TEST_F(ClockHandlerTest, AReceiverMayShutTheServiceDown) {
     EXPECT_EQ(answer->values().size(), 2U);
 }
 
-TEST_F(ClockHandlerTest, DestructionDropsOpenRequests) {
+TEST_F(ClockHandlerTest, DestructionReleasesPendingRequests) {
     const auto stream = std::make_shared<Answer>();
     const auto alarm = std::make_shared<Answer>();
     openStream(stream);
@@ -412,9 +412,9 @@ TEST_F(ClockHandlerTest, DestructionDropsOpenRequests) {
     }
 }
 
-TEST_F(ClockHandlerTest, DestructionWaitsForTheReceiverThatIsCalled) {
+TEST_F(ClockHandlerTest, DestructionWaitsForTheRunningResponseHandler) {
     serve(INTERVAL, quickTimer);
-    HeldReceiver held(2, true);
+    BlockingHandler held(2, true);
     openStream(held.answer);
     held.entered.get_future().wait();
     std::thread destroyer([this] { service.reset(); });
@@ -424,7 +424,7 @@ TEST_F(ClockHandlerTest, DestructionWaitsForTheReceiverThatIsCalled) {
     EXPECT_EQ(held.answer->ends(), 1) << "the service takes the end while it is destroyed";
 }
 
-TEST_F(ClockHandlerTest, ARequestThatMeetsTheDestructionIsDropped) {
+TEST_F(ClockHandlerTest, RequestDuringTheDestructionIsReleased) {
     serve(INTERVAL, quickTimer);
     const auto outer = std::make_shared<Answer>();
     std::promise<void> entered;
@@ -433,7 +433,7 @@ TEST_F(ClockHandlerTest, ARequestThatMeetsTheDestructionIsDropped) {
         if (count == 2) {
             entered.set_value();
             void* handle = nullptr;
-            do {  // until the destructor has begun, which waits for this receiver
+            do {  // until the destructor, which waits for this response handler, has begun
                 last = std::make_shared<Answer>();
                 handle = resource->actionRequest(watching("/clock"), last->receiver(), "");
             } while (handle != nullptr);
@@ -448,7 +448,7 @@ TEST_F(ClockHandlerTest, ARequestThatMeetsTheDestructionIsDropped) {
     EXPECT_EQ(last->ends(), 0);
 }
 
-TEST_F(ClockHandlerTest, DestructionWhileRequestsComeAndEnd) {
+TEST_F(ClockHandlerTest, DestructionIsSafeWhileRequestsArriveAndEnd) {
     for (unsigned long round = 0; round < 50; ++round) {
         serve(milliseconds(1), quickTimer);
         std::vector<std::shared_ptr<Answer>> answers;
@@ -471,7 +471,7 @@ TEST_F(ClockHandlerTest, DestructionWhileRequestsComeAndEnd) {
     }
 }
 
-TEST_F(ClockHandlerTest, ManyThreadsOpenAndCancel) {
+TEST_F(ClockHandlerTest, ConcurrentRequestsAndCancellationsAreSafe) {
     serve(milliseconds(1), quickTimer);
     constexpr unsigned int THREADS = 4;
     std::vector<std::shared_ptr<Answer>> answers(THREADS * 50);

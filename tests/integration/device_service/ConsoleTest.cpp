@@ -39,7 +39,7 @@ constexpr LineRow LINES[] = {
     {"Quit /r", "Quit", "", ""},
 };
 
-TEST_F(ConsoleTest, SendsWhatTheLineSays) {
+TEST_F(ConsoleTest, SendsTheRequestOfTheLine) {
     answerWith(Response(200));
     for (const LineRow& row : LINES) {
         SCOPED_TRACE(testing::PrintToString(row));
@@ -55,12 +55,12 @@ TEST_F(ConsoleTest, SendsWhatTheLineSays) {
     }
 }
 
-TEST_F(ConsoleTest, ALineWithoutAPathIsARequestForNothing) {
+TEST_F(ConsoleTest, LineWithoutAPathSendsAnEmptyPath) {
     EXPECT_THAT(run("retrieve"), HasSubstr("#1 error 404 Not Found: path '' not found\n"));
     EXPECT_THAT(run("nonsense"), HasSubstr("> #2 nonsense \n"));
 }
 
-TEST_F(ConsoleTest, AsksForTheTypeThatWasAccepted) {
+TEST_F(ConsoleTest, RequestsTheAcceptedMimeType) {
     answerWith(Response(200));
     EXPECT_EQ(run("accept binary"), "> answers are wanted as application/vnd.axobin\n");
     EXPECT_THAT(run("retrieve /r"), HasSubstr("{\"$accept\":\"application/vnd.axobin\","));
@@ -71,7 +71,7 @@ TEST_F(ConsoleTest, AsksForTheTypeThatWasAccepted) {
     EXPECT_THAT(run("retrieve /r"), HasSubstr("{\"$accept\":\"application/json\","));
 }
 
-TEST_F(ConsoleTest, RepeatsCommentsAndEmptyLines) {
+TEST_F(ConsoleTest, PrintsCommentsAndEmptyLinesUnchanged) {
     for (char const* const line : {"", "  ", "\t", "# retrieve /r", "  #x"}) {
         EXPECT_EQ(run(line), line + std::string("\n"));
     }
@@ -86,12 +86,12 @@ TEST_F(ConsoleTest, HelpNamesEveryCommand) {
     }
 }
 
-TEST_F(ConsoleTest, QuitEnds) {
+TEST_F(ConsoleTest, QuitReturnsFalse) {
     EXPECT_FALSE(console.execute("quit"));
     EXPECT_FALSE(console.execute("  quit now"));
 }
 
-TEST_F(ConsoleTest, CancelOfAnythingElseDoesNothing) {
+TEST_F(ConsoleTest, CancelOfAnUnknownNumberDoesNothing) {
     leavePending();
     run("watch /r");
     for (char const* const line :
@@ -103,14 +103,14 @@ TEST_F(ConsoleTest, CancelOfAnythingElseDoesNothing) {
     EXPECT_TRUE(client.hasPending());
 }
 
-TEST_F(ConsoleTest, WaitNeedsACount) {
+TEST_F(ConsoleTest, WaitRejectsAnInvalidCount) {
     for (char const* const line :
          {"wait x", "wait 1x", "wait -1", "wait 1.5", "wait 18446744073709551616"}) {
         EXPECT_EQ(run(line), "wait, or wait COUNT\n") << line;
     }
 }
 
-TEST_F(ConsoleTest, TakesLocatorsForPaths) {
+TEST_F(ConsoleTest, AcceptsLocatorsAsPaths) {
     answerWith(Response(200));
     EXPECT_THAT(run("retrieve kova:/device$/r/x"), HasSubstr("> #1 retrieve /r/x\n"));
     EXPECT_THAT(run("watch kova:/device$r"), HasSubstr("> #2 retrieve /r\n"));
@@ -118,14 +118,14 @@ TEST_F(ConsoleTest, TakesLocatorsForPaths) {
     EXPECT_EQ(resource.asked.size(), 3U);
 }
 
-TEST_F(ConsoleTest, SendsNothingForALocatorThatLeadsElsewhere) {
+TEST_F(ConsoleTest, SendsNothingForALocatorOfAnotherService) {
     EXPECT_EQ(run("retrieve kova:/radio$/r"),
               "'kova:/radio$/r' leads to the service /radio, and this one is /device\n");
     EXPECT_TRUE(resource.asked.empty());
     EXPECT_FALSE(client.hasPending());
 }
 
-TEST_F(ConsoleTest, WaitsForOneEventUnlessItIsToldMore) {
+TEST_F(ConsoleTest, WaitWithoutACountWaitsForOneEvent) {
     interrupted = true;
     EXPECT_EQ(run("wait"), "gave up waiting\n");
     EXPECT_EQ(run("wait 0"), "gave up waiting\n");

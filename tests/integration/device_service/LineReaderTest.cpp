@@ -93,7 +93,7 @@ TEST(LineReaderTest, ReadsTheLinesOfAPipe) {
     }
 }
 
-TEST(LineReaderTest, HandsOutEachLineAsItComes) {
+TEST(LineReaderTest, ReturnsEachLineAsSoonAsItIsComplete) {
     Pipe pipe;
     LineReader reader(pipe.output());
     pipe.write("one\ntw");
@@ -107,7 +107,7 @@ TEST(LineReaderTest, HandsOutEachLineAsItComes) {
     writer.join();
 }
 
-TEST(LineReaderTest, TakesAVeryLongLineAndRefusesALongerOne) {
+TEST(LineReaderTest, AcceptsLinesUpToTheMaximumLength) {
     Pipe pipe;
     LineReader reader(pipe.output());
     const std::string longest(LineReader::MAX_LINE, 'x');
@@ -120,15 +120,15 @@ TEST(LineReaderTest, TakesAVeryLongLineAndRefusesALongerOne) {
     writer.join();
 }
 
-TEST(LineReaderTest, AFileThatCannotBeReadHasNoLines) {
+TEST(LineReaderTest, UnreadableFileHasNoLines) {
     const int folder = open("/", O_RDONLY);
     EXPECT_FALSE(LineReader(folder).next());
     close(folder);
-    constexpr int CLOSED = 1000;  // a number that no new file gets
+    constexpr int CLOSED = 1000;  // higher than any open file descriptor
     EXPECT_FALSE(LineReader(CLOSED).next());
 }
 
-TEST(LineReaderTest, ASignalStopsTheReader) {
+TEST(LineReaderTest, SignalStopsTheReader) {
     for (const int signal : {SIGINT, SIGTERM}) {
         Pipe pipe;
         LineReader reader(pipe.output());
@@ -137,26 +137,26 @@ TEST(LineReaderTest, ASignalStopsTheReader) {
         EXPECT_FALSE(reader.waitForStop(0));
         raise(signal);
         raise(signal);
-        EXPECT_FALSE(reader.next()) << "not even a line that is there already";
+        EXPECT_FALSE(reader.next()) << "not even a line that was already written";
         EXPECT_TRUE(reader.stopped());
         EXPECT_TRUE(reader.waitForStop(1000000));
     }
 }
 
-TEST(LineReaderTest, EndlesslyManySignalsDoNotBlock) {
+TEST(LineReaderTest, SignalsBeyondThePipeCapacityDoNotBlock) {
     Pipe pipe;
     LineReader reader(pipe.output());
-    // More than the pipe holds that the signals go through.
+    // Exceeds the capacity of the pipe that the signal handler writes to.
     for (int i = 0; i < 70000; ++i) {
         raise(SIGINT);
     }
     EXPECT_TRUE(reader.waitForStop(0));
 }
 
-// A process of its own that reads lines until it is stopped.
+// Exit statuses of a child process that reads lines.
 enum Outcome { STOPPED = 10, ENDED = 11 };
 
-TEST(LineReaderTest, SignalsEndAProcessThatWaitsForALine) {
+TEST(LineReaderTest, SignalsStopAProcessThatWaitsForALine) {
     for (const int signal : {SIGINT, SIGTERM}) {
         for (int round = 0; round < 20; ++round) {
             Pipe lines;
@@ -184,7 +184,7 @@ TEST(LineReaderTest, SignalsEndAProcessThatWaitsForALine) {
     }
 }
 
-TEST(LineReaderTest, SignalsAreTheDefaultOnesAgainAfterwards) {
+TEST(LineReaderTest, DestructorRestoresTheDefaultSignalHandlers) {
     const pid_t child = fork();
     if (child == 0) {
         { const LineReader reader(-1); }

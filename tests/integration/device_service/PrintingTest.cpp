@@ -21,7 +21,7 @@ using testing::HasSubstr;
 using util::config::ValueInt;
 using util::config::ValueString;
 
-TEST(PrintingTest, ARequestIsItsCommandPathHeaderAndPayload) {
+TEST(PrintingTest, RequestTextContainsCommandPathHeaderAndPayload) {
     EXPECT_EQ(textOf(Request("retrieve", "/r")), "retrieve /r");
     Request request("update", "/r", Payload::createFromJSON("[1, 2]"));
     request.add2header("$note", new ValueInt(5));
@@ -31,7 +31,7 @@ TEST(PrintingTest, ARequestIsItsCommandPathHeaderAndPayload) {
               "      payload application/json, 6 bytes: [1, 2]");
 }
 
-TEST(PrintingTest, AResponseIsItsCodeMessageHeaderAndPayload) {
+TEST(PrintingTest, ResponseTextContainsCodeMessageHeaderAndPayload) {
     EXPECT_EQ(textOf(Response(204)), "204 No Content");
     EXPECT_EQ(textOf(Response::createErrorResponse(409, "no room")),
               "409 Conflict: no room\n      header  {\"$errorMsg\":\"no room\"}");
@@ -41,7 +41,7 @@ TEST(PrintingTest, AResponseIsItsCodeMessageHeaderAndPayload) {
               "200 Ok\n      header  {\"$note\":5}\n      payload application/json, 0 bytes: ");
 }
 
-TEST(PrintingTest, ATokenIsNotShownAndStaysInTheMessage) {
+TEST(PrintingTest, TokenIsMaskedInTheTextButNotInTheMessage) {
     Request request("retrieve", "/r");
     request.add2header(kova::headers::AUTH_TOKEN, new ValueString("secret"));
     request.add2header(kova::headers::CLIENT_ID, new ValueString("me"));
@@ -56,7 +56,7 @@ Payload binary(const std::string& bytes) {
                                   bytes.size(), kova::mimetypes::AXOBIN_TYPE);
 }
 
-TEST(PrintingTest, ShowsBinaryAsBytesAndAsTheJsonThatTheyStandFor) {
+TEST(PrintingTest, BinaryPayloadIsShownAsHexadecimalBytesAndAsJson) {
     EXPECT_THAT(textOf(Response(200, binary("\x82\x01\xf5"))),
                 EndsWith("payload application/vnd.axobin, 3 bytes: 82 01 f5 = [1,true]"));
     EXPECT_THAT(textOf(Response(200, binary("\x78\x20" + std::string(32, 'a')))),
@@ -66,7 +66,7 @@ TEST(PrintingTest, ShowsBinaryAsBytesAndAsTheJsonThatTheyStandFor) {
     EXPECT_THAT(textOf(Response(200, binary(""))), EndsWith("0 bytes: = <failed>"));
 }
 
-TEST(PrintingTest, ShowsPayloadsOfOtherTypesByTheirName) {
+TEST(PrintingTest, PayloadOfAnotherTypeIsShownByItsMimeType) {
     unsigned char const byte = 1;
     EXPECT_THAT(textOf(Response(200, Payload::createFromRaw(&byte, 1, "application/octet-stream"))),
                 EndsWith("application/octet-stream, 1 bytes: <binary>"));

@@ -1,4 +1,4 @@
-// The example as a whole: the built program, as a user starts it.
+// Tests the built example program as a whole, started like a user starts it.
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -36,7 +36,7 @@ using Arguments = std::vector<std::string>;
     _exit(127);
 }
 
-/// The running program, with its input and its output (both kinds) in our hands.
+/// The running program. The test writes its standard input and reads its standard output and error.
 class Program {
 public:
     enum class Input { Pipe, Terminal };
@@ -82,7 +82,7 @@ public:
         for (std::size_t done = 0; done < text.size();) {
             const ssize_t count = ::write(input_, text.data() + done, text.size() - done);
             if (count <= 0) {
-                return;  // it does not listen any more
+                return;  // the program no longer reads its input
             }
             done += static_cast<std::size_t>(count);
         }
@@ -97,7 +97,7 @@ public:
         ASSERT_GT(child_, 0);
         kill(child_, number);
     }
-    /// Reads on until the output has the text, behind the one that was awaited before.
+    /// Reads until the output contains the text after the previously awaited one.
     void awaitOutput(const std::string& text) {
         std::size_t found = output().find(text, seen_);
         while (found == std::string::npos && readMore()) {
@@ -106,7 +106,7 @@ public:
         ASSERT_NE(found, std::string::npos) << "no '" << text << "' in\n" << output();
         seen_ = found + text.size();
     }
-    /// Waits for the end; the exit status, or -1 when a signal ended it.
+    /// Waits until the program ends. Returns its exit status, or -1 if a signal ended it.
     int wait() {
         while (readMore()) {
         }
@@ -114,7 +114,7 @@ public:
         waitpid(std::exchange(child_, -1), &status, 0);
         return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
     }
-    /// What it has written so far.
+    /// Returns the output read so far.
     const std::string& output() const { return text_; }
 
 private:
@@ -139,7 +139,7 @@ protected:
     ProgramTest() { std::signal(SIGPIPE, SIG_IGN); }
     ~ProgramTest() override { std::signal(SIGPIPE, SIG_DFL); }
 
-    /// What the program prints for the input, when it ends well.
+    /// Runs the program with the input, checks that it ends successfully, and returns its output.
     std::string run(const Arguments& arguments, const std::string& input = "") {
         Program program(folder.path(), arguments);
         program.write(input);
@@ -157,7 +157,7 @@ protected:
     test::TemporaryFolder folder;
 };
 
-TEST_F(ProgramTest, PlaysTheTour) {
+TEST_F(ProgramTest, SampleRequestsProduceTheExpectedOutput) {
     const std::string output = run({"--interval", "10"}, test::readFile(TOUR));
     std::size_t place = 0;
     for (char const* const line :
@@ -212,13 +212,13 @@ TEST_F(ProgramTest, PlaysTheTour) {
               "{\n  \"stations\": [\n    \"between\",\n    \"two\"\n  ],\n  \"volume\": 7\n}\n");
 }
 
-TEST_F(ProgramTest, TakesTheWordsOfARequestAsArguments) {
+TEST_F(ProgramTest, AcceptsTheWordsOfARequestAsArguments) {
     run({"--store", "s.json", "update", "/store/volume", "7"});
     EXPECT_THAT(run({"--store=s.json", "retrieve", "/store"}), HasSubstr(": {\"volume\":7}\n"));
     EXPECT_THAT(run({"retrieve", "/store"}), HasSubstr(": {}\n")) << "another file";
 }
 
-TEST_F(ProgramTest, LeavesTheValueInAnArgumentAsItIs) {
+TEST_F(ProgramTest, PassesTheValueInAnArgumentUnchanged) {
     for (char const* const value : {"[]", "[1, 2]", "{}", "-5", "--5", "\"\"", "'x'", "[[1,2],[3]]",
                                     "{\"a\": [1]}", "$(x)", "%%", "true"}) {
         EXPECT_THAT(run({"update", "/store/x", value}),
@@ -226,7 +226,7 @@ TEST_F(ProgramTest, LeavesTheValueInAnArgumentAsItIs) {
     }
 }
 
-TEST_F(ProgramTest, TakesSeveralRequestsAsOneArgumentEach) {
+TEST_F(ProgramTest, AcceptsSeveralRequestsAsOneArgumentEach) {
     const std::string output =
         run({"update /store/x [1]", "retrieve /store/x", "quit ", "retrieve /system"});
     EXPECT_THAT(output, HasSubstr("3 bytes: [1]\n"));
@@ -240,13 +240,13 @@ TEST_F(ProgramTest, ReadsLinesFromAPipe) {
     EXPECT_THAT(output, HasSubstr("#2 next 201 Created\n"));
 }
 
-TEST_F(ProgramTest, QuitAndShutdownEndWithOpenStreams) {
+TEST_F(ProgramTest, QuitAndShutdownEndPendingStreams) {
     EXPECT_THAT(run({}, "watch /system/load\nquit\nretrieve /store\n"), Not(HasSubstr("/store")));
     EXPECT_THAT(run({}, "watch /system/load\nshutdown\nretrieve /store\n"), HasSubstr("refused"));
     run({"watch /system/load", "quit now"});
 }
 
-TEST_F(ProgramTest, SaysWhoAsks) {
+TEST_F(ProgramTest, RequestsCarryTheClientIdAndTheToken) {
     ASSERT_EQ(setenv("ZEL_CONFIG_KOVA_AGT", "a-secret-token", 1), 0);
     const std::string output = run({"--client", "me", "retrieve", "/about/request"});
     unsetenv("ZEL_CONFIG_KOVA_AGT");
@@ -256,7 +256,7 @@ TEST_F(ProgramTest, SaysWhoAsks) {
     EXPECT_THAT(output, Not(HasSubstr("secret")));
 }
 
-TEST_F(ProgramTest, GoesOnWithAServiceThatSuitsAndNotWithAnother) {
+TEST_F(ProgramTest, ContinuesOnlyWithACompatibleService) {
     EXPECT_THAT(
         run({"--speaks", "2.0.0", "list"}),
         HasSubstr("> connect to /device: interface 2.0.0 serves a client built for 2.0.0 "));
@@ -269,7 +269,7 @@ TEST_F(ProgramTest, GoesOnWithAServiceThatSuitsAndNotWithAnother) {
     }
 }
 
-TEST_F(ProgramTest, TellsHowToUseIt) {
+TEST_F(ProgramTest, HelpDescribesOptionsAndCommands) {
     Program program(folder.path(), {"--help"});
     EXPECT_EQ(program.wait(), 0);
     for (char const* const word : {"--store", "--interval", "--speaks", "--client", "retrieve PATH",
@@ -283,7 +283,7 @@ struct WrongRow {
     char const* reason;
 };
 
-TEST_F(ProgramTest, SaysWhatIsWrongWithTheCommandLine) {
+TEST_F(ProgramTest, ReportsErrorsInTheCommandLine) {
     test::writeFile(folder / "broken.json", "{");
     for (const WrongRow& row : {WrongRow{{"--nosuch"}, "unknown option --nosuch"},
                                 {{"--interval", "0"}, "not in range 1 to 3600000"},
@@ -300,7 +300,7 @@ TEST_F(ProgramTest, SaysWhatIsWrongWithTheCommandLine) {
     EXPECT_EQ(test::readFile(folder / "broken.json"), "{");
 }
 
-TEST_F(ProgramTest, GivesUpOnALineWithoutAnEnd) {
+TEST_F(ProgramTest, FailsOnALineBeyondTheMaximumLength) {
     Program program(folder.path(), {});
     program.write("watch /system/load\n" + std::string(LineReader::MAX_LINE + 10000, 'x'));
     EXPECT_EQ(program.wait(), 1);
@@ -309,7 +309,7 @@ TEST_F(ProgramTest, GivesUpOnALineWithoutAnEnd) {
 
 // Signals
 
-TEST_F(ProgramTest, ASignalEndsAStreamCleanly) {
+TEST_F(ProgramTest, SignalEndsAStreamCleanly) {
     for (const int signal : {SIGINT, SIGTERM}) {
         Program program(folder.path(), {"--interval", "1", "watch", "/system/load"});
         program.awaitOutput("#1 next 299 Stream");
@@ -320,7 +320,7 @@ TEST_F(ProgramTest, ASignalEndsAStreamCleanly) {
     }
 }
 
-TEST_F(ProgramTest, StreamsGoOnAtTheEndOfTheInputUntilASignal) {
+TEST_F(ProgramTest, StreamsContinueAfterTheEndOfTheInputUntilASignal) {
     Program program(folder.path(), {"--interval", "1"});
     program.write("watch /system/load\n");
     program.closeInput();
@@ -332,7 +332,7 @@ TEST_F(ProgramTest, StreamsGoOnAtTheEndOfTheInputUntilASignal) {
     EXPECT_TRUE(endsWell(program.output())) << program.output();
 }
 
-TEST_F(ProgramTest, ASignalEndsTheReadingOfLines) {
+TEST_F(ProgramTest, SignalEndsTheReadingOfLines) {
     Program program(folder.path(), {});
     program.write("retrieve /store\nhalf a li");
     program.awaitOutput("#1 completed");
@@ -342,7 +342,7 @@ TEST_F(ProgramTest, ASignalEndsTheReadingOfLines) {
     EXPECT_THAT(program.output(), Not(HasSubstr("half")));
 }
 
-TEST_F(ProgramTest, ASignalEndsAWaitAndAllThatWasToFollow) {
+TEST_F(ProgramTest, SignalEndsAWaitAndSkipsTheRemainingRequests) {
     const std::string first = "update /store/a 1";
     const std::string last = "update /store/b 2";
     Program lines(folder.path(), {});
@@ -365,14 +365,14 @@ protected:
     void SetUp() override {
         int ends[2];
         if (openpty(&ends[0], &ends[1], nullptr, nullptr, nullptr) != 0) {
-            GTEST_SKIP() << "no pseudo-terminals here; is /dev/pts mounted?";
+            GTEST_SKIP() << "cannot open a pseudo-terminal; is /dev/pts mounted?";
         }
         close(ends[0]);
         close(ends[1]);
     }
 };
 
-TEST_F(TerminalTest, IsTalkedTo) {
+TEST_F(TerminalTest, ShowsAnIntroductionAndPrompts) {
     Program program(folder.path(), {"--interval", "1"}, Program::Input::Terminal);
     program.awaitOutput("\"help\" tells how, \"quit\" ends.\r\nkova> ");
     program.write("help\n");
@@ -385,7 +385,7 @@ TEST_F(TerminalTest, IsTalkedTo) {
     EXPECT_THAT(program.output(), HasSubstr("the service is shut down\r\n"));
 }
 
-TEST_F(TerminalTest, TheEndOfItsInputEndsTheProgram) {
+TEST_F(TerminalTest, EndOfInputEndsTheProgram) {
     Program program(folder.path(), {}, Program::Input::Terminal);
     program.awaitOutput("kova> ");
     program.write("\x04");

@@ -13,7 +13,7 @@ namespace {
 
 using kova::Request;
 
-TEST(RepliesTest, AnswersAreJsonUnlessAnotherTypeIsAskedFor) {
+TEST(RepliesTest, AcceptedTypeDefaultsToJson) {
     Request request("retrieve", "/r");
     EXPECT_EQ(acceptedType(request), "application/json");
     request.add2header(kova::headers::ACCEPT, new util::config::ValueInt(5));
@@ -22,7 +22,7 @@ TEST(RepliesTest, AnswersAreJsonUnlessAnotherTypeIsAskedFor) {
     EXPECT_EQ(acceptedType(request), "x/y");
 }
 
-TEST(RepliesTest, AStreamIsWantedWithOneSemanticOnly) {
+TEST(RepliesTest, OnlyPersistentStreamSelectsAStream) {
     Request request("retrieve", "/r");
     EXPECT_FALSE(wantsStream(request));
     for (char const* const semantic :
@@ -37,14 +37,14 @@ TEST(RepliesTest, AStreamIsWantedWithOneSemanticOnly) {
     EXPECT_FALSE(wantsStream(request));
 }
 
-TEST(RepliesTest, AResponseHasWhatIsWritten) {
+TEST(RepliesTest, ResponseContainsTheWrittenPayload) {
     const kova::Response response = makeResponse(
         Request("retrieve", "/r"), 299,
         [](auto& serializer) { return serializer.serializeString(std::string_view("x")); });
     EXPECT_EQ(response.toString(), "sc=299 header='' payload='\"x\"'");
 }
 
-TEST(RepliesTest, WhatCannotBeWrittenIsAnError) {
+TEST(RepliesTest, FailedWriteProducesAnErrorResponse) {
     kova::test::Reports reports;
     const kova::Response response =
         makeResponse(Request("retrieve", "/r"), 200, [](auto&) { return true; });

@@ -45,7 +45,7 @@ std::string nested(std::size_t levels) {
 
 class StoreDocumentTest : public testing::Test {
 protected:
-    /// The document of a file with the text.
+    /// Writes the text into the file and returns the document loaded from it.
     StoreDocument opened(const std::string& text) {
         test::writeFile(file, text);
         return reopened();
@@ -59,7 +59,7 @@ protected:
     static std::string textOf(const StoreDocument& document) {
         return document.find({})->toJson(true);
     }
-    /// What the file holds, as far as it can be read.
+    /// Returns the text of the document in the file.
     std::string savedText() { return textOf(reopened()); }
     bool leftNothingBehind() { return access((file + ".new").c_str(), F_OK) != 0; }
 
@@ -171,7 +171,7 @@ TEST_F(StoreDocumentTest, FindsNodesByKeyAndIndex) {
     }
 }
 
-TEST_F(StoreDocumentTest, KeepsAnyTextAsAKey) {
+TEST_F(StoreDocumentTest, AnyUtf8TextIsAValidKey) {
     StoreDocument document = reopened();
     for (const std::string& key :
          {std::string(), std::string("a/b"), std::string(".."), std::string("\0x", 2),
@@ -181,7 +181,7 @@ TEST_F(StoreDocumentTest, KeepsAnyTextAsAKey) {
     }
 }
 
-TEST_F(StoreDocumentTest, FollowsAVeryLongPathToNowhere) {
+TEST_F(StoreDocumentTest, VeryLongPathIsNotFound) {
     StoreDocument document = opened(R"({"a":{}})");
     const StoreDocument::Path path(100000, "a");
     EXPECT_EQ(document.find(path), nullptr);
@@ -189,16 +189,16 @@ TEST_F(StoreDocumentTest, FollowsAVeryLongPathToNowhere) {
     EXPECT_EQ(document.remove(path), Result::NotFound);
 }
 
-// What could not be read again
+// Changes that could not be read back
 
-TEST_F(StoreDocumentTest, RefusesAKeyThatIsNotUtf8) {
+TEST_F(StoreDocumentTest, RejectsAKeyThatIsNotUtf8) {
     StoreDocument document = opened("{}");
     EXPECT_EQ(document.update({"\xff"}, json("1")), Result::Conflict);
     EXPECT_EQ(textOf(document), "{}");
     EXPECT_EQ(savedText(), "{}");
 }
 
-TEST_F(StoreDocumentTest, RefusesANumberThatJsonDoesNotHave) {
+TEST_F(StoreDocumentTest, RejectsANumberWithoutAJsonForm) {
     StoreDocument document = opened("{}");
     StoreDocument::ValuePtr value(
         new util::config::ValueFloat(std::numeric_limits<double>::infinity()), Value::destroy);
@@ -206,7 +206,7 @@ TEST_F(StoreDocumentTest, RefusesANumberThatJsonDoesNotHave) {
     EXPECT_EQ(textOf(document), "{}");
 }
 
-TEST_F(StoreDocumentTest, NeverGrowsDeeperThanItCanBeRead) {
+TEST_F(StoreDocumentTest, RejectsChangesBeyondTheNestingLimit) {
     StoreDocument document = opened("{}");
     EXPECT_EQ(document.update({"a"}, json(nested(DEEPEST))), Result::Conflict);
     EXPECT_EQ(document.update({"a"}, json(nested(DEEPEST - 1))), Result::Created);
@@ -218,7 +218,7 @@ TEST_F(StoreDocumentTest, NeverGrowsDeeperThanItCanBeRead) {
     EXPECT_EQ(savedText(), textOf(document));
 }
 
-TEST_F(StoreDocumentTest, NeverGrowsLargerThanItCanBeRead) {
+TEST_F(StoreDocumentTest, RejectsChangesBeyondTheMaximumSize) {
     const std::size_t rest = std::string("{\n  \"a\": \"\"\n}\n").size();
     StoreDocument document = opened("{}");
     std::string text(StoreDocument::MAX_SIZE - rest, 'x');
@@ -233,21 +233,21 @@ TEST_F(StoreDocumentTest, NeverGrowsLargerThanItCanBeRead) {
 
 // Loading
 
-TEST_F(StoreDocumentTest, TakesAMissingFileForTheEmptyObject) {
+TEST_F(StoreDocumentTest, MissingFileIsAnEmptyObject) {
     StoreDocument document(file);
-    std::string reason = "as it was";
+    std::string reason = "unchanged";
     EXPECT_FALSE(document.load(reason));
-    EXPECT_EQ(reason, "as it was");
+    EXPECT_EQ(reason, "unchanged");
     EXPECT_EQ(textOf(document), "{}");
     EXPECT_EQ(document.insert({"a"}, json("1")), Result::Created);
     EXPECT_EQ(test::readFile(file), "{\n  \"a\": 1\n}\n");
 }
 
-TEST_F(StoreDocumentTest, TakesTheLastOfEqualKeys) {
+TEST_F(StoreDocumentTest, LastOfDuplicateKeysWins) {
     EXPECT_EQ(textOf(opened(R"({"a":1,"b":{"c":2,"c":3},"a":4})")), R"({"a":4,"b":{"c":3}})");
 }
 
-TEST_F(StoreDocumentTest, RefusesWhatIsNoDocumentAndLeavesItAlone) {
+TEST_F(StoreDocumentTest, RejectsAnInvalidDocumentAndKeepsTheFile) {
     const std::string texts[] = {"",
                                  " ",
                                  "5",
@@ -275,11 +275,11 @@ TEST_F(StoreDocumentTest, RefusesWhatIsNoDocumentAndLeavesItAlone) {
     }
 }
 
-TEST_F(StoreDocumentTest, LoadsTheDeepestDocument) {
+TEST_F(StoreDocumentTest, LoadsADocumentAtTheNestingLimit) {
     EXPECT_EQ(textOf(opened(nested(DEEPEST))), nested(DEEPEST));
 }
 
-TEST_F(StoreDocumentTest, RefusesAHugeFileWithoutReadingIt) {
+TEST_F(StoreDocumentTest, RejectsAFileBeyondTheMaximumSize) {
     const std::string largest = "{}" + std::string(StoreDocument::MAX_SIZE - 2, ' ');
     opened(largest);
     for (const off_t size : {off_t{StoreDocument::MAX_SIZE} + 1, off_t{1} << 40}) {
@@ -291,7 +291,7 @@ TEST_F(StoreDocumentTest, RefusesAHugeFileWithoutReadingIt) {
     }
 }
 
-TEST_F(StoreDocumentTest, RefusesWhatIsNoFile) {
+TEST_F(StoreDocumentTest, RejectsAnythingButARegularFile) {
     const std::string fifo = folder / "fifo";
     const std::string loop = folder / "loop";
     ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
@@ -307,14 +307,14 @@ TEST_F(StoreDocumentTest, RefusesWhatIsNoFile) {
 
 // Saving
 
-TEST_F(StoreDocumentTest, ASaveThatFailsLeavesTheOldDocument) {
+TEST_F(StoreDocumentTest, FailedSaveKeepsTheOldDocument) {
     StoreDocument document(folder / "nowhere/store.json");
     EXPECT_EQ(document.update({"a"}, json("1")), Result::NotSaved);
     EXPECT_EQ(document.remove({}), Result::NotSaved);
     EXPECT_EQ(textOf(document), "{}");
 }
 
-TEST_F(StoreDocumentTest, AFullDiskLeavesTheOldDocument) {
+TEST_F(StoreDocumentTest, FullDiskKeepsTheOldDocument) {
     StoreDocument document = opened(R"({"a":1})");
     const StoreDocument::ValuePtr large = json('"' + std::string(100000, 'x') + '"');
     auto* const formerHandler = std::signal(SIGXFSZ, SIG_IGN);
@@ -333,7 +333,7 @@ TEST_F(StoreDocumentTest, AFullDiskLeavesTheOldDocument) {
     EXPECT_EQ(document.update({"b"}, {large->clone(), Value::destroy}), Result::Created);
 }
 
-TEST_F(StoreDocumentTest, ASomethingInTheWayLeavesTheOldDocument) {
+TEST_F(StoreDocumentTest, FolderAtTheTemporaryFileKeepsTheOldDocument) {
     StoreDocument document = opened(R"({"a":1})");
     ASSERT_EQ(mkdir((file + ".new").c_str(), 0700), 0);
     EXPECT_EQ(document.update({"a"}, json("2")), Result::NotSaved);
@@ -341,7 +341,7 @@ TEST_F(StoreDocumentTest, ASomethingInTheWayLeavesTheOldDocument) {
     EXPECT_EQ(savedText(), R"({"a":1})");
 }
 
-TEST_F(StoreDocumentTest, ReplacesWhatAKilledProcessLeft) {
+TEST_F(StoreDocumentTest, ReplacesTheTemporaryFileOfAKilledProcess) {
     StoreDocument document = opened("{}");
     test::writeFile(file + ".new", std::string(1000, 'x'));
     EXPECT_EQ(document.update({"a"}, json("1")), Result::Created);
@@ -349,7 +349,7 @@ TEST_F(StoreDocumentTest, ReplacesWhatAKilledProcessLeft) {
     EXPECT_TRUE(leftNothingBehind());
 }
 
-TEST_F(StoreDocumentTest, DoesNotWriteThroughALinkInTheWay) {
+TEST_F(StoreDocumentTest, DoesNotFollowALinkAtTheTemporaryFile) {
     const std::string other = folder / "other";
     test::writeFile(other, "precious");
     StoreDocument document = opened("{}");
@@ -359,7 +359,7 @@ TEST_F(StoreDocumentTest, DoesNotWriteThroughALinkInTheWay) {
     EXPECT_EQ(savedText(), R"({"a":1})");
 }
 
-TEST_F(StoreDocumentTest, TheFileKeepsItsPermissions) {
+TEST_F(StoreDocumentTest, SavePreservesThePermissionsOfTheFile) {
     StoreDocument document = opened("{}");
     ASSERT_EQ(chmod(file.c_str(), 0600), 0);
     EXPECT_EQ(document.update({"a"}, json("1")), Result::Created);
@@ -368,7 +368,7 @@ TEST_F(StoreDocumentTest, TheFileKeepsItsPermissions) {
     EXPECT_EQ(status.st_mode & 0777U, 0600U);
 }
 
-TEST_F(StoreDocumentTest, TakesANameWithoutAFolder) {
+TEST_F(StoreDocumentTest, FileNameWithoutAFolderIsSaved) {
     const std::filesystem::path former = std::filesystem::current_path();
     std::filesystem::current_path(folder.path());
     StoreDocument document("store.json");
@@ -377,7 +377,7 @@ TEST_F(StoreDocumentTest, TakesANameWithoutAFolder) {
     EXPECT_EQ(savedText(), R"({"a":1})");
 }
 
-// Killed at any moment
+// Killed processes
 
 long counterOf(const StoreDocument& document) {
     long counter = -1;
@@ -385,7 +385,7 @@ long counterOf(const StoreDocument& document) {
     return node == nullptr || node->get(counter) ? -1 : counter;
 }
 
-// Counts up in the document, and writes a byte for each number that is saved.
+// Increments the counter in the document; writes one byte to `saved` for each saved number.
 [[noreturn]] void countForEver(const std::string& file, int saved) {
     StoreDocument document(file);
     std::string reason;
@@ -401,8 +401,8 @@ long counterOf(const StoreDocument& document) {
     }
 }
 
-// Lets a child count until it has saved `patience` numbers and a random moment more, kills it, and
-// returns how many it had saved.
+// Runs a child that counts until it has saved `patience` numbers, kills it after a random delay,
+// and returns the number of saved numbers.
 long countUntilKilled(const std::string& file, std::mt19937& random) {
     int ends[2];
     if (pipe(ends) != 0) {
@@ -438,7 +438,7 @@ long countUntilKilled(const std::string& file, std::mt19937& random) {
     return saved;
 }
 
-TEST_F(StoreDocumentTest, KilledAtAnyMomentLeavesTheOldOrTheNewDocument) {
+TEST_F(StoreDocumentTest, KilledProcessLeavesTheCompleteOldOrNewDocument) {
     long counter = 0;
     opened("{\"counter\":0,\"ballast\":\"" + std::string(50000, 'x') + "\"}");
     std::mt19937 random(1);
@@ -446,7 +446,7 @@ TEST_F(StoreDocumentTest, KilledAtAnyMomentLeavesTheOldOrTheNewDocument) {
         const long saved = countUntilKilled(file, random);
         ASSERT_GT(saved, 0);
         const long found = counterOf(reopened());
-        // The latest one may be in the file before its byte was written.
+        // The latest number may be in the file although its byte was not yet written.
         EXPECT_TRUE(found == counter + saved || found == counter + saved + 1)
             << found << " after " << counter << " + " << saved;
         counter = found;

@@ -45,7 +45,7 @@ protected:
         handlers["/store"] = std::make_unique<StoreHandler>(std::move(document));
         return std::make_unique<kova::StaticComposedKovaService>(std::move(handlers));
     }
-    /// The answer, which came at once and left nothing pending.
+    /// Sends a request and checks that it ends inside the call. Returns its events.
     std::shared_ptr<Answer> ask(const Request& request) {
         auto answer = std::make_shared<Answer>();
         EXPECT_EQ(service->actionRequest(request, answer->receiver()),
@@ -72,7 +72,7 @@ struct StatusRow {
     char const* path;
     char const* payload;
     unsigned short code;
-    char const* answer;  // the payload, or the error message
+    char const* answer;  // payload or error message
 };
 
 void PrintTo(const StatusRow& row, std::ostream* out) {
@@ -140,7 +140,7 @@ const StatusRow ROWS[] = {
 class StoreHandlerStatusTest : public StoreHandlerTest,
                                public testing::WithParamInterface<StatusRow> {};
 
-TEST_P(StoreHandlerStatusTest, AnswersWithTheStatus) {
+TEST_P(StoreHandlerStatusTest, RespondsWithTheExpectedStatus) {
     const StatusRow& row = GetParam();
     Payload payload;
     if (*row.payload != '\0') {
@@ -164,7 +164,7 @@ TEST_P(StoreHandlerStatusTest, AnswersWithTheStatus) {
 
 INSTANTIATE_TEST_SUITE_P(Rows, StoreHandlerStatusTest, testing::ValuesIn(ROWS));
 
-TEST_F(StoreHandlerTest, SaysThatTheFileCouldNotBeWritten) {
+TEST_F(StoreHandlerTest, RespondsWithAnErrorIfTheFileCannotBeWritten) {
     service = serve(folder / "nowhere/store.json");
     const auto answer = ask(Request("update", "/store/a", Payload::createFromJSON("1")));
     EXPECT_EQ(answer->code(), 500);
@@ -172,13 +172,13 @@ TEST_F(StoreHandlerTest, SaysThatTheFileCouldNotBeWritten) {
     EXPECT_EQ(document(), "{}");
 }
 
-TEST_F(StoreHandlerTest, KeepsWhatWasStored) {
+TEST_F(StoreHandlerTest, StoredValuesAreInTheFile) {
     ask(Request("insert", "/store/new", Payload::createFromJSON("[true]")));
     service = serve(file);
     EXPECT_EQ(document(), R"({"list":[1,2],"new":[true],"volume":5})");
 }
 
-TEST_F(StoreHandlerTest, CancellingWhatIsNotPendingDoesNothing) {
+TEST_F(StoreHandlerTest, CancellationOfAnUnknownHandleIsIgnored) {
     StoreHandler handler{StoreDocument(file)};
     handler.cancelRequest(nullptr);
     handler.cancelRequest(&handler);
@@ -191,7 +191,7 @@ struct AcceptRow {
     unsigned short code;
 };
 
-TEST_F(StoreHandlerTest, AnswersInTheTypeThatIsAskedFor) {
+TEST_F(StoreHandlerTest, RespondsInTheAcceptedMimeType) {
     for (const auto& [type, code] : {AcceptRow{"application/json", 200},
                                      {"application/vnd.axobin", 200},
                                      {"plain/text", 400},
@@ -209,7 +209,7 @@ TEST_F(StoreHandlerTest, AnswersInTheTypeThatIsAskedFor) {
     }
 }
 
-TEST_F(StoreHandlerTest, AnswersInJsonWhenTheTypeIsNoText) {
+TEST_F(StoreHandlerTest, RespondsInJsonIfTheAcceptedTypeIsNotAText) {
     Request request("retrieve", "/store");
     request.add2header("$accept", new util::config::ValueInt(5));
     EXPECT_EQ(ask(request)->text(), DOCUMENT);
@@ -231,7 +231,7 @@ TEST_F(StoreHandlerTest, StoresABinaryPayload) {
     EXPECT_EQ(ask(Request("retrieve", "/store/new"))->text(), DOCUMENT);
 }
 
-TEST_F(StoreHandlerTest, RefusesABinaryPayloadThatIsCutShort) {
+TEST_F(StoreHandlerTest, RejectsATruncatedBinaryPayload) {
     Request request("retrieve", "/store");
     request.setMimeType(kova::mimetypes::AXOBIN_TYPE);
     const std::string whole = bytesOf(ask(request)->values().at(0).getPayload());
@@ -242,14 +242,14 @@ TEST_F(StoreHandlerTest, RefusesABinaryPayloadThatIsCutShort) {
     EXPECT_EQ(document(), DOCUMENT);
 }
 
-TEST_F(StoreHandlerTest, RefusesBinaryThatJsonCannotHold) {
+TEST_F(StoreHandlerTest, RejectsABinaryPayloadWithoutAJsonForm) {
     EXPECT_EQ(update(binary("\xf9\x7e\x01")), 400) << "not a number";
-    EXPECT_EQ(update(binary("\xa1\x01\x02")), 400) << "a key that is no text";
+    EXPECT_EQ(update(binary("\xa1\x01\x02")), 400) << "a key that is not a text";
     EXPECT_EQ(update(binary(std::string(1000, '\x81') + "\x01")), 400) << "too deep";
     EXPECT_EQ(document(), DOCUMENT);
 }
 
-TEST_F(StoreHandlerTest, SurvivesRandomBytes) {
+TEST_F(StoreHandlerTest, RandomPayloadsGetAnExpectedStatus) {
     const std::set<unsigned short> sensible = {201, 204, 400, 409};
     std::mt19937 random(1);
     for (int round = 0; round < 2000; ++round) {
@@ -260,7 +260,7 @@ TEST_F(StoreHandlerTest, SurvivesRandomBytes) {
     EXPECT_EQ(*kova::test::parseTree(test::readFile(file)), *kova::test::parseTree(document()));
 }
 
-TEST_F(StoreHandlerTest, TakesPlainTextThatIsJsonAndNoOtherType) {
+TEST_F(StoreHandlerTest, AcceptsJsonInPlainTextAndRejectsOtherMimeTypes) {
     EXPECT_EQ(update(Payload::createFromString("7")), 201);
     for (char const* const type :
          {"application/octet-stream", "application/vnd.msgpack", "", "x"}) {
@@ -271,7 +271,7 @@ TEST_F(StoreHandlerTest, TakesPlainTextThatIsJsonAndNoOtherType) {
 
 // Threads
 
-TEST_F(StoreHandlerTest, RequestsOfManyThreadsTakeTurns) {
+TEST_F(StoreHandlerTest, ConcurrentRequestsAreSerialized) {
     constexpr int THREADS = 4;
     constexpr int REQUESTS = 25;
     std::vector<std::thread> threads;

@@ -32,7 +32,7 @@ using test::Answer;
 constexpr milliseconds SOON(1);
 constexpr milliseconds NEVER = std::chrono::hours(1);
 
-/// A service over a folder of files that look like the kernel's.
+/// A service that reads a folder with copies of the kernel's files.
 class SystemHandlerTest : public testing::Test {
 protected:
     SystemHandlerTest() {
@@ -71,13 +71,13 @@ protected:
     std::unique_ptr<kova::StaticComposedKovaService> service;
 };
 
-// One answer
+// Single responses
 
 struct StatusRow {
     char const* command;
     char const* path;
     unsigned short code;
-    char const* answer;  // the payload, or the error message
+    char const* answer;  // payload or error message
 };
 
 void PrintTo(const StatusRow& row, std::ostream* out) {
@@ -98,7 +98,7 @@ const StatusRow ROWS[] = {
     {"", "/system", 400, "command '' not supported for path '/system'"},
 };
 
-TEST_F(SystemHandlerTest, AnswersOnce) {
+TEST_F(SystemHandlerTest, RespondsWithTheExpectedStatusAndPayload) {
     for (const StatusRow& row : ROWS) {
         SCOPED_TRACE(testing::PrintToString(row));
         const auto answer = test::ask(*service, Request(row.command, row.path));
@@ -109,7 +109,7 @@ TEST_F(SystemHandlerTest, AnswersOnce) {
     }
 }
 
-TEST_F(SystemHandlerTest, AnswersInTheTypeThatIsAskedFor) {
+TEST_F(SystemHandlerTest, RespondsInTheAcceptedMimeType) {
     for (char const* const path : {"/system", "/system/uptime"}) {
         Request request("retrieve", path);
         request.setMimeType("application/vnd.axobin");
@@ -121,7 +121,7 @@ TEST_F(SystemHandlerTest, AnswersInTheTypeThatIsAskedFor) {
     }
 }
 
-TEST_F(SystemHandlerTest, OtherSemanticsAreAnsweredOnce) {
+TEST_F(SystemHandlerTest, OtherResponseSemanticsGetOneResponse) {
     Request other("retrieve", "/system/uptime");
     kova::headers::appendResponseSemantic(other, kova::headers::SINGLE_RESPONSE);
     EXPECT_EQ(test::ask(*service, other)->code(), 200);
@@ -133,7 +133,7 @@ TEST_F(SystemHandlerTest, OtherSemanticsAreAnsweredOnce) {
 
 // Streams
 
-TEST_F(SystemHandlerTest, AStreamBeginsBeforeTheRequestIsPending) {
+TEST_F(SystemHandlerTest, FirstValueIsSentBeforeTheRequestIsPending) {
     serve(NEVER);
     const auto answer = std::make_shared<Answer>();
     EXPECT_NE(open(answer), nullptr);
@@ -143,12 +143,12 @@ TEST_F(SystemHandlerTest, AStreamBeginsBeforeTheRequestIsPending) {
     EXPECT_FALSE(answer->released());
 }
 
-TEST_F(SystemHandlerTest, AStreamSendsFreshValues) {
+TEST_F(SystemHandlerTest, StreamSendsCurrentValues) {
     const auto answer = std::make_shared<Answer>();
     open(answer);
     for (int seconds = 2; seconds < 5; ++seconds) {
         setUptime(seconds);
-        // The next value may have been read before, the one after it was not.
+        // The next value may be older than the change; the value after it is not.
         answer->awaitValues(answer->values().size() + 2);
         EXPECT_EQ(answer->text(), uptime(seconds));
         EXPECT_EQ(answer->code(), 299);
@@ -156,7 +156,7 @@ TEST_F(SystemHandlerTest, AStreamSendsFreshValues) {
     EXPECT_EQ(answer->ends(), 0);
 }
 
-TEST_F(SystemHandlerTest, StreamsDoNotWaitForEachOther) {
+TEST_F(SystemHandlerTest, StreamsAreIndependent) {
     std::vector<std::shared_ptr<Answer>> answers;
     for (int i = 0; i < 20; ++i) {
         answers.push_back(std::make_shared<Answer>());
@@ -167,14 +167,14 @@ TEST_F(SystemHandlerTest, StreamsDoNotWaitForEachOther) {
     }
 }
 
-TEST_F(SystemHandlerTest, AStreamThatCannotBeginIsNotPending) {
+TEST_F(SystemHandlerTest, StreamWithAFailedFirstValueIsNotPending) {
     const auto answer = std::make_shared<Answer>();
     EXPECT_EQ(open(answer, "/system/load"), nullptr);
     EXPECT_EQ(answer->code(), 503);
     EXPECT_TRUE(answer->released());
 }
 
-TEST_F(SystemHandlerTest, AStreamEndsWithTheErrorWhenTheFileIsGone) {
+TEST_F(SystemHandlerTest, StreamEndsWithAnErrorWhenTheFileDisappears) {
     const auto answer = std::make_shared<Answer>();
     EXPECT_NE(open(answer), nullptr);
     std::filesystem::remove(folder / "proc/uptime");
@@ -183,7 +183,7 @@ TEST_F(SystemHandlerTest, AStreamEndsWithTheErrorWhenTheFileIsGone) {
     EXPECT_EQ(answer->ends(), 1);
 }
 
-TEST_F(SystemHandlerTest, AReceiverThatHasSeenEnoughGetsTheEnd) {
+TEST_F(SystemHandlerTest, StreamCompletesWhenTheResponseHandlerStopsIt) {
     for (const unsigned long enough : {1UL, 2UL, 5UL}) {
         const auto answer = std::make_shared<Answer>();
         answer->onNext = [enough](unsigned long count) { return count == enough; };
@@ -196,7 +196,7 @@ TEST_F(SystemHandlerTest, AReceiverThatHasSeenEnoughGetsTheEnd) {
     }
 }
 
-TEST_F(SystemHandlerTest, AStreamThatEndsAtOnceLeavesNothingInTheWayOfTheNext) {
+TEST_F(SystemHandlerTest, StreamThatEndsImmediatelyDoesNotAffectTheNext) {
     serve(NEVER);
     for (int round = 0; round < 100; ++round) {
         const auto satisfied = std::make_shared<Answer>();
@@ -211,7 +211,7 @@ TEST_F(SystemHandlerTest, AStreamThatEndsAtOnceLeavesNothingInTheWayOfTheNext) {
 
 // Cancellation
 
-TEST_F(SystemHandlerTest, ACancelledStreamIsLetGoOf) {
+TEST_F(SystemHandlerTest, CancelledStreamIsReleased) {
     serve(NEVER);
     const auto answer = std::make_shared<Answer>();
     service->cancelRequest(open(answer));
@@ -230,10 +230,10 @@ TEST_F(SystemHandlerTest, UnknownHandlesAreIgnored) {
     answer->awaitRelease();
 }
 
-// Holds the sender's thread inside a receiver, at its second value, until it is told to go on. It
-// must outlive the stream.
-struct HeldReceiver {
-    explicit HeldReceiver(bool enough) {
+// Blocks the sending thread inside a response handler, at the second value, until `proceed` is set.
+// Must outlive the stream.
+struct BlockingHandler {
+    explicit BlockingHandler(bool enough) {
         answer->onNext = [this, enough](unsigned long count) {
             if (count == 2) {
                 entered.set_value();
@@ -248,9 +248,9 @@ struct HeldReceiver {
     std::promise<void> proceed;
 };
 
-TEST_F(SystemHandlerTest, CancellationDoesNotWaitForAReceiver) {
+TEST_F(SystemHandlerTest, CancellationDoesNotWaitForAResponseHandler) {
     for (const bool enough : {false, true}) {
-        HeldReceiver held(enough);
+        BlockingHandler held(enough);
         void* const handle = open(held.answer);
         held.entered.get_future().wait();
         service->cancelRequest(handle);
@@ -262,8 +262,8 @@ TEST_F(SystemHandlerTest, CancellationDoesNotWaitForAReceiver) {
     }
 }
 
-TEST_F(SystemHandlerTest, RequestsAreServedWhileAReceiverIsBusy) {
-    HeldReceiver held(false);
+TEST_F(SystemHandlerTest, RequestsAreServedWhileAResponseHandlerBlocks) {
+    BlockingHandler held(false);
     open(held.answer);
     held.entered.get_future().wait();
     EXPECT_EQ(test::ask(*service, Request("retrieve", "/system/uptime"))->code(), 200);
@@ -272,7 +272,7 @@ TEST_F(SystemHandlerTest, RequestsAreServedWhileAReceiverIsBusy) {
     service.reset();
 }
 
-TEST_F(SystemHandlerTest, AReceiverMayCancelItsOwnStream) {
+TEST_F(SystemHandlerTest, ResponseHandlerMayCancelItsOwnStream) {
     for (const bool enough : {false, true}) {
         const auto answer = std::make_shared<Answer>();
         std::promise<void*> handle;
@@ -290,7 +290,7 @@ TEST_F(SystemHandlerTest, AReceiverMayCancelItsOwnStream) {
     }
 }
 
-TEST_F(SystemHandlerTest, AReceiverMayOpenAStream) {
+TEST_F(SystemHandlerTest, ResponseHandlerMayOpenAStream) {
     const auto inner = std::make_shared<Answer>();
     const auto outer = std::make_shared<Answer>();
     outer->onNext = [&](unsigned long count) {
@@ -305,9 +305,9 @@ TEST_F(SystemHandlerTest, AReceiverMayOpenAStream) {
     service.reset();
 }
 
-// The end of the service
+// Shutdown and destruction
 
-TEST_F(SystemHandlerTest, ShutdownLetsGoOfAllStreams) {
+TEST_F(SystemHandlerTest, ShutdownReleasesAllStreams) {
     serve(NEVER);
     const auto first = std::make_shared<Answer>();
     const auto second = std::make_shared<Answer>();
@@ -323,7 +323,7 @@ TEST_F(SystemHandlerTest, ShutdownLetsGoOfAllStreams) {
     EXPECT_EQ(late->code(), 0);
 }
 
-TEST_F(SystemHandlerTest, AReceiverMayShutTheServiceDown) {
+TEST_F(SystemHandlerTest, ResponseHandlerMayShutTheServiceDown) {
     const auto answer = std::make_shared<Answer>();
     std::promise<void> pending;
     answer->onNext = [&](unsigned long count) {
@@ -339,7 +339,7 @@ TEST_F(SystemHandlerTest, AReceiverMayShutTheServiceDown) {
     EXPECT_EQ(answer->values().size(), 2U);
 }
 
-TEST_F(SystemHandlerTest, DestructionDropsOpenStreams) {
+TEST_F(SystemHandlerTest, DestructionReleasesPendingStreams) {
     for (const milliseconds interval : {SOON, NEVER}) {
         serve(interval);
         const auto answer = std::make_shared<Answer>();
@@ -350,18 +350,18 @@ TEST_F(SystemHandlerTest, DestructionDropsOpenStreams) {
     }
 }
 
-TEST_F(SystemHandlerTest, DestructionWaitsForTheReceiverThatIsCalled) {
-    HeldReceiver held(true);
+TEST_F(SystemHandlerTest, DestructionWaitsForTheRunningResponseHandler) {
+    BlockingHandler held(true);
     open(held.answer);
     held.entered.get_future().wait();
     std::thread destroyer([this] { service.reset(); });
     held.proceed.set_value();
     destroyer.join();
     EXPECT_TRUE(held.answer->released());
-    EXPECT_EQ(held.answer->ends(), 1) << "the service takes the end while it is destroyed";
+    EXPECT_EQ(held.answer->ends(), 1) << "the stream may end while the service is destroyed";
 }
 
-TEST_F(SystemHandlerTest, DestructionWhileStreamsComeAndEnd) {
+TEST_F(SystemHandlerTest, DestructionIsSafeWhileStreamsStartAndEnd) {
     for (unsigned long round = 0; round < 50; ++round) {
         serve(milliseconds(0));
         std::vector<std::shared_ptr<Answer>> answers;
@@ -382,7 +382,7 @@ TEST_F(SystemHandlerTest, DestructionWhileStreamsComeAndEnd) {
     }
 }
 
-TEST_F(SystemHandlerTest, ManyThreadsOpenAndCancel) {
+TEST_F(SystemHandlerTest, ConcurrentStreamsAndCancellationsAreSafe) {
     constexpr unsigned int THREADS = 4;
     std::vector<std::shared_ptr<Answer>> answers(THREADS * 100);
     std::vector<std::thread> threads;

@@ -31,7 +31,7 @@ protected:
         }
         return {};
     }
-    /// The facts that the text of a file gives, as JSON.
+    /// Writes the text into the file and returns the facts read from it, as JSON.
     std::string read(const std::string& name, const std::string& text) const {
         test::writeFile(fileOf(name), text);
         const auto facts = info.read(name);
@@ -103,13 +103,13 @@ const FactsRow FACTS[] = {
 
 class SystemInfoFactsTest : public SystemInfoTest, public testing::WithParamInterface<FactsRow> {};
 
-TEST_P(SystemInfoFactsTest, ReadsWhatTheFileTells) {
+TEST_P(SystemInfoFactsTest, ReadsTheFactsOfTheFile) {
     EXPECT_EQ(read(GetParam().name, GetParam().text), GetParam().facts);
 }
 
 INSTANTIATE_TEST_SUITE_P(Rows, SystemInfoFactsTest, testing::ValuesIn(FACTS));
 
-TEST_F(SystemInfoTest, MeasuresTheStorageOfMountsThatAreDevices) {
+TEST_F(SystemInfoTest, ReportsTheStorageOfMountedDevices) {
     const std::string root = read("storage", "/dev/root / ext4 rw,relatime 0 0\ntmpfs / tmpfs\n");
     const auto tree = kova::test::parseTree(root);
     ASSERT_TRUE(tree->hasKey("/")) << root;
@@ -132,13 +132,13 @@ TEST_F(SystemInfoTest, FindsAMountWithBlanksInItsName) {
     EXPECT_EQ((*tree)[stick]["device"].toJson(true), "\"/dev/a b\"");
 }
 
-TEST_F(SystemInfoTest, LeavesOutAMountWhoseNameIsNoText) {
+TEST_F(SystemInfoTest, OmitsAMountWhoseNameIsNotUtf8) {
     const std::string odd = folder / "odd\xff";
     std::filesystem::create_directory(odd);
     EXPECT_EQ(read("storage", "/dev/x " + odd + " vfat rw\n"), "{}");
 }
 
-TEST_F(SystemInfoTest, ListsItsFactsInOrder) {
+TEST_F(SystemInfoTest, NamesAreSorted) {
     const std::vector<std::string> names = {"cpu",     "load",    "memory",
                                             "network", "storage", "uptime"};
     EXPECT_EQ(info.names(), names);
@@ -151,13 +151,13 @@ TEST_F(SystemInfoTest, ListsItsFactsInOrder) {
     }
 }
 
-TEST_F(SystemInfoTest, HasNothingToTellWithoutTheFile) {
+TEST_F(SystemInfoTest, ReturnsNullIfTheFileIsMissing) {
     for (const std::string& name : info.names()) {
         EXPECT_EQ(info.read(name), nullptr) << name;
     }
 }
 
-TEST_F(SystemInfoTest, ReadsAFolderInPlaceOfAFileAsNoFacts) {
+TEST_F(SystemInfoTest, FolderInPlaceOfTheFileHasNoFacts) {
     for (const std::string& name : info.names()) {
         std::filesystem::create_directory(fileOf(name));
         const auto facts = info.read(name);
@@ -165,7 +165,7 @@ TEST_F(SystemInfoTest, ReadsAFolderInPlaceOfAFileAsNoFacts) {
     }
 }
 
-TEST_F(SystemInfoTest, ReadsAnewAtEachCall) {
+TEST_F(SystemInfoTest, ReadsTheFileAtEachCall) {
     EXPECT_EQ(read("uptime", "1.0 1.0"), R"({"idle":1.0,"up":1.0})");
     EXPECT_EQ(read("uptime", "2.0 1.0"), R"({"idle":1.0,"up":2.0})");
 }
@@ -176,7 +176,7 @@ class GermanNumbers : public std::numpunct<char> {
     std::string do_grouping() const override { return "\3"; }
 };
 
-TEST_F(SystemInfoTest, ReadsTheSameUnderEveryLocale) {
+TEST_F(SystemInfoTest, ParsingIgnoresTheGlobalLocale) {
     const std::locale former =
         std::locale::global(std::locale(std::locale::classic(), new GermanNumbers));
     const std::string uptime = read("uptime", "1000.50 2.25");
@@ -186,7 +186,7 @@ TEST_F(SystemInfoTest, ReadsTheSameUnderEveryLocale) {
     EXPECT_EQ(memory, R"({"MemTotal":1024000})");
 }
 
-TEST_F(SystemInfoTest, SurvivesHostileFiles) {
+TEST_F(SystemInfoTest, RandomFilesProduceValidFacts) {
     const std::string words[] = {"cpu",
                                  "cpu0",
                                  "MemTotal:",
@@ -226,7 +226,7 @@ TEST_F(SystemInfoTest, SurvivesHostileFiles) {
     }
 }
 
-TEST_F(SystemInfoTest, TellsAboutThisMachine) {
+TEST_F(SystemInfoTest, ReadsFactsOfTheRunningMachine) {
     const SystemInfo machine;
     for (const std::string& name : machine.names()) {
         EXPECT_NE(machine.read(name), nullptr) << name;

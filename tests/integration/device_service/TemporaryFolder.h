@@ -11,7 +11,7 @@
 
 namespace device::test {
 
-/// A folder of its own for a test, removed with all that is in it.
+/// A temporary folder, which the destructor removes with its contents.
 class TemporaryFolder {
 public:
     TemporaryFolder() {

@@ -21,7 +21,7 @@ using std::chrono::hours;
 using std::chrono::milliseconds;
 using Handler = kova::IResponseHandler<Response>;
 
-/// A service whose versions are what the test says.
+/// A service whose offered versions the test sets.
 class VersionsTest : public testing::Test {
 protected:
     Agreement agree(const std::string& wanted, milliseconds patience = hours(1)) {
@@ -40,7 +40,7 @@ protected:
 struct ChoiceRow {
     char const* wanted;
     char const* offered;
-    char const* version;  // none: null
+    char const* version;  // null if no version is selected
     char const* outcome;
 };
 
@@ -64,7 +64,7 @@ constexpr ChoiceRow CHOICES[] = {
     {"1.0.0", "[]", nullptr, "no interface serves a client built for 1.0.0 (offered: )"},
 };
 
-TEST_F(VersionsTest, TheMostCompatibleOfTheOfferedVersionsIsChosen) {
+TEST_F(VersionsTest, MostCompatibleOfferedVersionIsSelected) {
     for (const ChoiceRow& row : CHOICES) {
         SCOPED_TRACE(testing::PrintToString(row));
         offer(Response(200, Payload::createFromJSON(row.offered)));
@@ -75,7 +75,7 @@ TEST_F(VersionsTest, TheMostCompatibleOfTheOfferedVersionsIsChosen) {
     }
 }
 
-TEST_F(VersionsTest, WhatIsNoListOfTextsIsRefused) {
+TEST_F(VersionsTest, ResponseThatIsNotAListOfTextsIsRejected) {
     for (char const* const answer : {"5", "[1]", "{}", "", "[\"1.0.0\", 2]"}) {
         offer(Response(200, Payload::createFromJSON(answer)));
         EXPECT_EQ(agree("1.0.0").outcome, "what the service says is no list of versions") << answer;
@@ -85,7 +85,7 @@ TEST_F(VersionsTest, WhatIsNoListOfTextsIsRefused) {
     EXPECT_FALSE(agree("1.0.0").version);
 }
 
-TEST_F(VersionsTest, AnErrorIsToldOn) {
+TEST_F(VersionsTest, ErrorOfTheServiceIsReported) {
     resource.onRequest = [](Handler& handler) {
         handler.onError(Response::createErrorResponse(404, "not here"));
     };
@@ -95,7 +95,7 @@ TEST_F(VersionsTest, AnErrorIsToldOn) {
               "the service does not say which versions it offers: 404 Not Found: not here");
 }
 
-TEST_F(VersionsTest, NoAnswerIsNoAgreement) {
+TEST_F(VersionsTest, MissingResponseEndsWithoutAVersion) {
     constexpr char const* SILENT = "the service does not say which versions it offers";
     resource.onRequest = [](Handler& handler) { handler.onCompleted(); };
     EXPECT_EQ(agree("1.0.0").outcome, SILENT);
@@ -103,7 +103,7 @@ TEST_F(VersionsTest, NoAnswerIsNoAgreement) {
     EXPECT_EQ(agree("1.0.0").outcome, SILENT);
 }
 
-TEST_F(VersionsTest, AnAnswerMayComeFromAnotherThread) {
+TEST_F(VersionsTest, ResponseMayComeFromAnotherThread) {
     resource.handle = &resource;
     std::thread sender;
     resource.onRequest = [&sender](Handler& handler) {
@@ -114,13 +114,13 @@ TEST_F(VersionsTest, AnAnswerMayComeFromAnotherThread) {
     sender.join();
 }
 
-TEST_F(VersionsTest, ARequestThatIsNotAnsweredInTimeIsCancelled) {
+TEST_F(VersionsTest, RequestWithoutATimelyResponseIsCancelled) {
     resource.handle = &resource;
     EXPECT_FALSE(agree("1.0.0", milliseconds(0)).version);
     EXPECT_EQ(resource.cancelled.size(), 1U);
 }
 
-TEST_F(VersionsTest, OnlyTheFirstEventCounts) {
+TEST_F(VersionsTest, OnlyTheFirstEventIsUsed) {
     resource.onRequest = [](Handler& handler) {
         EXPECT_TRUE(handler.onNext(Response(200, Payload::createFromJSON("[\"1.0.0\"]"))));
         EXPECT_TRUE(handler.onNext(Response(200, Payload::createFromJSON("[\"2.0.0\"]"))));
