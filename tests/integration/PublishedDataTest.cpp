@@ -226,7 +226,7 @@ constexpr Item DECIDED[] = {
     {"5f42010243030405ff", R"("\u0001\u0002\u0003\u0004\u0005")"},
 };
 
-/// Returns the expected outcome for the item, or nullopt if there is none.
+/// Returns the expected outcome for the item, or nullopt if none exists.
 std::optional<std::string> expectedOutcome(const Value& vector, const std::string& hex) {
     for (const Item& item : DECIDED) {
         if (hex == item.hex) {
