@@ -3,6 +3,7 @@
 #include <iostream>
 #include <map>
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "kova/core/Commands.h"
@@ -40,15 +41,24 @@ public:
 
 private:
     void update(kova::IResponseHandler<Response>& handler, const Request& request) {
-        std::string text;
-        Payload::createStringFrom(request.getPayload(), text, true);
+        const std::optional<std::string> text = textIn(request.getPayload());
         if (text != "on" && text != "off") {
             refuse(handler, kova::statuscodes::BAD_REQUEST,
-                   "'" + request.getPath() + "' is on or off, not '" + text + "'");
+                   "'" + request.getPath() + "' is on or off, not " +
+                       (text ? "'" + *text + "'" : "a payload without plain text"));
             return;
         }
         on_ = text == "on";
         answer(handler, Response(kova::statuscodes::NO_CONTENT));
+    }
+    // Returns the text of a payload of plain text; nothing for any other payload.
+    static std::optional<std::string> textIn(const Payload& payload) {
+        if (payload.getMimeType() != kova::mimetypes::PLAIN_TEXT_TYPE) {
+            return std::nullopt;
+        }
+        std::string text;
+        payload.getBlob().toString(text);
+        return text;
     }
     static void answer(kova::IResponseHandler<Response>& handler, const Response& response) {
         handler.onNext(response);
@@ -88,6 +98,7 @@ int main() {
     ask(service, Request("update", "/lamp", Payload::createFromString("on")));
     ask(service, Request("retrieve", "/lamp/"));
     ask(service, Request("update", "/lamp", Payload::createFromString("dim")));
+    ask(service, Request("update", "/lamp"));
     ask(service, Request("delete", "/lamp"));
     ask(service, Request("retrieve", "/lamp/bulb"));
     service.shutdown();
