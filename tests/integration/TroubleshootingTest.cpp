@@ -75,7 +75,7 @@ TEST(TroubleshootingTest, PageListsTheErrorsThatTheFrameworkReports) {
     EXPECT_EQ(shown, reportedErrors());
 }
 
-/// A channel, a level as written in the source, and a text.
+/// A channel, a level as the page shows it, and a text.
 using Message = std::tuple<std::string, std::string, std::string>;
 
 std::string textOf(const std::string& literals) {
@@ -102,6 +102,18 @@ std::string channelOf(const std::string& source) {
     return {};
 }
 
+// Returns the level of a call as the page shows it: a choice between two is "3 or 4".
+std::string levelOf(const std::string& argument) {
+    static const std::regex choice(R"(\w+ \? (\d) : (\d))");
+    std::smatch found;
+    if (!std::regex_match(argument, found, choice)) {
+        return argument;
+    }
+    const std::string first = found[1];
+    const std::string second = found[2];
+    return std::min(first, second) + " or " + std::max(first, second);
+}
+
 // Returns every trace message in the sources of the core.
 std::set<Message> tracedMessages() {
     static const std::regex call(R"re(\W[tT]race\(\s*([^,"()]+),\s*((?:"(?:[^"\\]|\\.)*"\s*)+))re");
@@ -109,7 +121,7 @@ std::set<Message> tracedMessages() {
     for (const std::string& source : filesBelow("src/core", ".cpp")) {
         const std::string text = read(source);
         for (std::sregex_iterator at(text.begin(), text.end(), call), end; at != end; ++at) {
-            messages.emplace(channelOf(source), (*at)[1], asCell(textOf((*at)[2])));
+            messages.emplace(channelOf(source), levelOf((*at)[1]), asCell(textOf((*at)[2])));
         }
     }
     return messages;
