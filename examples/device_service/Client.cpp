@@ -1,6 +1,6 @@
 #include "Client.h"
 
-#include <ostream>
+#include <algorithm>
 #include <utility>
 #include <vector>
 
@@ -10,6 +10,8 @@
 #include "kova/core/RootAccessor.h"
 #include "kova/core/headers.h"
 #include "kova/core/tracing.h"
+#include "util/config/Array.h"
+#include "util/config/Scalars.h"
 
 namespace device {
 
@@ -19,13 +21,13 @@ public:
     Printer(Client& client, unsigned long number) : client_(client), number_(number) {}
 
     bool onNext(const kova::Response& value) override {
-        client_.print(number_, "next " + textOf(value), false);
+        const auto payload = plainText(value.getPayload());
+        client_.print(number_, "next " + textOf(value), payload,
+                      payload ? exitstatus::of(value.getStatusCode()) : exitstatus::FAILED);
         return false;
     }
-    void onError(const kova::Response& error) override {
-        client_.print(number_, "error " + textOf(error), true);
-    }
-    void onCompleted() override { client_.print(number_, "completed", true); }
+    void onError(const kova::Response& error) override { client_.fail(number_, error); }
+    void onCompleted() override { client_.end(number_); }
 
 private:
     Client& client_;
@@ -40,10 +42,13 @@ public:
 
     bool onNext(const std::vector<std::string>& resources) override {
         std::string text = "next " + std::to_string(resources.size()) + " resources";
+        util::config::Array locators;
         for (const std::string& resource : resources) {
-            text += "\n      " + client_.address_.locatorOf(resource);
+            const std::string locator = client_.address_.locatorOf(resource);
+            text += "\n      " + locator;
+            locators.add(new util::config::ValueString(locator));
         }
-        client_.print(number_, text, false);
+        client_.print(number_, text, locators.toJson(true), exitstatus::ANSWERED);
         return false;
     }
     void onError(const kova::Response& error) override { printer_.onError(error); }
@@ -56,17 +61,24 @@ private:
 };
 
 Client::Client(std::unique_ptr<kova::StaticComposedKovaService> service,
-               const std::string& servicePath, std::function<bool()> interrupted, std::ostream& out)
+               const std::string& servicePath, std::function<bool()> interrupted, Display display)
     : address_(servicePath),
       interrupted_(std::move(interrupted)),
-      out_(out),
+      display_(display),
       service_(std::move(service)) {}
 
 bool Client::connect(const std::string& version) {
     kova::Request question(kova::commands::RETRIEVE, VERSIONS_PATH);
     sign(question);
     const Agreement agreement = agreeOnVersion(*service_, question, version, SLICE * SLICES);
-    say("> connect to " + address_.servicePath() + ": " + agreement.outcome);
+    const std::string text = "> connect to " + address_.servicePath() + ": " + agreement.outcome;
+    const std::lock_guard<std::mutex> guard(mutex_);
+    if (agreement.version) {
+        display_.say(text);
+    } else {
+        display_.complain(text, agreement.outcome);
+        note(exitstatus::NOT_STARTED);
+    }
     return agreement.version.has_value();
 }
 
@@ -85,8 +97,7 @@ void Client::send(kova::Request request) {
     // cppcheck-suppress accessMoved ; a service that refuses does not move from the handler
     const bool refused = handler != nullptr;
     if (!follow(number, handle)) {
-        say("  #" + std::to_string(number) +
-            (refused ? " refused: the service is shut down" : " no answer"));
+        giveUp(number, refused ? "refused: the service is shut down" : "no answer");
     }
 }
 
@@ -95,8 +106,7 @@ void Client::list(const std::string& mimeType) {
     kova::RootAccessor root(service_.get(), mimeType, address_.servicePath());
     void* const handle = root.trackResources(std::make_shared<ListPrinter>(*this, number));
     if (!follow(number, handle)) {
-        say("  #" + std::to_string(number) +
-            " no list: the service is shut down, or answers something else");
+        giveUp(number, "no list: the service is shut down, or answers something else");
     }
 }
 
@@ -124,6 +134,12 @@ bool Client::follow(unsigned long number, void* handle) {
     return true;
 }
 
+void Client::giveUp(unsigned long number, const std::string& reason) {
+    const std::lock_guard<std::mutex> guard(mutex_);
+    display_.complain("  #" + std::to_string(number) + " " + reason, reason);
+    note(exitstatus::FAILED);
+}
+
 void Client::cancel(const std::optional<unsigned long>& number) {
     std::unique_lock<std::mutex> lock(mutex_);
     auto found = pending_.end();
@@ -134,7 +150,7 @@ void Client::cancel(const std::optional<unsigned long>& number) {
     }
     if (found == pending_.end()) {
         lock.unlock();
-        say("nothing to cancel");
+        complain("nothing to cancel");
         return;
     }
     const auto [cancelled, handle] = *found;
@@ -155,7 +171,7 @@ void Client::wait(unsigned long count) {
         lock.unlock();
     }
     if (!came) {
-        say("gave up waiting");
+        complain("gave up waiting");
     }
 }
 
@@ -172,20 +188,67 @@ void Client::shutdown() {
 
 void Client::say(const std::string& text) {
     const std::lock_guard<std::mutex> guard(mutex_);
-    out_ << text << std::endl;
+    display_.say(text);
 }
 
-void Client::print(unsigned long number, const std::string& event, bool last) {
+void Client::complain(const std::string& text) {
+    const std::lock_guard<std::mutex> guard(mutex_);
+    display_.complain(text);
+}
+
+void Client::refuse(const std::string& reason) {
+    const std::lock_guard<std::mutex> guard(mutex_);
+    display_.complain(reason);
+    note(exitstatus::MISUSED);
+}
+
+int Client::exitStatus() {
+    const std::lock_guard<std::mutex> guard(mutex_);
+    return exitStatus_;
+}
+
+void Client::note(int status) {
+    exitStatus_ = std::max(exitStatus_, status);
+}
+
+void Client::print(unsigned long number, const std::string& event,
+                   const std::optional<std::string>& payload, int status) {
+    const std::string line = "  #" + std::to_string(number) + " " + event;
+    tell(number, false, [&] {
+        if (payload) {
+            display_.show(line, *payload);
+        } else {
+            display_.complain(line, "the payload cannot be read");
+        }
+        note(status);
+    });
+}
+
+void Client::end(unsigned long number) {
+    tell(number, true, [&] { display_.say("  #" + std::to_string(number) + " completed"); });
+}
+
+void Client::fail(unsigned long number, const kova::Response& error) {
+    tell(number, true, [&] {
+        display_.complain("  #" + std::to_string(number) + " error " + textOf(error),
+                          error.getErrorMessageWithCode());
+        // An error is one whatever its code says.
+        note(std::max(exitstatus::REFUSED, exitstatus::of(error.getStatusCode())));
+    });
+}
+
+// Shows an event of a request that was not cancelled meanwhile.
+void Client::tell(unsigned long number, bool last, const std::function<void()>& show) {
     {
         const std::lock_guard<std::mutex> guard(mutex_);
         const auto found = pending_.find(number);
         if (found == pending_.end()) {
-            return;  // the request has been cancelled
+            return;
         }
         if (last) {
             pending_.erase(found);
         }
-        out_ << "  #" << number << ' ' << event << std::endl;
+        show();
         ++events_;
     }
     changed_.notify_all();

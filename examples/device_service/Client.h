@@ -3,7 +3,6 @@
 #include <chrono>
 #include <condition_variable>
 #include <functional>
-#include <iosfwd>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -11,6 +10,8 @@
 #include <string>
 
 #include "Address.h"
+#include "Display.h"
+#include "ExitStatus.h"
 #include "kova/core/StaticComposedKovaService.h"
 
 namespace device {
@@ -22,9 +23,9 @@ namespace device {
 class Client {
 public:
     /// `servicePath` names the service in locators and in requests. `interrupted` returns whether
-    /// to stop waiting. `out` must outlive the client.
+    /// to stop waiting.
     Client(std::unique_ptr<kova::StaticComposedKovaService> service, const std::string& servicePath,
-           std::function<bool()> interrupted, std::ostream& out);
+           std::function<bool()> interrupted, Display display);
 
     const Address& address() const { return address_; }
 
@@ -45,6 +46,10 @@ public:
     void shutdown();
     /// Prints a line that is not an event.
     void say(const std::string& text);
+    /// Prints what is wrong with a line of input; counts for the exit status as misuse.
+    void refuse(const std::string& reason);
+    /// Returns the worst of what happened to requests and lines so far, as an exit status.
+    int exitStatus();
 
 private:
     class Printer;
@@ -53,16 +58,25 @@ private:
     void sign(kova::Request& request) const;
     unsigned long begin(const std::string& text);
     bool follow(unsigned long number, void* handle);
-    void print(unsigned long number, const std::string& event, bool last);
+    void complain(const std::string& text);
+    void giveUp(unsigned long number, const std::string& reason);
+    void note(int status);
+    void print(unsigned long number, const std::string& event,
+               const std::optional<std::string>& payload, int status);
+    void end(unsigned long number);
+    void fail(unsigned long number, const kova::Response& error);
+    void tell(unsigned long number, bool last, const std::function<void()>& show);
 
     static constexpr std::chrono::milliseconds SLICE{100};
     static constexpr int SLICES = 100;
 
     const Address address_;
     const std::function<bool()> interrupted_;
-    std::ostream& out_;
     unsigned long lastNumber_ = 0;
+    /// Guards all that follows but the service.
     std::mutex mutex_;
+    Display display_;
+    int exitStatus_ = exitstatus::ANSWERED;
     std::condition_variable changed_;
     unsigned long events_ = 0;
     /// Maps a request's number to its handle, which is null until `actionRequest` has returned.

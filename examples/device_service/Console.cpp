@@ -1,5 +1,7 @@
 #include "Console.h"
 
+#include <algorithm>
+#include <iterator>
 #include <optional>
 #include <utility>
 
@@ -19,6 +21,10 @@ std::string takeWord(std::string& line) {
     std::string word = line.substr(0, line.find_first_of(BLANKS));
     line.erase(0, line.find_first_not_of(BLANKS, word.size()));
     return word;
+}
+
+std::string firstWord(std::string line) {
+    return takeWord(line);
 }
 
 }  // namespace
@@ -44,30 +50,52 @@ char const* Console::help() {
            "PATH can also be a locator: kova:/device$/system/memory\n";
 }
 
+const Console::Word Console::WORDS[] = {
+    {"list", &Console::list},     {"retrieve", &Console::ask},      {"watch", &Console::ask},
+    {"cancel", &Console::cancel}, {"update", &Console::ask},        {"insert", &Console::ask},
+    {"delete", &Console::ask},    {"accept", &Console::accept},     {"wait", &Console::wait},
+    {"help", &Console::showHelp}, {"shutdown", &Console::shutdown}, {"quit", &Console::quit}};
+
+std::string Console::knownWords() {
+    std::string names;
+    for (const Word& word : WORDS) {
+        names += (names.empty() ? "" : ", ") + std::string(word.name);
+    }
+    return names;
+}
+
 bool Console::execute(const std::string& line) {
     std::string rest = line;
-    const std::string word = takeWord(rest);
-    if (word.empty() || word[0] == '#') {
+    const std::string name = takeWord(rest);
+    if (name.empty() || name[0] == '#') {
         client_.say(line);
-    } else if (word == "quit") {
-        return false;
-    } else if (word == "help") {
-        client_.say(help());
-    } else if (word == "list") {
-        client_.list(mimeType_);
-    } else if (word == "cancel") {
-        cancel(takeWord(rest));
-    } else if (word == "wait") {
-        wait(takeWord(rest));
-    } else if (word == "accept") {
-        accept(takeWord(rest));
-    } else if (word == "shutdown") {
-        client_.say("> shutdown");
-        client_.shutdown();
-    } else {
-        ask(word, rest);
+        return true;
     }
-    return true;
+    const auto* const word = std::find_if(std::begin(WORDS), std::end(WORDS),
+                                          [&](const Word& known) { return known.name == name; });
+    if (word == std::end(WORDS)) {
+        client_.refuse("there is no command '" + name + "'; there are: " + knownWords());
+    } else {
+        (this->*word->run)(name, rest);
+    }
+    return !quits_;
+}
+
+void Console::list(const std::string& /*name*/, const std::string& /*rest*/) {
+    client_.list(mimeType_);
+}
+
+void Console::shutdown(const std::string& /*name*/, const std::string& /*rest*/) {
+    client_.say("> shutdown");
+    client_.shutdown();
+}
+
+void Console::showHelp(const std::string& /*name*/, const std::string& /*rest*/) {
+    client_.say(help());
+}
+
+void Console::quit(const std::string& /*name*/, const std::string& /*rest*/) {
+    quits_ = true;
 }
 
 void Console::ask(const std::string& command, const std::string& rest) {
@@ -75,7 +103,7 @@ void Console::ask(const std::string& command, const std::string& rest) {
     std::string path;
     std::string reason;
     if (client_.address().read(takeWord(payload), path, reason)) {
-        client_.say(reason);
+        client_.refuse(reason);
         return;
     }
     const bool watching = command == "watch";
@@ -89,32 +117,35 @@ void Console::ask(const std::string& command, const std::string& rest) {
     client_.send(std::move(request));
 }
 
-void Console::cancel(const std::string& which) {
+void Console::cancel(const std::string& /*name*/, const std::string& rest) {
+    const std::string which = firstWord(rest);
     const std::optional<unsigned long> number = numberOf(which);
     if (number || which.empty()) {
         client_.cancel(number);
     } else {
-        client_.say("nothing to cancel");
+        client_.refuse("cancel, or cancel NUMBER");
     }
 }
 
-void Console::wait(const std::string& count) {
+void Console::wait(const std::string& /*name*/, const std::string& rest) {
+    const std::string count = firstWord(rest);
     const std::optional<unsigned long> number =
         count.empty() ? std::optional<unsigned long>(1) : numberOf(count);
     if (number) {
         client_.wait(*number);
     } else {
-        client_.say("wait, or wait COUNT");
+        client_.refuse("wait, or wait COUNT");
     }
 }
 
-void Console::accept(const std::string& type) {
+void Console::accept(const std::string& /*name*/, const std::string& rest) {
+    const std::string type = firstWord(rest);
     if (type == "json") {
         mimeType_ = kova::mimetypes::JSON_TYPE;
     } else if (type == "binary") {
         mimeType_ = kova::mimetypes::AXOBIN_TYPE;
     } else {
-        client_.say("accept json, or accept binary");
+        client_.refuse("accept json, or accept binary");
         return;
     }
     client_.say("> answers are wanted as " + mimeType_);

@@ -15,17 +15,30 @@ public:
     /// Returns a description of the commands for the user.
     static char const* help();
 
-    /// Executes one line. Returns false if the line is the command to quit.
+    /// Executes one line, or refuses it. Returns false if the line is the command to quit.
     bool execute(const std::string& line);
 
 private:
+    /// A word that a line may begin with, and what it does with the rest of the line.
+    struct Word {
+        char const* name;
+        void (Console::*run)(const std::string& name, const std::string& rest);
+    };
+    static const Word WORDS[];
+    static std::string knownWords();
+
     void ask(const std::string& command, const std::string& rest);
-    void cancel(const std::string& which);
-    void wait(const std::string& count);
-    void accept(const std::string& type);
+    void list(const std::string& name, const std::string& rest);
+    void cancel(const std::string& name, const std::string& rest);
+    void wait(const std::string& name, const std::string& rest);
+    void accept(const std::string& name, const std::string& rest);
+    void shutdown(const std::string& name, const std::string& rest);
+    void showHelp(const std::string& name, const std::string& rest);
+    void quit(const std::string& name, const std::string& rest);
 
     Client& client_;
     std::string mimeType_;
+    bool quits_ = false;
 };
 
 }  // namespace device

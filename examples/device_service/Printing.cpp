@@ -1,6 +1,7 @@
 #include "Printing.h"
 
 #include <memory>
+#include <utility>
 
 #include "kova/core/MimeTypes.h"
 #include "kova/core/headers.h"
@@ -63,6 +64,16 @@ std::string textOf(const kova::Request& request) {
 
 std::string textOf(const kova::Response& response) {
     return response.getErrorMessageWithCode() + partsOf(response);
+}
+
+std::optional<std::string> plainText(const kova::Payload& payload) {
+    std::string text;
+    if (payload.isEmpty() || payload.getMimeType() != kova::mimetypes::AXOBIN_TYPE) {
+        payload.getBlob().toString(text);
+        return text;
+    }
+    const bool failed = kova::Payload::createStringFrom(payload, text, true);
+    return failed ? std::nullopt : std::optional<std::string>(std::move(text));
 }
 
 }  // namespace device

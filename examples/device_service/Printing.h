@@ -1,5 +1,6 @@
 #pragma once
 
+#include <optional>
 #include <string>
 
 #include "kova/core/Request.h"
@@ -12,5 +13,9 @@ namespace device {
 /// tokens are masked, because the output may be stored and shared.
 std::string textOf(const kova::Request& request);
 std::string textOf(const kova::Response& response);
+
+/// Returns a payload as another program reads it: the bytes verbatim, but JSON for the binary
+/// format. The text is empty for an empty payload. Nothing for binary bytes that cannot be read.
+std::optional<std::string> plainText(const kova::Payload& payload);
 
 }  // namespace device

@@ -17,6 +17,8 @@
 #include "Client.h"
 #include "ClockHandler.h"
 #include "Console.h"
+#include "Display.h"
+#include "ExitStatus.h"
 #include "LineReader.h"
 #include "Replies.h"
 #include "StoreHandler.h"
@@ -46,8 +48,9 @@ std::vector<std::string> linesOf(const std::vector<std::string>& arguments) {
 }
 
 // Executes the lines of standard input. Returns false if a line is the command to quit.
-bool readLines(device::LineReader& lines, device::Client& client, device::Console& console) {
-    const bool terminal = isatty(STDIN_FILENO) != 0;
+bool readLines(device::LineReader& lines, device::Client& client, device::Console& console,
+               bool quiet) {
+    const bool terminal = isatty(STDIN_FILENO) != 0 && !quiet;
     if (terminal) {
         client.say(R"(Send requests to this machine; "help" tells how, "quit" ends.)");
     }
@@ -86,6 +89,7 @@ struct Options {
     unsigned int interval = 1000;
     std::string speaks = BUILT_FOR;
     std::string clientId = "console";
+    bool quiet = false;
     /// The words or lines of the requests.
     std::vector<std::string> arguments;
 };
@@ -102,21 +106,29 @@ void describe(CLI::App& app, Options& options) {
         ->capture_default_str();
     app.add_option("--client", options.clientId, "name under which the client sends its requests")
         ->capture_default_str();
+    app.add_flag("--quiet", options.quiet,
+                 "only payloads on standard output, each on lines of its own; errors on standard "
+                 "error");
     app.footer(std::string("A request follows the options, or several requests as one argument "
                            "each. Without one, lines\nare read from standard input:\n\n") +
                device::Console::help() +
-               "\nThe variable ZEL_CONFIG_KOVA_AGT, if set, is the token that requests carry.\n");
+               "\nThe variable ZEL_CONFIG_KOVA_AGT, if set, is the token that requests carry.\n\n"
+               "The exit status is the highest of:\n"
+               "  0  every request was answered\n"
+               "  1  no request was sent: the store cannot be read, or no version is compatible\n"
+               "  2  the command line or a line of input was not understood\n"
+               "  4  an answer had a code from 400 to 499\n"
+               "  5  an answer had a code of 500 or above, or there was no answer\n");
     // Parse no options or lists after the first word of a request: dashes and brackets belong to
     // the request.
     app.prefix_command();
 }
 
 // Sends the requests of the command line; without any, those of standard input.
-void play(const std::vector<std::string>& arguments, device::LineReader& lines,
-          device::Client& client) {
+void play(const Options& options, device::LineReader& lines, device::Client& client) {
     device::Console console(client);
-    bool more = !arguments.empty() || readLines(lines, client, console);
-    for (const std::string& line : linesOf(arguments)) {
+    bool more = !options.arguments.empty() || readLines(lines, client, console, options.quiet);
+    for (const std::string& line : linesOf(options.arguments)) {
         more = more && !lines.waitForStop(0) && console.execute(line);
     }
     // After the end of the input, streams continue until a signal stops the process.
@@ -129,7 +141,7 @@ int run(const Options& options) {
     std::string reason;
     if (document.load(reason)) {
         std::cerr << reason << '\n';
-        return 1;
+        return device::exitstatus::NOT_STARTED;
     }
     tracing::client_helper::setClientId(options.clientId);
     kova::headers::setAgt("");  // use the environment's token: a process list would show an option
@@ -137,14 +149,14 @@ int run(const Options& options) {
     device::LineReader lines(STDIN_FILENO);
     device::Client client(
         makeService(std::move(document), std::chrono::milliseconds(options.interval)), SERVICE_PATH,
-        [&lines] { return lines.waitForStop(0); }, std::cout);
-    const bool connected = client.connect(options.speaks);
-    if (connected) {
-        play(options.arguments, lines, client);
+        [&lines] { return lines.waitForStop(0); },
+        options.quiet ? device::Display(std::cout, std::cerr) : device::Display(std::cout));
+    if (client.connect(options.speaks)) {
+        play(options, lines, client);
     }
     client.shutdown();
     client.say("the service is shut down");
-    return connected ? 0 : 1;
+    return client.exitStatus();
 }
 
 }  // namespace
@@ -153,15 +165,19 @@ int main(int argc, char** argv) try {
     CLI::App app("This machine as a kova service, with a client that sends it requests.");
     Options options;
     describe(app, options);
-    CLI11_PARSE(app, argc, argv);
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError& error) {
+        return app.exit(error) == 0 ? device::exitstatus::ANSWERED : device::exitstatus::MISUSED;
+    }
     options.arguments = app.remaining();
     if (!options.arguments.empty() && options.arguments[0][0] == '-') {
         std::cerr << "unknown option " << options.arguments[0]
                   << "; --help tells which there are\n";
-        return 1;
+        return device::exitstatus::MISUSED;
     }
     return run(options);
 } catch (const std::exception& error) {
     std::cerr << error.what() << '\n';
-    return 1;
+    return device::exitstatus::NOT_STARTED;
 }

@@ -60,7 +60,7 @@ protected:
     kova::test::Mounts mounts{{"/r"}};
     kova::test::ScriptedResource& resource = mounts["/r"];
     Client client{std::make_unique<kova::StaticComposedKovaService>(mounts.take()), "/device",
-                  [this] { return interrupted; }, out};
+                  [this] { return interrupted; }, Display(out)};
     Console console{client};
 };
 

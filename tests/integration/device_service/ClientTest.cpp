@@ -69,6 +69,46 @@ TEST_F(ClientTest, ReportsARequestThatEndsWithoutAnEvent) {
     EXPECT_EQ(run("retrieve /r"), "> #1 retrieve /r\n" + HEADER + "  #1 no answer\n");
 }
 
+// The exit status
+
+TEST_F(ClientTest, TheExitStatusIsThatOfTheWorstAnswer) {
+    struct Row {
+        Response response;
+        int status;
+    };
+    for (const Row& row : {Row{Response(200), exitstatus::ANSWERED},
+                           {Response(404), exitstatus::REFUSED},
+                           {Response(200), exitstatus::REFUSED},
+                           {Response::createErrorResponse(499, "a"), exitstatus::REFUSED},
+                           {Response(500), exitstatus::FAILED},
+                           {Response::createErrorResponse(400, "b"), exitstatus::FAILED}}) {
+        answerWith(row.response);
+        run("retrieve /r");
+        EXPECT_EQ(client.exitStatus(), row.status) << row.response.toString();
+    }
+}
+
+TEST_F(ClientTest, AnErrorWithTheCodeOfASuccessIsARefusal) {
+    resource.onRequest = [](kova::IResponseHandler<Response>& handler) {
+        handler.onError(Response(200));
+    };
+    run("retrieve /r");
+    EXPECT_EQ(client.exitStatus(), exitstatus::REFUSED);
+}
+
+TEST_F(ClientTest, ARequestWithoutAnAnswerHasFailed) {
+    resource.onRequest = nullptr;
+    run("retrieve /r");
+    EXPECT_EQ(client.exitStatus(), exitstatus::FAILED);
+}
+
+TEST_F(ClientTest, ARequestAfterTheShutdownHasFailed) {
+    run("shutdown");
+    EXPECT_EQ(client.exitStatus(), exitstatus::ANSWERED);
+    run("list");
+    EXPECT_EQ(client.exitStatus(), exitstatus::FAILED);
+}
+
 // The list of resources
 
 TEST_F(ClientTest, ListsTheLocatorsOfTheResources) {
@@ -102,7 +142,7 @@ protected:
     kova::test::Mounts mounts{{"/"}};
     kova::test::ScriptedResource& root = mounts["/"];
     Client client{std::make_unique<kova::StaticComposedKovaService>(mounts.take()), "/device",
-                  [] { return false; }, out};
+                  [] { return false; }, Display(out)};
 };
 
 TEST_F(OwnRootTest, ResponseThatIsNotAListIsNotPrinted) {
@@ -264,7 +304,7 @@ protected:
                                                               std::chrono::milliseconds(1));
         client = std::make_unique<Client>(
             std::make_unique<kova::StaticComposedKovaService>(std::move(handlers)), "/device",
-            [] { return false; }, out);
+            [] { return false; }, Display(out));
         console = std::make_unique<Console>(*client);
     }
 

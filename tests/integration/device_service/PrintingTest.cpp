@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <optional>
 #include <string>
 
 #include "kova/core/MimeTypes.h"
@@ -72,6 +73,18 @@ TEST(PrintingTest, PayloadOfAnotherTypeIsShownByItsMimeType) {
                 EndsWith("application/octet-stream, 1 bytes: <binary>"));
     EXPECT_THAT(textOf(Response(200, Payload::createFromRaw(&byte, 1, "x/y"))),
                 EndsWith("x/y, 1 bytes: <unknown>"));
+}
+
+TEST(PrintingTest, ThePlainTextOfAPayloadIsItsBytesOrTheJsonOfBinaryData) {
+    EXPECT_EQ(plainText(Payload()), "");
+    EXPECT_EQ(plainText(Payload::createFromJSON("[1, 2]")), "[1, 2]");
+    EXPECT_EQ(plainText(Payload::createFromString("<empty>")), "<empty>");
+    EXPECT_EQ(plainText(binary("\x82\x01\xf5")), "[1,true]");
+    EXPECT_EQ(plainText(binary("\xff\xfe")), std::nullopt);
+    const std::string bytes("a\0b", 3);
+    EXPECT_EQ(plainText(Payload::createFromRaw(reinterpret_cast<unsigned char const*>(bytes.data()),
+                                               bytes.size(), "application/octet-stream")),
+              bytes);
 }
 
 }  // namespace

@@ -13,6 +13,7 @@
 #include <utility>
 #include <vector>
 
+#include "ExitStatus.h"
 #include "LineReader.h"
 #include "TemporaryFolder.h"
 
@@ -24,8 +25,10 @@ using testing::Not;
 
 using Arguments = std::vector<std::string>;
 
-[[noreturn]] void become(const std::string& folder, const Arguments& arguments) {
-    std::vector<char const*> words = {"sh", "-c", "exec " DEVICE_SERVICE " \"$@\"", "sh"};
+// `script` ends in the program's words: exec PROGRAM "$@".
+[[noreturn]] void become(const std::string& folder, char const* script,
+                         const Arguments& arguments) {
+    std::vector<char const*> words = {"sh", "-c", script, "sh"};
     for (const std::string& argument : arguments) {
         words.push_back(argument.c_str());
     }
@@ -36,16 +39,19 @@ using Arguments = std::vector<std::string>;
     _exit(127);
 }
 
+constexpr char const* START = "exec " DEVICE_SERVICE " \"$@\"";
+
 /// The running program. The test writes its standard input and reads its standard output and error.
 class Program {
 public:
-    enum class Input { Pipe, Terminal };
+    /// Where the program's standard error goes: to the output as well, or to the file "errors".
+    enum class Kind { Pipe, Terminal, ErrorsInFile };
 
-    Program(const std::string& folder, const Arguments& arguments, Input kind = Input::Pipe) {
-        if (kind == Input::Terminal) {
+    Program(const std::string& folder, const Arguments& arguments, Kind kind = Kind::Pipe) {
+        if (kind == Kind::Terminal) {
             child_ = forkpty(&output_, nullptr, nullptr, nullptr);
             if (child_ == 0) {
-                become(folder, arguments);
+                become(folder, START, arguments);
             }
             input_ = dup(output_);
             return;
@@ -60,7 +66,9 @@ public:
             dup2(in[0], STDIN_FILENO);
             dup2(out[1], STDOUT_FILENO);
             dup2(out[1], STDERR_FILENO);
-            become(folder, arguments);
+            become(folder,
+                   kind == Kind::ErrorsInFile ? "exec " DEVICE_SERVICE " \"$@\" 2>errors" : START,
+                   arguments);
         }
         close(in[0]);
         close(out[1]);
@@ -139,12 +147,12 @@ protected:
     ProgramTest() { std::signal(SIGPIPE, SIG_IGN); }
     ~ProgramTest() override { std::signal(SIGPIPE, SIG_DFL); }
 
-    /// Runs the program with the input, checks that it ends successfully, and returns its output.
-    std::string run(const Arguments& arguments, const std::string& input = "") {
+    /// Runs the program with the input, checks its exit status, and returns its output.
+    std::string run(const Arguments& arguments, const std::string& input = "", int status = 0) {
         Program program(folder.path(), arguments);
         program.write(input);
         program.closeInput();
-        EXPECT_EQ(program.wait(), 0) << program.output();
+        EXPECT_EQ(program.wait(), status) << program.output();
         EXPECT_TRUE(endsWell(program.output())) << program.output();
         return program.output();
     }
@@ -158,7 +166,7 @@ protected:
 };
 
 TEST_F(ProgramTest, SampleRequestsProduceTheExpectedOutput) {
-    const std::string output = run({"--interval", "10"}, test::readFile(TOUR));
+    const std::string output = run({"--interval", "10"}, test::readFile(TOUR), exitstatus::FAILED);
     std::size_t place = 0;
     for (char const* const line :
          {"> connect to /device: interface 1.2.1 serves a client built for 1.2.0 (offered: ",
@@ -242,7 +250,8 @@ TEST_F(ProgramTest, ReadsLinesFromAPipe) {
 
 TEST_F(ProgramTest, QuitAndShutdownEndPendingStreams) {
     EXPECT_THAT(run({}, "watch /system/load\nquit\nretrieve /store\n"), Not(HasSubstr("/store")));
-    EXPECT_THAT(run({}, "watch /system/load\nshutdown\nretrieve /store\n"), HasSubstr("refused"));
+    EXPECT_THAT(run({}, "watch /system/load\nshutdown\nretrieve /store\n", exitstatus::FAILED),
+                HasSubstr("refused"));
     run({"watch /system/load", "quit now"});
 }
 
@@ -262,7 +271,7 @@ TEST_F(ProgramTest, ContinuesOnlyWithACompatibleService) {
         HasSubstr("> connect to /device: interface 2.0.0 serves a client built for 2.0.0 "));
     for (char const* const version : {"3.0.0", "newest"}) {
         Program program(folder.path(), {"--speaks", version, "list"});
-        EXPECT_EQ(program.wait(), 1);
+        EXPECT_EQ(program.wait(), exitstatus::NOT_STARTED);
         EXPECT_THAT(program.output(), HasSubstr("no interface serves a client built for "));
         EXPECT_THAT(program.output(), Not(HasSubstr("#1")));
         EXPECT_TRUE(endsWell(program.output())) << program.output();
@@ -272,32 +281,88 @@ TEST_F(ProgramTest, ContinuesOnlyWithACompatibleService) {
 TEST_F(ProgramTest, HelpDescribesOptionsAndCommands) {
     Program program(folder.path(), {"--help"});
     EXPECT_EQ(program.wait(), 0);
-    for (char const* const word : {"--store", "--interval", "--speaks", "--client", "retrieve PATH",
-                                   "kova:/device$/system/memory", "ZEL_CONFIG_KOVA_AGT"}) {
+    for (char const* const word :
+         {"--store", "--interval", "--speaks", "--client", "--quiet", "retrieve PATH",
+          "kova:/device$/system/memory", "ZEL_CONFIG_KOVA_AGT", "The exit status is the highest"}) {
         EXPECT_THAT(program.output(), HasSubstr(word));
     }
 }
 
 struct WrongRow {
     Arguments arguments;
+    int status;
     char const* reason;
 };
 
 TEST_F(ProgramTest, ReportsErrorsInTheCommandLine) {
+    using namespace exitstatus;
     test::writeFile(folder / "broken.json", "{");
-    for (const WrongRow& row : {WrongRow{{"--nosuch"}, "unknown option --nosuch"},
-                                {{"--interval", "0"}, "not in range 1 to 3600000"},
-                                {{"--interval", "soon"}, "--interval"},
-                                {{"--store"}, "--store"},
-                                {{"--store", "."}, "cannot read .\n"},
-                                {{"--store", "broken.json", "update", "/store/a", "1"},
-                                 "cannot take broken.json for the store: "}}) {
+    for (const WrongRow& row :
+         {WrongRow{{"--nosuch"}, MISUSED, "unknown option --nosuch"},
+          {{"--interval", "0"}, MISUSED, "not in range 1 to 3600000"},
+          {{"--interval", "soon"}, MISUSED, "--interval"},
+          {{"--store"}, MISUSED, "--store"},
+          {{"nonsense", "/store"}, MISUSED, "there is no command 'nonsense'; there are: list, "},
+          {{"retrieve /store", "accept x"}, MISUSED, "accept json, or accept binary\n"},
+          {{"--store", "."}, NOT_STARTED, "cannot read .\n"},
+          {{"--store", "broken.json", "update", "/store/a", "1"},
+           NOT_STARTED,
+           "cannot take broken.json for the store: "}}) {
         Program program(folder.path(), row.arguments);
         program.closeInput();
-        EXPECT_GT(program.wait(), 0) << row.reason;
+        EXPECT_EQ(program.wait(), row.status) << row.reason;
         EXPECT_THAT(program.output(), HasSubstr(row.reason));
     }
     EXPECT_EQ(test::readFile(folder / "broken.json"), "{");
+}
+
+TEST_F(ProgramTest, ExitStatusReportsWhetherRequestsWereAnswered) {
+    using namespace exitstatus;
+    run({"retrieve", "/store"}, "", ANSWERED);
+    run({"retrieve", "/nowhere"}, "", REFUSED);
+    run({"retrieve /nowhere", "nonsense", "retrieve /store"}, "", REFUSED);
+    run({"update", "/store/a/b", "1"}, "", REFUSED);
+    run({"shutdown", "retrieve /store"}, "", FAILED);
+}
+
+TEST_F(ProgramTest, QuietLeavesOnlyPayloadsOnStandardOutput) {
+    using namespace exitstatus;
+    struct Row {
+        Arguments arguments;
+        int status;
+        char const* output;
+        char const* errors;
+    };
+    for (const Row& row :
+         {Row{{"update", "/store/a", "[1, 2]"}, ANSWERED, "", ""},
+          {{"retrieve", "/store"}, ANSWERED, "{\"a\":[1,2]}\n", ""},
+          {{"accept binary", "retrieve /store", "retrieve /store/a"},
+           ANSWERED,
+           "{\"a\":[1,2]}\n[1,2]\n",
+           ""},
+          {{"list"},
+           ANSWERED,
+           "[\"kova:/device$/about\",\"kova:/device$/clock\",\"kova:/device$/store\","
+           "\"kova:/device$/system\"]\n",
+           ""},
+          {{"retrieve", "/store/b"}, REFUSED, "", "404 Not Found: path '/store/b' not found\n"},
+          {{"observe", "/store"}, MISUSED, "", "there is no command 'observe'; there are: "}}) {
+        Arguments arguments = {"--quiet"};
+        arguments.insert(arguments.end(), row.arguments.begin(), row.arguments.end());
+        Program program(folder.path(), arguments, Program::Kind::ErrorsInFile);
+        program.closeInput();
+        EXPECT_EQ(program.wait(), row.status);
+        EXPECT_EQ(program.output(), row.output);
+        EXPECT_THAT(test::readFile(folder / "errors"), HasSubstr(row.errors));
+    }
+}
+
+TEST_F(ProgramTest, QuietShowsNeitherHelpNorComments) {
+    Program program(folder.path(), {"--quiet"}, Program::Kind::ErrorsInFile);
+    program.write("# nothing\nhelp\nwait 0\nquit\n");
+    EXPECT_EQ(program.wait(), exitstatus::ANSWERED);
+    EXPECT_EQ(program.output(), "");
+    EXPECT_EQ(test::readFile(folder / "errors"), "");
 }
 
 TEST_F(ProgramTest, FailsOnALineBeyondTheMaximumLength) {
@@ -373,7 +438,7 @@ protected:
 };
 
 TEST_F(TerminalTest, ShowsAnIntroductionAndPrompts) {
-    Program program(folder.path(), {"--interval", "1"}, Program::Input::Terminal);
+    Program program(folder.path(), {"--interval", "1"}, Program::Kind::Terminal);
     program.awaitOutput("\"help\" tells how, \"quit\" ends.\r\nkova> ");
     program.write("help\n");
     program.awaitOutput("retrieve PATH");
@@ -386,7 +451,7 @@ TEST_F(TerminalTest, ShowsAnIntroductionAndPrompts) {
 }
 
 TEST_F(TerminalTest, EndOfInputEndsTheProgram) {
-    Program program(folder.path(), {}, Program::Input::Terminal);
+    Program program(folder.path(), {}, Program::Kind::Terminal);
     program.awaitOutput("kova> ");
     program.write("\x04");
     EXPECT_EQ(program.wait(), 0);
