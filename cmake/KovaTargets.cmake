@@ -43,15 +43,15 @@ function(kova_add_floor name)
 endfunction()
 
 # Sets the compile options of test programs in the optimized presets. Only the libraries are under test,
-# so the test code is compiled with little optimization and without undefined-behaviour checks, which
-# halves the time of a full build. OPTIMIZE keeps the optimization, for tests that compute much.
+# so the test code is compiled without optimization and without undefined-behaviour checks, which halves
+# the time of a full build. OPTIMIZE keeps some optimization, for tests that compute much.
 function(kova_test_options target optimize)
   if(NOT CMAKE_BUILD_TYPE STREQUAL "RelWithDebInfo")
     return()
   endif()
-  set(options -O1)
-  if((KOVA_SANITIZE OR CMAKE_CROSSCOMPILING) AND NOT optimize)
-    set(options -O0)
+  set(options -O0)
+  if(optimize)
+    set(options -O1)
   endif()
   if(NOT CMAKE_CROSSCOMPILING)
     list(APPEND options -g1)
