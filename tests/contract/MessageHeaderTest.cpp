@@ -7,6 +7,7 @@
 
 #include "kova/core/Request.h"
 #include "kova/core/Response.h"
+#include "util/config/Array.h"
 #include "util/config/Dictionary.h"
 #include "util/config/Scalars.h"
 
@@ -92,6 +93,19 @@ TYPED_TEST(MessageHeaderTest, CopyOfAMessageWithoutHeaderCreatesItsOwn) {
     copy.add2header("key", new ValueInt(1));
     EXPECT_TRUE(source.getHeader().isUndefined());
     EXPECT_TRUE(copy.getHeader().isDictionary());
+}
+
+TYPED_TEST(MessageHeaderTest, HeaderThatIsReadOnlyGivesItsTreeForChanging) {
+    TypeParam message = make<TypeParam>();
+    EXPECT_EQ(message.getHeader().getEditableDictionary(), nullptr);
+    message.add2header("object", new Dictionary());
+    message.getHeader().getEditableDictionary()->add("key", new ValueInt(1));
+    message.getHeader().getEditableDictionary("object")->add("inner", new ValueInt(2));
+    message.getHeader().getEditableDictionary()->add("list", new util::config::Array());
+    message.getHeader().getEditableArray("list")->add(new ValueInt(3));
+    EXPECT_EQ(message.getHeaderValue("list").getEditableArray(),
+              message.getHeader().getEditableArray(std::string("list")));
+    EXPECT_EQ(message.getHeader().toJson(true), R"({"key":1,"list":[3],"object":{"inner":2}})");
 }
 
 TYPED_TEST(MessageHeaderTest, MoveTransfersTheHeaderAndSelfAssignmentKeepsIt) {

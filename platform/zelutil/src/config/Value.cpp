@@ -182,28 +182,28 @@ bool Value::get(util::UnicodeString8& out) const {
     return true;
 }
 
-Dictionary* Value::getEditableDictionary() noexcept {
-    return isDictionary() ? static_cast<Dictionary*>(this) : nullptr;
+Dictionary* Value::getEditableDictionary() const noexcept {
+    return isDictionary() ? const_cast<Dictionary*>(&as<Dictionary>(*this)) : nullptr;
 }
 
-Dictionary* Value::getEditableDictionary(char const* key) noexcept {
-    return const_cast<Value&>((*this)[key]).getEditableDictionary();
+Dictionary* Value::getEditableDictionary(char const* key) const noexcept {
+    return (*this)[key].getEditableDictionary();
 }
 
-Dictionary* Value::getEditableDictionary(const std::string& key) noexcept {
-    return const_cast<Value&>((*this)[key]).getEditableDictionary();
+Dictionary* Value::getEditableDictionary(const std::string& key) const noexcept {
+    return (*this)[key].getEditableDictionary();
 }
 
-Array* Value::getEditableArray() noexcept {
-    return isArray() ? static_cast<Array*>(this) : nullptr;
+Array* Value::getEditableArray() const noexcept {
+    return isArray() ? const_cast<Array*>(&as<Array>(*this)) : nullptr;
 }
 
-Array* Value::getEditableArray(char const* key) noexcept {
-    return const_cast<Value&>((*this)[key]).getEditableArray();
+Array* Value::getEditableArray(char const* key) const noexcept {
+    return (*this)[key].getEditableArray();
 }
 
-Array* Value::getEditableArray(const std::string& key) noexcept {
-    return const_cast<Value&>((*this)[key]).getEditableArray();
+Array* Value::getEditableArray(const std::string& key) const noexcept {
+    return (*this)[key].getEditableArray();
 }
 
 ConstIterator Value::begin() const noexcept {

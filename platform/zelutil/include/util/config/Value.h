@@ -106,13 +106,15 @@ public:
     [[nodiscard]] bool get(util::UnicodeString8& out) const;
 
     /// @{
-    /// This node, or the child under the key, for changing; null when it has not that kind.
-    Dictionary* getEditableDictionary() noexcept;
-    Dictionary* getEditableDictionary(char const* key) noexcept;
-    Dictionary* getEditableDictionary(const std::string& key) noexcept;
-    Array* getEditableArray() noexcept;
-    Array* getEditableArray(char const* key) noexcept;
-    Array* getEditableArray(const std::string& key) noexcept;
+    /// Returns this node, or the child under the key, for changing; null when it has not that kind.
+    /// The tree changes although the function is const: the caller must be the only user of the
+    /// tree, and the object must not be declared const.
+    Dictionary* getEditableDictionary() const noexcept;
+    Dictionary* getEditableDictionary(char const* key) const noexcept;
+    Dictionary* getEditableDictionary(const std::string& key) const noexcept;
+    Array* getEditableArray() const noexcept;
+    Array* getEditableArray(char const* key) const noexcept;
+    Array* getEditableArray(const std::string& key) const noexcept;
     /// @}
 
     /// @{
