@@ -2,7 +2,7 @@
 
 #include <fmt/format.h>
 
-#include <iterator>
+#include <cstdio>
 #include <utility>
 
 #include "ReplaceableSink.h"
@@ -30,7 +30,10 @@ void appendArgument(std::string& out, char field, ErrorArgument const* argument)
     } else if (argument->isText()) {
         out.append(argument->text());
     } else {
-        fmt::format_to(std::back_inserter(out), "{}", argument->address());
+        // The C library's form, in which a null pointer is "(nil)": as in traces.
+        char text[32];
+        const int size = std::snprintf(text, sizeof(text), "%p", argument->address());
+        out.append(text, static_cast<std::size_t>(size));
     }
 }
 

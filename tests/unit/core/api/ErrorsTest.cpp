@@ -77,16 +77,20 @@ TEST(ErrorsTest, ReportsCarryTheFormattedMessage) {
     output(errors::Error, errors::UnexpectedDataFormat, "Date", std::string("month 13"));
     int object = 0;
     output(errors::Error, errors::UndefinedHandle, static_cast<void const*>(&object));
+    output(errors::Error, errors::UndefinedHandle, static_cast<void const*>(nullptr));
     char handle[64];
     std::snprintf(handle, sizeof handle, "handle %p is undefined", static_cast<void*>(&object));
+    char noHandle[64];
+    std::snprintf(noHandle, sizeof noHandle, "handle %p is undefined", static_cast<void*>(nullptr));
 
     const std::vector<test::Reports::Report> taken = reports.take();
-    ASSERT_EQ(taken.size(), 2U);
+    ASSERT_EQ(taken.size(), 3U);
     EXPECT_EQ(taken[0].type, "kova::errors::Error");
     EXPECT_EQ(taken[0].number, errors::UnexpectedDataFormat);
     EXPECT_EQ(taken[0].reason,
               "data is not in the expected format for 'Date' because of 'month 13'");
     EXPECT_EQ(taken[1].reason, handle);
+    EXPECT_EQ(taken[2].reason, noHandle);
 }
 
 }  // namespace

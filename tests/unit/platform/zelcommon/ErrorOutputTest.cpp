@@ -85,7 +85,7 @@ TEST_F(ErrorOutputTest, FieldsAreReplacedByTheirArguments) {
     }
     EXPECT_EQ(reasons, (std::vector<std::string>{"nothing to say", "'a text'", "'text'", "''",
                                                  "'(null)'", std::string("'a\0b'", 5), "'%s %p %n'",
-                                                 "at 0x1f0", "at 0x0", "one and a text",
+                                                 "at 0x1f0", "at (nil)", "one and a text",
                                                  "100% of it, 5% off, %d, %", "a 0x1f0 b", ""}));
 }
 
