@@ -14,7 +14,11 @@ class IResponseHandler {
 public:
     virtual ~IResponseHandler() = default;
 
-    /// A value. True means that the receiver wants no further events.
+    /// Receives a value. Returns true when the receiver wants no further values. The request then
+    /// still is pending: the sender ends it with `onCompleted` or `onError` before it destroys the
+    /// handler. Otherwise a composed service keeps the entry of the request, and a later request
+    /// whose handler has the same address can neither be cancelled nor is it cancelled by
+    /// `shutdown`.
     virtual bool onNext(const T& value) = 0;
     /// The request failed; terminates. Errors are responses, whatever `T` is.
     virtual void onError(const Response& error) = 0;

@@ -62,14 +62,14 @@ std::string_view parentOf(std::string_view path) {
     return separator == 0 ? ROOT : path.substr(0, separator);
 }
 
-// The path from the mount to the target, which the look-up has found to be the mount or below it.
-// Nearly always the mount is a prefix of the text, so it ends at a segment boundary and the rest,
-// when it is as `Path` would print it, is the answer; everything else is `Path`'s business.
+// Returns what `Path::relativize(mountPath, target)` gives. Fast path: the mount is a textual
+// prefix that ends at a segment boundary, and the remainder is already normalized.
 std::string relativeTo(const std::string& mountPath, std::string_view target) {
     const std::size_t size = mountPath == ROOT ? 0 : mountPath.size();
     if (target.substr(0, size) == std::string_view(mountPath).substr(0, size)) {
         const std::string_view rest = target.substr(size);
-        if (!endsOpen(rest) && !hasEmptySegment(rest)) {
+        const bool endsAtBoundary = rest.empty() || rest.front() == Path::SEP_CHAR;
+        if (endsAtBoundary && !endsOpen(rest) && !hasEmptySegment(rest)) {
             return std::string(rest.substr(rest.empty() ? 0 : 1));
         }
     }
@@ -77,6 +77,17 @@ std::string relativeTo(const std::string& mountPath, std::string_view target) {
     Path::relativize(mountPath, std::string(target), relative);
     return relative;
 }
+
+// What the traces of a request show once its handler has returned. A copy, because the caller may
+// change or destroy the request in a callback.
+struct TracedRequest {
+    TracedRequest(const Request& request, std::string_view normalizedPath)
+        : normalizedPath(normalizedPath), command(request.getCommand()), path(request.getPath()) {}
+
+    std::string normalizedPath;
+    std::string command;
+    std::string path;
+};
 
 }  // namespace
 
@@ -201,21 +212,29 @@ void* StaticComposedKovaServiceImpl::delegateRequest(
         std::make_unique<FilteringResponseHandler<Response>>(
             std::move(clearing), [this](const Response&) { return !shutdown_; });
 
-    // Before the handler is called: a callback may give the request another path.
-    const std::string shown = channel.isEnabled(2) ? std::string(path) : std::string();
+    std::optional<TracedRequest> traced;
+    if (channel.isEnabled(2)) {
+        traced.emplace(request, path);
+    }
+    // The request and the views of it are not read after this call.
     void* const resourceHandle =
         handler->actionRequest(request, std::move(wrapped), relativeTo(mountPath, path));
     if (resourceHandle == UNDEFINED_REQUEST_HANDLE) {
-        channel.trace(2,
-                      "[actionRequest] resource handle %p (%s) returned undefined request handle "
-                      "on request '%s' '%s'",
-                      handler, shown.c_str(), request.getCommand().c_str(),
-                      request.getPath().c_str());
+        if (traced) {
+            channel.trace(
+                2,
+                "[actionRequest] resource handle %p (%s) returned undefined request handle "
+                "on request '%s' '%s'",
+                handler, traced->normalizedPath.c_str(), traced->command.c_str(),
+                traced->path.c_str());
+        }
         return UNDEFINED_REQUEST_HANDLE;
     }
-    channel.trace(2,
-                  "[actionRequest] storing pending request { %p %p (%s) } under service handle %p",
-                  resourceHandle, handler, shown.c_str(), serviceHandle);
+    if (traced) {
+        channel.trace(
+            2, "[actionRequest] storing pending request { %p %p (%s) } under service handle %p",
+            resourceHandle, handler, traced->normalizedPath.c_str(), serviceHandle);
+    }
     // After the handler has returned: a request that was terminated inside it is stored all the
     // same and stays until it is cancelled or the service is shut down.
     //
@@ -277,9 +296,13 @@ void StaticComposedKovaServiceImpl::shutdown() {
         cancelled.swap(pending_);
         hasPending_.store(false, std::memory_order_release);
     }
-    for (const auto& [serviceHandle, entry] : cancelled) {
-        entry.second->cancelRequest(entry.first);
-    }
+    // An exception ends the process: otherwise the requests behind it were never cancelled.
+    const auto cancelAll = [&cancelled]() noexcept {
+        for (const auto& [serviceHandle, entry] : cancelled) {
+            entry.second->cancelRequest(entry.first);
+        }
+    };
+    cancelAll();
 }
 
 }  // namespace kova

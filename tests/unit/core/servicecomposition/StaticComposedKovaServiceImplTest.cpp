@@ -1,17 +1,21 @@
 #include "kova/core/StaticComposedKovaServiceImpl.h"
 
 #include <gtest/gtest.h>
+#include <sys/mman.h>
 
 #include <algorithm>
+#include <cstddef>
 #include <cstdint>
 #include <cstdio>
 #include <memory>
+#include <new>
 #include <ostream>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include "kova/core/Errors.h"
+#include "kova/core/Path.h"
 #include "kova/core/StaticComposedKovaService.h"
 #include "support/Reports.h"
 #include "support/Service.h"
@@ -242,7 +246,65 @@ TEST_F(ServiceTest, RequestTerminatedBeforeItsEntryIsStoredStaysUntilItIsCancell
     EXPECT_EQ(a.cancelled, std::vector<void*>{handleOf(5)});
 }
 
-TEST_F(ServiceTest, EntryThatIsThereIsKept) {
+TEST_F(ServiceTest, RequestWithoutAResourceHandleLeavesNoEntry) {
+    void* const handle = ask("/a");
+    EXPECT_EQ(handle, nullptr);
+    a.asked[0].handler->onCompleted();
+    service.shutdown();
+    EXPECT_TRUE(a.cancelled.empty());
+}
+
+TEST_F(ServiceTest, HandlerDestroyedWithoutATerminatingEventLeavesAStaleEntry) {
+    a.handle = handleOf(5);
+    ask("/a");
+    a.asked.clear();
+    service.shutdown();
+    EXPECT_EQ(a.cancelled, std::vector<void*>{handleOf(5)});
+}
+
+TEST_F(ServiceTest, HandlerTerminatedBeforeItIsDestroyedLeavesNoEntry) {
+    a.handle = handleOf(5);
+    ask("/a");
+    a.asked[0].handler->onCompleted();
+    a.asked.clear();
+    service.shutdown();
+    EXPECT_TRUE(a.cancelled.empty());
+}
+
+/// A response handler that is always made at the same address.
+class HandlerAtOneAddress : public IResponseHandler<Response> {
+public:
+    static void* operator new(std::size_t size) {
+        alignas(std::max_align_t) static char place[64];
+        EXPECT_LE(size, sizeof(place));
+        return place;
+    }
+    static void operator delete(void* /*place*/) {}
+
+    bool onNext(const Response& /*value*/) override { return false; }
+    void onError(const Response& /*error*/) override {}
+    void onCompleted() override {}
+};
+
+TEST_F(ServiceTest, RequestWithTheHandleOfAStaleEntryIsNeitherCancelledNorShutDown) {
+    const auto askAtTheAddress = [this](void* resourceHandle) {
+        a.handle = resourceHandle;
+        return service.actionRequest(Request("retrieve", "/a"),
+                                     std::make_unique<HandlerAtOneAddress>());
+    };
+    a.onRequest = [](IResponseHandler<Response>& handler) { handler.onCompleted(); };
+    void* const stale = askAtTheAddress(handleOf(1));
+    a.asked.clear();
+    a.onRequest = nullptr;
+    void* const later = askAtTheAddress(handleOf(2));
+    EXPECT_EQ(later, stale);
+    service.cancelRequest(later);
+    service.shutdown();
+    EXPECT_EQ(a.cancelled, std::vector<void*>{handleOf(1)});
+    EXPECT_EQ(a.asked.size(), 1U) << "the later request is still pending";
+}
+
+TEST_F(ServiceTest, SecondRequestWithTheSameHandleDoesNotReplaceThePendingEntry) {
     // Two requests with the same service handle, the null one: neither has a response handler.
     StaticComposedKovaServiceImpl impl({});
     a.handle = handleOf(1);
@@ -254,8 +316,46 @@ TEST_F(ServiceTest, EntryThatIsThereIsKept) {
     EXPECT_TRUE(b.cancelled.empty());
 }
 
-// Routing finds no mount for such paths; who delegates may have one all the same.
-TEST_F(ServiceTest, DelegatedPathThatIsOpenEndedIsGivenAsItIsMeant) {
+/// Every text of up to `longest` characters of an alphabet.
+std::vector<std::string> textsOf(const std::string& alphabet, std::size_t longest) {
+    std::vector<std::string> texts{""};
+    for (std::size_t from = 0, size = 1; size <= longest; ++size) {
+        const std::size_t to = texts.size();
+        for (; from < to; ++from) {
+            for (const char c : alphabet) {
+                texts.push_back(texts[from] + c);
+            }
+        }
+    }
+    return texts;
+}
+
+TEST_F(ServiceTest, DelegatedRequestGetsThePathThatLeadsFromTheMountToItsNormalizedPath) {
+    StaticComposedKovaServiceImpl impl({});
+    const std::vector<std::string> texts = textsOf("ab/", 5);
+    ASSERT_EQ(texts.size(), 364U);
+    const auto delegated = [&](const std::string& mount, const std::string& path) {
+        impl.delegateRequest(&a, mount, Request("retrieve", path), recorder(events));
+        std::string resourcePath = a.asked.at(0).resourcePath;
+        a.asked.clear();
+        return resourcePath;
+    };
+    EXPECT_EQ(delegated("/a", "/ab"), "../ab");
+    EXPECT_EQ(delegated("/a", "/abc/d"), "../abc/d");
+    EXPECT_EQ(delegated("/", "a/b"), "a/b");
+    EXPECT_EQ(delegated("/a/", "/a/b"), "b");
+    EXPECT_EQ(delegated("", "a/b"), "a/b");
+    for (const std::string& mount : texts) {
+        for (const std::string& path : texts) {
+            std::string expected;
+            Path::relativize(mount, StaticComposedKovaServiceImpl::normalize(path), expected);
+            ASSERT_EQ(delegated(mount, path), expected) << "'" << mount << "' '" << path << "'";
+        }
+    }
+}
+
+// Routing finds no mount for such paths, but a caller of delegateRequest may name one.
+TEST_F(ServiceTest, TrailingSlashesAreDroppedFromDelegatedPaths) {
     StaticComposedKovaServiceImpl impl({});
     for (char const* const path : {"a/", "//", "///"}) {
         EXPECT_EQ(impl.delegateRequest(&a, "/", Request("retrieve", path), recorder(events)),
@@ -402,6 +502,70 @@ TEST_F(ServiceTest, TraceShowsThePathAskedForThoughACallbackReusesTheRequest) {
                                          ") } under service handle " + textOf(handle)}));
 }
 
+/// A request in a page of its own, which cannot be read any more once the request is destroyed.
+class GuardedRequest {
+public:
+    GuardedRequest(const std::string& command, const std::string& path)
+        : page_(mmap(nullptr, SIZE, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0)),
+          request_(new (page_) Request(command, path)) {}
+    ~GuardedRequest() {
+        destroy();
+        munmap(page_, SIZE);
+    }
+    GuardedRequest(const GuardedRequest&) = delete;
+    GuardedRequest& operator=(const GuardedRequest&) = delete;
+
+    const Request& operator*() const { return *request_; }
+    void destroy() {
+        if (Request* const request = std::exchange(request_, nullptr)) {
+            request->~Request();
+            mprotect(page_, SIZE, PROT_NONE);
+        }
+    }
+
+private:
+    static constexpr std::size_t SIZE = 4096;
+    static_assert(sizeof(Request) <= SIZE);
+
+    void* page_;
+    Request* request_;
+};
+
+TEST_F(ServiceTest, RequestMayBeDestroyedInTheTerminatingEvent) {
+    const std::string path = "/a/a/path/that/is/longer/than/a/small/string/buffer";
+    for (const int level : {tracing::Channel::SILENT, 0}) {
+        for (void* const handle : {handleOf(0), handleOf(9)}) {
+            a.handle = handle;
+            a.onRequest = [](IResponseHandler<Response>& handler) { handler.onCompleted(); };
+            GuardedRequest request("retrieve", path);
+            test::Traces traces(CHANNEL, level);
+            void* const pending = service.actionRequest(
+                *request, std::make_unique<responsehandlers::FuncResponseHandler<Response>>(
+                              [](const Response&) { return false; }, [](const Response&) {},
+                              [&request] { request.destroy(); }));
+            EXPECT_EQ(pending != nullptr, handle != nullptr);
+            const Traced traced = traces.take();
+            ASSERT_EQ(traced.empty(), level == tracing::Channel::SILENT);
+            if (!traced.empty()) {
+                EXPECT_NE(traced.back().text.find("(" + path + ")"), std::string::npos);
+            }
+        }
+    }
+}
+
+TEST_F(ServiceTest, TraceAfterTheHandlerIsLeftOutWhenTheChannelWasSilentBeforeIt) {
+    test::Traces traces(CHANNEL, tracing::Channel::SILENT);
+    a.onRequest = [](IResponseHandler<Response>&) {
+        tracing::SharedChannelMap::instance().setLevel(CHANNEL, 0);
+    };
+    for (void* const handle : {handleOf(0), handleOf(9)}) {
+        tracing::SharedChannelMap::instance().setLevel(CHANNEL, tracing::Channel::SILENT);
+        a.handle = handle;
+        ask("/a");
+        EXPECT_EQ(traces.take(), Traced{});
+    }
+}
+
 TEST_F(ServiceTest, VeryLongPathIsRoutedInLinearTime) {
     std::string path = "/a";
     for (int i = 0; i < 500000; ++i) {
@@ -455,6 +619,24 @@ TEST(StaticComposedKovaServiceDeathTest, ExceptionOfAHandlerEndsTheProcess) {
             service.actionRequest(Request("retrieve", "/a"), recorder(events));
         },
         "");
+}
+
+TEST(StaticComposedKovaServiceDeathTest,
+     ExceptionThatLeavesACancellationOfAShutdownEndsTheProcess) {
+    EXPECT_DEATH(
+        {
+            Mounts mounts({"/a"});
+            mounts["/a"].handle = handleOf(1);
+            mounts["/a"].onCancel = [](void*) { throw 1; };
+            StaticComposedKovaService service(mounts.take());
+            Events events;
+            service.actionRequest(Request("retrieve", "/a"), recorder(events));
+            try {
+                service.shutdown();
+            } catch (int) {
+            }
+        },
+        "terminate called after throwing an instance of 'int'");
 }
 
 }  // namespace
