@@ -22,6 +22,15 @@ public:
     explicit KovaException(const Response& response);
     explicit KovaException(Response&& response);
 
+    /// @{
+    /// Assigning an exception to itself changes nothing.
+    KovaException(const KovaException&) = default;
+    KovaException(KovaException&&) noexcept = default;
+    KovaException& operator=(const KovaException&) = default;
+    KovaException& operator=(KovaException&& other) noexcept;
+    ~KovaException() override = default;
+    /// @}
+
     /// The status code of the response.
     unsigned short getErrorCode() const noexcept { return response_.getStatusCode(); }
     /// The response that is reported; lives as long as the exception.

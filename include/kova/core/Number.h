@@ -34,6 +34,15 @@ public:
     /// scientific form: "1.5", "1e-07". Assignment writes a double differently.
     Number(double value);
 
+    /// @{
+    /// A copy is independent. Assigning a number to itself changes nothing.
+    Number(const Number&) = default;
+    Number(Number&&) noexcept = default;
+    Number& operator=(const Number&) = default;
+    Number& operator=(Number&& other) noexcept;
+    ~Number() = default;
+    /// @}
+
     /// Takes the text as it is. No assignment changes `hasError`.
     Number& operator=(const std::string& text);
     Number& operator=(long value);

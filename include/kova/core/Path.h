@@ -51,7 +51,8 @@ public:
     Path(const Path&) noexcept = default;
     Path(Path&&) noexcept = default;
     Path& operator=(const Path&) noexcept = default;
-    Path& operator=(Path&&) noexcept = default;
+    /// Assigning a path to itself changes nothing.
+    Path& operator=(Path&& other) noexcept;
     ~Path() = default;
 
     /// Appends the parts of `text`. Neither clears the path nor changes whether it is absolute.

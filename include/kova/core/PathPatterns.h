@@ -48,6 +48,15 @@ public:
     /// is not a regular expression. There is no further limit on the expression's size.
     explicit PathPatterns(const std::string& glob);
 
+    /// @{
+    /// A copy shares what was compiled. Assigning an object to itself changes nothing.
+    PathPatterns(const PathPatterns&) = default;
+    PathPatterns(PathPatterns&&) noexcept = default;
+    PathPatterns& operator=(const PathPatterns&) = default;
+    PathPatterns& operator=(PathPatterns&& other) noexcept;
+    ~PathPatterns() = default;
+    /// @}
+
     /// The same without exceptions: nothing, after one report (`errors::RequestFailed`) to the
     /// error output, where the constructor throws.
     static std::optional<PathPatterns> createFromGlob(const std::string& glob) noexcept;

@@ -3,6 +3,8 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <type_traits>
+#include <utility>
 
 #include "kova/core/Export.h"
 
@@ -19,8 +21,21 @@ namespace kova {
 struct KOVA_API Blob {
     /// The bytes; null for an empty blob. Freed when the last holder lets go.
     std::shared_ptr<unsigned char[]> data;
-    /// How many there are.
+    /// Number of bytes.
     std::uint64_t size = 0;
+
+    /// No bytes.
+    Blob() = default;
+    /// @{
+    /// Shares the `size` bytes at `bytes` with the other holders of the pointer. A pointer to a
+    /// single byte must have a deleter that frees an array; both pointers count the same holders.
+    Blob(std::shared_ptr<unsigned char[]> bytes, std::uint64_t size) noexcept
+        : data(std::move(bytes)), size(size) {}
+    // A template, so that `nullptr` selects the constructor above.
+    template <typename Byte, typename = std::enable_if_t<std::is_same_v<Byte, unsigned char>>>
+    Blob(const std::shared_ptr<Byte>& bytes, std::uint64_t size) noexcept
+        : data(bytes, bytes.get()), size(size) {}
+    /// @}
 
     /// Sets `out` to the bytes taken as text.
     void toString(std::string& out) const;
@@ -46,6 +61,15 @@ public:
     /// Takes the bytes over; the blob is left without them.
     Payload(Blob&& blob, std::string&& mimeType) noexcept;
     Payload(Blob&& blob, const std::string& mimeType);
+
+    /// @{
+    /// A copy shares the bytes. Assigning a payload to itself changes nothing.
+    Payload(const Payload&) = default;
+    Payload(Payload&&) noexcept = default;
+    Payload& operator=(const Payload&) = default;
+    Payload& operator=(Payload&& other) noexcept;
+    ~Payload() = default;
+    /// @}
 
     /// One empty payload for all; lives until the process ends.
     static const Payload& getEmpty();

@@ -30,7 +30,19 @@ public:
     Request(const std::string& command, const std::string& path, Payload&& payload);
     Request(const std::string& command, const std::string& path, const Payload& payload);
     Request(const std::string& command, const std::string& path, Payload&& payload, Header& header);
+    Request(const std::string& command, const std::string& path, const Payload& payload,
+            Header& header);
     Request(const std::string& command, const std::string& path, Header& header);
+
+    /// @{
+    /// A copy shares the payload's bytes and the header. Assigning a request to itself changes
+    /// nothing.
+    Request(const Request&) = default;
+    Request(Request&&) noexcept = default;
+    Request& operator=(const Request&) = default;
+    Request& operator=(Request&& other) noexcept;
+    ~Request() = default;
+    /// @}
 
     /// The command word; `commands::toId` gives its id.
     const std::string& getCommand() const noexcept { return command_; }

@@ -22,6 +22,15 @@ public:
     /// entry that is missing or no string leaves its field empty.
     explicit RequestInfo(const Request& request);
 
+    /// @{
+    /// A copy is independent. Assigning an object to itself changes nothing.
+    RequestInfo(const RequestInfo&) = default;
+    RequestInfo(RequestInfo&&) noexcept = default;
+    RequestInfo& operator=(const RequestInfo&) = default;
+    RequestInfo& operator=(RequestInfo&& other) noexcept;
+    ~RequestInfo() = default;
+    /// @}
+
     /// The command word of the request.
     const std::string& getCommand() const noexcept { return command_; }
     /// The resource path of the request.

@@ -33,6 +33,15 @@ public:
     ResourceLocator(std::optional<std::string>&& servicePath, std::string&& resourcePath) noexcept;
 
     /// @{
+    /// A copy is independent. Assigning a locator to itself changes nothing.
+    ResourceLocator(const ResourceLocator&) = default;
+    ResourceLocator(ResourceLocator&&) noexcept = default;
+    ResourceLocator& operator=(const ResourceLocator&) = default;
+    ResourceLocator& operator=(ResourceLocator&& other) noexcept;
+    ~ResourceLocator() = default;
+    /// @}
+
+    /// @{
     /// The paths made absolute (`Path::absolute`); the sub-resource is joined behind the resource,
     /// the instance behind the base path (`Path::join`).
     static ResourceLocator fromPaths(const std::string& base, const std::string& resource);

@@ -36,6 +36,16 @@ public:
     Response(unsigned short code, const Payload& payload, Header& header);
     Response(unsigned short code, Header& header);
 
+    /// @{
+    /// A copy shares the payload's bytes and the header. Assigning a response to itself changes
+    /// nothing.
+    Response(const Response&) = default;
+    Response(Response&&) noexcept = default;
+    Response& operator=(const Response&) = default;
+    Response& operator=(Response&& other) noexcept;
+    ~Response() = default;
+    /// @}
+
     /// An error response with the message; with a null or empty one, a plain response with the
     /// code.
     static Response createErrorResponse(unsigned short code, char const* message);

@@ -29,6 +29,15 @@ public:
     /// service path written into each request ("$service-path").
     RootAccessor(IKovaApi* service, const std::string& mimeType, const std::string& tracingInfo);
 
+    /// @{
+    /// A copy asks the same service. Assigning an accessor to itself changes nothing.
+    RootAccessor(const RootAccessor&) = default;
+    RootAccessor(RootAccessor&&) noexcept = default;
+    RootAccessor& operator=(const RootAccessor&) = default;
+    RootAccessor& operator=(RootAccessor&& other) noexcept;
+    ~RootAccessor() = default;
+    /// @}
+
     /// Asks for the list. The handler gets each decodable answer, whatever its status code, and the
     /// service's error or completion. An answer that cannot be decoded is reported
     /// (`UndefinedMimeType`, `DeserializationError`) and ends the request from this side without an

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "kova/core/Export.h"
@@ -40,6 +41,24 @@ struct KOVA_API SemVer {
 
     /// Empty when the version has none.
     std::string branch;
+
+    /// 0.0.0
+    SemVer() = default;
+    /// @{
+    /// The members in their order; those that are left out are 0 or empty.
+    explicit SemVer(std::uint32_t major) noexcept : major(major) {}
+    SemVer(std::uint32_t major, std::uint32_t minor, std::uint32_t patch = 0,
+           std::string branch = {}) noexcept
+        : major(major), minor(minor), patch(patch), branch(std::move(branch)) {}
+    /// @}
+    /// @{
+    /// A copy is independent. Assigning a version to itself changes nothing.
+    SemVer(const SemVer&) = default;
+    SemVer(SemVer&&) noexcept = default;
+    SemVer& operator=(const SemVer&) = default;
+    SemVer& operator=(SemVer&& other) noexcept;
+    ~SemVer() = default;
+    /// @}
 
     /// The text "1.2.3", or "1.2.3@branch".
     std::string toString() const;

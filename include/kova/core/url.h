@@ -38,6 +38,15 @@ public:
     /// never becomes a URL without its name.
     explicit url(const std::string& text);
 
+    /// @{
+    /// A copy is independent. Assigning an object to itself changes nothing.
+    url(const url&) = default;
+    url(url&&) noexcept = default;
+    url& operator=(const url&) = default;
+    url& operator=(url&& other) noexcept;
+    ~url() = default;
+    /// @}
+
     /// Cuts `text`. Scheme, user info and authority are written only when `text` has them: on an
     /// object that held another text, they otherwise keep their values.
     ///

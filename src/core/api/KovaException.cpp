@@ -12,6 +12,15 @@ KovaException::KovaException(const Response& response)
 KovaException::KovaException(Response&& response)
     : response_(std::move(response)), message_(createErrorMessage()) {}
 
+KovaException& KovaException::operator=(KovaException&& other) noexcept {
+    if (this != &other) {
+        std::exception::operator=(other);
+        response_ = std::move(other.response_);
+        message_ = std::move(other.message_);
+    }
+    return *this;
+}
+
 std::string KovaException::createErrorMessage() const {
     std::string text = std::to_string(getErrorCode()) + " " + statuscodes::toString(getErrorCode());
     if (const auto message = response_.getErrorMessage()) {

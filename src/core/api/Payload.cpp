@@ -131,6 +131,14 @@ Payload::Payload(Blob&& blob, std::string&& mimeType) noexcept
 Payload::Payload(Blob&& blob, const std::string& mimeType)
     : blob_(std::move(blob)), mimeType_(mimeType) {}
 
+Payload& Payload::operator=(Payload&& other) noexcept {
+    if (this != &other) {
+        blob_ = std::move(other.blob_);
+        mimeType_ = std::move(other.mimeType_);
+    }
+    return *this;
+}
+
 const Payload& Payload::getEmpty() {
     static const auto* const empty = new Payload();
     return *empty;

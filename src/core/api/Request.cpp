@@ -42,8 +42,22 @@ Request::Request(const std::string& command, const std::string& path, Payload&& 
                  Header& header)
     : command_(command), path_(path), payload_(std::move(payload)), header_(header) {}
 
+Request::Request(const std::string& command, const std::string& path, const Payload& payload,
+                 Header& header)
+    : command_(command), path_(path), payload_(payload), header_(header) {}
+
 Request::Request(const std::string& command, const std::string& path, Header& header)
     : command_(command), path_(path), header_(header) {}
+
+Request& Request::operator=(Request&& other) noexcept {
+    if (this != &other) {
+        command_ = std::move(other.command_);
+        path_ = std::move(other.path_);
+        payload_ = std::move(other.payload_);
+        header_ = std::move(other.header_);
+    }
+    return *this;
+}
 
 void Request::add2header(char const* key, util::config::Value* value) noexcept {
     messageheader::add(header_, key, value);

@@ -30,4 +30,14 @@ RequestInfo::RequestInfo(const Request& request)
       servicePath_(textOf(request, headers::SERVICE_PATH)),
       clientId_(textOf(request, headers::CLIENT_ID)) {}
 
+RequestInfo& RequestInfo::operator=(RequestInfo&& other) noexcept {
+    if (this != &other) {
+        command_ = std::move(other.command_);
+        path_ = std::move(other.path_);
+        servicePath_ = std::move(other.servicePath_);
+        clientId_ = std::move(other.clientId_);
+    }
+    return *this;
+}
+
 }  // namespace kova

@@ -31,6 +31,15 @@ Response::Response(unsigned short code, const Payload& payload, Header& header)
 
 Response::Response(unsigned short code, Header& header) : code_(code), header_(header) {}
 
+Response& Response::operator=(Response&& other) noexcept {
+    if (this != &other) {
+        code_ = other.code_;
+        payload_ = std::move(other.payload_);
+        header_ = std::move(other.header_);
+    }
+    return *this;
+}
+
 Response Response::createErrorResponse(unsigned short code, char const* message) {
     Response response(code);
     if (message != nullptr && *message != '\0') {

@@ -10,6 +10,7 @@
 #include <iterator>
 #include <limits>
 #include <stdexcept>
+#include <utility>
 
 #include "datatypes/Decimal.h"
 
@@ -79,6 +80,14 @@ Real readReal(const std::string& text, bool& error, Real (*convert)(char const*,
 Number::Number(long value) : text_(std::to_string(value)) {}
 
 Number::Number(double value) : text_(print(value, std::chars_format::general)) {}
+
+Number& Number::operator=(Number&& other) noexcept {
+    if (this != &other) {
+        text_ = std::move(other.text_);
+        error_ = other.error_;
+    }
+    return *this;
+}
 
 Number& Number::operator=(const std::string& text) {
     text_ = text;

@@ -42,6 +42,14 @@ Path::Path(const std::string& text) noexcept : absolute_(isAbsolute(text)) {
     append(text);
 }
 
+Path& Path::operator=(Path&& other) noexcept {
+    if (this != &other) {
+        parts_ = std::move(other.parts_);
+        absolute_ = other.absolute_;
+    }
+    return *this;
+}
+
 void Path::init(const std::string& text) noexcept {
     append(text);
 }

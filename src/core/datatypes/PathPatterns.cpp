@@ -2,6 +2,7 @@
 
 #include <regex>
 #include <stdexcept>
+#include <utility>
 
 #include "datatypes/ExpressionCompiler.h"
 #include "datatypes/GlobProgram.h"
@@ -24,6 +25,14 @@ PathPatterns::PathPatterns(const std::string& glob)
     : glob_(glob),
       program_(std::make_shared<const GlobProgram>(
           ExpressionCompiler::compile(GlobTranslator::translate(glob)))) {}
+
+PathPatterns& PathPatterns::operator=(PathPatterns&& other) noexcept {
+    if (this != &other) {
+        glob_ = std::move(other.glob_);
+        program_ = std::move(other.program_);
+    }
+    return *this;
+}
 
 std::optional<PathPatterns> PathPatterns::createFromGlob(const std::string& glob) noexcept {
     try {

@@ -30,6 +30,14 @@ ResourceLocator::ResourceLocator(std::optional<std::string>&& servicePath,
                                  std::string&& resourcePath) noexcept
     : servicePath_(std::move(servicePath)), resourcePath_(std::move(resourcePath)) {}
 
+ResourceLocator& ResourceLocator::operator=(ResourceLocator&& other) noexcept {
+    if (this != &other) {
+        servicePath_ = std::move(other.servicePath_);
+        resourcePath_ = std::move(other.resourcePath_);
+    }
+    return *this;
+}
+
 ResourceLocator ResourceLocator::fromPaths(const std::string& base, const std::string& resource) {
     return {Path::absolute(base), Path::absolute(resource)};
 }

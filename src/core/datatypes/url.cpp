@@ -146,6 +146,19 @@ url::url(const std::string& text) {
     init(text);
 }
 
+url& url::operator=(url&& other) noexcept {
+    if (this != &other) {
+        text_ = std::move(other.text_);
+        scheme_ = std::move(other.scheme_);
+        authority_ = std::move(other.authority_);
+        rest_ = std::move(other.rest_);
+        wellFormed_ = other.wellFormed_;
+        ipv6_ = other.ipv6_;
+        userinfo_ = std::move(other.userinfo_);
+    }
+    return *this;
+}
+
 void url::init(const std::string& text) {
     wellFormed_ = false;
     const Marks marks = findMarks(text);

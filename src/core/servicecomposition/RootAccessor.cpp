@@ -106,6 +106,15 @@ RootAccessor::RootAccessor(IKovaApi* service, const std::string& mimeType,
                            const std::string& tracingInfo)
     : service_(service), mimeType_(mimeType), tracingInfo_(tracingInfo) {}
 
+RootAccessor& RootAccessor::operator=(RootAccessor&& other) noexcept {
+    if (this != &other) {
+        service_ = other.service_;
+        mimeType_ = std::move(other.mimeType_);
+        tracingInfo_ = std::move(other.tracingInfo_);
+    }
+    return *this;
+}
+
 // NOLINTNEXTLINE(performance-unnecessary-value-param): that is how it is called
 void* RootAccessor::trackResources(Receiver handler) noexcept {
     std::shared_ptr<util::config::Dictionary> header = std::make_shared<GenericObject>();

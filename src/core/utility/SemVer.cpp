@@ -233,6 +233,16 @@ Candidates collect(const std::vector<std::string>& offered, const Version& wante
 
 }  // namespace
 
+SemVer& SemVer::operator=(SemVer&& other) noexcept {
+    if (this != &other) {
+        major = other.major;
+        minor = other.minor;
+        patch = other.patch;
+        branch = std::move(other.branch);
+    }
+    return *this;
+}
+
 std::string SemVer::toString() const {
     return branch.empty() ? fmt::format("{}.{}.{}", major, minor, patch)
                           : fmt::format("{}.{}.{}@{}", major, minor, patch, branch);

@@ -54,6 +54,35 @@ TEST(PayloadTest, PayloadOfZeroBytesIsNotEmpty) {
     EXPECT_EQ(payload.size(), 0U);
 }
 
+TEST(BlobTest, SharesAnArray) {
+    std::shared_ptr<unsigned char[]> bytes(new unsigned char[2]{'a', 'b'});
+    const Blob blob(bytes, 2);
+    EXPECT_EQ(blob.data, bytes);
+    EXPECT_EQ(bytes.use_count(), 2);
+    EXPECT_EQ(textOf(Payload(Blob(blob), "x/y")), "ab");
+    const Blob none(nullptr, 0);
+    EXPECT_EQ(none.data, nullptr);
+    EXPECT_EQ(none.size, 0U);
+}
+
+TEST(BlobTest, SharesBytesOfAPointerThatFreesThemItself) {
+    int freed = 0;
+    std::shared_ptr<unsigned char> bytes(new unsigned char[2]{'a', 'b'},
+                                         [&freed](unsigned char const* array) {
+                                             ++freed;
+                                             delete[] array;
+                                         });
+    Blob blob(bytes, 2);
+    EXPECT_EQ(blob.data.get(), bytes.get());
+    bytes.reset();
+    EXPECT_EQ(freed, 0);
+    {
+        const Payload payload(std::move(blob), "x/y");
+        EXPECT_EQ(textOf(payload), "ab");
+    }
+    EXPECT_EQ(freed, 1);
+}
+
 TEST(PayloadTest, TakingABlobOverLeavesItWithoutBytesButWithItsSize) {
     Blob blob;
     blob.data.reset(new unsigned char[3]{1, 2, 3});

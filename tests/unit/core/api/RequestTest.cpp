@@ -40,6 +40,10 @@ TEST(RequestTest, ConstructorsKeepWhatTheyAreGiven) {
     EXPECT_EQ(withBoth.getPayload().data(), payload.data());
     EXPECT_EQ(&withBoth.getHeader(), header.get());
 
+    const Request withShared("update", "/a", payload, header);
+    EXPECT_EQ(withShared.getPayload().data(), payload.data());
+    EXPECT_EQ(&withShared.getHeader(), header.get());
+
     Request withHeader("retrieve", "/a", header);
     withHeader.add2header("more", new ValueInt(2));
     EXPECT_TRUE(header->hasKey("more"));

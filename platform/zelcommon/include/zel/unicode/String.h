@@ -4,6 +4,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "zel/Export.h"
 
@@ -30,6 +31,19 @@ class ZEL_API String {
 public:
     /// Constructs the empty text.
     String() = default;
+    /// @{
+    /// A copy is independent. Assigning a text to itself changes nothing.
+    String(const String&) = default;
+    String(String&&) noexcept = default;
+    String& operator=(const String&) = default;
+    String& operator=(String&& other) noexcept {
+        if (this != &other) {
+            text_ = std::move(other.text_);
+        }
+        return *this;
+    }
+    ~String() = default;
+    /// @}
 
     /// Returns the text of the given UTF-8, or nullopt if the bytes are not well-formed.
     [[nodiscard]] static std::optional<String> fromUtf8(std::string_view bytes);
