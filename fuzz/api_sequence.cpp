@@ -1,14 +1,14 @@
-// Requests, cancellations, answers, ends, shutdowns and calls out of callbacks, in any order: every
-// request that is taken ends at most once, gets no value after its end or the shutdown, is
-// cancelled at most once and reaches the resource mounted nearest (support/Play.h).
+// Requests, cancellations, answers, shutdowns and calls from callbacks, in any order. Every
+// accepted request reaches the longest matching mount, terminates at most once and is cancelled at
+// most once. It receives no value after its termination or the shutdown (support/Scenario.h).
 #include "support/Fuzz.h"
-#include "support/Play.h"
+#include "support/Scenario.h"
 
 extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size) {
     fuzz::Input input(data, size);
-    fuzz::Play play(input);
+    fuzz::Scenario scenario(input);
     while (!input.isEmpty()) {
-        play.step();
+        scenario.step();
     }
     return 0;
 }

@@ -1,4 +1,5 @@
-// Binary payloads: what is decoded can be encoded, and decodes and encodes to the same bytes again.
+// Binary payloads: a payload that can be decoded can be encoded, and decoding and encoding the
+// result produces the same bytes again.
 #include "support/Convert.h"
 #include "support/Fuzz.h"
 #include "support/RecordingSerializer.h"
@@ -7,12 +8,12 @@ using namespace fuzz;
 
 namespace {
 
-/// What the payload says, call by call; nothing when it is refused.
+/// Returns the calls by which the payload is replayed, or nullopt if it is rejected.
 std::optional<std::vector<std::string>> callsOf(std::string_view payload) {
     BinaryReader source;
     kova::test::RecordingSerializer recorder;
-    const bool taken = payloads::replayed(source, payload, recorder);
-    return taken ? std::optional(recorder.calls()) : std::nullopt;
+    const bool accepted = payloads::replayed(source, payload, recorder);
+    return accepted ? std::optional(recorder.calls()) : std::nullopt;
 }
 
 }  // namespace
@@ -21,12 +22,12 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size
     const std::string_view payload(reinterpret_cast<char const*>(data), size);
     const auto calls = callsOf(payload);
     const auto encoded = converted(BinaryReader(), payload, BinaryWriter());
-    require(encoded.has_value() == calls.has_value(), "what is decoded can be encoded");
+    require(encoded.has_value() == calls.has_value(), "a payload that is decoded can be encoded");
     if (!encoded) {
         return 0;
     }
-    require(callsOf(*encoded) == calls, "what was encoded says the same");
+    require(callsOf(*encoded) == calls, "an encoded payload decodes to the same calls");
     const auto again = converted(BinaryReader(), *encoded, BinaryWriter());
-    require(again == encoded, "what was encoded encodes to the same bytes");
+    require(again == encoded, "encoding again produces the same bytes");
     return 0;
 }

@@ -1,5 +1,5 @@
-// JSON text: a tree that was read prints as a text that reads as the same tree, and both kinds of
-// strings read the same texts.
+// JSON texts: parsing the text of a parsed tree produces an equal tree. The parser accepts the same
+// texts for both kinds of strings.
 #include "support/Fuzz.h"
 #include "support/Trees.h"
 
@@ -13,9 +13,9 @@ namespace {
 void checkPrint(const Tree& tree, bool compact) {
     const std::string text = tree->toJson(compact);
     const Tree again = kova::test::parseTree(text);
-    require(again != nullptr, "what was printed is read");
-    require(*again == *tree, "a printed tree reads as an equal one");
-    requireEqual(again->toJson(compact), text, "equal trees print the same");
+    require(again != nullptr, "the text of a tree can be parsed");
+    require(*again == *tree, "parsing the text of a tree produces an equal tree");
+    requireEqual(again->toJson(compact), text, "equal trees have the same text");
 }
 
 }  // namespace
@@ -25,14 +25,16 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size
     JSONParser parser(false);
     const Tree tree(parser.parseValue(text));
     const Tree unicode(JSONParser(true).parseValue(text));
-    require((tree == nullptr) == (unicode == nullptr), "both kinds of strings read the same texts");
+    require((tree == nullptr) == (unicode == nullptr),
+            "the parser accepts the same texts for both kinds of strings");
     if (!tree) {
-        require(parser.reason() != nullptr && *parser.reason() != '\0', "a refusal has its reason");
+        require(parser.reason() != nullptr && *parser.reason() != '\0', "a rejection has a reason");
         return 0;
     }
     checkPrint(tree, true);
     checkPrint(tree, false);
-    requireEqual(unicode->toJson(true), tree->toJson(true), "both kinds of strings print the same");
+    requireEqual(unicode->toJson(true), tree->toJson(true),
+                 "trees with both kinds of strings have the same text");
     const Tree copy(tree->clone());
     require(*copy == *tree, "a clone is equal");
     return 0;

@@ -1,5 +1,5 @@
-// A document says the same in both formats: JSON that goes through the binary format comes back,
-// and so does a binary payload that JSON can express.
+// Both formats represent the same documents: JSON that is converted to the binary format and back
+// is unchanged, and so is a binary payload that JSON can represent.
 #include "support/Convert.h"
 #include "support/Fuzz.h"
 #include "support/Trees.h"
@@ -12,12 +12,12 @@ void checkJson(std::string_view text) {
     const auto json = converted(JsonReader(), text, JsonWriter(true));
     const auto binary = converted(JsonReader(), text, BinaryWriter());
     const kova::test::Tree tree = kova::test::parseTree(std::string(text));
-    require(json.has_value() == binary.has_value(), "both formats take the same texts");
-    require(json.has_value() == (tree != nullptr), "the parser of trees takes the same texts");
+    require(json.has_value() == binary.has_value(), "both serializers accept the same texts");
+    require(json.has_value() == (tree != nullptr), "the parser accepts the same texts");
     if (json) {
         const auto back = converted(BinaryReader(), *binary, JsonWriter(true));
-        require(back == json, "JSON comes back from the binary format");
-        require(*kova::test::parseTree(*json) == *tree, "JSON says what the tree says");
+        require(back == json, "JSON survives a conversion to the binary format and back");
+        require(*kova::test::parseTree(*json) == *tree, "converted JSON represents the same tree");
     }
 }
 
@@ -25,9 +25,9 @@ void checkBinary(std::string_view payload) {
     const auto json = converted(BinaryReader(), payload, JsonWriter(true));
     if (json) {
         const auto binary = converted(JsonReader(), *json, BinaryWriter());
-        require(binary.has_value(), "JSON that was written is read");
+        require(binary.has_value(), "JSON that was written can be read");
         const auto back = converted(BinaryReader(), *binary, JsonWriter(true));
-        require(back == json, "a binary payload comes back as the same JSON");
+        require(back == json, "a binary payload survives a conversion to JSON and back");
     }
 }
 

@@ -1,4 +1,5 @@
-// A locator comes back from its URI, with its instance and the elements of its resource.
+// Parsing the URI of a locator produces the same locator, with its service instance and the
+// elements of its resource path.
 #include "kova/core/Path.h"
 #include "kova/core/ResourceLocator.h"
 #include "support/Fuzz.h"
@@ -11,13 +12,16 @@ namespace {
 
 void check(const ResourceLocator& locator, const Path& resource) {
     const auto back = ResourceLocator::fromUri(locator.toUri());
-    require(ResourceLocator::isResourceLocator(locator.toUri()), "its URI is a locator");
-    require(back.has_value(), "a locator is read from its URI");
-    requireEqual(back->toString(), locator.toString(), "a locator comes back from its URI");
-    require(back->getServiceInstance() == locator.getServiceInstance(), "instance");
-    requireEqual(locator.getElementId(1), resource.at(Path::NPOS), "the last element");
+    require(ResourceLocator::isResourceLocator(locator.toUri()),
+            "the URI of a locator is recognized");
+    require(back.has_value(), "the URI of a locator can be parsed");
+    requireEqual(back->toString(), locator.toString(), "the parsed locator has the same text");
+    require(back->getServiceInstance() == locator.getServiceInstance(),
+            "the parsed locator has the same instance");
+    requireEqual(locator.getElementId(1), resource.at(Path::NPOS),
+                 "getElementId(1) returns the last part");
     requireEqual(locator.getResourcePrefix(0), '/' + resource.subpath(0, Path::NPOS),
-                 "the whole prefix");
+                 "getResourcePrefix(0) returns the whole path");
 }
 
 }  // namespace
@@ -31,7 +35,8 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size
         return 0;
     }
     const auto locator = ResourceLocator::fromPathsWithInstance(base, instance, resource);
-    if (locator.getServicePath()->rfind("//", 0) != 0) {  // the URI would have an authority
+    // Otherwise the URI would have an authority.
+    if (locator.getServicePath()->rfind("//", 0) != 0) {
         check(locator, Path(resource));
     }
     return 0;

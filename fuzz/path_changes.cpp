@@ -1,5 +1,5 @@
-// Changes of a path: cutting, inserting and taking a part out do the same to a text as to an
-// object.
+// Changes of a path: cutting, inserting and extracting parts have the same results for texts as for
+// objects.
 #include "kova/core/Path.h"
 #include "support/Fuzz.h"
 
@@ -11,20 +11,25 @@ namespace {
 void checkCut(const std::string& text, unsigned long index) {
     Path cut(text);
     std::string cutText = cut.toString();
-    require(cut.cut(index) == Path::cut(text, index, cutText), "both cut, or none");
-    requireEqual(cutText, cut.toString(), "cut");
+    require(cut.cut(index) == Path::cut(text, index, cutText),
+            "cut fails for a text as for an object");
+    requireEqual(cutText, cut.toString(), "cut has the same result for a text as for an object");
     std::string part;
-    const bool none = Path::subpath(text, index, index + 1, part);
-    requireEqual(part, none ? "" : Path(text).subpath(index, index + 1), "subpath");
+    const bool failed = Path::subpath(text, index, index + 1, part);
+    requireEqual(part, failed ? "" : Path(text).subpath(index, index + 1),
+                 "subpath has the same result for a text as for an object");
 }
 
 void checkInsert(const std::string& text, const std::string& other, unsigned long index) {
     Path inserted(text);
     std::string insertedText = inserted.toString();
     const bool failed = inserted.insert(other, index);
-    require(failed == Path::insert(text, other, index, insertedText), "both insert, or none");
-    requireEqual(insertedText, inserted.toString(), "insert");
-    require(inserted.numparts() == Path::numparts(text) + (failed ? 0 : 1), "insert adds a part");
+    require(failed == Path::insert(text, other, index, insertedText),
+            "insert fails for a text as for an object");
+    requireEqual(insertedText, inserted.toString(),
+                 "insert has the same result for a text as for an object");
+    require(inserted.numparts() == Path::numparts(text) + (failed ? 0 : 1),
+            "insert adds exactly one part");
 }
 
 }  // namespace

@@ -1,4 +1,5 @@
-// Two paths: joined they have the parts of both, and the relative path leads from one to the other.
+// Two paths: the joined path has the parts of both, and the relative path leads from one to the
+// other.
 #include "kova/core/Path.h"
 #include "support/Fuzz.h"
 
@@ -12,8 +13,9 @@ void checkJoin(const std::string& from, const std::string& target) {
     Parts both = Path::split(from);
     const Parts goal = Path::split(target);
     both.insert(both.end(), goal.begin(), goal.end());
-    require(Path::split(Path::join(from, target)) == both, "join has the parts of both");
-    require(Path::split((Path(from) + Path(target)).toString()) == both, "and so has the sum");
+    require(Path::split(Path::join(from, target)) == both, "a joined path has the parts of both");
+    require(Path::split((Path(from) + Path(target)).toString()) == both,
+            "the sum of paths has the parts of both");
 }
 
 void checkRelative(const std::string& from, const std::string& target) {
@@ -21,7 +23,8 @@ void checkRelative(const std::string& from, const std::string& target) {
     Path::relativize(from, target, relative);
     Path object(from);
     object.relativize(target);
-    requireEqual(object.toString(), relative, "relativize");
+    requireEqual(object.toString(), relative,
+                 "relativize has the same result for a text as for an object");
     Parts walked = Path::split(from);
     for (const std::string& step : Path::split(relative)) {
         step == ".." ? walked.pop_back() : walked.push_back(step);

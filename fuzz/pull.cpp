@@ -1,5 +1,5 @@
-// The pull interface over both formats: whatever is asked in whatever order, a call that fails
-// leaves its output and the position alone, and afterwards the payload is read from end to end.
+// The pull interface with both formats and any sequence of calls: a failed call leaves its output
+// and the position unchanged, and afterwards the payload can be read completely.
 #include "support/Convert.h"
 #include "support/Fuzz.h"
 #include "support/PullCalls.h"
@@ -15,15 +15,16 @@ void check(const std::string& script, const std::string& payload) {
     for (const char step : script) {
         const EntryType next = pull.peekNextEntry()->type;
         const bool failed = callPull(pull, static_cast<std::uint8_t>(step));
-        require(!failed || pull.peekNextEntry()->type == next, "a failure does not move on");
+        require(!failed || pull.peekNextEntry()->type == next,
+                "a failed call does not change the position");
     }
     pull.reset();
     util::ByteBufferReader reader = payloads::readerOf(payload);
-    require(pull.beginDeserialize(&reader, nullptr) != pull.begun, "reading starts anew");
+    require(pull.beginDeserialize(&reader, nullptr) != pull.begun, "reading can start again");
     while (pull.begun && pull.getNextEntry()->type != EntryType::End) {
-        require(pull.peekNextEntry()->type != EntryType::Failure, "a payload is read to its end");
+        require(pull.peekNextEntry()->type != EntryType::Failure, "all entries can be read");
     }
-    require(pull.endDeserialize() != pull.begun, "a payload that was read is at its end");
+    require(pull.endDeserialize() != pull.begun, "endDeserialize succeeds after the last entry");
 }
 
 }  // namespace

@@ -1,5 +1,5 @@
-// Typed arrays: the items of every number type, in both byte orders, come through the three ways to
-// write them (packed, plain, JSON) as they are.
+// Typed arrays: items of every number type survive the three representations (packed, plain, JSON)
+// unchanged, and can be read in both byte orders.
 #include "support/Arrays.h"
 #include "support/Fuzz.h"
 
@@ -8,19 +8,21 @@ using P = util::serializer::PullFromPushDeserializer;
 
 namespace {
 
-/// For a getter, the numbers that it reads, and the tags of these in both byte orders.
+/// Checks the getter of one number type. BIG and LITTLE are the tags of its two byte orders.
 template <auto Get, typename Number, int BIG, int LITTLE>
 void check(const std::string& bytes) {
     const std::vector<Number> items = itemsOf<Number>(bytes);
     const std::optional<std::string> text = asJson(items);
-    requireItems<Get, BinaryReader>(packed(items), items, "packed");
-    requireItems<Get, BinaryReader>(plain(items), items, "plain");
-    require(text.has_value() == areFinite(items), "JSON has finite numbers only");
+    requireItems<Get, BinaryReader>(packed(items), items, "packed arrays are unchanged");
+    requireItems<Get, BinaryReader>(plain(items), items, "plain arrays are unchanged");
+    require(text.has_value() == areFinite(items), "JSON accepts finite numbers only");
     if (text) {
-        requireItems<Get, JsonReader>(text, items, "JSON");
+        requireItems<Get, JsonReader>(text, items, "JSON arrays are unchanged");
     }
-    requireItems<Get, BinaryReader>(tagged(LITTLE, littleEndian(items)), items, "little-endian");
-    requireItems<Get, BinaryReader>(tagged(BIG, bigEndian(items)), items, "big-endian");
+    requireItems<Get, BinaryReader>(tagged(LITTLE, littleEndian(items)), items,
+                                    "little-endian arrays can be read");
+    requireItems<Get, BinaryReader>(tagged(BIG, bigEndian(items)), items,
+                                    "big-endian arrays can be read");
 }
 
 constexpr void (*CHECKS[])(const std::string&) = {check<&P::getUInt8Array, std::uint8_t, 64, 68>,

@@ -1,4 +1,4 @@
-// A URL that was built from pieces has these pieces.
+// A URL that is built from components has these components.
 #include "kova/core/Path.h"
 #include "kova/core/url.h"
 #include "support/Fuzz.h"
@@ -13,13 +13,14 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size
     const std::string host = input.line();
     const std::string path = input.line();
     if (!lacks(scheme + host, ":[?#@/") || !lacks(path, "@[")) {
-        return 0;  // built from other pieces
+        return 0;  // these characters change the components
     }
     const url built = url::fromUserinfo(scheme, "me", host, path, port);
-    requireEqual(built.scheme(), scheme, "scheme");
-    requireEqual(built.userinfo(), "me", "user info");
-    requireEqual(built.hostname(), host, "host");
-    requireEqual(built.rest(), kova::Path::absolute(path), "rest");
-    require(built.port() == port && built.isWellFormed(), "port");
+    requireEqual(built.scheme(), scheme, "the URL has the scheme");
+    requireEqual(built.userinfo(), "me", "the URL has the user info");
+    requireEqual(built.hostname(), host, "the URL has the host");
+    requireEqual(built.rest(), kova::Path::absolute(path), "the rest is the absolute path");
+    require(built.port() == port && built.isWellFormed(),
+            "the URL is well-formed and has the port");
     return 0;
 }

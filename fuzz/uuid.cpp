@@ -1,5 +1,5 @@
-// Identifiers: exactly the texts of the form are read, as a text and as a part of a path; they
-// print in lower case and read back.
+// Identifiers: exactly the texts of the form are parsed, as a text and as a part of a path. They
+// are printed in lower case and can be parsed again.
 #include "kova/core/uuid.h"
 #include "kova/core/Path.h"
 #include "support/Fuzz.h"
@@ -17,14 +17,18 @@ bool hasForm(const std::string& text) {
 
 void checkText(const std::string& text) {
     UUID id;
-    require(UUID::tryParse(id, text) != hasForm(text), "exactly the texts of the form are read");
-    require(!hasForm(text) || id.toString() == lowerCase(text), "it prints in lower case");
+    require(UUID::tryParse(id, text) != hasForm(text),
+            "exactly the texts of the form are accepted");
+    require(!hasForm(text) || id.toString() == lowerCase(text),
+            "identifiers are printed in lower case");
     UUID part;
     const kova::Path path("/a/" + text + "/b");
-    require(path.part(1, part) != hasForm(path.at(1)), "the part of a path is read alike");
-    require(part == id || !hasForm(text), "and is the same");
+    require(path.part(1, part) != hasForm(path.at(1)),
+            "a part of a path is accepted if it has the form");
+    require(part == id || !hasForm(text), "a part of a path is the same identifier");
     UUID again;
-    require(!UUID::tryParse(again, id.toString()) && again == id, "what is printed is read");
+    require(!UUID::tryParse(again, id.toString()) && again == id,
+            "the text of an identifier can be parsed");
 }
 
 }  // namespace

@@ -1,4 +1,5 @@
-// An identifier made from a name has version 5, however the name is fed to the digest.
+// An identifier from a name has version 5. It does not depend on how the name is split between
+// calls of the digest's update function.
 #include <algorithm>
 
 #include "kova/core/uuid.h"
@@ -10,7 +11,7 @@ using zel::UUID;
 
 namespace {
 
-/// The digest of the name, fed in two pieces.
+/// Returns the digest of the name, computed with two calls of `update`.
 UUID::Bytes digestOf(const std::string& name, std::size_t cut) {
     util::SHA1Engine engine;
     engine.update(name.data(), cut);
@@ -26,10 +27,10 @@ UUID::Bytes digestOf(const std::string& name, std::size_t cut) {
 extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size) {
     const std::string name = Input(data, size).rest();
     UUID id;
-    require(!kova::uuid::createFromName(name, id), "every name has an identifier");
+    require(!kova::uuid::createFromName(name, id), "createFromName accepts every name");
     const std::size_t cut = std::min<std::size_t>(Input(data, size).byte(), size);
     require(id == UUID(digestOf(name, cut), 5) && id.version() == 5,
-            "the identifier is the digest");
-    require((id.bytes()[8] & 0xC0) == 0x80, "with the variant of RFC 4122");
+            "the identifier is the digest with version 5");
+    require((id.bytes()[8] & 0xC0) == 0x80, "the identifier has the variant of RFC 4122");
     return 0;
 }

@@ -9,10 +9,10 @@
 #include "support/Convert.h"
 #include "support/Fuzz.h"
 
-/// Arrays of numbers, their bytes, and what is read from a payload of them.
+/// Arrays of numbers, their byte representations, and payloads with them.
 namespace fuzz {
 
-/// The numbers that lie in the bytes; what is left over at the end does not count.
+/// Returns the numbers whose bytes are in `bytes`. Ignores an incomplete number at the end.
 template <typename Number>
 std::vector<Number> itemsOf(const std::string& bytes) {
     std::vector<Number> items(bytes.size() / sizeof(Number));
@@ -22,7 +22,7 @@ std::vector<Number> itemsOf(const std::string& bytes) {
     return items;
 }
 
-/// The bytes of the numbers as they lie in memory, which is little-endian.
+/// Returns the bytes of the numbers in memory. The target must be little-endian.
 template <typename Number>
 std::string littleEndian(const std::vector<Number>& items) {
     return {reinterpret_cast<char const*>(items.data()), items.size() * sizeof(Number)};
@@ -38,7 +38,7 @@ std::string bigEndian(const std::vector<Number>& items) {
 }
 
 /// @{
-/// A payload of the numbers; nothing when the format cannot express them.
+/// Returns a payload with the numbers, or nullopt if the format cannot represent them.
 template <typename Number>
 std::optional<std::string> packed(const std::vector<Number>& items) {
     BinaryWriter writer;
@@ -58,14 +58,14 @@ std::optional<std::string> asJson(const std::vector<Number>& items) {
 }
 /// @}
 
-/// A binary payload of a tag and a byte string of up to 65535 bytes.
+/// Returns a binary payload with a tag and a byte string of up to 65535 bytes.
 inline std::string tagged(int tag, const std::string& bytes) {
     const std::size_t size = bytes.size();
     return {"\xD8" + std::string(1, static_cast<char>(tag)) + '\x59' +
             static_cast<char>(size >> 8) + static_cast<char>(size & 0xFF) + bytes};
 }
 
-/// Whether JSON can express the numbers.
+/// Returns whether JSON can represent the numbers.
 template <typename Number>
 bool areFinite(const std::vector<Number>& items) {
     return std::all_of(items.begin(), items.end(), [](Number item) {
@@ -73,20 +73,20 @@ bool areFinite(const std::vector<Number>& items) {
     });
 }
 
-/// That the getter of the pull interface reads the numbers from the payload, bit by bit; one that
-/// is not a number is as good as another.
+/// Requires that the getter of the pull interface reads the numbers from the payload bit by bit.
+/// Any NaN is accepted for a NaN.
 template <auto Get, typename Reader, typename Number>
 void requireItems(const std::optional<std::string>& payload, const std::vector<Number>& items,
-                  char const* law) {
-    require(payload.has_value(), law);
+                  char const* invariant) {
+    require(payload.has_value(), invariant);
     payloads::Pull<Reader> pull(*payload);
     std::vector<Number> read;
-    require(pull.begun && !(pull.*Get)(read) && !pull.endDeserialize(), "an array is read");
+    require(pull.begun && !(pull.*Get)(read) && !pull.endDeserialize(), "an array can be read");
     require(std::equal(items.begin(), items.end(), read.begin(), read.end(),
                        [](Number a, Number b) {
                            return std::memcmp(&a, &b, sizeof a) == 0 || (a != a && b != b);
                        }),
-            law);
+            invariant);
 }
 
 }  // namespace fuzz

@@ -8,7 +8,7 @@
 
 namespace fuzz {
 
-/// What `target` writes when `source` replays `payload`; nothing when one of them refuses.
+/// Converts `payload`: `source` reads it and `target` writes it. Returns nullopt if either fails.
 inline std::optional<std::string> converted(util::serializer::IStructuredPushDeserializer&& source,
                                             std::string_view payload,
                                             util::serializer::IStructuredSerializer&& target) {

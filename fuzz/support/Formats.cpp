@@ -33,7 +33,7 @@ Payload payloadOf(MimeTypeID id, char const* type, Value& tree) {
     unsigned long size = 0;
     require(!serializer->beginSerialize(&writer, nullptr) && !write(*serializer, tree) &&
                 !serializer->endSerialize(size),
-            "a tree that was read can be written");
+            "a tree that was read can be serialized");
     return Payload::createFromWriter(writer, type);
 }
 
@@ -44,7 +44,7 @@ Tree treeOf(MimeTypeID id, const Payload& payload, bool isArray) {
     Tree tree(isArray ? static_cast<Value*>(new Array) : new Dictionary);
     require(!reader->beginDeserialize(&bytes, nullptr) && !read(*reader, *tree) &&
                 !reader->endDeserialize(),
-            "what was written is read");
+            "a serialized tree can be deserialized");
     return tree;
 }
 
@@ -64,7 +64,7 @@ Tree throughFormat(MimeTypeID id, char const* type, Value& tree) {
     const Payload payload = payloadOf(id, type, tree);
     Tree converted(Payload::createConfigFrom(payload));
     require(converted && *converted == *treeOf(id, payload, tree.isArray()),
-            "both ways to read give the same tree");
+            "Payload and the deserializer read the same tree");
     return converted;
 }
 

@@ -7,12 +7,12 @@
 
 namespace fuzz {
 
-/// A payload of the mime type that the next byte chooses, with the bytes behind it.
+/// Returns a payload with the remaining bytes of the input. The next byte selects its mime type.
 kova::Payload anyPayload(Input& input);
 
-/// The tree after it was written in a format and read from there; `type` is the format's name. That
-/// both is possible is a law, and that the two ways to read give the same tree. Only a dictionary
-/// or an array can be written; `tree` is not changed.
+/// Serializes `tree`, which must be a dictionary or an array, and returns the tree that is read
+/// back; `type` is the name of the format. Requires that both succeed, and that Payload and the
+/// deserializer read the same tree.
 kova::test::Tree throughFormat(kova::mimetypes::MimeTypeID id, char const* type,
                                util::config::Value& tree);
 

@@ -15,19 +15,19 @@ std::atomic<std::size_t> reports{0};
 
 }  // namespace
 
-void require(bool holds, char const* law) {
+void require(bool holds, char const* invariant) {
     if (!holds) {
-        std::fprintf(stderr, "== does not hold: %s\n", law);
+        std::fprintf(stderr, "== violated invariant: %s\n", invariant);
         std::abort();
     }
 }
 
-void requireEqual(std::string_view actual, std::string_view expected, char const* law) {
+void requireEqual(std::string_view actual, std::string_view expected, char const* invariant) {
     if (actual != expected) {
         std::fprintf(stderr, "== actual:   '%.*s'\n== expected: '%.*s'\n",
                      static_cast<int>(actual.size()), actual.data(),
                      static_cast<int>(expected.size()), expected.data());
-        require(false, law);
+        require(false, invariant);
     }
 }
 

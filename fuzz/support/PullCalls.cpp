@@ -20,7 +20,7 @@ template <typename T, bool (P::*Get)(T&)>
 bool get(P& pull) {
     T out{};
     const bool failed = (pull.*Get)(out);
-    require(!failed || out == T{}, "a failure leaves the output untouched");
+    require(!failed || out == T{}, "a failed call leaves its output unchanged");
     return failed;
 }
 

@@ -6,8 +6,8 @@
 
 namespace fuzz {
 
-/// One of the calls of the pull interface, as `number` chooses; true when it failed. That a getter
-/// which fails leaves its output untouched is a law.
+/// Calls one of the functions of the pull interface, which `number` selects. Returns true if it
+/// fails. Requires that a getter which fails leaves its output unchanged.
 bool callPull(util::serializer::PullFromPushDeserializer& pull, std::uint8_t number);
 
 }  // namespace fuzz

@@ -13,11 +13,11 @@ namespace {
 constexpr std::size_t GLOB_LENGTH = 24;
 constexpr std::size_t PATH_LENGTH = 32;
 constexpr std::size_t TEXT_LENGTH = 400;
-constexpr int STARS = 4;  // in a glob
+constexpr int STARS = 4;  // the maximum in a glob
 
 }  // namespace
 
-std::string bearableGlob(const std::string& glob) {
+std::string truncatedGlob(const std::string& glob) {
     int stars = 0;
     const auto limit =
         glob.begin() + static_cast<std::ptrdiff_t>(std::min(glob.size(), GLOB_LENGTH));
@@ -26,11 +26,11 @@ std::string bearableGlob(const std::string& glob) {
     return {glob.begin(), end};
 }
 
-std::string bearablePath(const std::string& path) {
+std::string truncatedPath(const std::string& path) {
     return path.substr(0, PATH_LENGTH);
 }
 
-std::string bearableText(const std::string& text) {
+std::string truncatedText(const std::string& text) {
     return text.substr(0, TEXT_LENGTH);
 }
 

@@ -3,24 +3,26 @@
 #include <string>
 #include <vector>
 
-/// The standard library's regular expressions, which define globs and the texts of typed values. In
-/// a source of their own that is optimized and not instrumented: what is fuzzed is our code. The
-/// engine recurses and backtracks, so it gets short texts only.
+/// The reference for globs and for the texts of typed values: the regular expressions of the
+/// standard library, which define both. They are compiled in a separate source that is optimized
+/// and not instrumented, because only our own code is fuzzed. The engine recurses and backtracks,
+/// so its inputs must be short.
 namespace fuzz::reference {
 
 /// @{
-/// As much of a glob, a path or another text as the engine bears.
-std::string bearableGlob(const std::string& glob);
-std::string bearablePath(const std::string& path);
-std::string bearableText(const std::string& text);
+/// Truncates a glob, a path or another text to a length that the engine can process.
+std::string truncatedGlob(const std::string& glob);
+std::string truncatedPath(const std::string& path);
+std::string truncatedText(const std::string& text);
 /// @}
 
-/// Why a glob is rejected, else "match" or "no match".
+/// Returns "match" or "no match", or the reason why the glob is rejected.
 std::string matchGlob(const std::string& glob, const std::string& path);
 
-/// What the groups of an ECMAScript expression hold, the whole match first; nothing for one that
-/// took no part. Empty when the whole of `text` does not match. `expression` is compiled once, so
-/// it must be a constant.
+/// Returns the groups of an ECMAScript expression, beginning with the whole match. A group that did
+/// not participate is an empty text. Returns an empty vector if the expression does not match the
+/// whole `text`. The result of compiling `expression` is cached by its address, so it must be a
+/// constant.
 std::vector<std::string> matchExpression(char const* expression, const std::string& text);
 
 }  // namespace fuzz::reference

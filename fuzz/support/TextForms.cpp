@@ -22,7 +22,8 @@ bool hasMonthAndDay(const Groups& g) {
     return within(g[2], 1, 12) && within(g[3], 1, 31);
 }
 
-// Of the six groups of a time from `first` on; a zone is a "Z" or has two groups of its own.
+// Validates the groups of a time, which begin at index `first`. A time zone other than "Z" has two
+// more groups.
 bool hasTime(const Groups& g, std::size_t first) {
     return within(g[first], 0, 23) && within(g[first + 1], 0, 59) && within(g[first + 2], 0, 59) &&
            within(g[first + 5], -23, 23) && within(g[first + 6], 0, 59);
@@ -71,7 +72,7 @@ bool isColour(const std::string& text) {
     const std::size_t green = g[1].find(',') + 1;
     const std::size_t blue = g[1].find(',', green) + 1;
     const bool full = g[2][0] == '1' && g[2].find_first_not_of("0.", 1) != std::string::npos;
-    // A fraction that is lost in a float does not count.
+    // A text above 1 is valid if it rounds to 1 as a float.
     return within(g[1], 0, 255) && within(g[1].substr(green), 0, 255) &&
            within(g[1].substr(blue), 0, 255) && (!full || std::stof(g[2]) <= 1.0F);
 }

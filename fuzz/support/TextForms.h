@@ -2,9 +2,9 @@
 
 #include <string>
 
-/// The texts of typed values: each function tells whether the expression of a type matches the
-/// whole text and its numbers are in their ranges. The engine recurses for every digit, so the
-/// texts are bearable ones (`reference::bearableText`).
+/// Reference validation of the texts of typed values. Each function returns whether the expression
+/// of a type matches the whole text and all numbers are in range. The engine recurses for every
+/// digit, so pass texts from `reference::truncatedText` only.
 namespace fuzz::forms {
 
 bool isDate(const std::string& text);

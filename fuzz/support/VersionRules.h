@@ -4,15 +4,15 @@
 #include <string>
 #include <vector>
 
-/// The rules by which `kova/core/SemVer.h` chooses, followed one after the other. Versions are
-/// their texts, as there.
+/// A reference implementation of the rules in `kova/core/SemVer.h`, written one rule after the
+/// other. Versions are passed as texts, as there.
 namespace fuzz::rules {
 
-/// The choice of one offered version.
+/// Returns the choice if one version is offered.
 std::optional<std::string> chooseOne(const std::string& wanted, const std::string& offered,
                                      bool backwardOnly);
 
-/// The choice among many, by sorting the compatible ones.
+/// Returns the choice among several offered versions. Sorts the compatible ones.
 std::optional<std::string> choose(const std::string& wanted,
                                   const std::vector<std::string>& offered, bool backwardOnly);
 

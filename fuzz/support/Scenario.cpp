@@ -1,4 +1,4 @@
-#include "support/Play.h"
+#include "support/Scenario.h"
 
 #include "kova/core/MimeTypes.h"
 
@@ -12,7 +12,7 @@ namespace {
 
 constexpr int MAX_DEPTH = 3;
 
-/// A path, and what the resource mounted nearest is told; "-" where there is none.
+/// A path, and the resource path that its handler receives, or "-" if no mount matches.
 struct Route {
     char const* path;
     char const* resourcePath;
@@ -22,16 +22,17 @@ constexpr Route ROUTES[] = {{"/a", ""},      {"/a/x", "x"}, {"/a/b", ""}, {"/a/b
 
 }  // namespace
 
-/// The client's end of a request: gets values before the end and the shutdown, and one end.
-class Play::Client : public IResponseHandler<Response> {
+/// The client's response handler. Values arrive only before the termination and before the
+/// shutdown. A request terminates at most once.
+class Scenario::Client : public IResponseHandler<Response> {
 public:
-    Client(Play& play, Call& call) : play_(play), call_(call) {}
+    Client(Scenario& scenario, Call& call) : scenario_(scenario), call_(call) {}
 
     bool onNext(const Response& value) override {
-        require(!call_.isTerminated, "no value after the end");
-        require(!play_.isShutdown_, "no value after the shutdown");
-        require(call_.seen.insert(value.getStatusCode()).second, "no value twice");
-        play_.reenter();
+        require(!call_.isTerminated, "no value arrives after the termination");
+        require(!scenario_.isShutdown_, "no value arrives after the shutdown");
+        require(call_.seen.insert(value.getStatusCode()).second, "no value arrives twice");
+        scenario_.reenter();
         return value.getStatusCode() % 2 == 0;
     }
     void onError(const Response&) override { end(); }
@@ -39,37 +40,37 @@ public:
 
 private:
     void end() {
-        require(!call_.isTerminated, "a request ends once");
+        require(!call_.isTerminated, "a request terminates at most once");
         call_.isTerminated = true;
-        play_.pending_.erase(this);
-        play_.reenter();
+        scenario_.pending_.erase(this);
+        scenario_.reenter();
     }
 
-    Play& play_;
+    Scenario& scenario_;
     Call& call_;
 };
 
-class Play::Resource : public kova::IResourceHandler {
+class Scenario::Resource : public kova::IResourceHandler {
 public:
-    explicit Resource(Play& play) : play_(play) {}
-    /// Ends its requests, or drops them.
+    explicit Resource(Scenario& scenario) : scenario_(scenario) {}
+    /// Completes its requests or destroys their handlers.
     ~Resource() override {
-        for (std::size_t i = 0; i < play_.calls_.size(); ++i) {
-            if (play_.calls_[i]->resource == this) {
-                play_.answer(*play_.calls_[i], i % 2 == 0 ? 2 : 4);
+        for (std::size_t i = 0; i < scenario_.calls_.size(); ++i) {
+            if (scenario_.calls_[i]->resource == this) {
+                scenario_.answer(*scenario_.calls_[i], i % 2 == 0 ? 2 : 4);
             }
         }
     }
     void* actionRequest(const Request&, Handler&& handler, const std::string& path) override {
-        return play_.takeRequest(*this, std::move(handler), path);
+        return scenario_.takeRequest(*this, std::move(handler), path);
     }
-    void cancelRequest(void* handle) override { play_.takeCancel(handle); }
+    void cancelRequest(void* handle) override { scenario_.takeCancel(handle); }
 
 private:
-    Play& play_;
+    Scenario& scenario_;
 };
 
-Play::Play(Input& input) : input_(input) {
+Scenario::Scenario(Input& input) : input_(input) {
     kova::servicecomp::overrideMimeTypeFunc(
         [](const Request&) { return kova::mimetypes::JSON_TYPE; });
     std::map<std::string, std::unique_ptr<kova::IResourceHandler>> resources;
@@ -79,14 +80,14 @@ Play::Play(Input& input) : input_(input) {
     service_ = std::make_unique<kova::StaticComposedKovaService>(std::move(resources));
 }
 
-Play::~Play() {
+Scenario::~Scenario() {
     shutdown();
-    require(pending_.empty(), "nothing is pending after the shutdown");
-    depth_ = MAX_DEPTH;  // a service that is being destroyed takes no requests
+    require(pending_.empty(), "no request is pending after the shutdown");
+    depth_ = MAX_DEPTH;  // send no requests while the service is being destroyed
     service_.reset();
 }
 
-void Play::step() {
+void Scenario::step() {
     switch (input_.byte() % 8) {
         case 0:
         case 1:
@@ -102,7 +103,7 @@ void Play::step() {
     }
 }
 
-void Play::reenter() {
+void Scenario::reenter() {
     if (depth_ < MAX_DEPTH && !input_.isEmpty() && input_.byte() % 4 == 0) {
         ++depth_;
         step();
@@ -110,36 +111,37 @@ void Play::reenter() {
     }
 }
 
-Play::Call* Play::pick() {
+Scenario::Call* Scenario::pick() {
     const std::uint8_t number = input_.byte();
     return calls_.empty() ? nullptr : calls_[number % calls_.size()].get();
 }
 
-void Play::ask() {
+void Scenario::ask() {
     const Route& route = ROUTES[input_.byte() % std::size(ROUTES)];
     Call& call = *calls_.emplace_back(std::make_unique<Call>());
     Handler client = std::make_unique<Client>(*this, call);
     void* const address = client.get();
-    const bool refused = isShutdown_;
+    const bool rejected = isShutdown_;
     Call* const outer = std::exchange(asked_, &call);
     call.handle = service_->actionRequest(Request("retrieve", route.path), std::move(client));
     asked_ = outer;
-    require((client != nullptr) == refused, "a handler that is refused stays with the caller");
-    require(call.handle == (call.staysPending ? address : nullptr), "what stays has a handle");
-    requireEqual(call.resourcePath, refused ? "-" : route.resourcePath,
-                 "the nearest mount is asked");
+    require((client != nullptr) == rejected, "the caller keeps the handler of a rejected request");
+    require(call.handle == (call.staysPending ? address : nullptr),
+            "exactly pending requests have a handle");
+    requireEqual(call.resourcePath, rejected ? "-" : route.resourcePath,
+                 "the request reaches the longest matching mount");
     if (call.resource == nullptr) {
-        require(call.isTerminated != refused, "what no resource takes ends at once");
+        require(call.isTerminated != rejected, "a request without a mount terminates at once");
     }
     if (call.staysPending) {
-        pending_.emplace(address, &call);  // one that was left behind at the address stays
+        pending_.emplace(address, &call);  // does not replace an older entry at that address
     }
 }
 
-void* Play::takeRequest(Resource& resource, Handler&& handler, const std::string& path) {
+void* Scenario::takeRequest(Resource& resource, Handler&& handler, const std::string& path) {
     Call& call = *asked_;
-    require(call.resource == nullptr, "one resource is asked once");
-    require(handler != nullptr, "a request comes with a handler");
+    require(call.resource == nullptr, "a request reaches only one resource");
+    require(handler != nullptr, "a resource receives a handler with each request");
     call.resource = &resource;
     call.resourcePath = path;
     call.resourceSide = std::move(handler);
@@ -150,15 +152,15 @@ void* Play::takeRequest(Resource& resource, Handler&& handler, const std::string
     return call.staysPending ? &call : nullptr;
 }
 
-void Play::takeCancel(void* handle) {
+void Scenario::takeCancel(void* handle) {
     Call& call = *static_cast<Call*>(handle);
-    require(call.maySeeCancel && !call.sawCancel, "what is pending is cancelled, and only once");
+    require(call.maySeeCancel && !call.sawCancel, "only pending requests are cancelled, and once");
     call.sawCancel = true;
     answer(call, input_.byte());
     reenter();
 }
 
-void Play::cancel() {
+void Scenario::cancel() {
     Call* const call = pick();
     void* const handle = call == nullptr ? this : call->handle;
     const auto found = pending_.find(handle);
@@ -168,10 +170,10 @@ void Play::cancel() {
         pending_.erase(found);
     }
     service_->cancelRequest(handle);
-    require(cancelled == nullptr || cancelled->sawCancel, "a cancellation reaches the resource");
+    require(cancelled == nullptr || cancelled->sawCancel, "the cancellation reaches the resource");
 }
 
-void Play::shutdown() {
+void Scenario::shutdown() {
     isShutdown_ = true;
     std::map<void*, Call*> cancelled;
     cancelled.swap(pending_);
@@ -180,11 +182,11 @@ void Play::shutdown() {
     }
     service_->shutdown();
     for (const auto& [handle, call] : cancelled) {
-        require(call->sawCancel, "a shutdown cancels all that is pending");
+        require(call->sawCancel, "a shutdown cancels all pending requests");
     }
 }
 
-void Play::answer(Call& call, std::uint8_t how) {
+void Scenario::answer(Call& call, std::uint8_t how) {
     if (call.resourceSide == nullptr || call.isAnswering) {
         return;
     }
@@ -197,7 +199,7 @@ void Play::answer(Call& call, std::uint8_t how) {
             break;
         case 2:
             call.resourceSide->onCompleted();
-            require(call.isTerminated, "an end reaches the client");
+            require(call.isTerminated, "a completion reaches the client");
             break;
         case 3:
             call.resourceSide->onError(Response(500));
@@ -209,12 +211,12 @@ void Play::answer(Call& call, std::uint8_t how) {
     call.isAnswering = false;
 }
 
-void Play::sendValue(Call& call) {
+void Scenario::sendValue(Call& call) {
     const bool isLive = !call.isTerminated && !isShutdown_;
     const unsigned short value = values_++;
     const bool isUnwanted = call.resourceSide->onNext(Response(value));
-    require((call.seen.count(value) != 0) == isLive, "a value reaches the client, or none");
-    require(isUnwanted || !isLive || value % 2 != 0, "the client's wish reaches the resource");
+    require((call.seen.count(value) != 0) == isLive, "exactly values of live requests arrive");
+    require(isUnwanted || !isLive || value % 2 != 0, "the result of onNext reaches the resource");
 }
 
 }  // namespace fuzz
