@@ -51,8 +51,9 @@ struct File {
     std::vector<Include> includes;
 };
 
-// The name between the quotes or brackets of an include line; an include of anything else has the
-// rest of the line as its name and counts as quoted, so that it is found wanting.
+// Returns the name between the quotes or brackets of an include directive, or nullopt for another
+// line. For a malformed directive the name is the rest of the line, and counts as quoted, so that
+// it is reported as not found.
 std::optional<Include> readInclude(const std::string& text, int line) {
     const auto skipBlanks = [&text](std::size_t i) {
         return std::min(text.find_first_not_of(" \t", i), text.size());
@@ -103,7 +104,7 @@ public:
                 rules_.violations.push_back(path + ":1: stands in no room of the core");
             }
             for (const Include& include : file.includes) {
-                const std::string reason = judge(path, file, include);
+                const std::string reason = findViolation(path, file, include);
                 if (!reason.empty()) {
                     rules_.violations.push_back(path + ':' + std::to_string(include.line) + ": " +
                                                 include.name + ": " + reason);
@@ -127,11 +128,11 @@ private:
         }
     }
 
-    // Why the include breaks a rule; empty when it breaks none.
-    std::string judge(const std::string& path, const File& file, const Include& include) {
+    // Returns why the include violates a rule, or an empty text if it does not.
+    std::string findViolation(const std::string& path, const File& file, const Include& include) {
         const auto target = find(path, file.floor, include.name);
         if (target == files_.end()) {
-            return judgeForeign(file, include);
+            return findForeignViolation(file, include);
         }
         const File& other = target->second;
         if (other.floor > file.floor) {
@@ -149,7 +150,7 @@ private:
         return "";
     }
 
-    static std::string judgeForeign(const File& file, const Include& include) {
+    static std::string findForeignViolation(const File& file, const Include& include) {
         const auto* const library = std::find_if(
             std::begin(LIBRARIES), std::end(LIBRARIES), [&include](const Library& candidate) {
                 return include.name.compare(0, candidate.prefix.size(), candidate.prefix) == 0;
@@ -223,7 +224,7 @@ private:
         return highest;
     }
 
-    /// By path below the root.
+    /// The files of the tree by their paths relative to the root.
     std::map<std::string, File> files_;
     /// The rooms that are known so far, by path.
     std::map<std::string, std::size_t> rooms_;

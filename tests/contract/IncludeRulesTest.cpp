@@ -14,7 +14,7 @@ namespace {
 namespace fs = std::filesystem;
 using kova::test::checkIncludes;
 
-TEST(IncludeRulesTest, SourcesOfKovaKeepTheRules) {
+TEST(IncludeRulesTest, SourcesOfKovaFollowTheRules) {
     const auto rules = checkIncludes(KOVA_SOURCE_DIR);
     for (const auto& violation : rules.violations) {
         ADD_FAILURE() << violation;
@@ -22,7 +22,7 @@ TEST(IncludeRulesTest, SourcesOfKovaKeepTheRules) {
     EXPECT_THAT(rules.files, testing::Each(testing::Gt(4U))) << "every floor was read";
 }
 
-// A small tree that keeps the rules; each row adds or replaces one file.
+// A small source tree that follows the rules. Each row adds or replaces one file.
 constexpr char const* TREE[][2] = {
     {"platform/osal/include/osal/Mutex.h", "#include <pthread.h>"},
     {"platform/osal/src/Impl.h", ""},
@@ -43,7 +43,7 @@ constexpr char const* TREE[][2] = {
 struct Row {
     char const* file;
     char const* include;
-    /// Empty: the rules are kept.
+    /// A part of the reported reason, or empty if the file follows the rules.
     char const* reason;
 
     friend std::ostream& operator<<(std::ostream& out, const Row& row) {
@@ -128,7 +128,7 @@ protected:
     fs::path root_;
 };
 
-TEST_P(IncludeRulesRowTest, OneIncludeIsJudgedAsStated) {
+TEST_P(IncludeRulesRowTest, ReportsExactlyTheExpectedViolation) {
     const Row& row = GetParam();
     write(row.file, row.include);
     const auto violations = checkIncludes(root_).violations;

@@ -54,8 +54,8 @@ public:
     [[nodiscard]] bool arm(Duration delay);
     /// Schedules the next expiry of a periodic alarm. Called by the alarm's own callback: the next
     /// expiry is at the first multiple of `period` after the time at which the alarm was due that
-    /// is still in the future. A late callback thus does not shift the later expiries, and expiries
-    /// that were missed are not made up for. Called from elsewhere, it is the same as `arm`.
+    /// is still in the future. A late callback thus does not shift the later expiries, and missed
+    /// expiries are skipped. Called from elsewhere, it is the same as `arm`.
     /// Returns false on success, true if `period` is 0 or negative or if `arm` would fail.
     [[nodiscard]] bool rearm(Duration period);
     /// Cancels a pending expiry. When this returns, the callback is not running and will not run:

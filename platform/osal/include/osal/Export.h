@@ -1,4 +1,4 @@
 #pragma once
 
-/// Marks what `libosal` exports; everything else in it is hidden.
+/// Marks the declarations that `libosal` exports. All others are hidden.
 #define OSAL_API __attribute__((visibility("default")))

@@ -1,4 +1,4 @@
 #pragma once
 
-/// Marks what `libzelcommon` exports; everything else in it is hidden.
+/// Marks the declarations that `libzelcommon` exports. All others are hidden.
 #define ZEL_API __attribute__((visibility("default")))
