@@ -6,11 +6,10 @@
 
 namespace kova {
 
-/// Holds a clean-up function and calls it at most once, when told to.
+/// An owner of a clean-up function, which it calls at most once: when `dispose` is called.
 ///
-/// It is not a scope guard: destroying it, like assigning to it, drops a function that was not
-/// called. So where a `Disposable` is moved to, thrown away or replaced never decides whether the
-/// clean-up runs; whoever owns one says `dispose`.
+/// It is not a scope guard. Destroying the object or assigning to it destroys the function without
+/// calling it. The owner of the object decides when to clean up, and calls `dispose`.
 ///
 /// Not thread-safe. The function may use, move and destroy the object that calls it.
 ///
@@ -20,14 +19,14 @@ namespace kova {
 ///     release.dispose();  // still 0
 class KOVA_API Disposable {
 public:
-    /// Takes ownership of the function; an empty function makes an object that is already disposed.
-    /// Explicit: a function never becomes a `Disposable` without its name.
+    /// Takes ownership of the function. An empty function makes an object that is already disposed.
+    /// The constructor is explicit: no function becomes a `Disposable` unnoticed.
     explicit Disposable(std::function<void()>&& function) noexcept;
     ~Disposable();
-    /// Takes the function of `other`, which is left empty.
+    /// Takes ownership of the function of `other`, and leaves `other` empty.
     Disposable(Disposable&& other) noexcept;
-    /// The same; the function that this object held is destroyed without being called. Assigning an
-    /// object to itself does nothing.
+    /// Takes ownership of the function of `other`, and leaves `other` empty. Destroys the function
+    /// that this object had, without calling it. Assigning an object to itself does nothing.
     Disposable& operator=(Disposable&& other) noexcept;
 
     /// Calls the function unless it was called before. Returns whether there was nothing to call:

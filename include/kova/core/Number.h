@@ -6,28 +6,25 @@
 
 namespace kova {
 
-/// A number kept as its decimal text, so that it passes through the framework without loss,
-/// whatever its size and precision. Whoever needs a machine number asks for one of the width it
-/// needs.
+/// A number stored as its decimal text, so that it passes through the framework without loss,
+/// whatever its size and precision. The receiver converts it to the machine type that it needs.
 ///
-/// It does not check the text that it is given and does no arithmetic. The text is read as the
-/// standard library's conversions do it in base 10 (`std::stoi` and its family) under the "C"
-/// locale, whatever the process's locale is: leading white space is skipped, a sign is accepted and
-/// what follows the number is ignored, so that " 7apples" is 7.
+/// It neither validates the text nor does arithmetic. The conversions read the text as `std::stoi`
+/// and its family do in base 10 under the "C" locale, whatever the locale of the process is. They
+/// skip leading white space, accept a sign and ignore what follows the number: " 7apples" is 7.
 ///
 ///     kova::Number number(40000L);
 ///     number.intValue();   // 0: beyond 16 bits
 ///     number.hasError();   // true
 ///     number.longValue();  // 40000
 ///
-/// A plain value: copies are independent, and objects are not locked. Every conversion notes its
-/// outcome in the object, so that not even two threads that only read may share one.
+/// Plain value type. Not thread-safe even for concurrent reads: conversions store an error flag.
 class KOVA_API Number {
 public:
-    /// The empty text, which is no number.
+    /// Stores the empty text, which is not a number.
     Number() = default;
-    /// Stores the number in decimal: "-42". The constructors from numbers are implicit, as
-    /// assignment is. There is none from a text: default-construct and assign.
+    /// Stores the number in decimal: "-42". The constructors from numbers are implicit, like
+    /// assignment. No constructor accepts a text: make an empty `Number` and assign the text.
     Number(long value);
     Number(int value) : Number(static_cast<long>(value)) {}
     /// Stores the number with six significant digits, in the shorter of the fixed and the
@@ -43,36 +40,39 @@ public:
     ~Number() = default;
     /// @}
 
-    /// Takes the text as it is. No assignment changes `hasError`.
+    /// Stores the text verbatim. No assignment changes `hasError`.
     Number& operator=(const std::string& text);
     Number& operator=(long value);
     Number& operator=(int value) { return *this = static_cast<long>(value); }
-    /// The text with six digits behind the point: "1.500000".
+    /// Stores the number with six digits after the point: "1.500000".
     Number& operator=(double value);
 
-    /// The text, as it was given or made.
+    /// Returns the text. The reference is valid until the object is assigned to or destroyed.
     const std::string& toString() const noexcept { return text_; }
 
-    /// Returns whether the latest conversion below failed, which tells a zero that was read from a
-    /// failure. After a conversion that threw an exception this is true.
+    /// Returns whether the latest of the conversions below failed, to distinguish a failure from a
+    /// number that is 0. It is true after a conversion that threw an exception.
     bool hasError() const noexcept { return error_; }
 
-    /// The number, or 0 with the error noted when the text holds none or the number is outside
-    /// -32768 to 32767: 16 bits, although the type has more.
+    // Each conversion clears the error flag first, and sets it when it fails.
+
+    /// Returns the number. Fails and returns 0 when the text has no number, or a number outside
+    /// -32768 to 32767: the range is that of 16 bits, although the type has more.
     int intValue() const noexcept;
-    /// The same for -128 to 127.
+    /// Returns the number. Fails and returns 0 when the text has no number, or a number outside
+    /// -128 to 127.
     signed char byteValue() const noexcept;
-    /// The low 32 bits of the number: "4294967297" gives 1 and is no error. 0 with the error noted
-    /// when the text holds none or the number does not fit 64 bits.
+    /// Returns the low 32 bits of the number: "4294967297" yields 1 without an error. Fails and
+    /// returns 0 when the text has no number, or a number that does not fit 64 bits.
     int longValue() const noexcept;
 
-    /// The number, or 0 with the error noted when the text holds none. Throws `std::out_of_range`
-    /// when the number does not fit; the error is noted then, too.
+    /// Returns the number. Fails and returns 0 when the text has no number. Fails and throws
+    /// `std::out_of_range` when the number does not fit the type.
     long long longlongValue() const;
-    /// The same. The text may also be hexadecimal ("0x1p3"), infinite ("inf") or "nan"; a number
-    /// too close to zero does not fit either.
+    /// Does the same for a float. The text may also be hexadecimal ("0x1p3"), infinite ("inf") or
+    /// "nan". A number too close to zero for the type is out of range, too.
     float floatValue() const;
-    /// As `floatValue`, with the range of a double.
+    /// Does the same as `floatValue` for a double.
     double doubleValue() const;
 
 private:

@@ -14,17 +14,18 @@ namespace kova {
 /// A slash-separated resource path, such as "/items/3/state": a list of parts, and whether it is
 /// absolute.
 ///
-/// It is not a file name: "." and ".." are parts like any other. The static functions do the same
-/// on texts, each as if on the `Path` of the text. Objects are plain values without locks; the
-/// static functions may be called from any thread. No function throws: without memory the process
-/// ends. Where an output text is also an input, the input is read first.
+/// It is not a file name: "." and ".." are ordinary parts. Each static function works on texts as
+/// the member of the same name works on the `Path` of the text.
 ///
-/// Text form: a leading "/" makes the path absolute; the rest is cut at every "/" and empty pieces
-/// are dropped, so that "//a///b//" and "/a/b" are the same path.
+/// Text form: a leading "/" makes the path absolute. The rest is split at every "/", and empty
+/// pieces are ignored, so "//a///b//" and "/a/b" are the same path.
 ///
 /// Functions that return `bool` and have an output or an index return false on success and true on
-/// failure; a failure leaves the object and the output untouched. Indexes count from 0, and `NPOS`
-/// stands for the last part.
+/// failure. On failure the object and the output are unchanged. An output may be the same object as
+/// an input. Indexes start at 0, and `NPOS` is the index of the last part. No function throws; the
+/// process ends when memory runs out.
+///
+/// Plain value type. Not synchronized. Any thread may call the static functions.
 ///
 ///     std::string id;
 ///     if (kova::Path::part("/items/3/state", 1, id)) {
@@ -35,17 +36,18 @@ namespace kova {
 class KOVA_API Path {
 public:
     /// @{
-    /// What stands between the parts.
+    /// The separator between the parts.
     static constexpr char const* SEP = "/";
     static constexpr char SEP_CHAR = '/';
     /// @}
 
-    /// As an index: the last part.
+    /// The index of the last part, whatever the number of parts is.
     static constexpr unsigned long NPOS = ~0UL;
 
-    /// No parts, not absolute.
+    /// Makes a path without parts that is not absolute.
     Path() noexcept = default;
-    /// Reads the text form. A null pointer is read as the empty text.
+    /// Parses the text form; a null pointer counts as the empty text. The constructors are
+    /// explicit: no text becomes a `Path` unnoticed.
     explicit Path(char const* text) noexcept;
     explicit Path(const std::string& text) noexcept;
     Path(const Path&) noexcept = default;
@@ -55,105 +57,112 @@ public:
     Path& operator=(Path&& other) noexcept;
     ~Path() = default;
 
-    /// Appends the parts of `text`. Neither clears the path nor changes whether it is absolute.
+    /// Appends the parts of `text`. Keeps the parts that the path has, and keeps it absolute or
+    /// relative.
     void init(const std::string& text) noexcept;
 
     // Reading
 
-    /// The number of parts.
+    /// Returns the number of parts.
     unsigned long numparts() const noexcept { return parts_.size(); }
     static unsigned long numparts(const std::string& path) noexcept;
 
-    /// Gives the part at `index`; fails when there is none.
+    /// Sets `out` to the part at `index`. Fails when the path has no part at `index`.
     [[nodiscard]] bool part(unsigned long index, std::string& out) const noexcept;
-    /// Fails also when the part is not the text of a UUID.
+    /// Sets `out` to the UUID that the part at `index` is the text of. Fails when the path has no
+    /// part at `index`, or when the part is not the text of a UUID.
     [[nodiscard]] bool part(unsigned long index, zel::UUID& out) const noexcept;
     [[nodiscard]] static bool part(const std::string& path, unsigned long index,
                                    std::string& out) noexcept;
 
-    /// The part at `index`, or an empty text when there is none.
+    /// Returns the part at `index`, or an empty text when the path has no part at `index`.
     std::string at(unsigned long index) const noexcept;
 
-    /// The parts joined with "/", behind a "/" if the path is absolute.
+    /// Returns the parts joined with "/", after a leading "/" if the path is absolute.
     std::string toString() const noexcept;
-    /// The decimal text of a number, to join it into a path.
+    /// Returns the decimal text of a number, for example to join it to a path.
     static std::string toString(unsigned long n) noexcept;
     static std::string toString(long n) noexcept;
 
-    /// Whether both have the same text. "a/b" and "/a/b" do not.
+    /// Returns whether both paths have the same text. "a/b" and "/a/b" are not equal.
     bool operator==(const Path& other) const noexcept { return toString() == other.toString(); }
     bool operator!=(const Path& other) const noexcept { return !(*this == other); }
 
-    /// Whether the text begins with "/".
+    /// Returns whether the text begins with "/".
     static bool isAbsolute(const std::string& s) noexcept;
-    /// `s`, behind a "/" if it does not begin with one.
+    /// Returns `s`, with a "/" added in front if `s` does not begin with one.
     static std::string absolute(const std::string& s) noexcept;
-    /// From now on the text begins with "/".
+    /// Makes the path absolute.
     void makeAbsolute() noexcept { absolute_ = true; }
 
-    /// The parts `from` to `to`, both included, joined with "/"; never with a leading "/". Empty
-    /// when one of them does not exist, or `from` lies behind `to`.
+    /// Returns the parts `from` to `to`, both included, joined with "/" and without a leading "/".
+    /// Returns an empty text when one of the parts does not exist or `from` comes after `to`.
     std::string subpath(unsigned long from, unsigned long to) const noexcept;
-    /// Appends the parts `from` to `to` of `path` to `out`. Fails where the member gives nothing,
-    /// and when `to` is less than `from` as given: `NPOS` is greater than every other index.
+    /// Appends the parts `from` to `to` of `path` to `out`. Fails when one of the parts does not
+    /// exist or `from` comes after `to`. Fails as well when `from` is `NPOS` and `to` is not: the
+    /// numbers are compared before `NPOS` is replaced.
     [[nodiscard]] static bool subpath(const std::string& path, unsigned long from, unsigned long to,
                                       std::string& out) noexcept;
 
-    /// The parts of `path`.
+    /// Splits `path` into its parts.
     static std::vector<std::string> split(const std::string& path) noexcept;
     static void split(const std::string& path, std::vector<std::string>& out) noexcept;
 
-    /// The index of that part of `pattern` which is its `n`-th wildcard, counted from 0, or -1. A
-    /// wildcard is a part that is "*" or "**". A null pointer is read as the empty text.
+    /// Returns the index of the part of `pattern` that is its `n`-th wildcard, or -1 when `pattern`
+    /// has no more than `n` wildcards. `n` starts at 0. A wildcard is a part that is "*" or "**". A
+    /// null pointer counts as the empty text.
     static std::int32_t indexIntoPathFromPattern(char const* pattern, unsigned long n) noexcept;
     static std::int32_t indexIntoPathFromPattern(const std::string& pattern,
                                                  unsigned long n) noexcept;
 
-    /// Whether `path` fits the glob `pattern` (`PathPatterns`), or is equal to it. A malformed
-    /// pattern is reported and fits nothing but itself. The pattern is compiled anew on each call.
+    /// Returns whether `path` is equal to `pattern` or matches it as a glob (`PathPatterns`). A
+    /// malformed glob is reported and matches only itself. Each call compiles the glob; use
+    /// `PathPatterns` to match many paths.
     static bool matches(const std::string& path, const std::string& pattern) noexcept;
 
     // Building and changing
 
-    /// `a` and `b` with a "/" between them, unless one of them is empty or has the "/" already. If
-    /// both have it, one is dropped; further ones stay. A null pointer is read as the empty text.
+    /// Returns `a` and `b` joined with a "/". No "/" is added when one of the two is empty, or when
+    /// `a` ends or `b` begins with "/". When both have the "/", one of the two is removed; further
+    /// ones stay. A null pointer counts as the empty text.
     static std::string join(const std::string& a, const std::string& b) noexcept;
     static std::string join(const std::string& a, const zel::UUID& b) noexcept;
     static std::string join(char const* a, char const* b) noexcept;
     static std::string join(char const* a, const zel::UUID& b) noexcept;
 
-    /// Appends the parts of the text. A null pointer is read as the empty text.
+    /// Appends the parts of the text. A null pointer counts as the empty text.
     void join(char const* s) noexcept;
     void join(const std::string& s) noexcept;
     void join(const zel::UUID& id) noexcept;
-    /// Appends the parts of the other path; whether that is absolute plays no role.
+    /// Appends the parts of the other path. A leading "/" of the other path is ignored.
     Path& operator+=(const Path& other) noexcept;
-    /// A copy of this path with the parts of the other one appended.
+    /// Returns a copy of this path with the parts of the other path appended.
     Path operator+(const Path& other) const noexcept;
 
-    /// Puts one part, which is not split, in front of the one at `index`. At the end (`NPOS` or the
-    /// number of parts) it is stored as given. Elsewhere a leading "/" is not stored, and in front
-    /// of the first part it decides whether the path is absolute from now on. Fails when `index` is
-    /// greater than the number of parts.
+    /// Inserts one part, which is not split, before the part at `index`. With an `index` of `NPOS`
+    /// or of the number of parts, appends the part verbatim. Elsewhere a leading "/" is not stored;
+    /// inserting at index 0 makes the path absolute if the part has a leading "/", and relative if
+    /// not. Fails when `index` is greater than the number of parts.
     [[nodiscard]] bool insert(const std::string& part, unsigned long index) noexcept;
     [[nodiscard]] static bool insert(const std::string& path, const std::string& part,
                                      unsigned long index, std::string& out) noexcept;
 
-    /// Removes the part at `index`; fails when there is none. An absolute path stays absolute.
+    /// Removes the part at `index`. Fails when the path has no part at `index`. An absolute path
+    /// stays absolute.
     [[nodiscard]] bool cut(unsigned long index) noexcept;
     [[nodiscard]] static bool cut(const std::string& path, unsigned long index,
                                   std::string& out) noexcept;
 
-    /// `path` without its last part; empty when it has none.
+    /// Returns `path` without its last part, or an empty text when `path` has no part.
     static std::string parent(const std::string& path) noexcept;
 
-    /// Becomes the relative path that leads from this path to `target`, with ".." for each step up;
-    /// whether the two are absolute plays no role. Never fails.
+    /// Replaces this path by the relative path that leads from it to `target`, with ".." for each
+    /// step up. A leading "/" of either path is ignored. Always returns false: it cannot fail.
     bool relativize(const std::string& target) noexcept;
     static bool relativize(const std::string& from, const std::string& target,
                            std::string& out) noexcept;
 
-    /// `pattern` with its first wildcard, "**" or "*", replaced.
+    /// Returns `pattern` with its first "**" or "*" replaced.
     static std::string replacePattern(const std::string& pattern,
                                       const std::string& replacement) noexcept;
     static std::string replacePattern(const std::string& pattern, const Path& replacement) noexcept;

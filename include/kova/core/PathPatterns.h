@@ -10,46 +10,46 @@ namespace kova {
 
 class GlobProgram;
 
-/// Selects paths by a glob.
+/// A compiled glob that selects paths. Matches the whole path; there is no substring search.
 ///
-/// It is not a search: a glob fits the whole of a path or none of it. The object never changes, so
-/// any number of threads may match with it at once; copies share what was compiled.
-///
-/// | glob          | stands for                                                              |
+/// | glob          | matches                                                                 |
 /// |---------------|-------------------------------------------------------------------------|
 /// | `*`           | any text without "/"; the empty text too                                |
 /// | `**`          | any text with "/", but without line feeds and carriage returns          |
 /// | `?`           | one character other than "/"                                            |
-/// | `[a-z_]`      | one of the characters; `[!a-z_]` and `[^a-z_]` one of all others        |
+/// | `[a-z_]`      | one of the characters; `[!a-z_]` and `[^a-z_]` match one of all others  |
 /// | `{a,b*}`      | one of the alternatives, which may be empty; groups do not nest         |
-/// | `a\|b`         | one of the alternatives, without a group of the whole glob              |
+/// | `a\|b`         | one of the alternatives; outside a group, each is a whole glob          |
 /// | `\c`          | the character c; needed for `* ? [ { \` and, in a group, `,` and `}`    |
 /// | anything else | itself                                                                  |
 ///
-/// A glob is defined by its translation into an ECMAScript regular expression ("/a/*" becomes
-/// "/a/([^/]*)"), and brackets follow that language to the letter: "[[:digit:]_-]" is not closed,
-/// for its first "]" ends the glob's bracket but not the expression's. The text is a sequence of
-/// bytes, ordered by their value from 0 to 255 on every processor, and the process locale plays no
-/// role.
+/// The meaning of a glob is that of its translation into an ECMAScript regular expression: "/a/*"
+/// becomes "/a/([^/]*)". Brackets follow that language to the letter. For example "[[:digit:]_-]"
+/// is not closed: its first "]" ends the bracket of the glob but not the bracket of the expression.
+/// A path is a sequence of bytes, ordered by their value from 0 to 255 on every processor. The
+/// process locale is ignored.
 ///
-/// The time to match is proportional to the length of the path times, at worst, that of the glob;
-/// the stack needed depends on neither, and nothing is allocated.
+/// Matching takes time proportional to the length of the path times, at worst, the length of the
+/// glob. The stack that it needs depends on neither, and it allocates nothing.
+///
+/// Immutable: any number of threads may match with one object at the same time. Copies share the
+/// compiled program.
 ///
 ///     const auto states = kova::PathPatterns::createFromGlob("/items/*/{state,name}");
 ///     states->match("/items/3/state");    // true
 ///     states->match("/items/3/4/state");  // false
 class KOVA_API PathPatterns {
 public:
-    /// Longest glob, in bytes.
+    /// The length of the longest glob, in bytes.
     static constexpr std::size_t MAX_LENGTH = 65535;
 
     /// Compiles `glob`. Throws `std::invalid_argument` when the glob is malformed or longer than
     /// `MAX_LENGTH`, and `std::regex_error` with the standard library's text when its translation
-    /// is not a regular expression. There is no further limit on the expression's size.
+    /// is not a valid regular expression. The size of the expression has no further limit.
     explicit PathPatterns(const std::string& glob);
 
     /// @{
-    /// A copy shares what was compiled. Assigning an object to itself changes nothing.
+    /// A copy shares the compiled program. Assigning an object to itself changes nothing.
     PathPatterns(const PathPatterns&) = default;
     PathPatterns(PathPatterns&&) noexcept = default;
     PathPatterns& operator=(const PathPatterns&) = default;
@@ -57,14 +57,16 @@ public:
     ~PathPatterns() = default;
     /// @}
 
-    /// The same without exceptions: nothing, after one report (`errors::RequestFailed`) to the
-    /// error output, where the constructor throws.
+    /// Compiles `glob` without throwing. Where the constructor throws, reports one error
+    /// (`errors::RequestFailed`) and returns nothing.
     static std::optional<PathPatterns> createFromGlob(const std::string& glob) noexcept;
 
-    /// The glob as given.
+    /// Returns the glob, unchanged. The reference is valid until the object is assigned to, moved
+    /// from or destroyed.
     const std::string& glob() const noexcept { return glob_; }
 
-    /// Whether the whole of `path` fits. Cannot fail. Not for an object that was moved from.
+    /// Returns whether the glob matches the whole of `path`. Cannot fail. Undefined for an object
+    /// that was moved from.
     bool match(const std::string& path) const;
 
 private:

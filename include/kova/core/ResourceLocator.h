@@ -8,16 +8,17 @@
 
 namespace kova {
 
-/// Names one resource of one service in a single string: the service's path and the resource's path
-/// inside the service.
+/// The address of one resource of one service in a single string: the path of the service and the
+/// path of the resource inside the service.
 ///
-/// It checks and escapes nothing: a path that holds a "$" does not survive the way through a text.
+/// It neither validates nor escapes: a path that contains a "$" changes when it is written to a
+/// text and read back.
 ///
 ///     [servicePath "$"] resourcePath             text form: "/media/player2$/tracks/17"
 ///     "kova:" [servicePath "$"] resourcePath     URI form:  "kova:/media/player2$/tracks/17"
 ///
-/// The first part of the service path is the base path of the service, everything behind it the
-/// instance; both may be asked for, as may the last parts of the resource path, the element ids.
+/// The first part of the service path is the base path of the service; the rest is the instance.
+/// The last parts of the resource path are the element ids.
 ///
 ///     const auto locator =
 ///         kova::ResourceLocator::fromPathsWithInstance("media", "player2", "tracks", "17");
@@ -26,10 +27,11 @@ namespace kova {
 ///     locator.getResourcePrefix(1);   // "/tracks"
 ///     locator.getElementId(1);        // "17"
 ///
-/// A plain value: copies are independent, and objects are not locked.
+/// Plain value type. Not synchronized.
 class KOVA_API ResourceLocator {
 public:
-    /// Both as given. No service path: the locator does not say which service holds the resource.
+    /// Stores both paths verbatim. A locator without a service path does not say which service has
+    /// the resource.
     ResourceLocator(std::optional<std::string>&& servicePath, std::string&& resourcePath) noexcept;
 
     /// @{
@@ -42,8 +44,8 @@ public:
     /// @}
 
     /// @{
-    /// The paths made absolute (`Path::absolute`); the sub-resource is joined behind the resource,
-    /// the instance behind the base path (`Path::join`).
+    /// Makes a locator from paths, which become absolute (`Path::absolute`). The instance is
+    /// appended to the base path, the sub-resource to the resource (`Path::join`).
     static ResourceLocator fromPaths(const std::string& base, const std::string& resource);
     static ResourceLocator fromPaths(const std::string& base, const std::string& resource,
                                      const std::string& subresource);
@@ -56,38 +58,44 @@ public:
                                                  const std::string& subresource);
     /// @}
 
-    /// The locator whose URI form has this path; nothing for a foreign scheme. The first "$" ends
-    /// the service path, and both paths are made absolute; without a "$" the whole path is that of
-    /// the resource, as it stands. Authority, query and fragment are not looked at.
+    /// Returns the locator that `uri` is the URI form of, or nothing when `uri` has another scheme.
+    /// The first "$" of the path ends the service path, and both paths become absolute. Without a
+    /// "$" the whole path is the resource path, verbatim. Authority, query and fragment are
+    /// ignored.
     static std::optional<ResourceLocator> fromUri(const url& uri);
-    /// Whether the URI is nothing but a locator: of our scheme, with a path, without authority,
-    /// query and fragment.
+    /// Returns whether `uri` is the URI form of a locator and nothing else: it has the scheme of
+    /// locators and a path, but no authority, query or fragment.
     static bool isResourceLocator(const url& uri);
-    /// The service instance of the locator that the URI stands for.
+    /// Returns the service instance (`getServiceInstance`) of the locator that `uri` is the URI
+    /// form of, or nothing when `uri` has another scheme.
     static std::optional<std::string> extractServiceInstance(const url& uri);
 
-    /// The path of the service; nothing when the locator does not say which.
+    // The references are valid until the locator is assigned to, moved from or destroyed.
+
+    /// Returns the path of the service, or nothing when the locator has none.
     const std::optional<std::string>& getServicePath() const noexcept { return servicePath_; }
-    /// The path of the resource inside the service.
+    /// Returns the path of the resource inside the service.
     const std::string& getResourcePath() const noexcept { return resourcePath_; }
 
-    /// The text form.
+    /// Returns the text form.
     std::string toString() const;
-    /// The URI form.
+    /// Returns the URI form.
     url toUri() const;
 
-    /// The service path up to its second "/", or to its first when it does not begin with one:
-    /// "/media" of "/media/player2". Nothing without a service path.
+    /// Returns the service path up to its first "/", not counting a leading one: "/media" for
+    /// "/media/player2". Returns nothing when the locator has no service path.
     std::optional<std::string> getServiceBasePath() const;
-    /// The service path behind the base path, with its leading "/" and without one trailing "/":
-    /// "/a/b" of "/media/a/b/". Nothing when the base path is all there is.
+    /// Returns the service path after the base path, with its leading "/" and without one trailing
+    /// "/": "/a/b" for "/media/a/b/". Returns nothing when the locator has no service path, or when
+    /// nothing follows the base path.
     std::optional<std::string> getServiceInstance() const;
 
-    /// The first `n` parts of the resource path, made absolute. All of them when `n` is 0 or more
-    /// than there are; "/" when there are none.
+    /// Returns the first `n` parts of the resource path, with a leading "/". Returns all parts when
+    /// `n` is 0 or greater than their number, and "/" when the resource path has no parts.
     std::string getResourcePrefix(unsigned long n) const;
-    /// The last `n` parts of the resource path, joined with "/", without a leading "/". All of them
-    /// when `n` is more than there are; empty when `n` is 0 or there are none.
+    /// Returns the last `n` parts of the resource path, joined with "/", without a leading "/".
+    /// Returns all parts when `n` is greater than their number, and an empty text when `n` is 0 or
+    /// the resource path has no parts.
     std::string getElementId(unsigned long n) const;
 
 private:
@@ -95,17 +103,17 @@ private:
     std::string resourcePath_;
 };
 
-/// The URIs of resources, made straight from paths.
+/// Functions that make the URIs of resources directly from paths.
 namespace locators {
 
-/// The scheme of the URIs of locators.
+/// The scheme of the URI form of locators.
 constexpr char const* KOVA_URI_SCHEME = "kova";
 
-/// `ResourceLocator::fromPaths(…).toUri()`
+/// Returns `ResourceLocator::fromPaths(…).toUri()`.
 KOVA_API url toUri(const std::string& base, const std::string& resource);
 KOVA_API url toUri(const std::string& base, const std::string& resource,
                    const std::string& subresource);
-/// `ResourceLocator::fromPathsWithInstance(…).toUri()`
+/// Returns `ResourceLocator::fromPathsWithInstance(…).toUri()`.
 KOVA_API url toUriWithInstance(const std::string& base, const std::string& instance,
                                const std::string& resource);
 KOVA_API url toUriWithInstance(const std::string& base, const std::string& instance,

@@ -8,11 +8,11 @@
 
 namespace kova {
 
-/// What happened to a resource. It travels as its text, which is the name of the enumerator, never
-/// as its number.
+/// A kind of change of a resource. A payload contains its text, which is the name of the
+/// enumerator, never its number.
 enum class ResourceUpdateType : std::uint8_t { ADDED, MODIFIED, REMOVED };
 
-/// Converts between a kind of change and its text. Any thread may call it.
+/// The conversions between a kind of change and its text. Any thread may call them.
 ///
 ///     using kova::ResourceUpdateTypeSerializer;
 ///     ResourceUpdateTypeSerializer::enumToValue(kova::ResourceUpdateType::ADDED);  // "ADDED"
@@ -21,9 +21,9 @@ class KOVA_API ResourceUpdateTypeSerializer {
 public:
     ResourceUpdateTypeSerializer() = delete;
 
-    /// The text of a kind, or nothing for a number outside the enumeration.
+    /// Returns the text of a kind, or nothing for a number outside the enumeration.
     static std::optional<std::string> enumToValue(ResourceUpdateType value);
-    /// The kind of a text, compared exactly (case counts), or nothing.
+    /// Returns the kind that has this text, or nothing when no kind has it. Case matters.
     static std::optional<ResourceUpdateType> valueToEnum(const std::string& text);
 };
 

@@ -11,29 +11,30 @@
 namespace kova {
 
 /// A timer of the platform that calls a function when it expires. It expires once for each start;
-/// `FunctionalAlarm` is the periodic one.
+/// use `FunctionalAlarm` for periodic calls.
 ///
 /// The function runs on the thread of the alarm timer and may start, stop and destroy the timer. An
-/// exception that leaves it ends the process, and so does an empty function when it is due
-/// (`std::bad_function_call`). `osal::Timer` has the operations and the thread rule.
+/// exception that leaves the function ends the process. So does the expiry of a timer with an empty
+/// function (`std::bad_function_call`). `osal::Timer` documents the operations and the threads that
+/// may call them.
 ///
 ///     std::atomic<bool> late = false;
 ///     kova::FunctionalTimer timer([&late] { late = true; });
 ///     const bool failed = timer.start(std::chrono::seconds(5));
 class KOVA_API FunctionalTimer : public osal::Timer {
 public:
-    /// Makes a stopped timer on an alarm timer of the platform, which must outlive it. Throws
-    /// `std::system_error` when the thread of that timer cannot be started.
+    /// Makes a stopped timer on the alarm timer `timer`, which must outlive it. Throws
+    /// `std::system_error` when the thread of the alarm timer cannot be started.
     explicit FunctionalTimer(std::function<void()>&& function,
                              osal::AlarmTimer& timer = osal::Alarm::DEFAULT_TIMER);
-    /// Stops the timer, as `stop` does.
+    /// Calls `stop`.
     ~FunctionalTimer() override;
 
-    /// What the platform calls with the timer, which is a `FunctionalTimer`.
+    /// The callback of the platform's timer; `timer` must be a `FunctionalTimer`. Not for users.
     static void timerCallback(osal::Timer* timer);
 
 private:
-    // Shared with the call that is running, which may destroy the timer.
+    // Shared, because a running call may destroy the timer.
     std::shared_ptr<const std::function<void()>> function_;
 };
 

@@ -13,12 +13,12 @@ class IStructuredSerializer;
 
 namespace kova::dovglobals {
 
-/// A calendar date. A plain value: no thread rule but that of any variable.
+/// A calendar date. Plain value type. Not synchronized.
 ///
-/// It is not a point in time, and no calendar stands behind it: no day is checked against the
-/// length of its month, so 2019-02-31 is a date.
+/// It is not a point in time. No calendar is applied: the day is not compared with the length of
+/// the month, so 2019-02-31 is a date.
 ///
-/// Text: four digits of the year, two of the month and two of the day, all of them written:
+/// Text: four digits for the year, two for the month and two for the day, with leading zeros:
 ///
 ///     YYYY-MM-DD
 ///
@@ -30,40 +30,39 @@ struct KOVA_API Date {
     std::uint8_t month = 0;  ///< 1 to 12
     std::uint8_t day = 0;    ///< 1 to 31
 
-    /// All zero: besides the fields themselves the only way to a month or a day of 0.
+    /// Zero date. (The other constructor clamps month and day to at least 1.)
     Date() noexcept = default;
-    /// Takes any numbers: a month or a day of 0 becomes 1, a month above 12 becomes 12, a day above
-    /// 31 becomes 31.
+    /// Accepts any numbers. Clamps the month to 1..12 and the day to 1..31.
     Date(unsigned short year, unsigned char month, unsigned char day) noexcept;
 
-    /// The text; it reads back unless a field was set outside its range.
+    /// Returns the text. It can be parsed again unless a field is out of its range.
     std::string toString() const;
 
-    /// Whether all fields are equal.
+    /// Returns whether all fields are equal.
     bool operator==(const Date& other) const noexcept;
     bool operator!=(const Date& other) const noexcept { return !(*this == other); }
-    /// The earlier date is the lesser.
+    /// Returns whether this date is earlier.
     bool operator<(const Date& other) const noexcept;
 };
 
-/// The date of these numbers, or nothing, with one report, when the month is not 1 to 12 or the day
-/// not 1 to 31.
+/// Returns the date, or reports an error and returns nothing if the month is not in 1..12 or the
+/// day is not in 1..31.
 KOVA_API std::optional<Date> createDate(unsigned short year, unsigned char month,
                                         unsigned char day);
 
-/// The date that the whole text stands for, or nothing, with one report, when it is no such text or
-/// a number is out of its range.
+/// Parses the text of a date. Reports an error and returns nothing if `text` does not have the form
+/// or a number is out of its range.
 KOVA_API std::optional<Date> parseDate(const std::string& text);
 
 }  // namespace kova::dovglobals
 
 namespace kova::serializer {
 
-/// Writes the text of a date as one string. False on success, true on failure.
+/// Writes the text of a date as one string. Returns false on success, true on failure.
 KOVA_API bool serialize(util::serializer::IStructuredSerializer& serializer,
                         const dovglobals::Date& value);
-/// Reads a date from one string. False on success; true, with `value` untouched, when there is no
-/// string to read or `parseDate` refuses it.
+/// Reads a date from one string. Returns false on success. Returns true when the next item is not a
+/// string or `parseDate` returns nothing; `value` is then unchanged.
 KOVA_API bool deserialize(util::serializer::IStructuredPullDeserializer& deserializer,
                           dovglobals::Date& value);
 

@@ -9,12 +9,12 @@
 
 namespace kova::dovglobals {
 
-/// A date and a time of that day. A plain value: no thread rule but that of any variable.
+/// A date and a time of that day. Plain value type. Not synchronized.
 ///
-/// It is compared as it is written, the date first: times of different zones are not brought to a
-/// common one.
+/// Comparisons compare the fields, the date first. They do not convert times of different zones to
+/// a common zone.
 ///
-/// Text: that of the date, a "T" and that of the time:
+/// Text: the text of the date, a "T" and the text of the time:
 ///
 ///     YYYY-MM-DDTHH:MM:SS[.mmm](Z|(+|-)HH:MM)
 ///
@@ -27,37 +27,37 @@ struct KOVA_API DateTime {
     /// The time of that day.
     Time time;
 
-    /// The text; it reads back unless a field was set outside its range.
+    /// Returns the text. It can be parsed again unless a field is out of its range.
     std::string toString() const;
 
-    /// Whether all fields are equal.
+    /// Returns whether all fields are equal.
     bool operator==(const DateTime& other) const noexcept;
     bool operator!=(const DateTime& other) const noexcept { return !(*this == other); }
-    /// The earlier date is the lesser; of equal dates, the lesser time.
+    /// Compares the dates, then the times.
     bool operator<(const DateTime& other) const noexcept;
 };
 
-/// The date and time of these numbers, or nothing, with one report, when `createDate` or
-/// `createTime` would refuse them. The report is that of the date or of the time.
+/// Returns the date and time, or reports an error and returns nothing if `createDate` or
+/// `createTime` would do so. The report names the date or the time as the type.
 KOVA_API std::optional<DateTime> createDateTime(unsigned short year, unsigned char month,
                                                 unsigned char day, unsigned char hour,
                                                 unsigned char minute, unsigned char second,
                                                 std::optional<unsigned short> millisecond,
                                                 std::optional<TimeZone> timeZone);
 
-/// The date and time that the whole text stands for, or nothing, with one report, when it is no
-/// such text or a number is out of its range.
+/// Parses the text of a date and time. Reports an error and returns nothing if `text` does not have
+/// the form or a number is out of its range.
 KOVA_API std::optional<DateTime> parseDateTime(const std::string& text);
 
 }  // namespace kova::dovglobals
 
 namespace kova::serializer {
 
-/// Writes the text of a date and time as one string. False on success, true on failure.
+/// Writes the text of a date and time as one string. Returns false on success, true on failure.
 KOVA_API bool serialize(util::serializer::IStructuredSerializer& serializer,
                         const dovglobals::DateTime& value);
-/// Reads a date and time from one string. False on success; true, with `value` untouched, when
-/// there is no string to read or `parseDateTime` refuses it.
+/// Reads a date and time from one string. Returns false on success. Returns true when the next item
+/// is not a string or `parseDateTime` returns nothing; `value` is then unchanged.
 KOVA_API bool deserialize(util::serializer::IStructuredPullDeserializer& deserializer,
                           dovglobals::DateTime& value);
 

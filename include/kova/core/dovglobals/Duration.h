@@ -13,12 +13,12 @@ class IStructuredSerializer;
 
 namespace kova::dovglobals {
 
-/// An amount of time in calendar units. A plain value: no thread rule but that of any variable.
+/// An amount of time in calendar units. Plain value type. Not synchronized.
 ///
-/// It is not a count of seconds: no field carries into another, and durations are ordered field by
-/// field.
+/// It is not a number of seconds: no field carries over into another one, and comparisons compare
+/// field by field.
 ///
-/// Text: "P", then the digits of all fields:
+/// Text: a "P", then all fields with leading zeros:
 ///
 ///     PYYYY-MM-DDTHH:MM:SS
 ///
@@ -33,42 +33,42 @@ struct KOVA_API Duration {
     std::uint8_t minutes = 0;  ///< 0 to 59
     std::uint8_t seconds = 0;  ///< 0 to 59
 
-    /// All zero.
+    /// Sets all fields to 0.
     Duration() noexcept = default;
-    /// Takes any numbers: months and days as a date does, so that 0 becomes 1; those above the
-    /// highest of their field become that one.
+    /// Accepts any numbers. Clamps the months to 1..12, the days to 1..31 (as a date does), and the
+    /// other fields to their highest value.
     Duration(unsigned short years, unsigned char months, unsigned char days, unsigned char hours,
              unsigned char minutes, unsigned char seconds) noexcept;
 
-    /// The text; it reads back unless a field was set outside its range.
+    /// Returns the text. It can be parsed again unless a field is out of its range.
     std::string toString() const;
 
-    /// Whether all fields are equal.
+    /// Returns whether all fields are equal.
     bool operator==(const Duration& other) const noexcept;
     bool operator!=(const Duration& other) const noexcept { return !(*this == other); }
-    /// By the fields in their order.
+    /// Compares the fields in the order of their declaration.
     bool operator<(const Duration& other) const noexcept;
 };
 
-/// The duration of these numbers, or nothing, with one report, when one is above the highest of its
-/// field. As in the constructor, months and days of 0 become 1.
+/// Returns the duration, or reports an error and returns nothing if a number is above the highest
+/// value of its field. Months and days of 0 become 1, as in the constructor.
 KOVA_API std::optional<Duration> createDuration(unsigned short years, unsigned char months,
                                                 unsigned char days, unsigned char hours,
                                                 unsigned char minutes, unsigned char seconds);
 
-/// The duration that the whole text stands for, or nothing, with one report, when it is no such
-/// text or a number is out of its range. Here months and days of 0 stay 0.
+/// Parses the text of a duration. Reports an error and returns nothing if `text` does not have the
+/// form or a number is out of its range. Months and days of 0 stay 0.
 KOVA_API std::optional<Duration> parseDuration(const std::string& text);
 
 }  // namespace kova::dovglobals
 
 namespace kova::serializer {
 
-/// Writes the text of a duration as one string. False on success, true on failure.
+/// Writes the text of a duration as one string. Returns false on success, true on failure.
 KOVA_API bool serialize(util::serializer::IStructuredSerializer& serializer,
                         const dovglobals::Duration& value);
-/// Reads a duration from one string. False on success; true, with `value` untouched, when there is
-/// no string to read or `parseDuration` refuses it.
+/// Reads a duration from one string. Returns false on success. Returns true when the next item is
+/// not a string or `parseDuration` returns nothing; `value` is then unchanged.
 KOVA_API bool deserialize(util::serializer::IStructuredPullDeserializer& deserializer,
                           dovglobals::Duration& value);
 

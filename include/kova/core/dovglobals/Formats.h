@@ -11,31 +11,32 @@ class IStructuredPullDeserializer;
 class IStructuredSerializer;
 }  // namespace util::serializer
 
-/// The formats in which dates and times are shown. Each travels as its text, never as its number.
+/// Formats in which dates and times are displayed. A payload contains the text of a value, never
+/// its number.
 ///
-/// The name of an enumerator is its text; where that begins with a digit, the letter goes first:
+/// The name of an enumerator is its text. If the text begins with a digit, the letter comes first
+/// in the name:
 ///
 ///     using namespace kova::dovglobals;
 ///     enumToValue(DateFormat::ddmmyyyy);  // "ddmmyyyy"
 ///     valueToTimeFormat("12h");           // TimeFormat::h12
 ///
-/// `enumToValue` gives the text of a value, or nothing for a number outside its enumeration. The
-/// functions `valueTo...` give the value of a text, compared exactly (case counts), or nothing. Any
-/// thread may call them.
+/// `enumToValue` returns the text of a value. The functions `valueTo...` return the value of a
+/// text; case matters. Any thread may call them.
 namespace kova::dovglobals {
 
-/// The order in which the parts of a date are shown.
+/// The order in which the parts of a date are displayed.
 enum class DateFormat : std::uint8_t { ddmmyyyy, mmddyyyy, yyyymmdd };
 
-/// Whether hours are counted to 12 or to 24.
+/// The number of hours after which the count of hours starts again.
 enum class TimeFormat : std::uint8_t { h12, h24 };
 
-/// The text of a value; nothing for a number outside its enumeration.
+/// Returns the text of a value, or nothing for a number outside the enumeration.
 KOVA_API std::optional<std::string> enumToValue(DateFormat value);
 KOVA_API std::optional<std::string> enumToValue(TimeFormat value);
 
 /// @{
-/// The value of a text, compared exactly; nothing for any other text.
+/// Returns the value that has this text, or nothing when no value has it.
 KOVA_API std::optional<DateFormat> valueToDateFormat(const std::string& text);
 KOVA_API std::optional<TimeFormat> valueToTimeFormat(const std::string& text);
 /// @}
@@ -44,15 +45,15 @@ KOVA_API std::optional<TimeFormat> valueToTimeFormat(const std::string& text);
 
 namespace kova::serializer {
 
-/// Writes the text of a value as one string. False on success; true, with nothing written, for a
-/// number outside its enumeration, and true when the serializer fails.
+/// Writes the text of a value as one string. Returns false on success, and true when the serializer
+/// fails. Returns true and writes nothing for a number outside the enumeration.
 KOVA_API bool serialize(util::serializer::IStructuredSerializer& serializer,
                         const dovglobals::DateFormat& value);
 KOVA_API bool serialize(util::serializer::IStructuredSerializer& serializer,
                         const dovglobals::TimeFormat& value);
 
-/// Reads a value from one string. False on success; true, with `value` untouched, when there is no
-/// string to read or it is the text of none.
+/// Reads a value from one string. Returns false on success. Returns true when the next item is not
+/// a string or the string is not the text of a value; `value` is then unchanged.
 KOVA_API bool deserialize(util::serializer::IStructuredPullDeserializer& deserializer,
                           dovglobals::DateFormat& value);
 KOVA_API bool deserialize(util::serializer::IStructuredPullDeserializer& deserializer,

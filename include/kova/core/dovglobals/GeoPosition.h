@@ -12,13 +12,13 @@ class IStructuredSerializer;
 
 namespace kova::dovglobals {
 
-/// Three coordinates in the order in which they are given. A plain value: no thread rule but that
-/// of any variable.
+/// A position of three coordinates. Plain value type. Not synchronized.
 ///
-/// What the coordinates mean, their units and ranges, is set by the services that exchange them;
-/// nothing is checked here.
+/// The services that exchange a position define the meaning, the unit and the range of each
+/// coordinate. This type accepts all numbers and keeps the order of the coordinates.
 ///
-/// Text: the coordinates in decimal, with or without a sign and a fraction, and no blanks:
+/// Text: the coordinates in decimal, each with an optional sign and an optional fraction, without
+/// blanks:
 ///
 ///     NUMBER;NUMBER;NUMBER        NUMBER = [+|-]DIGITS[.DIGITS]
 ///
@@ -27,42 +27,42 @@ namespace kova::dovglobals {
 ///     position->toString();  // "52.520000;13.405000;34.000000"
 struct KOVA_API GeoPosition {
     /// @{
-    /// The coordinates, in the order in which they are written.
+    /// A coordinate, in the order of the text.
     double first = 0.0;
     double second = 0.0;
     double third = 0.0;
     /// @}
 
-    /// All zero.
+    /// Sets all coordinates to 0.
     GeoPosition() noexcept = default;
     GeoPosition(double first, double second, double third) noexcept;
 
-    /// The text with six digits after each point: what lies below them is lost. It reads back when
-    /// the coordinates are finite.
+    /// Returns the text with six digits after each point; further digits are lost. It can be parsed
+    /// again if the coordinates are finite.
     std::string toString() const;
 
-    /// Whether all fields are equal.
+    /// Returns whether all fields are equal.
     bool operator==(const GeoPosition& other) const noexcept;
     bool operator!=(const GeoPosition& other) const noexcept { return !(*this == other); }
-    /// By the coordinates in their order; one that is not a number decides nothing.
+    /// Compares the coordinates in their order. A pair with a NaN counts as equal here.
     bool operator<(const GeoPosition& other) const noexcept;
 };
 
-/// Returns the position that the whole text stands for. Reports one error and returns nothing when
-/// the text does not have the form, or when it has the form and a coordinate is too large for a
-/// double; the report says which. A coordinate may have any number of digits and is rounded to the
-/// nearest double, so one that is too small becomes a subnormal or a zero.
+/// Parses the text of a position. Reports an error and returns nothing if `text` does not have the
+/// form; or, with another report, if a coordinate is too large for a double. A coordinate may have
+/// any number of digits. It is rounded to the nearest double; a very small one becomes a subnormal
+/// number or 0.
 KOVA_API std::optional<GeoPosition> parseGeoPosition(const std::string& text);
 
 }  // namespace kova::dovglobals
 
 namespace kova::serializer {
 
-/// Writes the text of a position as one string. False on success, true on failure.
+/// Writes the text of a position as one string. Returns false on success, true on failure.
 KOVA_API bool serialize(util::serializer::IStructuredSerializer& serializer,
                         const dovglobals::GeoPosition& value);
-/// Reads a position from one string. False on success; true, with `value` untouched, when there is
-/// no string to read or `parseGeoPosition` refuses it.
+/// Reads a position from one string. Returns false on success. Returns true when the next item is
+/// not a string or `parseGeoPosition` returns nothing; `value` is then unchanged.
 KOVA_API bool deserialize(util::serializer::IStructuredPullDeserializer& deserializer,
                           dovglobals::GeoPosition& value);
 

@@ -11,20 +11,21 @@ class IStructuredPullDeserializer;
 class IStructuredSerializer;
 }  // namespace util::serializer
 
-/// The languages in which texts are shown. Each travels as its text, never as its number.
+/// Languages in which texts are displayed. A payload contains the text of a value, never its
+/// number.
 ///
-/// The name of an enumerator is its text, a language code perhaps with a region, with '_' for '-':
+/// The text of a value is a language code, in some cases with a region. The name of the enumerator
+/// is the text with '_' in place of '-':
 ///
 ///     using namespace kova::dovglobals;
 ///     enumToValue(Language::de_at);  // "de-at"
 ///     valueToLanguage("de-at");      // Language::de_at
 ///
-/// Not all of the codes are standard ones. "sr" is the text of two values: it always reads back as
-/// `Language::sr`, so that `Language::sr_again` can be written but not read.
+/// Some of the codes are not standard codes. Two values have the text "sr". It always reads back as
+/// `Language::sr`; `Language::sr_again` can be written but not read.
 ///
-/// `enumToValue` gives the text of a value, or nothing for a number outside its enumeration. The
-/// functions `valueTo...` give the value of a text, compared exactly (case counts), or nothing. Any
-/// thread may call them.
+/// `enumToValue` returns the text of a value. The functions `valueTo...` return the value of a
+/// text; case matters. Any thread may call them.
 namespace kova::dovglobals {
 
 /// A language.
@@ -167,23 +168,23 @@ enum class Language : std::uint8_t {
     zu
 };
 
-/// The text of a language; nothing for a number outside the enumeration.
+/// Returns the text of a language, or nothing for a number outside the enumeration.
 KOVA_API std::optional<std::string> enumToValue(Language value);
 
-/// The language of a text, compared exactly; nothing for any other text.
+/// Returns the language that has this text, or nothing when no language has it.
 KOVA_API std::optional<Language> valueToLanguage(const std::string& text);
 
 }  // namespace kova::dovglobals
 
 namespace kova::serializer {
 
-/// Writes the text of a value as one string. False on success; true, with nothing written, for a
-/// number outside its enumeration, and true when the serializer fails.
+/// Writes the text of a value as one string. Returns false on success, and true when the serializer
+/// fails. Returns true and writes nothing for a number outside the enumeration.
 KOVA_API bool serialize(util::serializer::IStructuredSerializer& serializer,
                         const dovglobals::Language& value);
 
-/// Reads a value from one string. False on success; true, with `value` untouched, when there is no
-/// string to read or it is the text of none.
+/// Reads a value from one string. Returns false on success. Returns true when the next item is not
+/// a string or the string is not the text of a value; `value` is then unchanged.
 KOVA_API bool deserialize(util::serializer::IStructuredPullDeserializer& deserializer,
                           dovglobals::Language& value);
 

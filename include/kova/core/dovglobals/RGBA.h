@@ -13,10 +13,10 @@ class IStructuredSerializer;
 
 namespace kova::dovglobals {
 
-/// A colour with an opacity. A plain value: no thread rule but that of any variable.
+/// A colour with an opacity. Plain value type. Not synchronized.
 ///
-/// Text: three channels of one to three digits, each with a comma and at most one space or tab
-/// after it, and the alpha, which always has a point and a digit after it:
+/// Text: three channels of one to three digits, each followed by a comma and at most one space or
+/// tab, then the alpha, which always has a point and at least one digit after the point:
 ///
 ///     rgba(RED,GREEN,BLUE,ALPHA)        ALPHA = [0|1].DIGITS
 ///
@@ -25,49 +25,49 @@ namespace kova::dovglobals {
 ///     colour->toString();  // "rgba(255,0,0,0.5)"
 struct KOVA_API RGBA {
     /// @{
-    /// A channel, 0 to 255.
+    /// A colour channel, 0 to 255.
     std::uint8_t red = 0;
     std::uint8_t green = 0;
     std::uint8_t blue = 0;
     /// @}
     float alpha = 0.0F;  ///< 0.0 (transparent) to 1.0 (opaque)
 
-    /// Transparent black.
+    /// Makes transparent black.
     RGBA() noexcept = default;
-    /// Takes any numbers: an alpha above 1.0 becomes 1.0, a negative one or NaN becomes 0.0.
+    /// Accepts any numbers. Clamps the alpha to 0.0..1.0; NaN becomes 0.0.
     RGBA(unsigned char red, unsigned char green, unsigned char blue, float alpha) noexcept;
 
-    /// The text, without blanks and with the fewest digits that give back the alpha. It reads back
-    /// unless the alpha was set outside its range or is so small (below 0.0001, but not 0) that it
-    /// shows with an exponent.
+    /// Returns the text, without blanks and with the fewest digits that identify the alpha. It can
+    /// be parsed again unless the alpha is out of its range, or between 0 and 0.0001: such a small
+    /// alpha is written with an exponent.
     std::string toString() const;
 
-    /// Whether all fields are equal.
+    /// Returns whether all fields are equal.
     bool operator==(const RGBA& other) const noexcept;
     bool operator!=(const RGBA& other) const noexcept { return !(*this == other); }
-    /// By the fields in their order.
+    /// Compares the fields in the order of their declaration.
     bool operator<(const RGBA& other) const noexcept;
 };
 
-/// The colour of these numbers, or nothing, with one report, when the alpha is below 0.0 or above
+/// Returns the colour, or reports an error and returns nothing if the alpha is below 0.0 or above
 /// 1.0. An alpha of NaN becomes 0.0.
 KOVA_API std::optional<RGBA> createRGBA(unsigned char red, unsigned char green, unsigned char blue,
                                         float alpha);
 
-/// The colour that the whole text stands for, or nothing, with one report, when it is no such text,
-/// a channel is above 255 or the alpha above 1.0; the report says which. The alpha is rounded to
-/// the nearest float.
+/// Parses the text of a colour. Reports an error and returns nothing if `text` does not have the
+/// form; or, with another report, if a channel is above 255 or the alpha is above 1.0. The alpha is
+/// rounded to the nearest float; a very small one becomes a subnormal number or 0.
 KOVA_API std::optional<RGBA> parseRGBA(std::string text);
 
 }  // namespace kova::dovglobals
 
 namespace kova::serializer {
 
-/// Writes the text of a colour as one string. False on success, true on failure.
+/// Writes the text of a colour as one string. Returns false on success, true on failure.
 KOVA_API bool serialize(util::serializer::IStructuredSerializer& serializer,
                         const dovglobals::RGBA& value);
-/// Reads a colour from one string. False on success; true, with `value` untouched, when there is no
-/// string to read or `parseRGBA` refuses it.
+/// Reads a colour from one string. Returns false on success. Returns true when the next item is not
+/// a string or `parseRGBA` returns nothing; `value` is then unchanged.
 KOVA_API bool deserialize(util::serializer::IStructuredPullDeserializer& deserializer,
                           dovglobals::RGBA& value);
 

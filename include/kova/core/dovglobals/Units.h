@@ -11,20 +11,20 @@ class IStructuredPullDeserializer;
 class IStructuredSerializer;
 }  // namespace util::serializer
 
-/// The units in which values are given. Each travels as its text, never as its number.
+/// Units of measurement. A payload contains the text of a value, never its number.
 ///
-/// The name of an enumerator is its text, with "_per_" for '/' and '_' for '.':
+/// The name of an enumerator is its text with "_per_" in place of '/' and '_' in place of '.':
 ///
 ///     using namespace kova::dovglobals;
 ///     enumToValue(ConsumptionUnit::l_per_100km);  // "l/100km"
 ///     valueToSpeedUnit("m/s");                    // SpeedUnit::m_per_s
 ///
-/// `enumToValue` gives the text of a value, or nothing for a number outside its enumeration. The
-/// functions `valueTo...` give the value of a text, compared exactly (case counts), or nothing. Any
-/// thread may call them.
+/// `enumToValue` returns the text of a value. The functions `valueTo...` return the value of a
+/// text; case matters. Any thread may call them.
 namespace kova::dovglobals {
 
-/// How much fuel or energy is used: for a distance, in a time, or the distance that it takes one.
+/// Units of the consumption of fuel or energy: an amount, an amount per distance, an amount per
+/// time, or a distance per amount.
 enum class ConsumptionUnit : std::uint8_t {
     Ws,
     g_per_h,
@@ -53,25 +53,25 @@ enum class ConsumptionUnit : std::uint8_t {
     yard3_per_h
 };
 
-/// Distances.
+/// Units of distance.
 enum class DistanceUnit : std::uint8_t { ft, km, m, mi, yd };
 
-/// Pressures.
+/// Units of pressure.
 enum class PressureUnit : std::uint8_t { bar, kPa, psi };
 
-/// Speeds.
+/// Units of speed.
 enum class SpeedUnit : std::uint8_t { kmh, m_per_s, mph };
 
-/// Degrees Celsius, degrees Fahrenheit and kelvins.
+/// Units of temperature: degrees Celsius, degrees Fahrenheit and kelvins.
 enum class TemperatureUnit : std::uint8_t { C, F, K };
 
-/// Volumes; gallons are imperial, US dry or US liquid ones.
+/// Units of volume. The gallons are imperial, US dry and US liquid gallons.
 enum class VolumeUnit : std::uint8_t { imp_gal, l, ml, ul, us_dry_gal, us_liq_gal };
 
-/// Weights.
+/// Units of weight.
 enum class WeightUnit : std::uint8_t { g, kg, lbs, mg, t };
 
-/// The text of a unit; nothing for a number outside its enumeration.
+/// Returns the text of a unit, or nothing for a number outside the enumeration.
 KOVA_API std::optional<std::string> enumToValue(ConsumptionUnit value);
 KOVA_API std::optional<std::string> enumToValue(DistanceUnit value);
 KOVA_API std::optional<std::string> enumToValue(PressureUnit value);
@@ -81,7 +81,7 @@ KOVA_API std::optional<std::string> enumToValue(VolumeUnit value);
 KOVA_API std::optional<std::string> enumToValue(WeightUnit value);
 
 /// @{
-/// The unit of a text, compared exactly; nothing for any other text.
+/// Returns the unit that has this text, or nothing when no unit has it.
 KOVA_API std::optional<ConsumptionUnit> valueToConsumptionUnit(const std::string& text);
 KOVA_API std::optional<DistanceUnit> valueToDistanceUnit(const std::string& text);
 KOVA_API std::optional<PressureUnit> valueToPressureUnit(const std::string& text);
@@ -95,8 +95,8 @@ KOVA_API std::optional<WeightUnit> valueToWeightUnit(const std::string& text);
 
 namespace kova::serializer {
 
-/// Writes the text of a value as one string. False on success; true, with nothing written, for a
-/// number outside its enumeration, and true when the serializer fails.
+/// Writes the text of a value as one string. Returns false on success, and true when the serializer
+/// fails. Returns true and writes nothing for a number outside the enumeration.
 KOVA_API bool serialize(util::serializer::IStructuredSerializer& serializer,
                         const dovglobals::ConsumptionUnit& value);
 KOVA_API bool serialize(util::serializer::IStructuredSerializer& serializer,
@@ -112,8 +112,8 @@ KOVA_API bool serialize(util::serializer::IStructuredSerializer& serializer,
 KOVA_API bool serialize(util::serializer::IStructuredSerializer& serializer,
                         const dovglobals::WeightUnit& value);
 
-/// Reads a value from one string. False on success; true, with `value` untouched, when there is no
-/// string to read or it is the text of none.
+/// Reads a value from one string. Returns false on success. Returns true when the next item is not
+/// a string or the string is not the text of a value; `value` is then unchanged.
 KOVA_API bool deserialize(util::serializer::IStructuredPullDeserializer& deserializer,
                           dovglobals::ConsumptionUnit& value);
 KOVA_API bool deserialize(util::serializer::IStructuredPullDeserializer& deserializer,
