@@ -8,7 +8,9 @@
 
 namespace kova {
 
+namespace detail {
 class GlobProgram;
+}
 
 /// A compiled glob that selects paths. Matches the whole path; there is no substring search.
 ///
@@ -71,7 +73,7 @@ public:
 
 private:
     std::string glob_;
-    std::shared_ptr<const GlobProgram> program_;
+    std::shared_ptr<const detail::GlobProgram> program_;
 };
 
 }  // namespace kova

@@ -6,13 +6,14 @@
 #include <regex>
 #include <string>
 
-namespace kova {
+namespace kova::detail {
 
 namespace {
 
 using Traits = std::regex_traits<char>;
 
-// What the engine knows of classes and collating names, without the process locale.
+// Returns the engine's tables of classes and collating names, for the classic locale instead of the
+// locale of the process.
 const Traits& classicTraits() {
     static const Traits traits = [] {
         Traits made;
@@ -26,9 +27,10 @@ unsigned char byteOf(char c) {
     return static_cast<unsigned char>(c);
 }
 
-// Lets the engine fail in its own words. It fails at the bracket that `expression` begins with, so
-// it does not get to recurse over what follows. It is given wide characters, which it takes in the
-// order of the bytes: the order of `char` is another one on every second processor.
+// Compiles the expression with the engine, so that the exception has the engine's text. The engine
+// fails at the bracket that `expression` begins with and does not recurse over the rest. It gets
+// wide characters because their order is that of the bytes; the order of `char` depends on the
+// processor.
 [[noreturn]] void throwAsEngine(std::string_view expression) {
     std::wstring wide(expression.size(), L'\0');
     std::transform(expression.begin(), expression.end(), wide.begin(),
@@ -134,7 +136,7 @@ bool BracketExpression::readSymbol() {
     if (name.empty()) {
         return false;
     }
-    // It stands for itself even where it also begins a range.
+    // The symbol is in the set even if it also begins a range.
     readCharacter(name.front());
     set_.set(byteOf(name.front()));
     advance();
@@ -189,7 +191,7 @@ BracketExpression::Token BracketExpression::scan() {
     }
 }
 
-// The name ends at the next `kind`, whatever stands before it; a "]" must follow.
+// Reads a name. The name ends at the next `kind`, after which a "]" must follow.
 BracketExpression::Token BracketExpression::scanName(Token token, char kind) {
     const std::size_t end = rest_.find(kind, 1);
     if (end == std::string_view::npos || rest_.substr(end + 1, 1) != "]") {
@@ -200,4 +202,4 @@ BracketExpression::Token BracketExpression::scanName(Token token, char kind) {
     return token;
 }
 
-}  // namespace kova
+}  // namespace kova::detail

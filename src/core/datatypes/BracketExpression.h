@@ -4,28 +4,31 @@
 
 #include "datatypes/GlobStep.h"
 
-namespace kova {
+namespace kova::detail {
 
-/// Reads one bracket expression, "[...]", as the standard library's ECMAScript engine does.
+/// A parser of one bracket expression, "[...]", that behaves as the standard library's ECMAScript
+/// engine does.
 ///
 ///     bracket   = "[" ["^"] {item} "]"
 ///     item      = range | character | symbol | "-" | "[:" class ":]" | "[=" collating name "=]"
 ///     range     = (character | symbol | "-") "-" (character | "-")
 ///     symbol    = "[." collating name ".]"
-///     character = any but "-" and "]"; behind a backslash, any
+///     character = any character but "-" and "]"; after a backslash, any character
 ///
-/// A "-" belongs to a range where it can; behind a class it must be the last item. Classes and
-/// names are those of the classic locale. A range goes by the value of the bytes, 0 to 255, as the
-/// engine takes it where `char` is unsigned: on AArch64, but not on x86-64.
+/// A "-" is part of a range where a range is possible; after a class it must be the last item.
+/// Classes and collating names are those of the classic locale. A range contains the bytes between
+/// its ends by their values from 0 to 255. The engine does the same where `char` is unsigned: on
+/// AArch64, but not on x86-64.
 class BracketExpression {
 public:
-    /// Reads the bracket expression whose "[" lies directly in front of `rest`, and drops it from
-    /// `rest`. Throws `std::regex_error`, with the engine's text, when it is not valid.
+    /// Parses the bracket expression whose "[" directly precedes `rest`. Removes it from `rest` and
+    /// returns its characters. Throws `std::regex_error`, with the engine's text, when it is not
+    /// valid.
     static CharacterSet read(std::string_view& rest);
 
 private:
     enum class Token : unsigned char { Character, Dash, Class, Equivalence, Symbol, End, Invalid };
-    /// What a "-" would follow.
+    /// The kind of item before the current one (decides how '-' is parsed).
     enum class Last : unsigned char { Nothing, Character, Class };
 
     explicit BracketExpression(std::string_view text) : rest_(text) {}
@@ -47,15 +50,15 @@ private:
 
     std::string_view rest_;
     Token token_ = Token::Invalid;
-    /// Of a `Character` token.
+    /// The character of a `Character` token.
     char character_ = '\0';
-    /// Of a `Class`, `Equivalence` or `Symbol` token.
+    /// The name in a `Class`, `Equivalence` or `Symbol` token.
     std::string_view name_;
 
     CharacterSet set_;
     Last last_ = Last::Nothing;
-    /// Read, but not yet in the set: it may begin a range.
+    /// The latest character. It is not yet in the set, because it may begin a range.
     char lastCharacter_ = '\0';
 };
 
-}  // namespace kova
+}  // namespace kova::detail

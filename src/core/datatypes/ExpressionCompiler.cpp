@@ -7,12 +7,12 @@
 
 #include "datatypes/BracketExpression.h"
 
-// Groups and brackets are those of the expression, not those of the glob: "[[:w:]" is a whole
-// bracket of a glob, but in its expression the bracket goes on up to the next "]" that is not
-// escaped, and swallows the parentheses on its way. So the groups of an expression nest, at most as
-// deep as the expression is long.
+// Groups and brackets are those of the expression, not those of the glob. "[[:w:]" is a complete
+// bracket in a glob; in the expression the bracket continues to the next unescaped "]" and contains
+// the parentheses in between. Therefore the groups of an expression can nest, as deep as the
+// expression is long.
 
-namespace kova {
+namespace kova::detail {
 
 namespace {
 
@@ -44,7 +44,7 @@ ExpressionCompiler::ExpressionCompiler(std::string_view expression) : rest_(expr
 void ExpressionCompiler::readAll() {
     group_ = {emit(GlobStep::Kind::Fork, NONE), NONE};
     while (!rest_.empty()) {
-        readOne(take());
+        readOne(consume());
     }
     if (!outer_.empty()) {
         mismatchedParenthesis();
@@ -66,14 +66,14 @@ void ExpressionCompiler::readOne(char c) {
         case '[':
             return readSet();
         case '\\':
-            return emitLiteral(take());
+            return emitLiteral(consume());
         default:
             return emitLiteral(c);
     }
 }
 
 void ExpressionCompiler::openGroup() {
-    // What the stars of a glob become.
+    // The translations of "*" and "**".
     if (skip("[^/]*)")) {
         emit(GlobStep::Kind::Repeat, allBut("/", notSeparator_));
         return;
@@ -102,7 +102,7 @@ void ExpressionCompiler::closeGroup() {
 }
 
 void ExpressionCompiler::endAlternatives() {
-    // None is left for the last fork: it leads to the next step, and there again.
+    // The last fork has no further alternative, so both its transitions lead to the next step.
     steps_[group_.fork].operand = group_.fork + 1;
     for (std::uint32_t jump = group_.jump; jump != NONE;) {
         jump = std::exchange(steps_[jump].operand, here());
@@ -138,18 +138,18 @@ void ExpressionCompiler::emitSet(std::uint32_t set) {
 }
 
 std::uint32_t ExpressionCompiler::emit(GlobStep::Kind kind, std::uint32_t operand) {
-    // Member by member: a step that is copied whole waits for the stores to its members.
+    // Assign members in place: copying a just-written struct stalls on store forwarding.
     GlobStep& step = steps_.emplace_back();
     step.kind = kind;
     step.operand = operand;
     return here() - 1;
 }
 
-char ExpressionCompiler::take() {
+char ExpressionCompiler::consume() {
     assert(!rest_.empty());
     const char c = rest_.front();
     rest_.remove_prefix(1);
     return c;
 }
 
-}  // namespace kova
+}  // namespace kova::detail

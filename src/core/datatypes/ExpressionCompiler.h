@@ -9,27 +9,28 @@
 
 #include "datatypes/GlobProgram.h"
 
-namespace kova {
+namespace kova::detail {
 
-/// Compiles the expressions that `GlobTranslator` emits: literal and escaped characters, ".",
-/// brackets, "*" behind "." and brackets, groups and "|". Takes, rejects and understands them as
-/// the standard library's ECMAScript engine does, but with a stack that does not grow with the
-/// expression.
+/// A compiler of the expressions that `GlobTranslator` emits: literal and escaped characters, ".",
+/// brackets, "*" after "." and after brackets, groups and "|". It accepts, rejects and interprets
+/// them as the standard library's ECMAScript engine does. Unlike that engine, it does not recurse:
+/// the stack that it needs does not depend on the expression.
 class ExpressionCompiler {
 public:
-    /// Throws `std::regex_error`, with the engine's text, when the expression is not valid. A
-    /// backslash must not be its last character, unless a backslash is in front.
+    /// Returns the program of an expression. Throws `std::regex_error`, with the engine's text,
+    /// when the expression is not valid. The expression must not end with an unescaped backslash.
     static GlobProgram compile(std::string_view expression);
 
 private:
     static constexpr std::uint32_t NONE = UINT32_MAX;
 
-    /// A group that is open.
+    /// An open group.
     struct Group {
-        /// The fork in front of its latest alternative, which will lead to the next one.
+        /// The fork before the latest alternative. Its operand becomes the next alternative.
         std::uint32_t fork;
-        /// The jump at the end of the alternative before, which will lead behind the group, and
-        /// whose operand is that of the one before; `NONE` ends the list.
+        /// The jump at the end of the previous alternative, or `NONE` in the first alternative. Its
+        /// operand becomes the end of the group. Until then the operand is the jump of the
+        /// alternative before, so the jumps form a linked list.
         std::uint32_t jump;
     };
 
@@ -43,30 +44,32 @@ private:
     void endAlternatives();
     void readSet();
 
-    /// The set of all but the characters, which is made once: `known` is its place, or `NONE`.
+    /// Returns the index of the set of all bytes except `characters`. Makes the set on the first
+    /// call and stores its index in `known`, which is `NONE` before.
     std::uint32_t allBut(std::string_view characters, std::uint32_t& known);
 
     void emitLiteral(char c);
     void emitSet(std::uint32_t set);
     std::uint32_t emit(GlobStep::Kind kind, std::uint32_t operand);
     std::uint32_t here() const { return static_cast<std::uint32_t>(steps_.size()); }
-    /// Drops the text from what is left if that begins with it, and tells so.
+    /// Skips `text` if the rest of the expression begins with it. Returns whether it does.
     template <std::size_t SIZE>
     bool skip(char const (&text)[SIZE]);
-    char take();
+    char consume();
 
     std::string_view rest_;
-    /// Where all that nearly all expressions need has its place. Not initialized: it is written
-    /// before it is read.
-    std::array<std::byte, 1024> room_;
-    std::pmr::monotonic_buffer_resource memory_{room_.data(), room_.size()};
+    /// Inline arena, large enough for typical globs. Not initialized: it is written before it is
+    /// read.
+    std::array<std::byte, 1024> arena_;
+    std::pmr::monotonic_buffer_resource memory_{arena_.data(), arena_.size()};
     std::pmr::vector<GlobStep> steps_{&memory_};
     std::pmr::vector<CharacterSet> sets_{&memory_};
     std::uint32_t dot_ = NONE;
     std::uint32_t notSeparator_ = NONE;
-    /// The innermost group; the whole expression is the outermost.
+    /// The innermost open group. The whole expression counts as the outermost group.
     Group group_{NONE, NONE};
+    /// The groups around the innermost one.
     std::pmr::vector<Group> outer_{&memory_};
 };
 
-}  // namespace kova
+}  // namespace kova::detail

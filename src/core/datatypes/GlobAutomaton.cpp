@@ -3,20 +3,20 @@
 #include <algorithm>
 #include <cstring>
 
-// The position automaton of the program. While a text is read, `reached` are the positions whose
-// character was the last one, and `next` those that may take the next one: the union of what may
-// follow each of the former. So a character is taken by
+// `reached` is the set of positions that consumed the latest character. `next` is the set of
+// positions that may consume the next one: the union of the follow sets of `reached`. One character
+// is consumed by
 //
 //     reached = next & mask of the character
 //
-// and `next` is made again only where `reached` is not what it was before. The end of the program
-// counts as a position that takes no character: the text fits if it is in `next` at the end.
+// `next` is computed again only when `reached` changes. The end of the program counts as a position
+// that consumes no character; the text matches if the end is in `next` after the last character.
 //
-// What may follow a position is found in one sweep over the program, from its end to its beginning,
-// as all steps lead forward. The masks are kept for classes of bytes, because there are few of
-// them: one for each byte that the glob names, and one for all others.
+// The follow sets are computed in one pass from the end of the program to its beginning, because
+// all transitions lead to later steps. There is one mask for each class of bytes, not for each
+// byte: one class for each byte that the glob names, and one for all others.
 
-namespace kova {
+namespace kova::detail {
 
 namespace {
 
@@ -24,27 +24,28 @@ constexpr std::size_t CLASSES = 256;
 constexpr std::uint8_t OTHERS = 0;
 constexpr std::size_t BLOCK = 8;
 
-std::size_t lowest(std::uint64_t bits) {
+std::size_t lowestBit(std::uint64_t bits) {
     return static_cast<std::size_t>(__builtin_ctzll(bits));
 }
 
-/// Calls `visit` with each byte that is in the set, or with each that is not.
+/// Calls `visit` with each byte that is in the set (`in` is true) or not in the set (`in` is
+/// false).
 template <typename Visit>
 void forEach(const CharacterSet& set, bool in, Visit visit) {
     std::array<std::uint64_t, 4> words;
     static_assert(sizeof words == sizeof set,
-                  "a bit for each byte, in order, as GlobAutomatonTest proves");
+                  "one bit for each byte, in order; GlobAutomatonTest tests the order");
     std::memcpy(words.data(), &set, sizeof words);
     for (std::size_t i = 0; i < words.size(); ++i) {
         for (std::uint64_t bits = in ? words[i] : ~words[i]; bits != 0; bits &= bits - 1) {
-            visit(static_cast<std::uint8_t>(i * 64 + lowest(bits)));
+            visit(static_cast<std::uint8_t>(i * 64 + lowestBit(bits)));
         }
     }
 }
 
 }  // namespace
 
-/// Collects the words of an automaton. Lives on the stack.
+/// Builds the words of an automaton in arrays on the stack.
 class GlobAutomaton::Builder {
 public:
     explicit Builder(std::array<std::uint8_t, CLASSES>& classOf) : classOf_(classOf) {
@@ -52,7 +53,7 @@ public:
         masks_[OTHERS] = 0;
     }
 
-    /// Adds the steps, the last one first; false where they are too many.
+    /// Adds the steps [first, last), the last one first. Returns false when there are too many.
     bool addAll(GlobStep const* steps, std::size_t first, std::size_t last,
                 View<CharacterSet> sets) {
         const std::size_t count = last - first;
@@ -79,27 +80,27 @@ public:
         return words;
     }
 
-    /// The bit of the end.
+    /// The bit of the position that stands for the end of the program.
     static constexpr Word END = 1;
 
 private:
-    /// Adds the step in front of the step `next` (of those that are added); gives the positions
-    /// that may take a character there.
+    /// Adds the step before the step `next`; both are counted from the step `first`. Returns the
+    /// positions that may consume the next character when the program is at the added step.
     Word add(const GlobStep& step, std::size_t next, std::size_t first, View<CharacterSet> sets) {
         switch (step.kind) {
             case GlobStep::Kind::Literal: {
                 const Word bit = addPosition(reach_[next]);
-                masks_[own(step.literal)] |= bit;
+                masks_[ownClass(step.literal)] |= bit;
                 return bit;
             }
             case GlobStep::Kind::Set: {
                 const Word bit = addPosition(reach_[next]);
-                take(sets[step.operand], bit);
+                addToMasks(sets[step.operand], bit);
                 return bit;
             }
             case GlobStep::Kind::Repeat: {
                 const Word bit = Word{1} << positions_;
-                take(sets[step.operand], addPosition(reach_[next] | bit));
+                addToMasks(sets[step.operand], addPosition(reach_[next] | bit));
                 return reach_[next] | bit;
             }
             case GlobStep::Kind::Fork:
@@ -112,14 +113,15 @@ private:
         return END;
     }
 
-    /// Adds a position with those that may follow it; gives its bit.
+    /// Adds a position with its follow set. Returns the bit of the position.
     Word addPosition(Word follow) {
         follow_[positions_] = follow;
         return Word{1} << positions_++;
     }
 
-    /// The class of that byte alone. When all bytes but one have theirs, that one is alone, too.
-    std::uint8_t own(std::uint8_t byte) {
+    /// Returns the class of only this byte, and makes the class if necessary. When all bytes but
+    /// one have their own class, OTHERS is the class of only the last byte.
+    std::uint8_t ownClass(std::uint8_t byte) {
         if (classOf_[byte] == OTHERS && classes_ < CLASSES) {
             masks_[classes_] = masks_[OTHERS];
             classOf_[byte] = static_cast<std::uint8_t>(classes_++);
@@ -127,22 +129,22 @@ private:
         return classOf_[byte];
     }
 
-    /// Lets the position `bit` take the bytes of the set. A set with the last byte is most likely
-    /// one of all but a few.
-    void take(const CharacterSet& set, Word bit) {
+    /// Adds the position `bit` to the masks of the bytes of the set. A set that contains the byte
+    /// 255 most likely contains all bytes but a few.
+    void addToMasks(const CharacterSet& set, Word bit) {
         if (!set[set.size() - 1]) {
-            return forEach(set, true, [&](std::uint8_t byte) { masks_[own(byte)] |= bit; });
+            return forEach(set, true, [&](std::uint8_t byte) { masks_[ownClass(byte)] |= bit; });
         }
         for (std::size_t i = 0; i < classes_; ++i) {
             masks_[i] |= bit;
         }
-        forEach(set, false, [&](std::uint8_t byte) { masks_[own(byte)] &= ~bit; });
+        forEach(set, false, [&](std::uint8_t byte) { masks_[ownClass(byte)] &= ~bit; });
     }
 
     std::array<std::uint8_t, CLASSES>& classOf_;
     std::size_t positions_ = 0;
     std::size_t classes_ = 1;
-    /// For each step, and for the end, the positions that may take the next character there.
+    /// For each step and for the end: the positions that may consume the next character there.
     std::array<Word, MAX_STEPS + 1> reach_;
     std::array<Word, MAX_POSITIONS + 1> follow_;
     std::array<Word, CLASSES> masks_;
@@ -158,8 +160,8 @@ GlobAutomaton::GlobAutomaton(View<GlobStep> steps, std::size_t first, std::size_
     }
 }
 
-// The last character of the whole blocks behind `at` of which each reaches just the same positions.
-// Without a branch for each character that takes half the time on a long text.
+// Skips whole 8-byte blocks after `at` that leave the state set unchanged. Returns the last skipped
+// character. Branch-free; halves the time on long inputs.
 char const* GlobAutomaton::skip(char const* at, char const* end, Word next,
                                 Word reached) const noexcept {
     Word const* const masks = words_.data() + masks_;
@@ -179,13 +181,13 @@ char const* GlobAutomaton::skip(char const* at, char const* end, Word next,
     return at;
 }
 
-bool GlobAutomaton::takes(std::string_view text) const noexcept {
+bool GlobAutomaton::matches(std::string_view text) const noexcept {
     Word const* const follow = words_.data();
     Word const* const masks = follow + masks_;
-    // No character reaches the end, so this is nothing that `reached` may be.
+    // No character reaches the end, so `reached` never has this value.
     Word before = Builder::END;
     Word next = start_;
-    std::size_t same = 0;  // how many characters in a row have changed nothing
+    std::size_t same = 0;  // number of characters in a row that did not change `reached`
     char const* const end = text.data() + text.size();
     for (char const* at = text.data(); at != end; ++at) {
         const Word reached = next & masks[classes_[static_cast<unsigned char>(*at)]];
@@ -203,10 +205,10 @@ bool GlobAutomaton::takes(std::string_view text) const noexcept {
         before = reached;
         next = 0;
         for (Word left = reached; left != 0; left &= left - 1) {
-            next |= follow[lowest(left)];
+            next |= follow[lowestBit(left)];
         }
     }
     return (next & Builder::END) != 0;
 }
 
-}  // namespace kova
+}  // namespace kova::detail

@@ -8,31 +8,33 @@
 #include "datatypes/GlobStep.h"
 #include "datatypes/View.h"
 
-namespace kova {
+namespace kova::detail {
 
-/// A short program made ready to run fast: a position for each step that takes a character, and a
-/// bit of a word for each position.
+/// A Glushkov automaton (position automaton) of a short program, simulated with one bit of a word
+/// for each position (V. M. Glushkov, "The abstract theory of automata", Russian Mathematical
+/// Surveys 16, 1961). A position is a step that consumes a character.
 ///
-/// Nothing is set up for a text, and nothing allocated. A character costs two loads where it leaves
-/// the positions as they are, as most do along a star, and otherwise one more for each position
-/// that is reached. Immutable, so any thread may run it.
+/// Matching needs no preparation and allocates nothing. A character that does not change the state
+/// costs two loads; most characters that a star matches are such characters. Any other character
+/// costs one more load for each position that is reached. Immutable, so any thread may match with
+/// it.
 class GlobAutomaton {
 public:
-    /// Steps that take a character there may be.
+    /// Maximum number of steps that consume a character.
     static constexpr std::size_t MAX_POSITIONS = 63;
-    /// Steps there may be in all.
+    /// Maximum number of steps of all kinds.
     static constexpr std::size_t MAX_STEPS = 255;
 
-    /// Of the steps from `first` to in front of `last`, where they end and to which none leads that
-    /// is not among them. Where they are too many it is not `complete`.
+    /// Builds the automaton for the steps [first, last). No step outside may jump into the range; a
+    /// jump to `last` ends the match. If the range is too large, `complete` returns false.
     GlobAutomaton(View<GlobStep> steps, std::size_t first, std::size_t last,
                   View<CharacterSet> sets);
 
-    /// Whether it stands for all of the steps and may run.
+    /// Returns whether the automaton was built. `matches` requires it.
     bool complete() const noexcept { return !words_.empty(); }
 
-    /// Whether the steps take the whole of `text`.
-    bool takes(std::string_view text) const noexcept;
+    /// Returns whether the steps match the whole of `text`.
+    bool matches(std::string_view text) const noexcept;
 
 private:
     using Word = std::uint64_t;
@@ -40,12 +42,12 @@ private:
 
     char const* skip(char const* at, char const* end, Word next, Word reached) const noexcept;
 
-    /// Bytes that no position tells apart share a class.
+    /// The class of each byte. Bytes that no position distinguishes share a class.
     std::array<std::uint8_t, 256> classes_;
-    /// For each position those that may follow it, then for each class those that take it.
+    /// The follow set of each position, then the mask of each class: the positions that consume it.
     std::vector<Word> words_;
-    std::size_t masks_ = 0;  ///< where the latter begin
-    Word start_ = 0;         ///< the positions that may be the first
+    std::size_t masks_ = 0;  ///< index of the first mask
+    Word start_ = 0;         ///< positions that may consume the first character
 };
 
-}  // namespace kova
+}  // namespace kova::detail

@@ -4,41 +4,44 @@
 #include <cassert>
 #include <stdexcept>
 
-#include "datatypes/GlobSweep.h"
+#include "datatypes/NfaSimulation.h"
 
-namespace kova {
+namespace kova::detail {
 
 namespace {
 
-bool takesNothing(const GlobStep& step) {
+bool isEpsilon(const GlobStep& step) {
     return step.kind == GlobStep::Kind::Fork || step.kind == GlobStep::Kind::Jump;
 }
 
-/// The first step that is neither a literal nor a fork to nowhere else. All ways lead there, as no
-/// step in front of it leads elsewhere.
+/// Returns the first step that is neither a literal nor a jump or fork to just the next step. Every
+/// match passes through this step, because no earlier step skips it.
 std::size_t prefixEnd(View<GlobStep> steps) {
     std::size_t i = 0;
     while (steps[i].kind == GlobStep::Kind::Literal ||
-           (takesNothing(steps[i]) && steps[i].operand == i + 1)) {
+           (isEpsilon(steps[i]) && steps[i].operand == i + 1)) {
         ++i;
     }
     return i;
 }
 
-/// The first of the literals that the program ends with, but none in front of where a fork or a
-/// jump leads to: so all ways lead there, and on from there.
+/// Returns the first of the literals that the program ends with, but no step before the target of a
+/// fork or a jump. So every match passes through all of these literals.
 std::size_t suffixBegin(View<GlobStep> steps, std::size_t first) {
     std::size_t last = steps.size() - 1;
-    std::size_t floor = first;
+    std::size_t lastTarget = first;
     for (std::size_t i = first; i < last; ++i) {
-        floor = takesNothing(steps[i]) ? std::max<std::size_t>(floor, steps[i].operand) : floor;
+        if (isEpsilon(steps[i])) {
+            lastTarget = std::max<std::size_t>(lastTarget, steps[i].operand);
+        }
     }
-    while (last > floor && steps[last - 1].kind == GlobStep::Kind::Literal) {
+    while (last > lastTarget && steps[last - 1].kind == GlobStep::Kind::Literal) {
         --last;
     }
     return last;
 }
 
+/// Returns the characters of the literals among the steps [first, last).
 std::string literals(View<GlobStep> steps, std::size_t first, std::size_t last) {
     std::string text;
     for (std::size_t i = first; i < last; ++i) {
@@ -49,14 +52,14 @@ std::string literals(View<GlobStep> steps, std::size_t first, std::size_t last) 
     return text;
 }
 
-/// A program of its own of the steps from `first` to in front of `last`.
+/// Returns the steps [first, last) as a separate program, which ends with an `Accept`.
 std::vector<GlobStep> part(View<GlobStep> steps, std::size_t first, std::size_t last) {
-    if (last - first >= GlobSweep::MAX_STEPS) {
+    if (last - first >= NfaSimulation::MAX_STEPS) {
         throw std::length_error("Program with too many steps");
     }
     std::vector<GlobStep> own(steps.data() + first, steps.data() + last + 1);
     for (GlobStep& step : own) {
-        step.operand -= takesNothing(step) ? static_cast<std::uint32_t>(first) : 0;
+        step.operand -= isEpsilon(step) ? static_cast<std::uint32_t>(first) : 0;
     }
     own.back() = steps[steps.size() - 1];
     return own;
@@ -84,14 +87,14 @@ GlobProgram::GlobProgram(View<GlobStep> steps, std::size_t first, std::size_t la
 
 bool GlobProgram::matches(std::string_view text) const noexcept {
     const std::size_t begin = prefix_.size();
-    const std::size_t outside = begin + suffix_.size();
-    if (text.size() < outside || text.substr(0, begin) != prefix_ ||
+    const std::size_t compared = begin + suffix_.size();
+    if (text.size() < compared || text.substr(0, begin) != prefix_ ||
         text.substr(text.size() - suffix_.size()) != suffix_) {
         return false;
     }
-    const std::string_view between = text.substr(begin, text.size() - outside);
-    return automaton_.complete() ? automaton_.takes(between)
-                                 : GlobSweep::takes(steps_, sets_, between);
+    const std::string_view middle = text.substr(begin, text.size() - compared);
+    return automaton_.complete() ? automaton_.matches(middle)
+                                 : NfaSimulation::matches(steps_, sets_, middle);
 }
 
-}  // namespace kova
+}  // namespace kova::detail

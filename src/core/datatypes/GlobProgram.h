@@ -8,34 +8,36 @@
 #include "datatypes/GlobStep.h"
 #include "datatypes/View.h"
 
-namespace kova {
+namespace kova::detail {
 
-/// A compiled glob: a nondeterministic automaton whose steps lead forward, except that a `Repeat`
-/// stays where it is. Immutable, so any thread may match with it.
+/// A compiled glob: a nondeterministic finite automaton. Every transition leads to a later step,
+/// or, for a `Repeat`, to the step itself. Immutable, so any thread may match with it.
 ///
-/// The text that whatever fits begins and ends with is compared as it is. What is in between is for
-/// a `GlobAutomaton`, or for a `GlobSweep` where the program is too long for that.
+/// Literal prefix and suffix are compared directly. The middle runs on `GlobAutomaton`, or on
+/// `NfaSimulation` if the middle is too long for that (more than 63 positions or 255 steps).
 class GlobProgram {
 public:
-    /// The last of `steps` is the `Accept`, and every `Fork` and `Jump` leads forward to a step.
-    /// Throws `std::length_error` where there are more than `GlobSweep::MAX_STEPS` in between.
     /// @{
+    /// Copies what it needs of `steps` and `sets`. The last step must be the only `Accept`, and
+    /// every `Fork` and `Jump` must lead to a later step. Throws `std::length_error` when the steps
+    /// between prefix and suffix, with an `Accept`, are more than `NfaSimulation::MAX_STEPS`.
     GlobProgram(View<GlobStep> steps, View<CharacterSet> sets);
     GlobProgram(const std::vector<GlobStep>& steps, const std::vector<CharacterSet>& sets);
     /// @}
 
-    /// Whether the program takes the whole of `text`.
+    /// Returns whether the program matches the whole of `text`.
     bool matches(std::string_view text) const noexcept;
 
 private:
+    /// The prefix ends before step `first`, and the suffix begins at step `last`.
     GlobProgram(View<GlobStep> steps, std::size_t first, std::size_t last, View<CharacterSet> sets);
 
     std::string prefix_;
     std::string suffix_;
     GlobAutomaton automaton_;
-    /// What is in between, where the automaton is not complete.
+    /// The program of the middle for `NfaSimulation`; empty if the automaton is complete.
     std::vector<GlobStep> steps_;
     std::vector<CharacterSet> sets_;
 };
 
-}  // namespace kova
+}  // namespace kova::detail

@@ -3,20 +3,20 @@
 #include <bitset>
 #include <cstdint>
 
-namespace kova {
+namespace kova::detail {
 
-/// The bytes that stand for each other at one place of an expression.
+/// The bytes that an expression accepts at one place: bit n stands for the byte n.
 using CharacterSet = std::bitset<256>;
 
-/// One step of a program: what it takes of the text, and where it leads.
+/// One instruction of a compiled glob: what it consumes and which steps may follow.
 struct GlobStep {
     enum class Kind : std::uint8_t {
-        Literal,  ///< takes `literal`, then the next step
-        Set,      ///< takes one character of the set `operand`, then the next step
-        Repeat,   ///< takes any number of characters of the set `operand`, then the next step
-        Fork,     ///< takes nothing: both the next step and step `operand`
-        Jump,     ///< takes nothing: step `operand`
-        Accept    ///< the end of the program: what was taken fits
+        Literal,  ///< consumes `literal`; continues at the next step
+        Set,      ///< consumes one character of the set `operand`; continues at the next step
+        Repeat,  ///< consumes 0 or more characters of the set `operand`; continues at the next step
+        Fork,    ///< consumes nothing; continues at both the next step and step `operand`
+        Jump,    ///< consumes nothing; continues at step `operand`
+        Accept   ///< the end of the program: the consumed text matches
     };
 
     Kind kind;
@@ -24,4 +24,4 @@ struct GlobStep {
     std::uint32_t operand;
 };
 
-}  // namespace kova
+}  // namespace kova::detail

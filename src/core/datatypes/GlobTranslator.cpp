@@ -5,7 +5,7 @@
 
 #include "kova/core/PathPatterns.h"
 
-namespace kova {
+namespace kova::detail {
 
 namespace {
 
@@ -21,9 +21,10 @@ constexpr bool isIn(const std::array<bool, 256>& table, char c) {
     return table[static_cast<unsigned char>(c)];
 }
 
-// Escaped where they stand for themselves. "|" is not among them: a glob may use it to alternate.
+// The characters that are escaped where they stand for themselves. "|" is not escaped, because it
+// separates alternatives in a glob, too.
 constexpr std::array<bool, 256> ESCAPED = tableOf("^$.?+*\\[]{}()");
-// All that a glob's text, or that in a group, does not take over as they are.
+// The characters that are not copied unchanged from the text of a glob or of a group.
 constexpr std::array<bool, 256> SPECIAL = tableOf("^$.?+*\\[]{}(),");
 
 constexpr char const* ANY_TEXT = "(.*)";
@@ -133,8 +134,8 @@ void GlobTranslator::readBracket(char c) {
     }
 }
 
-// Only the innermost construct counts: a group that is left open under a trailing star is for the
-// compiler of the expression to find.
+// Checks only the innermost construct. A group that is still open before a trailing star is an
+// error that the compiler of the expression reports.
 void GlobTranslator::finish() {
     switch (state_) {
         case GlobToRegexState::Normal:
@@ -166,4 +167,4 @@ void GlobTranslator::emitInBracket(char c) {
     expression_ += c;
 }
 
-}  // namespace kova
+}  // namespace kova::detail

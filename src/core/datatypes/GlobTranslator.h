@@ -5,24 +5,25 @@
 
 namespace kova {
 
-/// What the translator is in the middle of.
+/// The construct of a glob that the translator is in.
 enum class GlobToRegexState : unsigned char {
     Normal = 0,        ///< outside any construct
     Escape = 1,        ///< after a backslash
-    Star = 2,          ///< after one "*": a second may follow
+    Star = 2,          ///< after one "*", which a second "*" may follow
     BracketStart = 3,  ///< right after "["
     Bracket = 4,       ///< inside "[...]", after its first character
     Group = 5          ///< inside "{...}"
 };
 
-/// Translates a glob into an ECMAScript regular expression that is to match whole paths.
+namespace detail {
+
+/// A translator of globs into ECMAScript regular expressions for whole paths.
 ///
-/// It does not know that language beyond what it emits: a glob such as "[z-a]" translates, but its
-/// translation does not compile.
+/// It does not validate the expression: the glob "[z-a]" has a translation, which does not compile.
 class GlobTranslator {
 public:
-    /// The expression for `glob`. Throws `std::invalid_argument` when the glob is malformed or
-    /// longer than `PathPatterns::MAX_LENGTH`.
+    /// Returns the expression for `glob`. Throws `std::invalid_argument` when the glob is malformed
+    /// or longer than `PathPatterns::MAX_LENGTH`.
     static std::string translate(std::string_view glob);
 
 private:
@@ -44,9 +45,11 @@ private:
 
     std::string expression_;
     GlobToRegexState state_ = GlobToRegexState::Normal;
-    /// `Normal` or `Group`, what the other states lie in and lead back to. Groups do not nest, so
-    /// that this is all there is to remember.
+    /// The state around the current construct, to which `leave` returns: `Normal` or `Group`. One
+    /// value is enough because groups do not nest.
     GlobToRegexState enclosing_ = GlobToRegexState::Normal;
 };
+
+}  // namespace detail
 
 }  // namespace kova

@@ -20,9 +20,10 @@ namespace {
 
 constexpr int DIGITS = 6;
 
-// The form of printf("%.6g") or, fixed, printf("%f") under the "C" locale.
+// Returns what printf prints under the "C" locale: with "%.6g" for `general`, with "%f" for
+// `fixed`.
 std::string print(double value, std::chars_format form) {
-    // Sign, the digits of the largest double, point and DIGITS.
+    // A sign, the digits of the largest double, the point and DIGITS digits.
     char buffer[1 + std::numeric_limits<double>::max_exponent10 + 1 + 1 + DIGITS];
     const auto end = std::to_chars(std::begin(buffer), std::end(buffer), value, form, DIGITS);
     return {buffer, end.ptr};
@@ -30,7 +31,7 @@ std::string print(double value, std::chars_format form) {
 
 struct Integer {
     long value = 0;
-    /// As that of `detail::Decimal`.
+    /// The same values as in `detail::Decimal`.
     std::errc error = std::errc();
 };
 
@@ -47,14 +48,15 @@ Integer readInteger(const std::string& text) noexcept {
     return {static_cast<long>(bits), std::errc()};
 }
 
-// Made once and never freed. Making the "C" locale takes no memory and cannot fail.
+// Returns the "C" locale, which is made once and never freed. Making it allocates nothing and
+// cannot fail.
 locale_t plainLocale() noexcept {
     static const locale_t locale = newlocale(LC_ALL_MASK, "C", nullptr);
     return locale;
 }
 
-// Reads with strtof_l or strtod_l. Throws std::out_of_range named `name`; the flag is set where no
-// number is returned.
+// Converts with strtof_l or strtod_l. Sets `error` unless it returns the number. Throws
+// std::out_of_range with the text `name` when the number does not fit.
 template <typename Real>
 Real readReal(const std::string& text, bool& error, Real (*convert)(char const*, char**, locale_t),
               char const* name) {
@@ -121,7 +123,7 @@ signed char Number::byteValue() const noexcept {
 int Number::longValue() const noexcept {
     const Integer read = readInteger(text_);
     error_ = read.error != std::errc();
-    // The low 32 bits are meant; the conversion is modular.
+    // The conversion is modular: it keeps the low 32 bits.
     return static_cast<std::int32_t>(static_cast<std::uint32_t>(read.value));
 }
 

@@ -4,23 +4,41 @@
 #include <iterator>
 #include <utility>
 
-#include "datatypes/PathText.h"
+#include "datatypes/PathReader.h"
 #include "kova/core/PathPatterns.h"
 
-// The members, on lists of parts. `PathText.cpp` has the static functions on texts.
+// The members work on a list of parts. The static functions are called for every request, so they
+// read the parts of their text in place; only `insert`, which is rare, builds a `Path`.
 
 namespace kova {
 
 namespace {
 
+using detail::PathReader;
+
 static_assert(sizeof(unsigned long) == 8, "indexes have 64 bits");
+
+/// The part that leads to the parent.
+constexpr char const* PARENT = "..";
+
+// Returns the text, or an empty one for a null pointer.
+std::string_view textOrEmpty(char const* text) noexcept {
+    return text != nullptr ? std::string_view(text) : std::string_view();
+}
+
+// Returns the position of the part that `index` selects in a path of `count` parts. The position is
+// not less than `count` when the path has no such part.
+unsigned long resolveIndex(unsigned long index, unsigned long count) noexcept {
+    return index == Path::NPOS ? count - 1 : index;
+}
 
 template <typename Iterator>
 Iterator at(Iterator begin, unsigned long index) noexcept {
     return std::next(begin, static_cast<std::ptrdiff_t>(index));
 }
 
-// Parts that were inserted may be empty or hold a "/", and are joined like any other.
+// Appends the parts, joined with "/". A part that was inserted may be empty or contain a "/"; it is
+// joined like the others.
 template <typename Iterator>
 void appendJoined(std::string& text, Iterator from, Iterator to) noexcept {
     for (Iterator part = from; part != to; ++part) {
@@ -29,6 +47,46 @@ void appendJoined(std::string& text, Iterator from, Iterator to) noexcept {
         }
         text += *part;
     }
+}
+
+bool beginsWithSeparator(std::string_view text) noexcept {
+    return !text.empty() && text.front() == Path::SEP_CHAR;
+}
+
+bool endsWithSeparator(std::string_view text) noexcept {
+    return !text.empty() && text.back() == Path::SEP_CHAR;
+}
+
+// Appends a part that was read from a text, and a "/" before it if `path` needs one. Such a part is
+// not empty and contains no "/".
+void appendPart(std::string& path, std::string_view part) noexcept {
+    if (!path.empty() && path.back() != Path::SEP_CHAR) {
+        path += Path::SEP_CHAR;
+    }
+    path += part;
+}
+
+std::string joined(std::string_view a, std::string_view b) noexcept {
+    const bool seam = endsWithSeparator(a) || beginsWithSeparator(b);
+    std::string text;
+    text.reserve(a.size() + b.size() + 1);
+    text += a;
+    if (!seam && !a.empty() && !b.empty()) {
+        text += Path::SEP_CHAR;
+    }
+    text += b.substr(endsWithSeparator(a) && beginsWithSeparator(b) ? 1 : 0);
+    return text;
+}
+
+std::int32_t wildcardIndex(std::string_view pattern, unsigned long n) noexcept {
+    PathReader reader(pattern);
+    std::int32_t index = 0;
+    for (std::string_view part; reader.next(part); ++index) {
+        if ((part == "*" || part == "**") && n-- == 0) {
+            return index;
+        }
+    }
+    return -1;
 }
 
 }  // namespace
@@ -115,7 +173,7 @@ void Path::join(const zel::UUID& id) noexcept {
 }
 
 Path& Path::operator+=(const Path& other) noexcept {
-    // A copy, for the other may be this one.
+    // A copy, because `other` may be this path.
     parts_.splice(parts_.end(), std::list<std::string>(other.parts_));
     return *this;
 }
@@ -153,20 +211,206 @@ bool Path::cut(unsigned long index) noexcept {
 
 bool Path::relativize(const std::string& target) noexcept {
     Path relative;
-    // Parts with a "/" inside, which only `insert` makes, would not be found in the target's parts.
+    // Compares the texts first: a part that contains a "/", which only `insert` makes, equals no
+    // part of the target.
     if (toString() != target) {
         const std::vector<std::string> goal = split(target);
         const auto [own, other] =
             std::mismatch(parts_.begin(), parts_.end(), goal.begin(), goal.end());
-        relative.parts_.assign(static_cast<std::size_t>(std::distance(own, parts_.end())), STEP_UP);
+        relative.parts_.assign(static_cast<std::size_t>(std::distance(own, parts_.end())), PARENT);
         relative.parts_.insert(relative.parts_.end(), other, goal.end());
     }
     *this = std::move(relative);
     return false;
 }
 
-// A match uses no regular-expression engine, so that nothing can go wrong once the pattern is
-// compiled, however long the path is.
+unsigned long Path::numparts(const std::string& path) noexcept {
+    unsigned long count = 0;
+    PathReader reader(path);
+    for (std::string_view part; reader.next(part);) {
+        ++count;
+    }
+    return count;
+}
+
+bool Path::part(const std::string& path, unsigned long index, std::string& out) noexcept {
+    const unsigned long count = numparts(path);
+    const unsigned long position = resolveIndex(index, count);
+    if (position >= count) {
+        return true;
+    }
+    PathReader reader(path);
+    std::string_view part;
+    for (unsigned long i = 0; i <= position; ++i) {
+        reader.next(part);
+    }
+    out = std::string(part);
+    return false;
+}
+
+std::string Path::toString(unsigned long n) noexcept {
+    return std::to_string(n);
+}
+
+std::string Path::toString(long n) noexcept {
+    return std::to_string(n);
+}
+
+bool Path::isAbsolute(const std::string& s) noexcept {
+    return beginsWithSeparator(s);
+}
+
+std::string Path::absolute(const std::string& s) noexcept {
+    return isAbsolute(s) ? s : SEP + s;
+}
+
+bool Path::subpath(const std::string& path, unsigned long from, unsigned long to,
+                   std::string& out) noexcept {
+    const unsigned long count = numparts(path);
+    const unsigned long first = resolveIndex(from, count);
+    const unsigned long last = resolveIndex(to, count);
+    if (to < from || first > last || last >= count) {
+        return true;
+    }
+    std::string text;
+    PathReader reader(path);
+    std::string_view part;
+    for (unsigned long i = 0; i <= last; ++i) {
+        reader.next(part);
+        if (i >= first) {
+            appendPart(text, part);
+        }
+    }
+    out += text;
+    return false;
+}
+
+std::vector<std::string> Path::split(const std::string& path) noexcept {
+    std::vector<std::string> parts;
+    PathReader reader(path);
+    for (std::string_view part; reader.next(part);) {
+        parts.emplace_back(part);
+    }
+    return parts;
+}
+
+void Path::split(const std::string& path, std::vector<std::string>& out) noexcept {
+    out = split(path);
+}
+
+std::int32_t Path::indexIntoPathFromPattern(char const* pattern, unsigned long n) noexcept {
+    return wildcardIndex(textOrEmpty(pattern), n);
+}
+
+std::int32_t Path::indexIntoPathFromPattern(const std::string& pattern, unsigned long n) noexcept {
+    return wildcardIndex(pattern, n);
+}
+
+std::string Path::join(const std::string& a, const std::string& b) noexcept {
+    return joined(a, b);
+}
+
+std::string Path::join(const std::string& a, const zel::UUID& b) noexcept {
+    return joined(a, b.toString());
+}
+
+std::string Path::join(char const* a, char const* b) noexcept {
+    return joined(textOrEmpty(a), textOrEmpty(b));
+}
+
+std::string Path::join(char const* a, const zel::UUID& b) noexcept {
+    return joined(textOrEmpty(a), b.toString());
+}
+
+bool Path::insert(const std::string& path, const std::string& part, unsigned long index,
+                  std::string& out) noexcept {
+    Path changed(path);
+    const bool failed = changed.insert(part, index);
+    if (!failed) {
+        out = changed.toString();
+    }
+    return failed;
+}
+
+bool Path::cut(const std::string& path, unsigned long index, std::string& out) noexcept {
+    const unsigned long count = numparts(path);
+    const unsigned long position = resolveIndex(index, count);
+    if (position >= count) {
+        return true;
+    }
+    std::string text(isAbsolute(path) ? SEP : "");
+    PathReader reader(path);
+    std::string_view part;
+    for (unsigned long i = 0; reader.next(part); ++i) {
+        if (i != position) {
+            appendPart(text, part);
+        }
+    }
+    out = std::move(text);
+    return false;
+}
+
+// Does the same as `cut` with `NPOS`, but searches from the end: the look-up of a request calls it
+// for one parent after the other.
+std::string Path::parent(const std::string& path) noexcept {
+    const auto trimmed = [](std::string_view text) {
+        return text.substr(0, text.find_last_not_of(SEP_CHAR) + 1);
+    };
+    const std::string_view whole = trimmed(path);
+    if (whole.empty()) {
+        return {};
+    }
+    std::string text(trimmed(whole.substr(0, whole.find_last_of(SEP_CHAR) + 1)));
+    if (text.empty()) {
+        return isAbsolute(path) ? SEP : text;
+    }
+    const auto bothSeparate = [](char a, char b) { return a == SEP_CHAR && b == SEP_CHAR; };
+    text.erase(std::unique(text.begin(), text.end(), bothSeparate), text.end());
+    return text;
+}
+
+bool Path::relativize(const std::string& from, const std::string& target,
+                      std::string& out) noexcept {
+    PathReader fromReader(from);
+    PathReader targetReader(target);
+    std::string_view step;
+    std::string_view goal;
+    do {
+        fromReader.next(step);
+        targetReader.next(goal);
+    } while (!step.empty() && step == goal);
+    std::string text;
+    for (; !step.empty(); fromReader.next(step)) {
+        appendPart(text, PARENT);
+    }
+    for (; !goal.empty(); targetReader.next(goal)) {
+        appendPart(text, goal);
+    }
+    out = std::move(text);
+    return false;
+}
+
+std::string Path::replacePattern(const std::string& pattern,
+                                 const std::string& replacement) noexcept {
+    const std::size_t star = pattern.find('*');
+    if (star == std::string::npos) {
+        return pattern;
+    }
+    const std::size_t length = pattern.compare(star, 2, "**") == 0 ? 2 : 1;
+    return std::string(pattern).replace(star, length, replacement);
+}
+
+std::string Path::replacePattern(const std::string& pattern, const Path& replacement) noexcept {
+    return replacePattern(pattern, replacement.toString());
+}
+
+std::string Path::replacePattern(const std::string& pattern,
+                                 const zel::UUID& replacement) noexcept {
+    return replacePattern(pattern, replacement.toString());
+}
+
+// `noexcept` holds because matching uses no regular-expression engine: once the pattern is
+// compiled, nothing can fail, however long the path is.
 bool Path::matches(const std::string& path, const std::string& pattern) noexcept {
     if (path == pattern || pattern == "**") {
         return true;

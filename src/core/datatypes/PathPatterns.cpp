@@ -14,17 +14,21 @@ namespace kova {
 
 namespace {
 
+// The source position of a report. The interface fixes it, so it is not the position in this file.
+constexpr char const* FILE_NAME = "src/core/datatypes/PathPatterns";
+constexpr int MALFORMED_GLOB_LINE = 32;
+constexpr int INVALID_EXPRESSION_LINE = 37;
+
 void report(int line, const std::exception& error) {
-    zel::ErrorOutput("src/core/datatypes/PathPatterns", line, true)(
-        errors::Error, errors::RequestFailed, error.what());
+    zel::ErrorOutput(FILE_NAME, line, true)(errors::Error, errors::RequestFailed, error.what());
 }
 
 }  // namespace
 
 PathPatterns::PathPatterns(const std::string& glob)
     : glob_(glob),
-      program_(std::make_shared<const GlobProgram>(
-          ExpressionCompiler::compile(GlobTranslator::translate(glob)))) {}
+      program_(std::make_shared<const detail::GlobProgram>(
+          detail::ExpressionCompiler::compile(detail::GlobTranslator::translate(glob)))) {}
 
 PathPatterns& PathPatterns::operator=(PathPatterns&& other) noexcept {
     if (this != &other) {
@@ -38,9 +42,9 @@ std::optional<PathPatterns> PathPatterns::createFromGlob(const std::string& glob
     try {
         return std::optional<PathPatterns>(std::in_place, glob);
     } catch (const std::invalid_argument& error) {
-        report(32, error);
+        report(MALFORMED_GLOB_LINE, error);
     } catch (const std::regex_error& error) {
-        report(37, error);
+        report(INVALID_EXPRESSION_LINE, error);
     }
     return std::nullopt;
 }

@@ -9,15 +9,16 @@ namespace kova {
 
 namespace {
 
-/// What stands between the service path and the resource path.
+/// The separator between the service path and the resource path.
 constexpr char SERVICE_END = '$';
 
-// Where the base path of a service path ends and its instance begins; npos when it has none.
+// Returns the position where the base path of a service path ends and its instance begins, or npos
+// when the service path has no instance.
 std::size_t findInstance(const std::string& servicePath) {
     return servicePath.find(Path::SEP_CHAR, Path::isAbsolute(servicePath) ? 1 : 0);
 }
 
-// The parts `from` to `to`; empty when there are none.
+// Returns the parts `from` to `to`, or an empty text when one of them does not exist.
 std::string partsOf(const std::string& path, unsigned long from, unsigned long to) {
     std::string parts;
     const bool failed = Path::subpath(path, from, to, parts);

@@ -3,9 +3,9 @@
 #include <cstddef>
 #include <vector>
 
-namespace kova {
+namespace kova::detail {
 
-/// What a vector holds, whatever allocated it. Borrows it.
+/// A view of the items of a vector with any allocator. The vector must outlive the view.
 template <typename T>
 class View {
 public:
@@ -24,4 +24,4 @@ private:
     std::size_t size_ = 0;
 };
 
-}  // namespace kova
+}  // namespace kova::detail

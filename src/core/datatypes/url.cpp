@@ -12,16 +12,16 @@ namespace {
 
 constexpr std::size_t NPOS = std::string::npos;
 
-/// What must stand between the scheme and a host in brackets.
+/// The delimiter that must stand between the scheme and a host in brackets.
 constexpr std::string_view DELIMITER = "://";
 
-/// A piece of a text: the characters `from` up to, not including, `to`.
+/// The characters [from, to) of a text.
 struct Piece {
     std::size_t from;
     std::size_t to;
 };
 
-/// The pieces that a text has.
+/// The positions of the pieces of a text without a host in brackets.
 struct Layout {
     std::optional<Piece> scheme;
     std::optional<Piece> userinfo;
@@ -29,20 +29,22 @@ struct Layout {
     Piece rest{0, 0};
 };
 
-/// Delimiters before the query and the fragment; `NPOS` where there is none.
+/// The first delimiters before the query and the fragment; `NPOS` for a delimiter that the text
+/// does not have.
 struct Marks {
     std::size_t colon = NPOS;
     std::size_t bracket = NPOS;
 };
 
-// The piece as text, in bounds whatever the positions are: a length that works out negative wraps,
-// which makes the piece run to the end of the text.
+// Returns the characters of the piece. All positions are valid: a piece that begins after the end
+// of the text is empty, and a piece whose end is before its beginning extends to the end of the
+// text.
 std::string_view cut(std::string_view text, const Piece& piece) {
     return piece.from < text.size() ? text.substr(piece.from, piece.to - piece.from)
                                     : std::string_view();
 }
 
-// A bracket ends the search: with one, the colon is not asked for.
+// Finds the delimiters. The search ends at a bracket, because a text with a bracket needs no colon.
 Marks findMarks(const std::string& text) {
     Marks marks;
     for (std::size_t i = 0; i < text.size(); ++i) {
@@ -63,7 +65,8 @@ Marks findMarks(const std::string& text) {
     return marks;
 }
 
-// A "/" ends the authority even when a "?" or "#" stands before it.
+// Returns the end of an authority that begins at `start`. A "/" ends the authority even if a "?" or
+// "#" precedes the "/".
 std::size_t findAuthorityEnd(const std::string& text, std::size_t start) {
     for (const char delimiter : {'/', '?', '#'}) {
         const std::size_t end = text.find(delimiter, start);
@@ -107,7 +110,7 @@ std::optional<std::size_t> findSchemeEnd(const std::string& text, std::size_t br
         const std::size_t end = text.find(DELIMITER);
         return end != NPOS ? std::optional<std::size_t>(end) : std::nullopt;
     }
-    // A scheme of at least one character stands before the delimiter.
+    // The scheme before the delimiter has at least one character.
     if (bracket <= DELIMITER.size()) {
         return std::nullopt;
     }
@@ -126,7 +129,8 @@ bool beginsRest(char c) {
     return c == '/' || c == '?' || c == '#';
 }
 
-// Where the text of the port begins; `NPOS` where there is none.
+// Returns the position of the first character of the port, or `NPOS` when the authority has no
+// port.
 std::size_t findPort(const std::string& authority, bool ipv6) {
     const std::size_t delimiter = ipv6 ? authority.find("]:") : authority.rfind(':');
     return delimiter == NPOS ? NPOS : delimiter + (ipv6 ? 2 : 1);
@@ -250,7 +254,7 @@ std::string url::hostname(bool stripBrackets) const {
     if (!stripBrackets) {
         return portMark == NPOS ? authority_ : authority_.substr(0, portMark + 1);
     }
-    // Without a port, the closing bracket is taken to be the last character.
+    // Without a port, the last character counts as the closing bracket.
     const std::size_t end = portMark == NPOS ? authority_.size() - 1 : portMark;
     return std::string(cut(authority_, {1, end}));
 }

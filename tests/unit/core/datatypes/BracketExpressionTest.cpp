@@ -8,10 +8,10 @@
 
 namespace {
 
-using kova::BracketExpression;
-using kova::CharacterSet;
+using kova::detail::BracketExpression;
+using kova::detail::CharacterSet;
 
-/// What a bracket expression stands for, or why it does not.
+/// The characters of a bracket expression, or the reason why it is not valid.
 struct Outcome {
     CharacterSet set;
     std::string error;
@@ -24,7 +24,7 @@ struct Outcome {
     }
 };
 
-/// Reads the bracket that `text` begins with, and cuts `text` behind it.
+/// Reads the bracket that `text` begins with, and removes the rest of `text`.
 Outcome read(std::string& text) {
     try {
         std::string_view rest = std::string_view(text).substr(1);
@@ -36,8 +36,8 @@ Outcome read(std::string& text) {
     }
 }
 
-// The same by the engine, which is the definition. Wide characters have the order of the bytes on
-// every processor, those of type `char` only where it is unsigned.
+// Reads the bracket with the engine, which is the reference. Wide characters have the order of the
+// bytes on every processor; `char` has it only where it is unsigned.
 template <typename Character = wchar_t>
 Outcome readByEngine(const std::string& bracket) {
     std::basic_string<Character> text;
@@ -59,7 +59,7 @@ Outcome readByEngine(const std::string& bracket) {
 
 class BracketExpressionRows : public testing::TestWithParam<char const*> {};
 
-TEST_P(BracketExpressionRows, AreUnderstoodAsByTheEngine) {
+TEST_P(BracketExpressionRows, MatchesStdRegex) {
     std::string bracket = GetParam();
     const Outcome outcome = read(bracket);
     EXPECT_EQ(bracket, GetParam());
@@ -93,19 +93,19 @@ INSTANTIATE_TEST_SUITE_P(Errors, BracketExpressionRows,
                                          "[[=foo=]]", "[[=a", "[[==]]", "[[..]]", "[[=a=]-z]",
                                          "[c-a[:foo:]]", "[c-a[:foo", "[[:foo:]c-a]", "[a-c[=]"));
 
-TEST(BracketExpressionTest, WhatFollowsIsLeft) {
+TEST(BracketExpressionTest, StopsAfterTheClosingBracket) {
     std::string text = "[a]b]c";
     EXPECT_EQ(read(text).set, CharacterSet().set('a'));
     EXPECT_EQ(text, "[a]");
 }
 
-// A backslash in front of every character that is not special behind one.
+// Escapes the character unless it has a meaning after a backslash.
 std::string escaped(int c) {
     const bool alphanumeric = (c >= '0' && c <= '9') || ((c | 0x20) >= 'a' && (c | 0x20) <= 'z');
     return (alphanumeric ? "" : "\\") + std::string(1, static_cast<char>(c));
 }
 
-TEST(BracketExpressionTest, RangesAreThoseOfTheEngine) {
+TEST(BracketExpressionTest, RangesMatchStdRegex) {
     for (int first = 0; first < 256; first += 5) {
         for (int last = first % 11; last < 256; last += 11) {
             std::string bracket = "[" + escaped(first) + "-" + escaped(last) + "]";
@@ -115,7 +115,7 @@ TEST(BracketExpressionTest, RangesAreThoseOfTheEngine) {
     }
 }
 
-TEST(BracketExpressionTest, RangesGoByTheValueOfTheBytes) {
+TEST(BracketExpressionTest, RangesAreOrderedByUnsignedBytes) {
     std::string bracket = "[y-\x81]";
     CharacterSet expected;
     for (std::size_t byte = 'y'; byte <= 0x81; ++byte) {
@@ -130,7 +130,7 @@ TEST(BracketExpressionTest, RangesGoByTheValueOfTheBytes) {
     EXPECT_NE(read(bracket).error, "");
 }
 
-TEST(BracketExpressionTest, RandomBracketsAreUnderstoodAsByTheEngine) {
+TEST(BracketExpressionTest, RandomBracketsMatchStdRegex) {
     constexpr std::array<std::string_view, 28> PIECES = {
         "a", "b",     "z",          "A",    "0",   "9",   "-",    "-",     "-",         "^",
         "!", ":",     "=",          ".",    "[",   "[:",  ":]",   "[:w:]", "[:alpha:]", "[=a=]",

@@ -6,26 +6,26 @@
 
 namespace {
 
-using kova::ExpressionCompiler;
-using kova::GlobProgram;
+using kova::detail::ExpressionCompiler;
+using kova::detail::GlobProgram;
 
 struct Row {
     char const* expression;
-    std::vector<std::string> taken;
-    std::vector<std::string> refused;
+    std::vector<std::string> matched;
+    std::vector<std::string> rejected;
 };
 
 class ExpressionCompilerAccepts : public testing::TestWithParam<Row> {};
 
-TEST_P(ExpressionCompilerAccepts, ExpressionAsTheEngineUnderstandsIt) {
+TEST_P(ExpressionCompilerAccepts, MatchesStdRegex) {
     const Row& row = GetParam();
     const GlobProgram program = ExpressionCompiler::compile(row.expression);
     const std::regex engine(row.expression);
-    for (const std::string& text : row.taken) {
+    for (const std::string& text : row.matched) {
         EXPECT_TRUE(program.matches(text)) << row.expression << ' ' << text;
         EXPECT_TRUE(std::regex_match(text, engine)) << row.expression << ' ' << text;
     }
-    for (const std::string& text : row.refused) {
+    for (const std::string& text : row.rejected) {
         EXPECT_FALSE(program.matches(text)) << row.expression << ' ' << text;
         EXPECT_FALSE(std::regex_match(text, engine)) << row.expression << ' ' << text;
     }
@@ -43,13 +43,13 @@ INSTANTIATE_TEST_SUITE_P(
                     Row{"(a|b)(c|d)", {"ac", "ad", "bc", "bd"}, {"a", "cd"}},
                     Row{"(([^/]*)|(.*)b)", {"", "a", "/b"}, {"/", "/a"}},
                     Row{"a|(b|c)d|e", {"a", "bd", "cd", "e"}, {"ad", "b", "be"}},
-                    // A bracket ends where the engine ends it, whatever parentheses lie inside.
+                    // Parentheses inside a bracket belong to the bracket, as in the engine.
                     Row{"([[:digit:]([^/]*)", {"", "12([^/"}, {"a", ")"}},
                     Row{"([[:digit:])([^/](a|b))", {")a", "7b"}, {"a", "()a"}}));
 
 class ExpressionCompilerRejects : public testing::TestWithParam<char const*> {};
 
-TEST_P(ExpressionCompilerRejects, InvalidExpressionInTheWordsOfTheEngine) {
+TEST_P(ExpressionCompilerRejects, ThrowsTheErrorOfStdRegex) {
     std::string expected;
     try {
         const std::regex engine(GetParam());
@@ -70,7 +70,7 @@ INSTANTIATE_TEST_SUITE_P(Rows, ExpressionCompilerRejects,
                                          "(a[z-a]", "[z-a])", "a[z-a]b", "[[:alpha:]\\]", "a[",
                                          "(a|[[.x.]-[=a=]])", "[[:foo:]](", "a|b)|c"));
 
-TEST(ExpressionCompilerTest, GroupsNestAsDeepAsTheExpressionIsLong) {
+TEST(ExpressionCompilerTest, DeeplyNestedGroupsCompile) {
     constexpr std::size_t DEPTH = 200000;
     const std::string open(DEPTH, '(');
     const std::string close(DEPTH, ')');

@@ -5,21 +5,21 @@
 #include <random>
 #include <string>
 
-#include "datatypes/GlobSweep.h"
+#include "datatypes/NfaSimulation.h"
 
 namespace {
 
-using kova::CharacterSet;
-using kova::GlobAutomaton;
-using kova::GlobStep;
-using kova::GlobSweep;
+using kova::detail::CharacterSet;
+using kova::detail::GlobAutomaton;
+using kova::detail::GlobStep;
+using kova::detail::NfaSimulation;
 using Kind = GlobStep::Kind;
 using Steps = std::vector<GlobStep>;
 using Sets = std::vector<CharacterSet>;
 
 const GlobStep ACCEPT{Kind::Accept, 0, 0};
 
-/// Of the whole of a program.
+/// Returns the automaton of a whole program.
 GlobAutomaton automatonOf(const Steps& steps, const Sets& sets) {
     return {steps, 0, steps.size() - 1, sets};
 }
@@ -28,22 +28,22 @@ char charOf(std::size_t byte) {
     return static_cast<char>(byte);
 }
 
-TEST(GlobAutomatonTest, EverySetOfOneByteAndOfAllButOneTakesWhatIsInIt) {
+TEST(GlobAutomatonTest, SetsOfOneByteAndOfAllOtherBytesMatchTheirMembers) {
     for (std::size_t member = 0; member < 256; ++member) {
         const CharacterSet set = CharacterSet().set(member);
         const GlobAutomaton one = automatonOf({{Kind::Set, 0, 0}, ACCEPT}, {set});
         const GlobAutomaton others = automatonOf({{Kind::Set, 0, 0}, ACCEPT}, {~set});
         for (std::size_t byte = 0; byte < 256; ++byte) {
             const std::string text(1, charOf(byte));
-            ASSERT_EQ(one.takes(text), byte == member) << member << ' ' << byte;
-            ASSERT_EQ(others.takes(text), byte != member) << member << ' ' << byte;
+            ASSERT_EQ(one.matches(text), byte == member) << member << ' ' << byte;
+            ASSERT_EQ(others.matches(text), byte != member) << member << ' ' << byte;
         }
     }
 }
 
-TEST(GlobAutomatonTest, EveryByteMayBeToldFromAllOthers) {
+TEST(GlobAutomatonTest, SupportsUpTo256CharacterClasses) {
     for (std::size_t count : {254U, 255U, 256U}) {
-        // One set after the other, each of one byte more.
+        // Sets of almost all bytes, so that nearly every byte gets a class.
         for (std::size_t rest = 0; rest < 3; ++rest) {
             CharacterSet most;
             for (std::size_t byte = rest; byte < count; ++byte) {
@@ -55,7 +55,7 @@ TEST(GlobAutomatonTest, EveryByteMayBeToldFromAllOthers) {
             for (std::size_t first = 0; first < 256; ++first) {
                 for (std::size_t second = 0; second < 256; ++second) {
                     const std::string text = {charOf(first), charOf(second), '\xFF'};
-                    ASSERT_EQ(automaton.takes(text), most[first] && second == rest)
+                    ASSERT_EQ(automaton.matches(text), most[first] && second == rest)
                         << count << ' ' << rest << ' ' << first << ' ' << second;
                 }
             }
@@ -63,7 +63,7 @@ TEST(GlobAutomatonTest, EveryByteMayBeToldFromAllOthers) {
     }
 }
 
-TEST(GlobAutomatonTest, StepsInTheMiddleOfAProgramAreTakenOutOfIt) {
+TEST(GlobAutomatonTest, MatchesTheGivenRangeOfSteps) {
     const Steps steps = {{Kind::Literal, 'x', 0},
                          {Kind::Fork, 0, 4},
                          {Kind::Literal, 'a', 0},
@@ -73,52 +73,53 @@ TEST(GlobAutomatonTest, StepsInTheMiddleOfAProgramAreTakenOutOfIt) {
                          ACCEPT};
     const GlobAutomaton automaton(steps, 1, 5, {});
     ASSERT_TRUE(automaton.complete());
-    EXPECT_TRUE(automaton.takes("a"));
-    EXPECT_TRUE(automaton.takes("b"));
+    EXPECT_TRUE(automaton.matches("a"));
+    EXPECT_TRUE(automaton.matches("b"));
     for (char const* const text : {"", "x", "y", "ab", "ay", "xay"}) {
-        EXPECT_FALSE(automaton.takes(text)) << text;
+        EXPECT_FALSE(automaton.matches(text)) << text;
     }
     const GlobAutomaton none(steps, 1, 1, {});
     ASSERT_TRUE(none.complete());
-    EXPECT_TRUE(none.takes(""));
-    EXPECT_FALSE(none.takes("a"));
+    EXPECT_TRUE(none.matches(""));
+    EXPECT_FALSE(none.matches("a"));
 }
 
-// Texts of which most characters change nothing, and two do, wherever they stand.
-TEST(GlobAutomatonTest, LongRunsAreLeftWhereTheyEnd) {
+// In these texts most characters change nothing. Two characters, at all pairs of places, do.
+TEST(GlobAutomatonTest, BlockSkippingStopsAtTheFirstStateChange) {
     const Sets sets = {~CharacterSet().set('\n'), ~CharacterSet().set('/')};
     const Steps steps = {
         {Kind::Repeat, 0, 0}, {Kind::Literal, 'b', 0}, {Kind::Repeat, 0, 1}, ACCEPT};
     const GlobAutomaton automaton = automatonOf(steps, sets);
-    std::size_t taken = 0;
+    std::size_t matched = 0;
     for (const std::size_t size : {8U, 9U, 16U, 17U, 30U}) {
         for (std::size_t i = 0; i < size * size; ++i) {
             for (const std::string odd : {"bb", "b/", "/b", "b\n", "\nb", "//"}) {
                 std::string text(size, 'x');
                 text[i / size] = odd[0];
                 text[i % size] = odd[1];
-                ASSERT_EQ(automaton.takes(text), GlobSweep::takes(steps, sets, text)) << text;
-                taken += automaton.takes(text) ? 1 : 0;
+                ASSERT_EQ(automaton.matches(text), NfaSimulation::matches(steps, sets, text))
+                    << text;
+                matched += automaton.matches(text) ? 1 : 0;
             }
         }
     }
-    EXPECT_GT(taken, 1000U);
+    EXPECT_GT(matched, 1000U);
 }
 
-TEST(GlobAutomatonTest, PositionsAreLimited) {
+TEST(GlobAutomatonTest, IsIncompleteAboveTheMaximumOfPositions) {
     const Sets sets = {CharacterSet().set('x')};
     Steps steps(GlobAutomaton::MAX_POSITIONS, {Kind::Repeat, 0, 0});
     steps.push_back(ACCEPT);
     const GlobAutomaton automaton = automatonOf(steps, sets);
     ASSERT_TRUE(automaton.complete());
-    EXPECT_TRUE(automaton.takes(std::string(1000, 'x')));
-    EXPECT_FALSE(automaton.takes(std::string(1000, 'x') + 'y'));
+    EXPECT_TRUE(automaton.matches(std::string(1000, 'x')));
+    EXPECT_FALSE(automaton.matches(std::string(1000, 'x') + 'y'));
     steps.insert(steps.begin(), {Kind::Literal, 'x', 0});
     EXPECT_FALSE(automatonOf(steps, sets).complete());
     EXPECT_TRUE(GlobAutomaton(steps, 1, steps.size() - 1, sets).complete());
 }
 
-TEST(GlobAutomatonTest, StepsAreLimited) {
+TEST(GlobAutomatonTest, IsIncompleteAboveTheMaximumOfSteps) {
     Steps steps;
     while (steps.size() < GlobAutomaton::MAX_STEPS) {
         const auto next = static_cast<std::uint32_t>(steps.size()) + 1;
@@ -127,13 +128,13 @@ TEST(GlobAutomatonTest, StepsAreLimited) {
     steps.push_back(ACCEPT);
     const GlobAutomaton automaton = automatonOf(steps, {});
     ASSERT_TRUE(automaton.complete());
-    EXPECT_TRUE(automaton.takes(""));
-    EXPECT_FALSE(automaton.takes("x"));
+    EXPECT_TRUE(automaton.matches(""));
+    EXPECT_FALSE(automaton.matches("x"));
     steps.insert(steps.end() - 1, {Kind::Literal, 'x', 0});
     EXPECT_FALSE(automatonOf(steps, {}).complete());
 }
 
-/// A program of up to `length` steps whose forks and jumps lead anywhere forward.
+/// Returns a program of up to `length` steps, with forks and jumps to random later steps.
 Steps randomSteps(std::mt19937& random, std::size_t length, std::size_t sets) {
     Steps steps;
     const auto count = static_cast<std::uint32_t>(random() % (length + 1));
@@ -149,11 +150,11 @@ Steps randomSteps(std::mt19937& random, std::size_t length, std::size_t sets) {
     return steps;
 }
 
-TEST(GlobAutomatonTest, RandomProgramsTakeWhatASweepOverTheirStepsTakes) {
+TEST(GlobAutomatonTest, AgreesWithNfaSimulationOnRandomPrograms) {
     const Sets sets = {CharacterSet().set('a').set('b'), ~CharacterSet().set('c'),
                        CharacterSet().set(), CharacterSet()};
     std::mt19937 random(11);
-    int taken = 0;
+    int matched = 0;
     for (int i = 0; i < 20000; ++i) {
         const Steps steps = randomSteps(random, 24, sets.size());
         const GlobAutomaton automaton = automatonOf(steps, sets);
@@ -163,13 +164,13 @@ TEST(GlobAutomatonTest, RandomProgramsTakeWhatASweepOverTheirStepsTakes) {
             for (char& c : text) {
                 c = static_cast<char>('a' + random() % 4);
             }
-            const bool expected = GlobSweep::takes(steps, sets, text);
-            ASSERT_EQ(automaton.takes(text), expected) << i << ' ' << text;
-            taken += expected ? 1 : 0;
+            const bool expected = NfaSimulation::matches(steps, sets, text);
+            ASSERT_EQ(automaton.matches(text), expected) << i << ' ' << text;
+            matched += expected ? 1 : 0;
         }
     }
-    EXPECT_GT(taken, 10000);
-    EXPECT_LT(taken, 150000);
+    EXPECT_GT(matched, 10000);
+    EXPECT_LT(matched, 150000);
 }
 
 }  // namespace

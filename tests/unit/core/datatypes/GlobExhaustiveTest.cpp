@@ -11,10 +11,10 @@
 #include "ReferenceGlob.h"
 #include "kova/core/PathPatterns.h"
 
-// Proves `PathPatterns` equal to the standard library's engine: the same globs rejected, with the
-// same texts, and the same paths matched. All globs of up to 5 characters are too many for every
-// day, as the engine is slow. So the longer ones are sampled, unless KOVA_ALL_GLOBS is set in the
-// environment (a few minutes).
+// Compares `PathPatterns` with the standard library's engine: both must reject the same globs, with
+// the same texts, and match the same paths. Testing all globs of up to 5 characters takes a few
+// minutes, because the engine is slow. Therefore the longer ones are sampled unless KOVA_ALL_GLOBS
+// is set in the environment.
 
 namespace {
 
@@ -30,7 +30,8 @@ std::uint64_t power(std::uint64_t base, std::size_t exponent) {
     return exponent == 0 ? 1 : base * power(base, exponent - 1);
 }
 
-// The text of `length` characters whose index is `index`, in the order of the alphabet.
+// Returns the text number `index` of all texts of `length` characters, in the order of the
+// alphabet.
 std::string textAt(std::string_view alphabet, std::size_t length, std::uint64_t index) {
     std::string text;
     for (; text.size() < length; index /= alphabet.size()) {
@@ -60,7 +61,7 @@ std::optional<PathPatterns> create(const std::string& glob, std::string& error) 
     return std::nullopt;
 }
 
-/// Compares globs, and counts what was compared.
+/// Compares globs with a reference and counts the outcomes.
 struct Comparison {
     std::uint64_t accepted = 0;
     std::uint64_t rejected = 0;
@@ -88,7 +89,7 @@ struct Comparison {
 
 class GlobsOfLength : public testing::TestWithParam<std::size_t> {};
 
-TEST_P(GlobsOfLength, MatchAsTheEngineSays) {
+TEST_P(GlobsOfLength, MatchStdRegex) {
     constexpr std::uint64_t SAMPLE = 8000;
     const std::size_t length = GetParam();
     const std::uint64_t count = power(GLOB_ALPHABET.size(), length);
@@ -112,8 +113,8 @@ TEST_P(GlobsOfLength, MatchAsTheEngineSays) {
 
 INSTANTIATE_TEST_SUITE_P(Small, GlobsOfLength, testing::Range<std::size_t>(0, 6));
 
-// Longer globs, with the odd things that brackets may hold, over bytes of every kind.
-TEST(GlobExhaustiveTest, RandomGlobsMatchAsTheEngineSays) {
+// Longer globs with unusual bracket items and bytes of all values.
+TEST(GlobExhaustiveTest, RandomGlobsMatchStdRegex) {
     const std::vector<std::string> pieces = {"a",
                                              "b",
                                              "z",

@@ -4,14 +4,14 @@
 
 #include <stdexcept>
 
-#include "datatypes/GlobSweep.h"
+#include "datatypes/NfaSimulation.h"
 
 namespace {
 
-using kova::CharacterSet;
-using kova::GlobProgram;
-using kova::GlobStep;
-using kova::GlobSweep;
+using kova::detail::CharacterSet;
+using kova::detail::GlobProgram;
+using kova::detail::GlobStep;
+using kova::detail::NfaSimulation;
 using Kind = GlobStep::Kind;
 
 CharacterSet setOf(std::string_view characters) {
@@ -24,13 +24,13 @@ CharacterSet setOf(std::string_view characters) {
 
 const GlobStep ACCEPT{Kind::Accept, 0, 0};
 
-TEST(GlobProgramTest, ProgramWithoutStepsTakesTheEmptyText) {
+TEST(GlobProgramTest, ProgramWithoutStepsMatchesOnlyTheEmptyText) {
     const GlobProgram program({ACCEPT}, {});
     EXPECT_TRUE(program.matches(""));
     EXPECT_FALSE(program.matches("a"));
 }
 
-TEST(GlobProgramTest, LiteralTakesItsCharacter) {
+TEST(GlobProgramTest, LiteralMatchesItsCharacter) {
     const GlobProgram program({{Kind::Literal, 'a', 0}, {Kind::Literal, 0xFF, 0}, ACCEPT}, {});
     EXPECT_TRUE(program.matches("a\xFF"));
     EXPECT_FALSE(program.matches("a"));
@@ -39,7 +39,7 @@ TEST(GlobProgramTest, LiteralTakesItsCharacter) {
     EXPECT_FALSE(program.matches(""));
 }
 
-TEST(GlobProgramTest, SetTakesOneOfItsCharacters) {
+TEST(GlobProgramTest, SetMatchesOneOfItsCharacters) {
     const GlobProgram program({{Kind::Set, 0, 1}, ACCEPT}, {setOf(""), setOf("ab\x80")});
     EXPECT_TRUE(program.matches("a"));
     EXPECT_TRUE(program.matches("\x80"));
@@ -47,7 +47,7 @@ TEST(GlobProgramTest, SetTakesOneOfItsCharacters) {
     EXPECT_FALSE(program.matches("ab"));
 }
 
-TEST(GlobProgramTest, RepeatTakesAnyNumber) {
+TEST(GlobProgramTest, RepeatMatchesAnyNumberOfCharacters) {
     const GlobProgram program({{Kind::Repeat, 0, 0}, {Kind::Literal, 'b', 0}, ACCEPT},
                               {setOf("ab")});
     EXPECT_TRUE(program.matches("b"));
@@ -56,7 +56,7 @@ TEST(GlobProgramTest, RepeatTakesAnyNumber) {
     EXPECT_FALSE(program.matches(""));
 }
 
-TEST(GlobProgramTest, ForkTakesBothWays) {
+TEST(GlobProgramTest, ForkMatchesEitherBranch) {
     const GlobProgram program({{Kind::Fork, 0, 3},
                                {Kind::Literal, 'a', 0},
                                {Kind::Jump, 0, 4},
@@ -69,8 +69,8 @@ TEST(GlobProgramTest, ForkTakesBothWays) {
     EXPECT_FALSE(program.matches(""));
 }
 
-// The sets of active steps are words of 64 bits, the first few of them inside the run.
-TEST(GlobProgramTest, ProgramsOfEveryLengthAreFollowedToTheirEnd) {
+// The sets of active steps have words of 64 bits, so their size changes with the length.
+TEST(GlobProgramTest, ProgramsOfAllLengthsMatchToTheirEnd) {
     for (std::size_t length = 0; length < 600; ++length) {
         std::vector<GlobStep> steps(length, GlobStep{Kind::Literal, 'x', 0});
         steps.push_back({Kind::Repeat, 0, 0});
@@ -92,7 +92,7 @@ TEST(GlobProgramTest, AllStepsMayBeActiveAtOnce) {
     EXPECT_FALSE(program.matches(std::string(5000, 'x')));
 }
 
-TEST(GlobProgramTest, BeginningAndEndDoNotOverlap) {
+TEST(GlobProgramTest, PrefixAndSuffixDoNotOverlap) {
     const GlobProgram program({{Kind::Literal, 'a', 0},
                                {Kind::Literal, 'b', 0},
                                {Kind::Repeat, 0, 0},
@@ -107,8 +107,8 @@ TEST(GlobProgramTest, BeginningAndEndDoNotOverlap) {
     }
 }
 
-TEST(GlobProgramTest, WaysThatLeadIntoTheEndAreFollowed) {
-    // "a", then nothing or "bc", then "cd": one way leads between the literals at the end.
+TEST(GlobProgramTest, SuffixIsNotFactoredOutWhenAJumpTargetsIt) {
+    // "a", then nothing or "bc", then "cd": the jump leads between the literals at the end.
     const GlobProgram program({{Kind::Literal, 'a', 0},
                                {Kind::Fork, 0, 4},
                                {Kind::Literal, 'b', 0},
@@ -124,8 +124,8 @@ TEST(GlobProgramTest, WaysThatLeadIntoTheEndAreFollowed) {
     }
 }
 
-// Those are too long for the automaton, between what they begin and end with.
-TEST(GlobProgramTest, LongMiddlesAreFollowedLikeShortOnes) {
+// The longer ones of the middles exceed the limits of GlobAutomaton.
+TEST(GlobProgramTest, LongMiddlesMatchLikeShortOnes) {
     for (std::size_t count = 1; count < 300; ++count) {
         std::vector<GlobStep> steps = {{Kind::Literal, 'a', 0}};
         for (std::size_t i = 0; i < count; ++i) {
@@ -144,14 +144,14 @@ TEST(GlobProgramTest, LongMiddlesAreFollowedLikeShortOnes) {
     }
 }
 
-TEST(GlobProgramTest, StepsBetweenBeginningAndEndAreLimited) {
-    std::vector<GlobStep> steps(GlobSweep::MAX_STEPS - 1, GlobStep{Kind::Set, 0, 0});
+TEST(GlobProgramTest, MiddleAboveTheMaximumOfStepsThrows) {
+    std::vector<GlobStep> steps(NfaSimulation::MAX_STEPS - 1, GlobStep{Kind::Set, 0, 0});
     steps.insert(steps.begin(), GlobStep{Kind::Literal, 'a', 0});
     steps.push_back({Kind::Literal, 'z', 0});
     steps.push_back(ACCEPT);
     const std::vector<CharacterSet> sets = {setOf("x")};
-    EXPECT_TRUE(
-        GlobProgram(steps, sets).matches("a" + std::string(GlobSweep::MAX_STEPS - 1, 'x') + "z"));
+    EXPECT_TRUE(GlobProgram(steps, sets)
+                    .matches("a" + std::string(NfaSimulation::MAX_STEPS - 1, 'x') + "z"));
     steps.insert(steps.begin() + 1, GlobStep{Kind::Set, 0, 0});
     EXPECT_THROW(GlobProgram(steps, sets), std::length_error);
 }

@@ -8,7 +8,7 @@
 
 namespace {
 
-using kova::GlobTranslator;
+using kova::detail::GlobTranslator;
 
 struct Row {
     char const* glob;
@@ -17,7 +17,7 @@ struct Row {
 
 class GlobTranslatorAccepts : public testing::TestWithParam<Row> {};
 
-TEST_P(GlobTranslatorAccepts, GlobBecomesExpression) {
+TEST_P(GlobTranslatorAccepts, ReturnsTheExpression) {
     EXPECT_EQ(GlobTranslator::translate(GetParam().glob), GetParam().expression) << GetParam().glob;
 }
 
@@ -40,7 +40,7 @@ INSTANTIATE_TEST_SUITE_P(
 
 class GlobTranslatorRejects : public testing::TestWithParam<Row> {};
 
-TEST_P(GlobTranslatorRejects, MalformedGlobWithItsReason) {
+TEST_P(GlobTranslatorRejects, ThrowsWithTheReason) {
     try {
         FAIL() << GetParam().glob << " gave " << GlobTranslator::translate(GetParam().glob);
     } catch (const std::invalid_argument& error) {
@@ -58,12 +58,12 @@ INSTANTIATE_TEST_SUITE_P(
                     Row{"{*{", "{ not allowed in subpattern group"}, Row{"[]", "Empty []"},
                     Row{"[]a]", "Empty []"}, Row{"{[]}", "Empty []"}));
 
-TEST(GlobTranslatorTest, BytesOfEveryValueStandForThemselves) {
+TEST(GlobTranslatorTest, OrdinaryBytesAreCopiedUnchanged) {
     const std::string glob("\0\xFF\x80\n", 4);
     EXPECT_EQ(GlobTranslator::translate(glob), glob);
 }
 
-TEST(GlobTranslatorTest, LengthIsLimited) {
+TEST(GlobTranslatorTest, GlobLongerThanTheLimitIsRejected) {
     const std::string longest(kova::PathPatterns::MAX_LENGTH, 'a');
     EXPECT_EQ(GlobTranslator::translate(longest), longest);
     EXPECT_THROW(GlobTranslator::translate(longest + 'a'), std::invalid_argument);

@@ -27,7 +27,7 @@ Number fromText(const std::string& text) {
     return number;
 }
 
-/// What a conversion comes to: a number, a noted error or an exception.
+/// The result of a conversion: a number, an error flag or an exception.
 template <typename T>
 struct Outcome {
     Outcome(T v = {}, bool noted = false, std::string what = {})
@@ -79,7 +79,7 @@ struct Row {
 
 class NumberConversions : public testing::TestWithParam<Row> {};
 
-TEST_P(NumberConversions, GiveTheNumberOrNoteTheError) {
+TEST_P(NumberConversions, ReturnTheNumberOrSetTheErrorFlag) {
     const Row& row = GetParam();
     EXPECT_EQ(read(row.text, &Number::intValue), row.asInt);
     EXPECT_EQ(read(row.text, &Number::byteValue), row.asByte);
@@ -104,7 +104,7 @@ const Row ROWS[] = {
     {"1.9", {1}, {1}, {1}, {1}, {1.9}},
     {"1,9", {1}, {1}, {1}, {1}, {1}},
     {"0x1f", {0}, {0}, {0}, {0}, {31}},
-    // What is no number.
+    // Texts that are not numbers.
     {"", NO_INT, NO_BYTE, NO_INT, NO_LONG_LONG, NO_DOUBLE},
     {"abc", NO_INT, NO_BYTE, NO_INT, NO_LONG_LONG, NO_DOUBLE},
     {" ", NO_INT, NO_BYTE, NO_INT, NO_LONG_LONG, NO_DOUBLE},
@@ -112,7 +112,7 @@ const Row ROWS[] = {
     {"+-5", NO_INT, NO_BYTE, NO_INT, NO_LONG_LONG, NO_DOUBLE},
     {"- 5", NO_INT, NO_BYTE, NO_INT, NO_LONG_LONG, NO_DOUBLE},
     {".5", NO_INT, NO_BYTE, NO_INT, NO_LONG_LONG, {0.5}},
-    // The bounds.
+    // Numbers at the bounds.
     {"127", {127}, {127}, {127}, {127}, {127}},
     {"128", {128}, NO_BYTE, {128}, {128}, {128}},
     {"-128", {-128}, {-128}, {-128}, {-128}, {-128}},
@@ -144,7 +144,7 @@ const Row ROWS[] = {
 
 INSTANTIATE_TEST_SUITE_P(Number, NumberConversions, testing::ValuesIn(ROWS));
 
-TEST(Number, FloatingConversionsThrowBeyondTheirRange) {
+TEST(Number, FloatingConversionsThrowOutsideTheirRange) {
     EXPECT_EQ(read("1e39", &Number::floatValue), (Outcome<float>{0, true, "stof"}));
     EXPECT_EQ(read("1e309", &Number::doubleValue), (Outcome<double>{0, true, "stod"}));
     EXPECT_EQ(read("1e-320", &Number::doubleValue), (Outcome<double>{0, true, "stod"}));
@@ -156,7 +156,7 @@ TEST(Number, FloatingConversionsThrowBeyondTheirRange) {
     EXPECT_EQ(read("abc", &Number::floatValue), failed<float>());
 }
 
-TEST(Number, HasTheEmptyTextAtFirst) {
+TEST(Number, DefaultHasTheEmptyText) {
     const Number number;
     EXPECT_EQ(number.toString(), "");
     EXPECT_FALSE(number.hasError());
@@ -195,14 +195,14 @@ const double REALS[] = {0.0,
 
 class NumberFromDouble : public testing::TestWithParam<double> {};
 
-TEST_P(NumberFromDouble, IsWrittenAsAStreamDoesOnConstruction) {
+TEST_P(NumberFromDouble, IsFormattedLikeAStreamOnConstruction) {
     std::ostringstream stream;
     stream.imbue(std::locale::classic());
     stream << GetParam();
     EXPECT_EQ(Number(GetParam()).toString(), stream.str());
 }
 
-TEST_P(NumberFromDouble, IsWrittenWithSixDigitsBehindThePointOnAssignment) {
+TEST_P(NumberFromDouble, IsFormattedWithSixDecimalsOnAssignment) {
     char wanted[512];
     std::snprintf(wanted, sizeof wanted, "%f", GetParam());
     Number number;
@@ -212,7 +212,7 @@ TEST_P(NumberFromDouble, IsWrittenWithSixDigitsBehindThePointOnAssignment) {
 
 INSTANTIATE_TEST_SUITE_P(Number, NumberFromDouble, testing::ValuesIn(REALS));
 
-TEST(Number, WritesDoublesInTwoForms) {
+TEST(Number, ConstructionAndAssignmentFormatDoublesDifferently) {
     Number number(1.5);
     EXPECT_EQ(number.toString(), "1.5");
     number = 1.5;
@@ -220,7 +220,7 @@ TEST(Number, WritesDoublesInTwoForms) {
     EXPECT_EQ(Number(1e-07).toString(), "1e-07");
 }
 
-TEST(Number, ErrorStaysUntilTheNextConversion) {
+TEST(Number, ErrorFlagIsKeptUntilTheNextConversion) {
     Number number = fromText("abc");
     EXPECT_FALSE(number.hasError());
     EXPECT_EQ(number.intValue(), 0);
@@ -233,7 +233,7 @@ TEST(Number, ErrorStaysUntilTheNextConversion) {
     EXPECT_FALSE(number.hasError());
 }
 
-TEST(Number, EveryConversionClearsTheErrorOfTheOneBefore) {
+TEST(Number, EachConversionClearsTheErrorFlag) {
     Number number(300);
     const auto provoke = [&number] { return number.byteValue() == 0 && number.hasError(); };
     ASSERT_TRUE(provoke());
@@ -248,13 +248,13 @@ TEST(Number, EveryConversionClearsTheErrorOfTheOneBefore) {
     EXPECT_TRUE(number.doubleValue() == 300.0 && !number.hasError());
 }
 
-TEST(Number, ConversionsLeaveErrnoAlone) {
+TEST(Number, ConversionsDoNotChangeErrno) {
     errno = EDOM;
     EXPECT_THROW(static_cast<void>(fromText("1e999").doubleValue()), std::out_of_range);
     EXPECT_EQ(errno, EDOM);
 }
 
-// The standard library's conversions, whose exceptions are told apart.
+// Converts with the standard library and distinguishes its exceptions.
 template <typename T, typename Convert>
 Outcome<T> standard(const std::string& text, Convert convert, bool throws) {
     try {
@@ -295,7 +295,7 @@ void expectTheStandardsOutcome(const std::string& text) {
                   text, [](const std::string& s) { return std::stod(s); }, true));
 }
 
-TEST(Number, ReadsGeneratedTextsAsTheStandardLibraryDoes) {
+TEST(Number, AgreesWithTheStandardLibraryOnGeneratedTexts) {
     static const std::string PIECES[] = {" ",         "\t",
                                          "\n",        "-",
                                          "+",         "0",
@@ -325,7 +325,7 @@ TEST(Number, ReadsGeneratedTextsAsTheStandardLibraryDoes) {
     }
 }
 
-/// Commas for points and grouped thousands.
+/// A format with decimal commas and grouped digits.
 class CommaPunctuation : public std::numpunct<char> {
 protected:
     char do_decimal_point() const override { return ','; }
@@ -344,7 +344,7 @@ void expectPoints() {
     EXPECT_EQ(fromText("1,5").doubleValue(), 1.0);
 }
 
-TEST(Number, DoesNotFollowTheLocaleOfStreams) {
+TEST(Number, LocaleOfStreamsIsIgnored) {
     const std::locale former =
         std::locale::global(std::locale(std::locale::classic(), new CommaPunctuation));
     std::ostringstream stream;
@@ -354,7 +354,7 @@ TEST(Number, DoesNotFollowTheLocaleOfStreams) {
     std::locale::global(former);
 }
 
-TEST(Number, DoesNotFollowTheLocaleOfTheProcess) {
+TEST(Number, ProcessLocaleIsIgnored) {
     char const* found = nullptr;
     for (char const* name : {"de_DE.UTF-8", "de_DE.utf8", "fr_FR.UTF-8", "da_DK.UTF-8"}) {
         found = found != nullptr ? found : std::setlocale(LC_ALL, name);

@@ -32,7 +32,7 @@ std::ostream& operator<<(std::ostream& out, const MatchRow& row) {
 
 class PathPatternsMatch : public testing::TestWithParam<MatchRow> {};
 
-TEST_P(PathPatternsMatch, WholePathsThatFit) {
+TEST_P(PathPatternsMatch, MatchesWholePaths) {
     const MatchRow& row = GetParam();
     const auto patterns = PathPatterns::createFromGlob(row.glob);
     ASSERT_TRUE(patterns) << row.glob;
@@ -68,14 +68,14 @@ INSTANTIATE_TEST_SUITE_P(
         MatchRow{std::string("\0\xFF[\x80]", 5), {std::string("\0\xFF\x80", 3)}, {"", "\xFF\x80"}},
         MatchRow{"[a-\xFF]", {"a", "\x80", "\xFF"}, {"A", ""}},
         MatchRow{"[!\x80-\xFF]", {"a", "\x7F", "/"}, {"\x80", "\xFF"}},
-        // The bracket of the expression ends only at the next "]" that the translation makes.
+        // The bracket of the expression continues to the next unescaped "]".
         MatchRow{"[[:digit:]?", {"7", "[", "^", "/"}, {"a", "", "77"}},
         MatchRow{"{[[:digit:]*", {"", "77", "7(", "[^/"}, {"a"}}));
 
 struct ErrorRow {
     char const* glob;
     int line;
-    /// Null: the text is the engine's for this expression.
+    /// Null if the reason is the engine's text for `expression`.
     char const* reason;
     char const* expression;
 };
@@ -95,7 +95,7 @@ std::string engineText(char const* expression) {
 
 class PathPatternsErrors : public testing::TestWithParam<ErrorRow> {};
 
-TEST_P(PathPatternsErrors, AreReportedOnceAndGiveNothing) {
+TEST_P(PathPatternsErrors, AreReportedOnceAndReturnNothing) {
     const ErrorRow& row = GetParam();
     const std::string reason = row.reason != nullptr ? row.reason : engineText(row.expression);
     Reports reports;
@@ -129,7 +129,7 @@ INSTANTIATE_TEST_SUITE_P(
         ErrorRow{"[[:foo:]?", 37, nullptr, "[[:foo:][^/]"},
         ErrorRow{"[[:alpha:]*", 37, nullptr, "[[:alpha:]([^/]*)"}));
 
-TEST(PathPatternsTest, SuccessReportsNothing) {
+TEST(PathPatternsTest, ValidGlobReportsNothing) {
     Reports reports;
     EXPECT_TRUE(PathPatterns::createFromGlob("/a/{b,c}/[!d]*/**"));
     EXPECT_TRUE(reports.take().empty());
@@ -149,7 +149,7 @@ TEST(PathPatternsTest, CopiesAndMovedObjectsMatchLikeTheOriginal) {
     }
 }
 
-TEST(PathPatternsTest, LengthOfAGlobIsLimited) {
+TEST(PathPatternsTest, GlobLongerThanTheLimitIsRejected) {
     const std::string longest(65535, 'a');
     const auto patterns = PathPatterns::createFromGlob(longest);
     ASSERT_TRUE(patterns);
@@ -164,7 +164,7 @@ TEST(PathPatternsTest, LengthOfAGlobIsLimited) {
     EXPECT_EQ(taken[0].reason, "request failed, reason = Pattern longer than 65535 characters");
 }
 
-TEST(PathPatternsTest, PathOfAMillionCharactersFitsASmallStack) {
+TEST(PathPatternsTest, MatchingAMillionCharactersNeedsLittleStack) {
     bool whole = false;
     bool part = true;
     runOnSmallStack([&] {
@@ -177,7 +177,7 @@ TEST(PathPatternsTest, PathOfAMillionCharactersFitsASmallStack) {
     EXPECT_FALSE(part);
 }
 
-TEST(PathPatternsTest, LongGlobsFitASmallStackWhetherValidOrNot) {
+TEST(PathPatternsTest, CompilingLongGlobsNeedsLittleStack) {
     bool matched = false;
     int rejected = 0;
     Reports reports;
@@ -199,7 +199,7 @@ TEST(PathPatternsTest, LongGlobsFitASmallStackWhetherValidOrNot) {
     EXPECT_EQ(reports.take().size(), 7U);
 }
 
-TEST(PathPatternsTest, ManyStarsDoNotMultiplyTheWork) {
+TEST(PathPatternsTest, ManyStarsCauseNoBacktracking) {
     const PathPatterns patterns("/*x*x*x*y");
     const PathPatterns deep("/**x**x**x**y");
     for (std::size_t length = 256; length <= 100000; length = length * 5 / 2) {
@@ -211,13 +211,13 @@ TEST(PathPatternsTest, ManyStarsDoNotMultiplyTheWork) {
     }
 }
 
-TEST(PathPatternsTest, GlobThatIsAllStarsMatches) {
+TEST(PathPatternsTest, GlobOfOnlyStarsMatches) {
     const PathPatterns patterns(std::string(65535, '*'));
     EXPECT_TRUE(patterns.match("/a/b/c"));
     EXPECT_FALSE(patterns.match("/a\n/b"));
 }
 
-TEST(PathPatternsTest, OneObjectServesManyThreads) {
+TEST(PathPatternsTest, OneObjectMatchesOnManyThreads) {
     const PathPatterns patterns("/items/{*,a/**}/state");
     std::atomic<int> wrong{0};
     std::vector<std::thread> threads;
@@ -236,7 +236,7 @@ TEST(PathPatternsTest, OneObjectServesManyThreads) {
     EXPECT_EQ(wrong, 0);
 }
 
-/// Takes "e" for a letter no more: a process locale to be kept out of the globs.
+/// The characters of a process locale in which "e" is not a letter.
 class OddCharacters : public std::ctype<char> {
 public:
     OddCharacters() : std::ctype<char>(table()) {}
@@ -252,7 +252,7 @@ private:
     }
 };
 
-TEST(PathPatternsTest, ProcessLocalePlaysNoRole) {
+TEST(PathPatternsTest, ProcessLocaleIsIgnored) {
     const std::locale former =
         std::locale::global(std::locale(std::locale::classic(), new OddCharacters));
     const auto patterns = PathPatterns::createFromGlob("[[:alpha:]?");

@@ -14,6 +14,7 @@ namespace {
 
 using kova::Path;
 using testing::ElementsAre;
+using testing::IsEmpty;
 
 constexpr unsigned long LAST = Path::NPOS;
 constexpr char const* UUID_TEXT = "123e4567-e89b-12d3-a456-426614174000";
@@ -40,7 +41,7 @@ struct TextRow {
 
 class PathTextForm : public testing::TestWithParam<TextRow> {};
 
-TEST_P(PathTextForm, IsCutAtSeparatorsAndPrintedWithoutEmptyPieces) {
+TEST_P(PathTextForm, IsSplitAtSeparatorsIgnoringEmptyPieces) {
     const TextRow& row = GetParam();
     const Path path{std::string(row.text)};
     EXPECT_EQ(path.toString(), row.printed);
@@ -60,13 +61,13 @@ INSTANTIATE_TEST_SUITE_P(
                     TextRow{"/./a/..", "/./a/..", {".", "a", ".."}},
                     TextRow{"/a b/\xC3\xA4", "/a b/\xC3\xA4", {"a b", "\xC3\xA4"}}));
 
-TEST(PathTest, ConstantsAreThoseOfTheTextForm) {
+TEST(PathTest, ConstantsHaveTheirDocumentedValues) {
     EXPECT_STREQ(Path::SEP, "/");
     EXPECT_EQ(Path::SEP_CHAR, '/');
     EXPECT_EQ(Path::NPOS, 18446744073709551615UL);
 }
 
-TEST(PathTest, NoFunctionThrows) {
+TEST(PathTest, FunctionsAreNoexcept) {
     static_assert(std::is_nothrow_default_constructible_v<Path>);
     static_assert(std::is_nothrow_copy_constructible_v<Path>);
     static_assert(std::is_nothrow_copy_assignable_v<Path>);
@@ -86,7 +87,7 @@ TEST(PathTest, DefaultIsEmptyAndRelative) {
     EXPECT_EQ(Path(), Path(""));
 }
 
-TEST(PathTest, NullPointersAreEmptyTexts) {
+TEST(PathTest, NullPointerCountsAsEmptyText) {
     char const* const null = nullptr;
     EXPECT_EQ(Path(null).toString(), "");
     Path path("a");
@@ -94,7 +95,7 @@ TEST(PathTest, NullPointersAreEmptyTexts) {
     EXPECT_EQ(path.toString(), "a");
 }
 
-TEST(PathTest, InitAppendsAndLeavesTheRestAsItWas) {
+TEST(PathTest, InitAppendsPartsAndKeepsThePathAbsoluteOrRelative) {
     Path path("a");
     path.init("/b//c/");
     EXPECT_EQ(path.toString(), "a/b/c");
@@ -122,7 +123,7 @@ TEST(PathTest, CopiesAreIndependent) {
     EXPECT_EQ(Path(std::move(copy)).toString(), "/a/b/c");
 }
 
-TEST(PathTest, EqualityIsThatOfTheTexts) {
+TEST(PathTest, PathsWithTheSameTextAreEqual) {
     EXPECT_EQ(Path("a/b"), Path("a//b/"));
     EXPECT_FALSE(Path("a/b") == Path("/a/b"));
     EXPECT_NE(Path("a/b"), Path("a"));
@@ -132,7 +133,7 @@ TEST(PathTest, EqualityIsThatOfTheTexts) {
     EXPECT_EQ(inserted, Path("a/b/c"));
 }
 
-TEST(PathTest, MakeAbsoluteLeavesTheParts) {
+TEST(PathTest, MakeAbsoluteKeepsTheParts) {
     Path path("a/b");
     path.makeAbsolute();
     EXPECT_EQ(path.toString(), "/a/b");
@@ -143,13 +144,13 @@ TEST(PathTest, MakeAbsoluteLeavesTheParts) {
 struct PartRow {
     char const* path;
     unsigned long index;
-    /// Null: there is no such part.
+    /// Null if the part does not exist.
     char const* part;
 };
 
 class PathPart : public testing::TestWithParam<PartRow> {};
 
-TEST_P(PathPart, IsGivenWhereItExists) {
+TEST_P(PathPart, IsReturnedIfItExists) {
     const PartRow& row = GetParam();
     SCOPED_TRACE(testing::Message() << '"' << row.path << "\" part " << row.index);
     const bool missing = row.part == nullptr;
@@ -172,7 +173,7 @@ INSTANTIATE_TEST_SUITE_P(Rows, PathPart,
                                          PartRow{"/a/b", LAST - 1, nullptr},
                                          PartRow{"//a//b/", 1, "b"}, PartRow{"a", LAST, "a"}));
 
-TEST(PathTest, PartIsReadAsUuid) {
+TEST(PathTest, PartIsParsedAsUuid) {
     const Path path(std::string("/items/") + UUID_TEXT + "/state");
     zel::UUID uuid;
     EXPECT_FALSE(path.part(1, uuid));
@@ -191,7 +192,7 @@ struct SubpathRow {
 
 class PathSubpath : public testing::TestWithParam<SubpathRow> {};
 
-TEST_P(PathSubpath, HoldsBothEndsAndNoLeadingSeparator) {
+TEST_P(PathSubpath, ContainsBothEndsAndNoLeadingSeparator) {
     const SubpathRow& row = GetParam();
     EXPECT_EQ(Path(row.path).subpath(row.from, row.to), row.subpath)
         << row.path << ' ' << row.from << ' ' << row.to;
@@ -207,7 +208,7 @@ INSTANTIATE_TEST_SUITE_P(
                     SubpathRow{"", 0, 0, ""}, SubpathRow{"", LAST, LAST, ""},
                     SubpathRow{"", 0, LAST, ""}));
 
-TEST(PathTest, JoinAppendsPartsAndKeepsTheFlag) {
+TEST(PathTest, JoinAppendsPartsAndKeepsThePathAbsoluteOrRelative) {
     Path path("a");
     path.join("/b//c");
     path.join(std::string("d/"));
@@ -219,7 +220,7 @@ TEST(PathTest, JoinAppendsPartsAndKeepsTheFlag) {
     EXPECT_EQ(absolute.toString(), "/b");
 }
 
-TEST(PathTest, SumHasTheFlagOfTheFirst) {
+TEST(PathTest, SumIsAbsoluteIfTheFirstPathIs) {
     EXPECT_EQ((Path("a") + Path("/b/c")).toString(), "a/b/c");
     EXPECT_EQ((Path("/a") + Path("b")).toString(), "/a/b");
     EXPECT_EQ((Path("/") + Path("")).toString(), "/");
@@ -235,13 +236,13 @@ struct InsertRow {
     char const* path;
     char const* part;
     unsigned long index;
-    /// Null: it fails.
+    /// Null if the call fails.
     char const* result;
 };
 
 class PathInsert : public testing::TestWithParam<InsertRow> {};
 
-TEST_P(PathInsert, PutsOnePartInFrontOfAnother) {
+TEST_P(PathInsert, AddsOnePartBeforeTheIndex) {
     const InsertRow& row = GetParam();
     SCOPED_TRACE(testing::Message() << row.path << " + " << row.part << " at " << row.index);
     const bool fails = row.result == nullptr;
@@ -268,7 +269,7 @@ INSTANTIATE_TEST_SUITE_P(
                     InsertRow{"a", "", LAST, "a/"}, InsertRow{"a/b", "x", 3, nullptr},
                     InsertRow{"", "x", 1, nullptr}, InsertRow{"a", "x", LAST - 1, nullptr}));
 
-TEST(PathTest, PartAppendedByInsertIsNeitherSplitNorStripped) {
+TEST(PathTest, PartAppendedByInsertIsStoredVerbatim) {
     Path path;
     ASSERT_FALSE(path.insert("/x/y", 0));
     EXPECT_THAT(partsOf(path), ElementsAre("/x/y"));
@@ -280,7 +281,7 @@ TEST(PathTest, PartAppendedByInsertIsNeitherSplitNorStripped) {
 struct CutRow {
     char const* path;
     unsigned long index;
-    /// Null: it fails.
+    /// Null if the call fails.
     char const* result;
 };
 
@@ -316,7 +317,7 @@ struct RelativizeRow {
 
 class PathRelativize : public testing::TestWithParam<RelativizeRow> {};
 
-TEST_P(PathRelativize, LeadsFromOneToTheOther) {
+TEST_P(PathRelativize, LeadsFromTheFirstPathToTheSecond) {
     const RelativizeRow& row = GetParam();
     SCOPED_TRACE(testing::Message() << row.from << " to " << row.target);
     Path path(row.from);
@@ -337,7 +338,7 @@ INSTANTIATE_TEST_SUITE_P(
                     RelativizeRow{"", "", ""}, RelativizeRow{"/a", "", ".."},
                     RelativizeRow{"/a/b", "/ab", "../../ab"}, RelativizeRow{"/", "/", ""}));
 
-TEST(PathTest, PathWithSeparatorsInsideItsPartsIsRelativizedByItsText) {
+TEST(PathTest, PathWhosePartsContainSeparatorsIsRelativizedByItsText) {
     Path path("a");
     ASSERT_FALSE(path.insert("/x", LAST));
     Path same(path);
@@ -359,7 +360,7 @@ std::ostream& operator<<(std::ostream& out, const MatchRow& row) {
 
 class PathMatches : public testing::TestWithParam<MatchRow> {};
 
-TEST_P(PathMatches, IsEqualityOrTheGlob) {
+TEST_P(PathMatches, IsTrueForEqualTextsAndMatchingGlobs) {
     const MatchRow& row = GetParam();
     kova::test::Reports reports;
     EXPECT_EQ(Path::matches(row.path, row.pattern), row.matches) << row.path << ' ' << row.pattern;
@@ -375,7 +376,7 @@ INSTANTIATE_TEST_SUITE_P(
                     MatchRow{"/a/b", "/a", false}, MatchRow{"[a]", "[a]", true},
                     MatchRow{"", "", true}, MatchRow{"", "*", true}, MatchRow{"a", "", false}));
 
-TEST(PathTest, MalformedPatternIsReportedAndFitsNothingButItself) {
+TEST(PathTest, MalformedPatternIsReportedAndMatchesOnlyItself) {
     kova::test::Reports reports;
     EXPECT_FALSE(Path::matches("/a", "["));
     const auto taken = reports.take();
@@ -386,7 +387,181 @@ TEST(PathTest, MalformedPatternIsReportedAndFitsNothingButItself) {
     EXPECT_TRUE(reports.take().empty());
 }
 
-// Laws over random texts: a function on a text does what the member does on the path of the text.
+TEST(PathTest, NumbersArePrintedInDecimal) {
+    EXPECT_EQ(Path::toString(0UL), "0");
+    EXPECT_EQ(Path::toString(18446744073709551615UL), "18446744073709551615");
+    EXPECT_EQ(Path::toString(-9223372036854775807L - 1), "-9223372036854775808");
+    EXPECT_EQ(Path::toString(42L), "42");
+}
+
+TEST(PathTest, AbsoluteTextBeginsWithTheSeparator) {
+    EXPECT_TRUE(Path::isAbsolute("/"));
+    EXPECT_TRUE(Path::isAbsolute("//a"));
+    EXPECT_FALSE(Path::isAbsolute(""));
+    EXPECT_FALSE(Path::isAbsolute("a/"));
+    EXPECT_EQ(Path::absolute(""), "/");
+    EXPECT_EQ(Path::absolute("a/b"), "/a/b");
+    EXPECT_EQ(Path::absolute("/a"), "/a");
+    EXPECT_EQ(Path::absolute("//a/"), "//a/");
+}
+
+TEST(PathTest, PartOutputMayBeTheInputPath) {
+    std::string path = "/first part/second part of some length/third";
+    ASSERT_FALSE(Path::part(path, 1, path));
+    EXPECT_EQ(path, "second part of some length");
+}
+
+struct SubpathOfTextRow {
+    char const* path;
+    unsigned long from;
+    unsigned long to;
+    /// Null if the call fails.
+    char const* result;
+};
+
+class PathSubpathOfText : public testing::TestWithParam<SubpathOfTextRow> {};
+
+TEST_P(PathSubpathOfText, IsAppendedUnlessItFails) {
+    const SubpathOfTextRow& row = GetParam();
+    std::string out = "former:";
+    EXPECT_EQ(Path::subpath(row.path, row.from, row.to, out), row.result == nullptr);
+    EXPECT_EQ(out, std::string("former:") + (row.result != nullptr ? row.result : ""));
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Rows, PathSubpathOfText,
+    testing::Values(
+        SubpathOfTextRow{"/a/b/c", 0, LAST, "a/b/c"}, SubpathOfTextRow{"//a//b/c/", 1, 2, "b/c"},
+        SubpathOfTextRow{"/a/b/c", LAST, LAST, "c"}, SubpathOfTextRow{"/a/b/c", 2, 2, "c"},
+        SubpathOfTextRow{"/a/b/c", LAST, 0, nullptr}, SubpathOfTextRow{"/a/b/c", LAST, 2, nullptr},
+        SubpathOfTextRow{"a", LAST, 0, nullptr}, SubpathOfTextRow{"/a/b/c", 1, 0, nullptr},
+        SubpathOfTextRow{"/a/b/c", 0, 3, nullptr}, SubpathOfTextRow{"/a/b/c", 3, LAST, nullptr},
+        SubpathOfTextRow{"/a/b/c", 3, 3, nullptr}, SubpathOfTextRow{"", 0, 0, nullptr},
+        SubpathOfTextRow{"", 0, LAST, nullptr}, SubpathOfTextRow{"/", LAST, LAST, nullptr}));
+
+TEST(PathTest, SplitReplacesTheOutput) {
+    std::vector<std::string> out = {"former"};
+    Path::split("/a//b/", out);
+    EXPECT_THAT(out, ElementsAre("a", "b"));
+    Path::split(out[1], out);
+    EXPECT_THAT(out, ElementsAre("b"));
+    Path::split("/", out);
+    EXPECT_THAT(out, IsEmpty());
+}
+
+struct WildcardRow {
+    char const* pattern;
+    unsigned long n;
+    int index;
+};
+
+std::ostream& operator<<(std::ostream& out, const WildcardRow& row) {
+    return out << row.pattern << ' ' << row.n;
+}
+
+class PathWildcard : public testing::TestWithParam<WildcardRow> {};
+
+TEST_P(PathWildcard, IsReturnedAsTheIndexOfItsPart) {
+    const WildcardRow& row = GetParam();
+    EXPECT_EQ(Path::indexIntoPathFromPattern(row.pattern, row.n), row.index) << row.pattern;
+    EXPECT_EQ(Path::indexIntoPathFromPattern(std::string(row.pattern), row.n), row.index)
+        << row.pattern;
+}
+
+INSTANTIATE_TEST_SUITE_P(Rows, PathWildcard,
+                         testing::Values(WildcardRow{"/a/*/b/**", 0, 1},
+                                         WildcardRow{"/a/*/b/**", 1, 3},
+                                         WildcardRow{"/a/*/b/**", 2, -1},
+                                         WildcardRow{"/a/*/b/**", LAST, -1}, WildcardRow{"*", 0, 0},
+                                         WildcardRow{"", 0, -1}, WildcardRow{"/a*/***/?", 0, -1},
+                                         WildcardRow{"//a//*", 0, 1}));
+
+TEST(PathTest, NullPatternHasNoWildcard) {
+    char const* const null = nullptr;
+    EXPECT_EQ(Path::indexIntoPathFromPattern(null, 0), -1);
+}
+
+struct JoinRow {
+    char const* a;
+    char const* b;
+    char const* joined;
+};
+
+class PathJoin : public testing::TestWithParam<JoinRow> {};
+
+TEST_P(PathJoin, HasOneSeparatorBetweenTheTexts) {
+    const JoinRow& row = GetParam();
+    EXPECT_EQ(Path::join(row.a, row.b), row.joined);
+    EXPECT_EQ(Path::join(std::string(row.a), std::string(row.b)), row.joined);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Rows, PathJoin,
+    testing::Values(JoinRow{"a", "b", "a/b"}, JoinRow{"a/", "b", "a/b"}, JoinRow{"a", "/b", "a/b"},
+                    JoinRow{"a/", "/b", "a/b"}, JoinRow{"", "/b", "/b"}, JoinRow{"", "b", "b"},
+                    JoinRow{"a", "", "a"}, JoinRow{"a/", "", "a/"}, JoinRow{"", "", ""},
+                    JoinRow{"/", "/", "/"}, JoinRow{"/", "b", "/b"}, JoinRow{"a", "/", "a/"},
+                    JoinRow{"a//", "//b", "a///b"}, JoinRow{"/a/b/", "c//d/", "/a/b/c//d/"}));
+
+TEST(PathTest, UuidIsJoinedAsItsText) {
+    EXPECT_EQ(Path::join("/items/", someUuid()), std::string("/items/") + UUID_TEXT);
+    EXPECT_EQ(Path::join(std::string("/items"), someUuid()), std::string("/items/") + UUID_TEXT);
+    EXPECT_EQ(Path::join("", someUuid()), UUID_TEXT);
+}
+
+TEST(PathTest, NullPointersJoinAsEmptyTexts) {
+    char const* const null = nullptr;
+    EXPECT_EQ(Path::join(null, "/b"), "/b");
+    EXPECT_EQ(Path::join("a", null), "a");
+    EXPECT_EQ(Path::join(null, someUuid()), UUID_TEXT);
+}
+
+struct ParentRow {
+    char const* path;
+    char const* parent;
+};
+
+class PathParent : public testing::TestWithParam<ParentRow> {};
+
+TEST_P(PathParent, IsThePathWithoutItsLastPart) {
+    EXPECT_EQ(Path::parent(GetParam().path), GetParam().parent) << GetParam().path;
+}
+
+INSTANTIATE_TEST_SUITE_P(Rows, PathParent,
+                         testing::Values(ParentRow{"/a/b", "/a"}, ParentRow{"/a", "/"},
+                                         ParentRow{"a", ""}, ParentRow{"/", ""}, ParentRow{"", ""},
+                                         ParentRow{"///", ""}, ParentRow{"/a//b", "/a"},
+                                         ParentRow{"/a/b//", "/a"}, ParentRow{"//a", "/"},
+                                         ParentRow{"//a//b//c//", "/a/b"}, ParentRow{"a/b", "a"},
+                                         ParentRow{"a/", ""}, ParentRow{"/a/..", "/a"}));
+
+struct ReplaceRow {
+    char const* pattern;
+    char const* replacement;
+    char const* result;
+};
+
+class PathReplacePattern : public testing::TestWithParam<ReplaceRow> {};
+
+TEST_P(PathReplacePattern, ReplacesTheFirstWildcard) {
+    const ReplaceRow& row = GetParam();
+    EXPECT_EQ(Path::replacePattern(row.pattern, row.replacement), row.result);
+}
+
+INSTANTIATE_TEST_SUITE_P(Rows, PathReplacePattern,
+                         testing::Values(ReplaceRow{"/x/**/y/*", "v", "/x/v/y/*"},
+                                         ReplaceRow{"/x/v/y/*", "w", "/x/v/y/w"},
+                                         ReplaceRow{"/x/y", "v", "/x/y"},
+                                         ReplaceRow{"***", "v", "v*"}, ReplaceRow{"a*", "", "a"},
+                                         ReplaceRow{"*", "**", "**"}, ReplaceRow{"", "v", ""},
+                                         ReplaceRow{"/a*b/*", "-", "/a-b/*"}));
+
+TEST(PathTest, WildcardIsReplacedByTheTextOfAPathOrUuid) {
+    EXPECT_EQ(Path::replacePattern("/x/*", Path("a//b")), "/x/a/b");
+    EXPECT_EQ(Path::replacePattern("/x/*", someUuid()), std::string("/x/") + UUID_TEXT);
+}
+
+// Laws over random texts: a function on a text agrees with the member on the path of the text.
 class PathLaws : public testing::Test {
 protected:
     std::string randomText(std::string_view alphabet = "//ab.*") {
@@ -401,7 +576,7 @@ protected:
     std::mt19937 random_{20240229};
 };
 
-TEST_F(PathLaws, PrintedPathIsReadBackAsTheSame) {
+TEST_F(PathLaws, PrintedPathReadsBackUnchanged) {
     for (int i = 0; i < 20000; ++i) {
         const std::string text = randomText();
         const std::string printed = Path(text).toString();
@@ -412,7 +587,7 @@ TEST_F(PathLaws, PrintedPathIsReadBackAsTheSame) {
     }
 }
 
-TEST_F(PathLaws, TextFunctionsDoWhatTheMembersDo) {
+TEST_F(PathLaws, TextFunctionsAgreeWithMembers) {
     for (int i = 0; i < 20000; ++i) {
         const std::string text = randomText();
         const std::string other = randomText();
@@ -446,7 +621,7 @@ TEST_F(PathLaws, TextFunctionsDoWhatTheMembersDo) {
     }
 }
 
-TEST_F(PathLaws, SubpathOfATextIsThatOfThePath) {
+TEST_F(PathLaws, SubpathOfATextAgreesWithMember) {
     for (int i = 0; i < 20000; ++i) {
         const std::string text = randomText();
         const unsigned long from = randomIndex();

@@ -9,8 +9,9 @@
 
 namespace kova::test {
 
-/// Globs by the book: translated with a stack of states, compiled and matched by the standard
-/// library's engine for texts of `Character`. Slow, hungry for stack, and the definition.
+/// A simple implementation of globs, which defines their meaning: translated with a stack of
+/// states, compiled and matched by the standard library's engine for texts of `Character`. It is
+/// slow and needs much stack.
 template <typename Character>
 class BasicReferenceGlob {
 public:
@@ -24,7 +25,7 @@ public:
         }
     }
 
-    /// Why the glob is rejected, or empty.
+    /// Returns why the glob is rejected, or an empty text.
     const std::string& error() const { return error_; }
     bool match(const std::string& path) const { return std::regex_match(widened(path), engine_); }
 
@@ -110,9 +111,9 @@ private:
     std::string error_;
 };
 
-/// For globs of ASCII characters.
+/// The reference for globs of ASCII characters.
 using ReferenceGlob = BasicReferenceGlob<char>;
-/// For globs of any bytes: wide characters have the bytes' order where `char` has not. Slower.
+/// The reference for globs of any bytes, slower: wide characters are ordered like unsigned bytes.
 using ReferenceByteGlob = BasicReferenceGlob<wchar_t>;
 
 }  // namespace kova::test

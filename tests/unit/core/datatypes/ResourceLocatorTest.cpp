@@ -20,7 +20,7 @@ ResourceLocator ofResource(const std::string& resourcePath) {
     return ResourceLocator(std::nullopt, std::string(resourcePath));
 }
 
-TEST(ResourceLocatorTest, KeepsWhatItIsGiven) {
+TEST(ResourceLocatorTest, ConstructorStoresPathsVerbatim) {
     const ResourceLocator locator(Text("svc/inst"), "tracks//17");
     EXPECT_EQ(locator.getServicePath(), "svc/inst");
     EXPECT_EQ(locator.getResourcePath(), "tracks//17");
@@ -73,7 +73,7 @@ TEST(ResourceLocatorTest, ShortcutsBuildTheSameUris) {
               "kova:/media/player2$/tracks/17");
 }
 
-TEST(ResourceLocatorTest, IsReadFromUris) {
+TEST(ResourceLocatorTest, FromUriReadsTheUriForm) {
     const struct {
         std::string uri;
         Text servicePath;
@@ -89,7 +89,7 @@ TEST(ResourceLocatorTest, IsReadFromUris) {
         {"kova:$", "/", "/"},
         {"kova:$/r", "/", "/r"},
         {"kova:/s$", "/s", "/"},
-        // Authority, query and fragment do not matter.
+        // Authority, query and fragment are ignored.
         {"kova://host/a$b?x$y#f", "/a", "/b"},
         {"kova:/a?b$c", std::nullopt, "/a"},
     };
@@ -101,7 +101,7 @@ TEST(ResourceLocatorTest, IsReadFromUris) {
     }
 }
 
-TEST(ResourceLocatorTest, ForeignSchemesGiveNoLocator) {
+TEST(ResourceLocatorTest, FromUriReturnsNothingForOtherSchemes) {
     for (char const* text : {"", "/a$b", "http:/a$b", "KOVA:/a$b", "kov:/a$b", "kovaa:/a$b"}) {
         EXPECT_FALSE(ResourceLocator::fromUri(url(text))) << text;
         EXPECT_EQ(ResourceLocator::extractServiceInstance(url(text)), std::nullopt) << text;
@@ -109,7 +109,7 @@ TEST(ResourceLocatorTest, ForeignSchemesGiveNoLocator) {
     }
 }
 
-TEST(ResourceLocatorTest, OnlyAPathOfTheSchemeIsALocator) {
+TEST(ResourceLocatorTest, IsResourceLocatorRequiresTheSchemeAndOnlyAPath) {
     for (char const* text : {"kova:/a$/b", "kova:/b", "kova:b", "kova:$", "kova:/a?", "kova:/a#"}) {
         EXPECT_TRUE(ResourceLocator::isResourceLocator(url(text))) << text;
     }
@@ -119,7 +119,7 @@ TEST(ResourceLocatorTest, OnlyAPathOfTheSchemeIsALocator) {
     }
 }
 
-TEST(ResourceLocatorTest, ServicePathIsBasePathAndInstance) {
+TEST(ResourceLocatorTest, ServicePathIsSplitIntoBasePathAndInstance) {
     const struct {
         std::string servicePath;
         std::string basePath;
@@ -147,13 +147,13 @@ TEST(ResourceLocatorTest, ServicePathIsBasePathAndInstance) {
     EXPECT_EQ(ofResource("/r").getServiceInstance(), std::nullopt);
 }
 
-TEST(ResourceLocatorTest, InstanceIsReadFromTheUri) {
+TEST(ResourceLocatorTest, ServiceInstanceIsExtractedFromTheUri) {
     EXPECT_EQ(ResourceLocator::extractServiceInstance(url("kova:/media/player2$/r")), "/player2");
     EXPECT_EQ(ResourceLocator::extractServiceInstance(url("kova:/media$/r")), std::nullopt);
     EXPECT_EQ(ResourceLocator::extractServiceInstance(url("kova:/media/r")), std::nullopt);
 }
 
-TEST(ResourceLocatorTest, ResourcePathHasPrefixesAndElementIds) {
+TEST(ResourceLocatorTest, ResourcePathIsSplitIntoPrefixAndElementId) {
     const struct {
         std::string resourcePath;
         unsigned long n;

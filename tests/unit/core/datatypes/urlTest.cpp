@@ -27,7 +27,7 @@ struct Row {
 
 class UrlPieces : public testing::TestWithParam<Row> {};
 
-TEST_P(UrlPieces, AreCutAtTheDelimiters) {
+TEST_P(UrlPieces, AreSplitAtTheDelimiters) {
     const Row& row = GetParam();
     const url parsed(row.text);
     EXPECT_EQ(parsed.toString(), row.text);
@@ -58,16 +58,16 @@ const Row PIECES[] = {
     {"http://host?q#f", "http", "", "host", "?q#f", true, false},
     {"http://host#f", "http", "", "host", "#f", true, false},
     {"file:///etc/fstab", "file", "", "", "/etc/fstab", true, false},
-    // The colon counts wherever it stands before "?" and "#".
+    // Any ":" before "?" and "#" ends the scheme.
     {"/a/b:c", "/a/b", "", "", "c", false, false},
     {"host:80/x", "host", "", "", "80/x", false, false},
     {"/a?b:c", "", "", "", "/a?b:c", true, false},
     {"/a#b:c", "", "", "", "/a#b:c", true, false},
     {":x", "", "", "", "x", false, false},
-    // A "/" ends the authority even behind "?" and "#".
+    // A "/" ends the authority even after "?" and "#".
     {"x://h?q=/y", "x", "", "h?q=", "/y", true, false},
     {"x://h#f?q", "x", "", "h#f", "?q", true, false},
-    // An "@" counts wherever it stands.
+    // Any "@" ends the user info.
     {"x://h/p@q/r", "x", "h/p", "q", "/r", true, false},
     {"mailto:a@b//c", "mailto", "c", "", "a@b//c", false, false},
     {"mailto:a@b", "mailto", "", "", "a@b", false, false},
@@ -75,10 +75,10 @@ const Row PIECES[] = {
     {"http://[::1]/p@x", "http", "[::1]/p", "[::1]", "/p@x", true, true},
     {"a@[::1]://x", "a@[::1]", "x", "[::1]:", "//x", true, true},
     {"://u@[::1]", "", "u", "[::1]", "", true, true},
-    // A bracket in the query or the fragment is no host.
+    // A bracket in the query or the fragment is not a host.
     {"http://host/p?[x]", "http", "", "host", "/p?[x]", true, false},
     {"http://host#[x]", "http", "", "host", "#[x]", true, false},
-    // A bracket that is never closed.
+    // A bracket that is not closed.
     {"x://[", "x", "", "[", "", true, true},
 };
 
@@ -86,7 +86,7 @@ INSTANTIATE_TEST_SUITE_P(Url, UrlPieces, testing::ValuesIn(PIECES));
 
 class UrlWithoutDelimiter : public testing::TestWithParam<char const*> {};
 
-TEST_P(UrlWithoutDelimiter, FillsNothingInForAHostInBrackets) {
+TEST_P(UrlWithoutDelimiter, LeavesThePiecesOfAHostInBracketsEmpty) {
     const url parsed(GetParam());
     EXPECT_EQ(parsed.toString(), "");
     EXPECT_EQ(parsed.scheme(), "");
@@ -117,7 +117,7 @@ struct ViewRow {
 
 class UrlRest : public testing::TestWithParam<ViewRow> {};
 
-TEST_P(UrlRest, GivesPathQueryAndFragment) {
+TEST_P(UrlRest, ContainsPathQueryAndFragment) {
     const url parsed(GetParam().text);
     EXPECT_EQ(parsed.path(), GetParam().path);
     EXPECT_EQ(parsed.query(), GetParam().query);
@@ -154,7 +154,7 @@ struct HostRow {
 
 class UrlHost : public testing::TestWithParam<HostRow> {};
 
-TEST_P(UrlHost, GivesNameAndPort) {
+TEST_P(UrlHost, ContainsNameAndPort) {
     const url parsed(GetParam().text);
     EXPECT_EQ(parsed.hostname(), GetParam().hostname);
     EXPECT_EQ(parsed.hostname(false), GetParam().hostname);
@@ -174,7 +174,7 @@ const HostRow HOSTS[] = {
     {"x://[]", "[]", "", url::NO_PORT},
     {"x://[]:5", "[]", "", 5},
     {"x:/p", "", "", url::NO_PORT},
-    // The text of the port.
+    // Different texts of the port.
     {"x://h:", "h", "h", url::NO_PORT},
     {"x://h:abc", "h", "h", url::NO_PORT},
     {"x://h:80x", "h", "h", 80},
@@ -195,7 +195,7 @@ const HostRow HOSTS[] = {
 
 INSTANTIATE_TEST_SUITE_P(Url, UrlHost, testing::ValuesIn(HOSTS));
 
-TEST(Url, IsEmptyWithoutAText) {
+TEST(Url, DefaultIsEmpty) {
     const url nothing;
     EXPECT_EQ(nothing.toString(), "");
     EXPECT_FALSE(nothing.isAbsolute());
@@ -204,7 +204,7 @@ TEST(Url, IsEmptyWithoutAText) {
     EXPECT_FALSE(nothing.isIpv6());
 }
 
-TEST(Url, KeepsBytesOfEveryKind) {
+TEST(Url, BytesOfAllValuesAreKept) {
     const std::string text("x://h\0\xff:80/\0p", 13);
     const url parsed(text);
     EXPECT_EQ(parsed.toString(), text);
@@ -213,7 +213,7 @@ TEST(Url, KeepsBytesOfEveryKind) {
     EXPECT_EQ(parsed.path(), std::string("/\0p", 3));
 }
 
-TEST(Url, BuildersPutThePiecesTogether) {
+TEST(Url, BuildersJoinThePieces) {
     EXPECT_EQ(url::from("x", "h", "a/b", 80).toString(), "x://h:80/a/b");
     EXPECT_EQ(url::from("x", "h", "/a", url::NO_PORT).toString(), "x://h/a");
     EXPECT_EQ(url::from("x", "h", "", url::NO_PORT).toString(), "x://h/");
@@ -230,7 +230,7 @@ TEST(Url, BuildersPutThePiecesTogether) {
     EXPECT_EQ(url::fromUserinfo("x", "u", "h", url::NO_PORT).toString(), "x://u@h");
 }
 
-TEST(Url, BuiltOnesAreParsed) {
+TEST(Url, BuildersParseTheTextThatTheyBuild) {
     const url built = url::fromUserinfo("x", "u", "[::1]", "p?q#f", 80);
     EXPECT_EQ(built.scheme(), "x");
     EXPECT_EQ(built.userinfo(), "u");
@@ -241,7 +241,7 @@ TEST(Url, BuiltOnesAreParsed) {
     EXPECT_EQ(built.fragment(), "f");
 }
 
-TEST(Url, PiecesThatALaterTextLacksStay) {
+TEST(Url, InitKeepsPiecesThatTheNewTextLacks) {
     url parsed("http://user@host/path");
     parsed.init("relative");
     EXPECT_EQ(parsed.toString(), "relative");
@@ -271,7 +271,7 @@ TEST(Url, MisplacedHostInBracketsChangesOnlyTheFlags) {
     EXPECT_TRUE(parsed.isWellFormed());
 }
 
-TEST(Url, TakesItsOwnPiecesAsText) {
+TEST(Url, InitAcceptsItsOwnPiecesAsText) {
     url parsed("a:b://host-name-that-is-not-short/path-that-is-not-short");
     parsed.init(parsed.rest());
     EXPECT_EQ(parsed.toString(), "b://host-name-that-is-not-short/path-that-is-not-short");
@@ -339,7 +339,7 @@ TEST(Url, InitAcceptsItsOwnIpv6PiecesAsText) {
     EXPECT_EQ(parsed.authority(), "[fe80::1]");
 }
 
-/// The rules for cutting a text, step by step, with nothing but searches and sub-strings.
+/// A reference parser that uses only searches and substrings.
 class Reference {
 public:
     explicit Reference(const std::string& whole) {
@@ -446,8 +446,8 @@ bool agreesWithReference(const std::string& text) {
 
 const std::string ALPHABET = ":/?#[]@a1";
 
-TEST(Url, CutsEveryShortTextAsTheReferenceDoes) {
-    // 9^0 + … + 9^6 texts, counted up like numbers.
+TEST(Url, AgreesWithReferenceOnAllShortTexts) {
+    // Enumerates the 9^0 + … + 9^6 texts like numbers.
     constexpr std::size_t LONGEST = 6;
     std::vector<std::size_t> digits;
     while (digits.size() <= LONGEST) {
@@ -466,7 +466,7 @@ TEST(Url, CutsEveryShortTextAsTheReferenceDoes) {
     }
 }
 
-TEST(Url, CutsLongerTextsAsTheReferenceDoes) {
+TEST(Url, AgreesWithReferenceOnRandomTexts) {
     std::mt19937 random(20240607);
     static const std::string PIECES_OF_TEXT[] = {":", "/",  "?",   "#",  "[", "]",
                                                  "@", "//", "://", "]:", "a", "1"};

@@ -1,4 +1,4 @@
-#include "datatypes/GlobSweep.h"
+#include "datatypes/NfaSimulation.h"
 
 #include <gtest/gtest.h>
 
@@ -8,21 +8,21 @@
 
 namespace {
 
-using kova::CharacterSet;
-using kova::GlobStep;
-using kova::GlobSweep;
+using kova::detail::CharacterSet;
+using kova::detail::GlobStep;
+using kova::detail::NfaSimulation;
 using kova::test::runOnSmallStack;
 using Kind = GlobStep::Kind;
 using Steps = std::vector<GlobStep>;
 
 const GlobStep ACCEPT{Kind::Accept, 0, 0};
 
-TEST(GlobSweepTest, ProgramWithoutStepsTakesTheEmptyText) {
-    EXPECT_TRUE(GlobSweep::takes({ACCEPT}, {}, ""));
-    EXPECT_FALSE(GlobSweep::takes({ACCEPT}, {}, "a"));
+TEST(NfaSimulationTest, ProgramWithoutStepsMatchesOnlyTheEmptyText) {
+    EXPECT_TRUE(NfaSimulation::matches({ACCEPT}, {}, ""));
+    EXPECT_FALSE(NfaSimulation::matches({ACCEPT}, {}, "a"));
 }
 
-TEST(GlobSweepTest, StepsTakeTheirCharacters) {
+TEST(NfaSimulationTest, StepsMatchTheirCharacters) {
     const Steps steps = {{Kind::Literal, 0xFF, 0}, {Kind::Set, 0, 1}, {Kind::Repeat, 0, 0}, ACCEPT};
     const std::vector<CharacterSet> sets = {CharacterSet().set('a').set('b'),
                                             CharacterSet().set(0x80)};
@@ -31,54 +31,55 @@ TEST(GlobSweepTest, StepsTakeTheirCharacters) {
                                    "a",
                                    "\xFF\x80"
                                    "bab"}) {
-        EXPECT_TRUE(GlobSweep::takes(steps, sets, text)) << text;
+        EXPECT_TRUE(NfaSimulation::matches(steps, sets, text)) << text;
     }
     for (char const* const text : {"", "\xFF", "\xFE\x80",
                                    "\xFF"
                                    "a",
                                    "\xFF\x80"
                                    "abc"}) {
-        EXPECT_FALSE(GlobSweep::takes(steps, sets, text)) << text;
+        EXPECT_FALSE(NfaSimulation::matches(steps, sets, text)) << text;
     }
 }
 
-TEST(GlobSweepTest, ForkTakesBothWays) {
+TEST(NfaSimulationTest, ForkMatchesEitherBranch) {
     const Steps steps = {{Kind::Fork, 0, 3},
                          {Kind::Literal, 'a', 0},
                          {Kind::Jump, 0, 4},
                          {Kind::Literal, 'b', 0},
                          ACCEPT};
-    EXPECT_TRUE(GlobSweep::takes(steps, {}, "a"));
-    EXPECT_TRUE(GlobSweep::takes(steps, {}, "b"));
-    EXPECT_FALSE(GlobSweep::takes(steps, {}, "ab"));
-    EXPECT_FALSE(GlobSweep::takes(steps, {}, ""));
+    EXPECT_TRUE(NfaSimulation::matches(steps, {}, "a"));
+    EXPECT_TRUE(NfaSimulation::matches(steps, {}, "b"));
+    EXPECT_FALSE(NfaSimulation::matches(steps, {}, "ab"));
+    EXPECT_FALSE(NfaSimulation::matches(steps, {}, ""));
 }
 
-// The sets of active steps are words of 64 bits, and larger from 257 steps on.
-TEST(GlobSweepTest, ProgramsOfEveryLengthAreFollowedToTheirEnd) {
+// The sets of active steps have words of 64 bits, and a larger capacity above 256 steps.
+TEST(NfaSimulationTest, ProgramsOfAllLengthsMatchToTheirEnd) {
     const std::vector<CharacterSet> sets = {CharacterSet().set('x')};
     for (std::size_t length = 0; length < 600; ++length) {
         Steps steps(length, GlobStep{Kind::Literal, 'x', 0});
         steps.push_back({Kind::Repeat, 0, 0});
         steps.push_back(ACCEPT);
         const std::string text(length, 'x');
-        ASSERT_TRUE(GlobSweep::takes(steps, sets, text)) << length;
-        ASSERT_TRUE(GlobSweep::takes(steps, sets, text + std::string(70, 'x'))) << length;
-        ASSERT_FALSE(GlobSweep::takes(steps, sets, text + 'y')) << length;
-        ASSERT_EQ(GlobSweep::takes(steps, sets, text.substr(length - length / 2)), length == 0)
+        ASSERT_TRUE(NfaSimulation::matches(steps, sets, text)) << length;
+        ASSERT_TRUE(NfaSimulation::matches(steps, sets, text + std::string(70, 'x'))) << length;
+        ASSERT_FALSE(NfaSimulation::matches(steps, sets, text + 'y')) << length;
+        ASSERT_EQ(NfaSimulation::matches(steps, sets, text.substr(length - length / 2)),
+                  length == 0)
             << length;
     }
 }
 
-TEST(GlobSweepTest, LongestProgramFitsASmallStack) {
-    Steps steps(GlobSweep::MAX_STEPS - 1, GlobStep{Kind::Literal, 'x', 0});
+TEST(NfaSimulationTest, LongestProgramNeedsLittleStack) {
+    Steps steps(NfaSimulation::MAX_STEPS - 1, GlobStep{Kind::Literal, 'x', 0});
     steps.push_back(ACCEPT);
     const std::string text(steps.size() - 1, 'x');
     bool whole = false;
     bool part = true;
     runOnSmallStack([&] {
-        whole = GlobSweep::takes(steps, {}, text);
-        part = GlobSweep::takes(steps, {}, std::string_view(text).substr(1));
+        whole = NfaSimulation::matches(steps, {}, text);
+        part = NfaSimulation::matches(steps, {}, std::string_view(text).substr(1));
     });
     EXPECT_TRUE(whole);
     EXPECT_FALSE(part);

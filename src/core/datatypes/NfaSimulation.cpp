@@ -1,4 +1,4 @@
-#include "datatypes/GlobSweep.h"
+#include "datatypes/NfaSimulation.h"
 
 #include <algorithm>
 #include <array>
@@ -6,11 +6,12 @@
 #include <cstdint>
 #include <utility>
 
-// All steps that some way of reading the text so far leads to are followed at once, as bits of a
-// set: one sweep over the set for each character. As steps lead forward, a step that is reached
-// without taking a character lies further on in the same sweep, and no step is visited twice.
+// The active steps are those that the program may be at after the characters so far. They are bits
+// of a set, which is traversed once for each character. Because transitions lead to later steps, a
+// step that is reached without consuming a character comes later in the same traversal, and no step
+// is visited twice.
 
-namespace kova {
+namespace kova::detail {
 
 namespace {
 
@@ -18,8 +19,9 @@ using Word = std::uint64_t;
 
 constexpr std::size_t BITS = 64;
 
-/// The sets of active steps while one text is read: `now_` is swept and left empty, `next_` filled.
-/// Each has room for so many words, of which it uses those that the program needs.
+/// The state of one match: the set of active steps `now_` and the set of the steps that are active
+/// after the current character, `next_`. Each has a capacity of WORDS words and uses as many as the
+/// program needs.
 template <std::size_t WORDS>
 class Run {
 public:
@@ -32,9 +34,9 @@ public:
         add(now_, 0);
     }
 
-    bool takes(std::string_view text) {
+    bool matches(std::string_view text) {
         for (const char c : text) {
-            if (!take(static_cast<unsigned char>(c))) {
+            if (!consume(static_cast<unsigned char>(c))) {
                 return false;
             }
         }
@@ -42,9 +44,9 @@ public:
     }
 
 private:
-    /// Takes the character `c`; false when no step is left that could go on.
-    bool take(unsigned char c) {
-        sweep([this, c](std::size_t index, const GlobStep& step) { takeBy(index, step, c); });
+    /// Consumes the character `c`. Returns false when no step is active afterwards.
+    bool consume(unsigned char c) {
+        traverse([this, c](std::size_t index, const GlobStep& step) { advance(index, step, c); });
         std::swap(now_, next_);
         while (first_ < end_ && now_[first_] == 0) {
             ++first_;
@@ -52,24 +54,26 @@ private:
         return first_ < end_;
     }
 
-    /// Whether what was taken fits as it is.
+    /// Returns whether the consumed text matches.
     bool accepts() {
         bool accepted = false;
-        sweep([&accepted](std::size_t, const GlobStep& step) {
+        traverse([&accepted](std::size_t, const GlobStep& step) {
             accepted = accepted || step.kind == GlobStep::Kind::Accept;
         });
         return accepted;
     }
 
+    /// Adds the step `index` to the set.
     void add(Word* set, std::size_t index) {
         const std::size_t word = index / BITS;
         set[word] |= Word{1} << index % BITS;
         end_ = std::max(end_, word + 1);
     }
 
-    /// Visits all active steps in order, with those that they lead to without a character.
+    /// Visits the active steps in order, and those that they reach without consuming a character.
+    /// Leaves `now_` empty.
     template <typename Visit>
-    void sweep(Visit visit) {
+    void traverse(Visit visit) {
         for (std::size_t word = first_; word < end_; ++word) {
             while (now_[word] != 0) {
                 const auto bit = static_cast<std::size_t>(__builtin_ctzll(now_[word]));
@@ -87,7 +91,8 @@ private:
         }
     }
 
-    void takeBy(std::size_t index, const GlobStep& step, unsigned char c) {
+    /// Activates the steps that follow when `step` consumes `c`.
+    void advance(std::size_t index, const GlobStep& step, unsigned char c) {
         switch (step.kind) {
             case GlobStep::Kind::Literal:
                 if (step.literal == c) {
@@ -113,8 +118,8 @@ private:
 
     const std::vector<GlobStep>& steps_;
     const std::vector<CharacterSet>& sets_;
-    /// The words that may hold active steps: steps lead forward, so that none will be active in
-    /// front of `first_`, and none was behind `end_`.
+    /// The words [first_, end_) contain all active steps. Because transitions lead to later steps,
+    /// no step before `first_` becomes active again.
     std::size_t first_ = 0;
     std::size_t end_ = 0;
     std::array<Word, 2 * WORDS> words_;
@@ -122,19 +127,19 @@ private:
     Word* next_;
 };
 
-/// In a function of its own, so that it takes stack only where the sets are that large.
+/// Not inlined, so that only a program that needs the larger sets uses their stack.
 template <std::size_t STEPS>
 [[gnu::noinline]] bool run(const std::vector<GlobStep>& steps,
                            const std::vector<CharacterSet>& sets, std::string_view text) {
-    return Run<STEPS / BITS>(steps, sets).takes(text);
+    return Run<STEPS / BITS>(steps, sets).matches(text);
 }
 
 }  // namespace
 
-bool GlobSweep::takes(const std::vector<GlobStep>& steps, const std::vector<CharacterSet>& sets,
-                      std::string_view text) noexcept {
+bool NfaSimulation::matches(const std::vector<GlobStep>& steps,
+                            const std::vector<CharacterSet>& sets, std::string_view text) noexcept {
     constexpr std::size_t FEW = 256;
     return steps.size() <= FEW ? run<FEW>(steps, sets, text) : run<MAX_STEPS>(steps, sets, text);
 }
 
-}  // namespace kova
+}  // namespace kova::detail
