@@ -3,11 +3,13 @@
 #include <algorithm>
 #include <tuple>
 
-#include "CalendarForms.h"
+#include "DateForm.h"
 
-namespace kova::dovglobals {
+namespace kova::detail {
 
 namespace {
+
+using dovglobals::Date;
 
 constexpr Source SOURCE{"src/core/dovglobals/Date", "struct Date"};
 
@@ -16,10 +18,6 @@ constexpr std::tuple CHECKS{
           [](const Date& date) { return date.month >= 1 && date.month <= 12; }},
     Check{__LINE__, "the Day value not being between 1 and 31",
           [](const Date& date) { return date.day >= 1 && date.day <= 31; }}};
-
-auto key(const Date& date) {
-    return std::tie(date.year, date.month, date.day);
-}
 
 }  // namespace
 
@@ -45,13 +43,25 @@ char* DateForm::print(char* out, const Date& date) {
     return write(out, digits<4>(date.year), '-', digits<2>(date.month), '-', digits<2>(date.day));
 }
 
+}  // namespace kova::detail
+
+namespace kova::dovglobals {
+
+namespace {
+
+auto key(const Date& date) {
+    return std::tie(date.year, date.month, date.day);
+}
+
+}  // namespace
+
 Date::Date(unsigned short year, unsigned char month, unsigned char day) noexcept
     : year(year),
       month(std::clamp<unsigned char>(month, 1, 12)),
       day(std::clamp<unsigned char>(day, 1, 31)) {}
 
 std::string Date::toString() const {
-    return Printed<DateForm>(*this).toString();
+    return detail::Printed<detail::DateForm>(*this).toString();
 }
 
 bool Date::operator==(const Date& other) const noexcept {
@@ -63,11 +73,12 @@ bool Date::operator<(const Date& other) const noexcept {
 }
 
 std::optional<Date> createDate(unsigned short year, unsigned char month, unsigned char day) {
-    return create<DateForm>(DateForm::fields(year, month, day), Date(year, month, day));
+    return detail::create<detail::DateForm>(detail::DateForm::fields(year, month, day),
+                                            Date(year, month, day));
 }
 
 std::optional<Date> parseDate(const std::string& text) {
-    return parse<DateForm>(text);
+    return detail::parse<detail::DateForm>(text);
 }
 
 }  // namespace kova::dovglobals
@@ -75,12 +86,12 @@ std::optional<Date> parseDate(const std::string& text) {
 namespace kova::serializer {
 
 bool serialize(util::serializer::IStructuredSerializer& serializer, const dovglobals::Date& value) {
-    return dovglobals::serialize<dovglobals::DateForm>(serializer, value);
+    return detail::serialize<detail::DateForm>(serializer, value);
 }
 
 bool deserialize(util::serializer::IStructuredPullDeserializer& deserializer,
                  dovglobals::Date& value) {
-    return dovglobals::deserialize<dovglobals::DateForm>(deserializer, value);
+    return detail::deserialize<detail::DateForm>(deserializer, value);
 }
 
 }  // namespace kova::serializer

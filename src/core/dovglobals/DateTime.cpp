@@ -2,14 +2,16 @@
 
 #include <tuple>
 
-#include "CalendarForms.h"
+#include "DateForm.h"
+#include "TimeForm.h"
 
-namespace kova::dovglobals {
+namespace kova::detail {
 
 namespace {
 
-/// A date and a time with a 'T' between them. It has no checks of its own: what fails is reported
-/// as the date or the time.
+using dovglobals::DateTime;
+
+/// The text form of `DateTime`. It has no checks of its own: reports name the date or the time.
 struct DateTimeForm {
     using Value = DateTime;
     using Fields = DateTime;
@@ -37,6 +39,14 @@ struct DateTimeForm {
     }
 };
 
+}  // namespace
+
+}  // namespace kova::detail
+
+namespace kova::dovglobals {
+
+namespace {
+
 auto key(const DateTime& dateTime) {
     return std::tie(dateTime.date, dateTime.time);
 }
@@ -44,7 +54,7 @@ auto key(const DateTime& dateTime) {
 }  // namespace
 
 std::string DateTime::toString() const {
-    return Printed<DateTimeForm>(*this).toString();
+    return detail::Printed<detail::DateTimeForm>(*this).toString();
 }
 
 bool DateTime::operator==(const DateTime& other) const noexcept {
@@ -60,14 +70,14 @@ std::optional<DateTime> createDateTime(unsigned short year, unsigned char month,
                                        unsigned char second,
                                        std::optional<unsigned short> millisecond,
                                        std::optional<TimeZone> timeZone) {
-    return create<DateTimeForm>(
-        {DateForm::fields(year, month, day),
-         TimeForm::fields(hour, minute, second, millisecond, timeZone)},
+    return detail::create<detail::DateTimeForm>(
+        {detail::DateForm::fields(year, month, day),
+         detail::TimeForm::fields(hour, minute, second, millisecond, timeZone)},
         {Date(year, month, day), Time(hour, minute, second, millisecond, timeZone)});
 }
 
 std::optional<DateTime> parseDateTime(const std::string& text) {
-    return parse<DateTimeForm>(text);
+    return detail::parse<detail::DateTimeForm>(text);
 }
 
 }  // namespace kova::dovglobals
@@ -76,12 +86,12 @@ namespace kova::serializer {
 
 bool serialize(util::serializer::IStructuredSerializer& serializer,
                const dovglobals::DateTime& value) {
-    return dovglobals::serialize<dovglobals::DateTimeForm>(serializer, value);
+    return detail::serialize<detail::DateTimeForm>(serializer, value);
 }
 
 bool deserialize(util::serializer::IStructuredPullDeserializer& deserializer,
                  dovglobals::DateTime& value) {
-    return dovglobals::deserialize<dovglobals::DateTimeForm>(deserializer, value);
+    return detail::deserialize<detail::DateTimeForm>(deserializer, value);
 }
 
 }  // namespace kova::serializer

@@ -2,10 +2,15 @@
 
 #include <charconv>
 #include <limits>
+#include <type_traits>
 
-namespace kova::dovglobals {
+namespace kova::detail {
 
-/// A number that takes WIDTH digits of a text. A form reads and writes it by the same name:
+/// Whether a field of type `Number` can hold every number of WIDTH digits.
+template <int WIDTH, typename Number>
+constexpr bool HOLDS_DIGITS = std::numeric_limits<Number>::digits10 >= WIDTH;
+
+/// A number that is read and written with exactly WIDTH digits:
 ///
 ///     scanner.read(digits<2>(hour), ':', digits<2>(minute))
 ///     write(out, digits<2>(hour), ':', digits<2>(minute))
@@ -14,21 +19,23 @@ struct Digits {
     Number& number;
 };
 
-template <int WIDTH, typename Number>
+/// Returns the field `number` with its number of digits. Does not compile for a field that cannot
+/// hold WIDTH digits: reading "256" into 8 bits would store 0.
+template <int WIDTH, typename Number, std::enable_if_t<HOLDS_DIGITS<WIDTH, Number>, bool> = true>
 constexpr Digits<WIDTH, Number> digits(Number& number) noexcept {
     return {number};
 }
 
-/// Writes the number, which is not negative, with zeros in front up to its width; one that is wider
-/// is written whole. Gives the end of what was written.
+/// Writes the number, which must not be negative, with leading zeros up to its width. A wider
+/// number is written completely. Returns the end of the written text.
 ///
-/// Not by fmt: this is most of what it takes to print a date, and four times as fast.
+/// Printing a date spends most of its time here; fmt takes four times as long.
 template <int WIDTH, typename Number>
 char* writePart(char* out, Digits<WIDTH, Number> part) noexcept {
     static_assert(WIDTH >= 2 && WIDTH <= 4);
-    constexpr unsigned BEYOND = WIDTH == 2 ? 100 : WIDTH == 3 ? 1000 : 10'000;
+    constexpr unsigned LIMIT = WIDTH == 2 ? 100 : WIDTH == 3 ? 1000 : 10'000;
     auto value = static_cast<unsigned>(part.number);
-    if (value >= BEYOND) {
+    if (value >= LIMIT) {
         return std::to_chars(out, out + std::numeric_limits<unsigned>::digits10 + 1, value).ptr;
     }
     for (int i = WIDTH; i-- > 0; value /= 10) {
@@ -42,11 +49,11 @@ inline char* writePart(char* out, char c) noexcept {
     return out + 1;
 }
 
-/// Writes characters and digits one after the other. Gives the end of what was written.
+/// Writes the parts, characters and digits, in their order. Returns the end of the written text.
 template <typename... Parts>
 char* write(char* out, const Parts&... parts) noexcept {
     ((out = writePart(out, parts)), ...);
     return out;
 }
 
-}  // namespace kova::dovglobals
+}  // namespace kova::detail

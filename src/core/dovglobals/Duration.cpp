@@ -5,9 +5,11 @@
 
 #include "TextForm.h"
 
-namespace kova::dovglobals {
+namespace kova::detail {
 
 namespace {
+
+using dovglobals::Duration;
 
 constexpr Source SOURCE{"src/core/dovglobals/Duration", "struct Duration"};
 
@@ -21,11 +23,6 @@ constexpr std::tuple CHECKS{Check{__LINE__, "the Month value not being between 0
                                   [](const Duration& duration) { return duration.minutes < 60; }},
                             Check{__LINE__, "the Second value not being between 0 and 59",
                                   [](const Duration& duration) { return duration.seconds < 60; }}};
-
-auto key(const Duration& duration) {
-    return std::tie(duration.years, duration.months, duration.days, duration.hours,
-                    duration.minutes, duration.seconds);
-}
 
 struct DurationForm {
     using Value = Duration;
@@ -52,6 +49,19 @@ struct DurationForm {
 
 }  // namespace
 
+}  // namespace kova::detail
+
+namespace kova::dovglobals {
+
+namespace {
+
+auto key(const Duration& duration) {
+    return std::tie(duration.years, duration.months, duration.days, duration.hours,
+                    duration.minutes, duration.seconds);
+}
+
+}  // namespace
+
 Duration::Duration(unsigned short years, unsigned char months, unsigned char days,
                    unsigned char hours, unsigned char minutes, unsigned char seconds) noexcept
     : years(years),
@@ -62,7 +72,7 @@ Duration::Duration(unsigned short years, unsigned char months, unsigned char day
       seconds(std::min<unsigned char>(seconds, 59)) {}
 
 std::string Duration::toString() const {
-    return Printed<DurationForm>(*this).toString();
+    return detail::Printed<detail::DurationForm>(*this).toString();
 }
 
 bool Duration::operator==(const Duration& other) const noexcept {
@@ -83,11 +93,12 @@ std::optional<Duration> createDuration(unsigned short years, unsigned char month
     unclamped.hours = hours;
     unclamped.minutes = minutes;
     unclamped.seconds = seconds;
-    return create<DurationForm>(unclamped, Duration(years, months, days, hours, minutes, seconds));
+    return detail::create<detail::DurationForm>(
+        unclamped, Duration(years, months, days, hours, minutes, seconds));
 }
 
 std::optional<Duration> parseDuration(const std::string& text) {
-    return parse<DurationForm>(text);
+    return detail::parse<detail::DurationForm>(text);
 }
 
 }  // namespace kova::dovglobals
@@ -96,12 +107,12 @@ namespace kova::serializer {
 
 bool serialize(util::serializer::IStructuredSerializer& serializer,
                const dovglobals::Duration& value) {
-    return dovglobals::serialize<dovglobals::DurationForm>(serializer, value);
+    return detail::serialize<detail::DurationForm>(serializer, value);
 }
 
 bool deserialize(util::serializer::IStructuredPullDeserializer& deserializer,
                  dovglobals::Duration& value) {
-    return dovglobals::deserialize<dovglobals::DurationForm>(deserializer, value);
+    return detail::deserialize<detail::DurationForm>(deserializer, value);
 }
 
 }  // namespace kova::serializer

@@ -10,7 +10,7 @@
 #include "util/serializer/IStructuredPullDeserializer.h"
 #include "util/serializer/IStructuredSerializer.h"
 
-namespace kova::dovglobals {
+namespace kova::detail {
 
 /// An enumerator and its text.
 template <typename Enum>
@@ -19,21 +19,21 @@ struct EnumRow {
     std::string_view text;
 };
 
-/// The texts of an enumeration, written once for all of them: a table of `COUNT` rows in which the
-/// number of an enumerator is the index of its row and the texts ascend byte by byte. So a value
-/// finds its text by index, a text its value by binary search. A new text belongs at its sorted
-/// place, and the enumerators behind it are renumbered.
+/// The table of the texts of an enumeration, with `COUNT` rows. The number of an enumerator is the
+/// index of its row, and the texts ascend byte by byte. So the text of a value is found by index,
+/// and the value of a text by binary search. A new enumerator must be inserted at the place of its
+/// text, which renumbers the enumerators after it.
 template <typename Enum, std::size_t COUNT>
 class EnumTable {
 public:
     using Row = EnumRow<Enum>;
 
-    /// Takes the rows, which must outlive the table.
+    /// Refers to the rows, which must outlive the table.
     explicit constexpr EnumTable(const Row (&rows)[COUNT]) : rows_(rows) {}
 
-    /// Whether each row stands at its number and the texts ascend, but for `repeated` of them that
-    /// are the same as the one before.
-    constexpr bool isTrue(std::size_t repeated = 0) const {
+    /// Returns whether each row is at the index of its enumerator and the texts ascend. Exactly
+    /// `repeated` texts must be equal to the text before them.
+    constexpr bool isSorted(std::size_t repeated = 0) const {
         std::size_t repeats = 0;
         for (std::size_t i = 0; i < COUNT; ++i) {
             if (static_cast<std::size_t>(rows_[i].value) != i ||
@@ -45,13 +45,13 @@ public:
         return repeats == repeated;
     }
 
-    /// The text of `value`, or nothing for a number that is not in the table.
+    /// Returns the text of `value`, or nothing for a number outside the enumeration.
     std::optional<std::string> text(Enum value) const {
         Row const* const row = find(value);
         return row != nullptr ? std::optional<std::string>(row->text) : std::nullopt;
     }
 
-    /// The value whose text is `text`, the first if there are two, or nothing.
+    /// Returns the first value that has this text, or nothing when no value has it.
     std::optional<Enum> value(std::string_view text) const {
         Row const* const row = std::lower_bound(
             std::begin(rows_), std::end(rows_), text,
@@ -60,11 +60,16 @@ public:
                                                            : std::nullopt;
     }
 
+    // The next two return true on failure, like the functions of kova::serializer that call them.
+
+    /// Writes the text of `value` as one string. Writes nothing for a number outside the
+    /// enumeration.
     bool serialize(util::serializer::IStructuredSerializer& serializer, Enum value) const {
         Row const* const row = find(value);
         return row == nullptr || serializer.serializeString(row->text);
     }
 
+    /// Reads a value from one string. On failure `value` is unchanged.
     bool deserialize(util::serializer::IStructuredPullDeserializer& deserializer,
                      Enum& value) const {
         std::string text;
@@ -85,4 +90,4 @@ private:
     const Row (&rows_)[COUNT];
 };
 
-}  // namespace kova::dovglobals
+}  // namespace kova::detail

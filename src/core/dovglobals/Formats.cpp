@@ -6,16 +6,16 @@ namespace kova::dovglobals {
 
 namespace {
 
-constexpr EnumRow<DateFormat> DATE_FORMAT_ROWS[] = {{DateFormat::ddmmyyyy, "ddmmyyyy"},
-                                                    {DateFormat::mmddyyyy, "mmddyyyy"},
-                                                    {DateFormat::yyyymmdd, "yyyymmdd"}};
-constexpr EnumTable<DateFormat, 3> DATE_FORMATS(DATE_FORMAT_ROWS);
-static_assert(DATE_FORMATS.isTrue());
+constexpr detail::EnumRow<DateFormat> DATE_FORMAT_ROWS[] = {{DateFormat::ddmmyyyy, "ddmmyyyy"},
+                                                            {DateFormat::mmddyyyy, "mmddyyyy"},
+                                                            {DateFormat::yyyymmdd, "yyyymmdd"}};
+constexpr detail::EnumTable<DateFormat, 3> DATE_FORMATS(DATE_FORMAT_ROWS);
+static_assert(DATE_FORMATS.isSorted());
 
-constexpr EnumRow<TimeFormat> TIME_FORMAT_ROWS[] = {{TimeFormat::h12, "12h"},
-                                                    {TimeFormat::h24, "24h"}};
-constexpr EnumTable<TimeFormat, 2> TIME_FORMATS(TIME_FORMAT_ROWS);
-static_assert(TIME_FORMATS.isTrue());
+constexpr detail::EnumRow<TimeFormat> TIME_FORMAT_ROWS[] = {{TimeFormat::h12, "12h"},
+                                                            {TimeFormat::h24, "24h"}};
+constexpr detail::EnumTable<TimeFormat, 2> TIME_FORMATS(TIME_FORMAT_ROWS);
+static_assert(TIME_FORMATS.isSorted());
 
 }  // namespace
 

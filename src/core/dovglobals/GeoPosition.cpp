@@ -7,13 +7,16 @@
 
 #include "TextForm.h"
 
-namespace kova::dovglobals {
+namespace kova::detail {
 
 namespace {
 
+using dovglobals::GeoPosition;
+
 constexpr int FRACTION_DIGITS = 6;
 
-/// The longest coordinate: a sign, the digits of the largest double, the point and the fraction.
+/// The size of the longest coordinate: a sign, the digits of the largest double, the point and the
+/// fraction.
 constexpr std::size_t COORDINATE_SIZE =
     1 + (std::numeric_limits<double>::max_exponent10 + 1) + 1 + FRACTION_DIGITS;
 
@@ -21,7 +24,7 @@ constexpr Source SOURCE{"src/core/dovglobals/GeoPosition",
                         // Log-processing tools match this name; do not fix the small "p".
                         "struct Geoposition"};
 
-// A text has no form for infinity, so an infinite coordinate is one that was too large.
+// No text means infinity, so an infinite coordinate is one that was too large.
 constexpr std::tuple CHECKS{
     Check{__LINE__, "the first coordinate being out of the range of a double",
           [](const GeoPosition& position) { return std::isfinite(position.first); }},
@@ -40,7 +43,7 @@ bool scanCoordinate(Scanner& scanner, double& coordinate) {
     return true;
 }
 
-/// As "%f" prints it in the "C" locale.
+/// Prints what printf prints with "%f" under the "C" locale.
 char* printCoordinate(char* out, double coordinate) {
     return std::to_chars(out, out + COORDINATE_SIZE, coordinate, std::chars_format::fixed,
                          FRACTION_DIGITS)
@@ -72,6 +75,14 @@ struct GeoPositionForm {
     }
 };
 
+}  // namespace
+
+}  // namespace kova::detail
+
+namespace kova::dovglobals {
+
+namespace {
+
 auto key(const GeoPosition& position) {
     return std::tie(position.first, position.second, position.third);
 }
@@ -82,7 +93,7 @@ GeoPosition::GeoPosition(double first, double second, double third) noexcept
     : first(first), second(second), third(third) {}
 
 std::string GeoPosition::toString() const {
-    return Printed<GeoPositionForm>(*this).toString();
+    return detail::Printed<detail::GeoPositionForm>(*this).toString();
 }
 
 bool GeoPosition::operator==(const GeoPosition& other) const noexcept {
@@ -94,7 +105,7 @@ bool GeoPosition::operator<(const GeoPosition& other) const noexcept {
 }
 
 std::optional<GeoPosition> parseGeoPosition(const std::string& text) {
-    return parse<GeoPositionForm>(text);
+    return detail::parse<detail::GeoPositionForm>(text);
 }
 
 }  // namespace kova::dovglobals
@@ -103,12 +114,12 @@ namespace kova::serializer {
 
 bool serialize(util::serializer::IStructuredSerializer& serializer,
                const dovglobals::GeoPosition& value) {
-    return dovglobals::serialize<dovglobals::GeoPositionForm>(serializer, value);
+    return detail::serialize<detail::GeoPositionForm>(serializer, value);
 }
 
 bool deserialize(util::serializer::IStructuredPullDeserializer& deserializer,
                  dovglobals::GeoPosition& value) {
-    return dovglobals::deserialize<dovglobals::GeoPositionForm>(deserializer, value);
+    return detail::deserialize<detail::GeoPositionForm>(deserializer, value);
 }
 
 }  // namespace kova::serializer

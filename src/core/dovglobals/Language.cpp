@@ -6,7 +6,7 @@ namespace kova::dovglobals {
 
 namespace {
 
-constexpr EnumRow<Language> LANGUAGE_ROWS[] = {
+constexpr detail::EnumRow<Language> LANGUAGE_ROWS[] = {
     {Language::af, "af"},       {Language::ar, "ar"},       {Language::ar_ae, "ar-ae"},
     {Language::ar_bh, "ar-bh"}, {Language::ar_dz, "ar-dz"}, {Language::ar_eg, "ar-eg"},
     {Language::ar_iq, "ar-iq"}, {Language::ar_jo, "ar-jo"}, {Language::ar_kw, "ar-kw"},
@@ -53,8 +53,8 @@ constexpr EnumRow<Language> LANGUAGE_ROWS[] = {
     {Language::vi, "vi"},       {Language::xh, "xh"},       {Language::zh_cn, "zh-cn"},
     {Language::zh_hk, "zh-hk"}, {Language::zh_sg, "zh-sg"}, {Language::zh_tw, "zh-tw"},
     {Language::zu, "zu"}};
-constexpr EnumTable<Language, 136> LANGUAGES(LANGUAGE_ROWS);
-static_assert(LANGUAGES.isTrue(1), "\"sr\" is there twice, and only that");
+constexpr detail::EnumTable<Language, 136> LANGUAGES(LANGUAGE_ROWS);
+static_assert(LANGUAGES.isSorted(1), "only \"sr\" is the text of two values");
 
 }  // namespace
 

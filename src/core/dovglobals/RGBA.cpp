@@ -6,13 +6,15 @@
 
 #include "TextForm.h"
 
-namespace kova::dovglobals {
+namespace kova::detail {
 
 namespace {
 
+using dovglobals::RGBA;
+
 constexpr Source SOURCE{"src/core/dovglobals/RGBA", "struct RGBA"};
 
-/// What the text of a colour holds: three digits of a channel may be more than a channel takes.
+/// The content of a colour's text. A channel of three digits may exceed 255.
 struct Channels {
     int red = 0;
     int green = 0;
@@ -32,13 +34,13 @@ constexpr std::tuple CHECKS{
           [](const Channels& channels) { return channels.green < 256; }},
     Check{__LINE__, "the Blue value not being between 0 and 255",
           [](const Channels& channels) { return channels.blue < 256; }},
-    // An alpha that is not a number passes: the constructor makes it 0.
+    // A NaN passes, because the constructor changes it to 0.
     Check{__LINE__, "the Alpha value not being between 0.0 and 1.0", [](const Channels& channels) {
               return !(channels.alpha < 0.0F || channels.alpha > 1.0F);
           }}};
 
 bool scanChannel(Scanner& scanner, int& channel) {
-    if (!scanner.number(1, 3, channel) || !scanner.skip(',')) {
+    if (!scanner.number<1, 3>(channel) || !scanner.skip(',')) {
         return false;
     }
     scanner.skipOneOf(" \t");
@@ -59,7 +61,7 @@ struct RGBAForm {
     using Value = RGBA;
     using Fields = Channels;
     static constexpr Failure MISMATCH{SOURCE, __LINE__, MISMATCH_REASON};
-    // An alpha is longest just before it takes an exponent.
+    // The longest alpha is the largest one that is written without an exponent.
     static constexpr std::size_t SIZE = sizeof("rgba(255,255,255,-9007199000000000.0)");
 
     static bool scan(Scanner& scanner, Channels& channels) {
@@ -78,6 +80,14 @@ struct RGBAForm {
     }
 };
 
+}  // namespace
+
+}  // namespace kova::detail
+
+namespace kova::dovglobals {
+
+namespace {
+
 auto key(const RGBA& colour) {
     return std::tie(colour.red, colour.green, colour.blue, colour.alpha);
 }
@@ -88,11 +98,11 @@ RGBA::RGBA(unsigned char red, unsigned char green, unsigned char blue, float alp
     : red(red),
       green(green),
       blue(blue),
-      // Written so that what is not a number becomes 0.
+      // Both comparisons are false for NaN, so it becomes 0.
       alpha(alpha > 1.0F ? 1.0F : (alpha > 0.0F ? alpha : 0.0F)) {}
 
 std::string RGBA::toString() const {
-    return Printed<RGBAForm>(*this).toString();
+    return detail::Printed<detail::RGBAForm>(*this).toString();
 }
 
 bool RGBA::operator==(const RGBA& other) const noexcept {
@@ -105,12 +115,13 @@ bool RGBA::operator<(const RGBA& other) const noexcept {
 
 std::optional<RGBA> createRGBA(unsigned char red, unsigned char green, unsigned char blue,
                                float alpha) {
-    return create<RGBAForm>({red, green, blue, alpha}, RGBA(red, green, blue, alpha));
+    return detail::create<detail::RGBAForm>({red, green, blue, alpha},
+                                            RGBA(red, green, blue, alpha));
 }
 
-// NOLINTNEXTLINE(performance-unnecessary-value-param): that is how it is called
+// NOLINTNEXTLINE(performance-unnecessary-value-param): signature fixed by the interface
 std::optional<RGBA> parseRGBA(std::string text) {
-    return parse<RGBAForm>(text);
+    return detail::parse<detail::RGBAForm>(text);
 }
 
 }  // namespace kova::dovglobals
@@ -118,12 +129,12 @@ std::optional<RGBA> parseRGBA(std::string text) {
 namespace kova::serializer {
 
 bool serialize(util::serializer::IStructuredSerializer& serializer, const dovglobals::RGBA& value) {
-    return dovglobals::serialize<dovglobals::RGBAForm>(serializer, value);
+    return detail::serialize<detail::RGBAForm>(serializer, value);
 }
 
 bool deserialize(util::serializer::IStructuredPullDeserializer& deserializer,
                  dovglobals::RGBA& value) {
-    return dovglobals::deserialize<dovglobals::RGBAForm>(deserializer, value);
+    return detail::deserialize<detail::RGBAForm>(deserializer, value);
 }
 
 }  // namespace kova::serializer

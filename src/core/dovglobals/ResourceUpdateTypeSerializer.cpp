@@ -6,12 +6,11 @@ namespace kova {
 
 namespace {
 
-constexpr dovglobals::EnumRow<ResourceUpdateType> ROWS[] = {
-    {ResourceUpdateType::ADDED, "ADDED"},
-    {ResourceUpdateType::MODIFIED, "MODIFIED"},
-    {ResourceUpdateType::REMOVED, "REMOVED"}};
-constexpr dovglobals::EnumTable<ResourceUpdateType, 3> TABLE(ROWS);
-static_assert(TABLE.isTrue());
+constexpr detail::EnumRow<ResourceUpdateType> ROWS[] = {{ResourceUpdateType::ADDED, "ADDED"},
+                                                        {ResourceUpdateType::MODIFIED, "MODIFIED"},
+                                                        {ResourceUpdateType::REMOVED, "REMOVED"}};
+constexpr detail::EnumTable<ResourceUpdateType, 3> TABLE(ROWS);
+static_assert(TABLE.isSorted());
 
 }  // namespace
 

@@ -10,13 +10,13 @@
 
 #include "Digits.h"
 
-namespace kova::dovglobals {
+namespace kova::detail {
 
-/// Reads a text from left to right, without allocating and by no locale: only '0' to '9' are
-/// digits.
+/// A cursor that reads a text from left to right. Allocates nothing and ignores the locale: only
+/// '0' to '9' are digits.
 ///
-/// A step tells whether it found what it names. One that does not leaves the caller nothing but to
-/// give up: it may have set some of its numbers. No form has to try a second way of reading.
+/// Each read returns whether it matched. After a failed read the outputs and the position are
+/// unspecified; there is no backtracking.
 class Scanner {
 public:
     explicit Scanner(std::string_view text) noexcept
@@ -40,17 +40,17 @@ public:
 
     bool skipOneOf(std::string_view set) noexcept {
         bool found = false;
-        for (const char c : set) {  // a few: a search of the library would take longer
+        for (const char c : set) {  // faster than a library search in so few characters
             found = found || (at_ != end_ && *at_ == c);
         }
         at_ += found ? 1 : 0;
         return found;
     }
 
-    /// Steps over all digits that come, of which there must be one.
+    /// Skips one or more digits.
     bool skipDigits() noexcept {
         char const* const first = at_;
-        char const* at = first;  // what is stepped in a register
+        char const* at = first;  // local copy, so it stays in a register
         while (at != end_ && isDigit(*at)) {
             ++at;
         }
@@ -58,21 +58,22 @@ public:
         return at != first;
     }
 
-    /// Reads a number of as many digits as come, `least` to `most` of them; `most` is at most 4.
-    template <typename Number>
-    bool number(int least, int most, Number& out) noexcept {
+    /// Reads a number of LEAST to MOST digits; reads as many digits as it can.
+    template <int LEAST, int MOST, typename Number>
+    bool number(Number& out) noexcept {
+        static_assert(MOST <= 4 && HOLDS_DIGITS<MOST, Number>);
         char const* const first = at_;
         char const* at = first;
         int value = 0;
-        for (int i = 0; i < most && at != end_ && isDigit(*at); ++i, ++at) {
+        for (int i = 0; i < MOST && at != end_ && isDigit(*at); ++i, ++at) {
             value = value * 10 + (*at - '0');
         }
         out = static_cast<Number>(value);
         at_ = at;
-        return at - first >= least;
+        return at - first >= LEAST;
     }
 
-    /// Reads one part after the other: a character, or `digits` of exactly their width.
+    /// Reads the parts in their order: characters, and `digits` with exactly their width.
     template <typename... Parts>
     bool read(const Parts&... parts) noexcept {
         constexpr std::ptrdiff_t SIZE = (widthOf(static_cast<Parts*>(nullptr)) + ...);
@@ -128,4 +129,4 @@ private:
     char const* end_;
 };
 
-}  // namespace kova::dovglobals
+}  // namespace kova::detail

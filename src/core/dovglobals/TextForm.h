@@ -12,37 +12,39 @@
 #include "util/serializer/IStructuredSerializer.h"
 #include "zel/ErrorOutput.h"
 
-/// What all types with a text have in common, written once. A type gives its form:
+/// The operations of all types that have a text. Each type defines its form:
 ///
 ///     struct Form {
 ///         using Value = ...;   // the type
-///         using Fields = ...;  // what its text holds, before any check; converts to Value
-///         static const Failure MISMATCH;      // what is reported for any other text
-///         static constexpr std::size_t SIZE;  // of the longest text that any Value prints
-///         static bool scan(Scanner&, Fields&);
-///         static std::optional<Failure> check(const Fields&);  // the first check that fails
-///         static char* print(char* out, const Value&);         // gives the end of what it wrote
+///         using Fields = ...;  // the unchecked content of a text; converts to Value
+///         static const Failure MISMATCH;      // reported for a text that `scan` rejects
+///         static constexpr std::size_t SIZE;  // at least the size of the longest printed text
+///         static bool scan(Scanner&, Fields&);  // returns whether the text matches
+///         static std::optional<Failure> check(const Fields&);  // returns the first failed check
+///         static char* print(char* out, const Value&);  // returns the end of the printed text
 ///     };
 ///
-/// A form that holds another calls its `scan`, `check` and `print`.
-namespace kova::dovglobals {
+/// A form that contains another form calls its `scan`, `check` and `print`.
+namespace kova::detail {
 
-/// The file in which a form stands, and the name of its type in reports.
+/// The source file and the type name that the reports of a form contain.
 struct Source {
     char const* file;
     char const* type;
 };
 
-/// Why a text or a set of fields is refused, and where that is decided.
+/// The reason why a text or its fields are rejected, and the source position of the report.
 struct Failure {
     Source source;
     int line;
     char const* reason;
 };
 
+/// The reason that is reported for a text of another form.
 constexpr char const* MISMATCH_REASON = "String does not match format from PELU specification";
 
-/// A row of a form's table of checks: what is reported unless it holds.
+/// One check of a form: a predicate for the fields, and the reason that is reported when it is
+/// false.
 template <typename Holds>
 struct Check {
     int line;
@@ -52,7 +54,7 @@ struct Check {
 template <typename Holds>
 Check(int, char const*, Holds) -> Check<Holds>;
 
-/// The first check of a table (`std::tuple` of checks, which are inlined so) that does not hold.
+/// Returns the first failed check. Checks are a tuple so that the lambdas inline.
 template <typename Checks, typename Fields>
 std::optional<Failure> firstFailure(const Source& source, const Checks& checks,
                                     const Fields& fields) {
@@ -68,12 +70,13 @@ std::optional<Failure> firstFailure(const Source& source, const Checks& checks,
     return failure;
 }
 
+/// Reports the failure to the error output.
 [[gnu::cold]] inline void report(const Failure& failure) {
     zel::ErrorOutput(failure.source.file, failure.line, true)(
         errors::Error, errors::UnexpectedDataFormat, failure.source.type, failure.reason);
 }
 
-/// Gives `value`, unless a check of `fields` fails: then reports it and gives nothing.
+/// Returns `value`. When a check of `fields` fails, reports it and returns nothing instead.
 template <typename Form>
 std::optional<typename Form::Value> create(const typename Form::Fields& fields,
                                            const typename Form::Value& value) {
@@ -84,7 +87,8 @@ std::optional<typename Form::Value> create(const typename Form::Fields& fields,
     return value;
 }
 
-/// Gives the value that the whole of `text` stands for, or reports once and gives nothing.
+/// Parses the whole of `text`. When it does not match or a check fails, reports one error and
+/// returns nothing.
 template <typename Form>
 std::optional<typename Form::Value> parse(std::string_view text) {
     Scanner scanner(text);
@@ -100,11 +104,11 @@ std::optional<typename Form::Value> parse(std::string_view text) {
     return fields;
 }
 
-/// The text of a value, in place.
+/// The printed text of a value, in a buffer inside the object.
 template <typename Form>
 class Printed {
 public:
-    // cppcheck-suppress uninitMemberVar ; the form fills as much of the text as is used
+    // cppcheck-suppress uninitMemberVar ; print() initializes the part of text_ that is used
     explicit Printed(const typename Form::Value& value)
         : size_(static_cast<std::size_t>(Form::print(text_, value) - text_)) {}
 
@@ -116,12 +120,16 @@ private:
     std::size_t size_;
 };
 
+// The next two return true on failure, like the functions of kova::serializer that call them.
+
+/// Writes the text of a value as one string.
 template <typename Form>
 bool serialize(util::serializer::IStructuredSerializer& serializer,
                const typename Form::Value& value) {
     return serializer.serializeString(Printed<Form>(value).view());
 }
 
+/// Reads a value from one string. On failure `value` is unchanged.
 template <typename Form>
 bool deserialize(util::serializer::IStructuredPullDeserializer& deserializer,
                  typename Form::Value& value) {
@@ -136,4 +144,4 @@ bool deserialize(util::serializer::IStructuredPullDeserializer& deserializer,
     return !parsed;
 }
 
-}  // namespace kova::dovglobals
+}  // namespace kova::detail

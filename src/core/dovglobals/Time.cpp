@@ -4,11 +4,14 @@
 #include <cstdlib>
 #include <tuple>
 
-#include "CalendarForms.h"
+#include "TimeForm.h"
 
-namespace kova::dovglobals {
+namespace kova::detail {
 
 namespace {
+
+using dovglobals::Time;
+using dovglobals::TimeZone;
 
 constexpr Source SOURCE{"src/core/dovglobals/Time", "struct Time"};
 
@@ -32,23 +35,6 @@ constexpr std::tuple CHECKS{
                      (time.timeZone->minutes >= 0 && time.timeZone->minutes < 60);
           }}};
 
-auto key(const TimeZone& zone) {
-    return std::tie(zone.hours, zone.minutes);
-}
-
-// An optional compares as it should: nothing is less than anything.
-auto key(const Time& time) {
-    return std::tie(time.hour, time.minute, time.second, time.millisecond, time.timeZone);
-}
-
-std::optional<TimeZone> clamped(std::optional<TimeZone> zone) {
-    if (zone) {
-        zone->hours = std::min<std::int8_t>(zone->hours, 23);
-        zone->minutes = std::min<std::int8_t>(zone->minutes, 59);
-    }
-    return zone;
-}
-
 }  // namespace
 
 constexpr Failure TimeForm::MISMATCH{SOURCE, __LINE__, MISMATCH_REASON};
@@ -64,7 +50,7 @@ bool ZoneForm::scan(Scanner& scanner, std::optional<TimeZone>& zone) {
         !scanner.read(digits<2>(hours), ':', digits<2>(minutes))) {
         return false;
     }
-    // The sign goes to the hours, and where these cannot carry it to the minutes.
+    // The hours have the sign; if they are 0, the minutes have it.
     zone = TimeZone{static_cast<std::int8_t>(negative ? -hours : hours),
                     static_cast<std::int8_t>(negative && hours == 0 ? -minutes : minutes)};
     return true;
@@ -117,6 +103,31 @@ char* TimeForm::print(char* out, const Time& time) {
     return ZoneForm::print(out, time.timeZone);
 }
 
+}  // namespace kova::detail
+
+namespace kova::dovglobals {
+
+namespace {
+
+auto key(const TimeZone& zone) {
+    return std::tie(zone.hours, zone.minutes);
+}
+
+// An empty optional is less than any value.
+auto key(const Time& time) {
+    return std::tie(time.hour, time.minute, time.second, time.millisecond, time.timeZone);
+}
+
+std::optional<TimeZone> clamped(std::optional<TimeZone> zone) {
+    if (zone) {
+        zone->hours = std::min<std::int8_t>(zone->hours, 23);
+        zone->minutes = std::min<std::int8_t>(zone->minutes, 59);
+    }
+    return zone;
+}
+
+}  // namespace
+
 bool TimeZone::operator==(const TimeZone& other) const noexcept {
     return key(*this) == key(other);
 }
@@ -135,11 +146,11 @@ Time::Time(unsigned char hour, unsigned char minute, unsigned char second,
       timeZone(clamped(timeZone)) {}
 
 std::string Time::getTimeZoneString() const {
-    return Printed<ZoneForm>(timeZone).toString();
+    return detail::Printed<detail::ZoneForm>(timeZone).toString();
 }
 
 std::string Time::toString() const {
-    return Printed<TimeForm>(*this).toString();
+    return detail::Printed<detail::TimeForm>(*this).toString();
 }
 
 bool Time::operator==(const Time& other) const noexcept {
@@ -153,12 +164,13 @@ bool Time::operator<(const Time& other) const noexcept {
 std::optional<Time> createTime(unsigned char hour, unsigned char minute, unsigned char second,
                                std::optional<unsigned short> millisecond,
                                std::optional<TimeZone> timeZone) {
-    return create<TimeForm>(TimeForm::fields(hour, minute, second, millisecond, timeZone),
-                            Time(hour, minute, second, millisecond, timeZone));
+    return detail::create<detail::TimeForm>(
+        detail::TimeForm::fields(hour, minute, second, millisecond, timeZone),
+        Time(hour, minute, second, millisecond, timeZone));
 }
 
 std::optional<Time> parseTime(const std::string& text) {
-    return parse<TimeForm>(text);
+    return detail::parse<detail::TimeForm>(text);
 }
 
 }  // namespace kova::dovglobals
@@ -166,12 +178,12 @@ std::optional<Time> parseTime(const std::string& text) {
 namespace kova::serializer {
 
 bool serialize(util::serializer::IStructuredSerializer& serializer, const dovglobals::Time& value) {
-    return dovglobals::serialize<dovglobals::TimeForm>(serializer, value);
+    return detail::serialize<detail::TimeForm>(serializer, value);
 }
 
 bool deserialize(util::serializer::IStructuredPullDeserializer& deserializer,
                  dovglobals::Time& value) {
-    return dovglobals::deserialize<dovglobals::TimeForm>(deserializer, value);
+    return detail::deserialize<detail::TimeForm>(deserializer, value);
 }
 
 }  // namespace kova::serializer

@@ -6,7 +6,7 @@ namespace kova::dovglobals {
 
 namespace {
 
-constexpr EnumRow<ConsumptionUnit> CONSUMPTION_UNIT_ROWS[] = {
+constexpr detail::EnumRow<ConsumptionUnit> CONSUMPTION_UNIT_ROWS[] = {
     {ConsumptionUnit::Ws, "Ws"},
     {ConsumptionUnit::g_per_h, "g/h"},
     {ConsumptionUnit::kW, "kW"},
@@ -32,48 +32,48 @@ constexpr EnumRow<ConsumptionUnit> CONSUMPTION_UNIT_ROWS[] = {
     {ConsumptionUnit::mpgUK, "mpgUK"},
     {ConsumptionUnit::mpgUS, "mpgUS"},
     {ConsumptionUnit::yard3_per_h, "yard3/h"}};
-constexpr EnumTable<ConsumptionUnit, 25> CONSUMPTION_UNITS(CONSUMPTION_UNIT_ROWS);
-static_assert(CONSUMPTION_UNITS.isTrue());
+constexpr detail::EnumTable<ConsumptionUnit, 25> CONSUMPTION_UNITS(CONSUMPTION_UNIT_ROWS);
+static_assert(CONSUMPTION_UNITS.isSorted());
 
-constexpr EnumRow<DistanceUnit> DISTANCE_UNIT_ROWS[] = {{DistanceUnit::ft, "ft"},
-                                                        {DistanceUnit::km, "km"},
-                                                        {DistanceUnit::m, "m"},
-                                                        {DistanceUnit::mi, "mi"},
-                                                        {DistanceUnit::yd, "yd"}};
-constexpr EnumTable<DistanceUnit, 5> DISTANCE_UNITS(DISTANCE_UNIT_ROWS);
-static_assert(DISTANCE_UNITS.isTrue());
+constexpr detail::EnumRow<DistanceUnit> DISTANCE_UNIT_ROWS[] = {{DistanceUnit::ft, "ft"},
+                                                                {DistanceUnit::km, "km"},
+                                                                {DistanceUnit::m, "m"},
+                                                                {DistanceUnit::mi, "mi"},
+                                                                {DistanceUnit::yd, "yd"}};
+constexpr detail::EnumTable<DistanceUnit, 5> DISTANCE_UNITS(DISTANCE_UNIT_ROWS);
+static_assert(DISTANCE_UNITS.isSorted());
 
-constexpr EnumRow<PressureUnit> PRESSURE_UNIT_ROWS[] = {
+constexpr detail::EnumRow<PressureUnit> PRESSURE_UNIT_ROWS[] = {
     {PressureUnit::bar, "bar"}, {PressureUnit::kPa, "kPa"}, {PressureUnit::psi, "psi"}};
-constexpr EnumTable<PressureUnit, 3> PRESSURE_UNITS(PRESSURE_UNIT_ROWS);
-static_assert(PRESSURE_UNITS.isTrue());
+constexpr detail::EnumTable<PressureUnit, 3> PRESSURE_UNITS(PRESSURE_UNIT_ROWS);
+static_assert(PRESSURE_UNITS.isSorted());
 
-constexpr EnumRow<SpeedUnit> SPEED_UNIT_ROWS[] = {
+constexpr detail::EnumRow<SpeedUnit> SPEED_UNIT_ROWS[] = {
     {SpeedUnit::kmh, "kmh"}, {SpeedUnit::m_per_s, "m/s"}, {SpeedUnit::mph, "mph"}};
-constexpr EnumTable<SpeedUnit, 3> SPEED_UNITS(SPEED_UNIT_ROWS);
-static_assert(SPEED_UNITS.isTrue());
+constexpr detail::EnumTable<SpeedUnit, 3> SPEED_UNITS(SPEED_UNIT_ROWS);
+static_assert(SPEED_UNITS.isSorted());
 
-constexpr EnumRow<TemperatureUnit> TEMPERATURE_UNIT_ROWS[] = {
+constexpr detail::EnumRow<TemperatureUnit> TEMPERATURE_UNIT_ROWS[] = {
     {TemperatureUnit::C, "C"}, {TemperatureUnit::F, "F"}, {TemperatureUnit::K, "K"}};
-constexpr EnumTable<TemperatureUnit, 3> TEMPERATURE_UNITS(TEMPERATURE_UNIT_ROWS);
-static_assert(TEMPERATURE_UNITS.isTrue());
+constexpr detail::EnumTable<TemperatureUnit, 3> TEMPERATURE_UNITS(TEMPERATURE_UNIT_ROWS);
+static_assert(TEMPERATURE_UNITS.isSorted());
 
-constexpr EnumRow<VolumeUnit> VOLUME_UNIT_ROWS[] = {{VolumeUnit::imp_gal, "imp.gal"},
-                                                    {VolumeUnit::l, "l"},
-                                                    {VolumeUnit::ml, "ml"},
-                                                    {VolumeUnit::ul, "ul"},
-                                                    {VolumeUnit::us_dry_gal, "us.dry.gal"},
-                                                    {VolumeUnit::us_liq_gal, "us.liq.gal"}};
-constexpr EnumTable<VolumeUnit, 6> VOLUME_UNITS(VOLUME_UNIT_ROWS);
-static_assert(VOLUME_UNITS.isTrue());
+constexpr detail::EnumRow<VolumeUnit> VOLUME_UNIT_ROWS[] = {{VolumeUnit::imp_gal, "imp.gal"},
+                                                            {VolumeUnit::l, "l"},
+                                                            {VolumeUnit::ml, "ml"},
+                                                            {VolumeUnit::ul, "ul"},
+                                                            {VolumeUnit::us_dry_gal, "us.dry.gal"},
+                                                            {VolumeUnit::us_liq_gal, "us.liq.gal"}};
+constexpr detail::EnumTable<VolumeUnit, 6> VOLUME_UNITS(VOLUME_UNIT_ROWS);
+static_assert(VOLUME_UNITS.isSorted());
 
-constexpr EnumRow<WeightUnit> WEIGHT_UNIT_ROWS[] = {{WeightUnit::g, "g"},
-                                                    {WeightUnit::kg, "kg"},
-                                                    {WeightUnit::lbs, "lbs"},
-                                                    {WeightUnit::mg, "mg"},
-                                                    {WeightUnit::t, "t"}};
-constexpr EnumTable<WeightUnit, 5> WEIGHT_UNITS(WEIGHT_UNIT_ROWS);
-static_assert(WEIGHT_UNITS.isTrue());
+constexpr detail::EnumRow<WeightUnit> WEIGHT_UNIT_ROWS[] = {{WeightUnit::g, "g"},
+                                                            {WeightUnit::kg, "kg"},
+                                                            {WeightUnit::lbs, "lbs"},
+                                                            {WeightUnit::mg, "mg"},
+                                                            {WeightUnit::t, "t"}};
+constexpr detail::EnumTable<WeightUnit, 5> WEIGHT_UNITS(WEIGHT_UNIT_ROWS);
+static_assert(WEIGHT_UNITS.isSorted());
 
 }  // namespace
 

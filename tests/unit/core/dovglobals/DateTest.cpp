@@ -22,8 +22,8 @@ struct Fields {
     unsigned short year;
     unsigned char month;
     unsigned char day;
-    std::string made;     // what the constructor makes of them
-    std::string created;  // what the factory makes of them
+    std::string made;     // result of the constructor
+    std::string created;  // result of the factory
 };
 
 void PrintTo(const Fields& row, std::ostream* out) {
@@ -32,7 +32,7 @@ void PrintTo(const Fields& row, std::ostream* out) {
 
 class DateFieldsTest : public testing::TestWithParam<Fields> {};
 
-TEST_P(DateFieldsTest, AreLimitedByTheConstructorAndCheckedByTheFactory) {
+TEST_P(DateFieldsTest, AreClampedByTheConstructorAndCheckedByTheFactory) {
     const Fields& row = GetParam();
     EXPECT_EQ(Date(row.year, row.month, row.day).toString(), row.made);
     EXPECT_EQ(outcomeOf([&row] { return createDate(row.year, row.month, row.day); }), row.created);
@@ -62,7 +62,7 @@ void PrintTo(const Text& row, std::ostream* out) {
 
 class DateTextTest : public testing::TestWithParam<Text> {};
 
-TEST_P(DateTextTest, IsParsedOrRefusedWithOneReport) {
+TEST_P(DateTextTest, IsParsedOrRejectedWithOneReport) {
     EXPECT_EQ(outcomeOf([] { return parseDate(GetParam().text); }), GetParam().outcome);
 }
 
@@ -78,7 +78,7 @@ INSTANTIATE_TEST_SUITE_P(
                     Text{"\n2019-01-01", mismatch("struct Date")},
                     Text{std::string("2019-01-01\0", 11), mismatch("struct Date")}));
 
-TEST(DateTest, ParsesAsTheEngineMatches) {
+TEST(DateTest, ParserAgreesWithStdRegex) {
     test::expectAsEngine(
         "struct Date", R"(^(\d{4})-(\d{2})-(\d{2})$)", {"2019-03-07", "0000-12-31", "9999-10-30"},
         parseDate, [](const test::Groups& groups) {
@@ -88,7 +88,7 @@ TEST(DateTest, ParsesAsTheEngineMatches) {
         });
 }
 
-TEST(DateTest, DefaultIsAllZeroAndDoesNotReadBack) {
+TEST(DateTest, DefaultIsTheZeroDateAndDoesNotReadBack) {
     const Date date;
     EXPECT_EQ(date.year, 0);
     EXPECT_EQ(date.month, 0);
@@ -97,7 +97,7 @@ TEST(DateTest, DefaultIsAllZeroAndDoesNotReadBack) {
     EXPECT_EQ(outcomeOf([&date] { return parseDate(date.toString()); }), BAD_MONTH);
 }
 
-TEST(DateTest, PrintsFieldsOutsideTheirRange) {
+TEST(DateTest, FieldsOutOfRangeArePrinted) {
     Date date;
     date.year = 65535;
     date.month = 255;

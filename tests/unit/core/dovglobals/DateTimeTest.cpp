@@ -42,7 +42,7 @@ void PrintTo(const Text& row, std::ostream* out) {
 
 class DateTimeTextTest : public testing::TestWithParam<Text> {};
 
-TEST_P(DateTimeTextTest, IsParsedOrRefusedWithOneReport) {
+TEST_P(DateTimeTextTest, IsParsedOrRejectedWithOneReport) {
     EXPECT_EQ(outcomeOf([] { return parseDateTime(GetParam().text); }), GetParam().outcome);
 }
 
@@ -63,7 +63,7 @@ INSTANTIATE_TEST_SUITE_P(
         Text{"2019-13-07T08:05:09", mismatch("struct DateTime")},
         Text{"2019-03-07T08:05:09Z\n", mismatch("struct DateTime")}));
 
-/// The checks of a match in their order; the tests of its parts look closer.
+/// Returns the outcome of the first failed check. DateTest and TimeTest cover the details.
 std::string reference(const test::Groups& groups) {
     const auto number = [&groups](std::size_t group) { return std::stoi(groups[group]); };
     const bool zone = groups[8] != "Z";
@@ -92,14 +92,14 @@ std::string reference(const test::Groups& groups) {
     return groups[0];
 }
 
-TEST(DateTimeTest, ParsesAsTheEngineMatches) {
+TEST(DateTimeTest, ParserAgreesWithStdRegex) {
     test::expectAsEngine(
         "struct DateTime",
         R"(^(\d{4})-(\d{2})-(\d{2})T(\d{2}):(\d{2}):(\d{2})(\.\d{3})?(Z|((?:\+|\-)\d{2}):(\d{2}))$)",
         {"2019-03-07T08:05:09Z", "2019-12-31T23:59:59.999-11:30"}, parseDateTime, reference);
 }
 
-TEST(DateTimeTest, IsCreatedFromNumbersThatPassAllChecks) {
+TEST(DateTimeTest, FactoryChecksAllNumbers) {
     const auto created = [](unsigned char month, unsigned char day, unsigned char hour,
                             unsigned char minute, unsigned char second,
                             std::optional<TimeZone> zone) {
@@ -117,12 +117,12 @@ TEST(DateTimeTest, IsCreatedFromNumbersThatPassAllChecks) {
     EXPECT_EQ(created(1, 1, 23, 59, 59, TimeZone{23, 60}), BAD_ZONE_MINUTE);
 }
 
-TEST(DateTimeTest, MillisecondsAreLimitedNotRefused) {
+TEST(DateTimeTest, FactoryClampsMilliseconds) {
     EXPECT_EQ(createDateTime(2019, 3, 7, 8, 5, 9, 1500, std::nullopt)->toString(),
               "2019-03-07T08:05:09.999Z");
 }
 
-TEST(DateTimeTest, PrintsFieldsOutsideTheirRange) {
+TEST(DateTimeTest, FieldsOutOfRangeArePrinted) {
     DateTime dateTime;
     EXPECT_EQ(dateTime.toString(), "0000-00-00T00:00:00Z");
     dateTime.date.year = 65535;
@@ -133,7 +133,7 @@ TEST(DateTimeTest, PrintsFieldsOutsideTheirRange) {
     EXPECT_EQ(dateTime.toString(), "65535-255-255T255:255:255.65535-128:128");
 }
 
-TEST(DateTimeTest, FailedCheckIsReportedWhereItStands) {
+TEST(DateTimeTest, FailedCheckIsReportedFromItsFile) {
     test::Reports reports;
     EXPECT_FALSE(parseDateTime("2019-13-07T08:05:09Z"));
     EXPECT_FALSE(parseDateTime("2019-03-07T24:05:09Z"));

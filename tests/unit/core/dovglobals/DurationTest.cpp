@@ -32,8 +32,8 @@ struct Fields {
     unsigned char hours;
     unsigned char minutes;
     unsigned char seconds;
-    std::string made;     // what the constructor makes of them
-    std::string created;  // what the factory makes of them
+    std::string made;     // result of the constructor
+    std::string created;  // result of the factory
 };
 
 void PrintTo(const Fields& row, std::ostream* out) {
@@ -43,7 +43,7 @@ void PrintTo(const Fields& row, std::ostream* out) {
 
 class DurationFieldsTest : public testing::TestWithParam<Fields> {};
 
-TEST_P(DurationFieldsTest, AreLimitedByTheConstructorAndCheckedByTheFactory) {
+TEST_P(DurationFieldsTest, AreClampedByTheConstructorAndCheckedByTheFactory) {
     const Fields& row = GetParam();
     const Duration made(row.years, row.months, row.days, row.hours, row.minutes, row.seconds);
     EXPECT_EQ(made.toString(), row.made);
@@ -59,7 +59,7 @@ INSTANTIATE_TEST_SUITE_P(
     testing::Values(Fields{1, 2, 3, 4, 5, 6, "P0001-02-03T04:05:06", "P0001-02-03T04:05:06"},
                     Fields{9999, 12, 31, 23, 59, 59, "P9999-12-31T23:59:59",
                            "P9999-12-31T23:59:59"},
-                    // Neither refuses the zeros, and neither keeps them.
+                    // Both accept zeros and change them to 1.
                     Fields{0, 0, 0, 0, 0, 0, "P0000-01-01T00:00:00", "P0000-01-01T00:00:00"},
                     Fields{0, 13, 32, 24, 60, 60, "P0000-12-31T23:59:59", BAD_MONTH},
                     Fields{0, 255, 255, 255, 255, 255, "P0000-12-31T23:59:59", BAD_MONTH},
@@ -79,14 +79,14 @@ void PrintTo(const Text& row, std::ostream* out) {
 
 class DurationTextTest : public testing::TestWithParam<Text> {};
 
-TEST_P(DurationTextTest, IsParsedOrRefusedWithOneReport) {
+TEST_P(DurationTextTest, IsParsedOrRejectedWithOneReport) {
     EXPECT_EQ(outcomeOf([] { return parseDuration(GetParam().text); }), GetParam().outcome);
 }
 
 INSTANTIATE_TEST_SUITE_P(
     , DurationTextTest,
     testing::Values(Text{"P0001-02-03T04:05:06", "P0001-02-03T04:05:06"},
-                    // Here the zeros stay.
+                    // The parser keeps zeros.
                     Text{"P0000-00-00T00:00:00", "P0000-00-00T00:00:00"},
                     Text{"P9999-12-31T23:59:59", "P9999-12-31T23:59:59"},
                     Text{"P0000-13-00T00:00:00", BAD_MONTH}, Text{"P0000-00-32T00:00:00", BAD_DAY},
@@ -99,7 +99,7 @@ INSTANTIATE_TEST_SUITE_P(
                     Text{"P0001-02-03T04:05:06Z", mismatch("struct Duration")},
                     Text{"P0001-02-03T04:05:06\n", mismatch("struct Duration")}));
 
-TEST(DurationTest, ParsesAsTheEngineMatches) {
+TEST(DurationTest, ParserAgreesWithStdRegex) {
     test::expectAsEngine("struct Duration", R"(^P(\d{4})-(\d{2})-(\d{2})T(\d{2}):(\d{2}):(\d{2})$)",
                          {"P0001-02-03T04:05:06", "P9999-12-31T23:59:59"}, parseDuration,
                          [](const test::Groups& groups) {
@@ -117,7 +117,7 @@ TEST(DurationTest, DefaultIsAllZero) {
     EXPECT_EQ(Duration(), *parseDuration("P0000-00-00T00:00:00"));
 }
 
-TEST(DurationTest, PrintsFieldsOutsideTheirRange) {
+TEST(DurationTest, FieldsOutOfRangeArePrinted) {
     Duration duration;
     duration.years = 65535;
     duration.months = duration.days = duration.hours = duration.minutes = duration.seconds = 255;

@@ -11,12 +11,12 @@
 
 namespace kova::test {
 
-/// What the groups of a match hold, the whole match first; nothing for one that took no part. Empty
-/// when there is no match.
+/// The texts of the groups of a match; the first is the whole match. A group that did not
+/// participate has an empty text. Empty when nothing matched.
 using Groups = std::vector<std::string>;
 
-/// The standard library's regular expressions with the ECMAScript grammar, in a source of their own
-/// because they take long to compile.
+/// A compiled regular expression of the standard library with the ECMAScript grammar. It is
+/// implemented in Engine.cpp because <regex> takes long to compile.
 class Engine {
 public:
     explicit Engine(char const* expression);
@@ -24,7 +24,7 @@ public:
     Engine(const Engine&) = delete;
     Engine& operator=(const Engine&) = delete;
 
-    /// Matches the whole of `text`.
+    /// Matches the whole of `text` and returns the groups.
     Groups match(const std::string& text) const;
 
 private:
@@ -32,13 +32,13 @@ private:
     std::unique_ptr<Compiled> compiled_;
 };
 
-/// Texts near `texts`: each of them with every character inserted, replaced and removed, and some
-/// thousands with several changes, mostly of digits. The same ones on every run.
+/// Returns variations of `texts`: each text with one character inserted, replaced or removed, and
+/// 3000 texts with several changes, most of them of digits. The result is the same on every run.
 std::vector<std::string> variationsOf(const std::vector<std::string>& texts);
 
-/// Proves that `parse` does what the engine does with `expression`: for all variations of `texts`,
-/// what came of it (see `outcomeOf`) is what `reference` makes of the groups of a match, and the
-/// refusal of `type` where there is no match.
+/// Expects that `parse` agrees with the engine and `expression` on all variations of `texts`. The
+/// expected outcome (see `outcomeOf`) is that of `reference` for the groups of a match, and the
+/// mismatch report of `type` when the expression does not match.
 template <typename Parse, typename Show, typename Reference>
 void expectAsEngine(const std::string& type, char const* expression,
                     const std::vector<std::string>& texts, Parse parse, Show show,
@@ -58,7 +58,7 @@ void expectAsEngine(const std::string& type, char const* expression,
     EXPECT_LT(matches, variations.size() * 3 / 4);
 }
 
-/// The same for a type of which `show` is its text.
+/// Does the same; values are shown by `toString`.
 template <typename Parse, typename Reference>
 void expectAsEngine(const std::string& type, char const* expression,
                     const std::vector<std::string>& texts, Parse parse, Reference reference) {

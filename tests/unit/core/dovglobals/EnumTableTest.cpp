@@ -16,6 +16,9 @@
 namespace kova::dovglobals {
 namespace {
 
+using detail::EnumRow;
+using detail::EnumTable;
+
 enum class Letter : std::uint8_t { a, b, c };
 
 constexpr EnumRow<Letter> SORTED[] = {{Letter::a, "a"}, {Letter::b, "aa"}, {Letter::c, "b"}};
@@ -23,22 +26,22 @@ constexpr EnumRow<Letter> REPEATED[] = {{Letter::a, "a"}, {Letter::b, "a"}, {Let
 constexpr EnumRow<Letter> UNSORTED[] = {{Letter::a, "a"}, {Letter::b, "c"}, {Letter::c, "b"}};
 constexpr EnumRow<Letter> MISNUMBERED[] = {{Letter::a, "a"}, {Letter::c, "b"}, {Letter::b, "c"}};
 
-static_assert(EnumTable<Letter, 3>(SORTED).isTrue());
-static_assert(!EnumTable<Letter, 3>(SORTED).isTrue(1));
-static_assert(EnumTable<Letter, 3>(REPEATED).isTrue(1));
-static_assert(!EnumTable<Letter, 3>(REPEATED).isTrue());
-static_assert(!EnumTable<Letter, 3>(UNSORTED).isTrue());
-static_assert(!EnumTable<Letter, 3>(MISNUMBERED).isTrue());
+static_assert(EnumTable<Letter, 3>(SORTED).isSorted());
+static_assert(!EnumTable<Letter, 3>(SORTED).isSorted(1));
+static_assert(EnumTable<Letter, 3>(REPEATED).isSorted(1));
+static_assert(!EnumTable<Letter, 3>(REPEATED).isSorted());
+static_assert(!EnumTable<Letter, 3>(UNSORTED).isSorted());
+static_assert(!EnumTable<Letter, 3>(MISNUMBERED).isSorted());
 
-TEST(EnumTableTest, FindsTheFirstOfARepeatedText) {
+TEST(EnumTableTest, RepeatedTextHasItsFirstValue) {
     EXPECT_EQ((EnumTable<Letter, 3>(REPEATED).value("a")), Letter::a);
 }
 
-TEST(EnumTableTest, ComparesByBytesWithoutASign) {
+TEST(EnumTableTest, TextsAreOrderedByUnsignedBytes) {
     static constexpr EnumRow<Letter> HIGH[] = {
         {Letter::a, "z"}, {Letter::b, "z\x7F"}, {Letter::c, "\x80"}};
     constexpr EnumTable<Letter, 3> table(HIGH);
-    static_assert(table.isTrue());
+    static_assert(table.isSorted());
     EXPECT_EQ(table.value("z"), Letter::a);
     EXPECT_EQ(table.value("\x80"), Letter::c);
     EXPECT_EQ(table.value("\xFF"), std::nullopt);
@@ -94,18 +97,18 @@ Sample<WeightUnit> sample() {
     return {5, valueToWeightUnit};
 }
 
-/// What every enumeration with texts does.
+/// Tests that hold for every enumeration with texts.
 template <typename Enum>
 class EnumTextTest : public testing::Test {
 protected:
-    /// Calls `look` with every value that can be read back, and its text.
+    /// Calls `look` with every value that can be read back and with its text.
     template <typename Look>
     void forEach(Look look) const {
         for (std::size_t number = 0; number < sample_.count; ++number) {
             const auto value = static_cast<Enum>(number);
             const std::optional<std::string> text = enumToValue(value);
             ASSERT_TRUE(text) << number;
-            // The second of two values with one text.
+            // The second of two values with the same text.
             if (number == 0 || enumToValue(static_cast<Enum>(number - 1)) != text) {
                 look(value, *text);
             }
@@ -119,13 +122,13 @@ using Enums = testing::Types<ConsumptionUnit, DateFormat, DistanceUnit, Language
                              SpeedUnit, TemperatureUnit, TimeFormat, VolumeUnit, WeightUnit>;
 TYPED_TEST_SUITE(EnumTextTest, Enums);
 
-TYPED_TEST(EnumTextTest, EveryTextGivesItsValue) {
+TYPED_TEST(EnumTextTest, EachTextHasItsValue) {
     this->forEach([this](TypeParam value, const std::string& text) {
         EXPECT_EQ(this->sample_.valueOf(text), value) << text;
     });
 }
 
-TYPED_TEST(EnumTextTest, OtherTextsGiveNothing) {
+TYPED_TEST(EnumTextTest, OtherTextsHaveNoValue) {
     EXPECT_EQ(this->sample_.valueOf(""), std::nullopt);
     EXPECT_EQ(this->sample_.valueOf("\x01"), std::nullopt);
     EXPECT_EQ(this->sample_.valueOf("\xFF"), std::nullopt);
@@ -136,20 +139,20 @@ TYPED_TEST(EnumTextTest, OtherTextsGiveNothing) {
     });
 }
 
-TYPED_TEST(EnumTextTest, NumbersBeyondTheLastGiveNothing) {
+TYPED_TEST(EnumTextTest, NumbersOutsideTheEnumerationHaveNoText) {
     for (std::size_t number = this->sample_.count; number < 256; ++number) {
         EXPECT_EQ(enumToValue(static_cast<TypeParam>(number)), std::nullopt) << number;
     }
 }
 
-TYPED_TEST(EnumTextTest, TravelsAsItsText) {
+TYPED_TEST(EnumTextTest, PayloadContainsTheText) {
     this->forEach([](TypeParam value, const std::string& text) {
         EXPECT_EQ(test::written(mimetypes::JSON, value), '"' + text + '"');
         EXPECT_EQ(test::written(mimetypes::AXOBin, value), test::binaryText(text));
     });
 }
 
-TYPED_TEST(EnumTextTest, ReadsBackFromPayloadsAndTrees) {
+TYPED_TEST(EnumTextTest, IsReadBackFromPayloadsAndTrees) {
     this->forEach([](TypeParam value, const std::string& text) {
         auto json = static_cast<TypeParam>(255);
         EXPECT_FALSE(test::readPayload(mimetypes::JSON, '"' + text + '"', json));
@@ -163,7 +166,7 @@ TYPED_TEST(EnumTextTest, ReadsBackFromPayloadsAndTrees) {
     });
 }
 
-TYPED_TEST(EnumTextTest, TargetIsUntouchedByOtherTextsAndOtherKinds) {
+TYPED_TEST(EnumTextTest, TargetIsUnchangedByOtherTextsAndOtherKinds) {
     const auto former = static_cast<TypeParam>(1);
     TypeParam target = former;
     EXPECT_TRUE(test::readPayload(mimetypes::JSON, "\"no such text\"", target));
@@ -174,7 +177,7 @@ TYPED_TEST(EnumTextTest, TargetIsUntouchedByOtherTextsAndOtherKinds) {
     EXPECT_EQ(target, former);
 }
 
-TYPED_TEST(EnumTextTest, NumberBeyondTheLastIsNotWritten) {
+TYPED_TEST(EnumTextTest, NumberOutsideTheEnumerationIsNotWritten) {
     const std::unique_ptr<util::serializer::IStructuredSerializer> serializer(
         serializer::Factory::createSerializer(mimetypes::JSON));
     util::ByteBufferWriter writer(64);
@@ -182,11 +185,11 @@ TYPED_TEST(EnumTextTest, NumberBeyondTheLastIsNotWritten) {
     EXPECT_TRUE(serializer::serialize(*serializer, static_cast<TypeParam>(this->sample_.count)));
     EXPECT_TRUE(serializer::serialize(*serializer, static_cast<TypeParam>(255)));
     EXPECT_EQ(writer.size(), 0U);
-    // The serializer was not called: it takes a value still.
+    // The serializer was not called, so it still accepts a value.
     EXPECT_FALSE(serializer::serialize(*serializer, static_cast<TypeParam>(0)));
 }
 
-TYPED_TEST(EnumTextTest, FailsWhereTheSerializerDoes) {
+TYPED_TEST(EnumTextTest, SerializingFailsWhenTheSerializerFails) {
     const std::unique_ptr<util::serializer::IStructuredSerializer> serializer(
         serializer::Factory::createSerializer(mimetypes::JSON));
     EXPECT_TRUE(serializer::serialize(*serializer, static_cast<TypeParam>(0)));

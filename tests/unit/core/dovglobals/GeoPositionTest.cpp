@@ -37,7 +37,7 @@ void PrintTo(const Text& row, std::ostream* out) {
 
 class GeoPositionTextTest : public testing::TestWithParam<Text> {};
 
-TEST_P(GeoPositionTextTest, IsParsedOrRefusedWithOneReport) {
+TEST_P(GeoPositionTextTest, IsParsedOrRejectedWithOneReport) {
     EXPECT_EQ(outcomeOf([] { return parseGeoPosition(GetParam().text); }), GetParam().outcome);
 }
 
@@ -56,14 +56,14 @@ INSTANTIATE_TEST_SUITE_P(
                     Text{"nan;2;3", MISMATCH}, Text{"inf;2;3", MISMATCH},
                     Text{"1;2;3\n", MISMATCH}));
 
-/// The coordinates to the last bit.
+/// Prints the coordinates exactly.
 std::string exact(const GeoPosition& position) {
     char text[128];
     std::snprintf(text, sizeof text, "%a;%a;%a", position.first, position.second, position.third);
     return text;
 }
 
-TEST(GeoPositionTest, ParsesAsTheEngineMatches) {
+TEST(GeoPositionTest, ParserAgreesWithStdRegex) {
     test::expectAsEngine(
         "struct Geoposition", R"(^([+-]?\d+(?:\.\d+)?);([+-]?\d+(?:\.\d+)?);([+-]?\d+(?:\.\d+)?)$)",
         {"1;2;3", "+52.520008;-13.404954;0.1", "-0.0;00179.99999999999999;4503599627370497.5"},
@@ -77,8 +77,8 @@ std::string zeros(std::size_t count) {
     return std::string(count, '0');
 }
 
-TEST(GeoPositionTest, EachCoordinateIsTheNearestDouble) {
-    // A half way case that only its last digit decides, the largest double and the smallest one.
+TEST(GeoPositionTest, CoordinatesAreRoundedToTheNearestDouble) {
+    // A half-way case that only the last digit decides, the largest double and the smallest one.
     const std::string half = "9007199254740993." + zeros(800);
     const std::vector<std::string> coordinates = {half + "0",
                                                   half + "1",
@@ -126,14 +126,14 @@ TEST(GeoPositionTest, FormIsReportedBeforeRange) {
               outOfRange("second"));
 }
 
-TEST(GeoPositionTest, TooSmallCoordinateIsASubnormalOrAZero) {
+TEST(GeoPositionTest, TooSmallCoordinateBecomesSubnormalOrZero) {
     EXPECT_EQ(parseGeoPosition("0." + zeros(323) + "5;0;0")->first, SMALLEST);
     EXPECT_EQ(exact(*parseGeoPosition("0." + zeros(323) + "2;-000." + zeros(5000) + "1;+0." +
                                       zeros(400) + "9")),
               exact({0.0, -0.0, 0.0}));
 }
 
-TEST(GeoPositionTest, PrintsAsPercentF) {
+TEST(GeoPositionTest, TextIsThatOfPrintf) {
     std::mt19937_64 random(52520);
     std::vector<double> coordinates = {0.0,     -0.0,      0.5,          1.0000005,     2.5e-7,
                                        LARGEST, -LARGEST,  SMALLEST,     INFINITE,      -INFINITE,
@@ -160,7 +160,7 @@ TEST(GeoPositionTest, DefaultIsAllZero) {
     EXPECT_EQ(GeoPosition().toString(), "0.000000;0.000000;0.000000");
 }
 
-TEST(GeoPositionTest, CoordinateThatIsNotANumberDecidesNothing) {
+TEST(GeoPositionTest, NanIsIgnoredByTheOrder) {
     const GeoPosition left(NOT_A_NUMBER, 1.0, 0.0);
     const GeoPosition right(0.0, 2.0, 0.0);
     EXPECT_TRUE(left < right);

@@ -9,18 +9,19 @@
 
 namespace kova::test {
 
-/// The text of the report that refuses a `type` for a `reason`.
+/// Returns the text of the report that rejects a `type` for a `reason`.
 inline std::string refusal(const std::string& type, const std::string& reason) {
     return "data is not in the expected format for '" + type + "' because of '" + reason + "'";
 }
 
-/// What refuses every text that does not have the form of its type.
+/// Returns the text of the report for a text that does not have the form of `type`.
 inline std::string mismatch(const std::string& type) {
     return refusal(type, "String does not match format from PELU specification");
 }
 
-/// What came of a call that gives a value or reports: what `show` makes of the value, or the text
-/// of the one report. Anything else, a value with a report or a second report, tells what it is.
+/// Returns the outcome of a call that returns a value or reports an error: the value printed by
+/// `show`, or the text of the report. A value with a report, or several reports, yields a text that
+/// says so.
 template <typename T, typename Show>
 std::string outcomeOf(Reports& reports, const std::optional<T>& result, Show show) {
     const std::vector<Reports::Report> taken = reports.take();
@@ -34,7 +35,7 @@ std::string outcomeOf(Reports& reports, const std::optional<T>& result, Show sho
     return (result ? "a value and " : "no value and ") + std::to_string(taken.size()) + " reports";
 }
 
-/// The same for a call that is made here; the value is shown by its text.
+/// Calls `call` and returns its outcome. The value is printed by `toString`.
 template <typename Call>
 std::string outcomeOf(Call call) {
     Reports reports;

@@ -20,10 +20,10 @@
 
 namespace kova::test {
 
-// The functions of kova::serializer are found for the types whose headers stand above, not for
-// those that come later.
+// Include the headers of the types before this header: the templates below find only functions of
+// kova::serializer that are already declared.
 
-/// The bytes of a payload that holds `value` alone; empty when writing fails.
+/// Returns the bytes of a payload that contains only `value`; empty when writing fails.
 template <typename T>
 std::string written(mimetypes::MimeTypeID mimeType, const T& value) {
     const std::unique_ptr<util::serializer::IStructuredSerializer> serializer(
@@ -35,7 +35,8 @@ std::string written(mimetypes::MimeTypeID mimeType, const T& value) {
     return failed ? std::string() : std::string(reinterpret_cast<char const*>(writer.data()), size);
 }
 
-/// Reads a value from a payload that holds nothing else. False on success, as `deserialize`.
+/// Reads a value from a payload that contains nothing else. Returns false on success, like
+/// `deserialize`.
 template <typename T>
 bool readPayload(mimetypes::MimeTypeID mimeType, const std::string& bytes, T& value) {
     const std::unique_ptr<util::serializer::IStructuredPullDeserializer> deserializer(
@@ -46,7 +47,7 @@ bool readPayload(mimetypes::MimeTypeID mimeType, const std::string& bytes, T& va
            serializer::deserialize(*deserializer, value) || deserializer->endDeserialize();
 }
 
-/// Reads a value from a node of a value tree. False on success, as `deserialize`.
+/// Reads a value from a node of a value tree. Returns false on success, like `deserialize`.
 template <typename T>
 bool readTree(const util::config::Value& node, T& value) {
     const std::unique_ptr<util::serializer::IStructuredPullDeserializer> deserializer(
@@ -55,7 +56,8 @@ bool readTree(const util::config::Value& node, T& value) {
            serializer::deserialize(*deserializer, value);
 }
 
-/// The binary payload of a text of less than 256 bytes: the head of a text string, then the bytes.
+/// Returns the binary payload of a text of less than 256 bytes: the head of a text string, then the
+/// bytes.
 inline std::string binaryText(const std::string& text) {
     const char length = static_cast<char>(text.size());
     return (text.size() < 24 ? std::string(1, static_cast<char>(0x60 + length))

@@ -30,8 +30,8 @@ const std::string BAD_ALPHA =
 
 struct Alpha {
     float alpha;
-    std::string made;     // what the constructor makes of it
-    std::string created;  // what the factory makes of it
+    std::string made;     // result of the constructor
+    std::string created;  // result of the factory
 };
 
 void PrintTo(const Alpha& row, std::ostream* out) {
@@ -40,7 +40,7 @@ void PrintTo(const Alpha& row, std::ostream* out) {
 
 class RGBAAlphaTest : public testing::TestWithParam<Alpha> {};
 
-TEST_P(RGBAAlphaTest, IsLimitedByTheConstructorAndCheckedByTheFactory) {
+TEST_P(RGBAAlphaTest, IsClampedByTheConstructorAndCheckedByTheFactory) {
     const Alpha& row = GetParam();
     EXPECT_EQ(RGBA(1, 2, 3, row.alpha).toString(), row.made);
     EXPECT_EQ(outcomeOf([&row] { return createRGBA(1, 2, 3, row.alpha); }), row.created);
@@ -73,7 +73,7 @@ void PrintTo(const Text& row, std::ostream* out) {
 
 class RGBATextTest : public testing::TestWithParam<Text> {};
 
-TEST_P(RGBATextTest, IsParsedOrRefusedWithOneReport) {
+TEST_P(RGBATextTest, IsParsedOrRejectedWithOneReport) {
     EXPECT_EQ(outcomeOf([] { return parseRGBA(GetParam().text); }), GetParam().outcome);
 }
 
@@ -83,7 +83,7 @@ INSTANTIATE_TEST_SUITE_P(
                     Text{"rgba(255, 0,\t007, 0.5)", "rgba(255,0,7,0.5)"},
                     Text{"rgba(1,2,3,1.0)", "rgba(1,2,3,1.0)"},
                     Text{"rgba(0,0,0,.0)", "rgba(0,0,0,0.0)"},
-                    // To a float this is 1.
+                    // The nearest float is 1.
                     Text{"rgba(1,2,3,1.00000000001)", "rgba(1,2,3,1.0)"},
                     Text{"rgba(256,256,256,1.01)", BAD_RED}, Text{"rgba(999,0,0,0.5)", BAD_RED},
                     Text{"rgba(0,256,256,1.01)", BAD_GREEN}, Text{"rgba(0,0,256,1.01)", BAD_BLUE},
@@ -98,7 +98,7 @@ INSTANTIATE_TEST_SUITE_P(
                     Text{"RGBA(1,2,3,.5)", MISMATCH}, Text{"rgba(1,2,3,.5", MISMATCH},
                     Text{"rgba(1,2,3,.5)\n", MISMATCH}));
 
-/// The fields to the last bit.
+/// Prints the fields exactly.
 std::string exact(const RGBA& colour) {
     char text[64];
     std::snprintf(text, sizeof text, "%d %d %d %a", int{colour.red}, int{colour.green},
@@ -106,7 +106,7 @@ std::string exact(const RGBA& colour) {
     return text;
 }
 
-/// What the steps of parsing make of the groups of a match, with the standard conversions.
+/// Returns the expected outcome for the groups of a match, using the standard conversions.
 std::string reference(const test::Groups& groups) {
     unsigned int channels[3] = {};
     char separator = '\0';
@@ -122,13 +122,13 @@ std::string reference(const test::Groups& groups) {
                                         static_cast<unsigned char>(channels[2]), alpha});
 }
 
-TEST(RGBATest, ParsesAsTheEngineMatches) {
+TEST(RGBATest, ParserAgreesWithStdRegex) {
     test::expectAsEngine("struct RGBA", R"(^rgba\(((?:\d{1,3},(?: |\t)?){3})((?:1|0)?\.\d+)\)$)",
                          {"rgba(1,22,255,.5)", "rgba(0, 128,\t255, 0.333333)", "rgba(9,8,7,1.0)"},
                          parseRGBA, exact, reference);
 }
 
-TEST(RGBATest, TooSmallAlphaIsASubnormalOrAZero) {
+TEST(RGBATest, TooSmallAlphaBecomesSubnormalOrZero) {
     const std::string zeros(44, '0');
     EXPECT_EQ(parseRGBA("rgba(0,0,0,." + zeros + "1)")->alpha,
               std::numeric_limits<float>::denorm_min());
@@ -139,13 +139,13 @@ TEST(RGBATest, DefaultIsTransparentBlack) {
     EXPECT_EQ(RGBA().toString(), "rgba(0,0,0,0.0)");
 }
 
-TEST(RGBATest, PrintsSmallAlphasWithAnExponentThatDoesNotReadBack) {
+TEST(RGBATest, SmallAlphaIsPrintedWithAnExponentAndDoesNotReadBack) {
     const std::string text = RGBA(1, 2, 3, 0.00001F).toString();
     EXPECT_EQ(text, "rgba(1,2,3,1.e-05)");
     EXPECT_EQ(outcomeOf([&text] { return parseRGBA(text); }), MISMATCH);
 }
 
-TEST(RGBATest, PrintsAlphasOutsideTheirRange) {
+TEST(RGBATest, AlphaOutOfRangeIsPrinted) {
     RGBA colour(255, 255, 255, 0.0F);
     colour.alpha = -std::numeric_limits<float>::min();
     EXPECT_EQ(colour.toString(), "rgba(255,255,255,-1.1754944e-38)");

@@ -23,7 +23,7 @@ TEST(ResourceUpdateTypeSerializerTest, EachTypeHasItsNumberAndText) {
     }
 }
 
-TEST(ResourceUpdateTypeSerializerTest, OtherNumbersAndTextsGiveNothing) {
+TEST(ResourceUpdateTypeSerializerTest, OtherNumbersAndTextsAreRejected) {
     EXPECT_EQ(Serializer::enumToValue(static_cast<ResourceUpdateType>(3)), std::nullopt);
     EXPECT_EQ(Serializer::enumToValue(static_cast<ResourceUpdateType>(255)), std::nullopt);
     for (char const* text : {"", "added", "ADD", "ADDED ", "CHANGED", "ZZZ"}) {

@@ -24,14 +24,14 @@
 namespace kova::dovglobals {
 namespace {
 
-/// What a type with a text is tested with.
+/// The test data of a type with a text.
 template <typename T>
 struct Sample {
-    char const* type;  // its name in reports
-    char const* file;  // and their source position
+    char const* type;  // the name of the type in reports
+    char const* file;  // the file in reports
     std::optional<T> (*parse)(std::string);
-    std::vector<std::string> ascending;  // texts in the order of their values, as they are printed
-    std::string failing;                 // a text that a check refuses, if there are checks
+    std::vector<std::string> ascending;  // printed texts in the order of their values
+    std::string failing;                 // a text that a check rejects; empty without checks
 };
 
 template <typename T>
@@ -51,7 +51,7 @@ Sample<Time> sample() {
     return {"struct Time",
             "src/core/dovglobals/Time",
             [](std::string text) { return parseTime(text); },
-            // An absent part before one that is there, and no zone brought to UTC.
+            // A part that is not set comes first. Zones are not converted to UTC.
             {"08:05:09Z", "08:05:09-23:00", "08:05:09-00:30", "08:05:09+00:00", "08:05:09+05:30",
              "08:05:09.000Z", "08:05:09.000-01:00", "08:05:09.001Z", "08:05:10Z", "08:06:00Z",
              "09:00:00+09:00"},
@@ -111,7 +111,7 @@ protected:
 using TextTypes = testing::Types<Date, Time, DateTime, Duration, GeoPosition, RGBA>;
 TYPED_TEST_SUITE(TextFormTest, TextTypes);
 
-TYPED_TEST(TextFormTest, PrintsWhatItParses) {
+TYPED_TEST(TextFormTest, PrintedTextIsTheParsedText) {
     for (const std::string& text : this->sample_.ascending) {
         const auto parsed = this->sample_.parse(text);
         ASSERT_TRUE(parsed) << text;
@@ -120,7 +120,7 @@ TYPED_TEST(TextFormTest, PrintsWhatItParses) {
     EXPECT_TRUE(this->reports_.take().empty());
 }
 
-TYPED_TEST(TextFormTest, RefusesOtherTextsWithOneReportFromItsFile) {
+TYPED_TEST(TextFormTest, OtherTextsAreRejectedWithOneReportFromTheFileOfTheType) {
     EXPECT_FALSE(this->sample_.parse(this->sample_.ascending[0] + "."));
     const auto taken = this->reports_.take();
     ASSERT_EQ(taken.size(), 1U);
@@ -131,7 +131,7 @@ TYPED_TEST(TextFormTest, RefusesOtherTextsWithOneReportFromItsFile) {
     EXPECT_GT(taken[0].line, 0);
 }
 
-TYPED_TEST(TextFormTest, OrdersByTheFields) {
+TYPED_TEST(TextFormTest, ComparesFieldByField) {
     for (std::size_t left = 0; left < this->sample_.ascending.size(); ++left) {
         for (std::size_t right = 0; right < this->sample_.ascending.size(); ++right) {
             SCOPED_TRACE(this->sample_.ascending[left] + ' ' + this->sample_.ascending[right]);
@@ -142,7 +142,7 @@ TYPED_TEST(TextFormTest, OrdersByTheFields) {
     }
 }
 
-TYPED_TEST(TextFormTest, TravelsAsOneString) {
+TYPED_TEST(TextFormTest, PayloadContainsOneString) {
     for (std::size_t i = 0; i < this->sample_.ascending.size(); ++i) {
         const std::string& text = this->sample_.ascending[i];
         EXPECT_EQ(test::written(mimetypes::JSON, this->value(i)), '"' + text + '"');
@@ -150,7 +150,7 @@ TYPED_TEST(TextFormTest, TravelsAsOneString) {
     }
 }
 
-TYPED_TEST(TextFormTest, ReadsBackFromPayloadsAndTrees) {
+TYPED_TEST(TextFormTest, IsReadBackFromPayloadsAndTrees) {
     for (std::size_t i = 0; i < this->sample_.ascending.size(); ++i) {
         const std::string& text = this->sample_.ascending[i];
         TypeParam json{};
@@ -165,7 +165,7 @@ TYPED_TEST(TextFormTest, ReadsBackFromPayloadsAndTrees) {
     }
 }
 
-TYPED_TEST(TextFormTest, TargetIsUntouchedByATextThatIsRefused) {
+TYPED_TEST(TextFormTest, TargetIsUnchangedByARejectedText) {
     const std::vector<std::string> refused = {"", this->sample_.ascending[1] + " ",
                                               this->sample_.failing};
     for (const std::string& text : refused) {
@@ -178,7 +178,7 @@ TYPED_TEST(TextFormTest, TargetIsUntouchedByATextThatIsRefused) {
     }
 }
 
-TYPED_TEST(TextFormTest, TargetIsUntouchedWhereThereIsNoString) {
+TYPED_TEST(TextFormTest, TargetIsUnchangedByOtherKinds) {
     TypeParam target = this->value(0);
     EXPECT_TRUE(test::readPayload(mimetypes::JSON, "20190307", target));
     EXPECT_TRUE(test::readPayload(mimetypes::AXOBin, "\x01", target));
@@ -187,13 +187,13 @@ TYPED_TEST(TextFormTest, TargetIsUntouchedWhereThereIsNoString) {
     EXPECT_TRUE(this->reports_.take().empty());
 }
 
-TYPED_TEST(TextFormTest, FailsWhereTheSerializerDoes) {
+TYPED_TEST(TextFormTest, SerializingFailsWhenTheSerializerFails) {
     const std::unique_ptr<util::serializer::IStructuredSerializer> serializer(
         serializer::Factory::createSerializer(mimetypes::JSON));
     EXPECT_TRUE(serializer::serialize(*serializer, this->value(0)));
 }
 
-TYPED_TEST(TextFormTest, AllocatesNothingButThePrintedText) {
+TYPED_TEST(TextFormTest, AllocatesOnlyThePrintedText) {
     for (const std::string& text : this->sample_.ascending) {
         std::string copy = text;
         std::optional<TypeParam> parsed;
@@ -211,14 +211,14 @@ TYPED_TEST(TextFormTest, AllocatesNothingButThePrintedText) {
     }
 }
 
-/// Commas for points and groups of three digits.
+/// A format with decimal commas and grouped digits.
 struct Commas : std::numpunct<char> {
     char do_decimal_point() const override { return ','; }
     char do_thousands_sep() const override { return '.'; }
     std::string do_grouping() const override { return "\3"; }
 };
 
-/// While it lives, the process has a locale with commas: C++ always, C where one is installed.
+/// Sets a locale with decimal commas during its lifetime: for C++, and for C if one is installed.
 class LocaleWithCommas {
 public:
     LocaleWithCommas() : former_(std::locale::global(std::locale(std::locale(), new Commas))) {
@@ -237,7 +237,7 @@ private:
     std::locale former_;
 };
 
-TYPED_TEST(TextFormTest, KnowsNoLocale) {
+TYPED_TEST(TextFormTest, ProcessLocaleIsIgnored) {
     const LocaleWithCommas locale;
     for (const std::string& text : this->sample_.ascending) {
         const auto parsed = this->sample_.parse(text);

@@ -36,8 +36,8 @@ struct Fields {
     unsigned char second;
     std::optional<unsigned short> millisecond;
     std::optional<TimeZone> timeZone;
-    std::string made;     // what the constructor makes of them
-    std::string created;  // what the factory makes of them
+    std::string made;     // result of the constructor
+    std::string created;  // result of the factory
 };
 
 void PrintTo(const Fields& row, std::ostream* out) {
@@ -48,7 +48,7 @@ void PrintTo(const Fields& row, std::ostream* out) {
 
 class TimeFieldsTest : public testing::TestWithParam<Fields> {};
 
-TEST_P(TimeFieldsTest, AreLimitedByTheConstructorAndCheckedByTheFactory) {
+TEST_P(TimeFieldsTest, AreClampedByTheConstructorAndCheckedByTheFactory) {
     const Fields& row = GetParam();
     const Time made(row.hour, row.minute, row.second, row.millisecond, row.timeZone);
     EXPECT_EQ(made.toString(), row.made);
@@ -99,7 +99,7 @@ void PrintTo(const Text& row, std::ostream* out) {
 
 class TimeTextTest : public testing::TestWithParam<Text> {};
 
-TEST_P(TimeTextTest, IsParsedOrRefusedWithOneReport) {
+TEST_P(TimeTextTest, IsParsedOrRejectedWithOneReport) {
     EXPECT_EQ(outcomeOf([] { return parseTime(GetParam().text); }), GetParam().outcome);
 }
 
@@ -121,7 +121,7 @@ INSTANTIATE_TEST_SUITE_P(
         Text{"12:00:00+0000", mismatch("struct Time")},
         Text{"12:00:00Z\n", mismatch("struct Time")}));
 
-/// What the steps of parsing make of the groups of a match, with the standard conversions.
+/// Returns the expected outcome for the groups of a match, using the standard conversions.
 std::string reference(const test::Groups& groups) {
     const bool zone = groups[5] != "Z";
     const int zoneHours = zone ? std::stoi(groups[6]) : 0;
@@ -141,25 +141,25 @@ std::string reference(const test::Groups& groups) {
     if (zoneMinutes > 59) {
         return zoneHours == 0 ? BAD_ZONE_MINUTE_OF_0 : BAD_ZONE_MINUTE;
     }
-    // The one text that does not print as it reads.
+    // The only form whose printed text differs from the parsed text.
     std::string text = groups[0];
     return groups[5] == "-00:00" ? text.replace(text.size() - 6, 1, "+") : text;
 }
 
-TEST(TimeTest, ParsesAsTheEngineMatches) {
+TEST(TimeTest, ParserAgreesWithStdRegex) {
     test::expectAsEngine(
         "struct Time", R"(^(\d{2}):(\d{2}):(\d{2})(\.\d{3})?(Z|((?:\+|\-)\d{2}):(\d{2}))$)",
         {"12:34:56Z", "00:00:00.000Z", "23:59:59.999+00:00", "10:20:30-00:10", "01:02:03-10:00"},
         parseTime, reference);
 }
 
-TEST(TimeTest, MillisecondsArePresentWhenTheyAreWritten) {
+TEST(TimeTest, MillisecondsAreSetIfTheTextHasThem) {
     EXPECT_EQ(parseTime("12:00:00Z")->millisecond, NONE);
     EXPECT_EQ(parseTime("12:00:00.000Z")->millisecond, std::optional<std::uint16_t>(0));
     EXPECT_EQ(parseTime("12:00:00.987Z")->millisecond, std::optional<std::uint16_t>(987));
 }
 
-TEST(TimeTest, SignOfAZoneStandsOnItsHoursUnlessTheseAreZero) {
+TEST(TimeTest, SignOfAZoneIsThatOfItsHoursUnlessTheyAreZero) {
     EXPECT_EQ(parseTime("12:00:00Z")->timeZone, NONE);
     EXPECT_EQ(parseTime("12:00:00+00:00")->timeZone, (TimeZone{0, 0}));
     EXPECT_EQ(parseTime("12:00:00+00:30")->timeZone, (TimeZone{0, 30}));
@@ -168,7 +168,7 @@ TEST(TimeTest, SignOfAZoneStandsOnItsHoursUnlessTheseAreZero) {
     EXPECT_EQ(parseTime("12:00:00+05:30")->timeZone, (TimeZone{5, 30}));
 }
 
-TEST(TimeTest, ZoneHasATextOfItsOwn) {
+TEST(TimeTest, TimeZoneHasItsOwnText) {
     EXPECT_EQ(Time(0, 0, 0, NONE, NONE).getTimeZoneString(), "Z");
     EXPECT_EQ(Time(0, 0, 0, NONE, TimeZone{0, 0}).getTimeZoneString(), "+00:00");
     EXPECT_EQ(Time(0, 0, 0, NONE, TimeZone{0, -30}).getTimeZoneString(), "-00:30");
@@ -183,7 +183,7 @@ TEST(TimeTest, DefaultIsMidnightWithoutMillisecondsAndZone) {
     EXPECT_EQ(time.timeZone, NONE);
 }
 
-TEST(TimeTest, PrintsFieldsOutsideTheirRange) {
+TEST(TimeTest, FieldsOutOfRangeArePrinted) {
     Time time;
     time.hour = time.minute = time.second = 255;
     time.millisecond = 65535;
@@ -192,7 +192,7 @@ TEST(TimeTest, PrintsFieldsOutsideTheirRange) {
     EXPECT_EQ(time.getTimeZoneString(), "-128:128");
 }
 
-TEST(TimeTest, ZonesAreOrderedAsTheyAreWritten) {
+TEST(TimeTest, ZonesAreOrderedByHoursThenMinutes) {
     const TimeZone ascending[] = {{-5, 30}, {-5, 45}, {0, -30}, {0, 0}, {0, 30}, {1, 0}};
     for (const TimeZone& left : ascending) {
         for (const TimeZone& right : ascending) {

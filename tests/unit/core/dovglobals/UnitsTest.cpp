@@ -89,12 +89,12 @@ TEST(WeightUnitTest, EnumeratorsHaveTheirNumbersAndTexts) {
     expectTexts(expected);
 }
 
-TEST(SpeedUnitTest, IsFoundByItsOwnTextOnly) {
+TEST(SpeedUnitTest, ValueIsFoundOnlyByItsText) {
     EXPECT_EQ(valueToSpeedUnit("kmh"), SpeedUnit::kmh);
     EXPECT_EQ(valueToSpeedUnit("km/h"), std::nullopt);
 }
 
-TEST(TemperatureUnitTest, CaseCounts) {
+TEST(TemperatureUnitTest, CaseMatters) {
     EXPECT_EQ(valueToTemperatureUnit("C"), TemperatureUnit::C);
     EXPECT_EQ(valueToTemperatureUnit("c"), std::nullopt);
 }
