@@ -6,10 +6,20 @@
 #include "osal/AlarmTimer.h"
 #include "zel/ErrorOutput.h"
 
-// `interval_` and `periodic_` are read by the callback and written by `start` and `stop`, on other
-// threads, without a lock: these write after disarming, when no callback is running.
+// The callback reads `interval_` and `periodic_`, while `start` and `stop` write them on other
+// threads. No lock is needed: `start` and `stop` disarm the alarm first, so no callback is running
+// when they write.
 
 namespace kova {
+
+namespace {
+
+// The source position of the report. The interface fixes it, so it is not the position in this
+// file.
+constexpr char const* FILE_NAME = "src/core/utility/Alarm";
+constexpr int ZERO_INTERVAL_LINE = 29;
+
+}  // namespace
 
 FunctionalAlarm::FunctionalAlarm(std::function<void()>&& function, osal::AlarmTimer& timer)
     : osal::Alarm(timer, alarmCallback, this),
@@ -21,7 +31,7 @@ FunctionalAlarm::~FunctionalAlarm() {
 
 bool FunctionalAlarm::start(unsigned int interval, bool periodic) {
     if (interval == 0) {
-        zel::ErrorOutput("src/core/utility/Alarm", 29, true)(
+        zel::ErrorOutput(FILE_NAME, ZERO_INTERVAL_LINE, true)(
             errors::Error, errors::InvalidParameter, "zero tick interval specified");
         return true;
     }
@@ -39,7 +49,8 @@ void FunctionalAlarm::stop() noexcept {
 void FunctionalAlarm::alarmCallback(void* user) {
     auto* const alarm = static_cast<FunctionalAlarm*>(user);
     if (alarm->periodic_) {
-        // Fails for an interval of 0 only, which `start` refuses: the timer's thread is this one.
+        // Cannot fail: `start` rejects an interval of 0, and the thread of the timer, which is this
+        // thread, exists.
         static_cast<void>(alarm->rearm(Duration(alarm->interval_)));
     }
     const auto function = alarm->function_;

@@ -14,7 +14,8 @@ Disposable::Disposable(Disposable&& other) noexcept
 
 Disposable& Disposable::operator=(Disposable&& other) noexcept {
     if (this != &other) {
-        // The former function goes last: what it owns may look at this object.
+        // Destroys the former function last, because the destructors of what it owns may use this
+        // object.
         std::function<void()> former = std::exchange(other.function_, nullptr);
         function_.swap(former);
     }

@@ -12,8 +12,8 @@
 
 #include "tracing/Channel.h"
 
-// A version is compared as a view into its text (`Version`), so that reading a list of offers
-// allocates nothing; only what is handed out becomes a `SemVer` or a text.
+// Versions are compared as views into their texts (`Version`), so parsing a list of offers
+// allocates nothing. Only a returned version becomes a `SemVer` or a text.
 
 namespace kova::semver {
 
@@ -51,8 +51,8 @@ bool isSpace(char c) {
     return c == ' ' || (c >= '\t' && c <= '\r');
 }
 
-// What strtoul makes of the token in the "C" locale, cut to 32 bits; false when there are no digits
-// or when they are beyond 64 bits.
+// Reads what strtoul reads from the token under the "C" locale, and stores the low 32 bits. Returns
+// false when the token has no digits or the number does not fit 64 bits.
 bool readNumber(std::string_view token, std::uint32_t& number) {
     auto const* begin = std::find_if_not(token.begin(), token.end(), isSpace);
     const bool negative = begin != token.end() && *begin == '-';
@@ -67,7 +67,7 @@ bool readNumber(std::string_view token, std::uint32_t& number) {
     return true;
 }
 
-bool countsAreRight(std::string_view text) {
+bool hasValidSeparators(std::string_view text) {
     const auto numberSeparators = std::count(text.begin(), text.end(), NUMBER_SEPARATOR);
     if (numberSeparators != 2) {
         trace(3, "[toSemVer] Found {} version separators '{}' in input '{}' but expected 2",
@@ -91,8 +91,8 @@ void promote(Version& version) {
     version.patch = 0;
 }
 
-// Reads what nearly every version looks like in one pass: three numbers of up to nine digits and
-// nothing else. False for all others, which `readParts` reads in three times the time.
+// Fast path for the common form: three numbers of up to nine digits and nothing else, read in one
+// pass. Returns false for all other texts. `readParts` reads all forms, in three times the time.
 bool readPlain(std::string_view text, Version& version) {
     char const* at = text.data();
     char const* const end = at + text.size();
@@ -113,9 +113,10 @@ bool readPlain(std::string_view text, Version& version) {
     return at == end;
 }
 
-// The view of the branch lives as long as the text.
+// Reads a version of any form. Returns false when the text is not a version. The branch is a view
+// of the text.
 bool readParts(std::string_view text, Version& version) {
-    if (!countsAreRight(text)) {
+    if (!hasValidSeparators(text)) {
         return false;
     }
     const std::size_t first = text.find(NUMBER_SEPARATOR);
@@ -186,8 +187,8 @@ std::optional<std::string> checkPair(const std::string& wantedText, const std::s
     return offeredText;
 }
 
-// The compatible versions of a list, as far as the choice needs to know them. They share major
-// number and branch, so those with equal numbers are equal.
+// The compatible versions of a list that can be chosen. All have the same major number and branch,
+// so versions with equal numbers are equal.
 struct Candidates {
     bool hasWanted = false;
     std::optional<Version> lowestAbove;
@@ -204,9 +205,10 @@ struct Candidates {
         }
     }
 
-    // The best of them that is not the wanted version itself.
+    // Returns the best version other than the wanted one. There must be at least one candidate.
     std::optional<Version> choose(const Version& wanted, bool backwardOnly) const {
-        // Peers rely on a wanted minor number of 0 counting as above every candidate's.
+        // Peers rely on this: a wanted minor number of 0 counts as higher than that of every
+        // candidate.
         const bool reachesMinor = wanted.minor != 0 && highest->minor >= wanted.minor;
         if (reachesMinor) {
             return lowestAbove ? lowestAbove : highest;

@@ -12,7 +12,8 @@ namespace kova::tracing {
 
 namespace {
 
-// Never destroyed: channels may be released while the process ends.
+// Returns the lock of the register. It is never destroyed, because static destructors may release
+// channels.
 osal::Mutex& mutex() {
     static auto* const instance = new osal::Mutex();
     return *instance;
@@ -27,7 +28,7 @@ osal::Mutex& mutex() {
 
 void releaseTraceChannel(::tracing::Channel*& channel) {
     const std::lock_guard<osal::Mutex> guard(mutex());
-    // A copy: the channel may end with its last binding, and its name with it.
+    // A copy, because releasing the last binding destroys the channel with its name.
     const std::string name = channel->name();
     ::tracing::SharedChannelMap::instance().unmap(name);
     channel = nullptr;

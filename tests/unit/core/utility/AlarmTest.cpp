@@ -30,11 +30,11 @@ protected:
     int calls = 0;
     ManualClock clock;
     osal::AlarmTimer timer{clock};
-    // Keeps the timer's thread alive.
+    // Keeps the thread of the timer running.
     FunctionalAlarm idle{[] {}, timer};
 };
 
-TEST_F(AlarmTest, IsCalledOnceWhenItIsNotPeriodic) {
+TEST_F(AlarmTest, OneShotAlarmCallsOnce) {
     FunctionalAlarm alarm(counting(), timer);
     EXPECT_FALSE(alarm.start(10, false));
     clock.advance(milliseconds(9));
@@ -45,7 +45,7 @@ TEST_F(AlarmTest, IsCalledOnceWhenItIsNotPeriodic) {
     EXPECT_EQ(calls, 1);
 }
 
-TEST_F(AlarmTest, IsCalledAgainAndAgainWhenItIsPeriodic) {
+TEST_F(AlarmTest, PeriodicAlarmCallsRepeatedly) {
     FunctionalAlarm alarm(counting(), timer);
     EXPECT_FALSE(alarm.start(10, true));
     for (int call = 1; call < 5; ++call) {
@@ -56,7 +56,7 @@ TEST_F(AlarmTest, IsCalledAgainAndAgainWhenItIsPeriodic) {
     }
 }
 
-TEST_F(AlarmTest, PeriodDoesNotDependOnWhenTheFunctionRuns) {
+TEST_F(AlarmTest, LateCallsDoNotShiftThePeriod) {
     FunctionalAlarm alarm(counting(), timer);
     EXPECT_FALSE(alarm.start(10, true));
     clock.advance(milliseconds(16));
@@ -65,7 +65,7 @@ TEST_F(AlarmTest, PeriodDoesNotDependOnWhenTheFunctionRuns) {
     EXPECT_EQ(calls, 2);
 }
 
-TEST_F(AlarmTest, MissedCallsAreNotMadeUpFor) {
+TEST_F(AlarmTest, MissedCallsAreNotRepeated) {
     FunctionalAlarm alarm(counting(), timer);
     EXPECT_FALSE(alarm.start(10, true));
     clock.advance(milliseconds(10000005));
@@ -74,7 +74,7 @@ TEST_F(AlarmTest, MissedCallsAreNotMadeUpFor) {
     EXPECT_EQ(calls, 2);
 }
 
-TEST_F(AlarmTest, WholeRangeOfTheIntervalCounts) {
+TEST_F(AlarmTest, FullRangeOfTheIntervalIsSupported) {
     FunctionalAlarm alarm(counting(), timer);
     EXPECT_FALSE(alarm.start(4294967295U, true));
     clock.advance(milliseconds(4294967294));
@@ -102,7 +102,7 @@ TEST_F(AlarmTest, StartingAgainRestartsTheInterval) {
     EXPECT_EQ(calls, 3);
 }
 
-TEST_F(AlarmTest, IntervalOfZeroIsReportedAndLeavesARunningAlarmRunning) {
+TEST_F(AlarmTest, IntervalOfZeroIsReportedAndKeepsTheAlarmRunning) {
     Reports reports;
     FunctionalAlarm alarm(counting(), timer);
     EXPECT_FALSE(alarm.start(10, true));
@@ -128,7 +128,7 @@ TEST_F(AlarmTest, IntervalOfZeroDoesNotStartAnIdleAlarm) {
     EXPECT_EQ(calls, 0);
 }
 
-TEST_F(AlarmTest, StoppedAlarmIsNotCalled) {
+TEST_F(AlarmTest, StoppedAlarmDoesNotCall) {
     FunctionalAlarm alarm(counting(), timer);
     alarm.stop();
     for (const bool periodic : {false, true}) {
@@ -140,7 +140,7 @@ TEST_F(AlarmTest, StoppedAlarmIsNotCalled) {
     }
 }
 
-TEST_F(AlarmTest, DestroyedAlarmIsNotCalledAndOwnsNothing) {
+TEST_F(AlarmTest, DestroyedAlarmDoesNotCallAndReleasesItsFunction) {
     const auto owned = std::make_shared<int>();
     {
         FunctionalAlarm alarm([this, owned] { ++calls; }, timer);
@@ -151,7 +151,7 @@ TEST_F(AlarmTest, DestroyedAlarmIsNotCalledAndOwnsNothing) {
     EXPECT_EQ(calls, 0);
 }
 
-TEST_F(AlarmTest, FunctionStopsItsPeriodicAlarmThoughThatWasArmedAgainBefore) {
+TEST_F(AlarmTest, FunctionCanStopItsPeriodicAlarm) {
     std::unique_ptr<FunctionalAlarm> alarm;
     alarm = std::make_unique<FunctionalAlarm>(
         [&] {
@@ -165,7 +165,7 @@ TEST_F(AlarmTest, FunctionStopsItsPeriodicAlarmThoughThatWasArmedAgainBefore) {
     EXPECT_EQ(calls, 1);
 }
 
-TEST_F(AlarmTest, FunctionStartsItsAlarmFromNow) {
+TEST_F(AlarmTest, FunctionCanRestartItsAlarm) {
     std::unique_ptr<FunctionalAlarm> alarm;
     alarm = std::make_unique<FunctionalAlarm>(
         [&] {
@@ -181,7 +181,7 @@ TEST_F(AlarmTest, FunctionStartsItsAlarmFromNow) {
     EXPECT_EQ(calls, 2);
 }
 
-TEST_F(AlarmTest, FunctionDestroysItsAlarmAndGoesOn) {
+TEST_F(AlarmTest, FunctionCanDestroyItsAlarm) {
     for (const bool periodic : {false, true}) {
         const auto owned = std::make_shared<int>(7);
         std::unique_ptr<FunctionalAlarm> alarm;
@@ -200,7 +200,7 @@ TEST_F(AlarmTest, FunctionDestroysItsAlarmAndGoesOn) {
     }
 }
 
-TEST_F(AlarmTest, CallbackCallsTheFunctionAndArmsAPeriodicAlarm) {
+TEST_F(AlarmTest, CallbackCallsTheFunctionAndRearmsAPeriodicAlarm) {
     FunctionalAlarm alarm(counting(), timer);
     EXPECT_FALSE(alarm.start(10, true));
     FunctionalAlarm::alarmCallback(&alarm);
@@ -209,12 +209,12 @@ TEST_F(AlarmTest, CallbackCallsTheFunctionAndArmsAPeriodicAlarm) {
     EXPECT_EQ(calls, 2);
 }
 
-TEST_F(AlarmTest, CallbackOfAnEmptyFunctionRaisesBadFunctionCall) {
+TEST_F(AlarmTest, CallbackThrowsBadFunctionCallForAnEmptyFunction) {
     FunctionalAlarm alarm(std::function<void()>(), timer);
     EXPECT_THROW(FunctionalAlarm::alarmCallback(&alarm), std::bad_function_call);
 }
 
-TEST(AlarmDeathTest, EmptyFunctionThatIsDueEndsTheProcess) {
+TEST(AlarmDeathTest, ExpiryWithAnEmptyFunctionEndsTheProcess) {
     EXPECT_DEATH(
         {
             FunctionalAlarm alarm{std::function<void()>()};
@@ -235,8 +235,8 @@ TEST(AlarmDefaultTimerTest, AlarmsShareOneThread) {
     EXPECT_NE(id, std::this_thread::get_id());
 }
 
-// Alarms of one millisecond, the shortest, started, stopped and destroyed by four threads.
-TEST(AlarmConcurrencyTest, StoppedAndDestroyedAlarmsAreNeverCalled) {
+// Four threads start, stop and destroy alarms of one millisecond, the shortest interval.
+TEST(AlarmConcurrencyTest, StoppedAndDestroyedAlarmsNeverCall) {
     std::atomic<int> violations{0};
     std::vector<std::thread> threads;
     for (unsigned int t = 0; t < 4; ++t) {

@@ -44,13 +44,13 @@ TEST_F(DisposableTest, DisposeReturnsWhetherThereWasNothingToCall) {
     EXPECT_EQ(calls, 1);
 }
 
-TEST_F(DisposableTest, EmptyFunctionIsNothingToDispose) {
+TEST_F(DisposableTest, EmptyFunctionMakesADisposedObject) {
     Disposable disposable{std::function<void()>()};
     EXPECT_TRUE(disposable._dispose());
     EXPECT_TRUE(disposable.dispose());
 }
 
-TEST_F(DisposableTest, TakesTheFunctionOver) {
+TEST_F(DisposableTest, ConstructorTakesOwnershipOfTheFunction) {
     std::function<void()> function = counting();
     Disposable disposable(std::move(function));
     EXPECT_FALSE(function);
@@ -58,7 +58,7 @@ TEST_F(DisposableTest, TakesTheFunctionOver) {
     EXPECT_EQ(calls, 1);
 }
 
-TEST_F(DisposableTest, DestructionDropsTheFunction) {
+TEST_F(DisposableTest, DestructionDestroysTheFunctionUncalled) {
     const auto owned = std::make_shared<int>();
     {
         const Disposable disposable([this, owned] { ++calls; });
@@ -67,7 +67,7 @@ TEST_F(DisposableTest, DestructionDropsTheFunction) {
     EXPECT_EQ(owned.use_count(), 1);
 }
 
-TEST_F(DisposableTest, DisposedObjectOwnsNothing) {
+TEST_F(DisposableTest, DisposedObjectHasReleasedItsFunction) {
     const auto owned = std::make_shared<int>();
     Disposable disposable([owned] {});
     disposable.dispose();
@@ -82,7 +82,7 @@ TEST_F(DisposableTest, MovedFromObjectIsEmpty) {
     EXPECT_EQ(calls, 1);
 }
 
-TEST_F(DisposableTest, AssignmentDropsTheFormerFunctionUncalled) {
+TEST_F(DisposableTest, AssignmentDestroysTheFormerFunctionUncalled) {
     const auto owned = std::make_shared<int>();
     int formerCalls = 0;
     Disposable target([&formerCalls, owned] { ++formerCalls; });
@@ -104,7 +104,7 @@ TEST_F(DisposableTest, AssignmentToItselfDoesNothing) {
     EXPECT_EQ(calls, 1);
 }
 
-TEST_F(DisposableTest, FunctionThatDisposesAgainRunsOnce) {
+TEST_F(DisposableTest, DisposingInsideTheFunctionDoesNotCallItAgain) {
     std::optional<Disposable> disposable;
     bool again = false;
     disposable.emplace([&] {
@@ -116,7 +116,7 @@ TEST_F(DisposableTest, FunctionThatDisposesAgainRunsOnce) {
     EXPECT_FALSE(again);
 }
 
-TEST_F(DisposableTest, FunctionMayDestroyItsObject) {
+TEST_F(DisposableTest, FunctionCanDestroyItsObject) {
     std::unique_ptr<Disposable> disposable;
     const auto owned = std::make_shared<int>(7);
     disposable = std::make_unique<Disposable>([this, &disposable, owned] {
@@ -128,7 +128,7 @@ TEST_F(DisposableTest, FunctionMayDestroyItsObject) {
     EXPECT_EQ(owned.use_count(), 1);
 }
 
-TEST_F(DisposableTest, FunctionMayReplaceItself) {
+TEST_F(DisposableTest, FunctionCanReplaceItself) {
     std::optional<Disposable> disposable;
     disposable.emplace([&] { *disposable = Disposable(counting()); });
     EXPECT_FALSE(disposable->_dispose());
@@ -137,7 +137,7 @@ TEST_F(DisposableTest, FunctionMayReplaceItself) {
     EXPECT_EQ(calls, 1);
 }
 
-TEST_F(DisposableTest, FunctionThatThrowsCountsAsCalled) {
+TEST_F(DisposableTest, ThrowingFunctionCountsAsCalled) {
     Disposable disposable([this] {
         ++calls;
         throw std::runtime_error("while cleaning up");

@@ -29,7 +29,7 @@ using TraceList = std::vector<Traces::Trace>;
 constexpr char const* CHANNEL = "KOVA_SEMVERCHECKER";
 constexpr std::uint32_t HIGHEST = 4294967295U;
 
-// What a call traces up to the named level.
+// Returns what a call traces up to the given level.
 template <typename Call>
 TraceList tracesOf(int level, const Call& call) {
     Traces traces(CHANNEL, level);
@@ -56,7 +56,7 @@ std::ostream& operator<<(std::ostream& out, const AcceptRow& row) {
 
 class SemVerAccepts : public testing::TestWithParam<AcceptRow> {};
 
-TEST_P(SemVerAccepts, VersionText) {
+TEST_P(SemVerAccepts, ReturnsTheVersion) {
     const AcceptRow& row = GetParam();
     const auto version = toSemVer(row.text);
     ASSERT_TRUE(version.has_value());
@@ -91,7 +91,7 @@ std::ostream& operator<<(std::ostream& out, const RejectRow& row) {
 
 class SemVerRejects : public testing::TestWithParam<RejectRow> {};
 
-TEST_P(SemVerRejects, TextAndTracesWhy) {
+TEST_P(SemVerRejects, ReturnsNothingAndTracesTheReason) {
     const RejectRow& row = GetParam();
     std::optional<SemVer> version;
     const auto traces = tracesOf(0, [&] { version = toSemVer(row.text); });
@@ -129,7 +129,7 @@ INSTANTIATE_TEST_SUITE_P(
         RejectRow{"1.2.-18446744073709551616", UNPARSABLE},
         RejectRow{"1." + std::string(100000, '9') + ".3", UNPARSABLE}));
 
-// What the standard conversion makes of a token, cut to 32 bits.
+// Returns the low 32 bits of what strtoul reads from a token.
 std::optional<std::uint32_t> standardNumber(const std::string& token) {
     try {
         return static_cast<std::uint32_t>(std::stoul(token));
@@ -138,7 +138,7 @@ std::optional<std::uint32_t> standardNumber(const std::string& token) {
     }
 }
 
-TEST(SemVerTest, NumbersAreReadAsTheStandardConversionReadsThem) {
+TEST(SemVerTest, NumbersAreReadAsStrtoulReadsThem) {
     const std::string alphabet = " \t+-09x";
     Texts tokens = {""};
     for (std::size_t i = 0; tokens[i].size() < 5; ++i) {
@@ -156,12 +156,12 @@ TEST(SemVerTest, NumbersAreReadAsTheStandardConversionReadsThem) {
     }
 }
 
-TEST(SemVerTest, ReadVersionIsTraced) {
+TEST(SemVerTest, ParsedVersionIsTraced) {
     EXPECT_EQ(tracesOf(0, [] { (void)toSemVer("1.2.3@dev"); }),
               (TraceList{converted("1.2.3@dev", "major: 1, minor: 2, patch: 3", "dev")}));
 }
 
-TEST(SemVerTest, ComparisonsPromotePrereleasesAndTraceIt) {
+TEST(SemVerTest, ComparisonsPromotePrereleasesAndTraceThat) {
     const auto traces =
         tracesOf(0, [] { EXPECT_EQ(getMostCompatible("0.4.2", "4.2.0"), "0.4.2"); });
     EXPECT_EQ(traces, (TraceList{{2,
@@ -172,13 +172,13 @@ TEST(SemVerTest, ComparisonsPromotePrereleasesAndTraceIt) {
                                  {1, "[getMostCompatible] Found perfect version match: 0.4.2"}}));
 }
 
-TEST(SemVerTest, TextIsMadeOfTheNumbersAndTheBranch) {
+TEST(SemVerTest, ToStringPrintsTheNumbersAndTheBranch) {
     EXPECT_EQ((SemVer{3, 1, 0, "x"}.toString()), "3.1.0@x");
     EXPECT_EQ((SemVer{3, 1, 0, ""}.toString()), "3.1.0");
     EXPECT_EQ((SemVer{HIGHEST, 0, HIGHEST, ""}.toString()), "4294967295.0.4294967295");
 }
 
-TEST(SemVerTest, OrderIsThatOfTheNumbersAndIgnoresTheBranch) {
+TEST(SemVerTest, OrderIgnoresTheBranch) {
     const std::vector<SemVer> ascending = {
         {1, 2, 3, ""}, {1, 2, 4, ""}, {1, 3, 0, ""}, {2, 0, 0, ""}};
     for (std::size_t i = 0; i < ascending.size(); ++i) {
@@ -202,7 +202,7 @@ std::ostream& operator<<(std::ostream& out, const PairRow& row) {
 
 class SemVerPairs : public testing::TestWithParam<PairRow> {};
 
-TEST_P(SemVerPairs, AreCheckedForwardTolerantAndBackwardOnly) {
+TEST_P(SemVerPairs, ReturnTheCompatibleVersion) {
     const PairRow& row = GetParam();
     EXPECT_EQ(getMostCompatible(row.wanted, row.offered), row.forward);
     EXPECT_EQ(getMostBackwardCompatible(row.wanted, row.offered), row.backward);
@@ -291,7 +291,7 @@ std::ostream& operator<<(std::ostream& out, const ListRow& row) {
 
 class SemVerLists : public testing::TestWithParam<ListRow> {};
 
-TEST_P(SemVerLists, GiveTheBestOffer) {
+TEST_P(SemVerLists, ReturnTheBestOffer) {
     const ListRow& row = GetParam();
     EXPECT_EQ(getMostCompatible(row.wanted, row.offered, false), row.forward);
     EXPECT_EQ(getMostCompatible(row.wanted, row.offered), row.forward);
@@ -310,15 +310,15 @@ INSTANTIATE_TEST_SUITE_P(
         ListRow{"2.3.0", {"2.1.0", "2.2.0"}, "2.2.0", {}}, ListRow{"2.3.0", {"3.3.0"}, {}, {}},
         ListRow{"2.3.0", {"2.3.0@a", "2.4.0@b"}, {}, {}},
         ListRow{"2.3.0@a", {"2.4.0@b", "2.5.0@a", "2.3.0"}, "2.5.0@a", "2.5.0@a"},
-        // Above a wanted minor number of 0 nothing is looked for.
+        // For a wanted minor number of 0 only the highest version is chosen.
         ListRow{"2.0.5", {"2.0.1"}, "2.0.1", {}}, ListRow{"2.0.5", {"2.0.6"}, "2.0.6", {}},
         ListRow{"2.0.5", {"2.1.0", "2.4294967295.4294967295"}, "2.4294967295.4294967295", {}},
         ListRow{"2.0.5", {"2.1.0", "2.0.5", "2.2.0"}, "2.0.5", "2.0.5"},
-        // Prereleases are compared, and given, promoted.
+        // Prereleases are compared and returned promoted.
         ListRow{"5.0.0", {"0.5.1"}, "5.1.0", {}}, ListRow{"0.5.1", {"0.5.1"}, "0.5.1", "0.5.1"},
         ListRow{"0.5.1", {"0.5.2@", "0.5.0"}, "5.2.0", "5.2.0"},
         ListRow{"0.5.1@dev", {"0.5.2@dev"}, "5.2.0@dev", "5.2.0@dev"},
-        // Offers are given as they were understood.
+        // Offers are returned as they were parsed.
         ListRow{"2.3.0", {" 2.4x.1y"}, "2.4.1", "2.4.1"},
         ListRow{"2.3.0", {"", "x", "2.4.0", "2.a.0"}, "2.4.0", "2.4.0"},
         ListRow{"2.3.0", {"2.4.0", "2.4.0", "2.4.0"}, "2.4.0", "2.4.0"},
@@ -388,12 +388,12 @@ INSTANTIATE_TEST_SUITE_P(
         ListTraceRow{
             "2.3.0", {"2.4.0x"}, {{1, "[getMostCompatible] Found compatible version: 2.4.0"}}}));
 
-TEST(SemVerTest, FirstWantedVersionThatFindsAMatchWins) {
+TEST(SemVerTest, FirstWantedVersionWithAMatchIsChosen) {
     EXPECT_EQ(getMostCompatible(Texts{"4.0.0", "3.1.0", "2.3.0"}, Texts{"2.4.0", "3.2.0"}),
               "3.2.0");
 }
 
-TEST(SemVerTest, NoWantedVersionWithAMatchIsTracedOnceMore) {
+TEST(SemVerTest, MissingMatchForAllWantedVersionsIsTraced) {
     Result result;
     EXPECT_EQ(tracesOf(1,
                        [&] {
@@ -406,7 +406,7 @@ TEST(SemVerTest, NoWantedVersionWithAMatchIsTracedOnceMore) {
     EXPECT_EQ(result, std::nullopt);
 }
 
-TEST(SemVerTest, AllMatchesKeepTheirOrderAndTheirDuplicates) {
+TEST(SemVerTest, VectorOfMatchesKeepsOrderAndDuplicates) {
     Texts matches;
     const auto traces = tracesOf(1, [&] {
         matches =
@@ -420,23 +420,23 @@ TEST(SemVerTest, AllMatchesKeepTheirOrderAndTheirDuplicates) {
     EXPECT_EQ(getMostCompatibleVector({"2.3.0", "2.3.0"}, {"2.4.0"}), (Texts{"2.4.0", "2.4.0"}));
 }
 
-TEST(SemVerTest, NoMatchesAtAllIsTraced) {
+TEST(SemVerTest, EmptyVectorOfMatchesIsTraced) {
     Texts matches{"untouched"};
     EXPECT_EQ(tracesOf(1, [&] { matches = getMostCompatibleVector({"3.1.0"}, {"2.4.0"}); }),
               (TraceList{NO_MATCH, {2, "[getMostCompatibleVector] No matching version found"}}));
     EXPECT_EQ(matches, Texts{});
 }
 
-TEST(SemVerTest, TracesGoToOneSharedChannelThatIsSilentAtFirst) {
+TEST(SemVerTest, TraceChannelIsSharedAndInitiallySilent) {
     EXPECT_EQ(Traces(CHANNEL, 0).opened(), 1U);
     Traces traces("KOVA_OTHER*", 0);
     (void)toSemVer("x");
     EXPECT_EQ(traces.take(), TraceList{});
 }
 
-// ---------------------------------------------------------------- against the plain description
+// ---------------------------------------------------------------- against a plain implementation
 
-// The choice from a list as an ordered set describes it.
+// Returns the choice from a list, computed with an ordered set.
 Result chooseFromSet(const SemVer& wanted, const std::vector<SemVer>& offered, bool backwardOnly) {
     std::set<SemVer> candidates;
     for (const SemVer& version : offered) {
@@ -458,7 +458,7 @@ Result chooseFromSet(const SemVer& wanted, const std::vector<SemVer>& offered, b
     return backwardOnly ? std::nullopt : Result(candidates.rbegin()->toString());
 }
 
-TEST(SemVerTest, ChoiceAgreesWithThatFromAnOrderedSetForAllSmallLists) {
+TEST(SemVerTest, ChoiceAgreesWithAnOrderedSetForAllSmallLists) {
     std::vector<SemVer> pool = {{2, 0, 0, "b"}};
     for (std::uint32_t minor = 0; minor < 3; ++minor) {
         for (std::uint32_t patch = 0; patch < 3; ++patch) {

@@ -30,7 +30,7 @@ protected:
     int calls = 0;
     ManualClock clock;
     osal::AlarmTimer alarms{clock};
-    // Keeps the thread alive.
+    // Keeps the thread of the timer running.
     FunctionalTimer idle{[] {}, alarms};
 };
 
@@ -55,7 +55,7 @@ TEST_F(TimerTest, StoppedTimerDoesNotCall) {
     EXPECT_EQ(calls, 0);
 }
 
-TEST_F(TimerTest, DestroyedTimerDoesNotCallAndOwnsNothing) {
+TEST_F(TimerTest, DestroyedTimerDoesNotCallAndReleasesItsFunction) {
     const auto owned = std::make_shared<int>();
     std::unique_ptr<osal::Timer> timer =
         std::make_unique<FunctionalTimer>([this, owned] { ++calls; }, alarms);
@@ -66,7 +66,7 @@ TEST_F(TimerTest, DestroyedTimerDoesNotCallAndOwnsNothing) {
     EXPECT_EQ(calls, 0);
 }
 
-TEST_F(TimerTest, FunctionStartsItsTimer) {
+TEST_F(TimerTest, FunctionCanRestartItsTimer) {
     std::unique_ptr<FunctionalTimer> timer;
     timer = std::make_unique<FunctionalTimer>(
         [&] {
@@ -80,7 +80,7 @@ TEST_F(TimerTest, FunctionStartsItsTimer) {
     EXPECT_EQ(calls, 2);
 }
 
-TEST_F(TimerTest, FunctionDestroysItsTimerAndGoesOn) {
+TEST_F(TimerTest, FunctionCanDestroyItsTimer) {
     const auto owned = std::make_shared<int>(7);
     std::unique_ptr<FunctionalTimer> timer;
     timer = std::make_unique<FunctionalTimer>(
@@ -101,12 +101,12 @@ TEST_F(TimerTest, CallbackCallsTheFunction) {
     EXPECT_EQ(calls, 1);
 }
 
-TEST_F(TimerTest, CallbackOfAnEmptyFunctionRaisesBadFunctionCall) {
+TEST_F(TimerTest, CallbackThrowsBadFunctionCallForAnEmptyFunction) {
     FunctionalTimer timer(std::function<void()>(), alarms);
     EXPECT_THROW(FunctionalTimer::timerCallback(&timer), std::bad_function_call);
 }
 
-TEST(TimerDefaultTimerTest, CallsOnAnotherThread) {
+TEST(TimerDefaultTimerTest, FunctionRunsOnAnotherThread) {
     std::promise<std::thread::id> called;
     FunctionalTimer timer([&] { called.set_value(std::this_thread::get_id()); });
     EXPECT_FALSE(timer.start(milliseconds(1)));
@@ -117,7 +117,7 @@ TEST(TimerConcurrencyTest, DestroyingWaitsForTheFunction) {
     osal::AlarmTimer alarms;
     for (int round = 0; round < 50; ++round) {
         std::promise<void> entered;
-        bool done = false;  // not atomic: destroying the timer orders it
+        bool done = false;  // not atomic: destroying the timer synchronizes
         {
             FunctionalTimer timer(
                 [&] {

@@ -21,7 +21,7 @@ std::size_t countChannels(const std::string& pattern) {
     return tracing::SharedChannelMap::instance().setLevel(pattern, tracing::Channel::SILENT);
 }
 
-TEST(TraceChannel, IsNamedAndSilentWhenBound) {
+TEST(TraceChannel, HasItsNameAndIsInitiallySilent) {
     tracing::Channel* channel = bindTraceChannel("TEST_ONE");
     ASSERT_NE(channel, nullptr);
     EXPECT_EQ(channel->name(), "TEST_ONE");
@@ -50,7 +50,7 @@ TEST(TraceChannel, IsSharedByNameUntilTheLastRelease) {
     releaseTraceChannel(other);
 }
 
-TEST(TraceChannel, IsBoundAndReleasedByManyThreads) {
+TEST(TraceChannel, CanBeBoundAndReleasedByManyThreads) {
     constexpr int THREADS = 4;
     constexpr int ROUNDS = 500;
     std::atomic<int> wrong{0};
@@ -84,7 +84,7 @@ struct Row {
 
 class ServiceChannelPath : public testing::TestWithParam<Row> {};
 
-TEST_P(ServiceChannelPath, HasNoSeparators) {
+TEST_P(ServiceChannelPath, ContainsNoSeparators) {
     EXPECT_EQ(kova::tracing::serviceToChannelPath(GetParam().service), GetParam().channelPath);
 }
 
@@ -93,12 +93,12 @@ const Row ROWS[] = {{"/a/b", "a_b"}, {"a/b", "a_b"}, {"/a/b/", "a_b_"}, {"//a//b
 
 INSTANTIATE_TEST_SUITE_P(Tracing, ServiceChannelPath, testing::ValuesIn(ROWS));
 
-TEST(TraceClientId, IsUnknownWhenNoneWasSet) {
+TEST(TraceClientId, IsUnknownWhileNotSet) {
     EXPECT_EQ(kova::tracing::getTraceClientId(), "unknown");
     EXPECT_EQ(&kova::tracing::getTraceClientId(), &kova::tracing::getTraceClientId());
 }
 
-// The identity is set once in a process, so it is set in one that ends here.
+// The identity can be set only once in a process, so a child process sets it.
 void exitWithSetClientId() {
     const std::string& before = kova::tracing::getTraceClientId();
     tracing::client_helper::setClientId("client-7");
@@ -106,7 +106,7 @@ void exitWithSetClientId() {
     std::exit(taken ? EXIT_SUCCESS : EXIT_FAILURE);
 }
 
-TEST(TraceClientId, IsTheOneThatWasSet) {
+TEST(TraceClientId, IsTheIdThatWasSet) {
     EXPECT_EXIT(exitWithSetClientId(), testing::ExitedWithCode(EXIT_SUCCESS), "");
 }
 

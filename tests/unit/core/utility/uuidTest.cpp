@@ -11,8 +11,8 @@
 
 namespace {
 
-// What the kernel is made to answer, call by call: a count of bytes, or a negated errno. Empty: as
-// many bytes as asked for.
+// The results of the replaced system call, one for each call: a number of bytes or a negated errno.
+// When empty, each call returns the requested number of bytes.
 std::deque<long> script;
 unsigned char nextByte = 0;
 unsigned int flagsSeen = 0;
@@ -24,7 +24,7 @@ protected:
 
 }  // namespace
 
-// Takes the place of the C library's function for the libraries under test.
+// Replaces the function of the C library for the libraries under test.
 extern "C" __attribute__((visibility("default"))) ssize_t getrandom(void* buffer, size_t length,
                                                                     unsigned int flags) {
     flagsSeen = flags;
@@ -43,7 +43,7 @@ extern "C" __attribute__((visibility("default"))) ssize_t getrandom(void* buffer
 
 namespace {
 
-TEST_F(RandomUuid, IsTheRandomBytesWithVersionAndVariant) {
+TEST_F(RandomUuid, ContainsTheRandomBytesVersionAndVariant) {
     zel::UUID uuid;
     nextByte = 0x00;
     ASSERT_FALSE(kova::uuid::createRandom(uuid));
@@ -67,10 +67,10 @@ TEST_F(RandomUuid, FailsWithoutTheSource) {
     EXPECT_TRUE(uuid.isNil());
 }
 
-TEST_F(RandomUuid, FailsWhenTheSourceBreaksOff) {
+TEST_F(RandomUuid, FailsWhenTheSourceFailsHalfway) {
     const zel::UUID before(zel::UUID::Bytes{1, 2, 3});
     zel::UUID uuid = before;
-    // The first answer is to the question whether there is a source.
+    // The first result is for the call that tests whether a source exists.
     script = {1, 15, -EFAULT};
     EXPECT_TRUE(kova::uuid::createRandom(uuid));
     EXPECT_EQ(uuid, before);
@@ -88,14 +88,14 @@ struct Row {
 
 class NamedUuid : public testing::TestWithParam<Row> {};
 
-TEST_P(NamedUuid, IsMadeFromTheDigestOfTheName) {
+TEST_P(NamedUuid, ContainsTheDigestOfTheName) {
     zel::UUID uuid;
     EXPECT_FALSE(kova::uuid::createFromName(GetParam().name, uuid));
     EXPECT_EQ(uuid.toString(), GetParam().uuid);
     EXPECT_EQ(uuid.version(), 5);
 }
 
-// The first 32 hexadecimal digits that sha1sum(1) gives for the name, with version and variant.
+// The first 32 hexadecimal digits of sha1sum(1) for the name, with version and variant set.
 const Row ROWS[] = {{"", "da39a3ee-5e6b-5b0d-b255-bfef95601890"},
                     {"a", "86f7e437-faa5-57fc-a15d-1ddcb9eaeaea"},
                     {"abc", "a9993e36-4706-516a-ba3e-25717850c26c"},
