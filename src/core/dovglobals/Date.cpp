@@ -86,12 +86,12 @@ std::optional<Date> parseDate(const std::string& text) {
 namespace kova::serializer {
 
 bool serialize(util::serializer::IStructuredSerializer& serializer, const dovglobals::Date& value) {
-    return detail::serialize<detail::DateForm>(serializer, value);
+    return !detail::writeString<detail::DateForm>(serializer, value);
 }
 
 bool deserialize(util::serializer::IStructuredPullDeserializer& deserializer,
                  dovglobals::Date& value) {
-    return detail::deserialize<detail::DateForm>(deserializer, value);
+    return !detail::readString<detail::DateForm>(deserializer, value);
 }
 
 }  // namespace kova::serializer

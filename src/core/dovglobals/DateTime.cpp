@@ -86,12 +86,12 @@ namespace kova::serializer {
 
 bool serialize(util::serializer::IStructuredSerializer& serializer,
                const dovglobals::DateTime& value) {
-    return detail::serialize<detail::DateTimeForm>(serializer, value);
+    return !detail::writeString<detail::DateTimeForm>(serializer, value);
 }
 
 bool deserialize(util::serializer::IStructuredPullDeserializer& deserializer,
                  dovglobals::DateTime& value) {
-    return detail::deserialize<detail::DateTimeForm>(deserializer, value);
+    return !detail::readString<detail::DateTimeForm>(deserializer, value);
 }
 
 }  // namespace kova::serializer

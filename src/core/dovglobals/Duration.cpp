@@ -107,12 +107,12 @@ namespace kova::serializer {
 
 bool serialize(util::serializer::IStructuredSerializer& serializer,
                const dovglobals::Duration& value) {
-    return detail::serialize<detail::DurationForm>(serializer, value);
+    return !detail::writeString<detail::DurationForm>(serializer, value);
 }
 
 bool deserialize(util::serializer::IStructuredPullDeserializer& deserializer,
                  dovglobals::Duration& value) {
-    return detail::deserialize<detail::DurationForm>(deserializer, value);
+    return !detail::readString<detail::DurationForm>(deserializer, value);
 }
 
 }  // namespace kova::serializer

@@ -60,25 +60,23 @@ public:
                                                            : std::nullopt;
     }
 
-    // The next two return true on failure, like the functions of kova::serializer that call them.
-
-    /// Writes the text of `value` as one string. Writes nothing for a number outside the
-    /// enumeration.
-    bool serialize(util::serializer::IStructuredSerializer& serializer, Enum value) const {
+    /// Writes the text of `value` as one string. Returns whether it succeeded. Writes nothing for a
+    /// number outside the enumeration, which is a failure.
+    bool writeString(util::serializer::IStructuredSerializer& serializer, Enum value) const {
         Row const* const row = find(value);
-        return row == nullptr || serializer.serializeString(row->text);
+        return row != nullptr && !serializer.serializeString(row->text);
     }
 
-    /// Reads a value from one string. On failure `value` is unchanged.
-    bool deserialize(util::serializer::IStructuredPullDeserializer& deserializer,
-                     Enum& value) const {
+    /// Reads a value from one string. Returns whether it succeeded; `value` is unchanged otherwise.
+    bool readString(util::serializer::IStructuredPullDeserializer& deserializer,
+                    Enum& value) const {
         std::string text;
         if (deserializer.getString(text)) {
-            return true;
+            return false;
         }
         const std::optional<Enum> found = this->value(text);
         value = found.value_or(value);
-        return !found;
+        return found.has_value();
     }
 
 private:

@@ -41,22 +41,22 @@ namespace kova::serializer {
 
 bool serialize(util::serializer::IStructuredSerializer& serializer,
                const dovglobals::DateFormat& value) {
-    return dovglobals::DATE_FORMATS.serialize(serializer, value);
+    return !dovglobals::DATE_FORMATS.writeString(serializer, value);
 }
 
 bool deserialize(util::serializer::IStructuredPullDeserializer& deserializer,
                  dovglobals::DateFormat& value) {
-    return dovglobals::DATE_FORMATS.deserialize(deserializer, value);
+    return !dovglobals::DATE_FORMATS.readString(deserializer, value);
 }
 
 bool serialize(util::serializer::IStructuredSerializer& serializer,
                const dovglobals::TimeFormat& value) {
-    return dovglobals::TIME_FORMATS.serialize(serializer, value);
+    return !dovglobals::TIME_FORMATS.writeString(serializer, value);
 }
 
 bool deserialize(util::serializer::IStructuredPullDeserializer& deserializer,
                  dovglobals::TimeFormat& value) {
-    return dovglobals::TIME_FORMATS.deserialize(deserializer, value);
+    return !dovglobals::TIME_FORMATS.readString(deserializer, value);
 }
 
 }  // namespace kova::serializer

@@ -114,12 +114,12 @@ namespace kova::serializer {
 
 bool serialize(util::serializer::IStructuredSerializer& serializer,
                const dovglobals::GeoPosition& value) {
-    return detail::serialize<detail::GeoPositionForm>(serializer, value);
+    return !detail::writeString<detail::GeoPositionForm>(serializer, value);
 }
 
 bool deserialize(util::serializer::IStructuredPullDeserializer& deserializer,
                  dovglobals::GeoPosition& value) {
-    return detail::deserialize<detail::GeoPositionForm>(deserializer, value);
+    return !detail::readString<detail::GeoPositionForm>(deserializer, value);
 }
 
 }  // namespace kova::serializer

@@ -72,12 +72,12 @@ namespace kova::serializer {
 
 bool serialize(util::serializer::IStructuredSerializer& serializer,
                const dovglobals::Language& value) {
-    return dovglobals::LANGUAGES.serialize(serializer, value);
+    return !dovglobals::LANGUAGES.writeString(serializer, value);
 }
 
 bool deserialize(util::serializer::IStructuredPullDeserializer& deserializer,
                  dovglobals::Language& value) {
-    return dovglobals::LANGUAGES.deserialize(deserializer, value);
+    return !dovglobals::LANGUAGES.readString(deserializer, value);
 }
 
 }  // namespace kova::serializer

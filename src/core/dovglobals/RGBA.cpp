@@ -129,12 +129,12 @@ std::optional<RGBA> parseRGBA(std::string text) {
 namespace kova::serializer {
 
 bool serialize(util::serializer::IStructuredSerializer& serializer, const dovglobals::RGBA& value) {
-    return detail::serialize<detail::RGBAForm>(serializer, value);
+    return !detail::writeString<detail::RGBAForm>(serializer, value);
 }
 
 bool deserialize(util::serializer::IStructuredPullDeserializer& deserializer,
                  dovglobals::RGBA& value) {
-    return detail::deserialize<detail::RGBAForm>(deserializer, value);
+    return !detail::readString<detail::RGBAForm>(deserializer, value);
 }
 
 }  // namespace kova::serializer

@@ -120,28 +120,26 @@ private:
     std::size_t size_;
 };
 
-// The next two return true on failure, like the functions of kova::serializer that call them.
-
-/// Writes the text of a value as one string.
+/// Writes the text of a value as one string. Returns whether the serializer accepted it.
 template <typename Form>
-bool serialize(util::serializer::IStructuredSerializer& serializer,
-               const typename Form::Value& value) {
-    return serializer.serializeString(Printed<Form>(value).view());
+bool writeString(util::serializer::IStructuredSerializer& serializer,
+                 const typename Form::Value& value) {
+    return !serializer.serializeString(Printed<Form>(value).view());
 }
 
-/// Reads a value from one string. On failure `value` is unchanged.
+/// Reads a value from one string. Returns whether it succeeded; `value` is unchanged otherwise.
 template <typename Form>
-bool deserialize(util::serializer::IStructuredPullDeserializer& deserializer,
-                 typename Form::Value& value) {
+bool readString(util::serializer::IStructuredPullDeserializer& deserializer,
+                typename Form::Value& value) {
     std::string text;
     if (deserializer.getString(text)) {
-        return true;
+        return false;
     }
     const std::optional<typename Form::Value> parsed = parse<Form>(text);
     if (parsed) {
         value = *parsed;
     }
-    return !parsed;
+    return parsed.has_value();
 }
 
 }  // namespace kova::detail

@@ -178,12 +178,12 @@ std::optional<Time> parseTime(const std::string& text) {
 namespace kova::serializer {
 
 bool serialize(util::serializer::IStructuredSerializer& serializer, const dovglobals::Time& value) {
-    return detail::serialize<detail::TimeForm>(serializer, value);
+    return !detail::writeString<detail::TimeForm>(serializer, value);
 }
 
 bool deserialize(util::serializer::IStructuredPullDeserializer& deserializer,
                  dovglobals::Time& value) {
-    return detail::deserialize<detail::TimeForm>(deserializer, value);
+    return !detail::readString<detail::TimeForm>(deserializer, value);
 }
 
 }  // namespace kova::serializer

@@ -139,72 +139,72 @@ namespace kova::serializer {
 
 bool serialize(util::serializer::IStructuredSerializer& serializer,
                const dovglobals::ConsumptionUnit& value) {
-    return dovglobals::CONSUMPTION_UNITS.serialize(serializer, value);
+    return !dovglobals::CONSUMPTION_UNITS.writeString(serializer, value);
 }
 
 bool deserialize(util::serializer::IStructuredPullDeserializer& deserializer,
                  dovglobals::ConsumptionUnit& value) {
-    return dovglobals::CONSUMPTION_UNITS.deserialize(deserializer, value);
+    return !dovglobals::CONSUMPTION_UNITS.readString(deserializer, value);
 }
 
 bool serialize(util::serializer::IStructuredSerializer& serializer,
                const dovglobals::DistanceUnit& value) {
-    return dovglobals::DISTANCE_UNITS.serialize(serializer, value);
+    return !dovglobals::DISTANCE_UNITS.writeString(serializer, value);
 }
 
 bool deserialize(util::serializer::IStructuredPullDeserializer& deserializer,
                  dovglobals::DistanceUnit& value) {
-    return dovglobals::DISTANCE_UNITS.deserialize(deserializer, value);
+    return !dovglobals::DISTANCE_UNITS.readString(deserializer, value);
 }
 
 bool serialize(util::serializer::IStructuredSerializer& serializer,
                const dovglobals::PressureUnit& value) {
-    return dovglobals::PRESSURE_UNITS.serialize(serializer, value);
+    return !dovglobals::PRESSURE_UNITS.writeString(serializer, value);
 }
 
 bool deserialize(util::serializer::IStructuredPullDeserializer& deserializer,
                  dovglobals::PressureUnit& value) {
-    return dovglobals::PRESSURE_UNITS.deserialize(deserializer, value);
+    return !dovglobals::PRESSURE_UNITS.readString(deserializer, value);
 }
 
 bool serialize(util::serializer::IStructuredSerializer& serializer,
                const dovglobals::SpeedUnit& value) {
-    return dovglobals::SPEED_UNITS.serialize(serializer, value);
+    return !dovglobals::SPEED_UNITS.writeString(serializer, value);
 }
 
 bool deserialize(util::serializer::IStructuredPullDeserializer& deserializer,
                  dovglobals::SpeedUnit& value) {
-    return dovglobals::SPEED_UNITS.deserialize(deserializer, value);
+    return !dovglobals::SPEED_UNITS.readString(deserializer, value);
 }
 
 bool serialize(util::serializer::IStructuredSerializer& serializer,
                const dovglobals::TemperatureUnit& value) {
-    return dovglobals::TEMPERATURE_UNITS.serialize(serializer, value);
+    return !dovglobals::TEMPERATURE_UNITS.writeString(serializer, value);
 }
 
 bool deserialize(util::serializer::IStructuredPullDeserializer& deserializer,
                  dovglobals::TemperatureUnit& value) {
-    return dovglobals::TEMPERATURE_UNITS.deserialize(deserializer, value);
+    return !dovglobals::TEMPERATURE_UNITS.readString(deserializer, value);
 }
 
 bool serialize(util::serializer::IStructuredSerializer& serializer,
                const dovglobals::VolumeUnit& value) {
-    return dovglobals::VOLUME_UNITS.serialize(serializer, value);
+    return !dovglobals::VOLUME_UNITS.writeString(serializer, value);
 }
 
 bool deserialize(util::serializer::IStructuredPullDeserializer& deserializer,
                  dovglobals::VolumeUnit& value) {
-    return dovglobals::VOLUME_UNITS.deserialize(deserializer, value);
+    return !dovglobals::VOLUME_UNITS.readString(deserializer, value);
 }
 
 bool serialize(util::serializer::IStructuredSerializer& serializer,
                const dovglobals::WeightUnit& value) {
-    return dovglobals::WEIGHT_UNITS.serialize(serializer, value);
+    return !dovglobals::WEIGHT_UNITS.writeString(serializer, value);
 }
 
 bool deserialize(util::serializer::IStructuredPullDeserializer& deserializer,
                  dovglobals::WeightUnit& value) {
-    return dovglobals::WEIGHT_UNITS.deserialize(deserializer, value);
+    return !dovglobals::WEIGHT_UNITS.readString(deserializer, value);
 }
 
 }  // namespace kova::serializer
