@@ -20,7 +20,7 @@ namespace kova {
 class KOVA_API Disposable {
 public:
     /// Takes ownership of the function. An empty function makes an object that is already disposed.
-    /// The constructor is explicit: no function becomes a `Disposable` unnoticed.
+    /// The constructor is explicit: there is no implicit conversion from a function.
     explicit Disposable(std::function<void()>&& function) noexcept;
     ~Disposable();
     /// Takes ownership of the function of `other`, and leaves `other` empty.

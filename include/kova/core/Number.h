@@ -51,10 +51,9 @@ public:
     const std::string& toString() const noexcept { return text_; }
 
     /// Returns whether the latest of the conversions below failed, to distinguish a failure from a
-    /// number that is 0. It is true after a conversion that threw an exception.
+    /// number that is 0. Each conversion clears the flag first, and sets it when it fails. The flag
+    /// is true after a conversion that threw an exception.
     bool hasError() const noexcept { return error_; }
-
-    // Each conversion clears the error flag first, and sets it when it fails.
 
     /// Returns the number. Fails and returns 0 when the text has no number, or a number outside
     /// -32768 to 32767: the range is that of 16 bits, although the type has more.

@@ -47,7 +47,7 @@ public:
     /// Makes a path without parts that is not absolute.
     Path() noexcept = default;
     /// Parses the text form; a null pointer counts as the empty text. The constructors are
-    /// explicit: no text becomes a `Path` unnoticed.
+    /// explicit: there is no implicit conversion from a text.
     explicit Path(char const* text) noexcept;
     explicit Path(const std::string& text) noexcept;
     Path(const Path&) noexcept = default;

@@ -47,7 +47,8 @@ public:
 
     /// Compiles `glob`. Throws `std::invalid_argument` when the glob is malformed or longer than
     /// `MAX_LENGTH`, and `std::regex_error` with the standard library's text when its translation
-    /// is not a valid regular expression. The size of the expression has no further limit.
+    /// is not a valid regular expression. The size of the expression has no further limit. The
+    /// constructor is explicit: there is no implicit conversion from a text.
     explicit PathPatterns(const std::string& glob);
 
     /// @{

@@ -27,7 +27,8 @@ namespace kova {
 ///     locator.getResourcePrefix(1);   // "/tracks"
 ///     locator.getElementId(1);        // "17"
 ///
-/// Plain value type. Not synchronized.
+/// Plain value type. Not synchronized. Returned references are valid until the locator is changed
+/// or destroyed.
 class KOVA_API ResourceLocator {
 public:
     /// Stores both paths verbatim. A locator without a service path does not say which service has
@@ -69,8 +70,6 @@ public:
     /// Returns the service instance (`getServiceInstance`) of the locator that `uri` is the URI
     /// form of, or nothing when `uri` has another scheme.
     static std::optional<std::string> extractServiceInstance(const url& uri);
-
-    // The references are valid until the locator is assigned to, moved from or destroyed.
 
     /// Returns the path of the service, or nothing when the locator has none.
     const std::optional<std::string>& getServicePath() const noexcept { return servicePath_; }

@@ -35,7 +35,7 @@ public:
     /// Makes a URL with empty pieces and both flags false.
     url() = default;
     /// Starts with empty pieces and both flags false, then calls `init(text)`. The constructor is
-    /// explicit: no text becomes a URL unnoticed.
+    /// explicit: there is no implicit conversion from a text.
     explicit url(const std::string& text);
 
     /// @{
