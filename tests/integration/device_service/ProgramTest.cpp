@@ -227,10 +227,25 @@ TEST_F(ProgramTest, AcceptsTheWordsOfARequestAsArguments) {
 }
 
 TEST_F(ProgramTest, PassesTheValueInAnArgumentUnchanged) {
-    for (char const* const value : {"[]", "[1, 2]", "{}", "-5", "--5", "\"\"", "'x'", "[[1,2],[3]]",
-                                    "{\"a\": [1]}", "$(x)", "%%", "true"}) {
-        EXPECT_THAT(run({"update", "/store/x", value}),
-                    HasSubstr(" bytes: " + std::string(value) + "\n  #1 "));
+    struct Row {
+        char const* value;
+        int status;
+    };
+    using namespace exitstatus;
+    for (const Row& row : {Row{"[]", ANSWERED},
+                           {"[1, 2]", ANSWERED},
+                           {"{}", ANSWERED},
+                           {"-5", ANSWERED},
+                           {"\"\"", ANSWERED},
+                           {"[[1,2],[3]]", ANSWERED},
+                           {"{\"a\": [1]}", ANSWERED},
+                           {"true", ANSWERED},
+                           {"--5", REFUSED},
+                           {"'x'", REFUSED},
+                           {"$(x)", REFUSED},
+                           {"%%", REFUSED}}) {
+        EXPECT_THAT(run({"update", "/store/x", row.value}, "", row.status),
+                    HasSubstr(" bytes: " + std::string(row.value) + "\n  #1 "));
     }
 }
 
@@ -322,7 +337,7 @@ TEST_F(ProgramTest, ExitStatusReportsWhetherRequestsWereAnswered) {
     run({"retrieve", "/nowhere"}, "", REFUSED);
     run({"retrieve /nowhere", "nonsense", "retrieve /store"}, "", REFUSED);
     run({"update", "/store/a/b", "1"}, "", REFUSED);
-    run({"shutdown", "retrieve /store"}, "", FAILED);
+    run({"wait 0", "shutdown", "retrieve /store"}, "", FAILED);
 }
 
 TEST_F(ProgramTest, QuietLeavesOnlyPayloadsOnStandardOutput) {
