@@ -44,7 +44,7 @@ endfunction()
 
 # Sets the compile options of test programs in the optimized presets. Only the libraries are under test,
 # so the test code is compiled without optimization and without undefined-behaviour checks, which halves
-# the time of a full build. OPTIMIZE keeps some optimization, for tests that compute much.
+# the time of a full build. OPTIMIZE enables some optimization, for compute-intensive tests.
 function(kova_test_options target optimize)
   if(NOT CMAKE_BUILD_TYPE STREQUAL "RelWithDebInfo")
     return()

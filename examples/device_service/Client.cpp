@@ -232,12 +232,12 @@ void Client::fail(unsigned long number, const kova::Response& error) {
     tell(number, true, [&] {
         display_.complain("  #" + std::to_string(number) + " error " + textOf(error),
                           error.getErrorMessageWithCode());
-        // An error is one whatever its code says.
+        // An error counts as refused even if its code is a success.
         note(std::max(exitstatus::REFUSED, exitstatus::of(error.getStatusCode())));
     });
 }
 
-// Shows an event of a request that was not cancelled meanwhile.
+// Shows an event of a request, unless the request has been cancelled.
 void Client::tell(unsigned long number, bool last, const std::function<void()>& show) {
     {
         const std::lock_guard<std::mutex> guard(mutex_);

@@ -46,9 +46,9 @@ public:
     void shutdown();
     /// Prints a line that is not an event.
     void say(const std::string& text);
-    /// Prints what is wrong with a line of input; counts for the exit status as misuse.
+    /// Prints the reason why a line of input is invalid. Counts as misuse for the exit status.
     void refuse(const std::string& reason);
-    /// Returns the worst of what happened to requests and lines so far, as an exit status.
+    /// Returns the exit status for the worst outcome of the requests and lines so far.
     int exitStatus();
 
 private:
@@ -73,7 +73,7 @@ private:
     const Address address_;
     const std::function<bool()> interrupted_;
     unsigned long lastNumber_ = 0;
-    /// Guards all that follows but the service.
+    /// Guards the members below, except the service.
     std::mutex mutex_;
     Display display_;
     int exitStatus_ = exitstatus::ANSWERED;

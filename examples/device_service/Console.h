@@ -15,11 +15,11 @@ public:
     /// Returns a description of the commands for the user.
     static char const* help();
 
-    /// Executes one line, or refuses it. Returns false if the line is the command to quit.
+    /// Executes one line, or rejects it. Returns false if the line is the command to quit.
     bool execute(const std::string& line);
 
 private:
-    /// A word that a line may begin with, and what it does with the rest of the line.
+    /// A command word and the function that executes it with the rest of the line.
     struct Word {
         char const* name;
         void (Console::*run)(const std::string& name, const std::string& rest);

@@ -14,8 +14,8 @@ namespace device {
 std::string textOf(const kova::Request& request);
 std::string textOf(const kova::Response& response);
 
-/// Returns a payload as another program reads it: the bytes verbatim, but JSON for the binary
-/// format. The text is empty for an empty payload. Nothing for binary bytes that cannot be read.
+/// Returns a payload as text for other programs: JSON for the binary format, the bytes verbatim for
+/// all other formats. Returns nullopt if a payload in the binary format cannot be read.
 std::optional<std::string> plainText(const kova::Payload& payload);
 
 }  // namespace device

@@ -51,7 +51,7 @@ private:
         on_ = text == "on";
         answer(handler, Response(kova::statuscodes::NO_CONTENT));
     }
-    // Returns the text of a payload of plain text; nothing for any other payload.
+    // Returns the text of a plain text payload, or nullopt for any other payload.
     static std::optional<std::string> textIn(const Payload& payload) {
         if (payload.getMimeType() != kova::mimetypes::PLAIN_TEXT_TYPE) {
             return std::nullopt;

@@ -1,5 +1,4 @@
-// The first table of the page for when something goes wrong: each symptom has the cause that the
-// page names.
+// Checks the table of symptoms on the troubleshooting page: each stated cause produces its symptom.
 #include <gtest/gtest.h>
 
 #include <csignal>
@@ -24,7 +23,7 @@ namespace {
 struct Mounted {
     explicit Mounted(const std::string& path) : mounts({path}), resource(mounts[path]) {}
 
-    /// Sends a request; returns the events that have come when the call returns.
+    /// Sends a request and returns the events received inside the call.
     Events request(const std::string& path) {
         events.clear();
         service.actionRequest(Request("retrieve", path), recorder(events));
@@ -63,14 +62,14 @@ protected:
 };
 using SymptomsDeathTest = SymptomsTest;
 
-TEST_F(SymptomsTest, ACodeOf400AloneMakesNoErrorResponse) {
+TEST_F(SymptomsTest, CodeOf400WithoutAMessageIsNotAnErrorResponse) {
     expectRow("an answer with a code of 400 or above, but `isErrorResponse` is false");
     EXPECT_FALSE(Response(400).isErrorResponse());
     EXPECT_FALSE(Response::createErrorResponse(400, "").isErrorResponse());
     EXPECT_TRUE(Response::createErrorResponse(400, "why").isErrorResponse());
 }
 
-TEST_F(SymptomsTest, ARefusalLeavesTheHandlerUnlessItWasConverted) {
+TEST_F(SymptomsTest, RefusedRequestLeavesTheHandlerUnlessItsPointerWasConverted) {
     expectRow("no answer at all, `actionRequest` returned null, the handler is still there");
     expectRow("no answer at all, `actionRequest` returned null and the handler is gone, although");
     Mounted mounted("/lamp");
@@ -88,7 +87,7 @@ TEST_F(SymptomsTest, ARefusalLeavesTheHandlerUnlessItWasConverted) {
     EXPECT_EQ(derived, nullptr);
 }
 
-TEST_F(SymptomsTest, AHandlerThatTheResourceDropsGetsNoAnswer) {
+TEST_F(SymptomsTest, HandlerDestroyedByTheResourceGetsNoEvents) {
     expectRow("no answer at all, the handler is gone");
     Mounted mounted("/lamp");
     EXPECT_EQ(mounted.request("/lamp"), Events());
@@ -99,7 +98,7 @@ TEST_F(SymptomsTest, AHandlerThatTheResourceDropsGetsNoAnswer) {
     mounted.service.shutdown();
 }
 
-TEST_F(SymptomsTest, MountsThatDoNotBeginWithASlashOrEndWithOneAreNotReached) {
+TEST_F(SymptomsTest, AbsolutePathsDoNotReachMountsWithoutALeadingSlashOrWithATrailingOne) {
     expectRow("404 for a path below which a handler is mounted");
     for (char const* const mount : {"/lamp/", "", "lamp"}) {
         Mounted mounted(mount);
@@ -117,7 +116,7 @@ TEST_F(SymptomsTest, MountsThatDoNotBeginWithASlashOrEndWithOneAreNotReached) {
     EXPECT_EQ(absolute.request("/lamp/"), (Events{"next 200", "completed"}));
 }
 
-TEST_F(SymptomsTest, AStreamGivesNoFurtherValuesAfterTheShutdown) {
+TEST_F(SymptomsTest, StreamSendsNoValuesAfterTheShutdown) {
     expectRow("no further values of a stream");
     Mounted mounted("/lamp");
     mounted.resource.handle = &mounted;
@@ -129,7 +128,7 @@ TEST_F(SymptomsTest, AStreamGivesNoFurtherValuesAfterTheShutdown) {
     EXPECT_EQ(mounted.events, Events{"next 299"});
 }
 
-TEST_F(SymptomsTest, ACancellationWithAnotherHandleIsTraced) {
+TEST_F(SymptomsTest, CancellationWithAnUnknownHandleIsTraced) {
     expectRow("a cancellation does nothing");
     Mounted mounted("/lamp");
     Traces traces("KOVA_SERVICE_*", 3);
@@ -137,12 +136,12 @@ TEST_F(SymptomsTest, ACancellationWithAnotherHandleIsTraced) {
     EXPECT_NE(traces.take().back().text.find("unknown"), std::string::npos);
 }
 
-TEST_F(SymptomsDeathTest, ReadingTheRootWithoutAMimeTypeFunctionEndsTheProcess) {
+TEST_F(SymptomsDeathTest, RequestForTheRootWithoutAMimeTypeFunctionEndsTheProcess) {
     expectRow("the process ends with `std::bad_function_call` when \"/\" is read");
     EXPECT_DEATH(Mounted("/lamp").request("/"), "bad_function_call");
 }
 
-TEST_F(SymptomsDeathTest, AnExceptionFromAResourceHandlerEndsTheProcess) {
+TEST_F(SymptomsDeathTest, ExceptionFromAResourceHandlerEndsTheProcess) {
     expectRow("the process ends with \"terminate called\"");
     Mounted mounted("/lamp");
     mounted.resource.onRequest = [](IResponseHandler<Response>&) {
@@ -151,7 +150,7 @@ TEST_F(SymptomsDeathTest, AnExceptionFromAResourceHandlerEndsTheProcess) {
     EXPECT_DEATH(mounted.request("/lamp"), "terminate called(.|\n)*of the resource");
 }
 
-TEST_F(SymptomsDeathTest, AnExceptionFromOnNextEndsTheProcess) {
+TEST_F(SymptomsDeathTest, ExceptionFromOnNextEndsTheProcess) {
     expectRow("the process ends with \"terminate called\", and the exception comes from a client");
     Mounted mounted("/lamp");
     mounted.resource.onRequest = sendValue;
@@ -159,7 +158,7 @@ TEST_F(SymptomsDeathTest, AnExceptionFromOnNextEndsTheProcess) {
                  "terminate called(.|\n)*of the client");
 }
 
-TEST_F(SymptomsTest, AnExceptionFromOnNextPassesThroughTheResourceHandler) {
+TEST_F(SymptomsTest, ExceptionFromOnNextPropagatesThroughTheResourceHandler) {
     Mounted mounted("/lamp");
     std::string caught;
     mounted.resource.onRequest = [&](IResponseHandler<Response>& handler) {
@@ -188,7 +187,7 @@ TEST_F(SymptomsDeathTest, MisuseOfAMutexEndsTheProcessWithoutAMessage) {
     recursive.unlock();
 }
 
-TEST_F(SymptomsTest, PatternsMatchWholeNamesOfChannelsAndCaseCounts) {
+TEST_F(SymptomsTest, PatternsMatchCompleteChannelNamesCaseSensitively) {
     expectRow("nothing is traced, even at level 0");
     auto& channels = ::tracing::SharedChannelMap::instance();
     for (char const* const pattern : {"KOVA_SERVICE", "SERVICE_*", "kova_*"}) {

@@ -71,7 +71,7 @@ TEST_F(ClientTest, ReportsARequestThatEndsWithoutAnEvent) {
 
 // The exit status
 
-TEST_F(ClientTest, TheExitStatusIsThatOfTheWorstAnswer) {
+TEST_F(ClientTest, ExitStatusIsThatOfTheWorstResponse) {
     struct Row {
         Response response;
         int status;
@@ -88,7 +88,7 @@ TEST_F(ClientTest, TheExitStatusIsThatOfTheWorstAnswer) {
     }
 }
 
-TEST_F(ClientTest, AnErrorWithTheCodeOfASuccessIsARefusal) {
+TEST_F(ClientTest, ErrorWithASuccessCodeCountsAsRefused) {
     resource.onRequest = [](kova::IResponseHandler<Response>& handler) {
         handler.onError(Response(200));
     };
@@ -96,13 +96,13 @@ TEST_F(ClientTest, AnErrorWithTheCodeOfASuccessIsARefusal) {
     EXPECT_EQ(client.exitStatus(), exitstatus::REFUSED);
 }
 
-TEST_F(ClientTest, ARequestWithoutAnAnswerHasFailed) {
+TEST_F(ClientTest, RequestWithoutAResponseCountsAsFailed) {
     resource.onRequest = nullptr;
     run("retrieve /r");
     EXPECT_EQ(client.exitStatus(), exitstatus::FAILED);
 }
 
-TEST_F(ClientTest, ARequestAfterTheShutdownHasFailed) {
+TEST_F(ClientTest, RequestAfterTheShutdownCountsAsFailed) {
     run("shutdown");
     EXPECT_EQ(client.exitStatus(), exitstatus::ANSWERED);
     run("list");

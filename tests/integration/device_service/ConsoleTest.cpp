@@ -57,7 +57,7 @@ TEST_F(ConsoleTest, LineWithoutAPathSendsAnEmptyPath) {
     EXPECT_THAT(run("retrieve"), HasSubstr("#1 error 404 Not Found: path '' not found\n"));
 }
 
-TEST_F(ConsoleTest, AWordThatIsNotACommandIsRefusedAndTheCommandsAreNamed) {
+TEST_F(ConsoleTest, UnknownCommandIsRejectedWithAListOfTheCommands) {
     for (char const* const word : {"observe", "Quit", "nonsense", "list,"}) {
         EXPECT_EQ(run(std::string(word) + " /r"),
                   "there is no command '" + std::string(word) +
@@ -68,7 +68,7 @@ TEST_F(ConsoleTest, AWordThatIsNotACommandIsRefusedAndTheCommandsAreNamed) {
     EXPECT_EQ(client.exitStatus(), exitstatus::MISUSED);
 }
 
-TEST_F(ConsoleTest, LinesThatAreNotUnderstoodCountAsMisuse) {
+TEST_F(ConsoleTest, InvalidLinesCountAsMisuse) {
     for (char const* const line :
          {"cancel x", "wait x", "accept x", "retrieve kova:/radio$/r", "nonsense"}) {
         Client other(

@@ -15,7 +15,7 @@ void useAll(Display display) {
     display.complain("  #1 error 404 Not Found", "404 Not Found");
 }
 
-TEST(DisplayTest, ShowsEverythingOnOneStream) {
+TEST(DisplayTest, NormalDisplayWritesEverythingToOneStream) {
     std::ostringstream out;
     useAll(Display(out));
     EXPECT_EQ(out.str(),
@@ -26,7 +26,7 @@ TEST(DisplayTest, ShowsEverythingOnOneStream) {
               "  #1 error 404 Not Found\n");
 }
 
-TEST(DisplayTest, QuietShowsPayloadsAndApartFromThemWhatGoesWrong) {
+TEST(DisplayTest, QuietDisplaySeparatesPayloadsAndErrors) {
     std::ostringstream out;
     std::ostringstream errors;
     useAll(Display(out, errors));

@@ -75,7 +75,7 @@ TEST(PrintingTest, PayloadOfAnotherTypeIsShownByItsMimeType) {
                 EndsWith("x/y, 1 bytes: <unknown>"));
 }
 
-TEST(PrintingTest, ThePlainTextOfAPayloadIsItsBytesOrTheJsonOfBinaryData) {
+TEST(PrintingTest, PlainTextIsTheBytesOfAPayloadOrJsonForTheBinaryFormat) {
     EXPECT_EQ(plainText(Payload()), "");
     EXPECT_EQ(plainText(Payload::createFromJSON("[1, 2]")), "[1, 2]");
     EXPECT_EQ(plainText(Payload::createFromString("<empty>")), "<empty>");

@@ -1,4 +1,4 @@
-// A client whose user wants payloads only.
+// Tests a client with a quiet display.
 #include <gtest/gtest.h>
 
 #include <memory>
@@ -40,7 +40,7 @@ protected:
     Console quietConsole{quietClient};
 };
 
-TEST_F(QuietClientTest, PrintsThePayloadOfAnAnswerAndNothingElse) {
+TEST_F(QuietClientTest, PrintsOnlyThePayloadOfAResponse) {
     answer = Response(200, Payload::createFromJSON("{\"a\": 1}"));
     execute("retrieve /r");
     EXPECT_EQ(payloads.str(), "{\"a\": 1}\n");
@@ -55,7 +55,7 @@ TEST_F(QuietClientTest, PrintsTheListOfResourcesAsOneArray) {
     EXPECT_EQ(payloads.str(), "[\"kova:/device$/r\"]\n");
 }
 
-TEST_F(QuietClientTest, SaysThatAPayloadCannotBeRead) {
+TEST_F(QuietClientTest, ReportsAnUnreadablePayload) {
     unsigned char const byte = 0xff;
     answer = Response(200, Payload::createFromRaw(&byte, 1, kova::mimetypes::AXOBIN_TYPE));
     execute("retrieve /r");
@@ -64,7 +64,7 @@ TEST_F(QuietClientTest, SaysThatAPayloadCannotBeRead) {
     EXPECT_EQ(quietClient.exitStatus(), exitstatus::FAILED);
 }
 
-TEST_F(QuietClientTest, SaysWhatWentWrongOnTheOtherStream) {
+TEST_F(QuietClientTest, WritesErrorsToTheErrorStream) {
     for (char const* const line : {"wait", "cancel", "shutdown", "retrieve /r", "connect"}) {
         execute(line);
         EXPECT_EQ(payloads.str(), "") << line;
