@@ -1,4 +1,4 @@
-// Taking URLs apart, and reading, writing and making UUIDs.
+// Parsing URLs, and parsing, printing and generating UUIDs.
 #include <benchmark/benchmark.h>
 
 #include <string>
@@ -33,12 +33,12 @@ constexpr char const* LONG_URL =
 
 void enterUrls() {
     for (char const* const text : {SHORT_URL, LONG_URL}) {
-        const std::string road = text == SHORT_URL ? "URL, short" : "URL, long";
+        const std::string caseName = text == SHORT_URL ? "URL, short" : "URL, long";
         const std::vector<std::string> texts = {text};
-        contest(road, "kova",
+        contest(caseName, "kova",
                 [=] { return each(texts, [](const std::string& each) { return url(each); }); });
 #ifdef KOVA_BENCH_URIPARSER
-        contest(road, "uriparser", [=] {
+        contest(caseName, "uriparser", [=] {
             return each(texts, [](const std::string& each) {
                 UriUriA uri;
                 char const* error = nullptr;
@@ -49,7 +49,7 @@ void enterUrls() {
         });
 #endif
 #ifdef KOVA_BENCH_BOOST
-        contest(road, "Boost", [=] {
+        contest(caseName, "Boost", [=] {
             return each(texts, [](const std::string& each) { return boost::urls::url(each); });
         });
 #endif
@@ -75,7 +75,7 @@ std::vector<std::string> uuidTexts() {
     return texts;
 }
 
-/// Both cases, hyphens at their places: by a table, as short as it gets.
+/// Parses a UUID with a table: accepts both cases and checks the hyphens.
 bool parsePlainly(const std::string& text, zel::UUID::Bytes& bytes) {
     static const std::vector<signed char> digits = [] {
         std::vector<signed char> table(256, -1);

@@ -1,4 +1,4 @@
-// Arming and cancelling an alarm while 100 000 others are armed, and how late a short one is.
+// Arming and cancelling an alarm while 100 000 others are armed, and the lateness of a short one.
 #include <benchmark/benchmark.h>
 #include <sys/prctl.h>
 
@@ -32,7 +32,7 @@ using Milliseconds = std::chrono::milliseconds;
 constexpr int ARMED = 100'000;
 constexpr std::chrono::duration<unsigned, std::milli> DELAY(1);
 
-/// When an alarm is due: between one hour and two, so that none expires during the run.
+/// Returns the delays of alarms: between one and two hours, so that none expires during the run.
 std::vector<unsigned> delays(int count) {
     Random random;
     std::vector<unsigned> made;
@@ -137,7 +137,8 @@ struct AsioAlarms {
     }
 };
 
-// The function of a cancelled timer is called by whoever runs the context, so that is part of it.
+// A cancelled timer calls its function when the context runs, so running the context is measured,
+// too.
 auto asioAlarms() {
     return each(delays(INPUTS), [alarms = std::make_shared<AsioAlarms>()](unsigned delay) {
         alarms->timer.expires_after(Milliseconds(delay));
@@ -148,8 +149,9 @@ auto asioAlarms() {
 }
 #endif
 
-/// The median of how late `wait` says that it came back from a wait of one millisecond. What it
-/// needs, such as a thread of its own, is made by `make` before the clock starts.
+/// Registers a contestant for the lateness after a wait of one millisecond. `make()` runs before
+/// the measurement, creates for example a thread, and returns a function that waits and returns the
+/// lateness. The result is the median.
 template <typename Make>
 void enterLateness(char const* contestant, Make make) {
     const auto measure = [make](benchmark::State& state) {
@@ -168,12 +170,12 @@ void enterLateness(char const* contestant, Make make) {
         ->Iterations(1);
 }
 
-/// An alarm whose function notes when it is called; handing that over to the thread that waits for
-/// it comes after the note and does not count.
-class NotingAlarm {
+/// An alarm whose function records the time of its call. Passing that time to the waiting thread
+/// happens afterwards and is not measured.
+class RecordingAlarm {
 public:
     SteadyClock::duration wait() {
-        alarm_.stop();  // returns when the last call is over, for which `start` would wait, too
+        alarm_.stop();  // waits for the last call to return, as `start` would do, too
         std::unique_lock lock(mutex_);
         when_.reset();
         const auto due = SteadyClock::now() + DELAY;
@@ -199,13 +201,13 @@ private:
 };
 
 SteadyClock::duration lateBySleep(SteadyClock::time_point due) {
-    prctl(PR_SET_TIMERSLACK, 1UL, 0UL, 0UL, 0UL);  // as the thread of the alarms has it
+    prctl(PR_SET_TIMERSLACK, 1UL, 0UL, 0UL, 0UL);  // the same as in the thread of the alarms
     std::this_thread::sleep_until(due);
     return SteadyClock::now() - due;
 }
 
-/// The least that can be woken at a time without the caller's waiting for it: a thread that does
-/// nothing but `lateBySleep`, for one time after the other.
+/// A thread that calls `lateBySleep` for one time after the other: the minimal way of being woken
+/// at a given time without blocking the caller.
 class SleepingThread {
 public:
     ~SleepingThread() {
@@ -247,20 +249,21 @@ private:
     std::mutex mutex_;
     std::condition_variable changed_;
     bool handed_ = false;
-    std::optional<SteadyClock::time_point> due_;  // none: the end
+    std::optional<SteadyClock::time_point> due_;  // nullopt ends the thread
     std::optional<SteadyClock::duration> late_;
     std::thread thread_{[this] { run(); }};
 };
 
 const Entries ENTRIES([] {
-    const std::string road = "arm and cancel among 100 000";
-    contest(road, "kova", kovaAlarms);
-    contest(road, "plain", plainAlarms);
+    const std::string caseName = "arm and cancel among 100 000";
+    contest(caseName, "kova", kovaAlarms);
+    contest(caseName, "plain", plainAlarms);
 #ifdef KOVA_BENCH_ASIO
-    contest(road, "asio", asioAlarms);
+    contest(caseName, "asio", asioAlarms);
 #endif
-    enterLateness(
-        "kova", [] { return [alarm = std::make_shared<NotingAlarm>()] { return alarm->wait(); }; });
+    enterLateness("kova", [] {
+        return [alarm = std::make_shared<RecordingAlarm>()] { return alarm->wait(); };
+    });
     enterLateness("plain", [] {
         return [thread = std::make_shared<SleepingThread>()] { return thread->wait(); };
     });

@@ -1,4 +1,5 @@
-// A tree to the binary format and back: kova, and libcbor's heads and stream with a map tree.
+// Converting a tree to the binary format and back: kova, and a map tree with libcbor's functions
+// for heads and its streaming decoder.
 #include <benchmark/benchmark.h>
 #include <cbor.h>
 
@@ -29,7 +30,7 @@ std::shared_ptr<Dictionary> kovaTree(const DocumentSize& size) {
     return std::shared_ptr<Dictionary>(dictionary);
 }
 
-/// Writes the tree; false when that fails.
+/// Writes the tree. Returns false on failure.
 bool write(const Dictionary& tree, util::ByteBufferWriter& writer) {
     const std::unique_ptr<util::serializer::IStructuredSerializer> serializer(
         serializer::Factory::createSerializer(mimetypes::AXOBin));
@@ -54,7 +55,7 @@ Bytes encoded(const DocumentSize& size) {
     return {writer.data(), writer.data() + writer.size()};
 }
 
-/// The heads of libcbor, and what stands behind them, from a tree into bytes that grow.
+/// Encodes a map tree into a growing buffer, with libcbor's functions for the heads of items.
 class HeadWriter {
 public:
     void add(const MapTree& tree) {
@@ -97,7 +98,7 @@ private:
     }
 };
 
-/// Fills a map tree from the events of libcbor's stream.
+/// Builds a map tree from the events of libcbor's streaming decoder.
 class StreamReader {
 public:
     static MapTree read(const Bytes& bytes) {
@@ -203,8 +204,8 @@ private:
 
 const Entries ENTRIES([] {
     for (const DocumentSize& size : DOCUMENT_SIZES) {
-        const std::string writing = toBinaryRoad(size);
-        const std::string reading = fromBinaryRoad(size);
+        const std::string writing = toBinaryCase(size);
+        const std::string reading = fromBinaryCase(size);
         const std::size_t length = encoded(size).size();
         contest(
             writing, "kova",

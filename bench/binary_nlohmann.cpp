@@ -1,4 +1,4 @@
-// The binary format with nlohmann.
+// The binary format with nlohmann::json.
 #include <nlohmann/json.hpp>
 
 #include "support/Contest.h"
@@ -15,11 +15,11 @@ const Entries ENTRIES([] {
         const std::string text = document(size);
         const std::size_t length = json::to_cbor(json::parse(text)).size();
         contest(
-            toBinaryRoad(size), "nlohmann",
+            toBinaryCase(size), "nlohmann",
             [text] { return [tree = json::parse(text)] { return json::to_cbor(tree).size(); }; },
             length);
         contest(
-            fromBinaryRoad(size), "nlohmann",
+            fromBinaryCase(size), "nlohmann",
             [text] {
                 return
                     [bytes = json::to_cbor(json::parse(text))] { return json::from_cbor(bytes); };

@@ -1,4 +1,4 @@
-// Finding the value of a text, and the version that serves best.
+// Looking up the enumerator of a text, and choosing the most compatible version.
 #include <benchmark/benchmark.h>
 
 #include <fmt/format.h>
@@ -22,7 +22,7 @@ namespace {
 
 using dovglobals::Language;
 
-/// The texts of all languages, in the order of their numbers.
+/// Returns the texts of all languages, in the order of their enumerators.
 std::vector<std::string> languages() {
     std::vector<std::string> texts;
     for (int i = 0;; ++i) {
@@ -51,15 +51,15 @@ auto lookUpIn() {
 }
 
 void enterLanguages() {
-    const std::string road = "language of a text";
-    contest(road, "kova", [] { return each(askedLanguages(), dovglobals::valueToLanguage); });
-    contest(road, "linear", [] {
+    const std::string caseName = "language of a text";
+    contest(caseName, "kova", [] { return each(askedLanguages(), dovglobals::valueToLanguage); });
+    contest(caseName, "linear", [] {
         return each(askedLanguages(), [all = languages()](const std::string& text) {
             return std::find(all.begin(), all.end(), text) - all.begin();
         });
     });
-    contest(road, "std::map", [] { return lookUpIn<std::map<std::string, Language>>(); });
-    contest(road, "std::unordered_map",
+    contest(caseName, "std::map", [] { return lookUpIn<std::map<std::string, Language>>(); });
+    contest(caseName, "std::unordered_map",
             [] { return lookUpIn<std::unordered_map<std::string, Language>>(); });
     contest("text of a language", "kova", [] {
         std::vector<Language> values;
@@ -80,7 +80,7 @@ std::vector<std::string> versions(int count) {
     return texts;
 }
 
-/// The same choice, for the texts above only: all in one loop, without branches and traces.
+/// Makes the same choice in one loop, without branches and traces, for the texts above only.
 std::string choosePlainly(const std::vector<std::string>& offered) {
     using Numbers = std::tuple<unsigned, unsigned, unsigned>;
     const Numbers wanted(2, 15, 31);
@@ -108,13 +108,13 @@ std::string choosePlainly(const std::vector<std::string>& offered) {
 
 void enterVersions() {
     for (const int count : {10, 100, 1000}) {
-        const std::string road = fmt::format("best of {} versions", count);
-        contest(road, "kova", [=] {
+        const std::string caseName = fmt::format("best of {} versions", count);
+        contest(caseName, "kova", [=] {
             return [offered = versions(count)] {
                 return semver::getMostCompatible("2.15.31", offered);
             };
         });
-        contest(road, "plain",
+        contest(caseName, "plain",
                 [=] { return [offered = versions(count)] { return choosePlainly(offered); }; });
     }
 }

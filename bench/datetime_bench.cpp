@@ -1,4 +1,4 @@
-// Reading and writing a date-time: kova, plain code, the C library, Abseil, and std::regex.
+// Parsing and printing a date-time: kova, plain code, the C library, Abseil, and std::regex.
 #include <benchmark/benchmark.h>
 
 #include <ctime>
@@ -21,7 +21,7 @@ namespace {
 using dovglobals::DateTime;
 using dovglobals::parseDateTime;
 
-/// "2019-03-07T08:05:09Z", or with milliseconds and an offset.
+/// Returns values like "2019-03-07T08:05:09Z"; if `full` is true, with milliseconds and an offset.
 std::vector<DateTime> dateTimes(bool full) {
     Random random;
     return inputs([&] {
@@ -81,12 +81,12 @@ std::tm brokenDown(const DateTime& value) {
 
 void enterParsing() {
     for (const bool full : {false, true}) {
-        const std::string road = full ? "date-time with zone, parse" : "date-time, parse";
-        contest(road, "kova", [=] { return each(texts(full), parseDateTime); });
-        contest(road, "plain", [=] { return each(texts(full), plain::parseDateTime); });
-        contest(road, "std::regex", [=] { return each(texts(full), parseByRegex); });
+        const std::string caseName = full ? "date-time with zone, parse" : "date-time, parse";
+        contest(caseName, "kova", [=] { return each(texts(full), parseDateTime); });
+        contest(caseName, "plain", [=] { return each(texts(full), plain::parseDateTime); });
+        contest(caseName, "std::regex", [=] { return each(texts(full), parseByRegex); });
 #ifdef KOVA_BENCH_ABSL
-        contest(road, "absl", [=] {
+        contest(caseName, "absl", [=] {
             return each(texts(full), [](const std::string& text) {
                 absl::Time time;
                 std::string error;
@@ -107,11 +107,11 @@ void enterParsing() {
 
 void enterPrinting() {
     for (const bool full : {false, true}) {
-        const std::string road = full ? "date-time with zone, print" : "date-time, print";
-        contest(road, "kova", [=] {
+        const std::string caseName = full ? "date-time with zone, print" : "date-time, print";
+        contest(caseName, "kova", [=] {
             return each(dateTimes(full), [](const DateTime& value) { return value.toString(); });
         });
-        contest(road, "plain", [=] {
+        contest(caseName, "plain", [=] {
             return each(dateTimes(full),
                         [](const DateTime& value) { return plain::toString(value); });
         });

@@ -1,4 +1,4 @@
-// Globs: compiled and matched at once, and matched with what was compiled before.
+// Globs: compiling and matching together, and matching with a compiled glob.
 #include <benchmark/benchmark.h>
 #include <fnmatch.h>
 
@@ -20,7 +20,7 @@ namespace kova::bench {
 
 namespace {
 
-/// A glob, the expression that means the same, and a path.
+/// A glob, an equivalent regular expression, and a path.
 struct Case {
     char const* glob;
     char const* expression;
@@ -33,8 +33,9 @@ const Case CASES[] = {
     {"/x/[!0-9]*", "/x/[^0-9]([^/]*)", "/x/abcdef"},
 };
 
-// Those that std::regex recurses over, or backtracks in for seconds: the last path has its "y"
-// where no star leads to.
+// Cases for which std::regex would recurse too deeply, or backtrack for seconds. In the last path,
+// a
+// "/" before the "y" prevents a match, so that all stars are tried.
 constexpr std::size_t MILLION = 1'000'000;
 const Case LONG_CASES[] = {
     {"/a/**", "/a/(.*)", "/a/" + std::string(MILLION, 'b')},
@@ -99,15 +100,15 @@ private:
 #endif
 
 template <typename Engine>
-void enterMatch(const Case& each, const std::string& road, char const* contestant,
+void enterMatch(const Case& each, const std::string& caseName, char const* contestant,
                 std::size_t bytes = 0) {
     contest(
-        road, contestant,
+        caseName, contestant,
         [&each] { return [&each, engine = Engine(each)] { return engine.match(each.path); }; },
         bytes);
 }
 
-/// Enters both rows of a case.
+/// Registers an engine for both cases of a glob.
 template <typename Engine>
 void enter(const Case& each, char const* contestant) {
     contest(std::string("compile and match ") + each.glob, contestant,

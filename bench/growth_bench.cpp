@@ -1,5 +1,4 @@
-// How cost grows: the number behind the "/" is the size, and the program's figures are set against
-// it.
+// The growth of cost with size. The number behind the "/" is the size n.
 #include <benchmark/benchmark.h>
 #include <pthread.h>
 #include <sched.h>
@@ -32,25 +31,26 @@ namespace {
 
 using Handlers = std::map<std::string, std::unique_ptr<IResourceHandler>>;
 
-/// Enters a road at one size. Its trials and repetitions share one work: with so many mounts or
-/// requests, making it takes far longer than doing it.
+/// Registers a case for one size. All runs and repetitions share one result of `make()`, because
+/// creating many mounts or requests takes far longer than the measured function.
 template <typename Make>
-void atSize(const std::string& road, long size, Make make) {
+void atSize(const std::string& caseName, long size, Make make) {
     using Work = decltype(make());
-    contest(road, std::to_string(size), [make, kept = std::make_shared<std::unique_ptr<Work>>()] {
-        if (!*kept) {
-            *kept = std::make_unique<Work>(make());
-        }
-        return [kept] { return (**kept)(); };
-    });
+    contest(caseName, std::to_string(size),
+            [make, kept = std::make_shared<std::unique_ptr<Work>>()] {
+                if (!*kept) {
+                    *kept = std::make_unique<Work>(make());
+                }
+                return [kept] { return (**kept)(); };
+            });
 }
 
 void enterMounts() {
     for (const long count : {10L, 100L, 1000L, 10'000L, 100'000L}) {
         atSize("a request, among n mounts", count, [count] {
-            Prompt* asked = nullptr;
-            auto service =
-                std::make_shared<StaticComposedKovaService>(mounts<Prompt, Handlers>(count, asked));
+            ImmediateResource* asked = nullptr;
+            auto service = std::make_shared<StaticComposedKovaService>(
+                mounts<ImmediateResource, Handlers>(count, asked));
             return [service, request = Request("retrieve", pathBelow(count))] {
                 return service->actionRequest(request, std::make_unique<Receiver>());
             };
@@ -58,8 +58,8 @@ void enterMounts() {
     }
 }
 
-/// Keeps every request, and answers the latest.
-class Hoarder : public IResourceHandler {
+/// A resource that stores all requests and answers the latest.
+class StoringResource : public IResourceHandler {
 public:
     void* actionRequest(const Request&, std::unique_ptr<IResponseHandler<Response>>&& handler,
                         const std::string&) override {
@@ -79,9 +79,9 @@ private:
 void enterPending() {
     for (const long count : {1L, 10L, 100L, 1000L, 10'000L, 100'000L, 1'000'000L}) {
         atSize("a request answered later, n pending", count, [count] {
-            Hoarder* asked = nullptr;
-            auto service =
-                std::make_shared<StaticComposedKovaService>(mounts<Hoarder, Handlers>(10, asked));
+            StoringResource* asked = nullptr;
+            auto service = std::make_shared<StaticComposedKovaService>(
+                mounts<StoringResource, Handlers>(10, asked));
             const Request request("retrieve", pathBelow(10));
             for (long i = 1; i < count; ++i) {
                 service->actionRequest(request, std::make_unique<Receiver>());
@@ -95,9 +95,9 @@ void enterPending() {
     }
 }
 
-void enterEntries(const std::string& road, bool shuffled) {
+void enterEntries(const std::string& caseName, bool shuffled) {
     for (const int count : {10, 100, 1000, 10'000, 100'000, 1'000'000}) {
-        atSize(road, count, [=] {
+        atSize(caseName, count, [=] {
             std::vector<int> order(static_cast<std::size_t>(count));
             std::iota(order.begin(), order.end(), 1'000'000);
             if (shuffled) {
@@ -146,7 +146,7 @@ void enterPaths() {
                [path] { return [path] { return Path(path); }; });
         atSize("a request to a path of n segments", count, [path] {
             Handlers handlers;
-            handlers["/segment"] = std::make_unique<Prompt>();
+            handlers["/segment"] = std::make_unique<ImmediateResource>();
             auto service = std::make_shared<StaticComposedKovaService>(std::move(handlers));
             return [service, request = Request("retrieve", path)] {
                 return service->actionRequest(request, std::make_unique<Receiver>());
@@ -156,7 +156,7 @@ void enterPaths() {
     for (const int length : {256, 4096, 65'536, 1'048'576}) {
         atSize("/*x*x*x*y on n characters", length, [length] {
             return [glob = PathPatterns("/*x*x*x*y"),
-                    // The "y" is there, but where no star leads to: all stars are tried.
+                    // The "/" before the "y" prevents a match, so that all stars are tried.
                     path = "/" + std::string(static_cast<std::size_t>(length), 'x') + "/y"] {
                 return glob.match(path);
             };
@@ -170,7 +170,8 @@ double secondsOf(clockid_t clock) {
     return static_cast<double>(now.tv_sec) + static_cast<double>(now.tv_nsec) * 1e-9;
 }
 
-/// Runs on a core of its own, as long as there are as many cores, whatever the program is bound to.
+/// Pins the calling thread to its own core if there are enough cores, even if the program is pinned
+/// to another one.
 void moveToCore(long number) {
     const long cores = sysconf(_SC_NPROCESSORS_ONLN);
     cpu_set_t own;
@@ -179,7 +180,8 @@ void moveToCore(long number) {
     pthread_setaffinity_np(pthread_self(), sizeof own, &own);
 }
 
-/// Asks one service from so many threads at a time; gives what a request took by that clock.
+/// Sends requests to one service from `count` threads at once. Returns the time per request on the
+/// given clock.
 double secondsOfRequest(StaticComposedKovaService& service, long count, clockid_t clock) {
     constexpr long REQUESTS = 50'000;
     std::atomic<long> ready{0};
@@ -206,19 +208,19 @@ double secondsOfRequest(StaticComposedKovaService& service, long count, clockid_
     return (secondsOf(clock) - first) / static_cast<double>(count * REQUESTS);
 }
 
-/// Two threads that do not hinder each other: half the time by the clock on the wall, and the same
-/// processor time.
+/// Two threads that do not slow each other down need half the wall time and the same processor
+/// time.
 void enterThreads() {
-    const auto enter = [](const std::string& road, clockid_t clock) {
+    const auto enter = [](const std::string& caseName, clockid_t clock) {
         for (const long count : {1L, 2L}) {
             const auto measure = [=](benchmark::State& state) {
-                Prompt* asked = nullptr;
-                StaticComposedKovaService service(mounts<Prompt, Handlers>(10, asked));
+                ImmediateResource* asked = nullptr;
+                StaticComposedKovaService service(mounts<ImmediateResource, Handlers>(10, asked));
                 for (auto _ : state) {
                     state.SetIterationTime(secondsOfRequest(service, count, clock));
                 }
             };
-            benchmark::RegisterBenchmark((road + "/" + std::to_string(count)).c_str(), measure)
+            benchmark::RegisterBenchmark((caseName + "/" + std::to_string(count)).c_str(), measure)
                 ->UseManualTime()
                 ->Iterations(5);
         }

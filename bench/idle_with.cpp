@@ -1,5 +1,5 @@
-// What a program costs that has loaded kova, and that has a service with so many mounts, which has
-// answered once and waits: `idle_with MOUNTS`.
+// Measures the cost of loading kova and of an idle service: `idle_with MOUNTS`. Without mounts, the
+// program only loads the libraries. Otherwise it creates a service, which answers one request.
 #include <cstdlib>
 #include <map>
 #include <memory>

@@ -1,5 +1,4 @@
-// What a program costs that does nothing and has nothing to do with kova: what idle_with is set
-// against.
+// Measures the cost of an empty program without kova, for comparison with idle_with.
 #include "support/Memory.h"
 
 int main() {

@@ -1,4 +1,4 @@
-// JSON text to an owned tree that can be changed, and back: kova; each peer has a file of its own.
+// Parsing JSON into an owned, mutable tree, and printing it: kova. Each peer is in a separate file.
 #include <benchmark/benchmark.h>
 
 #include <memory>
@@ -14,7 +14,7 @@ namespace {
 
 using Tree = std::unique_ptr<util::config::Value>;
 
-// Documents are objects; their root is never one of the shared nodes.
+// The root of a document is an object, which is never a shared node, so unique_ptr can delete it.
 const Entries ENTRIES([] {
     for (const DocumentSize& size : DOCUMENT_SIZES) {
         const std::string text = document(size);
@@ -23,10 +23,10 @@ const Entries ENTRIES([] {
                 return Tree(parser->parseValue(text));
             };
         };
-        contest(readRoad(size), "kova", read, text.size());
-        weighing(heapRoad(size), "kova", read, text.size(), nodes(size));
+        contest(readCase(size), "kova", read, text.size());
+        measureHeap(heapCase(size), "kova", read, text.size(), nodes(size));
         contest(
-            writeRoad(size), "kova",
+            writeCase(size), "kova",
             [text] {
                 util::config::JSONParser parser(false);
                 return [tree = std::shared_ptr<util::config::Value>(parser.parseValue(text))] {

@@ -12,10 +12,10 @@ const Entries ENTRIES([] {
     for (const DocumentSize& size : DOCUMENT_SIZES) {
         const std::string text = document(size);
         const auto read = [text] { return [text] { return boost::json::parse(text); }; };
-        contest(readRoad(size), "Boost.JSON", read, text.size());
-        weighing(heapRoad(size), "Boost.JSON", read, text.size(), nodes(size));
+        contest(readCase(size), "Boost.JSON", read, text.size());
+        measureHeap(heapCase(size), "Boost.JSON", read, text.size(), nodes(size));
         contest(
-            writeRoad(size), "Boost.JSON",
+            writeCase(size), "Boost.JSON",
             [text] {
                 return [tree = boost::json::parse(text)] { return boost::json::serialize(tree); };
             },

@@ -1,4 +1,4 @@
-// JSON with nlohmann.
+// JSON with nlohmann::json.
 #include <nlohmann/json.hpp>
 
 #include "support/Contest.h"
@@ -12,10 +12,10 @@ const Entries ENTRIES([] {
     for (const DocumentSize& size : DOCUMENT_SIZES) {
         const std::string text = document(size);
         const auto read = [text] { return [text] { return nlohmann::json::parse(text); }; };
-        contest(readRoad(size), "nlohmann", read, text.size());
-        weighing(heapRoad(size), "nlohmann", read, text.size(), nodes(size));
+        contest(readCase(size), "nlohmann", read, text.size());
+        measureHeap(heapCase(size), "nlohmann", read, text.size(), nodes(size));
         contest(
-            writeRoad(size), "nlohmann",
+            writeCase(size), "nlohmann",
             [text] { return [tree = nlohmann::json::parse(text)] { return tree.dump(); }; },
             text.size());
     }

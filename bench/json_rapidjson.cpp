@@ -1,5 +1,5 @@
-// JSON with RapidJSON: its SAX reader, which checks UTF-8 as kova's does, into a map tree; its own
-// document into its writer.
+// JSON with RapidJSON. Its SAX reader, which validates UTF-8 like kova's parser, fills a map tree;
+// its own document is printed by its writer.
 #include <rapidjson/document.h>
 #include <rapidjson/reader.h>
 #include <rapidjson/writer.h>
@@ -57,10 +57,10 @@ const Entries ENTRIES([] {
     for (const DocumentSize& size : DOCUMENT_SIZES) {
         const std::string text = document(size);
         const auto make = [text] { return [text] { return read(text); }; };
-        contest(readRoad(size), "RapidJSON", make, text.size());
-        weighing(heapRoad(size), "RapidJSON", make, text.size(), nodes(size));
+        contest(readCase(size), "RapidJSON", make, text.size());
+        measureHeap(heapCase(size), "RapidJSON", make, text.size(), nodes(size));
         contest(
-            writeRoad(size), "RapidJSON",
+            writeCase(size), "RapidJSON",
             [text] {
                 auto tree = std::make_shared<rapidjson::Document>();
                 tree->Parse(text.c_str());

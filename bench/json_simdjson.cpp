@@ -1,4 +1,4 @@
-// JSON with simdjson: its document, which cannot be changed, copied into a map tree.
+// JSON with simdjson: its document, which is immutable, is copied into a map tree.
 #include <simdjson.h>
 
 #include <memory>
@@ -65,7 +65,7 @@ const Entries ENTRIES([] {
     for (const DocumentSize& size : DOCUMENT_SIZES) {
         const std::string text = document(size);
         contest(
-            readRoad(size), "simdjson",
+            readCase(size), "simdjson",
             [text] {
                 return [text, parser = std::make_shared<simdjson::dom::parser>()] {
                     MapTree root;

@@ -1,4 +1,4 @@
-// What a whole request costs: routing, wrappers, the table of pending requests, and the answer.
+// The cost of a whole request: routing, wrappers, the table of pending requests, and the answer.
 #include <benchmark/benchmark.h>
 
 #include <map>
@@ -15,10 +15,10 @@ namespace kova::bench {
 
 namespace {
 
-/// A service, the resource that is asked, and the request, which is used again and again.
+/// A service, the resource that receives the request, and the request, which is reused.
 template <typename Service, typename Handlers, typename Resource>
-struct Scene {
-    explicit Scene(long count)
+struct Setup {
+    explicit Setup(long count)
         : request("retrieve", pathBelow(count)),
           service(mounts<Resource, Handlers>(count, asked)) {}
 
@@ -30,22 +30,22 @@ struct Scene {
 };
 
 template <typename Resource>
-using KovaScene = Scene<StaticComposedKovaService,
+using KovaSetup = Setup<StaticComposedKovaService,
                         std::map<std::string, std::unique_ptr<IResourceHandler>>, Resource>;
 template <typename Resource>
-using PlainScene = Scene<PlainService, PlainService::Handlers, Resource>;
+using PlainSetup = Setup<PlainService, PlainService::Handlers, Resource>;
 
-template <typename Scene>
+template <typename Setup>
 auto answeredAtOnce(long count) {
-    return [count] { return [scene = std::make_shared<Scene>(count)] { return scene->ask(); }; };
+    return [count] { return [setup = std::make_shared<Setup>(count)] { return setup->ask(); }; };
 }
 
-template <typename Scene>
+template <typename Setup>
 auto answeredLater(long count) {
     return [count] {
-        return [scene = std::make_shared<Scene>(count)] {
-            void* const handle = scene->ask();
-            scene->asked->answer();
+        return [setup = std::make_shared<Setup>(count)] {
+            void* const handle = setup->ask();
+            setup->asked->answer();
             return handle;
         };
     };
@@ -54,13 +54,17 @@ auto answeredLater(long count) {
 const Entries ENTRIES([] {
     for (const long count : {10L, 1000L}) {
         const std::string among = " among " + std::to_string(count);
-        contest("answered at once," + among, "kova", answeredAtOnce<KovaScene<Prompt>>(count));
-        contest("answered at once," + among, "plain", answeredAtOnce<PlainScene<Prompt>>(count));
-        contest("answered later," + among, "kova", answeredLater<KovaScene<Patient>>(count));
-        contest("answered later," + among, "plain", answeredLater<PlainScene<Patient>>(count));
+        contest("answered at once," + among, "kova",
+                answeredAtOnce<KovaSetup<ImmediateResource>>(count));
+        contest("answered at once," + among, "plain",
+                answeredAtOnce<PlainSetup<ImmediateResource>>(count));
+        contest("answered later," + among, "kova",
+                answeredLater<KovaSetup<PendingResource>>(count));
+        contest("answered later," + among, "plain",
+                answeredLater<PlainSetup<PendingResource>>(count));
         contest("cancelled," + among, "kova", [=] {
-            return [scene = std::make_shared<KovaScene<Patient>>(count)] {
-                scene->service.cancelRequest(scene->ask());
+            return [setup = std::make_shared<KovaSetup<PendingResource>>(count)] {
+                setup->service.cancelRequest(setup->ask());
                 return 0;
             };
         });

@@ -1,5 +1,6 @@
-// The same request to a service of gRPC in the same process, through its in-process channel. Asking
-// and answering take turns on one thread, which is three times as fast as a service with threads.
+// The same request to a gRPC service in the same process, through the in-process channel. Client
+// and server take turns on one thread, which is three times as fast as a server with its own
+// threads.
 #include <grpcpp/grpcpp.h>
 
 #include <memory>
@@ -42,7 +43,7 @@ public:
         grpc::Status status;
         const auto pending = stub_->AsyncRetrieve(&context, request, queue_.get());
         pending->Finish(&response, &status, &answered_);
-        // Three events: the request has come, its answer has left, the answer has come.
+        // Three events: the request has arrived, the answer was sent, the answer has arrived.
         void* tag = nullptr;
         for (int events = 0; events < 3 && next(tag); ++events) {
             if (tag == &asked_) {
@@ -60,7 +61,7 @@ private:
         return queue_->Next(&tag, &ok);
     }
 
-    // Only their addresses matter: each stands for an event.
+    // Only the addresses are used, as the tags of the events.
     char asked_ = 0;
     char left_ = 0;
     char answered_ = 0;
@@ -71,7 +72,7 @@ private:
     std::unique_ptr<bench_grpc::Resource::Stub> stub_;
 };
 
-// The processor time of all threads, for the library has some of its own.
+// Measures the processor time of all threads, because the library has its own threads.
 const Entries ENTRIES([] {
     for (const long count : {10L, 1000L}) {
         contest("answered at once, among " + std::to_string(count), "gRPC", [count] {

@@ -1,4 +1,4 @@
-// The same request over D-Bus, peer to peer: two connections on a pair of sockets, in one thread.
+// The same request over peer-to-peer D-Bus: two connections on a pair of sockets, on one thread.
 #include <sys/socket.h>
 #include <systemd/sd-bus.h>
 

@@ -1,4 +1,4 @@
-// Finding the mount of a path of four segments, the mount being two of them.
+// Looking up the mount of a path. The path has four segments, the mount has two.
 #include <benchmark/benchmark.h>
 
 #include <algorithm>
@@ -20,8 +20,8 @@ namespace kova::bench {
 
 namespace {
 
-/// Answers nothing and keeps nothing, so that a request is little more than its way.
-class Silent : public IResourceHandler {
+/// A resource that destroys the response handler at once, so that routing dominates the cost.
+class NullResource : public IResourceHandler {
 public:
     void* actionRequest(const Request&, std::unique_ptr<IResponseHandler<Response>>&&,
                         const std::string&) override {
@@ -36,7 +36,8 @@ double processorSeconds() {
     return static_cast<double>(now.tv_sec) + static_cast<double>(now.tv_nsec) * 1e-9;
 }
 
-/// How long `work` takes, for as many calls as make the clock itself not count.
+/// Returns the time of one call of `work`, averaged over enough calls that the cost of reading the
+/// clock does not matter.
 template <typename Work>
 double secondsOf(Work work) {
     constexpr int CALLS = 200;
@@ -47,12 +48,12 @@ double secondsOf(Work work) {
     return (processorSeconds() - begin) / CALLS;
 }
 
-/// The service has no operation that only looks up: it is what `actionRequest` takes beyond
-/// `delegateRequest`, which does the rest.
+/// Measures the look-up in the service as the difference between `actionRequest` and
+/// `delegateRequest`, because the service has no operation that only looks up a mount.
 void lookUpInService(benchmark::State& state, long count) {
-    Silent* asked = nullptr;
+    NullResource* asked = nullptr;
     StaticComposedKovaServiceImpl service(
-        mounts<Silent, StaticComposedKovaServiceImpl::Handlers>(count, asked));
+        mounts<NullResource, StaticComposedKovaServiceImpl::Handlers>(count, asked));
     const Request request("retrieve", pathBelow(count));
     const std::string mount = "/svc/r" + std::to_string(count - 1);
     for (auto _ : state) {
@@ -65,7 +66,7 @@ void lookUpInService(benchmark::State& state, long count) {
 }
 
 #ifdef KOVA_BENCH_ABSL
-/// The deepest parent of `path` that `find(parent)` knows.
+/// Returns the number of the longest parent of `path` that `find(parent)` finds, or -1.
 template <typename Find>
 long walk(std::string_view path, Find find) {
     long found = find(path);
@@ -76,7 +77,7 @@ long walk(std::string_view path, Find find) {
     return found;
 }
 
-/// The mounts, by views of the texts.
+/// A hash map of the mounts whose keys are views of the texts.
 struct HashedMounts {
     explicit HashedMounts(long count) {
         for (long i = 0; i < count; ++i) {
@@ -100,7 +101,8 @@ auto walkHash(long count) {
 }
 #endif
 
-/// The greatest mount that is not above the path; when it is no parent, that of the common part.
+/// Looks up the greatest mount that is not greater than the path. If that is not a parent of the
+/// path, continues with the path's own parent.
 auto walkMap(long count) {
     return [count] {
         std::map<std::string, long, std::less<>> map;
@@ -128,13 +130,13 @@ auto walkMap(long count) {
 
 const Entries ENTRIES([] {
     for (const long count : {10L, 1000L, 10'000L}) {
-        const std::string road = "route among " + std::to_string(count);
-        benchmark::RegisterBenchmark((road + "/kova").c_str(), lookUpInService, count)
+        const std::string caseName = "route among " + std::to_string(count);
+        benchmark::RegisterBenchmark((caseName + "/kova").c_str(), lookUpInService, count)
             ->UseManualTime()
             ->Iterations(500);
-        contest(road, "map walk", walkMap(count));
+        contest(caseName, "map walk", walkMap(count));
 #ifdef KOVA_BENCH_ABSL
-        contest(road, "flat hash walk", walkHash(count));
+        contest(caseName, "flat hash walk", walkHash(count));
 #endif
     }
 });

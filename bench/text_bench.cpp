@@ -1,4 +1,5 @@
-// Reading and writing the other typed values with a text, against plain code and cached std::regex.
+// Parsing and printing the other typed values that have a text form, compared with plain code and
+// cached std::regex objects.
 #include <benchmark/benchmark.h>
 
 #include <charconv>
@@ -161,7 +162,8 @@ std::string toString(const RGBA& value) {
 
 }  // namespace plain
 
-/// Enters a type: `expression` is that of its text, and what std::regex takes to find its groups.
+/// Registers the cases of a type. `expression` is the regular expression of its text; std::regex
+/// uses it to find the groups.
 template <typename Value, typename Parse, typename PlainParse>
 void enter(const std::string& type, std::vector<Value> (*values)(), Parse parse,
            PlainParse plainParse, char const* expression) {

@@ -7,30 +7,31 @@
 #include <cstdlib>
 #include <new>
 
-// The program's own operator new, which the libraries use too: it counts and takes from malloc.
+// Replaces operator new for the program and its libraries by one that counts and calls malloc.
 
 namespace {
 
-// Threads count in different places, lest they wait for each other's memory in what they measure.
-struct alignas(64) Place {
+// Each thread has its own counter in a separate cache line, so that counting does not slow down the
+// measured threads by contention.
+struct alignas(64) Counter {
     std::atomic<unsigned long> count{0};
 };
 
-std::array<Place, 16> places;
+std::array<Counter, 16> counters;
 
-Place& placeOfThread() noexcept {
+Counter& counterOfThread() noexcept {
     static std::atomic<std::size_t> threads{0};
-    thread_local Place& place = places[threads.fetch_add(1) % places.size()];
-    return place;
+    thread_local Counter& counter = counters[threads.fetch_add(1) % counters.size()];
+    return counter;
 }
 
-std::atomic<bool> weighing{false};
-std::atomic<unsigned long> weight{0};
+std::atomic<bool> metering{false};
+std::atomic<unsigned long> meteredBytes{0};
 
 void* counted(void* memory) noexcept {
-    placeOfThread().count.fetch_add(1, std::memory_order_relaxed);
-    if (weighing.load(std::memory_order_relaxed)) {
-        weight.fetch_add(malloc_usable_size(memory), std::memory_order_relaxed);
+    counterOfThread().count.fetch_add(1, std::memory_order_relaxed);
+    if (metering.load(std::memory_order_relaxed)) {
+        meteredBytes.fetch_add(malloc_usable_size(memory), std::memory_order_relaxed);
     }
     return memory;
 }
@@ -48,8 +49,8 @@ void* aligned(std::size_t size, std::align_val_t alignment) noexcept {
 }
 
 void release(void* memory) noexcept {
-    if (weighing.load(std::memory_order_relaxed)) {
-        weight.fetch_sub(malloc_usable_size(memory), std::memory_order_relaxed);
+    if (metering.load(std::memory_order_relaxed)) {
+        meteredBytes.fetch_sub(malloc_usable_size(memory), std::memory_order_relaxed);
     }
     std::free(memory);
 }
@@ -60,23 +61,23 @@ namespace kova::bench {
 
 unsigned long allocations() noexcept {
     unsigned long sum = 0;
-    for (const Place& place : places) {
-        sum += place.count.load(std::memory_order_relaxed);
+    for (const Counter& counter : counters) {
+        sum += counter.count.load(std::memory_order_relaxed);
     }
     return sum;
 }
 
-Scales::Scales() noexcept {
-    weight = 0;
-    weighing = true;
+HeapMeter::HeapMeter() noexcept {
+    meteredBytes = 0;
+    metering = true;
 }
 
-Scales::~Scales() {
-    weighing = false;
+HeapMeter::~HeapMeter() {
+    metering = false;
 }
 
-unsigned long Scales::bytes() const noexcept {
-    return weight;
+unsigned long HeapMeter::bytes() const noexcept {
+    return meteredBytes;
 }
 
 }  // namespace kova::bench

@@ -4,23 +4,26 @@
 
 namespace kova::bench {
 
-/// How often memory was asked for since the program started, on all threads.
+/// Returns the number of allocations since the program started, on all threads.
 unsigned long allocations() noexcept;
 
-/// Weighs the memory that is got and kept while it lives, on all threads, as the allocator rounds
-/// it up. One at a time; what is freed meanwhile must not be older. Nothing is weighed at other
-/// times, for that takes time.
-class Scales {
+/// A meter of the heap memory that is allocated and not freed during its lifetime, on all threads.
+/// It counts block sizes as the allocator rounds them up. Only one meter may exist at a time, and
+/// blocks that were allocated before must not be freed during its lifetime. Without a meter, sizes
+/// are not counted, because that takes time.
+class HeapMeter {
 public:
-    Scales() noexcept;
-    ~Scales();
-    Scales(const Scales&) = delete;
-    Scales& operator=(const Scales&) = delete;
+    HeapMeter() noexcept;
+    ~HeapMeter();
+    HeapMeter(const HeapMeter&) = delete;
+    HeapMeter& operator=(const HeapMeter&) = delete;
 
+    /// Returns the number of bytes so far.
     unsigned long bytes() const noexcept;
 };
 
-/// Reports the allocations an iteration since it was made as the counter "allocations".
+/// A guard that reports the number of allocations per iteration during its lifetime, as the counter
+/// "allocations" of the benchmark.
 class AllocationCounter {
 public:
     explicit AllocationCounter(benchmark::State& state) : state_(state), before_(allocations()) {}

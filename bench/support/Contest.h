@@ -8,11 +8,12 @@
 
 #include "support/Allocations.h"
 
-/// How a benchmark program enters its rows: one `contest` for each way of doing the same thing.
+/// Functions that register the benchmarks of a program: a case with several contestants that do the
+/// same thing in different ways.
 ///
-/// A case is a row of bench/RESULTS.md, a contestant one of its columns: "kova", "plain" (short
-/// code of ours that does only this), or the name of a library. What a contestant needs is made
-/// before the clock starts:
+/// A case is a row of bench/RESULTS.md. A contestant is one of its columns: "kova", "plain" (our
+/// own short code for this case only), or the name of a library. The outer function of a contestant
+/// runs before the measurement and returns the function that is measured:
 ///
 ///     const Entries ENTRIES([] {
 ///         contest("date-time parse", "kova", [] {
@@ -21,13 +22,14 @@
 ///     });
 namespace kova::bench {
 
-/// Enters a contestant. `make()` gives the work, a callable whose result is kept from the
-/// optimizer; `bytes` is how much text or data one call goes through, if that is of interest.
+/// Registers a contestant. `make()` returns the function to be measured, whose result is protected
+/// from the optimizer. `bytes` is the amount of text or data that one call processes, or 0 if no
+/// rate is reported.
 template <typename Make>
-benchmark::internal::Benchmark* contest(const std::string& road, const std::string& contestant,
+benchmark::internal::Benchmark* contest(const std::string& caseName, const std::string& contestant,
                                         Make make, std::size_t bytes = 0) {
     return benchmark::RegisterBenchmark(
-        (road + "/" + contestant).c_str(), [make, bytes](benchmark::State& state) {
+        (caseName + "/" + contestant).c_str(), [make, bytes](benchmark::State& state) {
             auto work = make();
             // The first call may fill caches and pools that later ones use.
             benchmark::DoNotOptimize(work());
@@ -42,26 +44,29 @@ benchmark::internal::Benchmark* contest(const std::string& road, const std::stri
         });
 }
 
-/// Enters a contestant of a road that is not about time, but about the memory that the result of
-/// `make()` holds: as a multiple of `bytes`, and for each of the `nodes` that it has.
+/// Registers a contestant whose memory is measured instead of its time: the heap memory of the
+/// result of the function that `make()` returns. It is reported as a multiple of `bytes` and per
+/// node for `nodes` nodes.
 template <typename Make>
-void weighing(const std::string& road, const std::string& contestant, Make make, std::size_t bytes,
-              std::size_t nodes) {
-    benchmark::RegisterBenchmark((road + "/" + contestant).c_str(), [make, bytes, nodes](
-                                                                        benchmark::State& state) {
-        auto work = make();
-        benchmark::DoNotOptimize(work());  // what it keeps for the next call does not count
-        for (auto _ : state) {
-            const Scales scales;
-            const auto result = work();
-            const auto held = static_cast<double>(scales.bytes());
-            state.counters["held"] = held / static_cast<double>(bytes);
-            state.counters["held_per_node"] = held / static_cast<double>(nodes);
-        }
-    })->Iterations(1);
+void measureHeap(const std::string& caseName, const std::string& contestant, Make make,
+                 std::size_t bytes, std::size_t nodes) {
+    benchmark::RegisterBenchmark(
+        (caseName + "/" + contestant).c_str(),
+        [make, bytes, nodes](benchmark::State& state) {
+            auto work = make();
+            benchmark::DoNotOptimize(work());  // memory that is kept for later calls is not counted
+            for (auto _ : state) {
+                const HeapMeter meter;
+                const auto result = work();
+                const auto held = static_cast<double>(meter.bytes());
+                state.counters["held"] = held / static_cast<double>(bytes);
+                state.counters["held_per_node"] = held / static_cast<double>(nodes);
+            }
+        })
+        ->Iterations(1);
 }
 
-/// Runs a function while the program starts, in which the file enters its contestants.
+/// A static object whose constructor calls a function that registers the contestants of a file.
 struct Entries {
     template <typename Enter>
     explicit Entries(Enter enter) {

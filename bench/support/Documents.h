@@ -10,13 +10,14 @@
 
 namespace kova::bench {
 
-/// A document as services exchange them: 300 bytes, or 1 MB.
+/// The size of a typical document of a service: 300 bytes or 1 MB.
 struct DocumentSize {
     char const* name;
     std::size_t records;
 };
 constexpr std::array<DocumentSize, 2> DOCUMENT_SIZES = {{{"300 B", 1}, {"1 MB", 3600}}};
 
+/// Returns the JSON text of a random record.
 inline std::string record(Random& random) {
     return fmt::format(
         R"({{"id":{},"name":"item {}","path":"/media/player/tracks/{}","active":{},)"
@@ -28,7 +29,7 @@ inline std::string record(Random& random) {
         random.number(0, 100), random.number(0, 10), random.number(0, 100'000));
 }
 
-/// The JSON text of a document: one record, or an object with an array of them.
+/// Returns the JSON text of a document: one record, or an object with an array of records.
 inline std::string document(const DocumentSize& size) {
     Random random;
     if (size.records == 1) {
@@ -41,28 +42,32 @@ inline std::string document(const DocumentSize& size) {
     return text + "]}";
 }
 
-/// How many nodes the tree of a document has: the values of every kind.
+/// Returns the number of nodes in the tree of a document, containers included.
 inline std::size_t nodes(const DocumentSize& size) {
     constexpr std::size_t NODES_PER_RECORD = 20;
     return size.records * NODES_PER_RECORD + (size.records == 1 ? 0 : 2);
 }
 
-/// The rows that the JSON contestants enter.
-inline std::string readRoad(const DocumentSize& size) {
+/// @{
+/// Returns the names of the cases with JSON.
+inline std::string readCase(const DocumentSize& size) {
     return std::string("JSON to tree, ") + size.name;
 }
-inline std::string heapRoad(const DocumentSize& size) {
+inline std::string heapCase(const DocumentSize& size) {
     return std::string("heap of the tree, ") + size.name;
 }
-inline std::string writeRoad(const DocumentSize& size) {
+inline std::string writeCase(const DocumentSize& size) {
     return std::string("tree to JSON, ") + size.name;
 }
-/// The two rows of the binary format.
-inline std::string toBinaryRoad(const DocumentSize& size) {
+/// @}
+/// @{
+/// Returns the names of the cases with the binary format.
+inline std::string toBinaryCase(const DocumentSize& size) {
     return std::string("tree to binary, ") + size.name;
 }
-inline std::string fromBinaryRoad(const DocumentSize& size) {
+inline std::string fromBinaryCase(const DocumentSize& size) {
     return std::string("binary to tree, ") + size.name;
 }
+/// @}
 
 }  // namespace kova::bench

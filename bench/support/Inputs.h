@@ -8,13 +8,13 @@
 
 namespace kova::bench {
 
-/// Every input is made from this seed, so that all contestants and all runs see the same.
+/// The seed of all inputs, so that all contestants and all runs have the same inputs.
 constexpr unsigned int SEED = 20190307;
 
-/// Numbers for inputs; each place that makes inputs has one of its own.
+/// A generator of random numbers for inputs. Each set of inputs uses a new one.
 class Random {
 public:
-    /// A number from `least` to `most`.
+    /// Returns a number from `least` to `most`, both included.
     int number(int least, int most) {
         return std::uniform_int_distribution<int>(least, most)(engine_);
     }
@@ -30,10 +30,10 @@ private:
     std::mt19937 engine_{SEED};
 };
 
-/// How many different inputs a benchmark of small things goes through.
+/// Number of different inputs of a benchmark with small inputs.
 constexpr std::size_t INPUTS = 64;
 
-/// As many results of `make()`.
+/// Returns `INPUTS` results of `make()`.
 template <typename Make>
 auto inputs(Make make) {
     std::vector<decltype(make())> made;
@@ -43,7 +43,7 @@ auto inputs(Make make) {
     return made;
 }
 
-/// Gives the items one after the other, without end.
+/// An endless sequence that repeats a list of items.
 template <typename Item>
 class Cycle {
 public:
@@ -60,7 +60,7 @@ private:
     std::size_t next_ = 0;
 };
 
-/// A work that does `function` to one item after the other.
+/// Returns a function to be measured, which calls `function` with one item after the other.
 template <typename Item, typename Function>
 auto each(std::vector<Item> items, Function function) {
     return [cycle = Cycle<Item>(std::move(items)), function]() mutable {

@@ -10,7 +10,7 @@
 
 namespace kova::bench {
 
-/// The tree that one would write over a reader that has none of its own: std::map and std::vector.
+/// A simple tree of std::map and std::vector, for parsers that do not have a tree of their own.
 struct MapTree {
     using Object = std::map<std::string, MapTree>;
     using Array = std::vector<MapTree>;
@@ -18,7 +18,7 @@ struct MapTree {
     std::variant<std::nullptr_t, bool, std::int64_t, double, std::string, Array, Object> value;
 };
 
-/// Fills a tree from the events of a reader.
+/// Builds a tree from the events of a parser.
 class MapTreeBuilder {
 public:
     explicit MapTreeBuilder(MapTree& root) : root_(root) {}

@@ -6,8 +6,7 @@
 
 namespace kova::bench {
 
-/// Prints how much memory the program has resident, and how much of that no file backs: two numbers
-/// in KiB.
+/// Prints the size of the program's resident memory and that of its anonymous part, in KiB.
 inline void printResidentMemory() {
     std::ifstream status("/proc/self/status");
     long resident = 0;

@@ -8,10 +8,10 @@
 
 #include "kova/core/dovglobals/DateTime.h"
 
-/// Dates and times read and written by code that knows nothing else: the practical limit.
+/// Short code that parses and prints only dates and times: the practical limit.
 namespace kova::bench::plain {
 
-/// Two digits, or something above 99.
+/// Returns the number of two digits, or a number above 99 if they are not digits.
 inline unsigned two(char const* text) {
     const auto tens = static_cast<unsigned>(text[0] - '0');
     const auto ones = static_cast<unsigned>(text[1] - '0');
@@ -138,10 +138,10 @@ inline char* put(char* out, const dovglobals::DateTime& value) {
     return put(out, value.time);
 }
 
-/// The text of a value whose fields are in their ranges.
+/// Returns the text of a value. Its fields must be in range.
 template <typename Value>
 std::string toString(const Value& value) {
-    std::array<char, 40> text;  // written before it is read
+    std::array<char, 40> text;  // not initialized: put() writes the part that is read
     return {text.data(), put(text.data(), value)};
 }
 

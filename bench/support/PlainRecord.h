@@ -10,10 +10,10 @@
 #include "util/ByteBufferWriter.h"
 #include "zel/unicode/String.h"
 
-/// What a struct costs in the binary format itself: the bytes that kova's serializer writes and
-/// takes, with names and strings judged to be UTF-8, by code that knows the fields, their order and
-/// the format. No interface, no order of calls to check, and a payload that is malformed is noticed
-/// where that is, when the fields before it were read.
+/// The cost of the binary format itself for a struct: code that is specialized for the fields,
+/// their order and the format. It writes and reads the same bytes as kova's serializer and
+/// validates that names and strings are UTF-8. It has no interface and does not check the order of
+/// calls. It detects a malformed payload only when it reaches the error.
 namespace kova::bench {
 
 constexpr unsigned char UNSIGNED = 0x00;
@@ -25,7 +25,7 @@ constexpr unsigned char DOUBLE = 0xFB;
 constexpr unsigned char MAP = 0xBF;  // up to a break
 constexpr unsigned char BREAK = 0xFF;
 
-/// Each function is true on failure.
+/// A writer. Each function returns true on failure.
 class PlainWriter {
 public:
     explicit PlainWriter(util::ByteBufferWriter& writer) : writer_(writer) {}
@@ -71,7 +71,7 @@ private:
     util::ByteBufferWriter& writer_;
 };
 
-/// Each function is true on failure.
+/// A reader. Each function returns true on failure.
 class PlainReader {
 public:
     PlainReader(unsigned char const* bytes, std::size_t size) : at_(bytes), end_(bytes + size) {}
@@ -136,7 +136,7 @@ private:
         }
         return length > 27 || getNumber(std::size_t{1} << (length - 24), number);
     }
-    /// The number of so many bytes behind the first one.
+    /// Reads the number in the `size` bytes after the first one.
     bool getNumber(std::size_t size, std::uint64_t& number) {
         if (static_cast<std::size_t>(end_ - at_) <= size) {
             return true;

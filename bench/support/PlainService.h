@@ -13,10 +13,10 @@
 #include "kova/core/Request.h"
 #include "kova/core/Response.h"
 
-/// A service as one would write it for a single program: a walk over a map of mounts, two wrappers
-/// around the caller's handler, and an entry under a lock while the request runs.
 namespace kova::bench {
 
+/// A service as one would write it for a single program. It looks up the mounts in a map, wraps the
+/// caller's handler twice, and stores an entry under a lock while the request is pending.
 class PlainService {
 public:
     using Handler = std::unique_ptr<IResponseHandler<Response>>;
@@ -47,7 +47,7 @@ public:
     }
 
 private:
-    /// Drops values after the shutdown.
+    /// Discards values after the shutdown.
     class Filter : public IResponseHandler<Response> {
     public:
         Filter(PlainService& service, Handler inner)
@@ -63,7 +63,7 @@ private:
         Handler inner_;
     };
 
-    /// Takes the entry away when the request ends.
+    /// Removes the entry when the request terminates.
     class Finisher : public IResponseHandler<Response> {
     public:
         Finisher(PlainService& service, void* handle, Handler inner)

@@ -13,8 +13,8 @@
 
 namespace kova::bench {
 
-/// Answers before it returns.
-class Prompt : public IResourceHandler {
+/// A resource that answers before `actionRequest` returns.
+class ImmediateResource : public IResourceHandler {
 public:
     void* actionRequest(const Request&, std::unique_ptr<IResponseHandler<Response>>&& handler,
                         const std::string&) override {
@@ -28,8 +28,8 @@ private:
     const Response response_{200};
 };
 
-/// Leaves the request pending until it is told to answer.
-class Patient : public IResourceHandler {
+/// A resource whose request is pending until `answer` is called.
+class PendingResource : public IResourceHandler {
 public:
     void* actionRequest(const Request&, std::unique_ptr<IResponseHandler<Response>>&& handler,
                         const std::string&) override {
@@ -58,7 +58,8 @@ public:
     void onCompleted() override {}
 };
 
-/// Resources at "/svc/r0", "/svc/r1" and so on; `asked` becomes the last one.
+/// Returns `count` resources with the mounts "/svc/r0", "/svc/r1" and so on. Sets `asked` to the
+/// last one.
 template <typename Resource, typename Handlers>
 Handlers mounts(long count, Resource*& asked) {
     Handlers handlers;
@@ -70,7 +71,7 @@ Handlers mounts(long count, Resource*& asked) {
     return handlers;
 }
 
-/// Four segments, two of them below the last mount.
+/// Returns a path of four segments, two of them below the last mount.
 inline std::string pathBelow(long mounts) {
     return "/svc/r" + std::to_string(mounts - 1) + "/a/b";
 }
