@@ -29,7 +29,8 @@ constexpr std::size_t CORE = std::size(FLOORS) - 1;
 constexpr char const* ROOMS[] = {"api",        "datatypes",  "utility",
                                  "serializer", "dovglobals", "servicecomposition"};
 
-// The floors whose sources may include what begins with `prefix`.
+// A third-party library, and the layers whose sources may include its headers. All these headers
+// begin with `prefix`.
 struct Library {
     std::string_view prefix;
     std::size_t lowest;
@@ -167,8 +168,8 @@ private:
         return "";
     }
 
-    // The file of the tree that is meant: next to the including file, in its floor's private
-    // folder, in a public folder, and at last in the private folder of any floor.
+    // Finds the included file: next to the including file, in the private folder of its layer, in
+    // the public folders, or in the private folder of any layer, in this order.
     std::map<std::string, File>::const_iterator find(const std::string& from, std::size_t floor,
                                                      const std::string& name) const {
         std::vector<fs::path> folders = {fs::path(from).parent_path(), FLOORS[floor].privateRoot};
@@ -226,7 +227,7 @@ private:
 
     /// The files of the tree by their paths relative to the root.
     std::map<std::string, File> files_;
-    /// The rooms that are known so far, by path.
+    /// A cache of the modules of files, by path.
     std::map<std::string, std::size_t> rooms_;
     IncludeRules rules_;
 };

@@ -7,26 +7,28 @@
 
 namespace kova::test {
 
-/// What a source tree's `#include` lines break of the order of its parts.
+/// The result of checking the `#include` directives of a source tree against the order of its
+/// layers.
 ///
-/// The floors, from the ground: platform/osal, platform/zelcommon, platform/zelutil, the core
-/// (include/kova and src/core). The rooms of the core, from the ground: api, datatypes, utility,
+/// The layers, from the lowest: platform/osal, platform/zelcommon, platform/zelutil, the core
+/// (include/kova and src/core). The modules of the core, from the lowest: api, datatypes, utility,
 /// serializer, dovglobals, servicecomposition. The rules:
-/// - a file includes nothing of a floor above its own, and of other floors public headers only;
-/// - a public header includes public headers only, and no header of a third-party library;
-/// - a third-party library is included by the floors that link it;
-/// - inside the core, no file includes anything of a room above its own. A public header belongs to
-///   the room that holds the source of the same name; without one, to the highest room that it
-///   includes;
-/// - every quoted name is found.
+/// - A file includes nothing from a higher layer, and only public headers from other layers.
+/// - A public header includes only public headers, and none of a third-party library.
+/// - Only layers that link a third-party library include it.
+/// - A file of the core includes nothing from a higher module. A public header belongs to the
+/// module
+///   with the source of the same name, or if there is no such source, to the highest module from
+///   which it includes a header.
+/// - Every quoted name exists.
 struct IncludeRules {
-    /// One line for each include that breaks a rule: "FILE:LINE: NAME: REASON".
+    /// One line for each include that violates a rule: "FILE:LINE: NAME: REASON".
     std::vector<std::string> violations;
-    /// How many files were read, floor by floor.
+    /// Numbers of files that were read, by layer.
     std::vector<std::size_t> files;
 };
 
-/// Reads every file of the floors below `root`.
+/// Checks all files of the layers below `root`.
 IncludeRules checkIncludes(const std::filesystem::path& root);
 
 }  // namespace kova::test

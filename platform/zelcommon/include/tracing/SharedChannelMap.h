@@ -23,9 +23,9 @@ public:
     ~SharedChannelMap() = delete;
 
     /// Returns the shared channel of that name, and adds a reference to it. The first call creates
-    /// the channel, which is silent. The registry owns it; `unmap` releases the reference. A
-    /// channel of the same name that was constructed elsewhere is a different one. Never returns
-    /// null.
+    /// the channel, which is silent unless a level was set for its name. The registry owns it;
+    /// `unmap` releases the reference. A channel of the same name that was constructed elsewhere is
+    /// a different one. Never returns null.
     Channel* map(const std::string& name);
     /// Releases one reference to the shared channel of that name, and destroys the channel with the
     /// last one. Does nothing if the name is not mapped.
