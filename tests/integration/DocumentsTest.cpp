@@ -62,6 +62,34 @@ TEST(DocumentsTest, EveryTestThatADocumentNamesExists) {
     }
 }
 
+/// Adds the words of the headers and sources below the folder.
+void collectWords(const std::string& folder, std::set<std::string>& words) {
+    const std::regex word("\\w+");
+    for (const char* ending : {".h", ".cpp"}) {
+        for (const std::string& file : filesBelow(folder, ending)) {
+            const std::string text = read(file);
+            for (std::sregex_iterator at(text.begin(), text.end(), word), end; at != end; ++at) {
+                words.insert(at->str());
+            }
+        }
+    }
+}
+
+TEST(DocumentsTest, FunctionsAndTypesNamedInTheInternalsExist) {
+    std::set<std::string> words;
+    for (const char* folder : {"include", "platform", "src"}) {
+        collectWords(folder, words);
+    }
+    const std::string internals = read("docs/internals.md");
+    const std::regex name("`(?:[A-Za-z_]+::)*([A-Za-z_]\\w*)`");
+    std::size_t named = 0;
+    for (std::sregex_iterator at(internals.begin(), internals.end(), name), end; at != end; ++at) {
+        EXPECT_EQ(words.count((*at)[1]), 1U) << at->str();
+        ++named;
+    }
+    EXPECT_GT(named, 30U);
+}
+
 TEST(DocumentsTest, ReadmeListsEveryPublicHeader) {
     const std::string readme = read("README.md");
     std::istringstream headers(KOVA_PUBLIC_HEADERS);
