@@ -4,25 +4,25 @@
 #include <functional>
 #include <map>
 #include <memory>
-#include <optional>
 #include <string>
-#include <string_view>
-#include <unordered_map>
-#include <utility>
 #include <vector>
 
 #include "kova/core/Export.h"
 #include "kova/core/IKovaApi.h"
 #include "kova/core/IResourceHandler.h"
-#include "osal/Mutex.h"
 
 namespace kova {
 
-/// What `StaticComposedKovaService` forwards to: routing, the table of pending requests,
+namespace detail {
+class MountTable;
+class PendingRequests;
+}  // namespace detail
+
+/// The implementation of `StaticComposedKovaService`: routing, the table of pending requests,
 /// cancellation and shutdown. Applications use the facade.
 ///
-/// The mutex guards the pending table alone and is never held while a handler or a trace sink is
-/// called. The handlers never change after construction and are read without a lock.
+/// A mutex guards the table of pending requests alone and is never held while a handler or a trace
+/// sink is called. The handlers never change after construction and are read without a lock.
 class KOVA_API StaticComposedKovaServiceImpl : public IKovaApi {
 public:
     class RootHandler;
@@ -52,23 +52,10 @@ public:
     void requestDone(void* handle) noexcept;
 
 private:
-    using Mount = Handlers::value_type;
-    using Pending = std::map<void*, std::pair<void*, IResourceHandler*>>;
-
-    const Mount* findMount(const std::string& path) const;
-    const Mount* lookUp(std::string_view path) const;
-    static void rejectUnknownPath(const Request& request, IResponseHandler<Response>& handler);
-
     std::atomic<bool> shutdown_{false};
-    /// False while the pending table is empty and nobody is about to fill it; read without the
-    /// mutex.
-    std::atomic<bool> hasPending_{false};
-    osal::Mutex mutex_;
-    Handlers handlers_;
-    /// Index over `handlers_`, which owns the texts: routing looks views of the path up in it.
-    std::unordered_map<std::string_view, const Mount*> mounts_;
-    std::size_t longestMount_ = 0;
-    Pending pending_;
+    // The handlers are destroyed before the table of pending requests.
+    std::unique_ptr<detail::PendingRequests> pending_;
+    std::unique_ptr<detail::MountTable> mounts_;
     std::unique_ptr<RootHandler> rootHandler_;
 };
 

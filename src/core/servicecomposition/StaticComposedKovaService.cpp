@@ -3,7 +3,6 @@
 #include <utility>
 
 #include "kova/core/StaticComposedKovaServiceImpl.h"
-#include "servicecomposition/MimeTypeFunction.h"
 
 namespace kova {
 
@@ -25,27 +24,5 @@ void StaticComposedKovaService::cancelRequest(void* handle) noexcept {
 void StaticComposedKovaService::shutdown() {
     impl_->shutdown();
 }
-
-namespace servicecomp {
-
-namespace {
-
-// Made on first use, so that it may be set before this library's static objects exist.
-std::function<std::string(const Request&)>& current() {
-    static auto* const func = new std::function<std::string(const Request&)>();
-    return *func;
-}
-
-}  // namespace
-
-const std::function<std::string(const Request&)>& mimeTypeFunc() {
-    return current();
-}
-
-void overrideMimeTypeFunc(std::function<std::string(const Request&)>&& func) {
-    current() = std::move(func);
-}
-
-}  // namespace servicecomp
 
 }  // namespace kova

@@ -1,0 +1,27 @@
+#include "servicecomposition/MimeTypeFunction.h"
+
+#include <utility>
+
+#include "kova/core/StaticComposedKovaService.h"
+
+namespace kova::servicecomp {
+
+namespace {
+
+// Made on first use, so that it may be set before the static objects of this library exist.
+std::function<std::string(const Request&)>& current() {
+    static auto* const func = new std::function<std::string(const Request&)>();
+    return *func;
+}
+
+}  // namespace
+
+const std::function<std::string(const Request&)>& mimeTypeFunc() {
+    return current();
+}
+
+void overrideMimeTypeFunc(std::function<std::string(const Request&)>&& func) {
+    current() = std::move(func);
+}
+
+}  // namespace kova::servicecomp

@@ -1,0 +1,52 @@
+#pragma once
+
+#include <cstddef>
+#include <map>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <vector>
+
+#include "kova/core/IResourceHandler.h"
+
+namespace kova::detail {
+
+/// The resource handlers of a service by mount path, and the search for the one that serves a path.
+///
+/// The table does not change until `clear`, so any thread may search it without a lock.
+class MountTable {
+public:
+    using Handlers = std::map<std::string, std::unique_ptr<IResourceHandler>>;
+    /// A mount path and its handler.
+    using Mount = Handlers::value_type;
+
+    /// Takes ownership of the handlers.
+    explicit MountTable(Handlers&& handlers);
+    MountTable(const MountTable&) = delete;
+    MountTable& operator=(const MountTable&) = delete;
+
+    /// Returns the mount at exactly this path, or null. The empty text is never a mount.
+    const Mount* at(std::string_view path) const noexcept;
+
+    /// Returns the mount at the path, or else at its nearest ancestor; null if there is none. The
+    /// path itself is looked up verbatim but for trailing separators, its ancestors as those of the
+    /// normalized path.
+    const Mount* find(std::string_view path) const noexcept;
+
+    /// Returns the mount paths in ascending order.
+    std::vector<std::string> paths() const;
+
+    /// Destroys the handlers. They may use the table meanwhile, which no longer finds a mount.
+    void clear() noexcept;
+
+private:
+    const Mount* findAncestor(std::string_view path) const noexcept;
+
+    Handlers handlers_;
+    /// Views of the paths in `handlers_`.
+    std::unordered_map<std::string_view, const Mount*> index_;
+    std::size_t longest_ = 0;
+};
+
+}  // namespace kova::detail

@@ -1,0 +1,84 @@
+#include "servicecomposition/PendingRequests.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <cstdint>
+#include <vector>
+
+#include "support/Threads.h"
+
+namespace kova::detail {
+namespace {
+
+/// An address that is never dereferenced, for handles.
+void* handleOf(std::uintptr_t number) {
+    return reinterpret_cast<void*>(number);
+}
+
+PendingRequests::Entry entryOf(std::uintptr_t number) {
+    return {handleOf(number), nullptr};
+}
+
+TEST(PendingRequestsTest, EntryIsTakenOnce) {
+    PendingRequests requests;
+    requests.add(handleOf(1), entryOf(10));
+    const auto entry = requests.take(handleOf(1));
+    ASSERT_TRUE(entry.has_value());
+    EXPECT_EQ(entry->resourceHandle, handleOf(10));
+    EXPECT_FALSE(requests.take(handleOf(1)).has_value());
+}
+
+TEST(PendingRequestsTest, RemoveReturnsWhetherThereWasAnEntry) {
+    PendingRequests requests;
+    EXPECT_FALSE(requests.remove(handleOf(1)));
+    requests.add(handleOf(1), entryOf(10));
+    EXPECT_FALSE(requests.remove(handleOf(2)));
+    EXPECT_TRUE(requests.remove(handleOf(1)));
+    EXPECT_FALSE(requests.remove(handleOf(1)));
+}
+
+TEST(PendingRequestsTest, SecondEntryOfAHandleIsNotStored) {
+    PendingRequests requests;
+    requests.add(handleOf(1), entryOf(10));
+    requests.add(handleOf(1), entryOf(20));
+    EXPECT_EQ(requests.take(handleOf(1))->resourceHandle, handleOf(10));
+    EXPECT_FALSE(requests.remove(handleOf(1)));
+}
+
+TEST(PendingRequestsTest, AllEntriesAreTakenInAscendingOrderOfHandles) {
+    PendingRequests requests;
+    for (const std::uintptr_t number : {3U, 1U, 2U}) {
+        requests.add(handleOf(number), entryOf(10 * number));
+    }
+    std::vector<void*> taken;
+    for (const auto& [serviceHandle, entry] : requests.takeAll()) {
+        taken.push_back(serviceHandle);
+        taken.push_back(entry.resourceHandle);
+    }
+    EXPECT_EQ(taken, (std::vector<void*>{handleOf(1), handleOf(10), handleOf(2), handleOf(20),
+                                         handleOf(3), handleOf(30)}));
+    EXPECT_TRUE(requests.takeAll().empty());
+    EXPECT_FALSE(requests.remove(handleOf(1)));
+}
+
+TEST(PendingRequestsTest, ThreadsFindTheEntriesThatTheyAdd) {
+    constexpr int THREADS = 4;
+    constexpr std::uintptr_t ROUNDS = 20000;
+    PendingRequests requests;
+    std::atomic<int> lost{0};
+    test::runOnThreads(THREADS, [&](int thread) {
+        for (std::uintptr_t round = 1; round <= ROUNDS; ++round) {
+            void* const handle = handleOf(round * THREADS + static_cast<std::uintptr_t>(thread));
+            requests.add(handle, {handle, nullptr});
+            if (round % 2 == 0 ? !requests.remove(handle) : !requests.take(handle)) {
+                ++lost;
+            }
+        }
+    });
+    EXPECT_EQ(lost, 0);
+    EXPECT_TRUE(requests.takeAll().empty());
+}
+
+}  // namespace
+}  // namespace kova::detail
