@@ -6,7 +6,7 @@ namespace kova::errors {
 
 namespace {
 
-/// What a number without a status code of its own maps to.
+/// The status code of a number without one of its own.
 constexpr unsigned short DEFAULT_STATUS = 500;
 
 struct Row {
@@ -14,7 +14,7 @@ struct Row {
     unsigned short status;
 };
 
-// The message texts are compared by logs' readers: odd spellings stay. Several status codes are
+// Log-processing tools match the message texts; do not fix the spelling. Several status codes are
 // unusual on purpose, among them 410 for a failed request and 403 for a null pointer.
 constexpr Row ROWS[] = {
     {{NoError, "No error", 0}, 200},
@@ -42,7 +42,7 @@ constexpr Row ROWS[] = {
 
 constexpr std::size_t COUNT = std::size(ROWS);
 
-/// The catalogue as the platform takes it: the rows without their status codes.
+/// The catalogue in the platform's form: the rows without their status codes.
 struct Catalogue {
     zel::ErrorID ids[COUNT];
 };
@@ -57,6 +57,7 @@ constexpr Catalogue makeCatalogue() {
 
 constexpr Catalogue CATALOGUE = makeCatalogue();
 
+// Returns the number of fields in the format.
 constexpr unsigned int fieldsOf(char const* format) {
     unsigned int count = 0;
     for (; *format != '\0'; ++format) {
@@ -65,7 +66,7 @@ constexpr unsigned int fieldsOf(char const* format) {
     return count;
 }
 
-constexpr bool rowsAreTrue() {
+constexpr bool rowsAreConsistent() {
     for (std::size_t i = 0; i < COUNT; ++i) {
         const zel::ErrorID& id = ROWS[i].id;
         if (id.number != static_cast<int>(i) || id.arguments != fieldsOf(id.format)) {
@@ -75,8 +76,8 @@ constexpr bool rowsAreTrue() {
     return true;
 }
 
-static_assert(rowsAreTrue(),
-              "a number is the index of its row, which tells how many fields it has");
+static_assert(COUNT == InternalServerError + 1, "each number has a row");
+static_assert(rowsAreConsistent(), "a row is at the index of its number and counts its fields");
 
 }  // namespace
 

@@ -6,14 +6,13 @@
 #include <utility>
 
 #include "api/CompactPrint.h"
-#include "kova/core/Errors.h"
+#include "api/Report.h"
 #include "kova/core/MimeTypes.h"
 #include "util/ByteBufferReader.h"
 #include "util/ByteBufferWriter.h"
 #include "util/config/JSONParser.h"
 #include "util/serializer/AXOBinStructuredPushDeserializer.h"
 #include "util/serializer/JSONStructuredSerializerOld.h"
-#include "zel/ErrorOutput.h"
 #include "zel/GlobalErrorHandler.h"
 
 namespace kova {
@@ -98,7 +97,7 @@ bool binaryToString(const Payload& payload, std::string& out, bool compact) {
 }
 
 util::config::Value* failConversion(int line, char const* reason) {
-    zel::ErrorOutput(FILE_NAME, line, true)(errors::Error, errors::PayloadConversionFailed, reason);
+    detail::report({FILE_NAME, line}, errors::PayloadConversionFailed, reason);
     return nullptr;
 }
 

@@ -1,41 +1,27 @@
 #include "kova/core/StatusCodes.h"
 
+#include <iterator>
+
 namespace kova::statuscodes {
 
 namespace {
 
-struct Row {
-    unsigned short code;
-    char const* text;
-};
+constexpr bool codesAscend() {
+    for (std::size_t i = 1; i < std::size(detail::TEXTS); ++i) {
+        if (detail::TEXTS[i - 1].code >= detail::TEXTS[i].code) {
+            return false;
+        }
+    }
+    return true;
+}
 
-constexpr Row ROWS[] = {{OK, "Ok"},
-                        {CREATED, "Created"},
-                        {NO_CONTENT, "No Content"},
-                        {MULTI_RESPONSE, "Multi Response"},
-                        {STREAM, "Stream"},
-                        {NOT_MODIFIED, "Not Modified"},
-                        {BAD_REQUEST, "Bad Request"},
-                        {UNAUTHORIZED, "Unauthorized"},
-                        {FORBIDDEN, "Forbidden"},
-                        {NOT_FOUND, "Not Found"},
-                        {CONFLICT, "Conflict"},
-                        {EXPECTATION_FAILED, "Expectation Failed"},
-                        {INTERNAL_SERVER_ERROR, "Internal Server Error"},
-                        {NOT_IMPLEMENTED, "Not Implemented"},
-                        {BAD_GATEWAY, "Bad Gateway"},
-                        {SERVICE_UNAVAILABLE, "Service Unavailable"},
-                        {GATEWAY_TIMEOUT, "Gateway Timeout"}};
+static_assert(codesAscend(), "each code has one row");
 
 }  // namespace
 
 std::string toString(unsigned short code) {
-    for (const Row& row : ROWS) {
-        if (row.code == code) {
-            return row.text;
-        }
-    }
-    return "unknown";
+    char const* const text = detail::textOf(code);
+    return text != nullptr ? text : "unknown";
 }
 
 }  // namespace kova::statuscodes

@@ -4,24 +4,18 @@
 #include <stdexcept>
 #include <utility>
 
+#include "api/Report.h"
 #include "datatypes/ExpressionCompiler.h"
 #include "datatypes/GlobProgram.h"
 #include "datatypes/GlobTranslator.h"
-#include "kova/core/Errors.h"
-#include "zel/ErrorOutput.h"
 
 namespace kova {
 
 namespace {
 
-// The source position of a report. The interface fixes it, so it is not the position in this file.
-constexpr char const* FILE_NAME = "src/core/datatypes/PathPatterns";
-constexpr int MALFORMED_GLOB_LINE = 32;
-constexpr int INVALID_EXPRESSION_LINE = 37;
-
-void report(int line, const std::exception& error) {
-    zel::ErrorOutput(FILE_NAME, line, true)(errors::Error, errors::RequestFailed, error.what());
-}
+// Fixed by the interface.
+constexpr detail::SourcePosition MALFORMED_GLOB{"src/core/datatypes/PathPatterns", 32};
+constexpr detail::SourcePosition INVALID_EXPRESSION{"src/core/datatypes/PathPatterns", 37};
 
 }  // namespace
 
@@ -42,9 +36,9 @@ std::optional<PathPatterns> PathPatterns::createFromGlob(const std::string& glob
     try {
         return std::optional<PathPatterns>(std::in_place, glob);
     } catch (const std::invalid_argument& error) {
-        report(MALFORMED_GLOB_LINE, error);
+        detail::report(MALFORMED_GLOB, errors::RequestFailed, error.what());
     } catch (const std::regex_error& error) {
-        report(INVALID_EXPRESSION_LINE, error);
+        detail::report(INVALID_EXPRESSION, errors::RequestFailed, error.what());
     }
     return std::nullopt;
 }

@@ -7,10 +7,9 @@
 #include <tuple>
 
 #include "Scanner.h"
-#include "kova/core/Errors.h"
+#include "api/Report.h"
 #include "util/serializer/IStructuredPullDeserializer.h"
 #include "util/serializer/IStructuredSerializer.h"
-#include "zel/ErrorOutput.h"
 
 /// The operations of all types that have a text. Each type defines its form:
 ///
@@ -72,8 +71,8 @@ std::optional<Failure> firstFailure(const Source& source, const Checks& checks,
 
 /// Reports the failure to the error output.
 [[gnu::cold]] inline void report(const Failure& failure) {
-    zel::ErrorOutput(failure.source.file, failure.line, true)(
-        errors::Error, errors::UnexpectedDataFormat, failure.source.type, failure.reason);
+    report({failure.source.file, failure.line}, errors::UnexpectedDataFormat, failure.source.type,
+           failure.reason);
 }
 
 /// Returns `value`. When a check of `fields` fails, reports it and returns nothing instead.

@@ -2,9 +2,8 @@
 
 #include <utility>
 
-#include "kova/core/Errors.h"
+#include "api/Report.h"
 #include "osal/AlarmTimer.h"
-#include "zel/ErrorOutput.h"
 
 // The callback reads `interval_` and `periodic_`, while `start` and `stop` write them on other
 // threads. No lock is needed: `start` and `stop` disarm the alarm first, so no callback is running
@@ -14,10 +13,8 @@ namespace kova {
 
 namespace {
 
-// The source position of the report. The interface fixes it, so it is not the position in this
-// file.
-constexpr char const* FILE_NAME = "src/core/utility/Alarm";
-constexpr int ZERO_INTERVAL_LINE = 29;
+// Fixed by the interface.
+constexpr detail::SourcePosition ZERO_INTERVAL{"src/core/utility/Alarm", 29};
 
 }  // namespace
 
@@ -31,8 +28,7 @@ FunctionalAlarm::~FunctionalAlarm() {
 
 bool FunctionalAlarm::start(unsigned int interval, bool periodic) {
     if (interval == 0) {
-        zel::ErrorOutput(FILE_NAME, ZERO_INTERVAL_LINE, true)(
-            errors::Error, errors::InvalidParameter, "zero tick interval specified");
+        detail::report(ZERO_INTERVAL, errors::InvalidParameter, "zero tick interval specified");
         return true;
     }
     disarm();
