@@ -95,7 +95,7 @@ TYPED_TEST(MessageHeaderTest, CopyOfAMessageWithoutHeaderCreatesItsOwn) {
     EXPECT_TRUE(copy.getHeader().isDictionary());
 }
 
-TYPED_TEST(MessageHeaderTest, HeaderThatIsReadOnlyGivesItsTreeForChanging) {
+TYPED_TEST(MessageHeaderTest, ReadOnlyHeaderReturnsAnEditableTree) {
     TypeParam message = make<TypeParam>();
     EXPECT_EQ(message.getHeader().getEditableDictionary(), nullptr);
     message.add2header("object", new Dictionary());

@@ -1,4 +1,4 @@
-// Assigning a value to itself by move changes nothing, whatever the type of the value.
+// Tests of move assignment, which does not change a value that is assigned to itself.
 #include <gtest/gtest.h>
 
 #include <memory>
@@ -40,11 +40,11 @@ using dovglobals::TimeZone;
 using util::config::CompactString;
 using util::config::ValueInt;
 
-/// Both a text that strings keep inside and one that they keep on the heap.
+/// A text that fits the inline storage of strings, and one that strings store on the heap.
 constexpr char const* SHORT = "a/b";
 constexpr char const* LONG = "/a/path/that/is/longer/than/the/buffer/inside/a/string";
 
-/// Makes a value out of a text, and says what it holds.
+/// Creates a value from a text, and prints its contents.
 template <typename Value>
 struct Sample;
 
@@ -107,7 +107,7 @@ struct Sample<RequestInfo> {
 
 template <>
 struct Sample<RootAccessor> {
-    /// Keeps the text of the latest request.
+    /// A service that stores the text of the latest request.
     struct Service : IKovaApi {
         void* actionRequest(const Request& request,
                             std::unique_ptr<IResponseHandler<Response>>&& /*handler*/) override {
@@ -231,7 +231,7 @@ struct Sample<zel::UUID> {
     static std::string print(const zel::UUID& value) { return value.toString(); }
 };
 
-/// The types that hold no text.
+/// Base class for the types that do not contain a text.
 template <typename Value>
 struct Printed {
     static std::string print(const Value& value) { return value.toString(); }
@@ -272,7 +272,7 @@ using Values =
                    DateTime, Duration, GeoPosition, RGBA>;
 TYPED_TEST_SUITE(SelfMoveTest, Values);
 
-TYPED_TEST(SelfMoveTest, ChangesNothing) {
+TYPED_TEST(SelfMoveTest, SelfAssignmentDoesNotChangeTheValue) {
     for (char const* const text : {SHORT, LONG}) {
         TypeParam value = Sample<TypeParam>::make(text);
         const std::string before = Sample<TypeParam>::print(value);
@@ -283,7 +283,7 @@ TYPED_TEST(SelfMoveTest, ChangesNothing) {
     }
 }
 
-TYPED_TEST(SelfMoveTest, MoveToAnotherObjectCarriesTheValue) {
+TYPED_TEST(SelfMoveTest, AssignmentToAnotherObjectTransfersTheValue) {
     for (char const* const text : {SHORT, LONG}) {
         TypeParam value = Sample<TypeParam>::make(text);
         const std::string before = Sample<TypeParam>::print(value);

@@ -87,21 +87,21 @@ void expectOrder(std::initializer_list<Row> rows) {
     EXPECT_EQ(slotCount<Interface>(), expected);
 }
 
-TEST(VirtualOrderTest, OrderOfKovaApi) {
+TEST(VirtualOrderTest, FunctionsOfKovaApiKeepTheirSlots) {
     expectOrder<kova::IKovaApi>({
         {"actionRequest", slotOf(&kova::IKovaApi::actionRequest)},
         {"cancelRequest", slotOf(&kova::IKovaApi::cancelRequest)},
     });
 }
 
-TEST(VirtualOrderTest, OrderOfResourceHandler) {
+TEST(VirtualOrderTest, FunctionsOfResourceHandlerKeepTheirSlots) {
     expectOrder<kova::IResourceHandler>({
         {"actionRequest", slotOf(&kova::IResourceHandler::actionRequest)},
         {"cancelRequest", slotOf(&kova::IResourceHandler::cancelRequest)},
     });
 }
 
-TEST(VirtualOrderTest, OrderOfResponseHandler) {
+TEST(VirtualOrderTest, FunctionsOfResponseHandlerKeepTheirSlots) {
     expectOrder<Handler>({
         {"onNext", slotOf(&Handler::onNext)},
         {"onError", slotOf(&Handler::onError)},
@@ -125,7 +125,7 @@ TEST(VirtualOrderTest, ImplementationOfAComposedServiceAddsNoVirtualFunctions) {
     EXPECT_EQ(slotCount<Implementation::RootHandler>(), slotCount<kova::IResourceHandler>());
 }
 
-TEST(VirtualOrderTest, OrderOfStructuredSerializer) {
+TEST(VirtualOrderTest, FunctionsOfStructuredSerializerKeepTheirSlots) {
     expectOrder<Writer>({
         {"beginSerialize", slotOf(&Writer::beginSerialize)},
         {"endSerialize", slotOf(&Writer::endSerialize)},
@@ -195,7 +195,7 @@ TEST(VirtualOrderTest, OrderOfStructuredSerializer) {
     });
 }
 
-TEST(VirtualOrderTest, OrderOfStructuredPullDeserializer) {
+TEST(VirtualOrderTest, FunctionsOfStructuredPullDeserializerKeepTheirSlots) {
     expectOrder<Reader>({
         {"beginDeserialize", slotOf(&Reader::beginDeserialize)},
         {"endDeserialize", slotOf(&Reader::endDeserialize)},
@@ -261,7 +261,7 @@ TEST(VirtualOrderTest, PullDeserializerOverAPushDeserializerAddsNoVirtualFunctio
     EXPECT_EQ(slotCount<kova::serializer::OwningPullFromPushDeserializer>(), slotCount<Reader>());
 }
 
-TEST(VirtualOrderTest, OrderOfStructuredPushDeserializer) {
+TEST(VirtualOrderTest, FunctionsOfStructuredPushDeserializerKeepTheirSlots) {
     expectOrder<Source>({
         {"beginDeserialize", slotOf(&Source::beginDeserialize)},
         {"deserialize", slotOf(&Source::deserialize)},
@@ -270,7 +270,7 @@ TEST(VirtualOrderTest, OrderOfStructuredPushDeserializer) {
     });
 }
 
-TEST(VirtualOrderTest, OrderOfClock) {
+TEST(VirtualOrderTest, FunctionsOfClockKeepTheirSlots) {
     expectOrder<osal::Clock>({
         {"now", slotOf(&osal::Clock::now)},
         {"waitUntil", slotOf(&osal::Clock::waitUntil)},

@@ -16,7 +16,7 @@
 #include "kova/core/Alarm.h"
 #include "kova/core/Timer.h"
 #include "osal/AlarmTimer.h"
-#include "support/HastyClock.h"
+#include "support/FastForwardClock.h"
 #include "support/Threads.h"
 #include "support/Watchdog.h"
 
@@ -101,7 +101,7 @@ protected:
     }
 
     test::Watchdog watchdog{"starting"};
-    test::HastyClock clock;
+    test::FastForwardClock clock;
     osal::AlarmTimer timer{clock};
     // Keeps the timer's thread alive.
     FunctionalAlarm idle{[] {}, timer};

@@ -17,7 +17,7 @@
 #include "kova/core/Alarm.h"
 #include "kova/core/StaticComposedKovaService.h"
 #include "osal/AlarmTimer.h"
-#include "support/HastyClock.h"
+#include "support/FastForwardClock.h"
 #include "support/Threads.h"
 #include "support/Watchdog.h"
 
@@ -138,7 +138,7 @@ protected:
     }
 
     test::Watchdog watchdog{"starting"};
-    test::HastyClock clock;
+    test::FastForwardClock clock;
     osal::AlarmTimer timer{clock};
     FunctionalAlarm idle{[] {}, timer};
     Ticker* ticker = nullptr;

@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "kova/core/IKovaApi.h"
-#include "support/Graveyard.h"
+#include "support/RetainedMemory.h"
 
 namespace device::test {
 
@@ -70,7 +70,7 @@ private:
         ~Receiver() override {
             answer_->note([&] { answer_->released_ = true; });
         }
-        static void operator delete(void* memory) { graveyard.bury(memory); }
+        static void operator delete(void* memory) { retainedMemory.retain(memory); }
         bool onNext(const kova::Response& value) override {
             unsigned long count = 0;
             answer_->note([&] {
@@ -110,7 +110,7 @@ private:
         return member;
     }
 
-    static inline kova::test::Graveyard graveyard;
+    static inline kova::test::RetainedMemory retainedMemory;
     mutable std::mutex mutex_;
     std::condition_variable changed_;
     std::vector<kova::Response> values_;

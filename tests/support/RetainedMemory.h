@@ -11,19 +11,19 @@ namespace kova::test {
 /// A request handle is unique while the response handler lives, because it is derived from its
 /// address. If the memory of handlers is not reused, handles are unique during the whole test.
 /// An entry whose termination came too early then cannot be confused with that of a later request.
-class Graveyard {
+class RetainedMemory {
 public:
-    Graveyard() = default;
-    ~Graveyard() {
+    RetainedMemory() = default;
+    ~RetainedMemory() {
         for (void* const memory : memory_) {
             ::operator delete(memory);
         }
     }
-    Graveyard(const Graveyard&) = delete;
-    Graveyard& operator=(const Graveyard&) = delete;
+    RetainedMemory(const RetainedMemory&) = delete;
+    RetainedMemory& operator=(const RetainedMemory&) = delete;
 
     /// Takes ownership of memory that was allocated with `operator new`. Any thread may call it.
-    void bury(void* memory) {
+    void retain(void* memory) {
         const std::lock_guard<std::mutex> guard(mutex_);
         memory_.push_back(memory);
     }

@@ -10,7 +10,7 @@ namespace kova::test {
 
 /// A clock for an `osal::AlarmTimer` whose time jumps to each deadline that the timer waits for.
 /// Alarms thus run one after the other without a pause, regardless of their delays.
-class HastyClock : public osal::Clock {
+class FastForwardClock : public osal::Clock {
 public:
     TimePoint now() const override {
         const std::lock_guard<std::mutex> guard(mutex_);
