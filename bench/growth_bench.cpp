@@ -208,8 +208,8 @@ double secondsOfRequest(StaticComposedKovaService& service, long count, clockid_
     return (secondsOf(clock) - first) / static_cast<double>(count * REQUESTS);
 }
 
-/// Two threads that do not slow each other down need half the wall time and the same processor
-/// time.
+/// Registers the cases with one and two threads. Two threads that do not slow each other down need
+/// half the wall time and the same processor time.
 void enterThreads() {
     const auto enter = [](const std::string& caseName, clockid_t clock) {
         for (const long count : {1L, 2L}) {

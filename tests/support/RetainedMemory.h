@@ -8,9 +8,10 @@ namespace kova::test {
 
 /// A store for the memory of destroyed objects, which it frees in its destructor.
 ///
-/// A request handle is unique while the response handler lives, because it is derived from its
-/// address. If the memory of handlers is not reused, handles are unique during the whole test.
-/// An entry whose termination came too early then cannot be confused with that of a later request.
+/// A request handle is the address of the response handler, so it is unique only while the handler
+/// lives. If the memory of handlers is not reused, handles are unique during the whole test. An
+/// entry that was stored after its request had terminated then cannot be confused with the entry of
+/// a later request.
 class RetainedMemory {
 public:
     RetainedMemory() = default;

@@ -66,7 +66,8 @@ private:
     Clock::TimePoint runningDue_;
     // Another thread is waiting to disarm the running alarm, so attempts to arm it are ignored.
     bool revoked_ = false;
-    // Number of calls of callbacks, which tells one call for an alarm from the next.
+    // Number of callback calls so far. It distinguishes the current call of an alarm from a later
+    // one.
     std::uint64_t call_ = 0;
 
     // `thread_` was started and has not been joined.

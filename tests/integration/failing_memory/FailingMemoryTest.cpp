@@ -10,9 +10,9 @@
 #include "zel/ErrorOutput.h"
 #include "zel/GlobalErrorHandler.h"
 
-// Each public operation whose behaviour is documented for the case that memory runs out behaves so,
-// whichever of its allocations fails, alone or together with all later ones. The others leak no
-// memory. The operations are in the other files of this folder.
+// Lets each allocation of each public operation fail, alone or together with all later ones. The
+// operation must end in one of its documented outcomes and must not leak memory. The operations are
+// in the other files of this folder.
 
 namespace kova::test {
 namespace {

@@ -11,8 +11,8 @@
 
 namespace {
 
-// Results of the next calls of getrandom(2): a number of bytes, or a negated errno. Once it is
-// empty, calls return the requested number of bytes.
+// Results of the next calls of getrandom(2): each is a number of bytes, or a negated errno. When
+// the list is empty, all requested bytes are returned.
 std::deque<long> script;
 unsigned int flagsSeen = 0;
 

@@ -12,8 +12,8 @@
 
 namespace {
 
-// Results of the next calls of write(2) on standard error: a maximum number of bytes, or a negated
-// errno. Once it is empty, calls write all bytes.
+// Results of the next calls of write(2) on standard error: each is the maximum number of bytes to
+// write, or a negated errno. When the list is empty, all bytes are written.
 std::deque<long> script;
 bool scripted = false;
 std::string written;
