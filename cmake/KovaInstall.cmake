@@ -23,7 +23,7 @@ endfunction()
 # Installs the layer NAME, the public headers below SOURCE into the folder INCLUDE, and a pkg-config
 # file. REQUIRES lists the pkg-config modules that are always needed. REQUIRES_PRIVATE lists those that
 # only static libraries need; it is ignored for shared libraries, so that users need not install them.
-function(kova_install_floor name)
+function(kova_install_layer name)
   cmake_parse_arguments(ARG "" "SOURCE;INCLUDE" "REQUIRES;REQUIRES_PRIVATE" ${ARGN})
   target_include_directories(${name} PUBLIC $<INSTALL_INTERFACE:${ARG_INCLUDE}>)
   if(NOT DEFINED CMAKE_INSTALL_RPATH)
@@ -50,14 +50,14 @@ function(kova_install_floor name)
     COMPONENT development)
 endfunction()
 
-kova_install_floor(osal SOURCE ${PROJECT_SOURCE_DIR}/platform/osal/include
+kova_install_layer(osal SOURCE ${PROJECT_SOURCE_DIR}/platform/osal/include
   INCLUDE ${kova_platform_include_dir})
-kova_install_floor(zelcommon SOURCE ${PROJECT_SOURCE_DIR}/platform/zelcommon/include
+kova_install_layer(zelcommon SOURCE ${PROJECT_SOURCE_DIR}/platform/zelcommon/include
   INCLUDE ${kova_platform_include_dir} REQUIRES kova-osal REQUIRES_PRIVATE fmt)
-kova_install_floor(zelutil SOURCE ${PROJECT_SOURCE_DIR}/platform/zelutil/include
+kova_install_layer(zelutil SOURCE ${PROJECT_SOURCE_DIR}/platform/zelutil/include
   INCLUDE ${kova_platform_include_dir} REQUIRES kova-zelcommon
   REQUIRES_PRIVATE fmt simdjson libcbor nettle)
-kova_install_floor(kova_core SOURCE ${PROJECT_SOURCE_DIR}/include
+kova_install_layer(kova_core SOURCE ${PROJECT_SOURCE_DIR}/include
   INCLUDE ${CMAKE_INSTALL_INCLUDEDIR} REQUIRES kova-zelutil REQUIRES_PRIVATE fmt)
 
 # The CMake package.

@@ -22,7 +22,7 @@ endfunction()
 # Adds a layer: the library NAME with the alias kova::ALIAS, built from SOURCES, with its public headers
 # in INCLUDE. It links the layers and libraries in PUBLIC and PRIVATE. A shared library exports the
 # symbols that its headers mark and that abi/libNAME.map lists.
-function(kova_add_floor name)
+function(kova_add_layer name)
   cmake_parse_arguments(ARG "" "ALIAS;INCLUDE" "SOURCES;PUBLIC;PRIVATE" ${ARGN})
   set(exports ${PROJECT_SOURCE_DIR}/abi/lib${name}.map)
   add_library(${name} ${ARG_SOURCES})

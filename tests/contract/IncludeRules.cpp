@@ -12,22 +12,22 @@ namespace {
 
 namespace fs = std::filesystem;
 
-struct Floor {
+struct Layer {
     char const* name;
     char const* publicRoot;
     char const* privateRoot;
 };
 
-constexpr Floor FLOORS[] = {
+constexpr Layer LAYERS[] = {
     {"osal", "platform/osal/include", "platform/osal/src"},
     {"zelcommon", "platform/zelcommon/include", "platform/zelcommon/src"},
     {"zelutil", "platform/zelutil/include", "platform/zelutil/src"},
     {"core", "include", "src/core"},
 };
-constexpr std::size_t CORE = std::size(FLOORS) - 1;
+constexpr std::size_t CORE = std::size(LAYERS) - 1;
 
-constexpr char const* ROOMS[] = {"api",        "datatypes",  "utility",
-                                 "serializer", "dovglobals", "servicecomposition"};
+constexpr char const* MODULES[] = {"api",        "datatypes",  "utility",
+                                   "serializer", "dovglobals", "servicecomposition"};
 
 // A third-party library, and the layers whose sources may include its headers. All these headers
 // begin with `prefix`.
@@ -47,7 +47,7 @@ struct Include {
 };
 
 struct File {
-    std::size_t floor;
+    std::size_t layer;
     bool isPublic;
     std::vector<Include> includes;
 };
@@ -92,17 +92,17 @@ std::vector<Include> readIncludes(const fs::path& path) {
 class Checker {
 public:
     explicit Checker(const fs::path& root) {
-        rules_.files.resize(std::size(FLOORS));
-        for (std::size_t floor = 0; floor < std::size(FLOORS); ++floor) {
-            readFloor(root, floor, FLOORS[floor].publicRoot, true);
-            readFloor(root, floor, FLOORS[floor].privateRoot, false);
+        rules_.files.resize(std::size(LAYERS));
+        for (std::size_t layer = 0; layer < std::size(LAYERS); ++layer) {
+            readLayer(root, layer, LAYERS[layer].publicRoot, true);
+            readLayer(root, layer, LAYERS[layer].privateRoot, false);
         }
     }
 
     IncludeRules check() {
         for (const auto& [path, file] : files_) {
-            if (file.floor == CORE && !file.isPublic && !roomOfPath(path)) {
-                rules_.violations.push_back(path + ":1: stands in no room of the core");
+            if (file.layer == CORE && !file.isPublic && !moduleOfPath(path)) {
+                rules_.violations.push_back(path + ":1: is in no module of the core");
             }
             for (const Include& include : file.includes) {
                 const std::string reason = findViolation(path, file, include);
@@ -116,37 +116,38 @@ public:
     }
 
 private:
-    void readFloor(const fs::path& root, std::size_t floor, const fs::path& folder, bool isPublic) {
+    void readLayer(const fs::path& root, std::size_t layer, const fs::path& folder, bool isPublic) {
         if (!fs::exists(root / folder)) {
             return;
         }
         for (const auto& entry : fs::recursive_directory_iterator(root / folder)) {
             if (entry.is_regular_file() && entry.path().filename() != "CMakeLists.txt") {
                 files_[entry.path().lexically_relative(root).generic_string()] = {
-                    floor, isPublic, readIncludes(entry.path())};
-                ++rules_.files[floor];
+                    layer, isPublic, readIncludes(entry.path())};
+                ++rules_.files[layer];
             }
         }
     }
 
     // Returns why the include violates a rule, or an empty text if it does not.
     std::string findViolation(const std::string& path, const File& file, const Include& include) {
-        const auto target = find(path, file.floor, include.name);
+        const auto target = find(path, file.layer, include.name);
         if (target == files_.end()) {
             return findForeignViolation(file, include);
         }
         const File& other = target->second;
-        if (other.floor > file.floor) {
-            return std::string(FLOORS[other.floor].name) + " is above " + FLOORS[file.floor].name;
+        if (other.layer > file.layer) {
+            return std::string(LAYERS[other.layer].name) + " is above " + LAYERS[file.layer].name;
         }
-        if (!other.isPublic && other.floor != file.floor) {
-            return std::string("is private to ") + FLOORS[other.floor].name;
+        if (!other.isPublic && other.layer != file.layer) {
+            return std::string("is private to ") + LAYERS[other.layer].name;
         }
         if (!other.isPublic && file.isPublic) {
             return "a public header includes a private one";
         }
-        if (file.floor == CORE && other.floor == CORE && roomOf(target->first) > roomOf(path)) {
-            return std::string(ROOMS[roomOf(target->first)]) + " is above " + ROOMS[roomOf(path)];
+        if (file.layer == CORE && other.layer == CORE && moduleOf(target->first) > moduleOf(path)) {
+            return std::string(MODULES[moduleOf(target->first)]) + " is above " +
+                   MODULES[moduleOf(path)];
         }
         return "";
     }
@@ -162,21 +163,21 @@ private:
         if (file.isPublic) {
             return "a public header includes a third-party library";
         }
-        if (file.floor < library->lowest || file.floor > library->highest) {
-            return std::string(FLOORS[file.floor].name) + " does not use this library";
+        if (file.layer < library->lowest || file.layer > library->highest) {
+            return std::string(LAYERS[file.layer].name) + " does not use this library";
         }
         return "";
     }
 
     // Finds the included file: next to the including file, in the private folder of its layer, in
     // the public folders, or in the private folder of any layer, in this order.
-    std::map<std::string, File>::const_iterator find(const std::string& from, std::size_t floor,
+    std::map<std::string, File>::const_iterator find(const std::string& from, std::size_t layer,
                                                      const std::string& name) const {
-        std::vector<fs::path> folders = {fs::path(from).parent_path(), FLOORS[floor].privateRoot};
-        for (const Floor& other : FLOORS) {
+        std::vector<fs::path> folders = {fs::path(from).parent_path(), LAYERS[layer].privateRoot};
+        for (const Layer& other : LAYERS) {
             folders.emplace_back(other.publicRoot);
         }
-        for (const Floor& other : FLOORS) {
+        for (const Layer& other : LAYERS) {
             folders.emplace_back(other.privateRoot);
         }
         for (const fs::path& folder : folders) {
@@ -188,38 +189,39 @@ private:
         return files_.end();
     }
 
-    static std::optional<std::size_t> roomOfPath(const std::string& path) {
-        for (std::size_t room = 0; room < std::size(ROOMS); ++room) {
-            const std::string folder = std::string(FLOORS[CORE].privateRoot) + '/' + ROOMS[room];
+    static std::optional<std::size_t> moduleOfPath(const std::string& path) {
+        for (std::size_t module = 0; module < std::size(MODULES); ++module) {
+            const std::string folder =
+                std::string(LAYERS[CORE].privateRoot) + '/' + MODULES[module];
             if (path.compare(0, folder.size() + 1, folder + '/') == 0) {
-                return room;
+                return module;
             }
         }
         return std::nullopt;
     }
 
-    std::size_t roomOf(const std::string& path) {
-        const auto known = rooms_.emplace(path, 0);
+    std::size_t moduleOf(const std::string& path) {
+        const auto known = modules_.emplace(path, 0);
         if (known.second) {
-            rooms_[path] =
-                files_.at(path).isPublic ? roomOfHeader(path) : roomOfPath(path).value_or(0);
+            modules_[path] =
+                files_.at(path).isPublic ? moduleOfHeader(path) : moduleOfPath(path).value_or(0);
         }
-        return rooms_[path];
+        return modules_[path];
     }
 
-    std::size_t roomOfHeader(const std::string& path) {
+    std::size_t moduleOfHeader(const std::string& path) {
         const std::string source = fs::path(path).stem().string() + ".cpp";
-        for (std::size_t room = 0; room < std::size(ROOMS); ++room) {
-            const fs::path folder = fs::path(FLOORS[CORE].privateRoot) / ROOMS[room];
+        for (std::size_t module = 0; module < std::size(MODULES); ++module) {
+            const fs::path folder = fs::path(LAYERS[CORE].privateRoot) / MODULES[module];
             if (files_.count((folder / source).generic_string()) != 0) {
-                return room;
+                return module;
             }
         }
         std::size_t highest = 0;
         for (const Include& include : files_.at(path).includes) {
             const auto target = find(path, CORE, include.name);
-            if (target != files_.end() && target->second.floor == CORE) {
-                highest = std::max(highest, roomOf(target->first));
+            if (target != files_.end() && target->second.layer == CORE) {
+                highest = std::max(highest, moduleOf(target->first));
             }
         }
         return highest;
@@ -228,7 +230,7 @@ private:
     /// The files of the tree by their paths relative to the root.
     std::map<std::string, File> files_;
     /// A cache of the modules of files, by path.
-    std::map<std::string, std::size_t> rooms_;
+    std::map<std::string, std::size_t> modules_;
     IncludeRules rules_;
 };
 

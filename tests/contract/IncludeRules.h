@@ -17,9 +17,8 @@ namespace kova::test {
 /// - A public header includes only public headers, and none of a third-party library.
 /// - Only layers that link a third-party library include it.
 /// - A file of the core includes nothing from a higher module. A public header belongs to the
-/// module
-///   with the source of the same name, or if there is no such source, to the highest module from
-///   which it includes a header.
+///   module with the source of the same name. If there is no such source, it belongs to the highest
+///   module from which it includes a header.
 /// - Every quoted name exists.
 struct IncludeRules {
     /// One line for each include that violates a rule: "FILE:LINE: NAME: REASON".

@@ -19,7 +19,7 @@ TEST(IncludeRulesTest, SourcesOfKovaFollowTheRules) {
     for (const auto& violation : rules.violations) {
         ADD_FAILURE() << violation;
     }
-    EXPECT_THAT(rules.files, testing::Each(testing::Gt(4U))) << "every floor was read";
+    EXPECT_THAT(rules.files, testing::Each(testing::Gt(4U))) << "every layer was read";
 }
 
 // A small source tree that follows the rules. Each row adds or replaces one file.
@@ -99,8 +99,8 @@ constexpr Row ROWS[] = {
      "serializer is above datatypes"},
     {"src/core/utility/A.cpp", "#include \"kova/core/IReader.h\"", "serializer is above utility"},
     {"src/core/dovglobals/A.cpp", "#include \"kova/core/IReader.h\"", ""},
-    {"src/core/A.cpp", "", "stands in no room"},
-    {"src/core/attic/A.h", "", "stands in no room"},
+    {"src/core/A.cpp", "", "is in no module"},
+    {"src/core/attic/A.h", "", "is in no module"},
     {"include/kova/core/Path.h", "#include \"kova/core/Factory.h\"",
      "serializer is above datatypes"},
     {"include/kova/core/Path.h", "#include \"api/Tools.h\"", "a public header includes a private"},
