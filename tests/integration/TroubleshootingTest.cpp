@@ -46,7 +46,8 @@ std::string numberOf(const std::string& name) {
 
 // Returns the numbers of the errors that the sources of the core report.
 std::set<int> reportedErrors() {
-    static const std::regex report("errors::Error,\\s*errors::(\\w+)");
+    static const std::regex report(
+        R"((?:errors::Error|\breport\((?:\w+|\{[^}]*\})),\s*errors::(\w+))");
     std::set<int> numbers;
     std::vector<std::string> files = filesBelow("src/core", ".cpp");
     for (char const* folder : {"src/core", "include/kova/core"}) {
@@ -92,7 +93,7 @@ std::string channelOf(const std::string& source) {
     static const std::regex made("[cC]hannel channel\\(\"([A-Z_]+)\"");
     std::smatch found;
     for (const std::string& file :
-         {source, std::string("src/core/servicecomposition/StaticComposedKovaServiceImpl.cpp")}) {
+         {source, std::string("src/core/servicecomposition/ServiceChannel.cpp")}) {
         const std::string text = read(file);
         if (std::regex_search(text, found, made)) {
             return found[1];

@@ -27,17 +27,15 @@ constexpr char const* FILE_NAME = "src/core/servicecomposition/StaticComposedKov
 // Fixed by the interface.
 constexpr detail::SourcePosition UNKNOWN_PATH{FILE_NAME, 121};
 
-constexpr int STEPS = 2;  // the level of the traces of a request's steps
-
 // Traces the steps of a search that has returned `found`: the paths that were tried.
 void traceSearch(const std::string& path, MountTable::Mount const* found) {
     const std::string normalized = Path(path).toString();
     std::string_view tried = detail::withoutTrailingSeparators(path);
     for (std::string_view next = normalized; !tried.empty(); tried = next) {
         const int size = static_cast<int>(tried.size());
-        channel.trace(STEPS, "[actionRequest] search for '%.*s'", size, tried.data());
+        channel.trace(2, "[actionRequest] search for '%.*s'", size, tried.data());
         if (found != nullptr && tried == found->first) {
-            channel.trace(STEPS, "[actionRequest] found '%.*s'", size, tried.data());
+            channel.trace(2, "[actionRequest] found '%.*s'", size, tried.data());
             return;
         }
         next = detail::parentPath(next);
@@ -64,11 +62,11 @@ public:
 
     void traceStored(void* serviceHandle, const detail::PendingRequests::Entry& entry) const {
         channel.trace(
-            STEPS, "[actionRequest] storing pending request { %p %p (%s) } under service handle %p",
+            2, "[actionRequest] storing pending request { %p %p (%s) } under service handle %p",
             entry.resourceHandle, entry.handler, normalizedPath_.c_str(), serviceHandle);
     }
     void traceNotPending(IResourceHandler* handler) const {
-        channel.trace(STEPS,
+        channel.trace(2,
                       "[actionRequest] resource handle %p (%s) returned undefined request handle "
                       "on request '%s' '%s'",
                       handler, normalizedPath_.c_str(), command_.c_str(), path_.c_str());
@@ -102,7 +100,7 @@ StaticComposedKovaServiceImpl::~StaticComposedKovaServiceImpl() {
 void* StaticComposedKovaServiceImpl::actionRequest(const Request& request,
                                                    ResponseHandler&& handler) noexcept {
     const std::string& path = request.getPath();
-    channel.trace(STEPS, "[actionRequest] path='%s' cmd=%s", path.c_str(),
+    channel.trace(2, "[actionRequest] path='%s' cmd=%s", path.c_str(),
                   request.getCommand().c_str());
     if (shutdown_) {
         channel.trace(1, "[actionRequest] Service is Shutdown.");
@@ -117,7 +115,7 @@ void* StaticComposedKovaServiceImpl::actionRequest(const Request& request,
                                std::move(handler));
     }
     MountTable::Mount const* const mount = mounts_->find(path);
-    if (channel.isEnabled(STEPS)) {
+    if (channel.isEnabled(2)) {
         traceSearch(path, mount);
     }
     if (mount != nullptr) {
@@ -144,7 +142,7 @@ void* StaticComposedKovaServiceImpl::delegateRequest(IResourceHandler* handler,
 
     const std::string_view path = detail::withoutTrailingSeparators(request.getPath());
     std::optional<TracedRequest> traced;
-    if (channel.isEnabled(STEPS)) {
+    if (channel.isEnabled(2)) {
         traced.emplace(request, path);
     }
     // Neither the request nor the view of its path is read after this call.
@@ -167,14 +165,14 @@ void* StaticComposedKovaServiceImpl::delegateRequest(IResourceHandler* handler,
 }
 
 void StaticComposedKovaServiceImpl::requestDone(void* handle) noexcept {
-    channel.trace(STEPS, "[requestDone] handle %p", handle);
+    channel.trace(2, "[requestDone] handle %p", handle);
     if (!pending_->remove(handle)) {
         channel.trace(3, "[requestDone] handle %p unknown", handle);
     }
 }
 
 void StaticComposedKovaServiceImpl::cancelRequest(void* handle) noexcept {
-    channel.trace(STEPS, "[cancelRequest] service handle %p", handle);
+    channel.trace(2, "[cancelRequest] service handle %p", handle);
     if (shutdown_) {
         channel.trace(1, "[cancelRequest] Service is Shutdown.");
         return;
@@ -186,7 +184,7 @@ void StaticComposedKovaServiceImpl::cancelRequest(void* handle) noexcept {
     }
     channel.trace(1, "[cancelRequest] service handle %p -> (handler=%p; resource handle=%p)",
                   handle, entry->handler, entry->resourceHandle);
-    channel.trace(STEPS,
+    channel.trace(2,
                   "[cancelRequest] delegating cancellation to handler %p using resource handle %p",
                   entry->handler, entry->resourceHandle);
     entry->handler->cancelRequest(entry->resourceHandle);
