@@ -26,7 +26,7 @@ constexpr Layer LAYERS[] = {
 };
 constexpr std::size_t CORE = std::size(LAYERS) - 1;
 
-constexpr char const* MODULES[] = {"api",        "datatypes",  "utility",
+constexpr char const* MODULES[] = {"formats",    "api",        "datatypes",         "utility",
                                    "serializer", "dovglobals", "servicecomposition"};
 
 // A third-party library, and the layers whose sources may include its headers. All these headers

@@ -7,17 +7,19 @@
 
 #include "api/CompactPrint.h"
 #include "api/Report.h"
+#include "formats/PayloadFormat.h"
 #include "kova/core/MimeTypes.h"
 #include "util/ByteBufferReader.h"
 #include "util/ByteBufferWriter.h"
 #include "util/config/JSONParser.h"
-#include "util/serializer/AXOBinStructuredPushDeserializer.h"
 #include "util/serializer/JSONStructuredSerializerOld.h"
 #include "zel/GlobalErrorHandler.h"
 
 namespace kova {
 
 namespace {
+
+using detail::PayloadFormat;
 
 constexpr char const* FILE_NAME = "src/core/api/Payload";
 constexpr char const* FAILED_TEXT = "<failed>";
@@ -60,40 +62,48 @@ Payload copyOf(void const* bytes, unsigned long size, std::string_view mimeType)
     return make(std::move(blob), mimeType, "createFromRaw");
 }
 
-// Sets `out` to the bytes as text. True, with "<failed>", when memory is exhausted.
-bool bytesToString(const Payload& payload, std::string& out) {
+// Sets `out` to the bytes as text. Returns false, with "<failed>", without memory.
+bool printBytes(const Payload& payload, std::string& out) {
     try {
         payload.getBlob().toString(out);
-        return false;
+        return true;
     } catch (const std::bad_alloc&) {
         out = FAILED_TEXT;
-        return true;
+        return false;
     }
 }
 
-// Sets `out` to the JSON text of binary structured data. True, with "<failed>", when it has none.
-bool binaryToString(const Payload& payload, std::string& out, bool compact) {
+// Sets `out` to the JSON text of a structured payload. Returns false, with "<failed>", if the
+// payload is malformed.
+bool printStructured(const PayloadFormat& format, const Payload& payload, std::string& out,
+                     bool compact) {
     util::serializer::JSONStructuredSerializerOld serializer(compact);
-    util::serializer::AXOBinStructuredPushDeserializer deserializer(
-        util::serializer::Endianess::Big);
     util::ByteBufferReader reader(payload.data(), payload.size(), false);
     util::ByteBufferWriter writer(INITIAL_CAPACITY);
     unsigned long written = 0;
-    const bool failed =
-        serializer.beginSerialize(&writer, nullptr) ||
-        deserializer.beginDeserialize(&reader, &serializer) ||
-        deserializer.deserialize() == util::serializer::IStructuredPushDeserializer::FAILED ||
-        deserializer.endDeserialize() || serializer.endSerialize(written);
-    if (failed) {
+    if (serializer.beginSerialize(&writer, nullptr) || !format.replay(reader, serializer) ||
+        serializer.endSerialize(written)) {
         out = FAILED_TEXT;
-        return true;
+        return false;
     }
     try {
         out.assign(reinterpret_cast<char const*>(writer.data()), writer.size());
     } catch (const std::bad_alloc&) {
         outOfMemory("binaryToString");
     }
-    return false;
+    return true;
+}
+
+// Sets `out` to the text of a payload of a format that is not opaque. Returns false, with
+// "<failed>", if there is none.
+bool printContent(const PayloadFormat& format, const Payload& payload, std::string& out,
+                  bool compact) {
+    return format.isText ? printBytes(payload, out)
+                         : printStructured(format, payload, out, compact);
+}
+
+bool isOpaque(const PayloadFormat& format) {
+    return !format.isText && format.replay == nullptr;
 }
 
 util::config::Value* failConversion(int line, char const* reason) {
@@ -172,33 +182,30 @@ Payload Payload::createFromWriter(const util::ByteBufferWriter& writer,
 }
 
 bool Payload::createStringFrom(const Payload& payload, std::string& out, bool compact) {
-    const std::string& type = payload.mimeType_;
+    PayloadFormat const* const format = PayloadFormat::find(payload.mimeType_);
     if (payload.isEmpty()) {
         out = "<empty>";
-    } else if (type == mimetypes::AXOBIN_TYPE) {
-        return binaryToString(payload, out, compact);
-    } else if (type == mimetypes::OCTET_STREAM_TYPE || type == mimetypes::MSGPACK_TYPE) {
-        out = "<binary>";
-    } else if (type == mimetypes::JSON_TYPE || type == mimetypes::PLAIN_TEXT_TYPE) {
-        return bytesToString(payload, out);
-    } else {
+    } else if (format == nullptr) {
         out = "<unknown>";
+    } else if (isOpaque(*format)) {
+        out = "<binary>";
+    } else {
+        return !printContent(*format, payload, out, compact);
     }
     return false;
 }
 
 util::config::Value* Payload::createConfigFrom(const Payload& payload) {
-    const std::string& type = payload.mimeType_;
-    const bool isText = type == mimetypes::JSON_TYPE || type == mimetypes::PLAIN_TEXT_TYPE;
-    if (!isText && type != mimetypes::AXOBIN_TYPE) {
+    constexpr bool COMPACT = true;
+    PayloadFormat const* const format = PayloadFormat::find(payload.mimeType_);
+    if (format == nullptr || isOpaque(*format)) {
         return failConversion(__LINE__, "not transformable to JSON");
     }
     if (payload.isEmpty()) {
         return failConversion(__LINE__, "no data for json");
     }
     std::string text;
-    const bool failed = isText ? bytesToString(payload, text) : binaryToString(payload, text, true);
-    return failed ? nullptr : parse(text);
+    return printContent(*format, payload, text, COMPACT) ? parse(text) : nullptr;
 }
 
 }  // namespace kova

@@ -3,31 +3,10 @@
 #include <utility>
 
 #include "api/MessageHeader.h"
+#include "formats/PayloadFormat.h"
 #include "kova/core/headers.h"
 
 namespace kova {
-
-namespace {
-
-// Null for the ids that `setMimeType` does not write.
-char const* acceptedName(mimetypes::MimeTypeID id) {
-    switch (id) {
-        case mimetypes::JSON:
-            return mimetypes::JSON_TYPE;
-        case mimetypes::PlainText:
-            return mimetypes::PLAIN_TEXT_TYPE;
-        case mimetypes::OctetStream:
-            return mimetypes::OCTET_STREAM_TYPE;
-        case mimetypes::AXOBin:
-            return mimetypes::AXOBIN_TYPE;
-        case mimetypes::Undefined:
-        case mimetypes::MsgPack:
-            break;
-    }
-    return nullptr;
-}
-
-}  // namespace
 
 Request::Request(const std::string& command, const std::string& path)
     : command_(command), path_(path) {}
@@ -88,8 +67,9 @@ void Request::setMimeType(const std::string& mimeType) noexcept {
 }
 
 void Request::setMimeType(mimetypes::MimeTypeID id) noexcept {
-    if (char const* const name = acceptedName(id)) {
-        messageheader::addString(header_, headers::ACCEPT, name);
+    detail::PayloadFormat const* const format = detail::PayloadFormat::find(id);
+    if (format != nullptr && format->isTranslated) {
+        messageheader::addString(header_, headers::ACCEPT, format->name);
     }
 }
 

@@ -1,28 +1,12 @@
 #include "kova/core/MimeTypes.h"
 
+#include "formats/PayloadFormat.h"
+
 namespace kova::mimetypes {
 
-namespace {
-
-struct Row {
-    char const* name;
-    MimeTypeID id;
-};
-
-constexpr Row ROWS[] = {{JSON_TYPE, JSON},
-                        {PLAIN_TEXT_TYPE, PlainText},
-                        {OCTET_STREAM_TYPE, OctetStream},
-                        {AXOBIN_TYPE, AXOBin}};
-
-}  // namespace
-
 MimeTypeID typename2id(const std::string& name) noexcept {
-    for (const Row& row : ROWS) {
-        if (name == row.name) {
-            return row.id;
-        }
-    }
-    return Undefined;
+    detail::PayloadFormat const* const format = detail::PayloadFormat::find(name);
+    return format != nullptr && format->isTranslated ? format->id : Undefined;
 }
 
 }  // namespace kova::mimetypes
