@@ -5,6 +5,7 @@
 #include <memory>
 #include <ostream>
 #include <random>
+#include <sstream>
 #include <string>
 #include <utility>
 
@@ -13,26 +14,69 @@
 #include "util/config/JSONParser.h"
 #include "util/config/Scalars.h"
 
-namespace util::config {
-
-/// Prints a node in the messages of failed tests.
-inline void PrintTo(const Value& value, std::ostream* out) {
-    *out << value.toJson(true);
-}
-
-}  // namespace util::config
-
 namespace kova::test {
 
-/// A deleter for nodes, which may be shared ones.
+/// Deletes a node unless it is a shared one.
 struct DestroyValue {
-    void operator()(util::config::Value* value) const { util::config::Value::destroy(value); }
+    void operator()(util::config::Value* value) const {
+        using util::config::Value;
+        if (value != Value::getNull() && value != Value::getBool(false) &&
+            value != Value::getBool(true) && value != &Value::getUndefined()) {
+            delete value;
+        }
+    }
 };
+/// Owns a node that may be a shared one.
 using Tree = std::unique_ptr<util::config::Value, DestroyValue>;
 
+#if __has_include("util/TreeExtensions.h")
 /// Parses a JSON text. Returns null if it is invalid.
 inline Tree parseTree(const std::string& text) {
     return Tree(util::config::JSONParser(false).parseValue(text));
+}
+
+/// Adds a field to a dictionary.
+inline void addField(util::config::Dictionary& dictionary, const std::string& name,
+                     util::config::Value* value) {
+    dictionary.add(name, value);
+}
+#else
+// Other platforms parse only objects and arrays, and names end at a zero byte.
+
+inline Tree parseTree(const std::string& text) {
+    util::config::Dictionary* dictionary = nullptr;
+    util::config::Array* array = nullptr;
+    const std::string wrapped = "[" + text + "]";
+    if (util::config::JSONParser(false).parseString(wrapped.c_str(), &dictionary, &array)) {
+        return nullptr;
+    }
+    const Tree owner(array);
+    return Tree(array->arraySize() == 1 ? (*array)[0].clone() : nullptr);
+}
+
+inline void addField(util::config::Dictionary& dictionary, const std::string& name,
+                     util::config::Value* value) {
+    dictionary.set(name.c_str(), value);
+}
+#endif
+
+/// Returns the node as compact JSON text.
+inline std::string toJson(const util::config::Value& value) {
+    const bool former = util::config::Value::g_print_compact;
+    std::ostringstream out;
+    util::config::Value::g_print_compact = true;
+    value.print(out);
+    util::config::Value::g_print_compact = former;
+    return out.str();
+}
+
+/// Returns the number of entries of a dictionary.
+inline std::size_t entryCount(const util::config::Value& dictionary) {
+    std::size_t count = 0;
+    for (auto entry = dictionary.begin(); entry != dictionary.end(); ++entry) {
+        ++count;
+    }
+    return count;
 }
 
 /// Returns the integer 1 inside `levels` nested containers, alternately arrays and dictionaries.
@@ -72,7 +116,7 @@ private:
         }
         auto* dictionary = new util::config::Dictionary;
         for (std::uint64_t i = 0; i < count; ++i) {
-            dictionary->add(text(), value(depth - 1));
+            addField(*dictionary, text(), value(depth - 1));
         }
         return dictionary;
     }
@@ -123,3 +167,12 @@ private:
 };
 
 }  // namespace kova::test
+
+namespace util::config {
+
+/// Prints a node in the message of a failed test.
+inline void PrintTo(const Value& value, std::ostream* out) {
+    *out << kova::test::toJson(value);
+}
+
+}  // namespace util::config

@@ -3,6 +3,8 @@
 #include <cstdint>
 #include <deque>
 #include <string>
+#include <string_view>
+#include <utility>
 #include <variant>
 #include <vector>
 
@@ -114,8 +116,9 @@ public:
 
 private:
     enum class FrameKind : std::uint8_t { Root = 0, Field = 1, Element = 2 };
+    using Fields = decltype(std::declval<const util::config::Value&>().begin());
     /// Nothing: not entered. An iterator: in a dictionary. A number: in an array, or `CONSUMED`.
-    using Position = std::variant<std::monostate, util::config::ConstIterator, unsigned long>;
+    using Position = std::variant<std::monostate, Fields, unsigned long>;
     /// The position of what was read to its end, whatever its kind.
     static constexpr unsigned long CONSUMED = ~0UL;
 
@@ -131,7 +134,7 @@ private:
     bool atDictionary() const noexcept;
     bool atArray() const noexcept;
     util::config::Value const* readLeaf() noexcept;
-    util::config::ConstIterator::pointer currentField() const noexcept;
+    Fields const* currentField() const noexcept;
 
     void announceStruct(const Frame& frame) noexcept;
     void announceArray(const Frame& frame) noexcept;

@@ -50,8 +50,8 @@ public:
     /// Adds a copy of each entry whose key is not there yet: a deep copy of the value, but the
     /// shared node of null, true or false. Where memory is exhausted, entries are left out.
     void copy(const GenericObject& other);
-    /// Destroys all values but the shared ones; no entry is left.
-    using Dictionary::clear;
+    /// Destroys all values except the shared nodes, and removes all entries.
+    void clear() noexcept;
 };
 
 // The functions below are there for T = bool, int, long, float, double and std::string; another T

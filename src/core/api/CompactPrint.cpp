@@ -10,7 +10,9 @@ namespace {
 
 class CompactFlag {
 public:
-    CompactFlag() : former_(util::config::Value::g_print_compact.exchange(true)) {}
+    CompactFlag() : former_(util::config::Value::g_print_compact) {
+        util::config::Value::g_print_compact = true;
+    }
     ~CompactFlag() { util::config::Value::g_print_compact = former_; }
     CompactFlag(const CompactFlag&) = delete;
     CompactFlag& operator=(const CompactFlag&) = delete;

@@ -3,6 +3,7 @@
 #include <new>
 
 #include "api/CompactPrint.h"
+#include "api/Trees.h"
 #include "util/config/Scalars.h"
 
 namespace kova::messageheader {
@@ -27,7 +28,7 @@ void add(Header& header, char const* key, util::config::Value* value) noexcept {
         header = makeHeader();
     }
     if (!header) {
-        util::config::Value::destroy(value);
+        detail::trees::destroy(value);
     } else if (header->hasKey(key)) {
         header->set(key, value);
     } else {

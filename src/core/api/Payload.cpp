@@ -7,6 +7,7 @@
 
 #include "api/CompactPrint.h"
 #include "api/Report.h"
+#include "api/Trees.h"
 #include "formats/PayloadFormat.h"
 #include "kova/core/MimeTypes.h"
 #include "util/ByteBufferReader.h"
@@ -87,7 +88,8 @@ bool printStructured(const PayloadFormat& format, const Payload& payload, std::s
         return false;
     }
     try {
-        out.assign(reinterpret_cast<char const*>(writer.data()), writer.size());
+        out.resize(written);
+        writer.retrieve(reinterpret_cast<unsigned char*>(out.data()), written);
     } catch (const std::bad_alloc&) {
         outOfMemory("binaryToString");
     }
@@ -115,7 +117,7 @@ util::config::Value* parse(const std::string& text) {
     util::config::JSONParser parser(false);
     util::config::Dictionary* dictionary = nullptr;
     util::config::Array* array = nullptr;
-    if (parser.parseString(text, &dictionary, &array)) {
+    if (detail::trees::parse(parser, text, &dictionary, &array)) {
         return nullptr;
     }
     if (dictionary != nullptr) {

@@ -4,8 +4,11 @@
 #include <new>
 #include <type_traits>
 
+#include "api/Trees.h"
+
 namespace kova {
 
+namespace trees = detail::trees;
 using util::config::Array;
 using util::config::Value;
 
@@ -26,13 +29,13 @@ GenericObject& GenericObject::operator=(const GenericObject& other) {
 }
 
 GenericObject::GenericObject(GenericObject&& other) noexcept : GenericObject() {
-    swap(other);
+    trees::moveEntries(other, *this);
 }
 
 GenericObject& GenericObject::operator=(GenericObject&& other) noexcept {
     if (this != &other) {
         clear();
-        swap(other);
+        trees::moveEntries(other, *this);
     }
     return *this;
 }
@@ -48,7 +51,7 @@ GenericObject::~GenericObject() = default;
 GenericObject& GenericObject::append(Pairs pairs) {
     for (const auto& [key, value] : pairs) {
         if (!hasKey(key)) {
-            add(key, value);
+            trees::add(*this, key, value);
         }
     }
     return *this;
@@ -61,11 +64,15 @@ void GenericObject::copy(const GenericObject& other) {
         }
         bool truth = false;
         if (!value->get(truth)) {
-            add(key, Value::getBool(truth));
+            trees::add(*this, key, Value::getBool(truth));
         } else {
-            add(key, value->isNull() ? Value::getNull() : value->clone());
+            trees::add(*this, key, value->isNull() ? Value::getNull() : value->clone());
         }
     }
+}
+
+void GenericObject::clear() noexcept {
+    trees::clear(*this);
 }
 
 namespace {
@@ -141,9 +148,9 @@ Array* toGeneric(const std::vector<T>& in) {
     if (array == nullptr) {
         return nullptr;
     }
-    array->reserve(in.size());
+    trees::reserve(*array, in.size());
     for (auto&& element : in) {
-        if (array->add(makeValue(element))) {
+        if (trees::add(*array, makeValue(element))) {
             return nullptr;
         }
     }

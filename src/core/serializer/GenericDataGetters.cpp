@@ -91,8 +91,7 @@ bool GenericDataPullDeserializer::getString(std::string& out) noexcept {
         return true;
     }
     try {
-        out = static_cast<const util::config::ValueString*>(node)->text();
-        return false;
+        return node->get(out);
     } catch (const std::bad_alloc&) {
         return true;
     }

@@ -11,7 +11,6 @@
 
 namespace kova::serializer {
 
-using util::config::ConstIterator;
 using util::config::Value;
 using util::serializer::EntryType;
 
@@ -25,11 +24,16 @@ T valueOf(const Value& leaf) noexcept {
     return value;
 }
 
-std::string_view textOf(const Value& leaf) noexcept {
-    return static_cast<const util::config::ValueString&>(leaf).text();
+/// Copies the text of a string node. Returns true on failure.
+bool copy(const Value& leaf, std::string& out) noexcept {
+    try {
+        return leaf.get(out);
+    } catch (const std::bad_alloc&) {
+        return true;
+    }
 }
 
-/// Copies the text; true, with nothing changed, when memory is exhausted.
+/// Copies the text. Returns true, with `out` unchanged, if memory is exhausted.
 bool assign(std::string& out, std::string_view text) noexcept {
     try {
         out = text;
@@ -145,7 +149,7 @@ bool GenericDataPullDeserializer::isStructEnd() noexcept {
         return true;
     }
     const Frame& frame = frames_.back();
-    return std::get<ConstIterator>(frame.position) == frame.node->end();
+    return std::get<Fields>(frame.position) == frame.node->end();
 }
 
 bool GenericDataPullDeserializer::endStruct() noexcept {
@@ -156,20 +160,21 @@ bool GenericDataPullDeserializer::endStruct() noexcept {
     return false;
 }
 
-/// The entry that the struct on top has reached; null when there is none.
-auto GenericDataPullDeserializer::currentField() const noexcept -> ConstIterator::pointer {
+/// Returns the position of the field that the struct on top has reached, or null if there is none.
+auto GenericDataPullDeserializer::currentField() const noexcept -> Fields const* {
     if (!atDictionary()) {
         return nullptr;
     }
     const Frame& frame = frames_.back();
-    ConstIterator const* entry = std::get_if<ConstIterator>(&frame.position);
-    return entry == nullptr || *entry == frame.node->end() ? nullptr : &**entry;
+    Fields const* entry = std::get_if<Fields>(&frame.position);
+    return entry == nullptr || *entry == frame.node->end() ? nullptr : entry;
 }
 
 bool GenericDataPullDeserializer::beginField(std::string& name) noexcept {
-    ConstIterator::pointer const field = currentField();
+    Fields const* const field = currentField();
     std::string key;
-    if (field == nullptr || assign(key, field->first) || push(FrameKind::Field, *field->second)) {
+    if (field == nullptr || assign(key, (*field)->first) ||
+        push(FrameKind::Field, *(*field)->second)) {
         return true;
     }
     name.swap(key);
@@ -204,7 +209,7 @@ bool GenericDataPullDeserializer::endField() noexcept {
     if (!atDictionary()) {
         return true;
     }
-    auto& entry = std::get<ConstIterator>(frames_.back().position);
+    auto& entry = std::get<Fields>(frames_.back().position);
     if (entry == frames_.back().node->end()) {
         return true;
     }
@@ -228,7 +233,7 @@ util::serializer::Entry const* GenericDataPullDeserializer::peekNextEntry() noex
 }
 
 void GenericDataPullDeserializer::announceStruct(const Frame& frame) noexcept {
-    ConstIterator const* entry = std::get_if<ConstIterator>(&frame.position);
+    Fields const* entry = std::get_if<Fields>(&frame.position);
     if (entry == nullptr) {
         entry_.type = EntryType::StructBegin;
     } else if (*entry == frame.node->end()) {
@@ -248,28 +253,21 @@ void GenericDataPullDeserializer::announceArray(const Frame& frame) noexcept {
 }
 
 void GenericDataPullDeserializer::announceLeaf(const Value& leaf) noexcept {
-    switch (leaf.kind()) {
-        case Value::Kind::Boolean:
-            entry_.type = EntryType::Boolean;
-            entry_.scalar.boolean = valueOf<bool>(leaf);
-            break;
-        case Value::Kind::Float:
-            entry_.type = EntryType::Double;
-            entry_.scalar.number = valueOf<double>(leaf);
-            break;
-        case Value::Kind::Integer:
-            entry_.type = EntryType::Int32;
-            entry_.scalar.int32 = static_cast<std::int32_t>(valueOf<long>(leaf));
-            break;
-        case Value::Kind::Null:
-            entry_.type = EntryType::Null;
-            break;
-        case Value::Kind::String:
-            announceText(EntryType::String, textOf(leaf));
-            break;
-        default:
-            entry_.type = EntryType::None;
-            break;
+    if (leaf.isBool()) {
+        entry_.type = EntryType::Boolean;
+        entry_.scalar.boolean = valueOf<bool>(leaf);
+    } else if (leaf.isFloat()) {
+        entry_.type = EntryType::Double;
+        entry_.scalar.number = valueOf<double>(leaf);
+    } else if (leaf.isInt()) {
+        entry_.type = EntryType::Int32;
+        entry_.scalar.int32 = static_cast<std::int32_t>(valueOf<long>(leaf));
+    } else if (leaf.isNull()) {
+        entry_.type = EntryType::Null;
+    } else if (leaf.isString()) {
+        entry_.type = copy(leaf, entry_.text) ? EntryType::Failure : EntryType::String;
+    } else {
+        entry_.type = EntryType::None;
     }
 }
 
@@ -314,7 +312,7 @@ bool GenericDataPullDeserializer::consume(EntryType announced) noexcept {
         case EntryType::StructEnd:
             return endStruct();
         case EntryType::Field:
-            return push(FrameKind::Field, *currentField()->second);
+            return push(FrameKind::Field, *(*currentField())->second);
         case EntryType::FieldEnd:
             return endField();
         case EntryType::Element:

@@ -4,11 +4,13 @@
 #include <cstdint>
 #include <memory>
 #include <new>
+#include <optional>
 #include <string>
 #include <typeinfo>
 #include <utility>
 #include <vector>
 
+#include "api/Trees.h"
 #include "kova/core/JSONStructuredPullDeserializerOld.h"
 #include "kova/core/OwningPullFromPushDeserializer.h"
 #include "util/config/Array.h"
@@ -22,8 +24,8 @@
 
 namespace kova::serializer {
 
+namespace trees = detail::trees;
 using util::config::Array;
-using util::config::ConstIterator;
 using util::config::Dictionary;
 using util::config::Value;
 using util::serializer::Entry;
@@ -60,38 +62,38 @@ public:
     }
 
 private:
-    /// A container that was begun, and its children that were not: entries or elements.
+    using Fields = decltype(std::declval<const Value&>().begin());
+
+    /// A container that was begun, and the position of its next child: an entry or an element.
     struct Open {
-        explicit Open(const Dictionary& dictionary)
-            : isStruct(true),
-              entry(dictionary.entries().begin()),
-              lastEntry(dictionary.entries().end()) {}
-        explicit Open(const Array& array)
-            : isStruct(false),
-              element(array.elements().data()),
-              lastElement(element + array.elements().size()) {}
+        explicit Open(const Value& value)
+            : container(&value), isStruct(value.isDictionary()), size(value.arraySize()) {
+            if (isStruct) {
+                field = value.begin();
+                lastField = value.end();
+            }
+        }
 
-        bool isDone() const { return isStruct ? entry == lastEntry : element == lastElement; }
+        bool isDone() const { return isStruct ? field == lastField : index == size; }
 
+        Value const* container;
         bool isStruct;
-        ConstIterator entry;
-        ConstIterator lastEntry;
-        Value* const* element = nullptr;
-        Value* const* lastElement = nullptr;
+        Fields field;
+        Fields lastField;
+        unsigned long index = 0;
+        unsigned long size;
     };
 
     bool begin(const Value& container) {
-        const bool isStruct = container.isDictionary();
         try {
             if (open_.empty()) {
                 open_.reserve(COMMON_DEPTH);
             }
-            isStruct ? open_.emplace_back(static_cast<const Dictionary&>(container))
-                     : open_.emplace_back(static_cast<const Array&>(container));
+            open_.emplace_back(container);
         } catch (const std::bad_alloc&) {
             return true;
         }
-        return isStruct ? serializer_.beginStruct(nullptr) : serializer_.beginArray();
+        return open_.back().isStruct ? serializer_.beginStruct(nullptr) : serializer_.beginArray();
     }
 
     /// Begins the next child and, when it is a leaf, writes and ends it.
@@ -100,13 +102,13 @@ private:
         Value const* child = nullptr;
         bool failed = false;
         if (open.isStruct) {
-            failed = serializer_.beginField(open.entry->first, NO_FIELD_ID, false);
-            child = open.entry->second;
-            ++open.entry;
+            failed = serializer_.beginField(open.field->first, NO_FIELD_ID, false);
+            child = open.field->second;
+            ++open.field;
         } else {
             failed = serializer_.beginElement();
-            child = *open.element;
-            ++open.element;
+            child = &trees::element(*open.container, open.index);
+            ++open.index;
         }
         if (failed) {
             return true;
@@ -226,13 +228,13 @@ private:
     bool add(Value* value) {
         Open& open = open_.back();
         if (open.container->isDictionary()) {
-            return static_cast<Dictionary*>(open.container)->add(open.fieldName, value);
+            return trees::add(*static_cast<Dictionary*>(open.container), open.fieldName, value);
         }
         auto* const array = static_cast<Array*>(open.container);
-        if (array->elements().empty()) {
-            array->reserve(COMMON_LENGTH);
+        if (array->arraySize() == 0) {
+            trees::reserve(*array, COMMON_LENGTH);
         }
-        return array->add(value);
+        return trees::add(*array, value);
     }
 
     bool open(Value* container) {
@@ -267,7 +269,9 @@ PullFromPushDeserializer* asWholeReader(IStructuredPullDeserializer& deserialize
 template <typename Container>
 bool readTree(IStructuredPullDeserializer& deserializer, Container& root) {
     if (PullFromPushDeserializer* const reader = asWholeReader(deserializer)) {
-        return reader->getRest(root);
+        if (const std::optional<bool> failed = trees::readRest(*reader, root)) {
+            return *failed;
+        }
     }
     try {
         return TreeReader(deserializer, root).read();
@@ -276,28 +280,32 @@ bool readTree(IStructuredPullDeserializer& deserializer, Container& root) {
     }
 }
 
+bool serializeText(IStructuredSerializer& serializer, const Value& string) {
+    try {
+        std::string buffer;
+        return serializer.serializeString(trees::text(string, buffer));
+    } catch (const std::bad_alloc&) {
+        return true;
+    }
+}
+
 }  // namespace
 
 bool serialize(IStructuredSerializer& serializer, const Value& value) {
-    switch (value.kind()) {
-        case Value::Kind::Null:
-            return serializer.serializeNull();
-        case Value::Kind::Boolean: {
-            bool boolean = false;
-            return value.get(boolean) || serializer.serializeBoolean(boolean);
-        }
-        case Value::Kind::Integer:
-            return serializer.serializeInt64(static_cast<std::int64_t>(
-                static_cast<const util::config::ValueInt&>(value).bits()));
-        case Value::Kind::Float:
-            return serializer.serializeDouble(
-                static_cast<const util::config::ValueFloat&>(value).value());
-        case Value::Kind::String:
-            return serializer.serializeString(
-                static_cast<const util::config::ValueString&>(value).text());
-        default:
-            return true;
+    if (value.isNull()) {
+        return serializer.serializeNull();
     }
+    if (value.isBool()) {
+        bool boolean = false;
+        return value.get(boolean) || serializer.serializeBoolean(boolean);
+    }
+    if (value.isInt()) {
+        return serializer.serializeInt64(trees::integer(value));
+    }
+    if (value.isFloat()) {
+        return serializer.serializeDouble(trees::number(value));
+    }
+    return !value.isString() || serializeText(serializer, value);
 }
 
 bool serialize(IStructuredSerializer& serializer, const Dictionary& value) {
