@@ -52,7 +52,7 @@ TEST(RequestTest, ConstructorsKeepWhatTheyAreGiven) {
 
 TEST(RequestTest, MimeTypeByTextGoesIntoTheAcceptEntry) {
     Request request("retrieve", "/a");
-    EXPECT_TRUE(request.getMimeTypeHeader().isUndefined());
+    EXPECT_EQ(&request.getMimeTypeHeader(), &util::config::Value::getUndefined());
     request.setMimeType("x/y");
     EXPECT_EQ(stringOf(request.getMimeTypeHeader()), "x/y");
     EXPECT_EQ(stringOf(request.getHeaderValue("$accept")), "x/y");
@@ -80,7 +80,7 @@ TEST(RequestTest, MimeTypeByIdIsWrittenForTheFourKnownOnes) {
     }
     Request untouched("retrieve", "/a");
     untouched.setMimeType(mimetypes::MsgPack);
-    EXPECT_TRUE(untouched.getHeader().isUndefined());
+    EXPECT_EQ(&untouched.getHeader(), &util::config::Value::getUndefined());
 }
 
 TEST(RequestTest, PrintsAsOneLine) {

@@ -6,6 +6,7 @@
 #include <optional>
 #include <string>
 
+#include "support/Trees.h"
 #include "util/config/Dictionary.h"
 #include "util/config/Scalars.h"
 
@@ -67,12 +68,12 @@ TEST(ResponseTest, ErrorResponseWithoutTextHasNoHeader) {
          {Response::createErrorResponse(500, ""), Response::createErrorResponse(500, nullptr),
           Response::createErrorResponse(500)}) {
         EXPECT_EQ(response.getStatusCode(), 500);
-        EXPECT_TRUE(response.getHeader().isUndefined());
+        EXPECT_EQ(&response.getHeader(), &util::config::Value::getUndefined());
         EXPECT_FALSE(response.isErrorResponse());
     }
     const Response response = Response::createErrorResponse(404, "path '/a' not found");
     EXPECT_EQ(response.getErrorMessageWithCode(), "404 Not Found: path '/a' not found");
-    EXPECT_EQ(response.getHeader().toJson(true), R"({"$errorMsg":"path '/a' not found"})");
+    EXPECT_EQ(kova::test::toJson(response.getHeader()), R"({"$errorMsg":"path '/a' not found"})");
     EXPECT_TRUE(response.getPayload().isEmpty());
 }
 

@@ -13,6 +13,7 @@
 #include "kova/core/dovglobals/RGBA.h"
 #include "kova/core/dovglobals/Time.h"
 #include "kova/core/dovglobals/Units.h"
+#include "support/Buffers.h"
 #include "util/ByteBufferReader.h"
 #include "util/ByteBufferWriter.h"
 #include "util/serializer/IStructuredPullDeserializer.h"
@@ -32,7 +33,7 @@ std::string written(mimetypes::MimeTypeID mimeType, const T& value) {
     unsigned long size = 0;
     const bool failed = serializer->beginSerialize(&writer, nullptr) ||
                         serializer::serialize(*serializer, value) || serializer->endSerialize(size);
-    return failed ? std::string() : std::string(reinterpret_cast<char const*>(writer.data()), size);
+    return failed ? std::string() : bytesOf(writer);
 }
 
 /// Reads a value from a payload that contains nothing else. Returns false on success, like

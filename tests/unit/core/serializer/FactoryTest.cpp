@@ -9,6 +9,7 @@
 #include "kova/core/JSONStructuredPullDeserializerOld.h"
 #include "kova/core/OwningPullFromPushDeserializer.h"
 #include "kova/core/TypeSerializers.h"
+#include "support/Buffers.h"
 #include "util/ByteBufferReader.h"
 #include "util/ByteBufferWriter.h"
 #include "util/config/Scalars.h"
@@ -75,14 +76,16 @@ void write(mimetypes::MimeTypeID mimeType, util::ByteBufferWriter& writer) {
 TEST(Factory, MakesJsonWithoutWhiteSpace) {
     util::ByteBufferWriter writer(16);
     write(mimetypes::JSON, writer);
-    EXPECT_EQ(std::string(reinterpret_cast<char const*>(writer.data()), writer.size()), "[1,2]");
+    EXPECT_EQ(kova::test::bytesOf(writer), "[1,2]");
 }
 
 TEST(Factory, MakesReadersForWhatItsWritersWrite) {
     for (const mimetypes::MimeTypeID mimeType : {mimetypes::JSON, mimetypes::AXOBin}) {
         util::ByteBufferWriter writer(16);
         write(mimeType, writer);
-        util::ByteBufferReader bytes(writer.data(), writer.size(), false);
+        const std::string written = kova::test::bytesOf(writer);
+        util::ByteBufferReader bytes(reinterpret_cast<unsigned char const*>(written.data()),
+                                     written.size(), false);
         const Deserializer source(Factory::createDeserializer(mimeType));
         ASSERT_FALSE(source->beginDeserialize(&bytes, nullptr)) << mimeType;
         ASSERT_FALSE(source->beginArray());

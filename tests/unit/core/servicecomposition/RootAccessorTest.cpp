@@ -14,6 +14,7 @@
 #include "support/Reports.h"
 #include "support/Service.h"
 #include "support/Traces.h"
+#include "support/Trees.h"
 
 namespace kova {
 namespace {
@@ -76,13 +77,13 @@ TEST_F(RootAccessorTest, AsksForTheRootInItsMimeTypeAndWithItsTracingInfo) {
     EXPECT_EQ(service.requests[0].getCommand(), "retrieve");
     EXPECT_EQ(service.requests[0].getPath(), "/");
     EXPECT_TRUE(service.requests[0].getPayload().isEmpty());
-    EXPECT_EQ(service.requests[0].getHeader().toJson(true),
+    EXPECT_EQ(kova::test::toJson(service.requests[0].getHeader()),
               R"({"$accept":"application/json","$client-id":"unknown","$service-path":"/me"})");
 }
 
 TEST_F(RootAccessorTest, UnknownMimeTypeIsNotAskedFor) {
     RootAccessor(&service, "x/y", "").trackResources(receiver(events));
-    EXPECT_EQ(service.requests[0].getHeader().toJson(true),
+    EXPECT_EQ(kova::test::toJson(service.requests[0].getHeader()),
               R"({"$client-id":"unknown","$service-path":""})");
 }
 

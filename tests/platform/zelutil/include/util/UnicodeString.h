@@ -1,0 +1,17 @@
+#pragma once
+
+#include <string>
+
+namespace util {
+
+/// A text of UTF-8 code units, a type of its own beside `std::string`.
+struct UnicodeString8 {
+    std::string units;
+};
+
+/// A text of UTF-16 code units.
+struct UnicodeString16 {
+    std::u16string units;
+};
+
+}  // namespace util
