@@ -20,25 +20,36 @@ function(kova_common_options target)
 endfunction()
 
 # Adds a layer: the library NAME with the alias kova::ALIAS, built from SOURCES, with its public headers
-# in INCLUDE. It links the layers and libraries in PUBLIC and PRIVATE. A shared library exports the
-# symbols that its headers mark and that abi/libNAME.map lists.
+# in INCLUDE and its private ones in INTERNAL. It links the layers and libraries in PUBLIC and PRIVATE. A
+# shared library exports the symbols that its headers mark and that abi/libNAME.map lists.
+#
+# The object library NAME_objects compiles the sources, once for the library and for the tests of its
+# private parts (see kova_add_test).
 function(kova_add_layer name)
-  cmake_parse_arguments(ARG "" "ALIAS;INCLUDE" "SOURCES;PUBLIC;PRIVATE" ${ARGN})
+  cmake_parse_arguments(ARG "" "ALIAS;INCLUDE;INTERNAL" "SOURCES;PUBLIC;PRIVATE" ${ARGN})
   set(exports ${PROJECT_SOURCE_DIR}/abi/lib${name}.map)
-  add_library(${name} ${ARG_SOURCES})
+  add_library(${name}_objects OBJECT ${ARG_SOURCES})
+  add_library(${name} $<TARGET_OBJECTS:${name}_objects>)
   add_library(kova::${ARG_ALIAS} ALIAS ${name})
-  kova_common_options(${name})
+  foreach(target IN ITEMS ${name}_objects ${name})
+    kova_common_options(${target})
+    target_include_directories(${target} PUBLIC $<BUILD_INTERFACE:${ARG_INCLUDE}>)
+    target_link_libraries(${target} PUBLIC ${ARG_PUBLIC} PRIVATE ${ARG_PRIVATE})
+  endforeach()
+  if(ARG_INTERNAL)
+    target_include_directories(${name}_objects PRIVATE ${ARG_INTERNAL})
+  endif()
+  set_target_properties(${name}_objects PROPERTIES POSITION_INDEPENDENT_CODE ${BUILD_SHARED_LIBS})
   if(CMAKE_CROSSCOMPILING)
     # tools/abi reads the binary interface from debug information. Tests are built without it.
-    target_compile_options(${name} PRIVATE -g)
+    target_compile_options(${name}_objects PRIVATE -g)
   endif()
   # Calls within a library bind to its own functions, so they can be inlined and need no symbol lookup.
-  target_compile_options(${name} PRIVATE $<$<CXX_COMPILER_ID:GNU>:-fno-semantic-interposition>)
-  target_include_directories(${name} PUBLIC $<BUILD_INTERFACE:${ARG_INCLUDE}>)
-  target_link_libraries(${name} PUBLIC ${ARG_PUBLIC} PRIVATE ${ARG_PRIVATE})
+  target_compile_options(${name}_objects PRIVATE
+    $<$<CXX_COMPILER_ID:GNU>:-fno-semantic-interposition>)
   target_link_options(${name} PRIVATE
     -Wl,--as-needed -Wl,-Bsymbolic-functions -Wl,--version-script=${exports})
-  set_target_properties(${name} PROPERTIES LINK_DEPENDS ${exports}
+  set_target_properties(${name} PROPERTIES LINK_DEPENDS ${exports} LINKER_LANGUAGE CXX
     VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR} EXPORT_NAME ${ARG_ALIAS})
 endfunction()
 
@@ -79,8 +90,11 @@ endfunction()
 # test fails, if the program contains no tests, or after TIMEOUT seconds (default 120). For each of the
 # LABELS, the target LABEL_tests builds all programs with that label. NATIVE excludes the program where
 # an emulator runs the tests.
+#
+# INTERNALS names a layer whose private parts the program tests: it links the layer's objects in place of
+# its library and sees its private headers.
 function(kova_add_test name)
-  cmake_parse_arguments(ARG "OPTIMIZE;NATIVE" "TIMEOUT" "SOURCES;LIBRARIES;LABELS" ${ARGN})
+  cmake_parse_arguments(ARG "OPTIMIZE;NATIVE" "TIMEOUT;INTERNALS" "SOURCES;LIBRARIES;LABELS" ${ARGN})
   if(ARG_NATIVE AND CMAKE_CROSSCOMPILING)
     message(STATUS "${name} is excluded: the emulator cannot run it")
     return()
@@ -103,6 +117,11 @@ function(kova_add_test name)
     target_precompile_headers(${name} REUSE_FROM ${prelude})
   endif()
   target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR}/tests)
+  if(ARG_INTERNALS)
+    target_include_directories(${name} PRIVATE
+      $<TARGET_PROPERTY:${ARG_INTERNALS}_objects,INCLUDE_DIRECTORIES>)
+    list(APPEND ARG_LIBRARIES ${ARG_INTERNALS}_objects)
+  endif()
   target_link_libraries(${name} PRIVATE ${ARG_LIBRARIES} GTest::gtest GTest::gmock kova_test_main)
   add_test(NAME ${name} COMMAND ${name})
   set_tests_properties(${name} PROPERTIES TIMEOUT ${ARG_TIMEOUT} LABELS "${ARG_LABELS}")

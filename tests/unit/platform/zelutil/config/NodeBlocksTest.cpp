@@ -6,7 +6,7 @@
 #include <thread>
 #include <vector>
 
-#include "NodeBlocks.h"
+#include "config/NodeBlocks.h"
 #include "support/FailingAllocations.h"
 #include "util/config/Array.h"
 #include "util/config/Dictionary.h"
