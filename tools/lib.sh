@@ -46,12 +46,15 @@ install_missing() {
         fail "apt-get could not install ${missing[*]}"
 }
 
+# Options that `build` passes to CMake when it configures.
+configure_options=()
+
 # Configures and builds a preset. Passes further arguments to the build.
 build() {
     local preset=$1
     shift
     say "Building ($preset)"
     cd "$root"
-    cmake --preset "$preset" || fail "cmake could not configure the preset $preset"
+    cmake --preset "$preset" "${configure_options[@]}" || fail "cmake could not configure the preset $preset"
     cmake --build --preset "$preset" "$@" || fail "could not build the preset $preset"
 }

@@ -1,5 +1,6 @@
-// Uses a service, a client, a payload and an exception, so that every layer of kova is exercised and
-// virtual calls and type information work across the boundary between the libraries and this program.
+// Uses a service, a client, a payload and an exception, so that every layer of kova is exercised
+// and virtual calls and type information work across the boundary between the libraries and this
+// program.
 #include <exception>
 #include <iostream>
 #include <map>
