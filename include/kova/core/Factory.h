@@ -15,10 +15,10 @@ class Value;
 
 namespace kova::serializer {
 
-/// Makes the objects that write and read structured payloads.
+/// Creates the objects that write and read structured payloads.
 ///
-/// It keeps nothing; any thread may call it. What it returns belongs to the caller, who deletes it
-/// (keep it in a `std::unique_ptr`) and uses it in one thread at a time.
+/// It has no state; any thread may call it. The caller owns what it returns, keeps it in a
+/// `std::unique_ptr` and uses it in one thread at a time.
 ///
 ///     std::unique_ptr<util::serializer::IStructuredSerializer> serializer(
 ///         kova::serializer::Factory::createSerializer(kova::mimetypes::JSON));
@@ -28,23 +28,24 @@ namespace kova::serializer {
 ///                   kova::serializer::serialize(*serializer, 640) ||
 ///                   serializer->endSerialize(size);
 ///
-/// All three give null when the memory for the object is exhausted, and let `std::bad_alloc`
-/// through when it is for a part of it.
+/// All functions return null if there is no memory for the object, and throw `std::bad_alloc` if
+/// memory for a part of it is exhausted.
 class KOVA_API Factory {
 public:
     Factory() = delete;
 
-    /// What writes payloads of a mime type: compact JSON text or the big-endian binary structured
-    /// format. Null for every other mime type; plain text, octet streams and msgpack have none.
+    /// Returns a serializer for the mime type: of compact JSON text or of the big-endian binary
+    /// structured format. Returns null for every other type: plain text, octet streams and msgpack
+    /// have no serializer.
     [[nodiscard]] static util::serializer::IStructuredSerializer* createSerializer(
         mimetypes::MimeTypeID mimeType);
 
-    /// What reads payloads of a mime type; null for the same types as above.
+    /// Returns a deserializer for the mime type, or null for the same types as above.
     [[nodiscard]] static util::serializer::IStructuredPullDeserializer* createDeserializer(
         mimetypes::MimeTypeID mimeType);
 
-    /// What reads a value tree in memory as if it were a payload (`GenericDataPullDeserializer`).
-    /// The tree is borrowed: it stays alive and unchanged as long as the result is used.
+    /// Returns a deserializer that reads a value tree in memory (`GenericDataPullDeserializer`).
+    /// The tree is borrowed: it must stay alive and unchanged as long as the result is used.
     [[nodiscard]] static util::serializer::IStructuredPullDeserializer*
     createGenericDataDeserializer(const util::config::Value& root);
 };

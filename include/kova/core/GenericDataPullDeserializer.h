@@ -15,13 +15,13 @@
 
 namespace kova::serializer {
 
-/// Reads a value tree through the interface of a pull deserializer, so that whatever reads typed
-/// values from a payload reads them from a tree too.
+/// A pull deserializer over a value tree, so that every function that reads typed values from a
+/// payload can read them from a tree.
 ///
-/// The tree is borrowed: it stays alive and unchanged while it is read. Unlike the readers of
-/// payloads this one converts numbers: a float is cut towards zero where an integer is asked for,
-/// an integer is cut to 8 or 16 bits, a boolean counts as 0 or 1. Arrays are read element by
-/// element; the getters of whole arrays fail. Fields are not found by name.
+/// The tree is borrowed: it must stay alive and unchanged while it is read. Unlike the
+/// deserializers of payloads, this one converts numbers: a float is truncated to an integer, an
+/// integer is truncated to 8 or 16 bits, a boolean is read as 0 or 1. Arrays are read element by
+/// element; the getters of whole arrays fail. Fields cannot be found by name.
 ///
 /// Every operation returns false on success and true on failure. It fails if nothing was begun, and
 /// leaves its outputs unchanged if it fails. `beginElement` past the end of an array and
@@ -38,32 +38,34 @@ namespace kova::serializer {
 class KOVA_API GenericDataPullDeserializer final
     : public util::serializer::IStructuredPullDeserializer {
 public:
-    /// An entry, as the interface has it.
+    /// An entry of the tree.
     using Entry = util::serializer::Entry;
-    /// Options, as the interface has them; none is heeded.
+    /// Ignored; present to satisfy the interface.
     using Options = util::serializer::Options;
 
-    /// Reads the tree with this root. A constructor with one argument is explicit.
+    /// Constructs a deserializer of the tree with this root. Constructors with one argument are
+    /// explicit.
     explicit GenericDataPullDeserializer(const util::config::Value& root);
     ~GenericDataPullDeserializer() override;
     GenericDataPullDeserializer(const GenericDataPullDeserializer&) = delete;
     GenericDataPullDeserializer& operator=(const GenericDataPullDeserializer&) = delete;
 
-    /// Starts at the root of the tree; both arguments are ignored and may be null. Call `reset`
-    /// before a second one.
+    /// Starts at the root of the tree. Both arguments are ignored and may be null. Call `reset`
+    /// before starting again.
     bool beginDeserialize(util::ByteBufferReader* reader, Options const* options) noexcept override;
-    /// Fails only when a second read was begun without `reset`; the position is left as it is.
+    /// Fails only if a second read was started without `reset`. The position is unchanged.
     bool endDeserialize() noexcept override;
     void reset() noexcept override;
 
-    /// A scalar counts as read after any of these, also when it was of the wrong kind.
+    /// Each getter consumes the scalar, even if it is of the wrong kind.
     bool getNull() noexcept override;
     bool getBoolean(bool& out) noexcept override;
-    /// Numbers are read from integers, floats and booleans. Integers: `getInt32` and `getUInt32`
-    /// fail when the value does not fit, the 64-bit getters give the two's-complement value, the
-    /// narrower ones its low bits, `getFloat` and `getDouble` convert the signed 64-bit value.
-    /// Floats: cut towards zero, at the limits of 64 bits (`getInt64`, `getUInt64`) or 32 bits (all
-    /// others) at most, NaN is 0; the narrower getters give the low bits of that.
+    /// Reads a number from an integer, a float or a boolean. Integers: `getInt32` and `getUInt32`
+    /// fail if the value does not fit, the 64-bit getters return the two's-complement value, the
+    /// narrower getters its low bits, and `getFloat` and `getDouble` convert the signed 64-bit
+    /// value. Floats are truncated towards zero and limited to the range of 64 bits (`getInt64`,
+    /// `getUInt64`) or 32 bits (all others); NaN becomes 0; the narrower getters return the low
+    /// bits of the result.
     bool getInt8(std::int8_t& out) noexcept override;
     bool getUInt8(std::uint8_t& out) noexcept override;
     bool getInt16(std::int16_t& out) noexcept override;
@@ -78,7 +80,7 @@ public:
     /// Reads a narrow string; unicode strings fail.
     bool getString(std::string& out) noexcept override;
 
-    /// These fail.
+    /// Fails: whole arrays are not supported.
     bool getNullArray(unsigned long& count) noexcept override;
     bool getBooleanArray(std::vector<bool>& out) noexcept override;
     bool getInt8Array(std::vector<std::int8_t>& out) noexcept override;
@@ -102,8 +104,8 @@ public:
     bool isStructEnd() noexcept override;
     bool endStruct() noexcept override;
     bool beginField(std::string& name) noexcept override;
-    /// Also steps over what is nested in the field. Outside a field it goes on to the end of the
-    /// tree. Never fails.
+    /// Skips the field and everything in it. Outside a field it skips to the end of the tree. Never
+    /// fails.
     bool skipField() noexcept override;
     bool endField() noexcept override;
 
@@ -117,9 +119,9 @@ public:
 private:
     enum class FrameKind : std::uint8_t { Root = 0, Field = 1, Element = 2 };
     using Fields = decltype(std::declval<const util::config::Value&>().begin());
-    /// Nothing: not entered. An iterator: in a dictionary. A number: in an array, or `CONSUMED`.
+    /// Empty: not entered. An iterator: in a dictionary. A number: in an array, or `CONSUMED`.
     using Position = std::variant<std::monostate, Fields, unsigned long>;
-    /// The position of what was read to its end, whatever its kind.
+    /// The position of a node that was read completely, whatever its kind.
     static constexpr unsigned long CONSUMED = ~0UL;
 
     struct Frame {

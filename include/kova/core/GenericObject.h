@@ -14,70 +14,72 @@
 
 namespace kova {
 
-/// A dictionary of the value tree that can be written as a list of names and values, and copied and
-/// moved.
+/// A dictionary that can be constructed from a list of names and values, copied and moved.
 ///
-/// It adds no data to `util::config::Dictionary`; a copy made by `clone` is a plain dictionary.
-/// Like every container it owns its values, but not the shared nodes for null, true and false. One
-/// thread at a time, or many that only read.
+/// It adds no data to `util::config::Dictionary`; `clone` returns a plain dictionary. Like every
+/// container it owns its values, except the shared nodes for null, true and false. One thread may
+/// change it, or many threads may read it.
 ///
 ///     const kova::GenericObject size{{"width", new util::config::ValueInt(640)},
 ///                                    {"unit", new util::config::ValueString("px")},
 ///                                    {"scaled", util::config::Value::getBool(false)}};
 class KOVA_API GenericObject : public util::config::Dictionary {
 public:
-    /// The value is taken over by the object unless its key is there already.
+    /// Names and values. The object takes ownership of a value unless its key is already present.
     using Pairs = std::initializer_list<std::pair<const std::string, util::config::Value*>>;
 
     GenericObject() noexcept = default;
-    /// An empty object, then `append`.
+    /// Constructs an empty object and appends the pairs.
     GenericObject(Pairs pairs);
-    /// Deep copies, as `copy` makes them.
+    /// Constructs a deep copy, as by `copy`.
     GenericObject(const GenericObject& other);
-    /// A deep copy in place of what was there.
+    /// Replaces the content by a deep copy.
     GenericObject& operator=(const GenericObject& other);
-    /// Take the entries over; `other` is left empty.
+    /// Takes the entries of `other`, which is then empty.
     GenericObject(GenericObject&& other) noexcept;
-    /// The same by assignment; what was there is destroyed.
+    /// The same by assignment; destroys the former content.
     GenericObject& operator=(GenericObject&& other) noexcept;
-    /// `clear`, then `append`.
+    /// Replaces the content by the pairs.
     GenericObject& operator=(Pairs pairs);
     ~GenericObject() override;
 
-    /// Adds the pairs in their order. One whose key is there already is skipped: the entry stays,
-    /// and the value of the pair still belongs to the caller. Null pointers are not added.
+    /// Adds the pairs in order. Skips a pair whose key is already present: the entry is unchanged,
+    /// and the caller still owns the value of the pair. Null pointers are not added.
     GenericObject& append(Pairs pairs);
-    /// Adds a copy of each entry whose key is not there yet: a deep copy of the value, but the
-    /// shared node of null, true or false. Where memory is exhausted, entries are left out.
+    /// Adds a copy of each entry whose key is not present: a deep copy of the value, or the shared
+    /// node for null, true or false. If memory is exhausted, entries are left out.
     void copy(const GenericObject& other);
     /// Destroys all values except the shared nodes, and removes all entries.
     void clear() noexcept;
 };
 
-// The functions below are there for T = bool, int, long, float, double and std::string; another T
-// does not link.
+// The functions below are instantiated only for T = bool, int, long, float, double and std::string;
+// any other T is a link error.
 
-/// Reads one value with the rules of `util::config::Value::get`; a float is a double narrowed.
-/// False on success; true when the value is of another kind, and then `out` is untouched.
+/// Reads one value by the rules of `util::config::Value::get`; a float is read as a double and
+/// narrowed. Returns false on success. Returns true if the value is of another kind; `out` is then
+/// unchanged.
 template <typename T>
 [[nodiscard]] KOVA_API bool fromGeneric(const util::config::Value& value, T& out);
 
-/// The same with the value as the result, empty on failure.
+/// Returns the value, or nothing on failure.
 template <typename T>
 [[nodiscard]] KOVA_API std::optional<T> fromGeneric(const util::config::Value& value);
 
-/// Appends the elements of an array to `out`. False on success; true when the value is no array, or
-/// at the first element that cannot be read: the elements before it were appended.
+/// Appends the elements of an array to `out`. Returns false on success. Returns true if the value
+/// is not an array, or at the first element that cannot be read; the elements before it are
+/// appended.
 template <typename T>
 [[nodiscard]] KOVA_API bool fromGeneric(const util::config::Value& value, std::vector<T>& out);
 
-/// The elements of an array; empty when the value is no array or an element cannot be read.
+/// Returns the elements of an array, or nothing if the value is not an array or an element cannot
+/// be read.
 template <typename T>
 [[nodiscard]] KOVA_API std::optional<std::vector<T>> fromGenericArray(
     const util::config::Value& value);
 
-/// A new array of the elements, which the caller owns (or gives to a container): integers, floats,
-/// strings, the shared nodes for booleans. Null when memory is exhausted.
+/// Returns a new array of the elements, which the caller owns: integers, floats, strings, and the
+/// shared nodes for booleans. Returns null if memory is exhausted.
 template <typename T>
 [[nodiscard]] KOVA_API util::config::Array* toGeneric(const std::vector<T>& in);
 

@@ -9,11 +9,10 @@
 
 namespace util::serializer {
 
-/// Reads JSON text in the order in which it was written.
+/// A pull deserializer of JSON text.
 ///
-/// The platform has the push side only; this class joins it to the pull interface, and stands in
-/// the platform's namespace beside the serializer whose texts it reads. It adds nothing to
-/// `PullFromPushDeserializer` but the push deserializer. One thread at a time.
+/// It adds a push deserializer to `PullFromPushDeserializer`, which reads through it, and is in the
+/// platform's namespace beside the serializer of the same texts. One thread at a time.
 ///
 ///     const std::string text = "640";
 ///     util::ByteBufferReader reader(reinterpret_cast<unsigned char const*>(text.data()),

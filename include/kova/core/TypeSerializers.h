@@ -22,13 +22,13 @@ class Path;
 class url;
 }  // namespace kova
 
-/// Writing and reading the types that travel in structured payloads: one `serialize` and one
-/// `deserialize` for each. Those of the global data types stand in the headers of these types.
+/// One `serialize` and one `deserialize` for each type that travels in structured payloads. Those
+/// of the global data types are in the headers of these types.
 ///
-/// Each writes or reads one value, at the place where the given serializer or deserializer is, and
-/// returns false on success and true on failure. None throws on its own, memory exhausted is a
-/// failure. When reading fails the output is what the deserializer left; those of this library
-/// leave it untouched. They touch nothing but their arguments.
+/// Each function writes or reads one value at the current position of the serializer or
+/// deserializer. It returns false on success and true on failure, and does not throw: exhausted
+/// memory is a failure. After a failed read the output is what the deserializer left; the
+/// deserializers of this library leave it unchanged. The functions use nothing but their arguments.
 ///
 ///     const auto copyText = [](kova::serializer::IStructuredPullDeserializer& from,
 ///                              kova::serializer::IStructuredSerializer& to) {
@@ -41,7 +41,7 @@ namespace kova::serializer {
 using util::serializer::IStructuredPullDeserializer;
 using util::serializer::IStructuredSerializer;
 
-/// Each type in its own width and sign.
+/// Writes a value with the width and sign of its type.
 [[nodiscard]] KOVA_API bool serialize(IStructuredSerializer& serializer, bool value);
 [[nodiscard]] KOVA_API bool serialize(IStructuredSerializer& serializer, signed char value);
 [[nodiscard]] KOVA_API bool serialize(IStructuredSerializer& serializer, unsigned char value);
@@ -54,11 +54,11 @@ using util::serializer::IStructuredSerializer;
 [[nodiscard]] KOVA_API bool serialize(IStructuredSerializer& serializer, float value);
 [[nodiscard]] KOVA_API bool serialize(IStructuredSerializer& serializer, double value);
 [[nodiscard]] KOVA_API bool serialize(IStructuredSerializer& serializer, const std::string& value);
-/// A pointer (a string literal, say) would else be taken for a boolean.
+/// Deleted: a pointer, such as a string literal, would convert to a boolean.
 template <typename T>
 bool serialize(IStructuredSerializer& serializer, T* value) = delete;
 
-/// Reads a value through the getter that the deserializer has for the type.
+/// Reads a value with the deserializer's getter for the type.
 [[nodiscard]] KOVA_API bool deserialize(IStructuredPullDeserializer& deserializer, bool& out);
 [[nodiscard]] KOVA_API bool deserialize(IStructuredPullDeserializer& deserializer,
                                         signed char& out);
@@ -78,27 +78,27 @@ bool serialize(IStructuredSerializer& serializer, T* value) = delete;
 [[nodiscard]] KOVA_API bool deserialize(IStructuredPullDeserializer& deserializer,
                                         std::string& out);
 
-/// These travel as strings: an identifier and a path in their text form, a URL and a number in the
-/// text that they were made from.
+/// Writes the value as a string: an identifier and a path in their text form, a URL and a number
+/// with the text that they were constructed from.
 [[nodiscard]] KOVA_API bool serialize(IStructuredSerializer& serializer, const zel::UUID& value);
 [[nodiscard]] KOVA_API bool serialize(IStructuredSerializer& serializer, const Path& value);
 [[nodiscard]] KOVA_API bool serialize(IStructuredSerializer& serializer, const url& value);
 [[nodiscard]] KOVA_API bool serialize(IStructuredSerializer& serializer, const Number& value);
 
-/// Fails also when the string is not a UUID.
+/// Reads a string. Fails if it is not a UUID.
 [[nodiscard]] KOVA_API bool deserialize(IStructuredPullDeserializer& deserializer, zel::UUID& out);
-/// Every string is a path; it is normalized. Memory exhausted ends the process, as in all of
-/// `Path`.
+/// Reads a string, which is normalized; every string is a path. Exhausted memory ends the process,
+/// as in all functions of `Path`.
 [[nodiscard]] KOVA_API bool deserialize(IStructuredPullDeserializer& deserializer, Path& out);
-/// Succeeds also when the string is no URL: then the url is invalid, and says so itself.
+/// Reads a string. Succeeds even if the string is not a URL; the url is then invalid.
 [[nodiscard]] KOVA_API bool deserialize(IStructuredPullDeserializer& deserializer, url& out);
-/// The text is not checked. A number that travels as a number, not as a string, fails.
+/// Reads a string, which is not checked. Fails for a number that is not written as a string.
 [[nodiscard]] KOVA_API bool deserialize(IStructuredPullDeserializer& deserializer, Number& out);
 
-/// Writes a leaf of a value tree: null, boolean, integer, float or narrow string. Integers are
-/// written as signed 64-bit integers, so that one above the signed range (2^63 and more) arrives as
-/// its two's complement, a negative number. Fails, with nothing written, for every other kind,
-/// dictionaries and arrays included, even when they are given as a `Value`.
+/// Writes a leaf of a value tree: null, a boolean, an integer, a float or a narrow string. Integers
+/// are written as signed 64-bit integers: one of 2^63 or more arrives as its two's complement, a
+/// negative number. Fails and writes nothing for every other kind, including dictionaries and
+/// arrays.
 [[nodiscard]] KOVA_API bool serialize(IStructuredSerializer& serializer,
                                       const util::config::Value& value);
 /// Writes a whole tree: a dictionary as a struct, with its fields in key order, an array as an
@@ -111,11 +111,11 @@ bool serialize(IStructuredSerializer& serializer, T* value) = delete;
 [[nodiscard]] KOVA_API bool serialize(IStructuredSerializer& serializer,
                                       const util::config::Array& value);
 
-/// Read a struct into a dictionary, an array into an array. What `out` holds already stays: entries
-/// are added (a key that is present gets the new value), elements appended. After a failure the
-/// entries and elements that were read whole are in `out`; a container that was read in part is
-/// not. Payloads of any depth are read without recursion. The nodes of a payload that one of this
-/// library's deserializers reads lie in blocks of memory, as those of `util::config::JSONParser`.
+/// Reads a struct into a dictionary or an array into an array. Keeps what is in `out`: fields are
+/// added, elements appended; a field replaces the value of a present key. After a failure `out` has
+/// the fields and elements that were read completely. Payloads of any depth are read without
+/// recursion. The deserializers of this library allocate nodes in blocks, like
+/// `util::config::JSONParser`.
 [[nodiscard]] KOVA_API bool deserialize(IStructuredPullDeserializer& deserializer,
                                         util::config::Dictionary& out);
 [[nodiscard]] KOVA_API bool deserialize(IStructuredPullDeserializer& deserializer,

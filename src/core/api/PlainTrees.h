@@ -83,18 +83,37 @@ inline double number(const util::config::Value& node) {
     return value;
 }
 
+/// @{
+/// Returns the position of the first field of a dictionary, or that behind the last one.
+inline auto begin(const util::config::Dictionary& dictionary) {
+    return dictionary.begin();
+}
+inline auto end(const util::config::Dictionary& dictionary) {
+    return dictionary.end();
+}
+/// @}
+
+/// Returns the number of elements.
+inline unsigned long size(const util::config::Array& array) {
+    return array.arraySize();
+}
+
 /// Returns the element of an array at an index below its size.
-inline const util::config::Value& element(const util::config::Value& array, unsigned long index) {
+inline const util::config::Value& element(const util::config::Array& array, unsigned long index) {
     return array[index];
 }
 
-/// Returns the text of a string node, which is valid as long as the node and `buffer` are
-/// unchanged.
-inline std::string_view text(const util::config::Value& string, std::string& buffer) {
-    buffer.clear();
-    static_cast<void>(string.get(buffer));
-    return buffer;
-}
+/// The text of a string node, which outlives this object.
+class Text {
+public:
+    /// Throws `std::bad_alloc` if memory is exhausted.
+    explicit Text(const util::config::Value& string) { static_cast<void>(string.get(text_)); }
+    /// Returns the text. The view is valid as long as this object.
+    std::string_view view() const { return text_; }
+
+private:
+    std::string text_;
+};
 
 /// Parses a JSON text; a zero byte is part of it, and no JSON text has one.
 inline bool parse(util::config::JSONParser& parser, const std::string& text,

@@ -77,7 +77,7 @@ void GenericObject::clear() noexcept {
 
 namespace {
 
-/// A new node; null when memory is exhausted.
+/// Returns a new node, or null if memory is exhausted.
 Value* makeValue(bool value) noexcept {
     return Value::getBool(value);
 }

@@ -7,7 +7,7 @@
 
 #include "util/config/Scalars.h"
 
-// The getters of the reader of value trees: how a leaf becomes a value of the asked type.
+// The getters of the deserializer of value trees: conversions from a leaf to the requested type.
 
 namespace kova::serializer {
 
@@ -15,8 +15,8 @@ using util::config::Value;
 
 namespace {
 
-/// The float cut towards zero, the nearest limit when it lies outside the target's range, 0 for
-/// NaN.
+/// Returns the float truncated towards zero, the nearest limit if it is outside the target's range,
+/// or 0 for NaN.
 template <typename Target>
 Target convert(double value) noexcept {
     if constexpr (std::is_floating_point_v<Target>) {
@@ -29,14 +29,14 @@ Target convert(double value) noexcept {
         if (value <= static_cast<double>(Limits::min())) {
             return Limits::min();
         }
-        if (value >= std::ldexp(1.0, Limits::digits)) {  // the maximum + 1, exact as a double
+        if (value >= std::ldexp(1.0, Limits::digits)) {  // maximum + 1, exact as a double
             return Limits::max();
         }
         return static_cast<Target>(value);
     }
 }
 
-/// Reads the node with the value tree's getter for `Read` and leaves what `make` makes of it.
+/// Reads the node with the value tree's getter for `Read` and stores `make` of the value.
 template <typename Read, typename Number, typename Make>
 bool read(const Value& node, Number& out, Make make) noexcept {
     Read value{};
@@ -66,7 +66,7 @@ bool readNumber(Value const* node, Number& out) noexcept {
 
 }  // namespace
 
-/// The node on top, which is consumed whatever the reading makes of it; null when there is none.
+/// Consumes the node on top, even if the read fails then. Returns null if nothing was begun.
 Value const* GenericDataPullDeserializer::readLeaf() noexcept {
     if (frames_.empty()) {
         return nullptr;

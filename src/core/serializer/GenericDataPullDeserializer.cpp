@@ -4,10 +4,10 @@
 
 #include "util/config/Scalars.h"
 
-// The walk keeps one frame for the root and one for each field and element that was begun and not
-// ended. The frame on top is what the next operation is about. A frame's position says how far its
-// node was read: not entered, somewhere among the entries or elements, or consumed. The getters
-// have a file of their own, GenericDataGetters.cpp.
+// The stack has one frame for the root and one for each field and element that was begun and not
+// ended. Every operation works on the frame on top. A frame's position says how far its node was
+// read: not entered, at an entry or element, or consumed. The getters are in
+// GenericDataGetters.cpp.
 
 namespace kova::serializer {
 
@@ -16,7 +16,7 @@ using util::serializer::EntryType;
 
 namespace {
 
-/// The value of a leaf that is known to have the kind.
+/// Returns the value of a leaf of the right kind.
 template <typename T>
 T valueOf(const Value& leaf) noexcept {
     T value{};
@@ -160,7 +160,8 @@ bool GenericDataPullDeserializer::endStruct() noexcept {
     return false;
 }
 
-/// Returns the position of the field that the struct on top has reached, or null if there is none.
+/// Returns the position of the next field of the struct on top, or null at its end and if no struct
+/// is on top.
 auto GenericDataPullDeserializer::currentField() const noexcept -> Fields const* {
     if (!atDictionary()) {
         return nullptr;
@@ -297,7 +298,7 @@ util::serializer::Entry const* GenericDataPullDeserializer::getNextEntry() noexc
     return &entry_;
 }
 
-/// Fails only when memory is exhausted: the rest was announced because it can be done.
+/// Fails only if memory is exhausted: an operation is announced only if it is possible.
 bool GenericDataPullDeserializer::consume(EntryType announced) noexcept {
     switch (announced) {
         case EntryType::End:

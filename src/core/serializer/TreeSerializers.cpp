@@ -19,8 +19,8 @@
 #include "util/serializer/IStructuredPullDeserializer.h"
 #include "util/serializer/IStructuredSerializer.h"
 
-// Value trees, written and read with a stack of open containers in place of recursion: a tree built
-// by hand may be deeper than any thread's stack.
+// Writes and reads value trees with a stack of open containers instead of recursion: a tree built
+// in memory may be deeper than a thread's stack allows.
 
 namespace kova::serializer {
 
@@ -48,7 +48,7 @@ class TreeWriter {
 public:
     explicit TreeWriter(IStructuredSerializer& serializer) : serializer_(serializer) {}
 
-    /// Whatever was begun is ended, also after a failure.
+    /// Ends every container that was begun, also after a failure.
     bool write(const Value& root) {
         bool failed = begin(root);
         while (!open_.empty()) {
@@ -66,48 +66,46 @@ private:
 
     /// A container that was begun, and the position of its next child: an entry or an element.
     struct Open {
-        explicit Open(const Value& value)
-            : container(&value), isStruct(value.isDictionary()), size(value.arraySize()) {
-            if (isStruct) {
-                field = value.begin();
-                lastField = value.end();
-            }
-        }
+        explicit Open(const Dictionary& dictionary)
+            : field(trees::begin(dictionary)), lastField(trees::end(dictionary)) {}
+        explicit Open(const Array& elements) : array(&elements), size(trees::size(elements)) {}
 
-        bool isDone() const { return isStruct ? field == lastField : index == size; }
+        bool isStruct() const { return array == nullptr; }
+        bool isDone() const { return isStruct() ? field == lastField : index == size; }
 
-        Value const* container;
-        bool isStruct;
         Fields field;
         Fields lastField;
+        Array const* array = nullptr;
         unsigned long index = 0;
-        unsigned long size;
+        unsigned long size = 0;
     };
 
     bool begin(const Value& container) {
+        const bool isStruct = container.isDictionary();
         try {
             if (open_.empty()) {
                 open_.reserve(COMMON_DEPTH);
             }
-            open_.emplace_back(container);
+            isStruct ? open_.emplace_back(static_cast<const Dictionary&>(container))
+                     : open_.emplace_back(static_cast<const Array&>(container));
         } catch (const std::bad_alloc&) {
             return true;
         }
-        return open_.back().isStruct ? serializer_.beginStruct(nullptr) : serializer_.beginArray();
+        return isStruct ? serializer_.beginStruct(nullptr) : serializer_.beginArray();
     }
 
-    /// Begins the next child and, when it is a leaf, writes and ends it.
+    /// Begins the next child. If it is a leaf, also writes and ends it.
     bool writeNext() {
         Open& open = open_.back();
         Value const* child = nullptr;
         bool failed = false;
-        if (open.isStruct) {
+        if (open.isStruct()) {
             failed = serializer_.beginField(open.field->first, NO_FIELD_ID, false);
             child = open.field->second;
             ++open.field;
         } else {
             failed = serializer_.beginElement();
-            child = &trees::element(*open.container, open.index);
+            child = &trees::element(*open.array, open.index);
             ++open.index;
         }
         if (failed) {
@@ -119,23 +117,24 @@ private:
         return serialize(serializer_, *child) || endChild();
     }
 
-    /// Ends the container on top and, unless something failed, the child that it is of the next.
+    /// Ends the container on top and, unless a call failed, the field or element that it is in.
     bool end(bool failed) {
         const bool endFailed =
-            open_.back().isStruct ? serializer_.endStruct() : serializer_.endArray();
+            open_.back().isStruct() ? serializer_.endStruct() : serializer_.endArray();
         open_.pop_back();
         return failed || endFailed || (!open_.empty() && endChild());
     }
 
     bool endChild() {
-        return open_.back().isStruct ? serializer_.endField() : serializer_.endElement();
+        return open_.back().isStruct() ? serializer_.endField() : serializer_.endElement();
     }
 
     IStructuredSerializer& serializer_;
     std::vector<Open> open_;
 };
 
-/// A new leaf with the entry's value, or a shared node; null when memory is exhausted.
+/// Returns a new leaf with the entry's value, or a shared node. Returns null if memory is
+/// exhausted.
 Value* makeLeaf(const Entry& entry) {
     switch (entry.type) {
         case EntryType::Boolean:
@@ -173,21 +172,21 @@ public:
         open_.push_back({nullptr, &root_, {}});
         bool failed = false;
         while (!failed && !open_.empty()) {
-            failed = take(*deserializer_.getNextEntry());
+            failed = handle(*deserializer_.getNextEntry());
         }
         return failed;
     }
 
 private:
-    /// A container that is being filled: the root, which is borrowed, or one that its parent gets
-    /// when it is complete.
+    /// A container that is being filled: the root, which is borrowed, or one that is added to its
+    /// parent when it is complete.
     struct Open {
         std::unique_ptr<Value> owned;
         Value* container;
         std::string fieldName;
     };
 
-    bool take(const Entry& entry) {
+    bool handle(const Entry& entry) {
         switch (entry.type) {
             case EntryType::Null:
             case EntryType::Boolean:
@@ -218,8 +217,9 @@ private:
         }
     }
 
-    /// The end of the data inside a container, or a typed array that was not unpacked. What is left
-    /// are the ends of fields and elements and the begin of elements, which tell nothing new.
+    /// Returns whether the entry is a failure: the end of the data inside a container, or a typed
+    /// array. The other entries that reach this function, begins of elements and ends of fields and
+    /// elements, are ignored.
     static bool isFailure(EntryType type) {
         return type <= EntryType::End ||
                (type >= EntryType::NullArray && type <= EntryType::Failure);
@@ -257,8 +257,8 @@ private:
     std::vector<Open> open_;
 };
 
-/// The deserializer as one that reads a container as a whole, if it is one of this library's own.
-/// One that is derived from them may have other entries.
+/// Returns the deserializer if it is one of this library's own, which can read a container as a
+/// whole; null otherwise. A derived class may have overridden how entries are read.
 PullFromPushDeserializer* asWholeReader(IStructuredPullDeserializer& deserializer) {
     const std::type_info& type = typeid(deserializer);
     const bool isOwn = type == typeid(OwningPullFromPushDeserializer) ||
@@ -280,15 +280,6 @@ bool readTree(IStructuredPullDeserializer& deserializer, Container& root) {
     }
 }
 
-bool serializeText(IStructuredSerializer& serializer, const Value& string) {
-    try {
-        std::string buffer;
-        return serializer.serializeString(trees::text(string, buffer));
-    } catch (const std::bad_alloc&) {
-        return true;
-    }
-}
-
 }  // namespace
 
 bool serialize(IStructuredSerializer& serializer, const Value& value) {
@@ -305,7 +296,14 @@ bool serialize(IStructuredSerializer& serializer, const Value& value) {
     if (value.isFloat()) {
         return serializer.serializeDouble(trees::number(value));
     }
-    return !value.isString() || serializeText(serializer, value);
+    if (!value.isString()) {
+        return true;
+    }
+    try {
+        return serializer.serializeString(trees::Text(value).view());
+    } catch (const std::bad_alloc&) {
+        return true;
+    }
 }
 
 bool serialize(IStructuredSerializer& serializer, const Dictionary& value) {

@@ -13,7 +13,7 @@ namespace kova::serializer {
 
 namespace {
 
-/// The result of `operation`; failure when it runs out of memory.
+/// Returns the result of `operation`, or failure if memory is exhausted.
 template <typename Operation>
 bool guarded(Operation operation) {
     try {
@@ -23,12 +23,12 @@ bool guarded(Operation operation) {
     }
 }
 
-/// Reads a string and hands it to `take`, whose result is the result.
-template <typename Take>
-bool readText(IStructuredPullDeserializer& deserializer, Take take) {
+/// Reads a string and returns the result of `use` for it.
+template <typename Use>
+bool readText(IStructuredPullDeserializer& deserializer, Use use) {
     return guarded([&] {
         std::string text;
-        return deserializer.getString(text) || take(text);
+        return deserializer.getString(text) || use(text);
     });
 }
 

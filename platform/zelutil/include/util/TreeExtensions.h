@@ -59,16 +59,37 @@ inline double number(const config::Value& node) noexcept {
     return static_cast<const config::ValueFloat&>(node).value();
 }
 
-/// Returns the element of an array at an index below its size.
-inline const config::Value& element(const config::Value& array, unsigned long index) noexcept {
-    return *static_cast<const config::Array&>(array).elements()[index];
+/// @{
+/// Returns the position of the first field of a dictionary, or that behind the last one.
+inline config::ConstIterator begin(const config::Dictionary& dictionary) noexcept {
+    return dictionary.entries().begin();
+}
+inline config::ConstIterator end(const config::Dictionary& dictionary) noexcept {
+    return dictionary.entries().end();
+}
+/// @}
+
+/// Returns the number of elements.
+inline unsigned long size(const config::Array& array) noexcept {
+    return array.elements().size();
 }
 
-/// Returns the text of a string node, without a copy. The view is valid as long as the node is
-/// unchanged.
-inline std::string_view text(const config::Value& string, std::string& /*buffer*/) noexcept {
-    return static_cast<const config::ValueString&>(string).text();
+/// Returns the element of an array at an index below its size.
+inline const config::Value& element(const config::Array& array, unsigned long index) noexcept {
+    return *array.elements()[index];
 }
+
+/// The text of a string node, which outlives this object and is not copied.
+class Text {
+public:
+    explicit Text(const config::Value& string) noexcept
+        : text_(static_cast<const config::ValueString&>(string).text()) {}
+    /// Returns the text. The view is valid as long as this object.
+    std::string_view view() const noexcept { return text_; }
+
+private:
+    std::string_view text_;
+};
 
 /// Parses a JSON text; a zero byte is part of it.
 inline bool parse(config::JSONParser& parser, std::string_view text,

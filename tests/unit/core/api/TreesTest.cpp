@@ -4,6 +4,7 @@
 
 #include <limits>
 #include <string>
+#include <utility>
 
 #include "api/PlainTrees.h"
 #include "support/Trees.h"
@@ -40,12 +41,15 @@ struct Plain {
     static void moveEntries(Dictionary& from, Dictionary& to) { plaintrees::moveEntries(from, to); }
     static long integer(const Value& node) { return plaintrees::integer(node); }
     static double number(const Value& node) { return plaintrees::number(node); }
-    static const Value& element(const Value& array, unsigned long index) {
+    static const Value& element(const Array& array, unsigned long index) {
         return plaintrees::element(array, index);
     }
-    static std::string_view text(const Value& node, std::string& buffer) {
-        return plaintrees::text(node, buffer);
+    static std::string text(const Value& node) {
+        return std::string(plaintrees::Text(node).view());
     }
+    static auto begin(const Dictionary& dictionary) { return plaintrees::begin(dictionary); }
+    static auto end(const Dictionary& dictionary) { return plaintrees::end(dictionary); }
+    static unsigned long size(const Array& array) { return plaintrees::size(array); }
     static bool parse(const std::string& text, Dictionary** dictionary, Array** array) {
         util::config::JSONParser parser(false);
         return plaintrees::parse(parser, text, dictionary, array);
@@ -63,12 +67,13 @@ struct Chosen {
     static void moveEntries(Dictionary& from, Dictionary& to) { trees::moveEntries(from, to); }
     static long integer(const Value& node) { return trees::integer(node); }
     static double number(const Value& node) { return trees::number(node); }
-    static const Value& element(const Value& array, unsigned long index) {
+    static const Value& element(const Array& array, unsigned long index) {
         return trees::element(array, index);
     }
-    static std::string_view text(const Value& node, std::string& buffer) {
-        return trees::text(node, buffer);
-    }
+    static std::string text(const Value& node) { return std::string(trees::Text(node).view()); }
+    static auto begin(const Dictionary& dictionary) { return trees::begin(dictionary); }
+    static auto end(const Dictionary& dictionary) { return trees::end(dictionary); }
+    static unsigned long size(const Array& array) { return trees::size(array); }
     static bool parse(const std::string& text, Dictionary** dictionary, Array** array) {
         util::config::JSONParser parser(false);
         return trees::parse(parser, text, dictionary, array);
@@ -157,12 +162,22 @@ TYPED_TEST(Trees, ScalarsAreRead) {
     EXPECT_EQ(TypeParam::integer(ValueInt(Limits::min())), Limits::min());
     EXPECT_EQ(TypeParam::integer(ValueInt(std::numeric_limits<unsigned long>::max())), -1);
     EXPECT_EQ(TypeParam::number(ValueFloat(-0.5)), -0.5);
-    std::string buffer = "former";
     const std::string text("a text that is too long for the string itself\0x", 47);
-    EXPECT_EQ(TypeParam::text(ValueString(text), buffer), text);
-    EXPECT_EQ(TypeParam::text(ValueString(std::string()), buffer), "");
-    const Tree array = parseTree("[1, [2]]");
-    EXPECT_EQ(&TypeParam::element(*array, 1), &(*array)[1]);
+    EXPECT_EQ(TypeParam::text(ValueString(text)), text);
+    EXPECT_EQ(TypeParam::text(ValueString(std::string())), "");
+}
+
+TYPED_TEST(Trees, FieldsAndElementsAreVisitedInOrder) {
+    const Tree tree = parseTree(R"({"a": [1, [2]], "b": {}})");
+    const Dictionary& dictionary = *tree->getEditableDictionary();
+    auto field = TypeParam::begin(dictionary);
+    EXPECT_EQ(std::string(field->first), "a");
+    EXPECT_EQ(field->second, &dictionary["a"]);
+    EXPECT_EQ(std::string((++field)->first), "b");
+    EXPECT_TRUE(++field == TypeParam::end(dictionary));
+    const Array& array = *tree->getEditableArray("a");
+    ASSERT_EQ(TypeParam::size(array), 2U);
+    EXPECT_EQ(&TypeParam::element(array, 1), &array[1]);
 }
 
 TYPED_TEST(Trees, ParseReturnsTheTree) {

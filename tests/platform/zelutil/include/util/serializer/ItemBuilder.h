@@ -44,7 +44,7 @@ public:
     const Item& item() const { return root_; }
 
 protected:
-    /// Appends the item as bytes; true on failure. By default there are none.
+    /// Appends the item as bytes; true on failure. By default it appends nothing.
     virtual bool encode(const Item& /*item*/, std::string& /*bytes*/) const { return false; }
 
 private:
