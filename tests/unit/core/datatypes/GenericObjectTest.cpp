@@ -27,11 +27,11 @@ using util::config::ValueFloat;
 using util::config::ValueInt;
 using util::config::ValueString;
 
-/// An integer that tells when it is destroyed.
-class Witness : public ValueInt {
+/// An integer that counts the living objects of its class.
+class Counted : public ValueInt {
 public:
-    explicit Witness(int& alive) : ValueInt(1), alive_(alive) { ++alive_; }
-    ~Witness() override { --alive_; }
+    explicit Counted(int& alive) : ValueInt(1), alive_(alive) { ++alive_; }
+    ~Counted() override { --alive_; }
 
 private:
     int& alive_;
@@ -39,7 +39,7 @@ private:
 
 // ---- The object ----
 
-TEST(GenericObject, IsWrittenAsAListOfPairs) {
+TEST(GenericObject, IsConstructedFromPairs) {
     const GenericObject object{{"width", new ValueInt(640)},
                                {"unit", new ValueString("px")},
                                {"scaled", Value::getBool(false)},
@@ -51,10 +51,10 @@ TEST(GenericObject, IsWrittenAsAListOfPairs) {
     EXPECT_EQ(entryCount(GenericObject()), 0U);
 }
 
-TEST(GenericObject, KeepsTheFirstOfEqualKeysAndLeavesTheOtherToTheCaller) {
+TEST(GenericObject, FirstOfEqualKeysIsAddedAndTheCallerKeepsTheOther) {
     int alive = 0;
-    auto* x = new Witness(alive);
-    const auto y = std::make_unique<Witness>(alive);
+    auto* x = new Counted(alive);
+    const auto y = std::make_unique<Counted>(alive);
     {
         GenericObject object{{"a", x}, {"a", y.get()}};
         EXPECT_EQ(entryCount(object), 1U);
@@ -64,21 +64,21 @@ TEST(GenericObject, KeepsTheFirstOfEqualKeysAndLeavesTheOtherToTheCaller) {
         EXPECT_EQ(&object["a"], x);
         EXPECT_EQ(alive, 2);
     }
-    EXPECT_EQ(alive, 1) << "the object's own is gone, the caller's is not";
+    EXPECT_EQ(alive, 1) << "the object destroyed its own value, not the caller's";
 }
 
-TEST(GenericObject, DoesNotAddNullPointers) {
+TEST(GenericObject, NullPointersAreNotAdded) {
     const GenericObject object{{"a", nullptr}};
     EXPECT_EQ(entryCount(object), 0U);
 }
 
-TEST(GenericObject, AppendGivesTheObjectItself) {
+TEST(GenericObject, AppendReturnsTheObjectItself) {
     GenericObject object;
     EXPECT_EQ(&object.append({{"a", new ValueInt(1)}}).append({{"b", new ValueInt(2)}}), &object);
     EXPECT_EQ(object, *parseTree(R"({"a": 1, "b": 2})"));
 }
 
-TEST(GenericObject, IsCopiedDeepButForTheSharedNodes) {
+TEST(GenericObject, CopyIsDeepExceptForTheSharedNodes) {
     GenericObject source{{"true", Value::getBool(true)},
                          {"false", Value::getBool(false)},
                          {"null", Value::getNull()},
@@ -102,8 +102,8 @@ TEST(GenericObject, IsCopiedDeepButForTheSharedNodes) {
     EXPECT_TRUE(Value::getNull()->isNull());
 }
 
-// A copy of a shared node that somebody made with `clone` becomes the shared one again.
-TEST(GenericObject, CopiesNodesOfNullAndBooleansAsTheSharedOnes) {
+// `clone` of a shared node is a node of its own; copying it returns to the shared node.
+TEST(GenericObject, CopyReplacesClonesOfSharedNodesByTheSharedNodes) {
     const GenericObject source{{"a", Value::getBool(true)->clone()},
                                {"b", Value::getNull()->clone()}};
     const GenericObject copy(source);
@@ -111,7 +111,7 @@ TEST(GenericObject, CopiesNodesOfNullAndBooleansAsTheSharedOnes) {
     EXPECT_EQ(&copy["b"], Value::getNull());
 }
 
-TEST(GenericObject, CopyAddsToWhatIsThere) {
+TEST(GenericObject, CopyKeepsPresentEntries) {
     const GenericObject source{{"a", new ValueInt(1)}, {"b", new ValueInt(2)}};
     GenericObject object{{"a", new ValueString("former")}};
     object.copy(source);
@@ -119,15 +119,15 @@ TEST(GenericObject, CopyAddsToWhatIsThere) {
     EXPECT_EQ(object, *parseTree(R"({"a": "former", "b": 2})"));
 }
 
-TEST(GenericObject, AssignmentReplacesWhatWasThere) {
+TEST(GenericObject, AssignmentReplacesTheContent) {
     int alive = 0;
-    GenericObject object{{"former", new Witness(alive)}};
+    GenericObject object{{"former", new Counted(alive)}};
     const GenericObject source{{"a", new ValueInt(1)}};
     object = source;
     EXPECT_EQ(alive, 0);
     EXPECT_EQ(object, source);
 
-    object = {{"b", new Witness(alive)}, {"c", Value::getNull()}};
+    object = {{"b", new Counted(alive)}, {"c", Value::getNull()}};
     EXPECT_EQ(entryCount(object), 2U);
     EXPECT_EQ(alive, 1);
     object = {};
@@ -135,7 +135,7 @@ TEST(GenericObject, AssignmentReplacesWhatWasThere) {
     EXPECT_EQ(alive, 0);
 }
 
-TEST(GenericObject, AssignmentToItselfChangesNothing) {
+TEST(GenericObject, SelfAssignmentChangesNothing) {
     GenericObject object{{"a", new ValueInt(1)}};
     GenericObject& same = object;
     Value const* value = &object["a"];
@@ -146,29 +146,29 @@ TEST(GenericObject, AssignmentToItselfChangesNothing) {
     EXPECT_EQ(entryCount(object), 1U);
 }
 
-TEST(GenericObject, IsMovedWithItsValues) {
+TEST(GenericObject, MoveTakesTheValues) {
     int alive = 0;
-    GenericObject source{{"a", new Witness(alive)}};
+    GenericObject source{{"a", new Counted(alive)}};
     Value const* value = &source["a"];
     GenericObject moved(std::move(source));
     EXPECT_EQ(&moved["a"], value);
-    EXPECT_EQ(entryCount(source), 0U);  // NOLINT(bugprone-use-after-move): it is stated to be empty
+    EXPECT_EQ(entryCount(source), 0U);  // NOLINT(bugprone-use-after-move): specified to be empty
 
-    GenericObject target{{"former", new Witness(alive)}};
+    GenericObject target{{"former", new Counted(alive)}};
     EXPECT_EQ(alive, 2);
     target = std::move(moved);
-    EXPECT_EQ(alive, 1) << "the target's former value is gone";
+    EXPECT_EQ(alive, 1) << "the target's former value is destroyed";
     EXPECT_EQ(&target["a"], value);
     EXPECT_EQ(entryCount(moved), 0U);  // NOLINT(bugprone-use-after-move)
     static_assert(std::is_nothrow_move_constructible_v<GenericObject>);
     static_assert(std::is_nothrow_move_assignable_v<GenericObject>);
 }
 
-TEST(GenericObject, IsAValueOfATree) {
+TEST(GenericObject, CanBeAddedToATree) {
     int alive = 0;
     {
         Dictionary tree;
-        tree.add("object", new GenericObject{{"a", new Witness(alive)}});
+        tree.add("object", new GenericObject{{"a", new Counted(alive)}});
         EXPECT_NE(tree.getEditableDictionary("object"), nullptr);
         EXPECT_EQ(alive, 1);
         const std::unique_ptr<Value> clone(tree.clone());
@@ -203,7 +203,7 @@ void expectReadable(const Kinds& row, bool readable) {
     }
 }
 
-TEST(FromGeneric, ReadsTheKindsThatTheTreeReads) {
+TEST(FromGeneric, ReadsTheKindsThatValueGetReads) {
     const Kinds rows[] = {
         {"true", true, false, false, false, false},
         {"7", false, true, true, true, false},
@@ -224,7 +224,7 @@ TEST(FromGeneric, ReadsTheKindsThatTheTreeReads) {
     }
 }
 
-TEST(FromGeneric, GivesTheValue) {
+TEST(FromGeneric, ReturnsTheValue) {
     EXPECT_EQ(fromGeneric<bool>(*Value::getBool(true)), true);
     EXPECT_EQ(fromGeneric<int>(ValueInt(-7)), -7);
     EXPECT_EQ(fromGeneric<long>(ValueInt(1L << 40)), 1L << 40);
@@ -237,7 +237,7 @@ TEST(FromGeneric, NarrowsADoubleToTheNearestFloat) {
     EXPECT_EQ(fromGeneric<float>(ValueInt(3)), 3.0F);
 }
 
-TEST(FromGeneric, LeavesTheOutputAloneOnFailure) {
+TEST(FromGeneric, OutputIsUnchangedOnFailure) {
     std::string text = "former";
     float number = 2.0F;
     EXPECT_TRUE(fromGeneric(ValueInt(1), text));
@@ -249,7 +249,7 @@ TEST(FromGeneric, LeavesTheOutputAloneOnFailure) {
 
 // ---- Vectors ----
 
-TEST(FromGenericVector, AppendsTheElements) {
+TEST(FromGenericVector, ElementsAreAppended) {
     std::vector<int> numbers{9};
     EXPECT_FALSE(fromGeneric(*parseTree("[1, 2]"), numbers));
     EXPECT_EQ(numbers, (std::vector<int>{9, 1, 2}));
@@ -264,7 +264,7 @@ TEST(FromGenericVector, StopsAtTheFirstElementOfAnotherKind) {
     EXPECT_EQ(fromGenericArray<int>(*parseTree(R"([1, "two", 3])")), std::nullopt);
 }
 
-TEST(FromGenericVector, ReadsArraysOnly) {
+TEST(FromGenericVector, FailsForOtherKindsThanArrays) {
     std::vector<int> numbers{9};
     for (char const* json : {"1", "{}", "null", "\"1\""}) {
         EXPECT_TRUE(fromGeneric(*parseTree(json), numbers)) << json;
@@ -281,7 +281,7 @@ void expectRoundTrip(const std::vector<T>& values, char const* json) {
     EXPECT_EQ(fromGenericArray<T>(*array), values) << json;
 }
 
-TEST(ToGeneric, MakesAnArrayThatIsReadBack) {
+TEST(ToGeneric, ArrayRoundTrips) {
     expectRoundTrip<bool>({true, false}, "[true, false]");
     expectRoundTrip<int>({-1, 0, 2147483647}, "[-1, 0, 2147483647]");
     expectRoundTrip<long>({-9223372036854775807L - 1, 1}, "[-9223372036854775808, 1]");
@@ -291,7 +291,7 @@ TEST(ToGeneric, MakesAnArrayThatIsReadBack) {
     expectRoundTrip<std::string>({}, "[]");
 }
 
-TEST(ToGeneric, UsesTheSharedBooleans) {
+TEST(ToGeneric, BooleansAreTheSharedNodes) {
     const std::unique_ptr<Array> array(toGeneric(std::vector<bool>{true, false}));
     EXPECT_EQ(&(*array)[0], Value::getBool(true));
     EXPECT_EQ(&(*array)[1], Value::getBool(false));
@@ -299,7 +299,7 @@ TEST(ToGeneric, UsesTheSharedBooleans) {
 
 // ---- Memory ----
 
-TEST(ToGeneric, GivesNullWithoutMemoryAndLosesNothing) {
+TEST(ToGeneric, ReturnsNullIfMemoryIsExhaustedAndLeaksNothing) {
     const std::vector<std::string> texts{"a text that is too long for the string itself", "x"};
     const long before = kova::test::FailingAllocations::liveBlocks();
     const long failures = kova::test::failEveryAllocation([&] {

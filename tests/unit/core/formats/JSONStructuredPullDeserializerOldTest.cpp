@@ -39,7 +39,7 @@ TEST(JSONStructuredPullDeserializerOld, ReadsAJsonText) {
     EXPECT_FALSE(deserializer.endDeserialize());
 }
 
-TEST(JSONStructuredPullDeserializerOld, RefusesWhatIsNotJson) {
+TEST(JSONStructuredPullDeserializerOld, RejectsTextsThatAreNotJson) {
     for (char const* text : {"", "{", "[1,]", "nul", "1 2"}) {
         JSONStructuredPullDeserializerOld deserializer;
         EXPECT_TRUE(begin(deserializer, text)) << text;

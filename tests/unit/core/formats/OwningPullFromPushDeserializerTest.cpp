@@ -12,7 +12,7 @@ namespace {
 
 using kova::serializer::OwningPullFromPushDeserializer;
 
-/// Replays one integer whatever the bytes, and counts its living objects.
+/// Replays one integer for any bytes, and counts the living objects.
 class FakeSource : public util::serializer::IStructuredPushDeserializer {
 public:
     explicit FakeSource(int& alive) : alive_(alive) { ++alive_; }
@@ -44,7 +44,7 @@ TEST(OwningPullFromPushDeserializer, ReadsThroughItsSource) {
     EXPECT_FALSE(deserializer.endDeserialize());
 }
 
-TEST(OwningPullFromPushDeserializer, DestroysItsSourceWhenDestroyedThroughTheInterface) {
+TEST(OwningPullFromPushDeserializer, DestructorOfTheInterfaceDestroysTheSource) {
     int alive = 0;
     std::unique_ptr<util::serializer::IStructuredPullDeserializer> deserializer =
         std::make_unique<OwningPullFromPushDeserializer>(std::make_unique<FakeSource>(alive));
@@ -68,7 +68,7 @@ TEST(OwningPullFromPushDeserializer, OwnsASourceGivenAsARawPointer) {
     EXPECT_EQ(alive, 0);
 }
 
-TEST(OwningPullFromPushDeserializer, DestroysARawSourceWhenMemoryRunsOut) {
+TEST(OwningPullFromPushDeserializer, DestroysARawSourceIfMemoryIsExhausted) {
     int alive = 0;
     bool thrown = false;
     auto* const source = new FakeSource(alive);

@@ -24,14 +24,14 @@ namespace serializer = util::serializer;
 using Serializer = std::unique_ptr<serializer::IStructuredSerializer>;
 using Deserializer = std::unique_ptr<serializer::IStructuredPullDeserializer>;
 
-TEST(Factory, MakesTheJsonObjects) {
+TEST(Factory, CreatesTheJsonSerializerAndDeserializer) {
     const Serializer writer(Factory::createSerializer(mimetypes::JSON));
     EXPECT_NE(dynamic_cast<serializer::JSONStructuredSerializerOld*>(writer.get()), nullptr);
     const Deserializer reader(Factory::createDeserializer(mimetypes::JSON));
     EXPECT_NE(dynamic_cast<serializer::JSONStructuredPullDeserializerOld*>(reader.get()), nullptr);
 }
 
-TEST(Factory, MakesTheBigEndianBinaryObjects) {
+TEST(Factory, CreatesTheBigEndianBinarySerializerAndDeserializer) {
     const Serializer writer(Factory::createSerializer(mimetypes::AXOBin));
     EXPECT_NE(dynamic_cast<serializer::AXOBinStructuredSerializerBE*>(writer.get()), nullptr);
     const Deserializer reader(Factory::createDeserializer(mimetypes::AXOBin));
@@ -39,7 +39,7 @@ TEST(Factory, MakesTheBigEndianBinaryObjects) {
               nullptr);
 }
 
-TEST(Factory, HasNothingForOtherMimeTypes) {
+TEST(Factory, ReturnsNullForOtherMimeTypes) {
     for (const int id : {0, 2, 3, 4, 6, -1, 1000}) {
         const auto mimeType = static_cast<mimetypes::MimeTypeID>(id);
         EXPECT_EQ(Serializer(Factory::createSerializer(mimeType)), nullptr) << id;
@@ -47,7 +47,7 @@ TEST(Factory, HasNothingForOtherMimeTypes) {
     }
 }
 
-TEST(Factory, MakesTheReaderOfAValueTree) {
+TEST(Factory, CreatesADeserializerOfAValueTree) {
     const util::config::ValueInt root(7);
     const Deserializer reader(Factory::createGenericDataDeserializer(root));
     EXPECT_NE(dynamic_cast<kova::serializer::GenericDataPullDeserializer*>(reader.get()), nullptr);
@@ -57,7 +57,7 @@ TEST(Factory, MakesTheReaderOfAValueTree) {
     EXPECT_EQ(value, 7);
 }
 
-/// An array of two, written with what the factory makes for the mime type.
+/// Writes an array of two integers with the serializer of the mime type.
 void write(mimetypes::MimeTypeID mimeType, util::ByteBufferWriter& writer) {
     const Serializer target(Factory::createSerializer(mimeType));
     ASSERT_FALSE(target->beginSerialize(&writer, nullptr));
@@ -73,13 +73,13 @@ void write(mimetypes::MimeTypeID mimeType, util::ByteBufferWriter& writer) {
     EXPECT_EQ(written, writer.size());
 }
 
-TEST(Factory, MakesJsonWithoutWhiteSpace) {
+TEST(Factory, JsonIsWrittenWithoutWhiteSpace) {
     util::ByteBufferWriter writer(16);
     write(mimetypes::JSON, writer);
     EXPECT_EQ(kova::test::bytesOf(writer), "[1,2]");
 }
 
-TEST(Factory, MakesReadersForWhatItsWritersWrite) {
+TEST(Factory, DeserializersReadWhatTheSerializersWrite) {
     for (const mimetypes::MimeTypeID mimeType : {mimetypes::JSON, mimetypes::AXOBin}) {
         util::ByteBufferWriter writer(16);
         write(mimeType, writer);

@@ -51,7 +51,8 @@ std::string print(Integer value) {
     return std::to_string(value);
 }
 
-/// The value that a getter gives, "-" when it fails; tells when it then changed its output.
+/// Returns the value that a getter reads, or "-" if it fails; says so if it then changed its
+/// output.
 template <typename T>
 std::string outcome(GenericDataPullDeserializer& deserializer,
                     bool (GenericDataPullDeserializer::*getter)(T&), T former) {
@@ -119,7 +120,7 @@ constexpr char const* I64_MAX = "9223372036854775807";
 constexpr char const* U64_MAX = "18446744073709551615";
 
 const LeafRow LEAF_ROWS[] = {
-    // Integers: cut to 8 and 16 bits, refused when beyond 32, two's complement in 64.
+    // Integers: truncated to 8 and 16 bits, rejected beyond 32 bits, two's complement in 64 bits.
     {"seven", node<ValueInt>(7), {"7", "7", "7", "7", "7", "7", "7", "7", "7", "7", "-", "-", "-"}},
     {"300",
      node<ValueInt>(300),
@@ -142,7 +143,7 @@ const LeafRow LEAF_ROWS[] = {
     {"largest integer",
      node<ValueInt>(ULONG_MAX),
      {"-1", "255", "-1", "65535", "-", "-", "-1", U64_MAX, "-1", "-1", "-", "-", "-"}},
-    // Floats: towards zero, at most the limits of 32 or 64 bits, then cut to 8 or 16 bits.
+    // Floats: truncated towards zero, limited to 32 or 64 bits, then truncated to 8 or 16 bits.
     {"1.9",
      node<ValueFloat>(1.9),
      {"1", "1", "1", "1", "1", "1", "1", "1", "1.89999998", "1.9", "-", "-", "-"}},
@@ -188,7 +189,7 @@ const LeafRow LEAF_ROWS[] = {
     {"not a number",
      node<ValueFloat>(NOT_A_NUMBER),
      {"0", "0", "0", "0", "0", "0", "0", "0", "nan", "nan", "-", "-", "-"}},
-    // Booleans count as numbers; nothing else does.
+    // Booleans are read as numbers; no other kind is.
     {"true",
      [] { return Value::getBool(true); },
      {"1", "1", "1", "1", "1", "1", "1", "1", "1", "1", "true", "-", "-"}},
@@ -217,7 +218,7 @@ const LeafRow LEAF_ROWS[] = {
 
 class LeafTest : public testing::TestWithParam<LeafRow> {};
 
-TEST_P(LeafTest, IsReadByEachGetterAndConsumedByIt) {
+TEST_P(LeafTest, EachGetterReadsAndConsumesTheLeaf) {
     const Tree leaf(GetParam().make());
     for (std::size_t getter = 0; getter < GETTER_COUNT; ++getter) {
         GenericDataPullDeserializer deserializer(*leaf);
@@ -229,7 +230,7 @@ TEST_P(LeafTest, IsReadByEachGetterAndConsumedByIt) {
 
 INSTANTIATE_TEST_SUITE_P(Rows, LeafTest, testing::ValuesIn(LEAF_ROWS));
 
-TEST(GenericDataGetters, FailBeforeAnythingIsBegun) {
+TEST(GenericDataGetters, FailBeforeBeginDeserialize) {
     const ValueInt root(7);
     GenericDataPullDeserializer deserializer(root);
     for (std::size_t getter = 0; getter < GETTER_COUNT; ++getter) {
@@ -237,7 +238,7 @@ TEST(GenericDataGetters, FailBeforeAnythingIsBegun) {
     }
 }
 
-TEST(GenericDataGetters, DoNotReadWholeArrays) {
+TEST(GenericDataGetters, WholeArraysFail) {
     const Tree tree = parseTree("[1, 2]");
     GenericDataPullDeserializer deserializer(*tree);
     ASSERT_FALSE(deserializer.beginDeserialize(nullptr, nullptr));

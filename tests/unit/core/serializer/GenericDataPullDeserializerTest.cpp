@@ -22,7 +22,7 @@ using util::config::ValueString;
 using util::config::ValueUnicodeString;
 using util::serializer::EntryType;
 
-/// A deserializer that has begun to read the tree.
+/// Fixture: a deserializer on which `beginDeserialize` was called.
 class Reading : public testing::Test {
 protected:
     GenericDataPullDeserializer& begin(Value* tree) {
@@ -44,7 +44,7 @@ EntryType peek(GenericDataPullDeserializer& deserializer) {
     return deserializer.peekNextEntry()->type;
 }
 
-TEST(GenericDataPullDeserializer, FailsOnEverythingBeforeItIsBegun) {
+TEST(GenericDataPullDeserializer, EveryOperationFailsBeforeBeginDeserialize) {
     const ValueInt root(7);
     GenericDataPullDeserializer deserializer(root);
     std::string name = "former";
@@ -65,7 +65,7 @@ TEST(GenericDataPullDeserializer, FailsOnEverythingBeforeItIsBegun) {
     EXPECT_FALSE(deserializer.endDeserialize());
 }
 
-TEST_F(Reading, KeepsTheDefaultsOfTheInterface) {
+TEST_F(Reading, OptionsAndNamedFieldsHaveTheDefaultsOfTheInterface) {
     auto& deserializer = begin("{\"a\": 3}");
     EXPECT_FALSE(deserializer.beginArrayOption());
     EXPECT_FALSE(deserializer.endArrayOption());
@@ -81,7 +81,7 @@ TEST_F(Reading, KeepsTheDefaultsOfTheInterface) {
     EXPECT_EQ(deserializer.getApiCapibilites(), 0U);
 }
 
-TEST_F(Reading, ReadsNoUnicodeStrings) {
+TEST_F(Reading, GettersOfUnicodeStringsFail) {
     auto& deserializer = begin(new ValueString("text"));
     util::UnicodeString8 narrow;
     util::UnicodeString16 wide;
@@ -91,7 +91,7 @@ TEST_F(Reading, ReadsNoUnicodeStrings) {
     EXPECT_TRUE(deserializer.getString(text));
 }
 
-TEST_F(Reading, ReadsEnumeratorsAsIntegers) {
+TEST_F(Reading, EnumeratorsAreReadAsIntegers) {
     int value = 0;
     EXPECT_FALSE(begin("2").getEnum(value, 3, true));
     EXPECT_EQ(value, 2);
@@ -102,7 +102,7 @@ TEST_F(Reading, ReadsEnumeratorsAsIntegers) {
 
 // ---- Structs and arrays ----
 
-TEST_F(Reading, GivesARootLeafOnce) {
+TEST_F(Reading, RootLeafIsReadOnce) {
     auto& deserializer = begin("7");
     std::int32_t value = 0;
     EXPECT_FALSE(deserializer.getInt32(value));
@@ -111,7 +111,7 @@ TEST_F(Reading, GivesARootLeafOnce) {
     EXPECT_FALSE(deserializer.endDeserialize());
 }
 
-TEST_F(Reading, WalksTheFieldsOfAStructInKeyOrder) {
+TEST_F(Reading, FieldsAreReadInKeyOrder) {
     auto& deserializer = begin(R"({"b": true, "a": 1.9})");
     std::string name;
     std::int32_t integer = 0;
@@ -133,7 +133,7 @@ TEST_F(Reading, WalksTheFieldsOfAStructInKeyOrder) {
     EXPECT_EQ(peek(deserializer), EntryType::End);
 }
 
-TEST_F(Reading, WalksTheElementsOfAnArray) {
+TEST_F(Reading, ElementsAreReadInOrder) {
     auto& deserializer = begin(R"([[], "x"])");
     ASSERT_FALSE(deserializer.beginArray());
     EXPECT_FALSE(deserializer.isArrayEnd());
@@ -153,7 +153,7 @@ TEST_F(Reading, WalksTheElementsOfAnArray) {
     EXPECT_EQ(peek(deserializer), EntryType::End);
 }
 
-TEST_F(Reading, CountsALeafOfTheWrongKindAsRead) {
+TEST_F(Reading, FailedGetterConsumesTheLeaf) {
     auto& deserializer = begin(R"({"a": 1})");
     std::string name;
     std::string text = "former";
@@ -164,7 +164,7 @@ TEST_F(Reading, CountsALeafOfTheWrongKindAsRead) {
     EXPECT_EQ(peek(deserializer), EntryType::FieldEnd);
 }
 
-TEST_F(Reading, RefusesStructOperationsOnAnArray) {
+TEST_F(Reading, StructOperationsFailOnAnArray) {
     auto& deserializer = begin("[1]");
     std::string name = "former";
     EXPECT_TRUE(deserializer.beginStruct(nullptr));
@@ -175,7 +175,7 @@ TEST_F(Reading, RefusesStructOperationsOnAnArray) {
     EXPECT_EQ(peek(deserializer), EntryType::ArrayBegin);
 }
 
-TEST_F(Reading, RefusesArrayOperationsOnAStructAndALeaf) {
+TEST_F(Reading, ArrayOperationsFailOnAStructAndALeaf) {
     for (char const* json : {"{}", "1"}) {
         auto& deserializer = begin(json);
         const EntryType before = peek(deserializer);
@@ -186,7 +186,7 @@ TEST_F(Reading, RefusesArrayOperationsOnAStructAndALeaf) {
     }
 }
 
-TEST_F(Reading, DoesNotGoPastTheLastFieldOrElement) {
+TEST_F(Reading, BeginFailsPastTheLastFieldOrElement) {
     std::string name = "former";
     auto* deserializer = &begin("{}");
     EXPECT_TRUE(deserializer->beginField(name)) << "not entered";
@@ -203,7 +203,7 @@ TEST_F(Reading, DoesNotGoPastTheLastFieldOrElement) {
     EXPECT_TRUE(deserializer->beginElement());
 }
 
-TEST_F(Reading, MayLeaveAFieldUnread) {
+TEST_F(Reading, FieldCanBeEndedWithoutReadingItsValue) {
     auto& deserializer = begin(R"({"a": {"b": 1}, "c": 2})");
     std::string name;
     ASSERT_FALSE(deserializer.beginStruct(nullptr));
@@ -213,7 +213,7 @@ TEST_F(Reading, MayLeaveAFieldUnread) {
     EXPECT_EQ(name, "c");
 }
 
-TEST_F(Reading, FailsToEndAnElementAsAField) {
+TEST_F(Reading, EndFieldFailsForAnElement) {
     auto& deserializer = begin("[1]");
     ASSERT_FALSE(deserializer.beginArray());
     ASSERT_FALSE(deserializer.beginElement());
@@ -221,12 +221,12 @@ TEST_F(Reading, FailsToEndAnElementAsAField) {
     EXPECT_EQ(peek(deserializer), EntryType::Element) << "the element was left, not stepped over";
 }
 
-TEST_F(Reading, FailsToEndTheRoot) {
+TEST_F(Reading, EndFieldAndEndElementFailForTheRoot) {
     EXPECT_TRUE(begin("{}").endField());
     EXPECT_TRUE(begin("[]").endElement());
 }
 
-TEST_F(Reading, EndsTheProcessWhenAskedAboutAnEndOfNothing) {
+TEST_F(Reading, AskingForTheEndOfAClosedContainerEndsTheProcess) {
     EXPECT_DEATH(begin("{}").isStructEnd(), "bad_variant_access");
     EXPECT_DEATH(begin("[]").isStructEnd(), "bad_variant_access");
     EXPECT_DEATH(begin("[]").isArrayEnd(), "bad_variant_access");
@@ -236,7 +236,7 @@ TEST_F(Reading, EndsTheProcessWhenAskedAboutAnEndOfNothing) {
 
 // ---- The whole read ----
 
-TEST_F(Reading, EndsAtEveryPlaceWithinOneRead) {
+TEST_F(Reading, EndDeserializeSucceedsAtEveryPosition) {
     auto& deserializer = begin(R"({"a": 1})");
     EXPECT_FALSE(deserializer.endDeserialize());
     std::string name;
@@ -245,7 +245,7 @@ TEST_F(Reading, EndsAtEveryPlaceWithinOneRead) {
     EXPECT_FALSE(deserializer.endDeserialize());
 }
 
-TEST_F(Reading, NeedsAResetBeforeASecondRead) {
+TEST_F(Reading, SecondReadNeedsAReset) {
     auto& deserializer = begin("7");
     ASSERT_FALSE(deserializer.beginDeserialize(nullptr, nullptr));
     EXPECT_TRUE(deserializer.endDeserialize());
@@ -258,7 +258,7 @@ TEST_F(Reading, NeedsAResetBeforeASecondRead) {
     EXPECT_FALSE(deserializer.endDeserialize());
 }
 
-TEST_F(Reading, EndingTheRootOfASecondReadIsNoStepInTheFirst) {
+TEST_F(Reading, EndingTheRootOfASecondReadDoesNotAdvanceTheFirst) {
     auto* deserializer = &begin("{}");
     ASSERT_FALSE(deserializer->beginStruct(nullptr));
     ASSERT_FALSE(deserializer->beginDeserialize(nullptr, nullptr));
@@ -274,7 +274,7 @@ TEST_F(Reading, EndingTheRootOfASecondReadIsNoStepInTheFirst) {
 
 // ---- Entries ----
 
-/// The entries up to the end as texts: code and, where there is one, the value.
+/// Returns the entries up to the end as texts: the code and the value, if the entry has one.
 std::string entries(GenericDataPullDeserializer& deserializer) {
     std::string all;
     for (;;) {
@@ -313,7 +313,7 @@ void PrintTo(const EntriesRow& row, std::ostream* out) {
 
 class EntriesTest : public testing::TestWithParam<EntriesRow> {};
 
-TEST_P(EntriesTest, AnnounceTheWholeTree) {
+TEST_P(EntriesTest, EveryNodeIsAnnouncedInOrder) {
     const Tree tree = parseTree(GetParam().json);
     GenericDataPullDeserializer deserializer(*tree);
     ASSERT_FALSE(deserializer.beginDeserialize(nullptr, nullptr));
@@ -330,11 +330,11 @@ INSTANTIATE_TEST_SUITE_P(
                     EntriesRow{"[1]", "15 35 8:1 36 30 1"},
                     EntriesRow{"{\"b\":[null,{}],\"a\":\"x\"}",
                                "31 33:a 14:x 34 33:b 15 35 2 36 35 31 32 36 30 34 32 1"},
-                    // Beyond 32 bits the low ones are announced: 2^32 + 7, 2^31, -2^63, 2^64 - 1.
+                    // The low 32 bits of 2^32 + 7, 2^31, -2^63 and 2^64 - 1.
                     EntriesRow{"[4294967303,2147483648,-9223372036854775808,18446744073709551615]",
                                "15 35 8:7 36 35 8:-2147483648 36 35 8:0 36 35 8:-1 36 30 1"}));
 
-TEST_F(Reading, PeeksWithoutAStep) {
+TEST_F(Reading, PeekDoesNotConsume) {
     auto& deserializer = begin(R"({"a": 1})");
     while (peek(deserializer) != EntryType::End) {
         const EntryType first = peek(deserializer);
@@ -344,7 +344,7 @@ TEST_F(Reading, PeeksWithoutAStep) {
     }
 }
 
-TEST_F(Reading, KeepsTheEntryInOneRecord) {
+TEST_F(Reading, EveryPeekReturnsTheSameEntry) {
     auto& deserializer = begin("[1]");
     util::serializer::Entry const* first = deserializer.peekNextEntry();
     EXPECT_EQ(deserializer.getNextEntry(), first);
@@ -352,14 +352,14 @@ TEST_F(Reading, KeepsTheEntryInOneRecord) {
     EXPECT_EQ(first->type, EntryType::Element);
 }
 
-TEST_F(Reading, AnnouncesAUnicodeStringAsNothingAndStepsOverIt) {
+TEST_F(Reading, UnicodeStringIsAnnouncedAsNoneAndSkipped) {
     auto* array = new util::config::Array;
     array->add(new ValueUnicodeString(util::UnicodeString8{"x"}));
     array->add(&Value::getUndefined());
     EXPECT_EQ(entries(begin(array)), "15 35 0 36 35 0 36 30 1");
 }
 
-TEST_F(Reading, MixesEntriesAndTypedReads) {
+TEST_F(Reading, EntriesAndTypedReadsCanBeMixed) {
     auto& deserializer = begin(R"({"a": [5]})");
     std::string name;
     std::int32_t value = 0;
@@ -375,7 +375,7 @@ TEST_F(Reading, MixesEntriesAndTypedReads) {
 
 // ---- Skipping ----
 
-TEST_F(Reading, SkipsAFieldAndWhatIsNestedInIt) {
+TEST_F(Reading, SkipFieldSkipsNestedFields) {
     auto& deserializer = begin(R"({"a": {"x": [{"y": 1}], "z": 2}, "b": 5})");
     std::string name;
     std::int32_t value = 0;
@@ -390,7 +390,7 @@ TEST_F(Reading, SkipsAFieldAndWhatIsNestedInIt) {
     EXPECT_TRUE(deserializer.isStructEnd());
 }
 
-TEST_F(Reading, SkipsAUnicodeString) {
+TEST_F(Reading, SkipFieldSkipsAUnicodeString) {
     auto* dictionary = new util::config::Dictionary;
     dictionary->add("a", new ValueUnicodeString(util::UnicodeString8{"x"}));
     auto& deserializer = begin(dictionary);
@@ -401,7 +401,7 @@ TEST_F(Reading, SkipsAUnicodeString) {
     EXPECT_TRUE(deserializer.isStructEnd());
 }
 
-TEST_F(Reading, SkippingOutsideAFieldGoesToTheEnd) {
+TEST_F(Reading, SkipFieldOutsideAFieldSkipsToTheEnd) {
     for (char const* json : {"7", "[1, [2]]", "{\"a\": {\"b\": 1}, \"c\": 2}"}) {
         auto& deserializer = begin(json);
         EXPECT_FALSE(deserializer.skipField()) << json;
@@ -411,7 +411,7 @@ TEST_F(Reading, SkippingOutsideAFieldGoesToTheEnd) {
 
 // ---- Memory ----
 
-TEST(GenericDataPullDeserializer, FailsWithoutMemoryAndLosesNothing) {
+TEST(GenericDataPullDeserializer, FailsIfMemoryIsExhaustedAndLeaksNothing) {
     const Tree tree = parseTree(
         R"({"a name that is too long for the string itself": "a text of which the same is true"})");
     GenericDataPullDeserializer deserializer(*tree);

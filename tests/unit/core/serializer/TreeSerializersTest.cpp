@@ -47,7 +47,7 @@ using util::serializer::Entry;
 using util::serializer::EntryType;
 using Calls = std::vector<std::string>;
 
-/// Writes the tree by the overload for what its root is.
+/// Writes the tree with the overload for the kind of its root.
 bool write(util::serializer::IStructuredSerializer& serializer, Value& root) {
     if (auto* dictionary = root.getEditableDictionary()) {
         return serialize(serializer, *dictionary);
@@ -84,7 +84,7 @@ TEST(SerializeValue, WritesALeafByItsKind) {
     }
 }
 
-TEST(SerializeValue, RefusesWhatIsNoLeafAndWritesNothing) {
+TEST(SerializeValue, FailsForOtherKindsAndWritesNothing) {
     const Dictionary dictionary;
     const Array array;
     const util::config::ValueUnicodeString unicode(util::UnicodeString8{"x"});
@@ -124,7 +124,7 @@ TEST(SerializeTree, WritesFieldsInKeyOrderAndElementsInOrder) {
     }
 }
 
-TEST(SerializeTree, EndsTheStructThatCouldNotBeBegun) {
+TEST(SerializeTree, ContainerIsEndedEvenIfItsBeginFails) {
     RecordingSerializer serializer(0);
     EXPECT_TRUE(serialize(serializer, Dictionary()));
     EXPECT_EQ(serializer.calls(), (Calls{"{", "}"}));
@@ -141,8 +141,8 @@ TEST(SerializeTree, StopsAtALeafThatCannotBeWritten) {
     EXPECT_EQ(serializer.calls(), (Calls{"{", "field a -1", "[", "element", "]", "}"}));
 }
 
-// Whichever call fails: the write fails, and after it only ends of what was begun are called.
-TEST(SerializeTree, EndsWhatItBeganAtEveryFailure) {
+// After any failing call only ends of open containers are called, and the write fails.
+TEST(SerializeTree, EveryOpenContainerIsEndedAfterAFailure) {
     const Tree tree = parseTree(R"({"a": [1, {"b": [[], "x"]}], "c": {"d": null}})");
     RecordingSerializer whole;
     ASSERT_FALSE(write(whole, *tree));
@@ -172,7 +172,7 @@ TEST(SerializeTree, EndsWhatItBeganAtEveryFailure) {
 
 // ---- Reading entries ----
 
-/// Gives the entries of a script, then the end.
+/// Returns the entries of a script, then the end.
 class Script : public util::serializer::PullFromPushDeserializer {
 public:
     explicit Script(std::vector<Entry> entries)
@@ -226,7 +226,7 @@ Entry boolean(bool value) {
     return entry;
 }
 
-TEST(DeserializeTree, MakesALeafOfEveryScalarEntry) {
+TEST(DeserializeTree, EveryScalarEntryBecomesALeaf) {
     Script script({code(EntryType::Null), boolean(true), boolean(false),
                    integer(EntryType::Int8, -1), natural(EntryType::UInt8, 200),
                    integer(EntryType::Int16, -2), natural(EntryType::UInt16, 60000),
@@ -243,7 +243,7 @@ TEST(DeserializeTree, MakesALeafOfEveryScalarEntry) {
     EXPECT_EQ(&array[2], Value::getBool(false));
 }
 
-TEST(DeserializeTree, PutsEachValueUnderTheLatestName) {
+TEST(DeserializeTree, ValueIsAddedUnderTheLatestName) {
     Script script(
         {text(EntryType::Field, "a"), code(EntryType::StructBegin), text(EntryType::Field, "b"),
          integer(EntryType::Int32, 1), code(EntryType::FieldEnd), code(EntryType::StructEnd),
@@ -255,7 +255,7 @@ TEST(DeserializeTree, PutsEachValueUnderTheLatestName) {
     EXPECT_EQ(dictionary, *parseTree(R"({"a": {"b": 1}, "c": [2]})"));
 }
 
-TEST(DeserializeTree, DoesNotCheckTheKindOfAnEndNorThatThereIsAName) {
+TEST(DeserializeTree, NeitherTheKindOfAnEndNorAMissingNameIsChecked) {
     Script script({integer(EntryType::Int32, 1), text(EntryType::Field, "a"),
                    code(EntryType::ArrayBegin), code(EntryType::StructEnd),
                    code(EntryType::ArrayEnd)});
@@ -264,14 +264,14 @@ TEST(DeserializeTree, DoesNotCheckTheKindOfAnEndNorThatThereIsAName) {
     EXPECT_EQ(dictionary, *parseTree(R"({"": 1, "a": []})"));
 }
 
-TEST(DeserializeTree, IgnoresEntriesThatItDoesNotKnow) {
+TEST(DeserializeTree, UnknownEntriesAreIgnored) {
     Script script({code(37), code(1000), integer(EntryType::Int32, 1), code(EntryType::ArrayEnd)});
     Array array;
     EXPECT_FALSE(deserialize(script, array));
     EXPECT_EQ(array, *parseTree("[1]"));
 }
 
-TEST(DeserializeTree, FailsAtAnEndOfDataAndAtTypedArrays) {
+TEST(DeserializeTree, EndOfDataAndTypedArraysFail) {
     std::vector<unsigned int> failures = {0, 1};
     for (unsigned int number = 16; number <= 29; ++number) {
         failures.push_back(number);
@@ -280,12 +280,12 @@ TEST(DeserializeTree, FailsAtAnEndOfDataAndAtTypedArrays) {
         Script script({integer(EntryType::Int32, 1), code(number), code(EntryType::ArrayEnd)});
         Array array;
         EXPECT_TRUE(deserialize(script, array)) << number;
-        EXPECT_EQ(array, *parseTree("[1]")) << "what came before stays";
+        EXPECT_EQ(array, *parseTree("[1]")) << "earlier entries stay";
         EXPECT_EQ(script.taken(), 2U) << number;
     }
 }
 
-TEST(DeserializeTree, DropsTheContainersThatAreNotComplete) {
+TEST(DeserializeTree, IncompleteContainersAreDestroyed) {
     Script script({integer(EntryType::Int32, 1), code(EntryType::StructBegin),
                    text(EntryType::Field, "a"), code(EntryType::ArrayBegin),
                    integer(EntryType::Int32, 2)});
@@ -294,7 +294,7 @@ TEST(DeserializeTree, DropsTheContainersThatAreNotComplete) {
     EXPECT_EQ(array, *parseTree("[1]"));
 }
 
-TEST(DeserializeTree, ReplacesTheValueOfAKeyThatIsThere) {
+TEST(DeserializeTree, ValueOfAPresentKeyIsReplaced) {
     Script script({text(EntryType::Field, "a"), integer(EntryType::Int32, 1),
                    text(EntryType::Field, "a"), code(EntryType::ArrayBegin),
                    code(EntryType::ArrayEnd), text(EntryType::Field, "a"),
@@ -306,7 +306,7 @@ TEST(DeserializeTree, ReplacesTheValueOfAKeyThatIsThere) {
     EXPECT_EQ(dictionary, *parseTree(R"({"a": 2, "b": "other"})"));
 }
 
-TEST(DeserializeTree, AppendsToAnArray) {
+TEST(DeserializeTree, ElementsAreAppended) {
     const Tree tree = parseTree("[2, 3]");
     GenericDataPullDeserializer deserializer(*tree);
     ASSERT_FALSE(deserializer.beginDeserialize(nullptr, nullptr));
@@ -316,7 +316,7 @@ TEST(DeserializeTree, AppendsToAnArray) {
     EXPECT_EQ(array, *parseTree("[1, 2, 3]"));
 }
 
-/// Announces every integer as the one above it.
+/// Announces every integer plus one.
 class Increasing : public util::serializer::JSONStructuredPullDeserializerOld {
 public:
     Entry const* getNextEntry() override {
@@ -329,7 +329,7 @@ private:
     Entry entry_;
 };
 
-TEST(DeserializeTree, AsksADerivedReaderForItsEntries) {
+TEST(DeserializeTree, DerivedDeserializerIsReadByItsEntries) {
     const std::string json = R"({"a": [1, 2]})";
     util::ByteBufferReader reader(reinterpret_cast<unsigned char const*>(json.data()), json.size(),
                                   false);
@@ -340,10 +340,10 @@ TEST(DeserializeTree, AsksADerivedReaderForItsEntries) {
     EXPECT_EQ(dictionary, *parseTree(R"({"a": [2, 3]})"));
 }
 
-/// Has no entries of its own, but is not known to have none.
+/// Overrides nothing, but is read by its entries, because it could.
 class Derived : public util::serializer::JSONStructuredPullDeserializerOld {};
 
-TEST(DeserializeTree, ReadsTheSameTreeAsAWholeAndByItsEntries) {
+TEST(DeserializeTree, ReadingAsAWholeAndByEntriesReturnTheSameTree) {
     kova::test::RandomTrees trees(2);
     for (int i = 0; i < 100; ++i) {
         const std::string json = R"({"tree":)" + kova::test::toJson(*trees.next()) + "}";
@@ -367,7 +367,7 @@ TEST(DeserializeTree, ReadsTheSameTreeAsAWholeAndByItsEntries) {
     }
 }
 
-TEST(DeserializeTree, FailsOnAUnicodeStringInATree) {
+TEST(DeserializeTree, UnicodeStringInATreeFails) {
     Array source;
     source.add(new util::config::ValueUnicodeString(util::UnicodeString8{"x"}));
     GenericDataPullDeserializer deserializer(source);
@@ -379,7 +379,7 @@ TEST(DeserializeTree, FailsOnAUnicodeStringInATree) {
 
 // ---- Depth ----
 
-/// With as little as one pointer for a level, recursion would take twelve times the small stack.
+/// Recursion with one pointer per level would need twelve times the small stack.
 constexpr std::size_t MANY_LEVELS = 200000;
 
 TEST(DeepTrees, AreReadFromTheTreeOnASmallStack) {
@@ -393,7 +393,7 @@ TEST(DeepTrees, AreReadFromTheTreeOnASmallStack) {
     });
 }
 
-TEST(DeepTrees, AreDroppedOnASmallStackWhenTheyAreNotComplete) {
+TEST(DeepTrees, AreDestroyedOnASmallStackIfTheyAreIncomplete) {
     kova::test::runOnSmallStack([] {
         Script script(std::vector<Entry>(MANY_LEVELS, code(EntryType::ArrayBegin)));
         Array array;
@@ -424,7 +424,7 @@ TEST(DeepTrees, AreWrittenOnASmallStack) {
     });
 }
 
-TEST(DeepTrees, AreWrittenAsDeepAsPayloadsMayBe) {
+TEST(DeepTrees, AreWrittenUpToTheNestingLimit) {
     for (const auto mimeType : {kova::mimetypes::JSON, kova::mimetypes::AXOBin}) {
         for (const bool tooDeep : {false, true}) {
             const Tree tree = deepTree(util::MAX_NESTING_DEPTH + (tooDeep ? 1 : 0));
@@ -487,7 +487,7 @@ Value* asItTravels(const Value& tree) {
     return tree.clone();
 }
 
-TEST(Payloads, GiveBackTheTreesThatWereWritten) {
+TEST(Payloads, RoundTripRandomTrees) {
     for (const auto mimeType : {kova::mimetypes::JSON, kova::mimetypes::AXOBin}) {
         kova::test::RandomTrees trees(1);
         for (int i = 0; i < 500; ++i) {
@@ -503,7 +503,7 @@ TEST(Payloads, GiveBackTheTreesThatWereWritten) {
 
 // ---- Memory ----
 
-TEST(TreeSerializers, FailWithoutMemoryAndLoseNothing) {
+TEST(TreeSerializers, FailIfMemoryIsExhaustedAndLeakNothing) {
     const Tree tree = parseTree(
         R"({"a": [1, 2.5, "a text that is too long for the string itself", [[]]],
             "a name that is too long for the string itself": {"b": {}}})");

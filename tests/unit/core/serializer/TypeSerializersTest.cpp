@@ -30,7 +30,7 @@ constexpr char const* UUID_TEXT = "123e4567-e89b-12d3-a456-426614174000";
 
 // ---- Writing ----
 
-/// The calls that writing the value makes.
+/// Returns the calls that writing the value makes.
 template <typename T>
 Calls written(const T& value) {
     RecordingSerializer serializer;
@@ -44,7 +44,7 @@ bool failsWithTheSerializer(const T& value) {
     return serialize(serializer, value);
 }
 
-TEST(Serialize, WritesEachScalarInItsWidthAndSign) {
+TEST(Serialize, WritesEachScalarWithItsWidthAndSign) {
     EXPECT_EQ(written(true), Calls{"boolean true"});
     EXPECT_EQ(written<signed char>(-128), Calls{"int8 -128"});
     EXPECT_EQ(written<unsigned char>(255), Calls{"uint8 255"});
@@ -68,7 +68,7 @@ TEST(Serialize, WritesTextsAsStrings) {
     EXPECT_EQ(written(kova::Number(42L)), Calls{"string 42"});
 }
 
-TEST(Serialize, GivesTheFailureOfTheSerializer) {
+TEST(Serialize, ReturnsTheFailureOfTheSerializer) {
     EXPECT_TRUE(failsWithTheSerializer(true));
     EXPECT_TRUE(failsWithTheSerializer<signed char>(1));
     EXPECT_TRUE(failsWithTheSerializer<unsigned char>(1));
@@ -101,7 +101,7 @@ static_assert(!CanSerialize<util::config::Value*>::value);
 
 // ---- Reading ----
 
-/// Tells by which getter it was read; each succeeds, or each fails.
+/// Records the getter that was called. Every getter succeeds, or every getter fails.
 class GetterLog : public util::serializer::PullFromPushDeserializer {
 public:
     explicit GetterLog(bool failing) : PullFromPushDeserializer(nullptr), failing_(failing) {}
@@ -150,7 +150,7 @@ void expectGetter(char const* name) {
     EXPECT_TRUE(deserialize(bad, out)) << name;
 }
 
-TEST(Deserialize, ReadsEachTypeByItsGetter) {
+TEST(Deserialize, ReadsEachTypeWithItsGetter) {
     expectGetter<bool>("boolean");
     expectGetter<signed char>("int8");
     expectGetter<unsigned char>("uint8");
@@ -201,7 +201,7 @@ TEST(Deserialize, ReadsPathsAndNormalizesThem) {
     EXPECT_EQ(path.toString(), kova::Path("").toString());
 }
 
-TEST(Deserialize, ReadsUrlsWhateverTheirText) {
+TEST(Deserialize, ReadsInvalidUrls) {
     kova::url link;
     EXPECT_FALSE(readFrom("http://host:80/x", link));
     EXPECT_EQ(link.toString(), "http://host:80/x");
@@ -219,7 +219,7 @@ TEST(Deserialize, ReadsNumbersFromStringsOnly) {
     EXPECT_EQ(number.toString(), "123456789012345678901234567890.5");
 }
 
-TEST(Deserialize, LeavesTheOutputAloneWhenTheStringCannotBeRead) {
+TEST(Deserialize, OutputIsUnchangedIfTheStringCannotBeRead) {
     const util::config::ValueInt leaf(7);
     std::string text = "former";
     zel::UUID uuid;
@@ -238,7 +238,7 @@ TEST(Deserialize, LeavesTheOutputAloneWhenTheStringCannotBeRead) {
 
 // ---- Memory ----
 
-TEST(TypeSerializers, FailWithoutMemoryAndThrowNothing) {
+TEST(TypeSerializers, FailIfMemoryIsExhaustedAndDoNotThrow) {
     const std::string source = "/a/text/that/is/too/long/for/the/string/itself/and/has/many/parts";
     const util::config::ValueString leaf(source);
     GenericDataPullDeserializer deserializer(leaf);
