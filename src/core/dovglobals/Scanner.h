@@ -93,14 +93,20 @@ public:
         Real value = 0;
         if (std::from_chars(digits, at_, value, std::chars_format::fixed).ec ==
             std::errc::result_out_of_range) {
-            // A digit other than 0 before the point makes the number too large, not too small.
-            char const* const leading = std::find_if(digits, at_, [](char c) { return c != '0'; });
-            value = *leading == '.' ? Real(0) : std::numeric_limits<Real>::infinity();
+            value = outOfRange<Real>(digits);
         }
         return std::copysign(value, negative ? Real(-1) : Real(1));
     }
 
 private:
+    /// Returns 0 if the number that begins at `digits` is too small for the type, and infinity if
+    /// it is too large: then a digit before the point is not 0.
+    template <typename Real>
+    [[gnu::cold]] Real outOfRange(char const* digits) const noexcept {
+        char const* const leading = std::find_if(digits, at_, [](char c) { return c != '0'; });
+        return *leading == '.' ? Real(0) : std::numeric_limits<Real>::infinity();
+    }
+
     static bool isDigit(char c) noexcept { return c >= '0' && c <= '9'; }
 
     static constexpr int widthOf(char const*) noexcept { return 1; }
