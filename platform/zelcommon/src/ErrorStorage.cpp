@@ -4,11 +4,24 @@
 
 namespace zel {
 
+ErrorDetails::~ErrorDetails() = default;
+
+namespace {
+
+// Set by the first use in its thread; without a constructor, so that access needs no check.
+thread_local ErrorStorage* storage = nullptr;
+
+}  // namespace
+
 ErrorStorage& ErrorStorage::current() noexcept {
+    return storage != nullptr ? *storage : makeCurrent();
+}
+
+ErrorStorage& ErrorStorage::makeCurrent() noexcept {
     // Destructors of other thread-local objects, and of static objects after them, may report
     // errors. The storage is therefore only closed at the end of the thread, never destroyed.
     alignas(ErrorStorage) thread_local unsigned char place[sizeof(ErrorStorage)];
-    thread_local auto* const storage = new (place) ErrorStorage();
+    storage = new (place) ErrorStorage();
     struct End {
         ~End() { storage->close(); }
     };
@@ -21,6 +34,7 @@ void ErrorStorage::acknowledge() noexcept {
     number_ = 0;
     line_ = 0;
     file_ = "";
+    dropDetails();
     reason_.clear();
 }
 
@@ -30,20 +44,46 @@ void ErrorStorage::close() noexcept {
     closed_ = true;
 }
 
-void ErrorStorage::keep(const ErrorType& type, int number, char const* file, int line,
-                        std::string_view reason) noexcept {
+bool ErrorStorage::replace(const ErrorType& type, int number, char const* file, int line) noexcept {
     if (closed_) {
-        return;
+        return false;
     }
     type_ = &type;
     number_ = number;
     file_ = file;
     line_ = line;
+    ++count_;
+    dropDetails();
+    reason_.clear();
+    return true;
+}
+
+void ErrorStorage::keep(const ErrorType& type, int number, char const* file, int line,
+                        std::string_view reason) noexcept {
+    if (!replace(type, number, file, line)) {
+        return;
+    }
     try {
         reason_.assign(reason);
     } catch (const std::bad_alloc&) {
         reason_.clear();
     }
+}
+
+void ErrorStorage::dropDetails() const noexcept {
+    if (details_ != nullptr) {
+        std::exchange(details_, nullptr)->~ErrorDetails();
+    }
+}
+
+const std::string& ErrorStorage::describe() const noexcept {
+    try {
+        details_->describe(reason_);
+    } catch (const std::bad_alloc&) {
+        reason_.clear();
+    }
+    dropDetails();
+    return reason_;
 }
 
 }  // namespace zel

@@ -56,11 +56,17 @@ std::optional<Names> namesIn(const Payload& payload) {
     }
     util::ByteBufferReader reader(payload.data(), payload.size(), false);
     Names names;
+    zel::ErrorStorage& error = zel::ErrorStorage::current();
+    const unsigned long before = error.count();
     if (deserializer->beginDeserialize(&reader, nullptr) || readNames(*deserializer, names)) {
-        zel::ErrorStorage& error = zel::ErrorStorage::current();
-        channel.trace(4, "[trackResources] can't create response data, reason=%s",
-                      error.reason().c_str());
-        error.acknowledge();
+        const bool isNew = error.count() != before;  // an older error is not the reason
+        if (channel.isEnabled(4)) {
+            channel.trace(4, "[trackResources] can't create response data, reason=%s",
+                          isNew ? error.reason().c_str() : "");
+        }
+        if (isNew) {
+            error.acknowledge();
+        }
         zel::ErrorOutput(FILE_NAME, 74, true)(errors::Error, errors::DeserializationError,
                                               "std::vector<std::string>");
         return std::nullopt;

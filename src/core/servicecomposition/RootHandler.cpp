@@ -79,12 +79,18 @@ void StaticComposedKovaServiceImpl::RootHandler::cancelRequest(void* /*handle*/)
 bool StaticComposedKovaServiceImpl::RootHandler::sendUpdate(
     std::unique_ptr<IResponseHandler<Response>>& handler, const std::string& mimeType) {
     util::ByteBufferWriter writer(INITIAL_CAPACITY);
+    zel::ErrorStorage& error = zel::ErrorStorage::current();
+    const unsigned long before = error.count();
     if (serializeNames(mimeType, names_, writer)) {
-        zel::ErrorStorage& error = zel::ErrorStorage::current();
-        servicecomp::channel.trace(
-            4, "[RootHandler::sendUpdate] can't serialize the body, reason='%s'",
-            error.reason().c_str());
-        error.acknowledge();
+        const bool isNew = error.count() != before;  // an older error is not the reason
+        if (servicecomp::channel.isEnabled(4)) {
+            servicecomp::channel.trace(
+                4, "[RootHandler::sendUpdate] can't serialize the body, reason='%s'",
+                isNew ? error.reason().c_str() : "");
+        }
+        if (isNew) {
+            error.acknowledge();
+        }
         handler->onError(Response::createErrorResponse(statuscodes::INTERNAL_SERVER_ERROR,
                                                        "Unable to serialize resource list"));
         return true;

@@ -12,6 +12,7 @@
 #include "util/serializer/AXOBinStructuredPushDeserializer.h"
 #include "util/serializer/JSONStructuredPushDeserializerOld.h"
 #include "util/serializer/PullFromPushDeserializer.h"
+#include "zel/ErrorStorage.h"
 
 // Operations that write and read payloads in both formats, with push and pull deserializers.
 
@@ -269,6 +270,38 @@ void readTreeByFields(Trial& trial) {
     EXPECT_EQ(text, TEXT);
 }
 
+/// Reads the reason of a failure: without memory it is empty.
+void readReason(Trial& trial) {
+    const Reader from(Factory::createDeserializer(mimetypes::JSON));
+    const std::string bytes = std::string(1000, ' ') + "{\"a\" 1}";
+    ByteBufferReader reader = readerOf(bytes);
+    EXPECT_TRUE(from->beginDeserialize(&reader, nullptr));
+    const std::string* reason = nullptr;
+    trial.attempt([&] {
+        reason = &zel::ErrorStorage::current().reason();
+        return reason->empty();
+    });
+    EXPECT_EQ(*reason, trial.isDone() ? "expected ':', found '1' (byte 1005)" : "");
+    EXPECT_TRUE(zel::ErrorStorage::current().hasError());
+}
+
+/// Garbage is refused, whatever memory there is to say why.
+template <mimetypes::MimeTypeID MIME_TYPE>
+void refuseGarbage(Trial& trial) {
+    const Reader from(Factory::createDeserializer(MIME_TYPE));
+    std::string bytes = sample(MIME_TYPE);
+    bytes.back() = '\x1C';
+    ByteBufferReader reader = readerOf(bytes);
+    bool accepted = true;
+    trial.attempt([&] {
+        accepted = !from->beginDeserialize(&reader, nullptr);
+        return accepted;
+    });
+    EXPECT_FALSE(accepted);
+    EXPECT_TRUE(zel::ErrorStorage::current().hasError());
+    EXPECT_NE(zel::ErrorStorage::current().reason(), "");
+}
+
 template <typename Made>
 void make(Trial& trial, Made (*create)()) {
     Made made;
@@ -314,6 +347,9 @@ constexpr Operation OPERATIONS[] = {
     {"pull getNextEntry, binary", FAILED, pullEntries<mimetypes::AXOBin>},
     {"pull getRest, JSON", FAILED, pullTree<mimetypes::JSON>},
     {"pull getRest, binary", FAILED, pullTree<mimetypes::AXOBin>},
+    {"reason of malformed JSON", FAILED, readReason},
+    {"JSON pull deserializer, garbage", 0, refuseGarbage<mimetypes::JSON>},
+    {"binary pull deserializer, garbage", 0, refuseGarbage<mimetypes::AXOBin>},
     {"GenericDataPullDeserializer::getNextEntry", FAILED, readTreeByEntries},
     {"GenericDataPullDeserializer, fields", FAILED, readTreeByFields},
     {"Factory::createSerializer JSON", FAILED, makeSerializer<mimetypes::JSON>},

@@ -1,12 +1,31 @@
 #pragma once
 
+#include <cstddef>
+#include <new>
 #include <string>
 #include <string_view>
+#include <type_traits>
+#include <utility>
 
 #include "zel/ErrorType.h"
 #include "zel/Export.h"
 
 namespace zel {
+
+/// The data from which an error's message is formatted when the message is read. An error that is
+/// never read costs no formatting.
+///
+/// The object lives in the `ErrorStorage` of its thread until the next error or acknowledgement.
+class ZEL_API ErrorDetails {
+public:
+    ErrorDetails() noexcept = default;
+    virtual ~ErrorDetails();
+    ErrorDetails(const ErrorDetails&) = delete;
+    ErrorDetails& operator=(const ErrorDetails&) = delete;
+
+    /// Appends the message to `out`, which is empty. May throw `std::bad_alloc`.
+    virtual void describe(std::string& out) const = 0;
+};
 
 /// The latest error of the calling thread: its catalogue and number, its message, and its source
 /// position.
@@ -32,9 +51,11 @@ public:
     ErrorType const* type() const noexcept { return type_; }
     /// Returns the number of the latest error in its catalogue, or 0 if there is no error.
     int number() const noexcept { return number_; }
-    /// Returns the formatted message, or an empty text if there is no error. The reference is valid
-    /// until this thread reports or acknowledges an error.
-    const std::string& reason() const noexcept { return reason_; }
+    /// Returns the formatted message, or an empty text if there is no error or no memory for the
+    /// message. The reference is valid until this thread reports or acknowledges an error.
+    const std::string& reason() const noexcept {
+        return details_ == nullptr ? reason_ : describe();
+    }
     /// @{
     /// Returns the source position of the report: file and line, or an empty text and 0 if there is
     /// no error.
@@ -42,12 +63,38 @@ public:
     int line() const noexcept { return line_; }
     /// @}
 
+    /// Returns the number of errors that this thread has stored so far. If a call changes it, the
+    /// latest error was reported during the call; otherwise it is older.
+    unsigned long count() const noexcept { return count_; }
+
     /// Marks the latest error as handled and empties the storage.
     void acknowledge() noexcept;
 
+    /// Maximum size of a class of details, in bytes.
+    static constexpr std::size_t DETAILS_SIZE = 256;
+
+    /// Stores the error `number` of the catalogue `type` as the thread's latest error without
+    /// calling the sink. `Details`, constructed from the arguments, formats the message when it is
+    /// read for the first time. `file` must outlive the thread's latest error (a literal does).
+    template <class Details, class... Arguments>
+    void record(const ErrorType& type, int number, char const* file, int line,
+                Arguments&&... arguments) noexcept {
+        static_assert(std::is_base_of_v<ErrorDetails, Details>);
+        static_assert(sizeof(Details) <= DETAILS_SIZE && alignof(Details) <= alignof(void*));
+        static_assert(std::is_nothrow_constructible_v<Details, Arguments&&...>);
+        if (replace(type, number, file, line)) {
+            details_ = new (place_) Details(std::forward<Arguments>(arguments)...);
+        }
+    }
+
 private:
     friend class ErrorOutput;
+    static ErrorStorage& makeCurrent() noexcept;
     void close() noexcept;
+    /// Returns false when the storage is closed.
+    bool replace(const ErrorType& type, int number, char const* file, int line) noexcept;
+    void dropDetails() const noexcept;
+    const std::string& describe() const noexcept;
     void keep(const ErrorType& type, int number, char const* file, int line,
               std::string_view reason) noexcept;
 
@@ -56,7 +103,11 @@ private:
     int line_ = 0;
     bool closed_ = false;
     char const* file_ = "";
-    std::string reason_;
+    unsigned long count_ = 0;
+    // What is read for the first time makes the message and needs the details no longer.
+    mutable std::string reason_;
+    mutable ErrorDetails* details_ = nullptr;  // in `place_`
+    alignas(void*) unsigned char place_[DETAILS_SIZE];
 };
 
 }  // namespace zel

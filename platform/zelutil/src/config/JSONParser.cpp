@@ -4,6 +4,7 @@
 
 #include <new>
 
+#include "JsonDetection.h"
 #include "Tape.h"
 #include "TreeBuilder.h"
 
@@ -15,6 +16,8 @@ namespace {
 namespace dom = simdjson::dom;
 
 constexpr char const* NO_TEXT = "there is no text";
+
+const json::ProcessorDetection DETECTION;
 
 }  // namespace
 

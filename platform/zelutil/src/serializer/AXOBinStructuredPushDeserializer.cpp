@@ -6,6 +6,7 @@
 #include <string_view>
 #include <typeinfo>
 
+#include "CborMistake.h"
 #include "CborReplay.h"
 #include "CborReplayItems.h"
 #include "Record.h"
@@ -14,6 +15,9 @@
 namespace util::serializer {
 
 namespace {
+
+constexpr char const* FILE_NAME =
+    "platform/zelutil/src/serializer/AXOBinStructuredPushDeserializer";
 
 // The targets of the replay; see CborReplay. All functions are true on failure.
 
@@ -97,50 +101,105 @@ private:
 
 }  // namespace
 
+FieldPath pathOfCborEnd(std::string_view written, bool isInItem) noexcept {
+    Record record;
+    try {
+        static_cast<void>(CborReplay(reinterpret_cast<unsigned char const*>(written.data()),
+                                     written.size(), MAX_NESTING_DEPTH, RecordTarget(record))
+                              .run());
+    } catch (const std::bad_alloc&) {
+        return {};  // typed arrays take memory
+    }
+    FieldPath path;
+    record.addPathOfNext(path, isInItem);
+    return path;
+}
+
 bool AXOBinStructuredPushDeserializer::beginDeserialize(ByteBufferReader* reader,
                                                         IStructuredSerializer* target) {
-    const bool failed = reader == nullptr || target == nullptr || order_ != Endianess::Big;
+    hasFailed_ = false;
+    done_ = false;
+    const bool hasBoth = reader != nullptr && target != nullptr;
+    const bool failed = !hasBoth || order_ != Endianess::Big;
     reader_ = failed ? nullptr : reader;
     target_ = failed ? nullptr : target;
-    done_ = false;
-    return failed;
+    return failed && failBegin(hasBoth);
+}
+
+bool AXOBinStructuredPushDeserializer::failBegin(bool hasBoth) {
+    if (!hasBoth) {
+        recordFailure(hasFailed_, CallOutOfPlace, "a reader and a target", "none");
+    } else {
+        recordFailure(hasFailed_, CallOutOfPlace, "the byte order 1 (big-endian)",
+                      Phrase::ofSigned("", static_cast<int>(order_)));
+    }
+    return true;
 }
 
 // True on failure. The record of a payload that is pulled gets its events without the checks of
 // their order, which the replay keeps, and without virtual calls: that is a good part of the time.
-bool AXOBinStructuredPushDeserializer::replayFails(unsigned char const* bytes, std::size_t size) {
+bool AXOBinStructuredPushDeserializer::replayFails(std::string_view payload) {
+    auto const* const bytes = reinterpret_cast<unsigned char const*>(payload.data());
     IStructuredSerializer& target = *target_;
     if (typeid(target) != typeid(Recorder)) {
-        return CborReplay(bytes, size, nestingLimit_, SerializerTarget(target)).run();
+        CborReplay replay(bytes, payload.size(), nestingLimit_, SerializerTarget(target));
+        return replay.run() && fail(replay.mistake(), payload, nestingLimit_, nullptr);
     }
     return static_cast<Recorder&>(target).recordValue([&](Record& record, std::size_t levels) {
         const auto limit = std::min(nestingLimit_, static_cast<unsigned int>(levels));
-        return CborReplay(bytes, size, limit, RecordTarget(record)).run();
+        CborReplay replay(bytes, payload.size(), limit, RecordTarget(record));
+        return replay.run() && fail(replay.mistake(), payload, limit, &record);
     });
+}
+
+// Keeps the mistake as the thread's latest error. Without one the target refused a call, and the
+// reason is its own; the record refuses only when memory is exhausted. Returns true.
+bool AXOBinStructuredPushDeserializer::fail(const CborMistake& mistake, std::string_view payload,
+                                            unsigned int limit, Record const* record) noexcept {
+    if (mistake && !hasFailed_) {
+        zel::ErrorStorage::current().record<CborFailure>(PayloadError, mistake.number, FILE_NAME,
+                                                         __LINE__, mistake, payload, limit, record);
+    } else if (record != nullptr) {
+        recordNoMemory(hasFailed_);
+    }
+    hasFailed_ = true;
+    return true;
 }
 
 int AXOBinStructuredPushDeserializer::deserialize() {
     if (reader_ == nullptr || done_) {
+        recordFailure(hasFailed_, CallOutOfPlace, "a payload that was begun", "none");
         return FAILED;
     }
     const unsigned long size = reader_->remaining();
     try {
-        done_ = !replayFails(reader_->data() + reader_->position(), size);
+        done_ = !replayFails(
+            {reinterpret_cast<char const*>(reader_->data()) + reader_->position(), size});
         if (done_) {
             static_cast<void>(reader_->skip(size));  // what remains can be skipped
         }
     } catch (const std::bad_alloc&) {  // GCOVR_EXCL_BR_LINE: others pass by, as nothing ends here
+        recordNoMemory(hasFailed_);
         return FAILED;
     }
+    hasFailed_ = hasFailed_ || !done_;  // the target's reason stays
     return done_ ? DONE : FAILED;
 }
 
 bool AXOBinStructuredPushDeserializer::endDeserialize() {
     const bool failed = !done_;
+    if (failed) {
+        recordFailure(hasFailed_, CallOutOfPlace, "a payload that was read", "none");
+    }
     reader_ = nullptr;
     target_ = nullptr;
     done_ = false;
     return failed;
+}
+
+std::size_t AXOBinStructuredPushDeserializer::positionOf(std::string_view payload,
+                                                         std::uint32_t event) const noexcept {
+    return positionOfCborEvent(payload, event);
 }
 
 void AXOBinStructuredPushDeserializer::setNestingLimit(unsigned int limit) noexcept {

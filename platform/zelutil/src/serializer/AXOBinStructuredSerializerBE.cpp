@@ -6,10 +6,11 @@
 
 #include "BigEndian.h"
 #include "CborBytes.h"
+#include "CborMistake.h"
+#include "SequencedSerializerLevels.h"
+#include "SequencedSerializerValues.h"
 #include "TextCheck.h"
 #include "TypedArrays.h"
-#include "util/serializer/SequencedSerializerLevels.h"
-#include "util/serializer/SequencedSerializerValues.h"
 
 namespace util::serializer {
 
@@ -207,6 +208,12 @@ inline bool AXOBinStructuredSerializerBE::putEmptyElement(bool) {
 
 inline bool AXOBinStructuredSerializerBE::putFieldBegin(std::string_view name, bool) {
     return putAny(writer(), name);
+}
+
+// Reads what was written, which is all right up to its end.
+void AXOBinStructuredSerializerBE::locate(std::string_view written, bool isInItem,
+                                          FieldPath& path) const noexcept {
+    path = pathOfCborEnd(written, isInItem);
 }
 
 template class SequencedSerializer<AXOBinStructuredSerializerBE>;

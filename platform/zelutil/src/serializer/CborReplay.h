@@ -11,6 +11,7 @@
 #include "BigEndian.h"
 #include "CborBytes.h"
 #include "CborItem.h"
+#include "CborMistake.h"
 #include "TextCheck.h"
 #include "util/Limits.h"
 
@@ -38,9 +39,18 @@ public:
 
     bool run();
 
+    /// What is wrong with the payload after `run` failed; of a payload that the target refused
+    /// there is nothing to say.
+    const CborMistake& mistake() const noexcept { return mistake_; }
+
 private:
     using Kind = CborItem::Kind;
 
+    static constexpr char const* VALUE = "a value";
+    static constexpr char const* FIELD = "a field name";
+    static constexpr char const* TYPED_ARRAY = "the bytes of a typed array";
+    static constexpr char const* UTF8 = "UTF-8";
+    static constexpr char const* OTHER_BYTES = "other bytes";
     static constexpr std::uint64_t SELF_DESCRIBED = 55799;
     static constexpr std::uint64_t MAX_SIGNED = std::numeric_limits<std::int64_t>::max();
     static constexpr std::uint64_t UNTIL_BREAK = std::numeric_limits<std::uint64_t>::max();
@@ -76,24 +86,38 @@ private:
     bool aside(Bytes& bytes, Take take);
     bool takeOtherKey();
     bool takeOtherValue();
-    bool takeItem(const CborItem& item);
+    bool takeItem(const CborItem& item, unsigned char const* begin);
+    bool takeContainer(const CborItem& item, unsigned char const* begin);
     bool takeSimple(const CborItem& item);
     bool takeString(std::string_view bytes);
-    bool takeTypedArray(std::uint64_t tag);
+    bool takeText(std::string_view text);
+    bool takeTypedArray(std::uint64_t tag, unsigned char const* begin);
     bool takeUndefined();
     bool takeUnsigned(std::uint64_t number);
-    bool takeNegative(std::uint64_t number);
+    bool takeNegative(std::uint64_t number, unsigned char const* begin);
     bool collect(Kind kind);
     bool beginItem();
     bool endItem();
-    bool open(Place place, std::uint64_t count);
+    bool open(Place place, std::uint64_t count, unsigned char const* begin);
     bool close();
     template <class Write>
     bool scalar(Write write);
+    /// Notes that at `at` there is not what is expected. Returns true.
+    [[gnu::cold]] bool fail(unsigned char const* at, char const* expected,
+                            char const* found = nullptr,
+                            PayloadErrorNumber number = MalformedPayload) noexcept {
+        mistake_ = {at, expected, found, number};
+        return true;
+    }
+    bool failItem(char const* expected) noexcept { return fail(bytes_.at, expected); }
+    bool isTooDeep(unsigned char const* at) noexcept {
+        return top_ == deepest_ && fail(at, "no more levels than ", nullptr, NestingTooDeep);
+    }
 
     Bytes bytes_;
     Target target_;
     std::string chunks_;
+    CborMistake mistake_;
     Level* top_ = nullptr;
     Level* deepest_ = nullptr;  // that may be opened
     std::array<Level, MAX_NESTING_DEPTH + 1> levels_;
@@ -102,14 +126,18 @@ private:
 template <class Target>
 bool CborReplay<Target>::run() {
     CborItem item{};
+    unsigned char const* begin = bytes_.at;
     if (next(item)) {
-        return true;
+        return failItem(VALUE);
     }
     // The self-description says only that the bytes are what they are taken for anyway.
-    if (item.kind == Kind::Tag && item.number == SELF_DESCRIBED && next(item)) {
-        return true;
+    if (item.kind == Kind::Tag && item.number == SELF_DESCRIBED) {
+        begin = bytes_.at;
+        if (next(item)) {
+            return failItem(VALUE);
+        }
     }
-    if (takeItem(item)) {
+    if (takeItem(item, begin)) {
         return true;
     }
     while (!isOutside()) {
@@ -117,7 +145,7 @@ bool CborReplay<Target>::run() {
             return true;
         }
     }
-    return bytes_.left != 0;
+    return bytes_.left != 0 && failItem("the end of the payload");
 }
 
 template <class Target>
@@ -165,9 +193,12 @@ bool CborReplay<Target>::takeEntries() {
         std::string_view key;
         const bool hasShortKey = isMap && bytes.stepOverShortText(key);
         if (!hasShortKey && bytes.isAtBreak()) {
+            if (!level->isOpen) {
+                return fail(bytes.at, isMap ? FIELD : VALUE);
+            }
             bytes.step(1);
             bytes_ = bytes;
-            return !level->isOpen || close();
+            return close();
         }
         if (hasShortKey ? takeKey(key) : isMap && aside(bytes, [this] { return takeOtherKey(); })) {
             return true;
@@ -192,7 +223,10 @@ inline bool CborReplay<Target>::aside(Bytes& bytes, Take take) {
 
 template <class Target>
 inline bool CborReplay<Target>::takeKey(std::string_view text) {
-    return !isUtf8(text) || target_.beginField(text);
+    if (!isUtf8(text)) {
+        return fail(reinterpret_cast<unsigned char const*>(text.data()), UTF8, OTHER_BYTES);
+    }
+    return target_.beginField(text);
 }
 
 // Most values are short texts, integers, doubles, booleans and containers that end with a break.
@@ -201,7 +235,7 @@ template <class Target>
 inline bool CborReplay<Target>::takeValue(Bytes& bytes) {
     std::string_view text;
     if (bytes.stepOverShortText(text)) {
-        return !isUtf8(text) || takeString(text);
+        return takeText(text);
     }
     const unsigned char first = bytes.left == 0 ? BREAK_BYTE : *bytes.at;
     std::uint64_t number = 0;
@@ -223,7 +257,7 @@ inline bool CborReplay<Target>::takeValue(Bytes& bytes) {
     }
     if (first == ARRAY_BYTE || first == MAP_BYTE) {
         bytes.step(1);
-        return open(first == MAP_BYTE ? Place::Map : Place::Array, UNTIL_BREAK);
+        return open(first == MAP_BYTE ? Place::Map : Place::Array, UNTIL_BREAK, bytes.at - 1);
     }
     return aside(bytes, [this] { return takeOtherValue(); });
 }
@@ -234,6 +268,14 @@ inline bool CborReplay<Target>::takeUnsigned(std::uint64_t number) {
         return number <= MAX_SIGNED ? target_.putSigned(static_cast<std::int64_t>(number))
                                     : target_.putUnsigned(number);
     });
+}
+
+template <class Target>
+inline bool CborReplay<Target>::takeText(std::string_view text) {
+    if (!isUtf8(text)) {
+        return fail(reinterpret_cast<unsigned char const*>(text.data()), UTF8, OTHER_BYTES);
+    }
+    return takeString(text);
 }
 
 template <class Target>
@@ -262,8 +304,8 @@ inline bool CborReplay<Target>::endItem() {
 }
 
 template <class Target>
-bool CborReplay<Target>::open(Place place, std::uint64_t count) {
-    if (top_ == deepest_ || beginItem()) {
+bool CborReplay<Target>::open(Place place, std::uint64_t count, unsigned char const* begin) {
+    if (isTooDeep(begin) || beginItem()) {
         return true;
     }
     *++top_ = {place, count == UNTIL_BREAK, count};

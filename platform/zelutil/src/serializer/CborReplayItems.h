@@ -11,8 +11,9 @@ namespace util::serializer {
 template <class Target>
 bool CborReplay<Target>::takeOtherKey() {
     CborItem item{};
+    unsigned char const* const begin = bytes_.at;
     if (next(item)) {
-        return true;
+        return failItem(FIELD);
     }
     if (item.kind == Kind::Text) {
         return takeKey(item.bytes);
@@ -21,40 +22,40 @@ bool CborReplay<Target>::takeOtherKey() {
         return target_.beginField(item.bytes);
     }
     const bool isChunked = item.kind == Kind::BytesChunks || item.kind == Kind::TextChunks;
-    return !isChunked || collect(item.kind) || target_.beginField(chunks_);
+    if (!isChunked) {
+        return fail(begin, FIELD);
+    }
+    return collect(item.kind) || target_.beginField(chunks_);
 }
 
 template <class Target>
 bool CborReplay<Target>::takeOtherValue() {
     CborItem item{};
-    return next(item) || takeItem(item);
+    unsigned char const* const begin = bytes_.at;
+    return next(item) ? failItem(VALUE) : takeItem(item, begin);
 }
 
 template <class Target>
-bool CborReplay<Target>::takeItem(const CborItem& item) {
-    const std::uint64_t number = item.number;
+bool CborReplay<Target>::takeItem(const CborItem& item, unsigned char const* begin) {
     switch (item.kind) {
         case Kind::Unsigned:
-            return takeUnsigned(number);
+            return takeUnsigned(item.number);
         case Kind::Negative:
-            return takeNegative(number);
+            return takeNegative(item.number, begin);
         case Kind::Bytes:
             return takeString(item.bytes);
         case Kind::Text:
-            return !isUtf8(item.bytes) || takeString(item.bytes);
+            return takeText(item.bytes);
         case Kind::BytesChunks:
         case Kind::TextChunks:
             return collect(item.kind) || takeString(chunks_);
         case Kind::Array:
-            return number > bytes_.left || open(Place::Array, number);
         case Kind::Map:
-            return number > bytes_.left / 2 || open(Place::Map, number);
         case Kind::OpenArray:
-            return open(Place::Array, UNTIL_BREAK);
         case Kind::OpenMap:
-            return open(Place::Map, UNTIL_BREAK);
+            return takeContainer(item, begin);
         case Kind::Tag:
-            return takeTypedArray(number);
+            return takeTypedArray(item.number, begin);
         case Kind::Float:
         case Kind::Double:
         case Kind::Boolean:
@@ -62,8 +63,24 @@ bool CborReplay<Target>::takeItem(const CborItem& item) {
         case Kind::Undefined:
             return takeSimple(item);
         default:  // Kind::Break, which ends nothing here
-            return true;
+            return fail(begin, VALUE);
     }
+}
+
+template <class Target>
+bool CborReplay<Target>::takeContainer(const CborItem& item, unsigned char const* begin) {
+    if (item.kind == Kind::OpenArray) {
+        return open(Place::Array, UNTIL_BREAK, begin);
+    }
+    if (item.kind == Kind::OpenMap) {
+        return open(Place::Map, UNTIL_BREAK, begin);
+    }
+    const bool isMap = item.kind == Kind::Map;
+    if (item.number > (isMap ? bytes_.left / 2 : bytes_.left)) {
+        return fail(begin, "a length within the payload",
+                    isMap ? "a longer map" : "a longer array");
+    }
+    return open(isMap ? Place::Map : Place::Array, item.number, begin);
 }
 
 template <class Target>
@@ -84,9 +101,9 @@ bool CborReplay<Target>::takeSimple(const CborItem& item) {
 }
 
 template <class Target>
-bool CborReplay<Target>::takeNegative(std::uint64_t number) {
+bool CborReplay<Target>::takeNegative(std::uint64_t number, unsigned char const* begin) {
     if (number > MAX_SIGNED) {
-        return true;
+        return fail(begin, "an integer of 64 bits", "one below -2^63");
     }
     return scalar([&] { return target_.putSigned(-1 - static_cast<std::int64_t>(number)); });
 }
@@ -94,38 +111,47 @@ bool CborReplay<Target>::takeNegative(std::uint64_t number) {
 // Puts the chunks of a string together, up to their break.
 template <class Target>
 bool CborReplay<Target>::collect(Kind kind) {
+    constexpr char const* CHUNK = "a chunk of the string or its end";
     const Kind wanted = kind == Kind::BytesChunks ? Kind::Bytes : Kind::Text;
     chunks_.clear();
     CborItem chunk{};
     while (true) {
+        unsigned char const* const begin = bytes_.at;
         if (next(chunk)) {
-            return true;
+            return failItem(CHUNK);
         }
         if (chunk.kind != wanted) {
-            return chunk.kind != Kind::Break;
+            return chunk.kind != Kind::Break && fail(begin, CHUNK);
         }
         // No character may be spread over chunks.
         if (wanted == Kind::Text && !isUtf8(chunk.bytes)) {
-            return true;
+            return fail(begin, UTF8, OTHER_BYTES);
         }
         chunks_.append(chunk.bytes);
     }
 }
 
-// The bytes behind the tag. Counts as a level, because it is one for whoever reads it element by
+// The bytes behind the tag. Counts as a level, because it is one for a reader that goes element by
 // element.
 template <class Target>
-bool CborReplay<Target>::takeTypedArray(std::uint64_t tag) {
+bool CborReplay<Target>::takeTypedArray(std::uint64_t tag, unsigned char const* begin) {
+    if (!isTypedArrayTag(tag)) {
+        return fail(begin, "the tag of a typed array");
+    }
     CborItem item{};
-    if (!isTypedArrayTag(tag) || next(item)) {
-        return true;
+    unsigned char const* const content = bytes_.at;
+    if (next(item)) {
+        return failItem(TYPED_ARRAY);
     }
     const bool isChunked = item.kind == Kind::BytesChunks;
-    if (isChunked ? collect(item.kind) : item.kind != Kind::Bytes) {
+    if (isChunked ? collect(item.kind) : item.kind != Kind::Bytes && fail(content, TYPED_ARRAY)) {
         return true;
     }
     const std::string_view bytes = isChunked ? std::string_view(chunks_) : item.bytes;
-    return top_ == deepest_ || scalar([&] { return target_.putTypedArray(tag, bytes); });
+    if (bytes.size() % itemSizeOf(tag) != 0) {
+        return fail(content, "a whole number of items", "a part of one");
+    }
+    return isTooDeep(begin) || scalar([&] { return target_.putTypedArray(tag, bytes); });
 }
 
 template <class Target>

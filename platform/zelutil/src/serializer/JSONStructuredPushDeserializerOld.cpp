@@ -4,8 +4,14 @@
 
 #include <algorithm>
 #include <array>
+#include <memory>
 #include <new>
+#include <string_view>
+#include <utility>
 
+#include "Failure.h"
+#include "JsonDetection.h"
+#include "JsonScan.h"
 #include "util/Limits.h"
 
 // The text is parsed into simdjson's document, which checks syntax, UTF-8 and numbers; the document
@@ -15,6 +21,11 @@ namespace util::serializer {
 namespace {
 
 namespace dom = simdjson::dom;
+
+const json::ProcessorDetection DETECTION;
+
+constexpr char const* FILE_NAME =
+    "platform/zelutil/src/serializer/JSONStructuredPushDeserializerOld";
 
 // In all functions that return bool, true means failure.
 class Replay {
@@ -29,6 +40,8 @@ public:
         }
         return failed;
     }
+    /// Whether the limit, not the target, made it fail.
+    bool isTooDeep() const noexcept { return isTooDeep_; }
 
 private:
     struct Level {
@@ -51,6 +64,7 @@ private:
     std::size_t limit_;
     IStructuredSerializer& target_;
     std::size_t depth_ = 0;
+    bool isTooDeep_ = false;
     std::array<Level, MAX_NESTING_DEPTH> levels_;
 };
 
@@ -79,6 +93,7 @@ bool Replay::value(const dom::element& value) {
 
 bool Replay::openArray(const dom::array& array) {
     if (depth_ == limit_) {
+        isTooDeep_ = true;
         return true;
     }
     Level& level = levels_[depth_++];
@@ -90,6 +105,7 @@ bool Replay::openArray(const dom::array& array) {
 
 bool Replay::openObject(const dom::object& object) {
     if (depth_ == limit_) {
+        isTooDeep_ = true;
         return true;
     }
     Level& level = levels_[depth_++];
@@ -133,21 +149,63 @@ bool Replay::endItem() {
     return levels_[depth_ - 1].isObject ? target_.endField() : target_.endElement();
 }
 
+PayloadErrorNumber numberOf(simdjson::error_code error) noexcept {
+    switch (error) {
+        case simdjson::MEMALLOC:
+            return MemoryExhausted;
+        case simdjson::DEPTH_ERROR:
+            return NestingTooDeep;
+        default:
+            return MalformedPayload;
+    }
+}
+
 }  // namespace
 
 struct JSONStructuredPushDeserializerOld::State {
-    bool parse(unsigned char const* bytes, unsigned long size, dom::element& root) {
-        if (bytes == nullptr) {
-            return true;  // no text; the parser would compute with the pointer
+    bool parse(std::string_view payload, dom::element& root) {
+        const auto error = copy(payload)
+                               ? simdjson::MEMALLOC
+                               : parser.parse(text.get(), payload.size(), false).get(root);
+        if (error == simdjson::SUCCESS) {
+            return false;
         }
-        const auto error = parser.parse(bytes, size).get(root);
         if (error == simdjson::MEMALLOC) {
             // What it got before memory ran out it takes for all that it needs, the next time.
             parser = dom::parser();
+            recordNoMemory(hasFailed);
+        } else {
+            recordMistake(payload.size(), numberOf(error), simdjson::error_message(error));
         }
-        return error != simdjson::SUCCESS;
+        return true;
     }
 
+    // The parser reads past the end of the text, so it gets a copy. True without memory for it.
+    bool copy(std::string_view payload) noexcept {
+        if (text == nullptr || capacity < payload.size()) {
+            text.reset(new (std::nothrow) char[payload.size() + simdjson::SIMDJSON_PADDING]);
+            capacity = text == nullptr ? 0 : payload.size();
+        }
+        if (text == nullptr) {
+            return true;
+        }
+        std::copy(payload.begin(), payload.end(), text.get());
+        std::fill_n(text.get() + payload.size(), simdjson::SIMDJSON_PADDING, '\0');
+        return false;
+    }
+
+    // Hands the copy of the text over, so that it can be looked through when the message is read.
+    void recordMistake(std::size_t size, PayloadErrorNumber number, char const* reason) noexcept {
+        if (!hasFailed) {
+            hasFailed = true;
+            zel::ErrorStorage::current().record<JsonFailure>(
+                PayloadError, number, FILE_NAME, __LINE__, text, size, std::size_t{limit}, reason);
+        }
+    }
+
+    std::unique_ptr<char[]> text;
+    std::size_t capacity = 0;
+    bool hasFailed = false;
     dom::parser parser;
     ByteBufferReader* reader = nullptr;
     IStructuredSerializer* target = nullptr;
@@ -166,37 +224,58 @@ bool JSONStructuredPushDeserializerOld::beginDeserialize(ByteBufferReader* reade
     state_->reader = failed ? nullptr : reader;
     state_->target = failed ? nullptr : target;
     state_->done = false;
+    state_->hasFailed = false;
+    if (failed) {
+        recordFailure(state_->hasFailed, CallOutOfPlace, "a reader and a target", "none");
+    }
     return failed;
 }
 
 int JSONStructuredPushDeserializerOld::deserialize() {
     State& state = *state_;
     if (state.reader == nullptr || state.done) {
+        recordFailure(state.hasFailed, CallOutOfPlace, "a payload that was begun", "none");
         return FAILED;
     }
     const unsigned long size = state.reader->remaining();
     try {
         dom::element root;
-        if (state.parse(state.reader->data() + state.reader->position(), size, root)) {
+        if (state.parse(
+                {reinterpret_cast<char const*>(state.reader->data()) + state.reader->position(),
+                 size},
+                root)) {
             return FAILED;
         }
         Replay replay(state.limit, *state.target);
         state.done = !replay.run(root);
         if (state.done) {
             static_cast<void>(state.reader->skip(size));  // what remains can be skipped
+        } else if (replay.isTooDeep()) {
+            state.recordMistake(size, NestingTooDeep, "nested too deeply");
         }
     } catch (const std::bad_alloc&) {
+        recordNoMemory(state.hasFailed);
         return FAILED;
     }
+    state.hasFailed = state.hasFailed || !state.done;  // the target's reason stays
     return state.done ? DONE : FAILED;
 }
 
 bool JSONStructuredPushDeserializerOld::endDeserialize() {
     const bool failed = !state_->done;
+    if (failed) {
+        recordFailure(state_->hasFailed, CallOutOfPlace, "a payload that was read", "none");
+    }
     state_->reader = nullptr;
     state_->target = nullptr;
     state_->done = false;
     return failed;
+}
+
+std::size_t JSONStructuredPushDeserializerOld::positionOf(std::string_view payload,
+                                                          std::uint32_t event) const noexcept {
+    JsonScan scan(payload);
+    return scan.findEvent(event) ? scan.position() : NO_POSITION;
 }
 
 void JSONStructuredPushDeserializerOld::setNestingLimit(unsigned int limit) noexcept {

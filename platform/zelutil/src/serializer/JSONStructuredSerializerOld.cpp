@@ -3,9 +3,10 @@
 #include <cmath>
 #include <cstring>
 
+#include "JsonScan.h"
 #include "JsonText.h"
-#include "util/serializer/SequencedSerializerLevels.h"
-#include "util/serializer/SequencedSerializerValues.h"
+#include "SequencedSerializerLevels.h"
+#include "SequencedSerializerValues.h"
 
 namespace util::serializer {
 
@@ -31,15 +32,21 @@ bool JSONStructuredSerializerOld::putUnsigned(std::uint64_t value) {
 }
 
 bool JSONStructuredSerializerOld::putFloat(float value) {
-    return !std::isfinite(value) || json::appendFloat(writer(), value);
+    if (!std::isfinite(value)) {
+        return refuse(Refusal::NotFinite, static_cast<double>(value));
+    }
+    return json::appendFloat(writer(), value);
 }
 
 bool JSONStructuredSerializerOld::putDouble(double value) {
-    return !std::isfinite(value) || json::appendDouble(writer(), value);
+    if (!std::isfinite(value)) {
+        return refuse(Refusal::NotFinite, value);
+    }
+    return json::appendDouble(writer(), value);
 }
 
 bool JSONStructuredSerializerOld::putString(std::string_view bytes) {
-    return !zel::unicode::isUtf8(bytes) || putText(bytes);
+    return zel::unicode::isUtf8(bytes) ? putText(bytes) : refuse(Refusal::NotUtf8);
 }
 
 bool JSONStructuredSerializerOld::putText(std::string_view utf8) {
@@ -71,7 +78,10 @@ bool JSONStructuredSerializerOld::putEmptyElement(bool first) {
 }
 
 bool JSONStructuredSerializerOld::putFieldBegin(std::string_view name, bool first) {
-    if (!zel::unicode::isUtf8(name) || putSeparator(first) || putText(name)) {
+    if (!zel::unicode::isUtf8(name)) {
+        return refuse(Refusal::NotUtf8);
+    }
+    if (putSeparator(first) || putText(name)) {
         return true;
     }
     return isCompact() ? writer().appendByte(':') : writer().append(": ", 2);
@@ -104,6 +114,13 @@ bool JSONStructuredSerializerOld::putLineBreak() {
     line[0] = '\n';
     std::memset(line + 1, ' ', indent);
     return false;
+}
+
+void JSONStructuredSerializerOld::locate(std::string_view written, bool isInItem,
+                                         FieldPath& path) const noexcept {
+    JsonScan scan(written);
+    scan.findEnd(isInItem);
+    path = scan.path();
 }
 
 template class SequencedSerializer<JSONStructuredSerializerOld>;

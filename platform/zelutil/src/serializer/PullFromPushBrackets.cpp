@@ -50,7 +50,7 @@ bool PullFromPushDeserializer::endElement() {
 bool PullFromPushDeserializer::getEmptyElement(bool& empty) {
     Handler::Stack::Level& top = handler_->stack.top();
     if (top.expects != Expects::Elements) {
-        return true;
+        return handler_->fail("an element or the end of an array");
     }
     empty = !handler_->atEnd() && handler_->at(top.data.next).kind == Event::Kind::Null;
     if (empty) {
@@ -75,12 +75,12 @@ bool PullFromPushDeserializer::endStruct() {
 
 bool PullFromPushDeserializer::beginField(std::string& name) {
     if (!handler_->mayBegin(Expects::Fields)) {
-        return true;
+        return handler_->fail("a field");
     }
     try {
         assign(name, handler_->record.textOf(handler_->at(handler_->stack.top().data.next)));
     } catch (const std::bad_alloc&) {
-        return true;
+        return handler_->failForMemory();
     }
     handler_->enterField();
     return false;
@@ -88,7 +88,7 @@ bool PullFromPushDeserializer::beginField(std::string& name) {
 
 bool PullFromPushDeserializer::skipField() {
     if (handler_->stack.top().item != Item::Field) {
-        return true;
+        return handler_->fail("a field that was begun");
     }
     handler_->consume();
     return handler_->endItem(Item::Field);
@@ -104,12 +104,12 @@ bool PullFromPushDeserializer::endField() {
 bool PullFromPushDeserializer::beginNamedField(const std::string& name, Item item, bool& present) {
     Handler::Stack& stack = handler_->stack;
     if (stack.top().expects != Expects::Fields) {
-        return true;
+        return handler_->fail(Phrase::ofText("the field ", name));
     }
     const std::uint32_t field = handler_->findField(name);
     const bool found = field != Handler::NONE;
     if (!found && item == Item::MandatoryField) {
-        return true;
+        return handler_->failToFind(name);
     }
     stack.top().data.byName = true;
     stack.top().data.value = field + 1;
@@ -152,9 +152,12 @@ Entry const* PullFromPushDeserializer::getNextEntry() {
 template <class Container>
 bool PullFromPushDeserializer::readRest(Bracket bracket, Container& out) {
     const Handler::Cursor& items = handler_->stack.top().data;
-    if (!handler_->stack.mayClose(bracket) ||
-        RecordTree(handler_->record, items.next, items.end).fill(out)) {
-        return true;
+    if (!handler_->stack.mayClose(bracket)) {
+        return handler_->fail(bracket == Bracket::Array ? "an array that was begun"
+                                                        : "a struct that was begun");
+    }
+    if (RecordTree(handler_->record, items.next, items.end).fill(out)) {
+        return handler_->failForMemory();
     }
     handler_->stack.pop();
     return false;

@@ -16,6 +16,35 @@ namespace {
 
 using Kind = Event::Kind;
 
+constexpr char const* UNICODE = "a string in UTF-8";
+
+// What a getter for each type expects.
+constexpr char const* wordsOf(const bool&) noexcept {
+    return "a boolean";
+}
+
+constexpr char const* wordsOf(const std::string&) noexcept {
+    return "a string";
+}
+
+template <class Number>
+constexpr char const* wordsOf(const Number&) noexcept {
+    if constexpr (std::is_same_v<Number, float>) {
+        return "a number within the range of a float";
+    } else if constexpr (std::is_same_v<Number, double>) {
+        return "a number";
+    } else if constexpr (std::is_signed_v<Number>) {
+        constexpr char const* WORDS[] = {"an integer of 8 bits", "an integer of 16 bits",
+                                         "an integer of 32 bits", "an integer of 64 bits"};
+        return WORDS[sizeof(Number) / 4 + (sizeof(Number) > 1 ? 1 : 0)];
+    } else {
+        constexpr char const* WORDS[] = {
+            "an unsigned integer of 8 bits", "an unsigned integer of 16 bits",
+            "an unsigned integer of 32 bits", "an unsigned integer of 64 bits"};
+        return WORDS[sizeof(Number) / 4 + (sizeof(Number) > 1 ? 1 : 0)];
+    }
+}
+
 std::string_view remainingOf(ByteBufferReader const* reader) noexcept {
     if (reader == nullptr) {
         return {};
@@ -38,9 +67,11 @@ PullFromPushDeserializer::~PullFromPushDeserializer() = default;
 
 bool PullFromPushDeserializer::beginDeserialize(ByteBufferReader* reader, Options const* options) {
     reset();
+    handler_->hasFailed = false;
     if (source_ == nullptr) {
-        return true;
+        return handler_->fail("a push deserializer to read through");
     }
+    handler_->source = source_;
     unsigned int limit = MAX_NESTING_DEPTH;
     if (options != nullptr) {
         const auto option = options->find(OptionTag::NestingLimit);
@@ -56,6 +87,7 @@ bool PullFromPushDeserializer::beginDeserialize(ByteBufferReader* reader, Option
                         source_->deserialize() != IStructuredPushDeserializer::DONE;
     if (source_->endDeserialize() || failed || recorder.finish()) {
         reset();
+        handler_->hasFailed = true;  // the source has said why, or the recorder
         return true;
     }
     handler_->start();
@@ -64,6 +96,9 @@ bool PullFromPushDeserializer::beginDeserialize(ByteBufferReader* reader, Option
 
 bool PullFromPushDeserializer::endDeserialize() {
     const bool complete = handler_->stack.isComplete();
+    if (!complete) {
+        handler_->fail("the end of the payload");
+    }
     reset();
     return !complete;
 }
@@ -74,16 +109,17 @@ void PullFromPushDeserializer::reset() {
 
 // ---- values
 
-// Reads the value that stands here with `convert(event)`, which is true when it does not fit.
+// Reads the value that stands here with `convert(event)`, which is true when it is not what is
+// `expected`.
 template <class Convert>
-bool PullFromPushDeserializer::read(Convert convert) {
+bool PullFromPushDeserializer::read(char const* expected, Convert convert) {
     Event const* const event = handler_->value();
     try {
         if (event == nullptr || convert(*event)) {
-            return true;
+            return handler_->fail(expected);
         }
     } catch (const std::bad_alloc&) {
-        return true;
+        return handler_->failForMemory();
     }
     handler_->consume();
     return false;
@@ -91,11 +127,12 @@ bool PullFromPushDeserializer::read(Convert convert) {
 
 template <class Item>
 bool PullFromPushDeserializer::readItem(Item& out) {
-    return read([&](const Event& event) { return convert(handler_->record, event, out); });
+    return read(wordsOf(out),
+                [&](const Event& event) { return convert(handler_->record, event, out); });
 }
 
 bool PullFromPushDeserializer::getNull() {
-    return read([](const Event& event) { return event.kind != Kind::Null; });
+    return read("null", [](const Event& event) { return event.kind != Kind::Null; });
 }
 
 bool PullFromPushDeserializer::getBoolean(bool& out) {
@@ -143,14 +180,17 @@ bool PullFromPushDeserializer::getDouble(double& out) {
 }
 
 bool PullFromPushDeserializer::getEnum(int& out, int count, bool checked) {
-    return read([&](const Event& event) {
-        int value = 0;
-        if (convert(handler_->record, event, value) || (checked && (value < 0 || value >= count))) {
-            return true;
-        }
-        out = value;
-        return false;
-    });
+    int value = 0;
+    Event const* const event = handler_->value();
+    if (event == nullptr || convert(handler_->record, *event, value)) {
+        return handler_->fail(wordsOf(out));
+    }
+    if (checked && (value < 0 || value >= count)) {
+        return handler_->fail(Phrase::ofSigned("an enumerator from 0 to below ", count));
+    }
+    out = value;
+    handler_->consume();
+    return false;
 }
 
 bool PullFromPushDeserializer::getString(std::string& out) {
@@ -158,7 +198,7 @@ bool PullFromPushDeserializer::getString(std::string& out) {
 }
 
 bool PullFromPushDeserializer::getString(UnicodeString8& out) {
-    return read([&](const Event& event) {
+    return read(UNICODE, [&](const Event& event) {
         if (event.kind != Kind::String || !zel::unicode::isUtf8(handler_->record.textOf(event))) {
             return true;
         }
@@ -168,7 +208,7 @@ bool PullFromPushDeserializer::getString(UnicodeString8& out) {
 }
 
 bool PullFromPushDeserializer::getString(UnicodeString16& out) {
-    return read([&](const Event& event) {
+    return read(UNICODE, [&](const Event& event) {
         std::optional<std::u16string> text;
         if (event.kind == Kind::String) {
             text = zel::unicode::utf8ToUtf16(handler_->record.textOf(event));
@@ -182,7 +222,7 @@ bool PullFromPushDeserializer::getString(UnicodeString16& out) {
 }
 
 bool PullFromPushDeserializer::getString(zel::unicode::String& out) {
-    return read([&](const Event& event) {
+    return read(UNICODE, [&](const Event& event) {
         std::optional<zel::unicode::String> text;
         if (event.kind == Kind::String) {
             text = zel::unicode::String::fromUtf8(handler_->record.textOf(event));
@@ -199,39 +239,44 @@ bool PullFromPushDeserializer::getString(zel::unicode::String& out) {
 
 template <class Item>
 bool PullFromPushDeserializer::readArray(std::vector<Item>& out) {
-    return read([&](const Event& array) {
-        if (array.kind != Kind::Array) {
-            return true;
-        }
+    Event const* const array = handler_->value();
+    if (array == nullptr || array->kind != Kind::Array) {
+        return handler_->fail("an array");
+    }
+    try {
         std::vector<Item> items;
-        items.reserve(array.content.count);
+        items.reserve(array->content.count);
         std::uint32_t next = handler_->stack.top().data.value + 1;
-        for (; next != array.next; next = handler_->at(next).next) {
+        for (; next != array->next; next = handler_->at(next).next) {
             Item item{};
             if (convert(handler_->record, handler_->at(next), item)) {
-                return true;
+                return handler_->failAtElement(next, items.size(), wordsOf(item));
             }
             items.push_back(std::move(item));
         }
         out = std::move(items);
-        return false;
-    });
+    } catch (const std::bad_alloc&) {
+        return handler_->failForMemory();
+    }
+    handler_->consume();
+    return false;
 }
 
 bool PullFromPushDeserializer::getNullArray(unsigned long& count) {
-    return read([&](const Event& array) {
-        if (array.kind != Kind::Array) {
-            return true;
+    Event const* const array = handler_->value();
+    if (array == nullptr || array->kind != Kind::Array) {
+        return handler_->fail("an array");
+    }
+    std::uint64_t index = 0;
+    std::uint32_t next = handler_->stack.top().data.value + 1;
+    for (; next != array->next; next = handler_->at(next).next, ++index) {
+        if (handler_->at(next).kind != Kind::Null) {
+            return handler_->failAtElement(next, index, "null");
         }
-        std::uint32_t next = handler_->stack.top().data.value + 1;
-        for (; next != array.next; next = handler_->at(next).next) {
-            if (handler_->at(next).kind != Kind::Null) {
-                return true;
-            }
-        }
-        count = array.content.count;
-        return false;
-    });
+    }
+    count = array->content.count;
+    handler_->consume();
+    return false;
 }
 
 bool PullFromPushDeserializer::getBooleanArray(std::vector<bool>& out) {

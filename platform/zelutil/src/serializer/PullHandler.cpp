@@ -16,8 +16,11 @@ void PullFromPushDeserializer::Handler::clear() noexcept {
 bool PullFromPushDeserializer::Handler::open(Event::Kind kind, Bracket bracket,
                                              Expects expects) noexcept {
     Event const* const container = value();
-    if (container == nullptr || container->kind != kind || stack.makeRoom()) {
-        return true;
+    if (container == nullptr || container->kind != kind) {
+        return fail(kind == Event::Kind::Array ? "an array" : "a struct");
+    }
+    if (stack.makeRoom()) {
+        return failToNest();
     }
     const std::uint32_t first = stack.top().data.value + 1;
     consume();
@@ -27,7 +30,7 @@ bool PullFromPushDeserializer::Handler::open(Event::Kind kind, Bracket bracket,
 
 bool PullFromPushDeserializer::Handler::close(Bracket bracket) noexcept {
     if (!stack.mayClose(bracket) || !(atEnd() || stack.top().data.byName)) {
-        return true;
+        return fail(bracket == Bracket::Array ? "the end of an array" : "the end of a struct");
     }
     stack.pop();
     return false;
@@ -35,7 +38,7 @@ bool PullFromPushDeserializer::Handler::close(Bracket bracket) noexcept {
 
 bool PullFromPushDeserializer::Handler::beginElement() noexcept {
     if (!mayBegin(Expects::Elements)) {
-        return true;
+        return fail("an element");
     }
     enterElement();
     return false;
@@ -43,8 +46,11 @@ bool PullFromPushDeserializer::Handler::beginElement() noexcept {
 
 bool PullFromPushDeserializer::Handler::openScope(Bracket bracket) noexcept {
     const Stack::Level below = stack.top();
-    if (below.bracket == Bracket::Closed || stack.makeRoom()) {
-        return true;
+    if (below.bracket == Bracket::Closed) {
+        return fail("a payload");
+    }
+    if (stack.makeRoom()) {
+        return failToNest();
     }
     stack.push(bracket, below.expects, below.data);
     return false;
@@ -52,7 +58,7 @@ bool PullFromPushDeserializer::Handler::openScope(Bracket bracket) noexcept {
 
 bool PullFromPushDeserializer::Handler::closeScope(Bracket bracket) noexcept {
     if (!stack.mayClose(bracket)) {
-        return true;
+        return fail("the end of a scope of options");
     }
     const Stack::Level closed = stack.pop();
     stack.top().expects = closed.expects;
@@ -85,10 +91,12 @@ void PullFromPushDeserializer::Handler::announce() noexcept {
     try {
         announceNext();
     } catch (const std::bad_alloc&) {
+        failForMemory();
         entry.type = EntryType::Failure;
     }
     // What cannot be entered is not announced, or going from entry to entry would never end.
     if (opensLevel(entry.type) && stack.makeRoom()) {
+        failToNest();
         entry.type = EntryType::Failure;
     }
 }
@@ -196,6 +204,7 @@ void PullFromPushDeserializer::Handler::takeNext() noexcept {
     try {
         failed = takeNextFails();
     } catch (const std::bad_alloc&) {  // and nothing was taken
+        failForMemory();
     }
     if (failed) {
         entry.type = EntryType::Failure;

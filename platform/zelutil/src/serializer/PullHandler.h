@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <string_view>
 
+#include "Failure.h"
 #include "Record.h"
 #include "util/serializer/BracketStack.h"
 #include "util/serializer/PullFromPushDeserializer.h"
@@ -33,6 +34,25 @@ public:
     Recorder recorder;
     Stack stack;
     Entry entry;
+    IStructuredPushDeserializer const* source = nullptr;
+    bool hasFailed = false;
+
+    /// @{
+    /// Keeps, as the thread's latest error, that something else was expected than what comes next,
+    /// or than the event `at` of the element `index` of an array. Returns true.
+    [[gnu::cold]] bool fail(const Phrase& expected) noexcept;
+    [[gnu::cold]] bool failAtElement(std::uint32_t at, std::uint64_t index,
+                                     const Phrase& expected) noexcept;
+    /// @}
+    /// Keeps that memory is exhausted. Returns true.
+    [[gnu::cold]] bool failForMemory() noexcept {
+        recordNoMemory(hasFailed);
+        return true;
+    }
+    /// Keeps that the struct on top has no such field. Returns true.
+    [[gnu::cold]] bool failToFind(std::string_view name) noexcept;
+    /// Keeps why a level could not be opened, after `stack.makeRoom()` failed. Returns true.
+    [[gnu::cold]] bool failToNest() noexcept;
 
     /// Forgets the payload, keeping the memory.
     void clear() noexcept;
@@ -59,7 +79,7 @@ public:
     /// Ends the field or element, and steps over it unless it was found by name.
     bool endItem(Item item) noexcept {
         if (!stack.mayEnd(item)) {
-            return true;
+            return failToEnd(item);
         }
         if (item == Item::Field || item == Item::Element) {
             Cursor& items = stack.top().data;
@@ -83,6 +103,11 @@ public:
     void takeNext() noexcept;
 
 private:
+    [[gnu::cold]] bool failToEnd(Item item) noexcept;
+    FieldPath path() const noexcept;
+    std::uint32_t place() const noexcept;
+    Phrase next() const noexcept;
+    std::size_t positionOf(std::uint32_t event) const noexcept;
     void enter(Item item, std::uint32_t value) noexcept {
         stack.top().data.value = value;
         stack.beginItem(item);

@@ -4,8 +4,8 @@
 #include <new>
 #include <utility>
 
-#include "util/serializer/SequencedSerializerLevels.h"
-#include "util/serializer/SequencedSerializerValues.h"
+#include "SequencedSerializerLevels.h"
+#include "SequencedSerializerValues.h"
 
 namespace util::serializer {
 
@@ -66,6 +66,42 @@ bool Record::copyText(Event::Kind kind, std::string_view bytes) noexcept {
     Event::Content content{};
     content.text = {static_cast<std::uint32_t>(offset), static_cast<std::uint32_t>(bytes.size())};
     return add(kind, content);
+}
+
+namespace {
+
+// The containers of a record that are open, the innermost first.
+struct OpenContainers {
+    std::array<std::uint32_t, MAX_NESTING_DEPTH> index;
+    std::size_t count = 0;
+};
+
+}  // namespace
+
+void Record::addPathOfNext(FieldPath& path, bool isInItem) const noexcept {
+    // While a container is open its `next` is the one around it, which has a lower index.
+    if (events_.size() == 0 || events_[open_].kind < Event::Kind::Array ||
+        events_[open_].next > open_) {
+        return;
+    }
+    OpenContainers open;
+    for (std::uint32_t i = open_; open.count == 0 || open.index[open.count - 1] != 0;
+         i = events_[i].next) {
+        open.index[open.count++] = i;
+    }
+    for (std::size_t i = open.count - 1; i > 0; --i) {
+        const Event& container = events_[open.index[i]];
+        container.kind == Event::Kind::Array
+            ? path.addElement(container.content.count - 1)
+            : path.addField(textOf(events_[open.index[i - 1] - 1]));
+    }
+    const Event& innermost = events_[open_];
+    const Event& last = events_[events_.size() - 1];
+    if (innermost.kind == Event::Kind::Array && isInItem) {
+        path.addElement(innermost.content.count);
+    } else if (last.kind == Event::Kind::Field) {
+        path.addField(textOf(last));
+    }
 }
 
 Recorder::Recorder(Record& record) noexcept

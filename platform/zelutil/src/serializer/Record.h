@@ -7,6 +7,7 @@
 #include <memory>
 #include <string_view>
 
+#include "Failure.h"
 #include "util/ByteBufferWriter.h"
 #include "util/Limits.h"
 #include "util/serializer/SequencedSerializer.h"
@@ -113,6 +114,11 @@ public:
     bool open(Event::Kind kind) noexcept;
     /// @}
     void close() noexcept;
+    /// Adds the way to the field or element that comes next to `path`, of a record that is not
+    /// complete; to the element of an array only with `isInItem`.
+    void addPathOfNext(FieldPath& path, bool isInItem) const noexcept;
+    /// The text of the payload, which is borrowed.
+    std::string_view payload() const noexcept { return payload_; }
     /// Before each element of an array.
     void countElement() noexcept { ++events_[open_].content.count; }
 
@@ -146,7 +152,7 @@ public:
     /// many levels. Its order is its own matter, so it costs none of the checks of single calls.
     template <class Put>
     bool recordValue(Put put) {
-        return value([&] { return put(record_, MAX_NESTING_DEPTH - depth()); });
+        return wholeValue([&] { return put(record_, MAX_NESTING_DEPTH - depth()); });
     }
 
 private:
@@ -167,6 +173,9 @@ private:
     bool putElementBegin(bool first);
     bool putEmptyElement(bool first);
     bool putFieldBegin(std::string_view name, bool first);
+    void locate(std::string_view, bool isInItem, FieldPath& path) const noexcept {
+        record_.addPathOfNext(path, isInItem);
+    }
 
     Record& record_;
 };

@@ -57,21 +57,27 @@ bool replay(std::string_view bytes, bool little, IStructuredSerializer& target) 
 struct Row {
     std::uint64_t tag;
     bool little;
+    std::size_t size;
     bool (*replay)(std::string_view bytes, bool little, IStructuredSerializer& target);
 };
 
+template <class Number>
+constexpr Row rowOf(std::uint64_t tag, bool little) noexcept {
+    return {tag, little, sizeof(Number), replay<Number>};
+}
+
 // 68 is the clamped form of 64: a hint for whoever computes with the items.
 constexpr Row ROWS[] = {
-    {64, false, replay<std::uint8_t>},  {65, false, replay<std::uint16_t>},
-    {66, false, replay<std::uint32_t>}, {67, false, replay<std::uint64_t>},
-    {68, false, replay<std::uint8_t>},  {69, true, replay<std::uint16_t>},
-    {70, true, replay<std::uint32_t>},  {71, true, replay<std::uint64_t>},
-    {72, false, replay<std::int8_t>},   {73, false, replay<std::int16_t>},
-    {74, false, replay<std::int32_t>},  {75, false, replay<std::int64_t>},
-    {77, true, replay<std::int16_t>},   {78, true, replay<std::int32_t>},
-    {79, true, replay<std::int64_t>},   {81, false, replay<float>},
-    {82, false, replay<double>},        {85, true, replay<float>},
-    {86, true, replay<double>},
+    rowOf<std::uint8_t>(64, false),  rowOf<std::uint16_t>(65, false),
+    rowOf<std::uint32_t>(66, false), rowOf<std::uint64_t>(67, false),
+    rowOf<std::uint8_t>(68, false),  rowOf<std::uint16_t>(69, true),
+    rowOf<std::uint32_t>(70, true),  rowOf<std::uint64_t>(71, true),
+    rowOf<std::int8_t>(72, false),   rowOf<std::int16_t>(73, false),
+    rowOf<std::int32_t>(74, false),  rowOf<std::int64_t>(75, false),
+    rowOf<std::int16_t>(77, true),   rowOf<std::int32_t>(78, true),
+    rowOf<std::int64_t>(79, true),   rowOf<float>(81, false),
+    rowOf<double>(82, false),        rowOf<float>(85, true),
+    rowOf<double>(86, true),
 };
 
 Row const* findRow(std::uint64_t tag) noexcept {
@@ -87,6 +93,10 @@ Row const* findRow(std::uint64_t tag) noexcept {
 
 bool isTypedArrayTag(std::uint64_t tag) noexcept {
     return findRow(tag) != nullptr;
+}
+
+std::size_t itemSizeOf(std::uint64_t tag) noexcept {
+    return findRow(tag)->size;
 }
 
 void storeBigEndian(void const* items, std::size_t size, std::size_t count,

@@ -13,6 +13,9 @@ namespace util::serializer {
 /// Whether `tag` names a typed array; half and 128-bit floats are not taken.
 bool isTypedArrayTag(std::uint64_t tag) noexcept;
 
+/// The size of an item of the typed array in bytes; `tag` must be one of a typed array.
+std::size_t itemSizeOf(std::uint64_t tag) noexcept;
+
 /// Copies `count` items of `size` (1, 2, 4 or 8) bytes from memory to big-endian bytes.
 void storeBigEndian(void const* items, std::size_t size, std::size_t count,
                     unsigned char* bytes) noexcept;

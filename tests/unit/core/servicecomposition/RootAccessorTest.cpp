@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <memory>
 #include <string>
+#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -126,14 +127,16 @@ TEST_F(RootAccessorTest, UnknownMimeTypeOfAnAnswerEndsTheTrackingWithoutAnEvent)
 
 TEST_F(RootAccessorTest, UndecodableAnswerEndsTheTrackingWithoutAnEvent) {
     accessor.trackResources(receiver(events));
-    const std::pair<std::string, std::string> bodies[] = {{"", "application/json"},
-                                                          {"{}", "application/json"},
-                                                          {"[1]", "application/json"},
-                                                          {"[\"/a\"", "application/json"},
-                                                          {"[\"/a\",null]", "application/json"},
-                                                          {"\x9F\x62/", "application/vnd.axobin"},
-                                                          {"", "application/vnd.axobin"}};
-    for (const auto& [bytes, type] : bodies) {
+    const std::tuple<std::string, std::string, std::string> bodies[] = {
+        {"", "application/json", "expected a value, found the end of the text (byte 0)"},
+        {"{}", "application/json", "expected an array, found a struct (byte 0)"},
+        {"[1]", "application/json", "[0]: expected a string, found 1 (byte 1)"},
+        {"[\"/a\"", "application/json", "expected ',' or ']', found the end of the text (byte 5)"},
+        {"[\"/a\",null]", "application/json", "[1]: expected a string, found null (byte 6)"},
+        {"\x9F\x62/", "application/vnd.axobin",
+         "[0]: expected a value, found too few bytes behind 0x62 (byte 1)"},
+        {"", "application/vnd.axobin", "expected a value, found the end of the payload (byte 0)"}};
+    for (const auto& [bytes, type, reason] : bodies) {
         test::Reports reports;
         test::Traces traces(CHANNEL, 4);
         EXPECT_TRUE(service.answers->onNext(responseOf(bytes, type))) << bytes;
@@ -142,7 +145,7 @@ TEST_F(RootAccessorTest, UndecodableAnswerEndsTheTrackingWithoutAnEvent) {
         EXPECT_EQ(seen[0].reason, "error on deserialization for 'std::vector<std::string>'");
         EXPECT_EQ(seen[0].line, 74);
         EXPECT_EQ(traces.take(),
-                  (Traced{{4, "[trackResources] can't create response data, reason="}}));
+                  (Traced{{4, "[trackResources] can't create response data, reason=" + reason}}));
     }
     EXPECT_TRUE(service.answers->onNext(Response(200)));
     EXPECT_TRUE(events.empty());

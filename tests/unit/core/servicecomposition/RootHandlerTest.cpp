@@ -147,10 +147,28 @@ TEST_F(RootHandlerTest, SerializerThatFailsIsAnsweredWith500) {
     // JSON has no form for a mount path that is not UTF-8.
     servicecomp::overrideMimeTypeFunc([](const Request&) { return "application/json"; });
     StaticComposedKovaService service(Mounts({"/a", "/\xFF"}).take());
+    test::Reports reports;
+    test::Traces traces(CHANNEL, 4);
     service.actionRequest(Request("retrieve", "/"), answer.handler());
     EXPECT_TRUE(answer.values.empty());
     ASSERT_TRUE(answer.error);
     EXPECT_EQ(answer.error->getStatusCode(), 500);
+    EXPECT_EQ(traces.take(),
+              (Traced{{4,
+                       "[RootHandler::sendUpdate] can't serialize the body, reason='[1]: expected "
+                       "UTF-8, found other bytes (byte 6)'"}}));
+    EXPECT_TRUE(reports.take().empty()) << "the sink was called";
+    EXPECT_FALSE(zel::ErrorStorage::current().hasError()) << "not acknowledged";
+}
+
+TEST_F(RootHandlerTest, SuccessLeavesAnOlderErrorOfTheThreadAlone) {
+    const auto service = make("application/json");
+    test::Reports reports;
+    zel::ErrorOutput("src/Test", 1, true)(errors::Error, errors::RequestFailed, "older");
+    const std::string older = zel::ErrorStorage::current().reason();
+    service->actionRequest(Request("retrieve", "/"), answer.handler());
+    ASSERT_EQ(answer.values.size(), 1U);
+    EXPECT_EQ(zel::ErrorStorage::current().reason(), older);
 }
 
 TEST_F(RootHandlerTest, MountAtTheRootTakesItsPlace) {

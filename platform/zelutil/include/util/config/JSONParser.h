@@ -38,7 +38,8 @@ public:
     /// Parses one text. False on success: an object is left in `*dictionary`, an array in `*array`,
     /// the other output is set to null; the caller owns the tree. A text that is a lone scalar
     /// succeeds with both null. True on a syntax error, an exceeded limit or exhausted memory, and
-    /// then the outputs are untouched.
+    /// then the outputs are untouched. A zero byte within a view belongs to the text, which does
+    /// not end there; only a pointer is read up to its first zero byte.
     [[nodiscard]] bool parseString(char const* text, Dictionary** dictionary,
                                    Array** array) noexcept;
     [[nodiscard]] bool parseString(std::string_view text, Dictionary** dictionary,

@@ -42,6 +42,7 @@ private:
     static bool putElementBegin(bool first);
     bool putEmptyElement(bool first);
     bool putFieldBegin(std::string_view name, bool first);
+    void locate(std::string_view written, bool isInItem, FieldPath& path) const noexcept;
 };
 
 extern template class SequencedSerializer<AXOBinStructuredSerializerBE>;

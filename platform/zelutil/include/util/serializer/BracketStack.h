@@ -65,6 +65,8 @@ public:
     Level& top() noexcept { return *top_; }
     /// The same, for reading.
     const Level& top() const noexcept { return *top_; }
+    /// The open levels, outermost first; `top()` is the last one.
+    Level const* begin() const noexcept { return far_ == nullptr ? near_.data() : far_.get(); }
     /// Makes sure that a level can be opened. False on success; true when `CAPACITY` levels are
     /// open or memory is exhausted.
     [[nodiscard]] bool makeRoom() noexcept { return top_ == last_ && growFails(); }

@@ -5,8 +5,12 @@
 
 namespace util::serializer {
 
-/// What comes next in a payload that is read entry by entry. The numbers are part of the contract.
-enum class EntryType : std::uint32_t {
+/// The scope of the enumerators of `EntryType`, which is written `EntryType::StructBegin`.
+namespace entrytypes {
+
+/// What comes next in a payload that is read entry by entry. The numbers are part of the contract,
+/// and an entry's type compares with them: `entry->type == 31`.
+enum EntryType : std::uint32_t {
     None = 0,  ///< a value of no kind that can be announced
     End = 1,   ///< nothing more at this level
     Null = 2,
@@ -48,12 +52,17 @@ enum class EntryType : std::uint32_t {
     ElementEnd = 36
 };
 
+}  // namespace entrytypes
+
+using entrytypes::EntryType;
+
 /// One entry: its type and, for scalars, strings and fields, its value.
 struct Entry {
     /// The scalar of a boolean, integer or floating-point entry; which member counts is told by the
     /// type: `boolean` for `Boolean`, `int32` for `Int8`, `Int16` and `Int32`, `uint32` for
     /// `UInt8`, `UInt16` and `UInt32`, `int64` and `uint64` for the 64-bit types, `number` for
-    /// `Float` and `Double`.
+    /// `Float` and `Double`. Integers are announced with 64 bits; of these, `int32` and `uint32`
+    /// hold the low 32 bits.
     union Scalar {
         /// @{
         /// The scalar, when the type calls for this member.

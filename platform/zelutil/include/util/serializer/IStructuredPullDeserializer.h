@@ -93,10 +93,12 @@ public:
     [[nodiscard]] virtual bool beginArray() = 0;
     /// Whether no element is left in the array that is being read; true also when none is open.
     virtual bool isArrayEnd() = 0;
-    /// Fails when an element is left.
+    /// Fails when an element is left or no array is open. The failure is returned, and nothing is
+    /// ended.
     [[nodiscard]] virtual bool endArray() = 0;
     /// @{
-    /// Begin and end an element; between them one value is read.
+    /// Begin and end an element; between them one value is read. Beginning one past the last, or
+    /// outside an array, fails; it does not end the process.
     [[nodiscard]] virtual bool beginElement() = 0;
     [[nodiscard]] virtual bool endElement() = 0;
     /// @}
@@ -110,9 +112,11 @@ public:
     [[nodiscard]] virtual bool beginStruct(Options const* options) = 0;
     /// Whether no field is left in the struct that is being read; true also when none is open.
     virtual bool isStructEnd() = 0;
-    /// Fails when a field is left, unless fields were read by name.
+    /// Fails when a field is left, unless fields were read by name, or when no struct is open. The
+    /// failure is returned, and nothing is ended.
     [[nodiscard]] virtual bool endStruct() = 0;
-    /// Begins the next field and gives its name.
+    /// Begins the next field and returns its name in `name`. Fails, and does not end the process,
+    /// when no field is left or no struct is open.
     [[nodiscard]] virtual bool beginField(std::string& name) = 0;
     /// After `beginField`: steps over the field's value and ends the field.
     [[nodiscard]] virtual bool skipField() = 0;

@@ -119,7 +119,7 @@ public:
 private:
     class UTIL_LOCAL Handler;
     template <class Convert>
-    UTIL_LOCAL bool read(Convert convert);
+    UTIL_LOCAL bool read(char const* expected, Convert convert);
     template <class Item>
     UTIL_LOCAL bool readItem(Item& out);
     template <class Item>

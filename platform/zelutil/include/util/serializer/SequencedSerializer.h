@@ -12,6 +12,8 @@
 
 namespace util::serializer {
 
+class FieldPath;
+
 /// The part that all serializers have in common: it checks the order of the calls, the nesting
 /// depth and the options in force, and hands what is in order to the format.
 ///
@@ -31,6 +33,11 @@ namespace util::serializer {
 ///         bool putElementBegin(bool first), putEmptyElement(bool first),
 ///             putFieldBegin(std::string_view name, bool first);
 ///     };
+///
+/// A `put` function that has no form for a value fails with `refuse`; of any other failure it is
+/// taken that memory is exhausted. For messages about failures, a format reads back where it is:
+///
+///     void locate(std::string_view written, bool isInItem, FieldPath& path) const noexcept;
 ///
 /// Its header declares `extern template class SequencedSerializer<Format>`; one source file, behind
 /// its `put` functions, includes SequencedSerializerValues.h and SequencedSerializerLevels.h and
@@ -128,10 +135,32 @@ protected:
     template <class Put>
     UTIL_LOCAL bool value(Put put) {
         if (!admits(Expects::Value) || put()) {
-            return fail();
+            return fail(VALUE, admits(Expects::Value));
         }
         stack_.top().expects = Expects::Nothing;
         return false;
+    }
+    /// The same for a `put()` that keeps itself why it fails.
+    template <class Put>
+    UTIL_LOCAL bool wholeValue(Put put) {
+        return value([&] { return put() && refuse(Refusal::Said); });
+    }
+
+    /// Why a `put` function has no form for a value.
+    enum class Refusal : std::uint8_t {
+        None,
+        NotFinite,
+        NotUtf8,
+        NotUnicode,
+        NotEnumerator,
+        TooDeep,
+        Said  // the reason is kept already
+    };
+    /// Notes the reason, and the number that it is about. Returns true.
+    UTIL_LOCAL bool refuse(Refusal why, double number = 0) noexcept {
+        refusal_ = why;
+        refused_ = number;
+        return true;
     }
 
     /// `count` items of the type at `items`, called only with `CAPABILITY_PACKED_ARRAYS`; to be
@@ -148,16 +177,23 @@ private:
     using Level = typename Stack::Level;
 
     UTIL_LOCAL Format& format() noexcept { return static_cast<Format&>(*this); }
+    static constexpr char const* VALUE = "a value";
+
     // The first failure spoils the payload: every later call up to the next beginSerialize fails
-    // too, as nothing is expected where no payload is open.
-    UTIL_LOCAL bool fail() noexcept {
-        stack_.clear();
-        return true;
-    }
+    // too, as nothing is expected where no payload is open. Keeps the reason as the thread's latest
+    // error: that `call` is not what is expected, or what went wrong where it is.
+    [[gnu::cold]] UTIL_LOCAL bool fail(char const* call, bool isExpected = false) noexcept;
+    UTIL_LOCAL void recordOutOfPlace(char const* call) noexcept;
+    UTIL_LOCAL void recordRefusal() noexcept;
+    UTIL_LOCAL char const* expectedNow() const noexcept;
+    UTIL_LOCAL FieldPath path() const noexcept;
+    UTIL_LOCAL std::size_t position() const noexcept { return writer_->size() - start_; }
     UTIL_LOCAL bool admits(Expects expected) const noexcept {
         return stack_.top().expects == expected;
     }
-    UTIL_LOCAL bool mayNest() const noexcept { return depth_ < MAX_NESTING_DEPTH; }
+    UTIL_LOCAL bool isTooDeep() noexcept {
+        return depth_ >= MAX_NESTING_DEPTH && refuse(Refusal::TooDeep);
+    }
     // What holds in a level above the top one.
     UTIL_LOCAL LevelData inner() const noexcept {
         const LevelData& data = stack_.top().data;
@@ -180,6 +216,9 @@ private:
 
     unsigned int capabilities_;
     bool compact_;
+    bool hasFailed_ = false;
+    Refusal refusal_ = Refusal::None;
+    double refused_ = 0;
     ByteBufferWriter* writer_ = nullptr;
     unsigned long start_ = 0;
     std::size_t depth_ = 0;

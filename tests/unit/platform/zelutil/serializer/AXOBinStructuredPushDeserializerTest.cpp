@@ -5,9 +5,9 @@
 #include <stdexcept>
 
 #include "Payloads.h"
+#include "serializer/SequencedSerializerLevels.h"
+#include "serializer/SequencedSerializerValues.h"
 #include "util/serializer/AXOBinStructuredPushDeserializer.h"
-#include "util/serializer/SequencedSerializerLevels.h"
-#include "util/serializer/SequencedSerializerValues.h"
 
 namespace {
 
@@ -52,6 +52,7 @@ private:
         std::snprintf(text, sizeof text, "%.17g", value);
         return text;
     }
+    static void locate(std::string_view, bool, FieldPath&) noexcept {}
     bool add(const std::string& text) { return writer().append(text.data(), text.size()); }
 };
 

@@ -5,6 +5,8 @@
 #include <iterator>
 #include <map>
 #include <sstream>
+#include <type_traits>
+#include <vector>
 
 #include "Payloads.h"
 #include "util/serializer/PullFromPushDeserializer.h"
@@ -449,6 +451,26 @@ TEST(PullFromPushBracketsTest, PayloadAtTheNestingLimitIsReadCompletely) {
     EXPECT_EQ(codesOf(pull).size(), 4 * MAX_NESTING_DEPTH - 1);
     EXPECT_FALSE(pull.endDeserialize());
     EXPECT_FALSE(JsonPull('[' + open + close + ']').begun);
+}
+
+TEST(EntryTypeTest, ComparesWithTheNumbersOfTheContract) {
+    JsonPull pull("{}");
+    EXPECT_TRUE(pull.getNextEntry()->type == 31);
+    const EntryType type = pull.getNextEntry()->type;
+    EXPECT_TRUE(type == EntryType::StructEnd && type == 32);
+    static_assert(sizeof(EntryType) == 4 && !std::is_convertible_v<int, EntryType>);
+}
+
+TEST(EntryTest, SlotOf32BitsHoldsTheLowBitsOfAnInteger) {
+    JsonPull pull("[-3,4294967301]");
+    std::vector<std::int32_t> slots;
+    for (Entry const* entry = pull.getNextEntry(); entry->type != EntryType::End;
+         entry = pull.getNextEntry()) {
+        if (entry->type == EntryType::Int64) {
+            slots.push_back(entry->scalar.int32);
+        }
+    }
+    EXPECT_EQ(slots, (std::vector<std::int32_t>{-3, 5}));
 }
 
 }  // namespace

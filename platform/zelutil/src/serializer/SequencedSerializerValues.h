@@ -89,10 +89,12 @@ bool SequencedSerializer<Format>::serializeDouble(double item) {
 
 template <class Format>
 bool SequencedSerializer<Format>::serializeEnum(int item, int count, bool checked) {
-    if (checked && (item < 0 || item >= count)) {
-        return fail();
-    }
-    return serializeInt32(item);
+    return value([&] {
+        if (checked && (item < 0 || item >= count)) {
+            return refuse(Refusal::NotEnumerator, static_cast<double>(item));
+        }
+        return number(item);
+    });
 }
 
 template <class Format>
@@ -102,7 +104,10 @@ bool SequencedSerializer<Format>::serializeString(std::string_view bytes) {
 
 template <class Format>
 bool SequencedSerializer<Format>::serializeString(const UnicodeString8& text) {
-    return value([&] { return !zel::unicode::isUtf8(text.units) || format().putText(text.units); });
+    return value([&] {
+        return zel::unicode::isUtf8(text.units) ? format().putText(text.units)
+                                                : refuse(Refusal::NotUnicode);
+    });
 }
 
 template <class Format>
@@ -110,7 +115,7 @@ bool SequencedSerializer<Format>::serializeString(const UnicodeString16& text) {
     return value([&] {
         try {
             const std::optional<std::string> utf8 = zel::unicode::utf16ToUtf8(text.units);
-            return !utf8 || format().putText(*utf8);
+            return utf8 ? format().putText(*utf8) : refuse(Refusal::NotUnicode);
         } catch (const std::bad_alloc&) {
             return true;
         }
@@ -128,7 +133,7 @@ bool SequencedSerializer<Format>::serializeString(const zel::unicode::String& te
 template <class Format>
 template <class Put>
 bool SequencedSerializer<Format>::plainArray(std::size_t count, Put put) {
-    if (!mayNest() || format().putArrayBegin()) {
+    if (isTooDeep() || format().putArrayBegin()) {
         return true;
     }
     ++depth_;
@@ -146,7 +151,7 @@ template <class Number>
 bool SequencedSerializer<Format>::numbers(NumberType type, const std::vector<Number>& values) {
     return value([&] {
         if ((capabilities_ & CAPABILITY_PACKED_ARRAYS) != 0 && !stack_.top().data.plainArrays) {
-            return !mayNest() || format().putPacked(type, values.data(), values.size());
+            return isTooDeep() || format().putPacked(type, values.data(), values.size());
         }
         return plainArray(values.size(), [&](std::size_t i) { return number(values[i]); });
     });

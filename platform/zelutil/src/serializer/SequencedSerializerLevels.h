@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Failure.h"
 #include "util/serializer/SequencedSerializer.h"
 
 // A payload and its levels, scopes of options, arrays and structs, for the file that instantiates
@@ -12,8 +13,12 @@ namespace util::serializer {
 
 template <class Format>
 bool SequencedSerializer<Format>::beginSerialize(ByteBufferWriter* writer, Options const* options) {
+    hasFailed_ = false;
+    refusal_ = Refusal::None;
     if (writer == nullptr) {
-        return fail();
+        stack_.clear();
+        recordFailure(hasFailed_, CallOutOfPlace, "a writer", "none");
+        return true;
     }
     writer_ = writer;
     start_ = writer->size();
@@ -24,13 +29,109 @@ bool SequencedSerializer<Format>::beginSerialize(ByteBufferWriter* writer, Optio
 
 template <class Format>
 bool SequencedSerializer<Format>::endSerialize(unsigned long& written) {
-    const bool complete = stack_.isComplete();
-    stack_.clear();
-    if (!complete) {
-        return true;
+    if (!stack_.isComplete()) {
+        return fail("the end of the payload");
     }
+    stack_.clear();
     written = writer_->size() - start_;
     return false;
+}
+
+// ---- failures
+
+template <class Format>
+bool SequencedSerializer<Format>::fail(char const* call, bool isExpected) noexcept {
+    if (hasFailed_ || refusal_ == Refusal::Said) {
+        hasFailed_ = true;
+    } else if (!isExpected) {
+        recordOutOfPlace(call);
+    } else if (refusal_ != Refusal::None) {
+        recordRefusal();
+    } else {
+        recordNoMemory(hasFailed_);
+    }
+    stack_.clear();
+    return true;
+}
+
+template <class Format>
+FieldPath SequencedSerializer<Format>::path() const noexcept {
+    FieldPath path;
+    static_cast<Format const&>(*this).locate(
+        {reinterpret_cast<char const*>(writer_->data()) + start_, position()},
+        stack_.top().item != Item::None, path);
+    return path;
+}
+
+template <class Format>
+void SequencedSerializer<Format>::recordOutOfPlace(char const* call) noexcept {
+    if (stack_.top().bracket == Bracket::Closed) {
+        recordFailure(hasFailed_, CallOutOfPlace, "the begin of a payload", call);
+    } else {
+        recordFailure(hasFailed_, CallOutOfPlace, expectedNow(), call, path(), position());
+    }
+}
+
+template <class Format>
+char const* SequencedSerializer<Format>::expectedNow() const noexcept {
+    switch (stack_.top().expects) {
+        case Expects::Value:
+            return VALUE;
+        case Expects::Elements:
+            return "an element or the end of the array";
+        case Expects::Fields:
+            return "a field or the end of the struct";
+        case Expects::Nothing:
+            break;
+    }
+    switch (stack_.top().item) {
+        case Item::Field:
+            return "the end of the field";
+        case Item::MandatoryField:
+            return "the end of the mandatory field";
+        case Item::OptionalField:
+            return "the end of the optional field";
+        case Item::Element:
+            return "the end of the element";
+        case Item::None:
+            break;
+    }
+    return stack_.top().bracket == Bracket::Root ? "the end of the payload"
+                                                 : "the end of the scope of options";
+}
+
+template <class Format>
+void SequencedSerializer<Format>::recordRefusal() noexcept {
+    Phrase expected;
+    Phrase found;
+    PayloadErrorNumber number = ValueNotWritable;
+    switch (refusal_) {
+        case Refusal::NotFinite:
+            expected = "a finite number";
+            found = Phrase::ofReal(refused_);
+            break;
+        case Refusal::NotUtf8:
+            expected = "UTF-8";
+            found = "other bytes";
+            break;
+        case Refusal::NotUnicode:
+            expected = "a well-formed unicode text";
+            found = "another one";
+            break;
+        case Refusal::NotEnumerator:
+            expected = "an enumerator within its count";
+            found = Phrase::ofReal(refused_);
+            break;
+        case Refusal::TooDeep:
+            number = NestingTooDeep;
+            expected = Phrase::ofUnsigned("no more levels than ", MAX_NESTING_DEPTH);
+            found = "another one";
+            break;
+        case Refusal::None:
+        case Refusal::Said:
+            break;
+    }
+    recordFailure(hasFailed_, number, expected, found, path(), position());
 }
 
 // ---- scopes of options
@@ -50,8 +151,9 @@ typename SequencedSerializer<Format>::LevelData SequencedSerializer<Format>::cha
 template <class Format>
 bool SequencedSerializer<Format>::openScope(Bracket bracket, const LevelData& data) {
     const Level below = stack_.top();
-    if (below.bracket == Bracket::Closed || stack_.makeRoom()) {
-        return fail();
+    const bool isOpen = below.bracket != Bracket::Closed;
+    if (!isOpen || (stack_.makeRoom() && refuse(Refusal::TooDeep))) {
+        return fail("a scope of options", isOpen);
     }
     stack_.push(bracket, below.expects, {below.data.empty, data.compact, data.plainArrays});
     return false;
@@ -60,7 +162,7 @@ bool SequencedSerializer<Format>::openScope(Bracket bracket, const LevelData& da
 template <class Format>
 bool SequencedSerializer<Format>::closeScope(Bracket bracket) {
     if (!stack_.mayClose(bracket)) {
-        return fail();
+        return fail("the end of a scope of options");
     }
     const Level closed = stack_.pop();
     stack_.top().expects = closed.expects;
@@ -94,8 +196,8 @@ bool SequencedSerializer<Format>::endOption() {
 
 template <class Format>
 bool SequencedSerializer<Format>::beginArray() {
-    if (!admits(Expects::Value) || !mayNest() || stack_.makeRoom() || format().putArrayBegin()) {
-        return fail();
+    if (!admits(Expects::Value) || isTooDeep() || stack_.makeRoom() || format().putArrayBegin()) {
+        return fail("an array", admits(Expects::Value));
     }
     ++depth_;
     stack_.top().expects = Expects::Nothing;
@@ -106,11 +208,11 @@ bool SequencedSerializer<Format>::beginArray() {
 template <class Format>
 bool SequencedSerializer<Format>::endArray() {
     if (!stack_.mayClose(Bracket::Array)) {
-        return fail();
+        return fail("the end of an array");
     }
     --depth_;
     if (format().putArrayEnd(stack_.top().data.empty)) {
-        return fail();
+        return fail("the end of an array", true);
     }
     stack_.pop();
     return false;
@@ -119,7 +221,7 @@ bool SequencedSerializer<Format>::endArray() {
 template <class Format>
 bool SequencedSerializer<Format>::beginElement() {
     if (!admits(Expects::Elements) || format().putElementBegin(stack_.top().data.empty)) {
-        return fail();
+        return fail("an element", admits(Expects::Elements));
     }
     stack_.top().data.empty = false;
     stack_.beginItem(Item::Element);
@@ -134,7 +236,7 @@ bool SequencedSerializer<Format>::endElement() {
 template <class Format>
 bool SequencedSerializer<Format>::serializeEmptyElement() {
     if (!admits(Expects::Elements) || format().putEmptyElement(stack_.top().data.empty)) {
-        return fail();
+        return fail("an empty element", admits(Expects::Elements));
     }
     stack_.top().data.empty = false;
     return false;
@@ -142,8 +244,8 @@ bool SequencedSerializer<Format>::serializeEmptyElement() {
 
 template <class Format>
 bool SequencedSerializer<Format>::beginStruct(Options const* options) {
-    if (!admits(Expects::Value) || !mayNest() || stack_.makeRoom() || format().putStructBegin()) {
-        return fail();
+    if (!admits(Expects::Value) || isTooDeep() || stack_.makeRoom() || format().putStructBegin()) {
+        return fail("a struct", admits(Expects::Value));
     }
     ++depth_;
     stack_.top().expects = Expects::Nothing;
@@ -154,11 +256,11 @@ bool SequencedSerializer<Format>::beginStruct(Options const* options) {
 template <class Format>
 bool SequencedSerializer<Format>::endStruct() {
     if (!stack_.mayClose(Bracket::Struct)) {
-        return fail();
+        return fail("the end of a struct");
     }
     --depth_;
     if (format().putStructEnd(stack_.top().data.empty)) {
-        return fail();
+        return fail("the end of a struct", true);
     }
     stack_.pop();
     return false;
@@ -167,7 +269,7 @@ bool SequencedSerializer<Format>::endStruct() {
 template <class Format>
 bool SequencedSerializer<Format>::openField(std::string_view name, Item item) {
     if (!admits(Expects::Fields) || format().putFieldBegin(name, stack_.top().data.empty)) {
-        return fail();
+        return fail("a field", admits(Expects::Fields));
     }
     stack_.top().data.empty = false;
     stack_.beginItem(item);
@@ -177,7 +279,7 @@ bool SequencedSerializer<Format>::openField(std::string_view name, Item item) {
 template <class Format>
 bool SequencedSerializer<Format>::closeItem(Item item) {
     if (!stack_.mayEnd(item)) {
-        return fail();
+        return fail(item == Item::Element ? "the end of an element" : "the end of a field");
     }
     stack_.endItem();
     return false;
@@ -209,7 +311,7 @@ bool SequencedSerializer<Format>::beginOptionalField(std::string_view name, int,
         return openField(name, Item::OptionalField);
     }
     if (!admits(Expects::Fields)) {
-        return fail();
+        return fail("a field");
     }
     stack_.beginItem(Item::OptionalField, true);
     return false;
