@@ -18,6 +18,7 @@
 #include "kova/core/MimeTypes.h"
 #include "kova/core/StaticComposedKovaService.h"
 #include "support/Reports.h"
+#include "support/Service.h"
 #include "support/Trees.h"
 #include "util/config/Scalars.h"
 
@@ -182,6 +183,9 @@ TEST_F(StoreHandlerTest, CancellationOfAnUnknownHandleIsIgnored) {
     StoreHandler handler{StoreDocument(file)};
     handler.cancelRequest(nullptr);
     handler.cancelRequest(&handler);
+    kova::test::Events events;
+    handler.actionRequest(Request("retrieve", "/store"), kova::test::recorder(events), "");
+    EXPECT_EQ(events, (kova::test::Events{"next 200", "completed"}));
 }
 
 // Payloads

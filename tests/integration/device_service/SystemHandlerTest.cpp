@@ -164,6 +164,8 @@ TEST_F(SystemHandlerTest, StreamsAreIndependent) {
     }
     for (const auto& answer : answers) {
         answer->awaitValues(5);
+        EXPECT_EQ(answer->code(), 299);
+        EXPECT_EQ(answer->ends(), 0);
     }
 }
 
@@ -225,9 +227,11 @@ TEST_F(SystemHandlerTest, UnknownHandlesAreIgnored) {
     void* const handle = open(answer);
     handler->cancelRequest(nullptr);
     handler->cancelRequest(this);
+    EXPECT_FALSE(answer->released());
     service->cancelRequest(handle);
     service->cancelRequest(handle);
     answer->awaitRelease();
+    EXPECT_EQ(answer->ends(), 0);
 }
 
 // Blocks the sending thread inside a response handler, at the second value, until `proceed` is set.
@@ -301,8 +305,11 @@ TEST_F(SystemHandlerTest, ResponseHandlerMayOpenAStream) {
     };
     open(outer);
     inner->awaitValues(3);
+    EXPECT_EQ(inner->code(), 299);
     service->shutdown();
     service.reset();
+    EXPECT_TRUE(inner->released());
+    EXPECT_TRUE(outer->released());
 }
 
 // Shutdown and destruction
