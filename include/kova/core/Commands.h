@@ -8,7 +8,7 @@
 namespace kova::commands {
 
 /// @{
-/// A command word, as `Request::getCommand` gives it.
+/// A command word (`Request::getCommand`).
 constexpr char const* RETRIEVE = "retrieve";
 constexpr char const* UPDATE = "update";
 constexpr char const* DELETE = "delete";
@@ -23,19 +23,20 @@ constexpr unsigned char DELETE_ID = 2;
 constexpr unsigned char INSERT_ID = 3;
 /// @}
 
-/// The id of every word that is no command.
+/// The id of every word that is not a command.
 constexpr unsigned char UNKNOWN_ID = 255;
 
-/// The id of a command word, compared exactly (case counts). Any thread may call it.
+/// Returns the id of a command word. The comparison is exact and case-sensitive. Any thread may
+/// call it.
 KOVA_API unsigned char toId(const std::string& command) noexcept;
 
 }  // namespace kova::commands
 
-/// Further words of the public header vocabulary. The framework itself never consults them.
+/// Further words of the public header vocabulary. The framework does not use them.
 namespace kova::words {
 
 /// @{
-/// A word as it stands in headers.
+/// A word of headers.
 constexpr char const* EMPTY = "";
 constexpr char const* DOV = "dov";
 constexpr char const* PELU = "pelu";

@@ -9,7 +9,7 @@
 
 namespace kova {
 
-/// A service: takes requests and cancels them. What a client talks to.
+/// A service from the view of a client: accepts requests and cancels them.
 ///
 /// The order of the virtual operations is part of the contract.
 class KOVA_API IKovaApi {
@@ -19,14 +19,15 @@ public:
 
     virtual ~IKovaApi();
 
-    /// Asks. Returns the handle of the pending request, good for `cancelRequest`, or
-    /// `UNDEFINED_REQUEST_HANDLE` when nothing stays pending: refused, failed, or answered before
-    /// the call returned. A service that takes the request takes the handler over; one that refuses
-    /// leaves it with the caller. Events may arrive before the call returns and on any thread.
+    /// Sends a request. Returns a handle for `cancelRequest`, or `UNDEFINED_REQUEST_HANDLE` if the
+    /// request is not pending: it was rejected, failed, or was answered before the call returned. A
+    /// service that accepts the request takes ownership of the handler; a service that rejects it
+    /// leaves the handler with the caller. Events may arrive before the call returns and on any
+    /// thread.
     virtual void* actionRequest(const Request& request,
                                 std::unique_ptr<IResponseHandler<Response>>&& handler) = 0;
-    /// Cancels a pending request; the caller's handler gets no further event from the service
-    /// itself. An unknown handle is ignored.
+    /// Cancels a pending request. The service itself sends no further event to the caller's
+    /// handler. An unknown handle is ignored.
     virtual void cancelRequest(void* handle) = 0;
 };
 

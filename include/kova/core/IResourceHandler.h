@@ -10,14 +10,14 @@ namespace kova {
 
 /// Serves the resources under one mount path of a composed service.
 ///
-/// Requests may arrive from several threads at once; no lock of the service is held while they do.
+/// Several threads may send requests at once. The service holds no lock while it calls a handler.
 /// No operation may throw. The order of the virtual operations is part of the contract.
 class KOVA_API IResourceHandler {
 public:
     virtual ~IResourceHandler();
 
     /// Serves a request on `resourcePath`, the request's path relative to the mount path ("" for
-    /// the mount path itself). Owns `handler` from now on and sends its events, before or after
+    /// the mount path itself). Takes ownership of `handler` and sends its events, before or after
     /// returning, on any thread, one at a time. The caller may destroy `request` in a terminating
     /// event.
     ///

@@ -7,8 +7,8 @@ class Response;
 /// Receives the answer to one request: any number of `onNext`, then at most one of `onError` and
 /// `onCompleted`, and nothing after that.
 ///
-/// Whoever sends the events owns the handler through a `std::unique_ptr` and sends them from one
-/// thread at a time. The order of the virtual operations is part of the contract.
+/// The sender of the events owns the handler through a `std::unique_ptr` and sends the events from
+/// one thread at a time. The order of the virtual operations is part of the contract.
 template <typename T>
 class IResponseHandler {
 public:
@@ -20,9 +20,10 @@ public:
     /// whose handler has the same address can neither be cancelled nor is it cancelled by
     /// `shutdown`.
     virtual bool onNext(const T& value) = 0;
-    /// The request failed; terminates. Errors are responses, whatever `T` is.
+    /// Receives the failure of the request, and terminates it. An error is a response, whatever `T`
+    /// is.
     virtual void onError(const Response& error) = 0;
-    /// The request is done; terminates.
+    /// Receives the completion of the request, and terminates it.
     virtual void onCompleted() = 0;
 };
 

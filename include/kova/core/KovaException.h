@@ -8,8 +8,8 @@
 
 namespace kova {
 
-/// An error response as an exception, for application code that prefers to throw. The framework
-/// itself never throws it.
+/// An exception that carries an error response, for applications that prefer to throw. The
+/// framework never throws it.
 ///
 ///     try {
 ///         throw kova::KovaException(kova::Response::createErrorResponse(404, "no such lamp"));
@@ -18,7 +18,7 @@ namespace kova {
 ///     }
 class KOVA_API KovaException : public std::exception {
 public:
-    /// Holds a copy of the response; the message is made from it (`createErrorMessage`).
+    /// Keeps the response and the message that `createErrorMessage` returns for it.
     explicit KovaException(const Response& response);
     explicit KovaException(Response&& response);
 
@@ -31,14 +31,14 @@ public:
     ~KovaException() override = default;
     /// @}
 
-    /// The status code of the response.
+    /// Returns the status code of the response.
     unsigned short getErrorCode() const noexcept { return response_.getStatusCode(); }
-    /// The response that is reported; lives as long as the exception.
+    /// Returns the response. It lives as long as the exception.
     const Response& getResponse() const noexcept { return response_; }
-    /// The decimal status code, the code's text and, when the response carries one, its error
-    /// message, joined with blanks: "404 Not Found path '/a' not found".
+    /// Returns the decimal status code, the text of the code and, if the response has one, the
+    /// error message, separated by blanks: "404 Not Found path '/a' not found".
     std::string createErrorMessage() const;
-    /// The message that `createErrorMessage` made at construction.
+    /// Returns the message. It lives as long as the exception.
     char const* what() const noexcept override { return message_.c_str(); }
 
 private:

@@ -7,7 +7,7 @@
 /// The mime types of payloads.
 namespace kova::mimetypes {
 
-/// The numbers of the mime types, for whoever chooses a format in a program.
+/// The numbers of the mime types.
 enum MimeTypeID : int {
     Undefined = 0,
     JSON = 1,
@@ -19,17 +19,17 @@ enum MimeTypeID : int {
 
 /// JSON text (RFC 8259).
 constexpr char const* JSON_TYPE = "application/json";
-/// Peers compare this text literally; the common "text/plain" is not it.
+/// Plain text. Peers compare this name literally; "text/plain" is another type.
 constexpr char const* PLAIN_TEXT_TYPE = "plain/text";
-/// Bytes that nothing looks into.
+/// Bytes that the framework does not interpret.
 constexpr char const* OCTET_STREAM_TYPE = "application/octet-stream";
-/// Recognised as the type of a payload, but `typename2id` does not know it.
+/// Recognised as the type of a payload; `typename2id` returns `Undefined` for it.
 constexpr char const* MSGPACK_TYPE = "application/vnd.msgpack";
 /// The binary structured format (docs/formats.md).
 constexpr char const* AXOBIN_TYPE = "application/vnd.axobin";
 
-/// The id of a mime type, compared exactly (case counts); `Undefined` for every other text, that of
-/// `MSGPACK_TYPE` included. Any thread may call it.
+/// Returns the id of a mime type. The comparison is exact and case-sensitive. Returns `Undefined`
+/// for every other text, and for `MSGPACK_TYPE`. Any thread may call it.
 KOVA_API MimeTypeID typename2id(const std::string& name) noexcept;
 
 }  // namespace kova::mimetypes

@@ -19,7 +19,7 @@ namespace kova {
 
 /// A block of bytes that its holders share read-only.
 struct KOVA_API Blob {
-    /// The bytes; null for an empty blob. Freed when the last holder lets go.
+    /// The bytes; null for an empty blob. The last holder frees them.
     std::shared_ptr<unsigned char[]> data;
     /// Number of bytes.
     std::uint64_t size = 0;
@@ -37,17 +37,16 @@ struct KOVA_API Blob {
         : data(bytes, bytes.get()), size(size) {}
     /// @}
 
-    /// Sets `out` to the bytes taken as text.
+    /// Sets `out` to a text of the bytes.
     void toString(std::string& out) const;
 };
 
-/// The body of a message: bytes and the mime type that says how to read them.
+/// The body of a message: bytes, and the mime type that defines their format.
 ///
-/// Copies share the bytes, which are never written after the payload was made, so copies may be
-/// read by several threads at once. A payload is empty when it has no block of bytes; one made from
-/// zero bytes is not empty.
+/// Copies share the bytes, which never change, so several threads may read copies at once. A
+/// payload is empty if it has no block of bytes; a payload of zero bytes is not empty.
 ///
-/// Out of memory while one of the functions below makes a payload stops the process
+/// A function that creates a payload aborts the process without memory
 /// (`zel::GlobalErrorHandler`).
 ///
 ///     const kova::Payload payload = kova::Payload::createFromJSON("{\"on\":true}");
@@ -58,7 +57,7 @@ class KOVA_API Payload {
 public:
     /// The empty payload, with an empty mime type.
     Payload() = default;
-    /// Takes the bytes over; the blob is left without them.
+    /// Takes ownership of the bytes. The blob no longer has them, but keeps its size.
     Payload(Blob&& blob, std::string&& mimeType) noexcept;
     Payload(Blob&& blob, const std::string& mimeType);
 
@@ -71,43 +70,48 @@ public:
     ~Payload() = default;
     /// @}
 
-    /// One empty payload for all; lives until the process ends.
+    /// Returns an empty payload that lives until the process ends.
     static const Payload& getEmpty();
 
-    /// A payload with a copy of the `size` bytes.
+    /// Returns a payload with a copy of the `size` bytes.
     static Payload createFromRaw(unsigned char const* bytes, unsigned long size,
                                  const std::string& mimeType);
-    /// A payload "application/json" of the text, which is not validated.
+    /// Returns a payload "application/json" of the text, which is not validated.
     static Payload createFromJSON(const std::string& json);
-    /// A payload "plain/text" of the text.
+    /// Returns a payload "plain/text" of the text.
     static Payload createFromString(const std::string& text);
-    /// A payload "application/json" of the value's compact print.
+    /// Returns a payload "application/json" with the compact JSON text of the value.
     static Payload createFromConfig(const util::config::Value& value);
-    /// A payload with a copy of what was written.
+    /// Returns a payload with a copy of the bytes that the writer holds.
     static Payload createFromWriter(const util::ByteBufferWriter& writer,
                                     const std::string& mimeType);
 
-    /// Whether there is no block of bytes.
+    /// Returns whether the payload has no block of bytes.
     bool isEmpty() const noexcept { return blob_.data == nullptr; }
-    /// The block of bytes; shared with all copies of the payload.
+    /// Returns the block of bytes, which all copies of the payload share.
     const Blob& getBlob() const noexcept { return blob_; }
-    /// The mime type as it was given; empty for the empty payload.
+    /// Returns the mime type; empty for the empty payload.
     const std::string& getMimeType() const noexcept { return mimeType_; }
-    /// The bytes; null when empty. They live as long as some copy of the payload.
+    /// Returns the bytes; null if the payload is empty. They live as long as a copy of the payload.
     unsigned char const* data() const noexcept { return blob_.data.get(); }
-    /// The number of bytes; 0 when empty.
+    /// Returns the number of bytes; 0 if the payload is empty.
     std::uint64_t size() const noexcept { return blob_.data ? blob_.size : 0; }
 
-    /// Sets `out` to printable text: the bytes of JSON and plain text; binary structured data
-    /// converted to JSON (`compact` as `util::serializer::JSONStructuredSerializerOld` takes it);
-    /// "<empty>", "<binary>" (octet streams, msgpack) or "<unknown>" (any other type) otherwise.
-    /// True, with "<failed>", when binary data cannot be converted or memory is exhausted; false in
-    /// every other case. No memory to take a converted text over stops the process.
+    /// Sets `out` to a text for people and returns false:
+    ///
+    /// - the bytes of JSON and plain text;
+    /// - binary structured data converted to JSON; `compact` is the option of
+    ///   `util::serializer::JSONStructuredSerializerOld`;
+    /// - "<empty>", "<binary>" (octet streams, msgpack) or "<unknown>" (any other type).
+    ///
+    /// Returns true, with the text "<failed>", if binary data cannot be converted or memory is
+    /// exhausted. Aborts the process without memory for a copy of a converted text.
     static bool createStringFrom(const Payload& payload, std::string& out, bool compact);
-    /// The value tree that the payload holds (JSON, plain text that is JSON, binary structured
-    /// data); the caller owns and deletes it. Null when there is none: another mime type, no data
-    /// and a text without a tree are reported as `PayloadConversionFailed`, a text that is not JSON
-    /// and exhausted memory are not. As above, a converted text may stop the process.
+    /// Returns the value tree of a payload of JSON, of plain text that is JSON, or of binary
+    /// structured data. The caller owns and deletes it. Returns null on failure: another mime type,
+    /// an empty payload and a text without a tree are reported as `PayloadConversionFailed`; a text
+    /// that is not JSON and exhausted memory are not reported. Aborts the process in the same case
+    /// as `createStringFrom`.
     [[nodiscard]] static util::config::Value* createConfigFrom(const Payload& payload);
 
 private:

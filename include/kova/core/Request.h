@@ -10,22 +10,22 @@
 
 namespace kova {
 
-/// What a client asks of a service: a command, a resource path, a payload and a header.
+/// The request of a client to a service: a command, a resource path, a payload and a header.
 ///
-/// A value: copies are cheap, and they share the payload's bytes and the header. An entry added
-/// through one copy is seen by all that share the header; write headers before the message is
-/// handed on, since nothing is locked.
+/// A value type. Copies are cheap: they share the payload's bytes and the header, so all of them
+/// have an entry that is added through one. Not synchronized: write headers before the message is
+/// passed on.
 ///
 ///     kova::Request request("retrieve", "/light/state");
 ///     request.setMimeType(kova::mimetypes::JSON);
 ///     request.getMimeTypeHeader();  // "application/json"
 class KOVA_API Request {
 public:
-    /// The header, which copies of a message share.
+    /// The header. Copies of a message share it.
     using Header = std::shared_ptr<util::config::Dictionary>;
 
-    /// Command and path are taken as given, unchecked. Without a header argument the request has no
-    /// header until an entry is added; a header that is given is shared with the caller.
+    /// Keeps command and path unchecked and unchanged, and shares the header with the caller.
+    /// Without a header argument the request has no header until an entry is added.
     Request(const std::string& command, const std::string& path);
     Request(const std::string& command, const std::string& path, Payload&& payload);
     Request(const std::string& command, const std::string& path, const Payload& payload);
@@ -44,32 +44,33 @@ public:
     ~Request() = default;
     /// @}
 
-    /// The command word; `commands::toId` gives its id.
+    /// Returns the command word. `commands::toId` returns its id.
     const std::string& getCommand() const noexcept { return command_; }
-    /// The path as it was given.
+    /// Returns the path, unchanged.
     const std::string& getPath() const noexcept { return path_; }
-    /// The payload; empty when none was given.
+    /// Returns the payload; empty if the request was constructed without one.
     const Payload& getPayload() const noexcept { return payload_; }
 
-    /// Puts an entry into the header, in place of one with the same key; a header is made when
-    /// there is none. Takes the value over. Without memory the entry is not written.
+    /// Writes an entry into the header, or replaces the entry with the same key. Creates a header
+    /// if the message has none. Takes ownership of the value. Without memory nothing is written.
     void add2header(char const* key, util::config::Value* value) noexcept;
-    /// The same with a deep copy of the value.
+    /// Does the same with a deep copy of the value.
     void add2header(char const* key, const util::config::Value& value) noexcept;
-    /// The header dictionary, or the shared undefined value when there is none.
+    /// Returns the header dictionary, or the shared undefined value if the message has no header.
     const util::config::Value& getHeader() const noexcept;
-    /// The entry under the key, or the shared undefined value. Valid while the header is unchanged.
+    /// Returns the entry with the key, or the shared undefined value. The reference is valid while
+    /// the header is unchanged.
     const util::config::Value& getHeaderValue(char const* key) const noexcept;
     const util::config::Value& getHeaderValue(const std::string& key) const noexcept;
 
-    /// The entry "$accept": the mime type wanted for the answer.
+    /// Returns the entry "$accept", the mime type that the client wants for the answer.
     const util::config::Value& getMimeTypeHeader() const noexcept;
-    /// Writes the entry "$accept". By id, nothing is written for `Undefined`, `MsgPack` and numbers
-    /// that are no ids.
+    /// Writes the entry "$accept". Writes nothing for the ids `Undefined` and `MsgPack` and for
+    /// numbers that are not ids.
     void setMimeType(const std::string& mimeType) noexcept;
     void setMimeType(mimetypes::MimeTypeID id) noexcept;
 
-    /// One line for logs: "cmd=… path=… header='…' payload='…'".
+    /// Returns one line for logs: "cmd=… path=… header='…' payload='…'".
     std::string toString() const;
 
 private:

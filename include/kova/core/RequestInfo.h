@@ -7,19 +7,19 @@
 
 namespace kova {
 
-/// The facts of a request that a service copies into its responses: command, path, service path and
-/// client id, each possibly empty. A plain value, not locked.
+/// The fields of a request that a service copies into its responses: command, path, service path
+/// and client id. Each may be empty. Plain value type. Not synchronized.
 ///
 ///     const kova::RequestInfo info(kova::Request("retrieve", "/light/state"));
 ///     info.getPath();      // "/light/state"
 ///     info.getClientId();  // "": the request has no such entry
 class KOVA_API RequestInfo {
 public:
-    /// The four texts as given.
+    /// Keeps the four texts unchanged.
     RequestInfo(std::string command, std::string path, std::string servicePath,
                 std::string clientId) noexcept;
-    /// Command and path of the request, and its header entries "$service-path" and "$client-id"; an
-    /// entry that is missing or no string leaves its field empty.
+    /// Copies command and path of the request and its header entries "$service-path" and
+    /// "$client-id". The field of an entry that is missing or not a string is empty.
     explicit RequestInfo(const Request& request);
 
     /// @{
@@ -31,13 +31,13 @@ public:
     ~RequestInfo() = default;
     /// @}
 
-    /// The command word of the request.
+    /// Returns the command word of the request.
     const std::string& getCommand() const noexcept { return command_; }
-    /// The resource path of the request.
+    /// Returns the resource path of the request.
     const std::string& getPath() const noexcept { return path_; }
-    /// The path of the service that handles it.
+    /// Returns the path of the service that handles the request.
     const std::string& getServicePath() const noexcept { return servicePath_; }
-    /// Who asked.
+    /// Returns the identity of the requesting client.
     const std::string& getClientId() const noexcept { return clientId_; }
 
 private:

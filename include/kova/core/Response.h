@@ -10,25 +10,25 @@
 
 namespace kova {
 
-/// What a service answers: a status code, a payload and a header.
+/// The answer of a service: a status code, a payload and a header.
 ///
-/// A value: copies are cheap, and they share the payload's bytes and the header. An entry added
-/// through one copy is seen by all that share the header; write headers before the message is
-/// handed on, since nothing is locked. A response is an error response when its header has the
-/// string entry "$errorMsg", whatever its code.
+/// A value type. Copies are cheap: they share the payload's bytes and the header, so all of them
+/// have an entry that is added through one. Not synchronized: write headers before the message is
+/// passed on. A response is an error response if its header has the string entry "$errorMsg",
+/// whatever its code.
 ///
 ///     const kova::Response response = kova::Response::createErrorResponse(404, "no such lamp");
 ///     response.isErrorResponse();          // true
 ///     response.getErrorMessageWithCode();  // "404 Not Found: no such lamp"
 class KOVA_API Response {
 public:
-    /// The header, which copies of a message share.
+    /// The header. Copies of a message share it.
     using Header = std::shared_ptr<util::config::Dictionary>;
 
     /// Status code 0.
     Response() = default;
-    /// Without a header argument the response has no header until an entry is added; a header that
-    /// is given is shared with the caller.
+    /// Shares the header with the caller. Without a header argument the response has no header
+    /// until an entry is added.
     explicit Response(unsigned short code) noexcept;
     Response(unsigned short code, Payload&& payload) noexcept;
     Response(unsigned short code, const Payload& payload);
@@ -46,39 +46,41 @@ public:
     ~Response() = default;
     /// @}
 
-    /// An error response with the message; with a null or empty one, a plain response with the
-    /// code.
+    /// Returns an error response with the message. Without a message, or with an empty one, returns
+    /// a response that has only the code.
     static Response createErrorResponse(unsigned short code, char const* message);
     static Response createErrorResponse(unsigned short code);
 
-    /// The status code; `statuscodes::toString` gives its text.
+    /// Returns the status code. `statuscodes::toString` returns its text.
     unsigned short getStatusCode() const noexcept { return code_; }
-    /// The payload; empty when none was given.
+    /// Returns the payload; empty if the response was constructed without one.
     const Payload& getPayload() const noexcept { return payload_; }
 
-    /// Puts an entry into the header, in place of one with the same key; a header is made when
-    /// there is none. Takes the value over. Without memory the entry is not written.
+    /// Writes an entry into the header, or replaces the entry with the same key. Creates a header
+    /// if the message has none. Takes ownership of the value. Without memory nothing is written.
     void add2header(char const* key, util::config::Value* value) noexcept;
-    /// The same with a deep copy of the value.
+    /// Does the same with a deep copy of the value.
     void add2header(char const* key, const util::config::Value& value) noexcept;
-    /// The header dictionary, or the shared undefined value when there is none.
+    /// Returns the header dictionary, or the shared undefined value if the message has no header.
     const util::config::Value& getHeader() const noexcept;
-    /// The entry under the key, or the shared undefined value. Valid while the header is unchanged.
+    /// Returns the entry with the key, or the shared undefined value. The reference is valid while
+    /// the header is unchanged.
     const util::config::Value& getHeaderValue(char const* key) const noexcept;
     const util::config::Value& getHeaderValue(const std::string& key) const noexcept;
 
     /// Writes the entry "$errorMsg", which makes this an error response.
     void setErrorMessage(char const* message) noexcept;
-    /// Whether there is an error message.
+    /// Returns whether the response has an error message.
     bool isErrorResponse() const noexcept;
-    /// Copies the error message out: false on success, true when there is none.
+    /// Sets `out` to the error message and returns false. Returns true if the response has no error
+    /// message; `out` is then unchanged.
     [[nodiscard]] bool getErrorMessage(std::string& out) const;
-    /// The error message, or nothing.
+    /// Returns the error message, if the response has one.
     std::optional<std::string> getErrorMessage() const;
-    /// "404 Not Found: MESSAGE", or "404 Not Found" without a message.
+    /// Returns "404 Not Found: MESSAGE", or "404 Not Found" without a message.
     std::string getErrorMessageWithCode() const;
 
-    /// One line for logs: "sc=… header='…' payload='…'".
+    /// Returns one line for logs: "sc=… header='…' payload='…'".
     std::string toString() const;
 
 private:

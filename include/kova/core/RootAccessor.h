@@ -10,27 +10,27 @@
 
 namespace kova {
 
-/// Asks a service for its root and hands the caller the list of its resources: the client's side of
-/// what a composed service answers at "/".
+/// Requests the root of a service and delivers the list of its resources: the client side of the
+/// answer that a composed service gives at "/".
 ///
-/// A plain value. Any thread may use it as long as the service lives. No function throws. The
-/// caller's handler may abort the tracking and destroy the accessor in a callback; it is not
-/// destroyed while one of its callbacks runs.
+/// Plain value type. Any thread may use it while the service lives. No function throws. The
+/// caller's handler may abort the tracking and destroy the accessor in a callback. The handler is
+/// not destroyed while one of its callbacks runs.
 ///
 ///     using Paths = std::vector<std::string>;
 ///     const auto track = [](kova::IKovaApi& service,
 ///                           std::shared_ptr<kova::IResponseHandler<Paths>> handler) {
-///         kova::RootAccessor accessor(&service, "application/json", "/house");
+///         kova::RootAccessor accessor(&service, "application/json", "/home");
 ///         return accessor.trackResources(std::move(handler));
 ///     };
 class KOVA_API RootAccessor {
 public:
-    /// `service` is borrowed. `mimeType` is the type in which answers are wanted, `tracingInfo` the
-    /// service path written into each request ("$service-path").
+    /// Borrows the service. `mimeType` is the mime type of the answers, `tracingInfo` the service
+    /// path in each request ("$service-path").
     RootAccessor(IKovaApi* service, const std::string& mimeType, const std::string& tracingInfo);
 
     /// @{
-    /// A copy asks the same service. Assigning an accessor to itself changes nothing.
+    /// A copy uses the same service. Assigning an accessor to itself changes nothing.
     RootAccessor(const RootAccessor&) = default;
     RootAccessor(RootAccessor&&) noexcept = default;
     RootAccessor& operator=(const RootAccessor&) = default;
@@ -38,13 +38,14 @@ public:
     ~RootAccessor() = default;
     /// @}
 
-    /// Asks for the list. The handler gets each decodable answer, whatever its status code, and the
-    /// service's error or completion. An answer that cannot be decoded is reported
-    /// (`UndefinedMimeType`, `DeserializationError`) and ends the request from this side without an
-    /// event. Returns the service's request handle, or `IKovaApi::UNDEFINED_REQUEST_HANDLE`.
+    /// Requests the list. The handler receives the list of each answer that can be decoded,
+    /// whatever its status code, and the error or completion of the service. An answer that cannot
+    /// be decoded is reported (`UndefinedMimeType`, `DeserializationError`); the service is told
+    /// that no further values are wanted, and the handler receives no event. Returns the request
+    /// handle of the service, or `IKovaApi::UNDEFINED_REQUEST_HANDLE`.
     void* trackResources(
         std::shared_ptr<IResponseHandler<std::vector<std::string>>> handler) noexcept;
-    /// Cancels what `trackResources` returned.
+    /// Cancels the request with the handle that `trackResources` returned.
     void abortTracking(void* handle) noexcept;
 
 private:

@@ -29,7 +29,7 @@ public:
     /// The resource handlers by mount path.
     using Handlers = std::map<std::string, std::unique_ptr<IResourceHandler>>;
 
-    /// Takes the handlers over. Makes a root handler unless some mount path is exactly "/".
+    /// Takes ownership of the handlers. Creates a root handler unless a mount path is exactly "/".
     explicit StaticComposedKovaServiceImpl(Handlers&& handlers);
     /// Destroys the root handler, the pending table and the handlers, in that order. A handler may
     /// terminate its requests from its own destructor.
@@ -38,13 +38,15 @@ public:
     void* actionRequest(const Request& request,
                         std::unique_ptr<IResponseHandler<Response>>&& handler) noexcept override;
     void cancelRequest(void* handle) noexcept override;
-    /// As `StaticComposedKovaService::shutdown`.
+    /// Implements `StaticComposedKovaService::shutdown`.
     void shutdown();
 
-    /// The path without its trailing "/" characters; the first character always stays.
+    /// Returns the path without its trailing "/" characters. The first character always stays.
     static std::string normalize(const std::string& path);
-    /// Hands a request to the resource handler mounted at `mountPath`, with the response handler
-    /// wrapped, and keeps the entry when the request stays pending. Returns the service handle.
+    /// Passes a request to the resource handler that is mounted at `mountPath`, with the response
+    /// handler wrapped. If the request stays pending, stores its entry and returns the service
+    /// handle; otherwise returns `UNDEFINED_REQUEST_HANDLE`. Does not read the request after the
+    /// resource handler has returned.
     void* delegateRequest(IResourceHandler* handler, const std::string& mountPath,
                           const Request& request,
                           std::unique_ptr<IResponseHandler<Response>>&& responseHandler) noexcept;
@@ -59,12 +61,12 @@ private:
     std::unique_ptr<RootHandler> rootHandler_;
 };
 
-/// Answers "/" of a service that has no handler there: "retrieve" gets the mount paths in ascending
-/// order, every other command is refused with 400. Nothing stays pending.
+/// Answers "/" of a service that has no handler there: "retrieve" with the mount paths in ascending
+/// order, every other command with 400. No request stays pending.
 class KOVA_API StaticComposedKovaServiceImpl::RootHandler : public IResourceHandler {
 public:
-    /// Takes the function that picks the mime type of an answer, and the mount paths in the order
-    /// in which they are listed.
+    /// Takes ownership of the function that selects the mime type of an answer, and of the mount
+    /// paths, which it lists in the given order.
     RootHandler(std::function<std::string(const Request&)>&& mimeTypeFunc,
                 std::vector<std::string>&& names);
 
@@ -72,8 +74,8 @@ public:
                         std::unique_ptr<IResponseHandler<Response>>&& handler,
                         const std::string& resourcePath) noexcept override;
     void cancelRequest(void* handle) noexcept override;
-    /// Sends the list in the given mime type and completes, or sends 500 when it cannot be
-    /// serialized. True on failure.
+    /// Sends the list in the given mime type and completes the request. If the list cannot be
+    /// serialized, sends 500 and returns true.
     bool sendUpdate(std::unique_ptr<IResponseHandler<Response>>& handler,
                     const std::string& mimeType);
 

@@ -11,17 +11,17 @@
 #include "zel/ErrorOutput.h"
 
 /// Response handlers that enforce the rule of termination: after the first `onError` or
-/// `onCompleted` nothing is forwarded any more. A late terminating event is traced and ignored; a
-/// late `onNext` is traced, reported as `RequestFailed` and answered with true. `onNext` never
-/// terminates a wrapper, whatever it returns.
+/// `onCompleted` they forward nothing. They trace and ignore a late terminating event; they trace a
+/// late `onNext`, report it as `RequestFailed` and return true. `onNext` never terminates a
+/// wrapper, whatever it returns.
 ///
-/// None takes a lock: the events of one request come from one thread at a time. Destruction sends
-/// no event.
+/// They lock nothing: the events of one request come from one thread at a time. Their destruction
+/// sends no event.
 namespace kova::responsehandlers {
 
 /// @{
-/// Trace messages on the channel "KOVA_RESPONSEHANDLERS". `event` is "onNext", "onError" or
-/// "onCompleted". `traceTermination` is for callers whose `onNext` returned true.
+/// Writes a trace message to the channel "KOVA_RESPONSEHANDLERS". `event` is "onNext", "onError" or
+/// "onCompleted". `traceTermination` is for a sender whose `onNext` returned true.
 KOVA_API void traceAlreadyTerminated(char const* event, bool severe) noexcept;
 KOVA_API void traceSetTerminated(char const* event) noexcept;
 KOVA_API void traceTermination(bool error) noexcept;
@@ -29,7 +29,8 @@ KOVA_API void traceTermination(bool error) noexcept;
 
 namespace detail {
 
-/// What all wrappers do about the flag: true when an event came too late and must not be forwarded.
+/// Sets the flag of a wrapper at a terminating event. Returns whether the event is late and must
+/// not be forwarded.
 inline bool refuseTermination(bool& terminated, char const* event) noexcept {
     if (terminated) {
         traceAlreadyTerminated(event, false);
@@ -40,6 +41,7 @@ inline bool refuseTermination(bool& terminated, char const* event) noexcept {
     return false;
 }
 
+/// Returns whether a value is late and must not be forwarded.
 inline bool refuseNext(bool terminated) {
     if (terminated) {
         traceAlreadyTerminated("onNext", true);
@@ -51,20 +53,20 @@ inline bool refuseNext(bool terminated) {
 
 }  // namespace detail
 
-/// A response handler made of three functions.
+/// A response handler that calls three functions.
 ///
-/// A missing next function raises `std::bad_function_call` when it is needed; a missing error or
-/// completed function, or one that throws, ends the process.
+/// `onNext` throws `std::bad_function_call` if the next function is empty. An error or completed
+/// function that is empty or throws ends the process.
 ///
 ///     kova::responsehandlers::FuncResponseHandler<int> handler(
 ///         [](const int& value) { return value > 9; }, [](const kova::Response&) {}, [] {});
-///     handler.onNext(10);  // true: no more, please
+///     handler.onNext(10);  // true: no further values
 ///     handler.onCompleted();
 template <typename T>
 class FuncResponseHandler : public IResponseHandler<T> {
 public:
-    /// Takes the functions over: for values (true: no more, please), for the error, for the
-    /// completion.
+    /// Takes ownership of the functions: for values (returns true for no further values), for the
+    /// error, and for the completion.
     FuncResponseHandler(std::function<bool(const T&)> next,
                         std::function<void(const Response&)> error, std::function<void()> completed)
         : next_(std::move(next)), error_(std::move(error)), completed_(std::move(completed)) {}
@@ -88,9 +90,10 @@ private:
     bool terminated_ = false;
 };
 
-/// Forwards to an inner handler the values that a filter lets pass; terminating events always pass.
+/// Forwards to an inner handler the values for which a filter returns true, and every terminating
+/// event.
 ///
-/// A missing filter raises `std::bad_function_call` on the first value.
+/// `onNext` throws `std::bad_function_call` if the filter is empty.
 template <typename T>
 class FilteringResponseHandler : public IResponseHandler<T> {
 public:
@@ -122,10 +125,10 @@ private:
     bool terminated_ = false;
 };
 
-/// Forwards to an inner handler and runs an action once, right before the terminating event is
-/// forwarded. A value answered with true does not run it.
+/// Forwards all events to an inner handler and calls an action once, right before it forwards the
+/// terminating event. A value for which `onNext` returns true does not call it.
 ///
-/// A missing action, or one that throws, ends the process.
+/// An action that is empty or throws ends the process.
 template <typename T>
 class DoOnTerminationResponseHandler : public IResponseHandler<T> {
 public:

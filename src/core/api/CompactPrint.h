@@ -6,9 +6,9 @@
 
 namespace kova {
 
-/// The value's compact JSON text: `print` with `util::config::Value::g_print_compact` set for its
-/// duration and restored afterwards. Prints of several threads take turns, because the flag is one
-/// for the process. `std::bad_alloc` when memory is exhausted.
+/// Returns the compact JSON text of the value: `print` with `util::config::Value::g_print_compact`
+/// set for its duration and restored afterwards. Prints of several threads take turns, because the
+/// flag is one for the process. `std::bad_alloc` when memory is exhausted.
 std::string printCompact(const util::config::Value& value);
 
 }  // namespace kova

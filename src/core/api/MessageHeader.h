@@ -8,19 +8,19 @@
 
 namespace kova::messageheader {
 
-/// What `Request` and `Response` do alike with the header that they hold.
+/// The header of a `Request` or `Response`, and the operations on it that both have.
 using Header = std::shared_ptr<util::config::Dictionary>;
 
-/// Puts `value` under the key and takes it over; makes a header when there is none. Without memory
-/// the value is destroyed and nothing is written.
+/// Writes an entry and takes ownership of its value. Creates a header if `header` is null. Without
+/// memory destroys the value and writes nothing.
 void add(Header& header, char const* key, util::config::Value* value) noexcept;
-/// A new string value; null when memory is exhausted, which `add` and `add2header` skip.
+/// Returns a new string value, or null without memory. `add` and `add2header` ignore null.
 util::config::Value* makeString(std::string_view text) noexcept;
-/// Adds a new string value.
+/// Writes an entry with a new string value.
 void addString(Header& header, char const* key, std::string_view text) noexcept;
-/// The header, or the undefined value.
+/// Returns the header, or the undefined value if it is null.
 const util::config::Value& get(const Header& header) noexcept;
-/// The compact print of the header; empty when there is none.
+/// Returns the compact JSON text of the header; empty if it is null.
 std::string print(const Header& header);
 
 }  // namespace kova::messageheader

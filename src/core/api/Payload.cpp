@@ -30,7 +30,7 @@ constexpr unsigned long INITIAL_CAPACITY = 1024;
     zel::GlobalErrorHandler::doAbort(FILE_NAME, function, "New call failed, OOM");
 }
 
-// A blob of `size` bytes for the caller to fill; no memory stops the process.
+// Returns a blob of `size` uninitialized bytes. Aborts the process without memory.
 Blob allocate(unsigned long size, char const* function) {
     auto* const bytes = new (std::nothrow) unsigned char[size];
     if (bytes == nullptr) {
@@ -46,7 +46,7 @@ Blob allocate(unsigned long size, char const* function) {
     return blob;
 }
 
-// A payload of the blob; no memory for the text of its type stops the process.
+// Returns a payload of the blob. Aborts the process without memory for the text of its type.
 Payload make(Blob&& blob, std::string_view mimeType, char const* function) {
     try {
         return {std::move(blob), std::string(mimeType)};
@@ -97,7 +97,7 @@ bool printStructured(const PayloadFormat& format, const Payload& payload, std::s
 }
 
 // Sets `out` to the text of a payload of a format that is not opaque. Returns false, with
-// "<failed>", if there is none.
+// "<failed>", on failure.
 bool printContent(const PayloadFormat& format, const Payload& payload, std::string& out,
                   bool compact) {
     return format.isText ? printBytes(payload, out)

@@ -192,9 +192,9 @@ TEST(PayloadTextTest, TheFlagReachesTheJsonSerializer) {
 struct ConfigRow {
     char const* what;
     Payload payload;
-    /// Compact print of the tree; empty when there is none.
+    /// Compact JSON text of the tree; empty for no tree.
     std::string json;
-    /// Argument of the report; empty when there is none.
+    /// Argument of the report; empty for no report.
     std::string report;
 };
 
