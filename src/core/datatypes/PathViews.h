@@ -45,8 +45,22 @@ inline std::string_view parentPath(std::string_view path) noexcept {
     return separator == 0 ? ROOT_PATH : path.substr(0, separator);
 }
 
-/// Returns the same text as `Path::relativize(from, target)`, faster where `from` is a textual
-/// prefix of the target.
-std::string relativePath(const std::string& from, std::string_view target) noexcept;
+/// Returns the same text as `Path::relativize(from, target)`. Inline, because routing does it for
+/// every request.
+inline std::string relativePath(const std::string& from, std::string_view target) noexcept {
+    // Fast path, for nearly every request: `from` ends at a segment boundary of the target, and the
+    // remainder is already normalized.
+    const std::size_t size = from == ROOT_PATH ? 0 : from.size();
+    if (target.substr(0, size) == std::string_view(from).substr(0, size)) {
+        const std::string_view rest = target.substr(size);
+        const bool endsAtBoundary = rest.empty() || rest.front() == Path::SEP_CHAR;
+        if (endsAtBoundary && !hasTrailingSeparator(rest) && !hasEmptySegment(rest)) {
+            return std::string(rest.substr(rest.empty() ? 0 : 1));
+        }
+    }
+    std::string relative;
+    Path::relativize(from, std::string(target), relative);
+    return relative;
+}
 
 }  // namespace kova::detail

@@ -29,8 +29,8 @@ public:
     /// Returns the mount at exactly this path, or null. The empty text is never a mount.
     const Mount* at(std::string_view path) const noexcept;
 
-    /// Returns the mount at the path, or else at its nearest ancestor; null if there is none. The
-    /// path itself is looked up verbatim but for trailing separators, its ancestors as those of the
+    /// Returns the mount at the path, or else at its nearest ancestor, or else null. The path
+    /// itself is looked up verbatim but for trailing separators, its ancestors as those of the
     /// normalized path.
     const Mount* find(std::string_view path) const noexcept;
 

@@ -13,13 +13,11 @@ void PendingRequests::add(void* serviceHandle, const Entry& entry) {
     mayHoldEntries_.store(true, std::memory_order_release);
 }
 
-bool PendingRequests::remove(void* serviceHandle) noexcept {
-    // Fast path: a request that is answered inside its handler is not stored yet. While no request
-    // is stored, threads do not wait for each other: two threads would take twice the time.
-    if (!mayHoldEntries_.load(std::memory_order_acquire)) {
-        return false;
-    }
-    return take(serviceHandle).has_value();
+bool PendingRequests::erase(void* serviceHandle) noexcept {
+    const std::lock_guard<osal::Mutex> guard(mutex_);
+    const bool found = table_.erase(serviceHandle) != 0;
+    mayHoldEntries_.store(!table_.empty(), std::memory_order_release);
+    return found;
 }
 
 std::optional<PendingRequests::Entry> PendingRequests::take(void* serviceHandle) noexcept {

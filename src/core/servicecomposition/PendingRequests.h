@@ -26,13 +26,20 @@ public:
     /// Stores an entry. An entry that the handle already has is kept.
     void add(void* serviceHandle, const Entry& entry);
     /// Removes the entry of the handle. Returns whether there was one.
-    bool remove(void* serviceHandle) noexcept;
+    bool remove(void* serviceHandle) noexcept {
+        // Fast path: a request that is answered inside its handler is not stored yet. While no
+        // request is stored, threads do not wait for each other: two threads would take twice the
+        // time.
+        return mayHoldEntries_.load(std::memory_order_acquire) && erase(serviceHandle);
+    }
     /// Removes and returns the entry of the handle, if there is one.
     std::optional<Entry> take(void* serviceHandle) noexcept;
     /// Removes and returns all entries.
     Table takeAll() noexcept;
 
 private:
+    bool erase(void* serviceHandle) noexcept;
+
     osal::Mutex mutex_{false};
     Table table_;
     /// False only while the table is empty and no thread is adding to it. Read without the mutex.

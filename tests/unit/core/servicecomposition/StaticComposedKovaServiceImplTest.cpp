@@ -90,7 +90,7 @@ INSTANTIATE_TEST_SUITE_P(
         RouteRow{{"/a", "/a/b"}, "/a/b//", "/a/b", ""}, RouteRow{{"/a", "/a/b"}, "/ab", "-", ""},
         RouteRow{{"/a", "/a/b"}, "/b", "-", ""}, RouteRow{{"/a", "/a/b"}, "a", "-", ""},
         RouteRow{{"/a", "/a/b"}, "", "-", ""}, RouteRow{{"/a", "/a/b"}, "//", "-", ""},
-        // Looked up as it was given, then by the parents of the path that it means.
+        // Looked up verbatim, then by the ancestors of the normalized path.
         RouteRow{{"/a", "/a/b"}, "/a//b", "/a", "b"},
         RouteRow{{"/a", "/a/b"}, "/a//b/c", "/a/b", "c"},
         RouteRow{{"/a", "/a/b"}, "//a/b/c", "/a/b", "c"},
