@@ -3,6 +3,8 @@
 #include <optional>
 #include <utility>
 
+#include "api/RecordedError.h"
+#include "api/Report.h"
 #include "kova/core/Commands.h"
 #include "kova/core/Errors.h"
 #include "kova/core/Factory.h"
@@ -14,8 +16,6 @@
 #include "kova/core/tracing.h"
 #include "tracing/Channel.h"
 #include "util/ByteBufferReader.h"
-#include "zel/ErrorOutput.h"
-#include "zel/ErrorStorage.h"
 
 namespace kova {
 
@@ -25,11 +25,14 @@ using Names = std::vector<std::string>;
 using Receiver = std::shared_ptr<IResponseHandler<Names>>;
 
 constexpr char const* FILE_NAME = "src/core/servicecomposition/RootAccessor";
+// Fixed by the interface.
+constexpr detail::SourcePosition UNDEFINED_MIME_TYPE{FILE_NAME, 59};
+constexpr detail::SourcePosition UNREADABLE_BODY{FILE_NAME, 74};
 
 const ::tracing::Channel channel("KOVA_CLIENT_ROOTACCESSOR", ::tracing::Channel::SILENT,
                                  ::tracing::Channel::SHARED);
 
-// Reads one array of strings. True on failure.
+// Reads one array of strings. Returns true on failure.
 bool readNames(util::serializer::IStructuredPullDeserializer& deserializer, Names& names) {
     if (deserializer.beginArray()) {
         return true;
@@ -44,31 +47,26 @@ bool readNames(util::serializer::IStructuredPullDeserializer& deserializer, Name
     return deserializer.endArray();
 }
 
-// The list in the payload; nothing when there is none, which is reported then.
+// Returns the list in the payload, or reports an error and returns nothing.
 std::optional<Names> namesIn(const Payload& payload) {
     const std::string& mimeType = payload.getMimeType();
     const std::unique_ptr<util::serializer::IStructuredPullDeserializer> deserializer(
         serializer::Factory::createDeserializer(mimetypes::typename2id(mimeType)));
     if (!deserializer) {
         channel.trace(4, "[trackResources] onNext: undefined mimeType '%s'", mimeType.c_str());
-        zel::ErrorOutput(FILE_NAME, 59, true)(errors::Error, errors::UndefinedMimeType, mimeType);
+        detail::report(UNDEFINED_MIME_TYPE, errors::UndefinedMimeType, mimeType);
         return std::nullopt;
     }
     util::ByteBufferReader reader(payload.data(), payload.size(), false);
     Names names;
-    zel::ErrorStorage& error = zel::ErrorStorage::current();
-    const unsigned long before = error.count();
+    detail::RecordedError error;
     if (deserializer->beginDeserialize(&reader, nullptr) || readNames(*deserializer, names)) {
-        const bool isNew = error.count() != before;  // an older error is not the reason
         if (channel.isEnabled(4)) {
             channel.trace(4, "[trackResources] can't create response data, reason=%s",
-                          isNew ? error.reason().c_str() : "");
+                          error.reason());
         }
-        if (isNew) {
-            error.acknowledge();
-        }
-        zel::ErrorOutput(FILE_NAME, 74, true)(errors::Error, errors::DeserializationError,
-                                              "std::vector<std::string>");
+        error.acknowledge();
+        detail::report(UNREADABLE_BODY, errors::DeserializationError, "std::vector<std::string>");
         return std::nullopt;
     }
     deserializer->endDeserialize();

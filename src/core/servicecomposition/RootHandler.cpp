@@ -1,5 +1,7 @@
 #include <utility>
 
+#include "api/RecordedError.h"
+#include "api/Report.h"
 #include "kova/core/Commands.h"
 #include "kova/core/Errors.h"
 #include "kova/core/Factory.h"
@@ -9,8 +11,6 @@
 #include "kova/core/TypeSerializers.h"
 #include "servicecomposition/ServiceChannel.h"
 #include "util/ByteBufferWriter.h"
-#include "zel/ErrorOutput.h"
-#include "zel/ErrorStorage.h"
 
 namespace kova {
 
@@ -18,7 +18,7 @@ namespace {
 
 constexpr unsigned long INITIAL_CAPACITY = 1024;
 
-// Writes the names as one array. True on failure, after which the rest is skipped.
+// Writes the names as one array. Returns true on failure and then skips the rest.
 bool serializeNames(util::serializer::IStructuredSerializer& serializer,
                     const std::vector<std::string>& names) {
     if (serializer.beginArray()) {
@@ -33,14 +33,14 @@ bool serializeNames(util::serializer::IStructuredSerializer& serializer,
     return serializer.endArray();
 }
 
-// Writes a whole payload. True on failure, also when the mime type has no serializer.
+// Writes a whole payload. Returns true on failure, also if the mime type has no serializer.
 bool serializeNames(const std::string& mimeType, const std::vector<std::string>& names,
                     util::ByteBufferWriter& writer) {
     const std::unique_ptr<util::serializer::IStructuredSerializer> serializer(
         serializer::Factory::createSerializer(mimetypes::typename2id(mimeType)));
     if (!serializer) {
-        zel::ErrorOutput("src/core/servicecomposition/RootHandler", __LINE__, true)(
-            errors::Error, errors::UndefinedMimeType, mimeType);
+        detail::report({"src/core/servicecomposition/RootHandler", __LINE__},
+                       errors::UndefinedMimeType, mimeType);
         return true;
     }
     unsigned long written = 0;
@@ -79,18 +79,14 @@ void StaticComposedKovaServiceImpl::RootHandler::cancelRequest(void* /*handle*/)
 bool StaticComposedKovaServiceImpl::RootHandler::sendUpdate(
     std::unique_ptr<IResponseHandler<Response>>& handler, const std::string& mimeType) {
     util::ByteBufferWriter writer(INITIAL_CAPACITY);
-    zel::ErrorStorage& error = zel::ErrorStorage::current();
-    const unsigned long before = error.count();
+    detail::RecordedError error;
     if (serializeNames(mimeType, names_, writer)) {
-        const bool isNew = error.count() != before;  // an older error is not the reason
         if (servicecomp::channel.isEnabled(4)) {
             servicecomp::channel.trace(
                 4, "[RootHandler::sendUpdate] can't serialize the body, reason='%s'",
-                isNew ? error.reason().c_str() : "");
+                error.reason());
         }
-        if (isNew) {
-            error.acknowledge();
-        }
+        error.acknowledge();
         handler->onError(Response::createErrorResponse(statuscodes::INTERNAL_SERVER_ERROR,
                                                        "Unable to serialize resource list"));
         return true;

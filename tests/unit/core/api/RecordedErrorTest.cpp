@@ -1,0 +1,52 @@
+#include "api/RecordedError.h"
+
+#include <gtest/gtest.h>
+
+#include "kova/core/Errors.h"
+#include "support/Reports.h"
+#include "zel/ErrorOutput.h"
+
+namespace kova::detail {
+namespace {
+
+void report(char const* parameter) {
+    zel::ErrorOutput("file", 1, true)(errors::Error, errors::InvalidParameter, parameter);
+}
+
+class RecordedErrorTest : public testing::Test {
+protected:
+    RecordedErrorTest() { zel::ErrorStorage::current().acknowledge(); }
+
+    test::Reports reports;
+};
+
+TEST_F(RecordedErrorTest, HasNoReasonBeforeAnErrorIsRecorded) {
+    const RecordedError error;
+    EXPECT_STREQ(error.reason(), "");
+}
+
+TEST_F(RecordedErrorTest, HasTheReasonOfTheErrorAndAcknowledgesIt) {
+    RecordedError error;
+    report("new");
+    EXPECT_STREQ(error.reason(), "parameter 'new' is invalid");
+    error.acknowledge();
+    EXPECT_FALSE(zel::ErrorStorage::current().hasError());
+}
+
+TEST_F(RecordedErrorTest, NeitherShowsNorAcknowledgesAnOlderError) {
+    report("old");
+    RecordedError error;
+    EXPECT_STREQ(error.reason(), "");
+    error.acknowledge();
+    EXPECT_EQ(zel::ErrorStorage::current().reason(), "parameter 'old' is invalid");
+}
+
+TEST_F(RecordedErrorTest, ShowsAnErrorThatIsEqualToTheOlderOne) {
+    report("same");
+    const RecordedError error;
+    report("same");
+    EXPECT_STREQ(error.reason(), "parameter 'same' is invalid");
+}
+
+}  // namespace
+}  // namespace kova::detail
