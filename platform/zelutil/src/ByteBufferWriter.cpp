@@ -27,14 +27,14 @@ bool ByteBufferWriter::retrieve(unsigned char* destination, unsigned long count)
     return false;
 }
 
-// Doubles the room at least, so that the cost of moving stays in proportion to the bytes written.
+// At least doubles the capacity, so that the cost of moving is proportional to the bytes written.
 bool ByteBufferWriter::grow(std::size_t count) noexcept {
     if (count > LARGEST - size_) {
         return true;
     }
     const std::size_t wanted = std::max({size_ + count, 2 * capacity_, initialCapacity_, SMALLEST});
-    const std::size_t room = std::min(wanted, LARGEST);
-    auto* bytes = static_cast<unsigned char*>(::operator new(room, std::nothrow));
+    const std::size_t capacity = std::min(wanted, LARGEST);
+    auto* bytes = static_cast<unsigned char*>(::operator new(capacity, std::nothrow));
     if (bytes == nullptr) {
         return true;
     }
@@ -43,7 +43,7 @@ bool ByteBufferWriter::grow(std::size_t count) noexcept {
     }
     ::operator delete(bytes_);
     bytes_ = bytes;
-    capacity_ = room;
+    capacity_ = capacity;
     return false;
 }
 

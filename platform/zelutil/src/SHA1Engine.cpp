@@ -9,7 +9,7 @@ namespace util {
 
 namespace {
 
-static_assert(sizeof(sha1_ctx) <= 128 && alignof(sha1_ctx) <= 8, "the header keeps room for it");
+static_assert(sizeof(sha1_ctx) <= 128 && alignof(sha1_ctx) <= 8, "the header declares the storage");
 static_assert(SHA1_DIGEST_SIZE == std::tuple_size_v<SHA1Engine::Digest>);
 
 sha1_ctx* contextIn(std::array<unsigned char, 128>& state) noexcept {

@@ -6,9 +6,9 @@
 
 namespace util {
 
-/// Reads a block of bytes from front to back.
+/// A reader of a block of bytes, from front to back.
 ///
-/// One thread at a time. It never reads outside the block.
+/// It never reads outside the block. Used by one thread at a time.
 ///
 ///     unsigned char const bytes[] = {1, 2, 3};
 ///     util::ByteBufferReader reader(bytes, sizeof bytes, false);
@@ -16,29 +16,30 @@ namespace util {
 ///     const bool failed = reader.read(&first, 1);
 class UTIL_API ByteBufferReader {
 public:
-    /// Reads `length` bytes at `bytes`. With `copy` false they are borrowed and must stay alive and
-    /// unchanged while the reader is used; with true the reader makes a copy of its own. A null
-    /// `bytes` is an empty block.
+    /// Creates a reader of the `length` bytes at `bytes`. With `copy` true the reader copies the
+    /// bytes. With `copy` false it refers to them: they must stay alive and unchanged while the
+    /// reader is used. A null `bytes` is an empty block. Throws `std::bad_alloc` if memory for the
+    /// copy is exhausted.
     ByteBufferReader(unsigned char const* bytes, unsigned long length, bool copy);
     ByteBufferReader(const ByteBufferReader&) = delete;
     ByteBufferReader& operator=(const ByteBufferReader&) = delete;
 
     /// @{
-    /// The whole block and its length, whatever was read already.
+    /// Returns the whole block and its length, independent of the position.
     unsigned char const* data() const noexcept { return data_; }
     unsigned long size() const noexcept { return size_; }
     /// @}
 
     /// @{
-    /// How far reading has come, and what is left.
+    /// Returns the number of bytes that were read or skipped, and the number of bytes left.
     unsigned long position() const noexcept { return position_; }
     unsigned long remaining() const noexcept { return size_ - position_; }
     /// @}
 
-    /// Copies the next `count` bytes to `destination` and steps over them. False on success; true,
-    /// with nothing done, when fewer are left.
+    /// Copies the next `count` bytes to `destination` and advances past them. Returns false on
+    /// success. Returns true, without reading anything, if fewer than `count` bytes are left.
     [[nodiscard]] bool read(unsigned char* destination, unsigned long count) noexcept;
-    /// Steps over `count` bytes; result as for `read`.
+    /// Skips `count` bytes. Returns true, without skipping anything, if fewer are left.
     [[nodiscard]] bool skip(unsigned long count) noexcept;
 
 private:

@@ -9,32 +9,32 @@ namespace util {
 
 /// A growing buffer of bytes that is written at the end.
 ///
-/// Not a stream: what was written stays until the writer is destroyed or truncated. One thread
-/// at a time.
+/// The bytes stay in the buffer until the writer is truncated or destroyed. Used by one thread at a
+/// time.
 ///
 ///     util::ByteBufferWriter writer(256);
 ///     const bool failed = writer.append("px", 2);
 ///     writer.size();  // 2
 class ByteBufferWriter {
 public:
-    /// Makes an empty buffer with room for `initialCapacity` bytes. The room is got on the first
-    /// write.
+    /// Creates an empty buffer. The first write allocates a capacity of at least `initialCapacity`
+    /// bytes.
     explicit ByteBufferWriter(unsigned long initialCapacity) noexcept
         : initialCapacity_(initialCapacity) {}
     ByteBufferWriter(const ByteBufferWriter&) = delete;
     ByteBufferWriter& operator=(const ByteBufferWriter&) = delete;
     UTIL_API ~ByteBufferWriter();
 
-    /// Number of bytes written.
+    /// Returns the number of bytes written.
     unsigned long size() const noexcept { return size_; }
-    /// The bytes written; valid until the next write.
+    /// Returns the bytes written. The pointer is valid until the next write.
     unsigned char const* data() const noexcept { return bytes_; }
-    /// Copies the first `count` bytes to `destination`. False on success; true, with nothing
-    /// copied, when fewer were written.
+    /// Copies the first `count` bytes to `destination`. Returns false on success. Returns true,
+    /// without copying anything, if fewer than `count` bytes were written.
     UTIL_API bool retrieve(unsigned char* destination, unsigned long count) const noexcept;
 
-    /// Appends `count` bytes. False on success; true when memory is exhausted, and then nothing was
-    /// appended.
+    /// Appends `count` bytes. Returns false on success. Returns true, without appending anything,
+    /// if memory is exhausted.
     [[nodiscard]] bool append(void const* bytes, std::size_t count) noexcept {
         unsigned char* target = extend(count);
         if (target == nullptr) {
@@ -45,7 +45,7 @@ public:
         }
         return false;
     }
-    /// Appends one byte; result as for `append`.
+    /// Appends one byte. Returns true, without appending anything, if memory is exhausted.
     [[nodiscard]] bool appendByte(unsigned char byte) noexcept {
         unsigned char* target = extend(1);
         if (target == nullptr) {
@@ -54,8 +54,9 @@ public:
         *target = byte;
         return false;
     }
-    /// Makes room for `count` more bytes, counts them as written and gives their address for the
-    /// caller to fill; null when memory is exhausted.
+    /// Appends `count` bytes of unspecified content and returns their address, where the caller
+    /// writes them. The address is valid until the next write. Returns null, without appending
+    /// anything, if memory is exhausted.
     [[nodiscard]] unsigned char* extend(std::size_t count) noexcept {
         if (capacity_ - size_ < count || bytes_ == nullptr) {
             if (grow(count)) {
@@ -67,9 +68,10 @@ public:
         return target;
     }
     /// @{
-    /// For who writes before knowing how much it will be: how many bytes there is room for, a way
-    /// to make room for `count` (false on success; true when memory is exhausted), the address of
-    /// that room until the next write, and what counts what was written there, up to `end`.
+    /// Direct writing: `makeRoom(n)` guarantees `n` bytes at `end()`, and `take(p)` marks
+    /// everything up to `p` as written. `room()` returns the number of bytes at `end()`. `makeRoom`
+    /// returns false on success and true if memory is exhausted. The address is valid until the
+    /// next write.
     std::size_t room() const noexcept { return capacity_ - size_; }
     [[nodiscard]] bool makeRoom(std::size_t count) noexcept {
         return room() < count && grow(count);
@@ -79,7 +81,7 @@ public:
         size_ = static_cast<unsigned long>(end - bytes_);
     }
     /// @}
-    /// Takes back everything after the first `size` bytes; a size beyond the end changes nothing.
+    /// Removes all bytes after the first `size`. Does nothing if fewer were written.
     void truncate(unsigned long size) noexcept {
         if (size < size_) {
             size_ = size;

@@ -1,7 +1,8 @@
 #pragma once
 
-/// Marks what `libzelutil` exports; everything else in it is hidden.
+/// Marks a class or function that `libzelutil` exports. All others are hidden.
 #define UTIL_API __attribute__((visibility("default")))
 
-/// Marks a private function or template of an exported class: nobody else calls it.
+/// Marks a private function or template of an exported class that is not exported, because only the
+/// library itself calls it.
 #define UTIL_LOCAL __attribute__((visibility("hidden")))

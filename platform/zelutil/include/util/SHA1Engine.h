@@ -7,9 +7,9 @@
 
 namespace util {
 
-/// The SHA-1 digest (FIPS 180-4), for identifiers made from names; not for security.
+/// A calculator of SHA-1 digests (FIPS 180-4), for identifiers made from names. Not for security.
 ///
-/// One thread at a time.
+/// Used by one thread at a time.
 ///
 ///     util::SHA1Engine engine;
 ///     engine.update("abc", 3);
@@ -19,18 +19,19 @@ public:
     /// The 20 bytes of a digest.
     using Digest = std::array<unsigned char, 20>;
 
+    /// Creates an engine that is ready for a message.
     SHA1Engine() noexcept;
     SHA1Engine(const SHA1Engine&) = delete;
     SHA1Engine& operator=(const SHA1Engine&) = delete;
 
-    /// Takes `count` more bytes of the message.
+    /// Adds `count` bytes to the message.
     void update(void const* bytes, std::size_t count) noexcept;
-    /// The digest of all bytes taken since construction or the last `finish`; the engine is then
-    /// ready for a new message.
+    /// Returns the digest of all bytes added since construction or the last `finish`. Afterwards
+    /// the engine is ready for a new message.
     Digest finish() noexcept;
 
 private:
-    /// Room for the state of the digest library, whose header stays out of this one.
+    /// Storage for the state of the digest library, whose header is not included here.
     alignas(8) std::array<unsigned char, 128> state_;
 };
 

@@ -5,25 +5,25 @@
 
 namespace util {
 
-/// A text of UTF-8 code units, told apart from a plain `std::string` of bytes by its type. It does
-/// not check its content; whoever writes it to a serializer has it checked there.
+/// A text of UTF-8 code units. The type distinguishes it from a `std::string` of bytes. The content
+/// is not validated here; serializers validate it when it is written.
 struct UnicodeString8 {
     /// The code units.
     std::string units;
 
-    /// Whether all code units are equal.
+    /// Compares the code units.
     friend bool operator==(const UnicodeString8& a, const UnicodeString8& b) {
         return a.units == b.units;
     }
     friend bool operator!=(const UnicodeString8& a, const UnicodeString8& b) { return !(a == b); }
 };
 
-/// A text of UTF-16 code units. It does not check its content either.
+/// A text of UTF-16 code units. The content is not validated here, either.
 struct UnicodeString16 {
     /// The code units.
     std::u16string units;
 
-    /// Whether all code units are equal.
+    /// Compares the code units.
     friend bool operator==(const UnicodeString16& a, const UnicodeString16& b) {
         return a.units == b.units;
     }

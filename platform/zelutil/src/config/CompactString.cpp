@@ -4,14 +4,14 @@
 
 namespace util::config {
 
-void CompactString::keepFar(std::string_view text) {
+void CompactString::storeOnHeap(std::string_view text) {
     const std::size_t size = text.size();
     auto* const block = static_cast<char*>(::operator new(sizeof size + size + 1));
     std::memcpy(block, &size, sizeof size);
     std::memcpy(block + sizeof size, text.data(), size);
     block[sizeof size + size] = '\0';
     std::memcpy(bytes_.data(), &block, sizeof block);
-    bytes_[NEAR] = FAR;
+    bytes_[INLINE_CAPACITY] = HEAP;
 }
 
 std::ostream& operator<<(std::ostream& out, const CompactString& text) {

@@ -4,8 +4,9 @@
 
 namespace util::config {
 
-// Goes down the last children and up again. On the way down the place of each child holds the
-// container above its parent, so that the way up is known without a stack.
+// Descends into the last child that is a container, and ascends when a container has no children
+// left. While a child is being destroyed, its place in the parent holds the parent's own parent, so
+// no stack is needed to ascend.
 void Container::destroyChildren() noexcept {
     NodeReleases releases;
     Container* container = this;

@@ -39,7 +39,8 @@ bool Dictionary::append(std::string_view key, Value* value) noexcept {
     return false;
 }
 
-// Gives the child to its place in the list; null when that could not be had.
+// Stores the child at its place in the list. A null `place` means that memory was exhausted: the
+// child is then destroyed and true returned.
 bool Dictionary::put(Value** place, Value* value) noexcept {
     if (place == nullptr) {
         destroy(value);

@@ -7,16 +7,16 @@ namespace util::config {
 
 namespace {
 
-constexpr std::size_t PAGE_SIZE = 64;  // 2.5 KiB; adding an entry moves 16 others on average
-constexpr std::size_t FIRST_ROOM = 4;  // what most headers need
+constexpr std::size_t PAGE_SIZE = 64;      // 2.5 KiB; adding an entry moves 16 others on average
+constexpr std::size_t FIRST_CAPACITY = 4;  // enough for most headers
 
 template <typename Page>
 bool isBehind(const Page& page, std::string_view key) noexcept {
     return page.empty() || std::string_view(page.back().first) < key;
 }
 
-// Where in the page the key is or belongs. Keys often come in ascending order, so the end is
-// looked at first.
+// Returns the index in the page where the key is or belongs. Keys often come in ascending order, so
+// the end is checked first.
 template <typename Page>
 std::size_t positionOf(const Page& page, std::string_view key) noexcept {
     if (isBehind(page, key)) {
@@ -31,22 +31,23 @@ std::size_t positionOf(const Page& page, std::string_view key) noexcept {
 
 }  // namespace
 
-// Makes room for so many entries; there is none for as many.
-void Entries::Page::reserve(std::size_t room) {
-    std::unique_ptr<value_type[]> entries(new value_type[room]);
+// Grows to `capacity` entries. It must be greater than the present capacity.
+void Entries::Page::reserve(std::size_t capacity) {
+    std::unique_ptr<value_type[]> entries(new value_type[capacity]);
     std::move(entries_.get(), entries_.get() + size_, entries.get());
     entries_.swap(entries);
-    room_ = static_cast<std::uint32_t>(room);
+    capacity_ = static_cast<std::uint32_t>(capacity);
 }
 
-// The child of a new entry, in a page with less than `PAGE_SIZE` of them.
+// Adds an entry at `place` and returns the place of its child. The page must have less than
+// `PAGE_SIZE` entries.
 Value** Entries::Page::insert(std::size_t place, std::string_view key) {
-    if (place == size_ && size_ < room_) {
+    if (place == size_ && size_ < capacity_) {
         return pushBack(key);
     }
-    CompactString text(key);  // a copy, as it may be a part of an entry that is moved
-    if (size_ == room_) {
-        reserve(room_ == 0 ? FIRST_ROOM : std::min(2 * std::size_t{room_}, PAGE_SIZE));
+    CompactString text(key);  // copied, as `key` may refer to an entry that is moved below
+    if (size_ == capacity_) {
+        reserve(capacity_ == 0 ? FIRST_CAPACITY : std::min(2 * std::size_t{capacity_}, PAGE_SIZE));
     }
     value_type* const entry = entries_.get() + place;
     std::move_backward(entry, entries_.get() + size_, entries_.get() + size_ + 1);
@@ -61,14 +62,15 @@ void Entries::Page::erase(std::size_t place) noexcept {
     entries_[size_] = value_type();
 }
 
-// Moves the entries from `cut` on to a page that has room for them and is empty.
+// Moves the entries from `cut` on to `next`, which is empty and has capacity for them.
 void Entries::Page::moveTail(std::size_t cut, Page& next) noexcept {
     std::move(entries_.get() + cut, entries_.get() + size_, next.entries_.get());
     next.size_ = size_ - static_cast<std::uint32_t>(cut);
     size_ = static_cast<std::uint32_t>(cut);
 }
 
-// The page that has the key, or that it belongs to: the last one whose first key is not greater.
+// Returns the number of the page that the key is in or belongs to: the last one whose first key is
+// not greater.
 std::size_t Entries::pageOf(std::string_view key) const noexcept {
     const auto less = [](std::string_view wanted, const Page& page) noexcept {
         return wanted < std::string_view(page.front().first);
@@ -89,8 +91,8 @@ Entries::const_iterator Entries::find(std::string_view key) const noexcept {
 
 Value** Entries::slot(std::string_view key) noexcept {
     try {
-        return hasRoom() && isBehind(first_, key) ? first_.insert(first_.size(), key)
-                                                  : findOrInsert(key);
+        return hasSpareCapacity() && isBehind(first_, key) ? first_.insert(first_.size(), key)
+                                                           : findOrInsert(key);
     } catch (const std::bad_alloc&) {
         return nullptr;
     }
@@ -98,21 +100,21 @@ Value** Entries::slot(std::string_view key) noexcept {
 
 Value** Entries::append(std::string_view key) noexcept {
     try {
-        if (rest_ == nullptr && first_.size() < first_.room()) {
+        if (rest_ == nullptr && first_.size() < first_.capacity()) {
             return first_.pushBack(key);
         }
-        return hasRoom() ? first_.insert(first_.size(), key) : findOrInsert(key);
+        return hasSpareCapacity() ? first_.insert(first_.size(), key) : findOrInsert(key);
     } catch (const std::bad_alloc&) {
         return nullptr;
     }
 }
 
-// Whether an entry can be added to the end of the only page.
-bool Entries::hasRoom() const noexcept {
+// Returns whether there is only one page and an entry can be added to it.
+bool Entries::hasSpareCapacity() const noexcept {
     return rest_ == nullptr && first_.size() < PAGE_SIZE;
 }
 
-// Each step that can throw leaves a valid list with the same entries behind.
+// After an exception of any step the list is valid and has the same entries.
 Value** Entries::findOrInsert(std::string_view key) {
     std::size_t number = pageOf(key);
     std::size_t place = positionOf(page(number), key);
@@ -120,7 +122,8 @@ Value** Entries::findOrInsert(std::string_view key) {
         return &page(number)[place].second;
     }
     if (page(number).size() == PAGE_SIZE) {
-        // Behind the last entry the page stays nearly full: ascending order fills the pages.
+        // If the entry goes to the end, the page stays nearly full, so that keys in ascending order
+        // fill the pages.
         const std::size_t cut = place == PAGE_SIZE ? PAGE_SIZE - 1 : PAGE_SIZE / 2;
         split(number, cut);
         if (place > cut) {
@@ -139,15 +142,15 @@ Value** Entries::insert(std::size_t number, std::size_t place, std::string_view 
     return child;
 }
 
-// Moves the entries of a page from `cut` on to a new page behind it.
+// Moves the entries of a page from `cut` on to a new page after it.
 void Entries::split(std::size_t number, std::size_t cut) {
-    Page room;
-    room.reserve(PAGE_SIZE);
+    Page added;
+    added.reserve(PAGE_SIZE);
     if (rest_ == nullptr) {
         rest_ = std::make_unique<Rest>();
     }
     std::vector<Page>& pages = rest_->pages;
-    pages.insert(pages.begin() + static_cast<std::ptrdiff_t>(number), std::move(room));
+    pages.insert(pages.begin() + static_cast<std::ptrdiff_t>(number), std::move(added));
     page(number).moveTail(cut, page(number + 1));
     if (number == 0) {
         rest_->size += page(1).size();
@@ -166,7 +169,7 @@ void Entries::erase(const_iterator position) noexcept {
     }
 }
 
-// Takes an empty page out, unless it is the only one.
+// Removes an empty page, unless it is the only one.
 void Entries::erasePage(std::size_t number) noexcept {
     if (restBegin() == restEnd()) {
         return;
@@ -183,7 +186,7 @@ Entries::Page& Entries::lastPage() noexcept {
     return restBegin() == restEnd() ? first_ : rest_->pages.back();
 }
 
-// True when there is another page in front of it.
+// Removes the last page unless it is the only one. Returns whether a page was removed.
 bool Entries::dropLastPage() noexcept {
     if (restBegin() == restEnd()) {
         return false;
@@ -202,12 +205,12 @@ void Entries::swap(Entries& other) noexcept {
 }
 
 void Entries::reserve(unsigned long count) noexcept {
-    const std::size_t room = std::min<std::size_t>(count, PAGE_SIZE);
-    if (room <= first_.room()) {
+    const std::size_t capacity = std::min<std::size_t>(count, PAGE_SIZE);
+    if (capacity <= first_.capacity()) {
         return;
     }
     try {
-        first_.reserve(room);
+        first_.reserve(capacity);
     } catch (const std::bad_alloc&) {
         return;  // a hint
     }

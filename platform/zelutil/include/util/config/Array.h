@@ -10,7 +10,8 @@ namespace util::config {
 
 /// A node that holds an ordered list of child nodes. It owns its children.
 ///
-/// Changing operations return false on success and true on failure.
+/// The operations that change it return false on success and true on failure. On failure the array
+/// is unchanged.
 ///
 ///     util::config::Array sizes;
 ///     sizes.add(new util::config::ValueInt(640));
@@ -21,26 +22,26 @@ public:
     Array() noexcept : Container(Kind::Array) {}
     ~Array() override;
 
-    /// Appends `value` and takes it over, whatever the result: when memory is exhausted it is
-    /// destroyed and true returned. A null `value` is not added (true).
+    /// Appends `value`. Takes ownership of it, even on failure: the value is then destroyed. Fails
+    /// if `value` is null or memory is exhausted.
     bool add(Value* value) noexcept;
-    /// Inserts before the element at `index`; the size as index appends, a greater one fails. The
-    /// value is taken over whatever the result.
+    /// Inserts `value` before the element at `index`, or appends it if `index` is the size. Takes
+    /// ownership as `add` does. Fails also if `index` is greater than the size.
     bool insert(unsigned long index, Value* value) noexcept;
-    /// Replaces the element at `index`, destroying the former one; fails past the end. The value is
-    /// taken over whatever the result.
+    /// Replaces the element at `index` by `value` and destroys the former element. Takes ownership
+    /// as `add` does. Fails if `value` is null or `index` is past the end.
     bool set(unsigned long index, Value* value) noexcept;
-    /// Removes the element at `index`; true past the end. With `destroy` false the element belongs
-    /// to the caller, who looked it up before.
+    /// Removes the element at `index`. With `destroy` true the element is destroyed. With `destroy`
+    /// false it belongs to the caller, so look it up before. Fails if `index` is past the end.
     bool remove(unsigned long index, bool destroy) noexcept;
     /// Destroys all elements.
     void clear() noexcept { destroyChildren(); }
-    /// Exchanges the elements of two arrays.
+    /// Swaps the elements of two arrays.
     void swap(Array& other) noexcept { elements_.swap(other.elements_); }
-    /// Makes room for `count` elements in all; a hint that may be ignored.
+    /// Reserves capacity for `count` elements in total. This is a hint: failure is ignored.
     void reserve(unsigned long count) noexcept;
 
-    /// The elements in their order, for reading.
+    /// Returns the elements in their order. The reference is valid as long as the array exists.
     const std::vector<Value*>& elements() const noexcept { return elements_; }
 
 private:

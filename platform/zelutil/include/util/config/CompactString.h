@@ -12,75 +12,78 @@
 
 namespace util::config {
 
-/// A string of bytes, embedded zeros allowed, that is not changed but replaced as a whole: half the
-/// size of a `std::string`, and up to 15 bytes of text lie in it. The keys and texts of trees are
-/// such strings.
+/// A string of bytes, which may contain zeros. The keys and texts of trees are such strings.
 ///
-/// It turns into a `std::string` or a `std::string_view` by itself, and compares with both. A view
-/// is valid while the string is neither changed nor moved nor destroyed. One thread at a time, or
-/// many that only read.
+/// It has half the size of a `std::string` and stores up to 15 bytes inline. It can only be
+/// replaced as a whole, not modified. It converts implicitly to `std::string` and
+/// `std::string_view`, and compares with both. A view is valid until the string is assigned to,
+/// moved from or destroyed. Concurrent reads are safe; concurrent changes are not.
 class UTIL_API CompactString {
 public:
-    /// An empty string.
+    /// Creates an empty string.
     CompactString() noexcept = default;
-    /// A copy of the text; `std::bad_alloc` when memory is exhausted.
+    /// Copies the text. Throws `std::bad_alloc` if memory is exhausted.
     explicit CompactString(std::string_view text) {
-        if (text.size() <= NEAR) {
-            keepNear(text);
+        if (text.size() <= INLINE_CAPACITY) {
+            storeInline(text);
         } else {
-            keepFar(text);
+            storeOnHeap(text);
         }
     }
     /// @{
-    /// A copy; `std::bad_alloc` when memory is exhausted, and then nothing was changed.
+    /// Copies the string. Throws `std::bad_alloc` if memory is exhausted; nothing is changed then.
     CompactString(const CompactString& other) : CompactString(std::string_view(other)) {}
     CompactString& operator=(const CompactString& other) { return *this = CompactString(other); }
     /// @}
     /// @{
-    /// Take the text over; `other` is left empty.
+    /// Moves the text out of `other`, which is empty afterwards.
     CompactString(CompactString&& other) noexcept : bytes_(other.bytes_) { other.bytes_ = EMPTY; }
     CompactString& operator=(CompactString&& other) noexcept {
         if (this != &other) {
-            freeFar();
+            freeHeap();
             bytes_ = other.bytes_;
             other.bytes_ = EMPTY;
         }
         return *this;
     }
     /// @}
-    ~CompactString() { freeFar(); }
+    ~CompactString() { freeHeap(); }
 
-    /// Becomes a copy of a text that is no part of its own; `std::bad_alloc` when memory is
-    /// exhausted, and then nothing was changed.
+    /// Replaces the text by a copy of `text`, which must not be a part of this string. Throws
+    /// `std::bad_alloc` if memory is exhausted; nothing is changed then.
     void assign(std::string_view text) {
-        if (text.size() > NEAR) {
+        if (text.size() > INLINE_CAPACITY) {
             *this = CompactString(text);
             return;
         }
-        freeFar();
+        freeHeap();
         bytes_ = EMPTY;
-        keepNear(text);
+        storeInline(text);
     }
 
-    /// The bytes, and a zero behind them.
-    char const* data() const noexcept { return isFar() ? far() + sizeof(std::size_t) : near(); }
-    /// The same.
-    char const* c_str() const noexcept { return data(); }
-    /// Number of bytes.
-    std::size_t size() const noexcept {
-        return isFar() ? farSize() : NEAR - static_cast<std::size_t>(bytes_[NEAR]);
+    /// Returns the bytes, followed by a zero.
+    char const* data() const noexcept {
+        return isOnHeap() ? heapBlock() + sizeof(std::size_t) : inlineBytes();
     }
-    /// Whether there are none.
+    /// Returns `data()`.
+    char const* c_str() const noexcept { return data(); }
+    /// Returns the number of bytes.
+    std::size_t size() const noexcept {
+        return isOnHeap() ? heapSize()
+                          : INLINE_CAPACITY - static_cast<std::size_t>(bytes_[INLINE_CAPACITY]);
+    }
+    /// Returns whether the string has no bytes.
     bool empty() const noexcept { return size() == 0; }
     /// @{
-    /// The text; as a `std::string` a copy, `std::bad_alloc` when there is no memory for it.
+    /// Returns the text. The functions that return a `std::string` copy it and throw
+    /// `std::bad_alloc` if memory is exhausted.
     operator std::string_view() const noexcept { return {data(), size()}; }
     operator std::string() const { return std::string(std::string_view(*this)); }
     std::string str() const { return *this; }
     /// @}
 
     /// @{
-    /// Whether the bytes are the same, or come first in byte-wise order.
+    /// Compares the bytes, as unsigned numbers.
     friend bool operator==(const CompactString& a, const CompactString& b) noexcept {
         return std::string_view(a) == std::string_view(b);
     }
@@ -108,7 +111,7 @@ public:
     }
     /// @}
     /// @{
-    /// Both texts as one; `std::bad_alloc` when memory is exhausted.
+    /// Returns the concatenation. Throws `std::bad_alloc` if memory is exhausted.
     friend std::string operator+(const CompactString& a, std::string_view b) {
         return a.str().append(b);
     }
@@ -118,28 +121,30 @@ public:
     /// @}
 
 private:
-    // Up to `NEAR` bytes lie here. The last byte says how many more would find room, so that it
-    // ends a text that fills all of it. A longer text lies behind its size in a block of memory,
-    // whose address is here.
-    static constexpr std::size_t NEAR = 15;
-    static constexpr char FAR = NEAR + 1;  // in the last byte
-    using Bytes = std::array<char, NEAR + 1>;
-    static constexpr Bytes EMPTY = {0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, NEAR};
+    // Up to `INLINE_CAPACITY` bytes of text are stored in `bytes_`. The last byte is then the
+    // number of unused bytes, so that it terminates a text that uses all of them. For a longer
+    // text, the last byte is `HEAP` and `bytes_` begins with the address of a block, which consists
+    // of the size, the text and a zero.
+    static constexpr std::size_t INLINE_CAPACITY = 15;
+    static constexpr char HEAP = INLINE_CAPACITY + 1;  // value of the last byte
+    using Bytes = std::array<char, INLINE_CAPACITY + 1>;
+    static constexpr Bytes EMPTY = {0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, INLINE_CAPACITY};
 
-    bool isFar() const noexcept { return bytes_[NEAR] == FAR; }
-    char const* near() const noexcept { return bytes_.data(); }
-    char const* far() const noexcept {
+    bool isOnHeap() const noexcept { return bytes_[INLINE_CAPACITY] == HEAP; }
+    char const* inlineBytes() const noexcept { return bytes_.data(); }
+    char const* heapBlock() const noexcept {
         char const* block = nullptr;
         std::memcpy(&block, bytes_.data(), sizeof block);
         return block;
     }
-    std::size_t farSize() const noexcept {
+    std::size_t heapSize() const noexcept {
         std::size_t size = 0;
-        std::memcpy(&size, far(), sizeof size);
+        std::memcpy(&size, heapBlock(), sizeof size);
         return size;
     }
-    // Without a call: pieces of the greatest size that fits, which may have bytes in common.
-    void keepNear(std::string_view text) noexcept {
+    // Copies without a call of memcpy: two pieces of the greatest size that fits, which may
+    // overlap.
+    void storeInline(std::string_view text) noexcept {
         const std::size_t size = text.size();
         if (size >= sizeof(long long)) {
             copyEnds<sizeof(long long)>(text);
@@ -150,7 +155,7 @@ private:
             bytes_[size / 2] = text[size / 2];
             bytes_[size - 1] = text[size - 1];
         }
-        bytes_[NEAR] = static_cast<char>(NEAR - size);
+        bytes_[INLINE_CAPACITY] = static_cast<char>(INLINE_CAPACITY - size);
     }
     template <std::size_t PIECE>
     void copyEnds(std::string_view text) noexcept {
@@ -158,10 +163,10 @@ private:
         std::memcpy(bytes_.data(), text.data(), PIECE);
         std::memcpy(bytes_.data() + last, text.data() + last, PIECE);
     }
-    void keepFar(std::string_view text);
-    void freeFar() noexcept {
-        if (isFar()) {
-            ::operator delete(const_cast<char*>(far()));
+    void storeOnHeap(std::string_view text);
+    void freeHeap() noexcept {
+        if (isOnHeap()) {
+            ::operator delete(const_cast<char*>(heapBlock()));
         }
     }
 

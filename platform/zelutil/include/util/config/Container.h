@@ -7,18 +7,19 @@ namespace util::config {
 
 class NodeReleases;
 
-/// What dictionary and array share: the means to destroy a tree of any depth on a small stack and
-/// without memory. Not for use by callers.
+/// The common base of `Dictionary` and `Array`. It destroys a tree of any depth without recursion
+/// and without allocating memory. Not for use by callers.
 class UTIL_API Container : public Value {
 protected:
     using Value::Value;
 
-    /// Destroys the children from the last one on, up to one that is a container. Gives the place
-    /// where that one stands, null when no child is left.
+    /// Destroys the children in reverse order until the last one is a container. Returns the
+    /// address of the pointer to that container, or null if no child is left.
     virtual Value** destroyLeaves(NodeReleases& releases) noexcept = 0;
-    /// Takes out the last child without destroying it.
+    /// Removes the last child without destroying it and returns it.
     virtual Value* popChild() noexcept = 0;
-    /// Destroys everything below this container; none are left. The derived destructors call it.
+    /// Destroys everything below this container, which is empty afterwards. The derived destructors
+    /// call it.
     void destroyChildren() noexcept;
 };
 

@@ -11,7 +11,8 @@ namespace util::config {
 /// A node that maps string keys to child nodes, in ascending byte-wise order of the keys. It owns
 /// its children.
 ///
-/// Changing operations return false on success and true on failure.
+/// The operations that change it return false on success and true on failure. On failure the
+/// dictionary is unchanged.
 ///
 ///     util::config::Dictionary size;
 ///     size.add("width", new util::config::ValueInt(640));
@@ -23,36 +24,36 @@ public:
     ~Dictionary() override;
 
     /// @{
-    /// Puts `value` under the key and takes it over, whatever the result: when memory is exhausted
-    /// it is destroyed and true returned. A key that is present gets the new value, the former one
-    /// is destroyed. A null `value` is not added (true). `add` and `set` do the same; by custom
-    /// `add` is written for a new key and `set` for a present one.
-    /// A null `key` is no key: the same failure.
+    /// Adds `value` under the key. If the key is present, replaces its value and destroys the
+    /// former one. Takes ownership of `value`, even on failure: the value is then destroyed. Fails
+    /// if `key` or `value` is null or memory is exhausted. `add` and `set` do the same; by
+    /// convention `add` is used for a new key and `set` for a present one.
     bool add(char const* key, Value* value) noexcept;
     bool add(std::string_view key, Value* value) noexcept;
     bool set(char const* key, Value* value) noexcept;
     bool set(std::string_view key, Value* value) noexcept;
     /// @}
 
-    /// Removes the entry; true when there is none. With `destroy` false the child is not destroyed
-    /// and belongs to the caller, who looked it up before.
+    /// Removes the entry with the key. With `destroy` true the child is destroyed. With `destroy`
+    /// false it belongs to the caller, so look it up before. Fails if the key is not present.
     bool remove(char const* key, bool destroy) noexcept;
     bool remove(std::string_view key, bool destroy) noexcept;
     /// Destroys all children.
     void clear() noexcept;
-    /// Exchanges the entries of two dictionaries.
+    /// Swaps the entries of two dictionaries.
     void swap(Dictionary& other) noexcept { entries_.swap(other.entries_); }
-    /// Makes room for `count` entries in all; a hint that may be ignored.
+    /// Reserves capacity for `count` entries in total. This is a hint: failure is ignored.
     void reserve(unsigned long count) noexcept { entries_.reserve(count); }
 
-    /// Number of entries.
+    /// Returns the number of entries.
     unsigned long size() const noexcept { return entries_.size(); }
-    /// The entries in the order of their keys, for reading.
+    /// Returns the entries in the order of their keys. The reference is valid as long as the
+    /// dictionary exists.
     const Entries& entries() const noexcept { return entries_; }
 
 private:
     friend class TreeBuilder;
-    /// As `add`, for a key that is greater than all present ones.
+    /// Does what `add` does, for a key that is greater than all present ones.
     bool append(std::string_view key, Value* value) noexcept;
     static bool put(Value** place, Value* value) noexcept;
     Value** destroyLeaves(NodeReleases& releases) noexcept override;

@@ -17,35 +17,37 @@ class Value;
 
 /// The entries of a dictionary: pairs of key and child, in ascending byte-wise order of the keys.
 ///
-/// It does not own the children; the dictionary does. Iterators and references to entries are valid
-/// until an entry is added or removed. One thread at a time, or many that only read.
+/// The children are owned by the dictionary, not by this class. Iterators and references to entries
+/// are valid until an entry is added or removed. Concurrent reads are safe; concurrent changes are
+/// not.
 class UTIL_API Entries {
 public:
     /// An entry: key and child.
     using value_type = std::pair<CompactString, Value*>;
 
 private:
-    /// One sorted list, cut into pages of up to `PAGE_SIZE` entries: most dictionaries are one
-    /// small block of memory, and in a large one an entry can be added anywhere at little cost. No
-    /// page is empty, but a lone first one may be.
+    /// A part of the sorted list, with up to `PAGE_SIZE` entries. Most dictionaries have one page,
+    /// which is one small block of memory. With several pages, an entry can be added anywhere to a
+    /// large dictionary at little cost. A page is not empty, except a first page that is the only
+    /// one.
     class Page {
     public:
         Page() noexcept = default;
         Page(Page&& other) noexcept { swap(other); }
         Page& operator=(Page&& other) noexcept {
-            Page taken(std::move(other));
-            swap(taken);
+            Page moved(std::move(other));
+            swap(moved);
             return *this;
         }
         void swap(Page& other) noexcept {
             entries_.swap(other.entries_);
             std::swap(size_, other.size_);
-            std::swap(room_, other.room_);
+            std::swap(capacity_, other.capacity_);
         }
 
         std::size_t size() const noexcept { return size_; }
         bool empty() const noexcept { return size_ == 0; }
-        std::size_t room() const noexcept { return room_; }
+        std::size_t capacity() const noexcept { return capacity_; }
         const value_type* begin() const noexcept { return entries_.get(); }
         const value_type* end() const noexcept { return begin() + size_; }
         const value_type& front() const noexcept { return entries_[0]; }
@@ -53,8 +55,9 @@ private:
         value_type& back() noexcept { return entries_[size_ - 1]; }
         value_type& operator[](std::size_t place) noexcept { return entries_[place]; }
 
-        void reserve(std::size_t room);
-        /// The child of a new entry at the end, where room is; `std::bad_alloc` changes nothing.
+        void reserve(std::size_t capacity);
+        /// Adds an entry at the end, where there is capacity for it, and returns the place of its
+        /// child. Throws `std::bad_alloc` if memory is exhausted; nothing is changed then.
         Value** pushBack(std::string_view key) {
             value_type& entry = entries_[size_];
             entry.first.assign(key);
@@ -65,27 +68,27 @@ private:
         Value** insert(std::size_t place, std::string_view key);
         void erase(std::size_t place) noexcept;
         void moveTail(std::size_t cut, Page& next) noexcept;
-        /// Takes the last entry out and gives its child; the key stays where it is until another
-        /// entry takes its place.
+        /// Removes the last entry and returns its child. The memory of the key is kept until
+        /// another entry replaces it.
         Value* popBack() noexcept { return entries_[--size_].second; }
 
     private:
-        std::unique_ptr<value_type[]> entries_;  // empty ones behind the last
+        std::unique_ptr<value_type[]> entries_;  // those after the last one are empty
         std::uint32_t size_ = 0;
-        std::uint32_t room_ = 0;
+        std::uint32_t capacity_ = 0;
     };
-    /// The pages behind the first one.
+    /// The pages after the first one.
     struct Rest {
         std::vector<Page> pages;
-        unsigned long size = 0;  // of all of them together
+        unsigned long size = 0;  // number of entries in these pages
     };
 
 public:
-    /// Walks the entries in the order of their keys, for reading only.
+    /// An iterator over the entries in the order of their keys, for reading only.
     class const_iterator {
     public:
         /// @{
-        /// As the standard library asks of an iterator.
+        /// The types that the standard library requires of an iterator.
         using iterator_category = std::forward_iterator_tag;
         using value_type = Entries::value_type;
         using difference_type = std::ptrdiff_t;
@@ -93,15 +96,15 @@ public:
         using reference = const value_type&;
         /// @}
 
-        /// An iterator into nothing, to be assigned to.
+        /// Creates an iterator that equals `end()`.
         const_iterator() noexcept = default;
         /// @{
-        /// The entry; not at the end.
+        /// Returns the entry. The iterator must not be at the end.
         reference operator*() const noexcept { return *entry_; }
         pointer operator->() const noexcept { return entry_; }
         /// @}
 
-        /// Goes on to the next entry, or to the end.
+        /// Advances to the next entry, or to the end.
         const_iterator& operator++() noexcept {
             if (++entry_ == pageEnd_) {
                 enterNext();
@@ -113,7 +116,7 @@ public:
             ++*this;
             return before;
         }
-        /// Whether both are at the same entry.
+        /// Returns whether both iterators are at the same entry.
         friend bool operator==(const const_iterator& a, const const_iterator& b) noexcept {
             return a.entry_ == b.entry_;
         }
@@ -136,38 +139,40 @@ public:
 
         pointer entry_ = nullptr;  // null at the end
         pointer pageEnd_ = nullptr;
-        const Page* next_ = nullptr;  // the page behind that of the entry
+        const Page* next_ = nullptr;  // the page after that of the entry
         const Page* end_ = nullptr;
     };
 
-    /// Whether there is no entry.
+    /// Returns whether there are no entries.
     bool empty() const noexcept { return first_.empty(); }
-    /// The number of entries.
+    /// Returns the number of entries.
     unsigned long size() const noexcept {
         return first_.size() + (rest_ == nullptr ? 0 : rest_->size);
     }
     /// @{
-    /// From the entry with the least key to behind the last one.
+    /// Returns an iterator to the entry with the smallest key, and one past the last entry.
     const_iterator begin() const noexcept { return empty() ? end() : at(0, first_.begin()); }
-    // NOLINTNEXTLINE(readability-convert-member-functions-to-static): a list is asked for its end
+    // NOLINTNEXTLINE(readability-convert-member-functions-to-static): range interface, list.end()
     const_iterator end() const noexcept { return {}; }
     /// @}
 
-    /// The entry with the key, or the end.
+    /// Returns an iterator to the entry with the key, or `end()`.
     const_iterator find(std::string_view key) const noexcept;
 
-    /// The child of the key's entry, for writing; an entry that was not there is made, with a null
-    /// child. Null when memory is exhausted, and then nothing was changed.
+    /// Returns the place of the child of the key's entry, where the caller writes it. Adds an entry
+    /// with a null child if the key is not present. Returns null if memory is exhausted; nothing is
+    /// changed then.
     [[nodiscard]] Value** slot(std::string_view key) noexcept;
-    /// As `slot`, for a key that is greater than all present ones.
+    /// Does what `slot` does, for a key that is greater than all present ones.
     [[nodiscard]] Value** append(std::string_view key) noexcept;
-    /// Takes an entry out; `position` is not the end.
+    /// Removes the entry at `position`, which is not the end. The child is not destroyed.
     void erase(const_iterator position) noexcept;
-    /// Takes all entries out.
+    /// Removes all entries. The children are not destroyed.
     void clear() noexcept;
-    /// Exchanges the entries of two lists.
+    /// Swaps the entries of two lists.
     void swap(Entries& other) noexcept;
-    /// Makes room for `count` entries in all; a hint that may be ignored.
+    /// Reserves capacity for `count` entries in total, at most one page. This is a hint: failure is
+    /// ignored.
     void reserve(unsigned long count) noexcept;
 
 private:
@@ -189,12 +194,12 @@ private:
         return {page(number), entry, restBegin() + number, restEnd()};
     }
     std::size_t pageOf(std::string_view key) const noexcept;
-    bool hasRoom() const noexcept;
+    bool hasSpareCapacity() const noexcept;
     Value** insert(std::size_t number, std::size_t place, std::string_view key);
     Value** findOrInsert(std::string_view key);
     void split(std::size_t number, std::size_t cut);
     void erasePage(std::size_t number) noexcept;
-    // For taking out all entries from the last one on; `size` is right again when all are out.
+    // These remove all entries, from the last one on. `size` is not updated until all are removed.
     Page& lastPage() noexcept;
     bool dropLastPage() noexcept;
 

@@ -11,10 +11,10 @@
 
 namespace util::config {
 
-/// An integer of 64 bits, signed or unsigned: every value from -2^63 to 2^64 - 1.
+/// A node that holds an integer in the range -2^63 to 2^64 - 1.
 class UTIL_API ValueInt : public Value {
 public:
-    /// Holds the number.
+    /// Creates a node with the number.
     explicit ValueInt(int value) noexcept : ValueInt(static_cast<long>(value)) {}
     explicit ValueInt(unsigned int value) noexcept : ValueInt(static_cast<long>(value)) {}
     explicit ValueInt(long value) noexcept
@@ -22,11 +22,12 @@ public:
     explicit ValueInt(unsigned long value) noexcept
         : Value(Kind::Integer), negative_(false), bits_(value) {}
 
-    /// The 64 bits in two's complement.
+    /// Returns the 64 bits of the number, in two's complement.
     std::uint64_t bits() const noexcept { return bits_; }
-    /// Whether the number is below 0.
+    /// Returns whether the number is less than 0.
     bool isNegative() const noexcept { return negative_; }
-    /// Whether the value lies above the signed range (2^63 and more).
+    /// Returns whether the number is 2^63 or greater, so that it does not fit into a signed
+    /// integer.
     bool isBeyondSigned() const noexcept { return !negative_ && (bits_ >> 63) != 0; }
 
 private:
@@ -34,40 +35,40 @@ private:
     std::uint64_t bits_;
 };
 
-/// A floating-point number of double precision.
+/// A node that holds a floating-point number of double precision.
 class UTIL_API ValueFloat : public Value {
 public:
-    /// Holds the number, NaN and infinities included.
+    /// Creates a node with the number, which may be NaN or infinite.
     explicit ValueFloat(double value) noexcept : Value(Kind::Float), value_(value) {}
-    /// The number.
+    /// Returns the number.
     double value() const noexcept { return value_; }
 
 private:
     double value_;
 };
 
-/// A narrow string: bytes, by custom UTF-8, embedded zeros allowed.
+/// A node that holds a narrow string: bytes, by convention UTF-8, which may contain zeros.
 class UTIL_API ValueString : public Value {
 public:
-    /// Holds a copy of the text; `std::bad_alloc` when memory is exhausted.
+    /// Creates a node with a copy of the text. Throws `std::bad_alloc` if memory is exhausted.
     explicit ValueString(std::string_view text) : Value(Kind::String), text_(text) {}
-    /// A null `text` is the empty string.
+    /// Does the same for a zero-terminated text. A null `text` is the empty string.
     explicit ValueString(char const* text)
         : ValueString(std::string_view(text == nullptr ? "" : text)) {}
-    /// The text.
+    /// Returns the text.
     const CompactString& text() const noexcept { return text_; }
 
 private:
     CompactString text_;
 };
 
-/// A string of Unicode text, kept apart from the narrow strings.
+/// A node that holds a string of Unicode text. Its kind differs from that of narrow strings.
 class UTIL_API ValueUnicodeString : public Value {
 public:
-    /// Holds the text.
+    /// Creates a node with the text.
     explicit ValueUnicodeString(UnicodeString8 text) noexcept
         : Value(Kind::UnicodeString), text_(std::move(text)) {}
-    /// The text.
+    /// Returns the text.
     const UnicodeString8& text() const noexcept { return text_; }
 
 private:

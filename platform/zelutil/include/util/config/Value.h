@@ -21,17 +21,17 @@ using ConstIterator = Entries::const_iterator;
 
 /// One node of a tree of generic data: a dictionary, an array or a scalar.
 ///
-/// It is the data model of headers, configuration and generic payloads. Containers own their
+/// Trees are the data model of headers, configuration and generic payloads. Containers own their
 /// children. The nodes for null, true, false and "undefined" are shared by all trees: containers
-/// never destroy them and nobody may delete them. A tree is not locked: many threads may read one,
-/// but nobody while one thread changes it.
+/// never destroy them and they must not be deleted. Trees are not synchronized: several threads may
+/// read a tree at the same time, but not while a thread changes it.
 ///
-/// Operations that can fail return a bool that is false on success and true on failure, and leave
-/// their outputs untouched when they fail. Trees of any depth are destroyed, cloned, compared and
-/// printed without recursion.
+/// Operations that can fail return a bool that is false on success and true on failure. On failure
+/// their outputs are unchanged. Trees of any depth are destroyed, cloned, compared and printed
+/// without recursion.
 class UTIL_API Value {
 public:
-    /// What a node is.
+    /// The kind of a node.
     enum class Kind : std::uint8_t {
         Undefined,
         Null,
@@ -46,23 +46,23 @@ public:
 
     virtual ~Value() = default;
     /// @{
-    /// Content is copied by `clone` alone.
+    /// Not copyable; use `clone`.
     Value(const Value&) = delete;
     Value& operator=(const Value&) = delete;
     /// @}
 
-    /// The kind of this node.
+    /// Returns the kind of this node.
     Kind kind() const noexcept { return kind_; }
     /// @{
-    /// Whether the node is of that kind.
+    /// Returns whether the node is of that kind.
     bool isDictionary() const noexcept { return kind_ == Kind::Dictionary; }
     bool isArray() const noexcept { return kind_ == Kind::Array; }
     /// @}
 
-    /// Whether the node is a scalar: null, boolean, number or string of either kind.
+    /// Returns whether the node is a scalar: null, boolean, number or string of either kind.
     bool isValue() const noexcept { return kind_ >= Kind::Null && kind_ <= Kind::UnicodeString; }
     /// @{
-    /// Whether the node is of that kind.
+    /// Returns whether the node is of that kind.
     bool isString() const noexcept { return kind_ == Kind::String; }
     bool isUnicodeString() const noexcept { return kind_ == Kind::UnicodeString; }
     bool isInt() const noexcept { return kind_ == Kind::Integer; }
@@ -72,43 +72,49 @@ public:
     bool isUndefined() const noexcept { return kind_ == Kind::Undefined; }
     /// @}
 
-    /// Whether this is a dictionary that has the key.
+    /// Returns whether this is a dictionary that has the key.
     bool hasKey(char const* key) const noexcept;
     bool hasKey(const std::string& key) const noexcept;
-    /// The child under the key; the undefined value when there is none or this is no dictionary.
-    /// The reference is valid while the tree is unchanged.
+    /// Returns the child under the key. Returns the undefined value if the key is not present or
+    /// this is not a dictionary. The reference is valid while the tree is unchanged.
     const Value& operator[](char const* key) const noexcept;
     const Value& operator[](const std::string& key) const noexcept;
-    /// The element at the index; the undefined value past the end or when this is no array.
+    /// Returns the element at the index. Returns the undefined value if the index is past the end
+    /// or this is not an array.
     const Value& operator[](unsigned long index) const noexcept;
-    /// The same for every other type of index, so that `value[0]` is not a null key; a negative
-    /// index lies past the end.
+    /// Does the same for every other type of index, so that `value[0]` is not a null key. A
+    /// negative index is past the end.
     template <typename Index, typename = std::enable_if_t<std::is_integral_v<Index>>>
     const Value& operator[](Index index) const noexcept {
         return (*this)[static_cast<unsigned long>(index)];
     }
-    /// Number of elements of an array; 0 for every other kind.
+    /// Returns the number of elements of an array, or 0 for every other kind.
     unsigned long arraySize() const noexcept;
 
-    /// Copies an integer out. Fails for every other kind, and, for the 32-bit targets, when the
-    /// value does not fit. The 64-bit targets get the two's-complement value: `get(long&)` of
-    /// 18446744073709551615 gives -1, and the reverse.
+    /// Copies an integer to `out`. Fails for every other kind. For the 32-bit targets, fails also
+    /// if the value does not fit. The 64-bit targets get the two's-complement value: `get(long&)`
+    /// of 18446744073709551615 produces -1, and `get(unsigned long&)` of -1 the reverse.
     [[nodiscard]] bool get(int& out) const noexcept;
     [[nodiscard]] bool get(unsigned int& out) const noexcept;
     [[nodiscard]] bool get(long& out) const noexcept;
     [[nodiscard]] bool get(unsigned long& out) const noexcept;
-    /// Copies a number out, an integer converted.
+    /// Copies a floating-point number, or an integer converted to one, to `out`. Fails for every
+    /// other kind.
     [[nodiscard]] bool get(double& out) const noexcept;
+    /// Copies a boolean to `out`. Fails for every other kind.
     [[nodiscard]] bool get(bool& out) const noexcept;
-    /// Copies a (narrow) string out; a unicode string fails.
+    /// Copies a narrow string to `out`. Fails for every other kind, including unicode strings.
+    /// Throws `std::bad_alloc` if memory is exhausted.
     [[nodiscard]] bool get(std::string& out) const;
-    /// Copies a unicode string out; a narrow string too when it is well-formed UTF-8.
+    /// Copies a unicode string, or a narrow string that is well-formed UTF-8, to `out`. Fails for
+    /// everything else. Throws `std::bad_alloc` if memory is exhausted.
     [[nodiscard]] bool get(util::UnicodeString8& out) const;
 
     /// @{
-    /// Returns this node, or the child under the key, for changing; null when it has not that kind.
-    /// The tree changes although the function is const: the caller must be the only user of the
-    /// tree, and the object must not be declared const.
+    /// Returns this node, or the child under the key, for modification. Returns null if the node is
+    /// not of that kind. The functions are const although the tree can be modified through their
+    /// results: the caller must be the only user of the tree, and the object must not be declared
+    /// const.
     Dictionary* getEditableDictionary() const noexcept;
     Dictionary* getEditableDictionary(char const* key) const noexcept;
     Dictionary* getEditableDictionary(const std::string& key) const noexcept;
@@ -118,56 +124,59 @@ public:
     /// @}
 
     /// @{
-    /// The entries of a dictionary in key order; an empty range for every other kind.
+    /// Returns the range of the entries of a dictionary, in key order. Returns an empty range for
+    /// every other kind.
     ConstIterator begin() const noexcept;
     ConstIterator end() const noexcept;
     /// @}
 
-    /// Deep comparison: same kind and same content. Integers compare by value (-1 and
-    /// 18446744073709551615 differ), floats by `==`; an integer never equals a float. Comparing
-    /// nested containers takes memory; `std::bad_alloc` when there is none.
+    /// Returns whether both trees have the same kind and content, compared deeply. Integers compare
+    /// by value (-1 and 18446744073709551615 differ), floats by `==`. An integer never equals a
+    /// float. Comparing nested containers allocates memory. Throws `std::bad_alloc` if memory is
+    /// exhausted.
     bool operator==(const Value& other) const;
     bool operator!=(const Value& other) const { return !(*this == other); }
 
-    /// A deep copy that the caller owns and deletes; null when memory is exhausted. The copy of a
-    /// shared node is a node of its own; null, booleans and undefined inside a copied container are
-    /// the shared nodes.
+    /// Returns a deep copy, which the caller owns and deletes. Returns null if memory is exhausted.
+    /// The copy of a shared node is a separate node that is not shared. Null, booleans and
+    /// undefined inside a copied container are the shared nodes.
     Value* clone() const noexcept;
 
-    /// Writes the node as JSON text (RFC 8259): compact while `g_print_compact` is set, else
-    /// indented by two spaces a level (from the 32nd level on no further, so that the text of a
-    /// deep tree stays in proportion to the tree). NaN, infinities and undefined print as `null`;
-    /// bytes that are not UTF-8 as U+FFFD. When memory is exhausted nothing is written and the
-    /// stream is made bad.
+    /// Writes the node as JSON text (RFC 8259). The text is compact if `g_print_compact` is set,
+    /// else indented by two spaces a level. The indentation stops growing at the 32nd level, so
+    /// that the size of the text stays proportional to the size of the tree. NaN, infinities and
+    /// undefined are written as `null`, bytes that are not UTF-8 as U+FFFD. If memory is exhausted,
+    /// nothing is written and the badbit of the stream is set.
     void print(std::ostream& out) const;
-    /// The same text as a string, laid out as told, whatever `g_print_compact` says;
-    /// `std::bad_alloc` when memory is exhausted.
+    /// Returns the text that `print` writes. `compact` determines the layout, not
+    /// `g_print_compact`. Throws `std::bad_alloc` if memory is exhausted.
     std::string toJson(bool compact) const;
 
-    /// Layout of `print`, process-wide. Setting and restoring it around a print is not safe while
-    /// other threads do the same; serialize such prints.
+    /// The layout of `print`, for the whole process. Setting and restoring it around a print is not
+    /// safe while other threads do the same: serialize such prints.
     static std::atomic<bool> g_print_compact;
 
     /// @{
-    /// The shared nodes. Never delete them.
+    /// Returns a shared node. It must not be deleted.
     static Value& getUndefined() noexcept;
     static Value* getNull() noexcept;
     static Value* getBool(bool value) noexcept;
     /// @}
 
-    /// Whether the node is one of the shared nodes.
+    /// Returns whether the node is one of the shared nodes.
     bool isShared() const noexcept;
-    /// Deletes a node unless it is null or shared: what a container does with its children.
+    /// Deletes a node unless it is null or shared, as containers do with their children.
     static void destroy(Value* value) noexcept;
 
 protected:
-    /// A node of the kind.
+    /// Creates a node of the kind.
     constexpr explicit Value(Kind kind) noexcept : kind_(kind) {}
 
 private:
     friend class NodeBlocks;
     friend class NodeReleases;
-    /// Where the memory of a node comes from.
+    /// The source of a node's memory: an allocation of its own, or one of the two types of block
+    /// that `NodeBlocks` allocates.
     enum class Memory : std::uint8_t { Own, Labelled, Aligned };
 
     const Value* find(std::string_view key) const noexcept;
