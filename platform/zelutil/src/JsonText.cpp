@@ -15,14 +15,15 @@ namespace util::json {
 namespace {
 
 constexpr std::string_view REPLACEMENT = "\xEF\xBF\xBD";  // U+FFFD
-constexpr std::size_t PIECE = 4096;                       // bytes of a string, at a time
+constexpr std::size_t PIECE = 4096;                       // bytes of a string written at a time
 
 template <typename Word>
 constexpr Word everyByte(unsigned char byte) {
     return static_cast<Word>(0x0101010101010101U) * byte;
 }
 
-// Not 0 when a byte of the word is `"`, `\`, a control character or beyond ASCII.
+// Returns a number other than 0 if a byte of the word is `"`, `\`, a control character or not
+// ASCII.
 template <typename Word>
 constexpr Word specialBytes(Word word) {
     const Word quotation = word ^ everyByte<Word>('"');
@@ -32,7 +33,7 @@ constexpr Word specialBytes(Word word) {
            everyByte<Word>(0x80);
 }
 
-// What is to be done with a byte of a string.
+// How a byte of a string is written.
 enum class Role : std::uint8_t { Plain, Escaped, BeyondAscii };
 
 constexpr std::array<Role, 256> roles() {
@@ -70,7 +71,7 @@ char* writeEscape(char* out, unsigned char byte) noexcept {
     return out;
 }
 
-// Copies `from` as long as whole words of it need no escape.
+// Copies words from `from` until a word contains a byte that needs an escape.
 template <typename Word>
 void copyPlainWords(char*& out, char const*& from, char const* end) noexcept {
     constexpr auto SIZE = static_cast<std::ptrdiff_t>(sizeof(Word));
@@ -86,7 +87,7 @@ void copyPlainWords(char*& out, char const*& from, char const* end) noexcept {
     }
 }
 
-// Copies what needs no escape and gives the end of it in `from`.
+// Copies bytes up to the first one that needs an escape or is not ASCII, and advances `from` to it.
 inline char* writePlainRun(char* out, char const*& from, char const* end) noexcept {
     copyPlainWords<std::uint64_t>(out, from, end);
     copyPlainWords<std::uint32_t>(out, from, end);
@@ -96,8 +97,8 @@ inline char* writePlainRun(char* out, char const*& from, char const* end) noexce
     return out;
 }
 
-// Length of the longest front of `bytes` that could begin one character, at least 1: what one
-// U+FFFD stands for when the front is no character. `bytes` is not empty.
+// Returns the size of the longest prefix of `bytes` that could begin one character, at least 1. If
+// the prefix is not a complete character, one U+FFFD replaces it. `bytes` is not empty.
 std::size_t maximalPart(std::string_view bytes, bool& character) noexcept {
     const auto at = [&](std::size_t i) { return static_cast<unsigned char>(bytes[i]); };
     const unsigned lead = at(0);
@@ -106,8 +107,8 @@ std::size_t maximalPart(std::string_view bytes, bool& character) noexcept {
         return 1;
     }
     const std::size_t length = lead < 0xE0 ? 2U : lead < 0xF0 ? 3U : 4U;
-    // The second byte's range depends on the first: no overlong forms, no surrogates, no more
-    // than U+10FFFF.
+    // The second byte's range depends on the first: no overlong forms, no surrogates, no more than
+    // U+10FFFF.
     unsigned low = lead == 0xE0 ? 0xA0U : lead == 0xF0 ? 0x90U : 0x80U;
     unsigned high = lead == 0xED ? 0x9FU : lead == 0xF4 ? 0x8FU : 0xBFU;
     for (std::size_t i = 1; i < length; ++i) {
@@ -121,7 +122,7 @@ std::size_t maximalPart(std::string_view bytes, bool& character) noexcept {
     return length;
 }
 
-// Writes the character, or U+FFFD for the maximal part, at the front of `from`.
+// Writes the character at `from`, or U+FFFD for the maximal part, and advances `from` past it.
 char* writeBeyondAscii(char* out, char const*& from, char const* end) noexcept {
     const std::string_view rest(from, static_cast<std::size_t>(end - from));
     bool character = false;
@@ -130,7 +131,7 @@ char* writeBeyondAscii(char* out, char const*& from, char const* end) noexcept {
     return writeText(out, character ? rest.substr(0, part) : REPLACEMENT);
 }
 
-// The text with its escapes, as it is or repaired.
+// Writes the text with escapes, and with ill-formed parts replaced if `REPAIRED`.
 template <bool REPAIRED>
 char* writeEscaped(char* out, std::string_view text) noexcept {
     char const* from = text.data();
@@ -153,10 +154,10 @@ char* writeEscaped(char* out, std::string_view text) noexcept {
     }
 }
 
-// Runs `write`, which gives the end of what it wrote, with room for `room` bytes.
+// Reserves `size` bytes and runs `write`, which returns the end of the written text.
 template <typename Write>
-bool append(ByteBufferWriter& writer, std::size_t room, Write write) noexcept {
-    if (writer.makeRoom(room)) {
+bool append(ByteBufferWriter& writer, std::size_t size, Write write) noexcept {
+    if (writer.makeRoom(size)) {
         return true;
     }
     char* const end = write(reinterpret_cast<char*>(writer.end()));
@@ -167,8 +168,8 @@ bool append(ByteBufferWriter& writer, std::size_t room, Write write) noexcept {
 template <bool REPAIRED>
 bool appendPieces(ByteBufferWriter& writer, std::string_view text) noexcept {
     while (!text.empty()) {
-        const std::string_view piece = text.substr(0, pieceOf(text, PIECE));
-        if (append(writer, escapedRoom(piece.size()),
+        const std::string_view piece = text.substr(0, pieceSize(text, PIECE));
+        if (append(writer, maxEscapedSize(piece.size()),
                    [&](char* out) { return writeEscaped<REPAIRED>(out, piece); })) {
             return true;
         }
@@ -180,7 +181,7 @@ bool appendPieces(ByteBufferWriter& writer, std::string_view text) noexcept {
 template <bool REPAIRED>
 bool appendQuoted(ByteBufferWriter& writer, std::string_view text) noexcept {
     if (text.size() <= PIECE) {
-        return append(writer, escapedRoom(text.size()) + 2, [&](char* out) {
+        return append(writer, maxEscapedSize(text.size()) + 2, [&](char* out) {
             *out++ = '"';
             out = writeEscaped<REPAIRED>(out, text);
             *out++ = '"';
@@ -204,17 +205,18 @@ char* writeFloating(char* out, Number value) noexcept {
 
 template <typename Number>
 char* writeDigits(char* out, Number value) noexcept {
-    return std::to_chars(out, out + NUMBER_ROOM, value).ptr;
+    return std::to_chars(out, out + MAX_NUMBER_SIZE, value).ptr;
 }
 
-// Doubles with few decimals, as settings and measurements have them, are written as what they are:
-// a whole number of millionths. Finding the shortest text of any double takes nearly three times
-// the instructions.
+// Fast path for doubles with few decimals, which are common in settings and measurements: they are
+// written as an integer number of millionths. Finding the shortest text of any double takes nearly
+// three times the instructions.
 constexpr std::size_t DECIMALS = 6;
 constexpr std::uint64_t MILLION = 1'000'000;
 
-// The millionths of a double that they read back as; 0 when there are none, or so many or few that
-// the shortest text might be another one: up to 15 digits, no two texts are the same double.
+// Returns magnitude * 10^6 if the magnitude has at most 6 decimals and is in the range from 1e-3 to
+// less than 1e9. It has at most 15 significant digits then, so that no other text of that size
+// reads back as the same double. Returns 0 otherwise.
 std::uint64_t millionthsOf(double magnitude) noexcept {
     constexpr double LEAST = 1e-3;
     constexpr double MOST = 1e9;
@@ -222,9 +224,9 @@ std::uint64_t millionthsOf(double magnitude) noexcept {
         return 0;
     }
     constexpr auto PARTS = static_cast<double>(MILLION);
-    // NOLINTNEXTLINE(bugprone-incorrect-roundings): the division shows whether these are the ones
+    // NOLINTNEXTLINE(bugprone-incorrect-roundings): the division below verifies the result
     const auto millionths = static_cast<std::int64_t>(magnitude * PARTS + 0.5);
-    // Division rounds as reading does.
+    // The division rounds as reading the text does.
     return static_cast<double>(millionths) / PARTS == magnitude
                ? static_cast<std::uint64_t>(millionths)
                : 0;
@@ -246,11 +248,11 @@ char* writeMillionths(char* out, std::uint64_t millionths) noexcept {
 
 }  // namespace
 
-std::size_t pieceOf(std::string_view bytes, std::size_t size) noexcept {
+std::size_t pieceSize(std::string_view bytes, std::size_t size) noexcept {
     if (bytes.size() <= size) {
         return bytes.size();
     }
-    // A character has at most three bytes behind its first one.
+    // A character has at most three continuation bytes.
     const auto continues = [&](std::size_t at) {
         return (static_cast<unsigned char>(bytes[at]) & 0xC0U) == 0x80U;
     };
@@ -293,19 +295,19 @@ bool appendRepairedString(ByteBufferWriter& writer, std::string_view bytes) noex
 }
 
 bool appendInteger(ByteBufferWriter& writer, std::int64_t value) noexcept {
-    return append(writer, NUMBER_ROOM, [=](char* out) { return writeDigits(out, value); });
+    return append(writer, MAX_NUMBER_SIZE, [=](char* out) { return writeDigits(out, value); });
 }
 
 bool appendInteger(ByteBufferWriter& writer, std::uint64_t value) noexcept {
-    return append(writer, NUMBER_ROOM, [=](char* out) { return writeDigits(out, value); });
+    return append(writer, MAX_NUMBER_SIZE, [=](char* out) { return writeDigits(out, value); });
 }
 
 bool appendDouble(ByteBufferWriter& writer, double value) noexcept {
-    return append(writer, NUMBER_ROOM, [=](char* out) { return writeDouble(out, value); });
+    return append(writer, MAX_NUMBER_SIZE, [=](char* out) { return writeDouble(out, value); });
 }
 
 bool appendFloat(ByteBufferWriter& writer, float value) noexcept {
-    return append(writer, NUMBER_ROOM, [=](char* out) { return writeFloating(out, value); });
+    return append(writer, MAX_NUMBER_SIZE, [=](char* out) { return writeFloating(out, value); });
 }
 
 }  // namespace util::json

@@ -6,47 +6,52 @@
 
 #include "util/ByteBufferWriter.h"
 
-// The pieces of JSON text (RFC 8259) that both the printer of trees and the JSON serializer write.
-// None of the functions looks at the process locale.
+// Functions that write the tokens of JSON text (RFC 8259), for the printer of trees and the JSON
+// serializer. None of them depends on the process locale.
 namespace util::json {
 
-// Where each function appends one token to a buffer: false on success; true when memory is
-// exhausted, and then nothing was appended.
+// The append functions append one token to a buffer. They return false on success. They return
+// true, without appending anything, if memory is exhausted.
 
-/// The text between quotation marks, with what must be escaped escaped: `"`, `\` and the control
-/// characters. The bytes must be UTF-8 and are not checked.
+/// Appends the text between quotation marks. Quotation marks, backslashes and control characters in
+/// it are escaped. The bytes must be UTF-8; this is not checked.
 [[nodiscard]] bool appendString(ByteBufferWriter& writer, std::string_view utf8) noexcept;
 
-/// As `appendString` for any bytes: each maximal ill-formed part becomes U+FFFD.
+/// Appends any bytes as `appendString` does, but with U+FFFD in place of each maximal ill-formed
+/// part.
 [[nodiscard]] bool appendRepairedString(ByteBufferWriter& writer, std::string_view bytes) noexcept;
 
+/// Appends an integer in decimal digits.
 [[nodiscard]] bool appendInteger(ByteBufferWriter& writer, std::int64_t value) noexcept;
 [[nodiscard]] bool appendInteger(ByteBufferWriter& writer, std::uint64_t value) noexcept;
 
-/// The shortest text that reads back as the same double (float). It always has a point or an
-/// exponent, so it never reads back as an integer. The value must be finite, and arithmetic round
-/// to nearest, as it does unless a program changes that.
+/// Appends the shortest text that reads back as the same double (float). The text always has a
+/// point or an exponent, so it never reads back as an integer. The value must be finite. The
+/// rounding mode must be to nearest, which is the default.
 [[nodiscard]] bool appendDouble(ByteBufferWriter& writer, double value) noexcept;
 [[nodiscard]] bool appendFloat(ByteBufferWriter& writer, float value) noexcept;
 
-// The same pieces for who has made room: each function writes at `out` and gives the end of what it
-// wrote.
+// Unchecked variants: the caller has reserved the space. Each write function writes at `out` and
+// returns the end of the written text.
 
-/// The room that a number takes at most: "-2.2250738585072014e-308" and a ".0".
-constexpr std::size_t NUMBER_ROOM = 32;
-/// The room that `size` bytes of a string take at most, without the quotation marks.
-constexpr std::size_t escapedRoom(std::size_t size) noexcept {
+/// The greatest size of a number: "-2.2250738585072014e-308" with a ".0" fits.
+constexpr std::size_t MAX_NUMBER_SIZE = 32;
+/// Returns the greatest size of `size` bytes of a string after escaping, without the quotation
+/// marks.
+constexpr std::size_t maxEscapedSize(std::size_t size) noexcept {
     return 6 * size;  // "\u001f"
 }
 
-/// The bytes as `appendRepairedString` writes them, without the quotation marks.
+/// Writes the bytes as `appendRepairedString` does, without the quotation marks.
 char* writeRepaired(char* out, std::string_view bytes) noexcept;
-/// The most bytes at the front of a long text that may be written on their own: at most `size`,
-/// which is at least 4, and cut where no character is cut.
-std::size_t pieceOf(std::string_view bytes, std::size_t size) noexcept;
+/// Returns the size of the longest prefix of `bytes` that is not longer than `size` and ends at a
+/// character boundary, so that it can be written separately. `size` is at least 4.
+std::size_t pieceSize(std::string_view bytes, std::size_t size) noexcept;
 
+/// Writes an integer as `appendInteger` does.
 char* writeInteger(char* out, std::int64_t value) noexcept;
 char* writeInteger(char* out, std::uint64_t value) noexcept;
+/// Writes a double as `appendDouble` does.
 char* writeDouble(char* out, double value) noexcept;
 
 }  // namespace util::json

@@ -10,9 +10,9 @@
 #include "util/config/Scalars.h"
 #include "util/serializer/PullFromPushDeserializer.h"
 
-/// Faster ways through value trees, for the core. They are optional: a platform without this header
-/// works, too, and the core then reads and writes trees by the operations that every platform has.
-/// Reading a payload into a tree takes two to three times as long without `readRest`.
+/// Faster access to value trees, for the core. This header is optional: on a platform without it
+/// the core reads and writes trees with the operations that every platform has. Reading a payload
+/// into a tree takes two to three times as long without `readRest`.
 ///
 /// Every function that returns a bool returns false on success and true on failure.
 namespace util::treeextensions {
@@ -22,14 +22,15 @@ inline void destroy(config::Value* value) noexcept {
     config::Value::destroy(value);
 }
 
-/// Adds `value` under the key, in place of the value of a present key. Takes ownership of `value`.
-/// Fails if `value` is null or memory is exhausted.
+/// Adds `value` under the key, or replaces the value of a key that is present. Takes ownership of
+/// `value`, even on failure. Fails if `value` is null or memory is exhausted.
 inline bool add(config::Dictionary& dictionary, std::string_view key,
                 config::Value* value) noexcept {
     return dictionary.add(key, value);
 }
 
-/// Appends `value` and takes ownership of it. Fails as above.
+/// Appends `value` to the array. Takes ownership of `value`, even on failure. Fails if `value` is
+/// null or memory is exhausted.
 inline bool add(config::Array& array, config::Value* value) noexcept {
     return array.add(value);
 }
@@ -60,7 +61,7 @@ inline double number(const config::Value& node) noexcept {
 }
 
 /// @{
-/// Returns the position of the first field of a dictionary, or that behind the last one.
+/// Returns the position of the first field of a dictionary, and the one past the last field.
 inline config::ConstIterator begin(const config::Dictionary& dictionary) noexcept {
     return dictionary.entries().begin();
 }
@@ -79,7 +80,7 @@ inline const config::Value& element(const config::Array& array, unsigned long in
     return *array.elements()[index];
 }
 
-/// The text of a string node, which outlives this object and is not copied.
+/// A view of the text of a string node, without a copy. The node must outlive this object.
 class Text {
 public:
     explicit Text(const config::Value& string) noexcept
@@ -91,13 +92,14 @@ private:
     std::string_view text_;
 };
 
-/// Parses a JSON text; a zero byte is part of it.
+/// Parses a JSON text as `JSONParser::parseString` does. A zero byte does not end the text.
 inline bool parse(config::JSONParser& parser, std::string_view text,
                   config::Dictionary** dictionary, config::Array** array) noexcept {
     return parser.parseString(text, dictionary, array);
 }
 
-/// Reads the rest of the struct or array that was begun into `out`, without walking its entries.
+/// Reads the remaining entries of the struct or array that was begun last into `out`, without
+/// walking them one by one. Returns what `PullFromPushDeserializer::getRest` returns.
 template <typename Container>
 std::optional<bool> readRest(serializer::PullFromPushDeserializer& reader, Container& out) {
     return reader.getRest(out);

@@ -5,17 +5,18 @@
 
 namespace util::config {
 
+/// Returns whether the node is an array or a dictionary.
 inline bool isContainer(const Value& node) noexcept {
     return node.isArray() || node.isDictionary();
 }
 
-/// Where a walk stands among the children of one container. A stack of cursors walks a whole tree
-/// without recursion. Valid while the container is unchanged.
+/// A position among the children of one container. A stack of cursors traverses a whole tree
+/// without recursion. A cursor is valid while the container is unchanged.
 class Cursor {
 public:
-    /// Stands nowhere, to be assigned to.
+    /// Creates a cursor without a container. It can only be assigned to.
     Cursor() noexcept = default;
-    /// Stands at the first child of an array or a dictionary.
+    /// Creates a cursor at the first child of an array or a dictionary.
     explicit Cursor(const Value& container) noexcept : isDictionary_(container.isDictionary()) {
         if (isDictionary_) {
             entry_ = static_cast<const Dictionary&>(container).entries().begin();
@@ -26,14 +27,17 @@ public:
         }
     }
 
+    /// Returns whether the container is a dictionary.
     bool isDictionary() const noexcept { return isDictionary_; }
+    /// Returns whether the cursor is past the last child.
     bool atEnd() const noexcept {
         return isDictionary_ ? entry_ == ConstIterator() : element_ == elementEnd_;
     }
-    /// The child it stands at; not at the end.
+    /// Returns the child at the cursor, which must not be at the end.
     const Value& child() const noexcept { return isDictionary_ ? *entry_->second : **element_; }
-    /// The child's key in a dictionary; not at the end.
+    /// Returns the key of the child in a dictionary. The cursor must not be at the end.
     const CompactString& key() const noexcept { return entry_->first; }
+    /// Advances to the next child, or to the end.
     void next() noexcept {
         if (isDictionary_) {
             ++entry_;
@@ -46,7 +50,7 @@ private:
     bool isDictionary_ = false;
     Value* const* element_ = nullptr;
     Value* const* elementEnd_ = nullptr;
-    ConstIterator entry_;  // equal to a new one at the end
+    ConstIterator entry_;  // at the end it equals a default-constructed one
 };
 
 }  // namespace util::config

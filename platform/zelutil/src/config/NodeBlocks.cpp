@@ -13,13 +13,13 @@ namespace util::config {
 
 namespace {
 
-// What a block counts as its nodes while it may get more: more than it can have.
+// Reference count while the block is being filled. It is larger than any real count.
 constexpr std::size_t OPEN = NodeBlocks::SIZE;
 constexpr std::align_val_t ALIGNMENT{NodeBlocks::SIZE};
 
-// The memory is poisoned, so that its use is found where that is looked for.
+// Destructs the node. Its memory is poisoned so that AddressSanitizer reports use after free.
 template <typename Node>
-void endNode(Value* node) noexcept {
+void destructNode(Value* node) noexcept {
     static_cast<Node*>(node)->~Node();
     ASAN_POISON_MEMORY_REGION(node, sizeof(Node));
 }
@@ -33,9 +33,9 @@ struct NodeBlocks::Block {
     explicit Block(bool aligned) noexcept : isAligned(aligned) {}
 };
 
-// Begins a block with room for at least `size` bytes; true when memory is exhausted.
+// Starts a new block with space for at least `size` bytes. Returns true if memory is exhausted.
 bool NodeBlocks::open(std::size_t size) noexcept {
-    const std::size_t bytes = isSmall_ ? sizeof(Block) + (room_ < size ? size : room_) : SIZE;
+    const std::size_t bytes = isSmall_ ? sizeof(Block) + (total_ < size ? size : total_) : SIZE;
     void* const memory = isSmall_ ? ::operator new(bytes, std::nothrow)
                                   : ::operator new(bytes, ALIGNMENT, std::nothrow);
     if (memory == nullptr) {
@@ -48,17 +48,18 @@ bool NodeBlocks::open(std::size_t size) noexcept {
     return false;
 }
 
-// From here on the block counts the nodes that are left.
+// Ends the filling of the block. Its reference count becomes the number of nodes that are left.
 void NodeBlocks::close() noexcept {
     if (block_ != nullptr) {
-        drop(block_, OPEN - made_);
+        release(block_, OPEN - made_);
         block_ = nullptr;
         made_ = 0;
     }
 }
 
-// Who drops all that is counted is alone with the block, and needs no atomic change.
-void NodeBlocks::drop(Block* block, std::size_t nodes) noexcept {
+// The thread that drops the last references has exclusive access, so the atomic subtraction is
+// skipped.
+void NodeBlocks::release(Block* block, std::size_t nodes) noexcept {
     if (block->nodes.load(std::memory_order_acquire) == nodes ||
         block->nodes.fetch_sub(nodes, std::memory_order_acq_rel) == nodes) {
         free(block);
@@ -84,30 +85,30 @@ NodeBlocks::Block* NodeBlocks::blockOfAligned(void* node) noexcept {
 
 void NodeBlocks::releaseLabelled(void* node, [[maybe_unused]] std::size_t size) noexcept {
     ASAN_POISON_MEMORY_REGION(node, size);
-    drop(blockOfLabelled(node), 1);
+    release(blockOfLabelled(node), 1);
 }
 
 void NodeBlocks::releaseAligned(void* node, [[maybe_unused]] std::size_t size) noexcept {
     ASAN_POISON_MEMORY_REGION(node, size);
-    drop(blockOfAligned(node), 1);
+    release(blockOfAligned(node), 1);
 }
 
-// Ends a node without giving back its memory. It has exactly the type that `make` gave it.
+// Destructs a node without releasing its memory. The node has exactly the type that `make` created.
 template <template <typename> class Place>
-void NodeBlocks::end(Value* node) noexcept {
+void NodeBlocks::destruct(Value* node) noexcept {
     switch (node->kind()) {
         case Value::Kind::Integer:
-            return endNode<Place<ValueInt>>(node);
+            return destructNode<Place<ValueInt>>(node);
         case Value::Kind::Float:
-            return endNode<Place<ValueFloat>>(node);
+            return destructNode<Place<ValueFloat>>(node);
         case Value::Kind::String:
-            return endNode<Place<ValueString>>(node);
+            return destructNode<Place<ValueString>>(node);
         case Value::Kind::Array:
-            return endNode<Place<Array>>(node);
+            return destructNode<Place<Array>>(node);
         case Value::Kind::Dictionary:
-            return endNode<Place<Dictionary>>(node);
+            return destructNode<Place<Dictionary>>(node);
         default:
-            return endNode<Place<ValueUnicodeString>>(node);
+            return destructNode<Place<ValueUnicodeString>>(node);
     }
 }
 
@@ -120,9 +121,9 @@ void NodeReleases::destroy(Value* node) noexcept {
     NodeBlocks::Block* const block =
         isLabelled ? NodeBlocks::blockOfLabelled(node) : NodeBlocks::blockOfAligned(node);
     if (isLabelled) {
-        NodeBlocks::end<NodeBlocks::Labelled>(node);
+        NodeBlocks::destruct<NodeBlocks::Labelled>(node);
     } else {
-        NodeBlocks::end<NodeBlocks::Aligned>(node);
+        NodeBlocks::destruct<NodeBlocks::Aligned>(node);
     }
     if (block != block_) {
         flush();
@@ -133,7 +134,7 @@ void NodeReleases::destroy(Value* node) noexcept {
 
 void NodeReleases::flush() noexcept {
     if (nodes_ != 0) {
-        NodeBlocks::drop(block_, nodes_);
+        NodeBlocks::release(block_, nodes_);
         nodes_ = 0;
     }
 }

@@ -8,27 +8,32 @@
 
 namespace util::config {
 
-/// Memory for the nodes of one tree: all of a small one lie in one block, of a larger one some
-/// dozens in each. The nodes are deleted like any others, one by one, in any order and by any
-/// thread; the last one of a block frees it. So a node that outlives its tree keeps its block,
-/// which is `SIZE` bytes at most.
+/// An allocator for the nodes of one tree. The nodes of a small tree are in one block, those of a
+/// larger tree in several blocks of some dozens each. Nodes are deleted like any others: one by
+/// one, in any order and by any thread. The last node of a block frees it, so a node that outlives
+/// its tree keeps its block allocated, which has at most `SIZE` bytes.
 ///
-/// For one thread. Nodes may outlive the object that they came from.
+/// An object is used by one thread. Nodes may outlive the object that created them.
 class NodeBlocks {
 public:
+    /// The greatest size of a block.
     static constexpr std::size_t SIZE = 4096;
 
-    /// `room` is the sum of `roomOf` for all nodes that will be made, or more than `SIZE`.
-    explicit NodeBlocks(std::size_t room) noexcept : room_(room), isSmall_(room <= MOST_ROOM) {}
+    /// Creates an allocator. `total` is the sum of `sizeOf` for all nodes that will be made, or a
+    /// number greater than `SIZE`.
+    explicit NodeBlocks(std::size_t total) noexcept
+        : total_(total), isSmall_(total <= MAX_SMALL_TOTAL) {}
     ~NodeBlocks() { close(); }
     NodeBlocks(const NodeBlocks&) = delete;
     NodeBlocks& operator=(const NodeBlocks&) = delete;
 
+    /// Returns the size of a node with its label.
     template <typename Node>
-    static constexpr std::size_t roomOf() noexcept {
+    static constexpr std::size_t sizeOf() noexcept {
         return sizeof(Node) + sizeof(Label);
     }
-    /// A new node, null when memory is exhausted. `std::bad_alloc` when its making throws that.
+    /// Returns a new node, or null if memory for it is exhausted. Throws `std::bad_alloc` if the
+    /// constructor of the node does.
     template <typename Node, typename... Arguments>
     Node* make(Arguments&&... arguments) {
         static_assert(alignof(Node) <= alignof(Label));
@@ -42,21 +47,21 @@ private:
     friend class NodeReleases;
     struct Block;
     using Memory = Value::Memory;
-    /// Stands before a node.
+    /// The address of a node's block, stored before the node.
     struct Label {
         Block* block;
     };
 
-    // `delete` asks the class of the node how its memory is given back.
+    // The class of a node determines how `delete` releases its memory.
 
-    /// A node with a label before it, which names its block.
+    /// A node with a label before it.
     template <typename Node>
     class Labelled final : public Node {
     public:
         using Node::Node;
         static constexpr Memory MEMORY = Memory::Labelled;
         static void* operator new(std::size_t size, NodeBlocks& blocks) noexcept {
-            return blocks.takeLabelled(size);
+            return blocks.allocateLabelled(size);
         }
         static void operator delete(void* node, NodeBlocks& /*blocks*/) noexcept {
             releaseLabelled(node, sizeof(Labelled));
@@ -65,14 +70,15 @@ private:
             releaseLabelled(node, size);
         }
     };
-    /// A node of a block that begins where the address is a multiple of `SIZE`.
+    /// A node in a block whose address is a multiple of `SIZE`, so that the address of the node
+    /// determines the block.
     template <typename Node>
     class Aligned final : public Node {
     public:
         using Node::Node;
         static constexpr Memory MEMORY = Memory::Aligned;
         static void* operator new(std::size_t size, NodeBlocks& blocks) noexcept {
-            return blocks.takeAligned(size);
+            return blocks.allocateAligned(size);
         }
         static void operator delete(void* node, NodeBlocks& /*blocks*/) noexcept {
             releaseAligned(node, sizeof(Aligned));
@@ -82,7 +88,7 @@ private:
         }
     };
 
-    static constexpr std::size_t MOST_ROOM = SIZE - 4 * sizeof(void*);
+    static constexpr std::size_t MAX_SMALL_TOTAL = SIZE - 4 * sizeof(void*);
 
     template <typename Node>
     static Node* label(Node* node) noexcept {
@@ -92,17 +98,17 @@ private:
         return node;
     }
 
-    void* takeLabelled(std::size_t size) noexcept {
+    void* allocateLabelled(std::size_t size) noexcept {
         void* const memory = carve(sizeof(Label) + size);
         return memory == nullptr ? nullptr : new (memory) Label{block_} + 1;
     }
-    void* takeAligned(std::size_t size) noexcept { return carve(size); }
+    void* allocateAligned(std::size_t size) noexcept { return carve(size); }
     static Block* blockOfLabelled(void* node) noexcept;
     static Block* blockOfAligned(void* node) noexcept;
     static void releaseLabelled(void* node, std::size_t size) noexcept;
     static void releaseAligned(void* node, std::size_t size) noexcept;
     template <template <typename> class Place>
-    static void end(Value* node) noexcept;
+    static void destruct(Value* node) noexcept;
 
     bool open(std::size_t size) noexcept;
     void close() noexcept;
@@ -115,19 +121,19 @@ private:
         ++made_;
         return memory;
     }
-    static void drop(Block* block, std::size_t nodes) noexcept;
+    static void release(Block* block, std::size_t nodes) noexcept;
     static void free(Block* block) noexcept;
 
-    std::size_t room_;
+    std::size_t total_;
     bool isSmall_;
     Block* block_ = nullptr;
-    std::byte* next_ = nullptr;  // the rest of the block
+    std::byte* next_ = nullptr;  // the unused part of the block
     std::byte* limit_ = nullptr;
-    std::size_t made_ = 0;  // nodes of the block
+    std::size_t made_ = 0;  // number of nodes in the block
 };
 
-/// Deletes nodes of any memory, and gives back those of one block together: what nodes have in
-/// common with those of other threads is the count of their block, and it is slow to change.
+/// A batch of deletions. It destroys nodes of any `Memory` and releases those of one block
+/// together, because the reference count of a block is atomic and slow to change.
 class NodeReleases {
 public:
     NodeReleases() noexcept = default;
@@ -135,14 +141,14 @@ public:
     NodeReleases(const NodeReleases&) = delete;
     NodeReleases& operator=(const NodeReleases&) = delete;
 
-    /// Deletes a node that is neither shared nor null; a container has no children left.
+    /// Deletes a node that is neither shared nor null. A container must have no children.
     void destroy(Value* node) noexcept;
-    /// What a container does with a child that has no children of its own.
+    /// Deletes a child of a container that has no children of its own, unless it is shared.
     void destroyLeaf(Value* node) noexcept {
         if (node->kind() > Value::Kind::Boolean) {
             destroy(node);
         } else {
-            Value::destroy(node);  // most likely a shared one
+            Value::destroy(node);  // most likely a shared node
         }
     }
 
@@ -150,7 +156,7 @@ private:
     void flush() noexcept;
 
     NodeBlocks::Block* block_ = nullptr;
-    std::size_t nodes_ = 0;  // of the block, ended but still counted by it
+    std::size_t nodes_ = 0;  // nodes of the block that are destructed but not released
 };
 
 }  // namespace util::config

@@ -4,12 +4,14 @@
 
 namespace util::config {
 
-/// The kinds that are no more than their name: undefined, null, false and true. Trees use the
-/// shared nodes; others come from `clone` alone.
+/// A node of a kind without content: undefined, null, false or true. Trees use the shared nodes.
+/// Only `clone` creates others.
 class PlainValue : public Value {
 public:
+    /// Creates a node of the kind; `truth` is the value of a boolean.
     constexpr explicit PlainValue(Kind kind, bool truth = false) noexcept
         : Value(kind), truth_(truth) {}
+    /// Returns the value of a boolean.
     bool truth() const noexcept { return truth_; }
 
 private:

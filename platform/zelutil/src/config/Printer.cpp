@@ -19,12 +19,12 @@ using namespace std::string_view_literals;
 
 constexpr std::size_t MAX_INDENTED_LEVELS = 32;
 constexpr std::size_t INDENT = 2;
-constexpr std::size_t LINE_ROOM = 1 + INDENT * MAX_INDENTED_LEVELS;
-constexpr std::size_t COLON_ROOM = 2;
-constexpr std::size_t PIECE = 4096;  // bytes of a string, at a time
+constexpr std::size_t MAX_LINE_SIZE = 1 + INDENT * MAX_INDENTED_LEVELS;
+constexpr std::size_t MAX_COLON_SIZE = 2;
+constexpr std::size_t PIECE = 4096;  // bytes of a string written at a time
 
-std::size_t quotedRoom(std::string_view bytes) noexcept {
-    return json::escapedRoom(bytes.size()) + 2;
+std::size_t maxQuotedSize(std::string_view bytes) noexcept {
+    return json::maxEscapedSize(bytes.size()) + 2;
 }
 
 char* writeQuoted(char* out, std::string_view bytes) noexcept {
@@ -34,8 +34,8 @@ char* writeQuoted(char* out, std::string_view bytes) noexcept {
     return out;
 }
 
-/// Prints one tree. Local to this file, so that compilers may put its steps together. Functions are
-/// true when memory is exhausted.
+/// A printer of one tree. It is local to this file so that the compiler can inline its functions.
+/// Those that return a bool return true if memory is exhausted.
 class Printer {
 public:
     Printer(TextBuffer& text, bool compact) noexcept : text_(text), compact_(compact) {}
@@ -44,7 +44,7 @@ public:
 
 private:
     bool begin(const Value& node);
-    bool goOn();
+    bool proceed();
     bool end() noexcept;
     bool startChild(const Cursor& level) noexcept;
     bool writeScalar(const Value& node) noexcept;
@@ -55,23 +55,23 @@ private:
     char* writeLine(char* out) const noexcept;
     char* writeColon(char* out) const noexcept;
     template <typename Write>
-    bool writeInto(std::size_t room, Write write) noexcept;
+    bool writeInto(std::size_t size, Write write) noexcept;
 
     TextBuffer& text_;
     bool compact_;
-    bool afterChild_ = false;  // a comma goes before the next child
-    Stack<Cursor> open_;       // the containers that have begun, each at its next child
+    bool afterChild_ = false;  // a comma is written before the next child
+    Stack<Cursor> open_;       // the containers that were begun, each at its next child
 };
 
 bool Printer::print(const Value& root) {
     bool failed = begin(root);
     while (!failed && !open_.empty()) {
-        failed = goOn();
+        failed = proceed();
     }
     return failed;
 }
 
-// Writes a scalar or an empty container whole, of any other container the opening bracket.
+// Writes a scalar or an empty container completely, and the opening bracket of any other container.
 bool Printer::begin(const Value& node) {
     afterChild_ = true;
     if (!isContainer(node)) {
@@ -86,8 +86,8 @@ bool Printer::begin(const Value& node) {
     return writeText(node.isArray() ? "[" : "{");
 }
 
-// Goes on with the innermost container until another one begins or its end is written.
-bool Printer::goOn() {
+// Writes children of the innermost container until another container begins or its end is written.
+bool Printer::proceed() {
     Cursor& level = open_.top();
     while (!level.atEnd()) {
         if (startChild(level)) {
@@ -110,28 +110,28 @@ bool Printer::end() noexcept {
     const bool dictionary = open_.top().isDictionary();
     open_.pop();
     afterChild_ = true;
-    return writeInto(LINE_ROOM + 1, [&](char* out) {
+    return writeInto(MAX_LINE_SIZE + 1, [&](char* out) {
         out = writeLine(out);
         *out++ = dictionary ? '}' : ']';
         return out;
     });
 }
 
-// Writes what goes before the child: a comma, and its key in a dictionary.
+// Writes the text before a child: a comma if needed, and in a dictionary the key.
 bool Printer::startChild(const Cursor& level) noexcept {
     const std::string_view key = level.isDictionary() ? std::string_view(level.key()) : ""sv;
-    const bool atOnce = level.isDictionary() && key.size() <= PIECE;
-    const bool failed =
-        writeInto(1 + LINE_ROOM + (atOnce ? quotedRoom(key) + COLON_ROOM : 0), [&](char* out) {
+    const bool isShort = level.isDictionary() && key.size() <= PIECE;
+    const bool failed = writeInto(
+        1 + MAX_LINE_SIZE + (isShort ? maxQuotedSize(key) + MAX_COLON_SIZE : 0), [&](char* out) {
             *out = ',';
             out = writeLine(afterChild_ ? out + 1 : out);
-            return atOnce ? writeColon(writeQuoted(out, key)) : out;
+            return isShort ? writeColon(writeQuoted(out, key)) : out;
         });
-    if (failed || atOnce || !level.isDictionary()) {
+    if (failed || isShort || !level.isDictionary()) {
         return failed;
     }
     return writeLongString(key) ||
-           writeInto(COLON_ROOM, [this](char* out) { return writeColon(out); });
+           writeInto(MAX_COLON_SIZE, [this](char* out) { return writeColon(out); });
 }
 
 bool Printer::writeScalar(const Value& node) noexcept {
@@ -141,7 +141,7 @@ bool Printer::writeScalar(const Value& node) noexcept {
                                                                 : writeText("false");
         case Value::Kind::Integer: {
             const auto& integer = static_cast<const ValueInt&>(node);
-            return writeInto(json::NUMBER_ROOM, [&](char* out) {
+            return writeInto(json::MAX_NUMBER_SIZE, [&](char* out) {
                 return integer.isNegative()
                            ? json::writeInteger(out, static_cast<std::int64_t>(integer.bits()))
                            : json::writeInteger(out, integer.bits());
@@ -152,7 +152,7 @@ bool Printer::writeScalar(const Value& node) noexcept {
             if (!std::isfinite(number)) {
                 break;
             }
-            return writeInto(json::NUMBER_ROOM,
+            return writeInto(json::MAX_NUMBER_SIZE,
                              [=](char* out) { return json::writeDouble(out, number); });
         }
         case Value::Kind::String:
@@ -172,22 +172,22 @@ bool Printer::writeString(std::string_view bytes) noexcept {
     if (bytes.size() > PIECE) {
         return writeLongString(bytes);
     }
-    return writeInto(quotedRoom(bytes), [=](char* out) { return writeQuoted(out, bytes); });
+    return writeInto(maxQuotedSize(bytes), [=](char* out) { return writeQuoted(out, bytes); });
 }
 
-// In pieces: room for all of it that could come would be six times its size.
+// Writes the string in pieces, because the worst case of the whole text is six times its size.
 bool Printer::writeLongString(std::string_view bytes) noexcept {
     bool failed = writeText("\"");
     while (!failed && !bytes.empty()) {
-        const std::string_view piece = bytes.substr(0, json::pieceOf(bytes, PIECE));
-        failed = writeInto(json::escapedRoom(piece.size()),
+        const std::string_view piece = bytes.substr(0, json::pieceSize(bytes, PIECE));
+        failed = writeInto(json::maxEscapedSize(piece.size()),
                            [=](char* out) { return json::writeRepaired(out, piece); });
         bytes.remove_prefix(piece.size());
     }
     return failed || writeText("\"");
 }
 
-// Writes a literal, whose size is known, so that copying it needs no call.
+// Writes a literal. Its size is a constant, so that copying it needs no call.
 template <std::size_t SIZE>
 bool Printer::writeText(char const (&text)[SIZE]) noexcept {
     constexpr std::size_t LENGTH = SIZE - 1;
@@ -197,7 +197,7 @@ bool Printer::writeText(char const (&text)[SIZE]) noexcept {
     });
 }
 
-// Goes to the next line, indented for the containers that are open.
+// Writes a line break and the indentation for the containers that are open, unless compact.
 char* Printer::writeLine(char* out) const noexcept {
     if (compact_) {
         return out;
@@ -214,14 +214,14 @@ char* Printer::writeColon(char* out) const noexcept {
     return compact_ ? out : out + 1;
 }
 
-// Runs `write`, which gives the end of what it wrote, with room for `room` bytes.
+// Reserves `size` bytes and runs `write`, which returns the end of the written text.
 template <typename Write>
-bool Printer::writeInto(std::size_t room, Write write) noexcept {
-    char* const out = text_.room(room);
+bool Printer::writeInto(std::size_t size, Write write) noexcept {
+    char* const out = text_.reserve(size);
     if (out == nullptr) {
         return true;
     }
-    text_.take(write(out));
+    text_.commit(write(out));
     return false;
 }
 

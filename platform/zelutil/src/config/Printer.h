@@ -5,8 +5,8 @@
 
 namespace util::config {
 
-/// Appends a tree as JSON text, as `Value::print` describes it, without recursion. True when memory
-/// is exhausted.
+/// Appends a tree as JSON text, as described at `Value::print`, without recursion. Returns true if
+/// memory is exhausted.
 [[nodiscard]] bool printTree(const Value& root, TextBuffer& text, bool compact) noexcept;
 
 }  // namespace util::config

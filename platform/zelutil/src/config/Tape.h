@@ -9,29 +9,32 @@
 
 namespace util::config {
 
-/// The words that the JSON library makes of a text, as its document on the "tape" describes them:
-/// one for a string or a plain value, two for a number, and for an array or an object one at
-/// either end. Places are indices of words. Valid until the library parses another text.
+/// A view of the "tape": the words that the JSON library produces from a text, as its documentation
+/// describes. A string or a plain value has one word, a number two words, an array or an object one
+/// word at its beginning and one at its end. Positions are indices of words. The view is valid
+/// until the library parses another text.
 class Tape {
 public:
+    /// Creates a view of the tape of the document.
     explicit Tape(const simdjson::dom::document& document) noexcept
         : words_(document.tape.get()), strings_(document.string_buf.get()) {}
 
-    /// Where the value of the text is; the word before it only says where the tape ends.
+    /// The position of the root value. The word before it only contains the size of the tape.
     static constexpr std::size_t ROOT = 1;
-    /// Number of words.
+    /// Returns the number of words.
     std::size_t size() const noexcept { return payload(0); }
 
-    /// `[`, `{`, `"`, `l` for a signed integer, `u` for an unsigned one, `d` for a double, `t`, `f`
-    /// or `n`.
+    /// Returns the kind of the word: `[`, `{`, `"`, `l` for a signed integer, `u` for an unsigned
+    /// one, `d` for a double, `t`, `f` or `n`. At the end of a container it is `]` or `}`.
     char kind(std::size_t at) const noexcept { return static_cast<char>(words_[at] >> 56U); }
+    /// Returns the text of a string.
     std::string_view text(std::size_t at) const noexcept {
-        std::uint32_t size = 0;  // in front of the bytes
+        std::uint32_t size = 0;  // stored before the bytes
         std::uint8_t const* const string = strings_ + payload(at);
         std::memcpy(&size, string, sizeof size);
         return {reinterpret_cast<char const*>(string + sizeof size), size};
     }
-    /// The bits of a number.
+    /// Returns the number whose kind is at `at`. `Number` must match that kind.
     template <typename Number>
     Number number(std::size_t at) const noexcept {
         static_assert(sizeof(Number) == sizeof *words_);
@@ -39,18 +42,20 @@ public:
         std::memcpy(&value, words_ + at + 1, sizeof value);
         return value;
     }
-    /// Number of children of an array or object; a very large number is not exact.
+    /// Returns the number of children of an array or object. It saturates at 0xFFFFFF.
     std::size_t count(std::size_t at) const noexcept { return (words_[at] >> 32U) & 0xFFFFFFU; }
-    /// The word that ends the array or object.
+    /// Returns the position of the word that ends the array or object.
     std::size_t endOf(std::size_t at) const noexcept {
         return static_cast<std::uint32_t>(words_[at]) - 1U;
     }
-    /// Where what comes next begins or ends, which for a container is its first child or its end.
+    /// Returns the position of the next value, key or end of a container. For the beginning of a
+    /// container that is its first child, or its end if it is empty.
     std::size_t next(std::size_t at) const noexcept { return at + (isNumber(kind(at)) ? 2 : 1); }
-    /// Where what comes behind the value or key begins, or its container ends.
+    /// Returns the position after the whole value or key. That is the next value or key, or the end
+    /// of the container.
     std::size_t after(std::size_t at) const noexcept {
-        const char what = kind(at);
-        return what == '[' || what == '{' ? endOf(at) + 1 : next(at);
+        const char first = kind(at);
+        return first == '[' || first == '{' ? endOf(at) + 1 : next(at);
     }
 
 private:

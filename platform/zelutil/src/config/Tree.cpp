@@ -22,7 +22,7 @@ bool sameInteger(const ValueInt& a, const ValueInt& b) noexcept {
     return a.bits() == b.bits() && a.isNegative() == b.isNegative();
 }
 
-// Whether two nodes are equal but for their children.
+// Returns whether two nodes are equal, apart from their children.
 bool sameNode(const Value& a, const Value& b) noexcept {
     if (a.kind() != b.kind()) {
         return false;
@@ -50,14 +50,15 @@ bool sameNode(const Value& a, const Value& b) noexcept {
 }
 
 template <typename Node>
-Node* makeRoomFor(Node* container, unsigned long count) noexcept {
+Node* reserved(Node* container, unsigned long count) noexcept {
     if (container != nullptr) {
         container->reserve(count);
     }
     return container;
 }
 
-// A new node like `node`, without its children. Null or an exception when memory is exhausted.
+// Returns a new node like `node`, without its children. Returns null or throws `std::bad_alloc` if
+// memory is exhausted.
 Value* copyNode(const Value& node) {
     switch (node.kind()) {
         case Value::Kind::Undefined:
@@ -77,14 +78,14 @@ Value* copyNode(const Value& node) {
         case Value::Kind::UnicodeString:
             return new (std::nothrow) ValueUnicodeString(as<ValueUnicodeString>(node).text());
         case Value::Kind::Array:
-            return makeRoomFor(new (std::nothrow) Array, node.arraySize());
+            return reserved(new (std::nothrow) Array, node.arraySize());
         case Value::Kind::Dictionary:
-            return makeRoomFor(new (std::nothrow) Dictionary, as<Dictionary>(node).size());
+            return reserved(new (std::nothrow) Dictionary, as<Dictionary>(node).size());
     }
     return nullptr;
 }
 
-// As `copyNode`, for a node that is to be a child: the plain ones are shared.
+// Returns a copy of a node for use as a child. It is a shared node if the kind has no content.
 Value* copyChild(const Value& node) {
     switch (node.kind()) {
         case Value::Kind::Undefined:
@@ -98,7 +99,7 @@ Value* copyChild(const Value& node) {
     }
 }
 
-// One container whose children are being copied.
+// A container whose children are being copied.
 struct Open {
     Cursor source;
     Value* copy;
@@ -111,7 +112,8 @@ bool addCopy(const Open& level, Value* child) noexcept {
     return static_cast<Array*>(level.copy)->add(child);
 }
 
-// Copies everything below `root` to below `copy`. True or an exception when memory is exhausted.
+// Copies everything below `root` into `copy`. Returns true or throws `std::bad_alloc` if memory is
+// exhausted.
 bool copyChildren(const Value& root, Value* copy) {
     std::vector<Open> open{{Cursor(root), copy}};
     while (!open.empty()) {

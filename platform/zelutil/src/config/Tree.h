@@ -2,13 +2,13 @@
 
 #include "util/config/Value.h"
 
-// What is done with whole trees, without recursion.
+// Operations on whole trees, without recursion.
 namespace util::config {
 
-/// What `Value::operator==` says.
+/// Compares two trees as described at `Value::operator==`.
 bool equalTrees(const Value& a, const Value& b);
 
-/// What `Value::clone` says.
+/// Copies a tree as described at `Value::clone`.
 Value* cloneTree(const Value& root) noexcept;
 
 }  // namespace util::config

@@ -16,11 +16,11 @@ namespace util::config {
 
 namespace {
 
-// A node that is there before the first and after the last static object.
+// A node that exists before the first and after the last static object.
 union Immortal {
     constexpr explicit Immortal(Value::Kind kind, bool truth = false) noexcept
         : node(kind, truth) {}
-    ~Immortal() {}  // NOLINT(modernize-use-equals-default): that one would be deleted
+    ~Immortal() {}  // NOLINT(modernize-use-equals-default): a defaulted one is deleted
     PlainValue node;
 };
 
@@ -90,7 +90,7 @@ void Value::destroy(Value* value) noexcept {
     }
 }
 
-// The child under the key, null when there is none.
+// Returns the child under the key, or null if the key is not present.
 const Value* Value::find(std::string_view key) const noexcept {
     if (!isDictionary()) {
         return nullptr;

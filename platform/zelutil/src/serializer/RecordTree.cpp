@@ -18,7 +18,7 @@ using config::Value;
 constexpr std::size_t COMMON_DEPTH = 8;
 
 template <class Node>
-constexpr std::uint8_t ROOM = static_cast<std::uint8_t>(config::NodeBlocks::roomOf<Node>());
+constexpr std::uint8_t ROOM = static_cast<std::uint8_t>(config::NodeBlocks::sizeOf<Node>());
 
 // What the node of an event takes, by its kind; null and booleans are shared nodes.
 constexpr std::uint8_t ROOMS[] = {0,
@@ -32,7 +32,7 @@ constexpr std::uint8_t ROOMS[] = {0,
                                   ROOM<Dictionary>,
                                   0};
 static_assert(std::size(ROOMS) == static_cast<std::size_t>(Event::Kind::Field) + 1);
-static_assert(config::NodeBlocks::roomOf<Dictionary>() <= 0xFF);
+static_assert(config::NodeBlocks::sizeOf<Dictionary>() <= 0xFF);
 
 // The room that the nodes of the events take, or more than a block.
 std::size_t roomOf(const Record& record, std::uint32_t next, std::uint32_t end) noexcept {

@@ -144,11 +144,11 @@ TEST(JsonTextTest, CharactersAcrossTheEndOfAPieceAreWrittenCorrectly) {
 }
 
 TEST(JsonTextTest, PieceEndsAtACharacterBoundaryWithinTheLimit) {
-    EXPECT_EQ(json::pieceOf("abc", 4), 3U);
-    EXPECT_EQ(json::pieceOf("abcde", 4), 4U);
-    EXPECT_EQ(json::pieceOf("abc€", 4), 3U);
-    EXPECT_EQ(json::pieceOf("a\U0001F600b", 4), 1U);
-    EXPECT_EQ(json::pieceOf(std::string(9, '\x80'), 4), 1U);
+    EXPECT_EQ(json::pieceSize("abc", 4), 3U);
+    EXPECT_EQ(json::pieceSize("abcde", 4), 4U);
+    EXPECT_EQ(json::pieceSize("abc€", 4), 3U);
+    EXPECT_EQ(json::pieceSize("a\U0001F600b", 4), 1U);
+    EXPECT_EQ(json::pieceSize(std::string(9, '\x80'), 4), 1U);
 }
 
 TEST(JsonTextTest, IntegersOfTheFullRangeAreWritten) {

@@ -25,11 +25,11 @@ using util::config::ValueInt;
 using util::config::ValueString;
 using util::config::ValueUnicodeString;
 
-constexpr std::size_t ROOM_OF_INT = NodeBlocks::roomOf<ValueInt>();
+constexpr std::size_t SIZE_OF_INT = NodeBlocks::sizeOf<ValueInt>();
 
 // Returns `count` integer nodes with the values 0, 1, 2, ...
 std::vector<std::unique_ptr<Value>> integers(int count) {
-    NodeBlocks blocks(static_cast<std::size_t>(count) * ROOM_OF_INT);
+    NodeBlocks blocks(static_cast<std::size_t>(count) * SIZE_OF_INT);
     std::vector<std::unique_ptr<Value>> nodes;
     for (int i = 0; i < count; ++i) {
         nodes.emplace_back(blocks.make<ValueInt>(i));
@@ -51,7 +51,7 @@ TEST(NodeBlocksTest, SmallTreesUseOneBlockAndLargeTreesFewBlocks) {
         std::vector<std::unique_ptr<Value>> nodes;
         nodes.reserve(static_cast<std::size_t>(count));
         const long before = FailingAllocations::liveBlocks();
-        NodeBlocks blocks(static_cast<std::size_t>(count) * ROOM_OF_INT);
+        NodeBlocks blocks(static_cast<std::size_t>(count) * SIZE_OF_INT);
         for (int i = 0; i < count; ++i) {
             nodes.emplace_back(blocks.make<ValueInt>(i));
         }
@@ -76,9 +76,9 @@ TEST(NodeBlocksTest, BlockIsFreedWithItsLastNodeInAnyOrder) {
 }
 
 // Returns one node of each type that NodeBlocks creates, and one node allocated separately.
-std::vector<Value*> nodesOfEveryKind(std::size_t room) {
+std::vector<Value*> nodesOfEveryKind(std::size_t total) {
     constexpr char const* LONG = "a text that lies outside of its node";
-    NodeBlocks blocks(room);
+    NodeBlocks blocks(total);
     return {blocks.make<ValueInt>(1),
             new ValueString(LONG),
             blocks.make<ValueFloat>(0.5),
@@ -92,9 +92,9 @@ TEST(NodeBlocksTest, NodeReleasesFreesNodesOfEveryTypeWithTheirMemory) {
     const long before = FailingAllocations::liveBlocks();
     {
         NodeReleases releases;
-        for (const std::size_t room : {std::size_t{1000}, NodeBlocks::SIZE + 1}) {
-            const std::vector<Value*> first = nodesOfEveryKind(room);
-            const std::vector<Value*> second = nodesOfEveryKind(room);
+        for (const std::size_t total : {std::size_t{1000}, NodeBlocks::SIZE + 1}) {
+            const std::vector<Value*> first = nodesOfEveryKind(total);
+            const std::vector<Value*> second = nodesOfEveryKind(total);
             for (std::size_t i = 0; i < first.size(); ++i) {
                 releases.destroy(first[i]);
                 releases.destroy(second[i]);
@@ -120,10 +120,10 @@ TEST(NodeBlocksTest, NodeReleasesKeepsTheOtherNodesOfABlock) {
 }
 
 TEST(NodeBlocksTest, NodesCanBeDeletedWhileTheirBlockIsBeingFilled) {
-    for (const std::size_t room : {50 * ROOM_OF_INT, 10000 * ROOM_OF_INT}) {
+    for (const std::size_t total : {50 * SIZE_OF_INT, 10000 * SIZE_OF_INT}) {
         const long before = FailingAllocations::liveBlocks();
         {
-            NodeBlocks blocks(room);
+            NodeBlocks blocks(total);
             for (int i = 0; i < 1000; ++i) {
                 delete blocks.make<ValueInt>(i);
             }
@@ -133,8 +133,8 @@ TEST(NodeBlocksTest, NodesCanBeDeletedWhileTheirBlockIsBeingFilled) {
 }
 
 TEST(NodeBlocksTest, MakeReturnsNullWithoutMemoryAndKeepsExistingNodes) {
-    for (const std::size_t room : {2 * NodeBlocks::roomOf<ValueString>(), std::size_t{100000}}) {
-        NodeBlocks blocks(room);
+    for (const std::size_t total : {2 * NodeBlocks::sizeOf<ValueString>(), std::size_t{100000}}) {
+        NodeBlocks blocks(total);
         {
             const FailingAllocations failing(0);
             EXPECT_EQ(blocks.make<ValueInt>(1), nullptr);
