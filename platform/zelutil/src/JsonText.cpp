@@ -157,11 +157,11 @@ char* writeEscaped(char* out, std::string_view text) noexcept {
 // Reserves `size` bytes and runs `write`, which returns the end of the written text.
 template <typename Write>
 bool append(ByteBufferWriter& writer, std::size_t size, Write write) noexcept {
-    if (writer.makeRoom(size)) {
+    if (writer.reserve(size)) {
         return true;
     }
     char* const end = write(reinterpret_cast<char*>(writer.end()));
-    writer.take(reinterpret_cast<unsigned char*>(end));
+    writer.commit(reinterpret_cast<unsigned char*>(end));
     return false;
 }
 

@@ -68,16 +68,16 @@ public:
         return target;
     }
     /// @{
-    /// Direct writing: `makeRoom(n)` guarantees `n` bytes at `end()`, and `take(p)` marks
-    /// everything up to `p` as written. `room()` returns the number of bytes at `end()`. `makeRoom`
-    /// returns false on success and true if memory is exhausted. The address is valid until the
-    /// next write.
-    std::size_t room() const noexcept { return capacity_ - size_; }
-    [[nodiscard]] bool makeRoom(std::size_t count) noexcept {
-        return room() < count && grow(count);
+    /// Direct writing: `reserve(n)` guarantees `n` bytes at `end()`, and `commit(p)` marks
+    /// everything up to `p` as written. `capacityLeft()` returns the number of bytes at `end()`.
+    /// `reserve` returns false on success and true if memory is exhausted. The address is valid
+    /// until the next write.
+    std::size_t capacityLeft() const noexcept { return capacity_ - size_; }
+    [[nodiscard]] bool reserve(std::size_t count) noexcept {
+        return capacityLeft() < count && grow(count);
     }
     unsigned char* end() noexcept { return bytes_ + size_; }
-    void take(unsigned char const* end) noexcept {
+    void commit(unsigned char const* end) noexcept {
         size_ = static_cast<unsigned long>(end - bytes_);
     }
     /// @}

@@ -19,7 +19,7 @@ bool PullFromPushDeserializer::Handler::open(Event::Kind kind, Bracket bracket,
     if (container == nullptr || container->kind != kind) {
         return fail(kind == Event::Kind::Array ? "an array" : "a struct");
     }
-    if (stack.makeRoom()) {
+    if (stack.reserveLevel()) {
         return failToNest();
     }
     const std::uint32_t first = stack.top().data.value + 1;
@@ -49,7 +49,7 @@ bool PullFromPushDeserializer::Handler::openScope(Bracket bracket) noexcept {
     if (below.bracket == Bracket::Closed) {
         return fail("a payload");
     }
-    if (stack.makeRoom()) {
+    if (stack.reserveLevel()) {
         return failToNest();
     }
     stack.push(bracket, below.expects, below.data);
@@ -95,7 +95,7 @@ void PullFromPushDeserializer::Handler::announce() noexcept {
         entry.type = EntryType::Failure;
     }
     // What cannot be entered is not announced, or going from entry to entry would never end.
-    if (opensLevel(entry.type) && stack.makeRoom()) {
+    if (opensLevel(entry.type) && stack.reserveLevel()) {
         failToNest();
         entry.type = EntryType::Failure;
     }

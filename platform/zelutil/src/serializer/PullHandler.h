@@ -51,7 +51,7 @@ public:
     }
     /// Keeps that the struct on top has no such field. Returns true.
     [[gnu::cold]] bool failToFind(std::string_view name) noexcept;
-    /// Keeps why a level could not be opened, after `stack.makeRoom()` failed. Returns true.
+    /// Keeps why a level could not be opened, after `stack.reserveLevel()` failed. Returns true.
     [[gnu::cold]] bool failToNest() noexcept;
 
     /// Forgets the payload, keeping the memory.

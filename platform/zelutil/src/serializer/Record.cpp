@@ -30,8 +30,8 @@ bool Events::reserve(std::size_t capacity) noexcept {
         return true;
     }
     std::copy_n(events_, size_, block.get());
-    far_ = std::move(block);
-    events_ = far_.get();
+    heap_ = std::move(block);
+    events_ = heap_.get();
     capacity_ = capacity;
     return false;
 }
@@ -40,7 +40,7 @@ void Record::start(std::string_view payload) noexcept {
     payload_ = payload;
     reach_ = std::min(payload.size(), MAX_INDEX);
     // A hint: without that memory the events ask for theirs as they come.
-    if (payload.size() > MOST_BYTES_OF_EVENT * Events::NEAR) {
+    if (payload.size() > MOST_BYTES_OF_EVENT * Events::INLINE_CAPACITY) {
         static_cast<void>(events_.reserve(std::min(payload.size() / BYTES_OF_EVENT, MOST)));
     }
     open_ = 0;
@@ -53,8 +53,8 @@ void Record::clear() noexcept {
 }
 
 bool Record::growFails() noexcept {
-    const std::size_t room = events_.capacity();
-    return room >= MAX_INDEX || events_.reserve(std::min(2 * room, MAX_INDEX));
+    const std::size_t capacity = events_.capacity();
+    return capacity >= MAX_INDEX || events_.reserve(std::min(2 * capacity, MAX_INDEX));
 }
 
 // A text that does not stand in the payload as it is.

@@ -54,7 +54,7 @@ class Events {
 public:
     /// How many lie in the object: those of a small payload. The reader that has them still finds
     /// room in the small blocks of allocators.
-    static constexpr std::size_t NEAR = 24;
+    static constexpr std::size_t INLINE_CAPACITY = 24;
 
     Events() noexcept = default;
     Events(const Events&) = delete;
@@ -72,11 +72,11 @@ public:
     void push(const Event& event) noexcept { events_[size_++] = event; }
 
 private:
-    std::array<Event, NEAR> near_;  // not filled before it is written
-    std::unique_ptr<Event[]> far_;
-    Event* events_ = near_.data();
+    std::array<Event, INLINE_CAPACITY> inline_;  // not filled before it is written
+    std::unique_ptr<Event[]> heap_;
+    Event* events_ = inline_.data();
     std::size_t size_ = 0;
-    std::size_t capacity_ = NEAR;
+    std::size_t capacity_ = INLINE_CAPACITY;
 };
 
 /// A recorded payload: its values in the order of writing. An array is followed by its elements, a

@@ -18,35 +18,35 @@ using config::Value;
 constexpr std::size_t COMMON_DEPTH = 8;
 
 template <class Node>
-constexpr std::uint8_t ROOM = static_cast<std::uint8_t>(config::NodeBlocks::sizeOf<Node>());
+constexpr std::uint8_t NODE_SIZE = static_cast<std::uint8_t>(config::NodeBlocks::sizeOf<Node>());
 
-// What the node of an event takes, by its kind; null and booleans are shared nodes.
-constexpr std::uint8_t ROOMS[] = {0,
-                                  0,
-                                  ROOM<config::ValueInt>,
-                                  ROOM<config::ValueInt>,
-                                  ROOM<config::ValueFloat>,
-                                  ROOM<config::ValueFloat>,
-                                  ROOM<config::ValueString>,
-                                  ROOM<Array>,
-                                  ROOM<Dictionary>,
-                                  0};
-static_assert(std::size(ROOMS) == static_cast<std::size_t>(Event::Kind::Field) + 1);
+// The size of the node of an event, by its kind. Null and booleans are shared nodes.
+constexpr std::uint8_t NODE_SIZES[] = {0,
+                                       0,
+                                       NODE_SIZE<config::ValueInt>,
+                                       NODE_SIZE<config::ValueInt>,
+                                       NODE_SIZE<config::ValueFloat>,
+                                       NODE_SIZE<config::ValueFloat>,
+                                       NODE_SIZE<config::ValueString>,
+                                       NODE_SIZE<Array>,
+                                       NODE_SIZE<Dictionary>,
+                                       0};
+static_assert(std::size(NODE_SIZES) == static_cast<std::size_t>(Event::Kind::Field) + 1);
 static_assert(config::NodeBlocks::sizeOf<Dictionary>() <= 0xFF);
 
-// The room that the nodes of the events take, or more than a block.
-std::size_t roomOf(const Record& record, std::uint32_t next, std::uint32_t end) noexcept {
-    std::size_t room = 0;
-    for (; next != end && room <= config::NodeBlocks::SIZE; ++next) {
-        room += ROOMS[static_cast<std::size_t>(record.at(next).kind)];
+// Returns the total size of the nodes of the events, or a size that is larger than a block.
+std::size_t totalSize(const Record& record, std::uint32_t next, std::uint32_t end) noexcept {
+    std::size_t total = 0;
+    for (; next != end && total <= config::NodeBlocks::SIZE; ++next) {
+        total += NODE_SIZES[static_cast<std::size_t>(record.at(next).kind)];
     }
-    return room;
+    return total;
 }
 
 }  // namespace
 
 RecordTree::RecordTree(const Record& record, std::uint32_t next, std::uint32_t end) noexcept
-    : record_(record), next_(next), end_(end), blocks_(roomOf(record, next, end)) {}
+    : record_(record), next_(next), end_(end), blocks_(totalSize(record, next, end)) {}
 
 bool RecordTree::fill(Dictionary& root) noexcept {
     root.reserve(root.size() + countFields(next_, end_));

@@ -152,7 +152,7 @@ template <class Format>
 bool SequencedSerializer<Format>::openScope(Bracket bracket, const LevelData& data) {
     const Level below = stack_.top();
     const bool isOpen = below.bracket != Bracket::Closed;
-    if (!isOpen || (stack_.makeRoom() && refuse(Refusal::TooDeep))) {
+    if (!isOpen || (stack_.reserveLevel() && refuse(Refusal::TooDeep))) {
         return fail("a scope of options", isOpen);
     }
     stack_.push(bracket, below.expects, {below.data.empty, data.compact, data.plainArrays});
@@ -196,7 +196,8 @@ bool SequencedSerializer<Format>::endOption() {
 
 template <class Format>
 bool SequencedSerializer<Format>::beginArray() {
-    if (!admits(Expects::Value) || isTooDeep() || stack_.makeRoom() || format().putArrayBegin()) {
+    if (!admits(Expects::Value) || isTooDeep() || stack_.reserveLevel() ||
+        format().putArrayBegin()) {
         return fail("an array", admits(Expects::Value));
     }
     ++depth_;
@@ -244,7 +245,8 @@ bool SequencedSerializer<Format>::serializeEmptyElement() {
 
 template <class Format>
 bool SequencedSerializer<Format>::beginStruct(Options const* options) {
-    if (!admits(Expects::Value) || isTooDeep() || stack_.makeRoom() || format().putStructBegin()) {
+    if (!admits(Expects::Value) || isTooDeep() || stack_.reserveLevel() ||
+        format().putStructBegin()) {
         return fail("a struct", admits(Expects::Value));
     }
     ++depth_;

@@ -69,26 +69,26 @@ TEST(ByteBufferWriterTest, ExtendIncreasesTheSizeImmediately) {
     util::ByteBufferWriter writer(0);
     EXPECT_NE(writer.extend(0), nullptr);
     EXPECT_EQ(writer.size(), 0U);
-    unsigned char* room = writer.extend(3);
-    ASSERT_NE(room, nullptr);
-    std::memcpy(room, "xyz", 3);
+    unsigned char* target = writer.extend(3);
+    ASSERT_NE(target, nullptr);
+    std::memcpy(target, "xyz", 3);
     EXPECT_EQ(content(writer), "xyz");
 }
 
 TEST(ByteBufferWriterTest, ReservedBytesCountOnlyAfterTheyAreCommitted) {
     util::ByteBufferWriter writer(0);
-    EXPECT_EQ(writer.room(), 0U);
-    writer.take(writer.end());
+    EXPECT_EQ(writer.capacityLeft(), 0U);
+    writer.commit(writer.end());
     EXPECT_EQ(writer.size(), 0U);
     std::string expected;
     for (int i = 0; i < 1000; ++i) {
-        ASSERT_FALSE(writer.makeRoom(10));
-        ASSERT_GE(writer.room(), 10U);
+        ASSERT_FALSE(writer.reserve(10));
+        ASSERT_GE(writer.capacityLeft(), 10U);
         unsigned char* const end = writer.end();
         end[0] = static_cast<unsigned char>('a' + i % 26);
         end[1] = '!';
         ASSERT_EQ(writer.size(), expected.size());
-        writer.take(end + 1 + i % 2);
+        writer.commit(end + 1 + i % 2);
         expected += std::string(1, static_cast<char>('a' + i % 26)) + (i % 2 == 1 ? "!" : "");
     }
     EXPECT_EQ(content(writer), expected);
@@ -96,11 +96,11 @@ TEST(ByteBufferWriterTest, ReservedBytesCountOnlyAfterTheyAreCommitted) {
 
 TEST(ByteBufferWriterTest, ReservingAvailableCapacityDoesNotAllocate) {
     util::ByteBufferWriter writer(100);
-    ASSERT_FALSE(writer.makeRoom(1));
+    ASSERT_FALSE(writer.reserve(1));
     const FailingAllocations failing(0);
-    EXPECT_FALSE(writer.makeRoom(writer.room()));
-    EXPECT_TRUE(writer.makeRoom(writer.room() + 1));
-    EXPECT_GE(writer.room(), 100U);
+    EXPECT_FALSE(writer.reserve(writer.capacityLeft()));
+    EXPECT_TRUE(writer.reserve(writer.capacityLeft() + 1));
+    EXPECT_GE(writer.capacityLeft(), 100U);
 }
 
 TEST(ByteBufferWriterTest, AppendingZeroBytesFromNullSucceeds) {

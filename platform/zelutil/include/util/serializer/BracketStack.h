@@ -32,7 +32,8 @@ enum class Expects : std::uint8_t { Nothing, Value, Fields, Elements };
 /// Writers and readers share it, so that both take the same sequences of calls. `Data` is what they
 /// keep for each level; it must be trivially copyable. A level opened by an option is a copy of the
 /// one below it, and what happened in it is handed back when it is closed. Never empty. The levels
-/// of common payloads lie in the object; it allocates once, when more than `NEAR` are open.
+/// of common payloads lie in the object; it allocates once, when more than `INLINE_LEVELS` are
+/// open.
 template <class Data>
 class BracketStack {
 public:
@@ -47,7 +48,7 @@ public:
     /// The root, and for each array or struct a level of its own and two scopes of options.
     static constexpr std::size_t CAPACITY = 1 + 3 * MAX_NESTING_DEPTH;
     /// How many levels lie in the object: those of common payloads.
-    static constexpr std::size_t NEAR = 12;
+    static constexpr std::size_t INLINE_LEVELS = 12;
 
     // The levels above the top are left as they are: they are written before they are read.
     BracketStack() noexcept { clear(); }
@@ -66,10 +67,10 @@ public:
     /// The same, for reading.
     const Level& top() const noexcept { return *top_; }
     /// The open levels, outermost first; `top()` is the last one.
-    Level const* begin() const noexcept { return far_ == nullptr ? near_.data() : far_.get(); }
+    Level const* begin() const noexcept { return heap_ == nullptr ? inline_.data() : heap_.get(); }
     /// Makes sure that a level can be opened. False on success; true when `CAPACITY` levels are
     /// open or memory is exhausted.
-    [[nodiscard]] bool makeRoom() noexcept { return top_ == last_ && growFails(); }
+    [[nodiscard]] bool reserveLevel() noexcept { return top_ == last_ && growFails(); }
     /// Whether the payload is complete, so that it may be ended.
     bool isComplete() const noexcept {
         return top().bracket == Bracket::Root && top().expects == Expects::Nothing;
@@ -103,27 +104,27 @@ public:
 private:
     // Memory that was got for many levels is kept.
     void restart(const Level& lowest) noexcept {
-        top_ = far_ == nullptr ? near_.data() : far_.get();
-        last_ = top_ + (far_ == nullptr ? NEAR : CAPACITY) - 1;
+        top_ = heap_ == nullptr ? inline_.data() : heap_.get();
+        last_ = top_ + (heap_ == nullptr ? INLINE_LEVELS : CAPACITY) - 1;
         *top_ = lowest;
     }
     bool growFails() noexcept {
-        if (far_ != nullptr) {
+        if (heap_ != nullptr) {
             return true;
         }
-        far_.reset(new (std::nothrow) Level[CAPACITY]);
-        if (far_ == nullptr) {
+        heap_.reset(new (std::nothrow) Level[CAPACITY]);
+        if (heap_ == nullptr) {
             return true;
         }
-        top_ = std::copy(near_.begin(), near_.end(), far_.get()) - 1;
-        last_ = far_.get() + CAPACITY - 1;
+        top_ = std::copy(inline_.begin(), inline_.end(), heap_.get()) - 1;
+        last_ = heap_.get() + CAPACITY - 1;
         return false;
     }
 
     Level* top_;
     Level* last_;  // the last one that there is room for
-    std::unique_ptr<Level[]> far_;
-    std::array<Level, NEAR> near_;
+    std::unique_ptr<Level[]> heap_;
+    std::array<Level, INLINE_LEVELS> inline_;
 };
 
 }  // namespace util::serializer

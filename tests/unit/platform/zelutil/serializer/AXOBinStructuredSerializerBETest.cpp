@@ -118,7 +118,7 @@ std::optional<std::string> writtenWithCapacity(const Row& row, std::size_t left,
     constexpr std::size_t CAPACITY = 64;
     util::ByteBufferWriter writer(CAPACITY);
     const std::string before(CAPACITY - left, 'x');
-    EXPECT_FALSE(writer.append(before.data(), before.size()) || writer.makeRoom(left));
+    EXPECT_FALSE(writer.append(before.data(), before.size()) || writer.reserve(left));
     AXOBinStructuredSerializerBE serializer;
     unsigned long size = 0;
     {
