@@ -4,11 +4,13 @@
 
 namespace util::json {
 
-/// Makes the JSON library choose its code for this processor, for which it allocates memory that it
-/// cannot do without. An object at namespace scope of each source file that parses JSON does that
-/// when the library is loaded; no linker drops it, as it lies beside the code that needs it.
+/// An initializer that makes the JSON library select its implementation for this processor. The
+/// library allocates memory for that and cannot handle a failure. Each source file that parses JSON
+/// has an object of this class at namespace scope, so the selection happens when this library is
+/// loaded. The object is in the same file as the code that needs it, so the linker keeps it.
 class ProcessorDetection {
 public:
+    /// Selects the implementation.
     ProcessorDetection() { static_cast<void>(simdjson::get_active_implementation()->name()); }
 };
 

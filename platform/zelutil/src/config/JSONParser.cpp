@@ -8,7 +8,8 @@
 #include "Tape.h"
 #include "TreeBuilder.h"
 
-// The text becomes the library's read-only document, and a walk over that builds the tree.
+// The JSON library parses the text into a read-only document. `TreeBuilder` builds the tree from
+// it.
 namespace util::config {
 
 namespace {
@@ -64,7 +65,8 @@ Value* JSONParser::parseValue(std::string_view text) noexcept {
     if (document.error() != simdjson::SUCCESS) {
         reason_ = simdjson::error_message(document.error());
         if (document.error() == simdjson::MEMALLOC) {
-            // What it got before memory ran out it takes for all that it needs, the next time.
+            // After MEMALLOC the parser wrongly assumes that its buffers have full size, so start
+            // over with a new one.
             state_->parser = dom::parser();
         }
         return nullptr;

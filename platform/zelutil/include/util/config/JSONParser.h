@@ -10,17 +10,17 @@
 
 namespace util::config {
 
-/// Reads JSON text (RFC 8259, UTF-8 only) into value trees.
+/// A parser of JSON text (RFC 8259, UTF-8 only) that produces value trees.
 ///
-/// Strict: no comments, no trailing commas, nothing after the value. Integers from -2^63 to 2^64 -
-/// 1 become integers, larger ones are refused; numbers with a fraction or exponent become floats,
-/// and one too large for a double is refused. Of duplicate keys the last wins. Nesting up to
-/// `util::MAX_NESTING_DEPTH`. One thread at a time; an object may be used again and keeps its
-/// memory for that.
+/// It is strict: comments, trailing commas and text after the value are refused. Integers from
+/// -2^63 to 2^64 - 1 become integers, others are refused. Numbers with a fraction or exponent
+/// become floats; one that is too large for a double is refused. Of duplicate keys the last one is
+/// used. The nesting depth is limited to `util::MAX_NESTING_DEPTH`. Used by one thread at a time.
+/// An object can be used for several texts and reuses its memory.
 ///
-/// The nodes of a tree that was read lie in blocks of up to 4 KiB, each of which is freed with its
-/// last node. A node that is taken out of its tree and kept for long keeps its block, too; `clone`
-/// gives one that stands for itself.
+/// The nodes of a parsed tree are in blocks of up to 4 KiB. A block is freed with its last node, so
+/// a node that is removed from its tree and kept also keeps its block. `clone` returns a node with
+/// memory of its own.
 ///
 ///     util::config::JSONParser parser(false);
 ///     util::config::Dictionary* object = nullptr;
@@ -29,30 +29,32 @@ namespace util::config {
 ///     const std::unique_ptr<util::config::Dictionary> owner(object);
 class UTIL_API JSONParser {
 public:
-    /// With `unicodeStrings` the strings of the tree are unicode strings, without it narrow ones.
+    /// Creates a parser. With `unicodeStrings` true the strings of the trees are unicode strings,
+    /// with false narrow strings.
     explicit JSONParser(bool unicodeStrings) noexcept;
     ~JSONParser();
     JSONParser(const JSONParser&) = delete;
     JSONParser& operator=(const JSONParser&) = delete;
 
-    /// Parses one text. False on success: an object is left in `*dictionary`, an array in `*array`,
-    /// the other output is set to null; the caller owns the tree. A text that is a lone scalar
-    /// succeeds with both null. True on a syntax error, an exceeded limit or exhausted memory, and
-    /// then the outputs are untouched. A zero byte within a view belongs to the text, which does
-    /// not end there; only a pointer is read up to its first zero byte.
+    /// Parses one text. On success returns false, stores an object in `*dictionary` or an array in
+    /// `*array`, and sets the other output to null. The caller owns the tree. For a text that is a
+    /// lone scalar it also succeeds, with both outputs null. On a syntax error, an exceeded limit
+    /// or exhausted memory returns true; the outputs are then unchanged. A zero byte does not end a
+    /// text that is passed as a view. A text that is passed as a pointer ends at its first zero
+    /// byte.
     [[nodiscard]] bool parseString(char const* text, Dictionary** dictionary,
                                    Array** array) noexcept;
     [[nodiscard]] bool parseString(std::string_view text, Dictionary** dictionary,
                                    Array** array) noexcept;
-    /// Parses one text of any kind. Null on failure; otherwise the caller owns the node, which for
-    /// null and booleans is a shared one (`Value::destroy` knows).
+    /// Parses one text of any kind. Returns the tree, which the caller owns, or null on failure.
+    /// For null and booleans the node is a shared one, so release the result with `Value::destroy`.
     [[nodiscard]] Value* parseValue(std::string_view text) noexcept;
-    /// What was wrong with the latest text that was refused; a constant text.
+    /// Returns a description of the latest failure, which is a constant.
     char const* reason() const noexcept;
 
 private:
     struct State;
-    std::unique_ptr<State> state_;  // null when there was no memory for it
+    std::unique_ptr<State> state_;  // null if memory for it was exhausted
     char const* reason_ = "memory is exhausted";
 };
 

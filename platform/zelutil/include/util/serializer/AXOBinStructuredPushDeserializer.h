@@ -14,20 +14,21 @@ namespace util::serializer {
 class Record;
 struct CborMistake;
 
-/// Reads the binary structured format and replays it. The bytes are RFC 8949 (CBOR) with the typed
-/// arrays of RFC 8746; docs/formats.md gives the mapping.
+/// A push deserializer for the binary structured format: RFC 8949 (CBOR) with the typed arrays of
+/// RFC 8746. docs/formats.md describes the mapping.
 ///
-/// Definite and indefinite lengths are read. Typed arrays arrive through `serializeArray`, integers
-/// as 64-bit integers, signed where they fit. Refused: tags other than typed arrays, keys that are
-/// no strings, integers below -2^63, lengths beyond the payload, bytes after the value.
+/// It accepts definite and indefinite lengths. It replays typed arrays with `serializeArray`, and
+/// integers as 64-bit integers, signed if they fit. It refuses tags other than those of typed
+/// arrays, keys that are not strings, integers below -2^63, lengths beyond the payload, and bytes
+/// after the value.
 class UTIL_API AXOBinStructuredPushDeserializer : public IStructuredPushDeserializer,
                                                   public RecordSource {
 public:
-    /// The byte order is that of the serializer that wrote the payload; the format is big-endian by
-    /// definition, so only `Big` can be read and `Little` fails in `beginDeserialize`.
+    /// Creates a deserializer. `order` is the byte order of the serializer that wrote the payload.
+    /// The format is big-endian by definition: with `Little`, `beginDeserialize` fails.
     explicit AXOBinStructuredPushDeserializer(Endianess order) noexcept : order_(order) {}
-    /// The same with the number of the byte order: 1 is big-endian. Any other number fails in
-    /// `beginDeserialize`, as `Little` does.
+    /// Creates a deserializer with the number of the byte order: 1 is big-endian. With any other
+    /// number, `beginDeserialize` fails.
     explicit AXOBinStructuredPushDeserializer(int order) noexcept
         : order_(static_cast<Endianess>(order)) {}
 

@@ -5,12 +5,12 @@
 
 namespace util::serializer {
 
-/// Writes the binary structured format: the bytes of RFC 8949 (CBOR) with the big-endian typed
-/// arrays of RFC 8746; docs/formats.md gives the mapping.
+/// A serializer for the binary structured format: RFC 8949 (CBOR) with the big-endian typed arrays
+/// of RFC 8746. docs/formats.md describes the mapping.
 ///
-/// Every value of the interface can be written. Strings and field names that are not UTF-8 travel
-/// as byte strings; `OptionTag::PlainArrays` writes typed arrays as arrays of elements. One thread
-/// at a time.
+/// Every value of the interface can be written. Strings and field names that are not UTF-8 are
+/// written as byte strings. With `OptionTag::PlainArrays`, typed arrays are written as arrays of
+/// elements. Used by one thread at a time.
 ///
 ///     util::ByteBufferWriter writer(64);
 ///     util::serializer::AXOBinStructuredSerializerBE serializer;

@@ -11,8 +11,8 @@ namespace entrytypes {
 /// What comes next in a payload that is read entry by entry. The numbers are part of the contract,
 /// and an entry's type compares with them: `entry->type == 31`.
 enum EntryType : std::uint32_t {
-    None = 0,  ///< a value of no kind that can be announced
-    End = 1,   ///< nothing more at this level
+    None = 0,  ///< a value of a kind without an entry type
+    End = 1,   ///< no entry is left at this level
     Null = 2,
     Boolean = 3,
     Int8 = 4,
@@ -58,14 +58,14 @@ using entrytypes::EntryType;
 
 /// One entry: its type and, for scalars, strings and fields, its value.
 struct Entry {
-    /// The scalar of a boolean, integer or floating-point entry; which member counts is told by the
-    /// type: `boolean` for `Boolean`, `int32` for `Int8`, `Int16` and `Int32`, `uint32` for
-    /// `UInt8`, `UInt16` and `UInt32`, `int64` and `uint64` for the 64-bit types, `number` for
-    /// `Float` and `Double`. Integers are announced with 64 bits; of these, `int32` and `uint32`
-    /// hold the low 32 bits.
+    /// The scalar of a boolean, integer or floating-point entry. The type determines the member:
+    /// `boolean` for `Boolean`, `int32` for `Int8`, `Int16` and `Int32`, `uint32` for `UInt8`,
+    /// `UInt16` and `UInt32`, `int64` and `uint64` for the 64-bit types, `number` for `Float` and
+    /// `Double`. Integers are announced with 64 bits; `int32` and `uint32` are then the low 32
+    /// bits.
     union Scalar {
         /// @{
-        /// The scalar, when the type calls for this member.
+        /// The scalar, if the type selects this member.
         bool boolean;
         std::int32_t int32;
         std::uint32_t uint32;
@@ -79,7 +79,7 @@ struct Entry {
     Scalar scalar{};
     /// The text of a string or the name of a field.
     std::string text;
-    /// What the entry is.
+    /// The type of the entry.
     EntryType type = EntryType::None;
 };
 

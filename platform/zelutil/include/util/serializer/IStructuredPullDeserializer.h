@@ -13,12 +13,12 @@
 
 namespace util::serializer {
 
-/// Reads typed data in the order in which it was written.
+/// A reader of typed data, in the order in which it was written.
 ///
-/// The mirror of `IStructuredSerializer`: the calls have the same order. Every operation returns
-/// false on success and true on failure; a value that does not fit the asked type fails, it is
-/// never cut, and outputs are untouched on failure. One thread at a time. The order of the virtual
-/// operations is part of the contract.
+/// It is the counterpart of `IStructuredSerializer`: the calls have the same order. Every operation
+/// returns false on success and true on failure. Outputs are unchanged on failure. Reading a value
+/// that does not fit the requested type fails; values are never truncated. Used by one thread at a
+/// time. The order of the virtual operations is part of the contract.
 class UTIL_API IStructuredPullDeserializer {
 public:
     virtual ~IStructuredPullDeserializer();
@@ -27,14 +27,15 @@ public:
     /// `options` may be null.
     [[nodiscard]] virtual bool beginDeserialize(ByteBufferReader* reader,
                                                 Options const* options) = 0;
-    /// Ends reading; fails when the value was not read to its end or a bracket is open.
+    /// Ends reading. Fails if the value was not read to its end, or an array, struct, element,
+    /// field or option scope is open.
     virtual bool endDeserialize() = 0;
-    /// Forgets everything; ready for another `beginDeserialize`.
+    /// Discards the state, so that `beginDeserialize` can be called again.
     virtual void reset() = 0;
 
-    /// Reads null.
+    /// Reads a null value.
     [[nodiscard]] virtual bool getNull() = 0;
-    /// Reads true or false.
+    /// Reads a boolean.
     [[nodiscard]] virtual bool getBoolean(bool& out) = 0;
     /// @{
     /// Reads an integer that fits the type.
@@ -54,17 +55,18 @@ public:
     [[nodiscard]] virtual bool getDouble(double& out) = 0;
     /// @}
 
-    /// Reads an enumerator as a 32-bit integer. With `checked`, a value outside 0..count-1 fails.
+    /// Reads an enumerator as a 32-bit integer. With `checked`, fails if it is not in 0..count-1.
     [[nodiscard]] virtual bool getEnum(int& out, int count, bool checked);
     /// Reads a string of bytes.
     [[nodiscard]] virtual bool getString(std::string& out) = 0;
-    /// By default these fail: not every reader offers unicode strings.
+    /// Reads a unicode string. By default these fail, because not every reader supports unicode
+    /// strings.
     [[nodiscard]] virtual bool getString(UnicodeString8& out);
     [[nodiscard]] virtual bool getString(UnicodeString16& out);
     [[nodiscard]] virtual bool getString(zel::unicode::String& out);
 
     /// @{
-    /// Read a whole array of one type, packed or plain; the content of `out` is replaced.
+    /// Reads a whole array of one type, packed or plain. Replaces the content of `out`.
     [[nodiscard]] virtual bool getNullArray(unsigned long& count) = 0;
     [[nodiscard]] virtual bool getBooleanArray(std::vector<bool>& out) = 0;
     [[nodiscard]] virtual bool getInt8Array(std::vector<std::int8_t>& out) = 0;
@@ -81,69 +83,74 @@ public:
     /// @}
 
     /// @{
-    /// Scopes that mirror the writer's. Options do not travel, so a reader only checks that they
-    /// are closed as they were opened. By default they succeed without a check.
+    /// Begins and ends an option scope, as the serializer does. Options are not in the payload, so
+    /// a reader only checks that scopes are closed in the reverse order. By default these succeed
+    /// without a check.
     [[nodiscard]] virtual bool beginArrayOption();
     [[nodiscard]] virtual bool endArrayOption();
     [[nodiscard]] virtual bool beginOption(Options const* options);
     [[nodiscard]] virtual bool endOption();
     /// @}
 
-    /// Begins an array; between it and its end come elements.
+    /// Begins an array. Its elements are read before `endArray`.
     [[nodiscard]] virtual bool beginArray() = 0;
-    /// Whether no element is left in the array that is being read; true also when none is open.
+    /// Returns whether no element is left in the array that is being read. Returns true also if no
+    /// array is open.
     virtual bool isArrayEnd() = 0;
-    /// Fails when an element is left or no array is open. The failure is returned, and nothing is
-    /// ended.
+    /// Ends the array. Fails, without ending anything, if an element is left or no array is open.
     [[nodiscard]] virtual bool endArray() = 0;
     /// @{
-    /// Begin and end an element; between them one value is read. Beginning one past the last, or
-    /// outside an array, fails; it does not end the process.
+    /// Begins and ends an element. One value is read in between. Beginning an element past the last
+    /// one or outside an array fails. It does not end the process.
     [[nodiscard]] virtual bool beginElement() = 0;
     [[nodiscard]] virtual bool endElement() = 0;
     /// @}
 
-    /// In an array: when the next element is an empty one, steps over it and sets `empty`, else
-    /// clears it. A null element counts as empty, because formats need not tell them apart. By
-    /// default there are no empty elements: clears it.
+    /// Sets `empty` to whether the next element of the array is an empty one, and skips it if so. A
+    /// null element counts as empty, because formats need not distinguish them. By default no
+    /// element is empty.
     [[nodiscard]] virtual bool getEmptyElement(bool& empty);
 
-    /// `options` may be null; a reader has no use for them.
+    /// Begins a struct. `options` may be null and are ignored by readers.
     [[nodiscard]] virtual bool beginStruct(Options const* options) = 0;
-    /// Whether no field is left in the struct that is being read; true also when none is open.
+    /// Returns whether no field is left in the struct that is being read. Returns true also if no
+    /// struct is open.
     virtual bool isStructEnd() = 0;
-    /// Fails when a field is left, unless fields were read by name, or when no struct is open. The
-    /// failure is returned, and nothing is ended.
+    /// Ends the struct. Fails, without ending anything, if no struct is open or a field is left.
+    /// Fields may be left if any field of the struct was read by name.
     [[nodiscard]] virtual bool endStruct() = 0;
-    /// Begins the next field and returns its name in `name`. Fails, and does not end the process,
-    /// when no field is left or no struct is open.
+    /// Begins the next field and stores its name in `name`. Fails if no field is left or no struct
+    /// is open. It does not end the process.
     [[nodiscard]] virtual bool beginField(std::string& name) = 0;
-    /// After `beginField`: steps over the field's value and ends the field.
+    /// Skips the value of the field that `beginField` began and ends the field.
     [[nodiscard]] virtual bool skipField() = 0;
-    /// Ends the field; fails when its value was not read.
+    /// Ends the field. Fails if its value was not read.
     [[nodiscard]] virtual bool endField() = 0;
 
     /// @{
-    /// The next entry, consumed or only looked at. The pointer is valid until the next call.
+    /// Returns the next entry. `getNextEntry` consumes it, `peekNextEntry` does not. The pointer is
+    /// valid until the next call.
     virtual Entry const* getNextEntry() = 0;
     virtual Entry const* peekNextEntry() = 0;
     /// @}
 
     /// @{
-    /// Begins the field `name` of the open struct, wherever it stands; fails when it is missing. By
-    /// default these four fail: not every reader can look ahead.
+    /// Begins and ends the field `name` of the open struct, independent of its position in the
+    /// payload. Fails if the field is missing. By default these fail, because not every reader can
+    /// look ahead.
     [[nodiscard]] virtual bool beginMandatoryField(const std::string& name, int id);
     [[nodiscard]] virtual bool endMandatoryField();
     /// @}
 
     /// @{
-    /// The same for a field that may be missing: `present` tells, and `endOptionalField` is called
-    /// in both cases.
+    /// Begins and ends a field that may be missing. Sets `present` to whether the field is present.
+    /// `endOptionalField` must be called in both cases. By default these fail.
     [[nodiscard]] virtual bool beginOptionalField(const std::string& name, int id, bool& present);
     [[nodiscard]] virtual bool endOptionalField();
     /// @}
 
-    /// The capability bits of `IStructuredSerializer` that hold for this reader; by default none.
+    /// Returns the capability bits of `IStructuredSerializer` that apply to this reader. By default
+    /// returns 0.
     virtual unsigned int getApiCapibilites() const noexcept;
 };
 

@@ -6,14 +6,13 @@
 
 namespace util::serializer {
 
-/// Byte orders, by their number in constructors.
+/// A byte order. Constructors also accept its number.
 enum class Endianess : int { Little = 0, Big = 1 };
 
-/// Reads a payload and replays it as write calls on a serializer.
+/// A reader that replays a payload as write calls on a serializer, the target.
 ///
-/// It does not keep the data: what the target makes of it is the target's business. The target is
-/// begun and ended by the caller, around the replay. The reader must hold exactly one well-formed
-/// value; anything else fails. One thread at a time.
+/// It does not keep the data. The caller begins and ends the target, around the replay. The bytes
+/// must be exactly one well-formed value; anything else fails. Used by one thread at a time.
 class UTIL_API IStructuredPushDeserializer {
 public:
     /// @{
@@ -24,18 +23,19 @@ public:
 
     virtual ~IStructuredPushDeserializer();
 
-    /// Takes the source (all its remaining bytes) and the target, both borrowed until
-    /// `endDeserialize`. False on success; true when one of them is null.
+    /// Sets the source, of which all remaining bytes are read, and the target. Both must stay alive
+    /// until `endDeserialize`. Returns false on success, and true if one of them is null.
     [[nodiscard]] virtual bool beginDeserialize(ByteBufferReader* reader,
                                                 IStructuredSerializer* target) = 0;
-    /// Replays the whole payload. `DONE`, or `FAILED` when the payload is malformed, nested deeper
-    /// than the limit, memory is exhausted or the target refused a call; the target may have got a
-    /// part by then. On success the reader is at its end. To be called once for each begin.
+    /// Replays the whole payload. Returns `DONE` on success; the source is then at its end. Returns
+    /// `FAILED` if the payload is malformed or nested deeper than the limit, memory is exhausted or
+    /// the target refused a call. The target may have received a part of the payload then. Called
+    /// once for each `beginDeserialize`.
     [[nodiscard]] virtual int deserialize() = 0;
-    /// Lets go of source and target. False on success; true when there was nothing begun or
-    /// `deserialize` did not succeed.
+    /// Releases the source and the target. Returns false on success. Returns true if nothing was
+    /// begun or `deserialize` did not succeed.
     virtual bool endDeserialize() = 0;
-    /// Sets the nesting depth accepted, at most (and by default) `util::MAX_NESTING_DEPTH`.
+    /// Sets the accepted nesting depth. The default and the maximum are `util::MAX_NESTING_DEPTH`.
     virtual void setNestingLimit(unsigned int limit) noexcept = 0;
 };
 

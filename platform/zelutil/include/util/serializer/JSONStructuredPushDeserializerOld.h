@@ -11,9 +11,11 @@
 
 namespace util::serializer {
 
-/// Reads JSON text (the rules of `util::config::JSONParser`, lone scalars included) and replays it.
-/// Integers arrive as 64-bit integers, signed where they fit; other numbers as doubles. A zero byte
-/// belongs to the text, which does not end there: outside of a string it is a syntax error.
+/// A push deserializer for JSON text.
+///
+/// It accepts the texts that `util::config::JSONParser` accepts, including lone scalars. It replays
+/// integers as 64-bit integers, signed if they fit, and other numbers as doubles. A zero byte does
+/// not end the text: outside of a string it is a syntax error.
 class UTIL_API JSONStructuredPushDeserializerOld : public IStructuredPushDeserializer,
                                                    public RecordSource {
 public:

@@ -5,10 +5,11 @@
 
 namespace util::serializer {
 
-/// Writes JSON text (RFC 8259, UTF-8); docs/formats.md gives the mapping.
+/// A serializer for JSON text (RFC 8259, UTF-8). docs/formats.md describes the mapping.
 ///
-/// It refuses what JSON cannot say: NaN and infinities, and strings and field names that are not
-/// UTF-8. Typed arrays become plain arrays, an empty element becomes null. One thread at a time.
+/// It refuses values without a JSON form: NaN and infinities, and strings and field names that are
+/// not UTF-8. Typed arrays are written as plain arrays, an empty element as null. Used by one
+/// thread at a time.
 ///
 ///     util::ByteBufferWriter writer(64);
 ///     util::serializer::JSONStructuredSerializerOld serializer(true);
@@ -18,8 +19,9 @@ namespace util::serializer {
 class UTIL_API JSONStructuredSerializerOld
     : public SequencedSerializer<JSONStructuredSerializerOld> {
 public:
-    /// With `compact` no white space is written; without, each field and element gets a line of its
-    /// own, indented by two spaces a level. `OptionTag::Compact` overrides it.
+    /// Creates a serializer. With `compact` true it writes no white space. With `compact` false it
+    /// writes each field and element on a separate line, indented by two spaces a level.
+    /// `OptionTag::Compact` overrides the argument.
     explicit JSONStructuredSerializerOld(bool compact) noexcept;
     ~JSONStructuredSerializerOld() override;
 

@@ -4,20 +4,21 @@
 
 namespace util::serializer {
 
-/// What can be asked of a serializer or deserializer. Options steer the object that they are given
-/// to; they do not travel in the payload.
+/// An option of a serializer or deserializer. Options control the object that they are passed to.
+/// They are not part of the payload.
 enum class OptionTag : int {
-    /// JSON serializer: 1 writes without white space, 0 indents by two spaces a level. Overrides
-    /// the constructor's choice from `beginSerialize` on; in a scope it holds for the scope.
+    /// JSON serializer: 1 writes without white space, 0 indents by two spaces a level. Passed to
+    /// `beginSerialize` it overrides the argument of the constructor, passed to a scope it applies
+    /// to that scope.
     Compact = 1,
     /// Binary serializer: 1 writes typed arrays as plain arrays of elements, 0 packed (RFC 8746).
     PlainArrays = 2,
-    /// Deserializers, in `beginDeserialize`: the nesting depth accepted, at most
+    /// Deserializers, in `beginDeserialize`: the accepted nesting depth, at most
     /// `util::MAX_NESTING_DEPTH`.
     NestingLimit = 3
 };
 
-/// Options by tag. A tag that the receiver has no use for is ignored.
+/// Options by tag. A tag that does not apply to the receiver is ignored.
 using Options = std::map<OptionTag, int>;
 
 }  // namespace util::serializer
