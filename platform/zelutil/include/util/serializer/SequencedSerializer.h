@@ -14,34 +14,34 @@ namespace util::serializer {
 
 class FieldPath;
 
-/// The part that all serializers have in common: it checks the order of the calls, the nesting
-/// depth and the options in force, and hands what is in order to the format.
+/// The common part of all serializers: it checks the order of the calls, the nesting depth and the
+/// options in effect, and passes valid calls to the format.
 ///
-/// Not a format of its own. A `Format` derives from `SequencedSerializer<Format>`, makes it a
-/// friend and says with its `put` functions what a value or bracket looks like in its bytes; they
-/// are called only in a sequence that makes one well-formed value, and inlined where they are
-/// called, which virtual functions would not be. Each of them is false on success and true on
-/// failure:
+/// It is not a format itself. A `Format` derives from `SequencedSerializer<Format>`, makes it a
+/// friend and implements the `put` functions, which write a value or bracket in its bytes. They are
+/// called only in a sequence that forms one well-formed value. They are inlined, which virtual
+/// functions would not be. Each returns false on success and true on failure:
 ///
 ///     struct Format {
 ///         bool putNull(), putBoolean(bool), putSigned(std::int64_t), putUnsigned(std::uint64_t),
 ///             putFloat(float), putDouble(double);   // one scalar
-///         bool putString(std::string_view bytes);   // bytes of any kind
-///         bool putText(std::string_view utf8);      // known to be UTF-8
+///         bool putString(std::string_view bytes);   // any bytes
+///         bool putText(std::string_view utf8);      // valid UTF-8
 ///         bool putArrayBegin(), putStructBegin();   // called before `depth()` grows
-///         bool putArrayEnd(bool empty), putStructEnd(bool empty);  // and after it has shrunk
+///         bool putArrayEnd(bool empty), putStructEnd(bool empty);  // called after it has shrunk
 ///         bool putElementBegin(bool first), putEmptyElement(bool first),
 ///             putFieldBegin(std::string_view name, bool first);
+///         void locate(std::string_view written, bool isInItem,
+///                     util::serializer::FieldPath& path) const noexcept;
 ///     };
 ///
-/// A `put` function that has no form for a value fails with `refuse`; of any other failure it is
-/// taken that memory is exhausted. For messages about failures, a format reads back where it is:
+/// A `put` function calls `refuse` for a value that the format cannot represent; any other failure
+/// means that memory is exhausted. `locate` finds the field that is open at the end of the bytes
+/// written so far; it is called only for the message of a failure.
 ///
-///     void locate(std::string_view written, bool isInItem, FieldPath& path) const noexcept;
-///
-/// Its header declares `extern template class SequencedSerializer<Format>`; one source file, behind
-/// its `put` functions, includes SequencedSerializerValues.h and SequencedSerializerLevels.h and
-/// instantiates it. One thread at a time.
+/// The header of the format declares `extern template class SequencedSerializer<Format>`. One
+/// source file includes SequencedSerializerValues.h and SequencedSerializerLevels.h after its `put`
+/// functions and instantiates the template. One thread at a time.
 template <class Format>
 class UTIL_API SequencedSerializer : public IStructuredSerializer {
 public:
