@@ -11,7 +11,7 @@
 
 namespace util::serializer {
 
-/// What opened a level of a payload; each is closed by its own end call and by no other.
+/// The kind of a level of a payload. Each kind is closed only by its own end call.
 enum class Bracket : std::uint8_t {
     Closed,  ///< the lowest level: no payload is open
     Root,
@@ -21,88 +21,93 @@ enum class Bracket : std::uint8_t {
     Option
 };
 
-/// What is open in a level and takes one value; each is ended by its own end call and by no other.
+/// The kind of item that is open in a level and contains one value. Each kind is ended only by its
+/// own end call.
 enum class Item : std::uint8_t { None, Field, MandatoryField, OptionalField, Element };
 
-/// What may come next at a level, besides its end or that of its item.
+/// The kind of call that a level accepts next, apart from its own end and that of its item.
 enum class Expects : std::uint8_t { Nothing, Value, Fields, Elements };
 
-/// The brackets that are open while a payload is written or read, innermost on top.
+/// A stack of the levels that are open while a payload is written or read, with the innermost on
+/// top.
 ///
-/// Writers and readers share it, so that both take the same sequences of calls. `Data` is what they
-/// keep for each level; it must be trivially copyable. A level opened by an option is a copy of the
-/// one below it, and what happened in it is handed back when it is closed. Never empty. The levels
-/// of common payloads lie in the object; it allocates once, when more than `INLINE_LEVELS` are
-/// open.
+/// Writers and readers share this class, so that both accept the same sequences of calls. `Data` is
+/// their state of one level; it must be trivially copyable. A level that is opened by an option is
+/// a copy of the one below it, and its state is copied back when it is closed. The stack is never
+/// empty. The levels of common payloads are stored inline. The stack allocates memory once, when
+/// more than `INLINE_LEVELS` are open.
 template <class Data>
 class BracketStack {
 public:
     /// A level that is open.
     struct Level {
-        Bracket bracket;  ///< what opened it
+        Bracket bracket;  ///< the kind of the level
         Item item;        ///< the field or element that is open in it
-        Expects expects;  ///< what may come next
-        Data data;        ///< what the user of the stack keeps for it
+        Expects expects;  ///< the kind of call that is accepted next
+        Data data;        ///< the state that the user of the stack keeps for it
     };
 
-    /// The root, and for each array or struct a level of its own and two scopes of options.
+    /// The maximum number of levels: the root, and for each array or struct its level and two
+    /// scopes of options.
     static constexpr std::size_t CAPACITY = 1 + 3 * MAX_NESTING_DEPTH;
-    /// How many levels lie in the object: those of common payloads.
+    /// The number of levels that are stored inline, enough for common payloads.
     static constexpr std::size_t INLINE_LEVELS = 12;
 
-    // The levels above the top are left as they are: they are written before they are read.
+    // The levels above the top are left uninitialized. They are written before they are read.
     BracketStack() noexcept { clear(); }
     BracketStack(const BracketStack&) = delete;
     BracketStack& operator=(const BracketStack&) = delete;
 
-    /// No payload is open.
+    /// Closes all levels: no payload is open then.
     void clear() noexcept { restart({Bracket::Closed, Item::None, Expects::Nothing, Data()}); }
-    /// A payload is open, its value expected.
+    /// Opens a payload, in which a value is expected.
     void start(const Data& data) noexcept {
         restart({Bracket::Root, Item::None, Expects::Value, data});
     }
 
-    /// The innermost level.
+    /// Returns the innermost level.
     Level& top() noexcept { return *top_; }
-    /// The same, for reading.
+    /// Returns the innermost level, for reading.
     const Level& top() const noexcept { return *top_; }
-    /// The open levels, outermost first; `top()` is the last one.
+    /// Returns the open levels, outermost first. `top()` is the last one.
     Level const* begin() const noexcept { return heap_ == nullptr ? inline_.data() : heap_.get(); }
-    /// Makes sure that a level can be opened. False on success; true when `CAPACITY` levels are
-    /// open or memory is exhausted.
+    /// Reserves memory for one more level. Returns false on success, and true if `CAPACITY` levels
+    /// are open or memory is exhausted.
     [[nodiscard]] bool reserveLevel() noexcept { return top_ == last_ && growFails(); }
-    /// Whether the payload is complete, so that it may be ended.
+    /// Returns whether the payload is complete, so that it may be ended.
     bool isComplete() const noexcept {
         return top().bracket == Bracket::Root && top().expects == Expects::Nothing;
     }
-    /// Whether `bracket` is on top and nothing is open in it, so that its end may come.
+    /// Returns whether the top level is of the kind `bracket` and has no open item, so that it may
+    /// be closed.
     bool mayClose(Bracket bracket) const noexcept {
         return top().bracket == bracket && top().item == Item::None;
     }
-    /// Whether `item` is open on top and got its value, so that its end may come.
+    /// Returns whether `item` is open in the top level and has its value, so that it may be ended.
     bool mayEnd(Item item) const noexcept {
         return top().item == item && top().expects == Expects::Nothing;
     }
 
-    /// Opens an item on top, where one is expected; unless it is `absent`, it expects a value.
+    /// Opens an item in the top level, which expects one. Unless it is `absent`, it expects a
+    /// value.
     void beginItem(Item item, bool absent = false) noexcept {
         top().item = item;
         top().expects = absent ? Expects::Nothing : Expects::Value;
     }
-    /// Ends the item on top, which may end.
+    /// Ends the item of the top level, for which `mayEnd` is true.
     void endItem() noexcept {
         top().expects = top().item == Item::Element ? Expects::Elements : Expects::Fields;
         top().item = Item::None;
     }
-    /// Opens a level, for which room was made.
+    /// Opens a level, for which memory was reserved.
     void push(Bracket bracket, Expects expects, const Data& data) noexcept {
         *++top_ = {bracket, Item::None, expects, data};
     }
-    /// Closes the top level, which must not be the lowest, and gives what it was.
+    /// Closes the top level, which must not be the lowest, and returns it.
     Level pop() noexcept { return *top_--; }
 
 private:
-    // Memory that was got for many levels is kept.
+    // Memory that was allocated for many levels is kept.
     void restart(const Level& lowest) noexcept {
         top_ = heap_ == nullptr ? inline_.data() : heap_.get();
         last_ = top_ + (heap_ == nullptr ? INLINE_LEVELS : CAPACITY) - 1;
@@ -122,7 +127,7 @@ private:
     }
 
     Level* top_;
-    Level* last_;  // the last one that there is room for
+    Level* last_;  // the last level for which there is memory
     std::unique_ptr<Level[]> heap_;
     std::array<Level, INLINE_LEVELS> inline_;
 };

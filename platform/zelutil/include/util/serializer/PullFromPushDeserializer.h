@@ -14,29 +14,30 @@ class Dictionary;
 
 namespace util::serializer {
 
-/// Offers the pull interface over a push deserializer.
+/// A pull deserializer that reads through a push deserializer.
 ///
-/// `beginDeserialize` runs the push side once over the whole payload and records its calls; all
-/// reading walks the record. So a malformed payload is refused at the start, nothing is read twice,
-/// and fields can be found by name in any order. The record takes memory in proportion to the
-/// payload; texts that stand in the payload as they are stay there, so the reader and its bytes
-/// stay alive and unchanged up to `endDeserialize` or `reset`. Typed arrays are announced as arrays
-/// of elements; the typed getters read these and plain arrays as a whole, with kind and range of
-/// every element checked.
+/// `beginDeserialize` replays the whole payload once and records the calls. All other functions
+/// read the record. Therefore a malformed payload is refused at the start, nothing is decoded
+/// twice, and fields can be found by name in any order. The memory of the record is proportional to
+/// the payload. Texts that are verbatim in the payload are not copied: the reader and its bytes
+/// must stay alive and unchanged until `endDeserialize` or `reset`. Typed arrays are announced as
+/// arrays of elements. The typed getters read typed and plain arrays as a whole, and check the kind
+/// and range of every element.
 ///
-/// Numbers: integers are announced as `Int64` or, beyond its range, `UInt64`. Integer getters take
-/// integers only, the floating-point getters any number, rounded where it must be; `getFloat` fails
-/// for a finite number that rounds to no finite float. A read that fails consumes nothing. An empty
-/// element and a null one are the same.
+/// Numbers: integers are announced as `Int64` or, above its range, as `UInt64`. Integer getters
+/// accept only integers. The floating-point getters accept any number and round if necessary;
+/// `getFloat` fails for a finite number that does not round to a finite float. A read that fails
+/// consumes nothing. Empty elements and null elements are the same.
 ///
-/// Fields: the sequential operations step through them in the order of the payload and must come to
-/// the struct's end before `endStruct`. Once a field of the struct was asked for by name (of
-/// duplicate names the last counts), the rest may stay unread. `skipField` outside a field fails.
+/// Fields: the sequential operations go through the fields in the order of the payload, and must
+/// reach the end of the struct before `endStruct`. If any field of the struct was requested by
+/// name, the others may stay unread. Of duplicate names the last field is found. `skipField` fails
+/// outside a field.
 ///
-/// One thread at a time.
+/// Used by one thread at a time.
 class UTIL_API PullFromPushDeserializer : public IStructuredPullDeserializer {
 public:
-    /// Reads through `source`, borrowed: it must outlive this object or its derived part.
+    /// Creates a reader. `source` must outlive this object, or the derived class that owns it.
     explicit PullFromPushDeserializer(IStructuredPushDeserializer* source);
     ~PullFromPushDeserializer() override;
     PullFromPushDeserializer(const PullFromPushDeserializer&) = delete;
@@ -106,12 +107,13 @@ public:
     unsigned int getApiCapibilites() const noexcept override;
 
     /// @{
-    /// Reads what is left of the struct or array that was begun, and ends it: what going through
-    /// its entries would give, but faster. What `out` holds already stays: fields are added (a key
-    /// that is present gets the new value), elements appended. False on success. True, with nothing
-    /// read, when no struct or array is being read or memory is exhausted; then `out` has got the
-    /// fields or elements that were whole. The new nodes lie in blocks of memory, as those that
-    /// `config::JSONParser` makes.
+    /// Reads the remaining fields or elements of the struct or array that was begun last, and ends
+    /// it. The result is the same as reading them one by one, but faster. Fields are added to
+    /// `out`, replacing the values of keys that are present; elements are appended. Returns false
+    /// on success. Returns true, without reading anything, if no struct or array is being read or
+    /// memory is exhausted. If memory is exhausted, `out` has received the fields or elements that
+    /// were complete. The new nodes are in blocks of memory like those that `config::JSONParser`
+    /// creates.
     [[nodiscard]] bool getRest(config::Dictionary& out);
     [[nodiscard]] bool getRest(config::Array& out);
     /// @}
