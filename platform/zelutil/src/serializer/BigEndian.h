@@ -3,8 +3,8 @@
 #include <cstddef>
 #include <cstdint>
 
-// Numbers as the binary format has them, the most significant byte first. Written without loops:
-// then compilers make one load or store and a swap of each.
+// Big-endian numbers, as in the binary format. The functions have no loops, so that compilers make
+// one load or store and a swap of each.
 namespace util::serializer {
 
 inline std::uint16_t loadTwo(unsigned char const* bytes) noexcept {
@@ -20,7 +20,7 @@ inline std::uint64_t loadEight(unsigned char const* bytes) noexcept {
     return std::uint64_t{loadFour(bytes)} << 32U | loadFour(bytes + 4);
 }
 
-/// The number of 1, 2, 4 or 8 bytes.
+/// Returns the number of `size` (1, 2, 4 or 8) bytes.
 inline std::uint64_t loadNumber(unsigned char const* bytes, std::size_t size) noexcept {
     switch (size) {
         case 1:

@@ -6,7 +6,7 @@
 namespace util::serializer {
 
 /// @{
-/// Kinds of heads, by the first byte of one whose argument is 0.
+/// The kinds of heads: the first byte of a head with the argument 0.
 constexpr unsigned char UNSIGNED = 0x00;
 constexpr unsigned char NEGATIVE = 0x20;
 constexpr unsigned char BYTES = 0x40;
@@ -15,16 +15,17 @@ constexpr unsigned char TEXT = 0x60;
 
 /// The greatest argument within the first byte.
 constexpr unsigned char MAX_SHORT = 23;
-/// What is added to a kind when the argument is in the next byte; one more for 2, 4 and 8 bytes.
+/// The number that is added to a kind if the argument is in the next byte. It is one more for each
+/// of 2, 4 and 8 bytes.
 constexpr unsigned char FIRST_LONG = 24;
 constexpr unsigned char LAST_LONG = FIRST_LONG + 3;
-/// The bits of the first byte that hold the argument, or say where it is.
+/// The bits of the first byte that are the argument, or determine the number of its bytes.
 constexpr unsigned char LENGTH_BITS = 0x1F;
-/// The first byte and an argument of 64 bits.
+/// The greatest size of a head: the first byte and an argument of 64 bits.
 constexpr std::size_t MAX_HEAD = 9;
 
 /// @{
-/// Whole items, but for the bits of the double; array and map are those that end with a break.
+/// The first byte of items without an argument. Array and map are those that end with a break.
 constexpr unsigned char ARRAY_BYTE = 0x9F;
 constexpr unsigned char MAP_BYTE = 0xBF;
 constexpr unsigned char FALSE_BYTE = 0xF4;

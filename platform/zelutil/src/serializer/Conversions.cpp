@@ -40,7 +40,8 @@ bool convert(const Record&, const Event& event, float& out) noexcept {
     }
     const double value = toDouble(event);
     const auto rounded = static_cast<float>(value);
-    // The shortest text of the greatest float lies a little above it, so rounding decides.
+    // The shortest text of the greatest float is slightly greater than it, so the rounded number is
+    // checked, not the number itself.
     if (std::isinf(rounded) && std::isfinite(value)) {
         return true;
     }

@@ -9,11 +9,11 @@
 #include "Record.h"
 #include "TextCheck.h"
 
-// What a recorded value becomes. Each `convert` is true, with `out` untouched, when the event is of
-// another kind or out of range.
+// Conversions of recorded values. Each `convert` returns true, with `out` unchanged, if the event
+// is of another kind or out of range.
 namespace util::serializer {
 
-/// A number of any kind, rounded; true when it is none.
+/// Converts a number of any kind and rounds it. Returns true if the event is not a number.
 bool convertNumber(const Event& event, double& out) noexcept;
 
 inline bool convert(const Record&, const Event& event, double& out) noexcept {
@@ -24,7 +24,8 @@ inline bool convert(const Record&, const Event& event, double& out) noexcept {
     return false;
 }
 
-/// Numbers are rounded; out of range is what rounds to no finite float, but is finite.
+/// Converts a number of any kind and rounds it. A finite number that does not round to a finite
+/// float is out of range.
 bool convert(const Record& record, const Event& event, float& out) noexcept;
 
 inline bool convert(const Record&, const Event& event, bool& out) noexcept {
@@ -57,11 +58,13 @@ bool convert(const Record&, const Event& event, Integer& out) noexcept {
     return !fits;
 }
 
-/// `out = text`, which needs more memory than `out` has; without it `out` is untouched.
+/// Assigns a text that is longer than the capacity of `out`. Throws `std::bad_alloc` if memory is
+/// exhausted; `out` is then unchanged.
 void assignLonger(std::string& out, std::string_view text);
 
-/// `out = text`, in fewer instructions than the library's general replacement takes. What memory
-/// `out` has stays; without memory for the text it is untouched.
+/// Assigns `text` to `out` in fewer instructions than the general assignment of the standard
+/// library needs. `out` keeps its memory. Throws `std::bad_alloc` if memory is exhausted; `out` is
+/// then unchanged.
 inline void assign(std::string& out, std::string_view text) {
     constexpr std::size_t SHORT = 32;  // copied without a call
     if (text.size() <= out.size() && text.size() <= SHORT) {

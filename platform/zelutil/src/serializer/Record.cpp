@@ -13,8 +13,8 @@ namespace {
 
 constexpr std::size_t MAX_INDEX = std::numeric_limits<std::uint32_t>::max() - 1;
 
-// How much room is made at the start, where what lies in the object will not do: what common
-// payloads need, which have an event for four to seven bytes, and no more than a megabyte.
+// Initial capacity for payloads that do not fit inline: one event for each 4 bytes (common payloads
+// have one for each 4 to 7), at most 1 MiB.
 constexpr std::size_t MOST_BYTES_OF_EVENT = 7;
 constexpr std::size_t BYTES_OF_EVENT = 4;
 constexpr std::size_t MOST = 1 << 16;
@@ -39,7 +39,7 @@ bool Events::reserve(std::size_t capacity) noexcept {
 void Record::start(std::string_view payload) noexcept {
     payload_ = payload;
     reach_ = std::min(payload.size(), MAX_INDEX);
-    // A hint: without that memory the events ask for theirs as they come.
+    // This is a hint: if it fails, memory is allocated as events are added.
     if (payload.size() > MOST_BYTES_OF_EVENT * Events::INLINE_CAPACITY) {
         static_cast<void>(events_.reserve(std::min(payload.size() / BYTES_OF_EVENT, MOST)));
     }
@@ -57,7 +57,7 @@ bool Record::growFails() noexcept {
     return capacity >= MAX_INDEX || events_.reserve(std::min(2 * capacity, MAX_INDEX));
 }
 
-// A text that does not stand in the payload as it is.
+// Adds a text that is not verbatim in the payload.
 bool Record::copyText(Event::Kind kind, std::string_view bytes) noexcept {
     const std::size_t offset = text_.size();
     if (bytes.size() > MAX_INDEX - offset || text_.append(bytes.data(), bytes.size())) {
@@ -70,7 +70,7 @@ bool Record::copyText(Event::Kind kind, std::string_view bytes) noexcept {
 
 namespace {
 
-// The containers of a record that are open, the innermost first.
+// The open containers of a record, the innermost first.
 struct OpenContainers {
     std::array<std::uint32_t, MAX_NESTING_DEPTH> index;
     std::size_t count = 0;
@@ -79,7 +79,7 @@ struct OpenContainers {
 }  // namespace
 
 void Record::addPathOfNext(FieldPath& path, bool isInItem) const noexcept {
-    // While a container is open its `next` is the one around it, which has a lower index.
+    // The `next` of an open container is the one around it, which has a lower index.
     if (events_.size() == 0 || events_[open_].kind < Event::Kind::Array ||
         events_[open_].next > open_) {
         return;

@@ -20,7 +20,7 @@ struct Event {
         Null,
         Boolean,
         Int64,
-        UInt64,  // beyond the signed range
+        UInt64,  // only above the signed range
         Float,
         Double,
         String,
@@ -36,90 +36,98 @@ struct Event {
         bool boolean;
         std::int64_t int64;
         std::uint64_t uint64;
-        double number;        // of a float too
+        double number;        // of a double or a float
         Text text;            // of a string or field name
-        std::uint64_t count;  // of the elements of an array
+        std::uint64_t count;  // number of elements of an array
     };
 
     Kind kind;
-    /// Of a text: its bytes stand in the payload, not in the record.
+    /// Whether the bytes of a text are in the payload, not in the record.
     bool inPayload;
-    /// The index of the first event after the value; after its value for a container's begin.
+    /// The index of the first event after the value. For a container, that is after its content.
     std::uint32_t next;
     Content content;
 };
 
-/// Events one after the other, in one block of memory that grows. The first ones lie in the object.
+/// A growing list of events. The first ones are stored inline.
 class Events {
 public:
-    /// How many lie in the object: those of a small payload. The reader that has them still finds
-    /// room in the small blocks of allocators.
+    /// The number of events that are stored inline. It is chosen so that the reader stays below
+    /// malloc's 1 KiB bin.
     static constexpr std::size_t INLINE_CAPACITY = 24;
 
     Events() noexcept = default;
     Events(const Events&) = delete;
     Events& operator=(const Events&) = delete;
 
+    /// Returns the number of events.
     std::size_t size() const noexcept { return size_; }
+    /// Returns the number of events for which memory is reserved.
     std::size_t capacity() const noexcept { return capacity_; }
     Event& operator[](std::size_t index) noexcept { return events_[index]; }
     const Event& operator[](std::size_t index) const noexcept { return events_[index]; }
-    /// Forgets the events, keeping the memory.
+    /// Removes all events and keeps the memory.
     void clear() noexcept { size_ = 0; }
-    /// Makes room for so many in all. True when memory is exhausted, and then nothing changed.
+    /// Reserves capacity for `capacity` events in total. Returns true, without changing anything,
+    /// if memory is exhausted.
     [[nodiscard]] bool reserve(std::size_t capacity) noexcept;
-    /// Appends one, for which there must be room.
+    /// Appends an event. The size must be less than the capacity.
     void push(const Event& event) noexcept { events_[size_++] = event; }
 
 private:
-    std::array<Event, INLINE_CAPACITY> inline_;  // not filled before it is written
+    std::array<Event, INLINE_CAPACITY> inline_;  // left uninitialized
     std::unique_ptr<Event[]> heap_;
     Event* events_ = inline_.data();
     std::size_t size_ = 0;
     std::size_t capacity_ = INLINE_CAPACITY;
 };
 
-/// A recorded payload: its values in the order of writing. An array is followed by its elements, a
-/// struct by its fields, each a `Field` with the value after it. There are no end events: a
-/// container ends where its `next` points. Texts that stand in the payload as they are, which is
-/// borrowed, are not copied.
+/// A record of a payload: its values in the order of writing. An array is followed by its elements,
+/// a struct by its fields, each of which is a `Field` followed by its value. There are no end
+/// events: a container ends at its `next`. Texts that are verbatim in the payload are not copied,
+/// so the payload must outlive the record.
 ///
-/// Whoever adds the events sees to their order. At most 2^32 - 2 events and bytes of text.
+/// The order of the events is not checked: the caller is responsible for it. A record has at most
+/// 2^32 - 2 events and bytes of text.
 class Record {
 public:
+    /// Returns the event at the index.
     const Event& at(std::size_t index) const noexcept { return events_[index]; }
+    /// Returns the text of a string or a field.
     std::string_view textOf(const Event& event) const noexcept {
         char const* const base =
             event.inPayload ? payload_.data() : reinterpret_cast<char const*>(text_.data());
         return {base + event.content.text.offset, event.content.text.length};
     }
 
-    /// The texts that do not stand in the payload, one behind the other: all bytes of the record.
+    /// Returns the buffer of the texts that are not in the payload, one after the other.
     ByteBufferWriter& texts() noexcept { return text_; }
 
-    /// Starts the record of `payload`, borrowed as long as the record is read.
+    /// Starts the record of `payload`, which must stay alive as long as the record is read.
     void start(std::string_view payload) noexcept;
-    /// Forgets the payload, keeping the memory.
+    /// Removes all events and the payload, and keeps the memory.
     void clear() noexcept;
 
     /// @{
-    /// True on failure.
+    /// Adds an event. Returns true if memory or the range of indices is exhausted.
     bool addNull() noexcept { return add(Event::Kind::Null, {}); }
     bool addBoolean(bool value) noexcept;
     bool addSigned(std::int64_t value) noexcept;
     bool addUnsigned(std::uint64_t value) noexcept;
     bool addReal(Event::Kind kind, double value) noexcept;
-    /// A string, or the name of a field.
+    /// Adds a string, or the name of a field.
     bool addText(Event::Kind kind, std::string_view bytes) noexcept;
+    /// Adds an array or struct, to which the following events belong.
     bool open(Event::Kind kind) noexcept;
     /// @}
+    /// Ends the innermost array or struct.
     void close() noexcept;
-    /// Adds the way to the field or element that comes next to `path`, of a record that is not
-    /// complete; to the element of an array only with `isInItem`.
+    /// Appends to `path` the path of the next field or element of an incomplete record. The index
+    /// of the element of an array is appended only with `isInItem`.
     void addPathOfNext(FieldPath& path, bool isInItem) const noexcept;
-    /// The text of the payload, which is borrowed.
+    /// Returns the payload.
     std::string_view payload() const noexcept { return payload_; }
-    /// Before each element of an array.
+    /// Counts an element of the innermost array. Called before the element is added.
     void countElement() noexcept { ++events_[open_].content.count; }
 
 private:
@@ -129,27 +137,28 @@ private:
 
     Events events_;
     std::string_view payload_;
-    /// How many bytes of the payload an event can point into.
+    /// The number of bytes at the start of the payload that an event can refer to.
     std::size_t reach_ = 0;
     ByteBufferWriter text_{0};
-    /// The innermost container that is open; while one is open its `next` holds the one around it.
+    /// The innermost open container. The `next` of an open container is the one around it.
     std::uint32_t open_ = 0;
 };
 
-/// Records what is written to it. Typed arrays are recorded element by element, an empty element as
-/// null.
+/// A serializer that records the calls. Typed arrays are recorded element by element, an empty
+/// element as null.
 class Recorder final : public SequencedSerializer<Recorder> {
 public:
-    /// Adds to `record`, borrowed.
+    /// Creates a recorder that adds to `record`, which must outlive it.
     explicit Recorder(Record& record) noexcept;
 
-    /// Expects a value.
+    /// Starts recording a value.
     void start() { static_cast<void>(beginSerialize(&record_.texts(), nullptr)); }
-    /// Ends it; true when what was written is no complete value.
+    /// Ends recording. Returns true if the calls did not write a complete value.
     [[nodiscard]] bool finish();
 
-    /// Records one value as a whole: `put(record, levels)` adds it and nests no deeper than so
-    /// many levels. Its order is its own matter, so it costs none of the checks of single calls.
+    /// Records one value as a whole: `put(record, levels)` adds it, with at most `levels` nested
+    /// levels. `put` is responsible for the order of its events, so that the checks of single calls
+    /// are skipped.
     template <class Put>
     bool recordValue(Put put) {
         return wholeValue([&] { return put(record_, MAX_NESTING_DEPTH - depth()); });
@@ -182,7 +191,7 @@ private:
 
 extern template class SequencedSerializer<Recorder>;
 
-// Inline, because a decoder adds an event with every few bytes that it takes.
+// Inline, because a decoder adds an event for every few bytes.
 
 inline bool Record::add(Event::Kind kind, Event::Content content, bool inPayload) noexcept {
     const std::size_t index = events_.size();
@@ -221,7 +230,8 @@ inline bool Record::addReal(Event::Kind kind, double value) noexcept {
 }
 
 inline bool Record::addText(Event::Kind kind, std::string_view bytes) noexcept {
-    // As numbers, which have an order also when the bytes lie elsewhere.
+    // Computed with integers, because the bytes may be outside the payload, where subtracting
+    // pointers is undefined.
     const std::uintptr_t offset = reinterpret_cast<std::uintptr_t>(bytes.data()) -
                                   reinterpret_cast<std::uintptr_t>(payload_.data());
     if (offset > reach_ || bytes.size() > reach_ - offset) {

@@ -72,7 +72,7 @@ bool RecordTree::fillAll(Open root) noexcept {
     }
 }
 
-// The next element or field of the container on top.
+// Reads the next element or field of the innermost container.
 bool RecordTree::takeNext() {
     Open& open = open_.back();
     std::uint32_t value = open.next;
@@ -88,7 +88,7 @@ bool RecordTree::takeNext() {
     return add(makeLeaf(event));
 }
 
-// A new leaf, or a shared node; null when memory is exhausted.
+// Returns a new leaf or a shared node, or null if memory is exhausted.
 Value* RecordTree::makeLeaf(const Event& event) {
     switch (event.kind) {
         case Event::Kind::Boolean:
@@ -107,7 +107,7 @@ Value* RecordTree::makeLeaf(const Event& event) {
     }
 }
 
-// Goes on with what is in an array or struct.
+// Continues with the content of an array or struct.
 bool RecordTree::enter(std::uint32_t container) {
     const Event& event = record_.at(container);
     return event.kind == Event::Kind::Array ? enterArray(container + 1, event)
@@ -142,7 +142,7 @@ bool RecordTree::add(Value* value) noexcept {
                                       : open.array->add(value);
 }
 
-// Ends the container on top; its parent gets it.
+// Ends the innermost container and adds it to its parent.
 bool RecordTree::close() noexcept {
     Owned complete = std::move(open_.back().owned);
     open_.pop_back();

@@ -12,16 +12,18 @@
 
 namespace util::serializer {
 
-/// Fills a container of the value tree from a record, without the calls that reading entry by entry
-/// takes. The new nodes lie together; the open containers are on a stack, not in recursion.
+/// A builder that fills a container of a value tree from a record. It is faster than reading entry
+/// by entry. The new nodes are allocated together. It uses a stack of the open containers, not
+/// recursion.
 class RecordTree {
 public:
-    /// Of the fields or elements in `record`, borrowed, from the event `next` up to `end`.
+    /// Creates a builder from the fields or elements in `record` from the event `next` up to `end`.
+    /// The record must outlive the builder and the call of `fill`.
     RecordTree(const Record& record, std::uint32_t next, std::uint32_t end) noexcept;
 
     /// @{
-    /// Adds them to `root`, once. True when memory is exhausted: then those that were read whole
-    /// are in it.
+    /// Adds the fields or elements to `root`. Called once. Returns true if memory is exhausted;
+    /// those that were complete are added then.
     bool fill(config::Dictionary& root) noexcept;
     bool fill(config::Array& root) noexcept;
     /// @}
@@ -31,11 +33,11 @@ private:
         void operator()(config::Value* value) const noexcept { config::Value::destroy(value); }
     };
     using Owned = std::unique_ptr<config::Value, Destroy>;
-    /// A container that is being filled: the root, which is borrowed, or one that its parent gets
-    /// when it is complete.
+    /// A container that is being filled: the root, or a container that is added to its parent when
+    /// it is complete.
     struct Open {
         Owned owned;
-        config::Dictionary* dictionary;  // one of the two is null
+        config::Dictionary* dictionary;  // either this or `array` is null
         config::Array* array;
         std::string_view name;  // of the field that is being read
         std::uint32_t next;

@@ -18,7 +18,7 @@ Word wordAt(char const* bytes) noexcept {
 
 constexpr std::uint64_t NOT_ASCII = 0x8080808080808080U;
 
-/// Whether `bytes` are plain ASCII and no more than 32; the words that are looked at may overlap.
+/// Returns whether `bytes` are ASCII and at most 32. The words that are checked may overlap.
 inline bool isShortAscii(std::string_view bytes) noexcept {
     constexpr std::size_t WORD = sizeof(std::uint64_t);
     char const* const begin = bytes.data();
@@ -40,7 +40,7 @@ inline bool isShortAscii(std::string_view bytes) noexcept {
     return (all & NOT_ASCII) == 0;
 }
 
-/// Copies `bytes`, fewer than eight, to `target`. Gives whether they are plain ASCII.
+/// Copies fewer than eight bytes to `target`. Returns whether they are ASCII.
 inline bool copyTinyText(std::string_view bytes, unsigned char* target) noexcept {
     constexpr std::size_t HALF = sizeof(std::uint32_t);
     const std::size_t size = bytes.size();
@@ -63,8 +63,8 @@ inline bool copyTinyText(std::string_view bytes, unsigned char* target) noexcept
     return (all & NOT_ASCII) == 0;
 }
 
-/// Copies `bytes`, no more than 32, to `target`. Gives whether they are plain ASCII. The words that
-/// are copied may overlap.
+/// Copies at most 32 bytes to `target`. Returns whether they are ASCII. The words that are copied
+/// may overlap.
 inline bool copyShortText(std::string_view bytes, unsigned char* target) noexcept {
     constexpr std::size_t WORD = sizeof(std::uint64_t);
     char const* const begin = bytes.data();
@@ -87,8 +87,8 @@ inline bool copyShortText(std::string_view bytes, unsigned char* target) noexcep
     return (all & NOT_ASCII) == 0;
 }
 
-/// Whether `bytes` are UTF-8. Names and most strings are short and plain; for them this is a third
-/// of the call's instructions.
+/// Returns whether `bytes` are UTF-8. Names and most strings are short and ASCII; for them this
+/// needs a third of the instructions of `zel::unicode::isUtf8`.
 inline bool isUtf8(std::string_view bytes) noexcept {
     return isShortAscii(bytes) || zel::unicode::isUtf8(bytes);
 }

@@ -14,7 +14,7 @@ using Word = std::conditional_t<
     std::conditional_t<SIZE == 2, std::uint16_t,
                        std::conditional_t<SIZE == 4, std::uint32_t, std::uint64_t>>>;
 
-// The loops over bytes are known to compilers: each becomes one load or store and a swap.
+// Compilers recognize these loops over bytes: each becomes one load or store and a swap.
 template <class Number>
 Number load(unsigned char const* bytes, bool little) noexcept {
     constexpr std::size_t size = sizeof(Number);
@@ -66,7 +66,7 @@ constexpr Row rowOf(std::uint64_t tag, bool little) noexcept {
     return {tag, little, sizeof(Number), replay<Number>};
 }
 
-// 68 is the clamped form of 64: a hint for whoever computes with the items.
+// 68 is the clamped form of 64, which is a hint for arithmetic with the items.
 constexpr Row ROWS[] = {
     rowOf<std::uint8_t>(64, false),  rowOf<std::uint16_t>(65, false),
     rowOf<std::uint32_t>(66, false), rowOf<std::uint64_t>(67, false),

@@ -6,14 +6,15 @@
 
 #include "util/serializer/IStructuredSerializer.h"
 
-// The typed arrays of RFC 8746 that the binary format takes: a tag that names type and byte order,
-// around a byte string with the items one after the other.
+// The typed arrays of RFC 8746 that the binary format supports: a tag that determines the item type
+// and byte order, and a byte string with the items one after the other.
 namespace util::serializer {
 
-/// Whether `tag` names a typed array; half and 128-bit floats are not taken.
+/// Returns whether `tag` is that of a supported typed array. Half and 128-bit floats are not
+/// supported.
 bool isTypedArrayTag(std::uint64_t tag) noexcept;
 
-/// The size of an item of the typed array in bytes; `tag` must be one of a typed array.
+/// Returns the size of an item of the typed array in bytes. `tag` must be one of a typed array.
 std::size_t itemSizeOf(std::uint64_t tag) noexcept;
 
 /// Copies `count` items of `size` (1, 2, 4 or 8) bytes from memory to big-endian bytes.
