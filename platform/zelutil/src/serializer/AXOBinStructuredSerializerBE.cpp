@@ -24,8 +24,8 @@ struct PackedType {
 constexpr PackedType PACKED_TYPES[] = {{64, 1}, {65, 2}, {66, 4}, {67, 8}, {72, 1},
                                        {73, 2}, {74, 4}, {75, 8}, {81, 4}, {82, 8}};
 
-// Writes a head to `target`, which has room for the longest, and gives its end. It is too little to
-// call a library for: a tenth of the time of a payload.
+// Writes a head to `target`, where `MAX_HEAD` bytes are reserved, and returns its end. Calling a
+// library for this instead costs a tenth of the time of a payload.
 template <unsigned char KIND>
 inline unsigned char* encodeHead(std::uint64_t argument, unsigned char* target) noexcept {
     if (argument <= MAX_SHORT) {
@@ -102,17 +102,18 @@ inline bool putBytes(ByteBufferWriter& writer, std::string_view bytes) {
     });
 }
 
-[[gnu::noinline]] bool putJudged(ByteBufferWriter& writer, std::string_view bytes) {
+// Checks first whether the bytes are UTF-8, then writes them as a text or a byte string.
+[[gnu::noinline]] bool putChecked(ByteBufferWriter& writer, std::string_view bytes) {
     return isUtf8(bytes) ? putBytes<TEXT>(writer, bytes) : putBytes<BYTES>(writer, bytes);
 }
 
-// Strings and field names alike. Most are short and plain: these are judged while they are copied.
-// Putting it in its callers saves 7 % of the time of ten fields.
+// Writes a string or field name. Most are short and ASCII: these are checked while they are copied.
+// Inlining it into its callers saves 7 % of the time of ten fields.
 [[gnu::always_inline]] inline bool putAny(ByteBufferWriter& writer, std::string_view bytes) {
     const std::size_t size = bytes.size();
     if (size > MAX_SHORT || writer.capacityLeft() <= size ||
         !copyShortText(bytes, writer.end() + 1)) {
-        return putJudged(writer, bytes);
+        return putChecked(writer, bytes);
     }
     unsigned char* const target = writer.end();
     *target = static_cast<unsigned char>(TEXT + size);
@@ -212,7 +213,7 @@ inline bool AXOBinStructuredSerializerBE::putFieldBegin(std::string_view name, b
     return putAny(writer(), name);
 }
 
-// Reads what was written, which is all right up to its end.
+// Decodes the bytes that were written, which are well-formed apart from the missing end.
 void AXOBinStructuredSerializerBE::locate(std::string_view written, bool isInItem,
                                           FieldPath& path) const noexcept {
     path = pathOfCborEnd(written, isInItem);

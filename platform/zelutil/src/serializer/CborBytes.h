@@ -25,7 +25,8 @@ constexpr unsigned char LENGTH_BITS = 0x1F;
 constexpr std::size_t MAX_HEAD = 9;
 
 /// @{
-/// The first byte of items without an argument. Array and map are those that end with a break.
+/// The first bytes of items that have no argument; the bits of a double follow its first byte.
+/// Array and map are those that end with a break.
 constexpr unsigned char ARRAY_BYTE = 0x9F;
 constexpr unsigned char MAP_BYTE = 0xBF;
 constexpr unsigned char FALSE_BYTE = 0xF4;

@@ -8,8 +8,8 @@
 #include "BigEndian.h"
 #include "CborBytes.h"
 
-// The decoder calls one of 24 functions for each item; all of them only note what came, so that the
-// work is done, and may fail or throw, outside of the C library.
+// The C library calls one of 24 functions for each item. They only store the item, so that all work
+// that can fail or throw is done outside of the C library.
 namespace util::serializer {
 
 namespace {
@@ -74,8 +74,8 @@ constexpr cbor_callbacks makeCallbacks() noexcept {
 
 constexpr cbor_callbacks CALLBACKS = makeCallbacks();
 
-// What a first byte says that is a whole head. Most heads are, and are taken from a table, which
-// needs a third of the instructions that the library takes for them; it decodes all others.
+// A head that consists of one byte. Most heads do. They are decoded with a table, which needs a
+// third of the instructions of the library.
 struct ShortHead {
     bool isWhole;
     Kind kind;
@@ -107,8 +107,8 @@ constexpr std::array<ShortHead, 256> SHORT_HEADS = makeShortHeads();
 static_assert(SHORT_HEADS[0x77].kind == Kind::Text && SHORT_HEADS[0x77].number == 23);
 static_assert(!SHORT_HEADS[0x78].isWhole && !SHORT_HEADS[0xC0].isWhole);
 
-// Heads with their number behind the first byte are decoded here, but for tags and floats, which
-// needs a third of the instructions that the library takes for them.
+// Heads with a number after the first byte are decoded here, too, except tags and floats. This
+// needs a third of the instructions of the library, which decodes all other items.
 constexpr unsigned char MAJOR_BITS = 5;
 constexpr Kind LONG_KINDS[] = {Kind::Unsigned, Kind::Negative, Kind::Bytes,
                                Kind::Text,     Kind::Array,    Kind::Map};

@@ -13,7 +13,7 @@ struct CborItem {
         Unsigned,     // number
         Negative,     // -1 - number
         Bytes,        // bytes
-        Text,         // bytes, not checked
+        Text,         // bytes, not validated
         BytesChunks,  // chunks up to a break
         TextChunks,
         Array,      // number of elements
@@ -35,8 +35,8 @@ struct CborItem {
     std::string_view bytes;
 };
 
-/// Decodes the item at the start of the `size` bytes at `bytes`. Gives the number of bytes that it
-/// takes; 0 when it is malformed, reserved, an unassigned simple value, or cut off.
+/// Decodes the item at the start of the `size` bytes at `bytes`. Returns the number of its bytes,
+/// or 0 if it is malformed, reserved, an unassigned simple value, or incomplete.
 std::size_t decodeCborItem(unsigned char const* bytes, std::size_t size, CborItem& item) noexcept;
 
 }  // namespace util::serializer

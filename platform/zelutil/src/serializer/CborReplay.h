@@ -17,18 +17,17 @@
 
 namespace util::serializer {
 
-/// Replays a CBOR payload to a target, item by item. What is open is kept on a stack of fixed size,
-/// so neither the nesting nor a declared length asks for memory; only chunked strings and typed
-/// arrays are collected, and they are no larger than the bytes that are there.
+/// A decoder that replays a CBOR payload to a target, item by item. The open levels are on a stack
+/// of fixed size, so neither nesting nor a declared length allocates memory. Only chunked strings
+/// and typed arrays are collected, which are not larger than the payload.
 ///
-/// `Target` is a cheap handle with the functions called here; all of them are true on failure, as
-/// are those of this class. Who uses it includes CborReplayItems.h, too, where the items are that
-/// are not common.
+/// `Target` is a handle that is cheap to copy, with the functions that are called here. They return
+/// true on failure, as the functions of this class do. Include CborReplayItems.h to instantiate.
 template <class Target>
 class CborReplay {
 public:
-    /// Replays the `size` bytes at `bytes`, of which all are to be one value. No more than `limit`
-    /// levels, which is at most `MAX_NESTING_DEPTH`, may be open.
+    /// Creates a decoder of the `size` bytes at `bytes`, which must be exactly one value. At most
+    /// `limit` levels may be open; `limit` is at most `MAX_NESTING_DEPTH`.
     CborReplay(unsigned char const* bytes, std::size_t size, unsigned int limit,
                Target target) noexcept
         : bytes_{bytes, size}, target_(target) {
@@ -37,10 +36,11 @@ public:
         deepest_ = top_ + limit;
     }
 
+    /// Replays the whole payload. Called once.
     bool run();
 
-    /// What is wrong with the payload after `run` failed; of a payload that the target refused
-    /// there is nothing to say.
+    /// Returns the mistake in the payload after `run` failed. If the target refused a call, it is
+    /// empty.
     const CborMistake& mistake() const noexcept { return mistake_; }
 
 private:
@@ -55,15 +55,15 @@ private:
     static constexpr std::uint64_t MAX_SIGNED = std::numeric_limits<std::int64_t>::max();
     static constexpr std::uint64_t UNTIL_BREAK = std::numeric_limits<std::uint64_t>::max();
 
-    /// Where an item stands.
+    /// The container of an item.
     enum class Place : std::uint8_t { Outside, Array, Map };
     struct Level {
         Place place;
         bool isOpen;         // ends with a break, not after `left` items
-        std::uint64_t left;  // elements or pairs still to come
+        std::uint64_t left;  // number of elements or pairs that are left
     };
 
-    /// What was not taken yet.
+    /// The bytes that are not consumed yet.
     struct Bytes {
         unsigned char const* at;
         std::size_t left;
@@ -102,7 +102,7 @@ private:
     bool close();
     template <class Write>
     bool scalar(Write write);
-    /// Notes that at `at` there is not what is expected. Returns true.
+    /// Stores the mistake that something else than `expected` was found at `at`. Returns true.
     [[gnu::cold]] bool fail(unsigned char const* at, char const* expected,
                             char const* found = nullptr,
                             PayloadErrorNumber number = MalformedPayload) noexcept {
@@ -119,7 +119,7 @@ private:
     std::string chunks_;
     CborMistake mistake_;
     Level* top_ = nullptr;
-    Level* deepest_ = nullptr;  // that may be opened
+    Level* deepest_ = nullptr;  // the last level that may be opened
     std::array<Level, MAX_NESTING_DEPTH + 1> levels_;
 };
 
@@ -130,7 +130,7 @@ bool CborReplay<Target>::run() {
     if (next(item)) {
         return failItem(VALUE);
     }
-    // The self-description says only that the bytes are what they are taken for anyway.
+    // The tag of self-described CBOR has no further meaning, so it is skipped.
     if (item.kind == Kind::Tag && item.number == SELF_DESCRIBED) {
         begin = bytes_.at;
         if (next(item)) {
@@ -155,7 +155,8 @@ inline bool CborReplay<Target>::next(CborItem& item) noexcept {
     return read == 0;
 }
 
-// Takes a text whose length is within its first byte, not checked; false when none is next.
+// Consumes a text whose length is in its first byte. The text is not validated. Returns false if
+// the next item is not such a text.
 template <class Target>
 inline bool CborReplay<Target>::Bytes::stepOverShortText(std::string_view& text) noexcept {
     if (left == 0) {
@@ -170,7 +171,7 @@ inline bool CborReplay<Target>::Bytes::stepOverShortText(std::string_view& text)
     return true;
 }
 
-// Takes a head with its number behind the first byte; false when it is cut off.
+// Consumes a head with a number after the first byte. Returns false if it is incomplete.
 template <class Target>
 inline bool CborReplay<Target>::Bytes::stepOverNumber(std::uint64_t& number) noexcept {
     const std::size_t size = std::size_t{1} << ((*at & LENGTH_BITS) - FIRST_LONG);
@@ -182,8 +183,8 @@ inline bool CborReplay<Target>::Bytes::stepOverNumber(std::uint64_t& number) noe
     return true;
 }
 
-// The elements or fields of what is open, up to its end or to one that opens another level. While
-// they are of common kinds, the place is kept where nothing else can change it: in registers.
+// Replays elements or fields of the top level, up to its end or to one that opens another level.
+// The cursor is kept in a local so it can live in registers while the items are of common kinds.
 template <class Target>
 bool CborReplay<Target>::takeEntries() {
     Bytes bytes = bytes_;
@@ -211,7 +212,7 @@ bool CborReplay<Target>::takeEntries() {
     return top_ == level && close();
 }
 
-// Runs what keeps the place in the object.
+// Runs `take`, which uses the cursor in the object, and updates the local cursor.
 template <class Target>
 template <class Take>
 inline bool CborReplay<Target>::aside(Bytes& bytes, Take take) {
@@ -229,8 +230,8 @@ inline bool CborReplay<Target>::takeKey(std::string_view text) {
     return target_.beginField(text);
 }
 
-// Most values are short texts, integers, doubles, booleans and containers that end with a break.
-// They are taken without making an item of them, which saves a good part of the time.
+// Replays a value. Most values are short texts, integers, doubles, booleans and containers that end
+// with a break. They are replayed without a `CborItem`, which saves much time.
 template <class Target>
 inline bool CborReplay<Target>::takeValue(Bytes& bytes) {
     std::string_view text;

@@ -4,8 +4,8 @@
 #include "CborReplay.h"
 #include "TypedArrays.h"
 
-// The items of a payload that are not common, for the file that uses `CborReplay`: numbers that are
-// negative, long strings and those in chunks, lengths that are told, tags, and the rest.
+// The functions of `CborReplay` for less common items, for the file that instantiates it: negative
+// numbers, long and chunked strings, containers with a definite length, tags, and the others.
 namespace util::serializer {
 
 template <class Target>
@@ -62,7 +62,7 @@ bool CborReplay<Target>::takeItem(const CborItem& item, unsigned char const* beg
         case Kind::Null:
         case Kind::Undefined:
             return takeSimple(item);
-        default:  // Kind::Break, which ends nothing here
+        default:  // Kind::Break, where no container can end
             return fail(begin, VALUE);
     }
 }
@@ -108,7 +108,7 @@ bool CborReplay<Target>::takeNegative(std::uint64_t number, unsigned char const*
     return scalar([&] { return target_.putSigned(-1 - static_cast<std::int64_t>(number)); });
 }
 
-// Puts the chunks of a string together, up to their break.
+// Concatenates the chunks of a string, up to its break.
 template <class Target>
 bool CborReplay<Target>::collect(Kind kind) {
     constexpr char const* CHUNK = "a chunk of the string or its end";
@@ -123,7 +123,7 @@ bool CborReplay<Target>::collect(Kind kind) {
         if (chunk.kind != wanted) {
             return chunk.kind != Kind::Break && fail(begin, CHUNK);
         }
-        // No character may be spread over chunks.
+        // A character must not be split between chunks.
         if (wanted == Kind::Text && !isUtf8(chunk.bytes)) {
             return fail(begin, UTF8, OTHER_BYTES);
         }
@@ -131,8 +131,8 @@ bool CborReplay<Target>::collect(Kind kind) {
     }
 }
 
-// The bytes behind the tag. Counts as a level, because it is one for a reader that goes element by
-// element.
+// Replays the typed array after the tag. It counts as a level, because it is one for a reader that
+// reads its elements one by one.
 template <class Target>
 bool CborReplay<Target>::takeTypedArray(std::uint64_t tag, unsigned char const* begin) {
     if (!isTypedArrayTag(tag)) {

@@ -18,7 +18,7 @@ namespace util::serializer {
 class RecordTree {
 public:
     /// Creates a builder from the fields or elements in `record` from the event `next` up to `end`.
-    /// The record must outlive the builder and the call of `fill`.
+    /// The record must outlive the builder.
     RecordTree(const Record& record, std::uint32_t next, std::uint32_t end) noexcept;
 
     /// @{

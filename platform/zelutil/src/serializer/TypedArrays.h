@@ -21,8 +21,8 @@ std::size_t itemSizeOf(std::uint64_t tag) noexcept;
 void storeBigEndian(void const* items, std::size_t size, std::size_t count,
                     unsigned char* bytes) noexcept;
 
-/// Writes the items in `bytes` as a typed array to `target`. False on success; true when the bytes
-/// are no whole number of items or the target fails. `tag` must be one of a typed array.
+/// Writes the items in `bytes` as a typed array to `target`. Returns false on success. Returns true
+/// if the last item is incomplete or the target fails. `tag` must be one of a typed array.
 bool replayTypedArray(std::uint64_t tag, std::string_view bytes, IStructuredSerializer& target);
 
 }  // namespace util::serializer
