@@ -19,9 +19,9 @@ namespace {
 constexpr char const* FILE_NAME =
     "platform/zelutil/src/serializer/AXOBinStructuredPushDeserializer";
 
-// The targets of the replay; see CborReplay. All functions are true on failure.
+// The targets of the replay, as described at `CborReplay`. The functions return true on failure.
 
-/// Any serializer.
+/// A target that calls a serializer.
 class SerializerTarget {
 public:
     explicit SerializerTarget(IStructuredSerializer& target) noexcept : target_(target) {}
@@ -50,7 +50,7 @@ private:
     IStructuredSerializer& target_;
 };
 
-/// The record of a payload.
+/// A target that adds events to the record of a payload.
 class RecordTarget {
 public:
     explicit RecordTarget(Record& record) noexcept : record_(record) {}
@@ -108,7 +108,7 @@ FieldPath pathOfCborEnd(std::string_view written, bool isInItem) noexcept {
                                      written.size(), MAX_NESTING_DEPTH, RecordTarget(record))
                               .run());
     } catch (const std::bad_alloc&) {
-        return {};  // typed arrays take memory
+        return {};  // collecting a typed array allocates memory
     }
     FieldPath path;
     record.addPathOfNext(path, isInItem);
@@ -136,8 +136,9 @@ bool AXOBinStructuredPushDeserializer::failBegin(bool hasBoth) {
     return true;
 }
 
-// True on failure. The record of a payload that is pulled gets its events without the checks of
-// their order, which the replay keeps, and without virtual calls: that is a good part of the time.
+// Replays the payload and returns true on failure. If the target is a recorder, the events are
+// added to its record directly. This saves the virtual calls and the checks of the order, which the
+// replay guarantees.
 bool AXOBinStructuredPushDeserializer::replayFails(std::string_view payload) {
     auto const* const bytes = reinterpret_cast<unsigned char const*>(payload.data());
     IStructuredSerializer& target = *target_;
@@ -152,8 +153,9 @@ bool AXOBinStructuredPushDeserializer::replayFails(std::string_view payload) {
     });
 }
 
-// Keeps the mistake as the thread's latest error. Without one the target refused a call, and the
-// reason is its own; the record refuses only when memory is exhausted. Returns true.
+// Stores the mistake as the thread's latest error and returns true. If there is no mistake, the
+// target refused a call: a serializer has stored the reason itself, a record refuses calls only if
+// memory is exhausted.
 bool AXOBinStructuredPushDeserializer::fail(const CborMistake& mistake, std::string_view payload,
                                             unsigned int limit, Record const* record) noexcept {
     if (mistake && !hasFailed_) {
@@ -176,13 +178,13 @@ int AXOBinStructuredPushDeserializer::deserialize() {
         done_ = !replayFails(
             {reinterpret_cast<char const*>(reader_->data()) + reader_->position(), size});
         if (done_) {
-            static_cast<void>(reader_->skip(size));  // what remains can be skipped
+            static_cast<void>(reader_->skip(size));  // cannot fail: `size` bytes are left
         }
-    } catch (const std::bad_alloc&) {  // GCOVR_EXCL_BR_LINE: others pass by, as nothing ends here
+    } catch (const std::bad_alloc&) {  // GCOVR_EXCL_BR_LINE: only bad_alloc is handled
         recordNoMemory(hasFailed_);
         return FAILED;
     }
-    hasFailed_ = hasFailed_ || !done_;  // the target's reason stays
+    hasFailed_ = hasFailed_ || !done_;  // keeps the reason that the target stored
     return done_ ? DONE : FAILED;
 }
 

@@ -14,8 +14,8 @@
 #include "JsonScan.h"
 #include "util/Limits.h"
 
-// The text is parsed into simdjson's document, which checks syntax, UTF-8 and numbers; the document
-// is then walked with a stack of fixed size.
+// simdjson parses the text into a document and validates syntax, UTF-8 and numbers. The document is
+// then traversed with a stack of fixed size.
 namespace util::serializer {
 
 namespace {
@@ -27,7 +27,7 @@ const json::ProcessorDetection DETECTION;
 constexpr char const* FILE_NAME =
     "platform/zelutil/src/serializer/JSONStructuredPushDeserializerOld";
 
-// In all functions that return bool, true means failure.
+// A replay of a document. The functions return true on failure.
 class Replay {
 public:
     Replay(unsigned int limit, IStructuredSerializer& target) noexcept
@@ -40,7 +40,7 @@ public:
         }
         return failed;
     }
-    /// Whether the limit, not the target, made it fail.
+    /// Returns whether the nesting limit, not the target, was the reason of a failure.
     bool isTooDeep() const noexcept { return isTooDeep_; }
 
 private:
@@ -68,7 +68,7 @@ private:
     std::array<Level, MAX_NESTING_DEPTH> levels_;
 };
 
-// A scalar is written whole; of an array or object only the begin.
+// Replays a scalar completely, and the beginning of an array or object.
 bool Replay::value(const dom::element& value) {
     switch (value.type()) {
         case dom::element_type::ARRAY:
@@ -171,7 +171,8 @@ struct JSONStructuredPushDeserializerOld::State {
             return false;
         }
         if (error == simdjson::MEMALLOC) {
-            // What it got before memory ran out it takes for all that it needs, the next time.
+            // After MEMALLOC the parser wrongly assumes that its buffers have full size, so start
+            // over with a new one.
             parser = dom::parser();
             recordNoMemory(hasFailed);
         } else {
@@ -180,7 +181,7 @@ struct JSONStructuredPushDeserializerOld::State {
         return true;
     }
 
-    // The parser reads past the end of the text, so it gets a copy. True without memory for it.
+    // Copies the text, because the parser reads past its end. Returns true if memory is exhausted.
     bool copy(std::string_view payload) noexcept {
         if (text == nullptr || capacity < payload.size()) {
             text.reset(new (std::nothrow) char[payload.size() + simdjson::SIMDJSON_PADDING]);
@@ -194,7 +195,8 @@ struct JSONStructuredPushDeserializerOld::State {
         return false;
     }
 
-    // Hands the copy of the text over, so that it can be looked through when the message is read.
+    // Stores the failure with the copy of the text, in which the mistake is located when the
+    // message is read.
     void recordMistake(std::size_t size, PayloadErrorNumber number, char const* reason) noexcept {
         if (!hasFailed) {
             hasFailed = true;
@@ -249,7 +251,7 @@ int JSONStructuredPushDeserializerOld::deserialize() {
         Replay replay(state.limit, *state.target);
         state.done = !replay.run(root);
         if (state.done) {
-            static_cast<void>(state.reader->skip(size));  // what remains can be skipped
+            static_cast<void>(state.reader->skip(size));  // cannot fail: `size` bytes are left
         } else if (replay.isTooDeep()) {
             state.recordMistake(size, NestingTooDeep, "nested too deeply");
         }
@@ -257,7 +259,7 @@ int JSONStructuredPushDeserializerOld::deserialize() {
         recordNoMemory(state.hasFailed);
         return FAILED;
     }
-    state.hasFailed = state.hasFailed || !state.done;  // the target's reason stays
+    state.hasFailed = state.hasFailed || !state.done;  // keeps the reason that the target stored
     return state.done ? DONE : FAILED;
 }
 

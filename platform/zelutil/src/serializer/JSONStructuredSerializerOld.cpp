@@ -94,7 +94,7 @@ bool JSONStructuredSerializerOld::putEnd(char bracket, bool empty) {
     return writer().appendByte(static_cast<unsigned char>(bracket));
 }
 
-// What stands before a field or element.
+// Writes the text before a field or element.
 bool JSONStructuredSerializerOld::putSeparator(bool first) {
     if (!first && writer().appendByte(',')) {
         return true;

@@ -1,7 +1,7 @@
 #include "PullHandler.h"
 #include "util/serializer/RecordSource.h"
 
-// Why something could not be read: what stands where reading has come, and where that is.
+// The reasons of failed reads: the value at the position of reading, and its field and position.
 namespace util::serializer {
 
 namespace {
@@ -33,7 +33,7 @@ Phrase phraseOf(const Record& record, const Event& event) noexcept {
 
 }  // namespace
 
-// What comes next, as a message calls it.
+// Returns the description of the next value, field or end for a message.
 Phrase PullFromPushDeserializer::Handler::next() const noexcept {
     const Stack::Level& top = stack.top();
     if (top.bracket == Bracket::Closed) {
@@ -69,7 +69,7 @@ Phrase PullFromPushDeserializer::Handler::next() const noexcept {
     }
 }
 
-// The event that a message about what comes next points to.
+// Returns the event whose position a message about the next value, field or end contains.
 std::uint32_t PullFromPushDeserializer::Handler::place() const noexcept {
     const Stack::Level& top = stack.top();
     if (top.expects == Expects::Value) {
@@ -81,11 +81,12 @@ std::uint32_t PullFromPushDeserializer::Handler::place() const noexcept {
     if (top.item != Item::None) {
         return top.data.value;
     }
-    // Where the struct or array begins; a level of an option has the place of the one below it.
+    // The beginning of the struct or array. The level of an option scope has that of the level
+    // below it.
     return top.data.begin == 0 ? 0 : top.data.begin - 1;
 }
 
-// The fields and elements that are open, from the outermost on.
+// Returns the path of the open fields and elements, outermost first.
 FieldPath PullFromPushDeserializer::Handler::path() const noexcept {
     FieldPath path;
     Stack::Level const* const top = &stack.top();

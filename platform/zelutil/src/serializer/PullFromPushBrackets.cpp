@@ -4,7 +4,8 @@
 #include "PullHandler.h"
 #include "RecordTree.h"
 
-// The brackets and entries of the reader; session and values are in PullFromPushDeserializer.cpp.
+// The reader's functions for arrays, structs, fields, scopes and entries. Those for sessions and
+// values are in PullFromPushDeserializer.cpp.
 namespace util::serializer {
 
 // ---- scopes of options
@@ -100,7 +101,7 @@ bool PullFromPushDeserializer::endField() {
 
 // ---- fields by name
 
-// Begins the field found; nothing follows in one that is missing.
+// Begins the named field if it is present. In a missing field no value is expected.
 bool PullFromPushDeserializer::beginNamedField(const std::string& name, Item item, bool& present) {
     Handler::Stack& stack = handler_->stack;
     if (stack.top().expects != Expects::Fields) {

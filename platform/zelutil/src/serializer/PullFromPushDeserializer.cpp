@@ -8,7 +8,7 @@
 #include "Conversions.h"
 #include "PullHandler.h"
 
-// The session, the values and the typed arrays. Brackets and entries are in
+// The reader's functions for sessions, values and typed arrays. The others are in
 // PullFromPushBrackets.cpp.
 namespace util::serializer {
 
@@ -18,7 +18,7 @@ using Kind = Event::Kind;
 
 constexpr char const* UNICODE = "a string in UTF-8";
 
-// What a getter for each type expects.
+// Returns the description of the values that a getter for the type expects.
 constexpr char const* wordsOf(const bool&) noexcept {
     return "a boolean";
 }
@@ -59,7 +59,7 @@ std::string_view remainingOf(ByteBufferReader const* reader) noexcept {
 
 PullFromPushDeserializer::PullFromPushDeserializer(IStructuredPushDeserializer* source)
     : handler_(std::make_unique<Handler>()), source_(source) {
-    constexpr std::size_t SMALL = 1024;  // what allocators give out without a search
+    constexpr std::size_t SMALL = 1024;  // allocators return a block of this size without a search
     static_assert(sizeof(Handler) <= SMALL);
 }
 
@@ -87,7 +87,7 @@ bool PullFromPushDeserializer::beginDeserialize(ByteBufferReader* reader, Option
                         source_->deserialize() != IStructuredPushDeserializer::DONE;
     if (source_->endDeserialize() || failed || recorder.finish()) {
         reset();
-        handler_->hasFailed = true;  // the source has said why, or the recorder
+        handler_->hasFailed = true;  // the source or the recorder has stored the reason
         return true;
     }
     handler_->start();
@@ -109,7 +109,7 @@ void PullFromPushDeserializer::reset() {
 
 // ---- values
 
-// Reads the value that stands here with `convert(event)`, which is true when it is not what is
+// Reads the next value with `convert(event)`, which returns true if the value is not what is
 // `expected`.
 template <class Convert>
 bool PullFromPushDeserializer::read(char const* expected, Convert convert) {

@@ -94,7 +94,8 @@ void PullFromPushDeserializer::Handler::announce() noexcept {
         failForMemory();
         entry.type = EntryType::Failure;
     }
-    // What cannot be entered is not announced, or going from entry to entry would never end.
+    // A container that cannot be entered is announced as a failure; otherwise a loop over the
+    // entries would not end.
     if (opensLevel(entry.type) && stack.reserveLevel()) {
         failToNest();
         entry.type = EntryType::Failure;
@@ -120,7 +121,7 @@ void PullFromPushDeserializer::Handler::announceNext() {
     entry.type = announceEnd();
 }
 
-// An element or field that is there.
+// Announces the next element or field, which is present.
 void PullFromPushDeserializer::Handler::announceItem() {
     const Stack::Level& top = stack.top();
     if (top.expects == Expects::Elements) {
@@ -172,8 +173,8 @@ void PullFromPushDeserializer::Handler::announceValue(const Event& event) {
     }
 }
 
-// The end of what is open on top. A scope's end is no entry: nothing more comes before it is
-// closed.
+// Returns the entry type for the end of the open item or level. The end of an option scope is not
+// an entry: `End` is returned until it is closed.
 EntryType PullFromPushDeserializer::Handler::announceEnd() const noexcept {
     switch (stack.top().item) {
         case Item::Field:
@@ -203,7 +204,7 @@ void PullFromPushDeserializer::Handler::takeNext() noexcept {
     bool failed = true;
     try {
         failed = takeNextFails();
-    } catch (const std::bad_alloc&) {  // and nothing was taken
+    } catch (const std::bad_alloc&) {  // nothing was consumed
         failForMemory();
     }
     if (failed) {
@@ -211,7 +212,7 @@ void PullFromPushDeserializer::Handler::takeNext() noexcept {
     }
 }
 
-// What `announceNext` announces, and the step behind it; true when no level may be opened for it.
+// Announces the next entry and consumes it. Returns true if no level may be opened for it.
 bool PullFromPushDeserializer::Handler::takeNextFails() {
     const Stack::Level& top = stack.top();
     switch (top.expects) {

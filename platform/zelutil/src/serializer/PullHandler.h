@@ -10,19 +10,19 @@
 
 namespace util::serializer {
 
-/// The record of a `PullFromPushDeserializer` and the place where it is being read.
+/// The state of a `PullFromPushDeserializer`: the record and the position of reading.
 class UTIL_LOCAL PullFromPushDeserializer::Handler {
 public:
-    /// Where reading has come in a level; indices into the record's events.
+    /// The position of reading in a level. All numbers are indices of events of the record.
     struct Cursor {
-        /// The value to be read, where one is expected.
+        /// The value to be read, if one is expected.
         std::uint32_t value;
-        /// Of an array or struct: its first element or field, the next one, and the event after its
-        /// last.
+        /// The first element or field of an array or struct, the next one, and the event after the
+        /// last one.
         std::uint32_t begin;
         std::uint32_t next;
         std::uint32_t end;
-        /// Of a struct: fields were asked for by name, so the others may stay unread.
+        /// Whether a field of the struct was requested by name, so that the others may stay unread.
         bool byName;
     };
     using Stack = BracketStack<Cursor>;
@@ -38,45 +38,45 @@ public:
     bool hasFailed = false;
 
     /// @{
-    /// Keeps, as the thread's latest error, that something else was expected than what comes next,
-    /// or than the event `at` of the element `index` of an array. Returns true.
+    /// Stores the failure as the thread's latest error: `expected` is not what comes next, or not
+    /// the event `at`, which is the element `index` of an array. Returns true.
     [[gnu::cold]] bool fail(const Phrase& expected) noexcept;
     [[gnu::cold]] bool failAtElement(std::uint32_t at, std::uint64_t index,
                                      const Phrase& expected) noexcept;
     /// @}
-    /// Keeps that memory is exhausted. Returns true.
+    /// Stores that memory is exhausted. Returns true.
     [[gnu::cold]] bool failForMemory() noexcept {
         recordNoMemory(hasFailed);
         return true;
     }
-    /// Keeps that the struct on top has no such field. Returns true.
+    /// Stores that the struct on top has no field with the name. Returns true.
     [[gnu::cold]] bool failToFind(std::string_view name) noexcept;
-    /// Keeps why a level could not be opened, after `stack.reserveLevel()` failed. Returns true.
+    /// Stores why `stack.reserveLevel()` failed. Returns true.
     [[gnu::cold]] bool failToNest() noexcept;
 
-    /// Forgets the payload, keeping the memory.
+    /// Discards the payload and keeps the memory.
     void clear() noexcept;
-    /// Goes to the start of the recorded payload.
+    /// Moves to the start of the recorded payload.
     void start() noexcept { stack.start({0, 0, 0, 0, false}); }
 
     const Event& at(std::uint32_t index) const noexcept { return record.at(index); }
-    /// The value that a getter would read now; null when none stands here.
+    /// Returns the value that a getter would read now, or null if no value is expected.
     Event const* value() const noexcept {
         return stack.top().expects == Expects::Value ? &at(stack.top().data.value) : nullptr;
     }
-    /// The value was read.
+    /// Marks the value as read.
     void consume() noexcept { stack.top().expects = Expects::Nothing; }
 
-    // True on failure, as the operations that they serve.
+    // Like the operations that call them, these return true on failure.
     bool open(Event::Kind kind, Bracket bracket, Expects expects) noexcept;
     bool close(Bracket bracket) noexcept;
     bool beginElement() noexcept;
-    /// Whether the next element or field may be begun.
+    /// Returns whether the next element or field may be begun.
     bool mayBegin(Expects what) const noexcept { return stack.top().expects == what && !atEnd(); }
     /// Enters the next element or field, which may be begun.
     void enterElement() noexcept { enter(Item::Element, stack.top().data.next); }
     void enterField() noexcept { enter(Item::Field, stack.top().data.next + 1); }
-    /// Ends the field or element, and steps over it unless it was found by name.
+    /// Ends the field or element, and advances past it unless it was found by name.
     bool endItem(Item item) noexcept {
         if (!stack.mayEnd(item)) {
             return failToEnd(item);
@@ -90,16 +90,17 @@ public:
     }
     bool openScope(Bracket bracket) noexcept;
     bool closeScope(Bracket bracket) noexcept;
-    /// Nothing is left unread in the array or struct on top.
+    /// Returns whether no element or field is left in the array or struct on top.
     bool atEnd() const noexcept { return stack.top().data.next == stack.top().data.end; }
-    /// The index of the last field of that name in the struct on top; `NONE` when it is missing.
+    /// Returns the index of the last field with the name in the struct on top, or `NONE` if the
+    /// field is missing.
     std::uint32_t findField(std::string_view name) const noexcept;
 
-    /// Fills `entry` with what comes next; with `Failure` when memory is exhausted or
-    /// no further level may be opened.
+    /// Sets `entry` to the next entry, or to `Failure` if memory is exhausted or no further level
+    /// may be opened.
     void announce() noexcept;
-    /// Fills `entry` likewise and reads what it announces; nothing where that is the end of all or
-    /// of a scope.
+    /// Sets `entry` as `announce` does and consumes that entry. The end of the payload or of an
+    /// option scope is not consumed.
     void takeNext() noexcept;
 
 private:
