@@ -15,8 +15,8 @@ using Kind = CborItem::Kind;
 
 constexpr std::uint64_t MAX_SIGNED = 0x7FFFFFFFFFFFFFFF;
 
-// Of an item that was not decoded: heads with the numbers 28 to 30 are reserved, and so are the
-// simple values besides those that are decoded; all others lack bytes.
+// Returns the description of an item that could not be decoded. Heads with the numbers 28 to 30 are
+// reserved, as are simple values that are not decoded. All other items are incomplete.
 Phrase phraseOfBroken(unsigned char first) noexcept {
     constexpr unsigned char SIMPLE = 0xE0;
     const unsigned char length = first & LENGTH_BITS;
@@ -100,7 +100,7 @@ Phrase phraseOfCborItem(unsigned char const* bytes, std::size_t size) noexcept {
 
 namespace {
 
-// Goes through the items of a payload that was read, one after the other.
+// An iterator over the items of a payload that was read before.
 class CborItems {
 public:
     explicit CborItems(std::string_view payload) noexcept
@@ -113,7 +113,7 @@ public:
         return read != 0;
     }
     const CborItem& item() const noexcept { return item_; }
-    /// Steps over the chunks of a string, and gives the number of their bytes.
+    /// Skips the chunks of a string and returns the number of their bytes.
     std::size_t skipChunks() noexcept {
         std::size_t bytes = 0;
         while (next() && item_.kind != Kind::Break) {
@@ -129,7 +129,7 @@ private:
     CborItem item_{};
 };
 
-// Steps over an item of which the head was read, and gives the number of its events.
+// Skips the rest of an item whose head was read, and returns the number of its events.
 std::uint64_t skipRest(CborItems& items) noexcept {
     const Kind kind = items.item().kind;
     if (kind == Kind::BytesChunks || kind == Kind::TextChunks) {
@@ -140,7 +140,7 @@ std::uint64_t skipRest(CborItems& items) noexcept {
     }
     const std::uint64_t tag = items.item().number;
     if (!isTypedArrayTag(tag) || !items.next()) {
-        return 0;  // the tag in front of the whole payload
+        return 0;  // the tag before the whole payload
     }
     const std::size_t bytes =
         items.item().kind == Kind::BytesChunks ? items.skipChunks() : items.item().bytes.size();

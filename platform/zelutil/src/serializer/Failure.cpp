@@ -25,7 +25,7 @@ bool isContinuation(char byte) noexcept {
     return (static_cast<unsigned char>(byte) & 0xC0) == 0x80;
 }
 
-// Control characters would break the line of a log.
+// Appends the text with '?' in place of control characters, which would break the line of a log.
 void appendPrintable(std::string& out, std::string_view text) {
     for (const char c : text) {
         out.push_back(static_cast<unsigned char>(c) < ' ' ? '?' : c);
@@ -59,7 +59,7 @@ void ShortText<CAPACITY>::assign(std::string_view text) noexcept {
     std::size_t size = std::min(text.size(), CAPACITY);
     isCut_ = size < text.size();
     while (isCut_ && size > 0 && isContinuation(text[size])) {
-        --size;  // no character is cut
+        --size;  // ends at a character boundary
     }
     std::copy_n(text.begin(), size, text_.begin());
     size_ = static_cast<std::uint8_t>(size);

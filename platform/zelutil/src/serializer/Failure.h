@@ -9,21 +9,23 @@
 #include "util/serializer/PayloadError.h"
 #include "zel/ErrorStorage.h"
 
-// Why a payload could not be written or read, as the thread's latest error has it: constant words
-// and copied values, from which the text is made when it is read.
+// The reason why a payload could not be written or read, as it is stored in the thread's latest
+// error: constant words and copied values. The text is composed when it is read.
 namespace util::serializer {
 
-/// A text of limited length, of which a part is left out where it is too long.
+/// A text of at most `CAPACITY` bytes. A part of a longer text is omitted.
 template <std::size_t CAPACITY>
 class ShortText {
 public:
-    /// Appends `text`; when it does not fit, the beginning is left out.
+    /// Appends `text`. If the result is too long, its beginning is omitted.
     void append(std::string_view text) noexcept;
-    /// Replaces the text by the beginning of `text`.
+    /// Replaces the text by `text`. If it is too long, its end is omitted.
     void assign(std::string_view text) noexcept;
 
     bool empty() const noexcept { return size_ == 0; }
+    /// Returns whether a part was omitted.
     bool isCut() const noexcept { return isCut_; }
+    /// Returns the text. The view is valid until the text is changed.
     std::string_view view() const noexcept { return {text_.data(), size_}; }
 
 private:
@@ -35,27 +37,30 @@ private:
 extern template class ShortText<96>;
 extern template class ShortText<24>;
 
-/// One side of a message, what was expected or found: constant words, then a value.
+/// A part of a message that describes what was expected or found: constant words, followed by a
+/// value.
 class Phrase {
 public:
-    /// Constant words only.
-    Phrase(char const* words = "") noexcept : words_(words) {}  // NOLINT: so that words are enough
+    /// Creates a phrase of constant words only.
+    Phrase(char const* words = "") noexcept : words_(words) {}  // NOLINT: implicit conversion
 
     /// @{
-    /// The words, then the value.
+    /// Returns a phrase of the words and the value.
     static Phrase ofSigned(char const* words, std::int64_t value) noexcept;
     static Phrase ofUnsigned(char const* words, std::uint64_t value) noexcept;
     static Phrase ofReal(double value) noexcept;
-    /// A byte, in hexadecimal.
+    /// Returns a phrase with a byte in hexadecimal.
     static Phrase ofByte(char const* words, unsigned char value) noexcept;
-    /// The beginning of the text, in quotation marks.
+    /// Returns a phrase with the beginning of the text in quotation marks.
     static Phrase ofText(char const* words, std::string_view text) noexcept;
-    /// A character of JSON text in quotation marks, a byte that is none in hexadecimal.
+    /// Returns a phrase with a character of JSON text in quotation marks, or in hexadecimal if the
+    /// byte is not a printable character.
     static Phrase ofCharacter(char character) noexcept;
     /// @}
 
+    /// Returns whether the phrase has no text.
     bool empty() const noexcept { return kind_ == Kind::Words && *words_ == '\0'; }
-    /// Appends the text. May throw `std::bad_alloc`.
+    /// Appends the text of the phrase to `out`. Throws `std::bad_alloc` if memory is exhausted.
     void appendTo(std::string& out) const;
 
 private:
@@ -72,22 +77,25 @@ private:
     Kind kind_ = Kind::Words;
 };
 
-/// A field of a payload: "stations[2].name"; empty for the whole.
+/// The path of a field of a payload, such as "stations[2].name". It is empty for the whole payload.
 class FieldPath {
 public:
+    /// Appends the name of a field to the path.
     void addField(std::string_view name) noexcept;
+    /// Appends the index of an element to the path.
     void addElement(std::uint64_t index) noexcept;
-    /// Appends the path and ": "; nothing for the whole. May throw `std::bad_alloc`.
+    /// Appends the path and ": " to `out`, or nothing if the path is empty. Throws `std::bad_alloc`
+    /// if memory is exhausted.
     void appendTo(std::string& out) const;
 
 private:
     ShortText<96> text_;
 };
 
-/// A place without a position.
+/// The position of a failure that is not at a byte of the payload.
 constexpr std::size_t NO_POSITION = static_cast<std::size_t>(-1);
 
-/// A failure of which all is known.
+/// The details of a failure whose parts are known when it is stored.
 class Failure final : public zel::ErrorDetails {
 public:
     Failure(const Phrase& expected, const Phrase& found, const FieldPath& path,
@@ -95,8 +103,8 @@ public:
         : expected_(expected), found_(found), path_(path), position_(position) {}
 
     void describe(std::string& out) const override;
-    /// Appends the message "PATH: expected EXPECTED, found FOUND (byte POSITION)" without what is
-    /// empty; without `found`, "PATH: EXPECTED (byte POSITION)".
+    /// Appends the message "PATH: expected EXPECTED, found FOUND (byte POSITION)" to `out`. Empty
+    /// parts are omitted. If `found` is empty, the message is "PATH: EXPECTED (byte POSITION)".
     static void describe(std::string& out, const Phrase& expected, const Phrase& found,
                          const FieldPath& path, std::size_t position);
 
@@ -107,13 +115,13 @@ private:
     std::size_t position_;
 };
 
-/// Keeps a failure as the thread's latest error, unless `hasFailed` says that the payload has
-/// failed before; sets it. The sink is not called.
+/// Stores a failure as the thread's latest error and sets `hasFailed`. Does nothing if `hasFailed`
+/// is set, because the payload has failed before. The sink is not called.
 void recordFailure(bool& hasFailed, PayloadErrorNumber number, const Phrase& expected,
                    const Phrase& found = {}, const FieldPath& path = {},
                    std::size_t position = NO_POSITION) noexcept;
 
-/// The same for want of memory.
+/// Does the same for the failure that memory is exhausted.
 void recordNoMemory(bool& hasFailed) noexcept;
 
 }  // namespace util::serializer

@@ -21,14 +21,15 @@ bool isSpace(char c) noexcept {
     return c == ' ' || c == '\n' || c == '\r' || c == '\t';
 }
 
-// The length of the well-formed UTF-8 sequence at the front of the text; 0 when there is none.
+// Returns the length of the UTF-8 sequence at the start of the text, or 0 if it is ill-formed.
 std::size_t sequenceLength(std::string_view text) noexcept {
     const auto lead = static_cast<unsigned char>(text.front());
     const std::size_t length = lead < 0x80 ? 1 : lead < 0xE0 ? 2 : lead < 0xF0 ? 3 : 4;
     return length <= text.size() && zel::unicode::isUtf8(text.substr(0, length)) ? length : 0;
 }
 
-// Whether the number is greater than 1, not next to nothing: what is out of range may be either.
+// Returns whether the magnitude of the number is at least 1. A number that is out of the range of a
+// double is either too large or too close to 0.
 bool isHuge(std::string_view number) noexcept {
     const std::size_t mark = number.find_first_of("eE");
     const std::string_view digits = number.substr(0, mark);
@@ -82,7 +83,7 @@ FieldPath JsonScan::path() const noexcept {
     return path;
 }
 
-// All functions below are true on a mistake, or when the place that is looked for is reached.
+// All functions below return true on a mistake, or if the requested position is reached.
 
 bool JsonScan::scan() noexcept {
     bool stopped = takeValue();
@@ -114,7 +115,7 @@ void JsonScan::skipSpace() noexcept {
     }
 }
 
-// A scalar, or the begin of an array or object and of the first thing in it.
+// Consumes a scalar, or the beginning of an array or object and of its first item.
 bool JsonScan::takeValue() noexcept {
     skipSpace();
     if (!atEnd() && beginEvent()) {
@@ -160,7 +161,7 @@ bool JsonScan::takeContainer(bool isObject) noexcept {
     return takeValue();
 }
 
-// A key, and the value behind it as far as `takeValue` takes it.
+// Consumes a key, and as much of its value as `takeValue` consumes.
 bool JsonScan::takeKey() noexcept {
     skipSpace();
     if (next() != '"') {
@@ -183,7 +184,7 @@ bool JsonScan::takeKey() noexcept {
     return takeValue();
 }
 
-// What stands behind a value in an array or object: its end, or the next element or field.
+// Consumes the text after a value in an array or object: its end, or the next element or field.
 bool JsonScan::takeAfterValue() noexcept {
     Level& level = levels_[depth_ - 1];
     level.isInItem = false;
@@ -308,7 +309,7 @@ bool JsonScan::takeNumber() noexcept {
     return checkRange(begin, isInteger);
 }
 
-// Integers must fit into 64 bits, other numbers into a double.
+// Checks that an integer fits into 64 bits, and another number into a double.
 bool JsonScan::checkRange(std::size_t begin, bool isInteger) noexcept {
     char const* const first = text_.data() + begin;
     char const* const last = text_.data() + at_;

@@ -12,30 +12,30 @@
 
 namespace util::serializer {
 
-/// A second pass over JSON text, for messages about a failure: it finds where a text is malformed,
-/// where a value of it stands, and which field or element that is. It builds nothing and takes no
+/// A second pass over JSON text, for messages about a failure. It finds the position where a text
+/// is malformed or a value begins, and the path of the field or element there. It allocates no
 /// memory.
 class JsonScan {
 public:
-    /// Of `text`, borrowed, in which no more than `limit` levels may be open.
+    /// Creates a pass over `text`, which must outlive it. At most `limit` levels may be open.
     explicit JsonScan(std::string_view text, std::size_t limit = MAX_NESTING_DEPTH) noexcept
         : text_(text), limit_(limit) {}
 
-    /// Goes to the first mistake. False when there is none, or none that this pass knows of.
+    /// Moves to the first mistake. Returns false if this pass finds none.
     bool findMistake() noexcept;
-    /// Goes to the key or value before which there are `count` others. False when there are no more
-    /// in the text, which is otherwise taken to be right up to there.
+    /// Moves to the key or value that has `count` others before it. Returns false if the text has
+    /// no more. The text must be well-formed up to there.
     bool findEvent(std::uint32_t count) noexcept;
-    /// Goes to the end of a text that is right but for its missing end; `isInItem` says whether a
-    /// field or element was begun there.
+    /// Moves to the end of a text that is well-formed but incomplete. `isInItem` is whether a field
+    /// or element was begun there.
     void findEnd(bool isInItem) noexcept;
 
-    /// The place that was found, in bytes.
+    /// Returns the position that was found, in bytes from the beginning of the text.
     std::size_t position() const noexcept { return at_; }
-    /// The element or field that is open there.
+    /// Returns the path of the element or field at the position.
     FieldPath path() const noexcept;
     /// @{
-    /// Of a mistake.
+    /// Returns the description of what was expected or found at a mistake.
     const Phrase& expected() const noexcept { return expected_; }
     const Phrase& found() const noexcept { return found_; }
     /// @}
@@ -84,19 +84,19 @@ private:
     std::array<Level, MAX_NESTING_DEPTH> levels_;
 };
 
-/// What is wrong with JSON text that was refused. Keeps the text, and looks for the mistake when
-/// the message is read.
+/// The details of a JSON text that was refused. It stores the text, and searches for the mistake
+/// when the message is read.
 class JsonFailure final : public zel::ErrorDetails {
 public:
-    /// Of the `size` bytes of `text`, read with no more than `limit` levels open; takes ownership
-    /// of a text that is too long to be copied. `reason` is a constant text in case that the second
-    /// pass finds no mistake.
+    /// Creates the details of the `size` bytes of `text`, read with at most `limit` open levels.
+    /// Copies a short text and takes ownership of a long one. `reason` is a constant that is used
+    /// if the second pass finds no mistake.
     JsonFailure(std::unique_ptr<char[]>& text, std::size_t size, std::size_t limit,
                 char const* reason) noexcept;
     void describe(std::string& out) const override;
 
 private:
-    std::unique_ptr<char[]> text_;  // of a long one
+    std::unique_ptr<char[]> text_;  // a long text
     std::size_t size_;
     std::size_t limit_;
     char const* reason_;

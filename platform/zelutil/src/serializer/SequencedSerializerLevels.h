@@ -3,8 +3,8 @@
 #include "Failure.h"
 #include "util/serializer/SequencedSerializer.h"
 
-// A payload and its levels, scopes of options, arrays and structs, for the file that instantiates
-// `SequencedSerializer` for a format.
+// The functions of `SequencedSerializer` for payloads, option scopes, arrays and structs, for the
+// file that instantiates it for a format.
 namespace util::serializer {
 
 /// @cond

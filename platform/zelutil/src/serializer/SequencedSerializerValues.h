@@ -6,7 +6,8 @@
 
 #include "util/serializer/SequencedSerializer.h"
 
-// The values of a payload, for the file that instantiates `SequencedSerializer` for a format.
+// The functions of `SequencedSerializer` for values, for the file that instantiates it for a
+// format.
 namespace util::serializer {
 
 /// @cond
@@ -129,7 +130,7 @@ bool SequencedSerializer<Format>::serializeString(const zel::unicode::String& te
 
 // ---- typed arrays
 
-// An array of `count` elements, the i-th written by `put(i)`, without a level of its own.
+// Writes an array of `count` elements without opening a level. `put(i)` writes element i.
 template <class Format>
 template <class Put>
 bool SequencedSerializer<Format>::plainArray(std::size_t count, Put put) {
