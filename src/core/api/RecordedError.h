@@ -1,15 +1,29 @@
 #pragma once
 
+#include <type_traits>
+#include <utility>
+
 #include "zel/ErrorStorage.h"
 
 namespace kova::detail {
 
+/// Whether the error storage of the platform counts the errors that its thread records. A device's
+/// own platform need not.
+template <class Storage, class = void>
+constexpr bool COUNTS_ERRORS = false;
+template <class Storage>
+constexpr bool COUNTS_ERRORS<Storage, std::void_t<decltype(std::declval<Storage&>().count())>> =
+    true;
+
 /// The error that the calling thread records between the construction of this object and a failing
 /// call. An error that was recorded before belongs to other code: it is neither shown nor
-/// acknowledged.
-class RecordedError {
+/// acknowledged. On a platform that does not count errors, the latest error is taken for that of
+/// the call.
+template <class Storage>
+class BasicRecordedError {
 public:
-    RecordedError() noexcept : storage_(zel::ErrorStorage::current()), before_(storage_.count()) {}
+    explicit BasicRecordedError(Storage& storage) noexcept
+        : storage_(storage), before_(count(storage)) {}
 
     /// Returns the reason, or an empty text if no error was recorded. It is valid until the thread
     /// records or acknowledges an error.
@@ -23,10 +37,25 @@ public:
     }
 
 private:
-    bool exists() const noexcept { return storage_.count() != before_; }
+    static unsigned long count(const Storage& storage) noexcept {
+        if constexpr (COUNTS_ERRORS<const Storage>) {
+            return storage.count();
+        } else {
+            return 0;
+        }
+    }
+    bool exists() const noexcept {
+        return !COUNTS_ERRORS<const Storage> || count(storage_) != before_;
+    }
 
-    zel::ErrorStorage& storage_;
+    Storage& storage_;
     unsigned long before_;
+};
+
+/// The same for the storage of the calling thread.
+class RecordedError : public BasicRecordedError<zel::ErrorStorage> {
+public:
+    RecordedError() noexcept : BasicRecordedError(zel::ErrorStorage::current()) {}
 };
 
 }  // namespace kova::detail

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <string>
+
 #include "kova/core/Errors.h"
 #include "support/Reports.h"
 #include "zel/ErrorOutput.h"
@@ -46,6 +48,22 @@ TEST_F(RecordedErrorTest, ShowsAnErrorThatIsEqualToTheOlderOne) {
     const RecordedError error;
     report("same");
     EXPECT_STREQ(error.reason(), "parameter 'same' is invalid");
+}
+
+/// The error storage of a platform that does not count errors.
+struct PlainStorage {
+    const std::string& reason() const { return text; }
+    void acknowledge() { text.clear(); }
+
+    std::string text;
+};
+
+TEST(PlainRecordedErrorTest, TakesTheLatestErrorForThatOfTheCall) {
+    PlainStorage storage{"latest"};
+    BasicRecordedError error(storage);
+    EXPECT_STREQ(error.reason(), "latest");
+    error.acknowledge();
+    EXPECT_EQ(storage.text, "");
 }
 
 }  // namespace
