@@ -21,8 +21,7 @@ struct CborMistake;
 /// integers as 64-bit integers, signed if they fit. It refuses tags other than those of typed
 /// arrays, keys that are not strings, integers below -2^63, lengths beyond the payload, and bytes
 /// after the value.
-class UTIL_API AXOBinStructuredPushDeserializer : public IStructuredPushDeserializer,
-                                                  public RecordSource {
+class UTIL_API AXOBinStructuredPushDeserializer : public RecordSource {
 public:
     /// Creates a deserializer. `order` is the byte order of the serializer that wrote the payload.
     /// The format is big-endian by definition: with `Little`, `beginDeserialize` fails.
