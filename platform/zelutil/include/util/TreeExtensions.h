@@ -83,6 +83,7 @@ inline const config::Value& element(const config::Array& array, unsigned long in
 /// A view of the text of a string node, without a copy. The node must outlive this object.
 class Text {
 public:
+    /// Refers to the text of `string`, which must be a string node.
     explicit Text(const config::Value& string) noexcept
         : text_(static_cast<const config::ValueString&>(string).text()) {}
     /// Returns the text. The view is valid as long as this object.
