@@ -6,7 +6,6 @@
 #include "api/RecordedError.h"
 #include "api/Report.h"
 #include "kova/core/Commands.h"
-#include "kova/core/Errors.h"
 #include "kova/core/Factory.h"
 #include "kova/core/GenericObject.h"
 #include "kova/core/MimeTypes.h"
@@ -32,19 +31,19 @@ constexpr detail::SourcePosition UNREADABLE_BODY{FILE_NAME, 74};
 const ::tracing::Channel channel("KOVA_CLIENT_ROOTACCESSOR", ::tracing::Channel::SILENT,
                                  ::tracing::Channel::SHARED);
 
-// Reads one array of strings. Returns true on failure.
+// Reads one array of strings. Returns whether that succeeded.
 bool readNames(util::serializer::IStructuredPullDeserializer& deserializer, Names& names) {
     if (deserializer.beginArray()) {
-        return true;
+        return false;
     }
     while (!deserializer.isArrayEnd()) {
         names.emplace_back();
         if (deserializer.beginElement() || serializer::deserialize(deserializer, names.back()) ||
             deserializer.endElement()) {
-            return true;
+            return false;
         }
     }
-    return deserializer.endArray();
+    return !deserializer.endArray();
 }
 
 // Returns the list in the payload, or reports an error and returns nothing.
@@ -60,7 +59,7 @@ std::optional<Names> namesIn(const Payload& payload) {
     util::ByteBufferReader reader(payload.data(), payload.size(), false);
     Names names;
     detail::RecordedError error;
-    if (deserializer->beginDeserialize(&reader, nullptr) || readNames(*deserializer, names)) {
+    if (deserializer->beginDeserialize(&reader, nullptr) || !readNames(*deserializer, names)) {
         if (channel.isEnabled(4)) {
             channel.trace(4, "[trackResources] can't create response data, reason=%s",
                           error.reason());
@@ -83,7 +82,7 @@ bool deliver(const Response& response, IResponseHandler<Names>& receiver) noexce
     return !names || receiver.onNext(*names);
 }
 
-// Each call holds the receiver: one that aborts the tracking may thereby destroy the functions.
+// Each call keeps the receiver alive: aborting the tracking inside the call destroys the function.
 // NOLINTBEGIN(performance-unnecessary-copy-initialization)
 std::unique_ptr<IResponseHandler<Response>> wrap(const Receiver& receiver) {
     return std::make_unique<responsehandlers::FuncResponseHandler<Response>>(
@@ -119,7 +118,7 @@ RootAccessor& RootAccessor::operator=(RootAccessor&& other) noexcept {
     return *this;
 }
 
-// NOLINTNEXTLINE(performance-unnecessary-value-param): that is how it is called
+// NOLINTNEXTLINE(performance-unnecessary-value-param): signature fixed by the interface
 void* RootAccessor::trackResources(Receiver handler) noexcept {
     std::shared_ptr<util::config::Dictionary> header = std::make_shared<GenericObject>();
     Request request(commands::RETRIEVE, "/", header);

@@ -1,9 +1,9 @@
+#include <algorithm>
 #include <utility>
 
 #include "api/RecordedError.h"
 #include "api/Report.h"
 #include "kova/core/Commands.h"
-#include "kova/core/Errors.h"
 #include "kova/core/Factory.h"
 #include "kova/core/MimeTypes.h"
 #include "kova/core/StaticComposedKovaServiceImpl.h"
@@ -18,22 +18,22 @@ namespace {
 
 constexpr unsigned long INITIAL_CAPACITY = 1024;
 
-// Writes the names as one array. Returns true on failure and then skips the rest.
-bool serializeNames(util::serializer::IStructuredSerializer& serializer,
-                    const std::vector<std::string>& names) {
-    if (serializer.beginArray()) {
-        return true;
-    }
-    for (const std::string& name : names) {
-        if (serializer.beginElement() || serializer::serialize(serializer, name) ||
-            serializer.endElement()) {
-            return true;
-        }
-    }
-    return serializer.endArray();
+// Writes one element of an array. Returns whether that succeeded.
+bool serializeName(util::serializer::IStructuredSerializer& serializer, const std::string& name) {
+    return !serializer.beginElement() && !serializer::serialize(serializer, name) &&
+           !serializer.endElement();
 }
 
-// Writes a whole payload. Returns true on failure, also if the mime type has no serializer.
+// Writes the names as one array. Returns whether that succeeded.
+bool serializeNames(util::serializer::IStructuredSerializer& serializer,
+                    const std::vector<std::string>& names) {
+    return !serializer.beginArray() &&
+           std::all_of(names.begin(), names.end(),
+                       [&](const std::string& name) { return serializeName(serializer, name); }) &&
+           !serializer.endArray();
+}
+
+// Writes a whole payload. Returns whether that succeeded; reports a mime type without serializer.
 bool serializeNames(const std::string& mimeType, const std::vector<std::string>& names,
                     util::ByteBufferWriter& writer) {
     const std::unique_ptr<util::serializer::IStructuredSerializer> serializer(
@@ -41,11 +41,11 @@ bool serializeNames(const std::string& mimeType, const std::vector<std::string>&
     if (!serializer) {
         detail::report({"src/core/servicecomposition/RootHandler", __LINE__},
                        errors::UndefinedMimeType, mimeType);
-        return true;
+        return false;
     }
     unsigned long written = 0;
-    return serializer->beginSerialize(&writer, nullptr) || serializeNames(*serializer, names) ||
-           serializer->endSerialize(written);
+    return !serializer->beginSerialize(&writer, nullptr) && serializeNames(*serializer, names) &&
+           !serializer->endSerialize(written);
 }
 
 }  // namespace
@@ -73,14 +73,14 @@ void* StaticComposedKovaServiceImpl::RootHandler::actionRequest(
 }
 
 void StaticComposedKovaServiceImpl::RootHandler::cancelRequest(void* /*handle*/) noexcept {
-    // Nothing ever stays pending.
+    // No request stays pending.
 }
 
 bool StaticComposedKovaServiceImpl::RootHandler::sendUpdate(
     std::unique_ptr<IResponseHandler<Response>>& handler, const std::string& mimeType) {
     util::ByteBufferWriter writer(INITIAL_CAPACITY);
     detail::RecordedError error;
-    if (serializeNames(mimeType, names_, writer)) {
+    if (!serializeNames(mimeType, names_, writer)) {
         if (servicecomp::channel.isEnabled(4)) {
             servicecomp::channel.trace(
                 4, "[RootHandler::sendUpdate] can't serialize the body, reason='%s'",
