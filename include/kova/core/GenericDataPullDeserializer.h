@@ -129,21 +129,21 @@ private:
         Position position;
         util::config::Value const* node;
 
-        bool isConsumed() const noexcept;
+        KOVA_LOCAL bool isConsumed() const noexcept;
     };
 
-    bool push(FrameKind kind, const util::config::Value& node) noexcept;
-    bool atDictionary() const noexcept;
-    bool atArray() const noexcept;
-    util::config::Value const* readLeaf() noexcept;
-    Fields const* currentField() const noexcept;
+    KOVA_LOCAL bool push(FrameKind kind, const util::config::Value& node) noexcept;
+    KOVA_LOCAL bool atDictionary() const noexcept;
+    KOVA_LOCAL bool atArray() const noexcept;
+    KOVA_LOCAL util::config::Value const* readLeaf() noexcept;
+    KOVA_LOCAL Fields const* currentField() const noexcept;
 
-    void announceStruct(const Frame& frame) noexcept;
-    void announceArray(const Frame& frame) noexcept;
-    void announceLeaf(const util::config::Value& leaf) noexcept;
-    void announceText(util::serializer::EntryType type, std::string_view text) noexcept;
-    void announceEnd(FrameKind kind) noexcept;
-    bool consume(util::serializer::EntryType announced) noexcept;
+    KOVA_LOCAL void announceStruct(const Frame& frame) noexcept;
+    KOVA_LOCAL void announceArray(const Frame& frame) noexcept;
+    KOVA_LOCAL void announceLeaf(const util::config::Value& leaf) noexcept;
+    KOVA_LOCAL void announceText(util::serializer::EntryType type, std::string_view text) noexcept;
+    KOVA_LOCAL void announceEnd(FrameKind kind) noexcept;
+    KOVA_LOCAL bool consume(util::serializer::EntryType announced) noexcept;
 
     std::deque<Frame> frames_;
     util::config::Value const* root_;

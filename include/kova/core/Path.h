@@ -170,8 +170,8 @@ public:
                                       const zel::UUID& replacement) noexcept;
 
 private:
-    std::string const* find(unsigned long index) const noexcept;
-    void append(std::string_view text) noexcept;
+    KOVA_LOCAL std::string const* find(unsigned long index) const noexcept;
+    KOVA_LOCAL void append(std::string_view text) noexcept;
 
     std::list<std::string> parts_;
     bool absolute_ = false;

@@ -39,7 +39,7 @@ private:
         void operator()(AlarmEngine* engine) const noexcept;
     };
 
-    AlarmEngine& engine();
+    OSAL_LOCAL AlarmEngine& engine();
 
     Clock* clock_ = nullptr;
     std::once_flag made_;

@@ -42,7 +42,7 @@ public:
     void stop() noexcept;
 
 private:
-    static void expired(void* user);
+    OSAL_LOCAL static void expired(void* user);
 
     const Callback callback_;
     const bool periodic_;

@@ -42,9 +42,9 @@ public:
 
 private:
     friend class Channel;
-    SharedChannelMap();
-    void add(Channel& channel);
-    void remove(Channel& channel) noexcept;
+    ZEL_LOCAL SharedChannelMap();
+    ZEL_LOCAL void add(Channel& channel);
+    ZEL_LOCAL void remove(Channel& channel) noexcept;
 
     struct State;
     std::unique_ptr<State> state_;

@@ -89,14 +89,14 @@ public:
 
 private:
     friend class ErrorOutput;
-    static ErrorStorage& makeCurrent() noexcept;
-    void close() noexcept;
+    ZEL_LOCAL static ErrorStorage& makeCurrent() noexcept;
+    ZEL_LOCAL void close() noexcept;
     /// Returns false when the storage is closed.
     bool replace(const ErrorType& type, int number, char const* file, int line) noexcept;
-    void dropDetails() const noexcept;
+    ZEL_LOCAL void dropDetails() const noexcept;
     const std::string& describe() const noexcept;
-    void keep(const ErrorType& type, int number, char const* file, int line,
-              std::string_view reason) noexcept;
+    ZEL_LOCAL void keep(const ErrorType& type, int number, char const* file, int line,
+                        std::string_view reason) noexcept;
 
     ErrorType const* type_ = nullptr;
     int number_ = 0;

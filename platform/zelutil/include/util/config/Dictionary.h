@@ -54,8 +54,8 @@ public:
 private:
     friend class TreeBuilder;
     /// Does what `add` does, for a key that is greater than all present ones.
-    bool append(std::string_view key, Value* value) noexcept;
-    static bool put(Value** place, Value* value) noexcept;
+    UTIL_LOCAL bool append(std::string_view key, Value* value) noexcept;
+    UTIL_LOCAL static bool put(Value** place, Value* value) noexcept;
     Value** destroyLeaves(NodeReleases& releases) noexcept override;
     Value* popChild() noexcept override;
 

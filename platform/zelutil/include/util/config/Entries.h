@@ -193,15 +193,15 @@ private:
     const_iterator at(std::size_t number, const value_type* entry) const noexcept {
         return {page(number), entry, restBegin() + number, restEnd()};
     }
-    std::size_t pageOf(std::string_view key) const noexcept;
-    bool hasSpareCapacity() const noexcept;
+    UTIL_LOCAL std::size_t pageOf(std::string_view key) const noexcept;
+    UTIL_LOCAL bool hasSpareCapacity() const noexcept;
     Value** insert(std::size_t number, std::size_t place, std::string_view key);
-    Value** findOrInsert(std::string_view key);
-    void split(std::size_t number, std::size_t cut);
-    void erasePage(std::size_t number) noexcept;
+    UTIL_LOCAL Value** findOrInsert(std::string_view key);
+    UTIL_LOCAL void split(std::size_t number, std::size_t cut);
+    UTIL_LOCAL void erasePage(std::size_t number) noexcept;
     // These remove all entries, from the last one on. `size` is not updated until all are removed.
-    Page& lastPage() noexcept;
-    bool dropLastPage() noexcept;
+    UTIL_LOCAL Page& lastPage() noexcept;
+    UTIL_LOCAL bool dropLastPage() noexcept;
 
     Page first_;
     std::unique_ptr<Rest> rest_;  // null until there is a second page

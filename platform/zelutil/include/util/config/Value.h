@@ -179,7 +179,7 @@ private:
     /// that `NodeBlocks` allocates.
     enum class Memory : std::uint8_t { Own, Labelled, Aligned };
 
-    const Value* find(std::string_view key) const noexcept;
+    UTIL_LOCAL const Value* find(std::string_view key) const noexcept;
 
     Kind kind_;
     Memory memory_ = Memory::Own;
