@@ -56,7 +56,7 @@ kova_install_layer(zelcommon SOURCE ${PROJECT_SOURCE_DIR}/platform/zelcommon/inc
   INCLUDE ${kova_platform_include_dir} REQUIRES kova-osal REQUIRES_PRIVATE fmt)
 kova_install_layer(zelutil SOURCE ${PROJECT_SOURCE_DIR}/platform/zelutil/include
   INCLUDE ${kova_platform_include_dir} REQUIRES kova-zelcommon
-  REQUIRES_PRIVATE fmt simdjson libcbor nettle)
+  REQUIRES_PRIVATE fmt simdjson nettle)
 kova_install_layer(kova_core SOURCE ${PROJECT_SOURCE_DIR}/include
   INCLUDE ${CMAKE_INSTALL_INCLUDEDIR} REQUIRES kova-zelutil REQUIRES_PRIVATE fmt)
 

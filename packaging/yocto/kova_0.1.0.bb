@@ -7,7 +7,7 @@ SECTION = "libs"
 # The source tree states no licence.
 LICENSE = "CLOSED"
 
-DEPENDS = "fmt simdjson libcbor nettle"
+DEPENDS = "fmt simdjson nettle"
 
 inherit cmake pkgconfig externalsrc
 

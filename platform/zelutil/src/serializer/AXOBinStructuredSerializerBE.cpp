@@ -1,7 +1,5 @@
 #include "util/serializer/AXOBinStructuredSerializerBE.h"
 
-#include <cbor/encoding.h>
-
 #include <cstring>
 
 #include "BigEndian.h"
@@ -85,12 +83,6 @@ inline bool putHead(ByteBufferWriter& writer, std::uint64_t argument) {
                [=](unsigned char* target) { return encodeHead<KIND>(argument, target); });
 }
 
-template <auto ENCODE, class Value>
-bool putWith(ByteBufferWriter& writer, Value value) {
-    return put(writer, MAX_HEAD,
-               [=](unsigned char* target) { return target + ENCODE(value, target, MAX_HEAD); });
-}
-
 template <unsigned char KIND>
 inline bool putBytes(ByteBufferWriter& writer, std::string_view bytes) {
     return put(writer, MAX_HEAD + bytes.size(), [=](unsigned char* target) {
@@ -149,7 +141,13 @@ inline bool AXOBinStructuredSerializerBE::putUnsigned(std::uint64_t value) {
 }
 
 inline bool AXOBinStructuredSerializerBE::putFloat(float value) {
-    return putWith<cbor_encode_single>(writer(), value);
+    return put(writer(), MAX_HEAD, [=](unsigned char* target) {
+        std::uint32_t bits = 0;
+        std::memcpy(&bits, &value, sizeof(bits));
+        target[0] = SINGLE_BYTE;
+        storeFour(bits, target + 1);
+        return target + 1 + sizeof(bits);
+    });
 }
 
 inline bool AXOBinStructuredSerializerBE::putDouble(double value) {
@@ -174,7 +172,7 @@ inline bool AXOBinStructuredSerializerBE::putPacked(NumberType type, void const*
                                                     std::size_t count) {
     const PackedType& packed = PACKED_TYPES[static_cast<std::size_t>(type)];
     const std::size_t length = count * packed.size;
-    if (putWith<cbor_encode_tag>(writer(), packed.tag) || putHead<BYTES>(writer(), length)) {
+    if (putHead<TAG>(writer(), packed.tag) || putHead<BYTES>(writer(), length)) {
         return true;
     }
     unsigned char* const bytes = writer().extend(length);

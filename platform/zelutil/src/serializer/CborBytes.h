@@ -11,6 +11,7 @@ constexpr unsigned char UNSIGNED = 0x00;
 constexpr unsigned char NEGATIVE = 0x20;
 constexpr unsigned char BYTES = 0x40;
 constexpr unsigned char TEXT = 0x60;
+constexpr unsigned char TAG = 0xC0;
 /// @}
 
 /// The greatest argument within the first byte.
@@ -27,12 +28,16 @@ constexpr std::size_t MAX_HEAD = 9;
 /// @{
 /// The first bytes of items that have no argument; the bits of a double follow its first byte.
 /// Array and map are those that end with a break.
+constexpr unsigned char BYTES_CHUNKS_BYTE = 0x5F;
+constexpr unsigned char TEXT_CHUNKS_BYTE = 0x7F;
 constexpr unsigned char ARRAY_BYTE = 0x9F;
 constexpr unsigned char MAP_BYTE = 0xBF;
 constexpr unsigned char FALSE_BYTE = 0xF4;
 constexpr unsigned char TRUE_BYTE = 0xF5;
 constexpr unsigned char NULL_BYTE = 0xF6;
 constexpr unsigned char UNDEFINED_BYTE = 0xF7;
+constexpr unsigned char HALF_BYTE = 0xF9;
+constexpr unsigned char SINGLE_BYTE = 0xFA;
 constexpr unsigned char DOUBLE_BYTE = 0xFB;
 constexpr unsigned char BREAK_BYTE = 0xFF;
 /// @}

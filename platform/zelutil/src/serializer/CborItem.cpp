@@ -1,81 +1,21 @@
 #include "CborItem.h"
 
-#include <cbor/streaming.h>
-
 #include <array>
+#include <cmath>
+#include <cstring>
 #include <iterator>
+#include <limits>
 
 #include "BigEndian.h"
 #include "CborBytes.h"
 
-// The C library calls one of 24 functions for each item. They only store the item, so that all work
-// that can fail or throw is done outside of the C library.
 namespace util::serializer {
 
 namespace {
 
 using Kind = CborItem::Kind;
 
-CborItem& item(void* context) noexcept {
-    return *static_cast<CborItem*>(context);
-}
-
-template <Kind KIND>
-void take(void* context) noexcept {
-    item(context).kind = KIND;
-}
-
-template <Kind KIND, class Number>
-void takeNumber(void* context, Number number) noexcept {
-    item(context).kind = KIND;
-    item(context).number = number;
-}
-
-template <Kind KIND, class Real>
-void takeReal(void* context, Real real) noexcept {
-    item(context).kind = KIND;
-    item(context).real = real;
-}
-
-template <Kind KIND>
-void takeBytes(void* context, cbor_data data, std::size_t size) noexcept {
-    item(context).kind = KIND;
-    item(context).bytes = {reinterpret_cast<char const*>(data), size};
-}
-
-constexpr cbor_callbacks makeCallbacks() noexcept {
-    cbor_callbacks callbacks{};
-    callbacks.uint8 = takeNumber<Kind::Unsigned, std::uint8_t>;
-    callbacks.uint16 = takeNumber<Kind::Unsigned, std::uint16_t>;
-    callbacks.uint32 = takeNumber<Kind::Unsigned, std::uint32_t>;
-    callbacks.uint64 = takeNumber<Kind::Unsigned, std::uint64_t>;
-    callbacks.negint8 = takeNumber<Kind::Negative, std::uint8_t>;
-    callbacks.negint16 = takeNumber<Kind::Negative, std::uint16_t>;
-    callbacks.negint32 = takeNumber<Kind::Negative, std::uint32_t>;
-    callbacks.negint64 = takeNumber<Kind::Negative, std::uint64_t>;
-    callbacks.byte_string = takeBytes<Kind::Bytes>;
-    callbacks.byte_string_start = take<Kind::BytesChunks>;
-    callbacks.string = takeBytes<Kind::Text>;
-    callbacks.string_start = take<Kind::TextChunks>;
-    callbacks.array_start = takeNumber<Kind::Array, std::size_t>;
-    callbacks.indef_array_start = take<Kind::OpenArray>;
-    callbacks.map_start = takeNumber<Kind::Map, std::size_t>;
-    callbacks.indef_map_start = take<Kind::OpenMap>;
-    callbacks.tag = takeNumber<Kind::Tag, std::uint64_t>;
-    callbacks.float2 = takeReal<Kind::Float, float>;
-    callbacks.float4 = takeReal<Kind::Float, float>;
-    callbacks.float8 = takeReal<Kind::Double, double>;
-    callbacks.boolean = takeNumber<Kind::Boolean, bool>;
-    callbacks.null = take<Kind::Null>;
-    callbacks.undefined = take<Kind::Undefined>;
-    callbacks.indef_break = take<Kind::Break>;
-    return callbacks;
-}
-
-constexpr cbor_callbacks CALLBACKS = makeCallbacks();
-
-// A head that consists of one byte. Most heads do. They are decoded with a table, which needs a
-// third of the instructions of the library.
+// A head that consists of one byte. Most heads do, and are looked up in a table.
 struct ShortHead {
     bool isWhole;
     Kind kind;
@@ -107,15 +47,65 @@ constexpr std::array<ShortHead, 256> SHORT_HEADS = makeShortHeads();
 static_assert(SHORT_HEADS[0x77].kind == Kind::Text && SHORT_HEADS[0x77].number == 23);
 static_assert(!SHORT_HEADS[0x78].isWhole && !SHORT_HEADS[0xC0].isWhole);
 
-// Heads with a number after the first byte are decoded here, too, except tags and floats. This
-// needs a third of the instructions of the library, which decodes all other items.
 constexpr unsigned char MAJOR_BITS = 5;
-constexpr Kind LONG_KINDS[] = {Kind::Unsigned, Kind::Negative, Kind::Bytes,
-                               Kind::Text,     Kind::Array,    Kind::Map};
+constexpr Kind LONG_KINDS[] = {Kind::Unsigned, Kind::Negative, Kind::Bytes, Kind::Text,
+                               Kind::Array,    Kind::Map,      Kind::Tag};
+static_assert(TAG >> MAJOR_BITS == std::size(LONG_KINDS) - 1);
 
+// Decodes a half-precision float (RFC 8949, appendix D).
+double halfOf(std::uint16_t bits) noexcept {
+    const int exponent = bits >> 10 & 0x1F;
+    const int mantissa = bits & 0x3FF;
+    double value = 0;
+    if (exponent == 0x1F) {
+        value = mantissa == 0 ? std::numeric_limits<double>::infinity()
+                              : std::numeric_limits<double>::quiet_NaN();
+    } else if (exponent == 0) {
+        value = std::ldexp(mantissa, -24);
+    } else {
+        value = std::ldexp(mantissa + 0x400, exponent - 25);
+    }
+    return (bits & 0x8000) != 0 ? -value : value;
+}
+
+double singleOf(std::uint32_t bits) noexcept {
+    float value = 0;
+    std::memcpy(&value, &bits, sizeof(value));
+    return static_cast<double>(value);
+}
+
+double doubleOf(std::uint64_t bits) noexcept {
+    double value = 0;
+    std::memcpy(&value, &bits, sizeof(value));
+    return value;
+}
+
+// Decodes an item without a place in the tables: a float, a short tag, or the head of a string in
+// chunks.
 std::size_t decodeOther(unsigned char const* bytes, std::size_t size, CborItem& item) noexcept {
-    const cbor_decoder_result result = cbor_stream_decode(bytes, size, &CALLBACKS, &item);
-    return result.status == CBOR_DECODER_FINISHED ? result.read : 0;
+    const unsigned char first = bytes[0];
+    if (first == BYTES_CHUNKS_BYTE || first == TEXT_CHUNKS_BYTE) {
+        item.kind = first == BYTES_CHUNKS_BYTE ? Kind::BytesChunks : Kind::TextChunks;
+        return 1;
+    }
+    if (first >= TAG && first <= TAG + MAX_SHORT) {
+        item.kind = Kind::Tag;
+        item.number = first - TAG;
+        return 1;
+    }
+    if (first < HALF_BYTE || first > DOUBLE_BYTE) {
+        return 0;
+    }
+    const std::size_t width = std::size_t{2} << (first - HALF_BYTE);
+    if (size < 1 + width) {
+        return 0;
+    }
+    const std::uint64_t bits = loadNumber(bytes + 1, width);
+    item.kind = first == DOUBLE_BYTE ? Kind::Double : Kind::Float;
+    item.real = first == HALF_BYTE     ? halfOf(static_cast<std::uint16_t>(bits))
+                : first == DOUBLE_BYTE ? doubleOf(bits)
+                                       : singleOf(static_cast<std::uint32_t>(bits));
+    return 1 + width;
 }
 
 std::size_t decodeLongHead(unsigned char const* bytes, std::size_t size, CborItem& item) noexcept {

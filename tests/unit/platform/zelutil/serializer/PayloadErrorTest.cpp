@@ -78,6 +78,7 @@ constexpr Row BINARY_ROWS[] = {
     {"bf6161ff", "a: expected a value, found a break (byte 3)"},
     {"3bffffffffffffffff", "expected an integer of 64 bits, found one below -2^63 (byte 0)"},
     {"c001", "expected the tag of a typed array, found the tag 0 (byte 0)"},
+    {"c601", "expected the tag of a typed array, found the tag 6 (byte 0)"},
     {"d84943010203", "expected a whole number of items, found a part of one (byte 2)"},
     {"5f6161ff", "expected a chunk of the string or its end, found a string (byte 1)"},
     {"a2616101616282f6c1", "b[1]: expected the tag of a typed array, found the tag 1 (byte 8)"},
