@@ -80,7 +80,8 @@ public:
     void record(const ErrorType& type, int number, char const* file, int line,
                 Arguments&&... arguments) noexcept {
         static_assert(std::is_base_of_v<ErrorDetails, Details>);
-        static_assert(sizeof(Details) <= DETAILS_SIZE && alignof(Details) <= alignof(void*));
+        static_assert(sizeof(Details) <= DETAILS_SIZE);
+        static_assert(alignof(Details) <= alignof(void*));
         static_assert(std::is_nothrow_constructible_v<Details, Arguments&&...>);
         if (replace(type, number, file, line)) {
             details_ = new (place_) Details(std::forward<Arguments>(arguments)...);

@@ -7,6 +7,7 @@
 namespace zel {
 
 /// One row of an error catalogue.
+// NOLINTNEXTLINE(clang-analyzer-optin.performance.Padding): order fixed by the interface
 struct ErrorID {
     /// Number of the error, equal to its index in the catalogue.
     int number;

@@ -213,7 +213,7 @@ inline bool AXOBinStructuredSerializerBE::putFieldBegin(std::string_view name, b
 
 // Decodes the bytes that were written, which are well-formed apart from the missing end.
 void AXOBinStructuredSerializerBE::locate(std::string_view written, bool isInItem,
-                                          FieldPath& path) const noexcept {
+                                          FieldPath& path) noexcept {
     path = pathOfCborEnd(written, isInItem);
 }
 

@@ -42,7 +42,8 @@ private:
     static bool putElementBegin(bool first);
     bool putEmptyElement(bool first);
     bool putFieldBegin(std::string_view name, bool first);
-    void locate(std::string_view written, bool isInItem, FieldPath& path) const noexcept;
+    UTIL_LOCAL static void locate(std::string_view written, bool isInItem,
+                                  FieldPath& path) noexcept;
 };
 
 extern template class SequencedSerializer<AXOBinStructuredSerializerBE>;

@@ -43,7 +43,7 @@ private:
     bool putElementBegin(bool first);
     bool putEmptyElement(bool first);
     bool putFieldBegin(std::string_view name, bool first);
-    void locate(std::string_view written, bool isInItem, FieldPath& path) const noexcept;
+    UTIL_LOCAL void locate(std::string_view written, bool isInItem, FieldPath& path) const noexcept;
     bool putEnd(char bracket, bool empty);
     bool putSeparator(bool first);
     bool putLineBreak();

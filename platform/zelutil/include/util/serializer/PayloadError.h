@@ -15,7 +15,8 @@ namespace util::serializer {
 ///
 /// Later failures do not replace the first one until the next `beginSerialize` or
 /// `beginDeserialize` of the object. The text of the reason is composed when it is read for the
-/// first time. For this purpose a malformed JSON text is kept.
+/// first time. For this purpose the thread keeps a malformed JSON text of up to 1 MiB until its
+/// next error; in a longer one the byte is located at once.
 UTIL_API extern const zel::ErrorType PayloadError;
 
 /// The numbers of the catalogue.

@@ -5,6 +5,7 @@
 #include <limits>
 
 #include "Payloads.h"
+#include "serializer/JsonScan.h"
 #include "support/Reports.h"
 #include "zel/ErrorStorage.h"
 
@@ -383,6 +384,16 @@ TEST_F(PayloadErrorTest, ReasonOutlivesReaderAndPayload) {
         EXPECT_FALSE(pull.begun);
     }
     EXPECT_EQ(reason(), "expected ',' or ']', found '2' (byte 5003)");
+}
+
+TEST_F(PayloadErrorTest, MistakeInATextThatIsTooLongToBeKeptIsNamed) {
+    for (const std::size_t size : {JsonFailure::MAX_KEPT, JsonFailure::MAX_KEPT + 1}) {
+        std::string text(size - 5, ' ');
+        text += "[1 2]";
+        EXPECT_FALSE(JsonPull(text).begun);
+        EXPECT_EQ(reason(),
+                  "expected ',' or ']', found '2' (byte " + std::to_string(size - 2) + ")");
+    }
 }
 
 }  // namespace
