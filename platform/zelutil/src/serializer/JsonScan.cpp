@@ -86,9 +86,10 @@ FieldPath JsonScan::path() const noexcept {
 // All functions below return true on a mistake, or if the requested position is reached.
 
 bool JsonScan::scan() noexcept {
-    bool stopped = takeValue();
-    while (!stopped && depth_ != 0) {
-        stopped = takeAfterValue();
+    isValueNext_ = true;
+    bool stopped = false;
+    while (!stopped && (isValueNext_ || depth_ != 0)) {
+        stopped = std::exchange(isValueNext_, false) ? takeValue() : takeAfterValue();
     }
     return stopped;
 }
@@ -109,13 +110,19 @@ bool JsonScan::beginEvent() noexcept {
     return isFound_;
 }
 
+// Begins an element or field, whose value comes next.
+void JsonScan::beginItem() noexcept {
+    levels_[depth_ - 1].isInItem = true;
+    isValueNext_ = true;
+}
+
 void JsonScan::skipSpace() noexcept {
     while (!atEnd() && isSpace(next())) {
         ++at_;
     }
 }
 
-// Consumes a scalar, or the beginning of an array or object and of its first item.
+// Consumes a scalar, or the beginning of an array or object up to its first value.
 bool JsonScan::takeValue() noexcept {
     skipSpace();
     if (!atEnd() && beginEvent()) {
@@ -157,11 +164,11 @@ bool JsonScan::takeContainer(bool isObject) noexcept {
     if (next() == ',' || next() == '}' || next() == ':' || atEnd()) {
         return fail("a value or ']'");
     }
-    levels_[depth_ - 1].isInItem = true;
-    return takeValue();
+    beginItem();
+    return false;
 }
 
-// Consumes a key, and as much of its value as `takeValue` consumes.
+// Consumes a key up to its value.
 bool JsonScan::takeKey() noexcept {
     skipSpace();
     if (next() != '"') {
@@ -180,11 +187,11 @@ bool JsonScan::takeKey() noexcept {
         return fail("':'");
     }
     ++at_;
-    levels_[depth_ - 1].isInItem = true;
-    return takeValue();
+    beginItem();
+    return false;
 }
 
-// Consumes the text after a value in an array or object: its end, or the next element or field.
+// Consumes the text after a value in an array or object: its end, or the text up to the next value.
 bool JsonScan::takeAfterValue() noexcept {
     Level& level = levels_[depth_ - 1];
     level.isInItem = false;
@@ -201,9 +208,9 @@ bool JsonScan::takeAfterValue() noexcept {
     if (level.isObject) {
         return takeKey();
     }
-    level.isInItem = true;
     ++level.index;
-    return takeValue();
+    beginItem();
+    return false;
 }
 
 bool JsonScan::takeString(char const* what) noexcept {

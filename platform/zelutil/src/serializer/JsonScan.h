@@ -64,6 +64,7 @@ private:
     bool takeDigits() noexcept;
     bool takeWord(std::string_view word) noexcept;
     bool beginEvent() noexcept;
+    void beginItem() noexcept;
     void skipSpace() noexcept;
     char next() const noexcept { return at_ < text_.size() ? text_[at_] : '\0'; }
     bool atEnd() const noexcept { return at_ == text_.size(); }
@@ -79,6 +80,7 @@ private:
     std::size_t depth_ = 0;
     std::uint32_t event_ = NO_EVENT;
     bool isFound_ = false;
+    bool isValueNext_ = false;
     Phrase expected_;
     Phrase found_;
     std::array<Level, MAX_NESTING_DEPTH> levels_;
