@@ -10,10 +10,10 @@ namespace kova::detail {
 /// Whether the error storage of the platform counts the errors that its thread records. A device's
 /// own platform need not.
 template <class Storage, class = void>
-constexpr bool COUNTS_ERRORS = false;
+struct CountsErrors : std::false_type {};
 template <class Storage>
-constexpr bool COUNTS_ERRORS<Storage, std::void_t<decltype(std::declval<Storage&>().count())>> =
-    true;
+struct CountsErrors<Storage, std::void_t<decltype(std::declval<Storage&>().count())>>
+    : std::true_type {};
 
 /// The error that the calling thread records between the construction of this object and a failing
 /// call. An error that was recorded before belongs to other code: it is neither shown nor
@@ -38,14 +38,14 @@ public:
 
 private:
     static unsigned long count(const Storage& storage) noexcept {
-        if constexpr (COUNTS_ERRORS<const Storage>) {
+        if constexpr (CountsErrors<const Storage>::value) {
             return storage.count();
         } else {
             return 0;
         }
     }
     bool exists() const noexcept {
-        return !COUNTS_ERRORS<const Storage> || count(storage_) != before_;
+        return !CountsErrors<const Storage>::value || count(storage_) != before_;
     }
 
     Storage& storage_;

@@ -117,7 +117,7 @@ bool JSONStructuredSerializerOld::putLineBreak() {
 }
 
 void JSONStructuredSerializerOld::locate(std::string_view written, bool isInItem,
-                                         FieldPath& path) const noexcept {
+                                         FieldPath& path) noexcept {
     JsonScan scan(written);
     scan.findEnd(isInItem);
     path = scan.path();

@@ -43,7 +43,8 @@ private:
     bool putElementBegin(bool first);
     bool putEmptyElement(bool first);
     bool putFieldBegin(std::string_view name, bool first);
-    UTIL_LOCAL void locate(std::string_view written, bool isInItem, FieldPath& path) const noexcept;
+    UTIL_LOCAL static void locate(std::string_view written, bool isInItem,
+                                  FieldPath& path) noexcept;
     bool putEnd(char bracket, bool empty);
     bool putSeparator(bool first);
     bool putLineBreak();
