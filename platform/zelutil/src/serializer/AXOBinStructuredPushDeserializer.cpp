@@ -107,8 +107,8 @@ FieldPath pathOfCborEnd(std::string_view written, bool isInItem) noexcept {
         static_cast<void>(CborReplay(reinterpret_cast<unsigned char const*>(written.data()),
                                      written.size(), MAX_NESTING_DEPTH, RecordTarget(record))
                               .run());
-    } catch (const std::bad_alloc&) {
-        return {};  // collecting a typed array allocates memory
+    } catch (const std::bad_alloc&) {  // GCOVR_EXCL_BR_LINE: only bad_alloc is handled
+        return {};                     // collecting a typed array allocates memory
     }
     FieldPath path;
     record.addPathOfNext(path, isInItem);
@@ -123,17 +123,19 @@ bool AXOBinStructuredPushDeserializer::beginDeserialize(ByteBufferReader* reader
     const bool failed = !hasBoth || order_ != Endianess::Big;
     reader_ = failed ? nullptr : reader;
     target_ = failed ? nullptr : target;
-    return failed && failBegin(hasBoth);
+    if (failed) {
+        recordWrongBegin(hasBoth);
+    }
+    return failed;
 }
 
-bool AXOBinStructuredPushDeserializer::failBegin(bool hasBoth) {
+void AXOBinStructuredPushDeserializer::recordWrongBegin(bool hasBoth) noexcept {
     if (!hasBoth) {
         recordFailure(hasFailed_, CallOutOfPlace, "a reader and a target", "none");
     } else {
         recordFailure(hasFailed_, CallOutOfPlace, "the byte order 1 (big-endian)",
                       Phrase::ofSigned("", static_cast<int>(order_)));
     }
-    return true;
 }
 
 // Replays the payload and returns true on failure. If the target is a recorder, the events are
@@ -144,20 +146,29 @@ bool AXOBinStructuredPushDeserializer::replayFails(std::string_view payload) {
     IStructuredSerializer& target = *target_;
     if (typeid(target) != typeid(Recorder)) {
         CborReplay replay(bytes, payload.size(), nestingLimit_, SerializerTarget(target));
-        return replay.run() && fail(replay.mistake(), payload, nestingLimit_, nullptr);
+        const bool failed = replay.run();
+        if (failed) {
+            recordMistake(replay.mistake(), payload, nestingLimit_, nullptr);
+        }
+        return failed;
     }
     return static_cast<Recorder&>(target).recordValue([&](Record& record, std::size_t levels) {
         const auto limit = std::min(nestingLimit_, static_cast<unsigned int>(levels));
         CborReplay replay(bytes, payload.size(), limit, RecordTarget(record));
-        return replay.run() && fail(replay.mistake(), payload, limit, &record);
+        const bool failed = replay.run();
+        if (failed) {
+            recordMistake(replay.mistake(), payload, limit, &record);
+        }
+        return failed;
     });
 }
 
-// Stores the mistake as the thread's latest error and returns true. If there is no mistake, the
+// Stores the mistake as the thread's latest error. If there is no mistake, the
 // target refused a call: a serializer has stored the reason itself, a record refuses calls only if
 // memory is exhausted.
-bool AXOBinStructuredPushDeserializer::fail(const CborMistake& mistake, std::string_view payload,
-                                            unsigned int limit, Record const* record) noexcept {
+void AXOBinStructuredPushDeserializer::recordMistake(const CborMistake& mistake,
+                                                     std::string_view payload, unsigned int limit,
+                                                     Record const* record) noexcept {
     if (mistake && !hasFailed_) {
         zel::ErrorStorage::current().record<CborFailure>(PayloadError, mistake.number, FILE_NAME,
                                                          __LINE__, mistake, payload, limit, record);
@@ -165,7 +176,6 @@ bool AXOBinStructuredPushDeserializer::fail(const CborMistake& mistake, std::str
         recordNoMemory(hasFailed_);
     }
     hasFailed_ = true;
-    return true;
 }
 
 int AXOBinStructuredPushDeserializer::deserialize() {
@@ -184,7 +194,7 @@ int AXOBinStructuredPushDeserializer::deserialize() {
         recordNoMemory(hasFailed_);
         return FAILED;
     }
-    hasFailed_ = hasFailed_ || !done_;  // keeps the reason that the target stored
+    hasFailed_ = !done_;  // also if the target refused the payload and stored the reason
     return done_ ? DONE : FAILED;
 }
 

@@ -111,7 +111,10 @@ private:
     }
     bool failItem(char const* expected) noexcept { return fail(bytes_.at, expected); }
     bool isTooDeep(unsigned char const* at) noexcept {
-        return top_ == deepest_ && fail(at, "no more levels than ", nullptr, NestingTooDeep);
+        if (top_ != deepest_) {
+            return false;
+        }
+        return fail(at, "no more levels than ", nullptr, NestingTooDeep);
     }
 
     Bytes bytes_;
@@ -145,7 +148,10 @@ bool CborReplay<Target>::run() {
             return true;
         }
     }
-    return bytes_.left != 0 && failItem("the end of the payload");
+    if (bytes_.left != 0) {
+        return failItem("the end of the payload");
+    }
+    return false;
 }
 
 template <class Target>

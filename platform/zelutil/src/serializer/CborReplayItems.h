@@ -120,8 +120,11 @@ bool CborReplay<Target>::collect(Kind kind) {
         if (next(chunk)) {
             return failItem(CHUNK);
         }
+        if (chunk.kind == Kind::Break) {
+            return false;
+        }
         if (chunk.kind != wanted) {
-            return chunk.kind != Kind::Break && fail(begin, CHUNK);
+            return fail(begin, CHUNK);
         }
         // A character must not be split between chunks.
         if (wanted == Kind::Text && !isUtf8(chunk.bytes)) {
@@ -144,7 +147,10 @@ bool CborReplay<Target>::takeTypedArray(std::uint64_t tag, unsigned char const* 
         return failItem(TYPED_ARRAY);
     }
     const bool isChunked = item.kind == Kind::BytesChunks;
-    if (isChunked ? collect(item.kind) : item.kind != Kind::Bytes && fail(content, TYPED_ARRAY)) {
+    if (!isChunked && item.kind != Kind::Bytes) {
+        return fail(content, TYPED_ARRAY);
+    }
+    if (isChunked && collect(item.kind)) {
         return true;
     }
     const std::string_view bytes = isChunked ? std::string_view(chunks_) : item.bytes;

@@ -39,9 +39,9 @@ public:
 
 private:
     UTIL_LOCAL bool replayFails(std::string_view payload);
-    UTIL_LOCAL bool failBegin(bool hasBoth);
-    UTIL_LOCAL bool fail(const CborMistake& mistake, std::string_view payload, unsigned int limit,
-                         Record const* record) noexcept;
+    UTIL_LOCAL void recordWrongBegin(bool hasBoth) noexcept;
+    UTIL_LOCAL void recordMistake(const CborMistake& mistake, std::string_view payload,
+                                  unsigned int limit, Record const* record) noexcept;
 
     Endianess order_;
     ByteBufferReader* reader_ = nullptr;

@@ -349,6 +349,22 @@ TEST_F(PayloadErrorTest, FirstFailureOfAPayloadCounts) {
     EXPECT_EQ(reason(), "expected null, found 1 (byte 0)");
 }
 
+TEST_F(PayloadErrorTest, FailureOfASecondReplayDoesNotReplaceTheFirst) {
+    AXOBinStructuredPushDeserializer from(Endianess::Big);
+    JSONStructuredSerializerOld to(true);
+    util::ByteBufferWriter writer(0);
+    const std::string payload = payloads::fromHex("81ff");
+    util::ByteBufferReader reader = payloads::readerOf(payload);
+    EXPECT_FALSE(to.beginSerialize(&writer, nullptr));
+    EXPECT_FALSE(from.beginDeserialize(&reader, &to));
+    EXPECT_EQ(from.deserialize(), IStructuredPushDeserializer::FAILED);
+    EXPECT_EQ(reason(), "expected a value, found a break (byte 1)");
+    ErrorStorage::current().acknowledge();
+    EXPECT_FALSE(to.beginSerialize(&writer, nullptr));
+    EXPECT_EQ(from.deserialize(), IStructuredPushDeserializer::FAILED);
+    EXPECT_FALSE(ErrorStorage::current().hasError());
+}
+
 TEST_F(PayloadErrorTest, FirstFailureOfAWrittenPayloadCounts) {
     AXOBinStructuredSerializerBE to;
     util::ByteBufferWriter writer(0);
