@@ -175,11 +175,15 @@ TEST_F(SymptomsTest, ExceptionFromOnNextPropagatesThroughTheResourceHandler) {
 
 TEST_F(SymptomsDeathTest, MisuseOfAMutexEndsTheProcessWithoutAMessage) {
     expectRow("the process ends with `Aborted` and no other message");
-    osal::Mutex locked;
-    locked.lock();
-    EXPECT_EXIT(locked.lock(), testing::KilledBySignal(SIGABRT), "^$");
-    locked.unlock();
-    EXPECT_EXIT(locked.unlock(), testing::KilledBySignal(SIGABRT), "^$");
+    // Locked in the child, too: a mutex that the parent has locked belongs to another thread there.
+    const auto lockTwice = [] {
+        osal::Mutex mutex;
+        mutex.lock();
+        mutex.lock();
+    };
+    EXPECT_EXIT(lockTwice(), testing::KilledBySignal(SIGABRT), "^$");
+    osal::Mutex unlocked;
+    EXPECT_EXIT(unlocked.unlock(), testing::KilledBySignal(SIGABRT), "^$");
     osal::Mutex recursive(true);
     recursive.lock();
     recursive.lock();
