@@ -22,9 +22,14 @@ constexpr Layer LAYERS[] = {
     {"osal", "platform/osal/include", "platform/osal/src"},
     {"zelcommon", "platform/zelcommon/include", "platform/zelcommon/src"},
     {"zelutil", "platform/zelutil/include", "platform/zelutil/src"},
-    {"core", "include", "src/core"},
+    {"core", "include/kova/core", "src/core"},
+    {"kit", "include/kova/kit", "src/kit"},
 };
-constexpr std::size_t CORE = std::size(LAYERS) - 1;
+constexpr std::size_t CORE = 3;
+
+// The folders that public headers are included from.
+constexpr char const* PUBLIC_ROOTS[] = {"platform/osal/include", "platform/zelcommon/include",
+                                        "platform/zelutil/include", "include"};
 
 constexpr char const* MODULES[] = {"formats",    "api",        "datatypes",         "utility",
                                    "serializer", "dovglobals", "servicecomposition"};
@@ -174,9 +179,7 @@ private:
     std::map<std::string, File>::const_iterator find(const std::string& from, std::size_t layer,
                                                      const std::string& name) const {
         std::vector<fs::path> folders = {fs::path(from).parent_path(), LAYERS[layer].privateRoot};
-        for (const Layer& other : LAYERS) {
-            folders.emplace_back(other.publicRoot);
-        }
+        folders.insert(folders.end(), std::begin(PUBLIC_ROOTS), std::end(PUBLIC_ROOTS));
         for (const Layer& other : LAYERS) {
             folders.emplace_back(other.privateRoot);
         }

@@ -1,0 +1,155 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <type_traits>
+#include <utility>
+#include <variant>
+
+#include "kova/core/Response.h"
+#include "kova/core/StatusCodes.h"
+#include "kova/kit/Export.h"
+
+namespace kova::kit {
+
+/// Why something failed: a status code and a message for people.
+///
+///     const kova::kit::Error error{404, "no such lamp"};
+///     const kova::Response response = error.toResponse();
+///     kova::kit::Error::of(response).message;  // "no such lamp"
+struct KOVA_KIT_API Error {
+    /// The status code, as in `kova::statuscodes`.
+    unsigned short code = statuscodes::INTERNAL_SERVER_ERROR;
+    /// One line without a line break at its end. May be empty.
+    std::string message;
+
+    /// Returns the code and the message of a response. The message is empty if the response is not
+    /// an error response.
+    static Error of(const Response& response);
+    /// Returns an error response. If the message is empty, the text of the code stands in its
+    /// place, so that the result always is an error response.
+    Response toResponse() const;
+    /// Returns the code, the text of the code and the message: "404 Not Found: no such lamp".
+    std::string toString() const;
+    /// Throws `KovaException` with `toResponse()`.
+    [[noreturn]] void raise() const;
+};
+
+/// @{
+/// Compares code and message.
+inline bool operator==(const Error& left, const Error& right) noexcept {
+    return left.code == right.code && left.message == right.message;
+}
+inline bool operator!=(const Error& left, const Error& right) noexcept {
+    return !(left == right);
+}
+/// @}
+
+/// A value, or the reason why there is none.
+///
+/// A value type without a lock, like the value that it holds. A default-constructed `Result<void>`
+/// is a success.
+///
+///     const auto half = [](int value) -> kova::kit::Result<int> {
+///         if (value % 2 != 0) return kova::kit::Error{400, "an odd number"};
+///         return value / 2;
+///     };
+///     int four = half(8).orThrow();
+///     if (auto result = half(7); !result) result.error().message;  // "an odd number"
+template <typename T>
+class [[nodiscard]] Result {
+    static_assert(std::is_object_v<T> && !std::is_same_v<std::decay_t<T>, Error>,
+                  "a result holds an object that is not an Error");
+
+public:
+    /// The type of the value.
+    using Value = T;
+
+    /// @{
+    /// Holds the value, or the error.
+    Result(const T& value) : content_(std::in_place_index<0>, value) {}
+    Result(T&& value) : content_(std::in_place_index<0>, std::move(value)) {}
+    Result(Error error) : content_(std::in_place_index<1>, std::move(error)) {}
+    /// @}
+
+    /// @{
+    /// Returns whether there is a value.
+    bool ok() const noexcept { return content_.index() == 0; }
+    explicit operator bool() const noexcept { return ok(); }
+    /// @}
+
+    /// @{
+    /// Returns the value. Throws `KovaException` if there is none. The reference lives as long as
+    /// the result.
+    const T& value() const& {
+        requireValue();
+        return *std::get_if<0>(&content_);
+    }
+    T& value() & {
+        requireValue();
+        return *std::get_if<0>(&content_);
+    }
+    T&& value() && { return std::move(value()); }
+    /// @}
+
+    /// @{
+    /// Accesses the value without a check; undefined if there is none.
+    const T& operator*() const& noexcept { return *std::get_if<0>(&content_); }
+    T& operator*() & noexcept { return *std::get_if<0>(&content_); }
+    T&& operator*() && noexcept { return std::move(*std::get_if<0>(&content_)); }
+    const T* operator->() const noexcept { return std::get_if<0>(&content_); }
+    T* operator->() noexcept { return std::get_if<0>(&content_); }
+    /// @}
+
+    /// Returns the value, or throws `KovaException`.
+    T orThrow() && { return std::move(*this).value(); }
+    T orThrow() const& { return value(); }
+    /// Returns the value, or `other` if there is none.
+    T valueOr(T other) const& { return ok() ? **this : std::move(other); }
+
+    /// Returns the reason. Undefined if there is a value. The reference lives as long as the
+    /// result.
+    const Error& error() const noexcept { return *std::get_if<1>(&content_); }
+
+private:
+    void requireValue() const {
+        if (!ok()) {
+            error().raise();
+        }
+    }
+
+    std::variant<T, Error> content_;
+};
+
+/// Success, or the reason of a failure.
+template <>
+class [[nodiscard]] Result<void> {
+public:
+    using Value = void;
+
+    /// A success.
+    Result() noexcept = default;
+    /// A failure.
+    Result(Error error) : error_(std::move(error)) {}
+
+    /// @{
+    /// Returns whether it is a success.
+    bool ok() const noexcept { return !error_; }
+    explicit operator bool() const noexcept { return ok(); }
+    /// @}
+
+    /// Throws `KovaException` if it is a failure.
+    void orThrow() const {
+        if (error_) {
+            error_->raise();
+        }
+    }
+
+    /// Returns the reason. Undefined if it is a success. The reference lives as long as the result.
+    const Error& error() const noexcept { return *error_; }
+
+private:
+    std::optional<Error> error_;
+};
+
+}  // namespace kova::kit
