@@ -9,9 +9,9 @@ using util::serializer::EntryType;
 
 namespace {
 
-template <typename Reader>
-void check(const std::string& script, const std::string& payload) {
-    payloads::Pull<Reader> pull(payload);
+template <typename Reader, bool DIRECT>
+void checkOne(const std::string& script, const std::string& payload) {
+    payloads::Pull<Reader, DIRECT> pull(payload);
     for (const char step : script) {
         const EntryType next = pull.peekNextEntry()->type;
         const bool failed = callPull(pull, static_cast<std::uint8_t>(step));
@@ -25,6 +25,23 @@ void check(const std::string& script, const std::string& payload) {
         require(pull.peekNextEntry()->type != EntryType::Failure, "all entries can be read");
     }
     require(pull.endDeserialize() != pull.begun, "endDeserialize succeeds after the last entry");
+}
+
+template <typename Reader>
+void check(const std::string& script, const std::string& payload) {
+    checkOne<Reader, true>(script, payload);
+    checkOne<Reader, false>(script, payload);
+    payloads::Pull<Reader, true> direct(payload);
+    payloads::Pull<Reader, false> replayed(payload);
+    require(direct.begun == replayed.begun, "both ways accept the same payloads");
+    while (direct.begun) {
+        auto const* const a = direct.getNextEntry();
+        auto const* const b = replayed.getNextEntry();
+        require(a->type == b->type && a->text == b->text, "both ways read the same entries");
+        if (a->type == EntryType::End) {
+            break;
+        }
+    }
 }
 
 }  // namespace

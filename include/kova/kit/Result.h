@@ -45,7 +45,7 @@ inline bool operator!=(const Error& left, const Error& right) noexcept {
 }
 /// @}
 
-/// A value, or the reason why there is none.
+/// A value, or the reason why it is missing.
 ///
 /// A value type without a lock, like the value that it holds. A default-constructed `Result<void>`
 /// is a success.
@@ -79,7 +79,7 @@ public:
     /// @}
 
     /// @{
-    /// Returns the value. Throws `KovaException` if there is none. The reference lives as long as
+    /// Returns the value. Throws `KovaException` for an error. The reference lives as long as
     /// the result.
     const T& value() const& {
         requireValue();
@@ -93,7 +93,7 @@ public:
     /// @}
 
     /// @{
-    /// Accesses the value without a check; undefined if there is none.
+    /// Accesses the value without a check; undefined for an error.
     const T& operator*() const& noexcept { return *std::get_if<0>(&content_); }
     T& operator*() & noexcept { return *std::get_if<0>(&content_); }
     T&& operator*() && noexcept { return std::move(*std::get_if<0>(&content_)); }
@@ -104,7 +104,7 @@ public:
     /// Returns the value, or throws `KovaException`.
     T orThrow() && { return std::move(*this).value(); }
     T orThrow() const& { return value(); }
-    /// Returns the value, or `other` if there is none.
+    /// Returns the value, or `other` for an error.
     T valueOr(T other) const& { return ok() ? **this : std::move(other); }
 
     /// Returns the reason. Undefined if there is a value. The reference lives as long as the

@@ -3,7 +3,7 @@
 #include <new>
 
 #include "api/CompactPrint.h"
-#include "api/Trees.h"
+#include "formats/Trees.h"
 #include "util/config/Scalars.h"
 
 namespace kova::messageheader {

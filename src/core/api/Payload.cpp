@@ -7,8 +7,8 @@
 
 #include "api/CompactPrint.h"
 #include "api/Report.h"
-#include "api/Trees.h"
 #include "formats/PayloadFormat.h"
+#include "formats/Trees.h"
 #include "kova/core/MimeTypes.h"
 #include "util/ByteBufferReader.h"
 #include "util/ByteBufferWriter.h"

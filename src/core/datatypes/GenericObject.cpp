@@ -4,7 +4,7 @@
 #include <new>
 #include <type_traits>
 
-#include "api/Trees.h"
+#include "formats/Trees.h"
 
 namespace kova {
 

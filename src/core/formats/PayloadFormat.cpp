@@ -5,6 +5,7 @@
 #include <new>
 #include <utility>
 
+#include "formats/Trees.h"
 #include "kova/core/JSONStructuredPullDeserializerOld.h"
 #include "kova/core/OwningPullFromPushDeserializer.h"
 #include "util/serializer/AXOBinStructuredPushDeserializer.h"
@@ -25,8 +26,18 @@ IStructuredSerializer* createJsonSerializer() {
     return new (std::nothrow) util::serializer::JSONStructuredSerializerOld(COMPACT);
 }
 
+// Returns a reader of a `Source` that was just made, or null if memory was exhausted.
+template <typename Source, typename Reader>
+IStructuredPullDeserializer* direct(Reader* reader) {
+    if (reader != nullptr) {
+        trees::readDirectly<Source>(*reader);
+    }
+    return reader;
+}
+
 IStructuredPullDeserializer* createJsonDeserializer() {
-    return new (std::nothrow) util::serializer::JSONStructuredPullDeserializerOld();
+    return direct<util::serializer::JSONStructuredPushDeserializerOld>(
+        new (std::nothrow) util::serializer::JSONStructuredPullDeserializerOld());
 }
 
 bool replayBinary(util::ByteBufferReader& reader, IStructuredSerializer& target) {
@@ -43,7 +54,8 @@ IStructuredSerializer* createBinarySerializer() {
 IStructuredPullDeserializer* createBinaryDeserializer() {
     auto source = std::make_unique<AXOBinStructuredPushDeserializer>(Endianess::Big);
     // Without memory for the object its constructor does not run, and the source stays here.
-    return new (std::nothrow) serializer::OwningPullFromPushDeserializer(std::move(source));
+    return direct<AXOBinStructuredPushDeserializer>(
+        new (std::nothrow) serializer::OwningPullFromPushDeserializer(std::move(source)));
 }
 
 constexpr PayloadFormat FORMATS[] = {

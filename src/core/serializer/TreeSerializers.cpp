@@ -6,13 +6,10 @@
 #include <new>
 #include <optional>
 #include <string>
-#include <typeinfo>
 #include <utility>
 #include <vector>
 
-#include "api/Trees.h"
-#include "kova/core/JSONStructuredPullDeserializerOld.h"
-#include "kova/core/OwningPullFromPushDeserializer.h"
+#include "formats/Trees.h"
 #include "util/config/Array.h"
 #include "util/config/Dictionary.h"
 #include "util/config/Scalars.h"
@@ -30,8 +27,6 @@ using util::config::Dictionary;
 using util::config::Value;
 using util::serializer::Entry;
 using util::serializer::EntryType;
-using util::serializer::JSONStructuredPullDeserializerOld;
-using util::serializer::PullFromPushDeserializer;
 
 namespace {
 
@@ -257,21 +252,10 @@ private:
     std::vector<Open> open_;
 };
 
-/// Returns the deserializer if it is one of this library's own, which can read a container as a
-/// whole; null otherwise. A derived class may have overridden how entries are read.
-PullFromPushDeserializer* asWholeReader(IStructuredPullDeserializer& deserializer) {
-    const std::type_info& type = typeid(deserializer);
-    const bool isOwn = type == typeid(OwningPullFromPushDeserializer) ||
-                       type == typeid(JSONStructuredPullDeserializerOld);
-    return isOwn ? static_cast<PullFromPushDeserializer*>(&deserializer) : nullptr;
-}
-
 template <typename Container>
 bool readTree(IStructuredPullDeserializer& deserializer, Container& root) {
-    if (PullFromPushDeserializer* const reader = asWholeReader(deserializer)) {
-        if (const std::optional<bool> failed = trees::readRest(*reader, root)) {
-            return *failed;
-        }
+    if (const std::optional<bool> failed = trees::readRest(deserializer, root)) {
+        return *failed;
     }
     try {
         return TreeReader(deserializer, root).read();

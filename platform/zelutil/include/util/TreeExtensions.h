@@ -99,11 +99,24 @@ inline bool parse(config::JSONParser& parser, std::string_view text,
     return parser.parseString(text, dictionary, array);
 }
 
+/// Lets a reader that the core has made use its shorter code paths, as described at
+/// `PullFromPushDeserializer::readDirectly`.
+template <typename Source>
+void readDirectly(serializer::PullFromPushDeserializer& reader) noexcept {
+    reader.readDirectly<Source>();
+}
+
 /// Reads the remaining entries of the struct or array that was begun last into `out`, without
-/// walking them one by one. Returns what `PullFromPushDeserializer::getRest` returns.
+/// walking them one by one. Returns what `PullFromPushDeserializer::getRest` returns, or nothing if
+/// the entries have to be walked because another class may change them.
 template <typename Container>
-std::optional<bool> readRest(serializer::PullFromPushDeserializer& reader, Container& out) {
-    return reader.getRest(out);
+std::optional<bool> readRest(serializer::IStructuredPullDeserializer& deserializer,
+                             Container& out) {
+    auto* const reader = dynamic_cast<serializer::PullFromPushDeserializer*>(&deserializer);
+    if (reader == nullptr || !reader->isWholeReader()) {
+        return std::nullopt;
+    }
+    return reader->getRest(out);
 }
 
 }  // namespace util::treeextensions

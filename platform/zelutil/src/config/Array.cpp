@@ -3,8 +3,8 @@
 #include <new>
 #include <stdexcept>
 
-#include "Cursor.h"
-#include "NodeBlocks.h"
+#include "config/Cursor.h"
+#include "config/NodeBlocks.h"
 
 namespace util::config {
 

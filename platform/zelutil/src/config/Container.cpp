@@ -1,6 +1,6 @@
 #include "util/config/Container.h"
 
-#include "NodeBlocks.h"
+#include "config/NodeBlocks.h"
 
 namespace util::config {
 

@@ -1,7 +1,7 @@
 #include "util/config/Dictionary.h"
 
-#include "Cursor.h"
-#include "NodeBlocks.h"
+#include "config/Cursor.h"
+#include "config/NodeBlocks.h"
 
 namespace util::config {
 

@@ -1,4 +1,4 @@
-#include "NodeBlocks.h"
+#include "config/NodeBlocks.h"
 
 #include <sanitizer/asan_interface.h>
 

@@ -1,14 +1,13 @@
-#include "Printer.h"
+#include "config/Printer.h"
 
 #include <algorithm>
 #include <cmath>
 #include <cstring>
 #include <new>
 
-#include "Cursor.h"
-#include "JsonText.h"
-#include "PlainValue.h"
-#include "Stack.h"
+#include "config/Cursor.h"
+#include "config/PlainValue.h"
+#include "json/JsonText.h"
 #include "util/config/Scalars.h"
 
 namespace util::config {
@@ -35,7 +34,7 @@ char* writeQuoted(char* out, std::string_view bytes) noexcept {
 }
 
 /// A printer of one tree. It is local to this file so that the compiler can inline its functions.
-/// Those that return a bool return true if memory is exhausted.
+/// Those that return a bool return false if memory is exhausted.
 class Printer {
 public:
     Printer(TextBuffer& text, bool compact) noexcept : text_(text), compact_(compact) {}
@@ -59,16 +58,16 @@ private:
 
     TextBuffer& text_;
     bool compact_;
-    bool afterChild_ = false;  // a comma is written before the next child
-    Stack<Cursor> open_;       // the containers that were begun, each at its next child
+    bool afterChild_ = false;      // a comma is written before the next child
+    SmallBuffer<Cursor, 8> open_;  // the containers that were begun, each at its next child
 };
 
 bool Printer::print(const Value& root) {
-    bool failed = begin(root);
-    while (!failed && !open_.empty()) {
-        failed = proceed();
+    bool done = begin(root);
+    while (done && !open_.empty()) {
+        done = proceed();
     }
-    return failed;
+    return done;
 }
 
 // Writes a scalar or an empty container completely, and the opening bracket of any other container.
@@ -77,8 +76,8 @@ bool Printer::begin(const Value& node) {
     if (!isContainer(node)) {
         return writeScalar(node);
     }
-    open_.push(node);
-    if (open_.top().atEnd()) {
+    open_.emplace(node);
+    if (open_.back().atEnd()) {
         open_.pop();
         return writeText(node.isArray() ? "[]" : "{}");
     }
@@ -88,18 +87,18 @@ bool Printer::begin(const Value& node) {
 
 // Writes children of the innermost container until another container begins or its end is written.
 bool Printer::proceed() {
-    Cursor& level = open_.top();
+    Cursor& level = open_.back();
     while (!level.atEnd()) {
-        if (startChild(level)) {
-            return true;
+        if (!startChild(level)) {
+            return false;
         }
         const Value& child = level.child();
         level.next();
         if (isContainer(child)) {
             return begin(child);
         }
-        if (writeScalar(child)) {
-            return true;
+        if (!writeScalar(child)) {
+            return false;
         }
         afterChild_ = true;
     }
@@ -107,7 +106,7 @@ bool Printer::proceed() {
 }
 
 bool Printer::end() noexcept {
-    const bool dictionary = open_.top().isDictionary();
+    const bool dictionary = open_.back().isDictionary();
     open_.pop();
     afterChild_ = true;
     return writeInto(MAX_LINE_SIZE + 1, [&](char* out) {
@@ -121,16 +120,16 @@ bool Printer::end() noexcept {
 bool Printer::startChild(const Cursor& level) noexcept {
     const std::string_view key = level.isDictionary() ? std::string_view(level.key()) : ""sv;
     const bool isShort = level.isDictionary() && key.size() <= PIECE;
-    const bool failed = writeInto(
+    const bool done = writeInto(
         1 + MAX_LINE_SIZE + (isShort ? maxQuotedSize(key) + MAX_COLON_SIZE : 0), [&](char* out) {
             *out = ',';
             out = writeLine(afterChild_ ? out + 1 : out);
             return isShort ? writeColon(writeQuoted(out, key)) : out;
         });
-    if (failed || isShort || !level.isDictionary()) {
-        return failed;
+    if (!done || isShort || !level.isDictionary()) {
+        return done;
     }
-    return writeLongString(key) ||
+    return writeLongString(key) &&
            writeInto(MAX_COLON_SIZE, [this](char* out) { return writeColon(out); });
 }
 
@@ -177,14 +176,14 @@ bool Printer::writeString(std::string_view bytes) noexcept {
 
 // Writes the string in pieces, because the worst case of the whole text is six times its size.
 bool Printer::writeLongString(std::string_view bytes) noexcept {
-    bool failed = writeText("\"");
-    while (!failed && !bytes.empty()) {
+    bool done = writeText("\"");
+    while (done && !bytes.empty()) {
         const std::string_view piece = bytes.substr(0, json::pieceSize(bytes, PIECE));
-        failed = writeInto(json::maxEscapedSize(piece.size()),
-                           [=](char* out) { return json::writeRepaired(out, piece); });
+        done = writeInto(json::maxEscapedSize(piece.size()),
+                         [=](char* out) { return json::writeRepaired(out, piece); });
         bytes.remove_prefix(piece.size());
     }
-    return failed || writeText("\"");
+    return done && writeText("\"");
 }
 
 // Writes a literal. Its size is a constant, so that copying it needs no call.
@@ -217,12 +216,11 @@ char* Printer::writeColon(char* out) const noexcept {
 // Reserves `size` bytes and runs `write`, which returns the end of the written text.
 template <typename Write>
 bool Printer::writeInto(std::size_t size, Write write) noexcept {
-    char* const out = text_.reserve(size);
-    if (out == nullptr) {
-        return true;
+    if (!text_.reserveMore(size)) {
+        return false;
     }
-    text_.commit(write(out));
-    return false;
+    text_.commit(write(text_.end()));
+    return true;
 }
 
 }  // namespace
@@ -231,7 +229,7 @@ bool printTree(const Value& root, TextBuffer& text, bool compact) noexcept {
     try {
         return Printer(text, compact).print(root);
     } catch (const std::bad_alloc&) {
-        return true;
+        return false;
     }
 }
 

@@ -1,12 +1,12 @@
-#include "Tree.h"
+#include "config/Tree.h"
 
 #include <memory>
 #include <new>
 #include <utility>
 #include <vector>
 
-#include "Cursor.h"
-#include "PlainValue.h"
+#include "config/Cursor.h"
+#include "config/PlainValue.h"
 #include "util/config/Scalars.h"
 
 namespace util::config {
@@ -107,12 +107,12 @@ struct Open {
 
 bool addCopy(const Open& level, Value* child) noexcept {
     if (level.source.isDictionary()) {
-        return static_cast<Dictionary*>(level.copy)->add(level.source.key(), child);
+        return !static_cast<Dictionary*>(level.copy)->add(level.source.key(), child);
     }
-    return static_cast<Array*>(level.copy)->add(child);
+    return !static_cast<Array*>(level.copy)->add(child);
 }
 
-// Copies everything below `root` into `copy`. Returns true or throws `std::bad_alloc` if memory is
+// Copies everything below `root` into `copy`. Returns false or throws `std::bad_alloc` if memory is
 // exhausted.
 bool copyChildren(const Value& root, Value* copy) {
     std::vector<Open> open{{Cursor(root), copy}};
@@ -124,15 +124,15 @@ bool copyChildren(const Value& root, Value* copy) {
         }
         const Value& child = level.source.child();
         Value* childCopy = copyChild(child);
-        if (addCopy(level, childCopy)) {
-            return true;
+        if (!addCopy(level, childCopy)) {
+            return false;
         }
         level.source.next();
         if (isContainer(child)) {
             open.push_back({Cursor(child), childCopy});
         }
     }
-    return false;
+    return true;
 }
 
 }  // namespace
@@ -168,7 +168,7 @@ bool equalTrees(const Value& a, const Value& b) {
 Value* cloneTree(const Value& root) noexcept {
     try {
         std::unique_ptr<Value> copy(copyNode(root));
-        if (copy == nullptr || (isContainer(root) && copyChildren(root, copy.get()))) {
+        if (copy == nullptr || (isContainer(root) && !copyChildren(root, copy.get()))) {
             return nullptr;
         }
         return copy.release();

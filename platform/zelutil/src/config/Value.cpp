@@ -4,9 +4,9 @@
 #include <new>
 #include <ostream>
 
-#include "PlainValue.h"
-#include "Printer.h"
-#include "Tree.h"
+#include "config/PlainValue.h"
+#include "config/Printer.h"
+#include "config/Tree.h"
 #include "util/config/Array.h"
 #include "util/config/Dictionary.h"
 #include "util/config/Scalars.h"
@@ -224,20 +224,19 @@ Value* Value::clone() const noexcept {
 
 void Value::print(std::ostream& out) const {
     TextBuffer buffer;
-    if (printTree(*this, buffer, g_print_compact)) {
+    if (!printTree(*this, buffer, g_print_compact)) {
         out.setstate(std::ios_base::badbit);
         return;
     }
-    const std::string_view text = buffer.text();
-    out.write(text.data(), static_cast<std::streamsize>(text.size()));
+    out.write(buffer.data(), static_cast<std::streamsize>(buffer.size()));
 }
 
 std::string Value::toJson(bool compact) const {
     TextBuffer buffer;
-    if (printTree(*this, buffer, compact)) {
+    if (!printTree(*this, buffer, compact)) {
         throw std::bad_alloc();
     }
-    return std::string(buffer.text());
+    return {buffer.data(), buffer.size()};
 }
 
 }  // namespace util::config

@@ -1,4 +1,4 @@
-#include "Failure.h"
+#include "serializer/Failure.h"
 
 #include <fmt/format.h>
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Failure.h"
+#include "serializer/Failure.h"
 #include "util/serializer/SequencedSerializer.h"
 
 // The functions of `SequencedSerializer` for payloads, option scopes, arrays and structs, for the
@@ -41,9 +41,10 @@ bool SequencedSerializer<Format>::endSerialize(unsigned long& written) {
 
 template <class Format>
 bool SequencedSerializer<Format>::fail(char const* call, bool isExpected) noexcept {
-    if (hasFailed_ || refusal_ == Refusal::Said) {
-        hasFailed_ = true;
-    } else if (!isExpected) {
+    if (hasFailed_) {
+        return true;  // closed already
+    }
+    if (!isExpected) {
         recordOutOfPlace(call);
     } else if (refusal_ != Refusal::None) {
         recordRefusal();
@@ -128,7 +129,6 @@ void SequencedSerializer<Format>::recordRefusal() noexcept {
             found = "another one";
             break;
         case Refusal::None:
-        case Refusal::Said:
             break;
     }
     recordFailure(hasFailed_, number, expected, found, path(), position());
@@ -152,7 +152,7 @@ template <class Format>
 bool SequencedSerializer<Format>::openScope(Bracket bracket, const LevelData& data) {
     const Level below = stack_.top();
     const bool isOpen = below.bracket != Bracket::Closed;
-    if (!isOpen || (stack_.reserveLevel() && refuse(Refusal::TooDeep))) {
+    if (!isOpen || (!stack_.reserveLevel() && refuse(Refusal::TooDeep))) {
         return fail("a scope of options", isOpen);
     }
     stack_.push(bracket, below.expects, {below.data.empty, data.compact, data.plainArrays});
@@ -196,7 +196,7 @@ bool SequencedSerializer<Format>::endOption() {
 
 template <class Format>
 bool SequencedSerializer<Format>::beginArray() {
-    if (!admits(Expects::Value) || isTooDeep() || stack_.reserveLevel() ||
+    if (!admits(Expects::Value) || isTooDeep() || !stack_.reserveLevel() ||
         format().putArrayBegin()) {
         return fail("an array", admits(Expects::Value));
     }
@@ -245,7 +245,7 @@ bool SequencedSerializer<Format>::serializeEmptyElement() {
 
 template <class Format>
 bool SequencedSerializer<Format>::beginStruct(Options const* options) {
-    if (!admits(Expects::Value) || isTooDeep() || stack_.reserveLevel() ||
+    if (!admits(Expects::Value) || isTooDeep() || !stack_.reserveLevel() ||
         format().putStructBegin()) {
         return fail("a struct", admits(Expects::Value));
     }

@@ -8,6 +8,9 @@
 
 namespace util::config {
 
+template <class Source>
+class TreeAssembler;
+
 /// A node that maps string keys to child nodes, in ascending byte-wise order of the keys. It owns
 /// its children.
 ///
@@ -52,7 +55,8 @@ public:
     const Entries& entries() const noexcept { return entries_; }
 
 private:
-    friend class TreeBuilder;
+    template <class Source>
+    friend class TreeAssembler;
     /// Does what `add` does, for a key that is greater than all present ones.
     UTIL_LOCAL bool append(std::string_view key, Value* value) noexcept;
     UTIL_LOCAL static bool put(Value** place, Value* value) noexcept;

@@ -11,9 +11,6 @@
 
 namespace util::serializer {
 
-class Record;
-struct CborMistake;
-
 /// A push deserializer for the binary structured format: RFC 8949 (CBOR) with the typed arrays of
 /// RFC 8746. docs/formats.md describes the mapping.
 ///
@@ -35,13 +32,11 @@ public:
     int deserialize() override;
     bool endDeserialize() override;
     void setNestingLimit(unsigned int limit) noexcept override;
+    bool record(std::string_view payload, unsigned int limit, Record& record) noexcept override;
     std::size_t positionOf(std::string_view payload, std::uint32_t event) const noexcept override;
 
 private:
-    UTIL_LOCAL bool replayFails(std::string_view payload);
-    UTIL_LOCAL void recordWrongBegin(bool hasBoth) noexcept;
-    UTIL_LOCAL void recordMistake(const CborMistake& mistake, std::string_view payload,
-                                  unsigned int limit, Record const* record) noexcept;
+    UTIL_LOCAL bool replay();
 
     Endianess order_;
     ByteBufferReader* reader_ = nullptr;

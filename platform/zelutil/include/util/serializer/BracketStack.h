@@ -71,9 +71,9 @@ public:
     const Level& top() const noexcept { return *top_; }
     /// Returns the open levels, outermost first. `top()` is the last one.
     Level const* begin() const noexcept { return heap_ == nullptr ? inline_.data() : heap_.get(); }
-    /// Reserves memory for one more level. Returns false on success, and true if `CAPACITY` levels
-    /// are open or memory is exhausted.
-    [[nodiscard]] bool reserveLevel() noexcept { return top_ == last_ && growFails(); }
+    /// Reserves memory for one more level. Returns false if `CAPACITY` levels are open or memory is
+    /// exhausted.
+    [[nodiscard]] bool reserveLevel() noexcept { return top_ != last_ || grow(); }
     /// Returns whether the payload is complete, so that it may be ended.
     bool isComplete() const noexcept {
         return top().bracket == Bracket::Root && top().expects == Expects::Nothing;
@@ -113,17 +113,17 @@ private:
         last_ = top_ + (heap_ == nullptr ? INLINE_LEVELS : CAPACITY) - 1;
         *top_ = lowest;
     }
-    bool growFails() noexcept {
+    bool grow() noexcept {
         if (heap_ != nullptr) {
-            return true;
+            return false;
         }
         heap_.reset(new (std::nothrow) Level[CAPACITY]);
         if (heap_ == nullptr) {
-            return true;
+            return false;
         }
         top_ = std::copy(inline_.begin(), inline_.end(), heap_.get()) - 1;
         last_ = heap_.get() + CAPACITY - 1;
-        return false;
+        return true;
     }
 
     Level* top_;

@@ -25,6 +25,7 @@ public:
     int deserialize() override;
     bool endDeserialize() override;
     void setNestingLimit(unsigned int limit) noexcept override;
+    bool record(std::string_view payload, unsigned int limit, Record& record) noexcept override;
     std::size_t positionOf(std::string_view payload, std::uint32_t event) const noexcept override;
 
 private:

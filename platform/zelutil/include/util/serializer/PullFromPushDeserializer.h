@@ -6,6 +6,7 @@
 #include "util/serializer/BracketStack.h"
 #include "util/serializer/IStructuredPullDeserializer.h"
 #include "util/serializer/IStructuredPushDeserializer.h"
+#include "util/serializer/RecordSource.h"
 
 namespace util::config {
 class Array;
@@ -118,6 +119,19 @@ public:
     [[nodiscard]] bool getRest(config::Array& out);
     /// @}
 
+    /// Declares that the source is exactly a `Source`, which is a `RecordSource`, and that the
+    /// class of this reader does not change how entries are read. Shorter code paths then give the
+    /// same results: the source decodes payloads without a serializer, and `isWholeReader` returns
+    /// true. Called once after construction, by the code that chooses the classes.
+    template <class Source>
+    void readDirectly() noexcept {
+        readDirectly(static_cast<Source*>(source_));
+    }
+    /// Does the same for the given pointer to the source.
+    void readDirectly(RecordSource* source) noexcept;
+    /// Returns whether `getRest` gives what reading entry by entry gives.
+    bool isWholeReader() const noexcept;
+
 private:
     class UTIL_LOCAL Handler;
     template <class Convert>
@@ -128,6 +142,8 @@ private:
     UTIL_LOCAL bool readArray(std::vector<Item>& out);
     template <class Container>
     UTIL_LOCAL bool readRest(Bracket bracket, Container& out);
+    UTIL_LOCAL bool recordDirectly(ByteBufferReader& reader, unsigned int limit);
+    UTIL_LOCAL bool recordCalls(ByteBufferReader* reader, unsigned int limit);
     UTIL_LOCAL bool beginNamedField(const std::string& name, Item item, bool& present);
 
     std::unique_ptr<Handler> handler_;

@@ -140,11 +140,6 @@ protected:
         stack_.top().expects = Expects::Nothing;
         return false;
     }
-    /// The same for a `put()` that keeps itself why it fails.
-    template <class Put>
-    UTIL_LOCAL bool wholeValue(Put put) {
-        return value([&] { return put() && refuse(Refusal::Said); });
-    }
 
     /// Why a `put` function has no form for a value.
     enum class Refusal : std::uint8_t {
@@ -153,8 +148,7 @@ protected:
         NotUtf8,
         NotUnicode,
         NotEnumerator,
-        TooDeep,
-        Said  // the reason is kept already
+        TooDeep
     };
     /// Notes the reason, and the number that it is about. Returns true.
     UTIL_LOCAL bool refuse(Refusal why, double number = 0) noexcept {

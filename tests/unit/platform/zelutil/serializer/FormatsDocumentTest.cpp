@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "Payloads.h"
+#include "support/Payloads.h"
 
 // Verifies every row of the example tables in docs/formats.md.
 namespace {

@@ -4,8 +4,8 @@
 
 #include <limits>
 
-#include "Payloads.h"
-#include "serializer/JsonScan.h"
+#include "json/JsonScan.h"
+#include "support/Payloads.h"
 #include "support/Reports.h"
 #include "zel/ErrorStorage.h"
 

@@ -4,7 +4,7 @@
 #include <cstring>
 #include <random>
 
-#include "Payloads.h"
+#include "support/Payloads.h"
 
 // Round trips of random values. The writer and the checker make the same random choices from the
 // same seed. The values are also converted from each format to the other.

@@ -4,8 +4,8 @@
 #include <map>
 #include <sstream>
 
-#include "Payloads.h"
 #include "support/FailingAllocations.h"
+#include "support/Payloads.h"
 #include "util/serializer/SequencedSerializer.h"
 
 // The validation of call sequences is common to all formats, so each row runs with both.

@@ -1,0 +1,86 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+// Big-endian numbers, as in the binary format. The functions have no loops, so that compilers make
+// one load or store and a swap of each. `loadNumberLittle` reads the other order, for typed arrays.
+namespace util {
+
+inline std::uint16_t loadTwo(unsigned char const* bytes) noexcept {
+    return static_cast<std::uint16_t>(bytes[0] << 8U | bytes[1]);
+}
+
+inline std::uint32_t loadFour(unsigned char const* bytes) noexcept {
+    return std::uint32_t{bytes[0]} << 24U | std::uint32_t{bytes[1]} << 16U |
+           std::uint32_t{bytes[2]} << 8U | bytes[3];
+}
+
+inline std::uint64_t loadEight(unsigned char const* bytes) noexcept {
+    return std::uint64_t{loadFour(bytes)} << 32U | loadFour(bytes + 4);
+}
+
+/// Returns the number of `size` (1, 2, 4 or 8) bytes.
+inline std::uint64_t loadNumber(unsigned char const* bytes, std::size_t size) noexcept {
+    switch (size) {
+        case 1:
+            return bytes[0];
+        case 2:
+            return loadTwo(bytes);
+        case 4:
+            return loadFour(bytes);
+        default:
+            return loadEight(bytes);
+    }
+}
+
+/// Returns the number of `size` (1, 2, 4 or 8) bytes in the opposite order.
+inline std::uint64_t loadNumberLittle(unsigned char const* bytes, std::size_t size) noexcept {
+    std::uint64_t number = 0;
+    for (std::size_t i = 0; i < size; ++i) {
+        number |= std::uint64_t{bytes[i]} << 8 * i;
+    }
+    return number;
+}
+
+inline void storeTwo(std::uint64_t number, unsigned char* bytes) noexcept {
+    bytes[0] = static_cast<unsigned char>(number >> 8U);
+    bytes[1] = static_cast<unsigned char>(number);
+}
+
+inline void storeFour(std::uint64_t number, unsigned char* bytes) noexcept {
+    bytes[0] = static_cast<unsigned char>(number >> 24U);
+    bytes[1] = static_cast<unsigned char>(number >> 16U);
+    bytes[2] = static_cast<unsigned char>(number >> 8U);
+    bytes[3] = static_cast<unsigned char>(number);
+}
+
+inline void storeEight(std::uint64_t number, unsigned char* bytes) noexcept {
+    bytes[0] = static_cast<unsigned char>(number >> 56U);
+    bytes[1] = static_cast<unsigned char>(number >> 48U);
+    bytes[2] = static_cast<unsigned char>(number >> 40U);
+    bytes[3] = static_cast<unsigned char>(number >> 32U);
+    bytes[4] = static_cast<unsigned char>(number >> 24U);
+    bytes[5] = static_cast<unsigned char>(number >> 16U);
+    bytes[6] = static_cast<unsigned char>(number >> 8U);
+    bytes[7] = static_cast<unsigned char>(number);
+}
+
+/// Stores the number in `size` (1, 2, 4 or 8) bytes.
+inline void storeNumber(std::uint64_t number, std::size_t size, unsigned char* bytes) noexcept {
+    switch (size) {
+        case 1:
+            bytes[0] = static_cast<unsigned char>(number);
+            break;
+        case 2:
+            storeTwo(number, bytes);
+            break;
+        case 4:
+            storeFour(number, bytes);
+            break;
+        default:
+            storeEight(number, bytes);
+    }
+}
+
+}  // namespace util

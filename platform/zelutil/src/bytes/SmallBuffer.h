@@ -1,0 +1,101 @@
+#pragma once
+
+#include <algorithm>
+#include <array>
+#include <cstddef>
+#include <cstring>
+#include <memory>
+#include <new>
+#include <type_traits>
+#include <utility>
+
+namespace util {
+
+/// A growing list of plain items. The first `INLINE_CAPACITY` items are stored inline, so that a
+/// common case needs no allocation.
+///
+/// Items are copied byte by byte and never destroyed. They are not initialized before `push`, so
+/// creating a large buffer costs nothing.
+template <class Item, std::size_t INLINE_CAPACITY>
+class SmallBuffer {
+    static_assert(std::is_trivially_copyable_v<Item> && std::is_trivially_destructible_v<Item>);
+
+public:
+    SmallBuffer() noexcept = default;
+    SmallBuffer(const SmallBuffer&) = delete;
+    SmallBuffer& operator=(const SmallBuffer&) = delete;
+
+    /// Returns the number of items.
+    std::size_t size() const noexcept { return static_cast<std::size_t>(end_ - begin_); }
+    /// Returns whether there are no items.
+    bool empty() const noexcept { return end_ == begin_; }
+    /// Returns the number of items for which memory is reserved.
+    std::size_t capacity() const noexcept { return static_cast<std::size_t>(limit_ - begin_); }
+    /// @{
+    /// Accesses the items. Pointers and references are valid until memory is reserved.
+    Item* data() noexcept { return begin_; }
+    Item const* data() const noexcept { return begin_; }
+    Item& operator[](std::size_t index) noexcept { return begin_[index]; }
+    const Item& operator[](std::size_t index) const noexcept { return begin_[index]; }
+    Item& back() noexcept { return end_[-1]; }
+    const Item& back() const noexcept { return end_[-1]; }
+    /// @}
+
+    /// Removes all items and keeps the memory.
+    void clear() noexcept { end_ = begin_; }
+    /// Removes the last item. The buffer must not be empty.
+    void pop() noexcept { --end_; }
+
+    /// Reserves memory for exactly `capacity` items in total, unless there is more. Returns false,
+    /// without changing anything, if memory is exhausted.
+    [[nodiscard]] bool reserve(std::size_t capacity) noexcept {
+        if (capacity <= this->capacity()) {
+            return true;
+        }
+        std::unique_ptr<Item[]> larger(new (std::nothrow) Item[capacity]);
+        if (larger == nullptr) {
+            return false;
+        }
+        const std::size_t size = this->size();
+        std::memcpy(static_cast<void*>(larger.get()), begin_, size * sizeof(Item));
+        heap_ = std::move(larger);
+        begin_ = heap_.get();
+        end_ = begin_ + size;
+        limit_ = begin_ + capacity;
+        return true;
+    }
+    /// Reserves memory for `count` more items. It at least doubles, so that the cost of moving is
+    /// proportional to the number of items. Returns false, without changing anything, if memory is
+    /// exhausted.
+    [[nodiscard]] bool reserveMore(std::size_t count) noexcept {
+        return count <= static_cast<std::size_t>(limit_ - end_) ||
+               reserve(std::max(2 * capacity(), size() + count));
+    }
+
+    /// Appends an item. Memory for it must be reserved.
+    void push(const Item& item) noexcept { *end_++ = item; }
+    /// Appends an item that is constructed from the arguments. Throws `std::bad_alloc` if memory is
+    /// exhausted; nothing is appended then.
+    template <typename... Arguments>
+    void emplace(Arguments&&... arguments) {
+        if (!reserveMore(1)) {
+            throw std::bad_alloc();
+        }
+        new (end_) Item{std::forward<Arguments>(arguments)...};
+        ++end_;
+    }
+    /// Sets the end to `end`, which is in the reserved memory, after the caller has written the
+    /// items before it.
+    void commit(Item* end) noexcept { end_ = end; }
+    /// Returns the position after the last item, where the caller may write up to the capacity.
+    Item* end() noexcept { return end_; }
+
+private:
+    std::array<Item, INLINE_CAPACITY> inline_;  // left uninitialized
+    std::unique_ptr<Item[]> heap_;
+    Item* begin_ = inline_.data();
+    Item* end_ = begin_;
+    Item* limit_ = begin_ + INLINE_CAPACITY;
+};
+
+}  // namespace util

@@ -1,0 +1,222 @@
+#include "util/serializer/AXOBinStructuredSerializerBE.h"
+
+#include <cstring>
+
+#include "bytes/BigEndian.h"
+#include "bytes/TextCheck.h"
+#include "cbor/CborBytes.h"
+#include "cbor/CborFailure.h"
+#include "cbor/TypedArrays.h"
+#include "serializer/SequencedSerializerLevels.h"
+#include "serializer/SequencedSerializerValues.h"
+
+namespace util::serializer {
+
+namespace {
+
+// The tag (RFC 8746) and item size of each type, in the order of NumberType.
+struct PackedType {
+    std::uint64_t tag;
+    std::size_t size;
+};
+constexpr PackedType PACKED_TYPES[] = {{64, 1}, {65, 2}, {66, 4}, {67, 8}, {72, 1},
+                                       {73, 2}, {74, 4}, {75, 8}, {81, 4}, {82, 8}};
+
+// Writes a head to `target`, where `MAX_HEAD` bytes are reserved, and returns its end. Calling a
+// library for this instead costs a tenth of the time of a payload.
+template <unsigned char KIND>
+inline unsigned char* encodeHead(std::uint64_t argument, unsigned char* target) noexcept {
+    if (argument <= MAX_SHORT) {
+        *target = static_cast<unsigned char>(KIND + argument);
+        return target + 1;
+    }
+    if (argument <= 0xFF) {
+        target[0] = KIND + FIRST_LONG;
+        target[1] = static_cast<unsigned char>(argument);
+        return target + 2;
+    }
+    if (argument <= 0xFFFF) {
+        target[0] = KIND + FIRST_LONG + 1;
+        storeTwo(argument, target + 1);
+        return target + 3;
+    }
+    if (argument <= 0xFFFFFFFF) {
+        target[0] = KIND + FIRST_LONG + 2;
+        storeFour(argument, target + 1);
+        return target + 5;
+    }
+    target[0] = KIND + LAST_LONG;
+    storeEight(argument, target + 1);
+    return target + MAX_HEAD;
+}
+
+// Appends what `encode(target)` writes: at most `maxSize` bytes, whose end it returns. Growing the
+// buffer is a separate function, so that the callers have no registers to save.
+template <class Encode>
+bool put(ByteBufferWriter& writer, std::size_t maxSize, Encode encode);
+
+template <class Encode>
+[[gnu::noinline]] bool putAfterGrowing(ByteBufferWriter& writer, std::size_t maxSize,
+                                       Encode encode) {
+    return writer.reserve(maxSize) || put(writer, maxSize, encode);
+}
+
+template <class Encode>
+inline bool put(ByteBufferWriter& writer, std::size_t maxSize, Encode encode) {
+    if (writer.capacityLeft() < maxSize) {
+        return putAfterGrowing(writer, maxSize, encode);
+    }
+    writer.commit(encode(writer.end()));
+    return false;
+}
+
+inline bool putByte(ByteBufferWriter& writer, unsigned char byte) {
+    return put(writer, 1, [=](unsigned char* target) {
+        *target = byte;
+        return target + 1;
+    });
+}
+
+template <unsigned char KIND>
+inline bool putHead(ByteBufferWriter& writer, std::uint64_t argument) {
+    return put(writer, MAX_HEAD,
+               [=](unsigned char* target) { return encodeHead<KIND>(argument, target); });
+}
+
+template <unsigned char KIND>
+inline bool putBytes(ByteBufferWriter& writer, std::string_view bytes) {
+    return put(writer, MAX_HEAD + bytes.size(), [=](unsigned char* target) {
+        target = encodeHead<KIND>(bytes.size(), target);
+        if (!bytes.empty()) {
+            std::memcpy(target, bytes.data(), bytes.size());
+        }
+        return target + bytes.size();
+    });
+}
+
+// Checks first whether the bytes are UTF-8, then writes them as a text or a byte string.
+[[gnu::noinline]] bool putChecked(ByteBufferWriter& writer, std::string_view bytes) {
+    return isUtf8(bytes) ? putBytes<TEXT>(writer, bytes) : putBytes<BYTES>(writer, bytes);
+}
+
+// Writes a string or field name. Most are short and ASCII: these are checked while they are copied.
+// Inlining it into its callers saves 7 % of the time of ten fields.
+[[gnu::always_inline]] inline bool putAny(ByteBufferWriter& writer, std::string_view bytes) {
+    const std::size_t size = bytes.size();
+    if (size > MAX_SHORT || writer.capacityLeft() <= size ||
+        !copyShortText(bytes, writer.end() + 1)) {
+        return putChecked(writer, bytes);
+    }
+    unsigned char* const target = writer.end();
+    *target = static_cast<unsigned char>(TEXT + size);
+    writer.commit(target + 1 + size);
+    return false;
+}
+
+}  // namespace
+
+AXOBinStructuredSerializerBE::AXOBinStructuredSerializerBE() noexcept
+    : SequencedSerializer(CAPABILITY_BYTE_STRINGS | CAPABILITY_PACKED_ARRAYS |
+                              CAPABILITY_NON_FINITE | CAPABILITY_NAMED_FIELDS,
+                          true) {}
+
+AXOBinStructuredSerializerBE::~AXOBinStructuredSerializerBE() = default;
+
+inline bool AXOBinStructuredSerializerBE::putNull() {
+    return putByte(writer(), NULL_BYTE);
+}
+
+inline bool AXOBinStructuredSerializerBE::putBoolean(bool value) {
+    return putByte(writer(), value ? TRUE_BYTE : FALSE_BYTE);
+}
+
+inline bool AXOBinStructuredSerializerBE::putSigned(std::int64_t value) {
+    const auto bits = static_cast<std::uint64_t>(value);
+    return value >= 0 ? putHead<UNSIGNED>(writer(), bits)
+                      : putHead<NEGATIVE>(writer(), ~bits);  // the number -1 - ~bits
+}
+
+inline bool AXOBinStructuredSerializerBE::putUnsigned(std::uint64_t value) {
+    return putHead<UNSIGNED>(writer(), value);
+}
+
+inline bool AXOBinStructuredSerializerBE::putFloat(float value) {
+    return put(writer(), MAX_HEAD, [=](unsigned char* target) {
+        std::uint32_t bits = 0;
+        std::memcpy(&bits, &value, sizeof(bits));
+        target[0] = SINGLE_BYTE;
+        storeFour(bits, target + 1);
+        return target + 1 + sizeof(bits);
+    });
+}
+
+inline bool AXOBinStructuredSerializerBE::putDouble(double value) {
+    return put(writer(), MAX_HEAD, [=](unsigned char* target) {
+        std::uint64_t bits = 0;
+        std::memcpy(&bits, &value, sizeof(bits));
+        target[0] = DOUBLE_BYTE;
+        storeEight(bits, target + 1);
+        return target + MAX_HEAD;
+    });
+}
+
+inline bool AXOBinStructuredSerializerBE::putString(std::string_view bytes) {
+    return putAny(writer(), bytes);
+}
+
+inline bool AXOBinStructuredSerializerBE::putText(std::string_view utf8) {
+    return putBytes<TEXT>(writer(), utf8);
+}
+
+inline bool AXOBinStructuredSerializerBE::putPacked(NumberType type, void const* items,
+                                                    std::size_t count) {
+    const PackedType& packed = PACKED_TYPES[static_cast<std::size_t>(type)];
+    const std::size_t length = count * packed.size;
+    if (putHead<TAG>(writer(), packed.tag) || putHead<BYTES>(writer(), length)) {
+        return true;
+    }
+    unsigned char* const bytes = writer().extend(length);
+    if (bytes == nullptr) {
+        return true;
+    }
+    storeBigEndian(items, packed.size, count, bytes);
+    return false;
+}
+
+inline bool AXOBinStructuredSerializerBE::putArrayBegin() {
+    return putByte(writer(), ARRAY_BYTE);
+}
+
+inline bool AXOBinStructuredSerializerBE::putArrayEnd(bool) {
+    return putByte(writer(), BREAK_BYTE);
+}
+
+inline bool AXOBinStructuredSerializerBE::putStructBegin() {
+    return putByte(writer(), MAP_BYTE);
+}
+
+inline bool AXOBinStructuredSerializerBE::putStructEnd(bool) {
+    return putByte(writer(), BREAK_BYTE);
+}
+
+inline bool AXOBinStructuredSerializerBE::putElementBegin(bool) {
+    return false;
+}
+
+inline bool AXOBinStructuredSerializerBE::putEmptyElement(bool) {
+    return putByte(writer(), UNDEFINED_BYTE);
+}
+
+inline bool AXOBinStructuredSerializerBE::putFieldBegin(std::string_view name, bool) {
+    return putAny(writer(), name);
+}
+
+// Decodes the bytes that were written, which are well-formed apart from the missing end.
+void AXOBinStructuredSerializerBE::locate(std::string_view written, bool isInItem,
+                                          FieldPath& path) noexcept {
+    path = pathOfCborEnd(written, isInItem);
+}
+
+template class SequencedSerializer<AXOBinStructuredSerializerBE>;
+
+}  // namespace util::serializer

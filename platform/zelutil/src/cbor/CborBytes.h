@@ -1,0 +1,52 @@
+#pragma once
+
+#include <cstddef>
+
+// The first bytes of items in the binary format (RFC 8949).
+namespace util::serializer {
+
+/// @{
+/// The kinds of items: the first byte of a head with the argument 0.
+constexpr unsigned char UNSIGNED = 0x00;
+constexpr unsigned char NEGATIVE = 0x20;
+constexpr unsigned char BYTES = 0x40;
+constexpr unsigned char TEXT = 0x60;
+constexpr unsigned char ARRAY = 0x80;
+constexpr unsigned char MAP = 0xA0;
+constexpr unsigned char TAG = 0xC0;
+constexpr unsigned char SIMPLE = 0xE0;
+/// @}
+/// The bits of the first byte that are the kind.
+constexpr unsigned char KIND_BITS = 0xE0;
+
+/// The greatest argument within the first byte.
+constexpr unsigned char MAX_SHORT = 23;
+/// The number that is added to a kind if the argument is in the next byte. It is one more for each
+/// of 2, 4 and 8 bytes.
+constexpr unsigned char FIRST_LONG = 24;
+constexpr unsigned char LAST_LONG = FIRST_LONG + 3;
+/// The bits of the first byte that are the argument, or determine the number of its bytes.
+constexpr unsigned char LENGTH_BITS = 0x1F;
+/// The value of these bits in the head of an item that ends with a break.
+constexpr unsigned char OPEN = 0x1F;
+/// The greatest size of a head: the first byte and an argument of 64 bits.
+constexpr std::size_t MAX_HEAD = 9;
+
+/// @{
+/// The first bytes of items that have no argument; the bits of a double follow its first byte.
+/// Array and map are those that end with a break.
+constexpr unsigned char BYTES_CHUNKS_BYTE = 0x5F;
+constexpr unsigned char TEXT_CHUNKS_BYTE = 0x7F;
+constexpr unsigned char ARRAY_BYTE = 0x9F;
+constexpr unsigned char MAP_BYTE = 0xBF;
+constexpr unsigned char FALSE_BYTE = 0xF4;
+constexpr unsigned char TRUE_BYTE = 0xF5;
+constexpr unsigned char NULL_BYTE = 0xF6;
+constexpr unsigned char UNDEFINED_BYTE = 0xF7;
+constexpr unsigned char HALF_BYTE = 0xF9;
+constexpr unsigned char SINGLE_BYTE = 0xFA;
+constexpr unsigned char DOUBLE_BYTE = 0xFB;
+constexpr unsigned char BREAK_BYTE = 0xFF;
+/// @}
+
+}  // namespace util::serializer

@@ -1,0 +1,419 @@
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <limits>
+#include <string>
+#include <string_view>
+
+#include "bytes/BigEndian.h"
+#include "bytes/TextCheck.h"
+#include "cbor/CborBytes.h"
+#include "cbor/TypedArrays.h"
+#include "util/Limits.h"
+#include "util/serializer/PayloadError.h"
+
+// The decoder of the binary format (RFC 8949): bytes become calls of a target.
+namespace util::serializer {
+
+/// The head of an item: its kind, and its argument or what it contains.
+struct CborHead {
+    unsigned char first;     // the first byte
+    std::uint64_t argument;  // a number, a length, a tag, or the bits of a float
+
+    unsigned char kind() const noexcept { return first & KIND_BITS; }
+    /// Returns whether a string, array or map ends with a break and has no length.
+    bool isOpen() const noexcept { return (first & LENGTH_BITS) == OPEN; }
+};
+
+/// The bytes of a payload that are not consumed yet.
+struct CborInput {
+    unsigned char const* at;
+    unsigned char const* end;
+
+    explicit CborInput(std::string_view bytes) noexcept
+        : at(reinterpret_cast<unsigned char const*>(bytes.data())), end(at + bytes.size()) {}
+
+    std::size_t left() const noexcept { return static_cast<std::size_t>(end - at); }
+    bool isAtBreak() const noexcept { return at != end && *at == BREAK_BYTE; }
+    /// Consumes a head. Returns false, without consuming anything, if it is incomplete or reserved.
+    [[gnu::always_inline]] bool readHead(CborHead& head) noexcept {
+        if (at == end) {
+            return false;
+        }
+        head.first = *at;
+        head.argument = head.first & LENGTH_BITS;
+        if (head.argument > MAX_SHORT) {
+            return readLongHead(head);
+        }
+        ++at;
+        return true;
+    }
+    /// Consumes the bytes of a string. Returns false if they are incomplete.
+    bool readBytes(std::uint64_t size, std::string_view& bytes) noexcept {
+        if (size > left()) {
+            return false;
+        }
+        bytes = {reinterpret_cast<char const*>(at), static_cast<std::size_t>(size)};
+        at += size;
+        return true;
+    }
+
+private:
+    // Consumes a head whose argument is after the first byte, or that has none.
+    [[gnu::always_inline]] bool readLongHead(CborHead& head) noexcept {
+        const std::uint64_t length = head.argument - FIRST_LONG;
+        if (length > LAST_LONG - FIRST_LONG) {
+            return readOpenHead(head);
+        }
+        const std::size_t size = std::size_t{1} << length;
+        const bool isReserved = head.first == SIMPLE + FIRST_LONG;
+        if (left() <= size || isReserved) {
+            return false;
+        }
+        head.argument = loadNumber(at + 1, size);
+        at += 1 + size;
+        return true;
+    }
+    // Strings, arrays and maps can end with a break, and a break is an item too. Inline like the
+    // others, because a call would keep the input of the decoder's loop in memory.
+    [[gnu::always_inline]] bool readOpenHead(const CborHead& head) noexcept {
+        const unsigned char kind = head.kind();
+        if (!head.isOpen() || kind == UNSIGNED || kind == NEGATIVE || kind == TAG) {
+            return false;
+        }
+        ++at;
+        return true;
+    }
+};
+
+/// A mistake in a binary payload, as the decoder stores it.
+struct CborMistake {
+    unsigned char const* at = nullptr;
+    char const* expected = nullptr;  // null: there is no mistake
+    char const* found = nullptr;     // null: describe the item at `at`
+    PayloadErrorNumber number = MalformedPayload;
+
+    explicit operator bool() const noexcept { return expected != nullptr; }
+};
+
+/// Returns the value of a half-precision float (RFC 8949, appendix D).
+double cborHalf(std::uint16_t bits) noexcept;
+
+/// Consumes the chunks of a string of the kind `BYTES` or `TEXT`, up to its break, and sets `text`
+/// to all of them. Returns false, with `mistake`, if one of them is malformed. Throws
+/// `std::bad_alloc` if memory is exhausted.
+bool readCborChunks(CborInput& in, unsigned char kind, std::string& text, CborMistake& mistake);
+
+/// A decoder that makes calls of a target from a payload, item by item. The open levels are on a
+/// stack of fixed size, so neither nesting nor a declared length allocates memory. Only chunked
+/// strings and typed arrays are collected, which are not larger than the payload.
+///
+/// `Target` is a handle that is cheap to copy, with the functions that are called here. They return
+/// true on success, as the functions of this class do.
+template <class Target>
+class CborDecoder {
+public:
+    /// Creates a decoder of `payload`, which must be exactly one value. At most `limit` levels may
+    /// be open; `limit` is at most `MAX_NESTING_DEPTH`.
+    CborDecoder(std::string_view payload, unsigned int limit, Target target) noexcept
+        : in_(payload), target_(target) {
+        levels_[0] = {OUTSIDE, false, 1};
+        top_ = levels_.data();
+        deepest_ = top_ + limit;
+    }
+
+    /// Decodes the whole payload. Called once.
+    bool decode();
+
+    /// Returns the mistake in the payload after `decode` failed. If the target refused a call, it
+    /// is empty.
+    const CborMistake& mistake() const noexcept { return mistake_; }
+
+private:
+    static constexpr char const* VALUE = "a value";
+    static constexpr char const* FIELD = "a field name";
+    static constexpr char const* TYPED_ARRAY = "the bytes of a typed array";
+    static constexpr std::uint64_t SELF_DESCRIBED = 55799;
+    static constexpr std::uint64_t MAX_SIGNED = std::numeric_limits<std::int64_t>::max();
+    static constexpr std::uint64_t UNTIL_BREAK = std::numeric_limits<std::uint64_t>::max();
+    static constexpr unsigned char OUTSIDE = 0;
+
+    /// An open container, or the lowest level, which contains the whole value.
+    struct Level {
+        unsigned char kind;  // ARRAY, MAP or OUTSIDE
+        bool isOpen;         // ends with a break, not after `left` items
+        std::uint64_t left;  // number of elements or pairs that are left
+    };
+
+    bool entries();
+    bool key(CborInput& in);
+    bool chunkedKey(unsigned char kind);
+    bool value(CborInput& in);
+    bool number(const CborHead& head, unsigned char const* begin);
+    bool string(CborInput& in, const CborHead& head, unsigned char const* begin);
+    bool chunkedString(unsigned char kind);
+    bool container(CborInput& in, const CborHead& head, unsigned char const* begin);
+    bool typedArray(std::uint64_t tag, unsigned char const* begin);
+    bool simple(const CborHead& head, unsigned char const* begin);
+    bool rareSimple(const CborHead& head, unsigned char const* begin);
+    bool undefined();
+    bool close();
+    bool beginItem() { return top_->kind != ARRAY || target_.beginElement(); }
+    bool endItem() {
+        --top_->left;
+        return top_->kind == MAP ? target_.endField()
+                                 : top_->kind == OUTSIDE || target_.endElement();
+    }
+    template <class Put>
+    bool scalar(Put put) {
+        return beginItem() && put() && endItem();
+    }
+    /// Calls `read`, which uses the input in the object, and updates the local one.
+    template <class Read>
+    bool aside(CborInput& in, Read read) {
+        in_ = in;
+        const bool done = read();
+        in = in_;
+        return done;
+    }
+    bool requireUtf8(std::string_view text) noexcept {
+        return isUtf8(text) ||
+               fail(reinterpret_cast<unsigned char const*>(text.data()), "UTF-8", "other bytes");
+    }
+    bool requireLevel(unsigned char const* begin) noexcept {
+        return top_ != deepest_ || fail(begin, "no more levels than ", nullptr, NestingTooDeep);
+    }
+    /// Stores the mistake that something else than `expected` was found at `at`. Returns false.
+    [[gnu::cold]] bool fail(unsigned char const* at, char const* expected,
+                            char const* found = nullptr,
+                            PayloadErrorNumber number = MalformedPayload) noexcept {
+        mistake_ = {at, expected, found, number};
+        return false;
+    }
+
+    CborInput in_;
+    Target target_;
+    std::string chunks_;
+    CborMistake mistake_;
+    Level* top_ = nullptr;
+    Level* deepest_ = nullptr;  // the last level that may be opened
+    std::array<Level, MAX_NESTING_DEPTH + 1> levels_;
+};
+
+template <class Target>
+bool CborDecoder<Target>::decode() {
+    // The tag of self-described CBOR has no further meaning, so it is skipped.
+    CborInput behind = in_;
+    CborHead head{};
+    if (behind.readHead(head) && head.kind() == TAG && head.argument == SELF_DESCRIBED) {
+        in_ = behind;
+    }
+    while (levels_[0].left != 0 || top_ != levels_.data()) {
+        if (!entries()) {
+            return false;
+        }
+    }
+    return in_.at == in_.end || fail(in_.at, "the end of the payload");
+}
+
+// Decodes items of the top level, up to its end or to one that opens another level.
+// The input is kept in a local so it can live in registers while the items are of common kinds.
+template <class Target>
+bool CborDecoder<Target>::entries() {
+    CborInput in = in_;
+    Level* const level = top_;
+    const bool isMap = level->kind == MAP;
+    while (level->left != 0 && top_ == level) {
+        if (in.isAtBreak()) {
+            if (!level->isOpen) {
+                return fail(in.at, isMap ? FIELD : VALUE);
+            }
+            ++in.at;
+            in_ = in;
+            return close();
+        }
+        if ((isMap && !key(in)) || !value(in)) {
+            return false;
+        }
+    }
+    in_ = in;
+    return top_ != level || level->kind == OUTSIDE || close();
+}
+
+template <class Target>
+inline bool CborDecoder<Target>::key(CborInput& in) {
+    unsigned char const* const begin = in.at;
+    CborHead head{};
+    if (!in.readHead(head) || (head.kind() != TEXT && head.kind() != BYTES)) {
+        return fail(begin, FIELD);
+    }
+    if (head.isOpen()) {
+        return aside(in, [&] { return chunkedKey(head.kind()); });
+    }
+    std::string_view name;
+    if (!in.readBytes(head.argument, name)) {
+        return fail(begin, FIELD);
+    }
+    return (head.kind() == BYTES || requireUtf8(name)) && target_.beginField(name);
+}
+
+template <class Target>
+bool CborDecoder<Target>::chunkedKey(unsigned char kind) {
+    return readCborChunks(in_, kind, chunks_, mistake_) && target_.beginField(chunks_);
+}
+
+// Decodes a scalar completely, and the beginning of an array or map.
+template <class Target>
+inline bool CborDecoder<Target>::value(CborInput& in) {
+    unsigned char const* const begin = in.at;
+    CborHead head{};
+    if (!in.readHead(head)) {
+        return fail(begin, VALUE);
+    }
+    const unsigned char kind = head.kind();
+    if (kind == TEXT || kind == BYTES) {
+        return string(in, head, begin);
+    }
+    if (kind == UNSIGNED || kind == NEGATIVE) {
+        return number(head, begin);
+    }
+    if (kind == SIMPLE) {
+        return simple(head, begin);
+    }
+    if (kind == TAG) {
+        return aside(in, [&] { return typedArray(head.argument, begin); });
+    }
+    return container(in, head, begin);
+}
+
+template <class Target>
+inline bool CborDecoder<Target>::number(const CborHead& head, unsigned char const* begin) {
+    const bool isSmall = head.argument <= MAX_SIGNED;
+    if (head.kind() == UNSIGNED && !isSmall) {
+        return scalar([&] { return target_.putUnsigned(head.argument); });
+    }
+    if (!isSmall) {
+        return fail(begin, "an integer of 64 bits", "one below -2^63");
+    }
+    const auto value = static_cast<std::int64_t>(head.argument);
+    return scalar([&] { return target_.putSigned(head.kind() == UNSIGNED ? value : -1 - value); });
+}
+
+template <class Target>
+inline bool CborDecoder<Target>::string(CborInput& in, const CborHead& head,
+                                        unsigned char const* begin) {
+    if (head.isOpen()) {
+        return aside(in, [&] { return chunkedString(head.kind()); });
+    }
+    std::string_view bytes;
+    if (!in.readBytes(head.argument, bytes)) {
+        return fail(begin, VALUE);
+    }
+    return (head.kind() == BYTES || requireUtf8(bytes)) &&
+           scalar([&] { return target_.putString(bytes); });
+}
+
+template <class Target>
+bool CborDecoder<Target>::chunkedString(unsigned char kind) {
+    return readCborChunks(in_, kind, chunks_, mistake_) &&
+           scalar([&] { return target_.putString(chunks_); });
+}
+
+template <class Target>
+inline bool CborDecoder<Target>::container(CborInput& in, const CborHead& head,
+                                           unsigned char const* begin) {
+    const bool isMap = head.kind() == MAP;
+    if (!head.isOpen() && head.argument > (isMap ? in.left() / 2 : in.left())) {
+        return fail(begin, "a length within the payload",
+                    isMap ? "a longer map" : "a longer array");
+    }
+    if (!requireLevel(begin) || !beginItem()) {
+        return false;
+    }
+    *++top_ = {head.kind(), head.isOpen(), head.isOpen() ? UNTIL_BREAK : head.argument};
+    return isMap ? target_.beginStruct() : target_.beginArray();
+}
+
+template <class Target>
+bool CborDecoder<Target>::close() {
+    const bool isMap = top_->kind == MAP;
+    --top_;
+    return (isMap ? target_.endStruct() : target_.endArray()) && endItem();
+}
+
+// Decodes the typed array after the tag. It counts as a level, because it is one for a reader that
+// reads its elements one by one.
+template <class Target>
+bool CborDecoder<Target>::typedArray(std::uint64_t tag, unsigned char const* begin) {
+    if (!isTypedArrayTag(tag)) {
+        return fail(begin, "the tag of a typed array");
+    }
+    unsigned char const* const content = in_.at;
+    CborHead head{};
+    if (!in_.readHead(head) || head.kind() != BYTES) {
+        return fail(content, TYPED_ARRAY);
+    }
+    std::string_view bytes;
+    if (head.isOpen()) {
+        if (!readCborChunks(in_, BYTES, chunks_, mistake_)) {
+            return false;
+        }
+        bytes = chunks_;
+    } else if (!in_.readBytes(head.argument, bytes)) {
+        return fail(content, TYPED_ARRAY);
+    }
+    if (bytes.size() % itemSizeOf(tag) != 0) {
+        return fail(content, "a whole number of items", "a part of one");
+    }
+    return requireLevel(begin) && scalar([&] { return target_.putTypedArray(tag, bytes); });
+}
+
+template <class Target>
+inline bool CborDecoder<Target>::simple(const CborHead& head, unsigned char const* begin) {
+    if (head.first == DOUBLE_BYTE) {
+        double real = 0;
+        std::memcpy(&real, &head.argument, sizeof real);
+        return scalar([&] { return target_.putDouble(real); });
+    }
+    if (head.first == FALSE_BYTE || head.first == TRUE_BYTE) {
+        return scalar([&] { return target_.putBoolean(head.first == TRUE_BYTE); });
+    }
+    return rareSimple(head, begin);
+}
+
+template <class Target>
+bool CborDecoder<Target>::rareSimple(const CborHead& head, unsigned char const* begin) {
+    switch (head.first) {
+        case NULL_BYTE:
+            return scalar([&] { return target_.putNull(); });
+        case UNDEFINED_BYTE:
+            return undefined();
+        case HALF_BYTE:
+            return scalar([&] {
+                return target_.putFloat(
+                    static_cast<float>(cborHalf(static_cast<std::uint16_t>(head.argument))));
+            });
+        case SINGLE_BYTE: {
+            const auto bits = static_cast<std::uint32_t>(head.argument);
+            float real = 0;
+            std::memcpy(&real, &bits, sizeof real);
+            return scalar([&] { return target_.putFloat(real); });
+        }
+        default:  // unassigned, or a break where no container can end
+            return fail(begin, VALUE);
+    }
+}
+
+template <class Target>
+bool CborDecoder<Target>::undefined() {
+    if (top_->kind != ARRAY) {
+        return scalar([&] { return target_.putNull(); });
+    }
+    --top_->left;
+    return target_.putEmptyElement();
+}
+
+}  // namespace util::serializer

@@ -1,0 +1,49 @@
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <string_view>
+
+#include "cbor/CborBytes.h"
+#include "cbor/CborDecoder.h"
+#include "pull/Record.h"
+#include "serializer/Failure.h"
+
+// Mistakes in binary payloads, for messages about a failure.
+namespace util::serializer {
+
+/// The details of a binary payload that was refused. It stores some bytes at the mistake, and
+/// composes the text when the message is read.
+class CborFailure final : public zel::ErrorDetails {
+public:
+    /// Creates the details. `record` is the record up to the mistake, or null. `limit` is the
+    /// accepted nesting depth.
+    CborFailure(const CborMistake& mistake, std::string_view payload, unsigned int limit,
+                Record const* record) noexcept;
+    void describe(std::string& out) const override;
+
+private:
+    char const* expected_;
+    char const* found_;
+    std::size_t position_;
+    std::size_t left_;  // number of bytes from `position_` on
+    unsigned int limit_;
+    bool isTooDeep_;
+    std::array<unsigned char, MAX_HEAD> bytes_;
+    FieldPath path_;
+};
+
+/// Returns the path of the next field or element after the incomplete payload `written`. The index
+/// of the element of an array is included only with `isInItem`.
+FieldPath pathOfCborEnd(std::string_view written, bool isInItem) noexcept;
+
+/// Returns a description of the item that begins with `bytes`, of whose payload `left` bytes are
+/// left. `bytes` has the first of them, up to `MAX_HEAD`.
+Phrase phraseOfCborItem(std::string_view bytes, std::size_t left) noexcept;
+
+/// Returns the position of an event of a well-formed payload. Events have the numbers that they
+/// have in a `Record`.
+std::size_t positionOfCborEvent(std::string_view payload, std::uint32_t event) noexcept;
+
+}  // namespace util::serializer

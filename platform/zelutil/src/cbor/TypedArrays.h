@@ -1,0 +1,28 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string_view>
+
+#include "util/serializer/IStructuredSerializer.h"
+
+// The typed arrays of RFC 8746 that the binary format supports: a tag that determines the item type
+// and byte order, and a byte string with the items one after the other.
+namespace util::serializer {
+
+/// Returns whether `tag` is that of a supported typed array. Half and 128-bit floats are not
+/// supported.
+bool isTypedArrayTag(std::uint64_t tag) noexcept;
+
+/// Returns the size of an item of the typed array in bytes. `tag` must be one of a typed array.
+std::size_t itemSizeOf(std::uint64_t tag) noexcept;
+
+/// Copies `count` items of `size` (1, 2, 4 or 8) bytes from memory to big-endian bytes.
+void storeBigEndian(void const* items, std::size_t size, std::size_t count,
+                    unsigned char* bytes) noexcept;
+
+/// Writes the items in `bytes` as a typed array to `target`. Returns false if the last item is
+/// incomplete or the target fails. `tag` must be one of a typed array.
+bool writeTypedArray(std::uint64_t tag, std::string_view bytes, IStructuredSerializer& target);
+
+}  // namespace util::serializer

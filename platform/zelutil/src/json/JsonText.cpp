@@ -1,0 +1,313 @@
+#include "json/JsonText.h"
+
+#include <fmt/compile.h>
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <cmath>
+#include <cstddef>
+#include <cstring>
+
+namespace util::json {
+
+namespace {
+
+constexpr std::string_view REPLACEMENT = "\xEF\xBF\xBD";  // U+FFFD
+constexpr std::size_t PIECE = 4096;                       // bytes of a string written at a time
+
+template <typename Word>
+constexpr Word everyByte(unsigned char byte) {
+    return static_cast<Word>(0x0101010101010101U) * byte;
+}
+
+// Returns a number other than 0 if a byte of the word is `"`, `\`, a control character or not
+// ASCII.
+template <typename Word>
+constexpr Word specialBytes(Word word) {
+    const Word quotation = word ^ everyByte<Word>('"');
+    const Word backslash = word ^ everyByte<Word>('\\');
+    return (word | (word - everyByte<Word>(0x20)) | (quotation - everyByte<Word>(1)) |
+            (backslash - everyByte<Word>(1))) &
+           everyByte<Word>(0x80);
+}
+
+// How a byte of a string is written.
+enum class Role : std::uint8_t { Plain, Escaped, BeyondAscii };
+
+constexpr std::array<Role, 256> roles() {
+    std::array<Role, 256> table{};
+    for (std::size_t byte = 0; byte < table.size(); ++byte) {
+        const bool escaped = byte < 0x20 || byte == '"' || byte == '\\';
+        table[byte] = escaped ? Role::Escaped : byte >= 0x80 ? Role::BeyondAscii : Role::Plain;
+    }
+    return table;
+}
+constexpr std::array<Role, 256> ROLES = roles();
+
+Role roleOf(char byte) noexcept {
+    return ROLES[static_cast<unsigned char>(byte)];
+}
+
+char* writeText(char* out, std::string_view text) noexcept {
+    std::memcpy(out, text.data(), text.size());
+    return out + text.size();
+}
+
+char* writeEscape(char* out, unsigned char byte) noexcept {
+    constexpr std::string_view DIGITS = "0123456789abcdef";
+    *out++ = '\\';
+    if (byte == '"' || byte == '\\') {
+        *out++ = static_cast<char>(byte);
+    } else if (byte >= 0x08 && byte <= 0x0D && byte != 0x0B) {
+        constexpr std::string_view NAMES = "btn?fr";  // of 0x08 to 0x0D
+        *out++ = NAMES[byte - 0x08U];
+    } else {
+        out = writeText(out, "u00");
+        *out++ = DIGITS[byte >> 4U];
+        *out++ = DIGITS[byte & 15U];
+    }
+    return out;
+}
+
+// Copies words from `from` until a word contains a byte that needs an escape.
+template <typename Word>
+void copyPlainWords(char*& out, char const*& from, char const* end) noexcept {
+    constexpr auto SIZE = static_cast<std::ptrdiff_t>(sizeof(Word));
+    while (end - from >= SIZE) {
+        Word word = 0;
+        std::memcpy(&word, from, sizeof word);
+        if (specialBytes(word) != 0) {
+            return;
+        }
+        std::memcpy(out, &word, sizeof word);
+        from += SIZE;
+        out += SIZE;
+    }
+}
+
+// Copies bytes up to the first one that needs an escape or is not ASCII, and advances `from` to it.
+inline char* writePlainRun(char* out, char const*& from, char const* end) noexcept {
+    copyPlainWords<std::uint64_t>(out, from, end);
+    copyPlainWords<std::uint32_t>(out, from, end);
+    while (from != end && roleOf(*from) == Role::Plain) {
+        *out++ = *from++;
+    }
+    return out;
+}
+
+// Returns the size of the longest prefix of `bytes` that could begin one character, at least 1. If
+// the prefix is not a complete character, one U+FFFD replaces it. `bytes` is not empty.
+std::size_t maximalPart(std::string_view bytes, bool& character) noexcept {
+    const auto at = [&](std::size_t i) { return static_cast<unsigned char>(bytes[i]); };
+    const unsigned lead = at(0);
+    character = lead < 0x80;
+    if (lead < 0xC2 || lead > 0xF4) {
+        return 1;
+    }
+    const std::size_t length = lead < 0xE0 ? 2U : lead < 0xF0 ? 3U : 4U;
+    // The second byte's range depends on the first: no overlong forms, no surrogates, no more than
+    // U+10FFFF.
+    unsigned low = lead == 0xE0 ? 0xA0U : lead == 0xF0 ? 0x90U : 0x80U;
+    unsigned high = lead == 0xED ? 0x9FU : lead == 0xF4 ? 0x8FU : 0xBFU;
+    for (std::size_t i = 1; i < length; ++i) {
+        if (i == bytes.size() || at(i) < low || at(i) > high) {
+            return i;
+        }
+        low = 0x80;
+        high = 0xBF;
+    }
+    character = true;
+    return length;
+}
+
+// Writes the character at `from`, or U+FFFD for the maximal part, and advances `from` past it.
+char* writeBeyondAscii(char* out, char const*& from, char const* end) noexcept {
+    const std::string_view rest(from, static_cast<std::size_t>(end - from));
+    bool character = false;
+    const std::size_t part = maximalPart(rest, character);
+    from += part;
+    return writeText(out, character ? rest.substr(0, part) : REPLACEMENT);
+}
+
+// Writes the text with escapes, and with ill-formed parts replaced if `REPAIRED`.
+template <bool REPAIRED>
+char* writeEscaped(char* out, std::string_view text) noexcept {
+    char const* from = text.data();
+    char const* const end = from + text.size();
+    while (true) {
+        out = writePlainRun(out, from, end);
+        if (from == end) {
+            return out;
+        }
+        if (roleOf(*from) == Role::Escaped) {
+            out = writeEscape(out, static_cast<unsigned char>(*from++));
+        }
+        while (from != end && roleOf(*from) == Role::BeyondAscii) {
+            if constexpr (REPAIRED) {
+                out = writeBeyondAscii(out, from, end);
+            } else {
+                *out++ = *from++;
+            }
+        }
+    }
+}
+
+// Reserves `size` bytes and runs `write`, which returns the end of the written text.
+template <typename Write>
+bool append(ByteBufferWriter& writer, std::size_t size, Write write) noexcept {
+    if (writer.reserve(size)) {
+        return true;
+    }
+    char* const end = write(reinterpret_cast<char*>(writer.end()));
+    writer.commit(reinterpret_cast<unsigned char*>(end));
+    return false;
+}
+
+template <bool REPAIRED>
+bool appendPieces(ByteBufferWriter& writer, std::string_view text) noexcept {
+    while (!text.empty()) {
+        const std::string_view piece = text.substr(0, pieceSize(text, PIECE));
+        if (append(writer, maxEscapedSize(piece.size()),
+                   [&](char* out) { return writeEscaped<REPAIRED>(out, piece); })) {
+            return true;
+        }
+        text.remove_prefix(piece.size());
+    }
+    return false;
+}
+
+template <bool REPAIRED>
+bool appendQuoted(ByteBufferWriter& writer, std::string_view text) noexcept {
+    if (text.size() <= PIECE) {
+        return append(writer, maxEscapedSize(text.size()) + 2, [&](char* out) {
+            *out++ = '"';
+            out = writeEscaped<REPAIRED>(out, text);
+            *out++ = '"';
+            return out;
+        });
+    }
+    const unsigned long before = writer.size();
+    if (writer.appendByte('"') || appendPieces<REPAIRED>(writer, text) || writer.appendByte('"')) {
+        writer.truncate(before);
+        return true;
+    }
+    return false;
+}
+
+template <typename Number>
+char* writeFloating(char* out, Number value) noexcept {
+    char* end = fmt::format_to(out, FMT_COMPILE("{}"), value);
+    const auto isMark = [](char c) { return c == '.' || c == 'e'; };
+    return std::any_of(out, end, isMark) ? end : writeText(end, ".0");
+}
+
+template <typename Number>
+char* writeDigits(char* out, Number value) noexcept {
+    return std::to_chars(out, out + MAX_NUMBER_SIZE, value).ptr;
+}
+
+// Fast path for doubles with few decimals, which are common in settings and measurements: they are
+// written as an integer number of millionths. Finding the shortest text of any double takes nearly
+// three times the instructions.
+constexpr std::size_t DECIMALS = 6;
+constexpr std::uint64_t MILLION = 1'000'000;
+
+// Returns magnitude * 10^6 if the magnitude has at most 6 decimals and is in the range from 1e-3 to
+// less than 1e9. It has at most 15 significant digits then, so that no other text of that size
+// reads back as the same double. Returns 0 otherwise.
+std::uint64_t millionthsOf(double magnitude) noexcept {
+    constexpr double LEAST = 1e-3;
+    constexpr double MOST = 1e9;
+    if (!(magnitude >= LEAST && magnitude < MOST)) {
+        return 0;
+    }
+    constexpr auto PARTS = static_cast<double>(MILLION);
+    // NOLINTNEXTLINE(bugprone-incorrect-roundings): the division below verifies the result
+    const auto millionths = static_cast<std::int64_t>(magnitude * PARTS + 0.5);
+    // The division rounds as reading the text does.
+    return static_cast<double>(millionths) / PARTS == magnitude
+               ? static_cast<std::uint64_t>(millionths)
+               : 0;
+}
+
+char* writeMillionths(char* out, std::uint64_t millionths) noexcept {
+    out = writeDigits(out, millionths / MILLION);
+    *out++ = '.';
+    std::uint64_t digits = millionths % MILLION;
+    std::size_t size = DECIMALS;
+    for (; size > 1 && digits % 10 == 0; --size) {
+        digits /= 10;
+    }
+    for (std::size_t place = size; place-- > 0; digits /= 10) {
+        out[place] = static_cast<char>('0' + digits % 10);
+    }
+    return out + size;
+}
+
+}  // namespace
+
+std::size_t pieceSize(std::string_view bytes, std::size_t size) noexcept {
+    if (bytes.size() <= size) {
+        return bytes.size();
+    }
+    // A character has at most three continuation bytes.
+    const auto continues = [&](std::size_t at) {
+        return (static_cast<unsigned char>(bytes[at]) & 0xC0U) == 0x80U;
+    };
+    std::size_t cut = size;
+    while (cut > size - 3 && continues(cut)) {
+        --cut;
+    }
+    return cut;
+}
+
+char* writeRepaired(char* out, std::string_view bytes) noexcept {
+    return writeEscaped<true>(out, bytes);
+}
+
+char* writeInteger(char* out, std::int64_t value) noexcept {
+    return writeDigits(out, value);
+}
+
+char* writeInteger(char* out, std::uint64_t value) noexcept {
+    return writeDigits(out, value);
+}
+
+char* writeDouble(char* out, double value) noexcept {
+    const std::uint64_t millionths = millionthsOf(std::fabs(value));
+    if (millionths == 0) {
+        return writeFloating(out, value);
+    }
+    if (value < 0) {
+        *out++ = '-';
+    }
+    return writeMillionths(out, millionths);
+}
+
+bool appendString(ByteBufferWriter& writer, std::string_view utf8) noexcept {
+    return appendQuoted<false>(writer, utf8);
+}
+
+bool appendRepairedString(ByteBufferWriter& writer, std::string_view bytes) noexcept {
+    return appendQuoted<true>(writer, bytes);
+}
+
+bool appendInteger(ByteBufferWriter& writer, std::int64_t value) noexcept {
+    return append(writer, MAX_NUMBER_SIZE, [=](char* out) { return writeDigits(out, value); });
+}
+
+bool appendInteger(ByteBufferWriter& writer, std::uint64_t value) noexcept {
+    return append(writer, MAX_NUMBER_SIZE, [=](char* out) { return writeDigits(out, value); });
+}
+
+bool appendDouble(ByteBufferWriter& writer, double value) noexcept {
+    return append(writer, MAX_NUMBER_SIZE, [=](char* out) { return writeDouble(out, value); });
+}
+
+bool appendFloat(ByteBufferWriter& writer, float value) noexcept {
+    return append(writer, MAX_NUMBER_SIZE, [=](char* out) { return writeFloating(out, value); });
+}
+
+}  // namespace util::json

@@ -1,0 +1,183 @@
+#include <new>
+
+#include "config/TreeAssembler.h"
+#include "pull/PullHandler.h"
+#include "pull/RecordEvents.h"
+
+// The reader's functions for arrays, structs, fields, scopes and entries. Those for sessions and
+// values are in PullFromPushDeserializer.cpp.
+namespace util::serializer {
+
+// ---- scopes of options
+
+bool PullFromPushDeserializer::beginArrayOption() {
+    return !handler_->openScope(Bracket::ArrayOption);
+}
+
+bool PullFromPushDeserializer::endArrayOption() {
+    return !handler_->closeScope(Bracket::ArrayOption);
+}
+
+bool PullFromPushDeserializer::beginOption(Options const*) {
+    return !handler_->openScope(Bracket::Option);
+}
+
+bool PullFromPushDeserializer::endOption() {
+    return !handler_->closeScope(Bracket::Option);
+}
+
+// ---- arrays
+
+bool PullFromPushDeserializer::beginArray() {
+    return !handler_->open(Event::Kind::Array, Bracket::Array, Expects::Elements);
+}
+
+bool PullFromPushDeserializer::isArrayEnd() {
+    return handler_->stack.top().expects != Expects::Elements || handler_->atEnd();
+}
+
+bool PullFromPushDeserializer::endArray() {
+    return !handler_->close(Bracket::Array);
+}
+
+bool PullFromPushDeserializer::beginElement() {
+    return !handler_->beginElement();
+}
+
+bool PullFromPushDeserializer::endElement() {
+    return !handler_->endItem(Item::Element);
+}
+
+bool PullFromPushDeserializer::getEmptyElement(bool& empty) {
+    Handler::Stack::Level& top = handler_->stack.top();
+    if (top.expects != Expects::Elements) {
+        return !handler_->fail("an element or the end of an array");
+    }
+    empty = !handler_->atEnd() && handler_->at(top.data.next).kind == Event::Kind::Null;
+    if (empty) {
+        ++top.data.next;
+    }
+    return false;
+}
+
+// ---- structs
+
+bool PullFromPushDeserializer::beginStruct(Options const*) {
+    return !handler_->open(Event::Kind::Struct, Bracket::Struct, Expects::Fields);
+}
+
+bool PullFromPushDeserializer::isStructEnd() {
+    return handler_->stack.top().expects != Expects::Fields || handler_->atEnd();
+}
+
+bool PullFromPushDeserializer::endStruct() {
+    return !handler_->close(Bracket::Struct);
+}
+
+bool PullFromPushDeserializer::beginField(std::string& name) {
+    if (!handler_->mayBegin(Expects::Fields)) {
+        return !handler_->fail("a field");
+    }
+    try {
+        assignText(name, handler_->record.textOf(handler_->at(handler_->stack.top().data.next)));
+    } catch (const std::bad_alloc&) {
+        return !handler_->failForMemory();
+    }
+    handler_->enterField();
+    return false;
+}
+
+bool PullFromPushDeserializer::skipField() {
+    if (handler_->stack.top().item != Item::Field) {
+        return !handler_->fail("a field that was begun");
+    }
+    handler_->consume();
+    return !handler_->endItem(Item::Field);
+}
+
+bool PullFromPushDeserializer::endField() {
+    return !handler_->endItem(Item::Field);
+}
+
+// ---- fields by name
+
+// Begins the named field if it is present. In a missing field no value is expected.
+bool PullFromPushDeserializer::beginNamedField(const std::string& name, Item item, bool& present) {
+    Handler::Stack& stack = handler_->stack;
+    if (stack.top().expects != Expects::Fields) {
+        return !handler_->fail(Phrase::ofText("the field ", name));
+    }
+    const std::uint32_t field = handler_->findField(name);
+    const bool found = field != Handler::NONE;
+    if (!found && item == Item::MandatoryField) {
+        return !handler_->failToFind(name);
+    }
+    stack.top().data.byName = true;
+    stack.top().data.value = field + 1;
+    stack.beginItem(item, !found);
+    present = found;
+    return false;
+}
+
+bool PullFromPushDeserializer::beginMandatoryField(const std::string& name, int) {
+    bool present = false;
+    return beginNamedField(name, Item::MandatoryField, present);
+}
+
+bool PullFromPushDeserializer::endMandatoryField() {
+    return !handler_->endItem(Item::MandatoryField);
+}
+
+bool PullFromPushDeserializer::beginOptionalField(const std::string& name, int, bool& present) {
+    return beginNamedField(name, Item::OptionalField, present);
+}
+
+bool PullFromPushDeserializer::endOptionalField() {
+    return !handler_->endItem(Item::OptionalField);
+}
+
+// ---- entries
+
+Entry const* PullFromPushDeserializer::peekNextEntry() {
+    handler_->announce();
+    return &handler_->entry;
+}
+
+Entry const* PullFromPushDeserializer::getNextEntry() {
+    handler_->takeNext();
+    return &handler_->entry;
+}
+
+// ---- whole containers
+
+template <class Container>
+bool PullFromPushDeserializer::readRest(Bracket bracket, Container& out) {
+    const Handler::Cursor& items = handler_->stack.top().data;
+    if (!handler_->stack.mayClose(bracket)) {
+        return !handler_->fail(bracket == Bracket::Array ? "an array that was begun"
+                                                         : "a struct that was begun");
+    }
+    const RecordEvents events(handler_->record);
+    config::NodeBlocks blocks(events.nodeSize(items.next, items.end));
+    config::TreeWorkspace workspace;
+    config::TreeAssembler assembler(events, blocks, workspace, false);
+    if (!assembler.fill(out, items.next, items.end)) {
+        return !handler_->failForMemory();
+    }
+    handler_->stack.pop();
+    return false;
+}
+
+bool PullFromPushDeserializer::getRest(config::Dictionary& out) {
+    return readRest(Bracket::Struct, out);
+}
+
+bool PullFromPushDeserializer::getRest(config::Array& out) {
+    return readRest(Bracket::Array, out);
+}
+
+unsigned int PullFromPushDeserializer::getApiCapibilites() const noexcept {
+    return handler_->recorder.getApiCapibilites();
+}
+
+}  // namespace util::serializer

@@ -1,0 +1,131 @@
+#pragma once
+
+#include <cstdint>
+#include <string_view>
+
+#include "pull/Record.h"
+#include "pull/Recorder.h"
+#include "serializer/Failure.h"
+#include "util/serializer/BracketStack.h"
+#include "util/serializer/PullFromPushDeserializer.h"
+#include "util/serializer/RecordSource.h"
+
+namespace util::serializer {
+
+/// The state of a `PullFromPushDeserializer`: the record and the position of reading.
+class UTIL_LOCAL PullFromPushDeserializer::Handler {
+public:
+    /// The position of reading in a level. All numbers are indices of events of the record.
+    struct Cursor {
+        /// The value to be read, if one is expected.
+        std::uint32_t value;
+        /// The first element or field of an array or struct, the next one, and the event after the
+        /// last one.
+        std::uint32_t begin;
+        std::uint32_t next;
+        std::uint32_t end;
+        /// Whether a field of the struct was requested by name, so that the others may stay unread.
+        bool byName;
+    };
+    using Stack = BracketStack<Cursor>;
+    static constexpr std::uint32_t NONE = 0xFFFFFFFF;
+
+    Handler() noexcept : recorder(record) {}
+
+    Record record;
+    Recorder recorder;
+    Stack stack;
+    Entry entry;
+    IStructuredPushDeserializer const* source = nullptr;
+    /// The source, if payloads are decoded without its serializer interface.
+    RecordSource* directSource = nullptr;
+    bool isWholeReader = false;
+    bool hasFailed = false;
+
+    /// @{
+    /// Stores the failure as the thread's latest error: `expected` is not what comes next, or not
+    /// the event `at`, which is the element `index` of an array. Returns false.
+    [[gnu::cold]] bool fail(const Phrase& expected) noexcept;
+    [[gnu::cold]] bool failAtElement(std::uint32_t at, std::uint64_t index,
+                                     const Phrase& expected) noexcept;
+    /// @}
+    /// Stores that memory is exhausted. Returns false.
+    [[gnu::cold]] bool failForMemory() noexcept {
+        recordNoMemory(hasFailed);
+        return false;
+    }
+    /// Stores that the struct on top has no field with the name. Returns false.
+    [[gnu::cold]] bool failToFind(std::string_view name) noexcept;
+    /// Stores why `stack.reserveLevel()` failed. Returns false.
+    [[gnu::cold]] bool failToNest() noexcept;
+
+    /// Discards the payload and keeps the memory.
+    void clear() noexcept;
+    /// Moves to the start of the recorded payload.
+    void start() noexcept { stack.start({0, 0, 0, 0, false}); }
+
+    const Event& at(std::uint32_t index) const noexcept { return record.at(index); }
+    /// Returns the value that a getter would read now, or null if no value is expected.
+    Event const* value() const noexcept {
+        return stack.top().expects == Expects::Value ? &at(stack.top().data.value) : nullptr;
+    }
+    /// Marks the value as read.
+    void consume() noexcept { stack.top().expects = Expects::Nothing; }
+
+    // These return true on success. On failure they store the reason.
+    bool open(Event::Kind kind, Bracket bracket, Expects expects) noexcept;
+    bool close(Bracket bracket) noexcept;
+    bool beginElement() noexcept;
+    /// Returns whether the next element or field may be begun.
+    bool mayBegin(Expects what) const noexcept { return stack.top().expects == what && !atEnd(); }
+    /// Enters the next element or field, which may be begun.
+    void enterElement() noexcept { enter(Item::Element, stack.top().data.next); }
+    void enterField() noexcept { enter(Item::Field, stack.top().data.next + 1); }
+    /// Ends the field or element, and advances past it unless it was found by name.
+    bool endItem(Item item) noexcept {
+        if (!stack.mayEnd(item)) {
+            return failToEnd(item);
+        }
+        if (item == Item::Field || item == Item::Element) {
+            Cursor& items = stack.top().data;
+            items.next = at(items.value).next;
+        }
+        stack.endItem();
+        return true;
+    }
+    bool openScope(Bracket bracket) noexcept;
+    bool closeScope(Bracket bracket) noexcept;
+    /// Returns whether no element or field is left in the array or struct on top.
+    bool atEnd() const noexcept { return stack.top().data.next == stack.top().data.end; }
+    /// Returns the index of the last field with the name in the struct on top, or `NONE` if the
+    /// field is missing.
+    std::uint32_t findField(std::string_view name) const noexcept;
+
+    /// Sets `entry` to the next entry, or to `Failure` if memory is exhausted or no further level
+    /// may be opened.
+    void announce() noexcept;
+    /// Sets `entry` as `announce` does and consumes that entry. The end of the payload or of an
+    /// option scope is not consumed.
+    void takeNext() noexcept;
+
+private:
+    [[gnu::cold]] bool failToEnd(Item item) noexcept;
+    FieldPath path() const noexcept;
+    std::uint32_t place() const noexcept;
+    Phrase next() const noexcept;
+    std::size_t positionOf(std::uint32_t event) const noexcept;
+    void enter(Item item, std::uint32_t value) noexcept {
+        stack.top().data.value = value;
+        stack.beginItem(item);
+    }
+    bool takeEntry();
+    bool takeValue(const Event& event);
+    void enterNext();
+    void closeTop() noexcept;
+    void announceNext();
+    void announceValue(const Event& event);
+    void announceItem();
+    EntryType announceEnd() const noexcept;
+};
+
+}  // namespace util::serializer

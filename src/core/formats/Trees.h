@@ -1,0 +1,19 @@
+#pragma once
+
+// The only place where the core uses more of a platform than every platform has: with the optional
+// header util/TreeExtensions.h, a platform replaces the functions of PlainTrees.h by faster ones
+// with the same names and results.
+
+#if __has_include("util/TreeExtensions.h")
+#include "util/TreeExtensions.h"
+
+namespace kova::detail {
+namespace trees = util::treeextensions;
+}
+#else
+#include "formats/PlainTrees.h"
+
+namespace kova::detail {
+namespace trees = plaintrees;
+}
+#endif
