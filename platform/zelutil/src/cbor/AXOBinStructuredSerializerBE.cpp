@@ -5,6 +5,7 @@
 #include "bytes/BigEndian.h"
 #include "bytes/TextCheck.h"
 #include "cbor/CborBytes.h"
+#include "cbor/CborEncoder.h"
 #include "cbor/CborFailure.h"
 #include "cbor/TypedArrays.h"
 #include "serializer/SequencedSerializerLevels.h"
@@ -21,34 +22,6 @@ struct PackedType {
 };
 constexpr PackedType PACKED_TYPES[] = {{64, 1}, {65, 2}, {66, 4}, {67, 8}, {72, 1},
                                        {73, 2}, {74, 4}, {75, 8}, {81, 4}, {82, 8}};
-
-// Writes a head to `target`, where `MAX_HEAD` bytes are reserved, and returns its end. Calling a
-// library for this instead costs a tenth of the time of a payload.
-template <unsigned char KIND>
-inline unsigned char* encodeHead(std::uint64_t argument, unsigned char* target) noexcept {
-    if (argument <= MAX_SHORT) {
-        *target = static_cast<unsigned char>(KIND + argument);
-        return target + 1;
-    }
-    if (argument <= 0xFF) {
-        target[0] = KIND + FIRST_LONG;
-        target[1] = static_cast<unsigned char>(argument);
-        return target + 2;
-    }
-    if (argument <= 0xFFFF) {
-        target[0] = KIND + FIRST_LONG + 1;
-        storeTwo(argument, target + 1);
-        return target + 3;
-    }
-    if (argument <= 0xFFFFFFFF) {
-        target[0] = KIND + FIRST_LONG + 2;
-        storeFour(argument, target + 1);
-        return target + 5;
-    }
-    target[0] = KIND + LAST_LONG;
-    storeEight(argument, target + 1);
-    return target + MAX_HEAD;
-}
 
 // Appends what `encode(target)` writes: at most `maxSize` bytes, whose end it returns. Growing the
 // buffer is a separate function, so that the callers have no registers to save.

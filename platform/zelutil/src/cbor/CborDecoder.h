@@ -37,6 +37,15 @@ struct CborInput {
         : at(reinterpret_cast<unsigned char const*>(bytes.data())), end(at + bytes.size()) {}
 
     std::size_t left() const noexcept { return static_cast<std::size_t>(end - at); }
+    /// Skips the tag of self-described CBOR, which has no further meaning.
+    void skipSelfDescription() noexcept {
+        constexpr std::uint64_t SELF_DESCRIBED = 55799;
+        CborInput behind = *this;
+        CborHead head{};
+        if (behind.readHead(head) && head.kind() == TAG && head.argument == SELF_DESCRIBED) {
+            *this = behind;
+        }
+    }
     bool isAtBreak() const noexcept { return at != end && *at == BREAK_BYTE; }
     /// Consumes a head. Returns false, without consuming anything, if it is incomplete or reserved.
     [[gnu::always_inline]] bool readHead(CborHead& head) noexcept {
@@ -125,8 +134,15 @@ public:
         deepest_ = top_ + limit;
     }
 
-    /// Decodes the whole payload. Called once.
-    bool decode();
+    /// Decodes the whole payload. Called once, unless `decodeValue` is called.
+    bool decode() {
+        in_.skipSelfDescription();
+        return decodeValue() && (in_.at == in_.end || fail(in_.at, "the end of the payload"));
+    }
+    /// Decodes one value, after which the payload may continue.
+    bool decodeValue();
+    /// Returns the position after the value that was decoded.
+    unsigned char const* position() const noexcept { return in_.at; }
 
     /// Returns the mistake in the payload after `decode` failed. If the target refused a call, it
     /// is empty.
@@ -136,7 +152,6 @@ private:
     static constexpr char const* VALUE = "a value";
     static constexpr char const* FIELD = "a field name";
     static constexpr char const* TYPED_ARRAY = "the bytes of a typed array";
-    static constexpr std::uint64_t SELF_DESCRIBED = 55799;
     static constexpr std::uint64_t MAX_SIGNED = std::numeric_limits<std::int64_t>::max();
     static constexpr std::uint64_t UNTIL_BREAK = std::numeric_limits<std::uint64_t>::max();
     static constexpr unsigned char OUTSIDE = 0;
@@ -204,19 +219,13 @@ private:
 };
 
 template <class Target>
-bool CborDecoder<Target>::decode() {
-    // The tag of self-described CBOR has no further meaning, so it is skipped.
-    CborInput behind = in_;
-    CborHead head{};
-    if (behind.readHead(head) && head.kind() == TAG && head.argument == SELF_DESCRIBED) {
-        in_ = behind;
-    }
+bool CborDecoder<Target>::decodeValue() {
     while (levels_[0].left != 0 || top_ != levels_.data()) {
         if (!entries()) {
             return false;
         }
     }
-    return in_.at == in_.end || fail(in_.at, "the end of the payload");
+    return true;
 }
 
 // Decodes items of the top level, up to its end or to one that opens another level.

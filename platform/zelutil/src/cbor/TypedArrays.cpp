@@ -36,6 +36,15 @@ void store(void const* items, std::size_t count, unsigned char* bytes) noexcept 
     }
 }
 
+template <std::size_t SIZE>
+void loadAll(std::string_view bytes, void* items) noexcept {
+    auto const* const source = reinterpret_cast<unsigned char const*>(bytes.data());
+    for (std::size_t at = 0; at < bytes.size(); at += SIZE) {
+        const auto word = static_cast<Word<SIZE>>(loadNumber(source + at, SIZE));
+        std::memcpy(static_cast<unsigned char*>(items) + at, &word, SIZE);
+    }
+}
+
 template <class Number>
 bool write(std::string_view bytes, bool little, IStructuredSerializer& target) {
     if (bytes.size() % sizeof(Number) != 0) {
@@ -93,6 +102,19 @@ bool isTypedArrayTag(std::uint64_t tag) noexcept {
 
 std::size_t itemSizeOf(std::uint64_t tag) noexcept {
     return findRow(tag)->size;
+}
+
+void loadBigEndian(std::string_view bytes, std::size_t size, void* items) noexcept {
+    switch (size) {
+        case 1:
+            return loadAll<1>(bytes, items);
+        case 2:
+            return loadAll<2>(bytes, items);
+        case 4:
+            return loadAll<4>(bytes, items);
+        default:
+            return loadAll<8>(bytes, items);
+    }
 }
 
 void storeBigEndian(void const* items, std::size_t size, std::size_t count,

@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <string_view>
+#include <type_traits>
 
 #include "util/serializer/IStructuredSerializer.h"
 
@@ -14,8 +15,29 @@ namespace util::serializer {
 /// supported.
 bool isTypedArrayTag(std::uint64_t tag) noexcept;
 
+/// Returns the tag of the big-endian typed array with items of this type, or 0 for booleans, which
+/// have none.
+template <class Item>
+constexpr std::uint64_t typedArrayTag() noexcept {
+    if constexpr (std::is_same_v<Item, bool>) {
+        return 0;
+    } else if constexpr (std::is_floating_point_v<Item>) {
+        return sizeof(Item) == 4 ? 81 : 82;
+    } else {
+        constexpr std::uint64_t WIDTH = sizeof(Item) == 1   ? 0
+                                        : sizeof(Item) == 2 ? 1
+                                        : sizeof(Item) == 4 ? 2
+                                                            : 3;
+        return (std::is_signed_v<Item> ? 72 : 64) + WIDTH;
+    }
+}
+
 /// Returns the size of an item of the typed array in bytes. `tag` must be one of a typed array.
 std::size_t itemSizeOf(std::uint64_t tag) noexcept;
+
+/// Copies the big-endian items of `size` (1, 2, 4 or 8) bytes in `bytes` to memory. The last item
+/// is complete.
+void loadBigEndian(std::string_view bytes, std::size_t size, void* items) noexcept;
 
 /// Copies `count` items of `size` (1, 2, 4 or 8) bytes from memory to big-endian bytes.
 void storeBigEndian(void const* items, std::size_t size, std::size_t count,

@@ -1,0 +1,265 @@
+#include "util/serializer/FieldReader.h"
+
+#include <gtest/gtest.h>
+
+#include <limits>
+#include <string>
+#include <vector>
+
+#include "support/FieldWalk.h"
+
+namespace {
+
+using namespace util::serializer;
+using payloads::Comparison;
+using payloads::fromHex;
+using Format = FieldReader::Format;
+
+// Payloads of common forms, which a field reader accepts like a pull reader.
+constexpr char const* BINARY[] = {"00",
+                                  "17",
+                                  "1818",
+                                  "1bffffffffffffffff",
+                                  "20",
+                                  "3b7fffffffffffffff",
+                                  "f6",
+                                  "f7",
+                                  "f4",
+                                  "f5",
+                                  "f93c00",
+                                  "f97e00",
+                                  "fa3fc00000",
+                                  "fb3ff199999999999a",
+                                  "60",
+                                  "6161",
+                                  "62c3a9",
+                                  "41ff",
+                                  "80",
+                                  "9fff",
+                                  "a0",
+                                  "bfff",
+                                  "8301f7f6",
+                                  "9f01f79f02ffff",
+                                  "bf6161016162 9f02ff 6163 a16164f6ff",
+                                  "a141ff02",
+                                  "d9d9f7 8101",
+                                  "da0000d9f7 00"};
+// Rare forms, which it leaves to the pull reader.
+constexpr char const* RARE[] = {"7f61616162ff", "5f41ff41feff", "d84043010203", "a17f6161ff01",
+                                "81d84043010203"};
+// Payloads that both refuse.
+constexpr char const* MALFORMED[] = {"",
+                                     "ff",
+                                     "1c",
+                                     "1f",
+                                     "3f",
+                                     "19 00",
+                                     "62 61",
+                                     "62 c328",
+                                     "9f",
+                                     "9f01",
+                                     "a1 01 02",
+                                     "a161",
+                                     "a16161",
+                                     "81",
+                                     "9b ffffffffffffffff",
+                                     "0000",
+                                     "3b8000000000000000",
+                                     "c0 00",
+                                     "e0",
+                                     "f800",
+                                     "9fff00",
+                                     "a1ff",
+                                     "82ff01",
+                                     "7f41ffff",
+                                     "a162c32801",
+                                     "8162c328",
+                                     "d9d9f7",
+                                     "d9d9f7d9d9f700"};
+
+TEST(FieldReaderTest, ReadsBinaryPayloadsLikeAPullReader) {
+    for (char const* const hex : BINARY) {
+        EXPECT_EQ(payloads::compareBinaryFields(fromHex(hex)), Comparison::Same) << hex;
+    }
+}
+
+TEST(FieldReaderTest, LeavesRareBinaryFormsToAPullReader) {
+    for (char const* const hex : RARE) {
+        EXPECT_EQ(payloads::compareBinaryFields(fromHex(hex)), Comparison::Refused) << hex;
+    }
+}
+
+TEST(FieldReaderTest, RefusesMalformedBinaryPayloads) {
+    for (char const* const hex : MALFORMED) {
+        EXPECT_EQ(payloads::compareBinaryFields(fromHex(hex)), Comparison::Both) << hex;
+    }
+}
+
+TEST(FieldReaderTest, ReadsJsonTextsLikeAPullReader) {
+    for (char const* const text :
+         {"null", "true", "false", "17", "-17", "18446744073709551615", "1.5", "1e300", R"("text")",
+          R"("\u00e9\n")", "[]", "{}", "[1,[2,[3]],{}]", R"({"a":1,"b":[true,null],"c":{"d":"e"}})",
+          " [ 1 , 2 ] "}) {
+        EXPECT_EQ(payloads::compareJsonFields(text), Comparison::Same) << text;
+    }
+}
+
+TEST(FieldReaderTest, RefusesMalformedJsonTexts) {
+    for (char const* const text :
+         {"", " ", "[", "[1", "[1,", "{", R"({"a")", R"({"a":)", "[1 2]", "nul", "1 2", "01",
+          "1e999", R"("\ud800")", "\"\xc3\x28\"", "]", "{1:2}"}) {
+        EXPECT_EQ(payloads::compareJsonFields(text), Comparison::Both) << text;
+    }
+}
+
+TEST(FieldReaderTest, LimitsTheDepthLikeAPullReader) {
+    for (const std::size_t depth : {255, 256, 257}) {
+        const Comparison expected = depth <= 256 ? Comparison::Same : Comparison::Both;
+        EXPECT_EQ(payloads::compareBinaryFields(std::string(depth, '\x81') + '\0'), expected);
+        EXPECT_EQ(payloads::compareJsonFields(std::string(depth, '[') + std::string(depth, ']')),
+                  expected);
+    }
+}
+
+struct NumberRow {
+    char const* hex;
+    char const* json;
+    bool fits;
+};
+
+template <class Number>
+void expectReads(const NumberRow& row) {
+    Number number{};
+    FieldReader json(Format::Json, row.json);
+    EXPECT_EQ(json.begin() && json.value(number) && json.end(), row.fits) << row.json;
+    const std::string bytes = fromHex(row.hex);
+    FieldReader binary(Format::Binary, bytes);
+    EXPECT_EQ(binary.begin() && binary.value(number) && binary.end(), row.fits) << row.hex;
+}
+
+TEST(FieldReaderTest, IntegersAreReadOnlyFromIntegersInRange) {
+    expectReads<std::int8_t>({"187f", "127", true});
+    expectReads<std::int8_t>({"1880", "128", false});
+    expectReads<std::int8_t>({"387f", "-128", true});
+    expectReads<std::int8_t>({"3880", "-129", false});
+    expectReads<std::uint8_t>({"18ff", "255", true});
+    expectReads<std::uint8_t>({"190100", "256", false});
+    expectReads<std::uint8_t>({"20", "-1", false});
+    expectReads<std::uint32_t>({"1affffffff", "4294967295", true});
+    expectReads<std::uint32_t>({"1b0000000100000000", "4294967296", false});
+    expectReads<std::int64_t>({"1b7fffffffffffffff", "9223372036854775807", true});
+    expectReads<std::int64_t>({"1b8000000000000000", "9223372036854775808", false});
+    expectReads<std::uint64_t>({"1bffffffffffffffff", "18446744073709551615", true});
+    expectReads<std::uint64_t>({"20", "-1", false});
+    expectReads<std::int32_t>({"f93c00", "1.0", false});
+    expectReads<std::int32_t>({"6131", "\"1\"", false});
+    expectReads<std::int32_t>({"f5", "true", false});
+}
+
+TEST(FieldReaderTest, FloatingPointNumbersAreReadFromAnyNumberInRange) {
+    expectReads<double>({"17", "23", true});
+    expectReads<double>({"1bffffffffffffffff", "18446744073709551615", true});
+    expectReads<double>({"3863", "-100", true});
+    expectReads<double>({"f6", "null", false});
+    expectReads<float>({"fb47efffffe0000000", "3.4028234663852886e38", true});
+    expectReads<float>({"fb47f0000000000000", "3.5e38", false});
+    float number = 0;
+    const std::string infinity = fromHex("f97c00");
+    FieldReader reader(Format::Binary, infinity);
+    EXPECT_TRUE(reader.begin() && reader.value(number) && reader.end());
+    EXPECT_EQ(number, std::numeric_limits<float>::infinity());
+}
+
+TEST(FieldReaderTest, StringsReplaceTheContent) {
+    for (const std::size_t size : {0, 1, 5, 15, 31, 32, 33, 200}) {
+        const std::string text(size, 'x');
+        std::string out = "a former content of some length";
+        const std::string json = '"' + text + '"';
+        FieldReader reader(Format::Json, json);
+        EXPECT_TRUE(reader.begin() && reader.value(out) && reader.end());
+        EXPECT_EQ(out, text);
+    }
+}
+
+TEST(FieldReaderTest, ReadsArraysOfNumbersPackedOrNot) {
+    const std::vector<std::int16_t> expected{1, -2, 300};
+    for (char const* const hex : {"83 01 21 19012c", "9f 01 21 19012cff", "d849 46 0001fffe012c"}) {
+        std::vector<std::int16_t> out{7};
+        const std::string bytes = fromHex(hex);
+        FieldReader reader(Format::Binary, bytes);
+        EXPECT_TRUE(reader.begin() && reader.values(out) && reader.end()) << hex;
+        EXPECT_EQ(out, expected) << hex;
+    }
+    std::vector<std::int16_t> out;
+    FieldReader reader(Format::Json, "[1,-2,300]");
+    EXPECT_TRUE(reader.begin() && reader.values(out) && reader.end());
+    EXPECT_EQ(out, expected);
+}
+
+TEST(FieldReaderTest, RefusesArraysWithOtherItems) {
+    std::vector<std::uint8_t> out;
+    for (char const* const hex : {"8120", "8161 31", "d848 41 01", "d841 43 000102",
+                                  "d840 5f4101ff", "d840 42 01", "01", "9f01"}) {
+        const std::string bytes = fromHex(hex);
+        FieldReader reader(Format::Binary, bytes);
+        EXPECT_FALSE(reader.begin() && reader.values(out) && reader.end()) << hex;
+    }
+    for (char const* const text : {"[256]", "[-1]", "[1.5]", "[null]", "{}", "1"}) {
+        FieldReader reader(Format::Json, text);
+        EXPECT_FALSE(reader.begin() && reader.values(out) && reader.end()) << text;
+    }
+}
+
+// Reads {"a": SKIPPED, "b": 1} and skips the first field.
+bool skips(Format format, const std::string& payload) {
+    FieldReader reader(format, payload);
+    std::string_view name;
+    int number = 0;
+    return reader.begin() && reader.beginObject() && reader.beginField(name) && name == "a" &&
+           reader.skipField() && reader.beginField(name) && name == "b" && reader.value(number) &&
+           number == 1 && reader.endField() && reader.atObjectEnd() && reader.endObject() &&
+           reader.end();
+}
+
+TEST(FieldReaderTest, SkippedValuesAreChecked) {
+    for (char const* const value :
+         {"00", "6161", "7f6161ff", "8301820203f7", "a16161f6", "f5", "d84043010203", "f93c00"}) {
+        EXPECT_TRUE(skips(Format::Binary, fromHex("a26161" + std::string(value) + "616201")))
+            << value;
+    }
+    for (char const* const value : {"62c328", "ff", "81", "a101f6", "c000", "3b8000000000000000"}) {
+        EXPECT_FALSE(skips(Format::Binary, fromHex("a26161" + std::string(value) + "616201")))
+            << value;
+    }
+    for (char const* const value : {"1", "\"x\"", "[1,[2]]", R"({"c":{}})", "null"}) {
+        EXPECT_TRUE(skips(Format::Json, "{\"a\":" + std::string(value) + ",\"b\":1}")) << value;
+    }
+}
+
+TEST(FieldReaderTest, SkippedValuesCountForTheDepth) {
+    for (const std::size_t depth : {255, 256}) {
+        const std::string binary =
+            fromHex("a26161") + std::string(depth, '\x81') + '\0' + fromHex("616201");
+        EXPECT_EQ(skips(Format::Binary, binary), depth == 255);
+        const std::string json =
+            "{\"a\":" + std::string(depth, '[') + std::string(depth, ']') + ",\"b\":1}";
+        EXPECT_EQ(skips(Format::Json, json), depth == 255);
+    }
+}
+
+TEST(FieldReaderTest, ReadersOfOneThreadMayBeNested) {
+    FieldReader outer(Format::Json, "[1,2]");
+    ASSERT_TRUE(outer.begin() && outer.beginArray());
+    for (int i = 0; i < 3; ++i) {
+        bool boolean = false;
+        FieldReader inner(Format::Json, "true");
+        EXPECT_TRUE(inner.begin() && inner.value(boolean) && inner.end());
+    }
+    int first = 0;
+    int second = 0;
+    EXPECT_TRUE(outer.value(first) && outer.endElement() && outer.value(second) &&
+                outer.endElement() && outer.atArrayEnd() && outer.endArray() && outer.end());
+    EXPECT_EQ(first + second, 3);
+}
+
+}  // namespace
