@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cstdint>
+#include <cstring>
 #include <string>
 #include <string_view>
 
@@ -25,13 +27,24 @@ inline bool hasTrailingSeparator(std::string_view path) noexcept {
 
 /// Returns whether two separators are next to each other.
 inline bool hasEmptySegment(std::string_view path) noexcept {
-    // Segments are short, so a loop over the characters is faster than a search for "//".
-    char before = '\0';
-    for (const char c : path) {
-        if (c == Path::SEP_CHAR && before == Path::SEP_CHAR) {
+    // Eight characters at a time, which overlap by one. Segments are short, so this is faster than
+    // a search for "//".
+    constexpr std::uint64_t EACH = 0x0101010101010101U;
+    constexpr std::uint64_t LOW_BITS = 0x7F * EACH;
+    for (; path.size() >= sizeof(EACH); path.remove_prefix(sizeof(EACH) - 1)) {
+        std::uint64_t characters;
+        std::memcpy(&characters, path.data(), sizeof(characters));
+        characters ^= Path::SEP_CHAR * EACH;
+        // The highest bit of each byte that is zero now.
+        const std::uint64_t found = ~(((characters & LOW_BITS) + LOW_BITS) | characters | LOW_BITS);
+        if ((found & found >> 8U) != 0) {
             return true;
         }
-        before = c;
+    }
+    for (std::size_t i = 1; i < path.size(); ++i) {
+        if (path[i] == Path::SEP_CHAR && path[i - 1] == Path::SEP_CHAR) {
+            return true;
+        }
     }
     return false;
 }

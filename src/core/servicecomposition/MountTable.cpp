@@ -8,20 +8,21 @@
 namespace kova::detail {
 
 MountTable::MountTable(Handlers&& handlers) : handlers_(std::move(handlers)) {
-    index_.reserve(handlers_.size());
+    std::vector<const Mount*> mounts;
+    mounts.reserve(handlers_.size());
     for (const Mount& mount : handlers_) {
         if (!mount.first.empty()) {
-            index_.emplace(mount.first, &mount);
+            mounts.push_back(&mount);
             longest_ = std::max(longest_, mount.first.size());
         }
     }
+    index_ = MountIndex(mounts);
 }
 
 const MountTable::Mount* MountTable::at(std::string_view path) const noexcept {
     // Hashing a path that is longer than every mount path would be wasted, and quadratic over all
     // ancestors of a path.
-    const auto found = path.size() <= longest_ ? index_.find(path) : index_.end();
-    return found == index_.end() ? nullptr : found->second;
+    return path.size() <= longest_ ? index_.find(path) : nullptr;
 }
 
 const MountTable::Mount* MountTable::find(std::string_view path) const noexcept {

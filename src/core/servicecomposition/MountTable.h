@@ -5,10 +5,10 @@
 #include <memory>
 #include <string>
 #include <string_view>
-#include <unordered_map>
 #include <vector>
 
 #include "kova/core/IResourceHandler.h"
+#include "servicecomposition/MountIndex.h"
 
 namespace kova::detail {
 
@@ -44,8 +44,8 @@ private:
     const Mount* findAncestor(std::string_view path) const noexcept;
 
     Handlers handlers_;
-    /// Views of the paths in `handlers_`.
-    std::unordered_map<std::string_view, const Mount*> index_;
+    /// The mounts in `handlers_` whose path is not empty.
+    MountIndex index_;
     std::size_t longest_ = 0;
 };
 

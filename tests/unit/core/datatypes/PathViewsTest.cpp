@@ -50,6 +50,20 @@ TEST(PathViewsTest, EmptySegmentIsBetweenTwoSeparators) {
     }
 }
 
+TEST(PathViewsTest, EmptySegmentIsFoundAnywhereInAText) {
+    // "." is the character before "/" and "0" the one after it.
+    const std::vector<std::string> parts = textsOf("./0", 4);
+    for (const std::string& part : parts) {
+        const bool isEmpty = part.find("//") != std::string::npos;
+        for (std::size_t before = 0; before <= 16; ++before) {
+            for (const std::size_t after : {0U, 1U, 7U, 8U}) {
+                const std::string text = std::string(before, '.') + part + std::string(after, '.');
+                ASSERT_EQ(hasEmptySegment(text), isEmpty) << text;
+            }
+        }
+    }
+}
+
 TEST(PathViewsTest, ParentOfANormalizedPathIsThatOfPath) {
     for (const std::string& text : textsOf("ab/", 5)) {
         const std::string path = Path(text).toString();
