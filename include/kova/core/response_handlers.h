@@ -27,16 +27,18 @@ KOVA_API void traceSetTerminated(char const* event) noexcept;
 KOVA_API void traceTermination(bool error) noexcept;
 /// @}
 
-namespace detail {
+}  // namespace kova::responsehandlers
+
+namespace kova::detail {
 
 /// Sets the flag of a wrapper at a terminating event. Returns whether the event is late and must
 /// not be forwarded.
 inline bool refuseTermination(bool& terminated, char const* event) noexcept {
     if (terminated) {
-        traceAlreadyTerminated(event, false);
+        responsehandlers::traceAlreadyTerminated(event, false);
         return true;
     }
-    traceSetTerminated(event);
+    responsehandlers::traceSetTerminated(event);
     terminated = true;
     return false;
 }
@@ -44,14 +46,16 @@ inline bool refuseTermination(bool& terminated, char const* event) noexcept {
 /// Returns whether a value is late and must not be forwarded.
 inline bool refuseNext(bool terminated) {
     if (terminated) {
-        traceAlreadyTerminated("onNext", true);
+        responsehandlers::traceAlreadyTerminated("onNext", true);
         zel::ErrorOutput("include/kova/core/response_handlers", __LINE__, true)(
             errors::Error, errors::RequestFailed, "Request already terminated");
     }
     return terminated;
 }
 
-}  // namespace detail
+}  // namespace kova::detail
+
+namespace kova::responsehandlers {
 
 /// A response handler that calls three functions.
 ///
