@@ -54,16 +54,16 @@ Channel::~Channel() {
     }
 }
 
-void Channel::write(int level, std::string_view text) const noexcept {
+void detail::write(const Channel& channel, int level, std::string_view text) noexcept {
     try {
-        sink().call({name_, level, text});
+        sink().call({channel.name(), level, text});
     } catch (...) {
         // Tracing must not change the program's behaviour: the message is lost if memory runs out
         // or if the sink throws.
     }
 }
 
-void Channel::writeFormat(int level, char const* format, ...) const noexcept {
+void detail::writeFormat(const Channel& channel, int level, char const* format, ...) noexcept {
     char buffer[512];
     va_list arguments;
     va_start(arguments, format);
@@ -74,7 +74,7 @@ void Channel::writeFormat(int level, char const* format, ...) const noexcept {
     }
     const auto size = static_cast<std::size_t>(length);
     if (size < sizeof(buffer)) {
-        write(level, {buffer, size});
+        write(channel, level, {buffer, size});
         return;
     }
     try {
@@ -82,9 +82,9 @@ void Channel::writeFormat(int level, char const* format, ...) const noexcept {
         va_start(arguments, format);
         (void)std::vsnprintf(text.data(), text.size(), format, arguments);
         va_end(arguments);
-        write(level, std::string_view(text).substr(0, size));
+        write(channel, level, std::string_view(text).substr(0, size));
     } catch (...) {
-        write(level, {buffer, sizeof(buffer) - 1});
+        write(channel, level, {buffer, sizeof(buffer) - 1});
     }
 }
 

@@ -88,4 +88,9 @@ void ErrorOutput::report(const ErrorType& type, int number, ErrorArgument const*
     }
 }
 
+void detail::report(const ErrorOutput& output, const ErrorType& type, int number,
+                    ErrorArgument const* arguments, std::size_t count) noexcept {
+    output.report(type, number, arguments, count);
+}
+
 }  // namespace zel

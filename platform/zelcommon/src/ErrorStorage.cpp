@@ -44,23 +44,24 @@ void ErrorStorage::close() noexcept {
     closed_ = true;
 }
 
-bool ErrorStorage::replace(const ErrorType& type, int number, char const* file, int line) noexcept {
-    if (closed_) {
+bool detail::replaceError(ErrorStorage& storage, const ErrorType& type, int number,
+                          char const* file, int line) noexcept {
+    if (storage.closed_) {
         return false;
     }
-    type_ = &type;
-    number_ = number;
-    file_ = file;
-    line_ = line;
-    ++count_;
-    dropDetails();
-    reason_.clear();
+    storage.type_ = &type;
+    storage.number_ = number;
+    storage.file_ = file;
+    storage.line_ = line;
+    ++storage.count_;
+    storage.dropDetails();
+    storage.reason_.clear();
     return true;
 }
 
 void ErrorStorage::keep(const ErrorType& type, int number, char const* file, int line,
                         std::string_view reason) noexcept {
-    if (!replace(type, number, file, line)) {
+    if (!detail::replaceError(*this, type, number, file, line)) {
         return;
     }
     try {
@@ -76,7 +77,10 @@ void ErrorStorage::dropDetails() const noexcept {
     }
 }
 
-const std::string& ErrorStorage::describe() const noexcept {
+const std::string& ErrorStorage::reason() const noexcept {
+    if (details_ == nullptr) {
+        return reason_;
+    }
     try {
         details_->describe(reason_);
     } catch (const std::bad_alloc&) {

@@ -32,6 +32,19 @@ using Sink = std::function<void(const Message&)>;
 /// on another thread may still reach the former sink after this call returns.
 ZEL_API Sink setSink(Sink sink);
 
+class Channel;
+
+namespace detail {
+
+/// @{
+/// Passes a message of the channel to the sink, whatever the level of the channel: a text, or a
+/// printf-style message. The inline functions of `Channel` call them.
+ZEL_API void write(const Channel& channel, int level, std::string_view text) noexcept;
+ZEL_API void writeFormat(const Channel& channel, int level, char const* format, ...) noexcept;
+/// @}
+
+}  // namespace detail
+
 /// A named source of trace messages with its own level.
 ///
 /// It is not a log file: the sink decides where messages go. A message of level L is written if the
@@ -74,20 +87,17 @@ public:
     void trace(int level, char const* format, Arguments... arguments) const noexcept {
         static_assert((std::is_scalar_v<Arguments> && ...), "pass texts with c_str()");
         if (isEnabled(level)) {
-            writeFormat(level, format, arguments...);
+            detail::writeFormat(*this, level, format, arguments...);
         }
     }
     /// Writes a text verbatim.
     void traceText(int level, std::string_view text) const noexcept {
         if (isEnabled(level)) {
-            write(level, text);
+            detail::write(*this, level, text);
         }
     }
 
 private:
-    void write(int level, std::string_view text) const noexcept;
-    void writeFormat(int level, char const* format, ...) const noexcept;
-
     std::string name_;
     std::atomic<int> level_;
     unsigned int flags_;

@@ -55,6 +55,16 @@ struct ErrorReport {
     /// @}
 };
 
+class ErrorOutput;
+
+namespace detail {
+
+/// Reports an error with its `count` arguments. `ErrorOutput::operator()` calls it.
+ZEL_API void report(const ErrorOutput& output, const ErrorType& type, int number,
+                    ErrorArgument const* arguments, std::size_t count) noexcept;
+
+}  // namespace detail
+
 /// A function object that reports an error from one source position: it formats the message once,
 /// passes it to the process-wide sink and stores it as the calling thread's latest error
 /// (`ErrorStorage`).
@@ -87,7 +97,7 @@ public:
     template <typename... Arguments>
     void operator()(const ErrorType& type, int number, const Arguments&... arguments) const {
         const ErrorArgument list[] = {ErrorArgument(arguments)..., ErrorArgument("")};
-        report(type, number, list, sizeof...(Arguments));
+        detail::report(*this, type, number, list, sizeof...(Arguments));
     }
 
     /// Replaces the process-wide sink and returns the former one, which is empty if it was the
@@ -98,8 +108,10 @@ public:
     static Sink setSink(Sink sink);
 
 private:
-    void report(const ErrorType& type, int number, ErrorArgument const* arguments,
-                std::size_t count) const noexcept;
+    friend void detail::report(const ErrorOutput&, const ErrorType&, int, ErrorArgument const*,
+                               std::size_t) noexcept;
+    ZEL_LOCAL void report(const ErrorType& type, int number, ErrorArgument const* arguments,
+                          std::size_t count) const noexcept;
 
     char const* file_;
     int line_;

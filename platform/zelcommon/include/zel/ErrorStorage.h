@@ -27,6 +27,17 @@ public:
     virtual void describe(std::string& out) const = 0;
 };
 
+class ErrorStorage;
+
+namespace detail {
+
+/// Stores an error that has no message yet. Returns false when the storage is closed, which is then
+/// unchanged. `ErrorStorage::record` calls it.
+ZEL_API bool replaceError(ErrorStorage& storage, const ErrorType& type, int number,
+                          char const* file, int line) noexcept;
+
+}  // namespace detail
+
 /// The latest error of the calling thread: its catalogue and number, its message, and its source
 /// position.
 ///
@@ -53,9 +64,7 @@ public:
     int number() const noexcept { return number_; }
     /// Returns the formatted message, or an empty text if there is no error or no memory for the
     /// message. The reference is valid until this thread reports or acknowledges an error.
-    const std::string& reason() const noexcept {
-        return details_ == nullptr ? reason_ : describe();
-    }
+    const std::string& reason() const noexcept;
     /// @{
     /// Returns the source position of the report: file and line, or an empty text and 0 if there is
     /// no error.
@@ -83,19 +92,18 @@ public:
         static_assert(sizeof(Details) <= DETAILS_SIZE);
         static_assert(alignof(Details) <= alignof(void*));
         static_assert(std::is_nothrow_constructible_v<Details, Arguments&&...>);
-        if (replace(type, number, file, line)) {
+        if (detail::replaceError(*this, type, number, file, line)) {
             details_ = new (place_) Details(std::forward<Arguments>(arguments)...);
         }
     }
 
 private:
     friend class ErrorOutput;
+    friend bool detail::replaceError(ErrorStorage&, const ErrorType&, int, char const*,
+                                     int) noexcept;
     ZEL_LOCAL static ErrorStorage& makeCurrent() noexcept;
     ZEL_LOCAL void close() noexcept;
-    /// Returns false when the storage is closed.
-    bool replace(const ErrorType& type, int number, char const* file, int line) noexcept;
     ZEL_LOCAL void dropDetails() const noexcept;
-    const std::string& describe() const noexcept;
     ZEL_LOCAL void keep(const ErrorType& type, int number, char const* file, int line,
                         std::string_view reason) noexcept;
 
