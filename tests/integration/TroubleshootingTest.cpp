@@ -90,7 +90,7 @@ std::string textOf(const std::string& literals) {
 
 // Returns the channel that a source traces to: its own, or else the channel of the service.
 std::string channelOf(const std::string& source) {
-    static const std::regex made("[cC]hannel channel\\(\"([A-Z_]+)\"");
+    static const std::regex made("[cC]hannel \\w+\\(\"([A-Z_]+)\"");
     std::smatch found;
     for (const std::string& file :
          {source, std::string("src/core/servicecomposition/ServiceChannel.cpp")}) {

@@ -4,7 +4,7 @@
 #include <new>
 #include <sstream>
 
-namespace kova {
+namespace kova::detail {
 
 namespace {
 
@@ -36,4 +36,4 @@ std::string printCompact(const util::config::Value& value) {
     return out.str();
 }
 
-}  // namespace kova
+}  // namespace kova::detail

@@ -6,7 +6,7 @@
 #include "formats/Trees.h"
 #include "util/config/Scalars.h"
 
-namespace kova::messageheader {
+namespace kova::detail::messageheader {
 
 namespace {
 
@@ -28,7 +28,7 @@ void add(Header& header, char const* key, util::config::Value* value) noexcept {
         header = makeHeader();
     }
     if (!header) {
-        detail::trees::destroy(value);
+        trees::destroy(value);
     } else if (header->hasKey(key)) {
         header->set(key, value);
     } else {
@@ -56,4 +56,4 @@ std::string print(const Header& header) {
     return header ? printCompact(*header) : std::string();
 }
 
-}  // namespace kova::messageheader
+}  // namespace kova::detail::messageheader

@@ -6,7 +6,7 @@
 
 #include "util/config/Dictionary.h"
 
-namespace kova::messageheader {
+namespace kova::detail::messageheader {
 
 /// The header of a `Request` or `Response`, and the operations on it that both have.
 using Header = std::shared_ptr<util::config::Dictionary>;
@@ -23,4 +23,4 @@ const util::config::Value& get(const Header& header) noexcept;
 /// Returns the compact JSON text of the header; empty if it is null.
 std::string print(const Header& header);
 
-}  // namespace kova::messageheader
+}  // namespace kova::detail::messageheader

@@ -170,7 +170,7 @@ Payload Payload::createFromString(const std::string& text) {
 
 Payload Payload::createFromConfig(const util::config::Value& value) {
     try {
-        return createFromJSON(printCompact(value));
+        return createFromJSON(detail::printCompact(value));
     } catch (const std::bad_alloc&) {
         outOfMemory("createFromConfig");
     }

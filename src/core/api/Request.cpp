@@ -39,15 +39,15 @@ Request& Request::operator=(Request&& other) noexcept {
 }
 
 void Request::add2header(char const* key, util::config::Value* value) noexcept {
-    messageheader::add(header_, key, value);
+    detail::messageheader::add(header_, key, value);
 }
 
 void Request::add2header(char const* key, const util::config::Value& value) noexcept {
-    messageheader::add(header_, key, value.clone());
+    detail::messageheader::add(header_, key, value.clone());
 }
 
 const util::config::Value& Request::getHeader() const noexcept {
-    return messageheader::get(header_);
+    return detail::messageheader::get(header_);
 }
 
 const util::config::Value& Request::getHeaderValue(char const* key) const noexcept {
@@ -63,21 +63,21 @@ const util::config::Value& Request::getMimeTypeHeader() const noexcept {
 }
 
 void Request::setMimeType(const std::string& mimeType) noexcept {
-    messageheader::addString(header_, headers::ACCEPT, mimeType);
+    detail::messageheader::addString(header_, headers::ACCEPT, mimeType);
 }
 
 void Request::setMimeType(mimetypes::MimeTypeID id) noexcept {
     detail::PayloadFormat const* const format = detail::PayloadFormat::find(id);
     if (format != nullptr && format->isTranslated) {
-        messageheader::addString(header_, headers::ACCEPT, format->name);
+        detail::messageheader::addString(header_, headers::ACCEPT, format->name);
     }
 }
 
 std::string Request::toString() const {
     std::string payload;
     Payload::createStringFrom(payload_, payload, true);
-    return "cmd=" + command_ + " path=" + path_ + " header='" + messageheader::print(header_) +
-           "' payload='" + payload + "'";
+    return "cmd=" + command_ + " path=" + path_ + " header='" +
+           detail::messageheader::print(header_) + "' payload='" + payload + "'";
 }
 
 }  // namespace kova

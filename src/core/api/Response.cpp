@@ -53,15 +53,15 @@ Response Response::createErrorResponse(unsigned short code) {
 }
 
 void Response::add2header(char const* key, util::config::Value* value) noexcept {
-    messageheader::add(header_, key, value);
+    detail::messageheader::add(header_, key, value);
 }
 
 void Response::add2header(char const* key, const util::config::Value& value) noexcept {
-    messageheader::add(header_, key, value.clone());
+    detail::messageheader::add(header_, key, value.clone());
 }
 
 const util::config::Value& Response::getHeader() const noexcept {
-    return messageheader::get(header_);
+    return detail::messageheader::get(header_);
 }
 
 const util::config::Value& Response::getHeaderValue(char const* key) const noexcept {
@@ -74,7 +74,7 @@ const util::config::Value& Response::getHeaderValue(const std::string& key) cons
 
 void Response::setErrorMessage(char const* message) noexcept {
     if (message != nullptr) {
-        messageheader::addString(header_, headers::ERROR_MESSAGE, message);
+        detail::messageheader::addString(header_, headers::ERROR_MESSAGE, message);
     }
 }
 
@@ -100,7 +100,7 @@ std::string Response::getErrorMessageWithCode() const {
 std::string Response::toString() const {
     std::string payload;
     Payload::createStringFrom(payload_, payload, true);
-    return "sc=" + std::to_string(code_) + " header='" + messageheader::print(header_) +
+    return "sc=" + std::to_string(code_) + " header='" + detail::messageheader::print(header_) +
            "' payload='" + payload + "'";
 }
 

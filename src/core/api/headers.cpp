@@ -20,7 +20,7 @@ AgentToken& agentToken() {
 
 template <typename Message>
 void append(Message& message, char const* key, const std::string& text) {
-    message.add2header(key, messageheader::makeString(text));
+    message.add2header(key, detail::messageheader::makeString(text));
 }
 
 template <typename Message>

@@ -4,7 +4,7 @@
 
 #include "kova/core/StaticComposedKovaService.h"
 
-namespace kova::servicecomp {
+namespace kova {
 
 namespace {
 
@@ -16,12 +16,12 @@ std::function<std::string(const Request&)>& current() {
 
 }  // namespace
 
-const std::function<std::string(const Request&)>& mimeTypeFunc() {
+const std::function<std::string(const Request&)>& detail::mimeTypeFunc() {
     return current();
 }
 
-void overrideMimeTypeFunc(std::function<std::string(const Request&)>&& func) {
+void servicecomp::overrideMimeTypeFunc(std::function<std::string(const Request&)>&& func) {
     current() = std::move(func);
 }
 
-}  // namespace kova::servicecomp
+}  // namespace kova

@@ -5,9 +5,9 @@
 
 #include "kova/core/Request.h"
 
-namespace kova::servicecomp {
+namespace kova::detail {
 
 /// The process-wide function that `overrideMimeTypeFunc` sets; empty at first.
 const std::function<std::string(const Request&)>& mimeTypeFunc();
 
-}  // namespace kova::servicecomp
+}  // namespace kova::detail

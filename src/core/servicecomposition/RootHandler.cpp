@@ -59,13 +59,13 @@ void* StaticComposedKovaServiceImpl::RootHandler::actionRequest(
     const std::string& /*resourcePath*/) noexcept {
     if (request.getCommand() == commands::RETRIEVE) {
         const std::string mimeType = mimeTypeFunc_(request);
-        servicecomp::channel.trace(1, "[RootHandler::actionRequest] mime_type: %s",
-                                   mimeType.c_str());
+        detail::serviceChannel.trace(1, "[RootHandler::actionRequest] mime_type: %s",
+                                     mimeType.c_str());
         sendUpdate(handler, mimeType);
     } else {
-        servicecomp::channel.trace(3,
-                                   "[RootHandler::actionRequest] wrong request: command %s illegal",
-                                   request.getCommand().c_str());
+        detail::serviceChannel.trace(
+            3, "[RootHandler::actionRequest] wrong request: command %s illegal",
+            request.getCommand().c_str());
         handler->onError(
             Response::createErrorResponse(statuscodes::BAD_REQUEST, "Service Root read-only"));
     }
@@ -81,8 +81,8 @@ bool StaticComposedKovaServiceImpl::RootHandler::sendUpdate(
     util::ByteBufferWriter writer(INITIAL_CAPACITY);
     detail::RecordedError error;
     if (!serializeNames(mimeType, names_, writer)) {
-        if (servicecomp::channel.isEnabled(4)) {
-            servicecomp::channel.trace(
+        if (detail::serviceChannel.isEnabled(4)) {
+            detail::serviceChannel.trace(
                 4, "[RootHandler::sendUpdate] can't serialize the body, reason='%s'",
                 error.reason());
         }
@@ -94,8 +94,9 @@ bool StaticComposedKovaServiceImpl::RootHandler::sendUpdate(
     const Response response(statuscodes::OK, writer.size() > 0
                                                  ? Payload::createFromWriter(writer, mimeType)
                                                  : Payload());
-    if (servicecomp::channel.isEnabled(1)) {
-        servicecomp::channel.trace(1, "[RootHandler] sendUpdate: %s", response.toString().c_str());
+    if (detail::serviceChannel.isEnabled(1)) {
+        detail::serviceChannel.trace(1, "[RootHandler] sendUpdate: %s",
+                                     response.toString().c_str());
     }
     handler->onNext(response);
     handler->onCompleted();

@@ -1,8 +1,8 @@
 #include "servicecomposition/ServiceChannel.h"
 
-namespace kova::servicecomp {
+namespace kova::detail {
 
-const tracing::Channel channel("KOVA_SERVICE_COMPOSED_STATIC", tracing::Channel::SILENT,
-                               tracing::Channel::SHARED);
+const tracing::Channel serviceChannel("KOVA_SERVICE_COMPOSED_STATIC", tracing::Channel::SILENT,
+                                      tracing::Channel::SHARED);
 
-}  // namespace kova::servicecomp
+}  // namespace kova::detail

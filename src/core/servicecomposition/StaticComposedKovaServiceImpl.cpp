@@ -17,7 +17,7 @@ namespace kova {
 namespace {
 
 using detail::MountTable;
-using servicecomp::channel;
+using detail::serviceChannel;
 
 using ResponseHandler = std::unique_ptr<IResponseHandler<Response>>;
 
@@ -31,9 +31,9 @@ void traceSearch(const std::string& path, MountTable::Mount const* found) {
     std::string_view tried = detail::withoutTrailingSeparators(path);
     for (std::string_view next = normalized; !tried.empty(); tried = next) {
         const int size = static_cast<int>(tried.size());
-        channel.trace(2, "[actionRequest] search for '%.*s'", size, tried.data());
+        serviceChannel.trace(2, "[actionRequest] search for '%.*s'", size, tried.data());
         if (found != nullptr && tried == found->first) {
-            channel.trace(2, "[actionRequest] found '%.*s'", size, tried.data());
+            serviceChannel.trace(2, "[actionRequest] found '%.*s'", size, tried.data());
             return;
         }
         next = detail::parentPath(next);
@@ -43,7 +43,7 @@ void traceSearch(const std::string& path, MountTable::Mount const* found) {
 void rejectUnknownPath(const std::string& path, IResponseHandler<Response>& handler) {
     detail::report(UNKNOWN_PATH, errors::PathNotFound, path);
     zel::ErrorStorage& error = zel::ErrorStorage::current();
-    channel.trace(3, "[actionRequest] %s", error.reason().c_str());
+    serviceChannel.trace(3, "[actionRequest] %s", error.reason().c_str());
     handler.onError(Response::createErrorResponse(errors::error2StatusCode(errors::PathNotFound),
                                                   error.reason().c_str()));
     error.acknowledge();
@@ -59,15 +59,16 @@ public:
           path_(request.getPath()) {}
 
     void traceStored(void* serviceHandle, void* resourceHandle, IResourceHandler* handler) const {
-        channel.trace(
+        serviceChannel.trace(
             2, "[actionRequest] storing pending request { %p %p (%s) } under service handle %p",
             resourceHandle, handler, normalizedPath_.c_str(), serviceHandle);
     }
     void traceNotPending(IResourceHandler* handler) const {
-        channel.trace(2,
-                      "[actionRequest] resource handle %p (%s) returned undefined request handle "
-                      "on request '%s' '%s'",
-                      handler, normalizedPath_.c_str(), command_.c_str(), path_.c_str());
+        serviceChannel.trace(
+            2,
+            "[actionRequest] resource handle %p (%s) returned undefined request handle "
+            "on request '%s' '%s'",
+            handler, normalizedPath_.c_str(), command_.c_str(), path_.c_str());
     }
 
 private:
@@ -82,7 +83,7 @@ StaticComposedKovaServiceImpl::StaticComposedKovaServiceImpl(Handlers&& handlers
     : pending_(std::make_unique<detail::PendingRequests>()),
       mounts_(std::make_unique<MountTable>(std::move(handlers))) {
     if (mounts_->at(detail::ROOT_PATH) == nullptr) {
-        std::function<std::string(const Request&)> mimeTypeFunc = servicecomp::mimeTypeFunc();
+        std::function<std::string(const Request&)> mimeTypeFunc = detail::mimeTypeFunc();
         rootHandler_ = std::make_unique<RootHandler>(std::move(mimeTypeFunc), mounts_->paths());
     }
 }
@@ -98,10 +99,10 @@ StaticComposedKovaServiceImpl::~StaticComposedKovaServiceImpl() {
 void* StaticComposedKovaServiceImpl::actionRequest(const Request& request,
                                                    ResponseHandler&& handler) noexcept {
     const std::string& path = request.getPath();
-    channel.trace(2, "[actionRequest] path='%s' cmd=%s", path.c_str(),
-                  request.getCommand().c_str());
+    serviceChannel.trace(2, "[actionRequest] path='%s' cmd=%s", path.c_str(),
+                         request.getCommand().c_str());
     if (shutdown_) {
-        channel.trace(1, "[actionRequest] Service is Shutdown.");
+        serviceChannel.trace(1, "[actionRequest] Service is Shutdown.");
         return UNDEFINED_REQUEST_HANDLE;
     }
     if (!handler) {
@@ -113,7 +114,7 @@ void* StaticComposedKovaServiceImpl::actionRequest(const Request& request,
                                std::move(handler));
     }
     MountTable::Mount const* const mount = mounts_->find(path);
-    if (channel.isEnabled(2)) {
+    if (serviceChannel.isEnabled(2)) {
         traceSearch(path, mount);
     }
     if (mount != nullptr) {
@@ -139,7 +140,7 @@ void* StaticComposedKovaServiceImpl::delegateRequest(IResourceHandler* handler,
     const std::string_view path = detail::withoutTrailingSeparators(request.getPath());
     // Not an optional: clearing its storage costs 4 % of a request that is not traced.
     const auto traced =
-        channel.isEnabled(2) ? std::make_unique<TracedRequest>(request, path) : nullptr;
+        serviceChannel.isEnabled(2) ? std::make_unique<TracedRequest>(request, path) : nullptr;
     // Neither the request nor the view of its path is read after this call.
     void* const resourceHandle =
         handler->actionRequest(request, std::move(wrapped), detail::relativePath(mountPath, path));
@@ -159,28 +160,28 @@ void* StaticComposedKovaServiceImpl::delegateRequest(IResourceHandler* handler,
 }
 
 void StaticComposedKovaServiceImpl::requestDone(void* handle) noexcept {
-    channel.trace(2, "[requestDone] handle %p", handle);
+    serviceChannel.trace(2, "[requestDone] handle %p", handle);
     if (!pending_->remove(handle)) {
-        channel.trace(3, "[requestDone] handle %p unknown", handle);
+        serviceChannel.trace(3, "[requestDone] handle %p unknown", handle);
     }
 }
 
 void StaticComposedKovaServiceImpl::cancelRequest(void* handle) noexcept {
-    channel.trace(2, "[cancelRequest] service handle %p", handle);
+    serviceChannel.trace(2, "[cancelRequest] service handle %p", handle);
     if (shutdown_) {
-        channel.trace(1, "[cancelRequest] Service is Shutdown.");
+        serviceChannel.trace(1, "[cancelRequest] Service is Shutdown.");
         return;
     }
     const std::optional<detail::PendingRequests::Entry> entry = pending_->take(handle);
     if (!entry) {
-        channel.trace(3, "[cancelRequest] service handle %p unknown", handle);
+        serviceChannel.trace(3, "[cancelRequest] service handle %p unknown", handle);
         return;
     }
-    channel.trace(1, "[cancelRequest] service handle %p -> (handler=%p; resource handle=%p)",
-                  handle, entry->handler, entry->resourceHandle);
-    channel.trace(2,
-                  "[cancelRequest] delegating cancellation to handler %p using resource handle %p",
-                  entry->handler, entry->resourceHandle);
+    serviceChannel.trace(1, "[cancelRequest] service handle %p -> (handler=%p; resource handle=%p)",
+                         handle, entry->handler, entry->resourceHandle);
+    serviceChannel.trace(
+        2, "[cancelRequest] delegating cancellation to handler %p using resource handle %p",
+        entry->handler, entry->resourceHandle);
     entry->handler->cancelRequest(entry->resourceHandle);
 }
 
