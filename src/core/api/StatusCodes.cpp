@@ -7,8 +7,8 @@ namespace kova::statuscodes {
 namespace {
 
 constexpr bool codesAscend() {
-    for (std::size_t i = 1; i < std::size(detail::TEXTS); ++i) {
-        if (detail::TEXTS[i - 1].code >= detail::TEXTS[i].code) {
+    for (std::size_t i = 1; i < std::size(detail::STATUS_TEXTS); ++i) {
+        if (detail::STATUS_TEXTS[i - 1].code >= detail::STATUS_TEXTS[i].code) {
             return false;
         }
     }
@@ -20,7 +20,7 @@ static_assert(codesAscend(), "each code has one row");
 }  // namespace
 
 std::string toString(unsigned short code) {
-    char const* const text = detail::textOf(code);
+    char const* const text = detail::statusTextOf(code);
     return text != nullptr ? text : "unknown";
 }
 
