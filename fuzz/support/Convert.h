@@ -4,7 +4,7 @@
 #include <string>
 #include <string_view>
 
-#include "unit/platform/zelutil/serializer/Payloads.h"
+#include "support/Payloads.h"
 
 namespace fuzz {
 

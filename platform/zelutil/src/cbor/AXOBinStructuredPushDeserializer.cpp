@@ -133,7 +133,8 @@ bool AXOBinStructuredPushDeserializer::replay() {
         return true;
     }
     if (decoder.mistake() && !hasFailed_) {
-        auto const* const recorder = dynamic_cast<Recorder const*>(target_);
+        auto const* const recorder =
+            dynamic_cast<Recorder const*>(target_);  // GCOVR_EXCL_BR_LINE: never null
         storeMistake(decoder.mistake(), payload, nestingLimit_,
                      recorder == nullptr ? nullptr : &recorder->record());
     }

@@ -2,9 +2,13 @@
 
 #include <gtest/gtest.h>
 
+#include <memory>
+#include <new>
 #include <string>
 #include <vector>
 
+#include "support/BinaryPayloads.h"
+#include "support/FailingAllocations.h"
 #include "support/Payloads.h"
 #include "zel/ErrorStorage.h"
 
@@ -61,21 +65,14 @@ void expectSame(const std::string& payload, Arguments... arguments) {
     EXPECT_EQ(replayed.endDeserialize(), direct.endDeserialize()) << payloads::toHex(payload);
 }
 
-constexpr char const* BINARY[] = {
-    // every kind of value, definite and open containers, chunks, typed arrays
-    "00", "1bffffffffffffffff", "3b7fffffffffffffff", "f6", "f7", "f4", "f5", "f93c00",
-    "fa3fc00000", "fb3ff199999999999a", "60", "6161", "41ff", "7f61616162ff", "5f41ff41feff", "80",
-    "9fff", "a0", "bfff", "85 01 fa3fc00000 d84043010203 f7 7f61616162ff", "9f01f7f79f02ffff",
-    "bf6161 01 6162 9f02ff 6163 a16164f6ff", "a27f61616162ff01 41ff02", "d9d9f7 83010203",
-    "d8405f43010203ff", "82 d84143000102 00",
-    // refused
-    "", "ff", "1c", "19 00", "62 61", "62 c328", "9f", "9f01", "a1 01 02", "a161", "a16161", "81",
-    "9b ffffffffffffffff", "bb 7fffffffffffffff", "0000", "3b8000000000000000", "c0 00", "d840 00",
-    "d841 41 00", "e0", "f800", "9fff00", "a1ff", "82ff01", "7f41ffff", "7f7f6161ffff",
-    "7f61c3ffff", "82 01 82 02 a1 6161 62 c328"};
-
 TEST(RecorderTest, ReplayedBinaryPayloadsAreReadLikeDirectOnes) {
-    for (char const* const hex : BINARY) {
+    for (char const* const hex : payloads::COMMON_BINARY) {
+        expectSame<AXOBinStructuredPushDeserializer>(payloads::fromHex(hex), Endianess::Big);
+    }
+    for (char const* const hex : payloads::RARE_BINARY) {
+        expectSame<AXOBinStructuredPushDeserializer>(payloads::fromHex(hex), Endianess::Big);
+    }
+    for (char const* const hex : payloads::MALFORMED_BINARY) {
         expectSame<AXOBinStructuredPushDeserializer>(payloads::fromHex(hex), Endianess::Big);
     }
 }
@@ -109,6 +106,39 @@ TEST(RecorderTest, DeepJsonTextsAreReadLikeDirectOnes) {
     for (const std::size_t depth : {255, 256, 257}) {
         expectSame<JSONStructuredPushDeserializerOld>(std::string(depth, '[') +
                                                       std::string(depth, ']'));
+    }
+}
+
+// More events than are stored inline, with strings in chunks, which are collected.
+TEST(RecorderTest, EveryFailedAllocationRefusesThePayloadInBothWays) {
+    std::string payload = "\x9f";
+    for (int i = 0; i < 100; ++i) {
+        payload += "\x7f\x78\x20" + std::string(32, 'a') + '\xff';
+    }
+    payload += '\xff';
+    ASSERT_TRUE(
+        Pull<AXOBinStructuredPushDeserializer>(std::string_view(payload), Endianess::Big).begun);
+    for (const bool isDirect : {true, false}) {
+        bool isConsistent = true;
+        const long failures = kova::test::failEveryAllocation([&] {
+            AXOBinStructuredPushDeserializer source(Endianess::Big);
+            std::unique_ptr<PullFromPushDeserializer> pull;
+            try {
+                pull = std::make_unique<PullFromPushDeserializer>(&source);
+            } catch (const std::bad_alloc&) {
+                return false;
+            }
+            if (isDirect) {
+                pull->readDirectly<AXOBinStructuredPushDeserializer>();
+            }
+            util::ByteBufferReader reader(reinterpret_cast<unsigned char const*>(payload.data()),
+                                          payload.size(), false);
+            const bool failed = pull->beginDeserialize(&reader, nullptr);
+            isConsistent = isConsistent && failed == (reader.remaining() != 0);
+            return !failed;
+        });
+        EXPECT_GT(failures, 3);
+        EXPECT_TRUE(isConsistent);
     }
 }
 
