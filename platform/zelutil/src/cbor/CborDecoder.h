@@ -146,7 +146,13 @@ public:
     /// Decodes the whole payload. Called once, unless `decodeValue` is called.
     bool decode() {
         in_.skipSelfDescription();
-        return decodeValue() && (in_.at == in_.end || fail(in_.at, "the end of the payload"));
+        if (!decodeValue()) {
+            return false;
+        }
+        if (in_.at != in_.end) {
+            return fail(in_.at, "the end of the payload");
+        }
+        return true;
     }
     /// Decodes one value, after which the payload may continue.
     bool decodeValue();
@@ -204,11 +210,17 @@ private:
         return done;
     }
     bool requireUtf8(std::string_view text) noexcept {
-        return isUtf8(text) ||
-               fail(reinterpret_cast<unsigned char const*>(text.data()), "UTF-8", "other bytes");
+        if (!isUtf8(text)) {
+            return fail(reinterpret_cast<unsigned char const*>(text.data()), "UTF-8",
+                        "other bytes");
+        }
+        return true;
     }
     bool requireLevel(unsigned char const* begin) noexcept {
-        return top_ != deepest_ || fail(begin, "no more levels than ", nullptr, NestingTooDeep);
+        if (top_ == deepest_) {
+            return fail(begin, "no more levels than ", nullptr, NestingTooDeep);
+        }
+        return true;
     }
     /// Stores the mistake that something else than `expected` was found at `at`. Returns false.
     [[gnu::cold]] bool fail(unsigned char const* at, char const* expected,
@@ -229,7 +241,7 @@ private:
 
 template <class Target>
 bool CborDecoder<Target>::decodeValue() {
-    while (levels_[0].left != 0 || top_ != levels_.data()) {
+    while (levels_[0].left != 0) {
         if (!entries()) {
             return false;
         }
