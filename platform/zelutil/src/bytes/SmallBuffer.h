@@ -4,7 +4,6 @@
 #include <array>
 #include <cstddef>
 #include <cstring>
-#include <memory>
 #include <new>
 #include <type_traits>
 #include <utility>
@@ -22,6 +21,7 @@ class SmallBuffer {
 
 public:
     SmallBuffer() noexcept = default;
+    ~SmallBuffer() { freeHeap(); }
     SmallBuffer(const SmallBuffer&) = delete;
     SmallBuffer& operator=(const SmallBuffer&) = delete;
 
@@ -31,6 +31,8 @@ public:
     bool empty() const noexcept { return end_ == begin_; }
     /// Returns the number of items for which memory is reserved.
     std::size_t capacity() const noexcept { return static_cast<std::size_t>(limit_ - begin_); }
+    /// Returns whether the reserved memory is used up.
+    bool isFull() const noexcept { return end_ == limit_; }
     /// @{
     /// Accesses the items. Pointers and references are valid until memory is reserved.
     Item* data() noexcept { return begin_; }
@@ -52,14 +54,14 @@ public:
         if (capacity <= this->capacity()) {
             return true;
         }
-        std::unique_ptr<Item[]> larger(new (std::nothrow) Item[capacity]);
+        auto* const larger = new (std::nothrow) Item[capacity];
         if (larger == nullptr) {
             return false;
         }
         const std::size_t size = this->size();
-        std::memcpy(static_cast<void*>(larger.get()), begin_, size * sizeof(Item));
-        heap_ = std::move(larger);
-        begin_ = heap_.get();
+        std::memcpy(static_cast<void*>(larger), begin_, size * sizeof(Item));
+        freeHeap();
+        begin_ = larger;
         end_ = begin_ + size;
         limit_ = begin_ + capacity;
         return true;
@@ -91,9 +93,14 @@ public:
     Item* end() noexcept { return end_; }
 
 private:
+    void freeHeap() noexcept {
+        if (begin_ != inline_.data()) {
+            delete[] begin_;
+        }
+    }
+
     std::array<Item, INLINE_CAPACITY> inline_;  // left uninitialized
-    std::unique_ptr<Item[]> heap_;
-    Item* begin_ = inline_.data();
+    Item* begin_ = inline_.data();              // or a block of the heap
     Item* end_ = begin_;
     Item* limit_ = begin_ + INLINE_CAPACITY;
 };

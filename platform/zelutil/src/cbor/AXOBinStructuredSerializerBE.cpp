@@ -8,8 +8,7 @@
 #include "cbor/CborEncoder.h"
 #include "cbor/CborFailure.h"
 #include "cbor/TypedArrays.h"
-#include "serializer/SequencedSerializerLevels.h"
-#include "serializer/SequencedSerializerValues.h"
+#include "serializer/FormatSerializerCalls.h"
 
 namespace util::serializer {
 
@@ -23,7 +22,8 @@ struct PackedType {
 constexpr PackedType PACKED_TYPES[] = {{64, 1}, {65, 2}, {66, 4}, {67, 8}, {72, 1},
                                        {73, 2}, {74, 4}, {75, 8}, {81, 4}, {82, 8}};
 
-// Appends what `encode(target)` writes: at most `maxSize` bytes, whose end it returns. Growing the
+// Appends what `encode(target)` writes: at most `maxSize` bytes, whose end it returns. Returns
+// false if memory is exhausted, as all functions below do. Growing the
 // buffer is a separate function, so that the callers have no registers to save.
 template <class Encode>
 bool put(ByteBufferWriter& writer, std::size_t maxSize, Encode encode);
@@ -31,7 +31,7 @@ bool put(ByteBufferWriter& writer, std::size_t maxSize, Encode encode);
 template <class Encode>
 [[gnu::noinline]] bool putAfterGrowing(ByteBufferWriter& writer, std::size_t maxSize,
                                        Encode encode) {
-    return writer.reserve(maxSize) || put(writer, maxSize, encode);
+    return !writer.reserve(maxSize) && put(writer, maxSize, encode);
 }
 
 template <class Encode>
@@ -40,7 +40,7 @@ inline bool put(ByteBufferWriter& writer, std::size_t maxSize, Encode encode) {
         return putAfterGrowing(writer, maxSize, encode);
     }
     writer.commit(encode(writer.end()));
-    return false;
+    return true;
 }
 
 inline bool putByte(ByteBufferWriter& writer, unsigned char byte) {
@@ -83,113 +83,79 @@ inline bool putBytes(ByteBufferWriter& writer, std::string_view bytes) {
     unsigned char* const target = writer.end();
     *target = static_cast<unsigned char>(TEXT + size);
     writer.commit(target + 1 + size);
-    return false;
+    return true;
 }
 
 }  // namespace
 
-AXOBinStructuredSerializerBE::AXOBinStructuredSerializerBE() noexcept
-    : SequencedSerializer(CAPABILITY_BYTE_STRINGS | CAPABILITY_PACKED_ARRAYS |
-                              CAPABILITY_NON_FINITE | CAPABILITY_NAMED_FIELDS,
-                          true) {}
+/// The format: one head (RFC 8949) for each value and bracket.
+class AXOBinStructuredSerializerBE::Format
+    : public SequencedFormat<AXOBinStructuredSerializerBE::Format> {
+public:
+    static constexpr unsigned int CAPABILITIES = CAPABILITY_BYTE_STRINGS |
+                                                 CAPABILITY_PACKED_ARRAYS | CAPABILITY_NON_FINITE |
+                                                 CAPABILITY_NAMED_FIELDS;
 
+    Format() noexcept : SequencedFormat(true) {}
+
+    bool putNull() { return putByte(writer(), NULL_BYTE); }
+    bool putBoolean(bool value) { return putByte(writer(), value ? TRUE_BYTE : FALSE_BYTE); }
+    bool putSigned(std::int64_t value) {
+        const auto bits = static_cast<std::uint64_t>(value);
+        return value >= 0 ? putHead<UNSIGNED>(writer(), bits)
+                          : putHead<NEGATIVE>(writer(), ~bits);  // the number -1 - ~bits
+    }
+    bool putUnsigned(std::uint64_t value) { return putHead<UNSIGNED>(writer(), value); }
+    bool putFloat(float value) {
+        return put(writer(), MAX_HEAD, [=](unsigned char* target) {
+            std::uint32_t bits = 0;
+            std::memcpy(&bits, &value, sizeof(bits));
+            target[0] = SINGLE_BYTE;
+            storeFour(bits, target + 1);
+            return target + 1 + sizeof(bits);
+        });
+    }
+    bool putDouble(double value) {
+        return put(writer(), MAX_HEAD, [=](unsigned char* target) {
+            std::uint64_t bits = 0;
+            std::memcpy(&bits, &value, sizeof(bits));
+            target[0] = DOUBLE_BYTE;
+            storeEight(bits, target + 1);
+            return target + MAX_HEAD;
+        });
+    }
+    bool putString(std::string_view bytes) { return putAny(writer(), bytes); }
+    bool putText(std::string_view utf8) { return putBytes<TEXT>(writer(), utf8); }
+    bool putPacked(NumberType type, void const* items, std::size_t count) {
+        const PackedType& packed = PACKED_TYPES[static_cast<std::size_t>(type)];
+        const std::size_t length = count * packed.size;
+        if (!putHead<TAG>(writer(), packed.tag) || !putHead<BYTES>(writer(), length)) {
+            return false;
+        }
+        unsigned char* const bytes = writer().extend(length);
+        if (bytes == nullptr) {
+            return false;
+        }
+        storeBigEndian(items, packed.size, count, bytes);
+        return true;
+    }
+    bool putArrayBegin() { return putByte(writer(), ARRAY_BYTE); }
+    bool putArrayEnd(bool) { return putByte(writer(), BREAK_BYTE); }
+    bool putStructBegin() { return putByte(writer(), MAP_BYTE); }
+    bool putStructEnd(bool) { return putByte(writer(), BREAK_BYTE); }
+    static bool putElementBegin(bool) { return true; }
+    bool putEmptyElement(bool) { return putByte(writer(), UNDEFINED_BYTE); }
+    bool putFieldBegin(std::string_view name, bool) { return putAny(writer(), name); }
+
+    /// Decodes the bytes that were written, which are well-formed apart from the missing end.
+    static void locate(std::string_view written, bool isInItem, FieldPath& path) noexcept {
+        path = pathOfCborEnd(written, isInItem);
+    }
+};
+
+AXOBinStructuredSerializerBE::AXOBinStructuredSerializerBE() noexcept = default;
 AXOBinStructuredSerializerBE::~AXOBinStructuredSerializerBE() = default;
 
-inline bool AXOBinStructuredSerializerBE::putNull() {
-    return putByte(writer(), NULL_BYTE);
-}
-
-inline bool AXOBinStructuredSerializerBE::putBoolean(bool value) {
-    return putByte(writer(), value ? TRUE_BYTE : FALSE_BYTE);
-}
-
-inline bool AXOBinStructuredSerializerBE::putSigned(std::int64_t value) {
-    const auto bits = static_cast<std::uint64_t>(value);
-    return value >= 0 ? putHead<UNSIGNED>(writer(), bits)
-                      : putHead<NEGATIVE>(writer(), ~bits);  // the number -1 - ~bits
-}
-
-inline bool AXOBinStructuredSerializerBE::putUnsigned(std::uint64_t value) {
-    return putHead<UNSIGNED>(writer(), value);
-}
-
-inline bool AXOBinStructuredSerializerBE::putFloat(float value) {
-    return put(writer(), MAX_HEAD, [=](unsigned char* target) {
-        std::uint32_t bits = 0;
-        std::memcpy(&bits, &value, sizeof(bits));
-        target[0] = SINGLE_BYTE;
-        storeFour(bits, target + 1);
-        return target + 1 + sizeof(bits);
-    });
-}
-
-inline bool AXOBinStructuredSerializerBE::putDouble(double value) {
-    return put(writer(), MAX_HEAD, [=](unsigned char* target) {
-        std::uint64_t bits = 0;
-        std::memcpy(&bits, &value, sizeof(bits));
-        target[0] = DOUBLE_BYTE;
-        storeEight(bits, target + 1);
-        return target + MAX_HEAD;
-    });
-}
-
-inline bool AXOBinStructuredSerializerBE::putString(std::string_view bytes) {
-    return putAny(writer(), bytes);
-}
-
-inline bool AXOBinStructuredSerializerBE::putText(std::string_view utf8) {
-    return putBytes<TEXT>(writer(), utf8);
-}
-
-inline bool AXOBinStructuredSerializerBE::putPacked(NumberType type, void const* items,
-                                                    std::size_t count) {
-    const PackedType& packed = PACKED_TYPES[static_cast<std::size_t>(type)];
-    const std::size_t length = count * packed.size;
-    if (putHead<TAG>(writer(), packed.tag) || putHead<BYTES>(writer(), length)) {
-        return true;
-    }
-    unsigned char* const bytes = writer().extend(length);
-    if (bytes == nullptr) {
-        return true;
-    }
-    storeBigEndian(items, packed.size, count, bytes);
-    return false;
-}
-
-inline bool AXOBinStructuredSerializerBE::putArrayBegin() {
-    return putByte(writer(), ARRAY_BYTE);
-}
-
-inline bool AXOBinStructuredSerializerBE::putArrayEnd(bool) {
-    return putByte(writer(), BREAK_BYTE);
-}
-
-inline bool AXOBinStructuredSerializerBE::putStructBegin() {
-    return putByte(writer(), MAP_BYTE);
-}
-
-inline bool AXOBinStructuredSerializerBE::putStructEnd(bool) {
-    return putByte(writer(), BREAK_BYTE);
-}
-
-inline bool AXOBinStructuredSerializerBE::putElementBegin(bool) {
-    return false;
-}
-
-inline bool AXOBinStructuredSerializerBE::putEmptyElement(bool) {
-    return putByte(writer(), UNDEFINED_BYTE);
-}
-
-inline bool AXOBinStructuredSerializerBE::putFieldBegin(std::string_view name, bool) {
-    return putAny(writer(), name);
-}
-
-// Decodes the bytes that were written, which are well-formed apart from the missing end.
-void AXOBinStructuredSerializerBE::locate(std::string_view written, bool isInItem,
-                                          FieldPath& path) noexcept {
-    path = pathOfCborEnd(written, isInItem);
-}
-
-template class SequencedSerializer<AXOBinStructuredSerializerBE>;
+template class FormatSerializer<AXOBinStructuredSerializerBE>;
 
 }  // namespace util::serializer

@@ -158,24 +158,24 @@ char* writeEscaped(char* out, std::string_view text) noexcept {
 template <typename Write>
 bool append(ByteBufferWriter& writer, std::size_t size, Write write) noexcept {
     if (writer.reserve(size)) {
-        return true;
+        return false;
     }
     char* const end = write(reinterpret_cast<char*>(writer.end()));
     writer.commit(reinterpret_cast<unsigned char*>(end));
-    return false;
+    return true;
 }
 
 template <bool REPAIRED>
 bool appendPieces(ByteBufferWriter& writer, std::string_view text) noexcept {
     while (!text.empty()) {
         const std::string_view piece = text.substr(0, pieceSize(text, PIECE));
-        if (append(writer, maxEscapedSize(piece.size()),
-                   [&](char* out) { return writeEscaped<REPAIRED>(out, piece); })) {
-            return true;
+        if (!append(writer, maxEscapedSize(piece.size()),
+                    [&](char* out) { return writeEscaped<REPAIRED>(out, piece); })) {
+            return false;
         }
         text.remove_prefix(piece.size());
     }
-    return false;
+    return true;
 }
 
 template <bool REPAIRED>
@@ -189,11 +189,11 @@ bool appendQuoted(ByteBufferWriter& writer, std::string_view text) noexcept {
         });
     }
     const unsigned long before = writer.size();
-    if (writer.appendByte('"') || appendPieces<REPAIRED>(writer, text) || writer.appendByte('"')) {
+    if (writer.appendByte('"') || !appendPieces<REPAIRED>(writer, text) || writer.appendByte('"')) {
         writer.truncate(before);
-        return true;
+        return false;
     }
-    return false;
+    return true;
 }
 
 template <typename Number>

@@ -10,8 +10,8 @@
 // serializer. None of them depends on the process locale.
 namespace util::json {
 
-// The append functions append one token to a buffer. They return false on success. They return
-// true, without appending anything, if memory is exhausted.
+// The append functions append one token to a buffer. They return true on success. They return
+// false, without appending anything, if memory is exhausted.
 
 /// Appends the text between quotation marks. Quotation marks, backslashes and control characters in
 /// it are escaped. The bytes must be UTF-8; this is not checked.

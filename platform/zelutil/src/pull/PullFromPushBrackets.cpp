@@ -101,27 +101,26 @@ bool PullFromPushDeserializer::endField() {
 
 // ---- fields by name
 
-// Begins the named field if it is present. In a missing field no value is expected.
-bool PullFromPushDeserializer::beginNamedField(const std::string& name, Item item, bool& present) {
-    Handler::Stack& stack = handler_->stack;
+bool PullFromPushDeserializer::Handler::beginNamedField(const std::string& name, Item item,
+                                                        bool& present) {
     if (stack.top().expects != Expects::Fields) {
-        return !handler_->fail(Phrase::ofText("the field ", name));
+        return fail(Phrase::ofText("the field ", name));
     }
-    const std::uint32_t field = handler_->findField(name);
-    const bool found = field != Handler::NONE;
+    const std::uint32_t field = findField(name);
+    const bool found = field != NONE;
     if (!found && item == Item::MandatoryField) {
-        return !handler_->failToFind(name);
+        return failToFind(name);
     }
     stack.top().data.byName = true;
     stack.top().data.value = field + 1;
     stack.beginItem(item, !found);
     present = found;
-    return false;
+    return true;
 }
 
 bool PullFromPushDeserializer::beginMandatoryField(const std::string& name, int) {
     bool present = false;
-    return beginNamedField(name, Item::MandatoryField, present);
+    return !handler_->beginNamedField(name, Item::MandatoryField, present);
 }
 
 bool PullFromPushDeserializer::endMandatoryField() {
@@ -129,7 +128,7 @@ bool PullFromPushDeserializer::endMandatoryField() {
 }
 
 bool PullFromPushDeserializer::beginOptionalField(const std::string& name, int, bool& present) {
-    return beginNamedField(name, Item::OptionalField, present);
+    return !handler_->beginNamedField(name, Item::OptionalField, present);
 }
 
 bool PullFromPushDeserializer::endOptionalField() {
@@ -151,29 +150,29 @@ Entry const* PullFromPushDeserializer::getNextEntry() {
 // ---- whole containers
 
 template <class Container>
-bool PullFromPushDeserializer::readRest(Bracket bracket, Container& out) {
-    const Handler::Cursor& items = handler_->stack.top().data;
-    if (!handler_->stack.mayClose(bracket)) {
-        return !handler_->fail(bracket == Bracket::Array ? "an array that was begun"
-                                                         : "a struct that was begun");
+bool PullFromPushDeserializer::Handler::readRest(Bracket bracket, Container& out) {
+    const Cursor& items = stack.top().data;
+    if (!stack.mayClose(bracket)) {
+        return fail(bracket == Bracket::Array ? "an array that was begun"
+                                              : "a struct that was begun");
     }
-    const RecordEvents events(handler_->record);
+    const RecordEvents events(record);
     config::NodeBlocks blocks(events.nodeSize(items.next, items.end));
     config::TreeWorkspace workspace;
     config::TreeAssembler assembler(events, blocks, workspace, false);
     if (!assembler.fill(out, items.next, items.end)) {
-        return !handler_->failForMemory();
+        return failForMemory();
     }
-    handler_->stack.pop();
-    return false;
+    stack.pop();
+    return true;
 }
 
 bool PullFromPushDeserializer::getRest(config::Dictionary& out) {
-    return readRest(Bracket::Struct, out);
+    return !handler_->readRest(Bracket::Struct, out);
 }
 
 bool PullFromPushDeserializer::getRest(config::Array& out) {
-    return readRest(Bracket::Array, out);
+    return !handler_->readRest(Bracket::Array, out);
 }
 
 unsigned int PullFromPushDeserializer::getApiCapibilites() const noexcept {

@@ -94,7 +94,8 @@ bool PullFromPushDeserializer::beginDeserialize(ByteBufferReader* reader, Option
     handler_->record.start(remainingOf(reader));
     const unsigned int limit = nestingLimit(options);
     const bool isDirect = handler_->directSource != nullptr && reader != nullptr;
-    if (!(isDirect ? recordDirectly(*reader, limit) : recordCalls(reader, limit))) {
+    if (!(isDirect ? handler_->recordDirectly(*reader, limit)
+                   : handler_->recordCalls(reader, limit))) {
         reset();
         handler_->hasFailed = true;  // the reason was stored
         return true;
@@ -103,20 +104,18 @@ bool PullFromPushDeserializer::beginDeserialize(ByteBufferReader* reader, Option
     return false;
 }
 
-// Lets the source decode the payload into the record.
-bool PullFromPushDeserializer::recordDirectly(ByteBufferReader& reader, unsigned int limit) {
-    return handler_->directSource->record(handler_->record.payload(), limit, handler_->record) &&
+bool PullFromPushDeserializer::Handler::recordDirectly(ByteBufferReader& reader,
+                                                       unsigned int limit) {
+    return directSource->record(record.payload(), limit, record) &&
            !reader.skip(reader.remaining());
 }
 
-// Lets the source replay the payload to a serializer, which fills the record.
-bool PullFromPushDeserializer::recordCalls(ByteBufferReader* reader, unsigned int limit) {
-    Recorder& recorder = handler_->recorder;
+bool PullFromPushDeserializer::Handler::recordCalls(ByteBufferReader* reader, unsigned int limit) {
     recorder.start();
-    source_->setNestingLimit(limit);
-    const bool done = !source_->beginDeserialize(reader, &recorder) &&
-                      source_->deserialize() == IStructuredPushDeserializer::DONE;
-    const bool ended = !source_->endDeserialize();
+    source->setNestingLimit(limit);
+    const bool done = !source->beginDeserialize(reader, &recorder) &&
+                      source->deserialize() == IStructuredPushDeserializer::DONE;
+    const bool ended = !source->endDeserialize();
     return done && ended && recorder.finish();
 }
 
@@ -135,74 +134,71 @@ void PullFromPushDeserializer::reset() {
 
 // ---- values
 
-// Reads the next value with `convert(event)`, which returns whether the value is what is
-// `expected`.
 template <class Convert>
-bool PullFromPushDeserializer::read(char const* expected, Convert convert) {
-    Event const* const event = handler_->value();
+bool PullFromPushDeserializer::Handler::read(char const* expected, Convert convert) {
+    Event const* const event = value();
     try {
         if (event == nullptr || !convert(*event)) {
-            return !handler_->fail(expected);
+            return fail(expected);
         }
     } catch (const std::bad_alloc&) {
-        return !handler_->failForMemory();
+        return failForMemory();
     }
-    handler_->consume();
-    return false;
+    consume();
+    return true;
 }
 
-template <class Item>
-bool PullFromPushDeserializer::readItem(Item& out) {
-    return read(wordsOf(out),
-                [&](const Event& event) { return convert(handler_->record, event, out); });
+template <class Number>
+bool PullFromPushDeserializer::Handler::readItem(Number& out) {
+    return read(wordsOf(out), [&](const Event& event) { return convert(record, event, out); });
 }
 
 bool PullFromPushDeserializer::getNull() {
-    return read("null", [](const Event& event) { return event.kind == Kind::Null; });
+    return !handler_->read("null", [](const Event& event) { return event.kind == Kind::Null; });
 }
 
 bool PullFromPushDeserializer::getBoolean(bool& out) {
-    return readItem(out);
+    return !handler_->readItem(out);
 }
 
 bool PullFromPushDeserializer::getInt8(std::int8_t& out) {
-    return readItem(out);
+    return !handler_->readItem(out);
 }
 
 bool PullFromPushDeserializer::getUInt8(std::uint8_t& out) {
-    return readItem(out);
+    return !handler_->readItem(out);
 }
 
 bool PullFromPushDeserializer::getInt16(std::int16_t& out) {
-    return readItem(out);
+    return !handler_->readItem(out);
 }
 
 bool PullFromPushDeserializer::getUInt16(std::uint16_t& out) {
-    return readItem(out);
+    return !handler_->readItem(out);
 }
 
 bool PullFromPushDeserializer::getInt32(std::int32_t& out) {
-    return readItem(out);
+    return !handler_->readItem(out);
 }
 
 bool PullFromPushDeserializer::getUInt32(std::uint32_t& out) {
-    return readItem(out);
+    return !handler_->readItem(out);
 }
 
 bool PullFromPushDeserializer::getInt64(std::int64_t& out) {
-    return readItem(out);
+    return !handler_->readItem(out);
 }
 
 bool PullFromPushDeserializer::getUInt64(std::uint64_t& out) {
-    return readItem(out);
+    return !handler_->readItem(out);
 }
 
 bool PullFromPushDeserializer::getFloat(float& out) {
-    return readItem(out);
+    return !handler_->readItem(out);
 }
 
 bool PullFromPushDeserializer::getDouble(double& out) {
-    return readItem(out);
+    return !handler_->readItem(out);
 }
 
 bool PullFromPushDeserializer::getEnum(int& out, int count, bool checked) {
@@ -220,11 +216,11 @@ bool PullFromPushDeserializer::getEnum(int& out, int count, bool checked) {
 }
 
 bool PullFromPushDeserializer::getString(std::string& out) {
-    return readItem(out);
+    return !handler_->readItem(out);
 }
 
 bool PullFromPushDeserializer::getString(UnicodeString8& out) {
-    return read(UNICODE, [&](const Event& event) {
+    return !handler_->read(UNICODE, [&](const Event& event) {
         if (event.kind != Kind::String || !zel::unicode::isUtf8(handler_->record.textOf(event))) {
             return false;
         }
@@ -234,7 +230,7 @@ bool PullFromPushDeserializer::getString(UnicodeString8& out) {
 }
 
 bool PullFromPushDeserializer::getString(UnicodeString16& out) {
-    return read(UNICODE, [&](const Event& event) {
+    return !handler_->read(UNICODE, [&](const Event& event) {
         std::optional<std::u16string> text;
         if (event.kind == Kind::String) {
             text = zel::unicode::utf8ToUtf16(handler_->record.textOf(event));
@@ -248,7 +244,7 @@ bool PullFromPushDeserializer::getString(UnicodeString16& out) {
 }
 
 bool PullFromPushDeserializer::getString(zel::unicode::String& out) {
-    return read(UNICODE, [&](const Event& event) {
+    return !handler_->read(UNICODE, [&](const Event& event) {
         std::optional<zel::unicode::String> text;
         if (event.kind == Kind::String) {
             text = zel::unicode::String::fromUtf8(handler_->record.textOf(event));
@@ -263,29 +259,29 @@ bool PullFromPushDeserializer::getString(zel::unicode::String& out) {
 
 // ---- typed arrays
 
-template <class Item>
-bool PullFromPushDeserializer::readArray(std::vector<Item>& out) {
-    Event const* const array = handler_->value();
+template <class Number>
+bool PullFromPushDeserializer::Handler::readArray(std::vector<Number>& out) {
+    Event const* const array = value();
     if (array == nullptr || array->kind != Kind::Array) {
-        return !handler_->fail("an array");
+        return fail("an array");
     }
     try {
-        std::vector<Item> items;
+        std::vector<Number> items;
         items.reserve(array->content.count);
-        std::uint32_t next = handler_->stack.top().data.value + 1;
-        for (; next != array->next; next = handler_->at(next).next) {
-            Item item{};
-            if (!convert(handler_->record, handler_->at(next), item)) {
-                return !handler_->failAtElement(next, items.size(), wordsOf(item));
+        std::uint32_t next = stack.top().data.value + 1;
+        for (; next != array->next; next = at(next).next) {
+            Number item{};
+            if (!convert(record, at(next), item)) {
+                return failAtElement(next, items.size(), wordsOf(item));
             }
             items.push_back(std::move(item));
         }
         out = std::move(items);
     } catch (const std::bad_alloc&) {
-        return !handler_->failForMemory();
+        return failForMemory();
     }
-    handler_->consume();
-    return false;
+    consume();
+    return true;
 }
 
 bool PullFromPushDeserializer::getNullArray(unsigned long& count) {
@@ -306,51 +302,51 @@ bool PullFromPushDeserializer::getNullArray(unsigned long& count) {
 }
 
 bool PullFromPushDeserializer::getBooleanArray(std::vector<bool>& out) {
-    return readArray(out);
+    return !handler_->readArray(out);
 }
 
 bool PullFromPushDeserializer::getInt8Array(std::vector<std::int8_t>& out) {
-    return readArray(out);
+    return !handler_->readArray(out);
 }
 
 bool PullFromPushDeserializer::getUInt8Array(std::vector<std::uint8_t>& out) {
-    return readArray(out);
+    return !handler_->readArray(out);
 }
 
 bool PullFromPushDeserializer::getInt16Array(std::vector<std::int16_t>& out) {
-    return readArray(out);
+    return !handler_->readArray(out);
 }
 
 bool PullFromPushDeserializer::getUInt16Array(std::vector<std::uint16_t>& out) {
-    return readArray(out);
+    return !handler_->readArray(out);
 }
 
 bool PullFromPushDeserializer::getInt32Array(std::vector<std::int32_t>& out) {
-    return readArray(out);
+    return !handler_->readArray(out);
 }
 
 bool PullFromPushDeserializer::getUInt32Array(std::vector<std::uint32_t>& out) {
-    return readArray(out);
+    return !handler_->readArray(out);
 }
 
 bool PullFromPushDeserializer::getInt64Array(std::vector<std::int64_t>& out) {
-    return readArray(out);
+    return !handler_->readArray(out);
 }
 
 bool PullFromPushDeserializer::getUInt64Array(std::vector<std::uint64_t>& out) {
-    return readArray(out);
+    return !handler_->readArray(out);
 }
 
 bool PullFromPushDeserializer::getFloatArray(std::vector<float>& out) {
-    return readArray(out);
+    return !handler_->readArray(out);
 }
 
 bool PullFromPushDeserializer::getDoubleArray(std::vector<double>& out) {
-    return readArray(out);
+    return !handler_->readArray(out);
 }
 
 bool PullFromPushDeserializer::getStringArray(std::vector<std::string>& out) {
-    return readArray(out);
+    return !handler_->readArray(out);
 }
 
 }  // namespace util::serializer

@@ -1,12 +1,14 @@
 #pragma once
 
 #include <cstdint>
+#include <string>
 #include <string_view>
+#include <vector>
 
 #include "pull/Record.h"
 #include "pull/Recorder.h"
+#include "serializer/BracketStack.h"
 #include "serializer/Failure.h"
-#include "util/serializer/BracketStack.h"
 #include "util/serializer/PullFromPushDeserializer.h"
 #include "util/serializer/RecordSource.h"
 
@@ -36,7 +38,7 @@ public:
     Recorder recorder;
     Stack stack;
     Entry entry;
-    IStructuredPushDeserializer const* source = nullptr;
+    IStructuredPushDeserializer* source = nullptr;
     /// The source, if payloads are decoded without its serializer interface.
     RecordSource* directSource = nullptr;
     bool isWholeReader = false;
@@ -61,6 +63,12 @@ public:
 
     /// Discards the payload and keeps the memory.
     void clear() noexcept;
+    /// @{
+    /// Lets the source fill the record: without its serializer interface, or by replaying the
+    /// payload to the recorder. Returns whether the payload is well-formed.
+    [[nodiscard]] bool recordDirectly(ByteBufferReader& reader, unsigned int limit);
+    [[nodiscard]] bool recordCalls(ByteBufferReader* reader, unsigned int limit);
+    /// @}
     /// Moves to the start of the recorded payload.
     void start() noexcept { stack.start({0, 0, 0, 0, false}); }
 
@@ -73,6 +81,18 @@ public:
     void consume() noexcept { stack.top().expects = Expects::Nothing; }
 
     // These return true on success. On failure they store the reason.
+    /// Reads the next value with `convert(event)`, which returns whether the value is what is
+    /// `expected`.
+    template <class Convert>
+    bool read(char const* expected, Convert convert);
+    template <class Number>
+    bool readItem(Number& out);
+    template <class Number>
+    bool readArray(std::vector<Number>& out);
+    template <class Container>
+    bool readRest(Bracket bracket, Container& out);
+    /// Begins the named field if it is present. In a missing field no value is expected.
+    bool beginNamedField(const std::string& name, Item item, bool& present);
     bool open(Event::Kind kind, Bracket bracket, Expects expects) noexcept;
     bool close(Bracket bracket) noexcept;
     bool beginElement() noexcept;

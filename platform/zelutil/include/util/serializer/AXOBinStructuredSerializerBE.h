@@ -1,7 +1,7 @@
 #pragma once
 
 #include "util/Export.h"
-#include "util/serializer/SequencedSerializer.h"
+#include "util/serializer/FormatSerializer.h"
 
 namespace util::serializer {
 
@@ -18,34 +18,16 @@ namespace util::serializer {
 ///     const bool failed = serializer.beginSerialize(&writer, nullptr) ||
 ///                         serializer.serializeInt32(640) || serializer.endSerialize(size);
 class UTIL_API AXOBinStructuredSerializerBE
-    : public SequencedSerializer<AXOBinStructuredSerializerBE> {
+    : public FormatSerializer<AXOBinStructuredSerializerBE> {
 public:
     AXOBinStructuredSerializerBE() noexcept;
     ~AXOBinStructuredSerializerBE() override;
 
 private:
-    friend class SequencedSerializer<AXOBinStructuredSerializerBE>;
-
-    bool putNull();
-    bool putBoolean(bool value);
-    bool putSigned(std::int64_t value);
-    bool putUnsigned(std::uint64_t value);
-    bool putFloat(float value);
-    bool putDouble(double value);
-    bool putString(std::string_view bytes);
-    bool putText(std::string_view utf8);
-    bool putPacked(NumberType type, void const* items, std::size_t count);
-    bool putArrayBegin();
-    bool putArrayEnd(bool empty);
-    bool putStructBegin();
-    bool putStructEnd(bool empty);
-    static bool putElementBegin(bool first);
-    bool putEmptyElement(bool first);
-    bool putFieldBegin(std::string_view name, bool first);
-    UTIL_LOCAL static void locate(std::string_view written, bool isInItem,
-                                  FieldPath& path) noexcept;
+    friend class FormatSerializer<AXOBinStructuredSerializerBE>;
+    class UTIL_LOCAL Format;
 };
 
-extern template class SequencedSerializer<AXOBinStructuredSerializerBE>;
+extern template class FormatSerializer<AXOBinStructuredSerializerBE>;
 
 }  // namespace util::serializer

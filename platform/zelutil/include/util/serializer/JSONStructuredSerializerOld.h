@@ -1,7 +1,7 @@
 #pragma once
 
 #include "util/Export.h"
-#include "util/serializer/SequencedSerializer.h"
+#include "util/serializer/FormatSerializer.h"
 
 namespace util::serializer {
 
@@ -16,8 +16,7 @@ namespace util::serializer {
 ///     unsigned long size = 0;
 ///     const bool failed = serializer.beginSerialize(&writer, nullptr) ||
 ///                         serializer.serializeInt32(640) || serializer.endSerialize(size);
-class UTIL_API JSONStructuredSerializerOld
-    : public SequencedSerializer<JSONStructuredSerializerOld> {
+class UTIL_API JSONStructuredSerializerOld : public FormatSerializer<JSONStructuredSerializerOld> {
 public:
     /// Creates a serializer. With `compact` true it writes no white space. With `compact` false it
     /// writes each field and element on a separate line, indented by two spaces a level.
@@ -26,30 +25,10 @@ public:
     ~JSONStructuredSerializerOld() override;
 
 private:
-    friend class SequencedSerializer<JSONStructuredSerializerOld>;
-
-    bool putNull();
-    bool putBoolean(bool value);
-    bool putSigned(std::int64_t value);
-    bool putUnsigned(std::uint64_t value);
-    bool putFloat(float value);
-    bool putDouble(double value);
-    bool putString(std::string_view bytes);
-    bool putText(std::string_view utf8);
-    bool putArrayBegin();
-    bool putArrayEnd(bool empty);
-    bool putStructBegin();
-    bool putStructEnd(bool empty);
-    bool putElementBegin(bool first);
-    bool putEmptyElement(bool first);
-    bool putFieldBegin(std::string_view name, bool first);
-    UTIL_LOCAL static void locate(std::string_view written, bool isInItem,
-                                  FieldPath& path) noexcept;
-    bool putEnd(char bracket, bool empty);
-    bool putSeparator(bool first);
-    bool putLineBreak();
+    friend class FormatSerializer<JSONStructuredSerializerOld>;
+    class UTIL_LOCAL Format;
 };
 
-extern template class SequencedSerializer<JSONStructuredSerializerOld>;
+extern template class FormatSerializer<JSONStructuredSerializerOld>;
 
 }  // namespace util::serializer

@@ -3,7 +3,6 @@
 #include <memory>
 
 #include "util/Export.h"
-#include "util/serializer/BracketStack.h"
 #include "util/serializer/IStructuredPullDeserializer.h"
 #include "util/serializer/IStructuredPushDeserializer.h"
 #include "util/serializer/RecordSource.h"
@@ -134,17 +133,6 @@ public:
 
 private:
     class UTIL_LOCAL Handler;
-    template <class Convert>
-    UTIL_LOCAL bool read(char const* expected, Convert convert);
-    template <class Item>
-    UTIL_LOCAL bool readItem(Item& out);
-    template <class Item>
-    UTIL_LOCAL bool readArray(std::vector<Item>& out);
-    template <class Container>
-    UTIL_LOCAL bool readRest(Bracket bracket, Container& out);
-    UTIL_LOCAL bool recordDirectly(ByteBufferReader& reader, unsigned int limit);
-    UTIL_LOCAL bool recordCalls(ByteBufferReader* reader, unsigned int limit);
-    UTIL_LOCAL bool beginNamedField(const std::string& name, Item item, bool& present);
 
     std::unique_ptr<Handler> handler_;
     IStructuredPushDeserializer* source_;

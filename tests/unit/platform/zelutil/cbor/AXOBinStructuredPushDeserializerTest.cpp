@@ -4,8 +4,7 @@
 #include <random>
 #include <stdexcept>
 
-#include "serializer/SequencedSerializerLevels.h"
-#include "serializer/SequencedSerializerValues.h"
+#include "serializer/FormatSerializerCalls.h"
 #include "support/Payloads.h"
 #include "util/serializer/AXOBinStructuredPushDeserializer.h"
 
@@ -16,21 +15,34 @@ using util::MAX_NESTING_DEPTH;
 
 // A serializer that writes each type in a distinct notation: `1` signed, `1u` unsigned, `1.5f`
 // float, `1.5` double, `"a"` text, `'ff'` other bytes, `-` an empty element, `#2` two packed items.
-class Trace : public SequencedSerializer<Trace> {
+class Trace : public FormatSerializer<Trace> {
 public:
-    Trace() : SequencedSerializer(CAPABILITY_PACKED_ARRAYS, true) {}
+    enum class Behaviour { WritesAll, RefusesStrings, ThrowsAtNull };
+    explicit Trace(Behaviour behaviour = Behaviour::WritesAll) : FormatSerializer(behaviour) {}
 
 private:
-    friend class SequencedSerializer<Trace>;
+    friend class FormatSerializer<Trace>;
+    class Format;
+};
 
-    virtual bool putNull() { return add("null"); }
+class Trace::Format : public SequencedFormat<Trace::Format> {
+public:
+    static constexpr unsigned int CAPABILITIES = CAPABILITY_PACKED_ARRAYS;
+
+    explicit Format(Behaviour behaviour) : SequencedFormat(true), behaviour_(behaviour) {}
+
+    bool putNull() {
+        return behaviour_ == Behaviour::ThrowsAtNull ? throw std::domain_error("null")
+                                                     : add("null");
+    }
     bool putBoolean(bool value) { return add(value ? "true" : "false"); }
     bool putSigned(std::int64_t value) { return add(std::to_string(value)); }
     bool putUnsigned(std::uint64_t value) { return add(std::to_string(value) + 'u'); }
-    bool putFloat(float value) { return add(number(static_cast<double>(value)) + 'f'); }
-    bool putDouble(double value) { return add(number(value)); }
-    virtual bool putString(std::string_view bytes) {
-        return add(zel::unicode::isUtf8(bytes) ? '"' + std::string(bytes) + '"'
+    bool putFloat(float value) { return add(digitsOf(static_cast<double>(value)) + 'f'); }
+    bool putDouble(double value) { return add(digitsOf(value)); }
+    bool putString(std::string_view bytes) {
+        return behaviour_ != Behaviour::RefusesStrings &&
+               add(zel::unicode::isUtf8(bytes) ? '"' + std::string(bytes) + '"'
                                                : '\'' + payloads::toHex(bytes) + '\'');
     }
     bool putText(std::string_view utf8) { return putString(utf8); }
@@ -41,19 +53,22 @@ private:
     bool putArrayEnd(bool) { return add("]"); }
     bool putStructBegin() { return add("{"); }
     bool putStructEnd(bool) { return add("}"); }
-    bool putElementBegin(bool first) { return !first && add(","); }
-    bool putEmptyElement(bool first) { return putElementBegin(first) || add("-"); }
+    bool putElementBegin(bool first) { return first || add(","); }
+    bool putEmptyElement(bool first) { return putElementBegin(first) && add("-"); }
     bool putFieldBegin(std::string_view name, bool first) {
-        return (!first && add(",")) || putString(name) || add(":");
+        return (first || add(",")) && putString(name) && add(":");
     }
+    static void locate(std::string_view, bool, FieldPath&) noexcept {}
 
-    static std::string number(double value) {
+private:
+    static std::string digitsOf(double value) {
         char text[32];
         std::snprintf(text, sizeof text, "%.17g", value);
         return text;
     }
-    static void locate(std::string_view, bool, FieldPath&) noexcept {}
-    bool add(const std::string& text) { return writer().append(text.data(), text.size()); }
+    bool add(const std::string& text) { return !writer().append(text.data(), text.size()); }
+
+    Behaviour behaviour_;
 };
 
 std::string traced(std::string_view hex) {
@@ -462,14 +477,11 @@ TEST(AXOBinStructuredPushDeserializerTest, DeserializeFailsIfTheTargetRejectsAVa
 }
 
 TEST(AXOBinStructuredPushDeserializerTest, DeserializeFailsIfTheTargetRejectsAString) {
-    struct Refuser final : Trace {
-        bool putString(std::string_view) override { return true; }
-    };
     const std::string longText = "7818" + payloads::toHex(std::string(24, 'x'));
     for (const std::string& hex : {std::string("6161"), std::string("816161"), longText}) {
         AXOBinStructuredPushDeserializer source(Endianess::Big);
         util::ByteBufferWriter writer(0);
-        Refuser target;
+        Trace target(Trace::Behaviour::RefusesStrings);
         ASSERT_FALSE(target.beginSerialize(&writer, nullptr));
         EXPECT_FALSE(payloads::replayed(source, payloads::fromHex(hex), target)) << hex;
     }
@@ -478,13 +490,10 @@ TEST(AXOBinStructuredPushDeserializerTest, DeserializeFailsIfTheTargetRejectsASt
 // The deserializer handles only std::bad_alloc; the caller, which knows the target, handles the
 // rest.
 TEST(AXOBinStructuredPushDeserializerTest, ExceptionsOfTheTargetPropagateToTheCaller) {
-    struct Thrower final : Trace {
-        bool putNull() override { throw std::domain_error("null"); }
-    };
     AXOBinStructuredPushDeserializer source(Endianess::Big);
     util::ByteBufferReader reader = payloads::readerOf(std::string_view("\xF6", 1));
     util::ByteBufferWriter writer(0);
-    Thrower target;
+    Trace target(Trace::Behaviour::ThrowsAtNull);
     ASSERT_FALSE(target.beginSerialize(&writer, nullptr));
     ASSERT_FALSE(source.beginDeserialize(&reader, &target));
     EXPECT_THROW(static_cast<void>(source.deserialize()), std::domain_error);

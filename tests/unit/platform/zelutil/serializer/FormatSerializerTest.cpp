@@ -6,7 +6,7 @@
 
 #include "support/FailingAllocations.h"
 #include "support/Payloads.h"
-#include "util/serializer/SequencedSerializer.h"
+#include "util/serializer/FormatSerializer.h"
 
 // The validation of call sequences is common to all formats, so each row runs with both.
 namespace {
@@ -62,7 +62,7 @@ std::unique_ptr<IStructuredSerializer> make(Format format) {
     return std::make_unique<AXOBinStructuredSerializerBE>();
 }
 
-class SequencedSerializerTest : public testing::TestWithParam<Format> {
+class FormatSerializerTest : public testing::TestWithParam<Format> {
 protected:
     void SetUp() override { ASSERT_FALSE(serializer->beginSerialize(&writer, nullptr)); }
 
@@ -84,7 +84,7 @@ protected:
     unsigned long written = 12345;
 };
 
-INSTANTIATE_TEST_SUITE_P(Formats, SequencedSerializerTest,
+INSTANTIATE_TEST_SUITE_P(Formats, FormatSerializerTest,
                          testing::Values(Format::Json, Format::Binary), [](const auto& row) {
                              return row.param == Format::Json ? "Json" : "Binary";
                          });
@@ -122,7 +122,7 @@ constexpr Accepted ACCEPTED[] = {
     {"{ absent option /option /optional }", "{}"},
 };
 
-TEST_P(SequencedSerializerTest, CallsInTheRightOrderWriteOneValue) {
+TEST_P(FormatSerializerTest, CallsInTheRightOrderWriteOneValue) {
     for (const Accepted& row : ACCEPTED) {
         SCOPED_TRACE(row.script);
         ASSERT_FALSE(serializer->beginSerialize(&writer, nullptr));
@@ -217,7 +217,7 @@ constexpr char const* REFUSED[] = {"1 1",
                                    "[ < plain >",
                                    "plain plain 1 /plain /option"};
 
-TEST_P(SequencedSerializerTest, CallInTheWrongOrderFailsWritesNothingAndInvalidatesThePayload) {
+TEST_P(FormatSerializerTest, CallInTheWrongOrderFailsWritesNothingAndInvalidatesThePayload) {
     for (char const* const script : REFUSED) {
         SCOPED_TRACE(script);
         ASSERT_FALSE(serializer->beginSerialize(&writer, nullptr));
@@ -238,7 +238,7 @@ constexpr char const* INCOMPLETE[] = {"",         "[",         "[ <",
                                       "{ absent", "plain",     "plain 1",
                                       "1 option", "[ < [ ] >"};
 
-TEST_P(SequencedSerializerTest, EndOfAnIncompletePayloadFails) {
+TEST_P(FormatSerializerTest, EndOfAnIncompletePayloadFails) {
     for (char const* const script : INCOMPLETE) {
         SCOPED_TRACE(script);
         ASSERT_FALSE(serializer->beginSerialize(&writer, nullptr));
@@ -248,7 +248,7 @@ TEST_P(SequencedSerializerTest, EndOfAnIncompletePayloadFails) {
     EXPECT_EQ(written, 12345U);
 }
 
-TEST_P(SequencedSerializerTest, WritesBeforeBeginAndAfterEndFail) {
+TEST_P(FormatSerializerTest, WritesBeforeBeginAndAfterEndFail) {
     const auto other = make(GetParam());
     for (const auto& [word, call] : CALLS) {
         EXPECT_TRUE(call(*other)) << word;
@@ -262,13 +262,13 @@ TEST_P(SequencedSerializerTest, WritesBeforeBeginAndAfterEndFail) {
     }
 }
 
-TEST_P(SequencedSerializerTest, BeginWithoutAWriterFailsAndClosesThePayload) {
+TEST_P(FormatSerializerTest, BeginWithoutAWriterFailsAndClosesThePayload) {
     EXPECT_TRUE(serializer->beginSerialize(nullptr, nullptr));
     EXPECT_TRUE(serializer->serializeNull());
     EXPECT_TRUE(serializer->endSerialize(written));
 }
 
-TEST_P(SequencedSerializerTest, BeginDiscardsTheOpenPayload) {
+TEST_P(FormatSerializerTest, BeginDiscardsTheOpenPayload) {
     EXPECT_EQ(run("{ field [ < {"), 5U);
     util::ByteBufferWriter other(0);
     ASSERT_FALSE(serializer->beginSerialize(&other, nullptr));
@@ -302,7 +302,7 @@ bool unnest(IStructuredSerializer& serializer, std::size_t levels, bool structs)
     return false;
 }
 
-TEST_P(SequencedSerializerTest, NestingIsAcceptedUpToTheLimit) {
+TEST_P(FormatSerializerTest, NestingIsAcceptedUpToTheLimit) {
     for (const bool structs : {false, true}) {
         ASSERT_FALSE(serializer->beginSerialize(&writer, nullptr));
         EXPECT_FALSE(nest(*serializer, MAX_NESTING_DEPTH, structs));
@@ -315,7 +315,7 @@ TEST_P(SequencedSerializerTest, NestingIsAcceptedUpToTheLimit) {
     }
 }
 
-TEST_P(SequencedSerializerTest, TypedArrayCountsAsANestingLevel) {
+TEST_P(FormatSerializerTest, TypedArrayCountsAsANestingLevel) {
     for (char const* const word : {"numbers", "strings", "nulls"}) {
         ASSERT_FALSE(serializer->beginSerialize(&writer, nullptr));
         ASSERT_FALSE(nest(*serializer, MAX_NESTING_DEPTH - 1, false));
@@ -332,7 +332,7 @@ TEST_P(SequencedSerializerTest, TypedArrayCountsAsANestingLevel) {
     }
 }
 
-TEST_P(SequencedSerializerTest, NumberOfOpenScopesIsLimited) {
+TEST_P(FormatSerializerTest, NumberOfOpenScopesIsLimited) {
     std::size_t open = 0;
     while (!serializer->beginOption(nullptr)) {
         ASSERT_LT(++open, 10 * MAX_NESTING_DEPTH);
@@ -341,7 +341,7 @@ TEST_P(SequencedSerializerTest, NumberOfOpenScopesIsLimited) {
     EXPECT_TRUE(serializer->endSerialize(written));
 }
 
-TEST_P(SequencedSerializerTest, DeepNestingNeedsOneAllocationAndFailsWithoutIt) {
+TEST_P(FormatSerializerTest, DeepNestingNeedsOneAllocationAndFailsWithoutIt) {
     const auto open100 = [this] {
         bool failed = serializer->beginSerialize(&writer, nullptr);
         for (int i = 0; i < 100; ++i) {
@@ -357,7 +357,7 @@ TEST_P(SequencedSerializerTest, DeepNestingNeedsOneAllocationAndFailsWithoutIt) 
     EXPECT_FALSE(serializer->endSerialize(written));
 }
 
-TEST_P(SequencedSerializerTest, EnumIsValidatedAgainstItsCountOnlyWithTheFlag) {
+TEST_P(FormatSerializerTest, EnumIsValidatedAgainstItsCountOnlyWithTheFlag) {
     EXPECT_EQ(run("["), 1U);
     for (const int value : {0, 2}) {
         ASSERT_FALSE(serializer->beginElement());
@@ -378,7 +378,7 @@ TEST_P(SequencedSerializerTest, EnumIsValidatedAgainstItsCountOnlyWithTheFlag) {
     }
 }
 
-TEST_P(SequencedSerializerTest, UnicodeStringsOfEveryEncodingAreWrittenAlike) {
+TEST_P(FormatSerializerTest, UnicodeStringsOfEveryEncodingAreWrittenAlike) {
     const auto text = zel::unicode::String::fromUtf8("\xC3\xA4\xF0\x9F\x98\x80");
     ASSERT_TRUE(text.has_value());
     std::vector<std::string> payloadsWritten;
@@ -396,7 +396,7 @@ TEST_P(SequencedSerializerTest, UnicodeStringsOfEveryEncodingAreWrittenAlike) {
     EXPECT_EQ(payloadsWritten, std::vector<std::string>(4, payloadsWritten[0]));
 }
 
-TEST_P(SequencedSerializerTest, IllFormedUnicodeStringIsRejected) {
+TEST_P(FormatSerializerTest, IllFormedUnicodeStringIsRejected) {
     EXPECT_TRUE(serializer->serializeString(util::UnicodeString8{"\xC3"}));
     EXPECT_EQ(writer.size(), 0U);
     ASSERT_FALSE(serializer->beginSerialize(&writer, nullptr));
@@ -404,7 +404,7 @@ TEST_P(SequencedSerializerTest, IllFormedUnicodeStringIsRejected) {
     EXPECT_EQ(writer.size(), 0U);
 }
 
-TEST_P(SequencedSerializerTest, EmptyTextsAndArraysAreWritten) {
+TEST_P(FormatSerializerTest, EmptyTextsAndArraysAreWritten) {
     EXPECT_EQ(run("["), 1U);
     const auto element = [&](const auto& write) {
         ASSERT_FALSE(serializer->beginElement());

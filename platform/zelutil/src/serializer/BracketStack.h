@@ -1,12 +1,9 @@
 #pragma once
 
-#include <algorithm>
-#include <array>
 #include <cstddef>
 #include <cstdint>
-#include <memory>
-#include <new>
 
+#include "bytes/SmallBuffer.h"
 #include "util/Limits.h"
 
 namespace util::serializer {
@@ -53,10 +50,7 @@ public:
     /// The number of levels that are stored inline, enough for common payloads.
     static constexpr std::size_t INLINE_LEVELS = 12;
 
-    // The levels above the top are left uninitialized. They are written before they are read.
     BracketStack() noexcept { clear(); }
-    BracketStack(const BracketStack&) = delete;
-    BracketStack& operator=(const BracketStack&) = delete;
 
     /// Closes all levels: no payload is open then.
     void clear() noexcept { restart({Bracket::Closed, Item::None, Expects::Nothing, Data()}); }
@@ -66,14 +60,14 @@ public:
     }
 
     /// Returns the innermost level.
-    Level& top() noexcept { return *top_; }
+    Level& top() noexcept { return levels_.back(); }
     /// Returns the innermost level, for reading.
-    const Level& top() const noexcept { return *top_; }
+    const Level& top() const noexcept { return levels_.back(); }
     /// Returns the open levels, outermost first. `top()` is the last one.
-    Level const* begin() const noexcept { return heap_ == nullptr ? inline_.data() : heap_.get(); }
+    Level const* begin() const noexcept { return levels_.data(); }
     /// Reserves memory for one more level. Returns false if `CAPACITY` levels are open or memory is
     /// exhausted.
-    [[nodiscard]] bool reserveLevel() noexcept { return top_ != last_ || grow(); }
+    [[nodiscard]] bool reserveLevel() noexcept { return !levels_.isFull() || grow(); }
     /// Returns whether the payload is complete, so that it may be ended.
     bool isComplete() const noexcept {
         return top().bracket == Bracket::Root && top().expects == Expects::Nothing;
@@ -101,35 +95,24 @@ public:
     }
     /// Opens a level, for which memory was reserved.
     void push(Bracket bracket, Expects expects, const Data& data) noexcept {
-        *++top_ = {bracket, Item::None, expects, data};
+        levels_.push({bracket, Item::None, expects, data});
     }
     /// Closes the top level, which must not be the lowest, and returns it.
-    Level pop() noexcept { return *top_--; }
+    Level pop() noexcept {
+        const Level closed = top();
+        levels_.pop();
+        return closed;
+    }
 
 private:
     // Memory that was allocated for many levels is kept.
     void restart(const Level& lowest) noexcept {
-        top_ = heap_ == nullptr ? inline_.data() : heap_.get();
-        last_ = top_ + (heap_ == nullptr ? INLINE_LEVELS : CAPACITY) - 1;
-        *top_ = lowest;
+        levels_.clear();
+        levels_.push(lowest);
     }
-    bool grow() noexcept {
-        if (heap_ != nullptr) {
-            return false;
-        }
-        heap_.reset(new (std::nothrow) Level[CAPACITY]);
-        if (heap_ == nullptr) {
-            return false;
-        }
-        top_ = std::copy(inline_.begin(), inline_.end(), heap_.get()) - 1;
-        last_ = heap_.get() + CAPACITY - 1;
-        return true;
-    }
+    bool grow() noexcept { return levels_.capacity() < CAPACITY && levels_.reserve(CAPACITY); }
 
-    Level* top_;
-    Level* last_;  // the last level for which there is memory
-    std::unique_ptr<Level[]> heap_;
-    std::array<Level, INLINE_LEVELS> inline_;
+    SmallBuffer<Level, INLINE_LEVELS> levels_;
 };
 
 }  // namespace util::serializer
