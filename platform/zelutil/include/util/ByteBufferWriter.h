@@ -81,6 +81,10 @@ public:
         size_ = static_cast<unsigned long>(end - bytes_);
     }
     /// @}
+    /// Increases the capacity, so that it is at least `size() + count` and twice the former one.
+    /// Returns false on success. Returns true, without changing anything, if memory is exhausted.
+    /// The functions above call it if the capacity does not suffice.
+    [[nodiscard]] UTIL_API bool grow(std::size_t count) noexcept;
     /// Removes all bytes after the first `size`. Does nothing if fewer were written.
     void truncate(unsigned long size) noexcept {
         if (size < size_) {
@@ -89,8 +93,6 @@ public:
     }
 
 private:
-    UTIL_API bool grow(std::size_t count) noexcept;
-
     unsigned char* bytes_ = nullptr;
     unsigned long size_ = 0;
     unsigned long capacity_ = 0;

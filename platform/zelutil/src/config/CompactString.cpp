@@ -4,14 +4,13 @@
 
 namespace util::config {
 
-void CompactString::storeOnHeap(std::string_view text) {
+char* detail::newTextBlock(std::string_view text) {
     const std::size_t size = text.size();
     auto* const block = static_cast<char*>(::operator new(sizeof size + size + 1));
     std::memcpy(block, &size, sizeof size);
     std::memcpy(block + sizeof size, text.data(), size);
     block[sizeof size + size] = '\0';
-    std::memcpy(bytes_.data(), &block, sizeof block);
-    bytes_[INLINE_CAPACITY] = HEAP;
+    return block;
 }
 
 std::ostream& operator<<(std::ostream& out, const CompactString& text) {

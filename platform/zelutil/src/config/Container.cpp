@@ -1,8 +1,20 @@
 #include "util/config/Container.h"
 
 #include "config/NodeBlocks.h"
+#include "util/config/Array.h"
+#include "util/config/Dictionary.h"
 
 namespace util::config {
+
+Value** Container::destroyLeaves(NodeReleases& releases) noexcept {
+    return kind() == Kind::Array ? static_cast<Array*>(this)->destroyLeaves(releases)
+                                 : static_cast<Dictionary*>(this)->destroyLeaves(releases);
+}
+
+Value* Container::popChild() noexcept {
+    return kind() == Kind::Array ? static_cast<Array*>(this)->popChild()
+                                 : static_cast<Dictionary*>(this)->popChild();
+}
 
 // Descends into the last child that is a container, and ascends when a container has no children
 // left. While a child is being destroyed, its place in the parent holds the parent's own parent, so

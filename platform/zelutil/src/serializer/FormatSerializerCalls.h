@@ -18,7 +18,7 @@ template <class Serializer>
 template <class... Arguments>
 FormatSerializer<Serializer>::FormatSerializer(Arguments&&... arguments) noexcept {
     using Format = typename Serializer::Format;
-    static_assert(sizeof(Format) <= SIZE && alignof(Format) <= alignof(void*));
+    static_assert(sizeof(Format) <= sizeof(state_) && alignof(Format) <= alignof(void*));
     new (state_.data()) Format(std::forward<Arguments>(arguments)...);
 }
 

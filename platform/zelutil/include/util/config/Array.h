@@ -45,8 +45,12 @@ public:
     const std::vector<Value*>& elements() const noexcept { return elements_; }
 
 private:
-    Value** destroyLeaves(NodeReleases& releases) noexcept override;
-    Value* popChild() noexcept override;
+    friend class Container;
+    // Destroys the children in reverse order until the last one is a container. Returns the address
+    // of the pointer to that container, or null if no child is left.
+    UTIL_LOCAL Value** destroyLeaves(NodeReleases& releases) noexcept;
+    // Removes the last child without destroying it and returns it.
+    UTIL_LOCAL Value* popChild() noexcept;
 
     std::vector<Value*> elements_;
 };

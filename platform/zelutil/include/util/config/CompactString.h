@@ -12,6 +12,12 @@
 
 namespace util::config {
 
+namespace detail {
+/// Returns a new block for `operator delete`: the size of the text, the text and a zero. Throws
+/// `std::bad_alloc` if memory is exhausted.
+UTIL_API char* newTextBlock(std::string_view text);
+}  // namespace detail
+
 /// A string of bytes, which may contain zeros. The keys and texts of trees are such strings.
 ///
 /// It has half the size of a `std::string` and stores up to 15 bytes inline. It can only be
@@ -163,7 +169,11 @@ private:
         std::memcpy(bytes_.data(), text.data(), PIECE);
         std::memcpy(bytes_.data() + last, text.data() + last, PIECE);
     }
-    void storeOnHeap(std::string_view text);
+    void storeOnHeap(std::string_view text) {
+        char const* const block = detail::newTextBlock(text);
+        std::memcpy(bytes_.data(), &block, sizeof block);
+        bytes_[INLINE_CAPACITY] = HEAP;
+    }
     void freeHeap() noexcept {
         if (isOnHeap()) {
             ::operator delete(const_cast<char*>(heapBlock()));

@@ -13,14 +13,14 @@ class UTIL_API Container : public Value {
 protected:
     using Value::Value;
 
-    /// Destroys the children in reverse order until the last one is a container. Returns the
-    /// address of the pointer to that container, or null if no child is left.
-    virtual Value** destroyLeaves(NodeReleases& releases) noexcept = 0;
-    /// Removes the last child without destroying it and returns it.
-    virtual Value* popChild() noexcept = 0;
     /// Destroys everything below this container, which is empty afterwards. The derived destructors
     /// call it.
     void destroyChildren() noexcept;
+
+private:
+    // Those of the `Array` or `Dictionary` that this container is.
+    UTIL_LOCAL Value** destroyLeaves(NodeReleases& releases) noexcept;
+    UTIL_LOCAL Value* popChild() noexcept;
 };
 
 }  // namespace util::config

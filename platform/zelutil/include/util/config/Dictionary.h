@@ -57,11 +57,15 @@ public:
 private:
     template <class Source>
     friend class TreeAssembler;
+    friend class Container;
     /// Does what `add` does, for a key that is greater than all present ones.
     UTIL_LOCAL bool append(std::string_view key, Value* value) noexcept;
     UTIL_LOCAL static bool put(Value** place, Value* value) noexcept;
-    Value** destroyLeaves(NodeReleases& releases) noexcept override;
-    Value* popChild() noexcept override;
+    // Destroys the children in reverse order until the last one is a container. Returns the address
+    // of the pointer to that container, or null if no child is left.
+    UTIL_LOCAL Value** destroyLeaves(NodeReleases& releases) noexcept;
+    // Removes the last child without destroying it and returns it.
+    UTIL_LOCAL Value* popChild() noexcept;
 
     Entries entries_;
 };

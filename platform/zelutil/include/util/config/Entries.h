@@ -55,7 +55,7 @@ private:
         value_type& back() noexcept { return entries_[size_ - 1]; }
         value_type& operator[](std::size_t place) noexcept { return entries_[place]; }
 
-        void reserve(std::size_t capacity);
+        UTIL_LOCAL void reserve(std::size_t capacity);
         /// Adds an entry at the end, where there is capacity for it, and returns the place of its
         /// child. Throws `std::bad_alloc` if memory is exhausted; nothing is changed then.
         Value** pushBack(std::string_view key) {
@@ -65,9 +65,9 @@ private:
             ++size_;
             return &entry.second;
         }
-        Value** insert(std::size_t place, std::string_view key);
-        void erase(std::size_t place) noexcept;
-        void moveTail(std::size_t cut, Page& next) noexcept;
+        UTIL_LOCAL Value** insert(std::size_t place, std::string_view key);
+        UTIL_LOCAL void erase(std::size_t place) noexcept;
+        UTIL_LOCAL void moveTail(std::size_t cut, Page& next) noexcept;
         /// Removes the last entry and returns its child. The memory of the key is kept until
         /// another entry replaces it.
         Value* popBack() noexcept { return entries_[--size_].second; }
@@ -195,7 +195,7 @@ private:
     }
     UTIL_LOCAL std::size_t pageOf(std::string_view key) const noexcept;
     UTIL_LOCAL bool hasSpareCapacity() const noexcept;
-    Value** insert(std::size_t number, std::size_t place, std::string_view key);
+    UTIL_LOCAL Value** insert(std::size_t number, std::size_t place, std::string_view key);
     UTIL_LOCAL Value** findOrInsert(std::string_view key);
     UTIL_LOCAL void split(std::size_t number, std::size_t cut);
     UTIL_LOCAL void erasePage(std::size_t number) noexcept;

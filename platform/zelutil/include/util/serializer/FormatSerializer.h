@@ -1,7 +1,6 @@
 #pragma once
 
 #include <array>
-#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <string_view>
@@ -90,8 +89,7 @@ private:
     // Returns the state, a `Serializer::Format`.
     UTIL_LOCAL auto& format() noexcept;
 
-    static constexpr std::size_t SIZE = 144;
-    alignas(void*) std::array<unsigned char, SIZE> state_;
+    alignas(void*) std::array<unsigned char, 144> state_;  // the greatest one fits
 };
 
 }  // namespace util::serializer
