@@ -51,20 +51,7 @@ public:
     /// Reserves memory for exactly `capacity` items in total, unless there is more. Returns false,
     /// without changing anything, if memory is exhausted.
     [[nodiscard]] bool reserve(std::size_t capacity) noexcept {
-        if (capacity <= this->capacity()) {
-            return true;
-        }
-        auto* const larger = new (std::nothrow) Item[capacity];
-        if (larger == nullptr) {
-            return false;
-        }
-        const std::size_t size = this->size();
-        std::memcpy(static_cast<void*>(larger), begin_, size * sizeof(Item));
-        freeHeap();
-        begin_ = larger;
-        end_ = begin_ + size;
-        limit_ = begin_ + capacity;
-        return true;
+        return capacity <= this->capacity() || moveTo(capacity);
     }
     /// Reserves memory for `count` more items. It at least doubles, so that the cost of moving is
     /// proportional to the number of items. Returns false, without changing anything, if memory is
@@ -93,6 +80,21 @@ public:
     Item* end() noexcept { return end_; }
 
 private:
+    // Moves the items to a block of the heap. Not inlined, so that the callers have no registers to
+    // save.
+    [[gnu::noinline]] bool moveTo(std::size_t capacity) noexcept {
+        auto* const larger = new (std::nothrow) Item[capacity];
+        if (larger == nullptr) {
+            return false;
+        }
+        const std::size_t size = this->size();
+        std::memcpy(static_cast<void*>(larger), begin_, size * sizeof(Item));
+        freeHeap();
+        begin_ = larger;
+        end_ = begin_ + size;
+        limit_ = begin_ + capacity;
+        return true;
+    }
     void freeHeap() noexcept {
         if (begin_ != inline_.data()) {
             delete[] begin_;
