@@ -78,7 +78,7 @@ bool FieldWriter::value(std::uint64_t value) noexcept {
 
 bool FieldWriter::value(float value) noexcept {
     if (!isBinary_) {
-        return std::isfinite(value) && !json::appendFloat(bytes_, value);
+        return std::isfinite(value) && json::appendFloat(bytes_, value);
     }
     return put(bytes_, MAX_HEAD, [=](unsigned char* out) {
         std::uint32_t bits = 0;
@@ -105,7 +105,7 @@ bool FieldWriter::value(double value) noexcept {
 }
 
 bool FieldWriter::value(std::string_view value) noexcept {
-    return isBinary_ ? putBinaryText(value) : isUtf8(value) && !json::appendString(bytes_, value);
+    return isBinary_ ? putBinaryText(value) : isUtf8(value) && json::appendString(bytes_, value);
 }
 
 // Writes a text string if the bytes are UTF-8, otherwise a byte string. Most strings are short and
@@ -218,7 +218,7 @@ bool FieldWriter::beginField(std::string_view name) noexcept {
     if (isBinary_) {
         return putBinaryText(name);
     }
-    return isUtf8(name) && putSeparator() && !json::appendString(bytes_, name) &&
+    return isUtf8(name) && putSeparator() && json::appendString(bytes_, name) &&
            putByte(bytes_, ':');
 }
 
