@@ -4,6 +4,9 @@
 #
 #     awk -f examples.awk -v header=kova/core/Path.h -v need=1 include/kova/core/Path.h
 #
+# An example that describes a type (with KOVA_FIELDS, KOVA_ENUM or the functions that they define) stands
+# in a namespace instead, because a function cannot hold the description.
+#
 # An example is a run of lines that a "///" comment indents by four more blanks and of which at least
 # one ends a statement; a run without a statement is a grammar or a table. With `need` the header must
 # have an example, with `need=0` it must not; without `need` either will do.
@@ -11,7 +14,11 @@
 function endBlock() {
     if (isExample) {
         ++examples
-        printf "\nnamespace {\n[[maybe_unused]] void example%d() {\n", examples
+        open = "namespace {\n[[maybe_unused]] void example%d() {"
+        if (block ~ /KOVA_FIELDS|KOVA_ENUM|kovaFields|kovaNames/) {
+            open = "namespace {\nnamespace example%d {"
+        }
+        printf "\n" open "\n", examples
         printf "#line %d \"%s\"\n%s}\n}  // namespace\n", first, FILENAME, block
     }
     block = ""

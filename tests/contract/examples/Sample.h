@@ -21,3 +21,9 @@ struct Holder {
     ///     Holder{}.value;
     int value = 0;
 };
+
+/// A third example, which describes a type.
+///
+///     struct Volume { int level = 0; };
+///     KOVA_FIELDS(Volume, level)
+struct Other {};

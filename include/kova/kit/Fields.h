@@ -1,0 +1,94 @@
+#pragma once
+
+#include <string_view>
+
+#include "kova/kit/values/FieldMacros.h"
+#include "kova/kit/values/FieldTable.h"
+#include "kova/kit/values/Struct.h"
+
+/// Describes a struct, so that its values travel in payloads as objects. `KOVA_FIELDS` stands at
+/// the scope of the struct's namespace, behind the struct. Behind `friend` it may stand in the
+/// struct, and then it may name private members.
+///
+///     struct Volume { int level = 30; bool muted = false; };
+///     KOVA_FIELDS(Volume, level, optional(muted))
+///
+/// The items behind the type are:
+///
+/// - `level`: a mandatory member. A member of a type `std::optional` may be missing; it is not
+/// written
+///   while it is empty.
+/// - `optional(muted)`: a field that may be missing. Its member then keeps its default.
+/// - `as("type", kind)`: a member that has another name in payloads.
+/// - `count(position)`: a duration that travels as a number of its ticks.
+/// - `base(Device)`: the fields of a base class, which has a description of its own.
+/// - `strict()`: refuses objects with other fields, which are otherwise skipped.
+/// - `named("volume")`: the name of the type as an alternative of a variant; by default its C++
+/// name.
+///
+/// The first three can be nested: `optional(as("type", kind))`.
+#define KOVA_FIELDS(...)                                                                           \
+    constexpr auto kovaFields(KOVA_KIT_FIRST(__VA_ARGS__)*) {                                      \
+        return ::kova::kit::fields(KOVA_KIT_EACH(KOVA_KIT_ITEM, KOVA_KIT_TYPE_NAME, __VA_ARGS__)); \
+    }
+
+namespace kova::kit {
+
+/// Describes a member and its name in payloads.
+template <class Class, class T>
+constexpr detail::Field<Class, T, detail::PlainForm> field(std::string_view name,
+                                                           T Class::*member) noexcept {
+    return {name, member};
+}
+
+/// Describes a field that may be missing. Its member then keeps its default.
+template <class Class, class T, class F>
+constexpr auto optional(detail::Field<Class, T, F> field) noexcept {
+    field.isOptional = true;
+    return field;
+}
+
+/// Describes a field with another name.
+template <class Class, class T, class F>
+constexpr auto as(std::string_view name, detail::Field<Class, T, F> field) noexcept {
+    field.name = name;
+    return field;
+}
+
+/// Describes a duration that travels as a number of its ticks.
+template <class Class, class T, class F>
+constexpr detail::Field<Class, T, detail::CountForm> count(
+    const detail::Field<Class, T, F>& field) noexcept {
+    return {field.name, field.member, field.isOptional};
+}
+
+/// Describes the fields of a base class.
+template <class B>
+constexpr detail::Base<B> base() noexcept {
+    return {};
+}
+
+/// Lets reading refuse other fields.
+constexpr detail::Strict strict() noexcept {
+    return {};
+}
+
+/// Names the type, as an alternative of a variant. A qualified name is cut to its last part.
+constexpr detail::Named named(std::string_view name) noexcept {
+    return {detail::unqualified(name)};
+}
+
+/// Describes a struct without a macro. The function that returns it is found by the struct's type:
+///
+///     struct Volume { int level = 30; bool muted = false; };
+///     constexpr auto kovaFields(Volume*) {
+///         return kova::kit::fields(kova::kit::field("level", &Volume::level),
+///                                  kova::kit::optional(kova::kit::field("muted",
+///                                  &Volume::muted)));
+///     }
+template <class... Items>
+constexpr detail::Fields<Items...> fields(const Items&... items) noexcept {
+    return {std::tuple<Items...>(items...)};
+}
+
+}  // namespace kova::kit

@@ -1,0 +1,75 @@
+#pragma once
+
+#include <optional>
+#include <string>
+
+#include "kova/core/MimeTypes.h"
+#include "kova/core/Payload.h"
+#include "kova/kit/Export.h"
+#include "kova/kit/Fields.h"
+#include "kova/kit/Limits.h"
+#include "kova/kit/Result.h"
+#include "kova/kit/values/Codec.h"
+
+/// Values as payloads, and payloads as values.
+///
+///     const std::vector<int> levels{3, 5, 8};
+///     const kova::Payload payload = kova::kit::toPayload(levels).orThrow();
+///     auto copy = kova::kit::fromPayload<std::vector<int>>(payload);
+///     auto text = kova::kit::fromPayload<std::string>(payload);
+///     text.error().message;  // "expected a string, found an array (byte 0)"
+///
+/// These functions have no state; any thread may call them. They throw `std::bad_alloc` if memory
+/// is exhausted.
+namespace kova::kit {
+
+namespace detail {
+
+/// Reads a payload with the function `read(reader, out)`. Returns the reason if it fails.
+KOVA_KIT_API std::optional<Error> readPayload(const Payload& payload, const Limits& limits,
+                                              bool (*read)(Reader&, void*), void* out);
+
+/// Writes a payload with the function `write(writer, value)`.
+KOVA_KIT_API Result<Payload> writePayload(const std::string& mimeType, const Limits& limits,
+                                          bool (*write)(Writer&, const void*), const void* value);
+
+}  // namespace detail
+
+/// Returns the value as a payload of the mime type, JSON or binary. A `Payload` is returned
+/// unchanged.
+///
+/// Fails with the code 500 if the value has no form in the format: NaN and infinities and text that
+/// is not UTF-8 in JSON, a depth beyond that of the limits, an enumerator without a name. The
+/// message names the field: "stations[1].height: expected a finite number, found inf (byte 25)".
+/// The byte is that of the incomplete payload.
+template <typename T>
+Result<Payload> toPayload(const T& value, const std::string& mimeType = mimetypes::JSON_TYPE,
+                          const Limits& limits = {}) {
+    if constexpr (std::is_same_v<T, Payload>) {
+        return value;
+    } else {
+        return detail::writePayload(mimeType, limits, &detail::writeErased<detail::Writer, T>,
+                                    &value);
+    }
+}
+
+/// Returns the value that a payload contains, in the format of its mime type.
+///
+/// Fails with the code 400 if the payload is malformed, is not a `T` or exceeds a limit. The
+/// message names the field, what was expected, what was found and the byte of the payload:
+/// "stations[2].name: expected a string, found 17 (byte 84)".
+template <typename T>
+Result<T> fromPayload(const Payload& payload, const Limits& limits = {}) {
+    if constexpr (std::is_same_v<T, Payload>) {
+        return payload;
+    } else {
+        T value{};
+        if (auto error = detail::readPayload(payload, limits,
+                                             &detail::readErased<detail::Reader, T>, &value)) {
+            return *std::move(error);
+        }
+        return value;
+    }
+}
+
+}  // namespace kova::kit

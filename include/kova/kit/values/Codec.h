@@ -1,0 +1,224 @@
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <type_traits>
+#include <utility>
+#include <vector>
+
+#include "kova/kit/values/Reader.h"
+#include "kova/kit/values/Writer.h"
+
+// How types of values travel. The code that depends on a type is a template of the reader or
+// writer.
+namespace kova::kit::detail {
+
+template <typename T>
+constexpr bool dependentFalse = false;
+
+/// Reads and writes values of the type `T`. Each specialization has a constant `KIND`, the kind of its
+/// values in payloads, and the templates `read(In& in, T& out)` and `write(Out& out, const T& value)`,
+/// which return true on success.
+template <typename T, typename Enable = void>
+struct Codec {
+    static_assert(dependentFalse<T>,
+                  "this type has no form in payloads: describe it with KOVA_FIELDS or KOVA_ENUM");
+};
+
+/// The type of fixed width that an integer type travels as.
+template <typename T>
+using FixedWidth = std::conditional_t<
+    std::is_signed_v<T>,
+    std::conditional_t<
+        sizeof(T) == 1, std::int8_t,
+        std::conditional_t<sizeof(T) == 2, std::int16_t,
+                           std::conditional_t<sizeof(T) == 4, std::int32_t, std::int64_t>>>,
+    std::conditional_t<
+        sizeof(T) == 1, std::uint8_t,
+        std::conditional_t<sizeof(T) == 2, std::uint16_t,
+                           std::conditional_t<sizeof(T) == 4, std::uint32_t, std::uint64_t>>>>;
+
+/// Whether the type is an integer, which a character and a boolean are not.
+template <typename T>
+constexpr bool isInteger =
+    std::is_integral_v<T> && !std::is_same_v<T, bool> && !std::is_same_v<T, char> &&
+    !std::is_same_v<T, wchar_t> && !std::is_same_v<T, char16_t> && !std::is_same_v<T, char32_t>;
+
+template <>
+struct Codec<bool> {
+    static constexpr Kind KIND = Kind::Boolean;
+    template <class In>
+    static bool read(In& in, bool& out) {
+        return in.value(out);
+    }
+    template <class Out>
+    static bool write(Out& out, bool value) {
+        return out.value(value);
+    }
+};
+
+template <typename T>
+struct Codec<T, std::enable_if_t<isInteger<T>>> {
+    static constexpr Kind KIND = Kind::Number;
+    template <class In>
+    static bool read(In& in, T& out) {
+        FixedWidth<T> number{};
+        if (!in.value(number)) {
+            return false;
+        }
+        out = static_cast<T>(number);
+        return true;
+    }
+    template <class Out>
+    static bool write(Out& out, T value) {
+        return out.value(static_cast<FixedWidth<T>>(value));
+    }
+};
+
+template <typename T>
+struct Codec<T, std::enable_if_t<std::is_same_v<T, float> || std::is_same_v<T, double>>> {
+    static constexpr Kind KIND = Kind::Number;
+    template <class In>
+    static bool read(In& in, T& out) {
+        return in.value(out);
+    }
+    template <class Out>
+    static bool write(Out& out, T value) {
+        return out.value(value);
+    }
+};
+
+template <>
+struct Codec<std::string> {
+    static constexpr Kind KIND = Kind::Text;
+    template <class In>
+    static bool read(In& in, std::string& out) {
+        std::string text;
+        if (!in.value(text) || !in.checkText(text.size())) {
+            return false;
+        }
+        out = std::move(text);
+        return true;
+    }
+    template <class Out>
+    static bool write(Out& out, const std::string& value) {
+        return out.value(std::string_view(value));
+    }
+};
+
+/// Null, or a value.
+template <typename T>
+struct Codec<std::optional<T>> {
+    static_assert(Codec<T>::KIND != Kind::Null && Codec<T>::KIND != Kind::None,
+                  "null would be ambiguous in this optional");
+    static constexpr Kind KIND = Kind::None;
+    template <class In>
+    static bool read(In& in, std::optional<T>& out) {
+        if (in.kind() == Kind::Null) {
+            out.reset();
+            return in.null();
+        }
+        T value{};
+        if (!Codec<T>::read(in, value)) {
+            return false;
+        }
+        out = std::move(value);
+        return true;
+    }
+    template <class Out>
+    static bool write(Out& out, const std::optional<T>& value) {
+        return value ? Codec<T>::write(out, *value) : out.null();
+    }
+};
+
+/// Reads the elements of an array. `read(index)` reads one of them.
+template <class In, class Read>
+bool readElements(In& in, Read read) {
+    if (!in.enter() || !in.beginArray()) {
+        return false;
+    }
+    for (std::size_t i = 0; !in.atArrayEnd(); ++i) {
+        if (!in.count(1)) {
+            return false;
+        }
+        if (!in.beginElement() || !read(i) || !in.endElement()) {
+            return in.inElement(i);
+        }
+    }
+    in.leave();
+    return in.endArray();
+}
+
+/// Writes all values of a range as an array.
+template <class Out, class Range>
+bool writeElements(Out& out, const Range& range) {
+    using T = typename Range::value_type;
+    if (!out.enter() || !out.beginArray()) {
+        return false;
+    }
+    std::size_t index = 0;
+    for (const T& value : range) {
+        if (!out.beginElement() || !Codec<T>::write(out, value) || !out.endElement()) {
+            return out.inElement(index);
+        }
+        ++index;
+    }
+    out.leave();
+    return out.endArray();
+}
+
+/// Whether arrays of the type are read and written as a whole.
+template <typename T>
+constexpr bool isPacked = std::is_same_v<T, bool> || std::is_same_v<T, float> ||
+                          std::is_same_v<T, double> ||
+                          (isInteger<T> && std::is_same_v<T, FixedWidth<T>>);
+
+/// An array.
+template <typename T>
+struct Codec<std::vector<T>> {
+    static constexpr Kind KIND = Kind::Array;
+    template <class In>
+    static bool read(In& in, std::vector<T>& out) {
+        if constexpr (isPacked<T>) {
+            if (!in.enter() || !in.values(out)) {
+                return false;
+            }
+            in.leave();
+            return in.count(out.size());
+        } else {
+            out.clear();
+            return readElements(in, [&](std::size_t) {
+                out.emplace_back();
+                return Codec<T>::read(in, out.back());
+            });
+        }
+    }
+    template <class Out>
+    static bool write(Out& out, const std::vector<T>& values) {
+        if constexpr (isPacked<T>) {
+            if (!out.enter() || !out.values(values)) {
+                return false;
+            }
+            out.leave();
+            return true;
+        } else {
+            return writeElements(out, values);
+        }
+    }
+};
+
+/// Reads a value whose type was erased.
+template <class In, typename T>
+bool readErased(In& in, void* out) {
+    return Codec<T>::read(in, *static_cast<T*>(out));
+}
+
+/// Writes a value whose type was erased.
+template <class Out, typename T>
+bool writeErased(Out& out, const void* value) {
+    return Codec<T>::write(out, *static_cast<const T*>(value));
+}
+
+}  // namespace kova::kit::detail

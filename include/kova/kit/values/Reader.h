@@ -1,0 +1,81 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "kova/kit/values/State.h"
+
+namespace kova::kit::detail {
+
+/// The kinds of values in payloads. They tell the alternatives of a variant apart.
+enum class Kind : std::uint8_t { Null, Boolean, Number, Text, Array, Object, None };
+
+/// The general reader of values: of a payload or of a value tree.
+///
+/// It is also the list of what a faster reader must offer, without being virtual there. All
+/// functions that return a bool return true on success. Outputs are unchanged on failure.
+class KOVA_KIT_API Reader : public State {
+public:
+    using State::State;
+
+    /// Returns the kind of the next value, which stays unread.
+    virtual Kind kind() = 0;
+    /// Reads null.
+    virtual bool null() = 0;
+    /// @{
+    /// Reads a value that fits the type.
+    virtual bool value(bool& out) = 0;
+    virtual bool value(std::int8_t& out) = 0;
+    virtual bool value(std::uint8_t& out) = 0;
+    virtual bool value(std::int16_t& out) = 0;
+    virtual bool value(std::uint16_t& out) = 0;
+    virtual bool value(std::int32_t& out) = 0;
+    virtual bool value(std::uint32_t& out) = 0;
+    virtual bool value(std::int64_t& out) = 0;
+    virtual bool value(std::uint64_t& out) = 0;
+    virtual bool value(float& out) = 0;
+    virtual bool value(double& out) = 0;
+    virtual bool value(std::string& out) = 0;
+    /// @}
+
+    /// @{
+    /// Reads an array, packed or not. Replaces the content of `out`.
+    virtual bool values(std::vector<bool>& out) = 0;
+    virtual bool values(std::vector<std::int8_t>& out) = 0;
+    virtual bool values(std::vector<std::uint8_t>& out) = 0;
+    virtual bool values(std::vector<std::int16_t>& out) = 0;
+    virtual bool values(std::vector<std::uint16_t>& out) = 0;
+    virtual bool values(std::vector<std::int32_t>& out) = 0;
+    virtual bool values(std::vector<std::uint32_t>& out) = 0;
+    virtual bool values(std::vector<std::int64_t>& out) = 0;
+    virtual bool values(std::vector<std::uint64_t>& out) = 0;
+    virtual bool values(std::vector<float>& out) = 0;
+    virtual bool values(std::vector<double>& out) = 0;
+    /// @}
+
+    /// @{
+    /// Reads an array: begin, then each element between its begin and end, then the end.
+    virtual bool beginArray() = 0;
+    virtual bool atArrayEnd() = 0;
+    virtual bool beginElement() = 0;
+    virtual bool endElement() = 0;
+    virtual bool endArray() = 0;
+    /// @}
+
+    /// @{
+    /// Reads an object: begin, then each field between its begin and end, then the end. The name is
+    /// valid until the next field begins. `skipField` stands in place of a value and `endField`.
+    virtual bool beginObject() = 0;
+    virtual bool atObjectEnd() = 0;
+    virtual bool beginField(std::string_view& name) = 0;
+    virtual bool skipField() = 0;
+    virtual bool endField() = 0;
+    virtual bool endObject() = 0;
+    /// @}
+
+protected:
+    ~Reader() = default;
+};
+
+}  // namespace kova::kit::detail

@@ -1,0 +1,76 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "kova/kit/Export.h"
+#include "kova/kit/Limits.h"
+#include "kova/kit/Result.h"
+
+namespace kova::kit::detail {
+
+/// What the readers and writers of every format share: the limits of the payload, and the reason of
+/// its failure. Used by one thread at a time.
+///
+/// A failure is described where it is found. The functions that it returns through prepend their
+/// field or element, so a path costs nothing while nothing fails. All functions that return a bool
+/// return true on success.
+class KOVA_KIT_API State {
+public:
+    explicit State(const Limits& limits) noexcept : limits_(limits) {}
+    State(const State&) = delete;
+    State& operator=(const State&) = delete;
+
+    /// Counts an array or object that begins. Fails if it is nested too deeply.
+    [[nodiscard]] bool enter() { return ++depth_ <= limits_.depth || refuseDepth(); }
+    /// Counts the end of an array or object.
+    void leave() noexcept { --depth_; }
+    /// Counts elements. Fails if the payload has too many.
+    [[nodiscard]] bool count(std::size_t elements) {
+        elements_ += elements;
+        return elements_ <= limits_.elements || refuseCount();
+    }
+    /// Checks the length of a text. Fails if it is too long.
+    [[nodiscard]] bool checkText(std::size_t bytes) {
+        return bytes <= limits_.textBytes || refuseText(bytes);
+    }
+
+    /// Describes a failure and returns false. `found` may be empty. Only the first failure counts.
+    bool refuse(std::string_view expected, std::string_view found);
+    /// Describes a failure by the text of the format, which contains the path and the position
+    /// already, and returns false.
+    bool fail(std::string text);
+    /// Prepends the name of a field to the path of the failure, and returns false.
+    bool inField(std::string_view name);
+    /// Prepends the index of an element to the path of the failure, and returns false.
+    bool inElement(std::size_t index);
+
+    /// Returns the failure as an error with the code.
+    Error error(unsigned short code) const;
+
+    /// Returns the text in quotation marks, without the end of a long text.
+    static std::string quoted(std::string_view text);
+
+protected:
+    ~State() = default;
+
+private:
+    /// Returns the byte at which the latest value of the payload begins, if the format knows it.
+    virtual std::optional<std::size_t> position() = 0;
+    bool refuseDepth();
+    bool refuseCount();
+    bool refuseText(std::size_t bytes);
+
+    Limits limits_;
+    std::size_t depth_ = 0;
+    std::size_t elements_ = 0;
+    bool hasFailed_ = false;
+    bool isComplete_ = false;  // the text contains the path
+    std::string text_;
+    std::string path_;
+};
+
+}  // namespace kova::kit::detail

@@ -1,0 +1,232 @@
+#pragma once
+
+#include <array>
+#include <bitset>
+#include <cstdint>
+#include <string_view>
+#include <tuple>
+
+#include "kova/kit/values/Codec.h"
+#include "kova/kit/values/FieldTable.h"
+
+// How structs travel: as objects with their fields, read in any order.
+namespace kova::kit::detail {
+
+/// The greatest number of fields of a struct.
+constexpr std::size_t MAX_FIELDS = 256;
+
+/// How a field of a struct is read.
+template <class In>
+struct ReadRow {
+    std::string_view name;
+    bool isMandatory;
+    bool (*read)(In& in, void* object);
+    /// Gives the member its default again. Null if reading replaces the whole member.
+    void (*reset)(void* object);
+};
+
+/// How a field of a struct is written.
+template <class Out>
+struct WriteRow {
+    std::string_view name;
+    bool (*write)(Out& out, const void* object);
+    /// Returns whether the field is written. Null if it always is.
+    bool (*isPresent)(const void* object);
+};
+
+/// How a struct is read.
+template <class In>
+struct ReadTable {
+    const ReadRow<In>* rows;
+    std::size_t size;
+    bool isStrict;
+
+    /// Returns the index of the field, or `size`. The search starts at `first`.
+    std::size_t find(std::string_view name, std::size_t first) const noexcept {
+        for (std::size_t i = first; i < size; ++i) {
+            if (rows[i].name == name) {
+                return i;
+            }
+        }
+        for (std::size_t i = 0; i < first; ++i) {
+            if (rows[i].name == name) {
+                return i;
+            }
+        }
+        return size;
+    }
+};
+
+/// Skips a field that is not in the table, or fails if the struct is strict.
+template <class In>
+bool skipUnknown(In& in, const ReadTable<In>& table, std::string_view name) {
+    if (!table.isStrict) {
+        return in.skipField();
+    }
+    return in.refuse("no other field", State::quoted(name));
+}
+
+/// Reads the fields of the object that was begun, and notes them in `seen`.
+template <class In>
+bool readFields(In& in, const ReadTable<In>& table, void* object, std::bitset<MAX_FIELDS>& seen) {
+    std::size_t next = 0;
+    while (!in.atObjectEnd()) {
+        std::string_view name;
+        if (!in.beginField(name)) {
+            return false;
+        }
+        const std::size_t at = table.find(name, next);
+        if (at == table.size) {
+            if (!skipUnknown(in, table, name)) {
+                return false;
+            }
+            continue;
+        }
+        const ReadRow<In>& row = table.rows[at];
+        if (seen[at] && row.reset != nullptr) {
+            row.reset(object);
+        }
+        if (!row.read(in, object) || !in.endField()) {
+            return in.inField(row.name);
+        }
+        seen[at] = true;
+        next = at + 1;
+    }
+    return true;
+}
+
+/// Reads an object in one pass. Fails if a mandatory field is missing.
+template <class In>
+bool readStruct(In& in, const ReadTable<In>& table, void* object) {
+    std::bitset<MAX_FIELDS> seen;
+    if (!in.enter() || !in.beginObject() || !readFields(in, table, object, seen)) {
+        return false;
+    }
+    for (std::size_t i = 0; i < table.size; ++i) {
+        if (table.rows[i].isMandatory && !seen[i]) {
+            return in.refuse("the field " + State::quoted(table.rows[i].name),
+                             "a struct without it");
+        }
+    }
+    in.leave();
+    return in.endObject();
+}
+
+/// Writes an object with the fields that are present, in the order of the table.
+template <class Out>
+bool writeStruct(Out& out, const WriteRow<Out>* rows, std::size_t size, const void* object) {
+    if (!out.enter() || !out.beginObject()) {
+        return false;
+    }
+    for (std::size_t i = 0; i < size; ++i) {
+        if (rows[i].isPresent != nullptr && !rows[i].isPresent(object)) {
+            continue;
+        }
+        if (!out.beginField(rows[i].name) || !rows[i].write(out, object) || !out.endField()) {
+            return out.inField(rows[i].name);
+        }
+    }
+    out.leave();
+    return out.endObject();
+}
+
+extern template KOVA_KIT_API bool readStruct<Reader>(Reader&, const ReadTable<Reader>&, void*);
+extern template KOVA_KIT_API bool writeStruct<Writer>(Writer&, const WriteRow<Writer>*, std::size_t,
+                                                      const void*);
+
+/// The codec of a field's member: that of its type, unless the field says otherwise.
+template <class Member, class Form>
+struct FieldCodec : Codec<Member> {};
+
+template <typename T>
+constexpr bool isOptional = false;
+template <typename T>
+constexpr bool isOptional<std::optional<T>> = true;
+
+/// Whether reading a value may leave a part of the former value, so that a repeated field has to be
+/// reset.
+template <typename T>
+constexpr bool keepsParts = hasFields<T>;
+template <typename T, std::size_t N>
+constexpr bool keepsParts<std::array<T, N>> = keepsParts<T>;
+
+/// The functions for the field `I` of the struct `T`.
+template <typename T, std::size_t I>
+struct FieldOf {
+    using Type = std::tuple_element_t<I, std::remove_const_t<decltype(flatFields<T>)>>;
+    using Member = typename Type::Member;
+    using MemberCodec = FieldCodec<Member, typename Type::Form>;
+    static constexpr const Type& field() noexcept { return std::get<I>(flatFields<T>); }
+
+    template <class In>
+    static bool read(In& in, void* object) {
+        return MemberCodec::read(in, static_cast<T*>(object)->*field().member);
+    }
+    template <class Out>
+    static bool write(Out& out, const void* object) {
+        return MemberCodec::write(out, static_cast<const T*>(object)->*field().member);
+    }
+    static void reset(void* object) {
+        T fresh{};
+        static_cast<T*>(object)->*field().member = std::move(fresh.*field().member);
+    }
+    static bool hasValue(const void* object) {
+        return (static_cast<const T*>(object)->*field().member).has_value();
+    }
+
+    template <class In>
+    static constexpr ReadRow<In> readRow() {
+        ReadRow<In> row{field().name, !field().isOptional && !isOptional<Member>, &read<In>,
+                        nullptr};
+        if constexpr (keepsParts<Member>) {
+            row.reset = &reset;
+        }
+        return row;
+    }
+    template <class Out>
+    static constexpr WriteRow<Out> writeRow() {
+        WriteRow<Out> row{field().name, &write<Out>, nullptr};
+        if constexpr (isOptional<Member>) {
+            row.isPresent = &hasValue;
+        }
+        return row;
+    }
+};
+
+template <class In, typename T, std::size_t... I>
+constexpr std::array<ReadRow<In>, sizeof...(I)> makeReadRows(std::index_sequence<I...>) {
+    return {{FieldOf<T, I>::template readRow<In>()...}};
+}
+
+template <class Out, typename T, std::size_t... I>
+constexpr std::array<WriteRow<Out>, sizeof...(I)> makeWriteRows(std::index_sequence<I...>) {
+    return {{FieldOf<T, I>::template writeRow<Out>()...}};
+}
+
+/// @{
+/// The table of a struct's fields for a reader or writer.
+template <class In, typename T>
+inline constexpr auto readRows = makeReadRows<In, T>(std::make_index_sequence<fieldCount<T>>());
+template <class Out, typename T>
+inline constexpr auto writeRows = makeWriteRows<Out, T>(std::make_index_sequence<fieldCount<T>>());
+/// @}
+
+/// A struct with a description of its fields.
+template <typename T>
+struct Codec<T, std::enable_if_t<hasFields<T>>> {
+    static constexpr Kind KIND = Kind::Object;
+    template <class In>
+    static bool read(In& in, T& out) {
+        static_assert(fieldCount<T> <= MAX_FIELDS, "a struct has at most 256 fields");
+        static_assert(namesDiffer<T>, "two fields of this struct have the same name");
+        return readStruct(
+            in, ReadTable<In>{readRows<In, T>.data(), fieldCount<T>, fieldsOf<T>.isStrict()}, &out);
+    }
+    template <class Out>
+    static bool write(Out& out, const T& value) {
+        static_assert(namesDiffer<T>, "two fields of this struct have the same name");
+        return writeStruct(out, writeRows<Out, T>.data(), fieldCount<T>, &value);
+    }
+};
+
+}  // namespace kova::kit::detail

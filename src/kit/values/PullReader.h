@@ -1,0 +1,75 @@
+#pragma once
+
+#include <string>
+
+#include "Recorded.h"
+#include "kova/kit/values/Reader.h"
+#include "util/serializer/IStructuredPullDeserializer.h"
+
+namespace kova::kit::detail {
+
+/// The reader of a payload that a pull deserializer of the platform reads.
+class PullReader final : public Reader {
+public:
+    /// Reads from `in`, which must stay alive while the reader is used.
+    PullReader(util::serializer::IStructuredPullDeserializer& in, const Limits& limits)
+        : Reader(limits), in_(in), depth_(limits.depth) {}
+
+    /// Begins the payload. `bytes` must stay alive until `end`.
+    [[nodiscard]] bool begin(util::ByteBufferReader& bytes);
+    /// Ends the payload. Fails if something is left.
+    [[nodiscard]] bool end();
+
+    Kind kind() override;
+    bool null() override;
+    bool value(bool& out) override;
+    bool value(std::int8_t& out) override;
+    bool value(std::uint8_t& out) override;
+    bool value(std::int16_t& out) override;
+    bool value(std::uint16_t& out) override;
+    bool value(std::int32_t& out) override;
+    bool value(std::uint32_t& out) override;
+    bool value(std::int64_t& out) override;
+    bool value(std::uint64_t& out) override;
+    bool value(float& out) override;
+    bool value(double& out) override;
+    bool value(std::string& out) override;
+
+    bool values(std::vector<bool>& out) override;
+    bool values(std::vector<std::int8_t>& out) override;
+    bool values(std::vector<std::uint8_t>& out) override;
+    bool values(std::vector<std::int16_t>& out) override;
+    bool values(std::vector<std::uint16_t>& out) override;
+    bool values(std::vector<std::int32_t>& out) override;
+    bool values(std::vector<std::uint32_t>& out) override;
+    bool values(std::vector<std::int64_t>& out) override;
+    bool values(std::vector<std::uint64_t>& out) override;
+    bool values(std::vector<float>& out) override;
+    bool values(std::vector<double>& out) override;
+
+    bool beginArray() override;
+    bool atArrayEnd() override;
+    bool beginElement() override;
+    bool endElement() override;
+    bool endArray() override;
+
+    bool beginObject() override;
+    bool atObjectEnd() override;
+    bool beginField(std::string_view& name) override;
+    bool skipField() override;
+    bool endField() override;
+    bool endObject() override;
+
+private:
+    std::optional<std::size_t> position() override;
+    /// Returns whether a call succeeded, and describes its failure.
+    bool done(bool hasFailed, char const* expected) { return !hasFailed || failOf(expected); }
+    bool failOf(char const* expected);
+
+    util::serializer::IStructuredPullDeserializer& in_;
+    std::size_t depth_;
+    std::string name_;
+    Recorded recorded_;
+};
+
+}  // namespace kova::kit::detail

@@ -1,0 +1,60 @@
+#pragma once
+
+#include <string>
+#include <type_traits>
+#include <utility>
+
+#include "zel/ErrorStorage.h"
+
+namespace kova::kit::detail {
+
+/// Whether the error storage of the platform counts the errors that its thread records. A device's
+/// own platform need not.
+template <class Storage, class = void>
+constexpr bool countsErrors = false;
+template <class Storage>
+constexpr bool countsErrors<Storage, std::void_t<decltype(std::declval<Storage&>().count())>> =
+    true;
+
+/// The error that the calling thread records during the life of this object. At its end the error
+/// is acknowledged: its reason is in the result of the read or write. Without a count of errors,
+/// the latest error is taken for it.
+template <class Storage>
+class BasicRecorded {
+public:
+    explicit BasicRecorded(Storage& storage) noexcept
+        : storage_(storage), before_(count(storage)) {}
+    BasicRecorded(const BasicRecorded&) = delete;
+    BasicRecorded& operator=(const BasicRecorded&) = delete;
+    ~BasicRecorded() {
+        if (exists()) {
+            storage_.acknowledge();
+        }
+    }
+
+    /// Returns the reason, or an empty text if no error was recorded.
+    std::string reason() const { return exists() ? storage_.reason() : std::string(); }
+
+private:
+    static unsigned long count(const Storage& storage) noexcept {
+        if constexpr (countsErrors<const Storage>) {
+            return storage.count();
+        } else {
+            return 0;
+        }
+    }
+    bool exists() const noexcept {
+        return !countsErrors<const Storage> || count(storage_) != before_;
+    }
+
+    Storage& storage_;
+    unsigned long before_;
+};
+
+/// The same for the storage of the calling thread.
+class Recorded : public BasicRecorded<zel::ErrorStorage> {
+public:
+    Recorded() noexcept : BasicRecorded(zel::ErrorStorage::current()) {}
+};
+
+}  // namespace kova::kit::detail
