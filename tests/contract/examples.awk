@@ -15,7 +15,7 @@ function endBlock() {
     if (isExample) {
         ++examples
         open = "namespace {\n[[maybe_unused]] void example%d() {"
-        if (block ~ /KOVA_FIELDS|KOVA_ENUM|kovaFields|kovaNames/) {
+        if (block ~ /KOVA_FIELDS|KOVA_ENUM|kovaFields|kovaEnumerators/) {
             open = "namespace {\nnamespace example%d {"
         }
         printf "\n" open "\n", examples

@@ -5,11 +5,17 @@
 
 #include "kova/core/MimeTypes.h"
 #include "kova/core/Payload.h"
+#include "kova/kit/Enum.h"
 #include "kova/kit/Export.h"
 #include "kova/kit/Fields.h"
 #include "kova/kit/Limits.h"
 #include "kova/kit/Result.h"
-#include "kova/kit/values/Codec.h"
+#include "kova/kit/Tree.h"
+#include "kova/kit/values/Chrono.h"
+#include "kova/kit/values/Containers.h"
+#include "kova/kit/values/Texts.h"
+#include "kova/kit/values/Trees.h"
+#include "kova/kit/values/Variant.h"
 
 /// Values as payloads, and payloads as values.
 ///
@@ -32,6 +38,15 @@ KOVA_KIT_API std::optional<Error> readPayload(const Payload& payload, const Limi
 /// Writes a payload with the function `write(writer, value)`.
 KOVA_KIT_API Result<Payload> writePayload(const std::string& mimeType, const Limits& limits,
                                           bool (*write)(Writer&, const void*), const void* value);
+
+/// @{
+/// Do the same for a value tree.
+KOVA_KIT_API std::optional<Error> readTreeValue(const util::config::Value& tree,
+                                                const Limits& limits, bool (*read)(Reader&, void*),
+                                                void* out);
+KOVA_KIT_API Result<Tree> writeTreeValue(const Limits& limits, bool (*write)(Writer&, const void*),
+                                         const void* value);
+/// @}
 
 }  // namespace detail
 
@@ -70,6 +85,25 @@ Result<T> fromPayload(const Payload& payload, const Limits& limits = {}) {
         }
         return value;
     }
+}
+
+/// Returns the value as a value tree. Fails with the code 500 for the same values as `toPayload`
+/// with the binary format.
+template <typename T>
+Result<Tree> toTree(const T& value, const Limits& limits = {}) {
+    return detail::writeTreeValue(limits, &detail::writeErased<detail::Writer, T>, &value);
+}
+
+/// Returns the value that a value tree contains. Fails as `fromPayload` does; the message names no
+/// byte. Integers and floats are checked as those of payloads are.
+template <typename T>
+Result<T> fromTree(const util::config::Value& tree, const Limits& limits = {}) {
+    T value{};
+    if (auto error =
+            detail::readTreeValue(tree, limits, &detail::readErased<detail::Reader, T>, &value)) {
+        return *std::move(error);
+    }
+    return value;
 }
 
 }  // namespace kova::kit

@@ -11,9 +11,11 @@ namespace kova::kit::detail {
 /// The reader of a payload that a pull deserializer of the platform reads.
 class PullReader final : public Reader {
 public:
-    /// Reads from `in`, which must stay alive while the reader is used.
-    PullReader(util::serializer::IStructuredPullDeserializer& in, const Limits& limits)
-        : Reader(limits), in_(in), depth_(limits.depth) {}
+    /// Reads from `in`, which must stay alive while the reader is used. It may be null; then no
+    /// function may be called. The mime type must stay alive, too.
+    PullReader(util::serializer::IStructuredPullDeserializer* in, const std::string& mimeType,
+               const Limits& limits)
+        : Reader(limits), in_(in), mimeType_(mimeType.c_str()), depth_(limits.depth) {}
 
     /// Begins the payload. `bytes` must stay alive until `end`.
     [[nodiscard]] bool begin(util::ByteBufferReader& bytes);
@@ -34,6 +36,7 @@ public:
     bool value(float& out) override;
     bool value(double& out) override;
     bool value(std::string& out) override;
+    bool text(std::string_view& out) override;
 
     bool values(std::vector<bool>& out) override;
     bool values(std::vector<std::int8_t>& out) override;
@@ -60,15 +63,22 @@ public:
     bool endField() override;
     bool endObject() override;
 
+    bool copyScalar(Writer& out) override;
+    char const* mimeType() const noexcept override { return mimeType_; }
+
 private:
     std::optional<std::size_t> position() override;
     /// Returns whether a call succeeded, and describes its failure.
     bool done(bool hasFailed, char const* expected) { return !hasFailed || failOf(expected); }
     bool failOf(char const* expected);
 
-    util::serializer::IStructuredPullDeserializer& in_;
+    template <typename T>
+    bool copy(Writer& out);
+
+    util::serializer::IStructuredPullDeserializer* in_;
+    char const* mimeType_;
     std::size_t depth_;
-    std::string name_;
+    std::string name_;  // of the latest field, or the latest text
     Recorded recorded_;
 };
 

@@ -6,12 +6,12 @@
 namespace kova::kit::detail {
 
 bool PushWriter::begin(util::ByteBufferWriter& bytes) {
-    return done(out_.beginSerialize(&bytes, nullptr));
+    return done(out_->beginSerialize(&bytes, nullptr));
 }
 
 bool PushWriter::end() {
     unsigned long size = 0;
-    return done(out_.endSerialize(size));
+    return done(out_->endSerialize(size));
 }
 
 // The platform's reason has all parts of the message. Another platform may have none.
@@ -26,7 +26,7 @@ template <typename T>
 bool PushWriter::failOf(const std::vector<T>& values) {
     const auto bad = std::find_if_not(values.begin(), values.end(),
                                       [](T value) { return std::isfinite(value); });
-    if (bad == values.end() || (out_.getApiCapibilites() &
+    if (bad == values.end() || (out_->getApiCapibilites() &
                                 util::serializer::IStructuredSerializer::CAPABILITY_NON_FINITE)) {
         return failOf();
     }
@@ -35,131 +35,131 @@ bool PushWriter::failOf(const std::vector<T>& values) {
 }
 
 bool PushWriter::null() {
-    return done(out_.serializeNull());
+    return done(out_->serializeNull());
 }
 
 bool PushWriter::value(bool value) {
-    return done(out_.serializeBoolean(value));
+    return done(out_->serializeBoolean(value));
 }
 
 bool PushWriter::value(std::int8_t value) {
-    return done(out_.serializeInt8(value));
+    return done(out_->serializeInt8(value));
 }
 
 bool PushWriter::value(std::uint8_t value) {
-    return done(out_.serializeUInt8(value));
+    return done(out_->serializeUInt8(value));
 }
 
 bool PushWriter::value(std::int16_t value) {
-    return done(out_.serializeInt16(value));
+    return done(out_->serializeInt16(value));
 }
 
 bool PushWriter::value(std::uint16_t value) {
-    return done(out_.serializeUInt16(value));
+    return done(out_->serializeUInt16(value));
 }
 
 bool PushWriter::value(std::int32_t value) {
-    return done(out_.serializeInt32(value));
+    return done(out_->serializeInt32(value));
 }
 
 bool PushWriter::value(std::uint32_t value) {
-    return done(out_.serializeUInt32(value));
+    return done(out_->serializeUInt32(value));
 }
 
 bool PushWriter::value(std::int64_t value) {
-    return done(out_.serializeInt64(value));
+    return done(out_->serializeInt64(value));
 }
 
 bool PushWriter::value(std::uint64_t value) {
-    return done(out_.serializeUInt64(value));
+    return done(out_->serializeUInt64(value));
 }
 
 bool PushWriter::value(float value) {
-    return done(out_.serializeFloat(value));
+    return done(out_->serializeFloat(value));
 }
 
 bool PushWriter::value(double value) {
-    return done(out_.serializeDouble(value));
+    return done(out_->serializeDouble(value));
 }
 
 bool PushWriter::value(std::string_view value) {
-    return done(out_.serializeString(value));
+    return done(out_->serializeString(value));
 }
 
 bool PushWriter::values(const std::vector<bool>& values) {
-    return done(out_.serializeArray(values));
+    return done(out_->serializeArray(values));
 }
 
 bool PushWriter::values(const std::vector<std::int8_t>& values) {
-    return done(out_.serializeArray(values));
+    return done(out_->serializeArray(values));
 }
 
 bool PushWriter::values(const std::vector<std::uint8_t>& values) {
-    return done(out_.serializeArray(values));
+    return done(out_->serializeArray(values));
 }
 
 bool PushWriter::values(const std::vector<std::int16_t>& values) {
-    return done(out_.serializeArray(values));
+    return done(out_->serializeArray(values));
 }
 
 bool PushWriter::values(const std::vector<std::uint16_t>& values) {
-    return done(out_.serializeArray(values));
+    return done(out_->serializeArray(values));
 }
 
 bool PushWriter::values(const std::vector<std::int32_t>& values) {
-    return done(out_.serializeArray(values));
+    return done(out_->serializeArray(values));
 }
 
 bool PushWriter::values(const std::vector<std::uint32_t>& values) {
-    return done(out_.serializeArray(values));
+    return done(out_->serializeArray(values));
 }
 
 bool PushWriter::values(const std::vector<std::int64_t>& values) {
-    return done(out_.serializeArray(values));
+    return done(out_->serializeArray(values));
 }
 
 bool PushWriter::values(const std::vector<std::uint64_t>& values) {
-    return done(out_.serializeArray(values));
+    return done(out_->serializeArray(values));
 }
 
 bool PushWriter::values(const std::vector<float>& values) {
-    return !out_.serializeArray(values) || failOf(values);
+    return !out_->serializeArray(values) || failOf(values);
 }
 
 bool PushWriter::values(const std::vector<double>& values) {
-    return !out_.serializeArray(values) || failOf(values);
+    return !out_->serializeArray(values) || failOf(values);
 }
 
 bool PushWriter::beginArray() {
-    return done(out_.beginArray());
+    return done(out_->beginArray());
 }
 
 bool PushWriter::beginElement() {
-    return done(out_.beginElement());
+    return done(out_->beginElement());
 }
 
 bool PushWriter::endElement() {
-    return done(out_.endElement());
+    return done(out_->endElement());
 }
 
 bool PushWriter::endArray() {
-    return done(out_.endArray());
+    return done(out_->endArray());
 }
 
 bool PushWriter::beginObject() {
-    return done(out_.beginStruct(nullptr));
+    return done(out_->beginStruct(nullptr));
 }
 
 bool PushWriter::beginField(std::string_view name) {
-    return done(out_.beginField(name, -1, false));
+    return done(out_->beginField(name, -1, false));
 }
 
 bool PushWriter::endField() {
-    return done(out_.endField());
+    return done(out_->endField());
 }
 
 bool PushWriter::endObject() {
-    return done(out_.endStruct());
+    return done(out_->endStruct());
 }
 
 }  // namespace kova::kit::detail

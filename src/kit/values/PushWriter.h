@@ -9,12 +9,13 @@ namespace kova::kit::detail {
 /// The writer of a payload through a serializer of the platform.
 class PushWriter final : public Writer {
 public:
-    /// Writes to `out`, which must stay alive while the writer is used.
-    PushWriter(util::serializer::IStructuredSerializer& out, const Limits& limits)
+    /// Writes to `out`, which must stay alive while the writer is used. It may be null; then no
+    /// function may be called.
+    PushWriter(util::serializer::IStructuredSerializer* out, const Limits& limits)
         : Writer(limits), out_(out) {}
 
     /// Begins the payload. `bytes` must stay alive until `end`.
-    [[nodiscard]] bool begin(util::ByteBufferWriter& bytes);
+    bool begin(util::ByteBufferWriter& bytes);
     /// Ends the payload.
     [[nodiscard]] bool end();
 
@@ -62,7 +63,7 @@ private:
     template <typename T>
     bool failOf(const std::vector<T>& values);
 
-    util::serializer::IStructuredSerializer& out_;
+    util::serializer::IStructuredSerializer* out_;
     Recorded recorded_;
 };
 

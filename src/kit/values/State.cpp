@@ -72,6 +72,15 @@ bool State::fail(std::string text) {
     return false;
 }
 
+bool State::adopt(const State& other) {
+    if (!hasFailed_ && other.hasFailed_) {
+        hasFailed_ = true;
+        text_ = other.text_;
+        path_ = other.path_;
+    }
+    return false;
+}
+
 bool State::inField(std::string_view name) {
     if (!isComplete_) {
         if (!path_.empty() && path_.front() != '[') {

@@ -1,39 +1,19 @@
 #include "kova/kit/Values.h"
 
-#include <memory>
-
-#include "PullReader.h"
-#include "PushWriter.h"
-#include "kova/core/Factory.h"
-#include "util/ByteBufferReader.h"
-#include "util/ByteBufferWriter.h"
+#include "Sessions.h"
+#include "TreeReader.h"
+#include "TreeWriter.h"
 
 namespace kova::kit::detail {
 
-namespace {
-
-using kova::serializer::Factory;
-
-/// The capacity that is reserved for a payload.
-constexpr unsigned long FIRST_CAPACITY = 256;
-
-Error unknownFormat(unsigned short code, const std::string& mimeType) {
-    return {code, "expected a payload of JSON or binary structured data, found " +
-                      State::quoted(mimeType)};
-}
-
-}  // namespace
-
 std::optional<Error> readPayload(const Payload& payload, const Limits& limits,
                                  bool (*read)(Reader&, void*), void* out) {
-    const std::unique_ptr<util::serializer::IStructuredPullDeserializer> in(
-        Factory::createDeserializer(mimetypes::typename2id(payload.getMimeType())));
-    if (in == nullptr) {
+    PayloadReader session(payload, limits);
+    if (!session.isKnown()) {
         return unknownFormat(statuscodes::BAD_REQUEST, payload.getMimeType());
     }
-    util::ByteBufferReader bytes(payload.data(), payload.size(), false);
-    PullReader reader(*in, limits);
-    if (reader.begin(bytes) && read(reader, out) && reader.end()) {
+    PullReader& reader = session.reader();
+    if (session.begin() && read(reader, out) && reader.end()) {
         return std::nullopt;
     }
     return reader.error(statuscodes::BAD_REQUEST);
@@ -41,17 +21,32 @@ std::optional<Error> readPayload(const Payload& payload, const Limits& limits,
 
 Result<Payload> writePayload(const std::string& mimeType, const Limits& limits,
                              bool (*write)(Writer&, const void*), const void* value) {
-    const std::unique_ptr<util::serializer::IStructuredSerializer> out(
-        Factory::createSerializer(mimetypes::typename2id(mimeType)));
-    if (out == nullptr) {
+    PayloadWriter session(mimeType, limits);
+    if (!session.isKnown()) {
         return unknownFormat(statuscodes::INTERNAL_SERVER_ERROR, mimeType);
     }
-    util::ByteBufferWriter bytes(FIRST_CAPACITY);
-    PushWriter writer(*out, limits);
-    if (writer.begin(bytes) && write(writer, value) && writer.end()) {
-        return Payload::createFromWriter(bytes, mimeType);
+    if (!write(session.writer(), value)) {
+        return session.writer().error(statuscodes::INTERNAL_SERVER_ERROR);
     }
-    return writer.error(statuscodes::INTERNAL_SERVER_ERROR);
+    return session.end();
+}
+
+std::optional<Error> readTreeValue(const util::config::Value& tree, const Limits& limits,
+                                   bool (*read)(Reader&, void*), void* out) {
+    TreeReader reader(tree, limits);
+    if (read(reader, out)) {
+        return std::nullopt;
+    }
+    return reader.error(statuscodes::BAD_REQUEST);
+}
+
+Result<Tree> writeTreeValue(const Limits& limits, bool (*write)(Writer&, const void*),
+                            const void* value) {
+    TreeWriter writer(limits);
+    if (!write(writer, value)) {
+        return writer.error(statuscodes::INTERNAL_SERVER_ERROR);
+    }
+    return writer.take();
 }
 
 }  // namespace kova::kit::detail

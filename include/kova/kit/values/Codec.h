@@ -18,9 +18,9 @@ namespace kova::kit::detail {
 template <typename T>
 constexpr bool dependentFalse = false;
 
-/// Reads and writes values of the type `T`. Each specialization has a constant `KIND`, the kind of its
-/// values in payloads, and the templates `read(In& in, T& out)` and `write(Out& out, const T& value)`,
-/// which return true on success.
+/// Reads and writes values of the type `T`. Each specialization has a constant `KIND`, the kind of
+/// its values in payloads, and the templates `read(In& in, T& out)` and `write(Out& out, const T&
+/// value)`, which return true on success.
 template <typename T, typename Enable = void>
 struct Codec {
     static_assert(dependentFalse<T>,
@@ -95,12 +95,7 @@ struct Codec<std::string> {
     static constexpr Kind KIND = Kind::Text;
     template <class In>
     static bool read(In& in, std::string& out) {
-        std::string text;
-        if (!in.value(text) || !in.checkText(text.size())) {
-            return false;
-        }
-        out = std::move(text);
-        return true;
+        return in.value(out) && in.checkText(out.size());
     }
     template <class Out>
     static bool write(Out& out, const std::string& value) {
@@ -108,11 +103,16 @@ struct Codec<std::string> {
     }
 };
 
+/// Whether null is a value of the type, so that an optional of it would be ambiguous.
+template <typename T>
+constexpr bool isNullable = false;
+template <typename T>
+constexpr bool isNullable<std::optional<T>> = true;
+
 /// Null, or a value.
 template <typename T>
 struct Codec<std::optional<T>> {
-    static_assert(Codec<T>::KIND != Kind::Null && Codec<T>::KIND != Kind::None,
-                  "null would be ambiguous in this optional");
+    static_assert(!isNullable<T>, "null would be ambiguous in this optional");
     static constexpr Kind KIND = Kind::None;
     template <class In>
     static bool read(In& in, std::optional<T>& out) {
@@ -133,9 +133,9 @@ struct Codec<std::optional<T>> {
     }
 };
 
-/// Reads the elements of an array. `read(index)` reads one of them.
-template <class In, class Read>
-bool readElements(In& in, Read read) {
+/// Reads an array. `read(index)` reads an element, `check()` is called in front of the end.
+template <class In, class Read, class Check>
+bool readElements(In& in, Read read, Check check) {
     if (!in.enter() || !in.beginArray()) {
         return false;
     }
@@ -148,7 +148,7 @@ bool readElements(In& in, Read read) {
         }
     }
     in.leave();
-    return in.endArray();
+    return check() && in.endArray();
 }
 
 /// Writes all values of a range as an array.
@@ -189,10 +189,11 @@ struct Codec<std::vector<T>> {
             return in.count(out.size());
         } else {
             out.clear();
-            return readElements(in, [&](std::size_t) {
+            const auto readElement = [&](std::size_t) {
                 out.emplace_back();
                 return Codec<T>::read(in, out.back());
-            });
+            };
+            return readElements(in, readElement, [] { return true; });
         }
     }
     template <class Out>

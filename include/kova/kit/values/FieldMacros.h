@@ -22,6 +22,8 @@
 #define KOVA_KIT_FORM_strict() ~, STRICT, ()
 #define KOVA_KIT_FORM_named(...) ~, NAMED, (__VA_ARGS__)
 
+#define KOVA_KIT_FORM_fallback(...) ~, FALLBACK, (__VA_ARGS__)
+
 #define KOVA_KIT_FIELD_(T, name) ::kova::kit::field(#name, &T::name)
 #define KOVA_KIT_BASE_(T, ...) ::kova::kit::base<__VA_ARGS__>()
 #define KOVA_KIT_NAMED_(T, name) ::kova::kit::named(name)
@@ -59,6 +61,19 @@
 #define KOVA_KIT_PICK3_(T, ignored, FORM, arguments, ...) \
     KOVA_KIT_AS3_##FORM(T, KOVA_KIT_UNWRAP arguments)
 #define KOVA_KIT_AS3_PLAIN(...) KOVA_KIT_CALL(KOVA_KIT_FIELD_, __VA_ARGS__)
+
+// ---- the items of KOVA_ENUM
+
+#define KOVA_KIT_ENUMERATOR(T, x) KOVA_KIT_PICK_ENUMERATOR(T, KOVA_KIT_FORM_##x, PLAIN, (x), ~)
+#define KOVA_KIT_PICK_ENUMERATOR(...) KOVA_KIT_PICK_ENUMERATOR_(__VA_ARGS__)
+#define KOVA_KIT_PICK_ENUMERATOR_(T, ignored, FORM, arguments, ...) \
+    KOVA_KIT_ENUMERATOR_##FORM(T, KOVA_KIT_UNWRAP arguments)
+#define KOVA_KIT_ENUMERATOR_PLAIN(...) KOVA_KIT_CALL(KOVA_KIT_ENUMERATOR_, __VA_ARGS__)
+#define KOVA_KIT_ENUMERATOR_AS(...) KOVA_KIT_CALL(KOVA_KIT_ENUMERATOR_AS_, __VA_ARGS__)
+#define KOVA_KIT_ENUMERATOR_FALLBACK(...) KOVA_KIT_CALL(KOVA_KIT_ENUMERATOR_FALLBACK_, __VA_ARGS__)
+#define KOVA_KIT_ENUMERATOR_(T, name) ::kova::kit::enumerator(#name, T::name)
+#define KOVA_KIT_ENUMERATOR_AS_(T, text, name) ::kova::kit::enumerator(text, T::name)
+#define KOVA_KIT_ENUMERATOR_FALLBACK_(T, name) ::kova::kit::fallback(KOVA_KIT_ENUMERATOR_(T, name))
 
 // ---- each argument
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -7,6 +8,8 @@
 #include "kova/kit/values/State.h"
 
 namespace kova::kit::detail {
+
+class Writer;
 
 /// The kinds of values in payloads. They tell the alternatives of a variant apart.
 enum class Kind : std::uint8_t { Null, Boolean, Number, Text, Array, Object, None };
@@ -38,6 +41,8 @@ public:
     virtual bool value(double& out) = 0;
     virtual bool value(std::string& out) = 0;
     /// @}
+    /// Reads a text. The view is valid until the next call.
+    virtual bool text(std::string_view& out) = 0;
 
     /// @{
     /// Reads an array, packed or not. Replaces the content of `out`.
@@ -73,6 +78,11 @@ public:
     virtual bool endField() = 0;
     virtual bool endObject() = 0;
     /// @}
+
+    /// Reads a scalar and writes it to `out` with the same kind.
+    virtual bool copyScalar(Writer& out) = 0;
+    /// Returns the mime type of what is read: JSON for a tree.
+    virtual char const* mimeType() const noexcept = 0;
 
 protected:
     ~Reader() = default;

@@ -43,6 +43,8 @@ public:
     /// Describes a failure by the text of the format, which contains the path and the position
     /// already, and returns false.
     bool fail(std::string text);
+    /// Copies the failure of another reader or writer, if it has one, and returns false.
+    bool adopt(const State& other);
     /// Prepends the name of a field to the path of the failure, and returns false.
     bool inField(std::string_view name);
     /// Prepends the index of an element to the path of the failure, and returns false.

@@ -136,7 +136,9 @@ extern template KOVA_KIT_API bool writeStruct<Writer>(Writer&, const WriteRow<Wr
 
 /// The codec of a field's member: that of its type, unless the field says otherwise.
 template <class Member, class Form>
-struct FieldCodec : Codec<Member> {};
+struct FieldCodec : Codec<Member> {
+    static_assert(std::is_same_v<Form, PlainForm>, "only durations travel as a count");
+};
 
 template <typename T>
 constexpr bool isOptional = false;

@@ -1,12 +1,11 @@
 #include "kova/kit/Values.h"
 
-#include <gtest/gtest.h>
-
 #include <cmath>
 #include <limits>
 #include <string>
 #include <vector>
 
+#include "Formats.h"
 #include "zel/ErrorStorage.h"
 
 // Values of the types that need no description, in both formats.
@@ -23,21 +22,8 @@ bool operator==(const Volume& left, const Volume& right) {
     return left.level == right.level && left.muted == right.muted;
 }
 
-class ValuesTest : public testing::TestWithParam<char const*> {
-protected:
-    template <typename T>
-    void expectRoundTrip(const T& value) {
-        const Result<Payload> payload = toPayload(value, GetParam());
-        ASSERT_TRUE(payload.ok()) << payload.error().message;
-        EXPECT_EQ(payload->getMimeType(), GetParam());
-        const Result<T> copy = fromPayload<T>(*payload);
-        ASSERT_TRUE(copy.ok()) << copy.error().message;
-        EXPECT_EQ(*copy, value);
-    }
-};
-
-INSTANTIATE_TEST_SUITE_P(Formats, ValuesTest,
-                         testing::Values(mimetypes::JSON_TYPE, mimetypes::AXOBIN_TYPE));
+class ValuesTest : public test::FormatTest {};
+KOVA_FOR_ALL_FORMATS(ValuesTest);
 
 template <typename T>
 std::vector<T> extremes() {
@@ -82,38 +68,133 @@ TEST_P(ValuesTest, StructsSurviveARoundTrip) {
     expectRoundTrip(std::vector<Volume>{{1, true}, {2, false}});
 }
 
-TEST_P(ValuesTest, FailedReadNamesFieldExpectedFoundAndByte) {
-    const Payload payload = toPayload(std::vector<std::string>{"a"}, GetParam()).orThrow();
-    const Result<std::vector<Volume>> result = fromPayload<std::vector<Volume>>(payload);
-    ASSERT_FALSE(result.ok());
-    EXPECT_EQ(result.error(), (Error{400, "[0]: expected a struct, found \"a\" (byte 1)"}));
+// ---- refused payloads
+
+TEST_P(ValuesTest, OtherKindsAreRefused) {
+    expectRefused<bool>("1", "expected a boolean, found 1", 0, 0);
+    expectRefused<int>("true", "expected an integer of 32 bits, found true", 0, 0);
+    expectRefused<int>("1.5", "expected an integer of 32 bits, found 1.5", 0, 0);
+    expectRefused<int>("\"1\"", "expected an integer of 32 bits, found \"1\"", 0, 0);
+    expectRefused<int>("null", "expected an integer of 32 bits, found null", 0, 0);
+    expectRefused<double>("\"1\"", "expected a number, found \"1\"", 0, 0);
+    expectRefused<float>("[]", "expected a number within the range of a float, found an array", 0,
+                         0);
+    expectRefused<std::string>("{}", "expected a string, found a struct", 0, 0);
+    expectRefused<std::optional<int>>("false", "expected an integer of 32 bits, found false", 0, 0);
+    expectRefused<std::vector<int>>("1", "expected an array, found 1", 0, 0);
+    expectRefused<std::vector<std::string>>("\"a\"", "expected an array, found \"a\"", 0, 0);
+    expectRefused<Volume>("[]", "expected a struct, found an array", 0, 0);
 }
 
-TEST_P(ValuesTest, ErrorStorageHasNoErrorAfterAFailure) {
-    const Payload payload = toPayload(7, GetParam()).orThrow();
+TEST_P(ValuesTest, NumbersOutOfRangeAreRefused) {
+    expectRefused<std::int8_t>("128", "expected an integer of 8 bits, found 128", 0, 0);
+    expectRefused<std::int8_t>("-129", "expected an integer of 8 bits, found -129", 0, 0);
+    expectRefused<std::uint8_t>("256", "expected an unsigned integer of 8 bits, found 256", 0, 0);
+    expectRefused<std::uint8_t>("-1", "expected an unsigned integer of 8 bits, found -1", 0, 0);
+    expectRefused<std::int16_t>("32768", "expected an integer of 16 bits, found 32768", 0, 0);
+    expectRefused<std::uint16_t>("65536", "expected an unsigned integer of 16 bits, found 65536", 0,
+                                 0);
+    expectRefused<std::int32_t>("2147483648", "expected an integer of 32 bits, found 2147483648", 0,
+                                0);
+    expectRefused<std::uint32_t>("4294967296",
+                                 "expected an unsigned integer of 32 bits, found 4294967296", 0, 0);
+    expectRefused<std::int64_t>("9223372036854775808",
+                                "expected an integer of 64 bits, found 9223372036854775808", 0, 0);
+    expectRefused<std::uint64_t>("-1", "expected an unsigned integer of 64 bits, found -1", 0, 0);
+    expectRefused<float>("1e39", "expected a number within the range of a float, found 1e+39", 0,
+                         0);
+}
+
+TEST_P(ValuesTest, FailuresNameTheElement) {
+    expectRefused<std::vector<int>>("[1,\"2\"]", "[1]: expected an integer of 32 bits, found \"2\"",
+                                    3, 2);
+    expectRefused<std::vector<bool>>("[true,0]", "[1]: expected a boolean, found 0", 6, 2);
+    expectRefused<std::vector<std::vector<std::string>>>(
+        "[[],[\"a\",1]]", "[1][1]: expected a string, found 1", 9, 6);
+    expectRefused<std::vector<Volume>>("[{\"level\":1},{\"level\":true}]",
+                                       "[1].level: expected an integer of 32 bits, found true", 22, 17);
+    expectRefused<std::vector<Volume>>(
+        "[{\"level\":1},{\"muted\":true}]",
+        "[1]: expected the field \"level\", found a struct without it", 13, 10);
+}
+
+struct MalformedRow {
+    char const* mimeType;
+    std::string bytes;
+    char const* reason;
+};
+
+TEST(MalformedPayloadTest, IsRefusedWithTheReasonOfItsFormat) {
+    const MalformedRow rows[] = {
+        {mimetypes::JSON_TYPE, "", "expected a value, found the end of the text (byte 0)"},
+        {mimetypes::JSON_TYPE, "[{\"level\":1},{\"level\" 2}]",
+         "[1]: expected ':', found '2' (byte 22)"},
+        {mimetypes::JSON_TYPE, "[] 1", "expected the end of the text, found '1' (byte 3)"},
+        {mimetypes::AXOBIN_TYPE, "", "expected a value, found the end of the payload (byte 0)"},
+        {mimetypes::AXOBIN_TYPE, "\x81\xA1",
+         "[0]: expected a length within the payload, found a longer map (byte 1)"},
+        {mimetypes::AXOBIN_TYPE, "\x80\x01", "expected the end of the payload, found 1 (byte 1)"}};
+    for (const MalformedRow& row : rows) {
+        const Payload payload =
+            Payload::createFromRaw(reinterpret_cast<unsigned char const*>(row.bytes.data()),
+                                   row.bytes.size(), row.mimeType);
+        const auto result = fromPayload<std::vector<Volume>>(payload);
+        ASSERT_FALSE(result.ok()) << row.bytes;
+        EXPECT_EQ(result.error().code, 400);
+        EXPECT_EQ(result.error().message, row.reason);
+    }
+}
+
+TEST(ErrorStorageTest, HasNoErrorAfterAFailure) {
     zel::ErrorStorage::current().acknowledge();
-    EXPECT_FALSE(fromPayload<bool>(payload).ok());
-    EXPECT_FALSE(fromPayload<Volume>(payload).ok());
-    EXPECT_FALSE(zel::ErrorStorage::current().hasError());
+    for (char const* mimeType : {mimetypes::JSON_TYPE, mimetypes::AXOBIN_TYPE}) {
+        const Payload payload = toPayload(7, mimeType).orThrow();
+        EXPECT_FALSE(fromPayload<bool>(payload).ok());
+        EXPECT_FALSE(fromPayload<Volume>(payload).ok());
+        EXPECT_FALSE(toPayload(std::string("\xFF")).ok());
+        EXPECT_FALSE(zel::ErrorStorage::current().hasError());
+    }
 }
 
-TEST_P(ValuesTest, PayloadIsItsOwnValue) {
-    const Payload payload = toPayload(7, GetParam()).orThrow();
+TEST(PayloadTest, IsItsOwnValue) {
+    const Payload payload = Payload::createFromString("text");
     EXPECT_EQ(fromPayload<Payload>(payload)->data(), payload.data());
-    EXPECT_EQ(toPayload(payload, GetParam())->data(), payload.data());
+    EXPECT_EQ(toPayload(payload)->data(), payload.data());
+    EXPECT_EQ(toPayload(payload)->getMimeType(), "plain/text");
 }
 
-TEST(JsonValuesTest, MissingFieldIsRefusedWithTheByteOfTheObject) {
-    const Payload payload = Payload::createFromJSON(R"([{"level":1}, {"muted":true}])");
-    EXPECT_EQ(
-        fromPayload<std::vector<Volume>>(payload).error(),
-        (Error{400, "[1]: expected the field \"level\", found a struct without it (byte 14)"}));
+// ---- refused values
+
+struct Station {
+    std::string name;
+    double height = 0;
+    std::vector<float> samples;
+};
+KOVA_FIELDS(Station, name, height, samples)
+
+TEST(RefusedValuesTest, NameTheField) {
+    const double nan = std::nan("");
+    const auto reasonOf = [](const Station& station) {
+        return test::jsonOf(std::vector<Station>{{"a", 0, {}}, station});
+    };
+    EXPECT_EQ(reasonOf({"\xFF", 1, {}}), "[1].name: expected UTF-8, found other bytes (byte 48)");
+    EXPECT_EQ(reasonOf({"b", nan, {}}),
+              "[1].height: expected a finite number, found nan (byte 61)");
+    EXPECT_EQ(reasonOf({"b", -HUGE_VAL, {}}),
+              "[1].height: expected a finite number, found -inf (byte 61)");
+    EXPECT_EQ(reasonOf({"b", 1, {1, HUGE_VALF}}),
+              "[1].samples[1]: expected a finite number, found inf");
+    EXPECT_EQ(test::jsonOf(std::map<std::string, int>{{"\xFF", 1}}).substr(0, 44),
+              "expected UTF-8, found other bytes (byte 1)");
 }
 
-TEST(JsonValuesTest, NotANumberIsRefused) {
-    const Result<Payload> payload = toPayload(std::vector<double>{1, std::nan("")});
-    EXPECT_EQ(payload.error().code, 500);
-    EXPECT_EQ(payload.error().message, "[1]: expected a finite number, found nan");
+TEST(RefusedValuesTest, OfJsonHaveABinaryForm) {
+    const Station station{"\xFF", HUGE_VAL, {-HUGE_VALF}};
+    const Station copy =
+        fromPayload<Station>(toPayload(station, mimetypes::AXOBIN_TYPE).value()).value();
+    EXPECT_EQ(copy.name, station.name);
+    EXPECT_EQ(copy.height, station.height);
+    EXPECT_EQ(copy.samples, station.samples);
 }
 
 TEST(MimeTypesTest, OthersAreRefused) {

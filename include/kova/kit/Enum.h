@@ -1,0 +1,64 @@
+#pragma once
+
+#include <string_view>
+
+#include "kova/kit/Fields.h"
+#include "kova/kit/values/EnumTable.h"
+
+/// Describes an enumeration, so that its values travel in payloads as names. `KOVA_ENUM` stands at
+/// the scope of the enumeration's namespace, behind the enumeration; behind `friend`, it stands in
+/// the class that the enumeration belongs to.
+///
+///     enum class Mode { stopped, playing, paused, other };
+///     KOVA_ENUM(Mode, stopped, playing, as("on-hold", paused), fallback(other))
+///
+/// The items behind the type are:
+///
+/// - `playing`: an enumerator that travels as its name.
+/// - `as("on-hold", paused)`: an enumerator that has another name in payloads.
+/// - `fallback(other)`: the enumerator that names without an enumerator are read as. Without a
+///   fallback they are refused.
+#define KOVA_ENUM(...)                                                            \
+    constexpr auto kovaEnumerators(KOVA_KIT_FIRST(__VA_ARGS__)) {                 \
+        return ::kova::kit::enumerators(                                          \
+            KOVA_KIT_EACH(KOVA_KIT_ENUMERATOR, KOVA_KIT_TYPE_NAME, __VA_ARGS__)); \
+    }
+
+namespace kova::kit {
+
+/// Describes an enumerator and its name in payloads.
+template <typename E>
+constexpr detail::Enumerator<E> enumerator(std::string_view name, E value) noexcept {
+    return {name, value};
+}
+
+/// Describes an enumerator with another name.
+template <typename E>
+constexpr auto as(std::string_view name, detail::Enumerator<E> enumerator) noexcept {
+    enumerator.name = name;
+    return enumerator;
+}
+
+/// Describes the enumerator that names without an enumerator are read as.
+template <typename E>
+constexpr auto fallback(detail::Enumerator<E> enumerator) noexcept {
+    enumerator.isFallback = true;
+    return enumerator;
+}
+
+/// Describes an enumeration without a macro. The function that returns it is found by the type:
+///
+///     enum class Mode { stopped, playing };
+///     constexpr auto kovaEnumerators(Mode) {
+///         using kova::kit::enumerator;
+///         return kova::kit::enumerators(kova::kit::named("Mode"),
+///                                       enumerator("stopped", Mode::stopped),
+///                                       enumerator("playing", Mode::playing));
+///     }
+template <typename E, typename... More>
+constexpr detail::Enumerators<E, sizeof...(More) + 1> enumerators(
+    detail::Named type, const detail::Enumerator<E>& first, const More&... more) noexcept {
+    return {type, {{first, more...}}};
+}
+
+}  // namespace kova::kit

@@ -1,0 +1,96 @@
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <limits>
+#include <string>
+
+#include "kova/kit/values/Struct.h"
+
+// How durations travel: as the core's text of a duration, or as a count if their field says so.
+namespace kova::kit::detail {
+
+/// The longest duration that has a text: 31 days, 23 hours, 59 minutes and 59 seconds. A month has
+/// no fixed length.
+constexpr std::int64_t LONGEST_SECONDS = 32 * 86400 - 1;
+
+/// Returns the text of a number of seconds from 0 to `LONGEST_SECONDS`.
+KOVA_KIT_API std::string formatSeconds(std::int64_t seconds);
+/// Sets `seconds` to the duration of the text. Returns false if the text is not a duration, or has
+/// years or months.
+KOVA_KIT_API bool parseSeconds(const std::string& text, std::int64_t& seconds);
+
+/// A duration. Its text has whole seconds.
+template <typename Rep, typename Period>
+struct Codec<std::chrono::duration<Rep, Period>> {
+    using Duration = std::chrono::duration<Rep, Period>;
+    static constexpr Kind KIND = Kind::Text;
+
+    template <class In>
+    static bool read(In& in, Duration& out) {
+        std::string text;
+        if (!Codec<std::string>::read(in, text)) {
+            return false;
+        }
+        std::int64_t seconds = 0;
+        if (!parseSeconds(text, seconds)) {
+            return in.refuse("a duration without years and months", State::quoted(text));
+        }
+        // In ticks, exactly: the seconds are below 2^22.
+        const long double ticks = static_cast<long double>(seconds) * Period::den / Period::num;
+        if (ticks > static_cast<long double>(std::numeric_limits<Rep>::max()) ||
+            static_cast<long double>(static_cast<Rep>(ticks)) != ticks) {
+            return in.refuse("a duration that its type can represent", State::quoted(text));
+        }
+        out = Duration(static_cast<Rep>(ticks));
+        return true;
+    }
+    template <class Out>
+    static bool write(Out& out, const Duration& value) {
+        const long double seconds =
+            static_cast<long double>(value.count()) * Period::num / Period::den;
+        if (!(seconds >= 0 && seconds <= LONGEST_SECONDS) ||
+            static_cast<long double>(static_cast<std::int64_t>(seconds)) != seconds) {
+            return out.refuse("a duration of whole seconds below 32 days",
+                              std::to_string(value.count()) + " ticks");
+        }
+        return out.value(std::string_view(formatSeconds(static_cast<std::int64_t>(seconds))));
+    }
+};
+
+/// A duration that travels as the number of its ticks.
+template <typename Rep, typename Period>
+struct FieldCodec<std::chrono::duration<Rep, Period>, CountForm> {
+    template <class In>
+    static bool read(In& in, std::chrono::duration<Rep, Period>& out) {
+        Rep ticks{};
+        if (!Codec<Rep>::read(in, ticks)) {
+            return false;
+        }
+        out = std::chrono::duration<Rep, Period>(ticks);
+        return true;
+    }
+    template <class Out>
+    static bool write(Out& out, const std::chrono::duration<Rep, Period>& value) {
+        return Codec<Rep>::write(out, value.count());
+    }
+};
+
+/// Null, or a duration that travels as the number of its ticks.
+template <typename Duration>
+struct FieldCodec<std::optional<Duration>, CountForm> {
+    template <class In>
+    static bool read(In& in, std::optional<Duration>& out) {
+        if (in.kind() == Kind::Null) {
+            out.reset();
+            return in.null();
+        }
+        return FieldCodec<Duration, CountForm>::read(in, out.emplace());
+    }
+    template <class Out>
+    static bool write(Out& out, const std::optional<Duration>& value) {
+        return value ? FieldCodec<Duration, CountForm>::write(out, *value) : out.null();
+    }
+};
+
+}  // namespace kova::kit::detail

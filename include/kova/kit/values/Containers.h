@@ -1,0 +1,105 @@
+#pragma once
+
+#include <array>
+#include <map>
+#include <string>
+
+#include "kova/core/Payload.h"
+#include "kova/kit/values/Codec.h"
+
+// Arrays of a fixed length, maps and bytes.
+namespace kova::kit::detail {
+
+/// An array of exactly `N` elements.
+template <typename T, std::size_t N>
+struct Codec<std::array<T, N>> {
+    static constexpr Kind KIND = Kind::Array;
+    template <class In>
+    static bool read(In& in, std::array<T, N>& out) {
+        std::size_t size = 0;
+        const auto readElement = [&](std::size_t i) {
+            size = i + 1;
+            return i < N ? Codec<T>::read(in, out[i]) : refuse(in, "more");
+        };
+        return readElements(in, readElement,
+                            [&] { return size == N || refuse(in, std::to_string(size)); });
+    }
+    template <class Out>
+    static bool write(Out& out, const std::array<T, N>& values) {
+        return writeElements(out, values);
+    }
+
+private:
+    template <class In>
+    static bool refuse(In& in, const std::string& found) {
+        return in.refuse("an array of " + std::to_string(N) + " elements", found);
+    }
+};
+
+/// A map: an object with any fields.
+template <typename T>
+struct Codec<std::map<std::string, T>> {
+    static constexpr Kind KIND = Kind::Object;
+    template <class In>
+    static bool read(In& in, std::map<std::string, T>& out) {
+        out.clear();
+        if (!in.enter() || !in.beginObject()) {
+            return false;
+        }
+        while (!in.atObjectEnd()) {
+            std::string_view name;
+            if (!in.count(1) || !in.beginField(name) || !in.checkText(name.size())) {
+                return false;
+            }
+            std::string key(name);
+            T value{};
+            if (!Codec<T>::read(in, value) || !in.endField()) {
+                return in.inField(key);
+            }
+            out.insert_or_assign(std::move(key), std::move(value));
+        }
+        in.leave();
+        return in.endObject();
+    }
+    template <class Out>
+    static bool write(Out& out, const std::map<std::string, T>& values) {
+        if (!out.enter() || !out.beginObject()) {
+            return false;
+        }
+        for (const auto& [key, value] : values) {
+            if (!out.beginField(key) || !Codec<T>::write(out, value) || !out.endField()) {
+                return out.inField(key);
+            }
+        }
+        out.leave();
+        return out.endObject();
+    }
+};
+
+/// Bytes: an array of unsigned integers of 8 bits, which the binary format packs.
+template <>
+struct Codec<Blob> {
+    static constexpr Kind KIND = Kind::Array;
+    template <class In>
+    static bool read(In& in, Blob& out) {
+        std::vector<std::uint8_t> bytes;
+        if (!Codec<std::vector<std::uint8_t>>::read(in, bytes)) {
+            return false;
+        }
+        out = toBlob(bytes);
+        return true;
+    }
+    template <class Out>
+    static bool write(Out& out, const Blob& value) {
+        const std::vector<std::uint8_t> bytes(value.data.get(), value.data.get() + sizeOf(value));
+        return Codec<std::vector<std::uint8_t>>::write(out, bytes);
+    }
+
+private:
+    KOVA_KIT_API static Blob toBlob(const std::vector<std::uint8_t>& bytes);
+    static std::size_t sizeOf(const Blob& value) noexcept {
+        return value.data == nullptr ? 0 : static_cast<std::size_t>(value.size);
+    }
+};
+
+}  // namespace kova::kit::detail

@@ -1,0 +1,54 @@
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "PullReader.h"
+#include "PushWriter.h"
+#include "kova/core/Payload.h"
+#include "util/ByteBufferReader.h"
+#include "util/ByteBufferWriter.h"
+
+namespace kova::kit::detail {
+
+/// The reading of one payload.
+class PayloadReader {
+public:
+    /// Reads `payload`, which must stay alive.
+    PayloadReader(const Payload& payload, const Limits& limits);
+
+    /// Returns whether the mime type has a deserializer. The other functions need one.
+    bool isKnown() const noexcept { return in_ != nullptr; }
+    /// Begins the payload.
+    [[nodiscard]] bool begin() { return reader_.begin(bytes_); }
+    PullReader& reader() noexcept { return reader_; }
+
+private:
+    std::unique_ptr<util::serializer::IStructuredPullDeserializer> in_;
+    util::ByteBufferReader bytes_;
+    PullReader reader_;
+};
+
+/// The writing of one payload.
+class PayloadWriter {
+public:
+    PayloadWriter(std::string mimeType, const Limits& limits);
+
+    /// Returns whether the mime type has a serializer. The other functions need one.
+    bool isKnown() const noexcept { return out_ != nullptr; }
+    /// Returns the writer of the payload, which is begun.
+    PushWriter& writer() noexcept { return writer_; }
+    /// Returns the payload that was written.
+    Result<Payload> end();
+
+private:
+    std::string mimeType_;
+    std::unique_ptr<util::serializer::IStructuredSerializer> out_;
+    util::ByteBufferWriter bytes_;
+    PushWriter writer_;
+};
+
+/// Returns the error for a mime type without a format.
+Error unknownFormat(unsigned short code, const std::string& mimeType);
+
+}  // namespace kova::kit::detail
