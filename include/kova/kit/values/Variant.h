@@ -78,7 +78,7 @@ template <typename... T>
 struct Codec<std::variant<T...>> {
     using Variant = std::variant<T...>;
     static constexpr std::size_t SIZE = sizeof...(T);
-    static constexpr Alternative ALTERNATIVES[] = {alternativeOf<T>()...};
+    static constexpr Alternative ALTERNATIVES[SIZE] = {alternativeOf<T>()...};
     static constexpr Kind KIND = Kind::None;
 
     static constexpr bool areDistinct() noexcept {

@@ -1,0 +1,25 @@
+#pragma once
+
+#include "kova/core/Payload.h"
+#include "kova/kit/Export.h"
+#include "kova/kit/Values.h"
+#include "kova/kit/values/SchemaWriter.h"
+
+namespace kova::kit {
+
+/// Returns the JSON Schema (2020-12) of a type, as a JSON payload.
+///
+///     const kova::Payload schema = kova::kit::schemaOf<std::vector<bool>>();
+///     std::string text;
+///     kova::Payload::createStringFrom(schema, text, true);  // {"$schema":..., "type":"array",...}
+///
+/// It describes what `fromPayload<T>` accepts from JSON, with these differences: texts of the types
+/// of the core are described as any text, with a description in words, and a number such as `1.0`,
+/// which is an integer to JSON Schema, is not read as an integer. Structs are definitions, so a
+/// type may contain itself. Any thread may call it.
+template <typename T>
+Payload schemaOf() {
+    return detail::writeSchema(&detail::SchemaOf<T>::write);
+}
+
+}  // namespace kova::kit

@@ -1,0 +1,195 @@
+#pragma once
+
+#include <array>
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <limits>
+#include <map>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <variant>
+#include <vector>
+
+#include "kova/core/Payload.h"
+#include "kova/kit/Tree.h"
+#include "kova/kit/values/EnumTable.h"
+#include "kova/kit/values/Struct.h"
+#include "kova/kit/values/Texts.h"
+#include "kova/kit/values/Trees.h"
+#include "kova/kit/values/Variant.h"
+
+// The JSON Schema of types.
+namespace kova::kit::detail {
+
+class SchemaWriter;
+
+/// Writes the members of the schema of a type.
+using SchemaFunction = void (*)(SchemaWriter&);
+
+/// A field in the schema of a struct.
+struct SchemaField {
+    std::string_view name;
+    bool isMandatory;
+    SchemaFunction write;
+};
+
+/// A struct in a schema.
+struct SchemaObject {
+    std::string_view name;
+    const SchemaField* fields;
+    std::size_t size;
+    bool isStrict;
+};
+
+/// Writes a schema as JSON. Each function writes the members of the object that is open.
+class KOVA_KIT_API SchemaWriter {
+public:
+    static constexpr std::size_t ANY_SIZE = static_cast<std::size_t>(-1);
+
+    explicit SchemaWriter(Writer& out) noexcept : out_(out) {}
+    SchemaWriter(const SchemaWriter&) = delete;
+    SchemaWriter& operator=(const SchemaWriter&) = delete;
+
+    /// Describes a value of a JSON type.
+    void type(char const* name);
+    /// Describes an integer from `lowest` to `highest`.
+    void integer(std::int64_t lowest, std::uint64_t highest);
+    /// Describes a text in words.
+    void text(char const* words);
+    /// Describes the name of an enumerator.
+    void enumeration(const EnumTable& table);
+    /// Describes an array of `size` elements, or of any number of them.
+    void array(SchemaFunction element, std::size_t size = ANY_SIZE);
+    /// Describes an object with any fields.
+    void map(SchemaFunction value);
+    /// Describes null or a value.
+    void nullable(SchemaFunction value);
+    /// Describes one of several alternatives.
+    void variant(const Alternative* alternatives, const SchemaFunction* functions,
+                 std::size_t size);
+    /// Refers to the definition of a struct. The object identifies the struct.
+    void object(const SchemaObject& object);
+    /// Writes the definitions of all structs that were referred to.
+    void definitions();
+
+private:
+    struct Definition {
+        const SchemaObject* object;
+        std::string name;
+    };
+
+    void open(std::string_view field, SchemaFunction function);
+    void element(SchemaFunction function);
+    void field(std::string_view name, std::string_view value);
+    void field(std::string_view name, std::uint64_t value);
+    void define(const SchemaObject& object);
+    std::string unusedName(std::string_view name) const;
+
+    Writer& out_;
+    std::vector<Definition> definitions_;
+};
+
+/// Returns the schema whose members the function writes.
+KOVA_KIT_API Payload writeSchema(SchemaFunction root);
+
+/// How the schema of a type is written, with the form of its field.
+template <typename T, class Form = PlainForm, typename Enable = void>
+struct SchemaOf;
+
+template <>
+struct SchemaOf<bool> {
+    static void write(SchemaWriter& out) { out.type("boolean"); }
+};
+template <typename T>
+struct SchemaOf<T, PlainForm, std::enable_if_t<isInteger<T>>> {
+    static void write(SchemaWriter& out) {
+        out.integer(std::numeric_limits<T>::min(),
+                    static_cast<std::uint64_t>(std::numeric_limits<T>::max()));
+    }
+};
+template <typename T>
+struct SchemaOf<T, PlainForm, std::enable_if_t<std::is_floating_point_v<T>>> {
+    static void write(SchemaWriter& out) { out.type("number"); }
+};
+template <>
+struct SchemaOf<std::string> {
+    static void write(SchemaWriter& out) { out.type("string"); }
+};
+template <typename T>
+struct SchemaOf<T, PlainForm, std::enable_if_t<textWords<T> != nullptr>> {
+    static void write(SchemaWriter& out) { out.text(textWords<T>); }
+};
+template <typename T>
+struct SchemaOf<T, PlainForm, std::enable_if_t<hasEnumerators<T>>> {
+    static void write(SchemaWriter& out) { out.enumeration(enumTable<T>); }
+};
+template <typename Rep, typename Period>
+struct SchemaOf<std::chrono::duration<Rep, Period>> {
+    static void write(SchemaWriter& out) { out.text(textWords<dovglobals::Duration>); }
+};
+template <typename Rep, typename Period>
+struct SchemaOf<std::chrono::duration<Rep, Period>, CountForm> : SchemaOf<Rep> {};
+template <typename T, class Form>
+struct SchemaOf<std::optional<T>, Form> {
+    static void write(SchemaWriter& out) { out.nullable(&SchemaOf<T, Form>::write); }
+};
+template <typename T>
+struct SchemaOf<std::vector<T>> {
+    static void write(SchemaWriter& out) { out.array(&SchemaOf<T>::write); }
+};
+template <typename T, std::size_t N>
+struct SchemaOf<std::array<T, N>> {
+    static void write(SchemaWriter& out) { out.array(&SchemaOf<T>::write, N); }
+};
+template <>
+struct SchemaOf<Blob> : SchemaOf<std::vector<std::uint8_t>> {};
+template <typename T>
+struct SchemaOf<std::map<std::string, T>> {
+    static void write(SchemaWriter& out) { out.map(&SchemaOf<T>::write); }
+};
+template <>
+struct SchemaOf<std::monostate> {
+    static void write(SchemaWriter& out) { out.type("null"); }
+};
+template <typename... T>
+struct SchemaOf<std::variant<T...>> {
+    static void write(SchemaWriter& out) {
+        constexpr SchemaFunction FUNCTIONS[] = {&SchemaOf<T>::write...};
+        out.variant(Codec<std::variant<T...>>::ALTERNATIVES, FUNCTIONS, sizeof...(T));
+    }
+};
+template <>
+struct SchemaOf<GenericObject> {
+    static void write(SchemaWriter& out) { out.type("object"); }
+};
+
+/// Any value.
+template <typename T>
+struct SchemaOf<T, PlainForm,
+                std::enable_if_t<std::is_same_v<T, Payload> || std::is_same_v<T, Tree>>> {
+    static void write(SchemaWriter&) {}
+};
+
+template <typename T, std::size_t... I>
+constexpr std::array<SchemaField, sizeof...(I)> makeSchemaFields(std::index_sequence<I...>) {
+    return {{{FieldOf<T, I>::field().name,
+              !FieldOf<T, I>::field().isOptional && !isOptional<typename FieldOf<T, I>::Member>,
+              &SchemaOf<typename FieldOf<T, I>::Member,
+                        typename FieldOf<T, I>::Type::Form>::write}...}};
+}
+
+template <typename T>
+inline constexpr auto schemaFields = makeSchemaFields<T>(std::make_index_sequence<fieldCount<T>>());
+
+template <typename T>
+inline constexpr SchemaObject schemaObject{fieldsOf<T>.name(), schemaFields<T>.data(),
+                                           fieldCount<T>, fieldsOf<T>.isStrict()};
+
+template <typename T>
+struct SchemaOf<T, PlainForm, std::enable_if_t<hasFields<T>>> {
+    static void write(SchemaWriter& out) { out.object(schemaObject<T>); }
+};
+
+}  // namespace kova::kit::detail
