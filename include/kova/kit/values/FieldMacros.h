@@ -61,6 +61,17 @@
 #define KOVA_KIT_PICK3_(T, ignored, FORM, arguments, ...) \
     KOVA_KIT_AS3_##FORM(T, KOVA_KIT_UNWRAP arguments)
 #define KOVA_KIT_AS3_PLAIN(...) KOVA_KIT_CALL(KOVA_KIT_FIELD_, __VA_ARGS__)
+#define KOVA_KIT_AS3_OPTIONAL(...) KOVA_KIT_NEST3(optional, __VA_ARGS__)
+#define KOVA_KIT_AS3_COUNT(...) KOVA_KIT_NEST3(count, __VA_ARGS__)
+#define KOVA_KIT_AS3_AS(...) KOVA_KIT_RENAME3(__VA_ARGS__)
+#define KOVA_KIT_NEST3(word, T, x) ::kova::kit::word(KOVA_KIT_ITEM4(T, x))
+#define KOVA_KIT_RENAME3(T, name, x) ::kova::kit::as(name, KOVA_KIT_ITEM4(T, x))
+
+#define KOVA_KIT_ITEM4(T, x) KOVA_KIT_PICK4(T, KOVA_KIT_FORM_##x, PLAIN, (x), ~)
+#define KOVA_KIT_PICK4(...) KOVA_KIT_PICK4_(__VA_ARGS__)
+#define KOVA_KIT_PICK4_(T, ignored, FORM, arguments, ...) \
+    KOVA_KIT_AS4_##FORM(T, KOVA_KIT_UNWRAP arguments)
+#define KOVA_KIT_AS4_PLAIN(...) KOVA_KIT_CALL(KOVA_KIT_FIELD_, __VA_ARGS__)
 
 // ---- the items of KOVA_ENUM
 

@@ -21,7 +21,8 @@ struct Position {
     Real speed{};
     hours age{};
 };
-KOVA_FIELDS(Position, count(at), as("until", count(end)), optional(count(speed)), optional(age))
+KOVA_FIELDS(Position, count(at), as("until", count(end)), optional(as("speed", count(speed))),
+            optional(age))
 
 bool operator==(const Position& left, const Position& right) {
     return left.at == right.at && left.end == right.end && left.speed == right.speed &&
