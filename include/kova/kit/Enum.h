@@ -18,6 +18,8 @@
 /// - `as("on-hold", paused)`: an enumerator that has another name in payloads.
 /// - `fallback(other)`: the enumerator that names without an enumerator are read as. Without a
 ///   fallback they are refused.
+///
+/// The macro accepts up to 64 items; `kovaEnumerators` below accepts any number.
 #define KOVA_ENUM(...)                                                            \
     constexpr auto kovaEnumerators(KOVA_KIT_FIRST(__VA_ARGS__)) {                 \
         return ::kova::kit::enumerators(                                          \

@@ -26,7 +26,9 @@
 /// - `named("volume")`: the name of the type as an alternative of a variant; by default its C++
 /// name.
 ///
-/// The first three can be nested: `optional(as("type", kind))`.
+/// The items `optional`, `as` and `count` can be nested: `optional(as("type", kind))`. The macro
+/// accepts up to 64 items, and no type whose name has a comma; `kovaFields` below has neither
+/// limit.
 #define KOVA_FIELDS(...)                                                                           \
     constexpr auto kovaFields(KOVA_KIT_FIRST(__VA_ARGS__)*) {                                      \
         return ::kova::kit::fields(KOVA_KIT_EACH(KOVA_KIT_ITEM, KOVA_KIT_TYPE_NAME, __VA_ARGS__)); \

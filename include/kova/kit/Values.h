@@ -25,8 +25,32 @@
 ///     auto text = kova::kit::fromPayload<std::string>(payload);
 ///     text.error().message;  // "expected a string, found an array (byte 0)"
 ///
-/// These functions have no state; any thread may call them. They throw `std::bad_alloc` if memory
-/// is exhausted.
+/// The types that have a form in payloads:
+///
+/// - `bool`, integers of any width, `float` and `double`: a number is never cut to the width of its
+///   type. A character type is not a number.
+/// - `std::string`: a string. JSON carries only UTF-8.
+/// - Structs with `KOVA_FIELDS`: objects. Enumerations with `KOVA_ENUM`: their names.
+/// - `std::vector`, `std::array`: arrays; an array of another length than that of `std::array` is
+///   refused. The binary format packs vectors of numbers.
+/// - `std::vector<std::uint8_t>`, `Blob`: bytes, as an array of numbers from 0 to 255. The binary
+///   format packs it into one byte string; JSON has a number for each byte.
+/// - `std::map` with keys of type `std::string`: objects with any fields.
+/// - `std::optional`: null or a value.
+/// - `std::variant`: an alternative whose type has `KOVA_FIELDS` or `KOVA_ENUM` is an object with
+/// one
+///   entry, named after the type. Other alternatives are told apart by their kinds: null
+///   (`std::monostate`), boolean, number, string, array, object. Two of one kind do not compile.
+/// - `std::chrono::duration`: the text of `dovglobals::Duration`, for whole seconds up to 31 days,
+///   or a count (see `KOVA_FIELDS`).
+/// - The types of `kova/core/dovglobals`, `Path`, `url`, `zel::UUID` and `Number`: their text.
+/// - `Tree` and `GenericObject`: value trees. `Payload`, in another value: a value of any kind,
+/// kept
+///   as a payload of the outer payload's format.
+///
+/// A type may contain itself in a vector or map. These functions have no state; any thread may call
+/// them. They throw `std::bad_alloc` if memory is exhausted. A reason that the platform stores as
+/// the thread's latest error is moved into the result: afterwards the thread has no error.
 namespace kova::kit {
 
 namespace detail {
@@ -40,7 +64,7 @@ KOVA_KIT_API Result<Payload> writePayload(const std::string& mimeType, const Lim
                                           bool (*write)(Writer&, const void*), const void* value);
 
 /// @{
-/// Do the same for a value tree.
+/// Does the same for a value tree.
 KOVA_KIT_API std::optional<Error> readTreeValue(const util::config::Value& tree,
                                                 const Limits& limits, bool (*read)(Reader&, void*),
                                                 void* out);
@@ -54,9 +78,9 @@ KOVA_KIT_API Result<Tree> writeTreeValue(const Limits& limits, bool (*write)(Wri
 /// unchanged.
 ///
 /// Fails with the code 500 if the value has no form in the format: NaN and infinities and text that
-/// is not UTF-8 in JSON, a depth beyond that of the limits, an enumerator without a name. The
-/// message names the field: "stations[1].height: expected a finite number, found inf (byte 25)".
-/// The byte is that of the incomplete payload.
+/// is not UTF-8 in JSON, a depth beyond that of the limits, an enumerator without a name. The other
+/// limits apply to reading only. The message names the field and the byte of the incomplete
+/// payload: "stations[1].height: expected a finite number, found inf (byte 25)".
 template <typename T>
 Result<Payload> toPayload(const T& value, const std::string& mimeType = mimetypes::JSON_TYPE,
                           const Limits& limits = {}) {

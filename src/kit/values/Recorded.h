@@ -24,16 +24,15 @@ class BasicRecorded {
 public:
     explicit BasicRecorded(Storage& storage) noexcept
         : storage_(storage), before_(count(storage)) {}
-    BasicRecorded(const BasicRecorded&) = delete;
-    BasicRecorded& operator=(const BasicRecorded&) = delete;
-    ~BasicRecorded() {
+    /// Returns the reason, or an empty text if no error was recorded.
+    std::string reason() const { return exists() ? storage_.reason() : std::string(); }
+
+    /// Acknowledges the error if there is one: its reason is in the result of the read or write.
+    void acknowledge() noexcept {
         if (exists()) {
             storage_.acknowledge();
         }
     }
-
-    /// Returns the reason, or an empty text if no error was recorded.
-    std::string reason() const { return exists() ? storage_.reason() : std::string(); }
 
 private:
     static unsigned long count(const Storage& storage) noexcept {

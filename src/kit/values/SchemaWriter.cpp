@@ -213,7 +213,10 @@ Payload writeSchema(SchemaFunction root) {
     root(writer);
     writer.definitions();
     out.endObject();
-    return session.end().orThrow();
+    if (!session.writer().end()) {
+        out.error(statuscodes::INTERNAL_SERVER_ERROR).raise();
+    }
+    return session.payload();
 }
 
 }  // namespace kova::kit::detail

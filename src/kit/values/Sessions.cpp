@@ -30,13 +30,6 @@ PayloadWriter::PayloadWriter(std::string mimeType, const Limits& limits)
     }
 }
 
-Result<Payload> PayloadWriter::end() {
-    if (!writer_.end()) {
-        return writer_.error(statuscodes::INTERNAL_SERVER_ERROR);
-    }
-    return Payload::createFromWriter(bytes_, mimeType_);
-}
-
 Error unknownFormat(unsigned short code, const std::string& mimeType) {
     return {code, "expected a payload of JSON or binary structured data, found " +
                       State::quoted(mimeType)};

@@ -38,8 +38,8 @@ public:
     bool isKnown() const noexcept { return out_ != nullptr; }
     /// Returns the writer of the payload, which is begun.
     PushWriter& writer() noexcept { return writer_; }
-    /// Returns the payload that was written.
-    Result<Payload> end();
+    /// Returns the payload that was written, after the end of the writer.
+    Payload payload() const { return Payload::createFromWriter(bytes_, mimeType_); }
 
 private:
     std::string mimeType_;

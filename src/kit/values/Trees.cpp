@@ -157,14 +157,10 @@ bool readTree(Reader& in, util::config::Dictionary& out) {
 
 bool readTree(Reader& in, Payload& out) {
     PayloadWriter session(in.mimeType(), Limits());
-    if (!copyValue(in, session.writer())) {
+    if (!copyValue(in, session.writer()) || !session.writer().end()) {
         return in.adopt(session.writer());
     }
-    Result<Payload> payload = session.end();
-    if (!payload) {
-        return in.adopt(session.writer());
-    }
-    out = *std::move(payload);
+    out = session.payload();
     return true;
 }
 

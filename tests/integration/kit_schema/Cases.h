@@ -55,7 +55,9 @@ struct Sample<bool> {
 };
 template <>
 struct Sample<std::int8_t> {
-    static std::int8_t make(unsigned n) { return static_cast<std::int8_t>(n % 2 == 0 ? n : -128); }
+    static std::int8_t make(unsigned n) {
+        return n % 2 == 0 ? static_cast<std::int8_t>(n) : std::int8_t{-128};
+    }
 };
 template <>
 struct Sample<double> {
