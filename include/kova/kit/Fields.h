@@ -15,20 +15,17 @@
 ///
 /// The items behind the type are:
 ///
-/// - `level`: a mandatory member. A member of a type `std::optional` may be missing; it is not
-/// written
-///   while it is empty.
+/// - `level`: a mandatory member. A member of a type `std::optional` may be missing, and is not
+///   written while it is empty.
 /// - `optional(muted)`: a field that may be missing. Its member then keeps its default.
 /// - `as("type", kind)`: a member that has another name in payloads.
 /// - `count(position)`: a duration that travels as a number of its ticks.
 /// - `base(Device)`: the fields of a base class, which has a description of its own.
 /// - `strict()`: refuses objects with other fields, which are otherwise skipped.
-/// - `named("volume")`: the name of the type as an alternative of a variant; by default its C++
-/// name.
+/// - `named("volume")`: the name of the type in variants and schemas; by default its C++ name.
 ///
 /// The items `optional`, `as` and `count` can be nested: `optional(as("type", kind))`. The macro
-/// accepts up to 64 items, and no type whose name has a comma; `kovaFields` below has neither
-/// limit.
+/// accepts up to 64 items and no comma in the name of the type. `kovaFields` has neither limit.
 #define KOVA_FIELDS(...)                                                                           \
     constexpr auto kovaFields(KOVA_KIT_FIRST(__VA_ARGS__)*) {                                      \
         return ::kova::kit::fields(KOVA_KIT_EACH(KOVA_KIT_ITEM, KOVA_KIT_TYPE_NAME, __VA_ARGS__)); \

@@ -27,26 +27,24 @@
 ///
 /// The types that have a form in payloads:
 ///
-/// - `bool`, integers of any width, `float` and `double`: a number is never cut to the width of its
-///   type. A character type is not a number.
+/// - `bool`, integers of any width, `float`, `double`: a number that does not fit is refused.
 /// - `std::string`: a string. JSON carries only UTF-8.
-/// - Structs with `KOVA_FIELDS`: objects. Enumerations with `KOVA_ENUM`: their names.
-/// - `std::vector`, `std::array`: arrays; an array of another length than that of `std::array` is
-///   refused. The binary format packs vectors of numbers.
+/// - A struct with `KOVA_FIELDS`: an object.
+/// - An enumeration with `KOVA_ENUM`: the name of the enumerator.
+/// - `std::vector`: an array. The binary format packs numbers.
+/// - `std::array`: an array of exactly this length.
 /// - `std::vector<std::uint8_t>`, `Blob`: bytes, as an array of numbers from 0 to 255. The binary
-///   format packs it into one byte string; JSON has a number for each byte.
-/// - `std::map` with keys of type `std::string`: objects with any fields.
+///   format packs them into one byte string.
+/// - `std::map` with keys of type `std::string`: an object with any fields.
 /// - `std::optional`: null or a value.
-/// - `std::variant`: an alternative whose type has `KOVA_FIELDS` or `KOVA_ENUM` is an object with
-/// one
-///   entry, named after the type. Other alternatives are told apart by their kinds: null
-///   (`std::monostate`), boolean, number, string, array, object. Two of one kind do not compile.
+/// - `std::variant`: if the type of the alternative has `KOVA_FIELDS` or `KOVA_ENUM`, an object
+///   with one entry that is named after the type. Other alternatives must differ in their kind:
+///   null (`std::monostate`), boolean, number, string, array or object.
 /// - `std::chrono::duration`: the text of `dovglobals::Duration`, for whole seconds up to 31 days,
 ///   or a count (see `KOVA_FIELDS`).
-/// - The types of `kova/core/dovglobals`, `Path`, `url`, `zel::UUID` and `Number`: their text.
-/// - `Tree` and `GenericObject`: value trees. `Payload`, in another value: a value of any kind,
-/// kept
-///   as a payload of the outer payload's format.
+/// - The types of `kova/core/dovglobals`, `Path`, `url`, `zel::UUID`, `Number`: their text.
+/// - `Tree`, `GenericObject`: a value tree.
+/// - `Payload` within another value: any value, in the format of the outer payload.
 ///
 /// A type may contain itself in a vector or map. These functions have no state; any thread may call
 /// them. They throw `std::bad_alloc` if memory is exhausted. A reason that the platform stores as

@@ -11,10 +11,10 @@ namespace kova::kit::detail {
 /// Whether the error storage of the platform counts the errors that its thread records. A device's
 /// own platform need not.
 template <class Storage, class = void>
-constexpr bool countsErrors = false;
+inline constexpr bool countsErrors = false;
 template <class Storage>
-constexpr bool countsErrors<Storage, std::void_t<decltype(std::declval<Storage&>().count())>> =
-    true;
+inline constexpr bool
+    countsErrors<Storage, std::void_t<decltype(std::declval<Storage&>().count())>> = true;
 
 /// The error that the calling thread records during the life of this object. At its end the error
 /// is acknowledged: its reason is in the result of the read or write. Without a count of errors,

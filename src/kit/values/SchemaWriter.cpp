@@ -189,7 +189,8 @@ void SchemaWriter::definitions() {
     out_.beginField("$defs");
     {
         const Object all(out_);
-        // Writing a definition may refer to further structs.
+        // Writing a definition may append further ones.
+        // NOLINTNEXTLINE(modernize-loop-convert): iterators would become invalid
         for (std::size_t i = 0; i < definitions_.size(); ++i) {
             out_.beginField(definitions_[i].name);
             {

@@ -23,10 +23,11 @@ namespace {
 
 template <typename T>
 bool assign(T& out, std::optional<T> value) {
-    if (value) {
-        out = *std::move(value);
+    if (!value) {
+        return false;
     }
-    return value.has_value();
+    out = *std::move(value);
+    return true;
 }
 
 // ---- the function of the core that parses the text of a type

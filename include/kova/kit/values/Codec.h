@@ -16,7 +16,7 @@
 namespace kova::kit::detail {
 
 template <typename T>
-constexpr bool dependentFalse = false;
+inline constexpr bool dependentFalse = false;
 
 /// Reads and writes values of the type `T`. Each specialization has a constant `KIND`, the kind of
 /// its values in payloads, and the templates `read(In& in, T& out)` and `write(Out& out, const T&
@@ -42,7 +42,7 @@ using FixedWidth = std::conditional_t<
 
 /// Whether the type is an integer, which a character and a boolean are not.
 template <typename T>
-constexpr bool isInteger =
+inline constexpr bool isInteger =
     std::is_integral_v<T> && !std::is_same_v<T, bool> && !std::is_same_v<T, char> &&
     !std::is_same_v<T, wchar_t> && !std::is_same_v<T, char16_t> && !std::is_same_v<T, char32_t>;
 
@@ -105,9 +105,9 @@ struct Codec<std::string> {
 
 /// Whether null is a value of the type, so that an optional of it would be ambiguous.
 template <typename T>
-constexpr bool isNullable = false;
+inline constexpr bool isNullable = false;
 template <typename T>
-constexpr bool isNullable<std::optional<T>> = true;
+inline constexpr bool isNullable<std::optional<T>> = true;
 
 /// Null, or a value.
 template <typename T>
@@ -171,9 +171,9 @@ bool writeElements(Out& out, const Range& range) {
 
 /// Whether arrays of the type are read and written as a whole.
 template <typename T>
-constexpr bool isPacked = std::is_same_v<T, bool> || std::is_same_v<T, float> ||
-                          std::is_same_v<T, double> ||
-                          (isInteger<T> && std::is_same_v<T, FixedWidth<T>>);
+inline constexpr bool isPacked = std::is_same_v<T, bool> || std::is_same_v<T, float> ||
+                                 std::is_same_v<T, double> ||
+                                 (isInteger<T> && std::is_same_v<T, FixedWidth<T>>);
 
 /// An array.
 template <typename T>

@@ -32,9 +32,9 @@ struct Enumerators {
 };
 
 template <typename T, typename Enable = void>
-constexpr bool hasEnumerators = false;
+inline constexpr bool hasEnumerators = false;
 template <typename T>
-constexpr bool hasEnumerators<T, std::void_t<decltype(kovaEnumerators(std::declval<T>()))>> =
+inline constexpr bool hasEnumerators<T, std::void_t<decltype(kovaEnumerators(std::declval<T>()))>> =
     std::is_enum_v<T>;
 
 /// The description of an enumeration.

@@ -6,9 +6,7 @@
 #include <type_traits>
 #include <utility>
 
-namespace kova::kit {
-
-namespace detail {
+namespace kova::kit::detail {
 
 /// The form of a field that travels as its type does.
 struct PlainForm;
@@ -36,11 +34,6 @@ struct Strict {};
 struct Named {
     std::string_view name;
 };
-
-template <typename Item>
-constexpr bool isField = false;
-template <class Class, class T, class F>
-constexpr bool isField<Field<Class, T, F>> = true;
 
 /// What `fields` returns: a description of a struct.
 template <class... Items>
@@ -76,9 +69,10 @@ struct PointerTo {
 };
 
 template <typename T, typename Enable = void>
-constexpr bool hasFields = false;
+inline constexpr bool hasFields = false;
 template <typename T>
-constexpr bool hasFields<T, std::void_t<decltype(kovaFields(std::declval<PointerTo<T>>()))>> = true;
+inline constexpr bool
+    hasFields<T, std::void_t<decltype(kovaFields(std::declval<PointerTo<T>>()))>> = true;
 
 /// The description of a struct.
 template <typename T>
@@ -115,7 +109,8 @@ template <typename T>
 inline constexpr auto flatFields = flatten<T>();
 
 template <typename T>
-constexpr std::size_t fieldCount = std::tuple_size_v<std::remove_const_t<decltype(flatFields<T>)>>;
+inline constexpr std::size_t fieldCount =
+    std::tuple_size_v<std::remove_const_t<decltype(flatFields<T>)>>;
 
 /// Returns whether no name occurs twice.
 template <std::size_t N>
@@ -146,7 +141,7 @@ constexpr bool haveDifferentNames() noexcept {
 
 /// Whether all fields of a struct have different names.
 template <typename T>
-constexpr bool namesDiffer = haveDifferentNames<T>();
+inline constexpr bool namesDiffer = haveDifferentNames<T>();
 
 /// Returns the text behind the last "::".
 constexpr std::string_view unqualified(std::string_view name) noexcept {
@@ -154,6 +149,4 @@ constexpr std::string_view unqualified(std::string_view name) noexcept {
     return colon == std::string_view::npos ? name : name.substr(colon + 1);
 }
 
-}  // namespace detail
-
-}  // namespace kova::kit
+}  // namespace kova::kit::detail

@@ -141,16 +141,16 @@ struct FieldCodec : Codec<Member> {
 };
 
 template <typename T>
-constexpr bool isOptional = false;
+inline constexpr bool isOptional = false;
 template <typename T>
-constexpr bool isOptional<std::optional<T>> = true;
+inline constexpr bool isOptional<std::optional<T>> = true;
 
 /// Whether reading a value may leave a part of the former value, so that a repeated field has to be
 /// reset.
 template <typename T>
-constexpr bool keepsParts = hasFields<T>;
+inline constexpr bool keepsParts = hasFields<T>;
 template <typename T, std::size_t N>
-constexpr bool keepsParts<std::array<T, N>> = keepsParts<T>;
+inline constexpr bool keepsParts<std::array<T, N>> = keepsParts<T>;
 
 /// The functions for the field `I` of the struct `T`.
 template <typename T, std::size_t I>

@@ -50,6 +50,28 @@ constexpr auto kovaFields(Plain*) {
                   optional(field("devices", &Plain::devices)));
 }
 
+struct Wide {
+    int f0 = 0, f1 = 1, f2 = 2, f3 = 3, f4 = 4, f5 = 5, f6 = 6, f7 = 7;
+    int f8 = 8, f9 = 9, f10 = 10, f11 = 11, f12 = 12, f13 = 13, f14 = 14, f15 = 15;
+    int f16 = 16, f17 = 17, f18 = 18, f19 = 19, f20 = 20, f21 = 21, f22 = 22, f23 = 23;
+    int f24 = 24, f25 = 25, f26 = 26, f27 = 27, f28 = 28, f29 = 29, f30 = 30, f31 = 31;
+    int f32 = 32, f33 = 33, f34 = 34, f35 = 35, f36 = 36, f37 = 37, f38 = 38, f39 = 39;
+    int f40 = 40, f41 = 41, f42 = 42, f43 = 43, f44 = 44, f45 = 45, f46 = 46, f47 = 47;
+    int f48 = 48, f49 = 49, f50 = 50, f51 = 51, f52 = 52, f53 = 53, f54 = 54, f55 = 55;
+    int f56 = 56, f57 = 57, f58 = 58, f59 = 59, f60 = 60, f61 = 61, f62 = 62, f63 = 63;
+};
+KOVA_FIELDS(Wide, f0, f1, f2, f3, f4, f5, f6, f7, f8, f9, f10, f11, f12, f13, f14, f15, f16, f17,
+            f18, f19, f20, f21, f22, f23, f24, f25, f26, f27, f28, f29, f30, f31, f32, f33, f34,
+            f35, f36, f37, f38, f39, f40, f41, f42, f43, f44, f45, f46, f47, f48, f49, f50, f51,
+            f52, f53, f54, f55, f56, f57, f58, f59, f60, f61, f62, f63)
+
+struct Nested {
+    int kind = 7;
+    std::chrono::seconds age{5};
+    int optional = 3;  // a name that is also the name of an item
+};
+KOVA_FIELDS(Nested, as("type", optional(kind)), optional(as("old", count(age))), optional)
+
 struct Empty {};
 KOVA_FIELDS(Empty)
 
@@ -90,6 +112,15 @@ TEST(FieldsTest, AreWrittenInTheirOrderWithThoseOfTheBaseFirst) {
     EXPECT_EQ(write(toPayload(lamp)), R"({"name":"desk","id":3,"type":7,"lit":false,"dimmed":5})");
     EXPECT_EQ(write(toPayload(Hidden(4))), R"({"value":4})");
     EXPECT_EQ(write(toPayload(Empty())), "{}");
+}
+
+TEST(FieldsTest, MacroAcceptsNestedItemsAnd64Fields) {
+    EXPECT_EQ(write(toPayload(Nested())), R"({"type":7,"old":5,"optional":3})");
+    EXPECT_EQ(read<Nested>(R"({"optional":4})")->kind, 7);
+    static_assert(detail::fieldCount<Wide> == 64);
+    const std::string json = write(toPayload(Wide()));
+    EXPECT_EQ(json.substr(json.size() - 18), R"("f62":62,"f63":63})") << json;
+    EXPECT_EQ(write(toPayload(read<Wide>(json.c_str()).value())), json);
 }
 
 // ---- reading

@@ -112,7 +112,8 @@ TEST_P(ValuesTest, FailuresNameTheElement) {
     expectRefused<std::vector<std::vector<std::string>>>(
         "[[],[\"a\",1]]", "[1][1]: expected a string, found 1", 9, 6);
     expectRefused<std::vector<Volume>>("[{\"level\":1},{\"level\":true}]",
-                                       "[1].level: expected an integer of 32 bits, found true", 22, 17);
+                                       "[1].level: expected an integer of 32 bits, found true", 22,
+                                       17);
     expectRefused<std::vector<Volume>>(
         "[{\"level\":1},{\"muted\":true}]",
         "[1]: expected the field \"level\", found a struct without it", 13, 10);
