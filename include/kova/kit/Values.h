@@ -13,6 +13,7 @@
 #include "kova/kit/Tree.h"
 #include "kova/kit/values/Chrono.h"
 #include "kova/kit/values/Containers.h"
+#include "kova/kit/values/Fast.h"
 #include "kova/kit/values/Texts.h"
 #include "kova/kit/values/Trees.h"
 #include "kova/kit/values/Variant.h"
@@ -85,6 +86,13 @@ Result<Payload> toPayload(const T& value, const std::string& mimeType = mimetype
     if constexpr (std::is_same_v<T, Payload>) {
         return value;
     } else {
+#if KOVA_KIT_HAS_FAST_PATH
+        Payload payload = detail::writeFast(mimeType, limits,
+                                            &detail::writeErased<detail::FastWriter, T>, &value);
+        if (!payload.isEmpty()) {
+            return payload;
+        }
+#endif
         return detail::writePayload(mimeType, limits, &detail::writeErased<detail::Writer, T>,
                                     &value);
     }
@@ -100,6 +108,12 @@ Result<T> fromPayload(const Payload& payload, const Limits& limits = {}) {
     if constexpr (std::is_same_v<T, Payload>) {
         return payload;
     } else {
+#if KOVA_KIT_HAS_FAST_PATH
+        if (T value{};
+            detail::readFast(payload, limits, &detail::readErased<detail::FastReader, T>, &value)) {
+            return value;
+        }
+#endif
         T value{};
         if (auto error = detail::readPayload(payload, limits,
                                              &detail::readErased<detail::Reader, T>, &value)) {

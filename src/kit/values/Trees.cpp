@@ -169,6 +169,10 @@ bool writeTree(Writer& out, const util::config::Value& value) {
     return copyValue(reader, out) || out.adopt(reader);
 }
 
+bool writeTree(Writer& out, const Tree& value) {
+    return value == nullptr ? out.null() : writeTree(out, *value);
+}
+
 bool writeTree(Writer& out, const Payload& value) {
     PayloadReader session(value, Limits());
     if (!session.isKnown()) {

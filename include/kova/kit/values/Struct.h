@@ -7,6 +7,7 @@
 #include <tuple>
 
 #include "kova/kit/values/Codec.h"
+#include "kova/kit/values/Fast.h"
 #include "kova/kit/values/FieldTable.h"
 
 // How structs travel: as objects with their fields, read in any order.
@@ -133,6 +134,13 @@ bool writeStruct(Out& out, const WriteRow<Out>* rows, std::size_t size, const vo
 extern template KOVA_KIT_API bool readStruct<Reader>(Reader&, const ReadTable<Reader>&, void*);
 extern template KOVA_KIT_API bool writeStruct<Writer>(Writer&, const WriteRow<Writer>*, std::size_t,
                                                       const void*);
+
+#if KOVA_KIT_HAS_FAST_PATH
+extern template KOVA_KIT_API bool readStruct<FastReader>(FastReader&, const ReadTable<FastReader>&,
+                                                         void*);
+extern template KOVA_KIT_API bool writeStruct<FastWriter>(FastWriter&, const WriteRow<FastWriter>*,
+                                                          std::size_t, const void*);
+#endif
 
 /// The codec of a field's member: that of its type, unless the field says otherwise.
 template <class Member, class Form>

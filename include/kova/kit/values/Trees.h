@@ -29,52 +29,48 @@ KOVA_KIT_API bool readTree(Reader& in, Payload& out);
 /// Reads an object. Replaces the content of `out`.
 KOVA_KIT_API bool readTree(Reader& in, util::config::Dictionary& out);
 /// @{
-/// Writes the value. Fails for a payload that is empty or of a type without structure.
+/// Writes the value; a null pointer as null. Fails for a payload that is empty or of a type without
+/// structure.
 KOVA_KIT_API bool writeTree(Writer& out, const util::config::Value& value);
+KOVA_KIT_API bool writeTree(Writer& out, const Tree& value);
 KOVA_KIT_API bool writeTree(Writer& out, const Payload& value);
 /// @}
 
-template <>
-struct Codec<Payload> {
-    static constexpr Kind KIND = Kind::None;
-    static bool read(Reader& in, Payload& out) { return readTree(in, out); }
-    static bool write(Writer& out, const Payload& value) { return writeTree(out, value); }
+/// Reads and writes with the general reader and writer. Any other fails, so that the general one
+/// starts again.
+template <Kind K>
+struct GeneralCodec {
+    static constexpr Kind KIND = K;
+    template <class In, typename T>
+    static bool read(In& in, T& out) {
+        if constexpr (std::is_base_of_v<Reader, In>) {
+            return readTree(in, out);
+        } else {
+            return false;
+        }
+    }
+    template <class Out, typename T>
+    static bool write(Out& out, const T& value) {
+        if constexpr (std::is_base_of_v<Writer, Out>) {
+            return writeTree(out, value);
+        } else {
+            return false;
+        }
+    }
 };
 
-/// A dictionary. The functions are templates, because the type need not be complete here.
 template <>
-struct Codec<GenericObject> {
-    static constexpr Kind KIND = Kind::Object;
-    template <class In, class Object>
-    static bool read(In& in, Object& out) {
-        return readTree(in, out);
-    }
-    template <class Out, class Object>
-    static bool write(Out& out, const Object& value) {
-        return writeTree(out, value);
-    }
-};
+struct Codec<Payload> : GeneralCodec<Kind::None> {};
+template <>
+struct Codec<GenericObject> : GeneralCodec<Kind::Object> {};
+template <>
+struct Codec<Tree> : GeneralCodec<Kind::None> {};
 
 /// A node. It can only be written, because nodes cannot be moved.
 template <typename T>
 struct Codec<T, std::enable_if_t<std::is_same_v<T, util::config::Value> ||
                                  std::is_same_v<T, util::config::Dictionary> ||
-                                 std::is_same_v<T, util::config::Array>>> {
-    static constexpr Kind KIND = Kind::None;
-    template <class Out>
-    static bool write(Out& out, const T& value) {
-        return writeTree(out, value);
-    }
-};
-
-/// An owned tree. A null pointer travels as null.
-template <>
-struct Codec<Tree> {
-    static constexpr Kind KIND = Kind::None;
-    static bool read(Reader& in, Tree& out) { return readTree(in, out); }
-    static bool write(Writer& out, const Tree& value) {
-        return value == nullptr ? out.null() : writeTree(out, *value);
-    }
-};
+                                 std::is_same_v<T, util::config::Array>>>
+    : GeneralCodec<Kind::None> {};
 
 }  // namespace kova::kit::detail

@@ -14,14 +14,47 @@
 // What the tests of values share: each of them runs for both formats and for value trees.
 namespace kova::kit::test {
 
-enum class Format { Json, Binary, Tree };
+/// A format, and the way that leads to it: `GeneralJson` and `GeneralBinary` use the interfaces of
+/// the platform that every platform has, the others the fast path where there is one.
+enum class Format { Json, Binary, GeneralJson, GeneralBinary, Tree };
+
+inline bool isJson(Format format) {
+    return format == Format::Json || format == Format::GeneralJson;
+}
+
+inline bool isGeneral(Format format) {
+    return format == Format::GeneralJson || format == Format::GeneralBinary;
+}
 
 inline std::ostream& operator<<(std::ostream& out, Format format) {
-    return out << (format == Format::Json ? "Json" : format == Format::Binary ? "Binary" : "Tree");
+    constexpr char const* NAMES[] = {"Json", "Binary", "GeneralJson", "GeneralBinary", "Tree"};
+    return out << NAMES[static_cast<std::size_t>(format)];
 }
 
 inline char const* mimeTypeOf(Format format) {
-    return format == Format::Json ? mimetypes::JSON_TYPE : mimetypes::AXOBIN_TYPE;
+    return isJson(format) ? mimetypes::JSON_TYPE : mimetypes::AXOBIN_TYPE;
+}
+
+/// Writes the value to a payload.
+template <typename T>
+Result<Payload> writeAs(Format format, const T& value) {
+    return isGeneral(format) ? detail::writePayload(mimeTypeOf(format), Limits(),
+                                                    &detail::writeErased<detail::Writer, T>, &value)
+                             : toPayload(value, mimeTypeOf(format));
+}
+
+/// Reads the value from a payload.
+template <typename T>
+Result<T> readPayloadAs(Format format, const Payload& payload, const Limits& limits) {
+    if (!isGeneral(format)) {
+        return fromPayload<T>(payload, limits);
+    }
+    T value{};
+    if (auto error =
+            detail::readPayload(payload, limits, &detail::readErased<detail::Reader, T>, &value)) {
+        return *std::move(error);
+    }
+    return value;
 }
 
 /// Writes the value and reads it again.
@@ -31,8 +64,8 @@ Result<T> roundTrip(Format format, const T& value, const Limits& limits = {}) {
         const Result<Tree> tree = toTree(value);
         return tree ? fromTree<T>(**tree, limits) : Result<T>(tree.error());
     }
-    const Result<Payload> payload = toPayload(value, mimeTypeOf(format));
-    return payload ? fromPayload<T>(*payload, limits) : Result<T>(payload.error());
+    const Result<Payload> payload = writeAs(format, value);
+    return payload ? readPayloadAs<T>(format, *payload, limits) : Result<T>(payload.error());
 }
 
 /// Returns the binary payload with the content of the JSON text.
@@ -53,13 +86,9 @@ inline Payload binaryOf(const std::string& json) {
 /// Reads the content of the JSON text in a format.
 template <typename T>
 Result<T> readAs(Format format, const std::string& json, const Limits& limits = {}) {
-    switch (format) {
-        case Format::Json:
-            return fromPayload<T>(Payload::createFromJSON(json), limits);
-        case Format::Binary:
-            return fromPayload<T>(binaryOf(json), limits);
-        case Format::Tree:
-            break;
+    if (format != Format::Tree) {
+        return readPayloadAs<T>(
+            format, isJson(format) ? Payload::createFromJSON(json) : binaryOf(json), limits);
     }
     const Tree tree = fromPayload<Tree>(Payload::createFromJSON(json)).orThrow();
     return fromTree<T>(*tree, limits);
@@ -103,7 +132,7 @@ protected:
     template <typename T>
     void expectRefused(const std::string& json, const std::string& reason, int jsonByte,
                        int binaryByte) {
-        const int byte = GetParam() == Format::Json ? jsonByte : binaryByte;
+        const int byte = isJson(GetParam()) ? jsonByte : binaryByte;
         const bool isTree = GetParam() == Format::Tree;
         EXPECT_EQ(reasonOf<T>(GetParam(), json),
                   isTree ? reason : reason + " (byte " + std::to_string(byte) + ")")
@@ -118,5 +147,7 @@ protected:
     INSTANTIATE_TEST_SUITE_P(                                                               \
         Formats, Class,                                                                     \
         testing::Values(::kova::kit::test::Format::Json, ::kova::kit::test::Format::Binary, \
+                        ::kova::kit::test::Format::GeneralJson,                             \
+                        ::kova::kit::test::Format::GeneralBinary,                           \
                         ::kova::kit::test::Format::Tree),                                   \
         testing::PrintToStringParamName())

@@ -1,0 +1,141 @@
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "kova/core/Payload.h"
+#include "kova/kit/Export.h"
+#include "kova/kit/Limits.h"
+#include "kova/kit/values/Reader.h"
+
+// The fast path over the field reader and writer of the platform. A platform need not have them.
+#if __has_include("util/serializer/FieldReader.h")
+#define KOVA_KIT_HAS_FAST_PATH 1
+#include "util/serializer/FieldReader.h"
+#include "util/serializer/FieldWriter.h"
+#else
+#define KOVA_KIT_HAS_FAST_PATH 0
+#endif
+
+#if KOVA_KIT_HAS_FAST_PATH
+namespace kova::kit::detail {
+
+/// What a fast reader and writer share: the functions that describe a failure do nothing. After a
+/// failure the general reader or writer starts again, and finds the reason or the value.
+class Fast {
+public:
+    explicit Fast(const Limits& limits) noexcept : limits_(limits) {}
+    Fast(const Fast&) = delete;
+    Fast& operator=(const Fast&) = delete;
+
+    [[nodiscard]] bool enter() noexcept { return ++depth_ <= limits_.depth; }
+    void leave() noexcept { --depth_; }
+    [[nodiscard]] bool count(std::size_t elements) noexcept {
+        elements_ += elements;
+        return elements_ <= limits_.elements;
+    }
+    [[nodiscard]] bool checkText(std::size_t bytes) const noexcept {
+        return bytes <= limits_.textBytes;
+    }
+    static bool refuse(std::string_view, std::string_view) noexcept { return false; }
+    static bool inField(std::string_view) noexcept { return false; }
+    static bool inElement(std::size_t) noexcept { return false; }
+
+private:
+    const Limits& limits_;
+    std::size_t depth_ = 0;
+    std::size_t elements_ = 0;
+};
+
+/// The fast reader of a payload, with the functions of `Reader` that have a fast form.
+class FastReader final : public Fast {
+public:
+    using Format = util::serializer::FieldReader::Format;
+
+    FastReader(Format format, std::string_view payload, const Limits& limits) noexcept
+        : Fast(limits), in_(format, payload) {}
+
+    bool begin() noexcept { return in_.begin(); }
+    bool end() const noexcept { return in_.end(); }
+
+    Kind kind() const noexcept {
+        using Other = util::serializer::FieldReader::Kind;
+        static_assert(static_cast<Kind>(Other::Null) == Kind::Null &&
+                      static_cast<Kind>(Other::Number) == Kind::Number &&
+                      static_cast<Kind>(Other::None) == Kind::None);
+        return static_cast<Kind>(in_.kind());
+    }
+    bool null() noexcept { return in_.null(); }
+    template <typename T>
+    bool value(T& out) {
+        return in_.value(out);
+    }
+    bool text(std::string_view& out) noexcept { return in_.text(out) && checkText(out.size()); }
+    template <typename T>
+    bool values(std::vector<T>& out) {
+        return in_.values(out);
+    }
+
+    bool beginArray() noexcept { return in_.beginArray(); }
+    bool atArrayEnd() const noexcept { return in_.atArrayEnd(); }
+    static bool beginElement() noexcept { return true; }
+    bool endElement() noexcept { return in_.endElement(); }
+    bool endArray() noexcept { return in_.endArray(); }
+
+    bool beginObject() noexcept { return in_.beginObject(); }
+    bool atObjectEnd() const noexcept { return in_.atObjectEnd(); }
+    bool beginField(std::string_view& name) noexcept { return in_.beginField(name); }
+    bool skipField() noexcept { return in_.skipField(); }
+    bool endField() noexcept { return in_.endField(); }
+    bool endObject() noexcept { return in_.endObject(); }
+
+private:
+    util::serializer::FieldReader in_;
+};
+
+/// The fast writer of a payload, with the functions of `Writer` that have a fast form.
+class FastWriter final : public Fast {
+public:
+    using Format = util::serializer::FieldWriter::Format;
+
+    FastWriter(Format format, util::ByteBufferWriter& bytes, const Limits& limits) noexcept
+        : Fast(limits), out_(format, bytes) {}
+
+    bool null() noexcept { return out_.null(); }
+    template <typename T>
+    bool value(T value) noexcept {
+        return out_.value(value);
+    }
+    template <typename T>
+    bool values(const std::vector<T>& values) noexcept {
+        return out_.values(values);
+    }
+
+    bool beginArray() noexcept { return out_.beginArray(); }
+    bool beginElement() noexcept { return out_.beginElement(); }
+    static bool endElement() noexcept { return true; }
+    bool endArray() noexcept { return out_.endArray(); }
+
+    bool beginObject() noexcept { return out_.beginObject(); }
+    bool beginField(std::string_view name) noexcept { return out_.beginField(name); }
+    static bool endField() noexcept { return true; }
+    bool endObject() noexcept { return out_.endObject(); }
+
+private:
+    util::serializer::FieldWriter out_;
+};
+
+/// Reads a payload with the function `read(reader, out)`. Returns false if it has to be read in the
+/// general way; `out` is then unspecified.
+KOVA_KIT_API bool readFast(const Payload& payload, const Limits& limits,
+                           bool (*read)(FastReader&, void*), void* out);
+
+/// Writes a payload with the function `write(writer, value)`. Returns the empty payload if it has
+/// to be written in the general way.
+KOVA_KIT_API Payload writeFast(const std::string& mimeType, const Limits& limits,
+                               bool (*write)(FastWriter&, const void*), const void* value);
+
+}  // namespace kova::kit::detail
+#endif
