@@ -21,8 +21,10 @@ namespace {
 using util::serializer::IStructuredPullDeserializer;
 using util::serializer::IStructuredSerializer;
 
-char const* typeOf(mimetypes::MimeTypeID id) {
-    return id == mimetypes::JSON ? mimetypes::JSON_TYPE : mimetypes::AXOBIN_TYPE;
+const std::string& typeOf(mimetypes::MimeTypeID id) {
+    static const std::string JSON = mimetypes::JSON_TYPE;
+    static const std::string BINARY = mimetypes::AXOBIN_TYPE;
+    return id == mimetypes::JSON ? JSON : BINARY;
 }
 
 template <typename T>

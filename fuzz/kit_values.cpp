@@ -101,18 +101,8 @@ void checkReason(const Error& error) {
         "the reason is a line that names what was expected");
 }
 
-/// Reads the payload in the general way.
-Result<Rich> readGeneral(const Payload& payload, const Limits& limits) {
-    Rich value;
-    if (auto error = detail::readPayload(payload, limits, &detail::readErased<detail::Reader, Rich>,
-                                         &value)) {
-        return *std::move(error);
-    }
-    return value;
-}
-
 void checkBothWays(const Payload& payload, const Limits& limits, const Result<Rich>& value) {
-    const Result<Rich> general = readGeneral(payload, limits);
+    const Result<Rich> general = detail::readGeneral<Rich>(payload, limits);
     fuzz::require(general.ok() == value.ok(), "both ways have the same verdict");
     if (value) {
         fuzz::requireEqual(bytesOf(*binaryOf(*value)), bytesOf(*binaryOf(*general)),

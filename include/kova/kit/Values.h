@@ -71,6 +71,16 @@ KOVA_KIT_API Result<Tree> writeTreeValue(const Limits& limits, bool (*write)(Wri
                                          const void* value);
 /// @}
 
+/// Reads a payload with the general reader.
+template <typename T>
+Result<T> readGeneral(const Payload& payload, const Limits& limits) {
+    Result<T> result{T{}};
+    if (auto error = readPayload(payload, limits, &readErased<Reader, T>, &*result)) {
+        return *std::move(error);
+    }
+    return result;
+}
+
 }  // namespace detail
 
 /// Returns the value as a payload of the mime type, JSON or binary. A `Payload` is returned
@@ -109,17 +119,13 @@ Result<T> fromPayload(const Payload& payload, const Limits& limits = {}) {
         return payload;
     } else {
 #if KOVA_KIT_HAS_FAST_PATH
-        if (T value{};
-            detail::readFast(payload, limits, &detail::readErased<detail::FastReader, T>, &value)) {
-            return value;
+        Result<T> result{T{}};
+        if (detail::readFast(payload, limits, &detail::readErased<detail::FastReader, T>,
+                             &*result)) {
+            return result;
         }
 #endif
-        T value{};
-        if (auto error = detail::readPayload(payload, limits,
-                                             &detail::readErased<detail::Reader, T>, &value)) {
-            return *std::move(error);
-        }
-        return value;
+        return detail::readGeneral<T>(payload, limits);
     }
 }
 

@@ -4,6 +4,7 @@
 
 #include <optional>
 
+#include "SharedBytes.h"
 #include "kova/core/MimeTypes.h"
 #include "util/ByteBufferWriter.h"
 
@@ -50,7 +51,8 @@ Payload writeFast(const std::string& mimeType, const Limits& limits,
     }
     util::ByteBufferWriter bytes(FIRST_CAPACITY);
     FastWriter writer(*format, bytes, limits);
-    return write(writer, value) ? Payload::createFromWriter(bytes, mimeType) : Payload();
+    return write(writer, value) ? Payload(shareBytes(bytes.data(), bytes.size()), mimeType)
+                                : Payload();
 }
 
 }  // namespace kova::kit::detail

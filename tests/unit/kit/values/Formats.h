@@ -46,15 +46,8 @@ Result<Payload> writeAs(Format format, const T& value) {
 /// Reads the value from a payload.
 template <typename T>
 Result<T> readPayloadAs(Format format, const Payload& payload, const Limits& limits) {
-    if (!isGeneral(format)) {
-        return fromPayload<T>(payload, limits);
-    }
-    T value{};
-    if (auto error =
-            detail::readPayload(payload, limits, &detail::readErased<detail::Reader, T>, &value)) {
-        return *std::move(error);
-    }
-    return value;
+    return isGeneral(format) ? detail::readGeneral<T>(payload, limits)
+                             : fromPayload<T>(payload, limits);
 }
 
 /// Writes the value and reads it again.
