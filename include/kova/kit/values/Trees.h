@@ -66,11 +66,14 @@ struct Codec<GenericObject> : GeneralCodec<Kind::Object> {};
 template <>
 struct Codec<Tree> : GeneralCodec<Kind::None> {};
 
+/// @{
 /// A node. It can only be written, because nodes cannot be moved.
-template <typename T>
-struct Codec<T, std::enable_if_t<std::is_same_v<T, util::config::Value> ||
-                                 std::is_same_v<T, util::config::Dictionary> ||
-                                 std::is_same_v<T, util::config::Array>>>
-    : GeneralCodec<Kind::None> {};
+template <>
+struct Codec<util::config::Value> : GeneralCodec<Kind::None> {};
+template <>
+struct Codec<util::config::Dictionary> : GeneralCodec<Kind::None> {};
+template <>
+struct Codec<util::config::Array> : GeneralCodec<Kind::None> {};
+/// @}
 
 }  // namespace kova::kit::detail
