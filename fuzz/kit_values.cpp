@@ -102,13 +102,14 @@ void checkReason(const Error& error) {
 }
 
 void checkBothWays(const Payload& payload, const Limits& limits, const Result<Rich>& value) {
-    const Result<Rich> general = detail::readGeneral<Rich>(payload, limits);
+    const Result<Rich> general = kova::kit::detail::readGeneral<Rich>(payload, limits);
     fuzz::require(general.ok() == value.ok(), "both ways have the same verdict");
     if (value) {
         fuzz::requireEqual(bytesOf(*binaryOf(*value)), bytesOf(*binaryOf(*general)),
                            "both ways read the same value");
-        const Result<Payload> written = detail::writePayload(
-            mimetypes::AXOBIN_TYPE, Limits(), &detail::writeErased<detail::Writer, Rich>, &*value);
+        const Result<Payload> written = kova::kit::detail::writePayload(
+            mimetypes::AXOBIN_TYPE, Limits(),
+            &kova::kit::detail::writeErased<kova::kit::detail::Writer, Rich>, &*value);
         fuzz::requireEqual(bytesOf(*written), bytesOf(*binaryOf(*value)),
                            "both ways write the same bytes");
     } else {
