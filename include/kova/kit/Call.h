@@ -1,0 +1,223 @@
+#pragma once
+
+#include <chrono>
+#include <functional>
+#include <future>
+#include <memory>
+#include <optional>
+#include <string>
+#include <type_traits>
+#include <utility>
+
+#include "kova/core/KovaException.h"
+#include "kova/kit/CallDraft.h"
+#include "kova/kit/Executor.h"
+#include "kova/kit/Subscription.h"
+#include "kova/kit/Values.h"
+
+namespace kova::kit {
+
+/// The whole answer to a call: the response with code and header, and the value of its payload. (It
+/// is not called a reply, because `Reply` is what a service answers with later.)
+template <typename T>
+struct FullReply {
+    Response response;
+    T value;
+
+    /// Returns the status code.
+    unsigned short code() const noexcept { return response.getStatusCode(); }
+};
+template <>
+struct FullReply<void> {
+    Response response;
+
+    unsigned short code() const noexcept { return response.getStatusCode(); }
+};
+
+namespace detail {
+
+/// Reads a `T` from a response.
+template <typename T>
+struct ResponseReader {
+    static Result<T> read(const Response& response) {
+        return fromPayload<T>(response.getPayload());
+    }
+};
+template <>
+struct ResponseReader<void> {
+    static Result<void> read(const Response&) { return {}; }
+};
+template <typename T>
+struct ResponseReader<FullReply<T>> {
+    static Result<FullReply<T>> read(const Response& response) {
+        if constexpr (std::is_void_v<T>) {
+            return FullReply<T>{response};
+        } else {
+            Result<T> value = ResponseReader<T>::read(response);
+            if (!value) {
+                return value.error();
+            }
+            return FullReply<T>{response, *std::move(value)};
+        }
+    }
+};
+
+template <typename T>
+constexpr bool NEEDS_VALUE = !std::is_void_v<T> && !std::is_same_v<T, FullReply<void>>;
+
+template <typename T, typename Function>
+CallDraft::ValueFunction readingFunction(Function&& function) {
+    return [function = std::forward<Function>(function)](const Response& response) -> Result<void> {
+        if constexpr (std::is_void_v<T>) {
+            function();
+        } else {
+            const Result<T> value = ResponseReader<T>::read(response);
+            if (!value) {
+                return value.error();
+            }
+            function(*value);
+        }
+        return {};
+    };
+}
+
+/// Sends a call and sets the promise to its value or its error.
+template <typename T>
+class FutureAnswer {
+public:
+    std::future<T> start(CallDraft&& draft) {
+        auto promise = std::make_shared<std::promise<T>>();
+        std::future<T> future = promise->get_future();
+        auto last = std::make_shared<std::optional<Response>>();
+        draft.onValue = [last](const Response& value) -> Result<void> {
+            *last = value;
+            return {};
+        };
+        draft.onEnd = [promise, last](const End& end) { set(*promise, end, *last); };
+        draft.start().detach();
+        return future;
+    }
+
+private:
+    static void set(std::promise<T>& promise, const End& end, const std::optional<Response>& last) {
+        if (!end.ok()) {
+            promise.set_exception(std::make_exception_ptr(KovaException(end.response())));
+            return;
+        }
+        if constexpr (std::is_void_v<T>) {
+            promise.set_value();
+        } else {
+            Result<T> value = last || !NEEDS_VALUE<T>
+                                  ? ResponseReader<T>::read(last.value_or(Response(200)))
+                                  : Result<T>(noValue());
+            if (value) {
+                promise.set_value(*std::move(value));
+            } else {
+                promise.set_exception(
+                    std::make_exception_ptr(KovaException(value.error().toResponse())));
+            }
+        }
+    }
+    static Error noValue() {
+        return {statuscodes::BAD_GATEWAY, "the service completed the request without a value"};
+    }
+};
+
+}  // namespace detail
+
+/// A call that is not sent yet. `Client` makes it; one of `get`, `future`, `start`, `detach` and,
+/// in C++20, `co_await` sends it. Without them nothing is sent.
+///
+/// Each function needs an rvalue, so a call is built and sent in one expression, or moved.
+///
+///     const auto setTo = [](kova::kit::Call<int> call) {
+///         kova::kit::Result<int> level =
+///             std::move(call).header("zone", 3).get(std::chrono::milliseconds(500));
+///         return level.ok();
+///     };
+template <typename T>
+class [[nodiscard]] Call {
+public:
+    explicit Call(CallDraft draft) : draft_(std::move(draft)) {
+        draft_.needsValue = detail::NEEDS_VALUE<T>;
+    }
+
+    /// Adds an entry to the header of the request: a truth value, number, text or tree.
+    template <typename V>
+    Call header(const std::string& key, const V& value) && {
+        draft_.addHeader(key, toTree(value));
+        return std::move(*this);
+    }
+    Call header(const std::string& key, char const* value) && {
+        return std::move(*this).header(key, std::string(value));
+    }
+    /// Sets the time after which the call ends as "timed out"; 0 for no limit. For a stream it is
+    /// the time for the first value.
+    Call deadline(std::chrono::milliseconds limit) && {
+        draft_.options.deadline = limit;
+        return std::move(*this);
+    }
+    /// Sets the executor of the callbacks, of the thread that resumes a coroutine, and of a future.
+    Call on(const Executor& executor) && {
+        draft_.options.executor = executor;
+        return std::move(*this);
+    }
+    /// Sets the function for each value: `function(const T&)`, for `T` = `void` without an
+    /// argument. A payload that is not a `T` ends the call as "failed".
+    template <typename Function>
+    Call onValue(Function&& function) && {
+        draft_.onValue = detail::readingFunction<T>(std::forward<Function>(function));
+        return std::move(*this);
+    }
+    /// Sets the function for the progress (code 298): `function(const P&)`. It also works with
+    /// `get`, which calls it on the waiting thread.
+    template <typename P, typename Function>
+    Call onProgress(Function&& function) && {
+        draft_.onProgress = detail::readingFunction<P>(std::forward<Function>(function));
+        return std::move(*this);
+    }
+    /// Sets the function for the end: `function(const End&)`.
+    template <typename Function>
+    Call onEnd(Function&& function) && {
+        draft_.onEnd = std::forward<Function>(function);
+        return std::move(*this);
+    }
+    /// Asks for the whole answer.
+    Call<FullReply<T>> full() && { return Call<FullReply<T>>(std::move(draft_)); }
+
+    /// Sends the request and waits for the answer, for at most `limit`, or for the deadline of the
+    /// call. Fails with the error of the service; with 504 if the time is over, and the request is
+    /// then cancelled; with 400 if the payload is not a `T`. Fails at once where waiting could
+    /// never end, see `Calls::ask`.
+    Result<T> get(std::chrono::milliseconds limit) && {
+        const Result<Response> response = draft_.wait(limit);
+        if (!response) {
+            return response.error();
+        }
+        return detail::ResponseReader<T>::read(*response);
+    }
+    Result<T> get() && {
+        const std::chrono::milliseconds limit = draft_.options.deadline;
+        return std::move(*this).get(limit);
+    }
+    /// Sends the request. The future gets the value, or a `KovaException`; `std::future_error` if
+    /// the client is closed before.
+    std::future<T> future() && { return detail::FutureAnswer<T>().start(std::move(draft_)); }
+    /// Sends the request. The functions that were set are called on the executor. The subscription
+    /// owns the call.
+    [[nodiscard]] Subscription start() && { return draft_.start(); }
+    [[nodiscard]] Subscription start(const Executor& executor) && {
+        draft_.options.executor = executor;
+        return draft_.start();
+    }
+    /// Does the same without an owner.
+    void detach() && { draft_.start().detach(); }
+
+    /// Returns the untyped call, for `co_await` and `Stream`.
+    CallDraft release() && { return std::move(draft_); }
+
+private:
+    CallDraft draft_;
+};
+
+}  // namespace kova::kit

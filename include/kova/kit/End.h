@@ -1,0 +1,66 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <utility>
+
+#include "kova/core/Response.h"
+#include "kova/kit/Export.h"
+#include "kova/kit/Result.h"
+
+namespace kova::kit {
+
+/// How a call ended. A call has exactly one end, unless its owner asked for silence.
+///
+/// A value type. Copies share the payload and the header of the response.
+///
+///     kova::kit::End end(kova::kit::End::Kind::timedOut, {504, "no answer within 500 ms"});
+///     if (!end.ok()) end.error().message;  // "no answer within 500 ms"
+///     end.toString();                      // "timed out: 504 Gateway Timeout: no answer ..."
+class KOVA_KIT_API End {
+public:
+    enum class Kind : std::uint8_t {
+        /// The service completed the request.
+        completed,
+        /// The service sent an error.
+        failed,
+        /// The service destroyed the response handler without an answer.
+        dropped,
+        /// The service or a full executor did not accept the request.
+        refused,
+        /// The owner of the call, or of its executor, cancelled it.
+        cancelled,
+        /// The deadline passed.
+        timedOut,
+        /// The connection to the service, or values that nobody read in time, were lost.
+        lost
+    };
+
+    /// The request was completed.
+    End() noexcept = default;
+    /// Any other end, with its reason.
+    End(Kind kind, const Error& error) : kind_(kind), response_(error.toResponse()) {}
+    /// The service failed with this error response.
+    explicit End(Response error) noexcept : kind_(Kind::failed), response_(std::move(error)) {}
+
+    /// Returns how the call ended.
+    Kind kind() const noexcept { return kind_; }
+    /// Returns whether the request was completed.
+    bool ok() const noexcept { return kind_ == Kind::completed; }
+    /// Returns the code and the reason; code 0 without a reason if the request was completed.
+    Error error() const { return Error::of(response_); }
+    /// Returns the error response: that of the service if the request failed. It has the code 0 if
+    /// the request was completed. It lives as long as the end.
+    const Response& response() const noexcept { return response_; }
+    /// Returns one line for people: "completed" or "dropped: 500 Internal Server Error: REASON".
+    std::string toString() const;
+
+private:
+    Kind kind_ = Kind::completed;
+    Response response_;
+};
+
+/// Returns the words for a kind of end: "completed", "timed out" and so on.
+KOVA_KIT_API char const* toString(End::Kind kind) noexcept;
+
+}  // namespace kova::kit

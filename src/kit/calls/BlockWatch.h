@@ -1,0 +1,52 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <mutex>
+#include <vector>
+
+#include "calls/Task.h"
+#include "osal/Alarm.h"
+
+namespace kova::kit::detail {
+
+/// Traces a callback that has blocked a thread of an executor for one to two seconds, once, while
+/// it runs.
+///
+/// While tasks run, an alarm expires every second. It is armed when a task begins and the alarm is
+/// idle, so an executor without tasks causes no expiry, and a task costs a lock of its own.
+class BlockWatch {
+public:
+    /// A task that runs, on the stack of its thread.
+    class Running {
+    public:
+        Running(BlockWatch& watch, const Task& task);
+        ~Running();
+        Running(const Running&) = delete;
+        Running& operator=(const Running&) = delete;
+
+    private:
+        friend class BlockWatch;
+        BlockWatch& watch_;
+        const Task& task_;
+        const long thread_;
+        unsigned expiries_ = 0;
+    };
+
+    explicit BlockWatch(osal::AlarmTimer& timer = osal::Alarm::DEFAULT_TIMER) : timer_(timer) {}
+    BlockWatch(const BlockWatch&) = delete;
+    BlockWatch& operator=(const BlockWatch&) = delete;
+
+private:
+    void expired();
+
+    osal::AlarmTimer& timer_;
+    std::mutex mutex_;
+    std::vector<Running*> running_;
+    bool armed_ = false;
+    /// A task has begun since the last expiry.
+    bool busy_ = false;
+    std::unique_ptr<osal::Alarm> alarm_;
+};
+
+}  // namespace kova::kit::detail

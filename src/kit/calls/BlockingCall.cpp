@@ -1,0 +1,168 @@
+#include "calls/BlockingCall.h"
+
+#include <string>
+#include <utility>
+
+#include "calls/KitThread.h"
+#include "calls/Threads.h"
+
+namespace kova::kit::detail {
+
+namespace {
+
+// Returns whether the thread is inside a callback of one of the calls in the table.
+bool isDelivering(const ThreadRecord& thread, const CallTable& table) {
+    for (Frame const* frame = thread.frames; frame != nullptr; frame = frame->previous) {
+        const state::Word word = frame->call->peek();
+        if (&frame->call->table() == &table && (word & state::RUNNING) != 0 &&
+            state::threadOf(word) == thread.id) {
+            return true;
+        }
+    }
+    return false;
+}
+
+// Ends the wait of a thread of an executor.
+struct EndWait {
+    ExecutorState* executor = nullptr;
+    ~EndWait() {
+        if (executor != nullptr) {
+            executor->endWait();
+        }
+    }
+};
+
+}  // namespace
+
+/// Passes the events to the thread that waits. `BlockingCall` outlives it.
+class BlockingCall::Listener final : public Receiver {
+public:
+    explicit Listener(BlockingCall& call) : call_(call) {}
+
+    Result<void> onValue(const Response& value) override {
+        const std::lock_guard<std::mutex> guard(call_.mutex_);
+        if (value.getStatusCode() != statuscodes::MULTI_RESPONSE) {
+            call_.value_ = value;
+        } else if (call_.options_.onProgress != nullptr) {
+            call_.progress_.push_back(value);
+            call_.changed_.notify_one();
+        }
+        return {};
+    }
+    void onEnd(const End& end) override {
+        const std::lock_guard<std::mutex> guard(call_.mutex_);
+        call_.end_ = end;
+        call_.changed_.notify_one();
+    }
+
+private:
+    BlockingCall& call_;
+};
+
+Result<Response> BlockingCall::run() {
+    PendingCall::Target target;
+    target.receiver = std::make_unique<Listener>(*this);
+    const bool limited = options_.limit.count() > 0 && options_.limit < osal::Alarm::LONGEST;
+    due_ =
+        limited ? std::chrono::steady_clock::now() + options_.limit : PendingCall::TimePoint::max();
+    const CallReference call = core_.send(request_, std::move(target), {});
+    std::optional<Error> error = wait();
+    // Afterwards nothing refers to this object.
+    call->silence();
+    waitForCallback(*call);
+    const std::lock_guard<std::mutex> guard(mutex_);
+    // The answer may have come just after the time was over.
+    const bool late = error && error->code == statuscodes::GATEWAY_TIMEOUT && end_;
+    return error && !late ? Result<Response>(*std::move(error)) : result();
+}
+
+std::optional<Error> BlockingCall::wait() {
+    EndWait endWait;
+    ThreadRecord& thread = thisThread();
+    ExecutorState* const servedBy = thread.servedBy;
+    std::unique_lock<std::mutex> lock(mutex_);
+    if (!end_) {
+        lock.unlock();
+        if (auto obstacle = findObstacle()) {
+            return obstacle;
+        }
+        if (thread.executor != nullptr && servedBy == thread.executor) {
+            if (servedBy->wouldBlockAll()) {
+                return Error{statuscodes::INTERNAL_SERVER_ERROR,
+                             describe() +
+                                 " would wait for the worker that all of its threads "
+                                 "wait in"};
+            }
+            endWait.executor = servedBy;
+        }
+        lock.lock();
+    }
+    while (!end_ || !progress_.empty()) {
+        if (progress_.empty() && !waitForMore(lock)) {
+            return Error{statuscodes::GATEWAY_TIMEOUT, "no answer within " +
+                                                           std::to_string(options_.limit.count()) +
+                                                           " ms to " + describe()};
+        }
+        if (auto error = passProgress(lock)) {
+            return error;
+        }
+    }
+    return std::nullopt;
+}
+
+std::optional<Error> BlockingCall::findObstacle() const {
+    const ThreadRecord& thread = thisThread();
+    char const* where = nullptr;
+    if (thread.callsAlarms) {
+        where = "on the thread of the alarms";
+    } else if (thread.executor != nullptr && (thread.executor == options_.executor.state().get() ||
+                                              thread.executor == &kitThread())) {
+        where = "inside a callback of the same executor";
+    } else if (isDelivering(thread, core_.table)) {
+        where = "inside a callback of the same client";
+    }
+    if (where == nullptr) {
+        return std::nullopt;
+    }
+    return Error{statuscodes::INTERNAL_SERVER_ERROR, describe() + " would block " + where};
+}
+
+// Returns false if the time is over.
+bool BlockingCall::waitForMore(std::unique_lock<std::mutex>& lock) {
+    const auto hasMore = [this] { return end_ || !progress_.empty(); };
+    if (due_ == PendingCall::TimePoint::max()) {
+        changed_.wait(lock, hasMore);
+        return true;
+    }
+    return changed_.wait_until(lock, due_, hasMore);
+}
+
+std::optional<Error> BlockingCall::passProgress(std::unique_lock<std::mutex>& lock) {
+    while (!progress_.empty()) {
+        const Response value = std::move(progress_.front());
+        progress_.pop_front();
+        lock.unlock();
+        const Result<void> used = (*options_.onProgress)(value);
+        if (!used) {
+            return used.error();
+        }
+        lock.lock();
+    }
+    return std::nullopt;
+}
+
+Result<Response> BlockingCall::result() {
+    if (!end_->ok()) {
+        return end_->error();
+    }
+    if (!value_) {
+        return Error{statuscodes::NO_CONTENT, describe() + " was completed without a value"};
+    }
+    return *std::move(value_);
+}
+
+std::string BlockingCall::describe() const {
+    return request_.getCommand() + " '" + request_.getPath() + '\'';
+}
+
+}  // namespace kova::kit::detail

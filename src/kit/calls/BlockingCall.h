@@ -1,0 +1,46 @@
+#pragma once
+
+#include <condition_variable>
+#include <list>
+#include <mutex>
+#include <optional>
+
+#include "calls/CallsCore.h"
+
+namespace kova::kit::detail {
+
+/// One call of `Calls::ask`: the thread that asks waits here for the answer.
+class BlockingCall {
+public:
+    BlockingCall(CallsCore& core, const Request& request, const AskOptions& options)
+        : core_(core), request_(request), options_(options) {}
+    BlockingCall(const BlockingCall&) = delete;
+    BlockingCall& operator=(const BlockingCall&) = delete;
+
+    Result<Response> run();
+
+private:
+    class Listener;
+
+    /// Waits until the call has ended. Returns why it did not.
+    std::optional<Error> wait();
+    /// Returns why this thread must not wait, or nothing.
+    std::optional<Error> findObstacle() const;
+    bool waitForMore(std::unique_lock<std::mutex>& lock);
+    std::optional<Error> passProgress(std::unique_lock<std::mutex>& lock);
+    Result<Response> result();
+    std::string describe() const;
+
+    CallsCore& core_;
+    const Request& request_;
+    const AskOptions& options_;
+    PendingCall::TimePoint due_;
+
+    std::mutex mutex_;
+    std::condition_variable changed_;
+    std::list<Response> progress_;  // allocates nothing while it is empty
+    std::optional<Response> value_;
+    std::optional<End> end_;
+};
+
+}  // namespace kova::kit::detail

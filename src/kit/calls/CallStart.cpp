@@ -1,0 +1,183 @@
+#include <cstring>
+#include <ctime>
+#include <new>
+#include <utility>
+
+#include "calls/CallTable.h"
+#include "calls/Deadlines.h"
+#include "calls/PendingCall.h"
+#include "calls/Threads.h"
+
+// The beginning of a call: its memory, the response handler that the service sees, and the steps
+// until the service has returned from `actionRequest`.
+
+namespace kova::kit::detail {
+
+using namespace state;  // NOLINT(google-build-using-namespace): the names of one word's bits
+
+namespace {
+
+std::int64_t coarseNow() noexcept {
+    // 5 ns instead of 25; the age of a call is shown in milliseconds.
+    timespec time{};
+    clock_gettime(CLOCK_MONOTONIC_COARSE, &time);
+    return std::int64_t{time.tv_sec} * 1'000'000'000 + time.tv_nsec;
+}
+
+}  // namespace
+
+/// The response handler that the service sees.
+class PendingCall::ServiceSide final : public IResponseHandler<Response> {
+public:
+    explicit ServiceSide(PendingCall& call) noexcept : call_(call) {}
+    ~ServiceSide() override { call_.dropped(); }
+    ServiceSide(const ServiceSide&) = delete;
+    ServiceSide& operator=(const ServiceSide&) = delete;
+
+    // The memory is a part of the call, which counts the service as one of its references.
+    static void* operator new(std::size_t, void* memory) noexcept { return memory; }
+    static void operator delete(void*, void*) noexcept {}
+    static void operator delete(void* memory) noexcept {
+        auto* const bytes = static_cast<std::byte*>(memory);
+        reinterpret_cast<Slot*>(bytes - offsetof(Slot, memory))->call->releaseByService();
+    }
+
+    // After these calls the object may be destroyed.
+    bool onNext(const Response& value) override { return call_.value(value); }
+    void onError(const Response& error) override { call_.serviceEnd(&error); }
+    void onCompleted() override { call_.serviceEnd(nullptr); }
+
+private:
+    PendingCall& call_;
+};
+
+PendingCall* PendingCall::create(const Request& request, Setup&& setup, Target&& target) {
+    static_assert(sizeof(ServiceSide) <= sizeof(Slot::memory));
+    static_assert(alignof(ServiceSide) <= alignof(void*));
+    const std::size_t texts = request.getCommand().size() + request.getPath().size();
+    void* const memory = ::operator new(sizeof(PendingCall) + texts);
+    return ::new (memory) PendingCall(request, std::move(setup), std::move(target));
+}
+
+PendingCall::PendingCall(const Request& request, Setup&& setup, Target&& target) noexcept
+    : state_(2 * REFERENCE),
+      service_(setup.service),
+      table_(setup.table),
+      executor_(std::move(setup.executor)),
+      target_(std::move(target)),
+      slot_{this, {}},
+      deadline_(setup.deadline),
+      startedAt_(coarseNow()),
+      commandSize_(static_cast<std::uint32_t>(request.getCommand().size())),
+      pathSize_(static_cast<std::uint32_t>(request.getPath().size())),
+      timeout_(setup.timeout),
+      stream_(setup.stream),
+      queueLimit_(setup.queue) {
+    std::memcpy(text(), request.getCommand().data(), commandSize_);
+    std::memcpy(text() + commandSize_, request.getPath().data(), pathSize_);
+}
+
+std::chrono::nanoseconds PendingCall::age() const noexcept {
+    return std::chrono::nanoseconds(coarseNow() - startedAt_);
+}
+
+PendingCall::Started PendingCall::start(const Request& request, Deadlines* deadlines,
+                                        bool keepsOwner) {
+    startedBy_ = thisThread().id;
+    Started started{nullptr, false};
+    if (executor_ && !executor_->reserve(*this)) {
+        executor_.reset();  // the end comes on this thread
+        refuse({statuscodes::SERVICE_UNAVAILABLE, "the executor is full"});
+    } else if (!table_.link(*this)) {
+        refuse({statuscodes::SERVICE_UNAVAILABLE, "closed"});
+    } else {
+        if (deadlines != nullptr) {
+            deadlines->add(deadline_);
+        }
+        started.handle = handle;
+        started.pending = afterReturn(send(request), keepsOwner);
+        return started;
+    }
+    if (!keepsOwner) {
+        release();
+    }
+    return started;
+}
+
+void PendingCall::refuse(const Error& error) noexcept {
+    state_.fetch_or(ENDED | RETURNED | UNLINKED, std::memory_order_acq_rel);
+    storeEnd(End(End::Kind::refused, error));
+    deliverStoredWork();
+    release();  // the reference of the service
+}
+
+void* PendingCall::send(const Request& request) {
+    ThreadRecord& thread = thisThread();
+    const FrameGuard frame(thread, *this);
+    startingOn_.store(&thread, std::memory_order_relaxed);
+    thread.servedBy = nullptr;
+    ResponseHandler seen(new (slot_.memory) ServiceSide(*this));
+    void* const serviceHandle = service_.actionRequest(request, std::move(seen));
+    if (seen) {
+        // The service did not take ownership.
+        if (claim()) {
+            storeEnd(End(End::Kind::refused,
+                         {statuscodes::SERVICE_UNAVAILABLE, "the service refuses requests"}));
+            deliverStoredWork();
+        }
+        seen.reset();
+    }
+    startingOn_.store(nullptr, std::memory_order_relaxed);
+    return serviceHandle;
+}
+
+// A request that has ended while the service was still at it may have left an entry at the address
+// of the response handler, and one that was cancelled has not been cancelled at the service yet.
+// Returns whether the call has not ended.
+bool PendingCall::afterReturn(void* serviceHandle, bool keepsOwner) noexcept {
+    serviceHandle_ = serviceHandle;
+    const bool endedHere = endedInStart_;
+    Word seen = state_.load(std::memory_order_acquire);
+    Word next = 0;
+    bool cancels = false;
+    do {
+        if (endedHere && (seen & WORK) != 0) {
+            drain();
+            seen = state_.load(std::memory_order_acquire);
+        }
+        cancels = (seen & ENDED) != 0 && serviceHandle != nullptr;
+        next = afterReturn(seen, cancels, keepsOwner);
+    } while (!state_.compare_exchange_weak(seen, next, std::memory_order_acq_rel,
+                                           std::memory_order_acquire));
+    // Without a reference of its own, this thread does not use the call any more.
+    if (endedHere && (seen & WAITED) != 0) {
+        wakeWaiting();
+    }
+    if (cancels) {
+        cancelAtService();
+        if (!keepsOwner) {
+            release();
+        }
+    } else if ((next & REFERENCES) == 0) {
+        destroy();
+    }
+    return (seen & ENDED) == 0;
+}
+
+// Returns the state after the return of the service, with the steps that this thread has left to
+// it.
+Word PendingCall::afterReturn(Word seen, bool cancels, bool keepsOwner) noexcept {
+    Word next = seen | RETURNED | (cancels ? CANCELLING : 0);
+    if (endedInStart_) {
+        next = ((next & ~(RUNNING | WAITED | THREAD)) | FINISHED) - REFERENCE;
+    }
+    if (goneInStart_) {
+        next -= REFERENCE;
+    }
+    if (!keepsOwner && !cancels) {
+        next -= REFERENCE;
+    }
+    return unlinkIfSettled(next);
+}
+
+}  // namespace kova::kit::detail

@@ -1,0 +1,60 @@
+#pragma once
+
+#include <cstdint>
+
+/// The state of a call: one word, so that each step of a call is one atomic operation. The lower 16
+/// bits are flags, the next 16 count the references to the call's memory, and the upper 32 are the
+/// number of the thread that calls its receiver.
+namespace kova::kit::detail::state {
+
+using Word = std::uint64_t;
+
+/// The end is decided: the receiver gets no value that comes from now on.
+constexpr Word ENDED = 1U << 0U;
+/// The owner asked for silence: no callback begins any more.
+constexpr Word SILENT = 1U << 1U;
+/// A thread calls the receiver, or may do so. Only this thread uses the receiver.
+constexpr Word RUNNING = 1U << 2U;
+/// There is work for the thread that calls the receiver: queued values, an end, or silence.
+constexpr Word WORK = 1U << 3U;
+/// The end that is to be delivered is stored.
+constexpr Word END_STORED = 1U << 4U;
+/// The delivery task is in the queue of the executor.
+constexpr Word SCHEDULED = 1U << 5U;
+/// A thread waits until RUNNING is cleared.
+constexpr Word WAITED = 1U << 6U;
+/// The service has returned from `actionRequest`, and its handle is stored.
+constexpr Word RETURNED = 1U << 7U;
+/// A thread cancels the request of the service, or has been asked to.
+constexpr Word CANCELLING = 1U << 8U;
+/// The receiver is destroyed.
+constexpr Word FINISHED = 1U << 9U;
+/// The call is not in the table any more.
+constexpr Word UNLINKED = 1U << 10U;
+/// A value has come.
+constexpr Word VALUE = 1U << 11U;
+/// A value has come after the service had returned.
+constexpr Word LATER_VALUE = 1U << 12U;
+
+constexpr Word REFERENCE = 1U << 16U;
+constexpr Word REFERENCES = 0xFFFFU * REFERENCE;
+
+constexpr unsigned THREAD_SHIFT = 32;
+constexpr Word THREAD = ~Word{0} << THREAD_SHIFT;
+
+/// Returns the number of the thread that calls the receiver. Valid only with RUNNING.
+constexpr std::uint32_t threadOf(Word word) noexcept {
+    return static_cast<std::uint32_t>(word >> THREAD_SHIFT);
+}
+
+/// Returns the flags that a value sets in this state.
+constexpr Word flagsOfValue(Word word) noexcept {
+    return VALUE | ((word & RETURNED) != 0 ? LATER_VALUE : 0);
+}
+
+/// Returns whether a call in this state needs its table no longer: nothing runs for it.
+constexpr bool isSettled(Word word) noexcept {
+    return (word & (FINISHED | RETURNED | RUNNING | CANCELLING)) == (FINISHED | RETURNED);
+}
+
+}  // namespace kova::kit::detail::state

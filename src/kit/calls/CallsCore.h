@@ -1,0 +1,39 @@
+#pragma once
+
+#include <chrono>
+#include <vector>
+
+#include "calls/CallTable.h"
+#include "calls/Deadlines.h"
+#include "calls/PendingCall.h"
+#include "kova/kit/Calls.h"
+
+namespace kova::kit::detail {
+
+/// The implementation of `Calls`.
+class CallsCore {
+public:
+    CallsCore(IKovaApi& service, const CallsOptions& options)
+        : service(service), options(options), deadlines(table, options.clock) {}
+
+    /// Sends a request. Returns the call with a reference of the caller.
+    CallReference send(const Request& request, PendingCall::Target&& target,
+                       const CallOptions& callOptions);
+    /// Sends a request without an owner. Returns the handle, or null if the call has ended.
+    void* sendAway(const Request& request, PendingCall::Target&& target,
+                   const CallOptions& callOptions);
+    /// Ends all calls silently and waits until they are settled. Returns false if the limit passed.
+    bool closeAndWait(bool limited, std::chrono::milliseconds limit);
+    std::vector<CallInfo> list();
+
+    IKovaApi& service;
+    const CallsOptions options;
+    CallTable table;
+    Deadlines deadlines;
+
+private:
+    PendingCall& create(const Request& request, PendingCall::Target&& target,
+                        const CallOptions& callOptions);
+};
+
+}  // namespace kova::kit::detail

@@ -1,0 +1,12 @@
+#pragma once
+
+#include "calls/ExecutorState.h"
+
+namespace kova::kit::detail {
+
+/// Returns the executor of the kit's own thread, which starts with its first task and lives as long
+/// as the process. It delivers the ends of inline calls that no event of the service causes, and
+/// cancels the requests of such calls.
+ExecutorState& kitThread();
+
+}  // namespace kova::kit::detail

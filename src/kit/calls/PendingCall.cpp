@@ -1,0 +1,207 @@
+#include "calls/PendingCall.h"
+
+#include <utility>
+
+#include "calls/CallTable.h"
+#include "calls/CallsChannel.h"
+#include "calls/KitThread.h"
+#include "calls/Threads.h"
+
+// The steps that decide an end, cancel a request and free the memory. CallDelivery.cpp has the
+// steps that call the receiver.
+
+namespace kova::kit::detail {
+
+using namespace state;  // NOLINT(google-build-using-namespace): the names of one word's bits
+
+void PendingCall::release() noexcept {
+    const Word before = state_.fetch_sub(REFERENCE, std::memory_order_acq_rel);
+    if ((before & REFERENCES) == REFERENCE) {
+        destroy();
+    }
+}
+
+void PendingCall::releaseByService() noexcept {
+    if (isStartedBy(thisThread())) {
+        goneInStart_ = true;
+    } else {
+        release();
+    }
+}
+
+void PendingCall::destroy() noexcept {
+    this->~PendingCall();
+    ::operator delete(this);
+}
+
+void PendingCall::traceLate(char const* event) const noexcept {
+    if (callsChannel().isEnabled(3)) {
+        callsChannel().trace(3, "late %s of %s ignored", event, describe().c_str());
+    }
+}
+
+std::string PendingCall::describe() const {
+    return std::string(command()) + " '" + std::string(path()) + '\'';
+}
+
+// --- Ends ----------------------------------------------------------------------------------------
+
+bool PendingCall::claim() noexcept {
+    return (state_.fetch_or(ENDED, std::memory_order_acq_rel) & ENDED) == 0;
+}
+
+void PendingCall::storeEnd(End&& end) noexcept {
+    end_ = std::move(end);
+    state_.fetch_or(END_STORED | WORK, std::memory_order_acq_rel);
+}
+
+bool PendingCall::needsCancellation(Word seen) const noexcept {
+    return (seen & RETURNED) != 0 && serviceHandle_ != nullptr;
+}
+
+bool PendingCall::end(End::Kind kind, const Error& error) noexcept {
+    const bool byKit = kind != End::Kind::cancelled;
+    Word seen = state_.load(std::memory_order_acquire);
+    Word next = 0;
+    do {
+        if ((seen & ENDED) != 0) {
+            return false;
+        }
+        next = seen | ENDED;
+        if (needsCancellation(seen)) {
+            next = (next | CANCELLING) + (byKit ? REFERENCE : 0);
+        }
+    } while (!state_.compare_exchange_weak(seen, next, std::memory_order_acq_rel,
+                                           std::memory_order_acquire));
+    storeEnd(End(kind, error));
+    schedule();
+    if ((next & CANCELLING) != 0) {
+        if (byKit) {
+            kitThread().post(static_cast<CancellationTask&>(*this));
+        } else {
+            cancelAtService();
+        }
+    }
+    return true;
+}
+
+void PendingCall::dropped() noexcept {
+    if ((peek() & ENDED) == 0) {
+        end(End::Kind::dropped,
+            {statuscodes::INTERNAL_SERVER_ERROR, "the service dropped " + describe()});
+    }
+}
+
+void PendingCall::endForStop() noexcept {
+    end(End::Kind::cancelled, {statuscodes::SERVICE_UNAVAILABLE, "the executor was stopped"});
+    release();
+}
+
+// A composed service removes its entry before it forwards the end. If it did so before it had
+// stored the entry, the entry is stale; only a value that came after the return rules that out. So
+// the request is cancelled, which such a service ignores in all other cases.
+void PendingCall::serviceEnd(Response const* error) noexcept {
+    const Word running = RUNNING | Word{thisThread().id} << THREAD_SHIFT;
+    Word seen = state_.load(std::memory_order_acquire);
+    Word next = 0;
+    bool direct = false;
+    bool cancels = false;
+    do {
+        if ((seen & ENDED) != 0) {
+            traceLate("end");
+            return;
+        }
+        direct = isInline() && (seen & (RUNNING | WORK)) == 0;
+        cancels = needsCancellation(seen) && (seen & LATER_VALUE) == 0;
+        next = (seen | ENDED | (cancels ? CANCELLING : 0) | (direct ? running : 0)) + REFERENCE;
+    } while (!state_.compare_exchange_weak(seen, next, std::memory_order_acq_rel,
+                                           std::memory_order_acquire));
+    if (cancels) {
+        cancelAtService();
+    }
+    if (direct) {
+        finishDirectly(error);
+        if (isStartedBy(thisThread())) {
+            endedInStart_ = true;
+        } else {
+            leave();
+        }
+        return;
+    }
+    storeEnd(error != nullptr ? End(*error) : End());
+    deliverStoredWork();
+    release();
+}
+
+void PendingCall::silence() noexcept {
+    Word seen = state_.load(std::memory_order_acquire);
+    Word next = 0;
+    do {
+        if ((seen & (FINISHED | SILENT)) != 0) {
+            return;
+        }
+        next = seen | SILENT | ENDED | WORK;
+        if ((seen & ENDED) == 0 && needsCancellation(seen)) {
+            next |= CANCELLING;
+        }
+    } while (!state_.compare_exchange_weak(seen, next, std::memory_order_acq_rel,
+                                           std::memory_order_acquire));
+    if (enter()) {
+        leave();
+    }
+    if ((seen & CANCELLING) == 0 && (next & CANCELLING) != 0) {
+        cancelAtService();
+    }
+}
+
+// --- The cancellation at the service, and the table ----------------------------------------------
+
+void PendingCall::cancelAtService() noexcept {
+    {
+        const FrameGuard frame(thisThread(), *this);
+        service_.cancelRequest(serviceHandle_);
+    }
+    advance(CANCELLING);
+}
+
+void CancellationTask::run() noexcept {
+    static_cast<PendingCall&>(*this).cancelAtService();
+}
+
+void CancellationTask::done() noexcept {
+    static_cast<PendingCall&>(*this).release();
+}
+
+std::string CancellationTask::label() const {
+    return "cancellation of " + static_cast<const PendingCall&>(*this).describe();
+}
+
+void PendingCall::advance(Word clear) noexcept {
+    Word seen = state_.load(std::memory_order_acquire);
+    Word next = 0;
+    do {
+        next = unlinkIfSettled(seen & ~clear);
+    } while (!state_.compare_exchange_weak(seen, next, std::memory_order_acq_rel,
+                                           std::memory_order_acquire));
+}
+
+// Removes the call from the table if it is settled in the next state. Until that state is stored,
+// no other thread finds the call settled: the caller's own step is what it lacks.
+Word PendingCall::unlinkIfSettled(Word next) noexcept {
+    if (!isSettled(next) || (next & UNLINKED) != 0) {
+        return next;
+    }
+    if (!removed_) {
+        removed_ = true;
+        table_.remove(*this);
+    }
+    return next | UNLINKED;
+}
+
+void PendingCall::unlink() noexcept {
+    if ((state_.fetch_or(UNLINKED, std::memory_order_acq_rel) & UNLINKED) == 0) {
+        table_.remove(*this);
+    }
+}
+
+}  // namespace kova::kit::detail

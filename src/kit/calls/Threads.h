@@ -1,0 +1,109 @@
+#pragma once
+
+#include <atomic>
+#include <chrono>
+#include <cstdint>
+#include <optional>
+#include <string>
+
+#include "CallState.h"
+
+namespace kova::kit::detail {
+
+class PendingCall;
+class ExecutorState;
+class Dispatcher;
+
+/// An operation of the current thread on a call. The operations of a thread are a list on its
+/// stack.
+struct Frame {
+    PendingCall* call;
+    Frame* previous;
+};
+
+/// What the kit knows of a thread. Only the thread itself uses it, except where noted.
+struct ThreadRecord {
+    /// Number of the thread in the states of calls. Not reused while the thread lives.
+    std::uint32_t id = 0;
+    /// The thread's number in the system, for traces.
+    long number = 0;
+    /// The innermost operation on a call.
+    Frame* frames = nullptr;
+    /// The call whose callback the thread waits for. Guarded by the mutex of the waits.
+    PendingCall* waitsFor = nullptr;
+    /// The executor whose task the thread runs.
+    ExecutorState* executor = nullptr;
+    /// An executor that got a task while the thread was in `actionRequest` of a service.
+    ExecutorState* servedBy = nullptr;
+    /// Number of calls that the thread has made.
+    std::uint32_t calls = 0;
+    /// The thread calls alarms of a timer that the kit uses.
+    bool callsAlarms = false;
+
+    /// Returns whether the thread is inside an operation on the call.
+    bool isInside(const PendingCall& call) const noexcept {
+        Frame const* frame = frames;
+        while (frame != nullptr && frame->call != &call) {
+            frame = frame->previous;
+        }
+        return frame != nullptr;
+    }
+};
+
+/// Registers the current thread, which has no record yet.
+ThreadRecord& registerThread();
+/// The record of the current thread, or null. Read at a fixed offset, which takes less than 1 ns;
+/// the 8 bytes fit into what the loader reserves for libraries that are loaded later.
+extern thread_local ThreadRecord* currentThread __attribute__((tls_model("initial-exec")));
+
+/// Returns the record of the current thread.
+inline ThreadRecord& thisThread() {
+    return currentThread != nullptr ? *currentThread : registerThread();
+}
+/// Returns the system's number of a thread with this id, or 0 if no thread has it.
+long threadNumber(std::uint32_t id);
+
+/// A guard that enters an operation of the current thread on a call.
+class FrameGuard {
+public:
+    FrameGuard(ThreadRecord& thread, PendingCall& call) noexcept
+        : thread_(thread), frame_{&call, thread.frames} {
+        thread_.frames = &frame_;
+    }
+    ~FrameGuard() { thread_.frames = frame_.previous; }
+    FrameGuard(const FrameGuard&) = delete;
+    FrameGuard& operator=(const FrameGuard&) = delete;
+
+private:
+    ThreadRecord& thread_;
+    Frame frame_;
+};
+
+/// A time at which a wait ends, or nothing for no limit.
+using WaitLimit = std::optional<std::chrono::steady_clock::time_point>;
+
+/// The time after which a wait is traced.
+constexpr std::chrono::seconds LONG_WAIT{1};
+
+/// What came of a wait for a callback.
+enum class Waited {
+    left,    ///< No callback runs.
+    inside,  ///< The current thread is inside the callback, so it does not wait.
+    circle,  ///< The thread of the callback waits for the current one; traced and reported.
+    expired  ///< The limit passed.
+};
+
+/// Waits until no thread calls the receiver of a call that the owner has silenced.
+Waited waitForCallback(PendingCall& call, const WaitLimit& limit = std::nullopt);
+/// Traces that the current thread has waited for the end of an executor.
+void traceLongStop(char const* executor);
+/// Wakes the threads that wait for a callback or for an idle table.
+void wakeWaiting();
+
+/// Waits until `isOver` returns true. The function is called under a lock of the kit and must not
+/// wait. `describe` returns the trace of a wait of more than a second; it is called without a lock.
+/// Returns false if the limit passed.
+bool waitUntilOver(bool (*isOver)(void*), std::string (*describe)(void*), void* user,
+                   const WaitLimit& limit);
+
+}  // namespace kova::kit::detail
