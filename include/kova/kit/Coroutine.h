@@ -1,0 +1,130 @@
+#pragma once
+
+#include <version>
+
+/// `co_await` on calls and on the values of a stream, for programs in C++20. In C++17 this header
+/// declares nothing. In a coroutine, of a type of the program's own choice,
+///
+/// - `co_await client.retrieve<Volume>("/volume")` returns the value or throws `KovaException`,
+/// - `co_await asResult(client.retrieve<Volume>("/volume"))` returns a `Result<Volume>`,
+/// - `co_await stream.next()` returns the next value of a `Stream<State>` as a `Result<State>`.
+///
+/// The coroutine goes on on the executor of the call (`Call::on`, `ClientOptions::executor`): for
+/// an inline call on the thread of the service, or of the kit if no event of the service ends the
+/// call. Destroying a suspended coroutine cancels its call. It may be destroyed on its executor, or
+/// when nothing can resume it any more; not while another thread may resume it.
+#if defined(__cpp_impl_coroutine) || defined(__cpp_coroutines)
+
+#include <atomic>
+#include <coroutine>
+#include <memory>
+#include <optional>
+#include <utility>
+
+#include "kova/kit/Call.h"
+#include "kova/kit/Stream.h"
+
+namespace kova::kit {
+
+namespace detail {
+
+/// Waits for the end of a call, and returns its value as a `Result`.
+template <typename T>
+class ResultAwaiter {
+public:
+    explicit ResultAwaiter(Call<T> call) : draft_(std::move(call).release()) {}
+    // The subscription is destroyed first, so that nothing resumes a destroyed coroutine.
+    ResultAwaiter(const ResultAwaiter&) = delete;
+    ResultAwaiter& operator=(const ResultAwaiter&) = delete;
+
+    bool await_ready() const noexcept { return false; }
+    bool await_suspend(std::coroutine_handle<> coroutine) {
+        answer_->coroutine = coroutine;
+        draft_.onValue = [answer = answer_](const Response& value) -> Result<void> {
+            answer->value = value;
+            return {};
+        };
+        draft_.onEnd = [answer = answer_](const End& end) {
+            answer->end = end;
+            // The second of two steps resumes the coroutine: this one, or the end of the start.
+            if (answer->secondStep.exchange(true)) {
+                answer->coroutine.resume();
+            }
+        };
+        const std::shared_ptr<Answer> answer = answer_;
+        call_ = draft_.start();
+        // If the end has come, the coroutine goes on here. Otherwise another thread may resume and
+        // destroy it from here on.
+        return !answer->secondStep.exchange(true);
+    }
+    Result<T> await_resume() {
+        call_.detach();
+        if (!answer_->end->ok()) {
+            return answer_->end->error();
+        }
+        if (!answer_->value && NEEDS_VALUE<T>) {
+            return Error{statuscodes::BAD_GATEWAY,
+                         "the service completed the request without a value"};
+        }
+        return ResponseReader<T>::read(answer_->value.value_or(Response(statuscodes::OK)));
+    }
+
+private:
+    struct Answer {
+        std::coroutine_handle<> coroutine;
+        std::optional<Response> value;
+        std::optional<End> end;
+        std::atomic<bool> secondStep{false};
+    };
+
+    CallDraft draft_;
+    std::shared_ptr<Answer> answer_ = std::make_shared<Answer>();
+    Subscription call_;
+};
+
+/// Does the same, and returns the value or throws `KovaException`.
+template <typename T>
+class ValueAwaiter : public ResultAwaiter<T> {
+public:
+    using ResultAwaiter<T>::ResultAwaiter;
+
+    T await_resume() { return ResultAwaiter<T>::await_resume().orThrow(); }
+};
+
+}  // namespace detail
+
+/// Lets `co_await` send the call and return its value, or throw `KovaException`.
+template <typename T>
+detail::ValueAwaiter<T> operator co_await(Call<T>&& call) {
+    return detail::ValueAwaiter<T>(std::move(call));
+}
+
+/// Lets `co_await` send the call and return a `Result`.
+template <typename T>
+detail::ResultAwaiter<T> asResult(Call<T> call) {
+    return detail::ResultAwaiter<T>(std::move(call));
+}
+
+/// Waits for the next value of a stream. Returns it, or the reason of the end (`Stream::wait`).
+template <typename T>
+class Stream<T>::Next {
+public:
+    explicit Next(Stream& stream) : stream_(stream) {}
+    ~Next() { stream_.state_->forget(); }
+    Next(const Next&) = delete;
+    Next& operator=(const Next&) = delete;
+
+    bool await_ready() const { return stream_.state_->isReady(); }
+    bool await_suspend(std::coroutine_handle<> coroutine) {
+        // After this the coroutine may have been resumed and destroyed.
+        return stream_.state_->whenReady([coroutine] { coroutine.resume(); });
+    }
+    Result<T> await_resume() { return stream_.take(); }
+
+private:
+    Stream& stream_;
+};
+
+}  // namespace kova::kit
+
+#endif
