@@ -1,5 +1,6 @@
-# Install rules, in three components: `runtime` (shared libraries), `development` (headers, CMake package,
-# pkg-config files, static libraries) and `documentation`.
+# Install rules, in five components: `runtime` (shared libraries), `development` (headers, CMake package,
+# pkg-config files, static libraries), the same for the kit, `kit_runtime` and `kit_development`, and
+# `documentation`. An installation without the kit has no trace of it.
 include(GNUInstallDirs)
 include(CMakePackageConfigHelpers)
 
@@ -20,21 +21,26 @@ function(kova_relative_dir from to result)
   endif()
 endfunction()
 
-# Installs the layer NAME, the public headers below SOURCE into the folder INCLUDE, and a pkg-config
-# file. REQUIRES lists the pkg-config modules that are always needed. REQUIRES_PRIVATE lists those that
+# Installs the layer NAME, the public headers below SOURCE into the folder FOLDER of INCLUDE, and a
+# pkg-config file. The layer belongs to the components PREFIXruntime and PREFIXdevelopment and to the
+# targets that EXPORT names. REQUIRES lists the pkg-config modules that are always needed. REQUIRES_PRIVATE lists those that
 # only static libraries need; it is ignored for shared libraries, so that users need not install them.
 function(kova_install_layer name)
-  cmake_parse_arguments(ARG "" "SOURCE;INCLUDE" "REQUIRES;REQUIRES_PRIVATE" ${ARGN})
+  cmake_parse_arguments(ARG "" "SOURCE;INCLUDE;FOLDER;PREFIX;EXPORT" "REQUIRES;REQUIRES_PRIVATE" ${ARGN})
+  if(NOT ARG_EXPORT)
+    set(ARG_EXPORT kovaTargets)
+  endif()
   target_include_directories(${name} PUBLIC $<INSTALL_INTERFACE:${ARG_INCLUDE}>)
   if(NOT DEFINED CMAKE_INSTALL_RPATH)
     # The libraries find each other in any common folder.
     set_target_properties(${name} PROPERTIES INSTALL_RPATH "$ORIGIN")
   endif()
-  install(TARGETS ${name} EXPORT kovaTargets
-    LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT runtime NAMELINK_COMPONENT development
-    ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT development)
-  install(DIRECTORY ${ARG_SOURCE}/ DESTINATION ${ARG_INCLUDE} COMPONENT development
-    FILES_MATCHING PATTERN "*.h")
+  install(TARGETS ${name} EXPORT ${ARG_EXPORT}
+    LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT ${ARG_PREFIX}runtime
+    NAMELINK_COMPONENT ${ARG_PREFIX}development
+    ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT ${ARG_PREFIX}development)
+  install(DIRECTORY ${ARG_SOURCE}/ DESTINATION ${ARG_INCLUDE}/${ARG_FOLDER}
+    COMPONENT ${ARG_PREFIX}development FILES_MATCHING PATTERN "*.h")
 
   get_target_property(pc_name ${name} EXPORT_NAME)
   if(BUILD_SHARED_LIBS)
@@ -47,7 +53,7 @@ function(kova_install_layer name)
   configure_file(${PROJECT_SOURCE_DIR}/cmake/kova.pc.in
     ${PROJECT_BINARY_DIR}/kova-${pc_name}.pc @ONLY)
   install(FILES ${PROJECT_BINARY_DIR}/kova-${pc_name}.pc DESTINATION ${kova_pkgconfig_dir}
-    COMPONENT development)
+    COMPONENT ${ARG_PREFIX}development)
 endfunction()
 
 kova_install_layer(osal SOURCE ${PROJECT_SOURCE_DIR}/platform/osal/include
@@ -57,11 +63,17 @@ kova_install_layer(zelcommon SOURCE ${PROJECT_SOURCE_DIR}/platform/zelcommon/inc
 kova_install_layer(zelutil SOURCE ${PROJECT_SOURCE_DIR}/platform/zelutil/include
   INCLUDE ${kova_platform_include_dir} REQUIRES kova-zelcommon
   REQUIRES_PRIVATE fmt simdjson nettle)
-kova_install_layer(kova_core SOURCE ${PROJECT_SOURCE_DIR}/include
+kova_install_layer(kova_core SOURCE ${PROJECT_SOURCE_DIR}/include/kova/core FOLDER kova/core
   INCLUDE ${CMAKE_INSTALL_INCLUDEDIR} REQUIRES kova-zelutil REQUIRES_PRIVATE fmt)
+kova_install_layer(kova_kit SOURCE ${PROJECT_SOURCE_DIR}/include/kova/kit FOLDER kova/kit
+  PREFIX kit_ EXPORT kovaKitTargets INCLUDE ${CMAKE_INSTALL_INCLUDEDIR} REQUIRES kova-core)
+install(TARGETS kova_testing EXPORT kovaKitTargets)
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/include/kova/testing
+  DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/kova COMPONENT kit_development FILES_MATCHING PATTERN "*.h")
 
 # The CMake package.
 install(EXPORT kovaTargets NAMESPACE kova:: DESTINATION ${kova_cmake_dir} COMPONENT development)
+install(EXPORT kovaKitTargets NAMESPACE kova:: DESTINATION ${kova_cmake_dir} COMPONENT kit_development)
 configure_package_config_file(${PROJECT_SOURCE_DIR}/cmake/kovaConfig.cmake.in
   ${PROJECT_BINARY_DIR}/kovaConfig.cmake INSTALL_DESTINATION ${kova_cmake_dir}
   NO_SET_AND_CHECK_MACRO)

@@ -22,7 +22,7 @@ EXTRA_OECMAKE = "\
     -DCMAKE_SKIP_INSTALL_RPATH=ON \
 "
 
-# All four libraries go to the package kova. By default, headers and pkg-config files go to kova-dev, and
+# All libraries go to the package kova. By default, headers and pkg-config files go to kova-dev, and
 # the documents and the examples' sources go to kova-doc; the CMake package is added to kova-dev here.
 FILES:${PN}-dev += "${libdir}/cmake"
 

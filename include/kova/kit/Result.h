@@ -101,9 +101,11 @@ public:
     T* operator->() noexcept { return std::get_if<0>(&content_); }
     /// @}
 
+    /// @{
     /// Returns the value, or throws `KovaException`.
     T orThrow() && { return std::move(*this).value(); }
     T orThrow() const& { return value(); }
+    /// @}
     /// Returns the value, or `other` for an error.
     T valueOr(T other) const& { return ok() ? **this : std::move(other); }
 
@@ -125,6 +127,7 @@ private:
 template <>
 class [[nodiscard]] Result<void> {
 public:
+    /// The type of the value.
     using Value = void;
 
     /// A success.
