@@ -95,6 +95,10 @@ public:
     std::vector<CallInfo> close(std::chrono::milliseconds limit);
     /// Returns the calls that have not ended.
     std::vector<CallInfo> pending() const;
+    /// Returns the untyped draft of a call. The body is sent if it is not empty; an error in place
+    /// of a body is the end of the call.
+    CallDraft makeDraft(std::string_view command, const std::string& path,
+                        Result<Payload> body) const;
     /// Returns the untyped calls of the client.
     const std::shared_ptr<Calls>& calls() const noexcept { return calls_; }
 
@@ -113,9 +117,6 @@ private:
                                                            : headers::EMPTY_RESPONSE);
         return Call<T>(std::move(draft));
     }
-    CallDraft makeDraft(std::string_view command, const std::string& path,
-                        Result<Payload> body) const;
-
     const ClientOptions options_;
     const std::shared_ptr<Calls> calls_;
 };

@@ -47,9 +47,9 @@ public:
     void stop();
 
 private:
-    class State;
+    class KOVA_KIT_LOCAL State;
 
-    State& own() const noexcept;
+    KOVA_KIT_LOCAL State& own() const noexcept;
 };
 
 }  // namespace kova::kit

@@ -43,7 +43,7 @@ public:
     Result<Response> take();
 
 private:
-    void notify(std::unique_lock<std::mutex>& lock);
+    KOVA_KIT_LOCAL void notify(std::unique_lock<std::mutex>& lock);
 
     const std::size_t capacity_;
     mutable std::mutex mutex_;

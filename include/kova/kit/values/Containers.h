@@ -95,8 +95,10 @@ struct Codec<Blob> {
         return Codec<std::vector<std::uint8_t>>::write(out, bytes);
     }
 
-private:
+    /// Returns a blob with a copy of the bytes.
     KOVA_KIT_API static Blob toBlob(const std::vector<std::uint8_t>& bytes);
+
+private:
     static std::size_t sizeOf(const Blob& value) noexcept {
         return value.data == nullptr ? 0 : static_cast<std::size_t>(value.size);
     }

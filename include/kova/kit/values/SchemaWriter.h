@@ -80,12 +80,12 @@ private:
         std::string name;
     };
 
-    void open(std::string_view field, SchemaFunction function);
-    void element(SchemaFunction function);
-    void field(std::string_view name, std::string_view value);
-    void field(std::string_view name, std::uint64_t value);
-    void define(const SchemaObject& object);
-    std::string unusedName(std::string_view name) const;
+    KOVA_KIT_LOCAL void open(std::string_view field, SchemaFunction function);
+    KOVA_KIT_LOCAL void element(SchemaFunction function);
+    KOVA_KIT_LOCAL void field(std::string_view name, std::string_view value);
+    KOVA_KIT_LOCAL void field(std::string_view name, std::uint64_t value);
+    KOVA_KIT_LOCAL void define(const SchemaObject& object);
+    KOVA_KIT_LOCAL std::string unusedName(std::string_view name) const;
 
     Writer& out_;
     std::vector<Definition> definitions_;

@@ -50,6 +50,13 @@ public:
     /// Prepends the index of an element to the path of the failure, and returns false.
     bool inElement(std::size_t index);
 
+    /// @{
+    /// Describes that a limit is exceeded, and returns false.
+    bool refuseDepth();
+    bool refuseCount();
+    bool refuseText(std::size_t bytes);
+    /// @}
+
     /// Returns the failure as an error with the code.
     Error error(unsigned short code) const;
 
@@ -62,9 +69,6 @@ protected:
 private:
     /// Returns the byte at which the latest value of the payload begins, if the format knows it.
     virtual std::optional<std::size_t> position() = 0;
-    bool refuseDepth();
-    bool refuseCount();
-    bool refuseText(std::size_t bytes);
 
     Limits limits_;
     std::size_t depth_ = 0;
