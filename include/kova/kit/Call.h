@@ -21,16 +21,21 @@ namespace kova::kit {
 /// is not called a reply, because `Reply` is what a service answers with later.)
 template <typename T>
 struct FullReply {
+    /// The response.
     Response response;
+    /// The value of its payload.
     T value;
 
     /// Returns the status code.
     unsigned short code() const noexcept { return response.getStatusCode(); }
 };
+/// The whole answer to a call whose payload does not matter.
 template <>
 struct FullReply<void> {
+    /// The response.
     Response response;
 
+    /// Returns the status code.
     unsigned short code() const noexcept { return response.getStatusCode(); }
 };
 
@@ -138,10 +143,12 @@ private:
 template <typename T>
 class [[nodiscard]] Call {
 public:
+    /// Creates a call from its untyped draft.
     explicit Call(CallDraft draft) : draft_(std::move(draft)) {
         draft_.needsValue = detail::NEEDS_VALUE<T>;
     }
 
+    /// @{
     /// Adds an entry to the header of the request: a truth value, number, text or tree.
     template <typename V>
     Call header(const std::string& key, const V& value) && {
@@ -151,6 +158,7 @@ public:
     Call header(const std::string& key, char const* value) && {
         return std::move(*this).header(key, std::string(value));
     }
+    /// @}
     /// Sets the time after which the call ends as "timed out"; 0 for no limit. For a stream it is
     /// the time for the first value.
     Call deadline(std::chrono::milliseconds limit) && {
@@ -185,6 +193,7 @@ public:
     /// Asks for the whole answer.
     Call<FullReply<T>> full() && { return Call<FullReply<T>>(std::move(draft_)); }
 
+    /// @{
     /// Sends the request and waits for the answer, for at most `limit`, or for the deadline of the
     /// call. Fails with the error of the service; with 504 if the time is over, and the request is
     /// then cancelled; with 400 if the payload is not a `T`. Fails at once where waiting could
@@ -200,9 +209,11 @@ public:
         const std::chrono::milliseconds limit = draft_.options.deadline;
         return std::move(*this).get(limit);
     }
+    /// @}
     /// Sends the request. The future gets the value, or a `KovaException`; `std::future_error` if
     /// the client is closed before.
     std::future<T> future() && { return detail::FutureAnswer<T>().start(std::move(draft_)); }
+    /// @{
     /// Sends the request. The functions that were set are called on the executor. The subscription
     /// owns the call.
     [[nodiscard]] Subscription start() && { return draft_.start(); }
@@ -210,6 +221,7 @@ public:
         draft_.options.executor = executor;
         return draft_.start();
     }
+    /// @}
     /// Does the same without an owner.
     void detach() && { draft_.start().detach(); }
 

@@ -29,8 +29,10 @@ class KOVA_KIT_API CallDraft {
 public:
     /// Gets each value. Returns the reason if the value cannot be used.
     using ValueFunction = std::function<Result<void>(const Response&)>;
+    /// Gets the end.
     using EndFunction = std::function<void(const End&)>;
 
+    /// Creates a draft of a call of `calls`.
     CallDraft(std::shared_ptr<Calls> calls, Request request, CallOptions options)
         : request(std::move(request)), options(std::move(options)), calls_(std::move(calls)) {}
 

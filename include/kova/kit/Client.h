@@ -45,6 +45,7 @@ struct ClientOptions {
 ///     };
 class KOVA_KIT_API Client {
 public:
+    /// Creates a client of `service`, which must outlive it.
     explicit Client(IKovaApi& service, const ClientOptions& options = {});
     ~Client();
     Client(const Client&) = delete;

@@ -19,6 +19,7 @@ namespace kova::kit {
 ///     end.toString();                      // "timed out: 504 Gateway Timeout: no answer ..."
 class KOVA_KIT_API End {
 public:
+    /// The ways to end.
     enum class Kind : std::uint8_t {
         /// The service completed the request.
         completed,

@@ -42,6 +42,7 @@ public:
     const std::shared_ptr<detail::ExecutorState>& state() const noexcept { return state_; }
 
 protected:
+    /// Creates an executor with the shared state.
     explicit Executor(std::shared_ptr<detail::ExecutorState> state) noexcept
         : state_(std::move(state)) {}
 

@@ -23,8 +23,11 @@ class KOVA_KIT_API Subscription {
 public:
     /// Owns no call.
     Subscription() noexcept = default;
+    /// @{
+    /// Moves the call out of `other`, which then owns none. The assignment resets the former call.
     Subscription(Subscription&& other) noexcept : call_(std::exchange(other.call_, nullptr)) {}
     Subscription& operator=(Subscription&& other) noexcept;
+    /// @}
     ~Subscription();
 
     /// Ends the call without an end: cancels it and waits for a callback that has begun. Afterwards

@@ -9,6 +9,7 @@ namespace kova::kit {
 
 /// Deletes a node of a value tree unless it is one of the shared nodes.
 struct TreeDeleter {
+    /// Deletes the node.
     void operator()(util::config::Value* value) const noexcept {
         util::config::Value::destroy(value);
     }

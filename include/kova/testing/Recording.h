@@ -29,6 +29,7 @@ namespace kova::testing {
 ///     recording.events();  // {"value 200", "completed"}
 class Recording {
 public:
+    /// The texts of the events, in order.
     using Events = std::vector<std::string>;
 
     /// Returns a new response handler that records.

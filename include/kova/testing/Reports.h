@@ -16,12 +16,13 @@ namespace kova::testing {
 ///     std::vector<kova::testing::Reports::Report> seen = reports.take();
 class Reports {
 public:
+    /// A copy of a report.
     struct Report {
-        std::string type;
-        int number;
-        std::string reason;
-        std::string file;
-        int line;
+        std::string type;    ///< the name of the catalogue
+        int number;          ///< the number in the catalogue
+        std::string reason;  ///< the text
+        std::string file;    ///< the source file that reported it
+        int line;            ///< and its line
     };
 
     Reports() {

@@ -18,18 +18,22 @@ namespace kova::testing {
 ///     std::vector<kova::testing::Traces::Trace> seen = traces.take();
 class Traces {
 public:
+    /// A copy of a message.
     struct Trace {
-        int level;
-        std::string text;
+        int level;         ///< the level of the message
+        std::string text;  ///< its text
 
+        /// Returns whether level and text are equal.
         friend bool operator==(const Trace& a, const Trace& b) {
             return a.level == b.level && a.text == b.text;
         }
+        /// Writes "LEVEL: TEXT".
         friend std::ostream& operator<<(std::ostream& out, const Trace& trace) {
             return out << trace.level << ": " << trace.text;
         }
     };
 
+    /// Opens the channels whose names match `pattern`, such as "KOVA_*", at the level.
     Traces(std::string pattern, int level) : pattern_(std::move(pattern)) {
         former_ = ::tracing::setSink([this](const ::tracing::Message& message) {
             const std::lock_guard<std::mutex> guard(mutex_);

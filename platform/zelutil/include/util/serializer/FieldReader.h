@@ -35,6 +35,7 @@ namespace util::serializer {
 ///                 reader.endObject() && reader.end();
 class UTIL_API FieldReader {
 public:
+    /// The formats of payloads: binary structured data and JSON text.
     enum class Format : std::uint8_t { Binary, Json };
     /// The kind of a value.
     enum class Kind : std::uint8_t { Null, Boolean, Number, Text, Array, Object, None };

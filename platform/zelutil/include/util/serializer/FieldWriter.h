@@ -26,6 +26,7 @@ namespace util::serializer {
 ///                 writer.endObject();  // {"level":55}
 class UTIL_API FieldWriter {
 public:
+    /// The formats of payloads.
     using Format = FieldReader::Format;
 
     /// Creates a writer that appends to `bytes`, which must outlive it.
