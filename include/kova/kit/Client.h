@@ -99,7 +99,7 @@ public:
     /// Returns the untyped draft of a call. The body is sent if it is not empty; an error in place
     /// of a body is the end of the call.
     CallDraft makeDraft(std::string_view command, const std::string& path,
-                        Result<Payload> body) const;
+                        const Result<Payload>& body) const;
     /// Returns the untyped calls of the client.
     const std::shared_ptr<Calls>& calls() const noexcept { return calls_; }
 
@@ -111,8 +111,9 @@ private:
     static std::string textOf(char const* text) { return text; }
 
     template <typename T>
-    Call<T> make(std::string_view command, const std::string& path, Result<Payload> body) const {
-        CallDraft draft = makeDraft(command, path, std::move(body));
+    Call<T> make(std::string_view command, const std::string& path,
+                 const Result<Payload>& body) const {
+        CallDraft draft = makeDraft(command, path, body);
         headers::appendResponseSemantic(draft.request, detail::NEEDS_VALUE<T>
                                                            ? headers::SINGLE_RESPONSE
                                                            : headers::EMPTY_RESPONSE);

@@ -37,6 +37,7 @@ public:
     // The memory is a part of the call, which counts the service as one of its references.
     static void* operator new(std::size_t, void* memory) noexcept { return memory; }
     static void operator delete(void*, void*) noexcept {}
+    // NOLINTNEXTLINE(cert-dcl54-cpp,misc-new-delete-overloads): ends what placement made
     static void operator delete(void* memory) noexcept {
         auto* const bytes = static_cast<std::byte*>(memory);
         reinterpret_cast<Slot*>(bytes - offsetof(Slot, memory))->call->releaseByService();

@@ -26,9 +26,9 @@ public:
     bool closeAndWait(bool limited, std::chrono::milliseconds limit);
     std::vector<CallInfo> list();
 
+    CallTable table;  // first, because its shards begin at cache lines
     IKovaApi& service;
     const CallsOptions options;
-    CallTable table;
     Deadlines deadlines;
 
 private:

@@ -25,7 +25,7 @@ Client::~Client() {
 }
 
 CallDraft Client::makeDraft(std::string_view command, const std::string& path,
-                            Result<Payload> body) const {
+                            const Result<Payload>& body) const {
     CallOptions callOptions;
     callOptions.executor = options_.executor;
     callOptions.deadline = options_.deadline;

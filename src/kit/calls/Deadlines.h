@@ -28,7 +28,9 @@ public:
     Deadlines(const Deadlines&) = delete;
     Deadlines& operator=(const Deadlines&) = delete;
 
-    TimePoint now() const { return clock_ ? clock_->now() : std::chrono::steady_clock::now(); }
+    TimePoint now() const {
+        return clock_ != nullptr ? clock_->now() : std::chrono::steady_clock::now();
+    }
     /// Starts the alarm, without a deadline. Until then no thread is used.
     void prepare();
     /// Makes sure that the call, which is in the table, is ended at `due`.
