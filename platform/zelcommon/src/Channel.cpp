@@ -67,6 +67,7 @@ void detail::writeFormat(const Channel& channel, int level, char const* format, 
     char buffer[512];
     va_list arguments;
     va_start(arguments, format);
+    // NOLINTNEXTLINE(clang-analyzer-valist.Uninitialized): it is started above
     const int length = std::vsnprintf(buffer, sizeof(buffer), format, arguments);
     va_end(arguments);
     if (length < 0) {
@@ -80,6 +81,7 @@ void detail::writeFormat(const Channel& channel, int level, char const* format, 
     try {
         std::string text(size + 1, '\0');
         va_start(arguments, format);
+        // NOLINTNEXTLINE(clang-analyzer-valist.Uninitialized): it is started above
         (void)std::vsnprintf(text.data(), text.size(), format, arguments);
         va_end(arguments);
         write(channel, level, std::string_view(text).substr(0, size));
