@@ -13,9 +13,10 @@ namespace kova::kit {
 ///     std::string text;
 ///     kova::Payload::createStringFrom(schema, text, true);  // {"$schema":..., "type":"array",...}
 ///
-/// It describes what `fromPayload<T>` accepts from JSON, with these differences: texts of the types
-/// of the core are described as any text, with a description in words, and a number such as `1.0`,
-/// which is an integer to JSON Schema, is not read as an integer. Structs are definitions, so a
+/// The schema describes what `fromPayload<T>` accepts from JSON, with two exceptions. A type of the
+/// core that is written as text, such as `dovglobals::Date`, is a plain "string"; only its
+/// "description", such as "a date", says what it contains. And a number such as `1.0` is an integer
+/// to JSON Schema, but `fromPayload` does not read it as an integer. Structs are definitions, so a
 /// type may contain itself. Any thread may call it.
 template <typename T>
 Payload schemaOf() {

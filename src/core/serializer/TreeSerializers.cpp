@@ -43,7 +43,8 @@ class TreeWriter {
 public:
     explicit TreeWriter(IStructuredSerializer& serializer) : serializer_(serializer) {}
 
-    /// Ends every container that was begun, also after a failure.
+    /// Writes the tree. Ends every container that was begun, also after a failure. Returns true on
+    /// failure, like the serializer.
     bool write(const Value& root) {
         bool failed = begin(root);
         while (!open_.empty()) {

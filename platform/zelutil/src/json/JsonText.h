@@ -36,8 +36,8 @@ namespace util::json {
 
 /// The greatest size of a number: "-2.2250738585072014e-308" with a ".0" fits.
 constexpr std::size_t MAX_NUMBER_SIZE = 32;
-/// Returns the greatest size of `size` bytes of a string after escaping, without the quotation
-/// marks.
+/// Returns the number of bytes that a string of `size` bytes needs at most after escaping, without
+/// the quotation marks.
 constexpr std::size_t maxEscapedSize(std::size_t size) noexcept {
     return 6 * size;  // "\u001f"
 }

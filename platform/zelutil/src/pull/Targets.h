@@ -37,7 +37,8 @@ protected:
     IStructuredSerializer& target_;
 };
 
-/// A target that adds events to the record of a payload.
+/// A target that stores each value and field as an event of a `Record`, which a pull reader reads
+/// later.
 class RecordTarget {
 public:
     explicit RecordTarget(Record& record) noexcept : record_(record) {}

@@ -13,14 +13,14 @@ namespace {
 
 using test::expectTexts;
 
-TEST(DateFormatTest, EnumeratorsHaveTheirNumbersAndTexts) {
+TEST(DateFormatTest, EnumeratorsCountFromZeroAndHaveTheListedTexts) {
     const std::pair<DateFormat, char const*> expected[] = {{DateFormat::ddmmyyyy, "ddmmyyyy"},
                                                            {DateFormat::mmddyyyy, "mmddyyyy"},
                                                            {DateFormat::yyyymmdd, "yyyymmdd"}};
     expectTexts(expected);
 }
 
-TEST(TimeFormatTest, EnumeratorsHaveTheirNumbersAndTexts) {
+TEST(TimeFormatTest, EnumeratorsCountFromZeroAndHaveTheListedTexts) {
     const std::pair<TimeFormat, char const*> expected[] = {{TimeFormat::h12, "12h"},
                                                            {TimeFormat::h24, "24h"}};
     expectTexts(expected);

@@ -13,7 +13,7 @@ namespace {
 
 using test::expectTexts;
 
-TEST(LanguageTest, EnumeratorsHaveTheirNumbersAndTexts) {
+TEST(LanguageTest, EnumeratorsCountFromZeroAndHaveTheListedTexts) {
     const std::pair<Language, char const*> expected[] = {
         {Language::af, "af"},       {Language::ar, "ar"},       {Language::ar_ae, "ar-ae"},
         {Language::ar_bh, "ar-bh"}, {Language::ar_dz, "ar-dz"}, {Language::ar_eg, "ar-eg"},

@@ -13,7 +13,7 @@ namespace {
 
 using test::expectTexts;
 
-TEST(ConsumptionUnitTest, EnumeratorsHaveTheirNumbersAndTexts) {
+TEST(ConsumptionUnitTest, EnumeratorsCountFromZeroAndHaveTheListedTexts) {
     const std::pair<ConsumptionUnit, char const*> expected[] = {
         {ConsumptionUnit::Ws, "Ws"},
         {ConsumptionUnit::g_per_h, "g/h"},
@@ -43,7 +43,7 @@ TEST(ConsumptionUnitTest, EnumeratorsHaveTheirNumbersAndTexts) {
     expectTexts(expected);
 }
 
-TEST(DistanceUnitTest, EnumeratorsHaveTheirNumbersAndTexts) {
+TEST(DistanceUnitTest, EnumeratorsCountFromZeroAndHaveTheListedTexts) {
     const std::pair<DistanceUnit, char const*> expected[] = {{DistanceUnit::ft, "ft"},
                                                              {DistanceUnit::km, "km"},
                                                              {DistanceUnit::m, "m"},
@@ -52,25 +52,25 @@ TEST(DistanceUnitTest, EnumeratorsHaveTheirNumbersAndTexts) {
     expectTexts(expected);
 }
 
-TEST(PressureUnitTest, EnumeratorsHaveTheirNumbersAndTexts) {
+TEST(PressureUnitTest, EnumeratorsCountFromZeroAndHaveTheListedTexts) {
     const std::pair<PressureUnit, char const*> expected[] = {
         {PressureUnit::bar, "bar"}, {PressureUnit::kPa, "kPa"}, {PressureUnit::psi, "psi"}};
     expectTexts(expected);
 }
 
-TEST(SpeedUnitTest, EnumeratorsHaveTheirNumbersAndTexts) {
+TEST(SpeedUnitTest, EnumeratorsCountFromZeroAndHaveTheListedTexts) {
     const std::pair<SpeedUnit, char const*> expected[] = {
         {SpeedUnit::kmh, "kmh"}, {SpeedUnit::m_per_s, "m/s"}, {SpeedUnit::mph, "mph"}};
     expectTexts(expected);
 }
 
-TEST(TemperatureUnitTest, EnumeratorsHaveTheirNumbersAndTexts) {
+TEST(TemperatureUnitTest, EnumeratorsCountFromZeroAndHaveTheListedTexts) {
     const std::pair<TemperatureUnit, char const*> expected[] = {
         {TemperatureUnit::C, "C"}, {TemperatureUnit::F, "F"}, {TemperatureUnit::K, "K"}};
     expectTexts(expected);
 }
 
-TEST(VolumeUnitTest, EnumeratorsHaveTheirNumbersAndTexts) {
+TEST(VolumeUnitTest, EnumeratorsCountFromZeroAndHaveTheListedTexts) {
     const std::pair<VolumeUnit, char const*> expected[] = {{VolumeUnit::imp_gal, "imp.gal"},
                                                            {VolumeUnit::l, "l"},
                                                            {VolumeUnit::ml, "ml"},
@@ -80,7 +80,7 @@ TEST(VolumeUnitTest, EnumeratorsHaveTheirNumbersAndTexts) {
     expectTexts(expected);
 }
 
-TEST(WeightUnitTest, EnumeratorsHaveTheirNumbersAndTexts) {
+TEST(WeightUnitTest, EnumeratorsCountFromZeroAndHaveTheListedTexts) {
     const std::pair<WeightUnit, char const*> expected[] = {{WeightUnit::g, "g"},
                                                            {WeightUnit::kg, "kg"},
                                                            {WeightUnit::lbs, "lbs"},

@@ -105,7 +105,7 @@ TEST_F(RootHandlerTest, FunctionIsAskedWithTheRequestAndLaterOverridesDoNotReach
     EXPECT_EQ(answer.values[0].getPayload().getMimeType(), "application/vnd.axobin");
 }
 
-TEST_F(RootHandlerTest, EveryOtherCommandIsRefused) {
+TEST_F(RootHandlerTest, EveryCommandExceptRetrieveIsRefused) {
     const auto service = make("application/json");
     for (char const* const command : {"update", "insert", "delete", "Retrieve", ""}) {
         Answer refused;

@@ -54,9 +54,9 @@ std::ostream& operator<<(std::ostream& out, const AcceptRow& row) {
     return out << "'" << row.text << "'";
 }
 
-class SemVerAccepts : public testing::TestWithParam<AcceptRow> {};
+class ToSemVerTest : public testing::TestWithParam<AcceptRow> {};
 
-TEST_P(SemVerAccepts, ReturnsTheVersion) {
+TEST_P(ToSemVerTest, ParsesEveryAcceptedForm) {
     const AcceptRow& row = GetParam();
     const auto version = toSemVer(row.text);
     ASSERT_TRUE(version.has_value());
@@ -65,7 +65,7 @@ TEST_P(SemVerAccepts, ReturnsTheVersion) {
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    Rows, SemVerAccepts,
+    Rows, ToSemVerTest,
     testing::Values(AcceptRow{"1.2.3", 1, 2, 3, ""}, AcceptRow{"1.2.3@", 1, 2, 3, ""},
                     AcceptRow{"1.2.3@dev", 1, 2, 3, "dev"}, AcceptRow{"0.4.2", 0, 4, 2, ""},
                     AcceptRow{"0.0.0", 0, 0, 0, ""}, AcceptRow{"1x.2y.3z@b", 1, 2, 3, "b"},

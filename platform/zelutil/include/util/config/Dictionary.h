@@ -37,8 +37,9 @@ public:
     bool set(std::string_view key, Value* value) noexcept;
     /// @}
 
-    /// Removes the entry with the key. With `destroy` true the child is destroyed. With `destroy`
-    /// false it belongs to the caller, so look it up before. Fails if the key is not present.
+    /// Removes the entry with the key. If `destroy` is true, the child is destroyed. If it is
+    /// false, the caller takes ownership of the child; its address has to be looked up before the
+    /// call, because `remove` does not return it. Fails if the key is not present.
     bool remove(char const* key, bool destroy) noexcept;
     bool remove(std::string_view key, bool destroy) noexcept;
     /// Destroys all children.
