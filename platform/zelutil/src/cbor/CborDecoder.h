@@ -21,9 +21,9 @@
 // reading would take twice as long. A build without optimization, which measures the coverage,
 // counts a function once, not once for each caller.
 #ifdef __OPTIMIZE__
-#define KOVA_INLINE_HEAD [[gnu::always_inline]]
+#define KOVA_INLINE_DECODING [[gnu::always_inline]]
 #else
-#define KOVA_INLINE_HEAD
+#define KOVA_INLINE_DECODING
 #endif
 
 namespace util::serializer {
@@ -58,7 +58,7 @@ struct CborInput {
     }
     bool isAtBreak() const noexcept { return at != end && *at == BREAK_BYTE; }
     /// Consumes a head. Returns false, without consuming anything, if it is incomplete or reserved.
-    KOVA_INLINE_HEAD bool readHead(CborHead& head) noexcept {
+    KOVA_INLINE_DECODING bool readHead(CborHead& head) noexcept {
         if (at == end) {
             return false;
         }
@@ -82,7 +82,7 @@ struct CborInput {
 
 private:
     // Consumes a head whose argument is after the first byte, or that has none.
-    KOVA_INLINE_HEAD bool readLongHead(CborHead& head) noexcept {
+    KOVA_INLINE_DECODING bool readLongHead(CborHead& head) noexcept {
         const std::uint64_t length = head.argument - FIRST_LONG;
         if (length > LAST_LONG - FIRST_LONG) {
             return readOpenHead(head);
@@ -97,7 +97,7 @@ private:
         return true;
     }
     // Strings, arrays and maps can end with a break, and a break is an item too.
-    KOVA_INLINE_HEAD bool readOpenHead(const CborHead& head) noexcept {
+    KOVA_INLINE_DECODING bool readOpenHead(const CborHead& head) noexcept {
         const unsigned char kind = head.kind();
         if (!head.isOpen() || kind == UNSIGNED || kind == NEGATIVE || kind == TAG) {
             return false;
@@ -252,7 +252,7 @@ bool CborDecoder<Target>::decodeValue() {
 // Decodes items of the top level, up to its end or to one that opens another level.
 // The input is kept in a local so it can live in registers while the items are of common kinds.
 template <class Target>
-[[gnu::always_inline]] inline bool CborDecoder<Target>::entries() {
+KOVA_INLINE_DECODING inline bool CborDecoder<Target>::entries() {
     CborInput in = in_;
     Level* const level = top_;
     const bool isMap = level->kind == MAP;
@@ -298,7 +298,7 @@ bool CborDecoder<Target>::chunkedKey(unsigned char kind) {
 // Decodes a scalar completely, and the beginning of an array or map. Inlining it into the loop over
 // the entries saves 12 % of the time of a payload.
 template <class Target>
-[[gnu::always_inline]] inline bool CborDecoder<Target>::value(CborInput& in) {
+KOVA_INLINE_DECODING inline bool CborDecoder<Target>::value(CborInput& in) {
     unsigned char const* const begin = in.at;
     CborHead head{};
     if (!in.readHead(head)) {
