@@ -219,4 +219,96 @@ TEST(FieldReaderTest, ReadersOfOneThreadMayBeNested) {
     EXPECT_EQ(first + second, 3);
 }
 
+// One call of each kind of value, with the kind that it accepts.
+struct ReadCall {
+    FieldReader::Kind accepts;
+    bool (*read)(FieldReader& from);
+};
+
+template <class Item>
+bool readOne(FieldReader& from) {
+    Item item{};
+    return from.value(item);
+}
+
+template <class Item>
+bool readMany(FieldReader& from) {
+    std::vector<Item> items;
+    return from.values(items);
+}
+
+constexpr ReadCall READ_CALLS[] = {
+    {FieldReader::Kind::Null, [](FieldReader& from) { return from.null(); }},
+    {FieldReader::Kind::Boolean, readOne<bool>},
+    {FieldReader::Kind::Number, readOne<std::int8_t>},
+    {FieldReader::Kind::Number, readOne<std::int64_t>},
+    {FieldReader::Kind::Number, readOne<std::uint64_t>},
+    {FieldReader::Kind::Number, readOne<float>},
+    {FieldReader::Kind::Number, readOne<double>},
+    {FieldReader::Kind::Text, readOne<std::string>},
+    {FieldReader::Kind::Text,
+     [](FieldReader& from) {
+         std::string_view text;
+         return from.text(text);
+     }},
+    {FieldReader::Kind::Array, readMany<bool>},
+    {FieldReader::Kind::Array, readMany<std::uint8_t>},
+    {FieldReader::Kind::Array, readMany<double>},
+    {FieldReader::Kind::Array, [](FieldReader& from) { return from.beginArray(); }},
+    {FieldReader::Kind::Object, [](FieldReader& from) { return from.beginObject(); }}};
+
+TEST(FieldReaderTest, CallsAcceptOnlyTheirKindOfValue) {
+    struct Row {
+        FieldReader::Kind kind;
+        char const* hex;
+        char const* json;
+    };
+    constexpr Row ROWS[] = {
+        {FieldReader::Kind::Null, "f6", "null"}, {FieldReader::Kind::Boolean, "f5", "true"},
+        {FieldReader::Kind::Number, "01", "1"},  {FieldReader::Kind::Text, "6161", "\"a\""},
+        {FieldReader::Kind::Array, "80", "[]"},  {FieldReader::Kind::Object, "a0", "{}"}};
+    for (const Row& row : ROWS) {
+        for (const ReadCall& call : READ_CALLS) {
+            const std::string bytes = fromHex(row.hex);
+            FieldReader binary(Format::Binary, bytes);
+            ASSERT_TRUE(binary.begin());
+            EXPECT_EQ(binary.kind(), row.kind);
+            EXPECT_EQ(call.read(binary), call.accepts == row.kind) << row.hex;
+            FieldReader json(Format::Json, row.json);
+            ASSERT_TRUE(json.begin());
+            EXPECT_EQ(json.kind(), row.kind);
+            EXPECT_EQ(call.read(json), call.accepts == row.kind) << row.json;
+        }
+    }
+}
+
+TEST(FieldReaderTest, CallsFailAtTheEndOfAPayload) {
+    for (const ReadCall& call : READ_CALLS) {
+        FieldReader binary(Format::Binary, "");
+        ASSERT_TRUE(binary.begin());
+        EXPECT_FALSE(call.read(binary));
+        EXPECT_EQ(binary.kind(), FieldReader::Kind::None);
+        FieldReader json(Format::Json, "[]");
+        ASSERT_TRUE(json.begin() && json.beginArray());
+        EXPECT_FALSE(call.read(json));
+        EXPECT_EQ(json.kind(), FieldReader::Kind::None);
+    }
+    std::string_view name;
+    FieldReader json(Format::Json, "{}");
+    EXPECT_TRUE(json.begin() && json.beginObject());
+    EXPECT_FALSE(json.beginField(name));
+}
+
+TEST(FieldReaderTest, UnsignedIntegersAreReadFromBothKindsOfJsonIntegers) {
+    std::uint64_t number = 0;
+    for (char const* const text : {"17", "18446744073709551615"}) {
+        FieldReader json(Format::Json, text);
+        EXPECT_TRUE(json.begin() && json.value(number));
+        EXPECT_EQ(std::to_string(number), text);
+    }
+    FieldReader negative(Format::Json, "-1");
+    EXPECT_TRUE(negative.begin());
+    EXPECT_FALSE(negative.value(number));
+}
+
 }  // namespace

@@ -4,10 +4,12 @@
 
 #include <functional>
 #include <limits>
+#include <new>
 #include <optional>
 #include <string>
 #include <vector>
 
+#include "support/FailingAllocations.h"
 #include "support/Payloads.h"
 
 // A field writer writes the same bytes as the serializer of the format.
@@ -150,6 +152,71 @@ TEST(FieldWriterTest, RefusesFieldNamesThatJsonCannotRepresent) {
     EXPECT_EQ(written(Format::Json,
                       [](FieldWriter& to) { return to.beginObject() && to.beginField("\xff"); }),
               std::nullopt);
+}
+
+// Writes every kind of value. The strings are long, so that each may need memory.
+bool writeEverything(FieldWriter& to) {
+    const std::string text(300, 'x');
+    return to.beginObject() && to.beginField(text) && to.beginArray() && to.beginElement() &&
+           to.null() && to.beginElement() && to.value(true) && to.beginElement() &&
+           to.value(std::int64_t{-70000}) && to.beginElement() && to.value(~std::uint64_t{0}) &&
+           to.beginElement() && to.value(0.1F) && to.beginElement() && to.value(0.1) &&
+           to.beginElement() && to.value(std::string_view(text)) && to.beginElement() &&
+           to.values(std::vector<bool>(300, true)) && to.beginElement() &&
+           to.values(std::vector<std::int16_t>(300, 7)) && to.beginElement() &&
+           to.values(std::vector<double>(300, 0.5)) && to.endArray() && to.beginField("b") &&
+           to.value(false) && to.endObject();
+}
+
+// Every single call fails without memory: the buffer has no capacity for it.
+TEST(FieldWriterTest, EveryCallFailsWithoutMemory) {
+    const std::vector<std::function<bool(FieldWriter&)>> calls{
+        [](FieldWriter& to) { return to.null(); },
+        [](FieldWriter& to) { return to.value(true); },
+        [](FieldWriter& to) { return to.value(1); },
+        [](FieldWriter& to) { return to.value(std::uint64_t{1}); },
+        [](FieldWriter& to) { return to.value(0.5F); },
+        [](FieldWriter& to) { return to.value(0.5); },
+        [](FieldWriter& to) { return to.value(std::string_view("x")); },
+        [](FieldWriter& to) { return to.values(std::vector<bool>()); },
+        [](FieldWriter& to) { return to.values(std::vector<std::int8_t>()); },
+        [](FieldWriter& to) { return to.beginArray(); },
+        [](FieldWriter& to) { return to.beginObject(); },
+        [](FieldWriter& to) { return to.beginField("x"); }};
+    for (const Format format : {Format::Binary, Format::Json}) {
+        for (const auto& call : calls) {
+            util::ByteBufferWriter bytes(0);
+            FieldWriter writer(format, bytes);
+            bool done = true;
+            {
+                const kova::test::FailingAllocations failing(0);
+                done = call(writer);
+            }
+            EXPECT_FALSE(done);
+            EXPECT_EQ(bytes.size(), 0U);
+        }
+    }
+}
+
+TEST(FieldWriterTest, EveryFailedAllocationIsReturned) {
+    for (const Format format : {Format::Binary, Format::Json}) {
+        std::string written;
+        const long failures = kova::test::failEveryAllocation([&] {
+            try {
+                util::ByteBufferWriter bytes(0);
+                FieldWriter writer(format, bytes);
+                if (!writeEverything(writer)) {
+                    return false;
+                }
+                written = payloads::textOf(bytes);
+                return true;
+            } catch (const std::bad_alloc&) {  // the values themselves
+                return false;
+            }
+        });
+        EXPECT_GT(failures, 8);
+        EXPECT_GT(written.size(), 1000U);
+    }
 }
 
 }  // namespace
