@@ -36,9 +36,8 @@ protected:
     void wake() noexcept override {
         if (!signalled_) {
             signalled_ = true;
-            const std::uint64_t one = 1;
             // Cannot fail: the counter is 0, and the descriptor is open.
-            static_cast<void>(::write(fd_, &one, sizeof one));
+            static_cast<void>(::eventfd_write(fd_, 1));
         }
     }
 
@@ -53,8 +52,8 @@ private:
 std::size_t Loop::State::takeSignal() {
     const std::lock_guard<std::mutex> guard(mutex_);
     if (signalled_) {
-        std::uint64_t count = 0;
-        static_cast<void>(::read(fd_, &count, sizeof count));
+        eventfd_t count = 0;
+        static_cast<void>(::eventfd_read(fd_, &count));
         signalled_ = false;
     }
     return queuedLocked();
