@@ -5,7 +5,6 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstdint>
 #include <system_error>
 
 #include "calls/ExecutorState.h"
