@@ -212,29 +212,14 @@ struct JSONStructuredPushDeserializerOld::State {
     }
 
     // Stores the failure with the copy of the text, in which the mistake is located when the
-    // message is read.
+    // message is read. A copy that is too large to be kept is not searched: a refusal takes no
+    // second pass.
     void storeMistake(std::size_t size, PayloadErrorNumber number, char const* reason) noexcept {
-        if (hasFailed) {
-            return;
-        }
         if (capacity > JsonFailure::MAX_KEPT) {
-            locateMistake({text.get(), size}, number, reason);
-            return;
-        }
-        hasFailed = true;
-        zel::ErrorStorage::current().record<JsonFailure>(PayloadError, number, FILE_NAME, __LINE__,
-                                                         text, size, std::size_t{limit}, reason);
-    }
-
-    // Locates the mistake at once, because the buffer of the text is too large to be kept.
-    void locateMistake(std::string_view payload, PayloadErrorNumber number,
-                       char const* reason) noexcept {
-        const std::unique_ptr<JsonScan> scan(new (std::nothrow) JsonScan(payload, limit));
-        if (scan != nullptr && scan->findMistake()) {
-            recordFailure(hasFailed, number, scan->expected(), scan->found(), scan->path(),
-                          scan->position());
-        } else {
             recordFailure(hasFailed, number, reason);
+        } else if (!std::exchange(hasFailed, true)) {
+            zel::ErrorStorage::current().record<JsonFailure>(
+                PayloadError, number, FILE_NAME, __LINE__, text, size, std::size_t{limit}, reason);
         }
     }
 

@@ -87,12 +87,12 @@ private:
 };
 
 /// The details of a JSON text that was refused. It stores the text, and searches for the mistake
-/// when the message is read.
+/// when the message is read. A refusal therefore takes no second pass.
 class JsonFailure final : public zel::ErrorDetails {
 public:
     /// The largest buffer that is kept until the message is read, in bytes: a thread holds it up to
-    /// its next error. The mistake in the text of a larger one is located when the text is refused.
-    static constexpr std::size_t MAX_KEPT = std::size_t{1} << 20;
+    /// its next error. The message about the text of a larger one names no byte.
+    static constexpr std::size_t MAX_KEPT = std::size_t{1} << 24;
 
     /// Creates the details of the `size` bytes of `text`, read with at most `limit` open levels.
     /// Copies a short text and takes ownership of a long one. `reason` is a constant that is used

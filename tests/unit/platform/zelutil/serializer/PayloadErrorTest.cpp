@@ -1,5 +1,6 @@
 #include "util/serializer/PayloadError.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <limits>
@@ -402,14 +403,29 @@ TEST_F(PayloadErrorTest, ReasonOutlivesReaderAndPayload) {
     EXPECT_EQ(reason(), "expected ',' or ']', found '2' (byte 5003)");
 }
 
-TEST_F(PayloadErrorTest, MistakeInATextThatIsTooLongToBeKeptIsNamed) {
-    for (const std::size_t size : {JsonFailure::MAX_KEPT, JsonFailure::MAX_KEPT + 1}) {
-        std::string text(size - 5, ' ');
-        text += "[1 2]";
-        EXPECT_FALSE(JsonPull(text).begun);
-        EXPECT_EQ(reason(),
-                  "expected ',' or ']', found '2' (byte " + std::to_string(size - 2) + ")");
-    }
+// Returns a text of `size` bytes that ends with a mistake.
+std::string malformedText(std::size_t size) {
+    std::string text(size, ' ');
+    text.replace(size - 5, 5, "[1 2]");
+    return text;
+}
+
+TEST_F(PayloadErrorTest, MistakeInTheLongestTextThatIsKeptIsLocatedWhenTheReasonIsRead) {
+    const std::string text = malformedText(JsonFailure::MAX_KEPT);
+    EXPECT_FALSE(JsonPull(text).begun);
+    EXPECT_EQ(reason(),
+              "expected ',' or ']', found '2' (byte " + std::to_string(text.size() - 2) + ")");
+}
+
+TEST_F(PayloadErrorTest, ReasonOfALongerTextIsTheKindOfMistake) {
+    EXPECT_FALSE(JsonPull(malformedText(JsonFailure::MAX_KEPT + 1)).begun);
+    EXPECT_EQ(ErrorStorage::current().number(), MalformedPayload);
+    EXPECT_EQ(reason(),
+              "The JSON document has an improper structure: missing or superfluous commas, "
+              "braces, missing keys, etc.");
+    const std::string deep(1001, '[');
+    EXPECT_FALSE(JsonPull(deep + std::string(JsonFailure::MAX_KEPT, ' ')).begun);
+    EXPECT_THAT(reason(), testing::Not(testing::HasSubstr("byte")));
 }
 
 }  // namespace
