@@ -83,17 +83,28 @@ struct CborInput {
 private:
     // Consumes a head whose argument is after the first byte, or that has none.
     KOVA_INLINE_DECODING bool readLongHead(CborHead& head) noexcept {
-        const std::uint64_t length = head.argument - FIRST_LONG;
-        if (length > LAST_LONG - FIRST_LONG) {
-            return readOpenHead(head);
+        switch (head.argument) {
+            case FIRST_LONG:
+                return head.first != SIMPLE + FIRST_LONG && readArgument<1>(head);  // else reserved
+            case FIRST_LONG + 1:
+                return readArgument<2>(head);
+            case FIRST_LONG + 2:
+                return readArgument<4>(head);
+            case FIRST_LONG + 3:
+                return readArgument<8>(head);
+            default:
+                return readOpenHead(head);
         }
-        const std::size_t size = std::size_t{1} << length;
-        const bool isReserved = head.first == SIMPLE + FIRST_LONG;
-        if (left() <= size || isReserved) {
+    }
+    // The size is a constant, so that the position of the next item does not depend on the byte
+    // that was just loaded: the processor predicts the branch instead.
+    template <std::size_t SIZE>
+    KOVA_INLINE_DECODING bool readArgument(CborHead& head) noexcept {
+        if (left() <= SIZE) {
             return false;
         }
-        head.argument = loadNumber(at + 1, size);
-        at += 1 + size;
+        head.argument = loadNumber(at + 1, SIZE);
+        at += 1 + SIZE;
         return true;
     }
     // Strings, arrays and maps can end with a break, and a break is an item too.
@@ -178,7 +189,7 @@ private:
         std::uint64_t left;  // number of elements or pairs that are left
     };
 
-    bool entries();
+    bool entries(CborInput& in);
     bool key(CborInput& in);
     bool chunkedKey(unsigned char kind);
     bool value(CborInput& in);
@@ -241,19 +252,20 @@ private:
 
 template <class Target>
 bool CborDecoder<Target>::decodeValue() {
+    // A local copy, so that it can live in registers while the items are of common kinds.
+    CborInput in = in_;
     while (levels_[0].left != 0) {
-        if (!entries()) {
+        if (!entries(in)) {
             return false;
         }
     }
+    in_ = in;
     return true;
 }
 
 // Decodes items of the top level, up to its end or to one that opens another level.
-// The input is kept in a local so it can live in registers while the items are of common kinds.
 template <class Target>
-KOVA_INLINE_DECODING inline bool CborDecoder<Target>::entries() {
-    CborInput in = in_;
+KOVA_INLINE_DECODING inline bool CborDecoder<Target>::entries(CborInput& in) {
     Level* const level = top_;
     const bool isMap = level->kind == MAP;
     while (level->left != 0 && top_ == level) {
@@ -262,14 +274,12 @@ KOVA_INLINE_DECODING inline bool CborDecoder<Target>::entries() {
                 return fail(in.at, isMap ? FIELD : VALUE);
             }
             ++in.at;
-            in_ = in;
             return close();
         }
         if ((isMap && !key(in)) || !value(in)) {
             return false;
         }
     }
-    in_ = in;
     return top_ != level || level->kind == OUTSIDE || close();
 }
 
