@@ -64,8 +64,11 @@ inline bool copyTinyText(std::string_view bytes, unsigned char* target) noexcept
     return (all & NOT_ASCII) == 0;
 }
 
-/// Copies at most 32 bytes to `target`. Returns whether they are ASCII. The words that are copied
-/// may overlap.
+/// The greatest number of bytes that `copyShortText` copies.
+constexpr std::size_t MAX_WORDS_COPY = 32;
+
+/// Copies at most `MAX_WORDS_COPY` bytes to `target`. Returns whether they are ASCII. The words
+/// that are copied may overlap.
 inline bool copyShortText(std::string_view bytes, unsigned char* target) noexcept {
     constexpr std::size_t WORD = sizeof(std::uint64_t);
     char const* const begin = bytes.data();
@@ -104,8 +107,7 @@ inline bool isUtf8(std::string_view bytes) noexcept {
 /// library needs. `out` keeps its memory. Throws `std::bad_alloc` if memory is exhausted; `out` is
 /// then unchanged.
 inline void assignText(std::string& out, std::string_view text) {
-    constexpr std::size_t SHORT = 32;  // copied without a call
-    if (text.size() <= out.size() && text.size() <= SHORT) {
+    if (text.size() <= out.size() && text.size() <= MAX_WORDS_COPY) {
         out.erase(text.size());
         copyShortText(text, reinterpret_cast<unsigned char*>(out.data()));
     } else if (text.size() <= out.capacity()) {

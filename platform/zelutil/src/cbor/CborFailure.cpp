@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstring>
 
+#include "bytes/TextCheck.h"
 #include "cbor/TypedArrays.h"
 
 namespace util::serializer {
@@ -85,9 +86,8 @@ CborFailure::CborFailure(const CborMistake& mistake, std::string_view payload, u
       left_(payload.size() - position_),
       limit_(limit),
       isTooDeep_(mistake.number == NestingTooDeep) {
-    if (left_ != 0) {
-        std::memcpy(bytes_.data(), mistake.at, std::min(left_, bytes_.size()));
-    }
+    copyShortText({reinterpret_cast<char const*>(mistake.at), std::min(left_, bytes_.size())},
+                  bytes_.data());
     if (record != nullptr) {
         record->addPathOfNext(path_, true);
     }

@@ -157,6 +157,9 @@ PayloadErrorNumber numberOf(simdjson::error_code error) noexcept {
 }  // namespace
 
 struct JSONStructuredPushDeserializerOld::State {
+    // Not defaulted, so that `make_unique` does not first set the whole object to zero.
+    State() noexcept {}  // NOLINT(modernize-use-equals-default)
+
     /// Parses `payload` and makes the calls of `target` for what it contains. Returns false on
     /// failure, with the reason stored; a serializer has stored the reason if it refused a call.
     template <class Target>

@@ -8,6 +8,8 @@
 #include <cstring>
 #include <iterator>
 
+#include "bytes/TextCheck.h"
+
 namespace util::serializer {
 
 namespace {
@@ -40,18 +42,31 @@ constexpr zel::ErrorType PayloadError("util::serializer::PayloadError", TABLE);
 
 template <std::size_t CAPACITY>
 void ShortText<CAPACITY>::append(std::string_view text) noexcept {
-    if (text.size() > CAPACITY) {
-        text.remove_prefix(text.size() - CAPACITY);
-        size_ = 0;
-        isCut_ = true;
-    } else if (text.size() > CAPACITY - size_) {
-        const std::size_t removed = size_ - (CAPACITY - text.size());
-        std::memmove(text_.data(), text_.data() + removed, size_ - removed);
-        size_ = static_cast<std::uint8_t>(size_ - removed);
-        isCut_ = true;
+    if (text.size() > CAPACITY - size_) {
+        text = makePlace(text);
     }
-    std::copy(text.begin(), text.end(), text_.begin() + size_);
+    // Without a call of `memcpy`, since most names are short.
+    char* const end = text_.data() + size_;
+    if (text.size() <= MAX_WORDS_COPY) {
+        copyShortText(text, reinterpret_cast<unsigned char*>(end));
+    } else {
+        std::copy(text.begin(), text.end(), end);
+    }
     size_ = static_cast<std::uint8_t>(size_ + text.size());
+}
+
+// Removes as many bytes from the beginning as `text` needs. Returns the end of `text` that fits.
+template <std::size_t CAPACITY>
+std::string_view ShortText<CAPACITY>::makePlace(std::string_view text) noexcept {
+    isCut_ = true;
+    if (text.size() >= CAPACITY) {
+        size_ = 0;
+        return text.substr(text.size() - CAPACITY);
+    }
+    const std::size_t removed = size_ - (CAPACITY - text.size());
+    std::memmove(text_.data(), text_.data() + removed, size_ - removed);
+    size_ = static_cast<std::uint8_t>(size_ - removed);
+    return text;
 }
 
 template <std::size_t CAPACITY>
@@ -208,7 +223,9 @@ void recordFailure(bool& hasFailed, PayloadErrorNumber number, const Phrase& exp
 }
 
 void recordNoMemory(bool& hasFailed) noexcept {
-    recordFailure(hasFailed, MemoryExhausted, "memory is exhausted");
+    if (!hasFailed) {
+        recordFailure(hasFailed, MemoryExhausted, "memory is exhausted");
+    }
 }
 
 }  // namespace util::serializer

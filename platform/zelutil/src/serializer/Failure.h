@@ -17,6 +17,9 @@ namespace util::serializer {
 template <std::size_t CAPACITY>
 class ShortText {
 public:
+    // Not defaulted, so that the text of a value-initialized object is not set to zero.
+    ShortText() noexcept {}  // NOLINT(modernize-use-equals-default,*-member-init)
+
     /// Appends `text`. If the result is too long, its beginning is omitted.
     void append(std::string_view text) noexcept;
     /// Replaces the text by `text`. If it is too long, its end is omitted.
@@ -29,6 +32,8 @@ public:
     std::string_view view() const noexcept { return {text_.data(), size_}; }
 
 private:
+    [[gnu::cold]] std::string_view makePlace(std::string_view text) noexcept;
+
     std::array<char, CAPACITY> text_;
     std::uint8_t size_ = 0;
     bool isCut_ = false;
