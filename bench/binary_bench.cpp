@@ -22,11 +22,11 @@ namespace {
 using util::config::Dictionary;
 using Bytes = std::vector<unsigned char>;
 
-std::shared_ptr<Dictionary> kovaTree(const DocumentSize& size) {
+std::shared_ptr<Dictionary> kovaTree(const DocumentKind& kind) {
     Dictionary* dictionary = nullptr;
     util::config::Array* array = nullptr;
     util::config::JSONParser parser(false);
-    benchmark::DoNotOptimize(parser.parseString(document(size), &dictionary, &array));
+    benchmark::DoNotOptimize(parser.parseString(document(kind), &dictionary, &array));
     return std::shared_ptr<Dictionary>(dictionary);
 }
 
@@ -49,9 +49,9 @@ std::unique_ptr<Dictionary> read(const Bytes& bytes) {
     return failed ? nullptr : std::move(tree);
 }
 
-Bytes encoded(const DocumentSize& size) {
+Bytes encoded(const DocumentKind& kind) {
     util::ByteBufferWriter writer(1024);
-    benchmark::DoNotOptimize(write(*kovaTree(size), writer));
+    benchmark::DoNotOptimize(write(*kovaTree(kind), writer));
     return {writer.data(), writer.data() + writer.size()};
 }
 
@@ -203,14 +203,14 @@ private:
 };
 
 const Entries ENTRIES([] {
-    for (const DocumentSize& size : DOCUMENT_SIZES) {
-        const std::string writing = toBinaryCase(size);
-        const std::string reading = fromBinaryCase(size);
-        const std::size_t length = encoded(size).size();
+    for (const DocumentKind& kind : DOCUMENT_KINDS) {
+        const std::string writing = toBinaryCase(kind);
+        const std::string reading = fromBinaryCase(kind);
+        const std::size_t length = encoded(kind).size();
         contest(
             writing, "kova",
-            [&size] {
-                return [tree = kovaTree(size)] {
+            [&kind] {
+                return [tree = kovaTree(kind)] {
                     util::ByteBufferWriter writer(64);
                     benchmark::DoNotOptimize(write(*tree, writer));
                     return writer.size();
@@ -219,8 +219,8 @@ const Entries ENTRIES([] {
             length);
         contest(
             writing, "libcbor",
-            [&size] {
-                return [tree = StreamReader::read(encoded(size))] {
+            [&kind] {
+                return [tree = StreamReader::read(encoded(kind))] {
                     HeadWriter writer;
                     writer.add(tree);
                     return writer.bytes.size();
@@ -228,11 +228,11 @@ const Entries ENTRIES([] {
             },
             length);
         contest(
-            reading, "kova", [&size] { return [bytes = encoded(size)] { return read(bytes); }; },
+            reading, "kova", [&kind] { return [bytes = encoded(kind)] { return read(bytes); }; },
             length);
         contest(
             reading, "libcbor",
-            [&size] { return [bytes = encoded(size)] { return StreamReader::read(bytes); }; },
+            [&kind] { return [bytes = encoded(kind)] { return StreamReader::read(bytes); }; },
             length);
     }
 });

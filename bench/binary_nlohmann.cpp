@@ -11,15 +11,15 @@ namespace {
 using nlohmann::json;
 
 const Entries ENTRIES([] {
-    for (const DocumentSize& size : DOCUMENT_SIZES) {
-        const std::string text = document(size);
+    for (const DocumentKind& kind : DOCUMENT_KINDS) {
+        const std::string text = document(kind);
         const std::size_t length = json::to_cbor(json::parse(text)).size();
         contest(
-            toBinaryCase(size), "nlohmann",
+            toBinaryCase(kind), "nlohmann",
             [text] { return [tree = json::parse(text)] { return json::to_cbor(tree).size(); }; },
             length);
         contest(
-            fromBinaryCase(size), "nlohmann",
+            fromBinaryCase(kind), "nlohmann",
             [text] {
                 return
                     [bytes = json::to_cbor(json::parse(text))] { return json::from_cbor(bytes); };

@@ -16,17 +16,17 @@ using Tree = std::unique_ptr<util::config::Value>;
 
 // The root of a document is an object, which is never a shared node, so unique_ptr can delete it.
 const Entries ENTRIES([] {
-    for (const DocumentSize& size : DOCUMENT_SIZES) {
-        const std::string text = document(size);
+    for (const DocumentKind& kind : DOCUMENT_KINDS) {
+        const std::string text = document(kind);
         const auto read = [text] {
             return [text, parser = std::make_shared<util::config::JSONParser>(false)] {
                 return Tree(parser->parseValue(text));
             };
         };
-        contest(readCase(size), "kova", read, text.size());
-        measureHeap(heapCase(size), "kova", read, text.size(), nodes(size));
+        contest(readCase(kind), "kova", read, text.size());
+        measureHeap(heapCase(kind), "kova", read, text.size(), kind.nodes);
         contest(
-            writeCase(size), "kova",
+            writeCase(kind), "kova",
             [text] {
                 util::config::JSONParser parser(false);
                 return [tree = std::shared_ptr<util::config::Value>(parser.parseValue(text))] {

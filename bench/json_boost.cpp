@@ -9,13 +9,13 @@ namespace kova::bench {
 namespace {
 
 const Entries ENTRIES([] {
-    for (const DocumentSize& size : DOCUMENT_SIZES) {
-        const std::string text = document(size);
+    for (const DocumentKind& kind : DOCUMENT_KINDS) {
+        const std::string text = document(kind);
         const auto read = [text] { return [text] { return boost::json::parse(text); }; };
-        contest(readCase(size), "Boost.JSON", read, text.size());
-        measureHeap(heapCase(size), "Boost.JSON", read, text.size(), nodes(size));
+        contest(readCase(kind), "Boost.JSON", read, text.size());
+        measureHeap(heapCase(kind), "Boost.JSON", read, text.size(), kind.nodes);
         contest(
-            writeCase(size), "Boost.JSON",
+            writeCase(kind), "Boost.JSON",
             [text] {
                 return [tree = boost::json::parse(text)] { return boost::json::serialize(tree); };
             },

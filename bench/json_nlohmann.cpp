@@ -9,13 +9,13 @@ namespace kova::bench {
 namespace {
 
 const Entries ENTRIES([] {
-    for (const DocumentSize& size : DOCUMENT_SIZES) {
-        const std::string text = document(size);
+    for (const DocumentKind& kind : DOCUMENT_KINDS) {
+        const std::string text = document(kind);
         const auto read = [text] { return [text] { return nlohmann::json::parse(text); }; };
-        contest(readCase(size), "nlohmann", read, text.size());
-        measureHeap(heapCase(size), "nlohmann", read, text.size(), nodes(size));
+        contest(readCase(kind), "nlohmann", read, text.size());
+        measureHeap(heapCase(kind), "nlohmann", read, text.size(), kind.nodes);
         contest(
-            writeCase(size), "nlohmann",
+            writeCase(kind), "nlohmann",
             [text] { return [tree = nlohmann::json::parse(text)] { return tree.dump(); }; },
             text.size());
     }

@@ -54,13 +54,13 @@ std::string write(const rapidjson::Document& tree) {
 }
 
 const Entries ENTRIES([] {
-    for (const DocumentSize& size : DOCUMENT_SIZES) {
-        const std::string text = document(size);
+    for (const DocumentKind& kind : DOCUMENT_KINDS) {
+        const std::string text = document(kind);
         const auto make = [text] { return [text] { return read(text); }; };
-        contest(readCase(size), "RapidJSON", make, text.size());
-        measureHeap(heapCase(size), "RapidJSON", make, text.size(), nodes(size));
+        contest(readCase(kind), "RapidJSON", make, text.size());
+        measureHeap(heapCase(kind), "RapidJSON", make, text.size(), kind.nodes);
         contest(
-            writeCase(size), "RapidJSON",
+            writeCase(kind), "RapidJSON",
             [text] {
                 auto tree = std::make_shared<rapidjson::Document>();
                 tree->Parse(text.c_str());

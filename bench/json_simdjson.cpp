@@ -62,10 +62,10 @@ void copy(simdjson::dom::element from, MapTree& to) {
 }
 
 const Entries ENTRIES([] {
-    for (const DocumentSize& size : DOCUMENT_SIZES) {
-        const std::string text = document(size);
+    for (const DocumentKind& kind : DOCUMENT_KINDS) {
+        const std::string text = document(kind);
         contest(
-            readCase(size), "simdjson",
+            readCase(kind), "simdjson",
             [text] {
                 return [text, parser = std::make_shared<simdjson::dom::parser>()] {
                     MapTree root;

@@ -46,10 +46,13 @@ benchmark::internal::Benchmark* contest(const std::string& caseName, const std::
 
 /// Registers a contestant whose memory is measured instead of its time: the heap memory of the
 /// result of the function that `make()` returns. It is reported as a multiple of `bytes` and per
-/// node for `nodes` nodes.
+/// node for `nodes` nodes. Nothing is registered if `nodes` is 0.
 template <typename Make>
 void measureHeap(const std::string& caseName, const std::string& contestant, Make make,
                  std::size_t bytes, std::size_t nodes) {
+    if (nodes == 0) {
+        return;
+    }
     benchmark::RegisterBenchmark(
         (caseName + "/" + contestant).c_str(),
         [make, bytes, nodes](benchmark::State& state) {
