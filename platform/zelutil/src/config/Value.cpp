@@ -4,6 +4,7 @@
 #include <new>
 #include <ostream>
 
+#include "bytes/TextCheck.h"
 #include "config/PlainValue.h"
 #include "config/Printer.h"
 #include "config/Tree.h"
@@ -175,7 +176,7 @@ bool Value::get(util::UnicodeString8& out) const {
         out = as<ValueUnicodeString>(*this).text();
         return false;
     }
-    if (isString() && zel::unicode::isUtf8(as<ValueString>(*this).text())) {
+    if (isString() && isUtf8(as<ValueString>(*this).text())) {
         out.units = as<ValueString>(*this).text();
         return false;
     }

@@ -3,6 +3,7 @@
 #include <cmath>
 #include <cstring>
 
+#include "bytes/TextCheck.h"
 #include "json/JsonScan.h"
 #include "json/JsonText.h"
 #include "serializer/FormatSerializerCalls.h"
@@ -30,7 +31,7 @@ public:
                                     : refuse(Refusal::NotFinite, value);
     }
     bool putString(std::string_view bytes) {
-        return zel::unicode::isUtf8(bytes) ? putText(bytes) : refuse(Refusal::NotUtf8);
+        return isUtf8(bytes) ? putText(bytes) : refuse(Refusal::NotUtf8);
     }
     bool putText(std::string_view utf8) { return json::appendString(writer(), utf8); }
     bool putArrayBegin() { return put('['); }
@@ -40,7 +41,7 @@ public:
     bool putElementBegin(bool first) { return putSeparator(first); }
     bool putEmptyElement(bool first) { return putSeparator(first) && putNull(); }
     bool putFieldBegin(std::string_view name, bool first) {
-        if (!zel::unicode::isUtf8(name)) {
+        if (!isUtf8(name)) {
             return refuse(Refusal::NotUtf8);
         }
         return putSeparator(first) && putText(name) && (isCompact() ? put(':') : put(": "));

@@ -10,6 +10,8 @@
 #include <cstddef>
 #include <cstring>
 
+#include "bytes/TextCheck.h"
+
 namespace util::json {
 
 namespace {
@@ -22,15 +24,19 @@ constexpr Word everyByte(unsigned char byte) {
     return static_cast<Word>(0x0101010101010101U) * byte;
 }
 
-// Returns a number other than 0 if a byte of the word is `"`, `\`, a control character or not
-// ASCII.
-template <typename Word>
+// The bytes of a string that are copied: all others stop a run.
+enum class Run { Ascii, Utf8 };
+
+// Returns a number other than 0 if a byte of the word is `"`, `\`, a control character or, in a run
+// of ASCII, not ASCII. A byte that is not ASCII has its highest bit set, which masks it.
+template <Run RUN, typename Word>
 constexpr Word specialBytes(Word word) {
     const Word quotation = word ^ everyByte<Word>('"');
     const Word backslash = word ^ everyByte<Word>('\\');
-    return (word | (word - everyByte<Word>(0x20)) | (quotation - everyByte<Word>(1)) |
-            (backslash - everyByte<Word>(1))) &
-           everyByte<Word>(0x80);
+    const Word escaped = (word - everyByte<Word>(0x20)) | (quotation - everyByte<Word>(1)) |
+                         (backslash - everyByte<Word>(1));
+    const Word special = RUN == Run::Ascii ? word | escaped : escaped & ~word;
+    return special & everyByte<Word>(0x80);
 }
 
 // How a byte of a string is written.
@@ -71,14 +77,19 @@ char* writeEscape(char* out, unsigned char byte) noexcept {
     return out;
 }
 
-// Copies words from `from` until a word contains a byte that needs an escape.
-template <typename Word>
-void copyPlainWords(char*& out, char const*& from, char const* end) noexcept {
+template <Run RUN>
+bool isInRun(char byte) noexcept {
+    const Role role = roleOf(byte);
+    return role == Role::Plain || (RUN == Run::Utf8 && role == Role::BeyondAscii);
+}
+
+// Copies words from `from` until a word contains a byte that stops the run.
+template <Run RUN, typename Word>
+void copyWords(char*& out, char const*& from, char const* end) noexcept {
     constexpr auto SIZE = static_cast<std::ptrdiff_t>(sizeof(Word));
     while (end - from >= SIZE) {
-        Word word = 0;
-        std::memcpy(&word, from, sizeof word);
-        if (specialBytes(word) != 0) {
+        const Word word = wordAt<Word>(from);
+        if (specialBytes<RUN>(word) != 0) {
             return;
         }
         std::memcpy(out, &word, sizeof word);
@@ -87,14 +98,56 @@ void copyPlainWords(char*& out, char const*& from, char const* end) noexcept {
     }
 }
 
-// Copies bytes up to the first one that needs an escape or is not ASCII, and advances `from` to it.
-inline char* writePlainRun(char* out, char const*& from, char const* end) noexcept {
-    copyPlainWords<std::uint64_t>(out, from, end);
-    copyPlainWords<std::uint32_t>(out, from, end);
-    while (from != end && roleOf(*from) == Role::Plain) {
+// Copies bytes up to the first one that stops the run, and advances `from` to it.
+template <Run RUN>
+inline char* writeRun(char* out, char const*& from, char const* end) noexcept {
+    copyWords<RUN, std::uint64_t>(out, from, end);
+    copyWords<RUN, std::uint32_t>(out, from, end);
+    while (from != end && isInRun<RUN>(*from)) {
         *out++ = *from++;
     }
     return out;
+}
+
+// Bits of the words of a text, each the union of all words.
+template <typename Word>
+struct Seen {
+    Word bytes = 0;    // the bits of the bytes
+    Word escaped = 0;  // not 0 if a byte needs an escape
+
+    // Copies a word and adds its bits.
+    void copy(char* out, char const* from) noexcept {
+        const auto word = wordAt<Word>(from);
+        std::memcpy(out, &word, sizeof word);
+        bytes |= word;
+        escaped |= specialBytes<Run::Utf8>(word);
+    }
+    bool isAscii() const noexcept { return (bytes & everyByte<Word>(0x80)) == 0; }
+};
+
+// Copies a text of 4 to 32 bytes, as most names and strings are, in words that may overlap. Returns
+// whether no byte of it needs an escape and it is UTF-8. Otherwise the bytes at `out` are
+// unspecified.
+template <bool REPAIRED>
+inline bool copyShort(char* out, std::string_view text) noexcept {
+    constexpr std::size_t WORD = sizeof(std::uint64_t);
+    constexpr std::size_t HALF = sizeof(std::uint32_t);
+    char const* const from = text.data();
+    const std::size_t size = text.size();
+    if (size < WORD) {
+        Seen<std::uint32_t> seen;
+        seen.copy(out, from);
+        seen.copy(out + size - HALF, from + size - HALF);
+        return seen.escaped == 0 && (!REPAIRED || seen.isAscii() || isLongUtf8(text));
+    }
+    Seen<std::uint64_t> seen;
+    seen.copy(out, from);
+    seen.copy(out + size - WORD, from + size - WORD);
+    if (size > 2 * WORD) {
+        seen.copy(out + WORD, from + WORD);
+        seen.copy(out + size - 2 * WORD, from + size - 2 * WORD);
+    }
+    return seen.escaped == 0 && (!REPAIRED || seen.isAscii() || isLongUtf8(text));
 }
 
 // Returns the size of the longest prefix of `bytes` that could begin one character, at least 1. If
@@ -131,27 +184,51 @@ char* writeBeyondAscii(char* out, char const*& from, char const* end) noexcept {
     return writeText(out, character ? rest.substr(0, part) : REPLACEMENT);
 }
 
-// Writes the text with escapes, and with ill-formed parts replaced if `REPAIRED`.
-template <bool REPAIRED>
-char* writeEscaped(char* out, std::string_view text) noexcept {
-    char const* from = text.data();
-    char const* const end = from + text.size();
+// Writes any bytes with escapes and with ill-formed parts replaced.
+char* writeReplaced(char* out, char const* from, char const* end) noexcept {
     while (true) {
-        out = writePlainRun(out, from, end);
+        out = writeRun<Run::Ascii>(out, from, end);
         if (from == end) {
             return out;
         }
-        if (roleOf(*from) == Role::Escaped) {
-            out = writeEscape(out, static_cast<unsigned char>(*from++));
-        }
-        while (from != end && roleOf(*from) == Role::BeyondAscii) {
-            if constexpr (REPAIRED) {
-                out = writeBeyondAscii(out, from, end);
-            } else {
-                *out++ = *from++;
-            }
-        }
+        out = roleOf(*from) == Role::Escaped ? writeEscape(out, static_cast<unsigned char>(*from++))
+                                             : writeBeyondAscii(out, from, end);
     }
+}
+
+template <bool REPAIRED>
+char* writeEscaped(char* out, char const* from, char const* end) noexcept;
+
+// Writes the rest of a text from its first byte that is not ASCII. It is validated as a whole, with
+// vector instructions. Not inlined, so that the callers have no registers to save.
+[[gnu::noinline]] char* writeRest(char* out, char const* from, char const* end) noexcept {
+    return isUtf8({from, static_cast<std::size_t>(end - from)})
+               ? writeEscaped<false>(out, from, end)
+               : writeReplaced(out, from, end);
+}
+
+// Writes the text with escapes, and with ill-formed parts replaced if `REPAIRED`.
+template <bool REPAIRED>
+inline char* writeEscaped(char* out, char const* from, char const* end) noexcept {
+    while (true) {
+        out = writeRun < REPAIRED ? Run::Ascii : Run::Utf8 > (out, from, end);
+        if (from == end) {
+            return out;
+        }
+        if (REPAIRED && roleOf(*from) == Role::BeyondAscii) {
+            return writeRest(out, from, end);
+        }
+        out = writeEscape(out, static_cast<unsigned char>(*from++));
+    }
+}
+
+template <bool REPAIRED>
+char* writeEscaped(char* out, std::string_view text) noexcept {
+    constexpr std::size_t LEAST = sizeof(std::uint32_t);
+    if (text.size() >= LEAST && text.size() <= MAX_WORDS_COPY && copyShort<REPAIRED>(out, text)) {
+        return out + text.size();
+    }
+    return writeEscaped<REPAIRED>(out, text.data(), text.data() + text.size());
 }
 
 // Reserves `size` bytes and runs `write`, which returns the end of the written text.

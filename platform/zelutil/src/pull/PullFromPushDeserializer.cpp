@@ -6,6 +6,7 @@
 #include <string_view>
 #include <utility>
 
+#include "bytes/TextCheck.h"
 #include "pull/PullHandler.h"
 
 // The reader's functions for sessions, values and typed arrays. The others are in
@@ -221,7 +222,7 @@ bool PullFromPushDeserializer::getString(std::string& out) {
 
 bool PullFromPushDeserializer::getString(UnicodeString8& out) {
     return !handler_->read(UNICODE, [&](const Event& event) {
-        if (event.kind != Kind::String || !zel::unicode::isUtf8(handler_->record.textOf(event))) {
+        if (event.kind != Kind::String || !isUtf8(handler_->record.textOf(event))) {
             return false;
         }
         assignText(out.units, handler_->record.textOf(event));

@@ -5,6 +5,7 @@
 #include <string>
 #include <type_traits>
 
+#include "bytes/TextCheck.h"
 #include "serializer/SequencedFormat.h"
 
 // The functions of `SequencedFormat`, for the file that defines a format.
@@ -100,8 +101,7 @@ bool SequencedFormat<Format>::enumerator(int item, int count, bool checked) {
 template <class Format>
 bool SequencedFormat<Format>::text(const UnicodeString8& text) {
     return value([&] {
-        return zel::unicode::isUtf8(text.units) ? format().putText(text.units)
-                                                : refuse(Refusal::NotUnicode);
+        return isUtf8(text.units) ? format().putText(text.units) : refuse(Refusal::NotUnicode);
     });
 }
 

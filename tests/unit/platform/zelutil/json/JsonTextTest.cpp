@@ -127,6 +127,28 @@ TEST(JsonTextTest, InvalidUtf8IsReplacedByTheReplacementCharacter) {
     EXPECT_EQ(repaired("\n\x80\"\x80"), "\"\\n" + R + "\\\"" + R + "\"");
 }
 
+TEST(JsonTextTest, IllFormedPartIsReplacedInTextsOfAnyLength) {
+    for (std::size_t before = 0; before < 40; ++before) {
+        for (const Repair& row : REPAIRS) {
+            const std::string front(before, 'a');
+            ASSERT_EQ(repaired(front + row.bytes + "\"é"), '"' + front + row.text + "\\\"é\"");
+            ASSERT_EQ(repaired("é" + front + row.bytes), "\"é" + front + row.text + '"');
+        }
+    }
+}
+
+TEST(JsonTextTest, WellFormedTextIsOnlyEscapedByARepair) {
+    constexpr char const* LETTERS[] = {"a", "\"", "\n", "é", "€", "\U0001F600", "b", "c"};
+    std::mt19937 random(3);
+    for (int i = 0; i < 20000; ++i) {
+        std::string text;
+        for (auto left = random() % 30; left > 0; --left) {
+            text += LETTERS[random() % std::size(LETTERS)];
+        }
+        ASSERT_EQ(repaired(text), referenceEscaped(text));
+    }
+}
+
 // The writer splits long texts into pieces of 4096 bytes.
 TEST(JsonTextTest, CharactersAcrossTheEndOfAPieceAreWrittenCorrectly) {
     for (std::size_t size = 4088; size <= 4100; ++size) {
