@@ -87,7 +87,7 @@ constexpr detail::Named named(std::string_view name) noexcept {
 ///     }
 template <class... Items>
 constexpr detail::Fields<Items...> fields(const Items&... items) noexcept {
-    return {std::tuple<Items...>(items...)};
+    return {{{items}...}};
 }
 
 }  // namespace kova::kit

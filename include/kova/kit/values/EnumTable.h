@@ -84,7 +84,7 @@ constexpr std::size_t fallbackOf() noexcept {
 
 template <typename T>
 constexpr bool enumeratorsDiffer() noexcept {
-    std::string_view names[enumeratorsOf<T>.rows.size()] = {};
+    std::array<std::string_view, enumeratorsOf<T>.rows.size()> names{};
     for (std::size_t i = 0; i < enumeratorsOf<T>.rows.size(); ++i) {
         names[i] = enumeratorsOf<T>.rows[i].name;
     }

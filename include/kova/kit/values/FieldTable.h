@@ -1,8 +1,8 @@
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <string_view>
-#include <tuple>
 #include <type_traits>
 #include <utility>
 
@@ -35,27 +35,53 @@ struct Named {
     std::string_view name;
 };
 
+/// An item at its place in a list.
+template <std::size_t I, class Item>
+struct Placed {
+    Item item;
+};
+
+/// A list of items: a tuple that compiles fast.
+template <class Indices, class... Items>
+struct ListOf;
+template <std::size_t... I, class... Items>
+struct ListOf<std::index_sequence<I...>, Items...> : Placed<I, Items>... {};
+template <class... Items>
+using List = ListOf<std::index_sequence_for<Items...>, Items...>;
+
+/// Returns the item `I` of a list.
+template <std::size_t I, class Item>
+constexpr const Item& itemAt(const Placed<I, Item>& place) noexcept {
+    return place.item;
+}
+
 /// What `fields` returns: a description of a struct.
 template <class... Items>
 struct Fields {
-    std::tuple<Items...> items;
+    List<Items...> items;
 
     constexpr bool isStrict() const noexcept {
         return (std::is_same_v<Items, Strict> || ... || false);
     }
     /// Returns the last name that was given, or an empty text.
     constexpr std::string_view name() const noexcept {
-        std::string_view last;
-        std::apply([&last](const Items&... item) { (setName(last, item), ...); }, items);
-        return last;
+        constexpr std::size_t LAST = lastName();
+        if constexpr (LAST < sizeof...(Items)) {
+            return itemAt<LAST>(items).name;
+        } else {
+            return {};
+        }
     }
 
 private:
-    template <class Item>
-    static constexpr void setName(std::string_view& name, const Item& item) noexcept {
-        if constexpr (std::is_same_v<Item, Named>) {
-            name = item.name;
+    /// Returns the index of the last name, or the number of items.
+    static constexpr std::size_t lastName() noexcept {
+        constexpr bool IS_NAME[] = {std::is_same_v<Items, Named>..., false};
+        std::size_t last = sizeof...(Items);
+        for (std::size_t i = 0; i < sizeof...(Items); ++i) {
+            last = IS_NAME[i] ? i : last;
         }
+        return last;
     }
 };
 
@@ -79,42 +105,78 @@ template <typename T>
 inline constexpr auto fieldsOf = kovaFields(PointerTo<T>());
 
 template <typename T>
-constexpr auto flatten();
+struct FlatFields;
+/// The number of fields of a struct and of its base classes.
+template <typename T>
+inline constexpr std::size_t fieldCount = FlatFields<T>::SIZE;
+/// Returns the field `I` of a struct and of its base classes, in the order of their description.
+template <typename T, std::size_t I>
+constexpr const auto& flatField() noexcept;
 
+/// The fields that an item of a description stands for.
+template <class Item>
+struct ItemFields {
+    static constexpr std::size_t SIZE = 0;
+};
 template <class Class, class T, class F>
-constexpr auto flattenItem(const Field<Class, T, F>& field) {
-    return std::tuple<Field<Class, T, F>>(field);
-}
+struct ItemFields<Field<Class, T, F>> {
+    static constexpr std::size_t SIZE = 1;
+    template <std::size_t>
+    static constexpr const Field<Class, T, F>& get(const Field<Class, T, F>& field) noexcept {
+        return field;
+    }
+};
 template <class B>
-constexpr auto flattenItem(const Base<B>&) {
-    return flatten<B>();
-}
-constexpr std::tuple<> flattenItem(const Strict&) {
-    return {};
-}
-constexpr std::tuple<> flattenItem(const Named&) {
-    return {};
+struct ItemFields<Base<B>> {
+    static_assert(hasFields<B>, "this base class needs KOVA_FIELDS");
+    static constexpr std::size_t SIZE = fieldCount<B>;
+    template <std::size_t I>
+    static constexpr const auto& get(const Base<B>&) noexcept {
+        return flatField<B, I>();
+    }
+};
+
+/// Where a field is described: the item, and the index among its fields.
+struct FieldPlace {
+    std::size_t item = 0;
+    std::size_t index = 0;
+};
+
+/// Returns the places of `N` fields, from the number of fields of each item.
+template <std::size_t N, std::size_t ITEMS>
+constexpr std::array<FieldPlace, N> placesOf(const std::size_t (&sizes)[ITEMS]) noexcept {
+    std::array<FieldPlace, N> places{};
+    std::size_t field = 0;
+    for (std::size_t item = 0; item < ITEMS; ++item) {
+        for (std::size_t i = 0; i < sizes[item]; ++i) {
+            places[field++] = {item, i};
+        }
+    }
+    return places;
 }
 
-/// Returns the fields of a struct and of its base classes.
+template <class Description>
+struct FlatItems;
+template <class... Items>
+struct FlatItems<Fields<Items...>> {
+    static constexpr std::size_t SIZE = (ItemFields<Items>::SIZE + ... + 0);
+    static constexpr std::array<FieldPlace, SIZE> PLACES =
+        placesOf<SIZE>({ItemFields<Items>::SIZE..., 0});
+};
+
 template <typename T>
-constexpr auto flatten() {
-    static_assert(hasFields<T>, "this base class needs KOVA_FIELDS");
-    return std::apply([](const auto&... item) { return std::tuple_cat(flattenItem(item)...); },
-                      fieldsOf<T>.items);
+struct FlatFields : FlatItems<std::remove_const_t<decltype(fieldsOf<T>)>> {};
+
+template <typename T, std::size_t I>
+constexpr const auto& flatField() noexcept {
+    constexpr FieldPlace PLACE = FlatFields<T>::PLACES[I];
+    constexpr const auto& ITEM = itemAt<PLACE.item>(fieldsOf<T>.items);
+    return ItemFields<std::decay_t<decltype(ITEM)>>::template get<PLACE.index>(ITEM);
 }
-
-/// The fields of a struct and of its base classes, in the order of their description.
-template <typename T>
-inline constexpr auto flatFields = flatten<T>();
-
-template <typename T>
-inline constexpr std::size_t fieldCount =
-    std::tuple_size_v<std::remove_const_t<decltype(flatFields<T>)>>;
 
 /// Returns whether no name occurs twice.
 template <std::size_t N>
-constexpr bool areDifferent(const std::string_view (&names)[N]) noexcept {
+constexpr bool areDifferent(const std::array<std::string_view, N>& names) noexcept {
     for (std::size_t i = 0; i < N; ++i) {
         for (std::size_t j = i + 1; j < N; ++j) {
             if (names[i] == names[j]) {
@@ -125,23 +187,17 @@ constexpr bool areDifferent(const std::string_view (&names)[N]) noexcept {
     return true;
 }
 
-template <typename T>
-constexpr bool haveDifferentNames() noexcept {
-    if constexpr (fieldCount<T> == 0) {
-        return true;
-    } else {
-        return std::apply(
-            [](const auto&... field) {
-                const std::string_view names[] = {field.name...};
-                return areDifferent(names);
-            },
-            flatFields<T>);
-    }
+template <typename T, std::size_t... I>
+constexpr std::array<std::string_view, sizeof...(I)> namesOf(std::index_sequence<I...>) noexcept {
+    return {{flatField<T, I>().name...}};
 }
+/// The names of the fields of a struct.
+template <typename T>
+inline constexpr auto fieldNames = namesOf<T>(std::make_index_sequence<fieldCount<T>>());
 
 /// Whether all fields of a struct have different names.
 template <typename T>
-inline constexpr bool namesDiffer = haveDifferentNames<T>();
+inline constexpr bool namesDiffer = areDifferent(fieldNames<T>);
 
 /// Returns the text behind the last "::".
 constexpr std::string_view unqualified(std::string_view name) noexcept {

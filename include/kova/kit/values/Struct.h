@@ -4,7 +4,6 @@
 #include <bitset>
 #include <cstdint>
 #include <string_view>
-#include <tuple>
 
 #include "kova/kit/values/Codec.h"
 #include "kova/kit/values/Fast.h"
@@ -163,10 +162,10 @@ inline constexpr bool keepsParts<std::array<T, N>> = keepsParts<T>;
 /// The functions for the field `I` of the struct `T`.
 template <typename T, std::size_t I>
 struct FieldOf {
-    using Type = std::tuple_element_t<I, std::remove_const_t<decltype(flatFields<T>)>>;
+    using Type = std::decay_t<decltype(flatField<T, I>())>;
     using Member = typename Type::Member;
     using MemberCodec = FieldCodec<Member, typename Type::Form>;
-    static constexpr const Type& field() noexcept { return std::get<I>(flatFields<T>); }
+    static constexpr const Type& field() noexcept { return flatField<T, I>(); }
 
     template <class In>
     static bool read(In& in, void* object) {
