@@ -4,18 +4,15 @@
 
 #include <optional>
 
+#include "IdleBuffer.h"
 #include "SharedBytes.h"
 #include "kova/core/MimeTypes.h"
-#include "util/ByteBufferWriter.h"
 
 namespace kova::kit::detail {
 
 namespace {
 
 using Format = util::serializer::FieldReader::Format;
-
-/// The capacity that is reserved for a payload.
-constexpr unsigned long FIRST_CAPACITY = 256;
 
 std::optional<Format> formatOf(const std::string& mimeType) noexcept {
     switch (mimetypes::typename2id(mimeType)) {
@@ -29,6 +26,18 @@ std::optional<Format> formatOf(const std::string& mimeType) noexcept {
 }
 
 }  // namespace
+
+unsigned char* FastWriter::putRareName(std::string_view name, std::size_t further,
+                                       unsigned char* at) noexcept {
+    if (!isBinary_ && at[-1] != '{') {
+        *at++ = ',';
+    }
+    commit(at);
+    if (!out_.value(name) || !(isBinary_ || !bytes_.appendByte(':'))) {
+        return nullptr;
+    }
+    return reserve(further);
+}
 
 bool readFast(const Payload& payload, const Limits& limits, bool (*read)(FastReader&, void*),
               void* out) {
@@ -49,10 +58,11 @@ Payload writeFast(const std::string& mimeType, const Limits& limits,
     if (!format) {
         return {};
     }
-    util::ByteBufferWriter bytes(FIRST_CAPACITY);
-    FastWriter writer(*format, bytes, limits);
-    return write(writer, value) ? Payload(shareBytes(bytes.data(), bytes.size()), mimeType)
-                                : Payload();
+    BufferLoan loan;
+    FastWriter writer(*format, loan.bytes(), limits);
+    return write(writer, value)
+               ? Payload(shareBytes(loan.bytes().data(), loan.bytes().size()), mimeType)
+               : Payload();
 }
 
 }  // namespace kova::kit::detail

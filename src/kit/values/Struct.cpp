@@ -7,8 +7,6 @@ template bool writeStruct<Writer>(Writer&, const WriteRow<Writer>*, std::size_t,
 
 #if KOVA_KIT_HAS_FAST_PATH
 template bool readStruct<FastReader>(FastReader&, const ReadTable<FastReader>&, void*);
-template bool writeStruct<FastWriter>(FastWriter&, const WriteRow<FastWriter>*, std::size_t,
-                                      const void*);
 #endif
 
 }  // namespace kova::kit::detail

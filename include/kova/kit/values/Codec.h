@@ -8,6 +8,7 @@
 #include <utility>
 #include <vector>
 
+#include "kova/kit/values/FieldTable.h"
 #include "kova/kit/values/Reader.h"
 #include "kova/kit/values/Writer.h"
 
@@ -209,6 +210,17 @@ struct Codec<std::vector<T>> {
         }
     }
 };
+
+/// The codec of a field's member: that of its type, unless the field says otherwise.
+template <class Member, class Form>
+struct FieldCodec : Codec<Member> {
+    static_assert(std::is_same_v<Form, PlainForm>, "only durations travel as a count");
+};
+
+template <typename T>
+inline constexpr bool isOptional = false;
+template <typename T>
+inline constexpr bool isOptional<std::optional<T>> = true;
 
 /// Reads a value whose type was erased.
 template <class In, typename T>

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <string>
 #include <string_view>
@@ -26,11 +27,12 @@ namespace kova::kit::detail {
 /// failure the general reader or writer starts again, and finds the reason or the value.
 class Fast {
 public:
-    explicit Fast(const Limits& limits) noexcept : limits_(limits) {}
+    explicit Fast(const Limits& limits) noexcept
+        : limits_(limits), maxDepth_(std::min(limits.depth, util::MAX_NESTING_DEPTH)) {}
     Fast(const Fast&) = delete;
     Fast& operator=(const Fast&) = delete;
 
-    [[nodiscard]] bool enter() noexcept { return ++depth_ <= limits_.depth; }
+    [[nodiscard]] bool enter() noexcept { return ++depth_ <= maxDepth_; }
     void leave() noexcept { --depth_; }
     [[nodiscard]] bool count(std::size_t elements) noexcept {
         elements_ += elements;
@@ -45,6 +47,7 @@ public:
 
 private:
     const Limits& limits_;
+    const std::size_t maxDepth_;
     std::size_t depth_ = 0;
     std::size_t elements_ = 0;
 };
@@ -101,7 +104,21 @@ public:
     using Format = util::serializer::FieldWriter::Format;
 
     FastWriter(Format format, util::ByteBufferWriter& bytes, const Limits& limits) noexcept
-        : Fast(limits), out_(format, bytes) {}
+        : Fast(limits), isBinary_(format == Format::Binary), bytes_(bytes), out_(format, bytes) {}
+
+    bool isBinary() const noexcept { return isBinary_; }
+    /// @{
+    /// Direct writing, as by `ByteBufferWriter`: `reserve` returns the address where `count` bytes
+    /// may be written, or null if memory is exhausted. `commit` ends what was written there.
+    unsigned char* reserve(std::size_t count) noexcept {
+        return bytes_.reserve(count) ? nullptr : bytes_.end();
+    }
+    void commit(unsigned char const* end) noexcept { bytes_.commit(end); }
+    /// @}
+    /// Writes any name of a field of a struct at the address. Returns the end, where `further`
+    /// bytes are reserved; null on failure.
+    KOVA_KIT_API unsigned char* putRareName(std::string_view name, std::size_t further,
+                                            unsigned char* at) noexcept;
 
     bool null() noexcept { return out_.null(); }
     template <typename T>
@@ -124,6 +141,8 @@ public:
     bool endObject() noexcept { return out_.endObject(); }
 
 private:
+    const bool isBinary_;
+    util::ByteBufferWriter& bytes_;
     util::serializer::FieldWriter out_;
 };
 

@@ -7,6 +7,7 @@
 
 #include "kova/kit/values/Codec.h"
 #include "kova/kit/values/Fast.h"
+#include "kova/kit/values/FastStruct.h"
 #include "kova/kit/values/FieldTable.h"
 
 // How structs travel: as objects with their fields, read in any order.
@@ -137,20 +138,7 @@ extern template KOVA_KIT_API bool writeStruct<Writer>(Writer&, const WriteRow<Wr
 #if KOVA_KIT_HAS_FAST_PATH
 extern template KOVA_KIT_API bool readStruct<FastReader>(FastReader&, const ReadTable<FastReader>&,
                                                          void*);
-extern template KOVA_KIT_API bool writeStruct<FastWriter>(FastWriter&, const WriteRow<FastWriter>*,
-                                                          std::size_t, const void*);
 #endif
-
-/// The codec of a field's member: that of its type, unless the field says otherwise.
-template <class Member, class Form>
-struct FieldCodec : Codec<Member> {
-    static_assert(std::is_same_v<Form, PlainForm>, "only durations travel as a count");
-};
-
-template <typename T>
-inline constexpr bool isOptional = false;
-template <typename T>
-inline constexpr bool isOptional<std::optional<T>> = true;
 
 /// Whether reading a value may leave a part of the former value, so that a repeated field has to be
 /// reset.
@@ -234,7 +222,11 @@ struct Codec<T, std::enable_if_t<hasFields<T>>> {
     template <class Out>
     static bool write(Out& out, const T& value) {
         static_assert(namesDiffer<T>, "two fields of this struct have the same name");
-        return writeStruct(out, writeRows<Out, T>.data(), fieldCount<T>, &value);
+        if constexpr (std::is_base_of_v<Writer, Out>) {
+            return writeStruct(out, writeRows<Out, T>.data(), fieldCount<T>, &value);
+        } else {
+            return writeFastStruct(out, value, std::make_index_sequence<fieldCount<T>>());
+        }
     }
 };
 
