@@ -14,15 +14,13 @@ namespace {
 
 using Format = util::serializer::FieldReader::Format;
 
-std::optional<Format> formatOf(const std::string& mimeType) noexcept {
-    switch (mimetypes::typename2id(mimeType)) {
-        case mimetypes::JSON:
-            return Format::Json;
-        case mimetypes::AXOBin:
-            return Format::Binary;
-        default:
-            return std::nullopt;
+std::optional<Format> formatOf(std::string_view mimeType) noexcept {
+    constexpr std::string_view JSON = mimetypes::JSON_TYPE;
+    constexpr std::string_view BINARY = mimetypes::AXOBIN_TYPE;
+    if (mimeType == BINARY) {
+        return Format::Binary;
     }
+    return mimeType == JSON ? std::optional(Format::Json) : std::nullopt;
 }
 
 }  // namespace

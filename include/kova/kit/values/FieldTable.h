@@ -2,6 +2,8 @@
 
 #include <array>
 #include <cstddef>
+#include <cstdint>
+#include <cstring>
 #include <string_view>
 #include <type_traits>
 #include <utility>
@@ -198,6 +200,33 @@ inline constexpr auto fieldNames = namesOf<T>(std::make_index_sequence<fieldCoun
 /// Whether all fields of a struct have different names.
 template <typename T>
 inline constexpr bool namesDiffer = areDifferent(fieldNames<T>);
+
+/// Returns whether the first and the last bytes of two texts of the same length are equal.
+template <typename Word>
+inline bool haveSameEnds(std::string_view left, std::string_view right) noexcept {
+    Word words[4];
+    const std::size_t last = left.size() - sizeof(Word);
+    std::memcpy(&words[0], left.data(), sizeof(Word));
+    std::memcpy(&words[1], right.data(), sizeof(Word));
+    std::memcpy(&words[2], left.data() + last, sizeof(Word));
+    std::memcpy(&words[3], right.data() + last, sizeof(Word));
+    return ((words[0] ^ words[1]) | (words[2] ^ words[3])) == 0;
+}
+
+/// Returns whether two names are equal. Most names are short: a call would cost more than the
+/// comparison.
+inline bool isSameName(std::string_view left, std::string_view right) noexcept {
+    if (left.size() != right.size()) {
+        return false;
+    }
+    if (left.size() - 4 <= 4) {  // 4 to 8
+        return haveSameEnds<std::uint32_t>(left, right);
+    }
+    if (left.size() - 8 <= 8) {  // 8 to 16
+        return haveSameEnds<std::uint64_t>(left, right);
+    }
+    return left == right;
+}
 
 /// Returns the text behind the last "::".
 constexpr std::string_view unqualified(std::string_view name) noexcept {

@@ -42,20 +42,24 @@ struct ReadTable {
     std::size_t size;
     bool isStrict;
 
-    /// Returns the index of the field, or `size`. The search starts at `first`.
+    /// Returns the index of the field, or `size`. Most payloads have the fields in the order of the
+    /// table, so `first` is compared first.
     std::size_t find(std::string_view name, std::size_t first) const noexcept {
-        for (std::size_t i = first; i < size; ++i) {
-            if (rows[i].name == name) {
-                return i;
-            }
+        if (first < size && isSameName(rows[first].name, name)) {
+            return first;
         }
-        for (std::size_t i = 0; i < first; ++i) {
-            if (rows[i].name == name) {
-                return i;
-            }
+        std::size_t at = 0;
+        while (at < size && !isSameName(rows[at].name, name)) {
+            ++at;
         }
-        return size;
+        return at;
     }
+};
+
+/// The fields of a struct that were read.
+struct SeenFields {
+    std::bitset<MAX_FIELDS> fields;
+    std::size_t count = 0;  // without repetitions
 };
 
 /// Skips a field that is not in the table, or fails if the struct is strict.
@@ -69,7 +73,7 @@ bool skipUnknown(In& in, const ReadTable<In>& table, std::string_view name) {
 
 /// Reads the fields of the object that was begun, and notes them in `seen`.
 template <class In>
-bool readFields(In& in, const ReadTable<In>& table, void* object, std::bitset<MAX_FIELDS>& seen) {
+bool readFields(In& in, const ReadTable<In>& table, void* object, SeenFields& seen) {
     std::size_t next = 0;
     while (!in.atObjectEnd()) {
         std::string_view name;
@@ -84,13 +88,15 @@ bool readFields(In& in, const ReadTable<In>& table, void* object, std::bitset<MA
             continue;
         }
         const ReadRow<In>& row = table.rows[at];
-        if (seen[at] && row.reset != nullptr) {
+        const bool isRepeated = seen.fields[at];
+        if (isRepeated && row.reset != nullptr) {
             row.reset(object);
         }
         if (!row.read(in, object) || !in.endField()) {
             return in.inField(row.name);
         }
-        seen[at] = true;
+        seen.fields[at] = true;
+        seen.count += isRepeated ? 0 : 1;
         next = at + 1;
     }
     return true;
@@ -99,12 +105,12 @@ bool readFields(In& in, const ReadTable<In>& table, void* object, std::bitset<MA
 /// Reads an object in one pass. Fails if a mandatory field is missing.
 template <class In>
 bool readStruct(In& in, const ReadTable<In>& table, void* object) {
-    std::bitset<MAX_FIELDS> seen;
+    SeenFields seen;
     if (!in.enter() || !in.beginObject() || !readFields(in, table, object, seen)) {
         return false;
     }
-    for (std::size_t i = 0; i < table.size; ++i) {
-        if (table.rows[i].isMandatory && !seen[i]) {
+    for (std::size_t i = 0; seen.count != table.size && i < table.size; ++i) {
+        if (table.rows[i].isMandatory && !seen.fields[i]) {
             return in.refuse("the field " + State::quoted(table.rows[i].name),
                              "a struct without it");
         }

@@ -125,6 +125,19 @@ TEST(FieldsTest, MacroAcceptsNestedItemsAnd64Fields) {
 
 // ---- reading
 
+TEST(FieldsTest, NamesAreComparedInFull) {
+    for (std::size_t size = 0; size <= 20; ++size) {
+        const std::string name = std::string("abcdefghijklmnopqrst").substr(0, size);
+        EXPECT_TRUE(detail::isSameName(name, std::string(name)));
+        EXPECT_FALSE(detail::isSameName(name, name + "u"));
+        for (std::size_t i = 0; i < size; ++i) {
+            std::string other = name;
+            other[i] = 'X';
+            EXPECT_FALSE(detail::isSameName(name, other)) << name << ' ' << i;
+        }
+    }
+}
+
 TEST(FieldsTest, AreReadInAnyOrder) {
     const Lamp lamp =
         read<Lamp>(R"({"lit":true,"x":[{"y":1}],"type":1,"id":2,"name":"n"})").value();
