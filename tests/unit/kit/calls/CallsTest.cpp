@@ -333,6 +333,50 @@ TEST_F(CallsTest, CloseReturnsARequestThatTheServiceDoesNotReturnFrom) {
     EXPECT_TRUE(calls.close(1ms).empty());
 }
 
+TEST_F(CallsTest, CloseReturnsACancellationThatTheServiceDoesNotReturnFrom) {
+    std::promise<void> inside;
+    std::promise<void> goOn;
+    service.onCancel = [&](std::size_t) {
+        inside.set_value();
+        goOn.get_future().wait();
+    };
+    void* const handle = send();
+    std::thread cancelling([&] { calls.cancelRequest(handle); });
+    inside.get_future().wait();
+    const std::vector<CallInfo> stuck = calls.close(1ms);
+    ASSERT_EQ(stuck.size(), 1U);
+    EXPECT_EQ(stuck[0].phase, CallInfo::Phase::cancelling);
+    goOn.set_value();
+    cancelling.join();
+    EXPECT_TRUE(calls.close(1ms).empty());
+}
+
+TEST_F(CallsTest, LongCloseIsTracedWithWhatItWaitsFor) {
+    test::Traces traces("KOVA_KIT_CALLS", 5);
+    std::promise<void> goOn;
+    const std::shared_future<void> gone = goOn.get_future().share();
+    service.onRequest = [&](std::size_t) { gone.wait(); };
+    std::thread first([&] { send(); });
+    std::thread second([&] { send(); });
+    service.waitForRequests(2);
+    std::thread closing([&] { EXPECT_TRUE(calls.close(1min).empty()); });
+    std::vector<test::Traces::Trace> seen;
+    while (seen.empty()) {
+        std::this_thread::yield();
+        seen = traces.take();
+    }
+    goOn.set_value();
+    for (std::thread* const thread : {&first, &second, &closing}) {
+        thread->join();
+    }
+    ASSERT_EQ(seen.size(), 1U);
+    EXPECT_EQ(seen[0].level, 5);
+    for (char const* const part : {" has waited 1 s for retrieve '/state', ",
+                                   " ms, in the service on thread ", "; retrieve '/state', "}) {
+        EXPECT_NE(seen[0].text.find(part), std::string::npos) << seen[0].text;
+    }
+}
+
 TEST_F(CallsTest, CanBeDestroyedInsideACallback) {
     auto own = std::make_unique<Calls>(service);
     recording.onEvent([&](const std::string&) { own.reset(); });

@@ -6,6 +6,7 @@
 #include <future>
 #include <memory>
 #include <set>
+#include <string>
 #include <thread>
 #include <vector>
 
@@ -13,6 +14,7 @@
 #include "kova/testing/Recording.h"
 #include "support/HeldService.h"
 #include "support/Threads.h"
+#include "support/Traces.h"
 
 namespace kova::kit {
 namespace {
@@ -157,6 +159,25 @@ TEST_F(WorkerTest, StopEndsItsCalls) {
     const Recording late = record();
     const Subscription refused = start(worker, late);
     EXPECT_EQ(late.events(), (Events{"refused: 503 Service Unavailable: the executor is full"}));
+}
+
+TEST_F(WorkerTest, LongStopIsTraced) {
+    test::Traces traces("KOVA_KIT_CALLS", 5);
+    Worker worker;
+    std::promise<void> goOn;
+    ASSERT_TRUE(worker.tryPost([&] { goOn.get_future().wait(); }));
+    std::thread stopping([&] { worker.stop(); });
+    const std::string end = " has waited 1 s for the end of a worker";
+    bool isTraced = false;
+    while (!isTraced) {  // the function that blocks is traced, too
+        std::this_thread::yield();
+        for (const test::Traces::Trace& trace : traces.take()) {
+            isTraced = isTraced || trace.text.find(end) != std::string::npos;
+        }
+    }
+    goOn.set_value();
+    stopping.join();
+    EXPECT_FALSE(worker.tryPost([] {}));
 }
 
 TEST_F(WorkerTest, CanBeDestroyedInsideItsCallback) {

@@ -3,6 +3,7 @@
 #include <cmath>
 #include <limits>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "Formats.h"
@@ -38,6 +39,34 @@ TEST_P(ValuesTest, ScalarsSurviveARoundTrip) {
     expectRoundTrip(1.5F);
     expectRoundTrip(-0.1);
     expectRoundTrip(std::string("a \"text\" with \n and ü"));
+}
+
+template <typename... T>
+std::tuple<std::vector<T>...> allExtremes() {
+    return {extremes<T>()...};
+}
+
+TEST_P(ValuesTest, ExtremeNumbersOfAllTypesSurviveARoundTrip) {
+    const auto expectEach = [this](const auto& numbers) {
+        for (const auto number : numbers) {
+            expectRoundTrip(number);
+        }
+    };
+    const auto all = allExtremes<std::int8_t, std::uint8_t, std::int16_t, std::uint16_t,
+                                 std::int32_t, std::uint32_t, std::int64_t, std::uint64_t,
+                                 unsigned long long, float, double>();
+    std::apply([&](const auto&... numbers) { (expectEach(numbers), ...); }, all);
+}
+
+TEST_P(ValuesTest, EmptyArraysOfAllTypesSurviveARoundTrip) {
+    expectRoundTrip(std::vector<bool>());
+    expectRoundTrip(std::vector<std::int8_t>());
+    expectRoundTrip(std::vector<std::uint8_t>());
+    expectRoundTrip(std::vector<std::int16_t>());
+    expectRoundTrip(std::vector<std::uint32_t>());
+    expectRoundTrip(std::vector<double>());
+    expectRoundTrip(std::vector<std::string>());
+    expectRoundTrip(std::vector<Volume>());
 }
 
 TEST_P(ValuesTest, ArraysSurviveARoundTrip) {
@@ -187,6 +216,15 @@ TEST(RefusedValuesTest, NameTheField) {
               "[1].samples[1]: expected a finite number, found inf");
     EXPECT_EQ(test::jsonOf(std::map<std::string, int>{{"\xFF", 1}}).substr(0, 44),
               "expected UTF-8, found other bytes (byte 1)");
+}
+
+TEST(RefusedValuesTest, NameTheElementOfAnArray) {
+    EXPECT_EQ(test::jsonOf(std::vector<double>{1, std::nan("")}),
+              "[1]: expected a finite number, found nan");
+    EXPECT_EQ(test::jsonOf(std::vector<double>{-HUGE_VAL}),
+              "[0]: expected a finite number, found -inf");
+    EXPECT_EQ(test::jsonOf(std::vector<float>{0, 0, HUGE_VALF}),
+              "[2]: expected a finite number, found inf");
 }
 
 TEST(RefusedValuesTest, OfJsonHaveABinaryForm) {
