@@ -1,6 +1,13 @@
 #include "kova/kit/values/Trees.h"
 
+#include <array>
 #include <limits>
+#include <map>
+#include <optional>
+#include <string>
+#include <utility>
+#include <variant>
+#include <vector>
 
 #include "Formats.h"
 #include "kova/core/GenericObject.h"
@@ -118,6 +125,97 @@ TEST(TreeTest, UndefinedNodeIsNoValue) {
               "expected an integer of 32 bits, found undefined");
     EXPECT_EQ(fromTree<Tree>(util::config::Value::getUndefined()).error().message,
               "expected a scalar, found undefined");
+}
+
+// ---- a value with containers of all kinds
+
+struct Part {
+    std::string name = "p";
+    std::vector<std::string> words{"a", "b"};
+};
+KOVA_FIELDS(Part, name, words)
+
+struct Whole {
+    bool on = true;
+    double gain = 0.5;
+    std::optional<int> none;
+    std::vector<Part> parts{Part(), Part()};
+    std::map<std::string, std::vector<int>> map{{"m", {1, 300, 70'000}}};
+    std::array<std::int64_t, 2> pair{-1, 1};
+    std::variant<std::string, Part> choice = Part();
+};
+KOVA_FIELDS(Whole, on, gain, none, parts, map, pair, choice)
+
+Payload prefixOf(const Payload& payload, std::size_t size) {
+    return Payload::createFromRaw(payload.data(), size, payload.getMimeType());
+}
+
+TEST(WholeTest, EveryTruncatedPayloadIsRefusedWithAReason) {
+    for (char const* const mimeType : {mimetypes::JSON_TYPE, mimetypes::AXOBIN_TYPE}) {
+        const Payload whole = toPayload(Whole(), mimeType).orThrow();
+        EXPECT_TRUE(fromPayload<Whole>(whole).ok());
+        for (std::size_t size = 0; size < whole.size(); ++size) {
+            const Payload part = prefixOf(whole, size);
+            const Result<Whole> value = fromPayload<Whole>(part);
+            ASSERT_FALSE(value.ok()) << mimeType << ' ' << size;
+            EXPECT_NE(value.error().message, "");
+            EXPECT_FALSE(fromPayload<Tree>(part).ok()) << mimeType << ' ' << size;
+            EXPECT_FALSE(fromPayload<GenericObject>(part).ok()) << mimeType << ' ' << size;
+        }
+    }
+}
+
+TEST(WholeTest, FastAndGeneralReaderAgreeOnPayloadsWithAChangedByte) {
+    for (char const* const mimeType : {mimetypes::JSON_TYPE, mimetypes::AXOBIN_TYPE}) {
+        const Payload whole = toPayload(Whole(), mimeType).orThrow();
+        std::string bytes(reinterpret_cast<char const*>(whole.data()), whole.size());
+        for (std::size_t i = 0; i < bytes.size(); ++i) {
+            for (const char other : {'\0', '1', '\xFF', '\x7F', '"', '\xF6'}) {
+                const char former = std::exchange(bytes[i], other);
+                const Payload changed = Payload::createFromRaw(
+                    reinterpret_cast<unsigned char const*>(bytes.data()), bytes.size(), mimeType);
+                bytes[i] = former;
+                const Result<Whole> value = fromPayload<Whole>(changed);
+                const Result<Whole> general = detail::readGeneral<Whole>(changed, Limits());
+                ASSERT_EQ(value.ok(), general.ok()) << mimeType << ' ' << i;
+                EXPECT_EQ(value ? test::jsonOf(*value) : value.error().message,
+                          general ? test::jsonOf(*general) : general.error().message);
+            }
+        }
+    }
+}
+
+TEST(WholeTest, DepthOfAllContainersIsLimitedInBothDirections) {
+    const Whole whole;
+    const Payload payload = toPayload(whole).orThrow();
+    const Payload binary = toPayload(whole, mimetypes::AXOBIN_TYPE).orThrow();
+    for (std::size_t depth = 0; depth <= 4; ++depth) {
+        Limits limits;
+        limits.depth = depth;
+        const bool fits = depth == 4;
+        EXPECT_EQ(toPayload(whole, mimetypes::JSON_TYPE, limits).ok(), fits) << depth;
+        EXPECT_EQ(toPayload(whole, mimetypes::AXOBIN_TYPE, limits).ok(), fits) << depth;
+        EXPECT_EQ(toTree(whole, limits).ok(), fits) << depth;
+        EXPECT_EQ(fromPayload<Whole>(payload, limits).ok(), fits) << depth;
+        EXPECT_EQ(fromPayload<Whole>(binary, limits).ok(), fits) << depth;
+        EXPECT_EQ(fromTree<Whole>(*toTree(whole).orThrow(), limits).ok(), fits) << depth;
+    }
+}
+
+TEST(WholeTest, ElementsOfAllContainersAreCounted) {
+    const Payload payload = toPayload(Whole(), mimetypes::AXOBIN_TYPE).orThrow();
+    bool fits = false;
+    for (std::size_t elements = 0; !fits; ++elements) {
+        ASSERT_LT(elements, 100U);
+        Limits limits;
+        limits.elements = elements;
+        const Result<Whole> value = fromPayload<Whole>(payload, limits);
+        fits = value.ok();
+        EXPECT_TRUE(fits ||
+                    value.error().message.find("expected no more elements than " +
+                                               std::to_string(elements)) != std::string::npos)
+            << value.error().message;
+    }
 }
 
 }  // namespace
