@@ -1,5 +1,7 @@
 // The cost of `kit::Calls` in front of a service, and of a blocking call with a value.
 #include <benchmark/benchmark.h>
+#include <pthread.h>
+#include <sched.h>
 
 #include <atomic>
 #include <chrono>
@@ -206,6 +208,16 @@ private:
 
 constexpr std::size_t PENDING = 100'000;
 
+/// Lets the current thread run on all cores, also if the process was started on one of them.
+void useAllCores() {
+    cpu_set_t cores;
+    CPU_ZERO(&cores);
+    for (int core = 0; core < CPU_SETSIZE; ++core) {
+        CPU_SET(core, &cores);
+    }
+    pthread_setaffinity_np(pthread_self(), sizeof cores, &cores);
+}
+
 /// Runs `body` on `count` threads that begin at the same time, and returns the seconds until all
 /// have ended.
 template <typename Body>
@@ -215,6 +227,7 @@ double secondsOf(unsigned count, Body body) {
     std::vector<std::thread> threads;
     for (unsigned t = 0; t < count; ++t) {
         threads.emplace_back([&, t] {
+            useAllCores();
             ++ready;
             while (!begin) {
                 std::this_thread::yield();
