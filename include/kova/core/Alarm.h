@@ -25,9 +25,8 @@ namespace kova {
 ///     const bool failed = alarm.start(250, true);  // every 250 ms
 class KOVA_API FunctionalAlarm : private osal::Alarm {
 public:
-    /// Makes an idle alarm on `timer`, which must outlive the alarm. The first alarm of a timer
-    /// starts the thread of the timer. Throws `std::system_error` when the thread cannot be
-    /// started.
+    /// Creates an idle alarm on `timer`, which must outlive the alarm. The first alarm of a timer
+    /// starts the timer's thread. Throws `std::system_error` if the thread cannot be started.
     explicit FunctionalAlarm(std::function<void()>&& function,
                              osal::AlarmTimer& timer = osal::Alarm::DEFAULT_TIMER);
     /// Calls `stop`.
@@ -35,20 +34,20 @@ public:
     FunctionalAlarm(const FunctionalAlarm&) = delete;
     FunctionalAlarm& operator=(const FunctionalAlarm&) = delete;
 
-    /// Starts or restarts the alarm: the function runs after `interval` milliseconds and, if
-    /// `periodic` is true, every `interval` milliseconds from then on, however long each call
-    /// takes. Missed calls are not repeated (`osal::Alarm::rearm`).
+    /// Starts or restarts the alarm. The function runs after `interval` milliseconds. If `periodic`
+    /// is true, it then runs every `interval` milliseconds; the duration of the calls does not
+    /// delay the schedule. Missed calls are not repeated (`osal::Alarm::rearm`).
     ///
-    /// Returns false on success. Returns true and reports `errors::InvalidParameter` when
-    /// `interval` is 0; the alarm is then unchanged.
+    /// Returns false on success. Returns true and reports `errors::InvalidParameter` if `interval`
+    /// is 0; the alarm is then unchanged.
     [[nodiscard]] bool start(unsigned int interval, bool periodic);
-    /// Stops the alarm and waits for a call that is running: when `stop` returns, the function does
-    /// not run and will not run. Does not wait when it is called by the function itself, or by the
-    /// function of another alarm of the same timer.
+    /// Stops the alarm and waits until a running call of the function has ended. After `stop` has
+    /// returned, the function does not run. `stop` does not wait when it is called by the function
+    /// itself or by the function of another alarm of the same timer.
     void stop() noexcept;
 
-    /// The callback of the platform's alarm; `alarm` points to the `FunctionalAlarm`. Not for
-    /// users.
+    /// The callback of the platform's alarm; `alarm` points to the `FunctionalAlarm`. Not part of
+    /// the public interface.
     static void alarmCallback(void* alarm);
 
 private:

@@ -23,7 +23,7 @@ constexpr unsigned char DELETE_ID = 2;
 constexpr unsigned char INSERT_ID = 3;
 /// @}
 
-/// The id of every word that is not a command.
+/// The id of all other words.
 constexpr unsigned char UNKNOWN_ID = 255;
 
 /// Returns the id of a command word. The comparison is exact and case-sensitive. Any thread may

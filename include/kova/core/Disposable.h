@@ -6,7 +6,7 @@
 
 namespace kova {
 
-/// An owner of a clean-up function, which it calls at most once: when `dispose` is called.
+/// Owns a clean-up function and calls it at most once, when `dispose` is called.
 ///
 /// It is not a scope guard. Destroying the object or assigning to it destroys the function without
 /// calling it. The owner of the object decides when to clean up, and calls `dispose`.
@@ -19,8 +19,8 @@ namespace kova {
 ///     release.dispose();  // still 0
 class KOVA_API Disposable {
 public:
-    /// Takes ownership of the function. An empty function makes an object that is already disposed.
-    /// The constructor is explicit: there is no implicit conversion from a function.
+    /// Takes ownership of the function. An empty function creates an object that is already
+    /// disposed. The constructor is explicit: there is no implicit conversion from a function.
     explicit Disposable(std::function<void()>&& function) noexcept;
     ~Disposable();
     /// Takes ownership of the function of `other`, and leaves `other` empty.
@@ -29,11 +29,11 @@ public:
     /// that this object had, without calling it. Assigning an object to itself does nothing.
     Disposable& operator=(Disposable&& other) noexcept;
 
-    /// Calls the function unless it was called before. Returns whether there was nothing to call:
-    /// false for the call that runs the function, true for every later one.
+    /// Calls the function unless it was called before. Returns false if it called the function,
+    /// true if there was no function to call.
     ///
-    /// An exception of the function reaches the caller, and the function counts as called. The
-    /// object is emptied before the function runs, so a call inside the function returns true.
+    /// If the function throws, the exception reaches the caller, and the function counts as called.
+    /// The object is emptied before the function runs, so a nested call of `dispose` returns true.
     bool dispose();
     /// Does the same as `dispose`.
     bool _dispose();

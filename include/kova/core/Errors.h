@@ -3,12 +3,12 @@
 #include "kova/core/Export.h"
 #include "zel/ErrorType.h"
 
-/// The catalogue of errors that the framework reports through `zel::ErrorOutput`, and their status
-/// codes. Constant data: any thread may use it.
+/// The catalogue of the errors that the framework reports through `zel::ErrorOutput`, and the
+/// status code of each error. The data is constant: any thread may use it.
 namespace kova::errors {
 
-/// The numbers of the catalogue, with the arguments of their messages: `UndefinedHandle` has an
-/// address, every other argument is a text.
+/// The error numbers. The comment of each number names the arguments of its message. The argument
+/// of `UndefinedHandle` is an address; all other arguments are texts.
 enum : int {
     NoError = 0,
     PathAlreadyRegistered = 1,      ///< the path
@@ -36,8 +36,8 @@ enum : int {
 /// The catalogue. Its name in reports is "kova::errors::Error".
 KOVA_API extern const zel::ErrorType Error;
 
-/// Returns the status code of a response to the error; 500 for a number without one (16) and for
-/// numbers outside the catalogue.
+/// Returns the status code of a response that reports the error. Returns 500 for number 16, which
+/// has no status code, and for numbers outside the catalogue.
 KOVA_API unsigned short error2StatusCode(const int& error) noexcept;
 
 }  // namespace kova::errors

@@ -17,8 +17,8 @@ namespace kova::serializer {
 
 /// Creates the objects that write and read structured payloads.
 ///
-/// It has no state; any thread may call it. The caller owns what it returns, keeps it in a
-/// `std::unique_ptr` and uses it in one thread at a time.
+/// The class has no state; any thread may call its functions. The caller owns the returned object,
+/// keeps it in a `std::unique_ptr` and uses it in one thread at a time.
 ///
 ///     std::unique_ptr<util::serializer::IStructuredSerializer> serializer(
 ///         kova::serializer::Factory::createSerializer(kova::mimetypes::JSON));
@@ -28,19 +28,19 @@ namespace kova::serializer {
 ///                   kova::serializer::serialize(*serializer, 640) ||
 ///                   serializer->endSerialize(size);
 ///
-/// All functions return null if there is no memory for the object, and throw `std::bad_alloc` if
-/// memory for a part of it is exhausted.
+/// All functions return null if memory for the object is exhausted. They throw `std::bad_alloc` if
+/// memory for a part of the object is exhausted.
 class KOVA_API Factory {
 public:
     Factory() = delete;
 
-    /// Returns a serializer for the mime type: of compact JSON text or of the big-endian binary
-    /// structured format. Returns null for every other type: plain text, octet streams and msgpack
-    /// have no serializer.
+    /// Returns a serializer for the mime type: one for compact JSON text or one for the big-endian
+    /// binary format. Returns null for every other type: plain text, octet streams and msgpack have
+    /// no serializer.
     [[nodiscard]] static util::serializer::IStructuredSerializer* createSerializer(
         mimetypes::MimeTypeID mimeType);
 
-    /// Returns a deserializer for the mime type, or null for the same types as above.
+    /// Returns a deserializer for the mime type, or null for the types that have no serializer.
     [[nodiscard]] static util::serializer::IStructuredPullDeserializer* createDeserializer(
         mimetypes::MimeTypeID mimeType);
 

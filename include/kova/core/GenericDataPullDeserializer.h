@@ -15,19 +15,19 @@
 
 namespace kova::serializer {
 
-/// A pull deserializer over a value tree, so that every function that reads typed values from a
-/// payload can read them from a tree.
+/// A pull deserializer that reads from a value tree. With it, every function that reads typed
+/// values from a payload can also read them from a tree.
 ///
 /// The tree is borrowed: it must stay alive and unchanged while it is read. Unlike the
 /// deserializers of payloads, this one converts numbers: a float is truncated to an integer, an
 /// integer is truncated to 8 or 16 bits, a boolean is read as 0 or 1. Arrays are read element by
 /// element; the getters of whole arrays fail. Fields cannot be found by name.
 ///
-/// Every operation returns false on success and true on failure. It fails if nothing was begun, and
-/// leaves its outputs unchanged if it fails. `beginElement` past the end of an array and
-/// `beginField` outside a dictionary or past its end fail. The operations do not throw. Asking for
-/// the end of a struct or array that is not open, and ending a field or element of one, ends the
-/// process. One thread at a time.
+/// Every operation returns false on success and true on failure. An operation fails if
+/// `beginDeserialize` was not called. A failed operation leaves its outputs unchanged.
+/// `beginElement` past the end of an array and `beginField` outside a dictionary or past its end
+/// fail. The operations do not throw. The process ends if the caller asks for the end of a struct
+/// or array that is not open, or ends a field or element that is not open. One thread at a time.
 ///
 ///     const util::config::ValueInt root(7);
 ///     kova::serializer::GenericDataPullDeserializer deserializer(root);
@@ -57,7 +57,7 @@ public:
     bool endDeserialize() noexcept override;
     void reset() noexcept override;
 
-    /// Each getter consumes the scalar, even if it is of the wrong kind.
+    /// Each getter consumes the value, even if the value is of the wrong kind.
     bool getNull() noexcept override;
     bool getBoolean(bool& out) noexcept override;
     /// Reads a number from an integer, a float or a boolean. Integers: `getInt32` and `getUInt32`
@@ -109,17 +109,18 @@ public:
     bool skipField() noexcept override;
     bool endField() noexcept override;
 
-    /// Returns the next entry; `getNextEntry` also consumes it. An integer of any width is
-    /// announced as `Int32`: the entry's 32-bit slot holds the low 32 bits of the value. A float is
-    /// announced as `Double`, a unicode string as `None`, exhausted memory as `Failure`. The next
-    /// of these calls overwrites the entry.
+    /// Returns the next entry; `getNextEntry` also consumes it. An integer of any width has the
+    /// type `Int32`, and the entry holds the low 32 bits of the value. A float has the type
+    /// `Double`, a unicode string has the type `None`, and exhausted memory has the type `Failure`.
+    /// The next call of one of these functions overwrites the entry.
     Entry const* getNextEntry() noexcept override;
     Entry const* peekNextEntry() noexcept override;
 
 private:
     enum class FrameKind : std::uint8_t { Root = 0, Field = 1, Element = 2 };
     using Fields = decltype(std::declval<const util::config::Value&>().begin());
-    /// Empty: not entered. An iterator: in a dictionary. A number: in an array, or `CONSUMED`.
+    /// Empty: no container is entered. An iterator: the position in a dictionary. A number: the
+    /// index in an array, or `CONSUMED`.
     using Position = std::variant<std::monostate, Fields, unsigned long>;
     /// The position of a node that was read completely, whatever its kind.
     static constexpr unsigned long CONSUMED = ~0UL;

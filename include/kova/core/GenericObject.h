@@ -35,9 +35,9 @@ public:
     GenericObject(const GenericObject& other);
     /// Replaces the content by a deep copy.
     GenericObject& operator=(const GenericObject& other);
-    /// Takes the entries of `other`, which is then empty.
+    /// Moves the entries of `other` into this object; `other` is then empty.
     GenericObject(GenericObject&& other) noexcept;
-    /// The same by assignment; destroys the former content.
+    /// Replaces the content by the entries of `other`; `other` is then empty.
     GenericObject& operator=(GenericObject&& other) noexcept;
     /// Replaces the content by the pairs.
     GenericObject& operator=(Pairs pairs);
@@ -47,7 +47,7 @@ public:
     /// and the caller still owns the value of the pair. Null pointers are not added.
     GenericObject& append(Pairs pairs);
     /// Adds a copy of each entry whose key is not present: a deep copy of the value, or the shared
-    /// node for null, true or false. If memory is exhausted, entries are left out.
+    /// node for null, true or false. If memory is exhausted, some entries are missing.
     void copy(const GenericObject& other);
     /// Destroys all values except the shared nodes, and removes all entries.
     void clear() noexcept;

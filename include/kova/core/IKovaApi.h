@@ -9,12 +9,12 @@
 
 namespace kova {
 
-/// A service from the view of a client: accepts requests and cancels them.
+/// A service as its client sees it: accepts requests and cancels them.
 ///
-/// The order of the virtual operations is part of the contract.
+/// The order of the virtual functions is part of the contract.
 class KOVA_API IKovaApi {
 public:
-    /// The handle of no request.
+    /// The value that is not the handle of any request.
     static constexpr void* UNDEFINED_REQUEST_HANDLE = nullptr;
 
     virtual ~IKovaApi();

@@ -14,14 +14,14 @@ class IResponseHandler {
 public:
     virtual ~IResponseHandler() = default;
 
-    /// Receives a value. Returns true when the receiver wants no further values. The request then
-    /// still is pending: the sender ends it with `onCompleted` or `onError` before it destroys the
-    /// handler. Otherwise a composed service keeps the entry of the request, and a later request
-    /// whose handler has the same address can neither be cancelled nor is it cancelled by
+    /// Receives a value. Returns true if the receiver wants no further values. The request is then
+    /// still pending: the sender must call `onCompleted` or `onError` before it destroys the
+    /// handler. Otherwise a composed service keeps the entry of the request. A later request whose
+    /// handler has the same address can then not be cancelled, neither by the caller nor by
     /// `shutdown`.
     virtual bool onNext(const T& value) = 0;
-    /// Receives the failure of the request, and terminates it. An error is a response, whatever `T`
-    /// is.
+    /// Receives the failure of the request, and terminates it. The error is a `Response` for every
+    /// `T`.
     virtual void onError(const Response& error) = 0;
     /// Receives the completion of the request, and terminates it.
     virtual void onCompleted() = 0;

@@ -11,8 +11,8 @@ namespace util::serializer {
 
 /// A pull deserializer of JSON text.
 ///
-/// It adds a push deserializer to `PullFromPushDeserializer`, which reads through it, and is in the
-/// platform's namespace beside the serializer of the same texts. One thread at a time.
+/// It derives from `PullFromPushDeserializer` and supplies the push deserializer for JSON. It is in
+/// the platform's namespace, like the serializer of JSON text. One thread at a time.
 ///
 ///     const std::string text = "640";
 ///     util::ByteBufferReader reader(reinterpret_cast<unsigned char const*>(text.data()),

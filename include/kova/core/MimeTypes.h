@@ -19,11 +19,11 @@ enum MimeTypeID : int {
 
 /// JSON text (RFC 8259).
 constexpr char const* JSON_TYPE = "application/json";
-/// Plain text. Peers compare this name literally; "text/plain" is another type.
+/// Plain text. The name is "plain/text"; "text/plain" is a different type.
 constexpr char const* PLAIN_TEXT_TYPE = "plain/text";
 /// Bytes that the framework does not interpret.
 constexpr char const* OCTET_STREAM_TYPE = "application/octet-stream";
-/// Recognised as the type of a payload; `typename2id` returns `Undefined` for it.
+/// Recognised as the type of a payload, although `typename2id` returns `Undefined` for it.
 constexpr char const* MSGPACK_TYPE = "application/vnd.msgpack";
 /// The binary structured format (docs/formats.md).
 constexpr char const* AXOBIN_TYPE = "application/vnd.axobin";

@@ -6,12 +6,14 @@
 
 namespace kova {
 
-/// A number stored as its decimal text, so that it passes through the framework without loss,
-/// whatever its size and precision. The receiver converts it to the machine type that it needs.
+/// A number that is stored as its decimal text. It passes through the framework without loss of
+/// digits, whatever its size and precision. The receiver converts it to the machine type that it
+/// needs.
 ///
-/// It neither validates the text nor does arithmetic. The conversions read the text as `std::stoi`
-/// and its family do in base 10 under the "C" locale, whatever the locale of the process is. They
-/// skip leading white space, accept a sign and ignore what follows the number: " 7apples" is 7.
+/// The class neither validates the text nor does arithmetic. The conversions read the text as
+/// `std::stoi` and the related functions do in base 10 under the "C" locale; the process locale is
+/// ignored. They skip leading white space, accept a sign and ignore what follows the number: "
+/// 7apples" is 7.
 ///
 ///     kova::Number number(40000L);
 ///     number.intValue();   // 0: beyond 16 bits
@@ -23,12 +25,12 @@ class KOVA_API Number {
 public:
     /// Stores the empty text, which is not a number.
     Number() = default;
-    /// Stores the number in decimal: "-42". The constructors from numbers are implicit, like
-    /// assignment. No constructor accepts a text: make an empty `Number` and assign the text.
+    /// Stores the number in decimal: "-42". Constructors and assignments from numbers are implicit.
+    /// No constructor accepts a text: create an empty `Number` and assign the text.
     Number(long value);
     Number(int value) : Number(static_cast<long>(value)) {}
     /// Stores the number with six significant digits, in the shorter of the fixed and the
-    /// scientific form: "1.5", "1e-07". Assignment writes a double differently.
+    /// scientific form: "1.5", "1e-07". Assignment of a double uses another form.
     Number(double value);
 
     /// @{
@@ -40,7 +42,7 @@ public:
     ~Number() = default;
     /// @}
 
-    /// Stores the text verbatim. No assignment changes `hasError`.
+    /// Stores the text verbatim. Assignments do not change `hasError`.
     Number& operator=(const std::string& text);
     Number& operator=(long value);
     Number& operator=(int value) { return *this = static_cast<long>(value); }
@@ -50,26 +52,26 @@ public:
     /// Returns the text. The reference is valid until the object is assigned to or destroyed.
     const std::string& toString() const noexcept { return text_; }
 
-    /// Returns whether the latest of the conversions below failed, to distinguish a failure from a
-    /// number that is 0. Each conversion clears the flag first, and sets it when it fails. The flag
-    /// is true after a conversion that threw an exception.
+    /// Returns whether the latest conversion failed. This distinguishes a failure from the number
+    /// 0. Each conversion clears the flag first, and sets it when it fails. The flag is true after
+    /// a conversion that threw an exception.
     bool hasError() const noexcept { return error_; }
 
-    /// Returns the number. Fails and returns 0 when the text has no number, or a number outside
-    /// -32768 to 32767: the range is that of 16 bits, although the type has more.
+    /// Returns the number. Fails and returns 0 if the text contains no number, or a number outside
+    /// -32768 to 32767. The range is that of 16 bits, although `int` has more bits.
     int intValue() const noexcept;
-    /// Returns the number. Fails and returns 0 when the text has no number, or a number outside
+    /// Returns the number. Fails and returns 0 if the text contains no number, or a number outside
     /// -128 to 127.
     signed char byteValue() const noexcept;
     /// Returns the low 32 bits of the number: "4294967297" yields 1 without an error. Fails and
-    /// returns 0 when the text has no number, or a number that does not fit 64 bits.
+    /// returns 0 if the text contains no number, or a number that does not fit 64 bits.
     int longValue() const noexcept;
 
-    /// Returns the number. Fails and returns 0 when the text has no number. Fails and throws
-    /// `std::out_of_range` when the number does not fit the type.
+    /// Returns the number. Fails and returns 0 if the text contains no number. Fails and throws
+    /// `std::out_of_range` if the number does not fit the type.
     long long longlongValue() const;
     /// Does the same for a float. The text may also be hexadecimal ("0x1p3"), infinite ("inf") or
-    /// "nan". A number too close to zero for the type is out of range, too.
+    /// "nan". A number too close to zero for the type is also out of range.
     float floatValue() const;
     /// Does the same as `floatValue` for a double.
     double doubleValue() const;

@@ -10,10 +10,10 @@
 
 namespace kova::serializer {
 
-/// A pull deserializer that owns the push deserializer it reads through.
+/// A pull deserializer that owns the push deserializer from which it reads.
 ///
-/// It adds only the ownership to `util::serializer::PullFromPushDeserializer`. One thread at a
-/// time. Constructors with one argument are explicit.
+/// Apart from the ownership it behaves like `util::serializer::PullFromPushDeserializer`. One
+/// thread at a time. Constructors with one argument are explicit.
 ///
 ///     unsigned char const bytes[] = {0x07};  // the number 7
 ///     util::ByteBufferReader reader(bytes, sizeof bytes, false);
@@ -26,7 +26,7 @@ namespace kova::serializer {
 class KOVA_API OwningPullFromPushDeserializer : public util::serializer::PullFromPushDeserializer {
 public:
     /// @{
-    /// Takes ownership of `source`, which must not be null, and reads through it. Throws
+    /// Takes ownership of `source`, which must not be null, and reads from it. Throws
     /// `std::bad_alloc` if memory is exhausted; `source` is then destroyed.
     explicit OwningPullFromPushDeserializer(
         std::unique_ptr<util::serializer::IStructuredPushDeserializer> source);

@@ -14,16 +14,16 @@ namespace kova {
 /// A slash-separated resource path, such as "/items/3/state": a list of parts, and whether it is
 /// absolute.
 ///
-/// It is not a file name: "." and ".." are ordinary parts. Each static function works on texts as
-/// the member of the same name works on the `Path` of the text.
+/// It is not a file name: "." and ".." are ordinary parts. Each static function accepts the text of
+/// a path and does what the member of the same name does.
 ///
 /// Text form: a leading "/" makes the path absolute. The rest is split at every "/", and empty
-/// pieces are ignored, so "//a///b//" and "/a/b" are the same path.
+/// parts are ignored, so "//a///b//" and "/a/b" are the same path.
 ///
 /// Functions that return `bool` and have an output or an index return false on success and true on
 /// failure. On failure the object and the output are unchanged. An output may be the same object as
-/// an input. Indexes start at 0, and `NPOS` is the index of the last part. No function throws; the
-/// process ends when memory runs out.
+/// an input. Indexes start at 0, and `NPOS` is the index of the last part. No function throws; if
+/// memory is exhausted, the process ends.
 ///
 /// Plain value type. Not synchronized. Any thread may call the static functions.
 ///
@@ -41,10 +41,10 @@ public:
     static constexpr char SEP_CHAR = '/';
     /// @}
 
-    /// The index of the last part, whatever the number of parts is.
+    /// The index of the last part, for a path of any length.
     static constexpr unsigned long NPOS = ~0UL;
 
-    /// Makes a path without parts that is not absolute.
+    /// Creates a relative path without parts.
     Path() noexcept = default;
     /// Parses the text form; a null pointer counts as the empty text. The constructors are
     /// explicit: there is no implicit conversion from a text.
@@ -57,8 +57,8 @@ public:
     Path& operator=(Path&& other) noexcept;
     ~Path() = default;
 
-    /// Appends the parts of `text`. Keeps the parts that the path has, and keeps it absolute or
-    /// relative.
+    /// Appends the parts of `text` to the existing parts. An absolute path stays absolute, a
+    /// relative path stays relative.
     void init(const std::string& text) noexcept;
 
     // Reading
@@ -69,8 +69,8 @@ public:
 
     /// Sets `out` to the part at `index`. Fails when the path has no part at `index`.
     [[nodiscard]] bool part(unsigned long index, std::string& out) const noexcept;
-    /// Sets `out` to the UUID that the part at `index` is the text of. Fails when the path has no
-    /// part at `index`, or when the part is not the text of a UUID.
+    /// Parses the part at `index` as a UUID and stores it in `out`. Fails if the path has no part
+    /// at `index`, or if the part is not the text of a UUID.
     [[nodiscard]] bool part(unsigned long index, zel::UUID& out) const noexcept;
     [[nodiscard]] static bool part(const std::string& path, unsigned long index,
                                    std::string& out) noexcept;
@@ -98,9 +98,9 @@ public:
     /// Returns the parts `from` to `to`, both included, joined with "/" and without a leading "/".
     /// Returns an empty text when one of the parts does not exist or `from` comes after `to`.
     std::string subpath(unsigned long from, unsigned long to) const noexcept;
-    /// Appends the parts `from` to `to` of `path` to `out`. Fails when one of the parts does not
-    /// exist or `from` comes after `to`. Fails as well when `from` is `NPOS` and `to` is not: the
-    /// numbers are compared before `NPOS` is replaced.
+    /// Appends the parts `from` to `to` of `path` to `out`. Fails if one of the parts does not
+    /// exist or `from` comes after `to`. Also fails if `from` is `NPOS` and `to` is not, because
+    /// the two are compared before `NPOS` is replaced.
     [[nodiscard]] static bool subpath(const std::string& path, unsigned long from, unsigned long to,
                                       std::string& out) noexcept;
 
@@ -108,9 +108,9 @@ public:
     static std::vector<std::string> split(const std::string& path) noexcept;
     static void split(const std::string& path, std::vector<std::string>& out) noexcept;
 
-    /// Returns the index of the part of `pattern` that is its `n`-th wildcard, or -1 when `pattern`
-    /// has no more than `n` wildcards. `n` starts at 0. A wildcard is a part that is "*" or "**". A
-    /// null pointer counts as the empty text.
+    /// Returns the index of the wildcard number `n` in `pattern`, counted in parts; the first
+    /// wildcard has the number 0. A wildcard is a part that is "*" or "**". Returns -1 if `pattern`
+    /// has no wildcard with this number. A null pointer counts as the empty text.
     static std::int32_t indexIntoPathFromPattern(char const* pattern, unsigned long n) noexcept;
     static std::int32_t indexIntoPathFromPattern(const std::string& pattern,
                                                  unsigned long n) noexcept;
@@ -122,9 +122,9 @@ public:
 
     // Building and changing
 
-    /// Returns `a` and `b` joined with a "/". No "/" is added when one of the two is empty, or when
-    /// `a` ends or `b` begins with "/". When both have the "/", one of the two is removed; further
-    /// ones stay. A null pointer counts as the empty text.
+    /// Returns `a` and `b` joined with a "/". No "/" is added if one of the two is empty, or if `a`
+    /// ends or `b` begins with "/". If `a` ends and `b` begins with "/", one of these two is
+    /// removed; further ones stay. A null pointer counts as the empty text.
     static std::string join(const std::string& a, const std::string& b) noexcept;
     static std::string join(const std::string& a, const zel::UUID& b) noexcept;
     static std::string join(char const* a, char const* b) noexcept;
@@ -139,10 +139,10 @@ public:
     /// Returns a copy of this path with the parts of the other path appended.
     Path operator+(const Path& other) const noexcept;
 
-    /// Inserts one part, which is not split, before the part at `index`. With an `index` of `NPOS`
-    /// or of the number of parts, appends the part verbatim. Elsewhere a leading "/" is not stored;
-    /// inserting at index 0 makes the path absolute if the part has a leading "/", and relative if
-    /// not. Fails when `index` is greater than the number of parts.
+    /// Inserts `part`, which is not split, before the part at `index`. If `index` is `NPOS` or the
+    /// number of parts, appends the part verbatim. At any other index a leading "/" is removed from
+    /// the part. Inserting at index 0 makes the path absolute if the part has a leading "/", and
+    /// relative if not. Fails if `index` is greater than the number of parts.
     [[nodiscard]] bool insert(const std::string& part, unsigned long index) noexcept;
     [[nodiscard]] static bool insert(const std::string& path, const std::string& part,
                                      unsigned long index, std::string& out) noexcept;
@@ -157,7 +157,7 @@ public:
     static std::string parent(const std::string& path) noexcept;
 
     /// Replaces this path by the relative path that leads from it to `target`, with ".." for each
-    /// step up. A leading "/" of either path is ignored. Always returns false: it cannot fail.
+    /// step up. A leading "/" of either path is ignored. Cannot fail: always returns false.
     bool relativize(const std::string& target) noexcept;
     static bool relativize(const std::string& from, const std::string& target,
                            std::string& out) noexcept;

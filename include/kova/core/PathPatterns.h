@@ -26,10 +26,10 @@ class GlobProgram;
 /// | anything else | itself                                                                  |
 ///
 /// The meaning of a glob is that of its translation into an ECMAScript regular expression: "/a/*"
-/// becomes "/a/([^/]*)". Brackets follow that language to the letter. For example "[[:digit:]_-]"
-/// is not closed: its first "]" ends the bracket of the glob but not the bracket of the expression.
-/// A path is a sequence of bytes, ordered by their value from 0 to 255 on every processor. The
-/// process locale is ignored.
+/// becomes "/a/([^/]*)". Inside brackets the rules of that language apply exactly. For example
+/// "[[:digit:]_-]" is not closed: its first "]" ends the bracket of the glob but not the bracket of
+/// the expression. A path is a sequence of bytes, which are ordered by their value from 0 to 255.
+/// The process locale is ignored.
 ///
 /// Matching takes time proportional to the length of the path times, at worst, the length of the
 /// glob. The stack that it needs depends on neither, and it allocates nothing.
@@ -42,11 +42,11 @@ class GlobProgram;
 ///     states->match("/items/3/4/state");  // false
 class KOVA_API PathPatterns {
 public:
-    /// The length of the longest glob, in bytes.
+    /// The maximum length of a glob, in bytes.
     static constexpr std::size_t MAX_LENGTH = 65535;
 
-    /// Compiles `glob`. Throws `std::invalid_argument` when the glob is malformed or longer than
-    /// `MAX_LENGTH`, and `std::regex_error` with the standard library's text when its translation
+    /// Compiles `glob`. Throws `std::invalid_argument` if the glob is malformed or longer than
+    /// `MAX_LENGTH`. Throws `std::regex_error` with the standard library's text if the translation
     /// is not a valid regular expression. The size of the expression has no further limit. The
     /// constructor is explicit: there is no implicit conversion from a text.
     explicit PathPatterns(const std::string& glob);
@@ -60,8 +60,8 @@ public:
     ~PathPatterns() = default;
     /// @}
 
-    /// Compiles `glob` without throwing. Where the constructor throws, reports one error
-    /// (`errors::RequestFailed`) and returns nothing.
+    /// Compiles `glob` without throwing. If the constructor would throw, reports
+    /// `errors::RequestFailed` once and returns nothing.
     static std::optional<PathPatterns> createFromGlob(const std::string& glob) noexcept;
 
     /// Returns the glob, unchanged. The reference is valid until the object is assigned to, moved

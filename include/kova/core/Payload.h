@@ -17,18 +17,19 @@ class Value;
 
 namespace kova {
 
-/// A block of bytes that its holders share read-only.
+/// An immutable block of bytes with shared ownership.
 struct KOVA_API Blob {
     /// The bytes; null for an empty blob. The last holder frees them.
     std::shared_ptr<unsigned char[]> data;
     /// Number of bytes.
     std::uint64_t size = 0;
 
-    /// No bytes.
+    /// Creates an empty blob.
     Blob() = default;
     /// @{
-    /// Shares the `size` bytes at `bytes` with the other holders of the pointer. A pointer to a
-    /// single byte must have a deleter that frees an array; both pointers count the same holders.
+    /// Shares the `size` bytes at `bytes` with the other owners of the pointer. The deleter of a
+    /// pointer to a single byte must free an array. Both kinds of pointers share one reference
+    /// count.
     Blob(std::shared_ptr<unsigned char[]> bytes, std::uint64_t size) noexcept
         : data(std::move(bytes)), size(size) {}
     // A template, so that `nullptr` selects the constructor above.
@@ -37,7 +38,7 @@ struct KOVA_API Blob {
         : data(bytes, bytes.get()), size(size) {}
     /// @}
 
-    /// Sets `out` to a text of the bytes.
+    /// Sets `out` to a text that consists of the bytes.
     void toString(std::string& out) const;
 };
 
@@ -46,7 +47,7 @@ struct KOVA_API Blob {
 /// Copies share the bytes, which never change, so several threads may read copies at once. A
 /// payload is empty if it has no block of bytes; a payload of zero bytes is not empty.
 ///
-/// A function that creates a payload aborts the process without memory
+/// A function that creates a payload aborts the process if memory is exhausted
 /// (`zel::GlobalErrorHandler`).
 ///
 ///     const kova::Payload payload = kova::Payload::createFromJSON("{\"on\":true}");
@@ -55,9 +56,10 @@ struct KOVA_API Blob {
 ///     bool failed = kova::Payload::createStringFrom(payload, text, true);
 class KOVA_API Payload {
 public:
-    /// The empty payload, with an empty mime type.
+    /// Creates the empty payload, with an empty mime type.
     Payload() = default;
-    /// Takes ownership of the bytes. The blob no longer has them, but keeps its size.
+    /// Takes ownership of the bytes of `blob`. The `data` of `blob` is then null; its `size` is
+    /// unchanged.
     Payload(Blob&& blob, std::string&& mimeType) noexcept;
     Payload(Blob&& blob, const std::string& mimeType);
 
@@ -76,11 +78,11 @@ public:
     /// Returns a payload with a copy of the `size` bytes.
     static Payload createFromRaw(unsigned char const* bytes, unsigned long size,
                                  const std::string& mimeType);
-    /// Returns a payload "application/json" of the text, which is not validated.
+    /// Returns a payload of type "application/json" with the text, which is not validated.
     static Payload createFromJSON(const std::string& json);
-    /// Returns a payload "plain/text" of the text.
+    /// Returns a payload of type "plain/text" with the text.
     static Payload createFromString(const std::string& text);
-    /// Returns a payload "application/json" with the compact JSON text of the value.
+    /// Returns a payload of type "application/json" with the compact JSON text of the value.
     static Payload createFromConfig(const util::config::Value& value);
     /// Returns a payload with a copy of the bytes that the writer holds.
     static Payload createFromWriter(const util::ByteBufferWriter& writer,
@@ -92,12 +94,13 @@ public:
     const Blob& getBlob() const noexcept { return blob_; }
     /// Returns the mime type; empty for the empty payload.
     const std::string& getMimeType() const noexcept { return mimeType_; }
-    /// Returns the bytes; null if the payload is empty. They live as long as a copy of the payload.
+    /// Returns the bytes, or null if the payload is empty. They live until the last copy of the
+    /// payload is destroyed.
     unsigned char const* data() const noexcept { return blob_.data.get(); }
     /// Returns the number of bytes; 0 if the payload is empty.
     std::uint64_t size() const noexcept { return blob_.data ? blob_.size : 0; }
 
-    /// Sets `out` to a text for people and returns false:
+    /// Converts the payload to a human-readable text. Sets `out` to this text and returns false:
     ///
     /// - the bytes of JSON and plain text;
     /// - binary structured data converted to JSON; `compact` is the option of
@@ -105,7 +108,7 @@ public:
     /// - "<empty>", "<binary>" (octet streams, msgpack) or "<unknown>" (any other type).
     ///
     /// Returns true, with the text "<failed>", if binary data cannot be converted or memory is
-    /// exhausted. Aborts the process without memory for a copy of a converted text.
+    /// exhausted. Aborts the process if memory for the copy of a converted text is exhausted.
     static bool createStringFrom(const Payload& payload, std::string& out, bool compact);
     /// Returns the value tree of a payload of JSON, of plain text that is JSON, or of binary
     /// structured data. The caller owns and deletes it. Returns null on failure: another mime type,

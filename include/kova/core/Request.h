@@ -12,9 +12,9 @@ namespace kova {
 
 /// The request of a client to a service: a command, a resource path, a payload and a header.
 ///
-/// A value type. Copies are cheap: they share the payload's bytes and the header, so all of them
-/// have an entry that is added through one. Not synchronized: write headers before the message is
-/// passed on.
+/// A value type. Copies are cheap, because they share the payload's bytes and the header. An entry
+/// that is added to one copy appears in all copies. Not synchronized: write headers before the
+/// message is passed on.
 ///
 ///     kova::Request request("retrieve", "/light/state");
 ///     request.setMimeType(kova::mimetypes::JSON);
@@ -24,7 +24,7 @@ public:
     /// The header. Copies of a message share it.
     using Header = std::shared_ptr<util::config::Dictionary>;
 
-    /// Keeps command and path unchecked and unchanged, and shares the header with the caller.
+    /// Stores command and path unchecked and unchanged, and shares the header with the caller.
     /// Without a header argument the request has no header until an entry is added.
     Request(const std::string& command, const std::string& path);
     Request(const std::string& command, const std::string& path, Payload&& payload);
@@ -52,7 +52,8 @@ public:
     const Payload& getPayload() const noexcept { return payload_; }
 
     /// Writes an entry into the header, or replaces the entry with the same key. Creates a header
-    /// if the message has none. Takes ownership of the value. Without memory nothing is written.
+    /// if the message has none. Takes ownership of the value. Writes nothing if memory is
+    /// exhausted.
     void add2header(char const* key, util::config::Value* value) noexcept;
     /// Does the same with a deep copy of the value.
     void add2header(char const* key, const util::config::Value& value) noexcept;

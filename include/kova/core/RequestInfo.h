@@ -15,11 +15,11 @@ namespace kova {
 ///     info.getClientId();  // "": the request has no such entry
 class KOVA_API RequestInfo {
 public:
-    /// Keeps the four texts unchanged.
+    /// Stores the four texts unchanged.
     RequestInfo(std::string command, std::string path, std::string servicePath,
                 std::string clientId) noexcept;
     /// Copies command and path of the request and its header entries "$service-path" and
-    /// "$client-id". The field of an entry that is missing or not a string is empty.
+    /// "$client-id". If an entry is missing or is not a string, its field is empty.
     explicit RequestInfo(const Request& request);
 
     /// @{

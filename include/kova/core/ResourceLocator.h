@@ -31,8 +31,8 @@ namespace kova {
 /// or destroyed.
 class KOVA_API ResourceLocator {
 public:
-    /// Stores both paths verbatim. A locator without a service path does not say which service has
-    /// the resource.
+    /// Stores both paths verbatim. A locator without a service path does not name the service that
+    /// has the resource.
     ResourceLocator(std::optional<std::string>&& servicePath, std::string&& resourcePath) noexcept;
 
     /// @{
@@ -45,7 +45,7 @@ public:
     /// @}
 
     /// @{
-    /// Makes a locator from paths, which become absolute (`Path::absolute`). The instance is
+    /// Creates a locator from paths, which become absolute (`Path::absolute`). The instance is
     /// appended to the base path, the sub-resource to the resource (`Path::join`).
     static ResourceLocator fromPaths(const std::string& base, const std::string& resource);
     static ResourceLocator fromPaths(const std::string& base, const std::string& resource,
@@ -59,16 +59,16 @@ public:
                                                  const std::string& subresource);
     /// @}
 
-    /// Returns the locator that `uri` is the URI form of, or nothing when `uri` has another scheme.
-    /// The first "$" of the path ends the service path, and both paths become absolute. Without a
-    /// "$" the whole path is the resource path, verbatim. Authority, query and fragment are
+    /// Parses `uri` as the URI form of a locator. Returns nothing if `uri` has another scheme. The
+    /// first "$" of the path ends the service path, and both paths become absolute. If the path has
+    /// no "$", the whole path is the resource path, verbatim. Authority, query and fragment are
     /// ignored.
     static std::optional<ResourceLocator> fromUri(const url& uri);
-    /// Returns whether `uri` is the URI form of a locator and nothing else: it has the scheme of
-    /// locators and a path, but no authority, query or fragment.
+    /// Returns whether `uri` has exactly the URI form of a locator: the scheme of locators and a
+    /// path, but no authority, query or fragment.
     static bool isResourceLocator(const url& uri);
-    /// Returns the service instance (`getServiceInstance`) of the locator that `uri` is the URI
-    /// form of, or nothing when `uri` has another scheme.
+    /// Parses `uri` as a locator and returns its service instance (`getServiceInstance`). Returns
+    /// nothing if `uri` has another scheme.
     static std::optional<std::string> extractServiceInstance(const url& uri);
 
     /// Returns the path of the service, or nothing when the locator has none.

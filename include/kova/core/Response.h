@@ -12,10 +12,10 @@ namespace kova {
 
 /// The answer of a service: a status code, a payload and a header.
 ///
-/// A value type. Copies are cheap: they share the payload's bytes and the header, so all of them
-/// have an entry that is added through one. Not synchronized: write headers before the message is
-/// passed on. A response is an error response if its header has the string entry "$errorMsg",
-/// whatever its code.
+/// A value type. Copies are cheap, because they share the payload's bytes and the header. An entry
+/// that is added to one copy appears in all copies. Not synchronized: write headers before the
+/// message is passed on. A response is an error response if its header has the string entry
+/// "$errorMsg", whatever its code.
 ///
 ///     const kova::Response response = kova::Response::createErrorResponse(404, "no such lamp");
 ///     response.isErrorResponse();          // true
@@ -25,7 +25,7 @@ public:
     /// The header. Copies of a message share it.
     using Header = std::shared_ptr<util::config::Dictionary>;
 
-    /// Status code 0.
+    /// Creates a response with the status code 0.
     Response() = default;
     /// Shares the header with the caller. Without a header argument the response has no header
     /// until an entry is added.
@@ -57,7 +57,8 @@ public:
     const Payload& getPayload() const noexcept { return payload_; }
 
     /// Writes an entry into the header, or replaces the entry with the same key. Creates a header
-    /// if the message has none. Takes ownership of the value. Without memory nothing is written.
+    /// if the message has none. Takes ownership of the value. Writes nothing if memory is
+    /// exhausted.
     void add2header(char const* key, util::config::Value* value) noexcept;
     /// Does the same with a deep copy of the value.
     void add2header(char const* key, const util::config::Value& value) noexcept;

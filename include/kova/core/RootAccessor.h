@@ -10,11 +10,11 @@
 
 namespace kova {
 
-/// Requests the root of a service and delivers the list of its resources: the client side of the
-/// answer that a composed service gives at "/".
+/// Requests the root of a service and delivers the list of its resources. It is the client side of
+/// the answer that a composed service sends for "/".
 ///
-/// Plain value type. Any thread may use it while the service lives. No function throws. The
-/// caller's handler may abort the tracking and destroy the accessor in a callback. The handler is
+/// Plain value type. Any thread may use it while the service lives. No function throws. In a
+/// callback, the caller's handler may abort the tracking and destroy the accessor. The handler is
 /// not destroyed while one of its callbacks runs.
 ///
 ///     using Paths = std::vector<std::string>;
@@ -25,8 +25,8 @@ namespace kova {
 ///     };
 class KOVA_API RootAccessor {
 public:
-    /// Borrows the service. `mimeType` is the mime type of the answers, `tracingInfo` the service
-    /// path in each request ("$service-path").
+    /// Creates an accessor of `service`, which must outlive it. `mimeType` is the mime type of the
+    /// answers. `tracingInfo` is the service path in each request ("$service-path").
     RootAccessor(IKovaApi* service, const std::string& mimeType, const std::string& tracingInfo);
 
     /// @{
@@ -40,9 +40,9 @@ public:
 
     /// Requests the list. The handler receives the list of each answer that can be decoded,
     /// whatever its status code, and the error or completion of the service. An answer that cannot
-    /// be decoded is reported (`UndefinedMimeType`, `DeserializationError`); the service is told
-    /// that no further values are wanted, and the handler receives no event. Returns the request
-    /// handle of the service, or `IKovaApi::UNDEFINED_REQUEST_HANDLE`.
+    /// be decoded is reported (`UndefinedMimeType`, `DeserializationError`). The response handler
+    /// then returns true to the service, and the caller's handler receives no event. Returns the
+    /// request handle of the service, or `IKovaApi::UNDEFINED_REQUEST_HANDLE`.
     void* trackResources(
         std::shared_ptr<IResponseHandler<std::vector<std::string>>> handler) noexcept;
     /// Cancels the request with the handle that `trackResources` returned.

@@ -8,11 +8,12 @@
 
 #include "kova/core/Export.h"
 
-/// Versions of interfaces, and the choice of the offered version that fits a wanted version best.
+/// Versions of interfaces. `getMostCompatible` chooses the offered version that fits a wanted
+/// version best.
 ///
 /// The rules are those of the framework, not those of a general standard for semantic versions. Two
-/// versions are compatible when their major numbers and their branches are equal. Before it is
-/// compared, a version with the major number 0, a prerelease, is promoted: 0.4.2 becomes 4.2.0.
+/// versions are compatible if their major numbers and their branches are equal. A version with the
+/// major number 0 is a prerelease. It is promoted before it is compared: 0.4.2 becomes 4.2.0.
 ///
 /// The text of a version:
 ///
@@ -25,7 +26,7 @@
 ///     const std::vector<std::string> offered{"2.1.0", "2.4.1", "2.5.0"};
 ///     kova::semver::getMostCompatible("2.3.0", offered);  // "2.4.1"
 ///
-/// The trace channel KOVA_SEMVERCHECKER says why a text is not a version and why a version was
+/// The trace channel KOVA_SEMVERCHECKER explains why a text is not a version and why a version was
 /// chosen. Any thread may call any function. The locale is ignored.
 namespace kova::semver {
 
@@ -44,7 +45,7 @@ struct KOVA_API SemVer {
     /// Makes the version 0.0.0.
     SemVer() = default;
     /// @{
-    /// Sets the members in their order. Omitted ones are 0 or empty.
+    /// Sets the members in the order of their declaration. Omitted members are 0 or empty.
     explicit SemVer(std::uint32_t major) noexcept : major(major) {}
     SemVer(std::uint32_t major, std::uint32_t minor, std::uint32_t patch = 0,
            std::string branch = {}) noexcept
@@ -70,8 +71,8 @@ KOVA_API bool operator<(const SemVer& a, const SemVer& b) noexcept;
 /// Parses a version without promoting a prerelease. Returns nothing when the text is not a version.
 KOVA_API std::optional<SemVer> toSemVer(const std::string& version);
 
-/// Compares one offered version with the wanted one. Returns `wanted` when both are the same
-/// version, `offered` when the two are compatible, whatever their minor numbers are, and nothing
+/// Compares one offered version with the wanted one. Returns `wanted` if both are the same version.
+/// Returns `offered` if the two are compatible, whatever their minor numbers are. Returns nothing
 /// otherwise.
 KOVA_API std::optional<std::string> getMostCompatible(const std::string& wanted,
                                                       const std::string& offered);
@@ -81,17 +82,18 @@ KOVA_API std::optional<std::string> getMostCompatible(const std::string& wanted,
 KOVA_API std::optional<std::string> getMostBackwardCompatible(const std::string& wanted,
                                                               const std::string& offered);
 
-/// Chooses the best of the compatible versions in `offered`, or returns nothing when there is no
-/// best one. Entries that are not versions are skipped. The best is the first of these that exists:
+/// Chooses the best compatible version in `offered`. Returns nothing if no rule below selects a
+/// version. Entries that are not versions are skipped. The best version is the first of these that
+/// exists:
 ///
 /// 1. the wanted version itself, returned as the text `wanted`;
 /// 2. the lowest version above the wanted one;
 /// 3. the highest version with the same minor number;
 /// 4. the highest version with a lower minor number, unless `backwardOnly` is true.
 ///
-/// When the wanted minor number is 0, rules 2 to 4 are replaced by one: the highest version, unless
-/// `backwardOnly` is true. Rules 2 to 4 return `SemVer::toString` of the compared version, so a
-/// promoted 0.5.1 is returned as 5.1.0. Takes time linear in the length of the list.
+/// If the wanted minor number is 0, rules 2 to 4 are replaced by one rule: the highest version,
+/// unless `backwardOnly` is true. Rules 2 to 4 return `SemVer::toString` of the compared version,
+/// so a promoted 0.5.1 is returned as 5.1.0. Takes time linear in the length of the list.
 KOVA_API std::optional<std::string> getMostCompatible(const std::string& wanted,
                                                       const std::vector<std::string>& offered,
                                                       bool backwardOnly);
@@ -100,12 +102,12 @@ KOVA_API std::optional<std::string> getMostCompatible(const std::string& wanted,
 KOVA_API std::optional<std::string> getMostCompatible(const std::string& wanted,
                                                       const std::vector<std::string>& offered);
 
-/// Returns the choice for the first of the wanted versions that has one.
+/// Chooses the best version for each wanted version in turn, and returns the first choice.
 KOVA_API std::optional<std::string> getMostCompatible(const std::vector<std::string>& wanted,
                                                       const std::vector<std::string>& offered);
 
-/// Returns the choices for all wanted versions that have one, in the order of `wanted`. Keeps
-/// duplicates.
+/// Chooses the best version for each wanted version, and returns the choices in the order of
+/// `wanted`. Keeps duplicates.
 KOVA_API std::vector<std::string> getMostCompatibleVector(const std::vector<std::string>& wanted,
                                                           const std::vector<std::string>& offered);
 

@@ -19,9 +19,9 @@ class PendingRequests;
 }  // namespace detail
 
 /// The implementation of `StaticComposedKovaService`: routing, the table of pending requests,
-/// cancellation and shutdown. Applications use the facade.
+/// cancellation and shutdown. Applications use `StaticComposedKovaService`.
 ///
-/// A mutex guards the table of pending requests alone and is never held while a handler or a trace
+/// A mutex guards only the table of pending requests. It is never held while a handler or a trace
 /// sink is called. The handlers never change after construction and are read without a lock.
 class KOVA_API StaticComposedKovaServiceImpl : public IKovaApi {
 public:
@@ -31,8 +31,8 @@ public:
 
     /// Takes ownership of the handlers. Creates a root handler unless a mount path is exactly "/".
     explicit StaticComposedKovaServiceImpl(Handlers&& handlers);
-    /// Destroys the root handler, the pending table and the handlers, in that order. A handler may
-    /// terminate its requests from its own destructor.
+    /// Destroys the root handler, the pending table and the handlers, in that order. The destructor
+    /// of a handler may terminate its requests.
     ~StaticComposedKovaServiceImpl() override;
 
     void* actionRequest(const Request& request,
@@ -61,12 +61,12 @@ private:
     std::unique_ptr<RootHandler> rootHandler_;
 };
 
-/// Answers "/" of a service that has no handler there: "retrieve" with the mount paths in ascending
-/// order, every other command with 400. No request stays pending.
+/// Answers requests to "/" of a service without a handler there. Answers "retrieve" with the mount
+/// paths in ascending order, every other command with 400. No request stays pending.
 class KOVA_API StaticComposedKovaServiceImpl::RootHandler : public IResourceHandler {
 public:
     /// Takes ownership of the function that selects the mime type of an answer, and of the mount
-    /// paths, which it lists in the given order.
+    /// paths. The answers list the mount paths in the given order.
     RootHandler(std::function<std::string(const Request&)>&& mimeTypeFunc,
                 std::vector<std::string>&& names);
 

@@ -41,7 +41,7 @@ constexpr char const* statusTextOf(unsigned short code) noexcept {
     return nullptr;
 }
 
-/// Returns the code, which must have a text; otherwise the call does not compile.
+/// Returns `CODE`. Does not compile if the code has no text.
 template <unsigned short CODE>
 constexpr unsigned short statusWithText() noexcept {
     static_assert(statusTextOf(CODE) != nullptr, "a status code needs a row in STATUS_TEXTS");
@@ -63,7 +63,7 @@ constexpr unsigned short NO_CONTENT = detail::statusWithText<204>();
 
 /// Specific to the framework: one of several responses to one request.
 constexpr unsigned short MULTI_RESPONSE = detail::statusWithText<298>();
-/// Specific to the framework: a response of a stream.
+/// Specific to the framework: one response of a stream.
 constexpr unsigned short STREAM = detail::statusWithText<299>();
 /// @{
 /// A code as in HTTP (RFC 9110).
@@ -81,8 +81,8 @@ constexpr unsigned short SERVICE_UNAVAILABLE = detail::statusWithText<503>();
 constexpr unsigned short GATEWAY_TIMEOUT = detail::statusWithText<504>();
 /// @}
 
-/// Returns the text of a code, for example "Not Found" for 404; "unknown" for a code that is not
-/// listed above. Any thread may call it.
+/// Returns the text of a code, for example "Not Found" for 404. Returns "unknown" for a code that
+/// is not listed above. Any thread may call it.
 KOVA_API std::string toString(unsigned short code);
 
 }  // namespace kova::statuscodes

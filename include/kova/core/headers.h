@@ -7,10 +7,10 @@
 #include "kova/core/RequestInfo.h"
 #include "kova/core/Response.h"
 
-/// The reserved header entries, whose keys begin with "$", and functions that write them. Their
-/// values are strings. A function replaces an existing entry, and creates a header if the message
-/// has none. Without memory it does not write the entry. Messages are not synchronized: write
-/// headers before a message is passed on.
+/// The reserved header entries, whose keys begin with "$" and whose values are strings, and the
+/// functions that write them. A function replaces an existing entry, and creates a header if the
+/// message has none. If memory is exhausted, it writes nothing. Messages are not synchronized:
+/// write headers before a message is passed on.
 ///
 ///     kova::Request request("retrieve", "/light/state");
 ///     kova::headers::appendTracingInfo(request, "/home", "panel");
@@ -18,7 +18,7 @@
 namespace kova::headers {
 
 /// @{
-/// Of a response: the command word and the resource path of the request that it answers.
+/// For responses: the command word and the resource path of the request.
 constexpr char const* REQUEST_COMMAND = "$request-command";
 constexpr char const* REQUEST_PATH = "$request-path";
 /// @}
@@ -27,13 +27,13 @@ constexpr char const* REQUEST_PATH = "$request-path";
 constexpr char const* SERVICE_PATH = "$service-path";
 /// The identity of the requesting client.
 constexpr char const* CLIENT_ID = "$client-id";
-/// Of a request: the mime type that the client wants for the answer (`Request::setMimeType`).
+/// For requests: the mime type that the client wants for the answer (`Request::setMimeType`).
 constexpr char const* ACCEPT = "$accept";
-/// Of a request: the agent token of the process.
+/// For requests: the agent token of the process.
 constexpr char const* AUTH_TOKEN = "$auth-token";
-/// Of a request: the kind of answer that the client expects, one of the four words below.
+/// For requests: the kind of answer that the client expects, one of the four words below.
 constexpr char const* RESPONSE_SEMANTIC = "$response-semantic";
-/// Of a response: the error message that makes it an error response.
+/// For responses: the error message that makes the response an error response.
 constexpr char const* ERROR_MESSAGE = "$errorMsg";
 
 /// @{
@@ -44,19 +44,19 @@ constexpr char const* EMPTY_RESPONSE = "empty-response";
 constexpr char const* MULTI_RESPONSE = "multi-response";
 /// @}
 
-/// Writes the fields of `info` that are not empty into the response.
+/// Writes those fields of `info` into the response that are not empty.
 KOVA_API void appendRequestInfo(const RequestInfo& info, Response& response);
 /// Writes the client id and the service path into the request, even if they are empty.
 KOVA_API void appendTracingInfo(Request& request, const std::string& servicePath,
                                 const std::string& clientId);
-/// Writes the response semantic unchanged. It is not compared with the four words.
+/// Writes the response semantic unchanged. Does not check that it is one of the four words.
 KOVA_API void appendResponseSemantic(Request& request, const std::string& semantic);
 
-/// Sets the agent token of the process: to the text or, if that is empty, to the value of the
+/// Sets the agent token of the process to `agt`. If `agt` is empty, the token is the value of the
 /// environment variable ZEL_CONFIG_KOVA_AGT. Only the first call has an effect, even if it sets an
 /// empty token. Not synchronized with `appendAuthInfo`: call it at start-up.
 KOVA_API void setAgt(const std::string& agt);
-/// Writes the agent token into the request, unless it is empty.
+/// Writes the agent token into the request, unless the token is empty.
 KOVA_API void appendAuthInfo(Request& request);
 
 }  // namespace kova::headers

@@ -10,13 +10,13 @@
 #include "kova/core/Response.h"
 #include "zel/ErrorOutput.h"
 
-/// Response handlers that enforce the rule of termination: after the first `onError` or
-/// `onCompleted` they forward nothing. They trace and ignore a late terminating event; they trace a
-/// late `onNext`, report it as `RequestFailed` and return true. `onNext` never terminates a
-/// wrapper, whatever it returns.
+/// Response handlers that enforce termination: they forward nothing after the first `onError` or
+/// `onCompleted`. They trace and ignore a late terminating event. They trace a late `onNext`,
+/// report it as `RequestFailed` and return true. `onNext` never terminates a wrapper, whatever it
+/// returns.
 ///
-/// They lock nothing: the events of one request come from one thread at a time. Their destruction
-/// sends no event.
+/// They use no lock: the events of one request come from one thread at a time. Their destructors
+/// send no event.
 namespace kova::responsehandlers {
 
 /// @{
@@ -31,8 +31,8 @@ KOVA_API void traceTermination(bool error) noexcept;
 
 namespace kova::detail {
 
-/// Sets the flag of a wrapper at a terminating event. Returns whether the event is late and must
-/// not be forwarded.
+/// Sets the `terminated` flag of a wrapper at a terminating event. Returns whether the event is
+/// late and must not be forwarded.
 inline bool refuseTermination(bool& terminated, char const* event) noexcept {
     if (terminated) {
         responsehandlers::traceAlreadyTerminated(event, false);
@@ -69,8 +69,8 @@ namespace kova::responsehandlers {
 template <typename T>
 class FuncResponseHandler : public IResponseHandler<T> {
 public:
-    /// Takes ownership of the functions: for values (returns true for no further values), for the
-    /// error, and for the completion.
+    /// Takes ownership of the functions. `next` receives the values and returns true if it wants no
+    /// further values. The other two receive the error and the completion.
     FuncResponseHandler(std::function<bool(const T&)> next,
                         std::function<void(const Response&)> error, std::function<void()> completed)
         : next_(std::move(next)), error_(std::move(error)), completed_(std::move(completed)) {}
@@ -129,8 +129,8 @@ private:
     bool terminated_ = false;
 };
 
-/// Forwards all events to an inner handler and calls an action once, right before it forwards the
-/// terminating event. A value for which `onNext` returns true does not call it.
+/// Forwards all events to an inner handler. Calls an action once, directly before it forwards the
+/// terminating event. A value for which `onNext` returns true does not trigger the action.
 ///
 /// An action that is empty or throws ends the process.
 template <typename T>

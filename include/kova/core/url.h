@@ -7,18 +7,18 @@
 
 namespace kova {
 
-/// A text cut into the pieces of a URL: scheme, user info, authority (host and port) and the rest
-/// (path, query and fragment).
+/// A text that is split into the parts of a URL: scheme, user info, authority (host and port) and
+/// the rest (path, query and fragment).
 ///
-/// It only searches for delimiters. It validates no character, decodes and encodes no percent
-/// escape and normalizes nothing. Parsing never fails: a text that is not a URL yields empty or
-/// unexpected pieces. The only exception is `std::bad_alloc`.
+/// It only searches for delimiters. It does not validate characters, does not decode or encode
+/// percent escapes, and does not normalize. Parsing never fails: a text that is not a URL yields
+/// empty or unexpected parts. The only exception is `std::bad_alloc`.
 ///
 ///     [scheme ":"] ["//" [userinfo "@"] authority] [path] ["?" query] ["#" fragment]
 ///
 /// The authority is a host name or address, or an IPv6 address in brackets, and an optional
-/// ":port". The first ":" ends the scheme, wherever it is before the first "?" or "#", so
-/// "host:80/x" has the scheme "host". Pass texts that have a scheme.
+/// ":port". The scheme ends at the first ":" before the first "?" or "#". Therefore "host:80/x" has
+/// the scheme "host": pass only texts that have a scheme.
 ///
 ///     const kova::url link("http://user@[fe80::1]:8080/a/b?x=1#top");
 ///     link.hostname(true);  // "fe80::1"
@@ -29,12 +29,13 @@ namespace kova {
 /// destroyed.
 class KOVA_API url {  // NOLINT(readability-identifier-naming): the name is public
 public:
-    /// The value of `port` for "no port". It is also the value for a text with the port 65535.
+    /// The value of `port` if the URL has no port. A text with the port 65535 yields the same
+    /// value.
     static constexpr unsigned short NO_PORT = 65535;
 
-    /// Makes a URL with empty pieces and both flags false.
+    /// Creates a URL with empty parts and both flags false.
     url() = default;
-    /// Starts with empty pieces and both flags false, then calls `init(text)`. The constructor is
+    /// Starts with empty parts and both flags false, then calls `init(text)`. The constructor is
     /// explicit: there is no implicit conversion from a text.
     explicit url(const std::string& text);
 
@@ -47,22 +48,22 @@ public:
     ~url() = default;
     /// @}
 
-    /// Parses `text`. Scheme, user info and authority are assigned only when `text` has them. An
-    /// object that held another text keeps the old values of the missing ones.
+    /// Parses `text`. Assigns scheme, user info and authority only if `text` has them; otherwise
+    /// they keep the values of the former text.
     ///
-    /// Delimiters in an unexpected order are no failure. The user info begins after the "//" and
-    /// ends before the first "@"; when the "@" comes first, the user info extends to the end of the
-    /// text. A host in brackets is parsed by `parseIpv6`; when that returns nothing, only the flags
-    /// are assigned.
+    /// Delimiters in an unexpected order are not a failure. The user info begins after the "//" and
+    /// ends before the first "@". If the "@" comes before the "//", the user info extends to the
+    /// end of the text. A host in brackets is parsed by `parseIpv6`; if that returns nothing, only
+    /// the flags are assigned.
     void init(const std::string& text);
 
-    /// The pieces of a text whose host is in brackets.
+    /// The parts of a text whose host is in brackets.
     struct Ipv6Pieces {
         /// The text before "://".
         std::string scheme;
         /// The text between "://" and the first "@". Not set when the text has no "@".
         std::optional<std::string> userinfo;
-        /// The host in its brackets and the port if it has one, for example "[::1]:8080".
+        /// The host in its brackets and the port, if there is one, for example "[::1]:8080".
         std::string authority;
         /// The path, the query and the fragment.
         std::string rest;
@@ -106,8 +107,8 @@ public:
 
     /// Returns whether the rest is empty or begins with "/", "?" or "#".
     bool isWellFormed() const noexcept { return wellFormed_; }
-    /// Returns whether the latest text had a "[" before its first "?" or "#", which marks an IPv6
-    /// address.
+    /// Returns whether the latest text had a "[" before its first "?" or "#", which indicates an
+    /// IPv6 address.
     bool isIpv6() const noexcept { return ipv6_; }
     /// Returns whether the scheme is not empty.
     bool isAbsolute() const noexcept { return !scheme_.empty(); }

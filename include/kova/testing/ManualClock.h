@@ -8,9 +8,10 @@
 
 namespace kova::testing {
 
-/// A clock for deadlines (`kit::CallsOptions::clock`) or an `osal::AlarmTimer`, whose time advances
-/// only when the test says so. The timer must have a thread, and thus an alarm, when a test calls
-/// `advance` or `settle`; for deadlines it has one from the first call with a deadline.
+/// A clock whose time advances only when the test calls `advance`. It serves deadlines
+/// (`kit::CallsOptions::clock`) or an `osal::AlarmTimer`. When a test calls `advance` or `settle`,
+/// the timer must have a thread, and thus at least one alarm. The timer for deadlines has one from
+/// the first call with a deadline.
 ///
 ///     const auto passHalfAMinute = [](kova::testing::ManualClock& clock) {
 ///         clock.advance(std::chrono::seconds(30));  // all deadlines up to then have expired

@@ -16,11 +16,11 @@
 
 namespace kova::testing {
 
-/// What response handlers and receivers got, as texts: "value 200 PAYLOAD", "error 404 MESSAGE",
-/// "completed", and for receivers the text of `kit::End`.
+/// A recording of the events that response handlers and receivers receive. Each event is a text:
+/// "value 200 PAYLOAD", "error 404 MESSAGE", "completed", and for receivers the text of `kit::End`.
 ///
-/// A handle of shared state: copies mean the same recording, and the handlers keep it alive. Any
-/// thread may call any function.
+/// A handle of shared state: copies refer to the same recording, and the handlers keep it alive.
+/// Any thread may call any function.
 ///
 ///     auto recording = kova::testing::record();
 ///     auto handler = recording.handler();  // for actionRequest
@@ -39,8 +39,8 @@ public:
     /// Returns a new receiver that records.
     std::unique_ptr<kit::Receiver> receiver() const { return std::make_unique<Receiver>(state_); }
 
-    /// Calls the function after each event that is recorded from now on, on the thread of the
-    /// event, with the text of the event. No lock is held.
+    /// Registers a function that is called with the text of each event that is recorded from now
+    /// on. It runs on the thread of the event. No lock is held.
     void onEvent(std::function<void(const std::string&)> function) const {
         const std::lock_guard<std::mutex> guard(state_->mutex);
         state_->onEvent = std::move(function);
@@ -50,20 +50,20 @@ public:
         const std::lock_guard<std::mutex> guard(state_->mutex);
         return state_->events;
     }
-    /// Waits until there are `count` events, for at most `limit`, and returns all events.
+    /// Waits until there are `count` events, or until `limit` has passed. Returns all events.
     Events waitFor(std::size_t count,
                    std::chrono::milliseconds limit = std::chrono::seconds(30)) const {
         std::unique_lock<std::mutex> lock(state_->mutex);
         state_->changed.wait_for(lock, limit, [&] { return state_->events.size() >= count; });
         return state_->events;
     }
-    /// Waits until all handlers and receivers are destroyed, for at most `limit`. Returns whether
-    /// they are.
+    /// Waits until all handlers and receivers are destroyed, or until `limit` has passed. Returns
+    /// whether they are destroyed.
     bool waitUntilDestroyed(std::chrono::milliseconds limit = std::chrono::seconds(30)) const {
         std::unique_lock<std::mutex> lock(state_->mutex);
         return state_->changed.wait_for(lock, limit, [&] { return state_->living == 0; });
     }
-    /// Returns the number of handlers and receivers that are not destroyed.
+    /// Returns the number of handlers and receivers that still exist.
     std::size_t living() const {
         const std::lock_guard<std::mutex> guard(state_->mutex);
         return state_->living;

@@ -30,12 +30,13 @@ struct KOVA_API Date {
     std::uint8_t month = 0;  ///< 1 to 12
     std::uint8_t day = 0;    ///< 1 to 31
 
-    /// Zero date. (The other constructor clamps month and day to at least 1.)
+    /// Creates a date with all fields 0. (The other constructor clamps month and day to at least
+    /// 1.)
     Date() noexcept = default;
     /// Accepts any numbers. Clamps the month to 1..12 and the day to 1..31.
     Date(unsigned short year, unsigned char month, unsigned char day) noexcept;
 
-    /// Returns the text. It can be parsed again unless a field is out of its range.
+    /// Returns the text. The text can be parsed again if all fields are in their ranges.
     std::string toString() const;
 
     /// Returns whether all fields are equal.

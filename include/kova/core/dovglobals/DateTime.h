@@ -27,7 +27,7 @@ struct KOVA_API DateTime {
     /// The time of that day.
     Time time;
 
-    /// Returns the text. It can be parsed again unless a field is out of its range.
+    /// Returns the text. The text can be parsed again if all fields are in their ranges.
     std::string toString() const;
 
     /// Returns whether all fields are equal.
@@ -37,8 +37,8 @@ struct KOVA_API DateTime {
     bool operator<(const DateTime& other) const noexcept;
 };
 
-/// Returns the date and time, or reports an error and returns nothing if `createDate` or
-/// `createTime` would do so. The report names the date or the time as the type.
+/// Returns the date and time. Reports an error and returns nothing if `createDate` or `createTime`
+/// would do so. The type in the report is the date or the time.
 KOVA_API std::optional<DateTime> createDateTime(unsigned short year, unsigned char month,
                                                 unsigned char day, unsigned char hour,
                                                 unsigned char minute, unsigned char second,

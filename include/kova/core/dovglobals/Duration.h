@@ -40,7 +40,7 @@ struct KOVA_API Duration {
     Duration(unsigned short years, unsigned char months, unsigned char days, unsigned char hours,
              unsigned char minutes, unsigned char seconds) noexcept;
 
-    /// Returns the text. It can be parsed again unless a field is out of its range.
+    /// Returns the text. The text can be parsed again if all fields are in their ranges.
     std::string toString() const;
 
     /// Returns whether all fields are equal.

@@ -12,10 +12,10 @@ class IStructuredSerializer;
 }  // namespace util::serializer
 
 /// Formats in which dates and times are displayed. A payload contains the text of a value, never
-/// its number.
+/// the number of the enumerator.
 ///
-/// The name of an enumerator is its text. If the text begins with a digit, the letter comes first
-/// in the name:
+/// The name of an enumerator is its text. If the text begins with a digit, the name has the letter
+/// first:
 ///
 ///     using namespace kova::dovglobals;
 ///     enumToValue(DateFormat::ddmmyyyy);  // "ddmmyyyy"
@@ -28,7 +28,7 @@ namespace kova::dovglobals {
 /// The order in which the parts of a date are displayed.
 enum class DateFormat : std::uint8_t { ddmmyyyy, mmddyyyy, yyyymmdd };
 
-/// The number of hours after which the count of hours starts again.
+/// The number of hours after which the clock restarts: 12 or 24.
 enum class TimeFormat : std::uint8_t { h12, h24 };
 
 /// Returns the text of a value, or nothing for a number outside the enumeration.

@@ -44,14 +44,15 @@ struct KOVA_API GeoPosition {
     /// Returns whether all fields are equal.
     bool operator==(const GeoPosition& other) const noexcept;
     bool operator!=(const GeoPosition& other) const noexcept { return !(*this == other); }
-    /// Compares the coordinates in their order. A pair with a NaN counts as equal here.
+    /// Compares the coordinates in their order. Two coordinates count as equal if one of them is
+    /// NaN.
     bool operator<(const GeoPosition& other) const noexcept;
 };
 
 /// Parses the text of a position. Reports an error and returns nothing if `text` does not have the
-/// form; or, with another report, if a coordinate is too large for a double. A coordinate may have
-/// any number of digits. It is rounded to the nearest double; a very small one becomes a subnormal
-/// number or 0.
+/// form. Reports another error and returns nothing if a coordinate is too large for a double. A
+/// coordinate may have any number of digits. It is rounded to the nearest double; a very small one
+/// becomes a subnormal number or 0.
 KOVA_API std::optional<GeoPosition> parseGeoPosition(const std::string& text);
 
 }  // namespace kova::dovglobals

@@ -11,8 +11,8 @@ class IStructuredPullDeserializer;
 class IStructuredSerializer;
 }  // namespace util::serializer
 
-/// Languages in which texts are displayed. A payload contains the text of a value, never its
-/// number.
+/// Languages in which texts are displayed. A payload contains the text of a value, never the number
+/// of the enumerator.
 ///
 /// The text of a value is a language code, in some cases with a region. The name of the enumerator
 /// is the text with '_' in place of '-':

@@ -32,14 +32,14 @@ struct KOVA_API RGBA {
     /// @}
     float alpha = 0.0F;  ///< 0.0 (transparent) to 1.0 (opaque)
 
-    /// Makes transparent black.
+    /// Creates transparent black.
     RGBA() noexcept = default;
     /// Accepts any numbers. Clamps the alpha to 0.0..1.0; NaN becomes 0.0.
     RGBA(unsigned char red, unsigned char green, unsigned char blue, float alpha) noexcept;
 
-    /// Returns the text, without blanks and with the fewest digits that identify the alpha. It can
-    /// be parsed again unless the alpha is out of its range, or between 0 and 0.0001: such a small
-    /// alpha is written with an exponent.
+    /// Returns the text, without blanks and with the fewest digits that identify the alpha. The
+    /// text can be parsed again if the alpha is 0 or in 0.0001 to 1.0. A smaller positive alpha is
+    /// written with an exponent, which cannot be parsed.
     std::string toString() const;
 
     /// Returns whether all fields are equal.
@@ -55,8 +55,9 @@ KOVA_API std::optional<RGBA> createRGBA(unsigned char red, unsigned char green, 
                                         float alpha);
 
 /// Parses the text of a colour. Reports an error and returns nothing if `text` does not have the
-/// form; or, with another report, if a channel is above 255 or the alpha is above 1.0. The alpha is
-/// rounded to the nearest float; a very small one becomes a subnormal number or 0.
+/// form. Reports another error and returns nothing if a channel is above 255 or the alpha is above
+/// 1.0. The alpha is rounded to the nearest float; a very small one becomes a subnormal number or
+/// 0.
 KOVA_API std::optional<RGBA> parseRGBA(std::string text);
 
 }  // namespace kova::dovglobals

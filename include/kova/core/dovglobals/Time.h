@@ -52,7 +52,7 @@ struct KOVA_API Time {
     std::optional<std::uint16_t> millisecond;  ///< 0 to 999
     std::optional<TimeZone> timeZone;          ///< not set: UTC
 
-    /// Makes midnight, without milliseconds and without a time zone.
+    /// Creates midnight, without milliseconds and without a time zone.
     Time() noexcept = default;
     /// Accepts any numbers. Clamps each field to its highest value. Negative numbers of a time zone
     /// are not clamped.
@@ -62,7 +62,7 @@ struct KOVA_API Time {
     /// Returns the text of the time zone: "Z" if it is not set, otherwise the offset. The offset 0
     /// has the text "+00:00".
     std::string getTimeZoneString() const;
-    /// Returns the text. It can be parsed again unless a field is out of its range.
+    /// Returns the text. The text can be parsed again if all fields are in their ranges.
     std::string toString() const;
 
     /// Returns whether all fields are equal.
@@ -73,8 +73,8 @@ struct KOVA_API Time {
     bool operator<(const Time& other) const noexcept;
 };
 
-/// Returns the time, or reports an error and returns nothing if a number is out of its range. More
-/// than 999 milliseconds are no error and become 999.
+/// Returns the time, or reports an error and returns nothing if a number is out of its range. A
+/// number of milliseconds above 999 is not an error and becomes 999.
 KOVA_API std::optional<Time> createTime(unsigned char hour, unsigned char minute,
                                         unsigned char second,
                                         std::optional<unsigned short> millisecond,

@@ -11,7 +11,8 @@ class IStructuredPullDeserializer;
 class IStructuredSerializer;
 }  // namespace util::serializer
 
-/// Units of measurement. A payload contains the text of a value, never its number.
+/// Units of measurement. A payload contains the text of a value, never the number of the
+/// enumerator.
 ///
 /// The name of an enumerator is its text with "_per_" in place of '/' and '_' in place of '.':
 ///
