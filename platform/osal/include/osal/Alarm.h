@@ -25,10 +25,10 @@ public:
     /// Times are in whole milliseconds.
     using Duration = std::chrono::milliseconds;
     /// A function that is called on the timer's thread with the pointer that was passed to the
-    /// constructor. An exception that leaves it terminates the process.
+    /// constructor. If it throws an exception, the process ends.
     using Callback = void (*)(void* user);
 
-    /// The maximum duration. Longer ones are reduced to it.
+    /// The maximum duration. Longer durations are reduced to it.
     static constexpr Duration LONGEST = std::chrono::hours(24 * 365 * 100);
 
     /// The timer that the whole process shares. It runs on the monotonic clock. It can be used
@@ -40,7 +40,7 @@ public:
     static AlarmTimer& DEFAULT_TIMER;
 
     /// Constructs a disarmed alarm on `timer`, which must outlive it. The timer's first alarm
-    /// starts the thread. `callback` must not be null; it is called with `user`. Throws
+    /// starts the timer's thread. `callback` must not be null; it is called with `user`. Throws
     /// `std::system_error` if the thread cannot be started.
     Alarm(AlarmTimer& timer, Callback callback, void* user);
     /// Disarms the alarm. The destructor of the timer's last alarm ends the thread.
@@ -48,20 +48,20 @@ public:
     Alarm(const Alarm&) = delete;
     Alarm& operator=(const Alarm&) = delete;
 
-    /// Schedules the expiry for `delay` from now and cancels a pending one. The alarm is due at
-    /// once if `delay` is 0 or negative. Returns false on success, true if the timer's thread
+    /// Schedules the expiry for `delay` from now and cancels a pending expiry. If `delay` is 0 or
+    /// negative, the alarm is due at once. Returns false on success, true if the timer's thread
     /// cannot be started in a child of fork(2). Does not allocate memory.
     [[nodiscard]] bool arm(Duration delay);
-    /// Schedules the next expiry of a periodic alarm. Called by the alarm's own callback: the next
-    /// expiry is at the first multiple of `period` after the time at which the alarm was due that
-    /// is still in the future. A late callback thus does not shift the later expiries, and missed
-    /// expiries are skipped. Called from elsewhere, it is the same as `arm`.
-    /// Returns false on success, true if `period` is 0 or negative or if `arm` would fail.
+    /// Schedules the next expiry of a periodic alarm. When the alarm's own callback calls it, the
+    /// next expiry is the earliest future time that is a whole number of periods after the time at
+    /// which the alarm was due. A late callback thus does not shift the later expiries, and missed
+    /// expiries are skipped. Outside the callback, `rearm` is the same as `arm`. Returns false on
+    /// success, true if `period` is 0 or negative or if `arm` would fail.
     [[nodiscard]] bool rearm(Duration period);
-    /// Cancels a pending expiry. When this returns, the callback is not running and will not run:
-    /// it waits for a running callback to return, and cancels an expiry that the callback
-    /// scheduled meanwhile. On the timer's own thread, that is in a callback, it does not wait. On
-    /// any other thread, the caller must not hold a lock that the callback acquires.
+    /// Cancels a pending expiry. Waits until a running callback has returned, and also cancels an
+    /// expiry that this callback has scheduled. After `disarm` has returned, the callback is not
+    /// running and will not run. On the timer's own thread, that is in a callback, `disarm` does
+    /// not wait. On any other thread, the caller must not hold a lock that the callback acquires.
     void disarm() noexcept;
 
 private:

@@ -12,12 +12,12 @@ class Clock;
 
 /// A thread that calls the callbacks of any number of alarms when they are due.
 ///
-/// It is not an alarm: it has no operations of its own, and alarms that are constructed with it
-/// share its thread. The thread starts with the timer's first alarm. It has ended when the
-/// destructor of the last alarm returns; if that destructor runs in a callback, the thread ends
-/// soon after the callback. Callbacks run one after the other, in the order in which their alarms
-/// are due. Alarms that are due at the same time run in the order in which they were armed. An
-/// exception that leaves a callback terminates the process.
+/// A timer has no functions of its own: all alarms that are constructed with it share its thread.
+/// The thread starts with the timer's first alarm. It has ended when the destructor of the last
+/// alarm returns. If that destructor runs in a callback, the thread ends soon after the callback.
+/// Callbacks run one after the other, in the order in which their alarms are due. Alarms that are
+/// due at the same time run in the order in which they were armed. If a callback throws an
+/// exception, the process ends.
 ///
 /// Arming or disarming one of n alarms takes O(log n) time. Any thread may create and use alarms.
 class OSAL_API AlarmTimer {
@@ -27,8 +27,8 @@ public:
     constexpr AlarmTimer() noexcept = default;
     /// Constructs a timer on `clock`, which must outlive it and must not serve another timer.
     constexpr explicit AlarmTimer(Clock& clock) noexcept : clock_(&clock) {}
-    /// Waits for the thread to end, so it must not run in a callback. All alarms must have been
-    /// destroyed; otherwise the process is aborted.
+    /// Waits until the thread has ended, so it must not run in a callback. All alarms must have
+    /// been destroyed before; otherwise the process is aborted.
     ~AlarmTimer() = default;
     AlarmTimer(const AlarmTimer&) = delete;
     AlarmTimer& operator=(const AlarmTimer&) = delete;

@@ -6,11 +6,11 @@
 
 namespace osal {
 
-/// The time source of one `AlarmTimer`, which also lets the timer's thread sleep.
+/// The time source of one `AlarmTimer`. The timer's thread also uses it to sleep.
 ///
 /// It is not a general-purpose clock: it serves one timer, and only that timer's thread waits on
 /// it. A test implements it to advance time by hand. Any thread may call `now` and `wake`, also
-/// while another one waits. Implementations must not call back into the timer.
+/// while the timer's thread waits. Implementations must not call back into the timer.
 class OSAL_API Clock {
 public:
     /// A time of the monotonic clock.

@@ -12,7 +12,8 @@ namespace osal {
 class OSAL_API Environment {
 public:
     /// Returns the value of the variable `name`, or an empty text if it is not set or `name` is
-    /// null. Any thread may call it while no thread changes the environment (the rule of `getenv`).
+    /// null. Any thread may call it, but not while a thread changes the environment (as for
+    /// `getenv`).
     static std::string getVariable(char const* name);
 };
 

@@ -9,8 +9,7 @@ namespace threadsafe {
 /// A mutual-exclusion lock of the operating system, recursive on request.
 ///
 /// It is not a guard: it does not unlock itself. It works with `std::lock_guard` and
-/// `std::unique_lock`. Any thread may call any operation, but only the thread that locked it may
-/// unlock it.
+/// `std::unique_lock`. Any thread may lock it; only the thread that locked it may unlock it.
 class OSAL_API MutexImpl {
 public:
     /// Constructs an unlocked mutex. If `recursive` is true, the owning thread may lock it again,

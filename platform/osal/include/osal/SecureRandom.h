@@ -15,17 +15,19 @@ namespace osal {
 ///     const bool failed = osal::SecureRandom(false).read(key, sizeof key);
 class OSAL_API SecureRandom {
 public:
-    /// Constructs the source and checks that it can be read. Soon after boot, the kernel's pool may
-    /// not be seeded yet. If `nonBlocking` is false (the usual choice), the constructor waits for
-    /// the pool. If it is true, the object is then not valid, and all its reads fail.
+    /// Constructs the source and checks that it can be read. Soon after boot, the kernel's entropy
+    /// pool may not be seeded yet. If `nonBlocking` is false (the usual choice), the constructor
+    /// then waits for the pool. If `nonBlocking` is true, the object is then not valid, and all its
+    /// reads fail.
     explicit SecureRandom(bool nonBlocking);
 
-    /// Returns whether the source can be read. It cannot if the kernel has no such source or if,
-    /// with `nonBlocking`, the pool was not seeded when the object was constructed.
+    /// Returns whether the source can be read. It cannot be read if the kernel has no such source.
+    /// With `nonBlocking`, it also cannot be read if the pool was not seeded when the object was
+    /// constructed.
     [[nodiscard]] bool isValid() const { return valid_; }
 
-    /// Fills `count` bytes at `bytes`. Returns false on success, true on failure; the bytes must
-    /// then not be used. Continues after short reads and interruptions by signals.
+    /// Fills `bytes` with `count` random bytes. Returns false on success. Returns true on failure;
+    /// the bytes must then not be used. Continues after short reads and interruptions by signals.
     [[nodiscard]] bool read(unsigned char* bytes, std::size_t count) const;
 
 private:

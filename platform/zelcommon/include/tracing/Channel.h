@@ -11,7 +11,7 @@
 
 namespace tracing {
 
-/// One trace message as it is passed to a sink. The views are valid during the call only.
+/// A trace message that is passed to a sink. The views are valid only during the call.
 struct Message {
     /// Name of the channel.
     std::string_view channel;
@@ -26,10 +26,10 @@ using Sink = std::function<void(const Message&)>;
 
 /// Replaces the process-wide sink and returns the former one, which is empty if it was the default.
 /// An empty `sink` restores the default. The default sink writes one line to standard error with
-/// time, thread, channel and level, with control characters replaced by blanks. The sink is called
-/// on the tracing thread without a lock, possibly by several threads at once. Messages that a sink
-/// itself traces go to the default sink. Exceptions of a sink are discarded. A message in progress
-/// on another thread may still reach the former sink after this call returns.
+/// time, thread, channel and level, and replaces control characters by blanks. The sink is called
+/// on the tracing thread without a lock, possibly by several threads at once. If a sink traces
+/// messages itself, they go to the default sink. Exceptions of a sink are discarded. A message that
+/// another thread is writing may still reach the former sink after `setSink` has returned.
 ZEL_API Sink setSink(Sink sink);
 
 class Channel;
@@ -37,8 +37,8 @@ class Channel;
 namespace detail {
 
 /// @{
-/// Passes a message of the channel to the sink, whatever the level of the channel: a text, or a
-/// printf-style message. The inline functions of `Channel` call them.
+/// Passes a message to the sink, regardless of the channel's level. The message is a text or a
+/// printf-style format with arguments. The inline functions of `Channel` call these functions.
 ZEL_API void write(const Channel& channel, int level, std::string_view text) noexcept;
 ZEL_API void writeFormat(const Channel& channel, int level, char const* format, ...) noexcept;
 /// @}
@@ -48,8 +48,8 @@ ZEL_API void writeFormat(const Channel& channel, int level, char const* format, 
 /// A named source of trace messages with its own level.
 ///
 /// It is not a log file: the sink decides where messages go. A message of level L is written if the
-/// channel's level is at most L. Otherwise it costs one comparison: it is not formatted, and no
-/// memory is allocated. Any thread may trace and set the level at any time.
+/// channel's level is at most L. Otherwise the call costs one comparison: the message is not
+/// formatted, and no memory is allocated. Any thread may trace and set the level at any time.
 ///
 ///     static tracing::Channel channel("KOVA_EXAMPLE", 7, tracing::Channel::SHARED);
 ///     const std::string path = "/light";
@@ -59,11 +59,11 @@ public:
     /// Flag: registers the channel with `SharedChannelMap`, so that its level can be set by a name
     /// pattern and by the environment variable ZEL_TRACE.
     static constexpr unsigned int SHARED = 2;
-    /// A level above those of all messages: the channel is silent.
+    /// The level of a silent channel. It is above the levels of all messages.
     static constexpr int SILENT = 7;
 
-    /// Creates a channel. With the flag `SHARED`, a level that was set earlier for a pattern that
-    /// matches the name overrides `level`.
+    /// Creates a channel. With the flag `SHARED`, the level that was set earlier for a matching
+    /// name pattern overrides `level`.
     Channel(std::string name, int level, unsigned int flags);
     ~Channel();
     Channel(const Channel&) = delete;
@@ -81,8 +81,8 @@ public:
     /// arguments.
     bool isEnabled(int level) const noexcept { return this->level() <= level; }
 
-    /// Writes a printf-style message. Arguments are scalars: pass texts as zero-terminated
-    /// pointers.
+    /// Writes a printf-style message. Arguments must be scalars: pass a text as a zero-terminated
+    /// pointer.
     template <typename... Arguments>
     void trace(int level, char const* format, Arguments... arguments) const noexcept {
         static_assert((std::is_scalar_v<Arguments> && ...), "pass texts with c_str()");

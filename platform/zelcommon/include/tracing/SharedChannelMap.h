@@ -13,7 +13,8 @@ namespace tracing {
 /// The process-wide registry of trace channels: finds them by name, shares them by reference count
 /// and sets their levels by pattern.
 ///
-/// Any thread may call any operation. None calls user code while it holds the registry's lock.
+/// Any thread may call any function. No function calls user code while it holds the registry's
+/// lock.
 ///
 ///     tracing::SharedChannelMap::instance().setLevel("KOVA_*", 2);
 class ZEL_API SharedChannelMap {
@@ -22,22 +23,22 @@ public:
     static SharedChannelMap& instance();
     ~SharedChannelMap() = delete;
 
-    /// Returns the shared channel of that name, and adds a reference to it. The first call creates
-    /// the channel, which is silent unless a level was set for its name. The registry owns it;
-    /// `unmap` releases the reference. A channel of the same name that was constructed elsewhere is
-    /// a different one. Never returns null.
+    /// Returns the shared channel with this name, and adds a reference to it. The first call
+    /// creates the channel, which is silent unless a level was set for its name. The registry owns
+    /// the channel; `unmap` releases the reference. A channel with the same name that was
+    /// constructed elsewhere is a different channel. Never returns null.
     Channel* map(const std::string& name);
-    /// Releases one reference to the shared channel of that name, and destroys the channel with the
-    /// last one. Does nothing if the name is not mapped.
+    /// Releases one reference to the shared channel with this name. Releasing the last reference
+    /// destroys the channel. Does nothing if the name is not mapped.
     void unmap(const std::string& name);
 
-    /// Sets the level of all channels whose name matches `pattern`, of present and of future ones.
-    /// In a pattern "*" matches any text, and every other character matches itself. A later call
-    /// overrides an earlier one. Returns the number of present channels that matched.
+    /// Sets the level of all existing and future channels whose names match `pattern`. In a pattern
+    /// "*" matches any text, and every other character matches itself. A later call overrides an
+    /// earlier one. Returns the number of existing channels that matched.
     std::size_t setLevel(std::string_view pattern, int level);
     /// Applies a list of the form "PATTERN=LEVEL[,PATTERN=LEVEL…]". The environment variable
     /// ZEL_TRACE has the same form and is applied when the registry is created. Returns false on
-    /// success, true if an item is malformed; the well-formed items are applied anyway.
+    /// success. Returns true if an item is malformed; the well-formed items are still applied.
     [[nodiscard]] bool configure(std::string_view list);
 
 private:

@@ -10,8 +10,8 @@ namespace tracing::client_helper {
 /// valid until the process ends.
 ZEL_API const std::string& getClientId() noexcept;
 
-/// Sets the identity. Only the first call has an effect, so that a text to which a reference was
-/// returned never changes. Call it at start-up, before other threads call `getClientId`.
+/// Sets the identity. Only the first call has an effect, because references to the text may already
+/// be in use. Call it at start-up, before other threads call `getClientId`.
 ZEL_API void setClientId(const std::string& id);
 
 }  // namespace tracing::client_helper

@@ -11,8 +11,8 @@
 
 namespace zel {
 
-/// One argument of an error message: a text or an address. It refers to the text and does not copy
-/// it.
+/// One argument of an error message: a text or an address. The argument refers to the text and does
+/// not copy it.
 class ErrorArgument {
 public:
     /// @{
@@ -40,7 +40,7 @@ private:
     bool isText_;
 };
 
-/// One error as it is passed to a sink. The views are valid during the call only.
+/// An error that is passed to a sink. The views are valid only during the call.
 struct ErrorReport {
     /// Name of the error catalogue.
     std::string_view type;
@@ -65,16 +65,16 @@ ZEL_API void report(const ErrorOutput& output, const ErrorType& type, int number
 
 }  // namespace detail
 
-/// A function object that reports an error from one source position: it formats the message once,
+/// A function object that reports an error from one source position. It formats the message once,
 /// passes it to the process-wide sink and stores it as the calling thread's latest error
 /// (`ErrorStorage`).
 ///
 /// Reporting does not change the control flow: the caller continues and returns its failure value.
 /// Any thread may report errors and replace the sink. The sink is called on the reporting thread
-/// without a lock, possibly by several threads at once. Errors that a sink itself reports go to the
-/// default sink. A report never throws, never fails and preserves `errno`. If there is no memory
-/// for the message, the unformatted text of the catalogue is reported instead. Exceptions of a sink
-/// are discarded.
+/// without a lock, possibly by several threads at once. If a sink reports errors itself, they go to
+/// the default sink. A report never throws, never fails and preserves `errno`. If memory for the
+/// message is exhausted, the unformatted text of the catalogue is reported instead. Exceptions of a
+/// sink are discarded.
 ///
 ///     static constexpr zel::ErrorID MESSAGES[] = {{0, "cannot open '%s'", 1}};
 ///     static constexpr zel::ErrorType Error("EXAMPLE", MESSAGES);
@@ -84,15 +84,15 @@ public:
     /// A function that receives the reports.
     using Sink = std::function<void(const ErrorReport&)>;
 
-    /// Constructs a reporter for one source position. `file` must outlive the thread's latest error
-    /// (a string literal does). If `keep` is false, the report goes to the sink only and the
-    /// thread's latest error is unchanged.
+    /// Constructs a reporter for one source position. `file` must outlive the thread's latest
+    /// error, as a string literal does. If `keep` is false, the report goes only to the sink, and
+    /// the thread's latest error is unchanged.
     ErrorOutput(char const* file, int line, bool keep) noexcept
         : file_(file), line_(line), keep_(keep) {}
 
     /// Reports the error `number` of the catalogue `type`. Each "%s" of its message formats a text
-    /// argument, each "%p" an address argument. A missing argument and one of the other kind are
-    /// printed as "?". Extra arguments are ignored. A number that the catalogue does not have is
+    /// argument, each "%p" an address argument. If an argument is missing or is of the wrong kind,
+    /// "?" is printed. Extra arguments are ignored. A number that is not in the catalogue is
     /// reported as "unknown error".
     template <typename... Arguments>
     void operator()(const ErrorType& type, int number, const Arguments&... arguments) const {
@@ -102,9 +102,8 @@ public:
 
     /// Replaces the process-wide sink and returns the former one, which is empty if it was the
     /// default. An empty `sink` restores the default. The default sink writes one line to standard
-    /// error, "FILE:LINE: TYPE NUMBER: REASON", with control characters replaced by blanks. A
-    /// report in progress on another thread may still reach the former sink after this call
-    /// returns.
+    /// error, "FILE:LINE: TYPE NUMBER: REASON", and replaces control characters by blanks. A report
+    /// that another thread is making may still reach the former sink after `setSink` has returned.
     static Sink setSink(Sink sink);
 
 private:

@@ -12,8 +12,8 @@
 
 namespace zel {
 
-/// The data from which an error's message is formatted when the message is read. An error that is
-/// never read costs no formatting.
+/// The data of an error whose message is not formatted yet. The message is formatted when it is
+/// read, so an error that is never read costs no formatting.
 ///
 /// The object lives in the `ErrorStorage` of its thread until the next error or acknowledgement.
 class ZEL_API ErrorDetails {
@@ -23,7 +23,8 @@ public:
     ErrorDetails(const ErrorDetails&) = delete;
     ErrorDetails& operator=(const ErrorDetails&) = delete;
 
-    /// Appends the message to `out`, which is empty. May throw `std::bad_alloc`.
+    /// Appends the message to `out`, which is empty. Throws `std::bad_alloc` if memory is
+    /// exhausted.
     virtual void describe(std::string& out) const = 0;
 };
 
@@ -31,8 +32,8 @@ class ErrorStorage;
 
 namespace detail {
 
-/// Stores an error that has no message yet. Returns false when the storage is closed, which is then
-/// unchanged. `ErrorStorage::record` calls it.
+/// Stores an error whose message is not formatted yet. Returns false if the storage is closed; it
+/// is then unchanged. `ErrorStorage::record` calls this function.
 ZEL_API bool replaceError(ErrorStorage& storage, const ErrorType& type, int number,
                           char const* file, int line) noexcept;
 
@@ -42,7 +43,7 @@ ZEL_API bool replaceError(ErrorStorage& storage, const ErrorType& type, int numb
 /// position.
 ///
 /// It is not a log: a new report overwrites the former one. Each thread has its own storage and
-/// cannot see that of another thread, so no operation needs a lock.
+/// cannot access that of another thread, so no function needs a lock.
 ///
 ///     zel::ErrorStorage& errors = zel::ErrorStorage::current();
 ///     if (errors.hasError()) {
@@ -51,40 +52,42 @@ ZEL_API bool replaceError(ErrorStorage& storage, const ErrorType& type, int numb
 ///     }
 class ZEL_API ErrorStorage {
 public:
-    /// Returns the storage of the calling thread. The reference is valid until the thread ends.
-    /// The storage closes while the thread-local objects are being destroyed: reports are then no
-    /// longer stored, and it stays empty.
+    /// Returns the storage of the calling thread. The reference is valid until the thread ends. The
+    /// storage closes when the thread-local objects are destroyed. A closed storage is empty and
+    /// does not store reports.
     static ErrorStorage& current() noexcept;
 
-    /// Returns whether there is an error that was not acknowledged.
+    /// Returns whether the storage has an error that was not acknowledged.
     bool hasError() const noexcept { return type_ != nullptr; }
     /// Returns the catalogue of the latest error, or null if there is no error.
     ErrorType const* type() const noexcept { return type_; }
     /// Returns the number of the latest error in its catalogue, or 0 if there is no error.
     int number() const noexcept { return number_; }
-    /// Returns the formatted message, or an empty text if there is no error or no memory for the
-    /// message. The reference is valid until this thread reports or acknowledges an error.
+    /// Returns the formatted message. Returns an empty text if there is no error or if memory for
+    /// the message is exhausted. The reference is valid until this thread reports or acknowledges
+    /// an error.
     const std::string& reason() const noexcept;
     /// @{
-    /// Returns the source position of the report: file and line, or an empty text and 0 if there is
-    /// no error.
+    /// Returns the source position of the report: its file and its line. Returns an empty text and
+    /// 0 if there is no error.
     char const* file() const noexcept { return file_; }
     int line() const noexcept { return line_; }
     /// @}
 
-    /// Returns the number of errors that this thread has stored so far. If a call changes it, the
-    /// latest error was reported during the call; otherwise it is older.
+    /// Returns the number of errors that this thread has stored so far. If the number changes
+    /// during a call, the call reported the latest error.
     unsigned long count() const noexcept { return count_; }
 
     /// Marks the latest error as handled and empties the storage.
     void acknowledge() noexcept;
 
-    /// Maximum size of a class of details, in bytes.
+    /// The maximum size of a class that is derived from `ErrorDetails`, in bytes.
     static constexpr std::size_t DETAILS_SIZE = 256;
 
     /// Stores the error `number` of the catalogue `type` as the thread's latest error without
-    /// calling the sink. `Details`, constructed from the arguments, formats the message when it is
-    /// read for the first time. `file` must outlive the thread's latest error (a literal does).
+    /// calling the sink. A `Details` object is constructed from the arguments. It formats the
+    /// message when the message is read for the first time. `file` must outlive the thread's latest
+    /// error, as a string literal does.
     template <class Details, class... Arguments>
     void record(const ErrorType& type, int number, char const* file, int line,
                 Arguments&&... arguments) noexcept {
@@ -113,7 +116,7 @@ private:
     bool closed_ = false;
     char const* file_ = "";
     unsigned long count_ = 0;
-    // What is read for the first time makes the message and needs the details no longer.
+    // Mutable, because the first read of the message formats it and releases the details.
     mutable std::string reason_;
     mutable ErrorDetails* details_ = nullptr;  // in `place_`
     alignas(void*) unsigned char place_[DETAILS_SIZE];

@@ -13,14 +13,14 @@ struct ErrorID {
     int number;
     /// The message: a printf-style format with "%s" (text) and "%p" (address) fields.
     char const* format;
-    /// Number of arguments that the format has fields for.
+    /// Number of arguments of the message.
     unsigned int arguments;
 };
 
-/// A named catalogue of numbered errors over a constant table.
+/// A named catalogue of numbered errors. Its rows are in a constant table.
 ///
 /// It is not an error: an error is one number of one catalogue with its arguments (`ErrorOutput`).
-/// A catalogue is immutable, so any thread may read it. The table must outlive it.
+/// A catalogue is immutable, so any thread may read it.
 class ZEL_API ErrorType {
 public:
     /// Constructs a catalogue. It refers to the name and to the table, which must outlive it.

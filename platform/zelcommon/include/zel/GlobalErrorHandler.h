@@ -7,12 +7,12 @@ namespace zel {
 /// Aborts the process on unrecoverable errors.
 class ZEL_API GlobalErrorHandler {
 public:
-    /// A function that is called before the process is aborted. It may log or flush, and it may
-    /// leave in another way (by `_exit`, or in a test by an exception).
+    /// A function that is called before the process is aborted. It may log or flush. It may also
+    /// leave without returning, by `_exit` or, in a test, by an exception.
     using Handler = void (*)(char const* file, char const* function, char const* message);
 
     /// Calls the handler with the source file, the function and the reason, and calls `std::abort`
-    /// when the handler returns. Never returns. Any thread may call it. A call from within the
+    /// when the handler returns. Never returns. Any thread may call it. A call from inside the
     /// handler calls the default handler instead. Does not allocate memory.
     [[noreturn]] static void doAbort(char const* file, char const* function, char const* message);
 

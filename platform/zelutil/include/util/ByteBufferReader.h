@@ -6,7 +6,7 @@
 
 namespace util {
 
-/// A reader of a block of bytes, from front to back.
+/// Reads a block of bytes from front to back.
 ///
 /// It never reads outside the block. Used by one thread at a time.
 ///
@@ -31,7 +31,8 @@ public:
     /// @}
 
     /// @{
-    /// Returns the number of bytes that were read or skipped, and the number of bytes left.
+    /// Returns the number of bytes that were read or skipped (`position`) and the number of
+    /// remaining bytes.
     unsigned long position() const noexcept { return position_; }
     unsigned long remaining() const noexcept { return size_ - position_; }
     /// @}

@@ -7,7 +7,7 @@
 
 namespace util {
 
-/// A growing buffer of bytes that is written at the end.
+/// A growing buffer of bytes. New bytes are appended at its end.
 ///
 /// The bytes stay in the buffer until the writer is truncated or destroyed. Used by one thread at a
 /// time.
@@ -17,7 +17,7 @@ namespace util {
 ///     writer.size();  // 2
 class ByteBufferWriter {
 public:
-    /// Creates an empty buffer. The first write allocates a capacity of at least `initialCapacity`
+    /// Creates an empty buffer. The first write reserves a capacity of at least `initialCapacity`
     /// bytes.
     explicit ByteBufferWriter(unsigned long initialCapacity) noexcept
         : initialCapacity_(initialCapacity) {}
@@ -69,9 +69,9 @@ public:
     }
     /// @{
     /// Direct writing: `reserve(n)` guarantees `n` bytes at `end()`, and `commit(p)` marks
-    /// everything up to `p` as written. `capacityLeft()` returns the number of bytes at `end()`.
-    /// `reserve` returns false on success and true if memory is exhausted. The address is valid
-    /// until the next write.
+    /// everything up to `p` as written. `capacityLeft()` returns the number of bytes that can be
+    /// written at `end()`. `reserve` returns false on success and true if memory is exhausted. The
+    /// address is valid until the next write.
     std::size_t capacityLeft() const noexcept { return capacity_ - size_; }
     [[nodiscard]] bool reserve(std::size_t count) noexcept {
         return capacityLeft() < count && grow(count);
@@ -81,11 +81,11 @@ public:
         size_ = static_cast<unsigned long>(end - bytes_);
     }
     /// @}
-    /// Increases the capacity, so that it is at least `size() + count` and twice the former one.
+    /// Increases the capacity to at least `size() + count` and at least twice the former capacity.
     /// Returns false on success. Returns true, without changing anything, if memory is exhausted.
-    /// The functions above call it if the capacity does not suffice.
+    /// The functions above call it if the capacity is too small.
     [[nodiscard]] UTIL_API bool grow(std::size_t count) noexcept;
-    /// Removes all bytes after the first `size`. Does nothing if fewer were written.
+    /// Removes all bytes after the first `size` bytes. Does nothing if the buffer has fewer bytes.
     void truncate(unsigned long size) noexcept {
         if (size < size_) {
             size_ = size;

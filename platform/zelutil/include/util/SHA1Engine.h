@@ -7,7 +7,8 @@
 
 namespace util {
 
-/// A calculator of SHA-1 digests (FIPS 180-4), for identifiers made from names. Not for security.
+/// Calculates SHA-1 digests (FIPS 180-4) for identifiers that are made from names. Not suitable for
+/// security.
 ///
 /// Used by one thread at a time.
 ///
@@ -31,7 +32,7 @@ public:
     Digest finish() noexcept;
 
 private:
-    /// Storage for the state of the digest library, whose header is not included here.
+    /// Storage for the state of the digest library. The library's header is not included here.
     alignas(8) std::array<unsigned char, 128> state_;
 };
 

@@ -11,8 +11,8 @@
 #include "util/serializer/PullFromPushDeserializer.h"
 
 /// Faster access to value trees, for the core. This header is optional: on a platform without it
-/// the core reads and writes trees with the operations that every platform has. Reading a payload
-/// into a tree takes two to three times as long without `readRest`.
+/// the core uses the functions that every platform has. Reading a payload into a tree takes two to
+/// three times as long without `readRest`.
 ///
 /// Every function that returns a bool returns false on success and true on failure.
 namespace util::treeextensions {
@@ -22,7 +22,7 @@ inline void destroy(config::Value* value) noexcept {
     config::Value::destroy(value);
 }
 
-/// Adds `value` under the key, or replaces the value of a key that is present. Takes ownership of
+/// Adds `value` under the key, or replaces the value of an existing key. Takes ownership of
 /// `value`, even on failure. Fails if `value` is null or memory is exhausted.
 inline bool add(config::Dictionary& dictionary, std::string_view key,
                 config::Value* value) noexcept {
@@ -61,7 +61,7 @@ inline double number(const config::Value& node) noexcept {
 }
 
 /// @{
-/// Returns the position of the first field of a dictionary, and the one past the last field.
+/// Returns the position of the first field of a dictionary, and the position after the last field.
 inline config::ConstIterator begin(const config::Dictionary& dictionary) noexcept {
     return dictionary.entries().begin();
 }
@@ -75,7 +75,7 @@ inline unsigned long size(const config::Array& array) noexcept {
     return array.elements().size();
 }
 
-/// Returns the element of an array at an index below its size.
+/// Returns the element of an array at `index`, which must be less than its size.
 inline const config::Value& element(const config::Array& array, unsigned long index) noexcept {
     return *array.elements()[index];
 }
@@ -99,16 +99,16 @@ inline bool parse(config::JSONParser& parser, std::string_view text,
     return parser.parseString(text, dictionary, array);
 }
 
-/// Lets a reader that the core has made use its shorter code paths, as described at
+/// Enables the shorter code paths of a reader that the core has created, as described at
 /// `PullFromPushDeserializer::readDirectly`.
 template <typename Source>
 void readDirectly(serializer::PullFromPushDeserializer& reader) noexcept {
     reader.readDirectly<Source>();
 }
 
-/// Reads the remaining entries of the struct or array that was begun last into `out`, without
-/// walking them one by one. Returns what `PullFromPushDeserializer::getRest` returns, or nothing if
-/// the entries have to be walked because another class may change them.
+/// Reads the remaining entries of the innermost open struct or array into `out` in one call.
+/// Returns what `PullFromPushDeserializer::getRest` returns. Returns nothing if another class may
+/// change the entries: the caller must then read them one by one.
 template <typename Container>
 std::optional<bool> readRest(serializer::IStructuredPullDeserializer& deserializer,
                              Container& out) {

@@ -10,8 +10,8 @@ namespace util::config {
 
 /// A node that holds an ordered list of child nodes. It owns its children.
 ///
-/// The operations that change it return false on success and true on failure. On failure the array
-/// is unchanged.
+/// The functions that change the array return false on success and true on failure. On failure the
+/// array is unchanged.
 ///
 ///     util::config::Array sizes;
 ///     sizes.add(new util::config::ValueInt(640));
@@ -26,13 +26,15 @@ public:
     /// if `value` is null or memory is exhausted.
     bool add(Value* value) noexcept;
     /// Inserts `value` before the element at `index`, or appends it if `index` is the size. Takes
-    /// ownership as `add` does. Fails also if `index` is greater than the size.
+    /// ownership of `value` and fails as `add` does. Also fails if `index` is greater than the
+    /// size.
     bool insert(unsigned long index, Value* value) noexcept;
     /// Replaces the element at `index` by `value` and destroys the former element. Takes ownership
-    /// as `add` does. Fails if `value` is null or `index` is past the end.
+    /// of `value` as `add` does. Fails if `value` is null or `index` is past the end.
     bool set(unsigned long index, Value* value) noexcept;
-    /// Removes the element at `index`. With `destroy` true the element is destroyed. With `destroy`
-    /// false it belongs to the caller, so look it up before. Fails if `index` is past the end.
+    /// Removes the element at `index`. If `destroy` is true, the element is destroyed. If it is
+    /// false, the caller takes ownership of the element. The caller must get its address before the
+    /// call, because `remove` does not return it. Fails if `index` is past the end.
     bool remove(unsigned long index, bool destroy) noexcept;
     /// Destroys all elements.
     void clear() noexcept { destroyChildren(); }

@@ -13,12 +13,12 @@
 namespace util::config {
 
 namespace detail {
-/// Returns a new block for `operator delete`: the size of the text, the text and a zero. Throws
-/// `std::bad_alloc` if memory is exhausted.
+/// Returns a new block that contains the size of the text, the text and a zero. Release it with
+/// `operator delete`. Throws `std::bad_alloc` if memory is exhausted.
 UTIL_API char* newTextBlock(std::string_view text);
 }  // namespace detail
 
-/// A string of bytes, which may contain zeros. The keys and texts of trees are such strings.
+/// A string of bytes, which may contain zeros. The keys and texts of value trees have this type.
 ///
 /// It has half the size of a `std::string` and stores up to 15 bytes inline. It can only be
 /// replaced as a whole, not modified. It converts implicitly to `std::string` and
@@ -37,12 +37,12 @@ public:
         }
     }
     /// @{
-    /// Copies the string. Throws `std::bad_alloc` if memory is exhausted; nothing is changed then.
+    /// Copies the string. Throws `std::bad_alloc` if memory is exhausted.
     CompactString(const CompactString& other) : CompactString(std::string_view(other)) {}
     CompactString& operator=(const CompactString& other) { return *this = CompactString(other); }
     /// @}
     /// @{
-    /// Moves the text out of `other`, which is empty afterwards.
+    /// Moves the text of `other` into this string; `other` is then empty.
     CompactString(CompactString&& other) noexcept : bytes_(other.bytes_) { other.bytes_ = EMPTY; }
     CompactString& operator=(CompactString&& other) noexcept {
         if (this != &other) {
@@ -56,7 +56,7 @@ public:
     ~CompactString() { freeHeap(); }
 
     /// Replaces the text by a copy of `text`, which must not be a part of this string. Throws
-    /// `std::bad_alloc` if memory is exhausted; nothing is changed then.
+    /// `std::bad_alloc` if memory is exhausted; the string is then unchanged.
     void assign(std::string_view text) {
         if (text.size() > INLINE_CAPACITY) {
             *this = CompactString(text);
@@ -127,10 +127,10 @@ public:
     /// @}
 
 private:
-    // Up to `INLINE_CAPACITY` bytes of text are stored in `bytes_`. The last byte is then the
-    // number of unused bytes, so that it terminates a text that uses all of them. For a longer
-    // text, the last byte is `HEAP` and `bytes_` begins with the address of a block, which consists
-    // of the size, the text and a zero.
+    // A text of up to `INLINE_CAPACITY` bytes is stored in `bytes_`. The last byte is then the
+    // number of unused bytes. If all are used, it is 0 and terminates the text. For a longer
+    // text, the last byte is `HEAP`, and `bytes_` begins with the address of a block that contains
+    // the size, the text and a zero.
     static constexpr std::size_t INLINE_CAPACITY = 15;
     static constexpr char HEAP = INLINE_CAPACITY + 1;  // value of the last byte
     using Bytes = std::array<char, INLINE_CAPACITY + 1>;
@@ -148,7 +148,7 @@ private:
         std::memcpy(&size, heapBlock(), sizeof size);
         return size;
     }
-    // Copies without a call of memcpy: two pieces of the greatest size that fits, which may
+    // Copies without a call of memcpy. Copies two chunks of the largest fitting size, which may
     // overlap.
     void storeInline(std::string_view text) noexcept {
         const std::size_t size = text.size();

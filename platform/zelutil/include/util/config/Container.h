@@ -8,17 +8,17 @@ namespace util::config {
 class NodeReleases;
 
 /// The common base of `Dictionary` and `Array`. It destroys a tree of any depth without recursion
-/// and without allocating memory. Not for use by callers.
+/// and without allocating memory. Not part of the public interface.
 class UTIL_API Container : public Value {
 protected:
     using Value::Value;
 
-    /// Destroys everything below this container, which is empty afterwards. The derived destructors
-    /// call it.
+    /// Destroys everything below this container; the container is then empty. The derived
+    /// destructors call it.
     void destroyChildren() noexcept;
 
 private:
-    // Those of the `Array` or `Dictionary` that this container is.
+    // Calls the function of the same name in `Array` or `Dictionary`.
     UTIL_LOCAL Value** destroyLeaves(NodeReleases& releases) noexcept;
     UTIL_LOCAL Value* popChild() noexcept;
 };

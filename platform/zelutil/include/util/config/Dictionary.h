@@ -14,8 +14,8 @@ class TreeAssembler;
 /// A node that maps string keys to child nodes, in ascending byte-wise order of the keys. It owns
 /// its children.
 ///
-/// The operations that change it return false on success and true on failure. On failure the
-/// dictionary is unchanged.
+/// The functions that change the dictionary return false on success and true on failure. On failure
+/// the dictionary is unchanged.
 ///
 ///     util::config::Dictionary size;
 ///     size.add("width", new util::config::ValueInt(640));
@@ -27,10 +27,10 @@ public:
     ~Dictionary() override;
 
     /// @{
-    /// Adds `value` under the key. If the key is present, replaces its value and destroys the
-    /// former one. Takes ownership of `value`, even on failure: the value is then destroyed. Fails
-    /// if `key` or `value` is null or memory is exhausted. `add` and `set` do the same; by
-    /// convention `add` is used for a new key and `set` for a present one.
+    /// Adds `value` under the key. If the key exists, replaces its value and destroys the former
+    /// one. Takes ownership of `value`, even on failure: the value is then destroyed. Fails if
+    /// `key` or `value` is null or memory is exhausted. `add` and `set` do the same; by convention
+    /// `add` is used for a new key and `set` for an existing key.
     bool add(char const* key, Value* value) noexcept;
     bool add(std::string_view key, Value* value) noexcept;
     bool set(char const* key, Value* value) noexcept;
@@ -38,8 +38,8 @@ public:
     /// @}
 
     /// Removes the entry with the key. If `destroy` is true, the child is destroyed. If it is
-    /// false, the caller takes ownership of the child; its address has to be looked up before the
-    /// call, because `remove` does not return it. Fails if the key is not present.
+    /// false, the caller takes ownership of the child. The caller must get its address before the
+    /// call, because `remove` does not return it. Fails if the key does not exist.
     bool remove(char const* key, bool destroy) noexcept;
     bool remove(std::string_view key, bool destroy) noexcept;
     /// Destroys all children.
@@ -59,7 +59,7 @@ private:
     template <class Source>
     friend class TreeAssembler;
     friend class Container;
-    /// Does what `add` does, for a key that is greater than all present ones.
+    /// Does the same as `add` for a key that is greater than all existing keys.
     UTIL_LOCAL bool append(std::string_view key, Value* value) noexcept;
     UTIL_LOCAL static bool put(Value** place, Value* value) noexcept;
     // Destroys the children in reverse order until the last one is a container. Returns the address

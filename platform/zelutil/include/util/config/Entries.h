@@ -17,9 +17,8 @@ class Value;
 
 /// The entries of a dictionary: pairs of key and child, in ascending byte-wise order of the keys.
 ///
-/// The children are owned by the dictionary, not by this class. Iterators and references to entries
-/// are valid until an entry is added or removed. Concurrent reads are safe; concurrent changes are
-/// not.
+/// The dictionary owns the children, not this class. Iterators and references to entries are valid
+/// until an entry is added or removed. Concurrent reads are safe; concurrent changes are not.
 class UTIL_API Entries {
 public:
     /// An entry: key and child.
@@ -27,9 +26,8 @@ public:
 
 private:
     /// A part of the sorted list, with up to `PAGE_SIZE` entries. Most dictionaries have one page,
-    /// which is one small block of memory. With several pages, an entry can be added anywhere to a
-    /// large dictionary at little cost. A page is not empty, except a first page that is the only
-    /// one.
+    /// which is one small block of memory. Several pages make it cheap to add an entry anywhere in
+    /// a large dictionary. Only the first page may be empty, and only if it is the only page.
     class Page {
     public:
         Page() noexcept = default;
@@ -56,8 +54,9 @@ private:
         value_type& operator[](std::size_t place) noexcept { return entries_[place]; }
 
         UTIL_LOCAL void reserve(std::size_t capacity);
-        /// Adds an entry at the end, where there is capacity for it, and returns the place of its
-        /// child. Throws `std::bad_alloc` if memory is exhausted; nothing is changed then.
+        /// Appends an entry, for which the page must have capacity. Returns the address of its
+        /// child pointer. Throws `std::bad_alloc` if memory is exhausted; the page is then
+        /// unchanged.
         Value** pushBack(std::string_view key) {
             value_type& entry = entries_[size_];
             entry.first.assign(key);
@@ -68,12 +67,12 @@ private:
         UTIL_LOCAL Value** insert(std::size_t place, std::string_view key);
         UTIL_LOCAL void erase(std::size_t place) noexcept;
         UTIL_LOCAL void moveTail(std::size_t cut, Page& next) noexcept;
-        /// Removes the last entry and returns its child. The memory of the key is kept until
-        /// another entry replaces it.
+        /// Removes the last entry and returns its child. The page keeps the memory of the key until
+        /// another entry replaces the removed one.
         Value* popBack() noexcept { return entries_[--size_].second; }
 
     private:
-        std::unique_ptr<value_type[]> entries_;  // those after the last one are empty
+        std::unique_ptr<value_type[]> entries_;  // the unused entries are empty
         std::uint32_t size_ = 0;
         std::uint32_t capacity_ = 0;
     };
@@ -84,11 +83,11 @@ private:
     };
 
 public:
-    /// An iterator over the entries in the order of their keys, for reading only.
+    /// A read-only iterator over the entries in the order of their keys.
     class const_iterator {
     public:
         /// @{
-        /// The types that the standard library requires of an iterator.
+        /// The member types that the standard library requires of an iterator.
         using iterator_category = std::forward_iterator_tag;
         using value_type = Entries::value_type;
         using difference_type = std::ptrdiff_t;
@@ -139,7 +138,7 @@ public:
 
         pointer entry_ = nullptr;  // null at the end
         pointer pageEnd_ = nullptr;
-        const Page* next_ = nullptr;  // the page after that of the entry
+        const Page* next_ = nullptr;  // the page after the page of the entry
         const Page* end_ = nullptr;
     };
 
@@ -150,7 +149,8 @@ public:
         return first_.size() + (rest_ == nullptr ? 0 : rest_->size);
     }
     /// @{
-    /// Returns an iterator to the entry with the smallest key, and one past the last entry.
+    /// Returns an iterator to the entry with the smallest key, and the iterator past the last
+    /// entry.
     const_iterator begin() const noexcept { return empty() ? end() : at(0, first_.begin()); }
     // NOLINTNEXTLINE(readability-convert-member-functions-to-static): range interface, list.end()
     const_iterator end() const noexcept { return {}; }
@@ -159,11 +159,11 @@ public:
     /// Returns an iterator to the entry with the key, or `end()`.
     const_iterator find(std::string_view key) const noexcept;
 
-    /// Returns the place of the child of the key's entry, where the caller writes it. Adds an entry
-    /// with a null child if the key is not present. Returns null if memory is exhausted; nothing is
-    /// changed then.
+    /// Returns the address of the child pointer of the entry with the key, for the caller to write.
+    /// If the key does not exist, adds an entry with a null child. Returns null if memory is
+    /// exhausted; the list is then unchanged.
     [[nodiscard]] Value** slot(std::string_view key) noexcept;
-    /// Does what `slot` does, for a key that is greater than all present ones.
+    /// Does the same as `slot` for a key that is greater than all existing keys.
     [[nodiscard]] Value** append(std::string_view key) noexcept;
     /// Removes the entry at `position`, which is not the end. The child is not destroyed.
     void erase(const_iterator position) noexcept;
@@ -199,7 +199,8 @@ private:
     UTIL_LOCAL Value** findOrInsert(std::string_view key);
     UTIL_LOCAL void split(std::size_t number, std::size_t cut);
     UTIL_LOCAL void erasePage(std::size_t number) noexcept;
-    // These remove all entries, from the last one on. `size` is not updated until all are removed.
+    // These functions remove all entries, from the last to the first. `size` is updated only after
+    // all entries are removed.
     UTIL_LOCAL Page& lastPage() noexcept;
     UTIL_LOCAL bool dropLastPage() noexcept;
 

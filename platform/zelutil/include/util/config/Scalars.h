@@ -31,7 +31,7 @@ public:
     bool isBeyondSigned() const noexcept { return !negative_ && (bits_ >> 63) != 0; }
 
 private:
-    bool negative_;  // first, so that it fits into the padding of the base
+    bool negative_;  // first member, so that it uses padding of the base class
     std::uint64_t bits_;
 };
 
@@ -47,7 +47,7 @@ private:
     double value_;
 };
 
-/// A node that holds a narrow string: bytes, by convention UTF-8, which may contain zeros.
+/// A node that holds a narrow string: bytes, by convention UTF-8, which may include zeros.
 class UTIL_API ValueString : public Value {
 public:
     /// Creates a node with a copy of the text. Throws `std::bad_alloc` if memory is exhausted.
@@ -62,7 +62,7 @@ private:
     CompactString text_;
 };
 
-/// A node that holds a string of Unicode text. Its kind differs from that of narrow strings.
+/// A node that holds Unicode text. Its kind differs from that of narrow strings.
 class UTIL_API ValueUnicodeString : public Value {
 public:
     /// Creates a node with the text.

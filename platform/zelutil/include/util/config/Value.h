@@ -54,7 +54,7 @@ public:
     /// Returns the kind of this node.
     Kind kind() const noexcept { return kind_; }
     /// @{
-    /// Returns whether the node is of that kind.
+    /// Returns whether the node is of the kind in the function's name.
     bool isDictionary() const noexcept { return kind_ == Kind::Dictionary; }
     bool isArray() const noexcept { return kind_ == Kind::Array; }
     /// @}
@@ -62,7 +62,7 @@ public:
     /// Returns whether the node is a scalar: null, boolean, number or string of either kind.
     bool isValue() const noexcept { return kind_ >= Kind::Null && kind_ <= Kind::UnicodeString; }
     /// @{
-    /// Returns whether the node is of that kind.
+    /// Returns whether the node is of the kind in the function's name.
     bool isString() const noexcept { return kind_ == Kind::String; }
     bool isUnicodeString() const noexcept { return kind_ == Kind::UnicodeString; }
     bool isInt() const noexcept { return kind_ == Kind::Integer; }
@@ -75,15 +75,15 @@ public:
     /// Returns whether this is a dictionary that has the key.
     bool hasKey(char const* key) const noexcept;
     bool hasKey(const std::string& key) const noexcept;
-    /// Returns the child under the key. Returns the undefined value if the key is not present or
+    /// Returns the child under the key. Returns the undefined value if the key does not exist or
     /// this is not a dictionary. The reference is valid while the tree is unchanged.
     const Value& operator[](char const* key) const noexcept;
     const Value& operator[](const std::string& key) const noexcept;
     /// Returns the element at the index. Returns the undefined value if the index is past the end
     /// or this is not an array.
     const Value& operator[](unsigned long index) const noexcept;
-    /// Does the same for every other type of index, so that `value[0]` is not a null key. A
-    /// negative index is past the end.
+    /// Does the same for all other integer types. Without it, `value[0]` would be a lookup with a
+    /// null key. A negative index is past the end.
     template <typename Index, typename = std::enable_if_t<std::is_integral_v<Index>>>
     const Value& operator[](Index index) const noexcept {
         return (*this)[static_cast<unsigned long>(index)];
@@ -91,15 +91,16 @@ public:
     /// Returns the number of elements of an array, or 0 for every other kind.
     unsigned long arraySize() const noexcept;
 
-    /// Copies an integer to `out`. Fails for every other kind. For the 32-bit targets, fails also
-    /// if the value does not fit. The 64-bit targets get the two's-complement value: `get(long&)`
-    /// of 18446744073709551615 produces -1, and `get(unsigned long&)` of -1 the reverse.
+    /// Copies an integer to `out`. Fails for every other kind. The 32-bit functions also fail if
+    /// the value does not fit. The 64-bit functions copy the two's-complement value: `get(long&)`
+    /// of 18446744073709551615 produces -1, and `get(unsigned long&)` of -1 produces
+    /// 18446744073709551615.
     [[nodiscard]] bool get(int& out) const noexcept;
     [[nodiscard]] bool get(unsigned int& out) const noexcept;
     [[nodiscard]] bool get(long& out) const noexcept;
     [[nodiscard]] bool get(unsigned long& out) const noexcept;
-    /// Copies a floating-point number, or an integer converted to one, to `out`. Fails for every
-    /// other kind.
+    /// Copies a floating-point number to `out`, or an integer converted to floating point. Fails
+    /// for every other kind.
     [[nodiscard]] bool get(double& out) const noexcept;
     /// Copies a boolean to `out`. Fails for every other kind.
     [[nodiscard]] bool get(bool& out) const noexcept;
@@ -112,9 +113,9 @@ public:
 
     /// @{
     /// Returns this node, or the child under the key, for modification. Returns null if the node is
-    /// not of that kind. The functions are const although the tree can be modified through their
-    /// results: the caller must be the only user of the tree, and the object must not be declared
-    /// const.
+    /// not of the requested kind. The functions are const although the tree can be modified through
+    /// their results. Therefore the caller must be the only user of the tree, and the object must
+    /// not be declared const.
     Dictionary* getEditableDictionary() const noexcept;
     Dictionary* getEditableDictionary(char const* key) const noexcept;
     Dictionary* getEditableDictionary(const std::string& key) const noexcept;
@@ -142,18 +143,18 @@ public:
     /// undefined inside a copied container are the shared nodes.
     Value* clone() const noexcept;
 
-    /// Writes the node as JSON text (RFC 8259). The text is compact if `g_print_compact` is set,
-    /// else indented by two spaces a level. The indentation stops growing at the 32nd level, so
-    /// that the size of the text stays proportional to the size of the tree. NaN, infinities and
-    /// undefined are written as `null`, bytes that are not UTF-8 as U+FFFD. If memory is exhausted,
-    /// nothing is written and the badbit of the stream is set.
+    /// Writes the node as JSON text (RFC 8259). The text is compact if `g_print_compact` is set;
+    /// otherwise each level is indented by two spaces. The indentation stops growing at the 32nd
+    /// level, so that the size of the text stays proportional to the size of the tree. NaN,
+    /// infinities and undefined are written as `null`, bytes that are not UTF-8 as U+FFFD. If
+    /// memory is exhausted, nothing is written and the badbit of the stream is set.
     void print(std::ostream& out) const;
-    /// Returns the text that `print` writes. `compact` determines the layout, not
-    /// `g_print_compact`. Throws `std::bad_alloc` if memory is exhausted.
+    /// Returns the text that `print` writes. The layout is determined by `compact`;
+    /// `g_print_compact` is ignored. Throws `std::bad_alloc` if memory is exhausted.
     std::string toJson(bool compact) const;
 
-    /// The layout of `print`, for the whole process. Setting and restoring it around a print is not
-    /// safe while other threads do the same: serialize such prints.
+    /// The layout of `print`, for the whole process. Code that sets it for one call of `print` and
+    /// restores it must run on one thread at a time.
     static std::atomic<bool> g_print_compact;
 
     /// @{
@@ -175,8 +176,8 @@ protected:
 private:
     friend class NodeBlocks;
     friend class NodeReleases;
-    /// The source of a node's memory: an allocation of its own, or one of the two types of block
-    /// that `NodeBlocks` allocates.
+    /// The origin of a node's memory: a separate allocation, or one of the two types of block that
+    /// `NodeBlocks` allocates.
     enum class Memory : std::uint8_t { Own, Labelled, Aligned };
 
     UTIL_LOCAL const Value* find(std::string_view key) const noexcept;

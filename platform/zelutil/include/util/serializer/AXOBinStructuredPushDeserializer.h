@@ -15,7 +15,7 @@ namespace util::serializer {
 /// RFC 8746. docs/formats.md describes the mapping.
 ///
 /// It accepts definite and indefinite lengths. It replays typed arrays with `serializeArray`, and
-/// integers as 64-bit integers, signed if they fit. It refuses tags other than those of typed
+/// integers as 64-bit integers, signed if they fit. It rejects tags other than those of typed
 /// arrays, keys that are not strings, integers below -2^63, lengths beyond the payload, and bytes
 /// after the value.
 class UTIL_API AXOBinStructuredPushDeserializer : public RecordSource {
@@ -23,8 +23,8 @@ public:
     /// Creates a deserializer. `order` is the byte order of the serializer that wrote the payload.
     /// The format is big-endian by definition: with `Little`, `beginDeserialize` fails.
     explicit AXOBinStructuredPushDeserializer(Endianess order) noexcept : order_(order) {}
-    /// Creates a deserializer with the number of the byte order: 1 is big-endian. With any other
-    /// number, `beginDeserialize` fails.
+    /// Creates a deserializer with a number as byte order: 1 is big-endian. With any other number,
+    /// `beginDeserialize` fails.
     explicit AXOBinStructuredPushDeserializer(int order) noexcept
         : order_(static_cast<Endianess>(order)) {}
 

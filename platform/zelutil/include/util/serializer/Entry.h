@@ -5,11 +5,11 @@
 
 namespace util::serializer {
 
-/// The scope of the enumerators of `EntryType`, which is written `EntryType::StructBegin`.
+/// Limits the scope of the enumerators of `EntryType`: write `EntryType::StructBegin`.
 namespace entrytypes {
 
-/// What comes next in a payload that is read entry by entry. The numbers are part of the contract,
-/// and an entry's type compares with them: `entry->type == 31`.
+/// The kinds of entries of a payload. The numbers are part of the contract, and an entry's type
+/// compares with them: `entry->type == 31`.
 enum EntryType : std::uint32_t {
     None = 0,  ///< a value of a kind without an entry type
     End = 1,   ///< no entry is left at this level
@@ -27,8 +27,8 @@ enum EntryType : std::uint32_t {
     Double = 13,
     String = 14,
     ArrayBegin = 15,
-    /// Typed arrays, for readers that do not unpack them; the readers of this library announce a
-    /// typed array as `ArrayBegin` and let the typed getters read it as a whole.
+    /// Typed arrays, for readers that do not unpack them. The readers of this library return
+    /// `ArrayBegin` for a typed array; the typed getters then read it as a whole.
     NullArray = 16,
     BooleanArray = 17,
     Int8Array = 18,
@@ -42,7 +42,7 @@ enum EntryType : std::uint32_t {
     FloatArray = 26,
     DoubleArray = 27,
     StringArray = 28,
-    Failure = 29,  ///< the payload is broken here
+    Failure = 29,  ///< the payload is malformed at this position
     ArrayEnd = 30,
     StructBegin = 31,
     StructEnd = 32,
@@ -58,14 +58,14 @@ using entrytypes::EntryType;
 
 /// One entry: its type and, for scalars, strings and fields, its value.
 struct Entry {
-    /// The scalar of a boolean, integer or floating-point entry. The type determines the member:
+    /// The value of a boolean, integer or floating-point entry. The type determines the member:
     /// `boolean` for `Boolean`, `int32` for `Int8`, `Int16` and `Int32`, `uint32` for `UInt8`,
     /// `UInt16` and `UInt32`, `int64` and `uint64` for the 64-bit types, `number` for `Float` and
-    /// `Double`. Integers are announced with 64 bits; `int32` and `uint32` are then the low 32
-    /// bits.
+    /// `Double`. The readers of this library return integers with a 64-bit type; `int32` and
+    /// `uint32` are then the low 32 bits.
     union Scalar {
         /// @{
-        /// The scalar, if the type selects this member.
+        /// The value, if the type selects this member.
         bool boolean;
         std::int32_t int32;
         std::uint32_t uint32;

@@ -12,19 +12,19 @@
 
 namespace util::serializer {
 
-/// A reader of typed values in one pass over a payload, for code that knows the order of its calls,
-/// such as a table of fields. It accepts a part of what a pull deserializer accepts and gives the
-/// same values.
+/// Reads typed values in one pass over a payload, for code that knows the order of its calls, such
+/// as a table of fields. It accepts a subset of the payloads that a pull deserializer accepts, and
+/// returns the same values.
 ///
-/// Every byte of the payload is checked, also those of values that are skipped, but not all of them
-/// before the first value is returned: the values count only if `end` returns true. A function that
-/// fails returns false and stores no reason. After a failure, and also for rare forms such as
-/// strings in chunks, the caller reads the payload with a pull deserializer, which knows the reason
-/// or the value.
+/// Every byte of the payload is validated, including the bytes of skipped values. The validation is
+/// complete only when `end` returns true: discard all values if it returns false. A function that
+/// fails returns false and stores no reason. Rare forms, such as strings in chunks, also fail.
+/// After a failure the caller reads the payload with a pull deserializer, which returns the value
+/// or stores the reason.
 ///
-/// The order of the calls is not checked: a value is read where one stands, an item is ended after
-/// its value was read, a container at its end. One thread at a time. The payload must stay alive
-/// and unchanged.
+/// The order of the calls is not checked. The caller must read a value where the payload has one,
+/// and must end an item after its value, and a container at its end. One thread at a time. The
+/// payload must stay alive and unchanged.
 ///
 ///     const std::string_view payload = "{\"level\":55}";
 ///     util::serializer::FieldReader reader(util::serializer::FieldReader::Format::Json, payload);
@@ -40,24 +40,26 @@ public:
     /// The kind of a value.
     enum class Kind : std::uint8_t { Null, Boolean, Number, Text, Array, Object, None };
 
-    /// Creates a reader of the payload, in which at most `depth` arrays and structs are nested.
+    /// Creates a reader of the payload, in which at most `depth` arrays and structs may be nested.
     FieldReader(Format format, std::string_view payload,
                 std::size_t depth = MAX_NESTING_DEPTH) noexcept;
     ~FieldReader();
     FieldReader(const FieldReader&) = delete;
     FieldReader& operator=(const FieldReader&) = delete;
 
-    /// Begins the payload. JSON text is parsed here; its parser is kept for the next reader of the
-    /// thread, unless the text is large.
+    /// Begins the payload. Parses JSON text completely. The parser is reused by the next reader of
+    /// the thread, unless the text is large.
     [[nodiscard]] bool begin() noexcept;
     /// Returns whether the payload ends here, after one complete value.
     [[nodiscard]] bool end() const noexcept;
 
-    /// Returns the kind of the next value, which stays unread; `None` if it is malformed or rare.
+    /// Returns the kind of the next value without reading it. Returns `None` if the value is
+    /// malformed or has a rare form.
     Kind kind() const noexcept;
     /// @{
-    /// Reads a value. Integers are read from integers in range, floating-point numbers from any
-    /// number, like those of a pull deserializer. Throws `std::bad_alloc` if memory is exhausted.
+    /// Reads a value. Integer functions accept integers in their range, floating-point functions
+    /// accept any number, as in a pull deserializer. Throws `std::bad_alloc` if memory is
+    /// exhausted.
     [[nodiscard]] bool null() noexcept;
     [[nodiscard]] bool value(bool& out) noexcept;
     [[nodiscard]] bool value(std::int64_t& out) noexcept;
@@ -76,7 +78,7 @@ public:
         return true;
     }
     /// @}
-    /// Reads a string. The view is valid as long as the reader.
+    /// Reads a string. The view is valid as long as the reader exists.
     [[nodiscard]] bool text(std::string_view& out) noexcept;
     /// @{
     /// Reads an array of numbers, packed or not. Replaces the content of `out`, also on failure.
@@ -95,16 +97,16 @@ public:
     /// @}
 
     /// @{
-    /// Reads an array: its begin, each element up to its end, and the end.
+    /// Reads an array. Call `beginArray`, read the elements until the end, and call `endArray`.
     [[nodiscard]] bool beginArray() noexcept;
     bool atArrayEnd() const noexcept;
     [[nodiscard]] bool endElement() noexcept;
     [[nodiscard]] bool endArray() noexcept;
     /// @}
     /// @{
-    /// Reads a struct: its begin, for each field its name, its value and its end, and the end of
-    /// the struct. The name is valid as long as the reader. `skipField` reads the value and the end
-    /// of a field.
+    /// Reads a struct. Between its begin and end, read the name, the value and the end of each
+    /// field. The name is valid as long as the reader exists. `skipField` reads the value and the
+    /// end of a field.
     [[nodiscard]] bool beginObject() noexcept;
     bool atObjectEnd() const noexcept;
     [[nodiscard]] bool beginField(std::string_view& name) noexcept;

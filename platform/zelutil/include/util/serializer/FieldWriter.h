@@ -12,13 +12,13 @@
 
 namespace util::serializer {
 
-/// A writer of typed values, for code that knows the order of its calls, such as a table of fields.
-/// It writes the same bytes as the serializer of the format, JSON without white space.
+/// Writes typed values, for code that knows the order of its calls, such as a table of fields. It
+/// writes the same bytes as the serializer of the format. JSON is written without white space.
 ///
-/// A function that fails returns false and stores no reason: the format has no form for the value,
-/// more than `MAX_NESTING_DEPTH` arrays and structs are nested, or memory is exhausted. The caller
-/// then writes the value with a serializer, which knows the reason. The order of the calls is not
-/// checked. One thread at a time.
+/// A function that fails returns false and stores no reason. It fails if the format has no form for
+/// the value, if more than `MAX_NESTING_DEPTH` arrays and structs are nested, or if memory is
+/// exhausted. The caller then writes the value with a serializer, which stores the reason. The
+/// order of the calls is not checked. One thread at a time.
 ///
 ///     util::ByteBufferWriter bytes(64);
 ///     util::serializer::FieldWriter writer(util::serializer::FieldReader::Format::Json, bytes);
@@ -36,7 +36,8 @@ public:
     FieldWriter& operator=(const FieldWriter&) = delete;
 
     /// @{
-    /// Writes a value. JSON has no form for numbers that are not finite and text that is not UTF-8.
+    /// Writes a value. JSON has no form for numbers that are not finite and for text that is not
+    /// UTF-8.
     [[nodiscard]] bool null() noexcept;
     [[nodiscard]] bool value(bool value) noexcept;
     [[nodiscard]] bool value(std::int64_t value) noexcept;
@@ -51,7 +52,7 @@ public:
     }
     /// @}
     /// @{
-    /// Writes an array of numbers, in the binary format packed, or of booleans.
+    /// Writes an array of booleans or numbers. The binary format packs arrays of numbers.
     [[nodiscard]] bool values(const std::vector<bool>& values) noexcept;
     [[nodiscard]] bool values(const std::vector<std::int8_t>& values) noexcept;
     [[nodiscard]] bool values(const std::vector<std::uint8_t>& values) noexcept;
@@ -66,13 +67,14 @@ public:
     /// @}
 
     /// @{
-    /// Writes an array: its begin, before each element `beginElement`, and its end.
+    /// Writes an array. Call `beginArray`, call `beginElement` before each element, and call
+    /// `endArray`.
     [[nodiscard]] bool beginArray() noexcept;
     [[nodiscard]] bool beginElement() noexcept;
     [[nodiscard]] bool endArray() noexcept;
     /// @}
     /// @{
-    /// Writes a struct: its begin, before each value the name of the field, and its end.
+    /// Writes a struct. Between its begin and end, write the name of each field before its value.
     [[nodiscard]] bool beginObject() noexcept;
     [[nodiscard]] bool beginField(std::string_view name) noexcept;
     [[nodiscard]] bool endObject() noexcept;
@@ -89,7 +91,7 @@ private:
     ByteBufferWriter& bytes_;
     std::size_t depth_ = 0;
     bool isBinary_;
-    bool isFirst_ = true;  // no comma before the next element or field
+    bool isFirst_ = true;  // the next element or field has no comma before it
 };
 
 }  // namespace util::serializer

@@ -11,8 +11,8 @@
 
 namespace util::serializer {
 
-/// The common base of the serializers of the library: the functions of the interface for one
-/// format. Not for use by callers.
+/// The common base of the serializers of the library. It implements the interface for one format.
+/// Not part of the public interface.
 ///
 /// The state is an object of the private class `Serializer::Format`. It is stored inline, so that
 /// creating a serializer does not allocate memory. One source file of the library defines it and
@@ -81,7 +81,7 @@ public:
     unsigned int getApiCapibilites() const noexcept final;
 
 protected:
-    /// Creates the state, with the arguments of its constructor.
+    /// Creates the state from the arguments of its constructor.
     template <class... Arguments>
     UTIL_LOCAL explicit FormatSerializer(Arguments&&... arguments) noexcept;
 
@@ -89,7 +89,7 @@ private:
     // Returns the state, a `Serializer::Format`.
     UTIL_LOCAL auto& format() noexcept;
 
-    alignas(void*) std::array<unsigned char, 144> state_;  // the greatest one fits
+    alignas(void*) std::array<unsigned char, 144> state_;  // size of the largest state
 };
 
 }  // namespace util::serializer

@@ -9,10 +9,11 @@ namespace util::serializer {
 /// A byte order. Constructors also accept its number.
 enum class Endianess : int { Little = 0, Big = 1 };
 
-/// A reader that replays a payload as write calls on a serializer, the target.
+/// Reads a payload and replays it as write calls on a serializer, the target.
 ///
-/// It does not keep the data. The caller begins and ends the target, around the replay. The bytes
-/// must be exactly one well-formed value; anything else fails. Used by one thread at a time.
+/// It does not store the data. The caller calls `beginSerialize` and `endSerialize` of the target
+/// before and after the replay. The bytes must be exactly one well-formed value; otherwise the
+/// replay fails. Used by one thread at a time.
 class UTIL_API IStructuredPushDeserializer {
 public:
     /// @{
@@ -23,17 +24,17 @@ public:
 
     virtual ~IStructuredPushDeserializer();
 
-    /// Sets the source, of which all remaining bytes are read, and the target. Both must stay alive
-    /// until `endDeserialize`. Returns false on success, and true if one of them is null.
+    /// Sets the source and the target. All remaining bytes of the source are read. Both must stay
+    /// alive until `endDeserialize`. Returns false on success, and true if one of them is null.
     [[nodiscard]] virtual bool beginDeserialize(ByteBufferReader* reader,
                                                 IStructuredSerializer* target) = 0;
-    /// Replays the whole payload. Returns `DONE` on success; the source is then at its end. Returns
-    /// `FAILED` if the payload is malformed or nested deeper than the limit, memory is exhausted or
-    /// the target refused a call. The target may have received a part of the payload then. Called
-    /// once for each `beginDeserialize`.
+    /// Replays the whole payload. Call it once after each `beginDeserialize`. Returns `DONE` on
+    /// success; the source is then at its end. Returns `FAILED` if the payload is malformed or too
+    /// deeply nested, if memory is exhausted, or if the target rejects a call. The target may then
+    /// have received a part of the payload.
     [[nodiscard]] virtual int deserialize() = 0;
-    /// Releases the source and the target. Returns false on success. Returns true if nothing was
-    /// begun or `deserialize` did not succeed.
+    /// Releases the source and the target. Returns false on success. Returns true if
+    /// `beginDeserialize` was not called or `deserialize` did not succeed.
     virtual bool endDeserialize() = 0;
     /// Sets the accepted nesting depth. The default and the maximum are `util::MAX_NESTING_DEPTH`.
     virtual void setNestingLimit(unsigned int limit) noexcept = 0;

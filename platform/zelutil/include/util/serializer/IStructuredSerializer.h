@@ -13,27 +13,27 @@
 
 namespace util::serializer {
 
-/// A writer of typed data to a byte buffer, in some format.
+/// Writes typed data to a byte buffer in one format.
 ///
 /// Exactly one value is written between `beginSerialize` and `endSerialize`: a scalar, a typed
-/// array, a struct or an array. A struct consists of fields between `beginStruct` and `endStruct`,
-/// a field of one value between its begin and end. An array consists of elements in the same way.
+/// array, a struct or an array. A struct consists of fields between `beginStruct` and `endStruct`.
+/// A field consists of one value between its begin and end. An array consists of elements in the
+/// same way.
 ///
-/// Every operation returns false on success and true on failure. A call out of place fails and
-/// writes nothing: a value where none is expected, an end that does not match its begin, or nesting
-/// deeper than `util::MAX_NESTING_DEPTH`, where a typed array counts as a level. After a failure
-/// the payload must be discarded: every later call fails, too, until the next `beginSerialize`.
-/// Used by one thread at a time.
+/// Every function returns false on success and true on failure. A call that is not allowed at its
+/// place fails and writes nothing. Examples are a value where none is expected, an end that does
+/// not match its begin, and nesting deeper than `util::MAX_NESTING_DEPTH`. A typed array counts as
+/// one level. After a failure the payload must be discarded: every later call also fails, until the
+/// next `beginSerialize`. Used by one thread at a time.
 class UTIL_API IStructuredSerializer {
 public:
     virtual ~IStructuredSerializer();
 
-    /// Starts a payload at the end of `writer`, which must stay alive until `endSerialize`.
-    /// `options` may be null. May be called again after `endSerialize`, or to abandon an incomplete
-    /// payload.
+    /// Starts a payload at the end of `writer`, which must exist until `endSerialize`. `options`
+    /// may be null. A second call, after `endSerialize` or before it, starts a new payload.
     [[nodiscard]] virtual bool beginSerialize(ByteBufferWriter* writer, Options const* options) = 0;
     /// Ends the payload and stores its length in bytes in `written`. Fails if the payload is
-    /// incomplete or a call failed.
+    /// incomplete or an earlier call failed.
     [[nodiscard]] virtual bool endSerialize(unsigned long& written) = 0;
 
     /// Writes a null value.
@@ -53,14 +53,15 @@ public:
     /// @}
 
     /// @{
-    /// Writes a number. A format without NaN and infinities fails for them.
+    /// Writes a number. If the format has no form for NaN and infinities, these values fail.
     [[nodiscard]] virtual bool serializeFloat(float value) = 0;
     [[nodiscard]] virtual bool serializeDouble(double value) = 0;
     /// @}
 
-    /// Writes an enumerator as a 32-bit integer. With `checked`, fails if it is not in 0..count-1.
+    /// Writes an enumerator as a 32-bit integer. If `checked` is true, fails if the value is not in
+    /// 0..count-1.
     [[nodiscard]] virtual bool serializeEnum(int value, int count, bool checked) = 0;
-    /// Writes a string of bytes. A text format fails if they are not UTF-8.
+    /// Writes a string of bytes. A text format fails if the bytes are not UTF-8.
     [[nodiscard]] virtual bool serializeString(std::string_view value) = 0;
     /// Writes a unicode text. Fails if it is not well-formed.
     [[nodiscard]] virtual bool serializeString(const UnicodeString8& value) = 0;
@@ -92,7 +93,7 @@ public:
     /// @}
 
     /// @{
-    /// Opens and closes a scope with the given options. If `options` is null, none changes.
+    /// Opens and closes a scope with the given options. If `options` is null, no option changes.
     [[nodiscard]] virtual bool beginOption(Options const* options) = 0;
     [[nodiscard]] virtual bool endOption() = 0;
     /// @}
@@ -109,11 +110,11 @@ public:
     [[nodiscard]] virtual bool endElement() = 0;
     /// @}
 
-    /// Writes an empty element, which means "nothing here". It is a whole element: it has no begin
-    /// and end.
+    /// Writes an empty element, which means "nothing here". It is a complete element: do not call
+    /// `beginElement` and `endElement` for it.
     [[nodiscard]] virtual bool serializeEmptyElement() = 0;
     /// @{
-    /// Begins and ends a struct. The given options apply inside it. If `options` is null, none
+    /// Begins and ends a struct. The given options apply inside it. If `options` is null, no option
     /// changes.
     [[nodiscard]] virtual bool beginStruct(Options const* options) = 0;
     [[nodiscard]] virtual bool endStruct() = 0;
@@ -128,14 +129,14 @@ public:
     /// @}
 
     /// @{
-    /// Begins and ends a mandatory field. The bytes are the same as those of `beginField`.
+    /// Begins and ends a mandatory field. Writes the same bytes as `beginField`.
     [[nodiscard]] virtual bool beginMandatoryField(std::string_view name, int id) = 0;
     [[nodiscard]] virtual bool endMandatoryField() = 0;
     /// @}
 
     /// @{
-    /// Begins and ends an optional field. With `present` false nothing is written, and no value may
-    /// be written until `endOptionalField`, which must be called in both cases.
+    /// Begins and ends an optional field. If `present` is false, nothing is written, and no value
+    /// may be written until `endOptionalField`. `endOptionalField` must be called in both cases.
     [[nodiscard]] virtual bool beginOptionalField(std::string_view name, int id, bool present) = 0;
     [[nodiscard]] virtual bool endOptionalField() = 0;
     /// @}

@@ -13,9 +13,9 @@ namespace util::serializer {
 
 /// A push deserializer for JSON text.
 ///
-/// It accepts the texts that `util::config::JSONParser` accepts, including lone scalars. It replays
-/// integers as 64-bit integers, signed if they fit, and other numbers as doubles. A zero byte does
-/// not end the text: outside of a string it is a syntax error.
+/// It accepts the texts that `util::config::JSONParser` accepts, including single scalars. It
+/// replays integers as 64-bit integers, signed if they fit, and other numbers as doubles. A zero
+/// byte does not end the text; outside a string it is a syntax error.
 class UTIL_API JSONStructuredPushDeserializerOld : public RecordSource {
 public:
     JSONStructuredPushDeserializerOld();

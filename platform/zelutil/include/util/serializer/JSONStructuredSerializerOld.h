@@ -7,7 +7,7 @@ namespace util::serializer {
 
 /// A serializer for JSON text (RFC 8259, UTF-8). docs/formats.md describes the mapping.
 ///
-/// It refuses values without a JSON form: NaN and infinities, and strings and field names that are
+/// It rejects values without a JSON form: NaN and infinities, and strings and field names that are
 /// not UTF-8. Typed arrays are written as plain arrays, an empty element as null. Used by one
 /// thread at a time.
 ///
@@ -18,8 +18,8 @@ namespace util::serializer {
 ///                         serializer.serializeInt32(640) || serializer.endSerialize(size);
 class UTIL_API JSONStructuredSerializerOld : public FormatSerializer<JSONStructuredSerializerOld> {
 public:
-    /// Creates a serializer. With `compact` true it writes no white space. With `compact` false it
-    /// writes each field and element on a separate line, indented by two spaces a level.
+    /// Creates a serializer. If `compact` is true, it writes no white space. If it is false, each
+    /// field and element is on a separate line and each level is indented by two spaces.
     /// `OptionTag::Compact` overrides the argument.
     explicit JSONStructuredSerializerOld(bool compact) noexcept;
     ~JSONStructuredSerializerOld() override;

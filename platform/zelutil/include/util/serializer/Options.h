@@ -4,14 +4,15 @@
 
 namespace util::serializer {
 
-/// An option of a serializer or deserializer. Options control the object that they are passed to.
+/// An option of a serializer or deserializer. Options control the object to which they are passed.
 /// They are not part of the payload.
 enum class OptionTag : int {
-    /// JSON serializer: 1 writes without white space, 0 indents by two spaces a level. Passed to
-    /// `beginSerialize` it overrides the argument of the constructor, passed to a scope it applies
-    /// to that scope.
+    /// JSON serializer: 1 writes without white space, 0 indents each level by two spaces. In
+    /// `beginSerialize` it overrides the argument of the constructor. In a scope it applies to that
+    /// scope.
     Compact = 1,
-    /// Binary serializer: 1 writes typed arrays as plain arrays of elements, 0 packed (RFC 8746).
+    /// Binary serializer: 1 writes typed arrays as plain arrays of elements, 0 writes them packed
+    /// (RFC 8746).
     PlainArrays = 2,
     /// Deserializers, in `beginDeserialize`: the accepted nesting depth, at most
     /// `util::MAX_NESTING_DEPTH`.

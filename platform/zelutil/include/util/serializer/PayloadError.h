@@ -10,8 +10,8 @@ namespace util::serializer {
 ///
 /// The serializers and deserializers of this library store the first failure of a payload as the
 /// calling thread's latest error (`zel::ErrorStorage`). They do not report it: the sink is not
-/// called. The reason contains what was expected and found, the field, and the byte of the payload,
-/// counted from 0: "stations[2].name: expected a string, found 17 (byte 84)".
+/// called. The reason states the expected and the found value, the field, and the position of the
+/// byte in the payload, counted from 0: "stations[2].name: expected a string, found 17 (byte 84)".
 ///
 /// Later failures do not replace the first one until the next `beginSerialize` or
 /// `beginDeserialize` of the object. The text of the reason is composed when it is read for the
@@ -24,9 +24,9 @@ UTIL_API extern const zel::ErrorType PayloadError;
 enum PayloadErrorNumber : int {
     MalformedPayload = 0,  ///< the bytes are not a payload of the format
     UnexpectedValue = 1,   ///< a value, field or end is not the requested one, or out of range
-    CallOutOfPlace = 2,    ///< the call is not allowed here: nothing was begun, or it was ended
+    CallOutOfPlace = 2,    ///< the call is not allowed here: nothing is open, or it has ended
     ValueNotWritable = 3,  ///< the format cannot represent the value
-    NestingTooDeep = 4,    ///< arrays and structs are nested more deeply than accepted
+    NestingTooDeep = 4,    ///< arrays and structs are nested too deeply
     MemoryExhausted = 5    ///< memory is exhausted
 };
 

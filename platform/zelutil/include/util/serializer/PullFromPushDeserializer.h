@@ -14,30 +14,31 @@ class Dictionary;
 
 namespace util::serializer {
 
-/// A pull deserializer that reads through a push deserializer.
+/// A pull deserializer that reads its data from a push deserializer.
 ///
 /// `beginDeserialize` replays the whole payload once and records the calls. All other functions
-/// read the record. Therefore a malformed payload is refused at the start, nothing is decoded
+/// read the record. Therefore a malformed payload is rejected at the start, nothing is decoded
 /// twice, and fields can be found by name in any order. The memory of the record is proportional to
 /// the payload. Texts that are verbatim in the payload are not copied: the reader and its bytes
-/// must stay alive and unchanged until `endDeserialize` or `reset`. Typed arrays are announced as
-/// arrays of elements. The typed getters read typed and plain arrays as a whole, and check the kind
-/// and range of every element.
+/// must stay alive and unchanged until `endDeserialize` or `reset`. The entries of a typed array
+/// are those of an array of elements. The typed getters read typed and plain arrays as a whole, and
+/// check the kind and range of every element.
 ///
-/// Numbers: integers are announced as `Int64` or, above its range, as `UInt64`. Integer getters
+/// Numbers: the entry of an integer is an `Int64` or, above its range, a `UInt64`. Integer getters
 /// accept only integers. The floating-point getters accept any number and round if necessary;
-/// `getFloat` fails for a finite number that does not round to a finite float. A read that fails
-/// consumes nothing. Empty elements and null elements are the same.
+/// `getFloat` fails if a finite number does not round to a finite float. A failed read consumes
+/// nothing. Empty elements and null elements are the same.
 ///
-/// Fields: the sequential operations go through the fields in the order of the payload, and must
-/// reach the end of the struct before `endStruct`. If any field of the struct was requested by
-/// name, the others may stay unread. Of duplicate names the last field is found. `skipField` fails
-/// outside a field.
+/// Fields: the sequential functions read the fields in the order of the payload, and must reach the
+/// end of the struct before `endStruct`. If any field of the struct was requested by name, the
+/// others may stay unread. If a name occurs several times, the last field is found. `skipField`
+/// fails outside a field.
 ///
 /// Used by one thread at a time.
 class UTIL_API PullFromPushDeserializer : public IStructuredPullDeserializer {
 public:
-    /// Creates a reader. `source` must outlive this object, or the derived class that owns it.
+    /// Creates a reader. This object does not own `source`, which must outlive it. A derived class
+    /// may own it.
     explicit PullFromPushDeserializer(IStructuredPushDeserializer* source);
     ~PullFromPushDeserializer() override;
     PullFromPushDeserializer(const PullFromPushDeserializer&) = delete;
@@ -107,28 +108,27 @@ public:
     unsigned int getApiCapibilites() const noexcept override;
 
     /// @{
-    /// Reads the remaining fields or elements of the struct or array that was begun last, and ends
-    /// it. The result is the same as reading them one by one, but faster. Fields are added to
-    /// `out`, replacing the values of keys that are present; elements are appended. Returns false
-    /// on success. Returns true, without reading anything, if no struct or array is being read or
-    /// memory is exhausted. If memory is exhausted, `out` has received the fields or elements that
-    /// were complete. The new nodes are in blocks of memory like those that `config::JSONParser`
-    /// creates.
+    /// Reads the remaining fields or elements of the innermost open struct or array, and ends it.
+    /// The result is the same as reading them one by one, but faster. Fields are added to `out` and
+    /// replace the values of existing keys; elements are appended. Returns false on success.
+    /// Returns true, without reading anything, if no struct or array is being read. Returns true if
+    /// memory is exhausted; `out` then has the fields or elements that were read completely. The
+    /// new nodes are in blocks of memory like those that `config::JSONParser` creates.
     [[nodiscard]] bool getRest(config::Dictionary& out);
     [[nodiscard]] bool getRest(config::Array& out);
     /// @}
 
     /// Declares that the source is exactly a `Source`, which is a `RecordSource`, and that the
-    /// class of this reader does not change how entries are read. Shorter code paths then give the
-    /// same results: the source decodes payloads without a serializer, and `isWholeReader` returns
-    /// true. Called once after construction, by the code that chooses the classes.
+    /// class of this reader does not change how entries are read. Shorter code paths then return
+    /// the same results: the source decodes payloads without a serializer, and `isWholeReader`
+    /// returns true. The code that chooses the classes calls it once after construction.
     template <class Source>
     void readDirectly() noexcept {
         readDirectly(static_cast<Source*>(source_));
     }
     /// Does the same for the given pointer to the source.
     void readDirectly(RecordSource* source) noexcept;
-    /// Returns whether `getRest` gives what reading entry by entry gives.
+    /// Returns whether `getRest` returns the same as reading entry by entry.
     bool isWholeReader() const noexcept;
 
 private:
