@@ -6,7 +6,7 @@ namespace kova::errors {
 
 namespace {
 
-/// The status code of a number without one of its own.
+/// The status code of a number that has none.
 constexpr unsigned short DEFAULT_STATUS = 500;
 
 struct Row {
@@ -42,7 +42,7 @@ constexpr Row ROWS[] = {
 
 constexpr std::size_t COUNT = std::size(ROWS);
 
-/// The catalogue in the platform's form: the rows without their status codes.
+/// The catalogue for the platform: the rows without their status codes.
 struct Catalogue {
     zel::ErrorID ids[COUNT];
 };
@@ -57,7 +57,7 @@ constexpr Catalogue makeCatalogue() {
 
 constexpr Catalogue CATALOGUE = makeCatalogue();
 
-// Returns the number of fields in the format.
+// Returns the number of argument fields in the format.
 constexpr unsigned int fieldsOf(char const* format) {
     unsigned int count = 0;
     for (; *format != '\0'; ++format) {

@@ -40,7 +40,7 @@ util::config::Value* makeString(std::string_view text) noexcept {
     try {
         return new (std::nothrow) util::config::ValueString(std::string(text));
     } catch (const std::bad_alloc&) {
-        return nullptr;  // there was memory for the node, but not for its text
+        return nullptr;  // memory sufficed for the node, but not for its text
     }
 }
 

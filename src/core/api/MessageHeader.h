@@ -8,13 +8,13 @@
 
 namespace kova::detail::messageheader {
 
-/// The header of a `Request` or `Response`, and the operations on it that both have.
+/// The header of a `Request` or `Response`, and the functions that both need.
 using Header = std::shared_ptr<util::config::Dictionary>;
 
-/// Writes an entry and takes ownership of its value. Creates a header if `header` is null. Without
-/// memory destroys the value and writes nothing.
+/// Writes an entry and takes ownership of its value. Creates a header if `header` is null. If
+/// memory is exhausted, destroys the value and writes nothing.
 void add(Header& header, char const* key, util::config::Value* value) noexcept;
-/// Returns a new string value, or null without memory. `add` and `add2header` ignore null.
+/// Returns a new string value, or null if memory is exhausted. `add` and `add2header` ignore null.
 util::config::Value* makeString(std::string_view text) noexcept;
 /// Writes an entry with a new string value.
 void addString(Header& header, char const* key, std::string_view text) noexcept;

@@ -30,7 +30,7 @@ constexpr unsigned long INITIAL_CAPACITY = 1024;
     zel::GlobalErrorHandler::doAbort(FILE_NAME, function, "New call failed, OOM");
 }
 
-// Returns a blob of `size` uninitialized bytes. Aborts the process without memory.
+// Returns a blob of `size` uninitialized bytes. Aborts the process if memory is exhausted.
 Blob allocate(unsigned long size, char const* function) {
     auto* const bytes = new (std::nothrow) unsigned char[size];
     if (bytes == nullptr) {
@@ -38,7 +38,7 @@ Blob allocate(unsigned long size, char const* function) {
     }
     Blob blob;
     try {
-        blob.data.reset(bytes);  // frees the bytes itself when it throws
+        blob.data.reset(bytes);  // if this throws, it frees the bytes
     } catch (const std::bad_alloc&) {
         outOfMemory(function);
     }
@@ -46,7 +46,7 @@ Blob allocate(unsigned long size, char const* function) {
     return blob;
 }
 
-// Returns a payload of the blob. Aborts the process without memory for the text of its type.
+// Returns a payload of the blob. Aborts the process if memory for the mime type is exhausted.
 Payload make(Blob&& blob, std::string_view mimeType, char const* function) {
     try {
         return {std::move(blob), std::string(mimeType)};
@@ -63,7 +63,8 @@ Payload copyOf(void const* bytes, unsigned long size, std::string_view mimeType)
     return make(std::move(blob), mimeType, "createFromRaw");
 }
 
-// Sets `out` to the bytes as text. Returns false, with "<failed>", without memory.
+// Sets `out` to the bytes as text. If memory is exhausted, sets `out` to "<failed>" and returns
+// false.
 bool printBytes(const Payload& payload, std::string& out) {
     try {
         payload.getBlob().toString(out);
@@ -74,8 +75,8 @@ bool printBytes(const Payload& payload, std::string& out) {
     }
 }
 
-// Sets `out` to the JSON text of a structured payload. Returns false, with "<failed>", if the
-// payload is malformed.
+// Sets `out` to the JSON text of a structured payload. If the payload is malformed, sets `out` to
+// "<failed>" and returns false.
 bool printStructured(const PayloadFormat& format, const Payload& payload, std::string& out,
                      bool compact) {
     util::serializer::JSONStructuredSerializerOld serializer(compact);
@@ -96,8 +97,8 @@ bool printStructured(const PayloadFormat& format, const Payload& payload, std::s
     return true;
 }
 
-// Sets `out` to the text of a payload of a format that is not opaque. Returns false, with
-// "<failed>", on failure.
+// Sets `out` to the text of a payload of a format that is not opaque. On failure, sets `out` to
+// "<failed>" and returns false.
 bool printContent(const PayloadFormat& format, const Payload& payload, std::string& out,
                   bool compact) {
     return format.isText ? printBytes(payload, out)

@@ -7,8 +7,8 @@
 
 namespace kova::detail {
 
-/// Whether the error storage of the platform counts the errors that its thread records. A device's
-/// own platform need not.
+/// Whether the platform's error storage counts the errors that its thread records. A replacement
+/// platform need not count them.
 template <class Storage, class = void>
 struct CountsErrors : std::false_type {};
 template <class Storage>
@@ -17,8 +17,8 @@ struct CountsErrors<Storage, std::void_t<decltype(std::declval<Storage&>().count
 
 /// The error that the calling thread records between the construction of this object and a failing
 /// call. An error that was recorded before belongs to other code: it is neither shown nor
-/// acknowledged. On a platform that does not count errors, the latest error is taken for that of
-/// the call.
+/// acknowledged. If the platform does not count errors, the latest error is assumed to be the error
+/// of the call.
 template <class Storage>
 class BasicRecordedError {
 public:
@@ -52,7 +52,7 @@ private:
     unsigned long before_;
 };
 
-/// The same for the storage of the calling thread.
+/// A `BasicRecordedError` for the storage of the calling thread.
 class RecordedError : public BasicRecordedError<zel::ErrorStorage> {
 public:
     RecordedError() noexcept : BasicRecordedError(zel::ErrorStorage::current()) {}

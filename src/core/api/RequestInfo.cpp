@@ -8,7 +8,7 @@ namespace kova {
 
 namespace {
 
-// Returns the text of the entry; empty if it is missing or not a string.
+// Returns the text of the entry, or an empty text if the entry is missing or not a string.
 std::string textOf(const Request& request, char const* key) {
     std::string text;
     const bool none = request.getHeaderValue(key).get(text);

@@ -12,8 +12,8 @@ namespace {
 
 using Traits = std::regex_traits<char>;
 
-// Returns the engine's tables of classes and collating names, for the classic locale instead of the
-// locale of the process.
+// Returns the regular-expression engine's tables of classes and collating names. They are those of
+// the classic locale, not those of the process locale.
 const Traits& classicTraits() {
     static const Traits traits = [] {
         Traits made;
@@ -27,10 +27,10 @@ unsigned char byteOf(char c) {
     return static_cast<unsigned char>(c);
 }
 
-// Compiles the expression with the engine, so that the exception has the engine's text. The engine
-// fails at the bracket that `expression` begins with and does not recurse over the rest. It gets
-// wide characters because their order is that of the bytes; the order of `char` depends on the
-// processor.
+// Compiles the expression with the standard library's engine, so that the exception has the
+// engine's text. The engine fails at the first bracket of `expression` and does not recurse over
+// the rest. The characters are wide because their order is then that of the bytes; the order of
+// `char` depends on the processor.
 [[noreturn]] void throwAsEngine(std::string_view expression) {
     std::wstring wide(expression.size(), L'\0');
     std::transform(expression.begin(), expression.end(), wide.begin(),
@@ -136,7 +136,7 @@ bool BracketExpression::readSymbol() {
     if (name.empty()) {
         return false;
     }
-    // The symbol is in the set even if it also begins a range.
+    // Adds the symbol to the set even if it also begins a range.
     readCharacter(name.front());
     set_.set(byteOf(name.front()));
     advance();
@@ -191,7 +191,7 @@ BracketExpression::Token BracketExpression::scan() {
     }
 }
 
-// Reads a name. The name ends at the next `kind`, after which a "]" must follow.
+// Reads a name up to the next `kind`, which a "]" must follow.
 BracketExpression::Token BracketExpression::scanName(Token token, char kind) {
     const std::size_t end = rest_.find(kind, 1);
     if (end == std::string_view::npos || rest_.substr(end + 1, 1) != "]") {

@@ -6,8 +6,8 @@
 
 namespace kova::detail {
 
-/// A parser of one bracket expression, "[...]", that behaves as the standard library's ECMAScript
-/// engine does.
+/// A parser of one bracket expression, "[...]". It behaves like the standard library's ECMAScript
+/// engine.
 ///
 ///     bracket   = "[" ["^"] {item} "]"
 ///     item      = range | character | symbol | "-" | "[:" class ":]" | "[=" collating name "=]"
@@ -15,15 +15,15 @@ namespace kova::detail {
 ///     symbol    = "[." collating name ".]"
 ///     character = any character but "-" and "]"; after a backslash, any character
 ///
-/// A "-" is part of a range where a range is possible; after a class it must be the last item.
+/// A "-" is part of a range wherever a range is possible; after a class it must be the last item.
 /// Classes and collating names are those of the classic locale. A range contains the bytes between
-/// its ends by their values from 0 to 255. The engine does the same where `char` is unsigned: on
-/// AArch64, but not on x86-64.
+/// its ends, ordered by their values from 0 to 255. The engine does the same where `char` is
+/// unsigned: on AArch64, but not on x86-64.
 class BracketExpression {
 public:
-    /// Parses the bracket expression whose "[" directly precedes `rest`. Removes it from `rest` and
-    /// returns its characters. Throws `std::regex_error`, with the engine's text, when it is not
-    /// valid.
+    /// Parses the bracket expression whose "[" directly precedes `rest`. Removes the expression
+    /// from `rest` and returns its characters. Throws `std::regex_error`, with the engine's text,
+    /// if the expression is not valid.
     static CharacterSet read(std::string_view& rest);
 
 private:

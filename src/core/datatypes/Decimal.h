@@ -14,8 +14,8 @@ struct Decimal {
     std::errc error = std::errc();
 };
 
-/// Reads what `std::stol` and its family read in base 10 under the "C" locale, whatever the locale
-/// of the process is: white space, at most one sign, then digits. Ignores the rest of the text.
+/// Reads an integer as `std::stol` does in base 10 under the "C" locale: white space, at most one
+/// sign, then digits. The process locale and the rest of the text are ignored.
 Decimal scanDecimal(std::string_view text) noexcept;
 
 }  // namespace kova::detail

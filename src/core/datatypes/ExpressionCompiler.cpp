@@ -7,10 +7,10 @@
 
 #include "datatypes/BracketExpression.h"
 
-// Groups and brackets are those of the expression, not those of the glob. "[[:w:]" is a complete
-// bracket in a glob; in the expression the bracket continues to the next unescaped "]" and contains
-// the parentheses in between. Therefore the groups of an expression can nest, as deep as the
-// expression is long.
+// Groups and brackets here are those of the expression, which can differ from those of the glob.
+// "[[:w:]" is a complete bracket in a glob. In the expression the bracket continues to the next
+// unescaped "]", and parentheses before it are part of the bracket. Therefore the groups of an
+// expression can nest to any depth.
 
 namespace kova::detail {
 
@@ -102,7 +102,7 @@ void ExpressionCompiler::closeGroup() {
 }
 
 void ExpressionCompiler::endAlternatives() {
-    // The last fork has no further alternative, so both its transitions lead to the next step.
+    // The last fork has no further alternative, so both its branches lead to the next step.
     steps_[group_.fork].operand = group_.fork + 1;
     for (std::uint32_t jump = group_.jump; jump != NONE;) {
         jump = std::exchange(steps_[jump].operand, here());

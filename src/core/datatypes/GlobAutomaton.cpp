@@ -4,17 +4,17 @@
 #include <cstring>
 
 // `reached` is the set of positions that consumed the latest character. `next` is the set of
-// positions that may consume the next one: the union of the follow sets of `reached`. One character
-// is consumed by
+// positions that may consume the next character: the union of the follow sets of `reached`. One
+// character is consumed by
 //
 //     reached = next & mask of the character
 //
 // `next` is computed again only when `reached` changes. The end of the program counts as a position
-// that consumes no character; the text matches if the end is in `next` after the last character.
+// that consumes no character. The text matches if the end is in `next` after the last character.
 //
-// The follow sets are computed in one pass from the end of the program to its beginning, because
-// all transitions lead to later steps. There is one mask for each class of bytes, not for each
-// byte: one class for each byte that the glob names, and one for all others.
+// All transitions lead to later steps, so one pass from the end of the program to its beginning
+// computes all follow sets. The masks are stored for classes of bytes. Each byte that the glob
+// names has a class of its own; all other bytes share one class.
 
 namespace kova::detail {
 
@@ -28,8 +28,8 @@ std::size_t lowestBit(std::uint64_t bits) {
     return static_cast<std::size_t>(__builtin_ctzll(bits));
 }
 
-/// Calls `visit` with each byte that is in the set (`in` is true) or not in the set (`in` is
-/// false).
+/// Calls `visit` with each byte of the set if `in` is true, or with each byte that is not in the
+/// set if `in` is false.
 template <typename Visit>
 void forEach(const CharacterSet& set, bool in, Visit visit) {
     std::array<std::uint64_t, 4> words;
@@ -53,7 +53,8 @@ public:
         masks_[OTHERS] = 0;
     }
 
-    /// Adds the steps [first, last), the last one first. Returns false when there are too many.
+    /// Adds the steps [first, last), beginning with the last step. Returns false if there are too
+    /// many steps.
     bool addAll(GlobStep const* steps, std::size_t first, std::size_t last,
                 View<CharacterSet> sets) {
         const std::size_t count = last - first;
@@ -84,8 +85,8 @@ public:
     static constexpr Word END = 1;
 
 private:
-    /// Adds the step before the step `next`; both are counted from the step `first`. Returns the
-    /// positions that may consume the next character when the program is at the added step.
+    /// Adds the step before the step `next`; both indexes are relative to the step `first`. Returns
+    /// the positions that may consume the next character when the program is at the added step.
     Word add(const GlobStep& step, std::size_t next, std::size_t first, View<CharacterSet> sets) {
         switch (step.kind) {
             case GlobStep::Kind::Literal: {
@@ -119,8 +120,8 @@ private:
         return Word{1} << positions_++;
     }
 
-    /// Returns the class of only this byte, and makes the class if necessary. When all bytes but
-    /// one have their own class, OTHERS is the class of only the last byte.
+    /// Returns the class that contains only this byte. Creates the class if necessary. If 255 of
+    /// the 256 bytes have a class of their own, OTHERS is the class of the remaining byte.
     std::uint8_t ownClass(std::uint8_t byte) {
         if (classOf_[byte] == OTHERS && classes_ < CLASSES) {
             masks_[classes_] = masks_[OTHERS];
@@ -129,8 +130,8 @@ private:
         return classOf_[byte];
     }
 
-    /// Adds the position `bit` to the masks of the bytes of the set. A set that contains the byte
-    /// 255 most likely contains all bytes but a few.
+    /// Adds the position `bit` to the masks of the bytes of the set. If a set contains the byte
+    /// 255, it most likely contains nearly all bytes.
     void addToMasks(const CharacterSet& set, Word bit) {
         if (!set[set.size() - 1]) {
             return forEach(set, true, [&](std::uint8_t byte) { masks_[ownClass(byte)] |= bit; });
@@ -144,7 +145,7 @@ private:
     std::array<std::uint8_t, CLASSES>& classOf_;
     std::size_t positions_ = 0;
     std::size_t classes_ = 1;
-    /// For each step and for the end: the positions that may consume the next character there.
+    /// The positions that may consume the next character, for each step and for the end.
     std::array<Word, MAX_STEPS + 1> reach_;
     std::array<Word, MAX_POSITIONS + 1> follow_;
     std::array<Word, CLASSES> masks_;
@@ -184,7 +185,7 @@ char const* GlobAutomaton::skip(char const* at, char const* end, Word next,
 bool GlobAutomaton::matches(std::string_view text) const noexcept {
     Word const* const follow = words_.data();
     Word const* const masks = follow + masks_;
-    // No character reaches the end, so `reached` never has this value.
+    // The end consumes no character, so `reached` never has this value.
     Word before = Builder::END;
     Word next = start_;
     std::size_t same = 0;  // number of characters in a row that did not change `reached`

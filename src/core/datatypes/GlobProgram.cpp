@@ -14,8 +14,8 @@ bool isEpsilon(const GlobStep& step) {
     return step.kind == GlobStep::Kind::Fork || step.kind == GlobStep::Kind::Jump;
 }
 
-/// Returns the first step that is neither a literal nor a jump or fork to just the next step. Every
-/// match passes through this step, because no earlier step skips it.
+/// Returns the first step that is not a literal and not a fork or jump to the next step. Every
+/// match passes through this step, because no earlier step can skip it.
 std::size_t prefixEnd(View<GlobStep> steps) {
     std::size_t i = 0;
     while (steps[i].kind == GlobStep::Kind::Literal ||
@@ -25,8 +25,8 @@ std::size_t prefixEnd(View<GlobStep> steps) {
     return i;
 }
 
-/// Returns the first of the literals that the program ends with, but no step before the target of a
-/// fork or a jump. So every match passes through all of these literals.
+/// Returns the first step of the literal suffix: the literals at the end of the program after the
+/// last target of a fork or a jump. Every match passes through all of these literals.
 std::size_t suffixBegin(View<GlobStep> steps, std::size_t first) {
     std::size_t last = steps.size() - 1;
     std::size_t lastTarget = first;

@@ -14,13 +14,13 @@ namespace kova::detail {
 /// or, for a `Repeat`, to the step itself. Immutable, so any thread may match with it.
 ///
 /// Literal prefix and suffix are compared directly. The middle runs on `GlobAutomaton`, or on
-/// `NfaSimulation` if the middle is too long for that (more than 63 positions or 255 steps).
+/// `NfaSimulation` if the middle has more than 63 positions or 255 steps.
 class GlobProgram {
 public:
     /// @{
-    /// Copies what it needs of `steps` and `sets`. The last step must be the only `Accept`, and
-    /// every `Fork` and `Jump` must lead to a later step. Throws `std::length_error` when the steps
-    /// between prefix and suffix, with an `Accept`, are more than `NfaSimulation::MAX_STEPS`.
+    /// Copies the steps and sets that it needs. The last step must be the only `Accept`, and every
+    /// `Fork` and `Jump` must lead to a later step. Throws `std::length_error` if the steps between
+    /// prefix and suffix, including an `Accept`, are more than `NfaSimulation::MAX_STEPS`.
     GlobProgram(View<GlobStep> steps, View<CharacterSet> sets);
     GlobProgram(const std::vector<GlobStep>& steps, const std::vector<CharacterSet>& sets);
     /// @}

@@ -5,10 +5,11 @@
 
 namespace kova::detail {
 
-/// The bytes that an expression accepts at one place: bit n stands for the byte n.
+/// The bytes that an expression accepts at one position: bit n stands for the byte n.
 using CharacterSet = std::bitset<256>;
 
-/// One instruction of a compiled glob: what it consumes and which steps may follow.
+/// One instruction of a compiled glob: the characters that it consumes and the steps that may
+/// follow.
 struct GlobStep {
     enum class Kind : std::uint8_t {
         Literal,  ///< consumes `literal`; continues at the next step

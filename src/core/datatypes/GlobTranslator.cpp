@@ -21,10 +21,10 @@ constexpr bool isIn(const std::array<bool, 256>& table, char c) {
     return table[static_cast<unsigned char>(c)];
 }
 
-// The characters that are escaped where they stand for themselves. "|" is not escaped, because it
-// separates alternatives in a glob, too.
+// The literal characters that must be escaped in the expression. "|" is not escaped, because it
+// also separates alternatives in a glob.
 constexpr std::array<bool, 256> ESCAPED = tableOf("^$.?+*\\[]{}()");
-// The characters that are not copied unchanged from the text of a glob or of a group.
+// The characters that are not copied verbatim from a glob or from a group.
 constexpr std::array<bool, 256> SPECIAL = tableOf("^$.?+*\\[]{}(),");
 
 constexpr char const* ANY_TEXT = "(.*)";
@@ -134,8 +134,8 @@ void GlobTranslator::readBracket(char c) {
     }
 }
 
-// Checks only the innermost construct. A group that is still open before a trailing star is an
-// error that the compiler of the expression reports.
+// Checks only the innermost construct. If a group is still open before a trailing star, the
+// compiler of the expression reports the error.
 void GlobTranslator::finish() {
     switch (state_) {
         case GlobToRegexState::Normal:

@@ -19,10 +19,11 @@ namespace detail {
 
 /// A translator of globs into ECMAScript regular expressions for whole paths.
 ///
-/// It does not validate the expression: the glob "[z-a]" has a translation, which does not compile.
+/// It does not validate the expression: it translates the glob "[z-a]", although the translation
+/// does not compile.
 class GlobTranslator {
 public:
-    /// Returns the expression for `glob`. Throws `std::invalid_argument` when the glob is malformed
+    /// Returns the expression for `glob`. Throws `std::invalid_argument` if the glob is malformed
     /// or longer than `PathPatterns::MAX_LENGTH`.
     static std::string translate(std::string_view glob);
 
@@ -45,7 +46,7 @@ private:
 
     std::string expression_;
     GlobToRegexState state_ = GlobToRegexState::Normal;
-    /// The state around the current construct, to which `leave` returns: `Normal` or `Group`. One
+    /// The state outside the current construct, to which `leave` returns: `Normal` or `Group`. One
     /// value is enough because groups do not nest.
     GlobToRegexState enclosing_ = GlobToRegexState::Normal;
 };

@@ -6,10 +6,10 @@
 #include <cstdint>
 #include <utility>
 
-// The active steps are those that the program may be at after the characters so far. They are bits
-// of a set, which is traversed once for each character. Because transitions lead to later steps, a
-// step that is reached without consuming a character comes later in the same traversal, and no step
-// is visited twice.
+// The active steps are the steps at which the program may be after the characters consumed so far.
+// They are bits of a set, which is traversed once for each character. Transitions lead to later
+// steps. Therefore a step that is reached without consuming a character comes later in the same
+// traversal, and no step is visited twice.
 
 namespace kova::detail {
 
@@ -19,9 +19,9 @@ using Word = std::uint64_t;
 
 constexpr std::size_t BITS = 64;
 
-/// The state of one match: the set of active steps `now_` and the set of the steps that are active
-/// after the current character, `next_`. Each has a capacity of WORDS words and uses as many as the
-/// program needs.
+/// The state of one match: the set of active steps `now_`, and the set `next_` of the steps that
+/// are active after the current character. Each set has a capacity of WORDS words and uses only the
+/// words that the program needs.
 template <std::size_t WORDS>
 class Run {
 public:
@@ -44,7 +44,7 @@ public:
     }
 
 private:
-    /// Consumes the character `c`. Returns false when no step is active afterwards.
+    /// Consumes the character `c`. Returns false if no step is active afterwards.
     bool consume(unsigned char c) {
         traverse([this, c](std::size_t index, const GlobStep& step) { advance(index, step, c); });
         std::swap(now_, next_);
@@ -70,8 +70,8 @@ private:
         end_ = std::max(end_, word + 1);
     }
 
-    /// Visits the active steps in order, and those that they reach without consuming a character.
-    /// Leaves `now_` empty.
+    /// Visits the active steps in order, and the steps that they reach without consuming a
+    /// character. Leaves `now_` empty.
     template <typename Visit>
     void traverse(Visit visit) {
         for (std::size_t word = first_; word < end_; ++word) {
@@ -91,7 +91,7 @@ private:
         }
     }
 
-    /// Activates the steps that follow when `step` consumes `c`.
+    /// Activates the steps that follow if `step` consumes `c`.
     void advance(std::size_t index, const GlobStep& step, unsigned char c) {
         switch (step.kind) {
             case GlobStep::Kind::Literal:
@@ -127,7 +127,7 @@ private:
     Word* next_;
 };
 
-/// Not inlined, so that only a program that needs the larger sets uses their stack.
+/// Not inlined, so that the stack for the larger sets is used only by programs that need them.
 template <std::size_t STEPS>
 [[gnu::noinline]] bool run(const std::vector<GlobStep>& steps,
                            const std::vector<CharacterSet>& sets, std::string_view text) {

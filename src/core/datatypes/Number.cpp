@@ -20,8 +20,8 @@ namespace {
 
 constexpr int DIGITS = 6;
 
-// Returns what printf prints under the "C" locale: with "%.6g" for `general`, with "%f" for
-// `fixed`.
+// Returns the text that printf prints under the "C" locale, with "%.6g" for `general` and with "%f"
+// for `fixed`.
 std::string print(double value, std::chars_format form) {
     // A sign, the digits of the largest double, the point and DIGITS digits.
     char buffer[1 + std::numeric_limits<double>::max_exponent10 + 1 + 1 + DIGITS];
@@ -48,15 +48,15 @@ Integer readInteger(const std::string& text) noexcept {
     return {static_cast<long>(bits), std::errc()};
 }
 
-// Returns the "C" locale, which is made once and never freed. Making it allocates nothing and
+// Returns the "C" locale, which is created once and never freed. Creating it allocates nothing and
 // cannot fail.
 locale_t plainLocale() noexcept {
     static const locale_t locale = newlocale(LC_ALL_MASK, "C", nullptr);
     return locale;
 }
 
-// Converts with strtof_l or strtod_l. Sets `error` unless it returns the number. Throws
-// std::out_of_range with the text `name` when the number does not fit.
+// Converts the text with strtof_l or strtod_l. Sets `error` to true on failure. Throws
+// std::out_of_range with the text `name` if the number does not fit.
 template <typename Real>
 Real readReal(const std::string& text, bool& error, Real (*convert)(char const*, char**, locale_t),
               char const* name) {

@@ -8,7 +8,7 @@
 #include "kova/core/PathPatterns.h"
 
 // The members work on a list of parts. The static functions are called for every request, so they
-// read the parts of their text in place; only `insert`, which is rare, builds a `Path`.
+// read the parts directly from their texts. Only `insert`, which is rare, builds a `Path`.
 
 namespace kova {
 
@@ -21,13 +21,13 @@ static_assert(sizeof(unsigned long) == 8, "indexes have 64 bits");
 /// The part that leads to the parent.
 constexpr char const* PARENT = "..";
 
-// Returns the text, or an empty one for a null pointer.
+// Returns the text, or an empty text for a null pointer.
 std::string_view textOrEmpty(char const* text) noexcept {
     return text != nullptr ? std::string_view(text) : std::string_view();
 }
 
-// Returns the position of the part that `index` selects in a path of `count` parts. The position is
-// not less than `count` when the path has no such part.
+// Returns the position of the part that `index` selects in a path of `count` parts. If the path has
+// no such part, the returned position is not less than `count`.
 unsigned long resolveIndex(unsigned long index, unsigned long count) noexcept {
     return index == Path::NPOS ? count - 1 : index;
 }
@@ -57,8 +57,8 @@ bool endsWithSeparator(std::string_view text) noexcept {
     return !text.empty() && text.back() == Path::SEP_CHAR;
 }
 
-// Appends a part that was read from a text, and a "/" before it if `path` needs one. Such a part is
-// not empty and contains no "/".
+// Appends a part that was read from a text, with a "/" before it if `path` needs one. Such a part
+// is not empty and contains no "/".
 void appendPart(std::string& path, std::string_view part) noexcept {
     if (!path.empty() && path.back() != Path::SEP_CHAR) {
         path += Path::SEP_CHAR;
@@ -211,8 +211,8 @@ bool Path::cut(unsigned long index) noexcept {
 
 bool Path::relativize(const std::string& target) noexcept {
     Path relative;
-    // Compares the texts first: a part that contains a "/", which only `insert` makes, equals no
-    // part of the target.
+    // Compares the texts first. Only `insert` creates parts that contain a "/"; they equal no part
+    // of the target.
     if (toString() != target) {
         const std::vector<std::string> goal = split(target);
         const auto [own, other] =
@@ -350,8 +350,8 @@ bool Path::cut(const std::string& path, unsigned long index, std::string& out) n
     return false;
 }
 
-// Does the same as `cut` with `NPOS`, but searches from the end: the look-up of a request calls it
-// for one parent after the other.
+// Does the same as `cut` with `NPOS`, but searches from the end, because routing calls it
+// repeatedly to walk up the parents of a path.
 std::string Path::parent(const std::string& path) noexcept {
     const auto trimmed = [](std::string_view text) {
         return text.substr(0, text.find_last_not_of(SEP_CHAR) + 1);
@@ -409,8 +409,8 @@ std::string Path::replacePattern(const std::string& pattern,
     return replacePattern(pattern, replacement.toString());
 }
 
-// `noexcept` holds because matching uses no regular-expression engine: once the pattern is
-// compiled, nothing can fail, however long the path is.
+// Can be `noexcept` because matching uses no regular-expression engine: it cannot fail after the
+// pattern is compiled, however long the path is.
 bool Path::matches(const std::string& path, const std::string& pattern) noexcept {
     if (path == pattern || pattern == "**") {
         return true;

@@ -7,8 +7,8 @@
 
 namespace kova::detail {
 
-/// A cursor over the parts of a path's text. Copies no part; the text must outlive the cursor and
-/// the parts.
+/// A cursor over the parts of a path's text. It copies no part; the text must outlive the cursor
+/// and the parts.
 class PathReader {
 public:
     explicit PathReader(std::string_view text) noexcept : rest_(text) {}

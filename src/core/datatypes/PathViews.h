@@ -7,35 +7,35 @@
 
 #include "kova/core/Path.h"
 
-/// Operations on the text of a path that copy nothing. Routing does them for every request.
+/// Operations on the text of a path that copy nothing. Routing uses them for every request.
 namespace kova::detail {
 
-/// The path that has no parts and is absolute.
+/// The absolute path without parts.
 inline constexpr std::string_view ROOT_PATH = "/";
 
-/// Returns the path without its trailing separators. The first character is never examined, so
-/// "/", "//" and "a/" are returned unchanged.
+/// Returns the path without its trailing separators. The first character is never examined, so "/",
+/// "//" and "a/" are returned unchanged.
 inline std::string_view withoutTrailingSeparators(std::string_view path) noexcept {
     const std::size_t last = path.find_last_not_of(Path::SEP_CHAR);
     return last == std::string_view::npos || last == 0 ? path : path.substr(0, last + 1);
 }
 
-/// Returns whether a separator follows the first character at the end of the text.
+/// Returns whether the text has a separator at its end, not counting the first character.
 inline bool hasTrailingSeparator(std::string_view path) noexcept {
     return path.size() > 1 && path.back() == Path::SEP_CHAR;
 }
 
-/// Returns whether two separators are next to each other.
+/// Returns whether the path has two adjacent separators.
 inline bool hasEmptySegment(std::string_view path) noexcept {
-    // Eight characters at a time, which overlap by one. Segments are short, so this is faster than
-    // a search for "//".
+    // Compares chunks of eight characters, which overlap by one character. Segments are short, so
+    // this is faster than a search for "//".
     constexpr std::uint64_t EACH = 0x0101010101010101U;
     constexpr std::uint64_t LOW_BITS = 0x7F * EACH;
     for (; path.size() >= sizeof(EACH); path.remove_prefix(sizeof(EACH) - 1)) {
         std::uint64_t characters;
         std::memcpy(&characters, path.data(), sizeof(characters));
         characters ^= Path::SEP_CHAR * EACH;
-        // The highest bit of each byte that is zero now.
+        // The highest bit of each byte that is now zero.
         const std::uint64_t found = ~(((characters & LOW_BITS) + LOW_BITS) | characters | LOW_BITS);
         if ((found & found >> 8U) != 0) {
             return true;
@@ -49,7 +49,8 @@ inline bool hasEmptySegment(std::string_view path) noexcept {
     return false;
 }
 
-/// Returns the parent of a path that `Path::toString` could have made; empty if it has no parent.
+/// Returns the parent of a path in the form of `Path::toString`, or an empty text if it has no
+/// parent.
 inline std::string_view parentPath(std::string_view path) noexcept {
     const std::size_t separator = path.rfind(Path::SEP_CHAR);
     if (separator == std::string_view::npos || path == ROOT_PATH) {
@@ -58,7 +59,7 @@ inline std::string_view parentPath(std::string_view path) noexcept {
     return separator == 0 ? ROOT_PATH : path.substr(0, separator);
 }
 
-/// Returns the same text as `Path::relativize(from, target)`. Inline, because routing does it for
+/// Returns the same text as `Path::relativize(from, target)`. Inline, because routing calls it for
 /// every request.
 inline std::string relativePath(const std::string& from, std::string_view target) noexcept {
     // Fast path, for nearly every request: `from` ends at a segment boundary of the target, and the

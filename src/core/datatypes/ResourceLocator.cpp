@@ -12,13 +12,13 @@ namespace {
 /// The separator between the service path and the resource path.
 constexpr char SERVICE_END = '$';
 
-// Returns the position where the base path of a service path ends and its instance begins, or npos
-// when the service path has no instance.
+// Returns the position where the instance in a service path begins, or npos if the service path has
+// no instance.
 std::size_t findInstance(const std::string& servicePath) {
     return servicePath.find(Path::SEP_CHAR, Path::isAbsolute(servicePath) ? 1 : 0);
 }
 
-// Returns the parts `from` to `to`, or an empty text when one of them does not exist.
+// Returns the parts `from` to `to`, or an empty text if one of them does not exist.
 std::string partsOf(const std::string& path, unsigned long from, unsigned long to) {
     std::string parts;
     const bool failed = Path::subpath(path, from, to, parts);
@@ -112,7 +112,7 @@ std::optional<std::string> ResourceLocator::getServiceInstance() const {
 
 std::string ResourceLocator::getResourcePrefix(unsigned long n) const {
     const unsigned long count = std::min(n, Path::numparts(resourcePath_));
-    // For a count of 0 the last index is Path::NPOS, which selects all parts.
+    // If `count` is 0, the last index is Path::NPOS, which selects all parts.
     return Path::absolute(partsOf(resourcePath_, 0, count - 1));
 }
 

@@ -29,22 +29,22 @@ struct Layout {
     Piece rest{0, 0};
 };
 
-/// The first delimiters before the query and the fragment; `NPOS` for a delimiter that the text
-/// does not have.
+/// The positions of the first delimiters before the query and the fragment. A position is `NPOS` if
+/// the text does not have the delimiter.
 struct Marks {
     std::size_t colon = NPOS;
     std::size_t bracket = NPOS;
 };
 
-// Returns the characters of the piece. All positions are valid: a piece that begins after the end
-// of the text is empty, and a piece whose end is before its beginning extends to the end of the
-// text.
+// Returns the characters of the piece. All positions are valid. A piece that begins after the end
+// of the text is empty. A piece whose end is before its beginning extends to the end of the text.
 std::string_view cut(std::string_view text, const Piece& piece) {
     return piece.from < text.size() ? text.substr(piece.from, piece.to - piece.from)
                                     : std::string_view();
 }
 
-// Finds the delimiters. The search ends at a bracket, because a text with a bracket needs no colon.
+// Finds the delimiters. The search ends at a bracket, because the colon is not used for texts with
+// a bracket.
 Marks findMarks(const std::string& text) {
     Marks marks;
     for (std::size_t i = 0; i < text.size(); ++i) {
@@ -102,8 +102,8 @@ Layout layOut(const std::string& text, std::size_t colon) {
     return layout;
 }
 
-// Returns the end of the scheme of a text with a host in brackets, or nothing when "://" is not
-// where it must be. `bracket` is a position in the text.
+// Returns the end of the scheme of a text with a host in brackets, or nothing if "://" is not at
+// the required position. `bracket` is a position in the text.
 std::optional<std::size_t> findSchemeEnd(const std::string& text, std::size_t bracket,
                                          std::size_t at) {
     if (at != NPOS) {
@@ -129,8 +129,7 @@ bool beginsRest(char c) {
     return c == '/' || c == '?' || c == '#';
 }
 
-// Returns the position of the first character of the port, or `NPOS` when the authority has no
-// port.
+// Returns the position of the first character of the port, or `NPOS` if the authority has no port.
 std::size_t findPort(const std::string& authority, bool ipv6) {
     const std::size_t delimiter = ipv6 ? authority.find("]:") : authority.rfind(':');
     return delimiter == NPOS ? NPOS : delimiter + (ipv6 ? 2 : 1);
@@ -167,7 +166,8 @@ void url::init(const std::string& text) {
     wellFormed_ = false;
     const Marks marks = findMarks(text);
     ipv6_ = marks.bracket != NPOS;
-    // `text` may be one of the fields, so each branch copies it to `text_` before it writes others.
+    // `text` may be a reference to one of the fields. Therefore each branch copies it to `text_`
+    // before it writes other fields.
     if (ipv6_) {
         std::optional<Ipv6Pieces> pieces = parseIpv6(text, marks.bracket);
         if (!pieces) {
@@ -254,7 +254,7 @@ std::string url::hostname(bool stripBrackets) const {
     if (!stripBrackets) {
         return portMark == NPOS ? authority_ : authority_.substr(0, portMark + 1);
     }
-    // Without a port, the last character counts as the closing bracket.
+    // If there is no port, the last character is assumed to be the closing bracket.
     const std::size_t end = portMark == NPOS ? authority_.size() - 1 : portMark;
     return std::string(cut(authority_, {1, end}));
 }

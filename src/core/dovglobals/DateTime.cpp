@@ -11,7 +11,7 @@ namespace {
 
 using dovglobals::DateTime;
 
-/// The text form of `DateTime`. It has no checks of its own: reports name the date or the time.
+/// The text form of `DateTime`. It adds no checks: the type in a report is the date or the time.
 struct DateTimeForm {
     using Value = DateTime;
     using Fields = DateTime;

@@ -19,15 +19,15 @@ struct Digits {
     Number& number;
 };
 
-/// Returns the field `number` with its number of digits. Does not compile for a field that cannot
-/// hold WIDTH digits: reading "256" into 8 bits would store 0.
+/// Returns the field `number` with its number of digits. Does not compile if the field cannot hold
+/// WIDTH digits: reading "256" into 8 bits would store 0.
 template <int WIDTH, typename Number, std::enable_if_t<HOLDS_DIGITS<WIDTH, Number>, bool> = true>
 constexpr Digits<WIDTH, Number> digits(Number& number) noexcept {
     return {number};
 }
 
-/// Writes the number, which must not be negative, with leading zeros up to its width. A wider
-/// number is written completely. Returns the end of the written text.
+/// Writes the number, which must not be negative, with leading zeros up to its width. A number with
+/// more digits is written completely. Returns the end of the written text.
 ///
 /// Printing a date spends most of its time here; fmt takes four times as long.
 template <int WIDTH, typename Number>

@@ -20,9 +20,9 @@ struct EnumRow {
 };
 
 /// The table of the texts of an enumeration, with `COUNT` rows. The number of an enumerator is the
-/// index of its row, and the texts ascend byte by byte. So the text of a value is found by index,
-/// and the value of a text by binary search. A new enumerator must be inserted at the place of its
-/// text, which renumbers the enumerators after it.
+/// index of its row, and the texts are in ascending byte order. Thus the text of a value is found
+/// by index, and the value of a text by binary search. A new enumerator must be inserted in the
+/// order of the texts, which renumbers the enumerators after it.
 template <typename Enum, std::size_t COUNT>
 class EnumTable {
 public:
@@ -31,8 +31,8 @@ public:
     /// Refers to the rows, which must outlive the table.
     explicit constexpr EnumTable(const Row (&rows)[COUNT]) : rows_(rows) {}
 
-    /// Returns whether each row is at the index of its enumerator and the texts ascend. Exactly
-    /// `repeated` texts must be equal to the text before them.
+    /// Returns whether each row is at the index of its enumerator and the texts are in ascending
+    /// order. Exactly `repeated` texts must be equal to the text before them.
     constexpr bool isSorted(std::size_t repeated = 0) const {
         std::size_t repeats = 0;
         for (std::size_t i = 0; i < COUNT; ++i) {
@@ -51,7 +51,7 @@ public:
         return row != nullptr ? std::optional<std::string>(row->text) : std::nullopt;
     }
 
-    /// Returns the first value that has this text, or nothing when no value has it.
+    /// Returns the first value that has this text, or nothing if no value has it.
     std::optional<Enum> value(std::string_view text) const {
         Row const* const row = std::lower_bound(
             std::begin(rows_), std::end(rows_), text,
@@ -60,14 +60,15 @@ public:
                                                            : std::nullopt;
     }
 
-    /// Writes the text of `value` as one string. Returns whether it succeeded. Writes nothing for a
-    /// number outside the enumeration, which is a failure.
+    /// Writes the text of `value` as one string. Returns true on success. For a number outside the
+    /// enumeration, writes nothing and returns false.
     bool writeString(util::serializer::IStructuredSerializer& serializer, Enum value) const {
         Row const* const row = find(value);
         return row != nullptr && !serializer.serializeString(row->text);
     }
 
-    /// Reads a value from one string. Returns whether it succeeded; `value` is unchanged otherwise.
+    /// Reads a value from one string. Returns true on success. Returns false on failure; `value` is
+    /// then unchanged.
     bool readString(util::serializer::IStructuredPullDeserializer& deserializer,
                     Enum& value) const {
         std::string text;

@@ -24,7 +24,8 @@ constexpr Source SOURCE{"src/core/dovglobals/GeoPosition",
                         // Log-processing tools match this name; do not fix the small "p".
                         "struct Geoposition"};
 
-// No text means infinity, so an infinite coordinate is one that was too large.
+// No text denotes infinity. Therefore, if a coordinate is infinite, its text was too large a
+// number.
 constexpr std::tuple CHECKS{
     Check{__LINE__, "the first coordinate being out of the range of a double",
           [](const GeoPosition& position) { return std::isfinite(position.first); }},
@@ -43,7 +44,7 @@ bool scanCoordinate(Scanner& scanner, double& coordinate) {
     return true;
 }
 
-/// Prints what printf prints with "%f" under the "C" locale.
+/// Prints the same text as printf with "%f" under the "C" locale.
 char* printCoordinate(char* out, double coordinate) {
     return std::to_chars(out, out + COORDINATE_SIZE, coordinate, std::chars_format::fixed,
                          FRACTION_DIGITS)

@@ -14,7 +14,7 @@ using dovglobals::RGBA;
 
 constexpr Source SOURCE{"src/core/dovglobals/RGBA", "struct RGBA"};
 
-/// The content of a colour's text. A channel of three digits may exceed 255.
+/// The numbers in the text of a colour. A channel of three digits may exceed 255.
 struct Channels {
     int red = 0;
     int green = 0;
@@ -34,7 +34,7 @@ constexpr std::tuple CHECKS{
           [](const Channels& channels) { return channels.green < 256; }},
     Check{__LINE__, "the Blue value not being between 0 and 255",
           [](const Channels& channels) { return channels.blue < 256; }},
-    // A NaN passes, because the constructor changes it to 0.
+    // NaN passes this check, because the constructor changes it to 0.
     Check{__LINE__, "the Alpha value not being between 0.0 and 1.0", [](const Channels& channels) {
               return !(channels.alpha < 0.0F || channels.alpha > 1.0F);
           }}};

@@ -40,7 +40,7 @@ public:
 
     bool skipOneOf(std::string_view set) noexcept {
         bool found = false;
-        for (const char c : set) {  // faster than a library search in so few characters
+        for (const char c : set) {  // faster than a library search for a few characters
             found = found || (at_ != end_ && *at_ == c);
         }
         at_ += found ? 1 : 0;
@@ -58,7 +58,7 @@ public:
         return at != first;
     }
 
-    /// Reads a number of LEAST to MOST digits; reads as many digits as it can.
+    /// Reads a number of LEAST to MOST digits. Reads as many of these digits as possible.
     template <int LEAST, int MOST, typename Number>
     bool number(Number& out) noexcept {
         static_assert(MOST <= 4 && HOLDS_DIGITS<MOST, Number>);
@@ -73,7 +73,7 @@ public:
         return at - first >= LEAST;
     }
 
-    /// Reads the parts in their order: characters, and `digits` with exactly their width.
+    /// Reads the parts in their order: characters, and `digits` of exactly their width.
     template <typename... Parts>
     bool read(const Parts&... parts) noexcept {
         constexpr std::ptrdiff_t SIZE = (widthOf(static_cast<Parts*>(nullptr)) + ...);
@@ -84,8 +84,8 @@ public:
     }
 
     /// Returns the real number that was read since `first`: an optional sign, then digits with or
-    /// without a point. The number is rounded to the nearest value of the type, down to the
-    /// subnormals and zero; a number that is too large for the type becomes infinite.
+    /// without a point. The number is rounded to the nearest value of the type, which may be a
+    /// subnormal number or zero. A number that is too large for the type becomes infinite.
     template <typename Real>
     Real realSince(char const* first) const noexcept {
         const bool negative = *first == '-';
@@ -100,7 +100,7 @@ public:
 
 private:
     /// Returns 0 if the number that begins at `digits` is too small for the type, and infinity if
-    /// it is too large: then a digit before the point is not 0.
+    /// it is too large. It is too large if a digit before the point is not 0.
     template <typename Real>
     [[gnu::cold]] Real outOfRange(char const* digits) const noexcept {
         char const* const leading = std::find_if(digits, at_, [](char c) { return c != '0'; });

@@ -11,7 +11,7 @@
 #include "util/serializer/IStructuredPullDeserializer.h"
 #include "util/serializer/IStructuredSerializer.h"
 
-/// The operations of all types that have a text. Each type defines its form:
+/// The functions that all types with a text form have. Each type defines its form:
 ///
 ///     struct Form {
 ///         using Value = ...;   // the type
@@ -23,7 +23,7 @@
 ///         static char* print(char* out, const Value&);  // returns the end of the printed text
 ///     };
 ///
-/// A form that contains another form calls its `scan`, `check` and `print`.
+/// A form that contains another form calls the `scan`, `check` and `print` of that form.
 namespace kova::detail {
 
 /// The source file and the type name that the reports of a form contain.
@@ -32,18 +32,17 @@ struct Source {
     char const* type;
 };
 
-/// The reason why a text or its fields are rejected, and the source position of the report.
+/// The reason for which a text or its fields are rejected, and the source position of the report.
 struct Failure {
     Source source;
     int line;
     char const* reason;
 };
 
-/// The reason that is reported for a text of another form.
+/// The reported reason if the text does not have the form.
 constexpr char const* MISMATCH_REASON = "String does not match format from PELU specification";
 
-/// One check of a form: a predicate for the fields, and the reason that is reported when it is
-/// false.
+/// One check of a form: a predicate on the fields, and the reason that is reported if it is false.
 template <typename Holds>
 struct Check {
     int line;
@@ -75,7 +74,7 @@ std::optional<Failure> firstFailure(const Source& source, const Checks& checks,
            failure.reason);
 }
 
-/// Returns `value`. When a check of `fields` fails, reports it and returns nothing instead.
+/// Returns `value`. If a check of `fields` fails, reports the failure and returns nothing instead.
 template <typename Form>
 std::optional<typename Form::Value> create(const typename Form::Fields& fields,
                                            const typename Form::Value& value) {
@@ -86,7 +85,7 @@ std::optional<typename Form::Value> create(const typename Form::Fields& fields,
     return value;
 }
 
-/// Parses the whole of `text`. When it does not match or a check fails, reports one error and
+/// Parses the whole of `text`. If the text does not match or a check fails, reports one error and
 /// returns nothing.
 template <typename Form>
 std::optional<typename Form::Value> parse(std::string_view text) {
@@ -126,7 +125,8 @@ bool writeString(util::serializer::IStructuredSerializer& serializer,
     return !serializer.serializeString(Printed<Form>(value).view());
 }
 
-/// Reads a value from one string. Returns whether it succeeded; `value` is unchanged otherwise.
+/// Reads a value from one string. Returns true on success. Returns false on failure; `value` is
+/// then unchanged.
 template <typename Form>
 bool readString(util::serializer::IStructuredPullDeserializer& deserializer,
                 typename Form::Value& value) {

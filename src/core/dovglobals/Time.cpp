@@ -50,7 +50,7 @@ bool ZoneForm::scan(Scanner& scanner, std::optional<TimeZone>& zone) {
         !scanner.read(digits<2>(hours), ':', digits<2>(minutes))) {
         return false;
     }
-    // The hours have the sign; if they are 0, the minutes have it.
+    // The sign is stored in the hours or, if they are 0, in the minutes.
     zone = TimeZone{static_cast<std::int8_t>(negative ? -hours : hours),
                     static_cast<std::int8_t>(negative && hours == 0 ? -minutes : minutes)};
     return true;

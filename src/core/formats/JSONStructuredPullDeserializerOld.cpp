@@ -2,7 +2,8 @@
 
 namespace util::serializer {
 
-// The base only keeps the address of the member, which is made after it and destroyed before it.
+// The base stores only the address of the member. The member is constructed after the base and
+// destroyed before it.
 JSONStructuredPullDeserializerOld::JSONStructuredPullDeserializerOld()
     : PullFromPushDeserializer(&source_) {}
 

@@ -26,7 +26,7 @@ IStructuredSerializer* createJsonSerializer() {
     return new (std::nothrow) util::serializer::JSONStructuredSerializerOld(COMPACT);
 }
 
-// Returns a reader of a `Source` that was just made, or null if memory was exhausted.
+// Returns a reader of a `Source` that was just created, or null if memory was exhausted.
 template <typename Source, typename Reader>
 IStructuredPullDeserializer* direct(Reader* reader) {
     if (reader != nullptr) {
@@ -53,7 +53,8 @@ IStructuredSerializer* createBinarySerializer() {
 
 IStructuredPullDeserializer* createBinaryDeserializer() {
     auto source = std::make_unique<AXOBinStructuredPushDeserializer>(Endianess::Big);
-    // Without memory for the object its constructor does not run, and the source stays here.
+    // If memory for the object is exhausted, its constructor does not run, and this function still
+    // owns the source.
     return direct<AXOBinStructuredPushDeserializer>(
         new (std::nothrow) serializer::OwningPullFromPushDeserializer(std::move(source)));
 }

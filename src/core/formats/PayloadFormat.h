@@ -14,28 +14,28 @@ class IStructuredSerializer;
 
 namespace kova::detail {
 
-/// What the framework knows about the payloads of one mime type.
+/// The properties of the payloads of one mime type.
 ///
-/// The formats are one constant table, which any thread may use. A new format is a row in
-/// PayloadFormat.cpp, its codec, and their tests.
-// NOLINTNEXTLINE(clang-analyzer-optin.performance.Padding): in the order of the columns
+/// The formats are one constant table, which any thread may use. A new format needs a row in
+/// PayloadFormat.cpp, a codec, and tests. NOLINTNEXTLINE(clang-analyzer-optin.performance.Padding):
+/// in the order of the columns
 struct PayloadFormat {
     /// The number of the mime type.
     mimetypes::MimeTypeID id;
     /// The mime type.
     char const* name;
-    /// Whether the interface translates between number and name.
+    /// Whether the public functions convert between number and name.
     bool isTranslated;
-    /// Whether the bytes are text. A format that neither is text nor has a `replay` is opaque.
+    /// Whether the bytes are text. A format is opaque if it neither is text nor has a `replay`.
     bool isText;
-    /// Replays a structured payload into a serializer. Returns true on success. Null for a format
-    /// whose payloads are not converted to JSON.
+    /// Replays a structured payload into a serializer. Returns true on success. Null if payloads of
+    /// the format are not converted to JSON.
     bool (*replay)(util::ByteBufferReader& reader, util::serializer::IStructuredSerializer& target);
-    /// Returns a new writer of such payloads, or null without memory. Null for a format that has no
-    /// writer.
+    /// Returns a new serializer, or null if memory is exhausted. Null if the format has no
+    /// serializer.
     util::serializer::IStructuredSerializer* (*createSerializer)();
-    /// Returns a new reader of such payloads, or null without memory. Null for a format that has no
-    /// reader.
+    /// Returns a new deserializer, or null if memory is exhausted. Null if the format has no
+    /// deserializer.
     util::serializer::IStructuredPullDeserializer* (*createDeserializer)();
 
     /// Returns the format with this number or name, or null.

@@ -9,8 +9,8 @@
 #include "util/config/JSONParser.h"
 #include "util/serializer/PullFromPushDeserializer.h"
 
-/// What the core does with value trees, by the operations that every platform has.
-/// `formats/Trees.h` chooses between these functions and those of the platform in use.
+/// The core's access to value trees through the functions that every platform has.
+/// `formats/Trees.h` chooses between these functions and faster ones of the platform.
 namespace kova::detail::plaintrees {
 
 /// Deletes a node unless it is one of the shared nodes.
@@ -22,8 +22,8 @@ inline void destroy(util::config::Value* value) {
     }
 }
 
-/// Adds `value` under the key, in place of the value of a present key. Takes ownership of `value`.
-/// Returns true on failure: `value` is null, or the key holds a zero byte.
+/// Adds `value` under the key, or replaces the value of an existing key. Takes ownership of
+/// `value`. Returns true on failure: if `value` is null or the key contains a zero byte.
 inline bool add(util::config::Dictionary& dictionary, const std::string& key,
                 util::config::Value* value) {
     if (value == nullptr) {
@@ -41,7 +41,7 @@ inline bool add(util::config::Dictionary& dictionary, const std::string& key,
     return false;
 }
 
-/// Appends `value` and takes ownership of it. Returns true on failure: `value` is null.
+/// Appends `value` and takes ownership of it. Returns true on failure: if `value` is null.
 inline bool add(util::config::Array& array, util::config::Value* value) {
     if (value == nullptr) {
         return true;
@@ -50,7 +50,7 @@ inline bool add(util::config::Array& array, util::config::Value* value) {
     return false;
 }
 
-/// Ignored: a hint that `count` elements are going to be in the array.
+/// Does nothing: every platform has this hint, but not every platform can use it.
 inline void reserve(util::config::Array& /*array*/, unsigned long /*count*/) {}
 
 /// Destroys all children.
@@ -84,7 +84,7 @@ inline double number(const util::config::Value& node) {
 }
 
 /// @{
-/// Returns the position of the first field of a dictionary, or that behind the last one.
+/// Returns the position of the first field of a dictionary, or the position after the last field.
 inline auto begin(const util::config::Dictionary& dictionary) {
     return dictionary.begin();
 }
@@ -98,15 +98,15 @@ inline unsigned long size(const util::config::Array& array) {
     return array.arraySize();
 }
 
-/// Returns the element of an array at an index below its size.
+/// Returns the element of an array at `index`, which must be less than its size.
 inline const util::config::Value& element(const util::config::Array& array, unsigned long index) {
     return array[index];
 }
 
-/// The text of a string node, which outlives this object.
+/// The text of a string node, which must outlive this object.
 class Text {
 public:
-    /// Throws `std::bad_alloc` if memory is exhausted.
+    /// Copies the text. Throws `std::bad_alloc` if memory is exhausted.
     explicit Text(const util::config::Value& string) { static_cast<void>(string.get(text_)); }
     /// Returns the text. The view is valid as long as this object.
     std::string_view view() const { return text_; }
@@ -115,19 +115,19 @@ private:
     std::string text_;
 };
 
-/// Parses a JSON text; a zero byte is part of it, and no JSON text has one.
+/// Parses a JSON text. A zero byte does not end the text; it is a syntax error.
 inline bool parse(util::config::JSONParser& parser, const std::string& text,
                   util::config::Dictionary** dictionary, util::config::Array** array) {
     return text.find('\0') != std::string::npos ||
            parser.parseString(text.c_str(), dictionary, array);
 }
 
-/// Lets a reader use shorter code paths. Here it has none.
+/// Enables the shorter code paths of a reader. Does nothing here: they need util/TreeExtensions.h.
 template <typename Source>
 void readDirectly(util::serializer::PullFromPushDeserializer& /*reader*/) noexcept {}
 
-/// Reads the rest of the container that was begun, without walking its entries, and returns whether
-/// that failed. Here it returns nothing: the caller walks the entries.
+/// Returns nothing: the caller must read the entries one by one. A platform with
+/// util/TreeExtensions.h reads the rest of the open container instead, and returns true on failure.
 template <typename Container>
 std::optional<bool> readRest(util::serializer::IStructuredPullDeserializer& /*reader*/,
                              Container& /*out*/) {

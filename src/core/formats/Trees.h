@@ -1,8 +1,8 @@
 #pragma once
 
-// The only place where the core uses more of a platform than every platform has: with the optional
-// header util/TreeExtensions.h, a platform replaces the functions of PlainTrees.h by faster ones
-// with the same names and results.
+// Only this header uses more of a platform than every platform has. A platform with the optional
+// header util/TreeExtensions.h replaces the functions of PlainTrees.h by faster ones with the same
+// names and results.
 
 #if __has_include("util/TreeExtensions.h")
 #include "util/TreeExtensions.h"

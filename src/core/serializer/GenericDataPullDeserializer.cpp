@@ -7,9 +7,9 @@
 
 #include "util/config/Scalars.h"
 
-// The stack has one frame for the root and one for each field and element that was begun and not
-// ended. Every operation works on the frame on top. A frame's position says how far its node was
-// read: not entered, at an entry or element, or consumed.
+// The stack has one frame for the root and one for each open field and element. Every function
+// works on the top frame. The position in a frame states how far its node was read: not entered, at
+// an entry or element, or consumed.
 
 namespace kova::serializer {
 
@@ -18,7 +18,7 @@ using util::serializer::EntryType;
 
 namespace {
 
-/// Returns the value of a leaf of the right kind.
+/// Returns the value of a leaf, or nothing if the leaf is of another kind.
 template <typename T>
 T valueOf(const Value& leaf) noexcept {
     T value{};
@@ -35,7 +35,7 @@ bool copy(const Value& leaf, std::string& out) noexcept {
     }
 }
 
-/// Copies the text. Returns true, with `out` unchanged, if memory is exhausted.
+/// Copies the text. Returns true if memory is exhausted; `out` is then unchanged.
 bool assign(std::string& out, std::string_view text) noexcept {
     try {
         out = text;
@@ -45,8 +45,8 @@ bool assign(std::string& out, std::string_view text) noexcept {
     }
 }
 
-/// Returns the float truncated towards zero, the nearest limit if it is outside the target's range,
-/// or 0 for NaN.
+/// Returns the float truncated towards zero. Returns the nearest limit if the float is outside the
+/// target's range, or 0 for NaN.
 template <typename Target>
 Target convert(double value) noexcept {
     if constexpr (std::is_floating_point_v<Target>) {
@@ -66,7 +66,8 @@ Target convert(double value) noexcept {
     }
 }
 
-/// Reads the node with the value tree's getter for `Read` and stores `make` of the value.
+/// Reads the node with the value tree's getter for `Read`, converts the value with `make` and
+/// stores the result.
 template <typename Read, typename Number, typename Make>
 bool read(const Value& node, Number& out, Make make) noexcept {
     Read value{};
@@ -77,7 +78,7 @@ bool read(const Value& node, Number& out, Make make) noexcept {
     return failed;
 }
 
-/// Reads an integer node as `Integer`, converts a float node to `Float`, and casts that.
+/// Reads an integer node as `Integer`. Converts a float node to `Float` and casts the result.
 template <typename Integer, typename Float, typename Number>
 bool readNumber(Value const* node, Number& out) noexcept {
     if (node == nullptr) {
@@ -211,8 +212,8 @@ bool GenericDataPullDeserializer::endStruct() noexcept {
     return false;
 }
 
-/// Returns the position of the next field of the struct on top, or null at its end and if no struct
-/// is on top.
+/// Returns the position of the next field of the top struct. Returns null at its end, or if the top
+/// frame is not a struct.
 auto GenericDataPullDeserializer::currentField() const noexcept -> Fields const* {
     if (!atDictionary()) {
         return nullptr;
@@ -349,7 +350,8 @@ util::serializer::Entry const* GenericDataPullDeserializer::getNextEntry() noexc
     return &entry_;
 }
 
-/// Fails only if memory is exhausted: an operation is announced only if it is possible.
+/// Consumes the entry that `peekNextEntry` returned. It can always be consumed, so this fails only
+/// if memory is exhausted.
 bool GenericDataPullDeserializer::consume(EntryType announced) noexcept {
     switch (announced) {
         case EntryType::End:
@@ -379,7 +381,7 @@ bool GenericDataPullDeserializer::consume(EntryType announced) noexcept {
 
 // The getters: conversions from a leaf to the requested type.
 
-/// Consumes the node on top, even if the read fails then. Returns null if nothing was begun.
+/// Consumes the top node, even if the read fails afterwards. Returns null if nothing is open.
 Value const* GenericDataPullDeserializer::readLeaf() noexcept {
     if (frames_.empty()) {
         return nullptr;

@@ -16,8 +16,8 @@
 #include "util/serializer/IStructuredPullDeserializer.h"
 #include "util/serializer/IStructuredSerializer.h"
 
-// Writes and reads value trees with a stack of open containers instead of recursion: a tree built
-// in memory may be deeper than a thread's stack allows.
+// Writes and reads value trees with a stack of open containers instead of recursion. A tree that is
+// built in memory may be deeper than a thread's stack allows.
 
 namespace kova::serializer {
 
@@ -43,7 +43,7 @@ class TreeWriter {
 public:
     explicit TreeWriter(IStructuredSerializer& serializer) : serializer_(serializer) {}
 
-    /// Writes the tree. Ends every container that was begun, also after a failure. Returns true on
+    /// Writes the tree. Ends every container that was begun, even after a failure. Returns true on
     /// failure, like the serializer.
     bool write(const Value& root) {
         bool failed = begin(root);
@@ -60,7 +60,7 @@ public:
 private:
     using Fields = decltype(std::declval<const Value&>().begin());
 
-    /// A container that was begun, and the position of its next child: an entry or an element.
+    /// An open container, and the position of its next child: an entry or an element.
     struct Open {
         explicit Open(const Dictionary& dictionary)
             : field(trees::begin(dictionary)), lastField(trees::end(dictionary)) {}
@@ -113,7 +113,8 @@ private:
         return serialize(serializer_, *child) || endChild();
     }
 
-    /// Ends the container on top and, unless a call failed, the field or element that it is in.
+    /// Ends the top container. If no call has failed, also ends the field or element that contains
+    /// it.
     bool end(bool failed) {
         const bool endFailed =
             open_.back().isStruct() ? serializer_.endStruct() : serializer_.endArray();
@@ -174,8 +175,8 @@ public:
     }
 
 private:
-    /// A container that is being filled: the root, which is borrowed, or one that is added to its
-    /// parent when it is complete.
+    /// A container that is being filled. The root is borrowed. Every other container is added to
+    /// its parent when it is complete.
     struct Open {
         std::unique_ptr<Value> owned;
         Value* container;
@@ -214,8 +215,8 @@ private:
     }
 
     /// Returns whether the entry is a failure: the end of the data inside a container, or a typed
-    /// array. The other entries that reach this function, begins of elements and ends of fields and
-    /// elements, are ignored.
+    /// array. Other entries, such as begins of elements and ends of fields and elements, are
+    /// ignored.
     static bool isFailure(EntryType type) {
         return type <= EntryType::End ||
                (type >= EntryType::NullArray && type <= EntryType::Failure);

@@ -13,7 +13,7 @@ namespace kova::serializer {
 
 namespace {
 
-/// Returns the result of `operation`, or failure if memory is exhausted.
+/// Returns the result of `operation`. Returns true (failure) if memory is exhausted.
 template <typename Operation>
 bool guarded(Operation operation) {
     try {
@@ -23,7 +23,7 @@ bool guarded(Operation operation) {
     }
 }
 
-/// Reads a string and returns the result of `use` for it.
+/// Reads a string, calls `use` with it and returns the result.
 template <typename Use>
 bool readText(IStructuredPullDeserializer& deserializer, Use use) {
     return guarded([&] {

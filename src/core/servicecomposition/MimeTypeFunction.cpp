@@ -8,7 +8,8 @@ namespace kova {
 
 namespace {
 
-// Made on first use, so that it may be set before the static objects of this library exist.
+// Created on first use, so that it can be set before the static objects of this library are
+// constructed.
 std::function<std::string(const Request&)>& current() {
     static auto* const func = new std::function<std::string(const Request&)>();
     return *func;

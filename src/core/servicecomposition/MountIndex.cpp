@@ -23,7 +23,7 @@ std::uint64_t mixed(std::uint64_t hash, std::uint64_t word) noexcept {
     return hash ^ hash >> 32U;
 }
 
-// Returns the bytes of a text of up to seven characters, of which some may occur twice.
+// Returns a word with the bytes of a text of up to seven characters. Some bytes may occur twice.
 std::uint64_t shortWord(std::string_view text) noexcept {
     constexpr std::size_t HALF = sizeof(std::uint32_t);
     if (text.size() >= HALF) {
@@ -37,7 +37,7 @@ std::uint64_t shortWord(std::string_view text) noexcept {
     return word;
 }
 
-// The mounts are the service's own, so the hash needs no secret: a request cannot make the table
+// The service chooses the mount paths, so the hash needs no secret: a request cannot make a look-up
 // slower than the longest run of occupied slots.
 std::uint64_t hashOf(std::string_view text) noexcept {
     constexpr std::size_t WORD = sizeof(std::uint64_t);

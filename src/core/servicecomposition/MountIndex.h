@@ -16,16 +16,16 @@ namespace kova::detail {
 /// full.
 ///
 /// Among 1 000 mounts a look-up takes a third of the time of `std::unordered_map`, whose hash
-/// function is not inline and whose entries are nodes. The table borrows the mounts. It does not
-/// change until `clear`, so any thread may search it without a lock.
+/// function is not inline and whose entries are separate nodes. The table borrows the mounts. It
+/// does not change until `clear`, so any thread may search it without a lock.
 class MountIndex {
 public:
     /// A mount path and its handler.
     using Mount = std::map<std::string, std::unique_ptr<IResourceHandler>>::value_type;
 
-    /// Constructs an index that finds nothing.
+    /// Constructs an empty index.
     MountIndex() : MountIndex(std::vector<const Mount*>()) {}
-    /// Constructs the index of these mounts, whose paths differ.
+    /// Constructs the index of these mounts, whose paths must differ.
     explicit MountIndex(const std::vector<const Mount*>& mounts);
 
     /// Returns the mount at exactly this path, or null.
@@ -40,9 +40,9 @@ private:
         const Mount* mount = nullptr;
     };
 
-    /// A power of two, so that the high bits of a hash are the number of a slot.
+    /// The size is a power of two, so that the high bits of a hash are the index of a slot.
     std::vector<Slot> slots_;
-    /// The number of the low bits of a hash that are not used.
+    /// The number of low bits of a hash that are not used.
     unsigned shift_;
 };
 

@@ -20,8 +20,8 @@ MountTable::MountTable(Handlers&& handlers) : handlers_(std::move(handlers)) {
 }
 
 const MountTable::Mount* MountTable::at(std::string_view path) const noexcept {
-    // Hashing a path that is longer than every mount path would be wasted, and quadratic over all
-    // ancestors of a path.
+    // A path longer than every mount path is not hashed. Hashing all ancestors of a long path would
+    // take quadratic time.
     return path.size() <= longest_ ? index_.find(path) : nullptr;
 }
 
@@ -30,8 +30,8 @@ const MountTable::Mount* MountTable::find(std::string_view path) const noexcept 
     if (const Mount* const mount = at(text)) {
         return mount;
     }
-    // Prefixes longer than the longest mount cannot match. Skipping them is 33 % faster among 10
-    // mounts, and makes the time independent of the length of the path.
+    // Prefixes longer than the longest mount path cannot match. Skipping them is 33 % faster among
+    // 10 mounts, and makes the time independent of the length of the path.
     const bool isOpen = hasTrailingSeparator(text);
     const std::string_view head = isOpen ? text : text.substr(0, longest_ + 1);
     if (isOpen || hasEmptySegment(head)) {

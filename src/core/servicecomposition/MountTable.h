@@ -12,7 +12,8 @@
 
 namespace kova::detail {
 
-/// The resource handlers of a service by mount path, and the search for the one that serves a path.
+/// The resource handlers of a service by mount path. The table finds the handler that serves a
+/// path.
 ///
 /// The table does not change until `clear`, so any thread may search it without a lock.
 class MountTable {
@@ -29,15 +30,14 @@ public:
     /// Returns the mount at exactly this path, or null. The empty text is never a mount.
     const Mount* at(std::string_view path) const noexcept;
 
-    /// Returns the mount at the path, or else at its nearest ancestor, or else null. The path
-    /// itself is looked up verbatim but for trailing separators, its ancestors as those of the
-    /// normalized path.
+    /// Returns the mount at the path or at its nearest ancestor, or null. The path itself is looked
+    /// up verbatim, except for trailing separators. The ancestors are those of the normalized path.
     const Mount* find(std::string_view path) const noexcept;
 
     /// Returns the mount paths in ascending order.
     std::vector<std::string> paths() const;
 
-    /// Destroys the handlers. They may use the table meanwhile, which no longer finds a mount.
+    /// Destroys the handlers. Their destructors may search the table, which is then empty.
     void clear() noexcept;
 
 private:

@@ -11,11 +11,11 @@ namespace kova::detail {
 
 /// The pending requests of a service, by service handle.
 ///
-/// Any thread may use it. The mutex guards the table alone and is never held while other code is
+/// Any thread may use it. The mutex guards only the table and is never held while other code is
 /// called.
 class PendingRequests {
 public:
-    /// What is needed to cancel a request. The handler is borrowed.
+    /// The data that is needed to cancel a request. The handler is borrowed.
     struct Entry {
         void* resourceHandle;
         IResourceHandler* handler;
@@ -23,17 +23,17 @@ public:
     /// Entries by service handle.
     using Table = std::map<void*, Entry>;
 
-    /// Stores the entry of a resource handle and its handler. An entry that the service handle
-    /// already has is kept.
+    /// Stores a resource handle and its handler under the service handle. Does not replace an
+    /// existing entry of the service handle.
     void add(void* serviceHandle, void* resourceHandle, IResourceHandler* handler);
-    /// Removes the entry of the handle. Returns whether there was one.
+    /// Removes the entry of the handle. Returns whether there was an entry.
     bool remove(void* serviceHandle) noexcept {
         // Fast path: a request that is answered inside its handler is not stored yet. While no
-        // request is stored, threads do not wait for each other: two threads would take twice the
-        // time.
+        // request is stored, the mutex is not locked. Otherwise two threads would wait for each
+        // other and take twice the time.
         return mayHoldEntries_.load(std::memory_order_acquire) && take(serviceHandle).has_value();
     }
-    /// Removes and returns the entry of the handle, if there is one.
+    /// Removes and returns the entry of the handle, if it exists.
     std::optional<Entry> take(void* serviceHandle) noexcept;
     /// Removes and returns all entries.
     Table takeAll() noexcept;
@@ -41,10 +41,11 @@ public:
 private:
     osal::Mutex mutex_{false};
     Table table_;
-    /// The node that the next entry reuses. While one request at a time is pending, no entry is
-    /// allocated, which saves a sixth of the time of a request that is answered later.
+    /// A node for the next entry. While only one request at a time is pending, the node is reused
+    /// and no entry is allocated. This saves a sixth of the time of a request that is answered
+    /// later.
     Table::node_type spare_;
-    /// False only while the table is empty and no thread is adding to it. Read without the mutex.
+    /// False only if the table is empty and no thread is adding an entry. Read without the mutex.
     std::atomic<bool> mayHoldEntries_{false};
 };
 

@@ -31,7 +31,7 @@ constexpr detail::SourcePosition UNREADABLE_BODY{FILE_NAME, 74};
 const ::tracing::Channel channel("KOVA_CLIENT_ROOTACCESSOR", ::tracing::Channel::SILENT,
                                  ::tracing::Channel::SHARED);
 
-// Reads one array of strings. Returns whether that succeeded.
+// Reads one array of strings. Returns true on success.
 bool readNames(util::serializer::IStructuredPullDeserializer& deserializer, Names& names) {
     if (deserializer.beginArray()) {
         return false;
@@ -46,7 +46,7 @@ bool readNames(util::serializer::IStructuredPullDeserializer& deserializer, Name
     return !deserializer.endArray();
 }
 
-// Returns the list in the payload, or reports an error and returns nothing.
+// Returns the list of names in the payload. On failure, reports an error and returns nothing.
 std::optional<Names> namesIn(const Payload& payload) {
     const std::string& mimeType = payload.getMimeType();
     const std::unique_ptr<util::serializer::IStructuredPullDeserializer> deserializer(
@@ -82,8 +82,8 @@ bool deliver(const Response& response, IResponseHandler<Names>& receiver) noexce
     return !names || receiver.onNext(*names);
 }
 
-// Each call keeps the receiver alive: aborting the tracking inside the call destroys the function.
-// NOLINTBEGIN(performance-unnecessary-copy-initialization)
+// Each call keeps the receiver alive, because aborting the tracking inside the call destroys the
+// function. NOLINTBEGIN(performance-unnecessary-copy-initialization)
 std::unique_ptr<IResponseHandler<Response>> wrap(const Receiver& receiver) {
     return std::make_unique<responsehandlers::FuncResponseHandler<Response>>(
         [receiver](const Response& response) {

@@ -18,13 +18,13 @@ namespace {
 
 constexpr unsigned long INITIAL_CAPACITY = 1024;
 
-// Writes one element of an array. Returns whether that succeeded.
+// Writes one element of an array. Returns true on success.
 bool serializeName(util::serializer::IStructuredSerializer& serializer, const std::string& name) {
     return !serializer.beginElement() && !serializer::serialize(serializer, name) &&
            !serializer.endElement();
 }
 
-// Writes the names as one array. Returns whether that succeeded.
+// Writes the names as one array. Returns true on success.
 bool serializeNames(util::serializer::IStructuredSerializer& serializer,
                     const std::vector<std::string>& names) {
     return !serializer.beginArray() &&
@@ -33,7 +33,7 @@ bool serializeNames(util::serializer::IStructuredSerializer& serializer,
            !serializer.endArray();
 }
 
-// Writes a whole payload. Returns whether that succeeded; reports a mime type without serializer.
+// Writes a whole payload. Returns true on success. Reports a mime type that has no serializer.
 bool serializeNames(const std::string& mimeType, const std::vector<std::string>& names,
                     util::ByteBufferWriter& writer) {
     const std::unique_ptr<util::serializer::IStructuredSerializer> serializer(

@@ -6,8 +6,8 @@
 namespace kova::detail {
 
 inline bool ServiceResponseHandler::terminates(char const* event) noexcept {
-    // Both checks are needed: a trace sink that sends an event from within the first trace leaves
-    // the second flag set.
+    // Both checks are needed. If a trace sink sends an event while the first trace is written, the
+    // second flag is set.
     if (refuseTermination(filterTerminated_, event) ||
         refuseTermination(actionTerminated_, event)) {
         return false;
@@ -17,7 +17,7 @@ inline bool ServiceResponseHandler::terminates(char const* event) noexcept {
 }
 
 bool ServiceResponseHandler::onNext(const Response& value) {
-    // The other flag is never set without this one.
+    // `actionTerminated_` is set only if `filterTerminated_` is set.
     if (refuseNext(filterTerminated_)) {
         return true;
     }

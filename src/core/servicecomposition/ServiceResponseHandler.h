@@ -13,14 +13,14 @@ class StaticComposedKovaServiceImpl;
 
 namespace detail {
 
-/// The response handler that a composed service passes to a resource handler: a
-/// `FilteringResponseHandler` around a `DoOnTerminationResponseHandler` around the client's
-/// response handler, in one object.
+/// The response handler that a composed service passes to a resource handler. It combines in one
+/// object a `FilteringResponseHandler`, a `DoOnTerminationResponseHandler` and the client's
+/// response handler.
 ///
-/// Behaves exactly as the two: it drops values after the shutdown, and calls
+/// It behaves exactly like the separate wrappers: it discards values after the shutdown, and calls
 /// `StaticComposedKovaServiceImpl::requestDone` before it forwards the terminating event. It has
-/// both termination flags, so each event writes the traces of both. One allocation instead of two
-/// makes a request that is answered at once a quarter faster.
+/// the termination flags of both wrappers, so each event writes the traces of both. One allocation
+/// instead of two makes a request that is answered at once a quarter faster.
 class ServiceResponseHandler final : public IResponseHandler<Response> {
 public:
     /// `service` and `shutdown` must outlive the handler. The handle of the request is the address
@@ -35,7 +35,8 @@ public:
     void onCompleted() noexcept override;
 
 private:
-    /// Returns whether a terminating event must be forwarded. If so, the request is done.
+    /// Returns whether a terminating event must be forwarded. If so, removes the entry of the
+    /// request.
     bool terminates(char const* event) noexcept;
 
     StaticComposedKovaServiceImpl& service_;

@@ -25,7 +25,7 @@ constexpr char const* FILE_NAME = "src/core/servicecomposition/StaticComposedKov
 // Fixed by the interface.
 constexpr detail::SourcePosition UNKNOWN_PATH{FILE_NAME, 121};
 
-// Traces the steps of a search that has returned `found`: the paths that were tried.
+// Traces the paths that a search tried before it returned `found`.
 void traceSearch(const std::string& path, MountTable::Mount const* found) {
     const std::string normalized = Path(path).toString();
     std::string_view tried = detail::withoutTrailingSeparators(path);
@@ -49,8 +49,8 @@ void rejectUnknownPath(const std::string& path, IResponseHandler<Response>& hand
     error.acknowledge();
 }
 
-// What the traces of a request show once its handler has returned. A copy, because the caller may
-// change or destroy the request in a callback.
+// The data of a request for the trace after its handler has returned. It is a copy, because the
+// caller may change or destroy the request in a callback.
 class TracedRequest {
 public:
     TracedRequest(const Request& request, std::string_view normalizedPath)
@@ -91,8 +91,8 @@ StaticComposedKovaServiceImpl::StaticComposedKovaServiceImpl(Handlers&& handlers
 StaticComposedKovaServiceImpl::~StaticComposedKovaServiceImpl() {
     rootHandler_.reset();
     pending_->takeAll();
-    // The table of pending requests outlives the handlers, which may terminate requests while they
-    // are destroyed.
+    // The table of pending requests is destroyed after the handlers, because their destructors may
+    // terminate requests.
     mounts_->clear();
 }
 
@@ -138,7 +138,7 @@ void* StaticComposedKovaServiceImpl::delegateRequest(IResourceHandler* handler,
         *this, shutdown_, std::move(responseHandler));
 
     const std::string_view path = detail::withoutTrailingSeparators(request.getPath());
-    // Not an optional: clearing its storage costs 4 % of a request that is not traced.
+    // Not a `std::optional`: its initialization costs 4 % of a request that is not traced.
     const auto traced =
         serviceChannel.isEnabled(2) ? std::make_unique<TracedRequest>(request, path) : nullptr;
     // Neither the request nor the view of its path is read after this call.
@@ -153,8 +153,8 @@ void* StaticComposedKovaServiceImpl::delegateRequest(IResourceHandler* handler,
     if (traced) {
         traced->traceStored(serviceHandle, resourceHandle, handler);
     }
-    // Stored after the handler has returned: the entry of a request that was terminated inside it
-    // stays until it is cancelled or the service is shut down.
+    // Stored after the handler has returned. If the request was terminated inside the handler, its
+    // entry therefore stays until it is cancelled or the service is shut down.
     pending_->add(serviceHandle, resourceHandle, handler);
     return serviceHandle;
 }
@@ -188,7 +188,8 @@ void StaticComposedKovaServiceImpl::cancelRequest(void* handle) noexcept {
 void StaticComposedKovaServiceImpl::shutdown() {
     shutdown_ = true;
     const detail::PendingRequests::Table cancelled = pending_->takeAll();
-    // An exception ends the process: otherwise the remaining requests would never be cancelled.
+    // An exception ends the process. Otherwise it would prevent the cancellation of the remaining
+    // requests.
     const auto cancelAll = [&cancelled]() noexcept {
         for (const auto& [serviceHandle, entry] : cancelled) {
             entry.handler->cancelRequest(entry.resourceHandle);

@@ -5,9 +5,9 @@
 #include "api/Report.h"
 #include "osal/AlarmTimer.h"
 
-// The callback reads `interval_` and `periodic_`, while `start` and `stop` write them on other
-// threads. No lock is needed: `start` and `stop` disarm the alarm first, so no callback is running
-// when they write.
+// The callback reads `interval_` and `periodic_`, which `start` and `stop` write on other threads.
+// No lock is needed: `start` and `stop` disarm the alarm first, so no callback is running when they
+// write.
 
 namespace kova {
 
@@ -45,8 +45,8 @@ void FunctionalAlarm::stop() noexcept {
 void FunctionalAlarm::alarmCallback(void* user) {
     auto* const alarm = static_cast<FunctionalAlarm*>(user);
     if (alarm->periodic_) {
-        // Cannot fail: `start` rejects an interval of 0, and the thread of the timer, which is this
-        // thread, exists.
+        // Cannot fail: `start` rejects an interval of 0, and the timer's thread exists, because it
+        // is the current thread.
         static_cast<void>(alarm->rearm(Duration(alarm->interval_)));
     }
     const auto function = alarm->function_;

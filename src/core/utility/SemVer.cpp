@@ -12,8 +12,8 @@
 
 #include "tracing/Channel.h"
 
-// Versions are compared as views into their texts (`Version`), so parsing a list of offers
-// allocates nothing. Only a returned version becomes a `SemVer` or a text.
+// Versions are compared as views into their texts (`Version`), so parsing a list of offered
+// versions allocates nothing. Only a returned version becomes a `SemVer` or a text.
 
 namespace kova::semver {
 
@@ -51,8 +51,8 @@ bool isSpace(char c) {
     return c == ' ' || (c >= '\t' && c <= '\r');
 }
 
-// Reads what strtoul reads from the token under the "C" locale, and stores the low 32 bits. Returns
-// false when the token has no digits or the number does not fit 64 bits.
+// Reads a number from the token as strtoul does under the "C" locale, and stores its low 32 bits.
+// Returns false if the token has no digits or the number does not fit 64 bits.
 bool readNumber(std::string_view token, std::uint32_t& number) {
     auto const* begin = std::find_if_not(token.begin(), token.end(), isSpace);
     const bool negative = begin != token.end() && *begin == '-';
@@ -92,7 +92,8 @@ void promote(Version& version) {
 }
 
 // Fast path for the common form: three numbers of up to nine digits and nothing else, read in one
-// pass. Returns false for all other texts. `readParts` reads all forms, in three times the time.
+// pass. Returns false for all other texts. `readParts` reads all forms, but takes three times as
+// long.
 bool readPlain(std::string_view text, Version& version) {
     char const* at = text.data();
     char const* const end = at + text.size();
@@ -113,8 +114,8 @@ bool readPlain(std::string_view text, Version& version) {
     return at == end;
 }
 
-// Reads a version of any form. Returns false when the text is not a version. The branch is a view
-// of the text.
+// Reads a version of any form. Returns false if the text is not a version. The branch is a view of
+// the text.
 bool readParts(std::string_view text, Version& version) {
     if (!hasValidSeparators(text)) {
         return false;
@@ -187,8 +188,8 @@ std::optional<std::string> checkPair(const std::string& wantedText, const std::s
     return offeredText;
 }
 
-// The compatible versions of a list that can be chosen. All have the same major number and branch,
-// so versions with equal numbers are equal.
+// The compatible versions of a list. All have the same major number and branch, so two versions are
+// equal if their other numbers are equal.
 struct Candidates {
     bool hasWanted = false;
     std::optional<Version> lowestAbove;
@@ -205,10 +206,10 @@ struct Candidates {
         }
     }
 
-    // Returns the best version other than the wanted one. There must be at least one candidate.
+    // Returns the best version other than the wanted version. There must be at least one candidate.
     std::optional<Version> choose(const Version& wanted, bool backwardOnly) const {
-        // Peers rely on this: a wanted minor number of 0 counts as higher than that of every
-        // candidate.
+        // If the wanted minor number is 0, it counts as higher than that of every candidate. Peers
+        // rely on this rule.
         const bool reachesMinor = wanted.minor != 0 && highest->minor >= wanted.minor;
         if (reachesMinor) {
             return lowestAbove ? lowestAbove : highest;

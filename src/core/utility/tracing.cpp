@@ -12,7 +12,7 @@ namespace kova::tracing {
 
 namespace {
 
-// Returns the lock of the register. It is never destroyed, because static destructors may release
+// Returns the lock of the registry. It is never destroyed, because static destructors may release
 // channels.
 osal::Mutex& mutex() {
     static auto* const instance = new osal::Mutex();
@@ -28,7 +28,7 @@ osal::Mutex& mutex() {
 
 void releaseTraceChannel(::tracing::Channel*& channel) {
     const std::lock_guard<osal::Mutex> guard(mutex());
-    // A copy, because releasing the last binding destroys the channel with its name.
+    // A copy of the name, because releasing the last binding destroys the channel.
     const std::string name = channel->name();
     ::tracing::SharedChannelMap::instance().unmap(name);
     channel = nullptr;
