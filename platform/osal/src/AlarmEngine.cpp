@@ -8,9 +8,9 @@
 #include <system_error>
 
 // The thread runs as long as there are references. detach() of the last alarm wakes the thread and
-// waits for it to exit; if attach() runs first, the thread keeps running. The thread is joined by
-// the first of these functions to find that it has exited: the waiting detach(), the next attach(),
-// or the destructor.
+// waits for it to exit; if attach() runs first, the thread keeps running. A thread that has exited
+// must be joined. The first of these functions that runs afterwards joins it: the waiting detach(),
+// the next attach(), or the destructor.
 
 namespace osal {
 
@@ -66,8 +66,8 @@ void AlarmEngine::detach(Alarm& alarm) noexcept {
     }
 }
 
-// The time is read before locking: the delay begins with the call, and another thread may hold the
-// lock for as long as a thread switch takes.
+// The time is read before locking, because the delay begins with the call, and another thread may
+// hold the lock for the duration of a thread switch.
 bool AlarmEngine::arm(Alarm& alarm, Alarm::Duration delay) {
     const auto bounded = std::clamp(delay, Alarm::Duration::zero(), Alarm::LONGEST);
     const Clock::TimePoint due = clock_.now() + bounded;
@@ -91,7 +91,7 @@ void AlarmEngine::disarm(Alarm& alarm) noexcept {
     queue_.remove(alarm);
     if (running_ == &alarm && !onThread()) {
         revoked_ = true;
-        // Wait for this call of the callback only: if other threads arm the alarm again, the next
+        // Wait only for this call of the callback. If another thread arms the alarm again, the next
         // call may start before this thread runs.
         changed_.wait(lock,
                       [this, &alarm, call = call_] { return running_ != &alarm || call_ != call; });
@@ -139,8 +139,8 @@ void* AlarmEngine::threadMain(void* engine) {
     return nullptr;
 }
 
-// noexcept, so that an exception of a callback terminates the process here and the stack trace
-// shows the callback.
+// noexcept, so that an exception of a callback ends the process here, and the stack trace shows the
+// callback.
 void AlarmEngine::run() noexcept {
     std::unique_lock<std::mutex> lock(mutex_);
     while (references_ > 0) {
@@ -182,7 +182,7 @@ void AlarmEngine::surviveForks() {
     }
 }
 
-// The child has only the thread that called fork(2), which holds the lock.
+// The child has only the thread that called fork(2). That thread holds the lock.
 void AlarmEngine::goOnInChild() {
     queue_.clear();
     if (!onThread()) {
@@ -190,8 +190,8 @@ void AlarmEngine::goOnInChild() {
         running_ = nullptr;
         revoked_ = false;
     }
-    // The condition variable may still count waiting threads of the parent. It is overwritten
-    // without being destroyed, because its destructor would wait for them.
+    // The condition variable may still count waiting threads of the parent. Its destructor would
+    // wait for them, so it is overwritten without being destroyed.
     new (&changed_) std::condition_variable();
     mutex_.unlock();
 }

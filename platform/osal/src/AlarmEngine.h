@@ -15,8 +15,7 @@
 namespace osal {
 
 /// The implementation of an `AlarmTimer` and its alarms: the queue, the thread that calls the
-/// callbacks, and the lock that protects both. `arm`, `rearm` and `disarm` are documented in
-/// `Alarm`.
+/// callbacks, and the lock that protects both. `Alarm` documents `arm`, `rearm` and `disarm`.
 class AlarmEngine {
 public:
     /// Constructs an engine on `clock`, or on the system's clock if it is null.
@@ -25,18 +24,20 @@ public:
     AlarmEngine(const AlarmEngine&) = delete;
     AlarmEngine& operator=(const AlarmEngine&) = delete;
 
-    /// Adds the reference of a new alarm, and starts the thread if it does not run. Throws
+    /// Adds the reference of a new alarm, and starts the thread if it is not running. Throws
     /// `std::system_error` if the thread cannot be started.
     void attach();
-    /// Releases the reference of `alarm`, which must be disarmed. The last one ends the thread.
+    /// Releases the reference of `alarm`, which must be disarmed. Releasing the last reference ends
+    /// the thread.
     void detach(Alarm& alarm) noexcept;
 
     bool arm(Alarm& alarm, Alarm::Duration delay);
     bool rearm(Alarm& alarm, Alarm::Duration period);
     void disarm(Alarm& alarm) noexcept;
 
-    /// Keeps the engine usable in children of fork(2). May be called for one engine of the process,
-    /// which is never destroyed. Throws `std::bad_alloc` if the handlers cannot be registered.
+    /// Keeps the engine usable in children of fork(2). Call it for at most one engine of the
+    /// process, which must never be destroyed. Throws `std::bad_alloc` if the handlers cannot be
+    /// registered.
     void surviveForks();
 
 private:
@@ -64,15 +65,16 @@ private:
     // destroyed its alarm.
     Alarm* running_ = nullptr;
     Clock::TimePoint runningDue_;
-    // Another thread is waiting to disarm the running alarm, so attempts to arm it are ignored.
+    // Set while another thread waits to disarm the running alarm. Attempts to arm the alarm are
+    // then ignored.
     bool revoked_ = false;
     // Number of callback calls so far. It distinguishes the current call of an alarm from a later
-    // one.
+    // call.
     std::uint64_t call_ = 0;
 
-    // `thread_` was started and has not been joined.
+    // Whether `thread_` was started and has not been joined.
     bool hasThread_ = false;
-    // The thread no longer uses the engine; joining it takes no time.
+    // Whether the thread no longer uses the engine. Joining it then takes no time.
     bool left_ = false;
     pthread_t thread_{};
 };

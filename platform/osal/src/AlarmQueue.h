@@ -9,8 +9,8 @@
 
 namespace osal {
 
-/// A priority queue of the armed alarms, ordered by due time: a binary heap in which each alarm
-/// knows its position, so that any alarm can be removed in O(log n) time.
+/// A priority queue of the armed alarms, ordered by due time. It is a binary heap in which each
+/// alarm stores its position, so that any alarm can be removed in O(log n) time.
 ///
 /// Not thread-safe. An alarm can be in the queue only once.
 class AlarmQueue {
@@ -23,8 +23,8 @@ public:
 
     /// Returns whether the queue has no alarms.
     bool empty() const noexcept { return heap_.empty(); }
-    /// Returns the alarm that is due first; of several that are due at the same time, the one
-    /// inserted first. The queue must not be empty.
+    /// Returns the alarm that is due first. If several alarms are due at the same time, returns the
+    /// one that was inserted first. The queue must not be empty.
     Alarm& first() const noexcept { return *heap_.front().alarm; }
     /// Returns the due time of the first alarm. The queue must not be empty.
     Clock::TimePoint firstDue() const noexcept { return heap_.front().due; }

@@ -15,7 +15,8 @@ static_assert(sizeof(std::atomic<std::uint32_t>) == sizeof(std::uint32_t) &&
                   std::atomic<std::uint32_t>::is_always_lock_free,
               "the kernel reads the word directly");
 
-// std::chrono::steady_clock is CLOCK_MONOTONIC, with the same origin.
+// Converts the time without an offset: std::chrono::steady_clock is CLOCK_MONOTONIC, with the same
+// origin.
 timespec toTimespec(Clock::TimePoint time) {
     using std::chrono::nanoseconds;
     using std::chrono::seconds;
@@ -35,8 +36,8 @@ Clock::TimePoint MonotonicClock::now() const {
 
 void MonotonicClock::waitUntil(TimePoint deadline) {
     const timespec absolute = toTimespec(deadline);
-    // Sleeps only while the word is 0. The result is ignored: the deadline has passed, wake() was
-    // called or a signal arrived, and the caller checks the time and its queue in every case.
+    // Sleeps only while the word is 0. The result is ignored: whether the deadline has passed,
+    // wake() was called or a signal arrived, the caller checks the time and its queue.
     syscall(SYS_futex, &woken_, FUTEX_WAIT_BITSET_PRIVATE, 0,
             deadline == TimePoint::max() ? nullptr : &absolute, nullptr, FUTEX_BITSET_MATCH_ANY);
     woken_.exchange(0);

@@ -7,9 +7,9 @@
 
 namespace osal {
 
-/// The system's monotonic clock, with a futex(2) to sleep on.
+/// The system's monotonic clock. Its thread sleeps on a futex(2).
 ///
-/// A condition variable would work, too, but it counts its waiting threads, and a child of fork(2)
+/// A condition variable would also work, but it counts its waiting threads, and a child of fork(2)
 /// would inherit the count without the threads. The only state of the futex is one word.
 class MonotonicClock final : public Clock {
 public:

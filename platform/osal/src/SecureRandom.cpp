@@ -9,8 +9,8 @@ namespace osal {
 
 namespace {
 
-// Fills `count` bytes. Returns true on failure. getrandom(2) may be interrupted by a signal while
-// it waits for the pool, and may return fewer bytes than requested if these are more than 256.
+// Fills `count` bytes. Returns true on failure. A signal may interrupt getrandom(2) while it waits
+// for the pool. For more than 256 bytes it may return fewer bytes than requested.
 bool fill(unsigned char* bytes, std::size_t count, unsigned int flags) {
     std::size_t done = 0;
     while (done < count) {

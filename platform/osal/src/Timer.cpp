@@ -13,7 +13,7 @@ bool Timer::start(Duration interval) {
     if (interval <= Duration::zero()) {
         return true;
     }
-    // Disarm before writing the interval, so that the callback is not reading it.
+    // Disarm first: while the interval is written, the callback must not read it.
     alarm_.disarm();
     interval_ = interval;
     return alarm_.arm(interval);
@@ -26,7 +26,8 @@ void Timer::stop() noexcept {
 void Timer::expired(void* user) {
     auto* const timer = static_cast<Timer*>(user);
     if (timer->periodic_) {
-        // Cannot fail: `start` rejects intervals of 0, and the timer's thread is running this.
+        // Cannot fail: `start` rejects intervals of 0, and the timer's thread exists, because it is
+        // the current thread.
         static_cast<void>(timer->alarm_.rearm(timer->interval_));
     }
     timer->callback_(timer);

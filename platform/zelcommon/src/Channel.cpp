@@ -58,8 +58,8 @@ void detail::write(const Channel& channel, int level, std::string_view text) noe
     try {
         sink().call({channel.name(), level, text});
     } catch (...) {
-        // Tracing must not change the program's behaviour: the message is lost if memory runs out
-        // or if the sink throws.
+        // Tracing must not change the program's behaviour: the message is lost if memory is
+        // exhausted or the sink throws.
     }
 }
 

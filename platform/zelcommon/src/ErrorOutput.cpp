@@ -30,7 +30,7 @@ void appendArgument(std::string& out, char field, ErrorArgument const* argument)
     } else if (argument->isText()) {
         out.append(argument->text());
     } else {
-        // The C library's form, in which a null pointer is "(nil)": as in traces.
+        // Prints as the C library does, as in traces: a null pointer is "(nil)".
         char text[32];
         const int size = std::snprintf(text, sizeof(text), "%p", argument->address());
         out.append(text, static_cast<std::size_t>(size));
@@ -75,14 +75,14 @@ void ErrorOutput::report(const ErrorType& type, int number, ErrorArgument const*
         formatted = format(text, arguments, count);
         reason = formatted;
     } catch (...) {
-        // Out of memory: report the unformatted text of the catalogue.
+        // If memory is exhausted, report the unformatted text of the catalogue.
     }
     try {
         sink().call({type.name(), number, reason, file_, line_});
     } catch (...) {
         // An exception of the sink must not reach the code that reports an error.
     }
-    // Stored last, so that errors which the sink itself reports do not hide the caller's error.
+    // Stored last, so that errors that the sink itself reports do not replace the caller's error.
     if (keep_) {
         ErrorStorage::current().keep(type, number, file_, line_, reason);
     }

@@ -8,7 +8,7 @@ ErrorDetails::~ErrorDetails() = default;
 
 namespace {
 
-// Set by the first use in its thread; without a constructor, so that access needs no check.
+// Set at the first use in the thread. It has no constructor, so that access needs no check.
 thread_local ErrorStorage* storage = nullptr;
 
 }  // namespace

@@ -12,7 +12,7 @@ namespace zel {
 
 namespace {
 
-// Writes the pieces of the line with one writev(2), because there may be no memory to join them.
+// Writes the parts of the line with one writev(2), because joining them would need memory.
 void writeReason(char const* file, char const* function, char const* message) {
     char const* const pieces[] = {file, ": ", function, ": ", message, "\n"};
     iovec vectors[std::size(pieces)];

@@ -8,7 +8,7 @@
 
 namespace zel {
 
-/// A process-wide function that any thread may call and replace. The lock protects the pointer only
+/// A process-wide function that any thread may call and replace. The lock protects only the pointer
 /// and is not held while the function runs, so the function may call this sink again or replace
 /// itself. Re-entrant calls go to the default function, to avoid infinite recursion. A call
 /// preserves `errno`.

@@ -55,8 +55,8 @@ struct SharedChannelMap::State {
         unsigned long references = 0;
     };
 
-    /// Recursive, because `map` and `unmap` create and destroy channels under the lock, and their
-    /// constructor and destructor call `add` and `remove`.
+    /// Recursive: `map` and `unmap` create and destroy channels under the lock, and the constructor
+    /// and destructor of a channel call `add` and `remove`.
     osal::Mutex mutex{true};
     /// All channels with the flag `SHARED`. A name may occur more than once, because two libraries
     /// may choose the same one.
@@ -65,7 +65,7 @@ struct SharedChannelMap::State {
     std::map<std::string, Owned> owned;
     /// Levels by pattern, in the order in which they were set.
     std::vector<std::pair<std::string, int>> levels;
-    /// Whether ZEL_TRACE is malformed and this has not been reported yet.
+    /// Whether ZEL_TRACE is malformed and this was not reported yet.
     std::atomic<bool> malformed{false};
 };
 

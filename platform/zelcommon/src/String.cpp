@@ -17,9 +17,9 @@ constexpr bool isLowSurrogate(char32_t unit) {
     return unit >= 0xDC00 && unit <= 0xDFFF;
 }
 
-// Properties of the first byte of a sequence: the number of bytes that follow, the bits that it
-// contributes to the code point, and the valid range of the second byte. The range excludes
-// overlong forms, surrogates and code points above U+10FFFF (table 3-7).
+// Properties of the first byte of a sequence: the number of following bytes, its bits of the code
+// point, and the valid range of the second byte. The range excludes overlong forms, surrogates and
+// code points above U+10FFFF (table 3-7).
 struct Lead {
     int following;
     unsigned char bits;
@@ -78,8 +78,8 @@ Word load(char const* bytes) {
     return word;
 }
 
-// Returns whether the last `size` bytes of a text, fewer than eight, are ASCII. The loads may
-// overlap.
+// Returns whether the last `size` bytes of a text are ASCII; `size` is less than eight. The loads
+// may overlap.
 bool isAsciiTail(char const* bytes, std::size_t size) {
     if (size >= sizeof(std::uint32_t)) {
         const auto all =
@@ -89,8 +89,8 @@ bool isAsciiTail(char const* bytes, std::size_t size) {
     return size == 0 || ((bytes[0] | bytes[size / 2] | bytes[size - 1]) & 0x80) == 0;
 }
 
-// Returns the number of leading ASCII bytes from `position` on, rounded down to a multiple of eight
-// unless the rest of the text is ASCII. Most texts are ASCII as a whole.
+// Returns the number of leading ASCII bytes from `position` on. The number is a multiple of eight,
+// unless the rest of the text is ASCII. Most texts are entirely ASCII.
 std::size_t asciiRun(std::string_view bytes, std::size_t position) {
     const std::size_t start = position;
     while (bytes.size() - position >= sizeof(std::uint64_t)) {

@@ -7,7 +7,8 @@ namespace {
 constexpr char DIGITS[] = "0123456789abcdef";
 constexpr unsigned char NO_DIGIT = 0xFF;
 
-/// Returns the values of the hexadecimal digits in both cases, independent of the locale.
+/// Returns a table of the values of the hexadecimal digits in both cases, independent of the
+/// locale.
 constexpr std::array<unsigned char, 256> digitValues() {
     std::array<unsigned char, 256> values{};
     for (unsigned char& value : values) {
@@ -26,7 +27,7 @@ constexpr std::array<unsigned char, 256> VALUES = digitValues();
 static_assert(VALUES['f'] == 15 && VALUES['F'] == 15 && VALUES['9'] == 9 && VALUES['A'] == 10);
 static_assert(VALUES['g'] == NO_DIGIT && VALUES['@'] == NO_DIGIT && VALUES[0] == NO_DIGIT);
 
-// Positions in the text form of the two digits of each byte, and of the hyphens.
+// The positions of the two digits of each byte in the text form, and the positions of the hyphens.
 constexpr std::array<std::size_t, 16> PLACES = {0,  2,  4,  6,  9,  11, 14, 16,
                                                 19, 21, 24, 26, 28, 30, 32, 34};
 constexpr std::array<std::size_t, 4> HYPHENS = {8, 13, 18, 23};

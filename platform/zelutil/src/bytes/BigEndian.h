@@ -3,8 +3,9 @@
 #include <cstddef>
 #include <cstdint>
 
-// Big-endian numbers, as in the binary format. The functions have no loops, so that compilers make
-// one load or store and a swap of each. `loadNumberLittle` reads the other order, for typed arrays.
+// Big-endian numbers, as in the binary format. The functions have no loops, so that compilers
+// reduce each one to a load or store and a byte swap. `loadNumberLittle` reads little-endian
+// numbers, for typed arrays.
 namespace util {
 
 inline std::uint16_t loadTwo(unsigned char const* bytes) noexcept {
@@ -20,7 +21,7 @@ inline std::uint64_t loadEight(unsigned char const* bytes) noexcept {
     return std::uint64_t{loadFour(bytes)} << 32U | loadFour(bytes + 4);
 }
 
-/// Returns the number of `size` (1, 2, 4 or 8) bytes.
+/// Returns the number that `size` (1, 2, 4 or 8) bytes represent.
 inline std::uint64_t loadNumber(unsigned char const* bytes, std::size_t size) noexcept {
     switch (size) {
         case 1:
@@ -34,7 +35,7 @@ inline std::uint64_t loadNumber(unsigned char const* bytes, std::size_t size) no
     }
 }
 
-/// Returns the number of `size` (1, 2, 4 or 8) bytes in the opposite order.
+/// Returns the number that `size` (1, 2, 4 or 8) bytes represent in little-endian order.
 inline std::uint64_t loadNumberLittle(unsigned char const* bytes, std::size_t size) noexcept {
     std::uint64_t number = 0;
     for (std::size_t i = 0; i < size; ++i) {

@@ -10,8 +10,8 @@
 
 namespace util {
 
-/// A growing list of plain items. The first `INLINE_CAPACITY` items are stored inline, so that a
-/// common case needs no allocation.
+/// A growing list of plain items. The first `INLINE_CAPACITY` items are stored inline, so that
+/// common cases need no allocation.
 ///
 /// Items are copied byte by byte and never destroyed. They are not initialized before `push`, so
 /// creating a large buffer costs nothing.
@@ -31,10 +31,10 @@ public:
     bool empty() const noexcept { return end_ == begin_; }
     /// Returns the number of items for which memory is reserved.
     std::size_t capacity() const noexcept { return static_cast<std::size_t>(limit_ - begin_); }
-    /// Returns whether the reserved memory is used up.
+    /// Returns whether all reserved memory is in use.
     bool isFull() const noexcept { return end_ == limit_; }
     /// @{
-    /// Accesses the items. Pointers and references are valid until memory is reserved.
+    /// Returns the items or one item. Pointers and references are valid until memory is reserved.
     Item* data() noexcept { return begin_; }
     Item const* data() const noexcept { return begin_; }
     Item& operator[](std::size_t index) noexcept { return begin_[index]; }
@@ -48,14 +48,14 @@ public:
     /// Removes the last item. The buffer must not be empty.
     void pop() noexcept { --end_; }
 
-    /// Reserves memory for exactly `capacity` items in total, unless there is more. Returns false,
-    /// without changing anything, if memory is exhausted.
+    /// Reserves memory for exactly `capacity` items in total. Does nothing if the capacity is
+    /// already larger. Returns false, without changing anything, if memory is exhausted.
     [[nodiscard]] bool reserve(std::size_t capacity) noexcept {
         return capacity <= this->capacity() || moveTo(capacity);
     }
-    /// Reserves memory for `count` more items. It at least doubles, so that the cost of moving is
-    /// proportional to the number of items. Returns false, without changing anything, if memory is
-    /// exhausted.
+    /// Reserves memory for `count` more items. At least doubles the capacity, so that the total
+    /// cost of moving is proportional to the number of items. Returns false, without changing
+    /// anything, if memory is exhausted.
     [[nodiscard]] bool reserveMore(std::size_t count) noexcept {
         return count <= static_cast<std::size_t>(limit_ - end_) ||
                reserve(std::max(2 * capacity(), size() + count));
@@ -63,8 +63,8 @@ public:
 
     /// Appends an item. Memory for it must be reserved.
     void push(const Item& item) noexcept { *end_++ = item; }
-    /// Appends an item that is constructed from the arguments. Throws `std::bad_alloc` if memory is
-    /// exhausted; nothing is appended then.
+    /// Appends an item that is constructed from the arguments. Throws `std::bad_alloc`, without
+    /// appending anything, if memory is exhausted.
     template <typename... Arguments>
     void emplace(Arguments&&... arguments) {
         if (!reserveMore(1)) {
@@ -73,15 +73,15 @@ public:
         new (end_) Item{std::forward<Arguments>(arguments)...};
         ++end_;
     }
-    /// Sets the end to `end`, which is in the reserved memory, after the caller has written the
-    /// items before it.
+    /// Sets the end to `end`, after the caller has written the items before it. `end` must be in
+    /// the reserved memory.
     void commit(Item* end) noexcept { end_ = end; }
-    /// Returns the position after the last item, where the caller may write up to the capacity.
+    /// Returns the position after the last item. The caller may write there, up to the capacity.
     Item* end() noexcept { return end_; }
 
 private:
-    // Moves the items to a block of the heap. Not inlined, so that the callers have no registers to
-    // save.
+    // Moves the items to a block on the heap. Not inlined, so that the callers need not save
+    // registers.
     [[gnu::noinline]] bool moveTo(std::size_t capacity) noexcept {
         auto* const larger = new (std::nothrow) Item[capacity];
         if (larger == nullptr) {

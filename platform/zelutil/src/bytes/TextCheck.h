@@ -17,7 +17,8 @@ Word wordAt(char const* bytes) noexcept {
 
 constexpr std::uint64_t NOT_ASCII = 0x8080808080808080U;
 
-/// Returns whether `bytes` are ASCII and at most 32. The words that are checked may overlap.
+/// Returns whether `bytes` has at most 32 bytes, all of them ASCII. The words that are checked may
+/// overlap.
 inline bool isShortAscii(std::string_view bytes) noexcept {
     constexpr std::size_t WORD = sizeof(std::uint64_t);
     char const* const begin = bytes.data();

@@ -86,7 +86,7 @@ bool AXOBinStructuredPushDeserializer::record(std::string_view payload, unsigned
         }
     } catch (const std::bad_alloc&) {  // GCOVR_EXCL_BR_LINE: only bad_alloc is handled
     }
-    recordNoMemory(hasFailed);  // a record refuses a call for no other reason
+    recordNoMemory(hasFailed);  // the only reason why a record rejects a call
     return false;
 }
 
@@ -123,8 +123,8 @@ int AXOBinStructuredPushDeserializer::deserialize() {
     return done_ ? DONE : FAILED;
 }
 
-// Makes the calls of the target. Returns false on failure, with the reason stored: the target has
-// stored it if it refused a call.
+// Replays the payload as calls of the target. Returns false on failure. The reason is then stored;
+// if the target rejected a call, the target has stored it.
 bool AXOBinStructuredPushDeserializer::replay() {
     const std::string_view payload = remainingOf(*reader_);
     CborDecoder decoder(payload, nestingLimit_, ToSerializer(*target_));

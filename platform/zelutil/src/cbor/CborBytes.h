@@ -6,7 +6,7 @@
 namespace util::serializer {
 
 /// @{
-/// The kinds of items: the first byte of a head with the argument 0.
+/// The kinds of items. Each constant is the first byte of a head with the argument 0.
 constexpr unsigned char UNSIGNED = 0x00;
 constexpr unsigned char NEGATIVE = 0x20;
 constexpr unsigned char BYTES = 0x40;
@@ -16,25 +16,25 @@ constexpr unsigned char MAP = 0xA0;
 constexpr unsigned char TAG = 0xC0;
 constexpr unsigned char SIMPLE = 0xE0;
 /// @}
-/// The bits of the first byte that are the kind.
+/// The bits of the first byte that contain the kind.
 constexpr unsigned char KIND_BITS = 0xE0;
 
-/// The greatest argument within the first byte.
+/// The maximum argument that fits into the first byte.
 constexpr unsigned char MAX_SHORT = 23;
-/// The number that is added to a kind if the argument is in the next byte. It is one more for each
-/// of 2, 4 and 8 bytes.
+/// The value of the argument bits if the argument is in the next byte. The following values stand
+/// for arguments of 2, 4 and 8 bytes.
 constexpr unsigned char FIRST_LONG = 24;
 constexpr unsigned char LAST_LONG = FIRST_LONG + 3;
-/// The bits of the first byte that are the argument, or determine the number of its bytes.
+/// The bits of the first byte that contain the argument, or the number of its bytes.
 constexpr unsigned char LENGTH_BITS = 0x1F;
-/// The value of these bits in the head of an item that ends with a break.
+/// The value of the argument bits for an item that ends with a break.
 constexpr unsigned char OPEN = 0x1F;
-/// The greatest size of a head: the first byte and an argument of 64 bits.
+/// The maximum size of a head: the first byte and an argument of 64 bits.
 constexpr std::size_t MAX_HEAD = 9;
 
 /// @{
-/// The first bytes of items that have no argument; the bits of a double follow its first byte.
-/// Array and map are those that end with a break.
+/// The first bytes of items without an argument. A double is included; its bits follow the first
+/// byte. The arrays and maps here end with a break.
 constexpr unsigned char BYTES_CHUNKS_BYTE = 0x5F;
 constexpr unsigned char TEXT_CHUNKS_BYTE = 0x7F;
 constexpr unsigned char ARRAY_BYTE = 0x9F;

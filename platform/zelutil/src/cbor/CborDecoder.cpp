@@ -31,7 +31,7 @@ bool readCborChunks(CborInput& in, unsigned char kind, std::string& text, CborMi
             mistake = {begin, CHUNK};
             return false;
         }
-        // A character must not be split between chunks.
+        // A chunk must not end in the middle of a character.
         if (kind == TEXT && !isUtf8(chunk)) {
             mistake = {begin, "UTF-8", "other bytes"};
             return false;

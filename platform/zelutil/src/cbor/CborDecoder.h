@@ -15,11 +15,11 @@
 #include "util/Limits.h"
 #include "util/serializer/PayloadError.h"
 
-// The decoder of the binary format (RFC 8949): bytes become calls of a target.
+// The decoder of the binary format (RFC 8949). It makes one call of a target for each item.
 
-// Calls of the functions that read a head would keep the input of the decoder's loop in memory, and
-// reading would take twice as long. A build without optimization, which measures the coverage,
-// counts a function once, not once for each caller.
+// Without inlining, the input of the decoder's loop would stay in memory, and reading would take
+// twice as long. Coverage is measured without optimization, so that each function is counted once
+// and not once for each caller.
 #ifdef __OPTIMIZE__
 #define KOVA_INLINE_DECODING [[gnu::always_inline]]
 #else
@@ -28,7 +28,7 @@
 
 namespace util::serializer {
 
-/// The head of an item: its kind, and its argument or what it contains.
+/// The head of an item: its kind, and its argument.
 struct CborHead {
     unsigned char first;     // the first byte
     std::uint64_t argument;  // a number, a length, a tag, or the bits of a float
@@ -47,7 +47,7 @@ struct CborInput {
         : at(reinterpret_cast<unsigned char const*>(bytes.data())), end(at + bytes.size()) {}
 
     std::size_t left() const noexcept { return static_cast<std::size_t>(end - at); }
-    /// Skips the tag of self-described CBOR, which has no further meaning.
+    /// Skips the tag of self-described CBOR, which has no other meaning.
     void skipSelfDescription() noexcept {
         constexpr std::uint64_t SELF_DESCRIBED = 55799;
         CborInput behind = *this;
@@ -81,7 +81,7 @@ struct CborInput {
     }
 
 private:
-    // Consumes a head whose argument is after the first byte, or that has none.
+    // Consumes a head that has no argument or whose argument is after the first byte.
     KOVA_INLINE_DECODING bool readLongHead(CborHead& head) noexcept {
         switch (head.argument) {
             case FIRST_LONG:
@@ -107,7 +107,8 @@ private:
         at += 1 + SIZE;
         return true;
     }
-    // Strings, arrays and maps can end with a break, and a break is an item too.
+    // Consumes a head without a length. Returns false if the head is not that of a string, an
+    // array, a map or a break.
     KOVA_INLINE_DECODING bool readOpenHead(const CborHead& head) noexcept {
         const unsigned char kind = head.kind();
         if (!head.isOpen() || kind == UNSIGNED || kind == NEGATIVE || kind == TAG) {
@@ -118,11 +119,11 @@ private:
     }
 };
 
-/// A mistake in a binary payload, as the decoder stores it.
+/// A mistake in a binary payload.
 struct CborMistake {
     unsigned char const* at = nullptr;
-    char const* expected = nullptr;  // null: there is no mistake
-    char const* found = nullptr;     // null: describe the item at `at`
+    char const* expected = nullptr;  // null if there is no mistake
+    char const* found = nullptr;     // null: the message describes the item at `at`
     PayloadErrorNumber number = MalformedPayload;
 
     explicit operator bool() const noexcept { return expected != nullptr; }
@@ -131,22 +132,22 @@ struct CborMistake {
 /// Returns the value of a half-precision float (RFC 8949, appendix D).
 double cborHalf(std::uint16_t bits) noexcept;
 
-/// Consumes the chunks of a string of the kind `BYTES` or `TEXT`, up to its break, and sets `text`
-/// to all of them. Returns false, with `mistake`, if one of them is malformed. Throws
+/// Consumes the chunks of a string of the kind `BYTES` or `TEXT`, up to the break, and concatenates
+/// them in `text`. Returns false and sets `mistake` if a chunk is malformed. Throws
 /// `std::bad_alloc` if memory is exhausted.
 bool readCborChunks(CborInput& in, unsigned char kind, std::string& text, CborMistake& mistake);
 
-/// A decoder that makes calls of a target from a payload, item by item. The open levels are on a
-/// stack of fixed size, so neither nesting nor a declared length allocates memory. Only chunked
-/// strings and typed arrays are collected, which are not larger than the payload.
+/// A decoder that reads a payload item by item and makes calls of a target. The open levels are on
+/// a stack of fixed size, so neither nesting nor a declared length allocates memory. Only chunked
+/// strings and typed arrays are collected; they are not larger than the payload.
 ///
-/// `Target` is a handle that is cheap to copy, with the functions that are called here. They return
-/// true on success, as the functions of this class do.
+/// `Target` is a handle that is cheap to copy. It must have the functions that this class calls.
+/// Like the functions of this class, they return true on success.
 template <class Target>
 class CborDecoder {
 public:
     /// Creates a decoder of `payload`, which must be exactly one value. At most `limit` levels may
-    /// be open; `limit` is at most `MAX_NESTING_DEPTH`.
+    /// be open. `limit` must not exceed `MAX_NESTING_DEPTH`.
     CborDecoder(std::string_view payload, unsigned int limit, Target target) noexcept
         : in_(payload), target_(target) {
         levels_[0] = {OUTSIDE, false, 1};
@@ -154,7 +155,7 @@ public:
         deepest_ = top_ + limit;
     }
 
-    /// Decodes the whole payload. Called once, unless `decodeValue` is called.
+    /// Decodes the whole payload. Call it once, and do not call `decodeValue`.
     bool decode() {
         in_.skipSelfDescription();
         if (!decodeValue()) {
@@ -165,13 +166,13 @@ public:
         }
         return true;
     }
-    /// Decodes one value, after which the payload may continue.
+    /// Decodes one value. More bytes may follow it.
     bool decodeValue();
-    /// Returns the position after the value that was decoded.
+    /// Returns the position after the decoded value.
     unsigned char const* position() const noexcept { return in_.at; }
 
-    /// Returns the mistake in the payload after `decode` failed. If the target refused a call, it
-    /// is empty.
+    /// Returns the mistake in the payload after `decode` has failed. If the target rejected a call,
+    /// the mistake is empty.
     const CborMistake& mistake() const noexcept { return mistake_; }
 
 private:
@@ -182,7 +183,7 @@ private:
     static constexpr std::uint64_t UNTIL_BREAK = std::numeric_limits<std::uint64_t>::max();
     static constexpr unsigned char OUTSIDE = 0;
 
-    /// An open container, or the lowest level, which contains the whole value.
+    /// An open container, or the lowest level, which contains the value of the payload.
     struct Level {
         unsigned char kind;  // ARRAY, MAP or OUTSIDE
         bool isOpen;         // ends with a break, not after `left` items
@@ -212,7 +213,8 @@ private:
     bool scalar(Put put) {
         return beginItem() && put() && endItem();
     }
-    /// Calls `read`, which uses the input in the object, and updates the local one.
+    /// Calls `read`, which uses the input in the object, and then updates the local copy of the
+    /// input.
     template <class Read>
     bool aside(CborInput& in, Read read) {
         in_ = in;
@@ -233,7 +235,7 @@ private:
         }
         return true;
     }
-    /// Stores the mistake that something else than `expected` was found at `at`. Returns false.
+    /// Stores a mistake: the item at `at` is not `expected`. Returns false.
     [[gnu::cold]] bool fail(unsigned char const* at, char const* expected,
                             char const* found = nullptr,
                             PayloadErrorNumber number = MalformedPayload) noexcept {
@@ -305,8 +307,8 @@ bool CborDecoder<Target>::chunkedKey(unsigned char kind) {
     return readCborChunks(in_, kind, chunks_, mistake_) && target_.beginField(chunks_);
 }
 
-// Decodes a scalar completely, and the beginning of an array or map. Inlining it into the loop over
-// the entries saves 12 % of the time of a payload.
+// Decodes a whole scalar, or the beginning of an array or map. Inlining it into the loop over the
+// entries saves 12 % of the time of a payload.
 template <class Target>
 KOVA_INLINE_DECODING inline bool CborDecoder<Target>::value(CborInput& in) {
     unsigned char const* const begin = in.at;
@@ -385,8 +387,8 @@ bool CborDecoder<Target>::close() {
     return (isMap ? target_.endStruct() : target_.endArray()) && endItem();
 }
 
-// Decodes the typed array after the tag. It counts as a level, because it is one for a reader that
-// reads its elements one by one.
+// Decodes the typed array after the tag. It counts as a level, because a reader that reads its
+// elements one by one opens a level for it.
 template <class Target>
 bool CborDecoder<Target>::typedArray(std::uint64_t tag, unsigned char const* begin) {
     if (!isTypedArrayTag(tag)) {

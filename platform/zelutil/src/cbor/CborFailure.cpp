@@ -12,8 +12,8 @@ namespace {
 
 constexpr std::uint64_t MAX_SIGNED = 0x7FFFFFFFFFFFFFFF;
 
-// Returns the description of an item whose head could not be read, or whose bytes are incomplete.
-// Heads with the numbers 28 to 30 are reserved, as are simple values that are not decoded.
+// Returns the description of an item that is incomplete or whose head is reserved. Heads with the
+// numbers 28 to 30 are reserved, and so are the simple values that the decoder does not support.
 Phrase phraseOfBroken(unsigned char first) noexcept {
     const unsigned char length = first & LENGTH_BITS;
     if (length > LAST_LONG || (first >= SIMPLE && first <= SIMPLE + FIRST_LONG)) {
@@ -52,7 +52,7 @@ Phrase phraseOfSimple(const CborHead& head) noexcept {
     }
 }
 
-// Returns the description of an item with `left` bytes after its head.
+// Returns the description of an item. `left` is the number of bytes after its head.
 Phrase phraseOf(const CborHead& head, std::size_t left) noexcept {
     switch (head.kind()) {
         case UNSIGNED:
@@ -114,7 +114,7 @@ Phrase phraseOfCborItem(std::string_view bytes, std::size_t left) noexcept {
 
 namespace {
 
-// Skips the bytes of a string whose head was read, and returns their number.
+// Skips the bytes of a string after its head, and returns their number.
 std::uint64_t skipString(CborInput& in, CborHead head) noexcept {
     std::string_view skipped;
     if (!head.isOpen()) {
@@ -128,7 +128,7 @@ std::uint64_t skipString(CborInput& in, CborHead head) noexcept {
     return bytes;
 }
 
-// Skips the rest of an item whose head was read, and returns the number of its events.
+// Skips the rest of an item after its head, and returns the number of its events.
 std::uint64_t skipRest(CborInput& in, CborHead head) noexcept {
     if (head.first == BREAK_BYTE) {
         return 0;

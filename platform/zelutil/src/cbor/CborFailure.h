@@ -10,15 +10,15 @@
 #include "pull/Record.h"
 #include "serializer/Failure.h"
 
-// Mistakes in binary payloads, for messages about a failure.
+// Descriptions of mistakes in binary payloads, for messages.
 namespace util::serializer {
 
-/// The details of a binary payload that was refused. It stores some bytes at the mistake, and
+/// The details of a rejected binary payload. The object stores some bytes at the mistake, and
 /// composes the text when the message is read.
 class CborFailure final : public zel::ErrorDetails {
 public:
     /// Creates the details. `record` is the record up to the mistake, or null. `limit` is the
-    /// accepted nesting depth.
+    /// maximum nesting depth.
     CborFailure(const CborMistake& mistake, std::string_view payload, unsigned int limit,
                 Record const* record) noexcept;
     void describe(std::string& out) const override;
@@ -35,15 +35,14 @@ private:
 };
 
 /// Returns the path of the next field or element after the incomplete payload `written`. The index
-/// of the element of an array is included only with `isInItem`.
+/// of an array element is included only if `isInItem` is true.
 FieldPath pathOfCborEnd(std::string_view written, bool isInItem) noexcept;
 
-/// Returns a description of the item that begins with `bytes`, of whose payload `left` bytes are
-/// left. `bytes` has the first of them, up to `MAX_HEAD`.
+/// Returns a description of the item at the start of `bytes`. `bytes` has up to `MAX_HEAD` bytes of
+/// the `left` remaining bytes of the payload.
 Phrase phraseOfCborItem(std::string_view bytes, std::size_t left) noexcept;
 
-/// Returns the position of an event of a well-formed payload. Events have the numbers that they
-/// have in a `Record`.
+/// Returns the position of an event of a well-formed payload. Events are numbered as in a `Record`.
 std::size_t positionOfCborEvent(std::string_view payload, std::uint32_t event) noexcept;
 
 }  // namespace util::serializer

@@ -71,7 +71,7 @@ constexpr Row rowOf(std::uint64_t tag, bool little) noexcept {
     return {tag, little, sizeof(Number), write<Number>};
 }
 
-// 68 is the clamped form of 64, which is a hint for arithmetic with the items.
+// 68 is the tag for clamped arithmetic. Its items are the same as those of 64.
 constexpr Row ROWS[] = {
     rowOf<std::uint8_t>(64, false),  rowOf<std::uint16_t>(65, false),
     rowOf<std::uint32_t>(66, false), rowOf<std::uint64_t>(67, false),

@@ -14,7 +14,7 @@ inline bool isContainer(const Value& node) noexcept {
 /// without recursion. A cursor is valid while the container is unchanged.
 class Cursor {
 public:
-    /// Creates a cursor without a container. It can only be assigned to.
+    /// Creates a cursor without a container. The only allowed operation is assignment.
     Cursor() noexcept = default;
     /// Creates a cursor at the first child of an array or a dictionary.
     explicit Cursor(const Value& container) noexcept : isDictionary_(container.isDictionary()) {
@@ -33,7 +33,7 @@ public:
     bool atEnd() const noexcept {
         return isDictionary_ ? entry_ == ConstIterator() : element_ == elementEnd_;
     }
-    /// Returns the child at the cursor, which must not be at the end.
+    /// Returns the child at the cursor. The cursor must not be at the end.
     const Value& child() const noexcept { return isDictionary_ ? *entry_->second : **element_; }
     /// Returns the key of the child in a dictionary. The cursor must not be at the end.
     const CompactString& key() const noexcept { return entry_->first; }

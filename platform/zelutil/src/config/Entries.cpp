@@ -15,8 +15,8 @@ bool isBehind(const Page& page, std::string_view key) noexcept {
     return page.empty() || std::string_view(page.back().first) < key;
 }
 
-// Returns the index in the page where the key is or belongs. Keys often come in ascending order, so
-// the end is checked first.
+// Returns the index in the page at which the key is or must be inserted. Keys often arrive in
+// ascending order, so the end is checked first.
 template <typename Page>
 std::size_t positionOf(const Page& page, std::string_view key) noexcept {
     if (isBehind(page, key)) {
@@ -31,7 +31,7 @@ std::size_t positionOf(const Page& page, std::string_view key) noexcept {
 
 }  // namespace
 
-// Grows to `capacity` entries. It must be greater than the present capacity.
+// Increases the capacity to `capacity` entries, which must be greater than the present capacity.
 void Entries::Page::reserve(std::size_t capacity) {
     std::unique_ptr<value_type[]> entries(new value_type[capacity]);
     std::move(entries_.get(), entries_.get() + size_, entries.get());
@@ -39,8 +39,8 @@ void Entries::Page::reserve(std::size_t capacity) {
     capacity_ = static_cast<std::uint32_t>(capacity);
 }
 
-// Adds an entry at `place` and returns the place of its child. The page must have less than
-// `PAGE_SIZE` entries.
+// Inserts an entry at the index `place` and returns the address of its child pointer. The page must
+// have less than `PAGE_SIZE` entries.
 Value** Entries::Page::insert(std::size_t place, std::string_view key) {
     if (place == size_ && size_ < capacity_) {
         return pushBack(key);
@@ -69,8 +69,8 @@ void Entries::Page::moveTail(std::size_t cut, Page& next) noexcept {
     size_ = static_cast<std::uint32_t>(cut);
 }
 
-// Returns the number of the page that the key is in or belongs to: the last one whose first key is
-// not greater.
+// Returns the index of the page in which the key is or must be inserted: the last page whose first
+// key is not greater than the key.
 std::size_t Entries::pageOf(std::string_view key) const noexcept {
     const auto less = [](std::string_view wanted, const Page& page) noexcept {
         return wanted < std::string_view(page.front().first);
@@ -109,12 +109,12 @@ Value** Entries::append(std::string_view key) noexcept {
     }
 }
 
-// Returns whether there is only one page and an entry can be added to it.
+// Returns whether the list has only one page and this page has unused capacity.
 bool Entries::hasSpareCapacity() const noexcept {
     return rest_ == nullptr && first_.size() < PAGE_SIZE;
 }
 
-// After an exception of any step the list is valid and has the same entries.
+// If any step throws an exception, the list stays valid and has the same entries.
 Value** Entries::findOrInsert(std::string_view key) {
     std::size_t number = pageOf(key);
     std::size_t place = positionOf(page(number), key);
@@ -122,8 +122,8 @@ Value** Entries::findOrInsert(std::string_view key) {
         return &page(number)[place].second;
     }
     if (page(number).size() == PAGE_SIZE) {
-        // If the entry goes to the end, the page stays nearly full, so that keys in ascending order
-        // fill the pages.
+        // If the new entry is the last one, the page stays nearly full. Thus keys in ascending
+        // order fill the pages.
         const std::size_t cut = place == PAGE_SIZE ? PAGE_SIZE - 1 : PAGE_SIZE / 2;
         split(number, cut);
         if (place > cut) {
@@ -142,7 +142,7 @@ Value** Entries::insert(std::size_t number, std::size_t place, std::string_view 
     return child;
 }
 
-// Moves the entries of a page from `cut` on to a new page after it.
+// Moves the entries of a page from `cut` on to a new page, which is inserted after it.
 void Entries::split(std::size_t number, std::size_t cut) {
     Page added;
     added.reserve(PAGE_SIZE);
@@ -186,7 +186,7 @@ Entries::Page& Entries::lastPage() noexcept {
     return restBegin() == restEnd() ? first_ : rest_->pages.back();
 }
 
-// Removes the last page unless it is the only one. Returns whether a page was removed.
+// Removes the last page, unless it is the only one. Returns whether a page was removed.
 bool Entries::dropLastPage() noexcept {
     if (restBegin() == restEnd()) {
         return false;
@@ -212,7 +212,7 @@ void Entries::reserve(unsigned long count) noexcept {
     try {
         first_.reserve(capacity);
     } catch (const std::bad_alloc&) {
-        return;  // a hint
+        return;  // only a hint
     }
 }
 

@@ -48,7 +48,7 @@ bool NodeBlocks::open(std::size_t size) noexcept {
     return false;
 }
 
-// Ends the filling of the block. Its reference count becomes the number of nodes that are left.
+// Ends the filling of the block. Its reference count becomes the number of nodes that still exist.
 void NodeBlocks::close() noexcept {
     if (block_ != nullptr) {
         release(block_, OPEN - made_);
@@ -57,7 +57,7 @@ void NodeBlocks::close() noexcept {
     }
 }
 
-// The thread that drops the last references has exclusive access, so the atomic subtraction is
+// The thread that releases the last references has exclusive access, so the atomic subtraction is
 // skipped.
 void NodeBlocks::release(Block* block, std::size_t nodes) noexcept {
     if (block->nodes.load(std::memory_order_acquire) == nodes ||
@@ -93,7 +93,8 @@ void NodeBlocks::releaseAligned(void* node, [[maybe_unused]] std::size_t size) n
     release(blockOfAligned(node), 1);
 }
 
-// Destructs a node without releasing its memory. The node has exactly the type that `make` created.
+// Destructs a node without releasing its memory. The node must have exactly the type that `make`
+// created.
 template <template <typename> class Place>
 void NodeBlocks::destruct(Value* node) noexcept {
     switch (node->kind()) {

@@ -8,19 +8,19 @@
 
 namespace util::config {
 
-/// An allocator for the nodes of one tree. The nodes of a small tree are in one block, those of a
-/// larger tree in several blocks of some dozens each. Nodes are deleted like any others: one by
-/// one, in any order and by any thread. The last node of a block frees it, so a node that outlives
-/// its tree keeps its block allocated, which has at most `SIZE` bytes.
+/// An allocator for the nodes of one tree. The nodes of a small tree are in one block. The nodes of
+/// a larger tree are in several blocks of some dozens of nodes. Nodes are deleted one by one, in
+/// any order and by any thread. The last node of a block frees it. A node that outlives its tree
+/// therefore keeps a block of at most `SIZE` bytes allocated.
 ///
-/// An object is used by one thread. Nodes may outlive the object that created them.
+/// An object is used by one thread. Nodes may outlive the allocator that created them.
 class NodeBlocks {
 public:
-    /// The greatest size of a block.
+    /// The maximum size of a block in bytes.
     static constexpr std::size_t SIZE = 4096;
 
-    /// Creates an allocator. `total` is the sum of `sizeOf` for all nodes that will be made, or a
-    /// number greater than `SIZE`.
+    /// Creates an allocator. `total` is the sum of `sizeOf` for all nodes that will be created, or
+    /// a number greater than `SIZE`.
     explicit NodeBlocks(std::size_t total) noexcept
         : total_(total), isSmall_(total <= MAX_SMALL_TOTAL) {}
     ~NodeBlocks() { close(); }
@@ -32,8 +32,8 @@ public:
     static constexpr std::size_t sizeOf() noexcept {
         return sizeof(Node) + sizeof(Label);
     }
-    /// Returns a new node, or null if memory for it is exhausted. Throws `std::bad_alloc` if the
-    /// constructor of the node does.
+    /// Returns a new node, or null if memory for it is exhausted. Passes on the `std::bad_alloc` of
+    /// the node's constructor.
     template <typename Node, typename... Arguments>
     Node* make(Arguments&&... arguments) {
         static_assert(alignof(Node) <= alignof(Label));
@@ -70,7 +70,7 @@ private:
             releaseLabelled(node, size);
         }
     };
-    /// A node in a block whose address is a multiple of `SIZE`, so that the address of the node
+    /// A node in a block whose address is a multiple of `SIZE`. The address of the node thus
     /// determines the block.
     template <typename Node>
     class Aligned final : public Node {
@@ -132,8 +132,8 @@ private:
     std::size_t made_ = 0;  // number of nodes in the block
 };
 
-/// A batch of deletions. It destroys nodes of any `Memory` and releases those of one block
-/// together, because the reference count of a block is atomic and slow to change.
+/// A batch of deletions. It destroys nodes of any `Memory` and releases the nodes of one block
+/// together, because changing the atomic reference count of a block is slow.
 class NodeReleases {
 public:
     NodeReleases() noexcept = default;
@@ -141,9 +141,10 @@ public:
     NodeReleases(const NodeReleases&) = delete;
     NodeReleases& operator=(const NodeReleases&) = delete;
 
-    /// Deletes a node that is neither shared nor null. A container must have no children.
+    /// Deletes a node, which must not be null or shared. A container must have no children.
     void destroy(Value* node) noexcept;
-    /// Deletes a child of a container that has no children of its own, unless it is shared.
+    /// Deletes a child of a container, unless it is a shared node. The child must not have
+    /// children.
     void destroyLeaf(Value* node) noexcept {
         if (node->kind() > Value::Kind::Boolean) {
             destroy(node);
@@ -156,7 +157,7 @@ private:
     void flush() noexcept;
 
     NodeBlocks::Block* block_ = nullptr;
-    std::size_t nodes_ = 0;  // nodes of the block that are destructed but not released
+    std::size_t nodes_ = 0;  // destructed nodes of the block that are not released yet
 };
 
 }  // namespace util::config

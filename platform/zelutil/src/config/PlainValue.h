@@ -4,8 +4,8 @@
 
 namespace util::config {
 
-/// A node of a kind without content: undefined, null, false or true. Trees use the shared nodes.
-/// Only `clone` creates others.
+/// A node of a kind without content: undefined, null, false or true. Trees use the shared nodes;
+/// only `clone` creates other nodes.
 class PlainValue : public Value {
 public:
     /// Creates a node of the kind; `truth` is the value of a boolean.

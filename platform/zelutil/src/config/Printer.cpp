@@ -20,7 +20,7 @@ constexpr std::size_t MAX_INDENTED_LEVELS = 32;
 constexpr std::size_t INDENT = 2;
 constexpr std::size_t MAX_LINE_SIZE = 1 + INDENT * MAX_INDENTED_LEVELS;
 constexpr std::size_t MAX_COLON_SIZE = 2;
-constexpr std::size_t PIECE = 4096;  // bytes of a string written at a time
+constexpr std::size_t PIECE = 4096;  // number of bytes of a string that are written at once
 
 std::size_t maxQuotedSize(std::string_view bytes) noexcept {
     return json::maxEscapedSize(bytes.size()) + 2;
@@ -34,7 +34,7 @@ char* writeQuoted(char* out, std::string_view bytes) noexcept {
 }
 
 /// A printer of one tree. It is local to this file so that the compiler can inline its functions.
-/// Those that return a bool return false if memory is exhausted.
+/// Functions that return a bool return false if memory is exhausted.
 class Printer {
 public:
     Printer(TextBuffer& text, bool compact) noexcept : text_(text), compact_(compact) {}
@@ -59,7 +59,7 @@ private:
     TextBuffer& text_;
     bool compact_;
     bool afterChild_ = false;      // a comma is written before the next child
-    SmallBuffer<Cursor, 8> open_;  // the containers that were begun, each at its next child
+    SmallBuffer<Cursor, 8> open_;  // the open containers, each with a cursor at its next child
 };
 
 bool Printer::print(const Value& root) {
@@ -70,7 +70,8 @@ bool Printer::print(const Value& root) {
     return done;
 }
 
-// Writes a scalar or an empty container completely, and the opening bracket of any other container.
+// Writes a scalar or an empty container completely. Of any other container writes the opening
+// bracket.
 bool Printer::begin(const Value& node) {
     afterChild_ = true;
     if (!isContainer(node)) {
@@ -85,7 +86,8 @@ bool Printer::begin(const Value& node) {
     return writeText(node.isArray() ? "[" : "{");
 }
 
-// Writes children of the innermost container until another container begins or its end is written.
+// Writes children of the innermost container. Returns when another container begins or when the end
+// of the innermost container is written.
 bool Printer::proceed() {
     Cursor& level = open_.back();
     while (!level.atEnd()) {
@@ -174,7 +176,8 @@ bool Printer::writeString(std::string_view bytes) noexcept {
     return writeInto(maxQuotedSize(bytes), [=](char* out) { return writeQuoted(out, bytes); });
 }
 
-// Writes the string in pieces, because the worst case of the whole text is six times its size.
+// Writes the string in chunks: in the worst case, the written text is six times as long as the
+// string.
 bool Printer::writeLongString(std::string_view bytes) noexcept {
     bool done = writeText("\"");
     while (done && !bytes.empty()) {
@@ -196,7 +199,8 @@ bool Printer::writeText(char const (&text)[SIZE]) noexcept {
     });
 }
 
-// Writes a line break and the indentation for the containers that are open, unless compact.
+// Writes a line break and the indentation of the open containers. Writes nothing if the layout is
+// compact.
 char* Printer::writeLine(char* out) const noexcept {
     if (compact_) {
         return out;

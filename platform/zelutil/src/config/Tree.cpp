@@ -57,8 +57,8 @@ Node* reserved(Node* container, unsigned long count) noexcept {
     return container;
 }
 
-// Returns a new node like `node`, without its children. Returns null or throws `std::bad_alloc` if
-// memory is exhausted.
+// Returns a new node like `node`, without its children. If memory is exhausted, returns null or
+// throws `std::bad_alloc`.
 Value* copyNode(const Value& node) {
     switch (node.kind()) {
         case Value::Kind::Undefined:
@@ -85,7 +85,7 @@ Value* copyNode(const Value& node) {
     return nullptr;
 }
 
-// Returns a copy of a node for use as a child. It is a shared node if the kind has no content.
+// Returns a copy of a node for use as a child. If the kind has no content, returns the shared node.
 Value* copyChild(const Value& node) {
     switch (node.kind()) {
         case Value::Kind::Undefined:
@@ -112,8 +112,8 @@ bool addCopy(const Open& level, Value* child) noexcept {
     return !static_cast<Array*>(level.copy)->add(child);
 }
 
-// Copies everything below `root` into `copy`. Returns false or throws `std::bad_alloc` if memory is
-// exhausted.
+// Copies everything below `root` into `copy`. If memory is exhausted, returns false or throws
+// `std::bad_alloc`.
 bool copyChildren(const Value& root, Value* copy) {
     std::vector<Open> open{{Cursor(root), copy}};
     while (!open.empty()) {

@@ -18,9 +18,9 @@
 
 namespace util::config {
 
-/// An entry of an object that has no node yet.
+/// An entry of an object whose node does not exist yet.
 struct TreeField {
-    std::uint64_t prefix;  // the first bytes of the key, which compare as a number
+    std::uint64_t prefix;  // the first bytes of the key as a number that preserves the order
     std::size_t key;       // position of the key; the value follows it
 };
 
@@ -31,30 +31,30 @@ struct TreeLevel {
     std::size_t next;  // position of the next element, or index of the next field
     std::size_t end;
     std::size_t firstField;
-    bool hasEntries;  // a dictionary that had entries before
+    bool hasEntries;  // whether the dictionary had entries before
 };
 
-/// The memory of a `TreeAssembler`, which keeps it for the next tree.
+/// The memory of a `TreeAssembler`. It is reused for the next tree.
 struct TreeWorkspace {
     SmallBuffer<TreeLevel, 8> levels;
-    SmallBuffer<TreeField, 24> fields;  // those of all objects that are being filled
+    SmallBuffer<TreeField, 24> fields;  // of all objects that are being filled
 };
 
-/// An assembler of value trees from values that were read before: the words of a JSON document, or
-/// the events of a record. It uses stacks, not recursion. A container is added to its parent when
-/// it is complete.
+/// Builds value trees from values that were parsed before: the words of a JSON document, or the
+/// events of a record. It uses stacks, not recursion. A container is added to its parent when it is
+/// complete.
 ///
 /// `Source` is a list of values and keys by position. An array is followed by its elements, an
-/// object by its keys, each of which is followed by its value. `kind(at)` is `[`, `{`, `"`, `l` for
-/// a signed integer, `u` for an unsigned one, `d` for a double, `t`, `f` or `n`. The content is
-/// read with `text`, `signedAt`, `unsignedAt`, `realAt` and `count`; `endOf(at)` is the end of the
-/// children of a container, and `after(at)` the position after a value. `depthOf(at)` is the
-/// greatest number of arrays and objects in each other in a value, or 0 if the source limits it.
+/// object by its keys, and each key by its value. `kind(at)` is `[`, `{`, `"`, `l` for a signed
+/// integer, `u` for an unsigned one, `d` for a double, `t`, `f` or `n`. The content is read with
+/// `text`, `signedAt`, `unsignedAt`, `realAt` and `count`. `endOf(at)` is the end of the children
+/// of a container, and `after(at)` the position after a value. `depthOf(at)` is the nesting depth
+/// of arrays and objects in a value, or 0 if the source limits the depth.
 template <class Source>
 class TreeAssembler {
 public:
-    /// Creates an assembler whose nodes are in `blocks`. With `unicodeStrings` it makes unicode
-    /// strings, else narrow ones.
+    /// Creates an assembler whose nodes are in `blocks`. If `unicodeStrings` is true, it creates
+    /// unicode strings, otherwise narrow strings.
     TreeAssembler(const Source& source, NodeBlocks& blocks, TreeWorkspace& workspace,
                   bool unicodeStrings) noexcept
         : source_(source),
@@ -65,7 +65,7 @@ public:
         levels_.clear();
         fields_.clear();
     }
-    /// After a failure, destroys the containers that are in no parent yet.
+    /// After a failure, destroys the containers that are not yet in a parent.
     ~TreeAssembler() {
         for (const std::size_t kept = ownsRoot_ ? 0 : 1; levels_.size() > kept; levels_.pop()) {
             Value::destroy(containerOf(levels_.back()));
@@ -74,16 +74,17 @@ public:
     TreeAssembler(const TreeAssembler&) = delete;
     TreeAssembler& operator=(const TreeAssembler&) = delete;
 
-    /// Returns the tree of the value at the position, which the caller owns, or null on failure.
+    /// Returns the tree of the value at the position. The caller owns the tree. Returns null on
+    /// failure.
     Value* assemble(std::size_t at) noexcept;
     /// @{
     /// Adds the entries or elements from `first` up to `end` to `root`. Returns false on failure;
-    /// those that were complete are added then.
+    /// `root` then has the ones that were complete.
     bool fill(Dictionary& root, std::size_t first, std::size_t end) noexcept;
     bool fill(Array& root, std::size_t first, std::size_t end) noexcept;
     /// @}
-    /// Returns whether the reason of a failure was that arrays and objects are nested more deeply
-    /// than `MAX_NESTING_DEPTH`. Otherwise memory was exhausted.
+    /// Returns whether the failure was that arrays and objects are nested more deeply than
+    /// `MAX_NESTING_DEPTH`. Otherwise memory was exhausted.
     bool isTooDeep() const noexcept { return isTooDeep_; }
 
 private:
@@ -165,8 +166,8 @@ bool TreeAssembler<Source>::fill(Dictionary& root, std::size_t first, std::size_
     }
 }
 
-// Returns the first eight bytes of the key as a big-endian number, with zeros after a shorter key.
-// If the numbers of two keys differ, the keys have the same order as the numbers.
+// Returns the first eight bytes of the key as a big-endian number. A shorter key is padded with
+// zeros. If the numbers of two keys differ, the keys have the same order as the numbers.
 template <class Source>
 inline std::uint64_t TreeAssembler<Source>::prefixOf(std::string_view key) noexcept {
     constexpr std::size_t WHOLE = sizeof(std::uint64_t);
@@ -187,8 +188,8 @@ inline std::uint64_t TreeAssembler<Source>::prefixOf(std::string_view key) noexc
     return number;
 }
 
-// Returns a new node for a scalar, or a shared one. Returns null or throws `std::bad_alloc` if
-// memory is exhausted.
+// Returns a new node for a scalar, or a shared node. If memory is exhausted, returns null or throws
+// `std::bad_alloc`.
 template <class Source>
 inline Value* TreeAssembler<Source>::makeLeaf(std::size_t at) {
     const char kind = source_.kind(at);
@@ -256,7 +257,8 @@ inline bool TreeAssembler<Source>::enterDictionary(std::size_t at) {
     return true;
 }
 
-// Appends the keys from `next` up to `end` to the list of fields, in ascending order and each once.
+// Appends the keys from `next` up to `end` to the list of fields, in ascending order and without
+// duplicates.
 template <class Source>
 inline bool TreeAssembler<Source>::listFields(std::size_t next, std::size_t end) {
     const std::size_t first = fields_.size();
@@ -268,7 +270,7 @@ inline bool TreeAssembler<Source>::listFields(std::size_t next, std::size_t end)
     return dropDuplicates(first);
 }
 
-// Orders by key. Of equal keys, the last one in the source comes first.
+// Orders by key. Among equal keys, the last one in the source comes first.
 template <class Source>
 inline bool TreeAssembler<Source>::isLess(const TreeField& a, const TreeField& b) const noexcept {
     if (a.prefix != b.prefix) {
@@ -278,8 +280,8 @@ inline bool TreeAssembler<Source>::isLess(const TreeField& a, const TreeField& b
     return order < 0 || (order == 0 && a.key > b.key);
 }
 
-// Keeps the first field of those with equal keys. Returns false if a value that is dropped is
-// nested too deeply: the source is refused even then.
+// Keeps only the first of the fields with equal keys. Returns false if the value of a discarded
+// field is nested too deeply, because the source is then rejected.
 template <class Source>
 inline bool TreeAssembler<Source>::dropDuplicates(std::size_t first) noexcept {
     const auto same = [this](const TreeField& a, const TreeField& b) { return isSame(a, b); };
@@ -316,7 +318,7 @@ inline bool TreeAssembler<Source>::fillAll() {
     }
 }
 
-// Adds elements until one of them is a container, which is entered, or all are added.
+// Adds elements until all are added or one of them is a container, which it enters.
 template <class Source>
 inline bool TreeAssembler<Source>::fillArray(TreeLevel& level) {
     while (level.next != level.end) {
@@ -332,7 +334,7 @@ inline bool TreeAssembler<Source>::fillArray(TreeLevel& level) {
     return true;
 }
 
-// Does the same for the fields of a dictionary.
+// Adds fields until all are added or one of them is a container, which it enters.
 template <class Source>
 inline bool TreeAssembler<Source>::fillDictionary(TreeLevel& level) {
     while (level.next != level.end) {

@@ -17,7 +17,8 @@ namespace util::config {
 
 namespace {
 
-// A node that exists before the first and after the last static object.
+// A node that exists before the first static object is constructed and after the last one is
+// destroyed.
 union Immortal {
     constexpr explicit Immortal(Value::Kind kind, bool truth = false) noexcept
         : node(kind, truth) {}
@@ -91,7 +92,7 @@ void Value::destroy(Value* value) noexcept {
     }
 }
 
-// Returns the child under the key, or null if the key is not present.
+// Returns the child under the key, or null if the key does not exist.
 const Value* Value::find(std::string_view key) const noexcept {
     if (!isDictionary()) {
         return nullptr;

@@ -16,7 +16,7 @@
 
 namespace util::serializer {
 
-/// The reading of typed values from a binary payload, as `FieldReader` describes it.
+/// Reads typed values from a binary payload. `FieldReader` documents the functions.
 class CborFields {
 public:
     using Kind = FieldReader::Kind;
@@ -136,7 +136,7 @@ private:
     static constexpr std::uint64_t MAX_SIGNED = std::numeric_limits<std::int64_t>::max();
 
     struct Level {
-        std::uint64_t left;  // number of elements or pairs, if it is not open
+        std::uint64_t left;  // number of remaining elements or pairs, if `isOpen` is false
         bool isOpen;         // ends with a break
     };
 

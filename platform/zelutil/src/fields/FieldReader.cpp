@@ -12,7 +12,7 @@ namespace util::serializer {
 
 namespace {
 
-/// A target of the decoder that only checks what it decodes.
+/// A target that ignores all calls, for a decoder that only validates.
 struct NoTarget {
     static bool putNull() noexcept { return true; }
     static bool putBoolean(bool) noexcept { return true; }

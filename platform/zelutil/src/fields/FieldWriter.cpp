@@ -14,7 +14,8 @@ namespace util::serializer {
 
 namespace {
 
-// Appends what `write(target)` writes: at most `size` bytes, whose end it returns.
+// Appends the bytes that `write(target)` writes. `write` writes at most `size` bytes and returns
+// their end.
 template <class Write>
 inline bool put(ByteBufferWriter& bytes, std::size_t size, Write write) noexcept {
     if (bytes.reserve(size)) {
@@ -37,7 +38,7 @@ inline bool putHead(ByteBufferWriter& bytes, std::uint64_t argument) noexcept {
                [=](unsigned char* out) { return encodeHead<KIND>(argument, out); });
 }
 
-// Appends text that `write(target)` writes.
+// Appends the text that `write(target)` writes.
 template <class Write>
 inline bool putText(ByteBufferWriter& bytes, std::size_t size, Write write) noexcept {
     return put(bytes, size, [&](unsigned char* out) {
@@ -109,7 +110,7 @@ bool FieldWriter::value(std::string_view value) noexcept {
 }
 
 // Writes a text string if the bytes are UTF-8, otherwise a byte string. Most strings are short and
-// ASCII: these are checked while they are copied.
+// ASCII; these are checked while they are copied.
 bool FieldWriter::putBinaryText(std::string_view text) noexcept {
     const std::size_t size = text.size();
     if (bytes_.reserve(MAX_HEAD + size)) {

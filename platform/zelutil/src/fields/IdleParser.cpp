@@ -11,8 +11,8 @@ namespace {
 
 const ProcessorDetection DETECTION;
 
-// The idle parser of a thread. It is plain data, so it may be used while the thread's other objects
-// are destroyed; from the end of `Owner` on, no parser is kept.
+// The idle parser of a thread. It is a plain pointer, so it can be used while other objects of the
+// thread are destroyed. After `Owner` is destroyed, no parser is kept.
 thread_local TextParser* t_idle = nullptr;
 thread_local bool t_isClosed = false;
 
@@ -25,7 +25,7 @@ struct Owner {
         delete t_idle;
         t_idle = nullptr;
     }
-    // Makes the thread destroy this object at its end.
+    // Does nothing. Calling it constructs this object, so that the thread destroys it at its end.
     void touch() const noexcept {}
 };
 

@@ -18,11 +18,12 @@ struct TextParser {
     bool parse(std::string_view payload) noexcept;
 };
 
-/// A parser on loan. Each thread keeps one idle parser, because making one allocates memory four
-/// times. A parser that has read a text of more than `MAX_KEPT` bytes is not kept.
+/// A parser that is borrowed from the thread. Each thread keeps one idle parser, because creating a
+/// parser allocates memory four times. A parser that has read a text of more than `MAX_KEPT` bytes
+/// is not kept.
 class ParserLoan {
 public:
-    /// The longest text after which a thread keeps its parser.
+    /// The maximum size of a text after which a thread keeps its parser.
     static constexpr std::size_t MAX_KEPT = std::size_t{1} << 16;
 
     ParserLoan() noexcept = default;
@@ -31,7 +32,7 @@ public:
     ParserLoan& operator=(const ParserLoan&) = delete;
 
     /// Borrows a parser and parses the text. Returns the document, or null if the text is malformed
-    /// or memory is exhausted. The document is valid as long as this object. Called once.
+    /// or memory is exhausted. The document is valid as long as this object exists. Call it once.
     simdjson::dom::document const* parse(std::string_view payload) noexcept;
 
 private:

@@ -10,8 +10,8 @@
 
 namespace util::serializer {
 
-/// The reading of typed values from a JSON document, as `FieldReader` describes it. The text was
-/// validated when the document was made.
+/// Reads typed values from a JSON document. `FieldReader` documents the functions. The text was
+/// validated when the document was created.
 class TapeFields {
 public:
     using Kind = FieldReader::Kind;
@@ -74,7 +74,7 @@ public:
             return false;
         }
         out = static_cast<float>(wide);
-        return !std::isinf(out);  // the text has no infinities
+        return !std::isinf(out);  // JSON text contains no infinities
     }
     bool text(std::string_view& out) noexcept {
         if (tape_.kind(at_) != '"') {
@@ -102,7 +102,7 @@ public:
     }
 
 private:
-    // Steps over a word of the kind, or fails.
+    // Advances past a word if it is of the kind. Returns whether it is.
     bool step(char kind) noexcept {
         if (tape_.kind(at_) != kind) {
             return false;

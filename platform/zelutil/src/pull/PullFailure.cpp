@@ -1,6 +1,7 @@
 #include "pull/PullHandler.h"
 
-// The reasons of failed reads: the value at the position of reading, and its field and position.
+// The reasons of failed reads. A reason contains the value at the current position, its field and
+// its byte position.
 namespace util::serializer {
 
 namespace {
@@ -80,8 +81,8 @@ std::uint32_t PullFromPushDeserializer::Handler::place() const noexcept {
     if (top.item != Item::None) {
         return top.data.value;
     }
-    // The beginning of the struct or array. The level of an option scope has that of the level
-    // below it.
+    // The beginning of the struct or array. The level of an option scope has the same beginning as
+    // the level below it.
     return top.data.begin == 0 ? 0 : top.data.begin - 1;
 }
 

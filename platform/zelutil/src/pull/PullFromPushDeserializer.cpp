@@ -70,7 +70,7 @@ unsigned int nestingLimit(Options const* options) {
 
 PullFromPushDeserializer::PullFromPushDeserializer(IStructuredPushDeserializer* source)
     : handler_(std::make_unique<Handler>()), source_(source) {
-    constexpr std::size_t SMALL = 1024;  // allocators return a block of this size without a search
+    constexpr std::size_t SMALL = 1024;  // allocators return such a small block without a search
     static_assert(sizeof(Handler) <= SMALL);
 }
 
@@ -98,7 +98,7 @@ bool PullFromPushDeserializer::beginDeserialize(ByteBufferReader* reader, Option
     if (!(isDirect ? handler_->recordDirectly(*reader, limit)
                    : handler_->recordCalls(reader, limit))) {
         reset();
-        handler_->hasFailed = true;  // the reason was stored
+        handler_->hasFailed = true;  // the source has stored the reason
         return true;
     }
     handler_->start();

@@ -92,8 +92,8 @@ void PullFromPushDeserializer::Handler::announce() noexcept {
         failForMemory();
         entry.type = EntryType::Failure;
     }
-    // A container that cannot be entered is announced as a failure; otherwise a loop over the
-    // entries would not end.
+    // A container that cannot be entered becomes a failure entry; otherwise a loop over the entries
+    // would not end.
     if (opensLevel(entry.type) && !stack.reserveLevel()) {
         failToNest();
         entry.type = EntryType::Failure;
@@ -119,7 +119,7 @@ void PullFromPushDeserializer::Handler::announceNext() {
     entry.type = announceEnd();
 }
 
-// Announces the next element or field, which is present.
+// Sets `entry` to the next element or field, which must exist.
 void PullFromPushDeserializer::Handler::announceItem() {
     const Stack::Level& top = stack.top();
     if (top.expects == Expects::Elements) {
@@ -172,7 +172,7 @@ void PullFromPushDeserializer::Handler::announceValue(const Event& event) {
 }
 
 // Returns the entry type for the end of the open item or level. The end of an option scope is not
-// an entry: `End` is returned until it is closed.
+// an entry: `End` is returned until the scope is closed.
 EntryType PullFromPushDeserializer::Handler::announceEnd() const noexcept {
     switch (stack.top().item) {
         case Item::Field:
@@ -209,7 +209,7 @@ void PullFromPushDeserializer::Handler::takeNext() noexcept {
     entry.type = EntryType::Failure;
 }
 
-// Announces the next entry and consumes it. Returns false if no level may be opened for it.
+// Sets `entry` to the next entry and consumes it. Returns false if no level can be opened for it.
 bool PullFromPushDeserializer::Handler::takeEntry() {
     const Stack::Level& top = stack.top();
     switch (top.expects) {

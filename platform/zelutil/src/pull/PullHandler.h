@@ -14,15 +14,15 @@
 
 namespace util::serializer {
 
-/// The state of a `PullFromPushDeserializer`: the record and the position of reading.
+/// The state of a `PullFromPushDeserializer`: the record and the current position in it.
 class UTIL_LOCAL PullFromPushDeserializer::Handler {
 public:
-    /// The position of reading in a level. All numbers are indices of events of the record.
+    /// The current position in a level. All numbers are indices of events of the record.
     struct Cursor {
         /// The value to be read, if one is expected.
         std::uint32_t value;
-        /// The first element or field of an array or struct, the next one, and the event after the
-        /// last one.
+        /// The first element or field of an array or struct, the next element or field, and the
+        /// event after the last one.
         std::uint32_t begin;
         std::uint32_t next;
         std::uint32_t end;
@@ -45,26 +45,26 @@ public:
     bool hasFailed = false;
 
     /// @{
-    /// Stores the failure as the thread's latest error: `expected` is not what comes next, or not
-    /// the event `at`, which is the element `index` of an array. Returns false.
+    /// Stores the failure as the thread's latest error: a value other than `expected` comes next,
+    /// or is the event `at`, the element `index` of an array. Returns false.
     [[gnu::cold]] bool fail(const Phrase& expected) noexcept;
     [[gnu::cold]] bool failAtElement(std::uint32_t at, std::uint64_t index,
                                      const Phrase& expected) noexcept;
     /// @}
-    /// Stores that memory is exhausted. Returns false.
+    /// Stores the failure that memory is exhausted. Returns false.
     [[gnu::cold]] bool failForMemory() noexcept {
         recordNoMemory(hasFailed);
         return false;
     }
-    /// Stores that the struct on top has no field with the name. Returns false.
+    /// Stores the failure that the top struct has no field with the name. Returns false.
     [[gnu::cold]] bool failToFind(std::string_view name) noexcept;
-    /// Stores why `stack.reserveLevel()` failed. Returns false.
+    /// Stores the reason why `stack.reserveLevel()` failed. Returns false.
     [[gnu::cold]] bool failToNest() noexcept;
 
     /// Discards the payload and keeps the memory.
     void clear() noexcept;
     /// @{
-    /// Lets the source fill the record: without its serializer interface, or by replaying the
+    /// Fills the record from the source. The source either fills it directly, or replays the
     /// payload to the recorder. Returns whether the payload is well-formed.
     [[nodiscard]] bool recordDirectly(ByteBufferReader& reader, unsigned int limit);
     [[nodiscard]] bool recordCalls(ByteBufferReader* reader, unsigned int limit);
@@ -80,9 +80,8 @@ public:
     /// Marks the value as read.
     void consume() noexcept { stack.top().expects = Expects::Nothing; }
 
-    // These return true on success. On failure they store the reason.
-    /// Reads the next value with `convert(event)`, which returns whether the value is what is
-    /// `expected`.
+    // These functions return true on success. On failure they store the reason. `read` converts the
+    // next value with `convert(event)`, which returns whether the value has the `expected` type.
     template <class Convert>
     bool read(char const* expected, Convert convert);
     template <class Number>
@@ -91,7 +90,7 @@ public:
     bool readArray(std::vector<Number>& out);
     template <class Container>
     bool readRest(Bracket bracket, Container& out);
-    /// Begins the named field if it is present. In a missing field no value is expected.
+    /// Begins the named field if it is present. No value is expected in a missing field.
     bool beginNamedField(const std::string& name, Item item, bool& present);
     bool open(Event::Kind kind, Bracket bracket, Expects expects) noexcept;
     bool close(Bracket bracket) noexcept;
@@ -101,7 +100,7 @@ public:
     /// Enters the next element or field, which may be begun.
     void enterElement() noexcept { enter(Item::Element, stack.top().data.next); }
     void enterField() noexcept { enter(Item::Field, stack.top().data.next + 1); }
-    /// Ends the field or element, and advances past it unless it was found by name.
+    /// Ends the field or element. Advances past it, unless it is a field that was found by name.
     bool endItem(Item item) noexcept {
         if (!stack.mayEnd(item)) {
             return failToEnd(item);
@@ -115,14 +114,14 @@ public:
     }
     bool openScope(Bracket bracket) noexcept;
     bool closeScope(Bracket bracket) noexcept;
-    /// Returns whether no element or field is left in the array or struct on top.
+    /// Returns whether no element or field is left in the top array or struct.
     bool atEnd() const noexcept { return stack.top().data.next == stack.top().data.end; }
-    /// Returns the index of the last field with the name in the struct on top, or `NONE` if the
-    /// field is missing.
+    /// Returns the index of the last field with the name in the top struct, or `NONE` if the field
+    /// is missing.
     std::uint32_t findField(std::string_view name) const noexcept;
 
-    /// Sets `entry` to the next entry, or to `Failure` if memory is exhausted or no further level
-    /// may be opened.
+    /// Sets `entry` to the next entry. Sets it to `Failure` if memory is exhausted or the maximum
+    /// nesting depth is reached.
     void announce() noexcept;
     /// Sets `entry` as `announce` does and consumes that entry. The end of the payload or of an
     /// option scope is not consumed.

@@ -24,7 +24,7 @@ constexpr std::size_t MOST = 1 << 16;
 void Record::start(std::string_view payload) noexcept {
     payload_ = payload;
     reach_ = std::min(payload.size(), MAX_INDEX);
-    // This is a hint: if it fails, memory is allocated as events are added.
+    // Only a hint: if the allocation fails, memory is allocated as events are added.
     if (payload.size() > MOST_BYTES_OF_EVENT * INLINE_CAPACITY) {
         static_cast<void>(events_.reserve(std::min(payload.size() / BYTES_OF_EVENT, MOST)));
     }
@@ -42,7 +42,7 @@ bool Record::grow() noexcept {
     return capacity < MAX_INDEX && events_.reserve(std::min(2 * capacity, MAX_INDEX));
 }
 
-// Adds a text that is not verbatim in the payload.
+// Adds a text that does not occur verbatim in the payload.
 bool Record::copyText(Kind kind, std::string_view bytes) noexcept {
     const std::size_t offset = text_.size();
     if (bytes.size() > MAX_INDEX - offset || text_.append(bytes.data(), bytes.size())) {
@@ -54,7 +54,7 @@ bool Record::copyText(Kind kind, std::string_view bytes) noexcept {
 }
 
 void Record::addPathOfNext(FieldPath& path, bool isInItem) const noexcept {
-    // The `next` of an open container is the one around it, which has a lower index.
+    // The `next` of an open container is the index of the container around it, which is lower.
     if (events_.empty() || events_[open_].kind < Kind::Array || events_[open_].next > open_) {
         return;
     }
@@ -110,8 +110,8 @@ bool convert(const Record&, const Event& event, float& out) noexcept {
     }
     const double value = toDouble(event);
     const auto rounded = static_cast<float>(value);
-    // The shortest text of the greatest float is slightly greater than it, so the rounded number is
-    // checked, not the number itself.
+    // The shortest text of the largest float represents a slightly larger number. Therefore the
+    // rounded number is checked, not the number itself.
     if (std::isinf(rounded) && std::isfinite(value)) {
         return false;
     }

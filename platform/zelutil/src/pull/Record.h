@@ -15,7 +15,7 @@
 
 namespace util::serializer {
 
-/// One value of a recorded payload, or the name of a field.
+/// A value of a recorded payload, or the name of a field.
 struct Event {
     enum class Kind : std::uint8_t {
         Null,
@@ -43,20 +43,22 @@ struct Event {
     };
 
     Kind kind;
-    /// Whether the bytes of a text are in the payload, not in the record.
+    /// Whether the bytes of a text are in the payload and not in the record.
     bool inPayload;
-    /// The index of the first event after the value. For a container, that is after its content.
+    /// The index of the first event after the value. For a container, this is the index after its
+    /// content.
     std::uint32_t next;
     Content content;
 };
 
-/// A record of a payload: its values in the order of writing. An array is followed by its elements,
-/// a struct by its fields, each of which is a `Field` followed by its value. There are no end
-/// events: a container ends at its `next`. Texts that are verbatim in the payload are not copied,
-/// so the payload must outlive the record.
+/// A record of the values of a payload, in the order of writing. An array is followed by its
+/// elements. A struct is followed by its fields, each of which is a `Field` followed by its value.
+/// There are no end events: a container ends at its `next`. Texts that are verbatim in the payload
+/// are not copied, so the payload must outlive the record.
 ///
-/// The order of the events is not checked: the caller is responsible for it. A record has at most
-/// 2^32 - 2 events and bytes of text. Every function that returns a bool returns true on success.
+/// The caller is responsible for the order of the events, which is not checked. A record has at
+/// most 2^32 - 2 events and bytes of text. Every function that returns a bool returns true on
+/// success.
 class Record {
 public:
     /// The number of events that are stored inline. It is chosen so that the reader stays below
@@ -74,10 +76,10 @@ public:
         return {base + event.content.text.offset, event.content.text.length};
     }
 
-    /// Returns the buffer of the texts that are not in the payload, one after the other.
+    /// Returns the buffer of the texts that are not in the payload. The texts are concatenated.
     ByteBufferWriter& texts() noexcept { return text_; }
 
-    /// Starts the record of `payload`, which must stay alive as long as the record is read.
+    /// Starts the record of `payload`, which must exist as long as the record is read.
     void start(std::string_view payload) noexcept;
     /// Removes all events and the payload, and keeps the memory.
     void clear() noexcept;
@@ -91,16 +93,16 @@ public:
     bool addReal(Event::Kind kind, double value) noexcept;
     /// Adds a string, or the name of a field.
     bool addText(Event::Kind kind, std::string_view bytes) noexcept;
-    /// Adds an array or struct, to which the following events belong.
+    /// Adds an array or struct. The following events belong to it.
     bool open(Event::Kind kind) noexcept;
     /// @}
     /// Ends the innermost array or struct.
     void close() noexcept;
-    /// Counts an element of the innermost array. Called before the element is added.
+    /// Counts an element of the innermost array. Call it before the element is added.
     void countElement() noexcept { ++events_[open_].content.count; }
 
     /// Appends to `path` the path of the next field or element of an incomplete record. The index
-    /// of the element of an array is appended only with `isInItem`.
+    /// of an array element is appended only if `isInItem` is true.
     void addPathOfNext(FieldPath& path, bool isInItem) const noexcept;
     /// Returns the payload.
     std::string_view payload() const noexcept { return payload_; }
@@ -112,10 +114,11 @@ private:
 
     SmallBuffer<Event, INLINE_CAPACITY> events_;
     std::string_view payload_;
-    /// The number of bytes at the start of the payload that an event can refer to.
+    /// The number of leading bytes of the payload to which an event can refer.
     std::size_t reach_ = 0;
     ByteBufferWriter text_{0};
-    /// The innermost open container. The `next` of an open container is the one around it.
+    /// The index of the innermost open container. The `next` of an open container is the index of
+    /// the container around it.
     std::uint32_t open_ = 0;
 };
 
@@ -158,8 +161,8 @@ inline bool Record::addReal(Event::Kind kind, double value) noexcept {
 }
 
 inline bool Record::addText(Event::Kind kind, std::string_view bytes) noexcept {
-    // Computed with integers, because the bytes may be outside the payload, where subtracting
-    // pointers is undefined.
+    // Computed with integers: the bytes may be outside the payload, and subtracting their pointers
+    // would be undefined.
     const std::uintptr_t offset = reinterpret_cast<std::uintptr_t>(bytes.data()) -
                                   reinterpret_cast<std::uintptr_t>(payload_.data());
     if (offset > reach_ || bytes.size() > reach_ - offset) {
@@ -188,8 +191,8 @@ inline void Record::close() noexcept {
     container.next = static_cast<std::uint32_t>(events_.size());
 }
 
-// Conversions of events. Each `convert` returns false, with `out` unchanged, if the event is of
-// another kind or out of range.
+// Conversions of events. Each `convert` returns false if the event is of another kind or out of
+// range; `out` is then unchanged.
 
 /// Converts a number of any kind and rounds it.
 bool convertNumber(const Event& event, double& out) noexcept;
@@ -202,8 +205,8 @@ inline bool convert(const Record&, const Event& event, double& out) noexcept {
     return true;
 }
 
-/// Converts a number of any kind and rounds it. A finite number that does not round to a finite
-/// float is out of range.
+/// Converts a number of any kind and rounds it. Returns false if a finite number does not round to
+/// a finite float.
 bool convert(const Record& record, const Event& event, float& out) noexcept;
 
 inline bool convert(const Record&, const Event& event, bool& out) noexcept {
@@ -236,7 +239,7 @@ bool convert(const Record&, const Event& event, Integer& out) noexcept {
     return fits;
 }
 
-/// Throws `std::bad_alloc` if memory is exhausted; `out` is then unchanged.
+/// Copies the text. Throws `std::bad_alloc` if memory is exhausted; `out` is then unchanged.
 inline bool convert(const Record& record, const Event& event, std::string& out) {
     if (event.kind != Event::Kind::String) {
         return false;

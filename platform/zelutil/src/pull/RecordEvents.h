@@ -13,7 +13,7 @@
 
 namespace util::serializer {
 
-/// A view of the events of a record for `config::TreeAssembler`, which describes the functions.
+/// A view of the events of a record for `config::TreeAssembler`, which documents the functions.
 class RecordEvents {
 public:
     /// Creates a view of `record`, which must outlive it.
@@ -48,7 +48,7 @@ public:
     }
 
 private:
-    /// What a tree has for an event.
+    /// The properties of the tree node for one kind of event.
     struct Row {
         char letter;
         std::uint8_t nodeSize;  // null and booleans are shared nodes
@@ -57,7 +57,7 @@ private:
     static constexpr std::uint8_t SIZE =
         static_cast<std::uint8_t>(config::NodeBlocks::sizeOf<Node>());
     static_assert(config::NodeBlocks::sizeOf<config::Dictionary>() <= 0xFF);
-    // In the order of Event::Kind.
+    // The rows are in the order of Event::Kind.
     static constexpr Row ROWS[] = {
         {'n', 0},
         {'t', 0},

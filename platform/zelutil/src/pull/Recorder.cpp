@@ -4,7 +4,7 @@
 
 namespace util::serializer {
 
-/// The format: one event for each value and field name.
+/// The recorder's format: one event for each value and field name.
 class Recorder::Format : public SequencedFormat<Recorder::Format> {
 public:
     static constexpr unsigned int CAPABILITIES =

@@ -5,7 +5,7 @@
 
 namespace util::serializer {
 
-/// A serializer that records the calls, for sources that know nothing of records. Typed arrays are
+/// A serializer that records its calls, for sources that are not a `RecordSource`. Typed arrays are
 /// recorded element by element, an empty element as null.
 class Recorder final : public FormatSerializer<Recorder> {
 public:

@@ -8,7 +8,7 @@
 
 namespace util::serializer {
 
-/// The kind of a level of a payload. Each kind is closed only by its own end call.
+/// The kind of a level of a payload. Each kind has its own end call.
 enum class Bracket : std::uint8_t {
     Closed,  ///< the lowest level: no payload is open
     Root,
@@ -18,21 +18,20 @@ enum class Bracket : std::uint8_t {
     Option
 };
 
-/// The kind of item that is open in a level and contains one value. Each kind is ended only by its
-/// own end call.
+/// The kind of item that is open in a level and contains one value. Each kind has its own end call.
 enum class Item : std::uint8_t { None, Field, MandatoryField, OptionalField, Element };
 
-/// The kind of call that a level accepts next, apart from its own end and that of its item.
+/// The kind of call that a level accepts next, in addition to the end of the level and of its item.
 enum class Expects : std::uint8_t { Nothing, Value, Fields, Elements };
 
 /// A stack of the levels that are open while a payload is written or read, with the innermost on
 /// top.
 ///
-/// Writers and readers share this class, so that both accept the same sequences of calls. `Data` is
-/// their state of one level; it must be trivially copyable. A level that is opened by an option is
-/// a copy of the one below it, and its state is copied back when it is closed. The stack is never
-/// empty. The levels of common payloads are stored inline. The stack allocates memory once, when
-/// more than `INLINE_LEVELS` are open.
+/// Serializers and deserializers share this class, so that both accept the same sequences of calls.
+/// `Data` is their state of one level; it must be trivially copyable. A level that is opened by an
+/// option is a copy of the level below it, and its state is copied back when it is closed. The
+/// stack is never empty. The levels of common payloads are stored inline. The stack allocates
+/// memory once, when more than `INLINE_LEVELS` are open.
 template <class Data>
 class BracketStack {
 public:
@@ -41,18 +40,18 @@ public:
         Bracket bracket;  ///< the kind of the level
         Item item;        ///< the field or element that is open in it
         Expects expects;  ///< the kind of call that is accepted next
-        Data data;        ///< the state that the user of the stack keeps for it
+        Data data;        ///< the state of the serializer or deserializer in this level
     };
 
-    /// The maximum number of levels: the root, and for each array or struct its level and two
-    /// scopes of options.
+    /// The maximum number of levels: the root, and three for each array or struct (its own and two
+    /// option scopes).
     static constexpr std::size_t CAPACITY = 1 + 3 * MAX_NESTING_DEPTH;
     /// The number of levels that are stored inline, enough for common payloads.
     static constexpr std::size_t INLINE_LEVELS = 12;
 
     BracketStack() noexcept { clear(); }
 
-    /// Closes all levels: no payload is open then.
+    /// Closes all levels. Afterwards no payload is open.
     void clear() noexcept { restart({Bracket::Closed, Item::None, Expects::Nothing, Data()}); }
     /// Opens a payload, in which a value is expected.
     void start(const Data& data) noexcept {
@@ -82,18 +81,18 @@ public:
         return top().item == item && top().expects == Expects::Nothing;
     }
 
-    /// Opens an item in the top level, which expects one. Unless it is `absent`, it expects a
-    /// value.
+    /// Opens an item in the top level, which must expect an item. The item expects a value, unless
+    /// `absent` is true.
     void beginItem(Item item, bool absent = false) noexcept {
         top().item = item;
         top().expects = absent ? Expects::Nothing : Expects::Value;
     }
-    /// Ends the item of the top level, for which `mayEnd` is true.
+    /// Ends the item of the top level. `mayEnd` must be true for it.
     void endItem() noexcept {
         top().expects = top().item == Item::Element ? Expects::Elements : Expects::Fields;
         top().item = Item::None;
     }
-    /// Opens a level, for which memory was reserved.
+    /// Opens a level. Memory for it must be reserved.
     void push(Bracket bracket, Expects expects, const Data& data) noexcept {
         levels_.push({bracket, Item::None, expects, data});
     }
@@ -105,7 +104,7 @@ public:
     }
 
 private:
-    // Memory that was allocated for many levels is kept.
+    // Keeps memory that was allocated for many levels.
     void restart(const Level& lowest) noexcept {
         levels_.clear();
         levels_.push(lowest);

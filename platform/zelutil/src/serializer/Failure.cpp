@@ -27,7 +27,7 @@ bool isContinuation(char byte) noexcept {
     return (static_cast<unsigned char>(byte) & 0xC0) == 0x80;
 }
 
-// Appends the text with '?' in place of control characters, which would break the line of a log.
+// Appends the text. Replaces control characters, which would break the line of a log, by '?'.
 void appendPrintable(std::string& out, std::string_view text) {
     for (const char c : text) {
         out.push_back(static_cast<unsigned char>(c) < ' ' ? '?' : c);
@@ -74,7 +74,7 @@ void ShortText<CAPACITY>::assign(std::string_view text) noexcept {
     std::size_t size = std::min(text.size(), CAPACITY);
     isCut_ = size < text.size();
     while (isCut_ && size > 0 && isContinuation(text[size])) {
-        --size;  // ends at a character boundary
+        --size;  // cut only between characters
     }
     std::copy_n(text.begin(), size, text_.begin());
     size_ = static_cast<std::uint8_t>(size);

@@ -9,11 +9,11 @@
 #include "util/serializer/PayloadError.h"
 #include "zel/ErrorStorage.h"
 
-// The reason why a payload could not be written or read, as it is stored in the thread's latest
-// error: constant words and copied values. The text is composed when it is read.
+// The reason why a payload could not be written or read. It is stored in the thread's latest error
+// as constant words and copied values. The text is composed when it is read.
 namespace util::serializer {
 
-/// A text of at most `CAPACITY` bytes. A part of a longer text is omitted.
+/// A text of at most `CAPACITY` bytes. If a text is longer, a part of it is omitted.
 template <std::size_t CAPACITY>
 class ShortText {
 public:
@@ -97,10 +97,10 @@ private:
     ShortText<96> text_;
 };
 
-/// The position of a failure that is not at a byte of the payload.
+/// The position of a failure that does not refer to a byte of the payload.
 constexpr std::size_t NO_POSITION = static_cast<std::size_t>(-1);
 
-/// The details of a failure whose parts are known when it is stored.
+/// The details of a failure of which all parts are known when it is stored.
 class Failure final : public zel::ErrorDetails {
 public:
     Failure(const Phrase& expected, const Phrase& found, const FieldPath& path,
@@ -121,12 +121,12 @@ private:
 };
 
 /// Stores a failure as the thread's latest error and sets `hasFailed`. Does nothing if `hasFailed`
-/// is set, because the payload has failed before. The sink is not called.
+/// is already set, because only the first failure of a payload is stored. The sink is not called.
 void recordFailure(bool& hasFailed, PayloadErrorNumber number, const Phrase& expected,
                    const Phrase& found = {}, const FieldPath& path = {},
                    std::size_t position = NO_POSITION) noexcept;
 
-/// Does the same for the failure that memory is exhausted.
+/// Stores the failure that memory is exhausted, as `recordFailure` does.
 void recordNoMemory(bool& hasFailed) noexcept;
 
 }  // namespace util::serializer

@@ -6,8 +6,8 @@
 #include "serializer/SequencedFormatCalls.h"
 #include "util/serializer/FormatSerializer.h"
 
-// The functions of `FormatSerializer`, for the file that instantiates it for a format. The format
-// returns true on success, the interface false.
+// The functions of `FormatSerializer`. Include this header in the file that instantiates the
+// template for a format. The format returns true on success, the interface false.
 namespace util::serializer {
 
 /// @cond

@@ -27,12 +27,13 @@ enum class NumberType : std::uint8_t {
     Double
 };
 
-/// The common part of all formats that serializers write: it checks the order of the calls, the
-/// nesting depth and the options in effect, and passes valid calls to the format.
+/// The common part of all formats that serializers write. It checks the order of the calls, the
+/// nesting depth and the current options, and passes valid calls to the format.
 ///
-/// A format derives from `SequencedFormat<Format>` and implements the `put` functions, which write
-/// a value or bracket in its bytes. They are called only in a sequence that forms one well-formed
-/// value. They are inlined, which virtual functions would not be. Each returns true on success:
+/// A format derives from `SequencedFormat<Format>` and implements the `put` functions. They write a
+/// value, or the begin or end of a container, in the bytes of the format. They are called only in a
+/// sequence that forms one well-formed value. They are not virtual, so that they can be inlined.
+/// Each returns true on success:
 ///
 ///     struct Format : SequencedFormat<Format> {
 ///         static constexpr unsigned int CAPABILITIES = ...;  // of IStructuredSerializer
@@ -49,27 +50,28 @@ enum class NumberType : std::uint8_t {
 ///         void locate(std::string_view written, bool isInItem, FieldPath& path) const noexcept;
 ///     };
 ///
-/// A `put` function calls `refuse` for a value that the format cannot represent; any other failure
-/// means that memory is exhausted. `locate` finds the field that is open at the end of the bytes
-/// written so far; it is called only for the message of a failure.
+/// A `put` function calls `refuse` for a value that the format cannot represent. Any other failure
+/// means that memory is exhausted. `locate` finds the field that is open at the end of the written
+/// bytes; it is called only for the message of a failure.
 ///
-/// `FormatSerializer` makes a serializer of a format: its source file includes
+/// `FormatSerializer` turns a format into a serializer: its source file includes
 /// FormatSerializerCalls.h and instantiates the template. Used by one thread at a time.
 template <class Format>
 class SequencedFormat {
 public:
-    /// Creates a format that writes without white space, where that means anything, if `compact`.
+    /// Creates a format. If `compact` is true, it writes no optional white space.
     explicit SequencedFormat(bool compact) noexcept : compact_(compact) {}
     SequencedFormat(const SequencedFormat&) = delete;
     SequencedFormat& operator=(const SequencedFormat&) = delete;
 
-    // The calls of the interface. They return true on success. A failure invalidates the payload:
-    // every later call up to the next `begin` fails, too.
+    // The calls of the interface. They return true on success. After a failure every later call
+    // also fails, until the next `begin`.
 
     bool begin(ByteBufferWriter* writer, Options const* options) noexcept;
     bool end(unsigned long& written) noexcept;
 
-    /// Writes one whole value with `put()`, which returns true on success, if a value may follow.
+    /// Writes one whole value with `put()`, if a value is allowed here. `put()` returns true on
+    /// success.
     template <class Put>
     bool value(Put put) {
         if (!admits(Expects::Value) || !put()) {
@@ -84,12 +86,12 @@ public:
     }
     bool enumerator(int item, int count, bool checked);
     /// @{
-    /// Writes a text of Unicode characters.
+    /// Writes a Unicode text.
     bool text(const UnicodeString8& text);
     bool text(const UnicodeString16& text);
     /// @}
-    /// Writes an array of numbers, packed if the format has packed arrays and none of the options
-    /// forbids it.
+    /// Writes an array of numbers. It is packed if the format has packed arrays and the options
+    /// allow it.
     template <class Number>
     bool numbers(NumberType type, const std::vector<Number>& items);
     /// Writes an array of `count` elements. `put(i)` writes element i.
@@ -114,13 +116,13 @@ public:
     bool endItem(Item item);
 
 protected:
-    /// Returns where to write. Only called in a `put` function.
+    /// Returns the buffer for the bytes of the payload. Call it only in a `put` function.
     ByteBufferWriter& writer() noexcept { return *writer_; }
-    /// Returns the number of arrays and structs that are open.
+    /// Returns the number of open arrays and structs.
     std::size_t depth() const noexcept { return depth_; }
-    /// Returns whether no white space is to be written.
+    /// Returns whether no optional white space is written.
     bool isCompact() const noexcept { return stack_.top().data.compact; }
-    /// Stores why a `put` function cannot represent a value, and the number that is the reason.
+    /// Stores the reason why a `put` function cannot represent a value, and the rejected number.
     /// Returns false.
     bool refuse(Refusal why, double number = 0) noexcept {
         refusal_ = why;
@@ -139,15 +141,15 @@ private:
 
     Format& format() noexcept { return static_cast<Format&>(*this); }
 
-    // Stores the first failure as the thread's latest error and closes the payload: the call is not
-    // expected, or `isExpected` and it could not be written. Returns false.
+    // Stores the first failure as the thread's latest error and closes the payload. If `isExpected`
+    // is true, the call was allowed but failed; otherwise it was not allowed. Returns false.
     [[gnu::cold]] bool fail(char const* call, bool isExpected = false) noexcept;
     FieldPath path() const noexcept;
     std::size_t position() const noexcept { return writer_->size() - start_; }
 
     bool admits(Expects expected) const noexcept { return stack_.top().expects == expected; }
     bool mayNest() noexcept { return depth_ < MAX_NESTING_DEPTH || refuse(Refusal::TooDeep); }
-    // Returns the state of a level above the top one.
+    // Returns the initial state of a level that is opened in the top level.
     LevelData inner() const noexcept {
         const LevelData& data = stack_.top().data;
         return {true, data.compact, data.plainArrays};

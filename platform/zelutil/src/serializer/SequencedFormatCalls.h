@@ -8,7 +8,7 @@
 #include "bytes/TextCheck.h"
 #include "serializer/SequencedFormat.h"
 
-// The functions of `SequencedFormat`, for the file that defines a format.
+// The functions of `SequencedFormat`. Include this header in the file that defines a format.
 namespace util::serializer {
 
 /// @cond
@@ -46,7 +46,7 @@ bool SequencedFormat<Format>::end(unsigned long& written) noexcept {
 template <class Format>
 bool SequencedFormat<Format>::fail(char const* call, bool isExpected) noexcept {
     if (hasFailed_) {
-        return false;  // closed already
+        return false;  // the payload is closed already
     }
     const Level top = stack_.top();
     if (isExpected && refusal_ == Refusal::None) {
@@ -265,7 +265,7 @@ bool SequencedFormat<Format>::endStruct() {
     return true;
 }
 
-// Inlining it into its callers saves 2 % of the time of ten fields.
+// Inlined into its callers, which saves 2 % of the time for ten fields.
 template <class Format>
 [[gnu::always_inline]] inline bool SequencedFormat<Format>::beginField(std::string_view name,
                                                                        Item item) {
