@@ -11,7 +11,7 @@ namespace {
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-TEST(AssertionsTest, EveryTestOfTheTreeAsserts) {
+TEST(AssertionsTest, EveryTestHasAnAssertion) {
     std::vector<Function> helpers;
     for (const std::string& header : filesBelow("tests", ".h")) {
         const std::vector<Function> functions = functionsIn(read(header));
@@ -24,7 +24,7 @@ TEST(AssertionsTest, EveryTestOfTheTreeAsserts) {
     }
 }
 
-TEST(AssertionsTest, ATestWithoutAnAssertionIsFound) {
+TEST(AssertionsTest, TestWithoutAnAssertionIsReported) {
     EXPECT_THAT(testsWithoutAssertion("\nTEST(A, B) {\n    call();\n}\n", {}),
                 ElementsAre("2: A, B"));
     for (char const* const macro : {"TEST", "TEST_F", "TEST_P", "TYPED_TEST"}) {
@@ -52,7 +52,7 @@ TEST(AssertionsTest, EveryKindOfAssertionCounts) {
     }
 }
 
-TEST(AssertionsTest, FunctionsThatAssertCountWhereTheyAreCalled) {
+TEST(AssertionsTest, CallsOfAssertingFunctionsCountAsAssertions) {
     const std::string direct = "void check(int a) { EXPECT_EQ(a, 1); }\n";
     const std::string indirect =
         "void all(F (*f)()) const noexcept {\n if (f()) { check(1); }\n}\n";

@@ -87,7 +87,7 @@ TYPED_TEST(MessageHeaderTest, CopiesShareAnExistingHeader) {
     EXPECT_EQ(&source.getHeader(), &copy.getHeader());
 }
 
-TYPED_TEST(MessageHeaderTest, CopyOfAMessageWithoutHeaderCreatesItsOwn) {
+TYPED_TEST(MessageHeaderTest, CopyWithoutHeaderCreatesASeparateHeader) {
     TypeParam source = make<TypeParam>();
     TypeParam copy = make<TypeParam>();
     copy = source;
@@ -110,7 +110,7 @@ TYPED_TEST(MessageHeaderTest, ReadOnlyHeaderReturnsAnEditableTree) {
               R"({"key":1,"list":[3],"object":{"inner":2}})");
 }
 
-TYPED_TEST(MessageHeaderTest, MoveTransfersTheHeaderAndSelfAssignmentKeepsIt) {
+TYPED_TEST(MessageHeaderTest, MoveTransfersTheHeader) {
     TypeParam source = make<TypeParam>();
     source.add2header("key", new ValueInt(1));
     TypeParam& alias = source;

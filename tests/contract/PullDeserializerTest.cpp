@@ -126,7 +126,7 @@ TYPED_TEST(PullDeserializer, ReadsScalars) {
     EXPECT_FALSE(this->read("null").getNull());
 }
 
-TYPED_TEST(PullDeserializer, RejectsValuesOfAnotherKindAndLeavesTheOutputUnchanged) {
+TYPED_TEST(PullDeserializer, RejectedValueLeavesTheOutputUnchanged) {
     int integer = 5;
     EXPECT_TRUE(deserialize(this->read("\"1\""), integer));
     EXPECT_TRUE(deserialize(this->read("4294967296"), integer));
@@ -221,7 +221,7 @@ TYPED_TEST(PullDeserializer, ReadsATreeInAField) {
     EXPECT_EQ(value, 3);
 }
 
-TYPED_TEST(PullDeserializer, DoesNotReadAStructAsAnArrayOrViceVersa) {
+TYPED_TEST(PullDeserializer, StructsAndArraysAreNotInterchangeable) {
     util::config::Dictionary dictionary;
     util::config::Array array;
     EXPECT_TRUE(deserialize(this->read("[1]"), dictionary));

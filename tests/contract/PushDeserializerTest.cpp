@@ -79,7 +79,7 @@ struct Names {
 using Formats = testing::Types<Binary, Json>;
 TYPED_TEST_SUITE(PushDeserializerTest, Formats, Names);
 
-TYPED_TEST(PushDeserializerTest, FailsAndStopsAtTheFirstCallThatTheSerializerFails) {
+TYPED_TEST(PushDeserializerTest, StopsAtTheFirstFailedSerializerCall) {
     RecordingSerializer accepting;
     ASSERT_FALSE(this->fails(accepting));
     const std::vector<std::string>& calls = accepting.calls();

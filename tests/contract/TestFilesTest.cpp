@@ -43,7 +43,7 @@ std::map<std::string, std::string> listedSources() {
     return sources;
 }
 
-TEST(TestFilesTest, ASourceHasItsTestFileOrIsListed) {
+TEST(TestFilesTest, EverySourceHasATestFileOrIsListed) {
     const auto listed = listedSources();
     std::size_t found = 0;
     for (char const* const folder : {"src", "platform", "examples/device_service"}) {
@@ -61,7 +61,7 @@ TEST(TestFilesTest, ASourceHasItsTestFileOrIsListed) {
     EXPECT_GT(found, 80U);
 }
 
-TEST(TestFilesTest, TheListNamesSourcesAndTestFilesThatExist) {
+TEST(TestFilesTest, ListedSourcesAndTestFilesExist) {
     const std::regex name("`([^`]+)`");
     for (const auto& [source, tests] : listedSources()) {
         EXPECT_TRUE(exists(source)) << source;

@@ -256,7 +256,7 @@ TEST(VirtualOrderTest, FunctionsOfStructuredPullDeserializerKeepTheirSlots) {
     });
 }
 
-TEST(VirtualOrderTest, PullDeserializerOverAPushDeserializerAddsNoVirtualFunctions) {
+TEST(VirtualOrderTest, PullFromPushDeserializerAddsNoVirtualFunctions) {
     EXPECT_EQ(slotCount<util::serializer::PullFromPushDeserializer>(), slotCount<Reader>());
     EXPECT_EQ(slotCount<kova::serializer::OwningPullFromPushDeserializer>(), slotCount<Reader>());
 }

@@ -182,7 +182,7 @@ void checkBlock(const Block& block, const std::vector<std::string>& outputs) {
     }
 }
 
-TEST(DocumentsTest, EveryCodeBlockIsQuotedFromASourceOrPrintedOrExecutable) {
+TEST(DocumentsTest, EveryCodeBlockIsSourceOutputOrCommand) {
     for (const std::string& document : documents()) {
         const std::vector<Block> blocks = blocksOf(read(document));
         std::vector<std::string> outputs = outputsOf(blocks);

@@ -36,7 +36,7 @@ std::vector<std::string> sources() {
     return files;
 }
 
-TEST(GuideTest, EveryProgramIsQuotedWithItsOutputInExactlyOneChapter) {
+TEST(GuideTest, ExactlyOneChapterQuotesEachProgramAndItsOutput) {
     for (const std::string& source : sources()) {
         SCOPED_TRACE(source);
         int shown = 0;

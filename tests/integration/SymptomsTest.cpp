@@ -62,14 +62,14 @@ protected:
 };
 using SymptomsDeathTest = SymptomsTest;
 
-TEST_F(SymptomsTest, CodeOf400WithoutAMessageIsNotAnErrorResponse) {
+TEST_F(SymptomsTest, CodeWithoutAMessageIsNotAnError) {
     expectRow("an answer with a code of 400 or above, but `isErrorResponse` is false");
     EXPECT_FALSE(Response(400).isErrorResponse());
     EXPECT_FALSE(Response::createErrorResponse(400, "").isErrorResponse());
     EXPECT_TRUE(Response::createErrorResponse(400, "why").isErrorResponse());
 }
 
-TEST_F(SymptomsTest, RefusedRequestLeavesTheHandlerUnlessItsPointerWasConverted) {
+TEST_F(SymptomsTest, RejectedRequestDestroysAHandlerOfAConvertedPointer) {
     expectRow("no answer at all, `actionRequest` returned null, the handler is still there");
     expectRow("no answer at all, `actionRequest` returned null and the handler is gone, although");
     Mounted mounted("/lamp");
@@ -98,7 +98,7 @@ TEST_F(SymptomsTest, HandlerDestroyedByTheResourceGetsNoEvents) {
     mounted.service.shutdown();
 }
 
-TEST_F(SymptomsTest, AbsolutePathsDoNotReachMountsWithoutALeadingSlashOrWithATrailingOne) {
+TEST_F(SymptomsTest, AbsolutePathsReachOnlyNormalizedAbsoluteMounts) {
     expectRow("404 for a path below which a handler is mounted");
     for (char const* const mount : {"/lamp/", "", "lamp"}) {
         Mounted mounted(mount);
@@ -136,7 +136,7 @@ TEST_F(SymptomsTest, CancellationWithAnUnknownHandleIsTraced) {
     EXPECT_NE(traces.take().back().text.find("unknown"), std::string::npos);
 }
 
-TEST_F(SymptomsDeathTest, RequestForTheRootWithoutAMimeTypeFunctionEndsTheProcess) {
+TEST_F(SymptomsDeathTest, RootRequestNeedsAMimeTypeFunction) {
     expectRow("the process ends with `std::bad_function_call` when \"/\" is read");
     EXPECT_DEATH(Mounted("/lamp").request("/"), "bad_function_call");
 }
@@ -176,7 +176,7 @@ TEST_F(SymptomsTest, ExceptionFromOnNextPropagatesThroughTheResourceHandler) {
 // Standard error of a process that ends without a message. An emulator reports the signal itself.
 constexpr char const* NO_MESSAGE = "^(qemu: uncaught target signal 6[^\n]*\n)?$";
 
-TEST_F(SymptomsDeathTest, MisuseOfAMutexEndsTheProcessWithoutAMessage) {
+TEST_F(SymptomsDeathTest, MutexMisuseEndsTheProcessSilently) {
     expectRow("the process ends with `Aborted` and no other message");
     // Locked in the child, too: a mutex that the parent has locked belongs to another thread there.
     const auto lockTwice = [] {

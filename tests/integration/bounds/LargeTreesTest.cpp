@@ -119,7 +119,7 @@ TEST(LargeTrees, ArrayIsPrintedParsedCopiedAndSerialized) {
     writeAndRead(*array, mimetypes::AXOBin);
 }
 
-TEST(LargeTrees, ArrayOfIntegersIsConvertedToAVectorAndBack) {
+TEST(LargeTrees, IntegerArrayRoundTripsThroughAVector) {
     const std::unique_ptr<Array> array = largeArray();
     const auto numbers = fromGenericArray<long>(*array);
     ASSERT_TRUE(numbers);

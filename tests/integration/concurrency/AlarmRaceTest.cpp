@@ -147,7 +147,7 @@ TYPED_TEST(AlarmRaceTest, FunctionDoesNotRunAfterDestruction) {
     });
 }
 
-TYPED_TEST(AlarmRaceTest, StopIsFinalEvenIfTheFunctionRestartsItsHolder) {
+TYPED_TEST(AlarmRaceTest, StopPreventsARestartByTheFunction) {
     this->onAllThreads("stopping holders that restart themselves",
                        [this](std::minstd_rand& random) {
                            typename TestFixture::Caller caller(this->timer);
@@ -169,7 +169,7 @@ TYPED_TEST(AlarmRaceTest, StopIsFinalEvenIfTheFunctionRestartsItsHolder) {
                        });
 }
 
-TYPED_TEST(AlarmRaceTest, FunctionCanDestroyItsHolderAndContinue) {
+TYPED_TEST(AlarmRaceTest, FunctionContinuesAfterItDestroysItsAlarm) {
     this->onAllThreads("letting functions destroy their holders", [this](std::minstd_rand&) {
         std::promise<int> last;
         std::unique_ptr<TypeParam> holder;
@@ -186,7 +186,7 @@ TYPED_TEST(AlarmRaceTest, FunctionCanDestroyItsHolderAndContinue) {
     });
 }
 
-TYPED_TEST(AlarmRaceTest, FunctionCanStopOrDestroyAnotherDueHolder) {
+TYPED_TEST(AlarmRaceTest, FunctionCanStopOrDestroyAnotherDueAlarm) {
     this->onAllThreads("letting functions stop others", [this](std::minstd_rand& random) {
         typename TestFixture::Caller victim(this->timer);
         typename TestFixture::Caller killer(this->timer);

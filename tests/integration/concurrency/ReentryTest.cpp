@@ -109,7 +109,7 @@ INSTANTIATE_TEST_SUITE_P(
         Row{Moment::CANCELLATION, Call::ASK, 1, 0},
         Row{Moment::CANCELLATION, Call::SHUTDOWN, 1, 1}));
 
-TEST(LateEntryTest, EntryStoredDuringAShutdownIsCancelledByTheNextShutdown) {
+TEST(LateEntryTest, NextShutdownCancelsAnEntryStoredDuringAShutdown) {
     Ticket ticket;
     ComposedService composed;
     ticket.script = [&composed](Moment moment) {
@@ -128,7 +128,7 @@ TEST(LateEntryTest, EntryStoredDuringAShutdownIsCancelledByTheNextShutdown) {
     EXPECT_EQ(ticket.cancelCalls, 1);
 }
 
-TEST(LateEntryTest, RequestDuringTheCancellationsOfAShutdownIsRejected) {
+TEST(LateEntryTest, RequestDuringAShutdownIsRejected) {
     Ticket ticket, nested;
     ComposedService composed;
     ticket.script = [&composed, &nested](Moment moment) {

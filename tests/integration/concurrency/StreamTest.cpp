@@ -148,7 +148,7 @@ protected:
 constexpr int THREADS = 8;
 constexpr int ROUNDS = 60;
 
-TEST_F(StreamTest, NoValueArrivesAfterACancellationThatStopsTheAlarm) {
+TEST_F(StreamTest, CancellationThatStopsTheAlarmEndsTheValues) {
     watchdog.enter("cancelling streams from outside");
     test::runOnThreads(THREADS, [this](int) {
         for (int round = 0; round < ROUNDS * test::stressFactor(); ++round) {
@@ -166,7 +166,7 @@ TEST_F(StreamTest, NoValueArrivesAfterACancellationThatStopsTheAlarm) {
     EXPECT_EQ(ticker->failures, 0);
 }
 
-TEST_F(StreamTest, CancellationInACallbackCanRaceWithOneByAnotherThread) {
+TEST_F(StreamTest, CallbackAndAnotherThreadCanCancelConcurrently) {
     watchdog.enter("cancelling streams from inside");
     test::runOnThreads(THREADS, [this](int) {
         for (int round = 0; round < ROUNDS * test::stressFactor(); ++round) {

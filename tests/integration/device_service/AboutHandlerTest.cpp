@@ -86,7 +86,7 @@ TEST_F(AboutHandlerTest, DescribesTheRequestWithoutTheToken) {
               R"("$request-path":"/about/request","$service-path":"/device"})");
 }
 
-TEST_F(AboutHandlerTest, TokenThatIsNotATextCountsAsMissing) {
+TEST_F(AboutHandlerTest, NonTextTokenCountsAsMissing) {
     Request request("retrieve", "/about/request");
     request.add2header(kova::headers::AUTH_TOKEN, new util::config::ValueInt(5));
     EXPECT_EQ(test::ask(*service, request)->text(), R"({"client":"","service":"","token":"none"})");

@@ -71,7 +71,7 @@ TEST_F(ClientTest, ReportsARequestThatEndsWithoutAnEvent) {
 
 // The exit status
 
-TEST_F(ClientTest, ExitStatusIsThatOfTheWorstResponse) {
+TEST_F(ClientTest, WorstResponseDeterminesTheExitStatus) {
     struct Row {
         Response response;
         int status;
@@ -208,7 +208,7 @@ TEST_F(ClientTest, StreamRemainsPendingAndPrintsEveryValue) {
     EXPECT_FALSE(client.hasPending());
 }
 
-TEST_F(ClientTest, CancelEndsTheLatestRequestOrTheOneWithTheNumber) {
+TEST_F(ClientTest, CancelEndsTheLatestOrTheNumberedRequest) {
     leavePending();
     for (int number = 1; number <= 4; ++number) {
         resource.handle = reinterpret_cast<void*>(static_cast<std::uintptr_t>(number));
@@ -247,7 +247,7 @@ TEST_F(ClientTest, RequestThatEndsInsideTheCallIsNotPending) {
     EXPECT_EQ(run("cancel"), "nothing to cancel\n");
 }
 
-TEST_F(ClientTest, RequestWhoseHandlerIsDestroyedInsideTheCallIsNotPending) {
+TEST_F(ClientTest, RequestWithADestroyedHandlerIsNotPending) {
     resource.onRequest = nullptr;
     run("retrieve /r");
     EXPECT_FALSE(client.hasPending());

@@ -213,7 +213,7 @@ TEST_F(ClockHandlerTest, StreamCompletesWhenTheResponseHandlerStopsIt) {
     }
 }
 
-TEST_F(ClockHandlerTest, StreamEndsWithAnErrorIfTheAlarmCannotBeStarted) {
+TEST_F(ClockHandlerTest, AlarmFailureEndsTheStreamWithAnError) {
     serve(milliseconds(0), timer);
     const auto answer = std::make_shared<Answer>();
     EXPECT_EQ(openStream(answer), nullptr);

@@ -57,7 +57,7 @@ TEST_F(ConsoleTest, LineWithoutAPathSendsAnEmptyPath) {
     EXPECT_THAT(run("retrieve"), HasSubstr("#1 error 404 Not Found: path '' not found\n"));
 }
 
-TEST_F(ConsoleTest, UnknownCommandIsRejectedWithAListOfTheCommands) {
+TEST_F(ConsoleTest, UnknownCommandPrintsTheListOfCommands) {
     for (char const* const word : {"observe", "Quit", "nonsense", "list,"}) {
         EXPECT_EQ(run(std::string(word) + " /r"),
                   "there is no command '" + std::string(word) +

@@ -42,7 +42,7 @@ TEST(PrintingTest, ResponseTextContainsCodeMessageHeaderAndPayload) {
               "200 Ok\n      header  {\"$note\":5}\n      payload application/json, 0 bytes: ");
 }
 
-TEST(PrintingTest, TokenIsMaskedInTheTextButNotInTheMessage) {
+TEST(PrintingTest, PrintingMasksTheTokenWithoutChangingTheMessage) {
     Request request("retrieve", "/r");
     request.add2header(kova::headers::AUTH_TOKEN, new ValueString("secret"));
     request.add2header(kova::headers::CLIENT_ID, new ValueString("me"));
@@ -57,7 +57,7 @@ Payload binary(const std::string& bytes) {
                                   bytes.size(), kova::mimetypes::AXOBIN_TYPE);
 }
 
-TEST(PrintingTest, BinaryPayloadIsShownAsHexadecimalBytesAndAsJson) {
+TEST(PrintingTest, BinaryPayloadIsShownInHexadecimalAndJson) {
     EXPECT_THAT(textOf(Response(200, binary("\x82\x01\xf5"))),
                 EndsWith("payload application/vnd.axobin, 3 bytes: 82 01 f5 = [1,true]"));
     EXPECT_THAT(textOf(Response(200, binary("\x78\x20" + std::string(32, 'a')))),
@@ -67,7 +67,7 @@ TEST(PrintingTest, BinaryPayloadIsShownAsHexadecimalBytesAndAsJson) {
     EXPECT_THAT(textOf(Response(200, binary(""))), EndsWith("0 bytes: = <failed>"));
 }
 
-TEST(PrintingTest, PayloadOfAnotherTypeIsShownByItsMimeType) {
+TEST(PrintingTest, OtherPayloadsAreShownByTheirMimeType) {
     unsigned char const byte = 1;
     EXPECT_THAT(textOf(Response(200, Payload::createFromRaw(&byte, 1, "application/octet-stream"))),
                 EndsWith("application/octet-stream, 1 bytes: <binary>"));
@@ -75,7 +75,7 @@ TEST(PrintingTest, PayloadOfAnotherTypeIsShownByItsMimeType) {
                 EndsWith("x/y, 1 bytes: <unknown>"));
 }
 
-TEST(PrintingTest, PlainTextIsTheBytesOfAPayloadOrJsonForTheBinaryFormat) {
+TEST(PrintingTest, PlainTextConvertsBinaryPayloadsToJson) {
     EXPECT_EQ(plainText(Payload()), "");
     EXPECT_EQ(plainText(Payload::createFromJSON("[1, 2]")), "[1, 2]");
     EXPECT_EQ(plainText(Payload::createFromString("<empty>")), "<empty>");

@@ -400,7 +400,7 @@ TEST_F(ProgramTest, SignalEndsAStreamCleanly) {
     }
 }
 
-TEST_F(ProgramTest, StreamsContinueAfterTheEndOfTheInputUntilASignal) {
+TEST_F(ProgramTest, StreamsOutliveTheInputUntilASignal) {
     Program program(folder.path(), {"--interval", "1"});
     program.write("watch /system/load\n");
     program.closeInput();

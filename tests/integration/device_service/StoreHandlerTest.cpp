@@ -165,7 +165,7 @@ TEST_P(StoreHandlerStatusTest, RespondsWithTheExpectedStatus) {
 
 INSTANTIATE_TEST_SUITE_P(Rows, StoreHandlerStatusTest, testing::ValuesIn(ROWS));
 
-TEST_F(StoreHandlerTest, RespondsWithAnErrorIfTheFileCannotBeWritten) {
+TEST_F(StoreHandlerTest, UnwritableFileProducesAnErrorResponse) {
     service = serve(folder / "nowhere/store.json");
     const auto answer = ask(Request("update", "/store/a", Payload::createFromJSON("1")));
     EXPECT_EQ(answer->code(), 500);
@@ -213,7 +213,7 @@ TEST_F(StoreHandlerTest, RespondsInTheAcceptedMimeType) {
     }
 }
 
-TEST_F(StoreHandlerTest, RespondsInJsonIfTheAcceptedTypeIsNotAText) {
+TEST_F(StoreHandlerTest, NonTextAcceptEntryDefaultsToJson) {
     Request request("retrieve", "/store");
     request.add2header("$accept", new util::config::ValueInt(5));
     EXPECT_EQ(ask(request)->text(), DOCUMENT);
@@ -264,7 +264,7 @@ TEST_F(StoreHandlerTest, RandomPayloadsGetAnExpectedStatus) {
     EXPECT_EQ(*kova::test::parseTree(test::readFile(file)), *kova::test::parseTree(document()));
 }
 
-TEST_F(StoreHandlerTest, AcceptsJsonInPlainTextAndRejectsOtherMimeTypes) {
+TEST_F(StoreHandlerTest, AcceptsPlainTextJsonAndRejectsOtherTypes) {
     EXPECT_EQ(update(Payload::createFromString("7")), 201);
     for (char const* const type :
          {"application/octet-stream", "application/vnd.msgpack", "", "x"}) {

@@ -75,7 +75,7 @@ TEST_F(VersionsTest, MostCompatibleOfferedVersionIsSelected) {
     }
 }
 
-TEST_F(VersionsTest, ResponseThatIsNotAListOfTextsIsRejected) {
+TEST_F(VersionsTest, ResponseOtherThanATextListIsRejected) {
     for (char const* const answer : {"5", "[1]", "{}", "", "[\"1.0.0\", 2]"}) {
         offer(Response(200, Payload::createFromJSON(answer)));
         EXPECT_EQ(agree("1.0.0").outcome, "what the service says is no list of versions") << answer;

@@ -36,7 +36,7 @@ TEST(CommandsTest, EveryOtherWordIsUnknown) {
     }
 }
 
-TEST(CommandsTest, FurtherWordsOfTheVocabulary) {
+TEST(CommandsTest, FurtherWordsHaveTheirTexts) {
     EXPECT_STREQ(words::EMPTY, "");
     EXPECT_STREQ(words::DOV, "dov");
     EXPECT_STREQ(words::PELU, "pelu");

@@ -71,7 +71,7 @@ TEST(ErrorsTest, NumbersOutsideTheCatalogueAreServerErrors) {
     }
 }
 
-TEST(ErrorsTest, ReportsCarryTheFormattedMessage) {
+TEST(ErrorsTest, ReportsContainTheFormattedMessage) {
     test::Reports reports;
     const zel::ErrorOutput output("src/core/api/Errors", 1, true);
     output(errors::Error, errors::UnexpectedDataFormat, "Date", std::string("month 13"));

@@ -7,7 +7,7 @@
 namespace kova {
 namespace {
 
-TEST(KovaExceptionTest, MessageIsMadeFromTheResponse) {
+TEST(KovaExceptionTest, MessageContainsCodeAndErrorMessage) {
     struct {
         Response response;
         std::string message;
@@ -26,7 +26,7 @@ TEST(KovaExceptionTest, MessageIsMadeFromTheResponse) {
     }
 }
 
-TEST(KovaExceptionTest, IsAStandardExceptionThatKeepsTheResponse) {
+TEST(KovaExceptionTest, DerivesFromStdExceptionAndStoresTheResponse) {
     try {
         throw KovaException(Response::createErrorResponse(409, "taken"));
     } catch (const std::exception& exception) {

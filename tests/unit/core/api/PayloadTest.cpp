@@ -35,7 +35,7 @@ std::string textOf(const Payload& payload) {
     return text;
 }
 
-TEST(PayloadTest, DefaultIsEmptyWithoutMimeType) {
+TEST(PayloadTest, DefaultPayloadIsEmptyAndHasNoMimeType) {
     const Payload payload;
     EXPECT_TRUE(payload.isEmpty());
     EXPECT_EQ(payload.getMimeType(), "");
@@ -43,7 +43,7 @@ TEST(PayloadTest, DefaultIsEmptyWithoutMimeType) {
     EXPECT_EQ(textOf(payload), "");
 }
 
-TEST(PayloadTest, OneEmptyPayloadForAll) {
+TEST(PayloadTest, GetEmptyAlwaysReturnsTheSamePayload) {
     EXPECT_TRUE(Payload::getEmpty().isEmpty());
     EXPECT_EQ(&Payload::getEmpty(), &Payload::getEmpty());
 }
@@ -66,7 +66,7 @@ TEST(BlobTest, SharesAnArray) {
     EXPECT_EQ(none.size, 0U);
 }
 
-TEST(BlobTest, SharesBytesOfAPointerThatFreesThemItself) {
+TEST(BlobTest, SharesBytesOfAPointerWithACustomDeleter) {
     int freed = 0;
     std::shared_ptr<unsigned char> bytes(new unsigned char[2]{'a', 'b'},
                                          [&freed](unsigned char const* array) {
@@ -84,7 +84,7 @@ TEST(BlobTest, SharesBytesOfAPointerThatFreesThemItself) {
     EXPECT_EQ(freed, 1);
 }
 
-TEST(PayloadTest, TakingABlobOverLeavesItWithoutBytesButWithItsSize) {
+TEST(PayloadTest, MovedFromBlobKeepsOnlyItsSize) {
     Blob blob;
     blob.data.reset(new unsigned char[3]{1, 2, 3});
     blob.size = 3;
@@ -106,7 +106,7 @@ TEST(PayloadTest, CopiesShareTheBytesAndOutliveTheOriginal) {
     EXPECT_EQ(copy.getMimeType(), "plain/text");
 }
 
-TEST(PayloadTest, MovingTakesBytesAndMimeTypeOver) {
+TEST(PayloadTest, MoveTransfersBytesAndMimeType) {
     Payload source = Payload::createFromString("moved");
     Payload target;
     target = std::move(source);
@@ -122,7 +122,7 @@ TEST(PayloadTest, SelfAssignmentChangesNothing) {
     EXPECT_EQ(textOf(payload), "self");
 }
 
-TEST(PayloadTest, WriterAndValueBecomePayloads) {
+TEST(PayloadTest, PayloadsAreCreatedFromWritersAndValues) {
     util::ByteBufferWriter writer(4);
     ASSERT_FALSE(writer.append("12345678", 8));
     const Payload fromWriter = Payload::createFromWriter(writer, "x/y");
@@ -152,7 +152,7 @@ std::ostream& operator<<(std::ostream& out, const TextRow& row) {
 
 class PayloadTextTest : public testing::TestWithParam<TextRow> {};
 
-TEST_P(PayloadTextTest, PrintsAsSaid) {
+TEST_P(PayloadTextTest, HasTheExpectedText) {
     const TextRow& row = GetParam();
     std::string text = "before";
     EXPECT_EQ(Payload::createStringFrom(row.payload, text, true), row.failed);
@@ -182,7 +182,7 @@ INSTANTIATE_TEST_SUITE_P(
         TextRow{"bytes that are no text", make("\x41\xFF", mimetypes::AXOBIN_TYPE), "<failed>",
                 true}));
 
-TEST(PayloadTextTest, TheFlagReachesTheJsonSerializer) {
+TEST(PayloadTextTest, CompactFlagIsPassedToTheJsonSerializer) {
     std::string text;
     EXPECT_FALSE(
         Payload::createStringFrom(make("\xA1\x61\x61\x01", mimetypes::AXOBIN_TYPE), text, false));
@@ -204,7 +204,7 @@ std::ostream& operator<<(std::ostream& out, const ConfigRow& row) {
 
 class PayloadConfigTest : public testing::TestWithParam<ConfigRow> {};
 
-TEST_P(PayloadConfigTest, ConvertsAsSaid) {
+TEST_P(PayloadConfigTest, HasTheExpectedTreeOrReport) {
     const ConfigRow& row = GetParam();
     test::Reports reports;
     const std::unique_ptr<Value> value(Payload::createConfigFrom(row.payload));
@@ -250,7 +250,7 @@ TEST(PayloadTest, CopiesMayBeReadByManyThreads) {
     EXPECT_EQ(seen, std::vector<std::string>(4, "read by all"));
 }
 
-TEST(PayloadDeathTest, OutOfMemoryStopsTheProcess) {
+TEST(PayloadDeathTest, ExhaustedMemoryEndsTheProcess) {
     // More than an address space holds, so that the allocation fails without any help.
     const unsigned char byte = 0;
     EXPECT_DEATH(Payload::createFromRaw(&byte, ~0UL >> 1, "x/y"),
@@ -282,7 +282,7 @@ const OutOfMemoryRow MAKING[] = {
 
 class PayloadOutOfMemoryDeathTest : public testing::TestWithParam<OutOfMemoryRow> {};
 
-TEST_P(PayloadOutOfMemoryDeathTest, StopsTheProcessWhicheverAllocationFails) {
+TEST_P(PayloadOutOfMemoryDeathTest, AnyFailedAllocationEndsTheProcess) {
     const OutOfMemoryRow& row = GetParam();
     for (long successes = 0; successes < row.allocations; ++successes) {
         EXPECT_DEATH(
@@ -298,7 +298,7 @@ TEST_P(PayloadOutOfMemoryDeathTest, StopsTheProcessWhicheverAllocationFails) {
 
 INSTANTIATE_TEST_SUITE_P(Rows, PayloadOutOfMemoryDeathTest, testing::ValuesIn(MAKING));
 
-TEST(PayloadDeathTest, ValueThatCannotBePrintedStopsTheProcess) {
+TEST(PayloadDeathTest, UnprintableValueEndsTheProcess) {
     for (long successes = 0; successes < 3; ++successes) {
         EXPECT_DEATH(
             {
@@ -309,7 +309,7 @@ TEST(PayloadDeathTest, ValueThatCannotBePrintedStopsTheProcess) {
     }
 }
 
-TEST(PayloadTest, TextForWhichThereIsNoMemoryIsAFailedOne) {
+TEST(PayloadTest, ExhaustedMemoryProducesTheFailedText) {
     const Payload payload = Payload::createFromJSON("[" + std::string(100, ' ') + "]");
     std::string text;
     bool failed = false;

@@ -27,7 +27,7 @@ TEST_F(RecordedErrorTest, HasNoReasonBeforeAnErrorIsRecorded) {
     EXPECT_STREQ(error.reason(), "");
 }
 
-TEST_F(RecordedErrorTest, HasTheReasonOfTheErrorAndAcknowledgesIt) {
+TEST_F(RecordedErrorTest, ReturnsAndAcknowledgesTheError) {
     RecordedError error;
     report("new");
     EXPECT_STREQ(error.reason(), "parameter 'new' is invalid");
@@ -35,7 +35,7 @@ TEST_F(RecordedErrorTest, HasTheReasonOfTheErrorAndAcknowledgesIt) {
     EXPECT_FALSE(zel::ErrorStorage::current().hasError());
 }
 
-TEST_F(RecordedErrorTest, NeitherShowsNorAcknowledgesAnOlderError) {
+TEST_F(RecordedErrorTest, IgnoresAnOlderError) {
     report("old");
     RecordedError error;
     EXPECT_STREQ(error.reason(), "");
@@ -43,7 +43,7 @@ TEST_F(RecordedErrorTest, NeitherShowsNorAcknowledgesAnOlderError) {
     EXPECT_EQ(zel::ErrorStorage::current().reason(), "parameter 'old' is invalid");
 }
 
-TEST_F(RecordedErrorTest, ShowsAnErrorThatIsEqualToTheOlderOne) {
+TEST_F(RecordedErrorTest, ShowsANewErrorEqualToTheOlderError) {
     report("same");
     const RecordedError error;
     report("same");
@@ -58,7 +58,7 @@ struct PlainStorage {
     std::string text;
 };
 
-TEST(PlainRecordedErrorTest, TakesTheLatestErrorForThatOfTheCall) {
+TEST(PlainRecordedErrorTest, AssumesThatTheCallRecordedTheLatestError) {
     PlainStorage storage{"latest"};
     BasicRecordedError error(storage);
     EXPECT_STREQ(error.reason(), "latest");

@@ -10,7 +10,7 @@ namespace {
 using util::config::ValueInt;
 using util::config::ValueString;
 
-TEST(RequestInfoTest, KeepsTheFourTextsAsGiven) {
+TEST(RequestInfoTest, StoresTheFourTextsVerbatim) {
     const RequestInfo info("update", "/a/b", "/svc", "");
     EXPECT_EQ(info.getCommand(), "update");
     EXPECT_EQ(info.getPath(), "/a/b");
@@ -18,7 +18,7 @@ TEST(RequestInfoTest, KeepsTheFourTextsAsGiven) {
     EXPECT_EQ(info.getClientId(), "");
 }
 
-TEST(RequestInfoTest, TakesWhatTheRequestHas) {
+TEST(RequestInfoTest, CopiesTheFieldsOfTheRequest) {
     Request request("retrieve", "/a");
     request.add2header("$service-path", new ValueString("/svc"));
     request.add2header("$client-id", new ValueString("me"));
@@ -29,7 +29,7 @@ TEST(RequestInfoTest, TakesWhatTheRequestHas) {
     EXPECT_EQ(info.getClientId(), "me");
 }
 
-TEST(RequestInfoTest, EntryThatIsMissingOrNoStringLeavesItsFieldEmpty) {
+TEST(RequestInfoTest, MissingOrNonStringEntryLeavesItsFieldEmpty) {
     Request request("retrieve", "/a");
     EXPECT_EQ(RequestInfo(request).getServicePath(), "");
     request.add2header("$client-id", new ValueInt(7));

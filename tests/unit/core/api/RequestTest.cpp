@@ -23,7 +23,7 @@ std::string stringOf(const Value& value) {
     return text;
 }
 
-TEST(RequestTest, ConstructorsKeepWhatTheyAreGiven) {
+TEST(RequestTest, ConstructorsStoreTheirArguments) {
     const Payload payload = Payload::createFromString("body");
     auto header = std::make_shared<Dictionary>();
     header->add("key", new ValueInt(1));
@@ -50,7 +50,7 @@ TEST(RequestTest, ConstructorsKeepWhatTheyAreGiven) {
     EXPECT_TRUE(withBoth.getHeader().hasKey("more"));
 }
 
-TEST(RequestTest, MimeTypeByTextGoesIntoTheAcceptEntry) {
+TEST(RequestTest, MimeTypeIsStoredInTheAcceptEntry) {
     Request request("retrieve", "/a");
     EXPECT_EQ(&request.getMimeTypeHeader(), &util::config::Value::getUndefined());
     request.setMimeType("x/y");
@@ -63,7 +63,7 @@ struct MimeRow {
     char const* written;
 };
 
-TEST(RequestTest, MimeTypeByIdIsWrittenForTheFourKnownOnes) {
+TEST(RequestTest, OnlyFourMimeTypeIdsAreWritten) {
     const MimeRow rows[] = {{1, "application/json"},
                             {2, "plain/text"},
                             {3, "application/octet-stream"},
@@ -98,7 +98,7 @@ TEST(RequestTest, PrintsAsOneLine) {
     Value::g_print_compact = false;
 }
 
-TEST(RequestTest, PrintsOfManyThreadsStayCompactAndRestoreTheFlag) {
+TEST(RequestTest, ConcurrentPrintsAreCompactAndRestoreTheFlag) {
     Request request("retrieve", "/a");
     request.add2header("a", new ValueInt(1));
     request.add2header("b", new ValueInt(2));

@@ -16,7 +16,7 @@ namespace {
 using util::config::Dictionary;
 using util::config::ValueInt;
 
-TEST(ResponseTest, ConstructorsKeepWhatTheyAreGiven) {
+TEST(ResponseTest, ConstructorsStoreTheirArguments) {
     const Payload payload = Payload::createFromString("body");
     auto header = std::make_shared<Dictionary>();
     header->add("key", new ValueInt(1));
@@ -32,7 +32,7 @@ TEST(ResponseTest, ConstructorsKeepWhatTheyAreGiven) {
     EXPECT_EQ(both.getPayload().data(), payload.data());
 }
 
-TEST(ResponseTest, ErrorMessageMakesAnErrorResponseWhateverTheCode) {
+TEST(ResponseTest, ErrorMessageMakesAnErrorResponseOfAnyCode) {
     EXPECT_FALSE(Response(500).isErrorResponse());
     Response fine(200);
     fine.setErrorMessage("x");
@@ -48,14 +48,14 @@ TEST(ResponseTest, ErrorMessageMakesAnErrorResponseWhateverTheCode) {
     EXPECT_EQ(message, "x");
 }
 
-TEST(ResponseTest, EntryThatIsNoStringIsNoErrorMessage) {
+TEST(ResponseTest, NonStringEntryIsNotAnErrorMessage) {
     Response response(500);
     response.add2header("$errorMsg", new ValueInt(5));
     EXPECT_FALSE(response.isErrorResponse());
     EXPECT_EQ(response.getErrorMessage(), std::nullopt);
 }
 
-TEST(ResponseTest, WithoutMessageTheOutputIsUntouched) {
+TEST(ResponseTest, OutputIsUnchangedWithoutAnErrorMessage) {
     const Response response(500);
     std::string message = "before";
     EXPECT_TRUE(response.getErrorMessage(message));

@@ -11,7 +11,7 @@
 namespace kova::headers {
 namespace {
 
-TEST(HeadersTest, ReservedKeysAndWordsAreTheOnesThatPeersCompare) {
+TEST(HeadersTest, ReservedKeysAndWordsHaveTheirDocumentedTexts) {
     EXPECT_STREQ(REQUEST_COMMAND, "$request-command");
     EXPECT_STREQ(SERVICE_PATH, "$service-path");
     EXPECT_STREQ(REQUEST_PATH, "$request-path");
@@ -26,7 +26,7 @@ TEST(HeadersTest, ReservedKeysAndWordsAreTheOnesThatPeersCompare) {
     EXPECT_STREQ(MULTI_RESPONSE, "multi-response");
 }
 
-TEST(HeadersTest, RequestInfoGoesIntoTheResponseFieldByField) {
+TEST(HeadersTest, RequestInfoIsWrittenFieldByField) {
     Response response(200);
     appendRequestInfo(RequestInfo("update", "/a", "/svc", "me"), response);
     EXPECT_EQ(kova::test::toJson(response.getHeader()),
@@ -44,14 +44,14 @@ TEST(HeadersTest, EmptyFieldsOfRequestInfoAreNotWritten) {
     EXPECT_EQ(&untouched.getHeader(), &util::config::Value::getUndefined());
 }
 
-TEST(HeadersTest, RequestInfoReplacesWhatIsThere) {
+TEST(HeadersTest, RequestInfoReplacesExistingEntries) {
     Response response(200);
     response.add2header("$request-path", new util::config::ValueInt(1));
     appendRequestInfo(RequestInfo("", "/a", "", ""), response);
     EXPECT_EQ(kova::test::toJson(response.getHeader()), R"({"$request-path":"/a"})");
 }
 
-TEST(HeadersTest, TracingInfoIsWrittenAlsoWhenItIsEmpty) {
+TEST(HeadersTest, EmptyTracingInfoIsWritten) {
     Request request("retrieve", "/a");
     appendTracingInfo(request, "", "");
     EXPECT_EQ(kova::test::toJson(request.getHeader()), R"({"$client-id":"","$service-path":""})");
@@ -60,7 +60,7 @@ TEST(HeadersTest, TracingInfoIsWrittenAlsoWhenItIsEmpty) {
               R"({"$client-id":"me","$service-path":"/svc"})");
 }
 
-TEST(HeadersTest, ResponseSemanticIsWrittenAsGiven) {
+TEST(HeadersTest, ResponseSemanticIsWrittenVerbatim) {
     for (char const* const semantic : {PERSISTENT_STREAM, "something else", ""}) {
         Request request("retrieve", "/a");
         appendResponseSemantic(request, semantic);
@@ -91,11 +91,11 @@ protected:
     const testing::ExitedWithCode succeeds{0};
 };
 
-TEST_F(AgentTokenDeathTest, NoTokenAtFirst) {
+TEST_F(AgentTokenDeathTest, TokenIsInitiallyEmpty) {
     EXPECT_EXIT(exitWith("(none)"), succeeds, "");
 }
 
-TEST_F(AgentTokenDeathTest, FirstCallWins) {
+TEST_F(AgentTokenDeathTest, OnlyTheFirstCallSetsTheToken) {
     EXPECT_EXIT(
         {
             setAgt("a");
@@ -106,7 +106,7 @@ TEST_F(AgentTokenDeathTest, FirstCallWins) {
         succeeds, "");
 }
 
-TEST_F(AgentTokenDeathTest, EmptyTextTakesTheTokenFromTheEnvironment) {
+TEST_F(AgentTokenDeathTest, EmptyTextSelectsTheTokenOfTheEnvironment) {
     EXPECT_EXIT(
         {
             setenv("ZEL_CONFIG_KOVA_AGT", "from outside", 1);
@@ -118,7 +118,7 @@ TEST_F(AgentTokenDeathTest, EmptyTextTakesTheTokenFromTheEnvironment) {
         succeeds, "");
 }
 
-TEST_F(AgentTokenDeathTest, GivenTextGoesBeforeTheEnvironment) {
+TEST_F(AgentTokenDeathTest, TextOverridesTheEnvironment) {
     EXPECT_EXIT(
         {
             setenv("ZEL_CONFIG_KOVA_AGT", "from outside", 1);
@@ -128,7 +128,7 @@ TEST_F(AgentTokenDeathTest, GivenTextGoesBeforeTheEnvironment) {
         succeeds, "");
 }
 
-TEST_F(AgentTokenDeathTest, EmptyTokenIsFinalToo) {
+TEST_F(AgentTokenDeathTest, EmptyTokenCannotBeReplaced) {
     EXPECT_EXIT(
         {
             unsetenv("ZEL_CONFIG_KOVA_AGT");

@@ -66,7 +66,7 @@ TEST_P(WrapperTest, ValuesAndTheFirstTerminationAreForwarded) {
     EXPECT_EQ(events, (Events{"next 1", "next 2", "completed"}));
 }
 
-TEST_P(WrapperTest, TrueFromTheReceiverIsHandedBackAndDoesNotTerminate) {
+TEST_P(WrapperTest, ResultOfOnNextIsReturnedWithoutTermination) {
     const auto handler = GetParam().make(events, true);
     EXPECT_TRUE(handler->onNext(Response(1)));
     EXPECT_TRUE(handler->onNext(Response(2)));
@@ -89,7 +89,7 @@ TEST_P(WrapperTest, TerminatingEventsAfterTerminationAreTracedAndIgnored) {
     EXPECT_TRUE(reports.take().empty());
 }
 
-TEST_P(WrapperTest, ValueAfterTerminationIsTracedReportedAndAnsweredWithTrue) {
+TEST_P(WrapperTest, LateValueIsTracedReportedAndReturnsTrue) {
     const auto handler = GetParam().make(events, false);
     handler->onError(Response(404));
     test::Traces traces(CHANNEL, 0);
@@ -124,7 +124,7 @@ TEST(ResponseHandlersTest, TerminationIsTracedByEveryLayer) {
                                  {2, "Terminating responsehandler with event 'onError'"}}));
 }
 
-TEST(ResponseHandlersTest, CallersMayTraceAWishToTerminate) {
+TEST(ResponseHandlersTest, CallersCanTraceATerminationByOnNext) {
     test::Traces traces(CHANNEL, 2);
     EXPECT_EQ(traces.opened(), 1U);
     traceTermination(true);
@@ -134,7 +134,7 @@ TEST(ResponseHandlersTest, CallersMayTraceAWishToTerminate) {
                                  {2, "Responsehandler returned with termination true; error=0"}}));
 }
 
-TEST(ResponseHandlersTest, NothingIsWrittenAboveTheLevel) {
+TEST(ResponseHandlersTest, MessagesBelowTheChannelLevelAreNotWritten) {
     test::Traces traces(CHANNEL, 4);
     traceSetTerminated("onError");
     traceTermination(true);
@@ -144,7 +144,7 @@ TEST(ResponseHandlersTest, NothingIsWrittenAboveTheLevel) {
     EXPECT_EQ(traces.take().size(), 1U);
 }
 
-TEST(FilteringResponseHandlerTest, RejectedValueIsDroppedAndTerminationStillPasses) {
+TEST(FilteringResponseHandlerTest, DiscardsRejectedValuesAndForwardsTermination) {
     Events events;
     FilteringResponseHandler<Response> handler(
         recorder(events, true), [](const Response& value) { return value.getStatusCode() == 200; });
@@ -165,7 +165,7 @@ TEST(DoOnTerminationResponseHandlerTest, ActionRunsOnceBeforeTheEventIsForwarded
     EXPECT_EQ(events, (Events{"next 200", "action", "error 500"}));
 }
 
-TEST(ResponseHandlersTest, MissingFunctionForAValueThrows) {
+TEST(ResponseHandlersTest, EmptyNextFunctionThrows) {
     FuncResponseHandler<Response> func({}, {}, {});
     EXPECT_THROW(func.onNext(Response(200)), std::bad_function_call);
     Events events;
@@ -175,7 +175,7 @@ TEST(ResponseHandlersTest, MissingFunctionForAValueThrows) {
     EXPECT_EQ(events, Events{"completed"});
 }
 
-TEST(ResponseHandlersTest, OtherValueTypesWork) {
+TEST(ResponseHandlersTest, HandlersSupportOtherValueTypes) {
     std::vector<std::string> seen;
     FuncResponseHandler<std::vector<std::string>> handler(
         [&](const std::vector<std::string>& value) {
@@ -187,7 +187,7 @@ TEST(ResponseHandlersTest, OtherValueTypesWork) {
     EXPECT_EQ(seen, (std::vector<std::string>{"a", "b"}));
 }
 
-TEST(ResponseHandlersDeathTest, MissingFunctionForATerminationEndsTheProcess) {
+TEST(ResponseHandlersDeathTest, EmptyTerminationFunctionEndsTheProcess) {
     FuncResponseHandler<Response> func({}, {}, {});
     EXPECT_DEATH(func.onError(Response(500)), "bad_function_call");
     EXPECT_DEATH(func.onCompleted(), "bad_function_call");

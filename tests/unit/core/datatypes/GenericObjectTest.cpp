@@ -51,7 +51,7 @@ TEST(GenericObject, IsConstructedFromPairs) {
     EXPECT_EQ(entryCount(GenericObject()), 0U);
 }
 
-TEST(GenericObject, FirstOfEqualKeysIsAddedAndTheCallerKeepsTheOther) {
+TEST(GenericObject, CallerKeepsTheValueOfADuplicateKey) {
     int alive = 0;
     auto* x = new Counted(alive);
     const auto y = std::make_unique<Counted>(alive);
@@ -103,7 +103,7 @@ TEST(GenericObject, CopyIsDeepExceptForTheSharedNodes) {
 }
 
 // `clone` of a shared node is a node of its own; copying it returns to the shared node.
-TEST(GenericObject, CopyReplacesClonesOfSharedNodesByTheSharedNodes) {
+TEST(GenericObject, CopyUsesSharedNodesInsteadOfTheirClones) {
     const GenericObject source{{"a", Value::getBool(true)->clone()},
                                {"b", Value::getNull()->clone()}};
     const GenericObject copy(source);
@@ -111,7 +111,7 @@ TEST(GenericObject, CopyReplacesClonesOfSharedNodesByTheSharedNodes) {
     EXPECT_EQ(&copy["b"], Value::getNull());
 }
 
-TEST(GenericObject, CopyKeepsPresentEntries) {
+TEST(GenericObject, CopyKeepsExistingEntries) {
     const GenericObject source{{"a", new ValueInt(1)}, {"b", new ValueInt(2)}};
     GenericObject object{{"a", new ValueString("former")}};
     object.copy(source);
@@ -146,7 +146,7 @@ TEST(GenericObject, SelfAssignmentChangesNothing) {
     EXPECT_EQ(entryCount(object), 1U);
 }
 
-TEST(GenericObject, MoveTakesTheValues) {
+TEST(GenericObject, MoveTransfersTheValues) {
     int alive = 0;
     GenericObject source{{"a", new Counted(alive)}};
     Value const* value = &source["a"];
@@ -203,7 +203,7 @@ void expectReadable(const Kinds& row, bool readable) {
     }
 }
 
-TEST(FromGeneric, ReadsTheKindsThatValueGetReads) {
+TEST(FromGeneric, ReadsTheSameKindsAsValueGet) {
     const Kinds rows[] = {
         {"true", true, false, false, false, false},
         {"7", false, true, true, true, false},
@@ -264,7 +264,7 @@ TEST(FromGenericVector, StopsAtTheFirstElementOfAnotherKind) {
     EXPECT_EQ(fromGenericArray<int>(*parseTree(R"([1, "two", 3])")), std::nullopt);
 }
 
-TEST(FromGenericVector, FailsForOtherKindsThanArrays) {
+TEST(FromGenericVector, FailsForNonArrays) {
     std::vector<int> numbers{9};
     for (char const* json : {"1", "{}", "null", "\"1\""}) {
         EXPECT_TRUE(fromGeneric(*parseTree(json), numbers)) << json;

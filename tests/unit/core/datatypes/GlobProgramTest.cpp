@@ -107,7 +107,7 @@ TEST(GlobProgramTest, PrefixAndSuffixDoNotOverlap) {
     }
 }
 
-TEST(GlobProgramTest, SuffixIsNotFactoredOutWhenAJumpTargetsIt) {
+TEST(GlobProgramTest, JumpTargetsAreNotPartOfTheLiteralSuffix) {
     // "a", then nothing or "bc", then "cd": the jump leads between the literals at the end.
     const GlobProgram program({{Kind::Literal, 'a', 0},
                                {Kind::Fork, 0, 4},

@@ -95,7 +95,7 @@ TEST(PathTest, NullPointerCountsAsEmptyText) {
     EXPECT_EQ(path.toString(), "a");
 }
 
-TEST(PathTest, InitAppendsPartsAndKeepsThePathAbsoluteOrRelative) {
+TEST(PathTest, InitAppendsPartsAndPreservesAbsoluteness) {
     Path path("a");
     path.init("/b//c/");
     EXPECT_EQ(path.toString(), "a/b/c");
@@ -208,7 +208,7 @@ INSTANTIATE_TEST_SUITE_P(
                     SubpathRow{"", 0, 0, ""}, SubpathRow{"", LAST, LAST, ""},
                     SubpathRow{"", 0, LAST, ""}));
 
-TEST(PathTest, JoinAppendsPartsAndKeepsThePathAbsoluteOrRelative) {
+TEST(PathTest, JoinAppendsPartsAndPreservesAbsoluteness) {
     Path path("a");
     path.join("/b//c");
     path.join(std::string("d/"));
@@ -338,7 +338,7 @@ INSTANTIATE_TEST_SUITE_P(
                     RelativizeRow{"", "", ""}, RelativizeRow{"/a", "", ".."},
                     RelativizeRow{"/a/b", "/ab", "../../ab"}, RelativizeRow{"/", "/", ""}));
 
-TEST(PathTest, PathWhosePartsContainSeparatorsIsRelativizedByItsText) {
+TEST(PathTest, RelativizeComparesTheTextsFirst) {
     Path path("a");
     ASSERT_FALSE(path.insert("/x", LAST));
     Path same(path);
@@ -421,7 +421,7 @@ struct SubpathOfTextRow {
 
 class PathSubpathOfText : public testing::TestWithParam<SubpathOfTextRow> {};
 
-TEST_P(PathSubpathOfText, IsAppendedUnlessItFails) {
+TEST_P(PathSubpathOfText, IsAppendedOnlyOnSuccess) {
     const SubpathOfTextRow& row = GetParam();
     std::string out = "former:";
     EXPECT_EQ(Path::subpath(row.path, row.from, row.to, out), row.result == nullptr);
@@ -556,7 +556,7 @@ INSTANTIATE_TEST_SUITE_P(Rows, PathReplacePattern,
                                          ReplaceRow{"*", "**", "**"}, ReplaceRow{"", "v", ""},
                                          ReplaceRow{"/a*b/*", "-", "/a-b/*"}));
 
-TEST(PathTest, WildcardIsReplacedByTheTextOfAPathOrUuid) {
+TEST(PathTest, ReplacePatternAcceptsPathsAndUuids) {
     EXPECT_EQ(Path::replacePattern("/x/*", Path("a//b")), "/x/a/b");
     EXPECT_EQ(Path::replacePattern("/x/*", someUuid()), std::string("/x/") + UUID_TEXT);
 }

@@ -21,7 +21,7 @@ std::vector<std::string> textsOf(const std::string& alphabet, std::size_t longes
     return texts;
 }
 
-TEST(PathViewsTest, TrailingSeparatorsAreRemovedBehindTheFirstCharacter) {
+TEST(PathViewsTest, TrailingSeparatorsAfterTheFirstCharacterAreRemoved) {
     const struct {
         char const* path;
         char const* expected;
@@ -32,7 +32,7 @@ TEST(PathViewsTest, TrailingSeparatorsAreRemovedBehindTheFirstCharacter) {
     }
 }
 
-TEST(PathViewsTest, TrailingSeparatorIsNotTheFirstCharacter) {
+TEST(PathViewsTest, FirstCharacterIsNotATrailingSeparator) {
     for (char const* const path : {"a/", "//", "/a/"}) {
         EXPECT_TRUE(hasTrailingSeparator(path)) << path;
     }
@@ -41,7 +41,7 @@ TEST(PathViewsTest, TrailingSeparatorIsNotTheFirstCharacter) {
     }
 }
 
-TEST(PathViewsTest, EmptySegmentIsBetweenTwoSeparators) {
+TEST(PathViewsTest, AdjacentSeparatorsFormAnEmptySegment) {
     for (char const* const path : {"//", "a//", "//a", "/a//b"}) {
         EXPECT_TRUE(hasEmptySegment(path)) << path;
     }
@@ -64,14 +64,14 @@ TEST(PathViewsTest, EmptySegmentIsFoundAnywhereInAText) {
     }
 }
 
-TEST(PathViewsTest, ParentOfANormalizedPathIsThatOfPath) {
+TEST(PathViewsTest, ParentAgreesWithPath) {
     for (const std::string& text : textsOf("ab/", 5)) {
         const std::string path = Path(text).toString();
         EXPECT_EQ(parentPath(path), Path::parent(path)) << path;
     }
 }
 
-TEST(PathViewsTest, RelativePathIsThatOfPath) {
+TEST(PathViewsTest, RelativePathAgreesWithPath) {
     const std::vector<std::string> texts = textsOf("ab/", 5);
     ASSERT_EQ(texts.size(), 364U);
     for (const std::string& from : texts) {

@@ -55,7 +55,7 @@ TEST(ResourceLocatorTest, IsBuiltFromPaths) {
     }
 }
 
-TEST(ResourceLocatorTest, UriHasTheSchemeAndOnlyAPath) {
+TEST(ResourceLocatorTest, UriConsistsOfSchemeAndPath) {
     const url uri = ResourceLocator::fromPaths("media", "tracks").toUri();
     EXPECT_STREQ(locators::KOVA_URI_SCHEME, "kova");
     EXPECT_EQ(uri.scheme(), "kova");
@@ -109,7 +109,7 @@ TEST(ResourceLocatorTest, FromUriReturnsNothingForOtherSchemes) {
     }
 }
 
-TEST(ResourceLocatorTest, IsResourceLocatorRequiresTheSchemeAndOnlyAPath) {
+TEST(ResourceLocatorTest, IsResourceLocatorAcceptsOnlySchemeAndPath) {
     for (char const* text : {"kova:/a$/b", "kova:/b", "kova:b", "kova:$", "kova:/a?", "kova:/a#"}) {
         EXPECT_TRUE(ResourceLocator::isResourceLocator(url(text))) << text;
     }

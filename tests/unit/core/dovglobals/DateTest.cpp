@@ -32,7 +32,7 @@ void PrintTo(const Fields& row, std::ostream* out) {
 
 class DateFieldsTest : public testing::TestWithParam<Fields> {};
 
-TEST_P(DateFieldsTest, AreClampedByTheConstructorAndCheckedByTheFactory) {
+TEST_P(DateFieldsTest, ConstructorClampsAndFactoryValidates) {
     const Fields& row = GetParam();
     EXPECT_EQ(Date(row.year, row.month, row.day).toString(), row.made);
     EXPECT_EQ(outcomeOf([&row] { return createDate(row.year, row.month, row.day); }), row.created);
@@ -88,7 +88,7 @@ TEST(DateTest, ParserAgreesWithStdRegex) {
         });
 }
 
-TEST(DateTest, DefaultIsTheZeroDateAndDoesNotReadBack) {
+TEST(DateTest, DefaultIsTheZeroDateAndCannotBeParsed) {
     const Date date;
     EXPECT_EQ(date.year, 0);
     EXPECT_EQ(date.month, 0);

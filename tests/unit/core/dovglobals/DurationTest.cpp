@@ -43,7 +43,7 @@ void PrintTo(const Fields& row, std::ostream* out) {
 
 class DurationFieldsTest : public testing::TestWithParam<Fields> {};
 
-TEST_P(DurationFieldsTest, AreClampedByTheConstructorAndCheckedByTheFactory) {
+TEST_P(DurationFieldsTest, ConstructorClampsAndFactoryValidates) {
     const Fields& row = GetParam();
     const Duration made(row.years, row.months, row.days, row.hours, row.minutes, row.seconds);
     EXPECT_EQ(made.toString(), row.made);

@@ -133,7 +133,7 @@ TEST(GeoPositionTest, TooSmallCoordinateBecomesSubnormalOrZero) {
               exact({0.0, -0.0, 0.0}));
 }
 
-TEST(GeoPositionTest, TextIsThatOfPrintf) {
+TEST(GeoPositionTest, TextMatchesPrintf) {
     std::mt19937_64 random(52520);
     std::vector<double> coordinates = {0.0,     -0.0,      0.5,          1.0000005,     2.5e-7,
                                        LARGEST, -LARGEST,  SMALLEST,     INFINITE,      -INFINITE,
@@ -160,7 +160,7 @@ TEST(GeoPositionTest, DefaultIsAllZero) {
     EXPECT_EQ(GeoPosition().toString(), "0.000000;0.000000;0.000000");
 }
 
-TEST(GeoPositionTest, NanIsIgnoredByTheOrder) {
+TEST(GeoPositionTest, OrderIgnoresNan) {
     const GeoPosition left(NOT_A_NUMBER, 1.0, 0.0);
     const GeoPosition right(0.0, 2.0, 0.0);
     EXPECT_TRUE(left < right);

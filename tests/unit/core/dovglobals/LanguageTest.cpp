@@ -64,7 +64,7 @@ TEST(LanguageTest, EnumeratorsCountFromZeroAndHaveTheListedTexts) {
     expectTexts(expected);
 }
 
-TEST(LanguageTest, SecondValueWithTheSameTextDoesNotReadBack) {
+TEST(LanguageTest, RepeatedTextIsReadAsTheFirstValue) {
     EXPECT_EQ(static_cast<int>(Language::sr), 115);
     EXPECT_EQ(static_cast<int>(Language::sr_again), 116);
     EXPECT_EQ(enumToValue(Language::sr_again), "sr");

@@ -40,7 +40,7 @@ void PrintTo(const Alpha& row, std::ostream* out) {
 
 class RGBAAlphaTest : public testing::TestWithParam<Alpha> {};
 
-TEST_P(RGBAAlphaTest, IsClampedByTheConstructorAndCheckedByTheFactory) {
+TEST_P(RGBAAlphaTest, ConstructorClampsAndFactoryValidates) {
     const Alpha& row = GetParam();
     EXPECT_EQ(RGBA(1, 2, 3, row.alpha).toString(), row.made);
     EXPECT_EQ(outcomeOf([&row] { return createRGBA(1, 2, 3, row.alpha); }), row.created);
@@ -139,7 +139,7 @@ TEST(RGBATest, DefaultIsTransparentBlack) {
     EXPECT_EQ(RGBA().toString(), "rgba(0,0,0,0.0)");
 }
 
-TEST(RGBATest, SmallAlphaIsPrintedWithAnExponentAndDoesNotReadBack) {
+TEST(RGBATest, TextOfASmallAlphaCannotBeParsed) {
     const std::string text = RGBA(1, 2, 3, 0.00001F).toString();
     EXPECT_EQ(text, "rgba(1,2,3,1.e-05)");
     EXPECT_EQ(outcomeOf([&text] { return parseRGBA(text); }), MISMATCH);

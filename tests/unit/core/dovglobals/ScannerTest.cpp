@@ -9,7 +9,7 @@
 namespace kova::detail {
 namespace {
 
-TEST(ScannerTest, SkipMatchesACharacterATextOrOneOfASet) {
+TEST(ScannerTest, SkipMatchesCharactersTextsAndSets) {
     Scanner scanner("a(bc+");
     EXPECT_FALSE(scanner.skip('b'));
     EXPECT_TRUE(scanner.skip('a'));
@@ -41,7 +41,7 @@ TEST(ScannerTest, SkipDigitsRequiresADigit) {
     EXPECT_FALSE(scanner.skipDigits());
 }
 
-TEST(ScannerTest, NumberReadsAsManyDigitsAsItCan) {
+TEST(ScannerTest, NumberReadsAsManyDigitsAsPossible) {
     Scanner scanner("1234x");
     int number = 0;
     EXPECT_TRUE((scanner.number<1, 3>(number)));

@@ -111,7 +111,7 @@ protected:
 using TextTypes = testing::Types<Date, Time, DateTime, Duration, GeoPosition, RGBA>;
 TYPED_TEST_SUITE(TextFormTest, TextTypes);
 
-TYPED_TEST(TextFormTest, PrintedTextIsTheParsedText) {
+TYPED_TEST(TextFormTest, ParsedTextIsPrintedUnchanged) {
     for (const std::string& text : this->sample_.ascending) {
         const auto parsed = this->sample_.parse(text);
         ASSERT_TRUE(parsed) << text;
@@ -120,7 +120,7 @@ TYPED_TEST(TextFormTest, PrintedTextIsTheParsedText) {
     EXPECT_TRUE(this->reports_.take().empty());
 }
 
-TYPED_TEST(TextFormTest, OtherTextsAreRejectedWithOneReportFromTheFileOfTheType) {
+TYPED_TEST(TextFormTest, RejectedTextIsReportedWithItsSourceFile) {
     EXPECT_FALSE(this->sample_.parse(this->sample_.ascending[0] + "."));
     const auto taken = this->reports_.take();
     ASSERT_EQ(taken.size(), 1U);

@@ -48,7 +48,7 @@ void PrintTo(const Fields& row, std::ostream* out) {
 
 class TimeFieldsTest : public testing::TestWithParam<Fields> {};
 
-TEST_P(TimeFieldsTest, AreClampedByTheConstructorAndCheckedByTheFactory) {
+TEST_P(TimeFieldsTest, ConstructorClampsAndFactoryValidates) {
     const Fields& row = GetParam();
     const Time made(row.hour, row.minute, row.second, row.millisecond, row.timeZone);
     EXPECT_EQ(made.toString(), row.made);
@@ -159,7 +159,7 @@ TEST(TimeTest, MillisecondsAreSetIfTheTextHasThem) {
     EXPECT_EQ(parseTime("12:00:00.987Z")->millisecond, std::optional<std::uint16_t>(987));
 }
 
-TEST(TimeTest, SignOfAZoneIsThatOfItsHoursUnlessTheyAreZero) {
+TEST(TimeTest, MinutesHaveTheSignIfTheHoursAreZero) {
     EXPECT_EQ(parseTime("12:00:00Z")->timeZone, NONE);
     EXPECT_EQ(parseTime("12:00:00+00:00")->timeZone, (TimeZone{0, 0}));
     EXPECT_EQ(parseTime("12:00:00+00:30")->timeZone, (TimeZone{0, 30}));

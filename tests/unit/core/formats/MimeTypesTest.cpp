@@ -26,7 +26,7 @@ TEST(MimeTypesTest, NamesHaveTheirIds) {
     }
 }
 
-TEST(MimeTypesTest, MsgPackHasANameAndAnIdThatAreNotMapped) {
+TEST(MimeTypesTest, MsgPackNameIsNotMappedToItsId) {
     EXPECT_STREQ(mimetypes::MSGPACK_TYPE, "application/vnd.msgpack");
     EXPECT_EQ(mimetypes::MsgPack, 4);
     EXPECT_EQ(mimetypes::typename2id(mimetypes::MSGPACK_TYPE), mimetypes::Undefined);

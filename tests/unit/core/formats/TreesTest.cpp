@@ -106,7 +106,7 @@ TYPED_TEST(Trees, DestroyDeletesNodesThatAreNotShared) {
     }
 }
 
-TYPED_TEST(Trees, AddReplacesTheValueOfAPresentKey) {
+TYPED_TEST(Trees, AddReplacesTheValueOfAnExistingKey) {
     int alive = 0;
     Dictionary dictionary;
     EXPECT_FALSE(TypeParam::add(dictionary, "a", new Counted(alive)));
@@ -124,7 +124,7 @@ TYPED_TEST(Trees, AddAppendsToAnArray) {
     EXPECT_EQ(array, *parseTree("[1, true]"));
 }
 
-TYPED_TEST(Trees, AddRefusesANullPointer) {
+TYPED_TEST(Trees, AddRejectsANullPointer) {
     Dictionary dictionary;
     Array array;
     EXPECT_TRUE(TypeParam::add(dictionary, "a", nullptr));
@@ -189,7 +189,7 @@ TYPED_TEST(Trees, ParseReturnsTheTree) {
     EXPECT_EQ(*dictionary, *parseTree(R"({"a": [1]})"));
 }
 
-TYPED_TEST(Trees, ParseRefusesAZeroByte) {
+TYPED_TEST(Trees, ParseRejectsAZeroByte) {
     Dictionary* dictionary = nullptr;
     Array* array = nullptr;
     EXPECT_TRUE(TypeParam::parse(std::string("[1]\0", 4), &dictionary, &array));
@@ -197,7 +197,7 @@ TYPED_TEST(Trees, ParseRefusesAZeroByte) {
     EXPECT_EQ(array, nullptr);
 }
 
-TEST(PlainTrees, AddRefusesAKeyWithAZeroByteAndDestroysTheValue) {
+TEST(PlainTrees, AddRejectsAKeyWithAZeroByte) {
     int alive = 0;
     Dictionary dictionary;
     EXPECT_TRUE(plaintrees::add(dictionary, std::string("a\0b", 3), new Counted(alive)));

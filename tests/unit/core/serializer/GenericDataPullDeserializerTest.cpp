@@ -65,7 +65,7 @@ TEST(GenericDataPullDeserializer, EveryOperationFailsBeforeBeginDeserialize) {
     EXPECT_FALSE(deserializer.endDeserialize());
 }
 
-TEST_F(Reading, OptionsAndNamedFieldsHaveTheDefaultsOfTheInterface) {
+TEST_F(Reading, OptionsAndNamedFieldsUseTheInterfaceDefaults) {
     auto& deserializer = begin("{\"a\": 3}");
     EXPECT_FALSE(deserializer.beginArrayOption());
     EXPECT_FALSE(deserializer.endArrayOption());
@@ -226,7 +226,7 @@ TEST_F(Reading, EndFieldAndEndElementFailForTheRoot) {
     EXPECT_TRUE(begin("[]").endElement());
 }
 
-TEST_F(Reading, AskingForTheEndOfAClosedContainerEndsTheProcess) {
+TEST_F(Reading, EndQueryOutsideAContainerEndsTheProcess) {
     EXPECT_DEATH(begin("{}").isStructEnd(), "bad_variant_access");
     EXPECT_DEATH(begin("[]").isStructEnd(), "bad_variant_access");
     EXPECT_DEATH(begin("[]").isArrayEnd(), "bad_variant_access");
@@ -258,7 +258,7 @@ TEST_F(Reading, SecondReadNeedsAReset) {
     EXPECT_FALSE(deserializer.endDeserialize());
 }
 
-TEST_F(Reading, EndingTheRootOfASecondReadDoesNotAdvanceTheFirst) {
+TEST_F(Reading, FailedEndKeepsThePositionOfTheFirstRead) {
     auto* deserializer = &begin("{}");
     ASSERT_FALSE(deserializer->beginStruct(nullptr));
     ASSERT_FALSE(deserializer->beginDeserialize(nullptr, nullptr));
@@ -313,7 +313,7 @@ void PrintTo(const EntriesRow& row, std::ostream* out) {
 
 class EntriesTest : public testing::TestWithParam<EntriesRow> {};
 
-TEST_P(EntriesTest, EveryNodeIsAnnouncedInOrder) {
+TEST_P(EntriesTest, EveryNodeHasItsEntriesInOrder) {
     const Tree tree = parseTree(GetParam().json);
     GenericDataPullDeserializer deserializer(*tree);
     ASSERT_FALSE(deserializer.beginDeserialize(nullptr, nullptr));
@@ -352,7 +352,7 @@ TEST_F(Reading, EveryPeekReturnsTheSameEntry) {
     EXPECT_EQ(first->type, EntryType::Element);
 }
 
-TEST_F(Reading, UnicodeStringIsAnnouncedAsNoneAndSkipped) {
+TEST_F(Reading, UnicodeStringHasAnEntryOfTypeNone) {
     auto* array = new util::config::Array;
     array->add(new ValueUnicodeString(util::UnicodeString8{"x"}));
     array->add(&Value::getUndefined());

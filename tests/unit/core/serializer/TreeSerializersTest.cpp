@@ -255,7 +255,7 @@ TEST(DeserializeTree, ValueIsAddedUnderTheLatestName) {
     EXPECT_EQ(dictionary, *parseTree(R"({"a": {"b": 1}, "c": [2]})"));
 }
 
-TEST(DeserializeTree, NeitherTheKindOfAnEndNorAMissingNameIsChecked) {
+TEST(DeserializeTree, MismatchedEndsAndMissingNamesAreAccepted) {
     Script script({integer(EntryType::Int32, 1), text(EntryType::Field, "a"),
                    code(EntryType::ArrayBegin), code(EntryType::StructEnd),
                    code(EntryType::ArrayEnd)});
@@ -294,7 +294,7 @@ TEST(DeserializeTree, IncompleteContainersAreDestroyed) {
     EXPECT_EQ(array, *parseTree("[1]"));
 }
 
-TEST(DeserializeTree, ValueOfAPresentKeyIsReplaced) {
+TEST(DeserializeTree, ValueOfAnExistingKeyIsReplaced) {
     Script script({text(EntryType::Field, "a"), integer(EntryType::Int32, 1),
                    text(EntryType::Field, "a"), code(EntryType::ArrayBegin),
                    code(EntryType::ArrayEnd), text(EntryType::Field, "a"),
@@ -343,7 +343,7 @@ TEST(DeserializeTree, DerivedDeserializerIsReadByItsEntries) {
 /// Overrides nothing, but is read by its entries, because it could.
 class Derived : public util::serializer::JSONStructuredPullDeserializerOld {};
 
-TEST(DeserializeTree, ReadingAsAWholeAndByEntriesReturnTheSameTree) {
+TEST(DeserializeTree, WholeReadAndEntryReadReturnTheSameTree) {
     kova::test::RandomTrees trees(2);
     for (int i = 0; i < 100; ++i) {
         const std::string json = R"({"tree":)" + kova::test::toJson(*trees.next()) + "}";
@@ -393,7 +393,7 @@ TEST(DeepTrees, AreReadFromTheTreeOnASmallStack) {
     });
 }
 
-TEST(DeepTrees, AreDestroyedOnASmallStackIfTheyAreIncomplete) {
+TEST(DeepTrees, IncompleteTreesAreDestroyedOnASmallStack) {
     kova::test::runOnSmallStack([] {
         Script script(std::vector<Entry>(MANY_LEVELS, code(EntryType::ArrayBegin)));
         Array array;

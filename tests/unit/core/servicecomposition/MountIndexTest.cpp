@@ -39,7 +39,7 @@ TEST(MountIndexTest, FindsNothingInAnEmptyIndex) {
     }
 }
 
-TEST(MountIndexTest, FindsPathsOfEveryLengthAndNoPrefixOfThem) {
+TEST(MountIndexTest, FindsPathsOfEveryLengthButNotTheirPrefixes) {
     std::vector<std::string> paths;
     std::string path = "/";
     for (char c = 'a'; path.size() <= 50; c = c == 'z' ? 'a' : static_cast<char>(c + 1)) {
@@ -55,7 +55,7 @@ TEST(MountIndexTest, FindsPathsOfEveryLengthAndNoPrefixOfThem) {
     }
 }
 
-TEST(MountIndexTest, TellsPathsApartThatDifferInOneCharacter) {
+TEST(MountIndexTest, DistinguishesPathsThatDifferInOneCharacter) {
     for (std::size_t size = 1; size <= 40; ++size) {
         const std::string path(size, 'a');
         const Indexed indexed({path});
@@ -68,7 +68,7 @@ TEST(MountIndexTest, TellsPathsApartThatDifferInOneCharacter) {
     }
 }
 
-TEST(MountIndexTest, TellsPathsApartThatHaveTheSameHash) {
+TEST(MountIndexTest, DistinguishesPathsWithTheSameHash) {
     // The hash of a text of up to seven characters depends on its number of characters only by an
     // exclusive or with its word.
     const std::string colliding("\0b", 2);
@@ -78,7 +78,7 @@ TEST(MountIndexTest, TellsPathsApartThatHaveTheSameHash) {
     EXPECT_EQ(both.find(colliding), colliding);
 }
 
-TEST(MountIndexTest, FindsEachOfAnyNumberOfMounts) {
+TEST(MountIndexTest, FindsEveryMountInIndexesOfAllSizes) {
     std::vector<std::string> paths;
     for (int count = 0; count <= 300; ++count) {
         const Indexed indexed(paths);

@@ -43,7 +43,7 @@ std::string found(const MountTable& table, const std::string& path) {
     return mount != nullptr ? mount->first : "-";
 }
 
-TEST(MountTableTest, AtFindsExactlyThePath) {
+TEST(MountTableTest, AtFindsOnlyExactMatches) {
     const MountTable table = makeTable({"/a", "/a/b"});
     ASSERT_NE(table.at("/a/b"), nullptr);
     EXPECT_EQ(table.at("/a/b")->first, "/a/b");
@@ -64,7 +64,7 @@ TEST(MountTableTest, FindsTheNearestAncestorOnASegmentBoundary) {
     EXPECT_EQ(found(table, "/"), "-");
 }
 
-TEST(MountTableTest, MountAtTheEmptyTextIsNotFound) {
+TEST(MountTableTest, MountWithAnEmptyPathIsNotFound) {
     const MountTable table = makeTable({""});
     EXPECT_EQ(table.at(""), nullptr);
     EXPECT_EQ(found(table, ""), "-");
@@ -92,7 +92,7 @@ std::string foundStepByStep(const MountTable& table, std::string path) {
     return "-";
 }
 
-TEST(MountTableTest, FindsTheSameMountAsAWalkOverAllAncestors) {
+TEST(MountTableTest, AgreesWithASearchOfAllAncestors) {
     std::vector<std::string> texts{""};
     for (std::size_t i = 0; texts.size() < 1U << 9; ++i) {
         texts.push_back(texts[i] + 'a');
@@ -109,12 +109,12 @@ TEST(MountTableTest, FindsTheSameMountAsAWalkOverAllAncestors) {
     }
 }
 
-TEST(MountTableTest, PathsAscend) {
+TEST(MountTableTest, PathsAreInAscendingOrder) {
     EXPECT_EQ(makeTable({"/b", "/a/b", "/a"}).paths(),
               (std::vector<std::string>{"/a", "/a/b", "/b"}));
 }
 
-TEST(MountTableTest, HandlersThatAreDestroyedFindNoMount) {
+TEST(MountTableTest, DestructorsOfHandlersFindNoMount) {
     MountTable::Handlers handlers;
     MountTable const* used = nullptr;
     int destroyed = 0;

@@ -16,7 +16,7 @@ void* handleOf(std::uintptr_t number) {
     return reinterpret_cast<void*>(number);
 }
 
-TEST(PendingRequestsTest, EntryIsTakenOnce) {
+TEST(PendingRequestsTest, TakeRemovesTheEntry) {
     PendingRequests requests;
     requests.add(handleOf(1), handleOf(10), nullptr);
     const auto entry = requests.take(handleOf(1));
@@ -42,7 +42,7 @@ TEST(PendingRequestsTest, SecondEntryOfAHandleIsNotStored) {
     EXPECT_FALSE(requests.remove(handleOf(1)));
 }
 
-TEST(PendingRequestsTest, EntryAfterARemovedOneHasItsOwnHandles) {
+TEST(PendingRequestsTest, ReusedNodeHasTheHandlesOfTheNewEntry) {
     PendingRequests requests;
     IResourceHandler* const handler = static_cast<IResourceHandler*>(handleOf(99));
     requests.add(handleOf(1), handleOf(10), nullptr);
@@ -59,7 +59,7 @@ TEST(PendingRequestsTest, EntryAfterARemovedOneHasItsOwnHandles) {
     EXPECT_EQ(requests.take(handleOf(4))->resourceHandle, handleOf(40));
 }
 
-TEST(PendingRequestsTest, SecondEntryOfAHandleIsNotStoredAfterARemovedOne) {
+TEST(PendingRequestsTest, SecondEntryOfAHandleIsNotStoredInAReusedNode) {
     PendingRequests requests;
     requests.add(handleOf(1), handleOf(10), nullptr);
     requests.add(handleOf(2), handleOf(20), nullptr);
@@ -71,7 +71,7 @@ TEST(PendingRequestsTest, SecondEntryOfAHandleIsNotStoredAfterARemovedOne) {
     EXPECT_TRUE(requests.takeAll().empty());
 }
 
-TEST(PendingRequestsTest, AllEntriesAreTakenInAscendingOrderOfHandles) {
+TEST(PendingRequestsTest, TakeAllReturnsEntriesInAscendingHandleOrder) {
     PendingRequests requests;
     for (const std::uintptr_t number : {3U, 1U, 2U}) {
         requests.add(handleOf(number), handleOf(10 * number), nullptr);

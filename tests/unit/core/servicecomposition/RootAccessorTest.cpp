@@ -72,7 +72,7 @@ protected:
     Events events;
 };
 
-TEST_F(RootAccessorTest, AsksForTheRootInItsMimeTypeAndWithItsTracingInfo) {
+TEST_F(RootAccessorTest, RequestContainsMimeTypeAndTracingInfo) {
     EXPECT_EQ(accessor.trackResources(receiver(events)), &service);
     ASSERT_EQ(service.requests.size(), 1U);
     EXPECT_EQ(service.requests[0].getCommand(), "retrieve");
@@ -82,7 +82,7 @@ TEST_F(RootAccessorTest, AsksForTheRootInItsMimeTypeAndWithItsTracingInfo) {
               R"({"$accept":"application/json","$client-id":"unknown","$service-path":"/me"})");
 }
 
-TEST_F(RootAccessorTest, UnknownMimeTypeIsNotAskedFor) {
+TEST_F(RootAccessorTest, UnknownMimeTypeIsNotRequested) {
     RootAccessor(&service, "x/y", "").trackResources(receiver(events));
     EXPECT_EQ(kova::test::toJson(service.requests[0].getHeader()),
               R"({"$client-id":"unknown","$service-path":""})");
@@ -97,18 +97,18 @@ TEST_F(RootAccessorTest, AnswersAreDeliveredUntilTermination) {
     EXPECT_EQ(events, (Events{"next /a /b ", "next ", "next /c ", "completed"}));
 }
 
-TEST_F(RootAccessorTest, WishToTerminateIsHandedBack) {
+TEST_F(RootAccessorTest, ResultOfOnNextIsReturnedToTheService) {
     accessor.trackResources(receiver(events, true));
     EXPECT_TRUE(service.answers->onNext(responseOf("[]", "application/json")));
 }
 
-TEST_F(RootAccessorTest, ErrorOfTheServiceIsPassedOnUnchanged) {
+TEST_F(RootAccessorTest, ErrorOfTheServiceIsForwardedUnchanged) {
     accessor.trackResources(receiver(events));
     service.answers->onError(Response::createErrorResponse(503, "busy"));
     EXPECT_EQ(events, Events{"error 503 Service Unavailable: busy"});
 }
 
-TEST_F(RootAccessorTest, UnknownMimeTypeOfAnAnswerEndsTheTrackingWithoutAnEvent) {
+TEST_F(RootAccessorTest, AnswerOfUnknownMimeTypeEndsTheTrackingSilently) {
     accessor.trackResources(receiver(events));
     for (char const* const type : {"x/y", "", "plain/text", "application/vnd.msgpack"}) {
         test::Reports reports;
@@ -125,7 +125,7 @@ TEST_F(RootAccessorTest, UnknownMimeTypeOfAnAnswerEndsTheTrackingWithoutAnEvent)
     EXPECT_TRUE(events.empty());
 }
 
-TEST_F(RootAccessorTest, UndecodableAnswerEndsTheTrackingWithoutAnEvent) {
+TEST_F(RootAccessorTest, UndecodableAnswerEndsTheTrackingSilently) {
     accessor.trackResources(receiver(events));
     const std::tuple<std::string, std::string, std::string> bodies[] = {
         {"", "application/json", "expected a value, found the end of the text (byte 0)"},
@@ -151,7 +151,7 @@ TEST_F(RootAccessorTest, UndecodableAnswerEndsTheTrackingWithoutAnEvent) {
     EXPECT_TRUE(events.empty());
 }
 
-TEST_F(RootAccessorTest, AbortCancelsAtTheService) {
+TEST_F(RootAccessorTest, AbortCancelsTheRequest) {
     void* const handle = accessor.trackResources(receiver(events));
     accessor.abortTracking(handle);
     EXPECT_EQ(service.cancelled, std::vector<void*>{handle});
@@ -184,7 +184,7 @@ private:
     std::string& story_;
 };
 
-TEST(RootAccessorReentryTest, ReceiverThatAbortsInACallbackLivesUntilTheCallbackIsOver) {
+TEST(RootAccessorReentryTest, ReceiverOutlivesACallbackThatAborts) {
     for (int event = 0; event < 3; ++event) {
         HastyService service;
         auto accessor = std::make_unique<RootAccessor>(&service, "application/json", "");
@@ -253,7 +253,7 @@ TEST_P(RootAccessorWithServiceTest, ListsTheResourcesOfAComposedService) {
     EXPECT_EQ(events, (Events{"next /a /b ", "completed"}));
 }
 
-TEST_P(RootAccessorWithServiceTest, ServiceThatIsShutDownSendsNothing) {
+TEST_P(RootAccessorWithServiceTest, ServiceSendsNothingAfterShutdown) {
     service->shutdown();
     RootAccessor accessor(service.get(), GetParam(), "/me");
     EXPECT_EQ(accessor.trackResources(receiver(events)), IKovaApi::UNDEFINED_REQUEST_HANDLE);

@@ -91,7 +91,7 @@ TEST_F(RootHandlerTest, ServiceWithoutMountsListsNothing) {
     EXPECT_EQ(bytesOf(answer.values[0]), "[]");
 }
 
-TEST_F(RootHandlerTest, FunctionIsAskedWithTheRequestAndLaterOverridesDoNotReachTheService) {
+TEST_F(RootHandlerTest, MimeTypeFunctionIsCopiedAtConstruction) {
     servicecomp::overrideMimeTypeFunc([](const Request& request) {
         std::string type;
         return request.getMimeTypeHeader().get(type) ? std::string("application/json") : type;
@@ -105,7 +105,7 @@ TEST_F(RootHandlerTest, FunctionIsAskedWithTheRequestAndLaterOverridesDoNotReach
     EXPECT_EQ(answer.values[0].getPayload().getMimeType(), "application/vnd.axobin");
 }
 
-TEST_F(RootHandlerTest, EveryCommandExceptRetrieveIsRefused) {
+TEST_F(RootHandlerTest, EveryCommandExceptRetrieveIsRejected) {
     const auto service = make("application/json");
     for (char const* const command : {"update", "insert", "delete", "Retrieve", ""}) {
         Answer refused;
@@ -143,7 +143,7 @@ TEST_F(RootHandlerTest, MimeTypeWithoutSerializerIsAnsweredWith500) {
     }
 }
 
-TEST_F(RootHandlerTest, SerializerThatFailsIsAnsweredWith500) {
+TEST_F(RootHandlerTest, FailingSerializerIsAnsweredWith500) {
     // JSON has no form for a mount path that is not UTF-8.
     servicecomp::overrideMimeTypeFunc([](const Request&) { return "application/json"; });
     StaticComposedKovaService service(Mounts({"/a", "/\xFF"}).take());
@@ -161,7 +161,7 @@ TEST_F(RootHandlerTest, SerializerThatFailsIsAnsweredWith500) {
     EXPECT_FALSE(zel::ErrorStorage::current().hasError()) << "not acknowledged";
 }
 
-TEST_F(RootHandlerTest, SuccessLeavesAnOlderErrorOfTheThreadAlone) {
+TEST_F(RootHandlerTest, SuccessKeepsAnOlderErrorOfTheThread) {
     const auto service = make("application/json");
     test::Reports reports;
     zel::ErrorOutput("src/Test", 1, true)(errors::Error, errors::RequestFailed, "older");
@@ -171,7 +171,7 @@ TEST_F(RootHandlerTest, SuccessLeavesAnOlderErrorOfTheThreadAlone) {
     EXPECT_EQ(zel::ErrorStorage::current().reason(), older);
 }
 
-TEST_F(RootHandlerTest, MountAtTheRootTakesItsPlace) {
+TEST_F(RootHandlerTest, MountAtTheRootReplacesTheRootHandler) {
     Mounts mounts({"/"});
     auto& root = mounts["/"];
     StaticComposedKovaService service(mounts.take());
@@ -187,7 +187,7 @@ TEST_F(RootHandlerTest, SeveralSeparatorsAreNotTheRoot) {
     EXPECT_EQ(answer.error->getStatusCode(), 404);
 }
 
-TEST(RootHandlerDeathTest, ReadingARootWithoutMimeTypeFunctionEndsTheProcess) {
+TEST(RootHandlerDeathTest, RootRequestNeedsAMimeTypeFunction) {
     EXPECT_DEATH(
         {
             StaticComposedKovaService service(Mounts({"/a"}).take());

@@ -174,7 +174,7 @@ std::vector<Play> playsOfUpTo(std::size_t longest) {
     return plays;
 }
 
-TEST(ServiceResponseHandlerTest, BehavesAsTheTwoNestedWrappersInEverySequenceOfFiveEvents) {
+TEST(ServiceResponseHandlerTest, MatchesTheNestedWrappersForAllEventSequences) {
     const std::vector<Play> plays = playsOfUpTo(5);
     ASSERT_EQ(plays.size(), 1 + 5 + 25 + 125 + 625 + 3125);
     for (Play play : plays) {
@@ -185,7 +185,7 @@ TEST(ServiceResponseHandlerTest, BehavesAsTheTwoNestedWrappersInEverySequenceOfF
     }
 }
 
-TEST(ServiceResponseHandlerTest, BehavesAsTheTwoWhenATraceSinkSendsAnEvent) {
+TEST(ServiceResponseHandlerTest, MatchesTheNestedWrappersForEventsOfATraceSink) {
     for (Play play : playsOfUpTo(2)) {
         for (const Event& event : EVENTS) {
             play.fromSink = &event;
@@ -197,7 +197,7 @@ TEST(ServiceResponseHandlerTest, BehavesAsTheTwoWhenATraceSinkSendsAnEvent) {
     }
 }
 
-TEST(ServiceResponseHandlerTest, TerminationIsTracedTwiceBeforeTheRequestIsDoneAndForwarded) {
+TEST(ServiceResponseHandlerTest, TerminationIsTracedTwiceBeforeItIsForwarded) {
     const Event& completed = EVENTS[3];
     const std::string terminating =
         "KOVA_RESPONSEHANDLERS 2 Terminating responsehandler with event 'onCompleted'";
@@ -212,7 +212,7 @@ TEST(ServiceResponseHandlerTest, TerminationIsTracedTwiceBeforeTheRequestIsDoneA
                    "sent", "destroyed"}));
 }
 
-TEST(ServiceResponseHandlerTest, DestroysTheClientsHandlerWithoutAnEvent) {
+TEST(ServiceResponseHandlerTest, DestructionSendsNoEvent) {
     Log log;
     Setting setting;
     oneObject(setting, std::make_unique<Client>(log, false)).reset();

@@ -124,7 +124,7 @@ std::vector<std::string> paths() {
 }
 
 // The trace tells of every parent that is tried; without it those too long for a mount are not.
-TEST(RoutingByTraceTest, RequestGoesToTheSameMountWhetherItsSearchIsTracedOrNot) {
+TEST(RoutingByTraceTest, TracingDoesNotChangeTheRouting) {
     const std::vector<std::string> served[] = {{"/", "/a", "/a/a"}, {"/a", "/a/a"},  {"a", "a/a"},
                                                {"/a", "/a//a"},     {"aa", "/aa/a"}, {"/"}};
     for (const std::vector<std::string>& names : served) {
@@ -156,7 +156,7 @@ struct NormalizeRow {
     char const* normalized;
 };
 
-TEST(StaticComposedKovaServiceImplTest, NormalizeCutsTrailingSeparatorsButNeverTheFirstCharacter) {
+TEST(StaticComposedKovaServiceImplTest, NormalizeRemovesTrailingSeparatorsAfterTheFirstCharacter) {
     const NormalizeRow rows[] = {{"/a/b//", "/a/b"}, {"/", "/"},      {"//", "//"},
                                  {"///", "///"},     {"a/", "a/"},    {"/a", "/a"},
                                  {"a", "a"},         {"//a/", "//a"}, {"", ""}};
@@ -205,7 +205,7 @@ TEST_F(ServiceTest, CancellationReachesTheHandlerOnceWithItsOwnHandle) {
               (Traced{{3, "[cancelRequest] service handle " + textOf(handle) + " unknown"}}));
 }
 
-TEST_F(ServiceTest, CancellationOfNothingIsIgnored) {
+TEST_F(ServiceTest, CancellationOfAnUnknownHandleIsIgnored) {
     service.cancelRequest(nullptr);
     service.cancelRequest(handleOf(7));
     EXPECT_TRUE(a.cancelled.empty());
@@ -220,7 +220,7 @@ TEST_F(ServiceTest, TerminatedRequestIsNoLongerPending) {
     EXPECT_TRUE(a.cancelled.empty());
 }
 
-TEST_F(ServiceTest, ValueThatTheCallerAnswersWithTrueLeavesTheRequestPending) {
+TEST_F(ServiceTest, RequestStaysPendingAfterOnNextReturnsTrue) {
     a.handle = handleOf(1);
     int values = 0;
     void* const handle = service.actionRequest(
@@ -234,7 +234,7 @@ TEST_F(ServiceTest, ValueThatTheCallerAnswersWithTrueLeavesTheRequestPending) {
     EXPECT_EQ(a.cancelled.size(), 1U);
 }
 
-TEST_F(ServiceTest, RequestTerminatedBeforeItsEntryIsStoredStaysUntilItIsCancelled) {
+TEST_F(ServiceTest, EntryStoredAfterTerminationStaysUntilItIsCancelled) {
     a.handle = handleOf(5);
     a.onRequest = [](IResponseHandler<Response>& handler) { handler.onCompleted(); };
     test::Traces traces(CHANNEL, 3);
@@ -254,7 +254,7 @@ TEST_F(ServiceTest, RequestWithoutAResourceHandleLeavesNoEntry) {
     EXPECT_TRUE(a.cancelled.empty());
 }
 
-TEST_F(ServiceTest, HandlerDestroyedWithoutATerminatingEventLeavesAStaleEntry) {
+TEST_F(ServiceTest, HandlerDestroyedWithoutTerminationLeavesAStaleEntry) {
     a.handle = handleOf(5);
     ask("/a");
     a.asked.clear();
@@ -286,7 +286,7 @@ public:
     void onCompleted() override {}
 };
 
-TEST_F(ServiceTest, RequestWithTheHandleOfAStaleEntryIsNeitherCancelledNorShutDown) {
+TEST_F(ServiceTest, StaleEntryPreventsCancellationOfALaterRequest) {
     const auto askAtTheAddress = [this](void* resourceHandle) {
         a.handle = resourceHandle;
         return service.actionRequest(Request("retrieve", "/a"),
@@ -330,7 +330,7 @@ std::vector<std::string> textsOf(const std::string& alphabet, std::size_t longes
     return texts;
 }
 
-TEST_F(ServiceTest, DelegatedRequestGetsThePathThatLeadsFromTheMountToItsNormalizedPath) {
+TEST_F(ServiceTest, DelegatedPathIsRelativeToTheMount) {
     StaticComposedKovaServiceImpl impl({});
     const std::vector<std::string> texts = textsOf("ab/", 5);
     ASSERT_EQ(texts.size(), 364U);
@@ -368,7 +368,7 @@ TEST_F(ServiceTest, TrailingSlashesAreDroppedFromDelegatedPaths) {
     a.asked.clear();
 }
 
-TEST_F(ServiceTest, ShutdownCancelsEveryPendingRequestInAscendingOrderOfHandles) {
+TEST_F(ServiceTest, ShutdownCancelsPendingRequestsInHandleOrder) {
     std::vector<std::pair<void*, void*>> pending;
     for (std::uintptr_t i = 1; i <= 20; ++i) {
         a.handle = handleOf(i);
@@ -384,7 +384,7 @@ TEST_F(ServiceTest, ShutdownCancelsEveryPendingRequestInAscendingOrderOfHandles)
     EXPECT_EQ(a.cancelled.size(), pending.size());
 }
 
-TEST_F(ServiceTest, AfterShutdownValuesAreDroppedAndTerminationsPass) {
+TEST_F(ServiceTest, ShutdownDiscardsValuesAndForwardsTerminations) {
     a.handle = handleOf(1);
     ask("/a");
     service.shutdown();
@@ -394,7 +394,7 @@ TEST_F(ServiceTest, AfterShutdownValuesAreDroppedAndTerminationsPass) {
     EXPECT_EQ(events, Events{"completed"});
 }
 
-TEST_F(ServiceTest, AfterShutdownARequestIsRefusedAndTheHandlerStaysWithTheCaller) {
+TEST_F(ServiceTest, RequestAfterShutdownLeavesTheHandlerWithTheCaller) {
     service.shutdown();
     test::Traces traces(CHANNEL, 1);
     auto handler = recorder(events);
@@ -442,7 +442,7 @@ TEST_F(ServiceTest, UnknownPathIsReportedAnsweredAndAcknowledged) {
                                      {3, "[actionRequest] path '/x/y/' not found"}}));
 }
 
-TEST_F(ServiceTest, RequestWithoutResponseHandlerIsReportedAndRefused) {
+TEST_F(ServiceTest, RequestWithoutResponseHandlerIsReportedAndRejected) {
     test::Reports reports;
     EXPECT_EQ(service.actionRequest(Request("retrieve", "/a"), nullptr), nullptr);
     EXPECT_TRUE(a.asked.empty());
@@ -451,7 +451,7 @@ TEST_F(ServiceTest, RequestWithoutResponseHandlerIsReportedAndRefused) {
     EXPECT_EQ(seen[0].reason, "null pointer not allowed for response handler");
 }
 
-TEST_F(ServiceTest, TracesOfAPendingRequestAndItsCancellation) {
+TEST_F(ServiceTest, PendingRequestAndItsCancellationAreTraced) {
     a.handle = handleOf(9);
     test::Traces traces(CHANNEL, 0);
     void* const handle = ask("/a/b/");
@@ -477,7 +477,7 @@ TEST_F(ServiceTest, TracesOfAPendingRequestAndItsCancellation) {
                                      {3, "[requestDone] handle " + service_ + " unknown"}}));
 }
 
-TEST_F(ServiceTest, TraceOfARequestThatIsAnsweredAtOnce) {
+TEST_F(ServiceTest, RequestAnsweredImmediatelyIsTraced) {
     test::Traces traces(CHANNEL, 2);
     EXPECT_EQ(ask("/a", "update"), nullptr);
     EXPECT_EQ(traces.take(),
@@ -489,7 +489,7 @@ TEST_F(ServiceTest, TraceOfARequestThatIsAnsweredAtOnce) {
                               "'/a'"}}));
 }
 
-TEST_F(ServiceTest, TraceShowsThePathAskedForThoughACallbackReusesTheRequest) {
+TEST_F(ServiceTest, TraceShowsTheOriginalPathOfAReusedRequest) {
     const std::string asked = "/a/a/path/that/is/longer/than/a/small/string/buffer";
     Request request("retrieve", asked);
     a.handle = handleOf(9);
@@ -553,7 +553,7 @@ TEST_F(ServiceTest, RequestMayBeDestroyedInTheTerminatingEvent) {
     }
 }
 
-TEST_F(ServiceTest, TraceAfterTheHandlerIsLeftOutWhenTheChannelWasSilentBeforeIt) {
+TEST_F(ServiceTest, ChannelOpenedInsideTheHandlerTracesNothing) {
     test::Traces traces(CHANNEL, tracing::Channel::SILENT);
     a.onRequest = [](IResponseHandler<Response>&) {
         tracing::SharedChannelMap::instance().setLevel(CHANNEL, 0);
@@ -621,8 +621,7 @@ TEST(StaticComposedKovaServiceDeathTest, ExceptionOfAHandlerEndsTheProcess) {
         "");
 }
 
-TEST(StaticComposedKovaServiceDeathTest,
-     ExceptionThatLeavesACancellationOfAShutdownEndsTheProcess) {
+TEST(StaticComposedKovaServiceDeathTest, ExceptionDuringAShutdownEndsTheProcess) {
     EXPECT_DEATH(
         {
             Mounts mounts({"/a"});

@@ -102,7 +102,7 @@ TEST_F(AlarmTest, StartingAgainRestartsTheInterval) {
     EXPECT_EQ(calls, 3);
 }
 
-TEST_F(AlarmTest, IntervalOfZeroIsReportedAndKeepsTheAlarmRunning) {
+TEST_F(AlarmTest, ZeroIntervalIsReportedAndKeepsTheAlarmRunning) {
     Reports reports;
     FunctionalAlarm alarm(counting(), timer);
     EXPECT_FALSE(alarm.start(10, true));
@@ -120,7 +120,7 @@ TEST_F(AlarmTest, IntervalOfZeroIsReportedAndKeepsTheAlarmRunning) {
     EXPECT_EQ(calls, 2);
 }
 
-TEST_F(AlarmTest, IntervalOfZeroDoesNotStartAnIdleAlarm) {
+TEST_F(AlarmTest, ZeroIntervalDoesNotStartAnIdleAlarm) {
     Reports reports;
     FunctionalAlarm alarm(counting(), timer);
     EXPECT_TRUE(alarm.start(0, true));

@@ -138,7 +138,7 @@ std::optional<std::uint32_t> standardNumber(const std::string& token) {
     }
 }
 
-TEST(SemVerTest, NumbersAreReadAsStrtoulReadsThem) {
+TEST(SemVerTest, NumbersAreParsedLikeStrtoul) {
     const std::string alphabet = " \t+-09x";
     Texts tokens = {""};
     for (std::size_t i = 0; tokens[i].size() < 5; ++i) {
@@ -161,7 +161,7 @@ TEST(SemVerTest, ParsedVersionIsTraced) {
               (TraceList{converted("1.2.3@dev", "major: 1, minor: 2, patch: 3", "dev")}));
 }
 
-TEST(SemVerTest, ComparisonsPromotePrereleasesAndTraceThat) {
+TEST(SemVerTest, ComparisonsPromotePrereleasesAndTraceThePromotion) {
     const auto traces =
         tracesOf(0, [] { EXPECT_EQ(getMostCompatible("0.4.2", "4.2.0"), "0.4.2"); });
     EXPECT_EQ(traces, (TraceList{{2,
@@ -291,7 +291,7 @@ std::ostream& operator<<(std::ostream& out, const ListRow& row) {
 
 class SemVerLists : public testing::TestWithParam<ListRow> {};
 
-TEST_P(SemVerLists, ReturnTheBestOffer) {
+TEST_P(SemVerLists, ReturnTheBestVersion) {
     const ListRow& row = GetParam();
     EXPECT_EQ(getMostCompatible(row.wanted, row.offered, false), row.forward);
     EXPECT_EQ(getMostCompatible(row.wanted, row.offered), row.forward);
@@ -458,7 +458,7 @@ Result chooseFromSet(const SemVer& wanted, const std::vector<SemVer>& offered, b
     return backwardOnly ? std::nullopt : Result(candidates.rbegin()->toString());
 }
 
-TEST(SemVerTest, ChoiceAgreesWithAnOrderedSetForAllSmallLists) {
+TEST(SemVerTest, ChoiceAgreesWithAnOrderedSet) {
     std::vector<SemVer> pool = {{2, 0, 0, "b"}};
     for (std::uint32_t minor = 0; minor < 3; ++minor) {
         for (std::uint32_t patch = 0; patch < 3; ++patch) {

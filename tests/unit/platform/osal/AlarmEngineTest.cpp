@@ -177,7 +177,7 @@ struct SlowAlarm {
     Alarm alarm;
 };
 
-TEST(AlarmEngineTest, DisarmWaitsForTheCallbackAndCancelsWhatItArmed) {
+TEST(AlarmEngineTest, DisarmWaitsForTheCallbackAndCancelsItsRearm) {
     AlarmTimer timer;
     SlowAlarm slow(timer);
     ASSERT_FALSE(slow.alarm.arm(milliseconds(0)));

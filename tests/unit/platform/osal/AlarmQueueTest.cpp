@@ -48,7 +48,7 @@ private:
     std::deque<Numbered> numbered_;
 };
 
-TEST(AlarmQueueTest, AlarmsDueAtTheSameTimeRunInTheOrderOfArming) {
+TEST(AlarmQueueTest, AlarmsDueTogetherRunInArmingOrder) {
     ManualClock clock;
     AlarmTimer timer(clock);
     RecordingAlarms alarms(timer, 5);
@@ -60,7 +60,7 @@ TEST(AlarmQueueTest, AlarmsDueAtTheSameTimeRunInTheOrderOfArming) {
     EXPECT_EQ(alarms.take(), (std::vector<std::size_t>{3, 4, 1, 2, 0}));
 }
 
-TEST(AlarmQueueTest, RandomlyArmedReplacedAndDisarmedAlarmsRunInOrder) {
+TEST(AlarmQueueTest, RandomlyArmedAndDisarmedAlarmsRunInOrder) {
     constexpr std::size_t COUNT = 100000;
     ManualClock clock;
     AlarmTimer timer(clock);

@@ -165,7 +165,7 @@ TEST_F(AlarmTest, RearmingAnotherAlarmInACallbackCountsFromNow) {
     EXPECT_EQ(other.calls, 1);
 }
 
-TEST_F(AlarmTest, RearmingWithoutAPeriodFailsAndKeepsThePendingExpiry) {
+TEST_F(AlarmTest, RearmWithAZeroPeriodKeepsThePendingExpiry) {
     TestAlarm alarm(timer, doNothing);
     ASSERT_FALSE(alarm.alarm.arm(milliseconds(10)));
     EXPECT_TRUE(alarm.alarm.rearm(milliseconds(0)));

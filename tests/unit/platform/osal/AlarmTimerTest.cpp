@@ -70,7 +70,7 @@ struct LastAlarm {
     std::promise<void> done;
 };
 
-TEST(AlarmTimerTest, ThreadRestartsAfterTheLastAlarmWasDestroyedInItsCallback) {
+TEST(AlarmTimerTest, ThreadRestartsAfterACallbackDestroyedTheLastAlarm) {
     ManualClock clock;
     AlarmTimer timer(clock);
     for (int round = 0; round < 100; ++round) {
@@ -82,7 +82,7 @@ TEST(AlarmTimerTest, ThreadRestartsAfterTheLastAlarmWasDestroyedInItsCallback) {
     clock.settle();
 }
 
-TEST(AlarmTimerTest, CanBeDestroyedRightAfterTheLastAlarmWasDestroyedInItsCallback) {
+TEST(AlarmTimerTest, CanBeDestroyedAfterACallbackDestroyedTheLastAlarm) {
     for (int round = 0; round < 100; ++round) {
         ManualClock clock;
         AlarmTimer timer(clock);

@@ -78,7 +78,7 @@ TEST_F(ForkTest, ChildCanDestroyTheAlarmsOfItsParent) {
     }
 }
 
-TEST_F(ForkTest, AlarmsOfTheParentAreDisarmedInTheChildAndCanBeArmedAgain) {
+TEST_F(ForkTest, InheritedAlarmsAreDisarmedAndCanBeArmedAgain) {
     std::atomic<bool> called{false};
     Alarm before(Alarm::DEFAULT_TIMER, setFlag, &called);
     std::promise<void> done;
@@ -137,7 +137,7 @@ TEST_F(ForkTest, CallbackCanFork) {
     EXPECT_EQ(shared.result.get_future().get(), GOOD);
 }
 
-TEST_F(ForkTest, ChildCanUseAlarmsThatTheParentWasArmingDuringTheFork) {
+TEST_F(ForkTest, ChildCanUseAlarmsArmedDuringTheFork) {
     Alarm alarm(
         Alarm::DEFAULT_TIMER, [](void*) {}, nullptr);
     std::atomic<bool> stop{false};

@@ -66,7 +66,7 @@ TEST_F(SecureRandomTest, ReadContinuesAfterInterruptionsAndShortReads) {
     EXPECT_TRUE(script.empty());
 }
 
-TEST_F(SecureRandomTest, NonBlockingSourceIsInvalidWhileThePoolIsNotSeeded) {
+TEST_F(SecureRandomTest, NonBlockingSourceNeedsASeededPool) {
     script = {-EAGAIN};
     const osal::SecureRandom random(true);
     EXPECT_FALSE(random.isValid());

@@ -77,7 +77,7 @@ TEST_F(TimerTest, StartingAgainReplacesThePendingExpiry) {
     EXPECT_EQ(timer.calls, 2);
 }
 
-TEST_F(TimerTest, StartingWithoutAnIntervalFailsAndKeepsTheTimerRunning) {
+TEST_F(TimerTest, StartWithAZeroIntervalKeepsTheTimerRunning) {
     CountingTimer timer(true, alarms);
     ASSERT_FALSE(timer.start(milliseconds(10)));
     EXPECT_TRUE(timer.start(milliseconds(0)));

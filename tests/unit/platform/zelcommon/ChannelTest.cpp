@@ -158,7 +158,7 @@ TEST_F(ChannelTest, DefaultSinkWritesNothingWhenMemoryRunsOut) {
     EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
 }
 
-TEST_F(ChannelTest, DefaultSinkWritesOneLineWithTimeThreadChannelAndLevel) {
+TEST_F(ChannelTest, DefaultSinkWritesOneCompleteLine) {
     const Channel channel("KOVA_CHANNELTEST", 0, 0);
     testing::internal::CaptureStderr();
     channel.trace(2, "a\n%s\x1B[2J", "b");
@@ -216,7 +216,7 @@ TEST_F(ChannelTest, TracingPreservesErrno) {
     EXPECT_EQ(errno, ENOENT);
 }
 
-TEST_F(ChannelTest, PatternsDoNotApplyToChannelsThatAreNotShared) {
+TEST_F(ChannelTest, PatternsApplyOnlyToSharedChannels) {
     const Traces traces("KOVA_CHANNELTEST*", 0);
     const Channel channel("KOVA_CHANNELTEST", 5, ~Channel::SHARED);
     EXPECT_EQ(channel.level(), 5);

@@ -139,7 +139,7 @@ TEST_F(ErrorOutputTest, DefaultSinkWritesOneLine) {
     EXPECT_EQ(written(6), "src/Somewhere:42: Test 6: \n");
 }
 
-TEST_F(ErrorOutputTest, UntrustedTextCannotForgeALineOfTheDefaultSink) {
+TEST_F(ErrorOutputTest, UntrustedTextCannotForgeALine) {
     EXPECT_EQ(written(1, std::string("a\nb\r\x1B[2J\0\x7F\tc", 12)),
               "src/Somewhere:42: Test 1: 'a b  [2J   c'\n");
     EXPECT_EQ(written(1, "\xC3\xBC\xFF"), "src/Somewhere:42: Test 1: '\xC3\xBC\xFF'\n");
@@ -174,7 +174,7 @@ TEST_F(ErrorOutputTest, ReportIsStoredEvenIfTheSinkThrows) {
     EXPECT_EQ(ErrorStorage::current().reason(), "'again'");
 }
 
-TEST_F(ErrorOutputTest, ReportsFromTheSinkGoToTheDefaultSinkAndDoNotHideTheCallersError) {
+TEST_F(ErrorOutputTest, ReportsFromTheSinkGoToTheDefaultSink) {
     int calls = 0;
     ErrorOutput::setSink([&calls](const zel::ErrorReport&) {
         ++calls;
@@ -187,7 +187,7 @@ TEST_F(ErrorOutputTest, ReportsFromTheSinkGoToTheDefaultSinkAndDoNotHideTheCalle
     EXPECT_EQ(calls, 2) << "the sink is no longer installed";
 }
 
-TEST_F(ErrorOutputTest, SinkIsCalledAgainAfterItReportedAndThrew) {
+TEST_F(ErrorOutputTest, SinkThatReportedAndThrewIsCalledAgain) {
     int calls = 0;
     ErrorOutput::setSink([&calls](const zel::ErrorReport&) {
         ++calls;

@@ -45,12 +45,12 @@ TEST_F(ErrorStorageTest, HoldsTheLatestError) {
     EXPECT_EQ(storage.line(), 2);
 }
 
-TEST_F(ErrorStorageTest, NumberZeroIsAnErrorToo) {
+TEST_F(ErrorStorageTest, ErrorNumberZeroIsStored) {
     zel::ErrorOutput("src/First", 1, true)(TYPE, 0);
     EXPECT_TRUE(ErrorStorage::current().hasError());
 }
 
-TEST_F(ErrorStorageTest, AcknowledgingEmptiesIt) {
+TEST_F(ErrorStorageTest, AcknowledgeEmptiesTheStorage) {
     zel::ErrorOutput("src/First", 1, true)(TYPE, 1, "first");
     ErrorStorage::current().acknowledge();
     expectEmpty();
@@ -86,7 +86,7 @@ protected:
     }
 };
 
-TEST_F(LazyErrorStorageTest, RecordedErrorIsTheLatestAndIsNotReported) {
+TEST_F(LazyErrorStorageTest, RecordedErrorIsStoredWithoutAReport) {
     zel::ErrorOutput("src/First", 1, true)(TYPE, 1, "first");
     reports_.take();
     record("second");
@@ -99,7 +99,7 @@ TEST_F(LazyErrorStorageTest, RecordedErrorIsTheLatestAndIsNotReported) {
     EXPECT_TRUE(reports_.take().empty());
 }
 
-TEST_F(LazyErrorStorageTest, MessageIsMadeOnceWhenItIsRead) {
+TEST_F(LazyErrorStorageTest, MessageIsFormattedOnceWhenItIsRead) {
     record("text");
     EXPECT_TRUE(ErrorStorage::current().hasError());
     EXPECT_EQ(Details::described, 0);
@@ -124,7 +124,7 @@ TEST_F(LazyErrorStorageTest, DetailsAreDestroyedWithTheirError) {
     EXPECT_EQ(Details::described, 0);
 }
 
-TEST_F(LazyErrorStorageTest, WithoutMemoryTheMessageIsEmpty) {
+TEST_F(LazyErrorStorageTest, MessageIsEmptyWithoutMemory) {
     record(nullptr);
     EXPECT_EQ(ErrorStorage::current().reason(), "");
     EXPECT_EQ(ErrorStorage::current().reason(), "");

@@ -67,7 +67,7 @@ TEST(StandardErrorTest, WritingContinuesAfterInterruptionsAndShortWrites) {
     EXPECT_EQ(lineWith({-EINTR, 5, -EINTR, -EINTR, 1, 1000}), LINE);
 }
 
-TEST(StandardErrorTest, WritingStopsOnAnErrorOrIfNoBytesAreWritten) {
+TEST(StandardErrorTest, WritingStopsOnAnErrorOrAnEmptyWrite) {
     EXPECT_EQ(lineWith({-EBADF}), "");
     EXPECT_EQ(lineWith({3, -EAGAIN}), "src");
     EXPECT_EQ(lineWith({0}), "");

@@ -7,7 +7,7 @@
 namespace {
 
 // The only test of its program, because the identity can be set only once per process.
-TEST(client_helperTest, FirstIdentityIsKeptForTheLifeOfTheProcess) {
+TEST(client_helperTest, FirstIdentityCannotBeReplaced) {
     const std::string& id = tracing::client_helper::getClientId();
     EXPECT_EQ(id, "");
     tracing::client_helper::setClientId("the first client of this process");

@@ -301,8 +301,7 @@ TEST(AXOBinStructuredPushDeserializerTest, MalformedBytesAreRejected) {
     }
 }
 
-TEST(AXOBinStructuredPushDeserializerTest,
-     TextThatIsNotUtf8IsRefusedWhereverItStandsAndForAReader) {
+TEST(AXOBinStructuredPushDeserializerTest, NonUtf8TextIsRejectedAtEveryPosition) {
     std::string longText = "7818";
     for (int i = 0; i < 24; ++i) {
         longText += "ff";
@@ -361,7 +360,7 @@ TEST(AXOBinStructuredPushDeserializerTest, TruncatedPayloadIsRejected) {
     EXPECT_EQ(tracedExactly(sample + '\0'), "refused");
 }
 
-TEST(AXOBinStructuredPushDeserializerTest, PayloadWithAChangedByteIsRejectedOrRoundTrips) {
+TEST(AXOBinStructuredPushDeserializerTest, CorruptedPayloadIsRejectedOrRoundTrips) {
     const std::string sample = payloads::fromHex(SAMPLE);
     std::size_t refused = 0;
     for (std::size_t i = 0; i < sample.size(); ++i) {

@@ -94,7 +94,7 @@ TEST(ArrayTest, SwapExchangesTheElements) {
     EXPECT_EQ(b.toJson(true), "[1]");
 }
 
-TEST(ArrayTest, AddingWithoutMemoryFailsDestroysTheValueAndKeepsTheElements) {
+TEST(ArrayTest, AddWithoutMemoryDestroysOnlyTheNewValue) {
     Array array;
     for (int i = 0; i < 100; ++i) {
         auto value = std::make_unique<ValueInt>(i);

@@ -30,7 +30,7 @@ std::vector<std::string> texts() {
 const std::string SHORT = "fifteen bytes..";
 const std::string LONG = "sixteen bytes...";
 
-TEST(CompactStringTest, IsSixteenBytesLarge) {
+TEST(CompactStringTest, HasASizeOfSixteenBytes) {
     EXPECT_EQ(sizeof(CompactString), 16U);
 }
 

@@ -55,7 +55,7 @@ TEST(DictionaryTest, KeysMayContainAnyByte) {
     EXPECT_EQ(dictionary["a"], ValueInt(2));
 }
 
-TEST(DictionaryTest, AddAndSetReplaceAnExistingEntryAndDestroyItsChild) {
+TEST(DictionaryTest, AddAndSetReplaceAnExistingEntry) {
     Dictionary dictionary;
     dictionary.add("k", new ValueInt(1));
     const long before = FailingAllocations::liveBlocks();
@@ -128,7 +128,7 @@ TEST(DictionaryTest, SwapExchangesTheEntries) {
     EXPECT_EQ(b.toJson(true), R"({"k":1})");
 }
 
-TEST(DictionaryTest, DerivedDictionaryIsPrintedAndDestroyedAsPartOfATree) {
+TEST(DictionaryTest, TreeMayContainADerivedDictionary) {
     struct Derived : Dictionary {};
     const long before = FailingAllocations::liveBlocks();
     {
@@ -141,7 +141,7 @@ TEST(DictionaryTest, DerivedDictionaryIsPrintedAndDestroyedAsPartOfATree) {
     EXPECT_EQ(FailingAllocations::liveBlocks(), before);
 }
 
-TEST(DictionaryTest, AddingWithoutMemoryFailsDestroysTheValueAndKeepsTheEntries) {
+TEST(DictionaryTest, AddWithoutMemoryDestroysOnlyTheNewValue) {
     Dictionary dictionary;
     for (int i = 0; i < 300; ++i) {
         const std::string key =

@@ -37,7 +37,7 @@ std::vector<std::unique_ptr<Value>> integers(int count) {
     return nodes;
 }
 
-TEST(NodeBlocksTest, NodesKeepTheirValuesAfterTheNodeBlocksObjectIsDestroyed) {
+TEST(NodeBlocksTest, NodesOutliveTheNodeBlocksObject) {
     for (const int count : {1, 10, 100, 1000, 10000}) {
         const auto nodes = integers(count);
         for (int i = 0; i < count; ++i) {
@@ -46,7 +46,7 @@ TEST(NodeBlocksTest, NodesKeepTheirValuesAfterTheNodeBlocksObjectIsDestroyed) {
     }
 }
 
-TEST(NodeBlocksTest, SmallTreesUseOneBlockAndLargeTreesFewBlocks) {
+TEST(NodeBlocksTest, LargeTreesUseFewBlocks) {
     for (const auto& [count, most] : {std::pair(1, 1L), {100, 1L}, {10000, 60L}}) {
         std::vector<std::unique_ptr<Value>> nodes;
         nodes.reserve(static_cast<std::size_t>(count));
@@ -59,7 +59,7 @@ TEST(NodeBlocksTest, SmallTreesUseOneBlockAndLargeTreesFewBlocks) {
     }
 }
 
-TEST(NodeBlocksTest, BlockIsFreedWithItsLastNodeInAnyOrder) {
+TEST(NodeBlocksTest, LastNodeFreesTheBlockInAnyOrder) {
     for (const int count : {3, 100, 10000}) {
         const long before = FailingAllocations::liveBlocks();
         {
@@ -88,7 +88,7 @@ std::vector<Value*> nodesOfEveryKind(std::size_t total) {
             blocks.make<Dictionary>()};
 }
 
-TEST(NodeBlocksTest, NodeReleasesFreesNodesOfEveryTypeWithTheirMemory) {
+TEST(NodeBlocksTest, NodeReleasesFreesNodesOfEveryType) {
     const long before = FailingAllocations::liveBlocks();
     {
         NodeReleases releases;
@@ -119,7 +119,7 @@ TEST(NodeBlocksTest, NodeReleasesKeepsTheOtherNodesOfABlock) {
     EXPECT_EQ(FailingAllocations::liveBlocks(), before);
 }
 
-TEST(NodeBlocksTest, NodesCanBeDeletedWhileTheirBlockIsBeingFilled) {
+TEST(NodeBlocksTest, NodesCanBeDeletedWhileTheBlockIsFilled) {
     for (const std::size_t total : {50 * SIZE_OF_INT, 10000 * SIZE_OF_INT}) {
         const long before = FailingAllocations::liveBlocks();
         {

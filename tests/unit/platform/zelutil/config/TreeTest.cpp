@@ -100,7 +100,7 @@ TEST(TreeTest, RandomTreesEqualTheirClones) {
     }
 }
 
-TEST(TreeTest, TreesOfAMillionLevelsAreCopiedAndComparedWithoutRecursion) {
+TEST(TreeTest, DeepTreesAreCopiedAndComparedWithoutRecursion) {
     kova::test::runOnSmallStack([] {
         const Tree tree = deepTree(1000000);
         const std::unique_ptr<Value> copy(tree->clone());

@@ -102,7 +102,7 @@ void expectGet(const Row& row, const std::optional<Target>& expected, const Targ
     EXPECT_EQ(out, expected.value_or(before)) << row.name;
 }
 
-TEST(ValueTest, TypedReadsReturnTheValueOrFailAndLeaveTheOutputUnchanged) {
+TEST(ValueTest, TypedReadsChangeTheOutputOnlyOnSuccess) {
     for (const Row& row : makeRows()) {
         expectGet(row, row.asInt, -77);
         expectGet(row, row.asUnsigned, 77U);

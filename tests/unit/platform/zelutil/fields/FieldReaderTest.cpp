@@ -22,13 +22,13 @@ TEST(FieldReaderTest, ReadsBinaryPayloadsLikeAPullReader) {
     }
 }
 
-TEST(FieldReaderTest, LeavesRareBinaryFormsToAPullReader) {
+TEST(FieldReaderTest, FailsForRareBinaryForms) {
     for (char const* const hex : payloads::RARE_BINARY) {
         EXPECT_EQ(payloads::compareBinaryFields(fromHex(hex)), Comparison::Refused) << hex;
     }
 }
 
-TEST(FieldReaderTest, RefusesMalformedBinaryPayloads) {
+TEST(FieldReaderTest, RejectsMalformedBinaryPayloads) {
     for (char const* const hex : payloads::MALFORMED_BINARY) {
         EXPECT_EQ(payloads::compareBinaryFields(fromHex(hex)), Comparison::Both) << hex;
     }
@@ -43,7 +43,7 @@ TEST(FieldReaderTest, ReadsJsonTextsLikeAPullReader) {
     }
 }
 
-TEST(FieldReaderTest, RefusesMalformedJsonTexts) {
+TEST(FieldReaderTest, RejectsMalformedJsonTexts) {
     for (char const* const text :
          {"", " ", "[", "[1", "[1,", "{", R"({"a")", R"({"a":)", "[1 2]", "nul", "1 2", "01",
           "1e999", R"("\ud800")", "\"\xc3\x28\"", "]", "{1:2}"}) {
@@ -95,7 +95,7 @@ TEST(FieldReaderTest, IntegersAreReadOnlyFromIntegersInRange) {
     expectReads<std::int32_t>({"f5", "true", false});
 }
 
-TEST(FieldReaderTest, FloatingPointNumbersAreReadFromAnyNumberInRange) {
+TEST(FieldReaderTest, FloatingPointFunctionsAcceptAnyNumberInRange) {
     expectReads<double>({"17", "23", true});
     expectReads<double>({"1bffffffffffffffff", "18446744073709551615", true});
     expectReads<double>({"3863", "-100", true});
@@ -109,7 +109,7 @@ TEST(FieldReaderTest, FloatingPointNumbersAreReadFromAnyNumberInRange) {
     EXPECT_EQ(number, std::numeric_limits<float>::infinity());
 }
 
-TEST(FieldReaderTest, StringsReplaceTheContent) {
+TEST(FieldReaderTest, StringFunctionsReplaceTheContent) {
     for (const std::size_t size : {0, 1, 5, 15, 31, 32, 33, 200}) {
         const std::string text(size, 'x');
         std::string out = "a former content of some length";
@@ -135,7 +135,7 @@ TEST(FieldReaderTest, ReadsArraysOfNumbersPackedOrNot) {
     EXPECT_EQ(out, expected);
 }
 
-TEST(FieldReaderTest, RefusesArraysWithOtherItems) {
+TEST(FieldReaderTest, RejectsArraysWithItemsOfAnotherType) {
     std::vector<std::uint8_t> out;
     for (char const* const hex : {"8120", "8161 31", "d848 41 01", "d841 43 000102",
                                   "d840 5f4101ff", "d840 42 01", "01", "9f01"}) {
@@ -173,7 +173,7 @@ void expectChecked(std::string hex) {
     EXPECT_EQ(skips(Format::Binary, payload), isAccepted(payload)) << hex;
 }
 
-TEST(FieldReaderTest, SkippedBinaryValuesAreCheckedLikeOnesThatAreRead) {
+TEST(FieldReaderTest, SkippedBinaryValuesAreValidated) {
     for (char const* const hex : payloads::COMMON_BINARY) {
         expectChecked(hex);
     }
@@ -193,7 +193,7 @@ TEST(FieldReaderTest, SkipsJsonValuesOfEveryKind) {
     }
 }
 
-TEST(FieldReaderTest, SkippedValuesCountForTheDepth) {
+TEST(FieldReaderTest, DepthLimitIncludesSkippedValues) {
     for (const std::size_t depth : {255, 256}) {
         const std::string binary =
             fromHex("a26161") + std::string(depth, '\x81') + '\0' + fromHex("616201");
@@ -299,7 +299,7 @@ TEST(FieldReaderTest, CallsFailAtTheEndOfAPayload) {
     EXPECT_FALSE(json.beginField(name));
 }
 
-TEST(FieldReaderTest, UnsignedIntegersAreReadFromBothKindsOfJsonIntegers) {
+TEST(FieldReaderTest, UnsignedFunctionsAcceptBothKindsOfJsonIntegers) {
     std::uint64_t number = 0;
     for (char const* const text : {"17", "18446744073709551615"}) {
         FieldReader json(Format::Json, text);

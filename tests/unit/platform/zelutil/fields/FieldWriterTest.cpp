@@ -148,7 +148,7 @@ TEST(FieldWriterTest, LimitsTheDepthLikeASerializer) {
     }
 }
 
-TEST(FieldWriterTest, RefusesFieldNamesThatJsonCannotRepresent) {
+TEST(FieldWriterTest, RejectsFieldNamesThatJsonCannotRepresent) {
     EXPECT_EQ(written(Format::Json,
                       [](FieldWriter& to) { return to.beginObject() && to.beginField("\xff"); }),
               std::nullopt);
@@ -198,7 +198,7 @@ TEST(FieldWriterTest, EveryCallFailsWithoutMemory) {
     }
 }
 
-TEST(FieldWriterTest, EveryFailedAllocationIsReturned) {
+TEST(FieldWriterTest, EveryFailedAllocationFailsItsCall) {
     for (const Format format : {Format::Binary, Format::Json}) {
         std::string written;
         const long failures = kova::test::failEveryAllocation([&] {

@@ -66,7 +66,7 @@ TEST(IdleParserTest, EndOfAThreadFreesItsParser) {
     EXPECT_TRUE(isParsed);
 }
 
-TEST(IdleParserTest, MalformedTextHasNoDocumentAndTheParserStaysUsable) {
+TEST(IdleParserTest, ParserIsUsableAfterAMalformedText) {
     std::thread([] {
         for (char const* const text : {"[", "", "[1}"}) {
             EXPECT_EQ(ParserLoan().parse(text), nullptr) << text;
@@ -75,7 +75,7 @@ TEST(IdleParserTest, MalformedTextHasNoDocumentAndTheParserStaysUsable) {
     }).join();
 }
 
-TEST(IdleParserTest, EveryFailedAllocationIsSurvived) {
+TEST(IdleParserTest, ParserIsUsableAfterAFailedAllocation) {
     std::thread([] {
         for (long successes = 0; successes < 20; ++successes) {
             {

@@ -325,7 +325,7 @@ TEST(JSONParserTest, ParserIsReusableAfterSuccessAndFailure) {
     }
 }
 
-TEST(JSONParserTest, TextAtTheNestingLimitIsParsedOnASmallStack) {
+TEST(JSONParserTest, DeepestTextIsParsedOnASmallStack) {
     kova::test::runOnSmallStack([] {
         const std::size_t limit = util::MAX_NESTING_DEPTH;
         const std::string text = repeated("{\"a\":[", limit / 2) + repeated("]}", limit / 2);
@@ -359,7 +359,7 @@ std::string records(int count) {
     return text + "]";
 }
 
-TEST(JSONParserTest, ParsedNodesCanBeRemovedAndReplacedInTreesOfEverySize) {
+TEST(JSONParserTest, ParsedTreesOfEverySizeCanBeModified) {
     for (const int count : {2, 40, 500}) {
         const std::string text = records(count);
         Tree tree = parseTree(text);
@@ -392,7 +392,7 @@ TEST(JSONParserTest, TreesOfEverySizeFreeAllMemory) {
     }
 }
 
-TEST(JSONParserTest, ParsingALargeTreeWithoutMemoryFailsAndLeaksNothing) {
+TEST(JSONParserTest, FailedParseOfALargeTreeLeaksNothing) {
     const std::string text = records(40);
     const long before = FailingAllocations::liveBlocks();
     JSONParser parser(false);

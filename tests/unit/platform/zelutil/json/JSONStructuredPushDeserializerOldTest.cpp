@@ -117,7 +117,7 @@ TEST(JSONStructuredPushDeserializerOldTest, TruncatedTextIsRejected) {
     }
 }
 
-TEST(JSONStructuredPushDeserializerOldTest, TextWithAChangedByteIsRejectedOrRoundTrips) {
+TEST(JSONStructuredPushDeserializerOldTest, CorruptedTextIsRejectedOrRoundTrips) {
     const std::string text = R"({"a":[1,-2.5,"x\u00e4",null],"b":{"c":true}})";
     std::size_t refused = 0;
     for (std::size_t i = 0; i < text.size(); ++i) {

@@ -75,7 +75,7 @@ TEST(JsonTextTest, StringIsQuotedAndEscaped) {
               R"("")");
 }
 
-TEST(JsonTextTest, EscapingMatchesTheReferenceForEveryByteAtEveryPosition) {
+TEST(JsonTextTest, EscapingMatchesTheReferenceForEveryByte) {
     for (int byte = 0; byte < 256; ++byte) {
         for (std::size_t at = 0; at < 20; ++at) {
             std::string text(20, '!');
@@ -150,7 +150,7 @@ TEST(JsonTextTest, WellFormedTextIsOnlyEscapedByARepair) {
 }
 
 // The writer splits long texts into pieces of 4096 bytes.
-TEST(JsonTextTest, CharactersAcrossTheEndOfAPieceAreWrittenCorrectly) {
+TEST(JsonTextTest, CharactersAcrossPieceBoundariesAreComplete) {
     for (std::size_t size = 4088; size <= 4100; ++size) {
         const std::string front(size, 'a');
         for (const Repair& row : REPAIRS) {
@@ -187,7 +187,7 @@ TEST(JsonTextTest, IntegersOfTheFullRangeAreWritten) {
     EXPECT_EQ(asUnsigned(UINT64_MAX), "18446744073709551615");
 }
 
-TEST(JsonTextTest, DoublesUseTheShortestTextWithAPointOrAnExponent) {
+TEST(JsonTextTest, DoublesUseTheShortestTextThatRoundTrips) {
     EXPECT_EQ(asDouble(0.0), "0.0");
     EXPECT_EQ(asDouble(-0.0), "-0.0");
     EXPECT_EQ(asDouble(1.0), "1.0");
@@ -246,7 +246,7 @@ TEST(JsonTextTest, DoublesWithFewDecimalsMatchStdToChars) {
     }
 }
 
-TEST(JsonTextTest, DoublesAtTheLimitsOfTheFastPathMatchStdToChars) {
+TEST(JsonTextTest, FastPathLimitsMatchStdToChars) {
     for (const double bound : {1e-4, 1e-3, 1e9, 1e9 - 1e-6, 1e9 + 1e-6, 1e8 + 1e-6, 0.0010005}) {
         for (const double near : {std::nextafter(bound, 0), bound, std::nextafter(bound, 1e300)}) {
             if (near >= 1e-4) {

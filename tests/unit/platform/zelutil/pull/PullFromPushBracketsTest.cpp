@@ -240,7 +240,7 @@ TEST(PullFromPushBracketsTest, FailedCallDoesNotChangeTheState) {
     }
 }
 
-TEST(PullFromPushBracketsTest, BeginFieldReturnsTheNameAndLeavesItUnchangedOnFailure) {
+TEST(PullFromPushBracketsTest, FailedBeginFieldLeavesTheNameUnchanged) {
     JsonPull pull("{\"first\":1,\"\":2}");
     std::string name = "before";
     EXPECT_TRUE(pull.beginField(name));
@@ -290,7 +290,7 @@ TEST(PullFromPushBracketsTest, MissingMandatoryFieldLeavesTheOthersReadable) {
     EXPECT_EQ(number, 1);
 }
 
-TEST(PullFromPushBracketsTest, LookupFindsTheLastOfDuplicateFieldsAndIterationVisitsAll) {
+TEST(PullFromPushBracketsTest, LookupFindsTheLastOfDuplicateFields) {
     JsonPull pull(R"({"a":1,"b":[],"a":2,"c":{},"a":3})");
     std::int32_t number = 0;
     ASSERT_FALSE(pull.beginStruct(nullptr));
@@ -349,7 +349,7 @@ TEST(PullFromPushBracketsTest, TypedArrayProducesTheEntriesOfAPlainArray) {
     EXPECT_EQ(codesOf(floats), (Codes{15, 35, 12, 36, 30, 1}));
 }
 
-TEST(PullFromPushBracketsTest, EntriesCarryTheirValues) {
+TEST(PullFromPushBracketsTest, EntriesContainTheirValues) {
     const auto peek = [](auto&& pull) { return *pull.peekNextEntry(); };
     EXPECT_TRUE(peek(JsonPull("true")).scalar.boolean);
     EXPECT_EQ(peek(JsonPull("-5")).scalar.int64, -5);
@@ -434,7 +434,7 @@ TEST(PullFromPushBracketsTest, FieldsAreReadAtTheScopeLimit) {
     EXPECT_TRUE(pull.isStructEnd());
 }
 
-TEST(PullFromPushBracketsTest, FailedBeginFieldInAnEmptyStructLeavesTheNameUnchanged) {
+TEST(PullFromPushBracketsTest, BeginFieldInAnEmptyStructKeepsTheName) {
     JsonPull pull("{}");
     ASSERT_FALSE(pull.beginStruct(nullptr));
     std::string name = "untouched";
@@ -461,7 +461,7 @@ TEST(EntryTypeTest, ComparesWithTheNumbersOfTheContract) {
     static_assert(sizeof(EntryType) == 4 && !std::is_convertible_v<int, EntryType>);
 }
 
-TEST(EntryTest, SlotOf32BitsHoldsTheLowBitsOfAnInteger) {
+TEST(EntryTest, NarrowMemberHoldsTheLowBitsOfAnInteger) {
     JsonPull pull("[-3,4294967301]");
     std::vector<std::int32_t> slots;
     for (Entry const* entry = pull.getNextEntry(); entry->type != EntryType::End;

@@ -64,7 +64,7 @@ TEST(PullFromPushDeserializerTest, IntegersAreReadWithinTheirRange) {
     expectRange<std::uint64_t>(&Api::getUInt64, "-1", "0", "18446744073709551615", "0.5");
 }
 
-TEST(PullFromPushDeserializerTest, LargestUnsignedIntegerFitsOnlyUInt64AndFloatingPoint) {
+TEST(PullFromPushDeserializerTest, LargestUnsignedIntegerFitsOnlyTheWidestTypes) {
     constexpr char const* LARGEST = "18446744073709551615";
     EXPECT_EQ(got<std::int8_t>(LARGEST, &Api::getInt8), std::nullopt);
     EXPECT_EQ(got<std::uint8_t>(LARGEST, &Api::getUInt8), std::nullopt);
@@ -181,7 +181,7 @@ TEST(PullFromPushDeserializerTest, OtherTypesAreNotConvertedToStrings) {
     }
 }
 
-TEST(PullFromPushDeserializerTest, EnumIsValidatedAgainstItsCountOnlyWithTheFlag) {
+TEST(PullFromPushDeserializerTest, EnumRangeIsCheckedOnlyWithTheFlag) {
     int value = 7;
     for (char const* const outside : {"-1", "3"}) {
         JsonPull pull(outside);
@@ -232,7 +232,7 @@ TEST(PullFromPushDeserializerTest, PlainArraysAreReadInOneCall) {
     expectArray<std::string>(&Api::getStringArray, "[\"a\",\"\"]", {"a", ""});
 }
 
-TEST(PullFromPushDeserializerTest, ArrayWithAnUnfittingItemIsRejectedAndRemainsReadable) {
+TEST(PullFromPushDeserializerTest, RejectedArrayRemainsReadable) {
     expectNoArray<bool>(&Api::getBooleanArray, {"[true,1]"});
     expectNoArray<std::int8_t>(&Api::getInt8Array, {"[1,128]", "[-129]"});
     expectNoArray<std::uint8_t>(&Api::getUInt8Array, {"[1,256]", "[-1]"});
@@ -247,7 +247,7 @@ TEST(PullFromPushDeserializerTest, ArrayWithAnUnfittingItemIsRejectedAndRemainsR
     expectNoArray<std::string>(&Api::getStringArray, {"[\"a\",1]"});
 }
 
-TEST(PullFromPushDeserializerTest, TypedArraysAreReadInOneCallIntoEveryFittingType) {
+TEST(PullFromPushDeserializerTest, TypedArraysAreReadIntoEveryFittingType) {
     constexpr char const* HEX = "d8494400010080";  // 16-bit: 1, 128
     std::vector<std::int16_t> same;
     std::vector<std::uint8_t> narrow;
@@ -313,7 +313,7 @@ TEST(PullFromPushDeserializerTest, ReadsBeforeBeginAndAfterEndFail) {
     }
 }
 
-TEST(PullFromPushDeserializerTest, BeginRejectsAMalformedPayloadAndLeavesTheReaderEmpty) {
+TEST(PullFromPushDeserializerTest, MalformedPayloadLeavesTheReaderEmpty) {
     payloads::JSONStructuredPushDeserializerOld source;
     PullFromPushDeserializer pull(&source);
     for (char const* const json : {"", "[1,", "[1] x", "{\"a\":1"}) {
@@ -349,7 +349,7 @@ TEST(PullFromPushDeserializerTest, BeginAndResetDiscardTheOpenPayload) {
     EXPECT_TRUE(pull.endDeserialize());
 }
 
-TEST(PullFromPushDeserializerTest, EndFailsIfAValueIsUnreadOrAScopeIsOpen) {
+TEST(PullFromPushDeserializerTest, EndFailsForUnreadValuesAndOpenScopes) {
     EXPECT_TRUE(JsonPull("1").endDeserialize());
     EXPECT_TRUE(JsonPull("[]").endDeserialize());
     JsonPull open("[]");

@@ -80,7 +80,7 @@ TEST(RecordTreeTest, GetRestKeepsExistingItemsAndReplacesEqualKeys) {
     EXPECT_EQ(numbers.toJson(true), "[1,2]");
 }
 
-TEST(RecordTreeTest, GetRestFailsOutsideAContainerOfTheSameTypeAndConsumesNothing) {
+TEST(RecordTreeTest, GetRestFailsOutsideAMatchingContainer) {
     JsonPull pull(R"({"a": [1]})");
     Dictionary dictionary;
     Array array;

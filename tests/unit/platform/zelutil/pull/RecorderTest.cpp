@@ -77,7 +77,7 @@ TEST(RecorderTest, ReplayedBinaryPayloadsAreReadLikeDirectOnes) {
     }
 }
 
-TEST(RecorderTest, WrongByteOrderIsRefusedLikeDirectly) {
+TEST(RecorderTest, WrongByteOrderIsRejected) {
     expectSame<AXOBinStructuredPushDeserializer>(payloads::fromHex("00"), Endianess::Little);
 }
 
@@ -138,7 +138,7 @@ void expectRefusedWithoutMemory(const std::string& payload) {
 }
 
 // More events than are stored inline, with strings in chunks, which are collected.
-TEST(RecorderTest, StringsInChunksAreRefusedWithoutMemory) {
+TEST(RecorderTest, StringsInChunksFailWithoutMemory) {
     std::string payload = "\x9f";
     for (int i = 0; i < 100; ++i) {
         payload += "\x7f\x78\x20" + std::string(32, 'a') + '\xff';
@@ -147,7 +147,7 @@ TEST(RecorderTest, StringsInChunksAreRefusedWithoutMemory) {
 }
 
 // Memory is needed for the name of a field.
-TEST(RecorderTest, FieldsAreRefusedWithoutMemory) {
+TEST(RecorderTest, FieldsFailWithoutMemory) {
     std::string payload = "\x81\xbf";
     for (int i = 0; i < 100; ++i) {
         payload += payloads::fromHex("616101");

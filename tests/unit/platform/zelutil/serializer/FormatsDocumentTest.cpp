@@ -46,7 +46,7 @@ std::string compact(const std::string& hex) {
     return payloads::toHex(payloads::fromHex(hex));
 }
 
-TEST(FormatsDocumentTest, ExamplesThatHoldBothWaysConvertInBothDirections) {
+TEST(FormatsDocumentTest, ReversibleExamplesConvertInBothDirections) {
     const std::vector<Row> rows = rowsUnder("Examples that hold both ways", 2);
     EXPECT_EQ(rows.size(), 20U);
     for (const Row& row : rows) {
@@ -64,7 +64,7 @@ TEST(FormatsDocumentTest, BinaryExamplesConvertToTheirJson) {
     }
 }
 
-TEST(FormatsDocumentTest, RefusedBinaryExamplesAreRejected) {
+TEST(FormatsDocumentTest, InvalidBinaryExamplesAreRejected) {
     const std::vector<Row> rows = rowsUnder("Examples of binary payloads that are refused", 1);
     EXPECT_EQ(rows.size(), 14U);
     for (const Row& row : rows) {

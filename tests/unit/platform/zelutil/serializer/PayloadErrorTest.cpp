@@ -96,19 +96,19 @@ void expectReason(const Row& row) {
     EXPECT_EQ(reason(), row.reason) << row.payload;
 }
 
-TEST_F(PayloadErrorTest, MalformedJsonNamesExpectedFoundFieldAndByte) {
+TEST_F(PayloadErrorTest, MalformedJsonIsDescribedWithFieldAndByte) {
     for (const Row& row : JSON_ROWS) {
         expectReason<JsonPull>(row);
     }
 }
 
-TEST_F(PayloadErrorTest, MalformedBinaryPayloadNamesExpectedFoundFieldAndByte) {
+TEST_F(PayloadErrorTest, MalformedBinaryPayloadIsDescribedWithFieldAndByte) {
     for (const Row& row : BINARY_ROWS) {
         expectReason<BinaryPull>(row);
     }
 }
 
-TEST_F(PayloadErrorTest, NestingBeyondTheLimitIsNamed) {
+TEST_F(PayloadErrorTest, ExcessiveNestingIsDescribed) {
     const std::string json(300, '[');
     EXPECT_FALSE(JsonPull(json).begun);
     EXPECT_NE(reason().find("expected no more levels than 256, found an array (byte 256)"),
@@ -166,7 +166,7 @@ bool goTo(IStructuredPullDeserializer& from, char const* field) {
            from.beginMandatoryField(field, -1);
 }
 
-TEST_F(PayloadErrorTest, WrongKindNamesTheFieldAndItsByte) {
+TEST_F(PayloadErrorTest, WrongKindIsDescribedWithFieldAndByte) {
     std::string text;
     JsonPull json(STATIONS_JSON);
     EXPECT_TRUE(goTo(json, "name") || json.getString(text));
@@ -177,7 +177,7 @@ TEST_F(PayloadErrorTest, WrongKindNamesTheFieldAndItsByte) {
     EXPECT_EQ(reason(), "stations[2].name: expected a string, found 17 (byte 37)");
 }
 
-TEST_F(PayloadErrorTest, MissingFieldIsNamed) {
+TEST_F(PayloadErrorTest, MissingFieldIsDescribed) {
     JsonPull json(STATIONS_JSON);
     EXPECT_TRUE(goTo(json, "height"));
     EXPECT_EQ(reason(),
@@ -251,7 +251,7 @@ const ReadRow READ_ROWS[] = {
      "expected the end of the payload, found an element (byte 1)"},
 };
 
-TEST_F(PayloadErrorTest, FailedReadsNameWhatWasExpectedAndWhatStandsThere) {
+TEST_F(PayloadErrorTest, FailedReadsNameTheExpectedAndTheFoundValue) {
     for (const ReadRow& row : READ_ROWS) {
         JsonPull pull(row.json);
         EXPECT_TRUE(row.read(pull)) << row.json;
@@ -259,7 +259,7 @@ TEST_F(PayloadErrorTest, FailedReadsNameWhatWasExpectedAndWhatStandsThere) {
     }
 }
 
-TEST_F(PayloadErrorTest, ReadWithoutAPayloadIsNamed) {
+TEST_F(PayloadErrorTest, ReadWithoutAPayloadIsDescribed) {
     JSONStructuredPushDeserializerOld source;
     PullFromPushDeserializer pull(&source);
     EXPECT_TRUE(pull.getNull());
@@ -267,7 +267,7 @@ TEST_F(PayloadErrorTest, ReadWithoutAPayloadIsNamed) {
     EXPECT_EQ(ErrorStorage::current().number(), CallOutOfPlace);
 }
 
-TEST_F(PayloadErrorTest, OtherByteOrderIsNamed) {
+TEST_F(PayloadErrorTest, WrongByteOrderIsDescribed) {
     AXOBinStructuredPushDeserializer source(7);
     util::ByteBufferReader reader = payloads::readerOf("a");
     JSONStructuredSerializerOld target(true);
@@ -313,7 +313,7 @@ void expectWriteReason(IStructuredSerializer& to, const WriteRow& row, char cons
     ErrorStorage::current().acknowledge();
 }
 
-TEST_F(PayloadErrorTest, FailedWritesNameFieldAndByte) {
+TEST_F(PayloadErrorTest, FailedWritesAreDescribedWithFieldAndByte) {
     JSONStructuredSerializerOld json(true);
     AXOBinStructuredSerializerBE binary;
     for (const WriteRow& row : WRITE_ROWS) {
@@ -322,7 +322,7 @@ TEST_F(PayloadErrorTest, FailedWritesNameFieldAndByte) {
     }
 }
 
-TEST_F(PayloadErrorTest, ValueThatTheTargetRefusesIsTheReasonOfAReplay) {
+TEST_F(PayloadErrorTest, ReplayFailsWithTheReasonOfItsTarget) {
     JSONStructuredSerializerOld json(true);
     util::ByteBufferWriter writer(0);
     EXPECT_FALSE(json.beginSerialize(&writer, nullptr));
@@ -333,7 +333,7 @@ TEST_F(PayloadErrorTest, ValueThatTheTargetRefusesIsTheReasonOfAReplay) {
 
 // ---- which failure counts
 
-TEST_F(PayloadErrorTest, FirstFailureOfAPayloadCounts) {
+TEST_F(PayloadErrorTest, OnlyTheFirstFailureOfAPayloadIsStored) {
     JsonPull pull("[1]");
     std::string text;
     EXPECT_TRUE(pull.getString(text));
@@ -350,7 +350,7 @@ TEST_F(PayloadErrorTest, FirstFailureOfAPayloadCounts) {
     EXPECT_EQ(reason(), "expected null, found 1 (byte 0)");
 }
 
-TEST_F(PayloadErrorTest, FailureOfASecondReplayDoesNotReplaceTheFirst) {
+TEST_F(PayloadErrorTest, SecondReplayKeepsTheFirstFailure) {
     AXOBinStructuredPushDeserializer from(Endianess::Big);
     JSONStructuredSerializerOld to(true);
     util::ByteBufferWriter writer(0);
@@ -366,7 +366,7 @@ TEST_F(PayloadErrorTest, FailureOfASecondReplayDoesNotReplaceTheFirst) {
     EXPECT_FALSE(ErrorStorage::current().hasError());
 }
 
-TEST_F(PayloadErrorTest, FirstFailureOfAWrittenPayloadCounts) {
+TEST_F(PayloadErrorTest, OnlyTheFirstFailureOfAWriteIsStored) {
     AXOBinStructuredSerializerBE to;
     util::ByteBufferWriter writer(0);
     unsigned long size = 0;
@@ -381,7 +381,7 @@ TEST_F(PayloadErrorTest, FirstFailureOfAWrittenPayloadCounts) {
     EXPECT_TRUE(ErrorStorage::current().hasError());
 }
 
-TEST_F(PayloadErrorTest, SuccessLeavesAnOlderErrorAlone) {
+TEST_F(PayloadErrorTest, SuccessKeepsAnOlderError) {
     static constexpr zel::ErrorID TABLE[] = {{0, "older", 0}};
     static constexpr zel::ErrorType TYPE("Test", TABLE);
     zel::ErrorOutput("src/Test", 1, true)(TYPE, 0);
