@@ -95,7 +95,7 @@ struct Inside {
     }
 };
 
-TEST(CallHazardsTest, CallbackRunsAfterCancelRequestOfTheCore) {
+TEST(CallHazardsTest, CoreRunsCallbacksAfterCancelRequest) {
     Inside inside;  // outlives the threads of the resource, which may use it after the cancellation
     Composed<test::Sensors> composed(6);
     void* const handle = composed.service.actionRequest(REQUEST, inside.handler());
@@ -105,7 +105,7 @@ TEST(CallHazardsTest, CallbackRunsAfterCancelRequestOfTheCore) {
     inside.goOn.set_value();
 }
 
-TEST(CallHazardsTest, NoCallbackRunsAfterResetOfCalls) {
+TEST(CallHazardsTest, CallsRunNoCallbackAfterReset) {
     Composed<test::Sensors> composed(6);
     Inside inside;
     void* const handle = composed.calls.actionRequest(REQUEST, inside.handler());
@@ -131,14 +131,14 @@ public:
     }
 };
 
-TEST(CallHazardsTest, AnswerThatOvertakesTheReturnLeavesAnEntryInTheCore) {
+TEST(CallHazardsTest, EarlyAnswerLeavesAnEntryInTheCore) {
     Composed<Overtaking> composed;
     composed.service.actionRequest(REQUEST, record().handler());
     composed.service.shutdown();
     EXPECT_EQ(composed.resource->cancelled.size(), 1U) << "the entry of a finished request";
 }
 
-TEST(CallHazardsTest, AnswerThatOvertakesTheReturnLeavesNoEntryBehindCalls) {
+TEST(CallHazardsTest, EarlyAnswerToCallsLeavesNoEntry) {
     Composed<Overtaking> composed;
     const Recording recording = record();
     composed.calls.actionRequest(REQUEST, recording.handler());
@@ -148,7 +148,7 @@ TEST(CallHazardsTest, AnswerThatOvertakesTheReturnLeavesNoEntryBehindCalls) {
     EXPECT_EQ(composed.resource->cancelled.size(), 1U);
 }
 
-TEST(CallHazardsTest, RequestAtTheAddressOfAStaleEntryCannotBeCancelledInTheCore) {
+TEST(CallHazardsTest, StaleEntryOfTheCorePreventsACancellation) {
     Composed<test::ScriptedResource> composed;
     test::ScriptedResource& resource = *composed.resource;
     resource.handle = &resource;
@@ -191,7 +191,7 @@ TEST(CallHazardsTest, TightLoopLeavesEntriesInTheCore) {
     EXPECT_GT(entries, 0);
 }
 
-TEST(CallHazardsTest, TightLoopLeavesNoEntryBehindCalls) {
+TEST(CallHazardsTest, TightLoopOfCallsLeavesNoEntry) {
     Composed<test::Sensors> composed(6);
     const int requests = 3000 * test::stressFactor();
     EXPECT_EQ(entriesAfter(composed, requests,
@@ -203,7 +203,7 @@ TEST(CallHazardsTest, TightLoopLeavesNoEntryBehindCalls) {
 
 // --- 3: a late cancellation reaches a stranger ---------------------------------------------------
 
-TEST(CallHazardsTest, LateCancellationReachesAnotherRequestOfTheCore) {
+TEST(CallHazardsTest, LateCancellationInTheCoreCancelsAnotherRequest) {
     Composed<test::ScriptedResource> composed;
     test::ScriptedResource& resource = *composed.resource;
     resource.handle = &resource;
@@ -219,7 +219,7 @@ TEST(CallHazardsTest, LateCancellationReachesAnotherRequestOfTheCore) {
     EXPECT_EQ(resource.cancelled, (std::vector<void*>{&composed}));
 }
 
-TEST(CallHazardsTest, LateCancellationReachesNobodyBehindCalls) {
+TEST(CallHazardsTest, LateCancellationOfCallsHasNoEffect) {
     Composed<test::ScriptedResource> composed;
     test::ScriptedResource& resource = *composed.resource;
     resource.handle = &resource;
@@ -238,7 +238,7 @@ TEST(CallHazardsTest, LateCancellationReachesNobodyBehindCalls) {
 
 // --- 4: silence ----------------------------------------------------------------------------------
 
-TEST(CallHazardsTest, DroppedRequestIsSilentInTheCoreAndEndsBehindCalls) {
+TEST(CallHazardsTest, OnlyCallsReportADroppedRequest) {
     Composed<test::ScriptedResource> composed;
     composed.resource->handle = composed.resource;
     const Recording core = record();
@@ -254,7 +254,7 @@ TEST(CallHazardsTest, DroppedRequestIsSilentInTheCoreAndEndsBehindCalls) {
               (Events{"error 500 the service dropped retrieve '/air/ozone'"}));
 }
 
-TEST(CallHazardsTest, RefusedRequestIsSilentInTheCoreAndEndsBehindCalls) {
+TEST(CallHazardsTest, OnlyCallsReportARejectedRequest) {
     Composed<test::ScriptedResource> composed;
     composed.service.shutdown();
     const Recording core = record();
@@ -266,7 +266,7 @@ TEST(CallHazardsTest, RefusedRequestIsSilentInTheCoreAndEndsBehindCalls) {
     EXPECT_EQ(recording.events(), (Events{"error 503 the service refuses requests"}));
 }
 
-TEST(CallHazardsTest, ShutdownIsSilentInTheCoreAndEndsBehindCalls) {
+TEST(CallHazardsTest, OnlyCallsReportAShutdown) {
     Composed<test::ScriptedResource> composed;
     composed.resource->handle = composed.resource;
     composed.resource->onCancel = [&](void*) { composed.resource->asked.pop_front(); };
@@ -280,7 +280,7 @@ TEST(CallHazardsTest, ShutdownIsSilentInTheCoreAndEndsBehindCalls) {
               (Events{"error 500 the service dropped retrieve '/air/ozone'"}));
 }
 
-TEST(CallHazardsTest, RequestThatIsNeverAnsweredEndsAtItsDeadline) {
+TEST(CallHazardsTest, UnansweredRequestEndsAtItsDeadline) {
     Composed<test::ScriptedResource> composed;
     const Recording recording = record();
     auto call = composed.calls.start(REQUEST, recording.receiver(), {{}, 1ms});
@@ -324,7 +324,7 @@ private:
     Handler handler_;
 };
 
-TEST(CallHazardsTest, ResourceMayDropARequestUnderTheLockOfItsCancellation) {
+TEST(CallHazardsTest, ResourceMayDropARequestUnderItsLock) {
     Composed<Locking> composed;
     const Recording recording = record();
     recording.onEvent([&](const std::string&) { composed.resource->drop(); });

@@ -170,7 +170,7 @@ void CallStressTest::operate(kit::Calls& calls, std::minstd_rand& random,
     watchdog_.progress();
 }
 
-TEST_F(CallStressTest, EachCallHasAtMostOneEndAndNothingRemains) {
+TEST_F(CallStressTest, EachCallHasAtMostOneEnd) {
     const auto calls = std::make_unique<kit::Calls>(*service_);
     kit::Worker worker({2, 64});
     test::runOnThreads(THREADS, [&](int thread) {
@@ -259,7 +259,7 @@ TEST_F(CallStressTest, CallbacksThatResetEachOtherNeitherCrashNorHang) {
 }
 
 // Calls are destroyed while others send and answers arrive.
-TEST_F(CallStressTest, DestructionDuringCallbacksFreesWhatTheyUse) {
+TEST_F(CallStressTest, DestructionDuringCallbacksLeaksNothing) {
     test::runOnThreads(THREADS, [&](int thread) {
         std::minstd_rand random(static_cast<unsigned>(thread) + 1);
         for (int i = 0; i < operations() / 10; ++i) {

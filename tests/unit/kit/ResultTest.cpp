@@ -19,7 +19,7 @@ Result<int> half(int value) {
     return value / 2;
 }
 
-TEST(ResultTest, HoldsTheValue) {
+TEST(ResultTest, ContainsTheValue) {
     const Result<int> result = half(8);
     ASSERT_TRUE(result.ok());
     EXPECT_TRUE(static_cast<bool>(result));
@@ -29,7 +29,7 @@ TEST(ResultTest, HoldsTheValue) {
     EXPECT_EQ(result.valueOr(9), 4);
 }
 
-TEST(ResultTest, HoldsTheError) {
+TEST(ResultTest, ContainsTheError) {
     const Result<int> result = half(7);
     ASSERT_FALSE(result.ok());
     EXPECT_FALSE(static_cast<bool>(result));
@@ -48,14 +48,14 @@ TEST(ResultTest, AccessToAMissingValueThrowsTheError) {
     EXPECT_THROW(static_cast<void>(half(7).value()), KovaException);
 }
 
-TEST(ResultTest, MovesTheValueOut) {
+TEST(ResultTest, ValueCanBeMovedOut) {
     Result<std::unique_ptr<int>> result(std::make_unique<int>(5));
     EXPECT_EQ(*result->get(), 5);
     const std::unique_ptr<int> taken = std::move(result).orThrow();
     EXPECT_EQ(*taken, 5);
 }
 
-TEST(ResultTest, ChangesTheValueInPlace) {
+TEST(ResultTest, ValueCanBeModifiedInPlace) {
     Result<std::string> result(std::string("a"));
     result->push_back('b');
     *result += 'c';
@@ -73,7 +73,7 @@ TEST(ResultTest, ResultWithoutAValueIsASuccessByDefault) {
     EXPECT_THROW(failure.orThrow(), KovaException);
 }
 
-TEST(ErrorTest, BecomesAResponseAndBack) {
+TEST(ErrorTest, ConvertsToAResponseAndBack) {
     const Error error{404, "no such lamp"};
     const Response response = error.toResponse();
     EXPECT_TRUE(response.isErrorResponse());
@@ -81,18 +81,18 @@ TEST(ErrorTest, BecomesAResponseAndBack) {
     EXPECT_EQ(error.toString(), "404 Not Found: no such lamp");
 }
 
-TEST(ErrorTest, WithoutAMessageBecomesAnErrorResponseWithTheTextOfTheCode) {
+TEST(ErrorTest, EmptyMessageIsReplacedByTheTextOfTheCode) {
     const Error error{504, ""};
     EXPECT_TRUE(error.toResponse().isErrorResponse());
     EXPECT_EQ(Error::of(error.toResponse()), (Error{504, "Gateway Timeout"}));
     EXPECT_EQ(error.toString(), "504 Gateway Timeout");
 }
 
-TEST(ErrorTest, OfAResponseWithoutAMessageHasOnlyTheCode) {
+TEST(ErrorTest, ResponseWithoutAMessageProducesOnlyACode) {
     EXPECT_EQ(Error::of(Response(201)), (Error{201, ""}));
 }
 
-TEST(CommandTest, WordsAreThoseOfTheCore) {
+TEST(CommandTest, WordsEqualThoseOfTheCore) {
     EXPECT_EQ(command::retrieve, commands::RETRIEVE);
     EXPECT_EQ(command::update, commands::UPDATE);
     EXPECT_EQ(command::insert, commands::INSERT);

@@ -30,7 +30,7 @@ protected:
     CallTable table;
 };
 
-TEST_F(CallTableTest, FindsACallByItsHandleUntilItIsRemoved) {
+TEST_F(CallTableTest, FindsACallUntilItIsRemoved) {
     const CallReference call = make();
     ASSERT_TRUE(table.link(*call));
     EXPECT_EQ(table.find(call->handle).get(), call.get());
@@ -47,7 +47,7 @@ TEST_F(CallTableTest, FindsNothingForOtherHandles) {
     EXPECT_EQ(table.find(this), nullptr);
 }
 
-TEST_F(CallTableTest, GrowsAndKeepsAllCalls) {
+TEST_F(CallTableTest, KeepsAllCallsWhenItGrows) {
     std::vector<CallReference> calls;
     std::set<void*> handles;
     for (int i = 0; i < 5000; ++i) {

@@ -58,13 +58,13 @@ TEST_F(CallsTest, ErrorOfTheServiceArrivesUnchanged) {
     EXPECT_EQ(recording.events(), (Events{"error 404 no such lamp"}));
 }
 
-TEST_F(CallsTest, RequestThatIsAnsweredAtOnceHasNoHandle) {
+TEST_F(CallsTest, RequestAnsweredImmediatelyHasNoHandle) {
     service.onRequest = [this](std::size_t number) { service.answer(number); };
     EXPECT_EQ(send(), IKovaApi::UNDEFINED_REQUEST_HANDLE);
     EXPECT_EQ(recording.events(), (Events{"value 200", "completed"}));
 }
 
-TEST_F(CallsTest, RefusalByTheServiceArrivesAsAnError) {
+TEST_F(CallsTest, RejectionByTheServiceIsAnError) {
     service.rejects = true;
     EXPECT_EQ(send(), IKovaApi::UNDEFINED_REQUEST_HANDLE);
     EXPECT_EQ(recording.events(), (Events{"error 503 the service refuses requests"}));
@@ -72,7 +72,7 @@ TEST_F(CallsTest, RefusalByTheServiceArrivesAsAnError) {
     EXPECT_TRUE(calls.pending().empty());
 }
 
-TEST_F(CallsTest, RequestThatTheServiceDropsArrivesAsAnErrorOnAnotherThread) {
+TEST_F(CallsTest, DroppedRequestIsAnErrorOnAnotherThread) {
     std::promise<std::thread::id> thread;
     recording.onEvent([&](const std::string&) { thread.set_value(std::this_thread::get_id()); });
     send();
@@ -93,7 +93,7 @@ TEST_F(CallsTest, CancelRequestIsSilentAndDestroysTheHandler) {
     EXPECT_TRUE(calls.pending().empty());
 }
 
-TEST_F(CallsTest, SecondAndLateCancellationsReachNobody) {
+TEST_F(CallsTest, SecondAndLateCancellationsHaveNoEffect) {
     void* const first = send();
     calls.cancelRequest(first);
     calls.cancelRequest(first);
@@ -115,7 +115,7 @@ TEST_F(CallsTest, UnknownHandlesAreIgnored) {
     EXPECT_TRUE(service.cancelled().empty());
 }
 
-TEST_F(CallsTest, HandleIsNotUsedTwice) {
+TEST_F(CallsTest, HandlesAreNotReused) {
     std::set<void*> handles;
     for (std::size_t i = 1; i <= 10000; ++i) {
         EXPECT_TRUE(handles.insert(send()).second);
@@ -142,7 +142,7 @@ TEST_F(CallsTest, EventsAfterTheEndAreIgnoredAndTraced) {
 
 // --- Cancellation before the service has returned ------------------------------------------------
 
-TEST_F(CallsTest, RequestThatEndsBeforeTheServiceReturnsIsCancelledThere) {
+TEST_F(CallsTest, EarlyAnswerIsFollowedByACancellation) {
     service.onRequest = [this](std::size_t number) { service.answer(number); };
     send();
     EXPECT_EQ(service.cancelled(), (std::vector<std::size_t>{1}));
@@ -175,7 +175,7 @@ TEST_F(CallsTest, ReceiverGetsTheErrorOfTheService) {
     EXPECT_EQ(recording.events(), (Events{"failed: 404 Not Found: no such lamp"}));
 }
 
-TEST_F(CallsTest, EndWithoutAValueAfterTheReturnIsCancelledAtTheService) {
+TEST_F(CallsTest, EndWithoutAValueIsFollowedByACancellation) {
     // A composed service may have removed its entry before it stored it; only a value tells.
     const Subscription first = start();
     service.take(1)->onCompleted();
@@ -185,7 +185,7 @@ TEST_F(CallsTest, EndWithoutAValueAfterTheReturnIsCancelledAtTheService) {
     EXPECT_EQ(service.cancelled(), (std::vector<std::size_t>{1}));
 }
 
-TEST_F(CallsTest, ValueThatTheReceiverCannotUseEndsTheCall) {
+TEST_F(CallsTest, UnusableValueEndsTheCall) {
     struct Strict : Receiver {
         explicit Strict(std::string& end) : end(end) {}
         Result<void> onValue(const Response&) override { return Error{400, "level: no integer"}; }
@@ -231,7 +231,7 @@ TEST_F(CallsTest, DeadlinesExpireInTheirOrder) {
     EXPECT_EQ(pending(), (std::vector<bool>{false, false, false}));
 }
 
-TEST_F(CallsTest, AnswerEndsTheDeadline) {
+TEST_F(CallsTest, AnswerCancelsTheDeadline) {
     const Subscription call = start({{}, 500ms});
     service.answer(1);
     clock.advance(500ms);
@@ -239,7 +239,7 @@ TEST_F(CallsTest, AnswerEndsTheDeadline) {
     EXPECT_TRUE(service.cancelled().empty());
 }
 
-TEST_F(CallsTest, DeadlineOfRequestsThroughTheInterfaceIsAnOption) {
+TEST_F(CallsTest, OptionSetsTheDeadlineOfActionRequest) {
     kova::testing::ManualClock other;
     Calls limited(service, {200ms, &other});
     limited.actionRequest(REQUEST, recording.handler());
@@ -257,7 +257,7 @@ TEST_F(CallsTest, LostConnectionEndsAllCalls) {
     EXPECT_TRUE(next.pending());
 }
 
-TEST_F(CallsTest, CancelledHandleEndsAsCancelled) {
+TEST_F(CallsTest, CancelEndsTheCallWithAnError) {
     void* const handle = send();
     EXPECT_TRUE(calls.cancel(handle));
     EXPECT_FALSE(calls.cancel(handle));
@@ -265,7 +265,7 @@ TEST_F(CallsTest, CancelledHandleEndsAsCancelled) {
     EXPECT_EQ(service.cancelled(), (std::vector<std::size_t>{1}));
 }
 
-TEST_F(CallsTest, ServiceThatKeepsARequestWithoutAHandleCanBeCancelled) {
+TEST_F(CallsTest, PendingRequestWithoutAHandleCanBeCancelled) {
     struct Handleless : IKovaApi {
         std::unique_ptr<IResponseHandler<Response>> kept;
         void* actionRequest(const Request&,
@@ -284,7 +284,7 @@ TEST_F(CallsTest, ServiceThatKeepsARequestWithoutAHandleCanBeCancelled) {
 
 // --- Closing -------------------------------------------------------------------------------------
 
-TEST_F(CallsTest, CloseEndsCallsSilentlyAndRefusesNewOnes) {
+TEST_F(CallsTest, CloseEndsCallsSilentlyAndRejectsNewOnes) {
     Subscription call = start();
     EXPECT_TRUE(calls.close(1s).empty());
     EXPECT_EQ(service.cancelled(), (std::vector<std::size_t>{1}));
@@ -295,7 +295,7 @@ TEST_F(CallsTest, CloseEndsCallsSilentlyAndRefusesNewOnes) {
     EXPECT_FALSE(call.pending());
 }
 
-TEST_F(CallsTest, CloseReturnsWhatIsStuck) {
+TEST_F(CallsTest, CloseReturnsACallWithABlockedCallback) {
     std::promise<void> inside;
     std::promise<void> goOn;
     recording.onEvent([&](const std::string&) {
@@ -319,7 +319,7 @@ TEST_F(CallsTest, CloseReturnsWhatIsStuck) {
     EXPECT_TRUE(calls.close(1ms).empty());
 }
 
-TEST_F(CallsTest, CloseReturnsARequestThatTheServiceDoesNotReturnFrom) {
+TEST_F(CallsTest, CloseReturnsACallWithABlockedService) {
     std::promise<void> goOn;
     service.onRequest = [&](std::size_t) { goOn.get_future().wait(); };
     std::thread sending([&] { send(); });
@@ -386,7 +386,7 @@ TEST_F(CallsTest, CanBeDestroyedInsideACallback) {
     EXPECT_EQ(recording.living(), 0U);
 }
 
-TEST_F(CallsTest, CanBeDestroyedInsideACallbackOfARequestThatIsAnsweredAtOnce) {
+TEST_F(CallsTest, CanBeDestroyedInsideAnImmediateCallback) {
     auto own = std::make_unique<Calls>(service);
     service.onRequest = [&](std::size_t number) { service.answer(number); };
     recording.onEvent([&](const std::string&) { own.reset(); });

@@ -102,7 +102,7 @@ TEST_F(ClientTest, EachCommandHasItsFunction) {
     EXPECT_EQ(sent(4).getCommand(), "seek");
 }
 
-TEST_F(ClientTest, AcceptedFormatIsThatOfTheRequest) {
+TEST_F(ClientTest, AcceptEntryHasTheFormatOfTheRequest) {
     options.accept = mimetypes::AXOBIN_TYPE;
     Client binary(service, {"/player", "hmi", mimetypes::AXOBIN_TYPE});
     answerAtOnce(Response(200));
@@ -111,7 +111,7 @@ TEST_F(ClientTest, AcceptedFormatIsThatOfTheRequest) {
     EXPECT_EQ(headerOf(sent(), headers::ACCEPT), mimetypes::AXOBIN_TYPE);
 }
 
-TEST_F(ClientTest, BodyWithoutAFormIsNotSent) {
+TEST_F(ClientTest, UnwritableBodyIsNotSent) {
     const Result<void> result = client->update("/a", std::string("\xff")).get();
     ASSERT_FALSE(result.ok());
     EXPECT_EQ(result.error().code, 500);
@@ -123,7 +123,7 @@ TEST_F(ClientTest, BodyWithoutAFormIsNotSent) {
     EXPECT_EQ(client->pending().size(), 0U);
 }
 
-TEST_F(ClientTest, NothingIsSentWithoutAStart) {
+TEST_F(ClientTest, CallIsSentOnlyWhenItIsStarted) {
     static_cast<void>(client->retrieve<Volume>("/volume"));
     static_cast<void>(client->watch<Volume>("/volume").onValue([](const Volume&) {}));
     answerAtOnce(Response(200));
@@ -142,7 +142,7 @@ TEST_F(ClientTest, GetReturnsTheErrorOfTheService) {
     EXPECT_EQ(volume.error(), (Error{404, "no such volume"}));
 }
 
-TEST_F(ClientTest, GetNamesWhyAPayloadCannotBeRead) {
+TEST_F(ClientTest, GetReturnsTheReasonOfAMalformedPayload) {
     answerAtOnce(json(200, R"({"level":"loud"})"));
     const Result<Volume> volume = client->retrieve<Volume>("/volume").get();
     ASSERT_FALSE(volume.ok());
@@ -151,7 +151,7 @@ TEST_F(ClientTest, GetNamesWhyAPayloadCannotBeRead) {
                                               EndsWith("found \"loud\" (byte 9)")));
 }
 
-TEST_F(ClientTest, GetWaitsForAnAnswerOfAnotherThread) {
+TEST_F(ClientTest, GetWaitsForAnotherThread) {
     std::thread answering([this] {
         service.waitForRequests(1);
         service.answer(1, json(200, "5"));
@@ -160,7 +160,7 @@ TEST_F(ClientTest, GetWaitsForAnAnswerOfAnotherThread) {
     answering.join();
 }
 
-TEST_F(ClientTest, GetFailsAfterItsLimitAndCancels) {
+TEST_F(ClientTest, GetCancelsTheCallAfterItsDeadline) {
     const Result<int> level = client->retrieve<int>("/level").get(1ms);
     ASSERT_FALSE(level.ok());
     EXPECT_EQ(level.error(), (Error{504, "no answer within 1 ms to retrieve '/level'"}));
@@ -168,7 +168,7 @@ TEST_F(ClientTest, GetFailsAfterItsLimitAndCancels) {
     EXPECT_TRUE(client->pending().empty());
 }
 
-TEST_F(ClientTest, GetWithoutAValueFailsUnlessNoneIsWanted) {
+TEST_F(ClientTest, GetFailsWithoutTheExpectedValue) {
     service.onRequest = [this](std::size_t number) { service.take(number)->onCompleted(); };
     const Result<int> level = client->retrieve<int>("/level").get();
     ASSERT_FALSE(level.ok());
@@ -176,7 +176,7 @@ TEST_F(ClientTest, GetWithoutAValueFailsUnlessNoneIsWanted) {
     EXPECT_TRUE(client->remove("/level").get().ok());
 }
 
-TEST_F(ClientTest, RefusedAndDroppedRequestsFail) {
+TEST_F(ClientTest, RejectedAndDroppedRequestsFail) {
     service.onRequest = [this](std::size_t number) { service.take(number).reset(); };
     EXPECT_EQ(client->retrieve<int>("/level").get().error(),
               (Error{500, "the service dropped retrieve '/level'"}));
@@ -206,7 +206,7 @@ TEST_F(ClientTest, ProgressReachesTheWaitingThread) {
     EXPECT_EQ(steps, (std::vector<std::pair<int, std::thread::id>>{{1, self}, {2, self}}));
 }
 
-TEST_F(ClientTest, FullReplyHasCodeHeaderAndValue) {
+TEST_F(ClientTest, FullReplyContainsCodeHeaderAndValue) {
     Response response = json(201, "9");
     response.add2header("etag", new util::config::ValueString("x"));
     answerAtOnce(response);
@@ -220,7 +220,7 @@ TEST_F(ClientTest, FullReplyHasCodeHeaderAndValue) {
 
 // --- Where a blocking call fails at once ---------------------------------------------------------
 
-TEST_F(ClientTest, GetInsideACallbackOfTheClientFailsIfItHadToWait) {
+TEST_F(ClientTest, GetInsideACallbackFailsIfItMustWait) {
     std::optional<Result<int>> inner;
     Subscription call = client->retrieve<int>("/a")
                             .onValue([&](int) { inner = client->retrieve<int>("/b").get(); })
@@ -232,7 +232,7 @@ TEST_F(ClientTest, GetInsideACallbackOfTheClientFailsIfItHadToWait) {
     EXPECT_EQ(service.cancelled(), (std::vector<std::size_t>{2}));
 }
 
-TEST_F(ClientTest, GetInsideACallbackSucceedsIfItIsAnsweredAtOnce) {
+TEST_F(ClientTest, GetInsideACallbackAcceptsAnImmediateAnswer) {
     std::optional<Result<int>> inner;
     Subscription call = client->retrieve<int>("/a")
                             .onValue([&](int) { inner = client->retrieve<int>("/b").get(); })
@@ -243,7 +243,7 @@ TEST_F(ClientTest, GetInsideACallbackSucceedsIfItIsAnsweredAtOnce) {
     EXPECT_EQ(inner->valueOr(0), 2);
 }
 
-TEST_F(ClientTest, GetOnAThreadOfItsExecutorFails) {
+TEST_F(ClientTest, GetFailsOnAThreadOfItsExecutor) {
     HeldService other;
     ClientOptions looped;
     looped.executor = loop;
@@ -256,7 +256,7 @@ TEST_F(ClientTest, GetOnAThreadOfItsExecutorFails) {
               (Error{500, "retrieve '/b' would block inside a callback of the same executor"}));
 }
 
-TEST_F(ClientTest, GetOnTheThreadOfTheAlarmsFails) {
+TEST_F(ClientTest, GetFailsOnTheAlarmThread) {
     // A clock has one timer, so the alarm of this test is one of the default timer.
     Client normal(service);
     std::promise<Error> error;
@@ -302,7 +302,7 @@ struct WorkerService : IKovaApi {
     Worker worker;
 };
 
-TEST_F(ClientTest, GetInTheOnlyThreadOfTheWorkerThatWouldServeItFails) {
+TEST_F(ClientTest, GetFailsOnTheOnlyThreadOfItsService) {
     WorkerService served(1);
     Client own(served);
     std::string error;
@@ -316,7 +316,7 @@ TEST_F(ClientTest, GetInTheOnlyThreadOfTheWorkerThatWouldServeItFails) {
     EXPECT_EQ(error, "retrieve '/inner' would wait for the worker that all of its threads wait in");
 }
 
-TEST_F(ClientTest, GetInOneOfTwoThreadsOfTheWorkerThatServesItSucceeds) {
+TEST_F(ClientTest, GetSucceedsOnOneOfTwoThreadsOfItsService) {
     WorkerService served(2);
     Client own(served);
     served.serve = [&](const std::string& path) -> std::string {
@@ -348,7 +348,7 @@ TEST_F(ClientTest, StartCallsTheFunctionsOnTheExecutor) {
     EXPECT_EQ(last, "completed");
 }
 
-TEST_F(ClientTest, ValueThatIsNoneEndsTheStream) {
+TEST_F(ClientTest, UnreadableValueEndsTheStream) {
     std::string last;
     Subscription call = client->watch<Volume>("/volume")
                             .onValue([&](const Volume&) { ADD_FAILURE(); })
@@ -369,7 +369,7 @@ TEST_F(ClientTest, ErrorAmongTheValuesEndsTheCall) {
     EXPECT_EQ(last, "failed: 503 Service Unavailable: no disc");
 }
 
-TEST_F(ClientTest, DeadlineOfAStreamIsThatOfItsFirstValue) {
+TEST_F(ClientTest, FirstValueCancelsTheDeadlineOfAStream) {
     std::string last;
     Subscription silent =
         client->watch<int>("/a").onEnd([&](const End& end) { last = end.toString(); }).start(loop);
@@ -382,7 +382,7 @@ TEST_F(ClientTest, DeadlineOfAStreamIsThatOfItsFirstValue) {
     EXPECT_EQ(last, "timed out: 504 Gateway Timeout: no answer within 30000 ms to retrieve '/a'");
 }
 
-TEST_F(ClientTest, FutureGetsTheValueOrTheError) {
+TEST_F(ClientTest, FutureReturnsTheValueOrTheError) {
     std::future<int> first = client->retrieve<int>("/a").future();
     std::future<int> second = client->retrieve<int>("/b").future();
     std::future<int> third = client->retrieve<int>("/c").future();
@@ -403,7 +403,7 @@ TEST_F(ClientTest, FutureOfAClosedClientIsBroken) {
     EXPECT_THROW(future.get(), std::future_error);
 }
 
-TEST_F(ClientTest, DestroyedClientRefusesCallsThatItMade) {
+TEST_F(ClientTest, CallsOfADestroyedClientAreRejected) {
     Call<int> call = client->retrieve<int>("/a");
     client.reset();
     EXPECT_EQ(std::move(call).get().error(), (Error{503, "closed"}));

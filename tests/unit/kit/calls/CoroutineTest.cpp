@@ -81,7 +81,7 @@ protected:
     std::optional<Result<int>> level;
 };
 
-TEST_F(CoroutineTest, GoesOnWithTheValueOfTheCall) {
+TEST_F(CoroutineTest, ResumesWithTheValueOfTheCall) {
     const Routine routine = retrieveInto(level);
     EXPECT_FALSE(routine.done());
     service.answer(1, json(200, "5"));
@@ -90,14 +90,14 @@ TEST_F(CoroutineTest, GoesOnWithTheValueOfTheCall) {
     EXPECT_EQ(level->valueOr(0), 5);
 }
 
-TEST_F(CoroutineTest, GoesOnAtOnceIfTheCallIsAnsweredAtOnce) {
+TEST_F(CoroutineTest, ContinuesAfterAnImmediateAnswer) {
     service.onRequest = [this](std::size_t number) { service.answer(number, json(200, "5")); };
     const Routine routine = retrieveInto(level);
     EXPECT_TRUE(routine.done());
     EXPECT_EQ(level->valueOr(0), 5);
 }
 
-TEST_F(CoroutineTest, ValueIsReturnedOrTheErrorThrown) {
+TEST_F(CoroutineTest, ReturnsTheValueOrThrowsTheError) {
     std::string error;
     int sum = 0;
     const auto add = [&]() -> Routine {
@@ -125,7 +125,7 @@ TEST_F(CoroutineTest, CallWithoutAValueFails) {
     EXPECT_EQ(level->error(), (Error{502, "the service completed the request without a value"}));
 }
 
-TEST_F(CoroutineTest, BodyThatCannotBeSentFailsAtOnce) {
+TEST_F(CoroutineTest, UnwritableBodyFailsImmediately) {
     std::optional<Result<void>> result;
     const auto update = [&]() -> Routine {
         result = co_await asResult(client.update("/a", std::string("\xff")));
@@ -135,7 +135,7 @@ TEST_F(CoroutineTest, BodyThatCannotBeSentFailsAtOnce) {
     EXPECT_EQ(result->error().code, 500);
 }
 
-TEST_F(CoroutineTest, GoesOnOnItsExecutor) {
+TEST_F(CoroutineTest, ResumesOnItsExecutor) {
     Loop loop;
     std::thread::id thread;
     const auto routine = [&]() -> Routine {
@@ -164,7 +164,7 @@ TEST_F(CoroutineTest, DeadlineEndsTheCall) {
     EXPECT_EQ(level->error(), (Error{504, "no answer within 5 ms to retrieve '/level'"}));
 }
 
-TEST_F(CoroutineTest, DestroyingItWhileItIsSuspendedCancelsTheCall) {
+TEST_F(CoroutineTest, DestructionWhileSuspendedCancelsTheCall) {
     Routine routine = retrieveInto(level);
     routine.destroy();
     EXPECT_EQ(service.cancelled(), (std::vector<std::size_t>{1}));
@@ -184,7 +184,7 @@ TEST_F(CoroutineTest, StreamReturnsItsValuesOneByOne) {
     EXPECT_EQ(*end, (Error{204, "the stream was completed"}));
 }
 
-TEST_F(CoroutineTest, DestroyingItWhileItWaitsForAValueCancelsTheStream) {
+TEST_F(CoroutineTest, DestructionWhileWaitingCancelsTheStream) {
     std::vector<int> levels;
     std::optional<Error> end;
     Routine routine = collectInto(levels, end);
@@ -196,7 +196,7 @@ TEST_F(CoroutineTest, DestroyingItWhileItWaitsForAValueCancelsTheStream) {
 }
 
 // Answers race with the suspension.
-TEST_F(CoroutineTest, AnswerOfAnotherThreadResumesItOnce) {
+TEST_F(CoroutineTest, AnswerOfAnotherThreadResumesTheCoroutineOnce) {
     constexpr std::size_t ROUNDS = 500;
     std::thread answering([&] {
         for (std::size_t i = 1; i <= ROUNDS; ++i) {

@@ -24,14 +24,14 @@ TEST(EndTest, HasTheErrorResponseOfTheService) {
     EXPECT_EQ(end.toString(), "failed: 404 Not Found: no such lamp");
 }
 
-TEST(EndTest, HasTheReasonOfAnyOtherEnd) {
+TEST(EndTest, OtherEndsHaveAReason) {
     const End end(End::Kind::timedOut, {504, "no answer within 5 ms"});
     EXPECT_EQ(end.response().getStatusCode(), 504);
     EXPECT_TRUE(end.response().isErrorResponse());
     EXPECT_EQ(end.toString(), "timed out: 504 Gateway Timeout: no answer within 5 ms");
 }
 
-TEST(EndTest, EachKindHasItsWords) {
+TEST(EndTest, EachKindHasItsText) {
     EXPECT_STREQ(toString(End::Kind::completed), "completed");
     EXPECT_STREQ(toString(End::Kind::failed), "failed");
     EXPECT_STREQ(toString(End::Kind::dropped), "dropped");

@@ -56,7 +56,7 @@ TEST_F(LoopTest, CallbacksRunInRunReady) {
     EXPECT_EQ(threads, (std::vector<std::thread::id>(2, std::this_thread::get_id())));
 }
 
-TEST_F(LoopTest, WhatBecomesReadyMeanwhileWaitsForTheNextRound) {
+TEST_F(LoopTest, FunctionPostedInACallbackRunsInTheNextRound) {
     int runs = 0;
     loop.tryPost([&] {
         ++runs;
@@ -79,7 +79,7 @@ TEST_F(LoopTest, ResetBeforeRunReadySuppressesTheCallbacks) {
     EXPECT_EQ(recording.events(), Events{});
 }
 
-TEST_F(LoopTest, FullLoopRefusesACall) {
+TEST_F(LoopTest, FullLoopRejectsACall) {
     Loop small({1});
     const Subscription first = calls.start(REQUEST, record().receiver(), {small});
     const Subscription second = calls.start(REQUEST, recording.receiver(), {small});
@@ -87,7 +87,7 @@ TEST_F(LoopTest, FullLoopRefusesACall) {
               (Events{"refused: 503 Service Unavailable: the executor is full"}));
 }
 
-TEST_F(LoopTest, StopDeliversTheEndsOfItsCalls) {
+TEST_F(LoopTest, StopDeliversTheEndsOfPendingCalls) {
     const Subscription call = start();
     loop.stop();
     EXPECT_EQ(recording.events(),

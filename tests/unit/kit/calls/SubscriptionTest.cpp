@@ -60,7 +60,7 @@ private:
     std::thread thread_;
 };
 
-TEST_F(SubscriptionTest, ResetIsSilentCancelsAndDestroysTheReceiver) {
+TEST_F(SubscriptionTest, ResetSilentlyCancelsAndDestroysTheReceiver) {
     Subscription call = start();
     call.reset();
     EXPECT_FALSE(call.pending());
@@ -89,7 +89,7 @@ TEST_F(SubscriptionTest, AssignmentResetsTheFormerCall) {
     EXPECT_TRUE(other.pending());
 }
 
-TEST_F(SubscriptionTest, ResetWaitsForACallbackThatHasBegun) {
+TEST_F(SubscriptionTest, ResetWaitsForARunningCallback) {
     Subscription call = start();
     Blocked blocked(service, 1, recording);
     std::promise<void> reset;
@@ -105,7 +105,7 @@ TEST_F(SubscriptionTest, ResetWaitsForACallbackThatHasBegun) {
     resetting.join();
 }
 
-TEST_F(SubscriptionTest, LongWaitIsTracedWithPathCommandAndBothThreads) {
+TEST_F(SubscriptionTest, LongWaitOfResetIsTraced) {
     test::Traces traces("KOVA_KIT_CALLS", 5);
     Subscription call = start();
     Blocked blocked(service, 1, recording);
@@ -138,7 +138,7 @@ TEST_F(SubscriptionTest, ResetInsideItsCallbackDoesNotWait) {
     EXPECT_EQ(recording.events(), (Events{"value 200"}));
 }
 
-TEST_F(SubscriptionTest, ResetInsideTheCallbackOfTheEndDoesNotWait) {
+TEST_F(SubscriptionTest, ResetInsideTheEndCallbackDoesNotWait) {
     Subscription call = start();
     recording.onEvent([&](const std::string& event) {
         if (event == "completed") {
@@ -151,7 +151,7 @@ TEST_F(SubscriptionTest, ResetInsideTheCallbackOfTheEndDoesNotWait) {
     EXPECT_TRUE(service.cancelled().empty());
 }
 
-TEST_F(SubscriptionTest, ServiceMayDestroyTheHandlerInsideItsOwnCallback) {
+TEST_F(SubscriptionTest, ServiceMayDestroyAHandlerInsideItsCallback) {
     Subscription call = start();
     service.onCancel = [&](std::size_t number) { service.take(number).reset(); };
     recording.onEvent([&](const std::string& event) {
@@ -164,7 +164,7 @@ TEST_F(SubscriptionTest, ServiceMayDestroyTheHandlerInsideItsOwnCallback) {
     EXPECT_TRUE(recording.waitUntilDestroyed());
 }
 
-TEST_F(SubscriptionTest, CancelHasItsEndOnAnotherThread) {
+TEST_F(SubscriptionTest, CancelDeliversTheEndOnAnotherThread) {
     Subscription call = start();
     std::mutex lock;  // the callback acquires it, and the thread that cancels holds it
     recording.onEvent([&](const std::string&) { const std::lock_guard<std::mutex> guard(lock); });
@@ -179,7 +179,7 @@ TEST_F(SubscriptionTest, CancelHasItsEndOnAnotherThread) {
     EXPECT_EQ(recording.events().size(), 1U);
 }
 
-TEST_F(SubscriptionTest, CancelDuringACallbackDeliversTheEndAfterIt) {
+TEST_F(SubscriptionTest, CancelDuringACallbackDeliversTheEndLater) {
     Subscription call = start();
     Blocked blocked(service, 1, recording);
     call.cancel();
@@ -189,13 +189,13 @@ TEST_F(SubscriptionTest, CancelDuringACallbackDeliversTheEndAfterIt) {
     EXPECT_EQ(recording.waitFor(2), (Events{"value 200", CANCELLED}));
 }
 
-TEST_F(SubscriptionTest, DetachedCallGoesOn) {
+TEST_F(SubscriptionTest, DetachedCallContinues) {
     start().detach();
     service.answer(1);
     EXPECT_EQ(recording.events(), (Events{"value 200", "completed"}));
 }
 
-TEST_F(SubscriptionTest, ValuesSentInsideACallbackArriveAfterIt) {
+TEST_F(SubscriptionTest, ValuesSentInsideACallbackArriveLater) {
     const Subscription call = start();
     recording.onEvent([&](const std::string& event) {
         if (event == "value 1") {
@@ -210,7 +210,7 @@ TEST_F(SubscriptionTest, ValuesSentInsideACallbackArriveAfterIt) {
 
 // --- Circles -------------------------------------------------------------------------------------
 
-TEST_F(SubscriptionTest, CallbacksThatResetEachOtherDoNotWaitForever) {
+TEST_F(SubscriptionTest, MutualResetInTwoCallbacksDoesNotDeadlock) {
     test::Reports reports;
     test::Traces traces("KOVA_KIT_CALLS", 6);
     const Recording second = record();
@@ -240,7 +240,7 @@ TEST_F(SubscriptionTest, CallbacksThatResetEachOtherDoNotWaitForever) {
     EXPECT_EQ(traces.take().size(), 1U);
 }
 
-TEST_F(SubscriptionTest, ThreeCallbacksThatResetEachOtherDoNotWaitForever) {
+TEST_F(SubscriptionTest, CyclicResetInThreeCallbacksDoesNotDeadlock) {
     test::Reports reports;
     std::vector<Recording> recordings;
     std::vector<Subscription> all;
@@ -270,7 +270,7 @@ TEST_F(SubscriptionTest, ThreeCallbacksThatResetEachOtherDoNotWaitForever) {
     EXPECT_EQ(reports.take().size(), 1U);
 }
 
-TEST_F(SubscriptionTest, CallbackThatDestroysTheCallsOfAnotherThatResetsItDoesNotWaitForever) {
+TEST_F(SubscriptionTest, MutualResetAndDestructionDoesNotDeadlock) {
     test::Reports reports;
     auto other = std::make_unique<Calls>(service);
     const Recording second = record();

@@ -37,7 +37,7 @@ protected:
     Recording recording = record();
 };
 
-TEST_F(WorkerTest, FunctionsRunInTheirOrderOnItsThread) {
+TEST_F(WorkerTest, FunctionsRunInOrderOnTheThread) {
     std::vector<int> order;
     std::set<std::thread::id> threads;
     Worker worker;
@@ -53,13 +53,13 @@ TEST_F(WorkerTest, FunctionsRunInTheirOrderOnItsThread) {
     EXPECT_EQ(threads.count(std::this_thread::get_id()), 0U);
 }
 
-TEST_F(WorkerTest, InlineExecutorRunsAFunctionAtOnce) {
+TEST_F(WorkerTest, InlineExecutorRunsFunctionsImmediately) {
     std::thread::id thread;
     EXPECT_TRUE(Executor().tryPost([&] { thread = std::this_thread::get_id(); }));
     EXPECT_EQ(thread, std::this_thread::get_id());
 }
 
-TEST_F(WorkerTest, ThreadsRunFunctionsAtTheSameTime) {
+TEST_F(WorkerTest, ThreadsRunFunctionsConcurrently) {
     Worker worker({2});
     test::Barrier both(3);
     worker.tryPost([&] { both.wait(); });
@@ -102,7 +102,7 @@ TEST_F(WorkerTest, CallbacksOfACallDoNotOverlap) {
     EXPECT_EQ(events.back(), "completed");
 }
 
-TEST_F(WorkerTest, FullWorkerRefusesACallAndAFunction) {
+TEST_F(WorkerTest, FullWorkerRejectsCallsAndFunctions) {
     Worker worker({1, 2});
     const Recording second = record();
     const Recording third = record();
@@ -120,7 +120,7 @@ TEST_F(WorkerTest, FullWorkerRefusesACallAndAFunction) {
     EXPECT_EQ(second.events(), Events{});
 }
 
-TEST_F(WorkerTest, CallWhoseReceiverDoesNotReadEndsAsLost) {
+TEST_F(WorkerTest, CallWithASlowReceiverEndsAsLost) {
     Worker worker;
     std::promise<void> goOn;
     worker.tryPost([&] { goOn.get_future().wait(); });
@@ -136,7 +136,7 @@ TEST_F(WorkerTest, CallWhoseReceiverDoesNotReadEndsAsLost) {
     EXPECT_EQ(service.waitForCancelled(1), (std::vector<std::size_t>{1}));
 }
 
-TEST_F(WorkerTest, CancellationDiscardsValuesThatWait) {
+TEST_F(WorkerTest, CancellationDiscardsQueuedValues) {
     Worker worker;
     std::promise<void> goOn;
     worker.tryPost([&] { goOn.get_future().wait(); });
@@ -148,7 +148,7 @@ TEST_F(WorkerTest, CancellationDiscardsValuesThatWait) {
               (Events{"cancelled: 503 Service Unavailable: cancelled: retrieve '/state'"}));
 }
 
-TEST_F(WorkerTest, StopEndsItsCalls) {
+TEST_F(WorkerTest, StopEndsThePendingCalls) {
     Worker worker;
     const Subscription call = start(worker, recording);
     worker.stop();
@@ -197,7 +197,7 @@ TEST_F(WorkerTest, CanBeDestroyedInsideItsCallback) {
         (Events{"value 200", "cancelled: 503 Service Unavailable: the executor was stopped"}));
 }
 
-TEST_F(WorkerTest, CallsOutliveTheWorkerAndTheOtherWayRound) {
+TEST_F(WorkerTest, CallsAndWorkerCanBeDestroyedInAnyOrder) {
     auto other = std::make_unique<Calls>(service);
     Worker worker;
     Subscription call = other->start(REQUEST, recording.receiver(), {worker});

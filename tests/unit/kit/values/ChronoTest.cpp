@@ -53,7 +53,7 @@ TEST_P(ChronoTest, CountsSurviveARoundTrip) {
     expectRoundTrip(Position{-1ms, std::nullopt, Real(), 0h});
 }
 
-TEST_P(ChronoTest, OthersAreRefused) {
+TEST_P(ChronoTest, OtherValuesAreRejected) {
     expectRefused<seconds>("90", "expected a string, found 90", 0, 0);
     expectRefused<seconds>("\"90\"", "expected a duration without years and months, found \"90\"",
                            0, 0);
@@ -79,7 +79,7 @@ TEST_P(ChronoTest, OthersAreRefused) {
                             "until: expected an integer of 64 bits, found 1.5", 16, 11);
 }
 
-TEST(ChronoJsonTest, HasTextsAndCounts) {
+TEST(ChronoJsonTest, ContainsTextsAndCounts) {
     EXPECT_EQ(test::jsonOf(seconds(86400 + 7322)), R"("P0000-00-01T02:02:02")");
     EXPECT_EQ(test::jsonOf(Position{1500ms, std::nullopt, Real(0.5), 1h}),
               R"({"at":1500,"speed":0.5,"age":"P0000-00-00T01:00:00"})");

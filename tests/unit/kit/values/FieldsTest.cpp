@@ -103,7 +103,7 @@ std::string reason(char const* json) {
 
 // ---- writing
 
-TEST(FieldsTest, AreWrittenInTheirOrderWithThoseOfTheBaseFirst) {
+TEST(FieldsTest, FieldsOfTheBaseAreWrittenFirst) {
     Lamp lamp;
     lamp.name = "desk";
     lamp.id = 3;
@@ -180,7 +180,7 @@ TEST(FieldsTest, FailuresNameThePathOfTheField) {
               "a: expected an integer of 32 bits, found null (byte 5)");
 }
 
-TEST(FieldsTest, StrictStructsRefuseUnknownFields) {
+TEST(FieldsTest, StrictStructsRejectUnknownFields) {
     EXPECT_EQ(read<Closed>(R"({"level":3})")->level, 3);
     EXPECT_EQ(reason<Closed>(R"({"level":3,"lvl":3})"),
               "expected no other field, found \"lvl\" (byte 17)");

@@ -37,7 +37,7 @@ std::string reasonOf(char const* json) {
     return reader.error(400).message;
 }
 
-TEST(PullReaderTest, NamesPathAndExpectedValueWithoutAReasonOfTheDeserializer) {
+TEST(PullReaderTest, ComposesAReasonIfTheDeserializerHasNone) {
     EXPECT_EQ(reasonOf(R"([{"name":"a","id":1}])"), "");
     EXPECT_EQ(reasonOf(R"([{"id":1,"name":"a"},{"id":1,"name":2}])"),
               "[1].name: expected a string");
@@ -48,7 +48,7 @@ TEST(PullReaderTest, NamesPathAndExpectedValueWithoutAReasonOfTheDeserializer) {
     EXPECT_EQ(reasonOf(R"([{"id":1,"lvl":1}])"), "[0]: expected no other field, found \"lvl\"");
 }
 
-TEST(PullReaderTest, KnowsItsMimeType) {
+TEST(PullReaderTest, ReturnsItsMimeType) {
     EXPECT_STREQ(PullReader(nullptr, "x/tree", Limits()).mimeType(), "x/tree");
 }
 
@@ -60,7 +60,7 @@ struct PlainStorage {
     std::string text;
 };
 
-TEST(RecordedTest, WithoutACountTheLatestErrorIsTakenForTheOneOfTheCall) {
+TEST(RecordedTest, AssumesThatTheCallRecordedTheLatestError) {
     PlainStorage storage;
     storage.text = "an older error";
     {

@@ -88,7 +88,7 @@ TEST(SchemaWriterTest, DescribesEveryKindOfType) {
     }
 }
 
-TEST(SchemaWriterTest, StructsAreDefinitions) {
+TEST(SchemaWriterTest, StructsAreWrittenAsDefinitions) {
     EXPECT_EQ(schema<Volume>(), R"("$ref":"#/$defs/Volume","$defs":{)" + std::string(VOLUME) + "}");
     EXPECT_EQ(schema<Node>(),
               R"("$ref":"#/$defs/Node","$defs":{"Node":{"type":"object","properties":{)"
@@ -100,7 +100,7 @@ TEST(SchemaWriterTest, StructsAreDefinitions) {
                   std::string(VOLUME) + "}");
 }
 
-TEST(SchemaWriterTest, StructsOfOneNameAreNumbered) {
+TEST(SchemaWriterTest, StructsWithTheSameNameAreNumbered) {
     EXPECT_EQ(schema<inner::Volume>().rfind(
                   R"("$ref":"#/$defs/Volume","$defs":{"Volume":{"type":"object","properties":{)"
                   R"("outer":{"$ref":"#/$defs/Volume2"}},"required":["outer"]},"Volume2":{)",
@@ -108,7 +108,7 @@ TEST(SchemaWriterTest, StructsOfOneNameAreNumbered) {
               0U);
 }
 
-TEST(SchemaWriterTest, VariantsAreTheirAlternatives) {
+TEST(SchemaWriterTest, VariantsAreWrittenAsTheirAlternatives) {
     using Variant = std::variant<Mode, bool, std::monostate>;
     EXPECT_EQ(schema<Variant>(),
               R"("anyOf":[{"type":"object","properties":{"Mode":{"type":"string",)"

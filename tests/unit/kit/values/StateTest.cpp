@@ -41,7 +41,7 @@ protected:
 };
 KOVA_FOR_ALL_FORMATS(LimitsTest);
 
-TEST_P(LimitsTest, DepthMayBeLower) {
+TEST_P(LimitsTest, DepthLimitCanBeLowered) {
     Limits limits;
     limits.depth = 5;
     EXPECT_TRUE(test::readAs<Node>(GetParam(), nested(5), limits).ok());
@@ -50,7 +50,7 @@ TEST_P(LimitsTest, DepthMayBeLower) {
     EXPECT_EQ(reason.rfind("children[0].children[0].children", 0), 0U) << reason;
 }
 
-TEST_P(LimitsTest, ElementsOfAllArraysCount) {
+TEST_P(LimitsTest, ElementLimitIncludesAllArrays) {
     using Lists = std::vector<std::vector<std::string>>;
     Limits limits;
     limits.elements = 5;
@@ -59,7 +59,7 @@ TEST_P(LimitsTest, ElementsOfAllArraysCount) {
                              "[1]: expected no more elements than 5, found more");
 }
 
-TEST_P(LimitsTest, ElementsOfPackedArraysCount) {
+TEST_P(LimitsTest, ElementLimitIncludesPackedArrays) {
     using Numbers = std::vector<int>;
     Limits limits;
     limits.elements = 3;
@@ -67,7 +67,7 @@ TEST_P(LimitsTest, ElementsOfPackedArraysCount) {
     expectRefusedWith<Numbers>(limits, "[1,2,3,4]", "expected no more elements than 3, found more");
 }
 
-TEST_P(LimitsTest, EntriesOfMapsCount) {
+TEST_P(LimitsTest, ElementLimitIncludesEntriesOfMaps) {
     using Map = std::map<std::string, bool>;
     Limits limits;
     limits.elements = 2;
@@ -103,7 +103,7 @@ Payload nestedBinary(std::size_t levels) {
                                   bytes.size(), mimetypes::AXOBIN_TYPE);
 }
 
-TEST(DefaultLimitsTest, DepthIs256) {
+TEST(DefaultLimitsTest, DepthLimitIs256) {
     EXPECT_TRUE(fromPayload<Node>(Payload::createFromJSON(nested(256))).ok());
     EXPECT_TRUE(fromPayload<Node>(nestedBinary(256)).ok());
     const std::string json =
@@ -117,7 +117,7 @@ TEST(DefaultLimitsTest, DepthIs256) {
         << binary;
 }
 
-TEST(DefaultLimitsTest, ElementsAreAMillion) {
+TEST(DefaultLimitsTest, ElementLimitIsAMillion) {
     std::vector<bool> values(Limits().elements);
     const Payload payload = toPayload(values, mimetypes::AXOBIN_TYPE).value();
     EXPECT_TRUE(fromPayload<std::vector<bool>>(payload).ok());
@@ -127,7 +127,7 @@ TEST(DefaultLimitsTest, ElementsAreAMillion) {
               "expected no more elements than 1000000, found more (byte 0)");
 }
 
-TEST(DefaultLimitsTest, TextsHave16MiB) {
+TEST(DefaultLimitsTest, TextLimitIs16MiB) {
     std::string text(Limits().textBytes, 'a');
     const Payload payload = toPayload(text).value();
     EXPECT_TRUE(fromPayload<std::string>(payload).ok());
@@ -163,7 +163,7 @@ TEST(WriteLimitsTest, DepthIsLimited) {
 
 // ---- messages
 
-TEST(StateTest, LongPathsLoseTheirBeginning) {
+TEST(StateTest, LongPathsAreTruncatedAtTheirBeginning) {
     using Deep = std::vector<std::map<std::string, std::vector<LongName>>>;
     const std::string key(60, 'k');
     const std::string reason = test::reasonOf<Deep>(
@@ -182,7 +182,7 @@ TEST(StateTest, ControlCharactersDoNotBreakTheLine) {
     EXPECT_EQ(reason.rfind("a?b?: expected the field", 0), 0U) << reason;
 }
 
-TEST(StateTest, LongTextsAreShortenedAtACharacter) {
+TEST(StateTest, LongTextsAreTruncatedBetweenCharacters) {
     EXPECT_EQ(detail::State::quoted("abc"), "\"abc\"");
     EXPECT_EQ(detail::State::quoted(std::string(24, 'a')), '"' + std::string(24, 'a') + '"');
     EXPECT_EQ(detail::State::quoted(std::string(25, 'a')), '"' + std::string(24, 'a') + "...\"");

@@ -138,7 +138,7 @@ TYPED_TEST_SUITE(TextsTest, Types);
 
 constexpr test::Format FORMATS[] = {test::Format::Json, test::Format::Binary, test::Format::Tree};
 
-TYPED_TEST(TextsTest, TextIsReadAndWrittenAgain) {
+TYPED_TEST(TextsTest, TextsSurviveARoundTrip) {
     const std::string text = '"' + std::string(Sample<TypeParam>::TEXT) + '"';
     for (const test::Format format : FORMATS) {
         const Result<TypeParam> value = test::readAs<TypeParam>(format, text);
@@ -150,7 +150,7 @@ TYPED_TEST(TextsTest, TextIsReadAndWrittenAgain) {
     }
 }
 
-TYPED_TEST(TextsTest, OtherTextIsRefused) {
+TYPED_TEST(TextsTest, OtherTextsAreRejected) {
     if (Sample<TypeParam>::BAD == nullptr) {
         GTEST_SKIP() << "every text is one";
     }
@@ -164,7 +164,7 @@ TYPED_TEST(TextsTest, OtherTextIsRefused) {
     this->reports_.take();
 }
 
-TYPED_TEST(TextsTest, OtherKindIsRefused) {
+TYPED_TEST(TextsTest, OtherKindsAreRejected) {
     for (const test::Format format : FORMATS) {
         const std::string byte = format == test::Format::Tree ? "" : " (byte 0)";
         EXPECT_EQ(test::reasonOf<TypeParam>(format, "7"), "expected a string, found 7" + byte);

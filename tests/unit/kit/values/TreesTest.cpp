@@ -44,20 +44,20 @@ TEST_P(TreesTest, TreeHasTheContentOfThePayload) {
     EXPECT_EQ((*roundTrip(GetParam(), tree))->toJson(true), RICH);
 }
 
-TEST_P(TreesTest, TreesAreMembers) {
+TEST_P(TreesTest, StructsCanContainTrees) {
     const std::string json = std::string(R"({"any":[1,2],"object":)") + RICH + "}";
     const Settings settings = read<Settings>(json).orThrow();
     EXPECT_EQ(settings.object.toJson(true), RICH);
     EXPECT_EQ(test::jsonOf(settings), json);
 }
 
-TEST_P(TreesTest, OtherKindsAreRefused) {
+TEST_P(TreesTest, OtherKindsAreRejected) {
     expectRefused<GenericObject>("[]", "expected a struct, found an array", 0, 0);
     expectRefused<Settings>(R"({"any":1,"object":[]})", "object: expected a struct, found an array",
                             18, 13);
 }
 
-TEST_P(TreesTest, LimitsCountWhatIsInATree) {
+TEST_P(TreesTest, LimitsApplyToTheContentOfATree) {
     Limits limits;
     limits.elements = 4;
     EXPECT_EQ(test::reasonOf<Tree>(GetParam(), R"({"a":[1,2,3]})", limits), "");
@@ -74,7 +74,7 @@ TEST_P(TreesTest, LimitsCountWhatIsInATree) {
     EXPECT_EQ(test::reasonOf<Tree>(GetParam(), R"({"abc":[]})", limits).rfind("abc: ", 0), 0U);
 }
 
-TEST(NestedPayloadTest, IsAPartOfTheOuterPayload) {
+TEST(NestedPayloadTest, IsWrittenAsPartOfTheOuterPayload) {
     const std::string json = std::string(R"({"kind":"k","body":)") + RICH + "}";
     const Envelope envelope = test::readAs<Envelope>(test::Format::Json, json).value();
     EXPECT_EQ(envelope.body.getMimeType(), mimetypes::JSON_TYPE);
@@ -88,7 +88,7 @@ TEST(NestedPayloadTest, IsAPartOfTheOuterPayload) {
     EXPECT_EQ(test::jsonOf(copy), json);
 }
 
-TEST(NestedPayloadTest, WithoutStructureIsNotWritten) {
+TEST(NestedPayloadTest, UnstructuredPayloadIsNotWritten) {
     Envelope envelope{"k", Payload::createFromString("text"), {}};
     EXPECT_EQ(test::jsonOf(envelope),
               "body: expected a payload of JSON or binary structured data, found \"plain/text\"");
@@ -97,7 +97,7 @@ TEST(NestedPayloadTest, WithoutStructureIsNotWritten) {
               "body: expected a payload of JSON or binary structured data, found \"\"");
 }
 
-TEST(NestedPayloadTest, ReasonOfItsFailureFollowsTheFieldOfThePayload) {
+TEST(NestedPayloadTest, ReasonOfAFailureFollowsTheFieldName) {
     Envelope envelope{"k", Payload::createFromJSON("[1,"), {}};
     EXPECT_EQ(test::jsonOf(envelope),
               "body: [1]: expected a value, found the end of the text (byte 3)");
@@ -116,11 +116,11 @@ TEST(TreeTest, NodesOfEveryTypeAreWritten) {
     EXPECT_EQ(test::jsonOf(*tree->getEditableArray("a")), "[1,true]");
 }
 
-TEST(TreeTest, NullPointerTravelsAsNull) {
+TEST(TreeTest, NullPointerIsWrittenAsNull) {
     EXPECT_EQ(test::jsonOf(Tree()), "null");
 }
 
-TEST(TreeTest, UndefinedNodeIsNoValue) {
+TEST(TreeTest, UndefinedNodeIsRejected) {
     EXPECT_EQ(fromTree<int>(util::config::Value::getUndefined()).error().message,
               "expected an integer of 32 bits, found undefined");
     EXPECT_EQ(fromTree<Tree>(util::config::Value::getUndefined()).error().message,

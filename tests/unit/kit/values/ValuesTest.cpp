@@ -99,7 +99,7 @@ TEST_P(ValuesTest, StructsSurviveARoundTrip) {
 
 // ---- refused payloads
 
-TEST_P(ValuesTest, OtherKindsAreRefused) {
+TEST_P(ValuesTest, OtherKindsAreRejected) {
     expectRefused<bool>("1", "expected a boolean, found 1", 0, 0);
     expectRefused<int>("true", "expected an integer of 32 bits, found true", 0, 0);
     expectRefused<int>("1.5", "expected an integer of 32 bits, found 1.5", 0, 0);
@@ -115,7 +115,7 @@ TEST_P(ValuesTest, OtherKindsAreRefused) {
     expectRefused<Volume>("[]", "expected a struct, found an array", 0, 0);
 }
 
-TEST_P(ValuesTest, NumbersOutOfRangeAreRefused) {
+TEST_P(ValuesTest, NumbersOutOfRangeAreRejected) {
     expectRefused<std::int8_t>("128", "expected an integer of 8 bits, found 128", 0, 0);
     expectRefused<std::int8_t>("-129", "expected an integer of 8 bits, found -129", 0, 0);
     expectRefused<std::uint8_t>("256", "expected an unsigned integer of 8 bits, found 256", 0, 0);
@@ -154,7 +154,7 @@ struct MalformedRow {
     char const* reason;
 };
 
-TEST(MalformedPayloadTest, IsRefusedWithTheReasonOfItsFormat) {
+TEST(MalformedPayloadTest, IsRejectedWithTheReasonOfItsFormat) {
     const MalformedRow rows[] = {
         {mimetypes::JSON_TYPE, "", "expected a value, found the end of the text (byte 0)"},
         {mimetypes::JSON_TYPE, "[{\"level\":1},{\"level\" 2}]",
@@ -175,7 +175,7 @@ TEST(MalformedPayloadTest, IsRefusedWithTheReasonOfItsFormat) {
     }
 }
 
-TEST(ErrorStorageTest, HasNoErrorAfterAFailure) {
+TEST(ErrorStorageTest, FailureLeavesNoErrorInTheStorage) {
     zel::ErrorStorage::current().acknowledge();
     for (char const* mimeType : {mimetypes::JSON_TYPE, mimetypes::AXOBIN_TYPE}) {
         const Payload payload = toPayload(7, mimeType).orThrow();
@@ -186,7 +186,7 @@ TEST(ErrorStorageTest, HasNoErrorAfterAFailure) {
     }
 }
 
-TEST(PayloadTest, IsItsOwnValue) {
+TEST(PayloadTest, ConvertsToItselfUnchanged) {
     const Payload payload = Payload::createFromString("text");
     EXPECT_EQ(fromPayload<Payload>(payload)->data(), payload.data());
     EXPECT_EQ(toPayload(payload)->data(), payload.data());
@@ -202,7 +202,7 @@ struct Station {
 };
 KOVA_FIELDS(Station, name, height, samples)
 
-TEST(RefusedValuesTest, NameTheField) {
+TEST(RefusedValuesTest, ReasonNamesTheField) {
     const double nan = std::nan("");
     const auto reasonOf = [](const Station& station) {
         return test::jsonOf(std::vector<Station>{{"a", 0, {}}, station});
@@ -236,7 +236,7 @@ TEST(RefusedValuesTest, OfJsonHaveABinaryForm) {
     EXPECT_EQ(copy.samples, station.samples);
 }
 
-TEST(MimeTypesTest, OthersAreRefused) {
+TEST(MimeTypesTest, OtherMimeTypesAreRejected) {
     EXPECT_EQ(fromPayload<int>(Payload::createFromString("7")).error(),
               (Error{400,
                      "expected a payload of JSON or binary structured data, found "

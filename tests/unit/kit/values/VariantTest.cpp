@@ -56,7 +56,7 @@ TEST_P(VariantTest, AlternativesSurviveARoundTrip) {
     expectRoundTrip(std::optional<Mixed>());
 }
 
-TEST_P(VariantTest, OthersAreRefused) {
+TEST_P(VariantTest, OtherValuesAreRejected) {
     expectRefused<Named>("7",
                          "expected one of a struct with the field \"Volume\", a struct with the "
                          "field \"track\", a struct with the field \"Mode\", found a number",
