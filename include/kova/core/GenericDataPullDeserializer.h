@@ -60,12 +60,12 @@ public:
     /// Each getter consumes the value, even if the value is of the wrong kind.
     bool getNull() noexcept override;
     bool getBoolean(bool& out) noexcept override;
-    /// Reads a number from an integer, a float or a boolean. Integers: `getInt32` and `getUInt32`
-    /// fail if the value does not fit, the 64-bit getters return the two's-complement value, the
-    /// narrower getters its low bits, and `getFloat` and `getDouble` convert the signed 64-bit
-    /// value. Floats are truncated towards zero and limited to the range of 64 bits (`getInt64`,
-    /// `getUInt64`) or 32 bits (all others); NaN becomes 0; the narrower getters return the low
-    /// bits of the result.
+    /// Reads a number from an integer, a float or a boolean. For integers, `getInt32` and
+    /// `getUInt32` fail if the value does not fit. The 64-bit getters return the two's-complement
+    /// value, and the narrower getters return its low bits. `getFloat` and `getDouble` convert the
+    /// signed 64-bit value. Floats are truncated towards zero and limited to the range of 64 bits
+    /// (`getInt64`, `getUInt64`) or 32 bits (all others); NaN becomes 0. The narrower getters
+    /// return the low bits of the result.
     bool getInt8(std::int8_t& out) noexcept override;
     bool getUInt8(std::uint8_t& out) noexcept override;
     bool getInt16(std::int16_t& out) noexcept override;

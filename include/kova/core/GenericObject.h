@@ -67,8 +67,8 @@ template <typename T>
 [[nodiscard]] KOVA_API std::optional<T> fromGeneric(const util::config::Value& value);
 
 /// Appends the elements of an array to `out`. Returns false on success. Returns true if the value
-/// is not an array, or at the first element that cannot be read; the elements before it are
-/// appended.
+/// is not an array. Also returns true at the first element that cannot be read; the elements before
+/// it are then in `out`.
 template <typename T>
 [[nodiscard]] KOVA_API bool fromGeneric(const util::config::Value& value, std::vector<T>& out);
 

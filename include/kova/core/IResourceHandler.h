@@ -10,8 +10,8 @@ namespace kova {
 
 /// Serves the resources under one mount path of a composed service.
 ///
-/// Several threads may send requests at once. The service holds no lock while it calls a handler.
-/// No function may throw. The order of the virtual functions is part of the contract.
+/// Several threads may send requests at the same time. The service holds no lock while it calls a
+/// handler. No function may throw. The order of the virtual functions is part of the contract.
 class KOVA_API IResourceHandler {
 public:
     virtual ~IResourceHandler();

@@ -8,7 +8,7 @@
 
 namespace kova {
 
-/// An exception that carries an error response, for applications that prefer to throw. The
+/// An exception that contains an error response, for applications that prefer to throw. The
 /// framework never throws it.
 ///
 ///     try {
@@ -35,8 +35,8 @@ public:
     unsigned short getErrorCode() const noexcept { return response_.getStatusCode(); }
     /// Returns the response. It lives as long as the exception.
     const Response& getResponse() const noexcept { return response_; }
-    /// Returns the decimal status code, the text of the code and, if the response has one, the
-    /// error message, separated by blanks: "404 Not Found path '/a' not found".
+    /// Returns the decimal status code, the text of the code and the error message, separated by
+    /// blanks: "404 Not Found path '/a' not found". Omits the message if the response has none.
     std::string createErrorMessage() const;
     /// Returns the message. It lives as long as the exception.
     char const* what() const noexcept override { return message_.c_str(); }

@@ -111,10 +111,10 @@ public:
     /// exhausted. Aborts the process if memory for the copy of a converted text is exhausted.
     static bool createStringFrom(const Payload& payload, std::string& out, bool compact);
     /// Returns the value tree of a payload of JSON, of plain text that is JSON, or of binary
-    /// structured data. The caller owns and deletes it. Returns null on failure: another mime type,
-    /// an empty payload and a text without a tree are reported as `PayloadConversionFailed`; a text
-    /// that is not JSON and exhausted memory are not reported. Aborts the process in the same case
-    /// as `createStringFrom`.
+    /// structured data. The caller owns and deletes it. Returns null on failure. Reports
+    /// `PayloadConversionFailed` for another mime type, an empty payload and a text without a tree.
+    /// Does not report exhausted memory and a text that is not JSON. Aborts the process in the same
+    /// case as `createStringFrom`.
     [[nodiscard]] static util::config::Value* createConfigFrom(const Payload& payload);
 
 private:

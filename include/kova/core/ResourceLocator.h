@@ -102,7 +102,7 @@ private:
     std::string resourcePath_;
 };
 
-/// Functions that make the URIs of resources directly from paths.
+/// Functions that create the URIs of resources directly from paths.
 namespace locators {
 
 /// The scheme of the URI form of locators.

@@ -19,9 +19,9 @@
 ///
 ///     version = number "." number "." number ["@" branch]
 ///
-/// A number is read as `strtoul` reads it: white space and a sign may precede the digits ("-1"
-/// wraps around), and characters after the digits are ignored. Its low 32 bits are stored. An "@"
-/// before the last "." is one of the ignored characters.
+/// A number is parsed as `strtoul` does. White space and a sign may precede the digits ("-1" wraps
+/// around); characters after the digits are ignored. The low 32 bits are stored. An "@" before the
+/// last "." is one of the ignored characters.
 ///
 ///     const std::vector<std::string> offered{"2.1.0", "2.4.1", "2.5.0"};
 ///     kova::semver::getMostCompatible("2.3.0", offered);  // "2.4.1"
@@ -42,7 +42,7 @@ struct KOVA_API SemVer {
     /// The name of the branch; empty when the version has no branch.
     std::string branch;
 
-    /// Makes the version 0.0.0.
+    /// Creates the version 0.0.0.
     SemVer() = default;
     /// @{
     /// Sets the members in the order of their declaration. Omitted members are 0 or empty.

@@ -127,9 +127,9 @@ public:
     /// IPv6 address.
     std::string hostname(bool stripBrackets) const;
     std::string hostname() const { return hostname(false); }
-    /// Returns the number after the ":" of the authority, or `NO_PORT` when the authority has no
-    /// ":", no digits follow it, or the number does not fit 64 bits. The number is read as
-    /// `std::stoul` reads it ("80x" is 80) and reduced to its low 16 bits ("70000" is 4464).
+    /// Returns the number after the ":" of the authority, parsed as `std::stoul` does ("80x" is
+    /// 80). Returns its low 16 bits ("70000" is 4464). Returns `NO_PORT` if the authority has no
+    /// ":", if no digits follow it, or if the number does not fit 64 bits.
     unsigned short port() const;
 
 private:

@@ -12,8 +12,8 @@ namespace {
 
 using Traits = std::regex_traits<char>;
 
-// Returns the regular-expression engine's tables of classes and collating names. They are those of
-// the classic locale, not those of the process locale.
+// Returns the regular-expression engine's tables of classes and collating names for the classic
+// locale. The process locale is ignored.
 const Traits& classicTraits() {
     static const Traits traits = [] {
         Traits made;
@@ -29,8 +29,8 @@ unsigned char byteOf(char c) {
 
 // Compiles the expression with the standard library's engine, so that the exception has the
 // engine's text. The engine fails at the first bracket of `expression` and does not recurse over
-// the rest. The characters are wide because their order is then that of the bytes; the order of
-// `char` depends on the processor.
+// the rest. The characters are wide, because wide characters are ordered like the bytes; the order
+// of `char` depends on the processor.
 [[noreturn]] void throwAsEngine(std::string_view expression) {
     std::wstring wide(expression.size(), L'\0');
     std::transform(expression.begin(), expression.end(), wide.begin(),

@@ -7,10 +7,10 @@
 
 #include "datatypes/BracketExpression.h"
 
-// Groups and brackets here are those of the expression, which can differ from those of the glob.
-// "[[:w:]" is a complete bracket in a glob. In the expression the bracket continues to the next
-// unescaped "]", and parentheses before it are part of the bracket. Therefore the groups of an
-// expression can nest to any depth.
+// This file compiles the groups and brackets of the expression. They can differ from those of the
+// glob: "[[:w:]" is a complete bracket in a glob, but in the expression the bracket continues to
+// the next unescaped "]". Parentheses before that "]" are part of the bracket. Therefore the groups
+// of an expression can nest to any depth.
 
 namespace kova::detail {
 

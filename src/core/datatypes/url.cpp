@@ -12,7 +12,7 @@ namespace {
 
 constexpr std::size_t NPOS = std::string::npos;
 
-/// The delimiter that must stand between the scheme and a host in brackets.
+/// The delimiter between the scheme and a host in brackets.
 constexpr std::string_view DELIMITER = "://";
 
 /// The characters [from, to) of a text.

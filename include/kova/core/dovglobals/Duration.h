@@ -15,7 +15,7 @@ namespace kova::dovglobals {
 
 /// An amount of time in calendar units. Plain value type. Not synchronized.
 ///
-/// It is not a number of seconds: no field carries over into another one, and comparisons compare
+/// It is not a number of seconds: no field overflows into another one, and comparisons compare
 /// field by field.
 ///
 /// Text: a "P", then all fields with leading zeros:

@@ -15,8 +15,9 @@ namespace kova::dovglobals {
 
 /// A colour with an opacity. Plain value type. Not synchronized.
 ///
-/// Text: three channels of one to three digits, each followed by a comma and at most one space or
-/// tab, then the alpha, which always has a point and at least one digit after the point:
+/// Text: three channels of one to three digits, then the alpha. Each channel is followed by a comma
+/// and at most one space or tab. The alpha always has a point and at least one digit after the
+/// point:
 ///
 ///     rgba(RED,GREEN,BLUE,ALPHA)        ALPHA = [0|1].DIGITS
 ///

@@ -25,9 +25,8 @@ struct KOVA_API TimeZone {
     /// Returns whether all fields are equal.
     bool operator==(const TimeZone& other) const noexcept;
     bool operator!=(const TimeZone& other) const noexcept { return !(*this == other); }
-    /// Compares `hours`, then `minutes`. The order is not that of the offsets: -05:30 has the
-    /// fields
-    /// -5 and 30, and -05:00 the lesser fields -5 and 0.
+    /// Compares `hours`, then `minutes`. The order differs from that of the offsets: -05:30 has the
+    /// fields -5 and 30, and is therefore greater than -05:00 with the fields -5 and 0.
     bool operator<(const TimeZone& other) const noexcept;
 };
 
@@ -37,8 +36,8 @@ struct KOVA_API TimeZone {
 /// Comparisons compare field by field. They do not convert times of different zones to a common
 /// zone.
 ///
-/// Text: two digits each for hour, minute and second, three for the milliseconds if they are set,
-/// and always a zone; "Z" means that no zone is set:
+/// Text: hour, minute and second with two digits each, the milliseconds with three digits if they
+/// are set, and the zone. "Z" means that no zone is set:
 ///
 ///     HH:MM:SS[.mmm](Z|(+|-)HH:MM)
 ///

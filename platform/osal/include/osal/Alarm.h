@@ -49,7 +49,7 @@ public:
     Alarm& operator=(const Alarm&) = delete;
 
     /// Schedules the expiry for `delay` from now and cancels a pending expiry. If `delay` is 0 or
-    /// negative, the alarm is due at once. Returns false on success, true if the timer's thread
+    /// negative, the alarm is due immediately. Returns false on success, true if the timer's thread
     /// cannot be started in a child of fork(2). Does not allocate memory.
     [[nodiscard]] bool arm(Duration delay);
     /// Schedules the next expiry of a periodic alarm. When the alarm's own callback calls it, the

@@ -20,8 +20,8 @@ public:
 
     /// Returns the current time, which never decreases.
     virtual TimePoint now() const = 0;
-    /// Waits until `deadline` (`TimePoint::max()`: forever) or until `wake` is called. Returns at
-    /// once if `wake` was called since the previous return. May return spuriously.
+    /// Waits until `deadline` (`TimePoint::max()`: forever) or until `wake` is called. Returns
+    /// immediately if `wake` was called since the previous return. May return spuriously.
     virtual void waitUntil(TimePoint deadline) = 0;
     /// Ends the current wait, or the next one if no thread is waiting.
     virtual void wake() = 0;

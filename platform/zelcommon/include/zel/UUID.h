@@ -32,7 +32,7 @@ public:
     constexpr UUID() noexcept : bytes_{} {}
     /// Constructs an identifier from 16 bytes, which are stored verbatim.
     explicit constexpr UUID(const Bytes& bytes) noexcept : bytes_(bytes) {}
-    /// Constructs an identifier from 16 bytes and overwrites the high four bits of byte 6 with
+    /// Constructs an identifier from 16 bytes. Overwrites the high four bits of byte 6 with
     /// `version` (1 to 15) and the high two bits of byte 8 with the variant of RFC 4122.
     UUID(const Bytes& bytes, int version) noexcept;
 

@@ -20,7 +20,7 @@ constexpr std::size_t MAX_INDENTED_LEVELS = 32;
 constexpr std::size_t INDENT = 2;
 constexpr std::size_t MAX_LINE_SIZE = 1 + INDENT * MAX_INDENTED_LEVELS;
 constexpr std::size_t MAX_COLON_SIZE = 2;
-constexpr std::size_t PIECE = 4096;  // number of bytes of a string that are written at once
+constexpr std::size_t PIECE = 4096;  // number of bytes of a string that are written in one step
 
 std::size_t maxQuotedSize(std::string_view bytes) noexcept {
     return json::maxEscapedSize(bytes.size()) + 2;
@@ -70,8 +70,8 @@ bool Printer::print(const Value& root) {
     return done;
 }
 
-// Writes a scalar or an empty container completely. Of any other container writes the opening
-// bracket.
+// Writes a scalar or an empty container completely. Writes only the opening bracket of any other
+// container.
 bool Printer::begin(const Value& node) {
     afterChild_ = true;
     if (!isContainer(node)) {

@@ -79,7 +79,7 @@ public:
     Value* assemble(std::size_t at) noexcept;
     /// @{
     /// Adds the entries or elements from `first` up to `end` to `root`. Returns false on failure;
-    /// `root` then has the ones that were complete.
+    /// the complete entries or elements are then already in `root`.
     bool fill(Dictionary& root, std::size_t first, std::size_t end) noexcept;
     bool fill(Array& root, std::size_t first, std::size_t end) noexcept;
     /// @}

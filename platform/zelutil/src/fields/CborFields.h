@@ -91,7 +91,8 @@ public:
         CborHead head{};
         return in_.readHead(head) && toDouble(head, out);
     }
-    /// A finite number that does not round to a finite float is out of range.
+    /// Reads a number and rounds it. Returns false if a finite number does not round to a finite
+    /// float.
     bool value(float& out) noexcept {
         double wide = 0;
         if (!value(wide)) {

@@ -4,8 +4,8 @@
 #include "pull/PullHandler.h"
 #include "pull/RecordEvents.h"
 
-// The reader's functions for arrays, structs, fields, scopes and entries. Those for sessions and
-// values are in PullFromPushDeserializer.cpp.
+// The reader's functions for arrays, structs, fields, scopes and entries.
+// PullFromPushDeserializer.cpp has the functions for sessions and values.
 namespace util::serializer {
 
 // ---- scopes of options

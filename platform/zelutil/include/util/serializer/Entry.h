@@ -58,11 +58,11 @@ using entrytypes::EntryType;
 
 /// One entry: its type and, for scalars, strings and fields, its value.
 struct Entry {
-    /// The value of a boolean, integer or floating-point entry. The type determines the member:
-    /// `boolean` for `Boolean`, `int32` for `Int8`, `Int16` and `Int32`, `uint32` for `UInt8`,
-    /// `UInt16` and `UInt32`, `int64` and `uint64` for the 64-bit types, `number` for `Float` and
-    /// `Double`. The readers of this library return integers with a 64-bit type; `int32` and
-    /// `uint32` are then the low 32 bits.
+    /// The value of a boolean, integer or floating-point entry. The type of the entry determines
+    /// the member. `boolean` is for `Boolean`, `number` for `Float` and `Double`, `int64` and
+    /// `uint64` for the 64-bit types. `int32` is for `Int8`, `Int16` and `Int32`; `uint32` is for
+    /// `UInt8`, `UInt16` and `UInt32`. The readers of this library return integers with a 64-bit
+    /// type; `int32` and `uint32` are then the low 32 bits.
     union Scalar {
         /// @{
         /// The value, if the type selects this member.

@@ -20,8 +20,8 @@ namespace util::serializer {
 /// read the record. Therefore a malformed payload is rejected at the start, nothing is decoded
 /// twice, and fields can be found by name in any order. The memory of the record is proportional to
 /// the payload. Texts that are verbatim in the payload are not copied: the reader and its bytes
-/// must stay alive and unchanged until `endDeserialize` or `reset`. The entries of a typed array
-/// are those of an array of elements. The typed getters read typed and plain arrays as a whole, and
+/// must stay alive and unchanged until `endDeserialize` or `reset`. A typed array has the same
+/// entries as an array of elements. The typed getters read typed and plain arrays as a whole, and
 /// check the kind and range of every element.
 ///
 /// Numbers: the entry of an integer is an `Int64` or, above its range, a `UInt64`. Integer getters
