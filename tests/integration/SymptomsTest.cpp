@@ -69,7 +69,7 @@ TEST_F(SymptomsTest, CodeWithoutAMessageIsNotAnError) {
     EXPECT_TRUE(Response::createErrorResponse(400, "why").isErrorResponse());
 }
 
-TEST_F(SymptomsTest, RejectedRequestDestroysAHandlerOfAConvertedPointer) {
+TEST_F(SymptomsTest, RejectedRequestDestroysATemporaryPointer) {
     expectRow("no answer at all, `actionRequest` returned null, the handler is still there");
     expectRow("no answer at all, `actionRequest` returned null and the handler is gone, although");
     Mounted mounted("/lamp");
@@ -158,7 +158,7 @@ TEST_F(SymptomsDeathTest, ExceptionFromOnNextEndsTheProcess) {
                  "terminate called(.|\n)*of the client");
 }
 
-TEST_F(SymptomsTest, ExceptionFromOnNextPropagatesThroughTheResourceHandler) {
+TEST_F(SymptomsTest, ExceptionFromOnNextReachesTheResourceHandler) {
     Mounted mounted("/lamp");
     std::string caught;
     mounted.resource.onRequest = [&](IResponseHandler<Response>& handler) {

@@ -67,7 +67,7 @@ TEST(MillionLevels, AreDestroyedByEveryRemovingOperation) {
     });
 }
 
-TEST(MillionLevels, ArePrintedAsAPayloadThatReadersReject) {
+TEST(MillionLevels, ArePrintedButRejectedByReaders) {
     runOnSmallStack([] {
         const Payload payload = Payload::createFromConfig(*deepTree(LEVELS));
         EXPECT_EQ(payload.size(), PRINTED);

@@ -109,7 +109,7 @@ INSTANTIATE_TEST_SUITE_P(
         Row{Moment::CANCELLATION, Call::ASK, 1, 0},
         Row{Moment::CANCELLATION, Call::SHUTDOWN, 1, 1}));
 
-TEST(LateEntryTest, NextShutdownCancelsAnEntryStoredDuringAShutdown) {
+TEST(LateEntryTest, NextShutdownCancelsALateEntry) {
     Ticket ticket;
     ComposedService composed;
     ticket.script = [&composed](Moment moment) {
@@ -168,7 +168,7 @@ private:
     std::unique_ptr<IResponseHandler<Response>> handler_;
 };
 
-TEST(DestructionTest, CallbackCanCallTheServiceAndFindsNoResource) {
+TEST(DestructionTest, CallbackFindsNoResource) {
     const test::Reports reports;
     Ticket ticket, nested;
     std::map<std::string, std::unique_ptr<IResourceHandler>> handlers;

@@ -148,7 +148,7 @@ protected:
 constexpr int THREADS = 8;
 constexpr int ROUNDS = 60;
 
-TEST_F(StreamTest, CancellationThatStopsTheAlarmEndsTheValues) {
+TEST_F(StreamTest, CancellationEndsTheValues) {
     watchdog.enter("cancelling streams from outside");
     test::runOnThreads(THREADS, [this](int) {
         for (int round = 0; round < ROUNDS * test::stressFactor(); ++round) {
@@ -184,7 +184,7 @@ TEST_F(StreamTest, CallbackAndAnotherThreadCanCancelConcurrently) {
     EXPECT_EQ(ticker->failures, 0);
 }
 
-TEST_F(StreamTest, ShutdownStopsStreamsThatAreSendingOrStarting) {
+TEST_F(StreamTest, ShutdownStopsAllStreams) {
     for (int round = 0; round < 30 * test::stressFactor(); ++round) {
         watchdog.enter("shutting streams down");
         makeService();

@@ -145,7 +145,7 @@ protected:
                   [] { return false; }, Display(out)};
 };
 
-TEST_F(OwnRootTest, ResponseThatIsNotAListIsNotPrinted) {
+TEST_F(OwnRootTest, ResponseWithoutAListIsNotPrinted) {
     root.onRequest = [](kova::IResponseHandler<Response>& handler) {
         handler.onNext(Response(200, Payload::createFromJSON("5")));
     };
@@ -239,7 +239,7 @@ TEST_F(ClientTest, PrintsNothingForACancelledRequest) {
     EXPECT_EQ(out.str(), "");
 }
 
-TEST_F(ClientTest, RequestThatEndsInsideTheCallIsNotPending) {
+TEST_F(ClientTest, RequestAnsweredImmediatelyIsNotPending) {
     answerWith(Response(200));
     resource.handle = &resource;  // a handle in spite of the completed request
     run("retrieve /r");

@@ -156,7 +156,7 @@ TEST(LineReaderTest, SignalsBeyondThePipeCapacityDoNotBlock) {
 // Exit statuses of a child process that reads lines.
 enum Outcome { STOPPED = 10, ENDED = 11 };
 
-TEST(LineReaderTest, SignalsStopAProcessThatWaitsForALine) {
+TEST(LineReaderTest, SignalsStopAWaitingProcess) {
     for (const int signal : {SIGINT, SIGTERM}) {
         for (int round = 0; round < 20; ++round) {
             Pipe lines;

@@ -270,7 +270,7 @@ TEST_F(ProgramTest, QuitAndShutdownEndPendingStreams) {
     run({"watch /system/load", "quit now"});
 }
 
-TEST_F(ProgramTest, RequestsCarryTheClientIdAndTheToken) {
+TEST_F(ProgramTest, RequestsContainTheClientIdAndTheToken) {
     ASSERT_EQ(setenv("ZEL_CONFIG_KOVA_AGT", "a-secret-token", 1), 0);
     const std::string output = run({"--client", "me", "retrieve", "/about/request"});
     unsetenv("ZEL_CONFIG_KOVA_AGT");
@@ -422,7 +422,7 @@ TEST_F(ProgramTest, SignalEndsTheReadingOfLines) {
     EXPECT_THAT(program.output(), Not(HasSubstr("half")));
 }
 
-TEST_F(ProgramTest, SignalEndsAWaitAndSkipsTheRemainingRequests) {
+TEST_F(ProgramTest, SignalEndsAWaitForResponses) {
     const std::string first = "update /store/a 1";
     const std::string last = "update /store/b 2";
     Program lines(folder.path(), {});

@@ -191,7 +191,7 @@ TEST_F(StoreDocumentTest, VeryLongPathIsNotFound) {
 
 // Changes that could not be read back
 
-TEST_F(StoreDocumentTest, RejectsAKeyThatIsNotUtf8) {
+TEST_F(StoreDocumentTest, RejectsANonUtf8Key) {
     StoreDocument document = opened("{}");
     EXPECT_EQ(document.update({"\xff"}, json("1")), Result::Conflict);
     EXPECT_EQ(textOf(document), "{}");
@@ -438,7 +438,7 @@ long countUntilKilled(const std::string& file, std::mt19937& random) {
     return saved;
 }
 
-TEST_F(StoreDocumentTest, KilledProcessLeavesTheCompleteOldOrNewDocument) {
+TEST_F(StoreDocumentTest, KilledProcessLeavesACompleteDocument) {
     long counter = 0;
     opened("{\"counter\":0,\"ballast\":\"" + std::string(50000, 'x') + "\"}");
     std::mt19937 random(1);

@@ -169,7 +169,7 @@ TEST_F(SystemHandlerTest, StreamsAreIndependent) {
     }
 }
 
-TEST_F(SystemHandlerTest, StreamWithAFailedFirstValueIsNotPending) {
+TEST_F(SystemHandlerTest, FailedFirstValueEndsTheStream) {
     const auto answer = std::make_shared<Answer>();
     EXPECT_EQ(open(answer, "/system/load"), nullptr);
     EXPECT_EQ(answer->code(), 503);
@@ -198,7 +198,7 @@ TEST_F(SystemHandlerTest, StreamCompletesWhenTheResponseHandlerStopsIt) {
     }
 }
 
-TEST_F(SystemHandlerTest, StreamThatEndsImmediatelyDoesNotAffectTheNext) {
+TEST_F(SystemHandlerTest, ImmediateEndDoesNotAffectTheNextStream) {
     serve(NEVER);
     for (int round = 0; round < 100; ++round) {
         const auto satisfied = std::make_shared<Answer>();

@@ -157,7 +157,7 @@ TEST_F(SystemInfoTest, ReturnsNullIfTheFileIsMissing) {
     }
 }
 
-TEST_F(SystemInfoTest, FolderInPlaceOfTheFileHasNoFacts) {
+TEST_F(SystemInfoTest, FolderHasNoFacts) {
     for (const std::string& name : info.names()) {
         std::filesystem::create_directory(fileOf(name));
         const auto facts = info.read(name);

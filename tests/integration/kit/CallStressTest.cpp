@@ -216,7 +216,7 @@ TEST_F(CallStressTest, TwoThreadsCancelTheSameHandles) {
 }
 
 // Callbacks reset their own call and those of other threads.
-TEST_F(CallStressTest, CallbacksThatResetEachOtherNeitherCrashNorHang) {
+TEST_F(CallStressTest, MutualResetInCallbacksDoesNotHang) {
     struct Slot {
         std::mutex mutex;
         kit::Subscription call;

@@ -81,7 +81,7 @@ TEST(ErrorTest, ConvertsToAResponseAndBack) {
     EXPECT_EQ(error.toString(), "404 Not Found: no such lamp");
 }
 
-TEST(ErrorTest, EmptyMessageIsReplacedByTheTextOfTheCode) {
+TEST(ErrorTest, TextOfTheCodeReplacesAnEmptyMessage) {
     const Error error{504, ""};
     EXPECT_TRUE(error.toResponse().isErrorResponse());
     EXPECT_EQ(Error::of(error.toResponse()), (Error{504, "Gateway Timeout"}));

@@ -66,7 +66,7 @@ TEST(BlobTest, SharesAnArray) {
     EXPECT_EQ(none.size, 0U);
 }
 
-TEST(BlobTest, SharesBytesOfAPointerWithACustomDeleter) {
+TEST(BlobTest, SharesBytesWithACustomDeleter) {
     int freed = 0;
     std::shared_ptr<unsigned char> bytes(new unsigned char[2]{'a', 'b'},
                                          [&freed](unsigned char const* array) {

@@ -34,7 +34,7 @@ TEST(HeadersTest, RequestInfoIsWrittenFieldByField) {
               R"("$service-path":"/svc"})");
 }
 
-TEST(HeadersTest, EmptyFieldsOfRequestInfoAreNotWritten) {
+TEST(HeadersTest, EmptyFieldsAreNotWritten) {
     Response response(200);
     appendRequestInfo(RequestInfo("update", "/a", "/svc", ""), response);
     EXPECT_EQ(kova::test::toJson(response.getHeader()),

@@ -86,7 +86,7 @@ INSTANTIATE_TEST_SUITE_P(Url, UrlPieces, testing::ValuesIn(PIECES));
 
 class UrlWithoutDelimiter : public testing::TestWithParam<char const*> {};
 
-TEST_P(UrlWithoutDelimiter, LeavesThePiecesOfAHostInBracketsEmpty) {
+TEST_P(UrlWithoutDelimiter, LeavesThePiecesEmpty) {
     const url parsed(GetParam());
     EXPECT_EQ(parsed.toString(), "");
     EXPECT_EQ(parsed.scheme(), "");
@@ -320,7 +320,7 @@ TEST(Url, ParseIpv6ReturnsNothingOutsideTheText) {
     EXPECT_FALSE(url::parseIpv6("http://[::1]", std::string::npos));
 }
 
-TEST(Url, InitKeepsTheUserinfoWhenIpv6TextHasNone) {
+TEST(Url, InitKeepsTheUserinfoOfTheFormerText) {
     url parsed("http://user@host/path");
     parsed.init("x://[::1]/p");
     EXPECT_EQ(parsed.userinfo(), "user");

@@ -18,7 +18,7 @@ template <int WIDTH, typename Field>
 constexpr bool
     COMPILES<WIDTH, Field, std::void_t<decltype(digits<WIDTH>(std::declval<Field&>()))>> = true;
 
-TEST(DigitsTest, FieldThatCannotHoldAllDigitsDoesNotCompile) {
+TEST(DigitsTest, TooNarrowFieldDoesNotCompile) {
     static_assert(COMPILES<2, std::uint8_t> && !COMPILES<3, std::uint8_t>);
     static_assert(COMPILES<2, std::int8_t> && !COMPILES<3, std::int8_t>);
     static_assert(COMPILES<2, const std::uint8_t> && !COMPILES<3, const std::uint8_t>);

@@ -166,7 +166,7 @@ TYPED_TEST(EnumTextTest, IsReadBackFromPayloadsAndTrees) {
     });
 }
 
-TYPED_TEST(EnumTextTest, TargetIsUnchangedByOtherTextsAndOtherKinds) {
+TYPED_TEST(EnumTextTest, OtherTextsAndKindsLeaveTheTargetUnchanged) {
     const auto former = static_cast<TypeParam>(1);
     TypeParam target = former;
     EXPECT_TRUE(test::readPayload(mimetypes::JSON, "\"no such text\"", target));

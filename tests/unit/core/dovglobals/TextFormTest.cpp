@@ -165,7 +165,7 @@ TYPED_TEST(TextFormTest, IsReadBackFromPayloadsAndTrees) {
     }
 }
 
-TYPED_TEST(TextFormTest, TargetIsUnchangedByARejectedText) {
+TYPED_TEST(TextFormTest, RejectedTextLeavesTheTargetUnchanged) {
     const std::vector<std::string> refused = {"", this->sample_.ascending[1] + " ",
                                               this->sample_.failing};
     for (const std::string& text : refused) {
@@ -178,7 +178,7 @@ TYPED_TEST(TextFormTest, TargetIsUnchangedByARejectedText) {
     }
 }
 
-TYPED_TEST(TextFormTest, TargetIsUnchangedByOtherKinds) {
+TYPED_TEST(TextFormTest, OtherKindsLeaveTheTargetUnchanged) {
     TypeParam target = this->value(0);
     EXPECT_TRUE(test::readPayload(mimetypes::JSON, "20190307", target));
     EXPECT_TRUE(test::readPayload(mimetypes::AXOBin, "\x01", target));

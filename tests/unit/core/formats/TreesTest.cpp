@@ -96,7 +96,7 @@ class Trees : public testing::Test {};
 using Implementations = testing::Types<Plain, Chosen>;
 TYPED_TEST_SUITE(Trees, Implementations);
 
-TYPED_TEST(Trees, DestroyDeletesNodesThatAreNotShared) {
+TYPED_TEST(Trees, DestroyDeletesUnsharedNodes) {
     int alive = 0;
     TypeParam::destroy(new Counted(alive));
     EXPECT_EQ(alive, 0);

@@ -258,7 +258,7 @@ TEST_F(Reading, SecondReadNeedsAReset) {
     EXPECT_FALSE(deserializer.endDeserialize());
 }
 
-TEST_F(Reading, FailedEndKeepsThePositionOfTheFirstRead) {
+TEST_F(Reading, FailedEndKeepsThePosition) {
     auto* deserializer = &begin("{}");
     ASSERT_FALSE(deserializer->beginStruct(nullptr));
     ASSERT_FALSE(deserializer->beginDeserialize(nullptr, nullptr));

@@ -271,7 +271,7 @@ TEST(DeserializeTree, UnknownEntriesAreIgnored) {
     EXPECT_EQ(array, *parseTree("[1]"));
 }
 
-TEST(DeserializeTree, EndOfDataAndTypedArraysFail) {
+TEST(DeserializeTree, UnexpectedEndsAndTypedArraysFail) {
     std::vector<unsigned int> failures = {0, 1};
     for (unsigned int number = 16; number <= 29; ++number) {
         failures.push_back(number);
@@ -343,7 +343,7 @@ TEST(DeserializeTree, DerivedDeserializerIsReadByItsEntries) {
 /// Overrides nothing, but is read by its entries, because it could.
 class Derived : public util::serializer::JSONStructuredPullDeserializerOld {};
 
-TEST(DeserializeTree, WholeReadAndEntryReadReturnTheSameTree) {
+TEST(DeserializeTree, BothReadersReturnTheSameTree) {
     kova::test::RandomTrees trees(2);
     for (int i = 0; i < 100; ++i) {
         const std::string json = R"({"tree":)" + kova::test::toJson(*trees.next()) + "}";

@@ -185,7 +185,7 @@ TEST(ServiceResponseHandlerTest, MatchesTheNestedWrappersForAllEventSequences) {
     }
 }
 
-TEST(ServiceResponseHandlerTest, MatchesTheNestedWrappersForEventsOfATraceSink) {
+TEST(ServiceResponseHandlerTest, MatchesTheNestedWrappersForTraceSinkEvents) {
     for (Play play : playsOfUpTo(2)) {
         for (const Event& event : EVENTS) {
             play.fromSink = &event;

@@ -193,7 +193,7 @@ TEST_F(ServiceTest, EventsReachTheCallerUntilTermination) {
     EXPECT_EQ(events, (Events{"next 299", "completed"}));
 }
 
-TEST_F(ServiceTest, CancellationReachesTheHandlerOnceWithItsOwnHandle) {
+TEST_F(ServiceTest, CancellationReachesTheHandlerOnce) {
     a.handle = handleOf(42);
     void* const handle = ask("/a");
     test::Traces traces(CHANNEL, 3);
@@ -234,7 +234,7 @@ TEST_F(ServiceTest, RequestStaysPendingAfterOnNextReturnsTrue) {
     EXPECT_EQ(a.cancelled.size(), 1U);
 }
 
-TEST_F(ServiceTest, EntryStoredAfterTerminationStaysUntilItIsCancelled) {
+TEST_F(ServiceTest, EntryStoredAfterTerminationStaysPending) {
     a.handle = handleOf(5);
     a.onRequest = [](IResponseHandler<Response>& handler) { handler.onCompleted(); };
     test::Traces traces(CHANNEL, 3);
@@ -262,7 +262,7 @@ TEST_F(ServiceTest, HandlerDestroyedWithoutTerminationLeavesAStaleEntry) {
     EXPECT_EQ(a.cancelled, std::vector<void*>{handleOf(5)});
 }
 
-TEST_F(ServiceTest, HandlerTerminatedBeforeItIsDestroyedLeavesNoEntry) {
+TEST_F(ServiceTest, TerminationBeforeDestructionLeavesNoEntry) {
     a.handle = handleOf(5);
     ask("/a");
     a.asked[0].handler->onCompleted();
@@ -304,7 +304,7 @@ TEST_F(ServiceTest, StaleEntryPreventsCancellationOfALaterRequest) {
     EXPECT_EQ(a.asked.size(), 1U) << "the later request is still pending";
 }
 
-TEST_F(ServiceTest, SecondRequestWithTheSameHandleDoesNotReplaceThePendingEntry) {
+TEST_F(ServiceTest, SecondRequestDoesNotReplaceAPendingEntry) {
     // Two requests with the same service handle, the null one: neither has a response handler.
     StaticComposedKovaServiceImpl impl({});
     a.handle = handleOf(1);

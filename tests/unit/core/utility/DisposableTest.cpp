@@ -104,7 +104,7 @@ TEST_F(DisposableTest, AssignmentToItselfDoesNothing) {
     EXPECT_EQ(calls, 1);
 }
 
-TEST_F(DisposableTest, DisposingInsideTheFunctionDoesNotCallItAgain) {
+TEST_F(DisposableTest, NestedDisposeDoesNotCallTheFunctionAgain) {
     std::optional<Disposable> disposable;
     bool again = false;
     disposable.emplace([&] {

@@ -106,7 +106,7 @@ void exitWithSetClientId() {
     std::exit(taken ? EXIT_SUCCESS : EXIT_FAILURE);
 }
 
-TEST(TraceClientId, IsTheIdThatWasSet) {
+TEST(TraceClientId, ReturnsTheConfiguredId) {
     EXPECT_EXIT(exitWithSetClientId(), testing::ExitedWithCode(EXIT_SUCCESS), "");
 }
 

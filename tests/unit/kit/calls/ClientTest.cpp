@@ -316,7 +316,7 @@ TEST_F(ClientTest, GetFailsOnTheOnlyThreadOfItsService) {
     EXPECT_EQ(error, "retrieve '/inner' would wait for the worker that all of its threads wait in");
 }
 
-TEST_F(ClientTest, GetSucceedsOnOneOfTwoThreadsOfItsService) {
+TEST_F(ClientTest, GetSucceedsIfItsServiceHasTwoThreads) {
     WorkerService served(2);
     Client own(served);
     served.serve = [&](const std::string& path) -> std::string {

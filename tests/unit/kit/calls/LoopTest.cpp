@@ -56,7 +56,7 @@ TEST_F(LoopTest, CallbacksRunInRunReady) {
     EXPECT_EQ(threads, (std::vector<std::thread::id>(2, std::this_thread::get_id())));
 }
 
-TEST_F(LoopTest, FunctionPostedInACallbackRunsInTheNextRound) {
+TEST_F(LoopTest, PostedFunctionRunsInTheNextRound) {
     int runs = 0;
     loop.tryPost([&] {
         ++runs;

@@ -66,7 +66,7 @@ struct RepeatingAlarm {
     Alarm alarm;
 };
 
-TEST(AlarmEngineTest, DisarmStopsAnAlarmThatItsCallbackKeepsArming) {
+TEST(AlarmEngineTest, DisarmStopsAnAlarmThatRearmsItself) {
     AlarmTimer timer;
     runOnFourThreads([&timer](unsigned int seed) {
         std::minstd_rand random(seed + 1);

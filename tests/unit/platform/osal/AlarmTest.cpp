@@ -53,7 +53,7 @@ TEST_F(AlarmTest, RunsOnceAfterItsDelay) {
     EXPECT_EQ(alarm.calls, 1);
 }
 
-TEST_F(AlarmTest, DelayOfZeroOrLessIsDueAtOnce) {
+TEST_F(AlarmTest, DelayOfZeroOrLessIsDueImmediately) {
     for (const milliseconds delay : {milliseconds(0), milliseconds(-1), milliseconds::min()}) {
         TestAlarm alarm(timer, doNothing);
         ASSERT_FALSE(alarm.alarm.arm(delay));

@@ -82,7 +82,7 @@ TEST(AlarmTimerTest, ThreadRestartsAfterACallbackDestroyedTheLastAlarm) {
     clock.settle();
 }
 
-TEST(AlarmTimerTest, CanBeDestroyedAfterACallbackDestroyedTheLastAlarm) {
+TEST(AlarmTimerTest, CanBeDestroyedAfterItsLastAlarm) {
     for (int round = 0; round < 100; ++round) {
         ManualClock clock;
         AlarmTimer timer(clock);

@@ -124,7 +124,7 @@ TEST(UUIDTest, BytesWithoutVersionAreStoredVerbatim) {
     EXPECT_EQ(zel::UUID(BYTES).version(), 1);
 }
 
-TEST(UUIDTest, OrderIsTheSameAsThatOfTheTexts) {
+TEST(UUIDTest, OrderEqualsTheOrderOfTheTexts) {
     std::vector<zel::UUID> ascending = {zel::UUID()};
     for (std::size_t i = 16; i-- > 0;) {
         for (const int byte : {0x01, 0x7F, 0x80, 0xFF}) {

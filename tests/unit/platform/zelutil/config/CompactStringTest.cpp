@@ -79,7 +79,7 @@ TEST(CompactStringTest, AssignmentReplacesTheText) {
     }
 }
 
-TEST(CompactStringTest, FailedAssignmentFromATextChangesNothing) {
+TEST(CompactStringTest, FailedAssignmentChangesNothing) {
     CompactString string{std::string_view(SHORT)};
     EXPECT_EQ(kova::test::failEveryAllocation([&] {
                   try {
@@ -158,7 +158,7 @@ TEST(CompactStringTest, PrintsItsBytes) {
     EXPECT_EQ(out.str(), "text|" + LONG);
 }
 
-TEST(CompactStringTest, CopyAssignmentWithoutMemoryThrowsAndChangesNothing) {
+TEST(CompactStringTest, FailedCopyAssignmentChangesNothing) {
     const CompactString text{std::string_view(LONG)};
     CompactString other("other");
     bool thrown = false;

@@ -132,7 +132,7 @@ TEST(EntriesTest, RandomInsertionsAndRemovalsMatchStdMap) {
     pair.check();
 }
 
-TEST(EntriesTest, SwapExchangesAndClearRemovesAllEntries) {
+TEST(EntriesTest, SwapAndClearAffectAllEntries) {
     Entries a;
     Entries b;
     *a.slot("k") = &one;

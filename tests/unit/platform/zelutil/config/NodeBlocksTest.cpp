@@ -104,7 +104,7 @@ TEST(NodeBlocksTest, NodeReleasesFreesNodesOfEveryType) {
     EXPECT_EQ(FailingAllocations::liveBlocks(), before);
 }
 
-TEST(NodeBlocksTest, NodeReleasesKeepsTheOtherNodesOfABlock) {
+TEST(NodeBlocksTest, NodeReleasesKeepsOtherNodes) {
     const long before = FailingAllocations::liveBlocks();
     {
         auto nodes = integers(100);
@@ -132,7 +132,7 @@ TEST(NodeBlocksTest, NodesCanBeDeletedWhileTheBlockIsFilled) {
     }
 }
 
-TEST(NodeBlocksTest, MakeReturnsNullWithoutMemoryAndKeepsExistingNodes) {
+TEST(NodeBlocksTest, MakeReturnsNullWithoutMemory) {
     for (const std::size_t total : {2 * NodeBlocks::sizeOf<ValueString>(), std::size_t{100000}}) {
         NodeBlocks blocks(total);
         {

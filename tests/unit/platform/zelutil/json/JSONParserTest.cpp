@@ -204,7 +204,7 @@ TEST(JSONParserTest, TextIsNotReadPastItsEnd) {
     }
 }
 
-TEST(JSONParserTest, TopLevelScalarSucceedsWithoutADictionaryOrArray) {
+TEST(JSONParserTest, TopLevelScalarLeavesTheOutputsNull) {
     Dictionary someDictionary;
     Array someArray;
     JSONParser parser(false);

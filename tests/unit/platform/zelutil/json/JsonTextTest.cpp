@@ -165,7 +165,7 @@ TEST(JsonTextTest, CharactersAcrossPieceBoundariesAreComplete) {
     EXPECT_EQ(repaired(std::string(5000, '\x80')), '"' + tail + '"');
 }
 
-TEST(JsonTextTest, PieceEndsAtACharacterBoundaryWithinTheLimit) {
+TEST(JsonTextTest, PieceEndsBetweenCharacters) {
     EXPECT_EQ(json::pieceSize("abc", 4), 3U);
     EXPECT_EQ(json::pieceSize("abcde", 4), 4U);
     EXPECT_EQ(json::pieceSize("abc€", 4), 3U);

@@ -90,7 +90,7 @@ TEST(IStructuredPullDeserializerTest, ScopesSucceedByDefault) {
     EXPECT_FALSE(reader.endOption());
 }
 
-TEST(IStructuredPullDeserializerTest, GetEmptyElementReportsNoEmptyElementsByDefault) {
+TEST(IStructuredPullDeserializerTest, ElementsAreNotEmptyByDefault) {
     MinimalReader reader;
     bool empty = true;
     EXPECT_FALSE(reader.getEmptyElement(empty));

@@ -342,7 +342,7 @@ TEST(PullFromPushBracketsTest, EntriesCoverTheWholePayload) {
     EXPECT_FALSE(pull.endDeserialize());
 }
 
-TEST(PullFromPushBracketsTest, TypedArrayProducesTheEntriesOfAPlainArray) {
+TEST(PullFromPushBracketsTest, TypedArrayHasTheEntriesOfAPlainArray) {
     BinaryPull shorts("d849440001ffff");
     EXPECT_EQ(codesOf(shorts), (Codes{15, 35, 10, 36, 35, 10, 36, 30, 1}));
     BinaryPull floats("d851443fc00000");
@@ -362,7 +362,7 @@ TEST(PullFromPushBracketsTest, EntriesContainTheirValues) {
     EXPECT_EQ(pull.peekNextEntry()->text, "name");
 }
 
-TEST(PullFromPushBracketsTest, PeekingConsumesNothingAndCombinesWithTypedReads) {
+TEST(PullFromPushBracketsTest, PeekingConsumesNothing) {
     JsonPull pull("[1,[2]]");
     std::int32_t number = 0;
     EXPECT_EQ(pull.getNextEntry()->type, EntryType::ArrayBegin);

@@ -292,7 +292,7 @@ TEST(PullFromPushDeserializerTest, ArrayReadConsumesOnlyTheArray) {
 
 // ---- session
 
-TEST(PullFromPushDeserializerTest, ReadsBeforeBeginAndAfterEndFail) {
+TEST(PullFromPushDeserializerTest, ReadsOutsideAPayloadFail) {
     payloads::JSONStructuredPushDeserializerOld source;
     PullFromPushDeserializer pull(&source);
     util::ByteBufferReader reader = payloads::readerOf("1");

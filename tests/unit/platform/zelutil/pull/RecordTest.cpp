@@ -66,7 +66,7 @@ TEST(RecordTreeTest, GetRestReadsOnlyTheRemainingItems) {
     EXPECT_FALSE(pull.endDeserialize());
 }
 
-TEST(RecordTreeTest, GetRestKeepsExistingItemsAndReplacesEqualKeys) {
+TEST(RecordTreeTest, GetRestKeepsExistingItems) {
     JsonPull pull(R"({"a": [3], "b": 2})");
     Dictionary out;
     out.add("a", new ValueString("former"));

@@ -248,7 +248,7 @@ TEST_P(FormatSerializerTest, EndOfAnIncompletePayloadFails) {
     EXPECT_EQ(written, 12345U);
 }
 
-TEST_P(FormatSerializerTest, WritesBeforeBeginAndAfterEndFail) {
+TEST_P(FormatSerializerTest, WritesOutsideAPayloadFail) {
     const auto other = make(GetParam());
     for (const auto& [word, call] : CALLS) {
         EXPECT_TRUE(call(*other)) << word;

@@ -251,7 +251,7 @@ const ReadRow READ_ROWS[] = {
      "expected the end of the payload, found an element (byte 1)"},
 };
 
-TEST_F(PayloadErrorTest, FailedReadsNameTheExpectedAndTheFoundValue) {
+TEST_F(PayloadErrorTest, FailedReadsNameTheExpectedValue) {
     for (const ReadRow& row : READ_ROWS) {
         JsonPull pull(row.json);
         EXPECT_TRUE(row.read(pull)) << row.json;
