@@ -175,7 +175,7 @@ void enterLateness(char const* contestant, Make make) {
 class RecordingAlarm {
 public:
     SteadyClock::duration wait() {
-        alarm_.stop();  // waits for the last call to return, as `start` would do, too
+        alarm_.stop();  // waits for the last call to return, as `start` also would
         std::unique_lock lock(mutex_);
         when_.reset();
         const auto due = SteadyClock::now() + DELAY;

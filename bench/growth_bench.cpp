@@ -180,8 +180,8 @@ void moveToCore(long number) {
     pthread_setaffinity_np(pthread_self(), sizeof own, &own);
 }
 
-/// Sends requests to one service from `count` threads at once. Returns the time per request on the
-/// given clock.
+/// Sends requests to one service from `count` threads at the same time. Returns the time per
+/// request on the given clock.
 double secondsOfRequest(StaticComposedKovaService& service, long count, clockid_t clock) {
     constexpr long REQUESTS = 50'000;
     std::atomic<long> ready{0};

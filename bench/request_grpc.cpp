@@ -61,7 +61,7 @@ private:
         return queue_->Next(&tag, &ok);
     }
 
-    // Only the addresses are used, as the tags of the events.
+    // Only the addresses of these members are used, as the tags of the events.
     char asked_ = 0;
     char left_ = 0;
     char answered_ = 0;

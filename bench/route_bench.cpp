@@ -20,7 +20,7 @@ namespace kova::bench {
 
 namespace {
 
-/// A resource that destroys the response handler at once, so that routing dominates the cost.
+/// A resource that destroys the response handler immediately, so that routing dominates the cost.
 class NullResource : public IResourceHandler {
 public:
     void* actionRequest(const Request&, std::unique_ptr<IResponseHandler<Response>>&&,

@@ -1,4 +1,4 @@
-// A field reader: it accepts no payload that a pull reader refuses, and reads the same values.
+// A field reader: it accepts no payload that a pull reader rejects, and reads the same values.
 #include "support/FieldWalk.h"
 #include "support/Fuzz.h"
 

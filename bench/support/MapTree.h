@@ -10,7 +10,7 @@
 
 namespace kova::bench {
 
-/// A simple tree of std::map and std::vector, for parsers that do not have a tree of their own.
+/// A simple tree of std::map and std::vector, for parsers that do not have a tree.
 struct MapTree {
     using Object = std::map<std::string, MapTree>;
     using Array = std::vector<MapTree>;

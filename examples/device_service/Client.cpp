@@ -94,7 +94,8 @@ void Client::send(kova::Request request) {
     std::unique_ptr<kova::IResponseHandler<kova::Response>> handler =
         std::make_unique<Printer>(*this, number);
     void* const handle = service_->actionRequest(request, std::move(handler));
-    // cppcheck-suppress accessMoved ; a service that refuses does not move from the handler
+    // cppcheck-suppress accessMoved ; a service that rejects the request does not move from the
+    // handler
     const bool refused = handler != nullptr;
     if (!follow(number, handle)) {
         giveUp(number, refused ? "refused: the service is shut down" : "no answer");
@@ -232,7 +233,7 @@ void Client::fail(unsigned long number, const kova::Response& error) {
     tell(number, true, [&] {
         display_.complain("  #" + std::to_string(number) + " error " + textOf(error),
                           error.getErrorMessageWithCode());
-        // An error counts as refused even if its code is a success.
+        // An error counts as rejected even if its code is a success.
         note(std::max(exitstatus::REFUSED, exitstatus::of(error.getStatusCode())));
     });
 }

@@ -89,8 +89,8 @@ ClockHandler::~ClockHandler() {
         requests.swap(requests_);
         retired.swap(retired_);
     }
-    // The alarms are destroyed without the lock: that waits for the running callback, which locks
-    // it.
+    // The alarms are destroyed without the lock, because their destructors wait for the running
+    // callback, which acquires the lock.
 }
 
 void* ClockHandler::actionRequest(const kova::Request& request, Handler&& handler,
@@ -118,8 +118,8 @@ kova::Response ClockHandler::respond(const kova::Request& request, unsigned shor
     });
 }
 
-// Sends the first value before the request becomes pending, so that a stream that ends with this
-// value never is pending.
+// Sends the first value before the request becomes pending. A stream that ends with this value thus
+// never becomes pending.
 void* ClockHandler::openStream(const kova::Request& request, Handler&& handler) {
     auto stream =
         std::make_shared<Pending>(request, statuscodes::STREAM, false, std::move(handler));

@@ -47,7 +47,8 @@ Answer ask(kova::IKovaApi& service, const kova::Request& request,
     std::future<Answer> answer = promise.get_future();
     void* handle = nullptr;
     {
-        // Destroyed at the end of the block if the service refuses it, which fulfils the promise.
+        // If the service rejects the request, the handler is destroyed at the end of the block,
+        // which fulfils the promise.
         std::unique_ptr<kova::IResponseHandler<kova::Response>> handler =
             std::make_unique<FirstEvent>(std::move(promise));
         handle = service.actionRequest(request, std::move(handler));

@@ -37,7 +37,7 @@ public:
     bool isEmpty() const { return bytes_.empty(); }
     /// Consumes and returns one byte.
     std::uint8_t byte() { return static_cast<std::uint8_t>(take(1).append(1, '\0')[0]); }
-    /// Consumes and returns the text up to the next line feed. The line feed is consumed, too.
+    /// Consumes the text up to the next line feed, and the line feed. Returns the text.
     std::string line() {
         const std::string text = take(bytes_.find('\n'));
         bytes_.remove_prefix(bytes_.empty() ? 0 : 1);

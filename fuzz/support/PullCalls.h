@@ -6,8 +6,8 @@
 
 namespace fuzz {
 
-/// Calls one of the functions of the pull interface, which `number` selects. Returns true if it
-/// fails. Requires that a getter which fails leaves its output unchanged.
+/// Calls the function of the pull interface that `number` selects. Returns true if the call fails.
+/// Requires that a failing getter leaves its output unchanged.
 bool callPull(util::serializer::PullFromPushDeserializer& pull, std::uint8_t number);
 
 }  // namespace fuzz

@@ -4,15 +4,15 @@
 #include <string>
 #include <vector>
 
-/// A reference implementation of the rules in `kova/core/SemVer.h`, written one rule after the
-/// other. Versions are passed as texts, as there.
+/// A reference implementation of the rules in `kova/core/SemVer.h`, which evaluates one rule after
+/// the other. Versions are passed as texts, as in that header.
 namespace fuzz::rules {
 
-/// Returns the choice if one version is offered.
+/// Returns the result for one offered version.
 std::optional<std::string> chooseOne(const std::string& wanted, const std::string& offered,
                                      bool backwardOnly);
 
-/// Returns the choice among several offered versions. Sorts the compatible ones.
+/// Returns the result for several offered versions. Sorts the compatible versions.
 std::optional<std::string> choose(const std::string& wanted,
                                   const std::vector<std::string>& offered, bool backwardOnly);
 

@@ -12,7 +12,8 @@ bool isWord(char c) {
     return std::isalnum(static_cast<unsigned char>(c)) != 0 || c == '_';
 }
 
-// Returns the position after the literal or comment that begins at `at`, or `at` if none does.
+// Returns the position after the literal or comment that begins at `at`. Returns `at` if no literal
+// or comment begins there.
 std::size_t skipText(std::string_view source, std::size_t at) {
     const std::string_view rest = source.substr(at);
     const auto after = [&](std::string_view end, std::size_t from) {
@@ -59,7 +60,7 @@ std::string codeOf(std::string_view source) {
     return code;
 }
 
-// Returns the position of the brace that closes the one at `open`.
+// Returns the position of the brace that closes the brace at `open`.
 std::size_t closing(const std::string& code, std::size_t open) {
     int depth = 0;
     for (std::size_t at = open; at < code.size(); ++at) {
@@ -77,7 +78,7 @@ std::size_t lastBefore(const std::string& code, std::size_t end) {
     return at == std::string::npos ? 0 : at;
 }
 
-// Returns the word that ends at `last`, which is empty if there is no letter.
+// Returns the word that ends at `last`, or an empty text if no word ends there.
 std::string wordBefore(const std::string& code, std::size_t last) {
     std::size_t begin = last + 1;
     while (begin > 0 && isWord(code[begin - 1])) {
@@ -86,7 +87,7 @@ std::string wordBefore(const std::string& code, std::size_t last) {
     return code.substr(begin, last + 1 - begin);
 }
 
-// Returns the position of the parenthesis that the one at `close` closes.
+// Returns the position of the parenthesis that the parenthesis at `close` closes.
 std::size_t opening(const std::string& code, std::size_t close) {
     int depth = 0;
     for (std::size_t at = close + 1; at-- > 0;) {
@@ -113,7 +114,8 @@ std::set<std::string> wordsIn(std::string_view text) {
     return words;
 }
 
-// Returns the function whose body is between the braces, with no name if they are no body.
+// Returns the function whose body is between the braces. Its name is empty if the braces do not
+// enclose a function body.
 Function functionAt(const std::string& code, std::size_t open, std::size_t close) {
     static const std::set<std::string> QUALIFIERS = {"const", "noexcept", "override", "final"};
     static const std::set<std::string> STATEMENTS = {"if", "for", "while", "switch", "catch"};
@@ -156,7 +158,7 @@ bool asserts(const Function& function, const std::set<std::string>& asserting) {
     });
 }
 
-// Returns the names of the functions that assert, directly or through other ones.
+// Returns the names of the functions that assert, directly or through other functions.
 std::set<std::string> assertingNames(const std::vector<Function>& functions) {
     std::set<std::string> names;
     std::size_t before = 0;

@@ -27,7 +27,7 @@ constexpr Layer LAYERS[] = {
 };
 constexpr std::size_t CORE = 3;
 
-// The folders that public headers are included from.
+// The folders from which public headers are included.
 constexpr char const* PUBLIC_ROOTS[] = {"platform/osal/include", "platform/zelcommon/include",
                                         "platform/zelutil/include", "include"};
 
@@ -58,8 +58,8 @@ struct File {
 };
 
 // Returns the name between the quotes or brackets of an include directive, or nullopt for another
-// line. For a malformed directive the name is the rest of the line, and counts as quoted, so that
-// it is reported as not found.
+// line. For a malformed directive, returns the rest of the line as a quoted name, so that it is
+// reported as not found.
 std::optional<Include> readInclude(const std::string& text, int line) {
     const auto skipBlanks = [&text](std::size_t i) {
         return std::min(text.find_first_not_of(" \t", i), text.size());
@@ -134,7 +134,8 @@ private:
         }
     }
 
-    // Returns why the include violates a rule, or an empty text if it does not.
+    // Returns the reason why the include violates a rule, or an empty text if it does not violate
+    // one.
     std::string findViolation(const std::string& path, const File& file, const Include& include) {
         const auto target = find(path, file.layer, include.name);
         if (target == files_.end()) {

@@ -1,4 +1,5 @@
-// Every source has a test file in the mirrored place, or CONTRIBUTING.md says where it is tested.
+// Every source has a test file at the same place below tests/unit, or CONTRIBUTING.md names its
+// tests.
 #include <gtest/gtest.h>
 
 #include <filesystem>
@@ -13,8 +14,8 @@
 namespace kova::test {
 namespace {
 
-// Returns the test file of a source, or nothing for a source that is no part of a library or of the
-// larger example.
+// Returns the test file of a source. Returns nothing for a source that is not part of a library or
+// of the larger example.
 std::optional<std::string> testFileOf(const std::string& source) {
     static const std::pair<std::regex, char const*> PLACES[] = {
         {std::regex("src/(.*)\\.cpp"), "tests/unit/$1Test.cpp"},

@@ -1,7 +1,7 @@
 // Tests with published data for parsers. The environment variable KOVA_PUBLISHED_DATA names a
 // folder; the files can be anywhere below it. This project does not distribute the data: without
 // the folder, these tests are skipped. The unit tests of the parsers contain the examples of RFC
-// 8949 and JSON texts of their own.
+// 8949 and further JSON texts.
 #include <gtest/gtest.h>
 
 #include <cmath>

@@ -178,7 +178,8 @@ constexpr char const* NO_MESSAGE = "^(qemu: uncaught target signal 6[^\n]*\n)?$"
 
 TEST_F(SymptomsDeathTest, MutexMisuseEndsTheProcessSilently) {
     expectRow("the process ends with `Aborted` and no other message");
-    // Locked in the child, too: a mutex that the parent has locked belongs to another thread there.
+    // Locked again in the child: a mutex that the parent has locked belongs to another thread
+    // there.
     const auto lockTwice = [] {
         osal::Mutex mutex;
         mutex.lock();

@@ -50,7 +50,7 @@ constexpr char const* RARE_BINARY[] = {
     "d85140",         "a17f6161ff01", "a15f41ffff01", "81d84043010203", "d8405f43010203ff",
     "d85144 3f800000"};
 
-/// Payloads that are refused.
+/// Payloads that are rejected.
 constexpr char const* MALFORMED_BINARY[] = {"",
                                             "ff",
                                             "1c",

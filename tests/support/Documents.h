@@ -62,7 +62,7 @@ inline std::string normalized(const std::string& text) {
 /// Runs a command of a document at the top of the source tree and returns its standard output. The
 /// test fails if the command fails.
 inline std::string outputOf(const std::string& command) {
-    // Matches a program of the build at the beginning of a word, but not a path behind a "=".
+    // Matches a program of the build at the beginning of a word, but not a path after a "=".
     static const std::regex program("(^| )build/release/");
     const std::string started =
         std::regex_replace(command, program, "$1" KOVA_EMULATOR " build/release/");

@@ -70,8 +70,8 @@ inline bool readAnything(FieldReader& reader) {
     return false;
 }
 
-/// Reads with `reader` what the entry is. Returns nullopt if a call fails, or whether the value is
-/// that of the entry.
+/// Reads the value of the entry with `reader`. Returns nullopt if a call fails. Otherwise returns
+/// whether the value is that of the entry.
 inline std::optional<bool> readLike(FieldReader& reader, const Entry& entry) {
     const auto same = [](bool done, bool isEqual) {
         return done ? std::optional(isEqual) : std::nullopt;
@@ -129,11 +129,11 @@ inline std::optional<bool> readLike(FieldReader& reader, const Entry& entry) {
     }
 }
 
-/// What a field reader does with a payload, compared with a pull reader.
+/// The result of a comparison of a field reader with a pull reader.
 enum class Comparison {
     Same,     // reads the same values
-    Refused,  // refuses what the pull reader accepts
-    Both,     // both refuse
+    Refused,  // the field reader rejects a payload that the pull reader accepts
+    Both,     // both reject the payload
     Differs   // reads other values, or accepts what the pull reader refuses
 };
 

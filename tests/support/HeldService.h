@@ -12,8 +12,8 @@
 
 namespace kova::test {
 
-/// A service that keeps the response handlers of its requests, so that a test answers them when it
-/// wants to. A handle is the number of the request, from 1. Any thread may call any function.
+/// A service that keeps the response handlers of its requests, so that a test can answer them at
+/// any time. A handle is the number of the request, from 1. Any thread may call any function.
 class HeldService : public IKovaApi {
 public:
     using Handler = std::unique_ptr<IResponseHandler<Response>>;
@@ -21,7 +21,7 @@ public:
     /// Called inside `actionRequest` before it returns, with the number of the request.
     std::function<void(std::size_t)> onRequest;
     std::function<void(std::size_t)> onCancel;
-    /// The service rejects requests.
+    /// Whether the service rejects requests.
     bool rejects = false;
 
     void* actionRequest(const Request& request, Handler&& handler) override {
@@ -85,7 +85,7 @@ public:
         changed_.wait(lock, [&] { return cancelled_.size() >= count; });
         return cancelled_;
     }
-    /// Waits until `count` requests have come.
+    /// Waits until `count` requests have arrived.
     void waitForRequests(std::size_t count) {
         std::unique_lock<std::mutex> lock(mutex_);
         changed_.wait(lock, [&] { return handlers_.size() >= count; });

@@ -8,8 +8,8 @@
 
 namespace kova::test {
 
-/// A clock for an `osal::AlarmTimer` whose time advances only when the test says so. The timer must
-/// have a thread, and thus an alarm, when a test calls `advance` or `settle`.
+/// A clock for an `osal::AlarmTimer` whose time advances only when the test calls `advance`. When a
+/// test calls `advance` or `settle`, the timer must have a thread, and thus at least one alarm.
 class ManualClock : public osal::Clock {
 public:
     TimePoint now() const override {

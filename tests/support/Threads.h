@@ -16,8 +16,8 @@ inline int stressFactor() {
     return std::max(1, text != nullptr ? std::atoi(text) : 1);
 }
 
-/// Runs `body` on `count` threads at once and waits for all of them. The argument of `body` is the
-/// number of the thread, from 0 to `count` - 1.
+/// Runs `body` on `count` threads at the same time and waits for all of them. The argument of
+/// `body` is the number of the thread, from 0 to `count` - 1.
 inline void runOnThreads(int count, const std::function<void(int)>& body) {
     std::vector<std::thread> threads;
     for (int t = 0; t < count; ++t) {

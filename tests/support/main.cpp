@@ -2,9 +2,9 @@
 
 #include <cstdlib>
 
-// Runs all tests. A program without tests fails, so that tests which were not linked are noticed.
-// Death tests use the style "threadsafe", which starts the program again, unless the environment
-// sets another style (under an emulator the program cannot be started again).
+// Runs all tests. A program without tests fails, so that missing tests are noticed. Death tests use
+// the style "threadsafe", which starts the program again, unless the environment sets another
+// style. An emulator cannot start the program again.
 int main(int argc, char** argv) {
     testing::InitGoogleTest(&argc, argv);
     if (std::getenv("GTEST_DEATH_TEST_STYLE") == nullptr) {

@@ -44,7 +44,8 @@ struct OneShotTimer : FunctionalTimer {
 template <typename Holder>
 class AlarmRaceTest : public testing::Test {
 protected:
-    /// A holder whose function runs a script, and counts the calls that occur while forbidden.
+    /// An alarm or timer whose function runs a script. It counts the calls that occur while they
+    /// are forbidden.
     struct Caller {
         explicit Caller(osal::AlarmTimer& timer)
             : holder(std::make_unique<Holder>([this] { call(); }, timer)) {}

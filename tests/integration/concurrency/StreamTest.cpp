@@ -82,7 +82,7 @@ struct Stream : HandlerMemory {
     bool cancelled = false;
     int valuesTooLate = 0;
     std::atomic<int> values{0};
-    /// Set when the response handler was destroyed, which is the last use of the stream.
+    /// Set when the response handler is destroyed, which is the last use of the stream.
     std::atomic<bool> over{false};
 };
 

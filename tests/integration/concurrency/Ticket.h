@@ -17,7 +17,7 @@ namespace kova::test {
 /// When a resource answers a request.
 enum class Answering {
     LATE,                 ///< stores it; it is answered only after actionRequest() has returned
-    EARLY,                ///< stores it; any thread may answer it at once
+    EARLY,                ///< stores it; any thread may answer it immediately
     AT_ONCE,              ///< answers before it returns, and returns no handle
     AT_ONCE_WITH_HANDLE,  ///< answers before it returns, but returns a handle anyway
 };
@@ -41,9 +41,9 @@ struct Ticket {
         return *reinterpret_cast<Ticket*>(static_cast<std::uintptr_t>(std::stoull(path)));
     }
     std::unique_ptr<IResponseHandler<Response>> makeHandler();
-    /// Returns the handle under which the service stores the request, if it does.
+    /// Returns the handle under which the service stores the request, if it stores the request.
     void* address() { return handlerMemory.data(); }
-    /// Returns the number of outcomes so far. A request that is not open has exactly one.
+    /// Returns the number of outcomes so far. It is exactly one for a request that is not open.
     int outcomes() const { return terminations + cancelled + dropped; }
 
     Answering answering = Answering::LATE;

@@ -42,7 +42,8 @@ public:
     bool released() const { return locked(released_); }
     /// Returns the number of terminating events.
     int ends() const { return locked(ends_); }
-    /// Returns the status of the error, or else of the latest value, or else 0.
+    /// Returns the status of the error. Without an error, returns the status of the latest value,
+    /// or 0.
     unsigned short code() const {
         const std::lock_guard<std::mutex> guard(mutex_);
         return error_            ? error_->getStatusCode()

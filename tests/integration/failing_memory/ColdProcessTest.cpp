@@ -5,22 +5,23 @@
 #include "Guards.h"
 #include "Trial.h"
 
-// The same sweep, but each run is the first thing that its process does with the libraries: what
-// they make once for all, at first use, is made without memory too. This program's own process
-// never runs an operation; every run has a copy of it.
+// Runs the operations of FailingMemoryTest, but each run is the first use of the libraries in its
+// process. Objects that the libraries create once, at first use, are therefore also created without
+// memory. The process of this program never runs an operation itself; every run has a child
+// process.
 
 namespace kova::test {
 namespace {
 
 using Mode = FailingAllocations::Mode;
 
-/// More allocations than any of the operations takes.
+/// A number that exceeds the number of allocations of each operation.
 constexpr long LIMIT = 10000;
-/// Beside the outcome: no allocation failed.
+/// A flag in addition to the outcome: no allocation failed.
 constexpr int NO_FAILURE = 16;
 constexpr int TEST_FAILED = 32;
 
-/// Runs the operation in a process of its own. Returns its exit status, or -1 when it was killed.
+/// Runs the operation in a separate process. Returns its exit status, or -1 if it was killed.
 int runOnce(const Operation& operation, long successes, Mode mode) {
     const pid_t child = fork();
     if (child == 0) {

@@ -8,7 +8,7 @@
 #include "kova/core/Path.h"
 #include "zel/ErrorStorage.h"
 
-// Lets each allocation of each public operation fail, alone or together with all later ones. The
+// Makes each allocation of each public operation fail, alone or together with all later ones. The
 // operation must end in one of its documented outcomes and must not leak memory. The operations are
 // in the other files of this folder.
 
@@ -26,7 +26,7 @@ Trial runOnce(const Operation& operation, long successes, Mode mode) {
     Trial trial(successes, mode);
     const long before = FailingAllocations::liveBlocks();
     operation.run(trial);
-    // The latest error may own the text that it is about.
+    // The latest error may own a text.
     zel::ErrorStorage::current().acknowledge();
     if (!testing::Test::HasFailure()) {  // a failure message allocates memory
         EXPECT_EQ(FailingAllocations::liveBlocks(), before) << "after " << successes;

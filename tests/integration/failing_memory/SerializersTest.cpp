@@ -270,7 +270,7 @@ void readTreeByFields(Trial& trial) {
     EXPECT_EQ(text, TEXT);
 }
 
-/// Reads the reason of a failure: without memory it is empty.
+/// Reads the reason of a failure. The reason is empty if memory is exhausted.
 void readReason(Trial& trial) {
     const Reader from(Factory::createDeserializer(mimetypes::JSON));
     const std::string bytes = std::string(1000, ' ') + "{\"a\" 1}";
@@ -285,7 +285,7 @@ void readReason(Trial& trial) {
     EXPECT_TRUE(zel::ErrorStorage::current().hasError());
 }
 
-/// Garbage is refused, whatever memory there is to say why.
+/// A malformed payload is rejected, even if memory for the reason is exhausted.
 template <mimetypes::MimeTypeID MIME_TYPE>
 void refuseGarbage(Trial& trial) {
     const Reader from(Factory::createDeserializer(MIME_TYPE));

@@ -3,8 +3,8 @@
 #include "util/Item.h"
 #include "zel/unicode/String.h"
 
-// The part of RFC 8949 that this platform needs: no tags, and no floats but doubles. Arrays and
-// maps are written with indefinite length.
+// The part of RFC 8949 that this platform needs: no tags, and of the floats only doubles. Arrays
+// and maps are written with indefinite length.
 
 namespace util {
 
@@ -55,7 +55,7 @@ void writeNumber(double number, std::string& out) {
     }
 }
 
-/// Reads one value after the other; each returns whether it is well-formed.
+/// Reads values one after the other. Each function returns whether the value is well-formed.
 class CborReader {
 public:
     explicit CborReader(const std::string& bytes) : bytes_(bytes) {}
@@ -126,7 +126,7 @@ private:
 
     static bool isIndefinite(unsigned char initial) { return (initial & 31U) == INDEFINITE; }
 
-    /// Reads `count` items, or those in front of a break.
+    /// Reads `count` items, or the items up to a break.
     bool readItems(bool indefinite, std::uint64_t count, Item& container, std::size_t depth) {
         while (indefinite ? !readBreak() : container.items.size() < count) {
             Item name;

@@ -51,7 +51,7 @@ Item toItem(simdjson::dom::element element) {
     return Item();
 }
 
-/// Writes one item, and with it what is in it.
+/// Writes one item with its content.
 class JsonWriter {
 public:
     JsonWriter(bool compact, bool strict, std::string& out)
@@ -154,7 +154,7 @@ private:
 
 std::optional<Item> readJson(const std::string& text) {
     simdjson::dom::parser parser;
-    // The library counts a lone scalar as one level.
+    // The JSON library counts a single scalar as one level.
     if (parser.allocate(text.size(), MAX_NESTING_DEPTH + 1) != simdjson::SUCCESS) {
         return std::nullopt;
     }

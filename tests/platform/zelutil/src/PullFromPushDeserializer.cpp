@@ -10,7 +10,8 @@ namespace util::serializer {
 
 namespace {
 
-/// Each returns true, with `out` unchanged, if the item is of another kind or does not fit.
+/// Each function returns true if the item is of another kind or does not fit; `out` is then
+/// unchanged.
 
 template <typename Integer>
 bool fits(const Item& item) {
@@ -108,13 +109,13 @@ void setScalar(const Item& item, Entry& entry) {
 
 }  // namespace
 
-/// The place up to which the payload was read: the values that were begun and not ended, from the
-/// root to the innermost one. Every operation returns true on failure.
+/// The current position in the payload: the open values, from the root to the innermost one. Every
+/// function returns true on failure.
 class PullFromPushDeserializer::Walk {
 public:
     explicit Walk(Item root) : root_(std::move(root)) { open_.push_back({&root_}); }
 
-    /// Reads the innermost value as a whole with `convert`.
+    /// Converts the innermost value with `convert`.
     template <typename Convert>
     bool readValue(Convert convert) {
         if (open_.back().state != State::Fresh || convert(*open_.back().item)) {
@@ -169,7 +170,7 @@ public:
         open_.push_back({&place.item->items[place.next]});
         return false;
     }
-    /// With `skip` also ends an item that was not read.
+    /// Ends an item. If `skip` is true, also ends an item that was not read.
     bool endItem(Item::Kind kind, bool skip) {
         if (open_.size() < 2 || open_[open_.size() - 2].item->kind != kind ||
             (!skip && open_.back().state != State::Consumed)) {
@@ -180,7 +181,7 @@ public:
         return false;
     }
 
-    /// Returns the name of the field that comes next.
+    /// Returns the name of the next field.
     const std::string& name() const { return open_.back().item->names[open_.back().next]; }
     bool isComplete() const { return open_.size() == 1 && open_[0].state == State::Consumed; }
 
@@ -208,7 +209,7 @@ public:
         return &entry_;
     }
 
-    /// Consumes what was announced.
+    /// Consumes the entry that was returned.
     void consume() {
         switch (entry_.type) {
             case EntryType::ArrayBegin:
@@ -241,7 +242,7 @@ private:
     struct Place {
         Item const* item;
         State state = State::Fresh;
-        std::size_t next = 0;  // of the items of an array or struct
+        std::size_t next = 0;  // index of the next item of an array or struct
     };
 
     EntryType endOfItem() const {

@@ -10,7 +10,8 @@ std::uint32_t rotate(std::uint32_t word, unsigned int count) {
     return word << count | word >> (32 - count);
 }
 
-/// The message with a bit 1, zeros up to 8 bytes before a multiple of 64, and its length in bits.
+/// Returns the padded message: the message, a bit 1, zeros up to 8 bytes before a multiple of 64
+/// bytes, and its length in bits.
 std::string padded(std::string message) {
     const std::uint64_t bits = 8 * std::uint64_t{message.size()};
     message += '\x80';
@@ -25,7 +26,7 @@ std::string padded(std::string message) {
 
 using Words = std::array<std::uint32_t, 5>;
 
-/// FIPS 180-4, 6.1.2, with the round function and constant of round `t`.
+/// Implements FIPS 180-4, 6.1.2, with the function and constant of round `t`.
 void addBlock(char const* block, Words& hash) {
     std::array<std::uint32_t, 80> w{};
     for (unsigned int i = 0; i < 64; ++i) {

@@ -251,7 +251,7 @@ TEST(PayloadTest, CopiesMayBeReadByManyThreads) {
 }
 
 TEST(PayloadDeathTest, ExhaustedMemoryEndsTheProcess) {
-    // More than an address space holds, so that the allocation fails without any help.
+    // More bytes than the address space has, so that the allocation fails.
     const unsigned char byte = 0;
     EXPECT_DEATH(Payload::createFromRaw(&byte, ~0UL >> 1, "x/y"),
                  "src/core/api/Payload: createFromRaw: New call failed, OOM");
@@ -260,7 +260,7 @@ TEST(PayloadDeathTest, ExhaustedMemoryEndsTheProcess) {
 struct OutOfMemoryRow {
     char const* function;
     void (*make)();
-    /// How many allocations making the payload takes.
+    /// The number of allocations for creating the payload.
     long allocations;
 };
 

@@ -70,9 +70,9 @@ TEST(HeadersTest, ResponseSemanticIsWrittenVerbatim) {
     }
 }
 
-// The agent token is set once in the life of a process, so each case has a process of its own.
+// The agent token can be set only once per process, so each case runs in a separate process.
 
-/// The token that a request gets, or "(none)".
+/// Returns the token in a request, or "(none)".
 std::string tokenOfARequest() {
     Request request("retrieve", "/a");
     appendAuthInfo(request);

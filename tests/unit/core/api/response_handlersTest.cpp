@@ -17,7 +17,7 @@ using Events = std::vector<std::string>;
 
 constexpr char const* CHANNEL = "KOVA_RESPONSEHANDLERS";
 
-/// A handler that writes down its events and answers `onNext` as told.
+/// Returns a handler that records its events. Its `onNext` returns `answer`.
 std::unique_ptr<IResponseHandler<Response>> recorder(Events& events, bool answer = false) {
     return std::make_unique<FuncResponseHandler<Response>>(
         [&events, answer](const Response& value) {
@@ -30,7 +30,7 @@ std::unique_ptr<IResponseHandler<Response>> recorder(Events& events, bool answer
         [&events] { events.push_back("completed"); });
 }
 
-/// Makes each of the three wrappers around a recorder.
+/// Creates each of the three wrappers around a recorder.
 struct Wrapper {
     char const* name;
     std::unique_ptr<IResponseHandler<Response>> (*make)(Events&, bool answer);

@@ -24,7 +24,7 @@ struct Outcome {
     }
 };
 
-/// Reads the bracket that `text` begins with, and removes the rest of `text`.
+/// Reads the bracket at the start of `text`, and removes it from `text`.
 Outcome read(std::string& text) {
     try {
         std::string_view rest = std::string_view(text).substr(1);
@@ -36,8 +36,8 @@ Outcome read(std::string& text) {
     }
 }
 
-// Reads the bracket with the engine, which is the reference. Wide characters have the order of the
-// bytes on every processor; `char` has it only where it is unsigned.
+// Reads the bracket with the standard library's engine as the reference. Wide characters have the
+// order of the bytes on every processor. `char` has this order only where it is unsigned.
 template <typename Character = wchar_t>
 Outcome readByEngine(const std::string& bracket) {
     std::basic_string<Character> text;
@@ -99,7 +99,8 @@ TEST(BracketExpressionTest, StopsAfterTheClosingBracket) {
     EXPECT_EQ(text, "[a]");
 }
 
-// Escapes the character unless it has a meaning after a backslash.
+// Returns the character with a backslash before it. Omits the backslash if it would change the
+// meaning.
 std::string escaped(int c) {
     const bool alphanumeric = (c >= '0' && c <= '9') || ((c | 0x20) >= 'a' && (c | 0x20) <= 'z');
     return (alphanumeric ? "" : "\\") + std::string(1, static_cast<char>(c));

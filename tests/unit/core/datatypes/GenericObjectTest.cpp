@@ -102,7 +102,7 @@ TEST(GenericObject, CopyIsDeepExceptForTheSharedNodes) {
     EXPECT_TRUE(Value::getNull()->isNull());
 }
 
-// `clone` of a shared node is a node of its own; copying it returns to the shared node.
+// `clone` of a shared node is a separate node; copying it produces the shared node.
 TEST(GenericObject, CopyUsesSharedNodesInsteadOfTheirClones) {
     const GenericObject source{{"a", Value::getBool(true)->clone()},
                                {"b", Value::getNull()->clone()}};

@@ -84,7 +84,7 @@ TEST(GlobAutomatonTest, MatchesTheGivenRangeOfSteps) {
     EXPECT_FALSE(none.matches("a"));
 }
 
-// In these texts most characters change nothing. Two characters, at all pairs of places, do.
+// In these texts only two characters change the state. They are tried at all pairs of positions.
 TEST(GlobAutomatonTest, BlockSkippingStopsAtTheFirstStateChange) {
     const Sets sets = {~CharacterSet().set('\n'), ~CharacterSet().set('/')};
     const Steps steps = {

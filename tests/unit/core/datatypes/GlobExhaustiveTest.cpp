@@ -11,10 +11,10 @@
 #include "ReferenceGlob.h"
 #include "kova/core/PathPatterns.h"
 
-// Compares `PathPatterns` with the standard library's engine: both must reject the same globs, with
+// Compares `PathPatterns` with the standard library's engine. Both must reject the same globs with
 // the same texts, and match the same paths. Testing all globs of up to 5 characters takes a few
-// minutes, because the engine is slow. Therefore the longer ones are sampled unless KOVA_ALL_GLOBS
-// is set in the environment.
+// minutes, because the engine is slow. Therefore the longer globs are sampled, unless the
+// environment variable KOVA_ALL_GLOBS is set.
 
 namespace {
 

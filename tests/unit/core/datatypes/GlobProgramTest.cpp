@@ -108,7 +108,8 @@ TEST(GlobProgramTest, PrefixAndSuffixDoNotOverlap) {
 }
 
 TEST(GlobProgramTest, JumpTargetsAreNotPartOfTheLiteralSuffix) {
-    // "a", then nothing or "bc", then "cd": the jump leads between the literals at the end.
+    // "a", then nothing or "bc", then "cd": the target of the jump is among the literals at the
+    // end.
     const GlobProgram program({{Kind::Literal, 'a', 0},
                                {Kind::Fork, 0, 4},
                                {Kind::Literal, 'b', 0},
@@ -124,7 +125,7 @@ TEST(GlobProgramTest, JumpTargetsAreNotPartOfTheLiteralSuffix) {
     }
 }
 
-// The longer ones of the middles exceed the limits of GlobAutomaton.
+// The longer middles exceed the limits of GlobAutomaton.
 TEST(GlobProgramTest, LongMiddlesMatchLikeShortOnes) {
     for (std::size_t count = 1; count < 300; ++count) {
         std::vector<GlobStep> steps = {{Kind::Literal, 'a', 0}};

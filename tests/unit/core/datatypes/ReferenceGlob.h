@@ -9,9 +9,9 @@
 
 namespace kova::test {
 
-/// A simple implementation of globs, which defines their meaning: translated with a stack of
-/// states, compiled and matched by the standard library's engine for texts of `Character`. It is
-/// slow and needs much stack.
+/// A simple implementation of globs, which defines their meaning. It translates a glob with a stack
+/// of states, and uses the standard library's engine for texts of `Character`. It is slow and needs
+/// a large stack.
 template <typename Character>
 class BasicReferenceGlob {
 public:
@@ -25,7 +25,7 @@ public:
         }
     }
 
-    /// Returns why the glob is rejected, or an empty text.
+    /// Returns the reason why the glob is rejected, or an empty text.
     const std::string& error() const { return error_; }
     bool match(const std::string& path) const { return std::regex_match(widened(path), engine_); }
 
@@ -113,7 +113,8 @@ private:
 
 /// The reference for globs of ASCII characters.
 using ReferenceGlob = BasicReferenceGlob<char>;
-/// The reference for globs of any bytes, slower: wide characters are ordered like unsigned bytes.
+/// The reference for globs of any bytes. It is slower, because it uses wide characters, which are
+/// ordered like unsigned bytes.
 using ReferenceByteGlob = BasicReferenceGlob<wchar_t>;
 
 }  // namespace kova::test

@@ -428,7 +428,7 @@ bool branchAgreesWithReference(const std::string& text, const Reference& wanted)
            pieces->userinfo.value_or("") == wanted.userinfo;
 }
 
-// Calls every function of a URL, so that the sanitizers check them, too.
+// Calls every function of a URL, so that the sanitizers also check the functions.
 bool agreesWithReference(const std::string& text) {
     const url parsed(text);
     const Reference wanted(text);

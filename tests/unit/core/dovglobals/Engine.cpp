@@ -8,8 +8,9 @@ namespace kova::test {
 
 namespace {
 
-/// The characters that a mutation inserts: some digits, every character of a form, and some that
-/// are in no form: blanks, line ends, a zero byte, letters of numbers, bytes that are not ASCII.
+/// The characters that a mutation inserts: some digits, every character of a form, and some
+/// characters that no form contains (blanks, line ends, a zero byte, letters of numbers, bytes that
+/// are not ASCII).
 constexpr std::string_view ALPHABET =
     std::string_view("0123569+-.,:;()PTZrgba \t\n\r\v/eExX'#\x80\xB2\xFF\0", 38);
 
@@ -29,9 +30,9 @@ std::vector<std::string> mutationsOf(const std::string& text) {
     return all;
 }
 
-/// Returns `count` texts, each made by two to four changes of one of `texts`. Most changes replace
-/// a digit by another one, so many texts have the form, with numbers inside and outside their
-/// ranges.
+/// Returns `count` texts. Each text is one of `texts` with two to four changes. Most changes
+/// replace a digit by another one, so many texts have the form, with numbers inside and outside
+/// their ranges.
 std::vector<std::string> disturbed(const std::vector<std::string>& texts, std::size_t count) {
     std::mt19937 random(20190307);
     const auto below = [&random](std::size_t limit) { return random() % limit; };

@@ -11,8 +11,8 @@
 
 namespace kova::test {
 
-/// The texts of the groups of a match; the first is the whole match. A group that did not
-/// participate has an empty text. Empty when nothing matched.
+/// The texts of the groups of a match; the first group is the whole match. A group that did not
+/// participate has an empty text. The list is empty if the expression does not match.
 using Groups = std::vector<std::string>;
 
 /// A compiled regular expression of the standard library with the ECMAScript grammar. It is
@@ -36,9 +36,9 @@ private:
 /// 3000 texts with several changes, most of them of digits. The result is the same on every run.
 std::vector<std::string> variationsOf(const std::vector<std::string>& texts);
 
-/// Expects that `parse` agrees with the engine and `expression` on all variations of `texts`. The
-/// expected outcome (see `outcomeOf`) is that of `reference` for the groups of a match, and the
-/// mismatch report of `type` when the expression does not match.
+/// Expects that `parse` agrees with the engine and `expression` on all variations of `texts`. If
+/// the expression matches, the expected outcome (see `outcomeOf`) is the result of `reference` for
+/// the groups of the match. Otherwise it is the mismatch report of `type`.
 template <typename Parse, typename Show, typename Reference>
 void expectAsEngine(const std::string& type, char const* expression,
                     const std::vector<std::string>& texts, Parse parse, Show show,

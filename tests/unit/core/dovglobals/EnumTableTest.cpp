@@ -101,7 +101,7 @@ Sample<WeightUnit> sample() {
 template <typename Enum>
 class EnumTextTest : public testing::Test {
 protected:
-    /// Calls `look` with every value that can be read back and with its text.
+    /// Calls `look` with every value that can be read back, and with the text of the value.
     template <typename Look>
     void forEach(Look look) const {
         for (std::size_t number = 0; number < sample_.count; ++number) {

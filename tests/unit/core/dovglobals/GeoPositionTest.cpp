@@ -78,7 +78,7 @@ std::string zeros(std::size_t count) {
 }
 
 TEST(GeoPositionTest, CoordinatesAreRoundedToTheNearestDouble) {
-    // A half-way case that only the last digit decides, the largest double and the smallest one.
+    // A half-way case that only the last digit decides, the largest double and the smallest double.
     const std::string half = "9007199254740993." + zeros(800);
     const std::vector<std::string> coordinates = {half + "0",
                                                   half + "1",

@@ -20,8 +20,8 @@ inline std::string mismatch(const std::string& type) {
 }
 
 /// Returns the outcome of a call that returns a value or reports an error: the value printed by
-/// `show`, or the text of the report. A value with a report, or several reports, yields a text that
-/// says so.
+/// `show`, or the text of the report. If the call does both, or reports several errors, the outcome
+/// is a text that describes this.
 template <typename T, typename Show>
 std::string outcomeOf(Reports& reports, const std::optional<T>& result, Show show) {
     const std::vector<Reports::Report> taken = reports.take();

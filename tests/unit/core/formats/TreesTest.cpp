@@ -13,8 +13,8 @@
 #include "util/config/JSONParser.h"
 #include "util/config/Scalars.h"
 
-// The functions that the core uses on the platform at hand have the same results as those that it
-// uses on a platform without extensions.
+// The functions of the current platform have the same results as the functions for a platform
+// without extensions.
 
 namespace {
 

@@ -51,8 +51,8 @@ std::string print(Integer value) {
     return std::to_string(value);
 }
 
-/// Returns the value that a getter reads, or "-" if it fails; says so if it then changed its
-/// output.
+/// Returns the value that a getter reads, or "-" if it fails. The text is different if a failed
+/// getter changes its output.
 template <typename T>
 std::string outcome(GenericDataPullDeserializer& deserializer,
                     bool (GenericDataPullDeserializer::*getter)(T&), T former) {
@@ -189,7 +189,7 @@ const LeafRow LEAF_ROWS[] = {
     {"not a number",
      node<ValueFloat>(NOT_A_NUMBER),
      {"0", "0", "0", "0", "0", "0", "0", "0", "nan", "nan", "-", "-", "-"}},
-    // Booleans are read as numbers; no other kind is.
+    // Only booleans are also read as numbers.
     {"true",
      [] { return Value::getBool(true); },
      {"1", "1", "1", "1", "1", "1", "1", "1", "1", "1", "true", "-", "-"}},

@@ -67,7 +67,7 @@ TEST(SerializeValue, WritesALeafByItsKind) {
         {"null", "null"},
         {"true", "boolean true"},
         {"false", "boolean false"},
-        {"1", "int64 1"},  // 64 bits, however few would do
+        {"1", "int64 1"},  // 64 bits, even if fewer bits suffice
         {"-9223372036854775808", "int64 -9223372036854775808"},
         {"9223372036854775807", "int64 9223372036854775807"},
         {"9223372036854775808", "int64 -9223372036854775808"},  // the two's complement
@@ -141,7 +141,7 @@ TEST(SerializeTree, StopsAtALeafThatCannotBeWritten) {
     EXPECT_EQ(serializer.calls(), (Calls{"{", "field a -1", "[", "element", "]", "}"}));
 }
 
-// After any failing call only ends of open containers are called, and the write fails.
+// After a failed call, only the ends of open containers are called, and the write fails.
 TEST(SerializeTree, EveryOpenContainerIsEndedAfterAFailure) {
     const Tree tree = parseTree(R"({"a": [1, {"b": [[], "x"]}], "c": {"d": null}})");
     RecordingSerializer whole;
@@ -316,7 +316,7 @@ TEST(DeserializeTree, ElementsAreAppended) {
     EXPECT_EQ(array, *parseTree("[1, 2, 3]"));
 }
 
-/// Announces every integer plus one.
+/// Returns entries in which every integer is increased by one.
 class Increasing : public util::serializer::JSONStructuredPullDeserializerOld {
 public:
     Entry const* getNextEntry() override {
@@ -340,7 +340,8 @@ TEST(DeserializeTree, DerivedDeserializerIsReadByItsEntries) {
     EXPECT_EQ(dictionary, *parseTree(R"({"a": [2, 3]})"));
 }
 
-/// Overrides nothing, but is read by its entries, because it could.
+/// Overrides nothing. It is still read by its entries, because a derived class could override
+/// functions.
 class Derived : public util::serializer::JSONStructuredPullDeserializerOld {};
 
 TEST(DeserializeTree, BothReadersReturnTheSameTree) {
@@ -464,7 +465,8 @@ bool roundTrip(kova::mimetypes::MimeTypeID mimeType, Value& tree, Value& out) {
            deserializer->endDeserialize();
 }
 
-/// Returns a copy of the tree with each integer as it travels: signed and 64 bits wide.
+/// Returns a copy of the tree with each integer as a payload represents it: signed and 64 bits
+/// wide.
 Value* asItTravels(const Value& tree) {
     long integer = 0;
     if (tree.isInt() && !tree.get(integer)) {

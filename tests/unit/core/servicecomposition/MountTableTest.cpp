@@ -78,7 +78,7 @@ TEST(MountTableTest, EmptyTableFindsNothing) {
     EXPECT_TRUE(table.paths().empty());
 }
 
-/// The search as its description says it, with a new path in each step.
+/// A search that follows its description step by step, with a new path in each step.
 std::string foundStepByStep(const MountTable& table, std::string path) {
     while (path.size() > 1 && path.back() == '/' &&
            path.find_first_not_of('/', 1) != std::string::npos) {

@@ -25,7 +25,7 @@ using Traced = std::vector<test::Traces::Trace>;
 
 constexpr char const* CHANNEL = "KOVA_CLIENT_ROOTACCESSOR";
 
-/// A receiver that writes down its events: "next /a /b ", "error 404", "completed".
+/// Returns a receiver that records its events: "next /a /b ", "error 404", "completed".
 std::shared_ptr<IResponseHandler<std::vector<std::string>>> receiver(Events& events,
                                                                      bool answer = false) {
     return std::make_shared<responsehandlers::FuncResponseHandler<std::vector<std::string>>>(
@@ -43,7 +43,7 @@ std::shared_ptr<IResponseHandler<std::vector<std::string>>> receiver(Events& eve
         [&events] { events.push_back("completed"); });
 }
 
-/// A service that keeps the request and its handler for the test to answer.
+/// A service that stores the request and its handler, so that the test can answer.
 class ScriptedService : public IKovaApi {
 public:
     void* actionRequest(const Request& request,
@@ -163,7 +163,8 @@ public:
     void cancelRequest(void*) override { answers.reset(); }
 };
 
-/// A receiver that aborts the tracking in each callback and wants to live until that is over.
+/// A receiver that aborts the tracking in each callback. It must stay alive until the callback has
+/// returned.
 class AbortingReceiver : public IResponseHandler<std::vector<std::string>> {
 public:
     AbortingReceiver(std::unique_ptr<RootAccessor>& accessor, std::string& story)

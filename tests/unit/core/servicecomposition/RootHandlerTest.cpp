@@ -22,7 +22,7 @@ using Traced = std::vector<test::Traces::Trace>;
 
 constexpr char const* CHANNEL = "KOVA_SERVICE_COMPOSED_STATIC";
 
-/// Keeps everything that a request on the root brings.
+/// Stores the events of a request for the root.
 struct Answer {
     std::vector<Response> values;
     std::optional<Response> error;

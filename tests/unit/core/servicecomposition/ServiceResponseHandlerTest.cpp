@@ -105,7 +105,7 @@ const Event EVENTS[] = {
      }},
 };
 
-/// A sequence of events, and one event that the trace sink sends from within a trace.
+/// A sequence of events, and one event that the trace sink sends while it receives a trace.
 struct Play {
     std::vector<Event const*> events;
     bool answer = false;
@@ -133,7 +133,7 @@ void setLevels(int level) {
     ::tracing::SharedChannelMap::instance().setLevel("KOVA_*", level);
 }
 
-/// Plays the events and returns all that can be observed, in order.
+/// Plays the events and returns all observable effects, in order.
 Log observe(Handler (*make)(Setting&, Handler), const Play& play) {
     Log log;
     test::Reports reports;

@@ -33,7 +33,7 @@ using Traced = std::vector<test::Traces::Trace>;
 
 constexpr char const* CHANNEL = "KOVA_SERVICE_COMPOSED_STATIC";
 
-/// An address that is never looked through, for handles.
+/// An address that is never dereferenced, for handles.
 void* handleOf(std::uintptr_t number) {
     return reinterpret_cast<void*>(number);
 }
@@ -47,7 +47,7 @@ std::string textOf(void const* address) {
 struct RouteRow {
     std::vector<std::string> mounts;
     std::string path;
-    /// Mount path of the handler that gets the request; "-" when none does.
+    /// The mount path of the handler that receives the request, or "-" if no handler receives it.
     std::string mount;
     std::string resourcePath;
 };
@@ -106,7 +106,7 @@ INSTANTIATE_TEST_SUITE_P(
         RouteRow{{"/a"}, "/a/./..", "/a", "./.."},
         RouteRow{{"/a", "/a/b/c/d"}, "/a/b/c", "/a", "b/c"}, RouteRow{{}, "/a", "-", ""}));
 
-/// Every text of up to seven characters that are "a" or "/", but for "/".
+/// Returns every text of up to seven characters that consists of "a" and "/", except "/".
 std::vector<std::string> paths() {
     std::vector<std::string> made;
     for (unsigned size = 0; size <= 7; ++size) {
@@ -123,7 +123,8 @@ std::vector<std::string> paths() {
     return made;
 }
 
-// The trace tells of every parent that is tried; without it those too long for a mount are not.
+// The trace names every parent that is tried. Without tracing, parents that are too long for a
+// mount are skipped.
 TEST(RoutingByTraceTest, TracingDoesNotChangeTheRouting) {
     const std::vector<std::string> served[] = {{"/", "/a", "/a/a"}, {"/a", "/a/a"},  {"a", "a/a"},
                                                {"/a", "/a//a"},     {"aa", "/aa/a"}, {"/"}};
@@ -271,7 +272,7 @@ TEST_F(ServiceTest, TerminationBeforeDestructionLeavesNoEntry) {
     EXPECT_TRUE(a.cancelled.empty());
 }
 
-/// A response handler that is always made at the same address.
+/// A response handler that is always created at the same address.
 class HandlerAtOneAddress : public IResponseHandler<Response> {
 public:
     static void* operator new(std::size_t size) {
@@ -305,7 +306,7 @@ TEST_F(ServiceTest, StaleEntryPreventsCancellationOfALaterRequest) {
 }
 
 TEST_F(ServiceTest, SecondRequestDoesNotReplaceAPendingEntry) {
-    // Two requests with the same service handle, the null one: neither has a response handler.
+    // Two requests with the same service handle, null: neither has a response handler.
     StaticComposedKovaServiceImpl impl({});
     a.handle = handleOf(1);
     b.handle = handleOf(2);
@@ -316,7 +317,7 @@ TEST_F(ServiceTest, SecondRequestDoesNotReplaceAPendingEntry) {
     EXPECT_TRUE(b.cancelled.empty());
 }
 
-/// Every text of up to `longest` characters of an alphabet.
+/// Returns every text of up to `longest` characters of an alphabet.
 std::vector<std::string> textsOf(const std::string& alphabet, std::size_t longest) {
     std::vector<std::string> texts{""};
     for (std::size_t from = 0, size = 1; size <= longest; ++size) {
@@ -354,7 +355,7 @@ TEST_F(ServiceTest, DelegatedPathIsRelativeToTheMount) {
     }
 }
 
-// Routing finds no mount for such paths, but a caller of delegateRequest may name one.
+// Routing finds no mount for such paths, but a caller of delegateRequest may pass one.
 TEST_F(ServiceTest, TrailingSlashesAreDroppedFromDelegatedPaths) {
     StaticComposedKovaServiceImpl impl({});
     for (char const* const path : {"a/", "//", "///"}) {
@@ -502,7 +503,7 @@ TEST_F(ServiceTest, TraceShowsTheOriginalPathOfAReusedRequest) {
                                          ") } under service handle " + textOf(handle)}));
 }
 
-/// A request in a page of its own, which cannot be read any more once the request is destroyed.
+/// A request in a separate memory page. The page cannot be read after the request is destroyed.
 class GuardedRequest {
 public:
     GuardedRequest(const std::string& command, const std::string& path)
@@ -576,7 +577,7 @@ TEST_F(ServiceTest, VeryLongPathIsRoutedInLinearTime) {
     EXPECT_EQ(a.asked[0].resourcePath.size(), path.size() - 3);
 }
 
-/// Terminates the request that it holds when it is destroyed.
+/// Its destructor terminates the request that it holds.
 class LastWord : public IResourceHandler {
 public:
     void* actionRequest(const Request&, std::unique_ptr<IResponseHandler<Response>>&& handler,

@@ -129,7 +129,7 @@ INSTANTIATE_TEST_SUITE_P(
         RejectRow{"1.2.-18446744073709551616", UNPARSABLE},
         RejectRow{"1." + std::string(100000, '9') + ".3", UNPARSABLE}));
 
-// Returns the low 32 bits of what strtoul reads from a token.
+// Returns the low 32 bits of the number that strtoul reads from a token.
 std::optional<std::uint32_t> standardNumber(const std::string& token) {
     try {
         return static_cast<std::uint32_t>(std::stoul(token));
@@ -436,7 +436,7 @@ TEST(SemVerTest, TraceChannelIsSharedAndInitiallySilent) {
 
 // ---------------------------------------------------------------- against a plain implementation
 
-// Returns the choice from a list, computed with an ordered set.
+// Returns the best version of a list, computed with an ordered set.
 Result chooseFromSet(const SemVer& wanted, const std::vector<SemVer>& offered, bool backwardOnly) {
     std::set<SemVer> candidates;
     for (const SemVer& version : offered) {

@@ -12,7 +12,7 @@
 namespace {
 
 // The results of the replaced system call, one for each call: a number of bytes or a negated errno.
-// When empty, each call returns the requested number of bytes.
+// If the list is empty, each call returns the requested number of bytes.
 std::deque<long> script;
 unsigned char nextByte = 0;
 unsigned int flagsSeen = 0;

@@ -1,7 +1,7 @@
 // Tests of the shared timer's alarms in children of fork(2). They are a separate program, because
-// ThreadSanitizer does not let such a child start threads. AddressSanitizer does, but the locks of
-// its allocator are not released in the child. When a test forks, no other thread may therefore be
-// starting, ending or allocating memory.
+// ThreadSanitizer does not allow such a child to start threads. AddressSanitizer allows it, but the
+// locks of its allocator are not released in the child. Therefore, when a test forks, no other
+// thread may be starting, ending or allocating memory.
 
 #include <gtest/gtest.h>
 #include <sys/wait.h>

@@ -58,7 +58,7 @@ TEST_F(ErrorStorageTest, AcknowledgeEmptiesTheStorage) {
     expectEmpty();
 }
 
-/// Counts how often the message is made and how many objects there are.
+/// Counts how often the message is formatted and how many objects exist.
 class Details final : public zel::ErrorDetails {
 public:
     explicit Details(char const* text) noexcept : text_(text) { ++alive; }

@@ -4,7 +4,7 @@
 
 namespace util {
 
-/// A block of bytes to read. With `copy` false it borrows the bytes.
+/// A block of bytes to read. If `copy` is false, the bytes are borrowed.
 class ByteBufferReader {
 public:
     ByteBufferReader(unsigned char const* bytes, unsigned long length, bool copy) {

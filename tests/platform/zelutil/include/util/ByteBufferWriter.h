@@ -15,7 +15,7 @@ public:
 
     /// Returns the number of bytes written.
     unsigned long size() const { return bytes_.size(); }
-    /// Copies the first `count` bytes to `destination`; the caller asks for no more than `size`.
+    /// Copies the first `count` bytes to `destination`. `count` must not exceed `size`.
     void retrieve(unsigned char* destination, unsigned long count) const {
         std::copy_n(bytes_.begin(), count, destination);
     }

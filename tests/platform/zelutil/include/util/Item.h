@@ -9,8 +9,8 @@
 
 namespace util {
 
-/// A value of generic data with everything that is in it. All parts of this platform exchange it:
-/// texts and payloads are read into an item and written from one, and so are value trees.
+/// A value of generic data with its whole content. All parts of this platform use it: texts,
+/// payloads and value trees are converted into an item and from an item.
 struct Item {
     enum class Kind {
         Undefined,
@@ -33,25 +33,26 @@ struct Item {
     static Item ofNumber(double value);
     static Item ofString(std::string value);
 
-    /// Compares kind and content; the order of the fields counts.
+    /// Compares kind and content, including the order of the fields.
     bool operator==(const Item& other) const;
 
     Kind kind;
     bool boolean = false;
-    std::uint64_t integer = 0;  ///< of a signed one, in two's complement
+    std::uint64_t integer = 0;  ///< a negative integer is in two's complement
     double number = 0;
     std::string text;
-    std::vector<std::string> names;  ///< of the fields of a struct
-    std::vector<Item> items;         ///< the elements or the values of the fields
+    std::vector<std::string> names;  ///< the names of the fields of a struct
+    std::vector<Item> items;         ///< the elements, or the values of the fields
 };
 
 /// Reads one JSON text (RFC 8259); returns nothing if it is malformed.
 std::optional<Item> readJson(const std::string& text);
-/// Appends the item as JSON text. Returns true on failure: if `strict`, a number that is not finite
-/// and a text that is not UTF-8 fail; otherwise they become null and U+FFFD.
+/// Appends the item as JSON text. If `strict` is true, a number that is not finite or a text that
+/// is not UTF-8 is a failure, for which true is returned. Otherwise they become null and U+FFFD.
 bool writeJson(const Item& item, bool compact, bool strict, std::string& out);
 
-/// Reads one value of CBOR (RFC 8949); returns nothing if it is malformed or of another kind.
+/// Reads one value of CBOR (RFC 8949). Returns nothing if it is malformed or of an unsupported
+/// kind.
 std::optional<Item> readCbor(const std::string& bytes);
 /// Appends the item as CBOR.
 void writeCbor(const Item& item, std::string& out);

@@ -4,7 +4,7 @@
 
 namespace util {
 
-/// How deep arrays and structs may be nested in a text or payload.
+/// The maximum nesting depth of arrays and structs in a text or payload.
 constexpr std::size_t MAX_NESTING_DEPTH = 256;
 
 }  // namespace util

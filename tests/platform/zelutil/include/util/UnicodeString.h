@@ -4,7 +4,7 @@
 
 namespace util {
 
-/// A text of UTF-8 code units, a type of its own beside `std::string`.
+/// A text of UTF-8 code units. The type distinguishes it from `std::string`.
 struct UnicodeString8 {
     std::string units;
 };

@@ -486,8 +486,8 @@ TEST(AXOBinStructuredPushDeserializerTest, DeserializeFailsIfTheTargetRejectsASt
     }
 }
 
-// The deserializer handles only std::bad_alloc; the caller, which knows the target, handles the
-// rest.
+// The deserializer handles only std::bad_alloc. The caller knows the target and handles other
+// exceptions.
 TEST(AXOBinStructuredPushDeserializerTest, ExceptionsOfTheTargetPropagateToTheCaller) {
     AXOBinStructuredPushDeserializer source(Endianess::Big);
     util::ByteBufferReader reader = payloads::readerOf(std::string_view("\xF6", 1));

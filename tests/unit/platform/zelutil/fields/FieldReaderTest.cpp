@@ -167,7 +167,7 @@ bool isAccepted(const std::string& payload) {
 
 void expectChecked(std::string hex) {
     if (hex.compare(0, 6, "d9d9f7") == 0 || hex.compare(0, 6, "da0000") == 0) {
-        return;  // this tag may only stand before the whole payload
+        return;  // this tag is allowed only before the whole payload
     }
     const std::string payload = fromHex("a26161" + hex + "616201");
     EXPECT_EQ(skips(Format::Binary, payload), isAccepted(payload)) << hex;

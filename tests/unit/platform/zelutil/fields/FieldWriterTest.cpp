@@ -154,7 +154,7 @@ TEST(FieldWriterTest, RejectsFieldNamesThatJsonCannotRepresent) {
               std::nullopt);
 }
 
-// Writes every kind of value. The strings are long, so that each may need memory.
+// Writes every kind of value. The strings are long, so that each of them may need memory.
 bool writeEverything(FieldWriter& to) {
     const std::string text(300, 'x');
     return to.beginObject() && to.beginField(text) && to.beginArray() && to.beginElement() &&
@@ -168,7 +168,7 @@ bool writeEverything(FieldWriter& to) {
            to.value(false) && to.endObject();
 }
 
-// Every single call fails without memory: the buffer has no capacity for it.
+// The buffer has no capacity, so every single call needs memory and fails.
 TEST(FieldWriterTest, EveryCallFailsWithoutMemory) {
     const std::vector<std::function<bool(FieldWriter&)>> calls{
         [](FieldWriter& to) { return to.null(); },

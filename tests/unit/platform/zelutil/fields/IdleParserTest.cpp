@@ -12,7 +12,7 @@ namespace {
 using kova::test::FailingAllocations;
 using util::json::ParserLoan;
 
-// Returns the number of blocks of memory that reading a text leaves allocated.
+// Returns the number of memory blocks that remain allocated after a text was read.
 long blocksKeptAfter(const std::string& text) {
     const long before = FailingAllocations::liveBlocks();
     EXPECT_NE(ParserLoan().parse(text), nullptr);
@@ -35,8 +35,8 @@ TEST(IdleParserTest, ParserOfALargeTextIsNotKept) {
     }).join();
 }
 
-// Counts the blocks of its thread when it is destroyed at the end of the thread, after the objects
-// that were made later.
+// Counts the memory blocks of its thread in its destructor. It is destroyed at the end of the
+// thread, after the objects that were created later.
 struct BlocksAtTheEnd {
     ~BlocksAtTheEnd() {
         if (out != nullptr) {
@@ -48,7 +48,7 @@ struct BlocksAtTheEnd {
 
 thread_local BlocksAtTheEnd t_blocks;
 
-// Runs `work` on a thread and returns the blocks of its end.
+// Runs `work` on a thread and returns the number of memory blocks at the end of the thread.
 template <class Work>
 long blocksAtTheEndOf(Work work) {
     long blocks = 0;

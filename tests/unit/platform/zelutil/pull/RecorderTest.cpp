@@ -12,14 +12,14 @@
 #include "support/Payloads.h"
 #include "zel/ErrorStorage.h"
 
-// A source that knows nothing of records replays a payload to a recorder. The results are those of
-// a source that fills the record itself.
+// A source that is not a `RecordSource` replays a payload to a recorder. The results are the same
+// as those of a source that fills the record itself.
 namespace {
 
 using namespace util::serializer;
 using payloads::Pull;
 
-// Returns what a reader finds in a payload: its entries, or the reason why it is refused.
+// Returns the entries of a payload, or the reason why it is rejected.
 std::vector<std::string> read(PullFromPushDeserializer& pull, bool begun) {
     std::vector<std::string> found;
     if (!begun) {
@@ -91,7 +91,7 @@ TEST(RecorderTest, DeepBinaryPayloadsAreReadLikeDirectOnes) {
 constexpr char const* JSON[] = {"null", "true", "false", "17", "-17", "18446744073709551615", "1.5",
                                 "1e300", R"("text")", R"("\u00e9\n")", "[]", "{}", "[1,[2,[3]],{}]",
                                 R"({"a":1,"b":[true,null],"c":{"d":"e"},"a":2})", " [ 1 , 2 ] ",
-                                // refused
+                                // These texts are rejected.
                                 "", " ", "[", "[1", "[1,", "{", R"({"a")", R"({"a":)", "[1 2]",
                                 "nul", "1 2", "01", "1e999", R"("\ud800")", "\"\xc3\x28\"", "]",
                                 "{1:2}"};

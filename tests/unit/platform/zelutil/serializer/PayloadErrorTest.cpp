@@ -10,7 +10,8 @@
 #include "support/Reports.h"
 #include "zel/ErrorStorage.h"
 
-// Why a payload could not be read or written, as the thread's latest error says it.
+// Tests the reasons why a payload could not be read or written. They are stored as the thread's
+// latest error.
 namespace {
 
 using namespace util::serializer;
@@ -125,8 +126,8 @@ TEST_F(PayloadErrorTest, ExcessiveNestingIsDescribed) {
         << reason();
 }
 
-// Whatever is refused has a mistake that the second pass finds, and not in front of a byte without
-// which the text is still right.
+// For every text that the parser rejects, the second pass finds a mistake. For every text that it
+// accepts, there is no reason.
 TEST_F(PayloadErrorTest, SecondPassAgreesWithTheParser) {
     const std::string text = R"({"a":[1,-2.5e3,"x\u00e4\n"],"b":{"c":true,"d":null},"e":[]})";
     ASSERT_TRUE(JsonPull(text).begun);
@@ -149,11 +150,11 @@ TEST_F(PayloadErrorTest, SecondPassAgreesWithTheParser) {
 
 constexpr char const* STATIONS_JSON =
     R"({"stations":[{"name":"a"},{"name":"b"},{"id":1,"name":17}]})";
-// The same.
+// The same stations in the binary format.
 constexpr char const* STATIONS_HEX =
     "a16873746174696f6e7383a1646e616d656161a1646e616d656162a262696401646e616d6511";
 
-// Goes to the third station's field.
+// Moves to a field of the third station.
 bool goTo(IStructuredPullDeserializer& from, char const* field) {
     std::string name;
     bool failed = from.beginStruct(nullptr) || from.beginField(name) || from.beginArray();

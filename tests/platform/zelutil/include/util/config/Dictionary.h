@@ -13,7 +13,7 @@ public:
     bool isDictionary() const override { return true; }
 
     /// @{
-    /// Takes ownership of `value`; replaces the child of a present key.
+    /// Takes ownership of `value`. Replaces the child of an existing key.
     void add(char const* key, Value* value) { set(key, value); }
     void set(char const* key, Value* value);
     /// @}

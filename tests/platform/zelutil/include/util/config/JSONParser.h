@@ -10,8 +10,8 @@ class JSONParser {
 public:
     explicit JSONParser(bool unicodeStrings) : unicodeStrings_(unicodeStrings) {}
 
-    /// Parses one text. Returns false on success: the tree, which the caller owns, is in the output
-    /// of its kind, and the other output is null; both are null for a scalar.
+    /// Parses one text. On success returns false, stores the tree in the output of its kind, and
+    /// sets the other output to null. The caller owns the tree. For a scalar both outputs are null.
     bool parseString(char const* text, Dictionary** dictionary, Array** array);
 
 private:

@@ -41,7 +41,8 @@ public:
     const Value& operator[](char const* key) const { return (*this)[std::string(key)]; }
     const Value& operator[](const std::string& key) const;
     const Value& operator[](unsigned long index) const;
-    /// The same for every other type of index, so that `value[0]` is not a null key.
+    /// Does the same for every other type of index. Without it, `value[0]` would be a look-up with
+    /// a null key.
     template <typename Index, typename = std::enable_if_t<std::is_integral_v<Index>>>
     const Value& operator[](Index index) const {
         return (*this)[static_cast<unsigned long>(index)];

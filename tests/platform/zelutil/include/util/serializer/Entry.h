@@ -5,10 +5,10 @@
 
 namespace util::serializer {
 
-/// A scope for the names of the entry types.
+/// Limits the scope of the names of the entry types.
 namespace entrytypes {
 
-/// What comes next in a payload that is read entry by entry.
+/// The kinds of entries of a payload.
 enum EntryType : std::uint32_t {
     None = 0,
     End = 1,

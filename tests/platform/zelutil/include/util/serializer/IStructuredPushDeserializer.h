@@ -5,10 +5,11 @@
 
 namespace util::serializer {
 
-/// Byte orders, by their number in constructors.
+/// Byte orders. Constructors also accept their numbers.
 enum class Endianess : int { Little = 0, Big = 1 };
 
-/// Reads a payload and replays it as write calls on a serializer, which the caller begins and ends.
+/// Reads a payload and replays it as write calls on a serializer. The caller calls `beginSerialize`
+/// and `endSerialize`.
 class IStructuredPushDeserializer {
 public:
     /// @{
@@ -22,7 +23,7 @@ public:
     virtual bool beginDeserialize(ByteBufferReader* reader, IStructuredSerializer* target) = 0;
     virtual int deserialize() = 0;
     virtual bool endDeserialize() = 0;
-    /// Ignored: payloads may be nested as deep as the serializers allow.
+    /// Ignored: the nesting depth of a payload is limited only by the serializer.
     virtual void setNestingLimit(unsigned int /*limit*/) noexcept {}
 };
 

@@ -12,9 +12,8 @@
 
 namespace util::serializer {
 
-/// Writes typed data into a byte buffer. Every operation returns false on success and true on
-/// failure. The operations with a body are beyond what the core asks of a platform: by default they
-/// fail.
+/// Writes typed data into a byte buffer. Every function returns false on success and true on
+/// failure. The core does not require the functions with a body; by default they fail.
 class IStructuredSerializer {
 public:
     virtual ~IStructuredSerializer() = default;

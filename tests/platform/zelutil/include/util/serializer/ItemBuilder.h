@@ -7,8 +7,9 @@
 
 namespace util::serializer {
 
-/// Builds an item from write calls, and leaves it to a derived class to write it as bytes. Refuses
-/// calls out of place; after a failure every call fails up to the next `beginSerialize`.
+/// Builds an item from write calls. A derived class writes the item as bytes. Rejects calls that
+/// are not allowed at their place. After a failure every call fails, until the next
+/// `beginSerialize`.
 class ItemBuilder : public IStructuredSerializer {
 public:
     bool beginSerialize(ByteBufferWriter* writer, Options const* options) override;
@@ -40,11 +41,12 @@ public:
     bool beginField(std::string_view name, int id, bool optional) override;
     bool endField() override { return endItem(Item::Kind::Struct); }
 
-    /// Returns the item, once it is complete.
+    /// Returns the item. Call it only when the item is complete.
     const Item& item() const { return root_; }
 
 protected:
-    /// Appends the item as bytes; true on failure. By default it appends nothing.
+    /// Appends the item as bytes. Returns true on failure. The default implementation appends
+    /// nothing.
     virtual bool encode(const Item& /*item*/, std::string& /*bytes*/) const { return false; }
 
 private:

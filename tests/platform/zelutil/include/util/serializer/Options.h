@@ -4,7 +4,7 @@
 
 namespace util::serializer {
 
-/// What can be asked of a serializer or deserializer. This platform has no options.
+/// The options of serializers and deserializers. This platform has none.
 enum class OptionTag : int {};
 
 /// Options by tag.

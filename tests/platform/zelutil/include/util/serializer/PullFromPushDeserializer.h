@@ -7,8 +7,8 @@
 
 namespace util::serializer {
 
-/// Offers the pull interface over a push deserializer: `beginDeserialize` reads the whole payload
-/// into memory, and the other operations walk it.
+/// Implements the pull interface with a push deserializer. `beginDeserialize` reads the whole
+/// payload into memory, and the other functions read from there.
 class PullFromPushDeserializer : public IStructuredPullDeserializer {
 public:
     explicit PullFromPushDeserializer(IStructuredPushDeserializer* source);
