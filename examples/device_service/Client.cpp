@@ -94,8 +94,7 @@ void Client::send(kova::Request request) {
     std::unique_ptr<kova::IResponseHandler<kova::Response>> handler =
         std::make_unique<Printer>(*this, number);
     void* const handle = service_->actionRequest(request, std::move(handler));
-    // cppcheck-suppress accessMoved ; a service that rejects the request does not move from the
-    // handler
+    // cppcheck-suppress accessMoved ; a service that rejects a request does not move the handler
     const bool refused = handler != nullptr;
     if (!follow(number, handle)) {
         giveUp(number, refused ? "refused: the service is shut down" : "no answer");

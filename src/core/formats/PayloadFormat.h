@@ -17,8 +17,8 @@ namespace kova::detail {
 /// The properties of the payloads of one mime type.
 ///
 /// The formats are one constant table, which any thread may use. A new format needs a row in
-/// PayloadFormat.cpp, a codec, and tests. NOLINTNEXTLINE(clang-analyzer-optin.performance.Padding):
-/// in the order of the columns
+/// PayloadFormat.cpp, a codec, and tests.
+// NOLINTNEXTLINE(clang-analyzer-optin.performance.Padding): in the order of the columns
 struct PayloadFormat {
     /// The number of the mime type.
     mimetypes::MimeTypeID id;

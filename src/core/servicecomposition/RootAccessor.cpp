@@ -83,7 +83,8 @@ bool deliver(const Response& response, IResponseHandler<Names>& receiver) noexce
 }
 
 // Each call keeps the receiver alive, because aborting the tracking inside the call destroys the
-// function. NOLINTBEGIN(performance-unnecessary-copy-initialization)
+// function.
+// NOLINTBEGIN(performance-unnecessary-copy-initialization)
 std::unique_ptr<IResponseHandler<Response>> wrap(const Receiver& receiver) {
     return std::make_unique<responsehandlers::FuncResponseHandler<Response>>(
         [receiver](const Response& response) {
