@@ -8,7 +8,7 @@
 namespace kova {
 
 /// The fields of a request that a service copies into its responses: command, path, service path
-/// and client id. Each may be empty. Plain value type. Not synchronized.
+/// and client id. Each field may be empty. Plain value type. Not synchronized.
 ///
 ///     const kova::RequestInfo info(kova::Request("retrieve", "/light/state"));
 ///     info.getPath();      // "/light/state"

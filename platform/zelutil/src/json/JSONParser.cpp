@@ -10,8 +10,8 @@
 #include "json/JsonDetection.h"
 #include "json/Tape.h"
 
-// The JSON library parses the text into a read-only document. `TreeAssembler` makes the tree from
-// it.
+// The JSON library parses the text into a read-only document. `TreeAssembler` creates the tree from
+// the document.
 namespace util::config {
 
 namespace {
@@ -25,7 +25,7 @@ constexpr char const* TOO_DEEP = "arrays and objects are nested too deeply";
 const json::ProcessorDetection DETECTION;
 
 // Returns the size of the node for each kind of word that begins a value. A key has the kind of a
-// string, but has no node.
+// string, but no node.
 template <typename String>
 constexpr std::array<std::size_t, 256> nodeSizes() noexcept {
     std::array<std::size_t, 256> sizes{};

@@ -10,7 +10,7 @@
 
 namespace util::serializer {
 
-/// The format: the tokens of JSON text, and the white space between them.
+/// The JSON format: the tokens of JSON text, and the white space between them.
 class JSONStructuredSerializerOld::Format
     : public SequencedFormat<JSONStructuredSerializerOld::Format> {
 public:

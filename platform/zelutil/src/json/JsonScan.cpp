@@ -28,8 +28,8 @@ std::size_t sequenceLength(std::string_view text) noexcept {
     return length <= text.size() && zel::unicode::isUtf8(text.substr(0, length)) ? length : 0;
 }
 
-// Returns whether the magnitude of the number is at least 1. A number that is out of the range of a
-// double is either too large or too close to 0.
+// Returns whether the magnitude of the number is at least 1. A number outside the range of a double
+// is either too large or too close to 0.
 bool isHuge(std::string_view number) noexcept {
     const std::size_t mark = number.find_first_of("eE");
     const std::string_view digits = number.substr(0, mark);
@@ -83,7 +83,7 @@ FieldPath JsonScan::path() const noexcept {
     return path;
 }
 
-// All functions below return true on a mistake, or if the requested position is reached.
+// All functions below return true if they find a mistake or reach the requested position.
 
 bool JsonScan::scan() noexcept {
     isValueNext_ = true;
@@ -191,7 +191,8 @@ bool JsonScan::takeKey() noexcept {
     return false;
 }
 
-// Consumes the text after a value in an array or object: its end, or the text up to the next value.
+// Consumes the text after a value in an array or object: the end of the container, or the text up
+// to the next value.
 bool JsonScan::takeAfterValue() noexcept {
     Level& level = levels_[depth_ - 1];
     level.isInItem = false;
@@ -316,7 +317,7 @@ bool JsonScan::takeNumber() noexcept {
     return checkRange(begin, isInteger);
 }
 
-// Checks that an integer fits into 64 bits, and another number into a double.
+// Checks that an integer fits into 64 bits, and that any other number fits into a double.
 bool JsonScan::checkRange(std::size_t begin, bool isInteger) noexcept {
     char const* const first = text_.data() + begin;
     char const* const last = text_.data() + at_;

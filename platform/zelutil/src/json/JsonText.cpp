@@ -39,7 +39,7 @@ constexpr Word specialBytes(Word word) {
     return special & everyByte<Word>(0x80);
 }
 
-// How a byte of a string is written.
+// The way in which a byte of a string is written.
 enum class Role : std::uint8_t { Plain, Escaped, BeyondAscii };
 
 constexpr std::array<Role, 256> roles() {
@@ -160,8 +160,8 @@ std::size_t maximalPart(std::string_view bytes, bool& character) noexcept {
         return 1;
     }
     const std::size_t length = lead < 0xE0 ? 2U : lead < 0xF0 ? 3U : 4U;
-    // The second byte's range depends on the first: no overlong forms, no surrogates, no more than
-    // U+10FFFF.
+    // The range of the second byte depends on the first. It excludes overlong forms, surrogates and
+    // code points above U+10FFFF.
     unsigned low = lead == 0xE0 ? 0xA0U : lead == 0xF0 ? 0x90U : 0x80U;
     unsigned high = lead == 0xED ? 0x9FU : lead == 0xF4 ? 0x8FU : 0xBFU;
     for (std::size_t i = 1; i < length; ++i) {
@@ -285,15 +285,15 @@ char* writeDigits(char* out, Number value) noexcept {
     return std::to_chars(out, out + MAX_NUMBER_SIZE, value).ptr;
 }
 
-// Fast path for doubles with few decimals, which are common in settings and measurements: they are
+// Fast path for doubles with few decimals, which are common in settings and measurements. They are
 // written as an integer number of millionths. Finding the shortest text of any double takes nearly
 // three times the instructions.
 constexpr std::size_t DECIMALS = 6;
 constexpr std::uint64_t MILLION = 1'000'000;
 
 // Returns magnitude * 10^6 if the magnitude has at most 6 decimals and is in the range from 1e-3 to
-// less than 1e9. It has at most 15 significant digits then, so that no other text of that size
-// reads back as the same double. Returns 0 otherwise.
+// less than 1e9. The magnitude then has at most 15 significant digits, so no other text with so few
+// digits reads back as the same double. Returns 0 otherwise.
 std::uint64_t millionthsOf(double magnitude) noexcept {
     constexpr double LEAST = 1e-3;
     constexpr double MOST = 1e9;
@@ -303,7 +303,7 @@ std::uint64_t millionthsOf(double magnitude) noexcept {
     constexpr auto PARTS = static_cast<double>(MILLION);
     // NOLINTNEXTLINE(bugprone-incorrect-roundings): the division below verifies the result
     const auto millionths = static_cast<std::int64_t>(magnitude * PARTS + 0.5);
-    // The division rounds as reading the text does.
+    // The division rounds in the same way as reading the text.
     return static_cast<double>(millionths) / PARTS == magnitude
                ? static_cast<std::uint64_t>(millionths)
                : 0;

@@ -17,8 +17,7 @@ namespace util::json {
 /// it are escaped. The bytes must be UTF-8; this is not checked.
 [[nodiscard]] bool appendString(ByteBufferWriter& writer, std::string_view utf8) noexcept;
 
-/// Appends any bytes as `appendString` does, but with U+FFFD in place of each maximal ill-formed
-/// part.
+/// Appends any bytes as `appendString` does, but replaces each maximal ill-formed part by U+FFFD.
 [[nodiscard]] bool appendRepairedString(ByteBufferWriter& writer, std::string_view bytes) noexcept;
 
 /// Appends an integer in decimal digits.
@@ -34,18 +33,18 @@ namespace util::json {
 // Unchecked variants: the caller has reserved the space. Each write function writes at `out` and
 // returns the end of the written text.
 
-/// The greatest size of a number: "-2.2250738585072014e-308" with a ".0" fits.
+/// The maximum size of a number: "-2.2250738585072014e-308" with a ".0" fits.
 constexpr std::size_t MAX_NUMBER_SIZE = 32;
-/// Returns the number of bytes that a string of `size` bytes needs at most after escaping, without
-/// the quotation marks.
+/// Returns the maximum size of a string of `size` bytes after escaping, without the quotation
+/// marks.
 constexpr std::size_t maxEscapedSize(std::size_t size) noexcept {
     return 6 * size;  // "\u001f"
 }
 
 /// Writes the bytes as `appendRepairedString` does, without the quotation marks.
 char* writeRepaired(char* out, std::string_view bytes) noexcept;
-/// Returns the size of the longest prefix of `bytes` that is not longer than `size` and ends at a
-/// character boundary, so that it can be written separately. `size` is at least 4.
+/// Returns the size of the longest prefix of `bytes` that has at most `size` bytes and ends between
+/// two characters. The prefix can be written separately. `size` is at least 4.
 std::size_t pieceSize(std::string_view bytes, std::size_t size) noexcept;
 
 /// Writes an integer as `appendInteger` does.

@@ -11,9 +11,9 @@
 namespace util::config {
 
 /// A view of the "tape": the words that the JSON library produces from a text, as its documentation
-/// describes. A string or a plain value has one word, a number two words, an array or an object one
-/// word at its beginning and one at its end. Positions are indices of words. The view is valid
-/// until the library parses another text.
+/// describes. A string, null, true or false has one word, a number has two words. An array or
+/// object has one word at its beginning and one at its end. Positions are indices of words. The
+/// view is valid until the library parses another text.
 class Tape {
 public:
     /// Creates a view of the tape of the document.
@@ -36,28 +36,28 @@ public:
         return {reinterpret_cast<char const*>(string + sizeof size), size};
     }
     /// @{
-    /// Returns the number whose kind is at `at`: of the kind `l`, `u` or `d`.
+    /// Returns the number at `at`, which must have the kind `l`, `u` or `d`.
     std::int64_t signedAt(std::size_t at) const noexcept { return number<std::int64_t>(at); }
     std::uint64_t unsignedAt(std::size_t at) const noexcept { return number<std::uint64_t>(at); }
     double realAt(std::size_t at) const noexcept { return number<double>(at); }
     /// @}
-    /// Returns the number of children of an array or object. It saturates at 0xFFFFFF.
+    /// Returns the number of children of an array or object. The number saturates at 0xFFFFFF.
     std::size_t count(std::size_t at) const noexcept { return (words_[at] >> 32U) & 0xFFFFFFU; }
     /// Returns the position of the word that ends the array or object.
     std::size_t endOf(std::size_t at) const noexcept {
         return static_cast<std::uint32_t>(words_[at]) - 1U;
     }
     /// Returns the position of the next value, key or end of a container. For the beginning of a
-    /// container that is its first child, or its end if it is empty.
+    /// container, this is its first child, or its end if it is empty.
     std::size_t next(std::size_t at) const noexcept { return at + (isNumber(kind(at)) ? 2 : 1); }
-    /// Returns the position after the whole value or key. That is the next value or key, or the end
+    /// Returns the position after the whole value or key. This is the next value or key, or the end
     /// of the container.
     std::size_t after(std::size_t at) const noexcept {
         const char first = kind(at);
         return first == '[' || first == '{' ? endOf(at) + 1 : next(at);
     }
 
-    /// Returns the greatest number of arrays and objects in each other in the value.
+    /// Returns the nesting depth of arrays and objects in the value.
     std::size_t depthOf(std::size_t at) const noexcept {
         std::size_t depth = 0;
         std::size_t greatest = 0;

@@ -44,7 +44,7 @@ const struct {
     {errors::InternalServerError, 20, "Internal error in server implementation: %s", 1, 500},
 };
 
-TEST(ErrorsTest, CatalogueHasEveryErrorAtItsNumber) {
+TEST(ErrorsTest, CatalogueContainsEveryError) {
     EXPECT_STREQ(errors::Error.name(), "kova::errors::Error");
     ASSERT_EQ(errors::Error.size(), std::size(ROWS));
     for (const auto& row : ROWS) {

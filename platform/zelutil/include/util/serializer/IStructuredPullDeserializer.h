@@ -38,7 +38,7 @@ public:
     /// Reads a boolean.
     [[nodiscard]] virtual bool getBoolean(bool& out) = 0;
     /// @{
-    /// Reads an integer that fits the type.
+    /// Reads an integer. Fails if it does not fit the type.
     [[nodiscard]] virtual bool getInt8(std::int8_t& out) = 0;
     [[nodiscard]] virtual bool getUInt8(std::uint8_t& out) = 0;
     [[nodiscard]] virtual bool getInt16(std::int16_t& out) = 0;
