@@ -48,7 +48,7 @@ void* AboutHandler::actionRequest(const kova::Request& request,
 }
 
 void AboutHandler::cancelRequest(void* /*handle*/) {
-    // No request is ever pending.
+    // There is nothing to cancel, because no request is ever pending.
 }
 
 kova::Response AboutHandler::respond(const kova::Request& request,

@@ -60,7 +60,7 @@ void* StoreHandler::actionRequest(const kova::Request& request,
 }
 
 void StoreHandler::cancelRequest(void* /*handle*/) {
-    // No request is ever pending.
+    // There is nothing to cancel, because no request is ever pending.
 }
 
 kova::Response StoreHandler::respond(const kova::Request& request,

@@ -14,7 +14,7 @@ namespace kova {
 /// The order of the virtual functions is part of the contract.
 class KOVA_API IKovaApi {
 public:
-    /// The value that is not the handle of any request.
+    /// The null handle. No request has it.
     static constexpr void* UNDEFINED_REQUEST_HANDLE = nullptr;
 
     virtual ~IKovaApi();

@@ -23,7 +23,7 @@ namespace kova {
 /// Plain value type. Not thread-safe even for concurrent reads: conversions store an error flag.
 class KOVA_API Number {
 public:
-    /// Stores the empty text, which is not a number.
+    /// Creates a number with the empty text. The empty text is not a number.
     Number() = default;
     /// Stores the number in decimal: "-42". Constructors and assignments from numbers are implicit.
     /// No constructor accepts a text: create an empty `Number` and assign the text.

@@ -44,7 +44,7 @@ constexpr char const* EMPTY_RESPONSE = "empty-response";
 constexpr char const* MULTI_RESPONSE = "multi-response";
 /// @}
 
-/// Writes those fields of `info` into the response that are not empty.
+/// Writes the non-empty fields of `info` into the response.
 KOVA_API void appendRequestInfo(const RequestInfo& info, Response& response);
 /// Writes the client id and the service path into the request, even if they are empty.
 KOVA_API void appendTracingInfo(Request& request, const std::string& servicePath,

@@ -78,7 +78,7 @@ private:
         std::size_t living = 0;
     };
 
-    // Counts the objects that record.
+    // Counts the existing objects that record events.
     class Living {
     public:
         explicit Living(std::shared_ptr<State> state) : state_(std::move(state)) {

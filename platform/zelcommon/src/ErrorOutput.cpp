@@ -30,7 +30,7 @@ void appendArgument(std::string& out, char field, ErrorArgument const* argument)
     } else if (argument->isText()) {
         out.append(argument->text());
     } else {
-        // Prints as the C library does, as in traces: a null pointer is "(nil)".
+        // Prints with the C library, as traces do. A null pointer becomes "(nil)".
         char text[32];
         const int size = std::snprintf(text, sizeof(text), "%p", argument->address());
         out.append(text, static_cast<std::size_t>(size));

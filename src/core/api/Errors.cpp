@@ -6,7 +6,7 @@ namespace kova::errors {
 
 namespace {
 
-/// The status code of a number that has none.
+/// The status code of error numbers to which no status code is assigned.
 constexpr unsigned short DEFAULT_STATUS = 500;
 
 struct Row {

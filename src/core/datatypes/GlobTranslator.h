@@ -5,7 +5,7 @@
 
 namespace kova {
 
-/// The construct of a glob that the translator is in.
+/// The construct of the glob that the translator is reading.
 enum class GlobToRegexState : unsigned char {
     Normal = 0,        ///< outside any construct
     Escape = 1,        ///< after a backslash

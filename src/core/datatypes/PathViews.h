@@ -35,7 +35,7 @@ inline bool hasEmptySegment(std::string_view path) noexcept {
         std::uint64_t characters;
         std::memcpy(&characters, path.data(), sizeof(characters));
         characters ^= Path::SEP_CHAR * EACH;
-        // The highest bit of each byte that is now zero.
+        // Contains the highest bit of each byte of `characters` that is zero.
         const std::uint64_t found = ~(((characters & LOW_BITS) + LOW_BITS) | characters | LOW_BITS);
         if ((found & found >> 8U) != 0) {
             return true;

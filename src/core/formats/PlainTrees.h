@@ -50,7 +50,7 @@ inline bool add(util::config::Array& array, util::config::Value* value) {
     return false;
 }
 
-/// Does nothing: every platform has this hint, but not every platform can use it.
+/// Does nothing. It is a hint, which only some platforms can use.
 inline void reserve(util::config::Array& /*array*/, unsigned long /*count*/) {}
 
 /// Destroys all children.

@@ -44,7 +44,7 @@ private:
     const Mount* findAncestor(std::string_view path) const noexcept;
 
     Handlers handlers_;
-    /// The mounts in `handlers_` whose path is not empty.
+    /// An index of the mounts in `handlers_` whose path is not empty.
     MountIndex index_;
     std::size_t longest_ = 0;
 };

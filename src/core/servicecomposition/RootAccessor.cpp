@@ -24,7 +24,7 @@ using Names = std::vector<std::string>;
 using Receiver = std::shared_ptr<IResponseHandler<Names>>;
 
 constexpr char const* FILE_NAME = "src/core/servicecomposition/RootAccessor";
-// Fixed by the interface.
+// The source positions in reports are fixed by the interface.
 constexpr detail::SourcePosition UNDEFINED_MIME_TYPE{FILE_NAME, 59};
 constexpr detail::SourcePosition UNREADABLE_BODY{FILE_NAME, 74};
 

@@ -73,7 +73,7 @@ void* StaticComposedKovaServiceImpl::RootHandler::actionRequest(
 }
 
 void StaticComposedKovaServiceImpl::RootHandler::cancelRequest(void* /*handle*/) noexcept {
-    // No request stays pending.
+    // There is nothing to cancel, because no request stays pending.
 }
 
 bool StaticComposedKovaServiceImpl::RootHandler::sendUpdate(

@@ -13,7 +13,7 @@ namespace kova {
 
 namespace {
 
-// Fixed by the interface.
+// The source position in reports is fixed by the interface.
 constexpr detail::SourcePosition ZERO_INTERVAL{"src/core/utility/Alarm", 29};
 
 }  // namespace

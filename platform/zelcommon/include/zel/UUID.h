@@ -55,7 +55,7 @@ public:
     /// Returns whether all bytes are equal.
     friend bool operator==(const UUID& a, const UUID& b) noexcept { return a.bytes_ == b.bytes_; }
     friend bool operator!=(const UUID& a, const UUID& b) noexcept { return a.bytes_ != b.bytes_; }
-    /// Orders by bytes, which is also the order of the lower-case texts.
+    /// Compares the bytes. The order is the same as that of the lower-case texts.
     friend bool operator<(const UUID& a, const UUID& b) noexcept { return a.bytes_ < b.bytes_; }
 
 private:

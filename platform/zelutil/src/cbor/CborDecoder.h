@@ -107,8 +107,8 @@ private:
         at += 1 + SIZE;
         return true;
     }
-    // Consumes a head without a length. Returns false if the head is not that of a string, an
-    // array, a map or a break.
+    // Consumes the head of an item of indefinite length, or a break. Returns false if the kind of
+    // the item does not allow this.
     KOVA_INLINE_DECODING bool readOpenHead(const CborHead& head) noexcept {
         const unsigned char kind = head.kind();
         if (!head.isOpen() || kind == UNSIGNED || kind == NEGATIVE || kind == TAG) {

@@ -97,7 +97,7 @@ public:
     bool beginElement() noexcept;
     /// Returns whether the next element or field may be begun.
     bool mayBegin(Expects what) const noexcept { return stack.top().expects == what && !atEnd(); }
-    /// Enters the next element or field, which may be begun.
+    /// Enters the next element or field. `mayBegin` must return true for it.
     void enterElement() noexcept { enter(Item::Element, stack.top().data.next); }
     void enterField() noexcept { enter(Item::Field, stack.top().data.next + 1); }
     /// Ends the field or element. Advances past it, unless it is a field that was found by name.

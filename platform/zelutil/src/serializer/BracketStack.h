@@ -104,7 +104,7 @@ public:
     }
 
 private:
-    // Keeps memory that was allocated for many levels.
+    // Closes all levels and opens the lowest one. Keeps the allocated memory.
     void restart(const Level& lowest) noexcept {
         levels_.clear();
         levels_.push(lowest);
