@@ -59,7 +59,7 @@ TEST(PendingRequestsTest, ReusedNodeHasTheHandlesOfTheNewEntry) {
     EXPECT_EQ(requests.take(handleOf(4))->resourceHandle, handleOf(40));
 }
 
-TEST(PendingRequestsTest, SecondEntryIsNotStoredInAReusedNode) {
+TEST(PendingRequestsTest, ReusedNodeDoesNotReplaceAnEntry) {
     PendingRequests requests;
     requests.add(handleOf(1), handleOf(10), nullptr);
     requests.add(handleOf(2), handleOf(20), nullptr);
