@@ -50,7 +50,7 @@ inline bool add(util::config::Array& array, util::config::Value* value) {
     return false;
 }
 
-/// Does nothing. It is a hint, which only some platforms can use.
+/// Does nothing. The reservation is a hint, which only some platforms can use.
 inline void reserve(util::config::Array& /*array*/, unsigned long /*count*/) {}
 
 /// Destroys all children.

@@ -64,7 +64,7 @@ TEST_F(CallsTest, RequestAnsweredImmediatelyHasNoHandle) {
     EXPECT_EQ(recording.events(), (Events{"value 200", "completed"}));
 }
 
-TEST_F(CallsTest, RejectionByTheServiceIsAnError) {
+TEST_F(CallsTest, RejectionByTheServiceIsReportedAsAnError) {
     service.rejects = true;
     EXPECT_EQ(send(), IKovaApi::UNDEFINED_REQUEST_HANDLE);
     EXPECT_EQ(recording.events(), (Events{"error 503 the service refuses requests"}));
@@ -72,7 +72,7 @@ TEST_F(CallsTest, RejectionByTheServiceIsAnError) {
     EXPECT_TRUE(calls.pending().empty());
 }
 
-TEST_F(CallsTest, DroppedRequestIsAnErrorOnAnotherThread) {
+TEST_F(CallsTest, DroppedRequestIsReportedAsAnError) {
     std::promise<std::thread::id> thread;
     recording.onEvent([&](const std::string&) { thread.set_value(std::this_thread::get_id()); });
     send();

@@ -512,7 +512,7 @@ TEST(PullFromPushDeserializerTest, ReadingWithoutMemoryFailsAndLeaksNothing) {
         payloads::fromHex(payloads::writtenAsBinary(writeSample).value_or("")), Endianess::Big);
 }
 
-TEST(PullFromPushDeserializerTest, ChunkedAndContiguousTextsAreReadAlike) {
+TEST(PullFromPushDeserializerTest, ChunkedAndContiguousTextsProduceTheSameValues) {
     // {"ab" in chunks: "xy", "cd": "zz" in chunks}
     BinaryPull pull("a2 7f 61 61 61 62 ff 62 78 79 62 63 64 7f 61 7a 61 7a ff");
     ASSERT_TRUE(pull.begun);

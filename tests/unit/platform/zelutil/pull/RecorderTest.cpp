@@ -65,7 +65,7 @@ void expectSame(const std::string& payload, Arguments... arguments) {
     EXPECT_EQ(replayed.endDeserialize(), direct.endDeserialize()) << payloads::toHex(payload);
 }
 
-TEST(RecorderTest, ReplayedBinaryPayloadsAreReadLikeDirectOnes) {
+TEST(RecorderTest, ReplayedBinaryPayloadsProduceTheSameValues) {
     for (char const* const hex : payloads::COMMON_BINARY) {
         expectSame<AXOBinStructuredPushDeserializer>(payloads::fromHex(hex), Endianess::Big);
     }
@@ -81,7 +81,7 @@ TEST(RecorderTest, WrongByteOrderIsRejected) {
     expectSame<AXOBinStructuredPushDeserializer>(payloads::fromHex("00"), Endianess::Little);
 }
 
-TEST(RecorderTest, DeepBinaryPayloadsAreReadLikeDirectOnes) {
+TEST(RecorderTest, DeepBinaryPayloadsProduceTheSameValues) {
     for (const std::size_t depth : {255, 256, 257}) {
         expectSame<AXOBinStructuredPushDeserializer>(std::string(depth, '\x81') + '\x00',
                                                      Endianess::Big);
@@ -96,13 +96,13 @@ constexpr char const* JSON[] = {"null", "true", "false", "17", "-17", "184467440
                                 "nul", "1 2", "01", "1e999", R"("\ud800")", "\"\xc3\x28\"", "]",
                                 "{1:2}"};
 
-TEST(RecorderTest, ReplayedJsonTextsAreReadLikeDirectOnes) {
+TEST(RecorderTest, ReplayedJsonTextsProduceTheSameValues) {
     for (char const* const text : JSON) {
         expectSame<JSONStructuredPushDeserializerOld>(text);
     }
 }
 
-TEST(RecorderTest, DeepJsonTextsAreReadLikeDirectOnes) {
+TEST(RecorderTest, DeepJsonTextsProduceTheSameValues) {
     for (const std::size_t depth : {255, 256, 257}) {
         expectSame<JSONStructuredPushDeserializerOld>(std::string(depth, '[') +
                                                       std::string(depth, ']'));

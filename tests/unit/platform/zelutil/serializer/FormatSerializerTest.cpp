@@ -378,7 +378,7 @@ TEST_P(FormatSerializerTest, EnumRangeIsCheckedOnlyWithTheFlag) {
     }
 }
 
-TEST_P(FormatSerializerTest, UnicodeStringsOfEveryEncodingAreWrittenAlike) {
+TEST_P(FormatSerializerTest, UnicodeStringsOfEveryEncodingProduceTheSameBytes) {
     const auto text = zel::unicode::String::fromUtf8("\xC3\xA4\xF0\x9F\x98\x80");
     ASSERT_TRUE(text.has_value());
     std::vector<std::string> payloadsWritten;
