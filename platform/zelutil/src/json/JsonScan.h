@@ -23,11 +23,11 @@ public:
 
     /// Moves to the first mistake. Returns false if this pass finds none.
     bool findMistake() noexcept;
-    /// Moves to the key or value that has `count` others before it. Returns false if the text has
-    /// no more. The text must be well-formed up to there.
+    /// Moves to the key or value with the number `count`, counted from 0. Returns false if the text
+    /// has fewer keys and values. The text must be well-formed up to there.
     bool findEvent(std::uint32_t count) noexcept;
-    /// Moves to the end of a text that is well-formed but incomplete. `isInItem` is whether a field
-    /// or element was begun there.
+    /// Moves to the end of a text that is well-formed but incomplete. `isInItem` states whether a
+    /// field or element was begun there.
     void findEnd(bool isInItem) noexcept;
 
     /// Returns the position that was found, in bytes from the beginning of the text.

@@ -69,7 +69,7 @@ Phrase PullFromPushDeserializer::Handler::next() const noexcept {
     }
 }
 
-// Returns the event whose position a message about the next value, field or end contains.
+// Returns the event of the next value, field or end. A message contains the position of this event.
 std::uint32_t PullFromPushDeserializer::Handler::place() const noexcept {
     const Stack::Level& top = stack.top();
     if (top.expects == Expects::Value) {
