@@ -33,7 +33,7 @@ using Handler = std::unique_ptr<IResponseHandler<Response>>;
 
 // --- A request that is answered at once ----------------------------------------------------------
 
-/// A composed service with ten resources that answer at once.
+/// A composed service with ten resources that answer immediately.
 struct Service {
     Service()
         : service(
@@ -77,7 +77,7 @@ struct Track {
 };
 KOVA_FIELDS(Track, number, id, length, liked, gain, rating, title, artist, album, year)
 
-/// A service that answers each request at once with a track in the binary format.
+/// A service that answers each request immediately with a track in the binary format.
 class TrackService : public IKovaApi {
 public:
     void* actionRequest(const Request&, Handler&& handler) override {
@@ -117,7 +117,7 @@ bool read(const Payload& payload, Track& track) {
            source->endStruct();
 }
 
-/// Asks the core by hand, and waits for the answer.
+/// Sends a request through the interface of the core, and waits for the answer.
 std::int32_t yearByHand(IKovaApi& service) {
     std::promise<Track> promise;
     Request request("retrieve", "/tracks/7");
@@ -246,7 +246,8 @@ double secondsOf(unsigned count, Body body) {
     return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
 }
 
-/// Registers the time in which `threads` threads cancel 100 000 requests, for one of them.
+/// Registers a case in which `threads` threads cancel 100 000 requests. The result is the time for
+/// one request.
 template <typename Calls>
 void cancelAll(unsigned threads, char const* contestant) {
     const std::string name = "cancel one of 100 000, " + std::to_string(threads) +

@@ -1,5 +1,5 @@
-// Values of kova::kit to and from payloads, compared with the core's interfaces by hand and with
-// libraries that read and write structs.
+// Conversions between values and payloads with kova::kit, compared with the interfaces of the core
+// and with libraries that read and write structs.
 #include <memory>
 
 #include "kova/core/Factory.h"

@@ -1,6 +1,6 @@
-// Values of the kit: any bytes, read as a struct with members of many types, are refused or make a
-// value that survives a round trip through both formats. The fast path has the verdict, the value
-// and the bytes of the general one.
+// Values of the kit: bytes are read as a struct with members of many types. They are either
+// rejected, or the value survives a round trip through both formats. The fast path has the same
+// outcome, value and bytes as the general one.
 #include "kova/core/Number.h"
 #include "kova/core/Path.h"
 #include "kova/core/dovglobals/DateTime.h"
@@ -71,8 +71,8 @@ std::string bytesOf(const Payload& payload) {
     return {reinterpret_cast<char const*>(payload.data()), payload.size()};
 }
 
-/// Returns the binary payload of the value. Only a part that has no text prevents it: a date out of
-/// its range.
+/// Returns the binary payload of the value. This fails only for a part that has no text: a date out
+/// of its range.
 std::optional<Payload> binaryOf(const Rich& value) {
     Result<Payload> payload = toPayload(value, mimetypes::AXOBIN_TYPE);
     return payload ? std::optional(*payload) : std::nullopt;
@@ -85,7 +85,7 @@ void checkRoundTrips(const Rich& value) {
     fuzz::require(copy.ok() && binaryOf(*copy).has_value(), "what was written can be read");
     const std::string again = bytesOf(*binaryOf(*copy));
     fuzz::requireEqual(again, bytesOf(*binary), "a round trip does not change the value");
-    // JSON has neither NaN nor strings of any bytes.
+    // JSON cannot represent NaN and strings that are not UTF-8.
     if (const Result<Payload> json = toPayload(value)) {
         const Result<Rich> fromJson = fromPayload<Rich>(*json);
         fuzz::require(fromJson.ok(), "JSON that was written can be read");

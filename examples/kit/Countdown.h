@@ -8,7 +8,7 @@
 
 #include "kova/core/IKovaApi.h"
 
-/// A service that sends the stream 3, 2, 1 from a thread of its own for each request.
+/// A service that sends the stream 3, 2, 1 for each request, from a separate thread.
 class Countdown : public kova::IKovaApi {
 public:
     using Handler = std::unique_ptr<kova::IResponseHandler<kova::Response>>;

@@ -8,7 +8,7 @@
 #include "kova/kit/Client.h"
 #include "kova/kit/Loop.h"
 
-/// Runs a loop's callbacks in an asio context, until it is destroyed.
+/// Runs a loop's callbacks in an asio context, until this object is destroyed.
 class LoopRunner {
 public:
     LoopRunner(asio::io_context& context, kova::kit::Loop& loop)

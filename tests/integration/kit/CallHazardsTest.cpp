@@ -1,5 +1,5 @@
-// The traps of the core's contract: each test shows one on the core alone, and then that it is none
-// behind `kit::Calls`.
+// Hazards of the core's contract. Each test shows a hazard with the core alone, and then that
+// `kit::Calls` prevents it.
 #include <gtest/gtest.h>
 
 #include <atomic>
@@ -77,7 +77,7 @@ private:
 
 // --- 1: the callback runs after the cancellation -------------------------------------------------
 
-/// A callback that is inside until it is told to go on.
+/// A callback that blocks until the test lets it continue.
 struct Inside {
     std::promise<void> begun;
     std::promise<void> goOn;
@@ -120,7 +120,7 @@ TEST(CallHazardsTest, CallsRunNoCallbackAfterReset) {
 
 // --- 2: the answer overtakes the return ----------------------------------------------------------
 
-/// Answers on another thread before it returns its handle.
+/// A resource that answers on another thread before it returns its handle.
 class Overtaking : public test::ScriptedResource {
 public:
     Overtaking() {
@@ -305,7 +305,7 @@ TEST(CallHazardsTest, SecondAnswerIsIgnored) {
 
 // --- 7: locks of the resource --------------------------------------------------------------------
 
-/// Destroys its requests, and is cancelled, under its own lock.
+/// A resource that destroys its requests, and is cancelled, while it holds its lock.
 class Locking : public IResourceHandler {
 public:
     void* actionRequest(const Request&, Handler&& handler, const std::string&) override {

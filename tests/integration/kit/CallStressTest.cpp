@@ -1,5 +1,5 @@
-// Threads send, cancel and reset calls at random, over a composed service whose resources answer
-// from other threads, at once, twice, never, or not at all. KOVA_STRESS_OPERATIONS sets the number
+// Threads send, cancel and reset calls at random. They use a composed service whose resources
+// answer from other threads, immediately, twice, or never. KOVA_STRESS_OPERATIONS sets the number
 // of calls of each thread.
 #include <gtest/gtest.h>
 
@@ -39,7 +39,7 @@ int operations() {
     return text != nullptr ? std::atoi(text) : 2000 * test::stressFactor();
 }
 
-/// Answers before it returns: twice, with a handle.
+/// A resource that answers twice before it returns, and returns a handle.
 class Twice : public IResourceHandler {
 public:
     void* actionRequest(const Request&, Handler&& handler, const std::string&) override {
@@ -54,7 +54,8 @@ public:
     std::atomic<int> cancellations{0};
 };
 
-/// Keeps requests, and destroys the oldest one of many without an answer, under its own lock.
+/// A resource that stores requests. If it has many, it destroys the oldest one without an answer,
+/// while it holds its lock.
 class Forgetful : public IResourceHandler {
 public:
     void* actionRequest(const Request&, Handler&& handler, const std::string&) override {
@@ -77,7 +78,8 @@ private:
     std::deque<Handler> kept_;
 };
 
-/// What the callbacks of one call use. It is freed when the owner believes that none runs.
+/// The data that the callbacks of one call use. It is freed when no callback should be running any
+/// more.
 struct Ticket {
     std::atomic<int> values{0};
     std::atomic<int> ends{0};
@@ -248,7 +250,7 @@ TEST_F(CallStressTest, MutualResetInCallbacksDoesNotHang) {
                 const std::lock_guard<std::mutex> guard(own.mutex);
                 std::swap(own.call, call);
             }
-            call.reset();  // the former one, without the lock
+            call.reset();  // resets the former call, without the lock
             watchdog_.progress();
         }
     });

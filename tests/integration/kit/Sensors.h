@@ -17,9 +17,8 @@
 
 namespace kova::test {
 
-/// The resource of chapter 9 of the guide with several threads, and without a pause between the
-/// request and its answer. A request may be answered before `actionRequest` has returned its
-/// handle.
+/// The resource of chapter 9 of the guide, but with several threads and without a delay before the
+/// answer. A request may be answered before `actionRequest` has returned its handle.
 class Sensors : public IResourceHandler {
 public:
     using Handler = std::unique_ptr<IResponseHandler<Response>>;
@@ -40,7 +39,7 @@ public:
         }
     }
 
-    /// Number of cancellations that the service has asked for.
+    /// Number of cancellations that the service has requested.
     std::atomic<int> cancellations{0};
 
     void* actionRequest(const Request& request, Handler&& handler,

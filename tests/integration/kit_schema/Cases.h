@@ -45,8 +45,8 @@ using Either = std::variant<One<T>, Mode, bool>;
 template <typename T>
 using Maybe = std::optional<T>;
 
-/// Returns the value number `n` of a type; different numbers give different values where the type
-/// has enough of them.
+/// Returns the value number `n` of a type. Different numbers have different values, if the type has
+/// enough values.
 template <typename T>
 struct Sample;
 template <>

@@ -1,6 +1,6 @@
-// Writes a case for each of a few hundred types, one JSON object in a line: the schema of the type,
-// and JSON texts with whether `fromPayload` accepts them as a value of the type. `check.py`
-// compares that with the verdict of a JSON Schema validator.
+// Writes a test case for each of a few hundred types, as one JSON object per line. A case has the
+// schema of the type, JSON texts, and whether `fromPayload` accepts each text as a value of the
+// type. `check.py` compares this with the result of a JSON Schema validator.
 #include <iostream>
 
 #include "Cases.h"
@@ -64,8 +64,8 @@ void addNested() {
     addWrapped<Maybe<T>>();
 }
 
-/// Returns the values of the type, and every 29th value of the others, beginning with another one
-/// for each type.
+/// Returns the case of a type: its own values, and every 29th value of the other types. Each type
+/// begins with another value.
 Case caseOf(std::size_t index) {
     const Type& type = types[index];
     Case result{type.schema, {}};

@@ -22,7 +22,7 @@ protected:
     CallReference make() {
         CallReference call(
             PendingCall::create(REQUEST, PendingCall::Setup{service, table, nullptr}, {}));
-        call->release();  // the reference of the service, which does not get it
+        call->release();  // the reference of the service, which does not receive the call
         return call;
     }
 

@@ -176,7 +176,8 @@ TEST_F(CallsTest, ReceiverGetsTheErrorOfTheService) {
 }
 
 TEST_F(CallsTest, EndWithoutAValueIsFollowedByACancellation) {
-    // A composed service may have removed its entry before it stored it; only a value tells.
+    // A composed service may have removed its entry before it stored it. Only a value excludes
+    // this.
     const Subscription first = start();
     service.take(1)->onCompleted();
     EXPECT_EQ(service.cancelled(), (std::vector<std::size_t>{1}));

@@ -52,7 +52,7 @@ protected:
         options.clock = &clock;
         client.emplace(service, options);
     }
-    /// Makes the service answer every request at once.
+    /// Makes the service answer every request immediately.
     void answerAtOnce(const Response& value) {
         service.onRequest = [this, value](std::size_t number) { service.answer(number, value); };
     }
@@ -257,7 +257,7 @@ TEST_F(ClientTest, GetFailsOnAThreadOfItsExecutor) {
 }
 
 TEST_F(ClientTest, GetFailsOnTheAlarmThread) {
-    // A clock has one timer, so the alarm of this test is one of the default timer.
+    // A clock serves only one timer. Therefore the alarm of this test uses the default timer.
     Client normal(service);
     std::promise<Error> error;
     Subscription call = normal.retrieve<int>("/a").deadline(1ms).start();

@@ -22,7 +22,7 @@ namespace {
 using namespace std::chrono_literals;
 using test::HeldService;
 
-// A coroutine that starts at once. Its owner may destroy it while it is suspended.
+// A coroutine that starts immediately. Its owner may destroy it while it is suspended.
 class Routine {
 public:
     struct promise_type {

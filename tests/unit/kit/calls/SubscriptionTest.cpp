@@ -38,7 +38,7 @@ protected:
     Recording recording = record();
 };
 
-// Lets a callback wait inside, on a thread of the service.
+// Blocks inside a callback, on a thread of the service.
 class Blocked {
 public:
     Blocked(test::HeldService& service, std::size_t number, const Recording& recording) {

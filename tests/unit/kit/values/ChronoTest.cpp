@@ -3,7 +3,8 @@
 #include "Formats.h"
 #include "support/Reports.h"
 
-// Durations travel as the core's text, or as a count if their field says so.
+// Payloads contain durations as the core's text, or as a count if the description of the field
+// requires it.
 namespace kova::kit {
 namespace {
 

@@ -2,7 +2,7 @@
 
 #include "Formats.h"
 
-// Enumerations travel as the names of their enumerators.
+// Payloads contain enumerations as the names of their enumerators.
 namespace kova::kit {
 namespace {
 

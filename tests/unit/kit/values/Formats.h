@@ -11,11 +11,11 @@
 #include "util/serializer/AXOBinStructuredSerializerBE.h"
 #include "util/serializer/JSONStructuredPushDeserializerOld.h"
 
-// What the tests of values share: each of them runs for both formats and for value trees.
+// Functions that the tests of values share. Each test runs for both formats and for value trees.
 namespace kova::kit::test {
 
-/// A format, and the way that leads to it: `GeneralJson` and `GeneralBinary` use the interfaces of
-/// the platform that every platform has, the others the fast path where there is one.
+/// A format, and the code path to it. `GeneralJson` and `GeneralBinary` use the interfaces that
+/// every platform has. `Json` and `Binary` use the fast path, if the platform has one.
 enum class Format { Json, Binary, GeneralJson, GeneralBinary, Tree };
 
 inline bool isJson(Format format) {
@@ -87,7 +87,7 @@ Result<T> readAs(Format format, const std::string& json, const Limits& limits = 
     return fromTree<T>(*tree, limits);
 }
 
-/// Returns the reason why the content of the JSON text is refused, or an empty text.
+/// Returns the reason why the content of the JSON text is rejected, or an empty text.
 template <typename T>
 std::string reasonOf(Format format, const std::string& json, const Limits& limits = {}) {
     const Result<T> result = readAs<T>(format, json, limits);
@@ -98,7 +98,7 @@ std::string reasonOf(Format format, const std::string& json, const Limits& limit
     return result.error().message;
 }
 
-/// Returns the JSON text of the value, or the reason why it has none.
+/// Returns the JSON text of the value, or the reason why the value has no JSON text.
 template <typename T>
 std::string jsonOf(const T& value) {
     const Result<Payload> payload = toPayload(value);

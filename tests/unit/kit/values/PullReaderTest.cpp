@@ -9,8 +9,9 @@
 #include "kova/kit/Values.h"
 #include "values/Recorded.h"
 
-// Reading through a deserializer that stores no reason of a failure, as one of a device's own
-// platform. `ValuesTest.cpp` has the tests with the deserializers of this platform.
+// Tests with a deserializer that stores no reason of a failure. The deserializer of a replacement
+// platform may be of this kind. `ValuesTest.cpp` has the tests with the deserializers of this
+// platform.
 namespace kova::kit::detail {
 namespace {
 
@@ -52,7 +53,7 @@ TEST(PullReaderTest, ReturnsItsMimeType) {
     EXPECT_STREQ(PullReader(nullptr, "x/tree", Limits()).mimeType(), "x/tree");
 }
 
-/// The storage of errors of a platform that does not count them.
+/// The error storage of a platform that does not count errors.
 struct PlainStorage {
     const std::string& reason() const { return text; }
     void acknowledge() noexcept { text.clear(); }

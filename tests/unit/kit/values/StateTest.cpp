@@ -149,7 +149,7 @@ Node chain(std::size_t levels) {
 }
 
 TEST(WriteLimitsTest, DepthIsLimited) {
-    // The empty array of the innermost node is a level, too.
+    // The empty array of the innermost node also counts as a level.
     EXPECT_TRUE(toPayload(chain(255)).ok());
     EXPECT_EQ(toPayload(chain(257)).error().code, 500);
     Limits limits;

@@ -16,7 +16,7 @@
 #include "support/Reports.h"
 #include "zel/UUID.h"
 
-// The types of the core that travel as texts.
+// The types of the core that payloads contain as texts.
 namespace kova::kit {
 namespace {
 

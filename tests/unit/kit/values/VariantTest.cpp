@@ -2,7 +2,8 @@
 
 #include "Formats.h"
 
-// Variants: alternatives with a name are objects with one entry, the others are told apart by kind.
+// Variants: alternatives with a name are objects with one entry; the others are distinguished by
+// their kind.
 namespace kova::kit {
 namespace {
 
