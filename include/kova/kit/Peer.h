@@ -1,0 +1,58 @@
+#pragma once
+
+#include <string>
+
+#include "kova/core/Request.h"
+#include "kova/kit/Export.h"
+
+namespace kova::kit {
+
+/// The process on whose behalf a request is served, as the operating system knows it.
+///
+/// A plain value type. The numbers come from the kernel, not from the request, so a client cannot
+/// forge them.
+struct Peer {
+    /// The user, group and process. -1 if the transport does not know it.
+    long uid = -1;
+    long gid = -1;  ///< see `uid`
+    long pid = -1;  ///< see `uid`
+    /// The address in the text form of the transport, such as "unix:" or "127.0.0.1:41034". Empty
+    /// within the process.
+    std::string address;
+
+    /// Returns the peer of requests from within the process: its own effective user and group, and
+    /// its process number.
+    KOVA_KIT_API static Peer self();
+};
+
+/// Returns the peer of a request. Within a `PeerScope` of the current thread this is the peer of
+/// the scope, otherwise `Peer::self()`.
+///
+/// The request does not carry its peer, so that a header entry cannot pretend one. Ask for the peer
+/// while the request is being served, on the thread that serves it. A request that a handler sends
+/// to another service on this thread has the same peer. `Job` and `Ask` keep the peer of their
+/// request. Any thread may call it.
+KOVA_KIT_API Peer peerOf(const Request& request);
+
+/// A guard for transports: requests that the current thread sends have this peer, until the guard
+/// is destroyed. Guards of a thread nest.
+///
+///     const auto serve = [](kova::IKovaApi& service, const kova::kit::Peer& peer,
+///                           const kova::Request& request,
+///                           std::unique_ptr<kova::IResponseHandler<kova::Response>> handler) {
+///         const kova::kit::PeerScope scope(peer);
+///         return service.actionRequest(request, std::move(handler));
+///     };
+class KOVA_KIT_API PeerScope {
+public:
+    /// Keeps a reference to `peer`, which must outlive the guard.
+    explicit PeerScope(const Peer& peer) noexcept;
+    ~PeerScope();
+    PeerScope(const PeerScope&) = delete;
+    PeerScope& operator=(const PeerScope&) = delete;
+
+private:
+    const Peer* const outer_;
+};
+
+}  // namespace kova::kit
