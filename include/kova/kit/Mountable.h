@@ -1,0 +1,70 @@
+#pragma once
+
+#include <chrono>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "kova/core/IResourceHandler.h"
+#include "kova/core/Payload.h"
+#include "kova/kit/Export.h"
+
+namespace kova::kit {
+
+namespace detail {
+class Served;
+}
+
+/// One operation that a mountable object offers, for those who look inside a service.
+struct Operation {
+    /// The command word.
+    std::string command;
+    /// The path below the mount path, as a template such as "{id:uint}/name". "" for the mount path
+    /// itself.
+    std::string path;
+    /// @{
+    /// Return the JSON Schema of the request's body and of the answer's value; null for none.
+    Payload (*bodySchema)() = nullptr;
+    Payload (*valueSchema)() = nullptr;
+    /// @}
+    /// The answer can be a stream of values.
+    bool streams = false;
+};
+
+/// What a `ServiceBuilder` mounts: the common part of `Resource`, `Observable` and their like.
+///
+/// A handle of shared state. Its owner may destroy it before or after the service that it is
+/// mounted in: it then refuses new requests with 503, ends pending ones with 503, and waits until
+/// none of its functions runs. Inside one of its functions it does not wait for this one. Any
+/// thread may call any function.
+class KOVA_KIT_API Mountable {
+public:
+    Mountable(const Mountable&) = delete;
+    Mountable& operator=(const Mountable&) = delete;
+
+    /// Returns a new resource handler that serves the requests, for a composed service that no
+    /// `ServiceBuilder` builds. The handler may outlive the object. In such a service a request
+    /// that another thread answers, while `actionRequest` has not returned, leaves a stale entry
+    /// (`IResourceHandler::actionRequest`).
+    std::unique_ptr<IResourceHandler> handler() const;
+    /// Returns the operations.
+    std::vector<Operation> operations() const;
+    /// Returns the shared state. Not for users.
+    const std::shared_ptr<detail::Served>& served() const noexcept { return served_; }
+
+protected:
+    explicit Mountable(std::shared_ptr<detail::Served> served) noexcept;
+    /// Calls `close`.
+    ~Mountable();
+
+    /// Refuses new requests, ends pending ones with 503 and waits until no function runs. A class
+    /// with members that its functions use calls it in its destructor.
+    void close() noexcept;
+
+private:
+    std::shared_ptr<detail::Served> served_;
+};
+
+}  // namespace kova::kit

@@ -1,0 +1,207 @@
+#include "resources/Exchange.h"
+
+#include <atomic>
+#include <utility>
+
+#include "kova/core/StatusCodes.h"
+
+namespace kova::kit::detail {
+
+namespace {
+
+std::uintptr_t newHandle() noexcept {
+    static std::atomic<std::uintptr_t> last{0};
+    return ++last;
+}
+
+// Sends the end and destroys the handler.
+void sendEnd(ResponseHandler handler, Response const* error) noexcept {
+    if (handler && error != nullptr) {
+        handler->onError(*error);
+    } else if (handler) {
+        handler->onCompleted();
+    }
+}
+
+}  // namespace
+
+// --- Table ---------------------------------------------------------------------------------------
+
+void* ExchangeTable::add(const std::shared_ptr<Exchange>& exchange) {
+    const std::uintptr_t handle = newHandle();
+    const std::lock_guard<std::mutex> guard(mutex_);
+    // An end that comes later removes the entry, because it sets the flag before it takes the lock.
+    if (!exchange->isOpen()) {
+        return nullptr;
+    }
+    exchanges_.emplace(handle, exchange);
+    exchange->handle_ = handle;
+    return reinterpret_cast<void*>(handle);
+}
+
+void ExchangeTable::remove(const Exchange& exchange) noexcept {
+    std::shared_ptr<Exchange> last;  // destroyed without the lock
+    const std::lock_guard<std::mutex> guard(mutex_);
+    const auto found = exchanges_.find(exchange.handle_);
+    if (found != exchanges_.end()) {
+        last = std::move(found->second);
+        exchanges_.erase(found);
+    }
+}
+
+std::shared_ptr<Exchange> ExchangeTable::find(void* handle) const {
+    const std::lock_guard<std::mutex> guard(mutex_);
+    const auto found = exchanges_.find(reinterpret_cast<std::uintptr_t>(handle));
+    return found != exchanges_.end() ? found->second : nullptr;
+}
+
+std::vector<std::shared_ptr<Exchange>> ExchangeTable::all() const {
+    const std::lock_guard<std::mutex> guard(mutex_);
+    std::vector<std::shared_ptr<Exchange>> result;
+    result.reserve(exchanges_.size());
+    for (const auto& entry : exchanges_) {
+        result.push_back(entry.second);
+    }
+    return result;
+}
+
+std::size_t ExchangeTable::size() const {
+    const std::lock_guard<std::mutex> guard(mutex_);
+    return exchanges_.size();
+}
+
+// --- Exchange ------------------------------------------------------------------------------------
+
+Exchange::~Exchange() {
+    if (!isOver_) {
+        const Response error = Response::createErrorResponse(
+            statuscodes::INTERNAL_SERVER_ERROR, "the service did not answer the request");
+        sendEnd(std::move(handler_), &error);
+    }
+}
+
+bool Exchange::next(const Response& value) noexcept {
+    {
+        const std::lock_guard<std::mutex> guard(mutex_);
+        if (isOver_ || isSending_) {
+            return false;
+        }
+        isSending_ = true;
+    }
+    const bool hasEnough = handler_->onNext(value);
+    ResponseHandler handler;
+    std::optional<Response> error;
+    {
+        const std::lock_guard<std::mutex> guard(mutex_);
+        isSending_ = false;
+        if (!isOver_ && !hasEnough) {
+            return true;
+        }
+        if (!isOver_) {
+            isOver_ = isStopped_ = true;
+            endAfterValue_.emplace(statuscodes::OK);
+        }
+        handler = std::move(handler_);
+        error = std::move(endAfterValue_);
+    }
+    if (error) {
+        sendEnd(std::move(handler), error->isErrorResponse() ? &*error : nullptr);
+    }
+    handler.reset();
+    leaveTable();
+    tellSender();
+    return false;
+}
+
+bool Exchange::end(Response const* error) noexcept {
+    ResponseHandler handler;
+    std::function<void()> unused;
+    {
+        const std::lock_guard<std::mutex> guard(mutex_);
+        if (isOver_) {
+            return false;
+        }
+        handler = endLocked(error);
+        unused.swap(onCancel_);
+    }
+    sendEnd(std::move(handler), error);
+    leaveTable();
+    return true;
+}
+
+// Returns the handler if the caller is to send the end.
+ResponseHandler Exchange::endLocked(Response const* error) noexcept {
+    isOver_ = true;
+    if (!isSending_) {
+        return std::move(handler_);
+    }
+    endAfterValue_ = error != nullptr ? *error : Response(statuscodes::OK);
+    return nullptr;
+}
+
+void Exchange::cancel() noexcept {
+    ResponseHandler handler;
+    {
+        const std::lock_guard<std::mutex> guard(mutex_);
+        if (isOver_) {
+            return;
+        }
+        isOver_ = isStopped_ = true;
+        if (!isSending_) {
+            handler = std::move(handler_);
+        }
+    }
+    handler.reset();
+    leaveTable();
+    tellSender();
+}
+
+bool Exchange::abort(const Response& error) noexcept {
+    ResponseHandler handler;
+    {
+        const std::lock_guard<std::mutex> guard(mutex_);
+        if (isOver_) {
+            return false;
+        }
+        isStopped_ = true;
+        handler = endLocked(&error);
+    }
+    sendEnd(std::move(handler), &error);
+    leaveTable();
+    tellSender();
+    return true;
+}
+
+void Exchange::onCancel(std::function<void()> function) {
+    {
+        const std::lock_guard<std::mutex> guard(mutex_);
+        onCancel_ = std::move(function);
+    }
+    tellSender();
+}
+
+bool Exchange::isOpen() const noexcept {
+    const std::lock_guard<std::mutex> guard(mutex_);
+    return !isOver_;
+}
+
+void Exchange::leaveTable() noexcept {
+    if (table_) {
+        table_->remove(*this);
+    }
+}
+
+void Exchange::tellSender() noexcept {
+    std::function<void()> function;
+    {
+        const std::lock_guard<std::mutex> guard(mutex_);
+        if (isStopped_) {
+            function.swap(onCancel_);
+        }
+    }
+    if (function) {
+        function();
+    }
+}
+
+}  // namespace kova::kit::detail

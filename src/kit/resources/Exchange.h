@@ -1,0 +1,104 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <unordered_map>
+#include <vector>
+
+#include "kova/core/IResponseHandler.h"
+#include "kova/core/Response.h"
+
+namespace kova::kit::detail {
+
+class Exchange;
+
+/// The response handler of a request.
+using ResponseHandler = std::unique_ptr<IResponseHandler<Response>>;
+
+/// The requests of one resource that are pending, by handle.
+///
+/// A handle is a number that no other request of the process gets, so a late cancellation reaches
+/// nobody. Any thread may call any function.
+class ExchangeTable {
+public:
+    ExchangeTable() = default;
+    ExchangeTable(const ExchangeTable&) = delete;
+    ExchangeTable& operator=(const ExchangeTable&) = delete;
+
+    /// Adds a request unless it has ended. Returns its handle, or null.
+    void* add(const std::shared_ptr<Exchange>& exchange);
+    /// Removes the request that has ended.
+    void remove(const Exchange& exchange) noexcept;
+    /// Returns the request with the handle, or null.
+    std::shared_ptr<Exchange> find(void* handle) const;
+    /// Returns all requests.
+    std::vector<std::shared_ptr<Exchange>> all() const;
+    std::size_t size() const;
+
+private:
+    mutable std::mutex mutex_;
+    std::unordered_map<std::uintptr_t, std::shared_ptr<Exchange>> exchanges_;
+};
+
+/// One request that is answered later than its resource returns: values, then one end.
+///
+/// The sender of values calls `next`, one value at a time. Any thread may end the request at any
+/// time: if another thread is sending a value, that thread sends the end after it. No lock is held
+/// while the response handler or the function for the cancellation is called.
+class Exchange {
+public:
+    /// `table` may be null, for a request that cannot be cancelled. It must outlive the request's
+    /// end.
+    Exchange(std::shared_ptr<ExchangeTable> table, ResponseHandler handler) noexcept
+        : table_(std::move(table)), handler_(std::move(handler)) {}
+    /// Ends the request with 500 if it has no end.
+    ~Exchange();
+    Exchange(const Exchange&) = delete;
+    Exchange& operator=(const Exchange&) = delete;
+
+    /// Sends a value. Returns false if no further value is wanted: the request has ended, was
+    /// cancelled, or the receiver has had enough, and the request is then completed.
+    bool next(const Response& value) noexcept;
+    /// @{
+    /// Ends the request. Returns false if it has ended before.
+    bool complete() noexcept { return end(nullptr); }
+    bool fail(const Response& error) noexcept { return end(&error); }
+    /// @}
+    /// Ends the request without an event, because its client has cancelled it.
+    void cancel() noexcept;
+    /// Ends the request with an error, and tells the sender as `cancel` does.
+    bool abort(const Response& error) noexcept;
+
+    /// Sets the function that is called once if the request ends without the sender: when it is
+    /// cancelled or aborted, or when the receiver has had enough. Calls it at once if that has
+    /// happened. An exception that leaves it ends the process.
+    void onCancel(std::function<void()> function);
+    /// Returns whether the request has no end yet.
+    bool isOpen() const noexcept;
+
+private:
+    friend class ExchangeTable;
+
+    bool end(Response const* error) noexcept;
+    ResponseHandler endLocked(Response const* error) noexcept;
+    void leaveTable() noexcept;
+    void tellSender() noexcept;
+
+    mutable std::mutex mutex_;
+    const std::shared_ptr<ExchangeTable> table_;
+    ResponseHandler handler_;
+    std::function<void()> onCancel_;
+    /// The end that the thread which sends a value sends after it. A response without an error
+    /// message is the completion.
+    std::optional<Response> endAfterValue_;
+    bool isSending_ = false;
+    bool isOver_ = false;
+    bool isStopped_ = false;
+    /// Guarded by the lock of the table.
+    std::uintptr_t handle_ = 0;
+};
+
+}  // namespace kova::kit::detail

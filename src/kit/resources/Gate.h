@@ -1,0 +1,57 @@
+#pragma once
+
+#include <atomic>
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+
+namespace kova::kit::detail {
+
+/// Counts the threads that are inside the functions of one resource, and closes them.
+///
+/// Any thread may call any function.
+class Gate {
+public:
+    /// A guard for a thread that is inside. The entries of a thread are a list on its stack.
+    class Entry {
+    public:
+        /// Enters unless the gate is closed.
+        explicit Entry(Gate& gate) noexcept : Entry(gate, false) {}
+        /// Enters, even if the gate is closed, if `always` is true.
+        Entry(Gate& gate, bool always) noexcept;
+        ~Entry();
+        Entry(const Entry&) = delete;
+        Entry& operator=(const Entry&) = delete;
+
+        /// Returns whether the thread is inside.
+        explicit operator bool() const noexcept { return gate_ != nullptr; }
+
+    private:
+        friend class Gate;
+        Gate* gate_;
+        Entry* outer_ = nullptr;
+    };
+
+    Gate() = default;
+    Gate(const Gate&) = delete;
+    Gate& operator=(const Gate&) = delete;
+
+    /// Lets no thread enter any more. Returns whether it was open.
+    bool close() noexcept;
+    bool isClosed() const noexcept { return (word_.load() & CLOSED) != 0; }
+    /// Waits until all threads but the current one have left a closed gate. Returns false if the
+    /// limit passed. A wait of more than a second is traced.
+    bool waitUntilLeft(std::optional<std::chrono::milliseconds> limit = std::nullopt);
+    /// Returns whether the current thread is inside.
+    bool isInside() const noexcept { return entriesOfThisThread() != 0; }
+
+private:
+    static constexpr std::uint64_t CLOSED = std::uint64_t{1} << 63U;
+
+    std::size_t entriesOfThisThread() const noexcept;
+
+    std::atomic<std::uint64_t> word_{0};
+};
+
+}  // namespace kova::kit::detail

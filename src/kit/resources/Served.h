@@ -1,0 +1,88 @@
+#pragma once
+
+#include <chrono>
+#include <exception>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "kova/core/IResourceHandler.h"
+#include "kova/kit/Ask.h"
+#include "kova/kit/Mountable.h"
+#include "resources/Exchange.h"
+#include "resources/Gate.h"
+
+namespace kova::kit::detail {
+
+/// Decides what answers a request whose function threw. Must not throw.
+using OnUncaught = std::function<Error(const Error& error, const Request& request)>;
+
+/// The shared state of a mountable object: its gate, and its pending requests.
+///
+/// Any thread may call any function.
+class Served : public std::enable_shared_from_this<Served> {
+public:
+    Served() = default;
+    virtual ~Served();
+    Served(const Served&) = delete;
+    Served& operator=(const Served&) = delete;
+
+    /// Serves a request. Returns the handle of a pending request, or null.
+    void* actionRequest(const Request& request, ResponseHandler handler, const std::string& path,
+                        const std::shared_ptr<const OnUncaught>& onUncaught) noexcept;
+    /// Cancels a pending request.
+    void cancelRequest(void* handle) noexcept;
+    /// Returns the operations that are offered.
+    virtual std::vector<Operation> operations() const = 0;
+    /// Returns the hint that follows "path '...' not found": "" for none.
+    virtual std::string hintFor(std::string_view path) const;
+
+    /// Refuses new requests and ends pending ones with 503. Does not wait.
+    void refuse() noexcept;
+    /// Waits until no function runs. Returns false if the limit passed.
+    bool waitUntilLeft(std::optional<std::chrono::milliseconds> limit = std::nullopt) {
+        return gate_.waitUntilLeft(limit);
+    }
+    /// Returns the number of pending requests.
+    std::size_t pending() const { return table_->size(); }
+
+    Gate& gate() noexcept { return gate_; }
+
+protected:
+    /// What a request comes with.
+    struct Incoming {
+        const Ask& ask;
+        ResponseHandler handler;
+        const std::shared_ptr<const OnUncaught>& onUncaught;
+    };
+    /// Serves a request. Called inside the gate, on any thread. An exception ends the process.
+    /// Returns the exchange that is still pending, or null.
+    virtual std::shared_ptr<Exchange> serve(Incoming incoming) = 0;
+    /// Called once, by the first `refuse`, before pending requests are ended.
+    virtual void stopping() noexcept {}
+
+    /// Returns an exchange that is in the table while it is pending.
+    std::shared_ptr<Exchange> makeExchange(ResponseHandler handler) const {
+        return std::make_shared<Exchange>(table_, std::move(handler));
+    }
+
+private:
+    Gate gate_;
+    const std::shared_ptr<ExchangeTable> table_ = std::make_shared<ExchangeTable>();
+};
+
+/// Returns a resource handler that passes its requests on to the state.
+std::unique_ptr<IResourceHandler> makeHandler(std::shared_ptr<Served> served,
+                                              std::shared_ptr<const OnUncaught> onUncaught);
+
+/// Returns the error of a request whose function threw, from inside the catch block, and reports
+/// it. A `KovaException` carries its response.
+Error uncaught(const Request& request,
+               const std::shared_ptr<const OnUncaught>& onUncaught) noexcept;
+
+/// The 503 of a resource that is closed.
+Response closedResponse();
+
+}  // namespace kova::kit::detail
