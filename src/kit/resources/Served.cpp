@@ -4,7 +4,9 @@
 
 #include "kova/core/Errors.h"
 #include "kova/core/KovaException.h"
+#include "kova/core/MimeTypes.h"
 #include "kova/core/StatusCodes.h"
+#include "kova/kit/Answer.h"
 #include "zel/ErrorOutput.h"
 
 namespace kova::kit {
@@ -51,13 +53,9 @@ private:
     const std::shared_ptr<const OnUncaught> onUncaught_;
 };
 
-std::string describe(const Request& request, char const* what) {
-    return request.getCommand() + " '" + request.getPath() + "': " + what;
-}
-
 // Reports an exception and returns the text of the report.
-std::string report(const Request& request, char const* what) {
-    const std::string text = describe(request, what);
+std::string report(const std::string& request, char const* what) {
+    std::string text = request + ": " + what;
     zel::ErrorOutput("src/kit/resources/Served", __LINE__, true)(
         errors::Error, errors::InternalServerError, text.c_str());
     return text;
@@ -113,20 +111,33 @@ std::unique_ptr<IResourceHandler> makeHandler(std::shared_ptr<Served> served,
     return std::make_unique<ServedHandler>(std::move(served), std::move(onUncaught));
 }
 
-Error uncaught(const Request& request,
+Error uncaught(const std::string& what,
                const std::shared_ptr<const OnUncaught>& onUncaught) noexcept {
-    Error error;
+    std::string text;
     try {
         throw;
     } catch (const KovaException& exception) {
         return Error::of(exception.getResponse());
     } catch (const std::exception& exception) {
-        error.message = report(request, exception.what());
+        text = report(what, exception.what());
     } catch (...) {
-        error.message = report(request, "an exception that is not a std::exception");
+        text = report(what, "an exception that is not a std::exception");
     }
-    error.message = "Internal error in server implementation: " + error.message;
-    return onUncaught ? (*onUncaught)(error, request) : error;
+    const Error error = catalogued(errors::InternalServerError, text);
+    return onUncaught && *onUncaught ? (*onUncaught)(error) : error;
+}
+
+std::optional<Error> unknownFormat(const std::string& format) {
+    if (format == mimetypes::JSON_TYPE || format == mimetypes::AXOBIN_TYPE) {
+        return std::nullopt;
+    }
+    Error error = catalogued(errors::UndefinedMimeType, format);
+    error.code = statuscodes::BAD_REQUEST;  // the client has chosen it
+    error.message += "; there are: ";
+    error.message += mimetypes::JSON_TYPE;
+    error.message += ", ";
+    error.message += mimetypes::AXOBIN_TYPE;
+    return error;
 }
 
 Response closedResponse() {

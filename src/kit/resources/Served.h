@@ -17,7 +17,7 @@
 namespace kova::kit::detail {
 
 /// Decides what answers a request whose function threw. Must not throw.
-using OnUncaught = std::function<Error(const Error& error, const Request& request)>;
+using OnUncaught = std::function<Error(const Error& error)>;
 
 /// The shared state of a mountable object: its gate, and its pending requests.
 ///
@@ -63,6 +63,7 @@ protected:
     /// Called once, by the first `refuse`, before pending requests are ended.
     virtual void stopping() noexcept {}
 
+    const std::shared_ptr<ExchangeTable>& table() const noexcept { return table_; }
     /// Returns an exchange that is in the table while it is pending.
     std::shared_ptr<Exchange> makeExchange(ResponseHandler handler) const {
         return std::make_shared<Exchange>(table_, std::move(handler));
@@ -78,9 +79,12 @@ std::unique_ptr<IResourceHandler> makeHandler(std::shared_ptr<Served> served,
                                               std::shared_ptr<const OnUncaught> onUncaught);
 
 /// Returns the error of a request whose function threw, from inside the catch block, and reports
-/// it. A `KovaException` carries its response.
-Error uncaught(const Request& request,
+/// it. `what` names the request. A `KovaException` carries its response and is not reported.
+Error uncaught(const std::string& what,
                const std::shared_ptr<const OnUncaught>& onUncaught) noexcept;
+/// Returns the error of a format in which no value can be answered: 400 and the formats that there
+/// are. Nothing if the format is one of them.
+std::optional<Error> unknownFormat(const std::string& format);
 
 /// The 503 of a resource that is closed.
 Response closedResponse();

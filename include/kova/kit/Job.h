@@ -1,0 +1,59 @@
+#pragma once
+
+#include <chrono>
+#include <memory>
+#include <string>
+
+#include "kova/core/StatusCodes.h"
+#include "kova/kit/Ask.h"
+#include "kova/kit/Export.h"
+#include "kova/kit/Values.h"
+
+namespace kova::kit {
+
+namespace detail {
+class JobState;
+}
+
+/// A request that a `Worker` serves, as its function sees it.
+///
+/// Valid until the function returns. The function should ask `cancelled` often: it is true when the
+/// client cancelled the request, its deadline passed or the resource closed. What the function
+/// returns then is ignored. A job that is cancelled while it is queued does not run. Only the
+/// thread of the function may use it.
+///
+///     const auto scan = [](kova::kit::Job& job, const std::string& folder) {
+///         int found = 0;
+///         for (int step = 1; step <= 5 && !job.cancelled(); ++step) {
+///             found += static_cast<int>(folder.size());
+///             job.progress(step);
+///         }
+///         return found;
+///     };
+class KOVA_KIT_API Job {
+public:
+    /// Not for users.
+    explicit Job(detail::JobState& state) noexcept : state_(state) {}
+    Job(const Job&) = delete;
+    Job& operator=(const Job&) = delete;
+
+    /// Returns whether the answer is no longer wanted.
+    bool cancelled() const noexcept;
+    /// Waits for the time, or until the job is cancelled. Returns whether it is not cancelled.
+    bool sleep(std::chrono::milliseconds time) const;
+    /// Sends a value that is not the last, with 298. Returns false if the job is cancelled.
+    template <typename T>
+    bool progress(const T& value) const {
+        return send(toPayload(value, format()));
+    }
+    /// Returns the request. It lives as long as the job.
+    const Ask& ask() const noexcept;
+
+private:
+    const std::string& format() const noexcept;
+    bool send(const Result<Payload>& value) const;
+
+    detail::JobState& state_;
+};
+
+}  // namespace kova::kit

@@ -1,0 +1,159 @@
+#pragma once
+
+#include <charconv>
+#include <cstddef>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <system_error>
+#include <type_traits>
+
+#include "kova/core/IResponseHandler.h"
+#include "kova/core/Response.h"
+#include "kova/kit/Answer.h"
+#include "kova/kit/Ask.h"
+#include "kova/kit/Export.h"
+#include "kova/kit/Job.h"
+#include "kova/kit/Reply.h"
+#include "kova/kit/Values.h"
+
+namespace kova::kit::detail {
+
+class ExchangeTable;
+
+/// One request on its way to the function of a route, and the answer on its way back.
+class KOVA_KIT_API Dispatch {
+public:
+    /// The parts of the path that match the parameters of the template.
+    struct Captures {
+        std::string_view const* first = nullptr;
+        std::size_t count = 0;
+    };
+    /// A request that is answered through `handler`; through an exchange of the table if the answer
+    /// comes later.
+    Dispatch(const Ask& ask, Captures captures, const std::string& format,
+             std::unique_ptr<IResponseHandler<Response>> handler,
+             std::shared_ptr<ExchangeTable> table) noexcept;
+    /// A request that is answered through `exchange`, by a job.
+    Dispatch(const Ask& ask, Captures captures, const std::string& format,
+             std::shared_ptr<Exchange> exchange, Job& job) noexcept;
+    ~Dispatch();
+    Dispatch(const Dispatch&) = delete;
+    Dispatch& operator=(const Dispatch&) = delete;
+
+    const Ask& ask() const noexcept { return ask_; }
+    std::size_t captures() const noexcept { return captures_.count; }
+    std::string_view capture(std::size_t index) const noexcept { return captures_.first[index]; }
+    const Payload& body() const noexcept { return ask_.request().getPayload(); }
+    /// The mime type of the answer.
+    const std::string& format() const noexcept { return format_; }
+    /// Returns the job of a route with a worker. Undefined without one.
+    Job& job() const noexcept { return *job_; }
+
+    /// @{
+    /// Answers. The first answer counts. The request must not be used afterwards.
+    void answer(unsigned short code, const Result<Payload>& value) noexcept;
+    void respond(const Response& response) noexcept;
+    void done() noexcept;
+    void fail(const Error& error) noexcept;
+    /// @}
+    /// Returns the reply of a request that is answered later.
+    template <typename R>
+    R defer() {
+        return R(exchangeForLater(), format_);
+    }
+    /// Returns what is answered later, or null.
+    std::shared_ptr<Exchange> takeExchange() noexcept { return std::move(exchange_); }
+
+private:
+    std::shared_ptr<Exchange> exchangeForLater();
+
+    const Ask& ask_;
+    const Captures captures_;
+    const std::string& format_;
+    std::unique_ptr<IResponseHandler<Response>> handler_;
+    std::shared_ptr<ExchangeTable> table_;
+    std::shared_ptr<Exchange> exchange_;
+    Job* const job_;
+};
+
+/// What a parameter of a function accepts from a path.
+enum class ArgumentKind : unsigned char { none, unsignedInteger, signedInteger, text };
+
+template <typename T>
+constexpr ArgumentKind argumentKind() noexcept {
+    if constexpr (std::is_integral_v<T> && !std::is_same_v<T, bool>) {
+        return std::is_signed_v<T> ? ArgumentKind::signedInteger : ArgumentKind::unsignedInteger;
+    } else if constexpr (std::is_same_v<T, std::string> || std::is_same_v<T, std::string_view>) {
+        return ArgumentKind::text;
+    } else {
+        return ArgumentKind::none;
+    }
+}
+
+/// Reads an argument from the path. Returns false, and answers 404, if a number does not fit.
+template <typename T>
+bool readCapture(Dispatch& dispatch, std::size_t index, T& out) {
+    const std::string_view text = dispatch.capture(index);
+    if constexpr (argumentKind<T>() == ArgumentKind::text) {
+        out = text;
+        return true;
+    } else if constexpr (argumentKind<T>() != ArgumentKind::none) {
+        const auto read = std::from_chars(text.data(), text.data() + text.size(), out);
+        if (read.ec == std::errc() && read.ptr == text.data() + text.size()) {
+            return true;
+        }
+        dispatch.fail(notFound(dispatch.ask()));
+        return false;
+    } else {
+        return false;  // refused when the route was added
+    }
+}
+
+/// Reads an argument: from the path, or the one behind these from the body.
+template <typename T>
+bool readArgument(Dispatch& dispatch, std::size_t index, T& out) {
+    if (index < dispatch.captures()) {
+        return readCapture(dispatch, index, out);
+    }
+    if constexpr (!std::is_same_v<T, std::string_view>) {
+        Result<T> value = fromPayload<T>(dispatch.body());
+        if (value) {
+            out = *std::move(value);
+            return true;
+        }
+        dispatch.fail(value.error());
+    }
+    return false;
+}
+
+/// @{
+/// Answers with what a function returned.
+template <typename T>
+void respondWith(Dispatch& dispatch, const T& value) {
+    if constexpr (std::is_convertible_v<T, char const*>) {
+        dispatch.answer(statuscodes::OK, toPayload(std::string(value), dispatch.format()));
+    } else {
+        dispatch.answer(statuscodes::OK, toPayload(value, dispatch.format()));
+    }
+}
+template <typename T>
+void respondWith(Dispatch& dispatch, const Answered<T>& answered) {
+    dispatch.answer(answered.code, toPayload(answered.value, dispatch.format()));
+}
+template <typename T>
+void respondWith(Dispatch& dispatch, const Result<T>& result) {
+    result ? respondWith(dispatch, *result) : dispatch.fail(result.error());
+}
+inline void respondWith(Dispatch& dispatch, const Result<void>& result) {
+    result ? dispatch.done() : dispatch.fail(result.error());
+}
+inline void respondWith(Dispatch& dispatch, const Error& error) {
+    dispatch.fail(error);
+}
+inline void respondWith(Dispatch& dispatch, const Response& response) {
+    dispatch.respond(response);
+}
+/// @}
+
+}  // namespace kova::kit::detail

@@ -1,0 +1,179 @@
+#pragma once
+
+#include <cstddef>
+#include <functional>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <tuple>
+#include <type_traits>
+#include <utility>
+#include <vector>
+
+#include "kova/kit/Executor.h"
+#include "kova/kit/Mountable.h"
+#include "kova/kit/Schema.h"
+#include "kova/kit/resources/Dispatch.h"
+
+namespace kova::kit::detail {
+
+/// A function that serves requests, without its type.
+struct Route {
+    /// The command, the template of the path, and the schemas.
+    Operation operation;
+    /// What the parameters of the function behind the first one accept from a path. The last one
+    /// may be the body.
+    std::vector<ArgumentKind> arguments;
+    /// The last parameter can be read from a body.
+    bool acceptsBody = false;
+    /// The schema of the last parameter, if it is the body.
+    Payload (*lastSchema)() = nullptr;
+    /// Calls the function, and answers unless the answer comes later.
+    std::function<void(Dispatch&)> invoke;
+    /// Where the function runs: on the thread of the request by default.
+    Executor executor;
+};
+
+/// @{
+/// The type of the value that a function answers with; void for none.
+template <typename T>
+struct AnswerOf {
+    using Type = T;
+};
+template <typename T>
+struct AnswerOf<Result<T>> : AnswerOf<T> {};
+template <typename T>
+struct AnswerOf<Answered<T>> : AnswerOf<T> {};
+template <typename T>
+struct AnswerOf<Reply<T>> : AnswerOf<T> {};
+template <>
+struct AnswerOf<Error> : AnswerOf<void> {};
+template <>
+struct AnswerOf<char const*> : AnswerOf<std::string> {};
+/// @}
+
+template <typename T>
+constexpr bool IS_REPLY = false;
+template <typename T>
+constexpr bool IS_REPLY<Reply<T>> = true;
+
+template <typename T>
+constexpr auto schemaFunction() noexcept -> Payload (*)() {
+    if constexpr (std::is_void_v<T> || std::is_same_v<T, Response> ||
+                  std::is_same_v<T, std::string_view>) {
+        return nullptr;
+    } else {
+        return &schemaOf<T>;
+    }
+}
+
+/// The parameters of a function between the first one and a `Reply`.
+template <typename Reply, typename... Between>
+struct Parameters {
+    using Values = std::tuple<Between...>;
+    using ReplyType = Reply;
+};
+/// Moves a `Reply` at the end of a list of types out of it.
+template <typename Done, typename... Rest>
+struct SplitReply;
+template <typename... Done>
+struct SplitReply<std::tuple<Done...>> : Parameters<void, Done...> {};
+template <typename... Done, typename Last>
+struct SplitReply<std::tuple<Done...>, Last>
+    : std::conditional_t<IS_REPLY<Last>, Parameters<Last, Done...>,
+                         Parameters<void, Done..., Last>> {};
+template <typename... Done, typename Next, typename After, typename... Rest>
+struct SplitReply<std::tuple<Done...>, Next, After, Rest...>
+    : SplitReply<std::tuple<Done..., Next>, After, Rest...> {
+    static_assert(!IS_REPLY<Next>, "a Reply is the last parameter");
+};
+
+/// @{
+/// The parameters and the result of a function.
+template <typename F>
+struct Signature : Signature<decltype(&F::operator())> {};
+template <typename R, typename First, typename... Rest>
+struct Signature<R (*)(First, Rest...)> : SplitReply<std::tuple<>, std::decay_t<Rest>...> {
+    using Result = R;
+    using FirstType = std::decay_t<First>;
+};
+template <typename R, typename First, typename... Rest>
+struct Signature<R (*)(First, Rest...) noexcept> : Signature<R (*)(First, Rest...)> {};
+template <typename C, typename R, typename First, typename... Rest>
+struct Signature<R (C::*)(First, Rest...)> : Signature<R (*)(First, Rest...)> {};
+template <typename C, typename R, typename First, typename... Rest>
+struct Signature<R (C::*)(First, Rest...) const> : Signature<R (*)(First, Rest...)> {};
+template <typename C, typename R, typename First, typename... Rest>
+struct Signature<R (C::*)(First, Rest...) noexcept> : Signature<R (*)(First, Rest...)> {};
+template <typename C, typename R, typename First, typename... Rest>
+struct Signature<R (C::*)(First, Rest...) const noexcept> : Signature<R (*)(First, Rest...)> {};
+/// @}
+
+/// Calls a function with the arguments of one request.
+template <typename F, typename Sig>
+class Invocation {
+    using Values = typename Sig::Values;
+    using ReplyType = typename Sig::ReplyType;
+    using Indices = std::make_index_sequence<std::tuple_size_v<Values>>;
+
+public:
+    static void run(F& function, Dispatch& dispatch) { run(function, dispatch, Indices()); }
+
+private:
+    template <std::size_t... I>
+    static void run(F& function, Dispatch& dispatch, std::index_sequence<I...>) {
+        Values values;
+        if (!(readArgument(dispatch, I, std::get<I>(values)) && ...)) {
+            return;
+        }
+        if constexpr (!std::is_void_v<ReplyType>) {
+            function(first(dispatch), std::get<I>(std::move(values))...,
+                     dispatch.defer<ReplyType>());
+        } else if constexpr (std::is_void_v<typename Sig::Result>) {
+            function(first(dispatch), std::get<I>(std::move(values))...);
+            dispatch.done();
+        } else {
+            respondWith(dispatch, function(first(dispatch), std::get<I>(std::move(values))...));
+        }
+    }
+    static decltype(auto) first(Dispatch& dispatch) noexcept {
+        if constexpr (std::is_same_v<typename Sig::FirstType, Job>) {
+            return dispatch.job();
+        } else {
+            return dispatch.ask();
+        }
+    }
+};
+
+template <typename... T>
+std::vector<ArgumentKind> argumentKinds(std::tuple<T...> const* /*types*/) {
+    return {argumentKind<T>()...};
+}
+
+/// Returns the route of a function.
+template <typename First, typename F>
+Route makeRoute(std::string_view command, std::string_view path, F function) {
+    using Sig = Signature<F>;
+    static_assert(std::is_same_v<typename Sig::FirstType, First>,
+                  "the first parameter is const Ask&, with a worker Job&");
+    using Values = typename Sig::Values;
+    using Answer = std::conditional_t<std::is_void_v<typename Sig::ReplyType>, typename Sig::Result,
+                                      typename Sig::ReplyType>;
+    Route route;
+    route.operation.command = command;
+    route.operation.path = path;
+    route.operation.valueSchema = schemaFunction<typename AnswerOf<Answer>::Type>();
+    route.arguments = argumentKinds(static_cast<Values const*>(nullptr));
+    if constexpr (std::tuple_size_v < Values >> 0) {
+        using Last = std::tuple_element_t<std::tuple_size_v<Values> - 1, Values>;
+        route.acceptsBody = !std::is_same_v<Last, std::string_view>;
+        route.lastSchema = schemaFunction<Last>();
+    }
+    // Shared, because a function that can only be moved is welcome, too.
+    route.invoke = [function = std::make_shared<F>(std::move(function))](Dispatch& dispatch) {
+        Invocation<F, Sig>::run(*function, dispatch);
+    };
+    return route;
+}
+
+}  // namespace kova::kit::detail

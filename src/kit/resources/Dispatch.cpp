@@ -1,0 +1,65 @@
+#include "kova/kit/resources/Dispatch.h"
+
+#include <utility>
+
+#include "resources/Exchange.h"
+
+namespace kova::kit::detail {
+
+Dispatch::Dispatch(const Ask& ask, Captures captures, const std::string& format,
+                   std::unique_ptr<IResponseHandler<Response>> handler,
+                   std::shared_ptr<ExchangeTable> table) noexcept
+    : ask_(ask),
+      captures_(captures),
+      format_(format),
+      handler_(std::move(handler)),
+      table_(std::move(table)),
+      job_(nullptr) {}
+
+Dispatch::Dispatch(const Ask& ask, Captures captures, const std::string& format,
+                   std::shared_ptr<Exchange> exchange, Job& job) noexcept
+    : ask_(ask), captures_(captures), format_(format), exchange_(std::move(exchange)), job_(&job) {}
+
+Dispatch::~Dispatch() = default;
+
+void Dispatch::answer(unsigned short code, const Result<Payload>& value) noexcept {
+    respond(value ? Response(code, *value) : value.error().toResponse());
+}
+
+void Dispatch::respond(const Response& response) noexcept {
+    if (response.isErrorResponse()) {
+        if (exchange_) {
+            exchange_->fail(response);
+        } else if (const auto handler = std::move(handler_)) {
+            handler->onError(response);
+        }
+        return;
+    }
+    if (exchange_) {
+        exchange_->next(response);
+    } else if (handler_) {
+        handler_->onNext(response);
+    }
+    done();
+}
+
+void Dispatch::done() noexcept {
+    if (exchange_) {
+        exchange_->complete();
+    } else if (const auto handler = std::move(handler_)) {
+        handler->onCompleted();
+    }
+}
+
+void Dispatch::fail(const Error& error) noexcept {
+    respond(error.toResponse());
+}
+
+std::shared_ptr<Exchange> Dispatch::exchangeForLater() {
+    if (!exchange_) {
+        exchange_ = std::make_shared<Exchange>(std::move(table_), std::move(handler_));
+    }
+    return exchange_;
+}
+
+}  // namespace kova::kit::detail

@@ -1,0 +1,83 @@
+#include "kova/kit/Job.h"
+
+#include <utility>
+
+#include "resources/JobState.h"
+
+namespace kova::kit {
+
+bool Job::cancelled() const noexcept {
+    return !state_.exchange->isOpen();
+}
+
+bool Job::sleep(std::chrono::milliseconds time) const {
+    return state_.sleep(time);
+}
+
+const Ask& Job::ask() const noexcept {
+    return state_.ask;
+}
+
+const std::string& Job::format() const noexcept {
+    return state_.format;
+}
+
+bool Job::send(const Result<Payload>& value) const {
+    if (!value) {
+        state_.exchange->fail(value.error().toResponse());
+        return false;
+    }
+    return state_.exchange->next(Response(statuscodes::MULTI_RESPONSE, *value));
+}
+
+namespace detail {
+
+JobState::JobState(std::shared_ptr<Served> served, std::shared_ptr<Exchange> exchange,
+                   const Ask& ask, std::string format, const Route& route,
+                   const Router::Match& match, std::shared_ptr<const OnUncaught> onUncaught)
+    : exchange(std::move(exchange)),
+      format(std::move(format)),
+      request(ask.request()),
+      path(ask.path()),
+      ask(request, path),
+      served_(std::move(served)),
+      route_(route),
+      peer_(ask.peer()),
+      onUncaught_(std::move(onUncaught)),
+      captureCount_(match.count) {
+    for (std::size_t i = 0; i < match.count; ++i) {
+        const std::size_t offset =
+            static_cast<std::size_t>(match.captures[i].data() - ask.path().data());
+        captures_[i] = std::string_view(path).substr(offset, match.captures[i].size());
+    }
+}
+
+void JobState::watchCancellation() {
+    exchange->onCancel([weak = weak_from_this()] {
+        if (const std::shared_ptr<JobState> self = weak.lock()) {
+            const std::lock_guard<std::mutex> guard(self->mutex_);
+            self->cancelled_ = true;
+            self->changed_.notify_all();
+        }
+    });
+}
+
+bool JobState::sleep(std::chrono::milliseconds time) {
+    std::unique_lock<std::mutex> lock(mutex_);
+    return !changed_.wait_for(lock, time, [this] { return cancelled_; });
+}
+
+void JobState::run() noexcept {
+    const Gate::Entry entry(served_->gate());
+    if (!entry || !exchange->isOpen()) {
+        return;
+    }
+    const PeerScope scope(peer_);
+    Job job(*this);
+    Dispatch dispatch(ask, {captures_.data(), captureCount_}, format, exchange, job);
+    invoke(route_, dispatch, onUncaught_);
+}
+
+}  // namespace detail
+
+}  // namespace kova::kit

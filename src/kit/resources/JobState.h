@@ -1,0 +1,55 @@
+#pragma once
+
+#include <array>
+#include <condition_variable>
+#include <memory>
+#include <mutex>
+#include <string>
+
+#include "kova/kit/Job.h"
+#include "resources/Router.h"
+#include "resources/Served.h"
+
+namespace kova::kit::detail {
+
+/// A request that waits for a worker or runs on it.
+class JobState : public std::enable_shared_from_this<JobState> {
+public:
+    JobState(std::shared_ptr<Served> served, std::shared_ptr<Exchange> exchange, const Ask& ask,
+             std::string format, const Route& route, const Router::Match& match,
+             std::shared_ptr<const OnUncaught> onUncaught);
+    JobState(const JobState&) = delete;
+    JobState& operator=(const JobState&) = delete;
+
+    /// Lets a cancellation wake the job.
+    void watchCancellation();
+    /// Runs the job on the current thread.
+    void run() noexcept;
+
+    const std::shared_ptr<Exchange> exchange;
+    const std::string format;
+    const Request request;
+    const std::string path;
+    const Ask ask;
+
+    bool sleep(std::chrono::milliseconds time);
+
+private:
+    const std::shared_ptr<Served> served_;
+    const Route& route_;
+    const Peer peer_;
+    const std::shared_ptr<const OnUncaught> onUncaught_;
+    /// What matched the parameters, in `path`.
+    std::array<std::string_view, PathTemplate::LONGEST> captures_;
+    std::size_t captureCount_ = 0;
+
+    std::mutex mutex_;
+    std::condition_variable changed_;
+    bool cancelled_ = false;
+};
+
+/// Calls the function of a route. An exception is reported and is the answer.
+void invoke(const Route& route, Dispatch& dispatch,
+            const std::shared_ptr<const OnUncaught>& onUncaught) noexcept;
+
+}  // namespace kova::kit::detail

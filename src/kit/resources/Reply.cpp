@@ -1,0 +1,68 @@
+#include "kova/kit/Reply.h"
+
+#include <exception>
+
+#include "resources/Exchange.h"
+
+namespace kova::kit {
+
+ReplyBase::ReplyBase(std::shared_ptr<detail::Exchange> exchange, std::string format) noexcept
+    : exchange_(std::move(exchange)),
+      format_(std::move(format)),
+      exceptions_(std::uncaught_exceptions()) {}
+
+ReplyBase::ReplyBase(ReplyBase&& other) noexcept
+    : exchange_(std::move(other.exchange_)),
+      format_(std::move(other.format_)),
+      exceptions_(std::uncaught_exceptions()) {}
+
+ReplyBase& ReplyBase::operator=(ReplyBase&& other) noexcept {
+    if (this != &other) {
+        const ReplyBase former(std::move(*this));  // answers 500 if it has no end
+        exchange_ = std::move(other.exchange_);
+        format_ = std::move(other.format_);
+    }
+    return *this;
+}
+
+// An exception of the function that has the reply is the answer, not its absence.
+ReplyBase::~ReplyBase() {
+    if (exchange_ && std::uncaught_exceptions() <= exceptions_) {
+        fail({statuscodes::INTERNAL_SERVER_ERROR, "the service did not answer the request"});
+    }
+}
+
+bool ReplyBase::fail(const Error& error) noexcept {
+    return exchange_ && exchange_->fail(error.toResponse());
+}
+
+bool ReplyBase::isOpen() const noexcept {
+    return exchange_ && exchange_->isOpen();
+}
+
+void ReplyBase::onCancel(std::function<void()> function) {
+    if (exchange_) {
+        exchange_->onCancel(std::move(function));
+    }
+}
+
+bool ReplyBase::send(unsigned short code, const Result<Payload>& value) noexcept {
+    if (!value) {
+        fail(value.error());
+        return false;
+    }
+    return exchange_ && exchange_->next(Response(code, *value));
+}
+
+bool ReplyBase::sendLast(unsigned short code, const Result<Payload>& value) noexcept {
+    const bool open = isOpen();
+    send(code, value);
+    complete();
+    return open;
+}
+
+bool ReplyBase::complete() noexcept {
+    return exchange_ && exchange_->complete();
+}
+
+}  // namespace kova::kit

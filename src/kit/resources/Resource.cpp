@@ -1,0 +1,139 @@
+#include "kova/kit/Resource.h"
+
+#include <atomic>
+#include <stdexcept>
+#include <utility>
+
+#include "kova/core/Errors.h"
+#include "resources/Hints.h"
+#include "resources/JobState.h"
+#include "resources/Router.h"
+#include "resources/Served.h"
+
+namespace kova::kit {
+
+namespace detail {
+
+namespace {
+
+class ResourceState final : public Served {
+public:
+    void add(Route&& route) {
+        if (isServing_) {
+            throw std::logic_error("a function for '" + route.operation.path +
+                                   "' is added after the first request");
+        }
+        router_.add(std::move(route));
+    }
+    std::vector<Operation> operations() const override;
+    std::string hintFor(std::string_view path) const override;
+
+protected:
+    std::shared_ptr<Exchange> serve(Incoming incoming) override;
+
+private:
+    void refuse(const Ask& ask, const Router::Match& match, IResponseHandler<Response>& handler);
+    std::shared_ptr<Exchange> post(const Route& route, const Router::Match& match,
+                                   std::string format, Incoming& incoming);
+
+    Router router_;
+    std::atomic<bool> isServing_{false};
+};
+
+std::vector<Operation> ResourceState::operations() const {
+    std::vector<Operation> result;
+    for (const Route& route : router_.routes()) {
+        result.push_back(route.operation);
+    }
+    return result;
+}
+
+std::string ResourceState::hintFor(std::string_view path) const {
+    std::vector<std::string_view> templates;
+    for (const Route& route : router_.routes()) {
+        templates.emplace_back(route.operation.path);
+    }
+    const std::string_view similar = mostSimilar(path, templates);
+    return similar.empty() ? "; below the mount there are: " + enumerate(templates)
+                           : "; did you mean '" + std::string(similar) + "'?";
+}
+
+void ResourceState::refuse(const Ask& ask, const Router::Match& match,
+                           IResponseHandler<Response>& handler) {
+    Error error;
+    if (match.routes == nullptr) {
+        error = notFound(ask);
+        error.message += hintFor(ask.path());
+    } else {
+        std::vector<std::string_view> commands;
+        for (Route const* const route : *match.routes) {
+            commands.emplace_back(route->operation.command);
+        }
+        error = catalogued(errors::CommandNotSupported, ask.command(), ask.request().getPath());
+        error.message += "; supported: " + enumerate(commands);
+    }
+    handler.onError(error.toResponse());
+}
+
+std::shared_ptr<Exchange> ResourceState::serve(Incoming incoming) {
+    if (!isServing_.load(std::memory_order_relaxed)) {
+        isServing_ = true;
+    }
+    const Ask& ask = incoming.ask;
+    Router::Match match;
+    Route const* const route = router_.find(ask.command(), ask.path(), match);
+    if (route == nullptr) {
+        refuse(ask, match, *incoming.handler);
+        return nullptr;
+    }
+    std::string format = ask.accept();
+    if (const auto unknown = unknownFormat(format)) {
+        incoming.handler->onError(unknown->toResponse());
+        return nullptr;
+    }
+    if (!route->executor.isInline()) {
+        return post(*route, match, std::move(format), incoming);
+    }
+    Dispatch dispatch(ask, {match.captures.data(), match.count}, format,
+                      std::move(incoming.handler), table());
+    invoke(*route, dispatch, incoming.onUncaught);
+    return dispatch.takeExchange();
+}
+
+std::shared_ptr<Exchange> ResourceState::post(const Route& route, const Router::Match& match,
+                                              std::string format, Incoming& incoming) {
+    auto exchange = makeExchange(std::move(incoming.handler));
+    auto job = std::make_shared<JobState>(shared_from_this(), exchange, incoming.ask,
+                                          std::move(format), route, match, incoming.onUncaught);
+    job->watchCancellation();
+    if (!route.executor.tryPost([job] { job->run(); })) {
+        exchange->fail(Response::createErrorResponse(statuscodes::SERVICE_UNAVAILABLE,
+                                                     "the worker is full or has stopped"));
+    }
+    return exchange;
+}
+
+}  // namespace
+
+void invoke(const Route& route, Dispatch& dispatch,
+            const std::shared_ptr<const OnUncaught>& onUncaught) noexcept {
+    try {
+        route.invoke(dispatch);
+    } catch (...) {
+        // The request may have been answered, and destroyed, by now.
+        dispatch.fail(
+            uncaught(route.operation.command + " '" + route.operation.path + "'", onUncaught));
+    }
+}
+
+}  // namespace detail
+
+Resource::Resource() : Mountable(std::make_shared<detail::ResourceState>()) {}
+
+Resource::~Resource() = default;
+
+void Resource::add(detail::Route&& route) {
+    static_cast<detail::ResourceState&>(*served()).add(std::move(route));
+}
+
+}  // namespace kova::kit

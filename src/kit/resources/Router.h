@@ -1,0 +1,61 @@
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <deque>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <vector>
+
+#include "kova/kit/resources/Route.h"
+#include "resources/PathTemplate.h"
+
+namespace kova::kit::detail {
+
+/// Finds the route of a path: a trie of segments, in which a node has its children by literal text
+/// and one child for each kind of parameter.
+///
+/// A node belongs to one depth, so a look-up visits each node at most once, and its depth is that
+/// of the longest template. Not synchronized; it is read without a lock once all routes are added.
+class Router {
+public:
+    /// The routes of one template, one for each command, and what matched its parameters.
+    struct Match {
+        std::vector<const Route*> const* routes = nullptr;
+        std::array<std::string_view, PathTemplate::LONGEST> captures;
+        std::size_t count = 0;
+    };
+
+    Router() { nodes_.emplace_back(); }
+    Router(const Router&) = delete;
+    Router& operator=(const Router&) = delete;
+
+    /// Adds a route. Throws `std::invalid_argument`, as `Resource::on` does.
+    void add(Route&& route);
+    /// Finds the best template for a path that has a route with the command; without one, the best
+    /// template for the path. Returns the route with the command, or null. `match.routes` is null
+    /// if no template matches.
+    Route const* find(std::string_view command, std::string_view path, Match& match) const;
+
+    /// Returns all routes in the order in which they were added.
+    const std::deque<Route>& routes() const noexcept { return routes_; }
+
+private:
+    struct Node {
+        std::unordered_map<std::string_view, std::size_t> literals;
+        /// The children for parameters, by `TemplateSegment::Kind`; 0 for none.
+        std::array<std::size_t, 5> parameters{};
+        std::vector<const Route*> routes;
+    };
+    class Search;
+
+    std::size_t childFor(std::size_t node, const TemplateSegment& segment);
+
+    std::deque<Node> nodes_;
+    std::deque<Route> routes_;
+    std::deque<PathTemplate> templates_;
+};
+
+}  // namespace kova::kit::detail
