@@ -34,7 +34,7 @@ namespace detail {
 
 JobState::JobState(std::shared_ptr<Served> served, std::shared_ptr<Exchange> exchange,
                    const Ask& ask, std::string format, const Route& route,
-                   const Router::Match& match, std::shared_ptr<const OnUncaught> onUncaught)
+                   const Router::Match& match, std::shared_ptr<MountState> mount)
     : exchange(std::move(exchange)),
       format(std::move(format)),
       request(ask.request()),
@@ -43,7 +43,7 @@ JobState::JobState(std::shared_ptr<Served> served, std::shared_ptr<Exchange> exc
       served_(std::move(served)),
       route_(route),
       peer_(ask.peer()),
-      onUncaught_(std::move(onUncaught)),
+      mount_(std::move(mount)),
       captureCount_(match.count) {
     for (std::size_t i = 0; i < match.count; ++i) {
         const std::size_t offset =
@@ -69,13 +69,15 @@ bool JobState::sleep(std::chrono::milliseconds time) {
 
 void JobState::run() noexcept {
     const Gate::Entry entry(served_->gate());
-    if (!entry || !exchange->isOpen()) {
+    const Gate::Entry mountEntry(mount_->gate());
+    if (!entry || !mountEntry || !exchange->isOpen()) {
         return;
     }
+    const MountState::Running running(*mount_, request.getCommand(), request.getPath());
     const PeerScope scope(peer_);
     Job job(*this);
     Dispatch dispatch(ask, {captures_.data(), captureCount_}, format, exchange, job);
-    invoke(route_, dispatch, onUncaught_);
+    invoke(route_, dispatch, mount_->onUncaught());
 }
 
 }  // namespace detail

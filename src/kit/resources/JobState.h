@@ -17,7 +17,7 @@ class JobState : public std::enable_shared_from_this<JobState> {
 public:
     JobState(std::shared_ptr<Served> served, std::shared_ptr<Exchange> exchange, const Ask& ask,
              std::string format, const Route& route, const Router::Match& match,
-             std::shared_ptr<const OnUncaught> onUncaught);
+             std::shared_ptr<MountState> mount);
     JobState(const JobState&) = delete;
     JobState& operator=(const JobState&) = delete;
 
@@ -38,7 +38,7 @@ private:
     const std::shared_ptr<Served> served_;
     const Route& route_;
     const Peer peer_;
-    const std::shared_ptr<const OnUncaught> onUncaught_;
+    const std::shared_ptr<MountState> mount_;
     /// What matched the parameters, in `path`.
     std::array<std::string_view, PathTemplate::LONGEST> captures_;
     std::size_t captureCount_ = 0;
@@ -49,7 +49,6 @@ private:
 };
 
 /// Calls the function of a route. An exception is reported and is the answer.
-void invoke(const Route& route, Dispatch& dispatch,
-            const std::shared_ptr<const OnUncaught>& onUncaught) noexcept;
+void invoke(const Route& route, Dispatch& dispatch, const OnUncaught& onUncaught) noexcept;
 
 }  // namespace kova::kit::detail

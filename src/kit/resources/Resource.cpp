@@ -96,7 +96,7 @@ std::shared_ptr<Exchange> ResourceState::serve(Incoming incoming) {
     }
     Dispatch dispatch(ask, {match.captures.data(), match.count}, format,
                       std::move(incoming.handler), table());
-    invoke(*route, dispatch, incoming.onUncaught);
+    invoke(*route, dispatch, incoming.mount->onUncaught());
     return dispatch.takeExchange();
 }
 
@@ -104,7 +104,7 @@ std::shared_ptr<Exchange> ResourceState::post(const Route& route, const Router::
                                               std::string format, Incoming& incoming) {
     auto exchange = makeExchange(std::move(incoming.handler));
     auto job = std::make_shared<JobState>(shared_from_this(), exchange, incoming.ask,
-                                          std::move(format), route, match, incoming.onUncaught);
+                                          std::move(format), route, match, incoming.mount);
     job->watchCancellation();
     if (!route.executor.tryPost([job] { job->run(); })) {
         exchange->fail(Response::createErrorResponse(statuscodes::SERVICE_UNAVAILABLE,
@@ -115,8 +115,7 @@ std::shared_ptr<Exchange> ResourceState::post(const Route& route, const Router::
 
 }  // namespace
 
-void invoke(const Route& route, Dispatch& dispatch,
-            const std::shared_ptr<const OnUncaught>& onUncaught) noexcept {
+void invoke(const Route& route, Dispatch& dispatch, const OnUncaught& onUncaught) noexcept {
     try {
         route.invoke(dispatch);
     } catch (...) {

@@ -24,7 +24,7 @@ void Mountable::close() noexcept {
 }
 
 std::unique_ptr<IResourceHandler> Mountable::handler() const {
-    return detail::makeHandler(served_, nullptr);
+    return detail::makeHandler(served_, std::make_shared<detail::MountState>(nullptr));
 }
 
 std::vector<Operation> Mountable::operations() const {
@@ -38,19 +38,19 @@ namespace {
 // Passes requests on to the shared state, which may outlive the service.
 class ServedHandler final : public IResourceHandler {
 public:
-    ServedHandler(std::shared_ptr<Served> served, std::shared_ptr<const OnUncaught> onUncaught)
-        : served_(std::move(served)), onUncaught_(std::move(onUncaught)) {}
+    ServedHandler(std::shared_ptr<Served> served, std::shared_ptr<MountState> mount)
+        : served_(std::move(served)), mount_(std::move(mount)) {}
 
     void* actionRequest(const Request& request,
                         std::unique_ptr<IResponseHandler<Response>>&& handler,
                         const std::string& resourcePath) override {
-        return served_->actionRequest(request, std::move(handler), resourcePath, onUncaught_);
+        return served_->actionRequest(request, std::move(handler), resourcePath, mount_);
     }
     void cancelRequest(void* handle) override { served_->cancelRequest(handle); }
 
 private:
     const std::shared_ptr<Served> served_;
-    const std::shared_ptr<const OnUncaught> onUncaught_;
+    const std::shared_ptr<MountState> mount_;
 };
 
 // Reports an exception and returns the text of the report.
@@ -67,14 +67,14 @@ Served::~Served() = default;
 
 void* Served::actionRequest(const Request& request, ResponseHandler handler,
                             const std::string& path,
-                            const std::shared_ptr<const OnUncaught>& onUncaught) noexcept {
+                            const std::shared_ptr<MountState>& mount) noexcept {
     const Gate::Entry entry(gate_);
     if (!entry) {
         handler->onError(closedResponse());
         return nullptr;
     }
     const Ask ask(request, path);
-    const std::shared_ptr<Exchange> exchange = serve({ask, std::move(handler), onUncaught});
+    const std::shared_ptr<Exchange> exchange = serve({ask, std::move(handler), mount});
     if (!exchange) {
         return nullptr;
     }
@@ -107,12 +107,11 @@ void Served::refuse() noexcept {
 }
 
 std::unique_ptr<IResourceHandler> makeHandler(std::shared_ptr<Served> served,
-                                              std::shared_ptr<const OnUncaught> onUncaught) {
-    return std::make_unique<ServedHandler>(std::move(served), std::move(onUncaught));
+                                              std::shared_ptr<MountState> mount) {
+    return std::make_unique<ServedHandler>(std::move(served), std::move(mount));
 }
 
-Error uncaught(const std::string& what,
-               const std::shared_ptr<const OnUncaught>& onUncaught) noexcept {
+Error uncaught(const std::string& what, const OnUncaught& onUncaught) noexcept {
     std::string text;
     try {
         throw;
@@ -124,7 +123,7 @@ Error uncaught(const std::string& what,
         text = report(what, "an exception that is not a std::exception");
     }
     const Error error = catalogued(errors::InternalServerError, text);
-    return onUncaught && *onUncaught ? (*onUncaught)(error) : error;
+    return onUncaught ? onUncaught(error) : error;
 }
 
 std::optional<Error> unknownFormat(const std::string& format) {

@@ -13,11 +13,9 @@
 #include "kova/kit/Mountable.h"
 #include "resources/Exchange.h"
 #include "resources/Gate.h"
+#include "resources/MountState.h"
 
 namespace kova::kit::detail {
-
-/// Decides what answers a request whose function threw. Must not throw.
-using OnUncaught = std::function<Error(const Error& error)>;
 
 /// The shared state of a mountable object: its gate, and its pending requests.
 ///
@@ -31,7 +29,7 @@ public:
 
     /// Serves a request. Returns the handle of a pending request, or null.
     void* actionRequest(const Request& request, ResponseHandler handler, const std::string& path,
-                        const std::shared_ptr<const OnUncaught>& onUncaught) noexcept;
+                        const std::shared_ptr<MountState>& mount) noexcept;
     /// Cancels a pending request.
     void cancelRequest(void* handle) noexcept;
     /// Returns the operations that are offered.
@@ -55,7 +53,7 @@ protected:
     struct Incoming {
         const Ask& ask;
         ResponseHandler handler;
-        const std::shared_ptr<const OnUncaught>& onUncaught;
+        const std::shared_ptr<MountState>& mount;
     };
     /// Serves a request. Called inside the gate, on any thread. An exception ends the process.
     /// Returns the exchange that is still pending, or null.
@@ -76,12 +74,11 @@ private:
 
 /// Returns a resource handler that passes its requests on to the state.
 std::unique_ptr<IResourceHandler> makeHandler(std::shared_ptr<Served> served,
-                                              std::shared_ptr<const OnUncaught> onUncaught);
+                                              std::shared_ptr<MountState> mount);
 
 /// Returns the error of a request whose function threw, from inside the catch block, and reports
 /// it. `what` names the request. A `KovaException` carries its response and is not reported.
-Error uncaught(const std::string& what,
-               const std::shared_ptr<const OnUncaught>& onUncaught) noexcept;
+Error uncaught(const std::string& what, const OnUncaught& onUncaught) noexcept;
 /// Returns the error of a format in which no value can be answered: 400 and the formats that there
 /// are. Nothing if the format is one of them.
 std::optional<Error> unknownFormat(const std::string& format);

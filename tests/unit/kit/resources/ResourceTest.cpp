@@ -62,7 +62,6 @@ TEST_F(ResourceTest, ValueHasTheAcceptedFormat) {
     resource.on(command::retrieve, "", [](const Ask&) { return 7; });
     Request request("retrieve", "/mount");
     request.setMimeType(mimetypes::AXOBIN_TYPE);
-    std::optional<Payload> payload;
     send(request, "");
     EXPECT_EQ(recording.events(), (Events{"value 200 7", "completed"}));
 }
@@ -74,9 +73,8 @@ TEST_F(ResourceTest, CreatedValueIsSentWith201) {
 }
 
 TEST_F(ResourceTest, DoneCompletesWithoutAValue) {
-    resource.on(command::remove, "{id:uint}", [](const Ask& ask, unsigned id) {
-        return id == 1 ? done() : notFound(ask);
-    });
+    resource.on(command::remove, "{id:uint}",
+                [](const Ask& ask, unsigned id) { return id == 1 ? done() : notFound(ask); });
     EXPECT_EQ(eventsOf("delete", "1"), (Events{"completed"}));
     EXPECT_EQ(eventsOf("delete", "2").back(), "error 404 path '/mount/2' not found");
 }
@@ -128,9 +126,8 @@ TEST_F(ResourceTest, ParametersOfTheTemplateComeInOrderBeforeTheBody) {
 }
 
 TEST_F(ResourceTest, NumberThatDoesNotFitItsTypeIsNotFound) {
-    resource.on(command::retrieve, "{zone:uint}", [](const Ask&, unsigned char zone) {
-        return static_cast<int>(zone);
-    });
+    resource.on(command::retrieve, "{zone:uint}",
+                [](const Ask&, unsigned char zone) { return static_cast<int>(zone); });
     EXPECT_EQ(eventsOf("retrieve", "255"), (Events{"value 200 255", "completed"}));
     EXPECT_EQ(eventsOf("retrieve", "256").back(), "error 404 path '/mount/256' not found");
 }
@@ -143,7 +140,7 @@ TEST_F(ResourceTest, RestParameterHasAllSegments) {
 
 TEST_F(ResourceTest, BodyThatCannotBeReadIs400WithTheReason) {
     resource.on(command::insert, "", [](const Ask&, const Entry&) {});
-    EXPECT_EQ(eventsOf("insert", "", Payload::createFromString(R"({"title":17})", "application/json")),
+    EXPECT_EQ(eventsOf("insert", "", Payload::createFromJSON(R"({"title":17})")),
               (Events{"error 400 title: expected a string, found 17 (byte 9)"}));
 }
 
@@ -174,12 +171,12 @@ TEST_F(ResourceTest, UnknownFormatIsRefusedBeforeTheFunctionRuns) {
     send(request, "");
     EXPECT_EQ(recording.events(),
               (Events{"error 400 undefined mime-type 'text/html'; there are: application/json, "
-                      "application/axobin"}));
+                      "application/vnd.axobin"}));
     EXPECT_FALSE(hasRun);
 }
 
 TEST_F(ResourceTest, ExceptionIsReportedAndAnsweredWith500) {
-    test::CapturedReports reports;
+    test::Reports reports;
     resource.on(command::retrieve, "", [](const Ask&) -> int { throw std::runtime_error("oops"); });
     EXPECT_EQ(eventsOf("retrieve", ""),
               (Events{"error 500 Internal error in server implementation: retrieve '': oops"}));
@@ -223,7 +220,7 @@ TEST_F(ResourceTest, ReplyThatIsDestroyedUnusedAnswers500) {
 }
 
 TEST_F(ResourceTest, ExceptionOfAFunctionWithAReplyIsItsAnswer) {
-    test::CapturedReports reports;
+    test::Reports reports;
     resource.on(command::retrieve, "",
                 [](const Ask&, Reply<int>) { throw std::runtime_error("oops"); });
     EXPECT_EQ(eventsOf("retrieve", ""),

@@ -1,0 +1,57 @@
+#pragma once
+
+#include <chrono>
+#include <functional>
+#include <list>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "kova/kit/Calls.h"
+#include "kova/kit/Result.h"
+#include "resources/Gate.h"
+
+namespace kova::kit::detail {
+
+/// Decides what answers a request whose function threw. Must not throw.
+using OnUncaught = std::function<Error(const Error& error)>;
+
+/// What a mount knows of its service, and the jobs that run for it.
+///
+/// Any thread may call any function.
+class MountState {
+public:
+    explicit MountState(OnUncaught onUncaught) noexcept : onUncaught_(std::move(onUncaught)) {}
+
+    const OnUncaught& onUncaught() const noexcept { return onUncaught_; }
+    /// The gate of the jobs.
+    Gate& gate() noexcept { return gate_; }
+    /// Returns the jobs that run.
+    std::vector<CallInfo> jobs() const;
+
+    /// A guard that lists a job while it runs.
+    class Running {
+    public:
+        Running(MountState& mount, const std::string& command, const std::string& path);
+        ~Running();
+        Running(const Running&) = delete;
+        Running& operator=(const Running&) = delete;
+
+    private:
+        friend class MountState;
+        MountState& mount_;
+        const std::string& command_;
+        const std::string& path_;
+        const std::chrono::steady_clock::time_point begun_ = std::chrono::steady_clock::now();
+        const long thread_;
+        std::list<const Running*>::iterator place_;
+    };
+
+private:
+    const OnUncaught onUncaught_;
+    Gate gate_;
+    mutable std::mutex mutex_;
+    std::list<const Running*> running_;
+};
+
+}  // namespace kova::kit::detail
