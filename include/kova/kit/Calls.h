@@ -137,6 +137,10 @@ public:
     Result<Response> ask(const Request& request, const AskOptions& options = {});
     /// Ends all calls as "lost", for the owner of a connection. New ones are accepted.
     void lose(const std::string& reason);
+    /// Refuses new calls, ends those that there are as "lost", and waits until they have got that
+    /// end and nothing runs for them. Returns what is stuck after `limit`. Inside a callback it
+    /// does not wait for this one.
+    std::vector<CallInfo> stop(const std::string& reason, std::chrono::milliseconds limit);
     /// Refuses new calls, ends those that there are without an end, and waits until nothing runs
     /// for them: no callback, no `actionRequest` and no cancellation. Returns what is stuck after
     /// `limit`. Inside a callback it does not wait for this one.

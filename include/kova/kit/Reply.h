@@ -53,7 +53,6 @@ protected:
 private:
     std::shared_ptr<detail::Exchange> exchange_;
     std::string format_;
-    int exceptions_;
 };
 
 /// The answer to a request that a function gives later, from any thread.

@@ -78,6 +78,12 @@ void Calls::lose(const std::string& reason) {
     }
 }
 
+std::vector<CallInfo> Calls::stop(const std::string& reason, std::chrono::milliseconds limit) {
+    return core_->stopAndWait({statuscodes::SERVICE_UNAVAILABLE, reason}, limit)
+               ? std::vector<CallInfo>()
+               : core_->list();
+}
+
 std::vector<CallInfo> Calls::close(std::chrono::milliseconds limit) {
     return core_->closeAndWait(true, limit) ? std::vector<CallInfo>() : core_->list();
 }

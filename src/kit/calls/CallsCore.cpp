@@ -1,5 +1,6 @@
 #include "calls/CallsCore.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "calls/Threads.h"
@@ -108,6 +109,22 @@ bool CallsCore::closeAndWait(bool limited, std::chrono::milliseconds limit) {
         }
     }
     return closed;
+}
+
+bool CallsCore::stopAndWait(const Error& error, std::chrono::milliseconds limit) {
+    const WaitLimit until =
+        isLimited(limit) ? WaitLimit(std::chrono::steady_clock::now() + limit) : std::nullopt;
+    table.close();
+    const std::vector<CallReference> calls = table.collectAll();
+    for (const CallReference& call : calls) {
+        call->end(End::Kind::lost, error);
+    }
+    // A call whose operation this thread is inside of cannot settle before this returns.
+    const auto own = std::count_if(calls.begin(), calls.end(), [](const CallReference& call) {
+        return thisThread().isInside(*call);
+    });
+    Closing closing{*this, static_cast<std::size_t>(own)};
+    return waitUntilOver(isClosed, describeClosing, &closing, until);
 }
 
 std::vector<CallInfo> CallsCore::list() {

@@ -24,6 +24,9 @@ public:
                    const CallOptions& callOptions);
     /// Ends all calls silently and waits until they are settled. Returns false if the limit passed.
     bool closeAndWait(bool limited, std::chrono::milliseconds limit);
+    /// Ends all calls as "lost" and waits until they are settled. Returns false if the limit
+    /// passed.
+    bool stopAndWait(const Error& error, std::chrono::milliseconds limit);
     std::vector<CallInfo> list();
 
     CallTable table;  // first, because its shards begin at cache lines

@@ -58,6 +58,7 @@ void Dispatch::fail(const Error& error) noexcept {
 std::shared_ptr<Exchange> Dispatch::exchangeForLater() {
     if (!exchange_) {
         exchange_ = std::make_shared<Exchange>(std::move(table_), std::move(handler_));
+        Exchange::Serving::set(*exchange_);
     }
     return exchange_;
 }

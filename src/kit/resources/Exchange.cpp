@@ -1,6 +1,7 @@
 #include "resources/Exchange.h"
 
 #include <atomic>
+#include <exception>
 #include <utility>
 
 #include "kova/core/StatusCodes.h"
@@ -8,6 +9,13 @@
 namespace kova::kit::detail {
 
 namespace {
+
+thread_local Exchange::Serving* innermost = nullptr;
+
+Response unanswered() {
+    return Response::createErrorResponse(statuscodes::INTERNAL_SERVER_ERROR,
+                                         "the service did not answer the request");
+}
 
 std::uintptr_t newHandle() noexcept {
     static std::atomic<std::uintptr_t> last{0};
@@ -74,9 +82,37 @@ std::size_t ExchangeTable::size() const {
 
 Exchange::~Exchange() {
     if (!isOver_) {
-        const Response error = Response::createErrorResponse(
-            statuscodes::INTERNAL_SERVER_ERROR, "the service did not answer the request");
+        const Response error = unanswered();
         sendEnd(std::move(handler_), &error);
+    }
+}
+
+Exchange::Serving::Serving(Exchange const* exchange) noexcept
+    : exchange_(exchange), outer_(innermost) {
+    innermost = this;
+}
+
+Exchange::Serving::~Serving() {
+    innermost = outer_;
+}
+
+void Exchange::Serving::set(const Exchange& exchange) noexcept {
+    if (innermost != nullptr) {
+        innermost->exchange_ = &exchange;
+    }
+}
+
+bool Exchange::isServedHere() const noexcept {
+    Serving const* at = innermost;
+    while (at != nullptr && at->exchange_ != this) {
+        at = at->outer_;
+    }
+    return at != nullptr;
+}
+
+void Exchange::abandon() noexcept {
+    if (std::uncaught_exceptions() == 0 || !isServedHere()) {
+        fail(unanswered());
     }
 }
 

@@ -78,10 +78,31 @@ public:
     void onCancel(std::function<void()> function);
     /// Returns whether the request has no end yet.
     bool isOpen() const noexcept;
+    /// Ends the request because its sender is destroyed. Does nothing if that happens while an
+    /// exception leaves the function that serves the request: the exception is the answer then.
+    void abandon() noexcept;
+
+    /// A guard for the function that serves a request on the current thread.
+    class Serving {
+    public:
+        explicit Serving(Exchange const* exchange = nullptr) noexcept;
+        ~Serving();
+        Serving(const Serving&) = delete;
+        Serving& operator=(const Serving&) = delete;
+
+        /// Sets the request of the innermost guard of this thread.
+        static void set(const Exchange& exchange) noexcept;
+
+    private:
+        friend class Exchange;
+        Exchange const* exchange_;
+        Serving* const outer_;
+    };
 
 private:
     friend class ExchangeTable;
 
+    bool isServedHere() const noexcept;
     bool end(Response const* error) noexcept;
     ResponseHandler endLocked(Response const* error) noexcept;
     void leaveTable() noexcept;

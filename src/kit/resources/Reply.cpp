@@ -1,20 +1,14 @@
 #include "kova/kit/Reply.h"
 
-#include <exception>
-
 #include "resources/Exchange.h"
 
 namespace kova::kit {
 
 ReplyBase::ReplyBase(std::shared_ptr<detail::Exchange> exchange, std::string format) noexcept
-    : exchange_(std::move(exchange)),
-      format_(std::move(format)),
-      exceptions_(std::uncaught_exceptions()) {}
+    : exchange_(std::move(exchange)), format_(std::move(format)) {}
 
 ReplyBase::ReplyBase(ReplyBase&& other) noexcept
-    : exchange_(std::move(other.exchange_)),
-      format_(std::move(other.format_)),
-      exceptions_(std::uncaught_exceptions()) {}
+    : exchange_(std::move(other.exchange_)), format_(std::move(other.format_)) {}
 
 ReplyBase& ReplyBase::operator=(ReplyBase&& other) noexcept {
     if (this != &other) {
@@ -25,10 +19,9 @@ ReplyBase& ReplyBase::operator=(ReplyBase&& other) noexcept {
     return *this;
 }
 
-// An exception of the function that has the reply is the answer, not its absence.
 ReplyBase::~ReplyBase() {
-    if (exchange_ && std::uncaught_exceptions() <= exceptions_) {
-        fail({statuscodes::INTERNAL_SERVER_ERROR, "the service did not answer the request"});
+    if (exchange_) {
+        exchange_->abandon();
     }
 }
 

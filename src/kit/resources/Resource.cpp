@@ -116,6 +116,7 @@ std::shared_ptr<Exchange> ResourceState::post(const Route& route, const Router::
 }  // namespace
 
 void invoke(const Route& route, Dispatch& dispatch, const OnUncaught& onUncaught) noexcept {
+    const Exchange::Serving serving;
     try {
         route.invoke(dispatch);
     } catch (...) {

@@ -75,7 +75,8 @@ void* Served::actionRequest(const Request& request, ResponseHandler handler,
     }
     const Ask ask(request, path);
     const std::shared_ptr<Exchange> exchange = serve({ask, std::move(handler), mount});
-    if (!exchange) {
+    // Without another owner nobody can answer any more; its destructor does.
+    if (!exchange || exchange.use_count() == 1) {
         return nullptr;
     }
     void* const handle = table_->add(exchange);

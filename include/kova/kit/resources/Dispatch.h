@@ -62,6 +62,7 @@ public:
     R defer() {
         return R(exchangeForLater(), format_);
     }
+
     /// Returns what is answered later, or null.
     std::shared_ptr<Exchange> takeExchange() noexcept { return std::move(exchange_); }
 

@@ -227,6 +227,32 @@ TEST_F(ResourceTest, ExceptionOfAFunctionWithAReplyIsItsAnswer) {
               (Events{"error 500 Internal error in server implementation: retrieve '': oops"}));
 }
 
+TEST_F(ResourceTest, ReplyThatAnExceptionDestroysAnswers500) {
+    resource.on(command::retrieve, "", [](const Ask&, Reply<int> reply) {
+        try {
+            const Reply<int> inner(std::move(reply));
+            throw std::runtime_error("oops");
+        } catch (const std::runtime_error&) {
+        }
+    });
+    EXPECT_EQ(eventsOf("retrieve", ""),
+              (Events{"error 500 the service did not answer the request"}));
+}
+
+TEST_F(ResourceTest, ReplyThatAnExceptionOfAnotherThreadDestroysAnswers500) {
+    resource.on(command::retrieve, "", [](const Ask&, Reply<int> reply) {
+        std::thread([reply = std::move(reply)]() mutable {
+            try {
+                const Reply<int> inner(std::move(reply));
+                throw std::runtime_error("oops");
+            } catch (const std::runtime_error&) {
+            }
+        }).join();
+    });
+    EXPECT_EQ(eventsOf("retrieve", ""),
+              (Events{"error 500 the service did not answer the request"}));
+}
+
 TEST_F(ResourceTest, CancelledReplyIsTold) {
     std::optional<Reply<int>> kept;
     int cancelled = 0;

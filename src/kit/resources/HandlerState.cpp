@@ -1,0 +1,135 @@
+#include "resources/HandlerState.h"
+
+#include <string>
+#include <utility>
+
+#include "kova/core/StatusCodes.h"
+#include "kova/kit/Calls.h"
+#include "util/config/Dictionary.h"
+
+namespace kova::kit::detail {
+
+namespace {
+
+// Passes the events of a handler on to its exchange.
+class Forward final : public IResponseHandler<Response> {
+public:
+    explicit Forward(std::shared_ptr<Exchange> exchange) noexcept
+        : exchange_(std::move(exchange)) {}
+    ~Forward() override { exchange_->abandon(); }
+    Forward(const Forward&) = delete;
+    Forward& operator=(const Forward&) = delete;
+
+    bool onNext(const Response& value) override { return !exchange_->next(value); }
+    void onError(const Response& error) override { exchange_->fail(error); }
+    void onCompleted() override { exchange_->complete(); }
+
+private:
+    const std::shared_ptr<Exchange> exchange_;
+};
+
+class SlotHandler final : public IResourceHandler {
+public:
+    SlotHandler(std::shared_ptr<SlotState> slot, std::shared_ptr<MountState> mount)
+        : slot_(std::move(slot)), mount_(std::move(mount)) {}
+
+    void* actionRequest(const Request& request, ResponseHandler&& handler,
+                        const std::string& resourcePath) override {
+        if (const std::shared_ptr<Served> present = slot_->get()) {
+            return present->actionRequest(request, std::move(handler), resourcePath, mount_);
+        }
+        handler->onError(Response::createErrorResponse(statuscodes::SERVICE_UNAVAILABLE,
+                                                       "nothing is mounted here now"));
+        return nullptr;
+    }
+    // A former handler has ended all its requests.
+    void cancelRequest(void* handle) override {
+        if (const std::shared_ptr<Served> present = slot_->get()) {
+            present->cancelRequest(handle);
+        }
+    }
+
+private:
+    const std::shared_ptr<SlotState> slot_;
+    const std::shared_ptr<MountState> mount_;
+};
+
+// Its requests go through `Calls`, whose handles are never used twice.
+class ServiceHandler final : public IResourceHandler {
+public:
+    explicit ServiceHandler(IKovaApi& service) : calls_(service) {}
+
+    void* actionRequest(const Request& request, ResponseHandler&& handler,
+                        const std::string& resourcePath) override {
+        return calls_.actionRequest(below(request, resourcePath), std::move(handler));
+    }
+    void cancelRequest(void* handle) override { calls_.cancelRequest(handle); }
+
+private:
+    static Request below(const Request& request, const std::string& path) {
+        const util::config::Value& header = request.getHeader();
+        if (!header.isDictionary()) {
+            return {request.getCommand(), "/" + path, request.getPayload()};
+        }
+        Request::Header copy(static_cast<util::config::Dictionary*>(header.clone()));
+        return {request.getCommand(), "/" + path, request.getPayload(), copy};
+    }
+
+    Calls calls_;
+};
+
+}  // namespace
+
+std::shared_ptr<Exchange> HandlerState::serve(Incoming incoming) {
+    const std::string what = incoming.ask.command() + " '" + incoming.ask.request().getPath() + "'";
+    const std::shared_ptr<Exchange> exchange = makeExchange(std::move(incoming.handler));
+    const Exchange::Serving serving(exchange.get());
+    void* handle = nullptr;
+    try {
+        handle =
+            handler_->actionRequest(incoming.ask.request(), std::make_unique<Forward>(exchange),
+                                    std::string(incoming.ask.path()));
+    } catch (...) {
+        exchange->fail(uncaught(what, incoming.mount->onUncaught()).toResponse());
+    }
+    if (handle != nullptr) {
+        exchange->onCancel([weak = weak_from_this(), handle] {
+            if (const std::shared_ptr<Served> self = weak.lock()) {
+                static_cast<HandlerState&>(*self).cancel(handle);
+            }
+        });
+    }
+    return exchange;
+}
+
+void HandlerState::cancel(void* handle) noexcept {
+    const Gate::Entry entry(gate(), true);
+    handler_->cancelRequest(handle);
+}
+
+void SlotState::set(std::shared_ptr<Served> next) {
+    {
+        const std::lock_guard<std::mutex> guard(mutex_);
+        present_.swap(next);
+    }
+    if (next) {
+        next->refuse();
+        next->waitUntilLeft();
+    }
+}
+
+std::shared_ptr<Served> SlotState::get() const {
+    const std::lock_guard<std::mutex> guard(mutex_);
+    return present_;
+}
+
+std::unique_ptr<IResourceHandler> makeHandler(std::shared_ptr<SlotState> slot,
+                                              std::shared_ptr<MountState> mount) {
+    return std::make_unique<SlotHandler>(std::move(slot), std::move(mount));
+}
+
+std::unique_ptr<IResourceHandler> makeHandler(IKovaApi& service) {
+    return std::make_unique<ServiceHandler>(service);
+}
+
+}  // namespace kova::kit::detail

@@ -1,0 +1,259 @@
+#include "kova/kit/Service.h"
+
+#include <algorithm>
+#include <map>
+#include <optional>
+#include <stdexcept>
+#include <string_view>
+#include <utility>
+
+#include "calls/Threads.h"
+#include "kova/core/StaticComposedKovaService.h"
+#include "kova/core/StaticComposedKovaServiceImpl.h"
+#include "osal/Alarm.h"
+#include "resources/HandlerState.h"
+#include "resources/MountState.h"
+#include "resources/RootState.h"
+#include "resources/Served.h"
+
+namespace kova::kit {
+
+namespace detail {
+
+// One mount: the object that describes it, or the slot, and what creates its handler.
+struct MountEntry {
+    std::shared_ptr<Served> served;
+    std::shared_ptr<SlotState> slot;
+    IKovaApi* service = nullptr;
+    std::shared_ptr<MountState> state;
+
+    std::unique_ptr<IResourceHandler> makeHandler() const {
+        if (slot) {
+            return detail::makeHandler(slot, state);
+        }
+        return service != nullptr ? detail::makeHandler(*service)
+                                  : detail::makeHandler(served, state);
+    }
+    std::vector<Operation> operations() const {
+        const std::shared_ptr<Served> present = slot ? slot->get() : served;
+        return present ? present->operations() : std::vector<Operation>();
+    }
+};
+
+struct ServiceParts {
+    std::string name;
+    std::string version;
+    OnUncaught onUncaught;
+    std::map<std::string, MountEntry> mounts;
+    // In this order, because the calls use the service until they are destroyed.
+    std::unique_ptr<StaticComposedKovaService> service;
+    std::unique_ptr<Calls> calls;
+};
+
+}  // namespace detail
+
+namespace {
+
+using detail::MountEntry;
+
+constexpr char const* STOPPED = "the service stops";
+constexpr std::string_view RESERVED = "/.kova";
+
+[[noreturn]] void refuseMount(const std::string& path, char const* reason) {
+    throw std::invalid_argument("mount '" + path + "': " + reason);
+}
+
+bool isReserved(std::string_view path) {
+    return path.substr(0, RESERVED.size()) == RESERVED &&
+           (path.size() == RESERVED.size() || path[RESERVED.size()] == '/');
+}
+
+// Returns the path without the "/" at its end.
+std::string checkMount(const std::string& path) {
+    if (path.empty() || path.front() != '/') {
+        refuseMount(path, "a mount path begins with '/'");
+    }
+    const std::string result =
+        path.size() > 1 && path.back() == '/' ? path.substr(0, path.size() - 1) : path;
+    if (result == "/" && path != "/") {
+        refuseMount(path, "a segment is empty, '.' or '..'");
+    }
+    for (std::size_t begin = 1; begin < result.size();) {
+        const std::size_t end = std::min(result.find('/', begin), result.size());
+        const std::string_view segment = std::string_view(result).substr(begin, end - begin);
+        if (segment.empty() || segment == "." || segment == ".." || end + 1 == result.size()) {
+            refuseMount(path, "a segment is empty, '.' or '..'");
+        }
+        begin = end + 1;
+    }
+    if (isReserved(result)) {
+        refuseMount(path, "the path is reserved");
+    }
+    return result;
+}
+
+MountEntry& addMount(detail::ServiceParts& parts, const std::string& path) {
+    const auto added = parts.mounts.try_emplace(checkMount(path));
+    if (!added.second) {
+        refuseMount(path, "mounted already");
+    }
+    return added.first->second;
+}
+
+std::vector<std::string> pathsOf(const detail::ServiceParts& parts) {
+    std::vector<std::string> paths;
+    for (const auto& mount : parts.mounts) {
+        paths.push_back(mount.first);
+    }
+    return paths;
+}
+
+}  // namespace
+
+// --- Slot ----------------------------------------------------------------------------------------
+
+Slot::Slot(std::shared_ptr<detail::SlotState> state) noexcept : state_(std::move(state)) {}
+
+void Slot::set(std::unique_ptr<IResourceHandler> handler) {
+    if (!handler) {
+        throw std::invalid_argument("a slot is set to a handler that is null");
+    }
+    state_->set(std::make_shared<detail::HandlerState>(std::move(handler)));
+}
+
+void Slot::set(const Mountable& mountable) {
+    state_->set(mountable.served());
+}
+
+void Slot::clear() {
+    state_->set(nullptr);
+}
+
+// --- Service -------------------------------------------------------------------------------------
+
+Service::Service(std::unique_ptr<detail::ServiceParts> parts) noexcept : parts_(std::move(parts)) {}
+
+Service::~Service() {
+    stop(std::chrono::milliseconds::max());
+    parts_->calls.reset();
+}
+
+void* Service::actionRequest(const Request& request,
+                             std::unique_ptr<IResponseHandler<Response>>&& handler) {
+    return parts_->calls->actionRequest(request, std::move(handler));
+}
+
+void Service::cancelRequest(void* handle) {
+    parts_->calls->cancelRequest(handle);
+}
+
+std::vector<CallInfo> Service::stop(std::chrono::milliseconds limit) {
+    const auto begin = std::chrono::steady_clock::now();
+    for (const auto& mount : parts_->mounts) {
+        mount.second.state->gate().close();
+    }
+    std::vector<CallInfo> stuck = parts_->calls->stop(STOPPED, limit);
+    for (const auto& mount : parts_->mounts) {
+        detail::MountState& state = *mount.second.state;
+        std::optional<std::chrono::milliseconds> left;
+        if (limit < osal::Alarm::LONGEST) {
+            left = std::max(std::chrono::milliseconds(0),
+                            limit - std::chrono::duration_cast<std::chrono::milliseconds>(
+                                        std::chrono::steady_clock::now() - begin));
+        }
+        if (!state.gate().waitUntilLeft(left)) {
+            const std::vector<CallInfo> jobs = state.jobs();
+            stuck.insert(stuck.end(), jobs.begin(), jobs.end());
+        }
+    }
+    return stuck;
+}
+
+std::vector<CallInfo> Service::pending() const {
+    std::vector<CallInfo> result = parts_->calls->pending();
+    for (const auto& mount : parts_->mounts) {
+        const std::vector<CallInfo> jobs = mount.second.state->jobs();
+        result.insert(result.end(), jobs.begin(), jobs.end());
+    }
+    return result;
+}
+
+const std::string& Service::name() const noexcept {
+    return parts_->name;
+}
+
+const std::string& Service::version() const noexcept {
+    return parts_->version;
+}
+
+std::vector<MountInfo> Service::mounts() const {
+    std::vector<MountInfo> result;
+    for (const auto& mount : parts_->mounts) {
+        result.push_back({mount.first, mount.second.operations()});
+    }
+    return result;
+}
+
+// --- Builder -------------------------------------------------------------------------------------
+
+ServiceBuilder::ServiceBuilder() : parts_(std::make_unique<detail::ServiceParts>()) {}
+
+ServiceBuilder::~ServiceBuilder() = default;
+
+ServiceBuilder& ServiceBuilder::name(std::string name) {
+    parts_->name = std::move(name);
+    return *this;
+}
+
+ServiceBuilder& ServiceBuilder::version(std::string version) {
+    parts_->version = std::move(version);
+    return *this;
+}
+
+ServiceBuilder& ServiceBuilder::mount(const std::string& path, const Mountable& mountable) {
+    addMount(*parts_, path).served = mountable.served();
+    return *this;
+}
+
+ServiceBuilder& ServiceBuilder::mount(const std::string& path,
+                                      std::unique_ptr<IResourceHandler> handler) {
+    if (!handler) {
+        refuseMount(path, "the handler is null");
+    }
+    addMount(*parts_, path).served = std::make_shared<detail::HandlerState>(std::move(handler));
+    return *this;
+}
+
+ServiceBuilder& ServiceBuilder::mount(const std::string& path, IKovaApi& service) {
+    addMount(*parts_, path).service = &service;
+    return *this;
+}
+
+Slot ServiceBuilder::slot(const std::string& path) {
+    MountEntry& mount = addMount(*parts_, path);
+    mount.slot = std::make_shared<detail::SlotState>();
+    return Slot(mount.slot);
+}
+
+ServiceBuilder& ServiceBuilder::onUncaught(std::function<Error(const Error&)> function) {
+    parts_->onUncaught = std::move(function);
+    return *this;
+}
+
+std::unique_ptr<Service> ServiceBuilder::build() {
+    auto parts = std::exchange(parts_, std::make_unique<detail::ServiceParts>());
+    if (parts->mounts.count("/") == 0) {
+        const auto root = std::make_shared<detail::RootState>(pathsOf(*parts));
+        parts->mounts["/"].served = root;
+    }
+    StaticComposedKovaServiceImpl::Handlers handlers;
+    for (auto& mount : parts->mounts) {
+        mount.second.state = std::make_shared<detail::MountState>(parts->onUncaught);
+        handlers[mount.first] = mount.second.makeHandler();
+    }
+    parts->service = std::make_unique<StaticComposedKovaService>(std::move(handlers));
+    parts->calls = std::make_unique<Calls>(*parts->service);
+    return std::make_unique<Service>(std::move(parts));
+}
+
+}  // namespace kova::kit
