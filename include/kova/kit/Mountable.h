@@ -39,6 +39,10 @@ struct Operation {
 /// mounted in: it then refuses new requests with 503, ends pending ones with 503, and waits until
 /// none of its functions runs. Inside one of its functions it does not wait for this one. Any
 /// thread may call any function.
+///
+///     const auto countOf = [](const kova::kit::Mountable& resource) {
+///         return resource.operations().size();
+///     };
 class KOVA_KIT_API Mountable {
 public:
     Mountable(const Mountable&) = delete;

@@ -37,12 +37,9 @@ KOVA_KIT_API Peer peerOf(const Request& request);
 /// A guard for transports: requests that the current thread sends have this peer, until the guard
 /// is destroyed. Guards of a thread nest.
 ///
-///     const auto serve = [](kova::IKovaApi& service, const kova::kit::Peer& peer,
-///                           const kova::Request& request,
-///                           std::unique_ptr<kova::IResponseHandler<kova::Response>> handler) {
-///         const kova::kit::PeerScope scope(peer);
-///         return service.actionRequest(request, std::move(handler));
-///     };
+///     const kova::kit::Peer peer{1000, 1000, 4711, "unix:"};
+///     const kova::kit::PeerScope scope(peer);
+///     kova::kit::peerOf(kova::Request("retrieve", "/state")).uid;  // 1000
 class KOVA_KIT_API PeerScope {
 public:
     /// Keeps a reference to `peer`, which must outlive the guard.

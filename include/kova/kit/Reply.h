@@ -57,8 +57,8 @@ private:
 
 /// The answer to a request that a function gives later, from any thread.
 ///
-///     const auto measureLater = [](const kova::kit::Ask&, kova::kit::Reply<double> reply) {
-///         std::thread([reply = std::move(reply)]() mutable { reply.value(21.5); }).detach();
+///     const auto measured = [](kova::kit::Reply<double> reply, double celsius) {
+///         return reply.value(celsius);  // completes the request
 ///     };
 template <typename T>
 class Reply : public ReplyBase {
