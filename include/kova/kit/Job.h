@@ -49,10 +49,13 @@ public:
     /// Returns the request. It lives as long as the job.
     const Ask& ask() const noexcept;
 
-private:
+    /// @{
+    /// Not for users.
     const std::string& format() const noexcept;
     bool send(const Result<Payload>& value) const;
+    /// @}
 
+private:
     detail::JobState& state_;
 };
 

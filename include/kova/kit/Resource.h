@@ -72,7 +72,7 @@ public:
         return *this;
     }
 
-private:
+    /// Adds a route. Not for users.
     void add(detail::Route&& route);
 };
 

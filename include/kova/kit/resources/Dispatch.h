@@ -66,9 +66,10 @@ public:
     /// Returns what is answered later, or null.
     std::shared_ptr<Exchange> takeExchange() noexcept { return std::move(exchange_); }
 
-private:
+    /// Returns the exchange of a request that is answered later.
     std::shared_ptr<Exchange> exchangeForLater();
 
+private:
     const Ask& ask_;
     const Captures captures_;
     const std::string& format_;
