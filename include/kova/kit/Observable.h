@@ -1,0 +1,157 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "kova/kit/Command.h"
+#include "kova/kit/Schema.h"
+#include "kova/kit/Values.h"
+#include "kova/kit/resources/Streaming.h"
+
+namespace kova::kit {
+
+namespace detail {
+
+/// The data of an `Observable`.
+template <typename T>
+class ObservableSource final : public StreamSource {
+public:
+    using Check = std::function<Result<void>(const T&)>;
+
+    explicit ObservableSource(T&& value)
+        : current(std::make_shared<ValueChange<T>>(std::move(value))) {}
+
+    std::shared_ptr<Change> snapshot() const override { return current; }
+
+    bool isWritable(const Hub& hub) const override { return checkOf(hub) != nullptr; }
+    Result<void> write(Hub& hub, const Payload& body) override {
+        Result<T> wanted = fromPayload<T>(body);
+        if (!wanted) {
+            return wanted.error();
+        }
+        const std::shared_ptr<const Check> check = checkOf(hub);
+        Result<void> accepted = check ? (*check)(*wanted) : Result<void>();
+        if (accepted) {
+            set(hub, *std::move(wanted));
+        }
+        return accepted;
+    }
+    std::vector<Operation> operations(const Hub& hub) const override {
+        std::vector<Operation> result{
+            {std::string(command::retrieve), "", nullptr, &schemaOf<T>, true}};
+        if (isWritable(hub)) {
+            result.push_back({std::string(command::update), "", &schemaOf<T>, nullptr, false});
+        }
+        return result;
+    }
+
+    template <typename Value>
+    void set(Hub& hub, Value&& value) {
+        auto change = std::make_shared<ValueChange<T>>(std::forward<Value>(value));
+        auto former = change;  // destroyed without the lock
+        publishWith(hub, std::move(change), [&] {
+            former.swap(current);
+            return true;
+        });
+    }
+
+    /// @{
+    /// Guarded by the lock of the hub.
+    std::shared_ptr<ValueChange<T>> current;
+    std::shared_ptr<const Check> check;
+    /// @}
+
+private:
+    std::shared_ptr<const Check> checkOf(const Hub& hub) const {
+        std::shared_ptr<const Check> result;
+        readWith(hub, [&] { result = check; });
+        return result;
+    }
+};
+
+}  // namespace detail
+
+/// A value that clients retrieve, once or as a stream of its changes (`Client::watch`), and that
+/// they may update. `T` is a type of `Values.h` that can be copied.
+///
+/// A stream begins with the value at this time; then each value follows in order, none is missed or
+/// repeated. The values wait in a queue for each watcher: by default up to 16, and a watcher that
+/// does not keep up gets the newest one (`options`). Values are encoded once for all watchers of a
+/// format, when the first of them gets the value.
+///
+/// Any thread may call any function, also a receiver of the values. `set` and `modify` queue the
+/// value and return; threads of the kit deliver it. There are up to 16 of them in the process,
+/// however many watchers there are. A receiver that blocks occupies one of them, and others get
+/// their values from another one within some milliseconds. If all 16 are occupied, the receiver
+/// that has blocked the longest is disconnected, and its thread is replaced; it gets the error 503
+/// when it returns. Up to 16 threads are replaced at a time.
+///
+/// A handle of shared state (`Mountable`): the destructor ends the streams with 503 and waits until
+/// no receiver runs, except inside a receiver of its own values.
+///
+///     kova::kit::Observable<int> level(30);
+///     level.options().queue(4).whenFull(kova::kit::DropOldest);
+///     level.onWrite([](const int& wanted) -> kova::kit::Result<void> {
+///         return wanted <= 100 ? kova::kit::Result<void>() : kova::kit::Error{400, "too loud"};
+///     });
+///     level.modify([](int& value) { value += 5; });
+template <typename T>
+class Observable final : public detail::Streaming {
+public:
+    /// The function that decides about the value that a client wants to set.
+    using Check = std::function<Result<void>(const T& wanted)>;
+
+    /// Sets the first value.
+    explicit Observable(T value = T())
+        : Observable(std::make_shared<detail::ObservableSource<T>>(std::move(value))) {}
+
+    /// @{
+    /// Sets the value.
+    void set(const T& value) { source_->set(hub(), value); }
+    void set(T&& value) { source_->set(hub(), std::move(value)); }
+    /// @}
+    /// Calls `change(value)` with a copy of the value, without a lock, and sets the copy. If
+    /// another thread has set the value meanwhile, it does so again with a new copy.
+    template <typename Function>
+    void modify(Function&& change) {
+        for (bool done = false; !done;) {
+            auto former = current();
+            T copy = former->value;
+            change(copy);
+            auto next = std::make_shared<detail::ValueChange<T>>(std::move(copy));
+            detail::publishWith(hub(), next, [&] {
+                done = source_->current == former;
+                if (done) {
+                    source_->current = std::move(next);
+                }
+                return done;
+            });
+        }
+    }
+    /// Returns a copy of the value.
+    T get() const { return current()->value; }
+    /// Lets clients update the value. A value that the function accepts is set; the error that it
+    /// returns is the answer otherwise. The function is called on the thread of the request,
+    /// without a lock. Without a function, or with an empty one, the value is read-only.
+    void onWrite(Check check) {
+        auto next = check ? std::make_shared<const Check>(std::move(check)) : nullptr;
+        detail::readWith(hub(), [&] { source_->check.swap(next); });
+    }
+
+private:
+    explicit Observable(std::shared_ptr<detail::ObservableSource<T>> source)
+        : Streaming(source, {16, Conflate}), source_(std::move(source)) {}
+
+    std::shared_ptr<detail::ValueChange<T>> current() const {
+        std::shared_ptr<detail::ValueChange<T>> result;
+        detail::readWith(hub(), [&] { result = source_->current; });
+        return result;
+    }
+
+    const std::shared_ptr<detail::ObservableSource<T>> source_;
+};
+
+}  // namespace kova::kit

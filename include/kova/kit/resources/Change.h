@@ -1,0 +1,89 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <utility>
+
+#include "kova/core/Response.h"
+#include "kova/kit/Export.h"
+#include "kova/kit/Result.h"
+#include "kova/kit/Values.h"
+
+// What streams deliver. Not for users.
+namespace kova::kit::detail {
+
+/// The formats of streams.
+enum class StreamFormat : std::uint8_t { json, binary };
+
+/// A value of a stream, which all watchers share. It is encoded when the first watcher of a format
+/// gets it, once for each format. Any thread may call any function.
+class KOVA_KIT_API Change {
+public:
+    /// The value in a format.
+    struct Form {
+        std::once_flag once;
+        /// Code 299 and the value, or the error of a value that has no form in the format.
+        Response response;
+        bool failed = false;
+    };
+
+    Change() = default;
+    virtual ~Change();
+    Change(const Change&) = delete;
+    Change& operator=(const Change&) = delete;
+
+    /// Returns the value in a format. The reference lives as long as the object.
+    const Form& form(StreamFormat format);
+
+private:
+    virtual Result<Payload> encode(const std::string& mimeType) const = 0;
+
+    Form forms_[2];
+};
+
+/// A change that is the value itself.
+template <typename T>
+class ValueChange final : public Change {
+public:
+    explicit ValueChange(T&& value) : value(std::move(value)) {}
+    explicit ValueChange(const T& value) : value(value) {}
+
+    const T value;
+
+private:
+    Result<Payload> encode(const std::string& mimeType) const override {
+        return toPayload(value, mimeType);
+    }
+};
+
+/// An element that a list or map shares with the changes of its stream. It is only written.
+template <typename T>
+using Shared = std::shared_ptr<const T>;
+
+template <typename T>
+struct Codec<std::shared_ptr<const T>> {
+    static constexpr Kind KIND = Codec<T>::KIND;
+    template <class Out>
+    static bool write(Out& out, const std::shared_ptr<const T>& value) {
+        return Codec<T>::write(out, *value);
+    }
+};
+
+/// A change that is an element of a list or map.
+template <typename T>
+class ElementChange final : public Change {
+public:
+    explicit ElementChange(Shared<T> value) noexcept : value_(std::move(value)) {}
+
+private:
+    Result<Payload> encode(const std::string& mimeType) const override {
+        return toPayload(*value_, mimeType);
+    }
+
+    const Shared<T> value_;
+};
+
+}  // namespace kova::kit::detail

@@ -1,0 +1,97 @@
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <string_view>
+#include <type_traits>
+#include <utility>
+#include <vector>
+
+#include "kova/kit/Export.h"
+#include "kova/kit/Mountable.h"
+#include "kova/kit/Result.h"
+#include "kova/kit/StreamOptions.h"
+#include "kova/kit/resources/Change.h"
+
+// What `Observable`, `Events`, `ObservableList` and `ObservableMap` have in common. Not for users.
+namespace kova::kit::detail {
+
+/// The data behind a stream. The hub guards it with its lock.
+class KOVA_KIT_API StreamSource {
+public:
+    StreamSource() = default;
+    virtual ~StreamSource();
+    StreamSource(const StreamSource&) = delete;
+    StreamSource& operator=(const StreamSource&) = delete;
+
+    /// @{
+    /// Called with the lock of the hub, so they must not call functions of the user. They return
+    /// null if there is no such value.
+
+    /// Returns the whole as the value of a stream: the snapshot.
+    virtual std::shared_ptr<Change> snapshot() const = 0;
+    /// Returns the whole as the answer to a request for one value.
+    virtual std::shared_ptr<Change> whole() const { return snapshot(); }
+    /// Returns the element with the path, which is not empty.
+    virtual std::shared_ptr<Change> element(std::string_view path) const;
+    /// @}
+
+    /// Returns whether clients may write the value.
+    virtual bool isWritable(const Hub& hub) const;
+    /// Checks and sets the value that a client wrote. Called without a lock.
+    virtual Result<void> write(Hub& hub, const Payload& body);
+    /// Returns the operations.
+    virtual std::vector<Operation> operations(const Hub& hub) const = 0;
+    /// Returns whether each change builds on those before it.
+    virtual bool isIncremental() const noexcept { return false; }
+};
+
+/// @{
+/// Runs `apply(user)` with the lock of the hub. If it returns true, `change` becomes the newest
+/// change of the stream. Returns what `apply` returned.
+KOVA_KIT_API bool publish(Hub& hub, std::shared_ptr<Change> change, bool (*apply)(void*),
+                          void* user);
+/// Does the same with a function object.
+template <typename Apply>
+bool publishWith(Hub& hub, std::shared_ptr<Change> change, Apply&& apply) {
+    using Function = std::remove_reference_t<Apply>;
+    return publish(
+        hub, std::move(change), [](void* user) { return (*static_cast<Function*>(user))(); },
+        const_cast<void*>(static_cast<const void*>(std::addressof(apply))));
+}
+/// @}
+
+/// @{
+/// Runs `read(user)` with the lock of the hub.
+KOVA_KIT_API void readLocked(const Hub& hub, void (*read)(void*), void* user);
+/// Does the same with a function object.
+template <typename Read>
+void readWith(const Hub& hub, Read&& read) {
+    using Function = std::remove_reference_t<Read>;
+    readLocked(
+        hub, [](void* user) { (*static_cast<Function*>(user))(); },
+        const_cast<void*>(static_cast<const void*>(std::addressof(read))));
+}
+/// @}
+
+/// The base class of the types whose values are a stream.
+class KOVA_KIT_API Streaming : public Mountable {
+public:
+    /// Returns the options of the queues, to change them.
+    StreamOptions options() const noexcept;
+    /// Returns the watchers.
+    std::vector<WatcherInfo> watchers() const;
+
+protected:
+    Streaming(std::shared_ptr<StreamSource> source, const StreamQueue& queue);
+    ~Streaming() = default;
+
+    Hub& hub() const noexcept { return *hub_; }
+
+private:
+    explicit Streaming(std::shared_ptr<Hub> hub) noexcept;
+
+    Hub* const hub_;
+};
+
+}  // namespace kova::kit::detail

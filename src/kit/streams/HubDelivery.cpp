@@ -1,0 +1,114 @@
+// The part of the hub that runs on threads of the pool.
+#include <cstdint>
+#include <string>
+#include <utility>
+
+#include "kova/core/StatusCodes.h"
+#include "streams/Hub.h"
+#include "streams/Refusals.h"
+
+namespace kova::kit::detail {
+
+namespace {
+
+/// The number of visits after which other streams get their turn.
+constexpr std::size_t VISITS = 256;
+
+template <typename T>
+void addEntry(Response& response, char const* key, const T& value) {
+    if (Result<Tree> tree = toTree(value)) {
+        response.add2header(key, tree->release());
+    }
+}
+
+}  // namespace
+
+void Hub::deliver(DeliverySlot& slot) {
+    const Gate::Entry entry(gate());
+    if (!entry) {
+        return;
+    }
+    Watchers::Visit visit;
+    Garbage garbage;
+    std::size_t left = VISITS;
+    while (goOn(visit, slot, left, garbage)) {
+        garbage.clear();
+        visit.isOpen = send(visit);
+        slot.leave();
+    }
+}
+
+// Ends a visit and begins the next one. Returns false if there is none for this thread.
+bool Hub::goOn(Watchers::Visit& visit, DeliverySlot& slot, std::size_t& left, Garbage& garbage) {
+    const std::lock_guard<std::mutex> guard(mutex_);
+    if (visit.isRunning) {
+        watchers_.end(visit, garbage);
+        wakeSetters();
+    }
+    if (left == 0 || !watchers_.hasReady() || !slot.ownsTask.load(std::memory_order_relaxed)) {
+        return false;
+    }
+    --left;
+    slot.enter();
+    const bool incremental = source_->isIncremental();
+    if (watchers_.nextNeedsSnapshot(incremental)) {
+        snapshotLocked();
+    }
+    watchers_.begin(visit, snapshot_, incremental, garbage);
+    visit.watcher->slot = slot.number;
+    visit.watcher->visit = slot.visit.load(std::memory_order_relaxed);
+    visit.watcher->since = coarseTime();
+    wakeSetters();
+    return true;
+}
+
+// Calls the receiver. Returns whether it wants more.
+bool Hub::send(const Watchers::Visit& visit) const {
+    const Watchers::Iterator watcher = visit.watcher;
+    Exchange& exchange = *watcher->exchange;
+    if (!visit.change) {
+        exchange.abort(disconnected("the receiver did not keep up: its queue is full"));
+        return false;
+    }
+    const Change::Form& form = visit.change->form(watcher->format);
+    if (form.failed) {
+        exchange.fail(form.response);
+        return false;
+    }
+    if (watcher->hasValue && visit.lost == 0) {
+        return exchange.next(form.response);
+    }
+    // A header of its own, because the receiver may change it.
+    Response response(form.response.getStatusCode(), form.response.getPayload());
+    if (!watcher->hasValue) {
+        addEntry(response, STREAM_QUEUE, queue().toString());
+    }
+    if (visit.lost != 0) {
+        addEntry(response, STREAM_LOST, visit.lost);
+    }
+    return exchange.next(response);
+}
+
+void Hub::release() {
+    {
+        const std::lock_guard<std::mutex> guard(mutex_);
+        isScheduled_ = watchers_.hasReady() && !isClosed_;
+        if (!isScheduled_) {
+            return;
+        }
+    }
+    DeliveryPool::instance().submit(std::static_pointer_cast<Hub>(shared_from_this()));
+}
+
+void Hub::disconnect(std::size_t slot, std::uint64_t visit) {
+    std::shared_ptr<Exchange> exchange;
+    {
+        const std::lock_guard<std::mutex> guard(mutex_);
+        exchange = watchers_.visited(slot, visit);
+    }
+    if (exchange) {
+        exchange->abort(disconnected("the receiver blocks the delivery of values"));
+    }
+}
+
+}  // namespace kova::kit::detail

@@ -1,0 +1,150 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <deque>
+#include <list>
+#include <memory>
+#include <string>
+#include <unordered_map>
+#include <utility>
+#include <vector>
+
+#include "kova/kit/StreamOptions.h"
+#include "kova/kit/resources/Change.h"
+#include "resources/Exchange.h"
+
+namespace kova::kit::detail {
+
+/// A client that watches a stream. Members without a note are constant; the others are guarded by
+/// the lock of the hub.
+struct Watcher {
+    std::shared_ptr<Exchange> exchange;
+    StreamFormat format = StreamFormat::json;
+    std::uint64_t id = 0;
+    std::string clientId;
+    Peer peer;
+
+    /// A value that comes before the change at the cursor, or null. Guarded.
+    std::shared_ptr<Change> snapshot;
+    /// The number of the next change. Guarded.
+    std::uint64_t cursor = 0;
+    std::uint64_t delivered = 0;  ///< Guarded.
+    std::uint64_t conflated = 0;  ///< Guarded.
+    std::uint64_t dropped = 0;    ///< Guarded.
+    std::uint64_t lost = 0;       ///< Dropped since the last value. Guarded.
+    std::int64_t since = 0;       ///< When its receiver was called. Guarded.
+    std::size_t slot = 0;         ///< The thread that calls its receiver. Guarded.
+    std::uint64_t visit = 0;      ///< The visit of that thread. Guarded.
+    bool isBusy = false;          ///< A thread calls its receiver. Guarded.
+    bool isGone = false;          ///< The thread shall remove it. Guarded.
+    bool hasValue = false;        ///< It has got its first value. Used by the visiting thread.
+};
+
+/// What is destroyed when the lock of the hub has been released.
+struct Garbage {
+    std::list<Watcher> watchers;
+    std::shared_ptr<Change> change;
+    std::vector<std::shared_ptr<Change>> changes;
+
+    void add(std::shared_ptr<Change>&& last) {
+        if (!change) {
+            change = std::move(last);
+        } else {
+            changes.push_back(std::move(last));
+        }
+    }
+    void clear() noexcept {
+        watchers.clear();
+        change.reset();
+        changes.clear();
+    }
+};
+
+/// The watchers of a stream and the changes that at least one of them has not got: one list for
+/// all, in which each watcher has a cursor.
+///
+/// A new change costs no work for each watcher, and nothing is allocated for a watcher and a value.
+/// Each change counts the cursors at it, so that it is released when the last watcher has passed.
+/// The list has at most `StreamQueue::bound` changes. With one more the oldest is released, and the
+/// watchers whose cursors were there find later that they have fallen behind.
+///
+/// Not synchronized: the hub has a lock.
+class Watchers {
+public:
+    using Iterator = std::list<Watcher>::iterator;
+
+    /// What the thread does that visits a watcher.
+    struct Visit {
+        Iterator watcher;
+        std::shared_ptr<Change> change;  ///< Null: the watcher is disconnected.
+        std::uint64_t lost = 0;          ///< The changes dropped since the last value.
+        bool isRunning = false;          ///< Between `begin` and `end`.
+        bool isOpen = false;             ///< Set by the visitor: the receiver wants more.
+    };
+
+    StreamQueue queue;
+
+    /// Adds a watcher that gets `watcher.snapshot`, if there is one, and then later changes.
+    void add(Watcher&& watcher);
+    /// Adds a change.
+    void push(std::shared_ptr<Change> change, Garbage& garbage);
+    /// Returns whether the oldest change would be released before all have got it.
+    bool isFull() const noexcept { return changes_.size() >= queue.bound; }
+    bool isHalfEmpty() const noexcept { return changes_.size() <= queue.bound / 2; }
+    /// Returns whether a value waits for a watcher that no thread visits.
+    bool hasReady() const noexcept { return !ready_.empty(); }
+
+    /// Begins the visit of the next watcher. `snapshot` is the whole, or null for events.
+    /// `incremental`: a watcher that has lost a change needs the whole. `mayDisconnect` is false if
+    /// watchers that have fallen behind get the newest value instead.
+    void begin(Visit& visit, const std::shared_ptr<Change>& snapshot, bool incremental,
+               Garbage& garbage);
+    /// Returns whether the next visit needs the whole.
+    bool nextNeedsSnapshot(bool incremental) const noexcept;
+    /// Ends a visit.
+    void end(Visit& visit, Garbage& garbage);
+    /// Removes a watcher, if it is still there. If a thread visits it, its visit removes it.
+    void remove(std::uint64_t id, Garbage& garbage);
+
+    /// Returns the exchanges of the watchers that have not got the oldest change.
+    std::vector<std::shared_ptr<Exchange>> slowest() const;
+    /// Returns the exchange of the watcher in a visit, or null.
+    std::shared_ptr<Exchange> visited(std::size_t slot, std::uint64_t visit) const;
+    std::vector<WatcherInfo> infos(std::int64_t now) const;
+
+private:
+    struct Entry {
+        std::shared_ptr<Change> change;
+        /// The number of watchers whose cursor is here.
+        std::size_t cursors;
+    };
+
+    std::uint64_t endNumber() const noexcept { return first_ + changes_.size(); }
+    std::size_t& cursorsAt(std::uint64_t number) noexcept {
+        return number == endNumber() ? atEnd_ : changes_[number - first_].cursors;
+    }
+    void move(Watcher& watcher, std::uint64_t cursor, Garbage& garbage);
+    void leave(const Watcher& watcher) noexcept;
+    void releaseOldest(Garbage& garbage);
+    void popOldest(Garbage& garbage);
+    std::shared_ptr<Change> catchUp(Watcher& watcher, const std::shared_ptr<Change>& snapshot,
+                                    bool incremental, Garbage& garbage);
+    void erase(std::list<Watcher>& list, Iterator watcher, Garbage& garbage);
+    void markGone(Watcher& watcher, Garbage& garbage);
+
+    std::deque<Entry> changes_;
+    /// The number of the oldest change.
+    std::uint64_t first_ = 0;
+    /// The number of watchers whose cursor is behind the newest change.
+    std::size_t atEnd_ = 0;
+    std::list<Watcher> idle_;
+    std::list<Watcher> ready_;
+    std::list<Watcher> busy_;
+    std::unordered_map<std::uint64_t, Iterator> byId_;
+};
+
+/// Returns the monotonic time in nanoseconds, to about 4 ms. Takes some 5 ns.
+std::int64_t coarseTime() noexcept;
+
+}  // namespace kova::kit::detail
