@@ -50,7 +50,9 @@ std::shared_ptr<Exchange> Hub::serve(Incoming incoming) {
     try {
         return dispatch(incoming, handler);
     } catch (...) {
-        const Error error = uncaught(incoming.ask.request(), incoming.onUncaught);
+        const Error error =
+            uncaught(incoming.ask.command() + " '" + incoming.ask.request().getPath() + "'",
+                     incoming.mount->onUncaught());
         answer(handler, error);
         return nullptr;
     }
