@@ -19,7 +19,7 @@ namespace {
 constexpr char const* HELLO_SERVICE = "build/release/examples/hello_service/hello_service";
 
 TEST(DocumentsTest, ReadmeProgramIsTheHelloServiceExample) {
-    EXPECT_EQ(blockOf(read("README.md"), "## A service and a client", "cpp"),
+    EXPECT_EQ(blockOf(read("README.md"), "This is a service with one resource", "cpp"),
               read("examples/hello_service/main.cpp"));
 }
 
