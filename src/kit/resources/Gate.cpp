@@ -10,24 +10,25 @@ namespace {
 
 thread_local Gate::Entry* innermost = nullptr;
 
-// What a thread that closes a gate waits for.
-struct Closing {
-    const std::atomic<std::uint64_t>& word;
-    std::uint64_t open;
-};
-
-bool isOver(void* user) {
-    const Closing& closing = *static_cast<Closing*>(user);
-    return closing.word.load() <= closing.open;
-}
-
-std::string describe(void* user) {
-    const Closing& closing = *static_cast<Closing*>(user);
-    return "thread " + std::to_string(thisThread().number) + " has waited 1 s for " +
-           std::to_string(closing.word.load() - closing.open) + " functions of a resource";
-}
-
 }  // namespace
+
+// What a thread that closes a gate waits for.
+struct Gate::Closing {
+    const Gate& gate;
+    std::size_t own;
+
+    // The number of entries that the thread waits for.
+    std::uint64_t others() const noexcept {
+        const std::uint64_t entries = gate.word_.load() & ~CLOSED;
+        const std::uint64_t spared = own == 0 ? 0 : gate.waiting_.load();
+        return entries > spared ? entries - spared : 0;
+    }
+    static bool isOver(void* user) { return static_cast<Closing*>(user)->others() == 0; }
+    static std::string describe(void* user) {
+        return "thread " + std::to_string(thisThread().number) + " has waited 1 s for " +
+               std::to_string(static_cast<Closing*>(user)->others()) + " functions of a resource";
+    }
+};
 
 Gate::Entry::Entry(Gate& gate, bool always) noexcept : gate_(&gate) {
     if ((gate.word_.fetch_add(1) & CLOSED) != 0 && !always) {
@@ -56,10 +57,18 @@ bool Gate::close() noexcept {
 }
 
 bool Gate::waitUntilLeft(std::optional<std::chrono::milliseconds> limit) {
-    Closing closing{word_, CLOSED + entriesOfThisThread()};
+    Closing closing{*this, entriesOfThisThread()};
     const WaitLimit until =
         limit ? WaitLimit(std::chrono::steady_clock::now() + *limit) : std::nullopt;
-    return waitUntilOver(&isOver, &describe, &closing, until);
+    if (closing.own != 0) {
+        waiting_ += closing.own;
+        wakeWaiting();
+    }
+    const bool hasLeft = waitUntilOver(&Closing::isOver, &Closing::describe, &closing, until);
+    if (closing.own != 0) {
+        waiting_ -= closing.own;
+    }
+    return hasLeft;
 }
 
 std::size_t Gate::entriesOfThisThread() const noexcept {

@@ -40,8 +40,9 @@ public:
     /// Lets no thread enter any more. Returns whether it was open.
     bool close() noexcept;
     bool isClosed() const noexcept { return (word_.load() & CLOSED) != 0; }
-    /// Waits until all threads but the current one have left a closed gate. Returns false if the
-    /// limit passed. A wait of more than a second is traced.
+    /// Waits until all threads but the current one have left a closed gate. A thread that is inside
+    /// does not wait for others that are inside and wait, too. Returns false if the limit passed. A
+    /// wait of more than a second is traced.
     bool waitUntilLeft(std::optional<std::chrono::milliseconds> limit = std::nullopt);
     /// Returns whether the current thread is inside.
     bool isInside() const noexcept { return entriesOfThisThread() != 0; }
@@ -51,7 +52,11 @@ private:
 
     std::size_t entriesOfThisThread() const noexcept;
 
+    struct Closing;
+
     std::atomic<std::uint64_t> word_{0};
+    /// The entries of the threads that are inside and wait.
+    std::atomic<std::uint64_t> waiting_{0};
 };
 
 }  // namespace kova::kit::detail
