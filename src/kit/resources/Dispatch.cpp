@@ -36,8 +36,10 @@ void Dispatch::respond(const Response& response) noexcept {
         return;
     }
     if (exchange_) {
-        exchange_->next(response);
-    } else if (handler_) {
+        exchange_->last(response);
+        return;
+    }
+    if (handler_) {
         handler_->onNext(response);
     }
     done();

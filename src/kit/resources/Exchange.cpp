@@ -116,7 +116,8 @@ void Exchange::abandon() noexcept {
     }
 }
 
-bool Exchange::next(const Response& value) noexcept {
+bool Exchange::send(const Response& value, bool isLast) noexcept {
+    const std::shared_ptr<Exchange> self = shared_from_this();
     {
         const std::lock_guard<std::mutex> guard(mutex_);
         if (isOver_ || isSending_) {
@@ -124,44 +125,51 @@ bool Exchange::next(const Response& value) noexcept {
         }
         isSending_ = true;
     }
-    const bool hasEnough = handler_->onNext(value);
+    return afterValue(isLast, handler_->onNext(value));
+}
+
+// Sends the end that is due after a value. Returns what `next` and `last` return.
+bool Exchange::afterValue(bool isLast, bool hasEnough) noexcept {
     ResponseHandler handler;
     std::optional<Response> error;
+    bool isCompleted = false;
     {
         const std::lock_guard<std::mutex> guard(mutex_);
         isSending_ = false;
-        if (!isOver_ && !hasEnough) {
+        if (!isOver_ && !hasEnough && !isLast) {
             return true;
         }
         if (!isOver_) {
-            isOver_ = isStopped_ = true;
-            endAfterValue_.emplace(statuscodes::OK);
+            isOver_ = true;
+            isStopped_ = !isLast;
+            endsAfterValue_ = true;
         }
         handler = std::move(handler_);
-        error = std::move(endAfterValue_);
+        error = std::move(errorAfterValue_);
+        isCompleted = endsAfterValue_ && !error;
     }
-    if (error) {
-        sendEnd(std::move(handler), error->isErrorResponse() ? &*error : nullptr);
+    if (error || isCompleted) {
+        sendEnd(std::move(handler), error ? &*error : nullptr);
     }
     handler.reset();
     leaveTable();
     tellSender();
-    return false;
+    return isLast && isCompleted;
 }
 
 bool Exchange::end(Response const* error) noexcept {
+    const std::shared_ptr<Exchange> self = shared_from_this();
     ResponseHandler handler;
-    std::function<void()> unused;
     {
         const std::lock_guard<std::mutex> guard(mutex_);
         if (isOver_) {
             return false;
         }
         handler = endLocked(error);
-        unused.swap(onCancel_);
     }
     sendEnd(std::move(handler), error);
     leaveTable();
+    tellSender();
     return true;
 }
 
@@ -171,11 +179,15 @@ ResponseHandler Exchange::endLocked(Response const* error) noexcept {
     if (!isSending_) {
         return std::move(handler_);
     }
-    endAfterValue_ = error != nullptr ? *error : Response(statuscodes::OK);
+    endsAfterValue_ = true;
+    if (error != nullptr) {
+        errorAfterValue_ = *error;
+    }
     return nullptr;
 }
 
 void Exchange::cancel() noexcept {
+    const std::shared_ptr<Exchange> self = shared_from_this();
     ResponseHandler handler;
     {
         const std::lock_guard<std::mutex> guard(mutex_);
@@ -193,6 +205,7 @@ void Exchange::cancel() noexcept {
 }
 
 bool Exchange::abort(const Response& error) noexcept {
+    const std::shared_ptr<Exchange> self = shared_from_this();
     ResponseHandler handler;
     {
         const std::lock_guard<std::mutex> guard(mutex_);
@@ -208,12 +221,16 @@ bool Exchange::abort(const Response& error) noexcept {
     return true;
 }
 
-void Exchange::onCancel(std::function<void()> function) {
+void Exchange::set(Function& member, Function function) {
+    const std::shared_ptr<Exchange> self = shared_from_this();
     {
         const std::lock_guard<std::mutex> guard(mutex_);
-        onCancel_ = std::move(function);
+        member.swap(function);
     }
-    tellSender();
+    function = nullptr;  // the former one, destroyed without the lock
+    if (!isOpen()) {
+        tellSender();
+    }
 }
 
 bool Exchange::isOpen() const noexcept {
@@ -227,16 +244,21 @@ void Exchange::leaveTable() noexcept {
     }
 }
 
+// Releases the functions of a request that has ended, and calls them if it was stopped.
 void Exchange::tellSender() noexcept {
-    std::function<void()> function;
+    Function onStop;
+    Function onCancel;
+    bool isStopped = false;
     {
         const std::lock_guard<std::mutex> guard(mutex_);
-        if (isStopped_) {
-            function.swap(onCancel_);
-        }
+        onStop.swap(onStop_);
+        onCancel.swap(onCancel_);
+        isStopped = isStopped_;
     }
-    if (function) {
-        function();
+    for (Function const* const function : {&onStop, &onCancel}) {
+        if (isStopped && *function) {
+            (*function)();
+        }
     }
 }
 

@@ -48,7 +48,9 @@ private:
 /// The sender of values calls `next`, one value at a time. Any thread may end the request at any
 /// time: if another thread is sending a value, that thread sends the end after it. No lock is held
 /// while the response handler or the function for the cancellation is called.
-class Exchange {
+///
+/// An operation keeps the object alive, because a callback may release the last owner.
+class Exchange : public std::enable_shared_from_this<Exchange> {
 public:
     /// `table` may be null, for a request that cannot be cancelled. It must outlive the request's
     /// end.
@@ -61,7 +63,10 @@ public:
 
     /// Sends a value. Returns false if no further value is wanted: the request has ended, was
     /// cancelled, or the receiver has had enough, and the request is then completed.
-    bool next(const Response& value) noexcept;
+    bool next(const Response& value) noexcept { return send(value, false); }
+    /// Sends a value, and completes the request if it has no end yet. Returns false if the request
+    /// has ended, or is cancelled while the value is sent.
+    bool last(const Response& value) noexcept { return send(value, true); }
     /// @{
     /// Ends the request. Returns false if it has ended before.
     bool complete() noexcept { return end(nullptr); }
@@ -75,7 +80,9 @@ public:
     /// Sets the function that is called once if the request ends without the sender: when it is
     /// cancelled or aborted, or when the receiver has had enough. Calls it at once if that has
     /// happened. An exception that leaves it ends the process.
-    void onCancel(std::function<void()> function);
+    void onCancel(std::function<void()> function) { set(onCancel_, std::move(function)); }
+    /// Sets a second function for the same occasions, which `onCancel` does not replace.
+    void onStop(std::function<void()> function) { set(onStop_, std::move(function)); }
     /// Returns whether the request has no end yet.
     bool isOpen() const noexcept;
     /// Ends the request because its sender is destroyed. Does nothing if that happens while an
@@ -102,7 +109,12 @@ public:
 private:
     friend class ExchangeTable;
 
+    using Function = std::function<void()>;
+
     bool isServedHere() const noexcept;
+    bool send(const Response& value, bool isLast) noexcept;
+    bool afterValue(bool isLast, bool hasEnough) noexcept;
+    void set(Function& member, Function function);
     bool end(Response const* error) noexcept;
     ResponseHandler endLocked(Response const* error) noexcept;
     void leaveTable() noexcept;
@@ -111,10 +123,11 @@ private:
     mutable std::mutex mutex_;
     const std::shared_ptr<ExchangeTable> table_;
     ResponseHandler handler_;
-    std::function<void()> onCancel_;
-    /// The end that the thread which sends a value sends after it. A response without an error
-    /// message is the completion.
-    std::optional<Response> endAfterValue_;
+    Function onCancel_;
+    Function onStop_;
+    /// The thread that sends a value sends the end after it: the error, or the completion.
+    bool endsAfterValue_ = false;
+    std::optional<Response> errorAfterValue_;
     bool isSending_ = false;
     bool isOver_ = false;
     bool isStopped_ = false;

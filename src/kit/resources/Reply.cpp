@@ -48,10 +48,13 @@ bool ReplyBase::send(unsigned short code, const Result<Payload>& value) noexcept
 }
 
 bool ReplyBase::sendLast(unsigned short code, const Result<Payload>& value) noexcept {
-    const bool open = isOpen();
-    send(code, value);
-    complete();
-    return open;
+    // A callback of the client may destroy this object.
+    const std::shared_ptr<detail::Exchange> exchange = exchange_;
+    if (!exchange) {
+        return false;
+    }
+    return value ? exchange->last(Response(code, *value))
+                 : exchange->fail(value.error().toResponse());
 }
 
 bool ReplyBase::complete() noexcept {
