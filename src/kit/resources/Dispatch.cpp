@@ -6,10 +6,19 @@
 
 namespace kova::kit::detail {
 
+// The request of a function that answers later.
+struct Dispatch::Later {
+    explicit Later(const Ask& original)
+        : request(original.request()), ask(request, original.path()) {}
+
+    const Request request;
+    const Ask ask;
+};
+
 Dispatch::Dispatch(const Ask& ask, Captures captures, const std::string& format,
                    std::unique_ptr<IResponseHandler<Response>> handler,
                    std::shared_ptr<ExchangeTable> table) noexcept
-    : ask_(ask),
+    : ask_(&ask),
       captures_(captures),
       format_(format),
       handler_(std::move(handler)),
@@ -18,7 +27,11 @@ Dispatch::Dispatch(const Ask& ask, Captures captures, const std::string& format,
 
 Dispatch::Dispatch(const Ask& ask, Captures captures, const std::string& format,
                    std::shared_ptr<Exchange> exchange, Job& job) noexcept
-    : ask_(ask), captures_(captures), format_(format), exchange_(std::move(exchange)), job_(&job) {}
+    : ask_(&ask),
+      captures_(captures),
+      format_(format),
+      exchange_(std::move(exchange)),
+      job_(&job) {}
 
 Dispatch::~Dispatch() = default;
 
@@ -59,9 +72,11 @@ void Dispatch::fail(const Error& error) noexcept {
 
 std::shared_ptr<Exchange> Dispatch::exchangeForLater() {
     if (!exchange_) {
+        later_ = std::make_unique<Later>(*ask_);
+        ask_ = &later_->ask;
         exchange_ = std::make_shared<Exchange>(std::move(table_), std::move(handler_));
-        Exchange::Serving::set(*exchange_);
     }
+    Exchange::Serving::set(*exchange_);
     return exchange_;
 }
 

@@ -24,7 +24,7 @@ const std::string& Job::format() const noexcept {
 
 bool Job::send(const Result<Payload>& value) const {
     if (!value) {
-        state_.exchange->fail(value.error().toResponse());
+        state_.exchange->abort(value.error().toResponse());  // it wakes the job, too
         return false;
     }
     return state_.exchange->next(Response(statuscodes::MULTI_RESPONSE, *value));
@@ -52,8 +52,14 @@ JobState::JobState(std::shared_ptr<Served> served, std::shared_ptr<Exchange> exc
     }
 }
 
+JobState::~JobState() {
+    if (!hasRun_) {
+        exchange->abort(closedResponse());
+    }
+}
+
 void JobState::watchCancellation() {
-    exchange->onCancel([weak = weak_from_this()] {
+    exchange->onStop([weak = weak_from_this()] {
         if (const std::shared_ptr<JobState> self = weak.lock()) {
             const std::lock_guard<std::mutex> guard(self->mutex_);
             self->cancelled_ = true;
@@ -73,6 +79,7 @@ void JobState::run() noexcept {
     if (!entry || !mountEntry || !exchange->isOpen()) {
         return;
     }
+    hasRun_ = true;
     const MountState::Running running(*mount_, request.getCommand(), request.getPath());
     const PeerScope scope(peer_);
     Job job(*this);

@@ -18,6 +18,8 @@ public:
     JobState(std::shared_ptr<Served> served, std::shared_ptr<Exchange> exchange, const Ask& ask,
              std::string format, const Route& route, const Router::Match& match,
              std::shared_ptr<MountState> mount);
+    /// Ends the request with 503 if the job has not run.
+    ~JobState();
     JobState(const JobState&) = delete;
     JobState& operator=(const JobState&) = delete;
 
@@ -46,6 +48,7 @@ private:
     std::mutex mutex_;
     std::condition_variable changed_;
     bool cancelled_ = false;
+    bool hasRun_ = false;
 };
 
 /// Calls the function of a route. An exception is reported and is the answer.

@@ -41,10 +41,10 @@ public:
     Dispatch(const Dispatch&) = delete;
     Dispatch& operator=(const Dispatch&) = delete;
 
-    const Ask& ask() const noexcept { return ask_; }
+    const Ask& ask() const noexcept { return *ask_; }
     std::size_t captures() const noexcept { return captures_.count; }
     std::string_view capture(std::size_t index) const noexcept { return captures_.first[index]; }
-    const Payload& body() const noexcept { return ask_.request().getPayload(); }
+    const Payload& body() const noexcept { return ask_->request().getPayload(); }
     /// The mime type of the answer.
     const std::string& format() const noexcept { return format_; }
     /// Returns the job of a route with a worker. Undefined without one.
@@ -57,7 +57,8 @@ public:
     void done() noexcept;
     void fail(const Error& error) noexcept;
     /// @}
-    /// Returns the reply of a request that is answered later.
+    /// Returns the reply of a request that is answered later. `ask` is that of a copy of the
+    /// request then, because the client may destroy the request when it is answered.
     template <typename R>
     R defer() {
         return R(exchangeForLater(), format_);
@@ -70,12 +71,15 @@ public:
     std::shared_ptr<Exchange> exchangeForLater();
 
 private:
-    const Ask& ask_;
+    struct Later;
+
+    Ask const* ask_;
     const Captures captures_;
     const std::string& format_;
     std::unique_ptr<IResponseHandler<Response>> handler_;
     std::shared_ptr<ExchangeTable> table_;
     std::shared_ptr<Exchange> exchange_;
+    std::unique_ptr<Later> later_;
     Job* const job_;
 };
 

@@ -127,8 +127,8 @@ private:
             return;
         }
         if constexpr (!std::is_void_v<ReplyType>) {
-            function(first(dispatch), std::get<I>(std::move(values))...,
-                     dispatch.defer<ReplyType>());
+            ReplyType reply = dispatch.defer<ReplyType>();  // before `first`
+            function(first(dispatch), std::get<I>(std::move(values))..., std::move(reply));
         } else if constexpr (std::is_void_v<typename Sig::Result>) {
             function(first(dispatch), std::get<I>(std::move(values))...);
             dispatch.done();
