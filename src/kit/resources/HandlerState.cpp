@@ -104,7 +104,32 @@ std::shared_ptr<Exchange> HandlerState::serve(Incoming incoming) {
 
 void HandlerState::cancel(void* handle) noexcept {
     const Gate::Entry entry(gate(), true);
-    handler_->cancelRequest(handle);
+    IResourceHandler* handler = nullptr;
+    {
+        const std::lock_guard<std::mutex> guard(mutex_);
+        handler = handler_.get();
+    }
+    if (handler != nullptr) {
+        handler->cancelRequest(handle);
+    }
+}
+
+void HandlerState::release() noexcept {
+    if (gate().isInside()) {
+        return;
+    }
+    std::unique_ptr<IResourceHandler> handler;
+    {
+        const std::lock_guard<std::mutex> guard(mutex_);
+        handler.swap(handler_);
+    }
+    waitUntilLeft();  // for cancellations that have begun meanwhile
+}
+
+void remove(Served& served) {
+    served.refuse();
+    served.waitUntilLeft();
+    served.release();
 }
 
 void SlotState::set(std::shared_ptr<Served> next) {
@@ -113,8 +138,7 @@ void SlotState::set(std::shared_ptr<Served> next) {
         present_.swap(next);
     }
     if (next) {
-        next->refuse();
-        next->waitUntilLeft();
+        remove(*next);
     }
 }
 

@@ -15,6 +15,9 @@ public:
         : handler_(std::move(handler)) {}
 
     std::vector<Operation> operations() const override { return {}; }
+    /// Destroys the handler on the current thread, because a thread that still has a reference to
+    /// this object may be one that the handler joins.
+    void release() noexcept override;
 
 protected:
     std::shared_ptr<Exchange> serve(Incoming incoming) override;
@@ -22,8 +25,13 @@ protected:
 private:
     void cancel(void* handle) noexcept;
 
-    const std::unique_ptr<IResourceHandler> handler_;
+    /// Guards `handler_` against `release`; `serve` runs before it.
+    std::mutex mutex_;
+    std::unique_ptr<IResourceHandler> handler_;
 };
+
+/// Closes a resource, waits until none of its functions runs, and releases it.
+void remove(Served& served);
 
 /// The handler of a slot, which can be exchanged.
 class SlotState {

@@ -43,6 +43,9 @@ public:
     bool waitUntilLeft(std::optional<std::chrono::milliseconds> limit = std::nullopt) {
         return gate_.waitUntilLeft(limit);
     }
+    /// Destroys what belongs to the object alone, once it is closed and none of its functions runs.
+    /// Does nothing inside one of its functions.
+    virtual void release() noexcept {}
     /// Returns the number of pending requests.
     std::size_t pending() const { return table_->size(); }
 

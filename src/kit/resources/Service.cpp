@@ -26,6 +26,8 @@ struct MountEntry {
     std::shared_ptr<SlotState> slot;
     IKovaApi* service = nullptr;
     std::shared_ptr<MountState> state;
+    // The service owns `served`.
+    bool isOwned = false;
 
     std::unique_ptr<IResourceHandler> makeHandler() const {
         if (slot) {
@@ -33,6 +35,14 @@ struct MountEntry {
         }
         return service != nullptr ? detail::makeHandler(*service)
                                   : detail::makeHandler(served, state);
+    }
+    // Destroys the handlers of the service.
+    void remove() const {
+        if (slot) {
+            slot->set(nullptr);
+        } else if (isOwned) {
+            detail::remove(*served);
+        }
     }
     std::vector<Operation> operations() const {
         const std::shared_ptr<Served> present = slot ? slot->get() : served;
@@ -136,6 +146,9 @@ Service::Service(std::unique_ptr<detail::ServiceParts> parts) noexcept : parts_(
 Service::~Service() {
     stop(std::chrono::milliseconds::max());
     parts_->calls.reset();
+    for (const auto& mount : parts_->mounts) {
+        mount.second.remove();
+    }
 }
 
 void* Service::actionRequest(const Request& request,
@@ -220,7 +233,9 @@ ServiceBuilder& ServiceBuilder::mount(const std::string& path,
     if (!handler) {
         refuseMount(path, "the handler is null");
     }
-    addMount(*parts_, path).served = std::make_shared<detail::HandlerState>(std::move(handler));
+    MountEntry& mount = addMount(*parts_, path);
+    mount.served = std::make_shared<detail::HandlerState>(std::move(handler));
+    mount.isOwned = true;
     return *this;
 }
 
