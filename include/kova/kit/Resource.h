@@ -29,7 +29,7 @@ namespace kova::kit {
 /// `{name:int}` for numbers of up to 64 bits, `{name}` for any text, and `{name:rest}` at the end
 /// for one or more segments. The template "" is the mount path itself. If several templates match a
 /// path, the leftmost segment in which they differ decides: literal text is preferred, then
-/// numbers, then any text, then the rest.
+/// numbers (uint before int), then any text, then the rest.
 ///
 /// The parameters of a function are `const Ask&`, one for each parameter of the template in order,
 /// at most one body, and at most one `Reply`. An integer type or `std::string` or

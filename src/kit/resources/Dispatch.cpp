@@ -17,12 +17,12 @@ struct Dispatch::Later {
 
 Dispatch::Dispatch(const Ask& ask, Captures captures, const std::string& format,
                    std::unique_ptr<IResponseHandler<Response>> handler,
-                   std::shared_ptr<ExchangeTable> table) noexcept
+                   const std::shared_ptr<ExchangeTable>& table) noexcept
     : ask_(&ask),
       captures_(captures),
       format_(format),
       handler_(std::move(handler)),
-      table_(std::move(table)),
+      table_(&table),
       job_(nullptr) {}
 
 Dispatch::Dispatch(const Ask& ask, Captures captures, const std::string& format,
@@ -74,7 +74,7 @@ std::shared_ptr<Exchange> Dispatch::exchangeForLater() {
     if (!exchange_) {
         later_ = std::make_unique<Later>(*ask_);
         ask_ = &later_->ask;
-        exchange_ = std::make_shared<Exchange>(std::move(table_), std::move(handler_));
+        exchange_ = std::make_shared<Exchange>(*table_, std::move(handler_));
     }
     Exchange::Serving::set(*exchange_);
     return exchange_;

@@ -33,10 +33,10 @@ bool Job::send(const Result<Payload>& value) const {
 namespace detail {
 
 JobState::JobState(std::shared_ptr<Served> served, std::shared_ptr<Exchange> exchange,
-                   const Ask& ask, std::string format, const Route& route,
+                   const Ask& ask, const std::string& format, const Route& route,
                    const Router::Match& match, std::shared_ptr<MountState> mount)
     : exchange(std::move(exchange)),
-      format(std::move(format)),
+      format(format),
       request(ask.request()),
       path(ask.path()),
       ask(request, path),
@@ -47,8 +47,8 @@ JobState::JobState(std::shared_ptr<Served> served, std::shared_ptr<Exchange> exc
       captureCount_(match.count) {
     for (std::size_t i = 0; i < match.count; ++i) {
         const std::size_t offset =
-            static_cast<std::size_t>(match.captures[i].data() - ask.path().data());
-        captures_[i] = std::string_view(path).substr(offset, match.captures[i].size());
+            static_cast<std::size_t>(match.captures()[i].data() - ask.path().data());
+        captures_[i] = std::string_view(path).substr(offset, match.captures()[i].size());
     }
 }
 

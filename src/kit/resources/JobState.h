@@ -15,8 +15,9 @@ namespace kova::kit::detail {
 /// A request that waits for a worker or runs on it.
 class JobState : public std::enable_shared_from_this<JobState> {
 public:
+    /// `format` must outlive the object.
     JobState(std::shared_ptr<Served> served, std::shared_ptr<Exchange> exchange, const Ask& ask,
-             std::string format, const Route& route, const Router::Match& match,
+             const std::string& format, const Route& route, const Router::Match& match,
              std::shared_ptr<MountState> mount);
     /// Ends the request with 503 if the job has not run.
     ~JobState();
@@ -29,7 +30,7 @@ public:
     void run() noexcept;
 
     const std::shared_ptr<Exchange> exchange;
-    const std::string format;
+    const std::string& format;
     const Request request;
     const std::string path;
     const Ask ask;

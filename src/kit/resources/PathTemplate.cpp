@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <stdexcept>
+#include <utility>
 
 namespace kova::kit::detail {
 
@@ -45,12 +46,23 @@ PathTemplate::PathTemplate(std::string_view text) : text_(text) {
         if (!segments_.empty() && segments_.back().kind == SegmentKind::rest) {
             refuse("a parameter of the kind rest is the last segment");
         }
-        segments_.push_back(parseSegment(text.substr(begin, end - begin)));
+        addSegment(parseSegment(text.substr(begin, end - begin)));
         begin = end + 1;
     }
     if (segments_.size() > LONGEST) {
         refuse("more than " + std::to_string(LONGEST) + " segments");
     }
+}
+
+void PathTemplate::addSegment(TemplateSegment&& segment) {
+    const auto isSame = [&](const TemplateSegment& other) {
+        return other.kind != SegmentKind::literal && other.text == segment.text;
+    };
+    if (segment.kind != SegmentKind::literal &&
+        std::any_of(segments_.begin(), segments_.end(), isSame)) {
+        refuse("two parameters {" + segment.text + "}");
+    }
+    segments_.push_back(std::move(segment));
 }
 
 void PathTemplate::refuse(const std::string& reason) const {

@@ -42,6 +42,7 @@ public:
 
 private:
     [[noreturn]] void refuse(const std::string& reason) const;
+    void addSegment(TemplateSegment&& segment);
     TemplateSegment parseSegment(std::string_view segment) const;
 
     std::string text_;

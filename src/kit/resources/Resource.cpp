@@ -34,7 +34,7 @@ protected:
 private:
     void refuse(const Ask& ask, const Router::Match& match, IResponseHandler<Response>& handler);
     std::shared_ptr<Exchange> post(const Route& route, const Router::Match& match,
-                                   std::string format, Incoming& incoming);
+                                   const std::string& format, Incoming& incoming);
 
     Router router_;
     std::atomic<bool> isServing_{false};
@@ -66,8 +66,11 @@ void ResourceState::refuse(const Ask& ask, const Router::Match& match,
         error.message += hintFor(ask.path());
     } else {
         std::vector<std::string_view> commands;
-        for (Route const* const route : *match.routes) {
-            commands.emplace_back(route->operation.command);
+        for (const Route& route : router_.routes()) {
+            Router::Match other;
+            if (router_.find(route.operation.command, ask.path(), other) != nullptr) {
+                commands.emplace_back(route.operation.command);
+            }
         }
         error = catalogued(errors::CommandNotSupported, ask.command(), ask.request().getPath());
         error.message += "; supported: " + enumerate(commands);
@@ -86,25 +89,25 @@ std::shared_ptr<Exchange> ResourceState::serve(Incoming incoming) {
         refuse(ask, match, *incoming.handler);
         return nullptr;
     }
-    std::string format = ask.accept();
-    if (const auto unknown = unknownFormat(format)) {
-        incoming.handler->onError(unknown->toResponse());
+    std::string const* const format = formatOf(ask);
+    if (format == nullptr) {
+        incoming.handler->onError(unknownFormat(ask.accept()).toResponse());
         return nullptr;
     }
     if (!route->executor.isInline()) {
-        return post(*route, match, std::move(format), incoming);
+        return post(*route, match, *format, incoming);
     }
-    Dispatch dispatch(ask, {match.captures.data(), match.count}, format,
-                      std::move(incoming.handler), table());
+    Dispatch dispatch(ask, {match.captures(), match.count}, *format, std::move(incoming.handler),
+                      table());
     invoke(*route, dispatch, incoming.mount->onUncaught());
     return dispatch.takeExchange();
 }
 
 std::shared_ptr<Exchange> ResourceState::post(const Route& route, const Router::Match& match,
-                                              std::string format, Incoming& incoming) {
+                                              const std::string& format, Incoming& incoming) {
     auto exchange = makeExchange(std::move(incoming.handler));
-    auto job = std::make_shared<JobState>(shared_from_this(), exchange, incoming.ask,
-                                          std::move(format), route, match, incoming.mount);
+    auto job = std::make_shared<JobState>(shared_from_this(), exchange, incoming.ask, format, route,
+                                          match, incoming.mount);
     job->watchCancellation();
     if (!route.executor.tryPost([job] { job->run(); })) {
         exchange->fail(Response::createErrorResponse(statuscodes::SERVICE_UNAVAILABLE,

@@ -40,11 +40,11 @@ Response RootState::answer(const Ask& ask) const {
     if (ask.command() != command::retrieve) {
         return Error{statuscodes::BAD_REQUEST, "Service Root read-only"}.toResponse();
     }
-    const std::string format = ask.accept();
-    if (const auto unknown = unknownFormat(format)) {
-        return unknown->toResponse();
+    std::string const* const format = formatOf(ask);
+    if (format == nullptr) {
+        return unknownFormat(ask.accept()).toResponse();
     }
-    return {statuscodes::OK, toPayload(mounts_, format).value()};
+    return {statuscodes::OK, toPayload(mounts_, *format).value()};
 }
 
 }  // namespace kova::kit::detail

@@ -112,7 +112,7 @@ private:
             if (child == 0 || !matches(kind, segment)) {
                 continue;
             }
-            captured_[captures] = kind == SegmentKind::rest ? path : segment;
+            match_.capture(captures, kind == SegmentKind::rest ? path : segment);
             Route const* const route =
                 run(child, kind == SegmentKind::rest ? std::string_view() : behind, captures + 1);
             if (route != nullptr) {
@@ -129,7 +129,6 @@ private:
         if (route != nullptr || match_.routes == nullptr) {
             match_.routes = &node.routes;
             match_.count = captures;
-            std::copy_n(captured_.begin(), captures, match_.captures.begin());
         }
         return route;
     }
@@ -137,7 +136,6 @@ private:
     const Router& router_;
     const std::string_view command_;
     Match& match_;
-    std::array<std::string_view, PathTemplate::LONGEST> captured_;
 };
 
 Route const* Router::find(std::string_view command, std::string_view path, Match& match) const {

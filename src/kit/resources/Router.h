@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <deque>
 #include <memory>
+#include <new>
 #include <string>
 #include <string_view>
 #include <unordered_map>
@@ -21,11 +22,27 @@ namespace kova::kit::detail {
 /// of the longest template. Not synchronized; it is read without a lock once all routes are added.
 class Router {
 public:
-    /// The routes of one template, one for each command, and what matched its parameters.
-    struct Match {
+    /// The routes of one template, one for each command, and what matched the parameters of the
+    /// route that was found.
+    class Match {
+    public:
+        // Not defaulted: the storage for 32 texts stays uninitialized.
+        Match() noexcept {}  // NOLINT(modernize-use-equals-default,*-member-init)
+
+        /// Returns the `count` texts.
+        std::string_view const* captures() const noexcept {
+            return reinterpret_cast<std::string_view const*>(storage_);
+        }
+        void capture(std::size_t index, std::string_view text) noexcept {
+            new (storage_ + index * sizeof(text)) std::string_view(text);
+        }
+
         std::vector<const Route*> const* routes = nullptr;
-        std::array<std::string_view, PathTemplate::LONGEST> captures;
         std::size_t count = 0;
+
+    private:
+        alignas(std::string_view) unsigned char storage_[PathTemplate::LONGEST *
+                                                         sizeof(std::string_view)];
     };
 
     Router() { nodes_.emplace_back(); }

@@ -127,10 +127,21 @@ Error uncaught(const std::string& what, const OnUncaught& onUncaught) noexcept {
     return onUncaught ? onUncaught(error) : error;
 }
 
-std::optional<Error> unknownFormat(const std::string& format) {
-    if (format == mimetypes::JSON_TYPE || format == mimetypes::AXOBIN_TYPE) {
-        return std::nullopt;
+std::string const* formatOf(const Ask& ask) {
+    static const std::string json = mimetypes::JSON_TYPE;
+    static const std::string binary = mimetypes::AXOBIN_TYPE;
+    const util::config::Value& entry = ask.request().getMimeTypeHeader();
+    if (entry.isUndefined()) {
+        return &json;
     }
+    const std::string format = ask.accept();
+    if (format == json) {
+        return &json;
+    }
+    return format == binary ? &binary : nullptr;
+}
+
+Error unknownFormat(const std::string& format) {
     Error error = catalogued(errors::UndefinedMimeType, format);
     error.code = statuscodes::BAD_REQUEST;  // the client has chosen it
     error.message += "; there are: ";

@@ -82,9 +82,12 @@ std::unique_ptr<IResourceHandler> makeHandler(std::shared_ptr<Served> served,
 /// Returns the error of a request whose function threw, from inside the catch block, and reports
 /// it. `what` names the request. A `KovaException` carries its response and is not reported.
 Error uncaught(const std::string& what, const OnUncaught& onUncaught) noexcept;
+/// Returns the format of the answer, which is one of two static texts. Null if no value can be
+/// answered in the format that the client wants.
+std::string const* formatOf(const Ask& ask);
 /// Returns the error of a format in which no value can be answered: 400 and the formats that there
-/// are. Nothing if the format is one of them.
-std::optional<Error> unknownFormat(const std::string& format);
+/// are.
+Error unknownFormat(const std::string& format);
 
 /// The 503 of a resource that is closed.
 Response closedResponse();

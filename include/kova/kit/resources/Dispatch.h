@@ -30,10 +30,10 @@ public:
         std::size_t count = 0;
     };
     /// A request that is answered through `handler`; through an exchange of the table if the answer
-    /// comes later.
+    /// comes later. The format and the table must outlive the object.
     Dispatch(const Ask& ask, Captures captures, const std::string& format,
              std::unique_ptr<IResponseHandler<Response>> handler,
-             std::shared_ptr<ExchangeTable> table) noexcept;
+             const std::shared_ptr<ExchangeTable>& table) noexcept;
     /// A request that is answered through `exchange`, by a job.
     Dispatch(const Ask& ask, Captures captures, const std::string& format,
              std::shared_ptr<Exchange> exchange, Job& job) noexcept;
@@ -77,7 +77,7 @@ private:
     const Captures captures_;
     const std::string& format_;
     std::unique_ptr<IResponseHandler<Response>> handler_;
-    std::shared_ptr<ExchangeTable> table_;
+    std::shared_ptr<ExchangeTable> const* table_ = nullptr;
     std::shared_ptr<Exchange> exchange_;
     std::unique_ptr<Later> later_;
     Job* const job_;

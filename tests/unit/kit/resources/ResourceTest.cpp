@@ -163,6 +163,15 @@ TEST_F(ResourceTest, UnknownCommandIsAnsweredWithTheSupportedOnes) {
               "retrieve, update");
 }
 
+TEST_F(ResourceTest, SupportedCommandsAreThoseOfAllTemplatesThatMatch) {
+    resource.on(command::retrieve, "all", [](const Ask&) { return 1; });
+    resource.on(command::remove, "{id:uint}", [](const Ask&, unsigned) {});
+    resource.on(command::update, "{name}", [](const Ask&, const std::string&, int) {});
+    EXPECT_EQ(eventsOf("insert", "all").back(),
+              "error 400 command 'insert' not supported for path '/mount/all'; supported: "
+              "retrieve, update");
+}
+
 TEST_F(ResourceTest, UnknownFormatIsRefusedBeforeTheFunctionRuns) {
     bool hasRun = false;
     resource.on(command::update, "", [&](const Ask&) { hasRun = true; });
