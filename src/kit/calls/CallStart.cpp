@@ -3,6 +3,7 @@
 #include <new>
 #include <utility>
 
+#include "BlockPool.h"
 #include "calls/CallTable.h"
 #include "calls/Deadlines.h"
 #include "calls/PendingCall.h"
@@ -56,7 +57,7 @@ PendingCall* PendingCall::create(const Request& request, Setup&& setup, Target&&
     static_assert(sizeof(ServiceSide) <= sizeof(Slot::memory));
     static_assert(alignof(ServiceSide) <= alignof(void*));
     const std::size_t texts = request.getCommand().size() + request.getPath().size();
-    void* const memory = ::operator new(sizeof(PendingCall) + texts);
+    void* const memory = allocateBlock(sizeof(PendingCall) + texts);
     return ::new (memory) PendingCall(request, std::move(setup), std::move(target));
 }
 

@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "BlockPool.h"
 #include "calls/CallTable.h"
 #include "calls/CallsChannel.h"
 #include "calls/KitThread.h"
@@ -31,7 +32,7 @@ void PendingCall::releaseByService() noexcept {
 
 void PendingCall::destroy() noexcept {
     this->~PendingCall();
-    ::operator delete(this);
+    releaseBlock(this);
 }
 
 void PendingCall::traceLate(char const* event) const noexcept {

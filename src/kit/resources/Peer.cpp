@@ -2,6 +2,8 @@
 
 #include <unistd.h>
 
+#include "resources/ScopedPeer.h"
+
 namespace kova::kit {
 
 namespace {
@@ -9,6 +11,10 @@ namespace {
 thread_local Peer const* currentPeer = nullptr;
 
 }  // namespace
+
+const Peer* detail::scopedPeer() noexcept {
+    return currentPeer;
+}
 
 Peer Peer::self() {
     return {static_cast<long>(::geteuid()),

@@ -1,0 +1,226 @@
+#pragma once
+
+#include <chrono>
+#include <cstddef>
+#include <functional>
+#include <memory>
+#include <new>
+#include <optional>
+#include <string>
+#include <type_traits>
+#include <utility>
+
+#include "kova/core/IKovaApi.h"
+#include "kova/kit/Ask.h"
+#include "kova/kit/Export.h"
+#include "kova/kit/Result.h"
+
+namespace osal {
+class Clock;
+}
+
+namespace kova::kit {
+
+namespace detail {
+class ChainState;
+class Passing;
+}  // namespace detail
+
+/// What a middleware function returns: the result of `Next`, or of `refuse`. A plain value type.
+class Verdict {
+private:
+    friend class Next;
+    friend class detail::Passing;
+    friend Verdict refuse(unsigned short code, std::string message);
+    Verdict() = default;
+    explicit Verdict(Error error) : error_(std::move(error)) {}
+
+    std::optional<Error> error_;
+};
+
+/// Returns the verdict that answers a request with an error. It is ignored after `Next` was called.
+inline Verdict refuse(unsigned short code, std::string message) {
+    return Verdict(Error{code, std::move(message)});
+}
+
+/// Passes a request on to the rest of a chain. Valid during the call of the middleware function
+/// that gets it; a second call does nothing.
+class KOVA_KIT_API Next {
+public:
+    /// Passes the request on, unchanged.
+    Verdict operator()(const Ask& ask) const { return (*this)(ask.request()); }
+    /// Passes another request on in its place, which need not live longer than the call. A copy of
+    /// a request shares its header: change a copy with a new header.
+    Verdict operator()(const Request& request) const;
+
+private:
+    friend class detail::Passing;
+    Next(detail::Passing& passing, std::size_t step) noexcept : passing_(&passing), step_(step) {}
+
+    detail::Passing* passing_;
+    std::size_t step_;
+};
+
+/// How a request ended, for a middleware.
+struct Outcome {
+    /// The code of the error or, for a completed request, of the last value; 204 if there was no
+    /// value. 0 if the request was cancelled.
+    unsigned short code = 0;
+    /// The error; null if the request was completed or cancelled. Valid during the call.
+    const Response* error = nullptr;
+};
+
+/// A middleware that sees requests and answers: the untyped base of `Observer`. Not for users.
+class KOVA_KIT_API Middleware {
+public:
+    virtual ~Middleware();
+    Middleware(const Middleware&) = delete;
+    Middleware& operator=(const Middleware&) = delete;
+
+    /// @{
+    /// The steps of `Observer`, with the memory of the state.
+    virtual Result<void> beginRequest(const Ask& ask, void* state) = 0;
+    virtual void passValue(const Response& value, void* state) = 0;
+    virtual void endRequest(const Outcome& outcome, void* state) noexcept = 0;
+    /// @}
+    /// Returns the size of the state of one request.
+    std::size_t stateSize() const noexcept { return stateSize_; }
+
+protected:
+    /// Creates a middleware with a state of this size.
+    explicit Middleware(std::size_t stateSize) noexcept : stateSize_(stateSize) {}
+
+private:
+    const std::size_t stateSize_;
+};
+
+/// A middleware that sees requests and answers, and has a `State` for each request.
+///
+/// Requests run through it on any number of threads at once. The functions for one request are
+/// called one at a time, and no lock is held. The states of all observers lie in one block of
+/// memory.
+///
+///     struct Times { std::chrono::steady_clock::time_point begin; };
+///     struct SlowRequests : kova::kit::Observer<Times> {
+///         kova::kit::Result<void> begin(const kova::kit::Ask&, Times& times) override {
+///             times.begin = std::chrono::steady_clock::now();
+///             return {};
+///         }
+///         void end(const kova::kit::Outcome&, Times& times) noexcept override {
+///             const auto time = std::chrono::steady_clock::now() - times.begin;
+///             slow += time > std::chrono::seconds(1) ? 1 : 0;
+///         }
+///         std::atomic<int> slow{0};
+///     };
+template <typename State>
+class Observer : public Middleware {
+    static_assert(alignof(State) <= alignof(std::max_align_t), "a state has a common alignment");
+
+public:
+    Observer() noexcept : Middleware(sizeof(State)) {}
+
+    /// Sees a request before it is passed on. Returns the reason to refuse it.
+    virtual Result<void> begin(const Ask& ask, State& state) = 0;
+    /// Sees a value before the client gets it.
+    virtual void value(const Response& /*value*/, State& /*state*/) {}
+    /// Sees the end of a request for which `begin` has succeeded, exactly once: before the client
+    /// gets it, or when the request is cancelled.
+    virtual void end(const Outcome& outcome, State& state) noexcept = 0;
+
+    /// @{
+    /// Constructs and destroys the state.
+    Result<void> beginRequest(const Ask& ask, void* memory) final {
+        std::unique_ptr<State, Destroy> state(::new (memory) State());
+        Result<void> result = begin(ask, *state);
+        if (result) {
+            state.release();
+        }
+        return result;
+    }
+    void passValue(const Response& response, void* memory) final {
+        value(response, *static_cast<State*>(memory));
+    }
+    void endRequest(const Outcome& outcome, void* memory) noexcept final {
+        const std::unique_ptr<State, Destroy> state(static_cast<State*>(memory));
+        end(outcome, *state);
+    }
+    /// @}
+
+private:
+    struct Destroy {
+        void operator()(State* state) const noexcept { state->~State(); }
+    };
+};
+
+/// The time that a chain gives its service for the answer (`deadline`).
+struct Deadline {
+    /// The time until the end of the answer or, if the client wants a stream, until its first
+    /// value. 0 for no limit.
+    std::chrono::milliseconds limit{0};
+    /// The clock, for tests; it must not serve an alarm timer. Null for the monotonic clock of the
+    /// system.
+    osal::Clock* clock = nullptr;
+};
+
+/// A service behind a list of middleware. A request passes the first one first.
+///
+/// A request has exactly one end: the chain has the guarantees of `Calls`. An error of a
+/// middleware, and 500 for a service that forgets a request, arrive as `onError`. `use` must not be
+/// called after the first request. Any thread may call the other functions, also inside a callback.
+/// The service must outlive the chain. The destructor cancels what is pending and waits like that
+/// of `Calls`.
+///
+///     const auto serve = [](kova::IKovaApi& service, const kova::Request& request,
+///                           std::unique_ptr<kova::IResponseHandler<kova::Response>> handler) {
+///         kova::kit::Chain api(service);
+///         api.use([](kova::kit::Ask& ask, kova::kit::Next next) {
+///             return ask.path() != "/secret" ? next(ask) : kova::kit::refuse(403, "not for you");
+///         });
+///         api.actionRequest(request, std::move(handler));
+///     };
+class KOVA_KIT_API Chain : public IKovaApi {
+public:
+    /// A middleware as a function: passes the request on, or refuses it. An exception that leaves
+    /// it leaves `actionRequest`, and the response handler is destroyed.
+    using Function = std::function<Verdict(Ask& ask, Next next)>;
+    /// A middleware that is a service in front of the rest of the chain: creates it. `next` lives
+    /// longer than the result.
+    using Front = std::function<std::unique_ptr<IKovaApi>(IKovaApi& next)>;
+
+    /// Creates the chain of `service`, which must outlive it.
+    explicit Chain(IKovaApi& service);
+    ~Chain() override;
+    Chain(const Chain&) = delete;
+    Chain& operator=(const Chain&) = delete;
+
+    /// @{
+    /// Appends a middleware, which requests pass after those before it. Throws `std::logic_error`
+    /// after the first request. Of two deadlines without a `Front` between them the shorter holds.
+    Chain& use(std::shared_ptr<Middleware> middleware);
+    Chain& use(const Deadline& deadline);
+    template <typename Callable>
+    std::enable_if_t<std::is_invocable_r_v<Verdict, Callable&, Ask&, Next>, Chain&> use(
+        Callable function) {
+        return useFunction(std::move(function));
+    }
+    template <typename Callable>
+    std::enable_if_t<std::is_invocable_r_v<std::unique_ptr<IKovaApi>, Callable&, IKovaApi&>, Chain&>
+    use(Callable front) {
+        return useFront(std::move(front));
+    }
+    /// @}
+
+    /// Sends a request through the chain. Always takes ownership of the handler.
+    void* actionRequest(const Request& request,
+                        std::unique_ptr<IResponseHandler<Response>>&& handler) override;
+    /// Cancels a request like `Calls::cancelRequest`.
+    void cancelRequest(void* handle) override;
+
+private:
+    Chain& useFunction(Function function);
+    Chain& useFront(Front front);
+
+    std::unique_ptr<detail::ChainState> state_;
+};
+
+}  // namespace kova::kit

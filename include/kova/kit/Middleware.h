@@ -1,0 +1,117 @@
+#pragma once
+
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "kova/core/Request.h"
+#include "kova/kit/Chain.h"
+#include "kova/kit/Export.h"
+#include "kova/kit/Metrics.h"
+#include "kova/kit/Peer.h"
+
+namespace tracing {
+class Channel;
+}
+
+/// The middleware of the kit, for `Chain::use`. One object may be used in several chains, and then
+/// counts for all of them. Any thread may call the functions.
+///
+///     const auto protect = [](kova::kit::Chain& api, const kova::kit::MetricsRegistry& registry) {
+///         api.use(kova::kit::logging("PLAYER_REQUESTS"));
+///         api.use(kova::kit::metrics(registry));
+///         kova::kit::LimitOptions limits;
+///         limits.perPeer = 10;
+///         api.use(kova::kit::limit(limits));
+///         api.use(kova::kit::deadline(std::chrono::seconds(5)));
+///     };
+namespace kova::kit {
+
+/// @{
+/// Writes one line to a trace channel when a request ends:
+///
+///     client="hmi" uid=1000 pid=4711 address="unix:" command="retrieve" path="/state" code=200 ...
+///     ... ms=1.250 traceparent="00-4bf92f3577b34da6a3ce929d0e0e4736-00f067aa0ba902b7-01"
+///
+/// The code is "cancelled" for a cancelled request. The last entry is the header entry
+/// "traceparent" (W3C Trace Context) if the request has one. Quoted texts are shortened to 256
+/// bytes, and all their bytes but printable ASCII are written as "\xNN", so no text can forge an
+/// entry or a line. Nothing is read or allocated for a request that comes while the channel's level
+/// is above `level`.
+///
+/// A name makes a shared channel, which is silent until its level is set. A channel must outlive
+/// the chain.
+KOVA_KIT_API std::shared_ptr<Middleware> logging(const std::string& channel, int level = 2);
+KOVA_KIT_API std::shared_ptr<Middleware> logging(const ::tracing::Channel& channel, int level = 2);
+/// @}
+
+/// @{
+/// Counts requests in a registry:
+///
+///     kova_requests_total{mount="/state",command="retrieve",code="2xx"}      counter
+///     kova_request_duration_seconds{mount="/state",command="retrieve"}       histogram
+///     kova_requests_pending                                                  gauge
+///
+/// The code is "cancelled" for a cancelled request, the command "other" if it is not one of the
+/// four known. The duration of a stream ends with its first value. The mount is the longest of
+/// `mounts` that the path begins with, else "other". Without a list, the mount is the first segment
+/// of the path, once such a request was served without an error. There are at most 100 mounts.
+/// Throws `std::invalid_argument` for a mount that is not UTF-8 or does not begin with "/".
+KOVA_KIT_API std::shared_ptr<Middleware> metrics(const MetricsRegistry& registry);
+KOVA_KIT_API std::shared_ptr<Middleware> metrics(const MetricsRegistry& registry,
+                                                 const std::vector<std::string>& mounts);
+/// @}
+
+/// Refuses requests with 403 for which the function returns false. It is called on the thread that
+/// sends the request.
+KOVA_KIT_API Chain::Function authorize(
+    std::function<bool(const Request& request, const Peer& peer)> isAllowed);
+
+/// Ends requests with 504 that are not answered in time, and cancels them at the service. The time
+/// begins when the request has passed all functions up to the next `Chain::Front`. For a stream it
+/// is that of the first value.
+inline Deadline deadline(std::chrono::milliseconds limit, osal::Clock* clock = nullptr) {
+    return {limit, clock};
+}
+
+/// The bounds of `limit`; 0 for no bound.
+struct LimitOptions {
+    /// The number of requests that have not ended, streams included.
+    std::size_t pending = 0;
+    /// The same for each peer: user, process and address of `peerOf`, never "$client-id".
+    std::size_t perPeer = 0;
+    /// The number of streams that have not ended.
+    std::size_t streams = 0;
+};
+
+/// Refuses requests with 503 that would exceed a bound. The counts of a peer exist while it has a
+/// request that has not ended. A request counts until its end is passed to the client.
+KOVA_KIT_API std::shared_ptr<Middleware> limit(const LimitOptions& options);
+
+/// The faults of `faults`.
+struct FaultOptions {
+    /// Decides, with the number of the request, which faults it gets.
+    std::uint64_t seed = 1;
+    /// The share of requests, from 0 to 1, whose response handler is destroyed without an end.
+    double drop = 0;
+    /// The share of requests that are answered with an error.
+    double error = 0;
+    /// The code of such an error.
+    unsigned short code = 503;
+    /// The time after which all other requests are passed on, in their order, by a thread of the
+    /// middleware. 0 passes them on at once.
+    std::chrono::milliseconds delay{0};
+    /// The clock of the delay, for tests, as in `Deadline`.
+    osal::Clock* clock = nullptr;
+};
+
+/// Disturbs requests, for tests. The n-th request always gets the same fault for the same seed.
+/// What is in front of it in the chain sees a dropped request end with 500. Throws
+/// `std::invalid_argument` if the shares are not from 0 to 1 together.
+KOVA_KIT_API Chain::Front faults(const FaultOptions& options);
+
+}  // namespace kova::kit

@@ -1,0 +1,114 @@
+#include <chrono>
+#include <cstdio>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <utility>
+
+#include "kova/core/headers.h"
+#include "kova/kit/Middleware.h"
+#include "middleware/RequestHeader.h"
+#include "tracing/Channel.h"
+
+namespace kova::kit {
+
+namespace {
+
+constexpr std::size_t LONGEST_TEXT = 256;
+
+// Appends `name="text"`, in which no byte ends the quotes or the line.
+void appendQuoted(std::string& line, char const* name, std::string_view text) {
+    static constexpr char HEX[] = "0123456789abcdef";
+    line += name;
+    line += "=\"";
+    for (const char c : text.substr(0, LONGEST_TEXT)) {
+        const auto byte = static_cast<unsigned char>(c);
+        if (byte < ' ' || byte >= 0x7f || c == '"' || c == '\\') {
+            line += "\\x";
+            line += HEX[byte / 16];
+            line += HEX[byte % 16];
+        } else {
+            line += c;
+        }
+    }
+    line += text.size() > LONGEST_TEXT ? "...\"" : "\"";
+}
+
+/// The begin of the line of a request, and when it came. Without a line the channel was off.
+struct Entry {
+    struct Started {
+        std::string line;
+        std::string traceparent;
+        std::chrono::steady_clock::time_point time;
+    };
+    std::unique_ptr<Started> started;
+};
+
+std::string describe(const Ask& ask) {
+    const Request& request = ask.request();
+    const Peer peer = ask.peer();
+    std::string line;
+    appendQuoted(line, "client", detail::headerText(request, headers::CLIENT_ID));
+    line += " uid=" + std::to_string(peer.uid) + " pid=" + std::to_string(peer.pid);
+    appendQuoted(line, " address", peer.address);
+    appendQuoted(line, " command", request.getCommand());
+    appendQuoted(line, " path", request.getPath());
+    return line;
+}
+
+class Logger final : public Observer<Entry> {
+public:
+    Logger(std::shared_ptr<const ::tracing::Channel> channel, int level)
+        : channel_(std::move(channel)), level_(level) {}
+
+    Result<void> begin(const Ask& ask, Entry& entry) override {
+        if (channel_->isEnabled(level_)) {
+            entry.started = std::make_unique<Entry::Started>();
+            entry.started->line = describe(ask);
+            entry.started->traceparent = detail::headerText(ask.request(), "traceparent");
+            entry.started->time = std::chrono::steady_clock::now();
+        }
+        return {};
+    }
+    void end(const Outcome& outcome, Entry& entry) noexcept override {
+        if (entry.started) {
+            write(outcome, *entry.started);
+        }
+    }
+
+private:
+    void write(const Outcome& outcome, Entry::Started& started) const {
+        const std::chrono::duration<double, std::milli> time =
+            std::chrono::steady_clock::now() - started.time;
+        char number[32];
+        std::snprintf(number, sizeof number, "%lld.%03lld", static_cast<long long>(time.count()),
+                      static_cast<long long>(time.count() * 1000) % 1000);
+        std::string& line = started.line;
+        line += " code=" + (outcome.code == 0 ? "cancelled" : std::to_string(outcome.code));
+        line += std::string(" ms=") + number;
+        if (!started.traceparent.empty()) {
+            appendQuoted(line, " traceparent", started.traceparent);
+        }
+        channel_->traceText(level_, line);
+    }
+
+    const std::shared_ptr<const ::tracing::Channel> channel_;
+    const int level_;
+};
+
+}  // namespace
+
+std::shared_ptr<Middleware> logging(const std::string& channel, int level) {
+    return std::make_shared<Logger>(
+        std::make_shared<::tracing::Channel>(channel, ::tracing::Channel::SILENT,
+                                             ::tracing::Channel::SHARED),
+        level);
+}
+
+std::shared_ptr<Middleware> logging(const ::tracing::Channel& channel, int level) {
+    // The pointer owns nothing: the channel outlives it.
+    return std::make_shared<Logger>(
+        std::shared_ptr<const ::tracing::Channel>(std::shared_ptr<void>(), &channel), level);
+}
+
+}  // namespace kova::kit

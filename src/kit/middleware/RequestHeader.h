@@ -1,0 +1,25 @@
+#pragma once
+
+#include <string_view>
+
+#include "kova/core/Request.h"
+#include "kova/core/headers.h"
+#include "util/config/Scalars.h"
+
+namespace kova::kit::detail {
+
+/// Returns the text of a header entry, or "" if it is missing or not a string. It is valid while
+/// the header is unchanged. Nothing is copied.
+inline std::string_view headerText(const Request& request, char const* key) noexcept {
+    const util::config::Value& entry = request.getHeaderValue(key);
+    return entry.isString()
+               ? std::string_view(static_cast<const util::config::ValueString&>(entry).text())
+               : std::string_view();
+}
+
+/// Returns whether the client wants a stream of values, like `Ask::wantsStream`.
+inline bool wantsStream(const Request& request) noexcept {
+    return headerText(request, headers::RESPONSE_SEMANTIC) == headers::PERSISTENT_STREAM;
+}
+
+}  // namespace kova::kit::detail
