@@ -56,13 +56,14 @@ std::string describeClosing(void* user) {
 }  // namespace
 
 PendingCall& CallsCore::create(const Request& request, PendingCall::Target&& target,
-                               const CallOptions& callOptions) {
+                               const CallOptions& callOptions,
+                               std::optional<Deadlines::TimePoint> now) {
     PendingCall::Setup setup{service, table, callOptions.executor.state()};
     setup.queue = callOptions.queue;
     setup.stream = callOptions.stream;
     if (isLimited(callOptions.deadline)) {
         setup.timeout = callOptions.deadline;
-        setup.deadline = deadlines.now() + callOptions.deadline;
+        setup.deadline = (now ? *now : deadlines.now()) + callOptions.deadline;
         deadlines.prepare();
     }
     return *PendingCall::create(request, std::move(setup), std::move(target));
@@ -70,14 +71,14 @@ PendingCall& CallsCore::create(const Request& request, PendingCall::Target&& tar
 
 CallReference CallsCore::send(const Request& request, PendingCall::Target&& target,
                               const CallOptions& callOptions) {
-    CallReference call(&create(request, std::move(target), callOptions));
+    CallReference call(&create(request, std::move(target), callOptions, std::nullopt));
     call->start(request, isLimited(callOptions.deadline) ? &deadlines : nullptr, true);
     return call;
 }
 
 void* CallsCore::sendAway(const Request& request, PendingCall::Target&& target,
-                          const CallOptions& callOptions) {
-    PendingCall& call = create(request, std::move(target), callOptions);
+                          const CallOptions& callOptions, std::optional<Deadlines::TimePoint> now) {
+    PendingCall& call = create(request, std::move(target), callOptions, now);
     const PendingCall::Started started =
         call.start(request, isLimited(callOptions.deadline) ? &deadlines : nullptr, false);
     return started.pending ? started.handle : IKovaApi::UNDEFINED_REQUEST_HANDLE;

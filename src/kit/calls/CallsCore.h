@@ -1,6 +1,7 @@
 #pragma once
 
 #include <chrono>
+#include <optional>
 #include <vector>
 
 #include "calls/CallTable.h"
@@ -19,9 +20,11 @@ public:
     /// Sends a request. Returns the call with a reference of the caller.
     CallReference send(const Request& request, PendingCall::Target&& target,
                        const CallOptions& callOptions);
-    /// Sends a request without an owner. Returns the handle, or null if the call has ended.
+    /// Sends a request without an owner. Returns the handle, or null if the call has ended. `now`
+    /// is the time from which the deadline counts, if the caller has read the clock already.
     void* sendAway(const Request& request, PendingCall::Target&& target,
-                   const CallOptions& callOptions);
+                   const CallOptions& callOptions,
+                   std::optional<Deadlines::TimePoint> now = std::nullopt);
     /// Ends all calls silently and waits until they are settled. Returns false if the limit passed.
     bool closeAndWait(bool limited, std::chrono::milliseconds limit);
     /// Ends all calls as "lost" and waits until they are settled. Returns false if the limit
@@ -36,7 +39,7 @@ public:
 
 private:
     PendingCall& create(const Request& request, PendingCall::Target&& target,
-                        const CallOptions& callOptions);
+                        const CallOptions& callOptions, std::optional<Deadlines::TimePoint> now);
 };
 
 }  // namespace kova::kit::detail

@@ -3,7 +3,7 @@
 
 #include "kova/kit/Middleware.h"
 #include "middleware/PeerCounts.h"
-#include "middleware/RequestHeader.h"
+#include "middleware/RequestView.h"
 #include "resources/ScopedPeer.h"
 
 namespace kova::kit {
@@ -74,7 +74,7 @@ private:
         if (!countPeer(counted)) {
             return exceeded("pending requests of the peer", self_.bound());
         }
-        if (streams_.bound() != 0 && detail::wantsStream(ask.request())) {
+        if (streams_.bound() != 0 && detail::RequestView::of(ask).wantsStream()) {
             counted.stream = streams_.add();
             if (!counted.stream) {
                 return exceeded("streams", streams_.bound());

@@ -5,7 +5,7 @@
 
 #include "kova/kit/Middleware.h"
 #include "middleware/MetricsState.h"
-#include "middleware/RequestHeader.h"
+#include "middleware/RequestView.h"
 #include "zel/unicode/String.h"
 
 // The middleware that counts requests in a registry.
@@ -53,14 +53,15 @@ public:
     }
 
     Result<void> begin(const Ask& ask, Counted& counted) override {
-        metrics_.pending().fetch_add(1, std::memory_order_relaxed);
+        const auto& view = detail::RequestView::of(ask);
+        metrics_.countBegin();
         counted.command = static_cast<std::uint8_t>(RequestMetrics::commandOf(ask.command()));
-        counted.isStream = detail::wantsStream(ask.request());
+        counted.isStream = view.wantsStream();
         counted.mount = metrics_.find(ask.path());
         if (counted.mount == nullptr && learns_) {
             keepSegment(firstSegment(ask.path()), counted);
         }
-        counted.begin = SteadyClock::now();
+        counted.begin = view.now();
         return {};
     }
     void value(const Response& /*value*/, Counted& counted) override {
@@ -74,7 +75,6 @@ public:
                                                   : SteadyClock::now() - counted.begin;
         RequestMetrics::count(mountOf(outcome, counted).commands[counted.command], outcome.code,
                               time);
-        metrics_.pending().fetch_sub(1, std::memory_order_relaxed);
     }
 
 private:

@@ -169,6 +169,20 @@ std::vector<const RequestMetrics::Mount*> RequestMetrics::mounts() const {
     return all;
 }
 
+// A request that begins and ends meanwhile may be counted as ended only.
+std::uint64_t RequestMetrics::pending() const {
+    const std::uint64_t begun = begun_.load(RELAXED);
+    std::uint64_t ended = 0;
+    for (const Mount* mount : mounts()) {
+        for (const Cells& cells : mount->commands) {
+            for (const Number& code : cells.codes) {
+                ended += code.load(RELAXED);
+            }
+        }
+    }
+    return begun > ended ? begun - ended : 0;
+}
+
 void RequestMetrics::append(std::string& out) const {
     const std::vector<const Mount*> all = mounts();
     appendMetricHead(out, "kova_requests_total", "Requests that have ended.", "counter");
@@ -182,7 +196,7 @@ void RequestMetrics::append(std::string& out) const {
         appendDurations(out, *mount);
     }
     appendMetricHead(out, "kova_requests_pending", "Requests that have not ended.", "gauge");
-    appendSample(out, "kova_requests_pending", "", static_cast<double>(pending_.load(RELAXED)));
+    appendSample(out, "kova_requests_pending", "", pending());
 }
 
 }  // namespace kova::kit::detail

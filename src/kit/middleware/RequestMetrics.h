@@ -58,8 +58,10 @@ public:
     /// Counts a request that has ended. A code of 0 means that it was cancelled.
     static void count(Cells& cells, unsigned short code,
                       std::chrono::nanoseconds duration) noexcept;
-    /// The number of requests that have not ended.
-    std::atomic<std::int64_t>& pending() noexcept { return pending_; }
+    /// Counts a request that has begun. It is pending until `count` is called for it.
+    void countBegin() noexcept { begun_.fetch_add(1, std::memory_order_relaxed); }
+    /// Returns the number of requests that have not ended, which is computed from the others.
+    std::uint64_t pending() const;
 
     /// Appends the metrics in the text format of Prometheus.
     void append(std::string& out) const;
@@ -71,7 +73,7 @@ private:
     Mount* look(std::string_view path) noexcept;
     std::vector<const Mount*> mounts() const;
 
-    std::atomic<std::int64_t> pending_{0};
+    Number begun_{0};
     /// The greatest length of a path of a mount.
     std::atomic<std::size_t> longest_{0};
     /// No mount is added any more, so the mutex is not needed.

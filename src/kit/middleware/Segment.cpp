@@ -1,14 +1,15 @@
 #include "middleware/Segment.h"
 
+#include <optional>
 #include <utility>
 
-#include "middleware/RequestHeader.h"
+#include "osal/Clock.h"
 
 namespace kova::kit::detail {
 
 void* Segment::actionRequest(const Request& request, ResponseHandler&& handler) {
     if (plan_.steps.empty()) {
-        return send(request, std::move(handler));
+        return send(RequestView(request), std::move(handler));
     }
     Passing passing(*this, Passage::create(plan_.observers, std::move(handler)));
     passing.run(0, request);
@@ -21,13 +22,17 @@ void Segment::cancelRequest(void* handle) {
     }
 }
 
-void* Segment::send(const Request& request, ResponseHandler&& handler) {
-    CallOptions options;
-    options.deadline = plan_.calls.deadline;
-    options.stream = options.deadline.count() > 0 && wantsStream(request);
+void* Segment::send(const RequestView& view, ResponseHandler&& handler) {
     PendingCall::Target target;
     target.handler = std::move(handler);
-    return core_.sendAway(request, std::move(target), options);
+    CallOptions options;
+    std::optional<RequestView::TimePoint> now;
+    if (plan_.calls.deadline.count() > 0) {
+        options.deadline = plan_.calls.deadline;
+        options.stream = view.wantsStream();
+        now = plan_.calls.clock != nullptr ? plan_.calls.clock->now() : view.now();
+    }
+    return core_.sendAway(view.request(), std::move(target), options, now);
 }
 
 void Passing::run(std::size_t step, const Request& request) {
@@ -35,19 +40,19 @@ void Passing::run(std::size_t step, const Request& request) {
     if (passage_ == nullptr) {
         return;
     }
+    const RequestView view(request);
     for (; step < steps.size(); ++step) {
         const auto* const observer = std::get_if<std::size_t>(&steps[step]);
         if (observer == nullptr) {
             call(*std::get_if<Chain::Function>(&steps[step]), step, request);
             return;
         }
-        const Ask ask(request, request.getPath());
-        if (const Result<void> begun = passage_->begin(*observer, ask); !begun) {
+        if (const Result<void> begun = passage_->begin(*observer, view); !begun) {
             refuse(begun.error());
             return;
         }
     }
-    handle_ = segment_.send(request, std::move(passage_));
+    handle_ = segment_.send(view, std::move(passage_));
 }
 
 void Passing::call(const Chain::Function& function, std::size_t step, const Request& request) {

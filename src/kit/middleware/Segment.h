@@ -7,6 +7,7 @@
 #include "calls/CallsCore.h"
 #include "kova/kit/Chain.h"
 #include "middleware/Passage.h"
+#include "middleware/RequestView.h"
 
 namespace kova::kit::detail {
 
@@ -36,7 +37,7 @@ public:
 private:
     friend class Passing;
 
-    void* send(const Request& request, ResponseHandler&& handler);
+    void* send(const RequestView& view, ResponseHandler&& handler);
 
     const SegmentPlan plan_;
     CallsCore core_;
