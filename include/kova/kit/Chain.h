@@ -210,6 +210,12 @@ public:
     }
     /// @}
 
+    /// @{
+    /// Does the same with a function of either form.
+    Chain& useFunction(Function function);
+    Chain& useFront(Front front);
+    /// @}
+
     /// Sends a request through the chain. Always takes ownership of the handler.
     void* actionRequest(const Request& request,
                         std::unique_ptr<IResponseHandler<Response>>&& handler) override;
@@ -217,9 +223,6 @@ public:
     void cancelRequest(void* handle) override;
 
 private:
-    Chain& useFunction(Function function);
-    Chain& useFront(Front front);
-
     std::unique_ptr<detail::ChainState> state_;
 };
 

@@ -66,10 +66,9 @@ private:
 /// it. Any thread may call any function.
 ///
 ///     kova::kit::MetricsRegistry registry;
-///     const kova::kit::Counter scans = registry.counter("player_scans_total", "Finished scans.");
+///     const kova::kit::Counter scans = registry.counter("player_scans_total", "Scans.");
 ///     scans.add();
-///     const std::string page = registry.text();  // "# HELP player_scans_total Finished
-///     scans.\n..."
+///     const std::string page = registry.text();  // ends with "player_scans_total 1"
 class KOVA_KIT_API MetricsRegistry {
 public:
     /// The greatest number of counters and gauges of the user, with all their labels.
