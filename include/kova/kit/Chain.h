@@ -23,7 +23,9 @@ namespace kova::kit {
 
 namespace detail {
 class ChainState;
+class Passage;
 class Passing;
+struct Observers;
 }  // namespace detail
 
 /// What a middleware function returns: the result of `Next`, or of `refuse`. A plain value type.
@@ -70,27 +72,27 @@ struct Outcome {
     const Response* error = nullptr;
 };
 
-/// A middleware that sees requests and answers: the untyped base of `Observer`. Not for users.
+/// A middleware that sees requests and answers: the untyped base of `Observer`, from which a user's
+/// middleware is derived.
 class KOVA_KIT_API Middleware {
 public:
     virtual ~Middleware();
     Middleware(const Middleware&) = delete;
     Middleware& operator=(const Middleware&) = delete;
 
-    /// @{
-    /// The steps of `Observer`, with the memory of the state.
-    virtual Result<void> beginRequest(const Ask& ask, void* state) = 0;
-    virtual void passValue(const Response& value, void* state) = 0;
-    virtual void endRequest(const Outcome& outcome, void* state) noexcept = 0;
-    /// @}
-    /// Returns the size of the state of one request.
-    std::size_t stateSize() const noexcept { return stateSize_; }
-
 protected:
     /// Creates a middleware with a state of this size.
     explicit Middleware(std::size_t stateSize) noexcept : stateSize_(stateSize) {}
 
 private:
+    friend class detail::Passage;
+    friend struct detail::Observers;
+
+    // The steps of `Observer`, with the memory of the state. Only chains call them.
+    virtual Result<void> beginRequest(const Ask& ask, void* state) = 0;
+    virtual void passValue(const Response& value, void* state) = 0;
+    virtual void endRequest(const Outcome& outcome, void* state) noexcept = 0;
+
     const std::size_t stateSize_;
 };
 
@@ -127,13 +129,16 @@ public:
     /// gets it, or when the request is cancelled.
     virtual void end(const Outcome& outcome, State& state) noexcept = 0;
 
-    /// @{
-    /// Constructs and destroys the state.
+private:
+    struct Destroy {
+        void operator()(State* state) const noexcept { state->~State(); }
+    };
+
     Result<void> beginRequest(const Ask& ask, void* memory) final {
         std::unique_ptr<State, Destroy> state(::new (memory) State());
         Result<void> result = begin(ask, *state);
         if (result) {
-            state.release();
+            static_cast<void>(state.release());  // until `endRequest`
         }
         return result;
     }
@@ -144,12 +149,6 @@ public:
         const std::unique_ptr<State, Destroy> state(static_cast<State*>(memory));
         end(outcome, *state);
     }
-    /// @}
-
-private:
-    struct Destroy {
-        void operator()(State* state) const noexcept { state->~State(); }
-    };
 };
 
 /// The time that a chain gives its service for the answer (`deadline`).

@@ -9,7 +9,7 @@ namespace kova::kit::detail {
 std::size_t Observers::add(std::shared_ptr<Middleware> middleware) {
     constexpr std::size_t ALIGNMENT = alignof(std::max_align_t);
     const std::size_t offset = size;
-    size += (middleware->stateSize() + ALIGNMENT - 1) / ALIGNMENT * ALIGNMENT;
+    size += (middleware->stateSize_ + ALIGNMENT - 1) / ALIGNMENT * ALIGNMENT;
     entries.push_back({std::move(middleware), offset});
     return entries.size() - 1;
 }

@@ -16,7 +16,7 @@ public:
 
     explicit RequestView(const Request& request) noexcept : Ask(request, request.getPath()) {}
 
-    /// Returns the view that an observer of the kit got: only chains call observers.
+    /// Returns the view that an observer got. Only chains call observers, and with such views.
     static const RequestView& of(const Ask& ask) noexcept {
         return static_cast<const RequestView&>(ask);
     }

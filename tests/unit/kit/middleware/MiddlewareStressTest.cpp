@@ -20,7 +20,7 @@ using Handler = std::unique_ptr<IResponseHandler<Response>>;
 
 constexpr int SENDERS = 3;
 constexpr int ANSWERERS = 2;
-constexpr int REQUESTS = 1500;
+const int REQUESTS = 1500 * test::stressFactor();
 
 /// Keeps requests until a thread answers or forgets them; handles are reused.
 class Careless : public IKovaApi {
@@ -116,6 +116,18 @@ void send(Chain& chain, unsigned seed) {
     }
 }
 
+/// Returns how many requests of a peer the middleware accepts until it refuses one. They stay
+/// pending.
+int accepted(Chain& chain, long uid) {
+    const Peer peer{uid, 0, 1, "unix:"};
+    const PeerScope scope(peer);
+    int count = 0;
+    while (chain.actionRequest({"retrieve", "/state"}, testing::record().handler()) != nullptr) {
+        ++count;
+    }
+    return count;
+}
+
 TEST(MiddlewareStress, EverythingThatBeginsEndsOnce) {
     Balance outer;
     Balance inner;
@@ -128,12 +140,14 @@ TEST(MiddlewareStress, EverythingThatBeginsEndsOnce) {
     disturbed.drop = 0.05;
     disturbed.error = 0.05;
     disturbed.delay = 1ms;
+    const std::shared_ptr<Middleware> limiter = limit(limits);
+    const std::shared_ptr<Middleware> innerLimiter = limit(limits);
     Careless service;
     std::atomic<int> sending{SENDERS};
     auto chain = std::make_unique<Chain>(service);
     chain->use(std::make_shared<Balancing>(outer)).use(metrics(registry, {"/state"}));
-    chain->use(deadline(20ms)).use(limit(limits)).use(faults(disturbed));
-    chain->use(std::make_shared<Balancing>(inner)).use(limit(limits));
+    chain->use(deadline(20ms)).use(limiter).use(faults(disturbed));
+    chain->use(std::make_shared<Balancing>(inner)).use(innerLimiter);
     test::runOnThreads(SENDERS + ANSWERERS, [&](int thread) {
         if (thread < SENDERS) {
             send(*chain, static_cast<unsigned>(thread));
@@ -153,6 +167,12 @@ TEST(MiddlewareStress, EverythingThatBeginsEndsOnce) {
     EXPECT_GT(inner.begun, 0);
     EXPECT_EQ(inner.ended, inner.begun);
     EXPECT_NE(registry.text().find("kova_requests_pending 0\n"), std::string::npos);
+    for (const auto& middleware : {limiter, innerLimiter}) {
+        Chain idle(service);
+        idle.use(middleware);
+        EXPECT_EQ(accepted(idle, 0), 30);
+        EXPECT_EQ(accepted(idle, 1), 10);
+    }
 }
 
 }  // namespace
