@@ -1,5 +1,4 @@
 #include <chrono>
-#include <cstdio>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -32,6 +31,13 @@ void appendQuoted(std::string& line, char const* name, std::string_view text) {
         }
     }
     line += text.size() > LONGEST_TEXT ? "...\"" : "\"";
+}
+
+// Returns the milliseconds with three digits behind the point.
+std::string milliseconds(std::chrono::nanoseconds time) {
+    const auto microseconds = std::chrono::duration_cast<std::chrono::microseconds>(time).count();
+    return std::to_string(microseconds / 1000) + '.' +
+           std::to_string(1000 + microseconds % 1000).substr(1);
 }
 
 /// The begin of the line of a request, and when it came. Without a line the channel was off.
@@ -78,14 +84,9 @@ public:
 
 private:
     void write(const Outcome& outcome, Entry::Started& started) const {
-        const std::chrono::duration<double, std::milli> time =
-            std::chrono::steady_clock::now() - started.time;
-        char number[32];
-        std::snprintf(number, sizeof number, "%lld.%03lld", static_cast<long long>(time.count()),
-                      static_cast<long long>(time.count() * 1000) % 1000);
         std::string& line = started.line;
         line += " code=" + (outcome.code == 0 ? "cancelled" : std::to_string(outcome.code));
-        line += std::string(" ms=") + number;
+        line += " ms=" + milliseconds(std::chrono::steady_clock::now() - started.time);
         if (!started.traceparent.empty()) {
             appendQuoted(line, " traceparent", started.traceparent);
         }
