@@ -97,7 +97,7 @@ std::shared_ptr<Exchange> Hub::watch(const Ask& ask, ResponseHandler& handler,
         const std::lock_guard<std::mutex> guard(mutex_);
         watcher.snapshot = snapshotLocked();
         watchers_.add(std::move(watcher));
-        mustSubmit = watchers_.hasReady() && !std::exchange(isScheduled_, true);
+        mustSubmit = watchers_.hasReady() && !isClosed_ && !std::exchange(isScheduled_, true);
     }
     if (mustSubmit) {
         DeliveryPool::instance().submit(self);
@@ -232,7 +232,7 @@ StreamQueue Hub::queue() const {
 
 std::vector<WatcherInfo> Hub::watchers() const {
     const std::lock_guard<std::mutex> guard(mutex_);
-    return watchers_.infos(coarseTime());
+    return watchers_.infos(coarseTime(), source_->isIncremental());
 }
 
 }  // namespace kova::kit::detail

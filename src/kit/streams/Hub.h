@@ -58,6 +58,7 @@ private:
     std::vector<std::shared_ptr<Exchange>> waitForSpace(Lock& lock);
     void wakeSetters() noexcept;
     void remove(std::uint64_t id);
+    void submitIfReady();
     bool goOn(Watchers::Visit& visit, DeliverySlot& slot, std::size_t& left, Garbage& garbage);
     bool send(const Watchers::Visit& visit) const;
     std::shared_ptr<Change> snapshotLocked();

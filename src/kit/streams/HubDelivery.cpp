@@ -36,6 +36,20 @@ void Hub::deliver(DeliverySlot& slot) {
         visit.isOpen = send(visit);
         slot.leave();
     }
+    if (!slot.ownsTask.load(std::memory_order_relaxed)) {
+        submitIfReady();
+    }
+}
+
+// The task was taken away from this thread, whose last watcher may have further values by now.
+void Hub::submitIfReady() {
+    {
+        const std::lock_guard<std::mutex> guard(mutex_);
+        if (isClosed_ || !watchers_.hasReady() || std::exchange(isScheduled_, true)) {
+            return;
+        }
+    }
+    DeliveryPool::instance().submit(std::static_pointer_cast<Hub>(shared_from_this()));
 }
 
 // Ends a visit and begins the next one. Returns false if there is none for this thread.
@@ -92,12 +106,9 @@ bool Hub::send(const Watchers::Visit& visit) const {
 void Hub::release() {
     {
         const std::lock_guard<std::mutex> guard(mutex_);
-        isScheduled_ = watchers_.hasReady() && !isClosed_;
-        if (!isScheduled_) {
-            return;
-        }
+        isScheduled_ = false;
     }
-    DeliveryPool::instance().submit(std::static_pointer_cast<Hub>(shared_from_this()));
+    submitIfReady();
 }
 
 void Hub::disconnect(std::size_t slot, std::uint64_t visit) {

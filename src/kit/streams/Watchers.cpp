@@ -128,18 +128,17 @@ void Watchers::begin(Visit& visit, const std::shared_ptr<Change>& snapshot, bool
 // Returns the next value of a watcher that has fallen behind; null if it is disconnected.
 std::shared_ptr<Change> Watchers::catchUp(Watcher& watcher, const std::shared_ptr<Change>& snapshot,
                                           bool incremental, Garbage& garbage) {
-    const bool dropsOldest = queue.whenFull == DropOldest && !incremental;
+    const bool drops = dropsOldest(incremental);
     if (queue.whenFull == Disconnect) {
         move(watcher, endNumber(), garbage);
         return nullptr;
     }
     // The value that comes next replaces all changes in front of it.
-    const std::uint64_t next = dropsOldest ? first_ : endNumber() - 1;
+    const std::uint64_t next = drops ? first_ : endNumber() - 1;
     const std::uint64_t skipped = next - watcher.cursor;
-    (dropsOldest ? watcher.dropped : watcher.conflated) += skipped;
-    watcher.lost += dropsOldest || !snapshot ? skipped : 0;
-    std::shared_ptr<Change> change =
-        dropsOldest || !snapshot ? changes_[next - first_].change : snapshot;
+    (drops ? watcher.dropped : watcher.conflated) += skipped;
+    watcher.lost += drops || !snapshot ? skipped : 0;
+    std::shared_ptr<Change> change = drops || !snapshot ? changes_[next - first_].change : snapshot;
     move(watcher, next + 1, garbage);
     return change;
 }
@@ -177,25 +176,35 @@ std::shared_ptr<Exchange> Watchers::visited(std::size_t slot, std::uint64_t visi
     return found != busy_.end() ? found->exchange : nullptr;
 }
 
-std::vector<WatcherInfo> Watchers::infos(std::int64_t now) const {
+std::vector<WatcherInfo> Watchers::infos(std::int64_t now, bool incremental) const {
     std::vector<WatcherInfo> result;
     result.reserve(byId_.size());
     for (auto const* const list : {&idle_, &ready_, &busy_}) {
         for (const Watcher& watcher : *list) {
-            WatcherInfo info{watcher.clientId, watcher.peer};
-            info.delivered = watcher.delivered;
-            info.conflated = watcher.conflated;
-            info.dropped = watcher.dropped;
-            info.queued =
-                static_cast<std::size_t>(endNumber() - watcher.cursor) + (watcher.snapshot ? 1 : 0);
-            if (watcher.isBusy) {
-                info.blocked = std::chrono::duration_cast<std::chrono::milliseconds>(
-                    std::chrono::nanoseconds(now - watcher.since));
-            }
-            result.push_back(std::move(info));
+            result.push_back(infoOf(watcher, now, incremental));
         }
     }
     return result;
+}
+
+WatcherInfo Watchers::infoOf(const Watcher& watcher, std::int64_t now, bool incremental) const {
+    WatcherInfo info{watcher.clientId, watcher.peer};
+    info.delivered = watcher.delivered;
+    info.conflated = watcher.conflated;
+    info.dropped = watcher.dropped;
+    std::uint64_t next = watcher.cursor;
+    if (next < first_) {
+        // It will find this out at its next visit.
+        const bool drops = dropsOldest(incremental) || queue.whenFull == Disconnect;
+        next = drops ? first_ : endNumber() - 1;
+        (drops ? info.dropped : info.conflated) += next - watcher.cursor;
+    }
+    info.queued = static_cast<std::size_t>(endNumber() - next) + (watcher.snapshot ? 1 : 0);
+    if (watcher.isBusy) {
+        info.blocked = std::chrono::duration_cast<std::chrono::milliseconds>(
+            std::chrono::nanoseconds(now - watcher.since));
+    }
+    return info;
 }
 
 }  // namespace kova::kit::detail

@@ -111,7 +111,7 @@ public:
     std::vector<std::shared_ptr<Exchange>> slowest() const;
     /// Returns the exchange of the watcher in a visit, or null.
     std::shared_ptr<Exchange> visited(std::size_t slot, std::uint64_t visit) const;
-    std::vector<WatcherInfo> infos(std::int64_t now) const;
+    std::vector<WatcherInfo> infos(std::int64_t now, bool incremental) const;
 
 private:
     struct Entry {
@@ -124,6 +124,10 @@ private:
     std::size_t& cursorsAt(std::uint64_t number) noexcept {
         return number == endNumber() ? atEnd_ : changes_[number - first_].cursors;
     }
+    bool dropsOldest(bool incremental) const noexcept {
+        return queue.whenFull == DropOldest && !incremental;
+    }
+    WatcherInfo infoOf(const Watcher& watcher, std::int64_t now, bool incremental) const;
     void move(Watcher& watcher, std::uint64_t cursor, Garbage& garbage);
     void leave(const Watcher& watcher) noexcept;
     void releaseOldest(Garbage& garbage);

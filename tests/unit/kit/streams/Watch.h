@@ -14,6 +14,7 @@
 #include "kova/core/MimeTypes.h"
 #include "kova/core/headers.h"
 #include "kova/kit/Mountable.h"
+#include "kova/kit/StreamOptions.h"
 
 namespace kova::test {
 
@@ -105,6 +106,53 @@ public:
 
 private:
     const std::shared_ptr<Answers> answers_;
+};
+
+/// A receiver that blocks in its first value until `release`. It must outlive the request.
+class BlockingReceiver {
+public:
+    BlockingReceiver() {
+        answers->onValue = [this](const Response& value) {
+            block();
+            const std::lock_guard<std::mutex> guard(mutex_);
+            long lost = 0;
+            if (!value.getHeaderValue(kit::STREAM_LOST).get(lost)) {
+                lost_ += lost;
+            }
+            return false;
+        };
+    }
+
+    void waitUntilBlocked() {
+        std::unique_lock<std::mutex> lock(mutex_);
+        changed_.wait(lock, [this] { return isBlocked_; });
+    }
+    void release() {
+        const std::lock_guard<std::mutex> guard(mutex_);
+        isReleased_ = true;
+        changed_.notify_all();
+    }
+    /// Returns the sum of the header entries about lost changes.
+    long lost() {
+        const std::lock_guard<std::mutex> guard(mutex_);
+        return lost_;
+    }
+
+    const std::shared_ptr<Answers> answers = std::make_shared<Answers>();
+
+private:
+    void block() {
+        std::unique_lock<std::mutex> lock(mutex_);
+        isBlocked_ = true;
+        changed_.notify_all();
+        changed_.wait(lock, [this] { return isReleased_; });
+    }
+
+    std::mutex mutex_;
+    std::condition_variable changed_;
+    bool isBlocked_ = false;
+    bool isReleased_ = false;
+    long lost_ = 0;
 };
 
 /// A client of one object, which sends requests to its handler.

@@ -1,0 +1,60 @@
+#pragma once
+
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "kova/kit/Command.h"
+#include "kova/kit/Schema.h"
+#include "kova/kit/Values.h"
+#include "kova/kit/resources/Streaming.h"
+
+namespace kova::kit {
+
+namespace detail {
+
+/// The data of `Events`: none.
+template <typename T>
+class EventSource final : public StreamSource {
+public:
+    std::shared_ptr<Change> snapshot() const override { return nullptr; }
+    std::vector<Operation> operations(const Hub&) const override {
+        return {{std::string(command::retrieve), "", nullptr, &schemaOf<T>, true}};
+    }
+};
+
+}  // namespace detail
+
+/// Events that clients watch as a stream (`Client::watch`). `T` is a type of `Values.h`.
+///
+/// Unlike `Observable` it has no value: a stream has the events that are sent after it began, and a
+/// request for one value is refused. A watcher gets every event, or learns how many it has lost: by
+/// default up to 64 events wait for each watcher, and one that does not keep up is disconnected
+/// with 503. With another policy (`options`) the event that follows lost ones has the header entry
+/// `STREAM_LOST` with their number, also with `Conflate`, which keeps the newest event only.
+///
+/// Any thread may call any function, also a receiver. `send` queues the event and returns. The
+/// threads that deliver and the destructor are those of `Observable`.
+///
+///     kova::kit::Events<std::string> alarms;
+///     alarms.options().queue(256).whenFull(kova::kit::DropOldest);
+///     alarms.send("the door is open");
+template <typename T>
+class Events final : public detail::Streaming {
+public:
+    Events() : Streaming(std::make_shared<detail::EventSource<T>>(), {64, Disconnect}) {}
+
+    /// @{
+    /// Sends an event to all watchers.
+    void send(const T& event) { queue(std::make_shared<detail::ValueChange<T>>(event)); }
+    void send(T&& event) { queue(std::make_shared<detail::ValueChange<T>>(std::move(event))); }
+    /// @}
+
+private:
+    void queue(std::shared_ptr<detail::Change> event) {
+        detail::publishWith(hub(), std::move(event), [] { return true; });
+    }
+};
+
+}  // namespace kova::kit

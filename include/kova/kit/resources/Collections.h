@@ -1,0 +1,26 @@
+#pragma once
+
+#include <string>
+#include <utility>
+
+#include "kova/kit/resources/Change.h"
+
+// What `ObservableList` and `ObservableMap` have in common. Not for users.
+namespace kova::kit::detail {
+
+/// A change of a list or map. `U` is a `ListChange` or `MapChange` of shared elements.
+template <typename U>
+class CollectionUpdate final : public Change {
+public:
+    explicit CollectionUpdate(U&& update) : update(std::move(update)) {}
+
+    /// Constant after the change was published.
+    U update;
+
+private:
+    Result<Payload> encode(const std::string& mimeType) const override {
+        return toPayload(update, mimeType);
+    }
+};
+
+}  // namespace kova::kit::detail
