@@ -64,7 +64,7 @@ TEST(Hub, DisconnectReachesOnlyTheVisitThatIsMeant) {
     receiver.release();
     EXPECT_EQ(receiver.answers->end(),
               "503 Service Unavailable: the receiver blocks the delivery of values");
-    EXPECT_TRUE(hub->watchers().empty());
+    test::waitUntilUnwatched(*hub);
     hub->refuse();
     EXPECT_TRUE(hub->waitUntilLeft());
 }

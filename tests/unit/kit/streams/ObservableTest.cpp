@@ -238,7 +238,7 @@ TEST(Observable, WatcherThatHasEnoughGetsTheCompletion) {
     Watch(level).watch(answers);
     EXPECT_EQ(answers->end(), "completed");
     EXPECT_EQ(answers->endsWhenDestroyed(), 1U);
-    EXPECT_TRUE(level.watchers().empty());
+    test::waitUntilUnwatched(level);
 }
 
 TEST(Observable, CancelledWatcherGetsNoEnd) {

@@ -6,6 +6,7 @@
 #include <memory>
 #include <mutex>
 #include <string>
+#include <thread>
 #include <utility>
 #include <vector>
 
@@ -154,6 +155,14 @@ private:
     bool isReleased_ = false;
     long lost_ = 0;
 };
+
+/// Waits until a stream has no watcher. One that has ended leaves when its receiver has returned.
+template <typename Stream>
+void waitUntilUnwatched(const Stream& stream) {
+    while (!stream.watchers().empty()) {
+        std::this_thread::yield();
+    }
+}
 
 /// A client of one object, which sends requests to its handler.
 class Watch {
