@@ -138,6 +138,15 @@ std::size_t SharedChannelMap::setLevel(std::string_view pattern, int level) {
     return count;
 }
 
+std::vector<std::pair<std::string, int>> SharedChannelMap::levels() const {
+    const std::lock_guard<osal::Mutex> guard(state_->mutex);
+    std::vector<std::pair<std::string, int>> result;
+    for (const auto& [name, channel] : state_->channels) {
+        result.emplace_back(name, channel->level());
+    }
+    return result;
+}
+
 bool SharedChannelMap::configure(std::string_view list) {
     bool failed = false;
     bool more = !list.empty();

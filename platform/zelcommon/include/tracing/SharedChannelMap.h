@@ -4,6 +4,8 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <utility>
+#include <vector>
 
 #include "tracing/Channel.h"
 #include "zel/Export.h"
@@ -36,6 +38,9 @@ public:
     /// "*" matches any text, and every other character matches itself. A later call overrides an
     /// earlier one. Returns the number of existing channels that matched.
     std::size_t setLevel(std::string_view pattern, int level);
+    /// Returns the names and levels of all present channels, in ascending order of their names. A
+    /// name occurs once for each channel that has it.
+    std::vector<std::pair<std::string, int>> levels() const;
     /// Applies a list of the form "PATTERN=LEVEL[,PATTERN=LEVEL…]". The environment variable
     /// ZEL_TRACE has the same form and is applied when the registry is created. Returns false on
     /// success. Returns true if an item is malformed; the well-formed items are still applied.

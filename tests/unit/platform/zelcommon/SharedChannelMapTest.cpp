@@ -7,6 +7,7 @@
 #include <memory>
 #include <new>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "support/Allocations.h"
@@ -20,6 +21,31 @@ using tracing::SharedChannelMap;
 // Levels stay set for the life of the process, so each test uses different names.
 SharedChannelMap& channels() {
     return SharedChannelMap::instance();
+}
+
+TEST(SharedChannelMapTest, LevelsOfAllPresentChannelsAreListedByName) {
+    const auto isOfThisTest = [](const auto& entry) {
+        return entry.first.compare(0, 7, "LISTED_") == 0;
+    };
+    const auto listed = [&] {
+        std::vector<std::pair<std::string, int>> result;
+        for (const auto& entry : channels().levels()) {
+            if (isOfThisTest(entry)) {
+                result.push_back(entry);
+            }
+        }
+        return result;
+    };
+    using Levels = std::vector<std::pair<std::string, int>>;
+    const Channel second("LISTED_B", 2, Channel::SHARED);
+    {
+        const Channel first("LISTED_A", 1, Channel::SHARED);
+        const Channel twin("LISTED_B", 4, Channel::SHARED);
+        const Channel hidden("LISTED_C", 3, 0);
+        EXPECT_EQ(listed(), (Levels{{"LISTED_A", 1}, {"LISTED_B", 2}, {"LISTED_B", 4}}));
+    }
+    EXPECT_EQ(channels().setLevel("LISTED_*", 5), 1U);
+    EXPECT_EQ(listed(), (Levels{{"LISTED_B", 5}}));
 }
 
 TEST(SharedChannelMapTest, ChannelLivesUntilItsLastReferenceIsReleased) {
