@@ -55,6 +55,8 @@ struct CallsOptions {
     /// The clock of the deadlines, for tests; it must not serve an alarm timer. Null for the
     /// monotonic clock of the system.
     osal::Clock* clock = nullptr;
+    /// Keeps the header entry "$client-id" of each request for `pending`.
+    bool keepsClientId = false;
 };
 
 /// What a call that has not ended is doing.
@@ -75,6 +77,8 @@ struct CallInfo {
     Phase phase = Phase::pending;
     /// The system's number of the thread of the phase; 0 if no thread is occupied.
     long thread = 0;
+    /// The header entry "$client-id" of the request, if `CallsOptions::keepsClientId` is set.
+    std::string client = {};
 
     /// Returns one line: "retrieve '/state', 2004 ms, in a callback on thread 4711".
     KOVA_KIT_API std::string toString() const;

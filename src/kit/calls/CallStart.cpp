@@ -56,7 +56,8 @@ private:
 PendingCall* PendingCall::create(const Request& request, Setup&& setup, Target&& target) {
     static_assert(sizeof(ServiceSide) <= sizeof(Slot::memory));
     static_assert(alignof(ServiceSide) <= alignof(void*));
-    const std::size_t texts = request.getCommand().size() + request.getPath().size();
+    const std::size_t texts =
+        request.getCommand().size() + request.getPath().size() + setup.client.size();
     void* const memory = allocateBlock(sizeof(PendingCall) + texts);
     return ::new (memory) PendingCall(request, std::move(setup), std::move(target));
 }
@@ -72,11 +73,15 @@ PendingCall::PendingCall(const Request& request, Setup&& setup, Target&& target)
       startedAt_(coarseNow()),
       commandSize_(static_cast<std::uint32_t>(request.getCommand().size())),
       pathSize_(static_cast<std::uint32_t>(request.getPath().size())),
+      clientSize_(static_cast<std::uint32_t>(setup.client.size())),
       timeout_(setup.timeout),
       stream_(setup.stream),
       queueLimit_(setup.queue) {
     std::memcpy(text(), request.getCommand().data(), commandSize_);
     std::memcpy(text() + commandSize_, request.getPath().data(), pathSize_);
+    if (clientSize_ != 0) {
+        std::memcpy(text() + commandSize_ + pathSize_, setup.client.data(), clientSize_);
+    }
 }
 
 std::chrono::nanoseconds PendingCall::age() const noexcept {

@@ -4,6 +4,8 @@
 #include <utility>
 
 #include "calls/Threads.h"
+#include "kova/core/headers.h"
+#include "util/config/Value.h"
 
 namespace kova::kit::detail {
 
@@ -17,6 +19,7 @@ CallInfo describe(const PendingCall& call) {
     CallInfo info;
     info.command = call.command();
     info.path = call.path();
+    info.client = call.client();
     info.age = std::chrono::duration_cast<std::chrono::milliseconds>(call.age());
     const state::Word word = call.peek();
     if ((word & state::RUNNING) != 0) {
@@ -29,6 +32,11 @@ CallInfo describe(const PendingCall& call) {
         info.phase = CallInfo::Phase::cancelling;
     }
     return info;
+}
+
+std::string clientOf(const Request& request) {
+    std::string client;
+    return request.getHeaderValue(headers::CLIENT_ID).get(client) ? std::string() : client;
 }
 
 // What a thread that closes waits for.
@@ -65,6 +73,11 @@ PendingCall& CallsCore::create(const Request& request, PendingCall::Target&& tar
         setup.timeout = callOptions.deadline;
         setup.deadline = (now ? *now : deadlines.now()) + callOptions.deadline;
         deadlines.prepare();
+    }
+    std::string client;
+    if (options.keepsClientId) {
+        client = clientOf(request);
+        setup.client = client;
     }
     return *PendingCall::create(request, std::move(setup), std::move(target));
 }

@@ -66,6 +66,7 @@ public:
         std::chrono::milliseconds timeout{0};  ///< the time that the deadline came from
         bool stream = false;                   ///< the deadline is that of the first value
         std::size_t queue = 0;                 ///< bound of the values that wait for the executor
+        std::string_view client = {};          ///< copied; valid during `create`
     };
 
     /// Returns a new call with a reference for its owner and one for the service. `start` or
@@ -109,6 +110,9 @@ public:
     /// Properties that do not change while the call is pending.
     std::string_view command() const noexcept { return {text(), commandSize_}; }
     std::string_view path() const noexcept { return {text() + commandSize_, pathSize_}; }
+    std::string_view client() const noexcept {
+        return {text() + commandSize_ + pathSize_, clientSize_};
+    }
     /// Returns the deadline in this state; `TimePoint::max()` if it has been met or never set.
     TimePoint deadline() const noexcept {
         const bool met = (peek() & (stream_ ? state::ENDED | state::VALUE : state::ENDED)) != 0;
@@ -195,6 +199,7 @@ private:
     std::uint32_t startedBy_ = 0;
     const std::uint32_t commandSize_;
     const std::uint32_t pathSize_;
+    const std::uint32_t clientSize_;
     const std::chrono::milliseconds timeout_;
     const bool stream_;
     /// The thread that is inside `start`, if the service has not returned.

@@ -80,7 +80,8 @@ void JobState::run() noexcept {
         return;
     }
     hasRun_ = true;
-    const MountState::Running running(*mount_, request.getCommand(), request.getPath());
+    const MountState::Running running(*mount_, request.getCommand(), request.getPath(),
+                                      ask.clientId());
     const PeerScope scope(peer_);
     Job job(*this);
     Dispatch dispatch(ask, {captures_.data(), captureCount_}, format, exchange, job);

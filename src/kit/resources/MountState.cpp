@@ -1,5 +1,7 @@
 #include "resources/MountState.h"
 
+#include <utility>
+
 #include "calls/Threads.h"
 
 namespace kova::kit::detail {
@@ -11,6 +13,7 @@ std::vector<CallInfo> MountState::jobs() const {
         CallInfo info;
         info.command = job->command_;
         info.path = job->path_;
+        info.client = job->client_;
         info.age = std::chrono::duration_cast<std::chrono::milliseconds>(
             std::chrono::steady_clock::now() - job->begun_);
         info.phase = CallInfo::Phase::inService;
@@ -20,8 +23,13 @@ std::vector<CallInfo> MountState::jobs() const {
     return result;
 }
 
-MountState::Running::Running(MountState& mount, const std::string& command, const std::string& path)
-    : mount_(mount), command_(command), path_(path), thread_(thisThread().number) {
+MountState::Running::Running(MountState& mount, const std::string& command, const std::string& path,
+                             std::string client)
+    : mount_(mount),
+      command_(command),
+      path_(path),
+      client_(std::move(client)),
+      thread_(thisThread().number) {
     const std::lock_guard<std::mutex> guard(mount_.mutex_);
     place_ = mount_.running_.insert(mount_.running_.end(), this);
 }

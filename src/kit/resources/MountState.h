@@ -32,7 +32,8 @@ public:
     /// A guard that lists a job while it runs.
     class Running {
     public:
-        Running(MountState& mount, const std::string& command, const std::string& path);
+        Running(MountState& mount, const std::string& command, const std::string& path,
+                std::string client);
         ~Running();
         Running(const Running&) = delete;
         Running& operator=(const Running&) = delete;
@@ -42,6 +43,7 @@ public:
         MountState& mount_;
         const std::string& command_;
         const std::string& path_;
+        const std::string client_;
         const std::chrono::steady_clock::time_point begun_ = std::chrono::steady_clock::now();
         const long thread_;
         std::list<const Running*>::iterator place_;
