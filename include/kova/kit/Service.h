@@ -10,6 +10,7 @@
 #include "kova/core/IResourceHandler.h"
 #include "kova/kit/Calls.h"
 #include "kova/kit/Export.h"
+#include "kova/kit/Inspection.h"
 #include "kova/kit/Mountable.h"
 #include "kova/kit/Result.h"
 
@@ -128,6 +129,10 @@ public:
     /// report. It returns the error that the client gets. Several threads may call it at once. An
     /// exception that leaves it ends the process.
     ServiceBuilder& onUncaught(std::function<Error(const Error&)> function);
+
+    /// Mounts what `InspectionOptions` describes at "/.kova". The list of the mount paths at "/"
+    /// does not show it.
+    ServiceBuilder& inspect(InspectionOptions options = {});
 
     /// Returns the service. Without a mount at "/" it answers "retrieve" there with the list of the
     /// mount paths. The builder is empty afterwards.

@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "calls/Threads.h"
+#include "inspection/InspectionState.h"
 #include "kova/core/StaticComposedKovaService.h"
 #include "kova/core/StaticComposedKovaServiceImpl.h"
 #include "osal/Alarm.h"
@@ -55,6 +56,7 @@ struct ServiceParts {
     std::string version;
     OnUncaught onUncaught;
     std::map<std::string, MountEntry> mounts;
+    std::shared_ptr<InspectionState> inspection;
     // In this order, because the calls use the service until they are destroyed.
     std::unique_ptr<StaticComposedKovaService> service;
     std::unique_ptr<Calls> calls;
@@ -67,7 +69,7 @@ namespace {
 using detail::MountEntry;
 
 constexpr char const* STOPPED = "the service stops";
-constexpr std::string_view RESERVED = "/.kova";
+constexpr std::string_view RESERVED = detail::InspectionState::MOUNT;
 
 [[noreturn]] void refuseMount(const std::string& path, char const* reason) {
     throw std::invalid_argument("mount '" + path + "': " + reason);
@@ -255,11 +257,21 @@ ServiceBuilder& ServiceBuilder::onUncaught(std::function<Error(const Error&)> fu
     return *this;
 }
 
+ServiceBuilder& ServiceBuilder::inspect(InspectionOptions options) {
+    parts_->inspection = std::make_shared<detail::InspectionState>(std::move(options));
+    return *this;
+}
+
 std::unique_ptr<Service> ServiceBuilder::build() {
     auto parts = std::exchange(parts_, std::make_unique<detail::ServiceParts>());
     if (parts->mounts.count("/") == 0) {
         const auto root = std::make_shared<detail::RootState>(pathsOf(*parts));
         parts->mounts["/"].served = root;
+    }
+    CallsOptions options;
+    if (parts->inspection) {
+        parts->mounts[detail::InspectionState::MOUNT].served = parts->inspection;
+        options.keepsClientId = true;
     }
     StaticComposedKovaServiceImpl::Handlers handlers;
     for (auto& mount : parts->mounts) {
@@ -267,8 +279,13 @@ std::unique_ptr<Service> ServiceBuilder::build() {
         handlers[mount.first] = mount.second.makeHandler();
     }
     parts->service = std::make_unique<StaticComposedKovaService>(std::move(handlers));
-    parts->calls = std::make_unique<Calls>(*parts->service);
-    return std::make_unique<Service>(std::move(parts));
+    parts->calls = std::make_unique<Calls>(*parts->service, options);
+    const std::shared_ptr<detail::InspectionState> inspection = parts->inspection;
+    auto service = std::make_unique<Service>(std::move(parts));
+    if (inspection) {
+        inspection->attach(*service);
+    }
+    return service;
 }
 
 }  // namespace kova::kit

@@ -1,0 +1,107 @@
+#pragma once
+
+#include <chrono>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "kova/core/Payload.h"
+#include "kova/kit/Fields.h"
+#include "kova/kit/Values.h"
+
+/// The values that a service shows at "/.kova" (`Inspection.h`), for programs that read them.
+///
+///     const auto isSlow = [](const kova::Payload& pending) {
+///         using Pending = std::vector<kova::kit::PendingView>;
+///         for (const kova::kit::PendingView& call :
+///              kova::kit::fromPayload<Pending>(pending).orThrow()) {
+///             if (call.age > std::chrono::seconds(2)) return true;
+///         }
+///         return false;
+///     };
+///
+/// Plain value types. Bytes of a text that are not UTF-8 are shown as U+FFFD.
+namespace kova::kit {
+
+/// An operation of a mount.
+struct OperationView {
+    /// The command word.
+    std::string command;
+    /// The path below the mount path, as a template such as "{id:uint}/name".
+    std::string path;
+    /// The answer can be a stream of values.
+    bool streams = false;
+    /// The JSON Schemas of the "body" of the request and of the "value" of the answer, as far as
+    /// there are any.
+    std::map<std::string, Payload> schemas;
+};
+KOVA_FIELDS(OperationView, command, path, streams, schemas)
+
+/// A mount.
+struct MountView {
+    /// The mount path.
+    std::string path;
+    /// What it offers. Empty for a handler or a service that does not say it.
+    std::vector<OperationView> operations;
+};
+KOVA_FIELDS(MountView, path, operations)
+
+/// A request that has not ended. A request that a worker serves occurs twice: as a request, and as
+/// the job on the thread of the worker.
+struct PendingView {
+    /// The path of the request.
+    std::string path;
+    /// The command word.
+    std::string command;
+    /// The header entry "$client-id", which the client chooses freely. "" without one.
+    std::string client;
+    /// The time since the request was sent, to about 4 ms; of a job, since it began to run.
+    std::chrono::milliseconds age{0};
+    /// What it is doing: "in the service", "pending", "in a callback" or "being cancelled".
+    std::string phase;
+    /// The system's number of the thread that is occupied; 0 for none.
+    long thread = 0;
+};
+KOVA_FIELDS(PendingView, path, command, client, as("ageMs", count(age)), phase, thread)
+
+/// A trace channel.
+struct ChannelView {
+    /// The name.
+    std::string name;
+    /// The lowest level of the messages that are written. 7 is silent.
+    int level = 0;
+};
+KOVA_FIELDS(ChannelView, name, level)
+
+/// The body of an update of "trace".
+struct TraceLevel {
+    /// The names of the channels, of 1 to 128 bytes; "*" matches any text.
+    std::string pattern;
+    /// The lowest level of the messages that are written, from 0 to 7. 7 is silent.
+    int level = 0;
+};
+KOVA_FIELDS(TraceLevel, strict(), pattern, level)
+
+/// The answer to an update of "trace".
+struct TraceChange {
+    /// The number of present channels that matched. Future ones get the level, too.
+    unsigned channels = 0;
+};
+KOVA_FIELDS(TraceChange, channels)
+
+/// The process of a service.
+struct VersionView {
+    /// The name of the service.
+    std::string name;
+    /// The version of the service.
+    std::string version;
+    /// The version of kova.
+    std::string kova;
+    /// The time since the service was built.
+    std::chrono::milliseconds uptime{0};
+    /// The number of the process.
+    long pid = 0;
+};
+KOVA_FIELDS(VersionView, name, version, kova, as("uptimeMs", count(uptime)), pid)
+
+}  // namespace kova::kit

@@ -1,0 +1,58 @@
+#pragma once
+
+#include <chrono>
+#include <memory>
+#include <mutex>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "kova/kit/Inspection.h"
+#include "kova/kit/InspectionViews.h"
+#include "kova/kit/Resource.h"
+#include "resources/Served.h"
+
+namespace kova::kit {
+class Service;
+}
+
+namespace kova::kit::detail {
+
+/// Serves "/.kova": refuses peers that may not look inside, and answers the others.
+class InspectionState final : public Served {
+public:
+    /// The mount path.
+    static constexpr char const* MOUNT = "/.kova";
+    /// The greatest number of bytes of a pattern, and of different patterns.
+    static constexpr std::size_t LONGEST_PATTERN = 128;
+    static constexpr std::size_t MAX_PATTERNS = 100;
+
+    explicit InspectionState(InspectionOptions options);
+
+    /// Sets the service that is looked into. Called before the first request; the service outlives
+    /// the requests.
+    void attach(const Service& service) noexcept;
+    std::vector<Operation> operations() const override { return paths_.operations(); }
+
+protected:
+    std::shared_ptr<Exchange> serve(Incoming incoming) override;
+
+private:
+    void addPaths();
+    bool isAllowed(const Peer& peer) const;
+    std::vector<MountView> resources() const;
+    std::vector<PendingView> pending(const Ask& ask) const;
+    Result<Payload> document(const std::string& mimeType) const;
+    VersionView version() const;
+    Result<TraceChange> setLevel(const TraceLevel& wanted);
+
+    const InspectionOptions options_;
+    Service const* service_ = nullptr;
+    std::chrono::steady_clock::time_point begun_;
+    std::mutex mutex_;
+    /// The patterns whose levels were set. The registry of channels keeps them for ever.
+    std::set<std::string> patterns_;
+    Resource paths_;
+};
+
+}  // namespace kova::kit::detail
