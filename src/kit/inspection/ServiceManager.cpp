@@ -43,7 +43,7 @@ bool isForThisProcess() {
            numberIn("WATCHDOG_PID") == static_cast<std::uint64_t>(::getpid());
 }
 
-// Returns half of the period of the watchdog, or 0 if there is none.
+// Returns half of the period of the watchdog, or 0 without one.
 microseconds watchdogInterval() {
     const std::optional<std::uint64_t> period = numberIn("WATCHDOG_USEC");
     if (!period || !isForThisProcess()) {

@@ -263,7 +263,7 @@ TEST_F(InspectionRefusals, BeginBehindTheLastPattern) {
     EXPECT_EQ(update(R"({"pattern":"NONE_1","level":7})").size(), 2U);
 }
 
-// --- Who may look inside -------------------------------------------------------------------------
+// --- Peers ---------------------------------------------------------------------------------------
 
 struct PeerRow {
     char const* name;
@@ -299,7 +299,7 @@ TEST_F(InspectionPathsTest, StrangerLearnsNothing) {
     }
 }
 
-TEST_F(InspectionPathsTest, FunctionDecidesWhoMayLookInside) {
+TEST_F(InspectionPathsTest, FunctionDecidesWhichPeersMayLookInside) {
     InspectionOptions options;
     options.isAllowed = [](const Peer& peer) { return peer.address == "panel"; };
     build(options);
