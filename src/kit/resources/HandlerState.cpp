@@ -114,7 +114,7 @@ void HandlerState::cancel(void* handle) noexcept {
     }
 }
 
-void HandlerState::release() noexcept {
+void HandlerState::releaseOwned() noexcept {
     if (gate().isInside()) {
         return;
     }
@@ -129,7 +129,7 @@ void HandlerState::release() noexcept {
 void remove(Served& served) {
     served.refuse();
     served.waitUntilLeft();
-    served.release();
+    served.releaseOwned();
 }
 
 void SlotState::set(std::shared_ptr<Served> next) {

@@ -17,7 +17,7 @@ public:
     std::vector<Operation> operations() const override { return {}; }
     /// Destroys the handler on the current thread, because a thread that still has a reference to
     /// this object may be one that the handler joins.
-    void release() noexcept override;
+    void releaseOwned() noexcept override;
 
 protected:
     std::shared_ptr<Exchange> serve(Incoming incoming) override;
@@ -25,7 +25,7 @@ protected:
 private:
     void cancel(void* handle) noexcept;
 
-    /// Guards `handler_` against `release`; `serve` runs before it.
+    /// Guards `handler_` against `releaseOwned`; `serve` runs before it.
     std::mutex mutex_;
     std::unique_ptr<IResourceHandler> handler_;
 };

@@ -45,7 +45,7 @@ public:
     }
     /// Destroys what belongs to the object alone, once it is closed and none of its functions runs.
     /// Does nothing inside one of its functions.
-    virtual void release() noexcept {}
+    virtual void releaseOwned() noexcept {}
     /// Returns the number of pending requests.
     std::size_t pending() const { return table_->size(); }
 
