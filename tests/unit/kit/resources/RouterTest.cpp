@@ -184,9 +184,7 @@ void compare(const Router& router, const std::string& command, const std::string
         << command << " '" << path << "'";
     if (route != nullptr) {
         ASSERT_EQ(route->operation.command, command);
-        const std::vector<std::string> captures(
-            match.captures.begin(),
-            match.captures.begin() + static_cast<std::ptrdiff_t>(match.count));
+        const std::vector<std::string> captures(match.captures(), match.captures() + match.count);
         ASSERT_EQ(captures, expectedCaptures(best, path)) << path;
     }
 }
