@@ -20,13 +20,15 @@ using namespace kova::kit;
 
 void print(const kova::Payload& payload) {
     std::string text;
-    if (!kova::Payload::createStringFrom(payload, text, true)) {
+    if (!kova::Payload::createStringFrom(payload, text, false)) {
         std::cout << text << '\n';
     }
 }
 
 int show(kova::IKovaApi& service, const std::string& path, char const* json) {
-    Client client(service);
+    ClientOptions options;
+    options.accept = kova::mimetypes::AXOBIN_TYPE;  // which is printed as indented JSON
+    Client client(service, options);
     const std::string full = "/.kova/" + path;
     const Result<kova::Payload> answer =
         json == nullptr

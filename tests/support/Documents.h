@@ -52,12 +52,12 @@ inline std::string inBuild(const std::string& text) {
     return std::regex_replace(text, std::regex("build/release\\b"), KOVA_BINARY_DIR);
 }
 
-/// Replaces times, thread numbers and addresses in trace lines, and the members of JSON objects that
-/// differ from run to run, by fixed words.
+/// Replaces times, thread numbers and addresses in trace lines, and the members of JSON objects
+/// that differ from run to run, by fixed words.
 inline std::string normalized(const std::string& text) {
     static const std::regex stamp(R"(\d{4}-\d\d-\d\dT\d\d:\d\d:\d\d\.\d{6}Z \d+ )");
     static const std::regex address("0x[0-9a-f]+");
-    static const std::regex member(R"re(("(?:ageMs|pid|thread|uptimeMs)":)\d+)re");
+    static const std::regex member(R"re(("(?:ageMs|pid|thread|uptimeMs)": ?)\d+)re");
     const std::string lines = std::regex_replace(text, stamp, "TIME THREAD ");
     return std::regex_replace(std::regex_replace(lines, address, "ADDRESS"), member, "$1NUMBER");
 }

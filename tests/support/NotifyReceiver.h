@@ -41,7 +41,7 @@ public:
 
     /// Waits for the next message.
     std::string receive() { return read(0); }
-    /// Returns the next message, or "" if there is none now.
+    /// Returns the next message, or "" if no message has arrived.
     std::string poll() { return read(MSG_DONTWAIT); }
     const std::string& name() const noexcept { return name_; }
 

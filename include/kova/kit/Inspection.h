@@ -15,8 +15,8 @@ namespace kova::kit {
 ///
 /// | path below the mount | commands | value |
 /// |---|---|---|
-/// | "resources" | retrieve | the mounts and their operations: `MountView` |
-/// | "openapi" | retrieve | an OpenAPI 3.1 document of all other mounts |
+/// | "resources" | retrieve | the other mounts and their operations: `MountView` |
+/// | "openapi" | retrieve | an OpenAPI 3.1 document of the other mounts |
 /// | "pending" | retrieve | the requests that have not ended: `PendingView` |
 /// | "metrics" | retrieve | the text of `InspectionOptions::metrics`, as plain text |
 /// | "trace" | retrieve, update | the trace channels: `ChannelView`, `TraceLevel` |

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "calls/CallsChannel.h"
 #include "calls/Threads.h"
 #include "inspection/OpenApi.h"
 #include "inspection/Printable.h"
@@ -59,6 +60,7 @@ Error refused(std::string reason) {
 }  // namespace
 
 InspectionState::InspectionState(InspectionOptions options) : options_(std::move(options)) {
+    callsChannel();  // created on first use, and listed from now on
     addPaths();
 }
 
@@ -109,9 +111,17 @@ std::shared_ptr<Exchange> InspectionState::serve(Incoming incoming) {
     return nullptr;
 }
 
+std::vector<MountInfo> InspectionState::otherMounts() const {
+    std::vector<MountInfo> mounts = service_->mounts();
+    mounts.erase(std::remove_if(mounts.begin(), mounts.end(),
+                                [](const MountInfo& mount) { return mount.path == MOUNT; }),
+                 mounts.end());
+    return mounts;
+}
+
 std::vector<MountView> InspectionState::resources() const {
     std::vector<MountView> views;
-    for (const MountInfo& mount : service_->mounts()) {
+    for (const MountInfo& mount : otherMounts()) {
         MountView view{printable(mount.path), {}};
         for (const Operation& operation : mount.operations) {
             view.operations.push_back(viewOf(operation));
@@ -139,11 +149,7 @@ std::vector<PendingView> InspectionState::pending(const Ask& ask) const {
 }
 
 Result<Payload> InspectionState::document(const std::string& mimeType) const {
-    std::vector<MountInfo> mounts = service_->mounts();
-    mounts.erase(std::remove_if(mounts.begin(), mounts.end(),
-                                [](const MountInfo& mount) { return mount.path == MOUNT; }),
-                 mounts.end());
-    return openApi(service_->name(), service_->version(), mounts, mimeType);
+    return openApi(service_->name(), service_->version(), otherMounts(), mimeType);
 }
 
 VersionView InspectionState::version() const {

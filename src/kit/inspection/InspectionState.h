@@ -14,7 +14,8 @@
 
 namespace kova::kit {
 class Service;
-}
+struct MountInfo;
+}  // namespace kova::kit
 
 namespace kova::kit::detail {
 
@@ -40,6 +41,7 @@ protected:
 private:
     void addPaths();
     bool isAllowed(const Peer& peer) const;
+    std::vector<MountInfo> otherMounts() const;
     std::vector<MountView> resources() const;
     std::vector<PendingView> pending(const Ask& ask) const;
     Result<Payload> document(const std::string& mimeType) const;

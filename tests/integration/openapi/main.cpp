@@ -7,11 +7,9 @@
 #include <variant>
 #include <vector>
 
-#include "inspection/OpenApi.h"
-#include "kova/core/MimeTypes.h"
 #include "kova/kit/Client.h"
+#include "kova/kit/Observable.h"
 #include "kova/kit/Resource.h"
-#include "kova/kit/Schema.h"
 #include "kova/kit/Service.h"
 
 namespace kova::kit::test {
@@ -92,11 +90,11 @@ void printWithoutOperations() {
 }
 
 void printStreams() {
-    Operation watch;
-    watch.command = command::retrieve;
-    watch.valueSchema = &schemaOf<Track>;
-    watch.streams = true;
-    print(detail::openApi("streams", "1", {{"/state", {watch}}}, mimetypes::JSON_TYPE).orThrow());
+    Observable<Track> state;
+    state.onWrite([](const Track&) -> Result<void> { return {}; });
+    ServiceBuilder builder;
+    builder.name("streams").version("1").mount("/state", state);
+    print(builder);
 }
 
 }  // namespace

@@ -10,6 +10,7 @@
 #include <utility>
 #include <vector>
 
+#include "kova/core/headers.h"
 #include "kova/kit/Loop.h"
 #include "kova/testing/ManualClock.h"
 #include "kova/testing/Recording.h"
@@ -81,6 +82,27 @@ TEST_F(CallsTest, DroppedRequestIsReportedAsAnError) {
     EXPECT_EQ(recording.events(), (Events{"error 500 the service dropped retrieve '/state'"}));
     // The entry that a composed service keeps of such a request is removed.
     EXPECT_EQ(service.waitForCancelled(1), (std::vector<std::size_t>{1}));
+}
+
+TEST_F(CallsTest, ClientIdOfAPendingRequestIsKeptOnDemand) {
+    Request request("retrieve", "/state");
+    headers::appendTracingInfo(request, "/home", "panel");
+    calls.actionRequest(request, recording.handler());
+    ASSERT_EQ(calls.pending().size(), 1U);
+    EXPECT_EQ(calls.pending()[0].client, "");
+
+    CallsOptions options;
+    options.keepsClientId = true;
+    Calls keeping(service, options);
+    keeping.actionRequest(request, recording.handler());
+    ASSERT_EQ(keeping.pending().size(), 1U);
+    EXPECT_EQ(keeping.pending()[0].client, "panel");
+    EXPECT_EQ(keeping.pending()[0].path, "/state");
+    keeping.actionRequest({"retrieve", "/other"}, recording.handler());
+    EXPECT_EQ(keeping.pending().size(), 2U);
+    for (const CallInfo& call : keeping.pending()) {
+        EXPECT_EQ(call.client, call.path == "/other" ? "" : "panel");
+    }
 }
 
 TEST_F(CallsTest, CancelRequestIsSilentAndDestroysTheHandler) {

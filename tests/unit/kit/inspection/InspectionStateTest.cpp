@@ -16,6 +16,7 @@
 #include "kova/core/MimeTypes.h"
 #include "kova/kit/Client.h"
 #include "kova/kit/InspectionViews.h"
+#include "kova/kit/Observable.h"
 #include "kova/kit/Resource.h"
 #include "kova/kit/Service.h"
 #include "kova/testing/Recording.h"
@@ -80,12 +81,11 @@ protected:
 TEST_P(InspectionStateTest, ResourcesShowsMountsAndOperations) {
     build();
     const auto mounts = get<std::vector<MountView>>("/.kova/resources").orThrow();
-    ASSERT_EQ(mounts.size(), 4U);
+    ASSERT_EQ(mounts.size(), 3U);
     EXPECT_EQ(mounts[0].path, "/");
-    EXPECT_EQ(mounts[1].path, "/.kova");
-    EXPECT_EQ(mounts[2].path, HOSTILE_SHOWN);
-    EXPECT_EQ(mounts[3].path, "/list");
-    const OperationView& insert = mounts[3].operations.at(0);
+    EXPECT_EQ(mounts[1].path, HOSTILE_SHOWN);
+    EXPECT_EQ(mounts[2].path, "/list");
+    const OperationView& insert = mounts[2].operations.at(0);
     EXPECT_EQ(insert.command, "insert");
     EXPECT_EQ(insert.path, "{id:uint}");
     EXPECT_FALSE(insert.streams);
@@ -178,6 +178,16 @@ INSTANTIATE_TEST_SUITE_P(Formats, InspectionStateTest,
 // --- What does not depend on the format ----------------------------------------------------------
 
 using InspectionPathsTest = InspectionStateTest;
+
+TEST_F(InspectionPathsTest, StreamsAreMarked) {
+    Observable<int> state;
+    service = ServiceBuilder().mount("/state", state).inspect().build();
+    const Payload answer = Client(*service).retrieve<Payload>("/.kova/resources").get().orThrow();
+    const auto mounts = fromPayload<std::vector<MountView>>(answer).orThrow();
+    EXPECT_TRUE(mounts.at(1).operations.at(0).streams);
+    EXPECT_NE(eventsOf("retrieve", "/.kova/openapi").at(0).find("text/event-stream"),
+              std::string::npos);
+}
 
 TEST_F(InspectionPathsTest, ServiceShowsNothingUnlessAsked) {
     service = ServiceBuilder().mount("/list", list).build();
