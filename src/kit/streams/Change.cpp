@@ -10,15 +10,26 @@ namespace kova::kit::detail {
 Change::~Change() = default;
 
 const Change::Form& Change::form(StreamFormat format) {
-    Form& form = forms_[static_cast<std::size_t>(format)];
-    std::call_once(form.once, [&] {
-        const Result<Payload> payload =
-            encode(format == StreamFormat::json ? mimetypes::JSON_TYPE : mimetypes::AXOBIN_TYPE);
-        form.failed = !payload;
-        form.response =
-            payload ? Response(statuscodes::STREAM, *payload) : payload.error().toResponse();
-    });
-    return form;
+    const auto number = static_cast<std::size_t>(format);
+    if (!isReady_[number].load(std::memory_order_acquire)) {
+        fill(format, number);
+    }
+    return forms_[number];
+}
+
+// A second thread that needs the format waits until the first one has encoded the value.
+void Change::fill(StreamFormat format, std::size_t number) {
+    const std::lock_guard<std::mutex> guard(mutex_);
+    if (isReady_[number].load(std::memory_order_relaxed)) {
+        return;
+    }
+    Form& form = forms_[number];
+    Result<Payload> payload =
+        encode(format == StreamFormat::json ? mimetypes::JSON_TYPE : mimetypes::AXOBIN_TYPE);
+    form.failed = !payload;
+    form.response =
+        payload ? Response(statuscodes::STREAM, *std::move(payload)) : payload.error().toResponse();
+    isReady_[number].store(true, std::memory_order_release);
 }
 
 }  // namespace kova::kit::detail

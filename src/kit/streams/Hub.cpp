@@ -183,15 +183,18 @@ std::vector<std::shared_ptr<Exchange>> Hub::waitForSpace(Lock& lock) {
         return {};
     }
     ++waiting_;
-    const bool hasSpace =
-        space_.wait_for(lock, patience_, [this] { return isClosed_ || watchers_.isHalfEmpty(); });
+    const bool hasSpace = space_.wait_for(lock, patience_, [this] {
+        isNotified_ = isClosed_ || watchers_.isHalfEmpty();
+        return isNotified_;
+    });
     --waiting_;
     return hasSpace || !watchers_.isFull() ? std::vector<std::shared_ptr<Exchange>>()
                                            : watchers_.slowest();
 }
 
 void Hub::wakeSetters() noexcept {
-    if (waiting_ != 0 && watchers_.isHalfEmpty()) {
+    if (waiting_ != 0 && !isNotified_ && watchers_.isHalfEmpty()) {
+        isNotified_ = true;
         space_.notify_all();
     }
 }

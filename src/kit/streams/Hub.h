@@ -72,6 +72,8 @@ private:
     std::chrono::milliseconds patience_{1000};
     std::atomic<std::uint64_t> lastId_{0};
     std::size_t waiting_ = 0;
+    /// The waiting setters were notified; a notification is a system call.
+    bool isNotified_ = false;
     /// The pool has the task.
     bool isScheduled_ = false;
     bool isClosed_ = false;

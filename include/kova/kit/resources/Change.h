@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -24,7 +25,6 @@ class KOVA_KIT_API Change {
 public:
     /// The value in a format.
     struct Form {
-        std::once_flag once;
         /// Code 299 and the value, or the error of a value that has no form in the format.
         Response response;
         bool failed = false;
@@ -40,7 +40,11 @@ public:
 
 private:
     virtual Result<Payload> encode(const std::string& mimeType) const = 0;
+    KOVA_KIT_LOCAL void fill(StreamFormat format, std::size_t number);
 
+    // Not `std::call_once`, which makes a system call when the function has returned.
+    std::atomic<bool> isReady_[2] = {};
+    std::mutex mutex_;
     Form forms_[2];
 };
 
