@@ -101,7 +101,7 @@ public:
             return true;
         });
     }
-    /// Replaces an element. Returns false if there is none at the index.
+    /// Replaces an element. Returns false if the list has no such index.
     bool set(std::size_t index, T value) {
         detail::Shared<T> element = share(std::move(value));
         auto change = makeChange(ResourceUpdateType::MODIFIED, index, element);
@@ -113,7 +113,7 @@ public:
             return true;
         });
     }
-    /// Removes an element. Returns false if there is none at the index.
+    /// Removes an element. Returns false if the list has no such index.
     bool remove(std::size_t index) {
         detail::Shared<T> element;
         auto change = makeChange(ResourceUpdateType::REMOVED, index, {});
@@ -153,7 +153,7 @@ public:
         }
         return result;
     }
-    /// Returns a copy of an element; nothing if there is none at the index.
+    /// Returns a copy of an element; nothing if the list has no such index.
     std::optional<T> get(std::size_t index) const {
         detail::Shared<T> element;
         detail::readWith(hub(), [&] {

@@ -98,7 +98,7 @@ public:
             return true;
         });
     }
-    /// Removes an element. Returns false if there is none with the key.
+    /// Removes an element. Returns false if the map has no such key.
     bool remove(const std::string& key) {
         MapChange<detail::Shared<T>> update;
         update.kind = ResourceUpdateType::REMOVED;
@@ -135,7 +135,7 @@ public:
         }
         return result;
     }
-    /// Returns a copy of an element; nothing if there is none with the key.
+    /// Returns a copy of an element; nothing if the map has no such key.
     std::optional<T> get(const std::string& key) const {
         detail::Shared<T> element;
         detail::readWith(hub(), [&] {

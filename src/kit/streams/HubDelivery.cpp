@@ -52,7 +52,7 @@ void Hub::submitIfReady() {
     DeliveryPool::instance().submit(std::static_pointer_cast<Hub>(shared_from_this()));
 }
 
-// Ends a visit and begins the next one. Returns false if there is none for this thread.
+// Ends a visit and begins the next one. Returns false if this thread has nothing left to do.
 bool Hub::goOn(Watchers::Visit& visit, DeliverySlot& slot, std::size_t& left, Garbage& garbage) {
     const std::lock_guard<std::mutex> guard(mutex_);
     if (visit.isRunning) {

@@ -3,6 +3,8 @@
 #include <gtest/gtest.h>
 
 #include "Watch.h"
+#include "kova/core/StaticComposedKovaService.h"
+#include "kova/kit/Client.h"
 
 namespace kova::kit {
 namespace {
@@ -50,6 +52,17 @@ TEST(ObservableList, RetrieveReturnsTheListOrAnElement) {
     }
     EXPECT_EQ(watch.send(Request("delete", "2"))->end(),
               "400 Bad Request: command 'delete' not supported for path '2'; supported: retrieve");
+}
+
+TEST(ObservableList, ServesAClientThroughAComposedService) {
+    ObservableList<int> list({3, 5, 8});
+    std::map<std::string, std::unique_ptr<IResourceHandler>> mounts;
+    mounts["/list"] = list.handler();
+    StaticComposedKovaService service(std::move(mounts));
+    Client client(service);
+    EXPECT_EQ(*client.retrieve<std::vector<int>>("/list").get(), (std::vector<int>{3, 5, 8}));
+    EXPECT_EQ(*client.retrieve<int>("/list/2").get(), 8);
+    EXPECT_EQ(client.retrieve<int>("/list/3").get().error().message, "path '/list/3' not found");
 }
 
 TEST(ObservableList, StreamHasTheWholeAndThenTheChanges) {
