@@ -1,11 +1,26 @@
 #include "kova/kit/resources/Change.h"
 
 #include <cstddef>
+#include <string>
 
 #include "kova/core/MimeTypes.h"
 #include "kova/core/StatusCodes.h"
 
 namespace kova::kit::detail {
+
+namespace {
+
+// Never destroyed, because the threads of the pool encode until the process ends. Not made for each
+// value, because it does not fit into the string object.
+const std::string& nameOf(StreamFormat format) {
+    // NOLINTBEGIN(bugprone-unhandled-exception-at-new): without memory the process ends
+    static const std::string& json = *new std::string(mimetypes::JSON_TYPE);
+    static const std::string& binary = *new std::string(mimetypes::AXOBIN_TYPE);
+    // NOLINTEND(bugprone-unhandled-exception-at-new)
+    return format == StreamFormat::json ? json : binary;
+}
+
+}  // namespace
 
 Change::~Change() = default;
 
@@ -24,8 +39,7 @@ void Change::fill(StreamFormat format, std::size_t number) {
         return;
     }
     Form& form = forms_[number];
-    Result<Payload> payload =
-        encode(format == StreamFormat::json ? mimetypes::JSON_TYPE : mimetypes::AXOBIN_TYPE);
+    Result<Payload> payload = encode(nameOf(format));
     form.failed = !payload;
     form.response =
         payload ? Response(statuscodes::STREAM, *std::move(payload)) : payload.error().toResponse();
