@@ -26,8 +26,11 @@ struct DeliverySlot {
     /// The number of the slot.
     std::size_t number = 0;
 
-    /// Begins and ends a call of a receiver.
-    void enter() noexcept { visit.store(visit.load(std::memory_order_relaxed) + 1); }
+    /// Begins and ends a call of a receiver. Relaxed, because the monitor only compares numbers; a
+    /// stronger order costs 10 ns.
+    void enter() noexcept {
+        visit.store(visit.load(std::memory_order_relaxed) + 1, std::memory_order_relaxed);
+    }
     void leave() noexcept { enter(); }
 };
 

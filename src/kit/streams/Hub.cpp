@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "kova/core/StatusCodes.h"
+#include "kova/kit/Answer.h"
 #include "kova/kit/Command.h"
 #include "streams/Refusals.h"
 
@@ -62,7 +63,7 @@ std::shared_ptr<Exchange> Hub::dispatch(const Incoming& incoming, ResponseHandle
     const Ask& ask = incoming.ask;
     const std::optional<StreamFormat> format = formatOf(ask.accept());
     if (ask.command() == command::retrieve && !format) {
-        answer(handler, unknownFormat(ask));
+        answer(handler, unknownFormat(ask.accept()));
     } else if (ask.command() == command::retrieve && ask.wantsStream() && ask.path().empty()) {
         return watch(ask, handler, *format);
     } else if (ask.command() == command::retrieve) {
@@ -112,7 +113,7 @@ Result<Response> Hub::retrieve(const Ask& ask, StreamFormat format) {
         value = ask.path().empty() ? source_->whole() : source_->element(ask.path());
     }
     if (!value) {
-        return ask.path().empty() ? streamOnly(ask) : pathNotFound(ask);
+        return ask.path().empty() ? streamOnly(ask) : notFound(ask);
     }
     const Change::Form& form = value->form(format);
     if (form.failed) {
@@ -128,7 +129,7 @@ Error Hub::refuseCommand(const Ask& ask) {
             supported += (supported.empty() ? "" : ", ") + operation.command;
         }
     }
-    return supported.empty() ? pathNotFound(ask) : commandNotSupported(ask, supported);
+    return supported.empty() ? notFound(ask) : commandNotSupported(ask, supported);
 }
 
 std::vector<Operation> Hub::operations() const {

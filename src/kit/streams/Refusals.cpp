@@ -3,36 +3,14 @@
 #include "kova/core/Errors.h"
 #include "kova/core/StatusCodes.h"
 #include "kova/core/headers.h"
+#include "kova/kit/Answer.h"
 
 namespace kova::kit::detail {
 
-namespace {
-
-// Returns the text of an error of the catalogue, whose format has one or two texts.
-std::string textOf(int number, const std::string& first, const std::string& second = {}) {
-    std::string text = errors::Error.find(number)->format;
-    const std::size_t at = text.find("%s");
-    text.replace(at, 2, first);
-    const std::size_t next = text.find("%s", at + first.size());
-    return next == std::string::npos ? text : text.replace(next, 2, second);
-}
-
-}  // namespace
-
-Error pathNotFound(const Ask& ask) {
-    return {statuscodes::NOT_FOUND, textOf(errors::PathNotFound, ask.request().getPath())};
-}
-
 Error commandNotSupported(const Ask& ask, const std::string& supported) {
-    return {statuscodes::BAD_REQUEST,
-            textOf(errors::CommandNotSupported, ask.command(), ask.request().getPath()) +
-                "; supported: " + supported};
-}
-
-Error unknownFormat(const Ask& ask) {
-    return {statuscodes::BAD_REQUEST, textOf(errors::UndefinedMimeType, ask.accept()) +
-                                          "; there are: " + mimetypes::JSON_TYPE + ", " +
-                                          mimetypes::AXOBIN_TYPE};
+    Error error = catalogued(errors::CommandNotSupported, ask.command(), ask.request().getPath());
+    error.message += "; supported: " + supported;
+    return error;
 }
 
 Error streamOnly(const Ask& ask) {
