@@ -167,7 +167,9 @@ struct Deadline {
 /// middleware, and 500 for a service that forgets a request, arrive as `onError`. `use` must not be
 /// called after the first request. Any thread may call the other functions, also inside a callback.
 /// The service must outlive the chain. The destructor cancels what is pending and waits like that
-/// of `Calls`.
+/// of `Calls`. A request that is answered at once takes some 70 ns more; with a log that is off,
+/// metrics, a deadline and limits 220 ns, and no allocation after warm-up
+/// (`bench/kit_middleware_bench`).
 ///
 ///     const auto serve = [](kova::IKovaApi& service, const kova::Request& request,
 ///                           std::unique_ptr<kova::IResponseHandler<kova::Response>> handler) {

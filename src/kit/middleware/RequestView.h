@@ -8,8 +8,8 @@
 
 namespace kova::kit::detail {
 
-/// What observers see of a request: an `Ask` that keeps what several of them need. Reading the
-/// clock takes 25 ns, and a header entry 5.
+/// What observers see of a request: an `Ask` that keeps what several of them need, because reading
+/// the clock takes 25 ns.
 class RequestView : public Ask {
 public:
     using TimePoint = std::chrono::steady_clock::time_point;
