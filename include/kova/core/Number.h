@@ -52,9 +52,9 @@ public:
     /// Returns the text. The reference is valid until the object is assigned to or destroyed.
     const std::string& toString() const noexcept { return text_; }
 
-    /// Returns whether the latest conversion failed. This distinguishes a failure from the number
-    /// 0. Each conversion clears the flag first, and sets it when it fails. The flag is true after
-    /// a conversion that threw an exception.
+    /// Returns whether the latest conversion failed, to distinguish a failure from the number zero.
+    /// Each conversion clears the flag first, and sets it when it fails. The flag is true after a
+    /// conversion that threw an exception.
     bool hasError() const noexcept { return error_; }
 
     /// Returns the number. Fails and returns 0 if the text contains no number, or a number outside

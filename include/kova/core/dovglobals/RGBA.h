@@ -57,8 +57,8 @@ KOVA_API std::optional<RGBA> createRGBA(unsigned char red, unsigned char green, 
 
 /// Parses the text of a colour. Reports an error and returns nothing if `text` does not have the
 /// form. Reports another error and returns nothing if a channel is above 255 or the alpha is above
-/// 1.0. The alpha is rounded to the nearest float; a very small one becomes a subnormal number or
-/// 0.
+/// 1.0. The alpha is rounded to the nearest float; a very small one becomes a subnormal number
+/// or zero.
 KOVA_API std::optional<RGBA> parseRGBA(std::string text);
 
 }  // namespace kova::dovglobals

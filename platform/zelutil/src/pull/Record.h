@@ -56,9 +56,8 @@ struct Event {
 /// There are no end events: a container ends at its `next`. Texts that are verbatim in the payload
 /// are not copied, so the payload must outlive the record.
 ///
-/// The caller is responsible for the order of the events, which is not checked. A record has at
-/// most 2^32 - 2 events and bytes of text. Every function that returns a bool returns true on
-/// success.
+/// The order of the events is not checked. A record has at most 2^32 - 2 events and bytes of text.
+/// Every function that returns a bool returns true on success.
 class Record {
 public:
     /// The number of events that are stored inline. It is chosen so that the reader stays below
@@ -161,8 +160,8 @@ inline bool Record::addReal(Event::Kind kind, double value) noexcept {
 }
 
 inline bool Record::addText(Event::Kind kind, std::string_view bytes) noexcept {
-    // Computed with integers: the bytes may be outside the payload, and subtracting their pointers
-    // would be undefined.
+    // Computed with integers, because subtracting pointers to bytes outside the payload is
+    // undefined.
     const std::uintptr_t offset = reinterpret_cast<std::uintptr_t>(bytes.data()) -
                                   reinterpret_cast<std::uintptr_t>(payload_.data());
     if (offset > reach_ || bytes.size() > reach_ - offset) {

@@ -93,8 +93,7 @@ public:
 
     /// Copies an integer to `out`. Fails for every other kind. The 32-bit functions also fail if
     /// the value does not fit. The 64-bit functions copy the two's-complement value: `get(long&)`
-    /// of 18446744073709551615 produces -1, and `get(unsigned long&)` of -1 produces
-    /// 18446744073709551615.
+    /// of 18446744073709551615 produces -1, and `get(unsigned long&)` of -1 the reverse.
     [[nodiscard]] bool get(int& out) const noexcept;
     [[nodiscard]] bool get(unsigned int& out) const noexcept;
     [[nodiscard]] bool get(long& out) const noexcept;
