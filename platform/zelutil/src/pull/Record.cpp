@@ -13,8 +13,8 @@ using Kind = Event::Kind;
 
 constexpr std::size_t MAX_INDEX = std::numeric_limits<std::uint32_t>::max() - 1;
 
-// Initial capacity for payloads that do not fit inline: one event for each 4 bytes (common payloads
-// have one for each 4 to 7), at most 1 MiB.
+// Sizes for the initial capacity. Common payloads have one event for each 4 to 7 bytes. A payload
+// that does not fit inline reserves one event for each 4 bytes, at most 1 MiB.
 constexpr std::size_t MOST_BYTES_OF_EVENT = 7;
 constexpr std::size_t BYTES_OF_EVENT = 4;
 constexpr std::size_t MOST = 1 << 16;

@@ -28,7 +28,7 @@ char charOf(std::size_t byte) {
     return static_cast<char>(byte);
 }
 
-TEST(GlobAutomatonTest, SetsMatchTheirMembers) {
+TEST(GlobAutomatonTest, SetsMatchExactlyTheirMembers) {
     for (std::size_t member = 0; member < 256; ++member) {
         const CharacterSet set = CharacterSet().set(member);
         const GlobAutomaton one = automatonOf({{Kind::Set, 0, 0}, ACCEPT}, {set});

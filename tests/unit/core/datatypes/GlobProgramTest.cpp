@@ -70,7 +70,7 @@ TEST(GlobProgramTest, ForkMatchesEitherBranch) {
 }
 
 // The sets of active steps have words of 64 bits, so their size changes with the length.
-TEST(GlobProgramTest, ProgramsOfAllLengthsMatchToTheirEnd) {
+TEST(GlobProgramTest, ProgramsOfAllLengthsMatchTheWholeText) {
     for (std::size_t length = 0; length < 600; ++length) {
         std::vector<GlobStep> steps(length, GlobStep{Kind::Literal, 'x', 0});
         steps.push_back({Kind::Repeat, 0, 0});

@@ -55,7 +55,7 @@ TEST(NfaSimulationTest, ForkMatchesEitherBranch) {
 }
 
 // The sets of active steps have words of 64 bits, and a larger capacity above 256 steps.
-TEST(NfaSimulationTest, ProgramsOfAllLengthsMatchToTheirEnd) {
+TEST(NfaSimulationTest, ProgramsOfAllLengthsMatchTheWholeText) {
     const std::vector<CharacterSet> sets = {CharacterSet().set('x')};
     for (std::size_t length = 0; length < 600; ++length) {
         Steps steps(length, GlobStep{Kind::Literal, 'x', 0});

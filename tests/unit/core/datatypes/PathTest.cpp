@@ -461,7 +461,7 @@ std::ostream& operator<<(std::ostream& out, const WildcardRow& row) {
 
 class PathWildcard : public testing::TestWithParam<WildcardRow> {};
 
-TEST_P(PathWildcard, IsReturnedAsTheIndexOfItsPart) {
+TEST_P(PathWildcard, HasTheIndexOfItsPart) {
     const WildcardRow& row = GetParam();
     EXPECT_EQ(Path::indexIntoPathFromPattern(row.pattern, row.n), row.index) << row.pattern;
     EXPECT_EQ(Path::indexIntoPathFromPattern(std::string(row.pattern), row.n), row.index)

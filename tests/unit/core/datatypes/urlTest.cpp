@@ -86,7 +86,7 @@ INSTANTIATE_TEST_SUITE_P(Url, UrlPieces, testing::ValuesIn(PIECES));
 
 class UrlWithoutDelimiter : public testing::TestWithParam<char const*> {};
 
-TEST_P(UrlWithoutDelimiter, LeavesThePiecesEmpty) {
+TEST_P(UrlWithoutDelimiter, LeavesAllPiecesEmpty) {
     const url parsed(GetParam());
     EXPECT_EQ(parsed.toString(), "");
     EXPECT_EQ(parsed.scheme(), "");
