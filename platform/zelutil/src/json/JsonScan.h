@@ -86,12 +86,12 @@ private:
     std::array<Level, MAX_NESTING_DEPTH> levels_;
 };
 
-/// The details of a JSON text that was refused. It stores the text, and searches for the mistake
-/// when the message is read. A refusal therefore takes no second pass.
+/// The details of a JSON text that was rejected. It stores the text, and searches for the mistake
+/// when the message is read. Therefore a rejection needs no second pass.
 class JsonFailure final : public zel::ErrorDetails {
 public:
-    /// The largest buffer that is kept until the message is read, in bytes: a thread holds it up to
-    /// its next error. The message about the text of a larger one names no byte.
+    /// The maximum size in bytes of a text that is stored until the message is read. The thread
+    /// stores it up to its next error. The message about a larger text names no byte.
     static constexpr std::size_t MAX_KEPT = std::size_t{1} << 24;
 
     /// Creates the details of the `size` bytes of `text`, read with at most `limit` open levels.
