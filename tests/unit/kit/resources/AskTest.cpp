@@ -8,7 +8,7 @@
 namespace kova::kit {
 namespace {
 
-TEST(Ask, WithoutHeaderWantsOneValueInJson) {
+TEST(Ask, RequestWithoutHeaderWantsOneJsonValue) {
     const Request request("retrieve", "/lamp/3");
     const Ask ask(request, "3");
     EXPECT_EQ(ask.command(), "retrieve");

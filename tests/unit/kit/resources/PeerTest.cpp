@@ -11,7 +11,7 @@ namespace {
 const Request REQUEST("retrieve", "/state");
 const Peer STRANGER{1000, 100, 4711, "unix:"};
 
-TEST(Peer, OfARequestWithinTheProcessIsTheProcessItself) {
+TEST(Peer, OfALocalRequestIsTheProcessItself) {
     const Peer peer = peerOf(REQUEST);
     EXPECT_EQ(peer.uid, static_cast<long>(::geteuid()));
     EXPECT_EQ(peer.gid, static_cast<long>(::getegid()));

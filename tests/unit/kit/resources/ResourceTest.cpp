@@ -86,7 +86,7 @@ TEST_F(ResourceTest, VoidFunctionCompletesWithoutAValue) {
     EXPECT_EQ(level, 5);
 }
 
-TEST_F(ResourceTest, ErrorOfAResultIsTheEnd) {
+TEST_F(ResourceTest, ErrorOfAResultEndsTheRequest) {
     resource.on(command::retrieve, "", [](const Ask&) -> Result<int> {
         return Error{409, "in use"};
     });
@@ -101,12 +101,12 @@ TEST_F(ResourceTest, ResponseIsSentVerbatim) {
     EXPECT_EQ(eventsOf("update", "").back(), "error 403 no");
 }
 
-TEST_F(ResourceTest, LiteralTextIsAString) {
+TEST_F(ResourceTest, StringLiteralIsSentAsAString) {
     resource.on(command::retrieve, "", [](const Ask&) { return "text"; });
     EXPECT_EQ(eventsOf("retrieve", ""), (Events{R"(value 200 "text")", "completed"}));
 }
 
-TEST_F(ResourceTest, ValueWithoutAFormIs500) {
+TEST_F(ResourceTest, InfiniteNumberIsAnsweredWith500) {
     resource.on(command::retrieve, "", [](const Ask&) { return 1e308 * 10; });
     EXPECT_EQ(eventsOf("retrieve", ""),
               (Events{"error 500 expected a finite number, found inf (byte 0)"}));
@@ -114,7 +114,7 @@ TEST_F(ResourceTest, ValueWithoutAFormIs500) {
 
 // --- Arguments -----------------------------------------------------------------------------------
 
-TEST_F(ResourceTest, ParametersOfTheTemplateComeInOrderBeforeTheBody) {
+TEST_F(ResourceTest, TemplateParametersComeInOrderBeforeTheBody) {
     resource.on(command::update, "{zone:uint}/{name}/{offset:int}",
                 [](const Ask&, unsigned char zone, const std::string& name, long offset,
                    const std::vector<int>& body) {
@@ -132,13 +132,13 @@ TEST_F(ResourceTest, NumberThatDoesNotFitItsTypeIsNotFound) {
     EXPECT_EQ(eventsOf("retrieve", "256").back(), "error 404 path '/mount/256' not found");
 }
 
-TEST_F(ResourceTest, RestParameterHasAllSegments) {
+TEST_F(ResourceTest, RestParameterContainsAllRemainingSegments) {
     resource.on(command::retrieve, "files/{path:rest}",
                 [](const Ask&, std::string_view path) { return std::string(path); });
     EXPECT_EQ(eventsOf("retrieve", "files/a/b/c"), (Events{R"(value 200 "a/b/c")", "completed"}));
 }
 
-TEST_F(ResourceTest, BodyThatCannotBeReadIs400WithTheReason) {
+TEST_F(ResourceTest, UnreadableBodyIsAnsweredWith400AndTheReason) {
     resource.on(command::insert, "", [](const Ask&, const Entry&) {});
     EXPECT_EQ(eventsOf("insert", "", Payload::createFromJSON(R"({"title":17})")),
               (Events{"error 400 title: expected a string, found 17 (byte 9)"}));
@@ -155,7 +155,7 @@ TEST_F(ResourceTest, UnknownPathIsAnsweredWithAHint) {
               "error 404 path '/mount/x' not found; below the mount there are: state, volume");
 }
 
-TEST_F(ResourceTest, UnknownCommandIsAnsweredWithTheSupportedOnes) {
+TEST_F(ResourceTest, UnknownCommandIsAnsweredWithTheSupportedCommands) {
     resource.on(command::retrieve, "state", [](const Ask&) { return 1; });
     resource.on(command::update, "state", [](const Ask&, int) {});
     EXPECT_EQ(eventsOf("delete", "state").back(),
@@ -163,7 +163,7 @@ TEST_F(ResourceTest, UnknownCommandIsAnsweredWithTheSupportedOnes) {
               "retrieve, update");
 }
 
-TEST_F(ResourceTest, SupportedCommandsAreThoseOfAllTemplatesThatMatch) {
+TEST_F(ResourceTest, ErrorListsTheCommandsOfAllMatchingTemplates) {
     resource.on(command::retrieve, "all", [](const Ask&) { return 1; });
     resource.on(command::remove, "{id:uint}", [](const Ask&, unsigned) {});
     resource.on(command::update, "{name}", [](const Ask&, const std::string&, int) {});
@@ -172,7 +172,7 @@ TEST_F(ResourceTest, SupportedCommandsAreThoseOfAllTemplatesThatMatch) {
               "retrieve, update");
 }
 
-TEST_F(ResourceTest, UnknownFormatIsRefusedBeforeTheFunctionRuns) {
+TEST_F(ResourceTest, UnknownFormatIsRejectedBeforeTheFunctionRuns) {
     bool hasRun = false;
     resource.on(command::update, "", [&](const Ask&) { hasRun = true; });
     Request request("update", "/mount");
@@ -192,7 +192,7 @@ TEST_F(ResourceTest, ExceptionIsReportedAndAnsweredWith500) {
     ASSERT_EQ(reports.take().size(), 1U);
 }
 
-TEST_F(ResourceTest, KovaExceptionCarriesItsResponse) {
+TEST_F(ResourceTest, KovaExceptionIsAnsweredWithItsResponse) {
     resource.on(command::retrieve, "", [](const Ask&) -> int {
         throw KovaException(Response::createErrorResponse(403, "not yours"));
     });
@@ -216,19 +216,19 @@ TEST_F(ResourceTest, ReplyAnswersLaterFromAnotherThread) {
     EXPECT_EQ(recording.living(), 0U);
 }
 
-TEST_F(ResourceTest, ReplyThatAnswersAtOnceLeavesNoPendingRequest) {
+TEST_F(ResourceTest, ImmediateReplyLeavesNoPendingRequest) {
     resource.on(command::retrieve, "", [](const Ask&, Reply<int> reply) { reply.value(3); });
     EXPECT_EQ(send(Request("retrieve", "/mount"), ""), nullptr);
     EXPECT_EQ(recording.events(), (Events{"value 200 3", "completed"}));
 }
 
-TEST_F(ResourceTest, ReplyThatIsDestroyedUnusedAnswers500) {
+TEST_F(ResourceTest, UnusedReplyAnswers500) {
     resource.on(command::retrieve, "", [](const Ask&, const Reply<int>&) {});
     EXPECT_EQ(eventsOf("retrieve", ""),
               (Events{"error 500 the service did not answer the request"}));
 }
 
-TEST_F(ResourceTest, ExceptionOfAFunctionWithAReplyIsItsAnswer) {
+TEST_F(ResourceTest, ExceptionOfAFunctionWithAReplyEndsTheRequest) {
     test::Reports reports;
     resource.on(command::retrieve, "",
                 [](const Ask&, Reply<int>) { throw std::runtime_error("oops"); });
@@ -236,7 +236,7 @@ TEST_F(ResourceTest, ExceptionOfAFunctionWithAReplyIsItsAnswer) {
               (Events{"error 500 Internal error in server implementation: retrieve '': oops"}));
 }
 
-TEST_F(ResourceTest, ReplyThatAnExceptionDestroysAnswers500) {
+TEST_F(ResourceTest, ReplyDestroyedByAnExceptionAnswers500) {
     resource.on(command::retrieve, "", [](const Ask&, Reply<int> reply) {
         try {
             const Reply<int> inner(std::move(reply));
@@ -248,7 +248,7 @@ TEST_F(ResourceTest, ReplyThatAnExceptionDestroysAnswers500) {
               (Events{"error 500 the service did not answer the request"}));
 }
 
-TEST_F(ResourceTest, ReplyThatAnExceptionOfAnotherThreadDestroysAnswers500) {
+TEST_F(ResourceTest, ReplyDestroyedByAnExceptionOfAnotherThreadAnswers500) {
     resource.on(command::retrieve, "", [](const Ask&, Reply<int> reply) {
         std::thread([reply = std::move(reply)]() mutable {
             try {
@@ -262,7 +262,7 @@ TEST_F(ResourceTest, ReplyThatAnExceptionOfAnotherThreadDestroysAnswers500) {
               (Events{"error 500 the service did not answer the request"}));
 }
 
-TEST_F(ResourceTest, CancelledReplyIsTold) {
+TEST_F(ResourceTest, CancellationCallsOnCancelOnce) {
     std::optional<Reply<int>> kept;
     int cancelled = 0;
     resource.on(command::retrieve, "", [&](const Ask&, Reply<int> reply) {
@@ -278,7 +278,7 @@ TEST_F(ResourceTest, CancelledReplyIsTold) {
     EXPECT_EQ(recording.living(), 0U);
 }
 
-TEST_F(ResourceTest, LateCancellationReachesNoLaterRequest) {
+TEST_F(ResourceTest, LateCancellationDoesNotAffectTheNextRequest) {
     std::vector<Reply<int>> kept;
     resource.on(command::retrieve, "",
                 [&](const Ask&, Reply<int> reply) { kept.push_back(std::move(reply)); });
@@ -291,7 +291,7 @@ TEST_F(ResourceTest, LateCancellationReachesNoLaterRequest) {
 
 // --- The end of the resource ---------------------------------------------------------------------
 
-TEST_F(ResourceTest, DestroyedResourceEndsPendingRequestsAndRefusesNewOnes) {
+TEST_F(ResourceTest, DestroyedResourceAnswersPendingAndNewRequestsWith503) {
     std::vector<Reply<int>> kept;
     bool cancelled = false;
     std::optional<Resource> temporary(std::in_place);
@@ -321,13 +321,13 @@ TEST_F(ResourceTest, ResourceMayBeDestroyedInsideItsFunction) {
     EXPECT_EQ(temporary, nullptr);
 }
 
-TEST_F(ResourceTest, FunctionCannotBeAddedAfterTheFirstRequest) {
+TEST_F(ResourceTest, AddingAFunctionAfterTheFirstRequestThrows) {
     resource.on(command::retrieve, "", [](const Ask&) { return 1; });
     send(Request("retrieve", "/mount"), "");
     EXPECT_THROW(resource.on(command::update, "", [](const Ask&) {}), std::logic_error);
 }
 
-TEST_F(ResourceTest, OperationsNameCommandsTemplatesAndSchemas) {
+TEST_F(ResourceTest, OperationsContainCommandsTemplatesAndSchemas) {
     resource.on(command::retrieve, "{id:uint}", [](const Ask&, unsigned) { return Entry(); });
     resource.on(command::insert, "", [](const Ask&, const Entry&) {});
     const std::vector<Operation> operations = resource.operations();

@@ -82,7 +82,7 @@ TEST_F(ServiceTest, SlashAtTheEndOfAMountIsDropped) {
     EXPECT_EQ(service->mounts().back().path, "/state");
 }
 
-TEST_F(ServiceTest, MountsThatCannotBeReachedAreRefused) {
+TEST_F(ServiceTest, InvalidMountsAreRejected) {
     for (char const* const path :
          {"", "state", "//", "/a//b", "/a/../b", "/a/.", "/a//", "/.kova", "/.kova/page"}) {
         EXPECT_THROW(builder.mount(path, state), std::invalid_argument) << path;
@@ -136,7 +136,7 @@ TEST_F(ServiceTest, ExceptionOfAHandlerIsAnsweredWith500) {
     EXPECT_EQ(reports.take().size(), 1U);
 }
 
-TEST_F(ServiceTest, OnUncaughtDecidesTheAnswer) {
+TEST_F(ServiceTest, OnUncaughtChoosesTheAnswerToAnException) {
     test::Reports reports;
     builder.onUncaught([](const Error& error) {
         return Error{502, "hidden " + error.message.substr(0, 8)};
@@ -145,7 +145,7 @@ TEST_F(ServiceTest, OnUncaughtDecidesTheAnswer) {
     EXPECT_EQ(eventsOf("retrieve", "/bad"), (Events{"error 502 hidden Internal"}));
 }
 
-TEST_F(ServiceTest, RequestOfAHandlerThatNobodyAnswersEnds) {
+TEST_F(ServiceTest, DestroyedResponseHandlerAnswers500) {
     Keeper::Kept kept;
     service = builder.mount("/kept", std::make_unique<Keeper>(kept)).build();
     const Recording recording = record();
@@ -154,7 +154,7 @@ TEST_F(ServiceTest, RequestOfAHandlerThatNobodyAnswersEnds) {
     EXPECT_EQ(recording.waitFor(1), (Events{"error 500 the service did not answer the request"}));
 }
 
-TEST_F(ServiceTest, MountsNameTheirOperations) {
+TEST_F(ServiceTest, MountsListTheirOperations) {
     service = builder.name("player").version("1.2.0").mount("/state", withState(state)).build();
     EXPECT_EQ(service->name(), "player");
     EXPECT_EQ(service->version(), "1.2.0");
@@ -191,7 +191,7 @@ TEST_F(ServiceTest, ClearedSlotEndsPendingRequestsAndDestroysTheHandler) {
 
 // --- Stop ----------------------------------------------------------------------------------------
 
-TEST_F(ServiceTest, StopEndsPendingRequestsWith503AndRefusesNewOnes) {
+TEST_F(ServiceTest, StopAnswersPendingAndNewRequestsWith503) {
     std::vector<Reply<int>> kept;
     state.on(command::retrieve, "",
              [&](const Ask&, Reply<int> reply) { kept.push_back(std::move(reply)); });
@@ -206,7 +206,7 @@ TEST_F(ServiceTest, StopEndsPendingRequestsWith503AndRefusesNewOnes) {
     EXPECT_EQ(late.waitFor(1).front().substr(0, 9), "error 503");
 }
 
-TEST_F(ServiceTest, StopNamesWhatIsStuck) {
+TEST_F(ServiceTest, StopReturnsTheCallsThatAreStuck) {
     std::promise<void> inside;
     std::promise<void> goOn;
     state.on(command::retrieve, "", [&](const Ask&) {
@@ -228,7 +228,7 @@ TEST_F(ServiceTest, StopNamesWhatIsStuck) {
     EXPECT_TRUE(service->stop(2s).empty());
 }
 
-TEST_F(ServiceTest, StopFromInsideAFunctionDoesNotWaitForIt) {
+TEST_F(ServiceTest, StopInsideAFunctionDoesNotWaitForTheFunction) {
     state.on(command::retrieve, "", [&](const Ask&) { return service->stop(10s).size(); });
     service = builder.mount("/state", state).build();
     const Recording recording = record();
@@ -288,7 +288,7 @@ TEST_F(ServiceTest, CancelledJobWakesFromItsSleep) {
     EXPECT_FALSE(slept.get_future().get());
 }
 
-TEST_F(ServiceTest, JobThatIsCancelledWhileItIsQueuedDoesNotRun) {
+TEST_F(ServiceTest, JobCancelledInTheQueueDoesNotRun) {
     Worker worker;
     std::promise<void> goOn;
     std::atomic<int> runs{0};
@@ -308,7 +308,7 @@ TEST_F(ServiceTest, JobThatIsCancelledWhileItIsQueuedDoesNotRun) {
     EXPECT_EQ(second.events(), Events{});
 }
 
-TEST_F(ServiceTest, StopNamesAJobThatGoesOn) {
+TEST_F(ServiceTest, StopReturnsAJobThatIgnoresItsCancellation) {
     Worker worker;
     std::promise<void> inside;
     std::promise<void> goOn;

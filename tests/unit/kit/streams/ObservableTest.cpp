@@ -27,7 +27,7 @@ struct State {
 };
 KOVA_FIELDS(State, position, title)
 
-/// Counts how often a value is written.
+/// A number that counts how often it is written.
 struct Counted {
     int number = 0;
     static inline std::atomic<int> writes{0};
@@ -39,7 +39,7 @@ Request update(const std::string& json) {
 
 // --- Values --------------------------------------------------------------------------------------
 
-TEST(Observable, ReturnsItsValue) {
+TEST(Observable, GetReturnsTheLatestValue) {
     Observable<int> level(30);
     EXPECT_EQ(level.get(), 30);
     level.set(40);
@@ -48,7 +48,7 @@ TEST(Observable, ReturnsItsValue) {
     EXPECT_EQ(level.get(), 41);
 }
 
-TEST(Observable, ModifyCallsItsFunctionAgainIfAnotherThreadWasFaster) {
+TEST(Observable, ModifyRepeatsItsFunctionAfterAConcurrentSet) {
     Observable<int> level(1);
     int calls = 0;
     level.modify([&](int& value) {
@@ -80,7 +80,7 @@ TEST(Observable, RetrieveReturnsTheWantedFormat) {
     EXPECT_EQ(fromPayload<int>(answers->last().getPayload()).valueOr(0), 30);
 }
 
-TEST(Observable, RefusesUnknownFormatsCommandsAndPaths) {
+TEST(Observable, RejectsUnknownFormatsCommandsAndPaths) {
     Observable<int> level(30);
     const Watch watch(level);
     Request unknown("retrieve", "");
@@ -96,7 +96,7 @@ TEST(Observable, RefusesUnknownFormatsCommandsAndPaths) {
     EXPECT_EQ(watch.send(Request("update", "left"))->end(), "404 Not Found: path 'left' not found");
 }
 
-TEST(Observable, ValueWithoutAFormInTheFormatIsAnError) {
+TEST(Observable, ValueThatJsonCannotExpressIsAnError) {
     Observable<double> level(std::numeric_limits<double>::quiet_NaN());
     const Watch watch(level);
     const std::string error =
@@ -136,7 +136,7 @@ TEST(Observable, AcceptedWriteBecomesTheValue) {
     EXPECT_EQ(level.get(), 50);
 }
 
-TEST(Observable, EmptyFunctionMakesItReadOnlyAgain) {
+TEST(Observable, EmptyWriteFunctionMakesItReadOnlyAgain) {
     Observable<int> level(30);
     level.onWrite([](const int&) { return Result<void>(); });
     level.onWrite(nullptr);
@@ -144,7 +144,7 @@ TEST(Observable, EmptyFunctionMakesItReadOnlyAgain) {
               "400 Bad Request: command 'update' not supported for path ''; supported: retrieve");
 }
 
-TEST(Observable, ExceptionOfTheFunctionIsAnError) {
+TEST(Observable, ExceptionOfTheWriteFunctionIsTheAnswer) {
     const test::Reports reports;
     Observable<int> level(30);
     level.onWrite([](const int& wanted) -> Result<void> {
@@ -172,7 +172,7 @@ TEST(Observable, StreamBeginsWithTheValueAndHasEachChange) {
     EXPECT_EQ(answers->last().getStatusCode(), 299);
 }
 
-TEST(Observable, FirstValueHasTheQueueInItsHeader) {
+TEST(Observable, HeaderOfTheFirstValueDescribesTheQueue) {
     Observable<int> level(30);
     level.options().queue(7).whenFull(DropOldest);
     const auto answers = Watch(level).watch();
@@ -193,7 +193,7 @@ TEST(Observable, DefaultKeepsSixteenChangesAndConflates) {
 }  // namespace
 
 namespace detail {
-/// Writes the number and counts.
+/// Writes the number and counts the call.
 template <>
 struct Codec<Counted> {
     static constexpr Kind KIND = Kind::Number;
@@ -231,7 +231,7 @@ TEST(Observable, ValueIsEncodedOnceForAllWatchersOfAFormat) {
     EXPECT_EQ(all[0]->last().getPayload().data(), all[2]->last().getPayload().data());
 }
 
-TEST(Observable, WatcherThatHasEnoughGetsTheCompletion) {
+TEST(Observable, WatcherThatWantsNoMoreValuesGetsACompletion) {
     Observable<int> level(30);
     const auto answers = std::make_shared<Answers>();
     answers->onValue = [](const Response&) { return true; };
@@ -253,7 +253,7 @@ TEST(Observable, CancelledWatcherGetsNoEnd) {
     EXPECT_EQ(answers->values(1).size(), 1U);
 }
 
-TEST(Observable, DestructorEndsWatchersWith503AndHandlersOutliveIt) {
+TEST(Observable, HandlerAnswers503AfterTheObservableIsDestroyed) {
     std::optional<Observable<int>> level(30);
     const Watch watch(*level);
     const auto answers = watch.watch();
@@ -333,7 +333,7 @@ TEST(Observable, MayBeDestroyedInsideAReceiver) {
     EXPECT_EQ(answers->endsWhenDestroyed(), 1U);
 }
 
-TEST(Observable, DestructorWaitsForAReceiverThatRuns) {
+TEST(Observable, DestructorWaitsForARunningReceiver) {
     auto level = std::make_unique<Observable<int>>(0);
     std::promise<void> entered;
     std::promise<void> mayLeave;

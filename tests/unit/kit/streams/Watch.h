@@ -19,7 +19,7 @@
 
 namespace kova::test {
 
-/// What a request got. Any thread may call any function.
+/// The responses to one request. Any thread may call any function.
 class Answers {
 public:
     void addValue(const Response& value) {
@@ -43,7 +43,7 @@ public:
         changed_.wait(lock, [&] { return values_.size() >= count || !ends_.empty(); });
         return values_;
     }
-    /// Waits for the value with this text and returns all values up to now.
+    /// Waits for the value with this text and returns all values received so far.
     std::vector<std::string> valuesUntil(const std::string& last) {
         std::unique_lock<std::mutex> lock(mutex_);
         changed_.wait(
@@ -71,7 +71,8 @@ public:
         return !ends_.empty();
     }
 
-    /// Called for each value, after it was added, without a lock. Returns whether it is enough.
+    /// Called for each value after it has been added, without a lock. Returns true if no further
+    /// value is wanted.
     std::function<bool(const Response&)> onValue;
 
 private:
@@ -90,7 +91,7 @@ private:
     bool destroyed_ = false;
 };
 
-/// A response handler that writes down what it gets.
+/// A response handler that records the responses.
 class AnswerHandler : public IResponseHandler<Response> {
 public:
     explicit AnswerHandler(std::shared_ptr<Answers> answers) : answers_(std::move(answers)) {}
@@ -156,7 +157,8 @@ private:
     long lost_ = 0;
 };
 
-/// Waits until a stream has no watcher. One that has ended leaves when its receiver has returned.
+/// Waits until a stream has no watcher. A watcher whose stream has ended is removed when its receiver
+/// has returned.
 template <typename Stream>
 void waitUntilUnwatched(const Stream& stream) {
     while (!stream.watchers().empty()) {
@@ -164,12 +166,12 @@ void waitUntilUnwatched(const Stream& stream) {
     }
 }
 
-/// A client of one object, which sends requests to its handler.
+/// A client of one object. It sends requests to the object's handler.
 class Watch {
 public:
     explicit Watch(const kit::Mountable& mountable) : handler_(mountable.handler()) {}
 
-    /// Sends a request. Returns what it gets. `handle` is set to the handle.
+    /// Sends a request and returns its responses. Sets `handle` to the handle of the request.
     std::shared_ptr<Answers> send(const Request& request, std::shared_ptr<Answers> answers = {},
                                   void** handle = nullptr) const {
         if (!answers) {
