@@ -33,10 +33,10 @@ public:
                                 std::unique_ptr<IResponseHandler<Response>>&& handler,
                                 const std::string& resourcePath) = 0;
     /// Cancels the pending request `handle`, because the caller cancels it or the service shuts
-    /// down. Any thread may call it, also while the request is being answered. Because the service
-    /// has removed the entry, the response handler may then be destroyed without a terminating
-    /// event. A handler that is destroyed without cancellation and without a terminating event
-    /// leaves the stale entry that is described above.
+    /// down. Any thread may call it, also while the request is being answered. The service has
+    /// removed the entry of the request before this call, so the response handler may then be
+    /// destroyed without a terminating event. If no cancellation took place, destroying a response
+    /// handler without a terminating event leaves a stale entry, as described above.
     virtual void cancelRequest(void* handle) = 0;
 };
 
