@@ -162,7 +162,7 @@ private:
     std::vector<std::unique_ptr<IResourceHandler>> handlers_;
 };
 
-TEST_F(StreamHazardsTest, OneWatcherBlocksForEverAndAThousandOthersGetEverything) {
+TEST_F(StreamHazardsTest, BlockedWatcherDoesNotAffectAThousandOthers) {
     constexpr int WATCHERS = 1000;
     const int values = 20 * test::stressFactor();
     Observable<Alive> state;
@@ -181,7 +181,7 @@ TEST_F(StreamHazardsTest, OneWatcherBlocksForEverAndAThousandOthersGetEverything
     released = true;
 }
 
-TEST_F(StreamHazardsTest, MoreBlockThanThePoolHasThreadsAndTheOthersGetEverything) {
+TEST_F(StreamHazardsTest, MoreBlockedWatchersThanThreadsDoNotAffectOthers) {
     constexpr int BLOCKING = 20;
     Observable<int> state(0);
     blockWith(state, BLOCKING);
@@ -199,7 +199,7 @@ TEST_F(StreamHazardsTest, MoreBlockThanThePoolHasThreadsAndTheOthersGetEverythin
     waitUntil([&] { return state.watchers().size() == 120U - static_cast<unsigned>(errors); });
 }
 
-TEST_F(StreamHazardsTest, WatcherThatBlocksDelaysNoOtherStream) {
+TEST_F(StreamHazardsTest, BlockedWatcherDelaysNoOtherStream) {
     Observable<int> blockedState(0);
     Observable<int> state(0);
     blockWith(blockedState, 4);
@@ -213,7 +213,7 @@ TEST_F(StreamHazardsTest, WatcherThatBlocksDelaysNoOtherStream) {
 }
 
 // The counts of each watcher add up, and the last value reaches each watcher.
-TEST_F(StreamHazardsTest, ThreadsSetWhileOthersWatchAndCancel) {
+TEST_F(StreamHazardsTest, CountsAddUpWhileThreadsSetWatchAndCancel) {
     const int rounds = 300 * test::stressFactor();
     Observable<int> state(0);
     std::atomic<bool> stop{false};
@@ -275,7 +275,7 @@ TEST_F(StreamHazardsTest, EveryEventIsDeliveredOrCounted) {
     }
 }
 
-TEST_F(StreamHazardsTest, DestroyedWhileDeliveringEndsEachWatcherOnce) {
+TEST_F(StreamHazardsTest, DestructionDuringDeliveryEndsEachWatcherOnce) {
     const int rounds = 100 * test::stressFactor();
     for (int i = 0; i < rounds; ++i) {
         constexpr int WATCHERS = 20;

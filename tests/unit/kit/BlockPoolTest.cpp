@@ -45,7 +45,7 @@ TEST(BlockPool, BlocksAreAlignedAndDoNotOverlap) {
     }
 }
 
-TEST(BlockPool, ReleasedBlocksAreUsedAgain) {
+TEST(BlockPool, ReleasedBlocksAreReused) {
     releaseAll(allocateMany(50, 200));
     const std::size_t before = test::allocations();
     std::vector<void*> blocks;
@@ -65,7 +65,7 @@ TEST(BlockPool, LargeBlocksAreNotKept) {
     EXPECT_EQ(test::allocations(), before + 1);
 }
 
-TEST(BlockPool, BlocksThatAnotherThreadReleasesComeBack) {
+TEST(BlockPool, BlocksReleasedByAnotherThreadAreReused) {
     // More than one thread keeps, so that the rest is shared.
     const std::vector<void*> blocks = allocateMany(640, 300);
     std::thread([&] { releaseAll(blocks); }).join();
@@ -80,7 +80,7 @@ TEST(BlockPool, BlocksThatAnotherThreadReleasesComeBack) {
     releaseAll(again);
 }
 
-TEST(BlockPool, SharedBlocksAreBounded) {
+TEST(BlockPool, NumberOfSharedBlocksIsBounded) {
     // More than threads share; the rest is freed, which AddressSanitizer and valgrind check.
     releaseAll(allocateMany(5000, 60));
     const std::size_t before = test::allocations();

@@ -78,7 +78,7 @@ protected:
 
 // --- Each path, in both formats ------------------------------------------------------------------
 
-TEST_P(InspectionStateTest, ResourcesShowsMountsAndOperations) {
+TEST_P(InspectionStateTest, ResourcesListMountsAndOperations) {
     build();
     const auto mounts = get<std::vector<MountView>>("/.kova/resources").orThrow();
     ASSERT_EQ(mounts.size(), 3U);
@@ -108,7 +108,7 @@ TEST_P(InspectionStateTest, OpenapiDescribesAllOtherMounts) {
     EXPECT_EQ(info.orThrow().at("title"), "player");
 }
 
-TEST_P(InspectionStateTest, PendingShowsRequestsThatHaveNotEnded) {
+TEST_P(InspectionStateTest, PendingListsUnfinishedRequests) {
     build();
     Client slow = client(GetParam(), "hmi\"<script>\xFF");
     Subscription call = slow.retrieve<int>(HOSTILE).start();
@@ -124,7 +124,7 @@ TEST_P(InspectionStateTest, PendingShowsRequestsThatHaveNotEnded) {
     EXPECT_TRUE(get<std::vector<PendingView>>("/.kova/pending").orThrow().empty());
 }
 
-TEST_P(InspectionStateTest, TraceShowsChannelsAndLevels) {
+TEST_P(InspectionStateTest, TraceListsChannelsAndLevels) {
     build();
     const tracing::Channel channel("INSPECT_SHOW\xFF", 3, tracing::Channel::SHARED);
     const auto channels = get<std::vector<ChannelView>>("/.kova/trace").orThrow();
@@ -135,7 +135,7 @@ TEST_P(InspectionStateTest, TraceShowsChannelsAndLevels) {
     EXPECT_EQ(found->level, 3);
 }
 
-TEST_P(InspectionStateTest, TraceIsChangedAtRunTime) {
+TEST_P(InspectionStateTest, UpdateOfTraceChangesLevels) {
     build();
     const tracing::Channel channel("INSPECT_SET", 7, tracing::Channel::SHARED);
     const auto change = client(GetParam())
@@ -147,7 +147,7 @@ TEST_P(InspectionStateTest, TraceIsChangedAtRunTime) {
     EXPECT_EQ(tracing::Channel("INSPECT_SECOND", 7, tracing::Channel::SHARED).level(), 2);
 }
 
-TEST_P(InspectionStateTest, VersionShowsTheProcess) {
+TEST_P(InspectionStateTest, VersionDescribesTheProcess) {
     build();
     const VersionView view = get<VersionView>("/.kova/version").orThrow();
     EXPECT_EQ(view.name, "player");
@@ -157,7 +157,7 @@ TEST_P(InspectionStateTest, VersionShowsTheProcess) {
     EXPECT_GE(view.uptime.count(), 0);
 }
 
-TEST_P(InspectionStateTest, MetricsAreThePlainTextOfTheFunction) {
+TEST_P(InspectionStateTest, MetricsAreThePlainTextFromTheFunction) {
     InspectionOptions options;
     options.metrics = [] { return std::string("# HELP up\nup 1\n"); };
     build(options);
@@ -195,12 +195,12 @@ TEST_F(InspectionPathsTest, ServiceShowsNothingUnlessAsked) {
               (Events{"error 404 path '/.kova/version' not found"}));
 }
 
-TEST_F(InspectionPathsTest, RootDoesNotListTheMount) {
+TEST_F(InspectionPathsTest, RootDoesNotListTheInspectionMount) {
     service = ServiceBuilder().mount("/list", list).inspect().build();
     EXPECT_EQ(eventsOf("retrieve", "/"), (Events{R"(value 200 ["/list"])", "completed"}));
 }
 
-TEST_F(InspectionPathsTest, PlainTextIsAcceptedForMetrics) {
+TEST_F(InspectionPathsTest, MetricsMayBeRequestedAsPlainText) {
     InspectionOptions options;
     options.metrics = [] { return std::string("up 1\n"); };
     build(options);
@@ -210,12 +210,12 @@ TEST_F(InspectionPathsTest, PlainTextIsAcceptedForMetrics) {
         400);
 }
 
-TEST_F(InspectionPathsTest, MetricsAreUnknownWithoutAFunction) {
+TEST_F(InspectionPathsTest, MetricsPathIsUnknownWithoutAFunction) {
     build();
     EXPECT_EQ(eventsOf("retrieve", "/.kova/metrics").at(0).substr(0, 9), "error 404");
 }
 
-TEST_F(InspectionPathsTest, ExceptionOfTheMetricsIsAnsweredWith500) {
+TEST_F(InspectionPathsTest, ExceptionOfTheMetricsFunctionIsAnsweredWith500) {
     test::Reports reports;
     InspectionOptions options;
     options.metrics = []() -> std::string { throw std::runtime_error("oops"); };
@@ -225,7 +225,7 @@ TEST_F(InspectionPathsTest, ExceptionOfTheMetricsIsAnsweredWith500) {
         (Events{"error 500 Internal error in server implementation: retrieve 'metrics': oops"}));
 }
 
-TEST_F(InspectionPathsTest, UnknownPathIsAnsweredWithASimilarOne) {
+TEST_F(InspectionPathsTest, UnknownPathIsAnsweredWithASimilarPath) {
     build();
     EXPECT_EQ(eventsOf("retrieve", "/.kova/pendin"),
               (Events{"error 404 path '/.kova/pendin' not found; did you mean 'pending'?"}));
@@ -250,7 +250,7 @@ const RefusedRow REFUSED[] = {
 
 class InspectionRefusals : public InspectionStateTest {};
 
-TEST_F(InspectionRefusals, OfLevelsHaveAReason) {
+TEST_F(InspectionRefusals, InvalidLevelsAndPatternsAreAnsweredWithAReason) {
     build();
     for (const RefusedRow& row : REFUSED) {
         const Events events = update(row.body);
@@ -260,7 +260,7 @@ TEST_F(InspectionRefusals, OfLevelsHaveAReason) {
     }
 }
 
-TEST_F(InspectionRefusals, BeginBehindTheLastPattern) {
+TEST_F(InspectionRefusals, HundredAndFirstPatternIsRejected) {
     build();
     EXPECT_EQ(update(R"({"pattern":")" + std::string(128, 'A') + R"(","level":7})").at(0),
               R"(value 200 {"channels":0})");
@@ -286,7 +286,7 @@ const PeerRow PEERS[] = {{"Own", static_cast<long>(::geteuid()), true},
                          {"Stranger", static_cast<long>(::geteuid()) + 1, false},
                          {"Unknown", -1, false}};
 
-TEST_F(InspectionPathsTest, OwnUserAndRootMayLookInside) {
+TEST_F(InspectionPathsTest, OwnUserAndRootMayInspectTheService) {
     build();
     for (const PeerRow& row : PEERS) {
         Peer peer;
@@ -297,7 +297,7 @@ TEST_F(InspectionPathsTest, OwnUserAndRootMayLookInside) {
     }
 }
 
-TEST_F(InspectionPathsTest, StrangerLearnsNothing) {
+TEST_F(InspectionPathsTest, OtherUsersAreAnsweredWith403) {
     build();
     const Peer stranger{12345, 12345, 1, "127.0.0.1:41034"};
     const PeerScope scope(stranger);
@@ -309,7 +309,7 @@ TEST_F(InspectionPathsTest, StrangerLearnsNothing) {
     }
 }
 
-TEST_F(InspectionPathsTest, FunctionDecidesWhichPeersMayLookInside) {
+TEST_F(InspectionPathsTest, FunctionDecidesWhichPeersAreAllowed) {
     InspectionOptions options;
     options.isAllowed = [](const Peer& peer) { return peer.address == "panel"; };
     build(options);
@@ -319,7 +319,7 @@ TEST_F(InspectionPathsTest, FunctionDecidesWhichPeersMayLookInside) {
     EXPECT_EQ(eventsOf("retrieve", "/.kova/pending").at(0), "value 200 []");
 }
 
-TEST_F(InspectionPathsTest, ExceptionOfThatFunctionIsAnsweredWith500) {
+TEST_F(InspectionPathsTest, ExceptionOfThePeerFunctionIsAnsweredWith500) {
     test::Reports reports;
     InspectionOptions options;
     options.isAllowed = [](const Peer&) -> bool { throw std::runtime_error("oops"); };
@@ -331,7 +331,7 @@ TEST_F(InspectionPathsTest, ExceptionOfThatFunctionIsAnsweredWith500) {
 
 // --- Threads -------------------------------------------------------------------------------------
 
-TEST_F(InspectionPathsTest, JobIsShownWithItsClientAndThread) {
+TEST_F(InspectionPathsTest, JobIsListedWithItsClientAndThread) {
     Worker worker;
     std::vector<PendingView> seen;
     Resource jobs;
@@ -353,7 +353,7 @@ TEST_F(InspectionPathsTest, JobIsShownWithItsClientAndThread) {
     EXPECT_EQ(job->phase, "in the service");
 }
 
-TEST_F(InspectionPathsTest, ThreadsLookInsideAtTheSameTime) {
+TEST_F(InspectionPathsTest, SeveralThreadsInspectTheServiceAtOnce) {
     InspectionOptions options;
     options.metrics = [] { return std::string("up 1\n"); };
     build(options);

@@ -27,7 +27,7 @@ TEST(NotifySocketTest, MessageReachesThePathOfASocket) {
     EXPECT_EQ(receiver.receive(), "READY=1");
 }
 
-TEST(NotifySocketTest, NamesThatAreNoSocketsLeadNowhere) {
+TEST(NotifySocketTest, InvalidSocketNameCannotBeOpened) {
     for (const std::string& name :
          {std::string(), std::string("/"), std::string("@"), std::string("relative/path"),
           std::string("vsock:2:1234"), '/' + std::string(107, 'a')}) {
@@ -38,7 +38,7 @@ TEST(NotifySocketTest, NamesThatAreNoSocketsLeadNowhere) {
     EXPECT_TRUE(NotifySocket('/' + std::string(106, 'a')).isOpen());
 }
 
-TEST(NotifySocketTest, SocketThatNobodyReadsIsReported) {
+TEST(NotifySocketTest, SendingToAnUnboundSocketFails) {
     const NotifySocket socket(abstractSocket("nobody"));
     EXPECT_TRUE(socket.isOpen());
     EXPECT_FALSE(socket.send("READY=1"));

@@ -65,7 +65,7 @@ protected:
 
 using Names = std::vector<std::string>;
 
-TEST_F(OpenApiTest, DocumentNamesTheServiceAndItsVersion) {
+TEST_F(OpenApiTest, DocumentContainsTheServiceNameAndVersion) {
     EXPECT_EQ(textOf(document().at("openapi")), R"("3.1.0")");
     EXPECT_EQ(textOf(document().at("info")), R"({"title":"player","version":"1.2.0"})");
     EXPECT_EQ(textOf(document().at("paths")), "{}");
@@ -77,7 +77,7 @@ TEST_F(OpenApiTest, CommandsBecomeMethods) {
     EXPECT_EQ(namesOf(membersOf(paths().at("/list"))), (Names{"delete", "get", "post", "put"}));
 }
 
-TEST_F(OpenApiTest, OtherCommandsAreListedBesideTheMethods) {
+TEST_F(OpenApiTest, OtherCommandsAreListedSeparately) {
     mount("/list", {operation("scan", "{id}")});
     EXPECT_EQ(textOf(paths().at("/list/{id}")),
               R"({"x-kova-operations":[{"command":"scan","path":"/list/{id}"}]})");
@@ -101,7 +101,7 @@ constexpr PathRow PATHS[] = {
 
 class OpenApiPaths : public OpenApiTest, public ::testing::WithParamInterface<PathRow> {};
 
-TEST_P(OpenApiPaths, AreThoseOfUrls) {
+TEST_P(OpenApiPaths, MountsAndTemplatesBecomeUrlPaths) {
     mount(GetParam().mount, {operation(command::retrieve, GetParam().below)});
     EXPECT_EQ(namesOf(paths()), Names{GetParam().path});
 }
@@ -109,7 +109,7 @@ TEST_P(OpenApiPaths, AreThoseOfUrls) {
 INSTANTIATE_TEST_SUITE_P(OpenApiTest, OpenApiPaths, ::testing::ValuesIn(PATHS),
                          [](const auto& row) { return std::string(row.param.name); });
 
-TEST_F(OpenApiTest, ParametersHaveTheSchemasOfTheirKinds) {
+TEST_F(OpenApiTest, SchemaOfAParameterDependsOnItsKind) {
     mount("/a", {operation(command::retrieve, "{i:uint}/{j:int}/{k}/{l:rest}")});
     EXPECT_EQ(part("/a/{i}/{j}/{k}/{l}", "get", "parameters"),
               R"([{"name":"i","in":"path","required":true,"schema":)"
@@ -121,7 +121,7 @@ TEST_F(OpenApiTest, ParametersHaveTheSchemasOfTheirKinds) {
               R"("description":"One or more segments of the path","schema":{"type":"string"}}])");
 }
 
-TEST_F(OpenApiTest, TemplatesOfOneShapeShareAPath) {
+TEST_F(OpenApiTest, TemplatesWithEqualShapeShareAPath) {
     mount("/a", {operation(command::retrieve, "{id:uint}"), operation(command::update, "{name}"),
                  operation(command::retrieve, "{name}")});
     EXPECT_EQ(namesOf(paths()), Names{"/a/{id}"});
@@ -146,7 +146,7 @@ TEST_F(OpenApiTest, BodyAndValueReferToTheirSchemas) {
     EXPECT_EQ(namesOf(membersOf(components.at("schemas"))), (Names{"Entry", "Problem"}));
 }
 
-TEST_F(OpenApiTest, OperationWithoutAValueIsCompletedWith204AndFailsWithAProblem) {
+TEST_F(OpenApiTest, OperationWithoutAValueHasResponse204) {
     mount("/list", {operation(command::remove, "")});
     EXPECT_EQ(
         part("/list", "delete", "responses"),
@@ -174,7 +174,7 @@ TEST_F(OpenApiTest, BinaryDocumentHasTheSameContent) {
     EXPECT_EQ(*fromPayload<Tree>(json).orThrow(), *fromPayload<Tree>(binary).orThrow());
 }
 
-TEST_F(OpenApiTest, UnknownFormatIsRefused) {
+TEST_F(OpenApiTest, UnknownFormatIsRejected) {
     EXPECT_FALSE(openApi("a", "1", mounts, "text/yaml").ok());
 }
 

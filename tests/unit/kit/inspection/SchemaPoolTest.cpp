@@ -60,7 +60,7 @@ std::vector<std::string> namesOf(const SchemaPool& pool) {
 
 using Names = std::vector<std::string>;
 
-TEST(SchemaPoolTest, SchemaWithoutDefinitionsLosesOnlyItsDialect) {
+TEST(SchemaPoolTest, DialectIsRemovedFromASchemaWithoutDefinitions) {
     SchemaPool pool;
     EXPECT_EQ(textOf(pool.add(schemaOf<bool>())), R"({"type":"boolean"})");
     EXPECT_EQ(textOf(pool.add(schemaOf<Payload>())), "{}");
@@ -76,7 +76,7 @@ TEST(SchemaPoolTest, DefinitionsBecomeComponents) {
               std::string::npos);
 }
 
-TEST(SchemaPoolTest, TypeOfSeveralSchemasIsCollectedOnce) {
+TEST(SchemaPoolTest, TypeUsedBySeveralSchemasIsCollectedOnce) {
     SchemaPool pool;
     pool.add(schemaOf<first::Holder>());
     pool.add(schemaOf<std::optional<first::Holder>>());
@@ -84,7 +84,7 @@ TEST(SchemaPoolTest, TypeOfSeveralSchemasIsCollectedOnce) {
     EXPECT_EQ(namesOf(pool), (Names{"Holder", "Item"}));
 }
 
-TEST(SchemaPoolTest, TypesOfOneNameGetNumbers) {
+TEST(SchemaPoolTest, TypesWithEqualNamesGetNumbers) {
     SchemaPool pool;
     pool.add(schemaOf<first::Holder>());
     // Both types named Holder have the same definition, but refer to different items.
@@ -103,7 +103,7 @@ TEST(SchemaPoolTest, TypeMayContainItself) {
               std::string::npos);
 }
 
-TEST(SchemaPoolTest, NamesOfComponentsHaveOnlyTheCharactersOfComponents) {
+TEST(SchemaPoolTest, ComponentNamesContainOnlyAllowedCharacters) {
     SchemaPool pool;
     EXPECT_EQ(textOf(pool.add(schemaOf<second::Strange>())),
               R"({"$ref":"#/components/schemas/a__b__script___"})");

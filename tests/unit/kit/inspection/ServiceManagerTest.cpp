@@ -38,7 +38,7 @@ protected:
     std::unique_ptr<Service> service = ServiceBuilder().build();
 };
 
-TEST_F(ServiceManagerTest, StatesAreSent) {
+TEST_F(ServiceManagerTest, EachStateIsSentAsAMessage) {
     withSocket();
     const ServiceManager manager(*service);
     EXPECT_TRUE(manager.isPresent());
@@ -51,14 +51,14 @@ TEST_F(ServiceManagerTest, StatesAreSent) {
     EXPECT_EQ(receiver.receive(), "STOPPING=1");
 }
 
-TEST_F(ServiceManagerTest, StatusIsOneLine) {
+TEST_F(ServiceManagerTest, StatusIsSentAsOneLine) {
     withSocket();
     const ServiceManager manager(*service);
     EXPECT_TRUE(manager.status("a\nMAINPID=1\r\x7f\xC3\xA4"));
     EXPECT_EQ(receiver.receive(), "STATUS=a MAINPID=1  \xC3\xA4");
 }
 
-TEST_F(ServiceManagerTest, NothingHappensWithoutASocket) {
+TEST_F(ServiceManagerTest, NothingIsSentWithoutASocket) {
     set("WATCHDOG_USEC", "1000");
     ServiceManagerOptions options;
     options.isHealthy = [] {
@@ -93,7 +93,7 @@ const WatchdogRow WATCHDOGS[] = {{"NoPeriod", "", "", false},
 class ServiceManagerWatchdogs : public ServiceManagerTest,
                                 public ::testing::WithParamInterface<WatchdogRow> {};
 
-TEST_P(ServiceManagerWatchdogs, FollowTheEnvironment) {
+TEST_P(ServiceManagerWatchdogs, EnvironmentEnablesTheWatchdog) {
     withSocket();
     set("WATCHDOG_USEC", GetParam().period);
     set("WATCHDOG_PID", GetParam().process);
@@ -108,7 +108,7 @@ INSTANTIATE_TEST_SUITE_P(ServiceManagerTest, ServiceManagerWatchdogs,
                          ::testing::ValuesIn(WATCHDOGS),
                          [](const auto& row) { return std::string(row.param.name); });
 
-TEST_F(ServiceManagerTest, ServiceThatAnswersIsReportedAgainAndAgain) {
+TEST_F(ServiceManagerTest, AnsweringServiceIsReportedPeriodically) {
     withSocket();
     set("WATCHDOG_USEC", "2000");
     const ServiceManager manager(*service);
@@ -117,7 +117,7 @@ TEST_F(ServiceManagerTest, ServiceThatAnswersIsReportedAgainAndAgain) {
     }
 }
 
-TEST_F(ServiceManagerTest, ServiceThatRefusesAnswers) {
+TEST_F(ServiceManagerTest, ErrorAnswerCountsAsWorking) {
     Resource root;  // answers 404
     service = ServiceBuilder().mount("/", root).build();
     withSocket();
@@ -126,7 +126,7 @@ TEST_F(ServiceManagerTest, ServiceThatRefusesAnswers) {
     EXPECT_EQ(receiver.receive(), "WATCHDOG=1");
 }
 
-TEST_F(ServiceManagerTest, ServiceThatDoesNotAnswerIsNotReported) {
+TEST_F(ServiceManagerTest, UnresponsiveServiceIsNotReported) {
     std::mutex mutex;
     std::vector<Reply<int>> replies;
     std::promise<void> third;
@@ -150,7 +150,7 @@ TEST_F(ServiceManagerTest, ServiceThatDoesNotAnswerIsNotReported) {
     EXPECT_FALSE(replies.front().isOpen());  // cancelled
 }
 
-TEST_F(ServiceManagerTest, FunctionDecidesInsteadOfTheRoot) {
+TEST_F(ServiceManagerTest, HealthFunctionReplacesTheRequestToTheRoot) {
     withSocket();
     set("WATCHDOG_USEC", "2000");
     std::atomic<int> checks{0};
@@ -171,7 +171,7 @@ TEST_F(ServiceManagerTest, FunctionDecidesInsteadOfTheRoot) {
     EXPECT_EQ(receiver.poll(), "");
 }
 
-TEST_F(ServiceManagerTest, DestructorEndsALongWait) {
+TEST_F(ServiceManagerTest, DestructorInterruptsALongWait) {
     withSocket();
     set("WATCHDOG_USEC", "18446744073709551615");
     {

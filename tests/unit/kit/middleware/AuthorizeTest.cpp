@@ -9,7 +9,7 @@ namespace {
 
 using Events = testing::Recording::Events;
 
-TEST(Authorize, AsksForThePeerAndTheCommand) {
+TEST(Authorize, FunctionReceivesTheRequestAndThePeer) {
     test::HeldService service;
     Chain chain(service);
     chain.use(authorize([](const Request& request, const Peer& peer) {

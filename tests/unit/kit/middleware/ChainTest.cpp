@@ -61,7 +61,7 @@ struct Chained {
     testing::Recording recording = testing::record();
 };
 
-TEST(Chain, WithoutMiddlewareForwardsToTheService) {
+TEST(Chain, EmptyChainForwardsToTheService) {
     test::HeldService service;
     Chain chain(service);
     auto recording = testing::record();
@@ -95,7 +95,7 @@ TEST(Chain, CompletionWithoutAValueHasTheCode204) {
     EXPECT_EQ(chained.seen[2], "end b /state 204");
 }
 
-TEST(Chain, AForgottenRequestEndsWith500) {
+TEST(Chain, RequestDroppedByTheServiceEndsWith500) {
     Chained chained;
     chained.send();
     chained.service.take(1).reset();
@@ -104,7 +104,7 @@ TEST(Chain, AForgottenRequestEndsWith500) {
     EXPECT_EQ(chained.seen[2], "end b /state 500 error");
 }
 
-TEST(Chain, ARejectedRequestEndsWith503) {
+TEST(Chain, RequestRejectedByTheServiceEndsWith503) {
     Chained chained;
     chained.service.rejects = true;
     EXPECT_EQ(chained.send(), nullptr);
@@ -113,7 +113,7 @@ TEST(Chain, ARejectedRequestEndsWith503) {
     EXPECT_EQ(chained.recording.living(), 0U);
 }
 
-TEST(Chain, AnAnswerThatOvertakesTheReturnIsSeenOnce) {
+TEST(Chain, AnswerBeforeTheReturnIsObservedOnce) {
     Chained chained;
     chained.service.onRequest = [&](std::size_t number) { chained.service.answer(number); };
     EXPECT_EQ(chained.send(), nullptr);
@@ -121,7 +121,7 @@ TEST(Chain, AnAnswerThatOvertakesTheReturnIsSeenOnce) {
     EXPECT_EQ(chained.recording.events(), (Events{"value 200", "completed"}));
 }
 
-TEST(Chain, ACancelledRequestEndsOnceForTheObservers) {
+TEST(Chain, ObserversSeeACancelledRequestEndOnce) {
     Chained chained;
     void* const handle = chained.send();
     chained.chain.cancelRequest(handle);
@@ -133,7 +133,7 @@ TEST(Chain, ACancelledRequestEndsOnceForTheObservers) {
     EXPECT_EQ(chained.service.cancelled(), (std::vector<std::size_t>{1}));
 }
 
-TEST(Chain, ALateCancellationReachesNobody) {
+TEST(Chain, LateCancellationIsIgnored) {
     Chained chained;
     void* const handle = chained.send();
     chained.service.answer(1);
@@ -144,7 +144,7 @@ TEST(Chain, ALateCancellationReachesNobody) {
     EXPECT_EQ(chained.seen.size(), 12U);
 }
 
-TEST(Chain, AnObserverThatRefusesIsNotToldTheEnd) {
+TEST(Chain, RejectingObserverIsNotCalledForTheEnd) {
     Chained chained;
     chained.b->refuses = true;
     EXPECT_EQ(chained.send(), nullptr);
@@ -153,7 +153,7 @@ TEST(Chain, AnObserverThatRefusesIsNotToldTheEnd) {
     EXPECT_EQ(chained.recording.living(), 0U);
 }
 
-TEST(Chain, TheValueOfTheReceiverReachesTheService) {
+TEST(Chain, ReturnValueOfTheReceiverReachesTheService) {
     class Sated : public IResponseHandler<Response> {
     public:
         bool onNext(const Response&) override { return true; }
@@ -168,7 +168,7 @@ TEST(Chain, TheValueOfTheReceiverReachesTheService) {
 
 // --- Functions -----------------------------------------------------------------------------------
 
-TEST(ChainFunction, RefusesWithAnError) {
+TEST(ChainFunction, ReturnedErrorIsTheAnswer) {
     test::HeldService service;
     Chain chain(service);
     chain.use(
@@ -181,7 +181,7 @@ TEST(ChainFunction, RefusesWithAnError) {
     service.answer(1);
 }
 
-TEST(ChainFunction, PassesAChangedRequestOn) {
+TEST(ChainFunction, ForwardsAChangedRequest) {
     Events seen;
     test::HeldService service;
     Chain chain(service);
@@ -213,7 +213,7 @@ TEST(ChainFunction, SecondCallOfNextDoesNothing) {
     EXPECT_THROW(service.request(2), std::out_of_range);
 }
 
-TEST(ChainFunction, AnOldVerdictWithoutACallOfNextAnswers500) {
+TEST(ChainFunction, VerdictOfAnEarlierRequestAnswers500) {
     test::HeldService service;
     Chain chain(service);
     std::optional<Verdict> old;
@@ -230,7 +230,7 @@ TEST(ChainFunction, AnOldVerdictWithoutACallOfNextAnswers500) {
     EXPECT_EQ(recording.events().back(), "error 500 a middleware did not pass the request on");
 }
 
-TEST(ChainFunction, AnExceptionLeavesTheCallAndEndsTheRequest) {
+TEST(ChainFunction, ExceptionPropagatesAndEndsTheRequest) {
     Events seen;
     test::HeldService service;
     Chain chain(service);
@@ -257,7 +257,7 @@ TEST(Chain, MiddlewareCannotBeAddedAfterTheFirstRequest) {
     EXPECT_THROW(chain.use(faults({})), std::logic_error);
 }
 
-TEST(Chain, ChainsMayStandBehindEachOther) {
+TEST(Chain, OneChainMayForwardToAnother) {
     Events seen;
     test::HeldService service;
     Chain inner(service);
@@ -271,7 +271,7 @@ TEST(Chain, ChainsMayStandBehindEachOther) {
                             "end inner /state 0"}));
 }
 
-TEST(Chain, AFrontStandsInItsPlace) {
+TEST(Chain, CustomFrontRunsInTheOrderOfTheChain) {
     class Renaming : public IKovaApi {
     public:
         explicit Renaming(IKovaApi& next) : next_(next) {}
@@ -313,7 +313,7 @@ TEST(Chain, MayBeUsedFromACallback) {
     EXPECT_EQ(chained.seen.size(), 12U);
 }
 
-TEST(Chain, ARequestMayBeCancelledByItsCallback) {
+TEST(Chain, RequestMayBeCancelledByItsCallback) {
     Chained chained;
     void* const handle = chained.send();
     chained.recording.onEvent([&](const std::string&) { chained.chain.cancelRequest(handle); });

@@ -25,7 +25,7 @@ struct Timed {
     testing::Recording recording = testing::record();
 };
 
-TEST(Deadline, EndsARequestWith504AndCancelsIt) {
+TEST(Deadline, LateRequestIsCancelledAndAnsweredWith504) {
     Timed timed;
     timed.chain.actionRequest(REQUEST, timed.recording.handler());
     timed.clock.advance(4999ms);
@@ -46,7 +46,7 @@ TEST(Deadline, AnswersInTimeAreUnchanged) {
     EXPECT_EQ(timed.recording.events(), (Events{"value 200", "completed"}));
 }
 
-TEST(Deadline, AValueIsNotTheEndOfAnAnswerThatIsNoStream) {
+TEST(Deadline, ValueWithoutAnEndDoesNotMeetTheDeadline) {
     Timed timed;
     timed.chain.actionRequest(REQUEST, timed.recording.handler());
     timed.service[1].onNext(Response(298));
@@ -54,7 +54,7 @@ TEST(Deadline, AValueIsNotTheEndOfAnAnswerThatIsNoStream) {
     EXPECT_EQ(timed.recording.waitFor(2)[1], TIMED_OUT[0]);
 }
 
-TEST(Deadline, OfAStreamIsThatOfItsFirstValue) {
+TEST(Deadline, DeadlineOfAStreamAppliesToItsFirstValue) {
     Timed timed;
     Request request("retrieve", "/state");
     headers::appendResponseSemantic(request, headers::PERSISTENT_STREAM);
@@ -70,7 +70,7 @@ TEST(Deadline, OfAStreamIsThatOfItsFirstValue) {
     EXPECT_EQ(late.waitFor(1), TIMED_OUT);
 }
 
-TEST(Deadline, TheShorterOfTwoHolds) {
+TEST(Deadline, ShorterOfTwoDeadlinesApplies) {
     for (const bool shorterFirst : {true, false}) {
         testing::ManualClock clock;
         test::HeldService service;

@@ -42,13 +42,13 @@ std::string faultsOf(const FaultOptions& options) {
     return text;
 }
 
-TEST(Faults, AreTheSameForTheSameSeed) {
+TEST(Faults, SameSeedGivesTheSameFaults) {
     const std::string first = faultsOf(shares(0.1, 0.2));
     EXPECT_EQ(faultsOf(shares(0.1, 0.2)), first);
     EXPECT_NE(faultsOf(shares(0.1, 0.2, 2)), first);
 }
 
-TEST(Faults, HaveTheShareThatWasAskedFor) {
+TEST(Faults, FaultsHaveTheConfiguredShare) {
     const auto count = [](const std::string& text, char letter) {
         return std::count(text.begin(), text.end(), letter);
     };
@@ -60,14 +60,14 @@ TEST(Faults, HaveTheShareThatWasAskedFor) {
     EXPECT_EQ(faultsOf(shares(0, 1)), std::string(1000, 'e'));
 }
 
-TEST(Faults, SharesOutOfRangeAreRefused) {
+TEST(Faults, SharesOutOfRangeAreRejected) {
     EXPECT_THROW(faults(shares(-0.1, 0)), std::invalid_argument);
     EXPECT_THROW(faults(shares(0, -0.1)), std::invalid_argument);
     EXPECT_THROW(faults(shares(0.6, 0.5)), std::invalid_argument);
     EXPECT_THROW(faults(shares(NAN, 0)), std::invalid_argument);
 }
 
-TEST(Faults, TheErrorHasTheCodeOfTheOptions) {
+TEST(Faults, ErrorHasTheConfiguredCode) {
     test::HeldService service;
     Chain chain(service);
     FaultOptions options = shares(0, 1);
@@ -78,7 +78,7 @@ TEST(Faults, TheErrorHasTheCodeOfTheOptions) {
     EXPECT_EQ(recording.events(), (Events{"error 502 an injected fault"}));
 }
 
-TEST(Faults, InFrontOfThemADroppedRequestEndsWith500) {
+TEST(Faults, MiddlewareInFrontSeesDroppedRequestEndWith500) {
     test::HeldService service;
     Chain chain(service);
     chain.use(deadline(1h)).use(faults(shares(1, 0)));
@@ -109,7 +109,7 @@ struct Delayed {
     testing::Recording recording = testing::record();
 };
 
-TEST(FaultsDelay, PassesRequestsOnAfterTheTimeInTheirOrder) {
+TEST(FaultsDelay, RequestsAreForwardedInOrderAfterTheDelay) {
     Delayed delayed;
     delayed.chain.actionRequest({"retrieve", "/1"}, delayed.recording.handler());
     delayed.clock.advance(5ms);
@@ -129,7 +129,7 @@ TEST(FaultsDelay, PassesRequestsOnAfterTheTimeInTheirOrder) {
               (Events{"value 200", "completed", "value 200", "completed"}));
 }
 
-TEST(FaultsDelay, KeepsThePeer) {
+TEST(FaultsDelay, DelayedRequestKeepsItsPeer) {
     Delayed delayed;
     {
         const Peer peer{1000, 100, 7, "unix:"};
@@ -143,7 +143,7 @@ TEST(FaultsDelay, KeepsThePeer) {
     delayed.service.answer(1);
 }
 
-TEST(FaultsDelay, ACancelledRequestIsNotPassedOn) {
+TEST(FaultsDelay, CancelledRequestIsNotForwarded) {
     Delayed delayed;
     void* const handle = delayed.chain.actionRequest(REQUEST, delayed.recording.handler());
     delayed.chain.cancelRequest(handle);
@@ -157,7 +157,7 @@ TEST(FaultsDelay, ACancelledRequestIsNotPassedOn) {
     EXPECT_EQ(delayed.recording.waitFor(2), (Events{"value 200", "completed"}));
 }
 
-TEST(FaultsDelay, ACancellationWhileTheRequestIsPassedOnIsNotLost) {
+TEST(FaultsDelay, CancellationDuringForwardingIsNotLost) {
     Delayed delayed;
     void* const handle = delayed.chain.actionRequest(REQUEST, delayed.recording.handler());
     delayed.service.onRequest = [&](std::size_t) { delayed.chain.cancelRequest(handle); };
@@ -167,7 +167,7 @@ TEST(FaultsDelay, ACancellationWhileTheRequestIsPassedOnIsNotLost) {
     delayed.service.take(1).reset();
 }
 
-TEST(FaultsDelay, ACancellationReachesTheServiceLater) {
+TEST(FaultsDelay, CancellationAfterTheDelayReachesTheService) {
     Delayed delayed;
     void* const handle = delayed.chain.actionRequest(REQUEST, delayed.recording.handler());
     delayed.clock.advance(20ms);
@@ -178,7 +178,7 @@ TEST(FaultsDelay, ACancellationReachesTheServiceLater) {
     delayed.service.take(1).reset();
 }
 
-TEST(FaultsDelay, CountsForTheDeadline) {
+TEST(FaultsDelay, DelayCountsTowardsTheDeadline) {
     Delayed delayed(10ms);
     delayed.chain.actionRequest(REQUEST, delayed.recording.handler());
     delayed.deadlineClock.advance(10ms);
@@ -186,7 +186,7 @@ TEST(FaultsDelay, CountsForTheDeadline) {
               (Events{"error 504 no answer within 10 ms to retrieve '/state'"}));
 }
 
-TEST(FaultsDelay, DestructionDestroysWhatWaits) {
+TEST(FaultsDelay, DestructionDestroysDelayedRequests) {
     auto recording = testing::record();
     test::HeldService service;
     {

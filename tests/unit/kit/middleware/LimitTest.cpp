@@ -47,14 +47,14 @@ LimitOptions bounds(std::size_t pending, std::size_t perPeer, std::size_t stream
     return options;
 }
 
-TEST(Limit, WithoutBoundsRefusesNothing) {
+TEST(Limit, WithoutBoundsAllRequestsAreAccepted) {
     Limited limited({});
     for (int i = 0; i < 1000; ++i) {
         EXPECT_NE(limited.send(stream()), nullptr);
     }
 }
 
-TEST(Limit, RefusesOneMoreThanTheBoundOfPendingRequests) {
+TEST(Limit, RequestBeyondTheBoundIsRejected) {
     Limited limited(bounds(2, 0, 0));
     limited.send();
     void* const second = limited.send();
@@ -70,7 +70,7 @@ TEST(Limit, RefusesOneMoreThanTheBoundOfPendingRequests) {
     EXPECT_EQ(limited.send(), nullptr);
 }
 
-TEST(Limit, AnAnswerAtOnceAndARejectionDoNotCount) {
+TEST(Limit, ImmediateAnswersAndRejectionsDoNotCount) {
     Limited limited(bounds(1, 1, 1));
     limited.service.onRequest = [&](std::size_t number) { limited.service.answer(number); };
     for (int i = 0; i < 3; ++i) {
@@ -84,7 +84,7 @@ TEST(Limit, AnAnswerAtOnceAndARejectionDoNotCount) {
     EXPECT_EQ(limited.refusal, "value 200");
 }
 
-TEST(Limit, ARequestMayBeSentFromTheEndOfTheLast) {
+TEST(Limit, RequestMaySendTheNextInItsEnd) {
     Limited limited(bounds(1, 1, 0));
     auto first = testing::record();
     void* next = nullptr;
@@ -117,7 +117,7 @@ TEST(Limit, CountsEachPeerByUserProcessAndAddress) {
     EXPECT_NE(limited.sendAs(otherGroup), nullptr);
 }
 
-TEST(Limit, TheClientIdDoesNotMatter) {
+TEST(Limit, ClientIdDoesNotAffectTheBound) {
     Limited limited(bounds(0, 1, 0));
     Request first("retrieve", "/state");
     headers::appendTracingInfo(first, "/home", "a");
@@ -127,7 +127,7 @@ TEST(Limit, TheClientIdDoesNotMatter) {
     EXPECT_EQ(limited.send(second), nullptr);
 }
 
-TEST(Limit, StreamsHaveABoundOfTheirOwn) {
+TEST(Limit, StreamsHaveASeparateBound) {
     Limited limited(bounds(3, 0, 1));
     void* const handle = limited.send(stream());
     EXPECT_EQ(limited.send(stream()), nullptr);
@@ -141,7 +141,7 @@ TEST(Limit, StreamsHaveABoundOfTheirOwn) {
     EXPECT_NE(limited.send(stream()), nullptr);
 }
 
-TEST(Limit, ARefusedRequestLeavesNoCountBehind) {
+TEST(Limit, RejectedRequestIsNotCounted) {
     Limited limited(bounds(2, 1, 0));
     EXPECT_NE(limited.send(), nullptr);
     for (int i = 0; i < 5; ++i) {
@@ -151,7 +151,7 @@ TEST(Limit, ARefusedRequestLeavesNoCountBehind) {
     EXPECT_NE(limited.sendAs({1, 1, 1, ""}), nullptr);
 }
 
-TEST(Limit, AForgottenRequestCountsUntilItsEndIsDelivered) {
+TEST(Limit, DroppedRequestCountsUntilItsEndIsDelivered) {
     Limited limited(bounds(1, 0, 0));
     limited.send();
     limited.service.take(1).reset();  // answered with 500 on the thread of the kit

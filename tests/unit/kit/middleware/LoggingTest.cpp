@@ -60,7 +60,7 @@ TEST(Logging, WritesOneLineWhenTheRequestEnds) {
                   std::string(TRACEPARENT) + '"');
 }
 
-TEST(Logging, WithoutAHeaderNamesTheOwnProcess) {
+TEST(Logging, RequestWithoutHeaderIsLoggedWithTheOwnProcess) {
     Logged logged;
     const std::string text =
         logged.line({"update", "/state"}, Response::createErrorResponse(404, "no"));
@@ -72,7 +72,7 @@ TEST(Logging, WithoutAHeaderNamesTheOwnProcess) {
     EXPECT_EQ(text.find("traceparent"), std::string::npos);
 }
 
-TEST(Logging, ACancelledRequestHasNoCode) {
+TEST(Logging, CancelledRequestIsLoggedWithoutACode) {
     Logged logged;
     testing::Traces traces("LOGGING_TEST", 2);
     auto recording = testing::record();
@@ -83,7 +83,7 @@ TEST(Logging, ACancelledRequestHasNoCode) {
     EXPECT_NE(lines[0].text.find(" code=cancelled ms="), std::string::npos) << lines[0].text;
 }
 
-TEST(Logging, HostileTextsForgeNothing) {
+TEST(Logging, HostileTextsCannotForgeLogEntries) {
     const std::pair<std::string, std::string> rows[] = {
         {"/a\" code=200", "/a\\x22 code=200"},
         {"/a\nclient=\"x\"", "/a\\x0aclient=\\x22x\\x22"},
@@ -115,7 +115,7 @@ TEST(Logging, EntriesThatAreNotStringsAreIgnored) {
     EXPECT_EQ(logged.line(request).find("traceparent"), std::string::npos);
 }
 
-TEST(Logging, ARequestThatBeganWithoutALevelIsNotLogged) {
+TEST(Logging, RequestBegunBeforeLoggingIsNotLogged) {
     Logged logged;
     auto recording = testing::record();
     logged.chain.actionRequest({"retrieve", "/state"}, recording.handler());
@@ -124,7 +124,7 @@ TEST(Logging, ARequestThatBeganWithoutALevelIsNotLogged) {
     EXPECT_EQ(traces.take().size(), 0U);
 }
 
-TEST(Logging, WritesToAChannelOfTheUser) {
+TEST(Logging, WritesToTheChannelOfTheOptions) {
     const ::tracing::Channel channel("LOGGING_TEST_OWN", 4, ::tracing::Channel::SHARED);
     test::HeldService service;
     Chain chain(service);

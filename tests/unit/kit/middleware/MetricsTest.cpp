@@ -30,7 +30,7 @@ TEST(MetricsRegistry, PrintsCountersAndGaugesByName) {
               "player_volume_ratio 0.5\n");
 }
 
-TEST(MetricsRegistry, SameNameAndLabelsMeanTheSameNumber) {
+TEST(MetricsRegistry, SameNameAndLabelsShareOneNumber) {
     const MetricsRegistry registry;
     const Counter first = registry.counter("a_total", "", {{"x", "1"}, {"y", "2"}});
     const MetricsRegistry copy = registry;
@@ -47,7 +47,7 @@ TEST(MetricsRegistry, NumbersOutliveTheRegistry) {
     EXPECT_EQ(gauge.value(), 1.5);
 }
 
-TEST(MetricsRegistry, RefusesWhatPrometheusCannotRead) {
+TEST(MetricsRegistry, RejectsInvalidNamesLabelsAndTexts) {
     const MetricsRegistry registry;
     registry.gauge("level", "").set(1);
     EXPECT_THROW(registry.counter("9a", ""), std::invalid_argument);
@@ -60,7 +60,7 @@ TEST(MetricsRegistry, RefusesWhatPrometheusCannotRead) {
     EXPECT_EQ(registry.text(), "# HELP level \n# TYPE level gauge\nlevel 1\n");
 }
 
-TEST(MetricsRegistry, HasABoundOfSeries) {
+TEST(MetricsRegistry, NumberOfSeriesIsBounded) {
     const MetricsRegistry registry;
     for (std::size_t i = 0; i < MetricsRegistry::MAX_SERIES; ++i) {
         registry.counter("a_total", "", {{"x", std::to_string(i)}}).add(i);

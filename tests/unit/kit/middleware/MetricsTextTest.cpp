@@ -19,7 +19,7 @@ std::string sampleOf(double number) {
     return text;
 }
 
-TEST(MetricsText, EscapesTheValuesOfLabels) {
+TEST(MetricsText, EscapesLabelValues) {
     const std::pair<char const*, char const*> rows[] = {
         {"/state", "mount=\"/state\""}, {"", "mount=\"\""},
         {"a\"b", "mount=\"a\\\"b\""},   {"a\\b", "mount=\"a\\\\b\""},
@@ -30,7 +30,7 @@ TEST(MetricsText, EscapesTheValuesOfLabels) {
     }
 }
 
-TEST(MetricsText, EscapesTheHelpButNotItsQuotes) {
+TEST(MetricsText, QuotesInHelpTextAreNotEscaped) {
     std::string text;
     appendMetricHead(text, "level", "a \"b\"\\c\nd", "gauge");
     EXPECT_EQ(text, "# HELP level a \"b\"\\\\c\\nd\n# TYPE level gauge\n");
@@ -49,7 +49,7 @@ TEST(MetricsText, PrintsNumbers) {
     EXPECT_EQ(text, "level{a=\"b\"} 18446744073709551615\n");
 }
 
-TEST(MetricsText, KnowsTheNamesThatAreAllowed) {
+TEST(MetricsText, RecognizesAllowedNames) {
     for (char const* const name : {"a", "_a", "a9_B", "a:b"}) {
         EXPECT_TRUE(isMetricName(name)) << name;
     }

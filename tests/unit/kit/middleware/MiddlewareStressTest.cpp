@@ -128,7 +128,7 @@ int accepted(Chain& chain, long uid) {
     return count;
 }
 
-TEST(MiddlewareStress, EverythingThatBeginsEndsOnce) {
+TEST(MiddlewareStress, EachRequestEndsOnceForEachMiddleware) {
     Balance outer;
     Balance inner;
     MetricsRegistry registry;

@@ -30,7 +30,7 @@ TEST(PeerCounts, CountsUpToTheLimit) {
     EXPECT_EQ(counts.size(), 0U);
 }
 
-TEST(PeerCounts, KeepsNothingOfIdlePeers) {
+TEST(PeerCounts, IdlePeersAreRemoved) {
     PeerCounts counts;
     std::vector<PeerCounts::Count*> added;
     for (long pid = 0; pid < static_cast<long>(MANY); ++pid) {

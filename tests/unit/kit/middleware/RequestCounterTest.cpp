@@ -85,7 +85,7 @@ TEST(RequestCounter, LearnsMountsFromRequestsThatSucceed) {
     EXPECT_TRUE(counted.hasCount("/lamp", "retrieve", "4xx", 1));
 }
 
-TEST(RequestCounter, DoesNotLearnWhatIsNoGoodLabel) {
+TEST(RequestCounter, PathsUnfitForLabelsAreNotLearnt) {
     Counted counted;
     const std::string longest = '/' + std::string(60, 'a');
     for (const std::string& path : {std::string("lamp"), std::string(), std::string("/a b"),
@@ -99,7 +99,7 @@ TEST(RequestCounter, DoesNotLearnWhatIsNoGoodLabel) {
     EXPECT_TRUE(counted.hasCount("/", "retrieve", "2xx", 1));
 }
 
-TEST(RequestCounter, TheNumberOfLearntMountsIsBounded) {
+TEST(RequestCounter, NumberOfLearntMountsIsBounded) {
     Counted counted;
     for (int i = 0; i < 250; ++i) {
         counted.serve({"retrieve", '/' + std::to_string(i)});
@@ -114,14 +114,14 @@ TEST(RequestCounter, ListedMountsWithQuotesAreEscaped) {
     EXPECT_TRUE(counted.hasCount("/a\\\"b\\\\c", "retrieve", "2xx", 1));
 }
 
-TEST(RequestCounter, MountsThatArePathsOfNothingAreRefused) {
+TEST(RequestCounter, InvalidMountsAreRejected) {
     const MetricsRegistry registry;
     for (char const* const mount : {"", "lamp", "/\xff"}) {
         EXPECT_THROW(metrics(registry, {mount}), std::invalid_argument);
     }
 }
 
-TEST(RequestCounter, TheDurationOfAStreamEndsWithItsFirstValue) {
+TEST(RequestCounter, DurationOfAStreamEndsWithItsFirstValue) {
     Counted counted({"/lamp"});
     Request request("retrieve", "/lamp");
     headers::appendResponseSemantic(request, headers::PERSISTENT_STREAM);

@@ -32,7 +32,7 @@ TEST(RequestMetrics, FindsTheLongestMountOfWholeSegments) {
     }
 }
 
-TEST(RequestMetrics, TheMountOfTheRootHasAllOtherPaths) {
+TEST(RequestMetrics, RootMountCountsAllOtherPaths) {
     RequestMetrics metrics;
     EXPECT_EQ(mountOf(metrics, "/x"), "-");
     metrics.add("/");
@@ -42,7 +42,7 @@ TEST(RequestMetrics, TheMountOfTheRootHasAllOtherPaths) {
     EXPECT_EQ(mountOf(metrics, "/lamp/x"), "/lamp");
 }
 
-TEST(RequestMetrics, HasAtMostAHundredMounts) {
+TEST(RequestMetrics, NumberOfMountsIsLimitedToAHundred) {
     RequestMetrics metrics;
     for (std::size_t i = 0; i < RequestMetrics::MAX_MOUNTS; ++i) {
         EXPECT_NE(&metrics.add('/' + std::to_string(i)), &metrics.other());
@@ -66,7 +66,7 @@ TEST(RequestMetrics, CountsCodesByClass) {
     }
 }
 
-TEST(RequestMetrics, CountsDurationsInBucketsThatContainTheirBound) {
+TEST(RequestMetrics, BucketIncludesItsUpperBound) {
     for (std::size_t i = 0; i < RequestMetrics::BOUNDS.size(); ++i) {
         RequestMetrics::Cells cells;
         const auto bound = static_cast<std::int64_t>(RequestMetrics::BOUNDS[i]);
@@ -78,7 +78,7 @@ TEST(RequestMetrics, CountsDurationsInBucketsThatContainTheirBound) {
     }
 }
 
-TEST(RequestMetrics, NamesTheFourCommandsAndOther) {
+TEST(RequestMetrics, CommandIsOneOfFourOrOther) {
     EXPECT_EQ(RequestMetrics::commandOf("retrieve"), 0U);
     EXPECT_EQ(RequestMetrics::commandOf("insert"), 3U);
     EXPECT_EQ(RequestMetrics::commandOf("RETRIEVE"), 4U);

@@ -62,7 +62,7 @@ std::size_t allocationsOfRequests(IKovaApi& api, const Request& request, int cou
     return test::allocations() - before;
 }
 
-TEST(WarmUp, AfterItARequestAllocatesNothing) {
+TEST(WarmUp, RequestAllocatesNothingAfterWarmUp) {
     LimitOptions limits;
     limits.pending = 100;
     limits.perPeer = 10;

@@ -18,14 +18,14 @@ TEST(Answer, CreatedHasTheCode201) {
     EXPECT_EQ(answered(204, 1).code, 204);
 }
 
-TEST(Answer, NotFoundNamesThePathOfTheRequest) {
+TEST(Answer, NotFoundErrorContainsThePath) {
     const Request request("retrieve", "/playlist/9");
     const Error error = notFound(Ask(request, "9"));
     EXPECT_EQ(error.code, 404);
     EXPECT_EQ(error.message, "path '/playlist/9' not found");
 }
 
-TEST(Answer, CataloguedErrorHasItsArgumentsInOrder) {
+TEST(Answer, CataloguedErrorContainsItsArgumentsInOrder) {
     EXPECT_EQ(catalogued(errors::CommandNotSupported, "delete", "/state").message,
               "command 'delete' not supported for path '/state'");
     EXPECT_EQ(catalogued(errors::PathNotFound, "/%s/100%", "unused").message,

@@ -69,7 +69,7 @@ protected:
     std::shared_ptr<ExchangeTable> table = std::make_shared<ExchangeTable>();
 };
 
-TEST_F(ExchangeTest, FirstEndCounts) {
+TEST_F(ExchangeTest, OnlyTheFirstEndIsSent) {
     const auto exchange = make();
     EXPECT_TRUE(exchange->next(VALUE));
     EXPECT_TRUE(exchange->complete());
@@ -87,7 +87,7 @@ TEST_F(ExchangeTest, LastValueCompletesTheRequest) {
     EXPECT_EQ(recording.events(), (Events{"value 200", "completed"}));
 }
 
-TEST_F(ExchangeTest, LastValueIsNoReasonToCallOnCancel) {
+TEST_F(ExchangeTest, LastValueDoesNotCallOnCancel) {
     const auto exchange = makeProbed();
     int cancelled = 0;
     exchange->onCancel([&] { ++cancelled; });
@@ -97,7 +97,7 @@ TEST_F(ExchangeTest, LastValueIsNoReasonToCallOnCancel) {
     EXPECT_EQ(seen.ends, 1);
 }
 
-TEST_F(ExchangeTest, ReceiverThatHasEnoughGetsTheCompletionAndTheSenderIsTold) {
+TEST_F(ExchangeTest, ReceiverThatWantsNoMoreValuesGetsACompletion) {
     const auto exchange = makeProbed();
     int cancelled = 0;
     exchange->onCancel([&] { ++cancelled; });
@@ -134,7 +134,7 @@ TEST_F(ExchangeTest, ErrorWithoutAMessageDuringAValueStaysAnError) {
     EXPECT_EQ(recording.events(), (Events{"value 200", "error 404 -"}));
 }
 
-TEST_F(ExchangeTest, CancellationDuringAValueSendsNothingMore) {
+TEST_F(ExchangeTest, NothingIsSentAfterACancellationDuringAValue) {
     const auto exchange = makeProbed();
     seen.onValue = [&] {
         exchange->cancel();
@@ -168,7 +168,7 @@ TEST_F(ExchangeTest, EndMayReleaseTheLastOwner) {
     EXPECT_EQ(table->size(), 0U);
 }
 
-TEST_F(ExchangeTest, ReplyMayBeDestroyedByTheClientThatGetsItsValue) {
+TEST_F(ExchangeTest, ReceiverMayDestroyTheReplyInsideItsCallback) {
     std::vector<Reply<int>> replies;
     replies.emplace_back(makeProbed(), "application/json");
     seen.onValue = [&] {
@@ -180,7 +180,7 @@ TEST_F(ExchangeTest, ReplyMayBeDestroyedByTheClientThatGetsItsValue) {
     EXPECT_EQ(seen.ends, 1);
 }
 
-TEST_F(ExchangeTest, FunctionForTheCancellationIsReleasedAtTheEnd) {
+TEST_F(ExchangeTest, OnCancelFunctionIsReleasedAtTheEnd) {
     const auto exchange = make();
     const auto captured = std::make_shared<int>(0);
     exchange->onCancel([captured] { ++*captured; });
@@ -191,7 +191,7 @@ TEST_F(ExchangeTest, FunctionForTheCancellationIsReleasedAtTheEnd) {
     EXPECT_EQ(*captured, 0);
 }
 
-TEST_F(ExchangeTest, ReplacedFunctionMayUseTheRequestInItsDestructor) {
+TEST_F(ExchangeTest, ReplacedOnCancelFunctionMayUseTheRequestWhenDestroyed) {
     const auto exchange = make();
     const std::shared_ptr<Exchange> captured(exchange.get(), [exchange](Exchange*) {
         exchange->isOpen();  // would wait for the lock for ever
@@ -201,7 +201,7 @@ TEST_F(ExchangeTest, ReplacedFunctionMayUseTheRequestInItsDestructor) {
     EXPECT_EQ(captured.use_count(), 1);
 }
 
-TEST_F(ExchangeTest, LateFunctionForTheCancellationIsCalledAtOnce) {
+TEST_F(ExchangeTest, OnCancelAfterTheCancellationCallsImmediately) {
     const auto exchange = make();
     int calls = 0;
     exchange->cancel();
@@ -211,7 +211,7 @@ TEST_F(ExchangeTest, LateFunctionForTheCancellationIsCalledAtOnce) {
     EXPECT_EQ(calls, 1);
 }
 
-TEST_F(ExchangeTest, SecondFunctionIsNotReplaced) {
+TEST_F(ExchangeTest, OnCancelDoesNotReplaceTheOnStopFunction) {
     const auto exchange = make();
     std::string calls;
     exchange->onStop([&] { calls += 's'; });
@@ -221,12 +221,12 @@ TEST_F(ExchangeTest, SecondFunctionIsNotReplaced) {
     EXPECT_EQ(calls, "sc");
 }
 
-TEST_F(ExchangeTest, DestroyedWithoutAnEndSends500) {
+TEST_F(ExchangeTest, DestructionWithoutAnEndSends500) {
     make().reset();
     EXPECT_EQ(recording.events(), (Events{"error 500 the service did not answer the request"}));
 }
 
-TEST_F(ExchangeTest, TableHasOnlyRequestsWithoutAnEnd) {
+TEST_F(ExchangeTest, TableContainsOnlyUnfinishedRequests) {
     const auto first = make();
     const auto second = make();
     first->complete();

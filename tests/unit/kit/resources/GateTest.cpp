@@ -13,7 +13,7 @@ namespace {
 
 using namespace std::chrono_literals;
 
-TEST(GateTest, LetsNobodyEnterWhenClosed) {
+TEST(GateTest, ClosedGateAdmitsNoThread) {
     Gate gate;
     EXPECT_TRUE(gate.close());
     EXPECT_FALSE(gate.close());
@@ -22,7 +22,7 @@ TEST(GateTest, LetsNobodyEnterWhenClosed) {
     EXPECT_TRUE(gate.waitUntilLeft());
 }
 
-TEST(GateTest, EntryThatIsAlwaysLetInIsWaitedFor) {
+TEST(GateTest, WaitIncludesEntriesThatAreAlwaysAdmitted) {
     Gate gate;
     gate.close();
     std::optional<Gate::Entry> entry;

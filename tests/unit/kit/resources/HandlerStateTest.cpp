@@ -73,13 +73,13 @@ TEST_F(HandlerStateTest, SecondEndIsIgnored) {
     EXPECT_EQ(served->pending(), 0U);
 }
 
-TEST_F(HandlerStateTest, DroppedResponseHandlerIsA500) {
+TEST_F(HandlerStateTest, DroppedResponseHandlerAnswers500) {
     state.serve = [](const ResponseHandler&) -> void* { return nullptr; };
     send();
     EXPECT_EQ(recording.events(), (Events{"error 500 the service did not answer the request"}));
 }
 
-TEST_F(HandlerStateTest, ExceptionEndsARequestThatTheHandlerKeeps) {
+TEST_F(HandlerStateTest, ExceptionEndsTheKeptRequest) {
     test::Reports reports;
     state.serve = [&](ResponseHandler handler) -> void* {
         kept = std::move(handler);
@@ -122,7 +122,7 @@ TEST_F(HandlerStateTest, RequestThatHasEndedIsNotCancelled) {
     EXPECT_EQ(cancelled, 0);
 }
 
-TEST_F(HandlerStateTest, HandlerMayDropItsRequestWhenItIsCancelledByItsValue) {
+TEST_F(HandlerStateTest, HandlerMayDropARequestCancelledDuringItsValue) {
     state.serve = [&](ResponseHandler handler) -> void* {
         kept = std::move(handler);
         return &kept;
@@ -145,7 +145,7 @@ TEST_F(HandlerStateTest, RemovalDestroysTheHandlerOnItsThread) {
     EXPECT_EQ(recording.events(), (Events{"error 503 the resource is closed"}));
 }
 
-TEST_F(HandlerStateTest, RemovalFromInsideLeavesTheHandlerToTheLastOwner) {
+TEST_F(HandlerStateTest, RemovalInsideTheHandlerDefersItsDestruction) {
     bool isDestroyed = false;
     state.destroyed = [&] { isDestroyed = true; };
     state.serve = [&](ResponseHandler handler) -> void* {

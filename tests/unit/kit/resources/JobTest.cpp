@@ -40,7 +40,7 @@ protected:
     std::unique_ptr<IResourceHandler> handler;
 };
 
-TEST_F(JobTest, OwnsWhatItReadsOfTheRequest) {
+TEST_F(JobTest, JobKeepsACopyOfTheRequest) {
     std::promise<void> begin;
     resource->on(command::insert, "{zone:uint}/{name}/{path:rest}", worker,
                  [&](Job& job, unsigned zone, std::string_view name, std::string_view path) {
@@ -61,7 +61,7 @@ TEST_F(JobTest, OwnsWhatItReadsOfTheRequest) {
               R"(7/some name of more than 15/a/b")");
 }
 
-TEST_F(JobTest, RunsWithThePeerOfTheRequest) {
+TEST_F(JobTest, JobHasThePeerOfItsRequest) {
     const Peer peer{4711, 12, 7, "somewhere"};
     resource->on(command::insert, "", worker,
                  [&](Job& job) { return static_cast<int>(job.ask().peer().uid); });
@@ -72,7 +72,7 @@ TEST_F(JobTest, RunsWithThePeerOfTheRequest) {
     EXPECT_EQ(recording.waitFor(2).front(), "value 200 4711");
 }
 
-TEST_F(JobTest, ExceptionOfAJobWithAReplyIsItsAnswer) {
+TEST_F(JobTest, ExceptionOfAJobWithAReplyEndsTheRequest) {
     test::Reports reports;
     resource->on(command::insert, "", worker,
                  [](Job&, Reply<int>) { throw std::runtime_error("oops"); });
@@ -83,7 +83,7 @@ TEST_F(JobTest, ExceptionOfAJobWithAReplyIsItsAnswer) {
     EXPECT_EQ(reports.take().size(), 1U);
 }
 
-TEST_F(JobTest, ReplyOfAJobMayAnswerAfterIt) {
+TEST_F(JobTest, ReplyMayAnswerAfterItsJob) {
     std::promise<Reply<int>> kept;
     resource->on(command::insert, "", worker,
                  [&](Job&, Reply<int> reply) { kept.set_value(std::move(reply)); });
@@ -94,7 +94,7 @@ TEST_F(JobTest, ReplyOfAJobMayAnswerAfterIt) {
     EXPECT_EQ(recording.waitFor(2), (Events{"value 200 3", "completed"}));
 }
 
-TEST_F(JobTest, FunctionForTheCancellationDoesNotKeepTheJobAsleep) {
+TEST_F(JobTest, CancellationWakesAJobWithAnOnCancelFunction) {
     std::promise<void> begun;
     std::promise<bool> slept;
     std::atomic<int> told{0};
@@ -110,7 +110,7 @@ TEST_F(JobTest, FunctionForTheCancellationDoesNotKeepTheJobAsleep) {
     EXPECT_EQ(told, 1);
 }
 
-TEST_F(JobTest, ProgressWithoutAFormEndsTheJob) {
+TEST_F(JobTest, UnencodableProgressEndsTheJob) {
     std::promise<bool> slept;
     resource->on(command::insert, "", worker, [&](Job& job) {
         EXPECT_FALSE(job.progress(1e308 * 10));
@@ -125,7 +125,7 @@ TEST_F(JobTest, ProgressWithoutAFormEndsTheJob) {
 
 // The worker refuses the job between its start and the return of `actionRequest` here, which a
 // thread that destroys the resource can do at any time.
-TEST_F(JobTest, JobThatFindsItsResourceClosedIsAnsweredWith503) {
+TEST_F(JobTest, JobOfAClosedResourceIsAnsweredWith503) {
     for (int i = 0; i < 200; ++i) {
         const Recording each = record();
         std::optional<Resource> temporary(std::in_place);
@@ -149,7 +149,7 @@ TEST_F(JobTest, JobThatFindsItsResourceClosedIsAnsweredWith503) {
     }
 }
 
-TEST_F(JobTest, WorkerMayBeDestroyedFirst) {
+TEST_F(JobTest, WorkerMayBeDestroyedBeforeItsResource) {
     std::optional<Worker> temporary(std::in_place);
     resource->on(command::insert, "", *temporary, [](Job&) { return 1; });
     send();

@@ -11,7 +11,7 @@
 namespace kova::kit::detail {
 namespace {
 
-TEST(MountStateTest, ListsTheJobsThatRun) {
+TEST(MountStateTest, ListsRunningJobs) {
     MountState mount(nullptr);
     const std::string command = "insert";
     const std::string path = "/library/scan";

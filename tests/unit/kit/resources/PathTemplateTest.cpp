@@ -39,7 +39,7 @@ TEST(PathTemplateTest, SegmentsHaveKindsAndNames) {
     EXPECT_EQ(parsed.parameters(), 5U);
 }
 
-TEST(PathTemplateTest, MalformedTextIsRefusedWithTheReason) {
+TEST(PathTemplateTest, MalformedTextIsRejectedWithAReason) {
     EXPECT_EQ(refusal("/a"), "template '/a': an empty segment");
     EXPECT_EQ(refusal("a/"), "template 'a/': an empty segment");
     EXPECT_EQ(refusal("a//b"), "template 'a//b': an empty segment");
@@ -59,7 +59,7 @@ TEST(PathTemplateTest, MalformedTextIsRefusedWithTheReason) {
     EXPECT_EQ(refusal("{a}/b/{a:uint}"), "template '{a}/b/{a:uint}': two parameters {a}");
 }
 
-TEST(PathTemplateTest, MoreThan32SegmentsAreRefused) {
+TEST(PathTemplateTest, MoreThan32SegmentsAreRejected) {
     std::string text = "0";
     for (int i = 1; i < 32; ++i) {
         text += '/' + std::to_string(i);
@@ -68,7 +68,7 @@ TEST(PathTemplateTest, MoreThan32SegmentsAreRefused) {
     EXPECT_EQ(refusal(text + "/32"), "template '" + text + "/32': more than 32 segments");
 }
 
-TEST(PathTemplateTest, TemplatesOfTheSameRanksAreAsGood) {
+TEST(PathTemplateTest, TemplatesWithEqualRanksAreEquallyGood) {
     EXPECT_TRUE(PathTemplate("a/{x:uint}").isAsGoodAs(PathTemplate("a/{y:int}")));
     EXPECT_TRUE(PathTemplate("{x}").isAsGoodAs(PathTemplate("{y:text}")));
     EXPECT_FALSE(PathTemplate("a").isAsGoodAs(PathTemplate("b")));
@@ -87,7 +87,7 @@ std::string mismatch(const std::string& text, const std::vector<ArgumentKind>& a
     return "matches";
 }
 
-TEST(PathTemplateTest, ParametersOfTheFunctionMustMatch) {
+TEST(PathTemplateTest, FunctionParametersMustMatchTheTemplate) {
     using Argument = ArgumentKind;
     const std::string text = "{id:uint}/{name}";
     EXPECT_EQ(mismatch(text, {Argument::unsignedInteger, Argument::text}, true), "matches");

@@ -44,7 +44,7 @@ TEST_F(ReplyTest, AskIsValidAfterTheClientHasDestroyedItsRequest) {
     EXPECT_EQ(seen, "retrieve /mount/a path that has its own memory");
 }
 
-TEST_F(ReplyTest, AssignmentAnswersTheFormerRequest) {
+TEST_F(ReplyTest, AssignmentAnswersTheReplacedRequest) {
     resource.on(command::retrieve, "",
                 [&](const Ask&, Reply<int> reply) { kept = std::move(reply); });
     const auto handler = resource.handler();
@@ -68,7 +68,7 @@ TEST_F(ReplyTest, MovedFromReplyIsClosed) {
     EXPECT_TRUE(kept->isOpen());
 }
 
-TEST_F(ReplyTest, ReplyMayOutliveEverything) {
+TEST_F(ReplyTest, ReplyMayOutliveItsResource) {
     {
         Resource temporary;
         temporary.on(command::retrieve, "",

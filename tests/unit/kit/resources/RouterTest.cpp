@@ -189,7 +189,7 @@ void compare(const Router& router, const std::string& command, const std::string
     }
 }
 
-TEST(RouterTest, FindsWhatTheReferenceFinds) {
+TEST(RouterTest, ResultEqualsTheReferenceImplementation) {
     std::size_t found = 0;
     for (unsigned seed = 0; seed < 300; ++seed) {
         Random random(seed);
@@ -216,7 +216,7 @@ std::string refusal(Router& router, Route route) {
     return "added";
 }
 
-TEST(RouterTest, NamesBothTemplatesThatAreAsGood) {
+TEST(RouterTest, ErrorNamesBothEquallyGoodTemplates) {
     Router router;
     router.add(routeFor("retrieve", "{id:uint}/name"));
     EXPECT_EQ(refusal(router, routeFor("retrieve", "{zone:int}/name")),
@@ -226,7 +226,7 @@ TEST(RouterTest, NamesBothTemplatesThatAreAsGood) {
     EXPECT_EQ(refusal(router, routeFor("retrieve", "{id}/name")), "added");
 }
 
-TEST(RouterTest, RefusedRouteLeavesNoTrace) {
+TEST(RouterTest, RejectedRouteIsNotAdded) {
     Router router;
     router.add(routeFor("retrieve", "a"));
     Route wrong = routeFor("retrieve", "b/{id:uint}");
@@ -239,7 +239,7 @@ TEST(RouterTest, RefusedRouteLeavesNoTrace) {
     EXPECT_EQ(match.routes, nullptr);
 }
 
-TEST(RouterTest, TemplateWithoutTheCommandGivesWayToOneThatHasIt) {
+TEST(RouterTest, TemplateWithTheCommandIsPreferred) {
     Router router;
     router.add(routeFor("retrieve", "5"));
     router.add(routeFor("update", "{name}"));
@@ -281,7 +281,7 @@ TEST_F(HostilePaths, EmptySegmentsMatchNothing) {
     }
 }
 
-TEST_F(HostilePaths, LongPathsAreReadUpToTheLongestTemplate) {
+TEST_F(HostilePaths, LongPathIsReadUpToTheLongestTemplate) {
     std::string path(20'000, 'a');
     for (std::size_t i = 1; i < path.size(); i += 2) {
         path[i] = '/';
@@ -295,7 +295,7 @@ TEST_F(HostilePaths, LongPathsAreReadUpToTheLongestTemplate) {
     EXPECT_EQ(find("files/" + path), "files/{path:rest}");
 }
 
-TEST_F(HostilePaths, NumbersThatOverflowAreNoNumbers) {
+TEST_F(HostilePaths, OverflowingNumberDoesNotMatchANumberParameter) {
     EXPECT_EQ(find("18446744073709551615/9223372036854775807"), "{id:uint}/{zone:int}");
     EXPECT_EQ(find("18446744073709551616/1"), "none");
     EXPECT_EQ(find("1/9223372036854775808"), "none");

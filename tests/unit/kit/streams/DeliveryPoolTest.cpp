@@ -100,7 +100,7 @@ TEST(DeliveryPool, RunsATaskAndReleasesIt) {
     EXPECT_EQ(tasks[0]->released, 1);
 }
 
-TEST(DeliveryPool, TasksThatBlockDelayNoOther) {
+TEST(DeliveryPool, BlockedTasksDelayNoOtherTask) {
     const Tasks tasks = submit(12);
     for (const auto& task : tasks) {
         task->waitUntilEntered();
@@ -110,7 +110,7 @@ TEST(DeliveryPool, TasksThatBlockDelayNoOther) {
     leave(tasks);
 }
 
-TEST(DeliveryPool, TaskThatWasTakenAwayRunsAgainAndIsNotReleased) {
+TEST(DeliveryPool, TaskTakenFromItsThreadRunsAgain) {
     const Tasks tasks = submit(1);
     tasks[0]->waitUntilEntered();
     while (tasks[0]->released == 0) {
@@ -123,7 +123,7 @@ TEST(DeliveryPool, TaskThatWasTakenAwayRunsAgainAndIsNotReleased) {
     EXPECT_EQ(tasks[0]->released, 1);
 }
 
-TEST(DeliveryPool, ReplacesTheThreadThatBlocksTheLongestAtTheBound) {
+TEST(DeliveryPool, LongestBlockedThreadIsReplacedAtTheBound) {
     const Tasks tasks = submit(DeliveryPool::MAX_THREADS + 1);
     for (const auto& task : tasks) {
         task->waitUntilEntered();
@@ -135,7 +135,7 @@ TEST(DeliveryPool, ReplacesTheThreadThatBlocksTheLongestAtTheBound) {
     EXPECT_EQ(DeliveryPool::instance().figures().replaced, 0U);
 }
 
-TEST(DeliveryPool, NeverHasMoreThan32ThreadsAndReportsThat) {
+TEST(DeliveryPool, LimitOf32ThreadsIsKeptAndReported) {
     test::Reports reports;
     const Tasks tasks = submit(40);
     std::vector<test::Reports::Report> taken;

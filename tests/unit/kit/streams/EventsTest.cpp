@@ -10,7 +10,7 @@ namespace {
 using test::Watch;
 using Texts = std::vector<std::string>;
 
-TEST(Events, WatcherGetsTheEventsAfterItsRequest) {
+TEST(Events, WatcherGetsOnlyEventsAfterItsRequest) {
     Events<std::string> alarms;
     alarms.send("before");
     const auto answers = Watch(alarms).watch();
@@ -20,7 +20,7 @@ TEST(Events, WatcherGetsTheEventsAfterItsRequest) {
     EXPECT_EQ(answers->last().getStatusCode(), 299);
 }
 
-TEST(Events, HaveNoValueToRetrieveOnce) {
+TEST(Events, SingleValueCannotBeRetrieved) {
     Events<int> alarms;
     EXPECT_EQ(Watch(alarms).retrieve()->end(),
               "400 Bad Request: '' has no value, only a stream: set the header entry "
@@ -29,7 +29,7 @@ TEST(Events, HaveNoValueToRetrieveOnce) {
     EXPECT_TRUE(alarms.operations()[0].streams);
 }
 
-TEST(Events, DefaultKeeps64) {
+TEST(Events, DefaultQueueHolds64Events) {
     Events<int> alarms;
     EXPECT_EQ(alarms.options().current().toString(), "64 disconnect");
     test::BlockingReceiver blocking;
@@ -45,7 +45,7 @@ TEST(Events, DefaultKeeps64) {
     EXPECT_FALSE(blocking.answers->hasEnd());
 }
 
-TEST(Events, WatcherWithMoreIsDisconnected) {
+TEST(Events, WatcherWithAFullQueueIsDisconnected) {
     test::BlockingReceiver blocking;
     Events<int> alarms;
     Watch(alarms).watch(blocking.answers);
@@ -62,7 +62,7 @@ TEST(Events, WatcherWithMoreIsDisconnected) {
     test::waitUntilUnwatched(alarms);
 }
 
-TEST(Events, WatcherLearnsHowManyWereDropped) {
+TEST(Events, HeaderContainsTheNumberOfDroppedEvents) {
     test::BlockingReceiver blocking;
     Events<int> alarms;
     alarms.options().queue(3).whenFull(DropOldest);
@@ -77,7 +77,7 @@ TEST(Events, WatcherLearnsHowManyWereDropped) {
     EXPECT_EQ(blocking.lost(), 7);
 }
 
-TEST(Events, ConflateKeepsTheNewestAndCounts) {
+TEST(Events, ConflateKeepsTheNewestEventAndCountsTheOthers) {
     test::BlockingReceiver blocking;
     Events<int> alarms;
     alarms.options().queue(3).whenFull(Conflate);

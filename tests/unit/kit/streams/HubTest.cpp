@@ -14,7 +14,7 @@ using namespace std::chrono_literals;
 using test::BlockingReceiver;
 using test::Watch;
 
-TEST(Hub, ClosingEndsTheWaitOfASetter) {
+TEST(Hub, ClosingEndsTheWaitOfSet) {
     BlockingReceiver receiver;
     Observable<int> state(0);
     state.options().queue(1).whenFull(Wait).patience(1h);
@@ -30,7 +30,7 @@ TEST(Hub, ClosingEndsTheWaitOfASetter) {
     EXPECT_EQ(receiver.answers->end(), "503 Service Unavailable: the resource is closed");
 }
 
-TEST(Hub, RefusedResourceEndsItsWatchersAndKeepsItsValue) {
+TEST(Hub, ClosedObservableEndsItsWatchersAndKeepsItsValue) {
     Observable<int> state(0);
     const Watch watch(state);
     const auto answers = watch.watch();
@@ -43,7 +43,7 @@ TEST(Hub, RefusedResourceEndsItsWatchersAndKeepsItsValue) {
     EXPECT_EQ(watch.watch()->end(), "503 Service Unavailable: the resource is closed");
 }
 
-TEST(Hub, DisconnectReachesOnlyTheVisitThatIsMeant) {
+TEST(Hub, DisconnectAffectsOnlyTheGivenVisit) {
     BlockingReceiver receiver;
     const auto source = std::make_shared<ObservableSource<int>>(0);
     const auto hub = std::make_shared<Hub>(source, StreamQueue{16, Conflate});

@@ -28,7 +28,7 @@ TEST(ObservableList, ChangesItsElements) {
     EXPECT_EQ(list.get(4), std::nullopt);
 }
 
-TEST(ObservableList, RefusesIndexesBeyondItsEndWithoutAChange) {
+TEST(ObservableList, IndexBeyondTheEndChangesNothing) {
     ObservableList<int> list({1, 2});
     const auto answers = Watch(list).watch();
     EXPECT_FALSE(list.insert(3, 9));
@@ -79,7 +79,7 @@ TEST(ObservableList, StreamHasTheWholeAndThenTheChanges) {
                      R"({"kind":"REMOVED","index":1})", R"({"whole":["x","y"]})"}));
 }
 
-TEST(ObservableList, ClientThatAppliesTheChangesHasTheList) {
+TEST(ObservableList, AppliedChangesReproduceTheList) {
     for (char const* const format : {mimetypes::JSON_TYPE, mimetypes::AXOBIN_TYPE}) {
         ObservableList<int> list({1});
         std::vector<int> copy;
@@ -99,7 +99,7 @@ TEST(ObservableList, ClientThatAppliesTheChangesHasTheList) {
     }
 }
 
-TEST(ListChange, ThatDoesNotFitLeavesTheListUnchanged) {
+TEST(ListChange, InvalidChangeLeavesTheListUnchanged) {
     std::vector<int> list{1};
     for (char const* const text :
          {"{}", R"({"kind":"ADDED","index":0})", R"({"kind":"ADDED","index":2,"value":5})",

@@ -31,7 +31,7 @@ TEST(ObservableMap, RetrieveReturnsTheMapOrAnElement) {
     EXPECT_EQ(watch.retrieve("cellar")->end(), "404 Not Found: path 'cellar' not found");
 }
 
-TEST(ObservableMap, StreamHasTheWholeAndThenTheChanges) {
+TEST(ObservableMap, StreamBeginsWithTheMapAndContinuesWithChanges) {
     ObservableMap<int> map({{"bath", 20}});
     const auto answers = Watch(map).watch();
     answers->values(1);
@@ -46,7 +46,7 @@ TEST(ObservableMap, StreamHasTheWholeAndThenTheChanges) {
                      R"({"kind":"REMOVED","key":"bath"})", R"({"whole":{"hall":1}})"}));
 }
 
-TEST(ObservableMap, ClientThatAppliesTheChangesHasTheMap) {
+TEST(ObservableMap, AppliedChangesReproduceTheMap) {
     ObservableMap<int> map({{"bath", 20}});
     Levels copy;
     const auto answers = std::make_shared<test::Answers>();
@@ -61,7 +61,7 @@ TEST(ObservableMap, ClientThatAppliesTheChangesHasTheMap) {
     EXPECT_EQ(answers->end(), "completed");
 }
 
-TEST(MapChange, ThatDoesNotFitLeavesTheMapUnchanged) {
+TEST(MapChange, InvalidChangeLeavesTheMapUnchanged) {
     Levels map{{"a", 1}};
     for (char const* const text :
          {"{}", R"({"kind":"ADDED","key":"b"})", R"({"kind":"ADDED","key":"a","value":5})",

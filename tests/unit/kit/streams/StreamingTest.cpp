@@ -50,7 +50,7 @@ TEST_F(StreamingTest, QueueOfZeroIsAQueueOfOne) {
     EXPECT_EQ(level.options().current().bound, 1U);
 }
 
-TEST_F(StreamingTest, ConflateKeepsAllUpToTheBound) {
+TEST_F(StreamingTest, ConflateKeepsAllChangesUpToTheBound) {
     block();
     setUpTo(16);
     EXPECT_EQ(info().queued, 16U);
@@ -58,7 +58,7 @@ TEST_F(StreamingTest, ConflateKeepsAllUpToTheBound) {
     EXPECT_EQ(blocking.answers->valuesUntil("16").size(), 17U);
 }
 
-TEST_F(StreamingTest, ConflateSkipsToTheNewestBeyondTheBound) {
+TEST_F(StreamingTest, ConflateSkipsToTheNewestChangeBeyondTheBound) {
     block();
     setUpTo(17);
     EXPECT_EQ(info().delivered, 1U);
@@ -71,7 +71,7 @@ TEST_F(StreamingTest, ConflateSkipsToTheNewestBeyondTheBound) {
     EXPECT_EQ(info().dropped, 0U);
 }
 
-TEST_F(StreamingTest, DropOldestKeepsTheNewest) {
+TEST_F(StreamingTest, DropOldestKeepsTheNewestChanges) {
     level.options().queue(4).whenFull(DropOldest);
     block();
     setUpTo(10);
@@ -118,7 +118,7 @@ TEST_F(StreamingTest, WaitDisconnectsAWatcherAfterThePatience) {
     EXPECT_EQ(blocking.answers->values(1), Texts{"0"});
 }
 
-TEST_F(StreamingTest, WaitForADisconnectedWatcherIsNotRepeated) {
+TEST_F(StreamingTest, SetterDoesNotWaitForADisconnectedWatcher) {
     level.options().queue(1).whenFull(Wait).patience(1ms);
     block();
     setUpTo(2);  // disconnects it
@@ -142,7 +142,7 @@ TEST_F(StreamingTest, SetInsideAReceiverDoesNotWait) {
     EXPECT_EQ(info().conflated, 9U);
 }
 
-TEST_F(StreamingTest, BlockedForIsMeasured) {
+TEST_F(StreamingTest, TimeInsideTheReceiverIsMeasured) {
     block();
     while (info().blocked < 8ms) {
         std::this_thread::yield();
@@ -156,7 +156,7 @@ TEST_F(StreamingTest, BlockedForIsMeasured) {
     EXPECT_EQ(info().peer.pid, Peer::self().pid);
 }
 
-TEST_F(StreamingTest, ListsThatFallBehindGetTheWholeAgain) {
+TEST_F(StreamingTest, SlowWatcherOfAListGetsTheWholeListAgain) {
     for (const WhenFull policy : {Conflate, DropOldest}) {
         BlockingReceiver receiver;
         ObservableList<int> list;

@@ -74,7 +74,7 @@ protected:
     std::shared_ptr<Change> newest;
 };
 
-TEST_F(WatchersTest, WithoutWatchersNoChangeIsKept) {
+TEST_F(WatchersTest, ChangeWithoutWatchersIsNotKept) {
     push(1);
     EXPECT_FALSE(watchers.hasReady());
     EXPECT_EQ(kept(), 0);
@@ -109,7 +109,7 @@ TEST_F(WatchersTest, ChangeIsReleasedWhenTheLastWatcherHasGotIt) {
     end();
 }
 
-TEST_F(WatchersTest, WatcherThatIsVisitedIsNotVisitedAgain) {
+TEST_F(WatchersTest, WatcherIsNotVisitedTwiceAtOnce) {
     add(1);
     push(1);
     begin();
@@ -119,7 +119,7 @@ TEST_F(WatchersTest, WatcherThatIsVisitedIsNotVisitedAgain) {
     EXPECT_EQ(all(), Numbers{2});
 }
 
-TEST_F(WatchersTest, OneThatBlocksKeepsNoMoreThanTheBound) {
+TEST_F(WatchersTest, BlockedWatcherKeepsNoMoreChangesThanTheBound) {
     watchers.queue.bound = 4;
     add(1);
     push(0);
@@ -138,7 +138,7 @@ TEST_F(WatchersTest, OneThatBlocksKeepsNoMoreThanTheBound) {
     EXPECT_EQ(kept(), 0);
 }
 
-TEST_F(WatchersTest, DropOldestContinuesAtTheOldestThatIsLeft) {
+TEST_F(WatchersTest, DropOldestContinuesAtTheOldestKeptChange) {
     watchers.queue = {3, DropOldest};
     add(1);
     for (int i = 1; i <= 5; ++i) {
@@ -153,7 +153,7 @@ TEST_F(WatchersTest, DropOldestContinuesAtTheOldestThatIsLeft) {
     EXPECT_EQ(all(), Numbers{5});
 }
 
-TEST_F(WatchersTest, ConflateOfEventsContinuesAtTheNewest) {
+TEST_F(WatchersTest, ConflateOfEventsContinuesAtTheNewestEvent) {
     watchers.queue = {3, Conflate};
     add(1);
     for (int i = 1; i <= 5; ++i) {
@@ -192,7 +192,7 @@ TEST_F(WatchersTest, RemovedWatcherKeepsNoChange) {
     EXPECT_TRUE(watchers.infos(0, false).empty());
 }
 
-TEST_F(WatchersTest, WatcherRemovedInItsVisitLeavesAtTheEndOfTheVisit) {
+TEST_F(WatchersTest, WatcherRemovedDuringItsVisitLeavesAtItsEnd) {
     add(1);
     push(1);
     begin();
@@ -206,7 +206,7 @@ TEST_F(WatchersTest, WatcherRemovedInItsVisitLeavesAtTheEndOfTheVisit) {
     EXPECT_FALSE(watchers.hasReady());
 }
 
-TEST_F(WatchersTest, WatcherThatHasEnoughLeaves) {
+TEST_F(WatchersTest, WatcherThatWantsNoMoreValuesIsRemoved) {
     add(1);
     push(1);
     push(2);
