@@ -12,8 +12,8 @@
 
 namespace kova::test {
 
-/// A datagram socket in the place of a service manager. Its name is that of NOTIFY_SOCKET: a path,
-/// or a name behind "@".
+/// A datagram socket that stands in for a service manager. Its name has the form of NOTIFY_SOCKET:
+/// a path, or a name after "@".
 class NotifyReceiver {
 public:
     explicit NotifyReceiver(const std::string& name)

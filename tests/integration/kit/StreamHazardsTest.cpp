@@ -1,5 +1,5 @@
-// Receivers that block, and threads that set, watch, cancel and destroy at the same time.
-// KOVA_STRESS multiplies the number of operations.
+// Tests with receivers that block, and with threads that set, watch, cancel and destroy at the same
+// time. KOVA_STRESS multiplies the number of operations.
 #include <gtest/gtest.h>
 
 #include <array>
@@ -34,14 +34,14 @@ Request streamRequest() {
     return request;
 }
 
-/// Counts values and ends of many receivers.
+/// Counts the values and ends of many receivers.
 struct Counts {
     std::atomic<long> values{0};
     std::atomic<long> ends{0};
     std::atomic<long> alive{0};
 };
 
-/// Checks that numbers arrive in order, and counts.
+/// Checks that the numbers arrive in order, and counts them.
 class Ordered : public IResponseHandler<Response> {
 public:
     explicit Ordered(Counts& counts, bool gapless = false) : counts_(counts), gapless_(gapless) {
@@ -100,7 +100,7 @@ private:
     std::atomic<int>& errors_;
 };
 
-/// A value that counts how many of it exist.
+/// A value that counts its living instances.
 struct Alive {
     int number = 0;
 
@@ -212,7 +212,7 @@ TEST_F(StreamHazardsTest, BlockedWatcherDelaysNoOtherStream) {
     released = true;
 }
 
-// The counts of each watcher add up, and the last value reaches each watcher.
+// Checks that the counts of each watcher add up, and that each watcher gets the last value.
 TEST_F(StreamHazardsTest, CountsAddUpWhileThreadsSetWatchAndCancel) {
     const int rounds = 300 * test::stressFactor();
     Observable<int> state(0);
@@ -295,7 +295,7 @@ TEST_F(StreamHazardsTest, DestructionDuringDeliveryEndsEachWatcherOnce) {
     }
 }
 
-// A snapshot and the changes after it make the same list as the original.
+// Checks that applying the changes to the snapshot gives the original list.
 TEST_F(StreamHazardsTest, CopyOfAListIsExactWhileThreadsChangeIt) {
     ObservableList<int> list;
     ObservableMap<int> map;

@@ -1,5 +1,5 @@
-// Writes a page of metrics with everything that can be in one: requests of all kinds, and counters
-// and gauges of a user, with texts that need escapes. promtool checks it.
+// Writes a page of metrics for promtool to check. The page contains every kind of content: requests
+// of all kinds, counters and gauges of a user, and texts that need escapes.
 #include <cmath>
 #include <iostream>
 
@@ -9,7 +9,7 @@
 namespace kova::kit::test {
 namespace {
 
-/// A service that answers with the code that is the last segment of the path, or never.
+/// A service that answers with the status code in the last segment of the path, or never.
 class CodeService : public IKovaApi {
 public:
     void* actionRequest(const Request& request,

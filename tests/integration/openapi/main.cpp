@@ -1,4 +1,4 @@
-// Writes the OpenAPI documents of a few services, one in a line. `check.js` validates them.
+// Writes the OpenAPI documents of a few services, one document per line. `check.js` validates them.
 #include <chrono>
 #include <iostream>
 #include <map>

@@ -66,7 +66,7 @@ TEST(BlockPool, LargeBlocksAreNotKept) {
 }
 
 TEST(BlockPool, BlocksReleasedByAnotherThreadAreReused) {
-    // More than one thread keeps, so that the rest is shared.
+    // One thread keeps fewer blocks than this, so the others become shared.
     const std::vector<void*> blocks = allocateMany(640, 300);
     std::thread([&] { releaseAll(blocks); }).join();
     const std::size_t before = test::allocations();
@@ -81,7 +81,8 @@ TEST(BlockPool, BlocksReleasedByAnotherThreadAreReused) {
 }
 
 TEST(BlockPool, NumberOfSharedBlocksIsBounded) {
-    // More than threads share; the rest is freed, which AddressSanitizer and valgrind check.
+    // There are more blocks than threads share. The rest is freed, which AddressSanitizer and
+    // valgrind check.
     releaseAll(allocateMany(5000, 60));
     const std::size_t before = test::allocations();
     const std::vector<void*> again = allocateMany(5000, 60);

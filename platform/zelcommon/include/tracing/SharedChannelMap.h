@@ -38,8 +38,8 @@ public:
     /// "*" matches any text, and every other character matches itself. A later call overrides an
     /// earlier one. Returns the number of existing channels that matched.
     std::size_t setLevel(std::string_view pattern, int level);
-    /// Returns the names and levels of all present channels, in ascending order of their names. A
-    /// name occurs once for each channel that has it.
+    /// Returns the names and levels of all existing channels, in ascending order of their names. A
+    /// name occurs once for each channel with this name.
     std::vector<std::pair<std::string, int>> levels() const;
     /// Applies a list of the form "PATTERN=LEVEL[,PATTERN=LEVEL…]". The environment variable
     /// ZEL_TRACE has the same form and is applied when the registry is created. Returns false on

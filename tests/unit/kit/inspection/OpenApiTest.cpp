@@ -51,7 +51,7 @@ protected:
         return membersOf(openApi("player", "1.2.0", mounts, mimetypes::JSON_TYPE).orThrow());
     }
     Object paths() const { return membersOf(document().at("paths")); }
-    /// Returns the text of a part of a method.
+    /// Returns one part of the description of a method as text.
     std::string part(const std::string& path, const std::string& method,
                      const std::string& name) const {
         return textOf(membersOf(membersOf(paths().at(path)).at(method)).at(name));

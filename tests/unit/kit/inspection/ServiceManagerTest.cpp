@@ -21,7 +21,7 @@ namespace {
 using kova::test::abstractSocket;
 using kova::test::NotifyReceiver;
 
-// Sets the variables of the environment for one test.
+// Sets environment variables for the duration of one test.
 class ServiceManagerTest : public ::testing::Test {
 protected:
     ~ServiceManagerTest() override {

@@ -17,7 +17,7 @@ using Handler = std::unique_ptr<IResponseHandler<Response>>;
 
 const Request REQUEST("retrieve", "/state");
 
-/// A middleware that writes what it sees into a list.
+/// An observer that appends what it sees to a list.
 class Noting : public Observer<std::string> {
 public:
     Noting(std::string name, Events& events) : name_(std::move(name)), events_(events) {}

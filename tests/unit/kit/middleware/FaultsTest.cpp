@@ -25,7 +25,7 @@ FaultOptions shares(double drop, double error, std::uint64_t seed = 1) {
     return options;
 }
 
-/// Returns what becomes of 1000 requests, a letter for each: "d", "e" or ".".
+/// Returns the outcome of 1000 requests, one letter for each: "d", "e" or ".".
 std::string faultsOf(const FaultOptions& options) {
     test::HeldService service;
     service.onRequest = [&](std::size_t number) { service.answer(number); };

@@ -15,7 +15,8 @@ using Events = testing::Recording::Events;
 struct Limited {
     explicit Limited(const LimitOptions& options) { chain.use(limit(options)); }
 
-    /// Sends a request. Returns its handle, or null if it was refused with the text in `refusal`.
+    /// Sends a request. Returns its handle. If the request is rejected, returns null and stores the
+    /// text in `refusal`.
     void* send(const Request& request = {"retrieve", "/state"}) {
         auto recording = testing::record();
         void* const handle = chain.actionRequest(request, recording.handler());

@@ -1,5 +1,5 @@
-// Threads send and cancel requests at random while others answer, forget and reject them. In the
-// end nothing is pending, and every request that began has ended once for every middleware.
+// Some threads send and cancel requests at random while others answer, drop and reject them. In the
+// end no request is pending, and every request has ended exactly once for every middleware.
 #include <gtest/gtest.h>
 
 #include <atomic>
@@ -22,7 +22,7 @@ constexpr int SENDERS = 3;
 constexpr int ANSWERERS = 2;
 const int REQUESTS = 1500 * test::stressFactor();
 
-/// Keeps requests until a thread answers or forgets them; handles are reused.
+/// A service that keeps requests until a thread answers or drops them. It reuses handles.
 class Careless : public IKovaApi {
 public:
     void* actionRequest(const Request& request, Handler&& handler) override {
@@ -116,8 +116,8 @@ void send(Chain& chain, unsigned seed) {
     }
 }
 
-/// Returns how many requests of a peer the middleware accepts until it refuses one. They stay
-/// pending.
+/// Returns the number of requests of a peer that the middleware accepts before it rejects one. The
+/// accepted requests stay pending.
 int accepted(Chain& chain, long uid) {
     const Peer peer{uid, 0, 1, "unix:"};
     const PeerScope scope(peer);

@@ -1,4 +1,4 @@
-// The forms that designated initializers of C++20 allow.
+// Uses the middleware with designated initializers, which need C++20.
 #include <gtest/gtest.h>
 
 #include "kova/kit/Middleware.h"

@@ -1,4 +1,4 @@
-// After warm-up the middleware of the kit allocates nothing for a request.
+// Checks that the middleware of the kit allocates nothing for a request after warm-up.
 #include <gtest/gtest.h>
 
 #include "kova/kit/Middleware.h"
@@ -9,7 +9,7 @@ namespace {
 
 using Handler = std::unique_ptr<IResponseHandler<Response>>;
 
-/// A response handler that is a part of the test and is not destroyed by its owner.
+/// A response handler that belongs to the test: its owner does not destroy it.
 class Reused : public IResponseHandler<Response> {
 public:
     bool onNext(const Response& value) override {
@@ -28,7 +28,7 @@ public:
 
 int Reused::completed = 0;
 
-/// A service that answers the request before the latest one, or the latest at once.
+/// A service that answers either the previous request or the latest request immediately.
 class Answering : public IKovaApi {
 public:
     explicit Answering(bool later) : later_(later) {}

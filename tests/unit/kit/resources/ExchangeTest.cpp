@@ -22,7 +22,7 @@ using Events = Recording::Events;
 const Response VALUE(statuscodes::OK);
 const Response CLOSED = Response::createErrorResponse(503, "closed");
 
-/// A response handler that calls a function for each value, and counts what it got.
+/// A response handler that calls a function for each value and counts the events.
 class Probe : public IResponseHandler<Response> {
 public:
     struct Seen {

@@ -23,7 +23,7 @@ using kova::testing::record;
 using kova::testing::Recording;
 using Events = Recording::Events;
 
-/// A resource handler that is two functions, and counts its cancellations.
+/// A resource handler made of two functions. It counts its cancellations.
 class Scripted : public IResourceHandler {
 public:
     struct State {

@@ -123,8 +123,8 @@ TEST_F(JobTest, UnencodableProgressEndsTheJob) {
               (Events{"error 500 expected a finite number, found inf (byte 0)"}));
 }
 
-// The worker refuses the job between its start and the return of `actionRequest` here, which a
-// thread that destroys the resource can do at any time.
+// In this test the worker rejects the job before `actionRequest` returns. A thread that destroys
+// the resource can cause this at any time.
 TEST_F(JobTest, JobOfAClosedResourceIsAnsweredWith503) {
     for (int i = 0; i < 200; ++i) {
         const Recording each = record();

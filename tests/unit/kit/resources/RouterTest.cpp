@@ -81,7 +81,7 @@ bool fits(const PathTemplate& pattern, const std::vector<std::string>& path) {
     return true;
 }
 
-/// Returns the kinds of the segments; the least list is that of the preferred template.
+/// Returns the kinds of the segments. The preferred template has the smallest list.
 std::vector<int> preference(const PathTemplate& pattern) {
     std::vector<int> result;
     for (const TemplateSegment& segment : pattern.segments()) {
@@ -155,7 +155,7 @@ const std::vector<std::string> PATH_SEGMENTS{
     "a", "b", "c", "7", "07", "-7", "-", "18446744073709551615", "9223372036854775808", "+7", "7x"};
 const std::vector<std::string> COMMANDS{"retrieve", "update"};
 
-/// Adds random routes; those that the router refuses must be as good as another one.
+/// Adds random routes. If the router rejects a route, it must be as good as another one.
 void addRandom(Router& router, Random& random) {
     for (int i = 0; i < 12; ++i) {
         const std::string command = random.pick(COMMANDS);

@@ -11,7 +11,7 @@
 namespace kova::kit::detail {
 namespace {
 
-/// A task that calls one receiver once, which blocks until `leave`.
+/// A task that calls one receiver once. The receiver blocks until `leave`.
 class BlockingTask : public DeliveryTask {
 public:
     void deliver(DeliverySlot& slot) override {
@@ -50,7 +50,7 @@ public:
     std::atomic<int> runs{0};
     std::atomic<int> released{0};
     std::atomic<int> disconnected{0};
-    /// The number of these tasks that run, and that ran at the same time.
+    /// The number of tasks that run now, and the greatest number that ran at the same time.
     static inline std::atomic<std::size_t> now{0};
     static inline std::atomic<std::size_t> most{0};
 

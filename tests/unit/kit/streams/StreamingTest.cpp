@@ -17,7 +17,7 @@ using test::BlockingReceiver;
 using test::Watch;
 using Texts = std::vector<std::string>;
 
-/// An observable with a watcher that blocks in its snapshot, the value 0.
+/// An observable and a watcher that blocks while it receives its snapshot, the value 0.
 class StreamingTest : public testing::Test {
 protected:
     void block() {

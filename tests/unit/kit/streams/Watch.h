@@ -134,7 +134,7 @@ public:
         isReleased_ = true;
         changed_.notify_all();
     }
-    /// Returns the sum of the header entries about lost changes.
+    /// Returns the sum of the header entries that report lost changes.
     long lost() {
         const std::lock_guard<std::mutex> guard(mutex_);
         return lost_;
@@ -157,8 +157,8 @@ private:
     long lost_ = 0;
 };
 
-/// Waits until a stream has no watcher. A watcher whose stream has ended is removed when its receiver
-/// has returned.
+/// Waits until a stream has no watcher. A watcher whose stream has ended is removed when its
+/// receiver has returned.
 template <typename Stream>
 void waitUntilUnwatched(const Stream& stream) {
     while (!stream.watchers().empty()) {

@@ -9,7 +9,7 @@ namespace {
 
 using Numbers = std::vector<int>;
 
-/// A change with a number. It counts those that exist.
+/// A change with a number. The class counts its living instances.
 class Numbered final : public Change {
 public:
     explicit Numbered(int number) : number(number) { ++alive; }
@@ -38,7 +38,8 @@ protected:
         Garbage garbage;
         watchers.push(newest, garbage);
     }
-    /// Visits the next watcher. Returns its number, or 0 if it is disconnected.
+    /// Begins the visit of the next watcher. Returns the number of its change, or 0 if it is
+    /// disconnected.
     int begin(bool isState = true) {
         Garbage garbage;
         watchers.begin(visit, isState ? newest : nullptr, false, garbage);
@@ -49,7 +50,7 @@ protected:
         visit.isOpen = isOpen;
         watchers.end(visit, garbage);
     }
-    /// Visits watchers until no value waits.
+    /// Visits watchers until no value waits, and returns the numbers.
     Numbers all(bool isState = true) {
         Numbers result;
         while (watchers.hasReady()) {
