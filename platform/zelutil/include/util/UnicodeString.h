@@ -18,7 +18,8 @@ struct UnicodeString8 {
     friend bool operator!=(const UnicodeString8& a, const UnicodeString8& b) { return !(a == b); }
 };
 
-/// A text of UTF-16 code units. The content is not validated here, either.
+/// A text of UTF-16 code units. Like the content of a `UnicodeString8`, it is validated when it is
+/// written.
 struct UnicodeString16 {
     /// The code units.
     std::u16string units;
