@@ -24,9 +24,9 @@ struct PayloadFormat {
     mimetypes::MimeTypeID id;
     /// The mime type.
     char const* name;
-    /// Whether the public functions convert between number and name.
+    /// Whether the public functions convert `id` to `name` and `name` to `id`.
     bool isTranslated;
-    /// Whether the bytes are text. A format is opaque if it neither is text nor has a `replay`.
+    /// Whether the payloads are text. A format is opaque if it is not text and has no `replay`.
     bool isText;
     /// Replays a structured payload into a serializer. Returns true on success. Null if payloads of
     /// the format are not converted to JSON.

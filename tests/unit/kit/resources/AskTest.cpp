@@ -30,7 +30,7 @@ TEST(Ask, ReadsTheReservedHeaderEntries) {
     EXPECT_EQ(ask.clientId(), "hmi");
 }
 
-TEST(Ask, ReturnsAHeaderEntryOfTheTypeThatIsAskedFor) {
+TEST(Ask, ReturnsAHeaderEntryOfTheRequestedType) {
     Request request("retrieve", "/lamp");
     request.add2header("zone", new util::config::ValueInt(3));
     const Ask ask(request, "");
