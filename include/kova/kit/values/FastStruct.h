@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <string>
 #include <string_view>
 #include <type_traits>
 
@@ -55,9 +56,9 @@ constexpr EncodedName encodeName(std::string_view name) noexcept {
     return encoded;
 }
 
-/// The bytes that are reserved for a name and for a number of the binary format, and for the begin
-/// or end of a struct.
-constexpr std::size_t FIELD_BYTES = EncodedName::COPIED + 9;
+/// The bytes that are reserved for a name and for a number or short text of the binary format, and
+/// for the begin or end of a struct.
+constexpr std::size_t FIELD_BYTES = EncodedName::COPIED + 24;
 
 /// Writes the head of a number: its kind and its argument in the shortest form. Returns its end.
 template <typename Argument>
@@ -115,6 +116,37 @@ inline unsigned char* putNumber(T value, unsigned char* at) noexcept {
     }
 }
 
+/// Copies words that may overlap, at the offsets. Returns whether all bytes are ASCII.
+template <typename Word, std::size_t N>
+inline bool copyAscii(char const* text, const std::size_t (&offsets)[N],
+                      unsigned char* at) noexcept {
+    constexpr Word HIGH_BITS = static_cast<Word>(0x8080808080808080);
+    Word all = 0;
+    for (const std::size_t offset : offsets) {
+        Word word = 0;
+        std::memcpy(&word, text + offset, sizeof word);
+        std::memcpy(at + offset, &word, sizeof word);
+        all |= word;
+    }
+    return (all & HIGH_BITS) == 0;
+}
+
+/// Writes a text of 4 to 23 ASCII characters in the binary format, and returns its end. Returns
+/// null for any other text.
+inline unsigned char* putShortText(const std::string& text, unsigned char* at) noexcept {
+    const std::size_t size = text.size();
+    *at = static_cast<unsigned char>(0x60 + size);
+    bool isAscii = false;
+    if (size - 4 < 4) {
+        isAscii = copyAscii<std::uint32_t>(text.data(), {0, size - 4}, at + 1);
+    } else if (size - 8 <= 8) {
+        isAscii = copyAscii<std::uint64_t>(text.data(), {0, size - 8}, at + 1);
+    } else if (size - 17 <= 6) {
+        isAscii = copyAscii<std::uint64_t>(text.data(), {0, 8, size - 8}, at + 1);
+    }
+    return isAscii ? at + 1 + size : nullptr;
+}
+
 /// Writes the name of a field where `FIELD_BYTES` are reserved, and returns its end. In JSON, a
 /// comma precedes the name unless it is the first one.
 inline unsigned char* putName(FastWriter& out, const EncodedName& name,
@@ -165,6 +197,10 @@ unsigned char* putField(FastWriter& out, const T& object, unsigned char* at) {
     if constexpr (isNumber<Member>) {
         if (out.isBinary()) {
             return putNumber(member, at);
+        }
+    } else if constexpr (std::is_same_v<Member, std::string>) {
+        if (unsigned char* const end = out.isBinary() ? putShortText(member, at) : nullptr) {
+            return end;
         }
     }
     out.commit(at);

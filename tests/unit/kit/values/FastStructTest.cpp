@@ -91,6 +91,18 @@ TEST(FastStructTest, OtherNumbersHaveTheBytesOfTheGeneralWriter) {
     expectSameBytes(One<std::string>{"", "a text that is longer than a short one \xC3\xA4"});
 }
 
+TEST(FastStructTest, TextsOfAllLengthsHaveTheBytesOfTheGeneralWriter) {
+    for (std::size_t size = 0; size <= 40; ++size) {
+        std::string text = std::string("abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMN").substr(0, size);
+        expectSameBytes(One<std::string>{text, "n"});
+        for (std::size_t i = 0; i + 1 < size; ++i) {
+            std::string other = text;
+            other.replace(i, 2, "\xC3\xA4");
+            expectSameBytes(One<std::string>{other, other});
+        }
+    }
+}
+
 struct Named {
     int a = 1, b = 2, c = 3, d = 4, e = 5, f = 6, g = 7;
 };
