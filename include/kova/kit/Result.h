@@ -71,6 +71,8 @@ public:
     Result(T&& value) : content_(std::in_place_index<0>, std::move(value)) {}
     Result(Error error) : content_(std::in_place_index<1>, std::move(error)) {}
     /// @}
+    /// Holds a value-initialized value.
+    explicit Result(std::in_place_t) : content_(std::in_place_index<0>) {}
 
     /// @{
     /// Returns whether there is a value.

@@ -2,6 +2,7 @@
 
 #include <optional>
 #include <string>
+#include <utility>
 
 #include "kova/core/MimeTypes.h"
 #include "kova/core/Payload.h"
@@ -74,7 +75,7 @@ KOVA_KIT_API Result<Tree> writeTreeValue(const Limits& limits, bool (*write)(Wri
 /// Reads a payload with the general reader.
 template <typename T>
 Result<T> readGeneral(const Payload& payload, const Limits& limits) {
-    Result<T> result{T{}};
+    Result<T> result(std::in_place);
     if (auto error = readPayload(payload, limits, &readErased<Reader, T>, &*result)) {
         return *std::move(error);
     }
@@ -119,7 +120,7 @@ Result<T> fromPayload(const Payload& payload, const Limits& limits = {}) {
         return payload;
     } else {
 #if KOVA_KIT_HAS_FAST_PATH
-        Result<T> result{T{}};
+        Result<T> result(std::in_place);
         if (detail::readFast(payload, limits, &detail::readErased<detail::FastReader, T>,
                              &*result)) {
             return result;

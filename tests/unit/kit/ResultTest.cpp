@@ -29,6 +29,13 @@ TEST(ResultTest, ContainsTheValue) {
     EXPECT_EQ(result.valueOr(9), 4);
 }
 
+TEST(ResultTest, ValueMadeInPlaceIsValueInitialized) {
+    const Result<int> number(std::in_place);
+    EXPECT_EQ(number.value(), 0);
+    const Result<std::string> text(std::in_place);
+    EXPECT_EQ(text.value(), "");
+}
+
 TEST(ResultTest, ContainsTheError) {
     const Result<int> result = half(7);
     ASSERT_FALSE(result.ok());
