@@ -18,18 +18,18 @@
 namespace kova::kit {
 
 /// The whole answer to a call: the response with code and header, and the value of its payload. (It
-/// is not called a reply, because `Reply` is what a service answers with later.)
+/// is not named "reply", because a service uses `Reply` to answer later.)
 template <typename T>
 struct FullReply {
     /// The response.
     Response response;
-    /// The value of its payload.
+    /// The value of the payload.
     T value;
 
     /// Returns the status code.
     unsigned short code() const noexcept { return response.getStatusCode(); }
 };
-/// The whole answer to a call whose payload does not matter.
+/// The whole answer to a call whose payload is not used.
 template <>
 struct FullReply<void> {
     /// The response.
@@ -130,10 +130,10 @@ private:
 
 }  // namespace detail
 
-/// A call that is not sent yet. `Client` makes it; one of `get`, `future`, `start`, `detach` and,
-/// in C++20, `co_await` sends it. Without them nothing is sent.
+/// A call that is not sent yet. `Client` creates it. One of the functions `get`, `future`, `start`
+/// and `detach` or, in C++20, `co_await` sends it. Without them nothing is sent.
 ///
-/// Each function needs an rvalue, so a call is built and sent in one expression, or moved.
+/// Each function requires an rvalue, so a call is built and sent in one expression, or moved.
 ///
 ///     const auto setTo = [](kova::kit::Call<int> call) {
 ///         kova::kit::Result<int> level =
@@ -149,7 +149,7 @@ public:
     }
 
     /// @{
-    /// Adds an entry to the header of the request: a truth value, number, text or tree.
+    /// Adds an entry to the header of the request: a boolean, a number, a text or a tree.
     template <typename V>
     Call header(const std::string& key, const V& value) && {
         draft_.addHeader(key, toTree(value));
@@ -159,26 +159,26 @@ public:
         return std::move(*this).header(key, std::string(value));
     }
     /// @}
-    /// Sets the time after which the call ends as "timed out"; 0 for no limit. For a stream it is
-    /// the time for the first value.
+    /// Sets the deadline: the time after which the call ends as "timed out". 0 means no limit. The
+    /// deadline of a stream applies to its first value.
     Call deadline(std::chrono::milliseconds limit) && {
         draft_.options.deadline = limit;
         return std::move(*this);
     }
-    /// Sets the executor of the callbacks, of the thread that resumes a coroutine, and of a future.
+    /// Sets the executor of the callbacks and of a future. It also resumes a coroutine.
     Call on(const Executor& executor) && {
         draft_.options.executor = executor;
         return std::move(*this);
     }
-    /// Sets the function for each value: `function(const T&)`, for `T` = `void` without an
-    /// argument. A payload that is not a `T` ends the call as "failed".
+    /// Sets the function for each value: `function(const T&)`, or without an argument if `T` is
+    /// `void`. If a payload is not a `T`, the call ends as "failed".
     template <typename Function>
     Call onValue(Function&& function) && {
         draft_.onValue = detail::readingFunction<T>(std::forward<Function>(function));
         return std::move(*this);
     }
     /// Sets the function for the progress (code 298): `function(const P&)`. It also works with
-    /// `get`, which calls it on the waiting thread.
+    /// `get`, which calls the function on the waiting thread.
     template <typename P, typename Function>
     Call onProgress(Function&& function) && {
         draft_.onProgress = detail::readingFunction<P>(std::forward<Function>(function));
@@ -190,14 +190,14 @@ public:
         draft_.onEnd = std::forward<Function>(function);
         return std::move(*this);
     }
-    /// Asks for the whole answer.
+    /// Requests the whole answer.
     Call<FullReply<T>> full() && { return Call<FullReply<T>>(std::move(draft_)); }
 
     /// @{
-    /// Sends the request and waits for the answer, for at most `limit`, or for the deadline of the
-    /// call. Fails with the error of the service; with 504 if the time is over, and the request is
-    /// then cancelled; with 400 if the payload is not a `T`. Fails at once where waiting could
-    /// never end, see `Calls::ask`.
+    /// Sends the request and waits for the answer, for at most `limit` or until the deadline of the
+    /// call. If the service fails, returns its error. If the time is over, cancels the request and
+    /// fails with 504. If the payload is not a `T`, fails with 400. Fails immediately if the wait
+    /// could never end (`Calls::ask`).
     Result<T> get(std::chrono::milliseconds limit) && {
         const Result<Response> response = draft_.wait(limit);
         if (!response) {
@@ -210,19 +210,19 @@ public:
         return std::move(*this).get(limit);
     }
     /// @}
-    /// Sends the request. The future gets the value, or a `KovaException`; `std::future_error` if
-    /// the client is closed before.
+    /// Sends the request. The future receives the value, or a `KovaException`. It receives
+    /// `std::future_error` if the client is closed before the answer.
     std::future<T> future() && { return detail::FutureAnswer<T>().start(std::move(draft_)); }
     /// @{
-    /// Sends the request. The functions that were set are called on the executor. The subscription
-    /// owns the call.
+    /// Sends the request. The executor calls the functions that were set. The subscription owns the
+    /// call.
     [[nodiscard]] Subscription start() && { return draft_.start(); }
     [[nodiscard]] Subscription start(const Executor& executor) && {
         draft_.options.executor = executor;
         return draft_.start();
     }
     /// @}
-    /// Does the same without an owner.
+    /// Does the same as `start`, but without an owner.
     void detach() && { draft_.start().detach(); }
 
     /// Returns the untyped call, for `co_await` and `Stream`.

@@ -17,8 +17,8 @@ namespace kova::kit {
 
 /// The untyped part of a `Call`: a request that is not sent yet, and the functions for its answer.
 ///
-/// It is not for users; `Client` makes it and `Call` changes it. Values with the code 298 are
-/// progress, all others are values of the call. A value that is an error response ends the call as
+/// Not for direct use: `Client` creates it and `Call` changes it. Values with the code 298 are
+/// progress; all others are values of the call. If a value is an error response, the call ends as
 /// "failed".
 ///
 ///     const auto send = [](std::shared_ptr<kova::kit::Calls> calls) {
@@ -27,29 +27,29 @@ namespace kova::kit {
 ///     };
 class KOVA_KIT_API CallDraft {
 public:
-    /// Gets each value. Returns the reason if the value cannot be used.
+    /// Receives each value. Returns the reason if the value cannot be used.
     using ValueFunction = std::function<Result<void>(const Response&)>;
-    /// Gets the end.
+    /// Receives the end.
     using EndFunction = std::function<void(const End&)>;
 
     /// Creates a draft of a call of `calls`.
     CallDraft(std::shared_ptr<Calls> calls, Request request, CallOptions options)
         : request(std::move(request)), options(std::move(options)), calls_(std::move(calls)) {}
 
-    /// Adds a header entry. An error of the value is kept for the start.
+    /// Adds a header entry. If the value is an error, stores the error for `start`.
     void addHeader(const std::string& key, Result<Tree>&& value);
-    /// Keeps the first error, which the call then ends with instead of being sent.
+    /// Stores the first error. The call then ends with this error and is not sent.
     void fail(const Error& error);
 
-    /// Sends the request. If there is an error, the end function is called with it instead.
+    /// Sends the request. If an error is stored, calls the end function with it instead.
     [[nodiscard]] Subscription start();
-    /// Sends the request, waits for the end, and returns the last value. Calls the progress
-    /// function on this thread meanwhile. Fails as `Calls::ask`. With code 200 and an empty payload
-    /// if the service completed the request without a value and `needsValue` is false.
+    /// Sends the request, waits for the end, and returns the last value. While it waits, calls the
+    /// progress function on this thread. Fails like `Calls::ask`. If the service completed the
+    /// request without a value and `needsValue` is false, returns code 200 with an empty payload.
     Result<Response> wait(std::chrono::milliseconds limit);
 
     /// @{
-    /// What `Call` sets.
+    /// The settings that `Call` makes.
     Request request;
     CallOptions options;
     ValueFunction onValue;

@@ -27,22 +27,23 @@ class CallsCore;
 
 /// Options of one call.
 struct CallOptions {
-    /// Where the callbacks run.
+    /// The executor of the callbacks.
     Executor executor = {};
-    /// The time after which the call ends as "timed out"; 0 for no limit.
+    /// The time after which the call ends as "timed out"; 0 means no limit.
     std::chrono::milliseconds deadline{0};
-    /// The deadline is that of the first value.
+    /// Whether the deadline applies only to the first value.
     bool stream = false;
-    /// The number of values that may wait for the executor. With one more the call ends as "lost".
+    /// The maximum number of values that wait for the executor. If one more arrives, the call ends
+    /// as "lost".
     std::size_t queue = 1024;
 };
 
 /// Options of a blocking call.
 struct AskOptions {
-    /// The time after which it fails; 0 for no limit.
+    /// The time after which the call fails; 0 means no limit.
     std::chrono::milliseconds limit = std::chrono::seconds(30);
-    /// The function for values with the code 298, which is called on the waiting thread, or null.
-    /// It returns the reason if it cannot use the value; the call then fails with it.
+    /// The function for values with the code 298, or null. It is called on the waiting thread. It
+    /// returns the reason if it cannot use the value; the call then fails with this reason.
     const std::function<Result<void>(const Response&)>* onProgress = nullptr;
     /// The executor whose callbacks must not block.
     Executor executor = {};
@@ -50,18 +51,18 @@ struct AskOptions {
 
 /// Options of `Calls`.
 struct CallsOptions {
-    /// The deadline of requests that come through `Calls::actionRequest`; 0 for no limit.
+    /// The deadline of requests that are sent with `Calls::actionRequest`; 0 means no limit.
     std::chrono::milliseconds deadline{0};
-    /// The clock of the deadlines, for tests; it must not serve an alarm timer. Null for the
+    /// The clock of the deadlines, for tests. It must not serve an alarm timer. Null selects the
     /// monotonic clock of the system.
     osal::Clock* clock = nullptr;
     /// Keeps the header entry "$client-id" of each request for `pending`.
     bool keepsClientId = false;
 };
 
-/// What a call that has not ended is doing.
+/// The state of a call that has not ended.
 struct CallInfo {
-    /// Where the call is.
+    /// The part of the program that handles the call.
     enum class Phase : std::uint8_t {
         inService,   ///< The service has not returned from `actionRequest`.
         pending,     ///< The service works on it.
@@ -71,11 +72,11 @@ struct CallInfo {
     /// The command word and the path of the request.
     std::string command;
     std::string path;  ///< see `command`
-    /// The time since it was sent, to about 4 ms.
+    /// The time since the call was sent, with a resolution of about 4 ms.
     std::chrono::milliseconds age{0};
-    /// What it is doing.
+    /// The phase of the call.
     Phase phase = Phase::pending;
-    /// The system's number of the thread of the phase; 0 if no thread is occupied.
+    /// The system's number of the thread that handles the phase; 0 if no thread handles it.
     long thread = 0;
     /// The header entry "$client-id" of the request, if `CallsOptions::keepsClientId` is set.
     std::string client = {};
@@ -84,15 +85,15 @@ struct CallInfo {
     KOVA_KIT_API std::string toString() const;
 };
 
-/// A service in front of a service, whose calls end when they are told to.
+/// A service in front of another service. It guarantees that each call ends.
 ///
-/// Every call has exactly one end (`End`), unless its owner asked for silence, also if the service
-/// refuses it, forgets it or answers twice. Handles are never used twice in a process, so a late or
-/// second cancellation reaches nobody; an early one is not lost. No entry remains in the table of a
-/// composed service. A request that is answered at once costs one allocation and some 80 ns more
-/// (`bench/kit_calls_bench`).
+/// Every call has exactly one end (`End`), unless its owner silenced it. This is true even if the
+/// service rejects the request, drops it or answers twice. A handle is never used twice in a
+/// process, so a late or second cancellation has no effect. An early cancellation is not lost. No
+/// entry remains in the table of a composed service. A request that is answered immediately costs
+/// one allocation and about 80 ns more (`bench/kit_calls_bench`).
 ///
-/// Any thread may call any function, also from inside a callback; no lock is held while a callback
+/// Any thread may call any function, also from inside a callback. No lock is held while a callback
 /// or the service is called. The service must outlive the object.
 ///
 ///     const auto watch = [](kova::kit::Calls& calls, std::unique_ptr<kova::kit::Receiver> screen)
@@ -102,44 +103,46 @@ struct CallInfo {
 ///     };
 class KOVA_KIT_API Calls : public IKovaApi {
 public:
-    /// Creates the front of `service`, which must outlive it.
+    /// Creates the calls of `service`, which must outlive the object.
     explicit Calls(IKovaApi& service, const CallsOptions& options = {});
-    /// Calls `close` without a limit of time. Inside a callback it does not wait for this one.
+    /// Calls `close` without a time limit. Inside a callback it does not wait for that callback.
     ~Calls() override;
     Calls(const Calls&) = delete;
     Calls& operator=(const Calls&) = delete;
 
-    /// Sends a request whose events arrive inline. Always takes ownership of the handler. An end
-    /// other than "completed" arrives as `onError`: that of the service, or 503 (refused, lost,
-    /// cancelled), 500 (dropped), 504 (timed out).
+    /// Sends a request whose events arrive inline. Always takes ownership of the handler. If the
+    /// end is not "completed", the handler receives `onError` with the error of the service, or
+    /// with 503 (refused, lost, cancelled), 500 (dropped) or 504 (timed out).
     void* actionRequest(const Request& request,
                         std::unique_ptr<IResponseHandler<Response>>&& handler) override;
-    /// Ends a call without an end. No event begins from now on, but one that another thread has
-    /// begun may still be running: `reset` waits for it. The handler is destroyed.
+    /// Ends a call silently. No event begins after this function was called, but an event that
+    /// another thread has begun may still be running; `reset` waits for it. The handler is
+    /// destroyed.
     void cancelRequest(void* handle) override;
 
-    /// Does the same as `cancelRequest`, and waits like `Subscription::reset`.
+    /// Does the same as `cancelRequest`, and waits as `Subscription::reset` does.
     void reset(void* handle);
-    /// Ends a call with the end "cancelled" like `Subscription::cancel`. Returns whether it had no
-    /// end yet.
+    /// Ends a call with the end "cancelled", as `Subscription::cancel` does. Returns false if the
+    /// call had already ended.
     bool cancel(void* handle);
 
-    /// Sends a request. The receiver gets the values and the end on the executor; if the executor
-    /// is full or the object closed, it gets the end "refused" before this returns.
+    /// Sends a request. The receiver gets the values and the end on the executor. If the executor
+    /// is full or the object is closed, the receiver gets the end "refused" before this function
+    /// returns.
     [[nodiscard]] Subscription start(const Request& request, std::unique_ptr<Receiver> receiver,
                                      const CallOptions& options = {});
 
-    /// Sends a request, waits for its end and returns the last value. Fails with the error of the
-    /// service; with 504 if the limit passes, and the request is then cancelled; with 204 if the
-    /// request was completed without a value.
+    /// Sends a request, waits for its end and returns the last value. If the service fails, returns
+    /// its error. If the limit passes, cancels the request and fails with 504. If the request was
+    /// completed without a value, fails with 204.
     ///
-    /// If the answer is not there at once, it fails without waiting, with 500, on a thread whose
-    /// wait could keep the answer away: inside a callback of these calls, of the executor in the
-    /// options or of the kit's thread, on the thread of the alarms, and in a `Worker` that got the
-    /// request if all of its other threads wait, too. Threads of other services cannot be
-    /// recognized; there the limit ends the wait.
+    /// On some threads a wait could prevent the answer. There the function fails with 500 if the
+    /// answer does not arrive immediately. These threads are: a thread inside a callback of these
+    /// calls, of the executor in the options or of the kit's thread; the thread of the alarms; and
+    /// a thread of the `Worker` that received the request, if all its other threads are waiting.
+    /// Threads of other services cannot be recognized; on them the limit ends the wait.
     Result<Response> ask(const Request& request, const AskOptions& options = {});
-    /// Ends all calls as "lost", for the owner of a connection. New ones are accepted.
+    /// Ends all calls as "lost", for example when a connection is lost. New calls are accepted.
     void lose(const std::string& reason);
     /// Refuses new calls, ends those that there are as "lost", and waits until they have got that
     /// end and nothing runs for them. Returns what is stuck after `limit`. Inside a callback it

@@ -23,18 +23,20 @@ struct ClientOptions {
     std::string clientId = {};
     /// The format of the payloads, in both directions.
     std::string accept = mimetypes::JSON_TYPE;
-    /// The deadline of a call that sets none; 0 for no limit. Of a stream, for its first value.
+    /// The default deadline of a call; 0 means no limit. The deadline of a stream applies to its
+    /// first value.
     std::chrono::milliseconds deadline = std::chrono::seconds(30);
-    /// The executor of a call that sets none.
+    /// The default executor of a call.
     Executor executor = {};
-    /// The clock of the deadlines, for tests. Null for the monotonic clock of the system.
+    /// The clock of the deadlines, for tests. Null selects the monotonic clock of the system.
     osal::Clock* clock = nullptr;
 };
 
-/// The calls of one client to one service, with values instead of payloads.
+/// The calls of one client to one service. They use values instead of payloads.
 ///
 /// Any thread may call any function. The service must outlive the client. The destructor closes the
-/// client and waits until no callback runs; inside a callback it does not wait for this one.
+/// client and waits until no callback is running. Inside a callback it does not wait for that
+/// callback.
 ///
 ///     const auto turnUp = [](kova::IKovaApi& service) {
 ///         kova::kit::ClientOptions options;
@@ -52,8 +54,9 @@ public:
     Client& operator=(const Client&) = delete;
 
     /// @{
-    /// Returns a call with a command of the core. `T` is the type of the answer's value, `void` for
-    /// none, and `Payload` if the call shall not read it. `body` is the value of the request.
+    /// Returns a call with a command of the core. `T` is the type of the value in the answer:
+    /// `void` if the answer has no value, `Payload` if the call must not read it. `body` is the
+    /// value in the request.
     template <typename T = Payload>
     Call<T> retrieve(const std::string& path) const {
         return call<T>(command::retrieve, path);
@@ -91,13 +94,13 @@ public:
     }
     /// @}
 
-    /// Refuses new calls, ends those that there are without an end, and waits until nothing runs
-    /// for them. Returns what is stuck after `limit` (`Calls::close`).
+    /// Rejects new calls, ends the pending calls silently, and waits until nothing is running for
+    /// them. Returns the calls that still run after `limit` (`Calls::close`).
     std::vector<CallInfo> close(std::chrono::milliseconds limit);
     /// Returns the calls that have not ended.
     std::vector<CallInfo> pending() const;
-    /// Returns the untyped draft of a call. The body is sent if it is not empty; an error in place
-    /// of a body is the end of the call.
+    /// Returns the untyped draft of a call. The body is sent if it is not empty. If `body` is an
+    /// error, the call ends with this error.
     CallDraft makeDraft(std::string_view command, const std::string& path,
                         const Result<Payload>& body) const;
     /// Returns the untyped calls of the client.

@@ -1,6 +1,6 @@
 #pragma once
 
-/// The command words of requests, for `kova::kit`. They have a namespace of their own, because
+/// The command words of requests, for `kova::kit`. They have a separate namespace, because
 /// `::remove` is a function of the C library.
 ///
 ///     static_assert(kova::kit::command::retrieve == "retrieve");
@@ -10,7 +10,7 @@
 namespace kova::kit::command {
 
 /// @{
-/// A command word; the same words as in `kova::commands`.
+/// A command word. The words are the same as in `kova::commands`.
 inline constexpr std::string_view retrieve = "retrieve";
 inline constexpr std::string_view update = "update";
 inline constexpr std::string_view insert = "insert";

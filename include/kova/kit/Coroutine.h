@@ -9,10 +9,10 @@
 /// - `co_await asResult(client.retrieve<Volume>("/volume"))` returns a `Result<Volume>`,
 /// - `co_await stream.next()` returns the next value of a `Stream<State>` as a `Result<State>`.
 ///
-/// The coroutine goes on on the executor of the call (`Call::on`, `ClientOptions::executor`): for
-/// an inline call on the thread of the service, or of the kit if no event of the service ends the
-/// call. Destroying a suspended coroutine cancels its call. It may be destroyed on its executor, or
-/// when nothing can resume it any more; not while another thread may resume it.
+/// The coroutine resumes on the executor of the call (`Call::on`, `ClientOptions::executor`). For
+/// an inline call this is the thread of the service, or the kit's thread if no event of the service
+/// ends the call. Destroying a suspended coroutine cancels its call. Destroy it on its executor, or
+/// when nothing can resume it any more, but not while another thread may resume it.
 #if defined(__cpp_impl_coroutine) || defined(__cpp_coroutines)
 
 #include <atomic>
@@ -46,15 +46,16 @@ public:
         };
         draft_.onEnd = [answer = answer_](const End& end) {
             answer->end = end;
-            // The second of two steps resumes the coroutine: this one, or the end of the start.
+            // The coroutine is resumed by the second of two steps: this one and the end of the
+            // start.
             if (answer->secondStep.exchange(true)) {
                 answer->coroutine.resume();
             }
         };
         const std::shared_ptr<Answer> answer = answer_;
         call_ = draft_.start();
-        // If the end has come, the coroutine goes on here. Otherwise another thread may resume and
-        // destroy it from here on.
+        // If the end has arrived, the coroutine continues here. Otherwise another thread may resume
+        // and destroy it from now on.
         return !answer->secondStep.exchange(true);
     }
     Result<T> await_resume() {
@@ -82,7 +83,7 @@ private:
     Subscription call_;
 };
 
-/// Does the same, and returns the value or throws `KovaException`.
+/// Waits for the end of a call. Returns its value or throws `KovaException`.
 template <typename T>
 class ValueAwaiter : public ResultAwaiter<T> {
 public:
@@ -93,13 +94,14 @@ public:
 
 }  // namespace detail
 
-/// Lets `co_await` send the call and return its value, or throw `KovaException`.
+/// Enables `co_await` on a call. It sends the call and returns the value, or throws
+/// `KovaException`.
 template <typename T>
 detail::ValueAwaiter<T> operator co_await(Call<T>&& call) {
     return detail::ValueAwaiter<T>(std::move(call));
 }
 
-/// Lets `co_await` send the call and return a `Result`.
+/// Enables `co_await` on a call. It sends the call and returns a `Result`.
 template <typename T>
 detail::ResultAwaiter<T> asResult(Call<T> call) {
     return detail::ResultAwaiter<T>(std::move(call));
@@ -116,7 +118,7 @@ public:
 
     bool await_ready() const { return stream_.state_->isReady(); }
     bool await_suspend(std::coroutine_handle<> coroutine) {
-        // After this the coroutine may have been resumed and destroyed.
+        // After this call the coroutine may already be resumed and destroyed.
         return stream_.state_->whenReady([coroutine] { coroutine.resume(); });
     }
     Result<T> await_resume() { return stream_.take(); }

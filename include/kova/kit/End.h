@@ -10,7 +10,7 @@
 
 namespace kova::kit {
 
-/// How a call ended. A call has exactly one end, unless its owner asked for silence.
+/// The way in which a call ended. A call has exactly one end, unless its owner silenced it.
 ///
 /// A value type. Copies share the payload and the header of the response.
 ///
@@ -19,7 +19,7 @@ namespace kova::kit {
 ///     end.toString();                      // "timed out: 504 Gateway Timeout: no answer ..."
 class KOVA_KIT_API End {
 public:
-    /// The ways to end.
+    /// The kinds of ends.
     enum class Kind : std::uint8_t {
         /// The service completed the request.
         completed,
@@ -37,23 +37,25 @@ public:
         lost
     };
 
-    /// The request was completed.
+    /// Creates the end of a completed request.
     End() noexcept = default;
-    /// Any other end, with its reason.
+    /// Creates any other end, with its reason.
     End(Kind kind, const Error& error) : kind_(kind), response_(error.toResponse()) {}
-    /// The service failed with this error response.
+    /// Creates the end of a request for which the service sent this error response.
     explicit End(Response error) noexcept : kind_(Kind::failed), response_(std::move(error)) {}
 
-    /// Returns how the call ended.
+    /// Returns the kind of the end.
     Kind kind() const noexcept { return kind_; }
     /// Returns whether the request was completed.
     bool ok() const noexcept { return kind_ == Kind::completed; }
-    /// Returns the code and the reason; code 0 without a reason if the request was completed.
+    /// Returns the code and the reason. If the request was completed, the code is 0 and the reason
+    /// is empty.
     Error error() const { return Error::of(response_); }
-    /// Returns the error response: that of the service if the request failed. It has the code 0 if
-    /// the request was completed. It lives as long as the end.
+    /// Returns the error response. If the request failed, this is the response of the service. If
+    /// the request was completed, its code is 0. It lives as long as the end.
     const Response& response() const noexcept { return response_; }
-    /// Returns one line for people: "completed" or "dropped: 500 Internal Server Error: REASON".
+    /// Returns one human-readable line: "completed" or "dropped: 500 Internal Server Error:
+    /// REASON".
     std::string toString() const;
 
 private:
@@ -61,7 +63,7 @@ private:
     Response response_;
 };
 
-/// Returns the words for a kind of end: "completed", "timed out" and so on.
+/// Returns the text of a kind of end: "completed", "timed out" and so on.
 KOVA_KIT_API char const* toString(End::Kind kind) noexcept;
 
 }  // namespace kova::kit

@@ -5,19 +5,19 @@
 #include "kova/kit/Fields.h"
 #include "kova/kit/values/EnumTable.h"
 
-/// Describes an enumeration, so that its values travel in payloads as names. `KOVA_ENUM` stands at
-/// the scope of the enumeration's namespace, behind the enumeration; behind `friend`, it stands in
-/// the class that the enumeration belongs to.
+/// Describes an enumeration, so that payloads contain its values as names. Place `KOVA_ENUM` after
+/// the enumeration, in the same namespace. For an enumeration in a class, place it after `friend`
+/// in that class.
 ///
 ///     enum class Mode { stopped, playing, paused, other };
 ///     KOVA_ENUM(Mode, stopped, playing, as("on-hold", paused), fallback(other))
 ///
-/// The items behind the type are:
+/// The items after the type are:
 ///
-/// - `playing`: an enumerator that travels as its name.
+/// - `playing`: an enumerator. Payloads contain its name.
 /// - `as("on-hold", paused)`: an enumerator that has another name in payloads.
-/// - `fallback(other)`: the enumerator that names without an enumerator are read as. Without a
-///   fallback they are refused.
+/// - `fallback(other)`: the enumerator for unknown names. Without a fallback, unknown names are
+///   rejected.
 ///
 /// The macro accepts up to 64 items; `kovaEnumerators` below accepts any number.
 #define KOVA_ENUM(...)                                                            \
@@ -41,14 +41,15 @@ constexpr auto as(std::string_view name, detail::Enumerator<E> enumerator) noexc
     return enumerator;
 }
 
-/// Describes the enumerator that names without an enumerator are read as.
+/// Describes the enumerator for unknown names.
 template <typename E>
 constexpr auto fallback(detail::Enumerator<E> enumerator) noexcept {
     enumerator.isFallback = true;
     return enumerator;
 }
 
-/// Describes an enumeration without a macro. The function that returns it is found by the type:
+/// Describes an enumeration without a macro. The function that returns the description is found by
+/// the type:
 ///
 ///     enum class Mode { stopped, playing };
 ///     constexpr auto kovaEnumerators(Mode) {

@@ -6,23 +6,23 @@
 #include "kova/kit/values/FieldTable.h"
 #include "kova/kit/values/Struct.h"
 
-/// Describes a struct, so that its values travel in payloads as objects. `KOVA_FIELDS` stands at
-/// the scope of the struct's namespace, behind the struct. Behind `friend` it may stand in the
-/// struct, and then it may name private members.
+/// Describes a struct, so that payloads contain its values as objects. Place `KOVA_FIELDS` after
+/// the struct, in the same namespace. It may also be placed after `friend` in the struct, and can
+/// then name private members.
 ///
 ///     struct Volume { int level = 30; bool muted = false; };
 ///     KOVA_FIELDS(Volume, level, optional(muted))
 ///
-/// The items behind the type are:
+/// The items after the type are:
 ///
 /// - `level`: a mandatory member. A member of a type `std::optional` may be missing, and is not
-///   written while it is empty.
+///   written if it is empty.
 /// - `optional(muted)`: a field that may be missing. Its member then keeps its default.
 /// - `as("type", kind)`: a member that has another name in payloads.
-/// - `count(position)`: a duration that travels as a number of its ticks.
-/// - `base(Device)`: the fields of a base class, which has a description of its own.
-/// - `strict()`: refuses objects with other fields, which are otherwise skipped.
-/// - `named("volume")`: the name of the type in variants and schemas; by default its C++ name.
+/// - `count(position)`: a duration. Payloads contain the number of its ticks.
+/// - `base(Device)`: the fields of a base class, which has a separate description.
+/// - `strict()`: rejects objects with unknown fields. By default these are skipped.
+/// - `named("volume")`: the name of the type in variants and schemas. The default is its C++ name.
 ///
 /// The items `optional`, `as` and `count` can be nested: `optional(as("type", kind))`. The macro
 /// accepts up to 64 items and no comma in the name of the type. `kovaFields` has neither limit.
@@ -54,7 +54,7 @@ constexpr auto as(std::string_view name, detail::Field<Class, T, F> field) noexc
     return field;
 }
 
-/// Describes a duration that travels as a number of its ticks.
+/// Describes a duration that payloads contain as the number of its ticks.
 template <class Class, class T, class F>
 constexpr detail::Field<Class, T, detail::CountForm> count(
     const detail::Field<Class, T, F>& field) noexcept {
@@ -67,17 +67,18 @@ constexpr detail::Base<B> base() noexcept {
     return {};
 }
 
-/// Lets reading refuse other fields.
+/// Makes reading reject unknown fields.
 constexpr detail::Strict strict() noexcept {
     return {};
 }
 
-/// Names the type, as an alternative of a variant. A qualified name is cut to its last part.
+/// Sets the name of the type in a variant. Of a qualified name only the last part is used.
 constexpr detail::Named named(std::string_view name) noexcept {
     return {detail::unqualified(name)};
 }
 
-/// Describes a struct without a macro. The function that returns it is found by the struct's type:
+/// Describes a struct without a macro. The function that returns the description is found by the
+/// struct's type:
 ///
 ///     struct Volume { int level = 30; bool muted = false; };
 ///     constexpr auto kovaFields(Volume*) {

@@ -10,11 +10,11 @@ namespace kova::kit {
 
 /// Options of `Loop`.
 struct LoopOptions {
-    /// Number of places: calls that have not ended, and functions that have not run.
+    /// Number of places. Each call that has not ended and each function that has not run needs one.
     std::size_t capacity = 1024;
 };
 
-/// An executor for a thread that has an event loop of its own: epoll, poll, GLib, Qt, asio.
+/// An executor for a thread with an existing event loop: epoll, poll, GLib, Qt, asio.
 ///
 /// The thread waits until the descriptor is readable, and then calls `runReady`, which runs the
 /// callbacks. It never reads the descriptor itself.
@@ -24,26 +24,25 @@ struct LoopOptions {
 ///     std::size_t count = loop.runReady();
 class KOVA_KIT_API Loop : public Executor {
 public:
-    /// Throws `std::system_error` without a descriptor.
+    /// Creates the loop. Throws `std::system_error` if the system has no free descriptor.
     explicit Loop(const LoopOptions& options = {});
     /// Calls `stop`, and closes the descriptor.
     ~Loop();
     Loop(const Loop&) = delete;
     Loop& operator=(const Loop&) = delete;
 
-    /// Returns the descriptor, which is readable while something is ready. It belongs to the loop.
+    /// Returns the descriptor, which is readable while callbacks are ready. The loop owns it.
     int fd() const noexcept;
-    /// Runs what was ready when it was called, on the calling thread, and returns how many
-    /// callbacks and functions that were. One thread at a time may call it; inside a callback it
-    /// returns 0.
+    /// Runs the callbacks and functions that were ready when it was called, on the calling thread,
+    /// and returns their number. One thread at a time may call it. Inside a callback it returns 0.
     std::size_t runReady();
-    /// Waits until something is ready, for at most `limit`, and calls `runReady`. For threads
+    /// Waits until a callback is ready, for at most `limit`, and calls `runReady`. For threads
     /// without an event loop.
     std::size_t runFor(std::chrono::milliseconds limit);
 
-    /// Refuses new calls and functions, ends the calls that it has as "cancelled", and runs what is
-    /// ready. Call it on the thread that runs the loop. Inside a callback it leaves that to
-    /// `runReady`.
+    /// Rejects new calls and functions, ends its calls as "cancelled", and runs the callbacks that
+    /// are ready. Call it on the thread that runs the loop. Inside a callback it does not run them;
+    /// the next `runReady` does.
     void stop();
 
 private:

@@ -8,11 +8,11 @@ namespace kova::kit {
 
 /// Receives the answer to one call: any number of values, then one end, and nothing after that.
 ///
-/// It is not an `IResponseHandler`: it learns every kind of end, also a request that was refused
-/// or that the service forgot. The kit calls one function at a time, on a thread of the call's
+/// It is not an `IResponseHandler`: it receives every kind of end, including that of a request that
+/// was refused or dropped. The kit calls one function at a time, on a thread of the call's
 /// executor, and holds no lock meanwhile. It destroys the receiver after the end, or after the
-/// owner of the call asked for silence, but never while one of its functions runs. An exception
-/// that leaves a function ends the process.
+/// owner silenced the call, but never while one of its functions is running. An exception that
+/// leaves a function ends the process.
 ///
 ///     struct Printer : kova::kit::Receiver {
 ///         kova::kit::Result<void> onValue(const kova::Response& value) override {
@@ -29,7 +29,7 @@ public:
     Receiver(const Receiver&) = delete;
     Receiver& operator=(const Receiver&) = delete;
 
-    /// Receives a value. Returns the reason if it cannot use the value: the request is then
+    /// Receives a value. Returns the reason if it cannot use the value. The request is then
     /// cancelled, and the call ends as "failed" with this reason.
     virtual Result<void> onValue(const Response& value) = 0;
     /// Receives the end.

@@ -12,7 +12,7 @@
 
 namespace kova::kit {
 
-/// Why something failed: a status code and a message for people.
+/// The reason of a failure: a status code and a human-readable message.
 ///
 ///     const kova::kit::Error error{404, "no such lamp"};
 ///     const kova::Response response = error.toResponse();
@@ -20,14 +20,14 @@ namespace kova::kit {
 struct KOVA_KIT_API Error {
     /// The status code, as in `kova::statuscodes`.
     unsigned short code = statuscodes::INTERNAL_SERVER_ERROR;
-    /// One line without a line break at its end. May be empty.
+    /// One line without a line break. May be empty.
     std::string message;
 
     /// Returns the code and the message of a response. The message is empty if the response is not
     /// an error response.
     static Error of(const Response& response);
-    /// Returns an error response. If the message is empty, the text of the code stands in its
-    /// place, so that the result always is an error response.
+    /// Returns an error response. If the message is empty, uses the text of the code instead, so
+    /// that the result is always an error response.
     Response toResponse() const;
     /// Returns the code, the text of the code and the message: "404 Not Found: no such lamp".
     std::string toString() const;
@@ -47,8 +47,8 @@ inline bool operator!=(const Error& left, const Error& right) noexcept {
 
 /// A value, or the reason why it is missing.
 ///
-/// A value type without a lock, like the value that it holds. A default-constructed `Result<void>`
-/// is a success.
+/// A value type without a lock, like the type of its value. A default-constructed `Result<void>` is
+/// a success.
 ///
 ///     const auto half = [](int value) -> kova::kit::Result<int> {
 ///         if (value % 2 != 0) return kova::kit::Error{400, "an odd number"};
@@ -66,7 +66,7 @@ public:
     using Value = T;
 
     /// @{
-    /// Holds the value, or the error.
+    /// Stores the value, or the error.
     Result(const T& value) : content_(std::in_place_index<0>, value) {}
     Result(T&& value) : content_(std::in_place_index<0>, std::move(value)) {}
     Result(Error error) : content_(std::in_place_index<1>, std::move(error)) {}
@@ -75,14 +75,14 @@ public:
     explicit Result(std::in_place_t) : content_(std::in_place_index<0>) {}
 
     /// @{
-    /// Returns whether there is a value.
+    /// Returns whether the result has a value.
     bool ok() const noexcept { return content_.index() == 0; }
     explicit operator bool() const noexcept { return ok(); }
     /// @}
 
     /// @{
-    /// Returns the value. Throws `KovaException` for an error. The reference lives as long as
-    /// the result.
+    /// Returns the value. Throws `KovaException` if the result is an error. The reference is valid
+    /// as long as the result exists.
     const T& value() const& {
         requireValue();
         return *std::get_if<0>(&content_);
@@ -95,7 +95,7 @@ public:
     /// @}
 
     /// @{
-    /// Accesses the value without a check; undefined for an error.
+    /// Returns the value without a check. Undefined if the result is an error.
     const T& operator*() const& noexcept { return *std::get_if<0>(&content_); }
     T& operator*() & noexcept { return *std::get_if<0>(&content_); }
     T&& operator*() && noexcept { return std::move(*std::get_if<0>(&content_)); }
@@ -108,11 +108,11 @@ public:
     T orThrow() && { return std::move(*this).value(); }
     T orThrow() const& { return value(); }
     /// @}
-    /// Returns the value, or `other` for an error.
+    /// Returns the value, or `other` if the result is an error.
     T valueOr(T other) const& { return ok() ? **this : std::move(other); }
 
-    /// Returns the reason. Undefined if there is a value. The reference lives as long as the
-    /// result.
+    /// Returns the reason. Undefined if the result has a value. The reference is valid as long as
+    /// the result exists.
     const Error& error() const noexcept { return *std::get_if<1>(&content_); }
 
 private:
@@ -125,32 +125,33 @@ private:
     std::variant<T, Error> content_;
 };
 
-/// Success, or the reason of a failure.
+/// A success, or the reason of a failure.
 template <>
 class [[nodiscard]] Result<void> {
 public:
     /// The type of the value.
     using Value = void;
 
-    /// A success.
+    /// Creates a success.
     Result() noexcept = default;
-    /// A failure.
+    /// Creates a failure.
     Result(Error error) : error_(std::move(error)) {}
 
     /// @{
-    /// Returns whether it is a success.
+    /// Returns whether the result is a success.
     bool ok() const noexcept { return !error_; }
     explicit operator bool() const noexcept { return ok(); }
     /// @}
 
-    /// Throws `KovaException` if it is a failure.
+    /// Throws `KovaException` if the result is a failure.
     void orThrow() const {
         if (error_) {
             error_->raise();
         }
     }
 
-    /// Returns the reason. Undefined if it is a success. The reference lives as long as the result.
+    /// Returns the reason. Undefined if the result is a success. The reference is valid as long as
+    /// the result exists.
     const Error& error() const noexcept { return *error_; }
 
 private:

@@ -19,7 +19,7 @@ namespace kova::kit {
 
 namespace detail {
 
-/// The values of a stream that nobody has read, and what waits for the next one.
+/// The unread values of a stream, and the function that waits for the next value.
 class KOVA_KIT_API StreamState {
 public:
     explicit StreamState(std::size_t capacity) : capacity_(capacity) {}
@@ -31,15 +31,15 @@ public:
 
     /// Returns whether `take` has something to return.
     bool isReady() const;
-    /// Keeps the function until there is something to take, and then calls it once. Returns false,
-    /// and does not keep it, if there is something already.
+    /// Stores the function until `take` has something to return, and then calls it once. If this is
+    /// already the case, returns false and does not store the function.
     bool whenReady(std::function<void()> function);
-    /// Drops the function that is kept.
+    /// Destroys the stored function.
     void forget();
-    /// Waits until there is something to take. Returns false if the limit passed.
+    /// Waits until `take` has something to return. Returns false if the limit passed.
     bool waitFor(std::chrono::milliseconds limit);
     /// Removes and returns the next value, or returns the reason of the end: 204 if the stream was
-    /// completed. Must be ready. The end stays.
+    /// completed. Call it only if `isReady` returns true. The end is not removed.
     Result<Response> take();
 
 private:
@@ -55,11 +55,11 @@ private:
 
 }  // namespace detail
 
-/// A stream whose values are fetched one by one: with `wait` by a thread, or with `co_await
-/// stream.next()` by a coroutine (`Coroutine.h`).
+/// A stream whose values are read one by one: by a thread with `wait`, or by a coroutine with
+/// `co_await stream.next()` (`Coroutine.h`).
 ///
-/// The values that nobody has fetched wait in a bounded queue; with one more the call ends as
-/// "failed" with 503. One thread at a time may use a stream. Its destructor resets the call.
+/// Unread values wait in a bounded queue. If the queue is full when a value arrives, the call ends
+/// as "failed" with 503. One thread at a time may use a stream. Its destructor resets the call.
 ///
 ///     const auto printAll = [](kova::kit::Call<int> call) {
 ///         kova::kit::Stream<int> levels(std::move(call));  // client.watch<int>("/level")
@@ -70,7 +70,7 @@ private:
 template <typename T>
 class Stream {
 public:
-    /// Starts the call. `capacity` is the number of values that may wait.
+    /// Starts the call. `capacity` is the maximum number of unread values.
     explicit Stream(Call<T> call, std::size_t capacity = 1024)
         : state_(std::make_shared<detail::StreamState>(capacity)) {
         CallDraft draft = std::move(call).release();
@@ -80,7 +80,8 @@ public:
     }
 
     /// Waits for the next value. Fails with the reason of the end (204 if the stream was
-    /// completed), with 504 if no value comes within `limit`, or with 400 if it is not a `T`.
+    /// completed), with 504 if no value arrives within `limit`, or with 400 if the value is not a
+    /// `T`.
     Result<T> wait(std::chrono::milliseconds limit) {
         if (!state_->waitFor(limit)) {
             return Error{statuscodes::GATEWAY_TIMEOUT,
@@ -90,7 +91,7 @@ public:
     }
 
     class Next;
-    /// Returns what a coroutine waits for to get the next value. Needs `Coroutine.h`.
+    /// Returns an object on which a coroutine can wait for the next value. Requires `Coroutine.h`.
     Next next() { return Next(*this); }
 
     /// Returns the owner of the call, to cancel it.

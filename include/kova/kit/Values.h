@@ -19,7 +19,7 @@
 #include "kova/kit/values/Trees.h"
 #include "kova/kit/values/Variant.h"
 
-/// Values as payloads, and payloads as values.
+/// Conversions between values and payloads.
 ///
 ///     const std::vector<int> levels{3, 5, 8};
 ///     const kova::Payload payload = kova::kit::toPayload(levels).orThrow();
@@ -27,10 +27,11 @@
 ///     auto text = kova::kit::fromPayload<std::string>(payload);
 ///     text.error().message;  // "expected a string, found an array (byte 0)"
 ///
-/// The types that have a form in payloads:
+/// The types that payloads can contain:
 ///
-/// - `bool`, integers of any width, `float`, `double`: a number that does not fit is refused.
-/// - `std::string`: a string. JSON carries only UTF-8.
+/// - `bool`, integers of any width, `float`, `double`: a number. A number that does not fit is
+///   rejected.
+/// - `std::string`: a string. In JSON it must be UTF-8.
 /// - A struct with `KOVA_FIELDS`: an object.
 /// - An enumeration with `KOVA_ENUM`: the name of the enumerator.
 /// - `std::vector`: an array. The binary format packs numbers.
@@ -40,7 +41,7 @@
 /// - `std::map` with keys of type `std::string`: an object with any fields.
 /// - `std::optional`: null or a value.
 /// - `std::variant`: if the type of the alternative has `KOVA_FIELDS` or `KOVA_ENUM`, an object
-///   with one entry that is named after the type. Other alternatives must differ in their kind:
+///   with one entry that is named after the type. Other alternatives must have different kinds:
 ///   null (`std::monostate`), boolean, number, string, array or object.
 /// - `std::chrono::duration`: the text of `dovglobals::Duration`, for whole seconds up to 31 days,
 ///   or a count (see `KOVA_FIELDS`).
@@ -49,8 +50,8 @@
 /// - `Payload` within another value: any value, in the format of the outer payload.
 ///
 /// A type may contain itself in a vector or map. These functions have no state; any thread may call
-/// them. They throw `std::bad_alloc` if memory is exhausted. A reason that the platform stores as
-/// the thread's latest error is moved into the result: afterwards the thread has no error.
+/// them. They throw `std::bad_alloc` if memory is exhausted. If the platform stores a reason as the
+/// thread's latest error, it is moved into the result; afterwards the thread has no error.
 namespace kova::kit {
 
 namespace detail {
@@ -87,10 +88,10 @@ Result<T> readGeneral(const Payload& payload, const Limits& limits) {
 /// Returns the value as a payload of the mime type, JSON or binary. A `Payload` is returned
 /// unchanged.
 ///
-/// Fails with the code 500 if the value has no form in the format: NaN and infinities and text that
-/// is not UTF-8 in JSON, a depth beyond that of the limits, an enumerator without a name. The other
-/// limits apply to reading only. The message names the field and the byte of the incomplete
-/// payload: "stations[1].height: expected a finite number, found inf (byte 25)".
+/// Fails with the code 500 if the value has no form in the format. Examples are NaN, infinities and
+/// text that is not UTF-8 in JSON, a nesting depth beyond the limit, and an enumerator without a
+/// name. The other limits apply only to reading. The message names the field and the byte of the
+/// incomplete payload: "stations[1].height: expected a finite number, found inf (byte 25)".
 template <typename T>
 Result<Payload> toPayload(const T& value, const std::string& mimeType = mimetypes::JSON_TYPE,
                           const Limits& limits = {}) {
@@ -112,7 +113,7 @@ Result<Payload> toPayload(const T& value, const std::string& mimeType = mimetype
 /// Returns the value that a payload contains, in the format of its mime type.
 ///
 /// Fails with the code 400 if the payload is malformed, is not a `T` or exceeds a limit. The
-/// message names the field, what was expected, what was found and the byte of the payload:
+/// message states the field, the expected and the found value, and the byte of the payload:
 /// "stations[2].name: expected a string, found 17 (byte 84)".
 template <typename T>
 Result<T> fromPayload(const Payload& payload, const Limits& limits = {}) {
@@ -137,8 +138,8 @@ Result<Tree> toTree(const T& value, const Limits& limits = {}) {
     return detail::writeTreeValue(limits, &detail::writeErased<detail::Writer, T>, &value);
 }
 
-/// Returns the value that a value tree contains. Fails as `fromPayload` does; the message names no
-/// byte. Integers and floats are checked as those of payloads are.
+/// Returns the value that a value tree contains. Fails as `fromPayload` does; the message states no
+/// byte. Integers and floats are checked as in payloads.
 template <typename T>
 Result<T> fromTree(const util::config::Value& tree, const Limits& limits = {}) {
     T value{};

@@ -24,7 +24,7 @@ BlockWatch::Running::Running(BlockWatch& watch, const Task& task)
         watch_.armed_ = true;
     }
     if (arms) {
-        // Fails only without a thread for alarms; then nothing is traced.
+        // Fails only if the thread for alarms cannot be started; then nothing is traced.
         static_cast<void>(watch_.alarm_->arm(LONG_WAIT));
     }
 }

@@ -10,14 +10,14 @@
 
 namespace kova::kit::detail {
 
-/// Traces a callback that has blocked a thread of an executor for one to two seconds, once, while
-/// it runs.
+/// Traces a callback that has blocked a thread of an executor for one to two seconds. Traces it
+/// once, while it still runs.
 ///
 /// While tasks run, an alarm expires every second. It is armed when a task begins and the alarm is
-/// idle, so an executor without tasks causes no expiry, and a task costs a lock of its own.
+/// idle. An executor without tasks therefore causes no expiry, and each task locks a mutex once.
 class BlockWatch {
 public:
-    /// A task that runs, on the stack of its thread.
+    /// A running task, on the stack of its thread.
     class Running {
     public:
         Running(BlockWatch& watch, const Task& task);
@@ -44,7 +44,7 @@ private:
     std::mutex mutex_;
     std::vector<Running*> running_;
     bool armed_ = false;
-    /// A task has begun since the last expiry.
+    /// Whether a task has begun since the last expiry.
     bool busy_ = false;
     std::unique_ptr<osal::Alarm> alarm_;
 };

@@ -34,7 +34,7 @@ struct EndWait {
 
 }  // namespace
 
-/// Passes the events to the thread that waits. `BlockingCall` outlives it.
+/// Passes the events to the waiting thread. `BlockingCall` outlives it.
 class BlockingCall::Listener final : public Receiver {
 public:
     explicit Listener(BlockingCall& call) : call_(call) {}
@@ -67,11 +67,11 @@ Result<Response> BlockingCall::run() {
         limited ? std::chrono::steady_clock::now() + options_.limit : PendingCall::TimePoint::max();
     const CallReference call = core_.send(request_, std::move(target), {});
     std::optional<Error> error = wait();
-    // Afterwards nothing refers to this object.
+    // After this call nothing refers to this object.
     call->silence();
     waitForCallback(*call);
     const std::lock_guard<std::mutex> guard(mutex_);
-    // The answer may have come just after the time was over.
+    // The answer may have arrived just after the time was over.
     const bool late = error && error->code == statuscodes::GATEWAY_TIMEOUT && end_;
     return error && !late ? Result<Response>(*std::move(error)) : result();
 }

@@ -9,7 +9,7 @@
 
 namespace kova::kit::detail {
 
-/// One call of `Calls::ask`: the thread that asks waits here for the answer.
+/// One call of `Calls::ask`. The calling thread waits here for the answer.
 class BlockingCall {
 public:
     BlockingCall(CallsCore& core, const Request& request, const AskOptions& options)
@@ -22,9 +22,9 @@ public:
 private:
     class Listener;
 
-    /// Waits until the call has ended. Returns why it did not.
+    /// Waits until the call has ended. Returns the reason if it has not ended.
     std::optional<Error> wait();
-    /// Returns why this thread must not wait, or nothing.
+    /// Returns the reason why this thread must not wait, or nothing.
     std::optional<Error> findObstacle() const;
     bool waitForMore(std::unique_lock<std::mutex>& lock);
     std::optional<Error> passProgress(std::unique_lock<std::mutex>& lock);

@@ -5,9 +5,10 @@
 #include "calls/PendingCall.h"
 #include "calls/Threads.h"
 
-// The steps of a call that call the receiver. A thread that has set RUNNING may do so; another one
-// leaves its values or its end as WORK, and the thread that has set RUNNING cannot leave before it
-// has done it. So nothing waits, and nothing is delivered recursively.
+// The steps of a call that call the receiver. Only the thread that has set RUNNING may call it.
+// Another thread stores its values or its end and sets WORK. The thread that has set RUNNING does
+// this work before it clears RUNNING. Therefore no thread waits, and nothing is delivered
+// recursively.
 
 namespace kova::kit::detail {
 
@@ -53,7 +54,7 @@ void PendingCall::leave(Leave how) noexcept {
         if (finished_) {
             next = unlinkIfSettled(next | FINISHED);
         }
-        // The last reference is given back below. The executor's task has one of its own.
+        // The last reference is released below. The executor's task has a reference of its own.
         next -= (next & REFERENCES) == REFERENCE ? 0 : REFERENCE;
     } while (!state_.compare_exchange_weak(seen, next, std::memory_order_acq_rel,
                                            std::memory_order_acquire));
@@ -74,8 +75,9 @@ void PendingCall::drain() noexcept {
         values_.clear();
         return;
     }
-    // A value that came before the end is in the queue by now. One that is queued while this thread
-    // delivers others is not, so only an end that was there before them is the next.
+    // A value that arrived before the end is already in the queue. A value that is queued while
+    // this thread delivers others may not be. Therefore only an end that was stored before them is
+    // delivered next.
     const bool ended = (seen & END_STORED) != 0;
     if (!ended || end_->kind() != End::Kind::cancelled) {
         deliverQueued();
@@ -215,7 +217,8 @@ void DeliveryTask::run() noexcept {
     }
     call.drain();
     call.leave(PendingCall::Leave::forExecutor);
-    // Another call may have work, so values that came meanwhile go to the end of the queue.
+    // Another call may have work. Values that arrived meanwhile are therefore appended to the
+    // queue.
     if ((call.peek() & WORK) != 0) {
         call.schedule();
     }

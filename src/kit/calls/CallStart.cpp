@@ -19,7 +19,8 @@ using namespace state;  // NOLINT(google-build-using-namespace): the names of on
 namespace {
 
 std::int64_t coarseNow() noexcept {
-    // 5 ns instead of 25; the age of a call is shown in milliseconds.
+    // Takes 5 ns instead of 25. The resolution suffices, because the age of a call is shown in
+    // milliseconds.
     timespec time{};
     clock_gettime(CLOCK_MONOTONIC_COARSE, &time);
     return std::int64_t{time.tv_sec} * 1'000'000'000 + time.tv_nsec;
@@ -27,7 +28,7 @@ std::int64_t coarseNow() noexcept {
 
 }  // namespace
 
-/// The response handler that the service sees.
+/// The response handler that is passed to the service.
 class PendingCall::ServiceSide final : public IResponseHandler<Response> {
 public:
     explicit ServiceSide(PendingCall& call) noexcept : call_(call) {}
@@ -35,7 +36,7 @@ public:
     ServiceSide(const ServiceSide&) = delete;
     ServiceSide& operator=(const ServiceSide&) = delete;
 
-    // The memory is a part of the call, which counts the service as one of its references.
+    // The memory is a part of the call. The service holds one of the call's references.
     static void* operator new(std::size_t, void* memory) noexcept { return memory; }
     static void operator delete(void*, void*) noexcept {}
     // NOLINTNEXTLINE(cert-dcl54-cpp,misc-new-delete-overloads): ends what placement made
@@ -138,9 +139,10 @@ void* PendingCall::send(const Request& request) {
     return serviceHandle;
 }
 
-// A request that has ended while the service was still at it may have left an entry at the address
-// of the response handler, and one that was cancelled has not been cancelled at the service yet.
-// Returns whether the call has not ended.
+// Returns whether the call has not ended. If the request has ended while the service was inside
+// `actionRequest`, the service may have stored a stale entry for the address of the response
+// handler. If the request was cancelled meanwhile, the cancellation has not reached the service
+// yet.
 bool PendingCall::afterReturn(void* serviceHandle, bool keepsOwner) noexcept {
     serviceHandle_ = serviceHandle;
     const bool endedHere = endedInStart_;
@@ -156,7 +158,7 @@ bool PendingCall::afterReturn(void* serviceHandle, bool keepsOwner) noexcept {
         next = afterReturn(seen, cancels, keepsOwner);
     } while (!state_.compare_exchange_weak(seen, next, std::memory_order_acq_rel,
                                            std::memory_order_acquire));
-    // Without a reference of its own, this thread does not use the call any more.
+    // If this thread has no reference of its own, it does not use the call any more.
     if (endedHere && (seen & WAITED) != 0) {
         wakeWaiting();
     }
@@ -171,8 +173,8 @@ bool PendingCall::afterReturn(void* serviceHandle, bool keepsOwner) noexcept {
     return (seen & ENDED) == 0;
 }
 
-// Returns the state after the return of the service, with the steps that this thread has left to
-// it.
+// Returns the state after the return of the service, including the steps that remain for this
+// thread.
 Word PendingCall::afterReturn(Word seen, bool cancels, bool keepsOwner) noexcept {
     Word next = seen | RETURNED | (cancels ? CANCELLING : 0);
     if (endedInStart_) {

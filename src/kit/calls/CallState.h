@@ -2,22 +2,22 @@
 
 #include <cstdint>
 
-/// The state of a call: one word, so that each step of a call is one atomic operation. The lower 16
-/// bits are flags, the next 16 count the references to the call's memory, and the upper 32 are the
-/// number of the thread that calls its receiver.
+/// The state of a call. It is one word, so that each step of a call is one atomic operation. The
+/// lower 16 bits are flags, the next 16 bits count the references to the call's memory, and the
+/// upper 32 bits are the number of the thread that calls its receiver.
 namespace kova::kit::detail::state {
 
 using Word = std::uint64_t;
 
-/// The end is decided: the receiver gets no value that comes from now on.
+/// The end is decided. The receiver gets no value that arrives later.
 constexpr Word ENDED = 1U << 0U;
-/// The owner asked for silence: no callback begins any more.
+/// The owner has silenced the call. No further callback begins.
 constexpr Word SILENT = 1U << 1U;
-/// A thread calls the receiver, or may do so. Only this thread uses the receiver.
+/// A thread calls the receiver, or is allowed to call it. Only this thread uses the receiver.
 constexpr Word RUNNING = 1U << 2U;
-/// There is work for the thread that calls the receiver: queued values, an end, or silence.
+/// The thread that calls the receiver has work to do: queued values, an end, or silence.
 constexpr Word WORK = 1U << 3U;
-/// The end that is to be delivered is stored.
+/// The end that will be delivered is stored.
 constexpr Word END_STORED = 1U << 4U;
 /// The delivery task is in the queue of the executor.
 constexpr Word SCHEDULED = 1U << 5U;
@@ -25,15 +25,15 @@ constexpr Word SCHEDULED = 1U << 5U;
 constexpr Word WAITED = 1U << 6U;
 /// The service has returned from `actionRequest`, and its handle is stored.
 constexpr Word RETURNED = 1U << 7U;
-/// A thread cancels the request of the service, or has been asked to.
+/// A thread is cancelling the request at the service, or will do so.
 constexpr Word CANCELLING = 1U << 8U;
 /// The receiver is destroyed.
 constexpr Word FINISHED = 1U << 9U;
 /// The call is not in the table any more.
 constexpr Word UNLINKED = 1U << 10U;
-/// A value has come.
+/// A value has arrived.
 constexpr Word VALUE = 1U << 11U;
-/// A value has come after the service had returned.
+/// A value has arrived after the service had returned.
 constexpr Word LATER_VALUE = 1U << 12U;
 
 constexpr Word REFERENCE = 1U << 16U;
@@ -42,7 +42,7 @@ constexpr Word REFERENCES = 0xFFFFU * REFERENCE;
 constexpr unsigned THREAD_SHIFT = 32;
 constexpr Word THREAD = ~Word{0} << THREAD_SHIFT;
 
-/// Returns the number of the thread that calls the receiver. Valid only with RUNNING.
+/// Returns the number of the thread that calls the receiver. Valid only if RUNNING is set.
 constexpr std::uint32_t threadOf(Word word) noexcept {
     return static_cast<std::uint32_t>(word >> THREAD_SHIFT);
 }
@@ -52,7 +52,8 @@ constexpr Word flagsOfValue(Word word) noexcept {
     return VALUE | ((word & RETURNED) != 0 ? LATER_VALUE : 0);
 }
 
-/// Returns whether a call in this state needs its table no longer: nothing runs for it.
+/// Returns whether a call in this state no longer needs its table, because nothing is running for
+/// it.
 constexpr bool isSettled(Word word) noexcept {
     return (word & (FINISHED | RETURNED | RUNNING | CANCELLING)) == (FINISHED | RETURNED);
 }

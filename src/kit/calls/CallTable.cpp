@@ -13,7 +13,7 @@ namespace {
 
 static_assert(sizeof(void*) >= sizeof(std::uint64_t), "a handle holds a number of 64 bits");
 
-// Numbers that a shard takes at a time from those of the process.
+// The number of handles that a shard reserves at once.
 constexpr std::uint64_t CHUNK = 4096;
 constexpr std::size_t SMALLEST_TABLE = 8;
 
@@ -22,8 +22,8 @@ std::uint64_t takeNumbers() noexcept {
     return next.fetch_add(CHUNK, std::memory_order_relaxed);
 }
 
-// Returns another shard for each call of a thread, so that the calls of one thread are in all
-// shards and several threads that cancel them rarely meet.
+// Returns another shard for each call of a thread. The calls of one thread are thus in all shards,
+// and threads that cancel them rarely contend.
 std::size_t nextShard() noexcept {
     ThreadRecord& thread = thisThread();
     return thread.id * std::size_t{7} + thread.calls++;
@@ -139,8 +139,8 @@ std::vector<CallReference> CallTable::collectAll() {
     return collect([](const PendingCall&, void*) { return true; }, nullptr);
 }
 
-// The counts are read under the locks: a thread that has removed a call then uses the table no
-// longer.
+// The counts are read under the locks. Afterwards a thread that has removed a call no longer uses
+// the table.
 std::size_t CallTable::size() const noexcept {
     std::size_t size = 0;
     for (const Shard& shard : shards_) {

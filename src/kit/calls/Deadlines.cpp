@@ -19,7 +19,8 @@ struct Search {
     Deadlines::TimePoint next;
 };
 
-// Returns whether the deadline has passed, and notes the earliest one that has not.
+// Returns whether the deadline has passed. Otherwise records the deadline if it is the earliest
+// one.
 bool isOver(const PendingCall& call, void* user) {
     auto& search = *static_cast<Search*>(user);
     const Deadlines::TimePoint due = call.deadline();
@@ -67,8 +68,8 @@ void Deadlines::arm(TimePoint due, TimePoint now) {
     static_cast<void>(alarm_->arm(std::chrono::ceil<std::chrono::milliseconds>(due - now)));
 }
 
-// A call that is added while the table is searched is either found, or compares its deadline with
-// the value that is stored first: the lock of its shard orders both.
+// If a call is added during the search of the table, it is either found, or it compares its
+// deadline with the value that was stored before. The lock of its shard orders the two.
 void Deadlines::expired() {
     const TimePoint begin = now();
     earliest_.store(TimePoint::max().time_since_epoch().count(), std::memory_order_relaxed);

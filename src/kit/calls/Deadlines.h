@@ -15,9 +15,9 @@ class CallTable;
 
 /// Ends the calls of a table whose deadlines have passed.
 ///
-/// One alarm is armed for the earliest deadline. A new call compares its deadline with it, which
-/// takes 25 ns for the clock and no lock. The alarm's callback looks through the whole table (about
-/// 10 ns for each call), so it does that at most every millisecond and in at most a tenth of the
+/// One alarm is armed for the earliest deadline. A new call compares its deadline with it; this
+/// takes 25 ns for the clock and no lock. The alarm's callback searches the whole table (about 10
+/// ns for each call). Therefore it does so at most every millisecond and in at most a tenth of the
 /// time. Ends are delivered elsewhere.
 class Deadlines {
 public:
@@ -31,9 +31,9 @@ public:
     TimePoint now() const {
         return clock_ != nullptr ? clock_->now() : std::chrono::steady_clock::now();
     }
-    /// Starts the alarm, without a deadline. Until then no thread is used.
+    /// Starts the alarm without a deadline. No thread is used before.
     void prepare();
-    /// Makes sure that the call, which is in the table, is ended at `due`.
+    /// Ensures that the call, which is in the table, is ended at `due`.
     void add(TimePoint due);
 
 private:
@@ -47,8 +47,8 @@ private:
     std::mutex mutex_;
     std::once_flag prepared_;
     std::unique_ptr<osal::Alarm> alarm_;
-    /// Lets the timer's thread learn that it calls alarms. An alarm of its own, because a deadline
-    /// that is added soon would cancel the expiry.
+    /// Marks the timer's thread as a thread that calls alarms. It is a separate alarm, because a
+    /// deadline that is added soon afterwards would cancel the expiry.
     std::unique_ptr<osal::Alarm> probe_;
 };
 

@@ -50,7 +50,7 @@ void ExecutorState::post(Task& task) noexcept {
 }
 
 bool ExecutorState::tryPost(Task& task) noexcept {
-    // A service that posts while it is called serves the request on this executor.
+    // If a service posts a task during `actionRequest`, this executor serves the request.
     thisThread().servedBy = this;
     const std::lock_guard<std::mutex> guard(mutex_);
     if (stopping_ || used_ >= capacity_) {

@@ -8,13 +8,13 @@
 
 namespace kova::kit::detail {
 
-/// The place of a call's end in an executor. The executor lists the places, so that it can end the
-/// calls when it stops.
+/// The place for a call's end in an executor. The executor has a list of the places, so that it can
+/// end the calls when it stops.
 class Reservation {
 public:
     /// Keeps the call alive. The executor calls it under its lock.
     virtual void hold() noexcept = 0;
-    /// Ends the call, because the executor stops, and undoes `hold`. Called without a lock.
+    /// Ends the call, because the executor stops, and reverts `hold`. Called without a lock.
     virtual void endForStop() noexcept = 0;
 
     Reservation(const Reservation&) = delete;
@@ -41,19 +41,19 @@ public:
     ExecutorState(const ExecutorState&) = delete;
     ExecutorState& operator=(const ExecutorState&) = delete;
 
-    /// Reserves a place. Returns false if all are taken, or if the executor stops.
+    /// Reserves a place. Returns false if no place is free or the executor stops.
     bool reserve(Reservation& place) noexcept;
-    /// Gives a reserved place back.
+    /// Releases a reserved place.
     void release(Reservation& place) noexcept;
-    /// Queues a task of a call that has a place. Does not wait for the task.
+    /// Queues a task of a call that has reserved a place. Does not wait for the task.
     void post(Task& task) noexcept;
-    /// Queues a task with a place of its own, which `giveBackPlace` ends. Returns false if the
-    /// executor is full or stops.
+    /// Queues a task and reserves a place for it, which `giveBackPlace` releases. Returns false if
+    /// the executor is full or stops.
     bool tryPost(Task& task) noexcept;
     void giveBackPlace() noexcept;
 
-    /// Returns whether a blocking call of a thread that runs a task of this executor would leave no
-    /// thread for other tasks. If not, the thread counts as waiting until `endWait`.
+    /// Returns whether a blocking call on a thread of this executor would leave no thread for other
+    /// tasks. If not, the thread is counted as waiting until `endWait`.
     virtual bool wouldBlockAll() noexcept = 0;
     virtual void endWait() noexcept = 0;
 
@@ -66,11 +66,12 @@ protected:
     std::size_t queuedLocked() const noexcept { return queued_; }
     /// Runs a task on the current thread.
     void run(Task& task) noexcept;
-    /// Refuses new places and ends the calls that have one.
+    /// Rejects new places and ends the calls that have reserved one.
     void endCalls() noexcept;
-    /// Hands queued tasks, and those that come later, to the thread of the kit.
+    /// Passes the queued tasks and all later tasks to the thread of the kit.
     void leaveToKit() noexcept;
-    /// Returns whether no call has a place and no task is queued or running. The lock must be held.
+    /// Returns whether no place is reserved and no task is queued or running. The lock must be
+    /// held.
     bool isIdleLocked() const noexcept {
         return places_ == nullptr && tasks_.empty() && running_ == 0;
     }
@@ -79,11 +80,11 @@ protected:
     bool stopping_ = false;
 
 private:
-    /// No thread runs tasks any more.
+    /// Whether no thread runs tasks any more.
     bool left_ = false;
     TaskList tasks_;
     Reservation* places_ = nullptr;
-    /// Number of places and of queued tasks without a place.
+    /// Number of reserved places, plus queued tasks without a place.
     std::size_t used_ = 0;
     const std::size_t capacity_;
     std::size_t queued_ = 0;

@@ -4,9 +4,9 @@
 
 namespace kova::kit::detail {
 
-/// Returns the executor of the kit's own thread, which starts with its first task and lives as long
-/// as the process. It delivers the ends of inline calls that no event of the service causes, and
-/// cancels the requests of such calls.
+/// Returns the executor of the kit's thread, which starts with its first task and lives as long as
+/// the process. It delivers the ends of inline calls that are not caused by an event of the
+/// service, and cancels the requests of such calls.
 ExecutorState& kitThread();
 
 }  // namespace kova::kit::detail

@@ -31,7 +31,7 @@ public:
     void endWait() noexcept override {}
 
 protected:
-    // Only the first of several tasks writes, which takes 300 ns.
+    // Only the first of several tasks writes to the descriptor, because a write takes 300 ns.
     void wake() noexcept override {
         if (!signalled_) {
             signalled_ = true;

@@ -98,9 +98,10 @@ void PendingCall::endForStop() noexcept {
     release();
 }
 
-// A composed service removes its entry before it forwards the end. If it did so before it had
-// stored the entry, the entry is stale; only a value that came after the return rules that out. So
-// the request is cancelled, which such a service ignores in all other cases.
+// A composed service removes its entry before it forwards the end. If it has not stored the entry
+// at that time, the stored entry is stale later. Only a value that arrived after the return of
+// `actionRequest` excludes this. Therefore the request is cancelled; in all other cases such a
+// service ignores the cancellation.
 void PendingCall::serviceEnd(Response const* error) noexcept {
     const Word running = RUNNING | Word{thisThread().id} << THREAD_SHIFT;
     Word seen = state_.load(std::memory_order_acquire);
@@ -186,8 +187,8 @@ void PendingCall::advance(Word clear) noexcept {
                                            std::memory_order_acquire));
 }
 
-// Removes the call from the table if it is settled in the next state. Until that state is stored,
-// no other thread finds the call settled: the caller's own step is what it lacks.
+// Removes the call from the table if it is settled in the next state. Before that state is stored,
+// no other thread can see the call as settled, because the caller's own step is missing.
 Word PendingCall::unlinkIfSettled(Word next) noexcept {
     if (!isSettled(next) || (next & UNLINKED) != 0) {
         return next;

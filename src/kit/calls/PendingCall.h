@@ -39,13 +39,13 @@ public:
     std::string label() const final;
 };
 
-/// One call: the object that the service sends its events to, the receiver, and what happens
-/// between them. One block of memory holds all of it, and it lives until
+/// One call: the object to which the service sends its events, the receiver, and the state between
+/// them. All of it is in one block of memory, which lives until
 ///
 /// - the service has destroyed its response handler,
 /// - the service has returned from `actionRequest`, and a stale entry for the handler's address has
 ///   been cancelled, so that no later request can have this address before, and
-/// - nobody refers to the call any more.
+/// - no reference to the call is left.
 ///
 /// `CallState.h` describes the state. Only the thread that has set RUNNING uses the receiver.
 class PendingCall final : public DeliveryTask, public CancellationTask, public Reservation {
@@ -53,7 +53,7 @@ public:
     using TimePoint = std::chrono::steady_clock::time_point;
     using ResponseHandler = std::unique_ptr<IResponseHandler<Response>>;
 
-    /// What receives the answer: one of the two.
+    /// The receiver of the answer. Exactly one of the two members is set.
     struct Target {
         ResponseHandler handler;
         std::unique_ptr<Receiver> receiver;
@@ -63,9 +63,9 @@ public:
         CallTable& table;
         std::shared_ptr<ExecutorState> executor;  ///< null: inline
         TimePoint deadline = TimePoint::max();
-        std::chrono::milliseconds timeout{0};  ///< the time that the deadline came from
-        bool stream = false;                   ///< the deadline is that of the first value
-        std::size_t queue = 0;                 ///< bound of the values that wait for the executor
+        std::chrono::milliseconds timeout{0};  ///< the time from which the deadline was computed
+        bool stream = false;                   ///< the deadline applies only to the first value
+        std::size_t queue = 0;                 ///< maximum number of waiting values
         std::string_view client = {};          ///< copied; valid during `create`
     };
 
@@ -73,37 +73,38 @@ public:
     /// `refuse` must follow.
     static PendingCall* create(const Request& request, Setup&& setup, Target&& target);
 
-    /// What comes of `start`.
+    /// The result of `start`.
     struct Started {
         void* handle;
         bool pending;  ///< The call has not ended.
     };
-    /// Reserves the place in the executor, links the call into the table, notes its deadline and
-    /// sends the request. `deadlines` is null without a deadline. If the owner is not kept, its
-    /// reference is given back, so the call may be destroyed afterwards.
+    /// Reserves the place in the executor, links the call into the table, registers its deadline
+    /// and sends the request. `deadlines` is null if there is no deadline. If `keepsOwner` is
+    /// false, the reference of the owner is released, so the call may be destroyed afterwards.
     Started start(const Request& request, Deadlines* deadlines, bool keepsOwner);
 
     /// Ends the call for its owner, a deadline or a connection. The receiver gets the end later, on
     /// a thread of the executor. A cancellation reaches the service on this thread, all other ends
-    /// on the thread of the kit. Returns false if the call has ended already.
+    /// on the thread of the kit. Returns false if the call has already ended.
     bool end(End::Kind kind, const Error& error) noexcept;
-    /// Begins silence: no callback begins from now on. Cancels the request. Does not wait.
+    /// Silences the call: no further callback begins. Cancels the request. Does not wait.
     void silence() noexcept;
 
     /// Returns the state.
     state::Word peek() const noexcept { return state_.load(std::memory_order_acquire); }
-    /// Makes the thread that calls the receiver call `wakeWaiting` when it leaves. Returns the
-    /// state before.
+    /// Makes the thread that calls the receiver call `wakeWaiting` when it clears RUNNING. Returns
+    /// the former state.
     state::Word askToBeWoken() noexcept {
         return state_.fetch_or(state::WAITED, std::memory_order_acq_rel);
     }
-    /// Removes the call from the table, if it is there and this thread is inside an operation on
-    /// the call, or its callback cannot return before this thread does.
+    /// Removes the call from the table. Does so only if it is in the table, and if this thread is
+    /// inside an operation on the call or the callback of the call cannot return before this thread
+    /// does.
     void unlink() noexcept;
 
     void hold() noexcept override { state_.fetch_add(state::REFERENCE, std::memory_order_relaxed); }
     void endForStop() noexcept override;
-    /// Gives a reference back. The last one destroys the call.
+    /// Releases a reference. Releasing the last one destroys the call.
     void release() noexcept;
 
     /// @{
@@ -113,7 +114,8 @@ public:
     std::string_view client() const noexcept {
         return {text() + commandSize_ + pathSize_, clientSize_};
     }
-    /// Returns the deadline in this state; `TimePoint::max()` if it has been met or never set.
+    /// Returns the deadline in this state. Returns `TimePoint::max()` if there is no deadline or it
+    /// has been met.
     TimePoint deadline() const noexcept {
         const bool met = (peek() & (stream_ ? state::ENDED | state::VALUE : state::ENDED)) != 0;
         return met ? TimePoint::max() : deadline_;
@@ -128,7 +130,7 @@ public:
     std::string describe() const;
     void traceLate(char const* event) const noexcept;
 
-    /// Links of the table, which it guards.
+    /// Links of the table. The table guards them.
     PendingCall* nextInTable = nullptr;
     void* handle = nullptr;
 
@@ -136,8 +138,8 @@ private:
     friend class DeliveryTask;
     friend class CancellationTask;
     class ServiceSide;
-    // The memory of the response handler that the service sees, with the way back to the call. It
-    // is used after the handler was destroyed, so it is not a part of it.
+    // The memory of the response handler that is passed to the service, and a pointer to the call.
+    // It is separate from the response handler, because it is used after the handler was destroyed.
     struct Slot {
         PendingCall* call;
         alignas(void*) std::byte memory[2 * sizeof(void*)];
@@ -152,7 +154,7 @@ private:
     void dropped() noexcept;
     void releaseByService() noexcept;
 
-    // The right to use the receiver: RUNNING.
+    // Functions for the right to use the receiver (RUNNING).
     bool enter() noexcept;
     bool enterForValue() noexcept;
     enum class Leave { afterAllWork, forExecutor };
@@ -202,22 +204,22 @@ private:
     const std::uint32_t clientSize_;
     const std::chrono::milliseconds timeout_;
     const bool stream_;
-    /// The thread that is inside `start`, if the service has not returned.
+    /// The thread that is inside `start`, until the service has returned.
     std::atomic<const ThreadRecord*> startingOn_{nullptr};
     /// @{
-    /// Used only by the thread that is inside `start`: the steps that it leaves to the end of
-    /// `start`, where they cost no atomic operation of their own. Nobody else has the handle yet,
-    /// so nobody waits for them.
+    /// Used only by the thread that is inside `start`. They are steps that the thread performs at
+    /// the end of `start`, where they need no additional atomic operation. No other thread has the
+    /// handle yet, so no other thread waits for these steps.
     bool endedInStart_ = false;
     bool goneInStart_ = false;
     /// @}
-    /// The call was removed from the table by one of its own steps.
+    /// Whether one of the call's own steps has removed it from the table.
     bool removed_ = false;
-    /// The receiver is destroyed. Only the thread that has set RUNNING uses it.
+    /// Whether the receiver is destroyed. Used only by the thread that has set RUNNING.
     bool finished_ = false;
-    /// Written by the thread that decides the end, before END_STORED.
+    /// Written by the thread that decides the end, before END_STORED is set.
     std::optional<End> end_;
-    /// The end that a value caused which the receiver cannot use. It replaces a stored one.
+    /// The end that is caused by a value that the receiver cannot use. It replaces a stored end.
     std::optional<End> failure_;
 
     std::mutex valuesMutex_;

@@ -4,16 +4,16 @@
 
 namespace kova::kit::detail {
 
-/// Work for an executor. An executor neither allocates nor owns it: the task is linked into the
+/// Work for an executor. An executor neither allocates nor owns tasks. A task is linked into the
 /// queue and stays alive until `run` is called.
 class Task {
 public:
     /// Does the work.
     virtual void run() noexcept = 0;
-    /// Gives the task back; the executor does not use it afterwards. Called after each `run`. The
-    /// task may be queued again before.
+    /// Releases the task; the executor does not use it afterwards. Called after each `run`. The
+    /// task may already be queued again.
     virtual void done() noexcept = 0;
-    /// Returns what the task works on, for a trace of a callback that blocks its executor.
+    /// Returns a description of the task, for a trace of a callback that blocks its executor.
     virtual std::string label() const = 0;
 
     Task(const Task&) = delete;

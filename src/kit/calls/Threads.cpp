@@ -63,8 +63,8 @@ Registration::~Registration() {
     all.threads[record_.id] = nullptr;
 }
 
-// Returns whether the thread that calls the receiver waits, over any number of steps, for `self`.
-// The mutex of the waits must be held.
+// Returns whether the thread that calls the receiver waits for `self`, directly or through other
+// threads. The mutex of the waits must be held.
 bool closesCircle(const PendingCall& call, const ThreadRecord& self) {
     const auto& threads = waits().threads;
     PendingCall const* at = &call;
@@ -97,7 +97,7 @@ void traceLongWait(const PendingCall& call, long other) {
                                     " on thread " + std::to_string(other));
 }
 
-// Sleeps until something changes, for at most a second or up to the limit. Returns whether a second
+// Sleeps until the state changes, for at most a second or up to the limit. Returns whether a second
 // has passed.
 bool sleep(std::unique_lock<std::mutex>& lock, const WaitLimit& limit) {
     const auto next = std::chrono::steady_clock::now() + LONG_WAIT;
@@ -136,7 +136,7 @@ void traceLongStop(char const* executor) {
 }
 
 void wakeWaiting() {
-    // The lock makes sure that a thread which has seen the former state sleeps by now.
+    // The lock ensures that a thread that has read the former state is already asleep.
     const std::lock_guard<std::mutex> guard(waits().mutex);
     waits().changed.notify_all();
 }

@@ -21,7 +21,7 @@ struct Frame {
     Frame* previous;
 };
 
-/// What the kit knows of a thread. Only the thread itself uses it, except where noted.
+/// The kit's data about a thread. Only the thread itself uses it, except where noted.
 struct ThreadRecord {
     /// Number of the thread in the states of calls. Not reused while the thread lives.
     std::uint32_t id = 0;
@@ -33,11 +33,11 @@ struct ThreadRecord {
     PendingCall* waitsFor = nullptr;
     /// The executor whose task the thread runs.
     ExecutorState* executor = nullptr;
-    /// An executor that got a task while the thread was in `actionRequest` of a service.
+    /// An executor that received a task while the thread was in `actionRequest` of a service.
     ExecutorState* servedBy = nullptr;
     /// Number of calls that the thread has made.
     std::uint32_t calls = 0;
-    /// The thread calls alarms of a timer that the kit uses.
+    /// Whether the thread calls alarms of a timer that the kit uses.
     bool callsAlarms = false;
 
     /// Returns whether the thread is inside an operation on the call.
@@ -50,10 +50,10 @@ struct ThreadRecord {
     }
 };
 
-/// Registers the current thread, which has no record yet.
+/// Registers the current thread, which must not have a record yet.
 ThreadRecord& registerThread();
-/// The record of the current thread, or null. Read at a fixed offset, which takes less than 1 ns;
-/// the 8 bytes fit into what the loader reserves for libraries that are loaded later.
+/// The record of the current thread, or null. It is read at a fixed offset, which takes less than 1
+/// ns. Its 8 bytes fit into the space that the loader reserves for libraries that are loaded later.
 extern thread_local ThreadRecord* currentThread __attribute__((tls_model("initial-exec")));
 
 /// Returns the record of the current thread.
@@ -79,13 +79,13 @@ private:
     Frame frame_;
 };
 
-/// A time at which a wait ends, or nothing for no limit.
+/// The time at which a wait ends, or nothing if there is no limit.
 using WaitLimit = std::optional<std::chrono::steady_clock::time_point>;
 
 /// The time after which a wait is traced.
 constexpr std::chrono::seconds LONG_WAIT{1};
 
-/// What came of a wait for a callback.
+/// The result of a wait for a callback.
 enum class Waited {
     left,    ///< No callback runs.
     inside,  ///< The current thread is inside the callback, so it does not wait.
@@ -93,16 +93,16 @@ enum class Waited {
     expired  ///< The limit passed.
 };
 
-/// Waits until no thread calls the receiver of a call that the owner has silenced.
+/// Waits until no thread calls the receiver of a call that its owner has silenced.
 Waited waitForCallback(PendingCall& call, const WaitLimit& limit = std::nullopt);
-/// Traces that the current thread has waited for the end of an executor.
+/// Traces that the current thread has waited until an executor stopped.
 void traceLongStop(char const* executor);
 /// Wakes the threads that wait for a callback or for an idle table.
 void wakeWaiting();
 
 /// Waits until `isOver` returns true. The function is called under a lock of the kit and must not
-/// wait. `describe` returns the trace of a wait of more than a second; it is called without a lock.
-/// Returns false if the limit passed.
+/// wait. `describe` returns the trace message for a wait of more than a second; it is called
+/// without a lock. Returns false if the limit passed.
 bool waitUntilOver(bool (*isOver)(void*), std::string (*describe)(void*), void* user,
                    const WaitLimit& limit);
 

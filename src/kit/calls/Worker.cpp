@@ -46,7 +46,7 @@ public:
     }
 
 protected:
-    // All threads, because several may end at once.
+    // Notifies all threads, because several may end at the same time.
     void wake() noexcept override {
         if (stopping_) {
             queued_.notify_all();

@@ -6,7 +6,7 @@ namespace kova::kit::detail {
 
 namespace {
 
-/// The greatest number of names that a message lists.
+/// The maximum number of names that a message lists.
 constexpr std::size_t LONGEST_LIST = 8;
 
 }  // namespace

@@ -14,7 +14,7 @@ using util::serializer::EntryType;
 using util::serializer::Options;
 using util::serializer::OptionTag;
 
-/// Returns the number in "... (byte 84)".
+/// Returns the number in a text like "... (byte 84)".
 std::optional<std::size_t> byteOf(std::string_view reason) noexcept {
     constexpr std::string_view WORD = "(byte ";
     const std::size_t begin = reason.rfind(WORD);
@@ -41,14 +41,14 @@ bool PullReader::end() {
     return done(in_->endDeserialize(), "the end of the payload");
 }
 
-// The platform's reason has all parts of the message. Another platform may have none.
+// The platform's reason has all parts of the message. Another platform may have no reason.
 bool PullReader::failOf(char const* expected) {
     std::string reason = recorded_.reason();
     return reason.empty() ? refuse(expected, {}) : fail(std::move(reason));
 }
 
-// No scope of options was begun, so this end fails, and the reason names the byte of the latest
-// value.
+// No scope of options is open, so this end fails. The reason of the failure names the byte of the
+// latest value.
 std::optional<std::size_t> PullReader::position() {
     return in_->endOption() ? byteOf(recorded_.reason()) : std::nullopt;
 }

@@ -8,18 +8,18 @@
 
 namespace kova::kit::detail {
 
-/// The reader of a payload that a pull deserializer of the platform reads.
+/// Reads a payload through a pull deserializer of the platform.
 class PullReader final : public Reader {
 public:
-    /// Reads from `in`, which must stay alive while the reader is used. It may be null; then no
-    /// function may be called. The mime type must stay alive, too.
+    /// Creates a reader that uses `in`, which must stay alive while the reader is used. It may be
+    /// null; then no function may be called. The mime type must also stay alive.
     PullReader(util::serializer::IStructuredPullDeserializer* in, const std::string& mimeType,
                const Limits& limits)
         : Reader(limits), in_(in), mimeType_(mimeType.c_str()), depth_(limits.depth) {}
 
     /// Begins the payload. `bytes` must stay alive until `end`.
     [[nodiscard]] bool begin(util::ByteBufferReader& bytes);
-    /// Ends the payload. Fails if something is left.
+    /// Ends the payload. Fails if a part of it was not read.
     [[nodiscard]] bool end();
 
     Kind kind() override;

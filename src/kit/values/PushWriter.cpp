@@ -14,14 +14,14 @@ bool PushWriter::end() {
     return done(out_->endSerialize(size));
 }
 
-// The platform's reason has all parts of the message. Another platform may have none.
+// The platform's reason has all parts of the message. Another platform may have no reason.
 bool PushWriter::failOf() {
     std::string reason = recorded_.reason();
     return reason.empty() ? refuse("a value that the format can represent", "another one")
                           : fail(std::move(reason));
 }
 
-// The platform's reason names the array only.
+// The platform's reason names only the array.
 template <typename T>
 bool PushWriter::failOf(const std::vector<T>& values) {
     const auto bad = std::find_if_not(values.begin(), values.end(),

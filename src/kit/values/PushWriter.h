@@ -6,11 +6,11 @@
 
 namespace kova::kit::detail {
 
-/// The writer of a payload through a serializer of the platform.
+/// Writes a payload through a serializer of the platform.
 class PushWriter final : public Writer {
 public:
-    /// Writes to `out`, which must stay alive while the writer is used. It may be null; then no
-    /// function may be called.
+    /// Creates a writer that uses `out`, which must stay alive while the writer is used. It may be
+    /// null; then no function may be called.
     PushWriter(util::serializer::IStructuredSerializer* out, const Limits& limits)
         : Writer(limits), out_(out) {}
 

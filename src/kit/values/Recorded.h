@@ -8,17 +8,17 @@
 
 namespace kova::kit::detail {
 
-/// Whether the error storage of the platform counts the errors that its thread records. A device's
-/// own platform need not.
+/// Whether the platform's error storage counts the errors that its thread records. A replacement
+/// platform need not count them.
 template <class Storage, class = void>
 inline constexpr bool countsErrors = false;
 template <class Storage>
 inline constexpr bool
     countsErrors<Storage, std::void_t<decltype(std::declval<Storage&>().count())>> = true;
 
-/// The error that the calling thread records during the life of this object. At its end the error
-/// is acknowledged: its reason is in the result of the read or write. Without a count of errors,
-/// the latest error is taken for it.
+/// The error that the calling thread records during the life of this object. The destructor
+/// acknowledges the error, because its reason is in the result of the read or write. If the
+/// platform does not count errors, the latest error is assumed to be this error.
 template <class Storage>
 class BasicRecorded {
 public:
@@ -50,7 +50,7 @@ private:
     unsigned long before_;
 };
 
-/// The same for the storage of the calling thread.
+/// A `BasicRecorded` for the storage of the calling thread.
 class Recorded : public BasicRecorded<zel::ErrorStorage> {
 public:
     Recorded() noexcept : BasicRecorded(zel::ErrorStorage::current()) {}

@@ -5,8 +5,8 @@
 #include "Sessions.h"
 #include "kova/core/MimeTypes.h"
 
-// What is written here always has a form in JSON, so only exhausted memory could make a call fail.
-// The writer then remembers the failure, and `writeSchema` finds it.
+// Everything that is written here has a form in JSON. Only exhausted memory can make a call fail.
+// The writer then stores the failure, and `writeSchema` detects it.
 namespace kova::kit::detail {
 
 namespace {
@@ -73,7 +73,7 @@ void SchemaWriter::text(char const* words) {
 
 void SchemaWriter::enumeration(const EnumTable& table) {
     type("string");
-    // With a fallback every text is accepted.
+    // If there is a fallback, every text is accepted.
     out_.beginField(table.fallback == EnumTable::NO_FALLBACK ? "enum" : "examples");
     out_.beginArray();
     for (std::size_t i = 0; i < table.size; ++i) {

@@ -11,7 +11,7 @@
 
 namespace kova::kit::detail {
 
-/// The reading of one payload.
+/// Reads one payload.
 class PayloadReader {
 public:
     /// Reads `payload`, which must stay alive.
@@ -29,16 +29,16 @@ private:
     PullReader reader_;
 };
 
-/// The writing of one payload.
+/// Writes one payload.
 class PayloadWriter {
 public:
     PayloadWriter(std::string mimeType, const Limits& limits);
 
     /// Returns whether the mime type has a serializer. The other functions need one.
     bool isKnown() const noexcept { return out_ != nullptr; }
-    /// Returns the writer of the payload, which is begun.
+    /// Returns the writer of the payload. The payload is already begun.
     PushWriter& writer() noexcept { return writer_; }
-    /// Returns the payload that was written, after the end of the writer.
+    /// Returns the written payload. Call it after the end of the writer.
     Payload payload() const { return Payload::createFromWriter(bytes_, mimeType_); }
 
 private:

@@ -9,7 +9,7 @@
 
 namespace kova::kit::detail {
 
-/// An allocator that reserves bytes behind the object, and tells where they begin.
+/// An allocator that reserves bytes after the object, and returns their address.
 template <typename T>
 struct TailAllocator {
     using value_type = T;
@@ -33,7 +33,7 @@ struct TailAllocator {
     unsigned char** begin;  // used by `allocate` only
 };
 
-/// Returns a copy of the bytes that shares one allocation with the count of its holders.
+/// Returns a copy of the bytes. The bytes and their reference count share one allocation.
 inline Blob shareBytes(unsigned char const* bytes, std::size_t size) {
     struct Holders {};
     unsigned char* copy = nullptr;

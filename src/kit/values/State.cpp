@@ -6,7 +6,7 @@ namespace kova::kit::detail {
 
 namespace {
 
-/// The greatest number of bytes of a text that a message quotes, and of a path that it names.
+/// The maximum number of bytes of a quoted text, and of a path in a message.
 constexpr std::size_t LONGEST_QUOTE = 24;
 constexpr std::size_t LONGEST_PATH = 96;
 
@@ -14,14 +14,14 @@ bool isContinuation(char byte) noexcept {
     return (static_cast<unsigned char>(byte) & 0xC0) == 0x80;
 }
 
-/// Appends the text with '?' in place of control characters, which would break the line of a log.
+/// Appends the text. Replaces control characters, which would break the line of a log, by '?'.
 void appendPrintable(std::string& out, std::string_view text) {
     for (const char c : text) {
         out.push_back(static_cast<unsigned char>(c) < ' ' ? '?' : c);
     }
 }
 
-/// Appends the path without the beginning of a long one.
+/// Appends the path. Omits the beginning of a long path.
 void appendPath(std::string& out, std::string_view path) {
     if (path.size() > LONGEST_PATH) {
         path.remove_prefix(path.size() - LONGEST_PATH);

@@ -9,7 +9,7 @@
 
 namespace kova::kit::detail {
 
-/// The reader of a value tree. Numbers are checked as those of payloads are.
+/// The reader of a value tree. Numbers are checked as in payloads.
 class TreeReader final : public Reader {
 public:
     /// Reads `root`, which must stay alive and unchanged.
@@ -69,7 +69,7 @@ private:
     };
 
     std::optional<std::size_t> position() override { return std::nullopt; }
-    /// Describes the node as something else than what is expected, and returns false.
+    /// Describes the failure that the node is not what was expected, and returns false.
     bool refuseNode(char const* expected);
     template <typename T>
     bool integer(T& out, char const* expected);

@@ -7,7 +7,8 @@
 
 #include "kova/kit/values/Struct.h"
 
-// How durations travel: as the core's text of a duration, or as a count if their field says so.
+// The form of durations in payloads: the core's text of a duration, or a count if the description
+// of the field requires it.
 namespace kova::kit::detail {
 
 /// The longest duration that has a text: 31 days, 23 hours, 59 minutes and 59 seconds. A month has
@@ -36,7 +37,7 @@ struct Codec<std::chrono::duration<Rep, Period>> {
         if (!parseSeconds(text, seconds)) {
             return in.refuse("a duration without years and months", State::quoted(text));
         }
-        // In ticks, exactly: the seconds are below 2^22.
+        // The number of ticks is exact, because the seconds are below 2^22.
         const long double ticks = static_cast<long double>(seconds) * Period::den / Period::num;
         if (ticks > static_cast<long double>(std::numeric_limits<Rep>::max()) ||
             static_cast<long double>(static_cast<Rep>(ticks)) != ticks) {
@@ -58,7 +59,7 @@ struct Codec<std::chrono::duration<Rep, Period>> {
     }
 };
 
-/// A duration that travels as the number of its ticks.
+/// A duration that payloads contain as the number of its ticks.
 template <typename Rep, typename Period>
 struct FieldCodec<std::chrono::duration<Rep, Period>, CountForm> {
     template <class In>
@@ -76,7 +77,7 @@ struct FieldCodec<std::chrono::duration<Rep, Period>, CountForm> {
     }
 };
 
-/// Null, or a duration that travels as the number of its ticks.
+/// Null, or a duration that payloads contain as the number of its ticks.
 template <typename Duration>
 struct FieldCodec<std::optional<Duration>, CountForm> {
     template <class In>

@@ -12,8 +12,7 @@
 #include "kova/kit/values/Reader.h"
 #include "kova/kit/values/Writer.h"
 
-// How types of values travel. The code that depends on a type is a template of the reader or
-// writer.
+// The codecs of types. Code that depends on a type is a template of the reader or writer.
 namespace kova::kit::detail {
 
 template <typename T>
@@ -28,7 +27,7 @@ struct Codec {
                   "this type has no form in payloads: describe it with KOVA_FIELDS or KOVA_ENUM");
 };
 
-/// The type of fixed width that an integer type travels as.
+/// The type of fixed width that represents an integer type in payloads.
 template <typename T>
 using FixedWidth = std::conditional_t<
     std::is_signed_v<T>,
@@ -41,7 +40,7 @@ using FixedWidth = std::conditional_t<
         std::conditional_t<sizeof(T) == 2, std::uint16_t,
                            std::conditional_t<sizeof(T) == 4, std::uint32_t, std::uint64_t>>>>;
 
-/// Whether the type is an integer, which a character and a boolean are not.
+/// Whether the type is an integer. Characters and booleans are not integers here.
 template <typename T>
 inline constexpr bool isInteger =
     std::is_integral_v<T> && !std::is_same_v<T, bool> && !std::is_same_v<T, char> &&
@@ -104,7 +103,7 @@ struct Codec<std::string> {
     }
 };
 
-/// Whether null is a value of the type, so that an optional of it would be ambiguous.
+/// Whether null is a value of the type. An optional of such a type would be ambiguous.
 template <typename T>
 inline constexpr bool isNullable = false;
 template <typename T>
@@ -134,7 +133,7 @@ struct Codec<std::optional<T>> {
     }
 };
 
-/// Reads an array. `read(index)` reads an element, `check()` is called in front of the end.
+/// Reads an array. Calls `read(index)` for each element, and `check()` before the end.
 template <class In, class Read, class Check>
 bool readElements(In& in, Read read, Check check) {
     if (!in.enter() || !in.beginArray()) {

@@ -10,7 +10,7 @@
 #include "kova/kit/values/Codec.h"
 #include "kova/kit/values/FieldTable.h"
 
-// How enumerations travel: as the names of their enumerators.
+// The form of enumerations in payloads: the names of their enumerators.
 namespace kova::kit::detail {
 
 /// An enumerator and its name.
@@ -21,7 +21,7 @@ struct Enumerator {
     bool isFallback = false;
 };
 
-/// What `enumerators` returns: a description of an enumeration.
+/// The description of an enumeration that `enumerators` returns.
 template <typename E, std::size_t N>
 struct Enumerators {
     static_assert(N > 0, "an enumeration needs an enumerator");
@@ -54,7 +54,8 @@ struct EnumTable {
     std::size_t size;
     std::size_t fallback;
 
-    /// Returns the index of the name, of the fallback if there is one, or `size`.
+    /// Returns the index of the name. If the name is unknown, returns the index of the fallback, or
+    /// `size` if there is no fallback.
     KOVA_KIT_API std::size_t find(std::string_view name) const noexcept;
     /// Returns the name of the enumerator, or an empty text if it has none.
     KOVA_KIT_API std::string_view nameOf(std::uint64_t bits) const noexcept;

@@ -11,7 +11,8 @@
 #include "kova/kit/Limits.h"
 #include "kova/kit/values/Reader.h"
 
-// The fast path over the field reader and writer of the platform. A platform need not have them.
+// The fast path, which uses the field reader and writer of the platform. Not every platform has
+// them.
 #if __has_include("util/serializer/FieldReader.h")
 #define KOVA_KIT_HAS_FAST_PATH 1
 #include "util/serializer/FieldReader.h"
@@ -23,8 +24,8 @@
 #if KOVA_KIT_HAS_FAST_PATH
 namespace kova::kit::detail {
 
-/// What a fast reader and writer share: the functions that describe a failure do nothing. After a
-/// failure the general reader or writer starts again, and finds the reason or the value.
+/// The common base of the fast reader and writer. Its functions that describe a failure do nothing:
+/// after a failure the general reader or writer starts again, and finds the reason or the value.
 class Fast {
 public:
     explicit Fast(const Limits& limits) noexcept
@@ -146,13 +147,13 @@ private:
     util::serializer::FieldWriter out_;
 };
 
-/// Reads a payload with the function `read(reader, out)`. Returns false if it has to be read in the
-/// general way; `out` is then unspecified.
+/// Reads a payload with the function `read(reader, out)`. Returns false if the general reader must
+/// read the payload; `out` is then unspecified.
 KOVA_KIT_API bool readFast(const Payload& payload, const Limits& limits,
                            bool (*read)(FastReader&, void*), void* out);
 
-/// Writes a payload with the function `write(writer, value)`. Returns the empty payload if it has
-/// to be written in the general way.
+/// Writes a payload with the function `write(writer, value)`. Returns the empty payload if the
+/// general writer must write the value.
 KOVA_KIT_API Payload writeFast(const std::string& mimeType, const Limits& limits,
                                bool (*write)(FastWriter&, const void*), const void* value);
 

@@ -1,7 +1,6 @@
 #pragma once
 
-// The preprocessor's part of KOVA_FIELDS and KOVA_ENUM: what the macro does for each of its
-// arguments.
+// The preprocessor part of KOVA_FIELDS and KOVA_ENUM: the expansion of each argument.
 
 #define KOVA_KIT_FIRST(...) KOVA_KIT_FIRST_(__VA_ARGS__, ~)
 #define KOVA_KIT_FIRST_(first, ...) first
@@ -13,8 +12,8 @@
 
 // ---- the items of KOVA_FIELDS
 
-// An item such as `optional(x)` is recognised by a macro of its name: KOVA_KIT_FORM_optional(x)
-// expands to more arguments in front of those for a plain name.
+// A macro recognises an item such as `optional(x)` by its name: KOVA_KIT_FORM_optional(x) expands
+// to additional arguments before those for a plain name.
 #define KOVA_KIT_FORM_optional(...) ~, OPTIONAL, (__VA_ARGS__)
 #define KOVA_KIT_FORM_as(...) ~, AS, (__VA_ARGS__)
 #define KOVA_KIT_FORM_count(...) ~, COUNT, (__VA_ARGS__)
@@ -30,7 +29,7 @@
 #define KOVA_KIT_APPLY(MACRO, ...) MACRO(__VA_ARGS__)
 #define KOVA_KIT_CALL(MACRO, ...) MACRO(__VA_ARGS__)
 
-// The first level of items, and those that stand in other items.
+// The items of the first level, and the items nested in them.
 #define KOVA_KIT_ITEM(T, x) KOVA_KIT_PICK(T, KOVA_KIT_FORM_##x, PLAIN, (x), ~)
 #define KOVA_KIT_PICK(...) KOVA_KIT_PICK_(__VA_ARGS__)
 #define KOVA_KIT_PICK_(T, ignored, FORM, arguments, ...) \
@@ -94,7 +93,7 @@
     KOVA_KIT_APPLY(KOVA_KIT_CONCAT(KOVA_KIT_EACH_, KOVA_KIT_COUNT(__VA_ARGS__)), MACRO, __VA_ARGS__)
 #define KOVA_KIT_TYPE_NAME(T) ::kova::kit::named(KOVA_KIT_TEXT(T))
 
-// The number of arguments behind the first one, up to 64.
+// The number of arguments after the first one, up to 64.
 #define KOVA_KIT_COUNT(...)                                                                      \
     KOVA_KIT_COUNT_(__VA_ARGS__, 64, 63, 62, 61, 60, 59, 58, 57, 56, 55, 54, 53, 52, 51, 50, 49, \
                     48, 47, 46, 45, 44, 43, 42, 41, 40, 39, 38, 37, 36, 35, 34, 33, 32, 31, 30,  \

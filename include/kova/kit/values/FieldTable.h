@@ -10,9 +10,9 @@
 
 namespace kova::kit::detail {
 
-/// The form of a field that travels as its type does.
+/// The form of a field that has the form of its type.
 struct PlainForm;
-/// The form of a duration that travels as a count.
+/// The form of a duration that payloads contain as a count.
 struct CountForm;
 
 /// A field of a struct.
@@ -29,10 +29,10 @@ struct Field {
 template <class B>
 struct Base {};
 
-/// Refuses unknown fields.
+/// The item that rejects unknown fields.
 struct Strict {};
 
-/// The name of a type.
+/// The item that sets the name of a type.
 struct Named {
     std::string_view name;
 };
@@ -65,7 +65,7 @@ struct Fields {
     constexpr bool isStrict() const noexcept {
         return (std::is_same_v<Items, Strict> || ... || false);
     }
-    /// Returns the last name that was given, or an empty text.
+    /// Returns the last name in the description, or an empty text.
     constexpr std::string_view name() const noexcept {
         constexpr std::size_t LAST = lastName();
         if constexpr (LAST < sizeof...(Items)) {
@@ -87,7 +87,7 @@ private:
     }
 };
 
-/// Stands for a pointer to a `T` where no pointer to a base of `T` will do.
+/// Replaces a pointer to a `T` where a pointer to a base of `T` must not be used.
 template <typename T>
 struct PointerTo {
     template <typename P, typename = std::enable_if_t<std::is_same_v<P, T*>>>
@@ -228,7 +228,7 @@ inline bool isSameName(std::string_view left, std::string_view right) noexcept {
     return left == right;
 }
 
-/// Returns the text behind the last "::".
+/// Returns the text after the last "::".
 constexpr std::string_view unqualified(std::string_view name) noexcept {
     const std::size_t colon = name.rfind(':');
     return colon == std::string_view::npos ? name : name.substr(colon + 1);

@@ -11,23 +11,23 @@ namespace kova::kit::detail {
 
 class Writer;
 
-/// The kinds of values in payloads. They tell the alternatives of a variant apart.
+/// The kinds of values in payloads. They distinguish the alternatives of a variant.
 enum class Kind : std::uint8_t { Null, Boolean, Number, Text, Array, Object, None };
 
 /// The general reader of values: of a payload or of a value tree.
 ///
-/// It is also the list of what a faster reader must offer, without being virtual there. All
-/// functions that return a bool return true on success. Outputs are unchanged on failure.
+/// A faster reader must have the same functions, but they need not be virtual. All functions that
+/// return a bool return true on success. Outputs are unchanged on failure.
 class KOVA_KIT_API Reader : public State {
 public:
     using State::State;
 
-    /// Returns the kind of the next value, which stays unread.
+    /// Returns the kind of the next value without reading it.
     virtual Kind kind() = 0;
     /// Reads null.
     virtual bool null() = 0;
     /// @{
-    /// Reads a value that fits the type.
+    /// Reads a value. Fails if it does not fit the type.
     virtual bool value(bool& out) = 0;
     virtual bool value(std::int8_t& out) = 0;
     virtual bool value(std::uint8_t& out) = 0;
@@ -60,7 +60,8 @@ public:
     /// @}
 
     /// @{
-    /// Reads an array: begin, then each element between its begin and end, then the end.
+    /// Reads an array. Call `beginArray`, read each element between its begin and end, and call
+    /// `endArray`.
     virtual bool beginArray() = 0;
     virtual bool atArrayEnd() = 0;
     virtual bool beginElement() = 0;
@@ -69,8 +70,9 @@ public:
     /// @}
 
     /// @{
-    /// Reads an object: begin, then each field between its begin and end, then the end. The name is
-    /// valid until the next field begins. `skipField` stands in place of a value and `endField`.
+    /// Reads an object. Call `beginObject`, read each field between its begin and end, and call
+    /// `endObject`. The name is valid until the next field begins. `skipField` replaces the reading
+    /// of a value and `endField`.
     virtual bool beginObject() = 0;
     virtual bool atObjectEnd() = 0;
     virtual bool beginField(std::string_view& name) = 0;
@@ -81,7 +83,7 @@ public:
 
     /// Reads a scalar and writes it to `out` with the same kind.
     virtual bool copyScalar(Writer& out) = 0;
-    /// Returns the mime type of what is read: JSON for a tree.
+    /// Returns the mime type of the payload; JSON for a tree.
     virtual char const* mimeType() const noexcept = 0;
 
 protected:

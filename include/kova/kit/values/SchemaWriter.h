@@ -25,7 +25,7 @@ namespace kova::kit::detail {
 
 class SchemaWriter;
 
-/// Writes the members of the schema of a type.
+/// A function that writes the members of the schema of a type.
 using SchemaFunction = void (*)(SchemaWriter&);
 
 /// A field in the schema of a struct.
@@ -43,7 +43,7 @@ struct SchemaObject {
     bool isStrict;
 };
 
-/// Writes a schema as JSON. Each function writes the members of the object that is open.
+/// Writes a schema as JSON. Each function writes the members of the object that is currently open.
 class KOVA_KIT_API SchemaWriter {
 public:
     static constexpr std::size_t ANY_SIZE = static_cast<std::size_t>(-1);
@@ -71,7 +71,7 @@ public:
                  std::size_t size);
     /// Refers to the definition of a struct. The object identifies the struct.
     void object(const SchemaObject& object);
-    /// Writes the definitions of all structs that were referred to.
+    /// Writes the definitions of all structs to which the schema refers.
     void definitions();
 
 private:
@@ -91,10 +91,10 @@ private:
     std::vector<Definition> definitions_;
 };
 
-/// Returns the schema whose members the function writes.
+/// Returns the schema. `root` writes its members.
 KOVA_KIT_API Payload writeSchema(SchemaFunction root);
 
-/// How the schema of a type is written, with the form of its field.
+/// Writes the schema of a type, depending on the form of its field.
 template <typename T, class Form = PlainForm, typename Enable = void>
 struct SchemaOf;
 

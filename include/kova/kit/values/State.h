@@ -12,11 +12,11 @@
 
 namespace kova::kit::detail {
 
-/// What the readers and writers of every format share: the limits of the payload, and the reason of
-/// its failure. Used by one thread at a time.
+/// The common base of the readers and writers of every format. It has the limits of the payload and
+/// the reason of its failure. Used by one thread at a time.
 ///
-/// A failure is described where it is found. The functions that it returns through prepend their
-/// field or element, so a path costs nothing while nothing fails. All functions that return a bool
+/// The function that detects a failure describes it. Each caller prepends its field or element on
+/// the way back, so a path costs nothing unless a failure occurs. All functions that return a bool
 /// return true on success.
 class KOVA_KIT_API State {
 public:
@@ -24,7 +24,7 @@ public:
     State(const State&) = delete;
     State& operator=(const State&) = delete;
 
-    /// Counts an array or object that begins. Fails if it is nested too deeply.
+    /// Counts the beginning of an array or object. Fails if it is nested too deeply.
     [[nodiscard]] bool enter() { return ++depth_ <= limits_.depth || refuseDepth(); }
     /// Counts the end of an array or object.
     void leave() noexcept { --depth_; }
@@ -38,10 +38,11 @@ public:
         return bytes <= limits_.textBytes || refuseText(bytes);
     }
 
-    /// Describes a failure and returns false. `found` may be empty. Only the first failure counts.
+    /// Describes a failure and returns false. `found` may be empty. Only the first failure is
+    /// stored.
     bool refuse(std::string_view expected, std::string_view found);
-    /// Describes a failure by the text of the format, which contains the path and the position
-    /// already, and returns false.
+    /// Stores the text of the format as the failure, and returns false. The text already contains
+    /// the path and the position.
     bool fail(std::string text);
     /// Copies the failure of another reader or writer, if it has one, and returns false.
     bool adopt(const State& other);
@@ -51,7 +52,7 @@ public:
     bool inElement(std::size_t index);
 
     /// @{
-    /// Describes that a limit is exceeded, and returns false.
+    /// Describes that the depth limit is exceeded, and returns false.
     bool refuseDepth();
     bool refuseCount();
     bool refuseText(std::size_t bytes);
@@ -60,14 +61,15 @@ public:
     /// Returns the failure as an error with the code.
     Error error(unsigned short code) const;
 
-    /// Returns the text in quotation marks, without the end of a long text.
+    /// Returns the text in quotation marks. Omits the end of a long text.
     static std::string quoted(std::string_view text);
 
 protected:
     ~State() = default;
 
 private:
-    /// Returns the byte at which the latest value of the payload begins, if the format knows it.
+    /// Returns the position of the first byte of the latest value in the payload, if the format
+    /// supports this.
     virtual std::optional<std::size_t> position() = 0;
 
     Limits limits_;

@@ -10,32 +10,32 @@
 #include "kova/kit/values/FastStruct.h"
 #include "kova/kit/values/FieldTable.h"
 
-// How structs travel: as objects with their fields, read in any order.
+// The form of structs in payloads: objects with fields, which are read in any order.
 namespace kova::kit::detail {
 
-/// The greatest number of fields of a struct.
+/// The maximum number of fields of a struct.
 constexpr std::size_t MAX_FIELDS = 256;
 
-/// How a field of a struct is read.
+/// The functions that read a field of a struct.
 template <class In>
 struct ReadRow {
     std::string_view name;
     bool isMandatory;
     bool (*read)(In& in, void* object);
-    /// Gives the member its default again. Null if reading replaces the whole member.
+    /// Resets the member to its default. Null if reading replaces the whole member.
     void (*reset)(void* object);
 };
 
-/// How a field of a struct is written.
+/// The functions that write a field of a struct.
 template <class Out>
 struct WriteRow {
     std::string_view name;
     bool (*write)(Out& out, const void* object);
-    /// Returns whether the field is written. Null if it always is.
+    /// Returns whether the field is written. Null if the field is always written.
     bool (*isPresent)(const void* object);
 };
 
-/// How a struct is read.
+/// The table with which a struct is read.
 template <class In>
 struct ReadTable {
     const ReadRow<In>* rows;
@@ -71,7 +71,7 @@ bool skipUnknown(In& in, const ReadTable<In>& table, std::string_view name) {
     return in.refuse("no other field", State::quoted(name));
 }
 
-/// Reads the fields of the object that was begun, and notes them in `seen`.
+/// Reads the fields of the open object, and records them in `seen`.
 template <class In>
 bool readFields(In& in, const ReadTable<In>& table, void* object, SeenFields& seen) {
     std::size_t next = 0;
@@ -119,7 +119,7 @@ bool readStruct(In& in, const ReadTable<In>& table, void* object) {
     return in.endObject();
 }
 
-/// Writes an object with the fields that are present, in the order of the table.
+/// Writes an object with the present fields, in the order of the table.
 template <class Out>
 bool writeStruct(Out& out, const WriteRow<Out>* rows, std::size_t size, const void* object) {
     if (!out.enter() || !out.beginObject()) {

@@ -5,7 +5,8 @@
 
 #include "kova/kit/values/Codec.h"
 
-// The types of the core that travel as a text. Only those that a program uses need their header.
+// The types of the core that payloads contain as a text. A program needs only the headers of the
+// types that it uses.
 namespace zel {
 class UUID;
 }
@@ -35,7 +36,8 @@ enum class WeightUnit : std::uint8_t;
 
 namespace kova::kit::detail {
 
-/// What a text of the type is called in messages. Null for a type that does not travel as a text.
+/// The name of a text of the type in messages. Null for a type that payloads do not contain as a
+/// text.
 template <typename T>
 inline constexpr char const* textWords = nullptr;
 template <>
@@ -79,16 +81,16 @@ inline constexpr char const* textWords<dovglobals::VolumeUnit> = "a unit of volu
 template <>
 inline constexpr char const* textWords<dovglobals::WeightUnit> = "a unit of weight";
 
-/// Sets `out` to the value of the text. Returns whether the text has one. Instantiated for the
-/// types above.
+/// Parses the text and stores the value in `out`. Returns whether the text is valid. Instantiated
+/// for the types above.
 template <typename T>
 KOVA_KIT_API bool parseText(const std::string& text, T& out);
-/// Sets `out` to the text of the value. Returns whether the value has one. Instantiated for the
+/// Sets `out` to the text of the value. Returns whether the value has a text. Instantiated for the
 /// types above.
 template <typename T>
 KOVA_KIT_API bool formatText(const T& value, std::string& out);
 
-/// A type of the core that travels as a text.
+/// A type of the core that payloads contain as a text.
 template <typename T>
 struct Codec<T, std::enable_if_t<textWords<T> != nullptr>> {
     static constexpr Kind KIND = Kind::Text;

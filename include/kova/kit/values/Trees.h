@@ -29,15 +29,15 @@ KOVA_KIT_API bool readTree(Reader& in, Payload& out);
 /// Reads an object. Replaces the content of `out`.
 KOVA_KIT_API bool readTree(Reader& in, util::config::Dictionary& out);
 /// @{
-/// Writes the value; a null pointer as null. Fails for a payload that is empty or of a type without
-/// structure.
+/// Writes the value, or null for a null pointer. Fails for a payload that is empty or whose type
+/// has no structure.
 KOVA_KIT_API bool writeTree(Writer& out, const util::config::Value& value);
 KOVA_KIT_API bool writeTree(Writer& out, const Tree& value);
 KOVA_KIT_API bool writeTree(Writer& out, const Payload& value);
 /// @}
 
-/// Reads and writes with the general reader and writer. Any other fails, so that the general one
-/// starts again.
+/// Reads and writes with the general reader and writer. Fails with any other reader or writer, so
+/// that the general one starts again.
 template <Kind K>
 struct GeneralCodec {
     static constexpr Kind KIND = K;

@@ -8,8 +8,9 @@
 #include "kova/kit/values/EnumTable.h"
 #include "kova/kit/values/Struct.h"
 
-// How variants travel. An alternative whose type has a name is an object with one entry, which is
-// named after the type. Other alternatives are told apart by the kinds of their values.
+// The form of variants in payloads. An alternative whose type has a name is an object with one
+// entry, which is named after the type. Other alternatives are distinguished by the kinds of their
+// values.
 namespace kova::kit::detail {
 
 /// The name of a type, or an empty text.
@@ -43,7 +44,7 @@ inline constexpr bool isNullable<std::monostate> = true;
 template <typename... T>
 inline constexpr bool isNullable<std::variant<T...>> = (isNullable<T> || ...);
 
-/// How an alternative is recognised.
+/// The name or the kind by which an alternative is recognised.
 struct Alternative {
     std::string_view name;  // empty: by its kind
     Kind kind;
@@ -66,10 +67,11 @@ constexpr Alternative alternativeOf() noexcept {
 
 /// Returns the alternatives as a list for a message.
 KOVA_KIT_API std::string listOf(const Alternative* alternatives, std::size_t size);
-/// Returns the words for a kind in a message.
+/// Returns the name of a kind in messages.
 KOVA_KIT_API char const* wordsOf(Kind kind) noexcept;
 
-/// Returns the alternative that has this name or, without a name, this kind; or `size`.
+/// Returns the index of the alternative with this name. Without a name, returns the index of the
+/// alternative with this kind. Returns `size` if there is no such alternative.
 KOVA_KIT_API std::size_t findAlternative(const Alternative* alternatives, std::size_t size,
                                          std::string_view name, Kind kind) noexcept;
 

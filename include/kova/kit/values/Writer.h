@@ -9,8 +9,8 @@ namespace kova::kit::detail {
 
 /// The general writer of values: to a payload or to a value tree.
 ///
-/// It is also the list of what a faster writer must offer, without being virtual there. All
-/// functions that return a bool return true on success.
+/// A faster writer must have the same functions, but they need not be virtual. All functions that
+/// return a bool return true on success.
 class KOVA_KIT_API Writer : public State {
 public:
     using State::State;
@@ -49,7 +49,8 @@ public:
     /// @}
 
     /// @{
-    /// Writes an array: begin, then each element between its begin and end, then the end.
+    /// Writes an array. Call `beginArray`, write each element between its begin and end, and call
+    /// `endArray`.
     virtual bool beginArray() = 0;
     virtual bool beginElement() = 0;
     virtual bool endElement() = 0;
@@ -57,7 +58,8 @@ public:
     /// @}
 
     /// @{
-    /// Writes an object: begin, then each field between its begin and end, then the end.
+    /// Writes an object. Call `beginObject`, write each field between its begin and end, and call
+    /// `endObject`.
     virtual bool beginObject() = 0;
     virtual bool beginField(std::string_view name) = 0;
     virtual bool endField() = 0;
