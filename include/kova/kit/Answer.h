@@ -44,8 +44,8 @@ KOVA_KIT_API Error notFound(const Ask& ask);
 /// that the text does not need are ignored; missing ones are empty.
 KOVA_KIT_API Error catalogued(int error, const std::string& first = {},
                               const std::string& second = {});
-/// Sends an error of the catalogue as the end of a request, and reports it: for resource handlers
-/// that are written by hand. `handler` is used as `IResponseHandler` says, so nothing may be sent
+/// Ends a request with an error of the catalogue and reports the error. For resource handlers that
+/// are written by hand. `handler` is used as `IResponseHandler` describes, so nothing may be sent
 /// to it afterwards.
 KOVA_KIT_API void fail(IResponseHandler<Response>& handler, int error,
                        const std::string& first = {}, const std::string& second = {});

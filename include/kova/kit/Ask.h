@@ -13,7 +13,7 @@ namespace kova::kit {
 
 /// A request, as the function that serves it sees it.
 ///
-/// A view that is valid during the call. What outlives the call must be copied: `request()` is
+/// A view that is valid during the call. Copy the data that must outlive the call: `request()` is
 /// cheap to copy. Not synchronized.
 ///
 ///     const auto zoneOf = [](const kova::kit::Ask& ask) {

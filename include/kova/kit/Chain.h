@@ -28,7 +28,7 @@ class Passing;
 struct Observers;
 }  // namespace detail
 
-/// What a middleware function returns: the result of `Next`, or of `refuse`. A plain value type.
+/// The result of a middleware function: the result of `Next` or of `refuse`. A plain value type.
 class Verdict {
 private:
     friend class Next;
@@ -40,19 +40,19 @@ private:
     std::optional<Error> error_;
 };
 
-/// Returns the verdict that answers a request with an error. It is ignored after `Next` was called.
+/// Returns the verdict that answers a request with an error. It is ignored if `Next` was called.
 inline Verdict refuse(unsigned short code, std::string message) {
     return Verdict(Error{code, std::move(message)});
 }
 
-/// Passes a request on to the rest of a chain. Valid during the call of the middleware function
-/// that gets it; a second call does nothing.
+/// Forwards a request to the rest of a chain. Valid during the call of the middleware function that
+/// gets it. A second call does nothing.
 class KOVA_KIT_API Next {
 public:
-    /// Passes the request on, unchanged.
+    /// Forwards the unchanged request.
     Verdict operator()(const Ask& ask) const { return (*this)(ask.request()); }
-    /// Passes another request on in its place, which need not live longer than the call. A copy of
-    /// a request shares its header: change a copy with a new header.
+    /// Forwards another request instead. That request need not live longer than the call. A copy of
+    /// a request shares its header: to change the header of a copy, give the copy a new header.
     Verdict operator()(const Request& request) const;
 
 private:
@@ -88,7 +88,7 @@ private:
     friend class detail::Passage;
     friend struct detail::Observers;
 
-    // The steps of `Observer`, with the memory of the state. Only chains call them.
+    // The functions of `Observer` with the address of the state. Only chains call them.
     virtual Result<void> beginRequest(const Ask& ask, void* state) = 0;
     virtual void passValue(const Response& value, void* state) = 0;
     virtual void endRequest(const Outcome& outcome, void* state) noexcept = 0;
@@ -98,9 +98,8 @@ private:
 
 /// A middleware that sees requests and answers, and has a `State` for each request.
 ///
-/// Requests run through it on any number of threads at once. The functions for one request are
-/// called one at a time, and no lock is held. The states of all observers lie in one block of
-/// memory.
+/// Several threads may send requests through it at once. The functions for one request are called
+/// one at a time, without a lock. The states of all observers are in one block of memory.
 ///
 ///     struct Times { std::chrono::steady_clock::time_point begin; };
 ///     struct SlowRequests : kova::kit::Observer<Times> {
@@ -121,12 +120,12 @@ class Observer : public Middleware {
 public:
     Observer() noexcept : Middleware(sizeof(State)) {}
 
-    /// Sees a request before it is passed on. Returns the reason to refuse it.
+    /// Called before a request is forwarded. Returns an error to reject the request.
     virtual Result<void> begin(const Ask& ask, State& state) = 0;
-    /// Sees a value before the client gets it.
+    /// Called for a value before the client gets it.
     virtual void value(const Response& /*value*/, State& /*state*/) {}
-    /// Sees the end of a request for which `begin` has succeeded, exactly once: before the client
-    /// gets it, or when the request is cancelled.
+    /// Called exactly once for a request for which `begin` has succeeded: before the client gets
+    /// the end, or when the request is cancelled.
     virtual void end(const Outcome& outcome, State& state) noexcept = 0;
 
 private:
@@ -151,7 +150,7 @@ private:
     }
 };
 
-/// The time that a chain gives its service for the answer (`deadline`).
+/// The time within which the service must answer (`deadline`).
 struct Deadline {
     /// The time until the end of the answer or, if the client wants a stream, until its first
     /// value. 0 for no limit.
@@ -161,7 +160,8 @@ struct Deadline {
     osal::Clock* clock = nullptr;
 };
 
-/// A service behind a list of middleware. A request passes the first one first.
+/// A list of middleware in front of a service. A request passes the middleware in the order of
+/// `use`.
 ///
 /// A request has exactly one end: the chain has the guarantees of `Calls`. An error of a
 /// middleware, and 500 for a service that forgets a request, arrive as `onError`. `use` must not be
@@ -181,11 +181,11 @@ struct Deadline {
 ///     };
 class KOVA_KIT_API Chain : public IKovaApi {
 public:
-    /// A middleware as a function: passes the request on, or refuses it. An exception that leaves
-    /// it leaves `actionRequest`, and the response handler is destroyed.
+    /// A middleware that is a function: it forwards the request or rejects it. If it throws,
+    /// `actionRequest` throws the same exception, and the response handler is destroyed.
     using Function = std::function<Verdict(Ask& ask, Next next)>;
-    /// A middleware that is a service in front of the rest of the chain: creates it. `next` lives
-    /// longer than the result.
+    /// Creates a middleware that is a service in front of the rest of the chain. `next` outlives
+    /// the result.
     using Front = std::function<std::unique_ptr<IKovaApi>(IKovaApi& next)>;
 
     /// Creates the chain of `service`, which must outlive it.
@@ -195,8 +195,9 @@ public:
     Chain& operator=(const Chain&) = delete;
 
     /// @{
-    /// Appends a middleware, which requests pass after those before it. Throws `std::logic_error`
-    /// after the first request. Of two deadlines without a `Front` between them the shorter holds.
+    /// Appends a middleware. Requests pass the middleware that was appended earlier first. Throws
+    /// `std::logic_error` after the first request. Of two deadlines without a `Front` between them
+    /// the shorter one applies.
     Chain& use(std::shared_ptr<Middleware> middleware);
     Chain& use(const Deadline& deadline);
     template <typename Callable>

@@ -28,14 +28,15 @@ public:
 
 /// Events that clients watch as a stream (`Client::watch`). `T` is a type of `Values.h`.
 ///
-/// Unlike `Observable` it has no value: a stream has the events that are sent after it began, and a
-/// request for one value is refused. A watcher gets every event, or learns how many it has lost: by
-/// default up to 64 events wait for each watcher, and one that does not keep up is disconnected
-/// with 503. With another policy (`options`) the event that follows lost ones has the header entry
-/// `STREAM_LOST` with their number, also with `Conflate`, which keeps the newest event only.
+/// Unlike an `Observable`, it has no value: a stream consists of the events that are sent after it
+/// began, and a request for one value is answered with an error. A watcher gets every event or the
+/// number of events that it has lost. By default up to 64 events wait for each watcher, and a
+/// watcher that does not keep up is disconnected with 503. With another policy (`options`), the
+/// event after lost events has the header entry `STREAM_LOST` with their number. This includes
+/// `Conflate`, which keeps only the newest event.
 ///
-/// Any thread may call any function, also a receiver. `send` queues the event and returns. The
-/// threads that deliver and the destructor are those of `Observable`.
+/// Any thread may call any function, also inside a receiver. `send` queues the event and returns.
+/// Threads deliver events, and the destructor waits, as for an `Observable`.
 ///
 ///     kova::kit::Events<std::string> alarms;
 ///     alarms.options().queue(256).whenFull(kova::kit::DropOldest);

@@ -7,7 +7,8 @@
 
 namespace kova::kit {
 
-/// What `ServiceBuilder::inspect` mounts at "/.kova": a look inside a running service.
+/// The options of `ServiceBuilder::inspect`, which mounts the inspection of a running service at
+/// "/.kova".
 ///
 ///     kova::kit::InspectionOptions options;
 ///     options.isAllowed = [](const kova::kit::Peer& peer) { return peer.uid == 1000; };
@@ -22,14 +23,14 @@ namespace kova::kit {
 /// | "trace" | retrieve, update | the trace channels: `ChannelView`, `TraceLevel` |
 /// | "version" | retrieve | `VersionView` |
 ///
-/// The types of the values are in `InspectionViews.h`. A request of a peer that is not allowed to
-/// look inside is answered with 403, whatever its path.
+/// The types of the values are in `InspectionViews.h`. A request of a peer that is not allowed is
+/// answered with 403 for any path.
 struct InspectionOptions {
-    /// Returns whether a peer may look inside. Null for the effective user of the process and root.
-    /// Called on the threads that send requests, several at a time.
+    /// Returns whether a peer is allowed to inspect the service. Null: the effective user of the
+    /// process and root are allowed. Called on the threads that send requests, several at a time.
     std::function<bool(const Peer&)> isAllowed;
-    /// Returns the metrics in the text format of Prometheus. Null for none: the path "metrics" is
-    /// then unknown. Called on the threads that send requests, several at a time.
+    /// Returns the metrics in the text format of Prometheus. Null: there are no metrics, and the
+    /// path "metrics" is unknown. Called on the threads that send requests, several at a time.
     std::function<std::string()> metrics;
 };
 

@@ -17,10 +17,10 @@ class JobState;
 
 /// A request that a `Worker` serves, as its function sees it.
 ///
-/// Valid until the function returns. The function should ask `cancelled` often: it is true when the
-/// client cancelled the request, its deadline passed or the resource closed. What the function
-/// returns then is ignored. A job that is cancelled while it is queued does not run. Only the
-/// thread of the function may use it.
+/// Valid until the function returns. The function should call `cancelled` often: it returns true
+/// when the client has cancelled the request, its deadline has passed or the resource is closed.
+/// The result of the function is then ignored. A job that is cancelled while it is queued does not
+/// run. Only the thread of the function may use the job.
 ///
 ///     const auto scan = [](kova::kit::Job& job, const std::string& folder) {
 ///         int found = 0;
@@ -32,7 +32,7 @@ class JobState;
 ///     };
 class KOVA_KIT_API Job {
 public:
-    /// Not for users.
+    /// Used only by the kit.
     explicit Job(detail::JobState& state) noexcept : state_(state) {}
     Job(const Job&) = delete;
     Job& operator=(const Job&) = delete;
@@ -50,7 +50,7 @@ public:
     const Ask& ask() const noexcept;
 
     /// @{
-    /// Not for users.
+    /// Used only by the kit.
     const std::string& format() const noexcept;
     bool send(const Result<Payload>& value) const;
     /// @}

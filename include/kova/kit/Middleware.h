@@ -18,8 +18,8 @@ namespace tracing {
 class Channel;
 }
 
-/// The middleware of the kit, for `Chain::use`. One object may be used in several chains, and then
-/// counts for all of them. Any thread may call the functions.
+/// The middleware of the kit, for `Chain::use`. An object that is used in several chains counts the
+/// requests of all of them together. Any thread may call the functions.
 ///
 ///     const auto protect = [](kova::kit::Chain& api, const kova::kit::MetricsRegistry& registry) {
 ///         api.use(kova::kit::logging("PLAYER_REQUESTS"));
@@ -43,7 +43,7 @@ namespace kova::kit {
 /// entry or a line. Nothing is read or allocated for a request that comes while the channel's level
 /// is above `level`.
 ///
-/// A name makes a shared channel, which is silent until its level is set. A channel must outlive
+/// A name selects a shared channel, which is silent until its level is set. A channel must outlive
 /// the chain.
 KOVA_KIT_API std::shared_ptr<Middleware> logging(const std::string& channel, int level = 2);
 KOVA_KIT_API std::shared_ptr<Middleware> logging(const ::tracing::Channel& channel, int level = 2);
@@ -66,14 +66,14 @@ KOVA_KIT_API std::shared_ptr<Middleware> metrics(const MetricsRegistry& registry
                                                  const std::vector<std::string>& mounts);
 /// @}
 
-/// Refuses requests with 403 for which the function returns false. It is called on the thread that
-/// sends the request.
+/// Answers a request with 403 if the function returns false. The function is called on the thread
+/// that sends the request.
 KOVA_KIT_API Chain::Function authorize(
     std::function<bool(const Request& request, const Peer& peer)> isAllowed);
 
-/// Ends requests with 504 that are not answered in time, and cancels them at the service. The time
-/// begins when the request has passed all functions up to the next `Chain::Front`. For a stream it
-/// is that of the first value.
+/// Cancels requests that are not answered in time at the service, and ends them with 504. The time
+/// begins when the request has passed all functions up to the next `Chain::Front`. For a stream the
+/// time ends with the first value.
 inline Deadline deadline(std::chrono::milliseconds limit, osal::Clock* clock = nullptr) {
     return {limit, clock};
 }
@@ -82,36 +82,37 @@ inline Deadline deadline(std::chrono::milliseconds limit, osal::Clock* clock = n
 struct LimitOptions {
     /// The number of requests that have not ended, streams included.
     std::size_t pending = 0;
-    /// The same for each peer: user, process and address of `peerOf`, never "$client-id".
+    /// The same number for each peer. A peer is the user, process and address of `peerOf`, never
+    /// "$client-id".
     std::size_t perPeer = 0;
     /// The number of streams that have not ended.
     std::size_t streams = 0;
 };
 
-/// Refuses requests with 503 that would exceed a bound. The counts of a peer exist while it has a
-/// request that has not ended. A request counts until its end is passed to the client.
+/// Answers a request with 503 if it would exceed a bound. The counts of a peer exist while it has
+/// an unfinished request. A request counts until its end is passed to the client.
 KOVA_KIT_API std::shared_ptr<Middleware> limit(const LimitOptions& options);
 
-/// The faults of `faults`.
+/// The options of `faults`.
 struct FaultOptions {
-    /// Decides, with the number of the request, which faults it gets.
+    /// Determines, together with the number of a request, the fault of that request.
     std::uint64_t seed = 1;
     /// The share of requests, from 0 to 1, whose response handler is destroyed without an end.
     double drop = 0;
     /// The share of requests that are answered with an error.
     double error = 0;
-    /// The code of such an error.
+    /// The status code of these errors.
     unsigned short code = 503;
-    /// The time after which all other requests are passed on, in their order, by a thread of the
-    /// middleware. 0 passes them on at once.
+    /// The delay of all other requests. A thread of the middleware forwards them in order after
+    /// this time. With 0 they are forwarded immediately.
     std::chrono::milliseconds delay{0};
     /// The clock of the delay, for tests, as in `Deadline`.
     osal::Clock* clock = nullptr;
 };
 
-/// Disturbs requests, for tests. The n-th request always gets the same fault for the same seed.
-/// What is in front of it in the chain sees a dropped request end with 500. Throws
-/// `std::invalid_argument` if the shares are not from 0 to 1 together.
+/// Adds faults to requests, for tests. The n-th request always gets the same fault for the same
+/// seed. Middleware in front of it sees a dropped request end with 500. Throws
+/// `std::invalid_argument` if a share, or the sum of the shares, is not from 0 to 1.
 KOVA_KIT_API Chain::Front faults(const FaultOptions& options);
 
 }  // namespace kova::kit

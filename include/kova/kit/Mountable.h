@@ -17,7 +17,7 @@ namespace detail {
 class Served;
 }
 
-/// One operation that a mountable object offers, for those who look inside a service.
+/// One operation of a mountable object, as inspection of a service shows it.
 struct Operation {
     /// The command word.
     std::string command;
@@ -33,12 +33,14 @@ struct Operation {
     bool streams = false;
 };
 
-/// What a `ServiceBuilder` mounts: the common part of `Resource`, `Observable` and their like.
+/// An object that a `ServiceBuilder` can mount: the common part of `Resource`, `Observable`,
+/// `Events`, `ObservableList` and `ObservableMap`.
 ///
-/// A handle of shared state. Its owner may destroy it before or after the service that it is
-/// mounted in: it then refuses new requests with 503, ends pending ones with 503, and waits until
-/// none of its functions runs. Inside one of its functions it does not wait for this one. Any
-/// thread may call any function.
+/// A handle of shared state. Its owner may destroy it before or after the service in which it is
+/// mounted. From then on the mount answers new requests with 503. Destruction also ends pending
+/// requests with 503, and waits until no function of the object is running. If one of these
+/// functions destroys the object, destruction does not wait for the current call of that function.
+/// Any thread may call any function.
 ///
 ///     const auto countOf = [](const kova::kit::Mountable& resource) {
 ///         return resource.operations().size();
@@ -55,7 +57,7 @@ public:
     std::unique_ptr<IResourceHandler> handler() const;
     /// Returns the operations.
     std::vector<Operation> operations() const;
-    /// Returns the shared state. Not for users.
+    /// Returns the shared state. Used only by the kit.
     const std::shared_ptr<detail::Served>& served() const noexcept { return served_; }
 
 protected:

@@ -74,8 +74,8 @@ private:
 
 }  // namespace detail
 
-/// A value that clients retrieve, once or as a stream of its changes (`Client::watch`), and that
-/// they may update. `T` is a type of `Values.h` that can be copied.
+/// A value that clients retrieve once, watch as a stream of its changes (`Client::watch`), and may
+/// update. `T` is a type of `Values.h` that can be copied.
 ///
 /// A stream begins with the value at this time; then each value follows in order, none is missed or
 /// repeated. The values wait in a queue for each watcher: by default up to 16, and a watcher that
@@ -89,8 +89,8 @@ private:
 /// that has blocked the longest is disconnected, and its thread is replaced; it gets the error 503
 /// when it returns. Up to 16 threads are replaced at a time.
 ///
-/// A handle of shared state (`Mountable`): the destructor ends the streams with 503 and waits until
-/// no receiver runs, except inside a receiver of its own values.
+/// A handle of shared state (`Mountable`). The destructor ends the streams with 503 and waits until
+/// no receiver is running. Inside a receiver of its own values it does not wait.
 ///
 ///     kova::kit::Observable<int> level(30);
 ///     level.options().queue(4).whenFull(kova::kit::DropOldest);

@@ -53,16 +53,16 @@ public:
 
 }  // namespace detail
 
-/// A list that clients retrieve, as a whole, by element at the path "{index}", or as a stream of
-/// its changes (`Client::watch<ListChange<T>>`). `T` is a type of `Values.h` that can be copied,
-/// but not an optional one.
+/// A list that clients retrieve as a whole or by element at the path "{index}", or watch as a
+/// stream of its changes (`Client::watch<ListChange<T>>`). `T` is a type of `Values.h` that can be
+/// copied, but not an optional one.
 ///
-/// The first value of a stream is the whole list (`ListChange`); then each change follows in order,
-/// none is missed or repeated. By default up to 16 changes wait for each watcher; one that does not
-/// keep up gets the whole list again (`options`).
+/// The first value of a stream is the whole list (`ListChange`). Then each change follows in order;
+/// no change is missed or repeated. By default up to 16 changes wait for each watcher. A watcher
+/// that does not keep up gets the whole list again (`options`).
 ///
-/// Any thread may call any function, also a receiver of the changes. Changes are queued. The
-/// threads that deliver and the destructor are those of `Observable`.
+/// Any thread may call any function, also inside a receiver of the changes. Changes are queued.
+/// Threads deliver them, and the destructor waits, as for an `Observable`.
 ///
 ///     kova::kit::ObservableList<std::string> tracks;
 ///     tracks.append("Intro");
@@ -88,7 +88,7 @@ public:
             return true;
         });
     }
-    /// Inserts an element in front of the one at the index, or at the end. Returns false if the
+    /// Inserts an element before the element at the index, or at the end. Returns false if the
     /// index is beyond the end.
     bool insert(std::size_t index, T value) {
         detail::Shared<T> element = share(std::move(value));

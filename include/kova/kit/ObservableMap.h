@@ -52,17 +52,17 @@ public:
 
 }  // namespace detail
 
-/// A map that clients retrieve, as a whole, by element at the path "{key}", or as a stream of its
-/// changes (`Client::watch<MapChange<T>>`). `T` is a type of `Values.h` that can be copied, but not
-/// an optional one. A key is any text; a client can ask for an element only if its key is one or
-/// more segments of a path.
+/// A map that clients retrieve as a whole or by element at the path "{key}", or watch as a stream
+/// of its changes (`Client::watch<MapChange<T>>`). `T` is a type of `Values.h` that can be copied,
+/// but not an optional one. A key may be any text, but a client can retrieve an element only if its
+/// key is one or more segments of a path.
 ///
-/// The first value of a stream is the whole map (`MapChange`); then each change follows in order,
-/// none is missed or repeated. By default up to 16 changes wait for each watcher; one that does not
-/// keep up gets the whole map again (`options`).
+/// The first value of a stream is the whole map (`MapChange`). Then each change follows in order;
+/// no change is missed or repeated. By default up to 16 changes wait for each watcher. A watcher
+/// that does not keep up gets the whole map again (`options`).
 ///
-/// Any thread may call any function, also a receiver of the changes. Changes are queued. The
-/// threads that deliver and the destructor are those of `Observable`.
+/// Any thread may call any function, also inside a receiver of the changes. Changes are queued.
+/// Threads deliver them, and the destructor waits, as for an `Observable`.
 ///
 ///     kova::kit::ObservableMap<int> levels;
 ///     levels.set("kitchen", 30);  // added

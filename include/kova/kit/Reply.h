@@ -22,7 +22,7 @@ class Exchange;
 /// client may cancel the request meanwhile. A reply that is destroyed without an end answers 500.
 class KOVA_KIT_API ReplyBase {
 public:
-    /// Not for users.
+    /// Used only by the kit.
     ReplyBase(std::shared_ptr<detail::Exchange> exchange, std::string format) noexcept;
     /// The reply that was moved from is closed.
     ReplyBase(ReplyBase&& other) noexcept;
@@ -43,9 +43,10 @@ public:
     const std::string& format() const noexcept { return format_; }
 
 protected:
-    /// Sends a value, or an error as the end. Returns false if no further value is wanted.
+    /// Sends a value; an error ends the request. Returns false if no further value is wanted.
     bool send(unsigned short code, const Result<Payload>& value) noexcept;
-    /// Sends a value and the end. Returns false if the request has ended or was cancelled before.
+    /// Sends a value and ends the request. Returns false if the request has ended or was cancelled
+    /// before.
     bool sendLast(unsigned short code, const Result<Payload>& value) noexcept;
     /// Completes the request. Returns false if it has ended or was cancelled before.
     bool complete() noexcept;

@@ -27,7 +27,7 @@ class SlotState;
 /// A handle of shared state: copies mean the same mount. Any thread may call any function.
 class KOVA_KIT_API Slot {
 public:
-    /// Not for users.
+    /// Used only by the kit.
     explicit Slot(std::shared_ptr<detail::SlotState> state) noexcept;
 
     /// @{
@@ -45,22 +45,22 @@ private:
     std::shared_ptr<detail::SlotState> state_;
 };
 
-/// A mount of a service, for those who look inside.
+/// A mount of a service, as inspection of the service shows it.
 struct MountInfo {
     /// The mount path.
     std::string path;
-    /// What it offers. Empty for a handler that does not say it.
+    /// The operations of the mount. Empty for a handler that does not describe its operations.
     std::vector<Operation> operations;
 };
 
-/// A service: mounts behind an `IKovaApi` that answers every request and stops cleanly.
+/// A service: mounts behind an `IKovaApi` that answers every request and can be stopped.
 ///
-/// `ServiceBuilder` makes it. It gives its callers what `Calls` promises: exactly one end for each
-/// request, also if a handler forgets it, and handles that are never used twice. Any thread may
-/// call any function, also from inside a callback.
+/// Created by `ServiceBuilder`. It has the guarantees of `Calls`: exactly one end for each request,
+/// even if a handler sends none, and handles that are never reused. Any thread may call any
+/// function, also inside a callback.
 class KOVA_KIT_API Service : public IKovaApi {
 public:
-    /// Not for users.
+    /// Used only by the kit.
     explicit Service(std::unique_ptr<detail::ServiceParts> parts) noexcept;
     /// Stops without a limit of time and destroys the handlers.
     ~Service() override;
@@ -73,15 +73,17 @@ public:
     /// Cancels a pending request. A handle of a request that has ended is ignored.
     void cancelRequest(void* handle) override;
 
-    /// Refuses new requests, ends pending ones with 503, and waits until no handler runs, for at
-    /// most `limit`. Returns what still runs. May be called again. Inside a function of a handler
-    /// it does not wait for this one.
+    /// Answers new requests with 503, ends pending ones with 503, and waits until no handler is
+    /// running, for at most `limit`. Returns the calls and jobs that are still running. May be
+    /// called again. If a function of a handler calls it, it does not wait for the current call of
+    /// that function.
     std::vector<CallInfo> stop(std::chrono::milliseconds limit);
     /// Returns the requests that have not ended, and the jobs that run.
     std::vector<CallInfo> pending() const;
 
     /// @{
-    /// Return what the builder was told. The references live as long as the service.
+    /// Return the name and the version that were given to the builder. The references live as long
+    /// as the service.
     const std::string& name() const noexcept;
     const std::string& version() const noexcept;
     /// @}
@@ -112,18 +114,18 @@ public:
     ServiceBuilder& operator=(const ServiceBuilder&) = delete;
 
     /// @{
-    /// Names the service and its version, for those who look inside.
+    /// Sets the name and the version of the service, which inspection shows.
     ServiceBuilder& name(std::string name);
     ServiceBuilder& version(std::string version);
     /// @}
-    /// Mounts a `Resource`, an `Observable` or the like, which may be destroyed at any time. It may
-    /// be mounted several times.
+    /// Mounts a `Resource`, an `Observable` or another mountable object. The object may be
+    /// destroyed at any time, and may be mounted several times.
     ServiceBuilder& mount(const std::string& path, const Mountable& mountable);
     /// Mounts a handler. The service owns it. An exception of the handler is answered with 500.
     ServiceBuilder& mount(const std::string& path, std::unique_ptr<IResourceHandler> handler);
     /// Mounts a service, which must outlive the new one. It gets the path below the mount path.
     ServiceBuilder& mount(const std::string& path, IKovaApi& service);
-    /// Mounts a place for a handler that comes and goes.
+    /// Mounts a slot, whose handler can be set, exchanged and removed while the service is running.
     Slot slot(const std::string& path);
     /// Sets the function that is called for an exception of a handler, with 500 and the text of the
     /// report. It returns the error that the client gets. Several threads may call it at once. An

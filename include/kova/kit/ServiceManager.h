@@ -12,18 +12,19 @@ namespace kova::kit {
 /// Options of `ServiceManager`.
 struct ServiceManagerOptions {
     /// Returns whether the service works. Called on the thread of the watchdog. Null: the service
-    /// works if it answers "retrieve" of "/" within half of the period, whatever the answer is. An
-    /// exception that leaves the function ends the process.
+    /// works if it answers "retrieve" of "/" within half of the period; an error is an answer, too.
+    /// An exception that leaves the function ends the process.
     std::function<bool()> isHealthy;
 };
 
-/// Tells systemd, or another service manager with the protocol of sd_notify(3), how the service is.
+/// Reports the state of a service to systemd, or to another service manager with the protocol of
+/// sd_notify(3).
 ///
-/// It sends datagrams to the socket that the environment variable NOTIFY_SOCKET names: a path, or
-/// the name of an abstract socket behind "@". Without the variable it does nothing. If
-/// WATCHDOG_USEC is set too, and WATCHDOG_PID is not the number of another process, a thread checks
-/// the service at once and then each time when half of that period has passed, and sends
-/// "WATCHDOG=1" if it works. The variables are read once, by the constructor.
+/// It sends datagrams to the socket in the environment variable NOTIFY_SOCKET: a path, or "@" and
+/// the name of an abstract socket. Without the variable it does nothing. If WATCHDOG_USEC is set
+/// too, and WATCHDOG_PID is not the number of another process, a thread checks the service at once
+/// and then after each half of that period. It sends "WATCHDOG=1" if the service works. The
+/// constructor reads the variables once.
 ///
 ///     const auto run = [](kova::IKovaApi& service, const std::function<void()>& waitForSignal) {
 ///         kova::kit::ServiceManager manager(service);
@@ -38,7 +39,7 @@ class KOVA_KIT_API ServiceManager {
 public:
     /// Reads the environment and starts the watchdog. `service` must outlive the object.
     explicit ServiceManager(IKovaApi& service, ServiceManagerOptions options = {});
-    /// Ends the watchdog. Waits for a check that runs.
+    /// Ends the watchdog. Waits for a check that is running.
     ~ServiceManager();
     ServiceManager(const ServiceManager&) = delete;
     ServiceManager& operator=(const ServiceManager&) = delete;
@@ -49,8 +50,8 @@ public:
     bool hasWatchdog() const noexcept;
 
     /// @{
-    /// Send "READY=1", "STOPPING=1", or a line of text for people, in which control characters
-    /// become blanks. Return whether the message was sent.
+    /// Send "READY=1", "STOPPING=1", or a line of text for people, in which control characters are
+    /// replaced by blanks. Return whether the message was sent.
     bool ready() const noexcept;
     bool stopping() const noexcept;
     bool status(const std::string& text) const;

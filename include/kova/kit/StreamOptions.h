@@ -15,13 +15,15 @@ namespace detail {
 class Hub;
 }
 
-/// What happens to a watcher whose queue is full when a further change comes.
+/// The policy for a further change when the queue of a watcher is full.
 enum WhenFull : std::uint8_t {
-    /// `set` and its like wait until there is space, at most for the patience of the options. Then
-    /// the watcher is disconnected with 503. Inside a receiver that the kit's threads call they do
-    /// not wait, and the watcher gets the newest change only.
+    /// `set` and the other functions that change the value wait until there is space, at most for
+    /// the patience of the options. Then the watcher is disconnected with 503. Inside a receiver
+    /// that a thread of the kit calls, these functions do not wait, and the watcher gets only the
+    /// newest change.
     Wait,
-    /// All that is queued is replaced: by the newest value, or of a list or map by the whole.
+    /// All queued changes are replaced by the newest value. For a list or map they are replaced by
+    /// the whole list or map.
     Conflate,
     /// The oldest change is dropped. A list or map does the same as for `Conflate`, because its
     /// changes build on each other.
@@ -53,7 +55,7 @@ struct StreamQueue {
     KOVA_KIT_API std::string toString() const;
 };
 
-/// The options of an `Observable` and its like, which change at once for all watchers.
+/// The options of an `Observable` or another stream. A change applies to all watchers at once.
 ///
 /// A handle: the functions change the stream that returned it, which must outlive the handle. Any
 /// thread may call any function.
@@ -63,7 +65,7 @@ struct StreamQueue {
 ///     };
 class KOVA_KIT_API StreamOptions {
 public:
-    /// Returns the options of a stream. Not for users.
+    /// Returns the options of a stream. Used only by the kit.
     explicit StreamOptions(detail::Hub& hub) noexcept : hub_(&hub) {}
 
     /// Sets the number of changes that may wait for a watcher; 0 counts as 1.
@@ -79,7 +81,7 @@ private:
     detail::Hub* hub_;
 };
 
-/// One watcher of a stream, as `watchers` of an `Observable` and its like returns it.
+/// One watcher of a stream, as the function `watchers` returns it.
 ///
 /// A plain value type. Of the changes since the watcher came, and its snapshot, each is counted
 /// once: as delivered, conflated, dropped or queued.
@@ -90,7 +92,7 @@ struct WatcherInfo {
     Peer peer;
     /// The number of values that its receiver got, with one that it is getting.
     std::uint64_t delivered = 0;
-    /// The number of changes that a newer value or a whole has replaced.
+    /// The number of changes that were replaced by a newer value, or by the whole list or map.
     std::uint64_t conflated = 0;
     /// The number of changes that were dropped.
     std::uint64_t dropped = 0;

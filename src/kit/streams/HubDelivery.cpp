@@ -41,7 +41,8 @@ void Hub::deliver(DeliverySlot& slot) {
     }
 }
 
-// The task was taken away from this thread, whose last watcher may have further values by now.
+// The pool has taken the task away from this thread. The last watcher that this thread visited may
+// have further values by now.
 void Hub::submitIfReady() {
     {
         const std::lock_guard<std::mutex> guard(mutex_);
@@ -76,7 +77,7 @@ bool Hub::goOn(Watchers::Visit& visit, DeliverySlot& slot, std::size_t& left, Ga
     return true;
 }
 
-// Calls the receiver. Returns whether it wants more.
+// Calls the receiver. Returns whether the receiver wants further values.
 bool Hub::send(const Watchers::Visit& visit) const {
     const Watchers::Iterator watcher = visit.watcher;
     Exchange& exchange = *watcher->exchange;
@@ -92,7 +93,7 @@ bool Hub::send(const Watchers::Visit& visit) const {
     if (watcher->hasValue && visit.lost == 0) {
         return exchange.next(form.response);
     }
-    // A header of its own, because the receiver may change it.
+    // Each watcher gets a separate header, because the receiver may change it.
     Response response(form.response.getStatusCode(), form.response.getPayload());
     if (!watcher->hasValue) {
         addEntry(response, STREAM_QUEUE, queue().toString());

@@ -57,8 +57,8 @@ public:
     void done() noexcept;
     void fail(const Error& error) noexcept;
     /// @}
-    /// Returns the reply of a request that is answered later. `ask` is that of a copy of the
-    /// request then, because the client may destroy the request when it is answered.
+    /// Returns the reply of a request that is answered later. `ask` then refers to a copy of the
+    /// request, because the client may destroy the request when it is answered.
     template <typename R>
     R defer() {
         return R(exchangeForLater(), format_);
@@ -83,7 +83,7 @@ private:
     Job* const job_;
 };
 
-/// What a parameter of a function accepts from a path.
+/// The kind of text that a parameter of a function accepts from a path.
 enum class ArgumentKind : unsigned char { none, unsignedInteger, signedInteger, text };
 
 template <typename T>
@@ -116,7 +116,8 @@ bool readCapture(Dispatch& dispatch, std::size_t index, T& out) {
     }
 }
 
-/// Reads an argument: from the path, or the one behind these from the body.
+/// Reads an argument: a parameter of the template from the path, the argument after them from the
+/// body.
 template <typename T>
 bool readArgument(Dispatch& dispatch, std::size_t index, T& out) {
     if (index < dispatch.captures()) {
