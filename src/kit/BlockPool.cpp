@@ -17,7 +17,7 @@ constexpr std::size_t BATCH = 32;
 constexpr std::size_t MAX_OF_THREAD = 2 * BATCH;
 constexpr std::size_t MAX_BATCHES = 64;
 
-/// What stands in front of the memory of a block.
+/// The header in front of the memory of a block.
 struct alignas(std::max_align_t) Label {
     std::size_t size;  ///< index of the list of such blocks
     Label* next;

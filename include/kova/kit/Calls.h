@@ -144,13 +144,13 @@ public:
     Result<Response> ask(const Request& request, const AskOptions& options = {});
     /// Ends all calls as "lost", for example when a connection is lost. New calls are accepted.
     void lose(const std::string& reason);
-    /// Refuses new calls, ends those that there are as "lost", and waits until they have got that
-    /// end and nothing runs for them. Returns what is stuck after `limit`. Inside a callback it
-    /// does not wait for this one.
+    /// Rejects new calls and ends the pending calls as "lost". Waits until these calls have
+    /// received their end and no function is running for them. Returns the calls that are stuck
+    /// after `limit`. Inside a callback it does not wait for the current callback.
     std::vector<CallInfo> stop(const std::string& reason, std::chrono::milliseconds limit);
-    /// Refuses new calls, ends those that there are without an end, and waits until nothing runs
-    /// for them: no callback, no `actionRequest` and no cancellation. Returns what is stuck after
-    /// `limit`. Inside a callback it does not wait for this one.
+    /// Rejects new calls and ends the pending calls without an end. Waits until no function is
+    /// running for them: no callback, no `actionRequest` and no cancellation. Returns the calls
+    /// that are stuck after `limit`. Inside a callback it does not wait for the current callback.
     std::vector<CallInfo> close(std::chrono::milliseconds limit);
     /// Returns the calls that have not ended.
     std::vector<CallInfo> pending() const;

@@ -63,7 +63,7 @@ private:
     std::size_t step_;
 };
 
-/// How a request ended, for a middleware.
+/// The end of a request, for a middleware.
 struct Outcome {
     /// The code of the error or, for a completed request, of the last value; 204 if there was no
     /// value. 0 if the request was cancelled.

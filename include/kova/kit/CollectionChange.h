@@ -39,7 +39,7 @@ namespace kova::kit {
 ///     const bool applied = whole.applyTo(copy) && change.applyTo(copy);  // {3, 8}
 template <typename T>
 struct ListChange {
-    /// What has happened; nothing if `whole` is set.
+    /// The kind of change, or nothing if `whole` is set.
     std::optional<ResourceUpdateType> kind = {};
     /// The index of the element.
     std::optional<std::size_t> index = {};
@@ -91,7 +91,7 @@ struct ListChange {
 /// `applyTo` keeps a copy of the map up to date.
 template <typename T>
 struct MapChange {
-    /// What has happened; nothing if `whole` is set.
+    /// The kind of change, or nothing if `whole` is set.
     std::optional<ResourceUpdateType> kind = {};
     /// The key of the element.
     std::optional<std::string> key = {};
@@ -100,9 +100,9 @@ struct MapChange {
     /// The whole map.
     std::optional<std::map<std::string, T>> whole = {};
 
-    /// Applies the change to the map. Returns false, and leaves the map unchanged, if it does not
-    /// fit: something is missing, the key of an added element is there, or that of another one is
-    /// not.
+    /// Applies the change to the map. Returns false and leaves the map unchanged if the change does
+    /// not fit: if a member is missing, if the map already contains the key of an added element, or
+    /// if it does not contain the key of another change.
     [[nodiscard]] bool applyTo(std::map<std::string, T>& map) const {
         if (whole) {
             map = *whole;

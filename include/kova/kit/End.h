@@ -33,7 +33,7 @@ public:
         cancelled,
         /// The deadline passed.
         timedOut,
-        /// The connection to the service, or values that nobody read in time, were lost.
+        /// The connection to the service was lost, or values were lost that were not read in time.
         lost
     };
 

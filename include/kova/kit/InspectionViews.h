@@ -41,7 +41,8 @@ KOVA_FIELDS(OperationView, command, path, streams, schemas)
 struct MountView {
     /// The mount path.
     std::string path;
-    /// What it offers. Empty for a handler or a service that does not say it.
+    /// The operations of the mount. Empty for a handler or a service that does not describe its
+    /// operations.
     std::vector<OperationView> operations;
 };
 KOVA_FIELDS(MountView, path, operations)
@@ -57,7 +58,7 @@ struct PendingView {
     std::string client;
     /// The time since the request was sent, to about 4 ms; of a job, since it began to run.
     std::chrono::milliseconds age{0};
-    /// What it is doing: "in the service", "pending", "in a callback" or "being cancelled".
+    /// The state of the request: "in the service", "pending", "in a callback" or "being cancelled".
     std::string phase;
     /// The system's number of the thread that is occupied; 0 for none.
     long thread = 0;

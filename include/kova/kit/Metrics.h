@@ -79,7 +79,7 @@ public:
 
     /// @{
     /// Returns the counter or gauge with this name and these labels, and creates it if necessary.
-    /// `help` is one sentence; that of the first call counts. By convention the name of a counter
+    /// `help` is one sentence; later calls do not change it. By convention the name of a counter
     /// ends in "_total", and a name contains its unit, such as "_seconds".
     ///
     /// Throws `std::invalid_argument` for a name that Prometheus does not accept, that begins with
@@ -95,7 +95,7 @@ public:
     /// "text/plain; version=0.0.4".
     std::string text() const;
 
-    /// Returns the shared state. Not for users.
+    /// Returns the shared state. Used only by the kit.
     const std::shared_ptr<detail::MetricsState>& state() const noexcept { return state_; }
 
 private:

@@ -18,8 +18,9 @@ class Exchange;
 
 /// The part of a `Reply` that does not depend on the type of its value.
 ///
-/// It moves, so that a function can hand it to another thread. One thread at a time may use it; the
-/// client may cancel the request meanwhile. A reply that is destroyed without an end answers 500.
+/// It can be moved, so that a function can pass it to another thread. Only one thread at a time may
+/// use it; the client may cancel the request meanwhile. A reply that is destroyed without an end
+/// answers 500.
 class KOVA_KIT_API ReplyBase {
 public:
     /// Used only by the kit.

@@ -43,9 +43,9 @@ namespace kova::kit {
 /// A function with a `Reply` answers through it, at once or later. An exception is reported and
 /// answered with 500, a `KovaException` with its response.
 ///
-/// A path without a function is answered with 404, another command with 400; both say what there
-/// is. Functions run on the threads that send requests, several at a time, without a lock; those
-/// with a worker run on its threads.
+/// A path without a function is answered with 404, and a command without a function with 400. The
+/// error lists the existing paths or commands. Functions run on the threads that send requests,
+/// several at a time, without a lock. Functions with a worker run on the threads of the worker.
 class KOVA_KIT_API Resource : public Mountable {
 public:
     Resource();
@@ -72,7 +72,7 @@ public:
         return *this;
     }
 
-    /// Adds a route. Not for users.
+    /// Adds a route. Used only by the kit.
     void add(detail::Route&& route);
 };
 

@@ -132,8 +132,8 @@ public:
     /// exception that leaves it ends the process.
     ServiceBuilder& onUncaught(std::function<Error(const Error&)> function);
 
-    /// Mounts what `InspectionOptions` describes at "/.kova". The list of the mount paths at "/"
-    /// does not show it.
+    /// Mounts inspection at "/.kova" with these options. The list of the mount paths at "/" does
+    /// not contain it.
     ServiceBuilder& inspect(InspectionOptions options = {});
 
     /// Returns the service. Without a mount at "/" it answers "retrieve" there with the list of the

@@ -19,7 +19,7 @@ struct MountInfo;
 
 namespace kova::kit::detail {
 
-/// Serves "/.kova": refuses peers that may not look inside, and answers the others.
+/// Serves "/.kova": rejects requests of peers that are not allowed, and answers all others.
 class InspectionState final : public Served {
 public:
     /// The mount path.

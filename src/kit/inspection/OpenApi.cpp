@@ -103,7 +103,8 @@ KOVA_FIELDS(Document, openapi, info, paths, components)
 
 // --- Paths ---------------------------------------------------------------------------------------
 
-// Returns the text with all bytes but those of path segments percent-encoded (RFC 3986).
+// Returns the text with percent-encoding (RFC 3986). Only the bytes that a path segment may contain
+// are unchanged.
 std::string encode(std::string_view text) {
     constexpr std::string_view OTHERS = "-._~!$&'()*+,;=:@";
     constexpr std::string_view DIGITS = "0123456789ABCDEF";

@@ -31,7 +31,7 @@ std::string unescape(std::string_view json) {
         .orThrow();
 }
 
-// Returns the text with each reference replaced by what `rename` returns for its name.
+// Returns the text. Each reference is replaced by the result of `rename` for its name.
 template <typename F>
 std::string rewrite(std::string_view json, F rename) {
     std::string result;
@@ -48,7 +48,8 @@ std::string rewrite(std::string_view json, F rename) {
     return result += json.substr(at);
 }
 
-// Returns a definition together with all that it refers to, which tells types of one name apart.
+// Returns a definition together with all definitions that it refers to. The result distinguishes
+// types with equal names.
 std::string meaningOf(const std::string& name,
                       const std::map<std::string, std::string>& definitions) {
     std::vector<std::string> names{name};

@@ -33,7 +33,7 @@ void appendQuoted(std::string& line, char const* name, std::string_view text) {
     line += text.size() > LONGEST_TEXT ? "...\"" : "\"";
 }
 
-// Returns the milliseconds with three digits behind the point.
+// Returns the milliseconds with three digits after the decimal point.
 std::string milliseconds(std::chrono::nanoseconds time) {
     const auto microseconds = std::chrono::duration_cast<std::chrono::microseconds>(time).count();
     return std::to_string(microseconds / 1000) + '.' +

@@ -24,8 +24,8 @@ struct Observers {
     std::size_t add(std::shared_ptr<Middleware> middleware);
 };
 
-/// One request on its way through a part of a chain: the response handler that the service sees. It
-/// tells the observers what happens. It and their states lie in one block of memory.
+/// One request in a part of a chain: the response handler that the service gets. It calls the
+/// observers of the request. The object and the states of the observers are in one block of memory.
 ///
 /// `Calls` is between this object and the service, so there is at most one end and nothing after
 /// it, and one event at a time. Destruction without an end means that the request was cancelled.

@@ -17,7 +17,7 @@ namespace {
 using detail::RequestMetrics;
 using SteadyClock = std::chrono::steady_clock;
 
-/// What is known of a request until it ends.
+/// The data about a request until it ends.
 struct Counted {
     SteadyClock::time_point begin;
     /// The time until the first value of a stream.

@@ -33,7 +33,7 @@ public:
         1000'000'000, 2500'000'000, 5000'000'000, 10'000'000'000};
 
     using Number = std::atomic<std::uint64_t>;
-    /// What is counted for one mount and command.
+    /// The counts for one mount and command.
     struct Cells {
         std::array<Number, CODES> codes{};
         std::array<Number, BOUNDS.size() + 1> durations{};  ///< the last one is "+Inf"

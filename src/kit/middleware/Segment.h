@@ -11,8 +11,8 @@
 
 namespace kova::kit::detail {
 
-/// What a part of a chain consists of: observers and functions in their order, then the calls at
-/// the rest of the chain, which have the deadline.
+/// A part of a chain: observers and functions in their order, then the calls to the rest of the
+/// chain. These calls have the deadline.
 struct SegmentPlan {
     /// The index of an observer, or a function.
     using Step = std::variant<std::size_t, Chain::Function>;

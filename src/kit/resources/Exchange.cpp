@@ -128,7 +128,7 @@ bool Exchange::send(const Response& value, bool isLast) noexcept {
     return afterValue(isLast, handler_->onNext(value));
 }
 
-// Sends the end that is due after a value. Returns what `next` and `last` return.
+// Sends the end that is due after a value. Returns the result of `next` and `last`.
 bool Exchange::afterValue(bool isLast, bool hasEnough) noexcept {
     ResponseHandler handler;
     std::optional<Response> error;

@@ -20,8 +20,8 @@ using ResponseHandler = std::unique_ptr<IResponseHandler<Response>>;
 
 /// The requests of one resource that are pending, by handle.
 ///
-/// A handle is a number that no other request of the process gets, so a late cancellation reaches
-/// nobody. Any thread may call any function.
+/// A handle is a number that no other request of the process gets, so a late cancellation has no
+/// effect. Any thread may call any function.
 class ExchangeTable {
 public:
     ExchangeTable() = default;
@@ -61,8 +61,8 @@ public:
     Exchange(const Exchange&) = delete;
     Exchange& operator=(const Exchange&) = delete;
 
-    /// Sends a value. Returns false if no further value is wanted: the request has ended, was
-    /// cancelled, or the receiver has had enough, and the request is then completed.
+    /// Sends a value. Returns false if no further value is wanted: the request has ended or was
+    /// cancelled, or its receiver wants no further value, in which case the request is completed.
     bool next(const Response& value) noexcept { return send(value, false); }
     /// Sends a value, and completes the request if it has no end yet. Returns false if the request
     /// has ended, or is cancelled while the value is sent.
@@ -74,12 +74,12 @@ public:
     /// @}
     /// Ends the request without an event, because its client has cancelled it.
     void cancel() noexcept;
-    /// Ends the request with an error, and tells the sender as `cancel` does.
+    /// Ends the request with an error, and calls the function of the sender as `cancel` does.
     bool abort(const Response& error) noexcept;
 
     /// Sets the function that is called once if the request ends without the sender: when it is
-    /// cancelled or aborted, or when the receiver has had enough. Calls it at once if that has
-    /// happened. An exception that leaves it ends the process.
+    /// cancelled or aborted, or when its receiver wants no further value. Calls it at once if that
+    /// has happened. An exception that leaves the function ends the process.
     void onCancel(std::function<void()> function) { set(onCancel_, std::move(function)); }
     /// Sets a second function for the same occasions, which `onCancel` does not replace.
     void onStop(std::function<void()> function) { set(onStop_, std::move(function)); }

@@ -46,7 +46,7 @@ Gate::Entry::~Entry() {
         return;
     }
     innermost = outer_;
-    // The gate may be destroyed as soon as the count is that of the waiting thread.
+    // The gate may be destroyed as soon as only the entries of the waiting thread are counted.
     if ((gate_->word_.fetch_sub(1) & CLOSED) != 0) {
         wakeWaiting();
     }

@@ -8,7 +8,7 @@
 
 namespace kova::kit::detail {
 
-/// A resource handler that somebody else wrote, with the gate and the pending requests of the kit.
+/// A resource handler of the user, with the gate and the pending requests of the kit.
 class HandlerState final : public Served {
 public:
     explicit HandlerState(std::unique_ptr<IResourceHandler> handler) noexcept

@@ -42,7 +42,7 @@ private:
     const Route& route_;
     const Peer peer_;
     const std::shared_ptr<MountState> mount_;
-    /// What matched the parameters, in `path`.
+    /// The texts in `path` that the parameters matched.
     std::array<std::string_view, PathTemplate::LONGEST> captures_;
     std::size_t captureCount_ = 0;
 

@@ -13,10 +13,10 @@
 
 namespace kova::kit::detail {
 
-/// Decides what answers a request whose function threw. Must not throw.
+/// Returns the error for a request whose function threw an exception. Must not throw.
 using OnUncaught = std::function<Error(const Error& error)>;
 
-/// What a mount knows of its service, and the jobs that run for it.
+/// The function for uncaught exceptions of a mount, and the jobs that run for the mount.
 ///
 /// Any thread may call any function.
 class MountState {

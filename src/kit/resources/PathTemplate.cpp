@@ -20,7 +20,7 @@ constexpr KindName KIND_NAMES[] = {{"uint", SegmentKind::unsignedInteger},
                                    {"text", SegmentKind::text},
                                    {"rest", SegmentKind::rest}};
 
-// Returns whether an argument can receive what a parameter matches.
+// Returns whether an argument can receive the text that a parameter matches.
 bool accepts(ArgumentKind argument, SegmentKind parameter) noexcept {
     switch (parameter) {
         case SegmentKind::unsignedInteger:

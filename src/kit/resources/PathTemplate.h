@@ -9,7 +9,7 @@
 
 namespace kova::kit::detail {
 
-/// A segment of a template, in the order in which the kinds are preferred.
+/// A segment of a template. The kinds are listed in order of preference.
 struct TemplateSegment {
     enum class Kind : unsigned char { literal, unsignedInteger, signedInteger, text, rest };
 

@@ -22,8 +22,8 @@ namespace kova::kit::detail {
 /// of the longest template. Not synchronized; it is read without a lock once all routes are added.
 class Router {
 public:
-    /// The routes of one template, one for each command, and what matched the parameters of the
-    /// route that was found.
+    /// The routes of one template, one for each command, and the texts that the parameters of the
+    /// found route matched.
     class Match {
     public:
         // Not defaulted: the storage for 32 texts stays uninitialized.

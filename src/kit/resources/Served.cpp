@@ -75,7 +75,8 @@ void* Served::actionRequest(const Request& request, ResponseHandler handler,
     }
     const Ask ask(request, path);
     const std::shared_ptr<Exchange> exchange = serve({ask, std::move(handler), mount});
-    // Without another owner nobody can answer any more; its destructor does.
+    // If the exchange has no other owner, no thread can answer the request later. The destructor of
+    // the exchange then answers it.
     if (!exchange || exchange.use_count() == 1) {
         return nullptr;
     }

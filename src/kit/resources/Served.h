@@ -43,8 +43,8 @@ public:
     bool waitUntilLeft(std::optional<std::chrono::milliseconds> limit = std::nullopt) {
         return gate_.waitUntilLeft(limit);
     }
-    /// Destroys what belongs to the object alone, once it is closed and none of its functions runs.
-    /// Does nothing inside one of its functions.
+    /// Destroys the data that only this object owns, after it is closed and none of its functions
+    /// is running. Does nothing inside one of its functions.
     virtual void releaseOwned() noexcept {}
     /// Returns the number of pending requests.
     std::size_t pending() const { return table_->size(); }
@@ -52,7 +52,7 @@ public:
     Gate& gate() noexcept { return gate_; }
 
 protected:
-    /// What a request comes with.
+    /// A request, its response handler and the state of its mount.
     struct Incoming {
         const Ask& ask;
         ResponseHandler handler;
@@ -79,8 +79,8 @@ private:
 std::unique_ptr<IResourceHandler> makeHandler(std::shared_ptr<Served> served,
                                               std::shared_ptr<MountState> mount);
 
-/// Returns the error of a request whose function threw, from inside the catch block, and reports
-/// it. `what` names the request. A `KovaException` carries its response and is not reported.
+/// Reports the exception of a function, from inside the catch block, and returns the error for its
+/// request. `what` names the request. A `KovaException` carries its response and is not reported.
 Error uncaught(const std::string& what, const OnUncaught& onUncaught) noexcept;
 /// Returns the format of the answer, which is one of two static texts. Null if no value can be
 /// answered in the format that the client wants.

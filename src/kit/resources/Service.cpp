@@ -21,7 +21,7 @@ namespace kova::kit {
 
 namespace detail {
 
-// One mount: the object that describes it, or the slot, and what creates its handler.
+// One mount: the object that describes it, or its slot, and a function that creates its handler.
 struct MountEntry {
     std::shared_ptr<Served> served;
     std::shared_ptr<SlotState> slot;

@@ -15,11 +15,11 @@ namespace kova::kit::detail {
 
 /// The place of a thread of the pool.
 ///
-/// While the thread runs a task, it owns the task: nobody else runs it. The pool takes the task
-/// away from a thread that is in the same call of a receiver for too long, and another thread runs
-/// it.
+/// While the thread runs a task, it owns the task, and no other thread runs it. If the thread stays
+/// in the same call of a receiver for too long, the pool takes the task from it, and another thread
+/// runs the task.
 struct DeliverySlot {
-    /// Odd while the thread calls a receiver. Never decreases. Written by the thread only.
+    /// Odd while the thread calls a receiver. Never decreases. Only the thread writes it.
     std::atomic<std::uint64_t> visit{0};
     /// The thread owns the task.
     std::atomic<bool> ownsTask{false};
@@ -34,7 +34,7 @@ struct DeliverySlot {
     void leave() noexcept { enter(); }
 };
 
-/// What the pool runs: the delivery of the values of one stream.
+/// A task of the pool: the delivery of the values of one stream.
 class DeliveryTask {
 public:
     virtual ~DeliveryTask();
@@ -98,7 +98,7 @@ private:
     using Lock = std::unique_lock<std::mutex>;
     using Clock = std::chrono::steady_clock;
 
-    // A slot, and what only the pool uses of it, under its lock.
+    // A slot and the data that only the pool uses, under the lock of the pool.
     struct Place : DeliverySlot {
         enum class State : std::uint8_t { unused, idle, working, stuck };
         State state = State::unused;

@@ -17,7 +17,7 @@
 
 namespace kova::kit::detail {
 
-/// The shared state of an `Observable` and its like: the data, the watchers and their changes.
+/// The shared state of an `Observable` or another stream: the data, the watchers and the changes.
 ///
 /// One mutex guards the data and the watchers. It is held by no call of a function of the user, of
 /// an exchange or of the pool. A change wakes at most one thread of the pool. The thread visits one

@@ -19,7 +19,7 @@ void Watchers::push(std::shared_ptr<Change> change, Garbage& garbage) {
     atEnd_ = 0;
     ready_.splice(ready_.end(), idle_);
     while (changes_.size() > queue.bound) {
-        // The watchers at this change have fallen behind. They count at the next one.
+        // The watchers at this change have fallen behind. They are now counted at the next change.
         changes_[1].cursors += changes_.front().cursors;
         popOldest(garbage);
     }
@@ -194,7 +194,7 @@ WatcherInfo Watchers::infoOf(const Watcher& watcher, std::int64_t now, bool incr
     info.dropped = watcher.dropped;
     std::uint64_t next = watcher.cursor;
     if (next < first_) {
-        // It will find this out at its next visit.
+        // The watcher will detect this at its next visit.
         const bool drops = dropsOldest(incremental) || queue.whenFull == Disconnect;
         next = drops ? first_ : endNumber() - 1;
         (drops ? info.dropped : info.conflated) += next - watcher.cursor;

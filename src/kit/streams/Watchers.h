@@ -16,8 +16,8 @@
 
 namespace kova::kit::detail {
 
-/// A client that watches a stream. Members without a note are constant; the others are guarded by
-/// the lock of the hub.
+/// A client that watches a stream. Members without a remark on access are constant. The lock of the
+/// hub guards the others.
 struct Watcher {
     std::shared_ptr<Exchange> exchange;
     StreamFormat format = StreamFormat::json;
@@ -41,7 +41,7 @@ struct Watcher {
     bool hasValue = false;        ///< It has got its first value. Used by the visiting thread.
 };
 
-/// What is destroyed when the lock of the hub has been released.
+/// Objects that are destroyed after the lock of the hub has been released.
 struct Garbage {
     std::list<Watcher> watchers;
     std::shared_ptr<Change> change;
@@ -64,17 +64,18 @@ struct Garbage {
 /// The watchers of a stream and the changes that at least one of them has not got: one list for
 /// all, in which each watcher has a cursor.
 ///
-/// A new change costs no work for each watcher, and nothing is allocated for a watcher and a value.
-/// Each change counts the cursors at it, so that it is released when the last watcher has passed.
-/// The list has at most `StreamQueue::bound` changes. With one more the oldest is released, and the
-/// watchers whose cursors were there find later that they have fallen behind.
+/// A new change costs no work for each watcher, and no memory is allocated for each watcher and
+/// value. Each change counts the cursors that point to it, and is released when the last watcher
+/// has passed it. The list has at most `StreamQueue::bound` changes. When one more is added, the
+/// oldest change is released. The watchers whose cursors pointed to it find out at their next visit
+/// that they have fallen behind.
 ///
 /// Not synchronized: the hub has a lock.
 class Watchers {
 public:
     using Iterator = std::list<Watcher>::iterator;
 
-    /// What the thread does that visits a watcher.
+    /// The state of the visit of one watcher by a thread.
     struct Visit {
         Iterator watcher;
         std::shared_ptr<Change> change;  ///< Null: the watcher is disconnected.
@@ -95,12 +96,12 @@ public:
     /// Returns whether a value waits for a watcher that no thread visits.
     bool hasReady() const noexcept { return !ready_.empty(); }
 
-    /// Begins the visit of the next watcher. `snapshot` is the whole, or null for events.
-    /// `incremental`: a watcher that has lost a change needs the whole. `mayDisconnect` is false if
-    /// watchers that have fallen behind get the newest value instead.
+    /// Begins the visit of the next watcher. `snapshot` is the whole value, list or map, or null
+    /// for events. With `incremental`, a watcher that has lost a change needs the snapshot.
+    /// `mayDisconnect` is false if watchers that have fallen behind get the newest value instead.
     void begin(Visit& visit, const std::shared_ptr<Change>& snapshot, bool incremental,
                Garbage& garbage);
-    /// Returns whether the next visit needs the whole.
+    /// Returns whether the next visit needs the snapshot.
     bool nextNeedsSnapshot(bool incremental) const noexcept;
     /// Ends a visit.
     void end(Visit& visit, Garbage& garbage);
@@ -140,7 +141,7 @@ private:
     std::deque<Entry> changes_;
     /// The number of the oldest change.
     std::uint64_t first_ = 0;
-    /// The number of watchers whose cursor is behind the newest change.
+    /// The number of watchers whose cursor has passed the newest change.
     std::size_t atEnd_ = 0;
     std::list<Watcher> idle_;
     std::list<Watcher> ready_;

@@ -13,7 +13,7 @@
 #include "kova/kit/Result.h"
 #include "kova/kit/Values.h"
 
-// What streams deliver. Not for users.
+// The values that streams deliver. Used only by the kit.
 namespace kova::kit::detail {
 
 /// The formats of streams.

@@ -5,7 +5,7 @@
 
 #include "kova/kit/resources/Change.h"
 
-// What `ObservableList` and `ObservableMap` have in common. Not for users.
+// The common part of `ObservableList` and `ObservableMap`. Used only by the kit.
 namespace kova::kit::detail {
 
 /// A change of a list or map. `U` is a `ListChange` or `MapChange` of shared elements.

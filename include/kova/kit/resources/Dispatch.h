@@ -21,7 +21,7 @@ namespace kova::kit::detail {
 
 class ExchangeTable;
 
-/// One request on its way to the function of a route, and the answer on its way back.
+/// One request that is passed to the function of a route, and its answer.
 class KOVA_KIT_API Dispatch {
 public:
     /// The parts of the path that match the parameters of the template.
@@ -64,7 +64,7 @@ public:
         return R(exchangeForLater(), format_);
     }
 
-    /// Returns what is answered later, or null.
+    /// Returns the exchange of a request that is answered later, or null.
     std::shared_ptr<Exchange> takeExchange() noexcept { return std::move(exchange_); }
 
     /// Returns the exchange of a request that is answered later.
@@ -135,7 +135,7 @@ bool readArgument(Dispatch& dispatch, std::size_t index, T& out) {
 }
 
 /// @{
-/// Answers with what a function returned.
+/// Answers with the result of a function.
 template <typename T>
 void respondWith(Dispatch& dispatch, const T& value) {
     if constexpr (std::is_convertible_v<T, char const*>) {

@@ -21,8 +21,8 @@ namespace kova::kit::detail {
 struct Route {
     /// The command, the template of the path, and the schemas.
     Operation operation;
-    /// What the parameters of the function behind the first one accept from a path. The last one
-    /// may be the body.
+    /// The kinds of text that the parameters of the function, except the first one, accept from a
+    /// path. The last parameter may be the body.
     std::vector<ArgumentKind> arguments;
     /// The last parameter can be read from a body.
     bool acceptsBody = false;
@@ -30,7 +30,7 @@ struct Route {
     Payload (*lastSchema)() = nullptr;
     /// Calls the function, and answers unless the answer comes later.
     std::function<void(Dispatch&)> invoke;
-    /// Where the function runs: on the thread of the request by default.
+    /// The executor of the function. By default the function runs on the thread of the request.
     Executor executor;
 };
 
@@ -169,7 +169,7 @@ Route makeRoute(std::string_view command, std::string_view path, F function) {
         route.acceptsBody = !std::is_same_v<Last, std::string_view>;
         route.lastSchema = schemaFunction<Last>();
     }
-    // Shared, because a function that can only be moved is welcome, too.
+    // Shared, because `std::function` must be copyable and the function may be only movable.
     route.invoke = [function = std::make_shared<F>(std::move(function))](Dispatch& dispatch) {
         Invocation<F, Sig>::run(*function, dispatch);
     };

@@ -13,10 +13,11 @@
 #include "kova/kit/StreamOptions.h"
 #include "kova/kit/resources/Change.h"
 
-// What `Observable`, `Events`, `ObservableList` and `ObservableMap` have in common. Not for users.
+// The common part of `Observable`, `Events`, `ObservableList` and `ObservableMap`. Used only by the
+// kit.
 namespace kova::kit::detail {
 
-/// The data behind a stream. The hub guards it with its lock.
+/// The data of a stream. The hub guards it with its lock.
 class KOVA_KIT_API StreamSource {
 public:
     StreamSource() = default;
@@ -28,9 +29,9 @@ public:
     /// Called with the lock of the hub, so they must not call functions of the user. They return
     /// null if there is no such value.
 
-    /// Returns the whole as the value of a stream: the snapshot.
+    /// Returns the whole value, list or map as the first value of a stream: the snapshot.
     virtual std::shared_ptr<Change> snapshot() const = 0;
-    /// Returns the whole as the answer to a request for one value.
+    /// Returns the whole value, list or map as the answer to a request for one value.
     virtual std::shared_ptr<Change> whole() const { return snapshot(); }
     /// Returns the element with the path, which is not empty.
     virtual std::shared_ptr<Change> element(std::string_view path) const;
@@ -48,7 +49,7 @@ public:
 
 /// @{
 /// Runs `apply(user)` with the lock of the hub. If it returns true, `change` becomes the newest
-/// change of the stream. Returns what `apply` returned.
+/// change of the stream. Returns the result of `apply`.
 KOVA_KIT_API bool publish(Hub& hub, std::shared_ptr<Change> change, bool (*apply)(void*),
                           void* user);
 /// Does the same with a function object.

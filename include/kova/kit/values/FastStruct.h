@@ -12,12 +12,12 @@
 #include "kova/kit/values/Fast.h"
 
 #if KOVA_KIT_HAS_FAST_PATH
-// How structs are written on the fast path. The compiler encodes the names of the fields, and
-// numbers of the binary format (RFC 8949) go into the buffer without a call.
+// Writes structs on the fast path. The compiler encodes the names of the fields, and numbers of the
+// binary format (RFC 8949) are written to the buffer without a call.
 namespace kova::kit::detail {
 
-/// The name of a field as JSON text, `,"name":`. The binary format contains the same name behind a
-/// head of one byte.
+/// The name of a field as JSON text, `,"name":`. In the binary format, a head of one byte precedes
+/// the same name.
 struct EncodedName {
     /// The longest name, whose length fits the head.
     static constexpr std::size_t MAX_SIZE = 23;
@@ -80,7 +80,7 @@ inline unsigned char* putHead(unsigned char kind, Argument argument, unsigned ch
     return at;
 }
 
-/// Writes the bits of a floating-point number behind the byte of its type.
+/// Writes the bits of a floating-point number after the byte of its type.
 template <typename Bits, typename Number>
 inline unsigned char* putFloating(unsigned char type, Number number, unsigned char* at) noexcept {
     static_assert(sizeof(Bits) == sizeof(Number));

@@ -57,7 +57,7 @@ constexpr const Item& itemAt(const Placed<I, Item>& place) noexcept {
     return place.item;
 }
 
-/// What `fields` returns: a description of a struct.
+/// The result of `fields`: a description of a struct.
 template <class... Items>
 struct Fields {
     List<Items...> items;
@@ -138,7 +138,8 @@ struct ItemFields<Base<B>> {
     }
 };
 
-/// Where a field is described: the item, and the index among its fields.
+/// The position of the description of a field: the item, and the index among the fields of the
+/// item.
 struct FieldPlace {
     std::size_t item = 0;
     std::size_t index = 0;
