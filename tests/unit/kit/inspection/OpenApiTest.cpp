@@ -95,7 +95,7 @@ constexpr PathRow PATHS[] = {
     {"BelowTheRoot", "/", "{id}", "/{id}"},
     {"Mount", "/a/b", "", "/a/b"},
     {"Kinds", "/a", "{i:uint}/x/{j:int}/{k:text}/{l:rest}", "/a/{i}/x/{j}/{k}/{l}"},
-    {"SameNameTwice", "/a", "{i}/{i}", "/a/{i}/{i_}"},
+    {"NamesThatLookTheSame", "/a", "{\xFE}/{\xFF}", "/a/{\xEF\xBF\xBD}/{\xEF\xBF\xBD_}"},
     {"Hostile", "/a\"<script>\xFF{}", "q?#%", "/a%22%3Cscript%3E%FF%7B%7D/q%3F%23%25"},
     {"HostileName", "/a", "{\"<\xFF>}", "/a/{\"<\xEF\xBF\xBD>}"}};
 
