@@ -85,11 +85,10 @@ bool CallTable::link(PendingCall& call) {
 }
 
 void CallTable::remove(PendingCall& call) noexcept {
-    bool closed = false;
+    bool isAwaited = false;
     {
         Shard& shard = shardOf(call.handle);
         const std::lock_guard<SpinLock> guard(shard.lock);
-        closed = shard.closed;
         PendingCall** at = &bucketOf(shard, call.handle);
         while (*at != nullptr && *at != &call) {
             at = &(*at)->nextInTable;
@@ -99,9 +98,19 @@ void CallTable::remove(PendingCall& call) noexcept {
         }
         *at = call.nextInTable;
         --shard.count;
+        isAwaited = shard.closed && shard.count <= awaited_.load(std::memory_order_relaxed);
     }
-    if (closed) {
+    if (isAwaited) {
         wakeWaiting();
+    }
+}
+
+// A thread that sets the size and then counts the calls sees a call that `remove` has removed
+// before, or `remove` sees the size, because both lock the shard.
+void CallTable::awaitSize(std::size_t size) noexcept {
+    std::size_t former = awaited_.load(std::memory_order_relaxed);
+    while (former < size &&
+           !awaited_.compare_exchange_weak(former, size, std::memory_order_relaxed)) {
     }
 }
 

@@ -40,7 +40,11 @@ public:
     std::vector<CallReference> collectAll();
     /// Returns the number of calls.
     std::size_t size() const noexcept;
-    /// Rejects further calls, and wakes waiting threads when a call is removed.
+    /// Makes `remove` call `wakeWaiting` on a closed table when a shard has at most this number of
+    /// calls left: for a thread that waits until so few are left in the whole. Before the first
+    /// call of this function it is 0.
+    void awaitSize(std::size_t size) noexcept;
+    /// Rejects further calls, and wakes waiting threads as `awaitSize` says.
     void close() noexcept;
 
 private:
@@ -81,6 +85,7 @@ private:
     static void grow(Shard& shard);
 
     std::array<Shard, SHARDS> shards_;
+    std::atomic<std::size_t> awaited_{0};
 };
 
 }  // namespace kova::kit::detail

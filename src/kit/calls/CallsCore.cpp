@@ -116,6 +116,7 @@ bool CallsCore::closeAndWait(bool limited, std::chrono::milliseconds limit) {
         }
     }
     Closing closing{*this, own.size()};
+    table.awaitSize(closing.excepted);
     const bool closed = waitUntilOver(isClosed, describeClosing, &closing, until);
     if (closed) {
         for (PendingCall* const call : own) {
@@ -138,6 +139,7 @@ bool CallsCore::stopAndWait(const Error& error, std::chrono::milliseconds limit)
         return thisThread().isInside(*call);
     });
     Closing closing{*this, static_cast<std::size_t>(own)};
+    table.awaitSize(closing.excepted);
     return waitUntilOver(isClosed, describeClosing, &closing, until);
 }
 
