@@ -135,6 +135,9 @@ void remove(Served& served) {
 void SlotState::set(std::shared_ptr<Served> next) {
     {
         const std::lock_guard<std::mutex> guard(mutex_);
+        if (present_ == next) {
+            return;
+        }
         present_.swap(next);
     }
     if (next) {

@@ -30,7 +30,7 @@ namespace {
 using namespace std::chrono_literals;
 
 constexpr int THREADS = 4;
-constexpr int REQUESTS = 300;
+constexpr int REQUESTS = 1000;
 
 /// The sums over all response handlers.
 struct Counts {

@@ -160,6 +160,15 @@ TEST_F(HandlerStateTest, RemovalInsideTheHandlerDefersItsDestruction) {
     EXPECT_TRUE(isDestroyed);
 }
 
+TEST_F(HandlerStateTest, SlotThatIsSetToItsOwnHandlerKeepsIt) {
+    SlotState slot;
+    slot.set(served);
+    slot.set(served);
+    EXPECT_FALSE(served->gate().isClosed());
+    slot.set(nullptr);
+    EXPECT_TRUE(served->gate().isClosed());
+}
+
 TEST_F(HandlerStateTest, EmptySlotAnswers503) {
     const auto slot = std::make_shared<SlotState>();
     const auto handler = makeHandler(slot, mount);

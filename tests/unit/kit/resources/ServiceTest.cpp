@@ -152,6 +152,8 @@ TEST_F(ServiceTest, DestroyedResponseHandlerAnswers500) {
     service->actionRequest(Request("retrieve", "/kept"), recording.handler());
     kept.handler.reset();
     EXPECT_EQ(recording.waitFor(1), (Events{"error 500 the service did not answer the request"}));
+    service.reset();  // the destructor of the handler uses `kept`
+    EXPECT_TRUE(kept.isDestroyed);
 }
 
 TEST_F(ServiceTest, MountsListTheirOperations) {
