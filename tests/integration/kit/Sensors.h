@@ -17,8 +17,8 @@
 
 namespace kova::test {
 
-/// The resource of chapter 9 of the guide, but with several threads and without a delay before the
-/// answer. A request may be answered before `actionRequest` has returned its handle.
+/// A resource handler of the core that answers from threads of its own, without a delay. A request
+/// may be answered before `actionRequest` has returned its handle.
 class Sensors : public IResourceHandler {
 public:
     using Handler = std::unique_ptr<IResponseHandler<Response>>;
