@@ -1,99 +1,114 @@
-// A resource that sends a stream of values until the service or the client ends it.
-#include <cstdint>
+// A service whose values clients watch: a state, events and a list.
+#include <chrono>
+#include <future>
 #include <iostream>
-#include <map>
-#include <memory>
-#include <mutex>
 #include <string>
+#include <vector>
 
-#include "kova/core/StaticComposedKovaService.h"
-#include "kova/core/StatusCodes.h"
-#include "kova/core/response_handlers.h"
+#include "kova/kit/Client.h"
+#include "kova/kit/Events.h"
+#include "kova/kit/Observable.h"
+#include "kova/kit/ObservableList.h"
+#include "kova/kit/Service.h"
+#include "kova/kit/Stream.h"
 
-using kova::Request;
-using kova::Response;
-using Handler = std::unique_ptr<kova::IResponseHandler<Response>>;
+using kova::kit::Client;
+using kova::kit::Error;
+using kova::kit::ListChange;
+using kova::kit::Observable;
+using kova::kit::Result;
+using kova::kit::Stream;
+using std::chrono::seconds;
 
-class Speed : public kova::IResourceHandler {
-public:
-    void* actionRequest(const Request& /*request*/, Handler&& handler,
-                        const std::string& /*path*/) override {
-        const std::lock_guard<std::mutex> guard(mutex_);
-        // A handle is a number that is never dereferenced.
-        void* const handle =
-            reinterpret_cast<void*>(++lastHandle_);  // NOLINT(performance-no-int-to-ptr)
-        watchers_.emplace(handle, std::move(handler));
-        return handle;  // the request stays pending
-    }
-    void cancelRequest(void* handle) override {
-        std::cout << "  the service drops a watcher\n";
-        drop(handle);
-    }
-
-    // Sends a value to every watcher. Must be called by one thread at a time.
-    void publish(int value) {
-        const Response response(kova::statuscodes::STREAM,
-                                kova::Payload::createFromJSON(std::to_string(value)));
-        for (const auto& [handle, watcher] : watchers()) {
-            if (watcher->onNext(response)) {
-                drop(handle);
-                watcher->onCompleted();
-            }
-        }
-    }
-
-private:
-    using Watchers = std::map<void*, std::shared_ptr<kova::IResponseHandler<Response>>>;
-
-    // Returns a copy, because a watcher is called without the lock: it may cancel or send requests.
-    Watchers watchers() {
-        const std::lock_guard<std::mutex> guard(mutex_);
-        return watchers_;
-    }
-    void drop(void* handle) {
-        Watchers::node_type dropped;  // destroyed after the lock is released
-        const std::lock_guard<std::mutex> guard(mutex_);
-        dropped = watchers_.extract(handle);
-    }
-
-    std::mutex mutex_;
-    Watchers watchers_;
-    std::uintptr_t lastHandle_ = 0;  // handles are never reused
+struct Position {
+    std::string track;
+    int second = 0;
 };
+KOVA_FIELDS(Position, track, second)
 
-void* watch(kova::IKovaApi& service, const std::string& who, int most) {
-    using Printer = kova::responsehandlers::FuncResponseHandler<Response>;
-    const auto next = [who, most, count = 0](const Response& value) mutable {
-        std::cout << "  " << who << ": " << value.toString() << '\n';
-        return ++count == most;  // true stops the values
-    };
-    const auto error = [who](const Response& response) {
-        std::cout << "  " << who << ": " << response.getErrorMessageWithCode() << '\n';
-    };
-    const auto completed = [who] { std::cout << "  " << who << ": completed\n"; };
-    return service.actionRequest(Request("retrieve", "/speed"),
-                                 std::make_unique<Printer>(next, error, completed));
+std::string text(const Position& position) {
+    return position.track + " at " + std::to_string(position.second);
+}
+
+void watchState(const Client& client, Observable<Position>& position) {
+    Stream<Position> values(client.watch<Position>("/position"));
+    std::cout << text(*values.wait(seconds(5))) << ", which it was before\n";
+    position.modify([](Position& current) { current.second += 10; });
+    std::cout << text(*values.wait(seconds(5))) << ", changed by the service\n";
+    client.update("/position", Position{"Fugue", 0}).get().orThrow();
+    std::cout << text(*values.wait(seconds(5))) << ", changed by a client\n";
+    const Result<void> refused = client.update("/position", Position{"Fugue", -1}).get();
+    std::cout << refused.error().toString() << '\n';
+}
+
+void watchEvents(const Client& client, kova::kit::Events<std::string>& alarms) {
+    Stream<std::string> received(client.watch<std::string>("/alarms"));
+    alarms.send("the volume is high");
+    std::cout << *received.wait(seconds(5)) << '\n';
+    const auto once = client.retrieve<std::string>("/alarms").get();
+    std::cout << once.error().toString() << '\n';
+}
+
+void watchList(const Client& client, kova::kit::ObservableList<std::string>& playlist) {
+    Stream<ListChange<std::string>> changes(client.watch<ListChange<std::string>>("/playlist"));
+    playlist.append("Gigue");
+    playlist.remove(0);
+    std::vector<std::string> copy;
+    for (int i = 0; i < 3; ++i) {  // the whole list, and two changes
+        static_cast<void>(changes.wait(seconds(5))->applyTo(copy));
+        std::cout << "the copy has " << copy.size() << " tracks, the first is " << copy[0] << '\n';
+    }
+}
+
+// A display that does not return from its function while the position changes five times.
+void watchSlowly(const Client& client, Observable<Position>& position) {
+    std::promise<void> hasFirst;
+    std::promise<void> hasLast;
+    std::promise<void> mayContinue;
+    const auto display = client.watch<Position>("/position")
+                             .onValue([&](const Position& value) {
+                                 std::cout << "the display shows " << text(value) << '\n';
+                                 if (value.second == 0) {
+                                     hasFirst.set_value();
+                                     mayContinue.get_future().wait();
+                                 } else if (value.second == 5) {
+                                     hasLast.set_value();
+                                 }
+                             })
+                             .start();
+    hasFirst.get_future().wait();
+    for (int second = 1; second <= 5; ++second) {
+        position.set({"Fugue", second});
+    }
+    const auto watcher = position.watchers().at(0);
+    std::cout << watcher.queued << " change waits, " << watcher.conflated << " were replaced\n";
+    mayContinue.set_value();
+    hasLast.get_future().wait();
 }
 
 int main() {
-    auto owned = std::make_unique<Speed>();
-    Speed& speed = *owned;
-    std::map<std::string, std::unique_ptr<kova::IResourceHandler>> handlers;
-    handlers["/speed"] = std::move(owned);
-    kova::StaticComposedKovaService service(std::move(handlers));
+    Observable<Position> position({"Prelude", 0});
+    position.options().queue(4).whenFull(kova::kit::Conflate);
+    position.onWrite([](const Position& wanted) -> Result<void> {
+        if (wanted.second < 0) {
+            return Error{400, "before the beginning of the track"};
+        }
+        return {};
+    });
+    kova::kit::Events<std::string> alarms;
+    kova::kit::ObservableList<std::string> playlist({"Prelude", "Fugue"});
+    kova::kit::ServiceBuilder builder;
+    builder.mount("/position", position).mount("/alarms", alarms).mount("/playlist", playlist);
+    const auto service = builder.build();
 
-    watch(service, "display", 2);
-    void* const logger = watch(service, "logger", 100);
-    watch(service, "recorder", 100);
+    const Client client(*service);
+    watchState(client, position);
+    watchSlowly(client, position);
+    watchList(client, playlist);
+    watchEvents(client, alarms);
 
-    for (const int value : {48, 50, 51}) {
-        std::cout << "the speed is " << value << '\n';
-        speed.publish(value);
-    }
-    std::cout << "the logger cancels\n";
-    service.cancelRequest(logger);
-    std::cout << "the speed is 52\n";
-    speed.publish(52);
-    std::cout << "the service shuts down\n";
-    service.shutdown();
+    Stream<Position> last(client.watch<Position>("/position"));
+    std::cout << text(*last.wait(seconds(5))) << '\n';
+    service->stop(seconds(2));
+    std::cout << last.wait(seconds(5)).error().toString() << '\n';
 }
