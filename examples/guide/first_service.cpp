@@ -1,105 +1,99 @@
-// A service with one resource: a lamp that clients read and switch.
-#include <atomic>
+// A service with the lamps of a building, which clients list, read, switch and remove.
 #include <iostream>
 #include <map>
-#include <memory>
-#include <optional>
+#include <mutex>
 #include <string>
+#include <vector>
 
-#include "kova/core/Commands.h"
-#include "kova/core/MimeTypes.h"
-#include "kova/core/StaticComposedKovaService.h"
-#include "kova/core/StatusCodes.h"
-#include "kova/core/response_handlers.h"
+#include "kova/kit/Client.h"
+#include "kova/kit/Resource.h"
+#include "kova/kit/Service.h"
 
-using kova::Payload;
-using kova::Request;
-using kova::Response;
-using Handler = std::unique_ptr<kova::IResponseHandler<Response>>;
+namespace command = kova::kit::command;
+using kova::kit::Ask;
+using kova::kit::Client;
+using kova::kit::Error;
+using kova::kit::Result;
 
-class Lamp : public kova::IResourceHandler {
+struct Lamp {
+    bool on = false;
+    int brightness = 100;
+};
+KOVA_FIELDS(Lamp, on, optional(brightness))
+
+// Several threads may send requests at the same time, so a mutex guards the lamps.
+class Building {
 public:
-    void* actionRequest(const Request& request, Handler&& handler,
-                        const std::string& path) override {
-        const auto command = kova::commands::toId(request.getCommand());
-        if (!path.empty()) {
-            refuse(*handler, kova::statuscodes::NOT_FOUND,
-                   "path '" + request.getPath() + "' not found");
-        } else if (command == kova::commands::RETRIEVE_ID) {
-            answer(*handler,
-                   {kova::statuscodes::OK, Payload::createFromString(on_ ? "on" : "off")});
-        } else if (command == kova::commands::UPDATE_ID) {
-            update(*handler, request);
-        } else {
-            refuse(*handler, kova::statuscodes::BAD_REQUEST,
-                   "command '" + request.getCommand() + "' not supported for path '" +
-                       request.getPath() + "'");
+    std::vector<std::string> names() const {
+        const std::lock_guard<std::mutex> guard(mutex_);
+        std::vector<std::string> result;
+        for (const auto& [name, lamp] : lamps_) {
+            result.push_back(name);
         }
-        return kova::IKovaApi::UNDEFINED_REQUEST_HANDLE;  // nothing stays pending
+        return result;
     }
-    void cancelRequest(void* /*handle*/) override {}
+    Result<Lamp> find(const Ask& ask, const std::string& name) const {
+        const std::lock_guard<std::mutex> guard(mutex_);
+        const auto found = lamps_.find(name);
+        return found != lamps_.end() ? Result<Lamp>(found->second) : kova::kit::notFound(ask);
+    }
+    Result<void> change(const Ask& ask, const std::string& name, const Lamp& wanted) {
+        if (wanted.brightness < 1 || wanted.brightness > 100) {
+            return Error{400, "the brightness is 1 to 100"};
+        }
+        const std::lock_guard<std::mutex> guard(mutex_);
+        const auto found = lamps_.find(name);
+        if (found == lamps_.end()) {
+            return kova::kit::notFound(ask);
+        }
+        found->second = wanted;
+        return kova::kit::done();
+    }
+    Result<void> remove(const Ask& ask, const std::string& name) {
+        const std::lock_guard<std::mutex> guard(mutex_);
+        return lamps_.erase(name) != 0 ? kova::kit::done() : kova::kit::notFound(ask);
+    }
 
 private:
-    void update(kova::IResponseHandler<Response>& handler, const Request& request) {
-        const std::optional<std::string> text = textIn(request.getPayload());
-        if (text != "on" && text != "off") {
-            refuse(handler, kova::statuscodes::BAD_REQUEST,
-                   "'" + request.getPath() + "' is on or off, not " +
-                       (text ? "'" + *text + "'" : "a payload without plain text"));
-            return;
-        }
-        on_ = text == "on";
-        answer(handler, Response(kova::statuscodes::NO_CONTENT));
-    }
-    // Returns the text of a plain text payload, or nullopt for any other payload.
-    static std::optional<std::string> textIn(const Payload& payload) {
-        if (payload.getMimeType() != kova::mimetypes::PLAIN_TEXT_TYPE) {
-            return std::nullopt;
-        }
-        std::string text;
-        payload.getBlob().toString(text);
-        return text;
-    }
-    static void answer(kova::IResponseHandler<Response>& handler, const Response& response) {
-        handler.onNext(response);
-        handler.onCompleted();
-    }
-    static void refuse(kova::IResponseHandler<Response>& handler, unsigned short code,
-                       const std::string& reason) {
-        handler.onError(Response::createErrorResponse(code, reason.c_str()));
-    }
-
-    std::atomic<bool> on_{false};  // several threads may send requests at the same time
+    mutable std::mutex mutex_;
+    std::map<std::string, Lamp> lamps_{{"desk", {}}, {"hall", {true, 60}}};
 };
 
-void ask(kova::IKovaApi& service, const Request& request) {
-    using Printer = kova::responsehandlers::FuncResponseHandler<Response>;
-    const auto next = [](const Response& value) {
-        std::cout << "  " << value.toString() << '\n';
-        return false;  // true would stop the values
-    };
-    const auto error = [](const Response& response) {
-        std::cout << "  " << response.getErrorMessageWithCode() << '\n';
-    };
-    const auto completed = [] { std::cout << "  completed\n"; };
-    std::cout << request.getCommand() << ' ' << request.getPath() << '\n';
-    service.actionRequest(request, std::make_unique<Printer>(next, error, completed));
+template <typename T>
+void print(const std::string& what, const Result<T>& result) {
+    std::cout << what << ": " << (result ? "done" : result.error().toString()) << '\n';
+}
+
+void useLamps(const Client& client) {
+    for (const auto& name : client.retrieve<std::vector<std::string>>("/lamps").get().orThrow()) {
+        const Lamp lamp = client.retrieve<Lamp>("/lamps/" + name).get().orThrow();
+        std::cout << name << ": " << (lamp.on ? "on, " : "off, ") << lamp.brightness << " %\n";
+    }
+    print("switch the desk lamp on", client.update("/lamps/desk", Lamp{true, 30}).get());
+    print("remove the hall lamp", client.remove("/lamps/hall").get());
+
+    print("read it", client.retrieve<Lamp>("/lamps/hall").get());
+    print("too bright", client.update("/lamps/desk", Lamp{true, 300}).get());
+    print("a text", client.update("/lamps/desk", "on").get());
+    print("insert", client.insert("/lamps/desk", Lamp{}).get());
+    print("a part", client.retrieve<Lamp>("/lamps/desk/bulb").get());
+    print("a typing error", client.retrieve<Lamp>("/lamp").get());
 }
 
 int main() {
-    kova::servicecomp::overrideMimeTypeFunc(
-        [](const Request&) { return kova::mimetypes::JSON_TYPE; });
-    std::map<std::string, std::unique_ptr<kova::IResourceHandler>> handlers;
-    handlers["/lamp"] = std::make_unique<Lamp>();
-    kova::StaticComposedKovaService service(std::move(handlers));
+    Building building;
+    kova::kit::Resource lamps;
+    lamps.on(command::retrieve, "", [&](const Ask&) { return building.names(); });
+    lamps.on(command::retrieve, "{name}",
+             [&](const Ask& ask, const std::string& name) { return building.find(ask, name); });
+    lamps.on(command::update, "{name}",
+             [&](const Ask& ask, const std::string& name, const Lamp& wanted) {
+                 return building.change(ask, name, wanted);
+             });
+    lamps.on(command::remove, "{name}",
+             [&](const Ask& ask, const std::string& name) { return building.remove(ask, name); });
+    const auto service = kova::kit::ServiceBuilder().mount("/lamps", lamps).build();
 
-    ask(service, Request("retrieve", "/"));
-    ask(service, Request("retrieve", "/lamp"));
-    ask(service, Request("update", "/lamp", Payload::createFromString("on")));
-    ask(service, Request("retrieve", "/lamp/"));
-    ask(service, Request("update", "/lamp", Payload::createFromString("dim")));
-    ask(service, Request("update", "/lamp"));
-    ask(service, Request("delete", "/lamp"));
-    ask(service, Request("retrieve", "/lamp/bulb"));
-    service.shutdown();
+    const Client client(*service);
+    useLamps(client);
 }
