@@ -23,7 +23,7 @@ struct Progress {
 };
 KOVA_FIELDS(Progress, step, of)
 
-// A driver that measures on a thread of its own.
+// A driver that measures on a thread of its own, one value at a time.
 class Sensor {
 public:
     template <typename Function>
