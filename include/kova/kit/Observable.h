@@ -117,7 +117,8 @@ public:
     /// another thread has set the value meanwhile, it does so again with a new copy.
     template <typename Function>
     void modify(Function&& change) {
-        for (bool done = false; !done;) {
+        bool done = false;
+        while (!done) {
             auto former = current();
             T copy = former->value;
             change(copy);
