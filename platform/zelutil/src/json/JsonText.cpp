@@ -1,12 +1,7 @@
 #include "json/JsonText.h"
 
-#include <fmt/compile.h>
-#include <fmt/format.h>
-
 #include <algorithm>
 #include <array>
-#include <charconv>
-#include <cmath>
 #include <cstddef>
 #include <cstring>
 
@@ -273,56 +268,6 @@ bool appendQuoted(ByteBufferWriter& writer, std::string_view text) noexcept {
     return true;
 }
 
-template <typename Number>
-char* writeFloating(char* out, Number value) noexcept {
-    char* end = fmt::format_to(out, FMT_COMPILE("{}"), value);
-    const auto isMark = [](char c) { return c == '.' || c == 'e'; };
-    return std::any_of(out, end, isMark) ? end : writeText(end, ".0");
-}
-
-template <typename Number>
-char* writeDigits(char* out, Number value) noexcept {
-    return std::to_chars(out, out + MAX_NUMBER_SIZE, value).ptr;
-}
-
-// Fast path for doubles with few decimals, which are common in settings and measurements. They are
-// written as an integer number of millionths. Finding the shortest text of any double takes nearly
-// three times the instructions.
-constexpr std::size_t DECIMALS = 6;
-constexpr std::uint64_t MILLION = 1'000'000;
-
-// Returns magnitude * 10^6 if the magnitude has at most 6 decimals and is in the range from 1e-3 to
-// less than 1e9. The magnitude then has at most 15 significant digits, so no other text with so few
-// digits reads back as the same double. Returns 0 otherwise.
-std::uint64_t millionthsOf(double magnitude) noexcept {
-    constexpr double LEAST = 1e-3;
-    constexpr double MOST = 1e9;
-    if (!(magnitude >= LEAST && magnitude < MOST)) {
-        return 0;
-    }
-    constexpr auto PARTS = static_cast<double>(MILLION);
-    // NOLINTNEXTLINE(bugprone-incorrect-roundings): the division below verifies the result
-    const auto millionths = static_cast<std::int64_t>(magnitude * PARTS + 0.5);
-    // The division rounds in the same way as reading the text.
-    return static_cast<double>(millionths) / PARTS == magnitude
-               ? static_cast<std::uint64_t>(millionths)
-               : 0;
-}
-
-char* writeMillionths(char* out, std::uint64_t millionths) noexcept {
-    out = writeDigits(out, millionths / MILLION);
-    *out++ = '.';
-    std::uint64_t digits = millionths % MILLION;
-    std::size_t size = DECIMALS;
-    for (; size > 1 && digits % 10 == 0; --size) {
-        digits /= 10;
-    }
-    for (std::size_t place = size; place-- > 0; digits /= 10) {
-        out[place] = static_cast<char>('0' + digits % 10);
-    }
-    return out + size;
-}
-
 }  // namespace
 
 std::size_t pieceSize(std::string_view bytes, std::size_t size) noexcept {
@@ -344,25 +289,6 @@ char* writeRepaired(char* out, std::string_view bytes) noexcept {
     return writeEscaped<true>(out, bytes);
 }
 
-char* writeInteger(char* out, std::int64_t value) noexcept {
-    return writeDigits(out, value);
-}
-
-char* writeInteger(char* out, std::uint64_t value) noexcept {
-    return writeDigits(out, value);
-}
-
-char* writeDouble(char* out, double value) noexcept {
-    const std::uint64_t millionths = millionthsOf(std::fabs(value));
-    if (millionths == 0) {
-        return writeFloating(out, value);
-    }
-    if (value < 0) {
-        *out++ = '-';
-    }
-    return writeMillionths(out, millionths);
-}
-
 bool appendString(ByteBufferWriter& writer, std::string_view utf8) noexcept {
     return appendQuoted<false>(writer, utf8);
 }
@@ -372,11 +298,11 @@ bool appendRepairedString(ByteBufferWriter& writer, std::string_view bytes) noex
 }
 
 bool appendInteger(ByteBufferWriter& writer, std::int64_t value) noexcept {
-    return append(writer, MAX_NUMBER_SIZE, [=](char* out) { return writeDigits(out, value); });
+    return append(writer, MAX_NUMBER_SIZE, [=](char* out) { return writeInteger(out, value); });
 }
 
 bool appendInteger(ByteBufferWriter& writer, std::uint64_t value) noexcept {
-    return append(writer, MAX_NUMBER_SIZE, [=](char* out) { return writeDigits(out, value); });
+    return append(writer, MAX_NUMBER_SIZE, [=](char* out) { return writeInteger(out, value); });
 }
 
 bool appendDouble(ByteBufferWriter& writer, double value) noexcept {
@@ -384,7 +310,7 @@ bool appendDouble(ByteBufferWriter& writer, double value) noexcept {
 }
 
 bool appendFloat(ByteBufferWriter& writer, float value) noexcept {
-    return append(writer, MAX_NUMBER_SIZE, [=](char* out) { return writeFloating(out, value); });
+    return append(writer, MAX_NUMBER_SIZE, [=](char* out) { return writeFloat(out, value); });
 }
 
 }  // namespace util::json

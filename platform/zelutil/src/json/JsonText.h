@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <string_view>
 
+#include "json/NumberText.h"
 #include "util/ByteBufferWriter.h"
 
 // Functions that write the tokens of JSON text (RFC 8259), for the printer of trees and the JSON
@@ -20,21 +21,15 @@ namespace util::json {
 /// Appends any bytes as `appendString` does, but replaces each maximal ill-formed part by U+FFFD.
 [[nodiscard]] bool appendRepairedString(ByteBufferWriter& writer, std::string_view bytes) noexcept;
 
-/// Appends an integer in decimal digits.
+/// Appends a number as the function of `NumberText.h` writes it.
 [[nodiscard]] bool appendInteger(ByteBufferWriter& writer, std::int64_t value) noexcept;
 [[nodiscard]] bool appendInteger(ByteBufferWriter& writer, std::uint64_t value) noexcept;
-
-/// Appends the shortest text that reads back as the same double (float). The text always has a
-/// point or an exponent, so it never reads back as an integer. The value must be finite. The
-/// rounding mode must be to nearest, which is the default.
 [[nodiscard]] bool appendDouble(ByteBufferWriter& writer, double value) noexcept;
 [[nodiscard]] bool appendFloat(ByteBufferWriter& writer, float value) noexcept;
 
 // Unchecked variants: the caller has reserved the space. Each write function writes at `out` and
 // returns the end of the written text.
 
-/// The maximum size of a number: "-2.2250738585072014e-308" with a ".0" fits.
-constexpr std::size_t MAX_NUMBER_SIZE = 32;
 /// Returns the maximum size of a string of `size` bytes after escaping, without the quotation
 /// marks.
 constexpr std::size_t maxEscapedSize(std::size_t size) noexcept {
@@ -46,11 +41,5 @@ char* writeRepaired(char* out, std::string_view bytes) noexcept;
 /// Returns the size of the longest prefix of `bytes` that has at most `size` bytes and ends between
 /// two characters. The prefix can be written separately. `size` is at least 4.
 std::size_t pieceSize(std::string_view bytes, std::size_t size) noexcept;
-
-/// Writes an integer as `appendInteger` does.
-char* writeInteger(char* out, std::int64_t value) noexcept;
-char* writeInteger(char* out, std::uint64_t value) noexcept;
-/// Writes a double as `appendDouble` does.
-char* writeDouble(char* out, double value) noexcept;
 
 }  // namespace util::json
