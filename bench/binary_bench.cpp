@@ -55,6 +55,21 @@ Bytes encoded(const DocumentKind& kind) {
     return {writer.data(), writer.data() + writer.size()};
 }
 
+// Returns the binary form of a record without its last byte.
+Bytes brokenBytes() {
+    Bytes bytes = encoded(DOCUMENT_KINDS[0]);
+    bytes.pop_back();
+    return bytes;
+}
+
+// Reads the payload with a new reader. Returns whether it is refused.
+bool isRefused(const Bytes& bytes) {
+    const std::unique_ptr<util::serializer::IStructuredPullDeserializer> deserializer(
+        serializer::Factory::createDeserializer(mimetypes::AXOBin));
+    util::ByteBufferReader reader(bytes.data(), bytes.size(), false);
+    return deserializer->beginDeserialize(&reader, nullptr);
+}
+
 /// Encodes a map tree into a growing buffer, with libcbor's functions for the heads of items.
 class HeadWriter {
 public:
@@ -203,6 +218,8 @@ private:
 };
 
 const Entries ENTRIES([] {
+    contest(REFUSED_BINARY, "kova",
+            [] { return [bytes = brokenBytes()] { return isRefused(bytes); }; });
     for (const DocumentKind& kind : DOCUMENT_KINDS) {
         const std::string writing = toBinaryCase(kind);
         const std::string reading = fromBinaryCase(kind);

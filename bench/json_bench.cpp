@@ -4,18 +4,32 @@
 #include <memory>
 #include <string>
 
+#include "kova/core/Factory.h"
 #include "support/Contest.h"
 #include "support/Documents.h"
+#include "util/ByteBufferReader.h"
 #include "util/config/JSONParser.h"
+#include "util/serializer/IStructuredPullDeserializer.h"
 
 namespace kova::bench {
 
 namespace {
 
+// Reads the payload with a new reader. Returns whether it is refused.
+bool isRefused(const std::string& text) {
+    const std::unique_ptr<util::serializer::IStructuredPullDeserializer> deserializer(
+        serializer::Factory::createDeserializer(mimetypes::JSON));
+    util::ByteBufferReader reader(reinterpret_cast<unsigned char const*>(text.data()), text.size(),
+                                  true);
+    return deserializer->beginDeserialize(&reader, nullptr);
+}
+
 using Tree = std::unique_ptr<util::config::Value>;
 
 // The root of a document is an object, which is never a shared node, so unique_ptr can delete it.
 const Entries ENTRIES([] {
+    contest(REFUSED_JSON, "kova",
+            [] { return [text = brokenRecord()] { return isRefused(text); }; });
     for (const DocumentKind& kind : DOCUMENT_KINDS) {
         const std::string text = document(kind);
         const auto read = [text] {

@@ -9,6 +9,13 @@ namespace kova::bench {
 namespace {
 
 const Entries ENTRIES([] {
+    contest(REFUSED_JSON, "Boost.JSON", [] {
+        return [text = brokenRecord()] {
+            boost::json::error_code error;
+            benchmark::DoNotOptimize(boost::json::parse(text, error));
+            return error.failed();
+        };
+    });
     for (const DocumentKind& kind : DOCUMENT_KINDS) {
         const std::string text = document(kind);
         const auto read = [text] { return [text] { return boost::json::parse(text); }; };

@@ -9,6 +9,11 @@ namespace kova::bench {
 namespace {
 
 const Entries ENTRIES([] {
+    contest(REFUSED_JSON, "nlohmann", [] {
+        return [text = brokenRecord()] {
+            return nlohmann::json::parse(text, nullptr, false).is_discarded();
+        };
+    });
     for (const DocumentKind& kind : DOCUMENT_KINDS) {
         const std::string text = document(kind);
         const auto read = [text] { return [text] { return nlohmann::json::parse(text); }; };

@@ -54,6 +54,8 @@ std::string write(const rapidjson::Document& tree) {
 }
 
 const Entries ENTRIES([] {
+    contest(REFUSED_JSON, "RapidJSON",
+            [] { return [text = brokenRecord()] { return read(text); }; });
     for (const DocumentKind& kind : DOCUMENT_KINDS) {
         const std::string text = document(kind);
         const auto make = [text] { return [text] { return read(text); }; };

@@ -62,6 +62,12 @@ void copy(simdjson::dom::element from, MapTree& to) {
 }
 
 const Entries ENTRIES([] {
+    contest(REFUSED_JSON, "simdjson", [] {
+        return [text = brokenRecord()] {
+            simdjson::dom::parser parser;
+            return parser.parse(text).error();
+        };
+    });
     for (const DocumentKind& kind : DOCUMENT_KINDS) {
         const std::string text = document(kind);
         contest(

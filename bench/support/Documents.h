@@ -76,6 +76,18 @@ inline std::string fromBinaryCase(const DocumentKind& kind) {
 }
 /// @}
 
+/// @{
+/// The names of the cases in which a payload of 300 bytes is refused.
+constexpr char const* REFUSED_JSON = "refused JSON, 300 B";
+constexpr char const* REFUSED_BINARY = "refused binary, 300 B";
+/// @}
+/// Returns a record without the bracket at its end.
+inline std::string brokenRecord() {
+    std::string text = document(DOCUMENT_KINDS[0]);
+    text.pop_back();
+    return text;
+}
+
 /// Returns `count` results of `make()` with commas between them.
 template <class Make>
 std::string listOf(std::size_t count, Make make) {
