@@ -90,8 +90,8 @@ inline bool copyShortText(std::string_view bytes, unsigned char* target) noexcep
     return (all & NOT_ASCII) == 0;
 }
 
-/// Returns whether `bytes` are UTF-8, in blocks of 64 bytes with the vector instructions of the
-/// processor.
+/// Returns whether `bytes` are UTF-8: a short text of letters in words, others in blocks of 64
+/// bytes with the vector instructions of the processor.
 bool isLongUtf8(std::string_view bytes) noexcept;
 
 /// Returns whether `bytes` are UTF-8. Names and most strings are short and ASCII; for them this

@@ -86,7 +86,7 @@ char* writeAligned(char* out, std::uint64_t number, int digits) noexcept {
 // Returns the number of digits of a number with at most 17.
 int countDigits(std::uint64_t number) noexcept {
     const int bits = 64 - __builtin_clzll(number | 1);
-    const int digits = bits * 1233 >> 12;  // floor(bits * log10(2)); too small by at most 1
+    const int digits = bits * 1233 >> 12;  // bits * log10(2), rounded down; at most 1 too small
     return digits + (number >= POWERS[static_cast<std::size_t>(digits)] ? 1 : 0);
 }
 

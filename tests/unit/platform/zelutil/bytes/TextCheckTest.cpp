@@ -42,6 +42,26 @@ TEST(TextCheckTest, SequencesOfThreeBytesAreAcceptedAsInUnicodeStrings) {
     }
 }
 
+TEST(TextCheckTest, EveryPairOfBytesIsAcceptedAtEveryPositionAsInUnicodeStrings) {
+    for (const std::size_t size : {4, 7, 8, 9, 15, 16, 17, 32, 33}) {
+        for (std::size_t at = 0; at + 1 < size; ++at) {
+            for (unsigned pair = 0x8000; pair < 0x10000; pair += 3) {
+                std::string text(size, 'a');
+                text[at] = static_cast<char>(pair >> 8U);
+                text[at + 1] = static_cast<char>(pair);
+                ASSERT_EQ(util::isUtf8(text), zel::unicode::isUtf8(text))
+                    << std::hex << pair << " at " << at << " of " << size;
+            }
+        }
+    }
+}
+
+TEST(TextCheckTest, FirstByteAtTheEndIsRefused) {
+    for (std::size_t size = 1; size <= 40; ++size) {
+        EXPECT_FALSE(util::isUtf8(std::string(size - 1, 'a') + '\xC3')) << size;
+    }
+}
+
 TEST(TextCheckTest, CopyOfAShortTextIsTheText) {
     for (std::size_t size = 0; size <= util::MAX_WORDS_COPY; ++size) {
         std::string text(size, 'a');
