@@ -141,7 +141,7 @@ bool Exchange::afterValue(bool isLast, bool hasEnough) noexcept {
         }
         if (!isOver_) {
             isOver_ = true;
-            isStopped_ = !isLast;
+            isStopped_ = !isLast && tellsEnough_;
             endsAfterValue_ = true;
         }
         handler = std::move(handler_);

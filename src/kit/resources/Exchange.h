@@ -83,6 +83,10 @@ public:
     void onCancel(std::function<void()> function) { set(onCancel_, std::move(function)); }
     /// Sets a second function for the same occasions, which `onCancel` does not replace.
     void onStop(std::function<void()> function) { set(onStop_, std::move(function)); }
+    /// Does not call these functions when the receiver wants no further value: for a sender that
+    /// learns this from the result of `next`, and may hold a lock meanwhile. Call it before the
+    /// first value.
+    void leaveEnoughToSender() noexcept { tellsEnough_ = false; }
     /// Returns whether the request has no end yet.
     bool isOpen() const noexcept;
     /// Ends the request because its sender is destroyed. Does nothing if that happens while an
@@ -131,6 +135,7 @@ private:
     bool isSending_ = false;
     bool isOver_ = false;
     bool isStopped_ = false;
+    bool tellsEnough_ = true;
     /// Guarded by the lock of the table.
     std::uintptr_t handle_ = 0;
 };

@@ -83,6 +83,7 @@ private:
 std::shared_ptr<Exchange> HandlerState::serve(Incoming incoming) {
     const std::string what = incoming.ask.command() + " '" + incoming.ask.request().getPath() + "'";
     const std::shared_ptr<Exchange> exchange = makeExchange(std::move(incoming.handler));
+    exchange->leaveEnoughToSender();
     const Exchange::Serving serving(exchange.get());
     void* handle = nullptr;
     try {
@@ -126,6 +127,37 @@ void HandlerState::releaseOwned() noexcept {
     waitUntilLeft();  // for cancellations that have begun meanwhile
 }
 
+std::shared_ptr<MountState> SlotTarget::mountBelow(const std::shared_ptr<MountState>& parent) {
+    const std::lock_guard<std::mutex> guard(mutex_);
+    if (!mount_) {
+        mount_ = std::make_shared<MountState>(parent->onUncaught(), parent);
+    }
+    return mount_;
+}
+
+std::shared_ptr<Exchange> SlotTarget::serve(Incoming incoming) {
+    const std::shared_ptr<Exchange> exchange = makeExchange(std::move(incoming.handler));
+    void* const handle =
+        target_->actionRequest(incoming.ask.request(), std::make_unique<Forward>(exchange),
+                               std::string(incoming.ask.path()), mountBelow(incoming.mount));
+    if (handle != nullptr) {
+        exchange->onCancel([target = target_, handle] { target->cancelRequest(handle); });
+    }
+    return exchange;
+}
+
+void SlotTarget::releaseOwned() noexcept {
+    std::shared_ptr<MountState> mount;
+    {
+        const std::lock_guard<std::mutex> guard(mutex_);
+        mount = mount_;
+    }
+    if (mount) {
+        mount->gate().close();
+        mount->gate().waitUntilLeft();
+    }
+}
+
 void remove(Served& served) {
     served.refuse();
     served.waitUntilLeft();
@@ -142,6 +174,13 @@ void SlotState::set(std::shared_ptr<Served> next) {
     }
     if (next) {
         remove(*next);
+    }
+}
+
+void SlotState::setTarget(const std::shared_ptr<Served>& target) {
+    const auto present = std::dynamic_pointer_cast<SlotTarget>(get());
+    if (!present || present->target() != target) {
+        set(std::make_shared<SlotTarget>(target));
     }
 }
 

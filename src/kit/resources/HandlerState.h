@@ -30,6 +30,28 @@ private:
     std::unique_ptr<IResourceHandler> handler_;
 };
 
+/// A mountable object in a slot. When it leaves the slot, only its requests through the slot end:
+/// it may be mounted elsewhere, or come back.
+class SlotTarget final : public Served {
+public:
+    explicit SlotTarget(std::shared_ptr<Served> target) noexcept : target_(std::move(target)) {}
+
+    const std::shared_ptr<Served>& target() const noexcept { return target_; }
+    std::vector<Operation> operations() const override { return target_->operations(); }
+    /// Waits for the jobs that were started through the slot.
+    void releaseOwned() noexcept override;
+
+protected:
+    std::shared_ptr<Exchange> serve(Incoming incoming) override;
+
+private:
+    std::shared_ptr<MountState> mountBelow(const std::shared_ptr<MountState>& parent);
+
+    const std::shared_ptr<Served> target_;
+    std::mutex mutex_;
+    std::shared_ptr<MountState> mount_;
+};
+
 /// Closes a resource, waits until none of its functions runs, and releases it.
 void remove(Served& served);
 
@@ -38,6 +60,8 @@ class SlotState {
 public:
     /// Exchanges the handler, and closes and waits for the former one. Null for none.
     void set(std::shared_ptr<Served> next);
+    /// Does the same with a mountable object, unless it is in the slot already.
+    void setTarget(const std::shared_ptr<Served>& target);
     /// Returns the handler, or null.
     std::shared_ptr<Served> get() const;
 

@@ -75,13 +75,30 @@ bool JobState::sleep(std::chrono::milliseconds time) {
 
 void JobState::run() noexcept {
     const Gate::Entry entry(served_->gate());
-    const Gate::Entry mountEntry(mount_->gate());
-    if (!entry || !mountEntry || !exchange->isOpen()) {
+    if (entry) {
+        runIn(mount_.get());
+    }
+}
+
+// Enters the mount and its parent, then calls the function.
+void JobState::runIn(MountState* mount) noexcept {
+    if (mount == nullptr) {
+        call();
+        return;
+    }
+    const Gate::Entry entry(mount->gate());
+    if (entry) {
+        const MountState::Running running(*mount, request.getCommand(), request.getPath(),
+                                          ask.clientId());
+        runIn(mount->parent());
+    }
+}
+
+void JobState::call() noexcept {
+    if (!exchange->isOpen()) {
         return;
     }
     hasRun_ = true;
-    const MountState::Running running(*mount_, request.getCommand(), request.getPath(),
-                                      ask.clientId());
     const PeerScope scope(peer_);
     Job job(*this);
     Dispatch dispatch(ask, {captures_.data(), captureCount_}, format, exchange, job);

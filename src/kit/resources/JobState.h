@@ -38,6 +38,9 @@ public:
     bool sleep(std::chrono::milliseconds time);
 
 private:
+    void runIn(MountState* mount) noexcept;
+    void call() noexcept;
+
     const std::shared_ptr<Served> served_;
     const Route& route_;
     const Peer peer_;

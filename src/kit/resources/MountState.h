@@ -3,6 +3,7 @@
 #include <chrono>
 #include <functional>
 #include <list>
+#include <memory>
 #include <mutex>
 #include <string>
 #include <vector>
@@ -21,9 +22,13 @@ using OnUncaught = std::function<Error(const Error& error)>;
 /// Any thread may call any function.
 class MountState {
 public:
-    explicit MountState(OnUncaught onUncaught) noexcept : onUncaught_(std::move(onUncaught)) {}
+    /// `parent` is the mount of the service, if this is the state of an object in its slot.
+    explicit MountState(OnUncaught onUncaught,
+                        std::shared_ptr<MountState> parent = nullptr) noexcept
+        : onUncaught_(std::move(onUncaught)), parent_(std::move(parent)) {}
 
     const OnUncaught& onUncaught() const noexcept { return onUncaught_; }
+    MountState* parent() const noexcept { return parent_.get(); }
     /// The gate of the jobs.
     Gate& gate() noexcept { return gate_; }
     /// Returns the jobs that run.
@@ -51,6 +56,7 @@ public:
 
 private:
     const OnUncaught onUncaught_;
+    const std::shared_ptr<MountState> parent_;
     Gate gate_;
     mutable std::mutex mutex_;
     std::list<const Running*> running_;

@@ -118,8 +118,9 @@ bool PathTemplate::isAsGoodAs(const PathTemplate& other) const noexcept {
 void PathTemplate::check(const std::vector<ArgumentKind>& arguments, bool acceptsBody) const {
     const std::size_t count = parameters();
     if (arguments.size() != count && !(arguments.size() == count + 1 && acceptsBody)) {
-        refuse("has " + std::to_string(count) + " parameters, but the function has " +
-               std::to_string(arguments.size()) + ", one of which may be the body");
+        refuse("has " + std::to_string(count) + (count == 1 ? " parameter" : " parameters") +
+               ", but the function has " + std::to_string(arguments.size()) +
+               ", one of which may be the body");
     }
     std::size_t at = 0;
     for (const TemplateSegment& segment : segments_) {

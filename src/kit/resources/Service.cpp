@@ -134,7 +134,7 @@ void Slot::set(std::unique_ptr<IResourceHandler> handler) {
 }
 
 void Slot::set(const Mountable& mountable) {
-    state_->set(mountable.served());
+    state_->setTarget(mountable.served());
 }
 
 void Slot::clear() {

@@ -135,6 +135,31 @@ TEST_F(HandlerStateTest, HandlerMayDropARequestCancelledDuringItsValue) {
     EXPECT_EQ(recording.living(), 0U);
 }
 
+// A handler may send values under a lock that its cancellation acquires, too.
+TEST_F(HandlerStateTest, HandlerIsNotCancelledFromInsideTheValueThatWasEnough) {
+    struct Sated : IResponseHandler<Response> {
+        explicit Sated(int& ends) : ends(ends) {}
+        bool onNext(const Response&) override { return true; }
+        void onError(const Response&) override { ends += 100; }
+        void onCompleted() override { ++ends; }
+        int& ends;
+    };
+    int cancelled = 0;
+    int ends = 0;
+    state.serve = [&](ResponseHandler handler) {
+        kept = std::move(handler);
+        return &state;
+    };
+    state.cancel = [&](void*) { ++cancelled; };
+    EXPECT_NE(served->actionRequest(Request("retrieve", "/mount"), std::make_unique<Sated>(ends),
+                                    "", mount),
+              nullptr);
+    EXPECT_TRUE(kept->onNext(Response(200)));
+    kept->onCompleted();
+    EXPECT_EQ(ends, 1);
+    EXPECT_EQ(cancelled, 0);
+}
+
 TEST_F(HandlerStateTest, RemovalDestroysTheHandlerOnItsThread) {
     std::thread::id destroyer;
     state.destroyed = [&] { destroyer = std::this_thread::get_id(); };

@@ -114,6 +114,7 @@ TEST_F(ServiceTest, MountedServiceGetsThePathBelowTheMount) {
     service = builder.mount("/remote", *inner).build();
     EXPECT_EQ(eventsOf("retrieve", "/remote/state"), (Events{"value 200 7", "completed"}));
     EXPECT_EQ(eventsOf("retrieve", "/remote"), (Events{R"(value 200 ["/state"])", "completed"}));
+    service.reset();  // before the service that it mounts
 }
 
 TEST_F(ServiceTest, MountedServiceGetsHeaderAndPayload) {
@@ -122,10 +123,13 @@ TEST_F(ServiceTest, MountedServiceGetsHeaderAndPayload) {
             [](const Ask& ask, int body) { return ask.clientId() + ' ' + std::to_string(body); });
     auto inner = ServiceBuilder().mount("/echo", echo).build();
     service = builder.mount("/remote", *inner).build();
-    ClientOptions options;
-    options.clientId = "hmi";
-    Client client(*service, options);
-    EXPECT_EQ(client.update<std::string>("/remote/echo", 3).get().orThrow(), "hmi 3");
+    {
+        ClientOptions options;
+        options.clientId = "hmi";
+        Client client(*service, options);
+        EXPECT_EQ(client.update<std::string>("/remote/echo", 3).get().orThrow(), "hmi 3");
+    }
+    service.reset();  // before the service that it mounts
 }
 
 TEST_F(ServiceTest, ExceptionOfAHandlerIsAnsweredWith500) {
@@ -189,6 +193,40 @@ TEST_F(ServiceTest, ClearedSlotEndsPendingRequestsAndDestroysTheHandler) {
     EXPECT_EQ(kept.cancelled, 1);
     EXPECT_TRUE(kept.isDestroyed);
     kept.handler.reset();
+}
+
+TEST_F(ServiceTest, ResourceThatLeavesASlotCanBeMountedElsewhereAndComesBack) {
+    Slot slot = builder.slot("/usb");
+    service = builder.mount("/state", withState(state)).build();
+    slot.set(state);
+    slot.clear();
+    EXPECT_EQ(eventsOf("retrieve", "/usb"), (Events{"error 503 nothing is mounted here now"}));
+    EXPECT_EQ(eventsOf("retrieve", "/state"), (Events{"value 200 7", "completed"}));
+    slot.set(state);
+    EXPECT_EQ(eventsOf("retrieve", "/usb"), (Events{"value 200 7", "completed"}));
+}
+
+TEST_F(ServiceTest, ClearedSlotEndsTheRequestsOfItsResourceAndWaitsForItsJobs) {
+    Worker worker;
+    std::promise<void> inside;
+    std::atomic<bool> hasReturned{false};
+    state.on(command::retrieve, "", worker, [&](Job& job) {
+        inside.set_value();
+        while (!job.cancelled()) {
+            job.sleep(1min);
+        }
+        hasReturned = true;
+    });
+    Slot slot = builder.slot("/usb");
+    service = builder.build();
+    slot.set(state);
+    const Recording recording = record();
+    service->actionRequest(Request("retrieve", "/usb"), recording.handler());
+    inside.get_future().wait();
+    ASSERT_EQ(service->pending().size(), 2U);  // the request and its job
+    slot.clear();
+    EXPECT_TRUE(hasReturned);
+    EXPECT_EQ(recording.waitFor(1), (Events{"error 503 the resource is closed"}));
 }
 
 // --- Stop ----------------------------------------------------------------------------------------
