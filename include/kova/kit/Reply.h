@@ -25,9 +25,11 @@ class KOVA_KIT_API ReplyBase {
 public:
     /// Used only by the kit.
     ReplyBase(std::shared_ptr<detail::Exchange> exchange, std::string format) noexcept;
+    /// @{
     /// The reply that was moved from is closed.
     ReplyBase(ReplyBase&& other) noexcept;
     ReplyBase& operator=(ReplyBase&& other) noexcept;
+    /// @}
     /// Answers 500 if there was no end.
     ~ReplyBase();
 

@@ -121,7 +121,7 @@ private:
                 }
             }
         }
-        // Returns the next step, or null if there is none to play now.
+        // Returns the next step, or null if no step can be played now.
         Step const* take(Play& play) {
             {
                 const std::lock_guard<std::mutex> guard(mutex);

@@ -89,25 +89,59 @@ struct SplitReply<std::tuple<Done...>, Next, After, Rest...>
 };
 
 /// @{
-/// The parameters and the result of a function.
-template <typename F>
-struct Signature : Signature<decltype(&F::operator())> {};
+/// The parameters and the result of a pointer to a function.
+template <typename Pointer>
+struct PointerSignature;
 template <typename R, typename First, typename... Rest>
-struct Signature<R (*)(First, Rest...)> : SplitReply<std::tuple<>, std::decay_t<Rest>...> {
+struct PointerSignature<R (*)(First, Rest...)> : SplitReply<std::tuple<>, std::decay_t<Rest>...> {
     using Result = R;
     using FirstType = std::decay_t<First>;
 };
-template <typename R, typename First, typename... Rest>
-struct Signature<R (*)(First, Rest...) noexcept> : Signature<R (*)(First, Rest...)> {};
-template <typename C, typename R, typename First, typename... Rest>
-struct Signature<R (C::*)(First, Rest...)> : Signature<R (*)(First, Rest...)> {};
-template <typename C, typename R, typename First, typename... Rest>
-struct Signature<R (C::*)(First, Rest...) const> : Signature<R (*)(First, Rest...)> {};
-template <typename C, typename R, typename First, typename... Rest>
-struct Signature<R (C::*)(First, Rest...) noexcept> : Signature<R (*)(First, Rest...)> {};
-template <typename C, typename R, typename First, typename... Rest>
-struct Signature<R (C::*)(First, Rest...) const noexcept> : Signature<R (*)(First, Rest...)> {};
 /// @}
+
+/// @{
+/// The pointer to a function with the parameters and the result of a member function.
+template <typename Pointer>
+struct WithoutClass {
+    using Type = Pointer;
+};
+template <typename R, typename... A>
+struct WithoutClass<R (*)(A...) noexcept> {
+    using Type = R (*)(A...);
+};
+template <typename C, typename R, typename... A>
+struct WithoutClass<R (C::*)(A...)> {
+    using Type = R (*)(A...);
+};
+template <typename C, typename R, typename... A>
+struct WithoutClass<R (C::*)(A...) const> {
+    using Type = R (*)(A...);
+};
+template <typename C, typename R, typename... A>
+struct WithoutClass<R (C::*)(A...) noexcept> {
+    using Type = R (*)(A...);
+};
+template <typename C, typename R, typename... A>
+struct WithoutClass<R (C::*)(A...) const noexcept> {
+    using Type = R (*)(A...);
+};
+/// @}
+
+/// @{
+/// The pointer to the function that a call of `F` calls: of a function object its operator.
+template <typename F, typename = void>
+struct CalledFunction {
+    using Type = F;
+};
+template <typename F>
+struct CalledFunction<F, std::void_t<decltype(&F::operator())>> {
+    using Type = decltype(&F::operator());
+};
+/// @}
+
+/// The parameters and the result of a function or function object.
+template <typename F>
+using Signature = PointerSignature<typename WithoutClass<typename CalledFunction<F>::Type>::Type>;
 
 /// Calls a function with the arguments of one request.
 template <typename F, typename Sig>
