@@ -29,29 +29,28 @@ std::string Address::locatorOf(const std::string& resourcePath) const {
     return ResourceLocator::fromPaths(servicePath_, resourcePath).toUri().toString();
 }
 
-bool Address::read(const std::string& text, std::string& path, std::string& reason) const {
+kova::kit::Result<std::string> Address::read(const std::string& text) const {
     if (!hasScheme(text)) {
-        path = text;
-        return false;
+        return text;
     }
     const kova::url uri(text);
     const std::optional<ResourceLocator> locator = ResourceLocator::fromUri(uri);
     const std::string example = ", as " + locatorOf("/system") + " is";
+    std::string reason = "'" + text + "' ";
     if (!locator) {
-        reason = "'" + text + "' is no locator: its scheme is not " +
-                 kova::locators::KOVA_URI_SCHEME + ":";
+        reason += std::string("is no locator: its scheme is not ") +
+                  kova::locators::KOVA_URI_SCHEME + ":";
     } else if (!ResourceLocator::isResourceLocator(uri) || !uri.isWellFormed()) {
-        reason = "'" + text + "' is malformed: a locator is a scheme and two paths" + example;
+        reason += "is malformed: a locator is a scheme and two paths" + example;
     } else if (!locator->getServicePath()) {
-        reason = "'" + text + "' does not say which service: a '$' ends its path" + example;
+        reason += "does not say which service: a '$' ends its path" + example;
     } else if (normalized(*locator->getServicePath()) != servicePath_) {
-        reason = "'" + text + "' leads to the service " + *locator->getServicePath() +
-                 ", and this one is " + servicePath_;
+        reason += "leads to the service " + *locator->getServicePath() + ", and this one is " +
+                  servicePath_;
     } else {
-        path = locator->getResourcePath();
-        return false;
+        return locator->getResourcePath();
     }
-    return true;
+    return kova::kit::Error{kova::statuscodes::BAD_REQUEST, reason};
 }
 
 }  // namespace device

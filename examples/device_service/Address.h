@@ -2,15 +2,15 @@
 
 #include <string>
 
+#include "kova/kit/Result.h"
+
 namespace device {
 
 /// Parses addresses that a user enters (paths or locators) and creates locators, for one service.
 ///
 ///     const device::Address addresses("/device");
 ///     addresses.locatorOf("/system");  // "kova:/device$/system"
-///     std::string path;
-///     std::string reason;
-///     if (addresses.read("kova:/device$/system/load", path, reason)) ...  // path: "/system/load"
+///     addresses.read("kova:/device$/system/load").orThrow();  // "/system/load"
 class Address {
 public:
     /// `servicePath` names the service in locators.
@@ -21,10 +21,10 @@ public:
     /// Returns the locator of a resource of the service, as a URI.
     std::string locatorOf(const std::string& resourcePath) const;
 
-    /// Parses a path, which is returned unchanged, or a locator. A text is a locator if it has a
-    /// ":" before its first "/". Returns false on success. Returns true and sets `reason` if a
-    /// locator is malformed or names another service; `path` is then unchanged.
-    [[nodiscard]] bool read(const std::string& text, std::string& path, std::string& reason) const;
+    /// Returns the path of a path or a locator. A text is a locator if it has a ":" before its
+    /// first
+    /// "/". Fails if a locator is malformed or names another service.
+    kova::kit::Result<std::string> read(const std::string& text) const;
 
 private:
     const std::string servicePath_;

@@ -1,85 +1,91 @@
 #include "Client.h"
 
 #include <algorithm>
+#include <iterator>
+#include <memory>
 #include <utility>
 #include <vector>
 
 #include "Printing.h"
-#include "Versions.h"
-#include "kova/core/Commands.h"
-#include "kova/core/RootAccessor.h"
+#include "kova/core/SemVer.h"
 #include "kova/core/headers.h"
 #include "kova/core/tracing.h"
-#include "util/config/Array.h"
-#include "util/config/Scalars.h"
+#include "kova/kit/Command.h"
+#include "kova/kit/Values.h"
 
 namespace device {
 
+namespace kit = kova::kit;
+using Texts = std::vector<std::string>;
+
+namespace {
+
+constexpr std::chrono::seconds PATIENCE(10);
+constexpr std::chrono::milliseconds SLICE(100);
+
+std::string joined(const Texts& texts) {
+    std::string list;
+    for (const std::string& text : texts) {
+        list += (list.empty() ? "" : ", ") + text;
+    }
+    return list;
+}
+
+std::string label(unsigned long number) {
+    return "#" + std::to_string(number) + " ";
+}
+
+}  // namespace
+
 /// Prints the events of one request.
-class Client::Printer : public kova::IResponseHandler<kova::Response> {
+class Client::Printer : public kit::Receiver {
 public:
-    Printer(Client& client, unsigned long number) : client_(client), number_(number) {}
+    Printer(Client& client, unsigned long number, bool list)
+        : client_(client), number_(number), list_(list) {}
 
-    bool onNext(const kova::Response& value) override {
-        const auto payload = plainText(value.getPayload());
-        client_.print(number_, "next " + textOf(value), payload,
-                      payload ? exitstatus::of(value.getStatusCode()) : exitstatus::FAILED);
-        return false;
+    kit::Result<void> onValue(const kova::Response& value) override {
+        return client_.show(number_, value, list_);
     }
-    void onError(const kova::Response& error) override { client_.fail(number_, error); }
-    void onCompleted() override { client_.end(number_); }
+    void onEnd(const kit::End& end) override { client_.end(number_, end); }
 
 private:
     Client& client_;
-    unsigned long number_;
+    const unsigned long number_;
+    const bool list_;
 };
 
-/// Prints the events of one request for the list of resources.
-class Client::ListPrinter : public kova::IResponseHandler<std::vector<std::string>> {
-public:
-    ListPrinter(Client& client, unsigned long number)
-        : client_(client), number_(number), printer_(client, number) {}
-
-    bool onNext(const std::vector<std::string>& resources) override {
-        std::string text = "next " + std::to_string(resources.size()) + " resources";
-        util::config::Array locators;
-        for (const std::string& resource : resources) {
-            const std::string locator = client_.address_.locatorOf(resource);
-            text += "\n      " + locator;
-            locators.add(new util::config::ValueString(locator));
-        }
-        client_.print(number_, text, locators.toJson(true), exitstatus::ANSWERED);
-        return false;
-    }
-    void onError(const kova::Response& error) override { printer_.onError(error); }
-    void onCompleted() override { printer_.onCompleted(); }
-
-private:
-    Client& client_;
-    unsigned long number_;
-    Printer printer_;
-};
-
-Client::Client(std::unique_ptr<kova::StaticComposedKovaService> service,
-               const std::string& servicePath, std::function<bool()> interrupted, Display display)
+Client::Client(kit::Service& service, const std::string& servicePath,
+               std::function<bool()> interrupted, Display display)
     : address_(servicePath),
       interrupted_(std::move(interrupted)),
+      service_(service),
       display_(display),
-      service_(std::move(service)) {}
+      calls_(service) {}
 
 bool Client::connect(const std::string& version) {
-    kova::Request question(kova::commands::RETRIEVE, VERSIONS_PATH);
+    kova::Request question(std::string(kit::command::retrieve), "/about/versions");
     sign(question);
-    const Agreement agreement = agreeOnVersion(*service_, question, version, SLICE * SLICES);
-    const std::string text = "> connect to " + address_.servicePath() + ": " + agreement.outcome;
-    const std::lock_guard<std::mutex> guard(mutex_);
-    if (agreement.version) {
-        display_.say(text);
-    } else {
-        display_.complain(text, agreement.outcome);
-        note(exitstatus::NOT_STARTED);
+    kit::AskOptions options;
+    options.limit = PATIENCE;
+    const auto answer = calls_.ask(question, options);
+    const auto offered = answer ? kit::fromPayload<Texts>(answer->getPayload()) : answer.error();
+    const std::string title = "> connect to " + address_.servicePath() + ": ";
+    if (!offered) {
+        const std::string reason =
+            "the service does not say which versions it offers: " + offered.error().toString();
+        complain(title + reason, reason, exitstatus::NOT_STARTED);
+        return false;
     }
-    return agreement.version.has_value();
+    const std::string choice =
+        "serves a client built for " + version + " (offered: " + joined(*offered) + ")";
+    const auto chosen = kova::semver::getMostCompatible(version, *offered);
+    if (chosen) {
+        say(title + "interface " + *chosen + " " + choice);
+    } else {
+        complain(title + "no interface " + choice, "no interface " + choice,
+                 exitstatus::NOT_STARTED);
+    }
+    return chosen.has_value();
 }
 
 void Client::sign(kova::Request& request) const {
@@ -90,88 +96,63 @@ void Client::sign(kova::Request& request) const {
 
 void Client::send(kova::Request request) {
     sign(request);
-    const unsigned long number = begin(textOf(request));
-    std::unique_ptr<kova::IResponseHandler<kova::Response>> handler =
-        std::make_unique<Printer>(*this, number);
-    void* const handle = service_->actionRequest(request, std::move(handler));
-    // cppcheck-suppress accessMoved ; a service that rejects a request does not move the handler
-    const bool refused = handler != nullptr;
-    if (!follow(number, handle)) {
-        giveUp(number, refused ? "refused: the service is shut down" : "no answer");
-    }
+    start(request, textOf(request), false);
 }
 
 void Client::list(const std::string& mimeType) {
-    const unsigned long number = begin("list " + address_.servicePath());
-    kova::RootAccessor root(service_.get(), mimeType, address_.servicePath());
-    void* const handle = root.trackResources(std::make_shared<ListPrinter>(*this, number));
-    if (!follow(number, handle)) {
-        giveUp(number, "no list: the service is shut down, or answers something else");
-    }
+    kova::Request request(std::string(kit::command::retrieve), "/");
+    request.setMimeType(mimeType);
+    sign(request);
+    start(request, "list " + address_.servicePath(), true);
 }
 
-// Prints the request and adds its entry to `pending_`.
-unsigned long Client::begin(const std::string& text) {
+void Client::start(const kova::Request& request, const std::string& title, bool list) {
     const unsigned long number = ++lastNumber_;
-    say("> #" + std::to_string(number) + " " + text);
-    const std::lock_guard<std::mutex> guard(mutex_);
-    pending_[number] = nullptr;
-    return number;
-}
-
-// Stores the handle of a pending request. Returns false if the request ended without an event.
-bool Client::follow(unsigned long number, void* handle) {
-    const std::lock_guard<std::mutex> guard(mutex_);
-    const auto found = pending_.find(number);
-    if (found == pending_.end()) {
-        return true;
+    say("> " + label(number) + title);
+    {
+        const std::lock_guard<std::mutex> guard(mutex_);
+        pending_.try_emplace(number);
+        events_ = 0;
     }
-    found->second = handle;
-    if (handle == kova::IKovaApi::UNDEFINED_REQUEST_HANDLE) {
-        pending_.erase(found);
-        return false;
-    }
-    return true;
-}
-
-void Client::giveUp(unsigned long number, const std::string& reason) {
+    kit::Subscription call = calls_.start(request, std::make_unique<Printer>(*this, number, list));
     const std::lock_guard<std::mutex> guard(mutex_);
-    display_.complain("  #" + std::to_string(number) + " " + reason, reason);
-    note(exitstatus::FAILED);
+    if (const auto found = pending_.find(number); found != pending_.end()) {
+        found->second = std::move(call);
+    }
 }
 
 void Client::cancel(const std::optional<unsigned long>& number) {
-    std::unique_lock<std::mutex> lock(mutex_);
-    auto found = pending_.end();
-    if (number) {
-        found = pending_.find(*number);
-    } else if (!pending_.empty()) {
-        --found;
+    decltype(pending_)::node_type cancelled;
+    {
+        const std::lock_guard<std::mutex> guard(mutex_);
+        if (number) {
+            cancelled = pending_.extract(*number);
+        } else if (!pending_.empty()) {
+            cancelled = pending_.extract(std::prev(pending_.end()));
+        }
     }
-    if (found == pending_.end()) {
-        lock.unlock();
-        complain("nothing to cancel");
-        return;
+    if (cancelled) {
+        cancelled.mapped().reset();  // no event is printed from here on
+        say("> cancelled #" + std::to_string(cancelled.key()));
+    } else {
+        complain("nothing to cancel", "nothing to cancel", exitstatus::ANSWERED);
     }
-    const auto [cancelled, handle] = *found;
-    pending_.erase(found);
-    lock.unlock();
-    service_->cancelRequest(handle);
-    say("> cancelled #" + std::to_string(cancelled));
 }
 
 void Client::wait(unsigned long count) {
     std::unique_lock<std::mutex> lock(mutex_);
-    const unsigned long before = events_;
+    bool came = events_ >= count;
     lock.unlock();
-    bool came = false;
-    for (int slice = 0; slice < SLICES && !came && !interrupted_(); ++slice) {
+    for (auto waited = SLICE; waited <= PATIENCE && !came && !interrupted_(); waited += SLICE) {
         lock.lock();
-        came = changed_.wait_for(lock, SLICE, [&] { return events_ - before >= count; });
+        came = changed_.wait_for(lock, SLICE, [&] { return events_ >= count; });
         lock.unlock();
     }
+    lock.lock();
+    events_ = 0;
+    lock.unlock();
     if (!came) {
-        complain("gave up waiting");
+        complain("gave up waiting", "gave up waiting", exitstatus::ANSWERED);
     }
 }
 
@@ -181,9 +162,14 @@ bool Client::hasPending() {
 }
 
 void Client::shutdown() {
-    service_->shutdown();
-    const std::lock_guard<std::mutex> guard(mutex_);
-    pending_.clear();
+    decltype(pending_) cancelled;
+    {
+        const std::lock_guard<std::mutex> guard(mutex_);
+        cancelled.swap(pending_);
+    }
+    cancelled.clear();
+    calls_.stop("the service is shut down", PATIENCE);
+    service_.stop(PATIENCE);
 }
 
 void Client::say(const std::string& text) {
@@ -191,15 +177,8 @@ void Client::say(const std::string& text) {
     display_.say(text);
 }
 
-void Client::complain(const std::string& text) {
-    const std::lock_guard<std::mutex> guard(mutex_);
-    display_.complain(text);
-}
-
 void Client::refuse(const std::string& reason) {
-    const std::lock_guard<std::mutex> guard(mutex_);
-    display_.complain(reason);
-    note(exitstatus::MISUSED);
+    complain(reason, reason, exitstatus::MISUSED);
 }
 
 int Client::exitStatus() {
@@ -207,48 +186,67 @@ int Client::exitStatus() {
     return exitStatus_;
 }
 
-void Client::note(int status) {
+void Client::complain(const std::string& line, const std::string& reason, int status) {
+    const std::lock_guard<std::mutex> guard(mutex_);
+    display_.complain(line, reason);
     exitStatus_ = std::max(exitStatus_, status);
 }
 
-void Client::print(unsigned long number, const std::string& event,
-                   const std::optional<std::string>& payload, int status) {
-    const std::string line = "  #" + std::to_string(number) + " " + event;
-    tell(number, false, [&] {
-        if (payload) {
-            display_.show(line, *payload);
-        } else {
-            display_.complain(line, "the payload cannot be read");
+// Prints a value. Fails if the list of resources is wanted and the value is something else.
+kit::Result<void> Client::show(unsigned long number, const kova::Response& value, bool list) {
+    std::string line = "  " + label(number) + "next " + textOf(value);
+    std::optional<std::string> payload = plainText(value.getPayload());
+    if (list) {
+        auto resources = kit::fromPayload<Texts>(value.getPayload());
+        if (!resources) {
+            return resources.error();
         }
-        note(status);
-    });
-}
-
-void Client::end(unsigned long number) {
-    tell(number, true, [&] { display_.say("  #" + std::to_string(number) + " completed"); });
-}
-
-void Client::fail(unsigned long number, const kova::Response& error) {
-    tell(number, true, [&] {
-        display_.complain("  #" + std::to_string(number) + " error " + textOf(error),
-                          error.getErrorMessageWithCode());
-        // An error counts as rejected even if its code is a success.
-        note(std::max(exitstatus::REFUSED, exitstatus::of(error.getStatusCode())));
-    });
-}
-
-// Shows an event of a request, unless the request has been cancelled.
-void Client::tell(unsigned long number, bool last, const std::function<void()>& show) {
-    {
-        const std::lock_guard<std::mutex> guard(mutex_);
-        const auto found = pending_.find(number);
-        if (found == pending_.end()) {
-            return;
+        line = "  " + label(number) + "next " + std::to_string(resources->size()) + " resources";
+        for (std::string& resource : *resources) {
+            resource = address_.locatorOf(resource);
+            line += "\n      " + resource;
         }
-        if (last) {
+        payload = plainText(kit::toPayload(*resources).orThrow());
+    }
+    happened(payload ? exitstatus::of(value.getStatusCode()) : exitstatus::FAILED, [&] {
+        payload ? display_.show(line, *payload)
+                : display_.complain(line, "the payload cannot be read");
+    });
+    return {};
+}
+
+void Client::end(unsigned long number, const kit::End& end) {
+    kit::Subscription ended;  // destroyed without the lock
+    const kit::Error error = end.error();
+    const bool answered = end.kind() == kit::End::Kind::failed;
+    // An error counts as rejected even if its code is a success.
+    const int status =
+        answered ? std::max(exitstatus::REFUSED, exitstatus::of(error.code)) : exitstatus::FAILED;
+    happened(end.ok() ? exitstatus::ANSWERED : status, [&] {
+        if (const auto found = pending_.find(number); found != pending_.end()) {
+            ended = std::move(found->second);
             pending_.erase(found);
         }
-        show();
+        const std::string line = "  " + label(number);
+        if (end.ok()) {
+            display_.say(line + "completed");
+        } else if (answered) {
+            display_.complain(line + "error " + textOf(end.response()), error.toString());
+        } else {
+            const bool refused = end.kind() == kit::End::Kind::refused;
+            const std::string reason =
+                refused ? "refused: the service is shut down" : end.toString();
+            display_.complain(line + reason, reason);
+        }
+    });
+}
+
+// Calls the function with the lock, and counts an event.
+void Client::happened(int status, const std::function<void()>& print) {
+    {
+        const std::lock_guard<std::mutex> guard(mutex_);
+        print();
+        exitStatus_ = std::max(exitStatus_, status);
         ++events_;
     }
     changed_.notify_all();

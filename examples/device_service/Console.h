@@ -3,6 +3,7 @@
 #include <string>
 
 #include "Client.h"
+#include "kova/core/MimeTypes.h"
 
 namespace device {
 
@@ -10,7 +11,7 @@ namespace device {
 class Console {
 public:
     /// `client` must outlive the console.
-    explicit Console(Client& client);
+    explicit Console(Client& client) : client_(client) {}
 
     /// Returns a description of the commands for the user.
     static char const* help();
@@ -19,26 +20,11 @@ public:
     bool execute(const std::string& line);
 
 private:
-    /// A command word and the function that executes it with the rest of the line.
-    struct Word {
-        char const* name;
-        void (Console::*run)(const std::string& name, const std::string& rest);
-    };
-    static const Word WORDS[];
-    static std::string knownWords();
-
-    void ask(const std::string& command, const std::string& rest);
-    void list(const std::string& name, const std::string& rest);
-    void cancel(const std::string& name, const std::string& rest);
-    void wait(const std::string& name, const std::string& rest);
-    void accept(const std::string& name, const std::string& rest);
-    void shutdown(const std::string& name, const std::string& rest);
-    void showHelp(const std::string& name, const std::string& rest);
-    void quit(const std::string& name, const std::string& rest);
+    void ask(const std::string& command, std::string rest);
+    void accept(const std::string& type);
 
     Client& client_;
-    std::string mimeType_;
-    bool quits_ = false;
+    std::string mimeType_ = kova::mimetypes::JSON_TYPE;
 };
 
 }  // namespace device

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <iosfwd>
+#include <ostream>
 #include <string>
 
 namespace device {
@@ -16,13 +16,21 @@ public:
     Display(std::ostream& out, std::ostream& errors) : out_(out), errors_(errors), quiet_(true) {}
 
     /// Prints a line about the progress of the client; nothing if quiet.
-    void say(const std::string& text);
+    void say(const std::string& text) {
+        if (!quiet_) {
+            out_ << text << std::endl;
+        }
+    }
     /// Prints a response: the complete line; if quiet, only the payload unless it is empty.
-    void show(const std::string& line, const std::string& payload);
-    /// Prints an error.
-    void complain(const std::string& text);
-    /// Prints the error of a request: the complete line; if quiet, only the reason.
-    void complain(const std::string& line, const std::string& reason);
+    void show(const std::string& line, const std::string& payload) {
+        if (!quiet_ || !payload.empty()) {
+            out_ << (quiet_ ? payload : line) << std::endl;
+        }
+    }
+    /// Prints an error: the complete line; if quiet, only the reason.
+    void complain(const std::string& line, const std::string& reason) {
+        errors_ << (quiet_ ? reason : line) << std::endl;
+    }
 
 private:
     std::ostream& out_;

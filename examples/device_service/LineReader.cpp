@@ -1,48 +1,42 @@
 #include "LineReader.h"
 
-#include <fcntl.h>
 #include <poll.h>
 #include <unistd.h>
 
 #include <cerrno>
-#include <csignal>
+#include <ctime>
 #include <stdexcept>
 
 namespace device {
 
 namespace {
 
-// The signal handler writes a byte into this pipe, which wakes the polling thread.
-int wakePipe[2] = {-1, -1};
+volatile std::sig_atomic_t signalled = 0;
 
-void onSignal(int) {
-    const int error = errno;
-    const char byte = 0;
-    if (write(wakePipe[1], &byte, 1) < 0) {
-        // The pipe is full, so the polling thread wakes anyway.
-    }
-    errno = error;
+void onSignal(int /*number*/) {
+    signalled = 1;
 }
 
 }  // namespace
 
+// Blocked signals remain pending until `ppoll` waits with the former mask, so none is missed.
 LineReader::LineReader(int descriptor) : descriptor_(descriptor) {
-    if (pipe2(wakePipe, O_CLOEXEC | O_NONBLOCK) != 0) {
-        throw std::runtime_error("cannot make a pipe");
-    }
-    signals_ = wakePipe[0];
+    signalled = 0;
+    sigset_t stops;
+    sigemptyset(&stops);
     struct sigaction action {};
     action.sa_handler = onSignal;
-    action.sa_flags = SA_RESTART;  // other system calls restart; poll returns anyway
-    sigaction(SIGINT, &action, nullptr);
-    sigaction(SIGTERM, &action, nullptr);
+    for (const int signal : {SIGINT, SIGTERM}) {
+        sigaddset(&stops, signal);
+        sigaction(signal, &action, nullptr);
+    }
+    pthread_sigmask(SIG_BLOCK, &stops, &formerMask_);
 }
 
 LineReader::~LineReader() {
+    pthread_sigmask(SIG_SETMASK, &formerMask_, nullptr);
     (void)std::signal(SIGINT, SIG_DFL);
     (void)std::signal(SIGTERM, SIG_DFL);
-    close(wakePipe[0]);
-    close(wakePipe[1]);
 }
 
 std::optional<std::string> LineReader::next() {
@@ -58,8 +52,8 @@ std::optional<std::string> LineReader::next() {
         if (ended_) {
             break;
         }
-        pollfd sources[] = {{signals_, POLLIN, 0}, {descriptor_, POLLIN, 0}};
-        if (poll(sources, 2, -1) > 0 && sources[1].revents != 0) {
+        pollfd source = {descriptor_, POLLIN, 0};
+        if (ppoll(&source, 1, nullptr, &formerMask_) > 0) {
             readMore();
         }
     }
@@ -76,10 +70,16 @@ void LineReader::readMore() {
     }
 }
 
+bool LineReader::stopped() const {
+    return signalled != 0;
+}
+
 bool LineReader::waitForStop(int milliseconds) {
-    pollfd source = {signals_, POLLIN, 0};
-    stopped_ = stopped_ || poll(&source, 1, milliseconds) > 0;
-    return stopped_;
+    const timespec limit = {milliseconds / 1000, milliseconds % 1000 * 1000000L};
+    if (!stopped()) {
+        ppoll(nullptr, 0, &limit, &formerMask_);
+    }
+    return stopped();
 }
 
 // Removes and returns the line up to `end`, or the rest of the input. Also removes a carriage

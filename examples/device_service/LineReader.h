@@ -1,5 +1,6 @@
 #pragma once
 
+#include <csignal>
 #include <cstddef>
 #include <optional>
 #include <string>
@@ -12,7 +13,8 @@ class LineReader {
 public:
     static constexpr std::size_t MAX_LINE = 4 * 1024 * 1024;
 
-    /// Installs handlers for both signals. A process must not have more than one LineReader.
+    /// Blocks both signals for this thread and those that it starts later, except while the reader
+    /// waits. A process must not have more than one LineReader.
     explicit LineReader(int descriptor);
     ~LineReader();
     LineReader(const LineReader&) = delete;
@@ -22,7 +24,7 @@ public:
     /// signal. Throws `std::length_error` if a line has more than `MAX_LINE` bytes.
     std::optional<std::string> next();
     /// Returns whether the process has received a signal to stop.
-    bool stopped() const { return stopped_; }
+    bool stopped() const;
     /// Waits up to `milliseconds` for a signal to stop. Returns whether one was received.
     bool waitForStop(int milliseconds);
 
@@ -31,8 +33,7 @@ private:
     void readMore();
 
     int descriptor_;
-    int signals_;
-    bool stopped_ = false;
+    sigset_t formerMask_;
     bool ended_ = false;
     std::string pending_;
     /// The number of bytes of `pending_` already searched for a line break.

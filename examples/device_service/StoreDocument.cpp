@@ -26,24 +26,20 @@ using util::config::Array;
 using util::config::Dictionary;
 using util::config::Value;
 using Result = StoreDocument::Result;
+using kova::kit::Error;
+using kova::kit::Tree;
+namespace statuscodes = kova::statuscodes;
 
-StoreDocument::ValuePtr own(Value* value) {
-    return {value, Value::destroy};
-}
-
-// Parses a document. Returns null and sets `reason` if the text is not one.
-StoreDocument::ValuePtr parse(const std::string& text, std::string& reason) {
+// Parses a document.
+kova::kit::Result<Tree> parse(const std::string& text) {
     if (text.size() > StoreDocument::MAX_SIZE) {
-        reason = "it is too large";
-        return own(nullptr);
+        return Error{statuscodes::CONFLICT, "it is too large"};
     }
     util::config::JSONParser parser(false);
-    auto root = own(parser.parseValue(text));
-    if (!root) {
-        reason = parser.reason();
-    } else if (root->isValue()) {
-        reason = "it is no JSON object or array";
-        root.reset();
+    Tree root(parser.parseValue(text));
+    if (!root || root->isValue()) {
+        return Error{statuscodes::CONFLICT,
+                     root ? "it is no JSON object or array" : parser.reason()};
     }
     return root;
 }
@@ -69,7 +65,7 @@ Value const* walk(const Value& root, StoreDocument::Path::const_iterator first,
 /// Whether `put` replaces an existing value or leaves it unchanged.
 enum class Mode { Replace, Add };
 
-Result putIn(Array& array, const std::string& name, StoreDocument::ValuePtr value, Mode mode) {
+Result putIn(Array& array, const std::string& name, Tree value, Mode mode) {
     const auto index = name == "-" ? array.arraySize() : numberOf(name);
     if (!index || *index > array.arraySize()) {
         return Result::NotFound;
@@ -82,8 +78,7 @@ Result putIn(Array& array, const std::string& name, StoreDocument::ValuePtr valu
     return Result::Done;
 }
 
-Result putIn(Dictionary& dictionary, const std::string& name, StoreDocument::ValuePtr value,
-             Mode mode) {
+Result putIn(Dictionary& dictionary, const std::string& name, Tree value, Mode mode) {
     const bool present = dictionary.hasKey(name);
     if (present && mode == Mode::Add) {
         return Result::Exists;
@@ -97,7 +92,7 @@ Value* parentOf(Value& root, const StoreDocument::Path& path) {
     return const_cast<Value*>(walk(root, path.begin(), path.end() - 1));
 }
 
-Result put(Value& root, const StoreDocument::Path& path, StoreDocument::ValuePtr value, Mode mode) {
+Result put(Value& root, const StoreDocument::Path& path, Tree value, Mode mode) {
     Value* const parent = parentOf(root, path);
     if (parent == nullptr) {
         return Result::NotFound;
@@ -159,34 +154,32 @@ void syncFolderOf(const std::string& file) {
 }  // namespace
 
 StoreDocument::StoreDocument(std::string file)
-    : file_(std::move(file)), root_(own(new Dictionary())) {}
+    : file_(std::move(file)), root_(Tree(new Dictionary())) {}
 
-bool StoreDocument::load(std::string& reason) {
+kova::kit::Result<void> StoreDocument::load() {
     namespace fs = std::filesystem;
     std::error_code error;
     const fs::file_type type = fs::status(file_, error).type();
     if (type == fs::file_type::not_found) {
-        return false;
+        return {};
     }
     std::ifstream in;
     if (type == fs::file_type::regular) {  // reading another type might block or never end
         in.open(file_, std::ios::binary);
     }
     if (!in.is_open()) {
-        reason = "cannot read " + file_;
-        return true;
+        return Error{statuscodes::INTERNAL_SERVER_ERROR, "cannot read " + file_};
     }
     // Reads one byte more than the limit, so that `parse` detects a file that is too large.
     std::string text(std::min<std::size_t>(fs::file_size(file_, error), MAX_SIZE + 1), '\0');
     in.read(text.data(), static_cast<std::streamsize>(text.size()));
-    std::string fault = "it ends too early";
-    auto root = in ? parse(text, fault) : own(nullptr);
+    auto root = in ? parse(text) : Error{statuscodes::CONFLICT, "it ends too early"};
     if (!root) {
-        reason = "cannot take " + file_ + " for the store: " + fault;
-        return true;
+        return Error{statuscodes::CONFLICT,
+                     "cannot take " + file_ + " for the store: " + root.error().message};
     }
-    root_ = std::move(root);
-    return false;
+    root_ = *std::move(root);
+    return {};
 }
 
 Value const* StoreDocument::find(const Path& path) const {
@@ -196,15 +189,14 @@ Value const* StoreDocument::find(const Path& path) const {
 // Changes a copy and saves it. Replaces the document by the copy only if that succeeds.
 template <typename Change>
 Result StoreDocument::change(const Change& apply) {
-    auto copy = own(root_->clone());
+    auto copy = Tree(root_->clone());
     const Result result = copy ? apply(copy) : Result::NotSaved;
     if (result != Result::Done && result != Result::Created) {
         return result;
     }
     const std::string text = copy->toJson(false) + "\n";
-    std::string reason;
-    const auto readAgain = parse(text, reason);
-    if (!readAgain || *readAgain != *copy) {
+    const auto readAgain = parse(text);
+    if (!readAgain || **readAgain != *copy) {
         return Result::Conflict;
     }
     if (!save(text)) {
@@ -214,8 +206,8 @@ Result StoreDocument::change(const Change& apply) {
     return result;
 }
 
-Result StoreDocument::update(const Path& path, ValuePtr value) {
-    return change([&](ValuePtr& root) {
+Result StoreDocument::update(const Path& path, Tree value) {
+    return change([&](Tree& root) {
         if (!path.empty()) {
             return put(*root, path, std::move(value), Mode::Replace);
         }
@@ -227,16 +219,16 @@ Result StoreDocument::update(const Path& path, ValuePtr value) {
     });
 }
 
-Result StoreDocument::insert(const Path& path, ValuePtr value) {
-    return change([&](ValuePtr& root) {
+Result StoreDocument::insert(const Path& path, Tree value) {
+    return change([&](Tree& root) {
         return path.empty() ? Result::Exists : put(*root, path, std::move(value), Mode::Add);
     });
 }
 
 Result StoreDocument::remove(const Path& path) {
-    return change([&](ValuePtr& root) {
+    return change([&](Tree& root) {
         if (path.empty()) {
-            root = own(new Dictionary());
+            root = Tree(new Dictionary());
             return Result::Done;
         }
         Value* const parent = parentOf(*root, path);

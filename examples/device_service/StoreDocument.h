@@ -1,11 +1,11 @@
 #pragma once
 
 #include <cstddef>
-#include <memory>
 #include <string>
 #include <vector>
 
-#include "util/config/Value.h"
+#include "kova/kit/Result.h"
+#include "kova/kit/Tree.h"
 
 namespace device {
 
@@ -30,23 +30,21 @@ public:
         NotSaved   ///< the file could not be written; nothing was changed
     };
     using Path = std::vector<std::string>;
-    using ValuePtr = std::unique_ptr<util::config::Value, void (*)(util::config::Value*)>;
 
     static constexpr std::size_t MAX_SIZE = 4 * 1024 * 1024;
 
     explicit StoreDocument(std::string file);
 
-    /// Reads the file; a missing file is an empty object. Returns false on success. Returns true
-    /// and sets `reason` if the file cannot be read or is not a JSON object or array; the document
-    /// and the file are then unchanged.
-    [[nodiscard]] bool load(std::string& reason);
+    /// Reads the file; a missing file is an empty object. Fails if the file cannot be
+    /// read or is not a JSON object or array; the document and the file are then unchanged.
+    kova::kit::Result<void> load();
 
     /// Returns the node at the path, or null.
     util::config::Value const* find(const Path& path) const;
     /// Sets the value at the path, replacing an existing one ("-" appends to an array).
-    Result update(const Path& path, ValuePtr value);
+    Result update(const Path& path, kova::kit::Tree value);
     /// Adds a value at a path without one; in an array, inserts it before the element at the index.
-    Result insert(const Path& path, ValuePtr value);
+    Result insert(const Path& path, kova::kit::Tree value);
     /// Removes a value; the empty path clears the document.
     Result remove(const Path& path);
 
@@ -56,7 +54,7 @@ private:
     bool save(const std::string& text) const;
 
     std::string file_;
-    ValuePtr root_;
+    kova::kit::Tree root_;
 };
 
 }  // namespace device

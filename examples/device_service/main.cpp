@@ -1,37 +1,27 @@
-// A service for data about this machine, composed of four resource handlers, and a client that
-// sends it requests, in one process.
+// A service for data about this machine, and a client that sends it requests, in one process.
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
 #include <chrono>
 #include <exception>
 #include <iostream>
-#include <iterator>
-#include <map>
-#include <memory>
 #include <string>
 #include <utility>
 #include <vector>
 
-#include "AboutHandler.h"
 #include "Client.h"
-#include "ClockHandler.h"
 #include "Console.h"
+#include "Device.h"
 #include "Display.h"
 #include "ExitStatus.h"
 #include "LineReader.h"
-#include "Replies.h"
-#include "StoreHandler.h"
-#include "SystemHandler.h"
-#include "kova/core/StaticComposedKovaService.h"
 #include "kova/core/headers.h"
 #include "tracing/client_helper.h"
 
 namespace {
 
 constexpr char const* SERVICE_PATH = "/device";
-/// The interface versions of this service, and the version that the client was built for.
-constexpr char const* VERSIONS[] = {"1.0.2", "1.2.1", "2.0.0"};
+/// The version of the interface that the client was built for.
 constexpr char const* BUILT_FOR = "1.2.0";
 
 // If the first argument contains a blank, each argument is a line. Otherwise all arguments form one
@@ -66,21 +56,6 @@ bool readLines(device::LineReader& lines, device::Client& client, device::Consol
             return false;
         }
     }
-}
-
-std::unique_ptr<kova::StaticComposedKovaService> makeService(device::StoreDocument document,
-                                                             std::chrono::milliseconds interval) {
-    // Selects the mime type of the service root; without it, a request for the root ends the
-    // process.
-    kova::servicecomp::overrideMimeTypeFunc(device::acceptedType);
-    std::map<std::string, std::unique_ptr<kova::IResourceHandler>> handlers;
-    handlers["/about"] = std::make_unique<device::AboutHandler>(
-        std::vector<std::string>(std::begin(VERSIONS), std::end(VERSIONS)));
-    handlers["/clock"] = std::make_unique<device::ClockHandler>(
-        [] { return device::toDateTime(std::chrono::system_clock::now()); }, interval);
-    handlers["/system"] = std::make_unique<device::SystemHandler>(device::SystemInfo(), interval);
-    handlers["/store"] = std::make_unique<device::StoreHandler>(std::move(document));
-    return std::make_unique<kova::StaticComposedKovaService>(std::move(handlers));
 }
 
 /// The parsed command line.
@@ -138,18 +113,19 @@ void play(const Options& options, device::LineReader& lines, device::Client& cli
 
 int run(const Options& options) {
     device::StoreDocument document(options.storeFile);
-    std::string reason;
-    if (document.load(reason)) {
-        std::cerr << reason << '\n';
+    if (const auto loaded = document.load(); !loaded) {
+        std::cerr << loaded.error().message << '\n';
         return device::exitstatus::NOT_STARTED;
     }
     tracing::client_helper::setClientId(options.clientId);
     kova::headers::setAgt("");  // use the environment's token: a process list would show an option
 
+    device::DeviceOptions settings;
+    settings.interval = std::chrono::milliseconds(options.interval);
     device::LineReader lines(STDIN_FILENO);
+    device::Device machine(std::move(document), settings);
     device::Client client(
-        makeService(std::move(document), std::chrono::milliseconds(options.interval)), SERVICE_PATH,
-        [&lines] { return lines.waitForStop(0); },
+        machine.service(), SERVICE_PATH, [&lines] { return lines.waitForStop(0); },
         options.quiet ? device::Display(std::cout, std::cerr) : device::Display(std::cout));
     if (client.connect(options.speaks)) {
         play(options, lines, client);

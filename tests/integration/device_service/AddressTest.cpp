@@ -65,11 +65,7 @@ TEST(AddressTest, AcceptsPathsAndLocatorsOfItsService) {
     const Address addresses("/device");
     for (const AddressRow& row : TAKEN) {
         SCOPED_TRACE(testing::PrintToString(row));
-        std::string path = "before";
-        std::string reason = "before";
-        EXPECT_FALSE(addresses.read(row.text, path, reason));
-        EXPECT_EQ(path, row.path);
-        EXPECT_EQ(reason, "before");
+        EXPECT_EQ(addresses.read(row.text).value(), row.path);
     }
 }
 
@@ -77,11 +73,9 @@ TEST(AddressTest, RejectsOtherLocatorsWithAReason) {
     const Address addresses("/device");
     for (const AddressRow& row : REFUSED) {
         SCOPED_TRACE(testing::PrintToString(row));
-        std::string path = "before";
-        std::string reason;
-        EXPECT_TRUE(addresses.read(row.text, path, reason));
-        EXPECT_EQ(path, "before");
-        EXPECT_EQ(reason, row.path);
+        const auto path = addresses.read(row.text);
+        ASSERT_FALSE(path);
+        EXPECT_EQ(path.error().message, row.path);
     }
 }
 
@@ -92,10 +86,7 @@ TEST(AddressTest, AcceptsTheLocatorsThatItCreates) {
         EXPECT_EQ(addresses.locatorOf("/system"), "kova:/device$/system");
         EXPECT_EQ(addresses.locatorOf("system"), "kova:/device$/system");
         EXPECT_EQ(addresses.locatorOf("/"), "kova:/device$/");
-        std::string path;
-        std::string reason;
-        EXPECT_FALSE(addresses.read(addresses.locatorOf("/a/b"), path, reason));
-        EXPECT_EQ(path, "/a/b");
+        EXPECT_EQ(addresses.read(addresses.locatorOf("/a/b")).value(), "/a/b");
     }
 }
 

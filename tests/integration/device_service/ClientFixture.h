@@ -5,11 +5,11 @@
 #include <memory>
 #include <sstream>
 #include <string>
+#include <utility>
 
 #include "Client.h"
 #include "Console.h"
-#include "Replies.h"
-#include "kova/core/StaticComposedKovaService.h"
+#include "kova/kit/Service.h"
 #include "support/Reports.h"
 #include "support/Service.h"
 
@@ -19,6 +19,15 @@ namespace device::test {
 inline const std::string HEADER =
     "      header  {\"$accept\":\"application/json\",\"$client-id\":\"unknown\","
     "\"$service-path\":\"/device\"}\n";
+
+/// Returns a service of the resources.
+inline std::unique_ptr<kova::kit::Service> serviceOf(kova::test::Mounts& mounts) {
+    kova::kit::ServiceBuilder builder;
+    for (auto& [path, handler] : mounts.take()) {
+        builder.mount(path, std::move(handler));
+    }
+    return builder.build();
+}
 
 /// A client of a service with one scripted resource, "/r".
 class ClientFixture : public testing::Test {
@@ -50,17 +59,13 @@ protected:
         return *resource.asked.at(index).handler;
     }
 
-    /// Sets the mime type of the service root before the service below is constructed.
-    struct RootType {
-        RootType() { kova::servicecomp::overrideMimeTypeFunc(acceptedType); }
-    } rootType;
     kova::test::Reports reports;
     std::ostringstream out;
     bool interrupted = false;
     kova::test::Mounts mounts{{"/r"}};
     kova::test::ScriptedResource& resource = mounts["/r"];
-    Client client{std::make_unique<kova::StaticComposedKovaService>(mounts.take()), "/device",
-                  [this] { return interrupted; }, Display(out)};
+    const std::unique_ptr<kova::kit::Service> service = serviceOf(mounts);
+    Client client{*service, "/device", [this] { return interrupted; }, Display(out)};
     Console console{client};
 };
 

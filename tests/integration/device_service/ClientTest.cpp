@@ -6,9 +6,9 @@
 #include <atomic>
 #include <chrono>
 #include <filesystem>
-#include <map>
 #include <memory>
 #include <optional>
+#include <ostream>
 #include <sstream>
 #include <string>
 #include <thread>
@@ -17,10 +17,8 @@
 
 #include "ClientFixture.h"
 #include "Console.h"
-#include "SystemHandler.h"
+#include "Device.h"
 #include "TemporaryFolder.h"
-#include "kova/core/Errors.h"
-#include "kova/core/StaticComposedKovaService.h"
 #include "support/Reports.h"
 #include "support/Service.h"
 
@@ -33,7 +31,21 @@ using test::HEADER;
 using testing::HasSubstr;
 using testing::Not;
 
-class ClientTest : public test::ClientFixture {};
+class ClientTest : public test::ClientFixture {
+protected:
+    /// Makes the resource destroy the response handlers without an answer.
+    void dropRequests() {
+        resource.onRequest = [this](kova::IResponseHandler<Response>&) {
+            EXPECT_TRUE(client.hasPending());
+            resource.asked.clear();
+        };
+    }
+    void awaitTheEnd() {
+        while (client.hasPending()) {
+            std::this_thread::yield();
+        }
+    }
+};
 
 // Requests and responses
 
@@ -62,11 +74,12 @@ TEST_F(ClientTest, PrintsAnErrorWithItsHeader) {
     EXPECT_FALSE(client.hasPending());
 }
 
-TEST_F(ClientTest, ReportsARequestThatEndsWithoutAnEvent) {
-    resource.onRequest = [this](kova::IResponseHandler<Response>&) {
-        EXPECT_TRUE(client.hasPending());
-    };
-    EXPECT_EQ(run("retrieve /r"), "> #1 retrieve /r\n" + HEADER + "  #1 no answer\n");
+TEST_F(ClientTest, ReportsARequestWithADestroyedHandler) {
+    dropRequests();
+    run("retrieve /r");
+    awaitTheEnd();
+    EXPECT_THAT(out.str(), HasSubstr("\n  #1 error 500 Internal Server Error: "));
+    EXPECT_EQ(client.exitStatus(), exitstatus::FAILED);
 }
 
 // The exit status
@@ -96,12 +109,6 @@ TEST_F(ClientTest, ErrorWithASuccessCodeCountsAsRefused) {
     EXPECT_EQ(client.exitStatus(), exitstatus::REFUSED);
 }
 
-TEST_F(ClientTest, RequestWithoutAResponseCountsAsFailed) {
-    resource.onRequest = nullptr;
-    run("retrieve /r");
-    EXPECT_EQ(client.exitStatus(), exitstatus::FAILED);
-}
-
 TEST_F(ClientTest, RequestAfterTheShutdownCountsAsFailed) {
     run("shutdown");
     EXPECT_EQ(client.exitStatus(), exitstatus::ANSWERED);
@@ -124,7 +131,7 @@ TEST_F(ClientTest, ReportsThatTheListIsUnavailableAfterShutdown) {
     run("shutdown");
     EXPECT_EQ(run("list"),
               "> #1 list /device\n"
-              "  #1 no list: the service is shut down, or answers something else\n");
+              "  #1 refused: the service is shut down\n");
     EXPECT_FALSE(client.hasPending());
 }
 
@@ -141,16 +148,18 @@ protected:
     std::ostringstream out;
     kova::test::Mounts mounts{{"/"}};
     kova::test::ScriptedResource& root = mounts["/"];
-    Client client{std::make_unique<kova::StaticComposedKovaService>(mounts.take()), "/device",
-                  [] { return false; }, Display(out)};
+    const std::unique_ptr<kova::kit::Service> service = test::serviceOf(mounts);
+    Client client{*service, "/device", [] { return false; }, Display(out)};
 };
 
 TEST_F(OwnRootTest, ResponseWithoutAListIsNotPrinted) {
     root.onRequest = [](kova::IResponseHandler<Response>& handler) {
         handler.onNext(Response(200, Payload::createFromJSON("5")));
     };
-    EXPECT_THAT(list(), HasSubstr("\n  #1 no list: "));
-    EXPECT_EQ(reports.take().back().number, kova::errors::DeserializationError);
+    EXPECT_EQ(list(),
+              "> #1 list /device\n"
+              "  #1 error 400 Bad Request: expected an array, found 5 (byte 0)\n"
+              "      header  {\"$errorMsg\":\"expected an array, found 5 (byte 0)\"}\n");
 }
 
 TEST_F(OwnRootTest, ErrorResponseIsPrinted) {
@@ -174,19 +183,72 @@ TEST_F(OwnRootTest, PendingListCanBeReceivedLaterOrCancelled) {
 
 // Versions
 
+struct ChoiceRow {
+    char const* wanted;
+    char const* offered;
+    char const* outcome;  // begins with "interface" if the client connects
+};
+
+void PrintTo(const ChoiceRow& row, std::ostream* out) {
+    *out << row.wanted << " of " << row.offered;
+}
+
+constexpr ChoiceRow CHOICES[] = {
+    {"1.2.0", R"(["1.2.0"])", "interface 1.2.0 serves a client built for 1.2.0 (offered: 1.2.0)"},
+    {"1.2.0", R"(["1.0.2","1.3.1","1.2.1","2.0.0"])",
+     "interface 1.2.1 serves a client built for 1.2.0 (offered: 1.0.2, 1.3.1, 1.2.1, 2.0.0)"},
+    {"1.5.0", R"(["1.0.2","2.0.0"])",
+     "interface 1.0.2 serves a client built for 1.5.0 (offered: 1.0.2, 2.0.0)"},
+    {"3.0.0", R"(["1.0.2","2.0.0"])",
+     "no interface serves a client built for 3.0.0 (offered: 1.0.2, 2.0.0)"},
+    {"2.0.0@x", R"(["2.0.0"])", "no interface serves a client built for 2.0.0@x (offered: 2.0.0)"},
+    {"newest", R"(["2.0.0"])", "no interface serves a client built for newest (offered: 2.0.0)"},
+    {"1.0.0", "[]", "no interface serves a client built for 1.0.0 (offered: )"},
+    {"1.0.0", "5",
+     "the service does not say which versions it offers: 400 Bad Request: expected an array, "
+     "found 5 (byte 0)"},
+    {"1.0.0", "[\"1.0.0\", 2]",
+     "the service does not say which versions it offers: 400 Bad Request: [1]: expected a string, "
+     "found 2 (byte 10)"},
+};
+
 TEST_F(OwnRootTest, ConnectsOnlyToACompatibleVersion) {
+    for (const ChoiceRow& row : CHOICES) {
+        SCOPED_TRACE(testing::PrintToString(row));
+        root.onRequest = [&row](kova::IResponseHandler<Response>& handler) {
+            handler.onNext(Response(200, Payload::createFromJSON(row.offered)));
+            handler.onCompleted();
+        };
+        out.str("");
+        const std::string outcome = row.outcome;
+        EXPECT_EQ(client.connect(row.wanted), outcome.rfind("interface ", 0) == 0);
+        EXPECT_EQ(out.str(), "> connect to /device: " + outcome + "\n");
+        EXPECT_EQ(root.asked.back().resourcePath, "about/versions");
+    }
+    EXPECT_EQ(client.exitStatus(), exitstatus::NOT_STARTED);
+}
+
+TEST_F(OwnRootTest, DoesNotConnectIfTheServiceAnswersWithAnError) {
     root.onRequest = [](kova::IResponseHandler<Response>& handler) {
-        handler.onNext(Response(200, Payload::createFromJSON("[\"1.0.2\",\"1.2.1\"]")));
-        handler.onCompleted();
+        handler.onError(Response::createErrorResponse(404, "not here"));
     };
-    EXPECT_TRUE(client.connect("1.2.0"));
-    EXPECT_EQ(root.asked.back().resourcePath, "about/versions");
+    EXPECT_FALSE(client.connect("1.0.0"));
     EXPECT_EQ(out.str(),
-              "> connect to /device: interface 1.2.1 serves a client built for 1.2.0 "
-              "(offered: 1.0.2, 1.2.1)\n");
-    EXPECT_FALSE(client.connect("2.0.0"));
-    EXPECT_THAT(out.str(), HasSubstr("\n> connect to /device: no interface serves a client built "
-                                     "for 2.0.0 (offered: 1.0.2, 1.2.1)\n"));
+              "> connect to /device: the service does not say which versions it offers: "
+              "404 Not Found: not here\n");
+}
+
+TEST_F(OwnRootTest, VersionsMayComeFromAnotherThread) {
+    root.handle = &root;
+    std::thread sender;
+    root.onRequest = [&sender](kova::IResponseHandler<Response>& handler) {
+        sender = std::thread([&handler] {
+            handler.onNext(Response(200, Payload::createFromJSON("[\"1.0.0\"]")));
+            handler.onCompleted();
+        });
+    };
+    EXPECT_TRUE(client.connect("1.0.0"));
+    sender.join();
 }
 
 // Streams
@@ -247,12 +309,6 @@ TEST_F(ClientTest, RequestAnsweredImmediatelyIsNotPending) {
     EXPECT_EQ(run("cancel"), "nothing to cancel\n");
 }
 
-TEST_F(ClientTest, RequestWithADestroyedHandlerIsNotPending) {
-    resource.onRequest = nullptr;
-    run("retrieve /r");
-    EXPECT_FALSE(client.hasPending());
-}
-
 TEST_F(ClientTest, ShutdownEndsAllRequestsAndRejectsNewOnes) {
     leavePending();
     run("watch /r");
@@ -287,6 +343,17 @@ TEST_F(ClientTest, WaitForZeroEventsReturnsImmediately) {
     EXPECT_EQ(run("wait 0"), "");
 }
 
+TEST_F(ClientTest, WaitCountsTheEventsSinceTheLatestRequest) {
+    interrupted = true;
+    answerWith(Response(200));
+    run("retrieve /r");
+    run("retrieve /r");
+    EXPECT_EQ(run("wait 3"), "gave up waiting\n");
+    run("retrieve /r");
+    EXPECT_EQ(run("wait 2"), "");
+    EXPECT_EQ(run("wait 1"), "gave up waiting\n");
+}
+
 TEST_F(ClientTest, InterruptionEndsTheWait) {
     interrupted = true;
     EXPECT_EQ(run("wait 18446744073709551615"), "gave up waiting\n");
@@ -299,17 +366,18 @@ protected:
     BusyClientTest() {
         std::filesystem::create_directories(folder / "proc");
         test::writeFile(folder / "proc/uptime", "1.0 1.0\n");
-        std::map<std::string, std::unique_ptr<kova::IResourceHandler>> handlers;
-        handlers["/system"] = std::make_unique<SystemHandler>(SystemInfo(folder.path()),
-                                                              std::chrono::milliseconds(1));
+        DeviceOptions options;
+        options.interval = std::chrono::milliseconds(1);
+        options.root = folder.path();
+        device.emplace(StoreDocument(folder / "store.json"), options);
         client = std::make_unique<Client>(
-            std::make_unique<kova::StaticComposedKovaService>(std::move(handlers)), "/device",
-            [] { return false; }, Display(out));
+            device->service(), "/device", [] { return false; }, Display(out));
         console = std::make_unique<Console>(*client);
     }
 
     test::TemporaryFolder folder;
     std::ostringstream out;
+    std::optional<Device> device;
     std::unique_ptr<Client> client;
     std::unique_ptr<Console> console;
 };

@@ -54,7 +54,7 @@ TEST_F(ConsoleTest, SendsTheRequestOfTheLine) {
 }
 
 TEST_F(ConsoleTest, LineWithoutAPathSendsAnEmptyPath) {
-    EXPECT_THAT(run("retrieve"), HasSubstr("#1 error 404 Not Found: path '' not found\n"));
+    EXPECT_THAT(run("retrieve"), HasSubstr("#1 error 404 Not Found: path '' not found"));
 }
 
 TEST_F(ConsoleTest, UnknownCommandPrintsTheListOfCommands) {
@@ -72,7 +72,7 @@ TEST_F(ConsoleTest, InvalidLinesCountAsMisuse) {
     for (char const* const line :
          {"cancel x", "wait x", "accept x", "retrieve kova:/radio$/r", "nonsense"}) {
         Client other(
-            nullptr, "/device", [] { return false; }, Display(out));
+            *service, "/device", [] { return false; }, Display(out));
         Console(other).execute(line);
         EXPECT_EQ(other.exitStatus(), exitstatus::MISUSED) << line;
     }
@@ -153,7 +153,7 @@ TEST_F(ConsoleTest, SendsNothingForALocatorOfAnotherService) {
 TEST_F(ConsoleTest, WaitWithoutACountWaitsForOneEvent) {
     interrupted = true;
     EXPECT_EQ(run("wait"), "gave up waiting\n");
-    EXPECT_EQ(run("wait 0"), "gave up waiting\n");
+    EXPECT_EQ(run("wait 0"), "");
 }
 
 }  // namespace

@@ -11,7 +11,7 @@ void useAll(Display display) {
     display.say("> #1 retrieve /r");
     display.show("  #1 next 200 Ok", "[1]");
     display.show("  #1 next 204 No Content", "");
-    display.complain("gave up waiting");
+    display.complain("gave up waiting", "gave up waiting");
     display.complain("  #1 error 404 Not Found", "404 Not Found");
 }
 

@@ -35,8 +35,8 @@ protected:
     std::ostringstream errors;
     kova::test::Mounts quietMounts{{"/r"}};
     kova::test::ScriptedResource& quietResource = quietMounts["/r"];
-    Client quietClient{std::make_unique<kova::StaticComposedKovaService>(quietMounts.take()),
-                       "/device", [] { return true; }, Display(payloads, errors)};
+    const std::unique_ptr<kova::kit::Service> quietService = test::serviceOf(quietMounts);
+    Client quietClient{*quietService, "/device", [] { return true; }, Display(payloads, errors)};
     Console quietConsole{quietClient};
 };
 

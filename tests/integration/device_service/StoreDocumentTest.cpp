@@ -35,8 +35,8 @@ using util::config::Value;
 
 constexpr std::size_t DEEPEST = util::MAX_NESTING_DEPTH;
 
-StoreDocument::ValuePtr json(const std::string& text) {
-    return {kova::test::parseTree(text).release(), Value::destroy};
+kova::kit::Tree json(const std::string& text) {
+    return kova::kit::Tree(kova::test::parseTree(text).release());
 }
 
 std::string nested(std::size_t levels) {
@@ -52,8 +52,7 @@ protected:
     }
     StoreDocument reopened() {
         StoreDocument document(file);
-        std::string reason;
-        EXPECT_FALSE(document.load(reason)) << reason;
+        document.load().orThrow();
         return document;
     }
     static std::string textOf(const StoreDocument& document) {
@@ -200,8 +199,7 @@ TEST_F(StoreDocumentTest, RejectsANonUtf8Key) {
 
 TEST_F(StoreDocumentTest, RejectsANumberWithoutAJsonForm) {
     StoreDocument document = opened("{}");
-    StoreDocument::ValuePtr value(
-        new util::config::ValueFloat(std::numeric_limits<double>::infinity()), Value::destroy);
+    kova::kit::Tree value(new util::config::ValueFloat(std::numeric_limits<double>::infinity()));
     EXPECT_EQ(document.update({"a"}, std::move(value)), Result::Conflict);
     EXPECT_EQ(textOf(document), "{}");
 }
@@ -235,9 +233,7 @@ TEST_F(StoreDocumentTest, RejectsChangesBeyondTheMaximumSize) {
 
 TEST_F(StoreDocumentTest, MissingFileIsAnEmptyObject) {
     StoreDocument document(file);
-    std::string reason = "unchanged";
-    EXPECT_FALSE(document.load(reason));
-    EXPECT_EQ(reason, "unchanged");
+    EXPECT_TRUE(document.load());
     EXPECT_EQ(textOf(document), "{}");
     EXPECT_EQ(document.insert({"a"}, json("1")), Result::Created);
     EXPECT_EQ(test::readFile(file), "{\n  \"a\": 1\n}\n");
@@ -267,9 +263,9 @@ TEST_F(StoreDocumentTest, RejectsAnInvalidDocumentAndKeepsTheFile) {
     StoreDocument document = opened(R"({"a":1})");
     for (const std::string& text : texts) {
         test::writeFile(file, text);
-        std::string reason;
-        EXPECT_TRUE(document.load(reason)) << text.substr(0, 20);
-        EXPECT_EQ(reason.find("cannot take " + file + " for the store: "), 0U) << reason;
+        const auto loaded = document.load();
+        ASSERT_FALSE(loaded) << text.substr(0, 20);
+        EXPECT_EQ(loaded.error().message.find("cannot take " + file + " for the store: "), 0U);
         EXPECT_EQ(textOf(document), R"({"a":1})");
         EXPECT_EQ(test::readFile(file), text);
     }
@@ -285,9 +281,9 @@ TEST_F(StoreDocumentTest, RejectsAFileBeyondTheMaximumSize) {
     for (const off_t size : {off_t{StoreDocument::MAX_SIZE} + 1, off_t{1} << 40}) {
         ASSERT_EQ(truncate(file.c_str(), size), 0);
         StoreDocument document(file);
-        std::string reason;
-        EXPECT_TRUE(document.load(reason));
-        EXPECT_NE(reason.find("it is too large"), std::string::npos) << reason;
+        const auto loaded = document.load();
+        ASSERT_FALSE(loaded);
+        EXPECT_NE(loaded.error().message.find("it is too large"), std::string::npos);
     }
 }
 
@@ -299,9 +295,9 @@ TEST_F(StoreDocumentTest, RejectsAnythingButARegularFile) {
     for (const std::string& name :
          {folder.path(), fifo, loop, std::string("/dev/zero"), std::string("/dev/null")}) {
         StoreDocument document(name);
-        std::string reason;
-        EXPECT_TRUE(document.load(reason));
-        EXPECT_EQ(reason, "cannot read " + name);
+        const auto loaded = document.load();
+        ASSERT_FALSE(loaded);
+        EXPECT_EQ(loaded.error().message, "cannot read " + name);
     }
 }
 
@@ -316,13 +312,13 @@ TEST_F(StoreDocumentTest, FailedSaveKeepsTheOldDocument) {
 
 TEST_F(StoreDocumentTest, FullDiskKeepsTheOldDocument) {
     StoreDocument document = opened(R"({"a":1})");
-    const StoreDocument::ValuePtr large = json('"' + std::string(100000, 'x') + '"');
+    const kova::kit::Tree large = json('"' + std::string(100000, 'x') + '"');
     auto* const formerHandler = std::signal(SIGXFSZ, SIG_IGN);
     rlimit former{};
     ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &former), 0);
     const rlimit small{4096, former.rlim_max};
     ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &small), 0);
-    const Result result = document.update({"b"}, {large->clone(), Value::destroy});
+    const Result result = document.update({"b"}, kova::kit::Tree(large->clone()));
     setrlimit(RLIMIT_FSIZE, &former);
     std::signal(SIGXFSZ, formerHandler);
 
@@ -330,7 +326,7 @@ TEST_F(StoreDocumentTest, FullDiskKeepsTheOldDocument) {
     EXPECT_EQ(textOf(document), R"({"a":1})");
     EXPECT_EQ(savedText(), R"({"a":1})");
     EXPECT_TRUE(leftNothingBehind());
-    EXPECT_EQ(document.update({"b"}, {large->clone(), Value::destroy}), Result::Created);
+    EXPECT_EQ(document.update({"b"}, kova::kit::Tree(large->clone())), Result::Created);
 }
 
 TEST_F(StoreDocumentTest, FolderAtTheTemporaryFileKeepsTheOldDocument) {
@@ -388,13 +384,12 @@ long counterOf(const StoreDocument& document) {
 // Increments the counter in the document; writes one byte to `saved` for each saved number.
 [[noreturn]] void countForEver(const std::string& file, int saved) {
     StoreDocument document(file);
-    std::string reason;
-    if (document.load(reason)) {
+    if (!document.load()) {
         _exit(1);
     }
     for (long n = counterOf(document) + 1;; ++n) {
         const Result result =
-            document.update({"counter"}, {new util::config::ValueInt(n), Value::destroy});
+            document.update({"counter"}, kova::kit::Tree(new util::config::ValueInt(n)));
         if (result != Result::Done || write(saved, "", 1) != 1) {
             _exit(2);
         }

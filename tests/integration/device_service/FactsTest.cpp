@@ -1,12 +1,15 @@
-#include "SystemInfo.h"
+#include "Facts.h"
 
 #include <gtest/gtest.h>
 
 #include <filesystem>
 #include <locale>
+#include <map>
 #include <ostream>
 #include <random>
+#include <sstream>
 #include <string>
+#include <tuple>
 
 #include "TemporaryFolder.h"
 #include "support/Trees.h"
@@ -14,32 +17,31 @@
 namespace device {
 namespace {
 
-class SystemInfoTest : public testing::Test {
-protected:
-    SystemInfoTest() { std::filesystem::create_directories(folder / "proc/net"); }
+template <typename T, T (*READ)(std::istream&)>
+std::string json(const std::string& text) {
+    std::istringstream file(text);
+    const kova::Payload payload = kova::kit::toPayload(READ(file)).orThrow();
+    std::string result;
+    payload.getBlob().toString(result);
+    return result;
+}
 
-    std::string fileOf(const std::string& name) const {
-        for (const auto& [fact, file] : {std::pair{"cpu", "stat"},
-                                         {"load", "loadavg"},
-                                         {"memory", "meminfo"},
-                                         {"network", "net/dev"},
-                                         {"storage", "mounts"},
-                                         {"uptime", "uptime"}}) {
-            if (name == fact) {
-                return folder / ("proc/" + std::string(file));
-            }
-        }
-        return {};
-    }
-    /// Writes the text into the file and returns the facts read from it, as JSON.
-    std::string read(const std::string& name, const std::string& text) const {
-        test::writeFile(fileOf(name), text);
-        const auto facts = info.read(name);
-        return facts ? facts->toJson(true) : "null";
+const std::map<std::string, std::string (*)(const std::string&)> READERS = {
+    {"cpu", json<Counts, readCpu>},
+    {"load", json<Load, readLoad>},
+    {"memory", json<Counts, readMemory>},
+    {"network", json<std::map<std::string, Counts>, readNetwork>},
+    {"storage", json<std::map<std::string, Mount>, readStorage>},
+    {"uptime", json<std::map<std::string, double>, readUptime>}};
+
+class FactsTest : public testing::Test {
+protected:
+    /// Returns the facts in the text, as JSON.
+    static std::string read(const std::string& name, const std::string& text) {
+        return READERS.at(name)(text);
     }
 
     test::TemporaryFolder folder;
-    const SystemInfo info{folder.path()};
 };
 
 struct FactsRow {
@@ -101,15 +103,15 @@ const FactsRow FACTS[] = {
     {"storage", "/dev/\n/dev/x\n/\n\n/dev/x\\ \\04 y\n/dev/x \\", "{}"},
 };
 
-class SystemInfoFactsTest : public SystemInfoTest, public testing::WithParamInterface<FactsRow> {};
+class FactsTableTest : public FactsTest, public testing::WithParamInterface<FactsRow> {};
 
-TEST_P(SystemInfoFactsTest, ReadsTheFactsOfTheFile) {
+TEST_P(FactsTableTest, ReadsTheFactsOfTheFile) {
     EXPECT_EQ(read(GetParam().name, GetParam().text), GetParam().facts);
 }
 
-INSTANTIATE_TEST_SUITE_P(Rows, SystemInfoFactsTest, testing::ValuesIn(FACTS));
+INSTANTIATE_TEST_SUITE_P(Rows, FactsTableTest, testing::ValuesIn(FACTS));
 
-TEST_F(SystemInfoTest, ReportsTheStorageOfMountedDevices) {
+TEST_F(FactsTest, ReportsTheStorageOfMountedDevices) {
     const std::string root = read("storage", "/dev/root / ext4 rw,relatime 0 0\ntmpfs / tmpfs\n");
     const auto tree = kova::test::parseTree(root);
     ASSERT_TRUE(tree->hasKey("/")) << root;
@@ -123,7 +125,7 @@ TEST_F(SystemInfoTest, ReportsTheStorageOfMountedDevices) {
     EXPECT_LE(available, size);
 }
 
-TEST_F(SystemInfoTest, FindsAMountWithBlanksInItsName) {
+TEST_F(FactsTest, FindsAMountWithBlanksInItsName) {
     const std::string stick = folder / "my\tmemory stick";
     std::filesystem::create_directory(stick);
     const auto tree = kova::test::parseTree(
@@ -132,42 +134,10 @@ TEST_F(SystemInfoTest, FindsAMountWithBlanksInItsName) {
     EXPECT_EQ((*tree)[stick]["device"].toJson(true), "\"/dev/a b\"");
 }
 
-TEST_F(SystemInfoTest, OmitsAMountWhoseNameIsNotUtf8) {
+TEST_F(FactsTest, OmitsAMountWhoseNameIsNotUtf8) {
     const std::string odd = folder / "odd\xff";
     std::filesystem::create_directory(odd);
     EXPECT_EQ(read("storage", "/dev/x " + odd + " vfat rw\n"), "{}");
-}
-
-TEST_F(SystemInfoTest, NamesAreSorted) {
-    const std::vector<std::string> names = {"cpu",     "load",    "memory",
-                                            "network", "storage", "uptime"};
-    EXPECT_EQ(info.names(), names);
-    for (const std::string& name : names) {
-        EXPECT_TRUE(info.has(name));
-    }
-    for (char const* const name : {"", "Memory", "memory/", "memor", "/memory"}) {
-        EXPECT_FALSE(info.has(name));
-        EXPECT_EQ(info.read(name), nullptr);
-    }
-}
-
-TEST_F(SystemInfoTest, ReturnsNullIfTheFileIsMissing) {
-    for (const std::string& name : info.names()) {
-        EXPECT_EQ(info.read(name), nullptr) << name;
-    }
-}
-
-TEST_F(SystemInfoTest, FolderHasNoFacts) {
-    for (const std::string& name : info.names()) {
-        std::filesystem::create_directory(fileOf(name));
-        const auto facts = info.read(name);
-        EXPECT_TRUE(!facts || facts->size() == 0) << name;
-    }
-}
-
-TEST_F(SystemInfoTest, ReadsTheFileAtEachCall) {
-    EXPECT_EQ(read("uptime", "1.0 1.0"), R"({"idle":1.0,"up":1.0})");
-    EXPECT_EQ(read("uptime", "2.0 1.0"), R"({"idle":1.0,"up":2.0})");
 }
 
 class GermanNumbers : public std::numpunct<char> {
@@ -176,7 +146,7 @@ class GermanNumbers : public std::numpunct<char> {
     std::string do_grouping() const override { return "\3"; }
 };
 
-TEST_F(SystemInfoTest, ParsingIgnoresTheGlobalLocale) {
+TEST_F(FactsTest, ParsingIgnoresTheGlobalLocale) {
     const std::locale former =
         std::locale::global(std::locale(std::locale::classic(), new GermanNumbers));
     const std::string uptime = read("uptime", "1000.50 2.25");
@@ -186,7 +156,7 @@ TEST_F(SystemInfoTest, ParsingIgnoresTheGlobalLocale) {
     EXPECT_EQ(memory, R"({"MemTotal":1024000})");
 }
 
-TEST_F(SystemInfoTest, RandomFilesProduceValidFacts) {
+TEST_F(FactsTest, RandomFilesProduceValidFacts) {
     const std::string words[] = {"cpu",
                                  "cpu0",
                                  "MemTotal:",
@@ -218,24 +188,21 @@ TEST_F(SystemInfoTest, RandomFilesProduceValidFacts) {
         for (unsigned long i = random() % 60; i > 0; --i) {
             text += words[random() % std::size(words)];
         }
-        for (const std::string& name : info.names()) {
-            const std::string facts = read(name, text);
+        for (const auto& [name, reader] : READERS) {
+            const std::string facts = reader(text);
             EXPECT_NE(kova::test::parseTree(facts), nullptr) << facts;
             EXPECT_EQ(facts.find("\xEF\xBF\xBD"), std::string::npos) << "all names are text";
         }
     }
 }
 
-TEST_F(SystemInfoTest, ReadsFactsOfTheRunningMachine) {
-    const SystemInfo machine;
-    for (const std::string& name : machine.names()) {
-        EXPECT_NE(machine.read(name), nullptr) << name;
-    }
-    for (const auto& [name, fact] : {std::pair{"memory", "MemTotal"},
-                                     {"load", "tasks"},
-                                     {"uptime", "up"},
-                                     {"cpu", "processors"}}) {
-        EXPECT_TRUE(machine.read(name)->hasKey(std::string(fact))) << name;
+TEST_F(FactsTest, ReadsFactsOfTheRunningMachine) {
+    for (const auto& [name, file, fact] : {std::tuple{"memory", "meminfo", "MemTotal"},
+                                           {"load", "loadavg", "tasks"},
+                                           {"uptime", "uptime", "up"},
+                                           {"cpu", "stat", "processors"}}) {
+        const std::string text = test::readFile(std::string("/proc/") + file);
+        EXPECT_TRUE(kova::test::parseTree(read(name, text))->hasKey(std::string(fact))) << name;
     }
 }
 
