@@ -197,7 +197,8 @@ void Device::serveStore() {
     };
     on(command::retrieve, [this](const kit::Ask& ask, const Path& path) -> kit::Result<kit::Tree> {
         util::config::Value const* const value = document_.find(path);
-        return value ? kit::Result<kit::Tree>(kit::Tree(value->clone())) : kit::notFound(ask);
+        return value != nullptr ? kit::Result<kit::Tree>(kit::Tree(value->clone()))
+                                : kit::notFound(ask);
     });
     on(command::update, put(&StoreDocument::update));
     on(command::insert, put(&StoreDocument::insert));

@@ -70,7 +70,7 @@ void LineReader::readMore() {
     }
 }
 
-bool LineReader::stopped() const {
+bool LineReader::stopped() {
     return signalled != 0;
 }
 

@@ -24,7 +24,7 @@ public:
     /// signal. Throws `std::length_error` if a line has more than `MAX_LINE` bytes.
     std::optional<std::string> next();
     /// Returns whether the process has received a signal to stop.
-    bool stopped() const;
+    static bool stopped();
     /// Waits up to `milliseconds` for a signal to stop. Returns whether one was received.
     bool waitForStop(int milliseconds);
 
