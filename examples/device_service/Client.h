@@ -30,7 +30,7 @@ public:
     const Address& address() const { return address_; }
 
     /// Selects the version of the service's interface that is most compatible with a client built
-    /// for `version`, and prints the outcome. Returns false if there is none; then do not send
+    /// for `version`, and prints the outcome. Returns false if no version fits; then do not send
     /// requests.
     bool connect(const std::string& version);
     /// Sends a request, after adding the client id and the token to its header.

@@ -15,8 +15,9 @@
 namespace device {
 
 /// Serves values that change by themselves: read at each request for one value, and at every
-/// interval for those who watch them. While nobody watches a value, no alarm reads it. A value that
-/// cannot be read is answered with the error, and skipped in a stream. Thread-safe after `start`.
+/// interval for the clients that watch them. While no client watches a value, no alarm reads it. A
+/// value that cannot be read is answered with the error, and skipped in a stream. Thread-safe after
+/// `start`.
 class Live : public kova::IResourceHandler {
 public:
     Live() : handler_(once.handler()) {}

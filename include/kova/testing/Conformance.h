@@ -61,7 +61,7 @@ private:
             each->findings.emplace_back("does not return");
         }
         for (const std::string& finding : each->findings) {
-            add(name + ": " + finding);
+            add(std::string(name).append(": ").append(finding));
         }
     }
     void add(const std::string& finding) {

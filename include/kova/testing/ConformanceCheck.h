@@ -57,7 +57,7 @@ struct ConformanceCheck {
         if (!options.semantic.empty()) {
             headers::appendResponseSemantic(request, options.semantic);
         }
-        const Probe probe(values);
+        Probe probe(values);
         {
             const std::lock_guard<std::mutex> guard(mutex);
             probes.push_back(probe);
@@ -79,7 +79,7 @@ struct ConformanceCheck {
         }
         std::this_thread::sleep_for(options.settle);
     }
-    void cancel(const Probe& probe, void* handle) {
+    void cancel(const Probe& probe, void* handle) const {
         if (handle != nullptr && probe.ends() == 0) {
             probe.setCancelled();
             handler->cancelRequest(handle);
@@ -138,6 +138,7 @@ struct ConformanceCheck {
     // Every second request is cancelled by another thread while it may be being answered.
     void atOnce() {
         std::vector<std::thread> threads;
+        threads.reserve(THREADS);
         for (int t = 0; t < THREADS; ++t) {
             threads.emplace_back([this] {
                 for (int i = 0; i < REQUESTS; ++i) {

@@ -100,7 +100,7 @@ private:
 
     struct State : std::enable_shared_from_this<State> {
         std::shared_ptr<Play> begin(const Request& request, ResponseHandler handler) {
-            const auto play = std::make_shared<Play>();
+            auto play = std::make_shared<Play>();
             play->handler = std::move(handler);
             const std::lock_guard<std::mutex> guard(mutex);
             requests.push_back(request);
@@ -208,6 +208,7 @@ private:
             state_->run(play);
             const std::lock_guard<std::mutex> guard(state_->mutex);
             const bool isPending = state_->plays.count(play->number) != 0;
+            // NOLINTNEXTLINE(performance-no-int-to-ptr): a handle is only compared
             return isPending ? reinterpret_cast<void*>(play->number) : nullptr;
         }
         void cancelRequest(void* handle) override {

@@ -53,9 +53,9 @@ struct AnswerOf<char const*> : AnswerOf<std::string> {};
 /// @}
 
 template <typename T>
-constexpr bool IS_REPLY = false;
+inline constexpr bool IS_REPLY = false;
 template <typename T>
-constexpr bool IS_REPLY<Reply<T>> = true;
+inline constexpr bool IS_REPLY<Reply<T>> = true;
 
 template <typename T>
 constexpr auto schemaFunction() noexcept -> Payload (*)() {
@@ -161,13 +161,13 @@ private:
             return;
         }
         if constexpr (!std::is_void_v<ReplyType>) {
-            ReplyType reply = dispatch.defer<ReplyType>();  // before `first`
-            function(first(dispatch), std::get<I>(std::move(values))..., std::move(reply));
+            auto reply = dispatch.defer<ReplyType>();  // before `first`
+            function(first(dispatch), std::move(std::get<I>(values))..., std::move(reply));
         } else if constexpr (std::is_void_v<typename Sig::Result>) {
-            function(first(dispatch), std::get<I>(std::move(values))...);
+            function(first(dispatch), std::move(std::get<I>(values))...);
             dispatch.done();
         } else {
-            respondWith(dispatch, function(first(dispatch), std::get<I>(std::move(values))...));
+            respondWith(dispatch, function(first(dispatch), std::move(std::get<I>(values))...));
         }
     }
     static decltype(auto) first(Dispatch& dispatch) noexcept {
