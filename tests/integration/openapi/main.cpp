@@ -56,7 +56,9 @@ void addPlaylist(Resource& playlist) {
                 [](const Ask&, const std::string&) { return Track(); });
     playlist.on(command::update, "{id:uint}", [](const Ask&, unsigned, const Track&) {});
     playlist.on(command::insert, "", [](const Ask&, const Track& track) { return created(track); });
-    playlist.on(command::remove, "{id:int}/{id:rest}", [](const Ask&, int, const std::string&) {});
+    // Two names that are shown as the same text.
+    playlist.on(command::remove, "{\xFE:int}/{\xFF:rest}",
+                [](const Ask&, int, const std::string&) {});
     playlist.on("scan", "folders", [](const Ask&, const Folder& folder) { return folder; });
 }
 
