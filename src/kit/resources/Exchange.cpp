@@ -44,6 +44,7 @@ void* ExchangeTable::add(const std::shared_ptr<Exchange>& exchange) {
     }
     exchanges_.emplace(handle, exchange);
     exchange->handle_ = handle;
+    // NOLINTNEXTLINE(performance-no-int-to-ptr): a handle is only compared
     return reinterpret_cast<void*>(handle);
 }
 

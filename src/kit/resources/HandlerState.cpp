@@ -82,7 +82,7 @@ private:
 
 std::shared_ptr<Exchange> HandlerState::serve(Incoming incoming) {
     const std::string what = incoming.ask.command() + " '" + incoming.ask.request().getPath() + "'";
-    const std::shared_ptr<Exchange> exchange = makeExchange(std::move(incoming.handler));
+    std::shared_ptr<Exchange> exchange = makeExchange(std::move(incoming.handler));
     exchange->leaveEnoughToSender();
     const Exchange::Serving serving(exchange.get());
     void* handle = nullptr;
@@ -136,7 +136,7 @@ std::shared_ptr<MountState> SlotTarget::mountBelow(const std::shared_ptr<MountSt
 }
 
 std::shared_ptr<Exchange> SlotTarget::serve(Incoming incoming) {
-    const std::shared_ptr<Exchange> exchange = makeExchange(std::move(incoming.handler));
+    std::shared_ptr<Exchange> exchange = makeExchange(std::move(incoming.handler));
     void* const handle =
         target_->actionRequest(incoming.ask.request(), std::make_unique<Forward>(exchange),
                                std::string(incoming.ask.path()), mountBelow(incoming.mount));

@@ -34,7 +34,7 @@ public:
             return reinterpret_cast<std::string_view const*>(storage_);
         }
         void capture(std::size_t index, std::string_view text) noexcept {
-            new (storage_ + index * sizeof(text)) std::string_view(text);
+            new (storage_ + index * sizeof(std::string_view)) std::string_view(text);
         }
 
         std::vector<const Route*> const* routes = nullptr;

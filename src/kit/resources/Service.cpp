@@ -85,7 +85,7 @@ std::string checkMount(const std::string& path) {
     if (path.empty() || path.front() != '/') {
         refuseMount(path, "a mount path begins with '/'");
     }
-    const std::string result =
+    std::string result =
         path.size() > 1 && path.back() == '/' ? path.substr(0, path.size() - 1) : path;
     if (result == "/" && path != "/") {
         refuseMount(path, "a segment is empty, '.' or '..'");

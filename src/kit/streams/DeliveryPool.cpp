@@ -77,7 +77,7 @@ void DeliveryPool::start() {
             std::thread([this] { monitor(); }).detach();
             hasMonitor_ = true;
         }
-        const auto place = std::find_if(places_.begin(), places_.end(), [](const Place& each) {
+        auto* const place = std::find_if(places_.begin(), places_.end(), [](const Place& each) {
             return each.state == Place::State::unused;
         });
         if (threads_ < MAX_THREADS && place != places_.end()) {

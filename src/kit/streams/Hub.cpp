@@ -122,7 +122,7 @@ Result<Response> Hub::retrieve(const Ask& ask, StreamFormat format) {
     return Response(statuscodes::OK, form.response.getPayload());
 }
 
-Error Hub::refuseCommand(const Ask& ask) {
+Error Hub::refuseCommand(const Ask& ask) const {
     std::string supported;
     for (const Operation& operation : operations()) {
         if (operation.path.empty() == ask.path().empty()) {

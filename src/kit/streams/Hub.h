@@ -53,7 +53,7 @@ private:
     std::shared_ptr<Exchange> dispatch(const Incoming& incoming, ResponseHandler& handler);
     std::shared_ptr<Exchange> watch(const Ask& ask, ResponseHandler& handler, StreamFormat format);
     Result<Response> retrieve(const Ask& ask, StreamFormat format);
-    Error refuseCommand(const Ask& ask);
+    Error refuseCommand(const Ask& ask) const;
 
     std::vector<std::shared_ptr<Exchange>> waitForSpace(Lock& lock);
     void wakeSetters() noexcept;

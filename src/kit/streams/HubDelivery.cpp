@@ -79,7 +79,7 @@ bool Hub::goOn(Watchers::Visit& visit, DeliverySlot& slot, std::size_t& left, Ga
 
 // Calls the receiver. Returns whether the receiver wants further values.
 bool Hub::send(const Watchers::Visit& visit) const {
-    const Watchers::Iterator watcher = visit.watcher;
+    const auto watcher = visit.watcher;
     Exchange& exchange = *watcher->exchange;
     if (!visit.change) {
         exchange.abort(disconnected("the receiver did not keep up: its queue is full"));

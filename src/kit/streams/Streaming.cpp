@@ -79,7 +79,7 @@ void readLocked(const Hub& hub, void (*read)(void*), void* user) {
 Streaming::Streaming(std::shared_ptr<StreamSource> source, const StreamQueue& queue)
     : Streaming(std::make_shared<Hub>(std::move(source), queue)) {}
 
-Streaming::Streaming(std::shared_ptr<Hub> hub) noexcept : Mountable(hub), hub_(hub.get()) {}
+Streaming::Streaming(const std::shared_ptr<Hub>& hub) noexcept : Mountable(hub), hub_(hub.get()) {}
 
 StreamOptions Streaming::options() const noexcept {
     return StreamOptions(*hub_);

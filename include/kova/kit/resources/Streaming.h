@@ -90,7 +90,7 @@ protected:
     Hub& hub() const noexcept { return *hub_; }
 
 private:
-    KOVA_KIT_LOCAL explicit Streaming(std::shared_ptr<Hub> hub) noexcept;
+    KOVA_KIT_LOCAL explicit Streaming(const std::shared_ptr<Hub>& hub) noexcept;
 
     Hub* const hub_;
 };

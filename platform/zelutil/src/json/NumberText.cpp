@@ -112,8 +112,8 @@ char* writeSignificand(char* out, Decimal number) noexcept {
 
 // Writes a number from 1e-4 to less than 1.
 char* writeFraction(char* out, Decimal number) noexcept {
-    std::memcpy(out, "0.000", 5);
-    out += 1 - number.first();  // the zeros before the first digit
+    std::memcpy(out, "0.000", 5);  // NOLINT(bugprone-not-null-terminated-result): not a C string
+    out += 1 - number.first();     // the zeros before the first digit
     return writeSignificand(out, number) - 1 + number.digits;
 }
 
@@ -131,7 +131,7 @@ char* writeMixed(char* out, Decimal number, std::uint64_t whole) noexcept {
 // Writes an integer that is less than 1e16.
 char* writeWhole(char* out, Decimal number) noexcept {
     out = writeDigits(out, number.significand * POWERS[static_cast<std::size_t>(number.exponent)]);
-    std::memcpy(out, ".0", 2);
+    std::memcpy(out, ".0", 2);  // NOLINT(bugprone-not-null-terminated-result): not a C string
     return out + 2;
 }
 
