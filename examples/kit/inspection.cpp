@@ -9,10 +9,10 @@
 #include "kova/kit/Resource.h"
 #include "kova/kit/Service.h"
 
-struct Track {
+struct Title {
     std::string title;
 };
-KOVA_FIELDS(Track, title)
+KOVA_FIELDS(Title, title)
 
 namespace {
 
@@ -42,7 +42,7 @@ int show(kova::IKovaApi& service, const std::string& path, char const* json) {
 
 int main(int argc, char** argv) {
     Resource playlist;
-    playlist.on(command::retrieve, "{id:uint}", [](const Ask&, unsigned) { return Track{"Blue"}; });
+    playlist.on(command::retrieve, "{id:uint}", [](const Ask&, unsigned) { return Title{"Blue"}; });
     std::optional<Reply<double>> unanswered;
     Resource sensor;
     sensor.on(command::retrieve, "",

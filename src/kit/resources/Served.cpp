@@ -116,7 +116,7 @@ std::unique_ptr<IResourceHandler> makeHandler(std::shared_ptr<Served> served,
 Error uncaught(const std::string& what, const OnUncaught& onUncaught) noexcept {
     std::string text;
     try {
-        throw;
+        throw;  // cppcheck-suppress rethrowNoCurrentException; called in a catch block
     } catch (const KovaException& exception) {
         return Error::of(exception.getResponse());
     } catch (const std::exception& exception) {
