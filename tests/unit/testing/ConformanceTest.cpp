@@ -88,8 +88,11 @@ public:
             requests_.erase(found);
         }
         if (faults_.cancelEndsToo) {
-            pending->handler->onCompleted();
-            std::this_thread::sleep_for(20ms);
+            // The answer follows, unless it came first.
+            const std::lock_guard<std::mutex> guard(pending->mutex);
+            if (pending->handler) {
+                pending->handler->onCompleted();
+            }
             return;
         }
         pending->isCancelled = true;
