@@ -28,7 +28,16 @@ public:
             Payload::createStringFrom(value.getPayload(), text, true);
             values_.push_back(text);
             last_ = value;
+            long lost = 0;
+            if (!value.getHeaderValue(kit::STREAM_LOST).get(lost)) {
+                lost_ += lost;
+            }
         });
+    }
+    /// Returns the sum of the header entries that report lost changes.
+    long lost() {
+        const std::lock_guard<std::mutex> guard(mutex_);
+        return lost_;
     }
     void addEnd(const std::string& end) {
         change([&] { ends_.push_back(end); });
@@ -88,6 +97,7 @@ private:
     std::vector<std::string> values_;
     std::vector<std::string> ends_;
     Response last_;
+    long lost_ = 0;
     bool destroyed_ = false;
 };
 
@@ -114,13 +124,8 @@ private:
 class BlockingReceiver {
 public:
     BlockingReceiver() {
-        answers->onValue = [this](const Response& value) {
+        answers->onValue = [this](const Response&) {
             block();
-            const std::lock_guard<std::mutex> guard(mutex_);
-            long lost = 0;
-            if (!value.getHeaderValue(kit::STREAM_LOST).get(lost)) {
-                lost_ += lost;
-            }
             return false;
         };
     }
@@ -135,10 +140,7 @@ public:
         changed_.notify_all();
     }
     /// Returns the sum of the header entries that report lost changes.
-    long lost() {
-        const std::lock_guard<std::mutex> guard(mutex_);
-        return lost_;
-    }
+    long lost() { return answers->lost(); }
 
     const std::shared_ptr<Answers> answers = std::make_shared<Answers>();
 
@@ -154,7 +156,6 @@ private:
     std::condition_variable changed_;
     bool isBlocked_ = false;
     bool isReleased_ = false;
-    long lost_ = 0;
 };
 
 /// Waits until a stream has no watcher. A watcher whose stream has ended is removed when its
