@@ -58,6 +58,11 @@ struct CallsOptions {
     osal::Clock* clock = nullptr;
     /// Keeps the header entry "$client-id" of each request for `pending`.
     bool keepsClientId = false;
+    /// Counts a call as pending until the service has destroyed its response handler. `stop`,
+    /// `close` and the destructor then also wait for a thread that is sending an event of a call
+    /// that has ended. Not for a service that keeps the handlers of cancelled requests: these
+    /// functions would wait for it for ever.
+    bool awaitsRelease = false;
 };
 
 /// The state of a call that has not ended.

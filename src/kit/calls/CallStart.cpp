@@ -64,7 +64,7 @@ PendingCall* PendingCall::create(const Request& request, Setup&& setup, Target&&
 }
 
 PendingCall::PendingCall(const Request& request, Setup&& setup, Target&& target) noexcept
-    : state_(2 * REFERENCE),
+    : state_(2 * REFERENCE | (setup.awaitsRelease ? 0 : RELEASED)),
       service_(setup.service),
       table_(setup.table),
       executor_(std::move(setup.executor)),
@@ -181,7 +181,7 @@ Word PendingCall::afterReturn(Word seen, bool cancels, bool keepsOwner) noexcept
         next = ((next & ~(RUNNING | WAITED | THREAD)) | FINISHED) - REFERENCE;
     }
     if (goneInStart_) {
-        next -= REFERENCE;
+        next = (next | RELEASED) - REFERENCE;
     }
     if (!keepsOwner && !cancels) {
         next -= REFERENCE;

@@ -35,6 +35,8 @@ constexpr Word UNLINKED = 1U << 10U;
 constexpr Word VALUE = 1U << 11U;
 /// A value has arrived after the service had returned.
 constexpr Word LATER_VALUE = 1U << 12U;
+/// The service has destroyed its response handler, or the call need not wait for that.
+constexpr Word RELEASED = 1U << 13U;
 
 constexpr Word REFERENCE = 1U << 16U;
 constexpr Word REFERENCES = 0xFFFFU * REFERENCE;
@@ -55,7 +57,8 @@ constexpr Word flagsOfValue(Word word) noexcept {
 /// Returns whether a call in this state no longer needs its table, because nothing is running for
 /// it.
 constexpr bool isSettled(Word word) noexcept {
-    return (word & (FINISHED | RETURNED | RUNNING | CANCELLING)) == (FINISHED | RETURNED);
+    constexpr Word NEEDED = FINISHED | RETURNED | RELEASED;
+    return (word & (NEEDED | RUNNING | CANCELLING)) == NEEDED;
 }
 
 }  // namespace kova::kit::detail::state

@@ -23,29 +23,17 @@ std::string CallInfo::toString() const {
 }
 
 Calls::Calls(IKovaApi& service, const CallsOptions& options)
-    : core_(std::make_unique<detail::CallsCore>(service, options)) {
-    if (options.deadline.count() > 0) {
-        core_->deadlines.prepare();
-    }
-}
+    : core_(std::make_unique<detail::CallsCore>(service, options)) {}
 
-Calls::~Calls() {
-    core_->closeAndWait(false, {});
-}
+Calls::~Calls() = default;
 
 void* Calls::actionRequest(const Request& request,
                            std::unique_ptr<IResponseHandler<Response>>&& handler) {
-    PendingCall::Target target;
-    target.handler = std::move(handler);
-    CallOptions options;
-    options.deadline = core_->options.deadline;
-    return core_->sendAway(request, std::move(target), options);
+    return core_->actionRequest(request, std::move(handler));
 }
 
 void Calls::cancelRequest(void* handle) {
-    if (const CallReference call = core_->table.find(handle)) {
-        call->silence();
-    }
+    core_->cancelRequest(handle);
 }
 
 void Calls::reset(void* handle) {

@@ -39,29 +39,32 @@ std::string clientOf(const Request& request) {
     return request.getHeaderValue(headers::CLIENT_ID).get(client) ? std::string() : client;
 }
 
-// What a thread that closes waits for.
-struct Closing {
-    CallsCore& core;
-    /// The number of calls that cannot end before the thread goes on.
-    std::size_t excepted;
-};
-
-bool isClosed(void* user) {
-    const Closing& closing = *static_cast<Closing*>(user);
-    return closing.core.table.size() <= closing.excepted;
-}
-
-std::string describeClosing(void* user) {
-    std::string text = "thread " + std::to_string(thisThread().number) + " has waited 1 s for";
-    char const* separator = " ";
-    for (const CallInfo& call : static_cast<Closing*>(user)->core.list()) {
-        text += separator + call.toString();
-        separator = "; ";
-    }
-    return text;
-}
-
 }  // namespace
+
+CallsCore::CallsCore(IKovaApi& service, const CallsOptions& options)
+    : service(service), options(options), deadlines(table, options.clock) {
+    if (options.deadline.count() > 0) {
+        deadlines.prepare();
+    }
+}
+
+CallsCore::~CallsCore() {
+    closeAndWait(false, {});
+}
+
+void* CallsCore::actionRequest(const Request& request, PendingCall::ResponseHandler handler) {
+    PendingCall::Target target;
+    target.handler = std::move(handler);
+    CallOptions callOptions;
+    callOptions.deadline = options.deadline;
+    return sendAway(request, std::move(target), callOptions);
+}
+
+void CallsCore::cancelRequest(void* handle) noexcept {
+    if (const CallReference call = table.find(handle)) {
+        call->silence();
+    }
+}
 
 PendingCall& CallsCore::create(const Request& request, PendingCall::Target&& target,
                                const CallOptions& callOptions,
@@ -74,6 +77,7 @@ PendingCall& CallsCore::create(const Request& request, PendingCall::Target&& tar
         setup.deadline = (now ? *now : deadlines.now()) + callOptions.deadline;
         deadlines.prepare();
     }
+    setup.awaitsRelease = options.awaitsRelease;
     std::string client;
     if (options.keepsClientId) {
         client = clientOf(request);
@@ -115,9 +119,7 @@ bool CallsCore::closeAndWait(bool limited, std::chrono::milliseconds limit) {
             own.push_back(call.get());
         }
     }
-    Closing closing{*this, own.size()};
-    table.awaitSize(closing.excepted);
-    const bool closed = waitUntilOver(isClosed, describeClosing, &closing, until);
+    const bool closed = waitUntilSettled(own.size(), until);
     if (closed) {
         for (PendingCall* const call : own) {
             call->unlink();
@@ -129,18 +131,19 @@ bool CallsCore::closeAndWait(bool limited, std::chrono::milliseconds limit) {
 bool CallsCore::stopAndWait(const Error& error, std::chrono::milliseconds limit) {
     const WaitLimit until =
         isLimited(limit) ? WaitLimit(std::chrono::steady_clock::now() + limit) : std::nullopt;
+    return waitUntilSettled(stop(error), until);
+}
+
+std::size_t CallsCore::stop(const Error& error) {
     table.close();
     const std::vector<CallReference> calls = table.collectAll();
     for (const CallReference& call : calls) {
         call->end(End::Kind::lost, error);
     }
-    // A call whose operation this thread is inside of cannot settle before this returns.
     const auto own = std::count_if(calls.begin(), calls.end(), [](const CallReference& call) {
         return thisThread().isInside(*call);
     });
-    Closing closing{*this, static_cast<std::size_t>(own)};
-    table.awaitSize(closing.excepted);
-    return waitUntilOver(isClosed, describeClosing, &closing, until);
+    return static_cast<std::size_t>(own);
 }
 
 std::vector<CallInfo> CallsCore::list() {
@@ -149,6 +152,39 @@ std::vector<CallInfo> CallsCore::list() {
         infos.push_back(describe(*call));
     }
     return infos;
+}
+
+std::string describeWait(const std::vector<CallInfo>& calls) {
+    std::string text = "thread " + std::to_string(thisThread().number) + " has waited 1 s for";
+    char const* separator = " ";
+    for (const CallInfo& call : calls) {
+        text += separator + call.toString();
+        separator = "; ";
+    }
+    return text;
+}
+
+bool CallsCore::waitUntilSettled(std::size_t own, const WaitLimit& until) {
+    Waiting waiting(*this, own);
+    const auto isOver = [](void* user) {
+        const Waiting& self = *static_cast<Waiting*>(user);
+        return self.isOver(self.isInside());
+    };
+    const auto describe = [](void* user) {
+        return describeWait(static_cast<Waiting*>(user)->core_.list());
+    };
+    return waitUntilOver(isOver, describe, &waiting, until);
+}
+
+CallsCore::Waiting::Waiting(CallsCore& core, std::size_t own) noexcept : core_(core), own_(own) {
+    if (own_ != 0) {
+        core_.table.awaitSize(core_.excepted_ += own_);
+        wakeWaiting();
+    }
+}
+
+bool CallsCore::Waiting::isOver(bool withoutWaiting) const noexcept {
+    return core_.table.size() <= (withoutWaiting ? core_.excepted_.load() : 0);
 }
 
 }  // namespace kova::kit::detail

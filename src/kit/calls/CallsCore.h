@@ -1,12 +1,16 @@
 #pragma once
 
+#include <atomic>
 #include <chrono>
+#include <cstddef>
 #include <optional>
+#include <string>
 #include <vector>
 
 #include "calls/CallTable.h"
 #include "calls/Deadlines.h"
 #include "calls/PendingCall.h"
+#include "calls/Threads.h"
 #include "kova/kit/Calls.h"
 
 namespace kova::kit::detail {
@@ -14,9 +18,17 @@ namespace kova::kit::detail {
 /// The implementation of `Calls`.
 class CallsCore {
 public:
-    CallsCore(IKovaApi& service, const CallsOptions& options)
-        : service(service), options(options), deadlines(table, options.clock) {}
+    CallsCore(IKovaApi& service, const CallsOptions& options);
+    /// Calls `closeAndWait` without a limit.
+    ~CallsCore();
+    CallsCore(const CallsCore&) = delete;
+    CallsCore& operator=(const CallsCore&) = delete;
 
+    /// @{
+    /// The functions of `IKovaApi`, as `Calls` describes them.
+    void* actionRequest(const Request& request, PendingCall::ResponseHandler handler);
+    void cancelRequest(void* handle) noexcept;
+    /// @}
     /// Sends a request. Returns the call with a reference of the caller.
     CallReference send(const Request& request, PendingCall::Target&& target,
                        const CallOptions& callOptions);
@@ -30,6 +42,9 @@ public:
     /// Ends all calls as "lost" and waits until they are settled. Returns false if the limit
     /// passed.
     bool stopAndWait(const Error& error, std::chrono::milliseconds limit);
+    /// Rejects new calls and ends all calls as "lost", without waiting. Returns the number of calls
+    /// that this thread is inside of. They cannot settle before it returns.
+    std::size_t stop(const Error& error);
     std::vector<CallInfo> list();
 
     CallTable table;  // first, because its shards begin at cache lines
@@ -37,9 +52,37 @@ public:
     const CallsOptions options;
     Deadlines deadlines;
 
+    /// A guard for a thread that waits until all calls of a closed table are settled. `own` is the
+    /// number of calls that cannot settle before the thread goes on.
+    class Waiting {
+    public:
+        Waiting(CallsCore& core, std::size_t own) noexcept;
+        ~Waiting() { core_.excepted_ -= own_; }
+        Waiting(const Waiting&) = delete;
+        Waiting& operator=(const Waiting&) = delete;
+
+        /// Returns whether some call cannot settle before the thread goes on.
+        bool isInside() const noexcept { return own_ != 0; }
+        /// Returns whether all calls are settled: all, or without those that cannot settle before a
+        /// waiting thread goes on. Two such threads would otherwise wait for each other.
+        bool isOver(bool withoutWaiting) const noexcept;
+
+    private:
+        friend class CallsCore;
+        CallsCore& core_;
+        const std::size_t own_;
+    };
+
 private:
     PendingCall& create(const Request& request, PendingCall::Target&& target,
                         const CallOptions& callOptions, std::optional<Deadlines::TimePoint> now);
+    bool waitUntilSettled(std::size_t own, const WaitLimit& until);
+
+    /// The sum of the calls of waiting threads that cannot settle before these threads go on.
+    std::atomic<std::size_t> excepted_{0};
 };
+
+/// Returns "thread N has waited 1 s for ..." with the calls.
+std::string describeWait(const std::vector<CallInfo>& calls);
 
 }  // namespace kova::kit::detail

@@ -26,7 +26,20 @@ void PendingCall::releaseByService() noexcept {
     if (isStartedBy(thisThread())) {
         goneInStart_ = true;
     } else {
-        release();
+        releaseAwaited();
+    }
+}
+
+// Releases the reference of the service on a thread on which no other step follows.
+void PendingCall::releaseAwaited() noexcept {
+    Word seen = state_.load(std::memory_order_acquire);
+    Word next = 0;
+    do {
+        next = unlinkIfSettled(seen | RELEASED) - REFERENCE;
+    } while (!state_.compare_exchange_weak(seen, next, std::memory_order_acq_rel,
+                                           std::memory_order_acquire));
+    if ((next & REFERENCES) == 0) {
+        destroy();
     }
 }
 

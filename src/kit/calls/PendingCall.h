@@ -65,6 +65,7 @@ public:
         TimePoint deadline = TimePoint::max();
         std::chrono::milliseconds timeout{0};  ///< the time from which the deadline was computed
         bool stream = false;                   ///< the deadline applies only to the first value
+        bool awaitsRelease = false;            ///< settled only when the service has released it
         std::size_t queue = 0;                 ///< maximum number of waiting values
         std::string_view client = {};          ///< copied; valid during `create`
     };
@@ -153,6 +154,7 @@ private:
     void serviceEnd(Response const* error) noexcept;
     void dropped() noexcept;
     void releaseByService() noexcept;
+    void releaseAwaited() noexcept;
 
     // Functions for the right to use the receiver (RUNNING).
     bool enter() noexcept;

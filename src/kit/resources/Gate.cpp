@@ -12,24 +12,6 @@ thread_local Gate::Entry* innermost = nullptr;
 
 }  // namespace
 
-// What a thread that closes a gate waits for.
-struct Gate::Closing {
-    const Gate& gate;
-    std::size_t own;
-
-    // The number of entries that the thread waits for.
-    std::uint64_t others() const noexcept {
-        const std::uint64_t entries = gate.word_.load() & ~CLOSED;
-        const std::uint64_t spared = own == 0 ? 0 : gate.waiting_.load();
-        return entries > spared ? entries - spared : 0;
-    }
-    static bool isOver(void* user) { return static_cast<Closing*>(user)->others() == 0; }
-    static std::string describe(void* user) {
-        return "thread " + std::to_string(thisThread().number) + " has waited 1 s for " +
-               std::to_string(static_cast<Closing*>(user)->others()) + " functions of a resource";
-    }
-};
-
 Gate::Entry::Entry(Gate& gate, bool always) noexcept : gate_(&gate) {
     if ((gate.word_.fetch_add(1) & CLOSED) != 0 && !always) {
         gate.word_.fetch_sub(1);
@@ -57,18 +39,32 @@ bool Gate::close() noexcept {
 }
 
 bool Gate::waitUntilLeft(std::optional<std::chrono::milliseconds> limit) {
-    Closing closing{*this, entriesOfThisThread()};
+    Waiting waiting(*this);
+    const auto isOver = [](void* user) {
+        const Waiting& self = *static_cast<Waiting*>(user);
+        return self.others(self.isInside()) == 0;
+    };
+    const auto describe = [](void* user) {
+        const Waiting& self = *static_cast<Waiting*>(user);
+        return "thread " + std::to_string(thisThread().number) + " has waited 1 s for " +
+               std::to_string(self.others(self.isInside())) + " functions of a resource";
+    };
     const WaitLimit until =
         limit ? WaitLimit(std::chrono::steady_clock::now() + *limit) : std::nullopt;
-    if (closing.own != 0) {
-        waiting_ += closing.own;
+    return waitUntilOver(isOver, describe, &waiting, until);
+}
+
+Gate::Waiting::Waiting(Gate& gate) noexcept : gate_(gate), own_(gate.entriesOfThisThread()) {
+    if (own_ != 0) {
+        gate_.waiting_ += own_;
         wakeWaiting();
     }
-    const bool hasLeft = waitUntilOver(&Closing::isOver, &Closing::describe, &closing, until);
-    if (closing.own != 0) {
-        waiting_ -= closing.own;
-    }
-    return hasLeft;
+}
+
+std::uint64_t Gate::Waiting::others(bool withoutWaiting) const noexcept {
+    const std::uint64_t entries = gate_.word_.load() & ~CLOSED;
+    const std::uint64_t spared = withoutWaiting ? gate_.waiting_.load() : 0;
+    return entries > spared ? entries - spared : 0;
 }
 
 std::size_t Gate::entriesOfThisThread() const noexcept {

@@ -47,12 +47,30 @@ public:
     /// Returns whether the current thread is inside.
     bool isInside() const noexcept { return entriesOfThisThread() != 0; }
 
+    /// A guard for a thread that waits until others have left a closed gate. Its own entries count
+    /// as entries of a thread that waits.
+    class Waiting {
+    public:
+        explicit Waiting(Gate& gate) noexcept;
+        ~Waiting() { gate_.waiting_ -= own_; }
+        Waiting(const Waiting&) = delete;
+        Waiting& operator=(const Waiting&) = delete;
+
+        /// Returns whether the thread is inside.
+        bool isInside() const noexcept { return own_ != 0; }
+        /// Returns the number of entries that the thread waits for: all, or without those of
+        /// threads that are inside and wait.
+        std::uint64_t others(bool withoutWaiting) const noexcept;
+
+    private:
+        Gate& gate_;
+        const std::size_t own_;
+    };
+
 private:
     static constexpr std::uint64_t CLOSED = std::uint64_t{1} << 63U;
 
     std::size_t entriesOfThisThread() const noexcept;
-
-    struct Closing;
 
     std::atomic<std::uint64_t> word_{0};
     /// The entries of the threads that are inside and wait.

@@ -1,16 +1,19 @@
 #include "kova/kit/Service.h"
 
 #include <algorithm>
+#include <deque>
 #include <map>
 #include <optional>
 #include <stdexcept>
 #include <string_view>
 #include <utility>
 
+#include "calls/CallsCore.h"
 #include "calls/Threads.h"
 #include "inspection/InspectionState.h"
 #include "kova/core/StaticComposedKovaService.h"
 #include "kova/core/StaticComposedKovaServiceImpl.h"
+#include "kova/core/StatusCodes.h"
 #include "osal/Alarm.h"
 #include "resources/HandlerState.h"
 #include "resources/MountState.h"
@@ -59,7 +62,7 @@ struct ServiceParts {
     std::shared_ptr<InspectionState> inspection;
     // In this order, because the calls use the service until they are destroyed.
     std::unique_ptr<StaticComposedKovaService> service;
-    std::unique_ptr<Calls> calls;
+    std::unique_ptr<CallsCore> calls;
 };
 
 }  // namespace detail
@@ -112,6 +115,56 @@ MountEntry& addMount(detail::ServiceParts& parts, const std::string& path) {
     return added.first->second;
 }
 
+// The wait of a thread that stops a service until no function of it runs: no call, and no job. If
+// the thread is inside one of them, it does not wait for others that are inside and wait, too.
+class Stopping {
+public:
+    // `ownCalls` is the number of calls that the thread is inside of.
+    Stopping(detail::ServiceParts& parts, std::size_t ownCalls)
+        : parts_(parts), calls_(*parts.calls, ownCalls), isInside_(calls_.isInside()) {
+        for (const auto& mount : parts_.mounts) {
+            jobs_.emplace_back(mount.second.state->gate());
+            isInside_ = isInside_ || jobs_.back().isInside();
+        }
+    }
+
+    // Returns the calls and jobs that still run at the limit.
+    std::vector<CallInfo> wait(const detail::WaitLimit& until) {
+        return detail::waitUntilOver(isOver, describe, this, until) ? std::vector<CallInfo>()
+                                                                    : running();
+    }
+
+private:
+    static bool isOver(void* user) {
+        const Stopping& self = *static_cast<Stopping*>(user);
+        return self.calls_.isOver(self.isInside_) &&
+               std::all_of(self.jobs_.begin(), self.jobs_.end(),
+                           [&](const auto& jobs) { return jobs.others(self.isInside_) == 0; });
+    }
+    static std::string describe(void* user) {
+        return detail::describeWait(static_cast<Stopping*>(user)->running());
+    }
+    std::vector<CallInfo> running() const {
+        std::vector<CallInfo> out;
+        if (!calls_.isOver(isInside_)) {
+            out = parts_.calls->list();
+        }
+        auto jobs = jobs_.begin();
+        for (const auto& mount : parts_.mounts) {
+            if ((jobs++)->others(isInside_) != 0) {
+                const std::vector<CallInfo> infos = mount.second.state->jobs();
+                out.insert(out.end(), infos.begin(), infos.end());
+            }
+        }
+        return out;
+    }
+
+    detail::ServiceParts& parts_;
+    const detail::CallsCore::Waiting calls_;
+    std::deque<detail::Gate::Waiting> jobs_;  // in the order of the mounts
+    bool isInside_;
+};
+
 std::vector<std::string> pathsOf(const detail::ServiceParts& parts) {
     std::vector<std::string> paths;
     for (const auto& mount : parts.mounts) {
@@ -163,29 +216,19 @@ void Service::cancelRequest(void* handle) {
 }
 
 std::vector<CallInfo> Service::stop(std::chrono::milliseconds limit) {
-    const auto begin = std::chrono::steady_clock::now();
+    detail::WaitLimit until;
+    if (limit < osal::Alarm::LONGEST) {
+        until = std::chrono::steady_clock::now() + limit;
+    }
     for (const auto& mount : parts_->mounts) {
         mount.second.state->gate().close();
     }
-    std::vector<CallInfo> stuck = parts_->calls->stop(STOPPED, limit);
-    for (const auto& mount : parts_->mounts) {
-        detail::MountState& state = *mount.second.state;
-        std::optional<std::chrono::milliseconds> left;
-        if (limit < osal::Alarm::LONGEST) {
-            left = std::max(std::chrono::milliseconds(0),
-                            limit - std::chrono::duration_cast<std::chrono::milliseconds>(
-                                        std::chrono::steady_clock::now() - begin));
-        }
-        if (!state.gate().waitUntilLeft(left)) {
-            const std::vector<CallInfo> jobs = state.jobs();
-            stuck.insert(stuck.end(), jobs.begin(), jobs.end());
-        }
-    }
-    return stuck;
+    const std::size_t own = parts_->calls->stop({statuscodes::SERVICE_UNAVAILABLE, STOPPED});
+    return Stopping(*parts_, own).wait(until);
 }
 
 std::vector<CallInfo> Service::pending() const {
-    std::vector<CallInfo> result = parts_->calls->pending();
+    std::vector<CallInfo> result = parts_->calls->list();
     for (const auto& mount : parts_->mounts) {
         const std::vector<CallInfo> jobs = mount.second.state->jobs();
         result.insert(result.end(), jobs.begin(), jobs.end());
@@ -269,6 +312,7 @@ std::unique_ptr<Service> ServiceBuilder::build() {
         parts->mounts["/"].served = root;
     }
     CallsOptions options;
+    options.awaitsRelease = true;  // a mount releases the handler of each request that has ended
     if (parts->inspection) {
         parts->mounts[detail::InspectionState::MOUNT].served = parts->inspection;
         options.keepsClientId = true;
@@ -279,7 +323,7 @@ std::unique_ptr<Service> ServiceBuilder::build() {
         handlers[mount.first] = mount.second.makeHandler();
     }
     parts->service = std::make_unique<StaticComposedKovaService>(std::move(handlers));
-    parts->calls = std::make_unique<Calls>(*parts->service, options);
+    parts->calls = std::make_unique<detail::CallsCore>(*parts->service, options);
     const std::shared_ptr<detail::InspectionState> inspection = parts->inspection;
     auto service = std::make_unique<Service>(std::move(parts));
     if (inspection) {

@@ -88,16 +88,14 @@ enum class ArgumentKind : unsigned char { none, unsignedInteger, signedInteger, 
 
 template <typename T>
 constexpr ArgumentKind argumentKind() noexcept {
-    if constexpr (std::is_same_v<T, bool>) {
+    if constexpr (std::is_same_v<T, std::string> || std::is_same_v<T, std::string_view>) {
+        return ArgumentKind::text;
+    } else if constexpr (!std::is_integral_v<T> || std::is_same_v<T, bool>) {
         return ArgumentKind::none;
     } else if constexpr (std::is_unsigned_v<T>) {
         return ArgumentKind::unsignedInteger;
-    } else if constexpr (std::is_integral_v<T>) {
-        return ArgumentKind::signedInteger;
-    } else if constexpr (std::is_same_v<T, std::string> || std::is_same_v<T, std::string_view>) {
-        return ArgumentKind::text;
     } else {
-        return ArgumentKind::none;
+        return ArgumentKind::signedInteger;
     }
 }
 

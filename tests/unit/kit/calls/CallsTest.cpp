@@ -16,6 +16,7 @@
 #include "kova/testing/Recording.h"
 #include "support/HeldService.h"
 #include "support/Traces.h"
+#include "support/Watchdog.h"
 
 namespace kova::kit {
 namespace {
@@ -398,6 +399,37 @@ TEST_F(CallsTest, LongCloseIsTracedWithWhatItWaitsFor) {
                                    " ms, in the service on thread ", "; retrieve '/state', "}) {
         EXPECT_NE(seen[0].text.find(part), std::string::npos) << seen[0].text;
     }
+}
+
+TEST_F(CallsTest, TwoServiceThreadsCanStopTheCallsTheyServe) {
+    const test::Watchdog watchdog("two threads stop the calls that they serve");
+    service.onRequest = [&](std::size_t number) {
+        service.waitForRequests(2);
+        EXPECT_TRUE(calls.stop("over", 1min).empty()) << number;
+    };
+    std::thread first([&] { send(); });
+    std::thread second([&] { send(); });
+    first.join();
+    second.join();
+    EXPECT_TRUE(calls.stop("over", 1min).empty());
+    EXPECT_EQ(recording.events(), (Events{"error 503 over", "error 503 over"}));
+}
+
+TEST_F(CallsTest, StopDoesNotWaitForTheResponseHandlersOfTheService) {
+    send();
+    EXPECT_TRUE(calls.stop("over", 1min).empty());
+}
+
+TEST_F(CallsTest, OptionMakesStopWaitForTheResponseHandlersOfTheService) {
+    CallsOptions options;
+    options.awaitsRelease = true;
+    Calls waiting(service, options);
+    waiting.actionRequest(REQUEST, recording.handler());
+    EXPECT_EQ(waiting.stop("over", 1ms).size(), 1U);
+    EXPECT_EQ(recording.events(), (Events{"error 503 over"}));
+    std::thread releasing([&] { service.take(1).reset(); });
+    EXPECT_TRUE(waiting.stop("over", 1min).empty());
+    releasing.join();
 }
 
 TEST_F(CallsTest, CanBeDestroyedInsideACallback) {

@@ -17,6 +17,8 @@
 #include "kova/kit/Resource.h"
 #include "kova/testing/Recording.h"
 #include "support/Reports.h"
+#include "tracing/Channel.h"
+#include "tracing/SharedChannelMap.h"
 
 namespace kova::kit {
 namespace {
@@ -274,6 +276,40 @@ TEST_F(ServiceTest, StopInsideAFunctionDoesNotWaitForTheFunction) {
     const Recording recording = record();
     service->actionRequest(Request("retrieve", "/state"), recording.handler());
     EXPECT_EQ(recording.waitFor(1), (Events{"error 503 the service stops"}));
+}
+
+// A trace sink holds the answering thread inside the service, before the answer leaves it.
+TEST_F(ServiceTest, StopWaitsForAThreadThatAnswersACancelledRequest) {
+    std::optional<Reply<int>> kept;
+    state.on(command::retrieve, "",
+             [&](const Ask&, Reply<int> reply) { kept.emplace(std::move(reply)); });
+    service = builder.mount("/state", state).build();
+    const Recording recording = record();
+    void* const handle =
+        service->actionRequest(Request("retrieve", "/state"), recording.handler());
+
+    std::promise<void> inside;
+    std::promise<void> goOn;
+    const tracing::Sink former = tracing::setSink([&](const tracing::Message& message) {
+        if (std::string(message.text).find("[requestDone] handle") == 0) {
+            inside.set_value();
+            goOn.get_future().wait();
+        }
+    });
+    auto& channels = tracing::SharedChannelMap::instance();
+    channels.setLevel("KOVA_SERVICE_COMPOSED_STATIC", 2);
+    std::thread answering([&] { kept->value(1); });
+    inside.get_future().wait();
+    channels.setLevel("KOVA_SERVICE_COMPOSED_STATIC", tracing::Channel::SILENT);
+
+    service->cancelRequest(handle);
+    EXPECT_EQ(service->stop(1ms).size(), 1U);
+    goOn.set_value();
+    EXPECT_TRUE(service->stop(1min).empty());
+    service.reset();
+    answering.join();
+    tracing::setSink(former);
+    EXPECT_EQ(recording.events(), (Events{"value 200 1"}));
 }
 
 // --- Jobs ----------------------------------------------------------------------------------------
