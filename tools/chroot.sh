@@ -42,6 +42,10 @@ fresh_debian() {
     mount -t proc proc "$system/proc"
     mount -t devpts -o ptmxmode=666,newinstance devpts "$system/dev/pts"
     mkdir "$system/shared"
+    # Certificates that this machine trusts besides Debian's, for example of a proxy. The package
+    # ca-certificates of the fresh system adds them when it is installed.
+    local own=/usr/local/share/ca-certificates
+    [ ! -d $own ] || cp -a $own "$system/usr/local/share/"
 }
 
 # inside COMMAND: runs a shell command line in the fresh system.
