@@ -79,6 +79,9 @@ void PendingCall::drain() noexcept {
     // this thread delivers others may not be. Therefore only an end that was stored before them is
     // delivered next.
     const bool ended = (seen & END_STORED) != 0;
+    if (ended && !end_) {
+        end_.emplace(End::Kind::lost, *lossReason_);
+    }
     if (!ended || end_->kind() != End::Kind::cancelled) {
         deliverQueued();
     }

@@ -61,9 +61,7 @@ Result<Response> Calls::ask(const Request& request, const AskOptions& options) {
 }
 
 void Calls::lose(const std::string& reason) {
-    for (const CallReference& call : core_->table.collectAll()) {
-        call->end(End::Kind::lost, {statuscodes::SERVICE_UNAVAILABLE, reason});
-    }
+    core_->lose({statuscodes::SERVICE_UNAVAILABLE, reason});
 }
 
 std::vector<CallInfo> Calls::stop(const std::string& reason, std::chrono::milliseconds limit) {

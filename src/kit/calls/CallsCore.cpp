@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "calls/KitThread.h"
 #include "calls/Threads.h"
 #include "kova/core/headers.h"
 #include "util/config/Value.h"
@@ -32,6 +33,14 @@ CallInfo describe(const PendingCall& call) {
         info.phase = CallInfo::Phase::cancelling;
     }
     return info;
+}
+
+// Returns all calls in the order of their addresses, in which memory and the tables of services are
+// read fastest. This halves the time of a stop with 100 000 calls.
+std::vector<CallReference> collectInOrder(CallTable& table) {
+    std::vector<CallReference> calls = table.collectAll();
+    std::sort(calls.begin(), calls.end());
+    return calls;
 }
 
 std::string clientOf(const Request& request) {
@@ -108,7 +117,7 @@ bool CallsCore::closeAndWait(bool limited, std::chrono::milliseconds limit) {
     const WaitLimit until =
         limited ? WaitLimit(std::chrono::steady_clock::now() + limit) : std::nullopt;
     table.close();
-    std::vector<CallReference> calls = table.collectAll();
+    const std::vector<CallReference> calls = collectInOrder(table);
     for (const CallReference& call : calls) {
         call->silence();
     }
@@ -136,17 +145,21 @@ bool CallsCore::stopAndWait(const Error& error, std::chrono::milliseconds limit)
 
 std::size_t CallsCore::stop(const Error& error) {
     table.close();
-    std::vector<CallReference> calls = table.collectAll();
-    // In the order of their addresses, which is the order in which memory and the tables of services
-    // are read fastest. This halves the time of a stop with 100 000 calls.
-    std::sort(calls.begin(), calls.end());
-    for (const CallReference& call : calls) {
-        call->end(End::Kind::lost, error);
-    }
+    const std::vector<CallReference> calls = lose(error);
     const auto own = std::count_if(calls.begin(), calls.end(), [](const CallReference& call) {
         return thisThread().isInside(*call);
     });
     return static_cast<std::size_t>(own);
+}
+
+std::vector<CallReference> CallsCore::lose(const Error& error) {
+    std::vector<CallReference> calls = collectInOrder(table);
+    const auto reason = std::make_shared<const Error>(error);
+    KitBatch batch;
+    for (const CallReference& call : calls) {
+        call->lose(reason, batch);
+    }
+    return calls;
 }
 
 std::vector<CallInfo> CallsCore::list() {

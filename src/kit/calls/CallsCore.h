@@ -45,6 +45,8 @@ public:
     /// Rejects new calls and ends all calls as "lost", without waiting. Returns the number of calls
     /// that this thread is inside of. They cannot settle before it returns.
     std::size_t stop(const Error& error);
+    /// Ends all calls as "lost", without waiting. Returns them.
+    std::vector<CallReference> lose(const Error& error);
     std::vector<CallInfo> list();
 
     CallTable table;  // first, because its shards begin at cache lines

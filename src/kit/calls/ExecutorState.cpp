@@ -49,6 +49,13 @@ void ExecutorState::post(Task& task) noexcept {
     kitThread().post(task);
 }
 
+void ExecutorState::post(TaskList& tasks, std::size_t count) noexcept {
+    const std::lock_guard<std::mutex> guard(mutex_);
+    tasks_.append(tasks);
+    queued_ += count;
+    wake();
+}
+
 bool ExecutorState::tryPost(Task& task) noexcept {
     // If a service posts a task during `actionRequest`, this executor serves the request.
     thisThread().servedBy = this;
@@ -80,7 +87,21 @@ Task* ExecutorState::popLocked() noexcept {
     return &tasks_.pop();
 }
 
+void ExecutorState::popAllLocked(TaskList& tasks) noexcept {
+    tasks.append(tasks_);
+    queued_ = 0;
+}
+
 void ExecutorState::run(Task& task) noexcept {
+    runUncounted(task);
+    const std::lock_guard<std::mutex> guard(mutex_);
+    --running_;
+    if (stopping_) {
+        wake();
+    }
+}
+
+void ExecutorState::runUncounted(Task& task) noexcept {
     ThreadRecord& thread = thisThread();
     ExecutorState* const outer = thread.executor;
     thread.executor = this;
@@ -90,11 +111,6 @@ void ExecutorState::run(Task& task) noexcept {
     }
     thread.executor = outer;
     task.done();
-    const std::lock_guard<std::mutex> guard(mutex_);
-    --running_;
-    if (stopping_) {
-        wake();
-    }
 }
 
 void ExecutorState::endCalls() noexcept {

@@ -47,6 +47,9 @@ public:
     void release(Reservation& place) noexcept;
     /// Queues a task of a call that has reserved a place. Does not wait for the task.
     void post(Task& task) noexcept;
+    /// Does the same with all tasks of a list, which is then empty. `count` is their number. Only
+    /// for an executor with one thread that never stops.
+    void post(TaskList& tasks, std::size_t count) noexcept;
     /// Queues a task and reserves a place for it, which `giveBackPlace` releases. Returns false if
     /// the executor is full or stops.
     bool tryPost(Task& task) noexcept;
@@ -64,8 +67,12 @@ protected:
     Task* popLocked() noexcept;
     /// Returns the number of queued tasks. The lock must be held.
     std::size_t queuedLocked() const noexcept { return queued_; }
+    /// Removes all tasks and appends them to the list. The lock must be held. For an executor with
+    /// one thread that never stops, which runs them with `runUncounted`.
+    void popAllLocked(TaskList& tasks) noexcept;
     /// Runs a task on the current thread.
     void run(Task& task) noexcept;
+    void runUncounted(Task& task) noexcept;
     /// Rejects new places and ends the calls that have reserved one.
     void endCalls() noexcept;
     /// Passes the queued tasks and all later tasks to the thread of the kit.

@@ -25,16 +25,16 @@ protected:
 private:
     [[noreturn]] void work() noexcept {
         prctl(PR_SET_NAME, "kova-kit");
-        std::unique_lock<std::mutex> lock(mutex_);
         for (;;) {
-            Task* const task = popLocked();
-            if (task == nullptr) {
-                queued_.wait(lock);
-                continue;
+            TaskList tasks;
+            {
+                std::unique_lock<std::mutex> lock(mutex_);
+                queued_.wait(lock, [this] { return queuedLocked() != 0; });
+                popAllLocked(tasks);
             }
-            lock.unlock();
-            run(*task);
-            lock.lock();
+            while (!tasks.empty()) {
+                runUncounted(tasks.pop());
+            }
         }
     }
 
@@ -47,6 +47,13 @@ ExecutorState& kitThread() {
     // Never destroyed: the thread runs until the process ends.
     static KitThread& instance = *new KitThread;
     return instance;
+}
+
+void KitBatch::post() noexcept {
+    if (count_ != 0) {
+        kitThread().post(tasks_, count_);
+        count_ = 0;
+    }
 }
 
 }  // namespace kova::kit::detail

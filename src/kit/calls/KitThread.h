@@ -1,6 +1,9 @@
 #pragma once
 
+#include <cstddef>
+
 #include "calls/ExecutorState.h"
+#include "calls/Task.h"
 
 namespace kova::kit::detail {
 
@@ -8,5 +11,31 @@ namespace kova::kit::detail {
 /// the process. It delivers the ends of inline calls that are not caused by an event of the
 /// service, and cancels the requests of such calls.
 ExecutorState& kitThread();
+
+/// Tasks for the kit's thread. They are posted together, so that the thread that makes them and the
+/// kit's thread rarely wait for each other.
+class KitBatch {
+public:
+    KitBatch() = default;
+    ~KitBatch() { post(); }
+    KitBatch(const KitBatch&) = delete;
+    KitBatch& operator=(const KitBatch&) = delete;
+
+    /// Adds a task, and posts the tasks if there are enough of them.
+    void add(Task& task) noexcept {
+        tasks_.push(task);
+        if (++count_ == SIZE) {
+            post();
+        }
+    }
+
+private:
+    static constexpr std::size_t SIZE = 256;
+
+    void post() noexcept;
+
+    TaskList tasks_;
+    std::size_t count_ = 0;
+};
 
 }  // namespace kova::kit::detail

@@ -73,13 +73,14 @@ bool PendingCall::needsCancellation(Word seen) const noexcept {
     return (seen & RETURNED) != 0 && serviceHandle_ != nullptr;
 }
 
-bool PendingCall::end(End::Kind kind, const Error& error) noexcept {
-    const bool byKit = kind != End::Kind::cancelled;
+// Decides the end, unless that has happened. Returns the new state, or nothing. If the request must
+// be cancelled, the caller does so, with a reference if the kit's thread does it for the caller.
+std::optional<Word> PendingCall::decideEnd(bool byKit) noexcept {
     Word seen = state_.load(std::memory_order_acquire);
     Word next = 0;
     do {
         if ((seen & ENDED) != 0) {
-            return false;
+            return std::nullopt;
         }
         next = seen | ENDED;
         if (needsCancellation(seen)) {
@@ -87,9 +88,18 @@ bool PendingCall::end(End::Kind kind, const Error& error) noexcept {
         }
     } while (!state_.compare_exchange_weak(seen, next, std::memory_order_acq_rel,
                                            std::memory_order_acquire));
+    return next;
+}
+
+bool PendingCall::end(End::Kind kind, const Error& error) noexcept {
+    const bool byKit = kind != End::Kind::cancelled;
+    const std::optional<Word> decided = decideEnd(byKit);
+    if (!decided) {
+        return false;
+    }
     storeEnd(End(kind, error));
     schedule();
-    if ((next & CANCELLING) != 0) {
+    if ((*decided & CANCELLING) != 0) {
         if (byKit) {
             kitThread().post(static_cast<CancellationTask&>(*this));
         } else {
@@ -97,6 +107,23 @@ bool PendingCall::end(End::Kind kind, const Error& error) noexcept {
         }
     }
     return true;
+}
+
+void PendingCall::lose(const std::shared_ptr<const Error>& reason, KitBatch& batch) noexcept {
+    const std::optional<Word> decided = decideEnd(true);
+    if (!decided) {
+        return;
+    }
+    const bool cancels = (*decided & CANCELLING) != 0;
+    lossReason_ = reason;
+    deliversLoss_ = cancels && isInline();
+    state_.fetch_or(END_STORED | WORK, std::memory_order_acq_rel);
+    if (!cancels || !isInline()) {
+        schedule();
+    }
+    if (cancels) {
+        batch.add(static_cast<CancellationTask&>(*this));
+    }
 }
 
 void PendingCall::dropped() noexcept {
@@ -180,7 +207,11 @@ void PendingCall::cancelAtService() noexcept {
 }
 
 void CancellationTask::run() noexcept {
-    static_cast<PendingCall&>(*this).cancelAtService();
+    auto& call = static_cast<PendingCall&>(*this);
+    if (call.deliversLoss_ && call.enter()) {
+        call.leave();
+    }
+    call.cancelAtService();
 }
 
 void CancellationTask::done() noexcept {
@@ -188,7 +219,9 @@ void CancellationTask::done() noexcept {
 }
 
 std::string CancellationTask::label() const {
-    return "cancellation of " + static_cast<const PendingCall&>(*this).describe();
+    const auto& call = static_cast<const PendingCall&>(*this);
+    const bool delivers = call.deliversLoss_ && (call.peek() & FINISHED) == 0;
+    return (delivers ? "callback of " : "cancellation of ") + call.describe();
 }
 
 void PendingCall::advance(Word clear) noexcept {

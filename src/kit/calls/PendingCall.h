@@ -20,6 +20,7 @@ namespace kova::kit::detail {
 
 class CallTable;
 class Deadlines;
+class KitBatch;
 class PendingCall;
 struct ThreadRecord;
 
@@ -31,7 +32,8 @@ public:
     std::string label() const final;
 };
 
-/// The cancellation of a request at the service, as a task of the kit's thread.
+/// The cancellation of a request at the service, as a task of the kit's thread. Before that, the
+/// task delivers the end of an inline call that is one of many lost ones.
 class CancellationTask : public Task {
 public:
     void run() noexcept final;
@@ -88,6 +90,9 @@ public:
     /// a thread of the executor. A cancellation reaches the service on this thread, all other ends
     /// on the thread of the kit. Returns false if the call has already ended.
     bool end(End::Kind kind, const Error& error) noexcept;
+    /// Does the same as `end` with the kind "lost", for one of many calls that end at once. The end
+    /// is created when it is delivered.
+    void lose(const std::shared_ptr<const Error>& reason, KitBatch& batch) noexcept;
     /// Silences the call: no further callback begins. Cancels the request. Does not wait.
     void silence() noexcept;
 
@@ -171,6 +176,7 @@ private:
 
     // Steps of the state.
     bool claim() noexcept;
+    std::optional<state::Word> decideEnd(bool byKit) noexcept;
     void storeEnd(End&& end) noexcept;
     void schedule() noexcept;
     void deliverStoredWork() noexcept;
@@ -219,8 +225,12 @@ private:
     bool removed_ = false;
     /// Whether the receiver is destroyed. Used only by the thread that has set RUNNING.
     bool finished_ = false;
-    /// Written by the thread that decides the end, before END_STORED is set.
+    /// Written by the thread that decides the end, before END_STORED is set. With a reason, the
+    /// end is "lost", and the thread that delivers it creates it.
     std::optional<End> end_;
+    std::shared_ptr<const Error> lossReason_;
+    /// Whether the cancellation task delivers the end. Written like `end_`.
+    bool deliversLoss_ = false;
     /// The end that is caused by a value that the receiver cannot use. It replaces a stored end.
     std::optional<End> failure_;
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <string>
+#include <utility>
 
 namespace kova::kit::detail {
 
@@ -45,6 +46,14 @@ public:
             end_ = &first_;
         }
         return task;
+    }
+    /// Moves the tasks of another list behind the tasks of this one.
+    void append(TaskList& other) noexcept {
+        if (!other.empty()) {
+            *end_ = other.first_;
+            end_ = std::exchange(other.end_, &other.first_);
+            other.first_ = nullptr;
+        }
     }
 
     TaskList() = default;

@@ -415,6 +415,30 @@ TEST_F(CallsTest, TwoServiceThreadsCanStopTheCallsTheyServe) {
     EXPECT_EQ(recording.events(), (Events{"error 503 over", "error 503 over"}));
 }
 
+// The kit's thread gets the ends and the cancellations in batches.
+TEST_F(CallsTest, StopEndsEachOfManyCallsOnceAndCancelsItAfterwards) {
+    constexpr std::size_t CALLS = 700;
+    std::vector<std::size_t> ends(CALLS + 1);
+    std::vector<std::size_t> endsAtCancellation;
+    std::set<std::thread::id> threads;
+    service.onCancel = [&](std::size_t number) { endsAtCancellation.push_back(ends[number]); };
+    std::vector<Recording> recordings;
+    for (std::size_t number = 1; number <= CALLS; ++number) {
+        recordings.push_back(record());
+        recordings.back().onEvent([&, number](const std::string&) {
+            ++ends[number];
+            threads.insert(std::this_thread::get_id());
+        });
+        calls.actionRequest(REQUEST, recordings.back().handler());
+    }
+    EXPECT_TRUE(calls.stop("over", 1min).empty());
+    EXPECT_EQ(std::vector<std::size_t>(ends.begin() + 1, ends.end()),
+              std::vector<std::size_t>(CALLS, 1));
+    EXPECT_EQ(endsAtCancellation, std::vector<std::size_t>(CALLS, 1));
+    EXPECT_EQ(threads.size(), 1U);
+    EXPECT_EQ(threads.count(std::this_thread::get_id()), 0U);
+}
+
 TEST_F(CallsTest, StopDoesNotWaitForTheResponseHandlersOfTheService) {
     send();
     EXPECT_TRUE(calls.stop("over", 1min).empty());
