@@ -51,11 +51,29 @@ void* ExchangeTable::add(const std::shared_ptr<Exchange>& exchange) {
 void ExchangeTable::remove(const Exchange& exchange) noexcept {
     std::shared_ptr<Exchange> last;  // destroyed without the lock
     const std::lock_guard<std::mutex> guard(mutex_);
-    const auto found = exchanges_.find(exchange.handle_);
-    if (found != exchanges_.end()) {
-        last = std::move(found->second);
-        exchanges_.erase(found);
+    last = takeLocked(exchange.handle_);
+}
+
+void ExchangeTable::cancel(void* handle) noexcept {
+    std::shared_ptr<Exchange> exchange;
+    {
+        const std::lock_guard<std::mutex> guard(mutex_);
+        exchange = takeLocked(reinterpret_cast<std::uintptr_t>(handle));
     }
+    if (exchange) {
+        exchange->cancel(false);
+    }
+}
+
+// Removes and returns the request with the handle, or null. The lock must be held.
+std::shared_ptr<Exchange> ExchangeTable::takeLocked(std::uintptr_t handle) noexcept {
+    const auto found = exchanges_.find(handle);
+    if (found == exchanges_.end()) {
+        return nullptr;
+    }
+    std::shared_ptr<Exchange> exchange = std::move(found->second);
+    exchanges_.erase(found);
+    return exchange;
 }
 
 std::shared_ptr<Exchange> ExchangeTable::find(void* handle) const {
@@ -161,16 +179,18 @@ bool Exchange::afterValue(bool isLast, bool hasEnough) noexcept {
 bool Exchange::end(Response const* error) noexcept {
     const std::shared_ptr<Exchange> self = shared_from_this();
     ResponseHandler handler;
+    SenderFunctions functions;
     {
         const std::lock_guard<std::mutex> guard(mutex_);
         if (isOver_) {
             return false;
         }
         handler = endLocked(error);
+        functions = takeFunctionsLocked();
     }
     sendEnd(std::move(handler), error);
     leaveTable();
-    tellSender();
+    functions.call();
     return true;
 }
 
@@ -187,9 +207,10 @@ ResponseHandler Exchange::endLocked(Response const* error) noexcept {
     return nullptr;
 }
 
-void Exchange::cancel() noexcept {
+void Exchange::cancel(bool isInTable) noexcept {
     const std::shared_ptr<Exchange> self = shared_from_this();
     ResponseHandler handler;
+    SenderFunctions functions;
     {
         const std::lock_guard<std::mutex> guard(mutex_);
         if (isOver_) {
@@ -199,15 +220,19 @@ void Exchange::cancel() noexcept {
         if (!isSending_) {
             handler = std::move(handler_);
         }
+        functions = takeFunctionsLocked();
     }
     handler.reset();
-    leaveTable();
-    tellSender();
+    if (isInTable) {
+        leaveTable();
+    }
+    functions.call();
 }
 
 bool Exchange::abort(const Response& error) noexcept {
     const std::shared_ptr<Exchange> self = shared_from_this();
     ResponseHandler handler;
+    SenderFunctions functions;
     {
         const std::lock_guard<std::mutex> guard(mutex_);
         if (isOver_) {
@@ -215,10 +240,11 @@ bool Exchange::abort(const Response& error) noexcept {
         }
         isStopped_ = true;
         handler = endLocked(&error);
+        functions = takeFunctionsLocked();
     }
     sendEnd(std::move(handler), &error);
     leaveTable();
-    tellSender();
+    functions.call();
     return true;
 }
 
@@ -247,15 +273,19 @@ void Exchange::leaveTable() noexcept {
 
 // Releases the functions of a request that has ended, and calls them if it was stopped.
 void Exchange::tellSender() noexcept {
-    Function onStop;
-    Function onCancel;
-    bool isStopped = false;
+    SenderFunctions functions;
     {
         const std::lock_guard<std::mutex> guard(mutex_);
-        onStop.swap(onStop_);
-        onCancel.swap(onCancel_);
-        isStopped = isStopped_;
+        functions = takeFunctionsLocked();
     }
+    functions.call();
+}
+
+Exchange::SenderFunctions Exchange::takeFunctionsLocked() noexcept {
+    return {std::exchange(onStop_, nullptr), std::exchange(onCancel_, nullptr), isStopped_};
+}
+
+void Exchange::SenderFunctions::call() const noexcept {
     for (Function const* const function : {&onStop, &onCancel}) {
         if (isStopped && *function) {
             (*function)();

@@ -32,6 +32,8 @@ public:
     void* add(const std::shared_ptr<Exchange>& exchange);
     /// Removes the request that has ended.
     void remove(const Exchange& exchange) noexcept;
+    /// Removes and cancels the request with the handle, if it is there.
+    void cancel(void* handle) noexcept;
     /// Returns the request with the handle, or null.
     std::shared_ptr<Exchange> find(void* handle) const;
     /// Returns all requests.
@@ -39,6 +41,8 @@ public:
     std::size_t size() const;
 
 private:
+    std::shared_ptr<Exchange> takeLocked(std::uintptr_t handle) noexcept;
+
     mutable std::mutex mutex_;
     std::unordered_map<std::uintptr_t, std::shared_ptr<Exchange>> exchanges_;
 };
@@ -73,7 +77,7 @@ public:
     bool fail(const Response& error) noexcept { return end(&error); }
     /// @}
     /// Ends the request without an event, because its client has cancelled it.
-    void cancel() noexcept;
+    void cancel() noexcept { cancel(true); }
     /// Ends the request with an error, and calls the function of the sender as `cancel` does.
     bool abort(const Response& error) noexcept;
 
@@ -114,6 +118,14 @@ private:
     friend class ExchangeTable;
 
     using Function = std::function<void()>;
+    /// The functions of a request that has ended. They are called if it was stopped.
+    struct SenderFunctions {
+        Function onStop;
+        Function onCancel;
+        bool isStopped = false;
+
+        void call() const noexcept;
+    };
 
     bool isServedHere() const noexcept;
     bool send(const Response& value, bool isLast) noexcept;
@@ -121,6 +133,8 @@ private:
     void set(Function& member, Function function);
     bool end(Response const* error) noexcept;
     ResponseHandler endLocked(Response const* error) noexcept;
+    SenderFunctions takeFunctionsLocked() noexcept;
+    void cancel(bool isInTable) noexcept;
     void leaveTable() noexcept;
     void tellSender() noexcept;
 

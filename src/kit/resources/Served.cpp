@@ -89,9 +89,7 @@ void* Served::actionRequest(const Request& request, ResponseHandler handler,
 
 void Served::cancelRequest(void* handle) noexcept {
     const Gate::Entry entry(gate_, true);
-    if (const std::shared_ptr<Exchange> exchange = table_->find(handle)) {
-        exchange->cancel();
-    }
+    table_->cancel(handle);
 }
 
 std::string Served::hintFor(std::string_view /*path*/) const {

@@ -159,6 +159,19 @@ TEST_F(ExchangeTest, CancellationDuringAValueMayReleaseTheLastOwner) {
     EXPECT_EQ(table->size(), 0U);
 }
 
+TEST_F(ExchangeTest, CancellationByHandleRemovesTheRequestFirst) {
+    const auto exchange = makeProbed();
+    void* const handle = table->add(exchange);
+    std::size_t left = 1;
+    exchange->onCancel([&] { left = table->size(); });
+    table->cancel(handle);
+    EXPECT_EQ(left, 0U);
+    EXPECT_EQ(seen.ends, 0);
+    EXPECT_EQ(seen.living, 0);
+    table->cancel(handle);
+    EXPECT_FALSE(exchange->isOpen());
+}
+
 TEST_F(ExchangeTest, EndMayReleaseTheLastOwner) {
     auto exchange = makeProbed();
     table->add(exchange);
