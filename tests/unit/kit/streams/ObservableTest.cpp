@@ -214,6 +214,7 @@ struct SchemaOf<Counted> : SchemaOf<int> {};
 namespace {
 
 TEST(Observable, ValueIsEncodedOnceForAllWatchersOfAFormat) {
+    Counted::writes = 0;
     Observable<Counted> counted;
     const Watch watch(counted);
     std::vector<std::shared_ptr<Answers>> all;
