@@ -100,7 +100,7 @@ std::size_t ExchangeTable::size() const {
 // --- Exchange ------------------------------------------------------------------------------------
 
 Exchange::~Exchange() {
-    if (!isOver_) {
+    if (isOpen()) {
         const Response error = unanswered();
         sendEnd(std::move(handler_), &error);
     }
@@ -135,31 +135,37 @@ void Exchange::abandon() noexcept {
     }
 }
 
-bool Exchange::send(const Response& value, bool isLast) noexcept {
+bool Exchange::next(const Response& value) noexcept {
     const std::shared_ptr<Exchange> self = shared_from_this();
-    {
-        const std::lock_guard<std::mutex> guard(mutex_);
-        if (isOver_ || isSending_) {
-            return false;
-        }
-        isSending_ = true;
+    return send(value, false);
+}
+
+bool Exchange::last(const Response& value) noexcept {
+    const std::shared_ptr<Exchange> self = shared_from_this();
+    return send(value, true);
+}
+
+bool Exchange::send(const Response& value, bool isLast) noexcept {
+    std::uint8_t idle = 0;
+    if (!phase_.compare_exchange_strong(idle, SENDING, std::memory_order_acq_rel)) {
+        return false;
     }
     return afterValue(isLast, handler_->onNext(value));
 }
 
 // Sends the end that is due after a value. Returns the result of `next` and `last`.
 bool Exchange::afterValue(bool isLast, bool hasEnough) noexcept {
+    std::uint8_t sending = SENDING;
+    if (!hasEnough && !isLast &&
+        phase_.compare_exchange_strong(sending, 0, std::memory_order_acq_rel)) {
+        return true;
+    }
     ResponseHandler handler;
     std::optional<Response> error;
     bool isCompleted = false;
     {
         const std::lock_guard<std::mutex> guard(mutex_);
-        isSending_ = false;
-        if (!isOver_ && !hasEnough && !isLast) {
-            return true;
-        }
-        if (!isOver_) {
-            isOver_ = true;
+        if ((phase_.exchange(OVER, std::memory_order_acq_rel) & OVER) == 0) {
             isStopped_ = !isLast && tellsEnough_;
             endsAfterValue_ = true;
         }
@@ -182,10 +188,12 @@ bool Exchange::end(Response const* error) noexcept {
     SenderFunctions functions;
     {
         const std::lock_guard<std::mutex> guard(mutex_);
-        if (isOver_) {
+        if (!setOverLocked(handler)) {
             return false;
         }
-        handler = endLocked(error);
+        if (!handler) {
+            keepEndLocked(error);
+        }
         functions = takeFunctionsLocked();
     }
     sendEnd(std::move(handler), error);
@@ -194,17 +202,21 @@ bool Exchange::end(Response const* error) noexcept {
     return true;
 }
 
-// Returns the handler if the caller is to send the end.
-ResponseHandler Exchange::endLocked(Response const* error) noexcept {
-    isOver_ = true;
-    if (!isSending_) {
-        return std::move(handler_);
+// Returns false if the request has ended before. Moves the response handler if no thread uses it.
+bool Exchange::setOverLocked(ResponseHandler& handler) noexcept {
+    const std::uint8_t former = phase_.fetch_or(OVER, std::memory_order_acq_rel);
+    if (former == 0) {
+        handler = std::move(handler_);
     }
+    return (former & OVER) == 0;
+}
+
+// Keeps the end for the thread that sends a value.
+void Exchange::keepEndLocked(Response const* error) noexcept {
     endsAfterValue_ = true;
     if (error != nullptr) {
         errorAfterValue_ = *error;
     }
-    return nullptr;
 }
 
 void Exchange::cancel(bool isInTable) noexcept {
@@ -213,13 +225,10 @@ void Exchange::cancel(bool isInTable) noexcept {
     SenderFunctions functions;
     {
         const std::lock_guard<std::mutex> guard(mutex_);
-        if (isOver_) {
+        if (!setOverLocked(handler)) {
             return;
         }
-        isOver_ = isStopped_ = true;
-        if (!isSending_) {
-            handler = std::move(handler_);
-        }
+        isStopped_ = true;
         functions = takeFunctionsLocked();
     }
     handler.reset();
@@ -235,11 +244,13 @@ bool Exchange::abort(const Response& error) noexcept {
     SenderFunctions functions;
     {
         const std::lock_guard<std::mutex> guard(mutex_);
-        if (isOver_) {
+        if (!setOverLocked(handler)) {
             return false;
         }
         isStopped_ = true;
-        handler = endLocked(&error);
+        if (!handler) {
+            keepEndLocked(&error);
+        }
         functions = takeFunctionsLocked();
     }
     sendEnd(std::move(handler), &error);
@@ -258,11 +269,6 @@ void Exchange::set(Function& member, Function function) {
     if (!isOpen()) {
         tellSender();
     }
-}
-
-bool Exchange::isOpen() const noexcept {
-    const std::lock_guard<std::mutex> guard(mutex_);
-    return !isOver_;
 }
 
 void Exchange::leaveTable() noexcept {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -67,10 +68,12 @@ public:
 
     /// Sends a value. Returns false if no further value is wanted: the request has ended or was
     /// cancelled, or its receiver wants no further value, in which case the request is completed.
-    bool next(const Response& value) noexcept { return send(value, false); }
+    bool next(const Response& value) noexcept;
+    /// Does the same for a caller that keeps the object alive.
+    bool nextWhileHeld(const Response& value) noexcept { return send(value, false); }
     /// Sends a value, and completes the request if it has no end yet. Returns false if the request
     /// has ended, or is cancelled while the value is sent.
-    bool last(const Response& value) noexcept { return send(value, true); }
+    bool last(const Response& value) noexcept;
     /// @{
     /// Ends the request. Returns false if it has ended before.
     bool complete() noexcept { return end(nullptr); }
@@ -92,7 +95,7 @@ public:
     /// first value.
     void leaveEnoughToSender() noexcept { tellsEnough_ = false; }
     /// Returns whether the request has no end yet.
-    bool isOpen() const noexcept;
+    bool isOpen() const noexcept { return (phase_.load(std::memory_order_acquire) & OVER) == 0; }
     /// Ends the request because its sender is destroyed. Does nothing if that happens while an
     /// exception leaves the function that serves the request: the exception is the answer then.
     void abandon() noexcept;
@@ -132,7 +135,8 @@ private:
     bool afterValue(bool isLast, bool hasEnough) noexcept;
     void set(Function& member, Function function);
     bool end(Response const* error) noexcept;
-    ResponseHandler endLocked(Response const* error) noexcept;
+    bool setOverLocked(ResponseHandler& handler) noexcept;
+    void keepEndLocked(Response const* error) noexcept;
     SenderFunctions takeFunctionsLocked() noexcept;
     void cancel(bool isInTable) noexcept;
     void leaveTable() noexcept;
@@ -146,8 +150,14 @@ private:
     /// The thread that sends a value sends the end after it: the error, or the completion.
     bool endsAfterValue_ = false;
     std::optional<Response> errorAfterValue_;
-    bool isSending_ = false;
-    bool isOver_ = false;
+    /// @{
+    /// A thread sends a value and uses the response handler. The thread that sets OVER when no
+    /// value is sent uses it for the end, otherwise the sending thread does. OVER is set with the
+    /// lock. A value that does not end the request needs no lock.
+    static constexpr std::uint8_t SENDING = 1;
+    static constexpr std::uint8_t OVER = 2;
+    std::atomic<std::uint8_t> phase_{0};
+    /// @}
     bool isStopped_ = false;
     bool tellsEnough_ = true;
     /// Guarded by the lock of the table.
