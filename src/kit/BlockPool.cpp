@@ -1,4 +1,4 @@
-#include "BlockPool.h"
+#include "kova/kit/resources/BlockPool.h"
 
 #include <sanitizer/asan_interface.h>
 

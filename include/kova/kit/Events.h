@@ -48,8 +48,8 @@ public:
 
     /// @{
     /// Sends an event to all watchers.
-    void send(const T& event) { queue(std::make_shared<detail::ValueChange<T>>(event)); }
-    void send(T&& event) { queue(std::make_shared<detail::ValueChange<T>>(std::move(event))); }
+    void send(const T& event) { queue(detail::makeChange<detail::ValueChange<T>>(event)); }
+    void send(T&& event) { queue(detail::makeChange<detail::ValueChange<T>>(std::move(event))); }
     /// @}
 
 private:

@@ -21,8 +21,7 @@ class ObservableSource final : public StreamSource {
 public:
     using Check = std::function<Result<void>(const T&)>;
 
-    explicit ObservableSource(T&& value)
-        : current(std::make_shared<ValueChange<T>>(std::move(value))) {}
+    explicit ObservableSource(T&& value) : current(makeChange<ValueChange<T>>(std::move(value))) {}
 
     std::shared_ptr<Change> snapshot() const override { return current; }
 
@@ -50,7 +49,7 @@ public:
 
     template <typename Value>
     void set(Hub& hub, Value&& value) {
-        auto change = std::make_shared<ValueChange<T>>(std::forward<Value>(value));
+        auto change = makeChange<ValueChange<T>>(std::forward<Value>(value));
         auto former = change;  // destroyed without the lock
         publishWith(hub, std::move(change), [&] {
             former.swap(current);
@@ -122,7 +121,7 @@ public:
             auto former = current();
             T copy = former->value;
             change(copy);
-            auto next = std::make_shared<detail::ValueChange<T>>(std::move(copy));
+            auto next = detail::makeChange<detail::ValueChange<T>>(std::move(copy));
             detail::publishWith(hub(), next, [&] {
                 done = source_->current == former;
                 if (done) {

@@ -29,16 +29,16 @@ public:
     std::shared_ptr<Change> snapshot() const override {
         ListChange<Shared<T>> update;
         update.whole = elements;
-        return std::make_shared<Update>(std::move(update));
+        return detail::makeChange<Update>(std::move(update));
     }
     std::shared_ptr<Change> whole() const override {
-        return std::make_shared<ValueChange<Elements>>(elements);
+        return makeChange<ValueChange<Elements>>(elements);
     }
     std::shared_ptr<Change> element(std::string_view path) const override {
         std::size_t index = 0;
         const auto [end, error] = std::from_chars(path.data(), path.data() + path.size(), index);
         return error == std::errc() && end == path.data() + path.size() && index < elements.size()
-                   ? std::make_shared<ElementChange<T>>(elements[index])
+                   ? makeChange<ElementChange<T>>(elements[index])
                    : nullptr;
     }
     std::vector<Operation> operations(const Hub&) const override {
@@ -135,7 +135,7 @@ public:
         }
         ListChange<detail::Shared<T>> update;
         update.whole = elements;
-        auto change = std::make_shared<Update>(std::move(update));
+        auto change = detail::makeChange<Update>(std::move(update));
         detail::publishWith(hub(), std::move(change), [&] {
             source_->elements.swap(elements);
             return true;
@@ -188,7 +188,7 @@ private:
         if (value) {
             update.value = value;
         }
-        return std::make_shared<Update>(std::move(update));
+        return detail::makeChange<Update>(std::move(update));
     }
     auto at(std::size_t index) const {
         return source_->elements.begin() + static_cast<std::ptrdiff_t>(index);

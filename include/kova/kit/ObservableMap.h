@@ -29,15 +29,14 @@ public:
     std::shared_ptr<Change> snapshot() const override {
         MapChange<Shared<T>> update;
         update.whole = elements;
-        return std::make_shared<Update>(std::move(update));
+        return detail::makeChange<Update>(std::move(update));
     }
     std::shared_ptr<Change> whole() const override {
-        return std::make_shared<ValueChange<Elements>>(elements);
+        return makeChange<ValueChange<Elements>>(elements);
     }
     std::shared_ptr<Change> element(std::string_view path) const override {
         const auto found = elements.find(std::string(path));
-        return found != elements.end() ? std::make_shared<ElementChange<T>>(found->second)
-                                       : nullptr;
+        return found != elements.end() ? makeChange<ElementChange<T>>(found->second) : nullptr;
     }
     std::vector<Operation> operations(const Hub&) const override {
         using Map = std::map<std::string, T>;
@@ -84,7 +83,7 @@ public:
         update.key = key;
         update.value = share(std::move(value));
         typename Source::Elements fresh{{key, *update.value}};
-        auto change = std::make_shared<Update>(std::move(update));
+        auto change = detail::makeChange<Update>(std::move(update));
         detail::publishWith(hub(), change, [&] {
             const auto found = source_->elements.find(key);
             const bool isThere = found != source_->elements.end();
@@ -103,7 +102,7 @@ public:
         MapChange<detail::Shared<T>> update;
         update.kind = ResourceUpdateType::REMOVED;
         update.key = key;
-        auto change = std::make_shared<Update>(std::move(update));
+        auto change = detail::makeChange<Update>(std::move(update));
         typename Source::Elements::node_type removed;
         return detail::publishWith(hub(), std::move(change), [&] {
             removed = source_->elements.extract(key);
@@ -118,7 +117,7 @@ public:
         }
         MapChange<detail::Shared<T>> update;
         update.whole = elements;
-        auto change = std::make_shared<Update>(std::move(update));
+        auto change = detail::makeChange<Update>(std::move(update));
         detail::publishWith(hub(), std::move(change), [&] {
             source_->elements.swap(elements);
             return true;

@@ -3,11 +3,11 @@
 #include <new>
 #include <utility>
 
-#include "BlockPool.h"
 #include "calls/CallTable.h"
 #include "calls/Deadlines.h"
 #include "calls/PendingCall.h"
 #include "calls/Threads.h"
+#include "kova/kit/resources/BlockPool.h"
 
 // The beginning of a call: its memory, the response handler that the service sees, and the steps
 // until the service has returned from `actionRequest`.

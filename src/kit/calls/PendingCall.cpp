@@ -2,11 +2,11 @@
 
 #include <utility>
 
-#include "BlockPool.h"
 #include "calls/CallTable.h"
 #include "calls/CallsChannel.h"
 #include "calls/KitThread.h"
 #include "calls/Threads.h"
+#include "kova/kit/resources/BlockPool.h"
 
 // The steps that decide an end, cancel a request and free the memory. CallDelivery.cpp has the
 // steps that call the receiver.

@@ -2,7 +2,7 @@
 
 #include <utility>
 
-#include "BlockPool.h"
+#include "kova/kit/resources/BlockPool.h"
 
 namespace kova::kit::detail {
 

@@ -3,7 +3,7 @@
 #include <functional>
 #include <new>
 
-#include "BlockPool.h"
+#include "kova/kit/resources/BlockPool.h"
 
 namespace kova::kit::detail {
 

@@ -91,7 +91,7 @@ bool Hub::send(const Watchers::Visit& visit) const {
         return false;
     }
     if (watcher->hasValue && visit.lost == 0) {
-        return exchange.next(form.response);
+        return exchange.nextWhileHeld(form.response);
     }
     // Each watcher gets a separate header, because the receiver may change it.
     Response response(form.response.getStatusCode(), form.response.getPayload());

@@ -112,6 +112,8 @@ void Watchers::begin(Visit& visit, const std::shared_ptr<Change>& snapshot, bool
         Entry& entry = changes_[watcher.cursor - first_];
         if (visit.change == entry.change) {
             change = std::move(visit.change);
+        } else if (entry.cursors == 1 && watcher.cursor == first_) {
+            change = std::move(entry.change);  // no other watcher needs it
         } else {
             change = entry.change;
         }

@@ -48,6 +48,9 @@ struct Garbage {
     std::vector<std::shared_ptr<Change>> changes;
 
     void add(std::shared_ptr<Change>&& last) {
+        if (!last) {
+            return;  // a visit has it
+        }
         if (!change) {
             change = std::move(last);
         } else {

@@ -1,4 +1,4 @@
-#include "BlockPool.h"
+#include "kova/kit/resources/BlockPool.h"
 
 #include <gtest/gtest.h>
 

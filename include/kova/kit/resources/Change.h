@@ -12,6 +12,7 @@
 #include "kova/kit/Export.h"
 #include "kova/kit/Result.h"
 #include "kova/kit/Values.h"
+#include "kova/kit/resources/BlockPool.h"
 
 // The values that streams deliver. Used only by the kit.
 namespace kova::kit::detail {
@@ -47,6 +48,19 @@ private:
     std::mutex mutex_;
     Form forms_[2];
 };
+
+/// Creates a change in a block, because one thread creates changes and others destroy them. With
+/// `malloc` a value for one watcher takes a tenth more time. A type of a greater alignment than
+/// that of blocks has no block.
+template <typename Type, typename... Arguments>
+std::shared_ptr<Type> makeChange(Arguments&&... arguments) {
+    if constexpr (alignof(Type) > alignof(std::max_align_t)) {
+        return std::make_shared<Type>(std::forward<Arguments>(arguments)...);
+    } else {
+        return std::allocate_shared<Type>(BlockAllocator<Type>(),
+                                          std::forward<Arguments>(arguments)...);
+    }
+}
 
 /// A change that is the value itself.
 template <typename T>

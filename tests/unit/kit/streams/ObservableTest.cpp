@@ -27,6 +27,12 @@ struct State {
 };
 KOVA_FIELDS(State, position, title)
 
+/// A value with a greater alignment than memory usually has.
+struct alignas(256) Wide {
+    int number = 0;
+};
+KOVA_FIELDS(Wide, number)
+
 /// A number that counts how often it is written.
 struct Counted {
     int number = 0;
@@ -38,6 +44,15 @@ Request update(const std::string& json) {
 }
 
 // --- Values --------------------------------------------------------------------------------------
+
+TEST(Observable, ValueKeepsItsAlignment) {
+    std::vector<std::shared_ptr<detail::ValueChange<Wide>>> changes;
+    for (int number = 0; number < 8; ++number) {
+        changes.push_back(detail::makeChange<detail::ValueChange<Wide>>(Wide{number}));
+        const auto address = reinterpret_cast<std::uintptr_t>(&changes.back()->value);
+        EXPECT_EQ(address % alignof(Wide), 0U);
+    }
+}
 
 TEST(Observable, GetReturnsTheLatestValue) {
     Observable<int> level(30);

@@ -75,6 +75,23 @@ protected:
     std::shared_ptr<Change> newest;
 };
 
+TEST_F(WatchersTest, LastVisitTakesTheChangeWithoutACopy) {
+    add(1);
+    add(2);
+    push(1);
+    newest.reset();
+    Garbage garbage;
+    watchers.begin(visit, nullptr, false, garbage);
+    EXPECT_EQ(visit.change.use_count(), 2);  // the second watcher needs it, too
+    end();
+    visit.change.reset();
+    watchers.begin(visit, nullptr, false, garbage);
+    EXPECT_EQ(visit.change.use_count(), 1);
+    EXPECT_EQ(garbage.change, nullptr);
+    EXPECT_TRUE(garbage.changes.empty());
+    end();
+}
+
 TEST_F(WatchersTest, ChangeWithoutWatchersIsNotKept) {
     push(1);
     EXPECT_FALSE(watchers.hasReady());
