@@ -450,7 +450,7 @@ TEST_F(CallsTest, OptionMakesStopWaitForTheResponseHandlersOfTheService) {
     Calls waiting(service, options);
     waiting.actionRequest(REQUEST, recording.handler());
     EXPECT_EQ(waiting.stop("over", 1ms).size(), 1U);
-    EXPECT_EQ(recording.events(), (Events{"error 503 over"}));
+    EXPECT_EQ(recording.waitFor(1), (Events{"error 503 over"}));
     std::thread releasing([&] { service.take(1).reset(); });
     EXPECT_TRUE(waiting.stop("over", 1min).empty());
     releasing.join();
