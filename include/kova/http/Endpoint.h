@@ -1,0 +1,91 @@
+#pragma once
+
+#include <chrono>
+#include <cstddef>
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "kova/core/IKovaApi.h"
+#include "kova/http/Export.h"
+#include "kova/kit/Calls.h"
+
+namespace kova::http {
+
+namespace detail {
+class EndpointState;
+}
+
+/// Options of an `Endpoint`. Each limit is the highest value that is accepted.
+struct EndpointOptions {
+    /// The connections that are open at the same time. While there are so many, the endpoint
+    /// accepts no more; the system queues them.
+    std::size_t connections = 256;
+    /// The requests of a connection that are pending at the same time. HTTP/2 tells the client.
+    std::size_t requestsOfConnection = 1024;
+    /// The pending requests of all connections of one peer (a user of this machine, or an IP
+    /// address). A further request is answered with 429.
+    std::size_t requestsOfPeer = 4096;
+    /// The bytes of the header fields of a request. A longer one is answered with 431.
+    std::size_t headerBytes = 16U * 1024U;
+    /// The bytes of a request's body. A longer one is answered with 413.
+    std::size_t bodyBytes = 32U * 1024U * 1024U;
+    /// The bytes of the answer of a request that wait for a client that does not read. A stream
+    /// that would exceed it is ended with 503; the limit does not apply to a single value.
+    std::size_t queuedBytes = 256U * 1024U;
+    /// The time for the first bytes of a connection, and for the rest of a request that has begun.
+    std::chrono::milliseconds firstBytes = std::chrono::seconds(5);
+    /// The time after which a connection without requests is closed; 0 means never.
+    std::chrono::milliseconds idle{0};
+    /// The access rights of a Unix socket's file.
+    unsigned mode = 0660;
+    /// Allows a TCP address that other machines reach. There is no encryption and no
+    /// authentication: put a proxy in front.
+    bool allowsRemote = false;
+};
+
+/// Serves services to other processes, over a Unix socket or TCP.
+///
+/// Programs use HTTP/2 without TLS and the records that `docs/wire.md` describes;
+/// `kova::http::connect` is such a client. The peer of a request is what the system says of the
+/// client's process (`kova::kit::peerOf`).
+///
+/// A thread of the endpoint reads and writes all connections and calls the services, so a resource
+/// handler that blocks delays all clients: let it answer later, or use a `kova::kit::Worker`.
+/// Any thread may call any function.
+///
+///     const auto serve = [](kova::IKovaApi& service) {
+///         kova::http::Endpoint endpoint(service, "unix:/run/kova/player.sock");
+///         waitForSignal();
+///         endpoint.stop(std::chrono::seconds(2));
+///     };
+class KOVA_HTTP_API Endpoint {
+public:
+    /// Serves a service at an address (`Address`). The service must outlive the object. Throws
+    /// `std::invalid_argument` if the address is malformed or not allowed, and `std::system_error`
+    /// if the system refuses the socket. The file of a Unix socket that no process serves any more
+    /// is replaced; one that is in use is refused with `EADDRINUSE`.
+    Endpoint(IKovaApi& service, const std::string& address, const EndpointOptions& options = {});
+    /// Serves several services, by service path ("/device"). Throws as the other constructor does.
+    Endpoint(const std::map<std::string, IKovaApi*>& services, const std::string& address,
+             const EndpointOptions& options = {});
+    /// Calls `stop` without a limit.
+    ~Endpoint();
+    Endpoint(const Endpoint&) = delete;
+    Endpoint& operator=(const Endpoint&) = delete;
+
+    /// Returns the address at which it serves. A port that was 0 is the one that the system chose.
+    std::string address() const;
+    /// Accepts no connection and no request any more, lets pending requests end within the limit,
+    /// then ends them with 503, and closes all connections. Returns the requests whose resource
+    /// handlers have not returned yet.
+    std::vector<kit::CallInfo> stop(std::chrono::milliseconds limit);
+    /// Returns the number of open connections.
+    std::size_t connections() const;
+
+private:
+    std::shared_ptr<detail::EndpointState> state_;
+};
+
+}  // namespace kova::http

@@ -1,0 +1,185 @@
+#include "EventLoop.h"
+
+#include <pthread.h>
+#include <sys/epoll.h>
+#include <sys/eventfd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <climits>
+#include <future>
+#include <system_error>
+#include <utility>
+
+namespace kova::http::detail {
+
+struct EventLoop::Watch {
+    int descriptor;
+    OnReady onReady;
+};
+
+namespace {
+
+FileDescriptor checked(int descriptor, char const* what) {
+    if (descriptor < 0) {
+        throw std::system_error(errno, std::generic_category(), what);
+    }
+    return FileDescriptor(descriptor);
+}
+
+}  // namespace
+
+std::shared_ptr<EventLoop> EventLoop::start(char const* threadName) {
+    const std::shared_ptr<EventLoop> loop(new EventLoop);
+    // The thread begins when `thread_` is set, because `isLoopThread` reads it.
+    std::promise<void> begin;
+    loop->thread_ = std::thread([loop, isSet = begin.get_future()]() mutable {
+        isSet.wait();
+        loop->run();
+    });
+    pthread_setname_np(loop->thread_.native_handle(), threadName);
+    begin.set_value();
+    return loop;
+}
+
+EventLoop::EventLoop()
+    : epoll_(checked(epoll_create1(EPOLL_CLOEXEC), "epoll_create1")),
+      wake_(checked(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK), "eventfd")) {
+    epoll_event event{};
+    event.events = EPOLLIN;
+    event.data.fd = wake_.get();
+    if (epoll_ctl(epoll_.get(), EPOLL_CTL_ADD, wake_.get(), &event) != 0) {
+        throw std::system_error(errno, std::generic_category(), "epoll_ctl");
+    }
+}
+
+EventLoop::~EventLoop() = default;
+
+void EventLoop::post(Task task) {
+    {
+        const std::lock_guard<std::mutex> guard(mutex_);
+        if (isStopped_) {
+            return;
+        }
+        tasks_.push_back(std::move(task));
+        if (tasks_.size() > 1) {
+            return;  // the thread is woken already
+        }
+    }
+    eventfd_write(wake_.get(), 1);
+}
+
+void EventLoop::stop() noexcept {
+    {
+        const std::lock_guard<std::mutex> guard(mutex_);
+        isStopped_ = true;
+    }
+    eventfd_write(wake_.get(), 1);
+    if (isLoopThread()) {
+        thread_.detach();
+    } else {
+        thread_.join();
+    }
+}
+
+bool EventLoop::add(int descriptor, std::uint32_t events, OnReady onReady) {
+    epoll_event event{};
+    event.events = events;
+    event.data.fd = descriptor;
+    if (epoll_ctl(epoll_.get(), EPOLL_CTL_ADD, descriptor, &event) != 0) {
+        return false;
+    }
+    watches_[descriptor] = std::make_shared<Watch>(Watch{descriptor, std::move(onReady)});
+    return true;
+}
+
+void EventLoop::change(int descriptor, std::uint32_t events) noexcept {
+    epoll_event event{};
+    event.events = events;
+    event.data.fd = descriptor;
+    epoll_ctl(epoll_.get(), EPOLL_CTL_MOD, descriptor, &event);
+}
+
+void EventLoop::remove(int descriptor) noexcept {
+    epoll_ctl(epoll_.get(), EPOLL_CTL_DEL, descriptor, nullptr);
+    watches_.erase(descriptor);
+}
+
+EventLoop::TimerId EventLoop::after(Clock::duration delay, Task task) {
+    const TimerId id{Clock::now() + delay, nextTimer_++};
+    timers_.emplace(id, std::move(task));
+    return id;
+}
+
+void EventLoop::run() {
+    for (;;) {
+        waitForEvents();
+        runTasks();
+        runTimers();
+        const std::lock_guard<std::mutex> guard(mutex_);
+        if (isStopped_ && tasks_.empty()) {
+            return;
+        }
+    }
+}
+
+// A function may remove the watch of another descriptor of the same batch, and the system may give
+// its number to a new one. Such an event is then not delivered to the wrong function: the watches
+// that the events belong to are looked up before the first function is called.
+void EventLoop::waitForEvents() {
+    std::array<epoll_event, 64> events;
+    const int count =
+        epoll_wait(epoll_.get(), events.data(), static_cast<int>(events.size()), timeout());
+    std::array<std::shared_ptr<Watch>, 64> watches;
+    for (int i = 0; i < count; ++i) {
+        const auto at = static_cast<std::size_t>(i);
+        const auto found = watches_.find(events[at].data.fd);
+        if (found != watches_.end()) {
+            watches[at] = found->second;
+        } else {
+            eventfd_t ignored = 0;
+            eventfd_read(wake_.get(), &ignored);
+        }
+    }
+    for (int i = 0; i < count; ++i) {
+        const auto at = static_cast<std::size_t>(i);
+        const auto found = watches[at] ? watches_.find(watches[at]->descriptor) : watches_.end();
+        if (found != watches_.end() && found->second == watches[at]) {
+            watches[at]->onReady(events[at].events);
+        }
+    }
+}
+
+void EventLoop::runTasks() {
+    std::vector<Task> tasks;
+    {
+        const std::lock_guard<std::mutex> guard(mutex_);
+        tasks.swap(tasks_);
+    }
+    for (Task& task : tasks) {
+        task();
+        task = nullptr;
+    }
+}
+
+void EventLoop::runTimers() {
+    const Clock::time_point now = Clock::now();
+    while (!timers_.empty() && timers_.begin()->first.first <= now) {
+        const Task task = std::move(timers_.begin()->second);
+        timers_.erase(timers_.begin());
+        task();
+    }
+}
+
+// Rounds up, so that the loop does not wake before a deadline.
+int EventLoop::timeout() const noexcept {
+    if (timers_.empty()) {
+        return -1;
+    }
+    const auto left =
+        std::chrono::ceil<std::chrono::milliseconds>(timers_.begin()->first.first - Clock::now());
+    return static_cast<int>(std::clamp<std::int64_t>(left.count(), 0, INT_MAX));
+}
+
+}  // namespace kova::http::detail

@@ -1,0 +1,86 @@
+#pragma once
+
+#include <atomic>
+#include <chrono>
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <unordered_map>
+#include <utility>
+#include <vector>
+
+#include "FileDescriptor.h"
+
+namespace kova::http::detail {
+
+/// A thread that waits for file descriptors and deadlines, and calls functions for them.
+///
+/// Everything but `post`, `isLoopThread` and `stop` belongs to the thread of the loop: call it from
+/// a function that the loop calls. No lock is held while a function is called. A function that
+/// throws ends the process.
+class EventLoop {
+public:
+    using Clock = std::chrono::steady_clock;
+    using Task = std::function<void()>;
+    /// Gets the events that have occurred (`EPOLLIN` and others).
+    using OnReady = std::function<void(std::uint32_t events)>;
+    using TimerId = std::pair<Clock::time_point, std::uint64_t>;
+
+    /// Starts a loop, whose thread has a name of at most 15 characters. The thread owns the loop,
+    /// too, until `stop`, which must follow. Throws `std::system_error`.
+    static std::shared_ptr<EventLoop> start(char const* threadName);
+    ~EventLoop();
+    EventLoop(const EventLoop&) = delete;
+    EventLoop& operator=(const EventLoop&) = delete;
+
+    /// Calls a function on the thread of the loop. Functions are called in the order of their
+    /// `post`. After `stop` was called, the function is destroyed without a call. Any thread may
+    /// call it.
+    void post(Task task);
+    /// Returns whether the current thread is that of the loop.
+    bool isLoopThread() const noexcept { return std::this_thread::get_id() == thread_.get_id(); }
+    /// Calls the functions that are posted already, then ends the thread, and waits for it. From
+    /// inside a function of the loop it does not wait. Any thread may call it, once.
+    void stop() noexcept;
+
+    /// Watches a descriptor until `remove`, which must come before it is closed. Returns false if
+    /// the system has no room.
+    bool add(int descriptor, std::uint32_t events, OnReady onReady);
+    /// Changes the events that a descriptor is watched for.
+    void change(int descriptor, std::uint32_t events) noexcept;
+    /// Watches the descriptor no more. An event that was seen already is not delivered.
+    void remove(int descriptor) noexcept;
+
+    /// Calls a function after a delay, once.
+    TimerId after(Clock::duration delay, Task task);
+    /// Forgets a timer, if it has not fired yet.
+    void cancel(const TimerId& timer) noexcept { timers_.erase(timer); }
+
+private:
+    struct Watch;
+
+    EventLoop();
+    void run();
+    void waitForEvents();
+    void runTasks();
+    void runTimers();
+    int timeout() const noexcept;
+
+    FileDescriptor epoll_;
+    FileDescriptor wake_;
+    std::unordered_map<int, std::shared_ptr<Watch>> watches_;
+    std::map<TimerId, Task> timers_;
+    std::uint64_t nextTimer_ = 0;
+
+    std::mutex mutex_;
+    std::vector<Task> tasks_;
+    bool isStopped_ = false;  ///< no task is accepted any more
+
+    std::thread thread_;
+};
+
+}  // namespace kova::http::detail

@@ -1,0 +1,67 @@
+#pragma once
+
+#include <nghttp2/nghttp2.h>
+
+#include <cstdint>
+#include <memory>
+#include <string>
+
+#include "EventLoop.h"
+#include "FileDescriptor.h"
+
+namespace kova::http::detail {
+
+/// The socket and the session of one HTTP/2 connection (RFC 9113), for both ends.
+///
+/// A derived class creates the session with its callbacks, and submits requests or responses. All
+/// functions belong to the thread of the loop. nghttp2 calls the callbacks inside `receive` and
+/// `flush`; a callback must not call either, nor destroy the object. What a callback submits is
+/// sent when that function goes on.
+class Http2Connection {
+public:
+    /// The socket does not block.
+    Http2Connection(EventLoop& loop, FileDescriptor socket) noexcept;
+    virtual ~Http2Connection();
+    Http2Connection(const Http2Connection&) = delete;
+    Http2Connection& operator=(const Http2Connection&) = delete;
+
+    /// Watches the socket, and sends what the session has to send. Takes ownership of the session.
+    void start(nghttp2_session* session);
+    /// Sends what the session has to send, as far as the socket takes it; the rest follows when it
+    /// takes more. Closes the connection if it is broken, or if the session has ended.
+    void flush();
+    /// Processes bytes that were received already.
+    void receive(const std::uint8_t* bytes, std::size_t size);
+    /// Closes the socket. Calls `onClosed` if the connection is open.
+    void close() noexcept;
+    bool isOpen() const noexcept { return isOpen_; }
+
+protected:
+    /// The connection is closed. Called once, as the last call; the object may be destroyed in it.
+    /// `session` may still be read.
+    virtual void onClosed() noexcept = 0;
+    nghttp2_session* session() const noexcept { return session_.get(); }
+    EventLoop& loop() const noexcept { return loop_; }
+    int socket() const noexcept { return socket_.get(); }
+
+private:
+    struct DeleteSession {
+        void operator()(nghttp2_session* session) const noexcept { nghttp2_session_del(session); }
+    };
+
+    void onReady(std::uint32_t events);
+    bool read();
+    bool gather();
+    bool write();
+    void watchForWriting(bool isOn) noexcept;
+
+    EventLoop& loop_;
+    FileDescriptor socket_;
+    std::unique_ptr<nghttp2_session, DeleteSession> session_;
+    std::string output_;    ///< the bytes that the session has made, and the socket has not taken
+    std::size_t sent_ = 0;  ///< the bytes of `output_` that the socket has taken
+    bool isOpen_ = true;
+    bool isWatchedForWriting_ = false;
+};
+
+}  // namespace kova::http::detail
