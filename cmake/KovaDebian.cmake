@@ -17,6 +17,8 @@ kova_debian_package(runtime libkova0)
 kova_debian_package(development libkova-dev)
 kova_debian_package(kit_runtime libkova-kit0)
 kova_debian_package(kit_development libkova-kit-dev)
+kova_debian_package(http_runtime libkova-http0)
+kova_debian_package(http_development libkova-http-dev)
 kova_debian_package(documentation kova-doc)
 
 # The first entry of the Debian changelog is the version of the packages.
@@ -33,7 +35,8 @@ set(CPACK_PACKAGE_NAME kova)
 set(CPACK_PACKAGE_VENDOR kova)
 set(CPACK_PACKAGE_CONTACT "kova maintainers <maintainers@kova.invalid>")
 set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "core of a resource-oriented service framework")
-set(CPACK_COMPONENTS_ALL runtime development kit_runtime kit_development documentation)
+set(CPACK_COMPONENTS_ALL runtime development kit_runtime kit_development
+    http_runtime http_development documentation)
 set(CPACK_DEB_COMPONENT_INSTALL ON)
 set(CPACK_DEBIAN_ENABLE_COMPONENT_DEPENDS OFF)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
@@ -58,7 +61,9 @@ if(KOVA_DEBIAN_DEPENDS)
 else()
   set(CPACK_DEBIAN_RUNTIME_PACKAGE_SHLIBDEPS ON)
   set(CPACK_DEBIAN_KIT_RUNTIME_PACKAGE_SHLIBDEPS ON)
-  foreach(layer IN ITEMS platform/osal platform/zelcommon platform/zelutil src/core src/kit)
+  set(CPACK_DEBIAN_HTTP_RUNTIME_PACKAGE_SHLIBDEPS ON)
+  foreach(layer IN ITEMS platform/osal platform/zelcommon platform/zelutil src/core src/kit
+          src/http)
     list(APPEND CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${PROJECT_BINARY_DIR}/${layer})
   endforeach()
 endif()
@@ -80,6 +85,24 @@ of services and clients too, and a pkg-config file.")
 set(CPACK_DEBIAN_KIT_DEVELOPMENT_PACKAGE_SECTION libdevel)
 set(CPACK_DEBIAN_KIT_DEVELOPMENT_PACKAGE_DEPENDS
   "libkova-kit0 (= ${kova_debian_version}), libkova-dev (= ${kova_debian_version})")
+
+set(CPACK_COMPONENT_HTTP_RUNTIME_DESCRIPTION
+"Serves the services of kova to other processes over HTTP, and connects
+to them. This package contains the shared library.")
+set(CPACK_DEBIAN_HTTP_RUNTIME_PACKAGE_SECTION libs)
+set(CPACK_DEBIAN_HTTP_RUNTIME_PACKAGE_CONTROL_EXTRA ${kova_debian_dir}/triggers)
+set(CPACK_DEBIAN_HTTP_RUNTIME_PACKAGE_DEPENDS "libkova-kit0 (= ${kova_debian_version})")
+set(KOVA_DEBIAN_HTTP_DEPENDS "" CACHE STRING "The same for libkova-http0")
+if(KOVA_DEBIAN_HTTP_DEPENDS)
+  set(CPACK_DEBIAN_HTTP_RUNTIME_PACKAGE_DEPENDS "${KOVA_DEBIAN_HTTP_DEPENDS}")
+endif()
+
+set(CPACK_COMPONENT_HTTP_DEVELOPMENT_DESCRIPTION
+"Serves the services of kova to other processes over HTTP, and connects
+to them. This package contains the headers and a pkg-config file.")
+set(CPACK_DEBIAN_HTTP_DEVELOPMENT_PACKAGE_SECTION libdevel)
+set(CPACK_DEBIAN_HTTP_DEVELOPMENT_PACKAGE_DEPENDS
+  "libkova-http0 (= ${kova_debian_version}), libkova-kit-dev (= ${kova_debian_version})")
 
 set(CPACK_COMPONENT_DEVELOPMENT_DESCRIPTION
 "Services mount resource handlers under paths; clients send them requests

@@ -1,6 +1,7 @@
-# Install rules, in five components: `runtime` (shared libraries), `development` (headers, CMake package,
-# pkg-config files, static libraries), the same for the kit, `kit_runtime` and `kit_development`, and
-# `documentation`. An installation without the kit has no trace of it.
+# Install rules, in seven components: `runtime` (shared libraries), `development` (headers, CMake package,
+# pkg-config files, static libraries), the same for the kit, `kit_runtime` and `kit_development`, and for
+# the connection of processes, `http_runtime` and `http_development`, and `documentation`. An installation
+# without the kit, or without the connection of processes, has no trace of it.
 include(GNUInstallDirs)
 include(CMakePackageConfigHelpers)
 
@@ -70,6 +71,14 @@ kova_install_layer(kova_kit SOURCE ${PROJECT_SOURCE_DIR}/include/kova/kit FOLDER
 install(TARGETS kova_testing EXPORT kovaKitTargets)
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/include/kova/testing
   DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/kova COMPONENT kit_development FILES_MATCHING PATTERN "*.h")
+
+if(KOVA_HTTP)
+  kova_install_layer(kova_http SOURCE ${PROJECT_SOURCE_DIR}/include/kova/http FOLDER kova/http
+    PREFIX http_ EXPORT kovaHttpTargets INCLUDE ${CMAKE_INSTALL_INCLUDEDIR} REQUIRES kova-kit
+    REQUIRES_PRIVATE libnghttp2)
+  install(EXPORT kovaHttpTargets NAMESPACE kova:: DESTINATION ${kova_cmake_dir}
+    COMPONENT http_development)
+endif()
 
 # The CMake package.
 install(EXPORT kovaTargets NAMESPACE kova:: DESTINATION ${kova_cmake_dir} COMPONENT development)

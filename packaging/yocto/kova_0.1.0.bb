@@ -7,7 +7,7 @@ SECTION = "libs"
 # The source tree states no licence.
 LICENSE = "CLOSED"
 
-DEPENDS = "fmt simdjson nettle"
+DEPENDS = "fmt simdjson nettle nghttp2"
 
 inherit cmake pkgconfig externalsrc
 

@@ -24,8 +24,10 @@ constexpr Layer LAYERS[] = {
     {"zelutil", "platform/zelutil/include", "platform/zelutil/src"},
     {"core", "include/kova/core", "src/core"},
     {"kit", "include/kova/kit", "src/kit"},
+    {"http", "include/kova/http", "src/http"},
 };
 constexpr std::size_t CORE = 3;
+constexpr std::size_t HTTP = 5;
 
 // The folders from which public headers are included.
 constexpr char const* PUBLIC_ROOTS[] = {"platform/osal/include", "platform/zelcommon/include",
@@ -43,7 +45,8 @@ struct Library {
 };
 
 constexpr Library LIBRARIES[] = {
-    {"fmt/", 1, CORE}, {"simdjson", 2, 2}, {"cbor", 2, 2}, {"nettle/", 2, 2}};
+    {"fmt/", 1, CORE}, {"simdjson", 2, 2}, {"cbor", 2, 2}, {"nettle/", 2, 2},
+    {"nghttp2/", HTTP, HTTP}, {"microhttpd", HTTP, HTTP}};
 
 struct Include {
     std::string name;
