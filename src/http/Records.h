@@ -17,7 +17,8 @@ namespace kova::http::detail {
 //     record:  length of the rest (4 bytes), kind (1 byte), fields
 //     field:   number (1 byte), length (4 bytes), bytes
 //
-// Lengths are unsigned and big-endian. A reader skips kinds and fields that it does not know.
+// Numbers are unsigned and big-endian. A reader skips kinds and fields that it does not know.
+// Fields are in any order; a field without content is absent, except a payload of no bytes.
 
 /// The media type of a sequence of records.
 constexpr std::string_view RECORDS_TYPE = "application/vnd.kova.events";
@@ -27,17 +28,23 @@ constexpr std::uint8_t WIRE_VERSION = 1;
 enum class RecordKind : std::uint8_t { request = 1, next = 2, error = 3, completed = 4 };
 
 enum class RecordField : std::uint8_t {
-    version = 1,   ///< 1 byte; in the first record of a sequence
+    version = 1,   ///< 1 byte; in the first record of a sequence, and allowed in others
     status = 2,    ///< 2 bytes; 0 if absent
     mimeType = 3,  ///< text
     payload = 4,   ///< bytes; absent means no payload, which differs from an empty one
-    header = 5,    ///< the header tree in binary form (RFC 8949); absent means none
+    header = 5,    ///< the header tree in binary form (docs/formats.md); absent means none
     command = 6,   ///< text
     path = 7,      ///< text
 };
 
-/// Appends a record to `out`. `isFirst` adds the version. Fails if a field is longer than a length
-/// can tell, or if the header cannot be written.
+/// Appends a record to `out`. `isFirst` adds the version; a request is always first. The kind of an
+/// event is `next` or `error`. Fails if the record is longer than a length can tell, or if the
+/// header is nested more deeply than `util::MAX_NESTING_DEPTH`: with 400 for a request, 500 for an
+/// event. `out` is then unchanged.
+///
+/// A header arrives as it is, with these exceptions. An empty one arrives as none, a unicode string
+/// as a narrow string of the same bytes. An undefined entry is left out, an undefined element
+/// arrives as null.
 /// @{
 kit::Result<void> appendRequest(std::string& out, const Request& request);
 kit::Result<void> appendEvent(std::string& out, RecordKind kind, const Response& response,
@@ -57,7 +64,8 @@ struct Record {
     std::string_view path;
 
     /// @{
-    /// Returns the message that the record has, or the error 400 if its header is malformed.
+    /// Returns the message that the record has, or the error 400 if its header is malformed. Does
+    /// not check the kind.
     kit::Result<Request> toRequest() const;
     kit::Result<Response> toResponse() const;
     /// @}
@@ -65,8 +73,12 @@ struct Record {
 
 /// Reads records from bytes that arrive in pieces of any size.
 ///
-/// The bytes may be hostile: a record longer than `limit` and a field that does not fit in its
-/// record are errors, after which the reader must not be used. One thread at a time.
+/// The bytes may be hostile. These are errors, after which the reader must not be used: a record
+/// that is longer than `limit` after its length, or that has no kind; a field that does not fit in
+/// its record; a known field that occurs twice in a record; a version or status of a wrong length;
+/// a first record without a version; a version other than `WIRE_VERSION`. The fields of unknown
+/// kinds are checked, too. The memory is proportional to the bytes that were added and not read; a
+/// record is refused as soon as its length is known. One thread at a time.
 class RecordReader {
 public:
     explicit RecordReader(std::size_t limit) noexcept : limit_(limit) {}
@@ -80,7 +92,10 @@ public:
     bool isInside() const noexcept { return position_ < buffer_.size(); }
 
 private:
+    kit::Result<void> read(std::string_view bytes, Record& out);
+
     const std::size_t limit_;
+    bool isFirst_ = true;  ///< no record has been read
     std::string buffer_;
     std::size_t position_ = 0;  ///< the bytes before it have been read
 };
