@@ -1,0 +1,96 @@
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <memory>
+#include <ostream>
+#include <string>
+#include <utility>
+
+#include "contract/service/Inbox.h"
+#include "kova/core/IKovaApi.h"
+#include "support/HeldService.h"
+#include "support/Watchdog.h"
+
+namespace kova::test {
+
+/// A way to reach a service: within the process, or from another one.
+class Transport {
+public:
+    virtual ~Transport() = default;
+    /// Returns a new client of the service. It is destroyed before the transport.
+    virtual std::unique_ptr<IKovaApi> connect() = 0;
+};
+
+/// A row of the suite: a transport, and how it is made for a service, which outlives it.
+struct TransportRow {
+    char const* name;
+    std::function<std::unique_ptr<Transport>(IKovaApi& service)> serve;
+};
+
+inline void PrintTo(const TransportRow& row, std::ostream* out) {
+    *out << row.name;
+}
+
+inline std::string nameOf(const ::testing::TestParamInfo<TransportRow>& info) {
+    return info.param.name;
+}
+
+/// What a client observes of a service is the same with every transport. The service under test
+/// keeps its requests until the test answers them, and destroys the handler of a cancelled request.
+class ServiceContract : public ::testing::TestWithParam<TransportRow> {
+protected:
+    ServiceContract() {
+        service.onCancel = [this](std::size_t number) { service.take(number).reset(); };
+        transport = GetParam().serve(service);
+        client = transport->connect();
+    }
+    ~ServiceContract() override {
+        client.reset();
+        transport.reset();
+    }
+
+    /// Sends a request whose events arrive in `inbox`.
+    void* send(const Inbox& target, const Request& request = Request("retrieve", "/state")) const {
+        return client->actionRequest(request, target.handler());
+    }
+    /// Sends a request and waits until the service has it. Returns its handle.
+    void* sendAndWait(const Inbox& target, const Request& request = Request("retrieve", "/state")) {
+        void* const handle = send(target, request);
+        service.waitForRequests(++sent);
+        return handle;
+    }
+    /// Returns the service's description of the request after it has arrived.
+    std::string arrived(const Request& request) {
+        const Inbox unused;
+        sendAndWait(unused, request);
+        const std::string text = describe(service.request(sent));
+        service.answer(sent);
+        unused.waitForLast();
+        return text;
+    }
+    /// Returns the events that the client receives for a value and the completion.
+    Inbox::Events answered(const Response& value) {
+        const Inbox own;
+        sendAndWait(own);
+        service.answer(sent, value);
+        return own.waitForLast();
+    }
+    /// Returns the events that the client receives for an error.
+    Inbox::Events failed(const Response& error) {
+        const Inbox own;
+        sendAndWait(own);
+        service.take(sent)->onError(error);
+        return own.waitForLast();
+    }
+
+    Watchdog watchdog{"the contract of services is tested"};
+    HeldService service;
+    std::unique_ptr<Transport> transport;
+    std::unique_ptr<IKovaApi> client;
+    Inbox inbox;
+    std::size_t sent = 0;  ///< the requests that were sent with `sendAndWait`
+};
+
+}  // namespace kova::test
