@@ -31,7 +31,7 @@ constexpr std::size_t STATUS_SIZE = 2;
 constexpr std::uint64_t LONGEST = std::numeric_limits<std::uint32_t>::max();
 constexpr unsigned long COMMON_HEADER_SIZE = 256;
 // The capacity that an empty buffer may keep for the next records.
-constexpr std::size_t KEPT_CAPACITY = 64U * 1024U;
+constexpr std::size_t KEPT_CAPACITY = std::size_t{64} * 1024;
 
 /// The names of the known fields, by their numbers.
 constexpr std::array<char const*, 8> FIELD_NAMES{"",        "version", "status",  "mimeType",
