@@ -13,24 +13,38 @@ namespace kova::http {
 
 /// Options of `connect`.
 struct ConnectOptions {
-    /// The service path of the service, if the endpoint serves several.
+    /// The service path of the service ("/device"), if the endpoint serves several.
     std::string servicePath;
     /// The time for which a request waits for a connection before it is lost.
     std::chrono::milliseconds patience = std::chrono::seconds(1);
-    /// The bytes of the answer of a request that wait for a response handler that blocks. The
-    /// server stops sending the answer then.
-    std::size_t queuedBytes = 256U * 1024U;
+    /// The bytes of an answer that the server may send before the response handler has received
+    /// the values in them. While a response handler blocks, the server stops there.
+    std::size_t queuedBytes = std::size_t{256} * 1024;
+    /// The longest value or error of an answer, with its header. A longer one ends the request with
+    /// 502.
+    std::size_t recordBytes = std::size_t{64} * 1024 * 1024;
 };
 
-/// Returns a service that is served at an address (`Address`) by the `Endpoint` of another process,
-/// or the error 400 if the address is malformed. Does not wait for a connection: if there is none,
-/// a request waits for it for `ConnectOptions::patience`, and is then answered with 503.
+/// Returns a service that is served at an address (`Address`) by the `Endpoint` of another process.
+/// Returns the error 400 if the address or the service path is malformed, and 503 if the system
+/// refuses a thread. Does not wait for a connection: the first request starts it.
 ///
 /// The object is used as the service itself: response handlers get the same values, errors and
-/// completions, in the same order, on a thread of the object. A lost connection ends each pending
-/// request with one error, 503 "lost". Any thread may call its functions, also from inside a
-/// response handler. Its destructor cancels what is pending, and waits for a response handler that
-/// is being called, unless it is destroyed from inside that handler.
+/// completions, in the same order. They are called on one thread of the object, so a response
+/// handler that blocks delays the answers of all its requests. A request ends with the error
+///
+/// - 503 "lost: ..." if its connection is lost, or if it has waited for a connection for
+///   `ConnectOptions::patience`; the object connects again for the next request,
+/// - 502 "malformed answer: ..." if the server does not follow the protocol (`docs/wire.md`),
+/// - of the endpoint, if the endpoint refuses it.
+///
+/// A lost request is not repeated, because the service may have received it. If the server limits
+/// the number of pending requests, further requests wait for the end of others. A server that does
+/// not answer for 15 s while requests are pending counts as lost.
+///
+/// Any thread may call the functions of the object, also from inside a response handler. Its
+/// destructor cancels what is pending, and waits for a response handler that is being called,
+/// unless it is called from inside that handler.
 ///
 ///     auto player = kova::http::connect("unix:/run/kova/player.sock");
 ///     if (player) {

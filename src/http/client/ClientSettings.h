@@ -1,0 +1,32 @@
+#pragma once
+
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <limits>
+#include <string>
+
+#include "EventLoop.h"
+
+namespace kova::http::detail {
+
+/// What a client needs to know beside its address. The values are in range; `connect` checks them.
+struct ClientSettings {
+    /// The path of each HTTP request, percent-encoded.
+    std::string path = "/";
+    /// The time for which a request waits for a connection.
+    EventLoop::Clock::duration patience = std::chrono::seconds(1);
+    /// The window of a stream: the bytes of an answer that the server sends before the client has
+    /// delivered them.
+    std::int32_t window = 256 * 1024;
+    /// The longest record of an answer.
+    std::size_t recordBytes = std::size_t{64} * 1024 * 1024;
+    /// The time without bytes after which the client sends a PING while requests are open.
+    EventLoop::Clock::duration quiet = std::chrono::seconds(10);
+    /// The time for the answer to a PING.
+    EventLoop::Clock::duration pingLimit = std::chrono::seconds(5);
+    /// The last number of a stream that a connection may use; then another connection follows.
+    std::int32_t lastStream = std::numeric_limits<std::int32_t>::max();
+};
+
+}  // namespace kova::http::detail

@@ -1,0 +1,284 @@
+#include "client/ClientState.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "Records.h"
+#include "kova/core/StatusCodes.h"
+
+namespace kova::http::detail {
+
+namespace {
+
+// The time that `stop` gives the thread. It is only exceeded if the thread is inside a response
+// handler that waits for the caller, because `kit::Calls` waits for all others.
+constexpr std::chrono::seconds STOP_LIMIT{1};
+
+std::uint64_t toNumber(void* handle) noexcept {
+    return reinterpret_cast<std::uintptr_t>(handle);
+}
+
+void* toHandle(std::uint64_t number) noexcept {
+    return reinterpret_cast<void*>(number);  // NOLINT(performance-no-int-to-ptr)
+}
+
+}  // namespace
+
+std::shared_ptr<ClientState> ClientState::start(const Address& address,
+                                                const ClientSettings& settings) {
+    return std::shared_ptr<ClientState>(new ClientState(address, settings));
+}
+
+ClientState::ClientState(const Address& address, const ClientSettings& settings)
+    : settings_(settings),
+      address_(address.toString()),
+      loop_(EventLoop::start("kova-client")),
+      dialer_(*loop_, address, [this](FileDescriptor socket) { onConnected(std::move(socket)); }) {}
+
+// --- Any thread ----------------------------------------------------------------------------------
+
+void* ClientState::actionRequest(const Request& request,
+                                 std::unique_ptr<IResponseHandler<Response>>&& handler) {
+    ClientStream::ResponseHandler owned = std::move(handler);
+    std::string record;
+    if (const kit::Result<void> result = appendRequest(record, request); !result) {
+        owned->onError(result.error().toResponse());
+        return UNDEFINED_REQUEST_HANDLE;
+    }
+    std::uint64_t handle = 0;
+    add(handle,
+        std::make_unique<ClientStream>(std::move(owned), std::move(record), settings_.recordBytes));
+    return toHandle(handle);
+}
+
+void ClientState::cancelRequest(void* handle) {
+    std::uint64_t number = toNumber(handle);
+    add(number, nullptr);
+}
+
+// Handles are in the order of the requests. The first order of a burst wakes the thread.
+void ClientState::add(std::uint64_t& handle, Stream stream) {
+    bool isFirst = false;
+    {
+        const std::lock_guard<std::mutex> guard(mutex_);
+        if (stream) {
+            stream->handle = handle = ++lastHandle_;
+        }
+        isFirst = orders_.empty();
+        orders_.push_back({handle, std::move(stream)});
+    }
+    if (isFirst) {
+        loop_->post([this] { processOrders(); });
+    }
+}
+
+// The loop keeps the object alive until `close` has returned, because tasks run in their order.
+void ClientState::stop() {
+    std::future<void> closed = closed_.get_future();
+    loop_->post([self = shared_from_this()] { self->close(); });
+    const bool isInside = loop_->isLoopThread();
+    if (isInside || closed.wait_for(STOP_LIMIT) == std::future_status::ready) {
+        loop_->stop();
+    } else {
+        loop_->post([self = shared_from_this()] { self->loop_->stop(); });
+    }
+}
+
+// --- The thread of the loop ----------------------------------------------------------------------
+
+void ClientState::close() {
+    dialer_.stop();
+    disarmPatience();
+    current_ = nullptr;
+    connections_.clear();
+    waiting_.clear();
+    streams_.clear();
+    {
+        const std::lock_guard<std::mutex> guard(mutex_);
+        orders_.clear();
+    }
+    closed_.set_value();
+}
+
+void ClientState::processOrders() {
+    std::vector<Order> orders;
+    {
+        const std::lock_guard<std::mutex> guard(mutex_);
+        orders.swap(orders_);
+    }
+    for (Order& order : orders) {
+        if (order.stream) {
+            begin(std::move(order.stream));
+        } else {
+            cancel(order.handle);
+        }
+    }
+    sendWaiting();
+    flush();
+}
+
+void ClientState::begin(Stream stream) {
+    if (current_ == nullptr) {
+        stream->arrival = Clock::now();
+    }
+    waiting_.emplace(stream->handle, stream.get());
+    streams_.emplace(stream->handle, std::move(stream));
+}
+
+void ClientState::cancel(std::uint64_t handle) {
+    const auto found = streams_.find(handle);
+    if (found == streams_.end() || found->second->isEnded()) {
+        return;
+    }
+    ClientStream& stream = *found->second;
+    stream.drop();
+    if (stream.connection != nullptr) {
+        stream.connection->reset(stream);
+        return;
+    }
+    waiting_.erase(handle);
+    streams_.erase(found);
+    if (waiting_.empty()) {
+        dialer_.stop();
+        disarmPatience();
+    }
+}
+
+// Sends what waits, as far as the server accepts it; the rest follows with `onChange`. Does not
+// flush, because it is also called inside the functions of the connection.
+void ClientState::sendWaiting() {
+    while (!waiting_.empty()) {
+        if (current_ != nullptr && !current_->isUsable()) {
+            leaveConnection();
+        }
+        if (current_ == nullptr) {
+            awaitConnection();
+            return;
+        }
+        if (!current_->hasCapacity()) {
+            return;
+        }
+        sendFirst();
+    }
+}
+
+void ClientState::sendFirst() {
+    ClientStream& stream = *waiting_.begin()->second;
+    waiting_.erase(waiting_.begin());
+    if (!current_->submit(stream)) {
+        const Stream owned = std::move(streams_.extract(stream.handle).mapped());
+        owned->lose("memory is exhausted");
+    }
+}
+
+void ClientState::awaitConnection() {
+    armPatience();
+    dialer_.start();
+}
+
+// The connection lives until its last stream is closed.
+void ClientState::leaveConnection() {
+    std::exchange(current_, nullptr)->retire();
+    disconnectedSince_ = Clock::now();
+}
+
+void ClientState::onConnected(FileDescriptor socket) {
+    disarmPatience();
+    ClientConnection::Owner& owner = *this;
+    connections_.push_back(
+        std::make_unique<ClientConnection>(*loop_, std::move(socket), settings_, owner));
+    current_ = connections_.back().get();
+    current_->start();
+    sendWaiting();
+    if (current_ != nullptr) {
+        current_->flush();
+    }
+}
+
+ClientState::Clock::time_point ClientState::deadlineOf(const ClientStream& stream) const {
+    return std::max(stream.arrival, disconnectedSince_) + settings_.patience;
+}
+
+void ClientState::armPatience() {
+    if (!patience_) {
+        const Clock::duration left = deadlineOf(*waiting_.begin()->second) - Clock::now();
+        patience_ = loop_->after(left, [this] {
+            patience_.reset();
+            expire();
+        });
+    }
+}
+
+void ClientState::disarmPatience() noexcept {
+    if (patience_) {
+        loop_->cancel(*patience_);
+        patience_.reset();
+    }
+}
+
+// The deadlines are in the order of the requests.
+void ClientState::expire() {
+    const Clock::time_point now = Clock::now();
+    std::vector<Stream> expired;
+    while (!waiting_.empty() && deadlineOf(*waiting_.begin()->second) <= now) {
+        expired.push_back(std::move(streams_.extract(waiting_.begin()->first).mapped()));
+        waiting_.erase(waiting_.begin());
+    }
+    const std::string reason = "no connection to " + address_ + ": " + dialer_.reason();
+    if (waiting_.empty()) {
+        dialer_.stop();
+    } else {
+        armPatience();
+    }
+    for (const Stream& stream : expired) {
+        stream->lose(reason);
+    }
+}
+
+// A connection that is broken is removed meanwhile, and another one may be added.
+void ClientState::flush() {
+    for (std::size_t i = connections_.size(); i-- > 0;) {
+        connections_[i]->flush();
+    }
+}
+
+void ClientState::onStreamClosed(ClientStream& stream) {
+    streams_.erase(stream.handle);
+}
+
+void ClientState::onConnectionClosed(ClientConnection& connection, const std::string& reason) {
+    const auto found = std::find_if(connections_.begin(), connections_.end(),
+                                    [&](const auto& other) { return other.get() == &connection; });
+    const std::unique_ptr<ClientConnection> owned = std::move(*found);
+    connections_.erase(found);
+    if (current_ == &connection) {
+        current_ = nullptr;
+        disconnectedSince_ = Clock::now();
+    }
+    if (connection.hasReceived()) {
+        dialer_.forgetDelay();
+    }
+    const std::vector<Stream> lost = takeStreamsOf(connection);
+    sendWaiting();
+    for (const Stream& stream : lost) {
+        stream->lose(reason);
+    }
+}
+
+// Returns the streams in the order of their requests.
+std::vector<ClientState::Stream> ClientState::takeStreamsOf(const ClientConnection& connection) {
+    std::vector<Stream> taken;
+    for (auto i = streams_.begin(); i != streams_.end();) {
+        if (i->second->connection == &connection) {
+            taken.push_back(std::move(i->second));
+            i = streams_.erase(i);
+        } else {
+            ++i;
+        }
+    }
+    std::sort(taken.begin(), taken.end(),
+              [](const Stream& left, const Stream& right) { return left->handle < right->handle; });
+    return taken;
+}
+
+}  // namespace kova::http::detail

@@ -1,0 +1,101 @@
+#pragma once
+
+#include <cstdint>
+#include <future>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+#include "EventLoop.h"
+#include "FileDescriptor.h"
+#include "client/ClientConnection.h"
+#include "client/ClientSettings.h"
+#include "client/ClientStream.h"
+#include "client/Dialer.h"
+#include "kova/core/IKovaApi.h"
+#include "kova/http/Address.h"
+
+namespace kova::http::detail {
+
+/// The requests of one client, its connections, and the thread that serves them.
+///
+/// Any thread may call `actionRequest` and `cancelRequest`; they only add to a queue, which the
+/// thread of the loop empties. All else belongs to the thread of the loop. Response handlers are
+/// called there, and no lock is held. The use through `kit::Calls` makes a cancelled request
+/// silent at once.
+///
+/// There is at most one connection for new requests. It is connected when a request waits for it.
+/// A connection that the server is ending stays until its last stream is closed.
+class ClientState final : public IKovaApi,
+                          private ClientConnection::Owner,
+                          public std::enable_shared_from_this<ClientState> {
+public:
+    /// Starts the thread. `stop` must follow. Throws `std::system_error`.
+    static std::shared_ptr<ClientState> start(const Address& address,
+                                              const ClientSettings& settings);
+
+    void* actionRequest(const Request& request,
+                        std::unique_ptr<IResponseHandler<Response>>&& handler) override;
+    void cancelRequest(void* handle) override;
+    /// Destroys all requests without an end, closes the connections and ends the thread. Waits for
+    /// the thread, unless it is inside a response handler that waits for the caller. Called once;
+    /// no other function may be called afterwards.
+    void stop();
+
+private:
+    using Clock = EventLoop::Clock;
+    using Stream = std::unique_ptr<ClientStream>;
+    // What another thread wants: a new request, or, without a stream, a cancellation.
+    struct Order {
+        std::uint64_t handle;
+        Stream stream;
+    };
+
+    ClientState(const Address& address, const ClientSettings& settings);
+    void add(std::uint64_t& handle, Stream stream);
+    void processOrders();
+    void begin(Stream stream);
+    void cancel(std::uint64_t handle);
+    void close();
+
+    void sendWaiting();
+    void sendFirst();
+    void awaitConnection();
+    void leaveConnection();
+    void onConnected(FileDescriptor socket);
+    Clock::time_point deadlineOf(const ClientStream& stream) const;
+    void armPatience();
+    void disarmPatience() noexcept;
+    void expire();
+    void flush();
+    std::vector<Stream> takeStreamsOf(const ClientConnection& connection);
+
+    void onStreamClosed(ClientStream& stream) override;
+    void onChange() override { sendWaiting(); }
+    void onConnectionClosed(ClientConnection& connection, const std::string& reason) override;
+
+    const ClientSettings settings_;
+    const std::string address_;
+    const std::shared_ptr<EventLoop> loop_;
+
+    std::mutex mutex_;
+    std::vector<Order> orders_;
+    std::uint64_t lastHandle_ = 0;
+
+    // Of the loop's thread:
+    std::unordered_map<std::uint64_t, Stream> streams_;
+    std::map<std::uint64_t, ClientStream*> waiting_;  ///< the streams that are not sent yet
+    std::vector<std::unique_ptr<ClientConnection>> connections_;
+    ClientConnection* current_ = nullptr;  ///< the connection for new requests
+    Clock::time_point disconnectedSince_;  ///< when the latest connection was lost
+    std::optional<EventLoop::TimerId> patience_;
+    Dialer dialer_;
+
+    std::promise<void> closed_;
+};
+
+}  // namespace kova::http::detail

@@ -1,0 +1,138 @@
+#include "client/ClientStream.h"
+
+#include <nghttp2/nghttp2.h>
+
+#include <algorithm>
+#include <charconv>
+#include <utility>
+
+#include "kova/core/StatusCodes.h"
+
+namespace kova::http::detail {
+
+namespace {
+
+constexpr std::string_view PLAIN_TEXT = "text/plain";
+
+// Returns the first line, without control characters.
+std::string firstLine(const std::string& text) {
+    const auto end = std::find_if(text.begin(), text.end(),
+                                  [](char c) { return static_cast<unsigned char>(c) < 0x20; });
+    return {text.begin(), end};
+}
+
+}  // namespace
+
+ClientStream::ClientStream(ResponseHandler handler, std::string request, std::size_t recordBytes)
+    : handler_(std::move(handler)), request_(std::move(request)), reader_(recordBytes) {}
+
+std::size_t ClientStream::read(std::uint8_t* out, std::size_t size) {
+    const std::size_t count = request_.copy(reinterpret_cast<char*>(out), size, sent_);
+    sent_ += count;
+    if (isSent()) {
+        request_ = std::string();  // the memory is not needed any more
+        sent_ = 0;
+    }
+    return count;
+}
+
+void ClientStream::onHeader(std::string_view name, std::string_view value) {
+    if (name == ":status") {  // of the answer, or of an informational one before it
+        type_.clear();
+        std::from_chars(value.data(), value.data() + value.size(), status_);
+    } else if (name == "content-type") {
+        type_ = value.substr(0, value.find_first_of("; "));
+    }
+}
+
+void ClientStream::onHeaderEnd() {
+    if (isRecords() && type_ != RECORDS_TYPE) {
+        refuse("the answer has the type '" + type_ + "'");
+    }
+}
+
+void ClientStream::onData(std::string_view bytes) {
+    if (isEnded()) {
+        if (!refusal_) {
+            refusal_ = NGHTTP2_CANCEL;  // the server goes on after the end
+        }
+        return;
+    }
+    if (!isRecords()) {
+        if (type_ == PLAIN_TEXT) {
+            text_ += bytes.substr(0, LONGEST_TEXT - text_.size());
+        }
+        return;
+    }
+    reader_.add(bytes);
+    while (!isEnded()) {
+        const kit::Result<std::optional<Record>> record = reader_.next();
+        if (!record) {
+            refuse(record.error().message);
+        } else if (*record) {
+            deliver(**record);
+        } else {
+            return;
+        }
+    }
+}
+
+void ClientStream::deliver(const Record& record) {
+    if (record.kind == RecordKind::completed) {
+        complete();
+        return;
+    }
+    if (record.kind == RecordKind::request) {
+        refuse("the answer has the record of a request");
+        return;
+    }
+    const kit::Result<Response> response = record.toResponse();
+    if (!response) {
+        refuse(response.error().message);
+    } else if (record.kind == RecordKind::error) {
+        fail(*response);
+    } else {
+        deliverValue(*response);
+    }
+}
+
+void ClientStream::deliverValue(const Response& value) {
+    if (handler_->onNext(value)) {
+        refusal_ = NGHTTP2_CANCEL;
+        complete();
+    }
+}
+
+void ClientStream::complete() {
+    const ResponseHandler handler = std::move(handler_);
+    handler->onCompleted();
+}
+
+void ClientStream::fail(const Response& error) {
+    const ResponseHandler handler = std::move(handler_);
+    handler->onError(error);
+}
+
+void ClientStream::refuse(const std::string& reason) {
+    refusal_ = NGHTTP2_PROTOCOL_ERROR;
+    fail(kit::Error{statuscodes::BAD_GATEWAY, "malformed answer: " + reason}.toResponse());
+}
+
+void ClientStream::onEnd() {
+    if (isEnded()) {
+        return;
+    }
+    if (isRecords()) {
+        lose(reader_.isInside() ? "the answer ends inside a record" : "the answer has no end");
+    } else {
+        fail(kit::Error{status_, firstLine(text_)}.toResponse());
+    }
+}
+
+void ClientStream::lose(const std::string& reason) {
+    if (!isEnded()) {
+        fail(kit::Error{statuscodes::SERVICE_UNAVAILABLE, "lost: " + reason}.toResponse());
+    }
+}
+
+}  // namespace kova::http::detail

@@ -1,0 +1,83 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "EventLoop.h"
+#include "Records.h"
+#include "kova/core/IResponseHandler.h"
+#include "kova/core/Response.h"
+#include "kova/kit/Result.h"
+
+namespace kova::http::detail {
+
+class ClientConnection;
+
+/// One request of a client: the bytes that are to be sent, and the answer as it arrives.
+///
+/// Calls the response handler: any number of values, then exactly one end, unless it is dropped.
+/// One thread at a time.
+class ClientStream {
+public:
+    using ResponseHandler = std::unique_ptr<IResponseHandler<Response>>;
+
+    /// The longest text of an answer that is not a sequence of records.
+    static constexpr std::size_t LONGEST_TEXT = 1024;
+
+    /// `request` is the record of the request, and `recordBytes` the longest record of the answer.
+    ClientStream(ResponseHandler handler, std::string request, std::size_t recordBytes);
+
+    /// Moves bytes of the request to `out`, as many as there are and fit. Returns their number.
+    std::size_t read(std::uint8_t* out, std::size_t size);
+    /// Returns whether all bytes of the request have been read.
+    bool isSent() const noexcept { return sent_ == request_.size(); }
+
+    /// @{
+    /// Processes a header field, and the end of the header fields.
+    void onHeader(std::string_view name, std::string_view value);
+    void onHeaderEnd();
+    /// @}
+    /// Processes bytes of the body.
+    void onData(std::string_view bytes);
+    /// Processes the end of the answer.
+    void onEnd();
+
+    /// Ends the request with the error 503 "lost: REASON", unless it has ended.
+    void lose(const std::string& reason);
+    /// Destroys the response handler without an end.
+    void drop() noexcept { handler_.reset(); }
+    bool isEnded() const noexcept { return !handler_; }
+    /// Returns the HTTP/2 error code with which the rest of the answer is to be refused, if any.
+    std::optional<std::uint32_t> refusal() const noexcept { return refusal_; }
+
+    /// @{
+    /// Facts for the owner of the object, which sets them.
+    std::uint64_t handle = 0;
+    ClientConnection* connection = nullptr;  ///< null while the request waits for one
+    std::int32_t number = 0;                 ///< of the stream in its connection
+    EventLoop::Clock::time_point arrival;    ///< when the request began to wait for a connection
+    /// @}
+
+private:
+    bool isRecords() const noexcept { return status_ == 200; }
+    void deliver(const Record& record);
+    void deliverValue(const Response& value);
+    void complete();
+    void fail(const Response& error);
+    void refuse(const std::string& reason);
+
+    ResponseHandler handler_;
+    std::string request_;
+    std::size_t sent_ = 0;
+    unsigned short status_ = 0;
+    std::string type_;  ///< the media type of the answer, without parameters
+    std::string text_;  ///< the body, if it is a text
+    RecordReader reader_;
+    std::optional<std::uint32_t> refusal_;
+};
+
+}  // namespace kova::http::detail

@@ -1,0 +1,63 @@
+#pragma once
+
+#include <chrono>
+#include <functional>
+#include <optional>
+#include <random>
+#include <string>
+
+#include "EventLoop.h"
+#include "FileDescriptor.h"
+#include "kova/http/Address.h"
+
+namespace kova::http::detail {
+
+/// Connects a socket to an address, without blocking.
+///
+/// Each attempt delays the next one: by 10 ms at first, by twice the time of the one before at
+/// most, and never by more than a second. A random part of up to half of the delay is left out, so
+/// that clients of a server that was restarted do not come all at once. All functions belong to the
+/// thread of the loop.
+class Dialer {
+public:
+    using OnConnected = std::function<void(FileDescriptor)>;
+
+    static constexpr std::chrono::milliseconds FIRST_DELAY{10};
+    static constexpr std::chrono::milliseconds LONGEST_DELAY{1000};
+
+    /// Gets the function that takes the connected socket, on the thread of the loop. It may be
+    /// called inside `start`.
+    Dialer(EventLoop& loop, const Address& address, OnConnected onConnected);
+    ~Dialer() { stop(); }
+    Dialer(const Dialer&) = delete;
+    Dialer& operator=(const Dialer&) = delete;
+
+    /// Tries until a socket is connected, or until `stop`. Does nothing if it does so already.
+    void start();
+    /// Gives up, and forgets the delay.
+    void stop() noexcept;
+    /// Forgets the delay, so that the next `start` tries at once.
+    void forgetDelay() noexcept { delay_ = std::chrono::milliseconds(0); }
+    /// Returns the reason why no socket is connected.
+    const std::string& reason() const noexcept { return reason_; }
+
+private:
+    void attempt();
+    void watch(FileDescriptor socket);
+    void finish();
+    void connected(FileDescriptor socket);
+    void fail(int error);
+    void retry();
+    std::chrono::milliseconds jitter();
+
+    EventLoop& loop_;
+    const Address address_;
+    const OnConnected onConnected_;
+    FileDescriptor socket_;  ///< the socket that is being connected
+    std::optional<EventLoop::TimerId> timer_;
+    std::chrono::milliseconds delay_{0};  ///< before the next attempt
+    std::string reason_ = "no answer";
+    std::minstd_rand random_;
+};
+
+}  // namespace kova::http::detail
