@@ -29,12 +29,16 @@ struct EndpointOptions {
     std::size_t requestsOfPeer = 4096;
     /// The bytes of the header fields of a request. A longer one is answered with 431.
     std::size_t headerBytes = 16U * 1024U;
-    /// The bytes of a request's body. A longer one is answered with 413.
+    /// The bytes of a request's body. A longer one is answered with 413. The unfinished bodies of a
+    /// connection may have twice as many bytes together; one more is answered with 429.
     std::size_t bodyBytes = 32U * 1024U * 1024U;
-    /// The bytes of the answer of a request that wait for a client that does not read. A stream
-    /// that would exceed it is ended with 503; the limit does not apply to a single value.
+    /// The bytes of the answer of a request that wait for a client that does not read. The limit
+    /// does not apply to a single value. The first value of a stream may name a number of values
+    /// and what happens when more wait (`kova::kit::STREAM_QUEUE`). Otherwise a stream that would
+    /// exceed the bytes is ended with 503.
     std::size_t queuedBytes = 256U * 1024U;
-    /// The time for the first bytes of a connection, and for the rest of a request that has begun.
+    /// The time for the first bytes of a connection, and the time for which the body of a request
+    /// may make no progress.
     std::chrono::milliseconds firstBytes = std::chrono::seconds(5);
     /// The time after which a connection without requests is closed; 0 means never.
     std::chrono::milliseconds idle{0};
@@ -70,16 +74,20 @@ public:
     /// Serves several services, by service path ("/device"). Throws as the other constructor does.
     Endpoint(const std::map<std::string, IKovaApi*>& services, const std::string& address,
              const EndpointOptions& options = {});
-    /// Calls `stop` without a limit.
+    /// Ends pending requests with 503 at once, and waits without a limit until all resource
+    /// handlers have returned and the thread has ended. Inside a resource handler it does not wait
+    /// for that handler, and the connections are closed when the handler has returned.
     ~Endpoint();
     Endpoint(const Endpoint&) = delete;
     Endpoint& operator=(const Endpoint&) = delete;
 
     /// Returns the address at which it serves. A port that was 0 is the one that the system chose.
     std::string address() const;
-    /// Accepts no connection and no request any more, lets pending requests end within the limit,
-    /// then ends them with 503, and closes all connections. Returns the requests whose resource
-    /// handlers have not returned yet.
+    /// Removes the file of a Unix socket, accepts no connection and no request any more, lets
+    /// pending requests end within the limit, then ends them with 503, and closes all connections.
+    /// Clients that do not read get another second for their last answers. Returns the requests
+    /// whose resource handlers have not returned yet; if there are any, connections are open still,
+    /// and the function may be called again. Inside a resource handler it does not wait.
     std::vector<kit::CallInfo> stop(std::chrono::milliseconds limit);
     /// Returns the number of open connections.
     std::size_t connections() const;

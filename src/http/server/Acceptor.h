@@ -1,0 +1,47 @@
+#pragma once
+
+#include <cstddef>
+#include <functional>
+#include <optional>
+
+#include "EventLoop.h"
+#include "FileDescriptor.h"
+
+namespace kova::http::detail {
+
+/// Accepts the connections of a listening socket, on the thread of a loop.
+///
+/// It pauses while the owner has `limit` connections, and for a moment if the system has no more
+/// descriptors or memory. The socket is not watched meanwhile, so that the loop does not spin.
+class Acceptor {
+public:
+    /// Gets an accepted socket, which does not block. It must not destroy the acceptor.
+    using OnAccepted = std::function<void(FileDescriptor)>;
+    using Count = std::function<std::size_t()>;
+
+    /// `count` returns the number of open connections.
+    Acceptor(EventLoop& loop, int listener, std::size_t limit, Count count, OnAccepted onAccepted);
+    ~Acceptor();
+    Acceptor(const Acceptor&) = delete;
+    Acceptor& operator=(const Acceptor&) = delete;
+
+    /// Goes on if it has paused. Call it when a connection is closed.
+    void resume();
+    /// Returns whether the socket is not watched at present.
+    bool isPaused() const noexcept { return !isWatching_; }
+
+private:
+    void accept();
+    void pause() noexcept;
+    void retryLater();
+
+    EventLoop& loop_;
+    const int listener_;
+    const std::size_t limit_;
+    const Count count_;
+    const OnAccepted onAccepted_;
+    bool isWatching_ = false;
+    std::optional<EventLoop::TimerId> retry_;
+};
+
+}  // namespace kova::http::detail

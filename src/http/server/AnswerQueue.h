@@ -1,0 +1,154 @@
+#pragma once
+
+#include <chrono>
+#include <condition_variable>
+#include <cstddef>
+#include <cstdint>
+#include <deque>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "EventLoop.h"
+#include "Records.h"
+#include "kova/core/IResponseHandler.h"
+#include "kova/core/Response.h"
+#include "kova/kit/StreamOptions.h"
+
+namespace kova::http::detail {
+
+class AnswerQueue;
+
+/// The reader of an `AnswerQueue`, on the thread of the loop.
+class AnswerReader {
+public:
+    virtual ~AnswerReader() = default;
+    /// The queue has records again, after `AnswerQueue::hasMore` or `take` has found none.
+    virtual void onRecords() = 0;
+};
+
+/// The queues that have records for their readers. A burst wakes the loop once.
+class ReadyQueues : public std::enable_shared_from_this<ReadyQueues> {
+public:
+    /// `afterBurst` is called on the thread of the loop when the readers were told.
+    ReadyQueues(std::shared_ptr<EventLoop> loop, EventLoop::Task afterBurst)
+        : loop_(std::move(loop)), afterBurst_(std::move(afterBurst)) {}
+
+    /// Tells the reader of the queue, later. Any thread may call it.
+    void add(const std::shared_ptr<AnswerQueue>& queue);
+    bool isLoopThread() const noexcept { return loop_->isLoopThread(); }
+    /// Forgets `afterBurst`. On the thread of the loop.
+    void close() noexcept { afterBurst_ = nullptr; }
+
+private:
+    void run();
+
+    const std::shared_ptr<EventLoop> loop_;
+    EventLoop::Task afterBurst_;
+    std::mutex mutex_;
+    std::vector<std::shared_ptr<AnswerQueue>> queues_;
+};
+
+/// The records of one answer that wait for the client, between the thread that sends the events and
+/// the thread of the loop. It is bounded, and has the policy that the first value names
+/// (`kit::STREAM_QUEUE`), or `kit::Disconnect`.
+///
+/// The first record is never dropped, because it carries the version of the wire. A stream that
+/// exceeds a bound that no policy can keep ends with the error 503. Records are encoded by the
+/// sending thread, outside the lock.
+class AnswerQueue : public std::enable_shared_from_this<AnswerQueue> {
+public:
+    struct Limits {
+        /// The bytes that wait. One record may be longer.
+        std::size_t bytes = 256U * 1024U;
+        /// The time for which a value waits for space, with the policy `kit::Wait`. On the thread
+        /// of the loop it does not wait; there only the limit of the bytes applies.
+        std::chrono::milliseconds patience = std::chrono::seconds(1);
+    };
+
+    /// The first record is expected by the reader: it is not told before `hasMore` returns false.
+    AnswerQueue(std::shared_ptr<ReadyQueues> ready, const Limits& limits)
+        : ready_(std::move(ready)), limits_(limits) {}
+
+    /// @{
+    /// The events of the answer, from one thread at a time. `next` returns false if no further
+    /// value is wanted.
+    bool next(const Response& value);
+    void error(const Response& error) { end(RecordKind::error, &error); }
+    void completed() { end(RecordKind::completed, nullptr); }
+    /// @}
+
+    /// @{
+    /// The functions of the reader, on the thread of the loop.
+    enum class Taken { record, nothing, end };
+    /// Sets `record` to the oldest record. If there is nothing, the reader is told later.
+    Taken take(std::string& record);
+    /// Returns whether `take` would return a record or the end. If not, the reader is told later.
+    bool hasMore();
+    /// Returns whether the stream has exceeded its bound, or a record could not be made: the
+    /// request is of no use any more.
+    bool isGivenUp() const;
+    /// Returns the number of bytes that wait.
+    std::size_t bytes() const;
+    /// Drops all records and refuses further ones. The reader is not told any more.
+    void close() noexcept;
+    /// The reader; null if it is gone.
+    AnswerReader* reader = nullptr;
+    /// @}
+
+private:
+    struct Entry {
+        std::string record;
+        std::optional<Response> value;  ///< for `kit::STREAM_LOST`; only with `kit::DropOldest`
+        std::uint64_t lost = 0;         ///< the values that were dropped before this one
+    };
+    enum class Space { available, none, closed };
+
+    Response adoptTerms(const Response& first);
+    Space reserve(std::unique_lock<std::mutex>& lock, std::size_t size);
+    bool isFull(std::size_t size) const noexcept;
+    bool waitForSpace(std::unique_lock<std::mutex>& lock, std::size_t size);
+    void dropAll() noexcept;
+    void dropOldest();
+    bool hasDroppable() const noexcept { return entries_.size() > (isFirstWaiting_ ? 1U : 0U); }
+    void remove(std::deque<Entry>::iterator at) noexcept;
+    void append(std::unique_lock<std::mutex>& lock, Entry&& entry);
+    void end(RecordKind kind, Response const* error);
+    void giveUp(const kit::Error& error);
+
+    const std::shared_ptr<ReadyQueues> ready_;
+    const Limits limits_;
+    bool isFirst_ = true;  ///< no record has been made; used by the sending thread
+
+    mutable std::mutex mutex_;
+    std::condition_variable changed_;
+    std::deque<Entry> entries_;
+    std::size_t bytes_ = 0;
+    std::uint64_t lostBeforeNext_ = 0;  ///< the dropped values behind which no value waits
+    std::size_t bound_ = SIZE_MAX;
+    kit::WhenFull whenFull_ = kit::Disconnect;
+    bool isFirstWaiting_ = false;  ///< the first record is the front of the queue
+    bool isAnnounced_ = true;      ///< the reader knows that there are records
+    bool isEnded_ = false;         ///< no record follows
+    bool isGivenUp_ = false;
+    bool isClosed_ = false;
+};
+
+/// Puts the events of a request into the queue of its answer.
+class AnswerHandler : public IResponseHandler<Response> {
+public:
+    explicit AnswerHandler(std::shared_ptr<AnswerQueue> queue) noexcept
+        : queue_(std::move(queue)) {}
+
+    bool onNext(const Response& value) override { return !queue_->next(value); }
+    void onError(const Response& error) override { queue_->error(error); }
+    void onCompleted() override { queue_->completed(); }
+
+private:
+    const std::shared_ptr<AnswerQueue> queue_;
+};
+
+}  // namespace kova::http::detail

@@ -1,0 +1,196 @@
+#include "server/EndpointState.h"
+
+#include <algorithm>
+#include <stdexcept>
+#include <utility>
+
+namespace kova::http::detail {
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+// The time for which the last answers are sent to clients that do not read.
+constexpr std::chrono::milliseconds FLUSH_LIMIT(1000);
+// The time for which threads that are sending an event of an ended request are waited for.
+constexpr std::chrono::milliseconds SETTLE_LIMIT(200);
+constexpr char const* LOST = "lost: the endpoint stops";
+
+Address parseAddress(const std::string& text, const EndpointOptions& options) {
+    const kit::Result<Address> address = Address::parse(text);
+    if (!address) {
+        throw std::invalid_argument(address.error().message);
+    }
+    if (!address->isLocal() && !options.allowsRemote) {
+        throw std::invalid_argument("address '" + text +
+                                    "': other machines reach it; set allowsRemote to serve them");
+    }
+    return *address;
+}
+
+}  // namespace
+
+std::shared_ptr<EndpointState> EndpointState::start(
+    const std::map<std::string, IKovaApi*>& services, const std::string& address,
+    const EndpointOptions& options) {
+    const std::shared_ptr<EndpointState> state(
+        new EndpointState(services, parseAddress(address, options), options));
+    state->loop_->post([state] { state->begin(); });
+    return state;
+}
+
+EndpointState::EndpointState(const std::map<std::string, IKovaApi*>& services,
+                             const Address& address, const EndpointOptions& options)
+    : options_(options),
+      services_(services),
+      listener_(std::in_place, address, options.mode),
+      address_(listener_->address().toString()),
+      loop_(EventLoop::start("kova-endpoint")),
+      context_(options_, *loop_, services_) {
+    context_.ready = std::make_shared<ReadyQueues>(loop_, [this] { context_.flush(); });
+    context_.onClosed = [this](ServerConnection& connection) { onClosed(connection); };
+    context_.onRequestEnded = [this] { updateCounts(); };
+}
+
+EndpointState::~EndpointState() = default;
+
+void EndpointState::begin() {
+    acceptor_.emplace(
+        *loop_, listener_->descriptor(), options_.connections,
+        [this] { return undecided_.size() + http2_.size(); },
+        [this](FileDescriptor socket) { onAccepted(std::move(socket)); });
+}
+
+void EndpointState::onAccepted(FileDescriptor socket) {
+    kit::Peer peer = peerOfSocket(socket.get());
+    auto made = std::make_unique<Undecided>(*loop_, std::move(socket), std::move(peer));
+    Undecided& undecided = *made;
+    undecided_[&undecided] = std::move(made);
+    updateCounts();
+    undecided.start(options_.firstBytes, [this, &undecided](Undecided::Protocol protocol) {
+        onDecided(undecided, protocol);
+    });
+}
+
+void EndpointState::onDecided(Undecided& undecided, Undecided::Protocol protocol) {
+    const auto found = undecided_.find(&undecided);
+    const std::unique_ptr<Undecided> owned = std::move(found->second);
+    undecided_.erase(found);
+    if (protocol == Undecided::Protocol::http2) {
+        startHttp2(owned->takeSocket(), owned->peer());
+    } else if (protocol == Undecided::Protocol::foreign) {
+        adoptForeign(owned->takeSocket(), owned->peer());
+    }
+    updateCounts();
+    if (acceptor_) {
+        acceptor_->resume();
+    }
+}
+
+void EndpointState::startHttp2(FileDescriptor socket, const kit::Peer& peer) {
+    auto made = std::make_unique<ServerConnection>(context_, std::move(socket), peer);
+    ServerConnection& connection = *made;
+    http2_[&connection] = std::move(made);
+    connection.start();
+}
+
+// Clients that do not speak HTTP/2.
+void EndpointState::adoptForeign(FileDescriptor socket, const kit::Peer&) {
+    refuseForeign(std::move(socket));
+}
+
+void EndpointState::onClosed(ServerConnection& connection) {
+    http2_.erase(&connection);
+    updateCounts();
+    if (acceptor_) {
+        acceptor_->resume();
+    }
+}
+
+void EndpointState::updateCounts() {
+    connections_ = undecided_.size() + http2_.size();
+    if (context_.isStopping) {
+        const std::lock_guard<std::mutex> guard(mutex_);
+        requests_ = context_.requests;
+        changed_.notify_all();
+    }
+}
+
+// A connection that has no request ends at once; another one, with its last answer.
+void EndpointState::beginStop() {
+    if (context_.isStopping) {
+        return;
+    }
+    context_.isStopping = true;
+    acceptor_.reset();
+    listener_.reset();
+    undecided_.clear();
+    std::vector<ServerConnection*> connections;
+    for (const auto& [connection, owned] : http2_) {
+        connections.push_back(connection);
+    }
+    for (ServerConnection* const connection : connections) {
+        connection->refuseRequests();
+    }
+    {
+        const std::lock_guard<std::mutex> guard(mutex_);
+        hasBegunToStop_ = true;
+    }
+    updateCounts();
+}
+
+void EndpointState::closeAll() {
+    beginStop();
+    while (!http2_.empty()) {
+        http2_.begin()->first->close();
+    }
+    context_.ready->close();
+    const std::lock_guard<std::mutex> guard(mutex_);
+    isClosed_ = true;
+    changed_.notify_all();
+}
+
+template <typename Condition>
+bool EndpointState::waitUntil(TimePoint deadline, Condition condition) {
+    std::unique_lock<std::mutex> lock(mutex_);
+    return changed_.wait_until(lock, deadline, condition);
+}
+
+std::vector<kit::CallInfo> EndpointState::endRequests(bool isLimited) {
+    // To `Calls`, 0 means no limit.
+    const auto limit = isLimited ? SETTLE_LIMIT : std::chrono::milliseconds(0);
+    std::vector<kit::CallInfo> stuck;
+    for (const auto& [path, service] : services_.all()) {
+        const std::vector<kit::CallInfo> found = service->calls().stop(LOST, limit);
+        stuck.insert(stuck.end(), found.begin(), found.end());
+    }
+    return stuck;
+}
+
+void EndpointState::postCloseAll() {
+    loop_->post([self = shared_from_this()] { self->closeAll(); });
+}
+
+// Inside a function of the loop, which may be a callback of a connection, the connections are
+// closed when that function has returned.
+std::vector<kit::CallInfo> EndpointState::stop(Limit limit) {
+    if (loop_->isLoopThread()) {
+        std::vector<kit::CallInfo> stuck = endRequests(limit.has_value());
+        postCloseAll();
+        return stuck;
+    }
+    const TimePoint drained = Clock::now() + limit.value_or(std::chrono::milliseconds(0));
+    loop_->post([self = shared_from_this()] { self->beginStop(); });
+    waitUntil(drained, [this] { return hasBegunToStop_ && requests_ == 0; });
+    std::vector<kit::CallInfo> stuck = endRequests(limit.has_value());
+    if (!stuck.empty()) {
+        return stuck;
+    }
+    waitUntil(Clock::now() + FLUSH_LIMIT,
+              [this] { return hasBegunToStop_ && connections_.load() == 0; });
+    postCloseAll();
+    std::unique_lock<std::mutex> lock(mutex_);
+    changed_.wait(lock, [this] { return isClosed_; });
+    return {};
+}
+
+}  // namespace kova::http::detail

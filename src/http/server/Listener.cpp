@@ -1,0 +1,203 @@
+#include "server/Listener.h"
+
+#include <arpa/inet.h>
+#include <fcntl.h>
+#include <netinet/in.h>
+#include <sys/file.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
+
+#include <array>
+#include <cerrno>
+#include <cstring>
+#include <system_error>
+#include <thread>
+
+namespace kova::http::detail {
+
+namespace {
+
+constexpr int KIND = SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC;
+constexpr int BACKLOG = 512;
+// The attempts to lock a directory, with 10 ms in between.
+constexpr int LOCK_ATTEMPTS = 200;
+
+[[noreturn]] void fail(int error, const std::string& what) {
+    throw std::system_error(error, std::generic_category(), what);
+}
+
+FileDescriptor checked(int descriptor, const Address& address) {
+    if (descriptor < 0) {
+        fail(errno, address.toString());
+    }
+    return FileDescriptor(descriptor);
+}
+
+sockaddr_un unixAddress(const std::string& path) noexcept {
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    std::memcpy(address.sun_path, path.data(), path.size());
+    return address;
+}
+
+template <typename SocketAddress>
+int bindTo(int descriptor, const SocketAddress& address) noexcept {
+    return ::bind(descriptor, reinterpret_cast<sockaddr const*>(&address), sizeof address);
+}
+
+// A lock on the directory of a path. It leaves no file, and it ends with the process.
+FileDescriptor lockDirectory(const std::string& path) {
+    const std::size_t slash = path.rfind('/');
+    const std::string directory = slash == std::string::npos ? "." : path.substr(0, slash + 1);
+    FileDescriptor lock(::open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (!lock) {
+        fail(errno, directory);
+    }
+    for (int attempt = 0; ::flock(lock.get(), LOCK_EX | LOCK_NB) != 0; ++attempt) {
+        if (attempt == LOCK_ATTEMPTS) {
+            fail(EADDRINUSE, directory + " is locked");
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
+    return lock;
+}
+
+// Returns whether the path is that of a socket that no process serves.
+bool isDead(const std::string& path) noexcept {
+    struct stat status {};
+    if (::lstat(path.c_str(), &status) != 0 || !S_ISSOCK(status.st_mode)) {
+        return false;
+    }
+    const FileDescriptor probe(::socket(AF_UNIX, KIND, 0));
+    const sockaddr_un address = unixAddress(path);
+    return ::connect(probe.get(), reinterpret_cast<sockaddr const*>(&address), sizeof address) !=
+               0 &&
+           errno == ECONNREFUSED;
+}
+
+std::string textOf(const sockaddr_storage& address) {
+    std::array<char, INET6_ADDRSTRLEN> host{};
+    if (address.ss_family == AF_INET) {
+        const auto& v4 = reinterpret_cast<const sockaddr_in&>(address);
+        inet_ntop(AF_INET, &v4.sin_addr, host.data(), host.size());
+        return std::string(host.data()) + ":" + std::to_string(ntohs(v4.sin_port));
+    }
+    const auto& v6 = reinterpret_cast<const sockaddr_in6&>(address);
+    inet_ntop(AF_INET6, &v6.sin6_addr, host.data(), host.size());
+    return "[" + std::string(host.data()) + "]:" + std::to_string(ntohs(v6.sin6_port));
+}
+
+}  // namespace
+
+Listener::Listener(const Address& address, unsigned mode) : address_(address) {
+    if (address_.isUnix()) {
+        listenAtPath(mode);
+    } else {
+        listenAtPort();
+    }
+}
+
+Listener::~Listener() {
+    if (address_.isUnix()) {
+        removeFile();
+    }
+}
+
+// The mode is set before the file exists, so that at no time it is wider than `mode`; `chmod` adds
+// the bits that the umask has taken.
+void Listener::listenAtPath(unsigned mode) {
+    socket_ = checked(::socket(AF_UNIX, KIND, 0), address_);
+    ::fchmod(socket_.get(), mode);
+    const FileDescriptor lock = lockDirectory(address_.path);
+    const sockaddr_un name = unixAddress(address_.path);
+    int result = bindTo(socket_.get(), name);
+    if (result != 0 && errno == EADDRINUSE && isDead(address_.path)) {
+        ::unlink(address_.path.c_str());
+        result = bindTo(socket_.get(), name);
+    } else if (result != 0 && errno != EADDRINUSE) {
+        fail(errno, address_.toString());
+    }
+    if (result != 0) {
+        fail(EADDRINUSE, address_.toString());
+    }
+    struct stat status {};
+    if (::lstat(address_.path.c_str(), &status) == 0) {
+        device_ = status.st_dev;
+        inode_ = status.st_ino;
+    }
+    ::chmod(address_.path.c_str(), mode);
+    if (::listen(socket_.get(), BACKLOG) != 0) {
+        const int error = errno;
+        ::unlink(address_.path.c_str());
+        fail(error, address_.toString());
+    }
+}
+
+void Listener::listenAtPort() {
+    const bool isV6 = address_.host.find(':') != std::string::npos;
+    socket_ = checked(::socket(isV6 ? AF_INET6 : AF_INET, KIND, 0), address_);
+    const int on = 1;
+    ::setsockopt(socket_.get(), SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
+    int result = 0;
+    if (isV6) {
+        ::setsockopt(socket_.get(), IPPROTO_IPV6, IPV6_V6ONLY, &on, sizeof on);
+        sockaddr_in6 name{};
+        name.sin6_family = AF_INET6;
+        name.sin6_port = htons(address_.port);
+        inet_pton(AF_INET6, address_.host.c_str(), &name.sin6_addr);
+        result = bindTo(socket_.get(), name);
+    } else {
+        sockaddr_in name{};
+        name.sin_family = AF_INET;
+        name.sin_port = htons(address_.port);
+        inet_pton(AF_INET, address_.host.c_str(), &name.sin_addr);
+        result = bindTo(socket_.get(), name);
+    }
+    if (result != 0 || ::listen(socket_.get(), BACKLOG) != 0) {
+        fail(errno, address_.toString());
+    }
+    sockaddr_storage bound{};
+    socklen_t size = sizeof bound;
+    ::getsockname(socket_.get(), reinterpret_cast<sockaddr*>(&bound), &size);
+    // The port is at the same place in both families.
+    address_.port = ntohs(reinterpret_cast<const sockaddr_in&>(bound).sin_port);
+}
+
+void Listener::removeFile() noexcept {
+    FileDescriptor lock;
+    try {
+        lock = lockDirectory(address_.path);
+    } catch (const std::exception&) {
+        return;  // a file that is left is replaced at the next start
+    }
+    struct stat status {};
+    const bool isOurs = ::lstat(address_.path.c_str(), &status) == 0 && status.st_dev == device_ &&
+                        status.st_ino == inode_;
+    if (isOurs) {
+        ::unlink(address_.path.c_str());
+    }
+    socket_.reset();
+}
+
+kit::Peer peerOfSocket(int descriptor) {
+    kit::Peer peer;
+    sockaddr_storage address{};
+    socklen_t size = sizeof address;
+    if (::getpeername(descriptor, reinterpret_cast<sockaddr*>(&address), &size) == 0 &&
+        address.ss_family != AF_UNIX) {
+        peer.address = textOf(address);
+        return peer;
+    }
+    peer.address = "unix:";
+    ucred credentials{};
+    size = sizeof credentials;
+    if (::getsockopt(descriptor, SOL_SOCKET, SO_PEERCRED, &credentials, &size) == 0) {
+        peer.uid = static_cast<long>(credentials.uid);
+        peer.gid = static_cast<long>(credentials.gid);
+        peer.pid = static_cast<long>(credentials.pid);
+    }
+    return peer;
+}
+
+}  // namespace kova::http::detail

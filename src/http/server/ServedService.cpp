@@ -1,0 +1,41 @@
+#include "server/ServedService.h"
+
+#include <exception>
+
+namespace kova::http::detail {
+
+kit::Result<void*> ServedService::send(const Request& request,
+                                       std::unique_ptr<IResponseHandler<Response>> handler) {
+    void* const handle = calls_.actionRequest(request, std::move(handler));
+    if (!guard_.failure) {
+        return handle;
+    }
+    calls_.cancelRequest(handle);
+    return *std::exchange(guard_.failure, std::nullopt);
+}
+
+void* ServedService::Guard::actionRequest(const Request& request,
+                                          std::unique_ptr<IResponseHandler<Response>>&& handler) {
+    try {
+        return service_.actionRequest(request, std::move(handler));
+    } catch (const std::exception& error) {
+        failure = kit::Error{statuscodes::INTERNAL_SERVER_ERROR, error.what()};
+    } catch (...) {
+        failure = kit::Error{statuscodes::INTERNAL_SERVER_ERROR, "the service has thrown"};
+    }
+    if (handler) {
+        handler->onError(failure->toResponse());
+        handler.reset();
+    }
+    return UNDEFINED_REQUEST_HANDLE;
+}
+
+// A service that throws here cannot be told so.
+void ServedService::Guard::cancelRequest(void* handle) {
+    try {
+        service_.cancelRequest(handle);
+    } catch (...) {  // NOLINT(bugprone-empty-catch)
+    }
+}
+
+}  // namespace kova::http::detail

@@ -1,0 +1,82 @@
+#pragma once
+
+#include <cstddef>
+#include <functional>
+#include <map>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "EventLoop.h"
+#include "kova/http/Endpoint.h"
+#include "kova/kit/Peer.h"
+#include "server/AnswerQueue.h"
+#include "server/ServedService.h"
+
+namespace kova::http::detail {
+
+class ServerConnection;
+
+/// The numbers of requests of peers: of users of this machine, and of IP addresses. A number exists
+/// while it is not 0.
+class PeerLimit {
+public:
+    explicit PeerLimit(std::size_t limit) noexcept : limit_(limit) {}
+
+    /// Returns what the requests of a peer are counted under.
+    static std::string keyOf(const kit::Peer& peer);
+    /// Counts a request. Returns false if there are as many as allowed.
+    bool add(const std::string& key);
+    void remove(const std::string& key) noexcept;
+    /// Returns the number of peers that have requests.
+    std::size_t size() const noexcept { return counts_.size(); }
+
+private:
+    const std::size_t limit_;
+    std::map<std::string, std::size_t> counts_;
+};
+
+/// The services of an endpoint, by service path.
+class ServedServices {
+public:
+    /// Throws `std::invalid_argument` if a service is null or there is none.
+    explicit ServedServices(const std::map<std::string, IKovaApi*>& services);
+
+    /// Returns the service that the path of an HTTP request names; null if there is none. The path
+    /// is percent-encoded. "/" names the only service of an endpoint.
+    ServedService* find(std::string_view path) const;
+    const std::map<std::string, std::unique_ptr<ServedService>>& all() const noexcept {
+        return services_;
+    }
+
+private:
+    std::map<std::string, std::unique_ptr<ServedService>> services_;
+};
+
+/// What the connections of an endpoint share. Belongs to the thread of the loop.
+struct ServerContext {
+    ServerContext(const EndpointOptions& options, EventLoop& loop, const ServedServices& services)
+        : options(options), loop(loop), services(services), peers(options.requestsOfPeer) {}
+
+    const EndpointOptions& options;
+    EventLoop& loop;
+    const ServedServices& services;
+    std::shared_ptr<ReadyQueues> ready;
+    PeerLimit peers;
+    /// Whether new requests are refused.
+    bool isStopping = false;
+    /// The number of open requests.
+    std::size_t requests = 0;
+    /// A connection was closed; it may be destroyed.
+    std::function<void(ServerConnection&)> onClosed;
+    /// A request has ended.
+    std::function<void()> onRequestEnded;
+    /// The connections with records that were not sent yet.
+    std::vector<ServerConnection*> unflushed;
+
+    /// Sends what the connections have to send.
+    void flush();
+};
+
+}  // namespace kova::http::detail

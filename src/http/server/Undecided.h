@@ -1,0 +1,50 @@
+#pragma once
+
+#include <chrono>
+#include <functional>
+#include <utility>
+
+#include "EventLoop.h"
+#include "FileDescriptor.h"
+#include "kova/kit/Peer.h"
+
+namespace kova::http::detail {
+
+/// An accepted connection whose protocol is not known yet. It peeks at the first three bytes: "PRI"
+/// begins the preface of HTTP/2 (RFC 9113, section 3.4), anything else is a foreign protocol.
+///
+/// All functions belong to the thread of the loop.
+class Undecided {
+public:
+    enum class Protocol { http2, foreign, none };
+    /// Gets the decision; `none` if the client sent too little within the limit, or has left. The
+    /// object may be destroyed in it.
+    using OnDecided = std::function<void(Protocol)>;
+
+    Undecided(EventLoop& loop, FileDescriptor socket, kit::Peer peer) noexcept;
+    ~Undecided();
+    Undecided(const Undecided&) = delete;
+    Undecided& operator=(const Undecided&) = delete;
+
+    /// Watches the socket. May decide before it returns.
+    void start(std::chrono::milliseconds limit, OnDecided onDecided);
+    /// Gives up the socket, whose bytes are all unread.
+    FileDescriptor takeSocket() noexcept { return std::move(socket_); }
+    const kit::Peer& peer() const noexcept { return peer_; }
+
+private:
+    void peek(std::uint32_t events);
+    void decide(Protocol protocol);
+
+    EventLoop& loop_;
+    FileDescriptor socket_;
+    const kit::Peer peer_;
+    OnDecided onDecided_;
+    EventLoop::TimerId timer_;
+    bool isStarted_ = false;
+};
+
+/// Answers a client that does not speak HTTP/2 with the status 505 of HTTP/1.1.
+void refuseForeign(FileDescriptor socket) noexcept;
+
+}  // namespace kova::http::detail
