@@ -239,12 +239,15 @@ TEST_F(EndpointTest, RequestThatHasEndedIsNotCancelled) {
     serve();
     {
         Http2Client client(directory.address());
-        const std::int32_t id = request(client);
+        const std::int32_t first = request(client, 1);
+        // `actionRequest` has returned for the first one when the second one is there.
+        request(client, 2);
         service.answer(1);
-        client.wait(id);
+        client.wait(first);
     }
+    EXPECT_EQ(service.waitForCancelled(1), std::vector<std::size_t>{2});
     waitForConnections(0);
-    EXPECT_TRUE(service.cancelled().empty());
+    EXPECT_EQ(service.cancelled(), std::vector<std::size_t>{2});
 }
 
 // Refused requests
@@ -555,7 +558,7 @@ TEST_F(EndpointTest, ClientThatDoesNotReadIsDisconnectedAndDelaysNobody) {
     const Events events = eventsOf(slow.wait(1).body);
     EXPECT_EQ(events.back(),
               "error 503 lost: the client does not read the answer: its queue is full");
-    EXPECT_GT(events.size(), 10U);
+    EXPECT_GE(events.size(), 10U);  // the values that fit into the queue, and the end
 }
 
 TEST_F(EndpointTest, SingleValueMayBeLongerThanTheQueue) {
