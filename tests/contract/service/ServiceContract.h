@@ -4,9 +4,11 @@
 
 #include <functional>
 #include <memory>
+#include <mutex>
 #include <ostream>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include "contract/service/Inbox.h"
 #include "kova/core/IKovaApi.h"
@@ -42,7 +44,12 @@ inline std::string nameOf(const ::testing::TestParamInfo<TransportRow>& info) {
 class ServiceContract : public ::testing::TestWithParam<TransportRow> {
 protected:
     ServiceContract() {
-        service.onCancel = [this](std::size_t number) { service.take(number).reset(); };
+        service.onCancel = [this](std::size_t number) {
+            if (service.take(number)) {
+                const std::lock_guard<std::mutex> guard(mutex);
+                withdrawn.push_back(number);
+            }
+        };
         transport = GetParam().serve(service);
         client = transport->connect();
     }
@@ -85,7 +92,16 @@ protected:
         return own.waitForLast();
     }
 
+    /// Returns the numbers of the requests that were cancelled before they were answered. A service
+    /// may also be told to cancel a request that it has answered; this has no effect.
+    std::vector<std::size_t> cancelledWhilePending() {
+        const std::lock_guard<std::mutex> guard(mutex);
+        return withdrawn;
+    }
+
     Watchdog watchdog{"the contract of services is tested"};
+    std::mutex mutex;
+    std::vector<std::size_t> withdrawn;
     HeldService service;
     std::unique_ptr<Transport> transport;
     std::unique_ptr<IKovaApi> client;
