@@ -21,7 +21,7 @@ thread_local bool runsTask = false;
 
 }  // namespace
 
-DeliveryTask::~DeliveryTask() = default;
+PooledTask::~PooledTask() = default;
 
 DeliveryPool& DeliveryPool::instance() {
     // Never destroyed: its threads run until the process ends.
@@ -48,7 +48,7 @@ DeliveryFigures DeliveryPool::figures() const {
     return {threads_, static_cast<std::size_t>(stuck), replaced_};
 }
 
-void DeliveryPool::submit(std::shared_ptr<DeliveryTask> task) {
+void DeliveryPool::submit(std::shared_ptr<PooledTask> task) {
     const Lock lock(mutex_);
     queue_.push_back(std::move(task));
     wakeOrStart();
@@ -121,7 +121,7 @@ void DeliveryPool::run(Place& place, Lock& lock) {
     if (!queue_.empty()) {
         wakeOrStart();
     }
-    DeliveryTask& task = *place.task;
+    PooledTask& task = *place.task;
     lock.unlock();
     task.deliver(place);
     lock.lock();
@@ -137,7 +137,7 @@ void DeliveryPool::finish(Place& place, Lock& lock) {
     if (!place.isReplaced) {
         ++idle_;
     }
-    std::shared_ptr<DeliveryTask> task = std::move(place.task);
+    std::shared_ptr<PooledTask> task = std::move(place.task);
     const bool owned = place.ownsTask.exchange(false);
     lock.unlock();
     if (owned) {
@@ -215,7 +215,7 @@ void DeliveryPool::replaceLongestStuck(Lock& lock) {
     place->isReplaced = true;
     --threads_;
     ++replaced_;
-    const std::shared_ptr<DeliveryTask> task = place->task;
+    const std::shared_ptr<PooledTask> task = place->task;
     const std::size_t number = place->number;
     const std::uint64_t visit = place->seen;
     start();

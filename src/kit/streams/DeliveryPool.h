@@ -35,9 +35,9 @@ struct DeliverySlot {
 };
 
 /// A task of the pool: the delivery of the values of one stream.
-class DeliveryTask {
+class PooledTask {
 public:
-    virtual ~DeliveryTask();
+    virtual ~PooledTask();
 
     /// Calls receivers as long as there are values and `slot.ownsTask`, or for a while.
     virtual void deliver(DeliverySlot& slot) = 0;
@@ -89,7 +89,7 @@ public:
     DeliveryPool& operator=(const DeliveryPool&) = delete;
 
     /// Lets a thread run the task.
-    void submit(std::shared_ptr<DeliveryTask> task);
+    void submit(std::shared_ptr<PooledTask> task);
     /// Returns whether the current thread runs a task.
     static bool isInside() noexcept;
     DeliveryFigures figures() const;
@@ -105,7 +105,7 @@ private:
         bool isReplaced = false;
         std::uint64_t seen = 0;
         Clock::time_point stuckSince;
-        std::shared_ptr<DeliveryTask> task;
+        std::shared_ptr<PooledTask> task;
     };
 
     DeliveryPool();
@@ -127,7 +127,7 @@ private:
     mutable std::mutex mutex_;
     std::condition_variable work_;
     std::condition_variable monitorWork_;
-    std::deque<std::shared_ptr<DeliveryTask>> queue_;
+    std::deque<std::shared_ptr<PooledTask>> queue_;
     std::array<Place, MAX_THREADS + MAX_REPLACED> places_;
     std::size_t threads_ = 0;
     std::size_t idle_ = 0;

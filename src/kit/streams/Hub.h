@@ -23,7 +23,7 @@ namespace kova::kit::detail {
 /// an exchange or of the pool. A change wakes at most one thread of the pool. The thread visits one
 /// watcher after the other, each with one change, and holds the lock once for each visit. It stays
 /// inside the gate for a number of visits, so that closing the gate waits for it.
-class Hub final : public Served, public DeliveryTask {
+class Hub final : public Served, public PooledTask {
 public:
     Hub(std::shared_ptr<StreamSource> source, const StreamQueue& queue);
 

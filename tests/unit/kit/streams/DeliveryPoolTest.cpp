@@ -12,7 +12,7 @@ namespace kova::kit::detail {
 namespace {
 
 /// A task that calls one receiver once. The receiver blocks until `leave`.
-class BlockingTask : public DeliveryTask {
+class BlockingTask : public PooledTask {
 public:
     void deliver(DeliverySlot& slot) override {
         if (++runs > 1) {
