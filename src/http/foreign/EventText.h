@@ -1,0 +1,28 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "kova/core/Response.h"
+
+// The texts of event streams, as "Server-sent events" of the HTML standard defines them.
+namespace kova::http::detail {
+
+/// The comment that keeps a quiet stream alive.
+constexpr std::string_view EVENT_COMMENT = ":\n\n";
+
+/// Appends one event. The data is one JSON object. Its member "path" is the path that the stream
+/// watches; it is missing if `path` is "".
+///
+/// The data of a value has the members "status", "header" (if the value has one), and of the
+/// payload one of "value" (JSON), "text" and "base64", with "type", the media type, unless that is
+/// JSON. The data of an error is its problem document.
+/// @{
+void appendNext(std::string& out, const Response& value, std::string_view path);
+void appendError(std::string& out, const Response& error, std::string_view path);
+void appendCompleted(std::string& out, std::string_view path);
+/// The service destroyed the response handler without an end.
+void appendDropped(std::string& out, std::string_view path);
+/// @}
+
+}  // namespace kova::http::detail
