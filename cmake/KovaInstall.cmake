@@ -75,7 +75,7 @@ install(DIRECTORY ${PROJECT_SOURCE_DIR}/include/kova/testing
 if(KOVA_HTTP)
   kova_install_layer(kova_http SOURCE ${PROJECT_SOURCE_DIR}/include/kova/http FOLDER kova/http
     PREFIX http_ EXPORT kovaHttpTargets INCLUDE ${CMAKE_INSTALL_INCLUDEDIR} REQUIRES kova-kit
-    REQUIRES_PRIVATE libnghttp2)
+    REQUIRES_PRIVATE libnghttp2 libmicrohttpd)
   install(EXPORT kovaHttpTargets NAMESPACE kova:: DESTINATION ${kova_cmake_dir}
     COMPONENT http_development)
 endif()

@@ -61,4 +61,15 @@ constexpr std::string_view trimmed(std::string_view text) noexcept {
     return text.substr(begin, text.find_last_not_of(BLANKS) - begin + 1);
 }
 
+/// Returns whether a field can have the text as its value (RFC 9110, section 5.5).
+constexpr bool isFieldValue(std::string_view text) noexcept {
+    for (const char each : text) {
+        const auto byte = static_cast<unsigned char>(each);
+        if ((byte < 0x20 && byte != '\t') || byte == 0x7F) {
+            return false;
+        }
+    }
+    return true;
+}
+
 }  // namespace kova::http::detail

@@ -265,6 +265,15 @@ std::pair<std::string_view, unsigned long> splitAuthority(std::string_view text)
     return {text.substr(0, colon), port};
 }
 
+// Returns whether the text can be the name of a field (RFC 9110, section 5.6.2).
+bool isToken(std::string_view text) {
+    constexpr std::string_view OTHERS = "!#$%&'*+-.^_`|~";
+    return !text.empty() && std::all_of(text.begin(), text.end(), [&](char each) {
+        return (each >= 'a' && each <= 'z') || (each >= 'A' && each <= 'Z') ||
+               (each >= '0' && each <= '9') || OTHERS.find(each) != std::string_view::npos;
+    });
+}
+
 bool isLoopback(std::string_view host) {
     if (equalsIgnoringCase(host, "localhost") || host == "[::1]") {
         return true;
@@ -297,7 +306,12 @@ kit::Result<void> checkOrigin(const Fields& fields, const std::optional<std::str
     return {};
 }
 
-kit::Result<void> checkFraming(const Fields& fields) {
+kit::Result<void> checkFraming(const Fields& fields, std::string_view version) {
+    for (const Field& field : fields) {
+        if (!isToken(field.name) || !isFieldValue(field.value)) {
+            return badRequest("a header field is malformed");
+        }
+    }
     const std::size_t lengths = count(fields, "Content-Length");
     const std::size_t codings = count(fields, "Transfer-Encoding");
     if (lengths > 1 || codings > 1 || lengths + codings > 1) {
@@ -306,8 +320,10 @@ kit::Result<void> checkFraming(const Fields& fields) {
     if (codings == 1 && !equalsIgnoringCase(*findField(fields, "Transfer-Encoding"), "chunked")) {
         return badRequest("the only transfer coding is 'chunked'");
     }
-    if (count(fields, "Host") > 1) {
-        return badRequest("there are several fields 'Host'");
+    const std::size_t hosts = count(fields, "Host");
+    if (hosts > 1 || (hosts == 0 && version != "HTTP/1.0")) {
+        return badRequest(hosts > 1 ? "there are several fields 'Host'"
+                                    : "the field 'Host' is missing");
     }
     return {};
 }

@@ -63,10 +63,10 @@ std::variant<ForeignCall, HttpReply> toCall(const HttpRequest& request);
 kit::Result<void> checkOrigin(const Fields& fields, const std::optional<std::string>& authority,
                               unsigned short port, bool allowsRemote);
 
-/// Checks the fields that frame a request: at most one `Content-Length`, not together with
-/// `Transfer-Encoding`, of which only "chunked" is known, and one `Host` at most (RFC 9112,
-/// sections 3.2 and 6). Different readers understand other requests differently. Returns the error
-/// 400.
-kit::Result<void> checkFraming(const Fields& fields);
+/// Checks the fields that other readers of the same bytes, such as a proxy, might understand
+/// differently (RFC 9112, sections 3.2, 5.1 and 6): at most one `Content-Length`, not together with
+/// `Transfer-Encoding`, of which only "chunked" is known; one `Host`, which only HTTP/1.0 may omit;
+/// and no characters that names and values of fields do not have. Returns the error 400.
+kit::Result<void> checkFraming(const Fields& fields, std::string_view version = "HTTP/1.1");
 
 }  // namespace kova::http::detail

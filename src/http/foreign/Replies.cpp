@@ -27,14 +27,6 @@ bool hasBody(unsigned short status) noexcept {
            status != statuscodes::NOT_MODIFIED;
 }
 
-// Returns whether a field can have the text as its value (RFC 9110, section 5.5).
-bool isFieldValue(std::string_view text) noexcept {
-    return std::all_of(text.begin(), text.end(), [](char each) {
-        const auto byte = static_cast<unsigned char>(each);
-        return (byte >= 0x20 && byte != 0x7F) || byte == '\t';
-    });
-}
-
 HttpReply impossible(const std::string& reason) {
     zel::ErrorOutput("src/http/foreign/Replies", __LINE__, true)(
         errors::Error, errors::UnexpectedResponse, reason.c_str());

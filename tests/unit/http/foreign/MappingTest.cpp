@@ -317,7 +317,11 @@ struct FramingRow {
 class CheckedFraming : public ::testing::TestWithParam<FramingRow> {};
 
 TEST_P(CheckedFraming, IsUnambiguous) {
-    const kit::Result<void> result = checkFraming(GetParam().fields);
+    Fields fields = GetParam().fields;
+    if (!findField(fields, "Host")) {
+        fields.push_back({"Host", "a"});
+    }
+    const kit::Result<void> result = checkFraming(fields);
     EXPECT_EQ(result.ok(), GetParam().isAccepted);
     EXPECT_EQ(result.ok() ? 400 : result.error().code, 400);
 }
@@ -335,7 +339,16 @@ INSTANTIATE_TEST_SUITE_P(
         FramingRow{{{"Transfer-Encoding", "gzip, chunked"}}, false},
         FramingRow{{{"Transfer-Encoding", "identity"}}, false},
         FramingRow{{{"Transfer-Encoding", "xchunked"}}, false},
-        FramingRow{{{"Host", "a"}, {"Host", "a"}}, false}));
+        FramingRow{{{"Host", "a"}, {"Host", "a"}}, false},
+        FramingRow{{{"!#$%&'*+-.^_`|~aZ09", "\t\x80\xFF "}}, true}, FramingRow{{{"", "a"}}, false},
+        FramingRow{{{"Host ", "a"}, {"Host", "a"}}, false}, FramingRow{{{"X Y", "a"}}, false},
+        FramingRow{{{"X(", "a"}}, false}, FramingRow{{{"X", "a\rb"}}, false},
+        FramingRow{{{"X", std::string("a\0b", 3)}}, false}, FramingRow{{{"X", "\x7F"}}, false}));
+
+TEST(MappingTest, OnlyTheOldVersionNeedsNoHost) {
+    EXPECT_TRUE(checkFraming({}, "HTTP/1.0").ok());
+    EXPECT_FALSE(checkFraming({}, "HTTP/1.1").ok());
+}
 
 }  // namespace
 }  // namespace kova::http::detail

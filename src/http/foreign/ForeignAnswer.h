@@ -1,0 +1,121 @@
+#pragma once
+
+#include <chrono>
+#include <condition_variable>
+#include <cstddef>
+#include <cstdint>
+#include <deque>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "EventLoop.h"
+#include "foreign/Mapping.h"
+#include "kova/core/IResponseHandler.h"
+#include "kova/core/Response.h"
+#include "kova/kit/StreamOptions.h"
+
+namespace kova::http::detail {
+
+/// The answer of the services to one request of HTTP, between the threads that send the events and
+/// the thread of the loop.
+///
+/// Of an answer that is not a stream it keeps one value. The events of a stream wait in a queue for
+/// the client. Each part of the stream has the bound and the policy that its first value names
+/// (`kit::STREAM_QUEUE`), or `kit::Disconnect`. A part that exceeds a bound that no policy can keep
+/// ends with the error 503.
+class ForeignAnswer : public std::enable_shared_from_this<ForeignAnswer> {
+public:
+    struct Limits {
+        /// The bytes of payloads that wait. A single value may have more.
+        std::size_t bytes = 256U * 1024U;
+        /// The time for which a value waits for space, with the policy `kit::Wait`. On the thread
+        /// of the loop it does not wait; there only the limit of the bytes applies.
+        std::chrono::milliseconds patience = std::chrono::seconds(1);
+    };
+
+    /// `onReady` is called on the thread of the loop after `isReady` has returned false, when
+    /// something has come; and when a part has to be cancelled.
+    ForeignAnswer(const ForeignCall& call, const Limits& limits, std::shared_ptr<EventLoop> loop,
+                  EventLoop::Task onReady);
+
+    /// Returns the response handler of a part. It has one end: if it is destroyed without one, the
+    /// part was dropped. Call it once for each part.
+    std::unique_ptr<IResponseHandler<Response>> makeHandler(std::size_t part);
+
+    /// @{
+    /// The functions of the reader, on the thread of the loop.
+    /// Returns whether there is a reply, a text, or the end. If not, `onReady` follows.
+    bool isReady();
+    /// Returns the reply of an answer that is not a stream; and of a stream that began with an
+    /// error, before any text was taken. Otherwise nothing.
+    std::optional<HttpReply> takeReply();
+    /// Appends the text of the events that wait, at least one and until `size` bytes are reached.
+    /// Returns false if none is there and none will follow.
+    bool takeText(std::string& out, std::size_t size);
+    /// Returns whether the request of the part need no longer be cancelled: its service ended it.
+    bool hasEnded(std::size_t part) const;
+    /// Returns whether the part has all that is wanted of it, although the service has not ended
+    /// it.
+    bool isEnough(std::size_t part) const;
+    /// Drops all events, and refuses further ones. `onReady` is not called any more.
+    void close() noexcept;
+    /// @}
+
+private:
+    friend class PartHandler;
+    enum class Kind : std::uint8_t { next, error, completed, dropped };
+
+    struct Part {
+        std::string path;  ///< "" if the stream has one resource
+        std::size_t bound = SIZE_MAX;
+        kit::WhenFull whenFull = kit::Disconnect;
+        std::size_t waiting = 0;  ///< the values in the queue
+        std::uint64_t lost = 0;   ///< the values that were dropped before the next one
+        bool isFirst = true;
+        bool hasEnded = false;  ///< by the service
+        bool isEnough = false;
+    };
+    struct Event {
+        std::size_t part;
+        Kind kind;
+        Response response;
+        std::uint64_t lost = 0;
+    };
+    using Lock = std::unique_lock<std::mutex>;
+
+    // On any thread:
+    bool next(std::size_t part, const Response& value);
+    void end(std::size_t part, Kind kind, const Response& response);
+    bool addValue(Lock& lock, std::size_t part, const Response& value);
+    bool reserve(Lock& lock, std::size_t part, std::size_t size);
+    bool isFull(const Part& part, std::size_t size) const noexcept;
+    bool waitForSpace(Lock& lock, std::size_t part, std::size_t size);
+    void dropValues(std::size_t part, bool isAll);
+    void disconnect(std::size_t part);
+    void append(Event&& event);
+    void announce();
+    bool isOver() const noexcept;
+    std::optional<Event> takeEvent();
+    void appendText(std::string& out, const Event& event) const;
+
+    const ForeignCall::Answer answer_;
+    const Accept accept_;
+    const Limits limits_;
+    const std::shared_ptr<EventLoop> loop_;
+    EventLoop::Task onReady_;  ///< of the thread of the loop
+
+    mutable std::mutex mutex_;
+    std::condition_variable changed_;
+    std::vector<Part> parts_;
+    std::deque<Event> events_;
+    std::optional<Response> last_;  ///< the latest value of an answer that is not a stream
+    std::size_t bytes_ = 0;
+    bool isAnnounced_ = true;
+    bool isClosed_ = false;
+    bool hasText_ = false;  ///< the stream has begun
+};
+
+}  // namespace kova::http::detail

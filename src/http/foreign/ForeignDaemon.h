@@ -1,0 +1,70 @@
+#pragma once
+
+#include <microhttpd.h>
+
+#include <cstddef>
+#include <memory>
+#include <optional>
+#include <set>
+#include <string>
+
+#include "foreign/ForeignServer.h"
+
+namespace kova::http::detail {
+
+class ForeignExchange;
+
+/// One connection of a client.
+struct ForeignConnection {
+    kit::Peer peer;
+    int socket = -1;
+    /// The limit for the rest of a request, or for the next one.
+    std::optional<EventLoop::TimerId> deadline;
+
+    bool isUnix() const noexcept { return peer.address.compare(0, 5, "unix:") == 0; }
+};
+
+/// The daemon of libmicrohttpd, driven by the loop. Its epoll descriptor is one of the descriptors
+/// that the loop watches.
+class ForeignDaemon {
+public:
+    ForeignDaemon(std::shared_ptr<EventLoop> loop, ForeignTerms terms);
+    ~ForeignDaemon();
+    ForeignDaemon(const ForeignDaemon&) = delete;
+    ForeignDaemon& operator=(const ForeignDaemon&) = delete;
+
+    void adopt(FileDescriptor socket, const kit::Peer& peer);
+    void close() noexcept;
+    /// Lets the daemon process what is ready. Polled from outside, it does not notice by itself
+    /// that a connection was resumed.
+    void run();
+
+    const std::shared_ptr<EventLoop>& loop() const noexcept { return loop_; }
+    const ForeignTerms& terms() const noexcept { return terms_; }
+
+    /// @{
+    /// A request begins to arrive, is complete, or has ended.
+    void startDeadline(ForeignConnection& connection);
+    void stopDeadline(ForeignConnection& connection) noexcept;
+    void startIdle(ForeignConnection& connection);
+    /// @}
+
+    bool isRefusing = false;
+    std::set<ForeignExchange*> exchanges;
+    std::size_t connections = 0;
+
+private:
+    static void onConnection(void* self, MHD_Connection* connection, void** context,
+                             MHD_ConnectionNotificationCode code) noexcept;
+    void onDeadline(ForeignConnection& connection);
+    void schedule();
+
+    const std::shared_ptr<EventLoop> loop_;
+    const ForeignTerms terms_;
+    MHD_Daemon* daemon_ = nullptr;
+    int epoll_ = -1;
+    ForeignConnection* adopted_ = nullptr;  ///< the connection that the daemon is told of
+    std::optional<EventLoop::TimerId> timer_;
+};
+
+}  // namespace kova::http::detail

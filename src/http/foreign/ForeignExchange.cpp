@@ -1,0 +1,374 @@
+#include "foreign/ForeignExchange.h"
+
+#include <sys/epoll.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstring>
+#include <utility>
+
+#include "foreign/EventText.h"
+#include "foreign/JsonText.h"
+#include "foreign/Replies.h"
+#include "foreign/StatusTexts.h"
+#include "kova/core/Path.h"
+
+namespace kova::http::detail {
+
+namespace {
+
+// The bytes of a stream that are encoded at once.
+constexpr std::size_t STREAM_BLOCK = 4U * 1024U;
+constexpr long ROOT_USER = 0;
+
+ForeignConnection& connectionOf(MHD_Connection* connection) {
+    return *static_cast<ForeignConnection*>(
+        MHD_get_connection_info(connection, MHD_CONNECTION_INFO_SOCKET_CONTEXT)->socket_context);
+}
+
+MHD_Result addField(void* fields, MHD_ValueKind, char const* name, std::size_t nameSize,
+                    char const* value, std::size_t valueSize) noexcept {
+    static_cast<Fields*>(fields)->push_back(
+        {std::string(name, nameSize), std::string(value == nullptr ? "" : value, valueSize)});
+    return MHD_YES;
+}
+
+void freePayload(void* payload) noexcept {
+    delete static_cast<Payload*>(payload);
+}
+
+// Returns whether the path is one of the inspection.
+bool isInspection(const std::string& path) {
+    std::string first;
+    return !Path::part(path, 0, first) && first == ".kova";
+}
+
+HttpReply refusal(unsigned short status, const std::string& reason) {
+    return toReply(kit::Error{status, reason});
+}
+
+}  // namespace
+
+ForeignExchange::ForeignExchange(ForeignDaemon& daemon, MHD_Connection* connection,
+                                 char const* target)
+    : daemon_(daemon), connection_(connection), client_(connectionOf(connection)), target_(target) {
+    daemon_.exchanges.insert(this);
+    daemon_.startDeadline(client_);
+}
+
+ForeignExchange::~ForeignExchange() {
+    daemon_.exchanges.erase(this);
+    if (isSuspended_) {
+        daemon_.loop()->remove(client_.socket);
+    }
+    if (comment_) {
+        daemon_.loop()->cancel(*comment_);
+    }
+    cancelAll();
+    if (isCounted_ && daemon_.terms().endRequest) {
+        daemon_.terms().endRequest(client_.peer);
+    }
+    daemon_.startIdle(client_);
+}
+
+MHD_Result ForeignExchange::onInput(char const* method, char const* version, char const* bytes,
+                                    std::size_t* size) {
+    if (isAbandoned_) {
+        return MHD_NO;
+    }
+    if (!std::exchange(hasBegun_, true)) {
+        return begin(version);
+    }
+    if (*size > 0) {
+        addBody(bytes, std::exchange(*size, 0));
+        return MHD_YES;
+    }
+    return answer_ ? answer() : dispatch(method);
+}
+
+MHD_Result ForeignExchange::begin(std::string_view version) {
+    MHD_get_connection_values_n(connection_, MHD_HEADER_KIND, addField, &fields_);
+    const kit::Result<Target> target = Target::parse(target_);
+    if (target) {
+        authority_ = target->authority;
+    }
+    if (const std::optional<HttpReply> refused = checkHead(version)) {
+        return queue(*refused, true);
+    }
+    return MHD_YES;
+}
+
+// Returns the answer to a request that is refused before its body arrives.
+std::optional<HttpReply> ForeignExchange::checkHead(std::string_view version) const {
+    const EndpointOptions& options = daemon_.terms().options;
+    if (const kit::Result<void> framing = checkFraming(fields_, version); !framing) {
+        return toReply(framing.error());
+    }
+    const std::size_t headerSize =
+        MHD_get_connection_info(connection_, MHD_CONNECTION_INFO_REQUEST_HEADER_SIZE)->header_size;
+    if (headerSize > options.headerBytes) {
+        return refusal(HEADER_TOO_LARGE, "a request has at most " +
+                                             std::to_string(options.headerBytes) +
+                                             " bytes of header fields");
+    }
+    if (daemon_.isRefusing) {
+        return refusal(statuscodes::SERVICE_UNAVAILABLE, "the endpoint stops");
+    }
+    if (!client_.isUnix()) {
+        const kit::Result<void> origin =
+            checkOrigin(fields_, authority_, daemon_.terms().port, options.allowsRemote);
+        if (!origin) {
+            return toReply(origin.error());
+        }
+    }
+    const std::string length(findField(fields_, "Content-Length").value_or("0"));
+    if (length.size() > 19 || std::strtoull(length.c_str(), nullptr, 10) > options.bodyBytes) {
+        return refusal(CONTENT_TOO_LARGE,
+                       "a body has at most " + std::to_string(options.bodyBytes) + " bytes");
+    }
+    return std::nullopt;
+}
+
+// The rest of a body in chunks that is too large is read, because libmicrohttpd cannot answer
+// before its end. The deadline limits it.
+void ForeignExchange::addBody(char const* bytes, std::size_t size) {
+    if (!body_) {
+        body_ = std::make_shared<std::string>();
+    }
+    isTooLarge_ = isTooLarge_ || body_->size() + size > daemon_.terms().options.bodyBytes;
+    if (isTooLarge_) {
+        body_->clear();
+    } else {
+        body_->append(bytes, size);
+    }
+}
+
+MHD_Result ForeignExchange::dispatch(char const* method) {
+    daemon_.stopDeadline(client_);
+    if (isTooLarge_) {
+        return queue(refusal(CONTENT_TOO_LARGE,
+                             "a body has at most " +
+                                 std::to_string(daemon_.terms().options.bodyBytes) + " bytes"),
+                     true);
+    }
+    const std::variant<ForeignCall, HttpReply> call =
+        toCall({method, target_, fields_, std::exchange(body_, nullptr)});
+    if (const auto* const refused = std::get_if<HttpReply>(&call)) {
+        return queue(*refused, false);
+    }
+    return send(std::get<ForeignCall>(call));
+}
+
+MHD_Result ForeignExchange::send(const ForeignCall& call) {
+    std::vector<IKovaApi*> services;
+    if (const std::optional<HttpReply> refused = resolve(call, services)) {
+        return queue(*refused, false);
+    }
+    if (daemon_.terms().beginRequest) {
+        if (!daemon_.terms().beginRequest(client_.peer)) {
+            return queue(refusal(TOO_MANY_REQUESTS, "too many requests of this peer are pending"),
+                         false);
+        }
+        isCounted_ = true;
+    }
+    isStream_ = call.answer == ForeignCall::Answer::events;
+    ForeignAnswer::Limits limits;
+    limits.bytes = daemon_.terms().options.queuedBytes;
+    answer_ = std::make_shared<ForeignAnswer>(call, limits, daemon_.loop(), [this] { onReady(); });
+    const kit::PeerScope scope(client_.peer);
+    for (std::size_t i = 0; i < call.parts.size(); ++i) {
+        std::unique_ptr<IResponseHandler<Response>> handler = answer_->makeHandler(i);
+        void* const handle = services[i]->actionRequest(call.parts[i].request, std::move(handler));
+        if (handler) {  // NOLINT(bugprone-use-after-move): a service that rejects leaves it
+            handler->onError(
+                kit::Error{statuscodes::SERVICE_UNAVAILABLE, "the service refused the request"}
+                    .toResponse());
+        }
+        sent_.push_back({services[i], handle});
+    }
+    return answer();
+}
+
+std::optional<HttpReply> ForeignExchange::resolve(const ForeignCall& call,
+                                                  std::vector<IKovaApi*>& services) {
+    for (const ForeignCall::Part& part : call.parts) {
+        services.push_back(nullptr);
+        if (std::optional<HttpReply> refused = findService(part, services.back())) {
+            return refused;
+        }
+    }
+    return std::nullopt;
+}
+
+std::optional<HttpReply> ForeignExchange::findService(const ForeignCall::Part& part,
+                                                      IKovaApi*& service) const {
+    const auto& all = daemon_.terms().services;
+    const auto found = part.servicePath  ? all.find(*part.servicePath)
+                       : all.size() == 1 ? all.begin()
+                                         : all.end();
+    if (found == all.end()) {
+        std::string names;
+        for (const auto& each : all) {
+            names += (names.empty() ? "" : ", ") + each.first + '$';
+        }
+        return refusal(statuscodes::NOT_FOUND, "the services of this endpoint are: " + names);
+    }
+    const bool isOwn = client_.isUnix() && (client_.peer.uid == static_cast<long>(::geteuid()) ||
+                                            client_.peer.uid == ROOT_USER);
+    const bool isAllowed = isOwn || (!client_.isUnix() && daemon_.terms().inspectsOverTcp);
+    if (isInspection(part.request.getPath()) && !isAllowed) {
+        return refusal(statuscodes::FORBIDDEN,
+                       "the inspection is for the endpoint's own user over a Unix socket");
+    }
+    service = found->second;
+    return std::nullopt;
+}
+
+// Answers what has come. Without it the connection is suspended, or a stream begins.
+MHD_Result ForeignExchange::answer() {
+    const bool isReady = answer_->isReady();
+    if (isReady) {
+        if (const std::optional<HttpReply> reply = answer_->takeReply()) {
+            cancelAll();
+            return queue(*reply, false);
+        }
+    }
+    if (isStream_) {
+        return queueStream();
+    }
+    suspend();
+    return MHD_YES;
+}
+
+MHD_Result ForeignExchange::queue(const HttpReply& reply, bool closes) {
+    auto payload = std::make_unique<Payload>(reply.body);
+    const std::string_view bytes = bytesOf(*payload);
+    MHD_Response* const response = MHD_create_response_from_buffer_with_free_callback_cls(
+        bytes.size(), const_cast<char*>(bytes.empty() ? "" : bytes.data()), freePayload,
+        payload.get());
+    if (response == nullptr) {
+        return MHD_NO;
+    }
+    static_cast<void>(payload.release());
+    for (const Field& field : reply.fields) {
+        MHD_add_response_header(response, field.name.c_str(), field.value.c_str());
+    }
+    if (closes) {
+        MHD_add_response_header(response, "Connection", "close");
+    }
+    const MHD_Result result = MHD_queue_response(connection_, reply.status, response);
+    MHD_destroy_response(response);
+    return result;
+}
+
+MHD_Result ForeignExchange::queueStream() {
+    MHD_Response* const response = MHD_create_response_from_callback(
+        MHD_SIZE_UNKNOWN, STREAM_BLOCK, &ForeignExchange::readStream, this, nullptr);
+    if (response == nullptr) {
+        return MHD_NO;
+    }
+    MHD_add_response_header(response, "Content-Type", std::string(EVENT_STREAM_TYPE).c_str());
+    MHD_add_response_header(response, "Cache-Control", "no-cache");
+    const MHD_Result result = MHD_queue_response(connection_, statuscodes::OK, response);
+    MHD_destroy_response(response);
+    return result;
+}
+
+ssize_t ForeignExchange::readStream(void* self, std::uint64_t, char* buffer,
+                                    std::size_t size) noexcept {
+    return static_cast<ForeignExchange*>(self)->fill(buffer, size);
+}
+
+ssize_t ForeignExchange::fill(char* buffer, std::size_t size) {
+    if (isAbandoned_) {
+        return MHD_CONTENT_READER_END_WITH_ERROR;
+    }
+    while (taken_ == text_.size()) {
+        text_.clear();
+        taken_ = 0;
+        const bool continues = answer_->takeText(text_, STREAM_BLOCK);
+        if (!continues) {
+            return MHD_CONTENT_READER_END_OF_STREAM;
+        }
+        if (text_.empty() && !answer_->isReady()) {
+            suspend();
+            return 0;
+        }
+    }
+    const std::size_t count = std::min(size, text_.size() - taken_);
+    std::memcpy(buffer, text_.data() + taken_, count);
+    taken_ += count;
+    return static_cast<ssize_t>(count);
+}
+
+void ForeignExchange::suspend() {
+    isSuspended_ = true;
+    MHD_suspend_connection(connection_);
+    const bool isWatched = daemon_.loop()->add(client_.socket, EPOLLRDHUP, [this](std::uint32_t) {
+        abandon();
+        daemon_.run();
+    });
+    static_cast<void>(isWatched);  // without a watch, the client is missed when it gets the answer
+    if (isStream_) {
+        comment_ = daemon_.loop()->after(daemon_.terms().commentInterval, [this] { onComment(); });
+    }
+}
+
+// The watch ends at once, because the system gives the number of the socket to another one when
+// libmicrohttpd has closed it.
+void ForeignExchange::resume() {
+    if (!std::exchange(isSuspended_, false)) {
+        return;
+    }
+    daemon_.loop()->remove(client_.socket);
+    if (comment_) {
+        daemon_.loop()->cancel(*std::exchange(comment_, std::nullopt));
+    }
+    MHD_resume_connection(connection_);
+}
+
+void ForeignExchange::onReady() {
+    cancelEnough();
+    if (isSuspended_) {
+        resume();
+        daemon_.run();  // may destroy this object
+    }
+}
+
+void ForeignExchange::onComment() {
+    comment_.reset();
+    text_ = EVENT_COMMENT;
+    taken_ = 0;
+    resume();
+    daemon_.run();
+}
+
+void ForeignExchange::abandon() {
+    isAbandoned_ = true;
+    cancelAll();
+    resume();
+}
+
+// Cancels the requests of which no further value is wanted.
+void ForeignExchange::cancelEnough() {
+    for (std::size_t i = 0; i < sent_.size(); ++i) {
+        if (answer_->isEnough(i) && !answer_->hasEnded(i) &&
+            !std::exchange(sent_[i].isCancelled, true)) {
+            sent_[i].service->cancelRequest(sent_[i].handle);
+        }
+    }
+}
+
+void ForeignExchange::cancelAll() noexcept {
+    if (!answer_) {
+        return;
+    }
+    answer_->close();
+    for (std::size_t i = 0; i < sent_.size(); ++i) {
+        if (!answer_->hasEnded(i) && !std::exchange(sent_[i].isCancelled, true)) {
+            sent_[i].service->cancelRequest(sent_[i].handle);
+        }
+    }
+}
+
+}  // namespace kova::http::detail
