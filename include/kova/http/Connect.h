@@ -46,10 +46,12 @@ struct ConnectOptions {
 /// destructor cancels what is pending, and waits for a response handler that is being called,
 /// unless it is called from inside that handler.
 ///
-///     auto player = kova::http::connect("unix:/run/kova/player.sock");
-///     if (player) {
-///         useService(**player);
-///     }
+///     const auto use = [](void (*useService)(kova::IKovaApi& service)) {
+///         const auto player = kova::http::connect("unix:/run/kova/player.sock");
+///         if (player) {
+///             useService(**player);
+///         }
+///     };
 KOVA_HTTP_API kit::Result<std::unique_ptr<IKovaApi>> connect(const std::string& address,
                                                              const ConnectOptions& options = {});
 

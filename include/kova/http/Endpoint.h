@@ -28,15 +28,15 @@ struct EndpointOptions {
     /// address). A further request is answered with 429.
     std::size_t requestsOfPeer = 4096;
     /// The bytes of the header fields of a request. A longer one is answered with 431.
-    std::size_t headerBytes = 16U * 1024U;
+    std::size_t headerBytes = std::size_t{16} * 1024;
     /// The bytes of a request's body. A longer one is answered with 413. The unfinished bodies of a
     /// connection may have twice as many bytes together; one more is answered with 429.
-    std::size_t bodyBytes = 32U * 1024U * 1024U;
+    std::size_t bodyBytes = std::size_t{32} * 1024 * 1024;
     /// The bytes of the answer of a request that wait for a client that does not read. The limit
     /// does not apply to a single value. The first value of a stream may name a number of values
     /// and what happens when more wait (`kova::kit::STREAM_QUEUE`). Otherwise a stream that would
     /// exceed the bytes is ended with 503.
-    std::size_t queuedBytes = 256U * 1024U;
+    std::size_t queuedBytes = std::size_t{256} * 1024;
     /// The time for the first bytes of a connection, and the time for which the body of a request
     /// may make no progress.
     std::chrono::milliseconds firstBytes = std::chrono::seconds(5);
@@ -47,19 +47,23 @@ struct EndpointOptions {
     /// Allows a TCP address that other machines reach. There is no encryption and no
     /// authentication: put a proxy in front.
     bool allowsRemote = false;
+    /// Serves the paths below "/.kova" to curl and browsers over TCP, as far as the service itself
+    /// allows it (`kova::kit::InspectionOptions::isAllowed`). Over a Unix socket the endpoint's own
+    /// user and root get them in any case.
+    bool inspectsOverTcp = false;
 };
 
 /// Serves services to other processes, over a Unix socket or TCP.
 ///
 /// Programs use HTTP/2 without TLS and the records that `docs/wire.md` describes;
-/// `kova::http::connect` is such a client. The peer of a request is what the system says of the
-/// client's process (`kova::kit::peerOf`).
+/// `kova::http::connect` is such a client. curl and browsers use HTTP/1.1 (`docs/http.md`). The
+/// peer of a request is what the system says of the client's process (`kova::kit::peerOf`).
 ///
 /// A thread of the endpoint reads and writes all connections and calls the services, so a resource
 /// handler that blocks delays all clients: let it answer later, or use a `kova::kit::Worker`.
 /// Any thread may call any function.
 ///
-///     const auto serve = [](kova::IKovaApi& service) {
+///     const auto serve = [](kova::IKovaApi& service, void (*waitForSignal)()) {
 ///         kova::http::Endpoint endpoint(service, "unix:/run/kova/player.sock");
 ///         waitForSignal();
 ///         endpoint.stop(std::chrono::seconds(2));

@@ -215,7 +215,7 @@ std::optional<HttpReply> ForeignExchange::findService(const ForeignCall::Part& p
     }
     const bool isOwn = client_.isUnix() && (client_.peer.uid == static_cast<long>(::geteuid()) ||
                                             client_.peer.uid == ROOT_USER);
-    const bool isAllowed = isOwn || (!client_.isUnix() && daemon_.terms().inspectsOverTcp);
+    const bool isAllowed = isOwn || (!client_.isUnix() && daemon_.terms().options.inspectsOverTcp);
     if (isInspection(part.request.getPath()) && !isAllowed) {
         return refusal(statuscodes::FORBIDDEN,
                        "the inspection is for the endpoint's own user over a Unix socket");

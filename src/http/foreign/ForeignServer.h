@@ -25,9 +25,6 @@ struct ForeignTerms {
     EndpointOptions options;
     /// The port of an endpoint that listens to TCP.
     unsigned short port = 0;
-    /// Serves the paths below "/.kova" over TCP. Over a Unix socket only the endpoint's own user
-    /// and root get them.
-    bool inspectsOverTcp = false;
     /// The time after which a quiet stream of events gets a comment.
     std::chrono::milliseconds commentInterval = std::chrono::seconds(15);
     /// @{

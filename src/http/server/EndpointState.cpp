@@ -56,7 +56,7 @@ EndpointState::~EndpointState() = default;
 void EndpointState::begin() {
     acceptor_.emplace(
         *loop_, listener_->descriptor(), options_.connections,
-        [this] { return undecided_.size() + http2_.size(); },
+        [this] { return connections_.load(); },
         [this](FileDescriptor socket) { onAccepted(std::move(socket)); });
 }
 
@@ -93,9 +93,50 @@ void EndpointState::startHttp2(FileDescriptor socket, const kit::Peer& peer) {
     connection.start();
 }
 
-// Clients that do not speak HTTP/2.
-void EndpointState::adoptForeign(FileDescriptor socket, const kit::Peer&) {
-    refuseForeign(std::move(socket));
+// Closes the socket if HTTP/1.1 cannot be started, for lack of memory or descriptors.
+void EndpointState::adoptForeign(FileDescriptor socket, const kit::Peer& peer) {
+    if (!foreign_) {
+        try {
+            foreign_.emplace(loop_, termsOfForeign());
+        } catch (const std::runtime_error&) {
+            return;
+        }
+    }
+    foreign_->adopt(std::move(socket), peer);
+}
+
+ForeignTerms EndpointState::termsOfForeign() {
+    ForeignTerms terms;
+    for (const auto& [path, service] : services_.all()) {
+        terms.services[path] = service.get();
+    }
+    terms.options = options_;
+    terms.port = listener_->address().port;
+    terms.beginRequest = [this](const kit::Peer& peer) {
+        const bool isAllowed = context_.peers.add(PeerLimit::keyOf(peer));
+        context_.requests += isAllowed ? 1 : 0;
+        return isAllowed;
+    };
+    terms.endRequest = [this](const kit::Peer& peer) {
+        context_.peers.remove(PeerLimit::keyOf(peer));
+        --context_.requests;
+        updateCounts();
+    };
+    terms.onConnectionClosed = [this] {
+        updateCounts();
+        if (acceptor_) {
+            acceptor_->resume();
+        }
+    };
+    return terms;
+}
+
+// A connection that is kept alive without a request does not delay a stop.
+std::size_t EndpointState::foreignConnections() const noexcept {
+    if (!foreign_) {
+        return 0;
+    }
+    return context_.isStopping ? foreign_->requests() : foreign_->connections();
 }
 
 void EndpointState::onClosed(ServerConnection& connection) {
@@ -107,7 +148,7 @@ void EndpointState::onClosed(ServerConnection& connection) {
 }
 
 void EndpointState::updateCounts() {
-    connections_ = undecided_.size() + http2_.size();
+    connections_ = undecided_.size() + http2_.size() + foreignConnections();
     if (context_.isStopping) {
         const std::lock_guard<std::mutex> guard(mutex_);
         requests_ = context_.requests;
@@ -124,6 +165,9 @@ void EndpointState::beginStop() {
     acceptor_.reset();
     listener_.reset();
     undecided_.clear();
+    if (foreign_) {
+        foreign_->refuse();
+    }
     std::vector<ServerConnection*> connections;
     for (const auto& [connection, owned] : http2_) {
         connections.push_back(connection);
@@ -142,6 +186,9 @@ void EndpointState::closeAll() {
     beginStop();
     while (!http2_.empty()) {
         http2_.begin()->first->close();
+    }
+    if (foreign_) {
+        foreign_->close();
     }
     context_.ready->close();
     const std::lock_guard<std::mutex> guard(mutex_);

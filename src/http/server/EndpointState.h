@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "EventLoop.h"
+#include "foreign/ForeignServer.h"
 #include "kova/http/Endpoint.h"
 #include "server/Acceptor.h"
 #include "server/Listener.h"
@@ -59,6 +60,8 @@ private:
     void onDecided(Undecided& undecided, Undecided::Protocol protocol);
     void startHttp2(FileDescriptor socket, const kit::Peer& peer);
     void adoptForeign(FileDescriptor socket, const kit::Peer& peer);
+    ForeignTerms termsOfForeign();
+    std::size_t foreignConnections() const noexcept;
     void onClosed(ServerConnection& connection);
     void updateCounts();
     void beginStop();
@@ -82,6 +85,7 @@ private:
     std::optional<Acceptor> acceptor_;
     std::unordered_map<Undecided*, std::unique_ptr<Undecided>> undecided_;
     std::unordered_map<ServerConnection*, std::unique_ptr<ServerConnection>> http2_;
+    std::optional<ForeignServer> foreign_;  ///< created by the first connection that needs it
 
     std::mutex mutex_;
     std::condition_variable changed_;

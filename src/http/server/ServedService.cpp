@@ -14,6 +14,13 @@ kit::Result<void*> ServedService::send(const Request& request,
     return *std::exchange(guard_.failure, std::nullopt);
 }
 
+void* ServedService::actionRequest(const Request& request,
+                                   std::unique_ptr<IResponseHandler<Response>>&& handler) {
+    void* const handle = calls_.actionRequest(request, std::move(handler));
+    guard_.failure.reset();
+    return handle;
+}
+
 void* ServedService::Guard::actionRequest(const Request& request,
                                           std::unique_ptr<IResponseHandler<Response>>&& handler) {
     try {

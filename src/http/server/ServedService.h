@@ -12,10 +12,15 @@ namespace kova::http::detail {
 
 /// A service behind an endpoint. Exceptions of the service become errors of its requests, because
 /// neither nghttp2 nor `kit::Calls` lets them pass.
-class ServedService {
+class ServedService final : public IKovaApi {
 public:
     /// The service must outlive the object.
     explicit ServedService(IKovaApi& service) : guard_(service), calls_(guard_) {}
+
+    /// Sends a request as `send` does, but the error of a service that throws is an event.
+    void* actionRequest(const Request& request,
+                        std::unique_ptr<IResponseHandler<Response>>&& handler) override;
+    void cancelRequest(void* handle) override { calls_.cancelRequest(handle); }
 
     kit::Calls& calls() noexcept { return calls_; }
     /// Sends a request on the thread of the loop. Returns its handle, or null if it has ended.

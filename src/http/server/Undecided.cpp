@@ -62,21 +62,4 @@ void Undecided::decide(Protocol protocol) {
     onDecided(protocol);
 }
 
-void refuseForeign(FileDescriptor socket) noexcept {
-    constexpr std::string_view ANSWER =
-        "HTTP/1.1 505 HTTP Version Not Supported\r\n"
-        "Content-Type: text/plain\r\n"
-        "Content-Length: 38\r\n"
-        "Connection: close\r\n"
-        "\r\n"
-        "Use HTTP/2 with prior knowledge here.\n";
-    ::send(socket.get(), ANSWER.data(), ANSWER.size(), MSG_NOSIGNAL);
-    ::shutdown(socket.get(), SHUT_WR);
-    // A socket that is closed with unread bytes resets the connection, and the answer is lost.
-    std::array<char, 16384> ignored;
-    while (::recv(socket.get(), ignored.data(), ignored.size(), 0) ==
-           static_cast<ssize_t>(ignored.size())) {
-    }
-}
-
 }  // namespace kova::http::detail

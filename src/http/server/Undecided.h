@@ -44,7 +44,4 @@ private:
     bool isStarted_ = false;
 };
 
-/// Answers a client that does not speak HTTP/2 with the status 505 of HTTP/1.1.
-void refuseForeign(FileDescriptor socket) noexcept;
-
 }  // namespace kova::http::detail

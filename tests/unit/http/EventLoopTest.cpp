@@ -87,6 +87,7 @@ TEST_F(EventLoopTest, LoopCanBeStoppedFromInsideAFunction) {
     while (!observed.expired()) {
         std::this_thread::yield();
     }
+    EXPECT_EQ(observed.lock(), nullptr);
 }
 
 TEST_F(EventLoopTest, ReadyDescriptorIsDelivered) {

@@ -397,7 +397,7 @@ TEST(ForeignServerOptionsTest, InspectionIsForTheOwnUserOverAUnixSocket) {
 TEST(ForeignServerOptionsTest, InspectionOverTcpCanBeSwitchedOn) {
     ForeignTerms terms;
     terms.port = 8080;
-    terms.inspectsOverTcp = true;
+    terms.options.inspectsOverTcp = true;
     ForeignFixture fixture(terms);
     fixture.held.rejects = true;
     EXPECT_EQ(fixture.get("/.kova", "", ForeignFixture::tcpPeer()).substr(9, 3), "503");

@@ -456,12 +456,74 @@ TEST_F(EndpointTest, IdleConnectionIsClosedAndABusyOneIsNot) {
     EXPECT_EQ(busy.wait(id).status, 200);
 }
 
-TEST_F(EndpointTest, AnotherProtocolGetsTheStatus505) {
+// HTTP/1.1
+
+TEST_F(EndpointTest, SameSocketServesHttp11) {
+    service.onRequest = [this](std::size_t number) {
+        service.answer(number, Response(200, Payload::createFromJSON("7")));
+    };
     serve();
     SocketClient client(directory.address());
-    client.send("GET / HTTP/1.1\r\nHost: localhost\r\n\r\n");
-    EXPECT_EQ(client.receiveAll().find("HTTP/1.1 505 HTTP Version Not Supported\r\n"), 0U);
+    client.send("GET /state HTTP/1.1\r\nHost: localhost\r\nConnection: close\r\n\r\n");
+    const std::string answer = client.receiveAll();
+    EXPECT_EQ(answer.find("HTTP/1.1 200 OK\r\n"), 0U) << answer;
+    EXPECT_EQ(answer.substr(answer.find("\r\n\r\n")), "\r\n\r\n7");
+    EXPECT_EQ(service.request(1).getCommand(), "retrieve");
+    EXPECT_EQ(service.request(1).getPath(), "/state");
     waitForConnections(0);
+}
+
+TEST_F(EndpointTest, ServiceThatThrowsIsAnswered500OverHttp11AndServesOthers) {
+    service.onRequest = [](std::size_t number) {
+        if (number == 1) {
+            throw std::runtime_error("broken");
+        }
+    };
+    serve();
+    SocketClient client(directory.address());
+    client.send("GET /state HTTP/1.1\r\nHost: localhost\r\nConnection: close\r\n\r\n");
+    service.waitForRequests(1);
+    service.take(1).reset();
+    EXPECT_EQ(client.receiveAll().find("HTTP/1.1 500 "), 0U);
+    Http2Client other(directory.address());
+    const std::int32_t id = request(other, 2);
+    service.answer(2);
+    EXPECT_EQ(other.wait(id).status, 200);
+}
+
+TEST_F(EndpointTest, RequestsOfAPeerAreCountedOverBothProtocols) {
+    EndpointOptions options;
+    options.requestsOfPeer = 1;
+    serve(options);
+    Http2Client client(directory.address());
+    const std::int32_t id = request(client);
+    SocketClient other(directory.address());
+    other.send("GET /state HTTP/1.1\r\nHost: localhost\r\nConnection: close\r\n\r\n");
+    EXPECT_EQ(other.receiveAll().find("HTTP/1.1 429 "), 0U);
+    service.answer(1);
+    EXPECT_EQ(client.wait(id).status, 200);
+}
+
+TEST_F(EndpointTest, StopEndsRequestsOverHttp11AndClosesTheirConnections) {
+    serve();
+    SocketClient waiting(directory.address());
+    waiting.send("GET /state HTTP/1.1\r\nHost: localhost\r\n\r\n");
+    service.waitForRequests(1);
+    EXPECT_TRUE(endpoint->stop(10ms).empty());
+    EXPECT_EQ(waiting.receiveAll().find("HTTP/1.1 503 "), 0U);
+    EXPECT_EQ(service.waitForCancelled(1), std::vector<std::size_t>{1});
+}
+
+TEST_F(EndpointTest, ConnectionKeptAliveWithoutARequestDoesNotDelayAStop) {
+    service.onRequest = [this](std::size_t number) { service.answer(number); };
+    serve();
+    SocketClient idle(directory.address());
+    idle.send("GET /state HTTP/1.1\r\nHost: localhost\r\n\r\n");
+    EXPECT_FALSE(idle.receive().empty());
+    const auto begin = std::chrono::steady_clock::now();
+    EXPECT_TRUE(endpoint->stop(1min).empty());
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, 30s);
+    EXPECT_TRUE(idle.isClosedByPeer());
 }
 
 // The end
