@@ -112,7 +112,8 @@ void ReadyQueues::run() {
 bool AnswerQueue::next(const Response& value) {
     const bool isFirst = isFirst_;
     const Response sent = isFirst ? adoptTerms(value) : value;
-    Entry entry;
+    std::list<Entry> made(1);
+    Entry& entry = made.front();
     const kit::Result<void> encoded = appendEvent(entry.record, RecordKind::next, sent, isFirst);
     if (!encoded) {
         giveUp(encoded.error());
@@ -126,7 +127,7 @@ bool AnswerQueue::next(const Response& value) {
     const Space space = reserve(lock, entry.record.size());
     if (space == Space::available) {
         isFirstWaiting_ = isFirstWaiting_ || isFirst;
-        append(lock, std::move(entry));
+        append(lock, made);
         return true;
     }
     lock.unlock();
@@ -178,7 +179,7 @@ bool AnswerQueue::waitForSpace(std::unique_lock<std::mutex>& lock, std::size_t s
     return changed_.wait_for(lock, limits_.patience, [&] { return isClosed_ || !isFull(size); });
 }
 
-void AnswerQueue::remove(std::deque<Entry>::iterator at) noexcept {
+void AnswerQueue::remove(std::list<Entry>::iterator at) noexcept {
     bytes_ -= at->record.size();
     entries_.erase(at);
 }
@@ -191,17 +192,18 @@ void AnswerQueue::dropAll() noexcept {
 
 // The number of lost values moves to the value behind, or to the one that is about to be appended.
 void AnswerQueue::dropOldest() {
-    const auto oldest = entries_.begin() + (isFirstWaiting_ ? 1 : 0);
+    const auto oldest = std::next(entries_.begin(), isFirstWaiting_ ? 1 : 0);
     const std::uint64_t lost = oldest->lost + 1 + lostBefore(*oldest->value);
     remove(oldest);
-    const auto following = entries_.begin() + (isFirstWaiting_ ? 1 : 0);
+    const auto following = std::next(entries_.begin(), isFirstWaiting_ ? 1 : 0);
     (following == entries_.end() ? lostBeforeNext_ : following->lost) += lost;
 }
 
-void AnswerQueue::append(std::unique_lock<std::mutex>& lock, Entry&& entry) {
-    bytes_ += entry.record.size();
-    entry.lost = std::exchange(lostBeforeNext_, 0);
-    entries_.push_back(std::move(entry));
+// The entry was made outside the lock, so that no memory is allocated inside.
+void AnswerQueue::append(std::unique_lock<std::mutex>& lock, std::list<Entry>& entry) {
+    bytes_ += entry.front().record.size();
+    entry.front().lost = std::exchange(lostBeforeNext_, 0);
+    entries_.splice(entries_.end(), entry);
     const bool announces = !std::exchange(isAnnounced_, true);
     lock.unlock();
     if (announces) {
@@ -210,7 +212,8 @@ void AnswerQueue::append(std::unique_lock<std::mutex>& lock, Entry&& entry) {
 }
 
 void AnswerQueue::end(RecordKind kind, Response const* error) {
-    Entry entry;
+    std::list<Entry> made(1);
+    Entry& entry = made.front();
     if (error == nullptr) {
         appendCompleted(entry.record, isFirst_);
     } else if (const auto encoded = appendEvent(entry.record, kind, *error, isFirst_); !encoded) {
@@ -221,7 +224,7 @@ void AnswerQueue::end(RecordKind kind, Response const* error) {
     std::unique_lock<std::mutex> lock(mutex_);
     if (!isEnded_ && !isClosed_) {
         isEnded_ = true;
-        append(lock, std::move(entry));
+        append(lock, made);
     }
 }
 
@@ -239,7 +242,7 @@ void AnswerQueue::giveUp(const kit::Error& error) {
 }
 
 AnswerQueue::Taken AnswerQueue::take(std::string& record) {
-    Entry entry;
+    std::list<Entry> taken;
     {
         const std::lock_guard<std::mutex> guard(mutex_);
         if (entries_.empty()) {
@@ -247,11 +250,11 @@ AnswerQueue::Taken AnswerQueue::take(std::string& record) {
             return isEnded_ ? Taken::end : Taken::nothing;
         }
         bytes_ -= entries_.front().record.size();
-        entry = std::move(entries_.front());
-        entries_.pop_front();
+        taken.splice(taken.end(), entries_, entries_.begin());
         isFirstWaiting_ = false;
     }
     changed_.notify_one();
+    Entry& entry = taken.front();
     record = entry.lost == 0 ? std::move(entry.record)
                              : encodeWithLost(*entry.value, entry.lost + lostBefore(*entry.value));
     return Taken::record;
@@ -275,7 +278,7 @@ std::size_t AnswerQueue::bytes() const {
 
 void AnswerQueue::close() noexcept {
     reader = nullptr;
-    std::deque<Entry> dropped;  // destroyed outside the lock
+    std::list<Entry> dropped;  // destroyed outside the lock
     {
         const std::lock_guard<std::mutex> guard(mutex_);
         isClosed_ = true;

@@ -4,7 +4,7 @@
 #include <condition_variable>
 #include <cstddef>
 #include <cstdint>
-#include <deque>
+#include <list>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -114,8 +114,8 @@ private:
     void dropAll() noexcept;
     void dropOldest();
     bool hasDroppable() const noexcept { return entries_.size() > (isFirstWaiting_ ? 1U : 0U); }
-    void remove(std::deque<Entry>::iterator at) noexcept;
-    void append(std::unique_lock<std::mutex>& lock, Entry&& entry);
+    void remove(std::list<Entry>::iterator at) noexcept;
+    void append(std::unique_lock<std::mutex>& lock, std::list<Entry>& entry);
     void end(RecordKind kind, Response const* error);
     void giveUp(const kit::Error& error);
 
@@ -125,7 +125,7 @@ private:
 
     mutable std::mutex mutex_;
     std::condition_variable changed_;
-    std::deque<Entry> entries_;
+    std::list<Entry> entries_;  ///< a list, because an open stream without values allocates nothing
     std::size_t bytes_ = 0;
     std::uint64_t lostBeforeNext_ = 0;  ///< the dropped values behind which no value waits
     std::size_t bound_ = SIZE_MAX;
