@@ -85,12 +85,23 @@ std::string encodeWithLost(const Response& value, std::uint64_t lost) {
 void ReadyQueues::add(const std::shared_ptr<AnswerQueue>& queue) {
     {
         const std::lock_guard<std::mutex> guard(mutex_);
+        if (isClosed_) {
+            return;
+        }
         queues_.push_back(queue);
         if (queues_.size() > 1) {
             return;
         }
     }
     loop_->post([self = shared_from_this()] { self->run(); });
+}
+
+void ReadyQueues::close() noexcept {
+    afterBurst_ = nullptr;
+    std::vector<std::shared_ptr<AnswerQueue>> dropped;  // declared first: destroyed after unlocking
+    const std::lock_guard<std::mutex> guard(mutex_);
+    isClosed_ = true;
+    dropped.swap(queues_);
 }
 
 void ReadyQueues::run() {

@@ -40,8 +40,9 @@ public:
     /// Tells the reader of the queue, later. Any thread may call it.
     void add(const std::shared_ptr<AnswerQueue>& queue);
     bool isLoopThread() const noexcept { return loop_->isLoopThread(); }
-    /// Forgets `afterBurst`. On the thread of the loop.
-    void close() noexcept { afterBurst_ = nullptr; }
+    /// Forgets `afterBurst` and all queues, and refuses further ones, because a queue owns this
+    /// object, too. On the thread of the loop.
+    void close() noexcept;
 
 private:
     void run();
@@ -50,6 +51,7 @@ private:
     EventLoop::Task afterBurst_;
     std::mutex mutex_;
     std::vector<std::shared_ptr<AnswerQueue>> queues_;
+    bool isClosed_ = false;
 };
 
 /// The records of one answer that wait for the client, between the thread that sends the events and

@@ -291,6 +291,16 @@ TEST_F(AnswerQueueTest, GivenUpQueueTellsItsReaderEvenIfItIsNotRead) {
     EXPECT_EQ(told, 1);
 }
 
+TEST_F(AnswerQueueTest, ClosedListOfQueuesKeepsNoQueue) {
+    use();
+    EXPECT_FALSE(queue->hasMore());
+    ready->close();
+    next(1);
+    const std::weak_ptr<AnswerQueue> observed = queue;
+    queue.reset();
+    EXPECT_TRUE(observed.expired());
+}
+
 TEST_F(AnswerQueueTest, ReaderMissesNoRecordOfAnotherThread) {
     constexpr int COUNT = 20'000;
     use(100'000'000);
