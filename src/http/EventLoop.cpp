@@ -31,7 +31,7 @@ FileDescriptor checked(int descriptor, char const* what) {
 }  // namespace
 
 std::shared_ptr<EventLoop> EventLoop::start(char const* threadName) {
-    const std::shared_ptr<EventLoop> loop(new EventLoop);
+    std::shared_ptr<EventLoop> loop(new EventLoop);
     // The thread begins when `thread_` is set, because `isLoopThread` reads it.
     std::promise<void> begin;
     loop->thread_ = std::thread([loop, isSet = begin.get_future()]() mutable {

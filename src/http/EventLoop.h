@@ -48,7 +48,7 @@ public:
     void stop() noexcept;
 
     /// Watches a descriptor until `remove`, which must come before it is closed. Returns false if
-    /// the system has no room.
+    /// the system refuses it.
     bool add(int descriptor, std::uint32_t events, OnReady onReady);
     /// Changes the events that a descriptor is watched for.
     void change(int descriptor, std::uint32_t events) noexcept;

@@ -18,7 +18,7 @@ public:
         return *this;
     }
 
-    /// Returns the number, or -1 if there is none.
+    /// Returns the number, or -1 if the object is empty.
     int get() const noexcept { return number_; }
     explicit operator bool() const noexcept { return number_ >= 0; }
     /// Gives up the ownership.

@@ -11,7 +11,7 @@ namespace kova::http::detail {
 
 namespace {
 
-constexpr std::size_t GATHERED = 64U * 1024U;
+constexpr std::size_t GATHERED = std::size_t{64} * 1024;
 // The reads of one turn, so that a connection that always has bytes does not keep others waiting.
 constexpr int READS_OF_A_TURN = 4;
 

@@ -44,9 +44,9 @@ struct Library {
     std::size_t highest;
 };
 
-constexpr Library LIBRARIES[] = {
-    {"fmt/", 1, CORE}, {"simdjson", 2, 2}, {"cbor", 2, 2}, {"nettle/", 2, 2},
-    {"nghttp2/", HTTP, HTTP}, {"microhttpd", HTTP, HTTP}};
+constexpr Library LIBRARIES[] = {{"fmt/", 1, CORE},        {"simdjson", 2, 2},
+                                 {"cbor", 2, 2},           {"nettle/", 2, 2},
+                                 {"nghttp2/", HTTP, HTTP}, {"microhttpd", HTTP, HTTP}};
 
 struct Include {
     std::string name;

@@ -17,7 +17,7 @@ namespace kova::http {
 ///     "unix:" PATH
 ///     "tcp:" HOST ":" PORT
 ///
-/// PATH has 1 to 107 bytes, none of them 0 (`sockaddr_un` has no more room). HOST is an IPv4
+/// PATH has 1 to 107 bytes, none of them 0 (the capacity of `sockaddr_un`). HOST is an IPv4
 /// address, an IPv6 address in brackets, or "localhost", which is 127.0.0.1; names are not looked
 /// up. PORT is 0 to 65535; an endpoint with the port 0 gets a free port from the system. A value of
 /// the type is not shared; different threads may use different objects.

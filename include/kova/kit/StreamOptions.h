@@ -35,7 +35,8 @@ enum WhenFull : std::uint8_t {
 /// Of the first value of a stream: the bound and the policy of the queue in front of this watcher,
 /// such as "16 conflate". The words of the policies are "wait", "conflate", "drop-oldest" and
 /// "disconnect". An endpoint that has a queue of its own for the stream adopts both, and removes
-/// the entry.
+/// the entry. A list or map names "disconnect" in place of the two policies that drop changes,
+/// because its changes build on each other and only the list or map itself can replace them.
 constexpr char const* STREAM_QUEUE = "$stream-queue";
 /// Of a value that follows dropped changes: the number of changes that were dropped since the value
 /// before it.

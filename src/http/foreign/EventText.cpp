@@ -46,7 +46,7 @@ void appendPayload(std::string& out, const Payload& payload) {
     appendType(out, payload.getMimeType());
     const bool isText = isJson || payload.getMimeType() == mimetypes::PLAIN_TEXT_TYPE;
     if (isText && zel::unicode::isUtf8(bytes)) {
-        out += ",\"text\":";
+        out += R"(,"text":)";
         appendQuoted(out, bytes);
     } else {
         out += ",\"base64\":\"" + toBase64(bytes) + '"';

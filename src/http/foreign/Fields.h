@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -62,14 +63,11 @@ constexpr std::string_view trimmed(std::string_view text) noexcept {
 }
 
 /// Returns whether a field can have the text as its value (RFC 9110, section 5.5).
-constexpr bool isFieldValue(std::string_view text) noexcept {
-    for (const char each : text) {
+inline bool isFieldValue(std::string_view text) noexcept {
+    return std::all_of(text.begin(), text.end(), [](char each) {
         const auto byte = static_cast<unsigned char>(each);
-        if ((byte < 0x20 && byte != '\t') || byte == 0x7F) {
-            return false;
-        }
-    }
-    return true;
+        return (byte >= 0x20 || byte == '\t') && byte != 0x7F;
+    });
 }
 
 }  // namespace kova::http::detail

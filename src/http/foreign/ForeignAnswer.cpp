@@ -153,7 +153,7 @@ bool ForeignAnswer::addValue(Lock& lock, std::size_t part, const Response& value
     return true;
 }
 
-// Makes space for a value. Returns false if there is none.
+// Reserves space for a value. Returns false if the queue is full.
 bool ForeignAnswer::reserve(Lock& lock, std::size_t part, std::size_t size) {
     Part& own = parts_[part];
     if (!isFull(own, size)) {

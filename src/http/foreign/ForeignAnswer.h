@@ -30,7 +30,7 @@ class ForeignAnswer : public std::enable_shared_from_this<ForeignAnswer> {
 public:
     struct Limits {
         /// The bytes of payloads that wait. A single value may have more.
-        std::size_t bytes = 256U * 1024U;
+        std::size_t bytes = std::size_t{256} * 1024;
         /// The time for which a value waits for space, with the policy `kit::Wait`. On the thread
         /// of the loop it does not wait; there only the limit of the bytes applies.
         std::chrono::milliseconds patience = std::chrono::seconds(1);

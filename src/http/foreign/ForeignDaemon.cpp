@@ -6,6 +6,7 @@
 
 #include <chrono>
 #include <cstdarg>
+#include <exception>
 #include <stdexcept>
 #include <utility>
 #include <vector>
@@ -21,18 +22,25 @@ namespace {
 
 // The memory of a connection beyond the header of a request: the header of the answer, and what
 // libmicrohttpd keeps there.
-constexpr std::size_t POOL_RESERVE = 16U * 1024U;
+constexpr std::size_t POOL_RESERVE = std::size_t{16} * 1024;
 
 // It reports that Unix sockets have no options of TCP, and what clients do wrong.
 void ignoreLog(void*, char const*, va_list) noexcept {}
 
+// An exception cannot pass through libmicrohttpd. Without an exchange the connection is closed.
 void* onTarget(void* self, char const* target, MHD_Connection* connection) noexcept {
-    return new ForeignExchange(*static_cast<ForeignDaemon*>(self), connection, target);
+    try {
+        return new ForeignExchange(*static_cast<ForeignDaemon*>(self), connection, target);
+    } catch (const std::exception&) {
+        return nullptr;
+    }
 }
 
 MHD_Result onRequest(void*, MHD_Connection*, char const*, char const* method, char const* version,
                      char const* bytes, std::size_t* size, void** exchange) noexcept {
-    return static_cast<ForeignExchange*>(*exchange)->onInput(method, version, bytes, size);
+    return *exchange == nullptr
+               ? MHD_NO
+               : static_cast<ForeignExchange*>(*exchange)->onInput(method, version, bytes, size);
 }
 
 void onCompleted(void*, MHD_Connection*, void** exchange, MHD_RequestTerminationCode) noexcept {
@@ -160,7 +168,7 @@ void ForeignDaemon::schedule() {
 void ForeignDaemon::startDeadline(ForeignConnection& connection) {
     stopDeadline(connection);
     connection.deadline =
-        loop_->after(terms_.options.firstBytes, [this, &connection] { onDeadline(connection); });
+        loop_->after(terms_.options.firstBytes, [&connection] { onDeadline(connection); });
 }
 
 void ForeignDaemon::stopDeadline(ForeignConnection& connection) noexcept {

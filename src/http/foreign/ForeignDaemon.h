@@ -56,7 +56,7 @@ public:
 private:
     static void onConnection(void* self, MHD_Connection* connection, void** context,
                              MHD_ConnectionNotificationCode code) noexcept;
-    void onDeadline(ForeignConnection& connection);
+    static void onDeadline(ForeignConnection& connection);
     void schedule();
 
     const std::shared_ptr<EventLoop> loop_;

@@ -18,7 +18,7 @@ namespace kova::http::detail {
 namespace {
 
 // The bytes of a stream that are encoded at once.
-constexpr std::size_t STREAM_BLOCK = 4U * 1024U;
+constexpr std::size_t STREAM_BLOCK = std::size_t{4} * 1024;
 constexpr long ROOT_USER = 0;
 
 ForeignConnection& connectionOf(MHD_Connection* connection) {
@@ -179,8 +179,8 @@ MHD_Result ForeignExchange::send(const ForeignCall& call) {
     for (std::size_t i = 0; i < call.parts.size(); ++i) {
         std::unique_ptr<IResponseHandler<Response>> handler = answer_->makeHandler(i);
         void* const handle = services[i]->actionRequest(call.parts[i].request, std::move(handler));
-        if (handler) {  // NOLINT(bugprone-use-after-move): a service that rejects leaves it
-            handler->onError(
+        if (handler) {         // a service that rejects the request leaves it
+            handler->onError(  // NOLINT(bugprone-use-after-move)
                 kit::Error{statuscodes::SERVICE_UNAVAILABLE, "the service refused the request"}
                     .toResponse());
         }

@@ -137,7 +137,7 @@ void set(Header& header, char const* key, std::string_view text) {
     if (!header) {
         header = std::make_shared<util::config::Dictionary>();
     }
-    const auto value = new util::config::ValueString(text);
+    auto* const value = new util::config::ValueString(text);
     if (header->hasKey(key)) {
         header->set(key, value);
     } else {

@@ -24,7 +24,7 @@ struct HttpRequest {
     std::string_view method;
     std::string_view target;
     Fields fields;
-    /// The body; null if there is none.
+    /// The body; null if the request has no body.
     std::shared_ptr<const std::string> body;
 };
 

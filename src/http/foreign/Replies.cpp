@@ -175,11 +175,11 @@ std::string treeText(const Response& response) {
     return tree.size() == 0 ? std::string() : toAsciiJson(tree);
 }
 
-Payload makePayload(std::shared_ptr<const std::string> bytes, const std::string& mimeType) {
+Payload makePayload(const std::shared_ptr<const std::string>& bytes, const std::string& mimeType) {
     const std::uint64_t size = bytes->size();
     auto* const data =
         reinterpret_cast<unsigned char*>(const_cast<char*>(bytes->data()));  // NOLINT
-    return {Blob(std::shared_ptr<unsigned char[]>(std::move(bytes), data), size), mimeType};
+    return {Blob(std::shared_ptr<unsigned char[]>(bytes, data), size), mimeType};
 }
 
 }  // namespace kova::http::detail

@@ -13,7 +13,7 @@
 namespace kova::http::detail {
 
 /// The longest field for the header tree of an answer.
-constexpr std::size_t MAX_TREE_FIELD = 8U * 1024U;
+constexpr std::size_t MAX_TREE_FIELD = std::size_t{8} * 1024;
 
 /// Returns the answer with a value. A status outside 200 to 599 becomes 500. 204, 205 and 304 have
 /// no body (RFC 9110). If HTTP cannot carry the mime type, or the header tree is too large, reports
@@ -44,6 +44,6 @@ unsigned short problemStatus(const Response& error, const Accept& accept);
 std::string treeText(const Response& response);
 
 /// Returns a payload that shares the bytes.
-Payload makePayload(std::shared_ptr<const std::string> bytes, const std::string& mimeType);
+Payload makePayload(const std::shared_ptr<const std::string>& bytes, const std::string& mimeType);
 
 }  // namespace kova::http::detail

@@ -65,7 +65,7 @@ class AnswerQueue : public std::enable_shared_from_this<AnswerQueue> {
 public:
     struct Limits {
         /// The bytes that wait. One record may be longer.
-        std::size_t bytes = 256U * 1024U;
+        std::size_t bytes = std::size_t{256} * 1024;
         /// The time for which a value waits for space, with the policy `kit::Wait`. On the thread
         /// of the loop it does not wait; there only the limit of the bytes applies.
         std::chrono::milliseconds patience = std::chrono::seconds(1);

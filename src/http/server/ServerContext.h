@@ -40,11 +40,11 @@ private:
 /// The services of an endpoint, by service path.
 class ServedServices {
 public:
-    /// Throws `std::invalid_argument` if a service is null or there is none.
+    /// Throws `std::invalid_argument` if a service is null or the map is empty.
     explicit ServedServices(const std::map<std::string, IKovaApi*>& services);
 
-    /// Returns the service that the path of an HTTP request names; null if there is none. The path
-    /// is percent-encoded. "/" names the only service of an endpoint.
+    /// Returns the service that the path of an HTTP request names; null if the path names no
+    /// service. The path is percent-encoded. "/" names the only service of an endpoint.
     ServedService* find(std::string_view path) const;
     const std::map<std::string, std::unique_ptr<ServedService>>& all() const noexcept {
         return services_;

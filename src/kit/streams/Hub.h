@@ -60,6 +60,7 @@ private:
     void remove(std::uint64_t id);
     void submitIfReady();
     bool goOn(Watchers::Visit& visit, DeliverySlot& slot, std::size_t& left, Garbage& garbage);
+    StreamQueue announcedQueue() const;
     bool send(const Watchers::Visit& visit) const;
     std::shared_ptr<Change> snapshotLocked();
 

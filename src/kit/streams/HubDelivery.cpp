@@ -96,12 +96,22 @@ bool Hub::send(const Watchers::Visit& visit) const {
     // Each watcher gets a separate header, because the receiver may change it.
     Response response(form.response.getStatusCode(), form.response.getPayload());
     if (!watcher->hasValue) {
-        addEntry(response, STREAM_QUEUE, queue().toString());
+        addEntry(response, STREAM_QUEUE, announcedQueue().toString());
     }
     if (visit.lost != 0) {
         addEntry(response, STREAM_LOST, visit.lost);
     }
     return exchange.next(response);
+}
+
+// The queue of an endpoint cannot replace changes that build on each other by the whole value.
+StreamQueue Hub::announcedQueue() const {
+    StreamQueue announced = queue();
+    if (source_->isIncremental() &&
+        (announced.whenFull == Conflate || announced.whenFull == DropOldest)) {
+        announced.whenFull = Disconnect;
+    }
+    return announced;
 }
 
 void Hub::release() {

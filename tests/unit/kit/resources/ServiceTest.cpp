@@ -285,8 +285,7 @@ TEST_F(ServiceTest, StopWaitsForAThreadThatAnswersACancelledRequest) {
              [&](const Ask&, Reply<int> reply) { kept.emplace(std::move(reply)); });
     service = builder.mount("/state", state).build();
     const Recording recording = record();
-    void* const handle =
-        service->actionRequest(Request("retrieve", "/state"), recording.handler());
+    void* const handle = service->actionRequest(Request("retrieve", "/state"), recording.handler());
 
     std::promise<void> inside;
     std::promise<void> goOn;

@@ -54,6 +54,24 @@ TEST(ObservableList, RetrieveReturnsTheListOrAnElement) {
               "400 Bad Request: command 'delete' not supported for path '2'; supported: retrieve");
 }
 
+// The queue of an endpoint must not drop changes that build on each other.
+TEST(ObservableList, QueueBehindTheStreamIsToldToDisconnect) {
+    ObservableList<int> list({3, 5});
+    std::string queue;
+    for (const WhenFull policy : {Conflate, DropOldest, Disconnect}) {
+        list.options().queue(7).whenFull(policy);
+        const auto answers = Watch(list).watch();
+        answers->values(1);
+        EXPECT_FALSE(answers->last().getHeaderValue(STREAM_QUEUE).get(queue));
+        EXPECT_EQ(queue, "7 disconnect");
+    }
+    list.options().whenFull(Wait);
+    const auto answers = Watch(list).watch();
+    answers->values(1);
+    EXPECT_FALSE(answers->last().getHeaderValue(STREAM_QUEUE).get(queue));
+    EXPECT_EQ(queue, "7 wait");
+}
+
 TEST(ObservableList, ServesAClientThroughAComposedService) {
     ObservableList<int> list({3, 5, 8});
     std::map<std::string, std::unique_ptr<IResourceHandler>> mounts;
