@@ -66,7 +66,7 @@ kit::Result<Header> treeOf(const Fields& fields) {
     util::config::Dictionary* dictionary = nullptr;
     util::config::Array* array = nullptr;
     const bool isFailed = parser.parseString(*text, &dictionary, &array);
-    const Header header(dictionary);
+    Header header(dictionary);
     const std::unique_ptr<util::config::Array> unused(array);
     if (isFailed || !header || count(fields, TREE_FIELD) > 1) {
         return badRequest(std::string("the field '") + TREE_FIELD + "' is not one JSON object" +
