@@ -1,9 +1,9 @@
 // A service in one process, and its client in another.
-#include <signal.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <chrono>
+#include <csignal>
 #include <iostream>
 #include <memory>
 #include <string>
