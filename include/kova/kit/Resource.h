@@ -1,5 +1,6 @@
 #pragma once
 
+#include <string>
 #include <string_view>
 #include <utility>
 
@@ -14,6 +15,10 @@
 #include "kova/kit/resources/Route.h"
 
 namespace kova::kit {
+
+namespace detail {
+class Streaming;
+}
 
 /// Serves requests with functions, which are selected by the command and the path below the mount
 /// path.
@@ -71,6 +76,18 @@ public:
         add(std::move(route));
         return *this;
     }
+
+    /// Serves a path, which has no parameters, with an `Observable` or another stream: "retrieve"
+    /// once or as a stream of values, "update" if the stream is writable, and the elements of a
+    /// list or map below the path. Throws as `on` does; the stream serves every command, so any
+    /// function for the same paths is ambiguous.
+    ///
+    /// The stream may be mounted elsewhere, too, and may be destroyed before or after the resource.
+    /// Either destructor ends the streams that clients watch through this resource with 503. After
+    /// that of the stream, the path is answered with 503, too; after that of the resource, the
+    /// stream has no watchers from here. Only the destructor of the stream waits until no receiver
+    /// of its values is running.
+    Resource& mount(const std::string& path, const detail::Streaming& stream);
 
     /// Adds a route. Used only by the kit.
     void add(detail::Route&& route);

@@ -5,28 +5,12 @@
 
 #include "kova/core/StatusCodes.h"
 #include "kova/kit/Calls.h"
+#include "resources/Forward.h"
 #include "util/config/Dictionary.h"
 
 namespace kova::kit::detail {
 
 namespace {
-
-// Passes the events of a handler on to its exchange.
-class Forward final : public IResponseHandler<Response> {
-public:
-    explicit Forward(std::shared_ptr<Exchange> exchange) noexcept
-        : exchange_(std::move(exchange)) {}
-    ~Forward() override { exchange_->abandon(); }
-    Forward(const Forward&) = delete;
-    Forward& operator=(const Forward&) = delete;
-
-    bool onNext(const Response& value) override { return !exchange_->next(value); }
-    void onError(const Response& error) override { exchange_->fail(error); }
-    void onCompleted() override { exchange_->complete(); }
-
-private:
-    const std::shared_ptr<Exchange> exchange_;
-};
 
 class SlotHandler final : public IResourceHandler {
 public:
@@ -137,12 +121,7 @@ std::shared_ptr<MountState> SlotTarget::mountBelow(const std::shared_ptr<MountSt
 
 std::shared_ptr<Exchange> SlotTarget::serve(Incoming incoming) {
     std::shared_ptr<Exchange> exchange = makeExchange(std::move(incoming.handler));
-    void* const handle =
-        target_->actionRequest(incoming.ask.request(), std::make_unique<Forward>(exchange),
-                               std::string(incoming.ask.path()), mountBelow(incoming.mount));
-    if (handle != nullptr) {
-        exchange->onCancel([target = target_, handle] { target->cancelRequest(handle); });
-    }
+    forward(target_, exchange, incoming.ask, mountBelow(incoming.mount));
     return exchange;
 }
 

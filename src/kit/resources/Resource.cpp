@@ -1,10 +1,13 @@
 #include "kova/kit/Resource.h"
 
+#include <algorithm>
 #include <atomic>
 #include <stdexcept>
 #include <utility>
 
 #include "kova/core/Errors.h"
+#include "kova/kit/resources/Streaming.h"
+#include "resources/Forward.h"
 #include "resources/Hints.h"
 #include "resources/JobState.h"
 #include "resources/Router.h"
@@ -20,11 +23,12 @@ class ResourceState final : public Served {
 public:
     void add(Route&& route) {
         if (isServing_) {
-            throw std::logic_error("a function for '" + route.operation.path +
-                                   "' is added after the first request");
+            throw std::logic_error((route.stream ? "a stream for '" : "a function for '") +
+                                   route.operation.path + "' is added after the first request");
         }
         router_.add(std::move(route));
     }
+    void mount(const std::string& path, const std::shared_ptr<Served>& stream);
     std::vector<Operation> operations() const override;
     std::string hintFor(std::string_view path) const override;
 
@@ -43,15 +47,49 @@ private:
 std::vector<Operation> ResourceState::operations() const {
     std::vector<Operation> result;
     for (const Route& route : router_.routes()) {
-        result.push_back(route.operation);
+        if (!route.stream) {
+            result.push_back(route.operation);
+        } else if (route.arguments.empty()) {
+            for (Operation& operation : route.stream->operations()) {
+                const bool isElement = !operation.path.empty() && !route.operation.path.empty();
+                operation.path = route.operation.path + (isElement ? "/" : "") + operation.path;
+                result.push_back(std::move(operation));
+            }
+        }
     }
     return result;
 }
 
+void ResourceState::mount(const std::string& path, const std::shared_ptr<Served>& stream) {
+    if (PathTemplate(path).parameters() != 0) {
+        throw std::invalid_argument("template '" + path +
+                                    "': the path of a stream has no parameters");
+    }
+    Route whole;
+    whole.operation.path = path;
+    whole.stream = stream;
+    Route elements = whole;
+    elements.operation.path += path.empty() ? "{element:rest}" : "/{element:rest}";
+    elements.arguments = {ArgumentKind::text};
+    elements.prefix = path.empty() ? 0 : path.size() + 1;
+    const std::vector<Operation> operations = stream->operations();
+    const bool hasElements = std::any_of(operations.begin(), operations.end(),
+                                         [](const Operation& each) { return !each.path.empty(); });
+    whole.prefix = path.size();
+    if (hasElements) {  // refused before the first route is added
+        router_.checkUnambiguous(elements, PathTemplate(elements.operation.path));
+    }
+    add(std::move(whole));
+    if (hasElements) {
+        add(std::move(elements));
+    }
+}
+
 std::string ResourceState::hintFor(std::string_view path) const {
+    const std::vector<Operation> offered = operations();
     std::vector<std::string_view> templates;
-    for (const Route& route : router_.routes()) {
-        templates.emplace_back(route.operation.path);
+    for (const Operation& operation : offered) {
+        templates.emplace_back(operation.path);
     }
     const std::string_view similar = mostSimilar(path, templates);
     return similar.empty() ? "; below the mount there are: " + enumerate(templates)
@@ -88,6 +126,12 @@ std::shared_ptr<Exchange> ResourceState::serve(Incoming incoming) {
     if (route == nullptr) {
         refuse(ask, match, *incoming.handler);
         return nullptr;
+    }
+    if (route->stream) {
+        const Ask below(ask.request(), ask.path().substr(route->prefix));
+        std::shared_ptr<Exchange> exchange = makeExchange(std::move(incoming.handler));
+        forward(route->stream, exchange, below, incoming.mount);
+        return exchange;
     }
     std::string const* const format = formatOf(ask);
     if (format == nullptr) {
@@ -134,6 +178,11 @@ void invoke(const Route& route, Dispatch& dispatch, const OnUncaught& onUncaught
 Resource::Resource() : Mountable(std::make_shared<detail::ResourceState>()) {}
 
 Resource::~Resource() = default;
+
+Resource& Resource::mount(const std::string& path, const detail::Streaming& stream) {
+    static_cast<detail::ResourceState&>(*served()).mount(path, stream.served());
+    return *this;
+}
 
 void Resource::add(detail::Route&& route) {
     static_cast<detail::ResourceState&>(*served()).add(std::move(route));

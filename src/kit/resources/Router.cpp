@@ -32,7 +32,7 @@ bool matches(SegmentKind kind, std::string_view segment) noexcept {
 
 Route const* routeOf(const std::vector<const Route*>& routes, std::string_view command) noexcept {
     for (Route const* const route : routes) {
-        if (route->operation.command == command) {
+        if (route->operation.command == command || route->stream) {
             return route;
         }
     }
@@ -41,17 +41,26 @@ Route const* routeOf(const std::vector<const Route*>& routes, std::string_view c
 
 }  // namespace
 
+void Router::checkUnambiguous(const Route& route, const PathTemplate& pattern) const {
+    for (std::size_t i = 0; i < routes_.size(); ++i) {
+        const Route& other = routes_[i];
+        const bool sameCommand =
+            other.operation.command == route.operation.command || other.stream || route.stream;
+        if (sameCommand && templates_[i].isAsGoodAs(pattern)) {
+            const std::string& command =
+                route.stream ? other.operation.command : route.operation.command;
+            throw std::invalid_argument(
+                "template '" + pattern.text() + "' matches the same paths as '" +
+                templates_[i].text() +
+                (command.empty() ? "'" : "' for the command '" + command + "'"));
+        }
+    }
+}
+
 void Router::add(Route&& route) {
     PathTemplate pattern(route.operation.path);
     pattern.check(route.arguments, route.acceptsBody);
-    for (std::size_t i = 0; i < routes_.size(); ++i) {
-        if (routes_[i].operation.command == route.operation.command &&
-            templates_[i].isAsGoodAs(pattern)) {
-            throw std::invalid_argument("template '" + pattern.text() +
-                                        "' matches the same paths as '" + templates_[i].text() +
-                                        "' for the command '" + route.operation.command + "'");
-        }
-    }
+    checkUnambiguous(route, pattern);
     if (route.arguments.size() > pattern.parameters()) {
         route.operation.bodySchema = route.lastSchema;
     }

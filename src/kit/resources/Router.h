@@ -51,6 +51,9 @@ public:
 
     /// Adds a route. Throws `std::invalid_argument`, as `Resource::on` does.
     void add(Route&& route);
+    /// Throws `std::invalid_argument` if another route serves the same command and matches the same
+    /// paths with the same rank as `route`, whose template is `pattern`.
+    void checkUnambiguous(const Route& route, const PathTemplate& pattern) const;
     /// Finds the best template for a path that has a route with the command; without one, the best
     /// template for the path. Returns the route with the command, or null. `match.routes` is null
     /// if no template matches.

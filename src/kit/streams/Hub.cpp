@@ -80,6 +80,11 @@ std::shared_ptr<Exchange> Hub::dispatch(const Incoming& incoming, ResponseHandle
 
 std::shared_ptr<Exchange> Hub::watch(const Ask& ask, ResponseHandler& handler,
                                      StreamFormat format) {
+    Result<std::shared_ptr<Change>> fresh = source_->read();
+    if (!fresh) {
+        answer(handler, fresh.error());
+        return nullptr;
+    }
     Watcher watcher;
     watcher.exchange = makeExchange(std::move(handler));
     watcher.format = format;
@@ -96,19 +101,27 @@ std::shared_ptr<Exchange> Hub::watch(const Ask& ask, ResponseHandler& handler,
     });
     {
         const std::lock_guard<std::mutex> guard(mutex_);
-        watcher.snapshot = snapshotLocked();
+        watcher.snapshot = *fresh ? *std::move(fresh) : snapshotLocked();
         watchers_.add(std::move(watcher));
         mustSubmit = watchers_.hasReady() && !isClosed_ && !std::exchange(isScheduled_, true);
     }
     if (mustSubmit) {
         DeliveryPool::instance().submit(self);
     }
+    source_->watched();
     return exchange;
 }
 
 Result<Response> Hub::retrieve(const Ask& ask, StreamFormat format) {
     std::shared_ptr<Change> value;
-    {
+    if (ask.path().empty()) {
+        Result<std::shared_ptr<Change>> fresh = source_->read();
+        if (!fresh) {
+            return fresh.error();
+        }
+        value = *std::move(fresh);
+    }
+    if (!value) {
         const std::lock_guard<std::mutex> guard(mutex_);
         value = ask.path().empty() ? source_->whole() : source_->element(ask.path());
     }
@@ -237,6 +250,11 @@ StreamQueue Hub::queue() const {
 std::vector<WatcherInfo> Hub::watchers() const {
     const std::lock_guard<std::mutex> guard(mutex_);
     return watchers_.infos(coarseTime(), source_->isIncremental());
+}
+
+bool Hub::isWatched() const {
+    const std::lock_guard<std::mutex> guard(mutex_);
+    return !watchers_.isEmpty();
 }
 
 }  // namespace kova::kit::detail

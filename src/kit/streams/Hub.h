@@ -38,6 +38,7 @@ public:
     void setPatience(std::chrono::milliseconds patience);
     StreamQueue queue() const;
     std::vector<WatcherInfo> watchers() const;
+    bool isWatched() const;
 
     std::vector<Operation> operations() const override;
     void deliver(DeliverySlot& slot) override;

@@ -58,6 +58,12 @@ std::shared_ptr<Change> StreamSource::element(std::string_view /*path*/) const {
     return nullptr;
 }
 
+Result<std::shared_ptr<Change>> StreamSource::read() {
+    return std::shared_ptr<Change>();
+}
+
+void StreamSource::watched() {}
+
 bool StreamSource::isWritable(const Hub& /*hub*/) const {
     return false;
 }
@@ -87,6 +93,10 @@ StreamOptions Streaming::options() const noexcept {
 
 std::vector<WatcherInfo> Streaming::watchers() const {
     return hub_->watchers();
+}
+
+bool Streaming::isWatched() const {
+    return hub_->isWatched();
 }
 
 }  // namespace detail

@@ -95,6 +95,7 @@ public:
     void push(std::shared_ptr<Change> change, Garbage& garbage);
     /// Returns whether the oldest change would be released before all have got it.
     bool isFull() const noexcept { return changes_.size() >= queue.bound; }
+    bool isEmpty() const noexcept { return byId_.empty(); }
     bool isHalfEmpty() const noexcept { return changes_.size() <= queue.bound / 2; }
     /// Returns whether a value waits for a watcher that no thread visits.
     bool hasReady() const noexcept { return !ready_.empty(); }

@@ -17,7 +17,7 @@
 
 namespace kova::kit::detail {
 
-/// A function that serves requests, without its type.
+/// A function that serves requests, without its type, or a stream that serves them.
 struct Route {
     /// The command, the template of the path, and the schemas.
     Operation operation;
@@ -32,6 +32,10 @@ struct Route {
     std::function<void(Dispatch&)> invoke;
     /// The executor of the function. By default the function runs on the thread of the request.
     Executor executor;
+    /// The stream that serves all commands of the template; null for a function.
+    std::shared_ptr<Served> stream;
+    /// The number of characters of a path in front of the path of the stream's element.
+    std::size_t prefix = 0;
 };
 
 /// @{

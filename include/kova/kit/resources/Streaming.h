@@ -37,6 +37,11 @@ public:
     virtual std::shared_ptr<Change> element(std::string_view path) const;
     /// @}
 
+    /// Reads the value anew for a client that retrieves or watches it. Returns null if the stream
+    /// keeps its value. Called without a lock.
+    virtual Result<std::shared_ptr<Change>> read();
+    /// Called after a watcher was added, without a lock.
+    virtual void watched();
     /// Returns whether clients may write the value.
     virtual bool isWritable(const Hub& hub) const;
     /// Checks and sets the value that a client wrote. Called without a lock.
@@ -82,6 +87,8 @@ public:
     StreamOptions options() const noexcept;
     /// Returns the watchers.
     std::vector<WatcherInfo> watchers() const;
+    /// Returns whether there is a watcher.
+    bool isWatched() const;
 
 protected:
     Streaming(std::shared_ptr<StreamSource> source, const StreamQueue& queue);

@@ -196,8 +196,9 @@ public:
     }
     void cancel(void* handle) const { handler_->cancelRequest(handle); }
 
-    static Request streamRequest(char const* format = mimetypes::JSON_TYPE) {
-        Request request("retrieve", "");
+    static Request streamRequest(char const* format = mimetypes::JSON_TYPE,
+                                 const std::string& path = "") {
+        Request request("retrieve", path);
         request.setMimeType(std::string(format));
         headers::appendTracingInfo(request, "/test", "screen");
         headers::appendResponseSemantic(request, headers::PERSISTENT_STREAM);

@@ -1,0 +1,135 @@
+#pragma once
+
+#include <chrono>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "kova/core/Alarm.h"
+#include "kova/kit/Command.h"
+#include "kova/kit/Schema.h"
+#include "kova/kit/Values.h"
+#include "kova/kit/resources/Streaming.h"
+
+namespace kova::kit {
+
+namespace detail {
+
+/// Calls a function at every interval while a stream has watchers.
+class KOVA_KIT_API Polling {
+public:
+    /// Throws `std::invalid_argument` unless the interval has 1
+    /// to 2^32 - 1 milliseconds.
+    Polling(const Streaming& stream, std::chrono::milliseconds interval,
+            std::function<void()> function);
+    /// Waits until the function does not run. Inside the function it does not wait.
+    ~Polling();
+    Polling(const Polling&) = delete;
+    Polling& operator=(const Polling&) = delete;
+
+    /// Begins to call the function, unless it is called already.
+    void start();
+
+private:
+    KOVA_KIT_LOCAL void expire();
+
+    const std::shared_ptr<Served> served_;
+    const unsigned int interval_;
+    const std::function<void()> function_;
+    std::mutex mutex_;
+    bool isRunning_ = false;
+    FunctionalAlarm alarm_;
+};
+
+/// The data of a `Polled`.
+template <typename T>
+class PolledSource final : public StreamSource {
+public:
+    explicit PolledSource(std::function<Result<T>()> read) : readValue(std::move(read)) {}
+
+    std::shared_ptr<Change> snapshot() const override { return latest; }
+    Result<std::shared_ptr<Change>> read() override {
+        Result<T> value = readValue();
+        if (!value) {
+            return value.error();
+        }
+        return std::shared_ptr<Change>(std::make_shared<ValueChange<T>>(*std::move(value)));
+    }
+    void watched() override {
+        if (const std::shared_ptr<Polling> alive = polling.lock()) {
+            alive->start();
+        }
+    }
+    std::vector<Operation> operations(const Hub& /*hub*/) const override {
+        return {{std::string(command::retrieve), "", nullptr, &schemaOf<T>, true}};
+    }
+
+    /// Reads the value and sends it to all watchers.
+    void poll(Hub& hub) {
+        Result<std::shared_ptr<Change>> value = read();
+        if (value) {
+            auto former = *value;  // destroyed without the lock
+            publishWith(hub, *std::move(value), [&] {
+                former.swap(latest);
+                return true;
+            });
+        }
+    }
+
+    const std::function<Result<T>()> readValue;
+    /// Set before the first request. Expires with the `Polled`, whose destructor may run inside the
+    /// function.
+    std::weak_ptr<Polling> polling;
+    /// The value of the latest poll. Guarded by the lock of the hub.
+    std::shared_ptr<Change> latest;
+};
+
+}  // namespace detail
+
+/// A value that a function reads when a client retrieves it, and at every interval for the clients
+/// that watch it: the state of a sensor, of a file or of the system. `T` is a type of `Values.h`.
+///
+/// A stream begins with a value that is read for this watcher; then each value that is read at an
+/// interval follows. While no client watches the value, no timer is running. The values wait in a
+/// queue for each watcher as for an `Observable`. An error of the function is the answer to a
+/// client that retrieves the value or begins to watch it. At an interval the error is ignored, and
+/// the stream continues when the value can be read again. An exception is reported and treated as
+/// an error.
+///
+/// Several threads may call the function at the same time: those that send requests, and the thread
+/// of the alarms, which also serves other alarms of the process. A function that takes long should
+/// run in a thread of the user, which sets an `Observable`.
+///
+/// A handle of shared state (`Mountable`). The destructor ends the streams with 503 and waits until
+/// neither the function nor a receiver is running. Inside one of them it does not wait for it.
+///
+///     kova::kit::Polled<double> temperature(
+///         []() -> kova::kit::Result<double> { return 21.5; }, std::chrono::milliseconds(500));
+template <typename T>
+class Polled final : public detail::Streaming {
+public:
+    /// The function that reads the value.
+    using Read = std::function<Result<T>()>;
+
+    /// Sets the function and the interval. Throws `std::invalid_argument` unless the interval has 1
+    /// to 2^32 - 1 milliseconds.
+    explicit Polled(Read read, std::chrono::milliseconds interval = std::chrono::seconds(1))
+        : Polled(std::make_shared<detail::PolledSource<T>>(std::move(read)), interval) {}
+    ~Polled() { close(); }
+
+private:
+    Polled(const std::shared_ptr<detail::PolledSource<T>>& source,
+           std::chrono::milliseconds interval)
+        : Streaming(source, {16, Conflate}),
+          polling_(std::make_shared<detail::Polling>(
+              *this, interval, [source, served = served(), &hub = hub()] { source->poll(hub); })) {
+        source->polling = polling_;
+    }
+
+    const std::shared_ptr<detail::Polling> polling_;
+};
+
+}  // namespace kova::kit
