@@ -1,15 +1,9 @@
 #include "Device.h"
 
-#include <ctime>
 #include <filesystem>
 #include <fstream>
-#include <functional>
-#include <optional>
-#include <utility>
 
 #include "Facts.h"
-#include "Live.h"
-#include "kova/core/Path.h"
 #include "kova/core/RequestInfo.h"
 #include "kova/core/headers.h"
 
@@ -18,8 +12,8 @@ namespace device {
 namespace kit = kova::kit;
 namespace command = kova::kit::command;
 namespace statuscodes = kova::statuscodes;
-using kova::dovglobals::DateTime;
-using std::chrono::milliseconds;
+using std::chrono::system_clock;
+using Names = std::vector<std::string>;
 
 namespace {
 
@@ -31,67 +25,20 @@ struct Seen {
 };
 KOVA_FIELDS(Seen, client, service, token)
 
-// Adds a fact that a file contains, as a value of its own.
-template <typename T>
-void addFact(Live& system, const std::string& name, const std::string& file,
-             T (*read)(std::istream&)) {
-    system.add<T>(name, [file, read]() -> kit::Result<T> {
-        std::ifstream stream(file);
-        if (!stream) {
-            return kit::Error{statuscodes::SERVICE_UNAVAILABLE, "cannot read " + file};
-        }
-        return read(stream);
-    });
+kova::Response describe(const kit::Ask& ask) {
+    const kova::RequestInfo info(ask.request());
+    const bool anonymous = !ask.header<std::string>(kova::headers::AUTH_TOKEN);
+    const Seen seen{info.getClientId(), info.getServicePath(), anonymous ? "none" : "given"};
+    kova::Response response(statuscodes::OK, kit::toPayload(seen, ask.accept()).orThrow());
+    kova::headers::appendRequestInfo(info, response);
+    return response;
 }
 
-std::unique_ptr<Live> makeSystem(const DeviceOptions& options) {
-    auto system = std::make_unique<Live>();
-    addFact(*system, "cpu", options.root + "/proc/stat", readCpu);
-    addFact(*system, "load", options.root + "/proc/loadavg", readLoad);
-    addFact(*system, "memory", options.root + "/proc/meminfo", readMemory);
-    addFact(*system, "network", options.root + "/proc/net/dev", readNetwork);
-    addFact(*system, "storage", options.root + "/proc/mounts", readStorage);
-    addFact(*system, "uptime", options.root + "/proc/uptime", readUptime);
-    system->once.on(command::retrieve, "", [](const kit::Ask&) {
-        return std::vector<std::string>{"cpu", "load", "memory", "network", "storage", "uptime"};
-    });
-    system->start(options.interval);
-    return system;
-}
-
-DateTime now() {
-    return toDateTime(std::chrono::system_clock::now());
-}
-
-std::unique_ptr<Live> makeClock(milliseconds interval, const kit::Worker& waiters) {
-    auto clock = std::make_unique<Live>();
-    clock->add<DateTime>("", [] { return now(); });
-    clock->once.on(command::retrieve, "in", waiters,
-                   [](const kit::Job& job, std::chrono::seconds delay) {
-                       job.sleep(delay);
-                       return now();
-                   });
-    clock->start(interval);
-    return clock;
-}
-
-kit::Result<kova::Response> answerOf(StoreDocument::Result result, const kit::Ask& ask) {
-    const std::string path = "'" + ask.request().getPath() + "'";
-    switch (result) {
-        case StoreDocument::Result::Done:
-            return kova::Response(statuscodes::NO_CONTENT);
-        case StoreDocument::Result::Created:
-            return kova::Response(statuscodes::CREATED);
-        case StoreDocument::Result::NotFound:
-            return kit::notFound(ask);
-        case StoreDocument::Result::Exists:
-            return kit::Error{statuscodes::CONFLICT, "there is something at " + path + " already"};
-        case StoreDocument::Result::Conflict:
-            return kit::Error{statuscodes::CONFLICT, path + " cannot hold that"};
-        case StoreDocument::Result::NotSaved:
-            break;
+kit::Result<void> checkVolume(const Volume& wanted) {
+    if (wanted.level < 0 || wanted.level > 100) {
+        return kit::Error{statuscodes::BAD_REQUEST, "level: expected a number from 0 to 100"};
     }
-    return kit::Error{statuscodes::INTERNAL_SERVER_ERROR, "the store could not be written"};
+    return {};
 }
 
 // Counts the files below a folder. Tells its progress after every hundredth file.
@@ -121,90 +68,50 @@ kit::Result<Scan> scan(const kit::Job& job, const std::string& folder) {
 
 }  // namespace
 
-DateTime toDateTime(std::chrono::system_clock::time_point time) {
-    const auto whole = std::chrono::floor<std::chrono::seconds>(time);
-    const std::time_t seconds = std::chrono::system_clock::to_time_t(whole);
-    const auto rest = std::chrono::floor<milliseconds>(time - whole).count();
-    std::tm parts{};
-    gmtime_r(&seconds, &parts);
-    const auto narrow = [](int number) { return static_cast<unsigned char>(number); };
-    return {{static_cast<unsigned short>(parts.tm_year + 1900), narrow(parts.tm_mon + 1),
-             narrow(parts.tm_mday)},
-            {narrow(parts.tm_hour), narrow(parts.tm_min), narrow(parts.tm_sec),
-             static_cast<unsigned short>(rest), std::nullopt}};
-}
-
-Device::Device(StoreDocument document, const DeviceOptions& options)
-    : document_(std::move(document)) {
-    serveAbout(options.versions);
-    serveStore();
-    volume_.onWrite([](const Volume& wanted) -> kit::Result<void> {
-        if (wanted.level < 0 || wanted.level > 100) {
-            return kit::Error{statuscodes::BAD_REQUEST, "level: expected a number from 0 to 100"};
-        }
-        return {};
-    });
+Device::Device(const DeviceOptions& options)
+    : options_(options),
+      time_([] { return system_clock::now(); }, options.interval),
+      store_(options.storeFile) {
+    store_.load().orThrow();
+    volume_.onWrite(checkVolume);
+    about_.on(command::retrieve, "", [](const kit::Ask&) { return Names{"request", "versions"}; });
+    about_.on(command::retrieve, "request", describe);
+    about_.on(command::retrieve, "versions", [this](const kit::Ask&) { return options_.versions; });
+    clock_.mount("", time_);
+    clock_.on(command::retrieve, "in", waiters_,
+              [](const kit::Job& job, std::chrono::seconds delay) {
+                  job.sleep(delay);
+                  return system_clock::now();
+              });
     scan_.on(command::retrieve, "", scanner_, scan);
-    service_ = kit::ServiceBuilder()
-                   .name("device")
-                   .version(options.versions.back())
-                   .mount("/about", about_)
-                   .mount("/clock", makeClock(options.interval, waiters_))
-                   .mount("/scan", scan_)
-                   .mount("/store", store_)
-                   .mount("/system", makeSystem(options))
-                   .mount("/volume", volume_)
-                   .build();
+    serveFact("cpu", "/proc/stat", readCpu);
+    serveFact("load", "/proc/loadavg", readLoad);
+    serveFact("memory", "/proc/meminfo", readMemory);
+    serveFact("network", "/proc/net/dev", readNetwork);
+    serveFact("storage", "/proc/mounts", readStorage);
+    serveFact("uptime", "/proc/uptime", readUptime);
+    system_.on(command::retrieve, "", [this](const kit::Ask&) { return facts_; });
+    kit::ServiceBuilder builder;
+    builder.name("device").version(options.versions.back());
+    builder.mount("/about", about_).mount("/clock", clock_).mount("/scan", scan_);
+    builder.mount("/store", store_).mount("/system", system_).mount("/volume", volume_);
+    service_ = builder.build();
 }
 
-void Device::serveAbout(const std::vector<std::string>& versions) {
-    about_.on(command::retrieve, "", [](const kit::Ask&) {
-        return std::vector<std::string>{"request", "versions"};
-    });
-    about_.on(command::retrieve, "versions", [versions](const kit::Ask&) { return versions; });
-    about_.on(command::retrieve, "request", [](const kit::Ask& ask) {
-        const kova::RequestInfo info(ask.request());
-        const bool anonymous = !ask.header<std::string>(kova::headers::AUTH_TOKEN);
-        const Seen seen{info.getClientId(), info.getServicePath(), anonymous ? "none" : "given"};
-        kova::Response response(statuscodes::OK, kit::toPayload(seen, ask.accept()).orThrow());
-        kova::headers::appendRequestInfo(info, response);
-        return response;
-    });
-}
-
-// Every path leads to a place in the document.
-void Device::serveStore() {
-    const auto on = [this](std::string_view word, auto function) {
-        const auto locked = [this, function](const kit::Ask& ask) {
-            const std::lock_guard<std::mutex> guard(mutex_);
-            return function(ask, kova::Path::split(std::string(ask.path())));
-        };
-        store_.on(word, "", locked);
-        store_.on(word, "{path:rest}",
-                  [locked](const kit::Ask& ask, std::string_view) { return locked(ask); });
+// Serves a value that a file contains.
+template <typename T>
+void Device::serveFact(const std::string& name, const std::string& file, T (*read)(std::istream&)) {
+    const auto readFile = [file = options_.root + file, read]() -> kit::Result<T> {
+        std::ifstream stream(file);
+        if (!stream) {
+            return kit::Error{statuscodes::SERVICE_UNAVAILABLE, "cannot read " + file};
+        }
+        return read(stream);
     };
-    using Path = StoreDocument::Path;
-    const auto put = [this](
-                         StoreDocument::Result (StoreDocument::*change)(const Path&, kit::Tree)) {
-        return
-            [this, change](const kit::Ask& ask, const Path& path) -> kit::Result<kova::Response> {
-                auto value = kit::fromPayload<kit::Tree>(ask.request().getPayload());
-                if (!value) {
-                    return value.error();
-                }
-                return answerOf((document_.*change)(path, *std::move(value)), ask);
-            };
-    };
-    on(command::retrieve, [this](const kit::Ask& ask, const Path& path) -> kit::Result<kit::Tree> {
-        util::config::Value const* const value = document_.find(path);
-        return value != nullptr ? kit::Result<kit::Tree>(kit::Tree(value->clone()))
-                                : kit::notFound(ask);
-    });
-    on(command::update, put(&StoreDocument::update));
-    on(command::insert, put(&StoreDocument::insert));
-    on(command::remove, [this](const kit::Ask& ask, const Path& path) {
-        return answerOf(document_.remove(path), ask);
-    });
+    const auto fact = std::make_shared<kit::Polled<T>>(readFile, options_.interval);
+    system_.mount(name, *fact);
+    polled_.push_back(fact);
+    facts_.push_back(name);
 }
 
 }  // namespace device

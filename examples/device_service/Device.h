@@ -2,14 +2,14 @@
 
 #include <chrono>
 #include <cstdint>
+#include <istream>
 #include <memory>
-#include <mutex>
 #include <string>
 #include <vector>
 
-#include "StoreDocument.h"
-#include "kova/core/dovglobals/DateTime.h"
+#include "kova/kit/Document.h"
 #include "kova/kit/Observable.h"
+#include "kova/kit/Polled.h"
 #include "kova/kit/Resource.h"
 #include "kova/kit/Service.h"
 #include "kova/kit/Worker.h"
@@ -32,6 +32,8 @@ KOVA_FIELDS(Scan, files, bytes)
 
 /// Options of `Device`.
 struct DeviceOptions {
+    /// The JSON file of the stored document.
+    std::string storeFile = "kova-store.json";
     /// The time between the values of a stream; at least one millisecond.
     std::chrono::milliseconds interval{1000};
     /// The versions of the interface, in the format of `kova::semver`.
@@ -40,14 +42,12 @@ struct DeviceOptions {
     std::string root = {};
 };
 
-/// Converts a point in time from 1970 on to a date and time in UTC.
-kova::dovglobals::DateTime toDateTime(std::chrono::system_clock::time_point time);
-
 /// The service of this machine: its facts, a clock, a stored document, a volume, scans of folders,
 /// and itself. Thread-safe.
 class Device {
 public:
-    Device(StoreDocument document, const DeviceOptions& options);
+    /// Throws `kova::KovaException` if the stored document cannot be read.
+    explicit Device(const DeviceOptions& options);
 
     kova::kit::Service& service() { return *service_; }
 
@@ -55,18 +55,21 @@ public:
     static constexpr unsigned WAITERS = 16;
 
 private:
-    void serveAbout(const std::vector<std::string>& versions);
-    void serveStore();
-    void serveVolume();
-    void serveScan();
+    template <typename T>
+    void serveFact(const std::string& name, const std::string& file, T (*read)(std::istream&));
 
-    std::mutex mutex_;  ///< Guards the document.
-    StoreDocument document_;
+    const DeviceOptions options_;
+    std::vector<std::string> facts_;
+    /// The values that are read while clients watch them.
+    std::vector<std::shared_ptr<void>> polled_;
+    kova::kit::Polled<std::chrono::system_clock::time_point> time_;
     kova::kit::Worker waiters_{{WAITERS, WAITERS}};
     kova::kit::Worker scanner_{{1, 8}};
     kova::kit::Resource about_;
-    kova::kit::Resource store_;
+    kova::kit::Resource clock_;
     kova::kit::Resource scan_;
+    kova::kit::Resource system_;
+    kova::kit::Document store_;
     kova::kit::Observable<Volume> volume_;
     std::unique_ptr<kova::kit::Service> service_;
 };

@@ -2,10 +2,9 @@
 
 #include <sys/statvfs.h>
 
-#include <algorithm>
 #include <charconv>
-#include <iterator>
 #include <locale>
+#include <set>
 #include <sstream>
 
 #include "zel/unicode/String.h"
@@ -26,17 +25,13 @@ void forEachLine(std::istream& file, const Function& function) {
 }
 
 // Replaces the kernel's octal escapes in a field, such as "\040" for a blank.
-std::string unescaped(const std::string& field) {
-    std::string text;
-    for (std::size_t i = 0; i < field.size(); ++i) {
-        char const* const digits = field.data() + i + 1;
+std::string unescaped(std::string text) {
+    for (std::size_t at = text.find('\\'); at != std::string::npos; at = text.find('\\', at + 1)) {
+        char const* const digits = text.data() + at + 1;
         unsigned int code = 0;
-        if (field[i] == '\\' && i + 3 < field.size() &&
+        if (at + 3 < text.size() &&
             std::from_chars(digits, digits + 3, code, 8).ptr == digits + 3 && code < 0x80) {
-            text += static_cast<char>(code);
-            i += 3;
-        } else {
-            text += field[i];
+            text.replace(at, 4, 1, static_cast<char>(code));
         }
     }
     return text;
@@ -64,28 +59,23 @@ Counts readCpu(std::istream& file) {
 }
 
 Load readLoad(std::istream& file) {
-    double minutes[3] = {};
-    std::uint64_t running = 0;
-    std::uint64_t tasks = 0;
+    Load load = {0.0, 0.0, 0.0, 0U, 0U};
     char slash = 0;
     file.imbue(std::locale::classic());
-    if (file >> minutes[0] >> minutes[1] >> minutes[2] >> running >> slash >> tasks) {
-        return {minutes[2], minutes[0], minutes[1], running, tasks};
-    }
-    return {};
+    file >> *load.minutes1 >> *load.minutes5 >> *load.minutes15;
+    file >> *load.running >> slash >> *load.tasks;
+    return file ? load : Load();
 }
 
 Counts readMemory(std::istream& file) {
-    constexpr char const* SERVED[] = {"MemTotal", "MemFree",   "MemAvailable", "Buffers",
-                                      "Cached",   "SwapTotal", "SwapFree"};
+    static const std::set<std::string> SERVED = {
+        "MemTotal:", "MemFree:", "MemAvailable:", "Buffers:", "Cached:", "SwapTotal:", "SwapFree:"};
     Counts facts;
     forEachLine(file, [&](std::istream& fields) {
         std::string name;
         std::uint64_t kilobytes = 0;
-        const bool told = !(fields >> name >> kilobytes).fail();
-        name.erase(std::min(name.size(), name.find(':')));
-        if (told && std::find(std::begin(SERVED), std::end(SERVED), name) != std::end(SERVED)) {
-            facts[name] = kilobytes * 1024;
+        if (fields >> name >> kilobytes && SERVED.count(name) != 0) {
+            facts[name.substr(0, name.size() - 1)] = kilobytes * 1024;
         }
     });
     return facts;

@@ -1,4 +1,4 @@
-// A service for data about this machine, and a client that sends it requests, in one process.
+// A service for data about this machine, and a console that sends it requests, in one process.
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
@@ -6,133 +6,115 @@
 #include <exception>
 #include <iostream>
 #include <string>
-#include <utility>
 #include <vector>
 
-#include "Client.h"
 #include "Console.h"
 #include "Device.h"
-#include "Display.h"
-#include "ExitStatus.h"
+#include "Journal.h"
 #include "LineReader.h"
 #include "kova/core/headers.h"
+#include "kova/kit/StopSignals.h"
 #include "tracing/client_helper.h"
 
 namespace {
 
-constexpr char const* SERVICE_PATH = "/device";
-/// The version of the interface that the client was built for.
-constexpr char const* BUILT_FOR = "1.2.0";
-
-// If the first argument contains a blank, each argument is a line. Otherwise all arguments form one
-// line.
-std::vector<std::string> linesOf(const std::vector<std::string>& arguments) {
-    if (arguments.empty() || arguments[0].find(' ') != std::string::npos) {
-        return arguments;
-    }
-    std::string line;
-    for (const std::string& argument : arguments) {
-        line += (line.empty() ? "" : " ") + argument;
-    }
-    return {line};
-}
-
-// Executes the lines of standard input. Returns false if a line is the command to quit.
-bool readLines(device::LineReader& lines, device::Client& client, device::Console& console,
-               bool quiet) {
-    const bool terminal = isatty(STDIN_FILENO) != 0 && !quiet;
-    if (terminal) {
-        client.say(R"(Send requests to this machine; "help" tells how, "quit" ends.)");
-    }
-    while (true) {
-        if (terminal) {
-            std::cout << "kova> " << std::flush;
-        }
-        const auto line = lines.next();
-        if (!line) {
-            return true;
-        }
-        if (!console.execute(*line)) {
-            return false;
-        }
-    }
-}
+namespace exitstatus = device::exitstatus;
+using kova::kit::StopSignals;
 
 /// The parsed command line.
 struct Options {
-    std::string storeFile = "kova-store.json";
+    device::DeviceOptions device;
     unsigned int interval = 1000;
-    std::string speaks = BUILT_FOR;
+    std::string speaks = "1.2.0";
     std::string clientId = "console";
     bool quiet = false;
-    /// The words or lines of the requests.
+    /// The words of one request, or one request in each.
     std::vector<std::string> arguments;
 };
 
 void describe(CLI::App& app, Options& options) {
-    app.add_option("--store", options.storeFile,
-                   "JSON file of /store; created if it does not exist")
-        ->capture_default_str();
+    app.option_defaults()->always_capture_default();
+    app.add_option("--store", options.device.storeFile,
+                   "JSON file of /store; created if it does not exist");
     app.add_option("--interval", options.interval, "milliseconds between the values of a stream")
-        ->capture_default_str()
         ->check(CLI::Range(1U, 3600000U));
     app.add_option("--speaks", options.speaks,
-                   "version of the interface that the client is built for")
-        ->capture_default_str();
-    app.add_option("--client", options.clientId, "name under which the client sends its requests")
-        ->capture_default_str();
+                   "version of the interface that the client is built for");
+    app.add_option("--client", options.clientId, "name under which the client sends its requests");
     app.add_flag("--quiet", options.quiet,
                  "only payloads on standard output, each on lines of its own; errors on standard "
                  "error");
     app.footer(std::string("A request follows the options, or several requests as one argument "
                            "each. Without one, lines\nare read from standard input:\n\n") +
-               device::Console::help() +
-               "\nThe variable ZEL_CONFIG_KOVA_AGT, if set, is the token that requests carry.\n\n"
-               "The exit status is the highest of:\n"
-               "  0  every request was answered\n"
-               "  1  no request was sent: the store cannot be read, or no version is compatible\n"
-               "  2  the command line or a line of input was not understood\n"
-               "  4  an answer had a code from 400 to 499\n"
-               "  5  an answer had a code of 500 or above, or there was no answer\n");
+               device::Console::help() + R"(
+The variable ZEL_CONFIG_KOVA_AGT, if set, is the token that requests carry.
+
+The exit status is the highest of:
+  0  every request was answered
+  1  no request was sent: the store cannot be read, or no version is compatible
+  2  the command line or a line of input was not understood
+  4  an answer had a code from 400 to 499
+  5  an answer had a code of 500 or above, or there was no answer
+)");
     // Parse no options or lists after the first word of a request: dashes and brackets belong to
     // the request.
     app.prefix_command();
 }
 
-// Sends the requests of the command line; without any, those of standard input.
-void play(const Options& options, device::LineReader& lines, device::Client& client) {
-    device::Console console(client);
-    bool more = !options.arguments.empty() || readLines(lines, client, console, options.quiet);
-    for (const std::string& line : linesOf(options.arguments)) {
-        more = more && !lines.waitForStop(0) && console.execute(line);
+// Executes the lines of standard input. Returns false if a line is the command to quit.
+bool readLines(const StopSignals& stop, device::Console& console, bool quiet) {
+    device::LineReader lines(STDIN_FILENO, stop);
+    const bool prompts = isatty(STDIN_FILENO) != 0 && !quiet;
+    if (prompts) {
+        std::cout << "Send requests to this machine; \"help\" tells how, \"quit\" ends.\n";
     }
-    // After the end of the input, streams continue until a signal stops the process.
-    while (more && client.hasPending() && !lines.waitForStop(100)) {
+    while (true) {
+        std::cout << (prompts ? "kova> " : "") << std::flush;
+        const auto line = lines.next();
+        if (!line || !console.execute(*line)) {
+            return !line;
+        }
     }
 }
 
-int run(const Options& options) {
-    device::StoreDocument document(options.storeFile);
-    if (const auto loaded = document.load(); !loaded) {
-        std::cerr << loaded.error().message << '\n';
-        return device::exitstatus::NOT_STARTED;
+// Executes the arguments: each is a line if the first one contains a blank; otherwise all form one
+// line. Returns false if a line is the command to quit.
+bool execute(std::vector<std::string> arguments, const StopSignals& stop,
+             device::Console& console) {
+    if (arguments[0].find(' ') == std::string::npos) {
+        std::string line;
+        for (const std::string& word : arguments) {
+            line += (line.empty() ? "" : " ") + word;
+        }
+        arguments = {line};
     }
+    bool more = true;
+    for (const std::string& line : arguments) {
+        more = more && !stop.received() && console.execute(line);
+    }
+    return more;
+}
+
+int run(Options& options) {
+    const StopSignals stop;  // before the first thread
+    options.device.interval = std::chrono::milliseconds(options.interval);
+    device::Device machine(options.device);
     tracing::client_helper::setClientId(options.clientId);
     kova::headers::setAgt("");  // use the environment's token: a process list would show an option
-
-    device::DeviceOptions settings;
-    settings.interval = std::chrono::milliseconds(options.interval);
-    device::LineReader lines(STDIN_FILENO);
-    device::Device machine(std::move(document), settings);
-    device::Client client(
-        machine.service(), SERVICE_PATH, [&lines] { return lines.waitForStop(0); },
-        options.quiet ? device::Display(std::cout, std::cerr) : device::Display(std::cout));
-    if (client.connect(options.speaks)) {
-        play(options, lines, client);
+    device::Journal journal(std::cout, options.quiet ? &std::cerr : nullptr);
+    device::Console console(machine.service(), "/device", journal,
+                            [&stop] { return stop.received(); });
+    if (console.connect(options.speaks)) {
+        bool more = options.arguments.empty() ? readLines(stop, console, options.quiet)
+                                              : execute(options.arguments, stop, console);
+        // After the end of the input, streams continue until a signal stops the process.
+        while (more && console.hasPending()) {
+            more = !stop.wait(std::chrono::milliseconds(100));
+        }
     }
-    client.shutdown();
-    client.say("the service is shut down");
-    return client.exitStatus();
+    console.shutdown();
+    journal.say("the service is shut down");
+    return journal.exitStatus();
 }
 
 }  // namespace
@@ -144,16 +126,16 @@ int main(int argc, char** argv) try {
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {
-        return app.exit(error) == 0 ? device::exitstatus::ANSWERED : device::exitstatus::MISUSED;
+        return app.exit(error) == 0 ? exitstatus::ANSWERED : exitstatus::MISUSED;
     }
     options.arguments = app.remaining();
     if (!options.arguments.empty() && options.arguments[0][0] == '-') {
         std::cerr << "unknown option " << options.arguments[0]
                   << "; --help tells which there are\n";
-        return device::exitstatus::MISUSED;
+        return exitstatus::MISUSED;
     }
     return run(options);
 } catch (const std::exception& error) {
     std::cerr << error.what() << '\n';
-    return device::exitstatus::NOT_STARTED;
+    return exitstatus::NOT_STARTED;
 }

@@ -45,6 +45,9 @@
 ///   null (`std::monostate`), boolean, number, string, array or object.
 /// - `std::chrono::duration`: the text of `dovglobals::Duration`, for whole seconds up to 31 days,
 ///   or a count (see `KOVA_FIELDS`).
+/// - `std::chrono::system_clock::time_point`, and others of this clock: the text of
+///   `dovglobals::DateTime` in UTC, with milliseconds, for the years 1 to 9999. A text with another
+///   time zone can be read.
 /// - The types of `kova/core/dovglobals`, `Path`, `url`, `zel::UUID`, `Number`: their text.
 /// - `Tree`, `GenericObject`: a value tree.
 /// - `Payload` within another value: any value, in the format of the outer payload.

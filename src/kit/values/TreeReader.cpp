@@ -293,8 +293,10 @@ bool TreeReader::copyScalar(Writer& out) {
     switch (node_->kind()) {
         case Value::Kind::Null:
             return out.null();
-        case Value::Kind::Boolean:
-            return out.value(node_ == Value::getBool(true));
+        case Value::Kind::Boolean: {
+            bool isTrue = false;
+            return value(isTrue) && out.value(isTrue);
+        }
         case Value::Kind::Integer: {
             const ValueInt& number = integerOf(*node_);
             return number.isNegative() ? out.value(static_cast<std::int64_t>(number.bits()))

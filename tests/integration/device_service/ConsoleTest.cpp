@@ -6,7 +6,7 @@
 #include <ostream>
 #include <string>
 
-#include "ClientFixture.h"
+#include "ConsoleFixture.h"
 
 namespace device {
 namespace {
@@ -15,7 +15,7 @@ using kova::Response;
 using testing::HasSubstr;
 using testing::Not;
 
-class ConsoleTest : public test::ClientFixture {};
+class ConsoleTest : public test::ConsoleFixture {};
 
 struct LineRow {
     char const* line;
@@ -65,21 +65,20 @@ TEST_F(ConsoleTest, UnknownCommandPrintsTheListOfCommands) {
                       "accept, wait, help, shutdown, quit\n");
     }
     EXPECT_TRUE(resource.asked.empty());
-    EXPECT_EQ(client.exitStatus(), exitstatus::MISUSED);
+    EXPECT_EQ(journal.exitStatus(), exitstatus::MISUSED);
 }
 
 TEST_F(ConsoleTest, InvalidLinesCountAsMisuse) {
     for (char const* const line :
          {"cancel x", "wait x", "accept x", "retrieve kova:/radio$/r", "nonsense"}) {
-        Client other(
-            *service, "/device", [] { return false; }, Display(out));
-        Console(other).execute(line);
+        Journal other(out);
+        Console(*service, "/device", other, [] { return false; }).execute(line);
         EXPECT_EQ(other.exitStatus(), exitstatus::MISUSED) << line;
     }
     run("help");
     run("cancel");
     run("# comment");
-    EXPECT_EQ(client.exitStatus(), exitstatus::ANSWERED);
+    EXPECT_EQ(journal.exitStatus(), exitstatus::ANSWERED);
 }
 
 TEST_F(ConsoleTest, RequestsTheAcceptedMimeType) {
@@ -125,7 +124,7 @@ TEST_F(ConsoleTest, CancelOfAnUnknownNumberDoesNothing) {
         EXPECT_EQ(run(line), "cancel, or cancel NUMBER\n") << line;
     }
     EXPECT_TRUE(resource.cancelled.empty());
-    EXPECT_TRUE(client.hasPending());
+    EXPECT_TRUE(console.hasPending());
 }
 
 TEST_F(ConsoleTest, WaitRejectsAnInvalidCount) {
@@ -147,7 +146,7 @@ TEST_F(ConsoleTest, SendsNothingForALocatorOfAnotherService) {
     EXPECT_EQ(run("retrieve kova:/radio$/r"),
               "'kova:/radio$/r' leads to the service /radio, and this one is /device\n");
     EXPECT_TRUE(resource.asked.empty());
-    EXPECT_FALSE(client.hasPending());
+    EXPECT_FALSE(console.hasPending());
 }
 
 TEST_F(ConsoleTest, WaitWithoutACountWaitsForOneEvent) {

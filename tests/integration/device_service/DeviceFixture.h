@@ -27,13 +27,12 @@ protected:
 
     void serve(const std::string& store) {
         device.reset();
-        StoreDocument document(store);
-        document.load().orThrow();
         DeviceOptions options;
+        options.storeFile = store;
         options.interval = std::chrono::milliseconds(1);
         options.versions = {"1.0.2", "2.0.0"};
         options.root = folder.path();
-        device.emplace(std::move(document), options);
+        device.emplace(options);
     }
     /// Sends a request and waits for its end. Returns its events.
     std::shared_ptr<Answer> ask(const kova::Request& request) {

@@ -15,6 +15,8 @@
 namespace device {
 namespace {
 
+using kova::kit::StopSignals;
+
 class Pipe {
 public:
     Pipe() {
@@ -84,18 +86,20 @@ std::vector<std::string> allLines(LineReader& reader) {
 TEST(LineReaderTest, ReadsTheLinesOfAPipe) {
     for (const TextRow& row : TEXTS) {
         Pipe pipe;
-        LineReader reader(pipe.output());
+        const StopSignals stop;
+        LineReader reader(pipe.output(), stop);
         pipe.write(row.text);
         pipe.closeInput();
         EXPECT_EQ(allLines(reader), row.lines) << row.text.substr(0, 100);
         EXPECT_FALSE(reader.next()) << "the end stays";
-        EXPECT_FALSE(reader.stopped());
+        EXPECT_FALSE(stop.received());
     }
 }
 
 TEST(LineReaderTest, ReturnsEachLineAsSoonAsItIsComplete) {
     Pipe pipe;
-    LineReader reader(pipe.output());
+    const StopSignals stop;
+    LineReader reader(pipe.output(), stop);
     pipe.write("one\ntw");
     EXPECT_EQ(reader.next(), "one");
     std::thread writer([&] {
@@ -109,7 +113,8 @@ TEST(LineReaderTest, ReturnsEachLineAsSoonAsItIsComplete) {
 
 TEST(LineReaderTest, AcceptsLinesUpToTheMaximumLength) {
     Pipe pipe;
-    LineReader reader(pipe.output());
+    const StopSignals stop;
+    LineReader reader(pipe.output(), stop);
     const std::string longest(LineReader::MAX_LINE, 'x');
     std::thread writer([&] {
         pipe.write(longest + "\n" + longest);
@@ -121,36 +126,26 @@ TEST(LineReaderTest, AcceptsLinesUpToTheMaximumLength) {
 }
 
 TEST(LineReaderTest, UnreadableFileHasNoLines) {
+    const StopSignals stop;
     const int folder = open("/", O_RDONLY);
-    EXPECT_FALSE(LineReader(folder).next());
+    EXPECT_FALSE(LineReader(folder, stop).next());
     close(folder);
     constexpr int CLOSED = 1000;  // higher than any open file descriptor
-    EXPECT_FALSE(LineReader(CLOSED).next());
+    EXPECT_FALSE(LineReader(CLOSED, stop).next());
 }
 
 TEST(LineReaderTest, SignalStopsTheReader) {
     for (const int signal : {SIGINT, SIGTERM}) {
         Pipe pipe;
-        LineReader reader(pipe.output());
+        const StopSignals stop;
+        LineReader reader(pipe.output(), stop);
         pipe.write("one\ntwo\n");
         EXPECT_EQ(reader.next(), "one");
-        EXPECT_FALSE(reader.waitForStop(0));
         raise(signal);
         raise(signal);
         EXPECT_FALSE(reader.next()) << "not even a line that was already written";
-        EXPECT_TRUE(reader.stopped());
-        EXPECT_TRUE(reader.waitForStop(1000000));
+        EXPECT_TRUE(stop.received());
     }
-}
-
-TEST(LineReaderTest, SignalsBeyondThePipeCapacityDoNotBlock) {
-    Pipe pipe;
-    LineReader reader(pipe.output());
-    // Exceeds the capacity of the pipe that the signal handler writes to.
-    for (int i = 0; i < 70000; ++i) {
-        raise(SIGINT);
-    }
-    EXPECT_TRUE(reader.waitForStop(0));
 }
 
 // Exit statuses of a child process that reads lines.
@@ -163,11 +158,12 @@ TEST(LineReaderTest, SignalsStopAWaitingProcess) {
             Pipe ready;
             const pid_t child = fork();
             if (child == 0) {
-                LineReader reader(lines.output());
+                const StopSignals stop;
+                LineReader reader(lines.output(), stop);
                 ready.write("!");
                 while (reader.next()) {
                 }
-                _exit(reader.stopped() ? STOPPED : ENDED);
+                _exit(stop.received() ? STOPPED : ENDED);
             }
             ASSERT_GT(child, 0);
             char byte = 0;
@@ -182,20 +178,6 @@ TEST(LineReaderTest, SignalsStopAWaitingProcess) {
             EXPECT_EQ(WEXITSTATUS(status), STOPPED);
         }
     }
-}
-
-TEST(LineReaderTest, DestructorRestoresTheDefaultSignalHandlers) {
-    const pid_t child = fork();
-    if (child == 0) {
-        { const LineReader reader(-1); }
-        raise(SIGINT);
-        _exit(ENDED);
-    }
-    ASSERT_GT(child, 0);
-    int status = 0;
-    waitpid(child, &status, 0);
-    EXPECT_TRUE(WIFSIGNALED(status));
-    EXPECT_EQ(WTERMSIG(status), SIGINT);
 }
 
 }  // namespace

@@ -13,7 +13,7 @@
 #include <utility>
 #include <vector>
 
-#include "ExitStatus.h"
+#include "Journal.h"
 #include "LineReader.h"
 #include "TemporaryFolder.h"
 
@@ -334,7 +334,7 @@ TEST_F(ProgramTest, ReportsErrorsInTheCommandLine) {
           {{"--store", "."}, NOT_STARTED, "cannot read .\n"},
           {{"--store", "broken.json", "update", "/store/a", "1"},
            NOT_STARTED,
-           "cannot take broken.json for the store: "}}) {
+           "cannot use broken.json as a document: "}}) {
         Program program(folder.path(), row.arguments);
         program.closeInput();
         EXPECT_EQ(program.wait(), row.status) << row.reason;

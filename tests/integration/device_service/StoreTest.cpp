@@ -117,7 +117,7 @@ TEST_F(StoreTest, UnwritableFileProducesAnErrorResponse) {
     serve(folder / "nowhere/store.json");
     const auto answer = ask(Request("update", "/store/a", Payload::createFromJSON("1")));
     EXPECT_EQ(answer->code(), 500);
-    EXPECT_EQ(answer->error(), "the store could not be written");
+    EXPECT_EQ(answer->error(), "the document could not be written");
     EXPECT_EQ(document(), "{}");
 }
 

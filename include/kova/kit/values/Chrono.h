@@ -7,8 +7,8 @@
 
 #include "kova/kit/values/Struct.h"
 
-// The form of durations in payloads: the core's text of a duration, or a count if the description
-// of the field requires it.
+// The form of durations and points in time in payloads: the core's text of a duration, or a count
+// if the description of the field requires it; the core's text of a date and time.
 namespace kova::kit::detail {
 
 /// The longest duration that has a text: 31 days, 23 hours, 59 minutes and 59 seconds. A month has
@@ -56,6 +56,60 @@ struct Codec<std::chrono::duration<Rep, Period>> {
                               std::to_string(value.count()) + " ticks");
         }
         return out.value(std::string_view(formatSeconds(static_cast<std::int64_t>(seconds))));
+    }
+};
+
+/// @{
+/// The times that have a text: the years 1 to 9999, in seconds since 1970.
+constexpr std::int64_t FIRST_SECOND = -62'135'596'800;
+constexpr std::int64_t END_OF_SECONDS = 253'402'300'800;
+/// @}
+
+/// Returns the text of a time in UTC, as milliseconds since 1970. The time has a text.
+KOVA_KIT_API std::string formatTime(std::int64_t milliseconds);
+/// Sets `milliseconds` to the time of the text, since 1970 in UTC. Returns false if the text is not
+/// a date and time.
+KOVA_KIT_API bool parseTime(const std::string& text, std::int64_t& milliseconds);
+
+/// A point in time of the system's clock. Its text has milliseconds; smaller units are cut off.
+template <typename Duration>
+struct Codec<std::chrono::time_point<std::chrono::system_clock, Duration>> {
+    using Time = std::chrono::time_point<std::chrono::system_clock, Duration>;
+    using Rep = typename Duration::rep;
+    using Period = typename Duration::period;
+    static constexpr Kind KIND = Kind::Text;
+
+    template <class In>
+    static bool read(In& in, Time& out) {
+        std::string text;
+        if (!Codec<std::string>::read(in, text)) {
+            return false;
+        }
+        std::int64_t milliseconds = 0;
+        if (!parseTime(text, milliseconds)) {
+            return in.refuse("a date and time", State::quoted(text));
+        }
+        const long double ticks =
+            static_cast<long double>(milliseconds) * Period::den / (1000.0L * Period::num);
+        if (ticks < static_cast<long double>(std::numeric_limits<Rep>::lowest()) ||
+            ticks > static_cast<long double>(std::numeric_limits<Rep>::max()) ||
+            static_cast<long double>(static_cast<Rep>(ticks)) != ticks) {
+            return in.refuse("a time that its type can represent", State::quoted(text));
+        }
+        out = Time(Duration(static_cast<Rep>(ticks)));
+        return true;
+    }
+    template <class Out>
+    static bool write(Out& out, const Time& value) {
+        const auto ticks = value.time_since_epoch();
+        const long double seconds =
+            static_cast<long double>(ticks.count()) * Period::num / Period::den;
+        if (!(seconds >= FIRST_SECOND && seconds < END_OF_SECONDS)) {
+            return out.refuse("a time from the years 1 to 9999",
+                              std::to_string(ticks.count()) + " ticks since 1970");
+        }
+        const auto whole = std::chrono::floor<std::chrono::milliseconds>(ticks);
+        return out.value(std::string_view(formatTime(static_cast<std::int64_t>(whole.count()))));
     }
 };
 

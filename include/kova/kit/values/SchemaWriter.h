@@ -131,6 +131,10 @@ struct SchemaOf<std::chrono::duration<Rep, Period>> {
 };
 template <typename Rep, typename Period>
 struct SchemaOf<std::chrono::duration<Rep, Period>, CountForm> : SchemaOf<Rep> {};
+template <typename Duration>
+struct SchemaOf<std::chrono::time_point<std::chrono::system_clock, Duration>> {
+    static void write(SchemaWriter& out) { out.text(textWords<dovglobals::DateTime>); }
+};
 template <typename T, class Form>
 struct SchemaOf<std::optional<T>, Form> {
     static void write(SchemaWriter& out) { out.nullable(&SchemaOf<T, Form>::write); }

@@ -86,6 +86,78 @@ TEST(ChronoJsonTest, ContainsTextsAndCounts) {
               R"({"at":1500,"speed":0.5,"age":"P0000-00-00T01:00:00"})");
 }
 
+template <typename Duration>
+using Time = std::chrono::time_point<std::chrono::system_clock, Duration>;
+
+TEST_P(ChronoTest, PointsInTimeSurviveARoundTrip) {
+    expectRoundTrip(Time<seconds>());
+    expectRoundTrip(Time<milliseconds>(1552034109042ms));
+    expectRoundTrip(Time<milliseconds>(-1ms));
+    expectRoundTrip(Time<hours>(hours(430000)));
+    expectRoundTrip(std::chrono::system_clock::time_point(milliseconds(1552034109042)));
+}
+
+TEST_P(ChronoTest, OtherPointsInTimeAreRejected) {
+    expectRefused<Time<seconds>>("90", "expected a string, found 90", 0, 0);
+    expectRefused<Time<seconds>>("\"2019-02-30T00:00:00Z\"",
+                                 "expected a date and time, found \"2019-02-30T00:00:00Z\"", 0, 0);
+    expectRefused<Time<seconds>>("\"2019-03-08T08:35:09.042Z\"",
+                                 "expected a time that its type can represent, found "
+                                 "\"2019-03-08T08:35:09.042Z\"",
+                                 0, 0);
+    expectRefused<Time<nanoseconds>>("\"9999-12-31T23:59:59Z\"",
+                                     "expected a time that its type can represent, found "
+                                     "\"9999-12-31T23:59:59Z\"",
+                                     0, 0);
+}
+
+struct TimeRow {
+    milliseconds sinceEpoch;
+    char const* text;
+};
+
+constexpr TimeRow TIMES[] = {
+    {0ms, "\"1970-01-01T00:00:00.000Z\""},
+    {-1ms, "\"1969-12-31T23:59:59.999Z\""},
+    {951782399999ms, "\"2000-02-28T23:59:59.999Z\""},
+    {951782400000ms, "\"2000-02-29T00:00:00.000Z\""},
+    {1552034109042ms, "\"2019-03-08T08:35:09.042Z\""},
+    {seconds(detail::FIRST_SECOND), "\"0001-01-01T00:00:00.000Z\""},
+    {seconds(detail::END_OF_SECONDS) - 1ms, "\"9999-12-31T23:59:59.999Z\""},
+};
+
+TEST(ChronoJsonTest, PointInTimeIsTheTextOfADateAndTimeInUtc) {
+    for (const TimeRow& row : TIMES) {
+        EXPECT_EQ(test::jsonOf(Time<milliseconds>(row.sinceEpoch)), row.text);
+        EXPECT_EQ(fromPayload<Time<milliseconds>>(Payload::createFromJSON(row.text)).value(),
+                  Time<milliseconds>(row.sinceEpoch))
+            << row.text;
+    }
+    EXPECT_EQ(test::jsonOf(Time<nanoseconds>(-1ns)), "\"1969-12-31T23:59:59.999Z\"");
+}
+
+TEST(ChronoJsonTest, PointInTimeIsReadFromAnyTimeZone) {
+    const auto read = [](const std::string& text) {
+        return fromPayload<Time<seconds>>(Payload::createFromJSON('"' + text + '"')).value();
+    };
+    const Time<seconds> noon = read("2019-03-08T12:00:00Z");
+    EXPECT_EQ(read("2019-03-08T14:00:00+02:00"), noon);
+    EXPECT_EQ(read("2019-03-08T06:30:00-05:30"), noon);
+    EXPECT_EQ(read("2019-03-08T11:30:00-00:30"), noon);
+    EXPECT_EQ(read("2019-03-09T01:15:00+13:15"), noon);
+}
+
+TEST(ChronoJsonTest, TimeBeyondTheYearsOfATextIsNotWritten) {
+    for (const seconds time :
+         {seconds(detail::FIRST_SECOND - 1), seconds(detail::END_OF_SECONDS)}) {
+        EXPECT_EQ(test::jsonOf(Time<seconds>(time)),
+                  "expected a time from the years 1 to 9999, found " +
+                      std::to_string(time.count()) + " ticks since 1970");
+    }
+    EXPECT_EQ(test::jsonOf(Time<hours>(hours::max())).rfind("expected a time from the years", 0),
+              0U);
+}
+
 TEST(ChronoJsonTest, DurationWithoutATextIsNotWritten) {
     EXPECT_EQ(test::jsonOf(-1s),
               "expected a duration of whole seconds below 32 days, found -1 ticks");

@@ -109,6 +109,13 @@ TEST(NestedPayloadTest, ReasonOfAFailureFollowsTheFieldName) {
         << test::jsonOf(envelope);
 }
 
+TEST(TreeTest, CopyOfABooleanIsWrittenAsItsValue) {
+    for (const bool value : {false, true}) {
+        const Tree copy(util::config::Value::getBool(value)->clone());
+        EXPECT_EQ(test::jsonOf(copy), value ? "true" : "false");
+    }
+}
+
 TEST(TreeTest, NodesOfEveryTypeAreWritten) {
     const Tree tree = test::readAs<Tree>(test::Format::Json, R"({"a":[1,true]})").orThrow();
     EXPECT_EQ(test::jsonOf(*tree), R"({"a":[1,true]})");

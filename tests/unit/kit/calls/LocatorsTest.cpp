@@ -1,23 +1,23 @@
-#include "Address.h"
+#include "kova/kit/Locators.h"
 
 #include <gtest/gtest.h>
 
 #include <ostream>
 #include <string>
 
-namespace device {
+namespace kova::kit {
 namespace {
 
-struct AddressRow {
+struct LocatorRow {
     char const* text;
     char const* path;  // or the reason of the rejection
 };
 
-void PrintTo(const AddressRow& row, std::ostream* out) {
+void PrintTo(const LocatorRow& row, std::ostream* out) {
     *out << '"' << row.text << '"';
 }
 
-constexpr AddressRow TAKEN[] = {
+constexpr LocatorRow TAKEN[] = {
     {"", ""},
     {"/", "/"},
     {"/system/memory", "/system/memory"},
@@ -34,7 +34,7 @@ constexpr AddressRow TAKEN[] = {
     {"kova:/device$/store/a$b", "/store/a$b"},
 };
 
-constexpr AddressRow REFUSED[] = {
+constexpr LocatorRow REFUSED[] = {
     {"http://host/x", "'http://host/x' is no locator: its scheme is not kova:"},
     {"KOVA:/device$/x", "'KOVA:/device$/x' is no locator: its scheme is not kova:"},
     {":/x", "':/x' is no locator: its scheme is not kova:"},
@@ -61,34 +61,30 @@ constexpr AddressRow REFUSED[] = {
      "'kova:/device/2$/x' leads to the service /device/2, and this one is /device"},
 };
 
-TEST(AddressTest, AcceptsPathsAndLocatorsOfItsService) {
-    const Address addresses("/device");
-    for (const AddressRow& row : TAKEN) {
+TEST(Locators, AcceptsPathsAndLocatorsOfItsService) {
+    for (const LocatorRow& row : TAKEN) {
         SCOPED_TRACE(testing::PrintToString(row));
-        EXPECT_EQ(addresses.read(row.text).value(), row.path);
+        EXPECT_EQ(pathOf(row.text, "/device").value(), row.path);
     }
 }
 
-TEST(AddressTest, RejectsOtherLocatorsWithAReason) {
-    const Address addresses("/device");
-    for (const AddressRow& row : REFUSED) {
+TEST(Locators, RejectsOtherLocatorsWithAReason) {
+    for (const LocatorRow& row : REFUSED) {
         SCOPED_TRACE(testing::PrintToString(row));
-        const auto path = addresses.read(row.text);
+        const auto path = pathOf(row.text, "/device");
         ASSERT_FALSE(path);
         EXPECT_EQ(path.error().message, row.path);
     }
 }
 
-TEST(AddressTest, AcceptsTheLocatorsThatItCreates) {
+TEST(Locators, AcceptsTheLocatorsThatItCreates) {
     for (char const* const servicePath : {"/device", "device", "/device/", "//device"}) {
-        const Address addresses(servicePath);
-        EXPECT_EQ(addresses.servicePath(), "/device");
-        EXPECT_EQ(addresses.locatorOf("/system"), "kova:/device$/system");
-        EXPECT_EQ(addresses.locatorOf("system"), "kova:/device$/system");
-        EXPECT_EQ(addresses.locatorOf("/"), "kova:/device$/");
-        EXPECT_EQ(addresses.read(addresses.locatorOf("/a/b")).value(), "/a/b");
+        EXPECT_EQ(locatorOf(servicePath, "/system"), "kova:/device$/system");
+        EXPECT_EQ(locatorOf(servicePath, "system"), "kova:/device$/system");
+        EXPECT_EQ(locatorOf(servicePath, "/"), "kova:/device$/");
+        EXPECT_EQ(pathOf(locatorOf(servicePath, "/a/b"), servicePath).value(), "/a/b");
     }
 }
 
 }  // namespace
-}  // namespace device
+}  // namespace kova::kit

@@ -1,4 +1,4 @@
-#include "StoreDocument.h"
+#include "documents/StoredTree.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <charconv>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
@@ -13,35 +14,39 @@
 #include <system_error>
 #include <utility>
 
-#include "Numbers.h"
+#include "kova/core/StatusCodes.h"
+#include "kova/kit/Values.h"
 #include "util/config/Array.h"
 #include "util/config/Dictionary.h"
-#include "util/config/JSONParser.h"
 
-namespace device {
+namespace kova::kit::detail {
 
 namespace {
 
 using util::config::Array;
 using util::config::Dictionary;
 using util::config::Value;
-using Result = StoreDocument::Result;
-using kova::kit::Error;
-using kova::kit::Tree;
-namespace statuscodes = kova::statuscodes;
+using Result = StoredTree::Result;
 
 // Parses a document.
-kova::kit::Result<Tree> parse(const std::string& text) {
-    if (text.size() > StoreDocument::MAX_SIZE) {
+kit::Result<Tree> parse(const std::string& text) {
+    if (text.size() > StoredTree::MAX_SIZE) {
         return Error{statuscodes::CONFLICT, "it is too large"};
     }
-    util::config::JSONParser parser(false);
-    Tree root(parser.parseValue(text));
-    if (!root || root->isValue()) {
-        return Error{statuscodes::CONFLICT,
-                     root ? "it is no JSON object or array" : parser.reason()};
+    kit::Result<Tree> root = fromPayload<Tree>(Payload::createFromJSON(text));
+    if (root && (*root)->isValue()) {
+        return Error{statuscodes::CONFLICT, "it is not a JSON object or array"};
     }
     return root;
+}
+
+// Parses a text that consists only of decimal digits. Returns nullopt for any other text.
+std::optional<std::size_t> numberOf(const std::string& text) {
+    std::size_t number = 0;
+    char const* const end = text.data() + text.size();
+    const auto read = std::from_chars(text.data(), end, number);
+    const bool isWhole = read.ec == std::errc() && read.ptr == end;
+    return isWhole ? std::optional<std::size_t>(number) : std::nullopt;
 }
 
 // Returns the child of a dictionary with the key, or of an array at the index, or null.
@@ -53,8 +58,8 @@ Value const* childOf(const Value& parent, const std::string& name) {
     return parent.hasKey(name) ? &parent[name] : nullptr;
 }
 
-Value const* walk(const Value& root, StoreDocument::Path::const_iterator first,
-                  StoreDocument::Path::const_iterator last) {
+Value const* walk(const Value& root, StoredTree::Path::const_iterator first,
+                  StoredTree::Path::const_iterator last) {
     Value const* node = &root;
     for (; node != nullptr && first != last; ++first) {
         node = childOf(*node, *first);
@@ -88,11 +93,11 @@ Result putIn(Dictionary& dictionary, const std::string& name, Tree value, Mode m
 }
 
 // Returns the parent of the node at the path, for changes, or null.
-Value* parentOf(Value& root, const StoreDocument::Path& path) {
+Value* parentOf(Value& root, const StoredTree::Path& path) {
     return const_cast<Value*>(walk(root, path.begin(), path.end() - 1));
 }
 
-Result put(Value& root, const StoreDocument::Path& path, Tree value, Mode mode) {
+Result put(Value& root, const StoredTree::Path& path, Tree value, Mode mode) {
     Value* const parent = parentOf(root, path);
     if (parent == nullptr) {
         return Result::NotFound;
@@ -153,10 +158,9 @@ void syncFolderOf(const std::string& file) {
 
 }  // namespace
 
-StoreDocument::StoreDocument(std::string file)
-    : file_(std::move(file)), root_(Tree(new Dictionary())) {}
+StoredTree::StoredTree(std::string file) : file_(std::move(file)), root_(Tree(new Dictionary())) {}
 
-kova::kit::Result<void> StoreDocument::load() {
+kit::Result<void> StoredTree::load() {
     namespace fs = std::filesystem;
     std::error_code error;
     const fs::file_type type = fs::status(file_, error).type();
@@ -176,19 +180,19 @@ kova::kit::Result<void> StoreDocument::load() {
     auto root = in ? parse(text) : Error{statuscodes::CONFLICT, "it ends too early"};
     if (!root) {
         return Error{statuscodes::CONFLICT,
-                     "cannot take " + file_ + " for the store: " + root.error().message};
+                     "cannot use " + file_ + " as a document: " + root.error().message};
     }
     root_ = *std::move(root);
     return {};
 }
 
-Value const* StoreDocument::find(const Path& path) const {
+Value const* StoredTree::find(const Path& path) const {
     return walk(*root_, path.begin(), path.end());
 }
 
 // Changes a copy and saves it. Replaces the document by the copy only if that succeeds.
 template <typename Change>
-Result StoreDocument::change(const Change& apply) {
+Result StoredTree::change(const Change& apply) {
     auto copy = Tree(root_->clone());
     const Result result = copy ? apply(copy) : Result::NotSaved;
     if (result != Result::Done && result != Result::Created) {
@@ -206,7 +210,7 @@ Result StoreDocument::change(const Change& apply) {
     return result;
 }
 
-Result StoreDocument::update(const Path& path, Tree value) {
+Result StoredTree::update(const Path& path, Tree value) {
     return change([&](Tree& root) {
         if (!path.empty()) {
             return put(*root, path, std::move(value), Mode::Replace);
@@ -219,13 +223,13 @@ Result StoreDocument::update(const Path& path, Tree value) {
     });
 }
 
-Result StoreDocument::insert(const Path& path, Tree value) {
+Result StoredTree::insert(const Path& path, Tree value) {
     return change([&](Tree& root) {
         return path.empty() ? Result::Exists : put(*root, path, std::move(value), Mode::Add);
     });
 }
 
-Result StoreDocument::remove(const Path& path) {
+Result StoredTree::remove(const Path& path) {
     return change([&](Tree& root) {
         if (path.empty()) {
             root = Tree(new Dictionary());
@@ -236,7 +240,7 @@ Result StoreDocument::remove(const Path& path) {
     });
 }
 
-bool StoreDocument::save(const std::string& text) const {
+bool StoredTree::save(const std::string& text) const {
     const std::string fresh = file_ + ".new";
     unlink(fresh.c_str());  // left behind by a killed process
     if (!writeOut(fresh, text, permissionsOf(file_)) ||
@@ -248,4 +252,4 @@ bool StoreDocument::save(const std::string& text) const {
     return true;
 }
 
-}  // namespace device
+}  // namespace kova::kit::detail

@@ -7,7 +7,7 @@
 #include "kova/kit/Result.h"
 #include "kova/kit/Tree.h"
 
-namespace device {
+namespace kova::kit::detail {
 
 /// A JSON document in a file: an object or an array whose values are addressed by paths of keys and
 /// indexes.
@@ -18,7 +18,7 @@ namespace device {
 /// `MAX_SIZE` bytes of text, the parser limits its nesting, and its keys are UTF-8.
 ///
 /// Not synchronized. Only one object in one process may use a file.
-class StoreDocument {
+class StoredTree {
 public:
     /// The result of a change or a look-up.
     enum class Result {
@@ -33,18 +33,18 @@ public:
 
     static constexpr std::size_t MAX_SIZE = 4 * 1024 * 1024;
 
-    explicit StoreDocument(std::string file);
+    explicit StoredTree(std::string file);
 
     /// Reads the file; a missing file is an empty object. Fails if the file cannot be
     /// read or is not a JSON object or array; the document and the file are then unchanged.
-    kova::kit::Result<void> load();
+    kit::Result<void> load();
 
     /// Returns the node at the path, or null.
     util::config::Value const* find(const Path& path) const;
     /// Sets the value at the path, replacing an existing one ("-" appends to an array).
-    Result update(const Path& path, kova::kit::Tree value);
+    Result update(const Path& path, Tree value);
     /// Adds a value at a path without one; in an array, inserts it before the element at the index.
-    Result insert(const Path& path, kova::kit::Tree value);
+    Result insert(const Path& path, Tree value);
     /// Removes a value; the empty path clears the document.
     Result remove(const Path& path);
 
@@ -54,7 +54,7 @@ private:
     bool save(const std::string& text) const;
 
     std::string file_;
-    kova::kit::Tree root_;
+    Tree root_;
 };
 
-}  // namespace device
+}  // namespace kova::kit::detail

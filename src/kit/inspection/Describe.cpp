@@ -1,22 +1,22 @@
-#include "Printing.h"
+#include "kova/kit/Describe.h"
 
-#include <memory>
 #include <utility>
 
 #include "kova/core/MimeTypes.h"
 #include "kova/core/headers.h"
+#include "kova/kit/Tree.h"
 #include "util/config/Dictionary.h"
 #include "util/config/Scalars.h"
 
-namespace device {
+namespace kova::kit {
 
 namespace {
 
 using util::config::Dictionary;
 using util::config::Value;
 
-/// Returns the first bytes in hexadecimal, for formats that are not text.
-std::string hexText(const kova::Payload& payload) {
+// Returns the first bytes in hexadecimal, for formats that are not text.
+std::string hexText(const Payload& payload) {
     constexpr std::size_t MOST = 24;
     constexpr char DIGITS[] = "0123456789abcdef";
     std::string text;
@@ -26,20 +26,20 @@ std::string hexText(const kova::Payload& payload) {
     return text + (payload.size() > MOST ? "… = " : "= ");
 }
 
-std::string payloadText(const kova::Payload& payload) {
+std::string payloadText(const Payload& payload) {
     std::string text;
-    kova::Payload::createStringFrom(payload, text, true);
-    const bool binary = payload.getMimeType() == kova::mimetypes::AXOBIN_TYPE;
+    Payload::createStringFrom(payload, text, true);
+    const bool binary = payload.getMimeType() == mimetypes::AXOBIN_TYPE;
     return payload.getMimeType() + ", " + std::to_string(payload.size()) +
            " bytes: " + (binary ? hexText(payload) : std::string()) + text;
 }
 
 std::string headerText(const Value& header) {
-    if (!header.hasKey(std::string(kova::headers::AUTH_TOKEN))) {
+    if (!header.hasKey(std::string(headers::AUTH_TOKEN))) {
         return header.toJson(true);
     }
-    const std::unique_ptr<Value, void (*)(Value*)> shown(header.clone(), Value::destroy);
-    static_cast<Dictionary&>(*shown).set(kova::headers::AUTH_TOKEN,
+    const Tree shown(header.clone());
+    static_cast<Dictionary&>(*shown).set(headers::AUTH_TOKEN,
                                          new util::config::ValueString("(not shown)"));
     return shown->toJson(true);
 }
@@ -58,22 +58,22 @@ std::string partsOf(const Message& message) {
 
 }  // namespace
 
-std::string textOf(const kova::Request& request) {
+std::string describe(const Request& request) {
     return request.getCommand() + " " + request.getPath() + partsOf(request);
 }
 
-std::string textOf(const kova::Response& response) {
+std::string describe(const Response& response) {
     return response.getErrorMessageWithCode() + partsOf(response);
 }
 
-std::optional<std::string> plainText(const kova::Payload& payload) {
+std::optional<std::string> plainText(const Payload& payload) {
     std::string text;
-    if (payload.isEmpty() || payload.getMimeType() != kova::mimetypes::AXOBIN_TYPE) {
+    if (payload.isEmpty() || payload.getMimeType() != mimetypes::AXOBIN_TYPE) {
         payload.getBlob().toString(text);
         return text;
     }
-    const bool failed = kova::Payload::createStringFrom(payload, text, true);
+    const bool failed = Payload::createStringFrom(payload, text, true);
     return failed ? std::nullopt : std::optional<std::string>(std::move(text));
 }
 
-}  // namespace device
+}  // namespace kova::kit

@@ -7,7 +7,6 @@
 #include <string>
 #include <utility>
 
-#include "Client.h"
 #include "Console.h"
 #include "kova/kit/Service.h"
 #include "support/Reports.h"
@@ -15,7 +14,7 @@
 
 namespace device::test {
 
-/// The printed header of the client's requests.
+/// The printed header of the console's requests.
 inline const std::string HEADER =
     "      header  {\"$accept\":\"application/json\",\"$client-id\":\"unknown\","
     "\"$service-path\":\"/device\"}\n";
@@ -29,10 +28,10 @@ inline std::unique_ptr<kova::kit::Service> serviceOf(kova::test::Mounts& mounts)
     return builder.build();
 }
 
-/// A client of a service with one scripted resource, "/r".
-class ClientFixture : public testing::Test {
+/// A console for a service with one scripted resource, "/r".
+class ConsoleFixture : public testing::Test {
 protected:
-    /// Executes a line and returns what the client prints.
+    /// Executes a line and returns what the console prints.
     std::string run(const std::string& line) {
         out.str("");
         EXPECT_TRUE(console.execute(line));
@@ -65,8 +64,8 @@ protected:
     kova::test::Mounts mounts{{"/r"}};
     kova::test::ScriptedResource& resource = mounts["/r"];
     const std::unique_ptr<kova::kit::Service> service = serviceOf(mounts);
-    Client client{*service, "/device", [this] { return interrupted; }, Display(out)};
-    Console console{client};
+    Journal journal{out};
+    Console console{*service, "/device", journal, [this] { return interrupted; }};
 };
 
 }  // namespace device::test

@@ -1,4 +1,4 @@
-#include "StoreDocument.h"
+#include "documents/StoredTree.h"
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -14,15 +14,15 @@
 #include <string>
 #include <utility>
 
-#include "TemporaryFolder.h"
 #include "kova/core/Path.h"
+#include "support/TemporaryFolder.h"
 #include "support/Trees.h"
 #include "util/Limits.h"
 #include "util/config/Scalars.h"
 
-namespace device {
+namespace kova::kit::detail {
 
-void PrintTo(StoreDocument::Result result, std::ostream* out) {
+void PrintTo(StoredTree::Result result, std::ostream* out) {
     constexpr char const* NAMES[] = {"Done",   "Created",  "NotFound",
                                      "Exists", "Conflict", "NotSaved"};
     *out << NAMES[static_cast<int>(result)];
@@ -30,39 +30,39 @@ void PrintTo(StoreDocument::Result result, std::ostream* out) {
 
 namespace {
 
-using Result = StoreDocument::Result;
+using Result = StoredTree::Result;
 using util::config::Value;
 
 constexpr std::size_t DEEPEST = util::MAX_NESTING_DEPTH;
 
-kova::kit::Tree json(const std::string& text) {
-    return kova::kit::Tree(kova::test::parseTree(text).release());
+Tree json(const std::string& text) {
+    return Tree(kova::test::parseTree(text).release());
 }
 
 std::string nested(std::size_t levels) {
     return std::string(levels, '[') + std::string(levels, ']');
 }
 
-class StoreDocumentTest : public testing::Test {
+class StoredTreeTest : public testing::Test {
 protected:
     /// Writes the text into the file and returns the document loaded from it.
-    StoreDocument opened(const std::string& text) {
-        test::writeFile(file, text);
+    StoredTree opened(const std::string& text) {
+        kova::test::writeFile(file, text);
         return reopened();
     }
-    StoreDocument reopened() {
-        StoreDocument document(file);
+    StoredTree reopened() {
+        StoredTree document(file);
         document.load().orThrow();
         return document;
     }
-    static std::string textOf(const StoreDocument& document) {
+    static std::string textOf(const StoredTree& document) {
         return document.find({})->toJson(true);
     }
     /// Returns the text of the document in the file.
     std::string savedText() { return textOf(reopened()); }
     bool leftNothingBehind() { return access((file + ".new").c_str(), F_OK) != 0; }
 
-    test::TemporaryFolder folder;
+    kova::test::TemporaryFolder folder;
     const std::string file = folder / "store.json";
 };
 
@@ -139,13 +139,13 @@ constexpr ChangeRow CHANGES[] = {
     {"[true,null]", Change::Remove, "1", "", Result::Done, "[true]"},
 };
 
-class StoreDocumentChangeTest : public StoreDocumentTest,
-                                public testing::WithParamInterface<ChangeRow> {};
+class StoredTreeChangeTest : public StoredTreeTest,
+                             public testing::WithParamInterface<ChangeRow> {};
 
-TEST_P(StoreDocumentChangeTest, ChangesTheDocumentAndTheFile) {
+TEST_P(StoredTreeChangeTest, ChangesTheDocumentAndTheFile) {
     const ChangeRow& row = GetParam();
-    StoreDocument document = opened(row.before);
-    const StoreDocument::Path path = kova::Path::split(row.path);
+    StoredTree document = opened(row.before);
+    const StoredTree::Path path = kova::Path::split(row.path);
 
     const Result result = row.change == Change::Remove   ? document.remove(path)
                           : row.change == Change::Update ? document.update(path, json(row.value))
@@ -157,21 +157,21 @@ TEST_P(StoreDocumentChangeTest, ChangesTheDocumentAndTheFile) {
     EXPECT_TRUE(leftNothingBehind());
 }
 
-INSTANTIATE_TEST_SUITE_P(Rows, StoreDocumentChangeTest, testing::ValuesIn(CHANGES));
+INSTANTIATE_TEST_SUITE_P(Rows, StoredTreeChangeTest, testing::ValuesIn(CHANGES));
 
-TEST_F(StoreDocumentTest, FindsNodesByKeyAndIndex) {
-    const StoreDocument document = opened(R"({"a":[{"b":7}],"-":1,"":2})");
+TEST_F(StoredTreeTest, FindsNodesByKeyAndIndex) {
+    const StoredTree document = opened(R"({"a":[{"b":7}],"-":1,"":2})");
     EXPECT_EQ(*document.find({"a", "0", "b"}), *json("7"));
     EXPECT_EQ(*document.find({"-"}), *json("1"));
     EXPECT_EQ(*document.find({""}), *json("2"));
-    for (const StoreDocument::Path& path :
-         {StoreDocument::Path{"a", "1"}, {"a", "-"}, {"a", ""}, {"a", "0", "b", "c"}, {"x", "y"}}) {
+    for (const StoredTree::Path& path :
+         {StoredTree::Path{"a", "1"}, {"a", "-"}, {"a", ""}, {"a", "0", "b", "c"}, {"x", "y"}}) {
         EXPECT_EQ(document.find(path), nullptr);
     }
 }
 
-TEST_F(StoreDocumentTest, AnyUtf8TextIsAValidKey) {
-    StoreDocument document = reopened();
+TEST_F(StoredTreeTest, AnyUtf8TextIsAValidKey) {
+    StoredTree document = reopened();
     for (const std::string& key :
          {std::string(), std::string("a/b"), std::string(".."), std::string("\0x", 2),
           std::string("\"\\\n"), std::string("ключ"), std::string(100000, 'k')}) {
@@ -180,9 +180,9 @@ TEST_F(StoreDocumentTest, AnyUtf8TextIsAValidKey) {
     }
 }
 
-TEST_F(StoreDocumentTest, VeryLongPathIsNotFound) {
-    StoreDocument document = opened(R"({"a":{}})");
-    const StoreDocument::Path path(100000, "a");
+TEST_F(StoredTreeTest, VeryLongPathIsNotFound) {
+    StoredTree document = opened(R"({"a":{}})");
+    const StoredTree::Path path(100000, "a");
     EXPECT_EQ(document.find(path), nullptr);
     EXPECT_EQ(document.update(path, json("1")), Result::NotFound);
     EXPECT_EQ(document.remove(path), Result::NotFound);
@@ -190,25 +190,25 @@ TEST_F(StoreDocumentTest, VeryLongPathIsNotFound) {
 
 // Changes that could not be read back
 
-TEST_F(StoreDocumentTest, RejectsANonUtf8Key) {
-    StoreDocument document = opened("{}");
+TEST_F(StoredTreeTest, RejectsANonUtf8Key) {
+    StoredTree document = opened("{}");
     EXPECT_EQ(document.update({"\xff"}, json("1")), Result::Conflict);
     EXPECT_EQ(textOf(document), "{}");
     EXPECT_EQ(savedText(), "{}");
 }
 
-TEST_F(StoreDocumentTest, RejectsANumberWithoutAJsonForm) {
-    StoreDocument document = opened("{}");
-    kova::kit::Tree value(new util::config::ValueFloat(std::numeric_limits<double>::infinity()));
+TEST_F(StoredTreeTest, RejectsANumberWithoutAJsonForm) {
+    StoredTree document = opened("{}");
+    Tree value(new util::config::ValueFloat(std::numeric_limits<double>::infinity()));
     EXPECT_EQ(document.update({"a"}, std::move(value)), Result::Conflict);
     EXPECT_EQ(textOf(document), "{}");
 }
 
-TEST_F(StoreDocumentTest, RejectsChangesBeyondTheNestingLimit) {
-    StoreDocument document = opened("{}");
+TEST_F(StoredTreeTest, RejectsChangesBeyondTheNestingLimit) {
+    StoredTree document = opened("{}");
     EXPECT_EQ(document.update({"a"}, json(nested(DEEPEST))), Result::Conflict);
     EXPECT_EQ(document.update({"a"}, json(nested(DEEPEST - 1))), Result::Created);
-    StoreDocument::Path deepest(DEEPEST, "0");
+    StoredTree::Path deepest(DEEPEST, "0");
     deepest[0] = "a";
     EXPECT_EQ(document.insert(deepest, json("1")), Result::Created);
     deepest.back() = "-";
@@ -216,34 +216,34 @@ TEST_F(StoreDocumentTest, RejectsChangesBeyondTheNestingLimit) {
     EXPECT_EQ(savedText(), textOf(document));
 }
 
-TEST_F(StoreDocumentTest, RejectsChangesBeyondTheMaximumSize) {
+TEST_F(StoredTreeTest, RejectsChangesBeyondTheMaximumSize) {
     const std::size_t rest = std::string("{\n  \"a\": \"\"\n}\n").size();
-    StoreDocument document = opened("{}");
-    std::string text(StoreDocument::MAX_SIZE - rest, 'x');
+    StoredTree document = opened("{}");
+    std::string text(StoredTree::MAX_SIZE - rest, 'x');
     EXPECT_EQ(document.update({"a"}, json('"' + text + '"')), Result::Created);
-    EXPECT_EQ(test::readFile(file).size(), StoreDocument::MAX_SIZE);
+    EXPECT_EQ(kova::test::readFile(file).size(), StoredTree::MAX_SIZE);
     reopened();
 
     EXPECT_EQ(document.update({"a"}, json('"' + text + "x\"")), Result::Conflict);
-    EXPECT_EQ(test::readFile(file).size(), StoreDocument::MAX_SIZE);
+    EXPECT_EQ(kova::test::readFile(file).size(), StoredTree::MAX_SIZE);
     EXPECT_EQ(document.update({"a"}, json("1")), Result::Done);
 }
 
 // Loading
 
-TEST_F(StoreDocumentTest, MissingFileIsAnEmptyObject) {
-    StoreDocument document(file);
+TEST_F(StoredTreeTest, MissingFileIsAnEmptyObject) {
+    StoredTree document(file);
     EXPECT_TRUE(document.load());
     EXPECT_EQ(textOf(document), "{}");
     EXPECT_EQ(document.insert({"a"}, json("1")), Result::Created);
-    EXPECT_EQ(test::readFile(file), "{\n  \"a\": 1\n}\n");
+    EXPECT_EQ(kova::test::readFile(file), "{\n  \"a\": 1\n}\n");
 }
 
-TEST_F(StoreDocumentTest, LastOfDuplicateKeysWins) {
+TEST_F(StoredTreeTest, LastOfDuplicateKeysWins) {
     EXPECT_EQ(textOf(opened(R"({"a":1,"b":{"c":2,"c":3},"a":4})")), R"({"a":4,"b":{"c":3}})");
 }
 
-TEST_F(StoreDocumentTest, RejectsAnInvalidDocumentAndKeepsTheFile) {
+TEST_F(StoredTreeTest, RejectsAnInvalidDocumentAndKeepsTheFile) {
     const std::string texts[] = {"",
                                  " ",
                                  "5",
@@ -260,41 +260,41 @@ TEST_F(StoreDocumentTest, RejectsAnInvalidDocumentAndKeepsTheFile) {
                                  std::string(1000, '\0'),
                                  nested(DEEPEST + 1),
                                  std::string(1000000, '[')};
-    StoreDocument document = opened(R"({"a":1})");
+    StoredTree document = opened(R"({"a":1})");
     for (const std::string& text : texts) {
-        test::writeFile(file, text);
+        kova::test::writeFile(file, text);
         const auto loaded = document.load();
         ASSERT_FALSE(loaded) << text.substr(0, 20);
-        EXPECT_EQ(loaded.error().message.find("cannot take " + file + " for the store: "), 0U);
+        EXPECT_EQ(loaded.error().message.find("cannot use " + file + " as a document: "), 0U);
         EXPECT_EQ(textOf(document), R"({"a":1})");
-        EXPECT_EQ(test::readFile(file), text);
+        EXPECT_EQ(kova::test::readFile(file), text);
     }
 }
 
-TEST_F(StoreDocumentTest, LoadsADocumentAtTheNestingLimit) {
+TEST_F(StoredTreeTest, LoadsADocumentAtTheNestingLimit) {
     EXPECT_EQ(textOf(opened(nested(DEEPEST))), nested(DEEPEST));
 }
 
-TEST_F(StoreDocumentTest, RejectsAFileBeyondTheMaximumSize) {
-    const std::string largest = "{}" + std::string(StoreDocument::MAX_SIZE - 2, ' ');
+TEST_F(StoredTreeTest, RejectsAFileBeyondTheMaximumSize) {
+    const std::string largest = "{}" + std::string(StoredTree::MAX_SIZE - 2, ' ');
     opened(largest);
-    for (const off_t size : {off_t{StoreDocument::MAX_SIZE} + 1, off_t{1} << 40}) {
+    for (const off_t size : {off_t{StoredTree::MAX_SIZE} + 1, off_t{1} << 40}) {
         ASSERT_EQ(truncate(file.c_str(), size), 0);
-        StoreDocument document(file);
+        StoredTree document(file);
         const auto loaded = document.load();
         ASSERT_FALSE(loaded);
         EXPECT_NE(loaded.error().message.find("it is too large"), std::string::npos);
     }
 }
 
-TEST_F(StoreDocumentTest, RejectsAnythingButARegularFile) {
+TEST_F(StoredTreeTest, RejectsAnythingButARegularFile) {
     const std::string fifo = folder / "fifo";
     const std::string loop = folder / "loop";
     ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
     ASSERT_EQ(symlink(loop.c_str(), loop.c_str()), 0);
     for (const std::string& name :
          {folder.path(), fifo, loop, std::string("/dev/zero"), std::string("/dev/null")}) {
-        StoreDocument document(name);
+        StoredTree document(name);
         const auto loaded = document.load();
         ASSERT_FALSE(loaded);
         EXPECT_EQ(loaded.error().message, "cannot read " + name);
@@ -303,22 +303,22 @@ TEST_F(StoreDocumentTest, RejectsAnythingButARegularFile) {
 
 // Saving
 
-TEST_F(StoreDocumentTest, FailedSaveKeepsTheOldDocument) {
-    StoreDocument document(folder / "nowhere/store.json");
+TEST_F(StoredTreeTest, FailedSaveKeepsTheOldDocument) {
+    StoredTree document(folder / "nowhere/store.json");
     EXPECT_EQ(document.update({"a"}, json("1")), Result::NotSaved);
     EXPECT_EQ(document.remove({}), Result::NotSaved);
     EXPECT_EQ(textOf(document), "{}");
 }
 
-TEST_F(StoreDocumentTest, FullDiskKeepsTheOldDocument) {
-    StoreDocument document = opened(R"({"a":1})");
-    const kova::kit::Tree large = json('"' + std::string(100000, 'x') + '"');
+TEST_F(StoredTreeTest, FullDiskKeepsTheOldDocument) {
+    StoredTree document = opened(R"({"a":1})");
+    const Tree large = json('"' + std::string(100000, 'x') + '"');
     auto* const formerHandler = std::signal(SIGXFSZ, SIG_IGN);
     rlimit former{};
     ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &former), 0);
     const rlimit small{4096, former.rlim_max};
     ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &small), 0);
-    const Result result = document.update({"b"}, kova::kit::Tree(large->clone()));
+    const Result result = document.update({"b"}, Tree(large->clone()));
     setrlimit(RLIMIT_FSIZE, &former);
     std::signal(SIGXFSZ, formerHandler);
 
@@ -326,37 +326,37 @@ TEST_F(StoreDocumentTest, FullDiskKeepsTheOldDocument) {
     EXPECT_EQ(textOf(document), R"({"a":1})");
     EXPECT_EQ(savedText(), R"({"a":1})");
     EXPECT_TRUE(leftNothingBehind());
-    EXPECT_EQ(document.update({"b"}, kova::kit::Tree(large->clone())), Result::Created);
+    EXPECT_EQ(document.update({"b"}, Tree(large->clone())), Result::Created);
 }
 
-TEST_F(StoreDocumentTest, FolderAtTheTemporaryFileKeepsTheOldDocument) {
-    StoreDocument document = opened(R"({"a":1})");
+TEST_F(StoredTreeTest, FolderAtTheTemporaryFileKeepsTheOldDocument) {
+    StoredTree document = opened(R"({"a":1})");
     ASSERT_EQ(mkdir((file + ".new").c_str(), 0700), 0);
     EXPECT_EQ(document.update({"a"}, json("2")), Result::NotSaved);
     EXPECT_EQ(textOf(document), R"({"a":1})");
     EXPECT_EQ(savedText(), R"({"a":1})");
 }
 
-TEST_F(StoreDocumentTest, ReplacesTheTemporaryFileOfAKilledProcess) {
-    StoreDocument document = opened("{}");
-    test::writeFile(file + ".new", std::string(1000, 'x'));
+TEST_F(StoredTreeTest, ReplacesTheTemporaryFileOfAKilledProcess) {
+    StoredTree document = opened("{}");
+    kova::test::writeFile(file + ".new", std::string(1000, 'x'));
     EXPECT_EQ(document.update({"a"}, json("1")), Result::Created);
     EXPECT_EQ(savedText(), R"({"a":1})");
     EXPECT_TRUE(leftNothingBehind());
 }
 
-TEST_F(StoreDocumentTest, DoesNotFollowALinkAtTheTemporaryFile) {
+TEST_F(StoredTreeTest, DoesNotFollowALinkAtTheTemporaryFile) {
     const std::string other = folder / "other";
-    test::writeFile(other, "precious");
-    StoreDocument document = opened("{}");
+    kova::test::writeFile(other, "precious");
+    StoredTree document = opened("{}");
     ASSERT_EQ(symlink(other.c_str(), (file + ".new").c_str()), 0);
     EXPECT_EQ(document.update({"a"}, json("1")), Result::Created);
-    EXPECT_EQ(test::readFile(other), "precious");
+    EXPECT_EQ(kova::test::readFile(other), "precious");
     EXPECT_EQ(savedText(), R"({"a":1})");
 }
 
-TEST_F(StoreDocumentTest, SavePreservesThePermissionsOfTheFile) {
-    StoreDocument document = opened("{}");
+TEST_F(StoredTreeTest, SavePreservesThePermissionsOfTheFile) {
+    StoredTree document = opened("{}");
     ASSERT_EQ(chmod(file.c_str(), 0600), 0);
     EXPECT_EQ(document.update({"a"}, json("1")), Result::Created);
     struct stat status {};
@@ -364,10 +364,10 @@ TEST_F(StoreDocumentTest, SavePreservesThePermissionsOfTheFile) {
     EXPECT_EQ(status.st_mode & 0777U, 0600U);
 }
 
-TEST_F(StoreDocumentTest, FileNameWithoutAFolderIsSaved) {
+TEST_F(StoredTreeTest, FileNameWithoutAFolderIsSaved) {
     const std::filesystem::path former = std::filesystem::current_path();
     std::filesystem::current_path(folder.path());
-    StoreDocument document("store.json");
+    StoredTree document("store.json");
     EXPECT_EQ(document.insert({"a"}, json("1")), Result::Created);
     std::filesystem::current_path(former);
     EXPECT_EQ(savedText(), R"({"a":1})");
@@ -375,7 +375,7 @@ TEST_F(StoreDocumentTest, FileNameWithoutAFolderIsSaved) {
 
 // Killed processes
 
-long counterOf(const StoreDocument& document) {
+long counterOf(const StoredTree& document) {
     long counter = -1;
     Value const* const node = document.find({"counter"});
     return node == nullptr || node->get(counter) ? -1 : counter;
@@ -383,13 +383,12 @@ long counterOf(const StoreDocument& document) {
 
 // Increments the counter in the document; writes one byte to `saved` for each saved number.
 [[noreturn]] void countForEver(const std::string& file, int saved) {
-    StoreDocument document(file);
+    StoredTree document(file);
     if (!document.load()) {
         _exit(1);
     }
     for (long n = counterOf(document) + 1;; ++n) {
-        const Result result =
-            document.update({"counter"}, kova::kit::Tree(new util::config::ValueInt(n)));
+        const Result result = document.update({"counter"}, Tree(new util::config::ValueInt(n)));
         if (result != Result::Done || write(saved, "", 1) != 1) {
             _exit(2);
         }
@@ -433,7 +432,7 @@ long countUntilKilled(const std::string& file, std::mt19937& random) {
     return saved;
 }
 
-TEST_F(StoreDocumentTest, KilledProcessLeavesACompleteDocument) {
+TEST_F(StoredTreeTest, KilledProcessLeavesACompleteDocument) {
     long counter = 0;
     opened("{\"counter\":0,\"ballast\":\"" + std::string(50000, 'x') + "\"}");
     std::mt19937 random(1);
@@ -449,4 +448,4 @@ TEST_F(StoreDocumentTest, KilledProcessLeavesACompleteDocument) {
 }
 
 }  // namespace
-}  // namespace device
+}  // namespace kova::kit::detail

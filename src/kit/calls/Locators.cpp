@@ -1,19 +1,18 @@
-#include "Address.h"
+#include "kova/kit/Locators.h"
 
 #include <optional>
 
 #include "kova/core/Path.h"
 #include "kova/core/ResourceLocator.h"
+#include "kova/core/StatusCodes.h"
 #include "kova/core/url.h"
 
-namespace device {
+namespace kova::kit {
 
 namespace {
 
-using kova::ResourceLocator;
-
 std::string normalized(const std::string& servicePath) {
-    return kova::Path(kova::Path::absolute(servicePath)).toString();
+    return Path(Path::absolute(servicePath)).toString();
 }
 
 bool hasScheme(const std::string& text) {
@@ -23,34 +22,32 @@ bool hasScheme(const std::string& text) {
 
 }  // namespace
 
-Address::Address(const std::string& servicePath) : servicePath_(normalized(servicePath)) {}
-
-std::string Address::locatorOf(const std::string& resourcePath) const {
-    return ResourceLocator::fromPaths(servicePath_, resourcePath).toUri().toString();
+std::string locatorOf(const std::string& servicePath, const std::string& resourcePath) {
+    return ResourceLocator::fromPaths(normalized(servicePath), resourcePath).toUri().toString();
 }
 
-kova::kit::Result<std::string> Address::read(const std::string& text) const {
+Result<std::string> pathOf(const std::string& text, const std::string& servicePath) {
     if (!hasScheme(text)) {
         return text;
     }
-    const kova::url uri(text);
+    const url uri(text);
     const std::optional<ResourceLocator> locator = ResourceLocator::fromUri(uri);
-    const std::string example = ", as " + locatorOf("/system") + " is";
+    const std::string example = ", as " + locatorOf(servicePath, "/system") + " is";
     std::string reason = "'" + text + "' ";
     if (!locator) {
-        reason += std::string("is no locator: its scheme is not ") +
-                  kova::locators::KOVA_URI_SCHEME + ":";
+        reason +=
+            std::string("is no locator: its scheme is not ") + locators::KOVA_URI_SCHEME + ":";
     } else if (!ResourceLocator::isResourceLocator(uri) || !uri.isWellFormed()) {
         reason += "is malformed: a locator is a scheme and two paths" + example;
     } else if (!locator->getServicePath()) {
         reason += "does not say which service: a '$' ends its path" + example;
-    } else if (normalized(*locator->getServicePath()) != servicePath_) {
+    } else if (normalized(*locator->getServicePath()) != normalized(servicePath)) {
         reason += "leads to the service " + *locator->getServicePath() + ", and this one is " +
-                  servicePath_;
+                  normalized(servicePath);
     } else {
         return locator->getResourcePath();
     }
-    return kova::kit::Error{kova::statuscodes::BAD_REQUEST, reason};
+    return Error{statuscodes::BAD_REQUEST, reason};
 }
 
-}  // namespace device
+}  // namespace kova::kit

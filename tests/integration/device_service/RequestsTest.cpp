@@ -1,4 +1,4 @@
-#include "Client.h"
+// Tests the requests of a console, and how it prints their events.
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -15,8 +15,8 @@
 #include <utility>
 #include <vector>
 
-#include "ClientFixture.h"
 #include "Console.h"
+#include "ConsoleFixture.h"
 #include "Device.h"
 #include "TemporaryFolder.h"
 #include "support/Reports.h"
@@ -31,17 +31,14 @@ using test::HEADER;
 using testing::HasSubstr;
 using testing::Not;
 
-class ClientTest : public test::ClientFixture {
+class RequestsTest : public test::ConsoleFixture {
 protected:
     /// Makes the resource destroy the response handlers without an answer.
     void dropRequests() {
-        resource.onRequest = [this](kova::IResponseHandler<Response>&) {
-            EXPECT_TRUE(client.hasPending());
-            resource.asked.clear();
-        };
+        resource.onRequest = [this](kova::IResponseHandler<Response>&) { resource.asked.clear(); };
     }
     void awaitTheEnd() {
-        while (client.hasPending()) {
+        while (console.hasPending()) {
             std::this_thread::yield();
         }
     }
@@ -49,42 +46,42 @@ protected:
 
 // Requests and responses
 
-TEST_F(ClientTest, PrintsTheRequestAndTheResponse) {
+TEST_F(RequestsTest, PrintsTheRequestAndTheResponse) {
     answerWith(Response(200, Payload::createFromJSON("[1, 2]")));
     EXPECT_EQ(run("retrieve /r/x"), "> #1 retrieve /r/x\n" + HEADER +
                                         "  #1 next 200 Ok\n"
                                         "      payload application/json, 6 bytes: [1, 2]\n"
                                         "  #1 completed\n");
-    EXPECT_FALSE(client.hasPending());
+    EXPECT_FALSE(console.hasPending());
 }
 
-TEST_F(ClientTest, PrintsAResponseWithoutAPayload) {
+TEST_F(RequestsTest, PrintsAResponseWithoutAPayload) {
     answerWith(Response(204));
     EXPECT_EQ(run("delete /r"), "> #1 delete /r\n" + HEADER +
                                     "  #1 next 204 No Content\n"
                                     "  #1 completed\n");
 }
 
-TEST_F(ClientTest, PrintsAnErrorWithItsHeader) {
+TEST_F(RequestsTest, PrintsAnErrorWithItsHeader) {
     answerWith(Response::createErrorResponse(409, "no space"));
     EXPECT_EQ(run("insert /r 5"), "> #1 insert /r\n" + HEADER +
                                       "      payload application/json, 1 bytes: 5\n"
                                       "  #1 error 409 Conflict: no space\n"
                                       "      header  {\"$errorMsg\":\"no space\"}\n");
-    EXPECT_FALSE(client.hasPending());
+    EXPECT_FALSE(console.hasPending());
 }
 
-TEST_F(ClientTest, ReportsARequestWithADestroyedHandler) {
+TEST_F(RequestsTest, ReportsARequestWithADestroyedHandler) {
     dropRequests();
     run("retrieve /r");
     awaitTheEnd();
     EXPECT_THAT(out.str(), HasSubstr("\n  #1 error 500 Internal Server Error: "));
-    EXPECT_EQ(client.exitStatus(), exitstatus::FAILED);
+    EXPECT_EQ(journal.exitStatus(), exitstatus::FAILED);
 }
 
 // The exit status
 
-TEST_F(ClientTest, WorstResponseDeterminesTheExitStatus) {
+TEST_F(RequestsTest, WorstResponseDeterminesTheExitStatus) {
     struct Row {
         Response response;
         int status;
@@ -97,42 +94,42 @@ TEST_F(ClientTest, WorstResponseDeterminesTheExitStatus) {
                            {Response::createErrorResponse(400, "b"), exitstatus::FAILED}}) {
         answerWith(row.response);
         run("retrieve /r");
-        EXPECT_EQ(client.exitStatus(), row.status) << row.response.toString();
+        EXPECT_EQ(journal.exitStatus(), row.status) << row.response.toString();
     }
 }
 
-TEST_F(ClientTest, ErrorWithASuccessCodeCountsAsRefused) {
+TEST_F(RequestsTest, ErrorWithASuccessCodeCountsAsRefused) {
     resource.onRequest = [](kova::IResponseHandler<Response>& handler) {
         handler.onError(Response(200));
     };
     run("retrieve /r");
-    EXPECT_EQ(client.exitStatus(), exitstatus::REFUSED);
+    EXPECT_EQ(journal.exitStatus(), exitstatus::REFUSED);
 }
 
-TEST_F(ClientTest, RequestAfterTheShutdownCountsAsFailed) {
+TEST_F(RequestsTest, RequestAfterTheShutdownCountsAsFailed) {
     run("shutdown");
-    EXPECT_EQ(client.exitStatus(), exitstatus::ANSWERED);
+    EXPECT_EQ(journal.exitStatus(), exitstatus::ANSWERED);
     run("list");
-    EXPECT_EQ(client.exitStatus(), exitstatus::FAILED);
+    EXPECT_EQ(journal.exitStatus(), exitstatus::FAILED);
 }
 
 // The list of resources
 
-TEST_F(ClientTest, ListsTheLocatorsOfTheResources) {
+TEST_F(RequestsTest, ListsTheLocatorsOfTheResources) {
     for (char const* const type : {"json", "binary"}) {
         run(std::string("accept ") + type);
         EXPECT_THAT(run("list"), HasSubstr(" next 1 resources\n      kova:/device$/r\n"));
         EXPECT_THAT(out.str(), HasSubstr(" completed\n"));
-        EXPECT_FALSE(client.hasPending());
+        EXPECT_FALSE(console.hasPending());
     }
 }
 
-TEST_F(ClientTest, ReportsThatTheListIsUnavailableAfterShutdown) {
+TEST_F(RequestsTest, ReportsThatTheListIsUnavailableAfterShutdown) {
     run("shutdown");
     EXPECT_EQ(run("list"),
               "> #1 list /device\n"
               "  #1 refused: the service is shut down\n");
-    EXPECT_FALSE(client.hasPending());
+    EXPECT_FALSE(console.hasPending());
 }
 
 // A service with a resource handler mounted at its root.
@@ -140,7 +137,7 @@ class OwnRootTest : public testing::Test {
 protected:
     std::string list() {
         out.str("");
-        client.list("application/json");
+        console.execute("list");
         return out.str();
     }
 
@@ -149,7 +146,8 @@ protected:
     kova::test::Mounts mounts{{"/"}};
     kova::test::ScriptedResource& root = mounts["/"];
     const std::unique_ptr<kova::kit::Service> service = test::serviceOf(mounts);
-    Client client{*service, "/device", [] { return false; }, Display(out)};
+    Journal journal{out};
+    Console console{*service, "/device", journal, [] { return false; }};
 };
 
 TEST_F(OwnRootTest, ResponseWithoutAListIsNotPrinted) {
@@ -167,18 +165,18 @@ TEST_F(OwnRootTest, ErrorResponseIsPrinted) {
         handler.onError(Response::createErrorResponse(503, "closed"));
     };
     EXPECT_THAT(list(), HasSubstr("\n  #1 error 503 Service Unavailable: closed\n"));
-    EXPECT_FALSE(client.hasPending());
+    EXPECT_FALSE(console.hasPending());
 }
 
 TEST_F(OwnRootTest, PendingListCanBeReceivedLaterOrCancelled) {
     root.handle = &root;
     list();
-    EXPECT_TRUE(client.hasPending());
+    EXPECT_TRUE(console.hasPending());
     root.asked.back().handler->onNext(Response(200, Payload::createFromJSON("[\"/a\"]")));
     EXPECT_THAT(out.str(), HasSubstr("\n  #1 next 1 resources\n      kova:/device$/a\n"));
-    client.cancel(std::nullopt);
+    console.execute("cancel");
     EXPECT_EQ(root.cancelled.size(), 1U);
-    EXPECT_FALSE(client.hasPending());
+    EXPECT_FALSE(console.hasPending());
 }
 
 // Versions
@@ -194,22 +192,28 @@ void PrintTo(const ChoiceRow& row, std::ostream* out) {
 }
 
 constexpr ChoiceRow CHOICES[] = {
-    {"1.2.0", R"(["1.2.0"])", "interface 1.2.0 serves a client built for 1.2.0 (offered: 1.2.0)"},
+    {"1.2.0", R"(["1.2.0"])",
+     "interface 1.2.0 serves a client built for 1.2.0 (offered: [\"1.2.0\"])"},
     {"1.2.0", R"(["1.0.2","1.3.1","1.2.1","2.0.0"])",
-     "interface 1.2.1 serves a client built for 1.2.0 (offered: 1.0.2, 1.3.1, 1.2.1, 2.0.0)"},
+     "interface 1.2.1 serves a client built for 1.2.0 (offered: "
+     "[\"1.0.2\",\"1.3.1\",\"1.2.1\",\"2.0.0\"])"},
     {"1.5.0", R"(["1.0.2","2.0.0"])",
-     "interface 1.0.2 serves a client built for 1.5.0 (offered: 1.0.2, 2.0.0)"},
+     "interface 1.0.2 serves a client built for 1.5.0 (offered: [\"1.0.2\",\"2.0.0\"])"},
     {"3.0.0", R"(["1.0.2","2.0.0"])",
-     "no interface serves a client built for 3.0.0 (offered: 1.0.2, 2.0.0)"},
-    {"2.0.0@x", R"(["2.0.0"])", "no interface serves a client built for 2.0.0@x (offered: 2.0.0)"},
-    {"newest", R"(["2.0.0"])", "no interface serves a client built for newest (offered: 2.0.0)"},
-    {"1.0.0", "[]", "no interface serves a client built for 1.0.0 (offered: )"},
+     "no interface serves a client built for 3.0.0 (offered: [\"1.0.2\",\"2.0.0\"])"},
+    {"2.0.0@x", R"(["2.0.0"])",
+     "no interface serves a client built for 2.0.0@x (offered: [\"2.0.0\"])"},
+    {"newest", R"(["2.0.0"])",
+     "no interface serves a client built for newest (offered: [\"2.0.0\"])"},
+    {"1.0.0", "[]", "no interface serves a client built for 1.0.0 (offered: [])"},
     {"1.0.0", "5",
-     "the service does not say which versions it offers: 400 Bad Request: expected an array, "
-     "found 5 (byte 0)"},
+     "no interface serves a client built for 1.0.0 (400 Bad Request: expected an array, found 5 "
+     "(byte "
+     "0))"},
     {"1.0.0", "[\"1.0.0\", 2]",
-     "the service does not say which versions it offers: 400 Bad Request: [1]: expected a string, "
-     "found 2 (byte 10)"},
+     "no interface serves a client built for 1.0.0 (400 Bad Request: [1]: expected a string, found "
+     "2 "
+     "(byte 10))"},
 };
 
 TEST_F(OwnRootTest, ConnectsOnlyToACompatibleVersion) {
@@ -221,21 +225,21 @@ TEST_F(OwnRootTest, ConnectsOnlyToACompatibleVersion) {
         };
         out.str("");
         const std::string outcome = row.outcome;
-        EXPECT_EQ(client.connect(row.wanted), outcome.rfind("interface ", 0) == 0);
+        EXPECT_EQ(console.connect(row.wanted), outcome.rfind("interface ", 0) == 0);
         EXPECT_EQ(out.str(), "> connect to /device: " + outcome + "\n");
         EXPECT_EQ(root.asked.back().resourcePath, "about/versions");
     }
-    EXPECT_EQ(client.exitStatus(), exitstatus::NOT_STARTED);
+    EXPECT_EQ(journal.exitStatus(), exitstatus::NOT_STARTED);
 }
 
 TEST_F(OwnRootTest, DoesNotConnectIfTheServiceAnswersWithAnError) {
     root.onRequest = [](kova::IResponseHandler<Response>& handler) {
         handler.onError(Response::createErrorResponse(404, "not here"));
     };
-    EXPECT_FALSE(client.connect("1.0.0"));
+    EXPECT_FALSE(console.connect("1.0.0"));
     EXPECT_EQ(out.str(),
-              "> connect to /device: the service does not say which versions it offers: "
-              "404 Not Found: not here\n");
+              "> connect to /device: no interface serves a client built for 1.0.0 "
+              "(404 Not Found: not here)\n");
 }
 
 TEST_F(OwnRootTest, VersionsMayComeFromAnotherThread) {
@@ -247,19 +251,19 @@ TEST_F(OwnRootTest, VersionsMayComeFromAnotherThread) {
             handler.onCompleted();
         });
     };
-    EXPECT_TRUE(client.connect("1.0.0"));
+    EXPECT_TRUE(console.connect("1.0.0"));
     sender.join();
 }
 
 // Streams
 
-TEST_F(ClientTest, StreamRemainsPendingAndPrintsEveryValue) {
+TEST_F(RequestsTest, StreamRemainsPendingAndPrintsEveryValue) {
     leavePending();
     EXPECT_EQ(run("watch /r/x"),
               "> #1 retrieve /r/x\n"
               "      header  {\"$accept\":\"application/json\",\"$client-id\":\"unknown\","
               "\"$response-semantic\":\"persistent-stream\",\"$service-path\":\"/device\"}\n");
-    EXPECT_TRUE(client.hasPending());
+    EXPECT_TRUE(console.hasPending());
     out.str("");
     pending(0).onNext(Response(299, Payload::createFromJSON("1")));
     pending(0).onNext(Response(299));
@@ -267,10 +271,10 @@ TEST_F(ClientTest, StreamRemainsPendingAndPrintsEveryValue) {
     EXPECT_EQ(out.str(),
               "  #1 next 299 Stream\n      payload application/json, 1 bytes: 1\n"
               "  #1 next 299 Stream\n  #1 completed\n");
-    EXPECT_FALSE(client.hasPending());
+    EXPECT_FALSE(console.hasPending());
 }
 
-TEST_F(ClientTest, CancelEndsTheLatestOrTheNumberedRequest) {
+TEST_F(RequestsTest, CancelEndsTheLatestOrTheNumberedRequest) {
     leavePending();
     for (int number = 1; number <= 4; ++number) {
         resource.handle = reinterpret_cast<void*>(static_cast<std::uintptr_t>(number));
@@ -280,10 +284,10 @@ TEST_F(ClientTest, CancelEndsTheLatestOrTheNumberedRequest) {
     EXPECT_EQ(run("cancel 2"), "> cancelled #2\n");
     EXPECT_EQ(run("cancel  0003 "), "> cancelled #3\n");
     EXPECT_EQ(run("cancel 3"), "nothing to cancel\n");
-    EXPECT_TRUE(client.hasPending());
+    EXPECT_TRUE(console.hasPending());
     EXPECT_EQ(run("cancel"), "> cancelled #1\n");
     EXPECT_EQ(run("cancel"), "nothing to cancel\n");
-    EXPECT_FALSE(client.hasPending());
+    EXPECT_FALSE(console.hasPending());
     std::vector<std::uintptr_t> handles;
     for (void* const handle : resource.cancelled) {
         handles.push_back(reinterpret_cast<std::uintptr_t>(handle));
@@ -291,7 +295,7 @@ TEST_F(ClientTest, CancelEndsTheLatestOrTheNumberedRequest) {
     EXPECT_THAT(handles, testing::ElementsAre(4, 2, 3, 1));
 }
 
-TEST_F(ClientTest, PrintsNothingForACancelledRequest) {
+TEST_F(RequestsTest, PrintsNothingForACancelledRequest) {
     leavePending();
     run("watch /r");
     run("cancel");
@@ -301,29 +305,29 @@ TEST_F(ClientTest, PrintsNothingForACancelledRequest) {
     EXPECT_EQ(out.str(), "");
 }
 
-TEST_F(ClientTest, RequestAnsweredImmediatelyIsNotPending) {
+TEST_F(RequestsTest, RequestAnsweredImmediatelyIsNotPending) {
     answerWith(Response(200));
     resource.handle = &resource;  // a handle in spite of the completed request
     run("retrieve /r");
-    EXPECT_FALSE(client.hasPending());
+    EXPECT_FALSE(console.hasPending());
     EXPECT_EQ(run("cancel"), "nothing to cancel\n");
 }
 
-TEST_F(ClientTest, ShutdownEndsAllRequestsAndRejectsNewOnes) {
+TEST_F(RequestsTest, ShutdownEndsAllRequestsAndRejectsNewOnes) {
     leavePending();
     run("watch /r");
     EXPECT_EQ(run("shutdown"), "> shutdown\n");
-    EXPECT_FALSE(client.hasPending());
+    EXPECT_FALSE(console.hasPending());
     EXPECT_EQ(resource.cancelled.size(), 1U);
     EXPECT_THAT(run("retrieve /r"), HasSubstr("\n  #2 refused: the service is shut down\n"));
-    EXPECT_FALSE(client.hasPending());
+    EXPECT_FALSE(console.hasPending());
     EXPECT_EQ(run("cancel"), "nothing to cancel\n");
     EXPECT_EQ(run("shutdown"), "> shutdown\n");
 }
 
 // Waiting
 
-TEST_F(ClientTest, WaitEndsWithTheEventsOfAnotherThread) {
+TEST_F(RequestsTest, WaitEndsWithTheEventsOfAnotherThread) {
     leavePending();
     run("watch /r");
     std::atomic<bool> done{false};
@@ -339,11 +343,11 @@ TEST_F(ClientTest, WaitEndsWithTheEventsOfAnotherThread) {
     EXPECT_THAT(out.str(), Not(HasSubstr("gave up")));
 }
 
-TEST_F(ClientTest, WaitForZeroEventsReturnsImmediately) {
+TEST_F(RequestsTest, WaitForZeroEventsReturnsImmediately) {
     EXPECT_EQ(run("wait 0"), "");
 }
 
-TEST_F(ClientTest, WaitCountsTheEventsSinceTheLatestRequest) {
+TEST_F(RequestsTest, WaitCountsTheEventsSinceTheLatestRequest) {
     interrupted = true;
     answerWith(Response(200));
     run("retrieve /r");
@@ -354,35 +358,34 @@ TEST_F(ClientTest, WaitCountsTheEventsSinceTheLatestRequest) {
     EXPECT_EQ(run("wait 1"), "gave up waiting\n");
 }
 
-TEST_F(ClientTest, InterruptionEndsTheWait) {
+TEST_F(RequestsTest, InterruptionEndsTheWait) {
     interrupted = true;
     EXPECT_EQ(run("wait 18446744073709551615"), "gave up waiting\n");
 }
 
 // Threads and shutdown
 
-class BusyClientTest : public testing::Test {
+class BusyConsoleTest : public testing::Test {
 protected:
-    BusyClientTest() {
+    BusyConsoleTest() {
         std::filesystem::create_directories(folder / "proc");
         test::writeFile(folder / "proc/uptime", "1.0 1.0\n");
         DeviceOptions options;
+        options.storeFile = folder / "store.json";
         options.interval = std::chrono::milliseconds(1);
         options.root = folder.path();
-        device.emplace(StoreDocument(folder / "store.json"), options);
-        client = std::make_unique<Client>(
-            device->service(), "/device", [] { return false; }, Display(out));
-        console = std::make_unique<Console>(*client);
+        device.emplace(options);
+        console.emplace(device->service(), "/device", journal, [] { return false; });
     }
 
     test::TemporaryFolder folder;
     std::ostringstream out;
     std::optional<Device> device;
-    std::unique_ptr<Client> client;
-    std::unique_ptr<Console> console;
+    Journal journal{out};
+    std::optional<Console> console;
 };
 
-TEST_F(BusyClientTest, ConcurrentStreamsPrintCompleteLines) {
+TEST_F(BusyConsoleTest, ConcurrentStreamsPrintCompleteLines) {
     for (int i = 0; i < 5; ++i) {
         console->execute("watch /system/uptime");
         console->execute("wait 3");
@@ -390,9 +393,9 @@ TEST_F(BusyClientTest, ConcurrentStreamsPrintCompleteLines) {
     }
     for (int i = 0; i < 5; ++i) {
         console->execute("cancel");
-        client->say("-");
+        journal.say("-");
     }
-    client.reset();
+    console.reset();
     std::istringstream lines(out.str());
     for (std::string line; std::getline(lines, line);) {
         EXPECT_THAT(line, testing::ContainsRegex("^(> #[0-9]+ retrieve /.*|"
@@ -404,27 +407,27 @@ TEST_F(BusyClientTest, ConcurrentStreamsPrintCompleteLines) {
     }
 }
 
-TEST_F(BusyClientTest, CancelledRequestPrintsNoFurtherEvents) {
+TEST_F(BusyConsoleTest, CancelledRequestPrintsNoFurtherEvents) {
     console->execute("watch /system/uptime");
     console->execute("wait 5");
     console->execute("cancel");
     console->execute("watch /system/uptime");
     console->execute("wait 5");
-    client.reset();
+    console.reset();
     const std::string text = out.str();
     EXPECT_THAT(text.substr(text.find("> cancelled #1")), Not(HasSubstr("  #1 ")));
 }
 
-TEST_F(BusyClientTest, ShutdownAndDestructionEndTheStreams) {
+TEST_F(BusyConsoleTest, ShutdownAndDestructionEndTheStreams) {
     for (const bool shutDown : {false, true}) {
         console->execute("watch /system/uptime");
         console->execute("wait 2");
         if (shutDown) {
-            client->shutdown();
-            EXPECT_FALSE(client->hasPending());
+            console->shutdown();
+            EXPECT_FALSE(console->hasPending());
         }
     }
-    client.reset();
+    console.reset();
     const std::string text = out.str();
     EXPECT_THAT(text, HasSubstr("#2 next 299 Stream"));
     EXPECT_THAT(text, Not(HasSubstr("completed")));

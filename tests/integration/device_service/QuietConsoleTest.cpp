@@ -1,13 +1,12 @@
-// Tests a client with a quiet display.
+// Tests a console with a quiet journal.
 #include <gtest/gtest.h>
 
 #include <memory>
 #include <sstream>
 #include <string>
 
-#include "Client.h"
-#include "ClientFixture.h"
 #include "Console.h"
+#include "ConsoleFixture.h"
 #include "kova/core/MimeTypes.h"
 
 namespace device {
@@ -16,9 +15,9 @@ namespace {
 using kova::Payload;
 using kova::Response;
 
-class QuietClientTest : public test::ClientFixture {
+class QuietConsoleTest : public test::ConsoleFixture {
 protected:
-    QuietClientTest() {
+    QuietConsoleTest() {
         quietResource.onRequest = [this](kova::IResponseHandler<Response>& handler) {
             handler.onNext(answer);
             handler.onCompleted();
@@ -36,11 +35,11 @@ protected:
     kova::test::Mounts quietMounts{{"/r"}};
     kova::test::ScriptedResource& quietResource = quietMounts["/r"];
     const std::unique_ptr<kova::kit::Service> quietService = test::serviceOf(quietMounts);
-    Client quietClient{*quietService, "/device", [] { return true; }, Display(payloads, errors)};
-    Console quietConsole{quietClient};
+    Journal quietJournal{payloads, &errors};
+    Console quietConsole{*quietService, "/device", quietJournal, [] { return true; }};
 };
 
-TEST_F(QuietClientTest, PrintsOnlyThePayloadOfAResponse) {
+TEST_F(QuietConsoleTest, PrintsOnlyThePayloadOfAResponse) {
     answer = Response(200, Payload::createFromJSON("{\"a\": 1}"));
     execute("retrieve /r");
     EXPECT_EQ(payloads.str(), "{\"a\": 1}\n");
@@ -50,27 +49,27 @@ TEST_F(QuietClientTest, PrintsOnlyThePayloadOfAResponse) {
     EXPECT_EQ(errors.str(), "");
 }
 
-TEST_F(QuietClientTest, PrintsTheListOfResourcesAsOneArray) {
+TEST_F(QuietConsoleTest, PrintsTheListOfResourcesAsOneArray) {
     execute("list");
     EXPECT_EQ(payloads.str(), "[\"kova:/device$/r\"]\n");
 }
 
-TEST_F(QuietClientTest, ReportsAnUnreadablePayload) {
+TEST_F(QuietConsoleTest, ReportsAnUnreadablePayload) {
     unsigned char const byte = 0xff;
     answer = Response(200, Payload::createFromRaw(&byte, 1, kova::mimetypes::AXOBIN_TYPE));
     execute("retrieve /r");
     EXPECT_EQ(payloads.str(), "");
     EXPECT_EQ(errors.str(), "the payload cannot be read\n");
-    EXPECT_EQ(quietClient.exitStatus(), exitstatus::FAILED);
+    EXPECT_EQ(quietJournal.exitStatus(), exitstatus::FAILED);
 }
 
-TEST_F(QuietClientTest, WritesErrorsToTheErrorStream) {
+TEST_F(QuietConsoleTest, WritesErrorsToTheErrorStream) {
     for (char const* const line : {"wait", "cancel", "shutdown", "retrieve /r", "connect"}) {
         execute(line);
         EXPECT_EQ(payloads.str(), "") << line;
         EXPECT_EQ(errors.str().empty(), std::string(line) == "shutdown") << line;
     }
-    EXPECT_FALSE(quietClient.connect("1.0.0"));
+    EXPECT_FALSE(quietConsole.connect("1.0.0"));
     EXPECT_EQ(payloads.str(), "");
 }
 

@@ -1,0 +1,50 @@
+#pragma once
+
+#include <csignal>
+
+#include <chrono>
+#include <optional>
+
+#include "kova/kit/Export.h"
+
+namespace kova::kit {
+
+/// Waits for the signals that ask a process to stop: SIGINT (Ctrl-C) and SIGTERM.
+///
+/// The object blocks both signals for the thread that creates it and for those that are started
+/// later, so that none of them is interrupted. Create it first in `main`, before the first thread.
+/// A signal that has arrived stays until the object is destroyed, so none is missed, however often
+/// it is asked for.
+///
+/// A process must not have more than one object at a time. A program that is started with `exec`
+/// inherits the blocked signals. Any thread that was started later may call any function; the
+/// thread that created the object destroys it.
+///
+///     const auto serve = [](const kova::kit::StopSignals& stop) {
+///         while (!stop.wait(std::chrono::seconds(1))) {
+///             // once a second, until Ctrl-C
+///         }
+///     };
+class KOVA_KIT_API StopSignals {
+public:
+    /// Throws `std::system_error` if there is no descriptor left.
+    StopSignals();
+    /// Forgets the signals that have arrived, and restores the blocked signals of the thread.
+    ~StopSignals();
+    StopSignals(const StopSignals&) = delete;
+    StopSignals& operator=(const StopSignals&) = delete;
+
+    /// Returns whether a signal has arrived.
+    bool received() const noexcept { return wait(std::chrono::milliseconds(0)); }
+    /// Waits for a signal, for at most `limit`. Returns whether one has arrived.
+    bool wait(std::optional<std::chrono::milliseconds> limit = std::nullopt) const noexcept;
+    /// Returns a descriptor for `poll` and event loops, which is readable from the first signal on.
+    /// Do not read from it.
+    int descriptor() const noexcept { return descriptor_; }
+
+private:
+    sigset_t former_;
+    int descriptor_;
+};
+
+}  // namespace kova::kit
