@@ -31,7 +31,7 @@ public:
     };
     using Path = std::vector<std::string>;
 
-    static constexpr std::size_t MAX_SIZE = 4 * 1024 * 1024;
+    static constexpr std::size_t MAX_SIZE = std::size_t{4} * 1024 * 1024;
 
     explicit StoredTree(std::string file);
 
