@@ -88,6 +88,7 @@ void ResourceState::mount(const std::string& path, const std::shared_ptr<Served>
 std::string ResourceState::hintFor(std::string_view path) const {
     const std::vector<Operation> offered = operations();
     std::vector<std::string_view> templates;
+    templates.reserve(offered.size());
     for (const Operation& operation : offered) {
         templates.emplace_back(operation.path);
     }
