@@ -47,8 +47,7 @@ void Http2Connection::close() noexcept {
 }
 
 void Http2Connection::onReady(std::uint32_t events) {
-    const bool isBroken = (events & EPOLLERR) != 0;
-    if (isBroken || ((events & (EPOLLIN | EPOLLRDHUP | EPOLLHUP)) != 0 && !read())) {
+    if ((events & ~static_cast<std::uint32_t>(EPOLLOUT)) != 0 && !read()) {
         close();
         return;
     }
@@ -92,6 +91,9 @@ void Http2Connection::flush() {
     }
     const bool isOver = sent_ == output_.size() && nghttp2_session_want_read(session()) == 0 &&
                         nghttp2_session_want_write(session()) == 0;
+    if (isBroken) {
+        read();  // what the other end has sent before it left may tell the reason
+    }
     if (isBroken || isOver) {
         close();
     } else {
