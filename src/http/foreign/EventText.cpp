@@ -49,7 +49,7 @@ void appendPayload(std::string& out, const Payload& payload) {
         out += R"(,"text":)";
         appendQuoted(out, bytes);
     } else {
-        out += ",\"base64\":\"" + toBase64(bytes) + '"';
+        out += R"(,"base64":")" + toBase64(bytes) + '"';
     }
 }
 

@@ -53,7 +53,7 @@ Response withOwnHeader(const Response& value) {
     if (copy != nullptr && copy->getEditableDictionary() != nullptr) {
         header->swap(*copy->getEditableDictionary());
     }
-    return Response(value.getStatusCode(), value.getPayload(), header);
+    return {value.getStatusCode(), value.getPayload(), header};
 }
 
 // A header that becomes empty is no header.

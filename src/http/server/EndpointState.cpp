@@ -32,7 +32,7 @@ Address parseAddress(const std::string& text, const EndpointOptions& options) {
 std::shared_ptr<EndpointState> EndpointState::start(
     const std::map<std::string, IKovaApi*>& services, const std::string& address,
     const EndpointOptions& options) {
-    const std::shared_ptr<EndpointState> state(
+    std::shared_ptr<EndpointState> state(
         new EndpointState(services, parseAddress(address, options), options));
     state->loop_->post([state] { state->begin(); });
     return state;
