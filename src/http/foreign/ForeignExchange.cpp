@@ -177,13 +177,8 @@ MHD_Result ForeignExchange::send(const ForeignCall& call) {
     answer_ = std::make_shared<ForeignAnswer>(call, limits, daemon_.loop(), [this] { onReady(); });
     const kit::PeerScope scope(client_.peer);
     for (std::size_t i = 0; i < call.parts.size(); ++i) {
-        std::unique_ptr<IResponseHandler<Response>> handler = answer_->makeHandler(i);
-        void* const handle = services[i]->actionRequest(call.parts[i].request, std::move(handler));
-        if (handler) {         // a service that rejects the request leaves it
-            handler->onError(  // NOLINT(bugprone-use-after-move)
-                kit::Error{statuscodes::SERVICE_UNAVAILABLE, "the service refused the request"}
-                    .toResponse());
-        }
+        void* const handle =
+            services[i]->actionRequest(call.parts[i].request, answer_->makeHandler(i));
         sent_.push_back({services[i], handle});
     }
     return answer();

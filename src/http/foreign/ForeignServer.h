@@ -19,8 +19,8 @@ class ForeignDaemon;
 
 /// What a server for foreign clients shares with its endpoint.
 struct ForeignTerms {
-    /// The services, by service path. They must accept a late `cancelRequest`, as `kit::Calls`
-    /// does.
+    /// The services, by service path. They must always take ownership of the response handler, and
+    /// accept a late `cancelRequest`, as `kit::Calls` does.
     std::map<std::string, IKovaApi*> services;
     EndpointOptions options;
     /// The port of an endpoint that listens to TCP.
