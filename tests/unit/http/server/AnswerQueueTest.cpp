@@ -25,7 +25,8 @@ using Events = std::vector<std::string>;
 
 class AnswerQueueTest : public ::testing::Test, public AnswerReader {
 protected:
-    ~AnswerQueueTest() override { loop->stop(); }
+    /// Not the destructor: the loop calls virtual functions of this object until it has stopped.
+    void TearDown() override { loop->stop(); }
 
     void use(std::size_t bytes = 1'000'000, std::chrono::milliseconds patience = 20s) {
         queue = std::make_shared<AnswerQueue>(ready, AnswerQueue::Limits{bytes, patience});
@@ -331,6 +332,7 @@ TEST_F(AnswerQueueTest, ReaderMissesNoRecordOfAnotherThread) {
         queue->completed();
     });
     over.get_future().wait();
+    awaitLoop();  // it may still be inside the reader
     sender.join();
     EXPECT_EQ(counter.records, COUNT + 1);
 }
