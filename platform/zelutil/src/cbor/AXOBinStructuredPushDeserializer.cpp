@@ -9,7 +9,7 @@
 #include "cbor/CborFailure.h"
 #include "cbor/TypedArrays.h"
 #include "pull/Recorder.h"
-#include "pull/Targets.h"
+#include "pull/SerializerTarget.h"
 
 namespace util::serializer {
 
@@ -17,21 +17,20 @@ namespace {
 
 constexpr char const* FILE_NAME = "platform/zelutil/src/cbor/AXOBinStructuredPushDeserializer";
 
-class ToSerializer final : public SerializerTarget {
-public:
-    using SerializerTarget::SerializerTarget;
+// Function objects that add a typed array to the target of a decoder.
+struct ArrayToSerializer {
+    IStructuredSerializer& target;
 
-    bool putTypedArray(std::uint64_t tag, std::string_view bytes) {
-        return writeTypedArray(tag, bytes, target_);
+    bool operator()(std::uint64_t tag, std::string_view bytes) const {
+        return writeTypedArray(tag, bytes, target);
     }
 };
 
-class ToRecord final : public RecordTarget {
-public:
-    using RecordTarget::RecordTarget;
+struct ArrayToRecord {
+    Record& target;
 
-    bool putTypedArray(std::uint64_t tag, std::string_view bytes) {
-        Recorder array(record_);
+    bool operator()(std::uint64_t tag, std::string_view bytes) const {
+        Recorder array(target);
         array.start();
         return writeTypedArray(tag, bytes, array);
     }
@@ -59,7 +58,8 @@ std::string_view remainingOf(const ByteBufferReader& reader) noexcept {
 FieldPath pathOfCborEnd(std::string_view written, bool isInItem) noexcept {
     Record record;
     try {
-        static_cast<void>(CborDecoder(written, MAX_NESTING_DEPTH, ToRecord(record)).decode());
+        static_cast<void>(
+            CborDecoder(written, MAX_NESTING_DEPTH, record, ArrayToRecord{record}).decode());
     } catch (const std::bad_alloc&) {  // GCOVR_EXCL_BR_LINE: only bad_alloc is handled
         return {};                     // collecting a typed array allocates memory
     }
@@ -76,7 +76,7 @@ bool AXOBinStructuredPushDeserializer::record(std::string_view payload, unsigned
         return false;
     }
     try {
-        CborDecoder decoder(payload, limit, ToRecord(record));
+        CborDecoder decoder(payload, limit, record, ArrayToRecord{record});
         if (decoder.decode()) {
             return true;
         }
@@ -127,7 +127,8 @@ int AXOBinStructuredPushDeserializer::deserialize() {
 // if the target rejected a call, the target has stored it.
 bool AXOBinStructuredPushDeserializer::replay() {
     const std::string_view payload = remainingOf(*reader_);
-    CborDecoder decoder(payload, nestingLimit_, ToSerializer(*target_));
+    SerializerTarget calls(*target_);
+    CborDecoder decoder(payload, nestingLimit_, calls, ArrayToSerializer{*target_});
     if (decoder.decode()) {
         static_cast<void>(reader_->skip(payload.size()));  // cannot fail: that many bytes are left
         return true;

@@ -21,7 +21,6 @@ struct NoTarget {
     static bool putFloat(float) noexcept { return true; }
     static bool putDouble(double) noexcept { return true; }
     static bool putString(std::string_view) noexcept { return true; }
-    static bool putTypedArray(std::uint64_t, std::string_view) noexcept { return true; }
     static bool putEmptyElement() noexcept { return true; }
     static bool beginArray() noexcept { return true; }
     static bool endArray() noexcept { return true; }
@@ -75,7 +74,9 @@ bool CborFields::skipValue() noexcept {
     }
     try {
         const auto limit = static_cast<unsigned int>(deepest_ - top_);
-        CborDecoder decoder({reinterpret_cast<char const*>(in_.at), in_.left()}, limit, NoTarget());
+        NoTarget ignored;
+        CborDecoder decoder({reinterpret_cast<char const*>(in_.at), in_.left()}, limit, ignored,
+                            [](std::uint64_t, std::string_view) { return true; });
         if (!decoder.decodeValue()) {
             return false;
         }

@@ -12,7 +12,8 @@
 #include "json/JsonDetection.h"
 #include "json/JsonScan.h"
 #include "json/Tape.h"
-#include "pull/Targets.h"
+#include "pull/Record.h"
+#include "pull/SerializerTarget.h"
 #include "serializer/Failure.h"
 #include "util/Limits.h"
 
@@ -28,21 +29,12 @@ const json::ProcessorDetection DETECTION;
 
 constexpr char const* FILE_NAME = "platform/zelutil/src/json/JSONStructuredPushDeserializerOld";
 
-class ToSerializer final : public SerializerTarget {
-public:
-    using SerializerTarget::SerializerTarget;
-};
-class ToRecord final : public RecordTarget {
-public:
-    using RecordTarget::RecordTarget;
-};
-
 /// A walk over a document that makes the calls of a target. The functions return true on success.
 template <class Target>
 class TapeWalk {
 public:
     /// Creates a walk in which at most `limit` levels may be open.
-    TapeWalk(const Tape& tape, unsigned int limit, Target target) noexcept
+    TapeWalk(const Tape& tape, unsigned int limit, Target& target) noexcept
         : tape_(tape), limit_(limit), target_(target) {}
 
     bool run();
@@ -63,7 +55,7 @@ private:
     const Tape& tape_;
     std::size_t at_ = Tape::ROOT;
     unsigned int limit_;
-    Target target_;
+    Target& target_;
     std::size_t depth_ = 0;
     bool isTooDeep_ = false;
     std::array<bool, MAX_NESTING_DEPTH> isObject_;  // of each open level
@@ -163,7 +155,7 @@ struct JSONStructuredPushDeserializerOld::State {
     /// Parses `payload` and makes the calls of `target` for what it contains. Returns false on
     /// failure, with the reason stored; a serializer has stored the reason if it refused a call.
     template <class Target>
-    bool replay(std::string_view payload, unsigned int levels, Target target) noexcept {
+    bool replay(std::string_view payload, unsigned int levels, Target& target) noexcept {
         limit = levels;
         try {
             if (!parse(payload)) {
@@ -245,7 +237,7 @@ JSONStructuredPushDeserializerOld::~JSONStructuredPushDeserializerOld() = defaul
 bool JSONStructuredPushDeserializerOld::record(std::string_view payload, unsigned int limit,
                                                Record& record) noexcept {
     state_->hasFailed = false;
-    if (state_->replay(payload, limit, ToRecord(record))) {
+    if (state_->replay(payload, limit, record)) {
         return true;
     }
     recordNoMemory(state_->hasFailed);  // a record refuses a call for no other reason
@@ -274,7 +266,8 @@ int JSONStructuredPushDeserializerOld::deserialize() {
     const std::string_view payload(
         reinterpret_cast<char const*>(state.reader->data()) + state.reader->position(),
         state.reader->remaining());
-    state.done = state.replay(payload, state.nestingLimit, ToSerializer(*state.target));
+    SerializerTarget calls(*state.target);
+    state.done = state.replay(payload, state.nestingLimit, calls);
     if (!state.done) {
         state.hasFailed = true;  // also if the target stored the reason
         return FAILED;

@@ -84,21 +84,30 @@ public:
     void clear() noexcept;
 
     /// @{
-    /// Adds an event. Returns false if memory or the range of indices is exhausted.
-    bool addNull() noexcept { return add(Event::Kind::Null, {}); }
-    bool addBoolean(bool value) noexcept;
-    bool addSigned(std::int64_t value) noexcept;
-    bool addUnsigned(std::uint64_t value) noexcept;
-    bool addReal(Event::Kind kind, double value) noexcept;
-    /// Adds a string, or the name of a field.
-    bool addText(Event::Kind kind, std::string_view bytes) noexcept;
-    /// Adds an array or struct. The following events belong to it.
-    bool open(Event::Kind kind) noexcept;
+    /// The calls of a decoder, for each value, field and end. Most add an event; they return false
+    /// if memory or the range of indices is exhausted.
+    bool putNull() noexcept { return add(Event::Kind::Null, {}); }
+    bool putBoolean(bool value) noexcept;
+    bool putSigned(std::int64_t value) noexcept;
+    bool putUnsigned(std::uint64_t value) noexcept;
+    bool putFloat(float value) noexcept {
+        return addReal(Event::Kind::Float, static_cast<double>(value));
+    }
+    bool putDouble(double value) noexcept { return addReal(Event::Kind::Double, value); }
+    bool putString(std::string_view bytes) noexcept { return addText(Event::Kind::String, bytes); }
+    bool putEmptyElement() noexcept { return beginElement() && putNull(); }
+    bool beginArray() noexcept { return open(Event::Kind::Array); }
+    bool endArray() noexcept { return close(); }
+    bool beginElement() noexcept {
+        ++events_[open_].content.count;
+        return true;
+    }
+    static bool endElement() noexcept { return true; }
+    bool beginStruct() noexcept { return open(Event::Kind::Struct); }
+    bool endStruct() noexcept { return close(); }
+    bool beginField(std::string_view name) noexcept { return addText(Event::Kind::Field, name); }
+    static bool endField() noexcept { return true; }
     /// @}
-    /// Ends the innermost array or struct.
-    void close() noexcept;
-    /// Counts an element of the innermost array. Call it before the element is added.
-    void countElement() noexcept { ++events_[open_].content.count; }
 
     /// Appends to `path` the path of the next field or element of an incomplete record. The index
     /// of an array element is appended only if `isInItem` is true.
@@ -108,6 +117,10 @@ public:
 
 private:
     bool add(Event::Kind kind, Event::Content content, bool inPayload = false) noexcept;
+    bool addReal(Event::Kind kind, double value) noexcept;
+    bool addText(Event::Kind kind, std::string_view bytes) noexcept;
+    bool open(Event::Kind kind) noexcept;
+    bool close() noexcept;
     bool grow() noexcept;
     bool copyText(Event::Kind kind, std::string_view bytes) noexcept;
 
@@ -132,21 +145,21 @@ inline bool Record::add(Event::Kind kind, Event::Content content, bool inPayload
     return true;
 }
 
-inline bool Record::addBoolean(bool value) noexcept {
+inline bool Record::putBoolean(bool value) noexcept {
     Event::Content content{};
     content.boolean = value;
     return add(Event::Kind::Boolean, content);
 }
 
-inline bool Record::addSigned(std::int64_t value) noexcept {
+inline bool Record::putSigned(std::int64_t value) noexcept {
     Event::Content content{};
     content.int64 = value;
     return add(Event::Kind::Int64, content);
 }
 
-inline bool Record::addUnsigned(std::uint64_t value) noexcept {
+inline bool Record::putUnsigned(std::uint64_t value) noexcept {
     if (value <= static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max())) {
-        return addSigned(static_cast<std::int64_t>(value));
+        return putSigned(static_cast<std::int64_t>(value));
     }
     Event::Content content{};
     content.uint64 = value;
@@ -184,10 +197,11 @@ inline bool Record::open(Event::Kind kind) noexcept {
     return true;
 }
 
-inline void Record::close() noexcept {
+inline bool Record::close() noexcept {
     Event& container = events_[open_];
     open_ = container.next;
     container.next = static_cast<std::uint32_t>(events_.size());
+    return true;
 }
 
 // Conversions of events. Each `convert` returns false if the event is of another kind or out of

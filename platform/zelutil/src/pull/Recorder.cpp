@@ -12,39 +12,27 @@ public:
 
     explicit Format(Record& record) noexcept : SequencedFormat(true), record_(record) {}
 
-    bool putNull() { return record_.addNull(); }
-    bool putBoolean(bool value) { return record_.addBoolean(value); }
-    bool putSigned(std::int64_t value) { return record_.addSigned(value); }
-    bool putUnsigned(std::uint64_t value) { return record_.addUnsigned(value); }
-    bool putFloat(float value) {
-        return record_.addReal(Event::Kind::Float, static_cast<double>(value));
-    }
-    bool putDouble(double value) { return record_.addReal(Event::Kind::Double, value); }
-    bool putString(std::string_view bytes) { return record_.addText(Event::Kind::String, bytes); }
-    bool putText(std::string_view utf8) { return record_.addText(Event::Kind::String, utf8); }
-    bool putArrayBegin() { return record_.open(Event::Kind::Array); }
-    bool putArrayEnd(bool) { return close(); }
-    bool putStructBegin() { return record_.open(Event::Kind::Struct); }
-    bool putStructEnd(bool) { return close(); }
-    bool putElementBegin(bool) {
-        record_.countElement();
-        return true;
-    }
-    bool putEmptyElement(bool first) { return putElementBegin(first) && record_.addNull(); }
-    bool putFieldBegin(std::string_view name, bool) {
-        return record_.addText(Event::Kind::Field, name);
-    }
+    bool putNull() { return record_.putNull(); }
+    bool putBoolean(bool value) { return record_.putBoolean(value); }
+    bool putSigned(std::int64_t value) { return record_.putSigned(value); }
+    bool putUnsigned(std::uint64_t value) { return record_.putUnsigned(value); }
+    bool putFloat(float value) { return record_.putFloat(value); }
+    bool putDouble(double value) { return record_.putDouble(value); }
+    bool putString(std::string_view bytes) { return record_.putString(bytes); }
+    bool putText(std::string_view utf8) { return record_.putString(utf8); }
+    bool putArrayBegin() { return record_.beginArray(); }
+    bool putArrayEnd(bool) { return record_.endArray(); }
+    bool putStructBegin() { return record_.beginStruct(); }
+    bool putStructEnd(bool) { return record_.endStruct(); }
+    bool putElementBegin(bool) { return record_.beginElement(); }
+    bool putEmptyElement(bool) { return record_.putEmptyElement(); }
+    bool putFieldBegin(std::string_view name, bool) { return record_.beginField(name); }
 
     void locate(std::string_view, bool isInItem, FieldPath& path) const noexcept {
         record_.addPathOfNext(path, isInItem);
     }
 
 private:
-    bool close() {
-        record_.close();
-        return true;
-    }
-
     Record& record_;
 };
 
