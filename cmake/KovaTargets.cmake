@@ -39,6 +39,12 @@ function(kova_add_layer name)
   if(ARG_INTERNAL)
     target_include_directories(${name}_objects PRIVATE ${ARG_INTERNAL})
   endif()
+  if(KOVA_PRECOMPILE)
+    target_compile_options(${name}_objects PRIVATE $<$<CXX_COMPILER_ID:GNU>:-fpch-preprocess>)
+    target_precompile_headers(${name}_objects PRIVATE
+      <algorithm> <array> <atomic> <chrono> <condition_variable> <cstdint> <functional> <list> <map>
+      <memory> <mutex> <optional> <string> <string_view> <unordered_map> <utility> <vector>)
+  endif()
   if(BUILD_SHARED_LIBS)
     set_target_properties(${name}_objects PROPERTIES POSITION_INDEPENDENT_CODE ON)
   endif()
@@ -76,7 +82,7 @@ function(kova_test_options target optimize)
 endfunction()
 
 # Adds an object library NAME that precompiles the headers common to all test programs. Only presets
-# with KOVA_PRECOMPILE_TESTS use it; the other presets verify that each file includes what it needs.
+# with KOVA_PRECOMPILE use it; the other presets verify that each file includes what it needs.
 function(kova_add_test_prelude name optimize)
   file(CONFIGURE OUTPUT ${CMAKE_CURRENT_BINARY_DIR}/${name}.cpp CONTENT "")
   add_library(${name} OBJECT ${CMAKE_CURRENT_BINARY_DIR}/${name}.cpp)
@@ -110,7 +116,7 @@ function(kova_add_test name)
   # GoogleTest's typed tests omit the variadic argument of a macro.
   target_compile_options(${name} PRIVATE
     $<$<CXX_COMPILER_ID:Clang>:-Wno-gnu-zero-variadic-macro-arguments>)
-  if(KOVA_PRECOMPILE_TESTS)
+  if(KOVA_PRECOMPILE)
     set(prelude kova_test_prelude)
     if(ARG_OPTIMIZE)
       set(prelude kova_test_prelude_optimized)
@@ -168,6 +174,7 @@ function(kova_add_headers_alone name)
   endif()
   add_library(${name} OBJECT ${sources})
   kova_common_options(${name})
+  kova_test_options(${name} FALSE)
   # An example may show an expression or an object and leave it at that.
   target_compile_options(${name} PRIVATE
     -Wno-unused-value -Wno-unused-result -Wno-unused-variable -Wno-unused-but-set-variable)
