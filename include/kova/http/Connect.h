@@ -23,6 +23,9 @@ struct ConnectOptions {
     /// The longest value or error of an answer, with its header. A longer one ends the request with
     /// 502.
     std::size_t recordBytes = std::size_t{64} * 1024 * 1024;
+    /// Accepts only a Unix socket at which a process of root or of this user listens. Another one
+    /// counts as a server that cannot be reached.
+    bool onlyTrusted = false;
 };
 
 /// Returns a service that is served at an address (`Address`) by the `Endpoint` of another process.

@@ -44,6 +44,9 @@ struct EndpointOptions {
     std::chrono::milliseconds idle{0};
     /// The access rights of a Unix socket's file.
     unsigned mode = 0660;
+    /// The directory in which an endpoint with an address of the form "kova:" registers its
+    /// services. If it is empty, the first one of `kova::http::socketDirectories`.
+    std::string directory = {};
     /// Allows a TCP address that other machines reach. There is no encryption and no
     /// authentication: put a proxy in front.
     bool allowsRemote = false;
@@ -54,6 +57,20 @@ struct EndpointOptions {
 };
 
 /// Serves services to other processes, over a Unix socket or TCP.
+///
+/// The text of its address is that of an `Address`, or
+///
+///     "kova:" [SERVICE_PATH]
+///     "systemd:" [NAME]
+///
+/// The first form registers the services in a directory of sockets (`Directory.h`), each under its
+/// path, where `kova::http::open` finds them; SERVICE_PATH is the path of a service that has none
+/// yet. The directory is created if it does not exist. A name that a process serves already is
+/// refused.
+///
+/// The second form uses a listening socket that systemd, or another service manager with the
+/// protocol of sd_listen_fds(3), has opened: the one with this name (FileDescriptorName=), or the
+/// only one. Its file is not removed, and while no endpoint uses it, clients wait.
 ///
 /// Programs use HTTP/2 without TLS and the records that `docs/wire.md` describes;
 /// `kova::http::connect` is such a client. curl and browsers use HTTP/1.1 (`docs/http.md`). The
@@ -70,7 +87,7 @@ struct EndpointOptions {
 ///     };
 class KOVA_HTTP_API Endpoint {
 public:
-    /// Serves a service at an address (`Address`). The service must outlive the object. Throws
+    /// Serves a service at an address. The service must outlive the object. Throws
     /// `std::invalid_argument` if the address is malformed or not allowed, and `std::system_error`
     /// if the system refuses the socket. The file of a Unix socket that no process serves any more
     /// is replaced; one that is in use is refused with `EADDRINUSE`.
@@ -85,7 +102,8 @@ public:
     Endpoint(const Endpoint&) = delete;
     Endpoint& operator=(const Endpoint&) = delete;
 
-    /// Returns the address at which it serves. A port that was 0 is the one that the system chose.
+    /// Returns the address at which it serves, as `connect` accepts it. A port that was 0 is the
+    /// one that the system chose.
     std::string address() const;
     /// Removes the file of a Unix socket, accepts no connection and no request any more, lets
     /// pending requests end within the limit, then ends them with 503, and closes all connections.

@@ -21,6 +21,8 @@ struct ClientSettings {
     std::int32_t window = 256 * 1024;
     /// The longest record of an answer.
     std::size_t recordBytes = std::size_t{64} * 1024 * 1024;
+    /// Whether the server must be a process of root or of this user.
+    bool onlyTrusted = false;
     /// The time without bytes after which the client sends a PING while requests are open.
     EventLoop::Clock::duration quiet = std::chrono::seconds(10);
     /// The time for the answer to a PING.

@@ -33,7 +33,9 @@ ClientState::ClientState(const Address& address, const ClientSettings& settings)
     : settings_(settings),
       address_(address.toString()),
       loop_(EventLoop::start("kova-client")),
-      dialer_(*loop_, address, [this](FileDescriptor socket) { onConnected(std::move(socket)); }) {}
+      dialer_(
+          *loop_, address, [this](FileDescriptor socket) { onConnected(std::move(socket)); },
+          settings.onlyTrusted) {}
 
 // --- Any thread ----------------------------------------------------------------------------------
 

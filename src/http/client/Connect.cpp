@@ -46,6 +46,7 @@ detail::ClientSettings toSettings(const ConnectOptions& options) {
     settings.window =
         static_cast<std::int32_t>(std::clamp<std::size_t>(options.queuedBytes, 1, LONGEST_WINDOW));
     settings.recordBytes = options.recordBytes;
+    settings.onlyTrusted = options.onlyTrusted;
     return settings;
 }
 

@@ -5,7 +5,6 @@
 #include <netinet/tcp.h>
 #include <sys/epoll.h>
 #include <sys/socket.h>
-#include <sys/un.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -13,6 +12,8 @@
 #include <random>
 #include <system_error>
 #include <utility>
+
+#include "UnixSocket.h"
 
 namespace kova::http::detail {
 
@@ -33,10 +34,7 @@ SocketAddress toStorage(const T& address) {
 
 SocketAddress toSocketAddress(const Address& address) {
     if (address.isUnix()) {
-        sockaddr_un local{};
-        local.sun_family = AF_UNIX;
-        address.path.copy(local.sun_path, sizeof local.sun_path - 1);
-        return toStorage(local);
+        return toStorage(toUnixAddress(address.path));
     }
     sockaddr_in internet{};
     if (inet_pton(AF_INET, address.host.c_str(), &internet.sin_addr) == 1) {
@@ -53,10 +51,11 @@ SocketAddress toSocketAddress(const Address& address) {
 
 }  // namespace
 
-Dialer::Dialer(EventLoop& loop, const Address& address, OnConnected onConnected)
+Dialer::Dialer(EventLoop& loop, const Address& address, OnConnected onConnected, bool onlyTrusted)
     : loop_(loop),
       address_(address),
       onConnected_(std::move(onConnected)),
+      onlyTrusted_(onlyTrusted),
       random_(static_cast<unsigned>(EventLoop::Clock::now().time_since_epoch().count())) {}
 
 void Dialer::start() {
@@ -139,6 +138,10 @@ void Dialer::finish() {
 }
 
 void Dialer::connected(FileDescriptor socket) {
+    if (onlyTrusted_ && !isTrustedUser(userOfServer(socket.get()))) {
+        fail(EPERM);
+        return;
+    }
     if (!address_.isUnix()) {
         const int on = 1;
         ::setsockopt(socket.get(), IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);

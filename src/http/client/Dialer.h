@@ -26,8 +26,10 @@ public:
     static constexpr std::chrono::milliseconds LONGEST_DELAY{1000};
 
     /// Gets the function that takes the connected socket, on the thread of the loop. It may be
-    /// called inside `start`.
-    Dialer(EventLoop& loop, const Address& address, OnConnected onConnected);
+    /// called inside `start`. With `onlyTrusted`, a socket that is not served by root or by the
+    /// user of this process counts as a failed attempt.
+    Dialer(EventLoop& loop, const Address& address, OnConnected onConnected,
+           bool onlyTrusted = false);
     ~Dialer() { stop(); }
     Dialer(const Dialer&) = delete;
     Dialer& operator=(const Dialer&) = delete;
@@ -53,6 +55,7 @@ private:
     EventLoop& loop_;
     const Address address_;
     const OnConnected onConnected_;
+    const bool onlyTrusted_;
     FileDescriptor socket_;  ///< the socket that is being connected
     std::optional<EventLoop::TimerId> timer_;
     std::chrono::milliseconds delay_{0};  ///< before the next attempt

@@ -15,34 +15,21 @@ constexpr std::chrono::milliseconds FLUSH_LIMIT(1000);
 constexpr std::chrono::milliseconds SETTLE_LIMIT(200);
 constexpr char const* LOST = "lost: the endpoint stops";
 
-Address parseAddress(const std::string& text, const EndpointOptions& options) {
-    const kit::Result<Address> address = Address::parse(text);
-    if (!address) {
-        throw std::invalid_argument(address.error().message);
-    }
-    if (!address->isLocal() && !options.allowsRemote) {
-        throw std::invalid_argument("address '" + text +
-                                    "': other machines reach it; set allowsRemote to serve them");
-    }
-    return *address;
-}
-
 }  // namespace
 
 std::shared_ptr<EndpointState> EndpointState::start(
     const std::map<std::string, IKovaApi*>& services, const std::string& address,
     const EndpointOptions& options) {
     std::shared_ptr<EndpointState> state(
-        new EndpointState(services, parseAddress(address, options), options));
+        new EndpointState(listen(services, address, options), options));
     state->loop_->post([state] { state->begin(); });
     return state;
 }
 
-EndpointState::EndpointState(const std::map<std::string, IKovaApi*>& services,
-                             const Address& address, const EndpointOptions& options)
+EndpointState::EndpointState(Listening listening, const EndpointOptions& options)
     : options_(options),
-      services_(services),
-      listener_(std::in_place, address, options.mode),
+      services_(listening.services),
+      listener_(std::move(listening.socket)),
       address_(listener_->address().toString()),
       loop_(EventLoop::start("kova-endpoint")),
       context_(options_, *loop_, services_) {

@@ -16,7 +16,7 @@
 #include "foreign/ForeignServer.h"
 #include "kova/http/Endpoint.h"
 #include "server/Acceptor.h"
-#include "server/Listener.h"
+#include "server/Listening.h"
 #include "server/ServerConnection.h"
 #include "server/ServerContext.h"
 #include "server/Undecided.h"
@@ -51,8 +51,7 @@ public:
 private:
     using TimePoint = std::chrono::steady_clock::time_point;
 
-    EndpointState(const std::map<std::string, IKovaApi*>& services, const Address& address,
-                  const EndpointOptions& options);
+    EndpointState(Listening listening, const EndpointOptions& options);
 
     // On the thread of the loop:
     void begin();
@@ -75,7 +74,7 @@ private:
 
     const EndpointOptions options_;
     const ServedServices services_;
-    std::optional<Listener> listener_;
+    std::unique_ptr<ListeningSocket> listener_;
     const std::string address_;
     const std::shared_ptr<EventLoop> loop_;
     std::atomic<std::size_t> connections_{0};

@@ -3,42 +3,26 @@
 #include <arpa/inet.h>
 #include <fcntl.h>
 #include <netinet/in.h>
-#include <sys/file.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
-#include <sys/un.h>
 
 #include <array>
 #include <cerrno>
-#include <cstring>
 #include <system_error>
-#include <thread>
+
+#include "UnixSocket.h"
 
 namespace kova::http::detail {
 
 namespace {
 
-constexpr int KIND = SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC;
 constexpr int BACKLOG = 512;
-// The attempts to lock a directory, with 10 ms in between.
-constexpr int LOCK_ATTEMPTS = 200;
-
-[[noreturn]] void fail(int error, const std::string& what) {
-    throw std::system_error(error, std::generic_category(), what);
-}
 
 FileDescriptor checked(int descriptor, const Address& address) {
     if (descriptor < 0) {
-        fail(errno, address.toString());
+        failWith(errno, address.toString());
     }
     return FileDescriptor(descriptor);
-}
-
-sockaddr_un unixAddress(const std::string& path) noexcept {
-    sockaddr_un address{};
-    address.sun_family = AF_UNIX;
-    std::memcpy(address.sun_path, path.data(), path.size());
-    return address;
 }
 
 template <typename SocketAddress>
@@ -52,28 +36,12 @@ FileDescriptor lockDirectory(const std::string& path) {
     const std::string directory = slash == std::string::npos ? "." : path.substr(0, slash + 1);
     FileDescriptor lock(::open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     if (!lock) {
-        fail(errno, directory);
+        failWith(errno, directory);
     }
-    for (int attempt = 0; ::flock(lock.get(), LOCK_EX | LOCK_NB) != 0; ++attempt) {
-        if (attempt == LOCK_ATTEMPTS) {
-            fail(EADDRINUSE, directory + " is locked");
-        }
-        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    if (!lockWithPatience(lock.get())) {
+        failWith(EADDRINUSE, directory + " is locked");
     }
     return lock;
-}
-
-// Returns whether the path is that of a socket that no process serves.
-bool isDead(const std::string& path) noexcept {
-    struct stat status {};
-    if (::lstat(path.c_str(), &status) != 0 || !S_ISSOCK(status.st_mode)) {
-        return false;
-    }
-    const FileDescriptor probe(::socket(AF_UNIX, KIND, 0));
-    const sockaddr_un address = unixAddress(path);
-    return ::connect(probe.get(), reinterpret_cast<sockaddr const*>(&address), sizeof address) !=
-               0 &&
-           errno == ECONNREFUSED;
 }
 
 std::string textOf(const sockaddr_storage& address) {
@@ -90,7 +58,8 @@ std::string textOf(const sockaddr_storage& address) {
 
 }  // namespace
 
-Listener::Listener(const Address& address, unsigned mode) : address_(address) {
+Listener::Listener(const Address& address, unsigned mode) {
+    address_ = address;
     if (address_.isUnix()) {
         listenAtPath(mode);
     } else {
@@ -107,19 +76,19 @@ Listener::~Listener() {
 // The mode is set before the file exists, so that at no time it is wider than `mode`; `chmod` adds
 // the bits that the umask has taken.
 void Listener::listenAtPath(unsigned mode) {
-    socket_ = checked(::socket(AF_UNIX, KIND, 0), address_);
+    socket_ = checked(::socket(AF_UNIX, SOCKET_KIND, 0), address_);
     ::fchmod(socket_.get(), mode);
     const FileDescriptor lock = lockDirectory(address_.path);
-    const sockaddr_un name = unixAddress(address_.path);
+    const sockaddr_un name = toUnixAddress(address_.path);
     int result = bindTo(socket_.get(), name);
-    if (result != 0 && errno == EADDRINUSE && isDead(address_.path)) {
+    if (result != 0 && errno == EADDRINUSE && isDeadSocket(address_.path)) {
         ::unlink(address_.path.c_str());
         result = bindTo(socket_.get(), name);
     } else if (result != 0 && errno != EADDRINUSE) {
-        fail(errno, address_.toString());
+        failWith(errno, address_.toString());
     }
     if (result != 0) {
-        fail(EADDRINUSE, address_.toString());
+        failWith(EADDRINUSE, address_.toString());
     }
     struct stat status {};
     if (::lstat(address_.path.c_str(), &status) == 0) {
@@ -130,13 +99,13 @@ void Listener::listenAtPath(unsigned mode) {
     if (::listen(socket_.get(), BACKLOG) != 0) {
         const int error = errno;
         ::unlink(address_.path.c_str());
-        fail(error, address_.toString());
+        failWith(error, address_.toString());
     }
 }
 
 void Listener::listenAtPort() {
     const bool isV6 = address_.host.find(':') != std::string::npos;
-    socket_ = checked(::socket(isV6 ? AF_INET6 : AF_INET, KIND, 0), address_);
+    socket_ = checked(::socket(isV6 ? AF_INET6 : AF_INET, SOCKET_KIND, 0), address_);
     const int on = 1;
     ::setsockopt(socket_.get(), SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
     int result = 0;
@@ -155,7 +124,7 @@ void Listener::listenAtPort() {
         result = bindTo(socket_.get(), name);
     }
     if (result != 0 || ::listen(socket_.get(), BACKLOG) != 0) {
-        fail(errno, address_.toString());
+        failWith(errno, address_.toString());
     }
     sockaddr_storage bound{};
     socklen_t size = sizeof bound;

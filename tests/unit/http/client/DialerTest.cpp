@@ -11,7 +11,9 @@
 #include <memory>
 #include <string>
 
+#include "UnixSocket.h"
 #include "support/Http2Peer.h"
+#include "support/OtherUser.h"
 #include "support/Watchdog.h"
 
 namespace kova::http::detail {
@@ -34,11 +36,12 @@ protected:
         });
         done.get_future().wait();
     }
-    void dial(const std::string& address) {
+    void dial(const std::string& address, bool onlyTrusted = false) {
         onLoop([&] {
             dialer = std::make_unique<Dialer>(
                 *loop, *Address::parse(address),
-                [&](FileDescriptor socket) { connected.set_value(std::move(socket)); });
+                [&](FileDescriptor socket) { connected.set_value(std::move(socket)); },
+                onlyTrusted);
             dialer->start();
             reason = dialer->reason();
         });
@@ -56,6 +59,27 @@ TEST_F(DialerTest, UnixSocketIsConnectedInsideStart) {
     listener.listen();
     dial(listener.address());
     EXPECT_EQ(connected.get_future().wait_for(0s), std::future_status::ready);
+}
+
+TEST_F(DialerTest, ServerOfThisUserIsTrusted) {
+    listener.listen();
+    dial(listener.address(), true);
+    EXPECT_EQ(connected.get_future().wait_for(0s), std::future_status::ready);
+}
+
+TEST_F(DialerTest, ServerOfAnotherUserIsNotTrusted) {
+    KOVA_SKIP_UNLESS_ROOT();
+    const FileDescriptor server(::socket(AF_UNIX, SOCK_STREAM, 0));
+    const std::string path = listener.address().substr(5);
+    const sockaddr_un address = toUnixAddress(path);
+    ASSERT_EQ(::bind(server.get(), reinterpret_cast<sockaddr const*>(&address), sizeof address), 0);
+    {
+        const kova::test::OtherUser alice(kova::test::OtherUser::ALICE);
+        ASSERT_EQ(::listen(server.get(), 1), 0);
+    }
+    dial(listener.address(), true);
+    EXPECT_EQ(reason, "Operation not permitted");
+    ::unlink(path.c_str());
 }
 
 TEST_F(DialerTest, TcpSocketIsConnected) {
