@@ -103,7 +103,7 @@ TEST_F(DirectoryTest, EachServiceOfAnEndpointIsFound) {
                       "kova:", inDirectory(path));
     EXPECT_EQ(read(open("kova:/one$/level").orThrow()), 1);
     EXPECT_EQ(read(open("kova:/number/two$/level").orThrow()), 2);
-    EXPECT_EQ(read(open("kova:number/two/$level").orThrow()), 2) << "paths become absolute";
+    EXPECT_EQ(read(open("kova:/number/two/$level").orThrow()), 2) << "paths are normalized";
     EXPECT_THAT(
         textsOf(registeredServices(directories)),
         ElementsAre("/number/two unix:" + (*this / "number+two"), "/one unix:" + (*this / "one")));
