@@ -9,6 +9,7 @@
 #include <cerrno>
 #include <climits>
 #include <future>
+#include <new>
 #include <system_error>
 #include <utility>
 
@@ -70,6 +71,22 @@ void EventLoop::post(Task task) {
     eventfd_write(wake_.get(), 1);
 }
 
+void EventLoop::post(std::shared_ptr<Job> job) noexcept {
+    {
+        const std::lock_guard<std::mutex> guard(mutex_);
+        if (isStopped_ || std::exchange(job->isPosted_, true)) {
+            return;
+        }
+        Job* const last = std::exchange(lastJob_, job.get());
+        if (last != nullptr) {
+            last->next_ = std::move(job);
+            return;  // the thread is woken already
+        }
+        firstJob_ = std::move(job);
+    }
+    eventfd_write(wake_.get(), 1);
+}
+
 void EventLoop::stop() noexcept {
     {
         const std::lock_guard<std::mutex> guard(mutex_);
@@ -87,11 +104,16 @@ bool EventLoop::add(int descriptor, std::uint32_t events, OnReady onReady) {
     epoll_event event{};
     event.events = events;
     event.data.fd = descriptor;
-    if (epoll_ctl(epoll_.get(), EPOLL_CTL_ADD, descriptor, &event) != 0) {
+    try {
+        watches_[descriptor] = std::make_shared<Watch>(Watch{descriptor, std::move(onReady)});
+    } catch (const std::bad_alloc&) {
         return false;
     }
-    watches_[descriptor] = std::make_shared<Watch>(Watch{descriptor, std::move(onReady)});
-    return true;
+    const bool isAdded = epoll_ctl(epoll_.get(), EPOLL_CTL_ADD, descriptor, &event) == 0;
+    if (!isAdded) {
+        watches_.erase(descriptor);
+    }
+    return isAdded;
 }
 
 void EventLoop::change(int descriptor, std::uint32_t events) noexcept {
@@ -118,7 +140,7 @@ void EventLoop::run() {
         runTasks();
         runTimers();
         const std::lock_guard<std::mutex> guard(mutex_);
-        if (isStopped_ && tasks_.empty()) {
+        if (isStopped_ && tasks_.empty() && !firstJob_) {
             return;
         }
     }
@@ -151,12 +173,29 @@ void EventLoop::waitForEvents() {
     }
 }
 
+void EventLoop::runJobs(std::shared_ptr<Job> job) {
+    while (job) {
+        std::shared_ptr<Job> next;
+        {
+            const std::lock_guard<std::mutex> guard(mutex_);
+            next = std::move(job->next_);
+            job->isPosted_ = false;
+        }
+        job->run();
+        job = std::move(next);
+    }
+}
+
 void EventLoop::runTasks() {
     std::vector<Task> tasks;
+    std::shared_ptr<Job> job;
     {
         const std::lock_guard<std::mutex> guard(mutex_);
         tasks.swap(tasks_);
+        job = std::move(firstJob_);
+        lastJob_ = nullptr;
     }
+    runJobs(std::move(job));
     for (Task& task : tasks) {
         task();
         task = nullptr;

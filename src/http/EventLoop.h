@@ -30,6 +30,23 @@ public:
     using OnReady = std::function<void(std::uint32_t events)>;
     using TimerId = std::pair<Clock::time_point, std::uint64_t>;
 
+    /// A function of the loop that exists before it is posted, so that posting it needs no memory.
+    class Job {
+    public:
+        Job() = default;
+        virtual ~Job() = default;
+        Job(const Job&) = delete;
+        Job& operator=(const Job&) = delete;
+
+    protected:
+        virtual void run() = 0;
+
+    private:
+        friend class EventLoop;
+        std::shared_ptr<Job> next_;
+        bool isPosted_ = false;
+    };
+
     /// Starts a loop, whose thread has a name of at most 15 characters. The thread owns the loop,
     /// too, until `stop`, which must follow. Throws `std::system_error`.
     static std::shared_ptr<EventLoop> start(char const* threadName);
@@ -41,6 +58,10 @@ public:
     /// `post`. After `stop` was called, the function is destroyed without a call. Any thread may
     /// call it.
     void post(Task task);
+    /// Runs a job on the thread of the loop: once for all calls before it begins to run. It may run
+    /// before functions that were posted earlier. The loop owns it meanwhile. Allocates no memory.
+    /// Any thread may call it.
+    void post(std::shared_ptr<Job> job) noexcept;
     /// Returns whether the current thread is that of the loop.
     bool isLoopThread() const noexcept { return std::this_thread::get_id() == thread_.get_id(); }
     /// Calls the functions that are posted already, then ends the thread, and waits for it. From
@@ -48,7 +69,7 @@ public:
     void stop() noexcept;
 
     /// Watches a descriptor until `remove`, which must come before it is closed. Returns false if
-    /// the system refuses it.
+    /// the system refuses it, or if there is no memory.
     bool add(int descriptor, std::uint32_t events, OnReady onReady);
     /// Changes the events that a descriptor is watched for.
     void change(int descriptor, std::uint32_t events) noexcept;
@@ -66,6 +87,7 @@ private:
     EventLoop();
     void run();
     void waitForEvents();
+    void runJobs(std::shared_ptr<Job> job);
     void runTasks();
     void runTimers();
     int timeout() const noexcept;
@@ -78,6 +100,8 @@ private:
 
     std::mutex mutex_;
     std::vector<Task> tasks_;
+    std::shared_ptr<Job> firstJob_;
+    Job* lastJob_ = nullptr;
     bool isStopped_ = false;  ///< no task is accepted any more
 
     std::thread thread_;

@@ -5,6 +5,7 @@
 
 #include <array>
 #include <cerrno>
+#include <new>
 #include <utility>
 
 namespace kova::http::detail {
@@ -85,10 +86,7 @@ void Http2Connection::flush() {
     if (!isOpen_) {
         return;
     }
-    bool isBroken = sent_ < output_.size() && !write();
-    while (!isBroken && sent_ == output_.size() && gather()) {
-        isBroken = !write();
-    }
+    const bool isBroken = !send();
     const bool isOver = sent_ == output_.size() && nghttp2_session_want_read(session()) == 0 &&
                         nghttp2_session_want_write(session()) == 0;
     if (isBroken) {
@@ -101,7 +99,24 @@ void Http2Connection::flush() {
     }
 }
 
-// Takes bytes from the session. Returns whether there are any.
+// Sends until the session has nothing, or the socket takes no more. Returns false if the connection
+// is broken.
+bool Http2Connection::send() {
+    bool isSent = sent_ == output_.size() || write();
+    while (isSent && sent_ == output_.size()) {
+        if (!gather()) {
+            return false;
+        }
+        if (output_.empty()) {
+            return true;
+        }
+        isSent = write();
+    }
+    return isSent;
+}
+
+// Takes bytes from the session. Returns false if the session has failed, or if there is no memory
+// for bytes that the session has given up already.
 bool Http2Connection::gather() {
     output_.clear();
     sent_ = 0;
@@ -109,11 +124,15 @@ bool Http2Connection::gather() {
         const std::uint8_t* bytes = nullptr;
         const ssize_t count = nghttp2_session_mem_send(session(), &bytes);
         if (count <= 0) {
-            break;
+            return count == 0;
         }
-        output_.append(reinterpret_cast<char const*>(bytes), static_cast<std::size_t>(count));
+        try {
+            output_.append(reinterpret_cast<char const*>(bytes), static_cast<std::size_t>(count));
+        } catch (const std::bad_alloc&) {
+            return false;
+        }
     }
-    return !output_.empty();
+    return true;
 }
 
 // Returns false if the connection is broken.

@@ -28,7 +28,8 @@ public:
     /// Watches the socket, and sends what the session has to send. Takes ownership of the session.
     void start(nghttp2_session* session);
     /// Sends what the session has to send, as far as the socket takes it; the rest follows when it
-    /// takes more. Closes the connection if it is broken, or if the session has ended.
+    /// takes more. Closes the connection if it is broken, if the session has ended, or if there is
+    /// no memory.
     void flush();
     /// Processes bytes that were received already.
     void receive(const std::uint8_t* bytes, std::size_t size);
@@ -37,6 +38,10 @@ public:
     bool isOpen() const noexcept { return isOpen_; }
 
 protected:
+    struct DeleteSession {
+        void operator()(nghttp2_session* session) const noexcept { nghttp2_session_del(session); }
+    };
+
     /// The connection is closed. Called once, as the last call; the object may be destroyed in it.
     /// `session` may still be read.
     virtual void onClosed() noexcept = 0;
@@ -45,12 +50,9 @@ protected:
     int socket() const noexcept { return socket_.get(); }
 
 private:
-    struct DeleteSession {
-        void operator()(nghttp2_session* session) const noexcept { nghttp2_session_del(session); }
-    };
-
     void onReady(std::uint32_t events);
     bool read();
+    bool send();
     bool gather();
     bool write();
     void watchForWriting(bool isOn) noexcept;

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <exception>
 #include <string_view>
 #include <utility>
 
@@ -59,7 +60,7 @@ public:
         : answer_(std::move(answer)), part_(part) {}
     ~PartHandler() override {
         if (!hasEnded_) {
-            answer_->end(part_, ForeignAnswer::Kind::dropped, droppedError().toResponse());
+            answer_->end(part_, ForeignAnswer::Kind::dropped, nullptr);
         }
     }
     PartHandler(const PartHandler&) = delete;
@@ -68,11 +69,11 @@ public:
     bool onNext(const Response& value) override { return !answer_->next(part_, value); }
     void onError(const Response& error) override {
         hasEnded_ = true;
-        answer_->end(part_, ForeignAnswer::Kind::error, error);
+        answer_->end(part_, ForeignAnswer::Kind::error, &error);
     }
     void onCompleted() override {
         hasEnded_ = true;
-        answer_->end(part_, ForeignAnswer::Kind::completed, Response());
+        answer_->end(part_, ForeignAnswer::Kind::completed, nullptr);
     }
 
 private:
@@ -102,10 +103,36 @@ std::unique_ptr<IResponseHandler<Response>> ForeignAnswer::makeHandler(std::size
 }
 
 // Returns whether further values are wanted.
-bool ForeignAnswer::next(std::size_t part, const Response& value) {
+bool ForeignAnswer::next(std::size_t part, const Response& value) noexcept {
+    try {
+        return addNext(part, value);
+    } catch (const std::exception&) {
+        fail();
+        return false;
+    }
+}
+
+void ForeignAnswer::end(std::size_t part, Kind kind, Response const* response) noexcept {
+    try {
+        addEnd(part, kind, response);
+    } catch (const std::exception&) {
+        fail();
+    }
+}
+
+void ForeignAnswer::fail() noexcept {
+    std::list<Event> dropped;  // destroyed outside the lock
+    const Lock lock(mutex_);
+    isFailed_ = true;
+    dropped.swap(events_);
+    bytes_ = 0;
+    announce();
+}
+
+bool ForeignAnswer::addNext(std::size_t part, const Response& value) {
     Lock lock(mutex_);
     Part& own = parts_[part];
-    if (isClosed_ || own.hasEnded || own.isEnough) {
+    if (isClosed_ || isFailed_ || own.hasEnded || own.isEnough) {
         return false;
     }
     if (answer_ == ForeignCall::Answer::events) {
@@ -123,13 +150,15 @@ bool ForeignAnswer::next(std::size_t part, const Response& value) {
     return false;
 }
 
-void ForeignAnswer::end(std::size_t part, Kind kind, const Response& response) {
+void ForeignAnswer::addEnd(std::size_t part, Kind kind, Response const* response) {
     const Lock lock(mutex_);
     Part& own = parts_[part];
-    const bool isWanted = !isClosed_ && !own.hasEnded && !own.isEnough;
+    const bool isWanted = !isClosed_ && !isFailed_ && !own.hasEnded && !own.isEnough;
     own.hasEnded = true;
-    if (isWanted) {
-        append({part, kind, response});
+    if (isWanted && kind == Kind::dropped) {
+        append({part, kind, droppedError().toResponse()});
+    } else if (isWanted) {
+        append({part, kind, response != nullptr ? *response : Response()});
     }
 }
 
@@ -223,16 +252,17 @@ void ForeignAnswer::append(Event&& event) {
     announce();
 }
 
-void ForeignAnswer::announce() {
-    if (std::exchange(isAnnounced_, true)) {
-        return;
+void ForeignAnswer::announce() noexcept {
+    if (!std::exchange(isAnnounced_, true)) {
+        loop_->post(shared_from_this());
     }
-    loop_->post([self = shared_from_this()] {
-        if (self->onReady_) {
-            const EventLoop::Task onReady = self->onReady_;
-            onReady();
-        }
-    });
+}
+
+void ForeignAnswer::run() {
+    if (onReady_) {
+        const EventLoop::Task onReady = onReady_;  // it may call `close`
+        onReady();
+    }
 }
 
 bool ForeignAnswer::isOver() const noexcept {
@@ -242,8 +272,13 @@ bool ForeignAnswer::isOver() const noexcept {
 
 bool ForeignAnswer::isReady() {
     const Lock lock(mutex_);
-    isAnnounced_ = !events_.empty() || isOver();
+    isAnnounced_ = isFailed_ || !events_.empty() || isOver();
     return isAnnounced_;
+}
+
+bool ForeignAnswer::hasFailed() const {
+    const Lock lock(mutex_);
+    return isFailed_;
 }
 
 std::optional<HttpReply> ForeignAnswer::takeReply() {
@@ -335,7 +370,7 @@ bool ForeignAnswer::isEnough(std::size_t part) const {
 
 void ForeignAnswer::close() noexcept {
     onReady_ = nullptr;
-    std::deque<Event> dropped;  // destroyed outside the lock
+    std::list<Event> dropped;  // destroyed outside the lock
     {
         const Lock lock(mutex_);
         isClosed_ = true;

@@ -4,7 +4,7 @@
 #include <condition_variable>
 #include <cstddef>
 #include <cstdint>
-#include <deque>
+#include <list>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -25,8 +25,9 @@ namespace kova::http::detail {
 /// Of an answer that is not a stream it keeps one value. The events of a stream wait in a queue for
 /// the client. Each part of the stream has the bound and the policy that its first value names
 /// (`kit::STREAM_QUEUE`), or `kit::Disconnect`. A part that exceeds a bound that no policy can keep
-/// ends with the error 503.
-class ForeignAnswer : public std::enable_shared_from_this<ForeignAnswer> {
+/// ends with the error 503. If memory runs out, the answer has failed, and so have all its parts.
+class ForeignAnswer final : public EventLoop::Job,
+                            public std::enable_shared_from_this<ForeignAnswer> {
 public:
     struct Limits {
         /// The bytes of payloads that wait. A single value may have more.
@@ -47,8 +48,11 @@ public:
 
     /// @{
     /// The functions of the reader, on the thread of the loop.
-    /// Returns whether there is a reply, a text, or the end. If not, `onReady` follows.
+    /// Returns whether there is a reply, a text, the end, or the failure. If not, `onReady`
+    /// follows.
     bool isReady();
+    /// Returns whether there was no memory for the answer. It has neither a reply nor a text then.
+    bool hasFailed() const;
     /// Returns the reply of an answer that is not a stream; and of a stream that began with an
     /// error, before any text was taken. Otherwise nothing.
     std::optional<HttpReply> takeReply();
@@ -87,8 +91,11 @@ private:
     using Lock = std::unique_lock<std::mutex>;
 
     // On any thread:
-    bool next(std::size_t part, const Response& value);
-    void end(std::size_t part, Kind kind, const Response& response);
+    bool next(std::size_t part, const Response& value) noexcept;
+    void end(std::size_t part, Kind kind, Response const* response) noexcept;
+    bool addNext(std::size_t part, const Response& value);
+    void addEnd(std::size_t part, Kind kind, Response const* response);
+    void fail() noexcept;
     bool addValue(Lock& lock, std::size_t part, const Response& value);
     bool reserve(Lock& lock, std::size_t part, std::size_t size);
     bool isFull(const Part& part, std::size_t size) const noexcept;
@@ -96,7 +103,8 @@ private:
     void dropValues(std::size_t part, bool isAll);
     void disconnect(std::size_t part);
     void append(Event&& event);
-    void announce();
+    void announce() noexcept;
+    void run() override;
     bool isOver() const noexcept;
     std::optional<Event> takeEvent();
     void appendText(std::string& out, const Event& event) const;
@@ -110,11 +118,12 @@ private:
     mutable std::mutex mutex_;
     std::condition_variable changed_;
     std::vector<Part> parts_;
-    std::deque<Event> events_;
+    std::list<Event> events_;       ///< a list, because a quiet stream has none
     std::optional<Response> last_;  ///< the latest value of an answer that is not a stream
     std::size_t bytes_ = 0;
     bool isAnnounced_ = true;
     bool isClosed_ = false;
+    bool isFailed_ = false;
     bool hasText_ = false;  ///< the stream has begun
 };
 

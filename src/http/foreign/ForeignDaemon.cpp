@@ -7,10 +7,12 @@
 #include <chrono>
 #include <cstdarg>
 #include <exception>
+#include <new>
 #include <stdexcept>
 #include <utility>
 #include <vector>
 
+#include "OutOfMemory.h"
 #include "foreign/ForeignExchange.h"
 #include "foreign/JsonText.h"
 #include "foreign/Replies.h"
@@ -32,6 +34,7 @@ void* onTarget(void* self, char const* target, MHD_Connection* connection) noexc
     try {
         return new ForeignExchange(*static_cast<ForeignDaemon*>(self), connection, target);
     } catch (const std::exception&) {
+        reportOutOfMemory("a connection is closed: no memory for a request");
         return nullptr;
     }
 }
@@ -102,10 +105,14 @@ void ForeignDaemon::adopt(FileDescriptor socket, const kit::Peer& peer) {
     sockaddr_storage address{};
     address.ss_family = connection->isUnix() ? AF_UNIX : AF_INET;
     adopted_ = connection.get();
-    MHD_add_connection(daemon_, socket.release(), reinterpret_cast<sockaddr*>(&address),
-                       sizeof(sockaddr_in));
+    const MHD_Result added = MHD_add_connection(
+        daemon_, socket.release(), reinterpret_cast<sockaddr*>(&address), sizeof(sockaddr_in));
     if (std::exchange(adopted_, nullptr) == nullptr) {
-        startDeadline(*connection.release());  // owned by the connection of libmicrohttpd
+        ForeignConnection* const owned =
+            connection.release();  // by `onConnection`, maybe until now
+        if (added == MHD_YES) {
+            startDeadline(*owned);
+        }
     }
     run();
 }
@@ -144,31 +151,48 @@ void ForeignDaemon::close() noexcept {
     MHD_stop_daemon(std::exchange(daemon_, nullptr));
 }
 
-void ForeignDaemon::run() {
+void ForeignDaemon::run() noexcept {
     if (daemon_ != nullptr) {
-        MHD_run(daemon_);
-        schedule();
+        do {
+            MHD_run(daemon_);
+        } while (!schedule());
     }
 }
 
-// If there is work left, it is done after the other events of the loop.
-void ForeignDaemon::schedule() {
+// If there is work left, it is done after the other events of the loop. Returns false if there is
+// no memory to do it later.
+bool ForeignDaemon::schedule() noexcept {
     if (timer_) {
         loop_->cancel(*std::exchange(timer_, std::nullopt));
     }
     MHD_UNSIGNED_LONG_LONG milliseconds = 0;
-    if (MHD_get_timeout(daemon_, &milliseconds) == MHD_YES) {
+    if (MHD_get_timeout(daemon_, &milliseconds) != MHD_YES) {
+        return true;
+    }
+    try {
         timer_ = loop_->after(std::chrono::milliseconds(milliseconds), [this] {
             timer_.reset();
             run();
         });
+        return true;
+    } catch (const std::bad_alloc&) {
+        return false;
     }
 }
 
-void ForeignDaemon::startDeadline(ForeignConnection& connection) {
+void ForeignDaemon::giveUp(const ForeignConnection& connection) noexcept {
+    reportOutOfMemory("a connection is closed: no memory");
+    ::shutdown(connection.socket, SHUT_RDWR);
+}
+
+void ForeignDaemon::startDeadline(ForeignConnection& connection) noexcept {
     stopDeadline(connection);
-    connection.deadline =
-        loop_->after(terms_.options.firstBytes, [&connection] { onDeadline(connection); });
+    try {
+        connection.deadline =
+            loop_->after(terms_.options.firstBytes, [&connection] { onDeadline(connection); });
+    } catch (const std::bad_alloc&) {
+        giveUp(connection);
+    }
 }
 
 void ForeignDaemon::stopDeadline(ForeignConnection& connection) noexcept {
@@ -180,19 +204,28 @@ void ForeignDaemon::stopDeadline(ForeignConnection& connection) noexcept {
 // libmicrohttpd has sent all of the answers before, since a request is arriving.
 void ForeignDaemon::onDeadline(ForeignConnection& connection) {
     connection.deadline.reset();
-    const std::string text = timeoutText();
-    static_cast<void>(
-        ::send(connection.socket, text.data(), text.size(), MSG_DONTWAIT | MSG_NOSIGNAL));
+    try {
+        const std::string text = timeoutText();
+        static_cast<void>(
+            ::send(connection.socket, text.data(), text.size(), MSG_DONTWAIT | MSG_NOSIGNAL));
+    } catch (const std::bad_alloc&) {
+        reportOutOfMemory("a connection is closed: no memory for the status 408");
+    }
     ::shutdown(connection.socket, SHUT_RDWR);
 }
 
-void ForeignDaemon::startIdle(ForeignConnection& connection) {
+void ForeignDaemon::startIdle(ForeignConnection& connection) noexcept {
     stopDeadline(connection);
-    if (terms_.options.idle.count() > 0) {
+    if (terms_.options.idle.count() == 0) {
+        return;
+    }
+    try {
         connection.deadline = loop_->after(terms_.options.idle, [&connection] {
             connection.deadline.reset();
             ::shutdown(connection.socket, SHUT_RDWR);
         });
+    } catch (const std::bad_alloc&) {
+        giveUp(connection);
     }
 }
 

@@ -37,17 +37,20 @@ public:
     void close() noexcept;
     /// Lets the daemon process what is ready. Polled from outside, it does not notice by itself
     /// that a connection was resumed.
-    void run();
+    void run() noexcept;
 
     const std::shared_ptr<EventLoop>& loop() const noexcept { return loop_; }
     const ForeignTerms& terms() const noexcept { return terms_; }
 
     /// @{
-    /// A request begins to arrive, is complete, or has ended.
-    void startDeadline(ForeignConnection& connection);
+    /// A request begins to arrive, is complete, or has ended. Without memory for a deadline, the
+    /// connection is closed.
+    void startDeadline(ForeignConnection& connection) noexcept;
     void stopDeadline(ForeignConnection& connection) noexcept;
-    void startIdle(ForeignConnection& connection);
+    void startIdle(ForeignConnection& connection) noexcept;
     /// @}
+    /// Closes a connection that cannot be served: libmicrohttpd finds its end.
+    static void giveUp(const ForeignConnection& connection) noexcept;
 
     bool isRefusing = false;
     std::set<ForeignExchange*> exchanges;
@@ -57,7 +60,7 @@ private:
     static void onConnection(void* self, MHD_Connection* connection, void** context,
                              MHD_ConnectionNotificationCode code) noexcept;
     static void onDeadline(ForeignConnection& connection);
-    void schedule();
+    bool schedule() noexcept;
 
     const std::shared_ptr<EventLoop> loop_;
     const ForeignTerms terms_;

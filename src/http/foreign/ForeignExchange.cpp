@@ -5,8 +5,11 @@
 
 #include <algorithm>
 #include <cstring>
+#include <exception>
+#include <new>
 #include <utility>
 
+#include "OutOfMemory.h"
 #include "foreign/EventText.h"
 #include "foreign/JsonText.h"
 #include "foreign/Replies.h"
@@ -26,11 +29,23 @@ ForeignConnection& connectionOf(MHD_Connection* connection) {
         MHD_get_connection_info(connection, MHD_CONNECTION_INFO_SOCKET_CONTEXT)->socket_context);
 }
 
-MHD_Result addField(void* fields, MHD_ValueKind, char const* name, std::size_t nameSize,
+// The fields of a request, and whether there was no memory for one.
+struct CollectedFields {
+    Fields fields;
+    bool isIncomplete = false;
+};
+
+MHD_Result addField(void* collected, MHD_ValueKind, char const* name, std::size_t nameSize,
                     char const* value, std::size_t valueSize) noexcept {
-    static_cast<Fields*>(fields)->push_back(
-        {std::string(name, nameSize), std::string(value == nullptr ? "" : value, valueSize)});
-    return MHD_YES;
+    auto& result = *static_cast<CollectedFields*>(collected);
+    try {
+        result.fields.push_back(
+            {std::string(name, nameSize), std::string(value == nullptr ? "" : value, valueSize)});
+        return MHD_YES;
+    } catch (const std::bad_alloc&) {
+        result.isIncomplete = true;
+        return MHD_NO;
+    }
 }
 
 void freePayload(void* payload) noexcept {
@@ -43,6 +58,11 @@ bool isInspection(const std::string& path) {
     return !Path::part(path, 0, first) && first == ".kova";
 }
 
+// Returns false if there is no memory for the field.
+bool add(MHD_Response* response, char const* name, char const* value) noexcept {
+    return MHD_add_response_header(response, name, value) == MHD_YES;
+}
+
 HttpReply refusal(unsigned short status, const std::string& reason) {
     return toReply(kit::Error{status, reason});
 }
@@ -53,7 +73,7 @@ ForeignExchange::ForeignExchange(ForeignDaemon& daemon, MHD_Connection* connecti
                                  char const* target)
     : daemon_(daemon), connection_(connection), client_(connectionOf(connection)), target_(target) {
     daemon_.exchanges.insert(this);
-    daemon_.startDeadline(client_);
+    daemon_.startDeadline(client_);  // does not throw: the set has a pointer to this object
 }
 
 ForeignExchange::~ForeignExchange() {
@@ -71,11 +91,22 @@ ForeignExchange::~ForeignExchange() {
     daemon_.startIdle(client_);
 }
 
+// An exception cannot pass through libmicrohttpd.
 MHD_Result ForeignExchange::onInput(char const* method, char const* version, char const* bytes,
-                                    std::size_t* size) {
+                                    std::size_t* size) noexcept {
     if (isAbandoned_) {
         return MHD_NO;
     }
+    try {
+        return accept(method, version, bytes, size);
+    } catch (const std::exception&) {
+        reportOutOfMemory("a connection is closed: no memory for a request");
+        return MHD_NO;
+    }
+}
+
+MHD_Result ForeignExchange::accept(char const* method, char const* version, char const* bytes,
+                                   std::size_t* size) {
     if (!std::exchange(hasBegun_, true)) {
         return begin(version);
     }
@@ -87,7 +118,12 @@ MHD_Result ForeignExchange::onInput(char const* method, char const* version, cha
 }
 
 MHD_Result ForeignExchange::begin(std::string_view version) {
-    MHD_get_connection_values_n(connection_, MHD_HEADER_KIND, addField, &fields_);
+    CollectedFields collected;
+    MHD_get_connection_values_n(connection_, MHD_HEADER_KIND, addField, &collected);
+    if (collected.isIncomplete) {
+        throw std::bad_alloc();
+    }
+    fields_ = std::move(collected.fields);
     const kit::Result<Target> target = Target::parse(target_);
     if (target) {
         authority_ = target->authority;
@@ -175,6 +211,7 @@ MHD_Result ForeignExchange::send(const ForeignCall& call) {
     ForeignAnswer::Limits limits;
     limits.bytes = daemon_.terms().options.queuedBytes;
     answer_ = std::make_shared<ForeignAnswer>(call, limits, daemon_.loop(), [this] { onReady(); });
+    sent_.reserve(call.parts.size());  // a request that was sent must be known, to be cancelled
     const kit::PeerScope scope(client_.peer);
     for (std::size_t i = 0; i < call.parts.size(); ++i) {
         void* const handle =
@@ -222,6 +259,9 @@ std::optional<HttpReply> ForeignExchange::findService(const ForeignCall::Part& p
 // Answers what has come. Without it the connection is suspended, or a stream begins.
 MHD_Result ForeignExchange::answer() {
     const bool isReady = answer_->isReady();
+    if (answer_->hasFailed()) {
+        throw std::bad_alloc();
+    }
     if (isReady) {
         if (const std::optional<HttpReply> reply = answer_->takeReply()) {
             cancelAll();
@@ -245,13 +285,17 @@ MHD_Result ForeignExchange::queue(const HttpReply& reply, bool closes) {
         return MHD_NO;
     }
     static_cast<void>(payload.release());
+    bool isWhole = true;
     for (const Field& field : reply.fields) {
-        MHD_add_response_header(response, field.name.c_str(), field.value.c_str());
+        isWhole = isWhole && add(response, field.name.c_str(), field.value.c_str());
     }
-    if (closes) {
-        MHD_add_response_header(response, "Connection", "close");
-    }
-    const MHD_Result result = MHD_queue_response(connection_, reply.status, response);
+    isWhole = isWhole && (!closes || add(response, "Connection", "close"));
+    return queue(response, reply.status, isWhole);
+}
+
+// Queues a response that has all its fields.
+MHD_Result ForeignExchange::queue(MHD_Response* response, unsigned short status, bool isWhole) {
+    const MHD_Result result = isWhole ? MHD_queue_response(connection_, status, response) : MHD_NO;
     MHD_destroy_response(response);
     return result;
 }
@@ -262,16 +306,19 @@ MHD_Result ForeignExchange::queueStream() {
     if (response == nullptr) {
         return MHD_NO;
     }
-    MHD_add_response_header(response, "Content-Type", std::string(EVENT_STREAM_TYPE).c_str());
-    MHD_add_response_header(response, "Cache-Control", "no-cache");
-    const MHD_Result result = MHD_queue_response(connection_, statuscodes::OK, response);
-    MHD_destroy_response(response);
-    return result;
+    const bool isWhole = add(response, "Content-Type", EVENT_STREAM_TYPE.data()) &&
+                         add(response, "Cache-Control", "no-cache");
+    return queue(response, statuscodes::OK, isWhole);
 }
 
 ssize_t ForeignExchange::readStream(void* self, std::uint64_t, char* buffer,
                                     std::size_t size) noexcept {
-    return static_cast<ForeignExchange*>(self)->fill(buffer, size);
+    try {
+        return static_cast<ForeignExchange*>(self)->fill(buffer, size);
+    } catch (const std::exception&) {
+        reportOutOfMemory("a connection is closed: no memory for its events");
+        return MHD_CONTENT_READER_END_WITH_ERROR;
+    }
 }
 
 ssize_t ForeignExchange::fill(char* buffer, std::size_t size) {
@@ -279,6 +326,9 @@ ssize_t ForeignExchange::fill(char* buffer, std::size_t size) {
         return MHD_CONTENT_READER_END_WITH_ERROR;
     }
     while (taken_ == text_.size()) {
+        if (answer_->hasFailed()) {
+            throw std::bad_alloc();
+        }
         text_.clear();
         taken_ = 0;
         const bool continues = answer_->takeText(text_, STREAM_BLOCK);
@@ -296,17 +346,20 @@ ssize_t ForeignExchange::fill(char* buffer, std::size_t size) {
     return static_cast<ssize_t>(count);
 }
 
+// Nothing throws any more when the connection is suspended.
 void ForeignExchange::suspend() {
-    isSuspended_ = true;
-    MHD_suspend_connection(connection_);
+    if (isStream_) {
+        comment_ = daemon_.loop()->after(daemon_.terms().commentInterval, [this] { onComment(); });
+    }
     const bool isWatched = daemon_.loop()->add(client_.socket, EPOLLRDHUP, [this](std::uint32_t) {
         abandon();
         daemon_.run();
     });
-    static_cast<void>(isWatched);  // without a watch, the client is missed when it gets the answer
-    if (isStream_) {
-        comment_ = daemon_.loop()->after(daemon_.terms().commentInterval, [this] { onComment(); });
+    if (!isWatched) {
+        throw std::bad_alloc();
     }
+    isSuspended_ = true;
+    MHD_suspend_connection(connection_);
 }
 
 // The watch ends at once, because the system gives the number of the socket to another one when

@@ -29,7 +29,7 @@ public:
     /// The fields have arrived, bytes of the body, or the whole body (`*size` is 0); or the
     /// connection was resumed. Returns `MHD_NO` to close the connection.
     MHD_Result onInput(char const* method, char const* version, char const* bytes,
-                       std::size_t* size);
+                       std::size_t* size) noexcept;
     /// Ends the exchange without an answer.
     void abandon();
     bool isPending() const noexcept { return !sent_.empty(); }
@@ -41,6 +41,8 @@ private:
         bool isCancelled = false;
     };
 
+    MHD_Result accept(char const* method, char const* version, char const* bytes,
+                      std::size_t* size);
     MHD_Result begin(std::string_view version);
     std::optional<HttpReply> checkHead(std::string_view version) const;
     void addBody(char const* bytes, std::size_t size);
@@ -50,6 +52,7 @@ private:
     std::optional<HttpReply> findService(const ForeignCall::Part& part, IKovaApi*& service) const;
     MHD_Result answer();
     MHD_Result queue(const HttpReply& reply, bool closes);
+    MHD_Result queue(MHD_Response* response, unsigned short status, bool isWhole);
     MHD_Result queueStream();
     static ssize_t readStream(void* self, std::uint64_t position, char* buffer,
                               std::size_t size) noexcept;

@@ -6,7 +6,11 @@
 #include <sys/socket.h>
 
 #include <cerrno>
+#include <new>
+#include <system_error>
 #include <utility>
+
+#include "OutOfMemory.h"
 
 namespace kova::http::detail {
 
@@ -30,39 +34,42 @@ Acceptor::Acceptor(EventLoop& loop, int listener, std::size_t limit, Count count
       limit_(limit),
       count_(std::move(count)),
       onAccepted_(std::move(onAccepted)) {
-    resume();
+    if (!loop_.add(listener_, EPOLLIN, [this](std::uint32_t) { accept(); })) {
+        throw std::system_error(errno, std::generic_category(), "epoll_ctl");
+    }
 }
 
 Acceptor::~Acceptor() {
-    pause();
+    loop_.remove(listener_);
     if (retry_) {
         loop_.cancel(*retry_);
     }
 }
 
-void Acceptor::resume() {
+void Acceptor::resume() noexcept {
     if (isWatching_ || retry_ || count_() >= limit_) {
         return;
     }
-    isWatching_ = loop_.add(listener_, EPOLLIN, [this](std::uint32_t) { accept(); });
-    if (!isWatching_) {
-        retryLater();
-    }
+    loop_.change(listener_, EPOLLIN);
+    isWatching_ = true;
 }
 
+// The loop keeps the socket, so that going on needs neither memory nor a descriptor.
 void Acceptor::pause() noexcept {
-    if (isWatching_) {
-        loop_.remove(listener_);
-        isWatching_ = false;
-    }
+    loop_.change(listener_, 0);
+    isWatching_ = false;
 }
 
-void Acceptor::retryLater() {
-    pause();
-    retry_ = loop_.after(RETRY_DELAY, [this] {
-        retry_.reset();
-        resume();
-    });
+// Without memory for the timer, the next event of the socket tries again.
+void Acceptor::retryLater() noexcept {
+    try {
+        retry_ = loop_.after(RETRY_DELAY, [this] {
+            retry_.reset();
+            resume();
+        });
+        pause();
+    } catch (const std::bad_alloc&) {  // NOLINT(bugprone-empty-catch)
+    }
 }
 
 void Acceptor::accept() {
@@ -71,19 +78,33 @@ void Acceptor::accept() {
             pause();
             return;
         }
-        FileDescriptor socket(::accept4(listener_, nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC));
-        if (!socket) {
-            if (isOfOneConnection(errno)) {
-                continue;
-            }
-            if (errno != EAGAIN && errno != EWOULDBLOCK) {
-                retryLater();
-            }
+        if (!acceptOne()) {
             return;
         }
-        const int on = 1;
-        ::setsockopt(socket.get(), IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);  // fails for Unix
+    }
+}
+
+// Returns whether there may be more connections to accept.
+bool Acceptor::acceptOne() {
+    FileDescriptor socket(::accept4(listener_, nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC));
+    if (!socket) {
+        if (isOfOneConnection(errno)) {
+            return true;
+        }
+        if (errno != EAGAIN && errno != EWOULDBLOCK) {
+            retryLater();
+        }
+        return false;
+    }
+    const int on = 1;
+    ::setsockopt(socket.get(), IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);  // fails for Unix
+    try {
         onAccepted_(std::move(socket));
+        return true;
+    } catch (const std::bad_alloc&) {
+        reportOutOfMemory("a connection is closed: no memory to accept it");
+        retryLater();
+        return false;
     }
 }
 

@@ -19,28 +19,30 @@ public:
     using OnAccepted = std::function<void(FileDescriptor)>;
     using Count = std::function<std::size_t()>;
 
-    /// `count` returns the number of open connections.
+    /// `count` returns the number of open connections. Throws `std::system_error` if the loop
+    /// cannot watch the socket.
     Acceptor(EventLoop& loop, int listener, std::size_t limit, Count count, OnAccepted onAccepted);
     ~Acceptor();
     Acceptor(const Acceptor&) = delete;
     Acceptor& operator=(const Acceptor&) = delete;
 
     /// Goes on if it has paused. Call it when a connection is closed.
-    void resume();
+    void resume() noexcept;
     /// Returns whether the socket is not watched at present.
     bool isPaused() const noexcept { return !isWatching_; }
 
 private:
     void accept();
+    bool acceptOne();
     void pause() noexcept;
-    void retryLater();
+    void retryLater() noexcept;
 
     EventLoop& loop_;
     const int listener_;
     const std::size_t limit_;
     const Count count_;
     const OnAccepted onAccepted_;
-    bool isWatching_ = false;
+    bool isWatching_ = true;
     std::optional<EventLoop::TimerId> retry_;
 };
 

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 #include <charconv>
-#include <new>
+#include <exception>
 #include <string_view>
 #include <utility>
 
@@ -82,45 +82,104 @@ std::string encodeWithLost(const Response& value, std::uint64_t lost) {
 
 }  // namespace
 
-void ReadyQueues::add(const std::shared_ptr<AnswerQueue>& queue) {
+ReadyQueues::~ReadyQueues() {
+    drop(std::move(first_));
+}
+
+void ReadyQueues::add(const std::shared_ptr<AnswerQueue>& queue) noexcept {
     {
         const std::lock_guard<std::mutex> guard(mutex_);
-        if (isClosed_) {
+        if (isClosed_ || queue->isInList_.exchange(true, std::memory_order_acquire)) {
             return;
         }
-        queues_.push_back(queue);
-        if (queues_.size() > 1) {
+        AnswerQueue* const last = std::exchange(last_, queue.get());
+        (last == nullptr ? first_ : last->nextReady_) = queue;
+        if (last != nullptr) {
             return;
         }
     }
-    loop_->post([self = shared_from_this()] { self->run(); });
+    loop_->post(shared_from_this());
+}
+
+// Removes the queue from the list, and returns the next one. The queue may be added again.
+ReadyQueues::Queue ReadyQueues::unlink(AnswerQueue& queue) noexcept {
+    Queue next = std::move(queue.nextReady_);
+    queue.isInList_.store(false, std::memory_order_release);
+    return next;
+}
+
+// Destroys the list one by one, since the end of a queue would destroy the next one recursively.
+void ReadyQueues::drop(Queue first) noexcept {
+    while (first) {
+        first = unlink(*first);
+    }
 }
 
 void ReadyQueues::close() noexcept {
     afterBurst_ = nullptr;
-    std::vector<std::shared_ptr<AnswerQueue>> dropped;  // declared first: destroyed after unlocking
-    const std::lock_guard<std::mutex> guard(mutex_);
-    isClosed_ = true;
-    dropped.swap(queues_);
+    Queue dropped;
+    {
+        const std::lock_guard<std::mutex> guard(mutex_);
+        isClosed_ = true;
+        dropped = std::move(first_);
+        last_ = nullptr;
+    }
+    drop(std::move(dropped));
 }
 
 void ReadyQueues::run() {
-    std::vector<std::shared_ptr<AnswerQueue>> queues;
+    Queue queue;
     {
         const std::lock_guard<std::mutex> guard(mutex_);
-        queues.swap(queues_);
+        queue = std::move(first_);
+        last_ = nullptr;
     }
-    for (const std::shared_ptr<AnswerQueue>& queue : queues) {
+    while (queue) {
+        Queue next = unlink(*queue);
         if (queue->reader != nullptr) {
             queue->reader->onRecords();
         }
+        queue = std::move(next);
     }
     if (afterBurst_) {
         afterBurst_();
     }
 }
 
-bool AnswerQueue::next(const Response& value) {
+bool AnswerQueue::next(const Response& value) noexcept {
+    try {
+        return addNext(value);
+    } catch (const std::exception&) {
+        fail();
+        return false;
+    }
+}
+
+void AnswerQueue::end(RecordKind kind, Response const* error) noexcept {
+    try {
+        addEnd(kind, error);
+    } catch (const std::exception&) {
+        fail();
+    }
+}
+
+// Ends the answer without a record, for lack of memory. The reader learns of it even if the client
+// does not read, so that it cancels the request.
+void AnswerQueue::fail() noexcept {
+    std::list<Entry> dropped;  // destroyed outside the lock
+    {
+        const std::lock_guard<std::mutex> guard(mutex_);
+        if (isEnded_ || isClosed_) {
+            return;
+        }
+        isFailed_ = isEnded_ = isGivenUp_ = isAnnounced_ = true;
+        dropped.swap(entries_);
+        bytes_ = 0;
+    }
+    ready_->add(shared_from_this());
+}
+
+bool AnswerQueue::addNext(const Response& value) {
     const bool isFirst = isFirst_;
     const Response sent = isFirst ? adoptTerms(value) : value;
     std::list<Entry> made(1);
@@ -222,7 +281,7 @@ void AnswerQueue::append(std::unique_lock<std::mutex>& lock, std::list<Entry>& e
     }
 }
 
-void AnswerQueue::end(RecordKind kind, Response const* error) {
+void AnswerQueue::addEnd(RecordKind kind, Response const* error) {
     std::list<Entry> made(1);
     Entry& entry = made.front();
     if (error == nullptr) {
@@ -247,7 +306,7 @@ void AnswerQueue::giveUp(const kit::Error& error) {
         isGivenUp_ = true;
         isAnnounced_ = true;
     }
-    end(RecordKind::error, &response);
+    addEnd(RecordKind::error, &response);
     // The reader learns of it even if the client does not read, so that it cancels the request.
     ready_->add(shared_from_this());
 }
@@ -258,7 +317,7 @@ AnswerQueue::Taken AnswerQueue::take(std::string& record) {
         const std::lock_guard<std::mutex> guard(mutex_);
         if (entries_.empty()) {
             isAnnounced_ = isEnded_;
-            return isEnded_ ? Taken::end : Taken::nothing;
+            return isFailed_ ? Taken::failed : isEnded_ ? Taken::end : Taken::nothing;
         }
         bytes_ -= entries_.front().record.size();
         taken.splice(taken.end(), entries_, entries_.begin());

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <chrono>
 #include <condition_variable>
 #include <cstddef>
@@ -10,7 +11,6 @@
 #include <optional>
 #include <string>
 #include <utility>
-#include <vector>
 
 #include "EventLoop.h"
 #include "Records.h"
@@ -31,26 +31,36 @@ public:
 };
 
 /// The queues that have records for their readers. A burst wakes the loop once.
-class ReadyQueues : public std::enable_shared_from_this<ReadyQueues> {
+///
+/// Neither the list nor its wake-up needs memory, so that a queue without memory can say so.
+class ReadyQueues final : public EventLoop::Job, public std::enable_shared_from_this<ReadyQueues> {
 public:
     /// `afterBurst` is called on the thread of the loop when the readers were told.
     ReadyQueues(std::shared_ptr<EventLoop> loop, EventLoop::Task afterBurst)
         : loop_(std::move(loop)), afterBurst_(std::move(afterBurst)) {}
+    ~ReadyQueues() override;
+    ReadyQueues(const ReadyQueues&) = delete;
+    ReadyQueues& operator=(const ReadyQueues&) = delete;
 
     /// Tells the reader of the queue, later. Any thread may call it.
-    void add(const std::shared_ptr<AnswerQueue>& queue);
+    void add(const std::shared_ptr<AnswerQueue>& queue) noexcept;
     bool isLoopThread() const noexcept { return loop_->isLoopThread(); }
     /// Forgets `afterBurst` and all queues, and refuses further ones, because a queue owns this
     /// object, too. On the thread of the loop.
     void close() noexcept;
 
 private:
-    void run();
+    using Queue = std::shared_ptr<AnswerQueue>;
+
+    void run() override;
+    static Queue unlink(AnswerQueue& queue) noexcept;
+    static void drop(Queue first) noexcept;
 
     const std::shared_ptr<EventLoop> loop_;
     EventLoop::Task afterBurst_;
     std::mutex mutex_;
-    std::vector<std::shared_ptr<AnswerQueue>> queues_;
+    Queue first_;  ///< of a list
+    AnswerQueue* last_ = nullptr;
     bool isClosed_ = false;
 };
 
@@ -60,7 +70,8 @@ private:
 ///
 /// The first record is never dropped, because it carries the version of the wire. A stream that
 /// exceeds a bound that no policy can keep ends with the error 503. Records are encoded by the
-/// sending thread, outside the lock.
+/// sending thread, outside the lock. If memory runs out, the answer has failed: it has no end that
+/// could be sent.
 class AnswerQueue : public std::enable_shared_from_this<AnswerQueue> {
 public:
     struct Limits {
@@ -78,17 +89,18 @@ public:
     /// @{
     /// The events of the answer, from one thread at a time. `next` returns false if no further
     /// value is wanted.
-    bool next(const Response& value);
-    void error(const Response& error) { end(RecordKind::error, &error); }
-    void completed() { end(RecordKind::completed, nullptr); }
+    bool next(const Response& value) noexcept;
+    void error(const Response& error) noexcept { end(RecordKind::error, &error); }
+    void completed() noexcept { end(RecordKind::completed, nullptr); }
     /// @}
 
     /// @{
     /// The functions of the reader, on the thread of the loop.
-    enum class Taken { record, nothing, end };
+    enum class Taken { record, nothing, end, failed };
     /// Sets `record` to the oldest record. If there is nothing, the reader is told later.
     Taken take(std::string& record);
-    /// Returns whether `take` would return a record or the end. If not, the reader is told later.
+    /// Returns whether `take` would return anything but `nothing`. If not, the reader is told
+    /// later.
     bool hasMore();
     /// Returns whether the stream has exceeded its bound, or a record could not be made: the
     /// request is of no use any more.
@@ -102,6 +114,8 @@ public:
     /// @}
 
 private:
+    friend class ReadyQueues;
+
     struct Entry {
         std::string record;
         std::optional<Response> value;  ///< for `kit::STREAM_LOST`; only with `kit::DropOldest`
@@ -118,7 +132,10 @@ private:
     bool hasDroppable() const noexcept { return entries_.size() > (isFirstWaiting_ ? 1U : 0U); }
     void remove(std::list<Entry>::iterator at) noexcept;
     void append(std::unique_lock<std::mutex>& lock, std::list<Entry>& entry);
-    void end(RecordKind kind, Response const* error);
+    bool addNext(const Response& value);
+    void end(RecordKind kind, Response const* error) noexcept;
+    void addEnd(RecordKind kind, Response const* error);
+    void fail() noexcept;
     void giveUp(const kit::Error& error);
 
     const std::shared_ptr<ReadyQueues> ready_;
@@ -136,7 +153,11 @@ private:
     bool isAnnounced_ = true;      ///< the reader knows that there are records
     bool isEnded_ = false;         ///< no record follows
     bool isGivenUp_ = false;
+    bool isFailed_ = false;
     bool isClosed_ = false;
+
+    std::shared_ptr<AnswerQueue> nextReady_;  ///< in the list of `ReadyQueues`
+    std::atomic<bool> isInList_{false};
 };
 
 /// Puts the events of a request into the queue of its answer.

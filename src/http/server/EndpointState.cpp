@@ -1,8 +1,12 @@
 #include "server/EndpointState.h"
 
 #include <algorithm>
+#include <future>
+#include <new>
 #include <stdexcept>
 #include <utility>
+
+#include "OutOfMemory.h"
 
 namespace kova::http::detail {
 
@@ -22,7 +26,21 @@ std::shared_ptr<EndpointState> EndpointState::start(
     const EndpointOptions& options) {
     std::shared_ptr<EndpointState> state(
         new EndpointState(listen(services, address, options), options));
-    state->loop_->post([state] { state->begin(); });
+    try {
+        std::promise<void> begun;
+        state->loop_->post([&] {
+            try {
+                state->begin();
+                begun.set_value();
+            } catch (...) {
+                begun.set_exception(std::current_exception());
+            }
+        });
+        begun.get_future().get();
+    } catch (...) {
+        state->end();
+        throw;
+    }
     return state;
 }
 
@@ -53,19 +71,25 @@ void EndpointState::onAccepted(FileDescriptor socket) {
     Undecided& undecided = *made;
     undecided_[&undecided] = std::move(made);
     updateCounts();
-    undecided.start(options_.firstBytes, [this, &undecided](Undecided::Protocol protocol) {
-        onDecided(undecided, protocol);
-    });
+    try {
+        undecided.start(options_.firstBytes, [this, &undecided](Undecided::Protocol protocol) {
+            onDecided(undecided, protocol);
+        });
+    } catch (const std::bad_alloc&) {
+        undecided_.erase(&undecided);
+        updateCounts();
+        throw;
+    }
 }
 
-void EndpointState::onDecided(Undecided& undecided, Undecided::Protocol protocol) {
+void EndpointState::onDecided(Undecided& undecided, Undecided::Protocol protocol) noexcept {
     const auto found = undecided_.find(&undecided);
     const std::unique_ptr<Undecided> owned = std::move(found->second);
     undecided_.erase(found);
-    if (protocol == Undecided::Protocol::http2) {
-        startHttp2(owned->takeSocket(), owned->peer());
-    } else if (protocol == Undecided::Protocol::foreign) {
-        adoptForeign(owned->takeSocket(), owned->peer());
+    try {
+        serve(*owned, protocol);
+    } catch (const std::exception&) {
+        reportOutOfMemory("a connection is closed: no memory to serve it");
     }
     updateCounts();
     if (acceptor_) {
@@ -73,21 +97,31 @@ void EndpointState::onDecided(Undecided& undecided, Undecided::Protocol protocol
     }
 }
 
+void EndpointState::serve(Undecided& undecided, Undecided::Protocol protocol) {
+    if (protocol == Undecided::Protocol::http2) {
+        startHttp2(undecided.takeSocket(), undecided.peer());
+    } else if (protocol == Undecided::Protocol::foreign) {
+        adoptForeign(undecided.takeSocket(), undecided.peer());
+    }
+}
+
 void EndpointState::startHttp2(FileDescriptor socket, const kit::Peer& peer) {
     auto made = std::make_unique<ServerConnection>(context_, std::move(socket), peer);
     ServerConnection& connection = *made;
     http2_[&connection] = std::move(made);
-    connection.start();
+    try {
+        connection.start();
+    } catch (const std::bad_alloc&) {
+        http2_.erase(&connection);
+        throw;
+    }
 }
 
-// Closes the socket if HTTP/1.1 cannot be started, for lack of memory or descriptors.
+// Throws if HTTP/1.1 cannot be started, for lack of memory or descriptors. The next connection
+// tries again.
 void EndpointState::adoptForeign(FileDescriptor socket, const kit::Peer& peer) {
     if (!foreign_) {
-        try {
-            foreign_.emplace(loop_, termsOfForeign());
-        } catch (const std::runtime_error&) {
-            return;
-        }
+        foreign_.emplace(loop_, termsOfForeign());
     }
     foreign_->adopt(std::move(socket), peer);
 }
@@ -100,12 +134,12 @@ ForeignTerms EndpointState::termsOfForeign() {
     terms.options = options_;
     terms.port = listener_->address().port;
     terms.beginRequest = [this](const kit::Peer& peer) {
-        const bool isAllowed = context_.peers.add(PeerLimit::keyOf(peer));
+        const bool isAllowed = context_.peers.add(peer);
         context_.requests += isAllowed ? 1 : 0;
         return isAllowed;
     };
     terms.endRequest = [this](const kit::Peer& peer) {
-        context_.peers.remove(PeerLimit::keyOf(peer));
+        context_.peers.remove(peer);
         --context_.requests;
         updateCounts();
     };
@@ -155,12 +189,9 @@ void EndpointState::beginStop() {
     if (foreign_) {
         foreign_->refuse();
     }
-    std::vector<ServerConnection*> connections;
-    for (const auto& [connection, owned] : http2_) {
-        connections.push_back(connection);
-    }
-    for (ServerConnection* const connection : connections) {
-        connection->refuseRequests();
+    for (auto next = http2_.begin(); next != http2_.end();) {
+        ServerConnection* const connection = (next++)->first;
+        connection->refuseRequests();  // may erase it
     }
     {
         const std::lock_guard<std::mutex> guard(mutex_);

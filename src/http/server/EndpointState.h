@@ -56,7 +56,8 @@ private:
     // On the thread of the loop:
     void begin();
     void onAccepted(FileDescriptor socket);
-    void onDecided(Undecided& undecided, Undecided::Protocol protocol);
+    void onDecided(Undecided& undecided, Undecided::Protocol protocol) noexcept;
+    void serve(Undecided& undecided, Undecided::Protocol protocol);
     void startHttp2(FileDescriptor socket, const kit::Peer& peer);
     void adoptForeign(FileDescriptor socket, const kit::Peer& peer);
     ForeignTerms termsOfForeign();

@@ -1,8 +1,16 @@
 #include "server/ServedService.h"
 
 #include <exception>
+#include <new>
 
 namespace kova::http::detail {
+
+namespace {
+
+// Short enough for a string without memory of its own.
+constexpr char const* NO_MEMORY = "out of memory";
+
+}  // namespace
 
 kit::Result<void*> ServedService::send(const Request& request,
                                        std::unique_ptr<IResponseHandler<Response>> handler) {
@@ -25,6 +33,8 @@ void* ServedService::Guard::actionRequest(const Request& request,
                                           std::unique_ptr<IResponseHandler<Response>>&& handler) {
     try {
         return service_.actionRequest(request, std::move(handler));
+    } catch (const std::bad_alloc&) {
+        failure = kit::Error{statuscodes::INTERNAL_SERVER_ERROR, NO_MEMORY};
     } catch (const std::exception& error) {
         failure = kit::Error{statuscodes::INTERNAL_SERVER_ERROR, error.what()};
     } catch (...) {

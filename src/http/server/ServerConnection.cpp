@@ -6,6 +6,7 @@
 #include <utility>
 #include <vector>
 
+#include "OutOfMemory.h"
 #include "kova/core/StatusCodes.h"
 
 namespace kova::http::detail {
@@ -55,6 +56,14 @@ std::unique_ptr<nghttp2_option, DeleteOption> makeOption() {
     return std::unique_ptr<nghttp2_option, DeleteOption>(option);
 }
 
+// Throws if a function of nghttp2 has failed for lack of memory. All else that its functions return
+// tells of streams that have ended already.
+void require(int result) {
+    if (nghttp2_is_fatal(result) != 0) {
+        throw std::bad_alloc();
+    }
+}
+
 std::uint32_t saturated(std::size_t number) noexcept {
     return static_cast<std::uint32_t>(std::min<std::size_t>(number, UINT32_MAX));
 }
@@ -71,6 +80,9 @@ struct ServerConnection::Callbacks {
         try {
             function();
             return 0;
+        } catch (const std::bad_alloc&) {
+            reportOutOfMemory("a connection is closed: no memory for a request");
+            return NGHTTP2_ERR_CALLBACK_FAILURE;
         } catch (...) {
             return NGHTTP2_ERR_CALLBACK_FAILURE;
         }
@@ -109,10 +121,12 @@ struct ServerConnection::Callbacks {
     }
     static int onFrameSent(nghttp2_session*, nghttp2_frame const* frame, void* user) {
         const bool isEnd = (frame->hd.flags & NGHTTP2_FLAG_END_STREAM) != 0;
-        if (isEnd && (frame->hd.type == NGHTTP2_DATA || frame->hd.type == NGHTTP2_HEADERS)) {
-            self(user).onEndSent(frame->hd.stream_id);
-        }
-        return 0;
+        const bool canEnd = frame->hd.type == NGHTTP2_DATA || frame->hd.type == NGHTTP2_HEADERS;
+        return guarded([&] {
+            if (isEnd && canEnd) {
+                self(user).onEndSent(frame->hd.stream_id);
+            }
+        });
     }
     static int onStreamClose(nghttp2_session*, std::int32_t id, std::uint32_t, void* user) {
         return guarded([&] { self(user).remove(id); });
@@ -151,7 +165,6 @@ ServerConnection::ServerConnection(ServerContext& context, FileDescriptor socket
     : Http2Connection(context.loop, std::move(socket)),
       context_(context),
       peer_(std::move(peer)),
-      peerKey_(PeerLimit::keyOf(peer_)),
       resets_(RESET_BURST, RESETS_PER_SECOND) {}
 
 ServerConnection::~ServerConnection() {
@@ -160,32 +173,47 @@ ServerConnection::~ServerConnection() {
     }
 }
 
+// Calls a function of the loop. Without memory for what it does, the connection is closed.
+template <typename Function>
+void ServerConnection::orClose(Function function) noexcept {
+    try {
+        function();
+    } catch (const std::bad_alloc&) {
+        reportOutOfMemory("a connection is closed: no memory");
+        close();
+    }
+}
+
 void ServerConnection::start() {
-    nghttp2_session* made = nullptr;
+    nghttp2_session* created = nullptr;
     const auto option = makeOption();
-    if (nghttp2_session_server_new2(&made, Callbacks::table(), this, option.get()) != 0) {
+    if (nghttp2_session_server_new2(&created, Callbacks::table(), this, option.get()) != 0) {
         throw std::bad_alloc();
     }
+    std::unique_ptr<nghttp2_session, DeleteSession> made(created);
     const std::array<nghttp2_settings_entry, 3> settings = {
         {{NGHTTP2_SETTINGS_MAX_CONCURRENT_STREAMS,
           saturated(context_.options.requestsOfConnection)},
          {NGHTTP2_SETTINGS_INITIAL_WINDOW_SIZE, STREAM_WINDOW},
          {NGHTTP2_SETTINGS_MAX_HEADER_LIST_SIZE, saturated(context_.options.headerBytes)}}};
-    nghttp2_submit_settings(made, NGHTTP2_FLAG_NONE, settings.data(), settings.size());
-    nghttp2_session_set_local_window_size(made, NGHTTP2_FLAG_NONE, 0, CONNECTION_WINDOW);
+    require(nghttp2_submit_settings(created, NGHTTP2_FLAG_NONE, settings.data(), settings.size()));
+    require(
+        nghttp2_session_set_local_window_size(created, NGHTTP2_FLAG_NONE, 0, CONNECTION_WINDOW));
     idleSince_ = EventLoop::Clock::now();
     watchProgress(context_.options.firstBytes);
     if (context_.options.idle.count() > 0) {
         watchIdleness(context_.options.idle);
     }
-    Http2Connection::start(made);
+    Http2Connection::start(made.release());
 }
 
 void ServerConnection::refuseRequests() {
-    nghttp2_submit_goaway(session(), NGHTTP2_FLAG_NONE,
-                          nghttp2_session_get_last_proc_stream_id(session()), NGHTTP2_NO_ERROR,
-                          nullptr, 0);
-    flush();
+    orClose([this] {
+        require(nghttp2_submit_goaway(session(), NGHTTP2_FLAG_NONE,
+                                      nghttp2_session_get_last_proc_stream_id(session()),
+                                      NGHTTP2_NO_ERROR, nullptr, 0));
+        flush();
+    });
 }
 
 void ServerConnection::onClosed() noexcept {
@@ -255,7 +283,7 @@ std::optional<Refusal> ServerConnection::validate(ServerStream& stream) {
     if (stream.service == nullptr) {
         return Refusal{statuscodes::NOT_FOUND, "no service has this path\n"};
     }
-    stream.isCountedForPeer = context_.peers.add(peerKey_);
+    stream.isCountedForPeer = context_.peers.add(peer_);
     if (!stream.isCountedForPeer) {
         return Refusal{429, "too many requests of this peer are pending\n"};
     }
@@ -328,7 +356,7 @@ void ServerConnection::remove(std::int32_t id) {
 void ServerConnection::forget(ServerStream& stream) noexcept {
     stream.end();
     if (stream.isCountedForPeer) {
-        context_.peers.remove(peerKey_);
+        context_.peers.remove(peer_);
     }
     --context_.requests;
     context_.onRequestEnded();
@@ -357,26 +385,29 @@ void ServerConnection::submit(ServerStream& stream, nghttp2_nv const* fields, st
     body.source.ptr = &stream;
     body.read_callback = Callbacks::onRead;
     stream.isSubmitted = true;
-    nghttp2_submit_response(session(), stream.id(), fields, count, &body);
+    require(nghttp2_submit_response(session(), stream.id(), fields, count, &body));
 }
 
 // A client that has its answer need not send the rest of its request.
 void ServerConnection::onEndSent(std::int32_t id) {
     ServerStream const* const stream = find(id);
     if (stream != nullptr && !stream->isComplete) {
-        nghttp2_submit_rst_stream(session(), NGHTTP2_FLAG_NONE, id, NGHTTP2_NO_ERROR);
+        require(nghttp2_submit_rst_stream(session(), NGHTTP2_FLAG_NONE, id, NGHTTP2_NO_ERROR));
     }
 }
 
-void ServerConnection::resume(ServerStream& stream) {
-    if (stream.isSubmitted) {
-        nghttp2_session_resume_data(session(), stream.id());
-    } else {
-        submitAnswer(stream);
-    }
-    if (!std::exchange(isUnflushed_, true)) {
-        context_.unflushed.push_back(this);
-    }
+void ServerConnection::resume(ServerStream& stream) noexcept {
+    orClose([&] {
+        if (stream.isSubmitted) {
+            require(nghttp2_session_resume_data(session(), stream.id()));
+        } else {
+            submitAnswer(stream);
+        }
+        if (!isUnflushed_) {
+            context_.unflushed.push_back(this);
+            isUnflushed_ = true;
+        }
+    });
 }
 
 void ServerConnection::sendRecords() {
@@ -387,7 +418,7 @@ void ServerConnection::sendRecords() {
 void ServerConnection::watchProgress(EventLoop::Clock::duration delay) {
     progressTimer_ = loop().after(delay, [this] {
         progressTimer_.reset();
-        endStalledRequests();
+        orClose([this] { endStalledRequests(); });
     });
 }
 
@@ -401,7 +432,7 @@ void ServerConnection::endStalledRequests() {
             continue;
         }
         if (now - stream->lastProgress >= limit) {
-            nghttp2_submit_rst_stream(session(), NGHTTP2_FLAG_NONE, id, NGHTTP2_CANCEL);
+            require(nghttp2_submit_rst_stream(session(), NGHTTP2_FLAG_NONE, id, NGHTTP2_CANCEL));
         } else {
             oldest = std::min(oldest, stream->lastProgress);
         }
@@ -419,7 +450,7 @@ void ServerConnection::endStalledRequests() {
 void ServerConnection::watchIdleness(EventLoop::Clock::duration delay) {
     idleTimer_ = loop().after(delay, [this] {
         idleTimer_.reset();
-        endIfIdle();
+        orClose([this] { endIfIdle(); });
     });
 }
 
@@ -430,7 +461,7 @@ void ServerConnection::endIfIdle() {
         watchIdleness(streams_.empty() ? limit - idle : limit);
         return;
     }
-    nghttp2_session_terminate_session(session(), NGHTTP2_NO_ERROR);
+    require(nghttp2_session_terminate_session(session(), NGHTTP2_NO_ERROR));
     flush();
 }
 

@@ -26,13 +26,15 @@ public:
     ServerConnection(ServerContext& context, FileDescriptor socket, kit::Peer peer);
     ~ServerConnection() override;
 
-    /// Starts the session. May close the connection. Throws `std::bad_alloc`.
+    /// Starts the session. May close the connection. Throws `std::bad_alloc`; the object must then
+    /// be destroyed.
     void start();
     /// Tells the client to send no further request; the connection closes after the last answer.
     void refuseRequests();
 
-    /// Sends records of the stream soon: when `ServerContext::flush` is called.
-    void resume(ServerStream& stream);
+    /// Sends records of the stream soon: when `ServerContext::flush` is called. May close the
+    /// connection.
+    void resume(ServerStream& stream) noexcept;
     /// Sends what there is. May close the connection. Called by `ServerContext::flush`.
     void sendRecords();
     /// Returns the number of open streams.
@@ -62,6 +64,8 @@ private:
     void submit(ServerStream& stream, nghttp2_nv const* fields, std::size_t count);
     ServerStream* find(std::int32_t id) const noexcept;
 
+    template <typename Function>
+    void orClose(Function function) noexcept;
     void watchProgress(EventLoop::Clock::duration delay);
     void endStalledRequests();
     void watchIdleness(EventLoop::Clock::duration delay);
@@ -69,7 +73,6 @@ private:
 
     ServerContext& context_;
     const kit::Peer peer_;
-    const std::string peerKey_;
     std::unordered_map<std::int32_t, std::unique_ptr<ServerStream>> streams_;
     ResetLimit resets_;
     std::size_t unfinishedBytes_ = 0;  ///< of the bodies of requests that are not complete

@@ -1,5 +1,7 @@
 #include "server/ServerContext.h"
 
+#include <array>
+#include <charconv>
 #include <optional>
 #include <stdexcept>
 
@@ -40,29 +42,45 @@ std::optional<std::string> percentDecoded(std::string_view text) {
     return decoded;
 }
 
+// What the requests of a peer are counted under: its user, or its address without the port. Needs
+// no memory, because a request ends without, too.
+class PeerKey {
+public:
+    explicit PeerKey(const kit::Peer& peer) noexcept {
+        if (peer.address == "unix:") {
+            const auto end = std::to_chars(digits_.begin(), digits_.end(), peer.uid).ptr;
+            text_ = {digits_.data(), static_cast<std::size_t>(end - digits_.data())};
+        } else {
+            text_ = std::string_view(peer.address).substr(0, peer.address.rfind(':'));
+        }
+    }
+    PeerKey(const PeerKey&) = delete;
+    PeerKey& operator=(const PeerKey&) = delete;
+    std::string_view text() const noexcept { return text_; }
+
+private:
+    std::array<char, 24> digits_{};
+    std::string_view text_;
+};
+
 }  // namespace
 
-std::string PeerLimit::keyOf(const kit::Peer& peer) {
-    if (peer.address == "unix:") {
-        return std::to_string(peer.uid);
+bool PeerLimit::add(const kit::Peer& peer) {
+    const PeerKey key(peer);
+    const auto found = counts_.find(key.text());
+    if ((found == counts_.end() ? 0 : found->second) >= limit_) {
+        return false;
     }
-    return peer.address.substr(0, peer.address.rfind(':'));
+    if (found == counts_.end()) {
+        counts_.emplace(key.text(), 1);
+    } else {
+        ++found->second;
+    }
+    return true;
 }
 
-bool PeerLimit::add(const std::string& key) {
-    std::size_t& count = counts_[key];
-    if (count < limit_) {
-        ++count;
-        return true;
-    }
-    if (count == 0) {
-        counts_.erase(key);
-    }
-    return false;
-}
-
-void PeerLimit::remove(const std::string& key) noexcept {
-    const auto found = counts_.find(key);
+void PeerLimit::remove(const kit::Peer& peer) noexcept {
+    const auto found = counts_.find(PeerKey(peer).text());
     if (found != counts_.end() && --found->second == 0) {
         counts_.erase(found);
     }

@@ -24,17 +24,15 @@ class PeerLimit {
 public:
     explicit PeerLimit(std::size_t limit) noexcept : limit_(limit) {}
 
-    /// Returns what the requests of a peer are counted under.
-    static std::string keyOf(const kit::Peer& peer);
     /// Counts a request. Returns false if there are as many as allowed.
-    bool add(const std::string& key);
-    void remove(const std::string& key) noexcept;
+    bool add(const kit::Peer& peer);
+    void remove(const kit::Peer& peer) noexcept;
     /// Returns the number of peers that have requests.
     std::size_t size() const noexcept { return counts_.size(); }
 
 private:
     const std::size_t limit_;
-    std::map<std::string, std::size_t> counts_;
+    std::map<std::string, std::size_t, std::less<>> counts_;
 };
 
 /// The services of an endpoint, by service path.

@@ -6,6 +6,7 @@
 #include <cstring>
 #include <utility>
 
+#include "OutOfMemory.h"
 #include "server/ServerConnection.h"
 
 namespace kova::http::detail {
@@ -69,6 +70,10 @@ std::ptrdiff_t ServerStream::read(std::uint8_t* bytes, std::size_t size, bool& i
             record_.clear();
             const auto taken = queue_ ? queue_->take(record_) : AnswerQueue::Taken::end;
             isOver = taken == AnswerQueue::Taken::end;
+            if (taken == AnswerQueue::Taken::failed) {
+                reportOutOfMemory("a stream is reset: no memory for its answer");
+                return NGHTTP2_ERR_TEMPORAL_CALLBACK_FAILURE;
+            }
             if (taken != AnswerQueue::Taken::record) {
                 break;
             }

@@ -49,7 +49,8 @@ public:
     /// Makes the text the whole answer.
     void setText(std::string text);
     /// Copies bytes of the answer. Returns the number, or `NGHTTP2_ERR_DEFERRED` if no byte is
-    /// queued yet. Sets `isOver` if none follow.
+    /// queued yet, or `NGHTTP2_ERR_TEMPORAL_CALLBACK_FAILURE` if there was no memory for the
+    /// answer. Sets `isOver` if none follow.
     std::ptrdiff_t read(std::uint8_t* bytes, std::size_t size, bool& isOver);
     /// Returns whether there are bytes, or the end. If not, `onRecords` is called later.
     bool hasMore() { return !queue_ || queue_->hasMore(); }

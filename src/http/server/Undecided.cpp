@@ -28,14 +28,14 @@ Undecided::~Undecided() {
 
 // Edge-triggered: peeked bytes stay in the socket, and would otherwise be reported for ever.
 void Undecided::start(std::chrono::milliseconds limit, OnDecided onDecided) {
-    isStarted_ = loop_.add(socket_.get(), EPOLLIN | EPOLLRDHUP | EPOLLET,
-                           [this](std::uint32_t events) { peek(events); });
-    if (!isStarted_) {
-        onDecided(Protocol::none);
-        return;
-    }
     onDecided_ = std::move(onDecided);
     timer_ = loop_.after(limit, [this] { decide(Protocol::none); });
+    isStarted_ = true;
+    const bool isWatched = loop_.add(socket_.get(), EPOLLIN | EPOLLRDHUP | EPOLLET,
+                                     [this](std::uint32_t events) { peek(events); });
+    if (!isWatched) {
+        decide(Protocol::none);
+    }
 }
 
 void Undecided::peek(std::uint32_t events) {

@@ -9,32 +9,44 @@
 namespace kova::http::detail {
 namespace {
 
+kit::Peer user(long uid, long pid = 1) {
+    return {uid, 1000, pid, "unix:"};
+}
+kit::Peer address(const std::string& text) {
+    return {-1, -1, -1, text};
+}
+
 TEST(PeerLimitTest, EachPeerHasItsOwnNumber) {
     PeerLimit limit(2);
-    EXPECT_TRUE(limit.add("a"));
-    EXPECT_TRUE(limit.add("a"));
-    EXPECT_FALSE(limit.add("a"));
-    EXPECT_TRUE(limit.add("b"));
-    limit.remove("a");
-    EXPECT_TRUE(limit.add("a"));
+    EXPECT_TRUE(limit.add(user(1)));
+    EXPECT_TRUE(limit.add(user(1)));
+    EXPECT_FALSE(limit.add(user(1)));
+    EXPECT_TRUE(limit.add(user(2)));
+    limit.remove(user(1));
+    EXPECT_TRUE(limit.add(user(1)));
 }
 
 TEST(PeerLimitTest, NumberExistsOnlyWhileItIsNotZero) {
     PeerLimit limit(1);
-    limit.add("a");
-    limit.remove("a");
+    limit.add(user(1));
+    limit.remove(user(1));
     EXPECT_EQ(limit.size(), 0U);
     PeerLimit none(0);
-    EXPECT_FALSE(none.add("a"));
+    EXPECT_FALSE(none.add(user(1)));
     EXPECT_EQ(none.size(), 0U);
 }
 
 TEST(PeerLimitTest, PeerIsAUserOrAnAddressWithoutItsPort) {
-    EXPECT_EQ(PeerLimit::keyOf({1000, 1000, 1, "unix:"}), PeerLimit::keyOf({1000, 7, 2, "unix:"}));
-    EXPECT_NE(PeerLimit::keyOf({1000, 1000, 1, "unix:"}),
-              PeerLimit::keyOf({1001, 1000, 1, "unix:"}));
-    EXPECT_EQ(PeerLimit::keyOf({-1, -1, -1, "127.0.0.1:1"}), "127.0.0.1");
-    EXPECT_EQ(PeerLimit::keyOf({-1, -1, -1, "[::1]:1"}), "[::1]");
+    PeerLimit limit(1);
+    EXPECT_TRUE(limit.add(user(1000, 1)));
+    EXPECT_FALSE(limit.add(user(1000, 2)));
+    EXPECT_TRUE(limit.add(address("127.0.0.1:1")));
+    EXPECT_FALSE(limit.add(address("127.0.0.1:2")));
+    EXPECT_TRUE(limit.add(address("127.0.0.2:1")));
+    EXPECT_TRUE(limit.add(address("[::1]:1")));
+    EXPECT_FALSE(limit.add(address("[::1]:2")));
+    limit.remove(address("[::1]:3"));
+    EXPECT_EQ(limit.size(), 3U);
 }
 
 TEST(ServedServicesTest, RootNamesTheOnlyService) {
