@@ -1,6 +1,5 @@
 #include "datatypes/BracketExpression.h"
 
-#include <algorithm>
 #include <cassert>
 #include <locale>
 #include <regex>
@@ -27,19 +26,17 @@ unsigned char byteOf(char c) {
     return static_cast<unsigned char>(c);
 }
 
-// Compiles the expression with the standard library's engine, so that the exception has the
-// engine's text. The engine fails at the first bracket of `expression` and does not recurse over
-// the rest. The characters are wide, because wide characters are ordered like the bytes; the order
-// of `char` depends on the processor.
-[[noreturn]] void throwAsEngine(std::string_view expression) {
-    std::wstring wide(expression.size(), L'\0');
-    std::transform(expression.begin(), expression.end(), wide.begin(),
-                   [](char c) { return static_cast<wchar_t>(byteOf(c)); });
-    std::wregex engine;
-    engine.imbue(std::locale::classic());
-    engine.assign(wide);
-    throw std::regex_error(std::regex_constants::error_brack);
-}
+// A `std::regex_error` with the text of the standard library's engine. The engine itself would add
+// 65 KB to the library.
+class EngineError : public std::regex_error {
+public:
+    EngineError(std::regex_constants::error_type code, char const* text)
+        : std::regex_error(code), text_(text) {}
+    char const* what() const noexcept override { return text_; }
+
+private:
+    char const* text_;
+};
 
 }  // namespace
 
@@ -47,10 +44,27 @@ CharacterSet BracketExpression::read(std::string_view& rest) {
     const bool negated = rest.substr(0, 1) == "^";
     BracketExpression bracket(rest.substr(negated ? 1 : 0));
     if (!bracket.readItems()) {
-        throwAsEngine({rest.data() - 1, rest.size() + 1});
+        bracket.throwError();
     }
     rest = bracket.rest_;
     return negated ? ~bracket.set_ : bracket.set_;
+}
+
+void BracketExpression::throwError() const {
+    if (errorText_ == nullptr) {
+        throw std::regex_error(errorCode_);
+    }
+    throw EngineError(errorCode_, errorText_);
+}
+
+// Records why the expression is not valid, and returns false. If the next token is not valid, its
+// reason stays, because the engine reads one token ahead.
+bool BracketExpression::fail(std::regex_constants::error_type code, char const* text) {
+    if (token_ != Token::Invalid) {
+        errorCode_ = code;
+        errorText_ = text;
+    }
+    return false;
 }
 
 bool BracketExpression::readItems() {
@@ -79,10 +93,12 @@ bool BracketExpression::readItem() {
         case Token::Symbol:
             return readSymbol();
         case Token::End:
+        case Token::EndOfText:
         case Token::Invalid:
             break;
     }
-    return false;
+    return fail(std::regex_constants::error_brack,
+                "Unexpected character within '[...]' in regular expression");
 }
 
 bool BracketExpression::readDash() {
@@ -91,8 +107,13 @@ bool BracketExpression::readDash() {
         readCharacter('-');
         return true;
     }
-    if (last_ == Last::Class || (token_ != Token::Character && token_ != Token::Dash)) {
-        return false;
+    if (last_ == Last::Class) {
+        return fail(std::regex_constants::error_range,
+                    "Invalid start of '[x-x]' range in regular expression");
+    }
+    if (token_ != Token::Character && token_ != Token::Dash) {
+        return fail(std::regex_constants::error_range,
+                    "Invalid end of '[x-x]' range in regular expression");
     }
     const unsigned char first = byteOf(lastCharacter_);
     const unsigned char last = byteOf(token_ == Token::Dash ? '-' : character_);
@@ -101,45 +122,46 @@ bool BracketExpression::readDash() {
     }
     last_ = Last::Nothing;
     advance();
-    return first <= last;
+    return first <= last ||
+           fail(std::regex_constants::error_range, "Invalid range in bracket expression.");
 }
 
 bool BracketExpression::readClass() {
     const Traits& traits = classicTraits();
     const auto mask = traits.lookup_classname(name_.begin(), name_.end());
+    advance();
     if (mask == Traits::char_class_type()) {
-        return false;
+        return fail(std::regex_constants::error_collate, "Invalid character class.");
     }
     addLast();
     last_ = Last::Class;
     addWhere([&](char c) { return traits.isctype(c, mask); });
-    advance();
     return true;
 }
 
 bool BracketExpression::readEquivalence() {
     const Traits& traits = classicTraits();
     const std::string name = traits.lookup_collatename(name_.begin(), name_.end());
+    advance();
     if (name.empty()) {
-        return false;
+        return fail(std::regex_constants::error_collate, "Invalid equivalence class.");
     }
     addLast();
     last_ = Last::Class;
     const std::string key = traits.transform_primary(name.begin(), name.end());
     addWhere([&](char c) { return traits.transform_primary(&c, &c + 1) == key; });
-    advance();
     return true;
 }
 
 bool BracketExpression::readSymbol() {
     const std::string name = classicTraits().lookup_collatename(name_.begin(), name_.end());
+    advance();
     if (name.empty()) {
-        return false;
+        return fail(std::regex_constants::error_collate, "Invalid collate element.");
     }
     // Adds the symbol to the set even if it also begins a range.
     readCharacter(name.front());
     set_.set(byteOf(name.front()));
-    advance();
     return true;
 }
 
@@ -166,7 +188,7 @@ void BracketExpression::addWhere(Predicate predicate) {
 
 BracketExpression::Token BracketExpression::scan() {
     if (rest_.empty()) {
-        return Token::Invalid;
+        return Token::EndOfText;
     }
     character_ = rest_.front();
     rest_.remove_prefix(1);
@@ -182,7 +204,9 @@ BracketExpression::Token BracketExpression::scan() {
             character_ = next;
             return Token::Character;
         case '[':
-            return next == ':'   ? scanName(Token::Class, next)
+            return rest_.empty() ? invalid(std::regex_constants::error_brack,
+                                           "Incomplete '[[' character class in regular expression")
+                   : next == ':' ? scanName(Token::Class, next)
                    : next == '=' ? scanName(Token::Equivalence, next)
                    : next == '.' ? scanName(Token::Symbol, next)
                                  : Token::Character;
@@ -191,11 +215,20 @@ BracketExpression::Token BracketExpression::scan() {
     }
 }
 
+BracketExpression::Token BracketExpression::invalid(std::regex_constants::error_type code,
+                                                    char const* text) {
+    errorCode_ = code;
+    errorText_ = text;
+    return Token::Invalid;
+}
+
 // Reads a name up to the next `kind`, which a "]" must follow.
 BracketExpression::Token BracketExpression::scanName(Token token, char kind) {
     const std::size_t end = rest_.find(kind, 1);
     if (end == std::string_view::npos || rest_.substr(end + 1, 1) != "]") {
-        return Token::Invalid;
+        return invalid(token == Token::Class ? std::regex_constants::error_ctype
+                                             : std::regex_constants::error_collate,
+                       nullptr);
     }
     name_ = rest_.substr(1, end - 1);
     rest_.remove_prefix(end + 2);

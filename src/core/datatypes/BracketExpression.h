@@ -1,5 +1,6 @@
 #pragma once
 
+#include <regex>
 #include <string_view>
 
 #include "datatypes/GlobStep.h"
@@ -27,11 +28,23 @@ public:
     static CharacterSet read(std::string_view& rest);
 
 private:
-    enum class Token : unsigned char { Character, Dash, Class, Equivalence, Symbol, End, Invalid };
+    enum class Token : unsigned char {
+        Character,
+        Dash,
+        Class,
+        Equivalence,
+        Symbol,
+        End,
+        EndOfText,
+        Invalid
+    };
     /// The kind of item before the current one (decides how '-' is parsed).
     enum class Last : unsigned char { Nothing, Character, Class };
 
     explicit BracketExpression(std::string_view text) : rest_(text) {}
+
+    [[noreturn]] void throwError() const;
+    bool fail(std::regex_constants::error_type code, char const* text);
 
     bool readItems();
     bool readItem();
@@ -46,6 +59,7 @@ private:
 
     void advance() { token_ = scan(); }
     Token scan();
+    Token invalid(std::regex_constants::error_type code, char const* text);
     Token scanName(Token token, char kind);
 
     std::string_view rest_;
@@ -59,6 +73,10 @@ private:
     Last last_ = Last::Nothing;
     /// The latest character. It is not yet in the set, because it may begin a range.
     char lastCharacter_ = '\0';
+
+    std::regex_constants::error_type errorCode_ = std::regex_constants::error_brack;
+    /// Null if the engine has no text of its own for the error.
+    char const* errorText_ = nullptr;
 };
 
 }  // namespace kova::detail

@@ -234,6 +234,18 @@ Candidates collect(const std::vector<std::string>& offered, const Version& wante
     return candidates;
 }
 
+// Joins the texts without `fmt::join`, which would add 15 KB to the library.
+void traceMatches(const std::vector<std::string>& matches) {
+    if (!channel.isEnabled(1)) {
+        return;
+    }
+    std::string text = "[getMostCompatibleVector] Found compatible versions: " + matches.front();
+    for (std::size_t i = 1; i < matches.size(); ++i) {
+        text.append(", ").append(matches[i]);
+    }
+    channel.traceText(1, text);
+}
+
 }  // namespace
 
 SemVer& SemVer::operator=(SemVer&& other) noexcept {
@@ -330,8 +342,7 @@ std::vector<std::string> getMostCompatibleVector(const std::vector<std::string>&
     if (matches.empty()) {
         trace(2, "[getMostCompatibleVector] No matching version found");
     } else {
-        trace(1, "[getMostCompatibleVector] Found compatible versions: {}",
-              fmt::join(matches, ", "));
+        traceMatches(matches);
     }
     return matches;
 }

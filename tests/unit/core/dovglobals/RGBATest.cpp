@@ -1,12 +1,17 @@
 #include "kova/core/dovglobals/RGBA.h"
 
+#include <fmt/format.h>
 #include <gtest/gtest.h>
 
+#include <cmath>
+#include <cstdint>
 #include <cstdio>
+#include <cstring>
 #include <limits>
 #include <ostream>
 #include <sstream>
 #include <string>
+#include <vector>
 
 #include "Engine.h"
 #include "Outcome.h"
@@ -143,6 +148,29 @@ TEST(RGBATest, TextOfASmallAlphaCannotBeParsed) {
     const std::string text = RGBA(1, 2, 3, 0.00001F).toString();
     EXPECT_EQ(text, "rgba(1,2,3,1.e-05)");
     EXPECT_EQ(outcomeOf([&text] { return parseRGBA(text); }), MISMATCH);
+}
+
+TEST(RGBATest, AlphaIsPrintedAsByFmt) {
+    std::vector<float> values = {-0.0F,
+                                 -0.5F,
+                                 1e-4F,
+                                 std::nextafterf(1e-4F, 0.0F),
+                                 16777216.0F,
+                                 1e7F,
+                                 std::nextafterf(1e7F, 0.0F)};
+    for (int i = 0; i <= 255; ++i) {
+        values.insert(values.end(),
+                      {static_cast<float>(i) / 255.0F, static_cast<float>(i) / 100.0F});
+    }
+    for (std::uint32_t bits = 0; bits < 0xFFFE'0000U; bits += 0x1'0003U) {
+        values.emplace_back();
+        std::memcpy(&values.back(), &bits, sizeof bits);
+    }
+    RGBA colour(1, 20, 255, 0.0F);
+    for (const float value : values) {
+        colour.alpha = value;
+        EXPECT_EQ(colour.toString(), fmt::format("rgba(1,20,255,{:#})", value));
+    }
 }
 
 TEST(RGBATest, AlphaOutOfRangeIsPrinted) {
