@@ -6,7 +6,6 @@
 #include <charconv>
 #include <cmath>
 #include <cstring>
-#include <iterator>
 
 #include "bytes/TextCheck.h"
 
@@ -129,24 +128,25 @@ Phrase Phrase::ofCharacter(char character) noexcept {
     return phrase;
 }
 
+// `fmt::format` is a function of the library fmt, unlike `fmt::format_to`, which would add 75 KB
+// here.
 void Phrase::appendTo(std::string& out) const {
-    const auto end = std::back_inserter(out);
     out += words_;
     switch (kind_) {
         case Kind::Words:
             break;
         case Kind::Signed:
-            fmt::format_to(end, "{}", number_.int64);
+            out += fmt::format("{}", number_.int64);
             break;
         case Kind::Unsigned:
-            fmt::format_to(end, "{}", number_.uint64);
+            out += fmt::format("{}", number_.uint64);
             break;
         case Kind::Real:
-            fmt::format_to(end, "{}",
-                           std::isnan(number_.real) ? std::abs(number_.real) : number_.real);
+            out +=
+                fmt::format("{}", std::isnan(number_.real) ? std::abs(number_.real) : number_.real);
             break;
         case Kind::Byte:
-            fmt::format_to(end, "0x{:02x}", number_.uint64);
+            out += fmt::format("0x{:02x}", number_.uint64);
             break;
         case Kind::Text:
             out += '"';
@@ -154,7 +154,7 @@ void Phrase::appendTo(std::string& out) const {
             out += text_.isCut() ? "...\"" : "\"";
             break;
         case Kind::Character:
-            fmt::format_to(end, "'{}'", static_cast<char>(number_.uint64));
+            out.append({'\'', static_cast<char>(number_.uint64), '\''});
             break;
     }
 }
@@ -209,7 +209,7 @@ void Failure::describe(std::string& out, const Phrase& expected, const Phrase& f
         found.appendTo(out);
     }
     if (position != NO_POSITION) {
-        fmt::format_to(std::back_inserter(out), " (byte {})", position);
+        out += fmt::format(" (byte {})", position);
     }
 }
 
