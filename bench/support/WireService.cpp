@@ -1,0 +1,137 @@
+#include "support/WireService.h"
+
+#include <unistd.h>
+
+#include <cstdlib>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <utility>
+#include <vector>
+
+#include "kova/core/IResourceHandler.h"
+#include "kova/core/MimeTypes.h"
+#include "kova/core/StaticComposedKovaService.h"
+#include "kova/http/Endpoint.h"
+#include "kova/kit/StreamOptions.h"
+#include "kova/kit/Values.h"
+#include "kova/kit/Worker.h"
+#include "support/Wire.h"
+
+namespace kova::bench {
+
+namespace {
+
+using ResponseHandler = std::unique_ptr<IResponseHandler<Response>>;
+
+Response makeResponse() {
+    const std::string bytes = wirePayload();
+    return {200, Payload::createFromRaw(reinterpret_cast<unsigned char const*>(bytes.data()),
+                                        bytes.size(), mimetypes::OCTET_STREAM_TYPE)};
+}
+
+void answer(IResponseHandler<Response>& handler, const Response& value) {
+    handler.onNext(value);
+    handler.onCompleted();
+}
+
+class AnsweringResource final : public IResourceHandler {
+public:
+    void* actionRequest(const Request&, ResponseHandler&& handler, const std::string&) override {
+        answer(*handler, value_);
+        return nullptr;
+    }
+    void cancelRequest(void*) override {}
+
+private:
+    const Response value_ = makeResponse();
+};
+
+/// Answers on a thread of a worker.
+class LaterResource final : public IResourceHandler {
+public:
+    void* actionRequest(const Request&, ResponseHandler&& handler, const std::string&) override {
+        std::shared_ptr<IResponseHandler<Response>> shared = std::move(handler);
+        const bool isPosted = worker_.tryPost([this, shared] { answer(*shared, value_); });
+        require(isPosted, "worker");
+        return this;
+    }
+    void cancelRequest(void*) override {}
+
+private:
+    const Response value_ = makeResponse();
+    kit::Worker worker_;
+};
+
+class StreamResource final : public IResourceHandler {
+public:
+    void* actionRequest(const Request& request, ResponseHandler&& handler,
+                        const std::string&) override {
+        if (request.getCommand() == "update") {
+            std::string text;
+            Payload::createStringFrom(request.getPayload(), text, true);
+            std::shared_ptr<IResponseHandler<Response>> shared = std::move(handler);
+            const bool isPosted = worker_.tryPost([this, shared, count = std::stoul(text)] {
+                send(count);
+                answer(*shared, value_);
+            });
+            require(isPosted, "worker");
+            return this;
+        }
+        Response first = makeResponse();
+        const auto terms = kit::toTree(kit::StreamQueue{1024, kit::Wait}.toString());
+        first.add2header(kit::STREAM_QUEUE, *terms.value());
+        void* const handle = handler.get();
+        handler->onNext(first);
+        const std::lock_guard<std::mutex> guard(mutex_);
+        streams_[handle] = std::move(handler);
+        return handle;
+    }
+    void cancelRequest(void* handle) override {
+        const std::lock_guard<std::mutex> guard(mutex_);
+        streams_.erase(handle);
+    }
+
+private:
+    void send(std::size_t count) {
+        std::vector<std::shared_ptr<IResponseHandler<Response>>> streams;
+        {
+            const std::lock_guard<std::mutex> guard(mutex_);
+            for (const auto& [handle, stream] : streams_) {
+                streams.push_back(stream);
+            }
+        }
+        while (count-- > 0) {
+            for (const auto& stream : streams) {
+                stream->onNext(value_);
+            }
+        }
+    }
+
+    const Response value_ = makeResponse();
+    std::mutex mutex_;
+    std::map<void*, std::shared_ptr<IResponseHandler<Response>>> streams_;
+    kit::Worker worker_;
+};
+
+std::map<std::string, std::unique_ptr<IResourceHandler>> makeResources() {
+    std::map<std::string, std::unique_ptr<IResourceHandler>> resources;
+    for (int i = 2; i < 10; ++i) {
+        resources["/svc/r" + std::to_string(i)] = std::make_unique<AnsweringResource>();
+    }
+    resources[WIRE_LATER] = std::make_unique<LaterResource>();
+    resources[WIRE_STREAM] = std::make_unique<StreamResource>();
+    return resources;
+}
+
+}  // namespace
+
+void serveWireService(const std::string& path) {
+    StaticComposedKovaService service(makeResources());
+    const http::Endpoint endpoint(service, "unix:" + path);
+    for (;;) {
+        ::pause();
+    }
+}
+
+}  // namespace kova::bench

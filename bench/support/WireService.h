@@ -1,0 +1,18 @@
+#pragma once
+
+#include <string>
+
+namespace kova::bench {
+
+/// The resource that answers a request at once, with 100 bytes. The service has nine more.
+constexpr char WIRE_RESOURCE[] = "/svc/r9";
+/// The resource that answers after its resource handler has returned.
+constexpr char WIRE_LATER[] = "/svc/later";
+/// The resource with streams: a retrieval opens a stream, whose first value comes at once. An
+/// update whose text is a number sends that number of values to each stream, and ends then.
+constexpr char WIRE_STREAM[] = "/svc/stream";
+
+/// Serves these resources at a Unix socket until the process is killed.
+void serveWireService(const std::string& path);
+
+}  // namespace kova::bench

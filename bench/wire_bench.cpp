@@ -1,0 +1,273 @@
+// Requests and streams between two processes over a Unix socket: kova's endpoint and client, beside
+// raw bytes and the other ways. The service has ten mounts; requests have two header entries.
+#include <benchmark/benchmark.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <array>
+#include <condition_variable>
+#include <cstdlib>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <utility>
+
+#include "kova/core/headers.h"
+#include "kova/http/Connect.h"
+#include "kova/kit/Client.h"
+#include "support/Wire.h"
+#include "support/WireService.h"
+
+namespace kova::bench {
+
+namespace {
+
+WireServer server("kova", serveWireService);
+
+std::unique_ptr<IKovaApi> connect() {
+    http::ConnectOptions options;
+    options.queuedBytes = std::size_t{1024} * 1024;
+    auto connected = http::connect("unix:" + server.path(), options);
+    require(connected.ok(), "kova::http::connect");
+    return *std::move(connected);
+}
+
+Payload payload() {
+    const std::string bytes = wirePayload();
+    return Payload::createFromRaw(reinterpret_cast<unsigned char const*>(bytes.data()),
+                                  bytes.size(), mimetypes::OCTET_STREAM_TYPE);
+}
+
+Request makeRequest(char const* command, char const* path) {
+    Request request(command, path, payload());
+    headers::appendTracingInfo(request, "/svc", "bench");
+    return request;
+}
+
+/// Counts events of several threads, and lets another thread wait for them.
+class Count {
+public:
+    void add() {
+        const std::lock_guard<std::mutex> guard(mutex_);
+        if (++count_ == expected_) {
+            changed_.notify_one();
+        }
+    }
+    void waitFor(std::size_t expected) {
+        std::unique_lock<std::mutex> lock(mutex_);
+        expected_ = expected;
+        changed_.wait(lock, [&] { return count_ >= expected; });
+        count_ = 0;
+        expected_ = 0;
+    }
+
+private:
+    std::mutex mutex_;
+    std::condition_variable changed_;
+    std::size_t count_ = 0;
+    std::size_t expected_ = 0;
+};
+
+/// Counts the ends of requests.
+class EndHandler : public IResponseHandler<Response> {
+public:
+    explicit EndHandler(Count& ends) : ends_(ends) {}
+    bool onNext(const Response& value) override {
+        require(value.getPayload().size() == WIRE_BYTES, "kova: payload");
+        return false;
+    }
+    void onError(const Response&) override { require(false, "kova: error"); }
+    void onCompleted() override { ends_.add(); }
+
+private:
+    Count& ends_;
+};
+
+/// Counts the values of a stream.
+class ValueHandler : public IResponseHandler<Response> {
+public:
+    explicit ValueHandler(Count& values) : values_(values) {}
+    bool onNext(const Response& value) override {
+        require(value.getPayload().size() == WIRE_BYTES, "kova: payload");
+        values_.add();
+        return false;
+    }
+    void onError(const Response&) override { require(false, "kova: error"); }
+    void onCompleted() override { require(false, "kova: completed"); }
+
+private:
+    Count& values_;
+};
+
+/// A client that sends requests of one kind.
+struct Caller {
+    std::unique_ptr<IKovaApi> service = connect();
+    Request request = makeRequest("retrieve", WIRE_RESOURCE);
+};
+
+struct BlockingCaller : Caller {
+    kit::Client client{*service, options()};
+    Payload body = payload();
+
+    void call() {
+        const auto answer = client.call<Payload>("retrieve", WIRE_RESOURCE, body).get();
+        require(answer.ok() && answer->size() == WIRE_BYTES, "kova: get");
+    }
+    static kit::ClientOptions options() {
+        kit::ClientOptions options;
+        options.clientId = "bench";
+        options.accept = mimetypes::OCTET_STREAM_TYPE;
+        return options;
+    }
+};
+
+/// Keeps a number of requests in flight: the end of one sends the next.
+class FlyingCaller : Caller {
+public:
+    void run(std::size_t count, std::size_t inFlight) {
+        left_ = count - inFlight;
+        for (std::size_t i = 0; i < inFlight; ++i) {
+            send();
+        }
+        ends_.waitFor(count);
+    }
+
+private:
+    class Handler final : public EndHandler {
+    public:
+        explicit Handler(FlyingCaller& caller) : EndHandler(caller.ends_), caller_(caller) {}
+        void onCompleted() override {
+            if (caller_.left_ > 0) {
+                --caller_.left_;
+                caller_.send();
+            }
+            EndHandler::onCompleted();
+        }
+
+    private:
+        FlyingCaller& caller_;
+    };
+
+    void send() { service->actionRequest(request, std::make_unique<Handler>(*this)); }
+
+    Count ends_;
+    std::size_t left_ = 0;  ///< requests that are not sent; changed on the client's thread only
+};
+
+struct WaitingCaller : Caller {
+    Count ends;
+
+    void call() {
+        service->actionRequest(request, std::make_unique<EndHandler>(ends));
+        ends.waitFor(1);
+    }
+};
+
+/// Streams of one connection. An update sends the given number of values to each.
+class Watcher : Caller {
+public:
+    explicit Watcher(std::size_t streams) : streams_(streams) {
+        const Request watch = makeRequest("retrieve", WIRE_STREAM);
+        for (std::size_t i = 0; i < streams; ++i) {
+            service->actionRequest(watch, std::make_unique<ValueHandler>(values_));
+        }
+        values_.waitFor(streams);  // each stream begins with a value
+    }
+
+    void receive(std::size_t count) {
+        Request send("update", WIRE_STREAM,
+                     Payload::createFromString(std::to_string(count / streams_)));
+        service->actionRequest(send, std::make_unique<EndHandler>(ends_));
+        values_.waitFor(count);
+        ends_.waitFor(1);
+    }
+
+private:
+    const std::size_t streams_;
+    Count values_;
+    Count ends_;
+};
+
+/// curl's way: one kept-alive connection, written and read by the caller.
+class ForeignCaller {
+public:
+    ForeignCaller() : socket_(connectTo(server.path())) {}
+    ~ForeignCaller() { ::close(socket_); }
+    ForeignCaller(const ForeignCaller&) = delete;
+    ForeignCaller& operator=(const ForeignCaller&) = delete;
+
+    void call() {
+        ::send(socket_, request_.data(), request_.size(), MSG_NOSIGNAL);
+        std::string answer;
+        std::array<char, 4096> bytes;
+        while (!isComplete(answer)) {
+            const ssize_t count = ::recv(socket_, bytes.data(), bytes.size(), 0);
+            require(count > 0, "kova: HTTP/1.1");
+            answer.append(bytes.data(), static_cast<std::size_t>(count));
+        }
+    }
+
+private:
+    static bool isComplete(const std::string& answer) {
+        const std::size_t head = answer.find("\r\n\r\n");
+        return head != std::string::npos && answer.size() == head + 4 + WIRE_BYTES;
+    }
+
+    const int socket_;
+    const std::string request_ = std::string("GET ") + WIRE_LATER +
+                                 " HTTP/1.1\r\nHost: localhost\r\nAccept: */*\r\n"
+                                 "User-Agent: curl/7.88.1\r\n\r\n";
+};
+
+template <typename Caller>
+auto repeated() {
+    return [caller = std::make_shared<Caller>()](std::size_t count) {
+        while (count-- > 0) {
+            caller->call();
+        }
+    };
+}
+
+auto inFlight(std::size_t number) {
+    return [caller = std::make_shared<FlyingCaller>(), number](std::size_t count) {
+        caller->run(count, number);
+    };
+}
+
+auto values(std::size_t streams) {
+    return [watcher = std::make_shared<Watcher>(streams)](std::size_t count) {
+        watcher->receive(count);
+    };
+}
+
+const struct Entries {
+    Entries() {
+        wireContest("blocking call", "kova", server, 100, repeated<BlockingCaller>);
+        wireContest("callback sends the next", "kova", server, 100, [] { return inFlight(1); });
+        wireContest("another thread waits", "kova", server, 100, repeated<WaitingCaller>);
+        wireContest("64 in flight", "kova", server, 640, [] { return inFlight(WIRE_FLIGHT); });
+        wireContest("value of a stream", "kova", server, 10'000, [] { return values(1); });
+        wireContest("value of 1 000 streams", "kova", server, 10 * WIRE_STREAMS,
+                    [] { return values(WIRE_STREAMS); });
+        wireContest("HTTP/1.1, kept alive", "kova", server, 100, repeated<ForeignCaller>);
+    }
+} ENTRIES;
+
+}  // namespace
+
+}  // namespace kova::bench
+
+int main(int argc, char** argv) {
+    using kova::bench::WireServer;
+    std::string folder = "/tmp/kova-wire-XXXXXX";
+    kova::bench::require(::mkdtemp(folder.data()) != nullptr, "mkdtemp");
+    WireServer::startAll(folder);
+    benchmark::Initialize(&argc, argv);
+    const bool isWrong = benchmark::ReportUnrecognizedArguments(argc, argv);
+    if (!isWrong) {
+        benchmark::RunSpecifiedBenchmarks();
+    }
+    WireServer::stopAll();
+    ::rmdir(folder.c_str());
+    return isWrong ? 1 : 0;
+}
