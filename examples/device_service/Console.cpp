@@ -36,12 +36,11 @@ std::optional<unsigned long> numberOf(const std::string& text) {
 
 }  // namespace
 
-Console::Console(kit::Service& service, std::string servicePath, Journal& journal,
+Console::Console(kova::IKovaApi& service, std::string servicePath, Journal& journal,
                  std::function<bool()> interrupted)
     : servicePath_(std::move(servicePath)),
       journal_(journal),
       interrupted_(std::move(interrupted)),
-      service_(service),
       client_(service, {servicePath_, kova::tracing::getTraceClientId(), mimeType_, NO_LIMIT}) {}
 
 char const* Console::help() {
@@ -59,7 +58,7 @@ delete PATH               remove a value
 accept json|binary        select the format of responses
 wait [COUNT]              wait for COUNT events (default: 1) after the latest request or wait, at
                           most ten seconds
-shutdown                  shut the service down
+shutdown                  cancel all requests, and refuse further ones
 help, quit
 
 PATH can also be a locator: kova:/device$/system/memory
@@ -183,7 +182,7 @@ void Console::end(const std::string& label, const kit::End& end) {
                       end.error().code < 500 ? exitstatus::REFUSED : exitstatus::FAILED);
     } else {
         const bool refused = end.kind() == kit::End::Kind::refused;
-        const std::string reason = refused ? "refused: the service is shut down" : end.toString();
+        const std::string reason = refused ? "refused: the console is shut down" : end.toString();
         journal_.fail("  " + label + reason, reason, exitstatus::FAILED);
     }
 }
@@ -220,7 +219,6 @@ bool Console::hasPending() {
 void Console::shutdown() {
     calls_.clear();
     client_.close(PATIENCE);
-    service_.stop(PATIENCE);
 }
 
 }  // namespace device

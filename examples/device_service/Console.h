@@ -6,9 +6,9 @@
 #include <string>
 
 #include "Journal.h"
+#include "kova/core/IKovaApi.h"
 #include "kova/core/MimeTypes.h"
 #include "kova/kit/Client.h"
-#include "kova/kit/Service.h"
 
 namespace device {
 
@@ -21,7 +21,7 @@ class Console {
 public:
     /// `servicePath` names the service in locators and requests. `interrupted` returns whether to
     /// stop waiting. The service and the journal must outlive the console.
-    Console(kova::kit::Service& service, std::string servicePath, Journal& journal,
+    Console(kova::IKovaApi& service, std::string servicePath, Journal& journal,
             std::function<bool()> interrupted);
 
     /// Returns a description of the commands for the user.
@@ -35,7 +35,7 @@ public:
     bool execute(const std::string& line);
     /// Returns whether any request has neither ended nor been cancelled. Forgets the others.
     bool hasPending();
-    /// Cancels all pending requests and stops the service.
+    /// Cancels all pending requests, and refuses further ones.
     void shutdown();
 
 private:
@@ -50,7 +50,6 @@ private:
     const std::string servicePath_;
     Journal& journal_;
     const std::function<bool()> interrupted_;
-    kova::kit::Service& service_;
     std::string mimeType_ = kova::mimetypes::JSON_TYPE;
     unsigned long lastNumber_ = 0;
     std::map<unsigned long, kova::kit::Subscription> calls_;

@@ -1,10 +1,14 @@
-// A service for data about this machine, and a console that sends it requests, in one process.
+// A service for data about this machine, and a console that sends requests to it or to the same
+// service of another process.
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
 #include <chrono>
+#include <cstring>
 #include <exception>
 #include <iostream>
+#include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -13,6 +17,8 @@
 #include "Journal.h"
 #include "LineReader.h"
 #include "kova/core/headers.h"
+#include "kova/http/Directory.h"
+#include "kova/http/Endpoint.h"
 #include "kova/kit/StopSignals.h"
 #include "tracing/client_helper.h"
 
@@ -21,13 +27,18 @@ namespace {
 namespace exitstatus = device::exitstatus;
 using kova::kit::StopSignals;
 
+constexpr char const* SERVICE_PATH = "/device";
+constexpr char const* SHUT_DOWN = "the service is shut down";
+constexpr std::chrono::seconds PATIENCE(2);
+
 /// The parsed command line.
 struct Options {
     device::DeviceOptions device;
     unsigned int interval = 1000;
     std::string speaks = "1.2.0";
     std::string clientId = "console";
-    bool quiet = false;
+    bool quiet = false, remote = false;
+    std::uint16_t port = 8080;
     /// The words of one request, or one request in each.
     std::vector<std::string> arguments;
 };
@@ -44,7 +55,12 @@ void describe(CLI::App& app, Options& options) {
     app.add_flag("--quiet", options.quiet,
                  "only payloads on standard output, each on lines of its own; errors on standard "
                  "error");
-    app.footer(std::string("A request follows the options, or several requests as one argument "
+    app.add_flag("--remote", options.remote,
+                 "send the requests to the service that another process serves");
+    app.add_option("--port", options.port, "of 127.0.0.1 for \"serve\"; 0 is a free one");
+    app.footer(std::string("\"serve\" serves other processes until a signal arrives, at "
+                           "kova:/device and at the port.\n\n"
+                           "A request follows the options, or several requests as one argument "
                            "each. Without one, lines\nare read from standard input:\n\n") +
                device::Console::help() + R"(
 The variable ZEL_CONFIG_KOVA_AGT, if set, is the token that requests carry.
@@ -95,14 +111,39 @@ bool execute(std::vector<std::string> arguments, const StopSignals& stop,
     return more;
 }
 
-int run(Options& options) {
+// Serves the machine to other processes until a signal arrives.
+int serve(const Options& options) {
     const StopSignals stop;  // before the first thread
-    options.device.interval = std::chrono::milliseconds(options.interval);
     device::Device machine(options.device);
+    kova::http::Endpoint local(machine.service(), std::string("kova:") + SERVICE_PATH);
+    kova::http::Endpoint web(machine.service(), "tcp:127.0.0.1:" + std::to_string(options.port));
+    const std::string url = "http://" + web.address().substr(std::strlen("tcp:"));
+    std::cout
+        << "Serving this machine until Ctrl-C. Try in another terminal:\n  curl --unix-socket "
+        << local.address().substr(std::strlen("unix:")) << " http://localhost/system/memory\n"
+        << "  curl -i -X PUT --json '{\"level\": 55}' " << url << "/volume\n"
+        << "  curl -N -H 'Accept: text/event-stream' " << url << "/clock" << std::endl;
+    stop.wait();
+    machine.service().stop(PATIENCE);  // ends the streams, for which the endpoints would wait
+    local.stop(PATIENCE);
+    web.stop(PATIENCE);
+    std::cout << SHUT_DOWN << std::endl;
+    return exitstatus::ANSWERED;
+}
+
+int run(const Options& options) {
+    const StopSignals stop;  // before the first thread
+    std::optional<device::Device> machine;
+    std::unique_ptr<kova::IKovaApi> remote;
+    if (options.remote) {
+        remote = kova::http::open(std::string("kova:") + SERVICE_PATH + "$/").orThrow().service;
+    } else {
+        machine.emplace(options.device);
+    }
     tracing::client_helper::setClientId(options.clientId);
     kova::headers::setAgt("");  // use the environment's token: a process list would show an option
     device::Journal journal(std::cout, options.quiet ? &std::cerr : nullptr);
-    device::Console console(machine.service(), "/device", journal,
+    device::Console console(options.remote ? *remote : machine->service(), SERVICE_PATH, journal,
                             [&stop] { return stop.received(); });
     if (console.connect(options.speaks)) {
         bool more = options.arguments.empty() ? readLines(stop, console, options.quiet)
@@ -113,7 +154,10 @@ int run(Options& options) {
         }
     }
     console.shutdown();
-    journal.say("the service is shut down");
+    if (machine) {
+        machine->service().stop(PATIENCE);
+        journal.say(SHUT_DOWN);
+    }
     return journal.exitStatus();
 }
 
@@ -129,10 +173,14 @@ int main(int argc, char** argv) try {
         return app.exit(error) == 0 ? exitstatus::ANSWERED : exitstatus::MISUSED;
     }
     options.arguments = app.remaining();
+    options.device.interval = std::chrono::milliseconds(options.interval);
     if (!options.arguments.empty() && options.arguments[0][0] == '-') {
         std::cerr << "unknown option " << options.arguments[0]
                   << "; --help tells which there are\n";
         return exitstatus::MISUSED;
+    }
+    if (!options.arguments.empty() && options.arguments[0] == "serve") {
+        return serve(options);
     }
     return run(options);
 } catch (const std::exception& error) {

@@ -221,7 +221,7 @@ TEST_F(ProgramTest, SampleRequestsProduceTheExpectedOutput) {
           "\"P0000-01-00T00:00:00\"",
           "'kova:/radio$/system' leads to the service /radio, and this one is /device\n",
           "> shutdown\n",
-          "refused: the service is shut down\n",
+          "refused: the console is shut down\n",
           END}) {
         const std::size_t found = output.find(line, place);
         ASSERT_NE(found, std::string::npos) << "no '" << line << "' in\n" << output.substr(place);

@@ -128,7 +128,7 @@ TEST_F(RequestsTest, ReportsThatTheListIsUnavailableAfterShutdown) {
     run("shutdown");
     EXPECT_EQ(run("list"),
               "> #1 list /device\n"
-              "  #1 refused: the service is shut down\n");
+              "  #1 refused: the console is shut down\n");
     EXPECT_FALSE(console.hasPending());
 }
 
@@ -319,7 +319,7 @@ TEST_F(RequestsTest, ShutdownEndsAllRequestsAndRejectsNewOnes) {
     EXPECT_EQ(run("shutdown"), "> shutdown\n");
     EXPECT_FALSE(console.hasPending());
     EXPECT_EQ(resource.cancelled.size(), 1U);
-    EXPECT_THAT(run("retrieve /r"), HasSubstr("\n  #2 refused: the service is shut down\n"));
+    EXPECT_THAT(run("retrieve /r"), HasSubstr("\n  #2 refused: the console is shut down\n"));
     EXPECT_FALSE(console.hasPending());
     EXPECT_EQ(run("cancel"), "nothing to cancel\n");
     EXPECT_EQ(run("shutdown"), "> shutdown\n");
