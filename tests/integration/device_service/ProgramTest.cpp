@@ -1,20 +1,17 @@
 // Tests the built example program as a whole, started like a user starts it.
-#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <pty.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <csignal>
 #include <cstdlib>
-#include <stdexcept>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "Journal.h"
 #include "LineReader.h"
+#include "Program.h"
 #include "TemporaryFolder.h"
 
 namespace device {
@@ -23,122 +20,8 @@ namespace {
 using testing::HasSubstr;
 using testing::Not;
 
-using Arguments = std::vector<std::string>;
-
-// `script` ends in the program's words: exec PROGRAM "$@".
-[[noreturn]] void become(const std::string& folder, char const* script,
-                         const Arguments& arguments) {
-    std::vector<char const*> words = {"sh", "-c", script, "sh"};
-    for (const std::string& argument : arguments) {
-        words.push_back(argument.c_str());
-    }
-    words.push_back(nullptr);
-    if (chdir(folder.c_str()) == 0) {
-        execv("/bin/sh", const_cast<char**>(words.data()));
-    }
-    _exit(127);
-}
-
-constexpr char const* START = "exec " DEVICE_SERVICE " \"$@\"";
-
-/// The running program. The test writes its standard input and reads its standard output and error.
-class Program {
-public:
-    /// Where the program's standard error goes: to the output as well, or to the file "errors".
-    enum class Kind { Pipe, Terminal, ErrorsInFile };
-
-    Program(const std::string& folder, const Arguments& arguments, Kind kind = Kind::Pipe) {
-        if (kind == Kind::Terminal) {
-            child_ = forkpty(&output_, nullptr, nullptr, nullptr);
-            if (child_ == 0) {
-                become(folder, START, arguments);
-            }
-            input_ = dup(output_);
-            return;
-        }
-        int in[2];
-        int out[2];
-        if (pipe2(in, O_CLOEXEC) != 0 || pipe2(out, O_CLOEXEC) != 0) {
-            throw std::runtime_error("cannot make a pipe");
-        }
-        child_ = fork();
-        if (child_ == 0) {
-            dup2(in[0], STDIN_FILENO);
-            dup2(out[1], STDOUT_FILENO);
-            dup2(out[1], STDERR_FILENO);
-            become(folder,
-                   kind == Kind::ErrorsInFile ? "exec " DEVICE_SERVICE " \"$@\" 2>errors" : START,
-                   arguments);
-        }
-        close(in[0]);
-        close(out[1]);
-        input_ = in[1];
-        output_ = out[0];
-    }
-    ~Program() {
-        closeInput();
-        close(output_);
-        if (child_ > 0) {
-            kill(child_, SIGKILL);
-            waitpid(child_, nullptr, 0);
-        }
-    }
-    Program(const Program&) = delete;
-    Program& operator=(const Program&) = delete;
-
-    void write(const std::string& text) const {
-        for (std::size_t done = 0; done < text.size();) {
-            const ssize_t count = ::write(input_, text.data() + done, text.size() - done);
-            if (count <= 0) {
-                return;  // the program no longer reads its input
-            }
-            done += static_cast<std::size_t>(count);
-        }
-    }
-    void closeInput() {
-        if (input_ >= 0) {
-            close(input_);
-            input_ = -1;
-        }
-    }
-    void signal(int number) const {
-        ASSERT_GT(child_, 0);
-        kill(child_, number);
-    }
-    /// Reads until the output contains the text after the previously awaited one.
-    void awaitOutput(const std::string& text) {
-        std::size_t found = output().find(text, seen_);
-        while (found == std::string::npos && readMore()) {
-            found = output().find(text, seen_);
-        }
-        ASSERT_NE(found, std::string::npos) << "no '" << text << "' in\n" << output();
-        seen_ = found + text.size();
-    }
-    /// Waits until the program ends. Returns its exit status, or -1 if a signal ended it.
-    int wait() {
-        while (readMore()) {
-        }
-        int status = 0;
-        waitpid(std::exchange(child_, -1), &status, 0);
-        return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-    }
-    /// Returns the output read so far.
-    const std::string& output() const { return text_; }
-
-private:
-    bool readMore() {
-        char buffer[4096];
-        const ssize_t count = read(output_, buffer, sizeof(buffer));
-        text_.append(buffer, count > 0 ? static_cast<std::size_t>(count) : 0);
-        return count > 0;
-    }
-
-    pid_t child_ = -1;
-    int input_ = -1;
-    int output_ = -1;
-    std::string text_;
-    std::size_t seen_ = 0;
-};
+using test::Arguments;
+using test::Program;
 
 constexpr char const* END = "the service is shut down\n";
 
