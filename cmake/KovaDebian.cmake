@@ -19,6 +19,7 @@ kova_debian_package(kit_runtime libkova-kit0)
 kova_debian_package(kit_development libkova-kit-dev)
 kova_debian_package(http_runtime libkova-http0)
 kova_debian_package(http_development libkova-http-dev)
+kova_debian_package(tools kova-tools)
 kova_debian_package(documentation kova-doc)
 
 # The first entry of the Debian changelog is the version of the packages.
@@ -36,7 +37,7 @@ set(CPACK_PACKAGE_VENDOR kova)
 set(CPACK_PACKAGE_CONTACT "kova maintainers <maintainers@kova.invalid>")
 set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "core of a resource-oriented service framework")
 set(CPACK_COMPONENTS_ALL runtime development kit_runtime kit_development
-    http_runtime http_development documentation)
+    http_runtime http_development tools documentation)
 set(CPACK_DEB_COMPONENT_INSTALL ON)
 set(CPACK_DEBIAN_ENABLE_COMPONENT_DEPENDS OFF)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
@@ -62,6 +63,7 @@ else()
   set(CPACK_DEBIAN_RUNTIME_PACKAGE_SHLIBDEPS ON)
   set(CPACK_DEBIAN_KIT_RUNTIME_PACKAGE_SHLIBDEPS ON)
   set(CPACK_DEBIAN_HTTP_RUNTIME_PACKAGE_SHLIBDEPS ON)
+  set(CPACK_DEBIAN_TOOLS_PACKAGE_SHLIBDEPS ON)
   foreach(layer IN ITEMS platform/osal platform/zelcommon platform/zelutil src/core src/kit
           src/http)
     list(APPEND CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${PROJECT_BINARY_DIR}/${layer})
@@ -103,6 +105,15 @@ to them. This package contains the headers and a pkg-config file.")
 set(CPACK_DEBIAN_HTTP_DEVELOPMENT_PACKAGE_SECTION libdevel)
 set(CPACK_DEBIAN_HTTP_DEVELOPMENT_PACKAGE_DEPENDS
   "libkova-http0 (= ${kova_debian_version}), libkova-kit-dev (= ${kova_debian_version})")
+
+set(CPACK_COMPONENT_TOOLS_DESCRIPTION
+"Reads, writes and watches the resources of services of kova from a shell.
+This package contains the program kova.")
+set(CPACK_DEBIAN_TOOLS_PACKAGE_SECTION utils)
+set(CPACK_DEBIAN_TOOLS_PACKAGE_DEPENDS "libkova-http0 (= ${kova_debian_version})")
+if(KOVA_DEBIAN_DEPENDS)
+  string(APPEND CPACK_DEBIAN_TOOLS_PACKAGE_DEPENDS ", ${KOVA_DEBIAN_DEPENDS}")
+endif()
 
 set(CPACK_COMPONENT_DEVELOPMENT_DESCRIPTION
 "Services mount resource handlers under paths; clients send them requests

@@ -1,6 +1,6 @@
-# Install rules, in seven components: `runtime` (shared libraries), `development` (headers, CMake package,
+# Install rules, in eight components: `runtime` (shared libraries), `development` (headers, CMake package,
 # pkg-config files, static libraries), the same for the kit, `kit_runtime` and `kit_development`, and for
-# the connection of processes, `http_runtime` and `http_development`, and `documentation`. An installation
+# the connection of processes, `http_runtime` and `http_development`, `tools` and `documentation`. An installation
 # without the kit, or without the connection of processes, has no trace of it.
 include(GNUInstallDirs)
 include(CMakePackageConfigHelpers)
@@ -78,6 +78,14 @@ if(KOVA_HTTP)
     REQUIRES_PRIVATE libnghttp2 libmicrohttpd)
   install(EXPORT kovaHttpTargets NAMESPACE kova:: DESTINATION ${kova_cmake_dir}
     COMPONENT http_development)
+endif()
+
+if(TARGET kova_tool)
+  if(NOT DEFINED CMAKE_INSTALL_RPATH)
+    file(RELATIVE_PATH path /prefix/${CMAKE_INSTALL_BINDIR} /prefix/${CMAKE_INSTALL_LIBDIR})
+    set_target_properties(kova_tool PROPERTIES INSTALL_RPATH "$ORIGIN/${path}")
+  endif()
+  install(TARGETS kova_tool RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tools)
 endif()
 
 # The CMake package.

@@ -25,9 +25,11 @@ constexpr Layer LAYERS[] = {
     {"core", "include/kova/core", "src/core"},
     {"kit", "include/kova/kit", "src/kit"},
     {"http", "include/kova/http", "src/http"},
+    {"tool", "include/kova/tool", "src/tool"},  // a program: there are no public headers
 };
 constexpr std::size_t CORE = 3;
 constexpr std::size_t HTTP = 5;
+constexpr std::size_t TOOL = 6;
 
 // The folders from which public headers are included.
 constexpr char const* PUBLIC_ROOTS[] = {"platform/osal/include", "platform/zelcommon/include",
@@ -44,9 +46,9 @@ struct Library {
     std::size_t highest;
 };
 
-constexpr Library LIBRARIES[] = {{"fmt/", 1, CORE},        {"simdjson", 2, 2},
-                                 {"cbor", 2, 2},           {"nettle/", 2, 2},
-                                 {"nghttp2/", HTTP, HTTP}, {"microhttpd", HTTP, HTTP}};
+constexpr Library LIBRARIES[] = {
+    {"fmt/", 1, CORE},        {"simdjson", 2, 2},         {"cbor", 2, 2},      {"nettle/", 2, 2},
+    {"nghttp2/", HTTP, HTTP}, {"microhttpd", HTTP, HTTP}, {"CLI/", TOOL, TOOL}};
 
 struct Include {
     std::string name;

@@ -11,8 +11,9 @@ namespace kova::test {
 /// layers.
 ///
 /// The layers, from the lowest: platform/osal, platform/zelcommon, platform/zelutil, the core
-/// (include/kova and src/core). The modules of the core, from the lowest: api, datatypes, utility,
-/// serializer, dovglobals, servicecomposition. The rules:
+/// (include/kova/core and src/core), the kit, http, and the program (src/tool). The modules of the
+/// core, from the lowest: api, datatypes, utility, serializer, dovglobals, servicecomposition. The
+/// rules:
 /// - A file includes nothing from a higher layer, and only public headers from other layers.
 /// - A public header includes only public headers, and none of a third-party library.
 /// - Only layers that link a third-party library include it.

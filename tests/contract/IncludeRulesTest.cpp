@@ -115,6 +115,10 @@ constexpr Row ROWS[] = {
     {"src/kit/A.cpp", "#include \"api/Tools.h\"", "is private to core"},
     {"src/kit/A.cpp", "#include <fmt/format.h>", "kit does not use this library"},
     {"include/kova/kit/A.h", "#include \"calls/Handle.h\"", "a public header includes a private"},
+    {"src/kit/A.cpp", "#include <CLI/CLI.hpp>", "kit does not use this library"},
+    {"src/tool/words/A.cpp", "#include <CLI/CLI.hpp>", ""},
+    {"src/tool/words/A.cpp", "#include \"kova/kit/Result.h\"", ""},
+    {"src/tool/words/A.cpp", "#include \"calls/Handle.h\"", "is private to kit"},
 };
 
 class IncludeRulesRowTest : public testing::TestWithParam<Row> {

@@ -1,0 +1,52 @@
+#include "CallLoop.h"
+
+#include <poll.h>
+
+#include <algorithm>
+#include <array>
+
+namespace kova::tool {
+
+namespace {
+
+using std::chrono::milliseconds;
+
+constexpr milliseconds LONGEST_POLL{60000};
+
+// Returns the time for `poll`, rounded up, so that the time has passed when it returns.
+int pollTime(const std::optional<CallLoop::Clock::time_point>& until) {
+    if (!until) {
+        return -1;
+    }
+    const auto left = std::chrono::ceil<milliseconds>(*until - CallLoop::Clock::now());
+    return static_cast<int>(std::clamp(left, milliseconds(0), LONGEST_POLL).count());
+}
+
+}  // namespace
+
+CallLoop::Reason CallLoop::run(const std::function<bool()>& condition,
+                               std::optional<Clock::time_point> until) {
+    return runUntil(interrupt_, condition, until);
+}
+
+void CallLoop::finish(const std::function<bool()>& condition, milliseconds limit) {
+    runUntil(-1, condition, Clock::now() + limit);
+}
+
+CallLoop::Reason CallLoop::runUntil(int interrupt, const std::function<bool()>& condition,
+                                    std::optional<Clock::time_point> until) {
+    while (!condition()) {
+        std::array<pollfd, 2> descriptors{{{loop_.fd(), POLLIN, 0}, {interrupt, POLLIN, 0}}};
+        ::poll(descriptors.data(), descriptors.size(), pollTime(until));
+        if (descriptors[1].revents != 0) {
+            return Reason::interrupted;
+        }
+        loop_.runReady();
+        if (until && Clock::now() >= *until) {
+            return condition() ? Reason::holds : Reason::timedOut;
+        }
+    }
+    return Reason::holds;
+}
+
+}  // namespace kova::tool

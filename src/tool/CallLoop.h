@@ -1,0 +1,50 @@
+#pragma once
+
+#include <chrono>
+#include <functional>
+#include <optional>
+
+#include "kova/kit/Loop.h"
+
+namespace kova::tool {
+
+/// Runs the callbacks of requests on the main thread, until a condition holds, a time has passed or
+/// Ctrl-C was pressed.
+///
+/// Not synchronized: the thread that created it calls every function. No callback runs outside of
+/// `run`, so callbacks use the variables of this thread without a lock.
+///
+///     CallLoop loop(context.interrupt);
+///     bool isEnded = false;
+///     const auto call = std::move(client.retrieve<int>("/level").onEnd([&](const kit::End&) {
+///         isEnded = true;
+///     })).start(loop.executor());
+///     loop.run([&] { return isEnded; }, std::nullopt);
+class CallLoop {
+public:
+    using Clock = std::chrono::steady_clock;
+    /// The reason for which `run` returned.
+    enum class Reason { holds, interrupted, timedOut };
+
+    /// Creates the loop. `interrupt` is a descriptor that is readable from the first Ctrl-C on, or
+    /// -1.
+    explicit CallLoop(int interrupt) : interrupt_(interrupt) {}
+
+    /// Returns the executor for the callbacks.
+    const kit::Executor& executor() const noexcept { return loop_; }
+    /// Runs callbacks until the condition holds. It is checked first, and after each round of
+    /// callbacks.
+    Reason run(const std::function<bool()>& condition, std::optional<Clock::time_point> until);
+    /// Runs callbacks until the condition holds or the limit has passed, in spite of Ctrl-C. For
+    /// the ends of requests that Ctrl-C has cancelled.
+    void finish(const std::function<bool()>& condition, std::chrono::milliseconds limit);
+
+private:
+    Reason runUntil(int interrupt, const std::function<bool()>& condition,
+                    std::optional<Clock::time_point> until);
+
+    const int interrupt_;
+    kit::Loop loop_;
+};
+
+}  // namespace kova::tool

@@ -1,0 +1,96 @@
+#include "Program.h"
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <cstdlib>
+#include <exception>
+#include <utility>
+
+#include "ExitStatus.h"
+#include "Report.h"
+#include "Words.h"
+
+namespace kova::tool {
+
+namespace {
+
+constexpr char const* SUMMARY = "Sees and drives the services of kova from a shell.";
+constexpr char const* FOOTER = R"(
+A resource is a locator (kova:/device$/system/memory), an address (unix:SOCKET$/PATH,
+http://HOST:PORT/PATH), or a path of the service that --to or KOVA_SERVICE names.
+
+The exit status is
+  0    every request was answered
+  1    the output cannot be written
+  2    the command line or a payload in it is not valid
+  3    there is no service, or the connection was lost
+  4    the service answered with a code from 400 to 499
+  5    the service answered with another error
+  124  the deadline passed
+  130  Ctrl-C ended the program; the request was cancelled
+
+'kova WORD --help' has the options of a word, and examples.
+)";
+
+std::string variable(char const* name) {
+    char const* const value = std::getenv(name);
+    return value == nullptr ? "" : value;
+}
+
+bool hasColours(const Screen& screen, const std::string& option) {
+    if (option != "auto") {
+        return option == "always";
+    }
+    return screen.isTerminal && variable("NO_COLOR").empty() && variable("TERM") != "dumb";
+}
+
+// Prints the reason of a usage error and what to do next.
+int misusedBy(const CLI::App& app, const CLI::ParseError& error, const Context& context) {
+    const std::vector<CLI::App*> words = app.get_subcommands();
+    const std::vector<std::string> unknown = app.remaining();
+    if (!words.empty()) {
+        const std::string command = "kova " + words[0]->get_name() + " --help";
+        printError(context, error.what(), "'" + command + "' shows the options, and examples");
+    } else if (!unknown.empty()) {
+        printError(context, "'" + unknown[0] + "' is not a word of kova",
+                   "'kova --help' lists the words");
+    } else {
+        printError(context, "which word?", "'kova --help' lists the words");
+    }
+    return MISUSED;
+}
+
+// Prints the help, the version or the reason of a usage error.
+int exitOf(const CLI::App& app, const CLI::ParseError& error, const Context& context) {
+    if (error.get_exit_code() != 0) {
+        return misusedBy(app, error, context);
+    }
+    app.exit(error, context.out.stream, context.err.stream);
+    return DONE;
+}
+
+}  // namespace
+
+int runProgram(std::vector<std::string> arguments, Context& context) {
+    CLI::App app(SUMMARY, "kova");
+    std::string colours = "auto";
+    app.add_option("--color", colours, "colours: auto, always or never [auto]")
+        ->check(CLI::IsMember({"auto", "always", "never"}))
+        ->type_name("WHEN");
+    app.set_version_flag("--version", "kova " KOVA_VERSION);
+    app.footer(FOOTER);
+    app.require_subcommand(1);
+    Words words(app);
+    addRequests(words);
+    try {
+        std::reverse(arguments.begin(), arguments.end());  // the order that the parser wants
+        app.parse(std::move(arguments));
+    } catch (const CLI::ParseError& error) {
+        return exitOf(app, error, context);
+    }
+    context.out.hasColours = hasColours(context.out, colours);
+    context.err.hasColours = hasColours(context.err, colours);
+    return words.selected()(context);
+}
+
+}  // namespace kova::tool

@@ -1,0 +1,67 @@
+#include "Report.h"
+
+#include <string_view>
+
+#include "Text.h"
+
+namespace kova::tool {
+
+namespace {
+
+// Returns the reason of a request without a connection. It was not lost, because it was never sent.
+std::string withoutLost(const std::string& reason) {
+    constexpr std::string_view PREFIX = "lost: no connection";
+    return reason.compare(0, PREFIX.size(), PREFIX) == 0 ? reason.substr(6) : reason;
+}
+
+std::string adviceFor(ExitStatus status, unsigned short code, const Target& target) {
+    const std::string service = target.serviceText();
+    switch (status) {
+        case NO_SERVICE:
+            return "start the service, or name another one with --to";
+        case TIMED_OUT:
+            return "--deadline 2m waits longer, --deadline 0 without a limit";
+        case REFUSED:
+            break;
+        default:
+            return "";
+    }
+    switch (code) {
+        case 401:
+        case 403:
+            return "the variable ZEL_CONFIG_KOVA_AGT has the token that requests carry";
+        default:
+            return "";
+    }
+}
+
+}  // namespace
+
+void printError(const Context& context, const std::string& text, const std::string& advice) {
+    std::ostream& stream = context.err.stream;
+    stream << coloured(context.err, Colour::red, "kova:") << ' ' << visible(text, true) << '\n';
+    if (!advice.empty()) {
+        stream << "      " << visible(advice) << '\n';
+    }
+    stream.flush();
+}
+
+ExitStatus misused(const Context& context, const kit::Error& error) {
+    printError(context, error.message);
+    return MISUSED;
+}
+
+ExitStatus reportEnd(const Context& context, const Target& target, const kit::End& end) {
+    const ExitStatus status = exitStatusOf(end);
+    if (status == INTERRUPTED) {
+        printError(context, "cancelled");
+    } else if (status != DONE) {
+        const kit::Error error = end.error();
+        const bool isAnswer = end.kind() == kit::End::Kind::failed && status != NO_SERVICE;
+        printError(context, isAnswer ? error.toString() : withoutLost(error.message),
+                   adviceFor(status, error.code, target));
+    }
+    return status;
+}
+
+}  // namespace kova::tool

@@ -1,0 +1,89 @@
+#include "Session.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "kova/http/Connect.h"
+
+namespace kova::tool {
+
+namespace {
+
+using std::chrono::milliseconds;
+
+// The time in which the end of a request follows its first value or its cancellation.
+constexpr milliseconds END_LIMIT{50};
+// The time for a connection. With a short deadline, half of it, so that a missing service differs
+// from a slow one.
+constexpr milliseconds PATIENCE{1000};
+constexpr std::size_t LONGEST_RECORD = std::size_t{1024} * 1024 * 1024;
+
+kit::Result<std::unique_ptr<IKovaApi>> connectTo(const Target& target, milliseconds deadline) {
+    if (target.address.empty()) {
+        return kit::Error{400, "at which address is " + target.serviceText() +
+                                   "? Name it with --to unix:SOCKET or --to tcp:HOST:PORT"};
+    }
+    http::ConnectOptions options;
+    options.servicePath = target.servicePath;
+    options.patience = deadline.count() == 0 ? PATIENCE : std::min(PATIENCE, deadline / 2);
+    options.recordBytes = LONGEST_RECORD;
+    return http::connect(target.address, options);
+}
+
+kit::ClientOptions onLoop(kit::ClientOptions options, const CallLoop& loop) {
+    options.executor = loop.executor();
+    return options;
+}
+
+}  // namespace
+
+kit::Result<std::unique_ptr<Session>> Session::open(const Target& target, const Context& context,
+                                                    kit::ClientOptions options) {
+    auto service = connectTo(target, options.deadline);
+    if (!service) {
+        return service.error();
+    }
+    options.servicePath = target.servicePath;
+    options.clientId = "kova";
+    return std::unique_ptr<Session>(new Session(*std::move(service), context, std::move(options)));
+}
+
+Session::Session(std::unique_ptr<IKovaApi> service, const Context& context,
+                 kit::ClientOptions options)
+    : loop_(context.interrupt),
+      service_(std::move(service)),
+      client_(*service_, onLoop(std::move(options), loop_)) {}
+
+Answer Session::ask(kit::CallDraft draft, const AskPolicy& policy) {
+    Answer answer;
+    std::optional<kit::End> end;
+    draft.onValue = [&answer, &policy](const Response& value) -> kit::Result<void> {
+        if (!policy.firstValueOnly || !answer.value) {
+            answer.value = value;
+        }
+        return {};
+    };
+    if (policy.onProgress) {
+        draft.onProgress = [&policy](const Response& value) -> kit::Result<void> {
+            policy.onProgress(value);
+            return {};
+        };
+    }
+    draft.onEnd = [&end](const kit::End& reached) { end = reached; };
+    kit::Subscription call = draft.start();
+    const auto isOver = [&] { return end || (policy.firstValueOnly && answer.value); };
+    const auto hasEnded = [&] { return end.has_value(); };
+    if (loop_.run(isOver, std::nullopt) == CallLoop::Reason::interrupted) {
+        call.cancel();
+    }
+    loop_.finish(hasEnded, END_LIMIT);
+    call.reset();
+    if (end) {
+        answer.end = *end;
+    } else if (!answer.value) {
+        answer.end = kit::End(kit::End::Kind::cancelled, {503, "interrupted"});
+    }
+    return answer;
+}
+
+}  // namespace kova::tool

@@ -1,0 +1,62 @@
+#pragma once
+
+#include <chrono>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "CallLoop.h"
+#include "Context.h"
+#include "Target.h"
+#include "kova/core/IKovaApi.h"
+#include "kova/kit/Client.h"
+#include "kova/kit/End.h"
+#include "kova/kit/Result.h"
+
+namespace kova::tool {
+
+/// The answer to one request: its latest value, and its end.
+struct Answer {
+    kit::End end;
+    std::optional<Response> value;
+};
+
+/// How the answer to a request is received.
+struct AskPolicy {
+    /// Ends the request after its first value, as `get` does: a stream never completes.
+    bool firstValueOnly = false;
+    /// Receives the progress of the request, or null.
+    std::function<void(const Response&)> onProgress = nullptr;
+};
+
+/// A connection to a service, and a client of it whose callbacks run on the main thread.
+///
+///     auto session = Session::open(*Target::ofService("unix:player.sock"), context, {});
+///     kit::Client& client = (*session)->client();
+///     Answer answer = (*session)->ask(client.makeDraft("retrieve", "/level", Payload()), {});
+class Session {
+public:
+    /// Returns a client of the service that the target names. The executor of the options is
+    /// replaced. Fails with 400 if the target names no address. Does not wait for the connection.
+    static kit::Result<std::unique_ptr<Session>> open(const Target& target, const Context& context,
+                                                      kit::ClientOptions options);
+
+    /// Returns the client.
+    kit::Client& client() noexcept { return client_; }
+    /// Returns the loop that runs the callbacks.
+    CallLoop& loop() noexcept { return loop_; }
+
+    /// Sends a request and waits for its end. Ctrl-C cancels the request: the service is told, and
+    /// the end is "cancelled".
+    Answer ask(kit::CallDraft draft, const AskPolicy& policy);
+
+private:
+    Session(std::unique_ptr<IKovaApi> service, const Context& context, kit::ClientOptions options);
+
+    CallLoop loop_;
+    const std::unique_ptr<IKovaApi> service_;
+    kit::Client client_;
+};
+
+}  // namespace kova::tool

@@ -1,0 +1,45 @@
+#include "Words.h"
+
+#include <utility>
+
+#include "Times.h"
+
+namespace kova::tool {
+
+CLI::App& Words::add(const std::string& name, const std::string& summary,
+                     const std::vector<std::string>& examples) {
+    CLI::App& word = *app_.add_subcommand(name, summary);
+    std::string footer = "Examples:\n";
+    for (const std::string& example : examples) {
+        footer += "  " + example + '\n';
+    }
+    word.footer(footer);
+    word.fallthrough();  // to the options of the program, which may follow the word
+    return word;
+}
+
+void Words::onSelected(CLI::App& word, Action action) {
+    word.callback([this, action = std::move(action)] { selected_ = action; });
+}
+
+CLI::Option* addTime(CLI::App& word, const std::string& name, std::chrono::milliseconds& time,
+                     const std::string& description) {
+    const auto parse = [&time](const std::string& text) {
+        const auto parsed = parseTime(text);
+        if (!parsed) {
+            throw CLI::ValidationError(parsed.error().message);
+        }
+        time = *parsed;
+    };
+    return word.add_option_function<std::string>(name, parse, description)->type_name("TIME");
+}
+
+void ServiceOptions::addTo(CLI::App& word) {
+    word.add_option("--to", to, "the service: kova:/SERVICE, unix:SOCKET or http://HOST:PORT")
+        ->type_name("SERVICE")
+        ->envname("KOVA_SERVICE");
+    addTime(word, "--deadline", deadline,
+            "gives up after this time, such as 500ms; 0 for no limit [30s]");
+}
+
+}  // namespace kova::tool

@@ -1,0 +1,47 @@
+// The program kova.
+#include <sys/ioctl.h>
+#include <unistd.h>
+
+#include <exception>
+#include <iostream>
+#include <string>
+#include <vector>
+
+#include "Context.h"
+#include "ExitStatus.h"
+#include "Program.h"
+#include "kova/kit/StopSignals.h"
+
+namespace {
+
+using kova::tool::Screen;
+
+Screen screenOf(std::ostream& stream, int descriptor) {
+    return {stream, ::isatty(descriptor) != 0, false, [descriptor] {
+                Screen::Size result;
+                winsize size{};
+                if (::ioctl(descriptor, TIOCGWINSZ, &size) == 0 && size.ws_col > 0) {
+                    result = {size.ws_col, size.ws_row};
+                }
+                return result;
+            }};
+}
+
+}  // namespace
+
+int main(int argc, char** argv) try {
+    std::ios::sync_with_stdio(false);
+    const kova::kit::StopSignals stop;  // before the first thread
+    kova::tool::Context context{screenOf(std::cout, STDOUT_FILENO),
+                                screenOf(std::cerr, STDERR_FILENO), STDIN_FILENO,
+                                stop.descriptor()};
+    int status = kova::tool::runProgram(std::vector<std::string>(argv + 1, argv + argc), context);
+    if (!std::cout.flush() && status == kova::tool::DONE) {
+        std::cerr << "kova: cannot write to standard output\n";
+        status = kova::tool::OUTPUT_FAILED;
+    }
+    return status;
+} catch (const std::exception& error) {
+    std::cerr << "kova: " << error.what() << '\n';
+    return kova::tool::FAILED;
+}

@@ -1,0 +1,109 @@
+// Tests the program kova as a whole, started like a user starts it.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <csignal>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "RunningTool.h"
+#include "kova/http/Endpoint.h"
+#include "kova/kit/Observable.h"
+#include "kova/kit/Service.h"
+#include "support/HeldService.h"
+#include "support/SocketClient.h"
+#include "support/TemporaryFolder.h"
+#include "support/Watchdog.h"
+
+namespace kova::test {
+namespace {
+
+using testing::HasSubstr;
+using testing::StartsWith;
+using Strings = std::vector<std::string>;
+
+class ProgramTest : public testing::Test {
+protected:
+    ProgramTest() {
+        level.onWrite([](const int&) { return kit::Result<void>(); });
+    }
+    Strings at(Strings words, const std::string& service) const {
+        words.insert(words.end(), {"--to", service});
+        return words;
+    }
+
+    Watchdog watchdog{"the program runs"};
+    TemporaryFolder folder;
+    kit::Observable<int> level{30};
+    const std::unique_ptr<kit::Service> player =
+        kit::ServiceBuilder().mount("/level", level).build();
+    HeldService held;
+    const std::string address = "unix:" + folder / "s";
+    http::Endpoint endpoint{{{"/player", player.get()}, {"/held", &held}}, address};
+    const std::string playerText = address + "$/player";
+    const std::string heldText = address + "$/held";
+};
+
+TEST_F(ProgramTest, PayloadIsAloneOnStandardOutput) {
+    RunningTool tool(at({"get", "/level", "--header"}, playerText));
+    EXPECT_EQ(tool.wait(), 0);
+    EXPECT_EQ(tool.out, "30\n");
+    EXPECT_THAT(tool.err, StartsWith("200 Ok\n"));
+}
+
+TEST_F(ProgramTest, StandardInputIsThePayload) {
+    RunningTool tool(at({"put", "/level", "-"}, playerText));
+    tool.writeInput("44");
+    EXPECT_EQ(tool.wait(), 0);
+    EXPECT_EQ(level.get(), 44);
+}
+
+TEST_F(ProgramTest, InterruptCancelsTheRequestBeforeTheProgramEnds) {
+    RunningTool tool(at({"get", "/slow"}, heldText));
+    held.waitForRequests(1);
+    tool.signal(SIGINT);
+    EXPECT_EQ(tool.wait(), 130);
+    held.waitForCancelled(1);
+}
+
+TEST_F(ProgramTest, TerminalHasColoursAndProgress) {
+    RunningTool tool(at({"insert", "/slow", "--progress"}, heldText), 20);
+    held.waitForRequests(1);
+    held[1].onNext(Response(298, Payload::createFromJSON("{\"files\":123456789}")));
+    tool.awaitOutput("{\"files\":123456789}");
+    held[1].onNext(Response(298, Payload::createFromJSON("{\"files\":1234567890}")));
+    tool.awaitOutput("{\"files\":123456789…");
+    held.take(1)->onError(Response::createErrorResponse(409, "too many"));
+    EXPECT_EQ(tool.wait(), 4);
+    EXPECT_THAT(tool.out, HasSubstr("\x1b[31mkova:\x1b[0m 409 Conflict: too many"));
+}
+
+TEST_F(ProgramTest, FullDeviceIsAnError) {
+    const std::string command =
+        KOVA_TOOL " get --to '" + playerText + "' /level >/dev/full 2>'" + folder / "errors" + "'";
+    const int status = std::system(command.c_str());
+    EXPECT_EQ(WEXITSTATUS(status), 1);
+    EXPECT_EQ(readFile(folder / "errors"), "kova: cannot write to standard output\n");
+}
+
+TEST_F(ProgramTest, GarbageInPlaceOfAServiceIsReported) {
+    const std::string path = folder / "garbage";
+    const int listener = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    sockaddr_un name{};
+    name.sun_family = AF_UNIX;
+    path.copy(name.sun_path, sizeof name.sun_path - 1);
+    ASSERT_EQ(::bind(listener, reinterpret_cast<sockaddr*>(&name), sizeof name), 0);
+    ASSERT_EQ(::listen(listener, 1), 0);
+    RunningTool tool(at({"get", "/level", "--deadline", "10s"}, "unix:" + path));
+    const int socket = ::accept4(listener, nullptr, nullptr, SOCK_CLOEXEC);
+    EXPECT_EQ(::send(socket, "\0garbage\xFF\n\n\n\n\n\n\n\n\n\n", 19, MSG_NOSIGNAL), 19);
+    ::close(socket);
+    ::close(listener);
+    EXPECT_EQ(tool.wait(), 3);
+    EXPECT_EQ(tool.out, "");
+    EXPECT_THAT(tool.err, StartsWith("kova: "));
+}
+
+}  // namespace
+}  // namespace kova::test

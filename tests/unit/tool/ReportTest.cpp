@@ -1,0 +1,58 @@
+#include "Report.h"
+
+#include <gtest/gtest.h>
+
+#include <sstream>
+#include <string>
+
+namespace kova::tool {
+namespace {
+
+using kit::End;
+
+class ReportTest : public testing::Test {
+protected:
+    std::ostringstream errors;
+    Context context{{errors}, {errors}, 0, -1};
+    const Target target{"unix:s", "", "/level"};
+};
+
+TEST_F(ReportTest, AdviceIsOnTheNextLine) {
+    printError(context, "no\x1b", "do that");
+    EXPECT_EQ(errors.str(), "kova: no\uFFFD\n      do that\n");
+}
+
+TEST_F(ReportTest, UsageErrorHasItsReason) {
+    EXPECT_EQ(misused(context, {400, "which service?"}), MISUSED);
+    EXPECT_EQ(errors.str(), "kova: which service?\n");
+}
+
+TEST_F(ReportTest, CompletedRequestIsNotReported) {
+    EXPECT_EQ(reportEnd(context, target, End()), DONE);
+    EXPECT_EQ(errors.str(), "");
+}
+
+TEST_F(ReportTest, MissingServiceHasNoCode) {
+    const End end(End::Kind::failed, {503, "lost: no connection to unix:s: no"});
+    EXPECT_EQ(reportEnd(context, target, end), NO_SERVICE);
+    EXPECT_EQ(errors.str(),
+              "kova: no connection to unix:s: no\n"
+              "      start the service, or name another one with --to\n");
+}
+
+TEST_F(ReportTest, LostConnectionIsCalledLost) {
+    const End end(End::Kind::failed, {503, "lost: closed"});
+    EXPECT_EQ(reportEnd(context, target, end), NO_SERVICE);
+    EXPECT_EQ(errors.str().substr(0, 19), "kova: lost: closed\n");
+}
+
+TEST_F(ReportTest, ForbiddenRequestNeedsAToken) {
+    const End end(End::Kind::failed, {403, "not for you"});
+    EXPECT_EQ(reportEnd(context, target, end), REFUSED);
+    EXPECT_EQ(errors.str(),
+              "kova: 403 Forbidden: not for you\n"
+              "      the variable ZEL_CONFIG_KOVA_AGT has the token that requests carry\n");
+}
+
+}  // namespace
+}  // namespace kova::tool
