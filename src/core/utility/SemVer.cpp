@@ -234,16 +234,13 @@ Candidates collect(const std::vector<std::string>& offered, const Version& wante
     return candidates;
 }
 
-// Joins the texts without `fmt::join`, which would add 15 KB to the library.
-void traceMatches(const std::vector<std::string>& matches) {
-    if (!channel.isEnabled(1)) {
-        return;
+// Without `fmt::join`, which would add 15 KB to the library.
+std::string joined(const std::vector<std::string>& texts) {
+    std::string all = texts.front();
+    for (std::size_t i = 1; i < texts.size(); ++i) {
+        all.append(", ").append(texts[i]);
     }
-    std::string text = "[getMostCompatibleVector] Found compatible versions: " + matches.front();
-    for (std::size_t i = 1; i < matches.size(); ++i) {
-        text.append(", ").append(matches[i]);
-    }
-    channel.traceText(1, text);
+    return all;
 }
 
 }  // namespace
@@ -341,8 +338,8 @@ std::vector<std::string> getMostCompatibleVector(const std::vector<std::string>&
     }
     if (matches.empty()) {
         trace(2, "[getMostCompatibleVector] No matching version found");
-    } else {
-        traceMatches(matches);
+    } else if (channel.isEnabled(1)) {
+        trace(1, "[getMostCompatibleVector] Found compatible versions: {}", joined(matches));
     }
     return matches;
 }
