@@ -1,14 +1,15 @@
-// A service in one process, and its client in another.
+// A service in one process, and its client in another one, which finds it by its locator.
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <chrono>
 #include <csignal>
+#include <cstdlib>
+#include <filesystem>
 #include <iostream>
-#include <memory>
 #include <string>
 
-#include "kova/http/Connect.h"
+#include "kova/http/Directory.h"
 #include "kova/http/Endpoint.h"
 #include "kova/kit/Client.h"
 #include "kova/kit/Observable.h"
@@ -18,8 +19,8 @@
 using kova::kit::Client;
 using std::chrono::seconds;
 
-// Serves a volume at a Unix socket until the process is told to end.
-void serve(const std::string& address) {
+// Registers a service with a volume, and serves it until the process is told to end.
+void serve() {
     sigset_t signals;
     sigemptyset(&signals);
     sigaddset(&signals, SIGTERM);
@@ -31,36 +32,39 @@ void serve(const std::string& address) {
                              : kova::kit::Error{400, "the volume is at most 100"};
     });
     const auto service = kova::kit::ServiceBuilder().mount("/volume", volume).build();
-    kova::http::Endpoint endpoint(*service, address);
+    kova::http::Endpoint endpoint(*service, "kova:/player");
     int signal = 0;
     sigwait(&signals, &signal);
     endpoint.stop(seconds(2));
 }
 
 // A client of a remote service is written like a client of a service in the same process.
-void use(const Client& client) {
-    kova::kit::Stream<int> values(client.watch<int>("/volume"));
+void use(const Client& client, const std::string& path) {
+    kova::kit::Stream<int> values(client.watch<int>(path));
     std::cout << "the volume is " << *values.wait(seconds(5)) << '\n';
-    client.update("/volume", 55).get().orThrow();
+    client.update(path, 55).get().orThrow();
     std::cout << "the volume is " << *values.wait(seconds(5)) << '\n';
-    std::cout << client.update("/volume", 101).get().error().toString() << '\n';
+    std::cout << client.update(path, 101).get().error().toString() << '\n';
 }
 
 int main() {
-    const std::string address = "unix:between_processes.sock";
+    // A directory for this example. By default it is /run/kova, or one of the user.
+    setenv("KOVA_RUNTIME_DIR", "between_processes", 1);
     const pid_t child = fork();
     if (child == 0) {
-        serve(address);
+        serve();
         return 0;
     }
-    // The first request waits until the service is there.
-    const std::unique_ptr<kova::IKovaApi> player = kova::http::connect(address).orThrow();
-    const Client client(*player);
-    use(client);
+    kova::http::OpenOptions options;
+    options.patience = seconds(5);  // for the start of the service
+    const kova::http::Opened volume = kova::http::open("kova:/player$/volume", options).orThrow();
+    const Client client(*volume.service);
+    use(client, volume.path);
 
-    kova::kit::Stream<int> values(client.watch<int>("/volume"));
+    kova::kit::Stream<int> values(client.watch<int>(volume.path));
     static_cast<void>(values.wait(seconds(5)));
     kill(child, SIGTERM);
     waitpid(child, nullptr, 0);
     std::cout << values.wait(seconds(5)).error().code << ": the service has ended\n";
+    std::filesystem::remove_all("between_processes");
 }

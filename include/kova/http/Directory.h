@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <memory>
 #include <string>
 #include <vector>
@@ -31,14 +32,14 @@ struct Registered {
 /// Both variables are ignored in a program with the set-user-ID bit. Any thread may call the
 /// functions of this header, but not while a thread changes the environment.
 ///
-///     for (const auto& service : kova::http::registeredServices()) {
-///         std::puts((service.servicePath + " " + service.address).c_str());
-///     }
-///     const kova::kit::Result<kova::http::Opened> memory =
-///         kova::http::open("kova:/device$/system/memory");
-///     if (memory) {
-///         const kova::Request request("retrieve", memory->path);  // "/system/memory"
-///     }
+///     const auto use = [](void (*show)(const std::string& path, kova::IKovaApi& service)) {
+///         for (const auto& found : kova::http::registeredServices()) {
+///             const auto root = kova::http::open("kova:" + found.servicePath + "$/");
+///             if (root) {
+///                 show(root->path, *root->service);  // "/"
+///             }
+///         }
+///     };
 KOVA_HTTP_API std::vector<std::string> socketDirectories();
 
 /// Returns the services that `open` finds in the directories, in ascending order of their paths;
@@ -53,6 +54,9 @@ KOVA_HTTP_API std::vector<Registered> registeredServices(
 struct OpenOptions {
     /// The directories to search; if empty, `socketDirectories`.
     std::vector<std::string> directories;
+    /// The time for which `open` waits until a process serves the service. By default it does not
+    /// wait.
+    std::chrono::milliseconds patience{0};
     /// Options of the connection. `servicePath` and `onlyTrusted` are set by `open`.
     ConnectOptions connection;
 };
@@ -81,6 +85,8 @@ struct Opened {
 /// - 403 if the directory or the socket is not trusted, or this process may not connect,
 /// - 404 if no directory has the service; the text says where it was searched and what there is,
 /// - 503 if no process serves the socket any more.
+///
+/// The errors 404 and 503 are returned after `OpenOptions::patience`.
 KOVA_HTTP_API kit::Result<Opened> open(const std::string& locator, const OpenOptions& options = {});
 
 }  // namespace kova::http

@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <map>
 #include <optional>
+#include <thread>
 #include <utility>
 
 #include "directory/ServiceName.h"
@@ -20,6 +21,7 @@ namespace {
 
 constexpr char const* OF_THE_SYSTEM = "/run/kova";
 constexpr std::size_t NAMED_SERVICES = 8;
+constexpr std::chrono::milliseconds SEARCH_INTERVAL(10);
 
 std::string variable(char const* name) {
     char const* const value = ::secure_getenv(name);
@@ -75,6 +77,20 @@ kit::Result<std::string> find(const std::string& servicePath,
         "no service '" + servicePath + "' is registered in " + searched + offer(directories)});
 }
 
+// Searches again until there is a socket, or an error that time does not change.
+kit::Result<std::string> await(const std::string& servicePath,
+                               const std::vector<std::string>& directories,
+                               std::chrono::milliseconds patience) {
+    const auto begin = std::chrono::steady_clock::now();
+    kit::Result<std::string> found = find(servicePath, directories);
+    while (!found && found.error().code != statuscodes::FORBIDDEN &&
+           std::chrono::steady_clock::now() - begin < patience) {
+        std::this_thread::sleep_for(SEARCH_INTERVAL);
+        found = find(servicePath, directories);
+    }
+    return found;
+}
+
 }  // namespace
 
 std::vector<std::string> socketDirectories() {
@@ -112,9 +128,9 @@ kit::Result<Opened> open(const std::string& locator, const OpenOptions& options)
     Opened opened;
     opened.servicePath = Path(*parsed->getServicePath()).toString();
     opened.path = parsed->getResourcePath();
-    const kit::Result<std::string> socket =
-        find(opened.servicePath,
-             options.directories.empty() ? socketDirectories() : options.directories);
+    const kit::Result<std::string> socket = await(
+        opened.servicePath, options.directories.empty() ? socketDirectories() : options.directories,
+        options.patience);
     if (!socket) {
         return socket.error();
     }

@@ -3,17 +3,21 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <cstdlib>
+#include <future>
 #include <map>
 #include <memory>
 #include <optional>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "kova/http/Endpoint.h"
 #include "kova/kit/Client.h"
 #include "kova/kit/Resource.h"
 #include "kova/kit/Service.h"
+#include "support/Watchdog.h"
 #include "unit/http/directory/Fixture.h"
 
 namespace kova::http {
@@ -165,6 +169,39 @@ TEST_F(DirectoryTest, ErrorNamesTheDirectoriesAndTheServicesThatThereAre) {
     EXPECT_THAT(errorOfOpen("kova:/device$/level"), ::testing::EndsWith("/f, /g, /h"));
     bindSocket(*this / "i");
     EXPECT_THAT(errorOfOpen("kova:/device$/level"), ::testing::EndsWith("/g, /h, ..."));
+}
+
+TEST_F(DirectoryTest, OpenWaitsForAServiceThatStartsLater) {
+    const kova::test::Watchdog watchdog{"a service is opened"};
+    make();
+    bindSocket(*this / "device");
+    OpenOptions options;
+    options.directories = directories;
+    options.patience = std::chrono::hours(1);
+    std::promise<kit::Result<Opened>> promise;
+    std::thread client([&] { promise.set_value(http::open("kova:/device$/level", options)); });
+    const Numbered numbered(30);
+    const Endpoint endpoint(*numbered.service, "kova:/device", inDirectory(path));
+    EXPECT_EQ(read(*promise.get_future().get()), 30);
+    client.join();
+}
+
+TEST_F(DirectoryTest, OpenDoesNotWaitForWhatIsForbidden) {
+    const kova::test::Watchdog watchdog{"a service is refused"};
+    make(0777);
+    OpenOptions options;
+    options.directories = directories;
+    options.patience = std::chrono::hours(1);
+    EXPECT_EQ(http::open("kova:/device$/level", options).error().code, 403);
+}
+
+TEST_F(DirectoryTest, OpenWaitsForALimitedTime) {
+    OpenOptions options;
+    options.directories = directories;
+    options.patience = std::chrono::milliseconds(30);
+    const auto begin = std::chrono::steady_clock::now();
+    EXPECT_EQ(http::open("kova:/device$/level", options).error().code, 404);
+    EXPECT_GE(std::chrono::steady_clock::now() - begin, options.patience);
 }
 
 TEST_F(DirectoryTest, ServiceThatNobodyServesIsUnavailable) {
