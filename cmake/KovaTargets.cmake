@@ -1,4 +1,9 @@
 # One function for each kind of target, so that the CMakeLists.txt files contain only names.
+include(CheckLinkerFlag)
+
+# Relative relocations take 1 bit instead of 24 bytes. The dynamic linker must know them: glibc 2.36 or
+# later. Older linkers accept the option, print a warning and ignore it.
+check_linker_flag(CXX -Wl,--fatal-warnings,-z,pack-relative-relocs KOVA_LINKER_PACKS_RELOCATIONS)
 
 # Sets the compile options common to all targets. Exceptions and RTTI stay enabled; symbols are hidden
 # unless marked.
@@ -24,11 +29,16 @@ endfunction()
 # shared library exports the symbols that its headers mark and that abi/libNAME.map lists.
 #
 # The object library NAME_objects compiles the sources, once for the library and for the tests of its
-# private parts (see kova_add_test).
+# private parts (see kova_add_test). Optimized builds compile SMALL_SOURCES, which no benchmark spends
+# time in, for size.
 function(kova_add_layer name)
-  cmake_parse_arguments(ARG "" "ALIAS;INCLUDE;INTERNAL" "SOURCES;PUBLIC;PRIVATE" ${ARGN})
+  cmake_parse_arguments(ARG "" "ALIAS;INCLUDE;INTERNAL" "SOURCES;SMALL_SOURCES;PUBLIC;PRIVATE" ${ARGN})
   set(exports ${PROJECT_SOURCE_DIR}/abi/lib${name}.map)
-  add_library(${name}_objects OBJECT ${ARG_SOURCES})
+  add_library(${name}_objects OBJECT ${ARG_SOURCES} ${ARG_SMALL_SOURCES})
+  if(NOT KOVA_SANITIZE)
+    set_source_files_properties(${ARG_SMALL_SOURCES} PROPERTIES
+      COMPILE_OPTIONS $<$<NOT:$<CONFIG:Debug>>:-Os>)
+  endif()
   add_library(${name} $<TARGET_OBJECTS:${name}_objects>)
   add_library(kova::${ARG_ALIAS} ALIAS ${name})
   foreach(target IN ITEMS ${name}_objects ${name})
@@ -56,7 +66,8 @@ function(kova_add_layer name)
   target_compile_options(${name}_objects PRIVATE
     $<$<CXX_COMPILER_ID:GNU>:-fno-semantic-interposition>)
   target_link_options(${name} PRIVATE
-    -Wl,--as-needed -Wl,-Bsymbolic-functions -Wl,--version-script=${exports})
+    -Wl,--as-needed -Wl,-Bsymbolic-functions -Wl,--version-script=${exports}
+    $<$<BOOL:${KOVA_LINKER_PACKS_RELOCATIONS}>:-Wl,-z,pack-relative-relocs>)
   set_target_properties(${name} PROPERTIES LINK_DEPENDS ${exports} LINKER_LANGUAGE CXX
     VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR} EXPORT_NAME ${ARG_ALIAS})
 endfunction()
