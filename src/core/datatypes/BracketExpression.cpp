@@ -1,25 +1,195 @@
 #include "datatypes/BracketExpression.h"
 
+#include <algorithm>
+#include <array>
 #include <cassert>
+#include <iterator>
 #include <locale>
-#include <regex>
+#include <optional>
 #include <string>
 
 namespace kova::detail {
 
 namespace {
 
-using Traits = std::regex_traits<char>;
+using namespace std::string_view_literals;
 
-// Returns the regular-expression engine's tables of classes and collating names for the classic
-// locale. The process locale is ignored.
-const Traits& classicTraits() {
-    static const Traits traits = [] {
-        Traits made;
-        made.imbue(std::locale::classic());
-        return made;
-    }();
-    return traits;
+// The tables below are those of `std::regex_traits`, whose pointers to names would need 143
+// relocations.
+
+// The names of the characters from 0 to 127 in the POSIX locale, each followed by a zero byte.
+constexpr std::string_view CHARACTER_NAMES =
+    "NUL\0"
+    "SOH\0"
+    "STX\0"
+    "ETX\0"
+    "EOT\0"
+    "ENQ\0"
+    "ACK\0"
+    "alert\0"
+    "backspace\0"
+    "tab\0"
+    "newline\0"
+    "vertical-tab\0"
+    "form-feed\0"
+    "carriage-return\0"
+    "SO\0"
+    "SI\0"
+    "DLE\0"
+    "DC1\0"
+    "DC2\0"
+    "DC3\0"
+    "DC4\0"
+    "NAK\0"
+    "SYN\0"
+    "ETB\0"
+    "CAN\0"
+    "EM\0"
+    "SUB\0"
+    "ESC\0"
+    "IS4\0"
+    "IS3\0"
+    "IS2\0"
+    "IS1\0"
+    "space\0"
+    "exclamation-mark\0"
+    "quotation-mark\0"
+    "number-sign\0"
+    "dollar-sign\0"
+    "percent-sign\0"
+    "ampersand\0"
+    "apostrophe\0"
+    "left-parenthesis\0"
+    "right-parenthesis\0"
+    "asterisk\0"
+    "plus-sign\0"
+    "comma\0"
+    "hyphen\0"
+    "period\0"
+    "slash\0"
+    "zero\0"
+    "one\0"
+    "two\0"
+    "three\0"
+    "four\0"
+    "five\0"
+    "six\0"
+    "seven\0"
+    "eight\0"
+    "nine\0"
+    "colon\0"
+    "semicolon\0"
+    "less-than-sign\0"
+    "equals-sign\0"
+    "greater-than-sign\0"
+    "question-mark\0"
+    "commercial-at\0"
+    "A\0"
+    "B\0"
+    "C\0"
+    "D\0"
+    "E\0"
+    "F\0"
+    "G\0"
+    "H\0"
+    "I\0"
+    "J\0"
+    "K\0"
+    "L\0"
+    "M\0"
+    "N\0"
+    "O\0"
+    "P\0"
+    "Q\0"
+    "R\0"
+    "S\0"
+    "T\0"
+    "U\0"
+    "V\0"
+    "W\0"
+    "X\0"
+    "Y\0"
+    "Z\0"
+    "left-square-bracket\0"
+    "backslash\0"
+    "right-square-bracket\0"
+    "circumflex\0"
+    "underscore\0"
+    "grave-accent\0"
+    "a\0"
+    "b\0"
+    "c\0"
+    "d\0"
+    "e\0"
+    "f\0"
+    "g\0"
+    "h\0"
+    "i\0"
+    "j\0"
+    "k\0"
+    "l\0"
+    "m\0"
+    "n\0"
+    "o\0"
+    "p\0"
+    "q\0"
+    "r\0"
+    "s\0"
+    "t\0"
+    "u\0"
+    "v\0"
+    "w\0"
+    "x\0"
+    "y\0"
+    "z\0"
+    "left-curly-bracket\0"
+    "vertical-line\0"
+    "right-curly-bracket\0"
+    "tilde\0"
+    "DEL\0"
+    ""sv;
+
+// Returns the character with the POSIX name, or nothing.
+std::optional<char> characterOf(std::string_view name) {
+    std::string_view names = CHARACTER_NAMES;
+    for (unsigned char character = 0; !names.empty(); ++character) {
+        const std::size_t end = names.find('\0');
+        if (names.substr(0, end) == name) {
+            return static_cast<char>(character);
+        }
+        names.remove_prefix(end + 1);
+    }
+    return std::nullopt;
+}
+
+const std::ctype<char>& classicTypes() {
+    return std::use_facet<std::ctype<char>>(std::locale::classic());
+}
+
+/// A class of characters. The class "w" also has the underscore.
+struct CharacterClass {
+    std::array<char, 8> name;
+    std::ctype_base::mask mask;
+};
+
+const CharacterClass CLASSES[] = {
+    {{"d"}, std::ctype_base::digit},      {{"w"}, std::ctype_base::alnum},
+    {{"s"}, std::ctype_base::space},      {{"alnum"}, std::ctype_base::alnum},
+    {{"alpha"}, std::ctype_base::alpha},  {{"blank"}, std::ctype_base::blank},
+    {{"cntrl"}, std::ctype_base::cntrl},  {{"digit"}, std::ctype_base::digit},
+    {{"graph"}, std::ctype_base::graph},  {{"lower"}, std::ctype_base::lower},
+    {{"print"}, std::ctype_base::print},  {{"punct"}, std::ctype_base::punct},
+    {{"space"}, std::ctype_base::space},  {{"upper"}, std::ctype_base::upper},
+    {{"xdigit"}, std::ctype_base::xdigit}};
+
+// Returns the class with the name, in capital or small letters, or null.
+CharacterClass const* classOf(std::string_view name) {
+    std::string small(name);
+    classicTypes().tolower(small.data(), small.data() + small.size());
+    auto const* const found =
+        std::find_if(std::begin(CLASSES), std::end(CLASSES),
+                     [&](const CharacterClass& each) { return small == each.name.data(); });
+    return found != std::end(CLASSES) ? found : nullptr;
 }
 
 unsigned char byteOf(char c) {
@@ -127,41 +297,40 @@ bool BracketExpression::readDash() {
 }
 
 bool BracketExpression::readClass() {
-    const Traits& traits = classicTraits();
-    const auto mask = traits.lookup_classname(name_.begin(), name_.end());
+    CharacterClass const* const found = classOf(name_);
     advance();
-    if (mask == Traits::char_class_type()) {
+    if (found == nullptr) {
         return fail(std::regex_constants::error_collate, "Invalid character class.");
     }
     addLast();
     last_ = Last::Class;
-    addWhere([&](char c) { return traits.isctype(c, mask); });
+    const bool isWord = found->name[0] == 'w';
+    addWhere([&](char c) { return classicTypes().is(found->mask, c) || (isWord && c == '_'); });
     return true;
 }
 
 bool BracketExpression::readEquivalence() {
-    const Traits& traits = classicTraits();
-    const std::string name = traits.lookup_collatename(name_.begin(), name_.end());
+    const std::optional<char> named = characterOf(name_);
     advance();
-    if (name.empty()) {
+    if (!named) {
         return fail(std::regex_constants::error_collate, "Invalid equivalence class.");
     }
     addLast();
     last_ = Last::Class;
-    const std::string key = traits.transform_primary(name.begin(), name.end());
-    addWhere([&](char c) { return traits.transform_primary(&c, &c + 1) == key; });
+    const char small = classicTypes().tolower(*named);
+    addWhere([small](char c) { return classicTypes().tolower(c) == small; });
     return true;
 }
 
 bool BracketExpression::readSymbol() {
-    const std::string name = classicTraits().lookup_collatename(name_.begin(), name_.end());
+    const std::optional<char> named = characterOf(name_);
     advance();
-    if (name.empty()) {
+    if (!named) {
         return fail(std::regex_constants::error_collate, "Invalid collate element.");
     }
     // Adds the symbol to the set even if it also begins a range.
-    readCharacter(name.front());
-    set_.set(byteOf(name.front()));
+    readCharacter(*named);
+    set_.set(byteOf(*named));
     return true;
 }
 

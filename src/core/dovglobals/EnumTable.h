@@ -12,11 +12,29 @@
 
 namespace kova::detail {
 
+/// A text of up to 15 bytes, stored inline: a table of them needs no relocations.
+class EnumText {
+public:
+    template <std::size_t SIZE>
+    constexpr EnumText(const char (&text)[SIZE]) : size_(SIZE - 1) {
+        static_assert(SIZE - 1 <= CAPACITY);
+        for (std::size_t i = 0; i < SIZE - 1; ++i) {
+            text_[i] = text[i];
+        }
+    }
+    constexpr std::string_view view() const { return {text_, size_}; }
+
+private:
+    static constexpr std::size_t CAPACITY = 15;
+    unsigned char size_;
+    char text_[CAPACITY] = {};
+};
+
 /// An enumerator and its text.
 template <typename Enum>
 struct EnumRow {
     Enum value;
-    std::string_view text;
+    EnumText text;
 };
 
 /// The table of the texts of an enumeration, with `COUNT` rows. The number of an enumerator is the
@@ -37,10 +55,10 @@ public:
         std::size_t repeats = 0;
         for (std::size_t i = 0; i < COUNT; ++i) {
             if (static_cast<std::size_t>(rows_[i].value) != i ||
-                (i > 0 && rows_[i].text < rows_[i - 1].text)) {
+                (i > 0 && rows_[i].text.view() < rows_[i - 1].text.view())) {
                 return false;
             }
-            repeats += i > 0 && rows_[i].text == rows_[i - 1].text ? 1U : 0U;
+            repeats += i > 0 && rows_[i].text.view() == rows_[i - 1].text.view() ? 1U : 0U;
         }
         return repeats == repeated;
     }
@@ -48,23 +66,23 @@ public:
     /// Returns the text of `value`, or nothing for a number outside the enumeration.
     std::optional<std::string> text(Enum value) const {
         Row const* const row = find(value);
-        return row != nullptr ? std::optional<std::string>(row->text) : std::nullopt;
+        return row != nullptr ? std::optional<std::string>(row->text.view()) : std::nullopt;
     }
 
     /// Returns the first value that has this text, or nothing if no value has it.
     std::optional<Enum> value(std::string_view text) const {
         Row const* const row = std::lower_bound(
             std::begin(rows_), std::end(rows_), text,
-            [](const Row& each, std::string_view wanted) { return each.text < wanted; });
-        return row != std::end(rows_) && row->text == text ? std::optional(row->value)
-                                                           : std::nullopt;
+            [](const Row& each, std::string_view wanted) { return each.text.view() < wanted; });
+        return row != std::end(rows_) && row->text.view() == text ? std::optional(row->value)
+                                                                  : std::nullopt;
     }
 
     /// Writes the text of `value` as one string. Returns true on success. For a number outside the
     /// enumeration, writes nothing and returns false.
     bool writeString(util::serializer::IStructuredSerializer& serializer, Enum value) const {
         Row const* const row = find(value);
-        return row != nullptr && !serializer.serializeString(row->text);
+        return row != nullptr && !serializer.serializeString(row->text.view());
     }
 
     /// Reads a value from one string. Returns true on success. Returns false on failure; `value` is
