@@ -157,6 +157,8 @@ private:
                 return Kind::None;
         }
     }
+    /// Reads the bytes of the typed array with the tag and with items of `size` bytes.
+    bool packedBytes(std::uint64_t tag, std::size_t size, std::string_view& bytes) noexcept;
     static bool toDouble(const CborHead& head, double& out) noexcept;
 
     bool beginContainer(unsigned char kind) noexcept {
@@ -205,12 +207,8 @@ inline bool CborFields::toDouble(const CborHead& head, double& out) noexcept {
 
 template <class Item>
 bool CborFields::packedValues(std::vector<Item>& out) {
-    CborHead tag{};
-    CborHead head{};
     std::string_view bytes;
-    if (!in_.readHead(tag) || tag.argument != typedArrayTag<Item>() || top_ == deepest_ ||
-        !in_.readHead(head) || head.kind() != BYTES || head.isOpen() ||
-        !in_.readBytes(head.argument, bytes) || bytes.size() % sizeof(Item) != 0) {
+    if (!packedBytes(typedArrayTag<Item>(), sizeof(Item), bytes)) {
         return false;
     }
     if constexpr (!std::is_same_v<Item, bool>) {

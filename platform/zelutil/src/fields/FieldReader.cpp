@@ -87,6 +87,16 @@ bool CborFields::skipValue() noexcept {
     }
 }
 
+bool CborFields::packedBytes(std::uint64_t tag, std::size_t size,
+                             std::string_view& bytes) noexcept {
+    CborHead head{};
+    if (!in_.readHead(head) || head.argument != tag || top_ == deepest_) {
+        return false;
+    }
+    return in_.readHead(head) && head.kind() == BYTES && !head.isOpen() &&
+           in_.readBytes(head.argument, bytes) && bytes.size() % size == 0;
+}
+
 struct FieldReader::State {
     State(Format format, std::string_view bytes, std::size_t levels) noexcept
         : isBinary(format == Format::Binary), payload(bytes), depth(levels), cbor(bytes, levels) {}

@@ -162,6 +162,12 @@ private:
     bool putNumber(Number item);
     template <class Put>
     bool putElements(std::size_t count, Put put);
+    // Returns the item at an index of an array.
+    template <class Number>
+    using Load = Number (*)(void const* items, std::size_t index);
+    template <class Number>
+    [[gnu::noinline]] bool putNumbers(void const* items, std::size_t count, Load<Number> load);
+    [[gnu::noinline]] bool packed(NumberType type, void const* items, std::size_t count);
     bool openScope(Bracket bracket, const LevelData& data);
 
     bool compact_;
