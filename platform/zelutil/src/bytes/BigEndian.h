@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <string_view>
 
 // Big-endian numbers, as in the binary format. The functions have no loops, so that compilers
 // reduce each one to a load or store and a byte swap. `loadNumberLittle` reads little-endian
@@ -19,6 +20,27 @@ inline std::uint32_t loadFour(unsigned char const* bytes) noexcept {
 
 inline std::uint64_t loadEight(unsigned char const* bytes) noexcept {
     return std::uint64_t{loadFour(bytes)} << 32U | loadFour(bytes + 4);
+}
+
+/// Returns the first eight bytes of the key as a big-endian number. A shorter key is padded with
+/// zeros. If the numbers of two keys differ, the keys have the same order as the numbers.
+inline std::uint64_t prefixOf(std::string_view key) noexcept {
+    constexpr std::size_t WHOLE = sizeof(std::uint64_t);
+    constexpr std::size_t HALF = sizeof(std::uint32_t);
+    auto const* const bytes = reinterpret_cast<unsigned char const*>(key.data());
+    if (key.size() >= WHOLE) {
+        return loadEight(bytes);
+    }
+    if (key.size() >= HALF) {  // the two halves may overlap
+        const std::uint64_t tail = loadFour(bytes + key.size() - HALF);
+        const std::uint64_t rest = tail << 8 * (WHOLE - key.size()) & 0xFFFFFFFFU;
+        return std::uint64_t{loadFour(bytes)} << 8 * HALF | rest;
+    }
+    std::uint64_t number = 0;
+    for (std::size_t i = 0; i < key.size(); ++i) {
+        number |= std::uint64_t{bytes[i]} << 8 * (WHOLE - 1 - i);
+    }
+    return number;
 }
 
 /// Returns the number that `size` (1, 2, 4 or 8) bytes represent.

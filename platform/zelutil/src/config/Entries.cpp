@@ -1,7 +1,10 @@
 #include "util/config/Entries.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <new>
+
+#include "bytes/BigEndian.h"
 
 namespace util::config {
 
@@ -10,23 +13,58 @@ namespace {
 constexpr std::size_t PAGE_SIZE = 64;      // 2.5 KiB; adding an entry moves 16 others on average
 constexpr std::size_t FIRST_CAPACITY = 4;  // enough for most headers
 
+// A key that is searched for, with its first eight bytes as a big-endian number. If the numbers of
+// two keys differ, the keys have the same order as the numbers, which are compared without a call.
+struct Wanted {
+    std::string_view key;
+    std::uint64_t prefix;
+
+    explicit Wanted(std::string_view text) noexcept : key(text), prefix(prefixOf(text)) {}
+
+    bool isAfter(const CompactString& other) const noexcept {
+        const std::uint64_t number = numberOf(other);
+        return number != prefix ? number < prefix : std::string_view(other) < key;
+    }
+    bool isBefore(const CompactString& other) const noexcept {
+        const std::uint64_t number = numberOf(other);
+        return number != prefix ? prefix < number : key < std::string_view(other);
+    }
+
+private:
+    // Compact strings have at least eight bytes, which are zeros after the text.
+    static std::uint64_t numberOf(const CompactString& text) noexcept {
+        return loadEight(reinterpret_cast<unsigned char const*>(text.data()));
+    }
+};
+
 template <typename Page>
-bool isBehind(const Page& page, std::string_view key) noexcept {
-    return page.empty() || std::string_view(page.back().first) < key;
+bool isBehind(const Page& page, const Wanted& wanted) noexcept {
+    return page.empty() || wanted.isAfter(page.back().first);
 }
 
 // Returns the index in the page at which the key is or must be inserted. Keys often arrive in
 // ascending order, so the end is checked first.
 template <typename Page>
-std::size_t positionOf(const Page& page, std::string_view key) noexcept {
-    if (isBehind(page, key)) {
+std::size_t positionOf(const Page& page, const Wanted& wanted) noexcept {
+    if (isBehind(page, wanted)) {
         return page.size();
     }
-    const auto less = [](const Entries::value_type& entry, std::string_view wanted) noexcept {
-        return std::string_view(entry.first) < wanted;
+    const auto less = [](const Entries::value_type& entry, const Wanted& key) noexcept {
+        return key.isAfter(entry.first);
     };
-    return static_cast<std::size_t>(std::lower_bound(page.begin(), page.end(), key, less) -
+    return static_cast<std::size_t>(std::lower_bound(page.begin(), page.end(), wanted, less) -
                                     page.begin());
+}
+
+// Fetches the entries of a page from memory at once. A binary search would wait for one after the
+// other.
+template <typename Page>
+void prefetch(const Page& page) noexcept {
+    constexpr std::size_t LINE = 64;
+    auto const* const bytes = reinterpret_cast<char const*>(page.begin());
+    for (std::size_t at = 0; at < page.size() * sizeof(*page.begin()); at += LINE) {
+        __builtin_prefetch(bytes + at);
+    }
 }
 
 }  // namespace
@@ -69,20 +107,27 @@ void Entries::Page::moveTail(std::size_t cut, Page& next) noexcept {
     size_ = static_cast<std::uint32_t>(cut);
 }
 
-// Returns the index of the page in which the key is or must be inserted: the last page whose first
-// key is not greater than the key.
+// Returns the index of the page in which the key is or must be inserted: the last page whose
+// separator is not greater than the key.
 std::size_t Entries::pageOf(std::string_view key) const noexcept {
-    const auto less = [](std::string_view wanted, const Page& page) noexcept {
-        return wanted < std::string_view(page.front().first);
+    if (rest_ == nullptr) {
+        return 0;
+    }
+    const std::vector<CompactString>& separators = rest_->separators;
+    const auto less = [](const Wanted& wanted, const CompactString& separator) noexcept {
+        return wanted.isBefore(separator);
     };
-    return static_cast<std::size_t>(std::upper_bound(restBegin(), restEnd(), key, less) -
-                                    restBegin());
+    const auto number = static_cast<std::size_t>(
+        std::upper_bound(separators.begin(), separators.end(), Wanted(key), less) -
+        separators.begin());
+    prefetch(page(number));
+    return number;
 }
 
 Entries::const_iterator Entries::find(std::string_view key) const noexcept {
     const std::size_t number = pageOf(key);
     const Page& candidates = page(number);
-    value_type const* const entry = candidates.begin() + positionOf(candidates, key);
+    value_type const* const entry = candidates.begin() + positionOf(candidates, Wanted(key));
     if (entry == candidates.end() || entry->first != key) {
         return end();
     }
@@ -91,8 +136,12 @@ Entries::const_iterator Entries::find(std::string_view key) const noexcept {
 
 Value** Entries::slot(std::string_view key) noexcept {
     try {
-        return hasSpareCapacity() && isBehind(first_, key) ? first_.insert(first_.size(), key)
-                                                           : findOrInsert(key);
+        if (!hasSpareCapacity()) {
+            return findOrInsert(key);
+        }
+        const std::size_t place = positionOf(first_, Wanted(key));
+        const bool exists = place < first_.size() && first_[place].first == key;
+        return exists ? &first_[place].second : first_.insert(place, key);
     } catch (const std::bad_alloc&) {
         return nullptr;
     }
@@ -116,8 +165,12 @@ bool Entries::hasSpareCapacity() const noexcept {
 
 // If any step throws an exception, the list stays valid and has the same entries.
 Value** Entries::findOrInsert(std::string_view key) {
-    std::size_t number = pageOf(key);
-    std::size_t place = positionOf(page(number), key);
+    const Wanted wanted(key);
+    // Keys often arrive in ascending order, so the last page is checked first.
+    std::size_t number = !isBehind(lastPage(), wanted) ? pageOf(key)
+                         : rest_ == nullptr            ? 0
+                                                       : rest_->pages.size();
+    std::size_t place = positionOf(page(number), wanted);
     if (place < page(number).size() && page(number)[place].first == key) {
         return &page(number)[place].second;
     }
@@ -146,11 +199,18 @@ Value** Entries::insert(std::size_t number, std::size_t place, std::string_view 
 void Entries::split(std::size_t number, std::size_t cut) {
     Page added;
     added.reserve(PAGE_SIZE);
+    CompactString separator(page(number)[cut].first);
     if (rest_ == nullptr) {
         rest_ = std::make_unique<Rest>();
     }
     std::vector<Page>& pages = rest_->pages;
-    pages.insert(pages.begin() + static_cast<std::ptrdiff_t>(number), std::move(added));
+    std::vector<CompactString>& separators = rest_->separators;
+    if (separators.size() == separators.capacity()) {
+        separators.reserve(2 * separators.size() + 1);
+    }
+    const auto place = static_cast<std::ptrdiff_t>(number);
+    pages.insert(pages.begin() + place, std::move(added));
+    separators.insert(separators.begin() + place, std::move(separator));
     page(number).moveTail(cut, page(number + 1));
     if (number == 0) {
         rest_->size += page(1).size();
@@ -179,7 +239,9 @@ void Entries::erasePage(std::size_t number) noexcept {
         rest_->size -= pages.front().size();
         first_.swap(pages.front());
     }
-    pages.erase(pages.begin() + static_cast<std::ptrdiff_t>(number == 0 ? 0 : number - 1));
+    const auto place = static_cast<std::ptrdiff_t>(number == 0 ? 0 : number - 1);
+    pages.erase(pages.begin() + place);
+    rest_->separators.erase(rest_->separators.begin() + place);
 }
 
 Entries::Page& Entries::lastPage() noexcept {
@@ -192,6 +254,7 @@ bool Entries::dropLastPage() noexcept {
         return false;
     }
     rest_->pages.pop_back();
+    rest_->separators.pop_back();
     return true;
 }
 

@@ -91,7 +91,6 @@ private:
     static Value* containerOf(const TreeLevel& level) noexcept {
         return level.array != nullptr ? static_cast<Value*>(level.array) : level.dictionary;
     }
-    static std::uint64_t prefixOf(std::string_view key) noexcept;
 
     bool isContainer(std::size_t at) const noexcept {
         return source_.kind(at) == '[' || source_.kind(at) == '{';
@@ -164,28 +163,6 @@ bool TreeAssembler<Source>::fill(Dictionary& root, std::size_t first, std::size_
     } catch (const std::bad_alloc&) {
         return false;
     }
-}
-
-// Returns the first eight bytes of the key as a big-endian number. A shorter key is padded with
-// zeros. If the numbers of two keys differ, the keys have the same order as the numbers.
-template <class Source>
-inline std::uint64_t TreeAssembler<Source>::prefixOf(std::string_view key) noexcept {
-    constexpr std::size_t WHOLE = sizeof(std::uint64_t);
-    constexpr std::size_t HALF = sizeof(std::uint32_t);
-    auto const* const bytes = reinterpret_cast<unsigned char const*>(key.data());
-    if (key.size() >= WHOLE) {
-        return loadEight(bytes);
-    }
-    if (key.size() >= HALF) {  // the two halves may overlap
-        const std::uint64_t tail = loadFour(bytes + key.size() - HALF);
-        const std::uint64_t rest = tail << 8 * (WHOLE - key.size()) & 0xFFFFFFFFU;
-        return std::uint64_t{loadFour(bytes)} << 8 * HALF | rest;
-    }
-    std::uint64_t number = 0;
-    for (std::size_t i = 0; i < key.size(); ++i) {
-        number |= std::uint64_t{bytes[i]} << 8 * (WHOLE - 1 - i);
-    }
-    return number;
 }
 
 // Returns a new node for a scalar, or a shared node. If memory is exhausted, returns null or throws

@@ -80,6 +80,9 @@ private:
     struct Rest {
         std::vector<Page> pages;
         unsigned long size = 0;  // number of entries in these pages
+        // For each page a key that is not greater than its keys and greater than those of the page
+        // before. A search here reads one array instead of one line of memory in each page.
+        std::vector<CompactString> separators;
     };
 
 public:
