@@ -16,6 +16,10 @@ namespace kova::bench {
 
 KOVA_FIELDS(KitTrack, number, id, length, liked, gain, rating, title, artist, album, year)
 
+/// The same fields, described in the reverse order.
+struct ReversedTrack : KitTrack {};
+KOVA_FIELDS(ReversedTrack, year, album, artist, title, rating, gain, liked, length, id, number)
+
 namespace {
 
 using util::serializer::IStructuredPullDeserializer;
@@ -57,6 +61,19 @@ bool read(IStructuredPullDeserializer& source, KitTrack& track) {
                                 source.endMandatoryField();
                      }) ||
            source.endStruct();
+}
+
+bool read(IStructuredPullDeserializer& source, ReversedTrack& track) {
+    const auto field = [&](char const* name, auto& value) {
+        return source.beginMandatoryField(name, -1) || serializer::deserialize(source, value) ||
+               source.endMandatoryField();
+    };
+    return source.beginStruct(nullptr) || field("year", track.year) ||
+           field("album", track.album) || field("artist", track.artist) ||
+           field("title", track.title) || field("rating", track.rating) ||
+           field("gain", track.gain) || field("liked", track.liked) ||
+           field("length", track.length) || field("id", track.id) ||
+           field("number", track.number) || source.endStruct();
 }
 
 bool write(IStructuredSerializer& target, const std::vector<KitTrack>& tracks) {
@@ -110,6 +127,18 @@ void enterFormat(mimetypes::MimeTypeID id, char const* to, char const* from, con
     });
 }
 
+// Reads the fields in the reverse of the order in which they were written, beside the same order.
+void enterReversed(mimetypes::MimeTypeID id, const std::string& format) {
+    const Payload payload = payloadOf(id, kitTrack());
+    const std::string byKit = "value, " + format + " to ten fields, reversed";
+    contest(byKit, "kova",
+            [=] { return [=] { return kit::fromPayload<ReversedTrack>(payload); }; });
+    contest(byKit, "in order", [=] { return [=] { return kit::fromPayload<KitTrack>(payload); }; });
+    const std::string byHand = format + " to ten fields by name, reversed";
+    contest(byHand, "kova", [=] { return [=] { return readByHand<ReversedTrack>(id, payload); }; });
+    contest(byHand, "in order", [=] { return [=] { return readByHand<KitTrack>(id, payload); }; });
+}
+
 #ifdef KOVA_BENCH_PROTOBUF
 void assign(bench_protobuf::Track& message, const KitTrack& track) {
     message.set_number(track.number);
@@ -150,6 +179,8 @@ void enterProtobuf(char const* to, char const* from, const T& value) {
 #endif
 
 const Entries ENTRIES([] {
+    enterReversed(mimetypes::AXOBin, "binary");
+    enterReversed(mimetypes::JSON, "JSON");
     enterFormat(mimetypes::AXOBin, KIT_TO_BINARY, KIT_FROM_BINARY, kitTrack());
     enterFormat(mimetypes::JSON, KIT_TO_JSON, KIT_FROM_JSON, kitTrack());
     enterFormat(mimetypes::AXOBin, KIT_MANY_TO_BINARY, KIT_MANY_FROM_BINARY, kitTracks());

@@ -43,7 +43,7 @@ constexpr std::array<DocumentKind, 7> DOCUMENT_KINDS = {
     {{"300 B", record, NODES_PER_RECORD},
      {"1 MB", records, RECORDS* NODES_PER_RECORD + 2},
      {"polygons", polygons, 0},
-     {"mesh", mesh, 0},
+     {"mesh", mesh, 60'004},
      {"timeline", timeline, 0},
      {"people", people, 0},
      {"catalogue", catalogue, 0}}};
