@@ -1,5 +1,6 @@
 #include "Records.h"
 
+#include <algorithm>
 #include <array>
 #include <limits>
 #include <memory>
@@ -317,12 +318,16 @@ kit::Result<void> checkVersion(const Record& record, bool isFirst) {
     return {};
 }
 
+// Throws `std::bad_alloc`, while `Payload::createFromRaw` would end the process: the other end
+// decides how much memory is needed.
 Payload payloadOf(const Record& record) {
     if (!record.payload) {
         return {Blob(), std::string(record.mimeType)};
     }
-    return Payload::createFromRaw(reinterpret_cast<unsigned char const*>(record.payload->data()),
-                                  record.payload->size(), std::string(record.mimeType));
+    const std::size_t size = record.payload->size();
+    const std::shared_ptr<unsigned char[]> bytes(new unsigned char[size]);
+    std::copy(record.payload->begin(), record.payload->end(), bytes.get());
+    return {Blob(bytes, size), std::string(record.mimeType)};
 }
 
 /// Sets `out` to the header of a record, or to null if the record has none.

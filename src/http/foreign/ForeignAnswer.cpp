@@ -6,6 +6,7 @@
 #include <string_view>
 #include <utility>
 
+#include "OutOfMemory.h"
 #include "foreign/EventText.h"
 #include "foreign/Replies.h"
 #include "kova/core/StatusCodes.h"
@@ -18,19 +19,16 @@ namespace {
 
 // Returns the value with one more header entry, which other copies of the value do not get.
 Response withLost(const Response& value, std::uint64_t lost) {
-    Response::Header header = std::make_shared<util::config::Dictionary>();
-    const kit::Tree copy(value.getHeader().isDictionary() ? value.getHeader().clone() : nullptr);
-    if (copy) {
-        header->swap(*copy->getEditableDictionary());
-    }
+    Response::Header header = value.getHeader().isDictionary()
+                                  ? copyOf(value.getHeader())
+                                  : std::make_shared<util::config::Dictionary>();
     unsigned long before = 0;
     if ((*header)[kit::STREAM_LOST].get(before)) {
         before = 0;
     }
-    Response result(value.getStatusCode(), value.getPayload(), header);
-    result.add2header(kit::STREAM_LOST,
-                      new util::config::ValueInt(static_cast<unsigned long>(before + lost)));
-    return result;
+    put(*header, kit::STREAM_LOST,
+        new util::config::ValueInt(static_cast<unsigned long>(before + lost)));
+    return {value.getStatusCode(), value.getPayload(), header};
 }
 
 // Reads the text of `kit::StreamQueue`, such as "16 conflate".

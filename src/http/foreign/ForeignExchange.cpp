@@ -1,6 +1,7 @@
 #include "foreign/ForeignExchange.h"
 
 #include <sys/epoll.h>
+#include <sys/socket.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -311,20 +312,25 @@ MHD_Result ForeignExchange::queueStream() {
     return queue(response, statuscodes::OK, isWhole);
 }
 
+// A stream that fails ends with a byte for a socket that is shut down. libmicrohttpd 0.9.75 would
+// never close a resumed connection that ends with MHD_CONTENT_READER_END_WITH_ERROR: it watches its
+// socket no more.
 ssize_t ForeignExchange::readStream(void* self, std::uint64_t, char* buffer,
                                     std::size_t size) noexcept {
+    auto& exchange = *static_cast<ForeignExchange*>(self);
     try {
-        return static_cast<ForeignExchange*>(self)->fill(buffer, size);
+        if (!exchange.isAbandoned_) {
+            return exchange.fill(buffer, size);
+        }
     } catch (const std::exception&) {
         reportOutOfMemory("a connection is closed: no memory for its events");
-        return MHD_CONTENT_READER_END_WITH_ERROR;
     }
+    ::shutdown(exchange.client_.socket, SHUT_RDWR);
+    *buffer = '\n';
+    return 1;
 }
 
 ssize_t ForeignExchange::fill(char* buffer, std::size_t size) {
-    if (isAbandoned_) {
-        return MHD_CONTENT_READER_END_WITH_ERROR;
-    }
     while (taken_ == text_.size()) {
         if (answer_->hasFailed()) {
             throw std::bad_alloc();

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "OutOfMemory.h"
 #include "foreign/Replies.h"
 #include "foreign/StatusTexts.h"
 #include "kova/core/Commands.h"
@@ -137,12 +138,7 @@ void set(Header& header, char const* key, std::string_view text) {
     if (!header) {
         header = std::make_shared<util::config::Dictionary>();
     }
-    auto* const value = new util::config::ValueString(text);
-    if (header->hasKey(key)) {
-        header->set(key, value);
-    } else {
-        header->add(key, value);
-    }
+    put(*header, key, new util::config::ValueString(text));
 }
 
 // Writes the entries for which HTTP has fields.
@@ -164,7 +160,7 @@ void addEntries(Header& header, const ForeignCall& call, bool isRetrieval,
 
 Request makeRequest(char const* command, const std::string& path, const Payload& payload,
                     const Header& header) {
-    Header own = header ? Header(header->clone()->getEditableDictionary()) : nullptr;
+    Header own = header ? copyOf(*header) : nullptr;
     return own ? Request(command, path, payload, own) : Request(command, path, payload);
 }
 

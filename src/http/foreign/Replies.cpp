@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "OutOfMemory.h"
 #include "foreign/JsonText.h"
 #include "foreign/StatusTexts.h"
 #include "kova/core/Errors.h"
@@ -167,8 +168,8 @@ std::string treeText(const Response& response) {
     if (!response.getHeader().isDictionary()) {
         return {};
     }
-    const kit::Tree copy(response.getHeader().clone());
-    util::config::Dictionary& tree = *copy->getEditableDictionary();
+    const std::shared_ptr<util::config::Dictionary> copy = copyOf(response.getHeader());
+    util::config::Dictionary& tree = *copy;
     for (char const* const key : {headers::ERROR_MESSAGE, kit::STREAM_QUEUE}) {
         tree.remove(key, true);
     }

@@ -6,6 +6,7 @@
 #include <string_view>
 #include <utility>
 
+#include "OutOfMemory.h"
 #include "kova/core/StatusCodes.h"
 #include "kova/kit/Tree.h"
 #include "kova/kit/Values.h"
@@ -16,7 +17,6 @@ namespace kova::http::detail {
 namespace {
 
 using util::config::Dictionary;
-using util::config::Value;
 
 struct Policy {
     std::string_view word;
@@ -48,11 +48,8 @@ std::optional<kit::StreamQueue> readTerms(const std::string& text) {
 
 // Returns the value with a header that no other thread reads.
 Response withOwnHeader(const Response& value) {
-    const std::unique_ptr<Value> copy(value.getHeader().clone());
-    Response::Header header = std::make_shared<Dictionary>();
-    if (copy != nullptr && copy->getEditableDictionary() != nullptr) {
-        header->swap(*copy->getEditableDictionary());
-    }
+    Response::Header header = value.getHeader().isDictionary() ? copyOf(value.getHeader())
+                                                               : std::make_shared<Dictionary>();
     return {value.getStatusCode(), value.getPayload(), header};
 }
 

@@ -167,6 +167,20 @@ TEST_F(ForeignServerTest, ClientThatLeavesAQuietStreamCancelsItsRequest) {
     EXPECT_EQ(held.waitForCancelled(1).size(), 1U);
 }
 
+TEST_F(ForeignServerTest, ConnectionOfAClientThatLeavesAQuietStreamIsClosed) {
+    {
+        TestSocket socket = fixture.connect();
+        socket.send("GET /lamp" + HEAD + "Accept: text/event-stream\r\n\r\n");
+        held.waitForRequests(1);
+        held[1].onNext(Response(299));
+        socket.readUntil("\n\n\r\n");
+    }
+    held.waitForCancelled(1);
+    while (fixture.connections() != 0) {
+        std::this_thread::yield();
+    }
+}
+
 TEST_F(ForeignServerTest, DescriptorsOfClientsThatLeftAreUsedAgain) {
     for (std::size_t i = 1; i <= 200; ++i) {
         TestSocket socket = fixture.connect();

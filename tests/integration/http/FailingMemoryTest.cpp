@@ -1,0 +1,321 @@
+// Each allocation of the endpoint's thread fails once, while a client does what the row says. All
+// other clients are served on.
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <condition_variable>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <utility>
+#include <vector>
+
+#include "kova/http/Endpoint.h"
+#include "support/FailingThread.h"
+#include "support/Reports.h"
+#include "support/Watchdog.h"
+#include "unit/http/server/Served.h"
+
+namespace kova::http {
+namespace {
+
+using namespace std::chrono_literals;
+using kova::test::FailingThread;
+using test::Http2Client;
+using test::recordOf;
+using test::SocketClient;
+using test::SocketDirectory;
+
+const std::string NOW = recordOf(Request("retrieve", "/now"));
+// The thread of the endpoint, and a thread that answers.
+constexpr char const* LOOP = "/choose";
+constexpr char const* SENDER = "/choose-later";
+const std::string HEAD = " HTTP/1.1\r\nHost: localhost\r\n";
+const std::string LAST = "Connection: close\r\n\r\n";
+
+Response value(std::size_t size) {
+    return Response(200, Payload::createFromString(std::string(size, 'x')));
+}
+
+/// Answers "/now" inside the request, and other paths with three values from a thread of its own.
+/// "/kept" is kept until it is cancelled. `LOOP` and `SENDER` choose the answering thread.
+class Answerer : public IKovaApi {
+public:
+    Answerer() : thread_([this] { run(); }) {}
+    ~Answerer() override {
+        {
+            const std::lock_guard<std::mutex> guard(mutex_);
+            isStopped_ = true;
+        }
+        changed_.notify_all();
+        thread_.join();
+    }
+    Answerer(const Answerer&) = delete;
+    Answerer& operator=(const Answerer&) = delete;
+
+    void* actionRequest(const Request& request,
+                        std::unique_ptr<IResponseHandler<Response>>&& handler) override {
+        if (request.getPath() == "/kept") {
+            return handler.release();
+        }
+        if (request.getPath() == "/now" || request.getPath() == LOOP) {
+            const Handler own = std::move(handler);
+            if (request.getPath() == LOOP) {
+                FailingThread::chooseThisThread();
+            }
+            own->onNext(value_);
+            own->onCompleted();
+            return UNDEFINED_REQUEST_HANDLE;
+        }
+        {
+            const std::lock_guard<std::mutex> guard(mutex_);
+            waiting_.push_back({std::move(handler), request.getPath() == SENDER});
+        }
+        changed_.notify_all();
+        return UNDEFINED_REQUEST_HANDLE;
+    }
+    void cancelRequest(void* handle) override {
+        delete static_cast<IResponseHandler<Response>*>(handle);
+    }
+
+private:
+    using Handler = std::unique_ptr<IResponseHandler<Response>>;
+
+    void run() {
+        std::unique_lock<std::mutex> lock(mutex_);
+        for (;;) {
+            changed_.wait(lock, [this] { return isStopped_ || !waiting_.empty(); });
+            if (waiting_.empty()) {
+                return;
+            }
+            const auto [handler, isChosen] = std::move(waiting_.back());
+            waiting_.pop_back();
+            lock.unlock();
+            for (int i = 0; i < 3; ++i) {
+                handler->onNext(large_);
+            }
+            handler->onCompleted();
+            if (isChosen) {  // not before: the C library ends a process without its first memory
+                FailingThread::chooseThisThread();
+            }
+            lock.lock();
+        }
+    }
+
+    // Made before memory fails: a payload that finds none ends the process.
+    const Response value_ = value(100);
+    const Response large_ = value(40'000);
+    std::mutex mutex_;
+    std::condition_variable changed_;
+    std::vector<std::pair<Handler, bool>> waiting_;
+    bool isStopped_ = false;
+    std::thread thread_;
+};
+
+std::string get(const std::string& path, const std::string& fields = LAST) {
+    return "GET " + path + HEAD + fields;
+}
+
+/// Sends the texts one by one with HTTP/1.1, and reads all answers. A connection that is closed
+/// early ends it.
+std::string converse(const std::string& address, const std::vector<std::string>& texts) {
+    SocketClient client(address);
+    for (const std::string& text : texts) {
+        client.send(text);
+    }
+    return client.receiveAll();
+}
+
+void requestInRecords(const std::string& address, const Request& request) {
+    Http2Client client(address);
+    client.wait(client.send(recordOf(request)));
+}
+
+void cancelInRecords(const std::string& address) {
+    Http2Client client(address);
+    const std::int32_t id = client.send(recordOf(Request("retrieve", "/kept")));
+    client.send(NOW);
+    client.waitUntil([&] { return client[id].isClosed || client[id + 2].isClosed; });
+    client.reset(id);
+    client.wait(client.send(NOW));
+}
+
+Request withBody(const std::string& path) {
+    return {"update", path, Payload::createFromString(std::string(300'000, 'x'))};
+}
+
+struct Row {
+    char const* name;
+    char const* thread;
+    std::function<void(const std::string& address)> act;
+};
+
+const std::vector<Row> ROWS = {
+    {"ConnectionWithoutBytes", LOOP,
+     [](const std::string& address) {
+         SocketClient client(address);
+         client.halfClose();
+         client.receiveAll();
+     }},
+    {"RequestInRecords", LOOP,
+     [](const std::string& address) {
+         requestInRecords(address, {"retrieve", "/now"});
+     }},
+    {"LaterAnswerInRecords", LOOP,
+     [](const std::string& address) {
+         requestInRecords(address, {"retrieve", "/later"});
+     }},
+    {"BodyInRecords", LOOP,
+     [](const std::string& address) { requestInRecords(address, withBody("/now")); }},
+    {"CancellationInRecords", LOOP, cancelInRecords},
+    {"RefusalOverHttp2", LOOP,
+     [](const std::string& address) {
+         Http2Client client(address);
+         client.wait(client.send(
+             {{":method", "GET"}, {":scheme", "http"}, {":path", "/"}, {":authority", "localhost"}},
+             ""));
+     }},
+    {"ValueOverHttp1", LOOP,
+     [](const std::string& address) {
+         converse(address, {get("/now", "\r\n"), get("/now")});
+     }},
+    {"LaterValueOverHttp1", LOOP,
+     [](const std::string& address) { converse(address, {get("/later")}); }},
+    {"BodyOverHttp1", LOOP,
+     [](const std::string& address) {
+         converse(address, {"PUT /later" + HEAD + "Transfer-Encoding: chunked\r\n" + LAST,
+                            "4\r\nabcd\r\n", "3\r\nefg\r\n0\r\n\r\n"});
+     }},
+    {"RefusalOverHttp1", LOOP,
+     [](const std::string& address) { converse(address, {"A" + get("/")}); }},
+    {"EventsOverHttp1", LOOP,
+     [](const std::string& address) {
+         converse(address,
+                  {get("/?watch=/later&watch=/now", "Accept: text/event-stream\r\n" + LAST)});
+     }},
+    {"CancellationOverHttp1", LOOP,
+     [](const std::string& address) {
+         SocketClient client(address);
+         client.send(get("/kept", "Accept: text/event-stream\r\n\r\n"));
+         client.receive();
+     }},
+    {"SentAnswerInRecords", SENDER,
+     [](const std::string& address) {
+         requestInRecords(address, {"retrieve", "/later"});
+     }},
+    {"SentValueOverHttp1", SENDER,
+     [](const std::string& address) { converse(address, {"PUT /later" + HEAD + LAST}); }},
+    {"SentEventsOverHttp1", SENDER,
+     [](const std::string& address) {
+         converse(address, {get("/later", "Accept: text/event-stream\r\n" + LAST)});
+     }},
+};
+
+class FailingMemoryOfEndpoint : public ::testing::Test {
+protected:
+    /// Calls `act` again and again, with one allocation more that succeeds, until none fails.
+    /// Calls `check` after each that has failed.
+    template <typename Act, typename Check>
+    void failEach(Act act, Check check) {
+        long count = 0;
+        for (;; ++count) {
+            watchdog.enter("allocation " + std::to_string(count) + " fails");
+            FailingThread::failAfter(count);
+            act();
+            if (!FailingThread::stop()) {
+                break;
+            }
+            check(count);
+        }
+        EXPECT_GT(count, 0);
+        RecordProperty("allocations", static_cast<int>(count));
+    }
+    void waitForConnections(const Endpoint& endpoint, std::size_t count) const {
+        while (endpoint.connections() != count) {
+            std::this_thread::yield();
+        }
+    }
+
+    kova::test::Watchdog watchdog{"memory fails"};
+    const kova::test::Reports reports;
+    SocketDirectory directory;
+    Answerer service;
+    long next_ = 0;
+};
+
+class FailingMemory : public FailingMemoryOfEndpoint, public ::testing::WithParamInterface<Row> {};
+
+TEST_P(FailingMemory, OthersAreServedOn) {
+    EndpointOptions options;
+    options.requestsOfPeer = 4;  // a request that were counted for ever would be noticed
+    const Endpoint endpoint(service, directory.address(), options);
+    Http2Client neighbour(directory.address());
+    neighbour.wait(neighbour.send(recordOf(Request("retrieve", GetParam().thread))));
+    SocketClient foreign(directory.address());
+    foreign.send(get("/now", "\r\n"));
+    foreign.receive();
+    failEach(
+        [&] {
+            GetParam().act(directory.address());
+            waitForConnections(endpoint, 2);
+        },
+        [&](long count) {
+            EXPECT_EQ(neighbour.wait(neighbour.send(NOW)).status, 200) << count;
+            foreign.send(get("/now", "\r\n"));
+            EXPECT_EQ(foreign.receive().substr(9, 3), "200") << count;
+            EXPECT_EQ(converse(directory.address(), {get("/now")}).substr(9, 3), "200") << count;
+        });
+}
+
+// The deadlines of connections that are stalled or idle. There is no neighbour, since it would be
+// idle.
+TEST_F(FailingMemoryOfEndpoint, StalledAndIdleConnectionsAreClosed) {
+    EndpointOptions options;
+    options.firstBytes = 20ms;
+    options.idle = 20ms;
+    const Endpoint endpoint(service, directory.address(), options);
+    requestInRecords(directory.address(), {"retrieve", LOOP});
+    failEach(
+        [&] {
+            SocketClient silent(directory.address());
+            SocketClient slow(directory.address());
+            slow.send("GET /now");
+            Http2Client stalled(directory.address());
+            stalled.send(Http2Client::recordFields(), NOW.substr(0, 10), false);
+            SocketClient idle(directory.address());
+            idle.send(get("/now", "\r\n"));
+            waitForConnections(endpoint, 0);
+        },
+        [&](long count) {
+            EXPECT_EQ(converse(directory.address(), {get("/now")}).substr(9, 3), "200") << count;
+            waitForConnections(endpoint, 0);
+        });
+}
+
+// A stop needs memory, too.
+TEST_F(FailingMemoryOfEndpoint, EndpointIsStopped) {
+    failEach(
+        [&] {
+            FailingThread::stop();
+            Endpoint endpoint(service, directory.address());
+            Http2Client client(directory.address());
+            client.wait(client.send(recordOf(Request("retrieve", LOOP))));
+            client.send(recordOf(Request("retrieve", "/kept")));
+            client.wait(client.send(NOW));
+            SocketClient foreign(directory.address());
+            foreign.send(get("/kept", "\r\n") + get("/now"));
+            converse(directory.address(), {get("/now")});
+            FailingThread::failAfter(next_++);
+            EXPECT_TRUE(endpoint.stop(0ms).empty());
+            EXPECT_EQ(endpoint.connections(), 0U);
+        },
+        [](long) {});
+}
+
+INSTANTIATE_TEST_SUITE_P(Rows, FailingMemory, ::testing::ValuesIn(ROWS),
+                         [](const auto& info) { return std::string(info.param.name); });
+
+}  // namespace
+}  // namespace kova::http
