@@ -36,8 +36,9 @@ function(kova_add_layer name)
   set(exports ${PROJECT_SOURCE_DIR}/abi/lib${name}.map)
   add_library(${name}_objects OBJECT ${ARG_SOURCES} ${ARG_SMALL_SOURCES})
   if(NOT KOVA_SANITIZE)
+    # They cannot use the headers that were precompiled for speed.
     set_source_files_properties(${ARG_SMALL_SOURCES} PROPERTIES
-      COMPILE_OPTIONS $<$<NOT:$<CONFIG:Debug>>:-Os>)
+      COMPILE_OPTIONS $<$<NOT:$<CONFIG:Debug>>:-Os> SKIP_PRECOMPILE_HEADERS ON)
   endif()
   add_library(${name} $<TARGET_OBJECTS:${name}_objects>)
   add_library(kova::${ARG_ALIAS} ALIAS ${name})
