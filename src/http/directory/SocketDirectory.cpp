@@ -64,7 +64,7 @@ kit::Error forbidden(const std::string& path, const std::string& reason) {
     return {statuscodes::FORBIDDEN, "'" + path + "' " + reason};
 }
 
-// Connects to a socket to find out whether and by whom it is served. A full queue of connections
+// Connects to a socket to find out whether a trusted process serves it. A full queue of connections
 // is that of a process that serves it.
 kit::Result<void> probe(const std::string& path) {
     const FileDescriptor socket = connectToPath(path);
