@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <new>
+#include <utility>
 
 #include "bytes/BigEndian.h"
 
@@ -11,6 +12,7 @@ namespace util::config {
 namespace {
 
 constexpr std::size_t PAGE_SIZE = 64;      // 2.5 KiB; adding an entry moves 16 others on average
+constexpr std::size_t CACHED_PAGES = 32;   // 48 KiB; more do not stay in the first cache
 constexpr std::size_t FIRST_CAPACITY = 4;  // enough for most headers
 
 // A key that is searched for, with its first eight bytes as a big-endian number. If the numbers of
@@ -87,9 +89,14 @@ Value** Entries::Page::insert(std::size_t place, std::string_view key) {
     if (size_ == capacity_) {
         reserve(capacity_ == 0 ? FIRST_CAPACITY : std::min(2 * std::size_t{capacity_}, PAGE_SIZE));
     }
+    return insert(place, std::move(text));
+}
+
+// Does the same for a page that has capacity for the entry.
+Value** Entries::Page::insert(std::size_t place, CompactString&& key) noexcept {
     value_type* const entry = entries_.get() + place;
     std::move_backward(entry, entries_.get() + size_, entries_.get() + size_ + 1);
-    *entry = value_type(std::move(text), nullptr);
+    *entry = value_type(std::move(key), nullptr);
     ++size_;
     return &entry->second;
 }
@@ -120,7 +127,9 @@ std::size_t Entries::pageOf(std::string_view key) const noexcept {
     const auto number = static_cast<std::size_t>(
         std::upper_bound(separators.begin(), separators.end(), Wanted(key), less) -
         separators.begin());
-    prefetch(page(number));
+    if (separators.size() > CACHED_PAGES) {
+        prefetch(page(number));
+    }
     return number;
 }
 
@@ -174,17 +183,20 @@ Value** Entries::findOrInsert(std::string_view key) {
     if (place < page(number).size() && page(number)[place].first == key) {
         return &page(number)[place].second;
     }
-    if (page(number).size() == PAGE_SIZE) {
-        // If the new entry is the last one, the page stays nearly full. Thus keys in ascending
-        // order fill the pages.
-        const std::size_t cut = place == PAGE_SIZE ? PAGE_SIZE - 1 : PAGE_SIZE / 2;
-        split(number, cut);
-        if (place > cut) {
-            ++number;
-            place -= cut;
-        }
+    if (page(number).size() < PAGE_SIZE) {
+        return insert(number, place, key);
     }
-    return insert(number, place, key);
+    // If the new entry is the last one, the page stays nearly full. Thus keys in ascending order
+    // fill the pages.
+    const std::size_t cut = place == PAGE_SIZE ? PAGE_SIZE - 1 : PAGE_SIZE / 2;
+    CompactString text(key);  // before the split, after which nothing may fail
+    split(number, cut);
+    if (place > cut) {
+        ++number;
+        place -= cut;
+    }
+    rest_->size += number != 0 ? 1U : 0U;
+    return page(number).insert(place, std::move(text));
 }
 
 Value** Entries::insert(std::size_t number, std::size_t place, std::string_view key) {

@@ -65,6 +65,7 @@ private:
             return &entry.second;
         }
         UTIL_LOCAL Value** insert(std::size_t place, std::string_view key);
+        UTIL_LOCAL Value** insert(std::size_t place, CompactString&& key) noexcept;
         UTIL_LOCAL void erase(std::size_t place) noexcept;
         UTIL_LOCAL void moveTail(std::size_t cut, Page& next) noexcept;
         /// Removes the last entry and returns its child. The page keeps the memory of the key until
