@@ -86,6 +86,13 @@ if(TARGET kova_tool)
     set_target_properties(kova_tool PROPERTIES INSTALL_RPATH "$ORIGIN/${path}")
   endif()
   install(TARGETS kova_tool RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tools)
+  set(kova_manual ${PROJECT_SOURCE_DIR}/src/tool/kova.1)
+  if(KOVA_DEBIAN)
+    execute_process(COMMAND gzip -9nc ${kova_manual}
+      OUTPUT_FILE ${PROJECT_BINARY_DIR}/kova.1.gz COMMAND_ERROR_IS_FATAL ANY)
+    set(kova_manual ${PROJECT_BINARY_DIR}/kova.1.gz)
+  endif()
+  install(FILES ${kova_manual} DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT tools)
 endif()
 
 # The CMake package.

@@ -28,7 +28,7 @@ ExitStatus printText(const Context& context, const Payload& payload) {
     const std::optional<std::string> text = kit::plainText(payload);
     if (!text) {
         printError(context, "the payload is not valid in the binary format",
-                   "--raw prints its bytes verbatim");
+                   "--raw prints its bytes, and 'kova decode' says where they are wrong");
         return FAILED;
     }
     context.out.stream << (context.out.isTerminal ? visible(*text, true) : *text);
@@ -54,7 +54,7 @@ ExitStatus printPayload(const Context& context, const Payload& payload, const Pa
     printError(context,
                "the payload has " + std::to_string(payload.size()) + " bytes of the type " +
                    payload.getMimeType() + ", which are not a text",
-               "> FILE stores them, --raw prints them anyway");
+               "write '> FILE' behind the command to store them");
     return DONE;
 }
 

@@ -82,6 +82,11 @@ int runProgram(std::vector<std::string> arguments, Context& context) {
     app.require_subcommand(1);
     Words words(app);
     addRequests(words);
+    addWatch(words);
+    addServices(words);
+    addResources(words);
+    addInspection(words);
+    addPayloads(words);
     try {
         std::reverse(arguments.begin(), arguments.end());  // the order that the parser wants
         app.parse(std::move(arguments));

@@ -18,7 +18,9 @@ std::string adviceFor(ExitStatus status, unsigned short code, const Target& targ
     const std::string service = target.serviceText();
     switch (status) {
         case NO_SERVICE:
-            return "start the service, or name another one with --to";
+            return "start the service, or name another one with --to; 'kova ls' lists those of "
+                   "this "
+                   "machine";
         case TIMED_OUT:
             return "--deadline 2m waits longer, --deadline 0 without a limit";
         case REFUSED:
@@ -27,6 +29,8 @@ std::string adviceFor(ExitStatus status, unsigned short code, const Target& targ
             return "";
     }
     switch (code) {
+        case 404:
+            return "kova tree '" + service + "' lists the resources";
         case 401:
         case 403:
             return "the variable ZEL_CONFIG_KOVA_AGT has the token that requests carry";
@@ -49,6 +53,15 @@ void printError(const Context& context, const std::string& text, const std::stri
 ExitStatus misused(const Context& context, const kit::Error& error) {
     printError(context, error.message);
     return MISUSED;
+}
+
+ExitStatus reportOpen(const Context& context, const kit::Error& error) {
+    if (error.code == 400) {
+        return misused(context, error);
+    }
+    printError(context, error.message,
+               "start the service, or name its socket with --to unix:SOCKET");
+    return NO_SERVICE;
 }
 
 ExitStatus reportEnd(const Context& context, const Target& target, const kit::End& end) {

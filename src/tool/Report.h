@@ -17,6 +17,10 @@ void printError(const Context& context, const std::string& text, const std::stri
 /// Prints the reason of a usage error, and returns `MISUSED`.
 ExitStatus misused(const Context& context, const kit::Error& error);
 
+/// Prints why a session cannot be opened and what the user can do about it. Returns `MISUSED` for
+/// the code 400, and else `NO_SERVICE`.
+ExitStatus reportOpen(const Context& context, const kit::Error& error);
+
 /// Prints how a request has failed and what the user can do about it. Prints nothing if it was
 /// completed. Returns the exit status.
 ExitStatus reportEnd(const Context& context, const Target& target, const kit::End& end);

@@ -4,6 +4,8 @@
 #include <utility>
 
 #include "kova/http/Connect.h"
+#include "kova/http/Directory.h"
+#include "kova/kit/Locators.h"
 
 namespace kova::tool {
 
@@ -19,15 +21,19 @@ constexpr milliseconds PATIENCE{1000};
 constexpr std::size_t LONGEST_RECORD = std::size_t{1024} * 1024 * 1024;
 
 kit::Result<std::unique_ptr<IKovaApi>> connectTo(const Target& target, milliseconds deadline) {
-    if (target.address.empty()) {
-        return kit::Error{400, "at which address is " + target.serviceText() +
-                                   "? Name it with --to unix:SOCKET or --to tcp:HOST:PORT"};
+    http::OpenOptions options;
+    options.connection.patience =
+        deadline.count() == 0 ? PATIENCE : std::min(PATIENCE, deadline / 2);
+    options.connection.recordBytes = LONGEST_RECORD;
+    if (!target.address.empty()) {
+        options.connection.servicePath = target.servicePath;
+        return http::connect(target.address, options.connection);
     }
-    http::ConnectOptions options;
-    options.servicePath = target.servicePath;
-    options.patience = deadline.count() == 0 ? PATIENCE : std::min(PATIENCE, deadline / 2);
-    options.recordBytes = LONGEST_RECORD;
-    return http::connect(target.address, options);
+    auto opened = http::open(kit::locatorOf(target.servicePath, "/"), options);
+    if (!opened) {
+        return opened.error();
+    }
+    return std::move(opened->service);
 }
 
 kit::ClientOptions onLoop(kit::ClientOptions options, const CallLoop& loop) {

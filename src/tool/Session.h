@@ -38,7 +38,8 @@ struct AskPolicy {
 class Session {
 public:
     /// Returns a client of the service that the target names. The executor of the options is
-    /// replaced. Fails with 400 if the target names no address. Does not wait for the connection.
+    /// replaced. Fails with 400 if the target is malformed, and with the errors of
+    /// `kova::http::open` if this machine has no such service. Does not wait for the connection.
     static kit::Result<std::unique_ptr<Session>> open(const Target& target, const Context& context,
                                                       kit::ClientOptions options);
 

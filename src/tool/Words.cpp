@@ -1,5 +1,6 @@
 #include "Words.h"
 
+#include <CLI/CLI.hpp>
 #include <utility>
 
 #include "Times.h"
@@ -34,12 +35,20 @@ CLI::Option* addTime(CLI::App& word, const std::string& name, std::chrono::milli
     return word.add_option_function<std::string>(name, parse, description)->type_name("TIME");
 }
 
-void ServiceOptions::addTo(CLI::App& word) {
+void addService(CLI::App& word, std::string& to) {
     word.add_option("--to", to, "the service: kova:/SERVICE, unix:SOCKET or http://HOST:PORT")
         ->type_name("SERVICE")
         ->envname("KOVA_SERVICE");
+}
+
+void addDeadline(CLI::App& word, std::chrono::milliseconds& deadline) {
     addTime(word, "--deadline", deadline,
             "gives up after this time, such as 500ms; 0 for no limit [30s]");
+}
+
+void ServiceOptions::addTo(CLI::App& word) {
+    addService(word, to);
+    addDeadline(word, deadline);
 }
 
 }  // namespace kova::tool

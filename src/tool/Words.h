@@ -1,12 +1,16 @@
 #pragma once
 
-#include <CLI/CLI.hpp>
 #include <chrono>
 #include <functional>
 #include <string>
 #include <vector>
 
 #include "Context.h"
+
+namespace CLI {
+class App;
+class Option;
+}  // namespace CLI
 
 namespace kova::tool {
 
@@ -32,7 +36,7 @@ private:
     Action selected_;
 };
 
-/// The options of words that use a service.
+/// The options of words that send one request.
 struct ServiceOptions {
     /// The text of the service, for resources without one.
     std::string to;
@@ -43,13 +47,24 @@ struct ServiceOptions {
     void addTo(CLI::App& word);
 };
 
-/// Adds an option whose value is a time, with the text of its default.
+/// Adds the option that names the service of resources without one.
+void addService(CLI::App& word, std::string& to);
+
+/// Adds an option whose value is a time.
 CLI::Option* addTime(CLI::App& word, const std::string& name, std::chrono::milliseconds& time,
                      const std::string& description);
+
+/// Adds the option for the deadline of a request.
+void addDeadline(CLI::App& word, std::chrono::milliseconds& deadline);
 
 /// @{
 /// Adds words of the program.
 void addRequests(Words& words);
+void addWatch(Words& words);
+void addServices(Words& words);
+void addResources(Words& words);
+void addInspection(Words& words);
+void addPayloads(Words& words);
 /// @}
 
 }  // namespace kova::tool

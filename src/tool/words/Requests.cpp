@@ -1,4 +1,5 @@
 // The words get, put, insert and delete: one request each.
+#include <CLI/CLI.hpp>
 #include <memory>
 #include <utility>
 
@@ -112,7 +113,7 @@ int request(const RequestWord& word, const RequestOptions& options, const Contex
     clientOptions.accept = options.form.binary ? mimetypes::AXOBIN_TYPE : mimetypes::JSON_TYPE;
     const auto session = Session::open(*target, context, clientOptions);
     if (!session) {
-        return misused(context, session.error());
+        return reportOpen(context, session.error());
     }
     kit::CallDraft draft = (*session)->client().makeDraft(word.command, target->resource, payload);
     headers::appendResponseSemantic(draft.request, headers::SINGLE_RESPONSE);

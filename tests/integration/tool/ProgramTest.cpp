@@ -4,6 +4,7 @@
 
 #include <csignal>
 #include <memory>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -77,6 +78,41 @@ TEST_F(ProgramTest, TerminalHasColoursAndProgress) {
     held.take(1)->onError(Response::createErrorResponse(409, "too many"));
     EXPECT_EQ(tool.wait(), 4);
     EXPECT_THAT(tool.out, HasSubstr("\x1b[31mkova:\x1b[0m 409 Conflict: too many"));
+}
+
+TEST_F(ProgramTest, WatchUpdatesATableInPlace) {
+    RunningTool tool(at({"watch", "/level"}, playerText), 20);
+    tool.awaitOutput("\r\x1b[K/level  30\r\n");
+    level.set(31);
+    tool.awaitOutput("\x1b[1A\r\x1b[K/level  31\r\n");
+    tool.signal(SIGINT);
+    EXPECT_EQ(tool.wait(), 130);
+}
+
+TEST_F(ProgramTest, WatchEndsWithTheProgramThatReadsItsOutput) {
+    RunningTool tool(at({"watch", "/level"}, playerText));
+    tool.awaitOutput("30\n");
+    tool.closeOutput();
+    level.set(31);
+    EXPECT_EQ(tool.wait(), -SIGPIPE);
+}
+
+TEST_F(ProgramTest, ManualPageHasAllWords) {
+    RunningTool tool({"--help"});
+    EXPECT_EQ(tool.wait(), 0);
+    const std::string page = readFile(KOVA_SOURCE_DIR "/src/tool/kova.1");
+    std::istringstream lines(tool.out.substr(tool.out.find("Subcommands:\n")));
+    std::string line;
+    std::getline(lines, line);
+    std::size_t count = 0;
+    while (std::getline(lines, line) && !line.empty()) {
+        if (line.compare(0, 2, "  ") == 0 && line[2] != ' ') {
+            const std::string word = line.substr(2, line.find(' ', 2) - 2);
+            EXPECT_THAT(page, HasSubstr(".B " + word + "\n")) << line;
+            ++count;
+        }
+    }
+    EXPECT_GE(count, 14U);
 }
 
 TEST_F(ProgramTest, FullDeviceIsAnError) {

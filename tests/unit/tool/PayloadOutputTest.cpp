@@ -60,7 +60,7 @@ TEST_F(PayloadOutputTest, BytesAreNotPrintedToATerminal) {
     EXPECT_EQ(errors.str(), "");
     EXPECT_EQ(printed(image, true), "");
     EXPECT_THAT(errors.str(), HasSubstr("2 bytes of the type image/png"));
-    EXPECT_THAT(errors.str(), HasSubstr("--raw"));
+    EXPECT_THAT(errors.str(), HasSubstr("> FILE"));
     EXPECT_EQ(printed(image, true, raw), std::string("\x89\0", 2));
     EXPECT_EQ(printed(kit::toPayload(17, mimetypes::AXOBIN_TYPE).orThrow(), true, binary), "");
 }

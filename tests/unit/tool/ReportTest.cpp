@@ -27,6 +27,15 @@ TEST_F(ReportTest, UsageErrorHasItsReason) {
     EXPECT_EQ(errors.str(), "kova: which service?\n");
 }
 
+TEST_F(ReportTest, UnknownServiceIsNoUsageError) {
+    EXPECT_EQ(reportOpen(context, {400, "malformed"}), MISUSED);
+    EXPECT_EQ(errors.str(), "kova: malformed\n");
+    EXPECT_EQ(reportOpen(context, {404, "no such service"}), NO_SERVICE);
+    EXPECT_EQ(errors.str(),
+              "kova: malformed\nkova: no such service\n"
+              "      start the service, or name its socket with --to unix:SOCKET\n");
+}
+
 TEST_F(ReportTest, CompletedRequestIsNotReported) {
     EXPECT_EQ(reportEnd(context, target, End()), DONE);
     EXPECT_EQ(errors.str(), "");
@@ -37,7 +46,8 @@ TEST_F(ReportTest, MissingServiceHasNoCode) {
     EXPECT_EQ(reportEnd(context, target, end), NO_SERVICE);
     EXPECT_EQ(errors.str(),
               "kova: no connection to unix:s: no\n"
-              "      start the service, or name another one with --to\n");
+              "      start the service, or name another one with --to; 'kova ls' lists those of "
+              "this machine\n");
 }
 
 TEST_F(ReportTest, LostConnectionIsCalledLost) {

@@ -22,10 +22,19 @@ private:
     std::ostringstream sink_;
 };
 
-TEST_F(SessionTest, ServiceWithoutAnAddressIsRefused) {
+TEST_F(SessionTest, UnknownServiceOfThisMachineIsNotFound) {
+    ::setenv("KOVA_RUNTIME_DIR", folder.path().c_str(), 1);
     const auto session = open("kova:/nowhere");
     ASSERT_FALSE(session.ok());
-    EXPECT_EQ(session.error().code, 400);
+    EXPECT_EQ(session.error().code, 404);
+}
+
+TEST_F(SessionTest, RegisteredServiceIsFoundByItsPath) {
+    ::setenv("KOVA_RUNTIME_DIR", folder.path().c_str(), 1);
+    const http::Endpoint registered(service, "kova:/player");
+    const auto session = open("kova:/player");
+    ASSERT_TRUE(session.ok()) << session.error().message;
+    EXPECT_TRUE(ask(**session, "/level").end.ok());
 }
 
 TEST_F(SessionTest, OneConnectionServesSeveralRequests) {

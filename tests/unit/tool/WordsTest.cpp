@@ -2,6 +2,7 @@
 
 #include <gmock/gmock.h>
 
+#include <CLI/CLI.hpp>
 #include <iostream>
 #include <string>
 
