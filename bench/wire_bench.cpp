@@ -48,8 +48,9 @@ Request makeRequest(char const* command, char const* path) {
 class Count {
 public:
     void add() {
-        const std::lock_guard<std::mutex> guard(mutex_);
+        std::unique_lock<std::mutex> lock(mutex_);
         if (++count_ == expected_) {
+            lock.unlock();
             changed_.notify_one();
         }
     }
@@ -101,6 +102,7 @@ private:
 
 /// A client that sends requests of one kind.
 struct Caller {
+    Count ends;  // first, because the service destroys the response handlers that use it
     std::unique_ptr<IKovaApi> service = connect();
     Request request = makeRequest("retrieve", WIRE_RESOURCE);
 };
@@ -129,13 +131,13 @@ public:
         for (std::size_t i = 0; i < inFlight; ++i) {
             send();
         }
-        ends_.waitFor(count);
+        ends.waitFor(count);
     }
 
 private:
     class Handler final : public EndHandler {
     public:
-        explicit Handler(FlyingCaller& caller) : EndHandler(caller.ends_), caller_(caller) {}
+        explicit Handler(FlyingCaller& caller) : EndHandler(caller.ends), caller_(caller) {}
         void onCompleted() override {
             if (caller_.left_ > 0) {
                 --caller_.left_;
@@ -150,13 +152,10 @@ private:
 
     void send() { service->actionRequest(request, std::make_unique<Handler>(*this)); }
 
-    Count ends_;
     std::size_t left_ = 0;  ///< requests that are not sent; changed on the client's thread only
 };
 
 struct WaitingCaller : Caller {
-    Count ends;
-
     void call() {
         service->actionRequest(request, std::make_unique<EndHandler>(ends));
         ends.waitFor(1);
@@ -164,28 +163,29 @@ struct WaitingCaller : Caller {
 };
 
 /// Streams of one connection. An update sends the given number of values to each.
-class Watcher : Caller {
+struct ValueCaller {
+    Count values;
+};
+class Watcher : ValueCaller, Caller {
 public:
     explicit Watcher(std::size_t streams) : streams_(streams) {
         const Request watch = makeRequest("retrieve", WIRE_STREAM);
         for (std::size_t i = 0; i < streams; ++i) {
-            service->actionRequest(watch, std::make_unique<ValueHandler>(values_));
+            service->actionRequest(watch, std::make_unique<ValueHandler>(values));
         }
-        values_.waitFor(streams);  // each stream begins with a value
+        values.waitFor(streams);  // each stream begins with a value
     }
 
     void receive(std::size_t count) {
         Request send("update", WIRE_STREAM,
                      Payload::createFromString(std::to_string(count / streams_)));
-        service->actionRequest(send, std::make_unique<EndHandler>(ends_));
-        values_.waitFor(count);
-        ends_.waitFor(1);
+        service->actionRequest(send, std::make_unique<EndHandler>(ends));
+        values.waitFor(count);
+        ends.waitFor(1);
     }
 
 private:
     const std::size_t streams_;
-    Count values_;
-    Count ends_;
 };
 
 /// curl's way: one kept-alive connection, written and read by the caller.

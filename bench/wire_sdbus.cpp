@@ -61,12 +61,12 @@ void serveClient(int socket) {
     good(sd_bus_set_fd(bus, socket, socket));
     good(sd_bus_set_server(bus, 1, id));
     good(sd_bus_set_anonymous(bus, 1));
-    good(sd_bus_start(bus));
     for (int i = 0; i < 10; ++i) {
         const std::string path = "/svc/r" + std::to_string(i);
         good(sd_bus_add_object_vtable(bus, nullptr, path.c_str(), INTERFACE, METHODS, nullptr));
     }
-    for (int done = 0; done >= 0;) {
+    // Fails if the client has left already.
+    for (int done = sd_bus_start(bus); done >= 0;) {
         done = sd_bus_process(bus, nullptr);
         if (done == 0) {
             done = sd_bus_wait(bus, UINT64_MAX);

@@ -57,7 +57,9 @@ EventLoop::EventLoop()
 
 EventLoop::~EventLoop() = default;
 
+// A function that the loop's thread posts runs in the same turn or the next one.
 void EventLoop::post(Task task) {
+    Role role{};
     {
         const std::lock_guard<std::mutex> guard(mutex_);
         if (isStopped_) {
@@ -67,11 +69,13 @@ void EventLoop::post(Task task) {
         if (tasks_.size() > 1) {
             return;  // the thread is woken already
         }
+        role = role_;
     }
-    eventfd_write(wake_.get(), 1);
+    wake(role);
 }
 
 void EventLoop::post(std::shared_ptr<Job> job) noexcept {
+    Role role = Role::own;
     {
         const std::lock_guard<std::mutex> guard(mutex_);
         if (isStopped_ || std::exchange(job->isPosted_, true)) {
@@ -83,8 +87,18 @@ void EventLoop::post(std::shared_ptr<Job> job) noexcept {
             return;  // the thread is woken already
         }
         firstJob_ = std::move(job);
+        role = role_;
     }
-    eventfd_write(wake_.get(), 1);
+    wake(role);
+}
+
+// Wakes the thread, whose role was `role` when work was added.
+void EventLoop::wake(Role role) noexcept {
+    if (role == Role::resting) {
+        changed_.notify_one();
+    } else if (role == Role::borrowed || !isLoopThread()) {
+        eventfd_write(wake_.get(), 1);
+    }
 }
 
 void EventLoop::stop() noexcept {
@@ -92,6 +106,7 @@ void EventLoop::stop() noexcept {
         const std::lock_guard<std::mutex> guard(mutex_);
         isStopped_ = true;
     }
+    changed_.notify_one();
     eventfd_write(wake_.get(), 1);
     if (isLoopThread()) {
         thread_.detach();
@@ -135,24 +150,87 @@ EventLoop::TimerId EventLoop::after(Clock::duration delay, Task task) {
 }
 
 void EventLoop::run() {
+    driver_ = std::this_thread::get_id();
+    bool isBusy = false;
     for (;;) {
-        waitForEvents();
+        waitForEvents(isBusy ? 0 : timeout(Clock::time_point::max()));
         runTasks();
         runTimers();
-        const std::lock_guard<std::mutex> guard(mutex_);
-        if (isStopped_ && tasks_.empty() && !firstJob_) {
-            return;
+        {
+            const std::lock_guard<std::mutex> guard(mutex_);
+            isBusy = hasWork();
+            if (isStopped_ && !isBusy) {
+                return;
+            }
         }
+        // What has happened during a rest comes before the functions that ended the rest.
+        isBusy = rest() || isBusy;
+    }
+}
+
+// Returns whether the thread has rested.
+bool EventLoop::rest() {
+    if (!isIdle_ || !isIdle_()) {
+        return false;
+    }
+    std::unique_lock<std::mutex> lock(mutex_);
+    if (isNeeded()) {
+        return false;
+    }
+    role_ = Role::resting;
+    driver_ = std::thread::id();
+    for (std::uint64_t seen = borrows_;; seen = borrows_) {
+        changed_.wait_for(lock, REST, [this] { return role_ == Role::resting && isNeeded(); });
+        if (role_ == Role::resting && (isNeeded() || seen == borrows_)) {
+            break;
+        }
+    }
+    role_ = Role::own;
+    isWanted_ = false;
+    driver_ = std::this_thread::get_id();
+    return true;
+}
+
+bool EventLoop::borrow() noexcept {
+    const std::lock_guard<std::mutex> guard(mutex_);
+    if (role_ != Role::resting || isNeeded()) {
+        return false;
+    }
+    role_ = Role::borrowed;
+    ++borrows_;
+    driver_ = std::this_thread::get_id();
+    return true;
+}
+
+bool EventLoop::turn(Clock::time_point due) {
+    waitForEvents(timeout(due));
+    runTimers();
+    const std::lock_guard<std::mutex> guard(mutex_);
+    return !isNeeded();
+}
+
+void EventLoop::giveBack() noexcept {
+    const bool isIdle = isIdle_ && isIdle_();
+    bool isNeededNow = false;
+    {
+        const std::lock_guard<std::mutex> guard(mutex_);
+        role_ = Role::resting;
+        driver_ = std::thread::id();
+        isWanted_ = !isIdle;
+        isNeededNow = isNeeded();
+    }
+    if (isNeededNow) {
+        changed_.notify_one();
     }
 }
 
 // A function may remove the watch of another descriptor of the same batch, and the system may give
 // its number to a new one. Such an event is then not delivered to the wrong function: the watches
 // that the events belong to are looked up before the first function is called.
-void EventLoop::waitForEvents() {
+void EventLoop::waitForEvents(int timeout) {
     std::array<epoll_event, 64> events;
     const int count =
-        epoll_wait(epoll_.get(), events.data(), static_cast<int>(events.size()), timeout());
+        epoll_wait(epoll_.get(), events.data(), static_cast<int>(events.size()), timeout);
     std::array<std::shared_ptr<Watch>, 64> watches;
     for (int i = 0; i < count; ++i) {
         const auto at = static_cast<std::size_t>(i);
@@ -211,13 +289,16 @@ void EventLoop::runTimers() {
     }
 }
 
-// Rounds up, so that the loop does not wake before a deadline.
-int EventLoop::timeout() const noexcept {
-    if (timers_.empty()) {
+// Returns the milliseconds until the first timer, but at most until `due`. Rounds up, so that the
+// loop does not wake before a deadline.
+int EventLoop::timeout(Clock::time_point due) const noexcept {
+    if (!timers_.empty()) {
+        due = std::min(due, timers_.begin()->first.first);
+    }
+    if (due == Clock::time_point::max()) {
         return -1;
     }
-    const auto left =
-        std::chrono::ceil<std::chrono::milliseconds>(timers_.begin()->first.first - Clock::now());
+    const auto left = std::chrono::ceil<std::chrono::milliseconds>(due - Clock::now());
     return static_cast<int>(std::clamp<std::int64_t>(left.count(), 0, INT_MAX));
 }
 

@@ -2,6 +2,7 @@
 
 #include <atomic>
 #include <chrono>
+#include <condition_variable>
 #include <cstdint>
 #include <functional>
 #include <map>
@@ -19,9 +20,12 @@ namespace kova::http::detail {
 
 /// A thread that waits for file descriptors and deadlines, and calls functions for them.
 ///
-/// Everything but `post`, `isLoopThread` and `stop` belongs to the thread of the loop: call it from
-/// a function that the loop calls. No lock is held while a function is called. A function that
-/// throws ends the process.
+/// Everything but `post`, `isLoopThread`, `stop` and `borrow` belongs to the thread of the loop:
+/// call it from a function that the loop calls. No lock is held while a function is called. A
+/// function that throws ends the process.
+///
+/// While nothing is to be done, the thread may rest (`restWhile`). Another thread may then borrow
+/// the loop: it is the thread of the loop until it gives the loop back.
 class EventLoop {
 public:
     using Clock = std::chrono::steady_clock;
@@ -62,8 +66,8 @@ public:
     /// before functions that were posted earlier. The loop owns it meanwhile. Allocates no memory.
     /// Any thread may call it.
     void post(std::shared_ptr<Job> job) noexcept;
-    /// Returns whether the current thread is that of the loop.
-    bool isLoopThread() const noexcept { return std::this_thread::get_id() == thread_.get_id(); }
+    /// Returns whether the current thread is that of the loop, or has borrowed the loop.
+    bool isLoopThread() const noexcept { return std::this_thread::get_id() == driver_.load(); }
     /// Calls the functions that are posted already, then ends the thread, and waits for it. From
     /// inside a function of the loop it does not wait. Any thread may call it, once.
     void stop() noexcept;
@@ -81,16 +85,42 @@ public:
     /// Forgets a timer, if it has not fired yet.
     void cancel(const TimerId& timer) noexcept { timers_.erase(timer); }
 
+    /// Lets the thread of the loop rest while the function returns true, until another thread has
+    /// not borrowed the loop for `REST`. Meanwhile nothing watches descriptors and timers. An empty
+    /// function ends that.
+    void restWhile(std::function<bool()> isIdle) { isIdle_ = std::move(isIdle); }
+    /// Makes the current thread the thread of the loop until `giveBack`, if the thread rests.
+    /// Returns false if it does not. Any thread may call it.
+    bool borrow() noexcept;
+    /// @{
+    /// Belong to the thread that has borrowed the loop.
+    /// Calls the functions for the events that have occurred.
+    void poll() { waitForEvents(0); }
+    /// Waits for events, at most until `due`, and calls the functions for them and for timers.
+    /// Returns false if the loop must be given back, because a function was posted.
+    bool turn(Clock::time_point due);
+    /// Gives the borrowed loop back. Its own thread goes on unless it may rest.
+    void giveBack() noexcept;
+    /// @}
+
+    /// The time after which a resting thread watches descriptors again, if nobody borrows the loop.
+    static constexpr std::chrono::milliseconds REST{20};
+
 private:
     struct Watch;
+    enum class Role : std::uint8_t { own, resting, borrowed };
 
     EventLoop();
     void run();
-    void waitForEvents();
+    void waitForEvents(int timeout);
     void runJobs(std::shared_ptr<Job> job);
     void runTasks();
     void runTimers();
-    int timeout() const noexcept;
+    bool rest();
+    void wake(Role role) noexcept;
+    bool hasWork() const noexcept { return !tasks_.empty() || firstJob_; }
+    bool isNeeded() const noexcept { return isStopped_ || isWanted_ || hasWork(); }
+    int timeout(Clock::time_point due) const noexcept;
 
     FileDescriptor epoll_;
     FileDescriptor wake_;
@@ -103,7 +133,13 @@ private:
     std::shared_ptr<Job> firstJob_;
     Job* lastJob_ = nullptr;
     bool isStopped_ = false;  ///< no task is accepted any more
+    Role role_ = Role::own;   ///< what the thread does
+    bool isWanted_ = false;   ///< the thread must not rest on
+    std::uint64_t borrows_ = 0;
+    std::condition_variable changed_;  ///< the thread must not rest on, or the loop is given back
 
+    std::function<bool()> isIdle_;
+    std::atomic<std::thread::id> driver_{};  ///< the thread that is the thread of the loop now
     std::thread thread_;
 };
 

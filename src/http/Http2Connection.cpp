@@ -86,33 +86,43 @@ void Http2Connection::flush() {
     if (!isOpen_) {
         return;
     }
-    const bool isBroken = !send();
-    const bool isOver = sent_ == output_.size() && nghttp2_session_want_read(session()) == 0 &&
-                        nghttp2_session_want_write(session()) == 0;
-    if (isBroken) {
+    const Sent sent = send();
+    if (sent == Sent::broken) {
         read();  // what the other end has sent before it left may tell the reason
     }
-    if (isBroken || isOver) {
-        close();
-    } else {
+    if (sent == Sent::asFarAsPossible) {
         watchForWriting(sent_ < output_.size());
+    } else {
+        close();
     }
 }
 
-// Sends until the session has nothing, or the socket takes no more. Returns false if the connection
-// is broken.
-bool Http2Connection::send() {
+bool Http2Connection::trySend() {
+    if (!isOpen_ || send() != Sent::asFarAsPossible) {
+        return false;
+    }
+    watchForWriting(sent_ < output_.size());
+    return true;
+}
+
+// Sends until the session has nothing, or the socket takes no more.
+Http2Connection::Sent Http2Connection::send() {
     bool isSent = sent_ == output_.size() || write();
     while (isSent && sent_ == output_.size()) {
         if (!gather()) {
-            return false;
+            return Sent::broken;
         }
         if (output_.empty()) {
-            return true;
+            break;
         }
         isSent = write();
     }
-    return isSent;
+    if (!isSent) {
+        return Sent::broken;
+    }
+    const bool isOver = sent_ == output_.size() && nghttp2_session_want_read(session()) == 0 &&
+                        nghttp2_session_want_write(session()) == 0;
+    return isOver ? Sent::over : Sent::asFarAsPossible;
 }
 
 // Takes bytes from the session. Returns false if the session has failed, or if there is no memory

@@ -31,6 +31,12 @@ public:
     /// takes more. Closes the connection if it is broken, if the session has ended, or if there is
     /// no memory.
     void flush();
+    /// Does the same, but leaves a connection that is to be closed to `flush`. Returns false if
+    /// `flush` must follow. Calls no function of the derived class but callbacks for sending.
+    bool trySend();
+    /// Returns whether no byte of the latest `flush` or `trySend` was sent. They may be those of
+    /// requests that were submitted before.
+    bool hasSentNothing() const noexcept { return sent_ == 0 && !output_.empty(); }
     /// Processes bytes that were received already.
     void receive(const std::uint8_t* bytes, std::size_t size);
     /// Closes the socket. Calls `onClosed` if the connection is open.
@@ -52,7 +58,8 @@ protected:
 private:
     void onReady(std::uint32_t events);
     bool read();
-    bool send();
+    enum class Sent : std::uint8_t { asFarAsPossible, broken, over };
+    Sent send();
     bool gather();
     bool write();
     void watchForWriting(bool isOn) noexcept;

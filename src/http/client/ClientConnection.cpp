@@ -172,6 +172,13 @@ void ClientConnection::reset(ClientStream& stream, std::uint32_t code) noexcept 
     nghttp2_submit_rst_stream(session(), NGHTTP2_FLAG_NONE, stream.number, code);
 }
 
+void ClientConnection::withdraw(ClientStream& stream) noexcept {
+    nghttp2_session_set_stream_user_data(session(), stream.number, nullptr);
+    stream.connection = nullptr;
+    stream.number = 0;
+    --open_;
+}
+
 void ClientConnection::retire() noexcept {
     isRetired_ = true;
     if (isIdle() && !isTerminated_) {

@@ -52,6 +52,8 @@ public:
     bool submit(ClientStream& stream);
     /// Asks the server with the next `flush` to stop the answer of a stream.
     void reset(ClientStream& stream, std::uint32_t code = NGHTTP2_CANCEL) noexcept;
+    /// Forgets a stream that was submitted, while `hasSentNothing` is true.
+    void withdraw(ClientStream& stream) noexcept;
     /// Closes the connection with a `flush`, when its last stream is closed.
     void retire() noexcept;
     /// Returns whether the server has sent something.

@@ -23,10 +23,14 @@ namespace kova::http::detail {
 
 /// The requests of one client, its connections, and the thread that serves them.
 ///
-/// Any thread may call `actionRequest` and `cancelRequest`; they only add to a queue, which the
-/// thread of the loop empties. All else belongs to the thread of the loop. Response handlers are
-/// called there, and no lock is held. The use through `kit::Calls` makes a cancelled request
-/// silent at once.
+/// Any thread may call `actionRequest` and `cancelRequest`; they add to a queue, which the thread
+/// of the loop empties. All else belongs to the thread of the loop. Response handlers are called
+/// there, and no lock is held. The use through `kit::Calls` makes a cancelled request silent at
+/// once.
+///
+/// The thread of the loop rests while no request is open. The thread that sends the first one then
+/// borrows the loop, and writes the request itself. If it waits for the answer it also reads it, as
+/// long as no other request is sent (`kit::CallerDriven`).
 ///
 /// There is at most one connection for new requests. It is connected when a request waits for it.
 /// A connection that the server is ending stays until its last stream is closed.
@@ -46,6 +50,14 @@ public:
     /// no other function may be called afterwards.
     void stop();
 
+    /// @{
+    /// The functions of `kit::CallerDriven`.
+    bool beginDriving() noexcept;
+    bool drive(EventLoop::Clock::time_point due);
+    void endDriving() noexcept;
+    void interruptDriving() noexcept;
+    /// @}
+
 private:
     using Clock = EventLoop::Clock;
     using Stream = std::unique_ptr<ClientStream>;
@@ -56,7 +68,11 @@ private:
     };
 
     ClientState(const Address& address, const ClientSettings& settings);
-    void add(std::uint64_t& handle, Stream stream);
+    bool isDriven() const noexcept { return loop_->isLoopThread() && isDriven_; }
+    void* send(Stream stream);
+    bool trySend();
+    void sendAgain(ClientStream& stream);
+    std::uint64_t add(std::uint64_t handle, Stream stream);
     void processOrders();
     void begin(Stream stream);
     void cancel(std::uint64_t handle);
@@ -80,6 +96,7 @@ private:
 
     const ClientSettings settings_;
     const std::string address_;
+    const bool isLocal_;  ///< whether the address is a Unix socket
     const std::shared_ptr<EventLoop> loop_;
 
     std::mutex mutex_;
@@ -94,6 +111,7 @@ private:
     Clock::time_point disconnectedSince_;  ///< when the latest connection was lost
     std::optional<EventLoop::TimerId> patience_;
     Dialer dialer_;
+    bool isDriven_ = false;  ///< a thread has borrowed the loop, and is not inside `drive`
 
     std::promise<void> closed_;
 };

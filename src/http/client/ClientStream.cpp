@@ -29,11 +29,16 @@ ClientStream::ClientStream(ResponseHandler handler, std::string request, std::si
 std::size_t ClientStream::read(std::uint8_t* out, std::size_t size) {
     const std::size_t count = request_.copy(reinterpret_cast<char*>(out), size, sent_);
     sent_ += count;
-    if (isSent()) {
-        request_ = std::string();  // the memory is not needed any more
-        sent_ = 0;
+    if (isSent() && !isKept()) {
+        forgetRequest();
     }
     return count;
+}
+
+// Frees the memory of a request that is sent.
+void ClientStream::forgetRequest() noexcept {
+    request_ = std::string();
+    sent_ = 0;
 }
 
 void ClientStream::onHeader(std::string_view name, std::string_view value) {
@@ -46,6 +51,9 @@ void ClientStream::onHeader(std::string_view name, std::string_view value) {
 }
 
 void ClientStream::onHeaderEnd() {
+    if (isSent()) {
+        forgetRequest();
+    }
     if (isRecords() && type_ != RECORDS_TYPE) {
         refuse("the answer has the type '" + type_ + "'");
     }

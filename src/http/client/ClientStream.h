@@ -27,6 +27,8 @@ public:
 
     /// The longest text of an answer that is not a sequence of records.
     static constexpr std::size_t LONGEST_TEXT = 1024;
+    /// The longest request whose bytes are kept until the answer begins.
+    static constexpr std::size_t LONGEST_KEPT = 4096;
 
     /// `request` is the record of the request, and `recordBytes` the longest record of the answer.
     ClientStream(ResponseHandler handler, std::string request, std::size_t recordBytes);
@@ -35,6 +37,12 @@ public:
     std::size_t read(std::uint8_t* out, std::size_t size);
     /// Returns whether all bytes of the request have been read.
     bool isSent() const noexcept { return sent_ == request_.size(); }
+    /// @{
+    /// Returns whether the bytes of the request are kept until the answer begins. `rewind` makes
+    /// `read` return them once more.
+    bool isKept() const noexcept { return request_.size() <= LONGEST_KEPT; }
+    void rewind() noexcept { sent_ = 0; }
+    /// @}
 
     /// @{
     /// Processes a header field, and the end of the header fields.
@@ -64,6 +72,7 @@ public:
 
 private:
     bool isRecords() const noexcept { return status_ == 200; }
+    void forgetRequest() noexcept;
     void deliver(const Record& record);
     void deliverValue(const Response& value);
     void complete();

@@ -40,22 +40,34 @@ public:
     explicit Listener(BlockingCall& call) : call_(call) {}
 
     Result<void> onValue(const Response& value) override {
-        const std::lock_guard<std::mutex> guard(call_.mutex_);
+        std::unique_lock<std::mutex> lock(call_.mutex_);
         if (value.getStatusCode() != statuscodes::MULTI_RESPONSE) {
             call_.value_ = value;
         } else if (call_.options_.onProgress != nullptr) {
             call_.progress_.push_back(value);
-            call_.changed_.notify_one();
+            wake(lock);
         }
         return {};
     }
     void onEnd(const End& end) override {
-        const std::lock_guard<std::mutex> guard(call_.mutex_);
+        std::unique_lock<std::mutex> lock(call_.mutex_);
         call_.end_ = end;
-        call_.changed_.notify_one();
+        wake(lock);
     }
 
 private:
+    // The waiting thread would wait for the mutex if it was woken before the mutex is unlocked. The
+    // call exists until this function has returned.
+    void wake(std::unique_lock<std::mutex>& lock) {
+        CallerDriven* const driven =
+            call_.driver_ == std::this_thread::get_id() ? nullptr : call_.driven_;
+        lock.unlock();
+        call_.changed_.notify_one();
+        if (driven != nullptr) {
+            driven->interruptDriving();
+        }
+    }
+
     BlockingCall& call_;
 };
 
@@ -65,8 +77,10 @@ Result<Response> BlockingCall::run() {
     const bool limited = options_.limit.count() > 0 && options_.limit < osal::Alarm::LONGEST;
     due_ =
         limited ? std::chrono::steady_clock::now() + options_.limit : PendingCall::TimePoint::max();
+    beginDriving();
     const CallReference call = core_.send(request_, std::move(target), {});
     std::optional<Error> error = wait();
+    endDriving();
     // After this call nothing refers to this object.
     call->silence();
     waitForCallback(*call);
@@ -74,6 +88,34 @@ Result<Response> BlockingCall::run() {
     // The answer may have arrived just after the time was over.
     const bool late = error && error->code == statuscodes::GATEWAY_TIMEOUT && end_;
     return error && !late ? Result<Response>(*std::move(error)) : result();
+}
+
+void BlockingCall::beginDriving() {
+    if (core_.driven != nullptr && core_.driven->beginDriving()) {
+        driven_ = core_.driven;
+        driver_ = std::this_thread::get_id();
+    }
+}
+
+void BlockingCall::endDriving() noexcept {
+    CallerDriven* driven = nullptr;
+    {
+        const std::lock_guard<std::mutex> guard(mutex_);
+        driven = std::exchange(driven_, nullptr);
+    }
+    if (driven != nullptr) {
+        driven->endDriving();
+    }
+}
+
+void BlockingCall::driveForMore(std::unique_lock<std::mutex>& lock) {
+    while (driven_ != nullptr && !hasMore() && std::chrono::steady_clock::now() < due_) {
+        lock.unlock();
+        if (!driven_->drive(due_)) {
+            endDriving();
+        }
+        lock.lock();
+    }
 }
 
 std::optional<Error> BlockingCall::wait() {
@@ -129,12 +171,13 @@ std::optional<Error> BlockingCall::findObstacle() const {
 
 // Returns false if the time is over.
 bool BlockingCall::waitForMore(std::unique_lock<std::mutex>& lock) {
-    const auto hasMore = [this] { return end_ || !progress_.empty(); };
+    driveForMore(lock);
+    const auto isReady = [this] { return hasMore(); };
     if (due_ == PendingCall::TimePoint::max()) {
-        changed_.wait(lock, hasMore);
+        changed_.wait(lock, isReady);
         return true;
     }
-    return changed_.wait_until(lock, due_, hasMore);
+    return changed_.wait_until(lock, due_, isReady);
 }
 
 std::optional<Error> BlockingCall::passProgress(std::unique_lock<std::mutex>& lock) {
@@ -142,6 +185,7 @@ std::optional<Error> BlockingCall::passProgress(std::unique_lock<std::mutex>& lo
         const Response value = std::move(progress_.front());
         progress_.pop_front();
         lock.unlock();
+        endDriving();  // the function may send requests and wait for them
         const Result<void> used = (*options_.onProgress)(value);
         if (!used) {
             return used.error();

@@ -4,6 +4,7 @@
 #include <list>
 #include <mutex>
 #include <optional>
+#include <thread>
 
 #include "calls/CallsCore.h"
 
@@ -14,6 +15,7 @@ class BlockingCall {
 public:
     BlockingCall(CallsCore& core, const Request& request, const AskOptions& options)
         : core_(core), request_(request), options_(options) {}
+    ~BlockingCall() { endDriving(); }
     BlockingCall(const BlockingCall&) = delete;
     BlockingCall& operator=(const BlockingCall&) = delete;
 
@@ -22,6 +24,11 @@ public:
 private:
     class Listener;
 
+    void beginDriving();
+    void endDriving() noexcept;
+    /// Drives the service until there is something, or until the service needs its own thread.
+    void driveForMore(std::unique_lock<std::mutex>& lock);
+    bool hasMore() const noexcept { return end_ || !progress_.empty(); }
     /// Waits until the call has ended. Returns the reason if it has not ended.
     std::optional<Error> wait();
     /// Returns the reason why this thread must not wait, or nothing.
@@ -38,6 +45,8 @@ private:
 
     std::mutex mutex_;
     std::condition_variable changed_;
+    CallerDriven* driven_ = nullptr;  ///< the service, while this thread drives it
+    std::thread::id driver_;
     std::list<Response> progress_;  // allocates nothing while it is empty
     std::optional<Response> value_;
     std::optional<End> end_;

@@ -51,7 +51,10 @@ std::string clientOf(const Request& request) {
 }  // namespace
 
 CallsCore::CallsCore(IKovaApi& service, const CallsOptions& options)
-    : service(service), options(options), deadlines(table, options.clock) {
+    : service(service),
+      driven(dynamic_cast<CallerDriven*>(&service)),
+      options(options),
+      deadlines(table, options.clock) {
     if (options.deadline.count() > 0) {
         deadlines.prepare();
     }

@@ -11,6 +11,7 @@
 #include "calls/Deadlines.h"
 #include "calls/PendingCall.h"
 #include "calls/Threads.h"
+#include "kova/kit/CallerDriven.h"
 #include "kova/kit/Calls.h"
 
 namespace kova::kit::detail {
@@ -51,6 +52,7 @@ public:
 
     CallTable table;  // first, because its shards begin at cache lines
     IKovaApi& service;
+    CallerDriven* const driven;  ///< the same service, if a waiting thread can drive it
     const CallsOptions options;
     Deadlines deadlines;
 

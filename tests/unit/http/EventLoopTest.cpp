@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <chrono>
 #include <future>
 #include <memory>
@@ -187,6 +188,116 @@ TEST_F(EventLoopTest, ManyThreadsPost) {
     }
     onLoop([] {});
     EXPECT_EQ(count, 4000);
+}
+
+// --- A borrowed loop -----------------------------------------------------------------------------
+
+class BorrowedLoopTest : public EventLoopTest {
+protected:
+    /// Lets the thread rest, and borrows the loop.
+    void borrow() {
+        onLoop([this] { loop.restWhile([this] { return isIdle.load(); }); });
+        while (!loop.borrow()) {
+            std::this_thread::yield();
+        }
+    }
+
+    std::atomic<bool> isIdle{true};
+};
+
+TEST_F(BorrowedLoopTest, LoopOfAThreadThatDoesNotRestCannotBeBorrowed) {
+    EXPECT_FALSE(loop.borrow());
+    isIdle = false;
+    onLoop([this] { loop.restWhile([this] { return isIdle.load(); }); });
+    onLoop([] {});
+    EXPECT_FALSE(loop.borrow());
+}
+
+TEST_F(BorrowedLoopTest, OneThreadAtATimeIsTheThreadOfTheLoop) {
+    borrow();
+    EXPECT_TRUE(loop.isLoopThread());
+    EXPECT_FALSE(loop.borrow());
+    loop.giveBack();
+    EXPECT_FALSE(loop.isLoopThread());
+    onLoop([this] { EXPECT_TRUE(loop.isLoopThread()); });
+}
+
+TEST_F(BorrowedLoopTest, TurnDeliversEventsAndTimersOnTheBorrowingThread) {
+    borrow();
+    const FileDescriptor event(eventfd(1, EFD_NONBLOCK));
+    std::vector<std::thread::id> threads;
+    loop.add(event.get(), EPOLLIN, [&](std::uint32_t) {
+        loop.remove(event.get());
+        threads.push_back(std::this_thread::get_id());
+    });
+    loop.after(0ms, [&] { threads.push_back(std::this_thread::get_id()); });
+    while (threads.size() < 2) {
+        EXPECT_TRUE(loop.turn(EventLoop::Clock::time_point::max()));
+    }
+    EXPECT_EQ(threads, std::vector<std::thread::id>(2, std::this_thread::get_id()));
+    loop.giveBack();
+}
+
+TEST_F(BorrowedLoopTest, TurnEndsWhenItIsDue) {
+    borrow();
+    const auto due = EventLoop::Clock::now() + 5ms;
+    EXPECT_TRUE(loop.turn(due));
+    EXPECT_GE(EventLoop::Clock::now(), due);
+    loop.giveBack();
+}
+
+TEST_F(BorrowedLoopTest, FunctionOfAnotherThreadEndsTheTurnAndRunsOnTheThreadOfTheLoop) {
+    borrow();
+    std::promise<std::thread::id> ran;
+    std::thread posting([&] { loop.post([&] { ran.set_value(std::this_thread::get_id()); }); });
+    while (loop.turn(EventLoop::Clock::time_point::max())) {
+    }
+    loop.giveBack();
+    EXPECT_NE(ran.get_future().get(), std::this_thread::get_id());
+    posting.join();
+}
+
+TEST_F(BorrowedLoopTest, LoopThatIsGivenBackBusyIsWatchedAtOnce) {
+    borrow();
+    const FileDescriptor event(eventfd(1, EFD_NONBLOCK));
+    std::promise<std::thread::id> ready;
+    loop.add(event.get(), EPOLLIN, [&](std::uint32_t) {
+        loop.remove(event.get());
+        ready.set_value(std::this_thread::get_id());
+    });
+    isIdle = false;
+    loop.giveBack();
+    EXPECT_NE(ready.get_future().get(), std::this_thread::get_id());
+}
+
+TEST_F(BorrowedLoopTest, ThreadThatNobodyBorrowsFromWatchesAgain) {
+    borrow();
+    const FileDescriptor event(eventfd(1, EFD_NONBLOCK));
+    std::promise<void> ready;
+    loop.add(event.get(), EPOLLIN, [&](std::uint32_t) {
+        loop.remove(event.get());
+        ready.set_value();
+    });
+    loop.giveBack();
+    ready.get_future().wait();
+    EXPECT_TRUE(isIdle);
+}
+
+TEST_F(BorrowedLoopTest, StoppedLoopEndsTheTurn) {
+    borrow();
+    std::thread stopping([this] { stop(); });
+    while (loop.turn(EventLoop::Clock::time_point::max())) {
+    }
+    loop.giveBack();
+    stopping.join();
+    EXPECT_FALSE(loop.borrow());
+}
+
+TEST_F(BorrowedLoopTest, FunctionPostedByTheThreadOfTheLoopRunsWithoutAnEvent) {
+    std::promise<void> done;
+    loop.post([&] { loop.post([&] { loop.post([&] { done.set_value(); }); }); });
+    done.get_future().wait();
+    EXPECT_FALSE(loop.isLoopThread());
 }
 
 }  // namespace

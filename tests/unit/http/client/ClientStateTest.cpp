@@ -68,6 +68,12 @@ protected:
         handle = service->actionRequest(Request("retrieve", path), recording.handler());
         return recording;
     }
+    /// Waits until the thread of the client rests.
+    void beginDriving() {
+        while (!service->beginDriving()) {
+            std::this_thread::yield();
+        }
+    }
     std::unique_ptr<Http2Peer> accept(std::uint32_t streams = 100) {
         return std::make_unique<Http2Peer>(listener.accept(), streams);
     }
@@ -175,6 +181,67 @@ TEST_F(ClientStateTest, RequestThatCannotBeEncodedFailsAtOnce) {
     EXPECT_EQ(service->actionRequest(Request("retrieve", "/x", header), recording.handler()),
               IKovaApi::UNDEFINED_REQUEST_HANDLE);
     EXPECT_EQ(recording.events(), (Events{"error 400 the header is nested too deeply"}));
+}
+
+// --- A thread that waits for an answer -----------------------------------------------------------
+
+TEST_F(ClientStateTest, WaitingThreadReadsItsAnswer) {
+    start();
+    beginDriving();
+    std::optional<std::thread::id> thread;
+    service->actionRequest(Request("retrieve", "/x"), onValue([&](const Response&) {
+                               thread = std::this_thread::get_id();
+                               return false;
+                           }));
+    const auto peer = accept();
+    peer->answer(peer->waitForRequest().number, value("a") + completed(false));
+    while (!thread) {
+        EXPECT_TRUE(service->drive(std::chrono::steady_clock::time_point::max()));
+    }
+    service->endDriving();
+    EXPECT_EQ(thread, std::this_thread::get_id());
+}
+
+TEST_F(ClientStateTest, RequestOfAnotherThreadEndsTheDriving) {
+    start();
+    beginDriving();
+    const testing::Recording first = send("/1");
+    const auto peer = accept();
+    const std::int32_t one = peer->waitForRequest().number;
+    testing::Recording second;
+    std::thread other([&] { service->actionRequest(Request("retrieve", "/2"), second.handler()); });
+    while (service->drive(std::chrono::steady_clock::time_point::max())) {
+    }
+    service->endDriving();
+    other.join();
+    peer->answer(peer->waitForRequest().number, completed());
+    peer->answer(one, completed());
+    EXPECT_EQ(first.waitFor(1), (Events{"completed"}));
+    EXPECT_EQ(second.waitFor(1), (Events{"completed"}));
+}
+
+TEST_F(ClientStateTest, RequestThatIsOpenAfterTheDrivingIsAnswered) {
+    start();
+    beginDriving();
+    const testing::Recording recording = send();
+    service->endDriving();
+    EXPECT_FALSE(service->beginDriving());
+    const auto peer = accept();
+    peer->answer(peer->waitForRequest().number, completed());
+    EXPECT_EQ(recording.waitFor(1), (Events{"completed"}));
+}
+
+TEST_F(ClientStateTest, InterruptionEndsTheDriving) {
+    start();
+    beginDriving();
+    std::thread other([this] { service->interruptDriving(); });
+    while (service->drive(std::chrono::steady_clock::time_point::max())) {
+    }
+    service->endDriving();
+    other.join();
+    beginDriving();
+    EXPECT_TRUE(service->drive({}));
+    service->endDriving();
 }
 
 // --- Ends of a stream ----------------------------------------------------------------------------
@@ -382,6 +449,24 @@ TEST_F(ClientStateTest, NextRequestConnectsAgain) {
     const auto peer = accept();
     peer->answer(peer->waitForRequest().number, completed());
     EXPECT_EQ(second.waitFor(1), (Events{"completed"}));
+}
+
+// Nobody reads from the connection when the server closes it.
+TEST_F(ClientStateTest, RequestAfterAConnectionWasClosedUnnoticedGoesToTheNextOne) {
+    for (const std::size_t size : {std::size_t{0}, ClientStream::LONGEST_KEPT}) {
+        start();
+        const testing::Recording first = send("/1");
+        auto peer = accept();
+        peer->answer(peer->waitForRequest().number, completed());
+        EXPECT_EQ(first.waitFor(1), (Events{"completed"}));
+        beginDriving();
+        peer.reset();
+        const testing::Recording second = send("/" + std::string(size, 'x'));
+        service->endDriving();
+        peer = accept();
+        peer->answer(peer->waitForRequest().number, completed());
+        EXPECT_EQ(second.waitFor(1), (Events{"completed"}));
+    }
 }
 
 TEST_F(ClientStateTest, RequestsThatWereNotSentGoToTheNextConnection) {

@@ -66,6 +66,23 @@ TEST_F(ClientStreamTest, RequestIsReadInPieces) {
     EXPECT_EQ(std::string(bytes.begin(), bytes.begin() + 3), "est");
 }
 
+TEST_F(ClientStreamTest, ShortRequestCanBeReadAgain) {
+    std::array<std::uint8_t, 16> bytes{};
+    EXPECT_TRUE(stream.isKept());
+    EXPECT_EQ(stream.read(bytes.data(), bytes.size()), 11U);
+    stream.rewind();
+    EXPECT_FALSE(stream.isSent());
+    EXPECT_EQ(stream.read(bytes.data(), bytes.size()), 11U);
+    EXPECT_EQ(std::string(bytes.begin(), bytes.begin() + 11), "the request");
+    EXPECT_TRUE(stream.isSent());
+}
+
+TEST_F(ClientStreamTest, OnlyRequestsUpToALimitAreKept) {
+    const std::string longest(ClientStream::LONGEST_KEPT, 'x');
+    EXPECT_TRUE(ClientStream(recording.handler(), longest, 1024).isKept());
+    EXPECT_FALSE(ClientStream(recording.handler(), longest + 'x', 1024).isKept());
+}
+
 TEST_F(ClientStreamTest, RecordsAreDeliveredFromBytesInAnyPieces) {
     begin();
     for (const char byte : next(200) + next(204, false) + completed(false)) {

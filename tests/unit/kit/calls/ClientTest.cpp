@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <functional>
 #include <future>
 #include <memory>
@@ -12,6 +13,7 @@
 #include <utility>
 #include <vector>
 
+#include "kova/kit/CallerDriven.h"
 #include "kova/kit/Loop.h"
 #include "kova/kit/Values.h"
 #include "kova/kit/Worker.h"
@@ -216,6 +218,103 @@ TEST_F(ClientTest, FullReplyContainsCodeHeaderAndValue) {
     EXPECT_EQ(reply->value, 9);
     EXPECT_EQ(fromTree<std::string>(reply->response.getHeaderValue("etag")).valueOr("-"), "x");
     EXPECT_EQ(client->remove("/library").full().get()->code(), 201);
+}
+
+// --- A service that the waiting thread drives ----------------------------------------------------
+
+/// Calls functions in place of the work of its thread.
+class DrivenService : public HeldService, public CallerDriven {
+public:
+    bool beginDriving() noexcept override {
+        calls.emplace_back("begin");
+        return accepts;
+    }
+    bool drive(std::chrono::steady_clock::time_point) override {
+        calls.emplace_back("drive");
+        return work();
+    }
+    void endDriving() noexcept override { calls.emplace_back("end"); }
+    void interruptDriving() noexcept override { interrupted.set_value(); }
+
+    bool accepts = true;
+    std::function<bool()> work;
+    std::vector<std::string> calls;
+    std::promise<void> interrupted;
+};
+
+class DrivenClientTest : public ::testing::Test {
+protected:
+    DrivenClientTest() {
+        service.onRequest = [this](std::size_t) { service.calls.emplace_back("request"); };
+    }
+
+    using Calls = std::vector<std::string>;
+    DrivenService service;
+    Client client{service};
+};
+
+TEST_F(DrivenClientTest, WaitingThreadDrivesUntilTheAnswer) {
+    int turns = 0;
+    service.work = [&] {
+        if (++turns == 2) {
+            service.answer(1, json(200, "5"));
+        }
+        return true;
+    };
+    EXPECT_EQ(*client.retrieve<int>("/level").get(), 5);
+    EXPECT_EQ(service.calls, (Calls{"begin", "request", "drive", "drive", "end"}));
+}
+
+TEST_F(DrivenClientTest, WaitsForTheThreadOfAServiceThatNeedsIt) {
+    std::thread answering;
+    service.work = [&] {
+        answering = std::thread([&] { service.answer(1, json(200, "5")); });
+        return false;
+    };
+    EXPECT_EQ(*client.retrieve<int>("/level").get(), 5);
+    answering.join();
+    EXPECT_EQ(service.calls, (Calls{"begin", "request", "drive", "end"}));
+}
+
+TEST_F(DrivenClientTest, DoesNotDriveAServiceThatCannotLetIt) {
+    service.accepts = false;
+    service.onRequest = [this](std::size_t number) { service.answer(number, json(200, "5")); };
+    EXPECT_EQ(*client.retrieve<int>("/level").get(), 5);
+    EXPECT_EQ(service.calls, (Calls{"begin"}));
+}
+
+TEST_F(DrivenClientTest, EndOnAnotherThreadInterruptsTheDriving) {
+    std::thread answering;
+    service.work = [&] {
+        answering = std::thread([&] { service.answer(1, json(200, "5")); });
+        service.interrupted.get_future().wait();
+        return true;
+    };
+    EXPECT_EQ(*client.retrieve<int>("/level").get(), 5);
+    answering.join();
+    EXPECT_EQ(service.calls, (Calls{"begin", "request", "drive", "end"}));
+}
+
+TEST_F(DrivenClientTest, DrivingEndsBeforeTheFunctionForTheProgressIsCalled) {
+    service.work = [&] {
+        service[1].onNext(json(298, R"({"step":1,"of":2})"));
+        return true;
+    };
+    const Result<int> track = client.retrieve<int>("/level")
+                                  .onProgress<Progress>([&](const Progress&) {
+                                      service.calls.emplace_back("progress");
+                                      service.answer(1, json(200, "5"));
+                                  })
+                                  .get();
+    EXPECT_EQ(track.valueOr(0), 5);
+    EXPECT_EQ(service.calls, (Calls{"begin", "request", "drive", "end", "progress"}));
+}
+
+TEST_F(DrivenClientTest, DrivingEndsBeforeTheCallIsCancelledAfterItsDeadline) {
+    service.work = [] { return true; };
+    service.onCancel = [this](std::size_t) { service.calls.emplace_back("cancel"); };
+    EXPECT_EQ(client.retrieve<int>("/level").get(1ms).error().code, 504);
+    EXPECT_EQ(Calls(service.calls.end() - 2, service.calls.end()), (Calls{"end", "cancel"}));
 }
 
 // --- Where a blocking call fails at once ---------------------------------------------------------
