@@ -5,7 +5,9 @@
 #include <unistd.h>
 
 #include <array>
+#include <chrono>
 #include <condition_variable>
+#include <cstdint>
 #include <cstdlib>
 #include <memory>
 #include <mutex>
@@ -188,10 +190,46 @@ private:
     const std::size_t streams_;
 };
 
+/// Cancels requests that are pending at the service.
+struct Canceller : Caller {
+    /// Returns the time from the call of `cancelRequest` until the resource handler's, in seconds.
+    double cancel() {
+        void* const handle = service->actionRequest(Request("retrieve", WIRE_PENDING),
+                                                    std::make_unique<EndHandler>(ends));
+        cancelledAt();  // the answer comes after the request has arrived
+        const auto begin = std::chrono::steady_clock::now().time_since_epoch().count();
+        service->cancelRequest(handle);
+        std::int64_t end = 0;
+        while (end == 0) {
+            end = cancelledAt();
+        }
+        return static_cast<double>(end - begin) * 1e-9;
+    }
+    std::int64_t cancelledAt() {
+        const auto text = client.call<Payload>("update", WIRE_PENDING).get();
+        std::string number;
+        require(text.ok() && !Payload::createStringFrom(*text, number, true), "kova: get");
+        return std::stoll(number);
+    }
+
+    kit::Client client{*service};
+};
+
+void measureCancellation(benchmark::State& state) {
+    Canceller canceller;
+    for (auto _ : state) {
+        state.SetIterationTime(canceller.cancel());
+    }
+}
+
 /// curl's way: one kept-alive connection, written and read by the caller.
 class ForeignCaller {
 public:
-    ForeignCaller() : socket_(connectTo(server.path())) {}
+    explicit ForeignCaller(const std::string& path)
+        : socket_(connectTo(server.path())),
+          request_("GET " + path +
+                   " HTTP/1.1\r\nHost: localhost\r\nAccept: */*\r\n"
+                   "User-Agent: curl/7.88.1\r\n\r\n") {}
     ~ForeignCaller() { ::close(socket_); }
     ForeignCaller(const ForeignCaller&) = delete;
     ForeignCaller& operator=(const ForeignCaller&) = delete;
@@ -214,14 +252,12 @@ private:
     }
 
     const int socket_;
-    const std::string request_ = std::string("GET ") + WIRE_LATER +
-                                 " HTTP/1.1\r\nHost: localhost\r\nAccept: */*\r\n"
-                                 "User-Agent: curl/7.88.1\r\n\r\n";
+    const std::string request_;
 };
 
-template <typename Caller>
-auto repeated() {
-    return [caller = std::make_shared<Caller>()](std::size_t count) {
+template <typename Caller, typename... Arguments>
+auto repeated(Arguments... arguments) {
+    return [caller = std::make_shared<Caller>(arguments...)](std::size_t count) {
         while (count-- > 0) {
             caller->call();
         }
@@ -242,14 +278,22 @@ auto values(std::size_t streams) {
 
 const struct Entries {
     Entries() {
-        wireContest("blocking call", "kova", server, 100, repeated<BlockingCaller>);
+        wireContest("blocking call", "kova", server, 100,
+                    [] { return repeated<BlockingCaller>(); });
         wireContest("callback sends the next", "kova", server, 100, [] { return inFlight(1); });
-        wireContest("another thread waits", "kova", server, 100, repeated<WaitingCaller>);
+        wireContest("another thread waits", "kova", server, 100,
+                    [] { return repeated<WaitingCaller>(); });
         wireContest("64 in flight", "kova", server, 640, [] { return inFlight(WIRE_FLIGHT); });
         wireContest("value of a stream", "kova", server, 10'000, [] { return values(1); });
         wireContest("value of 1 000 streams", "kova", server, 10 * WIRE_STREAMS,
                     [] { return values(WIRE_STREAMS); });
-        wireContest("HTTP/1.1, kept alive", "kova", server, 100, repeated<ForeignCaller>);
+        wireContest("HTTP/1.1, answered at once", "kova", server, 100,
+                    [] { return repeated<ForeignCaller>(WIRE_RESOURCE); });
+        wireContest("HTTP/1.1, answered later", "kova", server, 100,
+                    [] { return repeated<ForeignCaller>(WIRE_LATER); });
+        benchmark::RegisterBenchmark("cancellation reaches the handler/kova", measureCancellation)
+            ->UseManualTime()
+            ->Iterations(200);
     }
 } ENTRIES;
 

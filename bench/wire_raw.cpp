@@ -73,7 +73,7 @@ const struct Entries {
     Entries() {
         for (char const* const name :
              {"blocking call", "callback sends the next", "another thread waits", "64 in flight",
-              "HTTP/1.1, kept alive"}) {
+              "HTTP/1.1, answered at once", "HTTP/1.1, answered later"}) {
             wireContest(name, "raw", server, 100, [] {
                 return [client = std::make_shared<Client>(server.path())](std::size_t count) {
                     while (count-- > 0) {

@@ -2,6 +2,8 @@
 
 #include <unistd.h>
 
+#include <chrono>
+#include <cstdint>
 #include <cstdlib>
 #include <map>
 #include <memory>
@@ -114,12 +116,36 @@ private:
     kit::Worker worker_;
 };
 
+class PendingResource final : public IResourceHandler {
+public:
+    void* actionRequest(const Request& request, ResponseHandler&& handler,
+                        const std::string&) override {
+        if (request.getCommand() == "update") {
+            answer(*handler, {200, Payload::createFromString(std::to_string(cancelledAt_))});
+            cancelledAt_ = 0;
+            return nullptr;
+        }
+        handler_ = std::move(handler);
+        return this;
+    }
+    void cancelRequest(void*) override {
+        cancelledAt_ = std::chrono::steady_clock::now().time_since_epoch().count();
+        handler_.reset();
+    }
+
+private:
+    // Used on the thread of the endpoint only.
+    ResponseHandler handler_;
+    std::int64_t cancelledAt_ = 0;
+};
+
 std::map<std::string, std::unique_ptr<IResourceHandler>> makeResources() {
     std::map<std::string, std::unique_ptr<IResourceHandler>> resources;
-    for (int i = 2; i < 10; ++i) {
+    for (int i = 3; i < 10; ++i) {
         resources["/svc/r" + std::to_string(i)] = std::make_unique<AnsweringResource>();
     }
     resources[WIRE_LATER] = std::make_unique<LaterResource>();
+    resources[WIRE_PENDING] = std::make_unique<PendingResource>();
     resources[WIRE_STREAM] = std::make_unique<StreamResource>();
     return resources;
 }

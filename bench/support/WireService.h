@@ -4,13 +4,17 @@
 
 namespace kova::bench {
 
-/// The resource that answers a request at once, with 100 bytes. The service has nine more.
+/// The resource that answers a request at once, with 100 bytes. The service has ten mounts.
 constexpr char WIRE_RESOURCE[] = "/svc/r9";
 /// The resource that answers after its resource handler has returned.
 constexpr char WIRE_LATER[] = "/svc/later";
 /// The resource with streams: a retrieval opens a stream, whose first value comes at once. An
 /// update whose text is a number sends that number of values to each stream, and ends then.
 constexpr char WIRE_STREAM[] = "/svc/stream";
+/// The resource whose retrievals are never answered. An update returns the time of the latest
+/// cancellation as a text, in nanoseconds of the steady clock; 0 if there was none since the last
+/// update.
+constexpr char WIRE_PENDING[] = "/svc/pending";
 
 /// Serves these resources at a Unix socket until the process is killed.
 void serveWireService(const std::string& path);
