@@ -68,7 +68,7 @@ private:
 class StreamResource final : public IResourceHandler {
 public:
     void* actionRequest(const Request& request, ResponseHandler&& handler,
-                        const std::string&) override {
+                        const std::string& path) override {
         if (request.getCommand() == "update") {
             std::string text;
             Payload::createStringFrom(request.getPayload(), text, true);
@@ -81,7 +81,8 @@ public:
             return this;
         }
         Response first = makeResponse();
-        const auto terms = kit::toTree(kit::StreamQueue{1024, kit::Wait}.toString());
+        const kit::StreamQueue queue{1024, path == "latest" ? kit::Conflate : kit::Wait};
+        const auto terms = kit::toTree(queue.toString());
         first.add2header(kit::STREAM_QUEUE, *terms.value());
         void* const handle = handler.get();
         handler->onNext(first);
