@@ -13,8 +13,8 @@ constexpr char WIRE_LATER[] = "/svc/later";
 /// values wait for a slow reader, except below "latest": there they are replaced by later ones.
 constexpr char WIRE_STREAM[] = "/svc/stream";
 /// The resource whose retrievals are never answered. An update returns the time of the latest
-/// cancellation as a text, in nanoseconds of the steady clock; 0 if there was none since the last
-/// update.
+/// cancellation as a text, in nanoseconds of the steady clock; 0 if nothing was cancelled since the
+/// last update.
 constexpr char WIRE_PENDING[] = "/svc/pending";
 
 /// Serves these resources at a Unix socket until the process is killed.
