@@ -114,6 +114,7 @@ std::vector<Registered> registeredServices(const std::vector<std::string>& direc
         }
     }
     std::vector<Registered> services;
+    services.reserve(found.size());
     for (auto& [service, address] : found) {
         services.push_back({service, std::move(address)});
     }

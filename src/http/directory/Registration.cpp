@@ -17,10 +17,16 @@ namespace {
 
 constexpr int BACKLOG = 512;
 
-// Returns the name of a file that only the processes of this user may create. In a sticky
-// directory, each user has one.
-std::string ofThisUser(char const* purpose) {
-    return std::string(".") + purpose + "-" + std::to_string(::geteuid());
+// Returns the name of a file that only the processes of this user may create, from the begin of
+// such a name. In a sticky directory, each user has one.
+std::string ofThisUser(std::string name) {
+    return name += std::to_string(::geteuid());
+}
+
+void checkLength(const std::string& path) {
+    if (path.size() > LONGEST_SOCKET_PATH) {
+        failWith(ENAMETOOLONG, "'" + path + "'");
+    }
 }
 
 }  // namespace
@@ -29,14 +35,11 @@ Registration::Registration(const std::string& directory,
                            const std::vector<std::string>& servicePaths, unsigned mode)
     : directory_(SocketDirectory::create(directory)) {
     for (const std::string& service : servicePaths) {
-        const std::string path = directory_.pathOf(toFileName(service));
-        if (path.size() > LONGEST_SOCKET_PATH) {
-            failWith(ENAMETOOLONG, "service path '" + service + "': '" + path + "'");
-        }
+        checkLength(directory_.pathOf(toFileName(service)));
     }
     address_.path = directory_.pathOf(toFileName(servicePaths.front()));
     const FileDescriptor held = lock();
-    const std::string temporary = ofThisUser("new");
+    const std::string temporary = ofThisUser(".new-");
     try {
         listenAt(temporary, mode);
         for (const std::string& service : servicePaths) {
@@ -60,7 +63,7 @@ Registration::~Registration() {
 }
 
 FileDescriptor Registration::lock() const {
-    const std::string name = ofThisUser("lock");
+    const std::string name = ofThisUser(".lock-");
     FileDescriptor file(::openat(directory_.descriptor(), name.c_str(),
                                  O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, S_IRUSR | S_IWUSR));
     struct stat status {};
@@ -81,9 +84,7 @@ FileDescriptor Registration::lock() const {
 // and again for the bits that the umask has removed.
 void Registration::listenAt(const std::string& name, unsigned mode) {
     const std::string path = directory_.pathOf(name);
-    if (path.size() > LONGEST_SOCKET_PATH) {
-        failWith(ENAMETOOLONG, "'" + path + "'");
-    }
+    checkLength(path);
     ::unlinkat(directory_.descriptor(), name.c_str(), 0);
     socket_ = FileDescriptor(::socket(AF_UNIX, SOCKET_KIND, 0));
     ::fchmod(socket_.get(), mode);
