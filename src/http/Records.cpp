@@ -5,6 +5,7 @@
 #include <limits>
 #include <memory>
 #include <new>
+#include <optional>
 #include <utility>
 
 #include "kova/core/StatusCodes.h"
@@ -104,13 +105,14 @@ bool writeTree(FieldWriter& out, const Value& tree) {
     return out.null();
 }
 
-/// Writes a message's header to `out`. Writes nothing if the message has none, or an empty one.
-bool writeHeader(util::ByteBufferWriter& out, const Value& header) {
+/// Writes a message's header to `out`. Creates no writer if the message has no header, or an empty
+/// one, because a writer allocates memory.
+bool writeHeader(std::optional<util::ByteBufferWriter>& out, const Value& header) {
     if (!header.isDictionary() ||
         static_cast<const util::config::Dictionary&>(header).size() == 0) {
         return true;
     }
-    FieldWriter writer(FieldWriter::Format::Binary, out);
+    FieldWriter writer(FieldWriter::Format::Binary, out.emplace(COMMON_HEADER_SIZE));
     return writeTree(writer, header);
 }
 
@@ -131,9 +133,10 @@ Header readHeader(std::string_view bytes) {
 // Writing
 
 void putLength(std::string& out, std::uint64_t length) {
-    for (int shift = 24; shift >= 0; shift -= 8) {
-        out.push_back(static_cast<char>(length >> shift & 0xFFU));
-    }
+    const std::array<char, LENGTH_SIZE> bytes{
+        static_cast<char>(length >> 24U & 0xFFU), static_cast<char>(length >> 16U & 0xFFU),
+        static_cast<char>(length >> 8U & 0xFFU), static_cast<char>(length & 0xFFU)};
+    out.append(bytes.data(), bytes.size());
 }
 
 /// The fields of a record, of which those without content are not written.
@@ -199,11 +202,13 @@ kit::Result<void> appendMessage(std::string& out, RecordKind kind, Fields fields
     if (!payload.isEmpty()) {
         fields.payload.emplace(reinterpret_cast<char const*>(payload.data()), payload.size());
     }
-    util::ByteBufferWriter header(COMMON_HEADER_SIZE);
+    std::optional<util::ByteBufferWriter> header;
     if (!writeHeader(header, message.getHeader())) {
         return kit::Error{failureCode, "the header is nested too deeply"};
     }
-    fields.header = {reinterpret_cast<char const*>(header.data()), header.size()};
+    if (header) {
+        fields.header = {reinterpret_cast<char const*>(header->data()), header->size()};
+    }
     if (!append(out, kind, fields)) {
         return kit::Error{failureCode, "the message exceeds 4294967295 bytes"};
     }

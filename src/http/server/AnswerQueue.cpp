@@ -178,7 +178,9 @@ void AnswerQueue::fail() noexcept {
 
 bool AnswerQueue::addNext(const Response& value) {
     const bool isFirst = isFirst_;
-    const Response sent = isFirst ? adoptTerms(value) : value;
+    const std::optional<Response> adopted =
+        isFirst ? std::optional(adoptTerms(value)) : std::nullopt;
+    const Response& sent = adopted ? *adopted : value;
     std::list<Entry> made(1);
     Entry& entry = made.front();
     const kit::Result<void> encoded = appendEvent(entry.record, RecordKind::next, sent, isFirst);
