@@ -3,6 +3,7 @@
 #include <sched.h>
 
 #include <mutex>
+#include <new>
 
 #include "calls/PendingCall.h"
 #include "calls/Threads.h"
@@ -67,8 +68,14 @@ bool CallTable::link(PendingCall& call) {
     if (shard.closed) {
         return false;
     }
-    if (shard.count == shard.buckets.size()) {
-        grow(shard);
+    if (shard.count >= shard.buckets.size()) {
+        try {
+            grow(shard);
+        } catch (const std::bad_alloc&) {
+            if (shard.buckets.empty()) {
+                return false;
+            }  // otherwise the lists of the buckets become longer
+        }
     }
     if (shard.nextNumber == shard.endNumber) {
         shard.nextNumber = takeNumbers();

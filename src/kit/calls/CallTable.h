@@ -28,7 +28,8 @@ public:
     CallTable(const CallTable&) = delete;
     CallTable& operator=(const CallTable&) = delete;
 
-    /// Adds a call and sets its handle. Returns false if the table is closed.
+    /// Adds a call and sets its handle. Returns false if the table is closed, or if
+    /// there is no memory for it.
     bool link(PendingCall& call);
     /// Removes a call, if it is in the table. After this the table may be destroyed.
     void remove(PendingCall& call) noexcept;
