@@ -89,6 +89,8 @@ struct Http2Peer::Callbacks {
         const std::int32_t number = frame->hd.stream_id;
         const bool isPing = frame->hd.type == NGHTTP2_PING;
         peer.pings_ += isPing && (frame->hd.flags & NGHTTP2_FLAG_ACK) == 0 ? 1 : 0;
+        peer.isLimitKnown_ = peer.isLimitKnown_ || (frame->hd.type == NGHTTP2_SETTINGS &&
+                                                    (frame->hd.flags & NGHTTP2_FLAG_ACK) != 0);
         if (frame->hd.type == NGHTTP2_RST_STREAM) {
             peer.streams_[number].reset = frame->rst_stream.error_code;
         }
@@ -200,6 +202,10 @@ Http2Peer::Request Http2Peer::waitForHeader() {
 std::uint32_t Http2Peer::waitForReset(std::int32_t number) {
     waitFor("a reset", [&] { return streams_[number].reset.has_value(); });
     return *streams_[number].reset;
+}
+
+void Http2Peer::waitForSettings() {
+    waitFor("the settings were acknowledged", [&] { return isLimitKnown_; });
 }
 
 void Http2Peer::waitForPings(int count) {

@@ -60,6 +60,8 @@ public:
     Request waitForHeader();
     /// Waits until the client has reset a stream. Returns the code.
     std::uint32_t waitForReset(std::int32_t number);
+    /// Waits until the client has acknowledged the limit of concurrent streams.
+    void waitForSettings();
     /// Waits until the client has sent `count` PINGs, which are answered.
     void waitForPings(int count);
     /// Waits until all bytes of an answer are sent.
@@ -107,6 +109,7 @@ private:
     std::deque<std::int32_t> headers_;
     std::deque<std::int32_t> requests_;
     int pings_ = 0;
+    bool isLimitKnown_ = false;  ///< the client has acknowledged the settings
     bool isClosed_ = false;
 };
 

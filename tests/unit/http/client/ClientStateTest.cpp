@@ -74,8 +74,12 @@ protected:
             std::this_thread::yield();
         }
     }
-    std::unique_ptr<Http2Peer> accept(std::uint32_t streams = 100) {
-        return std::make_unique<Http2Peer>(listener.accept(), streams);
+    std::unique_ptr<Http2Peer> accept() { return std::make_unique<Http2Peer>(listener.accept()); }
+    /// Accepts a connection whose client knows of the limit of concurrent streams.
+    std::unique_ptr<Http2Peer> acceptLimited(std::uint32_t streams) {
+        auto peer = std::make_unique<Http2Peer>(listener.accept(), streams);
+        peer->waitForSettings();
+        return peer;
     }
 
     test::Watchdog watchdog{"a client waits"};
@@ -324,7 +328,7 @@ TEST_F(ClientStateTest, CancelledRequestIsResetAndSilent) {
 TEST_F(ClientStateTest, RequestThatIsCancelledBeforeItIsSentIsNotSent) {
     start();
     const testing::Recording first = send("/1");
-    const auto peer = accept(1);
+    const auto peer = acceptLimited(1);
     const std::int32_t number = peer->waitForRequest().number;
     const testing::Recording second = send("/2");
     service->cancelRequest(handle);
@@ -356,7 +360,7 @@ TEST_F(ClientStateTest, SecondAndLateCancellationsAreIgnored) {
 TEST_F(ClientStateTest, RequestsBeyondTheLimitWaitForAFreeStream) {
     start();
     std::vector<testing::Recording> recordings{send("/1")};
-    const auto peer = accept(2);
+    const auto peer = acceptLimited(2);
     const std::int32_t first = peer->waitForRequest().number;
     recordings.push_back(send("/2"));
     recordings.push_back(send("/3"));
@@ -373,7 +377,7 @@ TEST_F(ClientStateTest, RequestsBeyondTheLimitWaitForAFreeStream) {
 TEST_F(ClientStateTest, RaisedLimitSendsTheRequestsThatWait) {
     start();
     const testing::Recording first = send("/1");
-    const auto peer = accept(1);
+    const auto peer = acceptLimited(1);
     peer->waitForRequest();
     const testing::Recording second = send("/2");
     peer->limitStreams(2);
@@ -385,7 +389,7 @@ TEST_F(ClientStateTest, WaitForAFreeStreamIsNotLimitedByThePatience) {
     settings.patience = 100ms;
     start(settings);
     const testing::Recording first = send("/1");
-    const auto peer = accept(1);
+    const auto peer = acceptLimited(1);
     const std::int32_t number = peer->waitForRequest().number;
     const testing::Recording second = send("/2");
     // A third request of another client without a server shows that the time has passed.
@@ -472,7 +476,7 @@ TEST_F(ClientStateTest, RequestAfterAConnectionWasClosedUnnoticedGoesToTheNextOn
 TEST_F(ClientStateTest, RequestsThatWereNotSentGoToTheNextConnection) {
     start();
     const testing::Recording first = send("/1");
-    auto peer = accept(1);
+    auto peer = acceptLimited(1);
     peer->waitForRequest();
     const testing::Recording second = send("/2");
     peer.reset();
@@ -661,7 +665,7 @@ TEST_F(ClientStateTest, BlockedResponseHandlerStopsTheServerAtTheWindow) {
 TEST_F(ClientStateTest, DestructionCancelsWhatIsPending) {
     start();
     const testing::Recording first = send("/1");
-    const auto peer = accept(1);
+    const auto peer = acceptLimited(1);
     peer->waitForRequest();
     const testing::Recording second = send("/2");
     service.reset();
