@@ -179,6 +179,7 @@ TEST_F(ForeignServerTest, ConnectionOfAClientThatLeavesAQuietStreamIsClosed) {
     while (fixture.connections() != 0) {
         std::this_thread::yield();
     }
+    EXPECT_EQ(held.cancelled().size(), 1U);
 }
 
 TEST_F(ForeignServerTest, DescriptorsOfClientsThatLeftAreUsedAgain) {
