@@ -627,6 +627,7 @@ TEST_F(ClientStateTest, BlockedResponseHandlerDoesNotLoseTheConnection) {
     peer->send(number, completed(false), true);
     goOn.set_value();
     EXPECT_EQ(recording.waitFor(2), (Events{"value 200 a", "completed"}));
+    EXPECT_TRUE(recording.waitUntilDestroyed());  // it uses the variables above
 }
 
 // --- Flow control --------------------------------------------------------------------------------
@@ -658,6 +659,7 @@ TEST_F(ClientStateTest, BlockedResponseHandlerStopsTheServerAtTheWindow) {
     goOn.set_value();
     peer->waitUntilSent(number);
     EXPECT_EQ(recording.waitFor(3), (Events{"value 200 a", "value 200 " + large, "completed"}));
+    EXPECT_TRUE(recording.waitUntilDestroyed());  // it uses the variables above
 }
 
 // --- Destruction ---------------------------------------------------------------------------------
