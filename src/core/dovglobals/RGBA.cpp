@@ -67,8 +67,8 @@ char* printChannel(char* out, unsigned char channel) {
 }
 
 // Prints the alpha as `fmt::format("{:#}")` does: the shortest text that reads back, with a point.
-// Prints common values without fmt, which takes twice the time. Instances of fmt's templates that
-// print into `out` would add 20 KB to the library.
+// Prints common values without fmt. Instances of fmt's templates that print into `out` would add
+// 20 KB to the library.
 char* printAlpha(char* out, float alpha) {
     if (alpha == 0.0F || (alpha >= 1e-4F && alpha < 1e7F)) {
         char* const end = std::to_chars(out, out + 16, alpha, std::chars_format::fixed).ptr;
