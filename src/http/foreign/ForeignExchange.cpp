@@ -23,6 +23,8 @@ namespace {
 
 // The bytes of a stream that are encoded at once.
 constexpr std::size_t STREAM_BLOCK = std::size_t{4} * 1024;
+// The memory of a stream for clients of HTTP/1.0. For others, libmicrohttpd sends from its pool.
+constexpr std::size_t OLD_CLIENT_BLOCK = 512;
 constexpr long ROOT_USER = 0;
 
 ForeignConnection& connectionOf(MHD_Connection* connection) {
@@ -302,8 +304,9 @@ MHD_Result ForeignExchange::queue(MHD_Response* response, unsigned short status,
 }
 
 MHD_Result ForeignExchange::queueStream() {
+    fields_ = Fields();  // a stream may be open for days
     MHD_Response* const response = MHD_create_response_from_callback(
-        MHD_SIZE_UNKNOWN, STREAM_BLOCK, &ForeignExchange::readStream, this, nullptr);
+        MHD_SIZE_UNKNOWN, OLD_CLIENT_BLOCK, &ForeignExchange::readStream, this, nullptr);
     if (response == nullptr) {
         return MHD_NO;
     }

@@ -1,0 +1,139 @@
+// EventSource of a headless browser against an endpoint. browser.py is the page.
+#include <gtest/gtest.h>
+
+#include <array>
+#include <condition_variable>
+#include <cstdio>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "kova/http/Endpoint.h"
+#include "support/Watchdog.h"
+
+namespace kova::http {
+namespace {
+
+using Lines = std::vector<std::string>;
+
+/// Keeps the requests of "/a" and "/b", and answers all others at once.
+class Streams : public IKovaApi {
+public:
+    using Handler = std::shared_ptr<IResponseHandler<Response>>;
+
+    void* actionRequest(const Request& request,
+                        std::unique_ptr<IResponseHandler<Response>>&& handler) override {
+        const Handler own = std::move(handler);
+        const std::string path = request.getPath();
+        if (path != "/a" && path != "/b") {
+            own->onNext(Response(200, Payload::createFromString("a page")));
+            own->onCompleted();
+            return UNDEFINED_REQUEST_HANDLE;
+        }
+        const std::lock_guard<std::mutex> guard(mutex_);
+        open_[path] = own;
+        changed_.notify_all();
+        return own.get();
+    }
+    void cancelRequest(void* handle) override {
+        Handler cancelled;
+        const std::lock_guard<std::mutex> guard(mutex_);
+        for (auto& [path, handler] : open_) {
+            if (handler.get() == handle) {
+                cancelled = std::move(handler);
+            }
+        }
+        changed_.notify_all();
+    }
+    /// Waits until a page watches the path.
+    Handler wait(const std::string& path) {
+        std::unique_lock<std::mutex> lock(mutex_);
+        changed_.wait(lock, [&] { return open_[path] != nullptr; });
+        return open_[path];
+    }
+    void end(const std::string& path) {
+        Handler ended = wait(path);
+        const std::lock_guard<std::mutex> guard(mutex_);
+        open_[path].reset();
+    }
+    void waitUntilCancelled(const std::string& path) {
+        std::unique_lock<std::mutex> lock(mutex_);
+        changed_.wait(lock, [&] { return open_[path] == nullptr; });
+    }
+
+private:
+    std::mutex mutex_;
+    std::condition_variable changed_;
+    std::map<std::string, Handler> open_;
+};
+
+Response text(char const* json) {
+    return Response(299, Payload::createFromJSON(json));
+}
+
+class BrowserTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        endpoint = std::make_unique<Endpoint>(service, "tcp:127.0.0.1:0");
+        address = endpoint->address();
+        const std::string url = "http://" + address.substr(std::string("tcp:").size());
+        page =
+            ::popen(("/usr/bin/python3 " KOVA_BROWSER_PAGE " " + url + " </dev/null").c_str(), "r");
+        ASSERT_NE(page, nullptr);
+    }
+    void TearDown() override { EXPECT_EQ(::pclose(page), 0); }
+    /// Returns the lines that the page prints, up to one that contains the text.
+    Lines linesUntil(const std::string& last) {
+        Lines lines;
+        std::array<char, 4096> buffer;
+        while (std::fgets(buffer.data(), buffer.size(), page) != nullptr) {
+            lines.emplace_back(buffer.data());
+            lines.back().pop_back();
+            if (lines.back().find(last) != std::string::npos) {
+                return lines;
+            }
+        }
+        ADD_FAILURE() << "the page has not printed " << last;
+        return lines;
+    }
+
+    kova::test::Watchdog watchdog{"a browser is used", std::chrono::seconds(100)};
+    Streams service;
+    std::unique_ptr<Endpoint> endpoint;
+    std::string address;
+    std::FILE* page = nullptr;
+};
+
+TEST_F(BrowserTest, EventSourceGetsEventsConnectsAgainAndCancels) {
+    const Streams::Handler a = service.wait("/a");
+    const Streams::Handler b = service.wait("/b");
+    a->onNext(text("1"));
+    b->onNext(text("[2]"));
+    b->onError(Response::createErrorResponse(410, "gone"));
+    service.end("/b");
+    a->onCompleted();
+    service.end("/a");
+    EXPECT_EQ(linesUntil("completed"), (Lines{R"(next {"path":"/a","status":299,"value":1})",
+                                              R"(next {"path":"/b","status":299,"value":[2]})",
+                                              R"(error {"path":"/b","status":410,"detail":"gone"})",
+                                              R"(completed {"path":"/a"})"}));
+    // The server restarts: EventSource connects again by itself.
+    service.wait("/a")->onNext(text("\"before\""));
+    linesUntil("restart");
+    endpoint.reset();
+    service.waitUntilCancelled("/a");
+    endpoint = std::make_unique<Endpoint>(service, address);
+    service.wait("/a")->onNext(text("\"after\""));
+    const Lines lines = linesUntil("after");
+    EXPECT_EQ(lines.front(), R"(next {"status":299,"value":"before"})");
+    EXPECT_EQ(lines.back(), R"(next {"status":299,"value":"after"})");
+    // The page leaves: the request is cancelled.
+    linesUntil("left");
+    service.waitUntilCancelled("/a");
+}
+
+}  // namespace
+}  // namespace kova::http
