@@ -39,7 +39,9 @@ std::optional<Refusal> RequestHead::refusal() const {
                        "the header fields have more than " + std::to_string(limit_) + " bytes\n"};
     }
     if (method_ != "POST") {
-        return Refusal{405, "the method of a request in records is POST\n"};
+        return Refusal{405,
+                       "over HTTP/2 the method is POST, with a request in records; use HTTP/1.1 "
+                       "for other requests\n"};
     }
     if (withoutParameters(contentType_) != RECORDS_TYPE) {
         return Refusal{

@@ -1,4 +1,4 @@
-// The client program of nghttp2 against an endpoint.
+// Clients of HTTP/2 that do not know records against an endpoint: nghttp, h2load and curl.
 #include <gtest/gtest.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -71,6 +71,38 @@ TEST_F(NghttpTest, ManyRequestsOnManyConnectionsSucceed) {
         outputOf("h2load -n 2000 -c 10 -m 20" + type + "-d " + body + " " + url("/"));
     EXPECT_NE(output.find("2000 succeeded, 0 failed"), std::string::npos) << output;
     EXPECT_NE(output.find("status codes: 2000 2xx"), std::string::npos) << output;
+}
+
+struct CurlRow {
+    char const* arguments;
+    char const* output;
+};
+
+class CurlOverHttp2 : public NghttpTest, public ::testing::WithParamInterface<CurlRow> {};
+
+TEST_P(CurlOverHttp2, IsToldWhatToDo) {
+    const std::string output = outputOf(std::string("curl -s --http2-prior-knowledge ") +
+                                        "-w '%{http_version} %{http_code} %header{allow}' " +
+                                        GetParam().arguments + " " + url("/state"));
+    EXPECT_EQ(output, GetParam().output);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Rows, CurlOverHttp2,
+    ::testing::Values(
+        CurlRow{"",
+                "over HTTP/2 the method is POST, with a request in records; use HTTP/1.1 for "
+                "other requests\n2 405 POST"},
+        CurlRow{"-I -o /dev/null", "2 405 POST"},
+        CurlRow{"-d 1 -H 'content-type: application/json'",
+                "the content type of a request in records is application/vnd.kova.events\n2 415 "},
+        CurlRow{"-d 1 -H 'content-type: application/vnd.kova.events'",
+                "no service has this path\n2 404 "}));
+
+// Without prior knowledge, a client that offers an upgrade gets the answer of HTTP/1.1.
+TEST_F(NghttpTest, UpgradeIsNotNeeded) {
+    EXPECT_EQ(outputOf("curl -s --http2 -w ' %{http_version} %{http_code}' " + url("/state")),
+              "an answer 1.1 200");
 }
 
 }  // namespace

@@ -79,6 +79,40 @@ TEST_F(EventLoopTest, FunctionPostedAfterStopIsDestroyedWithoutACall) {
     EXPECT_EQ(content.use_count(), 1);
 }
 
+/// A job that counts its runs, and waits in the first one until it is released.
+class CountingJob : public EventLoop::Job {
+public:
+    std::promise<void> begun;
+    std::promise<void> released;
+    std::atomic<int> runs{0};
+
+protected:
+    void run() override {
+        if (++runs == 1) {
+            begun.set_value();
+            released.get_future().wait();
+        }
+    }
+};
+
+TEST_F(EventLoopTest, JobRunsOnceForAllPostsBeforeIt) {
+    const auto job = std::make_shared<CountingJob>();
+    const auto other = std::make_shared<CountingJob>();
+    other->released.set_value();
+    loop.post(job);
+    job->begun.get_future().wait();
+    for (int i = 0; i < 3; ++i) {
+        loop.post(job);
+        loop.post(other);
+    }
+    job->released.set_value();
+    std::promise<void> done;
+    loop.post([&] { done.set_value(); });
+    done.get_future().wait();
+    EXPECT_EQ(job->runs, 2);
+    EXPECT_EQ(other->runs, 1);
+}
+
 TEST_F(EventLoopTest, LoopCanBeStoppedFromInsideAFunction) {
     const std::weak_ptr<EventLoop> observed = [&] {
         const std::shared_ptr<EventLoop> own = EventLoop::start("own-loop");

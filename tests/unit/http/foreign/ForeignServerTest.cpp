@@ -441,7 +441,12 @@ class RawRequest : public ::testing::TestWithParam<RawRow> {};
 // An answer to the second request would mean that it was smuggled in the body of the first.
 TEST_P(RawRequest, IsRefusedAndTheConnectionIsClosed) {
     ForeignFixture fixture;
+    TestSocket other = fixture.connect();
+    other.send("GET /lamp" + HEAD + LAST);
+    fixture.held.waitForRequests(1);
     const std::string answer = fixture.exchange(GetParam().bytes);
+    fixture.held.answer(1);
+    EXPECT_EQ(statusAndBody(other.readAll()), "200 ");
     EXPECT_EQ(answer.size() < 12 ? "" : answer.substr(9, 3), GetParam().status) << answer;
     EXPECT_FALSE(contains(answer, "no such lamp")) << answer;
     EXPECT_EQ(fixture.get("/missing").substr(9, 3), "404");
@@ -471,7 +476,18 @@ INSTANTIATE_TEST_SUITE_P(
         RawRow{"GET /echo HTTP/1.1\r\nHost : a\r\n\r\n" + NEXT, "400"},
         RawRow{"GET /echo HTTP/1.1\r\nHost: a\r\nX Y: z\r\n\r\n" + NEXT, "400"},
         RawRow{"GET /echo HTTP/1.1\r\nHost: a\r\nno colon\r\n\r\n" + NEXT, "400"},
+        RawRow{std::string("GET /echo HTTP/1.1\r\nHost: a\r\nX\0: y\r\n\r\n", 39) + NEXT, "400"},
+        RawRow{"PUT /echo HTTP/1.1\r\nHost: a\r\nContent-Length : 3\r\n\r\nabc" + NEXT, "400"},
+        RawRow{"GET http://b/echo HTTP/1.1\r\n\r\n" + NEXT, "400"},
         RawRow{"nonsense\r\n\r\n", ""}));
+
+// RFC 9112, section 2.2, allows it.
+TEST_F(ForeignServerTest, BareLineFeedEndsALine) {
+    const std::string answer = fixture.exchange(
+        "PUT /echo HTTP/1.1\nHost: a\nContent-Length: 3\nConnection: close\n\nabc");
+    EXPECT_TRUE(contains(statusAndBody(answer), "200 update")) << answer;
+    EXPECT_TRUE(contains(answer, "'abc'")) << answer;
+}
 
 }  // namespace
 }  // namespace kova::http::detail

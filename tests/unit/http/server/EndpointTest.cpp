@@ -1,9 +1,12 @@
 #include "kova/http/Endpoint.h"
 
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <chrono>
+#include <ctime>
 #include <filesystem>
 #include <fstream>
 #include <future>
@@ -486,6 +489,22 @@ TEST_F(EndpointTest, SameSocketServesHttp11) {
     waitForConnections(0);
 }
 
+TEST_F(EndpointTest, PeerOfARequestOverHttp11IsTheProcessOfTheClient) {
+    kit::Peer peer;
+    service.onRequest = [&](std::size_t number) {
+        peer = kit::peerOf(service.request(number));
+        service.answer(number);
+    };
+    serve();
+    SocketClient client(directory.address());
+    client.send("GET /state HTTP/1.1\r\nHost: a\r\nConnection: close\r\n\r\n");
+    client.receiveAll();
+    EXPECT_EQ(peer.uid, static_cast<long>(::getuid()));
+    EXPECT_EQ(peer.gid, static_cast<long>(::getgid()));
+    EXPECT_EQ(peer.pid, static_cast<long>(::getpid()));
+    EXPECT_EQ(peer.address, "unix:");
+}
+
 TEST_F(EndpointTest, ServiceThatThrowsIsAnswered500OverHttp11AndServesOthers) {
     service.onRequest = [](std::size_t number) {
         if (number == 1) {
@@ -540,6 +559,56 @@ TEST_F(EndpointTest, ConnectionKeptAliveWithoutARequestDoesNotDelayAStop) {
 }
 
 // The end
+
+TEST_F(EndpointTest, ClientThatSendsGoAwayGetsItsAnswer) {
+    serve();
+    Http2Client client(directory.address());
+    const std::int32_t id = request(client);
+    nghttp2_submit_goaway(client.session(), NGHTTP2_FLAG_NONE, 0, NGHTTP2_NO_ERROR, nullptr, 0);
+    client.flush();
+    service.answer(1);
+    EXPECT_EQ(eventsOf(client.wait(id).body), (Events{"next 200", "completed"}));
+    EXPECT_TRUE(client.socket().isClosedByPeer());
+    waitForConnections(0);
+}
+
+/// Lowers the number of descriptors that the process may have to those that it has and `further`.
+class DescriptorLimit {
+public:
+    explicit DescriptorLimit(unsigned further) {
+        ::getrlimit(RLIMIT_NOFILE, &former_);
+        const int next = ::dup(0);
+        ::close(next);
+        const rlimit lowered{static_cast<rlim_t>(next) + further, former_.rlim_max};
+        ::setrlimit(RLIMIT_NOFILE, &lowered);
+    }
+    ~DescriptorLimit() { ::setrlimit(RLIMIT_NOFILE, &former_); }
+    DescriptorLimit(const DescriptorLimit&) = delete;
+    DescriptorLimit& operator=(const DescriptorLimit&) = delete;
+
+private:
+    rlimit former_{};
+};
+
+TEST_F(EndpointTest, ExhaustedDescriptorsDelayNewConnectionsOnly) {
+    answerAtOnce();
+    serve();
+    Http2Client neighbour(directory.address());
+    neighbour.wait(neighbour.send(GET));
+    std::unique_ptr<Http2Client> client;
+    std::int32_t id = 0;
+    {
+        const DescriptorLimit limit(1);
+        client = std::make_unique<Http2Client>(directory.address());
+        id = client->send(GET);
+        const std::clock_t begin = std::clock();
+        EXPECT_EQ(client->socket().receive(300ms), "");
+        EXPECT_LT(std::clock() - begin, CLOCKS_PER_SEC / 10) << "the loop spins";
+        EXPECT_EQ(neighbour.wait(neighbour.send(GET)).status, 200);
+        EXPECT_EQ(endpoint->connections(), 1U);
+    }
+    EXPECT_EQ(client->wait(id).status, 200);
+}
 
 TEST_F(EndpointTest, StopWaitsForPendingRequests) {
     serve();
