@@ -35,10 +35,11 @@ void destroyAll(Label* label) noexcept {
     }
 }
 
-/// The blocks that no thread keeps: whole batches, of which each is a list.
+/// The blocks that no thread keeps. They are stored in batches; each batch is a linked list of
+/// blocks.
 class SharedBlocks {
 public:
-    /// Adds a batch. Returns false if there is no capacity.
+    /// Adds a batch. Returns false if there is no space for another batch.
     bool push(Label* batch) noexcept {
         const std::lock_guard<std::mutex> guard(mutex_);
         if (count_ == MAX_BATCHES) {
@@ -74,11 +75,13 @@ struct ThreadBlocks {
     std::array<List, SIZES> lists;
 };
 
-// Read at a fixed offset like `currentThread`. Null before the first block and after the last.
+// Read at a fixed offset, like `currentThread`. Null before the thread uses its first block, and
+// after the thread has given up its blocks.
 thread_local ThreadBlocks* currentBlocks __attribute__((tls_model("initial-exec"))) = nullptr;
 thread_local bool isThreadEnding = false;
 
-// Removes `count` blocks from the list, which has more, and returns them as a list.
+// Removes `count` blocks from a list with more than `count` blocks, and returns them as a linked
+// list.
 Label* removeBatch(ThreadBlocks::List& list, std::size_t count) noexcept {
     Label* const batch = list.first;
     Label* last = batch;
@@ -98,7 +101,7 @@ void giveAway(ThreadBlocks::List& list, std::size_t size) noexcept {
     }
 }
 
-/// Gives the blocks of a thread away when it ends.
+/// Releases the blocks that a thread keeps when the thread ends.
 class Registration {
 public:
     Registration() noexcept { currentBlocks = &blocks_; }
@@ -175,7 +178,7 @@ void releaseBlock(void* block) noexcept {
         ::operator delete(label);
         return;
     }
-    // AddressSanitizer reports a use of the block until it is allocated again.
+    // Poisoned so that AddressSanitizer reports a use of the block until it is allocated again.
     ASAN_POISON_MEMORY_REGION(block, (label->size + 1) * STEP);
     ThreadBlocks::List& list = blocks->lists[label->size];
     label->next = list.first;

@@ -11,7 +11,7 @@
 
 namespace kova::kit {
 
-/// A value with the status code of its answer.
+/// The result of a function that serves a request: a value and the status code of the answer.
 ///
 ///     kova::kit::Answered<int> answer = kova::kit::created(3);
 ///     answer.code;  // 201
@@ -33,20 +33,20 @@ template <typename T>
 Answered<T> created(T value) {
     return {statuscodes::CREATED, std::move(value)};
 }
-/// Returns an answer without a value: the request is completed.
+/// Returns a success without a value. The request is completed without a value.
 inline Result<void> done() noexcept {
     return {};
 }
 
-/// Returns the error of a path that leads to nothing: 404 "path '/playlist/9' not found".
+/// Returns the error for a path that does not exist, such as 404 "path '/playlist/9' not found".
 KOVA_KIT_API Error notFound(const Ask& ask);
-/// Returns the error of the catalogue `errors::Error` with its status code and its text. Arguments
-/// that the text does not need are ignored; missing ones are empty.
+/// Returns an error of the catalogue `errors::Error`, with its status code and its text. If the
+/// text has fewer placeholders than there are arguments, the other arguments are ignored. A missing
+/// argument counts as an empty text.
 KOVA_KIT_API Error catalogued(int error, const std::string& first = {},
                               const std::string& second = {});
 /// Ends a request with an error of the catalogue and reports the error. For resource handlers that
-/// are written by hand. `handler` is used as `IResponseHandler` describes, so nothing may be sent
-/// to it afterwards.
+/// do not use `Resource`. Nothing may be sent to `handler` afterwards.
 KOVA_KIT_API void fail(IResponseHandler<Response>& handler, int error,
                        const std::string& first = {}, const std::string& second = {});
 

@@ -11,9 +11,9 @@
 
 namespace kova::kit {
 
-/// A request, as the function that serves it sees it.
+/// The view of a request that a function of a `Resource` or of a middleware receives.
 ///
-/// A view that is valid during the call. Copy the data that must outlive the call: `request()` is
+/// Valid during the call of the function. Copy the data that must outlive the call; `request()` is
 /// cheap to copy. Not synchronized.
 ///
 ///     const auto zoneOf = [](const kova::kit::Ask& ask) {
@@ -31,19 +31,23 @@ public:
     const Request& request() const noexcept { return *request_; }
     /// Returns the command word.
     const std::string& command() const noexcept { return request_->getCommand(); }
-    /// Returns the path relative to the mount path: "" for the mount path itself. In a middleware
-    /// it is the path of the request.
+    /// Returns the path relative to the mount path; "" for the mount path itself. In a middleware,
+    /// returns the whole path of the request.
     std::string_view path() const noexcept { return path_; }
-    /// Returns the mime type of the answer: the header entry "$accept", or JSON if it is missing.
+    /// Returns the mime type that the answer must have: the header entry "$accept", or JSON if the
+    /// entry is missing.
     std::string accept() const;
-    /// Returns whether the client wants a stream of values: the header entry "$response-semantic".
+    /// Returns whether the client wants a stream of values, according to the header entry
+    /// "$response-semantic".
     bool wantsStream() const;
-    /// Returns the header entry "$client-id", or "" if it is missing. The client chooses it freely.
+    /// Returns the header entry "$client-id", or "" if it is missing. The client can choose any
+    /// text.
     std::string clientId() const;
-    /// Returns the peer (`peerOf`). Call it on the thread that serves the request.
+    /// Returns the process that sent the request (`peerOf`). Call it on the thread that serves the
+    /// request.
     Peer peer() const { return peerOf(*request_); }
 
-    /// Returns a header entry; nothing if it is missing or not a `T`.
+    /// Returns a header entry, or `std::nullopt` if the entry is missing or is not a `T`.
     template <typename T>
     std::optional<T> header(const std::string& key) const {
         const util::config::Value& entry = request_->getHeaderValue(key);

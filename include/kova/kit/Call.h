@@ -17,8 +17,8 @@
 
 namespace kova::kit {
 
-/// The whole answer to a call: the response with code and header, and the value of its payload. (It
-/// is not named "reply", because a service uses `Reply` to answer later.)
+/// The whole answer to a call: the response with code and header, and the value of its payload.
+/// (`Reply` is something else: the object with which a service answers later.)
 template <typename T>
 struct FullReply {
     /// The response.
@@ -29,7 +29,7 @@ struct FullReply {
     /// Returns the status code.
     unsigned short code() const noexcept { return response.getStatusCode(); }
 };
-/// The whole answer to a call whose payload is not used.
+/// The whole answer to a call without a value: the response with code and header.
 template <>
 struct FullReply<void> {
     /// The response.
@@ -86,7 +86,7 @@ CallDraft::ValueFunction readingFunction(Function&& function) {
     };
 }
 
-/// Sends a call and sets the promise to its value or its error.
+/// Sends a call and stores its value or its error in a promise.
 template <typename T>
 class FutureAnswer {
 public:
@@ -131,9 +131,9 @@ private:
 }  // namespace detail
 
 /// A call that is not sent yet. `Client` creates it. One of the functions `get`, `future`, `start`
-/// and `detach` or, in C++20, `co_await` sends it. Without them nothing is sent.
+/// and `detach` or, in C++20, `co_await` sends it. If none of them is called, nothing is sent.
 ///
-/// Each function requires an rvalue, so a call is built and sent in one expression, or moved.
+/// Each function requires an rvalue. Build and send a call in one expression, or use `std::move`.
 ///
 ///     const auto setTo = [](kova::kit::Call<int> call) {
 ///         kova::kit::Result<int> level =
@@ -165,26 +165,26 @@ public:
         draft_.options.deadline = limit;
         return std::move(*this);
     }
-    /// Sets the executor of the callbacks and of a future. It also resumes a coroutine.
+    /// Sets the executor that runs the callbacks, completes a future and resumes a coroutine.
     Call on(const Executor& executor) && {
         draft_.options.executor = executor;
         return std::move(*this);
     }
-    /// Sets the function for each value: `function(const T&)`, or without an argument if `T` is
-    /// `void`. If a payload is not a `T`, the call ends as "failed".
+    /// Sets the function that is called for each value: `function(const T&)`, or `function()` if
+    /// `T` is `void`. If a payload is not a `T`, the call ends as "failed".
     template <typename Function>
     Call onValue(Function&& function) && {
         draft_.onValue = detail::readingFunction<T>(std::forward<Function>(function));
         return std::move(*this);
     }
-    /// Sets the function for the progress (code 298): `function(const P&)`. It also works with
-    /// `get`, which calls the function on the waiting thread.
+    /// Sets the function that is called for each progress value (code 298): `function(const P&)`.
+    /// `get` calls the function on the waiting thread.
     template <typename P, typename Function>
     Call onProgress(Function&& function) && {
         draft_.onProgress = detail::readingFunction<P>(std::forward<Function>(function));
         return std::move(*this);
     }
-    /// Sets the function for the end: `function(const End&)`.
+    /// Sets the function that is called for the end of the call: `function(const End&)`.
     template <typename Function>
     Call onEnd(Function&& function) && {
         draft_.onEnd = std::forward<Function>(function);
@@ -195,9 +195,9 @@ public:
 
     /// @{
     /// Sends the request and waits for the answer, for at most `limit` or until the deadline of the
-    /// call. If the service fails, returns its error. If the time is over, cancels the request and
-    /// fails with 504. If the payload is not a `T`, fails with 400. Fails immediately if the wait
-    /// could never end (`Calls::ask`).
+    /// call. If the service fails, returns its error. If the time has passed, cancels the request
+    /// and fails with 504. If the payload is not a `T`, fails with 400. Fails immediately if the
+    /// wait could never end (`Calls::ask`).
     Result<T> get(std::chrono::milliseconds limit) && {
         const Result<Response> response = draft_.wait(limit);
         if (!response) {
@@ -222,7 +222,7 @@ public:
         return draft_.start();
     }
     /// @}
-    /// Does the same as `start`, but without an owner.
+    /// Does the same as `start`, but the call has no owner and continues until its end.
     void detach() && { draft_.start().detach(); }
 
     /// Returns the untyped call, for `co_await` and `Stream`.

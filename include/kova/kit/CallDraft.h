@@ -17,9 +17,9 @@ namespace kova::kit {
 
 /// The untyped part of a `Call`: a request that is not sent yet, and the functions for its answer.
 ///
-/// Not for direct use: `Client` creates it and `Call` changes it. Values with the code 298 are
-/// progress; all others are values of the call. If a value is an error response, the call ends as
-/// "failed".
+/// Not for direct use: `Client` creates it and `Call` changes it. A value with the code 298 is a
+/// progress value; any other value is a value of the call. If the service sends an error response
+/// as a value, the call ends as "failed".
 ///
 ///     const auto send = [](std::shared_ptr<kova::kit::Calls> calls) {
 ///         kova::kit::CallDraft draft(calls, {"retrieve", "/state"}, {});
@@ -27,16 +27,17 @@ namespace kova::kit {
 ///     };
 class KOVA_KIT_API CallDraft {
 public:
-    /// Receives each value. Returns the reason if the value cannot be used.
+    /// The type of a function that receives each value. It returns the reason if it cannot use the
+    /// value.
     using ValueFunction = std::function<Result<void>(const Response&)>;
     /// Receives the end.
     using EndFunction = std::function<void(const End&)>;
 
-    /// Creates a draft of a call of `calls`.
+    /// Creates a draft. `calls` will send the request.
     CallDraft(std::shared_ptr<Calls> calls, Request request, CallOptions options)
         : request(std::move(request)), options(std::move(options)), calls_(std::move(calls)) {}
 
-    /// Adds a header entry. If the value is an error, stores the error for `start`.
+    /// Adds a header entry. If `value` is an error, stores the error; `start` then reports it.
     void addHeader(const std::string& key, Result<Tree>&& value);
     /// Stores the first error. The call then ends with this error and is not sent.
     void fail(const Error& error);
@@ -44,8 +45,9 @@ public:
     /// Sends the request. If an error is stored, calls the end function with it instead.
     [[nodiscard]] Subscription start();
     /// Sends the request, waits for the end, and returns the last value. While it waits, calls the
-    /// progress function on this thread. Fails like `Calls::ask`. If the service completed the
-    /// request without a value and `needsValue` is false, returns code 200 with an empty payload.
+    /// progress function on this thread. Fails in the same cases as `Calls::ask`. If the service
+    /// completed the request without a value and `needsValue` is false, returns code 200 with an
+    /// empty payload.
     Result<Response> wait(std::chrono::milliseconds limit);
 
     /// @{

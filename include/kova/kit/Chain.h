@@ -28,7 +28,7 @@ class Passing;
 struct Observers;
 }  // namespace detail
 
-/// The result of a middleware function: the result of `Next` or of `refuse`. A plain value type.
+/// The result of a middleware function: the result of `Next` or of `refuse`. Plain value type.
 class Verdict {
 private:
     friend class Next;
@@ -40,19 +40,21 @@ private:
     std::optional<Error> error_;
 };
 
-/// Returns the verdict that answers a request with an error. It is ignored if `Next` was called.
+/// Returns the verdict that answers a request with an error. The verdict is ignored if the function
+/// has already forwarded the request with `Next`.
 inline Verdict refuse(unsigned short code, std::string message) {
     return Verdict(Error{code, std::move(message)});
 }
 
-/// Forwards a request to the rest of a chain. Valid during the call of the middleware function that
-/// gets it. A second call does nothing.
+/// A function object that forwards a request to the rest of a chain. Valid until the middleware
+/// function that receives it returns. Calling it a second time does nothing.
 class KOVA_KIT_API Next {
 public:
     /// Forwards the unchanged request.
     Verdict operator()(const Ask& ask) const { return (*this)(ask.request()); }
-    /// Forwards another request instead. That request need not live longer than the call. A copy of
-    /// a request shares its header: to change the header of a copy, give the copy a new header.
+    /// Forwards another request instead. `request` may be destroyed after the call. A copy of a
+    /// request shares its header with the original. To change the header of a copy, assign a new
+    /// header to the copy.
     Verdict operator()(const Request& request) const;
 
 private:
@@ -63,7 +65,7 @@ private:
     std::size_t step_;
 };
 
-/// The end of a request, for a middleware.
+/// The end of a request, as a middleware receives it.
 struct Outcome {
     /// The code of the error or, for a completed request, of the last value; 204 if there was no
     /// value. 0 if the request was cancelled.
@@ -72,8 +74,8 @@ struct Outcome {
     const Response* error = nullptr;
 };
 
-/// A middleware that sees requests and answers: the untyped base of `Observer`, from which a user's
-/// middleware is derived.
+/// A middleware that sees requests and answers: the untyped base class of `Observer`. Users derive
+/// from `Observer`.
 class KOVA_KIT_API Middleware {
 public:
     virtual ~Middleware();
@@ -81,14 +83,15 @@ public:
     Middleware& operator=(const Middleware&) = delete;
 
 protected:
-    /// Creates a middleware with a state of this size.
+    /// Creates a middleware. `stateSize` is the number of bytes of its state for one request.
     explicit Middleware(std::size_t stateSize) noexcept : stateSize_(stateSize) {}
 
 private:
     friend class detail::Passage;
     friend struct detail::Observers;
 
-    // The functions of `Observer` with the address of the state. Only chains call them.
+    // These functions correspond to those of `Observer`, but receive the state as an untyped
+    // address. Only chains call them.
     virtual Result<void> beginRequest(const Ask& ask, void* state) = 0;
     virtual void passValue(const Response& value, void* state) = 0;
     virtual void endRequest(const Outcome& outcome, void* state) noexcept = 0;
@@ -96,10 +99,12 @@ private:
     const std::size_t stateSize_;
 };
 
-/// A middleware that sees requests and answers, and has a `State` for each request.
+/// A base class for a middleware that sees requests and answers. It has one `State` object for each
+/// request.
 ///
 /// Several threads may send requests through it at once. The functions for one request are called
-/// one at a time, without a lock. The states of all observers are in one block of memory.
+/// one at a time, without a lock. The states of all observers of a request are in one block of
+/// memory.
 ///
 ///     struct Times { std::chrono::steady_clock::time_point begin; };
 ///     struct SlowRequests : kova::kit::Observer<Times> {
@@ -122,10 +127,10 @@ public:
 
     /// Called before a request is forwarded. Returns an error to reject the request.
     virtual Result<void> begin(const Ask& ask, State& state) = 0;
-    /// Called for a value before the client gets it.
+    /// Called for each value before the client receives the value.
     virtual void value(const Response& /*value*/, State& /*state*/) {}
-    /// Called exactly once for a request for which `begin` has succeeded: before the client gets
-    /// the end, or when the request is cancelled.
+    /// Called exactly once for each request for which `begin` has succeeded: before the client
+    /// receives the end of the request, or when the request is cancelled.
     virtual void end(const Outcome& outcome, State& state) noexcept = 0;
 
 private:
@@ -153,23 +158,24 @@ private:
 /// The time within which the service must answer (`deadline`).
 struct Deadline {
     /// The time until the end of the answer or, if the client wants a stream, until its first
-    /// value. 0 for no limit.
+    /// value. 0 means no limit.
     std::chrono::milliseconds limit{0};
-    /// The clock, for tests; it must not serve an alarm timer. Null for the monotonic clock of the
-    /// system.
+    /// The clock, for tests. No other `osal::AlarmTimer` may use the same clock object. Null
+    /// selects the monotonic clock of the system.
     osal::Clock* clock = nullptr;
 };
 
 /// A list of middleware in front of a service. A request passes the middleware in the order of
 /// `use`.
 ///
-/// A request has exactly one end: the chain has the guarantees of `Calls`. An error of a
-/// middleware, and 500 for a service that forgets a request, arrive as `onError`. `use` must not be
-/// called after the first request. Any thread may call the other functions, also inside a callback.
-/// The service must outlive the chain. The destructor cancels what is pending and waits like that
-/// of `Calls`. A request that is answered at once takes some 70 ns more; with a log that is off,
-/// metrics, a deadline and limits 220 ns, and no allocation after warm-up
-/// (`bench/kit_middleware_bench`).
+/// A request has exactly one end: the chain has the guarantees of `Calls`. The handler receives
+/// `onError` for an error of a middleware. If the service destroys the response handler without an
+/// answer, the handler receives `onError` with 500. `use` must not be called after the first
+/// request. Any thread may call the other functions, also inside a callback. The service must
+/// outlive the chain. The destructor cancels the pending requests and waits as the destructor of
+/// `Calls` does. A request that is answered at once takes about 70 ns more than without a chain.
+/// With a log that is off, metrics, a deadline and limits it takes 220 ns more, and no allocation
+/// after warm-up (`bench/kit_middleware_bench`).
 ///
 ///     const auto serve = [](kova::IKovaApi& service, const kova::Request& request,
 ///                           std::unique_ptr<kova::IResponseHandler<kova::Response>> handler) {
@@ -184,11 +190,12 @@ public:
     /// A middleware that is a function: it forwards the request or rejects it. If it throws,
     /// `actionRequest` throws the same exception, and the response handler is destroyed.
     using Function = std::function<Verdict(Ask& ask, Next next)>;
-    /// Creates a middleware that is a service in front of the rest of the chain. `next` outlives
-    /// the result.
+    /// A function that creates a middleware in the form of a service. This service receives the
+    /// requests and forwards them to `next`, the rest of the chain. `next` outlives the created
+    /// service.
     using Front = std::function<std::unique_ptr<IKovaApi>(IKovaApi& next)>;
 
-    /// Creates the chain of `service`, which must outlive it.
+    /// Creates a chain in front of `service`. The service must outlive the chain.
     explicit Chain(IKovaApi& service);
     ~Chain() override;
     Chain(const Chain&) = delete;
@@ -196,7 +203,7 @@ public:
 
     /// @{
     /// Appends a middleware. Requests pass the middleware that was appended earlier first. Throws
-    /// `std::logic_error` after the first request. Of two deadlines without a `Front` between them
+    /// `std::logic_error` after the first request. If two deadlines have no `Front` between them,
     /// the shorter one applies.
     Chain& use(std::shared_ptr<Middleware> middleware);
     Chain& use(const Deadline& deadline);
@@ -213,7 +220,7 @@ public:
     /// @}
 
     /// @{
-    /// Does the same with a function of either form.
+    /// Appends a middleware that is given as a `Function` or a `Front`.
     Chain& useFunction(Function function);
     Chain& useFront(Front front);
     /// @}

@@ -21,7 +21,7 @@ struct ClientOptions {
     std::string servicePath = {};
     /// The header entry "$client-id": the identity of the client.
     std::string clientId = {};
-    /// The format of the payloads, in both directions.
+    /// The mime type of the payloads in requests and answers.
     std::string accept = mimetypes::JSON_TYPE;
     /// The default deadline of a call; 0 means no limit. The deadline of a stream applies to its
     /// first value.
@@ -32,11 +32,11 @@ struct ClientOptions {
     osal::Clock* clock = nullptr;
 };
 
-/// The calls of one client to one service. They use values instead of payloads.
+/// A client of one service. Its calls use values of C++ types instead of payloads.
 ///
 /// Any thread may call any function. The service must outlive the client. The destructor closes the
-/// client and waits until no callback is running. Inside a callback it does not wait for that
-/// callback.
+/// client and waits until no callback is running. If a callback destroys the client, the destructor
+/// does not wait for that callback.
 ///
 ///     const auto turnUp = [](kova::IKovaApi& service) {
 ///         kova::kit::ClientOptions options;
@@ -54,9 +54,9 @@ public:
     Client& operator=(const Client&) = delete;
 
     /// @{
-    /// Returns a call with a command of the core. `T` is the type of the value in the answer:
-    /// `void` if the answer has no value, `Payload` if the call must not read it. `body` is the
-    /// value in the request.
+    /// Returns a call with one of the four standard commands. `T` is the type of the value in the
+    /// answer. Use `void` if the answer has no value, and `Payload` to receive the payload without
+    /// conversion. `body` is the value in the request.
     template <typename T = Payload>
     Call<T> retrieve(const std::string& path) const {
         return call<T>(command::retrieve, path);
@@ -94,8 +94,9 @@ public:
     }
     /// @}
 
-    /// Rejects new calls, ends the pending calls silently, and waits until nothing is running for
-    /// them. Returns the calls that still run after `limit` (`Calls::close`).
+    /// Rejects new calls, ends the pending calls silently, and waits until no callback and no other
+    /// function is running for them. Returns the calls that still run after `limit`
+    /// (`Calls::close`).
     std::vector<CallInfo> close(std::chrono::milliseconds limit);
     /// Returns the calls that have not ended.
     std::vector<CallInfo> pending() const;

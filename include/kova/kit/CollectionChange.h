@@ -48,8 +48,8 @@ struct ListChange {
     /// The whole list.
     std::optional<std::vector<T>> whole = {};
 
-    /// Applies the change to the list. Returns false, and leaves the list unchanged, if it does not
-    /// fit: something is missing, or the index is beyond the end.
+    /// Applies the change to the list. Returns false, and leaves the list unchanged, if the change
+    /// does not fit the list: a member is missing, or the index is beyond the end.
     [[nodiscard]] bool applyTo(std::vector<T>& list) const {
         if (whole) {
             list = *whole;

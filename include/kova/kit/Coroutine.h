@@ -3,16 +3,17 @@
 #include <version>
 
 /// `co_await` on calls and on the values of a stream, for programs in C++20. In C++17 this header
-/// declares nothing. In a coroutine, of a type of the program's own choice,
+/// declares nothing. In a coroutine of any type that the program defines,
 ///
 /// - `co_await client.retrieve<Volume>("/volume")` returns the value or throws `KovaException`,
 /// - `co_await asResult(client.retrieve<Volume>("/volume"))` returns a `Result<Volume>`,
 /// - `co_await stream.next()` returns the next value of a `Stream<State>` as a `Result<State>`.
 ///
-/// The coroutine resumes on the executor of the call (`Call::on`, `ClientOptions::executor`). For
-/// an inline call this is the thread of the service, or the kit's thread if no event of the service
-/// ends the call. Destroying a suspended coroutine cancels its call. Destroy it on its executor, or
-/// when nothing can resume it any more, but not while another thread may resume it.
+/// The coroutine resumes on the executor of the call (`Call::on`, `ClientOptions::executor`). If
+/// the call is inline, the coroutine resumes on the thread on which the service sends the end of
+/// the call, or on the kit's thread if the call ends without an event of the service. Destroying a
+/// suspended coroutine cancels its call. Destroy it on its executor, or when nothing can resume it
+/// any more, but not while another thread may resume it.
 #if defined(__cpp_impl_coroutine) || defined(__cpp_coroutines)
 
 #include <atomic>
@@ -46,16 +47,16 @@ public:
         };
         draft_.onEnd = [answer = answer_](const End& end) {
             answer->end = end;
-            // The coroutine is resumed by the second of two steps: this one and the end of the
-            // start.
+            // Two steps must happen before the coroutine resumes: the call ends (here), and
+            // `await_suspend` has started the call. The later step resumes the coroutine.
             if (answer->secondStep.exchange(true)) {
                 answer->coroutine.resume();
             }
         };
         const std::shared_ptr<Answer> answer = answer_;
         call_ = draft_.start();
-        // If the end has arrived, the coroutine continues here. Otherwise another thread may resume
-        // and destroy it from now on.
+        // If the call has already ended, the coroutine continues on this thread. Otherwise another
+        // thread may resume and destroy the coroutine from now on.
         return !answer->secondStep.exchange(true);
     }
     Result<T> await_resume() {
@@ -94,20 +95,21 @@ public:
 
 }  // namespace detail
 
-/// Enables `co_await` on a call. It sends the call and returns the value, or throws
+/// Enables `co_await` on a call. The expression sends the call and returns the value, or throws
 /// `KovaException`.
 template <typename T>
 detail::ValueAwaiter<T> operator co_await(Call<T>&& call) {
     return detail::ValueAwaiter<T>(std::move(call));
 }
 
-/// Enables `co_await` on a call. It sends the call and returns a `Result`.
+/// Enables `co_await` on a call. The expression sends the call and returns a `Result`.
 template <typename T>
 detail::ResultAwaiter<T> asResult(Call<T> call) {
     return detail::ResultAwaiter<T>(std::move(call));
 }
 
-/// Waits for the next value of a stream. Returns it, or the reason of the end (`Stream::wait`).
+/// Waits for the next value of a stream. Returns the value, or the reason why the stream has ended
+/// (`Stream::wait`).
 template <typename T>
 class Stream<T>::Next {
 public:
@@ -118,7 +120,7 @@ public:
 
     bool await_ready() const { return stream_.state_->isReady(); }
     bool await_suspend(std::coroutine_handle<> coroutine) {
-        // After this call the coroutine may already be resumed and destroyed.
+        // When this call returns, the coroutine may already have been resumed and destroyed.
         return stream_.state_->whenReady([coroutine] { coroutine.resume(); });
     }
     Result<T> await_resume() { return stream_.take(); }

@@ -19,38 +19,39 @@ namespace kova::kit {
 /// clients,
 /// - "retrieve" returns the value at the path;
 /// - "update" sets it (204), or adds it (201); "-" is the index behind the end of an array;
-/// - "insert" adds a value at a path without one (201); in an array it moves the element at the
-///   index and those behind it;
+/// - "insert" adds a value at a path without one (201); in an array, the element at the index and
+///   the elements after it move by one;
 /// - "delete" removes it (204); at the mount path it makes the document an empty object.
 ///
-/// Errors: 404 if the path or, for a new value, its parent does not exist; 409 if there is a value
-/// already, if the parent is neither an object nor an array, or if the result would not be a valid
-/// document; 500 if the file cannot be written. The document is then unchanged.
+/// Errors: 404 if the path or, for a new value, its parent does not exist; 409 if "insert" finds a
+/// value at the path, if the parent is neither an object nor an array, or if the result would not
+/// be a valid document; 500 if the file cannot be written. In all these cases the document is
+/// unchanged.
 ///
-/// Every change is written to a new file, whose name has ".new" at the end, and synced to the disk.
-/// The new file then replaces the old one. If the process is killed or the power fails, the file
+/// Every change is written to a new file, whose name ends in ".new", and synced to the disk. The
+/// new file then replaces the old one. If the process is killed or the power fails, the file
 /// contains either the old or the new document. A document has at most 4 MiB of text. A change
 /// takes time in proportion to the size of the document.
 ///
 /// Any thread may call any function. Only one object of one process may use a file. Functions for
-/// other commands can be added, as to any resource.
+/// other commands can be added with `on`, as for any `Resource`.
 ///
 ///     const auto volumeOf = [](const kova::kit::Document& settings) {
 ///         return settings.get<int>("audio/volume").valueOr(30);
 ///     };
 class KOVA_KIT_API Document : public Resource {
 public:
-    /// Creates an empty object that changes write to the file.
+    /// Creates a document that contains an empty object. Each change writes the document to `file`.
     explicit Document(std::string file);
     ~Document();
 
-    /// Reads the file. If it does not exist, the document becomes an empty object. Fails with 500
-    /// if the file cannot be read, and with 409 if it is not a valid document; the document and the
-    /// file are then unchanged.
+    /// Reads the file into the document. If the file does not exist, the document becomes an empty
+    /// object. Fails with 500 if the file cannot be read, and with 409 if it is not a valid
+    /// document; the document and the file are then unchanged.
     Result<void> load();
 
-    /// Returns the value at the path. Fails with 404 if there is no value, and with 400 if it is
-    /// not a `T`. `T` is a type of `Values.h`.
+    /// Returns the value at the path. Fails with 404 if there is no value, and with 400 if the
+    /// value is not a `T`. `T` is a type that `Values.h` lists.
     template <typename T>
     Result<T> get(const std::string& path = {}) const {
         Result<Tree> tree = find(path);
@@ -59,7 +60,7 @@ public:
         }
         return fromTree<T>(**tree);
     }
-    /// Sets or adds the value at the path, with the errors of "update".
+    /// Sets or adds the value at the path. Fails as "update" does.
     template <typename T>
     Result<void> set(const std::string& path, const T& value) {
         Result<Tree> tree = toTree(value);
@@ -68,11 +69,11 @@ public:
         }
         return update(path, *std::move(tree));
     }
-    /// Removes the value at the path, with the errors of "delete".
+    /// Removes the value at the path. Fails as "delete" does.
     Result<void> erase(const std::string& path);
 
     /// @{
-    /// Used only by the kit, for `get` and `set`.
+    /// The untyped parts of `get` and `set`. Used only by the kit.
     Result<Tree> find(const std::string& path) const;
     Result<void> update(const std::string& path, Tree value);
     /// @}

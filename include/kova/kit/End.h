@@ -10,7 +10,8 @@
 
 namespace kova::kit {
 
-/// The way in which a call ended. A call has exactly one end, unless its owner silenced it.
+/// The way in which a call ended. A call has exactly one end, unless its owner ended it silently
+/// (`Subscription::reset`).
 ///
 /// A value type. Copies share the payload and the header of the response.
 ///
@@ -29,11 +30,13 @@ public:
         dropped,
         /// The service or a full executor did not accept the request.
         refused,
-        /// The owner of the call, or of its executor, cancelled it.
+        /// The owner of the call cancelled the call, or the owner of its executor stopped the
+        /// executor.
         cancelled,
         /// The deadline passed.
         timedOut,
-        /// The connection to the service was lost, or values were lost that were not read in time.
+        /// The connection to the service was lost, or the queue of the call was full and values
+        /// were lost.
         lost
     };
 
@@ -52,7 +55,8 @@ public:
     /// is empty.
     Error error() const { return Error::of(response_); }
     /// Returns the error response. If the request failed, this is the response of the service. If
-    /// the request was completed, its code is 0. It lives as long as the end.
+    /// the request was completed, its code is 0. The reference is valid as long as the object
+    /// exists.
     const Response& response() const noexcept { return response_; }
     /// Returns one human-readable line: "completed" or "dropped: 500 Internal Server Error:
     /// REASON".

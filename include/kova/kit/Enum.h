@@ -28,7 +28,7 @@
 
 namespace kova::kit {
 
-/// Describes an enumerator and its name in payloads.
+/// Describes an enumerator: its name in payloads and its value.
 template <typename E>
 constexpr detail::Enumerator<E> enumerator(std::string_view name, E value) noexcept {
     return {name, value};
@@ -48,8 +48,8 @@ constexpr auto fallback(detail::Enumerator<E> enumerator) noexcept {
     return enumerator;
 }
 
-/// Describes an enumeration without a macro. The function that returns the description is found by
-/// the type:
+/// Describes an enumeration without a macro. The kit finds the function `kovaEnumerators` by
+/// argument-dependent lookup:
 ///
 ///     enum class Mode { stopped, playing };
 ///     constexpr auto kovaEnumerators(Mode) {

@@ -26,17 +26,19 @@ public:
 
 }  // namespace detail
 
-/// Events that clients watch as a stream (`Client::watch`). `T` is a type of `Values.h`.
+/// A source of events that clients watch as a stream (`Client::watch`). `T` is a type that
+/// `Values.h` lists.
 ///
-/// Unlike an `Observable`, it has no value: a stream consists of the events that are sent after it
-/// began, and a request for one value is answered with an error. A watcher gets every event or the
-/// number of events that it has lost. By default up to 64 events wait for each watcher, and a
-/// watcher that does not keep up is disconnected with 503. With another policy (`options`), the
-/// event after lost events has the header entry `STREAM_LOST` with their number. This includes
-/// `Conflate`, which keeps only the newest event.
+/// Unlike an `Observable`, it has no current value. A stream consists of the events that are sent
+/// after the stream began. A request for one value is answered with an error. A watcher gets every
+/// event, or the number of events that it has lost. By default up to 64 events wait for each
+/// watcher, and a watcher that does not keep up is disconnected with 503. With another policy
+/// (`options`), the event after lost events has the header entry `STREAM_LOST` with their number.
+/// This is also true for `Conflate`, which keeps only the newest event.
 ///
 /// Any thread may call any function, also inside a receiver. `send` queues the event and returns.
-/// Threads deliver events, and the destructor waits, as for an `Observable`.
+/// The threads that deliver the events and the wait in the destructor are those that `Observable`
+/// describes.
 ///
 ///     kova::kit::Events<std::string> alarms;
 ///     alarms.options().queue(256).whenFull(kova::kit::DropOldest);

@@ -16,9 +16,9 @@ class ExecutorState;
 /// threads of a `Worker`, or the thread of a `Loop`.
 ///
 /// A handle of shared state; copies refer to the same executor. A default-constructed executor is
-/// the inline one: values and the answer arrive on the thread on which the service sends them. An
-/// end without an event of the service (dropped, cancelled, timed out, lost) then arrives on a
-/// thread of the kit, because the thread that detects it may hold a lock.
+/// the inline executor: callbacks run on the thread on which the service sends the value or the
+/// answer. An end without an event of the service (dropped, cancelled, timed out, lost) then
+/// arrives on a thread of the kit, because the thread that detects it may hold a lock.
 ///
 /// An executor has a limited number of places. When a call starts, it reserves a place for its end.
 /// If no place is free, the call is refused. If a callback blocks its executor for more than a

@@ -7,16 +7,16 @@
 #include "kova/kit/values/Struct.h"
 
 /// Describes a struct, so that payloads contain its values as objects. Place `KOVA_FIELDS` after
-/// the struct, in the same namespace. It may also be placed after `friend` in the struct, and can
-/// then name private members.
+/// the struct, in the same namespace. Alternatively, place it after `friend` inside the struct; the
+/// macro can then name private members.
 ///
 ///     struct Volume { int level = 30; bool muted = false; };
 ///     KOVA_FIELDS(Volume, level, optional(muted))
 ///
 /// The items after the type are:
 ///
-/// - `level`: a mandatory member. A member of a type `std::optional` may be missing, and is not
-///   written if it is empty.
+/// - `level`: a mandatory member. A member of a type `std::optional` may be missing in payloads,
+///   and is not written if it is empty.
 /// - `optional(muted)`: a field that may be missing. Its member then keeps its default.
 /// - `as("type", kind)`: a member that has another name in payloads.
 /// - `count(position)`: a duration. Payloads contain the number of its ticks.
@@ -25,7 +25,8 @@
 /// - `named("volume")`: the name of the type in variants and schemas. The default is its C++ name.
 ///
 /// The items `optional`, `as` and `count` can be nested: `optional(as("type", kind))`. The macro
-/// accepts up to 64 items and no comma in the name of the type. `kovaFields` has neither limit.
+/// accepts up to 64 items, and the name of the type must not contain a comma. The function
+/// `kovaFields` below has neither limit.
 #define KOVA_FIELDS(...)                                                                           \
     constexpr auto kovaFields(KOVA_KIT_FIRST(__VA_ARGS__)*) {                                      \
         return ::kova::kit::fields(KOVA_KIT_EACH(KOVA_KIT_ITEM, KOVA_KIT_TYPE_NAME, __VA_ARGS__)); \
@@ -33,7 +34,7 @@
 
 namespace kova::kit {
 
-/// Describes a member and its name in payloads.
+/// Describes a field: its name in payloads and the member that contains its value.
 template <class Class, class T>
 constexpr detail::Field<Class, T, detail::PlainForm> field(std::string_view name,
                                                            T Class::*member) noexcept {
@@ -72,13 +73,14 @@ constexpr detail::Strict strict() noexcept {
     return {};
 }
 
-/// Sets the name of the type in a variant. Of a qualified name only the last part is used.
+/// Sets the name of the type in variants and schemas. Only the last part of a qualified name is
+/// used.
 constexpr detail::Named named(std::string_view name) noexcept {
     return {detail::unqualified(name)};
 }
 
-/// Describes a struct without a macro. The function that returns the description is found by the
-/// struct's type:
+/// Describes a struct without a macro. The kit finds the function `kovaFields` by
+/// argument-dependent lookup:
 ///
 ///     struct Volume { int level = 30; bool muted = false; };
 ///     constexpr auto kovaFields(Volume*) {

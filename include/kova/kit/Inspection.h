@@ -23,14 +23,16 @@ namespace kova::kit {
 /// | "trace" | retrieve, update | the trace channels: `ChannelView`, `TraceLevel` |
 /// | "version" | retrieve | `VersionView` |
 ///
-/// The types of the values are in `InspectionViews.h`. A request of a peer that is not allowed is
-/// answered with 403 for any path.
+/// The types of the values are in `InspectionViews.h`. If a peer is not allowed to inspect the
+/// service, each of its requests is answered with 403.
 struct InspectionOptions {
-    /// Returns whether a peer is allowed to inspect the service. Null: the effective user of the
-    /// process and root are allowed. Called on the threads that send requests, several at a time.
+    /// Returns whether a peer is allowed to inspect the service. If the function is null, the
+    /// effective user of the process and root are allowed. Several threads that send requests may
+    /// call it at the same time.
     std::function<bool(const Peer&)> isAllowed;
-    /// Returns the metrics in the text format of Prometheus. Null: there are no metrics, and the
-    /// path "metrics" is unknown. Called on the threads that send requests, several at a time.
+    /// Returns the metrics in the text format of Prometheus. If the function is null, there are no
+    /// metrics, and the path "metrics" is answered with 404. Several threads that send requests may
+    /// call it at the same time.
     std::function<std::string()> metrics;
 };
 

@@ -20,7 +20,7 @@
 ///         return false;
 ///     };
 ///
-/// Plain value types. Bytes of a text that are not UTF-8 are shown as U+FFFD.
+/// Plain value types. In texts, bytes that are not valid UTF-8 are replaced by U+FFFD.
 namespace kova::kit {
 
 /// An operation of a mount.
@@ -29,10 +29,11 @@ struct OperationView {
     std::string command;
     /// The path below the mount path, as a template such as "{id:uint}/name".
     std::string path;
-    /// The answer can be a stream of values.
+    /// Whether the answer can be a stream of values.
     bool streams = false;
-    /// The JSON Schemas of the "body" of the request and of the "value" of the answer, as far as
-    /// there are any.
+    /// The JSON Schemas of the request and the answer. The key "body" is for the body of the
+    /// request, the key "value" is for the value of the answer. A schema that does not exist is
+    /// left out.
     std::map<std::string, Payload> schemas;
 };
 KOVA_FIELDS(OperationView, command, path, streams, schemas)
@@ -41,26 +42,29 @@ KOVA_FIELDS(OperationView, command, path, streams, schemas)
 struct MountView {
     /// The mount path.
     std::string path;
-    /// The operations of the mount. Empty for a handler or a service that does not describe its
+    /// The operations of the mount. Empty if the mounted handler or service does not describe its
     /// operations.
     std::vector<OperationView> operations;
 };
 KOVA_FIELDS(MountView, path, operations)
 
-/// A request that has not ended. A request that a worker serves occurs twice: as a request, and as
-/// the job on the thread of the worker.
+/// A request that has not ended. A request that a worker serves has two entries: one for the
+/// request, and one for the job on the thread of the worker.
 struct PendingView {
     /// The path of the request.
     std::string path;
     /// The command word.
     std::string command;
-    /// The header entry "$client-id", which the client chooses freely. "" without one.
+    /// The header entry "$client-id", which can be any text that the client chooses. "" if the
+    /// entry is missing.
     std::string client;
-    /// The time since the request was sent, to about 4 ms; of a job, since it began to run.
+    /// The time since the request was sent or, for a job, since the job began to run. The
+    /// resolution is about 4 ms.
     std::chrono::milliseconds age{0};
     /// The state of the request: "in the service", "pending", "in a callback" or "being cancelled".
     std::string phase;
-    /// The system's number of the thread that is occupied; 0 for none.
+    /// The thread number of the operating system for the thread that is busy with the request; 0 if
+    /// no thread is.
     long thread = 0;
 };
 KOVA_FIELDS(PendingView, path, command, client, as("ageMs", count(age)), phase, thread)
@@ -69,23 +73,26 @@ KOVA_FIELDS(PendingView, path, command, client, as("ageMs", count(age)), phase, 
 struct ChannelView {
     /// The name.
     std::string name;
-    /// The lowest level of the messages that are written. 7 is silent.
+    /// The lowest level of the messages that are written. With 7 the channel writes nothing.
     int level = 0;
 };
 KOVA_FIELDS(ChannelView, name, level)
 
 /// The body of an update of "trace".
 struct TraceLevel {
-    /// The names of the channels, of 1 to 128 bytes; "*" matches any text.
+    /// The pattern for the names of the channels, with a length of 1 to 128 bytes. "*" matches any
+    /// text.
     std::string pattern;
-    /// The lowest level of the messages that are written, from 0 to 7. 7 is silent.
+    /// The lowest level of the messages that are written, from 0 to 7. With 7 a channel writes
+    /// nothing.
     int level = 0;
 };
 KOVA_FIELDS(TraceLevel, strict(), pattern, level)
 
 /// The answer to an update of "trace".
 struct TraceChange {
-    /// The number of present channels that matched. Future ones get the level, too.
+    /// The number of existing channels that match the pattern. Channels that are created later and
+    /// match the pattern also get the level.
     unsigned channels = 0;
 };
 KOVA_FIELDS(TraceChange, channels)

@@ -15,12 +15,13 @@ namespace detail {
 class JobState;
 }
 
-/// A request that a `Worker` serves, as its function sees it.
+/// A request that is served on a thread of a `Worker`. The function that serves it receives a
+/// `Job`.
 ///
-/// Valid until the function returns. The function should call `cancelled` often: it returns true
-/// when the client has cancelled the request, its deadline has passed or the resource is closed.
-/// The result of the function is then ignored. A job that is cancelled while it is queued does not
-/// run. Only the thread of the function may use the job.
+/// Valid until the function returns. The function should call `cancelled` often. `cancelled`
+/// returns true if the client has cancelled the request, if the deadline of the request has passed,
+/// or if the resource is closed. The result of the function is then ignored. A job that is
+/// cancelled while it is queued does not run. Only the thread of the function may use the job.
 ///
 ///     const auto scan = [](kova::kit::Job& job, const std::string& folder) {
 ///         int found = 0;
@@ -37,16 +38,17 @@ public:
     Job(const Job&) = delete;
     Job& operator=(const Job&) = delete;
 
-    /// Returns whether the answer is no longer wanted.
+    /// Returns whether the request was cancelled, so that its answer is no longer needed.
     bool cancelled() const noexcept;
-    /// Waits for the time, or until the job is cancelled. Returns whether it is not cancelled.
+    /// Waits until `time` has passed or the job is cancelled. Returns false if the job is
+    /// cancelled.
     bool sleep(std::chrono::milliseconds time) const;
-    /// Sends a value that is not the last, with 298. Returns false if the job is cancelled.
+    /// Sends a progress value (code 298). Returns false if the job is cancelled.
     template <typename T>
     bool progress(const T& value) const {
         return send(toPayload(value, format()));
     }
-    /// Returns the request. It lives as long as the job.
+    /// Returns the request. The reference is valid as long as the job.
     const Ask& ask() const noexcept;
 
     /// @{

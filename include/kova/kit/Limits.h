@@ -6,15 +6,15 @@
 
 namespace kova::kit {
 
-/// The limits of a payload or tree that is read. If it exceeds a limit, reading fails with the code
-/// 400.
+/// The limits for reading a payload or a value tree. If the payload or tree exceeds a limit,
+/// reading fails with the code 400.
 ///
 ///     kova::kit::Limits limits;
 ///     limits.elements = 100;  // refuses payloads with more than 100 elements
 struct Limits {
     /// The maximum nesting depth of arrays and objects, at most `util::MAX_NESTING_DEPTH`.
     std::size_t depth = util::MAX_NESTING_DEPTH;
-    /// The maximum number of elements of all arrays and entries of all maps together.
+    /// The maximum of the total number of array elements and map entries.
     std::size_t elements = 1'000'000;
     /// The maximum length of a text in bytes.
     std::size_t textBytes = 16'777'216;

@@ -10,7 +10,8 @@ namespace kova::kit {
 
 /// Options of `Loop`.
 struct LoopOptions {
-    /// Number of places. Each call that has not ended and each function that has not run needs one.
+    /// The number of places. Each unfinished call and each function that waits to run needs one
+    /// place.
     std::size_t capacity = 1024;
 };
 
@@ -24,7 +25,8 @@ struct LoopOptions {
 ///     std::size_t count = loop.runReady();
 class KOVA_KIT_API Loop : public Executor {
 public:
-    /// Creates the loop. Throws `std::system_error` if the system has no free descriptor.
+    /// Creates the loop. Throws `std::system_error` if the system cannot create another file
+    /// descriptor.
     explicit Loop(const LoopOptions& options = {});
     /// Calls `stop`, and closes the descriptor.
     ~Loop();
@@ -33,16 +35,17 @@ public:
 
     /// Returns the descriptor, which is readable while callbacks are ready. The loop owns it.
     int fd() const noexcept;
-    /// Runs the callbacks and functions that were ready when it was called, on the calling thread,
-    /// and returns their number. One thread at a time may call it. Inside a callback it returns 0.
+    /// Runs, on the calling thread, the callbacks and functions that are ready at the time of the
+    /// call. Returns their number. Only one thread at a time may call it. If a callback calls it,
+    /// it runs nothing and returns 0.
     std::size_t runReady();
     /// Waits until a callback is ready, for at most `limit`, and calls `runReady`. For threads
     /// without an event loop.
     std::size_t runFor(std::chrono::milliseconds limit);
 
-    /// Rejects new calls and functions, ends its calls as "cancelled", and runs the callbacks that
-    /// are ready. Call it on the thread that runs the loop. Inside a callback it does not run them;
-    /// the next `runReady` does.
+    /// Rejects new calls and functions, ends the calls of the loop as "cancelled", and runs the
+    /// callbacks that are ready. Call it on the thread that runs the loop. If a callback calls it,
+    /// the next `runReady` runs the callbacks that are ready.
     void stop();
 
 private:

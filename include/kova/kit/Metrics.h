@@ -18,8 +18,9 @@ class MetricsState;
 /// The labels of a metric: names and values.
 using MetricLabels = std::vector<std::pair<std::string, std::string>>;
 
-/// A number that only grows. A handle of shared state: copies mean the same number, which lives as
-/// long as one of them or the registry. Any thread may call any function; none locks or allocates.
+/// A metric whose number only grows. A handle of shared state: copies refer to the same number. The
+/// number lives as long as a copy or the registry. Any thread may call any function. No function
+/// locks or allocates.
 class Counter {
 public:
     /// Adds to the number.
@@ -37,7 +38,7 @@ private:
     std::shared_ptr<std::atomic<std::uint64_t>> number_;
 };
 
-/// A number that grows and shrinks. A handle of shared state like `Counter`.
+/// A metric whose number can grow and shrink. A handle of shared state, like `Counter`.
 class Gauge {
 public:
     /// Replaces the number.
@@ -60,10 +61,10 @@ private:
     std::shared_ptr<std::atomic<double>> number_;
 };
 
-/// The metrics of a process or a service, and their text for Prometheus.
+/// A registry of the metrics of a process or a service. It formats them as text for Prometheus.
 ///
-/// A handle of shared state: copies mean the same registry. `kova::kit::metrics` counts requests in
-/// it. Any thread may call any function.
+/// A handle of shared state: copies refer to the same registry. The middleware `kova::kit::metrics`
+/// counts requests in a registry. Any thread may call any function.
 ///
 ///     kova::kit::MetricsRegistry registry;
 ///     const kova::kit::Counter scans = registry.counter("player_scans_total", "Scans.");
@@ -71,7 +72,8 @@ private:
 ///     const std::string page = registry.text();  // ends with "player_scans_total 1"
 class KOVA_KIT_API MetricsRegistry {
 public:
-    /// The greatest number of counters and gauges of the user, with all their labels.
+    /// The maximum number of counters and gauges that a program can create. Each combination of
+    /// labels counts.
     static constexpr std::size_t MAX_SERIES = 10'000;
 
     /// Creates an empty registry.
@@ -82,9 +84,10 @@ public:
     /// `help` is one sentence; later calls do not change it. By convention the name of a counter
     /// ends in "_total", and a name contains its unit, such as "_seconds".
     ///
-    /// Throws `std::invalid_argument` for a name that Prometheus does not accept, that begins with
-    /// "kova_" or belongs to a metric of the other kind, for a label with such a name or given
-    /// twice, and for texts that are not UTF-8. Throws `std::length_error` past `MAX_SERIES`.
+    /// Throws `std::invalid_argument` if Prometheus does not accept the name of the metric or of a
+    /// label, if the name of the metric begins with "kova_" or belongs to a metric of the other
+    /// kind, if two labels have the same name, or if a text is not UTF-8. Throws
+    /// `std::length_error` if there would be more than `MAX_SERIES`.
     Counter counter(const std::string& name, const std::string& help,
                     const MetricLabels& labels = {}) const;
     Gauge gauge(const std::string& name, const std::string& help,

@@ -17,7 +17,7 @@ namespace detail {
 class Served;
 }
 
-/// One operation of a mountable object, as inspection of a service shows it.
+/// One operation of a mountable object: a command at a path. The inspection of a service shows it.
 struct Operation {
     /// The command word.
     std::string command;
@@ -25,11 +25,12 @@ struct Operation {
     /// itself.
     std::string path;
     /// @{
-    /// Return the JSON Schema of the request's body and of the answer's value; null for none.
+    /// Return the JSON Schema of the request's body and of the answer's value; null if there is no
+    /// schema.
     Payload (*bodySchema)() = nullptr;
     Payload (*valueSchema)() = nullptr;
     /// @}
-    /// The answer can be a stream of values.
+    /// Whether the answer can be a stream of values.
     bool streams = false;
 };
 
@@ -37,8 +38,8 @@ struct Operation {
 /// `Events`, `ObservableList` and `ObservableMap`.
 ///
 /// A handle of shared state. Its owner may destroy it before or after the service in which it is
-/// mounted. From then on the mount answers new requests with 503. Destruction also ends pending
-/// requests with 503, and waits until no function of the object is running. If one of these
+/// mounted. After its destruction the mount answers new requests with 503. Destruction also ends
+/// pending requests with 503, and waits until no function of the object is running. If one of these
 /// functions destroys the object, destruction does not wait for the current call of that function.
 /// Any thread may call any function.
 ///
@@ -51,9 +52,9 @@ public:
     Mountable& operator=(const Mountable&) = delete;
 
     /// Returns a new resource handler that serves the requests, for a composed service that no
-    /// `ServiceBuilder` builds. The handler may outlive the object. In such a service a request
-    /// that another thread answers, while `actionRequest` has not returned, leaves a stale entry
-    /// (`IResourceHandler::actionRequest`).
+    /// `ServiceBuilder` builds. The handler may outlive the object. In such a service, a request
+    /// leaves a stale entry in the table of pending requests if another thread answers it before
+    /// `actionRequest` has returned (`IResourceHandler::actionRequest`).
     std::unique_ptr<IResourceHandler> handler() const;
     /// Returns the operations.
     std::vector<Operation> operations() const;
@@ -66,8 +67,8 @@ protected:
     /// Calls `close`.
     ~Mountable();
 
-    /// Refuses new requests, ends pending ones with 503 and waits until no function runs. A class
-    /// with members that its functions use calls it in its destructor.
+    /// Refuses new requests, ends pending ones with 503 and waits until no function of the object
+    /// is running. A derived class whose functions use its members must call it in its destructor.
     void close() noexcept;
 
 private:

@@ -58,7 +58,7 @@ public:
     }
 
     /// @{
-    /// Guarded by the lock of the hub.
+    /// The members below are guarded by the lock of the hub.
     std::shared_ptr<ValueChange<T>> current;
     std::shared_ptr<const Check> check;
     /// @}
@@ -76,20 +76,21 @@ private:
 /// A value that clients retrieve once, watch as a stream of its changes (`Client::watch`), and may
 /// update. `T` is a type of `Values.h` that can be copied.
 ///
-/// A stream begins with the value at this time; then each value follows in order, none is missed or
-/// repeated. The values wait in a queue for each watcher: by default up to 16, and a watcher that
-/// does not keep up gets the newest one (`options`). Values are encoded once for all watchers of a
-/// format, when the first of them gets the value.
+/// A stream begins with the current value. Each later value follows in order; no value is missed or
+/// repeated. Each watcher has a queue of values, by default for up to 16 values. If the queue is
+/// full, the watcher gets only the newest value (`options`). A value is encoded once for all
+/// watchers of a format, when the first of these watchers gets it.
 ///
-/// Any thread may call any function, also a receiver of the values. `set` and `modify` queue the
-/// value and return; threads of the kit deliver it. There are up to 16 of them in the process,
-/// however many watchers there are. A receiver that blocks occupies one of them, and others get
-/// their values from another one within some milliseconds. If all 16 are occupied, the receiver
-/// that has blocked the longest is disconnected, and its thread is replaced; it gets the error 503
-/// when it returns. Up to 16 threads are replaced at a time.
+/// Any thread may call any function, also inside a receiver of the values. `set` and `modify` queue
+/// the value and return; threads of the kit deliver it. The process has up to 16 such threads for
+/// any number of watchers. A receiver that blocks occupies one thread. Within some milliseconds,
+/// another thread delivers the values of the other receivers. If all 16 threads are occupied, the
+/// receiver that has blocked the longest is disconnected, and its thread is replaced. That receiver
+/// gets the error 503 when it returns. Up to 16 threads are replaced at a time.
 ///
 /// A handle of shared state (`Mountable`). The destructor ends the streams with 503 and waits until
-/// no receiver is running. Inside a receiver of its own values it does not wait.
+/// no receiver is running. If a receiver of its values destroys the object, the destructor does not
+/// wait.
 ///
 ///     kova::kit::Observable<int> level(30);
 ///     level.options().queue(4).whenFull(kova::kit::DropOldest);
@@ -100,7 +101,7 @@ private:
 template <typename T>
 class Observable final : public detail::Streaming {
 public:
-    /// The function that decides about the value that a client wants to set.
+    /// The type of the function that accepts or rejects a value that a client wants to set.
     using Check = std::function<Result<void>(const T& wanted)>;
 
     /// Sets the first value.
@@ -113,7 +114,7 @@ public:
     void set(T&& value) { source_->set(hub(), std::move(value)); }
     /// @}
     /// Calls `change(value)` with a copy of the value, without a lock, and sets the copy. If
-    /// another thread has set the value meanwhile, it does so again with a new copy.
+    /// another thread has set the value meanwhile, calls `change` again with a new copy.
     template <typename Function>
     void modify(Function&& change) {
         bool done = false;
@@ -133,9 +134,10 @@ public:
     }
     /// Returns a copy of the value.
     T get() const { return current()->value; }
-    /// Lets clients update the value. A value that the function accepts is set; the error that it
-    /// returns is the answer otherwise. The function is called on the thread of the request,
-    /// without a lock. Without a function, or with an empty one, the value is read-only.
+    /// Lets clients update the value. If `check` accepts the value, the value is set. If `check`
+    /// returns an error, the request is answered with this error. The function is called on the
+    /// thread of the request, without a lock. Without a function, or with an empty one, the value
+    /// is read-only.
     void onWrite(Check check) {
         auto next = check ? std::make_shared<const Check>(std::move(check)) : nullptr;
         detail::readWith(hub(), [&] { source_->check.swap(next); });

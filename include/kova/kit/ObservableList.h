@@ -61,8 +61,9 @@ public:
 /// no change is missed or repeated. By default up to 16 changes wait for each watcher. A watcher
 /// that does not keep up gets the whole list again (`options`).
 ///
-/// Any thread may call any function, also inside a receiver of the changes. Changes are queued.
-/// Threads deliver them, and the destructor waits, as for an `Observable`.
+/// Any thread may call any function, also inside a receiver of the changes. Changes are queued. The
+/// threads that deliver the changes and the wait in the destructor are those that `Observable`
+/// describes.
 ///
 ///     kova::kit::ObservableList<std::string> tracks;
 ///     tracks.append("Intro");
@@ -153,7 +154,7 @@ public:
         }
         return result;
     }
-    /// Returns a copy of an element; nothing if the list has no such index.
+    /// Returns a copy of the element, or `std::nullopt` if the list has no such index.
     std::optional<T> get(std::size_t index) const {
         detail::Shared<T> element;
         detail::readWith(hub(), [&] {

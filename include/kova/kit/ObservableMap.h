@@ -60,8 +60,9 @@ public:
 /// no change is missed or repeated. By default up to 16 changes wait for each watcher. A watcher
 /// that does not keep up gets the whole map again (`options`).
 ///
-/// Any thread may call any function, also inside a receiver of the changes. Changes are queued.
-/// Threads deliver them, and the destructor waits, as for an `Observable`.
+/// Any thread may call any function, also inside a receiver of the changes. Changes are queued. The
+/// threads that deliver the changes and the wait in the destructor are those that `Observable`
+/// describes.
 ///
 ///     kova::kit::ObservableMap<int> levels;
 ///     levels.set("kitchen", 30);  // added
@@ -134,7 +135,7 @@ public:
         }
         return result;
     }
-    /// Returns a copy of an element; nothing if the map has no such key.
+    /// Returns a copy of the element, or `std::nullopt` if the map has no such key.
     std::optional<T> get(const std::string& key) const {
         detail::Shared<T> element;
         detail::readWith(hub(), [&] {

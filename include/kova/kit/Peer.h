@@ -12,12 +12,13 @@ namespace kova::kit {
 /// A plain value type. The numbers come from the kernel, not from the request, so a client cannot
 /// forge them.
 struct Peer {
-    /// The user, group and process. -1 if the transport does not know it.
+    /// The numbers of the user, the group and the process. -1 if the transport does not know the
+    /// number.
     long uid = -1;
     long gid = -1;  ///< see `uid`
     long pid = -1;  ///< see `uid`
     /// The address in the text form of the transport, such as "unix:" or "127.0.0.1:41034". Empty
-    /// within the process.
+    /// for requests from within the process.
     std::string address;
 
     /// Returns the peer of requests from within the process: its own effective user and group, and
@@ -25,17 +26,17 @@ struct Peer {
     KOVA_KIT_API static Peer self();
 };
 
-/// Returns the peer of a request. Within a `PeerScope` of the current thread this is the peer of
-/// the scope, otherwise `Peer::self()`.
+/// Returns the peer of a request. If the current thread has a `PeerScope`, returns the peer of that
+/// scope, otherwise `Peer::self()`.
 ///
-/// The request does not carry its peer, so that a header entry cannot pretend one. Ask for the peer
-/// while the request is being served, on the thread that serves it. A request that a handler sends
-/// to another service on this thread has the same peer. `Job` and `Ask` keep the peer of their
-/// request. Any thread may call it.
+/// The request does not contain its peer, so no header entry can forge it. Call the function while
+/// the request is being served, on the thread that serves the request. A request that a handler
+/// sends to another service on this thread has the same peer. `Job` and `Ask` keep the peer of
+/// their request. Any thread may call the function.
 KOVA_KIT_API Peer peerOf(const Request& request);
 
-/// A guard for transports: requests that the current thread sends have this peer, until the guard
-/// is destroyed. Guards of a thread nest.
+/// A guard for transports. Until the guard is destroyed, the requests that the current thread sends
+/// have this peer. A thread may have nested guards; the innermost applies.
 ///
 ///     const kova::kit::Peer peer{1000, 1000, 4711, "unix:"};
 ///     const kova::kit::PeerScope scope(peer);

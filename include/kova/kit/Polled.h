@@ -25,12 +25,13 @@ public:
     /// to 2^32 - 1 milliseconds.
     Polling(const Streaming& stream, std::chrono::milliseconds interval,
             std::function<void()> function);
-    /// Waits until the function does not run. Inside the function it does not wait.
+    /// Waits until the function is not running. If the function itself destroys the object, does
+    /// not wait.
     ~Polling();
     Polling(const Polling&) = delete;
     Polling& operator=(const Polling&) = delete;
 
-    /// Begins to call the function, unless it is called already.
+    /// Begins the regular calls of the function, unless they have already begun.
     void start();
 
 private:
@@ -80,8 +81,8 @@ public:
     }
 
     const std::function<Result<T>()> readValue;
-    /// Set before the first request. Expires with the `Polled`, whose destructor may run inside the
-    /// function.
+    /// Set before the first request. Expires when the `Polled` is destroyed, which may happen
+    /// inside the function.
     std::weak_ptr<Polling> polling;
     /// The value of the latest poll. Guarded by the lock of the hub.
     std::shared_ptr<Change> latest;
@@ -89,22 +90,24 @@ public:
 
 }  // namespace detail
 
-/// A value that a function reads when a client retrieves it, and at every interval for the clients
-/// that watch it: the state of a sensor, of a file or of the system. `T` is a type of `Values.h`.
+/// A value that a function reads, such as the state of a sensor, of a file or of the system. The
+/// function is called when a client retrieves the value, and at every interval while clients watch
+/// it. `T` is a type of `Values.h`.
 ///
-/// A stream begins with a value that is read for this watcher; then each value that is read at an
-/// interval follows. While no client watches the value, no timer is running. The values wait in a
-/// queue for each watcher as for an `Observable`. An error of the function is the answer to a
-/// client that retrieves the value or begins to watch it. At an interval the error is ignored, and
-/// the stream continues when the value can be read again. An exception is reported and treated as
-/// an error.
+/// A stream begins with a value that is read for the new watcher. The values that are read at each
+/// interval follow. While no client watches the value, no timer is running. Each watcher has a
+/// queue of values, as for an `Observable`. If the function returns an error, a client that
+/// retrieves the value or begins to watch it gets this error. At an interval the error is ignored,
+/// and the stream continues when the value can be read again. An exception of the function is
+/// reported and treated as an error.
 ///
 /// Several threads may call the function at the same time: those that send requests, and the thread
 /// of the alarms, which also serves other alarms of the process. A function that takes long should
 /// run in a thread of the user, which sets an `Observable`.
 ///
 /// A handle of shared state (`Mountable`). The destructor ends the streams with 503 and waits until
-/// neither the function nor a receiver is running. Inside one of them it does not wait for it.
+/// neither the function nor a receiver is running. If the function or a receiver destroys the
+/// object, the destructor does not wait for it.
 ///
 ///     kova::kit::Polled<double> temperature(
 ///         []() -> kova::kit::Result<double> { return 21.5; }, std::chrono::milliseconds(500));

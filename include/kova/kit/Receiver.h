@@ -9,10 +9,10 @@ namespace kova::kit {
 /// Receives the answer to one call: any number of values, then one end, and nothing after that.
 ///
 /// It is not an `IResponseHandler`: it receives every kind of end, including that of a request that
-/// was refused or dropped. The kit calls one function at a time, on a thread of the call's
-/// executor, and holds no lock meanwhile. It destroys the receiver after the end, or after the
-/// owner silenced the call, but never while one of its functions is running. An exception that
-/// leaves a function ends the process.
+/// was refused or dropped. The kit calls one function of the receiver at a time, on a thread of the
+/// call's executor, and holds no lock meanwhile. The kit destroys the receiver after the end, or
+/// after the owner has ended the call silently, but never while a function of the receiver is
+/// running. An exception that leaves a function ends the process.
 ///
 ///     struct Printer : kova::kit::Receiver {
 ///         kova::kit::Result<void> onValue(const kova::Response& value) override {

@@ -20,7 +20,7 @@ namespace kova::kit {
 struct KOVA_KIT_API Error {
     /// The status code, as in `kova::statuscodes`.
     unsigned short code = statuscodes::INTERNAL_SERVER_ERROR;
-    /// One line without a line break. May be empty.
+    /// The message: one line, without a line break. May be empty.
     std::string message;
 
     /// Returns the code and the message of a response. The message is empty if the response is not
@@ -47,8 +47,7 @@ inline bool operator!=(const Error& left, const Error& right) noexcept {
 
 /// A value, or the reason why it is missing.
 ///
-/// A value type without a lock, like the type of its value. A default-constructed `Result<void>` is
-/// a success.
+/// Plain value type. Not synchronized. A default-constructed `Result<void>` is a success.
 ///
 ///     const auto half = [](int value) -> kova::kit::Result<int> {
 ///         if (value % 2 != 0) return kova::kit::Error{400, "an odd number"};
@@ -111,8 +110,8 @@ public:
     /// Returns the value, or `other` if the result is an error.
     T valueOr(T other) const& { return ok() ? **this : std::move(other); }
 
-    /// Returns the reason. Undefined if the result has a value. The reference is valid as long as
-    /// the result exists.
+    /// Returns the reason of the failure. Undefined if the result has a value. The reference is
+    /// valid as long as the result exists.
     const Error& error() const noexcept { return *std::get_if<1>(&content_); }
 
 private:
@@ -150,8 +149,8 @@ public:
         }
     }
 
-    /// Returns the reason. Undefined if the result is a success. The reference is valid as long as
-    /// the result exists.
+    /// Returns the reason of the failure. Undefined if the result is a success. The reference is
+    /// valid as long as the result exists.
     const Error& error() const noexcept { return *error_; }
 
 private:

@@ -13,11 +13,11 @@ namespace kova::kit {
 ///     std::string text;
 ///     kova::Payload::createStringFrom(schema, text, true);  // {"$schema":..., "type":"array",...}
 ///
-/// The schema describes the JSON that `fromPayload<T>` accepts, with two exceptions. A type of the
-/// core that is written as text, such as `dovglobals::Date`, is a plain "string"; only its
-/// "description" names the content, such as "a date". A number such as `1.0` is an integer in JSON
-/// Schema, but `fromPayload` does not read it as an integer. Structs are definitions, so a type may
-/// contain itself. Any thread may call the function.
+/// The schema describes the JSON that `fromPayload<T>` accepts, with two exceptions. A kova type
+/// that is written as text, such as `dovglobals::Date`, has the schema type "string"; only the
+/// "description" in the schema names the content, such as "a date". A number such as `1.0` is an
+/// integer in JSON Schema, but `fromPayload` does not read it as an integer. Structs are
+/// definitions, so a type may contain itself. Any thread may call the function.
 template <typename T>
 Payload schemaOf() {
     return detail::writeSchema(&detail::SchemaOf<T>::write);

@@ -11,9 +11,9 @@ namespace kova::kit {
 
 /// Options of `ServiceManager`.
 struct ServiceManagerOptions {
-    /// Returns whether the service works. Called on the thread of the watchdog. Null: the service
-    /// works if it answers "retrieve" of "/" within half of the period; an error is an answer, too.
-    /// An exception that leaves the function ends the process.
+    /// Returns whether the service works. Called on the thread of the watchdog. If the function is
+    /// null, the service counts as working if it answers "retrieve" of "/" within half of the
+    /// watchdog period, even with an error. An exception that leaves the function ends the process.
     std::function<bool()> isHealthy;
 };
 
@@ -21,9 +21,9 @@ struct ServiceManagerOptions {
 /// sd_notify(3).
 ///
 /// It sends datagrams to the socket in the environment variable NOTIFY_SOCKET: a path, or "@" and
-/// the name of an abstract socket. Without the variable it does nothing. If WATCHDOG_USEC is set
-/// too, and WATCHDOG_PID is not the number of another process, a thread checks the service at once
-/// and then after each half of that period. It sends "WATCHDOG=1" if the service works. The
+/// the name of an abstract socket. Without the variable it does nothing. If WATCHDOG_USEC is also
+/// set, and WATCHDOG_PID is not the number of another process, a thread checks the service at once
+/// and then every WATCHDOG_USEC / 2 microseconds. It sends "WATCHDOG=1" if the service works. The
 /// constructor reads the variables once.
 ///
 ///     const auto run = [](kova::IKovaApi& service, const std::function<void()>& waitForSignal) {
@@ -39,7 +39,7 @@ class KOVA_KIT_API ServiceManager {
 public:
     /// Reads the environment and starts the watchdog. `service` must outlive the object.
     explicit ServiceManager(IKovaApi& service, ServiceManagerOptions options = {});
-    /// Ends the watchdog. Waits for a check that is running.
+    /// Ends the thread of the watchdog. Waits until a running check has ended.
     ~ServiceManager();
     ServiceManager(const ServiceManager&) = delete;
     ServiceManager& operator=(const ServiceManager&) = delete;

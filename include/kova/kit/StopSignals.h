@@ -13,8 +13,8 @@ namespace kova::kit {
 ///
 /// The object blocks both signals for the thread that creates it and for those that are started
 /// later, so that none of them is interrupted. Create it first in `main`, before the first thread.
-/// A signal that has arrived stays until the object is destroyed, so none is missed, however often
-/// it is asked for.
+/// The object stays signalled after the first signal until it is destroyed, so every later call of
+/// `wait` returns true.
 ///
 /// A process must not have more than one object at a time. A program that is started with `exec`
 /// inherits the blocked signals. Any thread that was started later may call any function; the
@@ -27,16 +27,17 @@ namespace kova::kit {
 ///     };
 class KOVA_KIT_API StopSignals {
 public:
-    /// Throws `std::system_error` if there is no descriptor left.
+    /// Throws `std::system_error` if the system cannot create another file descriptor.
     StopSignals();
-    /// Forgets the signals that have arrived, and restores the blocked signals of the thread.
+    /// Discards the signals that have arrived, and restores the signal mask that the thread had
+    /// before.
     ~StopSignals();
     StopSignals(const StopSignals&) = delete;
     StopSignals& operator=(const StopSignals&) = delete;
 
     /// Returns whether a signal has arrived.
     bool received() const noexcept { return wait(std::chrono::milliseconds(0)); }
-    /// Waits for a signal, for at most `limit`. Returns whether one has arrived.
+    /// Waits for a signal, for at most `limit`. Returns whether a signal has arrived.
     bool wait(std::optional<std::chrono::milliseconds> limit = std::nullopt) const noexcept;
     /// Returns a descriptor for `poll` and event loops, which is readable from the first signal on.
     /// Do not read from it.

@@ -24,19 +24,21 @@ class KOVA_KIT_API StreamState {
 public:
     explicit StreamState(std::size_t capacity) : capacity_(capacity) {}
 
-    /// Adds a value. Returns the reason if the queue is full.
+    /// Adds a value. Returns an error if the queue is full.
     Result<void> push(const Response& value);
     /// Adds the end.
     void finish(const End& end);
 
     /// Returns whether `take` has something to return.
     bool isReady() const;
-    /// Stores the function until `take` has something to return, and then calls it once. If this is
-    /// already the case, returns false and does not store the function.
+    /// Stores a function that is called once when a value or the end of the stream arrives. If
+    /// `take` already has a value or the end to return, returns false and does not store the
+    /// function.
     bool whenReady(std::function<void()> function);
     /// Destroys the stored function.
     void forget();
-    /// Waits until `take` has something to return. Returns false if the limit passed.
+    /// Waits until a value or the end of the stream has arrived. Returns false if `limit` has
+    /// passed before.
     bool waitFor(std::chrono::milliseconds limit);
     /// Removes and returns the next value, or returns the reason of the end: 204 if the stream was
     /// completed. Call it only if `isReady` returns true. The end is not removed.
@@ -94,7 +96,7 @@ public:
     /// Returns an object on which a coroutine can wait for the next value. Requires `Coroutine.h`.
     Next next() { return Next(*this); }
 
-    /// Returns the owner of the call, to cancel it.
+    /// Returns the subscription that owns the call. Use it to cancel the call.
     Subscription& subscription() noexcept { return call_; }
 
 private:

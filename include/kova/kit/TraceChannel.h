@@ -7,7 +7,7 @@
 
 namespace kova::kit {
 
-/// A binding of a shared trace channel, which is released in the destructor.
+/// A reference to a shared trace channel. The destructor releases the channel.
 ///
 /// The channel is silent until its level is set (`ZEL_TRACE`, `tracing::SharedChannelMap`). Objects
 /// with the same name use the same channel. Any thread may use the channel.
@@ -16,7 +16,8 @@ namespace kova::kit {
 ///     channel->trace(2, "track %d", 7);  // written if the level of the channel is at most 2
 class TraceChannel {
 public:
-    /// Binds the channel of this name. Throws `std::bad_alloc` if memory is exhausted.
+    /// Refers to the channel with this name, and creates the channel if necessary. Throws
+    /// `std::bad_alloc` if memory is exhausted.
     explicit TraceChannel(const std::string& name) : channel_(tracing::bindTraceChannel(name)) {}
     ~TraceChannel() { tracing::releaseTraceChannel(channel_); }
     TraceChannel(const TraceChannel&) = delete;

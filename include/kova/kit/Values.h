@@ -45,16 +45,17 @@
 ///   null (`std::monostate`), boolean, number, string, array or object.
 /// - `std::chrono::duration`: the text of `dovglobals::Duration`, for whole seconds up to 31 days,
 ///   or a count (see `KOVA_FIELDS`).
-/// - `std::chrono::system_clock::time_point`, and others of this clock: the text of
+/// - `std::chrono::system_clock::time_point`, and other time points of this clock: the text of
 ///   `dovglobals::DateTime` in UTC, with milliseconds, for the years 1 to 9999. A text with another
 ///   time zone can be read.
 /// - The types of `kova/core/dovglobals`, `Path`, `url`, `zel::UUID`, `Number`: their text.
 /// - `Tree`, `GenericObject`: a value tree.
 /// - `Payload` within another value: any value, in the format of the outer payload.
 ///
-/// A type may contain itself in a vector or map. These functions have no state; any thread may call
-/// them. They throw `std::bad_alloc` if memory is exhausted. If the platform stores a reason as the
-/// thread's latest error, it is moved into the result; afterwards the thread has no error.
+/// A type may contain itself in a vector or map. The functions have no state; any thread may call
+/// them. They throw `std::bad_alloc` if memory is exhausted. If the platform records a failure as
+/// the thread's latest error, the function moves the reason into the result and clears the thread's
+/// latest error.
 namespace kova::kit {
 
 namespace detail {
@@ -68,7 +69,7 @@ KOVA_KIT_API Result<Payload> writePayload(const std::string& mimeType, const Lim
                                           bool (*write)(Writer&, const void*), const void* value);
 
 /// @{
-/// Does the same for a value tree.
+/// The same functions for a value tree.
 KOVA_KIT_API std::optional<Error> readTreeValue(const util::config::Value& tree,
                                                 const Limits& limits, bool (*read)(Reader&, void*),
                                                 void* out);
@@ -93,8 +94,9 @@ Result<T> readGeneral(const Payload& payload, const Limits& limits) {
 ///
 /// Fails with the code 500 if the value has no form in the format. Examples are NaN, infinities and
 /// text that is not UTF-8 in JSON, a nesting depth beyond the limit, and an enumerator without a
-/// name. The other limits apply only to reading. The message names the field and the byte of the
-/// incomplete payload: "stations[1].height: expected a finite number, found inf (byte 25)".
+/// name. The other members of `Limits` apply only to reading. The message names the field, and the
+/// byte of the payload at which writing stopped: "stations[1].height: expected a finite number,
+/// found inf (byte 25)".
 template <typename T>
 Result<Payload> toPayload(const T& value, const std::string& mimeType = mimetypes::JSON_TYPE,
                           const Limits& limits = {}) {
@@ -141,8 +143,8 @@ Result<Tree> toTree(const T& value, const Limits& limits = {}) {
     return detail::writeTreeValue(limits, &detail::writeErased<detail::Writer, T>, &value);
 }
 
-/// Returns the value that a value tree contains. Fails as `fromPayload` does; the message states no
-/// byte. Integers and floats are checked as in payloads.
+/// Returns the value that a value tree contains. Fails as `fromPayload` does, but the message
+/// states no byte. The ranges of integers and floats are checked as for payloads.
 template <typename T>
 Result<T> fromTree(const util::config::Value& tree, const Limits& limits = {}) {
     T value{};

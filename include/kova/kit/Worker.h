@@ -11,7 +11,8 @@ namespace kova::kit {
 struct WorkerOptions {
     /// Number of threads; 0 is treated as 1.
     unsigned threads = 1;
-    /// Number of places. Each call that has not ended and each function that has not run needs one.
+    /// The number of places. Each unfinished call and each function that waits to run needs one
+    /// place.
     std::size_t capacity = 1024;
 };
 
@@ -32,9 +33,10 @@ public:
     Worker(const Worker&) = delete;
     Worker& operator=(const Worker&) = delete;
 
-    /// Rejects new calls and functions, ends its calls as "cancelled", runs the queued tasks, and
-    /// waits until the threads have ended. A wait of more than a second is traced. Called on a
-    /// thread of the worker, it does not wait; the threads then end when no task is left.
+    /// Rejects new calls and functions, ends the calls of the worker as "cancelled", runs the
+    /// queued tasks, and waits until the threads have ended. A wait of more than a second is
+    /// traced. If a thread of the worker calls it, it does not wait; the threads end when no task
+    /// is left.
     void stop();
 
 private:

@@ -16,7 +16,7 @@ namespace kova::testing {
 
 namespace detail {
 
-/// The checks of `conformance`, each with a handler of its own.
+/// The checks of `conformance`. Each check uses a new handler.
 class Conformance {
     using Check = ConformanceCheck;
 
@@ -44,7 +44,8 @@ public:
     }
 
 private:
-    // Runs a check on a thread of its own, which is left behind if the handler does not return.
+    // Runs a check on a new thread. If the handler does not return, the thread is detached and
+    // keeps running.
     void check(const std::string& name, const std::function<void(Check&)>& body) {
         const auto each = std::make_shared<Check>(options_);
         each->handler = make_();
@@ -80,8 +81,9 @@ private:
 
 }  // namespace detail
 
-/// Checks resource handlers against the contract of `IResourceHandler`, and returns what it found:
-/// an empty list, or texts such as "cancellation: ignores the cancellation".
+/// Checks resource handlers against the contract of `IResourceHandler`. Returns the violations as
+/// texts, such as "cancellation: ignores the cancellation"; an empty list means that there are
+/// none.
 ///
 /// `makeHandler` returns a new handler for each check. A handler must answer each request with
 /// exactly one end and send nothing after it, send one event at a time, complete a request whose
@@ -89,9 +91,9 @@ private:
 /// threads at once, answer unknown paths and commands with errors, use the format that the client
 /// accepts, throw nothing, and keep no response handler when it is destroyed.
 ///
-/// The handler gets the requests as from a service without middleware. A check takes at most 14
-/// times the limit; its thread and its handler are left behind if the handler does not return. A
-/// handler that ends the process ends the test, too.
+/// The handler gets the requests directly, as in a service without middleware. A check takes at
+/// most 14 times the limit. If the handler does not return, the thread and the handler of the check
+/// keep running. A handler that ends the process ends the test, too.
 ///
 ///     const auto findingsOf = [](std::unique_ptr<kova::IResourceHandler> (*make)()) {
 ///         kova::testing::ConformanceOptions options;

@@ -20,31 +20,33 @@
 
 namespace kova::testing {
 
-/// The requests that `conformance` sends, and how long it waits.
+/// The options of `conformance`: the requests that it sends, and its time limits.
 struct ConformanceOptions {
     /// A request that the handler answers without an error: its command, its path below the mount
     /// path, and its body.
     std::string command = "retrieve";
     std::string path;  ///< see `command`
     Payload body;      ///< see `command`
-    /// The response semantic of the request; "" for none.
+    /// The header entry "$response-semantic" of the request; "" for a request without this entry.
     std::string semantic;
-    /// The request has no end of its own: its values come until it is cancelled.
+    /// Whether the handler never ends the request itself, and sends values until the request is
+    /// cancelled.
     bool endless = false;
-    /// A path that the handler does not have; nothing if it serves every path.
+    /// A path that the handler does not serve; `std::nullopt` if it serves every path.
     std::optional<std::string> unknownPath = "no/such/path";
-    /// A command that the handler does not have.
+    /// A command that the handler does not serve.
     std::string unknownCommand = "no-such-command";
-    /// The greatest time that an answer, a cancellation or a destructor takes.
+    /// The maximum time that an answer, a cancellation or a destructor may take.
     std::chrono::milliseconds limit{500};
-    /// The time in which late events are expected.
+    /// The time for which a check waits after the end of a request, to detect events that arrive
+    /// after the end.
     std::chrono::milliseconds settle{30};
 };
 
 namespace detail {
 
-/// One check of `conformance`. It lives until its thread has ended, although its time may have
-/// passed.
+/// One check of `conformance`. It lives until its thread has ended, even if the time limit of the
+/// check has passed before.
 struct ConformanceCheck {
     explicit ConformanceCheck(const ConformanceOptions& options) : options(options) {}
 
@@ -72,7 +74,7 @@ struct ConformanceCheck {
         const std::lock_guard<std::mutex> guard(mutex);
         findings.push_back(finding);
     }
-    // Waits for the end, and for what comes after it.
+    // Waits for the end of the request, and then for events that arrive after the end.
     void finish(const Probe& probe) {
         if (!probe.waitForEndOrDestruction(options.limit)) {
             find("does not end the request");
@@ -120,7 +122,8 @@ struct ConformanceCheck {
         const Probe probe = send(options.command, options.path, 1);
         finish(probe);
     }
-    // An event that another thread has begun may still arrive within the first half.
+    // An event that another thread has begun to send may still arrive during the first half of the
+    // wait.
     void cancelled() {
         void* handle = nullptr;
         const Probe probe = send(options.command, options.path, 0, nullptr, &handle);
@@ -135,7 +138,8 @@ struct ConformanceCheck {
             find("ignores the cancellation");
         }
     }
-    // Every second request is cancelled by another thread while it may be being answered.
+    // Another thread cancels every second request, possibly while the handler is answering that
+    // request.
     void atOnce() {
         std::vector<std::thread> threads;
         threads.reserve(THREADS);
@@ -160,7 +164,8 @@ struct ConformanceCheck {
             find("does not end the request");
         }
     }
-    // An exception of a handler ends the process of its service.
+    // Calls a function and records an exception as a violation, because in a service an exception
+    // of a handler would end the process.
     template <typename F>
     void guarded(F function) {
         try {

@@ -14,17 +14,19 @@
 
 namespace kova::testing::detail {
 
-/// What happened to one response handler of `conformance`, and what was wrong with it.
+/// Creates a response handler for `conformance`, and records the events that the handler receives
+/// and the violations of the contract.
 class Probe {
 public:
-    /// `values` is the number of values after which the receiver wants no more; 0 for no limit.
+    /// `values` is the number of values after which the response handler wants no more values; 0
+    /// means no limit.
     explicit Probe(int values = 0) : state_(std::make_shared<State>()) { state_->limit = values; }
 
     std::unique_ptr<IResponseHandler<Response>> handler() const {
         return std::make_unique<Handler>(state_);
     }
 
-    /// Waits until the request has ended. Returns whether it has.
+    /// Waits until the request has ended. Returns whether the request has ended.
     bool waitForEnd(std::chrono::milliseconds limit) const {
         return waitFor(limit, [](const State& state) { return state.ends != 0; });
     }
@@ -54,7 +56,8 @@ public:
     bool isDestroyed() const { return read(&State::isDestroyed); }
     int values() const { return read(&State::values); }
     int ends() const { return read(&State::ends); }
-    /// Returns the error that ended the request; the code 0 without one.
+    /// Returns the error that ended the request. The code is 0 if the request did not end with an
+    /// error.
     Response error() const { return read(&State::error); }
     /// Returns the mime type of the last value that has a payload.
     std::string format() const { return read(&State::format); }
@@ -122,7 +125,8 @@ private:
         }
 
     private:
-        // A guard for one event: locks the state, but not while it looks for a second event.
+        // A guard for one event. It locks the state, but releases the lock for a moment, so that a
+        // second event at the same time is detected.
         class Inside {
         public:
             explicit Inside(const std::shared_ptr<State>& state)

@@ -17,7 +17,8 @@
 namespace kova::testing {
 
 /// A recording of the events that response handlers and receivers receive. Each event is a text:
-/// "value 200 PAYLOAD", "error 404 MESSAGE", "completed", and for receivers the text of `kit::End`.
+/// "value 200 PAYLOAD", "error 404 MESSAGE", "completed", and, for the end of a call, the text of
+/// `kit::End`.
 ///
 /// A handle of shared state: copies refer to the same recording, and the handlers keep it alive.
 /// Any thread may call any function.
@@ -39,8 +40,8 @@ public:
     /// Returns a new receiver that records.
     std::unique_ptr<kit::Receiver> receiver() const { return std::make_unique<Receiver>(state_); }
 
-    /// Registers a function that is called with the text of each event that is recorded from now
-    /// on. It runs on the thread of the event. No lock is held.
+    /// Registers a function that is called with the text of each later event. The function runs on
+    /// the thread of the event, without a lock.
     void onEvent(std::function<void(const std::string&)> function) const {
         const std::lock_guard<std::mutex> guard(state_->mutex);
         state_->onEvent = std::move(function);

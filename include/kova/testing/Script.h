@@ -18,39 +18,39 @@
 
 namespace kova::testing {
 
-/// A resource handler that plays a list of events for each request: a fake of a service for the
-/// tests of its clients.
+/// A resource handler that sends the same list of events for each request. It serves as a fake
+/// service in tests of clients.
 ///
 ///     kova::testing::Script script;
 ///     script.value(kova::Response(298)).wait().value(kova::Response(200)).complete();
 ///     auto handler = script.handler();  // for a service, or for actionRequest
 ///     script.go();                      // goes on with the requests that wait
 ///
-/// The events after the last one of the list are up to the test: without an end the request stays
-/// pending until it is cancelled. If the receiver wants no more values, the request is completed.
+/// If the list does not contain the end of the request, the request stays pending until it is
+/// cancelled. If the client wants no more values, the request is completed.
 ///
-/// A handle of shared state: copies mean the same script, and the handlers keep it alive. The list
-/// is put together before the first request. Any thread may call the other functions; no lock is
-/// held while an event is sent.
+/// A handle of shared state: copies refer to the same script, and the handlers keep it alive. Build
+/// the list before the first request. Any thread may call the other functions; no lock is held
+/// while an event is sent.
 class Script {
 public:
     /// @{
-    /// Add one event: a value, an error as the end, the completion, or the end of the response
-    /// handler without an event.
+    /// Add one event: a value, an error that ends the request, the completion, or the destruction
+    /// of the response handler without an event.
     Script& value(Response value) { return add(Step::value, std::move(value)); }
     Script& error(Response error) { return add(Step::error, std::move(error)); }
     Script& complete() { return add(Step::complete); }
     Script& drop() { return add(Step::drop); }
     /// @}
-    /// Adds a place where a request waits for `go`.
+    /// Adds a pause: the request waits until `go` is called.
     Script& wait() { return add(Step::wait); }
-    /// Adds a place from which on the events come from a new thread, which the destructor of the
-    /// resource handler joins.
+    /// Adds a change of threads: a new thread sends the events that follow. The destructor of the
+    /// resource handler joins the thread.
     Script& elsewhere() { return add(Step::elsewhere); }
 
     /// Returns a new resource handler.
     std::unique_ptr<IResourceHandler> handler() const { return std::make_unique<Handler>(state_); }
-    /// Goes on, on the current thread, with all requests that wait.
+    /// Continues all requests that wait, on the current thread.
     void go() const {
         std::vector<std::shared_ptr<Play>> plays;
         {
@@ -89,7 +89,8 @@ private:
     };
     using ResponseHandler = std::unique_ptr<IResponseHandler<Response>>;
 
-    // One request. Guarded by the lock of the state, except for the handler while it is called.
+    // The state of one request. The lock of `State` guards it. Only the handler is called without
+    // the lock.
     struct Play {
         std::uintptr_t number = 0;
         ResponseHandler handler;
@@ -108,7 +109,7 @@ private:
             plays[play->number] = play;
             return play;
         }
-        // Plays events until the request ends, waits, or goes on elsewhere.
+        // Sends events until the request ends, waits for `go`, or continues on another thread.
         void run(const std::shared_ptr<Play>& play) {
             while (Step const* const step = take(*play)) {
                 if (step->kind == Step::elsewhere) {
@@ -121,7 +122,7 @@ private:
                 }
             }
         }
-        // Returns the next step, or null if no step can be played now.
+        // Returns the next step, or null if the request has ended or must wait.
         Step const* take(Play& play) {
             {
                 const std::lock_guard<std::mutex> guard(mutex);

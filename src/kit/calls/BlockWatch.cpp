@@ -24,7 +24,8 @@ BlockWatch::Running::Running(BlockWatch& watch, const Task& task)
         watch_.armed_ = true;
     }
     if (arms) {
-        // Fails only if the thread for alarms cannot be started; then nothing is traced.
+        // `arm` fails only if the thread of the alarms cannot be started. In this case nothing is
+        // traced.
         static_cast<void>(watch_.alarm_->arm(LONG_WAIT));
     }
 }

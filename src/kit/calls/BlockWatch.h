@@ -10,14 +10,14 @@
 
 namespace kova::kit::detail {
 
-/// Traces a callback that has blocked a thread of an executor for one to two seconds. Traces it
-/// once, while it still runs.
+/// Traces each callback that has blocked a thread of an executor for one to two seconds. The
+/// callback is traced once, while it is still running.
 ///
 /// While tasks run, an alarm expires every second. It is armed when a task begins and the alarm is
 /// idle. An executor without tasks therefore causes no expiry, and each task locks a mutex once.
 class BlockWatch {
 public:
-    /// A running task, on the stack of its thread.
+    /// A guard for a running task. It lives on the stack of the task's thread.
     class Running {
     public:
         Running(BlockWatch& watch, const Task& task);

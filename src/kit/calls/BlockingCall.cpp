@@ -22,7 +22,7 @@ bool isDelivering(const ThreadRecord& thread, const CallTable& table) {
     return false;
 }
 
-// Ends the wait of a thread of an executor.
+// A guard whose destructor tells an executor that its thread no longer waits.
 struct EndWait {
     ExecutorState* executor = nullptr;
     ~EndWait() {
@@ -85,7 +85,7 @@ Result<Response> BlockingCall::run() {
     call->silence();
     waitForCallback(*call);
     const std::lock_guard<std::mutex> guard(mutex_);
-    // The answer may have arrived just after the time was over.
+    // The answer may have arrived just after the time limit had passed.
     const bool late = error && error->code == statuscodes::GATEWAY_TIMEOUT && end_;
     return error && !late ? Result<Response>(*std::move(error)) : result();
 }

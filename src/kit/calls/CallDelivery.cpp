@@ -28,7 +28,8 @@ bool PendingCall::enter() noexcept {
     return true;
 }
 
-// Fast path of an inline call: a value is delivered without being queued.
+// Acquires the right to use the receiver for one value. Fast path of an inline call: the value is
+// delivered without being queued.
 bool PendingCall::enterForValue() noexcept {
     const Word thread = Word{thisThread().id} << THREAD_SHIFT;
     Word seen = state_.load(std::memory_order_acquire);
@@ -75,9 +76,9 @@ void PendingCall::drain() noexcept {
         values_.clear();
         return;
     }
-    // A value that arrived before the end is already in the queue. A value that is queued while
-    // this thread delivers others may not be. Therefore only an end that was stored before them is
-    // delivered next.
+    // If the end was stored before this thread took the queued values, all values that precede the
+    // end are among them, and the end is delivered next. If the end was stored later, a value that
+    // precedes it may have been queued meanwhile, so the queue is read again first.
     const bool ended = (seen & END_STORED) != 0;
     if (ended && !end_) {
         end_.emplace(End::Kind::lost, *lossReason_);
@@ -220,8 +221,8 @@ void DeliveryTask::run() noexcept {
     }
     call.drain();
     call.leave(PendingCall::Leave::forExecutor);
-    // Another call may have work. Values that arrived meanwhile are therefore appended to the
-    // queue.
+    // Values that arrived meanwhile are delivered by a new task at the end of the executor's queue,
+    // because other calls may be waiting there.
     if ((call.peek() & WORK) != 0) {
         call.schedule();
     }

@@ -19,8 +19,8 @@ using namespace state;  // NOLINT(google-build-using-namespace): the names of on
 namespace {
 
 std::int64_t coarseNow() noexcept {
-    // Takes 5 ns instead of 25. The resolution suffices, because the age of a call is shown in
-    // milliseconds.
+    // The coarse clock takes 5 ns instead of 25 ns. Its resolution suffices, because the age of a
+    // call is shown in milliseconds.
     timespec time{};
     clock_gettime(CLOCK_MONOTONIC_COARSE, &time);
     return std::int64_t{time.tv_sec} * 1'000'000'000 + time.tv_nsec;
@@ -45,7 +45,7 @@ public:
         reinterpret_cast<Slot*>(bytes - offsetof(Slot, memory))->call->releaseByService();
     }
 
-    // After these calls the object may be destroyed.
+    // The calls in these functions may destroy the object.
     bool onNext(const Response& value) override { return call_.value(value); }
     void onError(const Response& error) override { call_.serviceEnd(&error); }
     void onCompleted() override { call_.serviceEnd(nullptr); }
@@ -173,8 +173,8 @@ bool PendingCall::afterReturn(void* serviceHandle, bool keepsOwner) noexcept {
     return (seen & ENDED) == 0;
 }
 
-// Returns the state after the return of the service, including the steps that remain for this
-// thread.
+// Returns the new state of the call after the service has returned. It includes flags for the steps
+// that this thread still has to perform.
 Word PendingCall::afterReturn(Word seen, bool cancels, bool keepsOwner) noexcept {
     Word next = seen | RETURNED | (cancels ? CANCELLING : 0);
     if (endedInStart_) {

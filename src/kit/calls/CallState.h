@@ -2,8 +2,8 @@
 
 #include <cstdint>
 
-/// The state of a call. It is one word, so that each step of a call is one atomic operation. The
-/// lower 16 bits are flags, the next 16 bits count the references to the call's memory, and the
+/// The state of a call. The state is one word, so that each step of a call is one atomic operation.
+/// The lower 16 bits are flags, the next 16 bits count the references to the call's memory, and the
 /// upper 32 bits are the number of the thread that calls its receiver.
 namespace kova::kit::detail::state {
 
@@ -49,7 +49,7 @@ constexpr std::uint32_t threadOf(Word word) noexcept {
     return static_cast<std::uint32_t>(word >> THREAD_SHIFT);
 }
 
-/// Returns the flags that a value sets in this state.
+/// Returns the flags that the arrival of a value sets in this state.
 constexpr Word flagsOfValue(Word word) noexcept {
     return VALUE | ((word & RETURNED) != 0 ? LATER_VALUE : 0);
 }

@@ -23,8 +23,8 @@ std::uint64_t takeNumbers() noexcept {
     return next.fetch_add(CHUNK, std::memory_order_relaxed);
 }
 
-// Returns another shard for each call of a thread. The calls of one thread are thus in all shards,
-// and threads that cancel them rarely contend.
+// Returns the shard for the next call of the current thread. Successive calls of a thread are in
+// different shards, so threads that cancel them rarely contend.
 std::size_t nextShard() noexcept {
     ThreadRecord& thread = thisThread();
     return thread.id * std::size_t{7} + thread.calls++;
@@ -112,8 +112,9 @@ void CallTable::remove(PendingCall& call) noexcept {
     }
 }
 
-// A thread that sets the size and then counts the calls sees a call that `remove` has removed
-// before, or `remove` sees the size, because both lock the shard.
+// No wake-up is lost, because `remove` and the count of the calls both lock the shard. Either the
+// thread that calls `awaitSize` and then counts the calls sees that the call is removed, or
+// `remove` sees the new size.
 void CallTable::awaitSize(std::size_t size) noexcept {
     std::size_t former = awaited_.load(std::memory_order_relaxed);
     while (former < size &&
@@ -155,8 +156,8 @@ std::vector<CallReference> CallTable::collectAll() {
     return collect([](const PendingCall&, void*) { return true; }, nullptr);
 }
 
-// The counts are read under the locks. Afterwards a thread that has removed a call no longer uses
-// the table.
+// The counts are read under the locks, so a thread whose removed call is no longer counted has also
+// stopped using the table.
 std::size_t CallTable::size() const noexcept {
     std::size_t size = 0;
     for (const Shard& shard : shards_) {

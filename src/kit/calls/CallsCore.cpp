@@ -35,8 +35,8 @@ CallInfo describe(const PendingCall& call) {
     return info;
 }
 
-// Returns all calls in the order of their addresses, in which memory and the tables of services are
-// read fastest. This halves the time of a stop with 100 000 calls.
+// Returns all calls in the order of their addresses, because the memory and the tables of services
+// are read fastest in this order. This halves the time for stopping 100 000 calls.
 std::vector<CallReference> collectInOrder(CallTable& table) {
     std::vector<CallReference> calls = table.collectAll();
     std::sort(calls.begin(), calls.end());
@@ -113,8 +113,9 @@ void* CallsCore::sendAway(const Request& request, PendingCall::Target&& target,
     return started.pending ? started.handle : IKovaApi::UNDEFINED_REQUEST_HANDLE;
 }
 
-// A call whose operation this thread is inside of, or whose callback waits for this thread, is
-// taken from the table: nothing of it uses the core afterwards.
+// Two kinds of calls cannot settle before this function returns: a call that this thread is
+// executing an operation of, and a call whose callback waits for this thread. Such calls are
+// removed from the table; they do not use the core afterwards.
 bool CallsCore::closeAndWait(bool limited, std::chrono::milliseconds limit) {
     limited = limited && limit < osal::Alarm::LONGEST;
     const WaitLimit until =

@@ -30,7 +30,7 @@ public:
     void* actionRequest(const Request& request, PendingCall::ResponseHandler handler);
     void cancelRequest(void* handle) noexcept;
     /// @}
-    /// Sends a request. Returns the call with a reference of the caller.
+    /// Sends a request. Returns the call with a reference that the caller owns.
     CallReference send(const Request& request, PendingCall::Target&& target,
                        const CallOptions& callOptions);
     /// Sends a request without an owner. Returns the handle, or null if the call has ended. `now`
@@ -44,7 +44,8 @@ public:
     /// passed.
     bool stopAndWait(const Error& error, std::chrono::milliseconds limit);
     /// Rejects new calls and ends all calls as "lost", without waiting. Returns the number of calls
-    /// that this thread is inside of. They cannot settle before it returns.
+    /// that this thread is executing an operation of. They cannot settle before that operation has
+    /// returned.
     std::size_t stop(const Error& error);
     /// Ends all calls as "lost", without waiting. Returns them.
     std::vector<CallReference> lose(const Error& error);
@@ -57,7 +58,7 @@ public:
     Deadlines deadlines;
 
     /// A guard for a thread that waits until all calls of a closed table are settled. `own` is the
-    /// number of calls that cannot settle before the thread goes on.
+    /// number of calls that cannot settle before the waiting thread continues.
     class Waiting {
     public:
         Waiting(CallsCore& core, std::size_t own) noexcept;
@@ -65,10 +66,11 @@ public:
         Waiting(const Waiting&) = delete;
         Waiting& operator=(const Waiting&) = delete;
 
-        /// Returns whether some call cannot settle before the thread goes on.
+        /// Returns whether there are calls that cannot settle before the waiting thread continues.
         bool isInside() const noexcept { return own_ != 0; }
-        /// Returns whether all calls are settled: all, or without those that cannot settle before a
-        /// waiting thread goes on. Two such threads would otherwise wait for each other.
+        /// Returns whether all calls are settled. With `withoutWaiting`, calls that cannot settle
+        /// before a waiting thread continues are not counted; otherwise two waiting threads could
+        /// wait for each other.
         bool isOver(bool withoutWaiting) const noexcept;
 
     private:
@@ -82,7 +84,7 @@ private:
                         const CallOptions& callOptions, std::optional<Deadlines::TimePoint> now);
     bool waitUntilSettled(std::size_t own, const WaitLimit& until);
 
-    /// The sum of the calls of waiting threads that cannot settle before these threads go on.
+    /// The total number of calls that cannot settle before one of the waiting threads continues.
     std::atomic<std::size_t> excepted_{0};
 };
 

@@ -15,10 +15,11 @@ class CallTable;
 
 /// Ends the calls of a table whose deadlines have passed.
 ///
-/// One alarm is armed for the earliest deadline. A new call compares its deadline with it; this
-/// takes 25 ns for the clock and no lock. The alarm's callback searches the whole table (about 10
-/// ns for each call). Therefore it does so at most every millisecond and in at most a tenth of the
-/// time. Ends are delivered elsewhere.
+/// One alarm is armed for the earliest deadline. When a call is added, its deadline is compared
+/// with the earliest one. This takes 25 ns to read the clock, and no lock. The alarm's callback
+/// searches the whole table (about 10 ns for each call). Therefore it searches at most once per
+/// millisecond and spends at most a tenth of the time on it. The executors of the calls, not the
+/// alarm's thread, deliver the ends.
 class Deadlines {
 public:
     using TimePoint = std::chrono::steady_clock::time_point;
@@ -31,7 +32,7 @@ public:
     TimePoint now() const {
         return clock_ != nullptr ? clock_->now() : std::chrono::steady_clock::now();
     }
-    /// Starts the alarm without a deadline. No thread is used before.
+    /// Starts the alarm and its thread, without a deadline. Before this call no thread is running.
     void prepare();
     /// Ensures that the call, which is in the table, is ended at `due`.
     void add(TimePoint due);
@@ -47,8 +48,8 @@ private:
     std::mutex mutex_;
     std::once_flag prepared_;
     std::unique_ptr<osal::Alarm> alarm_;
-    /// Marks the timer's thread as a thread that calls alarms. It is a separate alarm, because a
-    /// deadline that is added soon afterwards would cancel the expiry.
+    /// An alarm whose callback marks the timer's thread as a thread that calls alarms. It is
+    /// separate from `alarm_`, because arming `alarm_` for a new deadline would cancel this expiry.
     std::unique_ptr<osal::Alarm> probe_;
 };
 

@@ -6,7 +6,7 @@ namespace kova::kit {
 
 namespace {
 
-// A function as a task, which destroys itself.
+// A task that runs a function once and then destroys itself.
 class FunctionTask final : public detail::Task {
 public:
     FunctionTask(std::function<void()>&& function,

@@ -57,7 +57,8 @@ void ExecutorState::post(TaskList& tasks, std::size_t count) noexcept {
 }
 
 bool ExecutorState::tryPost(Task& task) noexcept {
-    // If a service posts a task during `actionRequest`, this executor serves the request.
+    // If a service posts a task during `actionRequest`, the kit assumes that this executor serves
+    // the request.
     thisThread().servedBy = this;
     const std::lock_guard<std::mutex> guard(mutex_);
     if (stopping_ || used_ >= capacity_) {

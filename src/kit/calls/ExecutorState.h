@@ -8,13 +8,14 @@
 
 namespace kova::kit::detail {
 
-/// The place for a call's end in an executor. The executor has a list of the places, so that it can
-/// end the calls when it stops.
+/// A place in an executor that is reserved for the end of a call. The executor has a list of these
+/// places, so that it can end the calls when it stops.
 class Reservation {
 public:
     /// Keeps the call alive. The executor calls it under its lock.
     virtual void hold() noexcept = 0;
-    /// Ends the call, because the executor stops, and reverts `hold`. Called without a lock.
+    /// Ends the call because the executor stops, and releases the reference that `hold` acquired.
+    /// Called without a lock.
     virtual void endForStop() noexcept = 0;
 
     Reservation(const Reservation&) = delete;
@@ -47,8 +48,8 @@ public:
     void release(Reservation& place) noexcept;
     /// Queues a task of a call that has reserved a place. Does not wait for the task.
     void post(Task& task) noexcept;
-    /// Does the same with all tasks of a list, which is then empty. `count` is their number. Only
-    /// for an executor with one thread that never stops.
+    /// Queues all `count` tasks of a list, and empties the list. Only for an executor with a single
+    /// thread that never stops.
     void post(TaskList& tasks, std::size_t count) noexcept;
     /// Queues a task and reserves a place for it, which `giveBackPlace` releases. Returns false if
     /// the executor is full or stops.
@@ -56,7 +57,7 @@ public:
     void giveBackPlace() noexcept;
 
     /// Returns whether a blocking call on a thread of this executor would leave no thread for other
-    /// tasks. If not, the thread is counted as waiting until `endWait`.
+    /// tasks. If it returns false, the thread is counted as waiting until `endWait` is called.
     virtual bool wouldBlockAll() noexcept = 0;
     virtual void endWait() noexcept = 0;
 
@@ -67,13 +68,13 @@ protected:
     Task* popLocked() noexcept;
     /// Returns the number of queued tasks. The lock must be held.
     std::size_t queuedLocked() const noexcept { return queued_; }
-    /// Removes all tasks and appends them to the list. The lock must be held. For an executor with
-    /// one thread that never stops, which runs them with `runUncounted`.
+    /// Removes all tasks and appends them to the list. The lock must be held. Only for an executor
+    /// with a single thread that never stops. That thread runs the tasks with `runUncounted`.
     void popAllLocked(TaskList& tasks) noexcept;
     /// Runs a task on the current thread.
     void run(Task& task) noexcept;
     void runUncounted(Task& task) noexcept;
-    /// Rejects new places and ends the calls that have reserved one.
+    /// Rejects new reservations, and ends the calls that have reserved a place.
     void endCalls() noexcept;
     /// Passes the queued tasks and all later tasks to the thread of the kit.
     void leaveToKit() noexcept;
@@ -91,7 +92,7 @@ private:
     bool left_ = false;
     TaskList tasks_;
     Reservation* places_ = nullptr;
-    /// Number of reserved places, plus queued tasks without a place.
+    /// The number of reserved places plus the number of queued tasks that have no reserved place.
     std::size_t used_ = 0;
     const std::size_t capacity_;
     std::size_t queued_ = 0;

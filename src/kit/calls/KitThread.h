@@ -7,13 +7,13 @@
 
 namespace kova::kit::detail {
 
-/// Returns the executor of the kit's thread, which starts with its first task and lives as long as
-/// the process. It delivers the ends of inline calls that are not caused by an event of the
+/// Returns the executor of the kit's thread. The thread starts with its first task and runs until
+/// the process ends. It delivers the ends of inline calls that are not caused by an event of the
 /// service, and cancels the requests of such calls.
 ExecutorState& kitThread();
 
-/// Tasks for the kit's thread. They are posted together, so that the thread that makes them and the
-/// kit's thread rarely wait for each other.
+/// A batch of tasks for the kit's thread. The tasks are posted together, so that the posting thread
+/// and the kit's thread rarely contend for the lock of the queue.
 class KitBatch {
 public:
     KitBatch() = default;

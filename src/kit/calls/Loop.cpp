@@ -31,7 +31,8 @@ public:
     void endWait() noexcept override {}
 
 protected:
-    // Only the first of several tasks writes to the descriptor, because a write takes 300 ns.
+    // If several tasks are queued, only the first one writes to the descriptor, because a write
+    // takes 300 ns.
     void wake() noexcept override {
         if (!signalled_) {
             signalled_ = true;

@@ -30,7 +30,8 @@ void PendingCall::releaseByService() noexcept {
     }
 }
 
-// Releases the reference of the service on a thread on which no other step follows.
+// Releases the service's reference to the call. The calling thread does not use the call
+// afterwards.
 void PendingCall::releaseAwaited() noexcept {
     Word seen = state_.load(std::memory_order_acquire);
     Word next = 0;
@@ -73,8 +74,9 @@ bool PendingCall::needsCancellation(Word seen) const noexcept {
     return (seen & RETURNED) != 0 && serviceHandle_ != nullptr;
 }
 
-// Decides the end, unless that has happened. Returns the new state, or nothing. If the request must
-// be cancelled, the caller does so, with a reference if the kit's thread does it for the caller.
+// Marks the call as ended, and returns the new state. Returns `std::nullopt` if the call has
+// already ended. If the new state requires a cancellation, the caller must cancel the request. With
+// `byKit`, the kit's thread will do this, and the state includes a reference for it.
 std::optional<Word> PendingCall::decideEnd(bool byKit) noexcept {
     Word seen = state_.load(std::memory_order_acquire);
     Word next = 0;
@@ -138,10 +140,10 @@ void PendingCall::endForStop() noexcept {
     release();
 }
 
-// A composed service removes its entry before it forwards the end. If it has not stored the entry
-// at that time, the stored entry is stale later. Only a value that arrived after the return of
-// `actionRequest` excludes this. Therefore the request is cancelled; in all other cases such a
-// service ignores the cancellation.
+// A composed service removes its table entry for a request before it forwards the end. If it stores
+// the entry only afterwards, the entry becomes stale. This is impossible only if a value has
+// arrived after `actionRequest` had returned. In all other cases the request is cancelled, which
+// removes a stale entry. If there is no stale entry, the service ignores the cancellation.
 void PendingCall::serviceEnd(Response const* error) noexcept {
     const Word running = RUNNING | Word{thisThread().id} << THREAD_SHIFT;
     Word seen = state_.load(std::memory_order_acquire);
@@ -233,8 +235,8 @@ void PendingCall::advance(Word clear) noexcept {
                                            std::memory_order_acquire));
 }
 
-// Removes the call from the table if it is settled in the next state. Before that state is stored,
-// no other thread can see the call as settled, because the caller's own step is missing.
+// Removes the call from the table if it is settled in the next state. No other thread can see the
+// call as settled before the caller stores that state, because the caller's own step is missing.
 Word PendingCall::unlinkIfSettled(Word next) noexcept {
     if (!isSettled(next) || (next & UNLINKED) != 0) {
         return next;

@@ -32,8 +32,8 @@ public:
     std::string label() const final;
 };
 
-/// The cancellation of a request at the service, as a task of the kit's thread. Before that, the
-/// task delivers the end of an inline call that is one of many lost ones.
+/// The cancellation of a request at the service, as a task of the kit's thread. If an inline call
+/// is ended together with many others (`lose`), the task first delivers the end of the call.
 class CancellationTask : public Task {
 public:
     void run() noexcept final;
@@ -42,11 +42,12 @@ public:
 };
 
 /// One call: the object to which the service sends its events, the receiver, and the state between
-/// them. All of it is in one block of memory, which lives until
+/// them. The whole call is in one block of memory, which lives until
 ///
 /// - the service has destroyed its response handler,
 /// - the service has returned from `actionRequest`, and a stale entry for the handler's address has
-///   been cancelled, so that no later request can have this address before, and
+///   been cancelled (otherwise a later request could get the same address while the entry exists),
+///   and
 /// - no reference to the call is left.
 ///
 /// `CallState.h` describes the state. Only the thread that has set RUNNING uses the receiver.
@@ -72,8 +73,8 @@ public:
         std::string_view client = {};          ///< copied; valid during `create`
     };
 
-    /// Returns a new call with a reference for its owner and one for the service. `start` or
-    /// `refuse` must follow.
+    /// Returns a new call with two references: one for its owner and one for the service. The
+    /// caller must then call `start` or `refuse`.
     static PendingCall* create(const Request& request, Setup&& setup, Target&& target);
 
     /// The result of `start`.
@@ -86,25 +87,26 @@ public:
     /// false, the reference of the owner is released, so the call may be destroyed afterwards.
     Started start(const Request& request, Deadlines* deadlines, bool keepsOwner);
 
-    /// Ends the call for its owner, a deadline or a connection. The receiver gets the end later, on
-    /// a thread of the executor. A cancellation reaches the service on this thread, all other ends
-    /// on the thread of the kit. Returns false if the call has already ended.
+    /// Ends the call because its owner cancels it, its deadline passes or its connection is lost.
+    /// The receiver gets the end later, on a thread of the executor. The request is cancelled at
+    /// the service: on this thread if the owner cancels it, otherwise on the kit's thread. Returns
+    /// false if the call has already ended.
     bool end(End::Kind kind, const Error& error) noexcept;
-    /// Does the same as `end` with the kind "lost", for one of many calls that end at once. The end
-    /// is created when it is delivered.
+    /// Does the same as `end` with the kind "lost", for one of many calls that end at once. The
+    /// `End` object is created when the end is delivered.
     void lose(const std::shared_ptr<const Error>& reason, KitBatch& batch) noexcept;
-    /// Silences the call: no further callback begins. Cancels the request. Does not wait.
+    /// Ends the call silently: cancels the request, and no further callback begins. Does not wait.
     void silence() noexcept;
 
     /// Returns the state.
     state::Word peek() const noexcept { return state_.load(std::memory_order_acquire); }
-    /// Makes the thread that calls the receiver call `wakeWaiting` when it clears RUNNING. Returns
-    /// the former state.
+    /// Sets the flag that makes the thread that calls the receiver also call `wakeWaiting` when it
+    /// clears RUNNING. Returns the former state.
     state::Word askToBeWoken() noexcept {
         return state_.fetch_or(state::WAITED, std::memory_order_acq_rel);
     }
-    /// Removes the call from the table. Does so only if it is in the table, and if this thread is
-    /// inside an operation on the call or the callback of the call cannot return before this thread
+    /// Removes the call from the table, if it is still there. Call it only if this thread is inside
+    /// an operation on the call, or if the callback of the call cannot return before this thread
     /// does.
     void unlink() noexcept;
 
@@ -120,8 +122,8 @@ public:
     std::string_view client() const noexcept {
         return {text() + commandSize_ + pathSize_, clientSize_};
     }
-    /// Returns the deadline in this state. Returns `TimePoint::max()` if there is no deadline or it
-    /// has been met.
+    /// Returns the deadline that applies in the current state: `TimePoint::max()` if there is no
+    /// deadline, or if the call has already met it.
     TimePoint deadline() const noexcept {
         const bool met = (peek() & (stream_ ? state::ENDED | state::VALUE : state::ENDED)) != 0;
         return met ? TimePoint::max() : deadline_;
@@ -145,7 +147,8 @@ private:
     friend class CancellationTask;
     class ServiceSide;
     // The memory of the response handler that is passed to the service, and a pointer to the call.
-    // It is separate from the response handler, because it is used after the handler was destroyed.
+    // The pointer is not a member of the response handler, because it is used after the handler was
+    // destroyed.
     struct Slot {
         PendingCall* call;
         alignas(void*) std::byte memory[2 * sizeof(void*)];
@@ -161,13 +164,13 @@ private:
     void releaseByService() noexcept;
     void releaseAwaited() noexcept;
 
-    // Functions for the right to use the receiver (RUNNING).
+    // These functions acquire and release the right to use the receiver (RUNNING).
     bool enter() noexcept;
     bool enterForValue() noexcept;
     enum class Leave { afterAllWork, forExecutor };
     void leave(Leave how = Leave::afterAllWork) noexcept;
 
-    // Delivery, by the thread that has set RUNNING.
+    // These functions deliver values and the end. Only the thread that has set RUNNING calls them.
     void drain() noexcept;
     void deliverQueued();
     bool deliver(const Response& response);
@@ -215,9 +218,9 @@ private:
     /// The thread that is inside `start`, until the service has returned.
     std::atomic<const ThreadRecord*> startingOn_{nullptr};
     /// @{
-    /// Used only by the thread that is inside `start`. They are steps that the thread performs at
-    /// the end of `start`, where they need no additional atomic operation. No other thread has the
-    /// handle yet, so no other thread waits for these steps.
+    /// Used only by the thread that is inside `start`. They record steps that the thread performs
+    /// at the end of `start`, where the steps need no additional atomic operation. No other thread
+    /// has the handle yet, so no other thread waits for these steps.
     bool endedInStart_ = false;
     bool goneInStart_ = false;
     /// @}
@@ -225,13 +228,14 @@ private:
     bool removed_ = false;
     /// Whether the receiver is destroyed. Used only by the thread that has set RUNNING.
     bool finished_ = false;
-    /// Written by the thread that decides the end, before END_STORED is set. With a reason, the
-    /// end is "lost", and the thread that delivers it creates it.
+    /// Written by the thread that decides the end, before END_STORED is set. If `lossReason_` is
+    /// set instead, the end is "lost", and the thread that delivers the end creates it.
     std::optional<End> end_;
     std::shared_ptr<const Error> lossReason_;
-    /// Whether the cancellation task delivers the end. Written like `end_`.
+    /// Whether the cancellation task delivers the end. Written by the same thread as `end_`, and
+    /// before END_STORED is set.
     bool deliversLoss_ = false;
-    /// The end that is caused by a value that the receiver cannot use. It replaces a stored end.
+    /// The end of a call whose receiver cannot use a value. It replaces the end in `end_`.
     std::optional<End> failure_;
 
     std::mutex valuesMutex_;

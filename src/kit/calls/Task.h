@@ -11,8 +11,8 @@ class Task {
 public:
     /// Does the work.
     virtual void run() noexcept = 0;
-    /// Releases the task; the executor does not use it afterwards. Called after each `run`. The
-    /// task may already be queued again.
+    /// Called after each `run`. Releases the task; the executor does not use it afterwards. At this
+    /// time the task may already be queued again.
     virtual void done() noexcept = 0;
     /// Returns a description of the task, for a trace of a callback that blocks its executor.
     virtual std::string label() const = 0;
@@ -47,7 +47,7 @@ public:
         }
         return task;
     }
-    /// Moves the tasks of another list behind the tasks of this one.
+    /// Moves all tasks of another list to the end of this list.
     void append(TaskList& other) noexcept {
         if (!other.empty()) {
             *end_ = other.first_;

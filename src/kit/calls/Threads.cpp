@@ -16,7 +16,8 @@ namespace kova::kit::detail {
 
 namespace {
 
-// The waits of all threads. One lock is enough, because waits are rare.
+// The data that all threads share to wait for each other. One lock is enough, because threads
+// rarely wait.
 struct Waits {
     std::mutex mutex;
     std::condition_variable changed;
@@ -30,7 +31,7 @@ Waits& waits() {
     return instance;
 }
 
-// The record of a thread, which registers and unregisters it.
+// The record of a thread. The constructor registers the thread, the destructor unregisters it.
 class Registration {
 public:
     Registration() {
@@ -64,7 +65,7 @@ Registration::~Registration() {
 }
 
 // Returns whether the thread that calls the receiver waits for `self`, directly or through other
-// threads. The mutex of the waits must be held.
+// threads. The mutex of `waits()` must be held.
 bool closesCircle(const PendingCall& call, const ThreadRecord& self) {
     const auto& threads = waits().threads;
     PendingCall const* at = &call;
@@ -97,8 +98,8 @@ void traceLongWait(const PendingCall& call, long other) {
                                     " on thread " + std::to_string(other));
 }
 
-// Sleeps until the state changes, for at most a second or up to the limit. Returns whether a second
-// has passed.
+// Sleeps until another thread calls `wakeWaiting`, for at most a second and at most until `limit`.
+// Returns whether a second has passed.
 bool sleep(std::unique_lock<std::mutex>& lock, const WaitLimit& limit) {
     const auto next = std::chrono::steady_clock::now() + LONG_WAIT;
     const bool limited = limit && *limit < next;
@@ -136,7 +137,8 @@ void traceLongStop(char const* executor) {
 }
 
 void wakeWaiting() {
-    // The lock ensures that a thread that has read the former state is already asleep.
+    // A waiting thread reads the state and falls asleep under this lock. Locking it here ensures
+    // that a thread that has read the former state is already asleep and receives the notification.
     const std::lock_guard<std::mutex> guard(waits().mutex);
     waits().changed.notify_all();
 }

@@ -14,8 +14,8 @@ class PendingCall;
 class ExecutorState;
 class Dispatcher;
 
-/// An operation of the current thread on a call. The operations of a thread are a list on its
-/// stack.
+/// An operation on a call that the current thread is executing. The nested operations of a thread
+/// are a linked list on its stack.
 struct Frame {
     PendingCall* call;
     Frame* previous;
@@ -23,13 +23,13 @@ struct Frame {
 
 /// The kit's data about a thread. Only the thread itself uses it, except where noted.
 struct ThreadRecord {
-    /// Number of the thread in the states of calls. Not reused while the thread lives.
+    /// The number that identifies the thread in `CallState.h`. Not reused while the thread lives.
     std::uint32_t id = 0;
-    /// The thread's number in the system, for traces.
+    /// The thread number of the operating system, for traces.
     long number = 0;
     /// The innermost operation on a call.
     Frame* frames = nullptr;
-    /// The call whose callback the thread waits for. Guarded by the mutex of the waits.
+    /// The call whose callback the thread waits for. Guarded by the mutex of `waits()`.
     PendingCall* waitsFor = nullptr;
     /// The executor whose task the thread runs.
     ExecutorState* executor = nullptr;
@@ -60,10 +60,10 @@ extern thread_local ThreadRecord* currentThread __attribute__((tls_model("initia
 inline ThreadRecord& thisThread() {
     return currentThread != nullptr ? *currentThread : registerThread();
 }
-/// Returns the system's number of a thread with this id, or 0 if no thread has it.
+/// Returns the operating system's number of the thread with this id, or 0 if no thread has this id.
 long threadNumber(std::uint32_t id);
 
-/// A guard that enters an operation of the current thread on a call.
+/// A guard that registers an operation of the current thread on a call while the guard exists.
 class FrameGuard {
 public:
     FrameGuard(ThreadRecord& thread, PendingCall& call) noexcept
@@ -93,16 +93,16 @@ enum class Waited {
     expired  ///< The limit passed.
 };
 
-/// Waits until no thread calls the receiver of a call that its owner has silenced.
+/// Waits until no thread is calling the receiver of a call that its owner has ended silently.
 Waited waitForCallback(PendingCall& call, const WaitLimit& limit = std::nullopt);
-/// Traces that the current thread has waited until an executor stopped.
+/// Traces that the current thread has waited for more than a second for an executor to stop.
 void traceLongStop(char const* executor);
 /// Wakes the threads that wait for a callback or for an idle table.
 void wakeWaiting();
 
 /// Waits until `isOver` returns true. The function is called under a lock of the kit and must not
-/// wait. `describe` returns the trace message for a wait of more than a second; it is called
-/// without a lock. Returns false if the limit passed.
+/// wait. `describe` returns the trace message for a wait of more than a second. It is called
+/// without a lock. Returns false if the limit has passed.
 bool waitUntilOver(bool (*isOver)(void*), std::string (*describe)(void*), void* user,
                    const WaitLimit& limit);
 

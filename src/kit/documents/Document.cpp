@@ -12,13 +12,13 @@ namespace kova::kit {
 
 using detail::StoredTree;
 
-/// The document with its lock. The functions of the resource share it.
+/// The document and its lock, which the functions of the resource share.
 struct Document::State {
     using Change = StoredTree::Result (StoredTree::*)(const StoredTree::Path&, Tree);
 
     explicit State(std::string file) : tree(std::move(file)) {}
 
-    /// `shown` is the path in the text of an error.
+    /// Returns the value at `path`. `shown` is the path that the text of an error contains.
     Result<Tree> find(const std::string& path, const std::string& shown) const {
         const std::lock_guard<std::mutex> guard(mutex);
         util::config::Value const* const value = tree.find(Path::split(path));
@@ -40,7 +40,7 @@ struct Document::State {
 
 namespace {
 
-// Returns the answer to a change. `path` is the path in the text of an error.
+// Returns the answer to a change. `path` is the path that the text of an error contains.
 Result<Response> answerTo(StoredTree::Result result, const std::string& path) {
     switch (result) {
         case StoredTree::Result::Done:
@@ -66,7 +66,7 @@ void addForEveryPath(Resource& resource, std::string_view word, Function functio
                 [function](const Ask& ask, std::string_view) { return function(ask); });
 }
 
-// Does the same with a function that receives a value.
+// Adds a function that also receives the value in the body of the request.
 template <typename Function>
 void addWithValue(Resource& resource, std::string_view word, Function function) {
     resource.on(word, "",

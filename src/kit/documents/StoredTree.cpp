@@ -92,7 +92,8 @@ Result putIn(Dictionary& dictionary, const std::string& name, Tree value, Mode m
     return present ? Result::Done : Result::Created;
 }
 
-// Returns the parent of the node at the path, for changes, or null.
+// Returns the parent of the node at the path, so that it can be changed, or null if there is no
+// parent.
 Value* parentOf(Value& root, const StoredTree::Path& path) {
     return const_cast<Value*>(walk(root, path.begin(), path.end() - 1));
 }
@@ -120,7 +121,7 @@ Result removeFrom(Value& parent, const std::string& name) {
     return removed ? Result::Done : Result::NotFound;
 }
 
-// Returns the permissions of the file, for the file that replaces it.
+// Returns the permissions of the file. The new file that replaces it gets the same permissions.
 mode_t permissionsOf(const std::string& file) {
     struct stat status {};
     return stat(file.c_str(), &status) == 0 ? status.st_mode & 0777 : 0644;
@@ -144,8 +145,8 @@ bool writeOut(const std::string& file, const std::string& text, mode_t permissio
     return close(descriptor) == 0 && written;
 }
 
-// Makes a rename in the folder survive a power failure. If the folder cannot be synced, which some
-// file systems do not support, the file is still complete.
+// Syncs the folder of the file, so that a rename in it survives a power failure. If the folder
+// cannot be synced, which some file systems do not support, the file is still complete.
 void syncFolderOf(const std::string& file) {
     const std::size_t slash = file.rfind('/');
     const std::string folder = slash == std::string::npos ? "." : file.substr(0, slash + 1);
@@ -190,7 +191,8 @@ Value const* StoredTree::find(const Path& path) const {
     return walk(*root_, path.begin(), path.end());
 }
 
-// Changes a copy and saves it. Replaces the document by the copy only if that succeeds.
+// Applies the change to a copy of the document and saves the copy. Replaces the document by the
+// copy only if both succeed.
 template <typename Change>
 Result StoredTree::change(const Change& apply) {
     auto copy = Tree(root_->clone());

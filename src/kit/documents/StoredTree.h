@@ -20,7 +20,7 @@ namespace kova::kit::detail {
 /// Not synchronized. Only one object in one process may use a file.
 class StoredTree {
 public:
-    /// The result of a change or a look-up.
+    /// The result of a change or a look-up: success, or the kind of failure.
     enum class Result {
         Done,     ///< found, or changed in place
         Created,  ///< a new value was added
@@ -35,17 +35,20 @@ public:
 
     explicit StoredTree(std::string file);
 
-    /// Reads the file; a missing file is an empty object. Fails if the file cannot be
-    /// read or is not a JSON object or array; the document and the file are then unchanged.
+    /// Reads the file. If the file is missing, the document becomes an empty object. Fails if the
+    /// file cannot be read or is not a JSON object or array; the document and the file are then
+    /// unchanged.
     kit::Result<void> load();
 
     /// Returns the node at the path, or null.
     util::config::Value const* find(const Path& path) const;
-    /// Sets the value at the path, replacing an existing one ("-" appends to an array).
+    /// Sets the value at the path, or adds it if the path has no value. The key "-" appends to an
+    /// array.
     Result update(const Path& path, Tree value);
-    /// Adds a value at a path without one; in an array, inserts it before the element at the index.
+    /// Adds a value at a path that has no value. In an array, inserts it before the element at the
+    /// index.
     Result insert(const Path& path, Tree value);
-    /// Removes a value; the empty path clears the document.
+    /// Removes the value at the path. The empty path clears the document.
     Result remove(const Path& path);
 
 private:

@@ -102,10 +102,11 @@ std::shared_ptr<Exchange> InspectionState::serve(Incoming incoming) {
         incoming.handler->onError(uncaught(what, incoming.mount->onUncaught()).toResponse());
         return nullptr;
     }
-    // The metrics are plain text in any case, which is no format of values.
+    // The metrics are always plain text. Plain text is not a format of values, so the header entry
+    // "$accept" is removed before the request is forwarded.
     const bool isText = ask.path() == METRICS && ask.accept() == mimetypes::PLAIN_TEXT_TYPE;
     const Request plain(ask.command(), ask.request().getPath());
-    // Every function answers before it returns, so nothing is pending.
+    // Every function of the paths answers before it returns, so no request is pending.
     paths_.served()->actionRequest(isText ? plain : ask.request(), std::move(incoming.handler),
                                    std::string(ask.path()), incoming.mount);
     return nullptr;

@@ -19,18 +19,19 @@ struct MountInfo;
 
 namespace kova::kit::detail {
 
-/// Serves "/.kova": rejects requests of peers that are not allowed, and answers all others.
+/// Serves "/.kova". Rejects the requests of peers that are not allowed, and answers all other
+/// requests.
 class InspectionState final : public Served {
 public:
     /// The mount path.
     static constexpr char const* MOUNT = "/.kova";
-    /// The greatest number of bytes of a pattern, and of different patterns.
+    /// The maximum number of bytes of a pattern, and the maximum number of different patterns.
     static constexpr std::size_t LONGEST_PATTERN = 128;
     static constexpr std::size_t MAX_PATTERNS = 100;
 
     explicit InspectionState(InspectionOptions options);
 
-    /// Sets the service that is looked into. Called before the first request; the service outlives
+    /// Sets the service that is inspected. Called before the first request; the service outlives
     /// the requests.
     void attach(const Service& service) noexcept;
     std::vector<Operation> operations() const override { return paths_.operations(); }
@@ -52,7 +53,8 @@ private:
     Service const* service_ = nullptr;
     std::chrono::steady_clock::time_point begun_;
     std::mutex mutex_;
-    /// The patterns whose levels were set. The registry of channels keeps them for ever.
+    /// The patterns whose levels were set. They are counted because the registry of the channels
+    /// never removes a pattern.
     std::set<std::string> patterns_;
     Resource paths_;
 };

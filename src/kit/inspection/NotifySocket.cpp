@@ -11,7 +11,8 @@ namespace kova::kit::detail {
 
 namespace {
 
-// A service manager that does not read must not stop the service.
+// The time limit of `send`: a service manager that does not read its socket must not block the
+// service.
 constexpr timeval LONGEST_WAIT{1, 0};
 
 }  // namespace
@@ -27,7 +28,7 @@ NotifySocket::NotifySocket(std::string_view name) noexcept {
     if (isAbstract) {
         address_.sun_path[0] = '\0';
     }
-    // The name of an abstract socket has no zero at its end.
+    // The name of an abstract socket does not end with a null byte; a path does.
     size_ = static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + name.size() +
                                    (isAbstract ? 0 : 1));
     descriptor_ = ::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);

@@ -13,14 +13,14 @@ namespace kova::kit::detail {
 /// Any thread may call any function.
 class NotifySocket {
 public:
-    /// Prepares messages to a path, or to an abstract socket if the name begins with "@". Any other
-    /// name, and one that is too long, leads nowhere.
+    /// Prepares sending to the socket `name`: a path, or an abstract socket if the name begins with
+    /// "@". If the name has another form or is too long, no message is sent.
     explicit NotifySocket(std::string_view name) noexcept;
     ~NotifySocket();
     NotifySocket(const NotifySocket&) = delete;
     NotifySocket& operator=(const NotifySocket&) = delete;
 
-    /// Returns whether there is somewhere to send to.
+    /// Returns whether there is a socket to which messages can be sent.
     bool isOpen() const noexcept { return descriptor_ >= 0; }
     /// Sends a message. Returns whether it was sent.
     bool send(std::string_view message) const noexcept;

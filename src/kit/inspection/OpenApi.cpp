@@ -129,7 +129,8 @@ std::string join(const std::string& mount, const std::string& below) {
     return (mount == "/" ? std::string() : mount) + '/' + below;
 }
 
-// The path of an operation. Paths of one shape are the same to OpenAPI.
+// The path of an operation. OpenAPI does not distinguish paths of the same shape: paths that differ
+// only in the names of their parameters.
 struct Address {
     std::string shape;
     std::vector<std::string> names;

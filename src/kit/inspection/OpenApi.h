@@ -9,12 +9,13 @@
 
 namespace kova::kit::detail {
 
-/// Returns an OpenAPI 3.1 document of the mounts, in a mime type.
+/// Returns an OpenAPI 3.1 document that describes the mounts, as a payload of the mime type.
 ///
 /// The commands retrieve, update, insert and delete become the methods GET, PUT, POST and DELETE.
-/// What a document cannot express is listed under "x-kova-operations" of its path: other commands,
-/// and templates that differ from another one only in the kinds of their parameters. Bytes of a
-/// path that URLs do not contain are percent-encoded.
+/// Some operations cannot be expressed in OpenAPI: other commands, and templates that differ from
+/// another template only in the kinds of their parameters. They are listed under
+/// "x-kova-operations" of their path. Bytes of a path that a URL must not contain are
+/// percent-encoded.
 Result<Payload> openApi(const std::string& name, const std::string& version,
                         const std::vector<MountInfo>& mounts, const std::string& mimeType);
 

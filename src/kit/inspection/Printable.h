@@ -5,8 +5,8 @@
 
 namespace kova::kit::detail {
 
-/// Returns the text with U+FFFD in place of each byte that is not part of well-formed UTF-8, so
-/// that it has a form in JSON.
+/// Returns the text with U+FFFD in place of each byte that is not part of well-formed UTF-8. The
+/// result can be written as JSON.
 std::string printable(std::string_view bytes);
 
 }  // namespace kova::kit::detail

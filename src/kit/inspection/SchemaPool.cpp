@@ -5,8 +5,8 @@
 
 #include "kova/kit/Values.h"
 
-// References are found in the text of a schema: there the quotes of every other text that contains
-// these bytes are escaped.
+// References are found by searching the text of a schema for the bytes in `FROM`. No other text in
+// the schema contains these bytes, because quotes inside strings are escaped.
 namespace kova::kit::detail {
 
 namespace {
@@ -18,7 +18,7 @@ std::string textOf(const Payload& json) {
     return {reinterpret_cast<char const*>(json.data()), static_cast<std::size_t>(json.size())};
 }
 
-// Returns the position of the quote that ends the string.
+// Returns the position of the quote that ends the JSON string at the position `at`.
 std::size_t endOfString(std::string_view json, std::size_t at) noexcept {
     while (json[at] != '"') {
         at += json[at] == '\\' ? 2 : 1;
@@ -31,7 +31,8 @@ std::string unescape(std::string_view json) {
         .orThrow();
 }
 
-// Returns the text. Each reference is replaced by the result of `rename` for its name.
+// Returns the text of a schema in which the name in each reference is replaced by the result of
+// `rename`.
 template <typename F>
 std::string rewrite(std::string_view json, F rename) {
     std::string result;
@@ -48,8 +49,8 @@ std::string rewrite(std::string_view json, F rename) {
     return result += json.substr(at);
 }
 
-// Returns a definition together with all definitions that it refers to. The result distinguishes
-// types with equal names.
+// Returns the text of a definition together with the texts of all definitions to which it refers.
+// Different types with the same name have different results.
 std::string meaningOf(const std::string& name,
                       const std::map<std::string, std::string>& definitions) {
     std::vector<std::string> names{name};
@@ -72,7 +73,8 @@ std::string meaningOf(const std::string& name,
 
 }  // namespace
 
-// The names of components consist of letters, digits, ".", "_" and "-".
+// Returns a component name that is not used yet. OpenAPI permits only letters, digits, ".", "_" and
+// "-" in it.
 std::string SchemaPool::unusedName(std::string_view name) const {
     std::string first(name);
     for (char& each : first) {

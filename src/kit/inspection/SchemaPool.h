@@ -17,22 +17,24 @@ public:
     /// The definitions by their names in the document.
     using Components = std::map<std::string, Payload>;
 
-    /// Collects the definitions of a schema. Returns the schema without them; its references lead
-    /// to the components.
+    /// Collects the definitions of a schema. Returns the schema without its definitions. Its
+    /// references then lead to the components.
     Payload add(const Payload& schema);
     const Components& components() const noexcept { return components_; }
 
 private:
-    /// The texts of the definitions of one schema, by their names there.
+    /// The texts of the definitions of one schema. The keys are their names in that schema.
     using Definitions = std::map<std::string, std::string>;
-    /// The name in the document of each definition of one schema.
+    /// The names of the definitions of one schema. The keys are the names in that schema, the
+    /// values are the names in the OpenAPI document.
     using Names = std::map<std::string, std::string>;
 
     std::string unusedName(std::string_view name) const;
     void collect(const Definitions& definitions, Names& names);
 
     Components components_;
-    /// The name of a component by what it means: its definition and all that this refers to.
+    /// The names of the components. The key is the text of the definition and of all definitions to
+    /// which it refers.
     std::map<std::string, std::string> known_;
 };
 

@@ -27,7 +27,8 @@ namespace {
 
 using std::chrono::microseconds;
 
-// The longest time between two checks. More messages than needed do no harm.
+// The longest time between two checks. If half of the period is longer, the service is checked more
+// often than necessary, which does no harm.
 constexpr microseconds LONGEST_INTERVAL = std::chrono::hours(1);
 
 std::optional<std::uint64_t> numberIn(char const* variable) {
@@ -43,7 +44,7 @@ bool isForThisProcess() {
            numberIn("WATCHDOG_PID") == static_cast<std::uint64_t>(::getpid());
 }
 
-// Returns half of the period of the watchdog, or 0 without one.
+// Returns half of the period of the watchdog, or 0 if there is no watchdog.
 microseconds watchdogInterval() {
     const std::optional<std::uint64_t> period = numberIn("WATCHDOG_USEC");
     if (!period || !isForThisProcess()) {
@@ -53,7 +54,7 @@ microseconds watchdogInterval() {
         std::min(*period / 2, static_cast<std::uint64_t>(LONGEST_INTERVAL.count())));
 }
 
-// Learns whether a request is answered before its deadline.
+// A receiver that records whether its request was answered before the deadline.
 class FirstAnswer final : public Receiver {
 public:
     explicit FirstAnswer(std::promise<bool> answered) : answered_(std::move(answered)) {}

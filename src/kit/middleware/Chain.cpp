@@ -13,7 +13,7 @@ namespace kova::kit {
 namespace detail {
 
 /// The implementation of `Chain`: the list of the middleware and, from the first request on, the
-/// services that it has become.
+/// services that are built from this list.
 class ChainState {
 public:
     explicit ChainState(IKovaApi& service) : service_(service) {}
@@ -58,7 +58,8 @@ private:
     std::vector<std::unique_ptr<IKovaApi>> links_;
 };
 
-// The innermost part has calls even if it is empty, so that every chain has their guarantees.
+// Builds the services. The innermost segment has a `Calls` object even if it has no middleware, so
+// that every chain has the guarantees of `Calls`.
 IKovaApi& ChainState::build() {
     const std::lock_guard<std::mutex> guard(mutex_);
     if (IKovaApi* const built = first_.load(std::memory_order_relaxed)) {
@@ -86,7 +87,7 @@ IKovaApi& ChainState::build() {
 
 namespace {
 
-// Returns the plan that the next middleware belongs to.
+// Returns the plan of the segment to which the next middleware belongs.
 detail::SegmentPlan& lastPlan(detail::ChainState::Parts& parts) {
     if (parts.empty() || parts.back().front) {
         parts.emplace_back();

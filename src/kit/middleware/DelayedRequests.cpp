@@ -8,7 +8,7 @@
 
 namespace kova::kit::detail {
 
-/// The response handler of the service. Its destruction ends the request.
+/// The response handler that is passed to the service. Its destruction ends the request.
 class DelayedRequests::Delayed final : public IResponseHandler<Response> {
 public:
     Delayed(DelayedRequests& owner, Number number, ResponseHandler&& handler)
@@ -42,7 +42,8 @@ DelayedRequests::DelayedRequests(IKovaApi& service, std::chrono::milliseconds de
         [](void* user) { static_cast<DelayedRequests*>(user)->expired(); }, this);
 }
 
-// The handlers of requests that wait are destroyed without the lock, which their end needs.
+// Destroys the handlers of the waiting requests without the lock, because the end of a request
+// acquires the lock.
 DelayedRequests::~DelayedRequests() {
     alarm_.reset();
     worker_.reset();
@@ -84,7 +85,7 @@ void DelayedRequests::armLocked() {
 void DelayedRequests::expired() {
     const std::lock_guard<std::mutex> guard(mutex_);
     const TimePoint time = now();
-    // A request that the worker has no place for stays in the queue.
+    // A request for which the worker has no free place stays in the queue.
     while (!queue_.empty() && queue_.front().time <= time &&
            worker_->tryPost([this, number = queue_.front().number] { passOn(number); })) {
         queue_.pop_front();

@@ -16,15 +16,15 @@
 
 namespace kova::kit::detail {
 
-/// Requests that are passed on to a service after a time, in their order.
+/// Forwards requests to a service after a delay, in the order in which they arrive.
 ///
-/// An alarm finds those that are due; a thread of its own sends them. Any thread may call any
-/// function.
+/// An alarm detects requests that are due. A separate thread sends them to the service. Any thread
+/// may call any function.
 class DelayedRequests {
 public:
     using ResponseHandler = std::unique_ptr<IResponseHandler<Response>>;
 
-    /// `clock` is null for the system's clock. Without a delay no thread is used.
+    /// If `clock` is null, uses the system's clock. If the delay is 0, starts no thread.
     DelayedRequests(IKovaApi& service, std::chrono::milliseconds delay, osal::Clock* clock);
     ~DelayedRequests();
     DelayedRequests(const DelayedRequests&) = delete;
@@ -66,7 +66,7 @@ private:
     Number last_ = 0;
     std::map<Number, Entry> entries_;
     std::deque<Due> queue_;
-    /// In front of the service, so that no handle means two requests.
+    /// The calls of the service. `Calls` ensures that no two requests have the same handle.
     Calls calls_;
     std::optional<Worker> worker_;
     std::unique_ptr<osal::AlarmTimer> ownTimer_;

@@ -12,8 +12,8 @@ namespace {
 /// The fault of a request.
 enum class Fault : std::uint8_t { none, drop, error };
 
-// The finalizer of SplitMix64 (Steele, Lea, Flood 2014): a number without relation to `seed` and
-// `index`, which depends on nothing else.
+// The finalizer of SplitMix64 (Steele, Lea, Flood 2014): returns a pseudo-random number that
+// depends only on `seed` and `index`.
 std::uint64_t mix(std::uint64_t seed, std::uint64_t index) noexcept {
     std::uint64_t z = seed + (index + 1) * 0x9E3779B97F4A7C15U;
     z = (z ^ (z >> 30U)) * 0xBF58476D1CE4E5B9U;

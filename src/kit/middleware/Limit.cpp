@@ -10,13 +10,13 @@ namespace kova::kit {
 
 namespace {
 
-/// A number of requests with a bound; 0 for no bound.
+/// A counter with an upper bound. The bound 0 means that there is no bound.
 class Bounded {
 public:
     explicit Bounded(std::size_t bound) noexcept : bound_(bound) {}
 
     std::size_t bound() const noexcept { return bound_; }
-    /// Adds 1, unless the number is at the bound.
+    /// Adds 1 and returns true, or returns false if the counter has reached the bound.
     bool add() noexcept {
         if (bound_ == 0) {
             return true;
@@ -82,8 +82,8 @@ private:
         }
         return {};
     }
-    // Requests from within the process are one peer, which needs neither a system call nor a look
-    // into the table.
+    // Requests from within the process belong to one peer. Counting them needs neither a system
+    // call nor a look-up in the table.
     bool countPeer(Counted& counted) {
         if (self_.bound() == 0) {
             return true;

@@ -15,7 +15,7 @@ namespace {
 
 constexpr std::size_t LONGEST_TEXT = 256;
 
-// Appends `name="text"`, in which no byte ends the quotes or the line.
+// Appends `name="text"`. Bytes of the text that would end the quotes or the line are escaped.
 void appendQuoted(std::string& line, char const* name, std::string_view text) {
     static constexpr char HEX[] = "0123456789abcdef";
     line += name;
@@ -40,7 +40,8 @@ std::string milliseconds(std::chrono::nanoseconds time) {
            std::to_string(1000 + microseconds % 1000).substr(1);
 }
 
-/// The begin of the line of a request, and when it came. Without a line the channel was off.
+/// The state of a request: the first part of its log line, and the time of its arrival. The line is
+/// empty if the channel was off when the request arrived.
 struct Entry {
     struct Started {
         std::string line;
@@ -107,7 +108,7 @@ std::shared_ptr<Middleware> logging(const std::string& channel, int level) {
 }
 
 std::shared_ptr<Middleware> logging(const ::tracing::Channel& channel, int level) {
-    // The pointer owns nothing: the channel outlives it.
+    // The shared pointer does not own the channel, which outlives it.
     return std::make_shared<Logger>(
         std::shared_ptr<const ::tracing::Channel>(std::shared_ptr<void>(), &channel), level);
 }

@@ -19,7 +19,7 @@ constexpr std::string_view OWN_PREFIX = "kova_";
     throw std::invalid_argument("metric '" + name + "': " + reason);
 }
 
-// Returns the labels in the order of their names, as they are printed.
+// Returns the text of the labels, sorted by name.
 std::string printLabels(const std::string& metric, MetricLabels labels) {
     std::sort(labels.begin(), labels.end());
     std::string text;

@@ -20,11 +20,11 @@ public:
     using CounterCell = std::atomic<std::uint64_t>;
     using GaugeCell = std::atomic<double>;
 
-    /// The metrics of requests. They are part of the text from `enableRequests` on.
+    /// Returns the metrics of requests. The text contains them after `enableRequests` was called.
     RequestMetrics& requests() noexcept { return requests_; }
     void enableRequests() noexcept { requestsEnabled_.store(true, std::memory_order_release); }
 
-    /// Returns the cell of a metric. `Cell` is one of the two above.
+    /// Returns the cell of a metric. `Cell` is `CounterCell` or `GaugeCell`.
     template <typename Cell>
     std::shared_ptr<Cell> cell(const std::string& name, const std::string& help,
                                const MetricLabels& labels);
@@ -34,7 +34,8 @@ private:
     using Series = std::variant<std::shared_ptr<CounterCell>, std::shared_ptr<GaugeCell>>;
     struct Family {
         std::string help;
-        /// The cells by their labels, as they are printed. All are of the same kind.
+        /// The cells of the metric. The key is the printed text of the labels. All cells are of the
+        /// same kind.
         std::map<std::string, Series> series;
     };
 

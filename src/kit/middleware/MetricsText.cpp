@@ -89,7 +89,7 @@ bool isMetricName(std::string_view name) noexcept {
                        [](char byte) { return isLetter(byte) || isDigit(byte) || byte == ':'; });
 }
 
-// Names that begin with two underscores are reserved, "le" is a label of histograms.
+// Names that begin with two underscores are reserved, and "le" is the label of histogram buckets.
 bool isLabelName(std::string_view name) noexcept {
     return isMetricName(name) && name.find(':') == std::string_view::npos &&
            name.substr(0, 2) != "__" && name != "le";

@@ -4,7 +4,7 @@
 #include <string>
 #include <string_view>
 
-/// The parts of the text exposition format 0.0.4 of Prometheus.
+/// Functions that write the parts of the text exposition format 0.0.4 of Prometheus.
 namespace kova::kit::detail {
 
 /// Appends the lines "# HELP" and "# TYPE".

@@ -9,8 +9,8 @@
 
 namespace kova::kit::detail {
 
-/// The observers of a part of a chain, and where the state of each begins in the block of a
-/// request.
+/// The observers of a segment of a chain, and the offset of each observer's state in the memory
+/// block of a request.
 struct Observers {
     struct Entry {
         std::shared_ptr<Middleware> middleware;
@@ -24,11 +24,13 @@ struct Observers {
     std::size_t add(std::shared_ptr<Middleware> middleware);
 };
 
-/// One request in a part of a chain: the response handler that the service gets. It calls the
-/// observers of the request. The object and the states of the observers are in one block of memory.
+/// One request in a segment of a chain: the response handler that the service receives. It calls
+/// the observers of the request. The object and the states of the observers are in one block of
+/// memory.
 ///
-/// `Calls` is between this object and the service, so there is at most one end and nothing after
-/// it, and one event at a time. Destruction without an end means that the request was cancelled.
+/// `Calls` is between this object and the service, so this object receives one event at a time, at
+/// most one end, and no event after the end. If it is destroyed without an end, the request was
+/// cancelled.
 class Passage final : public IResponseHandler<Response> {
 public:
     using ResponseHandler = std::unique_ptr<IResponseHandler<Response>>;
@@ -44,10 +46,11 @@ public:
     // NOLINTNEXTLINE(cert-dcl54-cpp,misc-new-delete-overloads): ends what placement made
     static void operator delete(void* memory) noexcept;
 
-    /// Begins the request for the observer with this index; all before it have begun.
+    /// Calls `beginRequest` of the observer with this index. The observers before it must have
+    /// begun already.
     Result<void> begin(std::size_t index, const Ask& ask);
 
-    // After these calls the object may be destroyed.
+    // The calls in these functions may destroy the object.
     bool onNext(const Response& value) override;
     void onError(const Response& error) override;
     void onCompleted() override;

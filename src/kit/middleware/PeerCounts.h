@@ -8,10 +8,10 @@
 
 namespace kova::kit::detail {
 
-/// The numbers of requests of peers. A peer is a user, a process and an address.
+/// Counts the requests of each peer. A peer is identified by a user, a process and an address.
 ///
-/// A number exists while it is not 0, so there are at most as many as requests. They are in a hash
-/// table of separate locks. Any thread may call any function.
+/// A count exists only while it is not 0, so there are at most as many counts as requests. The
+/// counts are in a hash table whose shards have separate locks. Any thread may call any function.
 class PeerCounts {
 public:
     /// The number of one peer.
@@ -22,12 +22,12 @@ public:
     PeerCounts(const PeerCounts&) = delete;
     PeerCounts& operator=(const PeerCounts&) = delete;
 
-    /// Adds 1 to the number of the peer and returns it for `remove`, or returns null if the number
-    /// is `limit` already.
+    /// Adds 1 to the count of the peer. Returns the count, for `remove`. If the count has already
+    /// reached `limit`, returns null.
     Count* add(const Peer& peer, std::size_t limit);
     /// Subtracts 1.
     void remove(Count* count) noexcept;
-    /// Returns the number of peers whose number is not 0.
+    /// Returns the number of peers whose count is not 0.
     std::size_t size() const;
 
 private:

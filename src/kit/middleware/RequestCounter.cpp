@@ -20,12 +20,13 @@ using SteadyClock = std::chrono::steady_clock;
 /// The data about a request until it ends.
 struct Counted {
     SteadyClock::time_point begin;
-    /// The time until the first value of a stream.
+    /// The time until the first value of a stream; negative if there was no value yet.
     std::chrono::nanoseconds untilValue{-1};
     RequestMetrics::Mount* mount = nullptr;
     std::uint8_t command = 0;
     bool isStream = false;
-    /// The first segment of the path, if it may become a mount. Longer ones do not.
+    /// The first segment of the path, if it may become a mount. A segment that is too long for this
+    /// array does not become a mount.
     std::uint8_t segmentSize = 0;
     char segment[61];
 };
@@ -84,8 +85,8 @@ private:
             segment.copy(counted.segment, segment.size());
         }
     }
-    // Only a service that has answered well shows that a path exists: a client could use up the
-    // mounts otherwise.
+    // Adds a mount only after a successful answer, which shows that the path exists. Otherwise a
+    // client could use up all mounts with paths that do not exist.
     RequestMetrics::Mount& mountOf(const Outcome& outcome, const Counted& counted) noexcept {
         if (counted.mount != nullptr) {
             return *counted.mount;

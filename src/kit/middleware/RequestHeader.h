@@ -8,8 +8,8 @@
 
 namespace kova::kit::detail {
 
-/// Returns the text of a header entry, or "" if it is missing or not a string. It is valid while
-/// the header is unchanged. Nothing is copied.
+/// Returns the text of a header entry, or "" if the entry is missing or not a string. The view is
+/// valid while the header is unchanged.
 inline std::string_view headerText(const Request& request, char const* key) noexcept {
     const util::config::Value& entry = request.getHeaderValue(key);
     return entry.isString()

@@ -169,7 +169,7 @@ std::vector<const RequestMetrics::Mount*> RequestMetrics::mounts() const {
     return all;
 }
 
-// A request that begins and ends meanwhile may be counted as ended only.
+// If a request begins and ends during this function, only its end may be counted.
 std::uint64_t RequestMetrics::pending() const {
     const std::uint64_t begun = begun_.load(RELAXED);
     std::uint64_t ended = 0;

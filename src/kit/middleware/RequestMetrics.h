@@ -13,18 +13,18 @@
 
 namespace kova::kit::detail {
 
-/// The metrics of requests: how many there were and how long they took, by mount and command, and
-/// how many are pending.
+/// The metrics of requests: their number and durations for each mount and command, and the number
+/// of pending requests.
 ///
 /// Mounts are only added, never removed, and their number is bounded. Counting and finding a mount
 /// do not lock. Any thread may call any function.
 class RequestMetrics {
 public:
-    /// The greatest number of mounts. Requests of all others count for the mount "other".
+    /// The maximum number of mounts. Requests of further mounts are counted for the mount "other".
     static constexpr std::size_t MAX_MOUNTS = 100;
-    /// The labels of commands: the four known ones and "other".
+    /// The number of command labels: the four standard commands and "other".
     static constexpr std::size_t COMMANDS = 5;
-    /// The labels of codes: "1xx" to "5xx", "other", "cancelled".
+    /// The number of code labels: "1xx" to "5xx", "other" and "cancelled".
     static constexpr std::size_t CODES = 7;
     /// The upper bounds of the buckets of durations, besides "+Inf".
     static constexpr std::array<std::uint64_t, 16> BOUNDS{
@@ -45,10 +45,11 @@ public:
         std::array<Cells, COMMANDS> commands;
     };
 
-    /// Returns the mount with the path. Adds it if necessary; if there are `MAX_MOUNTS`, returns
-    /// `other()`.
+    /// Returns the mount with the path. Adds the mount if necessary. If there are already
+    /// `MAX_MOUNTS` mounts, returns `other()`.
     Mount& add(std::string_view path);
-    /// Returns the mount with the longest path that is a prefix of whole segments, or null.
+    /// Returns the mount with the longest path that is a prefix of `path` and ends at a segment
+    /// boundary, or null.
     Mount* find(std::string_view path) noexcept;
     /// Returns the mount for all other paths.
     Mount& other() noexcept { return other_; }
@@ -60,7 +61,7 @@ public:
                       std::chrono::nanoseconds duration) noexcept;
     /// Counts a request that has begun. It is pending until `count` is called for it.
     void countBegin() noexcept { begun_.fetch_add(1, std::memory_order_relaxed); }
-    /// Returns the number of requests that have not ended, which is computed from the others.
+    /// Returns the number of requests that have not ended. It is computed from the other counts.
     std::uint64_t pending() const;
 
     /// Appends the metrics in the text format of Prometheus.
@@ -74,9 +75,10 @@ private:
     std::vector<const Mount*> mounts() const;
 
     Number begun_{0};
-    /// The greatest length of a path of a mount.
+    /// The length of the longest mount path.
     std::atomic<std::size_t> longest_{0};
-    /// No mount is added any more, so the mutex is not needed.
+    /// Whether all `MAX_MOUNTS` mounts exist. Then no mount is added any more, and the mutex is not
+    /// needed.
     std::atomic<bool> isFull_{false};
     /// A hash table with linear probing. A slot is written once, under the mutex.
     std::array<std::atomic<Mount*>, SLOTS> slots_{};

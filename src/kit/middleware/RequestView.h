@@ -8,15 +8,16 @@
 
 namespace kova::kit::detail {
 
-/// What observers see of a request: an `Ask` that keeps what several of them need, because reading
-/// the clock takes 25 ns.
+/// The view of a request that observers receive: an `Ask` that also stores data that several
+/// observers need, such as the time. Reading the clock takes 25 ns.
 class RequestView : public Ask {
 public:
     using TimePoint = std::chrono::steady_clock::time_point;
 
     explicit RequestView(const Request& request) noexcept : Ask(request, request.getPath()) {}
 
-    /// Returns the view that an observer got. Only chains call observers, and with such views.
+    /// Returns the view to which `ask` refers. This is safe, because only chains call observers,
+    /// and every chain passes a `RequestView`.
     static const RequestView& of(const Ask& ask) noexcept {
         return static_cast<const RequestView&>(ask);
     }

@@ -59,7 +59,7 @@ void Passing::call(const Chain::Function& function, std::size_t step, const Requ
     Ask ask(request, request.getPath());
     const Verdict verdict = function(ask, Next(*this, step + 1));
     if (passage_ != nullptr) {
-        // The verdict of an earlier request has no error.
+        // The function may return the verdict of an earlier request, which contains no error.
         refuse(verdict.error_.value_or(
             Error{statuscodes::INTERNAL_SERVER_ERROR, "a middleware did not pass the request on"}));
     }

@@ -11,10 +11,10 @@
 
 namespace kova::kit::detail {
 
-/// A part of a chain: observers and functions in their order, then the calls to the rest of the
-/// chain. These calls have the deadline.
+/// The description of a segment of a chain: its observers and functions in their order, and the
+/// deadline for the calls to the rest of the chain.
 struct SegmentPlan {
-    /// The index of an observer, or a function.
+    /// A step of the segment: the index of an observer, or a function.
     using Step = std::variant<std::size_t, Chain::Function>;
 
     std::vector<Step> steps;
@@ -22,7 +22,7 @@ struct SegmentPlan {
     CallsOptions calls;
 };
 
-/// A part of a chain without a `Front`.
+/// A segment of a chain: a part that contains no `Front`.
 class Segment final : public IKovaApi {
 public:
     using ResponseHandler = Passage::ResponseHandler;
@@ -43,14 +43,15 @@ private:
     CallsCore core_;
 };
 
-/// The state of `Segment::actionRequest`: how far the request has come. It lives on the stack.
+/// The progress of a request through the steps of a segment. Lives on the stack of
+/// `Segment::actionRequest`.
 class Passing {
 public:
     Passing(Segment& segment, std::unique_ptr<Passage> passage) noexcept
         : segment_(segment), passage_(std::move(passage)) {}
 
-    /// Takes the request from this step on as far as it comes. Does nothing if it was passed on or
-    /// refused already.
+    /// Runs the steps from `step` on, until a step refuses the request or all steps have passed it
+    /// on. Does nothing if the request was already passed on or refused.
     void run(std::size_t step, const Request& request);
     /// The handle of the request, or null if it is not pending.
     void* handle() const noexcept { return handle_; }

@@ -38,7 +38,8 @@ void sendEnd(ResponseHandler handler, Response const* error) noexcept {
 void* ExchangeTable::add(const std::shared_ptr<Exchange>& exchange) {
     const std::uintptr_t handle = newHandle();
     const std::lock_guard<std::mutex> guard(mutex_);
-    // An end that comes later removes the entry, because it sets the flag before it takes the lock.
+    // If the request ends after this check, the thread that ends it removes the entry, because it
+    // sets the flag before it locks the mutex.
     if (!exchange->isOpen()) {
         return nullptr;
     }
@@ -153,7 +154,8 @@ bool Exchange::send(const Response& value, bool isLast) noexcept {
     return afterValue(isLast, handler_->onNext(value));
 }
 
-// Sends the end that is due after a value. Returns the result of `next` and `last`.
+// Sends the end that must follow a value, if there is one. Returns the result for `next` and
+// `last`.
 bool Exchange::afterValue(bool isLast, bool hasEnough) noexcept {
     std::uint8_t sending = SENDING;
     if (!hasEnough && !isLast &&
@@ -202,7 +204,8 @@ bool Exchange::end(Response const* error) noexcept {
     return true;
 }
 
-// Returns false if the request has ended before. Moves the response handler if no thread uses it.
+// Marks the request as ended. Returns false if it had already ended. Moves the response handler to
+// `handler` if no thread is using it.
 bool Exchange::setOverLocked(ResponseHandler& handler) noexcept {
     const std::uint8_t former = phase_.fetch_or(OVER, std::memory_order_acq_rel);
     if (former == 0) {
@@ -211,7 +214,7 @@ bool Exchange::setOverLocked(ResponseHandler& handler) noexcept {
     return (former & OVER) == 0;
 }
 
-// Keeps the end for the thread that sends a value.
+// Stores the end, so that the thread that is sending a value sends the end afterwards.
 void Exchange::keepEndLocked(Response const* error) noexcept {
     endsAfterValue_ = true;
     if (error != nullptr) {
@@ -277,7 +280,8 @@ void Exchange::leaveTable() noexcept {
     }
 }
 
-// Releases the functions of a request that has ended, and calls them if it was stopped.
+// Releases the sender's functions after the end of the request. Calls them first if the sender did
+// not end the request itself.
 void Exchange::tellSender() noexcept {
     SenderFunctions functions;
     {

@@ -19,10 +19,10 @@ class Exchange;
 /// The response handler of a request.
 using ResponseHandler = std::unique_ptr<IResponseHandler<Response>>;
 
-/// The requests of one resource that are pending, by handle.
+/// The pending requests of one resource, by handle.
 ///
-/// A handle is a number that no other request of the process gets, so a late cancellation has no
-/// effect. Any thread may call any function.
+/// No two requests of a process have the same handle, so a late cancellation has no effect. Any
+/// thread may call any function.
 class ExchangeTable {
 public:
     ExchangeTable() = default;
@@ -33,7 +33,7 @@ public:
     void* add(const std::shared_ptr<Exchange>& exchange);
     /// Removes the request that has ended.
     void remove(const Exchange& exchange) noexcept;
-    /// Removes and cancels the request with the handle, if it is there.
+    /// Removes and cancels the request with the handle, if it is in the table.
     void cancel(void* handle) noexcept;
     /// Returns the request with the handle, or null.
     std::shared_ptr<Exchange> find(void* handle) const;
@@ -48,34 +48,36 @@ private:
     std::unordered_map<std::uintptr_t, std::shared_ptr<Exchange>> exchanges_;
 };
 
-/// One request that is answered later than its resource returns: values, then one end.
+/// A request whose answer may come after the resource has returned from `actionRequest`. The answer
+/// consists of values, then one end.
 ///
 /// The sender of values calls `next`, one value at a time. Any thread may end the request at any
-/// time: if another thread is sending a value, that thread sends the end after it. No lock is held
-/// while the response handler or the function for the cancellation is called.
+/// time: if another thread is sending a value, that thread sends the end after the value. No lock
+/// is held while the response handler or the function for the cancellation is called.
 ///
-/// An operation keeps the object alive, because a callback may release the last owner.
+/// Each operation keeps the object alive while it runs, because a callback may release the last
+/// other reference.
 class Exchange : public std::enable_shared_from_this<Exchange> {
 public:
-    /// `table` may be null, for a request that cannot be cancelled. It must outlive the request's
-    /// end.
+    /// `table` is null for a request that cannot be cancelled.
     Exchange(std::shared_ptr<ExchangeTable> table, ResponseHandler handler) noexcept
         : table_(std::move(table)), handler_(std::move(handler)) {}
-    /// Ends the request with 500 if it has no end.
+    /// Ends the request with 500 if it has not ended yet.
     ~Exchange();
     Exchange(const Exchange&) = delete;
     Exchange& operator=(const Exchange&) = delete;
 
     /// Sends a value. Returns false if no further value is wanted: the request has ended or was
-    /// cancelled, or its receiver wants no further value, in which case the request is completed.
+    /// cancelled, or its receiver wants no further value. In the latter case the request is also
+    /// completed.
     bool next(const Response& value) noexcept;
-    /// Does the same for a caller that keeps the object alive.
+    /// Does the same as `next`. The caller must keep the object alive during the call.
     bool nextWhileHeld(const Response& value) noexcept { return send(value, false); }
     /// Sends a value, and completes the request if it has no end yet. Returns false if the request
     /// has ended, or is cancelled while the value is sent.
     bool last(const Response& value) noexcept;
     /// @{
-    /// Ends the request. Returns false if it has ended before.
+    /// Ends the request. Returns false if the request had already ended.
     bool complete() noexcept { return end(nullptr); }
     bool fail(const Response& error) noexcept { return end(&error); }
     /// @}
@@ -85,22 +87,23 @@ public:
     bool abort(const Response& error) noexcept;
 
     /// Sets the function that is called once if the request ends without the sender: when it is
-    /// cancelled or aborted, or when its receiver wants no further value. Calls it at once if that
-    /// has happened. An exception that leaves the function ends the process.
+    /// cancelled or aborted, or when its receiver wants no further value. If this has already
+    /// happened, calls the function at once. An exception that leaves the function ends the
+    /// process.
     void onCancel(std::function<void()> function) { set(onCancel_, std::move(function)); }
-    /// Sets a second function for the same occasions, which `onCancel` does not replace.
+    /// Sets a second function that is called in the same cases. `onCancel` does not replace it.
     void onStop(std::function<void()> function) { set(onStop_, std::move(function)); }
-    /// Does not call these functions when the receiver wants no further value: for a sender that
-    /// learns this from the result of `next`, and may hold a lock meanwhile. Call it before the
-    /// first value.
+    /// Makes `next` not call these functions when the receiver wants no further value. For a sender
+    /// that may hold a lock during `next`; it learns the same from the result of `next`. Call it
+    /// before the first value.
     void leaveEnoughToSender() noexcept { tellsEnough_ = false; }
     /// Returns whether the request has no end yet.
     bool isOpen() const noexcept { return (phase_.load(std::memory_order_acquire) & OVER) == 0; }
-    /// Ends the request because its sender is destroyed. Does nothing if that happens while an
-    /// exception leaves the function that serves the request: the exception is the answer then.
+    /// Ends the request because its sender is destroyed. If an exception is leaving the function
+    /// that serves the request, does nothing, because the exception becomes the answer.
     void abandon() noexcept;
 
-    /// A guard for the function that serves a request on the current thread.
+    /// A guard that exists while a function serves a request on the current thread.
     class Serving {
     public:
         explicit Serving(Exchange const* exchange = nullptr) noexcept;
@@ -121,7 +124,8 @@ private:
     friend class ExchangeTable;
 
     using Function = std::function<void()>;
-    /// The functions of a request that has ended. They are called if it was stopped.
+    /// The functions of a request that has ended. They are called if the sender did not end the
+    /// request itself.
     struct SenderFunctions {
         Function onStop;
         Function onCancel;
@@ -147,13 +151,15 @@ private:
     ResponseHandler handler_;
     Function onCancel_;
     Function onStop_;
-    /// The thread that sends a value sends the end after it: the error, or the completion.
+    /// Whether the thread that is sending a value must send the end after the value: the stored
+    /// error, or the completion.
     bool endsAfterValue_ = false;
     std::optional<Response> errorAfterValue_;
     /// @{
-    /// A thread sends a value and uses the response handler. The thread that sets OVER when no
-    /// value is sent uses it for the end, otherwise the sending thread does. OVER is set with the
-    /// lock. A value that does not end the request needs no lock.
+    /// The flags of `phase_`. SENDING: a thread is sending a value and uses the response handler.
+    /// OVER: the request has ended. If OVER is set while no value is being sent, the thread that
+    /// sets it sends the end; otherwise the thread that is sending the value does so afterwards.
+    /// OVER is set while the mutex is locked. A value that does not end the request needs no lock.
     static constexpr std::uint8_t SENDING = 1;
     static constexpr std::uint8_t OVER = 2;
     std::atomic<std::uint8_t> phase_{0};

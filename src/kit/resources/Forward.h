@@ -9,7 +9,7 @@
 
 namespace kova::kit::detail {
 
-/// Passes the events of a request on to an exchange.
+/// A response handler that passes the events of a request on to an exchange.
 class Forward final : public IResponseHandler<Response> {
 public:
     explicit Forward(std::shared_ptr<Exchange> exchange) noexcept

@@ -28,7 +28,8 @@ Gate::Entry::~Entry() {
         return;
     }
     innermost = outer_;
-    // The gate may be destroyed as soon as only the entries of the waiting thread are counted.
+    // The gate is not used after this statement, because a thread that waits for the entries may
+    // then destroy it.
     if ((gate_->word_.fetch_sub(1) & CLOSED) != 0) {
         wakeWaiting();
     }

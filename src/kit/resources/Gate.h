@@ -8,17 +8,19 @@
 
 namespace kova::kit::detail {
 
-/// Counts the threads that are inside the functions of one resource, and closes them.
+/// Counts the threads that are inside the functions of one resource. After `close`, no further
+/// thread enters them.
 ///
 /// Any thread may call any function.
 class Gate {
 public:
-    /// A guard for a thread that is inside. The entries of a thread are a list on its stack.
+    /// A guard that enters the gate while it exists. The entries of a thread are a linked list on
+    /// its stack.
     class Entry {
     public:
         /// Enters unless the gate is closed.
         explicit Entry(Gate& gate) noexcept : Entry(gate, false) {}
-        /// Enters, even if the gate is closed, if `always` is true.
+        /// Enters the gate if it is open. If `always` is true, also enters a closed gate.
         Entry(Gate& gate, bool always) noexcept;
         ~Entry();
         Entry(const Entry&) = delete;
@@ -37,18 +39,18 @@ public:
     Gate(const Gate&) = delete;
     Gate& operator=(const Gate&) = delete;
 
-    /// Lets no thread enter any more. Returns whether it was open.
+    /// Closes the gate: no further thread can enter. Returns whether the gate was open.
     bool close() noexcept;
     bool isClosed() const noexcept { return (word_.load() & CLOSED) != 0; }
-    /// Waits until all threads but the current one have left a closed gate. A thread that is inside
-    /// does not wait for others that are inside and wait, too. Returns false if the limit passed. A
-    /// wait of more than a second is traced.
+    /// Waits until all threads but the current one have left a closed gate. If the current thread
+    /// is inside itself, it does not wait for other threads that are inside and also wait here.
+    /// Returns false if the limit passed. A wait of more than a second is traced.
     bool waitUntilLeft(std::optional<std::chrono::milliseconds> limit = std::nullopt);
     /// Returns whether the current thread is inside.
     bool isInside() const noexcept { return entriesOfThisThread() != 0; }
 
-    /// A guard for a thread that waits until others have left a closed gate. Its own entries count
-    /// as entries of a thread that waits.
+    /// A guard for a thread that waits until others have left a closed gate. While the guard
+    /// exists, the thread's own entries are counted in `waiting_`.
     class Waiting {
     public:
         explicit Waiting(Gate& gate) noexcept;
@@ -58,8 +60,8 @@ public:
 
         /// Returns whether the thread is inside.
         bool isInside() const noexcept { return own_ != 0; }
-        /// Returns the number of entries that the thread waits for: all, or without those of
-        /// threads that are inside and wait.
+        /// Returns the number of entries for which the thread waits. With `withoutWaiting`, the
+        /// entries of threads that are inside and also wait are not counted.
         std::uint64_t others(bool withoutWaiting) const noexcept;
 
     private:
@@ -73,7 +75,7 @@ private:
     std::size_t entriesOfThisThread() const noexcept;
 
     std::atomic<std::uint64_t> word_{0};
-    /// The entries of the threads that are inside and wait.
+    /// The number of entries of those threads that are inside and also wait.
     std::atomic<std::uint64_t> waiting_{0};
 };
 

@@ -38,7 +38,7 @@ private:
     const std::shared_ptr<MountState> mount_;
 };
 
-// Its requests go through `Calls`, whose handles are never used twice.
+// The handler of a mounted service. Requests go through `Calls`, so no handle is used twice.
 class ServiceHandler final : public IResourceHandler {
 public:
     explicit ServiceHandler(IKovaApi& service) : calls_(service) {}

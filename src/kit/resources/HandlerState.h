@@ -8,15 +8,16 @@
 
 namespace kova::kit::detail {
 
-/// A resource handler of the user, with the gate and the pending requests of the kit.
+/// The shared state of a mounted resource handler of the user: the handler, its gate, and its
+/// pending requests.
 class HandlerState final : public Served {
 public:
     explicit HandlerState(std::unique_ptr<IResourceHandler> handler) noexcept
         : handler_(std::move(handler)) {}
 
     std::vector<Operation> operations() const override { return {}; }
-    /// Destroys the handler on the current thread, because a thread that still has a reference to
-    /// this object may be one that the handler joins.
+    /// Destroys the handler on the current thread. The last reference to this object may be
+    /// released by a thread that the handler joins, so the handler is not destroyed there.
     void releaseOwned() noexcept override;
 
 protected:
@@ -25,13 +26,14 @@ protected:
 private:
     void cancel(void* handle) noexcept;
 
-    /// Guards `handler_` against `releaseOwned`; `serve` runs before it.
+    /// Guards `handler_` in `cancel` against `releaseOwned`. `serve` never runs after
+    /// `releaseOwned`.
     std::mutex mutex_;
     std::unique_ptr<IResourceHandler> handler_;
 };
 
-/// A mountable object in a slot. When it leaves the slot, only its requests through the slot end:
-/// it may be mounted elsewhere, or come back.
+/// A mountable object in a slot. When the object is removed from the slot, only its requests
+/// through the slot end. The object may also be mounted elsewhere, and may be set again.
 class SlotTarget final : public Served {
 public:
     explicit SlotTarget(std::shared_ptr<Served> target) noexcept : target_(std::move(target)) {}
@@ -52,15 +54,17 @@ private:
     std::shared_ptr<MountState> mount_;
 };
 
-/// Closes a resource, waits until none of its functions runs, and releases it.
+/// Closes a resource, waits until none of its functions is running, and releases the data that it
+/// owns.
 void remove(Served& served);
 
 /// The handler of a slot, which can be exchanged.
 class SlotState {
 public:
-    /// Exchanges the handler, and closes and waits for the former one. Null for none.
+    /// Sets the handler, or removes it if `next` is null. Closes the former handler and waits for
+    /// it.
     void set(std::shared_ptr<Served> next);
-    /// Does the same with a mountable object, unless it is in the slot already.
+    /// Sets a mountable object as the handler, unless it already is.
     void setTarget(const std::shared_ptr<Served>& target);
     /// Returns the handler, or null.
     std::shared_ptr<Served> get() const;

@@ -10,7 +10,8 @@ namespace {
 
 constexpr std::size_t LONGEST = 64;
 
-// The Levenshtein distance, with one row of the table at a time (Wagner and Fischer).
+// Returns the Levenshtein distance. Uses the algorithm of Wagner and Fischer, and stores only one
+// row of its table.
 std::size_t distance(std::string_view left, std::string_view right) noexcept {
     std::array<std::size_t, LONGEST + 1> row{};
     for (std::size_t i = 0; i <= right.size(); ++i) {

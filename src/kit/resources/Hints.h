@@ -6,8 +6,8 @@
 
 namespace kova::kit::detail {
 
-/// Returns the candidate that is most similar to a text, by the Levenshtein distance; "" if none is
-/// similar. Texts of more than 64 bytes are similar to nothing.
+/// Returns the candidate that is most similar to a text, by the Levenshtein distance; "" if no
+/// candidate is similar. Texts of more than 64 bytes are never similar.
 std::string_view mostSimilar(std::string_view text,
                              const std::vector<std::string_view>& candidates);
 

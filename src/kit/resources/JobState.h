@@ -55,7 +55,7 @@ private:
     bool hasRun_ = false;
 };
 
-/// Calls the function of a route. An exception is reported and is the answer.
+/// Calls the function of a route. An exception is reported, and the request is answered with it.
 void invoke(const Route& route, Dispatch& dispatch, const OnUncaught& onUncaught) noexcept;
 
 }  // namespace kova::kit::detail

@@ -14,15 +14,18 @@
 
 namespace kova::kit::detail {
 
-/// Returns the error for a request whose function threw an exception. Must not throw.
+/// The type of a function that returns the error for a request whose function threw an exception.
+/// It must not throw.
 using OnUncaught = std::function<Error(const Error& error)>;
 
-/// The function for uncaught exceptions of a mount, and the jobs that run for the mount.
+/// The state of a mount: the function for its uncaught exceptions, and the jobs that are running
+/// for it.
 ///
 /// Any thread may call any function.
 class MountState {
 public:
-    /// `parent` is the mount of the service, if this is the state of an object in its slot.
+    /// If this is the state of an object in a slot, `parent` is the state of the slot's mount;
+    /// otherwise it is null.
     explicit MountState(OnUncaught onUncaught,
                         std::shared_ptr<MountState> parent = nullptr) noexcept
         : onUncaught_(std::move(onUncaught)), parent_(std::move(parent)) {}
@@ -34,7 +37,7 @@ public:
     /// Returns the jobs that run.
     std::vector<CallInfo> jobs() const;
 
-    /// A guard that lists a job while it runs.
+    /// A guard that adds a job to the list of running jobs while the guard exists.
     class Running {
     public:
         Running(MountState& mount, const std::string& command, const std::string& path,

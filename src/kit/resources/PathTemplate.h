@@ -17,7 +17,8 @@ struct TemplateSegment {
     /// The literal text, or the name of the parameter.
     std::string text;
 
-    /// Returns the rank: numbers of both kinds have the same.
+    /// Returns the rank of the segment in the order of preference. Signed and unsigned numbers have
+    /// the same rank.
     int rank() const noexcept;
 };
 

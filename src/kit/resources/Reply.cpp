@@ -48,7 +48,7 @@ bool ReplyBase::send(unsigned short code, const Result<Payload>& value) noexcept
 }
 
 bool ReplyBase::sendLast(unsigned short code, const Result<Payload>& value) noexcept {
-    // A callback of the client may destroy this object.
+    // Keeps the exchange alive, because a callback of the client may destroy this object.
     const std::shared_ptr<detail::Exchange> exchange = exchange_;
     if (!exchange) {
         return false;

@@ -168,7 +168,7 @@ void invoke(const Route& route, Dispatch& dispatch, const OnUncaught& onUncaught
     try {
         route.invoke(dispatch);
     } catch (...) {
-        // The request may have been answered, and destroyed, by now.
+        // At this point the request may already have been answered and destroyed.
         dispatch.fail(
             uncaught(route.operation.command + " '" + route.operation.path + "'", onUncaught));
     }

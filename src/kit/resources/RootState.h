@@ -7,8 +7,8 @@
 
 namespace kova::kit::detail {
 
-/// Answers for the paths of a service that no mount serves: the root, with the list of the mounts,
-/// and all unknown paths.
+/// Answers requests for the paths of a service that no mount serves. The root is answered with the
+/// list of mounts, all other paths with 404.
 class RootState final : public Served {
 public:
     explicit RootState(std::vector<std::string> mounts) : mounts_(std::move(mounts)) {}

@@ -84,7 +84,7 @@ std::size_t Router::childFor(std::size_t node, const TemplateSegment& segment) {
     return child;
 }
 
-// One look-up: depth first, the preferred kind of segment first.
+// One look-up. It searches the trie depth-first and tries the preferred kind of segment first.
 class Router::Search {
 public:
     Search(const Router& router, std::string_view command, Match& match) noexcept

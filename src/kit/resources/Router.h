@@ -15,11 +15,12 @@
 
 namespace kova::kit::detail {
 
-/// Finds the route of a path: a trie of segments, in which a node has its children by literal text
-/// and one child for each kind of parameter.
+/// Finds the route for a path. Implemented as a trie of segments: a node has one child for each
+/// literal text and one child for each kind of parameter.
 ///
-/// A node belongs to one depth, so a look-up visits each node at most once, and its depth is that
-/// of the longest template. Not synchronized; it is read without a lock once all routes are added.
+/// Each node has a fixed depth, so a look-up visits each node at most once. The recursion is at
+/// most as deep as the longest template. Not synchronized. After all routes are added, any number
+/// of threads may search without a lock.
 class Router {
 public:
     /// The routes of one template, one for each command, and the texts that the parameters of the
@@ -54,9 +55,9 @@ public:
     /// Throws `std::invalid_argument` if another route serves the same command and matches the same
     /// paths with the same rank as `route`, whose template is `pattern`.
     void checkUnambiguous(const Route& route, const PathTemplate& pattern) const;
-    /// Finds the best template for a path that has a route with the command; without one, the best
-    /// template for the path. Returns the route with the command, or null. `match.routes` is null
-    /// if no template matches.
+    /// Finds the preferred template that matches the path and has a route for the command. If no
+    /// such template exists, finds the preferred template that matches the path. Returns the route
+    /// for the command, or null. `match.routes` is null if no template matches.
     Route const* find(std::string_view command, std::string_view path, Match& match) const;
 
     /// Returns all routes in the order in which they were added.
@@ -65,7 +66,8 @@ public:
 private:
     struct Node {
         std::unordered_map<std::string_view, std::size_t> literals;
-        /// The children for parameters, by `TemplateSegment::Kind`; 0 for none.
+        /// The indexes of the children for parameters, by `SegmentKind`. 0 means that there is no
+        /// child.
         std::array<std::size_t, 5> parameters{};
         std::vector<const Route*> routes;
     };

@@ -27,24 +27,26 @@ public:
     Served(const Served&) = delete;
     Served& operator=(const Served&) = delete;
 
-    /// Serves a request. Returns the handle of a pending request, or null.
+    /// Serves a request. Returns the handle of the request if it is pending, or null.
     void* actionRequest(const Request& request, ResponseHandler handler, const std::string& path,
                         const std::shared_ptr<MountState>& mount) noexcept;
     /// Cancels a pending request.
     void cancelRequest(void* handle) noexcept;
     /// Returns the operations that are offered.
     virtual std::vector<Operation> operations() const = 0;
-    /// Returns the hint that follows "path '...' not found": "" for none.
+    /// Returns the hint that is appended to the message "path '...' not found", or "" if there is
+    /// no hint.
     virtual std::string hintFor(std::string_view path) const;
 
     /// Refuses new requests and ends pending ones with 503. Does not wait.
     void refuse() noexcept;
-    /// Waits until no function runs. Returns false if the limit passed.
+    /// Waits until no function of the object is running. Returns false if the limit has passed
+    /// before.
     bool waitUntilLeft(std::optional<std::chrono::milliseconds> limit = std::nullopt) {
         return gate_.waitUntilLeft(limit);
     }
     /// Destroys the data that only this object owns, after it is closed and none of its functions
-    /// is running. Does nothing inside one of its functions.
+    /// is running. If the current thread is inside one of its functions, does nothing.
     virtual void releaseOwned() noexcept {}
     /// Returns the number of pending requests.
     std::size_t pending() const { return table_->size(); }
@@ -65,7 +67,7 @@ protected:
     virtual void stopping() noexcept {}
 
     const std::shared_ptr<ExchangeTable>& table() const noexcept { return table_; }
-    /// Returns an exchange that is in the table while it is pending.
+    /// Returns a new exchange. It is in the table of this object while it is pending.
     std::shared_ptr<Exchange> makeExchange(ResponseHandler handler) const {
         return std::make_shared<Exchange>(table_, std::move(handler));
     }
@@ -79,17 +81,18 @@ private:
 std::unique_ptr<IResourceHandler> makeHandler(std::shared_ptr<Served> served,
                                               std::shared_ptr<MountState> mount);
 
-/// Reports the exception of a function, from inside the catch block, and returns the error for its
-/// request. `what` names the request. A `KovaException` carries its response and is not reported.
+/// Returns the error with which a request is answered if its function throws, and reports the
+/// exception. Call it inside the catch block. `what` names the request. A `KovaException` is not
+/// reported; the error is made from its response.
 Error uncaught(const std::string& what, const OnUncaught& onUncaught) noexcept;
-/// Returns the format of the answer, which is one of two static texts. Null if no value can be
-/// answered in the format that the client wants.
+/// Returns the format of the answer, which is one of two static texts. Null if values cannot be
+/// encoded in the format that the client wants.
 std::string const* formatOf(const Ask& ask);
-/// Returns the error of a format in which no value can be answered: 400 and the formats that there
-/// are.
+/// Returns the error for a format in which values cannot be encoded: 400 with a list of the
+/// supported formats.
 Error unknownFormat(const std::string& format);
 
-/// The 503 of a resource that is closed.
+/// Returns the response with 503 of a closed resource.
 Response closedResponse();
 
 }  // namespace kova::kit::detail

@@ -24,7 +24,7 @@ namespace kova::kit {
 
 namespace detail {
 
-// One mount: the object that describes it, or its slot, and a function that creates its handler.
+// One mount: its mountable object or its slot, and a function that creates its resource handler.
 struct MountEntry {
     std::shared_ptr<Served> served;
     std::shared_ptr<SlotState> slot;
@@ -60,7 +60,7 @@ struct ServiceParts {
     OnUncaught onUncaught;
     std::map<std::string, MountEntry> mounts;
     std::shared_ptr<InspectionState> inspection;
-    // In this order, because the calls use the service until they are destroyed.
+    // The order of the two members matters: `calls` uses `service` until `calls` is destroyed.
     std::unique_ptr<StaticComposedKovaService> service;
     std::unique_ptr<CallsCore> calls;
 };
@@ -83,7 +83,7 @@ bool isReserved(std::string_view path) {
            (path.size() == RESERVED.size() || path[RESERVED.size()] == '/');
 }
 
-// Returns the path without the "/" at its end.
+// Checks the path of a mount. Returns the path without a "/" at its end, or throws.
 std::string checkMount(const std::string& path) {
     if (path.empty() || path.front() != '/') {
         refuseMount(path, "a mount path begins with '/'");
@@ -115,11 +115,12 @@ MountEntry& addMount(detail::ServiceParts& parts, const std::string& path) {
     return added.first->second;
 }
 
-// The wait of a thread that stops a service until no function of it runs: no call, and no job. If
-// the thread is inside one of them, it does not wait for others that are inside and wait, too.
+// A thread that stops a service and waits until no call and no job of the service is running. If
+// the thread is inside a call or job itself, it does not wait for other threads that are inside and
+// also stop the service.
 class Stopping {
 public:
-    // `ownCalls` is the number of calls that the thread is inside of.
+    // `ownCalls` is the number of calls that this thread is executing an operation of.
     Stopping(detail::ServiceParts& parts, std::size_t ownCalls)
         : parts_(parts), calls_(*parts.calls, ownCalls), isInside_(calls_.isInside()) {
         for (const auto& mount : parts_.mounts) {
@@ -128,7 +129,7 @@ public:
         }
     }
 
-    // Returns the calls and jobs that still run at the limit.
+    // Waits, and returns the calls and jobs that are still running when the limit passes.
     std::vector<CallInfo> wait(const detail::WaitLimit& until) {
         return detail::waitUntilOver(isOver, describe, this, until) ? std::vector<CallInfo>()
                                                                     : running();

@@ -10,8 +10,8 @@ namespace kova::kit::detail {
 
 namespace {
 
-// Never destroyed, because the threads of the pool encode until the process ends. Not made for each
-// value, because it does not fit into the string object.
+// Never destroyed, because the threads of the pool encode until the process ends. Not created for
+// each value, because the text is too long for the inline storage of `std::string`.
 const std::string& nameOf(StreamFormat format) {
     // NOLINTBEGIN(bugprone-unhandled-exception-at-new): without memory the process ends
     static const std::string& json = *new std::string(mimetypes::JSON_TYPE);

@@ -58,7 +58,8 @@ void DeliveryPool::submit(std::shared_ptr<PooledTask> task) {
     }
 }
 
-// Lets a thread take a task from the queue, unless enough threads run.
+// Wakes or starts a thread that takes a task from the queue, unless enough threads are running
+// tasks.
 void DeliveryPool::wakeOrStart() {
     if (active_ >= concurrency_) {
         return;
@@ -69,8 +70,8 @@ void DeliveryPool::wakeOrStart() {
     work_.notify_one();
 }
 
-// Starts a thread, and with the first one the monitor. If the system has none left, the monitor
-// tries again.
+// Starts a thread. The first start also starts the monitor. If the system cannot create a thread,
+// the monitor tries again later.
 void DeliveryPool::start() {
     try {
         if (!hasMonitor_) {

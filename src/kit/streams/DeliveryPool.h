@@ -13,21 +13,22 @@
 
 namespace kova::kit::detail {
 
-/// The place of a thread of the pool.
+/// The data about a thread of the pool that the thread and the pool share.
 ///
 /// While the thread runs a task, it owns the task, and no other thread runs it. If the thread stays
 /// in the same call of a receiver for too long, the pool takes the task from it, and another thread
 /// runs the task.
 struct DeliverySlot {
-    /// Odd while the thread calls a receiver. Never decreases. Only the thread writes it.
+    /// The number of the current visit of a receiver. It is odd while the thread calls the
+    /// receiver. Never decreases. Only the thread writes it.
     std::atomic<std::uint64_t> visit{0};
     /// The thread owns the task.
     std::atomic<bool> ownsTask{false};
     /// The number of the slot.
     std::size_t number = 0;
 
-    /// Begins and ends a call of a receiver. Relaxed, because the monitor only compares numbers; a
-    /// stronger order costs 10 ns.
+    /// `enter` begins a call of a receiver, `leave` ends it. The stores are relaxed, because the
+    /// monitor only compares the numbers. A stronger memory order costs 10 ns.
     void enter() noexcept {
         visit.store(visit.load(std::memory_order_relaxed) + 1, std::memory_order_relaxed);
     }
@@ -39,12 +40,14 @@ class PooledTask {
 public:
     virtual ~PooledTask();
 
-    /// Calls receivers as long as there are values and `slot.ownsTask`, or for a while.
+    /// Calls receivers while there are values and `slot.ownsTask` is true, but only for a limited
+    /// number of visits.
     virtual void deliver(DeliverySlot& slot) = 0;
     /// Called after `deliver`, if the thread still owned the task. Submits the task again if there
-    /// are values. From here on the task may be submitted.
+    /// are values. Other threads may submit the task from now on.
     virtual void release() = 0;
-    /// Disconnects the receiver that the thread of the slot calls, if it still is in this visit.
+    /// Disconnects the receiver that the thread of the slot is calling, if the thread is still in
+    /// this visit.
     virtual void disconnect(std::size_t slot, std::uint64_t visit) = 0;
 };
 
@@ -60,22 +63,21 @@ struct DeliveryFigures {
 ///
 /// A submitted task runs on one thread at a time. The pool needs few threads, because receivers
 /// rarely block: it runs as many tasks at once as there are processors, at most four. One more
-/// thread, the monitor, looks every 2 ms at the threads that are busy. A thread that is in the same
-/// call of a receiver at two looks is stuck: its task is taken away from it and goes to another
-/// thread, and the stuck one no longer counts among those that run tasks. So a receiver that blocks
-/// delays the others of its stream once, by 2 to 4 ms.
+/// thread, the monitor, looks every 2 ms at the threads that are busy. If the monitor finds a
+/// thread in the same call of a receiver twice in a row, the thread is considered stuck. Its task
+/// is moved to another thread, and the stuck thread no longer counts as running a task. So a
+/// receiver that blocks delays the other receivers of its stream once, by 2 to 4 ms.
 ///
-/// There are at most 16 threads. If all are stuck, and a task waits, the thread that has been stuck
-/// the longest is replaced, if it has been for 100 ms: its receiver is disconnected, and it ends
-/// when the receiver returns. A receiver that is disconnected gets no value again, so it can occupy
-/// only this one thread. At most 16 threads can be replaced at a time; beyond that, which takes 32
-/// receivers that block at the same time, tasks wait until one returns, and that is reported. A
-/// thread that was taken for stuck because the machine is busy just goes on, so a wrong guess costs
-/// nothing.
+/// There are at most 16 threads. If all threads are stuck and a task waits, the thread that has
+/// been stuck the longest is replaced, provided that it has been stuck for at least 100 ms. Its
+/// receiver is disconnected, and the thread ends when the receiver returns. A receiver that is
+/// disconnected gets no value again, so it can occupy only this one thread. At most 16 replaced
+/// threads can exist at a time. If 32 receivers block at the same time, tasks wait until one of
+/// these receivers returns, and this is reported. If a thread is wrongly considered stuck because
+/// the machine is busy, it simply continues, so such an error has no cost.
 ///
 /// Threads start on demand and live as long as the process. The pool is never destroyed. Any thread
-/// may call any function. Receivers are called without the lock of the pool, which is a leaf: it is
-/// held by no call into a task.
+/// may call any function. The pool never holds its lock while it calls a task or a receiver.
 class DeliveryPool {
 public:
     static constexpr std::size_t MAX_THREADS = 16;
@@ -98,7 +100,7 @@ private:
     using Lock = std::unique_lock<std::mutex>;
     using Clock = std::chrono::steady_clock;
 
-    // A slot and the data that only the pool uses, under the lock of the pool.
+    // A slot, and data that only the pool uses. The lock of the pool guards this data.
     struct Place : DeliverySlot {
         enum class State : std::uint8_t { unused, idle, working, stuck };
         State state = State::unused;

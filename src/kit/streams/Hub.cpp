@@ -191,7 +191,8 @@ bool Hub::publish(std::shared_ptr<Change> change, bool (*apply)(void*), void* us
     return true;
 }
 
-// Waits until there is space for a change. Returns the watchers without space after the patience.
+// Waits until there is space for a change. Returns the watchers whose queues still have no space
+// after the time set with `StreamOptions::patience`.
 std::vector<std::shared_ptr<Exchange>> Hub::waitForSpace(Lock& lock) {
     if (!watchers_.isFull() || DeliveryPool::isInside()) {
         return {};

@@ -19,10 +19,11 @@ namespace kova::kit::detail {
 
 /// The shared state of an `Observable` or another stream: the data, the watchers and the changes.
 ///
-/// One mutex guards the data and the watchers. It is held by no call of a function of the user, of
-/// an exchange or of the pool. A change wakes at most one thread of the pool. The thread visits one
-/// watcher after the other, each with one change, and holds the lock once for each visit. It stays
-/// inside the gate for a number of visits, so that closing the gate waits for it.
+/// One mutex guards the data and the watchers. It is not held while the hub calls a function of the
+/// user, of an exchange or of the pool. A change wakes at most one thread of the pool. The thread
+/// visits one watcher after the other, each with one change, and holds the lock once for each
+/// visit. The thread stays inside the gate for several visits, so closing the gate waits for the
+/// thread.
 class Hub final : public Served, public PooledTask {
 public:
     Hub(std::shared_ptr<StreamSource> source, const StreamQueue& queue);
@@ -69,12 +70,14 @@ private:
     mutable std::mutex mutex_;
     std::condition_variable space_;
     Watchers watchers_;
-    /// The whole after the latest change, or null. Made when a watcher needs it.
+    /// The whole value, list or map after the latest change, or null. Created when a watcher needs
+    /// it.
     std::shared_ptr<Change> snapshot_;
     std::chrono::milliseconds patience_{1000};
     std::atomic<std::uint64_t> lastId_{0};
     std::size_t waiting_ = 0;
-    /// The waiting setters were notified; a notification is a system call.
+    /// Whether the threads that wait in `set` were already notified. Avoids a second notification,
+    /// which is a system call.
     bool isNotified_ = false;
     /// The pool has the task.
     bool isScheduled_ = false;

@@ -11,7 +11,7 @@ namespace kova::kit::detail {
 
 namespace {
 
-/// The number of visits after which other streams get their turn.
+/// The number of visits after which a thread continues with another stream.
 constexpr std::size_t VISITS = 256;
 
 template <typename T>
@@ -41,8 +41,8 @@ void Hub::deliver(DeliverySlot& slot) {
     }
 }
 
-// The pool has taken the task away from this thread. The last watcher that this thread visited may
-// have further values by now.
+// Called after the pool has taken the task away from this thread. The last watcher that this thread
+// visited may have new values, for which the task must be submitted.
 void Hub::submitIfReady() {
     {
         const std::lock_guard<std::mutex> guard(mutex_);
@@ -104,7 +104,8 @@ bool Hub::send(const Watchers::Visit& visit) const {
     return exchange.next(response);
 }
 
-// The queue of an endpoint cannot replace changes that build on each other by the whole value.
+// Returns the queue for the header entry `STREAM_QUEUE`. The queue of a transport cannot replace
+// changes of a list or map by the whole list or map, so the policy is then `Disconnect`.
 StreamQueue Hub::announcedQueue() const {
     StreamQueue announced = queue();
     if (source_->isIncremental() &&

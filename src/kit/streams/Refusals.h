@@ -5,14 +5,14 @@
 #include "kova/kit/Ask.h"
 #include "kova/kit/Result.h"
 
-// The errors of streams beside those that all resources have.
+// The errors that only streams answer with.
 namespace kova::kit::detail {
 
-/// 400, with the list of the commands that are supported.
+/// Returns the error 400 with the list of supported commands.
 Error commandNotSupported(const Ask& ask, const std::string& supported);
-/// 400: there is no value, only a stream.
+/// Returns the error 400 for a request for one value, if the resource has only a stream.
 Error streamOnly(const Ask& ask);
-/// The end of a stream whose receiver does not keep up: 503.
+/// Returns the response with 503 that ends a stream whose receiver does not keep up.
 Response disconnected(char const* reason);
 
 }  // namespace kova::kit::detail

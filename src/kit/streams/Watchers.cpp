@@ -19,14 +19,15 @@ void Watchers::push(std::shared_ptr<Change> change, Garbage& garbage) {
     atEnd_ = 0;
     ready_.splice(ready_.end(), idle_);
     while (changes_.size() > queue.bound) {
-        // The watchers at this change have fallen behind. They are now counted at the next change.
+        // The watchers whose cursors point to the released change have fallen behind. They are now
+        // counted at the next change.
         changes_[1].cursors += changes_.front().cursors;
         popOldest(garbage);
     }
     releaseOldest(garbage);
 }
 
-// Releases the changes that all watchers have got.
+// Releases the oldest changes, as far as all watchers have passed them.
 void Watchers::releaseOldest(Garbage& garbage) {
     while (!changes_.empty() && changes_.front().cursors == 0) {
         popOldest(garbage);
@@ -80,7 +81,7 @@ void Watchers::erase(std::list<Watcher>& list, Iterator watcher, Garbage& garbag
     garbage.watchers.splice(garbage.watchers.end(), list, watcher);
 }
 
-// From here on the watcher keeps no change.
+// Marks a watcher as removed. From now on its cursor and its snapshot keep no change alive.
 void Watchers::markGone(Watcher& watcher, Garbage& garbage) {
     if (!std::exchange(watcher.isGone, true)) {
         leave(watcher);
@@ -135,7 +136,7 @@ std::shared_ptr<Change> Watchers::catchUp(Watcher& watcher, const std::shared_pt
         move(watcher, endNumber(), garbage);
         return nullptr;
     }
-    // The value that comes next replaces all changes in front of it.
+    // The value that the watcher gets next replaces all changes before it.
     const std::uint64_t next = drops ? first_ : endNumber() - 1;
     const std::uint64_t skipped = next - watcher.cursor;
     (drops ? watcher.dropped : watcher.conflated) += skipped;
@@ -196,7 +197,7 @@ WatcherInfo Watchers::infoOf(const Watcher& watcher, std::int64_t now, bool incr
     info.dropped = watcher.dropped;
     std::uint64_t next = watcher.cursor;
     if (next < first_) {
-        // The watcher will detect this at its next visit.
+        // The watcher has fallen behind, but will be counted so only at its next visit.
         const bool drops = dropsOldest(incremental) || queue.whenFull == Disconnect;
         next = drops ? first_ : endNumber() - 1;
         (drops ? info.dropped : info.conflated) += next - watcher.cursor;

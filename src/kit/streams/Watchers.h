@@ -16,8 +16,8 @@
 
 namespace kova::kit::detail {
 
-/// A client that watches a stream. Members without a remark on access are constant. The lock of the
-/// hub guards the others.
+/// A client that watches a stream. The lock of the hub guards the members that are marked
+/// "Guarded". The other members do not change.
 struct Watcher {
     std::shared_ptr<Exchange> exchange;
     StreamFormat format = StreamFormat::json;
@@ -25,7 +25,7 @@ struct Watcher {
     std::string clientId;
     Peer peer;
 
-    /// A value that comes before the change at the cursor, or null. Guarded.
+    /// A value that the watcher gets before the change at its cursor, or null. Guarded.
     std::shared_ptr<Change> snapshot;
     /// The number of the next change. Guarded.
     std::uint64_t cursor = 0;
@@ -64,8 +64,8 @@ struct Garbage {
     }
 };
 
-/// The watchers of a stream and the changes that at least one of them has not got: one list for
-/// all, in which each watcher has a cursor.
+/// The watchers of a stream, and the changes that at least one watcher has not got yet. The changes
+/// are in one list, and each watcher has a cursor into it.
 ///
 /// A new change costs no work for each watcher, and no memory is allocated for each watcher and
 /// value. Each change counts the cursors that point to it, and is released when the last watcher
@@ -78,7 +78,7 @@ class Watchers {
 public:
     using Iterator = std::list<Watcher>::iterator;
 
-    /// The state of the visit of one watcher by a thread.
+    /// The state of a visit: a thread delivers one value to one watcher.
     struct Visit {
         Iterator watcher;
         std::shared_ptr<Change> change;  ///< Null: the watcher is disconnected.
@@ -93,7 +93,8 @@ public:
     void add(Watcher&& watcher);
     /// Adds a change.
     void push(std::shared_ptr<Change> change, Garbage& garbage);
-    /// Returns whether the oldest change would be released before all have got it.
+    /// Returns whether adding a change would release the oldest change before all watchers have got
+    /// it.
     bool isFull() const noexcept { return changes_.size() >= queue.bound; }
     bool isEmpty() const noexcept { return byId_.empty(); }
     bool isHalfEmpty() const noexcept { return changes_.size() <= queue.bound / 2; }
@@ -109,19 +110,21 @@ public:
     bool nextNeedsSnapshot(bool incremental) const noexcept;
     /// Ends a visit.
     void end(Visit& visit, Garbage& garbage);
-    /// Removes a watcher, if it is still there. If a thread visits it, its visit removes it.
+    /// Removes a watcher, if it is still in the list. If a thread is visiting the watcher, that
+    /// thread removes it at the end of the visit.
     void remove(std::uint64_t id, Garbage& garbage);
 
     /// Returns the exchanges of the watchers that have not got the oldest change.
     std::vector<std::shared_ptr<Exchange>> slowest() const;
-    /// Returns the exchange of the watcher in a visit, or null.
+    /// Returns the exchange of the watcher that the thread of the slot is visiting, or null if this
+    /// visit has ended.
     std::shared_ptr<Exchange> visited(std::size_t slot, std::uint64_t visit) const;
     std::vector<WatcherInfo> infos(std::int64_t now, bool incremental) const;
 
 private:
     struct Entry {
         std::shared_ptr<Change> change;
-        /// The number of watchers whose cursor is here.
+        /// The number of watchers whose cursors point to this change.
         std::size_t cursors;
     };
 
@@ -153,7 +156,7 @@ private:
     std::unordered_map<std::uint64_t, Iterator> byId_;
 };
 
-/// Returns the monotonic time in nanoseconds, to about 4 ms. Takes some 5 ns.
+/// Returns the monotonic time in nanoseconds, with a resolution of about 4 ms. Takes about 5 ns.
 std::int64_t coarseTime() noexcept;
 
 }  // namespace kova::kit::detail

@@ -11,7 +11,7 @@ namespace kova::kit::detail {
 namespace {
 
 /// The idle buffer of a thread. It is plain data, so it may be used while the thread's other
-/// objects are destroyed; from the end of `Owner` on, no buffer is kept.
+/// thread-local objects are destroyed. After `Owner` is destroyed, no buffer is kept.
 struct Idle {
     util::ByteBufferWriter* buffer;
     bool isOwned;
@@ -27,7 +27,8 @@ struct Owner {
         t_idle.isClosed = true;
         delete std::exchange(t_idle.buffer, nullptr);
     }
-    /// Makes the thread destroy this object at its end.
+    /// Does nothing, but a call makes the compiler create this thread-local object, so that it is
+    /// destroyed when the thread ends.
     void touch() const noexcept {}
 };
 

@@ -7,12 +7,11 @@
 
 namespace kova::kit::detail {
 
-/// An empty buffer on loan. Each thread keeps one idle buffer, so that a payload costs no
-/// allocation for the buffer that it is written to. A buffer of more than `MAX_KEPT` bytes is not
-/// kept.
+/// A guard that borrows an empty buffer. Each thread keeps one idle buffer, so that writing a
+/// payload needs no allocation for its buffer. A buffer of more than `MAX_KEPT` bytes is not kept.
 class KOVA_KIT_LOCAL BufferLoan {
 public:
-    /// The greatest capacity of a buffer that a thread keeps.
+    /// The maximum capacity of a buffer that a thread keeps.
     static constexpr std::size_t MAX_KEPT = std::size_t{1} << 16;
     /// The capacity of a new buffer.
     static constexpr unsigned long FIRST_CAPACITY = 512;

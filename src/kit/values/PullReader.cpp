@@ -41,14 +41,15 @@ bool PullReader::end() {
     return done(in_->endDeserialize(), "the end of the payload");
 }
 
-// The platform's reason has all parts of the message. Another platform may have no reason.
+// The reason that the platform records already contains all parts of the message. A replacement
+// platform may record no reason.
 bool PullReader::failOf(char const* expected) {
     std::string reason = recorded_.reason();
     return reason.empty() ? refuse(expected, {}) : fail(std::move(reason));
 }
 
-// No scope of options is open, so this end fails. The reason of the failure names the byte of the
-// latest value.
+// Provokes a failure: no scope of options is open, so ending one fails. The reason of that failure
+// names the byte of the latest value.
 std::optional<std::size_t> PullReader::position() {
     return in_->endOption() ? byteOf(recorded_.reason()) : std::nullopt;
 }

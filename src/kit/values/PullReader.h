@@ -68,7 +68,7 @@ public:
 
 private:
     std::optional<std::size_t> position() override;
-    /// Returns whether a call succeeded, and describes its failure.
+    /// Returns whether a call succeeded. If it failed, describes the failure.
     bool done(bool hasFailed, char const* expected) { return !hasFailed || failOf(expected); }
     bool failOf(char const* expected);
 

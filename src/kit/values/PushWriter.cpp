@@ -14,7 +14,8 @@ bool PushWriter::end() {
     return done(out_->endSerialize(size));
 }
 
-// The platform's reason has all parts of the message. Another platform may have no reason.
+// The reason that the platform records already contains all parts of the message. A replacement
+// platform may record no reason.
 bool PushWriter::failOf() {
     std::string reason = recorded_.reason();
     return reason.empty() ? refuse("a value that the format can represent", "another one")

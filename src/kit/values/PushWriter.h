@@ -57,7 +57,7 @@ public:
 
 private:
     std::optional<std::size_t> position() override { return std::nullopt; }
-    /// Returns whether a call succeeded, and describes its failure.
+    /// Returns whether a call succeeded. If it failed, describes the failure.
     bool done(bool hasFailed) { return !hasFailed || failOf(); }
     bool failOf();
     template <typename T>

@@ -5,8 +5,8 @@
 #include "Sessions.h"
 #include "kova/core/MimeTypes.h"
 
-// Everything that is written here has a form in JSON. Only exhausted memory can make a call fail.
-// The writer then stores the failure, and `writeSchema` detects it.
+// All values that are written here can be represented in JSON, so a call fails only if memory is
+// exhausted. The writer then stores the failure, and `writeSchema` detects it.
 namespace kova::kit::detail {
 
 namespace {

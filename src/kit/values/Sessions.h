@@ -17,7 +17,7 @@ public:
     /// Reads `payload`, which must stay alive.
     PayloadReader(const Payload& payload, const Limits& limits);
 
-    /// Returns whether the mime type has a deserializer. The other functions need one.
+    /// Returns whether the mime type has a deserializer. If not, no other function may be called.
     bool isKnown() const noexcept { return in_ != nullptr; }
     /// Begins the payload.
     [[nodiscard]] bool begin() { return reader_.begin(bytes_); }
@@ -34,11 +34,11 @@ class PayloadWriter {
 public:
     PayloadWriter(std::string mimeType, const Limits& limits);
 
-    /// Returns whether the mime type has a serializer. The other functions need one.
+    /// Returns whether the mime type has a serializer. If not, no other function may be called.
     bool isKnown() const noexcept { return out_ != nullptr; }
-    /// Returns the writer of the payload. The payload is already begun.
+    /// Returns the writer of the payload. Its `begin` was already called.
     PushWriter& writer() noexcept { return writer_; }
-    /// Returns the written payload. Call it after the end of the writer.
+    /// Returns the written payload. Call it after `end` of the writer.
     Payload payload() const { return Payload::createFromWriter(bytes_, mimeType_); }
 
 private:
@@ -48,7 +48,7 @@ private:
     PushWriter writer_;
 };
 
-/// Returns the error for a mime type without a format.
+/// Returns the error for a mime type that has no serializer and deserializer.
 Error unknownFormat(unsigned short code, const std::string& mimeType);
 
 }  // namespace kova::kit::detail

@@ -6,7 +6,7 @@ namespace kova::kit::detail {
 
 namespace {
 
-/// The maximum number of bytes of a quoted text, and of a path in a message.
+/// The maximum lengths of a quoted text and of a path in a message, in bytes.
 constexpr std::size_t LONGEST_QUOTE = 24;
 constexpr std::size_t LONGEST_PATH = 96;
 

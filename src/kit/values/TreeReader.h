@@ -69,7 +69,7 @@ private:
     };
 
     std::optional<std::size_t> position() override { return std::nullopt; }
-    /// Describes the failure that the node is not what was expected, and returns false.
+    /// Describes the failure that the node does not have the expected kind, and returns false.
     bool refuseNode(char const* expected);
     template <typename T>
     bool integer(T& out, char const* expected);

@@ -9,8 +9,8 @@ namespace kova::kit::detail {
 
 namespace {
 
-/// Returns the failure. The result has the reason now, so the thread's latest error is
-/// acknowledged.
+/// Returns the failure. Acknowledges the thread's latest error, because the returned failure
+/// contains its reason.
 Error errorOf(const State& state, unsigned short code, Recorded& recorded) {
     recorded.acknowledge();
     return state.error(code);

@@ -20,13 +20,14 @@ namespace kova::kit::detail {
 /// The formats of streams.
 enum class StreamFormat : std::uint8_t { json, binary };
 
-/// A value of a stream, which all watchers share. It is encoded when the first watcher of a format
-/// gets it, once for each format. Any thread may call any function.
+/// A value of a stream, which all watchers share. The value is encoded once for each format, when
+/// the first watcher with that format gets it. Any thread may call any function.
 class KOVA_KIT_API Change {
 public:
     /// The value in a format.
     struct Form {
-        /// Code 299 and the value, or the error of a value that has no form in the format.
+        /// A response with the code 299 and the encoded value, or an error if the format cannot
+        /// represent the value.
         Response response;
         bool failed = false;
     };
@@ -36,7 +37,7 @@ public:
     Change(const Change&) = delete;
     Change& operator=(const Change&) = delete;
 
-    /// Returns the value in a format. The reference lives as long as the object.
+    /// Returns the value in a format. The reference is valid as long as the object exists.
     const Form& form(StreamFormat format);
 
 private:
@@ -49,9 +50,9 @@ private:
     Form forms_[2];
 };
 
-/// Creates a change in a block, because one thread creates changes and others destroy them. With
-/// `malloc` a value for one watcher takes a tenth more time. A type of a greater alignment than
-/// that of blocks has no block.
+/// Creates a change in a block of the `BlockPool`, because one thread creates changes and other
+/// threads destroy them. With `malloc`, a value for one watcher takes 10 % more time. A type with a
+/// stricter alignment than blocks have is allocated with `std::make_shared`.
 template <typename Type, typename... Arguments>
 std::shared_ptr<Type> makeChange(Arguments&&... arguments) {
     if constexpr (alignof(Type) > alignof(std::max_align_t)) {
@@ -77,7 +78,8 @@ private:
     }
 };
 
-/// An element that a list or map shares with the changes of its stream. It is only written.
+/// An element that a list or map shares with the changes of its stream. The codec can write it, but
+/// not read it.
 template <typename T>
 using Shared = std::shared_ptr<const T>;
 
@@ -90,7 +92,7 @@ struct Codec<std::shared_ptr<const T>> {
     }
 };
 
-/// A change that is an element of a list or map.
+/// The answer to a client that retrieves one element of a list or map.
 template <typename T>
 class ElementChange final : public Change {
 public:

@@ -21,7 +21,7 @@ namespace kova::kit::detail {
 
 class ExchangeTable;
 
-/// One request that is passed to the function of a route, and its answer.
+/// A request that is passed to the function of a route, together with the way to answer it.
 class KOVA_KIT_API Dispatch {
 public:
     /// The parts of the path that match the parameters of the template.
@@ -29,12 +29,12 @@ public:
         std::string_view const* first = nullptr;
         std::size_t count = 0;
     };
-    /// A request that is answered through `handler`; through an exchange of the table if the answer
-    /// comes later. The format and the table must outlive the object.
+    /// Creates a request that is answered through `handler`. If the answer comes later, an
+    /// `Exchange` in `table` owns the handler. `format` and `table` must outlive the object.
     Dispatch(const Ask& ask, Captures captures, const std::string& format,
              std::unique_ptr<IResponseHandler<Response>> handler,
              const std::shared_ptr<ExchangeTable>& table) noexcept;
-    /// A request that is answered through `exchange`, by a job.
+    /// Creates a request of a job. It is answered through `exchange`.
     Dispatch(const Ask& ask, Captures captures, const std::string& format,
              std::shared_ptr<Exchange> exchange, Job& job) noexcept;
     ~Dispatch();
@@ -47,18 +47,18 @@ public:
     const Payload& body() const noexcept { return ask_->request().getPayload(); }
     /// The mime type of the answer.
     const std::string& format() const noexcept { return format_; }
-    /// Returns the job of a route with a worker. Undefined without one.
+    /// Returns the job. Undefined if the route has no worker.
     Job& job() const noexcept { return *job_; }
 
     /// @{
-    /// Answers. The first answer counts. The request must not be used afterwards.
+    /// Answers the request. Only the first answer is sent. The request must not be used afterwards.
     void answer(unsigned short code, const Result<Payload>& value) noexcept;
     void respond(const Response& response) noexcept;
     void done() noexcept;
     void fail(const Error& error) noexcept;
     /// @}
-    /// Returns the reply of a request that is answered later. `ask` then refers to a copy of the
-    /// request, because the client may destroy the request when it is answered.
+    /// Returns the reply of a request that is answered later. Afterwards `ask` refers to a copy of
+    /// the request, because the client may destroy the original when the answer arrives.
     template <typename R>
     R defer() {
         return R(exchangeForLater(), format_);
@@ -99,7 +99,8 @@ constexpr ArgumentKind argumentKind() noexcept {
     }
 }
 
-/// Reads an argument from the path. Returns false, and answers 404, if a number does not fit.
+/// Reads an argument from the path. If a number does not fit the type, answers the request with 404
+/// and returns false.
 template <typename T>
 bool readCapture(Dispatch& dispatch, std::size_t index, T& out) {
     const std::string_view text = dispatch.capture(index);
@@ -118,8 +119,8 @@ bool readCapture(Dispatch& dispatch, std::size_t index, T& out) {
     }
 }
 
-/// Reads an argument: a parameter of the template from the path, the argument after them from the
-/// body.
+/// Reads an argument of the function. Arguments for parameters of the template are read from the
+/// path. The argument after these is read from the body.
 template <typename T>
 bool readArgument(Dispatch& dispatch, std::size_t index, T& out) {
     if (index < dispatch.captures()) {
@@ -137,7 +138,7 @@ bool readArgument(Dispatch& dispatch, std::size_t index, T& out) {
 }
 
 /// @{
-/// Answers with the result of a function.
+/// Answers the request with the result of a function.
 template <typename T>
 void respondWith(Dispatch& dispatch, const T& value) {
     if constexpr (std::is_convertible_v<T, char const*>) {

@@ -17,29 +17,31 @@
 
 namespace kova::kit::detail {
 
-/// A function that serves requests, without its type, or a stream that serves them.
+/// A route: a command, a template of paths, and the function (type-erased) or the stream that
+/// serves their requests.
 struct Route {
     /// The command, the template of the path, and the schemas.
     Operation operation;
-    /// The kinds of text that the parameters of the function, except the first one, accept from a
-    /// path. The last parameter may be the body.
+    /// For each parameter of the function after the first one, the kind of text that it accepts
+    /// from a path. The last parameter may be the body.
     std::vector<ArgumentKind> arguments;
-    /// The last parameter can be read from a body.
+    /// Whether the last parameter can be read from a body.
     bool acceptsBody = false;
     /// The schema of the last parameter, if it is the body.
     Payload (*lastSchema)() = nullptr;
-    /// Calls the function, and answers unless the answer comes later.
+    /// Calls the function and answers the request, unless the function answers later.
     std::function<void(Dispatch&)> invoke;
     /// The executor of the function. By default the function runs on the thread of the request.
     Executor executor;
     /// The stream that serves all commands of the template; null for a function.
     std::shared_ptr<Served> stream;
-    /// The number of characters of a path in front of the path of the stream's element.
+    /// The number of characters that precede the path of an element of the stream.
     std::size_t prefix = 0;
 };
 
 /// @{
-/// The type of the value that a function answers with; void for none.
+/// The type of the value in the answer, for a function with this result type; `void` if the answer
+/// has no value.
 template <typename T>
 struct AnswerOf {
     using Type = T;
@@ -77,7 +79,7 @@ struct Parameters {
     using Values = std::tuple<Between...>;
     using ReplyType = Reply;
 };
-/// Moves a `Reply` at the end of a list of types out of it.
+/// Splits a list of types into a `Reply` at its end, if there is one, and the types before it.
 template <typename Done, typename... Rest>
 struct SplitReply;
 template <typename... Done>
@@ -93,7 +95,7 @@ struct SplitReply<std::tuple<Done...>, Next, After, Rest...>
 };
 
 /// @{
-/// The parameters and the result of a pointer to a function.
+/// The types of the parameters and of the result of a function pointer.
 template <typename Pointer>
 struct PointerSignature;
 template <typename R, typename First, typename... Rest>
@@ -104,7 +106,7 @@ struct PointerSignature<R (*)(First, Rest...)> : SplitReply<std::tuple<>, std::d
 /// @}
 
 /// @{
-/// The pointer to a function with the parameters and the result of a member function.
+/// The type of a function pointer with the same parameters and result as a member function.
 template <typename Pointer>
 struct WithoutClass {
     using Type = Pointer;
@@ -132,7 +134,8 @@ struct WithoutClass<R (C::*)(A...) const noexcept> {
 /// @}
 
 /// @{
-/// The pointer to the function that a call of `F` calls: of a function object its operator.
+/// The type of a function pointer with the parameters and the result of `F`. For a function object
+/// these are those of its call operator.
 template <typename F, typename = void>
 struct CalledFunction {
     using Type = F;
@@ -143,7 +146,7 @@ struct CalledFunction<F, std::void_t<decltype(&F::operator())>> {
 };
 /// @}
 
-/// The parameters and the result of a function or function object.
+/// The types of the parameters and of the result of a function or function object.
 template <typename F>
 using Signature = PointerSignature<typename WithoutClass<typename CalledFunction<F>::Type>::Type>;
 
@@ -207,7 +210,8 @@ Route makeRoute(std::string_view command, std::string_view path, F function) {
         route.acceptsBody = !std::is_same_v<Last, std::string_view>;
         route.lastSchema = schemaFunction<Last>();
     }
-    // Shared, because `std::function` must be copyable and the function may be only movable.
+    // Held by a shared pointer, because the content of a `std::function` must be copyable, and
+    // `function` may be movable only.
     route.invoke = [function = std::make_shared<F>(std::move(function))](Dispatch& dispatch) {
         Invocation<F, Sig>::run(*function, dispatch);
     };

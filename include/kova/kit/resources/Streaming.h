@@ -26,19 +26,19 @@ public:
     StreamSource& operator=(const StreamSource&) = delete;
 
     /// @{
-    /// Called with the lock of the hub, so they must not call functions of the user. They return
-    /// null if there is no such value.
+    /// The hub calls these functions while it holds its lock, so they must not call functions of
+    /// the user. They return null if the value does not exist.
 
     /// Returns the whole value, list or map as the first value of a stream: the snapshot.
     virtual std::shared_ptr<Change> snapshot() const = 0;
     /// Returns the whole value, list or map as the answer to a request for one value.
     virtual std::shared_ptr<Change> whole() const { return snapshot(); }
-    /// Returns the element with the path, which is not empty.
+    /// Returns the element of a list or map with this path. The path is not empty.
     virtual std::shared_ptr<Change> element(std::string_view path) const;
     /// @}
 
-    /// Reads the value anew for a client that retrieves or watches it. Returns null if the stream
-    /// keeps its value. Called without a lock.
+    /// Reads the current value for a client that retrieves or begins to watch it. Returns null if
+    /// the stream stores its value, so that nothing has to be read. Called without a lock.
     virtual Result<std::shared_ptr<Change>> read();
     /// Called after a watcher was added, without a lock.
     virtual void watched();
@@ -48,13 +48,14 @@ public:
     virtual Result<void> write(Hub& hub, const Payload& body);
     /// Returns the operations.
     virtual std::vector<Operation> operations(const Hub& hub) const = 0;
-    /// Returns whether each change builds on those before it.
+    /// Returns whether each change applies to the result of the change before it, so that no change
+    /// may be missed.
     virtual bool isIncremental() const noexcept { return false; }
 };
 
 /// @{
-/// Runs `apply(user)` with the lock of the hub. If it returns true, `change` becomes the newest
-/// change of the stream. Returns the result of `apply`.
+/// Calls `apply(user)` while the lock of the hub is held. If it returns true, `change` becomes the
+/// newest change of the stream. Returns the result of `apply`.
 KOVA_KIT_API bool publish(Hub& hub, std::shared_ptr<Change> change, bool (*apply)(void*),
                           void* user);
 /// Does the same with a function object.
@@ -68,7 +69,7 @@ bool publishWith(Hub& hub, std::shared_ptr<Change> change, Apply&& apply) {
 /// @}
 
 /// @{
-/// Runs `read(user)` with the lock of the hub.
+/// Calls `read(user)` while the lock of the hub is held.
 KOVA_KIT_API void readLocked(const Hub& hub, void (*read)(void*), void* user);
 /// Does the same with a function object.
 template <typename Read>
@@ -80,10 +81,10 @@ void readWith(const Hub& hub, Read&& read) {
 }
 /// @}
 
-/// The base class of the types whose values are a stream.
+/// The base class of `Observable`, `Events` and the other types that clients can watch.
 class KOVA_KIT_API Streaming : public Mountable {
 public:
-    /// Returns the options of the queues, to change them.
+    /// Returns a handle with which the options of the watchers' queues can be changed.
     StreamOptions options() const noexcept;
     /// Returns the watchers.
     std::vector<WatcherInfo> watchers() const;

@@ -7,12 +7,13 @@
 
 #include "kova/kit/values/Struct.h"
 
-// The form of durations and points in time in payloads: the core's text of a duration, or a count
-// if the description of the field requires it; the core's text of a date and time.
+// The codecs of durations and points in time. A duration is written as the text of
+// `dovglobals::Duration`, or as a count if the description of the field requires it. A point in
+// time is written as the text of `dovglobals::DateTime`.
 namespace kova::kit::detail {
 
-/// The longest duration that has a text: 31 days, 23 hours, 59 minutes and 59 seconds. A month has
-/// no fixed length.
+/// The longest duration that can be written as text: 31 days, 23 hours, 59 minutes and 59 seconds.
+/// Months are not used, because a month has no fixed length.
 constexpr std::int64_t LONGEST_SECONDS = 32 * 86400 - 1;
 
 /// Returns the text of a number of seconds from 0 to `LONGEST_SECONDS`.
@@ -60,15 +61,17 @@ struct Codec<std::chrono::duration<Rep, Period>> {
 };
 
 /// @{
-/// The times that have a text: the years 1 to 9999, in seconds since 1970.
+/// The first and the last time that can be written as text (the years 1 to 9999), in seconds since
+/// 1970.
 constexpr std::int64_t FIRST_SECOND = -62'135'596'800;
 constexpr std::int64_t END_OF_SECONDS = 253'402'300'800;
 /// @}
 
-/// Returns the text of a time in UTC, as milliseconds since 1970. The time has a text.
+/// Returns the text of a time in UTC. `milliseconds` counts from 1970 and must be in the years 1 to
+/// 9999.
 KOVA_KIT_API std::string formatTime(std::int64_t milliseconds);
-/// Sets `milliseconds` to the time of the text, since 1970 in UTC. Returns false if the text is not
-/// a date and time.
+/// Parses the text of a date and time, and sets `milliseconds` to the time since 1970 in UTC.
+/// Returns false if the text is not a date and time.
 KOVA_KIT_API bool parseTime(const std::string& text, std::int64_t& milliseconds);
 
 /// A point in time of the system's clock. Its text has milliseconds; smaller units are cut off.

@@ -12,7 +12,7 @@
 #include "kova/kit/values/Reader.h"
 #include "kova/kit/values/Writer.h"
 
-// The codecs of types. Code that depends on a type is a template of the reader or writer.
+// The codecs of types. Their code is a template with the reader or writer as a parameter.
 namespace kova::kit::detail {
 
 template <typename T>
@@ -103,7 +103,8 @@ struct Codec<std::string> {
     }
 };
 
-/// Whether null is a value of the type. An optional of such a type would be ambiguous.
+/// Whether null represents a value of the type in payloads. A `std::optional` of such a type would
+/// be ambiguous.
 template <typename T>
 inline constexpr bool isNullable = false;
 template <typename T>
@@ -133,7 +134,7 @@ struct Codec<std::optional<T>> {
     }
 };
 
-/// Reads an array. Calls `read(index)` for each element, and `check()` before the end.
+/// Reads an array. Calls `read(index)` for each element, and `check()` after the last element.
 template <class In, class Read, class Check>
 bool readElements(In& in, Read read, Check check) {
     if (!in.enter() || !in.beginArray()) {
@@ -169,7 +170,7 @@ bool writeElements(Out& out, const Range& range) {
     return out.endArray();
 }
 
-/// Whether arrays of the type are read and written as a whole.
+/// Whether arrays of the type are read and written with one call instead of element by element.
 template <typename T>
 inline constexpr bool isPacked = std::is_same_v<T, bool> || std::is_same_v<T, float> ||
                                  std::is_same_v<T, double> ||
@@ -210,7 +211,8 @@ struct Codec<std::vector<T>> {
     }
 };
 
-/// The codec of a field's member: that of its type, unless the field says otherwise.
+/// The codec of a member of a struct: the codec of its type, unless the description of the field
+/// selects another one.
 template <class Member, class Form>
 struct FieldCodec : Codec<Member> {
     static_assert(std::is_same_v<Form, PlainForm>, "only durations travel as a count");

@@ -7,7 +7,7 @@
 #include "kova/core/Payload.h"
 #include "kova/kit/values/Codec.h"
 
-// Arrays of a fixed length, maps and bytes.
+// The codecs of arrays with a fixed length, of maps and of bytes.
 namespace kova::kit::detail {
 
 /// An array of exactly `N` elements.
@@ -76,7 +76,7 @@ struct Codec<std::map<std::string, T>> {
     }
 };
 
-/// Bytes: an array of unsigned integers of 8 bits, which the binary format packs.
+/// The codec of bytes: an array of unsigned integers of 8 bits. The binary format packs them.
 template <>
 struct Codec<Blob> {
     static constexpr Kind KIND = Kind::Array;

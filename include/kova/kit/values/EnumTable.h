@@ -10,7 +10,7 @@
 #include "kova/kit/values/Codec.h"
 #include "kova/kit/values/FieldTable.h"
 
-// The form of enumerations in payloads: the names of their enumerators.
+// The codec of enumerations. Payloads contain the names of the enumerators.
 namespace kova::kit::detail {
 
 /// An enumerator and its name.
@@ -41,7 +41,7 @@ inline constexpr bool hasEnumerators<T, std::void_t<decltype(kovaEnumerators(std
 template <typename T>
 inline constexpr auto enumeratorsOf = kovaEnumerators(T());
 
-/// A row of the table that the codec reads.
+/// A row of `EnumTable`: one enumerator.
 struct EnumRow {
     std::string_view name;
     std::uint64_t bits;  // the enumerator's number in two's complement
@@ -59,7 +59,7 @@ struct EnumTable {
     KOVA_KIT_API std::size_t find(std::string_view name) const noexcept;
     /// Returns the name of the enumerator, or an empty text if it has none.
     KOVA_KIT_API std::string_view nameOf(std::uint64_t bits) const noexcept;
-    /// Returns the first names as a list for a message.
+    /// Returns a list of the first names, for a message.
     KOVA_KIT_API std::string list() const;
 };
 
@@ -99,7 +99,7 @@ inline constexpr auto enumRows = makeEnumRows<T>();
 template <typename T>
 inline constexpr EnumTable enumTable{enumRows<T>.data(), enumRows<T>.size(), fallbackOf<T>()};
 
-/// Reads the name of an enumerator. Stores its index.
+/// Reads the name of an enumerator, and stores the index of the enumerator in `out`.
 template <class In>
 bool readEnumerator(In& in, const EnumTable& table, std::size_t& index) {
     std::string_view name;
@@ -110,7 +110,7 @@ bool readEnumerator(In& in, const EnumTable& table, std::size_t& index) {
     return index < table.size || in.refuse(table.list(), State::quoted(name));
 }
 
-/// An enumeration with a description of its enumerators.
+/// The codec of an enumeration whose enumerators are described.
 template <typename T>
 struct Codec<T, std::enable_if_t<hasEnumerators<T>>> {
     static_assert(enumeratorsDiffer<T>(), "two enumerators have the same name");

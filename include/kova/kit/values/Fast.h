@@ -11,8 +11,8 @@
 #include "kova/kit/Limits.h"
 #include "kova/kit/values/Reader.h"
 
-// The fast path, which uses the field reader and writer of the platform. Not every platform has
-// them.
+// The fast path for reading and writing payloads. It uses the field reader and writer of the
+// platform. A replacement platform may lack these.
 #if __has_include("util/serializer/FieldReader.h")
 #define KOVA_KIT_HAS_FAST_PATH 1
 #include "util/serializer/FieldReader.h"
@@ -25,7 +25,8 @@
 namespace kova::kit::detail {
 
 /// The common base of the fast reader and writer. Its functions that describe a failure do nothing:
-/// after a failure the general reader or writer starts again, and finds the reason or the value.
+/// after a failure the general reader or writer processes the payload again from its beginning, and
+/// either succeeds or finds the reason.
 class Fast {
 public:
     explicit Fast(const Limits& limits) noexcept
@@ -53,7 +54,8 @@ private:
     std::size_t elements_ = 0;
 };
 
-/// The fast reader of a payload, with the functions of `Reader` that have a fast form.
+/// The fast reader of a payload. It implements those functions of `Reader` for which a fast
+/// implementation exists.
 class FastReader final : public Fast {
 public:
     using Format = util::serializer::FieldReader::Format;
@@ -99,7 +101,8 @@ private:
     util::serializer::FieldReader in_;
 };
 
-/// The fast writer of a payload, with the functions of `Writer` that have a fast form.
+/// The fast writer of a payload. It implements those functions of `Writer` for which a fast
+/// implementation exists.
 class FastWriter final : public Fast {
 public:
     using Format = util::serializer::FieldWriter::Format;
@@ -109,15 +112,16 @@ public:
 
     bool isBinary() const noexcept { return isBinary_; }
     /// @{
-    /// Direct writing, as by `ByteBufferWriter`: `reserve` returns the address where `count` bytes
-    /// may be written, or null if memory is exhausted. `commit` ends what was written there.
+    /// Direct writing, as with `ByteBufferWriter`. `reserve` returns an address at which `count`
+    /// bytes may be written, or null if memory is exhausted. `commit` marks the bytes up to its
+    /// argument as written.
     unsigned char* reserve(std::size_t count) noexcept {
         return bytes_.reserve(count) ? nullptr : bytes_.end();
     }
     void commit(unsigned char const* end) noexcept { bytes_.commit(end); }
     /// @}
-    /// Writes any name of a field of a struct at the address. Returns the end, where `further`
-    /// bytes are reserved; null on failure.
+    /// Writes a field name that is too long for `EncodedName` or that JSON might escape. Returns
+    /// the address after the name, at which `further` bytes are reserved; null on failure.
     KOVA_KIT_API unsigned char* putRareName(std::string_view name, std::size_t further,
                                             unsigned char* at) noexcept;
 

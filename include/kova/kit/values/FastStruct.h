@@ -12,16 +12,17 @@
 #include "kova/kit/values/Fast.h"
 
 #if KOVA_KIT_HAS_FAST_PATH
-// Writes structs on the fast path. The compiler encodes the names of the fields, and numbers of the
-// binary format (RFC 8949) are written to the buffer without a call.
+// Writes structs on the fast path. The names of the fields are encoded at compile time. Numbers in
+// the binary format (RFC 8949) are written to the buffer by inline code.
 namespace kova::kit::detail {
 
-/// The name of a field as JSON text, `,"name":`. In the binary format, a head of one byte precedes
-/// the same name.
+/// The name of a field, encoded as JSON text: `,"name":`. For the binary format, the same name
+/// follows a head of one byte.
 struct EncodedName {
-    /// The longest name, whose length fits the head.
+    /// The length of the longest name that can be encoded: the head of one byte cannot contain a
+    /// greater length.
     static constexpr std::size_t MAX_SIZE = 23;
-    /// The number of bytes that are copied for a name of any length.
+    /// The number of bytes that are copied for each name, whatever its length is.
     static constexpr std::size_t COPIED = MAX_SIZE + 5;
 
     std::array<char, COPIED + 1> text{};
@@ -56,11 +57,12 @@ constexpr EncodedName encodeName(std::string_view name) noexcept {
     return encoded;
 }
 
-/// The bytes that are reserved for a name and for a number or short text of the binary format, and
-/// for the begin or end of a struct.
+/// The number of bytes that are reserved for one field: for its name and a number or short text in
+/// the binary format. It also suffices for the begin or end of a struct.
 constexpr std::size_t FIELD_BYTES = EncodedName::COPIED + 24;
 
-/// Writes the head of a number: its kind and its argument in the shortest form. Returns its end.
+/// Writes the head of a number in the binary format: its kind, and its argument in as few bytes as
+/// possible. Returns the address after the head.
 template <typename Argument>
 inline unsigned char* putHead(unsigned char kind, Argument argument, unsigned char* at) noexcept {
     static_assert(std::is_unsigned_v<Argument>);
@@ -98,7 +100,7 @@ template <typename T>
 inline constexpr bool isNumber = std::is_same_v<T, bool> || std::is_same_v<T, float> ||
                                  std::is_same_v<T, double> || isInteger<T>;
 
-/// Writes a truth value or number in the binary format, and returns its end.
+/// Writes a truth value or number in the binary format, and returns the address after it.
 template <typename T>
 inline unsigned char* putNumber(T value, unsigned char* at) noexcept {
     if constexpr (std::is_same_v<T, bool>) {
@@ -116,7 +118,8 @@ inline unsigned char* putNumber(T value, unsigned char* at) noexcept {
     }
 }
 
-/// Copies words that may overlap, at the offsets. Returns whether all bytes are ASCII.
+/// Copies a text as words at the given offsets; the words may overlap. Returns whether all bytes
+/// are ASCII.
 template <typename Word, std::size_t N>
 inline bool copyAscii(char const* text, const std::size_t (&offsets)[N],
                       unsigned char* at) noexcept {
@@ -131,8 +134,8 @@ inline bool copyAscii(char const* text, const std::size_t (&offsets)[N],
     return (all & HIGH_BITS) == 0;
 }
 
-/// Writes a text of 4 to 23 ASCII characters in the binary format, and returns its end. Returns
-/// null for any other text.
+/// Writes a text of 4 to 23 ASCII characters in the binary format, and returns the address after
+/// it. Returns null for any other text.
 inline unsigned char* putShortText(const std::string& text, unsigned char* at) noexcept {
     const std::size_t size = text.size();
     *at = static_cast<unsigned char>(0x60 + size);
@@ -147,8 +150,8 @@ inline unsigned char* putShortText(const std::string& text, unsigned char* at) n
     return isAscii ? at + 1 + size : nullptr;
 }
 
-/// Writes the name of a field where `FIELD_BYTES` are reserved, and returns its end. In JSON, a
-/// comma precedes the name unless it is the first one.
+/// Writes the name of a field at an address with `FIELD_BYTES` reserved bytes, and returns the
+/// address after the name. In JSON, a comma precedes the name unless the field is the first one.
 inline unsigned char* putName(FastWriter& out, const EncodedName& name,
                               unsigned char* at) noexcept {
     if (out.isBinary()) {
@@ -174,8 +177,9 @@ constexpr std::array<EncodedName, N> encodeNames(
 template <typename T>
 inline constexpr auto encodedNames = encodeNames(fieldNames<T>);
 
-/// Writes the field `I` at the address, where `FIELD_BYTES` are reserved for it and for each
-/// further one. Returns the end, where they are reserved for the further ones; null on failure.
+/// Writes the field `I`. At the address, `FIELD_BYTES` bytes are reserved for this field and for
+/// each later field. Returns the address after the field, at which the bytes for the later fields
+/// are still reserved; null on failure.
 template <typename T, std::size_t I>
 unsigned char* putField(FastWriter& out, const T& object, unsigned char* at) {
     constexpr const auto& FIELD = flatField<T, I>();
@@ -207,7 +211,7 @@ unsigned char* putField(FastWriter& out, const T& object, unsigned char* at) {
     return MemberCodec::write(out, member) ? out.reserve(FURTHER) : nullptr;
 }
 
-/// Writes a struct with the fields that are present, in the order of their description.
+/// Writes a struct: those fields that are present, in the order in which they are described.
 template <typename T, std::size_t... I>
 bool writeFastStruct(FastWriter& out, [[maybe_unused]] const T& object, std::index_sequence<I...>) {
     if (!out.enter()) {

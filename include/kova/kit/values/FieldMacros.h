@@ -1,6 +1,6 @@
 #pragma once
 
-// The preprocessor part of KOVA_FIELDS and KOVA_ENUM: the expansion of each argument.
+// The macros with which KOVA_FIELDS and KOVA_ENUM expand each of their arguments.
 
 #define KOVA_KIT_FIRST(...) KOVA_KIT_FIRST_(__VA_ARGS__, ~)
 #define KOVA_KIT_FIRST_(first, ...) first
@@ -13,7 +13,7 @@
 // ---- the items of KOVA_FIELDS
 
 // A macro recognises an item such as `optional(x)` by its name: KOVA_KIT_FORM_optional(x) expands
-// to additional arguments before those for a plain name.
+// to additional arguments, so that KOVA_KIT_PICK does not select the arguments for a plain name.
 #define KOVA_KIT_FORM_optional(...) ~, OPTIONAL, (__VA_ARGS__)
 #define KOVA_KIT_FORM_as(...) ~, AS, (__VA_ARGS__)
 #define KOVA_KIT_FORM_count(...) ~, COUNT, (__VA_ARGS__)
@@ -29,7 +29,7 @@
 #define KOVA_KIT_APPLY(MACRO, ...) MACRO(__VA_ARGS__)
 #define KOVA_KIT_CALL(MACRO, ...) MACRO(__VA_ARGS__)
 
-// The items of the first level, and the items nested in them.
+// Expand an item of KOVA_FIELDS or KOVA_ENUM, and the items that are nested in it.
 #define KOVA_KIT_ITEM(T, x) KOVA_KIT_PICK(T, KOVA_KIT_FORM_##x, PLAIN, (x), ~)
 #define KOVA_KIT_PICK(...) KOVA_KIT_PICK_(__VA_ARGS__)
 #define KOVA_KIT_PICK_(T, ignored, FORM, arguments, ...) \
@@ -87,13 +87,13 @@
 
 // ---- each argument
 
-// Expands to `HEAD(T), MACRO(T, a), MACRO(T, b)` for the arguments T, a, b.
+// Expands, for the arguments T, a, b, to `HEAD(T), MACRO(T, a), MACRO(T, b)` .
 #define KOVA_KIT_EACH(MACRO, HEAD, ...) \
     HEAD(KOVA_KIT_FIRST(__VA_ARGS__))   \
     KOVA_KIT_APPLY(KOVA_KIT_CONCAT(KOVA_KIT_EACH_, KOVA_KIT_COUNT(__VA_ARGS__)), MACRO, __VA_ARGS__)
 #define KOVA_KIT_TYPE_NAME(T) ::kova::kit::named(KOVA_KIT_TEXT(T))
 
-// The number of arguments after the first one, up to 64.
+// Expands to the number of its arguments after the first one, up to 64.
 #define KOVA_KIT_COUNT(...)                                                                      \
     KOVA_KIT_COUNT_(__VA_ARGS__, 64, 63, 62, 61, 60, 59, 58, 57, 56, 55, 54, 53, 52, 51, 50, 49, \
                     48, 47, 46, 45, 44, 43, 42, 41, 40, 39, 38, 37, 36, 35, 34, 33, 32, 31, 30,  \

@@ -10,9 +10,9 @@
 
 namespace kova::kit::detail {
 
-/// The form of a field that has the form of its type.
+/// Marks a field whose payload form is that of its type.
 struct PlainForm;
-/// The form of a duration that payloads contain as a count.
+/// Marks a duration that payloads contain as a count of ticks.
 struct CountForm;
 
 /// A field of a struct.
@@ -37,13 +37,13 @@ struct Named {
     std::string_view name;
 };
 
-/// An item at its place in a list.
+/// An item of an `ItemList`, with its index.
 template <std::size_t I, class Item>
 struct Placed {
     Item item;
 };
 
-/// A list of items: a tuple that compiles fast.
+/// A list of the items of a description. It is a tuple that compiles faster than `std::tuple`.
 template <class Indices, class... Items>
 struct ListOf;
 template <std::size_t... I, class... Items>
@@ -65,7 +65,8 @@ struct Fields {
     constexpr bool isStrict() const noexcept {
         return (std::is_same_v<Items, Strict> || ... || false);
     }
-    /// Returns the last name in the description, or an empty text.
+    /// Returns the name that the last item `named` in the description sets, or an empty text if
+    /// there is no such item.
     constexpr std::string_view name() const noexcept {
         constexpr std::size_t LAST = lastName();
         if constexpr (LAST < sizeof...(Items)) {
@@ -76,7 +77,7 @@ struct Fields {
     }
 
 private:
-    /// Returns the index of the last name, or the number of items.
+    /// Returns the index of the last item `named`, or the number of items if there is no such item.
     static constexpr std::size_t lastName() noexcept {
         constexpr bool IS_NAME[] = {std::is_same_v<Items, Named>..., false};
         std::size_t last = sizeof...(Items);
@@ -87,7 +88,8 @@ private:
     }
 };
 
-/// Replaces a pointer to a `T` where a pointer to a base of `T` must not be used.
+/// Converts to a pointer to a `T`, but not to a pointer to a base class of `T`. Thus the function
+/// `kovaFields` of a base class is not selected for a derived class.
 template <typename T>
 struct PointerTo {
     template <typename P, typename = std::enable_if_t<std::is_same_v<P, T*>>>
@@ -115,7 +117,7 @@ inline constexpr std::size_t fieldCount = FlatFields<T>::SIZE;
 template <typename T, std::size_t I>
 constexpr const auto& flatField() noexcept;
 
-/// The fields that an item of a description stands for.
+/// The fields that an item of a description adds: none, one, or those of a base class.
 template <class Item>
 struct ItemFields {
     static constexpr std::size_t SIZE = 0;
@@ -138,14 +140,14 @@ struct ItemFields<Base<B>> {
     }
 };
 
-/// The position of the description of a field: the item, and the index among the fields of the
-/// item.
+/// The position of a field in a description: the index of the item, and the index among the fields
+/// that the item adds.
 struct FieldPlace {
     std::size_t item = 0;
     std::size_t index = 0;
 };
 
-/// Returns the places of `N` fields, from the number of fields of each item.
+/// Returns the positions of `N` fields, computed from the number of fields that each item adds.
 template <std::size_t N, std::size_t ITEMS>
 constexpr std::array<FieldPlace, N> placesOf(const std::size_t (&sizes)[ITEMS]) noexcept {
     std::array<FieldPlace, N> places{};

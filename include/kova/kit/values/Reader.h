@@ -16,8 +16,8 @@ enum class Kind : std::uint8_t { Null, Boolean, Number, Text, Array, Object, Non
 
 /// The general reader of values: of a payload or of a value tree.
 ///
-/// A faster reader must have the same functions, but they need not be virtual. All functions that
-/// return a bool return true on success. Outputs are unchanged on failure.
+/// The codecs also accept another reader with the same functions, which need not be virtual. All
+/// functions that return a bool return true on success. Outputs are unchanged on failure.
 class KOVA_KIT_API Reader : public State {
 public:
     using State::State;
@@ -27,7 +27,7 @@ public:
     /// Reads null.
     virtual bool null() = 0;
     /// @{
-    /// Reads a value. Fails if it does not fit the type.
+    /// Reads a value. Fails if the value does not fit the type of `out`.
     virtual bool value(bool& out) = 0;
     virtual bool value(std::int8_t& out) = 0;
     virtual bool value(std::uint8_t& out) = 0;
@@ -45,7 +45,7 @@ public:
     virtual bool text(std::string_view& out) = 0;
 
     /// @{
-    /// Reads an array, packed or not. Replaces the content of `out`.
+    /// Reads an array, whether the format has packed it or not. Replaces the content of `out`.
     virtual bool values(std::vector<bool>& out) = 0;
     virtual bool values(std::vector<std::int8_t>& out) = 0;
     virtual bool values(std::vector<std::uint8_t>& out) = 0;
@@ -81,9 +81,9 @@ public:
     virtual bool endObject() = 0;
     /// @}
 
-    /// Reads a scalar and writes it to `out` with the same kind.
+    /// Reads a scalar and writes it to `out` as a value of the same kind.
     virtual bool copyScalar(Writer& out) = 0;
-    /// Returns the mime type of the payload; JSON for a tree.
+    /// Returns the mime type of the payload, or JSON if the reader reads a value tree.
     virtual char const* mimeType() const noexcept = 0;
 
 protected:

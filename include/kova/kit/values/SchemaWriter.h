@@ -60,7 +60,7 @@ public:
     void text(char const* words);
     /// Describes the name of an enumerator.
     void enumeration(const EnumTable& table);
-    /// Describes an array of `size` elements, or of any number of them.
+    /// Describes an array of exactly `size` elements, or of any number of elements for `ANY_SIZE`.
     void array(SchemaFunction element, std::size_t size = ANY_SIZE);
     /// Describes an object with any fields.
     void map(SchemaFunction value);
@@ -69,7 +69,8 @@ public:
     /// Describes one of several alternatives.
     void variant(const Alternative* alternatives, const SchemaFunction* functions,
                  std::size_t size);
-    /// Refers to the definition of a struct. The object identifies the struct.
+    /// Writes a reference to the definition of a struct. The address of `object` identifies the
+    /// struct.
     void object(const SchemaObject& object);
     /// Writes the definitions of all structs to which the schema refers.
     void definitions();
@@ -94,7 +95,8 @@ private:
 /// Returns the schema. `root` writes its members.
 KOVA_KIT_API Payload writeSchema(SchemaFunction root);
 
-/// Writes the schema of a type, depending on the form of its field.
+/// Writes the schema of a type. `Form` is the payload form that the description of the field
+/// selects.
 template <typename T, class Form = PlainForm, typename Enable = void>
 struct SchemaOf;
 

@@ -12,12 +12,12 @@
 
 namespace kova::kit::detail {
 
-/// The common base of the readers and writers of every format. It has the limits of the payload and
-/// the reason of its failure. Used by one thread at a time.
+/// The common base of the readers and writers of every format. It stores the limits of the payload
+/// and the reason of a failure. Only one thread at a time may use it.
 ///
-/// The function that detects a failure describes it. Each caller prepends its field or element on
-/// the way back, so a path costs nothing unless a failure occurs. All functions that return a bool
-/// return true on success.
+/// The function that detects a failure describes it. Each caller then prepends its field or element
+/// while the call stack returns, so the path of a value costs nothing unless a failure occurs. All
+/// functions that return a bool return true on success.
 class KOVA_KIT_API State {
 public:
     explicit State(const Limits& limits) noexcept : limits_(limits) {}
@@ -41,8 +41,8 @@ public:
     /// Describes a failure and returns false. `found` may be empty. Only the first failure is
     /// stored.
     bool refuse(std::string_view expected, std::string_view found);
-    /// Stores the text of the format as the failure, and returns false. The text already contains
-    /// the path and the position.
+    /// Stores a failure text of the platform's reader or writer, and returns false. The text
+    /// already contains the path and the position.
     bool fail(std::string text);
     /// Copies the failure of another reader or writer, if it has one, and returns false.
     bool adopt(const State& other);
@@ -58,18 +58,18 @@ public:
     bool refuseText(std::size_t bytes);
     /// @}
 
-    /// Returns the failure as an error with the code.
+    /// Returns the failure as an error with the given code.
     Error error(unsigned short code) const;
 
-    /// Returns the text in quotation marks. Omits the end of a long text.
+    /// Returns the text in quotation marks. Cuts off the end of a long text.
     static std::string quoted(std::string_view text);
 
 protected:
     ~State() = default;
 
 private:
-    /// Returns the position of the first byte of the latest value in the payload, if the format
-    /// supports this.
+    /// Returns the position in the payload of the first byte of the latest value, or `std::nullopt`
+    /// if the format does not support this.
     virtual std::optional<std::size_t> position() = 0;
 
     Limits limits_;

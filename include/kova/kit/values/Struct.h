@@ -10,7 +10,7 @@
 #include "kova/kit/values/FastStruct.h"
 #include "kova/kit/values/FieldTable.h"
 
-// The form of structs in payloads: objects with fields, which are read in any order.
+// The codec of structs. Payloads contain a struct as an object, whose fields are read in any order.
 namespace kova::kit::detail {
 
 /// The maximum number of fields of a struct.
@@ -35,15 +35,15 @@ struct WriteRow {
     bool (*isPresent)(const void* object);
 };
 
-/// The table with which a struct is read.
+/// The table of a struct's fields that the reading functions use.
 template <class In>
 struct ReadTable {
     const ReadRow<In>* rows;
     std::size_t size;
     bool isStrict;
 
-    /// Returns the index of the field, or `size`. Most payloads have the fields in the order of the
-    /// table, so `first` is compared first.
+    /// Returns the index of the field, or `size` if the table has no such field. Begins the search
+    /// at `first`, because most payloads have the fields in the order of the table.
     std::size_t find(std::string_view name, std::size_t first) const noexcept {
         if (first < size && isSameName(rows[first].name, name)) {
             return first;
@@ -119,7 +119,7 @@ bool readStruct(In& in, const ReadTable<In>& table, void* object) {
     return in.endObject();
 }
 
-/// Writes an object with the present fields, in the order of the table.
+/// Writes an object with those fields that are present, in the order of the table.
 template <class Out>
 bool writeStruct(Out& out, const WriteRow<Out>* rows, std::size_t size, const void* object) {
     if (!out.enter() || !out.beginObject()) {
@@ -146,8 +146,8 @@ extern template KOVA_KIT_API bool readStruct<FastReader>(FastReader&, const Read
                                                          void*);
 #endif
 
-/// Whether reading a value may leave a part of the former value, so that a repeated field has to be
-/// reset.
+/// Whether reading into a member may leave parts of its former value. If so, the member must be
+/// reset before a repeated field is read.
 template <typename T>
 inline constexpr bool keepsParts = hasFields<T>;
 template <typename T, std::size_t N>
@@ -214,7 +214,7 @@ template <class Out, typename T>
 inline constexpr auto writeRows = makeWriteRows<Out, T>(std::make_index_sequence<fieldCount<T>>());
 /// @}
 
-/// A struct with a description of its fields.
+/// The codec of a struct whose fields are described.
 template <typename T>
 struct Codec<T, std::enable_if_t<hasFields<T>>> {
     static constexpr Kind KIND = Kind::Object;

@@ -5,8 +5,8 @@
 
 #include "kova/kit/values/Codec.h"
 
-// The types of the core that payloads contain as a text. A program needs only the headers of the
-// types that it uses.
+// The codecs of those kova types that payloads contain as text. The types are only declared here,
+// so a program includes only the headers of the types that it uses.
 namespace zel {
 class UUID;
 }
@@ -36,8 +36,8 @@ enum class WeightUnit : std::uint8_t;
 
 namespace kova::kit::detail {
 
-/// The name of a text of the type in messages. Null for a type that payloads do not contain as a
-/// text.
+/// The name that messages use for the text of a `T`, such as "a date". Null if payloads do not
+/// contain a `T` as text.
 template <typename T>
 inline constexpr char const* textWords = nullptr;
 template <>
@@ -85,12 +85,12 @@ inline constexpr char const* textWords<dovglobals::WeightUnit> = "a unit of weig
 /// for the types above.
 template <typename T>
 KOVA_KIT_API bool parseText(const std::string& text, T& out);
-/// Sets `out` to the text of the value. Returns whether the value has a text. Instantiated for the
-/// types above.
+/// Sets `out` to the text of the value. Returns false if the value cannot be written as text.
+/// Instantiated for the types above.
 template <typename T>
 KOVA_KIT_API bool formatText(const T& value, std::string& out);
 
-/// A type of the core that payloads contain as a text.
+/// The codec of a kova type that payloads contain as text.
 template <typename T>
 struct Codec<T, std::enable_if_t<textWords<T> != nullptr>> {
     static constexpr Kind KIND = Kind::Text;

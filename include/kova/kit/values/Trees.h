@@ -15,7 +15,7 @@ namespace kova {
 class GenericObject;
 }
 
-// Values of any kind: value trees, and payloads within payloads.
+// The codecs of types with any kind of value: value trees, and payloads within payloads.
 namespace kova::kit::detail {
 
 /// Reads the next value and writes it to `out`. Does not recurse.
@@ -29,15 +29,15 @@ KOVA_KIT_API bool readTree(Reader& in, Payload& out);
 /// Reads an object. Replaces the content of `out`.
 KOVA_KIT_API bool readTree(Reader& in, util::config::Dictionary& out);
 /// @{
-/// Writes the value, or null for a null pointer. Fails for a payload that is empty or whose type
-/// has no structure.
+/// Writes the value, or null for a null pointer. Fails for a payload that is empty or whose mime
+/// type is neither JSON nor the binary format.
 KOVA_KIT_API bool writeTree(Writer& out, const util::config::Value& value);
 KOVA_KIT_API bool writeTree(Writer& out, const Tree& value);
 KOVA_KIT_API bool writeTree(Writer& out, const Payload& value);
 /// @}
 
-/// Reads and writes with the general reader and writer. Fails with any other reader or writer, so
-/// that the general one starts again.
+/// The common part of codecs that support only the general reader and writer. With the fast reader
+/// or writer they fail, so that the general one processes the payload.
 template <Kind K>
 struct GeneralCodec {
     static constexpr Kind KIND = K;
@@ -67,7 +67,7 @@ template <>
 struct Codec<Tree> : GeneralCodec<Kind::None> {};
 
 /// @{
-/// A node. It can only be written, because nodes cannot be moved.
+/// The codec of a node of a value tree. It can only write, because nodes cannot be moved.
 template <>
 struct Codec<util::config::Value> : GeneralCodec<Kind::None> {};
 template <>

@@ -8,12 +8,12 @@
 #include "kova/kit/values/EnumTable.h"
 #include "kova/kit/values/Struct.h"
 
-// The form of variants in payloads. An alternative whose type has a name is an object with one
+// The codec of variants. An alternative whose type has a name is written as an object with one
 // entry, which is named after the type. Other alternatives are distinguished by the kinds of their
 // values.
 namespace kova::kit::detail {
 
-/// The name of a type, or an empty text.
+/// The name of a type from its description, or an empty text if it has none.
 template <typename T>
 constexpr std::string_view typeName() noexcept {
     if constexpr (hasFields<T>) {
@@ -65,7 +65,7 @@ constexpr Alternative alternativeOf() noexcept {
     return {typeName<T>(), typeName<T>().empty() ? Codec<T>::KIND : Kind::Object};
 }
 
-/// Returns the alternatives as a list for a message.
+/// Returns a list of the alternatives, for a message.
 KOVA_KIT_API std::string listOf(const Alternative* alternatives, std::size_t size);
 /// Returns the name of a kind in messages.
 KOVA_KIT_API char const* wordsOf(Kind kind) noexcept;

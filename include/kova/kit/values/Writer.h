@@ -9,8 +9,8 @@ namespace kova::kit::detail {
 
 /// The general writer of values: to a payload or to a value tree.
 ///
-/// A faster writer must have the same functions, but they need not be virtual. All functions that
-/// return a bool return true on success.
+/// The codecs also accept another writer with the same functions, which need not be virtual. All
+/// functions that return a bool return true on success.
 class KOVA_KIT_API Writer : public State {
 public:
     using State::State;
