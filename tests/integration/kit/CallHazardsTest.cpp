@@ -105,7 +105,7 @@ TEST(CallHazardsTest, CoreRunsCallbacksAfterCancelRequest) {
     inside.goOn.set_value();
 }
 
-TEST(CallHazardsTest, CallsRunNoCallbackAfterReset) {
+TEST(CallHazardsTest, NoCallbackRunsAfterResetOfASubscription) {
     Composed<test::Sensors> composed(6);
     Inside inside;
     void* const handle = composed.calls.actionRequest(REQUEST, inside.handler());
@@ -131,14 +131,14 @@ public:
     }
 };
 
-TEST(CallHazardsTest, EarlyAnswerLeavesAnEntryInTheCore) {
+TEST(CallHazardsTest, AnswerBeforeTheReturnLeavesAStaleEntryInTheCore) {
     Composed<Overtaking> composed;
     composed.service.actionRequest(REQUEST, record().handler());
     composed.service.shutdown();
     EXPECT_EQ(composed.resource->cancelled.size(), 1U) << "the entry of a finished request";
 }
 
-TEST(CallHazardsTest, EarlyAnswerToCallsLeavesNoEntry) {
+TEST(CallHazardsTest, AnswerBeforeTheReturnLeavesNoStaleEntryWithCalls) {
     Composed<Overtaking> composed;
     const Recording recording = record();
     composed.calls.actionRequest(REQUEST, recording.handler());
@@ -148,7 +148,7 @@ TEST(CallHazardsTest, EarlyAnswerToCallsLeavesNoEntry) {
     EXPECT_EQ(composed.resource->cancelled.size(), 1U);
 }
 
-TEST(CallHazardsTest, StaleEntryOfTheCorePreventsACancellation) {
+TEST(CallHazardsTest, StaleEntryInTheCorePreventsALaterCancellation) {
     Composed<test::ScriptedResource> composed;
     test::ScriptedResource& resource = *composed.resource;
     resource.handle = &resource;
@@ -180,7 +180,7 @@ int entriesAfter(Composed<test::Sensors>& composed, int requests, Send send) {
     return composed.resource->cancellations - before;
 }
 
-TEST(CallHazardsTest, TightLoopLeavesEntriesInTheCore) {
+TEST(CallHazardsTest, ManyEarlyAnswersLeaveStaleEntriesInTheCore) {
     int entries = 0;
     for (int round = 0; entries == 0 && round < 100; ++round) {
         Composed<test::Sensors> composed(6);
@@ -191,7 +191,7 @@ TEST(CallHazardsTest, TightLoopLeavesEntriesInTheCore) {
     EXPECT_GT(entries, 0);
 }
 
-TEST(CallHazardsTest, TightLoopOfCallsLeavesNoEntry) {
+TEST(CallHazardsTest, ManyEarlyAnswersLeaveNoStaleEntriesWithCalls) {
     Composed<test::Sensors> composed(6);
     const int requests = 3000 * test::stressFactor();
     EXPECT_EQ(entriesAfter(composed, requests,
@@ -238,7 +238,7 @@ TEST(CallHazardsTest, LateCancellationOfCallsHasNoEffect) {
 
 // --- 4: silence ----------------------------------------------------------------------------------
 
-TEST(CallHazardsTest, OnlyCallsReportADroppedRequest) {
+TEST(CallHazardsTest, CallsReportADroppedRequestAndTheCoreDoesNot) {
     Composed<test::ScriptedResource> composed;
     composed.resource->handle = composed.resource;
     const Recording core = record();
@@ -254,7 +254,7 @@ TEST(CallHazardsTest, OnlyCallsReportADroppedRequest) {
               (Events{"error 500 the service dropped retrieve '/air/ozone'"}));
 }
 
-TEST(CallHazardsTest, OnlyCallsReportARejectedRequest) {
+TEST(CallHazardsTest, CallsReportARejectedRequestAndTheCoreDoesNot) {
     Composed<test::ScriptedResource> composed;
     composed.service.shutdown();
     const Recording core = record();
@@ -266,7 +266,7 @@ TEST(CallHazardsTest, OnlyCallsReportARejectedRequest) {
     EXPECT_EQ(recording.events(), (Events{"error 503 the service refuses requests"}));
 }
 
-TEST(CallHazardsTest, OnlyCallsReportAShutdown) {
+TEST(CallHazardsTest, CallsReportAShutdownAndTheCoreDoesNot) {
     Composed<test::ScriptedResource> composed;
     composed.resource->handle = composed.resource;
     composed.resource->onCancel = [&](void*) { composed.resource->asked.pop_front(); };

@@ -182,7 +182,7 @@ protected:
     Worker worker{{2, 100'000}};
 };
 
-TEST_F(ResourceRacesTest, AnswersAndCancellationsFromSeveralThreads) {
+TEST_F(ResourceRacesTest, RacingAnswersAndCancellationsEndEachRequestOnce) {
     test::Reports reports;
     const auto resource = makeResource();
     ServiceBuilder builder;
@@ -193,7 +193,7 @@ TEST_F(ResourceRacesTest, AnswersAndCancellationsFromSeveralThreads) {
     reports.take();
 }
 
-TEST_F(ResourceRacesTest, ResourceIsDestroyedUnderLoad) {
+TEST_F(ResourceRacesTest, ResourceMayBeDestroyedUnderLoad) {
     auto resource = makeResource();
     ServiceBuilder builder;
     const auto service = builder.mount("/r", *resource).build();
@@ -207,7 +207,7 @@ TEST_F(ResourceRacesTest, ResourceIsDestroyedUnderLoad) {
     expectNothingLeft();
 }
 
-TEST_F(ResourceRacesTest, ServiceIsStoppedTwiceUnderLoad) {
+TEST_F(ResourceRacesTest, TwoThreadsMayStopAServiceUnderLoad) {
     const auto resource = makeResource();
     ServiceBuilder builder;
     const auto service = builder.mount("/r", *resource).build();
@@ -225,7 +225,7 @@ TEST_F(ResourceRacesTest, ServiceIsStoppedTwiceUnderLoad) {
     expectNothingLeft();
 }
 
-TEST_F(ResourceRacesTest, SlotIsExchangedUnderLoad) {
+TEST_F(ResourceRacesTest, SlotHandlerMayBeExchangedUnderLoad) {
     ServiceBuilder builder;
     Slot slot = builder.slot("/r");
     const auto service = builder.build();
@@ -253,7 +253,7 @@ TEST_F(ResourceRacesTest, SlotIsExchangedUnderLoad) {
     expectNothingLeft();
 }
 
-TEST_F(ResourceRacesTest, SlotIsClearedFromInsideItsFunctions) {
+TEST_F(ResourceRacesTest, FunctionsMayClearTheirOwnSlot) {
     ServiceBuilder builder;
     Slot slot = builder.slot("/r");
     const auto service = builder.build();
@@ -276,7 +276,7 @@ TEST_F(ResourceRacesTest, SlotIsClearedFromInsideItsFunctions) {
     expectNothingLeft();
 }
 
-TEST_F(ResourceRacesTest, ServiceIsStoppedFromInsideItsFunctions) {
+TEST_F(ResourceRacesTest, FunctionsMayStopTheirOwnService) {
     std::unique_ptr<Service> service;
     Resource resource;
     resource.on(command::retrieve, "stop", [&](const Ask&) { service->stop(20s); });
@@ -295,7 +295,7 @@ TEST_F(ResourceRacesTest, ServiceIsStoppedFromInsideItsFunctions) {
     expectNothingLeft();
 }
 
-TEST_F(ResourceRacesTest, FunctionsSendRequestsToTheirOwnService) {
+TEST_F(ResourceRacesTest, FunctionsMaySendRequestsToTheirOwnService) {
     std::unique_ptr<Service> service;
     Resource resource;
     resource.on(command::retrieve, "now", [](const Ask&) { return 1; });

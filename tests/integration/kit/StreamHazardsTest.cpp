@@ -199,7 +199,7 @@ TEST_F(StreamHazardsTest, MoreBlockedWatchersThanThreadsDoNotAffectOthers) {
     waitUntil([&] { return state.watchers().size() == 120U - static_cast<unsigned>(errors); });
 }
 
-TEST_F(StreamHazardsTest, BlockedWatcherDelaysNoOtherStream) {
+TEST_F(StreamHazardsTest, BlockedWatcherDoesNotDelayOtherStreams) {
     Observable<int> blockedState(0);
     Observable<int> state(0);
     blockWith(blockedState, 4);
@@ -213,7 +213,7 @@ TEST_F(StreamHazardsTest, BlockedWatcherDelaysNoOtherStream) {
 }
 
 // Checks that the counts of each watcher add up, and that each watcher gets the last value.
-TEST_F(StreamHazardsTest, CountsAddUpWhileThreadsSetWatchAndCancel) {
+TEST_F(StreamHazardsTest, WatcherCountsAddUpWhileThreadsSetWatchAndCancel) {
     const int rounds = 300 * test::stressFactor();
     Observable<int> state(0);
     std::atomic<bool> stop{false};

@@ -90,7 +90,7 @@ TEST(BlockPool, NumberOfSharedBlocksIsBounded) {
     releaseAll(again);
 }
 
-TEST(BlockPool, ThreadsPassBlocksToEachOther) {
+TEST(BlockPool, ThreadsMayReleaseBlocksOfOtherThreads) {
     constexpr std::size_t THREADS = 4;
     constexpr int ROUNDS = 100;
     std::vector<std::vector<void*>> mail(THREADS);

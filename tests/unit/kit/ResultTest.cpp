@@ -29,7 +29,7 @@ TEST(ResultTest, ContainsTheValue) {
     EXPECT_EQ(result.valueOr(9), 4);
 }
 
-TEST(ResultTest, ValueMadeInPlaceIsValueInitialized) {
+TEST(ResultTest, InPlaceConstructorValueInitializesTheValue) {
     const Result<int> number(std::in_place);
     EXPECT_EQ(number.value(), 0);
     const Result<std::string> text(std::in_place);
@@ -70,7 +70,7 @@ TEST(ResultTest, ValueCanBeModifiedInPlace) {
     EXPECT_EQ(*result, "abcd");
 }
 
-TEST(ResultTest, ResultWithoutAValueIsASuccessByDefault) {
+TEST(ResultTest, DefaultVoidResultIsASuccess) {
     const Result<void> success;
     EXPECT_TRUE(success.ok());
     EXPECT_NO_THROW(success.orThrow());
@@ -95,11 +95,11 @@ TEST(ErrorTest, TextOfTheCodeReplacesAnEmptyMessage) {
     EXPECT_EQ(error.toString(), "504 Gateway Timeout");
 }
 
-TEST(ErrorTest, ResponseWithoutAMessageProducesOnlyACode) {
+TEST(ErrorTest, ErrorOfAResponseWithoutAMessageHasOnlyACode) {
     EXPECT_EQ(Error::of(Response(201)), (Error{201, ""}));
 }
 
-TEST(CommandTest, WordsEqualThoseOfTheCore) {
+TEST(CommandTest, CommandWordsEqualThoseOfTheCore) {
     EXPECT_EQ(command::retrieve, commands::RETRIEVE);
     EXPECT_EQ(command::update, commands::UPDATE);
     EXPECT_EQ(command::insert, commands::INSERT);

@@ -202,7 +202,7 @@ struct Planted {
 
 class ConformanceFaults : public ::testing::TestWithParam<Planted> {};
 
-TEST_P(ConformanceFaults, AreFound) {
+TEST_P(ConformanceFaults, ConformanceReportsTheFault) {
     EXPECT_THAT(findingsOf(GetParam().fault), Contains(std::string(GetParam().finding)));
 }
 
@@ -278,7 +278,7 @@ TEST(ConformanceTest, FindsNothingInAResourceThatAnswersFromAnotherThread) {
               Findings{});
 }
 
-TEST(ConformanceTest, FindsNothingInAJob) {
+TEST(ConformanceTest, FindsNothingInAResourceThatAnswersWithAJob) {
     kit::Worker worker({2});
     EXPECT_EQ(findingsOf([&](kit::Resource& resource) {
                   resource.on(kit::command::retrieve, "state", worker, [](kit::Job& job) {
@@ -305,7 +305,7 @@ TEST(ConformanceTest, FindsNothingInAStreamThatIsCancelled) {
     EXPECT_EQ(conformance([fill] { return std::make_unique<Owner>(fill); }, options), Findings{});
 }
 
-TEST(ConformanceTest, HandlerThatKnowsNoPathsIsFound) {
+TEST(ConformanceTest, HandlerThatDoesNotEndAnUnknownPathIsReported) {
     ConformanceOptions options;
     options.endless = true;
     options.limit = 10ms;

@@ -36,20 +36,20 @@ TEST_F(ScriptTest, PlaysItsEventsForEachRequest) {
     EXPECT_EQ(script.pending(), 0U);
 }
 
-TEST_F(ScriptTest, ErrorIsTheEnd) {
+TEST_F(ScriptTest, ErrorEndsTheRequest) {
     script.error(Response::createErrorResponse(404, "no")).value(Response(200));
     send();
     EXPECT_EQ(recording.events(), (Events{"error 404 no"}));
 }
 
-TEST_F(ScriptTest, DroppedResponseHandlerGetsNoEnd) {
+TEST_F(ScriptTest, DropDestroysTheResponseHandlerWithoutAnEvent) {
     script.drop();
     send();
     EXPECT_EQ(recording.events(), Events{});
     EXPECT_EQ(recording.living(), 0U);
 }
 
-TEST_F(ScriptTest, RequestsWaitUntilTheyAreTold) {
+TEST_F(ScriptTest, RequestsWaitUntilGoIsCalled) {
     script.value(Response(201)).wait().value(Response(202)).wait().complete();
     EXPECT_NE(send(), nullptr);
     send();
@@ -83,7 +83,7 @@ TEST_F(ScriptTest, CancellationFromInsideAnEventStopsTheScript) {
     EXPECT_EQ(recording.living(), 0U);
 }
 
-TEST_F(ScriptTest, EventsComeFromAnotherThreadThatTheHandlerJoins) {
+TEST_F(ScriptTest, EventsAfterElsewhereComeFromAThreadThatTheHandlerJoins) {
     script.value(Response(200)).elsewhere().complete();
     std::thread::id first;
     std::thread::id last;

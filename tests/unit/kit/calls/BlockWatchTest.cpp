@@ -52,7 +52,7 @@ TEST_F(BlockWatchTest, ShortTasksAreNotTraced) {
     EXPECT_TRUE(traces.take().empty());
 }
 
-TEST_F(BlockWatchTest, TaskAfterAPauseIsWatched) {
+TEST_F(BlockWatchTest, BlockedTaskAfterAnIdlePeriodIsTraced) {
     { const BlockWatch::Running running(watch, task); }
     clock.advance(10s);
     const BlockWatch::Running running(watch, task);

@@ -64,7 +64,7 @@ TEST_F(CallTableTest, KeepsAllCallsWhenItGrows) {
     EXPECT_EQ(table.size(), 0U);
 }
 
-TEST_F(CallTableTest, CollectsTheCallsOfAFilter) {
+TEST_F(CallTableTest, CollectReturnsTheCallsThatTheFilterSelects) {
     const CallReference first = make();
     const CallReference second = make();
     table.link(*first);

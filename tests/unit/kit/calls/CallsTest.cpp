@@ -85,7 +85,7 @@ TEST_F(CallsTest, DroppedRequestIsReportedAsAnError) {
     EXPECT_EQ(service.waitForCancelled(1), (std::vector<std::size_t>{1}));
 }
 
-TEST_F(CallsTest, ClientIdOfAPendingRequestIsKeptOnDemand) {
+TEST_F(CallsTest, OptionKeepsTheClientIdOfPendingRequests) {
     Request request("retrieve", "/state");
     headers::appendTracingInfo(request, "/home", "panel");
     calls.actionRequest(request, recording.handler());
@@ -106,7 +106,7 @@ TEST_F(CallsTest, ClientIdOfAPendingRequestIsKeptOnDemand) {
     }
 }
 
-TEST_F(CallsTest, CancelRequestIsSilentAndDestroysTheHandler) {
+TEST_F(CallsTest, CancelRequestSendsNoEventAndDestroysTheHandler) {
     void* const handle = send();
     calls.cancelRequest(handle);
     EXPECT_EQ(service.cancelled(), (std::vector<std::size_t>{1}));
@@ -165,7 +165,7 @@ TEST_F(CallsTest, EventsAfterTheEndAreIgnoredAndTraced) {
 
 // --- Cancellation before the service has returned ------------------------------------------------
 
-TEST_F(CallsTest, EarlyAnswerIsFollowedByACancellation) {
+TEST_F(CallsTest, AnswerBeforeTheServiceReturnsIsFollowedByACancellation) {
     service.onRequest = [this](std::size_t number) { service.answer(number); };
     send();
     EXPECT_EQ(service.cancelled(), (std::vector<std::size_t>{1}));
@@ -198,7 +198,7 @@ TEST_F(CallsTest, ReceiverGetsTheErrorOfTheService) {
     EXPECT_EQ(recording.events(), (Events{"failed: 404 Not Found: no such lamp"}));
 }
 
-TEST_F(CallsTest, EndWithoutAValueIsFollowedByACancellation) {
+TEST_F(CallsTest, CompletionWithoutAValueCancelsTheRequestAtTheService) {
     // A composed service may have removed its entry before it stored it. Only a value excludes
     // this.
     const Subscription first = start();
@@ -209,7 +209,7 @@ TEST_F(CallsTest, EndWithoutAValueIsFollowedByACancellation) {
     EXPECT_EQ(service.cancelled(), (std::vector<std::size_t>{1}));
 }
 
-TEST_F(CallsTest, UnusableValueEndsTheCall) {
+TEST_F(CallsTest, ValueRejectedByTheReceiverEndsTheCall) {
     struct Strict : Receiver {
         explicit Strict(std::string& end) : end(end) {}
         Result<void> onValue(const Response&) override { return Error{400, "level: no integer"}; }
@@ -236,7 +236,7 @@ TEST_F(CallsTest, DeadlineEndsTheCall) {
     EXPECT_EQ(service.waitForCancelled(1), (std::vector<std::size_t>{1}));
 }
 
-TEST_F(CallsTest, DeadlinesExpireInTheirOrder) {
+TEST_F(CallsTest, EarlierDeadlineExpiresFirst) {
     std::vector<Recording> recordings;
     std::vector<Subscription> all;
     for (const int ms : {300, 100, 200}) {
@@ -357,7 +357,7 @@ TEST_F(CallsTest, CloseReturnsACallWithABlockedService) {
     EXPECT_TRUE(calls.close(1ms).empty());
 }
 
-TEST_F(CallsTest, CloseReturnsACancellationThatTheServiceDoesNotReturnFrom) {
+TEST_F(CallsTest, CloseReturnsACallWhoseCancellationBlocksInTheService) {
     std::promise<void> inside;
     std::promise<void> goOn;
     service.onCancel = [&](std::size_t) {
@@ -375,7 +375,7 @@ TEST_F(CallsTest, CloseReturnsACancellationThatTheServiceDoesNotReturnFrom) {
     EXPECT_TRUE(calls.close(1ms).empty());
 }
 
-TEST_F(CallsTest, LongCloseIsTracedWithWhatItWaitsFor) {
+TEST_F(CallsTest, LongCloseIsTracedWithTheCallsItWaitsFor) {
     test::Traces traces("KOVA_KIT_CALLS", 5);
     std::promise<void> goOn;
     const std::shared_future<void> gone = goOn.get_future().share();
@@ -401,7 +401,7 @@ TEST_F(CallsTest, LongCloseIsTracedWithWhatItWaitsFor) {
     }
 }
 
-TEST_F(CallsTest, TwoServiceThreadsCanStopTheCallsTheyServe) {
+TEST_F(CallsTest, TwoServiceThreadsCanStopTheCallsAtTheSameTime) {
     const test::Watchdog watchdog("two threads stop the calls that they serve");
     service.onRequest = [&](std::size_t number) {
         service.waitForRequests(2);
@@ -416,7 +416,7 @@ TEST_F(CallsTest, TwoServiceThreadsCanStopTheCallsTheyServe) {
 }
 
 // The kit's thread gets the ends and the cancellations in batches.
-TEST_F(CallsTest, StopEndsEachOfManyCallsOnceAndCancelsItAfterwards) {
+TEST_F(CallsTest, StopEndsEachCallOnceAndThenCancelsItsRequest) {
     constexpr std::size_t CALLS = 700;
     std::vector<std::size_t> ends(CALLS + 1);
     std::vector<std::size_t> endsAtCancellation;
@@ -439,12 +439,12 @@ TEST_F(CallsTest, StopEndsEachOfManyCallsOnceAndCancelsItAfterwards) {
     EXPECT_EQ(threads.count(std::this_thread::get_id()), 0U);
 }
 
-TEST_F(CallsTest, StopDoesNotWaitForTheResponseHandlersOfTheService) {
+TEST_F(CallsTest, StopDoesNotWaitForResponseHandlersByDefault) {
     send();
     EXPECT_TRUE(calls.stop("over", 1min).empty());
 }
 
-TEST_F(CallsTest, OptionMakesStopWaitForTheResponseHandlersOfTheService) {
+TEST_F(CallsTest, AwaitsReleaseMakesStopWaitForResponseHandlers) {
     CallsOptions options;
     options.awaitsRelease = true;
     Calls waiting(service, options);
@@ -465,7 +465,7 @@ TEST_F(CallsTest, CanBeDestroyedInsideACallback) {
     EXPECT_EQ(recording.living(), 0U);
 }
 
-TEST_F(CallsTest, CanBeDestroyedInsideAnImmediateCallback) {
+TEST_F(CallsTest, CanBeDestroyedInsideACallbackOfActionRequest) {
     auto own = std::make_unique<Calls>(service);
     service.onRequest = [&](std::size_t number) { service.answer(number); };
     recording.onEvent([&](const std::string&) { own.reset(); });
@@ -475,7 +475,7 @@ TEST_F(CallsTest, CanBeDestroyedInsideAnImmediateCallback) {
     EXPECT_EQ(service.cancelled(), (std::vector<std::size_t>{1}));
 }
 
-TEST_F(CallsTest, PendingListsTheCalls) {
+TEST_F(CallsTest, PendingReturnsTheUnfinishedCalls) {
     send();
     const std::vector<CallInfo> pending = calls.pending();
     ASSERT_EQ(pending.size(), 1U);

@@ -89,7 +89,7 @@ TEST_F(ClientTest, RequestHasCommandPathAndHeaders) {
     EXPECT_EQ(fromTree<int>(request.getHeaderValue("zone")).valueOr(0), 3);
 }
 
-TEST_F(ClientTest, EachCommandHasItsFunction) {
+TEST_F(ClientTest, EachFunctionSendsItsCommand) {
     answerAtOnce(json(200, "7"));
     client->update("/a", Volume{55, true}).get().orThrow();
     EXPECT_EQ(sent(1).getCommand(), "update");
@@ -104,7 +104,7 @@ TEST_F(ClientTest, EachCommandHasItsFunction) {
     EXPECT_EQ(sent(4).getCommand(), "seek");
 }
 
-TEST_F(ClientTest, AcceptEntryHasTheFormatOfTheRequest) {
+TEST_F(ClientTest, AcceptHeaderNamesTheFormatOfTheRequest) {
     options.accept = mimetypes::AXOBIN_TYPE;
     Client binary(service, {"/player", "hmi", mimetypes::AXOBIN_TYPE});
     answerAtOnce(Response(200));
@@ -113,7 +113,7 @@ TEST_F(ClientTest, AcceptEntryHasTheFormatOfTheRequest) {
     EXPECT_EQ(headerOf(sent(), headers::ACCEPT), mimetypes::AXOBIN_TYPE);
 }
 
-TEST_F(ClientTest, UnwritableBodyIsNotSent) {
+TEST_F(ClientTest, RequestWithAnUnencodableBodyIsNotSent) {
     const Result<void> result = client->update("/a", std::string("\xff")).get();
     ASSERT_FALSE(result.ok());
     EXPECT_EQ(result.error().code, 500);
@@ -153,7 +153,7 @@ TEST_F(ClientTest, GetReturnsTheReasonOfAMalformedPayload) {
                                               EndsWith("found \"loud\" (byte 9)")));
 }
 
-TEST_F(ClientTest, GetWaitsForAnotherThread) {
+TEST_F(ClientTest, GetWaitsForTheAnswerOfAnotherThread) {
     std::thread answering([this] {
         service.waitForRequests(1);
         service.answer(1, json(200, "5"));
@@ -170,7 +170,7 @@ TEST_F(ClientTest, GetCancelsTheCallAfterItsDeadline) {
     EXPECT_TRUE(client->pending().empty());
 }
 
-TEST_F(ClientTest, GetFailsWithoutTheExpectedValue) {
+TEST_F(ClientTest, GetFailsIfTheAnswerHasNoValue) {
     service.onRequest = [this](std::size_t number) { service.take(number)->onCompleted(); };
     const Result<int> level = client->retrieve<int>("/level").get();
     ASSERT_FALSE(level.ok());
@@ -208,7 +208,7 @@ TEST_F(ClientTest, ProgressReachesTheWaitingThread) {
     EXPECT_EQ(steps, (std::vector<std::pair<int, std::thread::id>>{{1, self}, {2, self}}));
 }
 
-TEST_F(ClientTest, FullReplyContainsCodeHeaderAndValue) {
+TEST_F(ClientTest, AnswerContainsCodeHeaderAndValue) {
     Response response = json(201, "9");
     response.add2header("etag", new util::config::ValueString("x"));
     answerAtOnce(response);
@@ -459,7 +459,7 @@ TEST_F(ClientTest, UnreadableValueEndsTheStream) {
     EXPECT_EQ(service.waitForCancelled(1), (std::vector<std::size_t>{1}));
 }
 
-TEST_F(ClientTest, ErrorAmongTheValuesEndsTheCall) {
+TEST_F(ClientTest, ErrorResponseSentAsAValueEndsTheCall) {
     std::string last;
     Subscription call = client->watch<Volume>("/volume")
                             .onEnd([&](const End& end) { last = end.toString(); })

@@ -125,7 +125,7 @@ TEST_F(CoroutineTest, CallWithoutAValueFails) {
     EXPECT_EQ(level->error(), (Error{502, "the service completed the request without a value"}));
 }
 
-TEST_F(CoroutineTest, UnwritableBodyFailsImmediately) {
+TEST_F(CoroutineTest, CallWithAnUnencodableBodyFailsImmediately) {
     std::optional<Result<void>> result;
     const auto update = [&]() -> Routine {
         result = co_await asResult(client.update("/a", std::string("\xff")));

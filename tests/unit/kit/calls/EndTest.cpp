@@ -15,7 +15,7 @@ TEST(EndTest, IsCompletedByDefault) {
     EXPECT_EQ(end.toString(), "completed");
 }
 
-TEST(EndTest, HasTheErrorResponseOfTheService) {
+TEST(EndTest, ContainsTheErrorResponseOfTheService) {
     Response response = Response::createErrorResponse(404, "no such lamp");
     const End end(response);
     EXPECT_FALSE(end.ok());
@@ -24,14 +24,14 @@ TEST(EndTest, HasTheErrorResponseOfTheService) {
     EXPECT_EQ(end.toString(), "failed: 404 Not Found: no such lamp");
 }
 
-TEST(EndTest, OtherEndsHaveAReason) {
+TEST(EndTest, TimedOutEndContainsItsReason) {
     const End end(End::Kind::timedOut, {504, "no answer within 5 ms"});
     EXPECT_EQ(end.response().getStatusCode(), 504);
     EXPECT_TRUE(end.response().isErrorResponse());
     EXPECT_EQ(end.toString(), "timed out: 504 Gateway Timeout: no answer within 5 ms");
 }
 
-TEST(EndTest, EachKindHasItsText) {
+TEST(EndTest, ToStringReturnsATextForEachKind) {
     EXPECT_STREQ(toString(End::Kind::completed), "completed");
     EXPECT_STREQ(toString(End::Kind::failed), "failed");
     EXPECT_STREQ(toString(End::Kind::dropped), "dropped");

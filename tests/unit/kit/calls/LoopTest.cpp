@@ -35,7 +35,7 @@ protected:
     Recording recording = record();
 };
 
-TEST_F(LoopTest, DescriptorIsReadableWhileSomethingIsReady) {
+TEST_F(LoopTest, DescriptorIsReadableWhileACallbackIsReady) {
     EXPECT_FALSE(isReadable());
     loop.tryPost([] {});
     loop.tryPost([] {});
@@ -56,7 +56,7 @@ TEST_F(LoopTest, CallbacksRunInRunReady) {
     EXPECT_EQ(threads, (std::vector<std::thread::id>(2, std::this_thread::get_id())));
 }
 
-TEST_F(LoopTest, PostedFunctionRunsInTheNextRound) {
+TEST_F(LoopTest, FunctionPostedInACallbackRunsInTheNextRunReady) {
     int runs = 0;
     loop.tryPost([&] {
         ++runs;

@@ -39,7 +39,7 @@ Response json(unsigned short code, const std::string& text) {
     return {code, Payload::createFromJSON(text)};
 }
 
-TEST(SketchTest, CallsOfAClient) {
+TEST(SketchTest, AllFunctionsOfAClientWorkTogether) {
     test::HeldService service;
     std::vector<Response> answers{json(200, R"({"level":40})"), Response(200)};
     service.onRequest = [&](std::size_t number) {

@@ -35,7 +35,7 @@ TEST_F(StreamTest, ReturnsValuesAndThenTheEnd) {
     EXPECT_EQ(stream.wait(1s).error().code, 204) << "the end stays";
 }
 
-TEST_F(StreamTest, WaitsForAnotherThread) {
+TEST_F(StreamTest, WaitReturnsAValueOfAnotherThread) {
     Stream<int> stream(client.watch<int>("/level"));
     std::thread sending([&] { service[1].onNext(json("1")); });
     EXPECT_EQ(stream.wait(30s).valueOr(0), 1);
@@ -43,7 +43,7 @@ TEST_F(StreamTest, WaitsForAnotherThread) {
     EXPECT_EQ(stream.wait(1ms).error(), (Error{504, "no value within 1 ms"}));
 }
 
-TEST_F(StreamTest, UnreadableValueFails) {
+TEST_F(StreamTest, WaitFailsForAnUnreadableValue) {
     Stream<int> stream(client.watch<int>("/level"));
     service[1].onNext(json("\"x\""));
     service[1].onNext(json("2"));

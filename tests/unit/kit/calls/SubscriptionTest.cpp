@@ -72,7 +72,7 @@ TEST_F(SubscriptionTest, ResetSilentlyCancelsAndDestroysTheReceiver) {
     call.cancel();
 }
 
-TEST_F(SubscriptionTest, DestructorResets) {
+TEST_F(SubscriptionTest, DestructorResetsTheCall) {
     { const Subscription call = start(); }
     EXPECT_EQ(recording.living(), 0U);
     EXPECT_EQ(service.cancelled(), (std::vector<std::size_t>{1}));
@@ -151,7 +151,7 @@ TEST_F(SubscriptionTest, ResetInsideTheEndCallbackDoesNotWait) {
     EXPECT_TRUE(service.cancelled().empty());
 }
 
-TEST_F(SubscriptionTest, ServiceMayDestroyAHandlerInsideItsCallback) {
+TEST_F(SubscriptionTest, ServiceMayDestroyTheResponseHandlerDuringItsCallback) {
     Subscription call = start();
     service.onCancel = [&](std::size_t number) { service.take(number).reset(); };
     recording.onEvent([&](const std::string& event) {

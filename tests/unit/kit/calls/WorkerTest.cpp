@@ -37,7 +37,7 @@ protected:
     Recording recording = record();
 };
 
-TEST_F(WorkerTest, FunctionsRunInOrderOnTheThread) {
+TEST_F(WorkerTest, FunctionsRunInOrderOnTheWorkerThread) {
     std::vector<int> order;
     std::set<std::thread::id> threads;
     Worker worker;
@@ -59,7 +59,7 @@ TEST_F(WorkerTest, InlineExecutorRunsFunctionsImmediately) {
     EXPECT_EQ(thread, std::this_thread::get_id());
 }
 
-TEST_F(WorkerTest, ThreadsRunFunctionsConcurrently) {
+TEST_F(WorkerTest, TwoThreadsRunFunctionsConcurrently) {
     Worker worker({2});
     test::Barrier both(3);
     worker.tryPost([&] { both.wait(); });
@@ -69,7 +69,7 @@ TEST_F(WorkerTest, ThreadsRunFunctionsConcurrently) {
     SUCCEED() << "otherwise the barrier is not passed";
 }
 
-TEST_F(WorkerTest, CallbacksRunOnItsThreads) {
+TEST_F(WorkerTest, CallbacksRunOnTheWorkerThreads) {
     Worker worker;
     std::set<std::thread::id> threads;
     recording.onEvent([&](const std::string&) { threads.insert(std::this_thread::get_id()); });

@@ -75,7 +75,7 @@ TEST_F(DocumentTest, OwnerReadsAndChangesTypedValues) {
               (std::map<std::string, std::vector<int>>{{"list", {1, 2, 3}}}));
 }
 
-TEST_F(DocumentTest, OwnerGetsTheErrors) {
+TEST_F(DocumentTest, GetSetAndEraseReturnTheErrors) {
     EXPECT_EQ(document->get<int>("nothing").error().toString(),
               "404 Not Found: path 'nothing' not found");
     EXPECT_EQ(document->get<int>("list").error().code, 400);
@@ -87,14 +87,14 @@ TEST_F(DocumentTest, OwnerGetsTheErrors) {
               "500 Internal Server Error: the document could not be written");
 }
 
-TEST_F(DocumentTest, ChangesSurviveTheObject) {
+TEST_F(DocumentTest, NewObjectLoadsTheSavedChanges) {
     EXPECT_TRUE(document->set("audio/volume", 40));
     Document next(file);
     EXPECT_TRUE(next.load());
     EXPECT_EQ(next.get<int>("audio/volume").value(), 40);
 }
 
-TEST_F(DocumentTest, InvalidFileIsRefusedAndKept) {
+TEST_F(DocumentTest, InvalidFileIsRejectedAndStaysUnchanged) {
     test::writeFile(file, "5");
     EXPECT_EQ(error(document->load()), "409 Conflict: cannot use " + file +
                                            " as a document: it is not a JSON object or array");
@@ -107,7 +107,7 @@ TEST_F(DocumentTest, DestroyedDocumentIsAnsweredWith503) {
     EXPECT_EQ(client->retrieve("/settings/list").get().error().code, 503);
 }
 
-TEST_F(DocumentTest, ConcurrentChangesAreAllKept) {
+TEST_F(DocumentTest, NoConcurrentChangeIsLost) {
     std::vector<std::thread> threads;
     for (int t = 0; t < 4; ++t) {
         threads.emplace_back([this, t] {

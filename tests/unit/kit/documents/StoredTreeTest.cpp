@@ -197,7 +197,7 @@ TEST_F(StoredTreeTest, RejectsANonUtf8Key) {
     EXPECT_EQ(savedText(), "{}");
 }
 
-TEST_F(StoredTreeTest, RejectsANumberWithoutAJsonForm) {
+TEST_F(StoredTreeTest, RejectsANumberThatJsonCannotExpress) {
     StoredTree document = opened("{}");
     Tree value(new util::config::ValueFloat(std::numeric_limits<double>::infinity()));
     EXPECT_EQ(document.update({"a"}, std::move(value)), Result::Conflict);
@@ -329,7 +329,7 @@ TEST_F(StoredTreeTest, FullDiskKeepsTheOldDocument) {
     EXPECT_EQ(document.update({"b"}, Tree(large->clone())), Result::Created);
 }
 
-TEST_F(StoredTreeTest, FolderAtTheTemporaryFileKeepsTheOldDocument) {
+TEST_F(StoredTreeTest, FolderInPlaceOfTheTemporaryFileKeepsTheOldDocument) {
     StoredTree document = opened(R"({"a":1})");
     ASSERT_EQ(mkdir((file + ".new").c_str(), 0700), 0);
     EXPECT_EQ(document.update({"a"}, json("2")), Result::NotSaved);
@@ -345,7 +345,7 @@ TEST_F(StoredTreeTest, ReplacesTheTemporaryFileOfAKilledProcess) {
     EXPECT_TRUE(leftNothingBehind());
 }
 
-TEST_F(StoredTreeTest, DoesNotFollowALinkAtTheTemporaryFile) {
+TEST_F(StoredTreeTest, DoesNotFollowALinkInPlaceOfTheTemporaryFile) {
     const std::string other = folder / "other";
     kova::test::writeFile(other, "precious");
     StoredTree document = opened("{}");

@@ -157,7 +157,7 @@ TEST_P(InspectionStateTest, VersionDescribesTheProcess) {
     EXPECT_GE(view.uptime.count(), 0);
 }
 
-TEST_P(InspectionStateTest, MetricsAreThePlainTextFromTheFunction) {
+TEST_P(InspectionStateTest, MetricsAreThePlainTextThatTheFunctionReturns) {
     InspectionOptions options;
     options.metrics = [] { return std::string("# HELP up\nup 1\n"); };
     build(options);
@@ -179,7 +179,7 @@ INSTANTIATE_TEST_SUITE_P(Formats, InspectionStateTest,
 
 using InspectionPathsTest = InspectionStateTest;
 
-TEST_F(InspectionPathsTest, StreamsAreMarked) {
+TEST_F(InspectionPathsTest, OperationsWithStreamsAreMarked) {
     Observable<int> state;
     service = ServiceBuilder().mount("/state", state).inspect().build();
     const Payload answer = Client(*service).retrieve<Payload>("/.kova/resources").get().orThrow();
@@ -189,7 +189,7 @@ TEST_F(InspectionPathsTest, StreamsAreMarked) {
               std::string::npos);
 }
 
-TEST_F(InspectionPathsTest, ServiceShowsNothingUnlessAsked) {
+TEST_F(InspectionPathsTest, InspectionIsNotMountedByDefault) {
     service = ServiceBuilder().mount("/list", list).build();
     EXPECT_EQ(eventsOf("retrieve", "/.kova/version"),
               (Events{"error 404 path '/.kova/version' not found"}));
@@ -225,7 +225,7 @@ TEST_F(InspectionPathsTest, ExceptionOfTheMetricsFunctionIsAnsweredWith500) {
         (Events{"error 500 Internal error in server implementation: retrieve 'metrics': oops"}));
 }
 
-TEST_F(InspectionPathsTest, UnknownPathIsAnsweredWithASimilarPath) {
+TEST_F(InspectionPathsTest, ErrorForAnUnknownPathSuggestsASimilarPath) {
     build();
     EXPECT_EQ(eventsOf("retrieve", "/.kova/pendin"),
               (Events{"error 404 path '/.kova/pendin' not found; did you mean 'pending'?"}));
@@ -309,7 +309,7 @@ TEST_F(InspectionPathsTest, OtherUsersAreAnsweredWith403) {
     }
 }
 
-TEST_F(InspectionPathsTest, FunctionDecidesWhichPeersAreAllowed) {
+TEST_F(InspectionPathsTest, IsAllowedFunctionReplacesTheDefaultRule) {
     InspectionOptions options;
     options.isAllowed = [](const Peer& peer) { return peer.address == "panel"; };
     build(options);

@@ -121,7 +121,7 @@ TEST_F(OpenApiTest, SchemaOfAParameterDependsOnItsKind) {
               R"("description":"One or more segments of the path","schema":{"type":"string"}}])");
 }
 
-TEST_F(OpenApiTest, TemplatesWithEqualShapeShareAPath) {
+TEST_F(OpenApiTest, TemplatesThatOpenApiCannotDistinguishShareAPath) {
     mount("/a", {operation(command::retrieve, "{id:uint}"), operation(command::update, "{name}"),
                  operation(command::retrieve, "{name}")});
     EXPECT_EQ(namesOf(paths()), Names{"/a/{id}"});

@@ -25,7 +25,7 @@ constexpr Row ROWS[] = {{"Empty", "", ""},
 
 class PrintableRows : public ::testing::TestWithParam<Row> {};
 
-TEST_P(PrintableRows, PrintableTextIsWellFormed) {
+TEST_P(PrintableRows, InvalidBytesAreReplaced) {
     EXPECT_EQ(printable(GetParam().bytes), GetParam().text);
 }
 

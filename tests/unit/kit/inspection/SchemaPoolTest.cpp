@@ -84,7 +84,7 @@ TEST(SchemaPoolTest, TypeUsedBySeveralSchemasIsCollectedOnce) {
     EXPECT_EQ(namesOf(pool), (Names{"Holder", "Item"}));
 }
 
-TEST(SchemaPoolTest, TypesWithEqualNamesGetNumbers) {
+TEST(SchemaPoolTest, DifferentTypesWithTheSameNameAreNumbered) {
     SchemaPool pool;
     pool.add(schemaOf<first::Holder>());
     // Both types named Holder have the same definition, but refer to different items.

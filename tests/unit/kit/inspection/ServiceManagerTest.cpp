@@ -108,7 +108,7 @@ INSTANTIATE_TEST_SUITE_P(ServiceManagerTest, ServiceManagerWatchdogs,
                          ::testing::ValuesIn(WATCHDOGS),
                          [](const auto& row) { return std::string(row.param.name); });
 
-TEST_F(ServiceManagerTest, AnsweringServiceIsReportedPeriodically) {
+TEST_F(ServiceManagerTest, WatchdogReportsAnAnsweringServicePeriodically) {
     withSocket();
     set("WATCHDOG_USEC", "2000");
     const ServiceManager manager(*service);
@@ -117,7 +117,7 @@ TEST_F(ServiceManagerTest, AnsweringServiceIsReportedPeriodically) {
     }
 }
 
-TEST_F(ServiceManagerTest, ErrorAnswerCountsAsWorking) {
+TEST_F(ServiceManagerTest, WatchdogReportsAServiceThatAnswersWithAnError) {
     Resource root;  // answers 404
     service = ServiceBuilder().mount("/", root).build();
     withSocket();
@@ -126,7 +126,7 @@ TEST_F(ServiceManagerTest, ErrorAnswerCountsAsWorking) {
     EXPECT_EQ(receiver.receive(), "WATCHDOG=1");
 }
 
-TEST_F(ServiceManagerTest, UnresponsiveServiceIsNotReported) {
+TEST_F(ServiceManagerTest, WatchdogDoesNotReportAnUnresponsiveService) {
     std::mutex mutex;
     std::vector<Reply<int>> replies;
     std::promise<void> third;

@@ -18,7 +18,7 @@ bool isReadable(int descriptor) {
     return poll(&source, 1, 0) > 0;
 }
 
-TEST(StopSignals, SignalStaysReceived) {
+TEST(StopSignals, WaitReturnsTrueAgainAfterTheFirstSignal) {
     for (const int signal : {SIGINT, SIGTERM}) {
         const StopSignals stop;
         EXPECT_FALSE(stop.received());
@@ -33,7 +33,7 @@ TEST(StopSignals, SignalStaysReceived) {
     }
 }
 
-TEST(StopSignals, AnyNumberOfSignalsMayArrive) {
+TEST(StopSignals, RepeatedSignalsDoNotEndTheProcess) {
     const StopSignals stop;
     for (int i = 0; i < 70000; ++i) {
         raise(SIGINT);
@@ -41,7 +41,7 @@ TEST(StopSignals, AnyNumberOfSignalsMayArrive) {
     EXPECT_TRUE(stop.received());
 }
 
-TEST(StopSignals, DestructorForgetsTheSignals) {
+TEST(StopSignals, DestructorDiscardsTheArrivedSignals) {
     {
         const StopSignals stop;
         raise(SIGINT);
@@ -51,7 +51,7 @@ TEST(StopSignals, DestructorForgetsTheSignals) {
     EXPECT_FALSE(stop.received());
 }
 
-TEST(StopSignals, SignalEndsAWaitThatHasBegun) {
+TEST(StopSignals, SignalEndsARunningWait) {
     const StopSignals stop;
     std::thread sender([] { kill(getpid(), SIGTERM); });
     EXPECT_TRUE(stop.wait(1min));

@@ -113,7 +113,7 @@ TEST(Chain, RequestRejectedByTheServiceEndsWith503) {
     EXPECT_EQ(chained.recording.living(), 0U);
 }
 
-TEST(Chain, AnswerBeforeTheReturnIsObservedOnce) {
+TEST(Chain, AnswerInsideActionRequestIsObservedOnce) {
     Chained chained;
     chained.service.onRequest = [&](std::size_t number) { chained.service.answer(number); };
     EXPECT_EQ(chained.send(), nullptr);
@@ -144,7 +144,7 @@ TEST(Chain, LateCancellationIsIgnored) {
     EXPECT_EQ(chained.seen.size(), 12U);
 }
 
-TEST(Chain, RejectingObserverIsNotCalledForTheEnd) {
+TEST(Chain, ObserverThatRejectsARequestIsNotCalledForItsEnd) {
     Chained chained;
     chained.b->refuses = true;
     EXPECT_EQ(chained.send(), nullptr);
@@ -168,7 +168,7 @@ TEST(Chain, ReturnValueOfTheReceiverReachesTheService) {
 
 // --- Functions -----------------------------------------------------------------------------------
 
-TEST(ChainFunction, ReturnedErrorIsTheAnswer) {
+TEST(ChainFunction, RefusedRequestIsAnsweredWithTheError) {
     test::HeldService service;
     Chain chain(service);
     chain.use(
@@ -198,7 +198,7 @@ TEST(ChainFunction, ForwardsAChangedRequest) {
     EXPECT_EQ(seen.size(), 6U);
 }
 
-TEST(ChainFunction, SecondCallOfNextDoesNothing) {
+TEST(ChainFunction, SecondCallOfNextIsIgnored) {
     test::HeldService service;
     Chain chain(service);
     chain.use([](Ask& ask, Next next) {
@@ -298,7 +298,7 @@ TEST(Chain, CustomFrontRunsInTheOrderOfTheChain) {
               (Events{"begin a /state", "begin b /renamed", "end a /state 0", "end b /renamed 0"}));
 }
 
-TEST(Chain, MayBeUsedFromACallback) {
+TEST(Chain, CallbackMaySendARequestThroughTheChain) {
     Chained chained;
     auto inner = testing::record();
     chained.recording.onEvent([&](const std::string& event) {
@@ -313,7 +313,7 @@ TEST(Chain, MayBeUsedFromACallback) {
     EXPECT_EQ(chained.seen.size(), 12U);
 }
 
-TEST(Chain, RequestMayBeCancelledByItsCallback) {
+TEST(Chain, CallbackMayCancelItsRequest) {
     Chained chained;
     void* const handle = chained.send();
     chained.recording.onEvent([&](const std::string&) { chained.chain.cancelRequest(handle); });

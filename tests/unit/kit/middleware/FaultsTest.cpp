@@ -42,7 +42,7 @@ std::string faultsOf(const FaultOptions& options) {
     return text;
 }
 
-TEST(Faults, SameSeedGivesTheSameFaults) {
+TEST(Faults, EqualSeedsProduceEqualFaults) {
     const std::string first = faultsOf(shares(0.1, 0.2));
     EXPECT_EQ(faultsOf(shares(0.1, 0.2)), first);
     EXPECT_NE(faultsOf(shares(0.1, 0.2, 2)), first);

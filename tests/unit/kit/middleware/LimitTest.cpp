@@ -48,7 +48,7 @@ LimitOptions bounds(std::size_t pending, std::size_t perPeer, std::size_t stream
     return options;
 }
 
-TEST(Limit, WithoutBoundsAllRequestsAreAccepted) {
+TEST(Limit, AllRequestsAreAcceptedWithoutBounds) {
     Limited limited({});
     for (int i = 0; i < 1000; ++i) {
         EXPECT_NE(limited.send(stream()), nullptr);
@@ -85,7 +85,7 @@ TEST(Limit, ImmediateAnswersAndRejectionsDoNotCount) {
     EXPECT_EQ(limited.refusal, "value 200");
 }
 
-TEST(Limit, RequestMaySendTheNextInItsEnd) {
+TEST(Limit, EndOfARequestFreesItsPlaceForARequestFromItsCallback) {
     Limited limited(bounds(1, 1, 0));
     auto first = testing::record();
     void* next = nullptr;

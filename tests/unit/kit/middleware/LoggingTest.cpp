@@ -60,7 +60,7 @@ TEST(Logging, WritesOneLineWhenTheRequestEnds) {
                   std::string(TRACEPARENT) + '"');
 }
 
-TEST(Logging, RequestWithoutHeaderIsLoggedWithTheOwnProcess) {
+TEST(Logging, LocalRequestIsLoggedWithTheNumbersOfItsProcess) {
     Logged logged;
     const std::string text =
         logged.line({"update", "/state"}, Response::createErrorResponse(404, "no"));
@@ -108,14 +108,14 @@ TEST(Logging, HostileTextsCannotForgeLogEntries) {
     }
 }
 
-TEST(Logging, EntriesThatAreNotStringsAreIgnored) {
+TEST(Logging, HeaderEntriesThatAreNotStringsAreIgnored) {
     Logged logged;
     Request request("retrieve", "/state");
     request.add2header("traceparent", new util::config::ValueInt(5));
     EXPECT_EQ(logged.line(request).find("traceparent"), std::string::npos);
 }
 
-TEST(Logging, RequestBegunBeforeLoggingIsNotLogged) {
+TEST(Logging, RequestSentBeforeTheChannelIsOpenIsNotLogged) {
     Logged logged;
     auto recording = testing::record();
     logged.chain.actionRequest({"retrieve", "/state"}, recording.handler());
@@ -124,7 +124,7 @@ TEST(Logging, RequestBegunBeforeLoggingIsNotLogged) {
     EXPECT_EQ(traces.take().size(), 0U);
 }
 
-TEST(Logging, WritesToTheChannelOfTheOptions) {
+TEST(Logging, WritesToAChannelObject) {
     const ::tracing::Channel channel("LOGGING_TEST_OWN", 4, ::tracing::Channel::SHARED);
     test::HeldService service;
     Chain chain(service);

@@ -11,7 +11,7 @@ namespace {
 
 using test::MetricsPage;
 
-TEST(MetricsPage, ReaderFindsFaults) {
+TEST(MetricsPage, FaultOfDetectsMalformedPages) {
     const std::string head = "# HELP a A.\n# TYPE a counter\n";
     const std::string histogram = "# HELP a A.\n# TYPE a histogram\n";
     for (const std::string& page :
@@ -32,7 +32,7 @@ TEST(MetricsPage, ReaderFindsFaults) {
     }
 }
 
-TEST(MetricsPage, OfARegistryIsRight) {
+TEST(MetricsPage, PageOfARegistryIsWellFormed) {
     const MetricsRegistry registry;
     test::HeldService service;
     Chain chain(service);

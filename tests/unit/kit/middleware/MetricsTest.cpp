@@ -69,7 +69,7 @@ TEST(MetricsRegistry, NumberOfSeriesIsBounded) {
     EXPECT_EQ(registry.counter("a_total", "", {{"x", "7"}}).value(), 7U);
 }
 
-TEST(MetricsRegistry, CountsOnSeveralThreads) {
+TEST(MetricsRegistry, CounterAddsUpTheCountsOfSeveralThreads) {
     const MetricsRegistry registry;
     const Gauge level = registry.gauge("level", "");
     test::runOnThreads(4, [&](int thread) {

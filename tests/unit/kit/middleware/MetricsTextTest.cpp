@@ -36,7 +36,7 @@ TEST(MetricsText, QuotesInHelpTextAreNotEscaped) {
     EXPECT_EQ(text, "# HELP level a \"b\"\\\\c\\nd\n# TYPE level gauge\n");
 }
 
-TEST(MetricsText, PrintsNumbers) {
+TEST(MetricsText, PrintsFiniteAndInfiniteNumbers) {
     const double infinity = std::numeric_limits<double>::infinity();
     EXPECT_EQ(sampleOf(0), "level 0\n");
     EXPECT_EQ(sampleOf(-2.5), "level -2.5\n");
@@ -49,7 +49,7 @@ TEST(MetricsText, PrintsNumbers) {
     EXPECT_EQ(text, "level{a=\"b\"} 18446744073709551615\n");
 }
 
-TEST(MetricsText, RecognizesAllowedNames) {
+TEST(MetricsText, AcceptsOnlyAllowedNames) {
     for (char const* const name : {"a", "_a", "a9_B", "a:b"}) {
         EXPECT_TRUE(isMetricName(name)) << name;
     }

@@ -53,12 +53,12 @@ TEST(PeerCounts, AllocatesNothingAfterWarmUp) {
     EXPECT_EQ(test::allocations(), before);
 }
 
-TEST(PeerCounts, NumbersLeftAtTheEndAreFreed) {
+TEST(PeerCounts, DestructorFreesTheRemainingCounts) {
     PeerCounts counts;
     EXPECT_NE(counts.add(peer(1), MANY), nullptr);
 }
 
-TEST(PeerCounts, CountsOnSeveralThreads) {
+TEST(PeerCounts, CountsTheRequestsOfSeveralThreads) {
     PeerCounts counts;
     test::runOnThreads(4, [&](int thread) {
         for (int i = 0; i < 2000; ++i) {

@@ -73,7 +73,7 @@ TEST(RequestCounter, CountsPendingRequests) {
     EXPECT_TRUE(counted.has("kova_requests_pending 0"));
 }
 
-TEST(RequestCounter, LearnsMountsFromRequestsThatSucceed) {
+TEST(RequestCounter, SuccessfulRequestsAddTheirFirstSegmentAsAMount) {
     Counted counted;
     counted.serve({"retrieve", "/lamp/3"}, Response::createErrorResponse(404, "no"));
     counted.serve({"retrieve", "/lamp/4"}, Response(201));
@@ -85,7 +85,7 @@ TEST(RequestCounter, LearnsMountsFromRequestsThatSucceed) {
     EXPECT_TRUE(counted.hasCount("/lamp", "retrieve", "4xx", 1));
 }
 
-TEST(RequestCounter, PathsUnfitForLabelsAreNotLearnt) {
+TEST(RequestCounter, UnprintableAndLongSegmentsDoNotBecomeMounts) {
     Counted counted;
     const std::string longest = '/' + std::string(60, 'a');
     for (const std::string& path : {std::string("lamp"), std::string(), std::string("/a b"),

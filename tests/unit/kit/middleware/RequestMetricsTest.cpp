@@ -32,7 +32,7 @@ TEST(RequestMetrics, FindsTheLongestMountOfWholeSegments) {
     }
 }
 
-TEST(RequestMetrics, RootMountCountsAllOtherPaths) {
+TEST(RequestMetrics, RootMountMatchesPathsWithoutAnotherMount) {
     RequestMetrics metrics;
     EXPECT_EQ(mountOf(metrics, "/x"), "-");
     metrics.add("/");
@@ -78,7 +78,7 @@ TEST(RequestMetrics, BucketIncludesItsUpperBound) {
     }
 }
 
-TEST(RequestMetrics, CommandIsOneOfFourOrOther) {
+TEST(RequestMetrics, OtherCommandsShareTheLabelOther) {
     EXPECT_EQ(RequestMetrics::commandOf("retrieve"), 0U);
     EXPECT_EQ(RequestMetrics::commandOf("insert"), 3U);
     EXPECT_EQ(RequestMetrics::commandOf("RETRIEVE"), 4U);

@@ -12,7 +12,7 @@ namespace {
 using namespace std::chrono_literals;
 using Events = testing::Recording::Events;
 
-TEST(MiddlewareSketch, ChainOfAllMiddleware) {
+TEST(MiddlewareSketch, AllMiddlewareWorksInOneChain) {
     const ::tracing::Channel channel("SKETCH_REQUESTS", 7, ::tracing::Channel::SHARED);
     const MetricsRegistry registry;
     test::HeldService service;

@@ -33,7 +33,7 @@ TEST(Answer, CataloguedErrorContainsItsArgumentsInOrder) {
     EXPECT_EQ(catalogued(errors::PathNotFound).message, "path '' not found");
 }
 
-TEST(Answer, UnknownNumberIsAnErrorWithoutAText) {
+TEST(Answer, UnknownErrorNumberReturnsAnEmptyMessage) {
     const Error error = catalogued(-1, "unused");
     EXPECT_EQ(error.message, "");
     EXPECT_GE(error.code, 400);

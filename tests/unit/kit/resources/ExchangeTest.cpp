@@ -110,7 +110,7 @@ TEST_F(ExchangeTest, ReceiverThatWantsNoMoreValuesGetsACompletion) {
     EXPECT_EQ(seen.living, 0);
 }
 
-TEST_F(ExchangeTest, EndDuringAValueIsSentAfterIt) {
+TEST_F(ExchangeTest, EndDuringAValueIsSentAfterTheValue) {
     const auto exchange = makeProbed();
     seen.onValue = [&] {
         EXPECT_TRUE(exchange->fail(CLOSED));
@@ -134,7 +134,7 @@ TEST_F(ExchangeTest, ErrorWithoutAMessageDuringAValueStaysAnError) {
     EXPECT_EQ(recording.events(), (Events{"value 200", "error 404 -"}));
 }
 
-TEST_F(ExchangeTest, NothingIsSentAfterACancellationDuringAValue) {
+TEST_F(ExchangeTest, NoEventFollowsACancellationDuringAValue) {
     const auto exchange = makeProbed();
     seen.onValue = [&] {
         exchange->cancel();
@@ -145,7 +145,7 @@ TEST_F(ExchangeTest, NothingIsSentAfterACancellationDuringAValue) {
     EXPECT_EQ(seen.living, 0);
 }
 
-TEST_F(ExchangeTest, CancellationDuringAValueMayReleaseTheLastOwner) {
+TEST_F(ExchangeTest, CancellationDuringAValueMayReleaseTheLastReference) {
     auto exchange = makeProbed();
     void* const handle = table->add(exchange);
     exchange->onCancel([&] { exchange.reset(); });
@@ -159,7 +159,7 @@ TEST_F(ExchangeTest, CancellationDuringAValueMayReleaseTheLastOwner) {
     EXPECT_EQ(table->size(), 0U);
 }
 
-TEST_F(ExchangeTest, CancellationByHandleRemovesTheRequestFirst) {
+TEST_F(ExchangeTest, CancellationRemovesTheRequestBeforeItCallsOnCancel) {
     const auto exchange = makeProbed();
     void* const handle = table->add(exchange);
     std::size_t left = 1;
@@ -172,7 +172,7 @@ TEST_F(ExchangeTest, CancellationByHandleRemovesTheRequestFirst) {
     EXPECT_FALSE(exchange->isOpen());
 }
 
-TEST_F(ExchangeTest, EndMayReleaseTheLastOwner) {
+TEST_F(ExchangeTest, EndCallbackMayReleaseTheLastReference) {
     auto exchange = makeProbed();
     table->add(exchange);
     seen.onEnd = [&] { exchange.reset(); };
@@ -214,7 +214,7 @@ TEST_F(ExchangeTest, ReplacedOnCancelFunctionMayUseTheRequestWhenDestroyed) {
     EXPECT_EQ(captured.use_count(), 1);
 }
 
-TEST_F(ExchangeTest, OnCancelAfterTheCancellationCallsImmediately) {
+TEST_F(ExchangeTest, OnCancelCallsItsFunctionAtOnceAfterACancellation) {
     const auto exchange = make();
     int calls = 0;
     exchange->cancel();

@@ -22,7 +22,7 @@ TEST(GateTest, ClosedGateAdmitsNoThread) {
     EXPECT_TRUE(gate.waitUntilLeft());
 }
 
-TEST(GateTest, WaitIncludesEntriesThatAreAlwaysAdmitted) {
+TEST(GateTest, WaitIncludesEntriesIntoTheClosedGate) {
     Gate gate;
     gate.close();
     std::optional<Gate::Entry> entry;
@@ -34,7 +34,7 @@ TEST(GateTest, WaitIncludesEntriesThatAreAlwaysAdmitted) {
     EXPECT_TRUE(std::async(std::launch::async, [&] { return gate.waitUntilLeft(); }).get());
 }
 
-TEST(GateTest, EntriesOfOtherGatesDoNotCount) {
+TEST(GateTest, ThreadDoesNotWaitForItsOwnNestedEntries) {
     Gate outer;
     Gate inner;
     const Gate::Entry first(outer);
@@ -47,7 +47,7 @@ TEST(GateTest, EntriesOfOtherGatesDoNotCount) {
     EXPECT_TRUE(inner.waitUntilLeft());
 }
 
-TEST(GateTest, ThreadsInsideDoNotWaitForEachOther) {
+TEST(GateTest, ThreadsThatWaitInsideDoNotWaitForEachOther) {
     Gate gate;
     std::atomic<int> inside{0};
     const auto closeInside = [&] {

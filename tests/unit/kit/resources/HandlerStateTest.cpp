@@ -79,7 +79,7 @@ TEST_F(HandlerStateTest, DroppedResponseHandlerAnswers500) {
     EXPECT_EQ(recording.events(), (Events{"error 500 the service did not answer the request"}));
 }
 
-TEST_F(HandlerStateTest, ExceptionEndsTheKeptRequest) {
+TEST_F(HandlerStateTest, ExceptionEndsARequestWhoseHandlerWasKept) {
     test::Reports reports;
     state.serve = [&](ResponseHandler handler) -> void* {
         kept = std::move(handler);
@@ -122,7 +122,7 @@ TEST_F(HandlerStateTest, RequestThatHasEndedIsNotCancelled) {
     EXPECT_EQ(cancelled, 0);
 }
 
-TEST_F(HandlerStateTest, HandlerMayDropARequestCancelledDuringItsValue) {
+TEST_F(HandlerStateTest, HandlerMayDropARequestThatIsCancelledDuringAValue) {
     state.serve = [&](ResponseHandler handler) -> void* {
         kept = std::move(handler);
         return &kept;
@@ -136,7 +136,7 @@ TEST_F(HandlerStateTest, HandlerMayDropARequestCancelledDuringItsValue) {
 }
 
 // A handler may send values under a lock that its cancellation acquires, too.
-TEST_F(HandlerStateTest, HandlerIsNotCancelledFromInsideTheValueThatWasEnough) {
+TEST_F(HandlerStateTest, HandlerIsNotCancelledWhenTheReceiverWantsNoMoreValues) {
     struct Sated : IResponseHandler<Response> {
         explicit Sated(int& ends) : ends(ends) {}
         bool onNext(const Response&) override { return true; }
@@ -160,7 +160,7 @@ TEST_F(HandlerStateTest, HandlerIsNotCancelledFromInsideTheValueThatWasEnough) {
     EXPECT_EQ(cancelled, 0);
 }
 
-TEST_F(HandlerStateTest, RemovalDestroysTheHandlerOnItsThread) {
+TEST_F(HandlerStateTest, RemovalDestroysTheHandlerOnTheCurrentThread) {
     std::thread::id destroyer;
     state.destroyed = [&] { destroyer = std::this_thread::get_id(); };
     const std::shared_ptr<Served> late = served;  // as a thread that has just served a request
@@ -170,7 +170,7 @@ TEST_F(HandlerStateTest, RemovalDestroysTheHandlerOnItsThread) {
     EXPECT_EQ(recording.events(), (Events{"error 503 the resource is closed"}));
 }
 
-TEST_F(HandlerStateTest, RemovalInsideTheHandlerDefersItsDestruction) {
+TEST_F(HandlerStateTest, RemovalInsideAFunctionOfTheHandlerDefersItsDestruction) {
     bool isDestroyed = false;
     state.destroyed = [&] { isDestroyed = true; };
     state.serve = [&](ResponseHandler handler) -> void* {

@@ -11,7 +11,7 @@ namespace {
 
 using Texts = std::vector<std::string_view>;
 
-TEST(HintsTest, MostSimilarTextHasTheFewestChanges) {
+TEST(HintsTest, MostSimilarTextHasTheSmallestDistance) {
     EXPECT_EQ(mostSimilar("stat", {"volume", "state", "status"}), "state");
     EXPECT_EQ(mostSimilar("voluem", {"volume", "state"}), "volume");
     EXPECT_EQ(mostSimilar("state", {"state"}), "state");

@@ -83,7 +83,7 @@ TEST_F(JobTest, ExceptionOfAJobWithAReplyEndsTheRequest) {
     EXPECT_EQ(reports.take().size(), 1U);
 }
 
-TEST_F(JobTest, ReplyMayAnswerAfterItsJob) {
+TEST_F(JobTest, ReplyMayAnswerAfterTheJobHasReturned) {
     std::promise<Reply<int>> kept;
     resource->on(command::insert, "", worker,
                  [&](Job&, Reply<int> reply) { kept.set_value(std::move(reply)); });

@@ -32,7 +32,7 @@ TEST(MountStateTest, ListsRunningJobs) {
     EXPECT_TRUE(mount.jobs().empty());
 }
 
-TEST(MountStateTest, KeepsTheFunctionForExceptions) {
+TEST(MountStateTest, ReturnsTheFunctionForUncaughtExceptions) {
     EXPECT_FALSE(MountState(nullptr).onUncaught());
     const MountState mount([](const Error& error) { return Error{400, error.message}; });
     EXPECT_EQ(mount.onUncaught()({500, "oops"}).code, 400);

@@ -20,11 +20,11 @@ std::string refusal(const std::string& text) {
     return "accepted";
 }
 
-TEST(PathTemplateTest, EmptyTextHasNoSegments) {
+TEST(PathTemplateTest, EmptyTemplateHasNoSegments) {
     EXPECT_TRUE(PathTemplate("").segments().empty());
 }
 
-TEST(PathTemplateTest, SegmentsHaveKindsAndNames) {
+TEST(PathTemplateTest, ParserSetsTheKindAndNameOfEachSegment) {
     const PathTemplate parsed("songs/{id:uint}/{offset:int}/{name}/{word:text}/{path:rest}");
     const std::vector<TemplateSegment>& segments = parsed.segments();
     ASSERT_EQ(segments.size(), 6U);
@@ -39,7 +39,7 @@ TEST(PathTemplateTest, SegmentsHaveKindsAndNames) {
     EXPECT_EQ(parsed.parameters(), 5U);
 }
 
-TEST(PathTemplateTest, MalformedTextIsRejectedWithAReason) {
+TEST(PathTemplateTest, MalformedTemplateIsRejectedWithAReason) {
     EXPECT_EQ(refusal("/a"), "template '/a': an empty segment");
     EXPECT_EQ(refusal("a/"), "template 'a/': an empty segment");
     EXPECT_EQ(refusal("a//b"), "template 'a//b': an empty segment");
@@ -68,7 +68,7 @@ TEST(PathTemplateTest, MoreThan32SegmentsAreRejected) {
     EXPECT_EQ(refusal(text + "/32"), "template '" + text + "/32': more than 32 segments");
 }
 
-TEST(PathTemplateTest, TemplatesWithEqualRanksAreEquallyGood) {
+TEST(PathTemplateTest, IsAsGoodAsComparesTheRanksOfAllSegments) {
     EXPECT_TRUE(PathTemplate("a/{x:uint}").isAsGoodAs(PathTemplate("a/{y:int}")));
     EXPECT_TRUE(PathTemplate("{x}").isAsGoodAs(PathTemplate("{y:text}")));
     EXPECT_FALSE(PathTemplate("a").isAsGoodAs(PathTemplate("b")));

@@ -11,7 +11,7 @@ namespace {
 const Request REQUEST("retrieve", "/state");
 const Peer STRANGER{1000, 100, 4711, "unix:"};
 
-TEST(Peer, OfALocalRequestIsTheProcessItself) {
+TEST(Peer, PeerOfALocalRequestIsTheOwnProcess) {
     const Peer peer = peerOf(REQUEST);
     EXPECT_EQ(peer.uid, static_cast<long>(::geteuid()));
     EXPECT_EQ(peer.gid, static_cast<long>(::getegid()));
@@ -27,7 +27,7 @@ TEST(PeerScope, SetsThePeerOfItsThread) {
     EXPECT_EQ(other.get(), static_cast<long>(::getpid()));
 }
 
-TEST(PeerScope, RestoresTheOuterPeerAtItsEnd) {
+TEST(PeerScope, DestructorRestoresTheOuterPeer) {
     const Peer outer{1, 2, 3, "outer"};
     const PeerScope outerScope(outer);
     {

@@ -44,7 +44,7 @@ TEST_F(ReplyTest, AskIsValidAfterTheClientHasDestroyedItsRequest) {
     EXPECT_EQ(seen, "retrieve /mount/a path that has its own memory");
 }
 
-TEST_F(ReplyTest, AssignmentAnswersTheReplacedRequest) {
+TEST_F(ReplyTest, AssignmentAnswersTheFormerRequestWith500) {
     resource.on(command::retrieve, "",
                 [&](const Ask&, Reply<int> reply) { kept = std::move(reply); });
     const auto handler = resource.handler();
@@ -81,7 +81,7 @@ TEST_F(ReplyTest, ReplyMayOutliveItsResource) {
     EXPECT_EQ(recording.events(), (Events{"error 503 the resource is closed"}));
 }
 
-TEST_F(ReplyTest, ReplyWithoutAValueEndsAfterItsProgress) {
+TEST_F(ReplyTest, VoidReplyMaySendProgressBeforeItCompletes) {
     resource.on(command::remove, "", [](const Ask&, Reply<void> reply) {
         EXPECT_TRUE(reply.progress(1));
         EXPECT_TRUE(reply.done());

@@ -189,7 +189,7 @@ void compare(const Router& router, const std::string& command, const std::string
     }
 }
 
-TEST(RouterTest, ResultEqualsTheReferenceImplementation) {
+TEST(RouterTest, FindReturnsTheRouteOfTheReferenceImplementation) {
     std::size_t found = 0;
     for (unsigned seed = 0; seed < 300; ++seed) {
         Random random(seed);
@@ -239,7 +239,7 @@ TEST(RouterTest, RejectedRouteIsNotAdded) {
     EXPECT_EQ(match.routes, nullptr);
 }
 
-TEST(RouterTest, TemplateWithTheCommandIsPreferred) {
+TEST(RouterTest, TemplateThatServesTheCommandIsPreferred) {
     Router router;
     router.add(routeFor("retrieve", "5"));
     router.add(routeFor("update", "{name}"));
@@ -281,7 +281,7 @@ TEST_F(HostilePaths, EmptySegmentsMatchNothing) {
     }
 }
 
-TEST_F(HostilePaths, LongPathIsReadUpToTheLongestTemplate) {
+TEST_F(HostilePaths, SegmentsBeyondTheLongestTemplateAreNotRead) {
     std::string path(20'000, 'a');
     for (std::size_t i = 1; i < path.size(); i += 2) {
         path[i] = '/';
@@ -313,7 +313,7 @@ TEST_F(HostilePaths, BytesAreComparedVerbatim) {
     EXPECT_EQ(find("files/\0\xFF"s), "files/{path:rest}");
 }
 
-TEST_F(HostilePaths, TemplatesThatShareSegmentsAreVisitedOnce) {
+TEST_F(HostilePaths, LookUpVisitsSharedSegmentsOnlyOnce) {
     // Each segment of a path can be the literal or the parameter: 2^14 templates would be tried if
     // a look-up visited a node more than once.
     Router many;

@@ -78,7 +78,7 @@ TEST_F(ServiceTest, RequestReachesTheMountedResource) {
     EXPECT_EQ(eventsOf("retrieve", "/state"), (Events{"value 200 7", "completed"}));
 }
 
-TEST_F(ServiceTest, SlashAtTheEndOfAMountIsDropped) {
+TEST_F(ServiceTest, TrailingSlashOfAMountPathIsRemoved) {
     service = builder.mount("/state/", withState(state)).build();
     EXPECT_EQ(eventsOf("retrieve", "/state"), (Events{"value 200 7", "completed"}));
     EXPECT_EQ(service->mounts().back().path, "/state");
@@ -103,7 +103,7 @@ TEST_F(ServiceTest, RootListsTheMounts) {
     EXPECT_EQ(eventsOf("update", "/"), (Events{"error 400 Service Root read-only"}));
 }
 
-TEST_F(ServiceTest, UnknownPathIsAnsweredWithASimilarMount) {
+TEST_F(ServiceTest, ErrorForAnUnknownPathSuggestsASimilarMount) {
     service = builder.mount("/state", state).build();
     EXPECT_EQ(eventsOf("retrieve", "/stat"),
               (Events{"error 404 path '/stat' not found; did you mean '/state'?"}));
@@ -162,7 +162,7 @@ TEST_F(ServiceTest, DestroyedResponseHandlerAnswers500) {
     EXPECT_TRUE(kept.isDestroyed);
 }
 
-TEST_F(ServiceTest, MountsListTheirOperations) {
+TEST_F(ServiceTest, MountsReturnsTheOperationsOfEachMount) {
     service = builder.name("player").version("1.2.0").mount("/state", withState(state)).build();
     EXPECT_EQ(service->name(), "player");
     EXPECT_EQ(service->version(), "1.2.0");
@@ -197,7 +197,7 @@ TEST_F(ServiceTest, ClearedSlotEndsPendingRequestsAndDestroysTheHandler) {
     kept.handler.reset();
 }
 
-TEST_F(ServiceTest, ResourceThatLeavesASlotCanBeMountedElsewhereAndComesBack) {
+TEST_F(ServiceTest, ResourceRemovedFromASlotCanBeMountedAgain) {
     Slot slot = builder.slot("/usb");
     service = builder.mount("/state", withState(state)).build();
     slot.set(state);
@@ -248,7 +248,7 @@ TEST_F(ServiceTest, StopAnswersPendingAndNewRequestsWith503) {
     EXPECT_EQ(late.waitFor(1).front().substr(0, 9), "error 503");
 }
 
-TEST_F(ServiceTest, StopReturnsTheCallsThatAreStuck) {
+TEST_F(ServiceTest, StopReturnsTheCallsThatStillRunAtTheLimit) {
     std::promise<void> inside;
     std::promise<void> goOn;
     state.on(command::retrieve, "", [&](const Ask&) {
@@ -333,7 +333,7 @@ TEST_F(ServiceTest, JobSendsProgressAndItsResult) {
     EXPECT_EQ(steps, (std::vector<int>{1, 2}));
 }
 
-TEST_F(ServiceTest, FullWorkerIsAnsweredWith503) {
+TEST_F(ServiceTest, RequestForAFullWorkerIsAnsweredWith503) {
     Worker worker({1, 1});
     std::promise<void> goOn;
     const std::shared_future<void> wait = goOn.get_future().share();

@@ -55,7 +55,7 @@ private:
     std::thread thread_;
 };
 
-TEST(SketchTest, ResourcesOfAService) {
+TEST(SketchTest, FunctionsOfAllFormsWorkInOneService) {
     std::map<unsigned, Entry> entries{{1, {"one"}}};
     const auto find = [&](unsigned id) -> Result<Entry> {
         const auto found = entries.find(id);

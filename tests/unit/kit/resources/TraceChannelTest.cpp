@@ -29,7 +29,7 @@ TEST(TraceChannelTest, LastObjectReleasesTheChannel) {
     EXPECT_EQ(count(), 0U);
 }
 
-TEST(TraceChannelTest, MessageIsWrittenAtTheLevelOfTheChannel) {
+TEST(TraceChannelTest, MessageBelowTheChannelLevelIsNotWritten) {
     const TraceChannel channel("KIT_TRACE_CHANNEL_WRITTEN");
     test::Traces traces("KIT_TRACE_CHANNEL_WRITTEN", 2);
     channel->trace(1, "not written");

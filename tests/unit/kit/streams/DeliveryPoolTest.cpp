@@ -101,7 +101,7 @@ TEST(DeliveryPool, RunsATaskAndReleasesIt) {
     EXPECT_EQ(tasks[0]->released, 1);
 }
 
-TEST(DeliveryPool, BlockedTasksDelayNoOtherTask) {
+TEST(DeliveryPool, BlockedTasksDoNotBlockOtherTasks) {
     const Tasks tasks = submit(12);
     for (const auto& task : tasks) {
         task->waitUntilEntered();
@@ -126,7 +126,7 @@ TEST(DeliveryPool, TaskTakenFromItsThreadRunsAgain) {
 
 // A task that was taken from its thread waits for a thread that runs it again. So at most 15 of the
 // 16 threads stay blocked.
-TEST(DeliveryPool, LongestBlockedThreadIsReplacedAtTheBound) {
+TEST(DeliveryPool, LongestBlockedThreadIsReplacedIfAllThreadsBlock) {
     for (const std::size_t replaced : {1U, 2U}) {
         const Tasks tasks = submit(DeliveryPool::MAX_THREADS - 1 + replaced);
         for (const auto& task : tasks) {
@@ -142,7 +142,7 @@ TEST(DeliveryPool, LongestBlockedThreadIsReplacedAtTheBound) {
     }
 }
 
-TEST(DeliveryPool, LimitOf32ThreadsIsKeptAndReported) {
+TEST(DeliveryPool, AtMost32ThreadsBlockAndTheLimitIsReported) {
     test::Reports reports;
     const Tasks tasks = submit(40);
     std::vector<test::Reports::Report> taken;

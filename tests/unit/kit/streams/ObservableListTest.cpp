@@ -13,7 +13,7 @@ using test::Watch;
 using Texts = std::vector<std::string>;
 using Names = std::vector<std::string>;
 
-TEST(ObservableList, ChangesItsElements) {
+TEST(ObservableList, ElementsCanBeInsertedReplacedAndRemoved) {
     ObservableList<std::string> list({"b"});
     list.append("d");
     EXPECT_TRUE(list.insert(0, "a"));
@@ -28,7 +28,7 @@ TEST(ObservableList, ChangesItsElements) {
     EXPECT_EQ(list.get(4), std::nullopt);
 }
 
-TEST(ObservableList, IndexBeyondTheEndChangesNothing) {
+TEST(ObservableList, IndexBeyondTheEndLeavesTheListUnchanged) {
     ObservableList<int> list({1, 2});
     const auto answers = Watch(list).watch();
     EXPECT_FALSE(list.insert(3, 9));
@@ -55,7 +55,7 @@ TEST(ObservableList, RetrieveReturnsTheListOrAnElement) {
 }
 
 // The queue of an endpoint must not drop changes that build on each other.
-TEST(ObservableList, QueueBehindTheStreamIsToldToDisconnect) {
+TEST(ObservableList, HeaderStatesDisconnectForPoliciesThatDropChanges) {
     ObservableList<int> list({3, 5});
     std::string queue;
     for (const WhenFull policy : {Conflate, DropOldest, Disconnect}) {
@@ -83,7 +83,7 @@ TEST(ObservableList, ServesAClientThroughAComposedService) {
     EXPECT_EQ(client.retrieve<int>("/list/3").get().error().message, "path '/list/3' not found");
 }
 
-TEST(ObservableList, StreamHasTheWholeAndThenTheChanges) {
+TEST(ObservableList, StreamBeginsWithTheListAndContinuesWithChanges) {
     ObservableList<std::string> list({"a"});
     const auto answers = Watch(list).watch();
     answers->values(1);

@@ -11,7 +11,7 @@ using test::Watch;
 using Texts = std::vector<std::string>;
 using Levels = std::map<std::string, int>;
 
-TEST(ObservableMap, ChangesItsElements) {
+TEST(ObservableMap, ElementsCanBeAddedReplacedAndRemoved) {
     ObservableMap<int> map({{"bath", 20}});
     map.set("attic", 10);
     map.set("bath", 21);

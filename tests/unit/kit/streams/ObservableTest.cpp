@@ -85,7 +85,7 @@ TEST(Observable, RetrieveReturnsTheValueOnce) {
     EXPECT_TRUE(answers->last().getHeader().isUndefined());
 }
 
-TEST(Observable, RetrieveReturnsTheWantedFormat) {
+TEST(Observable, RetrieveReturnsTheFormatThatTheClientAccepts) {
     Observable<int> level(30);
     Request request("retrieve", "");
     request.setMimeType(mimetypes::AXOBin);
@@ -111,7 +111,7 @@ TEST(Observable, RejectsUnknownFormatsCommandsAndPaths) {
     EXPECT_EQ(watch.send(Request("update", "left"))->end(), "404 Not Found: path 'left' not found");
 }
 
-TEST(Observable, ValueThatJsonCannotExpressIsAnError) {
+TEST(Observable, ValueThatJsonCannotExpressIsAnsweredWith500) {
     Observable<double> level(std::numeric_limits<double>::quiet_NaN());
     const Watch watch(level);
     const std::string error =
@@ -121,7 +121,7 @@ TEST(Observable, ValueThatJsonCannotExpressIsAnError) {
     EXPECT_EQ(watch.send(Watch::streamRequest(mimetypes::AXOBIN_TYPE))->values(1).size(), 1U);
 }
 
-TEST(Observable, ListsItsOperations) {
+TEST(Observable, OperationsContainUpdateOnlyIfWritable) {
     Observable<int> level;
     ASSERT_EQ(level.operations().size(), 1U);
     EXPECT_EQ(level.operations()[0].command, "retrieve");
@@ -151,7 +151,7 @@ TEST(Observable, AcceptedWriteBecomesTheValue) {
     EXPECT_EQ(level.get(), 50);
 }
 
-TEST(Observable, EmptyWriteFunctionMakesItReadOnlyAgain) {
+TEST(Observable, EmptyWriteFunctionMakesTheValueReadOnlyAgain) {
     Observable<int> level(30);
     level.onWrite([](const int&) { return Result<void>(); });
     level.onWrite(nullptr);
@@ -159,7 +159,7 @@ TEST(Observable, EmptyWriteFunctionMakesItReadOnlyAgain) {
               "400 Bad Request: command 'update' not supported for path ''; supported: retrieve");
 }
 
-TEST(Observable, ExceptionOfTheWriteFunctionIsTheAnswer) {
+TEST(Observable, WriteIsAnsweredWithTheExceptionOfTheFunction) {
     const test::Reports reports;
     Observable<int> level(30);
     level.onWrite([](const int& wanted) -> Result<void> {
@@ -176,7 +176,7 @@ TEST(Observable, ExceptionOfTheWriteFunctionIsTheAnswer) {
 
 // --- Streams -------------------------------------------------------------------------------------
 
-TEST(Observable, StreamBeginsWithTheValueAndHasEachChange) {
+TEST(Observable, StreamBeginsWithTheValueAndContinuesWithEachChange) {
     Observable<int> level(30);
     const auto answers = Watch(level).watch();
     answers->values(1);
@@ -200,7 +200,7 @@ TEST(Observable, HeaderOfTheFirstValueDescribesTheQueue) {
     EXPECT_TRUE(answers->last().getHeader().isUndefined());
 }
 
-TEST(Observable, DefaultKeepsSixteenChangesAndConflates) {
+TEST(Observable, DefaultQueueHolds16ChangesAndThenConflates) {
     Observable<int> level(30);
     EXPECT_EQ(level.options().current().toString(), "16 conflate");
 }
@@ -317,7 +317,7 @@ TEST(Observable, MayBeSetInsideAReceiver) {
     EXPECT_EQ(answers->values(6), (Texts{"0", "1", "2", "3", "4", "5"}));
 }
 
-TEST(Observable, WatcherMayCancelInsideItsReceiver) {
+TEST(Observable, ReceiverMayCancelItsOwnStream) {
     Observable<int> level(0);
     const Watch watch(level);
     std::promise<void*> handle;

@@ -100,7 +100,7 @@ TEST_F(PollingTest, ValueIsNotReadWhileNoClientWatches) {
     }
 }
 
-TEST_F(PollingTest, ErrorIsTheAnswerToARequest) {
+TEST_F(PollingTest, RequestIsAnsweredWithTheErrorOfTheFunction) {
     serve(1h);
     fails = true;
     EXPECT_EQ(client->retrieve()->end(), "503 Service Unavailable: broken");
@@ -150,7 +150,7 @@ TEST_F(PollingTest, IntervalOutOfRangeIsRefused) {
     serve(std::chrono::milliseconds(std::numeric_limits<std::uint32_t>::max()));
 }
 
-TEST_F(PollingTest, ListsItsOperation) {
+TEST_F(PollingTest, OperationsContainRetrieve) {
     serve(1h);
     ASSERT_EQ(polled->operations().size(), 1U);
     EXPECT_EQ(polled->operations()[0].command, "retrieve");
@@ -182,7 +182,7 @@ TEST_F(PollingTest, DestructorEndsStreamsAndWaitsForTheFunction) {
     EXPECT_EQ(watch.retrieve()->end(), "503 Service Unavailable: the resource is closed");
 }
 
-TEST_F(PollingTest, FunctionMayDestroyTheObject) {
+TEST_F(PollingTest, FunctionMayDestroyThePolledObject) {
     for (const int last : {1, 2}) {  // in the request, and at an interval
         reads = 0;
         std::optional<Polled<int>> value;
@@ -203,7 +203,7 @@ TEST_F(PollingTest, FunctionMayDestroyTheObject) {
     }
 }
 
-TEST_F(PollingTest, StreamsOfManyThreadsEachGetTheirValues) {
+TEST_F(PollingTest, EachStreamOfManyThreadsGetsItsValues) {
     serve(1ms);
     std::vector<std::thread> threads;
     for (int t = 0; t < 4; ++t) {

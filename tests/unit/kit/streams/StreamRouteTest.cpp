@@ -52,7 +52,7 @@ protected:
     std::optional<Resource> resource{std::in_place};
 };
 
-TEST_F(StreamRouteTest, ValueIsRetrievedWatchedAndUpdated) {
+TEST_F(StreamRouteTest, ClientsRetrieveWatchAndUpdateTheValue) {
     const Watch client(*resource);
     EXPECT_EQ(client.retrieve("audio/level")->values(1), Texts{"30"});
     const auto answers = client.send(watching("audio/level"));
@@ -66,7 +66,7 @@ TEST_F(StreamRouteTest, ValueIsRetrievedWatchedAndUpdated) {
     EXPECT_EQ(answers->last().getStatusCode(), 299);
 }
 
-TEST_F(StreamRouteTest, ElementsAreBelowThePath) {
+TEST_F(StreamRouteTest, ElementsOfAListAreBelowItsPath) {
     ObservableMap<int> map;
     map.set("one/a", 1);
     ObservableList<int> list({7, 8});
@@ -142,7 +142,7 @@ TEST_F(StreamRouteTest, CancelledStreamHasNoWatcher) {
     waitUntilUnwatched(level);
 }
 
-TEST_F(StreamRouteTest, StreamEndsWhenItsReceiverHasEnough) {
+TEST_F(StreamRouteTest, StreamEndsWhenItsReceiverWantsNoMoreValues) {
     const auto answers = std::make_shared<Answers>();
     answers->onValue = [](const Response&) { return true; };
     const Watch client(*resource);
@@ -169,7 +169,7 @@ TEST_F(StreamRouteTest, DestroyedResourceEndsTheStreamsOfItsClients) {
     }
 }
 
-TEST_F(StreamRouteTest, DestroyedStreamEndsItsClientsAndIsAnsweredWith503) {
+TEST_F(StreamRouteTest, DestroyedStreamEndsItsWatchersAndAnswers503) {
     resource->on(command::retrieve, "name", [](const Ask&) { return "amplifier"; });
     const Watch client(*resource);
     const auto answers = client.send(watching("audio/level"));

@@ -38,14 +38,14 @@ private:
     Watch watch_{level};
 };
 
-TEST(StreamQueue, HasATextForEachPolicy) {
+TEST(StreamQueue, ToStringNamesTheBoundAndThePolicy) {
     EXPECT_EQ((StreamQueue{16, Conflate}).toString(), "16 conflate");
     EXPECT_EQ((StreamQueue{1, Wait}).toString(), "1 wait");
     EXPECT_EQ((StreamQueue{2, DropOldest}).toString(), "2 drop-oldest");
     EXPECT_EQ((StreamQueue{3, Disconnect}).toString(), "3 disconnect");
 }
 
-TEST_F(StreamingTest, QueueOfZeroIsAQueueOfOne) {
+TEST_F(StreamingTest, QueueBoundZeroCountsAsOne) {
     level.options().queue(0);
     EXPECT_EQ(level.options().current().bound, 1U);
 }
@@ -106,7 +106,7 @@ TEST_F(StreamingTest, WaitDelaysTheSetterUntilThereIsSpace) {
     EXPECT_EQ(blocking.answers->valuesUntil("5"), (Texts{"0", "1", "2", "3", "4", "5"}));
 }
 
-TEST_F(StreamingTest, WaitDisconnectsAWatcherAfterThePatience) {
+TEST_F(StreamingTest, WaitDisconnectsAWatcherWhenThePatienceHasPassed) {
     level.options().queue(4).whenFull(Wait).patience(1ms);
     block();
     setUpTo(4);
@@ -142,7 +142,7 @@ TEST_F(StreamingTest, SetInsideAReceiverDoesNotWait) {
     EXPECT_EQ(info().conflated, 9U);
 }
 
-TEST_F(StreamingTest, TimeInsideTheReceiverIsMeasured) {
+TEST_F(StreamingTest, WatcherInfoContainsTheTimeInsideTheReceiver) {
     block();
     while (info().blocked < 8ms) {
         std::this_thread::yield();

@@ -75,7 +75,7 @@ protected:
     std::shared_ptr<Change> newest;
 };
 
-TEST_F(WatchersTest, LastVisitTakesTheChangeWithoutACopy) {
+TEST_F(WatchersTest, LastVisitMovesTheChangeOutOfTheList) {
     add(1);
     add(2);
     push(1);
@@ -107,7 +107,7 @@ TEST_F(WatchersTest, WatcherGetsItsSnapshotAndThenTheChanges) {
     EXPECT_EQ(kept(), 0);
 }
 
-TEST_F(WatchersTest, WatchersTakeTurns) {
+TEST_F(WatchersTest, WatchersAreVisitedInTurn) {
     add(1);
     add(2);
     push(1);
@@ -183,7 +183,7 @@ TEST_F(WatchersTest, ConflateOfEventsContinuesAtTheNewestEvent) {
     EXPECT_FALSE(watchers.hasReady());
 }
 
-TEST_F(WatchersTest, DisconnectVisitsTheWatcherWithoutAChange) {
+TEST_F(WatchersTest, DisconnectedWatcherIsVisitedWithoutAChange) {
     watchers.queue = {3, Disconnect};
     add(1);
     add(2);
@@ -199,7 +199,7 @@ TEST_F(WatchersTest, DisconnectVisitsTheWatcherWithoutAChange) {
     EXPECT_EQ(watchers.infos(0, false).size(), 1U);
 }
 
-TEST_F(WatchersTest, RemovedWatcherKeepsNoChange) {
+TEST_F(WatchersTest, RemovedWatcherKeepsNoChangeAlive) {
     add(1);
     push(1);
     push(2);
@@ -210,7 +210,7 @@ TEST_F(WatchersTest, RemovedWatcherKeepsNoChange) {
     EXPECT_TRUE(watchers.infos(0, false).empty());
 }
 
-TEST_F(WatchersTest, WatcherRemovedDuringItsVisitLeavesAtItsEnd) {
+TEST_F(WatchersTest, WatcherRemovedDuringAVisitIsDeletedAfterTheVisit) {
     add(1);
     push(1);
     begin();
@@ -234,7 +234,7 @@ TEST_F(WatchersTest, WatcherThatWantsNoMoreValuesIsRemoved) {
     EXPECT_EQ(kept(), 0);
 }
 
-TEST_F(WatchersTest, EachChangeIsCountedOnce) {
+TEST_F(WatchersTest, EachChangeIsCountedOnceForEachWatcher) {
     watchers.queue = {3, DropOldest};
     add(1, 100);
     for (int i = 1; i <= 10; ++i) {

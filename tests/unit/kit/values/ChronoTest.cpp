@@ -49,12 +49,12 @@ TEST_P(ChronoTest, DurationsSurviveARoundTrip) {
     expectRoundTrip(Real(12));
 }
 
-TEST_P(ChronoTest, CountsSurviveARoundTrip) {
+TEST_P(ChronoTest, TickCountsSurviveARoundTrip) {
     expectRoundTrip(Position{1500ms, 7s, Real(0.25), 1h});
     expectRoundTrip(Position{-1ms, std::nullopt, Real(), 0h});
 }
 
-TEST_P(ChronoTest, OtherValuesAreRejected) {
+TEST_P(ChronoTest, ValuesThatAreNotDurationsAreRejected) {
     expectRefused<seconds>("90", "expected a string, found 90", 0, 0);
     expectRefused<seconds>("\"90\"", "expected a duration without years and months, found \"90\"",
                            0, 0);
@@ -80,7 +80,7 @@ TEST_P(ChronoTest, OtherValuesAreRejected) {
                             "until: expected an integer of 64 bits, found 1.5", 16, 11);
 }
 
-TEST(ChronoJsonTest, ContainsTextsAndCounts) {
+TEST(ChronoJsonTest, DurationsAreWrittenAsTextsOrCounts) {
     EXPECT_EQ(test::jsonOf(seconds(86400 + 7322)), R"("P0000-00-01T02:02:02")");
     EXPECT_EQ(test::jsonOf(Position{1500ms, std::nullopt, Real(0.5), 1h}),
               R"({"at":1500,"speed":0.5,"age":"P0000-00-00T01:00:00"})");
@@ -97,7 +97,7 @@ TEST_P(ChronoTest, PointsInTimeSurviveARoundTrip) {
     expectRoundTrip(std::chrono::system_clock::time_point(milliseconds(1552034109042)));
 }
 
-TEST_P(ChronoTest, OtherPointsInTimeAreRejected) {
+TEST_P(ChronoTest, ValuesThatAreNotPointsInTimeAreRejected) {
     expectRefused<Time<seconds>>("90", "expected a string, found 90", 0, 0);
     expectRefused<Time<seconds>>("\"2019-02-30T00:00:00Z\"",
                                  "expected a date and time, found \"2019-02-30T00:00:00Z\"", 0, 0);
@@ -126,7 +126,7 @@ constexpr TimeRow TIMES[] = {
     {seconds(detail::END_OF_SECONDS) - 1ms, "\"9999-12-31T23:59:59.999Z\""},
 };
 
-TEST(ChronoJsonTest, PointInTimeIsTheTextOfADateAndTimeInUtc) {
+TEST(ChronoJsonTest, PointInTimeIsWrittenAsDateAndTimeInUtc) {
     for (const TimeRow& row : TIMES) {
         EXPECT_EQ(test::jsonOf(Time<milliseconds>(row.sinceEpoch)), row.text);
         EXPECT_EQ(fromPayload<Time<milliseconds>>(Payload::createFromJSON(row.text)).value(),
@@ -147,7 +147,7 @@ TEST(ChronoJsonTest, PointInTimeIsReadFromAnyTimeZone) {
     EXPECT_EQ(read("2019-03-09T01:15:00+13:15"), noon);
 }
 
-TEST(ChronoJsonTest, TimeBeyondTheYearsOfATextIsNotWritten) {
+TEST(ChronoJsonTest, TimeOutsideTheYears1To9999IsNotWritten) {
     for (const seconds time :
          {seconds(detail::FIRST_SECOND - 1), seconds(detail::END_OF_SECONDS)}) {
         EXPECT_EQ(test::jsonOf(Time<seconds>(time)),
@@ -158,7 +158,7 @@ TEST(ChronoJsonTest, TimeBeyondTheYearsOfATextIsNotWritten) {
               0U);
 }
 
-TEST(ChronoJsonTest, DurationWithoutATextIsNotWritten) {
+TEST(ChronoJsonTest, DurationThatHasNoTextIsNotWritten) {
     EXPECT_EQ(test::jsonOf(-1s),
               "expected a duration of whole seconds below 32 days, found -1 ticks");
     EXPECT_EQ(test::jsonOf(1500ms),

@@ -53,18 +53,18 @@ TEST_P(ContainersTest, ArraysOfAnotherLengthAreRejected) {
     expectRefused<Triple>("{}", "expected an array, found a struct", 0, 0);
 }
 
-TEST_P(ContainersTest, MapsWithOtherValuesAreRejected) {
+TEST_P(ContainersTest, MapsWithValuesOfAnotherTypeAreRejected) {
     expectRefused<Points>(R"({"a":{"x":1},"b":{"x":"1"}})",
                           "b.x: expected an integer of 32 bits, found \"1\"", 22, 13);
     expectRefused<Points>("[]", "expected a struct, found an array", 0, 0);
 }
 
-TEST_P(ContainersTest, OtherBytesAreRejected) {
+TEST_P(ContainersTest, ArraysThatAreNotBytesAreRejected) {
     expectRefused<Blob>("[1,256]", "[1]: expected an unsigned integer of 8 bits, found 256", 3, 2);
     expectRefused<Blob>("\"AQ==\"", "expected an array, found \"AQ==\"", 0, 0);
 }
 
-TEST_P(ContainersTest, LastOfRepeatedEntriesIsUsed) {
+TEST_P(ContainersTest, LastOfTheEntriesWithTheSameKeyIsUsed) {
     const Points points = read<Points>(R"({"a":{"x":1,"y":2},"a":{"x":3}})").value();
     EXPECT_EQ(points, (Points{{"a", {3, 0}}}));
 }
@@ -77,7 +77,7 @@ TEST(PackedBytesTest, AreOneByteStringInTheBinaryFormat) {
     EXPECT_TRUE(std::equal(std::begin(expected), std::end(expected), payload.data()));
 }
 
-TEST(ContainersJsonTest, ContainsArraysAndObjects) {
+TEST(ContainersJsonTest, ContainersAreWrittenAsArraysAndObjects) {
     EXPECT_EQ(test::jsonOf(Triple{1, 2, 3}), "[1,2,3]");
     EXPECT_EQ(test::jsonOf(std::map<std::string, bool>{{"a", true}}), R"({"a":true})");
     EXPECT_EQ(test::jsonOf(std::vector<std::uint8_t>{0, 255}), "[0,255]");

@@ -55,7 +55,7 @@ TEST_P(EnumTableTest, UnknownNameIsReadAsTheFallback) {
     EXPECT_EQ(*read<Source>(R"("usb")"), Source::usb);
 }
 
-TEST_P(EnumTableTest, OtherTextsAndKindsAreRejected) {
+TEST_P(EnumTableTest, UnknownNamesAndOtherKindsAreRejected) {
     expectRefused<Mode>(R"("loud")",
                         R"(expected one of "stopped", "playing", "on-hold", found "loud")", 0, 0);
     expectRefused<Mode>(R"("paused")",
@@ -70,13 +70,13 @@ TEST_P(EnumTableTest, OtherTextsAndKindsAreRejected) {
         R"(expected one of "a0", "a1", "a2", "a3", "a4", "a5", "a6", "a7", ..., found "a")", 0, 0);
 }
 
-TEST(EnumNamesTest, AreWritten) {
+TEST(EnumNamesTest, EnumeratorsAreWrittenAsTheirNames) {
     EXPECT_EQ(test::jsonOf(std::vector<Mode>{Mode::playing, Mode::paused}),
               R"(["playing","on-hold"])");
     EXPECT_EQ(test::jsonOf(Source::unknown), R"("unknown")");
 }
 
-TEST(EnumNamesTest, NumberWithoutANameIsNotWritten) {
+TEST(EnumNamesTest, ValueWithoutAnEnumeratorIsNotWritten) {
     EXPECT_EQ(test::jsonOf(static_cast<Mode>(7)), "expected an enumerator with a name, found 7");
     EXPECT_EQ(test::jsonOf(std::vector<Source>{static_cast<Source>(-3)}),
               "[0]: expected an enumerator with a name, found -3");

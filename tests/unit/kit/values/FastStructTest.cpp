@@ -124,7 +124,7 @@ struct RareFirst {
 };
 KOVA_FIELDS(RareFirst, as("a b", a), as("c d", b))
 
-TEST(FastStructTest, CommaStandsBetweenTheFieldsThatArePresent) {
+TEST(FastStructTest, CommasSeparateOnlyThePresentFields) {
     expectSameBytes(RareFirst());
     expectSameBytes(RareFirst{1, 2});
     expectSameBytes(One<std::optional<int>>{});
@@ -163,7 +163,7 @@ TEST(FastStructTest, StructWithoutFieldsIsAnEmptyObject) {
     EXPECT_EQ(bytesOf(toPayload(Empty())), "{}");
 }
 
-TEST(FastStructTest, ValueWithoutAFormFailsWithItsField) {
+TEST(FastStructTest, ErrorForAnUnencodableValueNamesItsField) {
     const auto infinite = toPayload(One<double>{1, std::numeric_limits<double>::infinity()});
     EXPECT_EQ(infinite.error().message, "next: expected a finite number, found inf (byte 20)");
 }
@@ -183,7 +183,7 @@ Chain chainOf(std::size_t structs) {
     return chain;
 }
 
-TEST(FastStructTest, DepthOfThePlatformIsTheGreatest) {
+TEST(FastStructTest, DepthLimitCannotExceedThatOfThePlatform) {
     Limits limits;
     limits.depth = 10 * util::MAX_NESTING_DEPTH;
     for (char const* const format : {mimetypes::JSON_TYPE, mimetypes::AXOBIN_TYPE}) {

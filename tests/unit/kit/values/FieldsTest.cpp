@@ -125,7 +125,7 @@ TEST(FieldsTest, MacroAcceptsNestedItemsAnd64Fields) {
 
 // ---- reading
 
-TEST(FieldsTest, NamesAreComparedInFull) {
+TEST(FieldsTest, NamesThatDifferInOneByteAreDistinguished) {
     for (std::size_t size = 0; size <= 20; ++size) {
         const std::string name = std::string("abcdefghijklmnopqrst").substr(0, size);
         EXPECT_TRUE(detail::isSameName(name, std::string(name)));
@@ -138,7 +138,7 @@ TEST(FieldsTest, NamesAreComparedInFull) {
     }
 }
 
-TEST(FieldsTest, AreReadInAnyOrder) {
+TEST(FieldsTest, FieldsAreReadInAnyOrder) {
     const Lamp lamp =
         read<Lamp>(R"({"lit":true,"x":[{"y":1}],"type":1,"id":2,"name":"n"})").value();
     EXPECT_TRUE(lamp.on);
@@ -150,12 +150,12 @@ TEST(FieldsTest, AreReadInAnyOrder) {
     EXPECT_TRUE(read<Empty>(R"({"value":8})").ok());
 }
 
-TEST(FieldsTest, OptionalFieldsKeepTheirDefault) {
+TEST(FieldsTest, MissingOptionalFieldsKeepTheirDefaults) {
     EXPECT_EQ(read<Lamp>(R"({"name":"n","id":1,"lit":true})")->kind, 7);
     EXPECT_EQ(read<Lamp>(R"({"name":"n","id":1,"lit":true,"dimmed":null})")->dimmed, std::nullopt);
 }
 
-TEST(FieldsTest, LastOfRepeatedFieldsReplacesTheWholeMember) {
+TEST(FieldsTest, LastOfTheRepeatedFieldsReplacesTheWholeMember) {
     const Plain plain = read<Plain>(R"({"a":1,"a":2,
         "lamp":{"name":"n","id":1,"type":3,"lit":true},
         "lamp":{"name":"m","id":4,"lit":false},

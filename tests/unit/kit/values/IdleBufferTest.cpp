@@ -22,14 +22,14 @@ long blocksKeptAfter(std::size_t size) {
     return FailingAllocations::liveBlocks() - before;
 }
 
-TEST(IdleBufferTest, ThreadKeepsOneBuffer) {
+TEST(IdleBufferTest, ThreadReusesItsBuffer) {
     std::thread([] {
         EXPECT_GT(blocksKeptAfter(100), 0);
         EXPECT_EQ(blocksKeptAfter(200), 0) << "the second loan is the same buffer";
     }).join();
 }
 
-TEST(IdleBufferTest, LoansAtTheSameTimeAreDifferentBuffers) {
+TEST(IdleBufferTest, TwoLoansAtTheSameTimeUseDifferentBuffers) {
     std::thread([] {
         BufferLoan first;
         BufferLoan second;

@@ -38,7 +38,7 @@ std::string reasonOf(char const* json) {
     return reader.error(400).message;
 }
 
-TEST(PullReaderTest, ComposesAReasonIfTheDeserializerHasNone) {
+TEST(PullReaderTest, ReaderComposesAReasonIfTheDeserializerRecordsNone) {
     EXPECT_EQ(reasonOf(R"([{"name":"a","id":1}])"), "");
     EXPECT_EQ(reasonOf(R"([{"id":1,"name":"a"},{"id":1,"name":2}])"),
               "[1].name: expected a string");
@@ -61,7 +61,7 @@ struct PlainStorage {
     std::string text;
 };
 
-TEST(RecordedTest, AssumesThatTheCallRecordedTheLatestError) {
+TEST(RecordedTest, LatestErrorIsUsedIfTheStorageDoesNotCountErrors) {
     PlainStorage storage;
     storage.text = "an older error";
     {
@@ -73,7 +73,7 @@ TEST(RecordedTest, AssumesThatTheCallRecordedTheLatestError) {
     EXPECT_EQ(storage.text, "");
 }
 
-TEST(RecordedTest, OlderErrorOfTheThreadIsKept) {
+TEST(RecordedTest, SuccessKeepsAnOlderErrorOfTheThread) {
     zel::ErrorStorage& storage = zel::ErrorStorage::current();
     EXPECT_FALSE(fromPayload<int>(Payload::createFromJSON("x")).ok());
     EXPECT_FALSE(storage.hasError());

@@ -50,7 +50,7 @@ TEST_P(LimitsTest, DepthLimitCanBeLowered) {
     EXPECT_EQ(reason.rfind("children[0].children[0].children", 0), 0U) << reason;
 }
 
-TEST_P(LimitsTest, ElementLimitIncludesAllArrays) {
+TEST_P(LimitsTest, ElementLimitAppliesToAllArraysTogether) {
     using Lists = std::vector<std::vector<std::string>>;
     Limits limits;
     limits.elements = 5;
@@ -175,7 +175,7 @@ TEST(StateTest, LongPathsAreTruncatedAtTheirBeginning) {
     EXPECT_EQ(reason.rfind("...kkk", 0), 0U) << reason;
 }
 
-TEST(StateTest, ControlCharactersDoNotBreakTheLine) {
+TEST(StateTest, ControlCharactersInMessagesAreReplaced) {
     using Map = std::map<std::string, LongName>;
     const std::string reason =
         test::reasonOf<Map>(test::Format::Json, "{\"a\\nb\\u0000\":{\"x\":1}}");

@@ -171,7 +171,7 @@ TYPED_TEST(TextsTest, OtherKindsAreRejected) {
     }
 }
 
-TEST(UnitWithoutATextTest, IsNotWritten) {
+TEST(UnitWithoutATextTest, UnknownSpeedUnitIsNotWritten) {
     EXPECT_EQ(test::jsonOf(static_cast<SpeedUnit>(200)),
               "expected a unit of speed, found a value without a text");
 }

@@ -74,7 +74,7 @@ TEST_P(TreesTest, LimitsApplyToTheContentOfATree) {
     EXPECT_EQ(test::reasonOf<Tree>(GetParam(), R"({"abc":[]})", limits).rfind("abc: ", 0), 0U);
 }
 
-TEST(NestedPayloadTest, IsWrittenAsPartOfTheOuterPayload) {
+TEST(NestedPayloadTest, NestedPayloadIsWrittenAsPartOfTheOuterPayload) {
     const std::string json = std::string(R"({"kind":"k","body":)") + RICH + "}";
     const Envelope envelope = test::readAs<Envelope>(test::Format::Json, json).value();
     EXPECT_EQ(envelope.body.getMimeType(), mimetypes::JSON_TYPE);
@@ -88,7 +88,7 @@ TEST(NestedPayloadTest, IsWrittenAsPartOfTheOuterPayload) {
     EXPECT_EQ(test::jsonOf(copy), json);
 }
 
-TEST(NestedPayloadTest, UnstructuredPayloadIsNotWritten) {
+TEST(NestedPayloadTest, NestedPayloadWithoutStructureIsNotWritten) {
     Envelope envelope{"k", Payload::createFromString("text"), {}};
     EXPECT_EQ(test::jsonOf(envelope),
               "body: expected a payload of JSON or binary structured data, found \"plain/text\"");
@@ -157,7 +157,7 @@ Payload prefixOf(const Payload& payload, std::size_t size) {
     return Payload::createFromRaw(payload.data(), size, payload.getMimeType());
 }
 
-TEST(WholeTest, EveryTruncatedPayloadIsRefusedWithAReason) {
+TEST(WholeTest, EveryTruncatedPayloadIsRejectedWithAReason) {
     for (char const* const mimeType : {mimetypes::JSON_TYPE, mimetypes::AXOBIN_TYPE}) {
         const Payload whole = toPayload(Whole(), mimeType).orThrow();
         EXPECT_TRUE(fromPayload<Whole>(whole).ok());
@@ -192,7 +192,7 @@ TEST(WholeTest, FastAndGeneralReaderAgreeOnPayloadsWithAChangedByte) {
     }
 }
 
-TEST(WholeTest, DepthOfAllContainersIsLimitedInBothDirections) {
+TEST(WholeTest, DepthOfAllContainersIsLimitedInReadingAndWriting) {
     const Whole whole;
     const Payload payload = toPayload(whole).orThrow();
     const Payload binary = toPayload(whole, mimetypes::AXOBIN_TYPE).orThrow();

@@ -134,7 +134,7 @@ TEST_P(ValuesTest, NumbersOutOfRangeAreRejected) {
                          0);
 }
 
-TEST_P(ValuesTest, FailuresNameTheElement) {
+TEST_P(ValuesTest, FailuresNameTheIndexOfTheElement) {
     expectRefused<std::vector<int>>("[1,\"2\"]", "[1]: expected an integer of 32 bits, found \"2\"",
                                     3, 2);
     expectRefused<std::vector<bool>>("[true,0]", "[1]: expected a boolean, found 0", 6, 2);
@@ -154,7 +154,7 @@ struct MalformedRow {
     char const* reason;
 };
 
-TEST(MalformedPayloadTest, IsRejectedWithTheReasonOfItsFormat) {
+TEST(MalformedPayloadTest, MalformedPayloadIsRejectedWithTheReasonOfTheParser) {
     const MalformedRow rows[] = {
         {mimetypes::JSON_TYPE, "", "expected a value, found the end of the text (byte 0)"},
         {mimetypes::JSON_TYPE, "[{\"level\":1},{\"level\" 2}]",
@@ -186,7 +186,7 @@ TEST(ErrorStorageTest, FailureLeavesNoErrorInTheStorage) {
     }
 }
 
-TEST(PayloadTest, ConvertsToItselfUnchanged) {
+TEST(PayloadTest, PayloadConvertsToItselfUnchanged) {
     const Payload payload = Payload::createFromString("text");
     EXPECT_EQ(fromPayload<Payload>(payload)->data(), payload.data());
     EXPECT_EQ(toPayload(payload)->data(), payload.data());
@@ -218,7 +218,7 @@ TEST(RefusedValuesTest, ReasonNamesTheField) {
               "expected UTF-8, found other bytes (byte 1)");
 }
 
-TEST(RefusedValuesTest, NameTheElementOfAnArray) {
+TEST(RefusedValuesTest, ReasonNamesTheElementOfAnArray) {
     EXPECT_EQ(test::jsonOf(std::vector<double>{1, std::nan("")}),
               "[1]: expected a finite number, found nan");
     EXPECT_EQ(test::jsonOf(std::vector<double>{-HUGE_VAL}),
@@ -227,7 +227,7 @@ TEST(RefusedValuesTest, NameTheElementOfAnArray) {
               "[2]: expected a finite number, found inf");
 }
 
-TEST(RefusedValuesTest, OfJsonHaveABinaryForm) {
+TEST(RefusedValuesTest, ValuesThatJsonCannotExpressHaveABinaryForm) {
     const Station station{"\xFF", HUGE_VAL, {-HUGE_VALF}};
     const Station copy =
         fromPayload<Station>(toPayload(station, mimetypes::AXOBIN_TYPE).value()).value();

@@ -57,7 +57,7 @@ TEST_P(VariantTest, AlternativesSurviveARoundTrip) {
     expectRoundTrip(std::optional<Mixed>());
 }
 
-TEST_P(VariantTest, OtherValuesAreRejected) {
+TEST_P(VariantTest, ValuesOfNoAlternativeAreRejected) {
     expectRefused<Named>("7",
                          "expected one of a struct with the field \"Volume\", a struct with the "
                          "field \"track\", a struct with the field \"Mode\", found a number",
@@ -81,7 +81,7 @@ TEST_P(VariantTest, OtherValuesAreRejected) {
     expectRefused<Mixed>("1.5", "expected an integer of 32 bits, found 1.5", 0, 0);
 }
 
-TEST(VariantJsonTest, NamesTheAlternative) {
+TEST(VariantJsonTest, NamedAlternativesAreWrittenAsObjectsWithTheirName) {
     EXPECT_EQ(test::jsonOf(Named(Volume{3})), R"({"Volume":{"level":3}})");
     EXPECT_EQ(test::jsonOf(Named(Track{"a"})), R"({"track":{"title":"a"}})");
     EXPECT_EQ(test::jsonOf(Named(Mode::on)), R"({"Mode":"on"})");
