@@ -27,8 +27,8 @@ bool ByteBufferWriter::retrieve(unsigned char* destination, unsigned long count)
     return false;
 }
 
-// At least doubles the capacity, so that the total cost of moving is proportional to the number of
-// bytes written.
+// At least doubles the capacity, so that the total cost of moving bytes to larger buffers is
+// proportional to the number of bytes written.
 bool ByteBufferWriter::grow(std::size_t count) noexcept {
     if (count > LARGEST - size_) {
         return true;

@@ -42,7 +42,7 @@ constexpr Row ROWS[] = {
 
 constexpr std::size_t COUNT = std::size(ROWS);
 
-/// The catalogue for the platform: the rows without their status codes.
+/// The catalogue in the form that the platform needs: the rows without their status codes.
 struct Catalogue {
     zel::ErrorID ids[COUNT];
 };

@@ -8,7 +8,7 @@
 
 namespace kova::detail::messageheader {
 
-/// The header of a `Request` or `Response`, and the functions that both need.
+/// The header of a `Request` or a `Response`. The functions below are used by both classes.
 using Header = std::shared_ptr<util::config::Dictionary>;
 
 /// Writes an entry and takes ownership of its value. Creates a header if `header` is null. If

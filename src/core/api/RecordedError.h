@@ -7,8 +7,8 @@
 
 namespace kova::detail {
 
-/// Whether the platform's error storage counts the errors that its thread records. A replacement
-/// platform need not count them.
+/// True if the platform's error storage counts the errors that its thread records. An application
+/// may replace the platform by one that does not count errors.
 template <class Storage, class = void>
 struct CountsErrors : std::false_type {};
 template <class Storage>

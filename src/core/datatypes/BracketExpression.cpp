@@ -227,8 +227,8 @@ void BracketExpression::throwError() const {
     throw EngineError(errorCode_, errorText_);
 }
 
-// Records why the expression is not valid, and returns false. If the next token is not valid, its
-// reason stays, because the engine reads one token ahead.
+// Records why the expression is not valid, and returns false. If the next token is also not valid,
+// the reason for that token is kept, because the engine reads one token ahead and reports it first.
 bool BracketExpression::fail(std::regex_constants::error_type code, char const* text) {
     if (token_ != Token::Invalid) {
         errorCode_ = code;
@@ -391,7 +391,7 @@ BracketExpression::Token BracketExpression::invalid(std::regex_constants::error_
     return Token::Invalid;
 }
 
-// Reads a name up to the next `kind`, which a "]" must follow.
+// Reads a name that ends at the next character `kind`. A "]" must follow this character.
 BracketExpression::Token BracketExpression::scanName(Token token, char kind) {
     const std::size_t end = rest_.find(kind, 1);
     if (end == std::string_view::npos || rest_.substr(end + 1, 1) != "]") {

@@ -75,7 +75,7 @@ private:
     char lastCharacter_ = '\0';
 
     std::regex_constants::error_type errorCode_ = std::regex_constants::error_brack;
-    /// Null if the engine has no text of its own for the error.
+    /// The engine's text for the error, or null if the engine has no specific text for it.
     char const* errorText_ = nullptr;
 };
 

@@ -53,8 +53,8 @@ public:
         masks_[OTHERS] = 0;
     }
 
-    /// Adds the steps [first, last), beginning with the last step. Returns false if there are too
-    /// many steps.
+    /// Adds the steps [first, last), from the last one to the first one. Returns false if there are
+    /// too many steps.
     bool addAll(GlobStep const* steps, std::size_t first, std::size_t last,
                 View<CharacterSet> sets) {
         const std::size_t count = last - first;
@@ -130,8 +130,9 @@ private:
         return classOf_[byte];
     }
 
-    /// Adds the position `bit` to the masks of the bytes of the set. If a set contains the byte
-    /// 255, it most likely contains nearly all bytes.
+    /// Adds the position `bit` to the masks of the bytes of the set. A set with the byte 255 most
+    /// likely contains nearly all bytes. For such a set, the function visits only the bytes that
+    /// are not in the set.
     void addToMasks(const CharacterSet& set, Word bit) {
         if (!set[set.size() - 1]) {
             return forEach(set, true, [&](std::uint8_t byte) { masks_[ownClass(byte)] |= bit; });
@@ -185,7 +186,7 @@ char const* GlobAutomaton::skip(char const* at, char const* end, Word next,
 bool GlobAutomaton::matches(std::string_view text) const noexcept {
     Word const* const follow = words_.data();
     Word const* const masks = follow + masks_;
-    // The end consumes no character, so `reached` never has this value.
+    // An initial value that `reached` never has, because the end consumes no character.
     Word before = Builder::END;
     Word next = start_;
     std::size_t same = 0;  // number of characters in a row that did not change `reached`

@@ -91,7 +91,7 @@ private:
         }
     }
 
-    /// Activates the steps that follow if `step` consumes `c`.
+    /// Activates the steps that may follow `step` if `step` consumes the character `c`.
     void advance(std::size_t index, const GlobStep& step, unsigned char c) {
         switch (step.kind) {
             case GlobStep::Kind::Literal:
@@ -127,7 +127,8 @@ private:
     Word* next_;
 };
 
-/// Not inlined, so that the stack for the larger sets is used only by programs that need them.
+/// Runs a match with sets of STEPS bits. Not inlined, so that only programs that need the larger
+/// sets use stack memory for them.
 template <std::size_t STEPS>
 [[gnu::noinline]] bool run(const std::vector<GlobStep>& steps,
                            const std::vector<CharacterSet>& sets, std::string_view text) {

@@ -211,8 +211,8 @@ bool Path::cut(unsigned long index) noexcept {
 
 bool Path::relativize(const std::string& target) noexcept {
     Path relative;
-    // Compares the texts first. Only `insert` creates parts that contain a "/"; they equal no part
-    // of the target.
+    // Compares the texts first. Then compares the parts, because a part that `insert` created may
+    // contain a "/"; such a part equals no part of the target.
     if (toString() != target) {
         const std::vector<std::string> goal = split(target);
         const auto [own, other] =
@@ -409,8 +409,9 @@ std::string Path::replacePattern(const std::string& pattern,
     return replacePattern(pattern, replacement.toString());
 }
 
-// Can be `noexcept` because matching uses no regular-expression engine: it cannot fail after the
-// pattern is compiled, however long the path is.
+// The function can be `noexcept`, because matching does not use the standard library's
+// regular-expression engine. After the pattern is compiled, matching cannot fail, however long the
+// path is.
 bool Path::matches(const std::string& path, const std::string& pattern) noexcept {
     if (path == pattern || pattern == "**") {
         return true;

@@ -35,7 +35,7 @@ inline bool hasEmptySegment(std::string_view path) noexcept {
         std::uint64_t characters;
         std::memcpy(&characters, path.data(), sizeof(characters));
         characters ^= Path::SEP_CHAR * EACH;
-        // Contains the highest bit of each byte of `characters` that is zero.
+        // For each byte of `characters` that is zero, `found` has the highest bit of that byte set.
         const std::uint64_t found = ~(((characters & LOW_BITS) + LOW_BITS) | characters | LOW_BITS);
         if ((found & found >> 8U) != 0) {
             return true;

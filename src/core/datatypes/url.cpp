@@ -110,7 +110,7 @@ std::optional<std::size_t> findSchemeEnd(const std::string& text, std::size_t br
         const std::size_t end = text.find(DELIMITER);
         return end != NPOS ? std::optional<std::size_t>(end) : std::nullopt;
     }
-    // The scheme before the delimiter has at least one character.
+    // A scheme of at least one character and the delimiter must precede the bracket.
     if (bracket <= DELIMITER.size()) {
         return std::nullopt;
     }

@@ -11,7 +11,8 @@ namespace {
 
 using dovglobals::DateTime;
 
-/// The text form of `DateTime`. It adds no checks: the type in a report is the date or the time.
+/// The text form of `DateTime`. It adds no checks of its own. A report therefore names the type
+/// `Date` or `Time`, whose check failed.
 struct DateTimeForm {
     using Value = DateTime;
     using Fields = DateTime;

@@ -24,8 +24,8 @@ constexpr Source SOURCE{"src/core/dovglobals/GeoPosition",
                         // Log-processing tools match this name; do not fix the small "p".
                         "struct Geoposition"};
 
-// No text denotes infinity. Therefore an infinite coordinate results from a text that represents
-// too large a number.
+// No text stands for infinity. Therefore an infinite coordinate means that the number in the text
+// is too large.
 constexpr std::tuple CHECKS{
     Check{__LINE__, "the first coordinate being out of the range of a double",
           [](const GeoPosition& position) { return std::isfinite(position.first); }},

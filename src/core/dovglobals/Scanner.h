@@ -58,7 +58,7 @@ public:
         return at != first;
     }
 
-    /// Reads a number of LEAST to MOST digits. Reads as many of these digits as possible.
+    /// Reads a number of LEAST to MOST digits. Consumes as many digits as it can, up to MOST.
     template <int LEAST, int MOST, typename Number>
     bool number(Number& out) noexcept {
         static_assert(MOST <= 4 && HOLDS_DIGITS<MOST, Number>);
@@ -99,8 +99,9 @@ public:
     }
 
 private:
-    /// Returns 0 if the number that begins at `digits` is too small for the type, and infinity if
-    /// it is too large. It is too large if a digit before the point is not 0.
+    /// Returns the value for a number that is outside the range of the type: 0 if it is too small,
+    /// and infinity if it is too large. The number begins at `digits`. It is too large if a digit
+    /// before the point is not 0.
     template <typename Real>
     [[gnu::cold]] Real outOfRange(char const* digits) const noexcept {
         char const* const leading = std::find_if(digits, at_, [](char c) { return c != '0'; });

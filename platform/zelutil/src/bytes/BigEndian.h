@@ -4,9 +4,9 @@
 #include <cstdint>
 #include <string_view>
 
-// Big-endian numbers, as in the binary format. The functions have no loops, so that compilers
-// reduce each one to a load or store and a byte swap. `loadNumberLittle` reads little-endian
-// numbers, for typed arrays.
+// Functions that load and store big-endian numbers, as the binary format uses them. They have no
+// loops, so that compilers reduce each function to a load or store and a byte swap.
+// `loadNumberLittle` reads little-endian numbers, for typed arrays.
 namespace util {
 
 inline std::uint16_t loadTwo(unsigned char const* bytes) noexcept {

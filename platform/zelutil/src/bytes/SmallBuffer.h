@@ -80,8 +80,8 @@ public:
     Item* end() noexcept { return end_; }
 
 private:
-    // Moves the items to a block on the heap. Not inlined, so that the callers need not save
-    // registers.
+    // Moves the items to a block on the heap. The function is not inlined, so that its callers need
+    // not save registers.
     [[gnu::noinline]] bool moveTo(std::size_t capacity) noexcept {
         auto* const larger = new (std::nothrow) Item[capacity];
         if (larger == nullptr) {

@@ -14,8 +14,8 @@ const json::ProcessorDetection DETECTION;
 constexpr std::size_t WORD = sizeof(std::uint64_t);
 constexpr std::size_t HALF = sizeof(std::uint32_t);
 
-// Returns the eight bytes from `at` on as a big-endian number, with zeros after the last byte of
-// the text, which has at least four.
+// Returns the eight bytes that begin at the index `at`, as a big-endian number. The text has at
+// least four bytes. Bytes after the end of the text count as zeros.
 std::uint64_t eightFrom(std::string_view bytes, std::size_t at) noexcept {
     auto const* const begin = reinterpret_cast<unsigned char const*>(bytes.data());
     const std::size_t left = bytes.size() - at;
@@ -30,9 +30,9 @@ std::uint64_t eightFrom(std::string_view bytes, std::size_t at) noexcept {
            (tail << 8 * (WORD - bytes.size()) & 0xFFFFFFFFU);
 }
 
-// Returns whether the text of at least four bytes is UTF-8 without characters of more than two
-// bytes, as in most languages with letters. The masks have the highest bit of each byte that they
-// select.
+// Returns whether the text is UTF-8 and no character has more than two bytes. This is true for most
+// alphabetic languages. The text must have at least four bytes. A mask selects a byte by the
+// highest bit of that byte.
 bool isUtf8OfTwoBytes(std::string_view bytes) noexcept {
     std::uint64_t expected = 0;  // the highest bit, if the word before ends with a first byte
     for (std::size_t at = 0; at < bytes.size(); at += WORD) {
@@ -54,7 +54,7 @@ bool isUtf8OfTwoBytes(std::string_view bytes) noexcept {
 }  // namespace
 
 bool isLongUtf8(std::string_view bytes) noexcept {
-    // The vector instructions need as much time for a short text as for 64 bytes.
+    // A check with vector instructions takes as long for a short text as for 64 bytes.
     const bool isShort = bytes.size() >= HALF && bytes.size() <= MAX_WORDS_COPY;
     return (isShort && isUtf8OfTwoBytes(bytes)) ||
            simdjson::validate_utf8(bytes.data(), bytes.size());

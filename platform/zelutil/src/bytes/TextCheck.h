@@ -17,8 +17,8 @@ Word wordAt(char const* bytes) noexcept {
 
 constexpr std::uint64_t NOT_ASCII = 0x8080808080808080U;
 
-/// Returns whether `bytes` has at most 32 bytes, all of them ASCII. The words that are checked may
-/// overlap.
+/// Returns whether `bytes` has at most 32 bytes and all of them are ASCII. Loads the bytes in
+/// machine words, which may overlap.
 inline bool isShortAscii(std::string_view bytes) noexcept {
     constexpr std::size_t WORD = sizeof(std::uint64_t);
     char const* const begin = bytes.data();
@@ -66,8 +66,8 @@ inline bool copyTinyText(std::string_view bytes, unsigned char* target) noexcept
 /// The greatest number of bytes that `copyShortText` copies.
 constexpr std::size_t MAX_WORDS_COPY = 32;
 
-/// Copies at most `MAX_WORDS_COPY` bytes to `target`. Returns whether they are ASCII. The words
-/// that are copied may overlap.
+/// Copies at most `MAX_WORDS_COPY` bytes to `target`. Returns whether all of them are ASCII. Copies
+/// machine words, which may overlap.
 inline bool copyShortText(std::string_view bytes, unsigned char* target) noexcept {
     constexpr std::size_t WORD = sizeof(std::uint64_t);
     char const* const begin = bytes.data();
@@ -90,12 +90,12 @@ inline bool copyShortText(std::string_view bytes, unsigned char* target) noexcep
     return (all & NOT_ASCII) == 0;
 }
 
-/// Returns whether `bytes` are UTF-8: a short text of letters in words, others in blocks of 64
-/// bytes with the vector instructions of the processor.
+/// Returns whether `bytes` are UTF-8. Checks a short text whose characters have at most two bytes
+/// word by word. Checks every other text in blocks of 64 bytes with vector instructions.
 bool isLongUtf8(std::string_view bytes) noexcept;
 
-/// Returns whether `bytes` are UTF-8. Names and most strings are short and ASCII; for them this
-/// needs no call.
+/// Returns whether `bytes` are UTF-8. Names and most strings are short and ASCII; these are checked
+/// inline, without a function call.
 inline bool isUtf8(std::string_view bytes) noexcept {
     return isShortAscii(bytes) || isLongUtf8(bytes);
 }

@@ -17,7 +17,7 @@ namespace {
 
 constexpr char const* FILE_NAME = "platform/zelutil/src/cbor/AXOBinStructuredPushDeserializer";
 
-// Function objects that add a typed array to the target of a decoder.
+// These function objects add a typed array to the target of a decoder.
 struct ArrayToSerializer {
     IStructuredSerializer& target;
 

@@ -23,7 +23,7 @@ constexpr PackedType PACKED_TYPES[] = {{64, 1}, {65, 2}, {66, 4}, {67, 8}, {72, 
                                        {73, 2}, {74, 4}, {75, 8}, {81, 4}, {82, 8}};
 
 // Appends the bytes that `encode(target)` writes. `encode` writes at most `maxSize` bytes and
-// returns their end. Like all functions below, returns false if memory is exhausted. Growing the
+// returns their end. Returns false if memory is exhausted, as all functions below do. Growing the
 // buffer is a separate function, so that the callers need not save registers.
 template <class Encode>
 bool put(ByteBufferWriter& writer, std::size_t maxSize, Encode encode);
@@ -67,7 +67,7 @@ inline bool putBytes(ByteBufferWriter& writer, std::string_view bytes) {
     });
 }
 
-// Checks whether the bytes are UTF-8. Writes a text if they are, otherwise a byte string.
+// Writes the bytes as a text string if they are UTF-8, otherwise as a byte string.
 [[gnu::noinline]] bool putChecked(ByteBufferWriter& writer, std::string_view bytes) {
     return isUtf8(bytes) ? putBytes<TEXT>(writer, bytes) : putBytes<BYTES>(writer, bytes);
 }
@@ -88,7 +88,8 @@ inline bool putBytes(ByteBufferWriter& writer, std::string_view bytes) {
 
 }  // namespace
 
-/// The binary format: one head (RFC 8949) for each value, and for each begin of an array or struct.
+/// Writes the binary format: one head (RFC 8949) for each value, and one for the beginning of each
+/// array or struct.
 class AXOBinStructuredSerializerBE::Format
     : public SequencedFormat<AXOBinStructuredSerializerBE::Format> {
 public:
@@ -147,7 +148,8 @@ public:
     bool putEmptyElement(bool) { return putByte(writer(), UNDEFINED_BYTE); }
     bool putFieldBegin(std::string_view name, bool) { return putAny(writer(), name); }
 
-    /// Decodes the bytes that were written. They are well-formed except for the missing end.
+    /// Finds the path of the current field by decoding the bytes that were written. These bytes are
+    /// well-formed except that the end of the payload is missing.
     static void locate(std::string_view written, bool isInItem, FieldPath& path) noexcept {
         path = pathOfCborEnd(written, isInItem);
     }

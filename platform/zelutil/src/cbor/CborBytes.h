@@ -2,7 +2,7 @@
 
 #include <cstddef>
 
-// The first bytes of items in the binary format (RFC 8949).
+// Constants for the first byte of an item in the binary format (RFC 8949).
 namespace util::serializer {
 
 /// @{
@@ -33,8 +33,8 @@ constexpr unsigned char OPEN = 0x1F;
 constexpr std::size_t MAX_HEAD = 9;
 
 /// @{
-/// The first bytes of items without an argument. A double is included; its bits follow the first
-/// byte. The arrays and maps here end with a break.
+/// The first bytes of items whose first byte is always the same. The bits of a double follow its
+/// first byte. Strings in chunks, arrays and maps with these first bytes end with a break.
 constexpr unsigned char BYTES_CHUNKS_BYTE = 0x5F;
 constexpr unsigned char TEXT_CHUNKS_BYTE = 0x7F;
 constexpr unsigned char ARRAY_BYTE = 0x9F;

@@ -17,9 +17,9 @@
 
 // The decoder of the binary format (RFC 8949). It makes one call of a target for each item.
 
-// Without inlining, the input of the decoder's loop would stay in memory, and reading would take
-// twice as long. Coverage is measured without optimization, so that each function is counted once
-// and not once for each caller.
+// Without inlining, the decoder's loop would keep its input in memory instead of registers, and
+// reading would take twice as long. Coverage is measured without optimization, so that each
+// function is counted once and not once for each caller.
 #ifdef __OPTIMIZE__
 #define KOVA_INLINE_DECODING [[gnu::always_inline]]
 #else
@@ -96,8 +96,8 @@ private:
                 return readOpenHead(head);
         }
     }
-    // The size is a constant, so that the position of the next item does not depend on the byte
-    // that was just loaded: the processor predicts the branch instead.
+    // SIZE is a constant. Therefore the position of the next item does not depend on the byte that
+    // was just loaded: the processor predicts the branch that chooses SIZE.
     template <std::size_t SIZE>
     KOVA_INLINE_DECODING bool readArgument(CborHead& head) noexcept {
         if (left() <= SIZE) {
@@ -143,9 +143,10 @@ bool readCborChunks(CborInput& in, unsigned char kind, std::string& text, CborMi
 ///
 /// `Target` has the functions that this class calls for each value, field and end, as `Record` has.
 /// `PutTypedArray` is a function object that is called with the tag and the bytes of a typed array.
-/// Like the functions of this class, they return true on success. Make the type of the function
-/// object local to the source file: only then does the compiler inline the functions of the target
-/// into the decoder. Otherwise reading takes 2.2 times as long.
+/// The functions of `Target`, the function object and the functions of this class return true on
+/// success. Make the type of the function object local to the source file: only then does the
+/// compiler inline the functions of the target into the decoder. Otherwise reading takes 2.2 times
+/// as long.
 template <class Target, class PutTypedArray>
 class CborDecoder {
 public:
@@ -239,7 +240,8 @@ private:
         }
         return true;
     }
-    /// Stores a mistake: the item at `at` is not `expected`. Returns false.
+    /// Stores the mistake that the item at the address `at` is not the `expected` one. Returns
+    /// false.
     [[gnu::cold]] bool fail(unsigned char const* at, char const* expected,
                             char const* found = nullptr,
                             PayloadErrorNumber number = MalformedPayload) noexcept {
@@ -270,7 +272,8 @@ bool CborDecoder<Target, PutTypedArray>::decodeValue() {
     return true;
 }
 
-// Decodes items of the top level, up to its end or to one that opens another level.
+// Decodes items of the top level. Stops at the end of the level, or at an item that opens another
+// level.
 template <class Target, class PutTypedArray>
 KOVA_INLINE_DECODING inline bool CborDecoder<Target, PutTypedArray>::entries(CborInput& in) {
     Level* const level = top_;

@@ -39,8 +39,8 @@ private:
 FieldPath pathOfCborEnd(std::string_view written, bool isInItem) noexcept;
 
 /// Returns a description of the item at the start of `bytes`. `left` is the number of bytes from
-/// the start of the item to the end of the payload. `bytes` has at most the first `MAX_HEAD` of
-/// them.
+/// the start of the item to the end of the payload. `bytes` contains at most the first `MAX_HEAD`
+/// bytes of the item.
 Phrase phraseOfCborItem(std::string_view bytes, std::size_t left) noexcept;
 
 /// Returns the position of an event of a well-formed payload. Events are numbered as in a `Record`.

@@ -71,7 +71,7 @@ constexpr Row rowOf(std::uint64_t tag, bool little) noexcept {
     return {tag, little, sizeof(Number), write<Number>};
 }
 
-// The tag 68 is for clamped arithmetic. Its items are the same as those of the tag 64.
+// The tag 68 stands for bytes with clamped arithmetic. Its items are read like those of the tag 64.
 constexpr Row ROWS[] = {
     rowOf<std::uint8_t>(64, false),  rowOf<std::uint16_t>(65, false),
     rowOf<std::uint32_t>(66, false), rowOf<std::uint64_t>(67, false),

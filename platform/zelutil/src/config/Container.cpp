@@ -18,7 +18,7 @@ Value* Container::popChild() noexcept {
 
 // Descends into the last child that is a container, and ascends when a container has no children
 // left. While a child is being destroyed, its pointer in the parent stores the address of the
-// parent's own parent, so no stack is needed to ascend.
+// parent's own parent, so the function can ascend without a stack.
 void Container::destroyChildren() noexcept {
     NodeReleases releases;
     Container* container = this;

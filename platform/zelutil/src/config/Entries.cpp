@@ -107,7 +107,8 @@ void Entries::Page::erase(std::size_t place) noexcept {
     entries_[size_] = value_type();
 }
 
-// Moves the entries from `cut` on to `next`, which is empty and has capacity for them.
+// Moves the entries from the index `cut` on to the page `next`, which is empty and has capacity for
+// them.
 void Entries::Page::moveTail(std::size_t cut, Page& next) noexcept {
     std::move(entries_.get() + cut, entries_.get() + size_, next.entries_.get());
     next.size_ = size_ - static_cast<std::uint32_t>(cut);
@@ -172,7 +173,8 @@ bool Entries::hasSpareCapacity() const noexcept {
     return rest_ == nullptr && first_.size() < PAGE_SIZE;
 }
 
-// If any step throws an exception, the list stays valid and has the same entries.
+// Finds the entry with the key, or inserts it. Returns the address of its child pointer. If any
+// step throws an exception, the list stays valid and has the same entries.
 Value** Entries::findOrInsert(std::string_view key) {
     const Wanted wanted(key);
     // Keys often arrive in ascending order, so the last page is checked first.
@@ -207,7 +209,8 @@ Value** Entries::insert(std::size_t number, std::size_t place, std::string_view 
     return child;
 }
 
-// Moves the entries of a page from `cut` on to a new page, which is inserted after it.
+// Moves the entries from the index `cut` on to a new page. The new page is inserted after the page
+// that is split.
 void Entries::split(std::size_t number, std::size_t cut) {
     Page added;
     added.reserve(PAGE_SIZE);

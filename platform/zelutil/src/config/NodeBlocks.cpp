@@ -57,8 +57,8 @@ void NodeBlocks::close() noexcept {
     }
 }
 
-// The thread that releases the last references has exclusive access, so the atomic subtraction is
-// skipped.
+// Releases `nodes` references to the block. If these are the last references, this thread has
+// exclusive access, so it skips the atomic subtraction.
 void NodeBlocks::release(Block* block, std::size_t nodes) noexcept {
     if (block->nodes.load(std::memory_order_acquire) == nodes ||
         block->nodes.fetch_sub(nodes, std::memory_order_acq_rel) == nodes) {

@@ -32,8 +32,8 @@ public:
     static constexpr std::size_t sizeOf() noexcept {
         return sizeof(Node) + sizeof(Label);
     }
-    /// Returns a new node, or null if memory for it is exhausted. Passes on the `std::bad_alloc` of
-    /// the node's constructor.
+    /// Returns a new node, or null if memory for the node is exhausted. Throws `std::bad_alloc` if
+    /// the constructor of the node throws it.
     template <typename Node, typename... Arguments>
     Node* make(Arguments&&... arguments) {
         static_assert(alignof(Node) <= alignof(Label));

@@ -85,7 +85,8 @@ Value* copyNode(const Value& node) {
     return nullptr;
 }
 
-// Returns a copy of a node for use as a child. If the kind has no content, returns the shared node.
+// Returns a copy of a node for use as a child. Returns the shared node for null, booleans and
+// undefined.
 Value* copyChild(const Value& node) {
     switch (node.kind()) {
         case Value::Kind::Undefined:

@@ -49,7 +49,7 @@ struct TreeWorkspace {
 /// integer, `u` for an unsigned one, `d` for a double, `t`, `f` or `n`. The content is read with
 /// `text`, `signedAt`, `unsignedAt`, `realAt` and `count`. `endOf(at)` is the end of the children
 /// of a container, and `after(at)` the position after a value. `depthOf(at)` is the nesting depth
-/// of arrays and objects in a value, or 0 if the source limits the depth.
+/// of arrays and objects in a value, or 0 if the source has already limited the depth.
 template <class Source>
 class TreeAssembler {
 public:
@@ -79,7 +79,7 @@ public:
     Value* assemble(std::size_t at) noexcept;
     /// @{
     /// Adds the entries or elements from `first` up to `end` to `root`. Returns false on failure;
-    /// the complete entries or elements are then already in `root`.
+    /// `root` then contains the entries or elements that were completed before the failure.
     bool fill(Dictionary& root, std::size_t first, std::size_t end) noexcept;
     bool fill(Array& root, std::size_t first, std::size_t end) noexcept;
     /// @}
@@ -247,7 +247,8 @@ inline bool TreeAssembler<Source>::listFields(std::size_t next, std::size_t end)
     return dropDuplicates(first);
 }
 
-// Orders by key. Among equal keys, the last one in the source comes first.
+// Returns whether `a` comes before `b` in the order of keys. Among fields with equal keys, the last
+// one in the source comes first.
 template <class Source>
 inline bool TreeAssembler<Source>::isLess(const TreeField& a, const TreeField& b) const noexcept {
     if (a.prefix != b.prefix) {
@@ -295,7 +296,8 @@ inline bool TreeAssembler<Source>::fillAll() {
     }
 }
 
-// Adds elements until all are added or one of them is a container, which it enters.
+// Adds elements to the innermost array. Stops when all elements are added, or when the next element
+// is a container; it then enters that container.
 template <class Source>
 inline bool TreeAssembler<Source>::fillArray(TreeLevel& level) {
     while (level.next != level.end) {
@@ -311,7 +313,8 @@ inline bool TreeAssembler<Source>::fillArray(TreeLevel& level) {
     return true;
 }
 
-// Adds fields until all are added or one of them is a container, which it enters.
+// Adds fields to the innermost object. Stops when all fields are added, or when the value of a
+// field is a container; it then enters that container.
 template <class Source>
 inline bool TreeAssembler<Source>::fillDictionary(TreeLevel& level) {
     while (level.next != level.end) {

@@ -17,8 +17,8 @@ namespace util::config {
 
 namespace {
 
-// A node that exists before the first static object is constructed and after the last one is
-// destroyed.
+// A node that exists during the whole process: before the first static object is constructed and
+// after the last one is destroyed.
 union Immortal {
     constexpr explicit Immortal(Value::Kind kind, bool truth = false) noexcept
         : node(kind, truth) {}

@@ -12,7 +12,7 @@ namespace {
 const ProcessorDetection DETECTION;
 
 // The idle parser of a thread. It is a plain pointer, so it can be used while other objects of the
-// thread are destroyed. After `Owner` is destroyed, no parser is kept.
+// thread are destroyed. After the thread's `Owner` is destroyed, the thread keeps no parser.
 thread_local TextParser* t_idle = nullptr;
 thread_local bool t_isClosed = false;
 
@@ -25,7 +25,8 @@ struct Owner {
         delete t_idle;
         t_idle = nullptr;
     }
-    // Does nothing. Calling it constructs this object, so that the thread destroys it at its end.
+    // Does nothing. The first call in a thread constructs this object, so that its destructor runs
+    // at the end of the thread.
     void touch() const noexcept {}
 };
 

@@ -8,7 +8,7 @@
 
 namespace util::json {
 
-/// A parser of JSON texts with the memory that it needs.
+/// A parser of JSON texts, and the memory that the parser needs.
 struct TextParser {
     simdjson::dom::parser parser;
     std::unique_ptr<char[]> text;  // a copy, because the parser reads past the end

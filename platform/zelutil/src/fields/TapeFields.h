@@ -102,7 +102,7 @@ public:
     }
 
 private:
-    // Advances past a word if it is of the kind. Returns whether it is.
+    // Advances past the next word if it is of the given kind. Returns whether it is of this kind.
     bool step(char kind) noexcept {
         if (tape_.kind(at_) != kind) {
             return false;

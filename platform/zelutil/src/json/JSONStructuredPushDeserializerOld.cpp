@@ -38,7 +38,7 @@ public:
         : tape_(tape), limit_(limit), target_(target) {}
 
     bool run();
-    /// Returns whether the nesting limit, not the target, was the reason of a failure.
+    /// Returns whether the walk failed because of the nesting limit, and not because of the target.
     bool isTooDeep() const noexcept { return isTooDeep_; }
 
 private:
@@ -74,7 +74,7 @@ bool TapeWalk<Target>::run() {
     return true;
 }
 
-// Begins the element or field that is next, and moves to its value.
+// Begins the next element or field, and moves to its value.
 template <class Target>
 bool TapeWalk<Target>::beginItem() {
     if (depth_ == 0) {
@@ -152,8 +152,9 @@ struct JSONStructuredPushDeserializerOld::State {
     // Not defaulted, so that `make_unique` does not first set the whole object to zero.
     State() noexcept {}  // NOLINT(modernize-use-equals-default)
 
-    /// Parses `payload` and makes the calls of `target` for what it contains. Returns false on
-    /// failure, with the reason stored; a serializer has stored the reason if it refused a call.
+    /// Parses `payload` and makes a call of `target` for each of its values and ends. Returns false
+    /// on failure. The reason is then stored; if a serializer rejected a call, the serializer has
+    /// stored it.
     template <class Target>
     bool replay(std::string_view payload, unsigned int levels, Target& target) noexcept {
         limit = levels;
@@ -206,9 +207,9 @@ struct JSONStructuredPushDeserializerOld::State {
         return true;
     }
 
-    // Stores the failure with the copy of the text, in which the mistake is located when the
-    // message is read. A copy that is too large to be kept is not searched: a refusal takes no
-    // second pass.
+    // Stores the failure together with the copy of the text. The mistake is located in the copy
+    // when the message is read. If the copy is too large to be kept, the mistake is not located,
+    // because that would need a second pass before this function returns.
     void storeMistake(std::size_t size, PayloadErrorNumber number, char const* reason) noexcept {
         if (capacity > JsonFailure::MAX_KEPT) {
             recordFailure(hasFailed, number, reason);

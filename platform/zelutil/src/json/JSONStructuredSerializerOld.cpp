@@ -10,7 +10,7 @@
 
 namespace util::serializer {
 
-/// The JSON format: the tokens of JSON text, and the white space between them.
+/// Writes the JSON format: the tokens of JSON text, and the white space between them.
 class JSONStructuredSerializerOld::Format
     : public SequencedFormat<JSONStructuredSerializerOld::Format> {
 public:

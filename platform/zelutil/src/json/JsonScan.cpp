@@ -110,7 +110,7 @@ bool JsonScan::beginEvent() noexcept {
     return isFound_;
 }
 
-// Begins an element or field, whose value comes next.
+// Begins an element or field. Its value comes next.
 void JsonScan::beginItem() noexcept {
     levels_[depth_ - 1].isInItem = true;
     isValueNext_ = true;

@@ -26,7 +26,7 @@ public:
     /// Moves to the key or value with the number `count`, counted from 0. Returns false if the text
     /// has fewer keys and values. The text must be well-formed up to there.
     bool findEvent(std::uint32_t count) noexcept;
-    /// Moves to the end of a text that is well-formed but incomplete. `isInItem` states whether a
+    /// Moves to the end of a text that is well-formed but incomplete. If `isInItem` is true, a
     /// field or element was begun there.
     void findEnd(bool isInItem) noexcept;
 
@@ -87,11 +87,12 @@ private:
 };
 
 /// The details of a JSON text that was rejected. It stores the text, and searches for the mistake
-/// when the message is read. Therefore a rejection needs no second pass.
+/// when the message is read. Therefore rejecting a text needs no second pass.
 class JsonFailure final : public zel::ErrorDetails {
 public:
     /// The maximum size in bytes of a text that is stored until the message is read. The thread
-    /// stores it up to its next error. The message about a larger text names no byte.
+    /// stores it up to its next error. The message about a larger text does not state the position
+    /// of the mistake.
     static constexpr std::size_t MAX_KEPT = std::size_t{1} << 24;
 
     /// Creates the details of the `size` bytes of `text`, read with at most `limit` open levels.

@@ -19,11 +19,13 @@ constexpr Word everyByte(unsigned char byte) {
     return static_cast<Word>(0x0101010101010101U) * byte;
 }
 
-// The bytes of a string that are copied: all others stop a run.
+// The bytes that a run may copy: ASCII only, or all bytes of UTF-8. A byte that must be escaped
+// stops every run.
 enum class Run { Ascii, Utf8 };
 
 // Returns a number other than 0 if a byte of the word is `"`, `\`, a control character or, in a run
-// of ASCII, not ASCII. A byte that is not ASCII has its highest bit set, which masks it.
+// of ASCII, not ASCII. In a run of UTF-8, the highest bit of a byte that is not ASCII excludes the
+// byte from the other checks.
 template <Run RUN, typename Word>
 constexpr Word specialBytes(Word word) {
     const Word quotation = word ^ everyByte<Word>('"');
@@ -34,7 +36,7 @@ constexpr Word specialBytes(Word word) {
     return special & everyByte<Word>(0x80);
 }
 
-// The way in which a byte of a string is written.
+// How a byte of a string is written.
 enum class Role : std::uint8_t { Plain, Escaped, BeyondAscii };
 
 constexpr std::array<Role, 256> roles() {
@@ -104,7 +106,7 @@ inline char* writeRun(char* out, char const*& from, char const* end) noexcept {
     return out;
 }
 
-// Bits of the words of a text, each the union of all words.
+// Bits that are found in the words of a text. Each member is the bitwise OR over all words.
 template <typename Word>
 struct Seen {
     Word bytes = 0;    // the bits of the bytes
@@ -121,8 +123,8 @@ struct Seen {
 };
 
 // Copies a text of 4 to 32 bytes, as most names and strings are, in words that may overlap. Returns
-// whether no byte of it needs an escape and it is UTF-8. Otherwise the bytes at `out` are
-// unspecified.
+// whether the text is UTF-8 and no byte needs an escape. If the result is false, the bytes at `out`
+// are unspecified.
 template <bool REPAIRED>
 inline bool copyShort(char* out, std::string_view text) noexcept {
     constexpr std::size_t WORD = sizeof(std::uint64_t);
@@ -170,7 +172,8 @@ std::size_t maximalPart(std::string_view bytes, bool& character) noexcept {
     return length;
 }
 
-// Writes the character at `from`, or U+FFFD for the maximal part, and advances `from` past it.
+// Writes the character at `from`, or U+FFFD instead of the maximal ill-formed part there. Advances
+// `from` past the character or part.
 char* writeBeyondAscii(char* out, char const*& from, char const* end) noexcept {
     const std::string_view rest(from, static_cast<std::size_t>(end - from));
     bool character = false;
@@ -194,8 +197,9 @@ char* writeReplaced(char* out, char const* from, char const* end) noexcept {
 template <bool REPAIRED>
 char* writeEscaped(char* out, char const* from, char const* end) noexcept;
 
-// Writes the rest of a text from its first byte that is not ASCII. It is validated as a whole, with
-// vector instructions. Not inlined, so that the callers have no registers to save.
+// Writes the rest of a text from its first byte that is not ASCII. Validates the rest as a whole,
+// with vector instructions. The function is not inlined, so that its callers need not save
+// registers.
 [[gnu::noinline]] char* writeRest(char* out, char const* from, char const* end) noexcept {
     return isUtf8({from, static_cast<std::size_t>(end - from)})
                ? writeEscaped<false>(out, from, end)

@@ -21,7 +21,7 @@ namespace util::json {
 /// Appends any bytes as `appendString` does, but replaces each maximal ill-formed part by U+FFFD.
 [[nodiscard]] bool appendRepairedString(ByteBufferWriter& writer, std::string_view bytes) noexcept;
 
-/// Appends a number as the function of `NumberText.h` writes it.
+/// Appends a number. The text is that of the write function for this type in `NumberText.h`.
 [[nodiscard]] bool appendInteger(ByteBufferWriter& writer, std::int64_t value) noexcept;
 [[nodiscard]] bool appendInteger(ByteBufferWriter& writer, std::uint64_t value) noexcept;
 [[nodiscard]] bool appendDouble(ByteBufferWriter& writer, double value) noexcept;
@@ -38,8 +38,9 @@ constexpr std::size_t maxEscapedSize(std::size_t size) noexcept {
 
 /// Writes the bytes as `appendRepairedString` does, without the quotation marks.
 char* writeRepaired(char* out, std::string_view bytes) noexcept;
-/// Returns the size of the longest prefix of `bytes` that has at most `size` bytes and ends between
-/// two characters. The prefix can be written separately. `size` is at least 4.
+/// Returns the size of the longest prefix of `bytes` that has at most `size` bytes and does not
+/// split a character. Therefore the prefix and the rest can be written one after the other. `size`
+/// is at least 4.
 std::size_t pieceSize(std::string_view bytes, std::size_t size) noexcept;
 
 }  // namespace util::json

@@ -27,7 +27,7 @@ constexpr int MOST_DIGITS = 17;
 // The greatest number of digits after the first one.
 constexpr int MOST_FOLLOWING = MOST_DIGITS - 1;
 
-// The decimal exponents of the first digit for which the text has no exponent.
+// If the decimal exponent of the first digit is in this range, the text has no exponent.
 constexpr int LEAST_FIXED = -4;
 constexpr int END_OF_FIXED = 16;
 
@@ -70,8 +70,9 @@ void writeSixteen(char* out, std::uint64_t number) noexcept {
     writeEight(out + 8, static_cast<std::uint32_t>(number % HALF));
 }
 
-// Writes a number of at most 16 digits in `digits` digits. Without a branch that depends on the
-// digits: the bytes after them are unspecified.
+// Writes a number of at most 16 digits. `digits` is the number of its digits. To avoid a branch
+// that depends on `digits`, the function writes a block; the bytes after the digits are
+// unspecified.
 char* writeAligned(char* out, std::uint64_t number, int digits) noexcept {
     constexpr int HALF = 8;
     if (digits <= HALF) {
@@ -83,7 +84,7 @@ char* writeAligned(char* out, std::uint64_t number, int digits) noexcept {
     return out + digits;
 }
 
-// Returns the number of digits of a number with at most 17.
+// Returns how many digits the number has. It must have at most 17 digits.
 int countDigits(std::uint64_t number) noexcept {
     const int bits = 64 - __builtin_clzll(number | 1);
     const int digits = bits * 1233 >> 12;  // bits * log10(2), rounded down; at most 1 too small
@@ -100,7 +101,7 @@ struct Decimal {
     int first() const noexcept { return exponent + digits - 1; }
 };
 
-// Writes the digits of the significand. Returns the end of the first one.
+// Writes the digits of the significand. Returns the position after the first digit.
 char* writeSignificand(char* out, Decimal number) noexcept {
     const std::uint64_t aligned =
         number.significand * POWERS[static_cast<std::size_t>(MOST_DIGITS - number.digits)];
@@ -118,8 +119,9 @@ char* writeFraction(char* out, Decimal number) noexcept {
 }
 
 // Writes a number with digits on both sides of the point. `whole` is the integer part of the
-// floating-point number, which is that of the decimal one, too: an integer between them would be a
-// floating-point number that is closer. So no division is needed.
+// floating-point number. The decimal number has the same integer part: an integer between the two
+// numbers would itself be a floating-point number, and a closer one. Therefore no division is
+// needed.
 char* writeMixed(char* out, Decimal number, std::uint64_t whole) noexcept {
     const int decimals = -number.exponent;
     const std::uint64_t scale = POWERS[static_cast<std::size_t>(decimals)];
@@ -162,8 +164,8 @@ char* writeDecimal(char* out, Decimal number, Real magnitude) noexcept {
                      : writeMixed(out, number, static_cast<std::uint64_t>(magnitude));
 }
 
-// fmt's function for the shortest digits. Formatting with "{}" and looking for the point takes
-// twice as long.
+// Calls fmt's function for the shortest digits. Formatting with "{}" and searching for the point
+// would take twice as long.
 template <typename Real>
 char* writeShortest(char* out, Real magnitude) noexcept {
     const auto decimal = fmt::detail::dragonbox::to_decimal(magnitude);
@@ -171,9 +173,9 @@ char* writeShortest(char* out, Real magnitude) noexcept {
         out, {decimal.significand, decimal.exponent, countDigits(decimal.significand)}, magnitude);
 }
 
-// Fast path for doubles with few decimals, which are common in settings and measurements. They are
-// written as an integer number of millionths. Finding the shortest digits of any double takes twice
-// as long.
+// Fast path for doubles with few decimals, which are common in settings and measurements. Such a
+// double is written as an integer number of millionths. Finding the shortest digits of any double
+// takes twice as long.
 constexpr int DECIMALS = 6;
 constexpr std::uint64_t MILLION = 1'000'000;
 

@@ -19,7 +19,7 @@ using Kind = Event::Kind;
 
 constexpr char const* UNICODE = "a string in UTF-8";
 
-// Returns the description of the values that a getter for the type expects.
+// Returns the words for a message that describe the values which a getter for this type accepts.
 constexpr char const* wordsOf(const bool&) noexcept {
     return "a boolean";
 }

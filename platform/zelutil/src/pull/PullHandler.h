@@ -19,7 +19,7 @@ class UTIL_LOCAL PullFromPushDeserializer::Handler {
 public:
     /// The current position in a level. All numbers are indices of events of the record.
     struct Cursor {
-        /// The value to be read, if one is expected.
+        /// The index of the value to be read, if a value is expected.
         std::uint32_t value;
         /// The first element or field of an array or struct, the next element or field, and the
         /// event after the last one.
@@ -39,14 +39,15 @@ public:
     Stack stack;
     Entry entry;
     IStructuredPushDeserializer* source = nullptr;
-    /// The source, if payloads are decoded without its serializer interface.
+    /// The source if it fills the record directly, otherwise null.
     RecordSource* directSource = nullptr;
     bool isWholeReader = false;
     bool hasFailed = false;
 
     /// @{
-    /// Stores the failure as the thread's latest error: a value other than `expected` comes next,
-    /// or is the event `at`, the element `index` of an array. Returns false.
+    /// Stores the failure as the thread's latest error: a value other than `expected` was found.
+    /// The value is the next one, or, in the second form, the event `at`, which is the element
+    /// `index` of an array. Returns false.
     [[gnu::cold]] bool fail(const Phrase& expected) noexcept;
     [[gnu::cold]] bool failAtElement(std::uint32_t at, std::uint64_t index,
                                      const Phrase& expected) noexcept;

@@ -84,8 +84,8 @@ public:
     void clear() noexcept;
 
     /// @{
-    /// The calls of a decoder, for each value, field and end. Most add an event; they return false
-    /// if memory or the range of indices is exhausted.
+    /// The functions that a decoder calls for each value, field and end. Most of them add an event.
+    /// They return false if memory or the range of indices is exhausted.
     bool putNull() noexcept { return add(Event::Kind::Null, {}); }
     bool putBoolean(bool value) noexcept;
     bool putSigned(std::int64_t value) noexcept;
@@ -126,7 +126,7 @@ private:
 
     SmallBuffer<Event, INLINE_CAPACITY> events_;
     std::string_view payload_;
-    /// The number of leading bytes of the payload to which an event can refer.
+    /// The number of bytes at the start of the payload to which an event can refer.
     std::size_t reach_ = 0;
     ByteBufferWriter text_{0};
     /// The index of the innermost open container. The `next` of an open container is the index of
@@ -134,7 +134,7 @@ private:
     std::uint32_t open_ = 0;
 };
 
-// Inline, because a decoder adds an event for every few bytes.
+// The functions below are inline, because a decoder adds an event for every few bytes.
 
 inline bool Record::add(Event::Kind kind, Event::Content content, bool inPayload) noexcept {
     const std::size_t index = events_.size();

@@ -4,7 +4,7 @@
 
 namespace util::serializer {
 
-/// The recorder's format: one event for each value and field name.
+/// Writes the calls as events: one event for each value and each field name.
 class Recorder::Format : public SequencedFormat<Recorder::Format> {
 public:
     static constexpr unsigned int CAPABILITIES =

@@ -31,7 +31,7 @@ enum class Expects : std::uint8_t { Nothing, Value, Fields, Elements };
 /// `Data` is their state of one level; it must be trivially copyable. A level that is opened by an
 /// option is a copy of the level below it, and its state is copied back when it is closed. The
 /// stack is never empty. The levels of common payloads are stored inline. The stack allocates
-/// memory once, when more than `INLINE_LEVELS` are open.
+/// memory once: when more than `INLINE_LEVELS` levels are open for the first time.
 template <class Data>
 class BracketStack {
 public:
@@ -87,7 +87,7 @@ public:
         top().item = item;
         top().expects = absent ? Expects::Nothing : Expects::Value;
     }
-    /// Ends the item of the top level. `mayEnd` must be true for it.
+    /// Ends the item of the top level. `mayEnd` must return true for this item.
     void endItem() noexcept {
         top().expects = top().item == Item::Element ? Expects::Elements : Expects::Fields;
         top().item = Item::None;

@@ -44,7 +44,7 @@ void ShortText<CAPACITY>::append(std::string_view text) noexcept {
     if (text.size() > CAPACITY - size_) {
         text = makePlace(text);
     }
-    // Without a call of `memcpy`, since most names are short.
+    // Most names are short. A short text is copied without a call of `memcpy`.
     char* const end = text_.data() + size_;
     if (text.size() <= MAX_WORDS_COPY) {
         copyShortText(text, reinterpret_cast<unsigned char*>(end));
@@ -54,7 +54,8 @@ void ShortText<CAPACITY>::append(std::string_view text) noexcept {
     size_ = static_cast<std::uint8_t>(size_ + text.size());
 }
 
-// Removes as many bytes from the beginning as `text` needs. Returns the end of `text` that fits.
+// Removes bytes from the beginning until `text` fits after the rest. Returns `text`, or only its
+// end if the whole of `text` does not fit.
 template <std::size_t CAPACITY>
 std::string_view ShortText<CAPACITY>::makePlace(std::string_view text) noexcept {
     isCut_ = true;
@@ -128,8 +129,8 @@ Phrase Phrase::ofCharacter(char character) noexcept {
     return phrase;
 }
 
-// `fmt::format` is a function of the library fmt, unlike `fmt::format_to`, which would add 75 KB
-// here.
+// `fmt::format` is compiled in the library fmt. `fmt::format_to` is a template that would be
+// instantiated here and add 75 KB.
 void Phrase::appendTo(std::string& out) const {
     out += words_;
     switch (kind_) {

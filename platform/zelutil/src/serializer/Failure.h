@@ -9,11 +9,11 @@
 #include "util/serializer/PayloadError.h"
 #include "zel/ErrorStorage.h"
 
-// The reason why a payload could not be written or read. It is stored in the thread's latest error
-// as constant words and copied values. The text is composed when it is read.
+// The reason why a payload could not be written or read. The thread's latest error stores it as
+// constant words and copied values. The text of the reason is composed when it is read.
 namespace util::serializer {
 
-/// A text of at most `CAPACITY` bytes. If a text is longer, a part of it is omitted.
+/// A text of at most `CAPACITY` bytes. A part of a longer text is omitted.
 template <std::size_t CAPACITY>
 class ShortText {
 public:
@@ -97,10 +97,10 @@ private:
     ShortText<96> text_;
 };
 
-/// The position of a failure that does not refer to a byte of the payload.
+/// Used as the position of a failure that does not refer to a byte of the payload.
 constexpr std::size_t NO_POSITION = static_cast<std::size_t>(-1);
 
-/// The details of a failure of which all parts are known when it is stored.
+/// The details of a failure. All parts of the message are known when the failure is stored.
 class Failure final : public zel::ErrorDetails {
 public:
     Failure(const Phrase& expected, const Phrase& found, const FieldPath& path,

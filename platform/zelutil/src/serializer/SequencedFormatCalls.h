@@ -282,7 +282,7 @@ bool SequencedFormat<Format>::endStruct() {
     return true;
 }
 
-// Inlined into its callers, which saves 2 % of the time for ten fields.
+// Begins a field. Inlining this function saves 2 % of the time for ten fields.
 template <class Format>
 [[gnu::always_inline]] inline bool SequencedFormat<Format>::beginField(std::string_view name,
                                                                        Item item) {

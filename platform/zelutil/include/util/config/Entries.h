@@ -167,7 +167,7 @@ public:
     /// If the key does not exist, adds an entry with a null child. Returns null if memory is
     /// exhausted; the list is then unchanged.
     [[nodiscard]] Value** slot(std::string_view key) noexcept;
-    /// Does the same as `slot` for a key that is greater than all existing keys.
+    /// Adds an entry at the end, as `slot` does. The key must be greater than all existing keys.
     [[nodiscard]] Value** append(std::string_view key) noexcept;
     /// Removes the entry at `position`, which is not the end. The child is not destroyed.
     void erase(const_iterator position) noexcept;
@@ -175,8 +175,8 @@ public:
     void clear() noexcept;
     /// Swaps the entries of two lists.
     void swap(Entries& other) noexcept;
-    /// Reserves capacity for `count` entries in total, at most one page. This is a hint: failure is
-    /// ignored.
+    /// Reserves capacity for `count` entries in total, but at most for one page. If memory is
+    /// exhausted, the capacity stays the same and no error is reported.
     void reserve(unsigned long count) noexcept;
 
 private:

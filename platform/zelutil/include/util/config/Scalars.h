@@ -52,7 +52,8 @@ class UTIL_API ValueString : public Value {
 public:
     /// Creates a node with a copy of the text. Throws `std::bad_alloc` if memory is exhausted.
     explicit ValueString(std::string_view text) : Value(Kind::String), text_(text) {}
-    /// Does the same for a zero-terminated text. A null `text` is the empty string.
+    /// Creates a node with a copy of a zero-terminated text. If `text` is null, the string is
+    /// empty.
     explicit ValueString(char const* text)
         : ValueString(std::string_view(text == nullptr ? "" : text)) {}
     /// Returns the text.

@@ -82,8 +82,8 @@ public:
     /// Returns the element at the index. Returns the undefined value if the index is past the end
     /// or this is not an array.
     const Value& operator[](unsigned long index) const noexcept;
-    /// Does the same for all other integer types. Without it, `value[0]` would be a lookup with a
-    /// null key. A negative index is past the end.
+    /// Returns the element at an index of any other integer type. Without this overload, `value[0]`
+    /// would look up a null key. A negative index is past the end.
     template <typename Index, typename = std::enable_if_t<std::is_integral_v<Index>>>
     const Value& operator[](Index index) const noexcept {
         return (*this)[static_cast<unsigned long>(index)];
@@ -93,7 +93,8 @@ public:
 
     /// Copies an integer to `out`. Fails for every other kind. The 32-bit functions also fail if
     /// the value does not fit. The 64-bit functions copy the two's-complement value: `get(long&)`
-    /// of 18446744073709551615 produces -1, and `get(unsigned long&)` of -1 the reverse.
+    /// turns 18446744073709551615 into -1, and `get(unsigned long&)` turns -1 into
+    /// 18446744073709551615.
     [[nodiscard]] bool get(int& out) const noexcept;
     [[nodiscard]] bool get(unsigned int& out) const noexcept;
     [[nodiscard]] bool get(long& out) const noexcept;

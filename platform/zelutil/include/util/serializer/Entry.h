@@ -8,8 +8,8 @@ namespace util::serializer {
 /// Limits the scope of the enumerators of `EntryType`: write `EntryType::StructBegin`.
 namespace entrytypes {
 
-/// The kinds of entries of a payload. The numbers are part of the contract, and an entry's type
-/// compares with them: `entry->type == 31`.
+/// The kinds of entries of a payload. The numbers are part of the contract: callers may compare the
+/// type of an entry with a number, as in `entry->type == 31`.
 enum EntryType : std::uint32_t {
     None = 0,  ///< a value of a kind without an entry type
     End = 1,   ///< no entry is left at this level

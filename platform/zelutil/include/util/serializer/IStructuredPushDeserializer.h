@@ -6,7 +6,7 @@
 
 namespace util::serializer {
 
-/// A byte order. Constructors also accept its number.
+/// A byte order. The constructors of deserializers also accept the number of an enumerator.
 enum class Endianess : int { Little = 0, Big = 1 };
 
 /// Reads a payload and replays it as write calls on a serializer, the target.

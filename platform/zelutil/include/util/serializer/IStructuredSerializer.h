@@ -110,8 +110,8 @@ public:
     [[nodiscard]] virtual bool endElement() = 0;
     /// @}
 
-    /// Writes an empty element, which means "nothing here". It is a complete element: do not call
-    /// `beginElement` and `endElement` for it.
+    /// Writes an empty element, which means "nothing here". The call writes the complete element:
+    /// do not call `beginElement` and `endElement` for it.
     [[nodiscard]] virtual bool serializeEmptyElement() = 0;
     /// @{
     /// Begins and ends a struct. The given options apply inside it. If `options` is null, no option

@@ -16,8 +16,9 @@ namespace util::serializer {
 /// Later failures do not replace the first one until the next `beginSerialize` or
 /// `beginDeserialize` of the object. The text of the reason is composed when it is read for the
 /// first time. For this purpose the thread keeps a malformed JSON text of up to 16 MiB until the
-/// reason is read, or until its next error. The reason of a longer one is only the kind of mistake,
-/// without the field and the byte: a refusal takes no second pass over the text.
+/// reason is read, or until its next error. A longer JSON text is not kept. The reason then states
+/// only the kind of mistake, not the field and the byte, because finding them would need a second
+/// pass over the text.
 UTIL_API extern const zel::ErrorType PayloadError;
 
 /// The numbers of the catalogue.

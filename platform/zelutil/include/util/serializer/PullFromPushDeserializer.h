@@ -24,10 +24,10 @@ namespace util::serializer {
 /// entries as an array of elements. The typed getters read typed and plain arrays as a whole, and
 /// check the kind and range of every element.
 ///
-/// Numbers: the entry of an integer is an `Int64` or, above its range, a `UInt64`. Integer getters
-/// accept only integers. The floating-point getters accept any number and round if necessary;
-/// `getFloat` fails if a finite number does not round to a finite float. A failed read consumes
-/// nothing. Empty elements and null elements are the same.
+/// Numbers: the entry of an integer is an `Int64` or, above its range, a `UInt64`. The integer
+/// getters accept only integers. The floating-point getters accept any number and round if
+/// necessary; `getFloat` fails if a finite number does not round to a finite float. A failed read
+/// consumes nothing. Empty elements and null elements are the same.
 ///
 /// Fields: the sequential functions read the fields in the order of the payload, and must reach the
 /// end of the struct before `endStruct`. If any field of the struct was requested by name, the
@@ -126,7 +126,7 @@ public:
     void readDirectly() noexcept {
         readDirectly(static_cast<Source*>(source_));
     }
-    /// Does the same for the given pointer to the source.
+    /// Sets the source that is decoded directly.
     void readDirectly(RecordSource* source) noexcept;
     /// Returns whether `getRest` returns the same as reading entry by entry.
     bool isWholeReader() const noexcept;
