@@ -69,7 +69,7 @@ TEST_F(SymptomsTest, CodeWithoutAMessageIsNotAnError) {
     EXPECT_TRUE(Response::createErrorResponse(400, "why").isErrorResponse());
 }
 
-TEST_F(SymptomsTest, RejectedRequestDestroysATemporaryPointer) {
+TEST_F(SymptomsTest, RejectedRequestDestroysAHandlerHeldByATemporaryPointer) {
     expectRow("no answer at all, `actionRequest` returned null, the handler is still there");
     expectRow("no answer at all, `actionRequest` returned null and the handler is gone, although");
     Mounted mounted("/lamp");

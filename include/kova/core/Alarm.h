@@ -36,7 +36,8 @@ public:
 
     /// Starts or restarts the alarm. The function runs after `interval` milliseconds. If `periodic`
     /// is true, it then runs every `interval` milliseconds; the duration of the calls does not
-    /// delay the schedule. Missed calls are not repeated (`osal::Alarm::rearm`).
+    /// delay the schedule. Calls that were missed are skipped, as described at
+    /// `osal::Alarm::rearm`.
     ///
     /// Returns false on success. Returns true and reports `errors::InvalidParameter` if `interval`
     /// is 0; the alarm is then unchanged.

@@ -16,7 +16,7 @@ constexpr char const* INSERT = "insert";
 /// @}
 
 /// @{
-/// The id of a command word, for tables and switches.
+/// The numeric id of a command word, for use as a table index or in a `switch`.
 constexpr unsigned char RETRIEVE_ID = 0;
 constexpr unsigned char UPDATE_ID = 1;
 constexpr unsigned char DELETE_ID = 2;
@@ -32,7 +32,8 @@ KOVA_API unsigned char toId(const std::string& command) noexcept;
 
 }  // namespace kova::commands
 
-/// Further words of the public header vocabulary. The framework does not use them.
+/// Further words that this header offers to applications. The framework itself does not use these
+/// words.
 namespace kova::words {
 
 /// @{

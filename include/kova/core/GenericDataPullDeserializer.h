@@ -53,7 +53,8 @@ public:
     /// Starts at the root of the tree. Both arguments are ignored and may be null. Call `reset`
     /// before starting again.
     bool beginDeserialize(util::ByteBufferReader* reader, Options const* options) noexcept override;
-    /// Fails only if a second read was started without `reset`. The position is unchanged.
+    /// Ends reading. Fails only if a second read was started without a call of `reset` before it.
+    /// Does not change the position.
     bool endDeserialize() noexcept override;
     void reset() noexcept override;
 
@@ -119,10 +120,10 @@ public:
 private:
     enum class FrameKind : std::uint8_t { Root = 0, Field = 1, Element = 2 };
     using Fields = decltype(std::declval<const util::config::Value&>().begin());
-    /// Empty: no container is entered. An iterator: the position in a dictionary. A number: the
-    /// index in an array, or `CONSUMED`.
+    /// The position in a node. It is empty if no container is entered. In a dictionary it is an
+    /// iterator. In an array it is an index. For a node that was read completely it is `CONSUMED`.
     using Position = std::variant<std::monostate, Fields, unsigned long>;
-    /// The position of a node that was read completely, whatever its kind.
+    /// The position for a node of any kind that was read completely.
     static constexpr unsigned long CONSUMED = ~0UL;
 
     struct Frame {

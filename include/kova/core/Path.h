@@ -99,8 +99,8 @@ public:
     /// Returns an empty text when one of the parts does not exist or `from` comes after `to`.
     std::string subpath(unsigned long from, unsigned long to) const noexcept;
     /// Appends the parts `from` to `to` of `path` to `out`. Fails if one of the parts does not
-    /// exist or `from` comes after `to`. Also fails if `from` is `NPOS` and `to` is not, because
-    /// the two are compared before `NPOS` is replaced.
+    /// exist or `from` comes after `to`. Also fails if `from` is `NPOS` and `to` is not `NPOS`,
+    /// because the two are compared before `NPOS` is replaced by the index of the last part.
     [[nodiscard]] static bool subpath(const std::string& path, unsigned long from, unsigned long to,
                                       std::string& out) noexcept;
 
@@ -108,9 +108,9 @@ public:
     static std::vector<std::string> split(const std::string& path) noexcept;
     static void split(const std::string& path, std::vector<std::string>& out) noexcept;
 
-    /// Returns the index of the wildcard number `n` in `pattern`, counted in parts; the first
-    /// wildcard has the number 0. A wildcard is a part that is "*" or "**". Returns -1 if `pattern`
-    /// has no wildcard with this number. A null pointer counts as the empty text.
+    /// Returns the index of a part of `pattern`: the part that is the wildcard with the number `n`.
+    /// A wildcard is a part that is "*" or "**". The first wildcard has the number 0. Returns -1 if
+    /// `pattern` has no wildcard with this number. A null pointer counts as the empty text.
     static std::int32_t indexIntoPathFromPattern(char const* pattern, unsigned long n) noexcept;
     static std::int32_t indexIntoPathFromPattern(const std::string& pattern,
                                                  unsigned long n) noexcept;
@@ -122,9 +122,10 @@ public:
 
     // Building and changing
 
-    /// Returns `a` and `b` joined with a "/". No "/" is added if one of the two is empty, or if `a`
-    /// ends or `b` begins with "/". If `a` ends and `b` begins with "/", one of these two is
-    /// removed; further ones stay. A null pointer counts as the empty text.
+    /// Returns `a` and `b` joined with a "/". No "/" is added if one of the two is empty, if `a`
+    /// ends with "/", or if `b` begins with "/". If `a` ends with "/" and `b` begins with "/", one
+    /// of these two characters is removed. Further "/" characters stay. A null pointer counts as
+    /// the empty text.
     static std::string join(const std::string& a, const std::string& b) noexcept;
     static std::string join(const std::string& a, const zel::UUID& b) noexcept;
     static std::string join(char const* a, char const* b) noexcept;
@@ -139,10 +140,11 @@ public:
     /// Returns a copy of this path with the parts of the other path appended.
     Path operator+(const Path& other) const noexcept;
 
-    /// Inserts `part`, which is not split, before the part at `index`. If `index` is `NPOS` or the
-    /// number of parts, appends the part verbatim. At any other index a leading "/" is removed from
-    /// the part. Inserting at index 0 makes the path absolute if the part has a leading "/", and
-    /// relative if not. Fails if `index` is greater than the number of parts.
+    /// Inserts `part` before the part at `index`. `part` becomes one part, even if it contains a
+    /// "/". If `index` is `NPOS` or the number of parts, appends the part verbatim. At any other
+    /// index a leading "/" is removed from the part. Inserting at index 0 makes the path absolute
+    /// if the part has a leading "/", and relative if not. Fails if `index` is greater than the
+    /// number of parts.
     [[nodiscard]] bool insert(const std::string& part, unsigned long index) noexcept;
     [[nodiscard]] static bool insert(const std::string& path, const std::string& part,
                                      unsigned long index, std::string& out) noexcept;

@@ -32,7 +32,7 @@ class GlobProgram;
 /// The process locale is ignored.
 ///
 /// Matching takes time proportional to the length of the path times, at worst, the length of the
-/// glob. The stack that it needs depends on neither, and it allocates nothing.
+/// glob. The stack usage of a match is bounded by a constant, and a match allocates no memory.
 ///
 /// Immutable: any number of threads may match with one object at the same time. Copies share the
 /// compiled program.

@@ -19,7 +19,7 @@ namespace kova {
 
 /// An immutable block of bytes with shared ownership.
 struct KOVA_API Blob {
-    /// The bytes; null for an empty blob. The last holder frees them.
+    /// The bytes, or null for an empty blob. The last owner frees the bytes.
     std::shared_ptr<unsigned char[]> data;
     /// Number of bytes.
     std::uint64_t size = 0;
@@ -27,12 +27,12 @@ struct KOVA_API Blob {
     /// Creates an empty blob.
     Blob() = default;
     /// @{
-    /// Shares the `size` bytes at `bytes` with the other owners of the pointer. The deleter of a
-    /// pointer to a single byte must free an array. Both kinds of pointers share one reference
-    /// count.
+    /// Shares the `size` bytes at `bytes` with the other owners of the pointer. If `bytes` is a
+    /// pointer to a single byte (`unsigned char`), its deleter must free an array. Both kinds of
+    /// pointers share one reference count.
     Blob(std::shared_ptr<unsigned char[]> bytes, std::uint64_t size) noexcept
         : data(std::move(bytes)), size(size) {}
-    // A template, so that `nullptr` selects the constructor above.
+    // This constructor is a template, so that `nullptr` selects the constructor above.
     template <typename Byte, typename = std::enable_if_t<std::is_same_v<Byte, unsigned char>>>
     Blob(const std::shared_ptr<Byte>& bytes, std::uint64_t size) noexcept
         : data(bytes, bytes.get()), size(size) {}

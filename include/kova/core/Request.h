@@ -55,7 +55,7 @@ public:
     /// if the message has none. Takes ownership of the value. Writes nothing if memory is
     /// exhausted.
     void add2header(char const* key, util::config::Value* value) noexcept;
-    /// Does the same with a deep copy of the value.
+    /// Writes an entry with a deep copy of the value, as the function above does.
     void add2header(char const* key, const util::config::Value& value) noexcept;
     /// Returns the header dictionary, or the shared undefined value if the message has no header.
     const util::config::Value& getHeader() const noexcept;

@@ -46,8 +46,8 @@ public:
     ~Response() = default;
     /// @}
 
-    /// Returns an error response with the message. Without a message, or with an empty one, returns
-    /// a response that has only the code.
+    /// Returns an error response with the message. If `message` is null or empty, returns a
+    /// response that has only the code.
     static Response createErrorResponse(unsigned short code, char const* message);
     static Response createErrorResponse(unsigned short code);
 
@@ -60,7 +60,7 @@ public:
     /// if the message has none. Takes ownership of the value. Writes nothing if memory is
     /// exhausted.
     void add2header(char const* key, util::config::Value* value) noexcept;
-    /// Does the same with a deep copy of the value.
+    /// Writes an entry with a deep copy of the value, as the function above does.
     void add2header(char const* key, const util::config::Value& value) noexcept;
     /// Returns the header dictionary, or the shared undefined value if the message has no header.
     const util::config::Value& getHeader() const noexcept;

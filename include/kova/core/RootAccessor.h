@@ -10,8 +10,8 @@
 
 namespace kova {
 
-/// Requests the root of a service and delivers the list of its resources. It is the client side of
-/// the answer that a composed service sends for "/".
+/// Requests the path "/" of a service and delivers the list of the service's resources. A composed
+/// service sends this list as its answer to "/".
 ///
 /// Plain value type. Any thread may use it while the service lives. No function throws. In a
 /// callback, the caller's handler may abort the tracking and destroy the accessor. The handler is

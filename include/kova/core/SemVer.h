@@ -21,7 +21,7 @@
 ///
 /// A number is parsed as `strtoul` does. White space and a sign may precede the digits ("-1" wraps
 /// around); characters after the digits are ignored. The low 32 bits are stored. An "@" before the
-/// last "." is one of the ignored characters.
+/// last "." does not begin a branch; it is also ignored.
 ///
 ///     const std::vector<std::string> offered{"2.1.0", "2.4.1", "2.5.0"};
 ///     kova::semver::getMostCompatible("2.3.0", offered);  // "2.4.1"
@@ -77,14 +77,14 @@ KOVA_API std::optional<SemVer> toSemVer(const std::string& version);
 KOVA_API std::optional<std::string> getMostCompatible(const std::string& wanted,
                                                       const std::string& offered);
 
-/// Does the same, but returns nothing when the minor number of `offered` is less than that of
-/// `wanted`.
+/// Does the same as `getMostCompatible`, but returns nothing if the minor number of `offered` is
+/// less than the minor number of `wanted`.
 KOVA_API std::optional<std::string> getMostBackwardCompatible(const std::string& wanted,
                                                               const std::string& offered);
 
 /// Chooses the best compatible version in `offered`. Returns nothing if no rule below selects a
-/// version. Entries that are not versions are skipped. The best version is the first of these that
-/// exists:
+/// version. Entries that are not versions are skipped. The best version is given by the first of
+/// the following rules that selects a version:
 ///
 /// 1. the wanted version itself, returned as the text `wanted`;
 /// 2. the lowest version above the wanted one;
@@ -102,7 +102,8 @@ KOVA_API std::optional<std::string> getMostCompatible(const std::string& wanted,
 KOVA_API std::optional<std::string> getMostCompatible(const std::string& wanted,
                                                       const std::vector<std::string>& offered);
 
-/// Chooses the best version for each wanted version in turn, and returns the first choice.
+/// Tries the wanted versions in their order. Returns the best version for the first wanted version
+/// for which a rule above selects a version.
 KOVA_API std::optional<std::string> getMostCompatible(const std::vector<std::string>& wanted,
                                                       const std::vector<std::string>& offered);
 

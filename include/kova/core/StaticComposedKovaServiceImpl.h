@@ -61,8 +61,8 @@ private:
     std::unique_ptr<RootHandler> rootHandler_;
 };
 
-/// Answers requests to "/" of a service without a handler there. Answers "retrieve" with the mount
-/// paths in ascending order, every other command with 400. No request stays pending.
+/// Answers requests to "/" of a service that has no handler mounted at "/". Answers "retrieve" with
+/// the mount paths in ascending order, every other command with 400. No request stays pending.
 class KOVA_API StaticComposedKovaServiceImpl::RootHandler : public IResourceHandler {
 public:
     /// Takes ownership of the function that selects the mime type of an answer, and of the mount

@@ -41,7 +41,7 @@ constexpr char const* statusTextOf(unsigned short code) noexcept {
     return nullptr;
 }
 
-/// Returns `CODE`. Does not compile if the code has no text.
+/// Returns `CODE`. Does not compile if `STATUS_TEXTS` has no text for the code.
 template <unsigned short CODE>
 constexpr unsigned short statusWithText() noexcept {
     static_assert(statusTextOf(CODE) != nullptr, "a status code needs a row in STATUS_TEXTS");
@@ -66,7 +66,7 @@ constexpr unsigned short MULTI_RESPONSE = detail::statusWithText<298>();
 /// Specific to the framework: one response of a stream.
 constexpr unsigned short STREAM = detail::statusWithText<299>();
 /// @{
-/// A code as in HTTP (RFC 9110).
+/// A code with the same meaning as in HTTP (RFC 9110).
 constexpr unsigned short NOT_MODIFIED = detail::statusWithText<304>();
 constexpr unsigned short BAD_REQUEST = detail::statusWithText<400>();
 constexpr unsigned short UNAUTHORIZED = detail::statusWithText<401>();

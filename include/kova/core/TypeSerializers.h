@@ -41,7 +41,7 @@ namespace kova::serializer {
 using util::serializer::IStructuredPullDeserializer;
 using util::serializer::IStructuredSerializer;
 
-/// Writes a value with the width and sign of its type.
+/// Writes a value with the serializer's function for its type, which determines width and sign.
 [[nodiscard]] KOVA_API bool serialize(IStructuredSerializer& serializer, bool value);
 [[nodiscard]] KOVA_API bool serialize(IStructuredSerializer& serializer, signed char value);
 [[nodiscard]] KOVA_API bool serialize(IStructuredSerializer& serializer, unsigned char value);
@@ -54,7 +54,7 @@ using util::serializer::IStructuredSerializer;
 [[nodiscard]] KOVA_API bool serialize(IStructuredSerializer& serializer, float value);
 [[nodiscard]] KOVA_API bool serialize(IStructuredSerializer& serializer, double value);
 [[nodiscard]] KOVA_API bool serialize(IStructuredSerializer& serializer, const std::string& value);
-/// Deleted: otherwise a pointer, such as a string literal, would convert to a boolean.
+/// Deleted, because a pointer, such as a string literal, would otherwise convert to a boolean.
 template <typename T>
 bool serialize(IStructuredSerializer& serializer, T* value) = delete;
 
@@ -92,7 +92,7 @@ bool serialize(IStructuredSerializer& serializer, T* value) = delete;
 [[nodiscard]] KOVA_API bool deserialize(IStructuredPullDeserializer& deserializer, Path& out);
 /// Reads a string. Succeeds even if the string is not a URL; the url is then invalid.
 [[nodiscard]] KOVA_API bool deserialize(IStructuredPullDeserializer& deserializer, url& out);
-/// Reads a string without validating it. Fails if the payload contains a number that is not a
+/// Reads a string without validating it. Fails if the payload contains a number instead of a
 /// string.
 [[nodiscard]] KOVA_API bool deserialize(IStructuredPullDeserializer& deserializer, Number& out);
 

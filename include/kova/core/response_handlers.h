@@ -21,7 +21,8 @@ namespace kova::responsehandlers {
 
 /// @{
 /// Writes a trace message to the channel "KOVA_RESPONSEHANDLERS". `event` is "onNext", "onError" or
-/// "onCompleted". `traceTermination` is for a sender whose `onNext` returned true.
+/// "onCompleted". `traceTermination` is for a sender that terminates a request because `onNext`
+/// returned true.
 KOVA_API void traceAlreadyTerminated(char const* event, bool severe) noexcept;
 KOVA_API void traceSetTerminated(char const* event) noexcept;
 KOVA_API void traceTermination(bool error) noexcept;

@@ -139,8 +139,8 @@ void* AlarmEngine::threadMain(void* engine) {
     return nullptr;
 }
 
-// noexcept, so that an exception of a callback ends the process here, and the stack trace shows the
-// callback.
+// The function is noexcept, so that an exception of a callback ends the process here and the stack
+// trace shows the callback.
 void AlarmEngine::run() noexcept {
     std::unique_lock<std::mutex> lock(mutex_);
     while (references_ > 0) {

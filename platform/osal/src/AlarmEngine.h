@@ -68,8 +68,8 @@ private:
     // Set while another thread waits to disarm the running alarm. Attempts to arm the alarm are
     // then ignored.
     bool revoked_ = false;
-    // Number of callback calls so far. It distinguishes the current call of an alarm from a later
-    // call.
+    // The number of calls of callbacks so far. It distinguishes the current call of an alarm's
+    // callback from a later call.
     std::uint64_t call_ = 0;
 
     // Whether `thread_` was started and has not been joined.

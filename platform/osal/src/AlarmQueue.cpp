@@ -2,9 +2,9 @@
 
 #include <algorithm>
 
-// The heap's entries contain the due times, so moving an entry accesses only the alarms whose
-// position changes. `moveUp` and `moveDown` treat `position` as a hole, move the hole, and store
-// the entry at its final position.
+// The entries of the heap contain the due times. Therefore moving an entry accesses only the alarms
+// whose position changes. `moveUp` and `moveDown` treat `position` as a hole, move the hole, and
+// store the entry at its final position.
 
 namespace osal {
 

@@ -82,7 +82,7 @@ void ErrorOutput::report(const ErrorType& type, int number, ErrorArgument const*
     } catch (...) {
         // An exception of the sink must not reach the code that reports an error.
     }
-    // Stored last, so that errors that the sink itself reports do not replace the caller's error.
+    // The error is stored last, so that errors which the sink itself reports do not replace it.
     if (keep_) {
         ErrorStorage::current().keep(type, number, file_, line_, reason);
     }

@@ -8,7 +8,8 @@ ErrorDetails::~ErrorDetails() = default;
 
 namespace {
 
-// Set at the first use in the thread. It has no constructor, so that access needs no check.
+// The pointer is set at the first use in the thread. It has no constructor, so an access needs no
+// check for initialization.
 thread_local ErrorStorage* storage = nullptr;
 
 }  // namespace

@@ -12,7 +12,8 @@ namespace zel {
 
 namespace {
 
-// Writes the parts of the line with one writev(2), because joining them would need memory.
+// Writes the parts of the line with one call of writev(2), because joining the parts would allocate
+// memory.
 void writeReason(char const* file, char const* function, char const* message) {
     char const* const pieces[] = {file, ": ", function, ": ", message, "\n"};
     iovec vectors[std::size(pieces)];

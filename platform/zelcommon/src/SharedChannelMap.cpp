@@ -65,7 +65,7 @@ struct SharedChannelMap::State {
     std::map<std::string, Owned> owned;
     /// Levels by pattern, in the order in which they were set.
     std::vector<std::pair<std::string, int>> levels;
-    /// Whether ZEL_TRACE is malformed and this was not reported yet.
+    /// True if ZEL_TRACE is malformed and the mistake was not reported yet.
     std::atomic<bool> malformed{false};
 };
 
@@ -75,7 +75,8 @@ SharedChannelMap::SharedChannelMap() : state_(std::make_unique<State>()) {
 
 SharedChannelMap& SharedChannelMap::instance() {
     static auto* const map = new SharedChannelMap();
-    // Reported only after the initialization, because the sink may call instance() itself.
+    // The mistake is reported only after the initialization, because the sink may call instance()
+    // itself.
     if (map->state_->malformed.exchange(false)) {
         Channel("TRACING", 4, 0).traceText(4, "ZEL_TRACE is malformed: expected PATTERN=LEVEL,…");
     }

@@ -17,9 +17,9 @@ constexpr bool isLowSurrogate(char32_t unit) {
     return unit >= 0xDC00 && unit <= 0xDFFF;
 }
 
-// Properties of the first byte of a sequence: the number of following bytes, its bits of the code
-// point, and the valid range of the second byte. The range excludes overlong forms, surrogates and
-// code points above U+10FFFF (table 3-7).
+// Properties of the first byte of a sequence: the number of bytes that follow it, the bits that it
+// contributes to the code point, and the valid range of the second byte. The range excludes
+// overlong forms, surrogates and code points above U+10FFFF (table 3-7).
 struct Lead {
     int following;
     unsigned char bits;

@@ -52,7 +52,8 @@ struct Check {
 template <typename Holds>
 Check(int, char const*, Holds) -> Check<Holds>;
 
-/// Returns the first failed check. Checks are a tuple so that the lambdas inline.
+/// Returns the failure of the first check that does not hold, or nothing if all hold. The checks
+/// are a tuple, so that the compiler can inline their lambdas.
 template <typename Checks, typename Fields>
 std::optional<Failure> firstFailure(const Source& source, const Checks& checks,
                                     const Fields& fields) {

@@ -113,7 +113,8 @@ auto key(const TimeZone& zone) {
     return std::tie(zone.hours, zone.minutes);
 }
 
-// An empty optional is less than any value.
+// Returns the fields in the order of comparison. An optional field that is not set is less than
+// every value.
 auto key(const Time& time) {
     return std::tie(time.hour, time.minute, time.second, time.millisecond, time.timeZone);
 }

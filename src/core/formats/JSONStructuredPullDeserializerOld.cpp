@@ -2,8 +2,8 @@
 
 namespace util::serializer {
 
-// The base stores only the address of the member. The member is constructed after the base and
-// destroyed before it.
+// Passes the address of the member to the base, although the member is constructed after the base
+// and destroyed before it. This is safe because the base only stores the address.
 JSONStructuredPullDeserializerOld::JSONStructuredPullDeserializerOld()
     : PullFromPushDeserializer(&source_) {}
 

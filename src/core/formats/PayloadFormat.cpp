@@ -26,7 +26,8 @@ IStructuredSerializer* createJsonSerializer() {
     return new (std::nothrow) util::serializer::JSONStructuredSerializerOld(COMPACT);
 }
 
-// Returns a reader of a `Source` that was just created, or null if memory was exhausted.
+// Returns `reader`, which was just created and is null if memory was exhausted. Before that, lets
+// the reader access its source directly. The source must be exactly a `Source`.
 template <typename Source, typename Reader>
 IStructuredPullDeserializer* direct(Reader* reader) {
     if (reader != nullptr) {
@@ -53,8 +54,8 @@ IStructuredSerializer* createBinarySerializer() {
 
 IStructuredPullDeserializer* createBinaryDeserializer() {
     auto source = std::make_unique<AXOBinStructuredPushDeserializer>(Endianess::Big);
-    // If memory for the object is exhausted, its constructor does not run, and this function still
-    // owns the source.
+    // If memory for the deserializer is exhausted, its constructor does not run. This function then
+    // still owns the source.
     return direct<AXOBinStructuredPushDeserializer>(
         new (std::nothrow) serializer::OwningPullFromPushDeserializer(std::move(source)));
 }

@@ -24,9 +24,10 @@ struct PayloadFormat {
     mimetypes::MimeTypeID id;
     /// The mime type.
     char const* name;
-    /// Whether the public functions convert `id` to `name` and `name` to `id`.
+    /// True if the public functions convert `id` to `name` and `name` to `id`.
     bool isTranslated;
-    /// Whether the payloads are text. A format is opaque if it is not text and has no `replay`.
+    /// True if the payloads are text. A format is called opaque if it is not text and has no
+    /// `replay`.
     bool isText;
     /// Replays a structured payload into a serializer. Returns true on success. Null if payloads of
     /// the format are not converted to JSON.

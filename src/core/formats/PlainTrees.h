@@ -84,7 +84,8 @@ inline double number(const util::config::Value& node) {
 }
 
 /// @{
-/// Returns the position of the first field of a dictionary, or the position after the last field.
+/// Returns the position of the first field of a dictionary (`begin`) or the position after the last
+/// field (`end`).
 inline auto begin(const util::config::Dictionary& dictionary) {
     return dictionary.begin();
 }

@@ -1,8 +1,8 @@
 #pragma once
 
-// Only this header uses more of a platform than every platform has. A platform with the optional
-// header util/TreeExtensions.h replaces the functions of PlainTrees.h by faster ones with the same
-// names and results.
+// This is the only header of the core that uses functions which not every platform has. A platform
+// with the optional header util/TreeExtensions.h replaces the functions of PlainTrees.h by faster
+// ones with the same names and results.
 
 #if __has_include("util/TreeExtensions.h")
 #include "util/TreeExtensions.h"

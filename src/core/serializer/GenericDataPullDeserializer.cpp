@@ -350,8 +350,8 @@ util::serializer::Entry const* GenericDataPullDeserializer::getNextEntry() noexc
     return &entry_;
 }
 
-/// Consumes the entry that `peekNextEntry` returned. It can always be consumed, so this fails only
-/// if memory is exhausted.
+/// Consumes the entry that `peekNextEntry` returned. Such an entry can always be consumed, so the
+/// function fails only if memory is exhausted.
 bool GenericDataPullDeserializer::consume(EntryType announced) noexcept {
     switch (announced) {
         case EntryType::End:
@@ -379,7 +379,7 @@ bool GenericDataPullDeserializer::consume(EntryType announced) noexcept {
     }
 }
 
-// The getters: conversions from a leaf to the requested type.
+// The getters convert a leaf to the requested type.
 
 /// Consumes the top node, even if the read fails afterwards. Returns null if nothing is open.
 Value const* GenericDataPullDeserializer::readLeaf() noexcept {

@@ -8,8 +8,8 @@ namespace kova {
 
 namespace {
 
-// Created on first use, so that it can be set before the static objects of this library are
-// constructed.
+// The function object is created on first use, so that an application can set it before the static
+// objects of this library are constructed.
 std::function<std::string(const Request&)>& current() {
     static auto* const func = new std::function<std::string(const Request&)>();
     return *func;

@@ -23,7 +23,8 @@ std::uint64_t mixed(std::uint64_t hash, std::uint64_t word) noexcept {
     return hash ^ hash >> 32U;
 }
 
-// Returns a word with the bytes of a text of up to seven characters. Some bytes may occur twice.
+// Returns a word that contains the bytes of a text of up to seven characters. The word may contain
+// some of the bytes twice.
 std::uint64_t shortWord(std::string_view text) noexcept {
     constexpr std::size_t HALF = sizeof(std::uint32_t);
     if (text.size() >= HALF) {
@@ -37,8 +38,8 @@ std::uint64_t shortWord(std::string_view text) noexcept {
     return word;
 }
 
-// The service chooses the mount paths, so the hash needs no secret: a request cannot make a look-up
-// slower than the longest run of occupied slots.
+// Returns the hash of a path. The hash needs no secret, because the service chooses the mount paths
+// and a request cannot add any. A look-up visits at most the longest run of occupied slots.
 std::uint64_t hashOf(std::string_view text) noexcept {
     constexpr std::size_t WORD = sizeof(std::uint64_t);
     std::uint64_t hash = text.size();

@@ -42,7 +42,7 @@ private:
 
     /// The size is a power of two, so that the high bits of a hash are the index of a slot.
     std::vector<Slot> slots_;
-    /// The number of low bits of a hash that are not used.
+    /// A hash is shifted right by this number of bits. The result is the index of a slot.
     unsigned shift_;
 };
 

@@ -12,8 +12,8 @@
 
 namespace kova::detail {
 
-/// The resource handlers of a service by mount path. The table finds the handler that serves a
-/// path.
+/// A table of the resource handlers of a service, keyed by mount path. It finds the handler that
+/// serves a path.
 ///
 /// The table does not change until `clear`, so any thread may search it without a lock.
 class MountTable {

@@ -9,7 +9,7 @@
 
 namespace kova::detail {
 
-/// The pending requests of a service, by service handle.
+/// A table of the pending requests of a service, keyed by service handle.
 ///
 /// Any thread may use it. The mutex guards only the table and is never held while other code is
 /// called.
@@ -28,9 +28,9 @@ public:
     void add(void* serviceHandle, void* resourceHandle, IResourceHandler* handler);
     /// Removes the entry of the handle. Returns whether there was an entry.
     bool remove(void* serviceHandle) noexcept {
-        // Fast path: a request that is answered inside its handler is not stored yet. While no
-        // request is stored, the mutex is not locked. Otherwise two threads would wait for each
-        // other and take twice the time.
+        // Fast path: the mutex is not locked while no request is stored. A request that is answered
+        // inside its handler is not stored yet. If the mutex were locked, two threads would wait
+        // for each other and take twice the time.
         return mayHoldEntries_.load(std::memory_order_acquire) && take(serviceHandle).has_value();
     }
     /// Removes and returns the entry of the handle, if it exists.
@@ -45,7 +45,8 @@ private:
     /// and no entry is allocated. This saves a sixth of the time of a request that is answered
     /// later.
     Table::node_type spare_;
-    /// False only if the table is empty and no thread is adding an entry. Read without the mutex.
+    /// False only if the table is empty and no thread is adding an entry. Threads read the flag
+    /// without locking the mutex.
     std::atomic<bool> mayHoldEntries_{false};
 };
 

@@ -33,7 +33,8 @@ bool serializeNames(util::serializer::IStructuredSerializer& serializer,
            !serializer.endArray();
 }
 
-// Writes a whole payload. Returns true on success. Reports a mime type that has no serializer.
+// Writes a whole payload that contains the names. Returns true on success. Reports an error if the
+// mime type has no serializer.
 bool serializeNames(const std::string& mimeType, const std::vector<std::string>& names,
                     util::ByteBufferWriter& writer) {
     const std::unique_ptr<util::serializer::IStructuredSerializer> serializer(

@@ -6,8 +6,8 @@
 namespace kova::detail {
 
 inline bool ServiceResponseHandler::terminates(char const* event) noexcept {
-    // Both checks are needed. If a trace sink sends an event while the first trace is written, the
-    // second flag is set.
+    // Both checks are needed. The first check writes a trace. If the trace sink then sends a
+    // terminating event, that event sets the second flag.
     if (refuseTermination(filterTerminated_, event) ||
         refuseTermination(actionTerminated_, event)) {
         return false;

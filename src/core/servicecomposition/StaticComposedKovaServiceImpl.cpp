@@ -91,8 +91,8 @@ StaticComposedKovaServiceImpl::StaticComposedKovaServiceImpl(Handlers&& handlers
 StaticComposedKovaServiceImpl::~StaticComposedKovaServiceImpl() {
     rootHandler_.reset();
     pending_->takeAll();
-    // The table of pending requests is destroyed after the handlers, because their destructors may
-    // terminate requests.
+    // The handlers are destroyed before the table of pending requests, because the destructor of a
+    // handler may terminate requests.
     mounts_->clear();
 }
 

@@ -14,8 +14,8 @@ Disposable::Disposable(Disposable&& other) noexcept
 
 Disposable& Disposable::operator=(Disposable&& other) noexcept {
     if (this != &other) {
-        // The former function is destroyed last, because the destructors of its captures may use
-        // this object.
+        // Destroys the former function last, because the destructors of its captures may use this
+        // object.
         std::function<void()> former = std::exchange(other.function_, nullptr);
         function_.swap(former);
     }

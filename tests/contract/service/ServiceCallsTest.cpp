@@ -39,7 +39,7 @@ TEST_P(ServiceContract, ValuesArriveInTheirOrder) {
     EXPECT_EQ(inbox.waitForLast(), expected);
 }
 
-TEST_P(ServiceContract, ValueArrivesBeforeTheEnd) {
+TEST_P(ServiceContract, ValueArrivesBeforeTheTerminatingEvent) {
     sendAndWait(inbox);
     service[1].onNext(textValue(200, "first"));
     EXPECT_EQ(inbox.waitFor(1), (Events{nextOf(200, "first")}));
@@ -50,7 +50,7 @@ TEST_P(ServiceContract, ValueArrivesBeforeTheEnd) {
     EXPECT_EQ(inbox.events().back().substr(0, 9), "error 500");
 }
 
-TEST_P(ServiceContract, CompletionNeedsNoValue) {
+TEST_P(ServiceContract, RequestCanCompleteWithoutAValue) {
     sendAndWait(inbox);
     service.take(1)->onCompleted();
     EXPECT_EQ(inbox.waitForLast(), (Events{"completed"}));
@@ -62,7 +62,7 @@ TEST_P(ServiceContract, AnswerInsideTheCallOfTheServiceArrives) {
     EXPECT_EQ(inbox.waitForLast(), (Events{nextOf(200, "x"), "completed"}));
 }
 
-TEST_P(ServiceContract, OnlyTheFirstEndArrives) {
+TEST_P(ServiceContract, OnlyTheFirstTerminatingEventArrives) {
     sendAndWait(inbox);
     {
         const HeldService::Handler handler = service.take(1);
@@ -91,7 +91,7 @@ TEST_P(ServiceContract, RequestThatTheServiceDropsEndsWithAnError) {
 }
 
 // The service learns it from the result of `onNext`, or by a cancellation.
-TEST_P(ServiceContract, ReceiverThatWantsNoFurtherValuesGetsTheEnd) {
+TEST_P(ServiceContract, ReceiverThatWantsNoFurtherValuesGetsTheTerminatingEvent) {
     inbox.onEvent([](const std::string&) { return true; });
     sendAndWait(inbox);
     HeldService::Handler handler = service.take(1);  // so that it survives the call
@@ -106,7 +106,7 @@ TEST_P(ServiceContract, ReceiverThatWantsNoFurtherValuesGetsTheEnd) {
 
 // Cancellation
 
-TEST_P(ServiceContract, CancellationIsSilentAndReachesTheService) {
+TEST_P(ServiceContract, CancellationReachesTheServiceAndSendsNoEvent) {
     void* const handle = sendAndWait(inbox);
     ASSERT_NE(handle, IKovaApi::UNDEFINED_REQUEST_HANDLE);
     client->cancelRequest(handle);
@@ -114,7 +114,7 @@ TEST_P(ServiceContract, CancellationIsSilentAndReachesTheService) {
     EXPECT_EQ(inbox.waitForLast(), Events{});
 }
 
-TEST_P(ServiceContract, CancellationAfterAValueIsSilent) {
+TEST_P(ServiceContract, CancellationAfterAValueSendsNoFurtherEvent) {
     void* const handle = sendAndWait(inbox);
     service[1].onNext(textValue(200, "first"));
     inbox.waitFor(1);
@@ -125,7 +125,7 @@ TEST_P(ServiceContract, CancellationAfterAValueIsSilent) {
 
 // Requests of a client arrive in their order. So when the second one has arrived, the service has
 // the first one, or will never get it.
-TEST_P(ServiceContract, CancellationDirectlyAfterTheRequestIsNotLost) {
+TEST_P(ServiceContract, CancellationDirectlyAfterTheRequestLeavesNoPendingRequest) {
     client->cancelRequest(send(inbox));
     EXPECT_EQ(inbox.waitForLast(), Events{});
     const Inbox second;
@@ -165,7 +165,7 @@ TEST_P(ServiceContract, SecondCancellationHasNoEffect) {
     EXPECT_EQ(cancelledWhilePending(), (std::vector<std::size_t>{1}));
 }
 
-TEST_P(ServiceContract, CancellationAfterTheEndHasNoEffect) {
+TEST_P(ServiceContract, CancellationAfterTheTerminatingEventHasNoEffect) {
     void* const handle = sendAndWait(inbox);
     service.answer(1);
     EXPECT_EQ(inbox.waitForLast().back(), "completed");
@@ -323,7 +323,7 @@ TEST_P(ServiceContract, DestructionOfTheClientWaitsForARunningCallback) {
     releaser.join();
 }
 
-TEST_P(ServiceContract, OtherClientsAreNotAffected) {
+TEST_P(ServiceContract, DestructionOfAClientKeepsTheRequestsOfOtherClients) {
     std::unique_ptr<IKovaApi> second = transport->connect();
     const Inbox own;
     sendAndWait(inbox);

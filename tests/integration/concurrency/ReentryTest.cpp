@@ -109,7 +109,7 @@ INSTANTIATE_TEST_SUITE_P(
         Row{Moment::CANCELLATION, Call::ASK, 1, 0},
         Row{Moment::CANCELLATION, Call::SHUTDOWN, 1, 1}));
 
-TEST(LateEntryTest, NextShutdownCancelsALateEntry) {
+TEST(LateEntryTest, NextShutdownCancelsAnEntryStoredAfterTheFirstShutdown) {
     Ticket ticket;
     ComposedService composed;
     ticket.script = [&composed](Moment moment) {

@@ -53,7 +53,7 @@ TEST_F(AboutTest, DescribesTheRequestWithoutTheToken) {
               R"("$request-path":"/about/request","$service-path":"/device"})");
 }
 
-TEST_F(AboutTest, NonTextTokenCountsAsMissing) {
+TEST_F(AboutTest, TokenThatIsNotATextCountsAsMissing) {
     Request request("retrieve", "/about/request");
     request.add2header(kova::headers::AUTH_TOKEN, new util::config::ValueInt(5));
     EXPECT_EQ(ask(request)->text(), R"({"client":"","service":"","token":"none"})");

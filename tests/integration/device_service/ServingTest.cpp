@@ -99,7 +99,7 @@ TEST_F(ServingTest, SignalEndsTheServiceAndItsStreams) {
     }
 }
 
-TEST_F(ServingTest, ServiceAndPortThatAreInUseAreErrors) {
+TEST_F(ServingTest, StartFailsIfTheServiceNameOrThePortIsInUse) {
     Program service(folder.path(), serving);
     const std::string url = commandsOf(service).at(1);
     Program second(folder.path(), serving);

@@ -63,7 +63,7 @@ TEST_P(FailingMemory, HasADocumentedOutcomeAndLeaksNoMemory) {
     failEach(GetParam(), Mode::Once);
 }
 
-TEST(FailingMemoryTest, OneOrAllLaterAllocationsFail) {
+TEST(FailingMemoryTest, FailingAllocationsFailsOneOrAllLaterAllocations) {
     const auto succeeds = [] {
         void* const block = ::operator new(1, std::nothrow);
         ::operator delete(block);

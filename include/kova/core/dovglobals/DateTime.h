@@ -38,7 +38,7 @@ struct KOVA_API DateTime {
 };
 
 /// Returns the date and time. Reports an error and returns nothing if `createDate` or `createTime`
-/// would do so. The type in the report is that of the part that is out of range.
+/// would do so. The report names the type of the part that is out of range: `Date` or `Time`.
 KOVA_API std::optional<DateTime> createDateTime(unsigned short year, unsigned char month,
                                                 unsigned char day, unsigned char hour,
                                                 unsigned char minute, unsigned char second,

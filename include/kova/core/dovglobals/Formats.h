@@ -14,8 +14,8 @@ class IStructuredSerializer;
 /// Formats in which dates and times are displayed. A payload contains the text of a value, never
 /// the number of the enumerator.
 ///
-/// The name of an enumerator is its text. If the text begins with a digit, the name has the letter
-/// first:
+/// The name of an enumerator is its text. If the text begins with digits, the letter precedes the
+/// digits in the name:
 ///
 ///     using namespace kova::dovglobals;
 ///     enumToValue(DateFormat::ddmmyyyy);  // "ddmmyyyy"

@@ -38,9 +38,9 @@ struct KOVA_API RGBA {
     /// Accepts any numbers. Clamps the alpha to 0.0..1.0; NaN becomes 0.0.
     RGBA(unsigned char red, unsigned char green, unsigned char blue, float alpha) noexcept;
 
-    /// Returns the text, without blanks and with the fewest digits that identify the alpha. The
-    /// text can be parsed again if the alpha is 0 or in 0.0001 to 1.0. A smaller positive alpha is
-    /// written with an exponent, which cannot be parsed.
+    /// Returns the text without blanks. The alpha has the fewest digits from which the same float
+    /// can be read back. The text can be parsed again if the alpha is 0 or in 0.0001 to 1.0. A
+    /// smaller positive alpha is written with an exponent, which cannot be parsed.
     std::string toString() const;
 
     /// Returns whether all fields are equal.

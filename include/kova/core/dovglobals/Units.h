@@ -24,8 +24,8 @@ class IStructuredSerializer;
 /// text; case matters. Any thread may call them.
 namespace kova::dovglobals {
 
-/// Units of the consumption of fuel or energy: an amount, an amount per distance, an amount per
-/// time, or a distance per amount.
+/// Units of fuel or energy consumption: an amount, an amount per distance, an amount per time, or a
+/// distance per amount.
 enum class ConsumptionUnit : std::uint8_t {
     Ws,
     g_per_h,

@@ -7,7 +7,7 @@
 
 namespace osal {
 
-/// The mutex that the framework uses; recursive on request.
+/// The mutex that the framework uses. It is recursive if the constructor's argument is true.
 ///
 /// Works with `std::lock_guard<osal::Mutex>`. Any thread may lock it. Only the thread that locked
 /// it may unlock it.

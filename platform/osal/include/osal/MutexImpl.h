@@ -6,7 +6,8 @@
 
 namespace threadsafe {
 
-/// A mutual-exclusion lock of the operating system, recursive on request.
+/// A mutual-exclusion lock of the operating system. It is recursive if the constructor's argument
+/// is true.
 ///
 /// It is not a guard: it does not unlock itself. It works with `std::lock_guard` and
 /// `std::unique_lock`. Any thread may lock it; only the thread that locked it may unlock it.

@@ -6,8 +6,8 @@
 
 namespace tracing::client_helper {
 
-/// Returns the identity under which this process traces; empty until it is set. The reference is
-/// valid until the process ends.
+/// Returns the identity under which this process traces. The text is empty until `setClientId` is
+/// called. The reference is valid until the process ends.
 ZEL_API const std::string& getClientId() noexcept;
 
 /// Sets the identity. Only the first call has an effect, because references to the text may already

@@ -7,8 +7,8 @@
 
 namespace util {
 
-/// Calculates SHA-1 digests (FIPS 180-4) for identifiers that are made from names. Not suitable for
-/// security.
+/// Calculates SHA-1 digests (FIPS 180-4) for identifiers that are made from names. Do not use it
+/// for security.
 ///
 /// Used by one thread at a time.
 ///

@@ -10,9 +10,9 @@
 #include "util/config/Scalars.h"
 #include "util/serializer/PullFromPushDeserializer.h"
 
-/// Faster access to value trees, for the core. This header is optional: on a platform without it
-/// the core uses the functions that every platform has. Reading a payload into a tree takes two to
-/// three times as long without `readRest`.
+/// Functions that give the core faster access to value trees. This header is optional: on a
+/// platform without it the core uses the functions that every platform has. Reading a payload into
+/// a tree takes two to three times as long without `readRest`.
 ///
 /// Every function that returns a bool returns false on success and true on failure.
 namespace util::treeextensions {

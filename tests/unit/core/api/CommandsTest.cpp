@@ -7,7 +7,7 @@
 namespace kova {
 namespace {
 
-TEST(CommandsTest, WordsHaveTheirIds) {
+TEST(CommandsTest, ToIdReturnsTheIdOfEachCommandWord) {
     struct {
         std::string word;
         std::string name;
@@ -26,7 +26,7 @@ TEST(CommandsTest, WordsHaveTheirIds) {
     }
 }
 
-TEST(CommandsTest, EveryOtherWordIsUnknown) {
+TEST(CommandsTest, ToIdReturnsUnknownForOtherWords) {
     EXPECT_EQ(commands::UNKNOWN_ID, 255);
     const std::string words[] = {"",        "Retrieve",  "RETRIEVE",
                                  "retriev", "retrieves", " update",
@@ -36,7 +36,7 @@ TEST(CommandsTest, EveryOtherWordIsUnknown) {
     }
 }
 
-TEST(CommandsTest, FurtherWordsHaveTheirTexts) {
+TEST(CommandsTest, ConstantsOfFurtherWordsHaveTheExpectedTexts) {
     EXPECT_STREQ(words::EMPTY, "");
     EXPECT_STREQ(words::DOV, "dov");
     EXPECT_STREQ(words::PELU, "pelu");

@@ -57,7 +57,7 @@ TEST(ErrorsTest, CatalogueContainsEveryError) {
     }
 }
 
-TEST(ErrorsTest, ErrorsHaveTheirStatusCodes) {
+TEST(ErrorsTest, EachErrorHasTheExpectedStatusCode) {
     for (const auto& row : ROWS) {
         EXPECT_EQ(errors::error2StatusCode(row.number), row.status) << row.number;
     }

@@ -32,7 +32,7 @@ TEST(ResponseTest, ConstructorsStoreTheirArguments) {
     EXPECT_EQ(both.getPayload().data(), payload.data());
 }
 
-TEST(ResponseTest, ErrorMessageMakesAnErrorResponseOfAnyCode) {
+TEST(ResponseTest, ResponseWithAnErrorMessageIsAnErrorResponseWithAnyCode) {
     EXPECT_FALSE(Response(500).isErrorResponse());
     Response fine(200);
     fine.setErrorMessage("x");

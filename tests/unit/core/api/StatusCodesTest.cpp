@@ -32,14 +32,14 @@ const struct {
     {statuscodes::GATEWAY_TIMEOUT, 504, "Gateway Timeout"},
 };
 
-TEST(StatusCodesTest, KnownCodesHaveTheirTexts) {
+TEST(StatusCodesTest, ToStringReturnsTheTextOfEachKnownCode) {
     for (const auto& row : ROWS) {
         EXPECT_EQ(row.name, row.code);
         EXPECT_EQ(statuscodes::toString(row.code), row.text) << row.code;
     }
 }
 
-TEST(StatusCodesTest, EveryOtherCodeIsUnknown) {
+TEST(StatusCodesTest, ToStringReturnsUnknownForOtherCodes) {
     std::set<unsigned int> known;
     for (const auto& row : ROWS) {
         known.insert(row.code);

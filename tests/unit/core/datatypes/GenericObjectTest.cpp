@@ -51,7 +51,7 @@ TEST(GenericObject, IsConstructedFromPairs) {
     EXPECT_EQ(entryCount(GenericObject()), 0U);
 }
 
-TEST(GenericObject, CallerKeepsTheValueOfADuplicateKey) {
+TEST(GenericObject, CallerStillOwnsTheValueOfADuplicateKey) {
     int alive = 0;
     auto* x = new Counted(alive);
     const auto y = std::make_unique<Counted>(alive);

@@ -83,7 +83,7 @@ TEST(GlobProgramTest, ProgramsOfAllLengthsMatchTheWholeText) {
     }
 }
 
-TEST(GlobProgramTest, AllStepsMayBeActiveAtOnce) {
+TEST(GlobProgramTest, ProgramMatchesWithAllStepsActiveAtOnce) {
     std::vector<GlobStep> steps(1000, GlobStep{Kind::Repeat, 0, 0});
     steps.push_back({Kind::Literal, 'y', 0});
     steps.push_back(ACCEPT);

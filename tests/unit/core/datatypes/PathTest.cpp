@@ -220,7 +220,7 @@ TEST(PathTest, JoinAppendsPartsAndPreservesAbsoluteness) {
     EXPECT_EQ(absolute.toString(), "/b");
 }
 
-TEST(PathTest, SumIsAbsoluteIfTheFirstPathIs) {
+TEST(PathTest, SumIsAbsoluteIfTheFirstPathIsAbsolute) {
     EXPECT_EQ((Path("a") + Path("/b/c")).toString(), "a/b/c");
     EXPECT_EQ((Path("/a") + Path("b")).toString(), "/a/b");
     EXPECT_EQ((Path("/") + Path("")).toString(), "/");

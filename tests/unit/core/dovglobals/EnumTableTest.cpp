@@ -33,7 +33,7 @@ static_assert(!EnumTable<Letter, 3>(REPEATED).isSorted());
 static_assert(!EnumTable<Letter, 3>(UNSORTED).isSorted());
 static_assert(!EnumTable<Letter, 3>(MISNUMBERED).isSorted());
 
-TEST(EnumTableTest, RepeatedTextHasItsFirstValue) {
+TEST(EnumTableTest, RepeatedTextIsReadAsTheFirstValueWithThisText) {
     EXPECT_EQ((EnumTable<Letter, 3>(REPEATED).value("a")), Letter::a);
 }
 

@@ -118,7 +118,7 @@ TEST(GeoPositionTest, TooLargeCoordinateIsReportedAsOutOfRange) {
     }
 }
 
-TEST(GeoPositionTest, FormIsReportedBeforeRange) {
+TEST(GeoPositionTest, WrongFormIsReportedInsteadOfARangeError) {
     const std::string tooLarge = "1" + zeros(309);
     EXPECT_EQ(outcomeOf([&] { return parseGeoPosition(tooLarge + ";0"); }), MISMATCH);
     EXPECT_EQ(outcomeOf([&] { return parseGeoPosition(tooLarge + ";0;0;"); }), MISMATCH);
@@ -160,7 +160,7 @@ TEST(GeoPositionTest, DefaultIsAllZero) {
     EXPECT_EQ(GeoPosition().toString(), "0.000000;0.000000;0.000000");
 }
 
-TEST(GeoPositionTest, OrderIgnoresNan) {
+TEST(GeoPositionTest, OrderIgnoresCoordinatesThatAreNan) {
     const GeoPosition left(NOT_A_NUMBER, 1.0, 0.0);
     const GeoPosition right(0.0, 2.0, 0.0);
     EXPECT_TRUE(left < right);

@@ -64,14 +64,14 @@ TEST(LanguageTest, EnumeratorsCountFromZeroAndHaveTheListedTexts) {
     expectTexts(expected);
 }
 
-TEST(LanguageTest, RepeatedTextIsReadAsTheFirstValue) {
+TEST(LanguageTest, RepeatedTextIsReadAsTheFirstValueWithThisText) {
     EXPECT_EQ(static_cast<int>(Language::sr), 115);
     EXPECT_EQ(static_cast<int>(Language::sr_again), 116);
     EXPECT_EQ(enumToValue(Language::sr_again), "sr");
     EXPECT_EQ(valueToLanguage("sr"), Language::sr);
 }
 
-TEST(LanguageTest, CaseAndSeparatorMatter) {
+TEST(LanguageTest, TextsWithAnotherCaseOrSeparatorAreRejected) {
     EXPECT_EQ(valueToLanguage("de-at"), Language::de_at);
     EXPECT_EQ(valueToLanguage("de-AT"), std::nullopt);
     EXPECT_EQ(valueToLanguage("de_at"), std::nullopt);

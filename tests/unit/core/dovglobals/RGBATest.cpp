@@ -150,7 +150,7 @@ TEST(RGBATest, TextOfASmallAlphaCannotBeParsed) {
     EXPECT_EQ(outcomeOf([&text] { return parseRGBA(text); }), MISMATCH);
 }
 
-TEST(RGBATest, AlphaIsPrintedAsByFmt) {
+TEST(RGBATest, AlphaHasTheSameTextAsWithFmt) {
     std::vector<float> values = {-0.0F,
                                  -0.5F,
                                  1e-4F,

@@ -159,7 +159,7 @@ TEST(TimeTest, MillisecondsAreSetIfTheTextHasThem) {
     EXPECT_EQ(parseTime("12:00:00.987Z")->millisecond, std::optional<std::uint16_t>(987));
 }
 
-TEST(TimeTest, MinutesHaveTheSignIfTheHoursAreZero) {
+TEST(TimeTest, ZoneMinutesHaveTheSignIfTheHoursAreZero) {
     EXPECT_EQ(parseTime("12:00:00Z")->timeZone, NONE);
     EXPECT_EQ(parseTime("12:00:00+00:00")->timeZone, (TimeZone{0, 0}));
     EXPECT_EQ(parseTime("12:00:00+00:30")->timeZone, (TimeZone{0, 30}));
@@ -168,7 +168,7 @@ TEST(TimeTest, MinutesHaveTheSignIfTheHoursAreZero) {
     EXPECT_EQ(parseTime("12:00:00+05:30")->timeZone, (TimeZone{5, 30}));
 }
 
-TEST(TimeTest, TimeZoneHasItsOwnText) {
+TEST(TimeTest, GetTimeZoneStringPrintsZOrTheOffset) {
     EXPECT_EQ(Time(0, 0, 0, NONE, NONE).getTimeZoneString(), "Z");
     EXPECT_EQ(Time(0, 0, 0, NONE, TimeZone{0, 0}).getTimeZoneString(), "+00:00");
     EXPECT_EQ(Time(0, 0, 0, NONE, TimeZone{0, -30}).getTimeZoneString(), "-00:30");

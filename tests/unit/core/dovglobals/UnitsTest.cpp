@@ -94,7 +94,7 @@ TEST(SpeedUnitTest, ValueIsFoundOnlyByItsText) {
     EXPECT_EQ(valueToSpeedUnit("km/h"), std::nullopt);
 }
 
-TEST(TemperatureUnitTest, CaseMatters) {
+TEST(TemperatureUnitTest, TextWithAnotherCaseIsRejected) {
     EXPECT_EQ(valueToTemperatureUnit("C"), TemperatureUnit::C);
     EXPECT_EQ(valueToTemperatureUnit("c"), std::nullopt);
 }

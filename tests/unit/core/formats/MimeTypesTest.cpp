@@ -7,7 +7,7 @@
 namespace kova {
 namespace {
 
-TEST(MimeTypesTest, NamesHaveTheirIds) {
+TEST(MimeTypesTest, Typename2idReturnsTheIdOfEachName) {
     struct {
         std::string name;
         std::string constant;
@@ -32,7 +32,7 @@ TEST(MimeTypesTest, MsgPackNameIsNotMappedToItsId) {
     EXPECT_EQ(mimetypes::typename2id(mimetypes::MSGPACK_TYPE), mimetypes::Undefined);
 }
 
-TEST(MimeTypesTest, EveryOtherNameIsUndefined) {
+TEST(MimeTypesTest, Typename2idReturnsUndefinedForOtherNames) {
     EXPECT_EQ(mimetypes::Undefined, 0);
     for (char const* name :
          {"", "text/plain", "Plain/Text", "application/JSON", "application/json ",

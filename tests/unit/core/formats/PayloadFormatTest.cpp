@@ -43,7 +43,7 @@ TEST(PayloadFormatTest, FormatIsFoundByNumberAndByName) {
     }
 }
 
-TEST(PayloadFormatTest, OtherNumbersAndNamesHaveNoFormat) {
+TEST(PayloadFormatTest, FindReturnsNullForOtherNumbersAndNames) {
     for (const int id : {0, 6, -1, 1000}) {
         EXPECT_EQ(PayloadFormat::find(static_cast<mimetypes::MimeTypeID>(id)), nullptr) << id;
     }
@@ -52,7 +52,7 @@ TEST(PayloadFormatTest, OtherNumbersAndNamesHaveNoFormat) {
     }
 }
 
-TEST(PayloadFormatTest, AllUsersAgreeWithTheTable) {
+TEST(PayloadFormatTest, PublicFunctionsAgreeWithTheFormatTable) {
     for (const Row& row : ROWS) {
         EXPECT_EQ(mimetypes::typename2id(row.name),
                   row.isTranslated ? row.id : mimetypes::Undefined);

@@ -102,7 +102,7 @@ TEST_F(Reading, EnumeratorsAreReadAsIntegers) {
 
 // ---- Structs and arrays ----
 
-TEST_F(Reading, RootLeafIsReadOnce) {
+TEST_F(Reading, PayloadEndsAfterTheLeafAtTheRoot) {
     auto& deserializer = begin("7");
     std::int32_t value = 0;
     EXPECT_FALSE(deserializer.getInt32(value));
@@ -245,7 +245,7 @@ TEST_F(Reading, EndDeserializeSucceedsAtEveryPosition) {
     EXPECT_FALSE(deserializer.endDeserialize());
 }
 
-TEST_F(Reading, SecondReadNeedsAReset) {
+TEST_F(Reading, EndDeserializeFailsAfterASecondBeginWithoutReset) {
     auto& deserializer = begin("7");
     ASSERT_FALSE(deserializer.beginDeserialize(nullptr, nullptr));
     EXPECT_TRUE(deserializer.endDeserialize());
@@ -313,7 +313,7 @@ void PrintTo(const EntriesRow& row, std::ostream* out) {
 
 class EntriesTest : public testing::TestWithParam<EntriesRow> {};
 
-TEST_P(EntriesTest, EveryNodeHasItsEntriesInOrder) {
+TEST_P(EntriesTest, EveryNodeProducesTheExpectedEntriesInOrder) {
     const Tree tree = parseTree(GetParam().json);
     GenericDataPullDeserializer deserializer(*tree);
     ASSERT_FALSE(deserializer.beginDeserialize(nullptr, nullptr));

@@ -114,7 +114,7 @@ TEST(MountTableTest, PathsAreInAscendingOrder) {
               (std::vector<std::string>{"/a", "/a/b", "/b"}));
 }
 
-TEST(MountTableTest, DestructorsOfHandlersFindNoMount) {
+TEST(MountTableTest, TableIsEmptyWhileItsHandlersAreDestroyed) {
     MountTable::Handlers handlers;
     MountTable const* used = nullptr;
     int destroyed = 0;

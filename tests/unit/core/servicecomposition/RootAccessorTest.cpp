@@ -202,7 +202,7 @@ TEST(RootAccessorReentryTest, ReceiverOutlivesACallbackThatAborts) {
     }
 }
 
-TEST_F(RootAccessorTest, TracesAtLevelTwoAreShort) {
+TEST_F(RootAccessorTest, TracesAtLevelTwoOmitTheMessages) {
     test::Traces traces(CHANNEL, 2);
     char handle[32];
     std::snprintf(handle, sizeof(handle), "%p", static_cast<void*>(&service));

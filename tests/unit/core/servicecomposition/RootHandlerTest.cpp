@@ -179,7 +179,7 @@ TEST_F(RootHandlerTest, MountAtTheRootReplacesTheRootHandler) {
     EXPECT_EQ(root.asked.size(), 1U);
 }
 
-TEST_F(RootHandlerTest, SeveralSeparatorsAreNotTheRoot) {
+TEST_F(RootHandlerTest, PathOfSeveralSeparatorsIsNotTheRoot) {
     const auto service = make("application/json");
     test::Reports reports;
     service->actionRequest(Request("retrieve", "//"), answer.handler());

@@ -51,7 +51,7 @@ TEST_F(SecureRandomTest, FillsTheWholeBuffer) {
     EXPECT_EQ(bytes.back(), 0x5A);
 }
 
-TEST_F(SecureRandomTest, WaitsForThePoolUnlessNonBlocking) {
+TEST_F(SecureRandomTest, ConstructorWaitsForThePoolUnlessNonBlocking) {
     const osal::SecureRandom blocking(false);
     EXPECT_EQ(flagsSeen, 0U);
     const osal::SecureRandom nonBlocking(true);

@@ -117,7 +117,7 @@ TEST_F(ErrorOutputTest, NumberOutsideTheCatalogueIsReportedAsUnknown) {
     }
 }
 
-TEST_F(ErrorOutputTest, ReportIsStoredOnRequest) {
+TEST_F(ErrorOutputTest, ReportIsStoredOnlyIfKeepIsTrue) {
     Reports reports;
     output(TYPE, 1, "kept");
     ErrorOutput("src/Elsewhere", 7, false)(TYPE, 1, "passing");
@@ -139,7 +139,7 @@ TEST_F(ErrorOutputTest, DefaultSinkWritesOneLine) {
     EXPECT_EQ(written(6), "src/Somewhere:42: Test 6: \n");
 }
 
-TEST_F(ErrorOutputTest, UntrustedTextCannotForgeALine) {
+TEST_F(ErrorOutputTest, ControlCharactersAreReplacedByBlanksInTheLine) {
     EXPECT_EQ(written(1, std::string("a\nb\r\x1B[2J\0\x7F\tc", 12)),
               "src/Somewhere:42: Test 1: 'a b  [2J   c'\n");
     EXPECT_EQ(written(1, "\xC3\xBC\xFF"), "src/Somewhere:42: Test 1: '\xC3\xBC\xFF'\n");

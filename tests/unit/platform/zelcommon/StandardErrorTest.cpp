@@ -73,7 +73,7 @@ TEST(StandardErrorTest, WritingStopsOnAnErrorOrAnEmptyWrite) {
     EXPECT_EQ(lineWith({0}), "");
 }
 
-TEST(StandardErrorTest, FailurePreservesErrno) {
+TEST(StandardErrorTest, FailedWritePreservesErrno) {
     errno = 0;
     EXPECT_EQ(lineWith({-EBADF}), "");
     EXPECT_EQ(errno, 0);

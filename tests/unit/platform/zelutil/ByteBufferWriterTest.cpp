@@ -35,7 +35,7 @@ TEST(ByteBufferWriterTest, GrowsPastTheInitialCapacity) {
     }
 }
 
-TEST(ByteBufferWriterTest, RetrieveCopiesTheFirstBytesRepeatedly) {
+TEST(ByteBufferWriterTest, RetrieveReturnsTheFirstBytesAtEveryCall) {
     util::ByteBufferWriter writer(4);
     ASSERT_FALSE(writer.append("abcdef", 6));
     for (int i = 0; i < 2; ++i) {

@@ -22,8 +22,8 @@ public:
     Array() noexcept : Container(Kind::Array) {}
     ~Array() override;
 
-    /// Appends `value`. Takes ownership of it, even on failure: the value is then destroyed. Fails
-    /// if `value` is null or memory is exhausted.
+    /// Appends `value`. Takes ownership of `value`, even on failure: `value` is then destroyed.
+    /// Fails if `value` is null or memory is exhausted.
     bool add(Value* value) noexcept;
     /// Inserts `value` before the element at `index`, or appends it if `index` is the size. Takes
     /// ownership of `value` and fails as `add` does. Also fails if `index` is greater than the
@@ -40,7 +40,8 @@ public:
     void clear() noexcept { destroyChildren(); }
     /// Swaps the elements of two arrays.
     void swap(Array& other) noexcept { elements_.swap(other.elements_); }
-    /// Reserves capacity for `count` elements in total. This is a hint: failure is ignored.
+    /// Reserves capacity for `count` elements in total. This is only a hint: if memory is
+    /// exhausted, the function does nothing.
     void reserve(unsigned long count) noexcept;
 
     /// Returns the elements in their order. The reference is valid as long as the array exists.

@@ -128,9 +128,9 @@ public:
 
 private:
     // A text of up to `INLINE_CAPACITY` bytes is stored in `bytes_`. The last byte is then the
-    // number of unused bytes. If all are used, it is 0 and terminates the text. For a longer
-    // text, the last byte is `HEAP`, and `bytes_` begins with the address of a block that contains
-    // the size, the text and a zero.
+    // number of unused bytes. If no byte is unused, the last byte is 0 and terminates the text. For
+    // a longer text, the last byte is `HEAP`, and `bytes_` begins with the address of a block that
+    // contains the size, the text and a zero.
     static constexpr std::size_t INLINE_CAPACITY = 15;
     static constexpr char HEAP = INLINE_CAPACITY + 1;  // value of the last byte
     using Bytes = std::array<char, INLINE_CAPACITY + 1>;
@@ -148,8 +148,8 @@ private:
         std::memcpy(&size, heapBlock(), sizeof size);
         return size;
     }
-    // Copies without a call of memcpy. Copies two chunks of the largest fitting size, which may
-    // overlap.
+    // Copies the text without a call of memcpy: as two chunks of the largest size that fits. The
+    // chunks may overlap.
     void storeInline(std::string_view text) noexcept {
         const std::size_t size = text.size();
         if (size >= sizeof(long long)) {

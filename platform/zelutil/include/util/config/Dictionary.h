@@ -28,9 +28,9 @@ public:
 
     /// @{
     /// Adds `value` under the key. If the key exists, replaces its value and destroys the former
-    /// one. Takes ownership of `value`, even on failure: the value is then destroyed. Fails if
-    /// `key` or `value` is null or memory is exhausted. `add` and `set` do the same; by convention
-    /// `add` is used for a new key and `set` for an existing key.
+    /// one. Takes ownership of `value`, even on failure: `value` is then destroyed. Fails if `key`
+    /// or `value` is null or memory is exhausted. `add` and `set` do the same; by convention `add`
+    /// is used for a new key and `set` for an existing key.
     bool add(char const* key, Value* value) noexcept;
     bool add(std::string_view key, Value* value) noexcept;
     bool set(char const* key, Value* value) noexcept;
@@ -46,7 +46,8 @@ public:
     void clear() noexcept;
     /// Swaps the entries of two dictionaries.
     void swap(Dictionary& other) noexcept { entries_.swap(other.entries_); }
-    /// Reserves capacity for `count` entries in total. This is a hint: failure is ignored.
+    /// Reserves capacity for `count` entries in total. This is only a hint: if memory is exhausted,
+    /// the function does nothing.
     void reserve(unsigned long count) noexcept { entries_.reserve(count); }
 
     /// Returns the number of entries.
@@ -59,7 +60,7 @@ private:
     template <class Source>
     friend class TreeAssembler;
     friend class Container;
-    /// Does the same as `add` for a key that is greater than all existing keys.
+    /// Adds an entry at the end, as `add` does. The key must be greater than all existing keys.
     UTIL_LOCAL bool append(std::string_view key, Value* value) noexcept;
     UTIL_LOCAL static bool put(Value** place, Value* value) noexcept;
     // Destroys the children in reverse order until the last one is a container. Returns the address

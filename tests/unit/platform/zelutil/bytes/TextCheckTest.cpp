@@ -56,13 +56,13 @@ TEST(TextCheckTest, EveryPairOfBytesIsAcceptedAtEveryPositionAsInUnicodeStrings)
     }
 }
 
-TEST(TextCheckTest, FirstByteAtTheEndIsRefused) {
+TEST(TextCheckTest, IncompleteCharacterAtTheEndIsRejected) {
     for (std::size_t size = 1; size <= 40; ++size) {
         EXPECT_FALSE(util::isUtf8(std::string(size - 1, 'a') + '\xC3')) << size;
     }
 }
 
-TEST(TextCheckTest, CopyOfAShortTextIsTheText) {
+TEST(TextCheckTest, CopyOfAShortTextEqualsTheText) {
     for (std::size_t size = 0; size <= util::MAX_WORDS_COPY; ++size) {
         std::string text(size, 'a');
         for (std::size_t i = 0; i < size; ++i) {
@@ -74,7 +74,7 @@ TEST(TextCheckTest, CopyOfAShortTextIsTheText) {
     }
 }
 
-TEST(TextCheckTest, CopyReportsABeyondAsciiByteAtEveryPosition) {
+TEST(TextCheckTest, CopyDetectsANonAsciiByteAtEveryPosition) {
     for (std::size_t size = 1; size <= util::MAX_WORDS_COPY; ++size) {
         for (std::size_t at = 0; at < size; ++at) {
             std::string text(size, 'a');

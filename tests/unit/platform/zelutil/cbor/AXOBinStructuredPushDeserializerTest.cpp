@@ -252,7 +252,7 @@ constexpr Row OTHERS[] = {
     {"d9d9f7", "refused"},
 };
 
-TEST(AXOBinStructuredPushDeserializerTest, FurtherItemsAreReadOrRejected) {
+TEST(AXOBinStructuredPushDeserializerTest, ItemsBeyondTheRfcExamplesHaveTheExpectedOutcome) {
     for (const Row& row : OTHERS) {
         EXPECT_EQ(traced(row.hex), row.trace) << row.hex;
     }

@@ -104,7 +104,7 @@ TEST(NodeBlocksTest, NodeReleasesFreesNodesOfEveryType) {
     EXPECT_EQ(FailingAllocations::liveBlocks(), before);
 }
 
-TEST(NodeBlocksTest, NodeReleasesKeepsOtherNodes) {
+TEST(NodeBlocksTest, NodeReleasesDestroysOnlyTheGivenNodes) {
     const long before = FailingAllocations::liveBlocks();
     {
         auto nodes = integers(100);

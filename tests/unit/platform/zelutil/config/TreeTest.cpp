@@ -38,7 +38,7 @@ std::vector<Tree> differentNodes() {
     return nodes;
 }
 
-TEST(TreeTest, NodesEqualOnlyTheirCopies) {
+TEST(TreeTest, NodesAreEqualOnlyToTheirCopies) {
     const std::vector<Tree> nodes = differentNodes();
     for (const Tree& a : nodes) {
         const std::unique_ptr<Value> copy(a->clone());

@@ -257,7 +257,7 @@ constexpr ReadCall READ_CALLS[] = {
     {FieldReader::Kind::Array, [](FieldReader& from) { return from.beginArray(); }},
     {FieldReader::Kind::Object, [](FieldReader& from) { return from.beginObject(); }}};
 
-TEST(FieldReaderTest, CallsAcceptOnlyTheirKindOfValue) {
+TEST(FieldReaderTest, EachFunctionAcceptsOnlyItsKindOfValue) {
     struct Row {
         FieldReader::Kind kind;
         char const* hex;
@@ -282,7 +282,7 @@ TEST(FieldReaderTest, CallsAcceptOnlyTheirKindOfValue) {
     }
 }
 
-TEST(FieldReaderTest, CallsFailAtTheEndOfAPayload) {
+TEST(FieldReaderTest, EveryFunctionFailsAtTheEndOfAPayload) {
     for (const ReadCall& call : READ_CALLS) {
         FieldReader binary(Format::Binary, "");
         ASSERT_TRUE(binary.begin());

@@ -137,7 +137,7 @@ TEST(JsonTextTest, IllFormedPartIsReplacedInTextsOfAnyLength) {
     }
 }
 
-TEST(JsonTextTest, WellFormedTextIsOnlyEscapedByARepair) {
+TEST(JsonTextTest, RepairOfAWellFormedTextOnlyAddsEscapes) {
     constexpr char const* LETTERS[] = {"a", "\"", "\n", "é", "€", "\U0001F600", "b", "c"};
     std::mt19937 random(3);
     for (int i = 0; i < 20000; ++i) {

@@ -90,7 +90,7 @@ TEST(NumberTextTest, LayoutDependsOnTheExponentOfTheFirstDigit) {
     EXPECT_EQ(asText(0.30000001F), "0.3");
 }
 
-TEST(NumberTextTest, RandomBitsAreWrittenAsByTheStandardLibrary) {
+TEST(NumberTextTest, DoublesOfRandomBitsHaveTheTextsOfTheStandardLibrary) {
     std::mt19937_64 random(5);
     for (int i = 0; i < 200000; ++i) {
         const std::uint64_t bits = random() & 0x7FFFFFFFFFFFFFFFU;
@@ -116,7 +116,7 @@ double nearDecimal(std::mt19937_64& random, int decimals) {
     return direction == 0 ? value : std::nextafter(value, direction == 1 ? 0 : 1e300);
 }
 
-TEST(NumberTextTest, NumbersWithFewDecimalsAreWrittenAsByTheStandardLibrary) {
+TEST(NumberTextTest, NumbersWithFewDecimalsHaveTheTextsOfTheStandardLibrary) {
     std::mt19937_64 random(6);
     for (int i = 0; i < 400000; ++i) {
         const double value = nearDecimal(random, i % 24);
@@ -126,7 +126,7 @@ TEST(NumberTextTest, NumbersWithFewDecimalsAreWrittenAsByTheStandardLibrary) {
     }
 }
 
-TEST(NumberTextTest, PowersOfTenAndTheirNeighboursAreWrittenAsByTheStandardLibrary) {
+TEST(NumberTextTest, PowersOfTenAndTheirNeighboursHaveTheTextsOfTheStandardLibrary) {
     for (int exponent = -323; exponent <= 308; ++exponent) {
         const double power = std::strtod(("1e" + std::to_string(exponent)).c_str(), nullptr);
         for (const double value : {std::nextafter(power, 0), power, std::nextafter(power, 1e308)}) {

@@ -411,14 +411,14 @@ std::string malformedText(std::size_t size) {
     return text;
 }
 
-TEST_F(PayloadErrorTest, MistakeInTheLongestTextThatIsKeptIsLocatedWhenTheReasonIsRead) {
+TEST_F(PayloadErrorTest, MistakeInATextOfTheMaximumKeptSizeIsLocated) {
     const std::string text = malformedText(JsonFailure::MAX_KEPT);
     EXPECT_FALSE(JsonPull(text).begun);
     EXPECT_EQ(reason(),
               "expected ',' or ']', found '2' (byte " + std::to_string(text.size() - 2) + ")");
 }
 
-TEST_F(PayloadErrorTest, ReasonOfALongerTextIsTheKindOfMistake) {
+TEST_F(PayloadErrorTest, ReasonForALongerTextStatesOnlyTheKindOfMistake) {
     EXPECT_FALSE(JsonPull(malformedText(JsonFailure::MAX_KEPT + 1)).begun);
     EXPECT_EQ(ErrorStorage::current().number(), MalformedPayload);
     EXPECT_EQ(reason(),
