@@ -23,12 +23,12 @@ struct Answered {
     T value;
 };
 
-/// Returns the value with a status code.
+/// Returns an answer with this value and this status code.
 template <typename T>
 Answered<T> answered(unsigned short code, T value) {
     return {code, std::move(value)};
 }
-/// Returns the value with 201.
+/// Returns an answer with this value and the status code 201.
 template <typename T>
 Answered<T> created(T value) {
     return {statuscodes::CREATED, std::move(value)};

@@ -21,8 +21,8 @@ namespace kova::kit {
 ///     };
 class KOVA_KIT_API Ask {
 public:
-    /// Creates the view of a request. `path` is relative to the mount path. Both must outlive the
-    /// object.
+    /// Creates the view of a request. `path` is relative to the mount path. The request and the
+    /// path must outlive the view.
     Ask(const Request& request, std::string_view path) noexcept : request_(&request), path_(path) {}
     Ask(const Ask&) = delete;
     Ask& operator=(const Ask&) = delete;

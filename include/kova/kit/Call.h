@@ -190,7 +190,7 @@ public:
         draft_.onEnd = std::forward<Function>(function);
         return std::move(*this);
     }
-    /// Requests the whole answer.
+    /// Returns a call whose result is the whole answer: code, header and value.
     Call<FullReply<T>> full() && { return Call<FullReply<T>>(std::move(draft_)); }
 
     /// @{
@@ -214,8 +214,8 @@ public:
     /// `std::future_error` if the client is closed before the answer.
     std::future<T> future() && { return detail::FutureAnswer<T>().start(std::move(draft_)); }
     /// @{
-    /// Sends the request. The executor calls the functions that were set. The subscription owns the
-    /// call.
+    /// Sends the request. The executor calls the functions that were set with `onValue`,
+    /// `onProgress` and `onEnd`. The subscription owns the call.
     [[nodiscard]] Subscription start() && { return draft_.start(); }
     [[nodiscard]] Subscription start(const Executor& executor) && {
         draft_.options.executor = executor;

@@ -30,7 +30,7 @@ public:
     /// The type of a function that receives each value. It returns the reason if it cannot use the
     /// value.
     using ValueFunction = std::function<Result<void>(const Response&)>;
-    /// Receives the end.
+    /// The type of a function that receives the end of the call.
     using EndFunction = std::function<void(const End&)>;
 
     /// Creates a draft. `calls` will send the request.
@@ -39,7 +39,8 @@ public:
 
     /// Adds a header entry. If `value` is an error, stores the error; `start` then reports it.
     void addHeader(const std::string& key, Result<Tree>&& value);
-    /// Stores the first error. The call then ends with this error and is not sent.
+    /// Stores an error, unless one is already stored. The request is then not sent, and the call
+    /// ends with the stored error.
     void fail(const Error& error);
 
     /// Sends the request. If an error is stored, calls the end function with it instead.
@@ -51,7 +52,7 @@ public:
     Result<Response> wait(std::chrono::milliseconds limit);
 
     /// @{
-    /// The settings that `Call` makes.
+    /// The settings of the call. `Call` changes them.
     Request request;
     CallOptions options;
     ValueFunction onValue;

@@ -46,7 +46,8 @@ struct AskOptions {
     /// waiting thread. If it cannot use the value, it returns the reason, and the call fails with
     /// this reason.
     const std::function<Result<void>(const Response&)>* onProgress = nullptr;
-    /// The executor whose callbacks must not block.
+    /// An executor that must not be blocked: the call fails if it would have to wait on a thread of
+    /// this executor.
     Executor executor = {};
 };
 
@@ -72,8 +73,8 @@ struct CallInfo {
     /// The current state of the call, which names the part of the program that handles it.
     enum class Phase : std::uint8_t {
         inService,   ///< The service has not returned from `actionRequest`.
-        pending,     ///< The service works on it.
-        inCallback,  ///< A callback runs.
+        pending,     ///< The service is serving the request.
+        inCallback,  ///< A callback of the call is running.
         cancelling   ///< The request is being cancelled at the service.
     };
     /// The command word and the path of the request.
@@ -131,8 +132,8 @@ public:
 
     /// Does the same as `cancelRequest`, and waits as `Subscription::reset` does.
     void reset(void* handle);
-    /// Ends a call with the end "cancelled", as `Subscription::cancel` does. Returns false if the
-    /// call had already ended.
+    /// Cancels a call: its receiver gets the end "cancelled", as for `Subscription::cancel`.
+    /// Returns false if the call had already ended.
     bool cancel(void* handle);
 
     /// Sends a request. The receiver gets the values and the end on the executor. If the executor

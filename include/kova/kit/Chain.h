@@ -187,8 +187,9 @@ struct Deadline {
 ///     };
 class KOVA_KIT_API Chain : public IKovaApi {
 public:
-    /// A middleware that is a function: it forwards the request or rejects it. If it throws,
-    /// `actionRequest` throws the same exception, and the response handler is destroyed.
+    /// The type of a function that acts as middleware. It forwards the request or rejects it. If
+    /// the function throws, `actionRequest` throws the same exception, and the response handler is
+    /// destroyed.
     using Function = std::function<Verdict(Ask& ask, Next next)>;
     /// A function that creates a middleware in the form of a service. This service receives the
     /// requests and forwards them to `next`, the rest of the chain. `next` outlives the created

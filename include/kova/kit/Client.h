@@ -47,7 +47,7 @@ struct ClientOptions {
 ///     };
 class KOVA_KIT_API Client {
 public:
-    /// Creates a client of `service`, which must outlive it.
+    /// Creates a client of `service`. The service must outlive the client.
     explicit Client(IKovaApi& service, const ClientOptions& options = {});
     ~Client();
     Client(const Client&) = delete;

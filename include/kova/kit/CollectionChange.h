@@ -14,13 +14,13 @@
 #include "kova/kit/Values.h"
 
 namespace kova {
-// The words are those of `ResourceUpdateTypeSerializer`.
+// The names in payloads are the same as those of `ResourceUpdateTypeSerializer`.
 KOVA_ENUM(ResourceUpdateType, ADDED, MODIFIED, REMOVED)
 }  // namespace kova
 
 namespace kova::kit {
 
-/// A value of the stream of an `ObservableList`: the whole list, or one change.
+/// A value in the stream of an `ObservableList`: the whole list, or one change.
 ///
 /// A plain value type. In payloads it is one of these objects:
 ///
@@ -39,7 +39,7 @@ namespace kova::kit {
 ///     const bool applied = whole.applyTo(copy) && change.applyTo(copy);  // {3, 8}
 template <typename T>
 struct ListChange {
-    /// The kind of change, or nothing if `whole` is set.
+    /// The kind of change. Empty if `whole` is set.
     std::optional<ResourceUpdateType> kind = {};
     /// The index of the element.
     std::optional<std::size_t> index = {};
@@ -71,7 +71,7 @@ struct ListChange {
         return true;
     }
 
-    /// Describes the fields.
+    /// Describes the fields of the payload.
     friend constexpr auto kovaFields(ListChange*) {
         return fields(named("ListChange"), field("kind", &ListChange::kind),
                       field("index", &ListChange::index), field("value", &ListChange::value),
@@ -79,7 +79,7 @@ struct ListChange {
     }
 };
 
-/// A value of the stream of an `ObservableMap`: the whole map, or one change.
+/// A value in the stream of an `ObservableMap`: the whole map, or one change.
 ///
 /// A plain value type. In payloads it is one of these objects:
 ///
@@ -91,7 +91,7 @@ struct ListChange {
 /// `applyTo` keeps a copy of the map up to date.
 template <typename T>
 struct MapChange {
-    /// The kind of change, or nothing if `whole` is set.
+    /// The kind of change. Empty if `whole` is set.
     std::optional<ResourceUpdateType> kind = {};
     /// The key of the element.
     std::optional<std::string> key = {};
@@ -102,7 +102,7 @@ struct MapChange {
 
     /// Applies the change to the map. Returns false and leaves the map unchanged if the change does
     /// not fit: if a member is missing, if the map already contains the key of an added element, or
-    /// if it does not contain the key of another change.
+    /// if it does not contain the key of a modified or removed element.
     [[nodiscard]] bool applyTo(std::map<std::string, T>& map) const {
         if (whole) {
             map = *whole;
@@ -123,7 +123,7 @@ struct MapChange {
         return true;
     }
 
-    /// Describes the fields.
+    /// Describes the fields of the payload.
     friend constexpr auto kovaFields(MapChange*) {
         return fields(named("MapChange"), field("kind", &MapChange::kind),
                       field("key", &MapChange::key), field("value", &MapChange::value),

@@ -34,7 +34,8 @@ template <typename T>
 class ResultAwaiter {
 public:
     explicit ResultAwaiter(Call<T> call) : draft_(std::move(call).release()) {}
-    // The subscription is destroyed first, so that nothing resumes a destroyed coroutine.
+    // The subscription is the last member and is destroyed first, so that no callback resumes a
+    // destroyed coroutine.
     ResultAwaiter(const ResultAwaiter&) = delete;
     ResultAwaiter& operator=(const ResultAwaiter&) = delete;
 

@@ -42,7 +42,7 @@ public:
 
     /// Creates the end of a completed request.
     End() noexcept = default;
-    /// Creates any other end, with its reason.
+    /// Creates an end of any other kind, with the reason of the end.
     End(Kind kind, const Error& error) : kind_(kind), response_(error.toResponse()) {}
     /// Creates the end of a request for which the service sent this error response.
     explicit End(Response error) noexcept : kind_(Kind::failed), response_(std::move(error)) {}

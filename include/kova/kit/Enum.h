@@ -34,14 +34,14 @@ constexpr detail::Enumerator<E> enumerator(std::string_view name, E value) noexc
     return {name, value};
 }
 
-/// Describes an enumerator with another name.
+/// Describes an enumerator that has the given name in payloads.
 template <typename E>
 constexpr auto as(std::string_view name, detail::Enumerator<E> enumerator) noexcept {
     enumerator.name = name;
     return enumerator;
 }
 
-/// Describes the enumerator for unknown names.
+/// Describes the enumerator as which unknown names are read.
 template <typename E>
 constexpr auto fallback(detail::Enumerator<E> enumerator) noexcept {
     enumerator.isFallback = true;

@@ -14,7 +14,7 @@ namespace kova::kit {
 
 namespace detail {
 
-/// The data of `Events`: none.
+/// The stream source of `Events`. It has no data.
 template <typename T>
 class EventSource final : public StreamSource {
 public:

@@ -48,7 +48,7 @@ constexpr auto optional(detail::Field<Class, T, F> field) noexcept {
     return field;
 }
 
-/// Describes a field with another name.
+/// Describes a field that has the given name in payloads.
 template <class Class, class T, class F>
 constexpr auto as(std::string_view name, detail::Field<Class, T, F> field) noexcept {
     field.name = name;
@@ -68,7 +68,7 @@ constexpr detail::Base<B> base() noexcept {
     return {};
 }
 
-/// Makes reading reject unknown fields.
+/// Returns the item that makes reading fail if an object has unknown fields.
 constexpr detail::Strict strict() noexcept {
     return {};
 }

@@ -71,7 +71,7 @@ KOVA_FIELDS(PendingView, path, command, client, as("ageMs", count(age)), phase, 
 
 /// A trace channel.
 struct ChannelView {
-    /// The name.
+    /// The name of the channel.
     std::string name;
     /// The lowest level of the messages that are written. With 7 the channel writes nothing.
     int level = 0;

@@ -18,7 +18,7 @@ struct LoopOptions {
 /// An executor for a thread with an existing event loop: epoll, poll, GLib, Qt, asio.
 ///
 /// The thread waits until the descriptor is readable, and then calls `runReady`, which runs the
-/// callbacks. It never reads the descriptor itself.
+/// callbacks. The thread must not read from the descriptor.
 ///
 ///     kova::kit::Loop loop;
 ///     int descriptor = loop.fd();  // add it to the event loop, for reading, level-triggered

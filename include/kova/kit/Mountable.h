@@ -62,7 +62,7 @@ public:
     const std::shared_ptr<detail::Served>& served() const noexcept { return served_; }
 
 protected:
-    /// Creates a handle of the state.
+    /// Creates a handle of the shared state.
     explicit Mountable(std::shared_ptr<detail::Served> served) noexcept;
     /// Calls `close`.
     ~Mountable();

@@ -104,7 +104,7 @@ public:
     /// The type of the function that accepts or rejects a value that a client wants to set.
     using Check = std::function<Result<void>(const T& wanted)>;
 
-    /// Sets the first value.
+    /// Creates an observable with this first value.
     explicit Observable(T value = T())
         : Observable(std::make_shared<detail::ObservableSource<T>>(std::move(value))) {}
 

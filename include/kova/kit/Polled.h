@@ -18,11 +18,10 @@ namespace kova::kit {
 
 namespace detail {
 
-/// Calls a function at every interval while a stream has watchers.
+/// A timer that calls a function at every interval while a stream has watchers.
 class KOVA_KIT_API Polling {
 public:
-    /// Throws `std::invalid_argument` unless the interval has 1
-    /// to 2^32 - 1 milliseconds.
+    /// Throws `std::invalid_argument` if the interval is not between 1 and 2^32 - 1 milliseconds.
     Polling(const Streaming& stream, std::chrono::milliseconds interval,
             std::function<void()> function);
     /// Waits until the function is not running. If the function itself destroys the object, does
@@ -117,8 +116,8 @@ public:
     /// The function that reads the value.
     using Read = std::function<Result<T>()>;
 
-    /// Sets the function and the interval. Throws `std::invalid_argument` unless the interval has 1
-    /// to 2^32 - 1 milliseconds.
+    /// Sets the function and the interval. Throws `std::invalid_argument` if the interval is not
+    /// between 1 and 2^32 - 1 milliseconds.
     explicit Polled(Read read, std::chrono::milliseconds interval = std::chrono::seconds(1))
         : Polled(std::make_shared<detail::PolledSource<T>>(std::move(read)), interval) {}
     ~Polled() { close(); }

@@ -44,7 +44,7 @@ public:
     /// process.
     void onCancel(std::function<void()> function);
 
-    /// Returns the mime type of the values.
+    /// Returns the mime type in which the values are encoded.
     const std::string& format() const noexcept { return format_; }
 
 protected:

@@ -36,7 +36,7 @@ struct KOVA_KIT_API Error {
 };
 
 /// @{
-/// Compares code and message.
+/// Compare the codes and the messages.
 inline bool operator==(const Error& left, const Error& right) noexcept {
     return left.code == right.code && left.message == right.message;
 }
@@ -70,7 +70,7 @@ public:
     Result(T&& value) : content_(std::in_place_index<0>, std::move(value)) {}
     Result(Error error) : content_(std::in_place_index<1>, std::move(error)) {}
     /// @}
-    /// Holds a value-initialized value.
+    /// Creates a result with a value-initialized value.
     explicit Result(std::in_place_t) : content_(std::in_place_index<0>) {}
 
     /// @{

@@ -76,8 +76,8 @@ public:
 
     /// Answers new requests with 503, ends pending ones with 503, and waits until no handler is
     /// running, for at most `limit`. Returns the calls and jobs that are still running. May be
-    /// called again. If a function of a handler calls it, it does not wait for the current call of
-    /// that function.
+    /// called again. If a function of a handler calls `stop`, `stop` does not wait for the current
+    /// call of that function.
     std::vector<CallInfo> stop(std::chrono::milliseconds limit);
     /// Returns the requests that have not ended, and the jobs that are running.
     std::vector<CallInfo> pending() const;

@@ -39,8 +39,8 @@ public:
     bool received() const noexcept { return wait(std::chrono::milliseconds(0)); }
     /// Waits for a signal, for at most `limit`. Returns whether a signal has arrived.
     bool wait(std::optional<std::chrono::milliseconds> limit = std::nullopt) const noexcept;
-    /// Returns a descriptor for `poll` and event loops, which is readable from the first signal on.
-    /// Do not read from it.
+    /// Returns a descriptor for `poll` and event loops, which becomes readable when the first
+    /// signal arrives and then stays readable. Do not read from it.
     int descriptor() const noexcept { return descriptor_; }
 
 private:

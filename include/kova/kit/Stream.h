@@ -19,17 +19,18 @@ namespace kova::kit {
 
 namespace detail {
 
-/// The unread values of a stream, and the function that waits for the next value.
+/// The queue of the unread values of a stream, and the function that is called when the next value
+/// arrives.
 class KOVA_KIT_API StreamState {
 public:
     explicit StreamState(std::size_t capacity) : capacity_(capacity) {}
 
     /// Adds a value. Returns an error if the queue is full.
     Result<void> push(const Response& value);
-    /// Adds the end.
+    /// Adds the end of the stream.
     void finish(const End& end);
 
-    /// Returns whether `take` has something to return.
+    /// Returns whether `take` has a value or the end of the stream to return.
     bool isReady() const;
     /// Stores a function that is called once when a value or the end of the stream arrives. If
     /// `take` already has a value or the end to return, returns false and does not store the

@@ -50,7 +50,7 @@ constexpr char const* STREAM_LOST = "$stream-lost";
 struct StreamQueue {
     /// The number of changes that may wait for one watcher; at least 1.
     std::size_t bound = 16;
-    /// The policy when more come.
+    /// The policy for changes that arrive while the queue is full.
     WhenFull whenFull = Conflate;
 
     /// Returns the text of the header entry `STREAM_QUEUE`.
@@ -72,7 +72,7 @@ public:
 
     /// Sets the number of changes that may wait for a watcher; 0 counts as 1.
     StreamOptions& queue(std::size_t bound);
-    /// Sets the policy when more come.
+    /// Sets the policy for changes that arrive while the queue is full.
     StreamOptions& whenFull(WhenFull policy);
     /// Sets how long, with the policy `Wait`, a change waits for space in the queue of a watcher.
     /// The default is 1 s.
@@ -91,7 +91,7 @@ private:
 struct WatcherInfo {
     /// The header entry "$client-id" of its request. The client can choose any text.
     std::string clientId;
-    /// The peer of its request.
+    /// The process that sent the request of the watcher.
     Peer peer;
     /// The number of values that were passed to the receiver, including a value that the receiver
     /// is currently processing.
@@ -100,7 +100,7 @@ struct WatcherInfo {
     std::uint64_t conflated = 0;
     /// The number of changes that were dropped.
     std::uint64_t dropped = 0;
-    /// The number of changes that wait.
+    /// The number of changes that wait in the queue of the watcher.
     std::size_t queued = 0;
     /// The time for which the receiver has been running, with a resolution of about 4 ms; 0 if the
     /// receiver is not running.

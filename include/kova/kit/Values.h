@@ -136,8 +136,8 @@ Result<T> fromPayload(const Payload& payload, const Limits& limits = {}) {
     }
 }
 
-/// Returns the value as a value tree. Fails with the code 500 for the same values as `toPayload`
-/// with the binary format.
+/// Converts the value to a value tree. Fails with the code 500 for the same values for which
+/// `toPayload` with the binary format fails.
 template <typename T>
 Result<Tree> toTree(const T& value, const Limits& limits = {}) {
     return detail::writeTreeValue(limits, &detail::writeErased<detail::Writer, T>, &value);

@@ -47,7 +47,7 @@ public:
         const std::lock_guard<std::mutex> guard(state_->mutex);
         state_->isCancelled = true;
     }
-    /// Forbids any event from now on.
+    /// Makes every event from now on a violation, which is reported with the text `why`.
     void forbidEvents(char const* why) const {
         const std::lock_guard<std::mutex> guard(state_->mutex);
         state_->forbidden = why;
@@ -61,7 +61,7 @@ public:
     Response error() const { return read(&State::error); }
     /// Returns the mime type of the last value that has a payload.
     std::string format() const { return read(&State::format); }
-    /// Returns what was wrong, each thing once.
+    /// Returns the violations that were found, without repetitions.
     std::vector<std::string> findings() const { return read(&State::findings); }
 
 private:

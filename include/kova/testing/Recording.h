@@ -33,11 +33,11 @@ public:
     /// The texts of the events, in order.
     using Events = std::vector<std::string>;
 
-    /// Returns a new response handler that records.
+    /// Returns a new response handler that records its events.
     std::unique_ptr<IResponseHandler<Response>> handler() const {
         return std::make_unique<Handler>(state_);
     }
-    /// Returns a new receiver that records.
+    /// Returns a new receiver that records its events.
     std::unique_ptr<kit::Receiver> receiver() const { return std::make_unique<Receiver>(state_); }
 
     /// Registers a function that is called with the text of each later event. The function runs on
@@ -46,7 +46,7 @@ public:
         const std::lock_guard<std::mutex> guard(state_->mutex);
         state_->onEvent = std::move(function);
     }
-    /// Returns the events so far.
+    /// Returns the events that were recorded so far.
     Events events() const {
         const std::lock_guard<std::mutex> guard(state_->mutex);
         return state_->events;

@@ -20,9 +20,9 @@ public:
     struct Report {
         std::string type;    ///< the name of the catalogue
         int number;          ///< the number in the catalogue
-        std::string reason;  ///< the text
-        std::string file;    ///< the source file that reported it
-        int line;            ///< and its line
+        std::string reason;  ///< the text of the error
+        std::string file;    ///< the source file that reported the error
+        int line;            ///< the line in that file
     };
 
     Reports() {

@@ -48,7 +48,7 @@ public:
     /// resource handler joins the thread.
     Script& elsewhere() { return add(Step::elsewhere); }
 
-    /// Returns a new resource handler.
+    /// Returns a new resource handler that plays this script.
     std::unique_ptr<IResourceHandler> handler() const { return std::make_unique<Handler>(state_); }
     /// Continues all requests that wait, on the current thread.
     void go() const {
@@ -65,7 +65,7 @@ public:
             state_->run(play);
         }
     }
-    /// Returns the requests so far.
+    /// Returns the requests that the handlers have received so far.
     std::vector<Request> requests() const {
         const std::lock_guard<std::mutex> guard(state_->mutex);
         return state_->requests;

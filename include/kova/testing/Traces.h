@@ -23,7 +23,7 @@ public:
         int level;         ///< the level of the message
         std::string text;  ///< its text
 
-        /// Returns whether level and text are equal.
+        /// Returns whether two messages have the same level and text.
         friend bool operator==(const Trace& a, const Trace& b) {
             return a.level == b.level && a.text == b.text;
         }

@@ -44,7 +44,7 @@ private:
     std::mutex mutex_;
     std::vector<Running*> running_;
     bool armed_ = false;
-    /// Whether a task has begun since the last expiry.
+    /// Whether a task has begun since the alarm last expired.
     bool busy_ = false;
     std::unique_ptr<osal::Alarm> alarm_;
 };

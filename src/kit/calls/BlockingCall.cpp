@@ -169,7 +169,7 @@ std::optional<Error> BlockingCall::findObstacle() const {
     return Error{statuscodes::INTERNAL_SERVER_ERROR, describe() + " would block " + where};
 }
 
-// Returns false if the time is over.
+// Waits for the end or for progress. Returns false if the time limit has passed.
 bool BlockingCall::waitForMore(std::unique_lock<std::mutex>& lock) {
     driveForMore(lock);
     const auto isReady = [this] { return hasMore(); };

@@ -8,7 +8,7 @@ bool isError(const Response& value) {
     return value.isErrorResponse() || value.getStatusCode() >= statuscodes::BAD_REQUEST;
 }
 
-// Calls the functions of a draft.
+// A receiver that calls the functions that are set in a draft.
 class FunctionReceiver final : public Receiver {
 public:
     FunctionReceiver(CallDraft::ValueFunction onValue, CallDraft::ValueFunction onProgress,

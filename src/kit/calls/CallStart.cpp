@@ -9,8 +9,8 @@
 #include "calls/Threads.h"
 #include "kova/kit/resources/BlockPool.h"
 
-// The beginning of a call: its memory, the response handler that the service sees, and the steps
-// until the service has returned from `actionRequest`.
+// This file has the first steps of a call: the allocation of its memory, the response handler that
+// is passed to the service, and the steps until the service has returned from `actionRequest`.
 
 namespace kova::kit::detail {
 
@@ -36,7 +36,8 @@ public:
     ServiceSide(const ServiceSide&) = delete;
     ServiceSide& operator=(const ServiceSide&) = delete;
 
-    // The memory is a part of the call. The service holds one of the call's references.
+    // The object is constructed inside the memory of the call, so nothing is allocated or freed.
+    // While it exists, the service holds one of the call's references.
     static void* operator new(std::size_t, void* memory) noexcept { return memory; }
     static void operator delete(void*, void*) noexcept {}
     // NOLINTNEXTLINE(cert-dcl54-cpp,misc-new-delete-overloads): ends what placement made
@@ -127,7 +128,7 @@ void* PendingCall::send(const Request& request) {
     ResponseHandler seen(new (slot_.memory) ServiceSide(*this));
     void* const serviceHandle = service_.actionRequest(request, std::move(seen));
     if (seen) {
-        // The service did not take ownership.
+        // The service has returned without taking ownership of the response handler.
         if (claim()) {
             storeEnd(End(End::Kind::refused,
                          {statuscodes::SERVICE_UNAVAILABLE, "the service refuses requests"}));
@@ -142,7 +143,7 @@ void* PendingCall::send(const Request& request) {
 // Returns whether the call has not ended. If the request has ended while the service was inside
 // `actionRequest`, the service may have stored a stale entry for the address of the response
 // handler. If the request was cancelled meanwhile, the cancellation has not reached the service
-// yet.
+// yet. In both cases this function cancels the request, if the service has returned a handle.
 bool PendingCall::afterReturn(void* serviceHandle, bool keepsOwner) noexcept {
     serviceHandle_ = serviceHandle;
     const bool endedHere = endedInStart_;
@@ -158,7 +159,7 @@ bool PendingCall::afterReturn(void* serviceHandle, bool keepsOwner) noexcept {
         next = afterReturn(seen, cancels, keepsOwner);
     } while (!state_.compare_exchange_weak(seen, next, std::memory_order_acq_rel,
                                            std::memory_order_acquire));
-    // If this thread has no reference of its own, it does not use the call any more.
+    // From here on, this thread does not use the call unless it has a reference of its own.
     if (endedHere && (seen & WAITED) != 0) {
         wakeWaiting();
     }

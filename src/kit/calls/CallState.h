@@ -9,15 +9,16 @@ namespace kova::kit::detail::state {
 
 using Word = std::uint64_t;
 
-/// The end is decided. The receiver gets no value that arrives later.
+/// One thread has decided how the call ends. The receiver gets no value that arrives later.
 constexpr Word ENDED = 1U << 0U;
-/// The owner has silenced the call. No further callback begins.
+/// The owner has ended the call silently. No further callback begins.
 constexpr Word SILENT = 1U << 1U;
 /// A thread calls the receiver, or is allowed to call it. Only this thread uses the receiver.
 constexpr Word RUNNING = 1U << 2U;
-/// The thread that calls the receiver has work to do: queued values, an end, or silence.
+/// The thread that calls the receiver has work to do: to deliver queued values or an end, or to end
+/// the call silently.
 constexpr Word WORK = 1U << 3U;
-/// The end that will be delivered is stored.
+/// The end is stored in the call and will be delivered.
 constexpr Word END_STORED = 1U << 4U;
 /// The delivery task is in the queue of the executor.
 constexpr Word SCHEDULED = 1U << 5U;
@@ -25,7 +26,7 @@ constexpr Word SCHEDULED = 1U << 5U;
 constexpr Word WAITED = 1U << 6U;
 /// The service has returned from `actionRequest`, and its handle is stored.
 constexpr Word RETURNED = 1U << 7U;
-/// A thread is cancelling the request at the service, or will do so.
+/// A thread is cancelling the request at the service, or has decided to do so.
 constexpr Word CANCELLING = 1U << 8U;
 /// The receiver is destroyed.
 constexpr Word FINISHED = 1U << 9U;

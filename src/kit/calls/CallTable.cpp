@@ -19,7 +19,7 @@ constexpr std::uint64_t CHUNK = 4096;
 constexpr std::size_t SMALLEST_TABLE = 8;
 
 std::uint64_t takeNumbers() noexcept {
-    static std::atomic<std::uint64_t> next{1};  // 0 is the handle of no request
+    static std::atomic<std::uint64_t> next{1};  // no request has the handle 0
     return next.fetch_add(CHUNK, std::memory_order_relaxed);
 }
 
@@ -81,7 +81,7 @@ bool CallTable::link(PendingCall& call) {
         shard.nextNumber = takeNumbers();
         shard.endNumber = shard.nextNumber + CHUNK;
     }
-    // A handle is a number that is never dereferenced.
+    // A handle is a number in the form of a pointer, which is never dereferenced.
     const std::uint64_t number = (shard.nextNumber++ << SHARD_BITS) | index;
     call.handle = reinterpret_cast<void*>(number);  // NOLINT(performance-no-int-to-ptr)
     PendingCall*& bucket = bucketOf(shard, call.handle);

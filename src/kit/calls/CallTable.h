@@ -11,7 +11,7 @@ namespace kova::kit::detail {
 
 class PendingCall;
 
-/// Releases a reference to a call.
+/// A deleter that releases a reference to a call.
 struct GiveBack {
     void operator()(PendingCall* call) const noexcept;
 };

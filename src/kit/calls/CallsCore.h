@@ -34,7 +34,7 @@ public:
     CallReference send(const Request& request, PendingCall::Target&& target,
                        const CallOptions& callOptions);
     /// Sends a request without an owner. Returns the handle, or null if the call has ended. `now`
-    /// is the time from which the deadline counts, if the caller has read the clock already.
+    /// is the time from which the deadline counts, if the caller has already read the clock.
     void* sendAway(const Request& request, PendingCall::Target&& target,
                    const CallOptions& callOptions,
                    std::optional<Deadlines::TimePoint> now = std::nullopt);
@@ -47,7 +47,7 @@ public:
     /// that this thread is executing an operation of. They cannot settle before that operation has
     /// returned.
     std::size_t stop(const Error& error);
-    /// Ends all calls as "lost", without waiting. Returns them.
+    /// Ends all calls as "lost", without waiting. Returns these calls.
     std::vector<CallReference> lose(const Error& error);
     std::vector<CallInfo> list();
 

@@ -19,8 +19,8 @@ struct Search {
     Deadlines::TimePoint next;
 };
 
-// Returns whether the deadline has passed. Otherwise records the deadline if it is the earliest
-// one.
+// A filter for the table: returns whether the deadline of the call has passed. If not, records the
+// deadline if it is the earliest one so far.
 bool isOver(const PendingCall& call, void* user) {
     auto& search = *static_cast<Search*>(user);
     const Deadlines::TimePoint due = call.deadline();
@@ -64,7 +64,7 @@ void Deadlines::arm(TimePoint due, TimePoint now) {
         return;
     }
     earliest_.store(due.time_since_epoch().count(), std::memory_order_relaxed);
-    // Fails only in a child of fork(2) that cannot start a thread.
+    // `arm` fails only in a child process of fork(2) that cannot start a thread.
     static_cast<void>(alarm_->arm(std::chrono::ceil<std::chrono::milliseconds>(due - now)));
 }
 

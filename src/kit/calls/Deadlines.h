@@ -24,7 +24,7 @@ class Deadlines {
 public:
     using TimePoint = std::chrono::steady_clock::time_point;
 
-    /// `clock` is null for the system's clock.
+    /// Creates the deadlines of the calls in `table`. If `clock` is null, uses the system's clock.
     Deadlines(CallTable& table, osal::Clock* clock);
     Deadlines(const Deadlines&) = delete;
     Deadlines& operator=(const Deadlines&) = delete;
@@ -34,7 +34,7 @@ public:
     }
     /// Starts the alarm and its thread, without a deadline. Before this call no thread is running.
     void prepare();
-    /// Ensures that the call, which is in the table, is ended at `due`.
+    /// Registers the deadline `due` of a call. The call must already be in the table.
     void add(TimePoint due);
 
 private:

@@ -12,7 +12,7 @@ namespace kova::kit::detail {
 /// places, so that it can end the calls when it stops.
 class Reservation {
 public:
-    /// Keeps the call alive. The executor calls it under its lock.
+    /// Acquires a reference to the call. The executor calls this function under its lock.
     virtual void hold() noexcept = 0;
     /// Ends the call because the executor stops, and releases the reference that `hold` acquired.
     /// Called without a lock.
@@ -88,7 +88,7 @@ protected:
     bool stopping_ = false;
 
 private:
-    /// Whether no thread runs tasks any more.
+    /// Whether the queue was passed to the kit's thread (`leaveToKit`).
     bool left_ = false;
     TaskList tasks_;
     Reservation* places_ = nullptr;

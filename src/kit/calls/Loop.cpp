@@ -36,7 +36,8 @@ protected:
     void wake() noexcept override {
         if (!signalled_) {
             signalled_ = true;
-            // Cannot fail: the counter is 0, and the descriptor is open.
+            // `eventfd_write` cannot fail here, because the counter is 0 and the descriptor is
+            // open.
             static_cast<void>(::eventfd_write(fd_, 1));
         }
     }

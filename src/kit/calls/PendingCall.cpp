@@ -8,8 +8,8 @@
 #include "calls/Threads.h"
 #include "kova/kit/resources/BlockPool.h"
 
-// The steps that decide an end, cancel a request and free the memory. CallDelivery.cpp has the
-// steps that call the receiver.
+// This file has the steps of a call that decide its end, cancel its request and free its memory.
+// CallDelivery.cpp has the steps that call the receiver.
 
 namespace kova::kit::detail {
 

@@ -64,11 +64,11 @@ public:
     struct Setup {
         IKovaApi& service;
         CallTable& table;
-        std::shared_ptr<ExecutorState> executor;  ///< null: inline
+        std::shared_ptr<ExecutorState> executor;  ///< null for the inline executor
         TimePoint deadline = TimePoint::max();
         std::chrono::milliseconds timeout{0};  ///< the time from which the deadline was computed
         bool stream = false;                   ///< the deadline applies only to the first value
-        bool awaitsRelease = false;            ///< settled only when the service has released it
+        bool awaitsRelease = false;            ///< settled only after the handler's release
         std::size_t queue = 0;                 ///< maximum number of waiting values
         std::string_view client = {};          ///< copied; valid during `create`
     };
@@ -138,7 +138,7 @@ public:
     std::string describe() const;
     void traceLate(char const* event) const noexcept;
 
-    /// Links of the table. The table guards them.
+    /// The links of the table's lists. The locks of the table guard them.
     PendingCall* nextInTable = nullptr;
     void* handle = nullptr;
 
@@ -157,7 +157,7 @@ private:
     PendingCall(const Request& request, Setup&& setup, Target&& target) noexcept;
     ~PendingCall() = default;
 
-    // Events of the service.
+    // The events that the service sends.
     bool value(const Response& response);
     void serviceEnd(Response const* error) noexcept;
     void dropped() noexcept;
@@ -177,7 +177,7 @@ private:
     void finish(End const* end) noexcept;
     void finishDirectly(Response const* error) noexcept;
 
-    // Steps of the state.
+    // The functions that change the state.
     bool claim() noexcept;
     std::optional<state::Word> decideEnd(bool byKit) noexcept;
     void storeEnd(End&& end) noexcept;
@@ -224,7 +224,8 @@ private:
     bool endedInStart_ = false;
     bool goneInStart_ = false;
     /// @}
-    /// Whether one of the call's own steps has removed it from the table.
+    /// Whether a step of the call itself has removed the call from the table, in contrast to
+    /// `unlink`.
     bool removed_ = false;
     /// Whether the receiver is destroyed. Used only by the thread that has set RUNNING.
     bool finished_ = false;

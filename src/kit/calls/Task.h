@@ -9,7 +9,7 @@ namespace kova::kit::detail {
 /// queue and stays alive until `run` is called.
 class Task {
 public:
-    /// Does the work.
+    /// Runs the task.
     virtual void run() noexcept = 0;
     /// Called after each `run`. Releases the task; the executor does not use it afterwards. At this
     /// time the task may already be queued again.

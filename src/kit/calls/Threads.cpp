@@ -145,7 +145,7 @@ void wakeWaiting() {
 
 Waited waitForCallback(PendingCall& call, const WaitLimit& limit) {
     if ((call.peek() & state::RUNNING) == 0) {
-        return Waited::left;  // and none begins any more
+        return Waited::left;  // no callback runs, and none can begin
     }
     ThreadRecord& self = thisThread();
     std::unique_lock<std::mutex> lock(waits().mutex);

@@ -33,11 +33,12 @@ struct ThreadRecord {
     PendingCall* waitsFor = nullptr;
     /// The executor whose task the thread runs.
     ExecutorState* executor = nullptr;
-    /// An executor that received a task while the thread was in `actionRequest` of a service.
+    /// The executor to which a service posted a task while this thread was inside `actionRequest`.
+    /// It is assumed to serve the request.
     ExecutorState* servedBy = nullptr;
     /// Number of calls that the thread has made.
     std::uint32_t calls = 0;
-    /// Whether the thread calls alarms of a timer that the kit uses.
+    /// Whether the thread calls the alarms of a timer that the kit uses for deadlines.
     bool callsAlarms = false;
 
     /// Returns whether the thread is inside an operation on the call.
@@ -79,7 +80,7 @@ private:
     Frame frame_;
 };
 
-/// The time at which a wait ends, or nothing if there is no limit.
+/// The time at which a wait ends, or `std::nullopt` if there is no limit.
 using WaitLimit = std::optional<std::chrono::steady_clock::time_point>;
 
 /// The time after which a wait is traced.

@@ -22,11 +22,11 @@ class StoredTree {
 public:
     /// The result of a change or a look-up: success, or the kind of failure.
     enum class Result {
-        Done,     ///< found, or changed in place
+        Done,     ///< the value was found, or changed in place
         Created,  ///< a new value was added
         NotFound,
         Exists,    ///< the path already has a value
-        Conflict,  ///< the parent is a scalar, the root would be one, or the result is not readable
+        Conflict,  ///< the parent or the new root is a scalar, or the result is not readable
         NotSaved   ///< the file could not be written; nothing was changed
     };
     using Path = std::vector<std::string>;

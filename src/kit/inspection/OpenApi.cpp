@@ -24,7 +24,7 @@ constexpr char const* PROBLEM_TYPE = "application/problem+json";
 
 // --- The objects of a document -------------------------------------------------------------------
 
-// An error response (RFC 9457).
+// The body of an error response: a problem object (RFC 9457).
 struct Problem {
     std::string type;
     std::string title;
@@ -35,7 +35,7 @@ struct Problem {
 KOVA_FIELDS(Problem, optional(type), optional(title), optional(status), optional(detail),
             optional(instance))
 
-// A media type has at most the member "schema".
+// A media type object of OpenAPI. The only member that is used is "schema".
 using MediaType = std::map<std::string, Payload>;
 using Content = std::map<std::string, MediaType>;
 
@@ -160,7 +160,7 @@ Address addressOf(const std::string& mount, const std::string& below) {
     return address;
 }
 
-// Returns the path with the names of its parameters.
+// Returns the path in the form of OpenAPI, with the names of its parameters.
 std::string pathOf(const Address& address) {
     std::string path;
     auto name = address.names.begin();
@@ -277,7 +277,7 @@ private:
     Document document_;
     SchemaPool pool_;
     Payload problem_;
-    /// The names of the parameters of a path, by its shape.
+    /// The names of the parameters of each path. The key is the shape of the path.
     std::map<std::string, std::vector<std::string>> names_;
 };
 

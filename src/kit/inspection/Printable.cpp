@@ -11,7 +11,8 @@ namespace {
 constexpr std::string_view REPLACEMENT = "\xEF\xBF\xBD";
 constexpr std::size_t LONGEST_CHARACTER = 4;
 
-// Returns the first character, or "" if the first byte does not begin a well-formed one.
+// Returns the bytes of the first character, or "" if the text does not begin with a well-formed
+// UTF-8 character.
 std::string_view firstCharacter(std::string_view bytes) noexcept {
     for (std::size_t size = 1; size <= LONGEST_CHARACTER && size <= bytes.size(); ++size) {
         if (zel::unicode::isUtf8(bytes.substr(0, size))) {

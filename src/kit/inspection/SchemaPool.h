@@ -14,7 +14,7 @@ namespace kova::kit::detail {
 /// It reads only schemas that `schemaOf` returns. Not synchronized.
 class SchemaPool {
 public:
-    /// The definitions by their names in the document.
+    /// The definitions. The keys are their names in the OpenAPI document.
     using Components = std::map<std::string, Payload>;
 
     /// Collects the definitions of a schema. Returns the schema without its definitions. Its

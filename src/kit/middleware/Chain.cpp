@@ -17,7 +17,8 @@ namespace detail {
 class ChainState {
 public:
     explicit ChainState(IKovaApi& service) : service_(service) {}
-    // The outer services use the inner ones until they are destroyed.
+    // Destroys the outer services first, because an outer service uses the inner services until it
+    // is destroyed.
     ~ChainState() {
         while (!links_.empty()) {
             links_.pop_back();
@@ -34,13 +35,14 @@ public:
         }
         change(parts_);
     }
-    /// Returns the service that gets the requests.
+    /// Returns the outermost service, which gets the requests. Builds the services before the first
+    /// request.
     IKovaApi& first() {
         IKovaApi* const first = first_.load(std::memory_order_acquire);
         return first != nullptr ? *first : build();
     }
 
-    /// Either a plan or a front.
+    /// A part of the chain: either the plan of a segment, or a `Front`.
     struct Part {
         SegmentPlan plan;
         Chain::Front front;

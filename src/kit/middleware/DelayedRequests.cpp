@@ -78,7 +78,7 @@ void* DelayedRequests::send(const Request& request, ResponseHandler&& handler) {
 
 void DelayedRequests::armLocked() {
     const auto left = std::chrono::ceil<std::chrono::milliseconds>(queue_.front().time - now());
-    // Fails only in a child of fork(2) that cannot start a thread.
+    // `arm` fails only in a child process of fork(2) that cannot start a thread.
     static_cast<void>(alarm_->arm(std::max(left, std::chrono::milliseconds(0))));
 }
 

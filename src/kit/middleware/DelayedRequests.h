@@ -45,8 +45,8 @@ private:
 
         Request request;
         Peer peer;
-        ResponseHandler handler;  ///< null from the time on at which the request is passed on
-        void* handle = nullptr;   ///< of the service
+        ResponseHandler handler;  ///< null after the request was forwarded
+        void* handle = nullptr;   ///< the handle that the service returned
         bool isCancelled = false;
     };
     struct Due {

@@ -38,7 +38,7 @@ private:
     std::atomic<std::size_t> number_{0};
 };
 
-/// Where a request is counted.
+/// The state of a request: the counters in which it is counted.
 struct Counted {
     detail::PeerCounts::Count* peer = nullptr;
     bool pending = false;

@@ -17,7 +17,7 @@ struct Observers {
         std::size_t offset;
     };
     std::vector<Entry> entries;
-    /// The size of all states.
+    /// The total size of the states of all observers.
     std::size_t size = 0;
 
     /// Appends an observer and returns its index.

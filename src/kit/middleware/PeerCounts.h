@@ -14,7 +14,7 @@ namespace kova::kit::detail {
 /// counts are in a hash table whose shards have separate locks. Any thread may call any function.
 class PeerCounts {
 public:
-    /// The number of one peer.
+    /// The count of one peer.
     struct Count;
 
     PeerCounts() = default;
@@ -25,7 +25,7 @@ public:
     /// Adds 1 to the count of the peer. Returns the count, for `remove`. If the count has already
     /// reached `limit`, returns null.
     Count* add(const Peer& peer, std::size_t limit);
-    /// Subtracts 1.
+    /// Subtracts 1 from the count. Removes the count if it is then 0.
     void remove(Count* count) noexcept;
     /// Returns the number of peers whose count is not 0.
     std::size_t size() const;

@@ -17,7 +17,7 @@ inline std::string_view headerText(const Request& request, char const* key) noex
                : std::string_view();
 }
 
-/// Returns whether the client wants a stream of values, like `Ask::wantsStream`.
+/// Returns the same as `Ask::wantsStream`: whether the client wants a stream of values.
 inline bool wantsStream(const Request& request) noexcept {
     return headerText(request, headers::RESPONSE_SEMANTIC) == headers::PERSISTENT_STREAM;
 }

@@ -139,7 +139,8 @@ RequestMetrics::Mount& RequestMetrics::add(std::string_view path) {
     return mount;
 }
 
-// Prefixes that are longer than all mounts are skipped, so the time does not grow with the path.
+// Skips prefixes that are longer than the longest mount, so the time does not grow with the length
+// of the path.
 RequestMetrics::Mount* RequestMetrics::find(std::string_view path) noexcept {
     const std::size_t longest = longest_.load(RELAXED);
     std::string_view prefix = path;

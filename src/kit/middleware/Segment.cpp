@@ -65,7 +65,7 @@ void Passing::call(const Chain::Function& function, std::size_t step, const Requ
     }
 }
 
-// The handler is destroyed after the call, which may destroy the chain.
+// Keeps the handler alive until `onError` has returned, because this call may destroy the chain.
 void Passing::refuse(const Error& error) {
     const std::unique_ptr<Passage> passage = std::move(passage_);
     passage->onError(error.toResponse());

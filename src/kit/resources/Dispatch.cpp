@@ -6,7 +6,7 @@
 
 namespace kova::kit::detail {
 
-// The request of a function that answers later.
+// The copy of a request whose function answers later.
 struct Dispatch::Later {
     explicit Later(const Ask& original)
         : request(original.request()), ask(request, original.path()) {}

@@ -268,7 +268,7 @@ void Exchange::set(Function& member, Function function) {
         const std::lock_guard<std::mutex> guard(mutex_);
         member.swap(function);
     }
-    function = nullptr;  // the former one, destroyed without the lock
+    function = nullptr;  // destroys the former function, without the lock
     if (!isOpen()) {
         tellSender();
     }

@@ -31,7 +31,7 @@ public:
 
     /// Adds a request unless it has ended. Returns its handle, or null.
     void* add(const std::shared_ptr<Exchange>& exchange);
-    /// Removes the request that has ended.
+    /// Removes a request that has ended.
     void remove(const Exchange& exchange) noexcept;
     /// Removes and cancels the request with the handle, if it is in the table.
     void cancel(void* handle) noexcept;
@@ -111,7 +111,7 @@ public:
         Serving(const Serving&) = delete;
         Serving& operator=(const Serving&) = delete;
 
-        /// Sets the request of the innermost guard of this thread.
+        /// Tells the innermost guard of this thread which request the function serves.
         static void set(const Exchange& exchange) noexcept;
 
     private:

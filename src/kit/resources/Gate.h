@@ -18,7 +18,7 @@ public:
     /// its stack.
     class Entry {
     public:
-        /// Enters unless the gate is closed.
+        /// Enters the gate, unless it is closed.
         explicit Entry(Gate& gate) noexcept : Entry(gate, false) {}
         /// Enters the gate if it is open. If `always` is true, also enters a closed gate.
         Entry(Gate& gate, bool always) noexcept;
@@ -26,7 +26,7 @@ public:
         Entry(const Entry&) = delete;
         Entry& operator=(const Entry&) = delete;
 
-        /// Returns whether the thread is inside.
+        /// Returns whether the constructor has entered the gate.
         explicit operator bool() const noexcept { return gate_ != nullptr; }
 
     private:
@@ -58,7 +58,7 @@ public:
         Waiting(const Waiting&) = delete;
         Waiting& operator=(const Waiting&) = delete;
 
-        /// Returns whether the thread is inside.
+        /// Returns whether the waiting thread is inside the gate itself.
         bool isInside() const noexcept { return own_ != 0; }
         /// Returns the number of entries for which the thread waits. With `withoutWaiting`, the
         /// entries of threads that are inside and also wait are not counted.

@@ -26,7 +26,8 @@ public:
                                                        "nothing is mounted here now"));
         return nullptr;
     }
-    // A former handler has ended all its requests.
+    // Cancels a request at the current handler. A former handler needs no cancellation, because all
+    // its requests have ended.
     void cancelRequest(void* handle) override {
         if (const std::shared_ptr<Served> present = slot_->get()) {
             present->cancelRequest(handle);

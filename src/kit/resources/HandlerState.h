@@ -58,7 +58,7 @@ private:
 /// owns.
 void remove(Served& served);
 
-/// The handler of a slot, which can be exchanged.
+/// The state of a slot: its handler, which can be exchanged.
 class SlotState {
 public:
     /// Sets the handler, or removes it if `next` is null. Closes the former handler and waits for

@@ -15,7 +15,7 @@ namespace kova::kit::detail {
 /// A request that waits for a worker or runs on it.
 class JobState : public std::enable_shared_from_this<JobState> {
 public:
-    /// `format` must outlive the object.
+    /// Creates a job. `format` must outlive the object.
     JobState(std::shared_ptr<Served> served, std::shared_ptr<Exchange> exchange, const Ask& ask,
              const std::string& format, const Route& route, const Router::Match& match,
              std::shared_ptr<MountState> mount);
@@ -24,7 +24,7 @@ public:
     JobState(const JobState&) = delete;
     JobState& operator=(const JobState&) = delete;
 
-    /// Lets a cancellation wake the job.
+    /// Makes a cancellation of the request wake the job from `sleep`.
     void watchCancellation();
     /// Runs the job on the current thread.
     void run() noexcept;
@@ -45,7 +45,7 @@ private:
     const Route& route_;
     const Peer peer_;
     const std::shared_ptr<MountState> mount_;
-    /// The texts in `path` that the parameters matched.
+    /// The parts of the path that the parameters of the template match.
     std::array<std::string_view, PathTemplate::LONGEST> captures_;
     std::size_t captureCount_ = 0;
 

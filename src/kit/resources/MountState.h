@@ -32,9 +32,9 @@ public:
 
     const OnUncaught& onUncaught() const noexcept { return onUncaught_; }
     MountState* parent() const noexcept { return parent_.get(); }
-    /// The gate of the jobs.
+    /// Returns the gate that the jobs of the mount enter.
     Gate& gate() noexcept { return gate_; }
-    /// Returns the jobs that run.
+    /// Returns the jobs that are running.
     std::vector<CallInfo> jobs() const;
 
     /// A guard that adds a job to the list of running jobs while the guard exists.

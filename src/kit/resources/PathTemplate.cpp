@@ -20,7 +20,8 @@ constexpr KindName KIND_NAMES[] = {{"uint", SegmentKind::unsignedInteger},
                                    {"text", SegmentKind::text},
                                    {"rest", SegmentKind::rest}};
 
-// Returns whether an argument can receive the text that a parameter matches.
+// Returns whether an argument of a function can receive the text that a parameter of the template
+// matches.
 bool accepts(ArgumentKind argument, SegmentKind parameter) noexcept {
     switch (parameter) {
         case SegmentKind::unsignedInteger:

@@ -22,13 +22,13 @@ struct TemplateSegment {
     int rank() const noexcept;
 };
 
-/// The template of a path: "{id:uint}/name".
+/// The template of a path, such as "{id:uint}/name".
 class PathTemplate {
 public:
-    /// The greatest number of segments.
+    /// The maximum number of segments of a template.
     static constexpr std::size_t LONGEST = 32;
 
-    /// Throws `std::invalid_argument` if the text is malformed.
+    /// Parses a template. Throws `std::invalid_argument` if the text is malformed.
     explicit PathTemplate(std::string_view text);
 
     const std::vector<TemplateSegment>& segments() const noexcept { return segments_; }
@@ -38,7 +38,8 @@ public:
     /// Returns whether both templates match a path with the same rank in every segment, so that
     /// neither is preferred.
     bool isAsGoodAs(const PathTemplate& other) const noexcept;
-    /// Throws `std::invalid_argument` if the parameters of a function do not match.
+    /// Throws `std::invalid_argument` if the parameters of a function do not match the parameters
+    /// of the template.
     void check(const std::vector<ArgumentKind>& arguments, bool acceptsBody) const;
 
 private:

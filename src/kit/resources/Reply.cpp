@@ -12,7 +12,7 @@ ReplyBase::ReplyBase(ReplyBase&& other) noexcept
 
 ReplyBase& ReplyBase::operator=(ReplyBase&& other) noexcept {
     if (this != &other) {
-        const ReplyBase former(std::move(*this));  // answers 500 if it has no end
+        const ReplyBase former(std::move(*this));  // its destructor answers 500
         exchange_ = std::move(other.exchange_);
         format_ = std::move(other.format_);
     }

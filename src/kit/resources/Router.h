@@ -23,14 +23,14 @@ namespace kova::kit::detail {
 /// of threads may search without a lock.
 class Router {
 public:
-    /// The routes of one template, one for each command, and the texts that the parameters of the
-    /// found route matched.
+    /// The result of a look-up: the routes of the template that matches (one for each command), and
+    /// the parts of the path that its parameters match.
     class Match {
     public:
-        // Not defaulted: the storage for 32 texts stays uninitialized.
+        // Not defaulted, so that the storage for 32 texts stays uninitialized.
         Match() noexcept {}  // NOLINT(modernize-use-equals-default,*-member-init)
 
-        /// Returns the `count` texts.
+        /// Returns the parts of the path that the parameters match. Their number is `count`.
         std::string_view const* captures() const noexcept {
             return reinterpret_cast<std::string_view const*>(storage_);
         }
@@ -52,8 +52,9 @@ public:
 
     /// Adds a route. Throws `std::invalid_argument`, as `Resource::on` does.
     void add(Route&& route);
-    /// Throws `std::invalid_argument` if another route serves the same command and matches the same
-    /// paths with the same rank as `route`, whose template is `pattern`.
+    /// Throws `std::invalid_argument` if `route` would be ambiguous: another route serves the same
+    /// command, and its template matches the same paths with the same rank. `pattern` is the
+    /// template of `route`.
     void checkUnambiguous(const Route& route, const PathTemplate& pattern) const;
     /// Finds the preferred template that matches the path and has a route for the command. If no
     /// such template exists, finds the preferred template that matches the path. Returns the route

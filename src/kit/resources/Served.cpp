@@ -35,7 +35,8 @@ namespace detail {
 
 namespace {
 
-// Passes requests on to the shared state, which may outlive the service.
+// A resource handler that passes its requests on to the shared state. The state may outlive the
+// service.
 class ServedHandler final : public IResourceHandler {
 public:
     ServedHandler(std::shared_ptr<Served> served, std::shared_ptr<MountState> mount)

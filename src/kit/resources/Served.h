@@ -32,7 +32,7 @@ public:
                         const std::shared_ptr<MountState>& mount) noexcept;
     /// Cancels a pending request.
     void cancelRequest(void* handle) noexcept;
-    /// Returns the operations that are offered.
+    /// Returns the operations of the object.
     virtual std::vector<Operation> operations() const = 0;
     /// Returns the hint that is appended to the message "path '...' not found", or "" if there is
     /// no hint.

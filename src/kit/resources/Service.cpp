@@ -30,7 +30,7 @@ struct MountEntry {
     std::shared_ptr<SlotState> slot;
     IKovaApi* service = nullptr;
     std::shared_ptr<MountState> state;
-    // The service owns `served`.
+    // Whether the service owns `served`.
     bool isOwned = false;
 
     std::unique_ptr<IResourceHandler> makeHandler() const {

@@ -129,7 +129,7 @@ void DeliveryPool::run(Place& place, Lock& lock) {
     finish(place, lock);
 }
 
-// Gives the task up.
+// Ends the work of a thread on its task, and releases the task.
 void DeliveryPool::finish(Place& place, Lock& lock) {
     if (place.state == Place::State::working) {
         --active_;

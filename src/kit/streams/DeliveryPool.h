@@ -22,9 +22,9 @@ struct DeliverySlot {
     /// The number of the current visit of a receiver. It is odd while the thread calls the
     /// receiver. Never decreases. Only the thread writes it.
     std::atomic<std::uint64_t> visit{0};
-    /// The thread owns the task.
+    /// Whether the thread owns its task.
     std::atomic<bool> ownsTask{false};
-    /// The number of the slot.
+    /// The index of the slot in the pool.
     std::size_t number = 0;
 
     /// `enter` begins a call of a receiver, `leave` ends it. The stores are relaxed, because the
@@ -51,11 +51,11 @@ public:
     virtual void disconnect(std::size_t slot, std::uint64_t visit) = 0;
 };
 
-/// Figures of a pool.
+/// The numbers of threads of a pool.
 struct DeliveryFigures {
-    std::size_t threads;   ///< Threads that count, at most `MAX_THREADS`.
-    std::size_t stuck;     ///< Those of them whose receiver blocks.
-    std::size_t replaced;  ///< Threads that do not count any more, until their receiver returns.
+    std::size_t threads;   ///< Threads that are not replaced, at most `MAX_THREADS`.
+    std::size_t stuck;     ///< The number of those threads whose receiver blocks.
+    std::size_t replaced;  ///< Replaced threads whose receiver has not returned yet.
 };
 
 /// A bounded pool of threads that call the receivers of streams, so that a receiver that blocks
@@ -90,7 +90,7 @@ public:
     DeliveryPool(const DeliveryPool&) = delete;
     DeliveryPool& operator=(const DeliveryPool&) = delete;
 
-    /// Lets a thread run the task.
+    /// Queues a task, which a thread of the pool then runs.
     void submit(std::shared_ptr<PooledTask> task);
     /// Returns whether the current thread runs a task.
     static bool isInside() noexcept;

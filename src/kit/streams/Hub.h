@@ -29,7 +29,7 @@ public:
     Hub(std::shared_ptr<StreamSource> source, const StreamQueue& queue);
 
     /// @{
-    /// See `publish` and `readLocked`.
+    /// The implementations of the functions `publish` and `readLocked` in `Streaming.h`.
     bool publish(std::shared_ptr<Change> change, bool (*apply)(void*), void* user);
     void read(void (*function)(void*), void* user) const;
     /// @}
@@ -79,7 +79,7 @@ private:
     /// Whether the threads that wait in `set` were already notified. Avoids a second notification,
     /// which is a system call.
     bool isNotified_ = false;
-    /// The pool has the task.
+    /// Whether the task is submitted to the pool.
     bool isScheduled_ = false;
     bool isClosed_ = false;
 };

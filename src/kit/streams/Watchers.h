@@ -27,18 +27,18 @@ struct Watcher {
 
     /// A value that the watcher gets before the change at its cursor, or null. Guarded.
     std::shared_ptr<Change> snapshot;
-    /// The number of the next change. Guarded.
+    /// The number of the change that the watcher gets next. Guarded.
     std::uint64_t cursor = 0;
     std::uint64_t delivered = 0;  ///< Guarded.
     std::uint64_t conflated = 0;  ///< Guarded.
     std::uint64_t dropped = 0;    ///< Guarded.
-    std::uint64_t lost = 0;       ///< Dropped since the last value. Guarded.
-    std::int64_t since = 0;       ///< When its receiver was called. Guarded.
+    std::uint64_t lost = 0;       ///< Changes dropped since the last value. Guarded.
+    std::int64_t since = 0;       ///< The time when the receiver was called. Guarded.
     std::size_t slot = 0;         ///< The thread that calls its receiver. Guarded.
     std::uint64_t visit = 0;      ///< The visit of that thread. Guarded.
-    bool isBusy = false;          ///< A thread calls its receiver. Guarded.
-    bool isGone = false;          ///< The thread shall remove it. Guarded.
-    bool hasValue = false;        ///< It has got its first value. Used by the visiting thread.
+    bool isBusy = false;          ///< Whether a thread is calling the receiver. Guarded.
+    bool isGone = false;          ///< Whether the visiting thread must remove it. Guarded.
+    bool hasValue = false;        ///< Whether it has got a value. Used by the visiting thread.
 };
 
 /// Objects that are destroyed after the lock of the hub has been released.
@@ -81,17 +81,17 @@ public:
     /// The state of a visit: a thread delivers one value to one watcher.
     struct Visit {
         Iterator watcher;
-        std::shared_ptr<Change> change;  ///< Null: the watcher is disconnected.
+        std::shared_ptr<Change> change;  ///< Null if the watcher is disconnected.
         std::uint64_t lost = 0;          ///< The changes dropped since the last value.
         bool isRunning = false;          ///< Between `begin` and `end`.
-        bool isOpen = false;             ///< Set by the visitor: the receiver wants more.
+        bool isOpen = false;             ///< Set by the visiting thread: the receiver wants more.
     };
 
     StreamQueue queue;
 
     /// Adds a watcher that gets `watcher.snapshot`, if there is one, and then later changes.
     void add(Watcher&& watcher);
-    /// Adds a change.
+    /// Adds a change, which all watchers will get.
     void push(std::shared_ptr<Change> change, Garbage& garbage);
     /// Returns whether adding a change would release the oldest change before all watchers have got
     /// it.
@@ -102,8 +102,9 @@ public:
     bool hasReady() const noexcept { return !ready_.empty(); }
 
     /// Begins the visit of the next watcher. `snapshot` is the whole value, list or map, or null
-    /// for events. With `incremental`, a watcher that has lost a change needs the snapshot.
-    /// `mayDisconnect` is false if watchers that have fallen behind get the newest value instead.
+    /// for events. With `incremental`, a watcher that has lost a change needs the snapshot. If
+    /// `mayDisconnect` is false, a watcher that has fallen behind is not disconnected, but gets the
+    /// newest value.
     void begin(Visit& visit, const std::shared_ptr<Change>& snapshot, bool incremental,
                Garbage& garbage);
     /// Returns whether the next visit needs the snapshot.
@@ -146,7 +147,7 @@ private:
     void markGone(Watcher& watcher, Garbage& garbage);
 
     std::deque<Entry> changes_;
-    /// The number of the oldest change.
+    /// The number of the oldest change in the list.
     std::uint64_t first_ = 0;
     /// The number of watchers whose cursor has passed the newest change.
     std::size_t atEnd_ = 0;

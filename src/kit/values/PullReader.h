@@ -11,8 +11,8 @@ namespace kova::kit::detail {
 /// Reads a payload through a pull deserializer of the platform.
 class PullReader final : public Reader {
 public:
-    /// Creates a reader that uses `in`, which must stay alive while the reader is used. It may be
-    /// null; then no function may be called. The mime type must also stay alive.
+    /// Creates a reader that uses `in`, which must stay alive while the reader is used. If `in` is
+    /// null, no function may be called. The mime type must also stay alive.
     PullReader(util::serializer::IStructuredPullDeserializer* in, const std::string& mimeType,
                const Limits& limits)
         : Reader(limits), in_(in), mimeType_(mimeType.c_str()), depth_(limits.depth) {}
@@ -78,7 +78,7 @@ private:
     util::serializer::IStructuredPullDeserializer* in_;
     char const* mimeType_;
     std::size_t depth_;
-    std::string name_;  // of the latest field, or the latest text
+    std::string name_;  // the name of the latest field, or the latest text
     Recorded recorded_;
 };
 

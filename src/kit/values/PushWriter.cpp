@@ -22,7 +22,8 @@ bool PushWriter::failOf() {
                           : fail(std::move(reason));
 }
 
-// The platform's reason names only the array.
+// Describes why an array of numbers was not written, and returns false. Finds the element that
+// failed, because the platform's reason names only the array.
 template <typename T>
 bool PushWriter::failOf(const std::vector<T>& values) {
     const auto bad = std::find_if_not(values.begin(), values.end(),

@@ -9,8 +9,8 @@ namespace kova::kit::detail {
 /// Writes a payload through a serializer of the platform.
 class PushWriter final : public Writer {
 public:
-    /// Creates a writer that uses `out`, which must stay alive while the writer is used. It may be
-    /// null; then no function may be called.
+    /// Creates a writer that uses `out`, which must stay alive while the writer is used. If `out`
+    /// is null, no function may be called.
     PushWriter(util::serializer::IStructuredSerializer* out, const Limits& limits)
         : Writer(limits), out_(out) {}
 

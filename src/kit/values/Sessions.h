@@ -11,10 +11,10 @@
 
 namespace kova::kit::detail {
 
-/// Reads one payload.
+/// Reads one payload with a deserializer of the platform.
 class PayloadReader {
 public:
-    /// Reads `payload`, which must stay alive.
+    /// Creates a reader of `payload`, which must stay alive.
     PayloadReader(const Payload& payload, const Limits& limits);
 
     /// Returns whether the mime type has a deserializer. If not, no other function may be called.
@@ -29,7 +29,7 @@ private:
     PullReader reader_;
 };
 
-/// Writes one payload.
+/// Writes one payload with a serializer of the platform.
 class PayloadWriter {
 public:
     PayloadWriter(std::string mimeType, const Limits& limits);

@@ -9,7 +9,7 @@
 
 namespace kova::kit::detail {
 
-/// An allocator that reserves bytes after the object, and returns their address.
+/// An allocator that allocates additional bytes behind the object, and stores their address.
 template <typename T>
 struct TailAllocator {
     using value_type = T;

@@ -9,10 +9,10 @@
 
 namespace kova::kit::detail {
 
-/// The reader of a value tree. Numbers are checked as in payloads.
+/// The reader of a value tree. Its checks of numbers are the same as for payloads.
 class TreeReader final : public Reader {
 public:
-    /// Reads `root`, which must stay alive and unchanged.
+    /// Creates a reader of `root`. The tree must stay alive and unchanged.
     TreeReader(const util::config::Value& root, const Limits& limits)
         : Reader(limits), node_(&root) {}
 
@@ -64,7 +64,7 @@ private:
     /// An array or object that is being read.
     struct Level {
         util::config::Value const* node;
-        unsigned long index;               // of the next element
+        unsigned long index;               // the index of the next element
         util::config::ConstIterator next;  // the next field
     };
 

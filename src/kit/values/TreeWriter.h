@@ -63,7 +63,7 @@ private:
 
     Tree root_;
     std::vector<util::config::Value*> open_;  // arrays and objects, outermost first
-    std::string name_;                        // of the current field
+    std::string name_;                        // the name of the current field
 };
 
 }  // namespace kova::kit::detail

@@ -17,11 +17,11 @@ namespace {
 struct Level {
     bool isObject = false;
     bool hasItem = false;   // whether an element or field was begun
-    std::size_t index = 0;  // of the current element
-    std::string name;       // of the current field
+    std::size_t index = 0;  // the index of the current element
+    std::string name;       // the name of the current field
 };
 
-/// Copies a value without recursion: the open arrays and objects are on a stack.
+/// Copies a value without recursion: the open arrays and objects are in an explicit stack.
 class Copy {
 public:
     Copy(Reader& in, Writer& out) : in_(in), out_(out) {}
@@ -100,7 +100,7 @@ private:
         return in_.endElement() && out_.endElement();
     }
 
-    /// Prepends the path of the failure.
+    /// Prepends the fields and indexes of the open levels to the path of the failure.
     bool describe() {
         for (std::size_t i = levels_.size(); i-- > 0;) {
             const Level& level = levels_[i];

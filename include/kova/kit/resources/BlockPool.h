@@ -18,7 +18,7 @@ KOVA_KIT_API void* allocateBlock(std::size_t size);
 /// Releases memory that `allocateBlock` returned on this or another thread.
 KOVA_KIT_API void releaseBlock(void* block) noexcept;
 
-/// An allocator of such blocks.
+/// A standard allocator that uses `allocateBlock` and `releaseBlock`.
 template <typename T>
 struct BlockAllocator {
     using value_type = T;

@@ -17,7 +17,7 @@
 // The values that streams deliver. Used only by the kit.
 namespace kova::kit::detail {
 
-/// The formats of streams.
+/// The formats in which a stream can encode its values.
 enum class StreamFormat : std::uint8_t { json, binary };
 
 /// A value of a stream, which all watchers share. The value is encoded once for each format, when
@@ -44,7 +44,8 @@ private:
     virtual Result<Payload> encode(const std::string& mimeType) const = 0;
     KOVA_KIT_LOCAL void fill(StreamFormat format, std::size_t number);
 
-    // Not `std::call_once`, which makes a system call when the function has returned.
+    // An atomic flag and a mutex replace `std::call_once`, which makes a system call after the
+    // function has returned.
     std::atomic<bool> isReady_[2] = {};
     std::mutex mutex_;
     Form forms_[2];
@@ -63,7 +64,7 @@ std::shared_ptr<Type> makeChange(Arguments&&... arguments) {
     }
 }
 
-/// A change that is the value itself.
+/// A change whose payload is the value itself.
 template <typename T>
 class ValueChange final : public Change {
 public:

@@ -14,7 +14,7 @@ class CollectionUpdate final : public Change {
 public:
     explicit CollectionUpdate(U&& update) : update(std::move(update)) {}
 
-    /// Constant after the change was published.
+    /// Not modified after the change was published.
     U update;
 
 private:

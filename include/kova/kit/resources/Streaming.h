@@ -58,7 +58,7 @@ public:
 /// newest change of the stream. Returns the result of `apply`.
 KOVA_KIT_API bool publish(Hub& hub, std::shared_ptr<Change> change, bool (*apply)(void*),
                           void* user);
-/// Does the same with a function object.
+/// Does the same for a function object instead of a function pointer.
 template <typename Apply>
 bool publishWith(Hub& hub, std::shared_ptr<Change> change, Apply&& apply) {
     using Function = std::remove_reference_t<Apply>;
@@ -71,7 +71,7 @@ bool publishWith(Hub& hub, std::shared_ptr<Change> change, Apply&& apply) {
 /// @{
 /// Calls `read(user)` while the lock of the hub is held.
 KOVA_KIT_API void readLocked(const Hub& hub, void (*read)(void*), void* user);
-/// Does the same with a function object.
+/// Does the same for a function object instead of a function pointer.
 template <typename Read>
 void readWith(const Hub& hub, Read&& read) {
     using Function = std::remove_reference_t<Read>;

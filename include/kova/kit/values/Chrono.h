@@ -22,7 +22,7 @@ KOVA_KIT_API std::string formatSeconds(std::int64_t seconds);
 /// years or months.
 KOVA_KIT_API bool parseSeconds(const std::string& text, std::int64_t& seconds);
 
-/// A duration. Its text has whole seconds.
+/// The codec of durations. The text contains whole seconds.
 template <typename Rep, typename Period>
 struct Codec<std::chrono::duration<Rep, Period>> {
     using Duration = std::chrono::duration<Rep, Period>;
@@ -74,7 +74,8 @@ KOVA_KIT_API std::string formatTime(std::int64_t milliseconds);
 /// Returns false if the text is not a date and time.
 KOVA_KIT_API bool parseTime(const std::string& text, std::int64_t& milliseconds);
 
-/// A point in time of the system's clock. Its text has milliseconds; smaller units are cut off.
+/// The codec of points in time of the system's clock. The text contains milliseconds; smaller units
+/// are cut off.
 template <typename Duration>
 struct Codec<std::chrono::time_point<std::chrono::system_clock, Duration>> {
     using Time = std::chrono::time_point<std::chrono::system_clock, Duration>;
@@ -116,7 +117,7 @@ struct Codec<std::chrono::time_point<std::chrono::system_clock, Duration>> {
     }
 };
 
-/// A duration that payloads contain as the number of its ticks.
+/// The codec of a duration that payloads contain as the number of its ticks.
 template <typename Rep, typename Period>
 struct FieldCodec<std::chrono::duration<Rep, Period>, CountForm> {
     template <class In>
@@ -134,7 +135,7 @@ struct FieldCodec<std::chrono::duration<Rep, Period>, CountForm> {
     }
 };
 
-/// Null, or a duration that payloads contain as the number of its ticks.
+/// The codec of an optional duration. Payloads contain null, or the number of its ticks.
 template <typename Duration>
 struct FieldCodec<std::optional<Duration>, CountForm> {
     template <class In>

@@ -110,7 +110,7 @@ inline constexpr bool isNullable = false;
 template <typename T>
 inline constexpr bool isNullable<std::optional<T>> = true;
 
-/// Null, or a value.
+/// The codec of `std::optional`. Payloads contain null, or the value.
 template <typename T>
 struct Codec<std::optional<T>> {
     static_assert(!isNullable<T>, "null would be ambiguous in this optional");
@@ -176,7 +176,7 @@ inline constexpr bool isPacked = std::is_same_v<T, bool> || std::is_same_v<T, fl
                                  std::is_same_v<T, double> ||
                                  (isInteger<T> && std::is_same_v<T, FixedWidth<T>>);
 
-/// An array.
+/// The codec of `std::vector`. Payloads contain an array.
 template <typename T>
 struct Codec<std::vector<T>> {
     static constexpr Kind KIND = Kind::Array;
@@ -223,13 +223,13 @@ inline constexpr bool isOptional = false;
 template <typename T>
 inline constexpr bool isOptional<std::optional<T>> = true;
 
-/// Reads a value whose type was erased.
+/// Reads a value of the type `T` into an object that is given by an untyped pointer.
 template <class In, typename T>
 bool readErased(In& in, void* out) {
     return Codec<T>::read(in, *static_cast<T*>(out));
 }
 
-/// Writes a value whose type was erased.
+/// Writes a value of the type `T` that is given by an untyped pointer.
 template <class Out, typename T>
 bool writeErased(Out& out, const void* value) {
     return Codec<T>::write(out, *static_cast<const T*>(value));

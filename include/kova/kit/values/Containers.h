@@ -10,7 +10,7 @@
 // The codecs of arrays with a fixed length, of maps and of bytes.
 namespace kova::kit::detail {
 
-/// An array of exactly `N` elements.
+/// The codec of `std::array`. Payloads contain an array of exactly `N` elements.
 template <typename T, std::size_t N>
 struct Codec<std::array<T, N>> {
     static constexpr Kind KIND = Kind::Array;
@@ -36,7 +36,7 @@ private:
     }
 };
 
-/// A map: an object with any fields.
+/// The codec of `std::map`. Payloads contain an object with any fields.
 template <typename T>
 struct Codec<std::map<std::string, T>> {
     static constexpr Kind KIND = Kind::Object;

@@ -70,7 +70,7 @@ inline unsigned char* putHead(unsigned char kind, Argument argument, unsigned ch
         *at = static_cast<unsigned char>(kind + argument);
         return at + 1;
     }
-    unsigned extra = 0;  // the logarithm of the number of bytes
+    unsigned extra = 0;  // the binary logarithm of the number of bytes of the argument
     while (extra < 3 && (std::uint64_t{argument} >> (8U << extra)) != 0) {
         ++extra;
     }

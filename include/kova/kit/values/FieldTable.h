@@ -179,7 +179,7 @@ constexpr const auto& flatField() noexcept {
     return ItemFields<std::decay_t<decltype(ITEM)>>::template get<PLACE.index>(ITEM);
 }
 
-/// Returns whether no name occurs twice.
+/// Returns whether all names are different.
 template <std::size_t N>
 constexpr bool areDifferent(const std::array<std::string_view, N>& names) noexcept {
     for (std::size_t i = 0; i < N; ++i) {

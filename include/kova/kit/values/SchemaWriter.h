@@ -20,7 +20,7 @@
 #include "kova/kit/values/Trees.h"
 #include "kova/kit/values/Variant.h"
 
-// The JSON Schema of types.
+// The functions that write the JSON Schemas of types.
 namespace kova::kit::detail {
 
 class SchemaWriter;
@@ -56,15 +56,15 @@ public:
     void type(char const* name);
     /// Describes an integer from `lowest` to `highest`.
     void integer(std::int64_t lowest, std::uint64_t highest);
-    /// Describes a text in words.
+    /// Describes a string. `words` names its content, such as "a date".
     void text(char const* words);
-    /// Describes the name of an enumerator.
+    /// Describes a string that is the name of an enumerator.
     void enumeration(const EnumTable& table);
     /// Describes an array of exactly `size` elements, or of any number of elements for `ANY_SIZE`.
     void array(SchemaFunction element, std::size_t size = ANY_SIZE);
     /// Describes an object with any fields.
     void map(SchemaFunction value);
-    /// Describes null or a value.
+    /// Describes a value that may also be null.
     void nullable(SchemaFunction value);
     /// Describes one of several alternatives.
     void variant(const Alternative* alternatives, const SchemaFunction* functions,
@@ -92,7 +92,7 @@ private:
     std::vector<Definition> definitions_;
 };
 
-/// Returns the schema. `root` writes its members.
+/// Returns a schema as a payload. `root` writes the members of the schema.
 KOVA_KIT_API Payload writeSchema(SchemaFunction root);
 
 /// Writes the schema of a type. `Form` is the payload form that the description of the field
@@ -171,7 +171,7 @@ struct SchemaOf<GenericObject> {
     static void write(SchemaWriter& out) { out.type("object"); }
 };
 
-/// Any value.
+/// The schema of a type that can contain any value.
 template <typename T>
 struct SchemaOf<T, PlainForm,
                 std::enable_if_t<std::is_same_v<T, Payload> || std::is_same_v<T, Tree>>> {

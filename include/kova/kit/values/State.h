@@ -44,7 +44,7 @@ public:
     /// Stores a failure text of the platform's reader or writer, and returns false. The text
     /// already contains the path and the position.
     bool fail(std::string text);
-    /// Copies the failure of another reader or writer, if it has one, and returns false.
+    /// Copies the failure of another reader or writer, if that one has failed, and returns false.
     bool adopt(const State& other);
     /// Prepends the name of a field to the path of the failure, and returns false.
     bool inField(std::string_view name);
@@ -76,7 +76,7 @@ private:
     std::size_t depth_ = 0;
     std::size_t elements_ = 0;
     bool hasFailed_ = false;
-    bool isComplete_ = false;  // the text contains the path
+    bool isComplete_ = false;  // whether `text_` already contains the path
     std::string text_;
     std::string path_;
 };

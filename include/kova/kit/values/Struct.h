@@ -59,7 +59,7 @@ struct ReadTable {
 /// The fields of a struct that were read.
 struct SeenFields {
     std::bitset<MAX_FIELDS> fields;
-    std::size_t count = 0;  // without repetitions
+    std::size_t count = 0;  // the number of fields read, not counting repetitions
 };
 
 /// Skips a field that is not in the table, or fails if the struct is strict.

@@ -25,7 +25,7 @@ constexpr std::string_view typeName() noexcept {
     }
 }
 
-/// Null.
+/// The codec of `std::monostate`. Payloads contain null.
 template <>
 struct Codec<std::monostate> {
     static constexpr Kind KIND = Kind::Null;
@@ -46,7 +46,7 @@ inline constexpr bool isNullable<std::variant<T...>> = (isNullable<T> || ...);
 
 /// The name or the kind by which an alternative is recognised.
 struct Alternative {
-    std::string_view name;  // empty: by its kind
+    std::string_view name;  // if empty, the alternative is recognised by its kind
     Kind kind;
 
     constexpr bool isLike(const Alternative& other) const noexcept {
@@ -75,7 +75,7 @@ KOVA_KIT_API char const* wordsOf(Kind kind) noexcept;
 KOVA_KIT_API std::size_t findAlternative(const Alternative* alternatives, std::size_t size,
                                          std::string_view name, Kind kind) noexcept;
 
-/// A variant.
+/// The codec of `std::variant`.
 template <typename... T>
 struct Codec<std::variant<T...>> {
     using Variant = std::variant<T...>;
