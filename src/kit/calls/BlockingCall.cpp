@@ -56,8 +56,8 @@ public:
     }
 
 private:
-    // The waiting thread would wait for the mutex if it was woken before the mutex is unlocked. The
-    // call exists until this function has returned.
+    // Wakes the waiting thread. Unlocks the mutex first, because the woken thread would otherwise
+    // have to wait for it. The call exists until this function has returned.
     void wake(std::unique_lock<std::mutex>& lock) {
         CallerDriven* const driven =
             call_.driver_ == std::this_thread::get_id() ? nullptr : call_.driven_;

@@ -26,7 +26,8 @@ private:
 
     void beginDriving();
     void endDriving() noexcept;
-    /// Drives the service until there is something, or until the service needs its own thread.
+    /// Runs the service on this thread until the end or a progress value has arrived, until the
+    /// time limit has passed, or until the service must run on its own thread.
     void driveForMore(std::unique_lock<std::mutex>& lock);
     bool hasMore() const noexcept { return end_ || !progress_.empty(); }
     /// Waits until the call has ended. Returns the reason if it has not ended.
@@ -45,7 +46,7 @@ private:
 
     std::mutex mutex_;
     std::condition_variable changed_;
-    CallerDriven* driven_ = nullptr;  ///< the service, while this thread drives it
+    CallerDriven* driven_ = nullptr;  ///< the service, while the calling thread runs it
     std::thread::id driver_;
     std::list<Response> progress_;  // allocates nothing while it is empty
     std::optional<Response> value_;

@@ -21,7 +21,7 @@ std::unique_ptr<Passage> Passage::create(std::shared_ptr<const Observers> observ
     return std::unique_ptr<Passage>(new (memory) Passage(std::move(observers), std::move(handler)));
 }
 
-// NOLINTNEXTLINE(cert-dcl54-cpp,misc-new-delete-overloads): ends what placement made
+// NOLINTNEXTLINE(cert-dcl54-cpp,misc-new-delete-overloads): matches the placement operator new
 void Passage::operator delete(void* memory) noexcept {
     releaseBlock(memory);
 }
