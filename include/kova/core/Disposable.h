@@ -8,8 +8,8 @@ namespace kova {
 
 /// Owns a clean-up function and calls it at most once, when `dispose` is called.
 ///
-/// It is not a scope guard. Destroying the object or assigning to it destroys the function without
-/// calling it. The owner of the object decides when to clean up, and calls `dispose`.
+/// It is not a scope guard: destroying the object or assigning to it destroys the function without
+/// calling the function. The owner of the object decides when to clean up, and calls `dispose`.
 ///
 /// Not thread-safe. The function may use, move and destroy the object that calls it.
 ///
@@ -29,8 +29,8 @@ public:
     /// that this object had, without calling it. Assigning an object to itself does nothing.
     Disposable& operator=(Disposable&& other) noexcept;
 
-    /// Calls the function unless it was called before. Returns false if it called the function,
-    /// true if there was no function to call.
+    /// Calls the function unless the function was called before. Returns false if `dispose` called
+    /// the function, and true if there was no function to call.
     ///
     /// If the function throws, the exception reaches the caller, and the function counts as called.
     /// The object is emptied before the function runs, so a nested call of `dispose` returns true.

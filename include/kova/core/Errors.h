@@ -36,8 +36,8 @@ enum : int {
 /// The catalogue. Its name in reports is "kova::errors::Error".
 KOVA_API extern const zel::ErrorType Error;
 
-/// Returns the status code of a response that reports the error. Returns 500 for number 16, which
-/// has no status code, and for numbers outside the catalogue.
+/// Returns the status code of a response that reports the error. Returns 500 for the error number
+/// 16, which has no status code of its own, and for numbers outside the catalogue.
 KOVA_API unsigned short error2StatusCode(const int& error) noexcept;
 
 }  // namespace kova::errors

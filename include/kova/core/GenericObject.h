@@ -43,11 +43,13 @@ public:
     GenericObject& operator=(Pairs pairs);
     ~GenericObject() override;
 
-    /// Adds the pairs in order. Skips a pair whose key is already present: the entry is unchanged,
-    /// and the caller still owns the value of the pair. Null pointers are not added.
+    /// Adds the pairs in order. Skips a pair whose key is already present: the existing entry is
+    /// unchanged, and the caller still owns the value of the skipped pair. Null pointers are not
+    /// added.
     GenericObject& append(Pairs pairs);
-    /// Adds a copy of each entry whose key is not present: a deep copy of the value, or the shared
-    /// node for null, true or false. If memory is exhausted, some entries are missing.
+    /// Adds a copy of each entry of `other` whose key this object does not have. The value is a
+    /// deep copy, except that null, true and false are the shared nodes. If memory is exhausted,
+    /// some entries are missing.
     void copy(const GenericObject& other);
     /// Destroys all values except the shared nodes, and removes all entries.
     void clear() noexcept;
@@ -78,8 +80,8 @@ template <typename T>
 [[nodiscard]] KOVA_API std::optional<std::vector<T>> fromGenericArray(
     const util::config::Value& value);
 
-/// Returns a new array of the elements, which the caller owns: integers, floats, strings, and the
-/// shared nodes for booleans. Returns null if memory is exhausted.
+/// Returns a new array with one node for each element; booleans are the shared nodes. The caller
+/// owns the array. Returns null if memory is exhausted.
 template <typename T>
 [[nodiscard]] KOVA_API util::config::Array* toGeneric(const std::vector<T>& in);
 

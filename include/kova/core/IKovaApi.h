@@ -9,7 +9,7 @@
 
 namespace kova {
 
-/// A service as its client sees it: accepts requests and cancels them.
+/// The interface of a service for its clients. A service accepts requests and cancels them.
 ///
 /// The order of the virtual functions is part of the contract.
 class KOVA_API IKovaApi {

@@ -11,8 +11,8 @@ namespace util::serializer {
 
 /// A pull deserializer of JSON text.
 ///
-/// It derives from `PullFromPushDeserializer` and supplies the push deserializer for JSON. It is in
-/// the platform's namespace, like the serializer of JSON text. One thread at a time.
+/// It derives from `PullFromPushDeserializer` and supplies the push deserializer for JSON. The
+/// class is in the platform's namespace, as the serializer of JSON text is. One thread at a time.
 ///
 ///     const std::string text = "640";
 ///     util::ByteBufferReader reader(reinterpret_cast<unsigned char const*>(text.data()),

@@ -18,7 +18,7 @@ namespace kova {
 ///     }
 class KOVA_API KovaException : public std::exception {
 public:
-    /// Stores the response, and the message that `createErrorMessage` returns for it.
+    /// Stores the response and the message that `createErrorMessage` returns for this response.
     explicit KovaException(const Response& response);
     explicit KovaException(Response&& response);
 

@@ -23,7 +23,8 @@ constexpr char const* JSON_TYPE = "application/json";
 constexpr char const* PLAIN_TEXT_TYPE = "plain/text";
 /// Bytes that the framework does not interpret.
 constexpr char const* OCTET_STREAM_TYPE = "application/octet-stream";
-/// Recognised as the type of a payload, although `typename2id` returns `Undefined` for it.
+/// The name of the type msgpack. Payloads may have this type, although `typename2id` returns
+/// `Undefined` for the name.
 constexpr char const* MSGPACK_TYPE = "application/vnd.msgpack";
 /// The binary structured format (docs/formats.md).
 constexpr char const* AXOBIN_TYPE = "application/vnd.axobin";

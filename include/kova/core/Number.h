@@ -12,7 +12,7 @@ namespace kova {
 ///
 /// The class neither validates the text nor does arithmetic. The conversions read the text as
 /// `std::stoi` and the related functions do in base 10 under the "C" locale; the process locale is
-/// ignored. They skip leading white space, accept a sign and ignore what follows the number: "
+/// ignored. They skip leading white space, accept a sign and ignore the text after the number: "
 /// 7apples" is 7.
 ///
 ///     kova::Number number(40000L);
@@ -58,7 +58,7 @@ public:
     bool hasError() const noexcept { return error_; }
 
     /// Returns the number. Fails and returns 0 if the text contains no number, or a number outside
-    /// -32768 to 32767. The range is that of 16 bits, although `int` has more bits.
+    /// -32768 to 32767. This is the range of a 16-bit integer, although `int` has more bits.
     int intValue() const noexcept;
     /// Returns the number. Fails and returns 0 if the text contains no number, or a number outside
     /// -128 to 127.
@@ -70,10 +70,12 @@ public:
     /// Returns the number. Fails and returns 0 if the text contains no number. Fails and throws
     /// `std::out_of_range` if the number does not fit the type.
     long long longlongValue() const;
-    /// Does the same for a float. The text may also be hexadecimal ("0x1p3"), infinite ("inf") or
-    /// "nan". A number too close to zero for the type is also out of range.
+    /// Returns the number as a float; fails as `longlongValue` does. The text may also be
+    /// hexadecimal ("0x1p3"), "inf" or "nan". A number too close to zero for the type is also out
+    /// of range.
     float floatValue() const;
-    /// Does the same as `floatValue` for a double.
+    /// Returns the number as a double. Accepts the same texts as `floatValue` and fails in the same
+    /// cases.
     double doubleValue() const;
 
 private:

@@ -23,9 +23,9 @@ class StaticComposedKovaServiceImpl;
 ///
 /// Any thread may call `actionRequest`, `cancelRequest` and `shutdown`, also from inside a
 /// callback; the service holds no lock while it calls a handler. None of them throws: an exception
-/// of a handler ends the process. Resource handlers live until the service is destroyed, so they
-/// end their own threads in their destructors. A response handler must not be used after the
-/// service is destroyed.
+/// of a handler ends the process. Resource handlers live until the service is destroyed. A handler
+/// with threads of its own must end them in its destructor. A response handler must not be used
+/// after the service is destroyed.
 ///
 ///     kova::servicecomp::overrideMimeTypeFunc(
 ///         [](const kova::Request&) { return std::string(kova::mimetypes::JSON_TYPE); });

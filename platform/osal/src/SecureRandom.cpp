@@ -9,8 +9,9 @@ namespace osal {
 
 namespace {
 
-// Fills `count` bytes. Returns true on failure. A signal may interrupt getrandom(2) while it waits
-// for the pool. For more than 256 bytes it may return fewer bytes than requested.
+// Fills `count` bytes. Returns true on failure. Calls getrandom(2) repeatedly: a signal may
+// interrupt the call while it waits for the pool, and a call for more than 256 bytes may return
+// fewer bytes than requested.
 bool fill(unsigned char* bytes, std::size_t count, unsigned int flags) {
     std::size_t done = 0;
     while (done < count) {

@@ -20,7 +20,8 @@ bool isControl(char c) {
 void writeLine(std::string text) {
     std::replace_if(text.begin(), text.end(), isControl, ' ');
     text.push_back('\n');
-    // Usually one call writes the whole line. A signal or a full pipe may split it.
+    // Usually one call of write(2) writes the whole line. After a signal or with a full pipe, a
+    // call may write only a part of the line.
     std::string_view rest = text;
     while (!rest.empty()) {
         const ssize_t written = write(STDERR_FILENO, rest.data(), rest.size());

@@ -78,8 +78,8 @@ Word load(char const* bytes) {
     return word;
 }
 
-// Returns whether the last `size` bytes of a text are ASCII; `size` is less than eight. The loads
-// may overlap.
+// Returns whether the last `size` bytes of a text are ASCII; `size` is less than eight. The
+// function loads the bytes as words, which may overlap.
 bool isAsciiTail(char const* bytes, std::size_t size) {
     if (size >= sizeof(std::uint32_t)) {
         const auto all =

@@ -44,8 +44,9 @@ private:
     void endAlternatives();
     void readSet();
 
-    /// Returns the index of the set of all bytes except `characters`. The first call creates the
-    /// set and stores its index in `known`, which must be `NONE` before that call.
+    /// Returns the index of the character set that contains all bytes except `characters`. The
+    /// first call creates the set and stores its index in `known`, which must be `NONE` before that
+    /// call.
     std::uint32_t allBut(std::string_view characters, std::uint32_t& known);
 
     void emitLiteral(char c);

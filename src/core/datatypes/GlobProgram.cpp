@@ -14,8 +14,9 @@ bool isEpsilon(const GlobStep& step) {
     return step.kind == GlobStep::Kind::Fork || step.kind == GlobStep::Kind::Jump;
 }
 
-/// Returns the first step that is not a literal and not a fork or jump to the next step. Every
-/// match passes through this step, because no earlier step can skip it.
+/// Returns the end of the literal prefix: the first step that is neither a literal nor a fork or
+/// jump that only leads to the next step. Every match passes through this step, because no earlier
+/// step can skip it.
 std::size_t prefixEnd(View<GlobStep> steps) {
     std::size_t i = 0;
     while (steps[i].kind == GlobStep::Kind::Literal ||

@@ -18,9 +18,10 @@ namespace kova::detail {
 class GlobProgram {
 public:
     /// @{
-    /// Copies the steps and sets that it needs. The last step must be the only `Accept`, and every
-    /// `Fork` and `Jump` must lead to a later step. Throws `std::length_error` if the steps between
-    /// prefix and suffix, including an `Accept`, are more than `NfaSimulation::MAX_STEPS`.
+    /// Builds a program and copies the steps and sets that the program needs. The last step must be
+    /// the only `Accept`, and every `Fork` and `Jump` must lead to a later step. Throws
+    /// `std::length_error` if the steps between prefix and suffix, including an `Accept`, are more
+    /// than `NfaSimulation::MAX_STEPS`.
     GlobProgram(View<GlobStep> steps, View<CharacterSet> sets);
     GlobProgram(const std::vector<GlobStep>& steps, const std::vector<CharacterSet>& sets);
     /// @}

@@ -7,9 +7,9 @@
 #include <utility>
 
 // The active steps are the steps at which the program may be after the characters consumed so far.
-// They are bits of a set, which is traversed once for each character. Transitions lead to later
-// steps. Therefore a step that is reached without consuming a character comes later in the same
-// traversal, and no step is visited twice.
+// A bit set stores the active steps, and is traversed once for each character. Transitions lead to
+// later steps. Therefore a step that is reached without consuming a character comes later in the
+// same traversal, and no step is visited twice.
 
 namespace kova::detail {
 

@@ -23,7 +23,7 @@ constexpr int DIGITS = 6;
 // Returns the text that printf prints under the "C" locale, with "%.6g" for `general` and with "%f"
 // for `fixed`.
 std::string print(double value, std::chars_format form) {
-    // A sign, the digits of the largest double, the point and DIGITS digits.
+    // The buffer holds a sign, the digits of the largest double, the point and DIGITS digits.
     char buffer[1 + std::numeric_limits<double>::max_exponent10 + 1 + 1 + DIGITS];
     const auto end = std::to_chars(std::begin(buffer), std::end(buffer), value, form, DIGITS);
     return {buffer, end.ptr};

@@ -37,8 +37,8 @@ Iterator at(Iterator begin, unsigned long index) noexcept {
     return std::next(begin, static_cast<std::ptrdiff_t>(index));
 }
 
-// Appends the parts, joined with "/". A part that was inserted may be empty or contain a "/"; it is
-// joined like the others.
+// Appends the parts, joined with "/". A part that `insert` added may be empty or contain a "/"; it
+// is joined like all other parts.
 template <typename Iterator>
 void appendJoined(std::string& text, Iterator from, Iterator to) noexcept {
     for (Iterator part = from; part != to; ++part) {

@@ -20,7 +20,7 @@ inline std::string_view withoutTrailingSeparators(std::string_view path) noexcep
     return last == std::string_view::npos || last == 0 ? path : path.substr(0, last + 1);
 }
 
-/// Returns whether the text has a separator at its end, not counting the first character.
+/// Returns whether the text ends with a separator that is not its first character.
 inline bool hasTrailingSeparator(std::string_view path) noexcept {
     return path.size() > 1 && path.back() == Path::SEP_CHAR;
 }
@@ -49,8 +49,8 @@ inline bool hasEmptySegment(std::string_view path) noexcept {
     return false;
 }
 
-/// Returns the parent of a path in the form of `Path::toString`, or an empty text if it has no
-/// parent.
+/// Returns the parent of a path, or an empty text if the path has no parent. The path must have the
+/// form that `Path::toString` returns.
 inline std::string_view parentPath(std::string_view path) noexcept {
     const std::size_t separator = path.rfind(Path::SEP_CHAR);
     if (separator == std::string_view::npos || path == ROOT_PATH) {

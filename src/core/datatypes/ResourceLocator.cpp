@@ -18,7 +18,8 @@ std::size_t findInstance(const std::string& servicePath) {
     return servicePath.find(Path::SEP_CHAR, Path::isAbsolute(servicePath) ? 1 : 0);
 }
 
-// Returns the parts `from` to `to`, or an empty text if one of them does not exist.
+// Returns the parts `from` to `to` of the path, or an empty text if one of these parts does not
+// exist.
 std::string partsOf(const std::string& path, unsigned long from, unsigned long to) {
     std::string parts;
     const bool failed = Path::subpath(path, from, to, parts);

@@ -5,7 +5,8 @@
 
 namespace kova::detail {
 
-/// A view of the items of a vector that may have any allocator. The vector must outlive the view.
+/// A view of the items of a vector. The vector may have any allocator. The vector must outlive the
+/// view.
 template <typename T>
 class View {
 public:

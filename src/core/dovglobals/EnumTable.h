@@ -50,7 +50,8 @@ public:
     explicit constexpr EnumTable(const Row (&rows)[COUNT]) : rows_(rows) {}
 
     /// Returns whether each row is at the index of its enumerator and the texts are in ascending
-    /// order. Exactly `repeated` texts must be equal to the text before them.
+    /// order. The parameter `repeated` is the required number of texts that are equal to the text
+    /// before them.
     constexpr bool isSorted(std::size_t repeated = 0) const {
         std::size_t repeats = 0;
         for (std::size_t i = 0; i < COUNT; ++i) {

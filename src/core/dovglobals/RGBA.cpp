@@ -67,8 +67,8 @@ char* printChannel(char* out, unsigned char channel) {
 }
 
 // Prints the alpha as `fmt::format("{:#}")` does: the shortest text that reads back, with a point.
-// Prints common values without fmt. Instances of fmt's templates that print into `out` would add
-// 20 KB to the library.
+// Prints common values without fmt. The templates of fmt that print into `out` would add 20 KB to
+// the library.
 char* printAlpha(char* out, float alpha) {
     if (alpha == 0.0F || (alpha >= 1e-4F && alpha < 1e7F)) {
         char* const end = std::to_chars(out, out + 16, alpha, std::chars_format::fixed).ptr;
@@ -124,7 +124,7 @@ RGBA::RGBA(unsigned char red, unsigned char green, unsigned char blue, float alp
     : red(red),
       green(green),
       blue(blue),
-      // Both comparisons are false for NaN, so it becomes 0.
+      // Both comparisons are false for NaN, so NaN becomes 0.
       alpha(alpha > 1.0F ? 1.0F : (alpha > 0.0F ? alpha : 0.0F)) {}
 
 std::string RGBA::toString() const {

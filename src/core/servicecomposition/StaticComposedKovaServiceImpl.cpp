@@ -153,8 +153,9 @@ void* StaticComposedKovaServiceImpl::delegateRequest(IResourceHandler* handler,
     if (traced) {
         traced->traceStored(serviceHandle, resourceHandle, handler);
     }
-    // Stored after the handler has returned. If the request was terminated inside the handler, its
-    // entry therefore stays until it is cancelled or the service is shut down.
+    // The entry is stored after the handler has returned. Therefore the entry of a request that
+    // terminated inside the handler stays until the request is cancelled or the service is shut
+    // down.
     pending_->add(serviceHandle, resourceHandle, handler);
     return serviceHandle;
 }

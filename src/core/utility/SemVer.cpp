@@ -209,7 +209,7 @@ struct Candidates {
     // Returns the best version other than the wanted version. There must be at least one candidate.
     std::optional<Version> choose(const Version& wanted, bool backwardOnly) const {
         // A wanted minor number of 0 counts as higher than the minor number of every candidate.
-        // Peers rely on this rule.
+        // Programs that exchange versions rely on this rule.
         const bool reachesMinor = wanted.minor != 0 && highest->minor >= wanted.minor;
         if (reachesMinor) {
             return lowestAbove ? lowestAbove : highest;

@@ -30,7 +30,7 @@ struct KOVA_API Date {
     std::uint8_t month = 0;  ///< 1 to 12
     std::uint8_t day = 0;    ///< 1 to 31
 
-    /// Sets all fields to zero. The other constructor clamps month and day to at least 1.
+    /// Sets all fields to zero. The other constructor never stores a month or day of 0.
     Date() noexcept = default;
     /// Accepts any numbers. Clamps the month to 1..12 and the day to 1..31.
     Date(unsigned short year, unsigned char month, unsigned char day) noexcept;

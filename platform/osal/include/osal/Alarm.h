@@ -60,8 +60,9 @@ public:
     [[nodiscard]] bool rearm(Duration period);
     /// Cancels a pending expiry. Waits until a running callback has returned, and also cancels an
     /// expiry that this callback has scheduled. After `disarm` has returned, the callback is not
-    /// running and will not run. On the timer's own thread, that is in a callback, `disarm` does
-    /// not wait. On any other thread, the caller must not hold a lock that the callback acquires.
+    /// running and will not run. If `disarm` is called in a callback, which runs on the timer's own
+    /// thread, it does not wait. On any other thread, the caller must not hold a lock that the
+    /// callback acquires.
     void disarm() noexcept;
 
 private:

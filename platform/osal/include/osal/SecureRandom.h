@@ -16,14 +16,14 @@ namespace osal {
 class OSAL_API SecureRandom {
 public:
     /// Constructs the source and checks that it can be read. Soon after boot, the kernel's entropy
-    /// pool may not be seeded yet. If `nonBlocking` is false (the usual choice), the constructor
-    /// then waits for the pool. If `nonBlocking` is true, the object is then not valid, and all its
-    /// reads fail.
+    /// pool may not be seeded yet. In this case, the constructor waits for the pool if
+    /// `nonBlocking` is false (the usual choice). If `nonBlocking` is true, the constructor does
+    /// not wait; the object is then not valid, and all its reads fail.
     explicit SecureRandom(bool nonBlocking);
 
-    /// Returns whether the source can be read. It cannot be read if the kernel has no such source.
-    /// With `nonBlocking`, it also cannot be read if the pool was not seeded when the object was
-    /// constructed.
+    /// Returns whether the source can be read. The source cannot be read if the kernel does not
+    /// have getrandom(2). With `nonBlocking`, the source also cannot be read if the pool was not
+    /// seeded when the object was constructed.
     [[nodiscard]] bool isValid() const { return valid_; }
 
     /// Fills `bytes` with `count` random bytes. Returns false on success. Returns true on failure;

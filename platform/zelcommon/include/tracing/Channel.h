@@ -27,10 +27,9 @@ using Sink = std::function<void(const Message&)>;
 /// Replaces the process-wide sink and returns the former one, which is empty if it was the default.
 /// An empty `sink` restores the default. The default sink writes one line to standard error with
 /// time, thread, channel and level, and replaces control characters by blanks. The sink is called
-/// on the tracing thread without a lock, possibly by several threads at the same time. If a sink
-/// traces messages itself, they go to the default sink. Exceptions of a sink are discarded. A
-/// message that another thread is writing may still reach the former sink after `setSink` has
-/// returned.
+/// on the tracing thread without a lock, possibly by several threads at the same time. Messages
+/// that a sink itself traces go to the default sink. Exceptions of a sink are discarded. A message
+/// that another thread is writing may still reach the former sink after `setSink` has returned.
 ZEL_API Sink setSink(Sink sink);
 
 class Channel;

@@ -71,10 +71,10 @@ ZEL_API void report(const ErrorOutput& output, const ErrorType& type, int number
 ///
 /// Reporting does not change the control flow: the caller continues and returns its failure value.
 /// Any thread may report errors and replace the sink. The sink is called on the reporting thread
-/// without a lock, possibly by several threads at the same time. If a sink reports errors itself,
-/// they go to the default sink. A report never throws, never fails and preserves `errno`. If memory
-/// for the message is exhausted, the unformatted text of the catalogue is reported instead.
-/// Exceptions of a sink are discarded.
+/// without a lock, possibly by several threads at the same time. Errors that a sink itself reports
+/// go to the default sink. A report never throws, never fails and preserves `errno`. If memory for
+/// the message is exhausted, the unformatted text of the catalogue is reported instead. Exceptions
+/// of a sink are discarded.
 ///
 ///     static constexpr zel::ErrorID MESSAGES[] = {{0, "cannot open '%s'", 1}};
 ///     static constexpr zel::ErrorType Error("EXAMPLE", MESSAGES);

@@ -19,11 +19,12 @@ struct ErrorID {
 
 /// A named catalogue of numbered errors. Its rows are in a constant table.
 ///
-/// It is not an error: an error is one number of one catalogue with its arguments (`ErrorOutput`).
-/// A catalogue is immutable, so any thread may read it.
+/// A catalogue is not itself an error. `ErrorOutput` reports an error: one number of one catalogue,
+/// together with the arguments of its message. A catalogue is immutable, so any thread may read it.
 class ZEL_API ErrorType {
 public:
-    /// Constructs a catalogue. It refers to the name and to the table, which must outlive it.
+    /// Constructs a catalogue. The name and the table are not copied and must outlive the
+    /// catalogue.
     template <std::size_t N>
     constexpr ErrorType(char const* name, const ErrorID (&table)[N]) noexcept
         : name_(name), table_(table), size_(N) {}

@@ -12,7 +12,8 @@ namespace zel {
 
 /// A universally unique identifier: 16 bytes, in the network byte order of RFC 4122.
 ///
-/// It stores an identifier and does not generate one. Plain value type. Not synchronized.
+/// The class stores an identifier; it does not generate identifiers. Plain value type. Not
+/// synchronized.
 ///
 /// Text form: 8-4-4-4-12 hexadecimal digits joined with "-", 36 characters, for example
 /// "123e4567-e89b-12d3-a456-426614174000". Parsing accepts both cases; output is in lower case.

@@ -12,8 +12,9 @@ namespace {
 
 constexpr std::uint64_t MAX_SIGNED = 0x7FFFFFFFFFFFFFFF;
 
-// Returns the description of an item that is incomplete or whose head is reserved. Heads with the
-// numbers 28 to 30 are reserved, and so are the simple values that the decoder does not support.
+// Returns the description of an item that is incomplete or whose head is reserved. Heads whose
+// argument bits are 28 to 30 are reserved. The simple values that the decoder does not support
+// count as reserved.
 Phrase phraseOfBroken(unsigned char first) noexcept {
     const unsigned char length = first & LENGTH_BITS;
     if (length > LAST_LONG || (first >= SIMPLE && first <= SIMPLE + FIRST_LONG)) {

@@ -10,8 +10,8 @@ inline bool isContainer(const Value& node) noexcept {
     return node.isArray() || node.isDictionary();
 }
 
-/// A position among the children of one container. A stack of cursors traverses a whole tree
-/// without recursion. A cursor is valid while the container is unchanged.
+/// A position among the children of one container. A function can traverse a whole tree without
+/// recursion by keeping a stack of cursors. A cursor is valid while the container is unchanged.
 class Cursor {
 public:
     /// Creates a cursor without a container. The only allowed operation is assignment.

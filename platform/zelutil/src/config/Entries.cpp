@@ -44,8 +44,8 @@ bool isBehind(const Page& page, const Wanted& wanted) noexcept {
     return page.empty() || wanted.isAfter(page.back().first);
 }
 
-// Returns the index in the page at which the key is or must be inserted. Keys often arrive in
-// ascending order, so the end is checked first.
+// Returns the index in the page at which the key is or must be inserted. Keys are often inserted in
+// ascending order, so the function first compares the key with the last entry.
 template <typename Page>
 std::size_t positionOf(const Page& page, const Wanted& wanted) noexcept {
     if (isBehind(page, wanted)) {

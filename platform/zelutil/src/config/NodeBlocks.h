@@ -52,7 +52,8 @@ private:
         Block* block;
     };
 
-    // The class of a node determines how `delete` releases its memory.
+    // `delete` releases the memory of a node in different ways. The class of the node determines
+    // the way.
 
     /// A node with a label before it.
     template <typename Node>

@@ -57,8 +57,8 @@ Node* reserved(Node* container, unsigned long count) noexcept {
     return container;
 }
 
-// Returns a new node like `node`, without its children. If memory is exhausted, returns null or
-// throws `std::bad_alloc`.
+// Returns a copy of `node` without its children. If memory is exhausted, returns null or throws
+// `std::bad_alloc`.
 Value* copyNode(const Value& node) {
     switch (node.kind()) {
         case Value::Kind::Undefined:

@@ -24,8 +24,8 @@ constexpr char const* TOO_DEEP = "arrays and objects are nested too deeply";
 
 const json::ProcessorDetection DETECTION;
 
-// Returns the size of the node for each kind of word that begins a value. A key has the kind of a
-// string, but no node.
+// Returns a table of node sizes, indexed by the kind of the word that begins a value. A key has the
+// kind of a string, but it has no node.
 template <typename String>
 constexpr std::array<std::size_t, 256> nodeSizes() noexcept {
     std::array<std::size_t, 256> sizes{};

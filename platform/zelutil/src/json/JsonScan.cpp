@@ -191,8 +191,8 @@ bool JsonScan::takeKey() noexcept {
     return false;
 }
 
-// Consumes the text after a value in an array or object: the end of the container, or the text up
-// to the next value.
+// Consumes the text that follows a value in an array or object. This is either the end of the
+// container, or the text up to the next value.
 bool JsonScan::takeAfterValue() noexcept {
     Level& level = levels_[depth_ - 1];
     level.isInItem = false;

@@ -1,7 +1,7 @@
 #include "pull/PullHandler.h"
 
-// The reasons of failed reads. A reason contains the value at the current position, its field and
-// its byte position.
+// The functions in this file compose the reasons of failed reads. A reason contains the value at
+// the current position, its field and its byte position.
 namespace util::serializer {
 
 namespace {
@@ -33,7 +33,7 @@ Phrase phraseOf(const Record& record, const Event& event) noexcept {
 
 }  // namespace
 
-// Returns the description of the next value, field or end for a message.
+// Returns the words with which a message describes the next value, field or end.
 Phrase PullFromPushDeserializer::Handler::next() const noexcept {
     const Stack::Level& top = stack.top();
     if (top.bracket == Bracket::Closed) {
@@ -81,8 +81,8 @@ std::uint32_t PullFromPushDeserializer::Handler::place() const noexcept {
     if (top.item != Item::None) {
         return top.data.value;
     }
-    // The beginning of the struct or array. The level of an option scope has the same beginning as
-    // the level below it.
+    // Returns the event of the struct or array itself, which precedes its content. The level of an
+    // option scope has the same `begin` as the level below it.
     return top.data.begin == 0 ? 0 : top.data.begin - 1;
 }
 

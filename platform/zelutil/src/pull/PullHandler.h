@@ -26,7 +26,8 @@ public:
         std::uint32_t begin;
         std::uint32_t next;
         std::uint32_t end;
-        /// Whether a field of the struct was requested by name, so that the others may stay unread.
+        /// True if a field of the struct was requested by name. The other fields may then stay
+        /// unread.
         bool byName;
     };
     using Stack = BracketStack<Cursor>;

@@ -13,8 +13,8 @@ using Kind = Event::Kind;
 
 constexpr std::size_t MAX_INDEX = std::numeric_limits<std::uint32_t>::max() - 1;
 
-// Sizes for the initial capacity. Common payloads have one event for each 4 to 7 bytes. A payload
-// that does not fit inline reserves one event for each 4 bytes, at most 1 MiB.
+// These constants determine the initial capacity. Common payloads have one event for every 4 to 7
+// bytes. A payload that does not fit inline reserves one event for each 4 bytes, at most 1 MiB.
 constexpr std::size_t MOST_BYTES_OF_EVENT = 7;
 constexpr std::size_t BYTES_OF_EVENT = 4;
 constexpr std::size_t MOST = 1 << 16;
@@ -24,7 +24,8 @@ constexpr std::size_t MOST = 1 << 16;
 void Record::start(std::string_view payload) noexcept {
     payload_ = payload;
     reach_ = std::min(payload.size(), MAX_INDEX);
-    // Only a hint: if the allocation fails, memory is allocated as events are added.
+    // The reservation is only a hint. If it fails, memory is allocated later, when events are
+    // added.
     if (payload.size() > MOST_BYTES_OF_EVENT * INLINE_CAPACITY) {
         static_cast<void>(events_.reserve(std::min(payload.size() / BYTES_OF_EVENT, MOST)));
     }

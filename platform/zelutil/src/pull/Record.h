@@ -43,7 +43,7 @@ struct Event {
     };
 
     Kind kind;
-    /// Whether the bytes of a text are in the payload and not in the record.
+    /// True if the bytes of a text are in the payload, and false if they are in the record.
     bool inPayload;
     /// The index of the first event after the value. For a container, this is the index after its
     /// content.

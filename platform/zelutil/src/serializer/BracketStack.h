@@ -76,7 +76,8 @@ public:
     bool mayClose(Bracket bracket) const noexcept {
         return top().bracket == bracket && top().item == Item::None;
     }
-    /// Returns whether `item` is open in the top level and has its value, so that it may be ended.
+    /// Returns whether `item` is open in the top level and its value was written or read, so that
+    /// the item may be ended.
     bool mayEnd(Item item) const noexcept {
         return top().item == item && top().expects == Expects::Nothing;
     }

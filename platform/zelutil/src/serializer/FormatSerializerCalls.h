@@ -7,7 +7,8 @@
 #include "util/serializer/FormatSerializer.h"
 
 // The functions of `FormatSerializer`. Include this header in the file that instantiates the
-// template for a format. The format returns true on success, the interface false.
+// template for a format. On success, the functions of the format return true, and the functions of
+// the interface return false.
 namespace util::serializer {
 
 /// @cond

@@ -70,7 +70,7 @@ public:
     bool begin(ByteBufferWriter* writer, Options const* options) noexcept;
     bool end(unsigned long& written) noexcept;
 
-    /// Writes one whole value with `put()`, if a value is allowed here. `put()` returns true on
+    /// Calls `put()` to write one whole value, if a value is allowed here. `put()` returns true on
     /// success.
     template <class Put>
     bool value(Put put) {
@@ -141,8 +141,9 @@ private:
 
     Format& format() noexcept { return static_cast<Format&>(*this); }
 
-    // Stores the first failure as the thread's latest error and closes the payload. If `isExpected`
-    // is true, the call was allowed but failed; otherwise it was not allowed. Returns false.
+    // Stores the first failure as the thread's latest error, closes the payload and returns false.
+    // `isExpected` is true if the call was allowed here but failed, and false if the call was not
+    // allowed here.
     [[gnu::cold]] bool fail(char const* call, bool isExpected = false) noexcept;
     FieldPath path() const noexcept;
     std::size_t position() const noexcept { return writer_->size() - start_; }

@@ -22,8 +22,9 @@ namespace zel::unicode {
 
 /// A text of Unicode code points that is always well-formed.
 ///
-/// It is not a byte container: it cannot hold bytes that are not well-formed Unicode. The text is
-/// stored as UTF-8; embedded zeros are ordinary characters. Plain value type. Not synchronized.
+/// The class is not a byte container: an object cannot hold bytes that are not well-formed Unicode.
+/// The text is stored as UTF-8; embedded zeros are ordinary characters. Plain value type. Not
+/// synchronized.
 ///
 ///     const auto text = zel::unicode::String::fromUtf8("caf\xc3\xa9");
 ///     text->length();  // 4

@@ -25,9 +25,10 @@ public:
     using value_type = std::pair<CompactString, Value*>;
 
 private:
-    /// A part of the sorted list, with up to `PAGE_SIZE` entries. Most dictionaries have one page,
-    /// which is one small block of memory. Several pages make it cheap to add an entry anywhere in
-    /// a large dictionary. Only the first page may be empty, and only if it is the only page.
+    /// A page: a part of the sorted list, with up to `PAGE_SIZE` entries. Most dictionaries have
+    /// one page, which is one small block of memory. Several pages make it cheap to add an entry
+    /// anywhere in a large dictionary. Only the first page may be empty, and only if it is the only
+    /// page.
     class Page {
     public:
         Page() noexcept = default;

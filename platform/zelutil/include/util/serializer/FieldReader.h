@@ -47,8 +47,8 @@ public:
     FieldReader(const FieldReader&) = delete;
     FieldReader& operator=(const FieldReader&) = delete;
 
-    /// Begins the payload. Parses JSON text completely. The parser is reused by the next reader of
-    /// the thread, unless the text is large.
+    /// Begins reading the payload. A JSON text is parsed completely by this call. The next reader
+    /// of the thread reuses the parser, unless the text is large.
     [[nodiscard]] bool begin() noexcept;
     /// Returns whether the payload ends here, after one complete value.
     [[nodiscard]] bool end() const noexcept;
@@ -81,8 +81,8 @@ public:
     /// Reads a string. The view is valid as long as the reader exists.
     [[nodiscard]] bool text(std::string_view& out) noexcept;
     /// @{
-    /// Reads an array of numbers, packed or not. Replaces the content of `out`, also on failure.
-    /// Throws `std::bad_alloc` if memory is exhausted.
+    /// Reads an array of booleans or numbers, which may be packed or not. Replaces the content of
+    /// `out`, even on failure. Throws `std::bad_alloc` if memory is exhausted.
     [[nodiscard]] bool values(std::vector<bool>& out);
     [[nodiscard]] bool values(std::vector<std::int8_t>& out);
     [[nodiscard]] bool values(std::vector<std::uint8_t>& out);
@@ -124,7 +124,8 @@ private:
     State& state() noexcept { return *reinterpret_cast<State*>(state_); }
     const State& state() const noexcept { return *reinterpret_cast<State const*>(state_); }
 
-    // Uninitialized storage: creating a reader allocates no memory.
+    // Uninitialized storage for the state of the reader. It is inline, so that creating a reader
+    // allocates no memory.
     alignas(std::uint64_t) unsigned char state_[STATE_SIZE];
 };
 

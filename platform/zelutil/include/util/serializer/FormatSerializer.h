@@ -81,7 +81,7 @@ public:
     unsigned int getApiCapibilites() const noexcept final;
 
 protected:
-    /// Creates the state from the arguments of its constructor.
+    /// Creates the state: passes the arguments to the constructor of `Serializer::Format`.
     template <class... Arguments>
     UTIL_LOCAL explicit FormatSerializer(Arguments&&... arguments) noexcept;
 

@@ -19,7 +19,8 @@ enum class OptionTag : int {
     NestingLimit = 3
 };
 
-/// Options by tag. A tag that does not apply to the receiver is ignored.
+/// A map from tags to the values of the options. A serializer or deserializer ignores the tags that
+/// do not apply to it.
 using Options = std::map<OptionTag, int>;
 
 }  // namespace util::serializer
