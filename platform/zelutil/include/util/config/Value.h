@@ -92,9 +92,9 @@ public:
     unsigned long arraySize() const noexcept;
 
     /// Copies an integer to `out`. Fails for every other kind. The 32-bit functions also fail if
-    /// the value does not fit. The 64-bit functions copy the two's-complement value: `get(long&)`
-    /// turns 18446744073709551615 into -1, and `get(unsigned long&)` turns -1 into
-    /// 18446744073709551615.
+    /// the value does not fit. The 64-bit functions copy the two's-complement value: the integer
+    /// 18446744073709551615 becomes -1 in `get(long&)`, and -1 becomes 18446744073709551615 in
+    /// `get(unsigned long&)`.
     [[nodiscard]] bool get(int& out) const noexcept;
     [[nodiscard]] bool get(unsigned int& out) const noexcept;
     [[nodiscard]] bool get(long& out) const noexcept;
