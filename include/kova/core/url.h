@@ -105,7 +105,8 @@ public:
     /// Returns the text between "//" and "@"; empty when the text has no user info.
     const std::string& userinfo() const noexcept { return userinfo_; }
 
-    /// Returns whether the rest is empty or begins with "/", "?" or "#".
+    /// Returns whether the latest text is well formed: what follows the host and the port (`rest`)
+    /// is empty or begins with "/", "?" or "#".
     bool isWellFormed() const noexcept { return wellFormed_; }
     /// Returns whether the latest text had a "[" before its first "?" or "#", which indicates an
     /// IPv6 address.

@@ -57,8 +57,8 @@ bool endsWithSeparator(std::string_view text) noexcept {
     return !text.empty() && text.back() == Path::SEP_CHAR;
 }
 
-// Appends a part that was read from a text, with a "/" before it if `path` needs one. Such a part
-// is not empty and contains no "/".
+// Appends `part`, with a "/" before it if `path` needs one. `part` is a piece of a parsed text, so
+// it is not empty and contains no "/".
 void appendPart(std::string& path, std::string_view part) noexcept {
     if (!path.empty() && path.back() != Path::SEP_CHAR) {
         path += Path::SEP_CHAR;

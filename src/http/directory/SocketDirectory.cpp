@@ -22,7 +22,7 @@ namespace {
 constexpr mode_t MODE_OF_ROOT = 0755;
 constexpr mode_t MODE_OF_USERS = 0700;
 
-// A trailing "/" would follow a symbolic link.
+// With a "/" at the end of a path, the system follows a symbolic link that the path names.
 std::string withoutSlash(std::string path) {
     while (path.size() > 1 && path.back() == '/') {
         path.pop_back();

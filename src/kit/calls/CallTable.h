@@ -42,9 +42,9 @@ public:
     std::vector<CallReference> collectAll();
     /// Returns the number of calls.
     std::size_t size() const noexcept;
-    /// Sets the size for which a thread waits. When the table is closed, `remove` calls
-    /// `wakeWaiting` each time a shard has at most `size` calls left, and the thread then counts
-    /// the calls of the whole table. The initial size is 0.
+    /// Sets the number of calls at which a waiting thread goes on; initially 0. After `close`,
+    /// `remove` calls `wakeWaiting` each time one shard (a part of the table with a lock of its
+    /// own) has at most `size` calls left. The thread then counts the calls of the whole table.
     void awaitSize(std::size_t size) noexcept;
     /// Rejects further calls. From now on `remove` wakes waiting threads (`awaitSize`).
     void close() noexcept;

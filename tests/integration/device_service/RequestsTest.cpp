@@ -150,7 +150,7 @@ protected:
     Console console{*service, "/device", journal, [] { return false; }};
 };
 
-TEST_F(OwnRootTest, ResponseWithoutAListIsNotPrinted) {
+TEST_F(OwnRootTest, ResponseWhosePayloadIsNotAListIsAnError) {
     root.onRequest = [](kova::IResponseHandler<Response>& handler) {
         handler.onNext(Response(200, Payload::createFromJSON("5")));
     };

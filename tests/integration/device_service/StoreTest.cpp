@@ -192,7 +192,7 @@ TEST_F(StoreTest, RejectsABinaryPayloadWithoutAJsonForm) {
     EXPECT_EQ(document(), DOCUMENT);
 }
 
-TEST_F(StoreTest, RandomPayloadsGetAnExpectedStatus) {
+TEST_F(StoreTest, RandomPayloadsAreStoredOrRefused) {
     const std::set<unsigned short> sensible = {201, 204, 400, 409};
     std::mt19937 random(1);
     for (int round = 0; round < 2000; ++round) {

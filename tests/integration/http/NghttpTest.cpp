@@ -78,6 +78,9 @@ struct CurlRow {
     char const* output;
 };
 
+// No row has a body: curl 7.88 drops an answer if the server resets the stream with NO_ERROR before
+// the whole body was sent. RFC 9113, section 8.1, allows the server to do so, and tells the client
+// to keep the answer.
 class CurlOverHttp2 : public NghttpTest, public ::testing::WithParamInterface<CurlRow> {};
 
 TEST_P(CurlOverHttp2, IsToldWhatToDo) {
@@ -94,9 +97,9 @@ INSTANTIATE_TEST_SUITE_P(
                 "over HTTP/2 the method is POST, with a request in records; use HTTP/1.1 for "
                 "other requests\n2 405 POST"},
         CurlRow{"-I -o /dev/null", "2 405 POST"},
-        CurlRow{"-d 1 -H 'content-type: application/json'",
+        CurlRow{"-X POST -H 'content-type: application/json'",
                 "the content type of a request in records is application/vnd.kova.events\n2 415 "},
-        CurlRow{"-d 1 -H 'content-type: application/vnd.kova.events'",
+        CurlRow{"-X POST -H 'content-type: application/vnd.kova.events'",
                 "no service has this path\n2 404 "}));
 
 // Without prior knowledge, a client that offers an upgrade gets the answer of HTTP/1.1.

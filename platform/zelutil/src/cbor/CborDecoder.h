@@ -18,8 +18,8 @@
 // The decoder of the binary format (RFC 8949). It makes one call of a target for each item.
 
 // Without inlining, the decoder's loop would keep its input in memory instead of registers, and
-// reading would take twice as long. Coverage is measured without optimization, so that each
-// function is counted once and not once for each caller.
+// reading would take twice as long. Builds without optimization do not force the inlining: in the
+// build that measures coverage, each function must be counted once, not once for each caller.
 #ifdef __OPTIMIZE__
 #define KOVA_INLINE_DECODING [[gnu::always_inline]]
 #else

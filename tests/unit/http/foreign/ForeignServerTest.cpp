@@ -233,7 +233,7 @@ TEST_F(ForeignServerTest, StreamHasEventsUntilItsEnd) {
     EXPECT_TRUE(contains(rest, "event: completed\ndata: {}\n\n")) << rest;
 }
 
-TEST_F(ForeignServerTest, StreamThatBeginsWithAnErrorHasItsStatus) {
+TEST_F(ForeignServerTest, StreamThatBeginsWithAnErrorHasTheStatusOfTheError) {
     EXPECT_EQ(fixture.get("/missing", "Accept: text/event-stream\r\n").substr(9, 3), "404");
 }
 

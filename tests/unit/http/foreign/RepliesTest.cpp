@@ -88,7 +88,7 @@ TEST(RepliesTest, HeaderTreeIsOneFieldWithoutReservedEntriesOfTheTransport) {
     EXPECT_FALSE(response.getHeaderValue(kit::STREAM_QUEUE).isUndefined());
 }
 
-TEST(RepliesTest, LineBreakInTheHeaderTreeIsAnEscape) {
+TEST(RepliesTest, LineBreakInAHeaderEntryIsWrittenAsAnEscape) {
     Response response(200);
     response.add2header("a\r\nX: y", new util::config::ValueString("b\r\nc"));
     EXPECT_EQ(field(toReply(response), TREE_FIELD), R"({"a\r\nX: y":"b\r\nc"})");
