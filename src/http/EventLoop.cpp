@@ -180,10 +180,14 @@ bool EventLoop::rest() {
     role_ = Role::resting;
     driver_ = std::thread::id();
     for (std::uint64_t seen = borrows_;; seen = borrows_) {
-        changed_.wait_for(lock, REST, [this] { return role_ == Role::resting && isNeeded(); });
+        changed_.wait_for(lock, rest_, [this] { return role_ == Role::resting && isNeeded(); });
+        rest_ = std::min(2 * rest_, LONGEST_REST);
         if (role_ == Role::resting && (isNeeded() || seen == borrows_)) {
             break;
         }
+    }
+    if (isNeeded()) {
+        rest_ = REST;
     }
     role_ = Role::own;
     isWanted_ = false;
@@ -202,11 +206,19 @@ bool EventLoop::borrow() noexcept {
     return true;
 }
 
-bool EventLoop::turn(Clock::time_point due) {
+// Looks for functions before it waits, too, because `poll` may have consumed the event of one.
+bool EventLoop::turn(Clock::time_point due) noexcept {
+    if (mustGiveBack()) {
+        return false;
+    }
     waitForEvents(timeout(due));
     runTimers();
+    return !mustGiveBack();
+}
+
+bool EventLoop::mustGiveBack() noexcept {
     const std::lock_guard<std::mutex> guard(mutex_);
-    return !isNeeded();
+    return isNeeded();
 }
 
 void EventLoop::giveBack() noexcept {

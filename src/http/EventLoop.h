@@ -85,8 +85,9 @@ public:
     /// Forgets a timer, if it has not fired yet.
     void cancel(const TimerId& timer) noexcept { timers_.erase(timer); }
 
-    /// Lets the thread of the loop rest while the function returns true, until another thread has
-    /// not borrowed the loop for `REST`. Meanwhile nothing watches descriptors and timers. An empty
+    /// Lets the thread of the loop rest while the function returns true. Meanwhile nothing watches
+    /// descriptors and timers. A rest that nobody interrupts ends after `REST` for one look at
+    /// them; each further rest is twice as long as the last one, up to `LONGEST_REST`. An empty
     /// function ends that.
     void restWhile(std::function<bool()> isIdle) { isIdle_ = std::move(isIdle); }
     /// Makes the current thread the thread of the loop until `giveBack`, if the thread rests.
@@ -95,16 +96,17 @@ public:
     /// @{
     /// Belong to the thread that has borrowed the loop.
     /// Calls the functions for the events that have occurred.
-    void poll() { waitForEvents(0); }
+    void poll() noexcept { waitForEvents(0); }
     /// Waits for events, at most until `due`, and calls the functions for them and for timers.
     /// Returns false if the loop must be given back, because a function was posted.
-    bool turn(Clock::time_point due);
+    bool turn(Clock::time_point due) noexcept;
     /// Gives the borrowed loop back. Its own thread goes on unless it may rest.
     void giveBack() noexcept;
     /// @}
 
-    /// The time after which a resting thread watches descriptors again, if nobody borrows the loop.
+    /// The length of the first rest, and of the longest one.
     static constexpr std::chrono::milliseconds REST{20};
+    static constexpr std::chrono::milliseconds LONGEST_REST{10'000};
 
 private:
     struct Watch;
@@ -119,6 +121,7 @@ private:
     bool rest();
     void wake(Role role) noexcept;
     bool hasWork() const noexcept { return !tasks_.empty() || firstJob_; }
+    bool mustGiveBack() noexcept;
     bool isNeeded() const noexcept { return isStopped_ || isWanted_ || hasWork(); }
     int timeout(Clock::time_point due) const noexcept;
 
@@ -136,6 +139,7 @@ private:
     Role role_ = Role::own;   ///< what the thread does
     bool isWanted_ = false;   ///< the thread must not rest on
     std::uint64_t borrows_ = 0;
+    std::chrono::milliseconds rest_ = REST;  ///< the length of the next rest
     std::condition_variable changed_;  ///< the thread must not rest on, or the loop is given back
 
     std::function<bool()> isIdle_;

@@ -86,7 +86,7 @@ void Http2Connection::flush() {
     if (!isOpen_) {
         return;
     }
-    const Sent sent = send();
+    const Sent sent = isBroken_ ? Sent::broken : send();
     if (sent == Sent::broken) {
         read();  // what the other end has sent before it left may tell the reason
     }
@@ -98,7 +98,12 @@ void Http2Connection::flush() {
 }
 
 bool Http2Connection::trySend() {
-    if (!isOpen_ || send() != Sent::asFarAsPossible) {
+    if (!isOpen_ || isBroken_) {
+        return false;
+    }
+    const Sent sent = send();
+    isBroken_ = sent == Sent::broken;
+    if (sent != Sent::asFarAsPossible) {
         return false;
     }
     watchForWriting(sent_ < output_.size());

@@ -70,6 +70,7 @@ private:
     std::string output_;    ///< the bytes that the session has made, and the socket has not taken
     std::size_t sent_ = 0;  ///< the bytes of `output_` that the socket has taken
     bool isOpen_ = true;
+    bool isBroken_ = false;  ///< bytes could not be sent, so nothing is sent any more
     bool isWatchedForWriting_ = false;
 };
 

@@ -86,18 +86,20 @@ void* ClientState::send(Stream stream) {
         const std::lock_guard<std::mutex> guard(mutex_);
         stream->handle = ++lastHandle_;
     }
-    ClientStream& sent = *stream;
-    void* const handle = toHandle(sent.handle);
-    const bool mayFail = isLocal_ && sent.isKept();
+    const std::uint64_t number = stream->handle;
+    const bool mayFail = isLocal_ && stream->isKept();
     if (!mayFail) {
         loop_->poll();
     }
     begin(std::move(stream));
     sendWaiting();
     if (!trySend() && mayFail && current_->hasSentNothing()) {
-        sendAgain(sent);
+        const auto sent = streams_.find(number);  // gone, if memory is exhausted
+        if (sent != streams_.end() && sent->second->connection == current_) {
+            sendAgain(*sent->second);
+        }
     }
-    return handle;
+    return toHandle(number);
 }
 
 // Sends what the current connection has to send. Response handlers are not called here, because the
@@ -149,17 +151,16 @@ void ClientState::interruptDriving() noexcept {
     loop_->post([] {});
 }
 
-// Handles are in the order of the requests. The first order of a burst wakes the thread.
+// Handles are in the order of the requests. The first order of a burst wakes the thread. It does so
+// under the mutex: as long as there are orders, nobody can borrow the loop, so no later request
+// overtakes them.
 std::uint64_t ClientState::add(std::uint64_t handle, Stream stream) {
-    bool isFirst = false;
-    {
-        const std::lock_guard<std::mutex> guard(mutex_);
-        if (stream) {
-            stream->handle = handle = ++lastHandle_;
-        }
-        isFirst = orders_.empty();
-        orders_.push_back({handle, std::move(stream)});
+    const std::lock_guard<std::mutex> guard(mutex_);
+    if (stream) {
+        stream->handle = handle = ++lastHandle_;
     }
+    const bool isFirst = orders_.empty();
+    orders_.push_back({handle, std::move(stream)});
     if (isFirst) {
         loop_->post([this] { processOrders(); });
     }

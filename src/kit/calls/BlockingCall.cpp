@@ -91,9 +91,14 @@ Result<Response> BlockingCall::run() {
 }
 
 void BlockingCall::beginDriving() {
-    if (core_.driven != nullptr && core_.driven->beginDriving()) {
+    if (core_.driven == nullptr || !core_.table.enter(place_)) {
+        return;
+    }
+    if (core_.driven->beginDriving()) {
         driven_ = core_.driven;
         driver_ = std::this_thread::get_id();
+    } else {
+        core_.table.leave(place_);
     }
 }
 
@@ -105,6 +110,7 @@ void BlockingCall::endDriving() noexcept {
     }
     if (driven != nullptr) {
         driven->endDriving();
+        core_.table.leave(place_);
     }
 }
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <condition_variable>
+#include <cstddef>
 #include <list>
 #include <mutex>
 #include <optional>
@@ -48,6 +49,7 @@ private:
     std::condition_variable changed_;
     CallerDriven* driven_ = nullptr;  ///< the service, while the calling thread runs it
     std::thread::id driver_;
+    std::size_t place_ = 0;         ///< where the table counts this thread while it drives
     std::list<Response> progress_;  // allocates nothing while it is empty
     std::optional<Response> value_;
     std::optional<End> end_;

@@ -92,7 +92,7 @@ bool CallTable::link(PendingCall& call) {
 }
 
 void CallTable::remove(PendingCall& call) noexcept {
-    bool isAwaited = false;
+    bool isLast = false;
     {
         Shard& shard = shardOf(call.handle);
         const std::lock_guard<SpinLock> guard(shard.lock);
@@ -105,9 +105,30 @@ void CallTable::remove(PendingCall& call) noexcept {
         }
         *at = call.nextInTable;
         --shard.count;
-        isAwaited = shard.closed && shard.count <= awaited_.load(std::memory_order_relaxed);
+        isLast = isAwaited(shard);
     }
-    if (isAwaited) {
+    if (isLast) {
+        wakeWaiting();
+    }
+}
+
+bool CallTable::enter(std::size_t& place) noexcept {
+    place = nextShard() % SHARDS;
+    Shard& shard = shards_[place];
+    const std::lock_guard<SpinLock> guard(shard.lock);
+    shard.count += shard.closed ? 0 : 1;
+    return !shard.closed;
+}
+
+void CallTable::leave(std::size_t place) noexcept {
+    bool isLast = false;
+    {
+        Shard& shard = shards_[place];
+        const std::lock_guard<SpinLock> guard(shard.lock);
+        --shard.count;
+        isLast = isAwaited(shard);
+    }
+    if (isLast) {
         wakeWaiting();
     }
 }

@@ -34,13 +34,19 @@ public:
     /// Removes a call, if it is in the table. If this was the last call, another thread may destroy
     /// the table immediately afterwards.
     void remove(PendingCall& call) noexcept;
+    /// Counts the calling thread as a call while it uses the service without one. Returns false if
+    /// the table is closed. Sets `place`, which belongs to `leave`.
+    bool enter(std::size_t& place) noexcept;
+    /// Ends the use. If this was the last call, another thread may destroy the table immediately
+    /// afterwards.
+    void leave(std::size_t place) noexcept;
     /// Returns the call with the handle, or null.
     CallReference find(void* handle) noexcept;
     /// Returns the calls for which the filter returns true. The filter is called under a lock.
     std::vector<CallReference> collect(bool (*filter)(const PendingCall&, void*), void* user);
     /// Returns all calls.
     std::vector<CallReference> collectAll();
-    /// Returns the number of calls.
+    /// Returns the number of calls, and of threads that have entered.
     std::size_t size() const noexcept;
     /// Sets the number of calls at which a waiting thread goes on; initially 0. After `close`,
     /// `remove` calls `wakeWaiting` each time one shard (a part of the table with a lock of its
@@ -86,6 +92,9 @@ private:
         return shard.buckets[(toNumber(handle) >> SHARD_BITS) & (shard.buckets.size() - 1)];
     }
     static void grow(Shard& shard);
+    bool isAwaited(const Shard& shard) const noexcept {
+        return shard.closed && shard.count <= awaited_.load(std::memory_order_relaxed);
+    }
 
     std::array<Shard, SHARDS> shards_;
     std::atomic<std::size_t> awaited_{0};

@@ -291,6 +291,16 @@ TEST_F(BorrowedLoopTest, FunctionOfAnotherThreadEndsTheTurnAndRunsOnTheThreadOfT
     posting.join();
 }
 
+TEST_F(BorrowedLoopTest, PollDoesNotHideAFunctionFromTheTurn) {
+    borrow();
+    std::promise<void> ran;
+    std::thread([&] { loop.post([&] { ran.set_value(); }); }).join();
+    loop.poll();
+    EXPECT_FALSE(loop.turn(EventLoop::Clock::time_point::max()));
+    loop.giveBack();
+    ran.get_future().wait();
+}
+
 TEST_F(BorrowedLoopTest, LoopThatIsGivenBackBusyIsWatchedAtOnce) {
     borrow();
     const FileDescriptor event(eventfd(1, EFD_NONBLOCK));

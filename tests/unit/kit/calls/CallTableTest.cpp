@@ -84,6 +84,19 @@ TEST_F(CallTableTest, ClosedTableAcceptsNoCall) {
     EXPECT_EQ(table.size(), 0U);
 }
 
+TEST_F(CallTableTest, ThreadThatHasEnteredCountsUntilItLeaves) {
+    std::size_t place = 0;
+    ASSERT_TRUE(table.enter(place));
+    EXPECT_EQ(table.size(), 1U);
+    EXPECT_TRUE(table.collectAll().empty());
+    table.close();
+    std::size_t other = 0;
+    EXPECT_FALSE(table.enter(other));
+    EXPECT_EQ(table.size(), 1U);
+    table.leave(place);
+    EXPECT_EQ(table.size(), 0U);
+}
+
 TEST_F(CallTableTest, HandlesOfAllTablesAndThreadsDiffer) {
     constexpr int THREADS = 4;
     std::vector<std::set<void*>> handles(THREADS);

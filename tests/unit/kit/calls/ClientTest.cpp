@@ -317,6 +317,33 @@ TEST_F(DrivenClientTest, DrivingEndsBeforeTheCallIsCancelledAfterItsDeadline) {
     EXPECT_EQ(Calls(service.calls.end() - 2, service.calls.end()), (Calls{"end", "cancel"}));
 }
 
+TEST(DrivenServiceTest, CallOfADestroyedClientDoesNotUseTheService) {
+    auto service = std::make_unique<DrivenService>();
+    std::optional<Client> client(*service);
+    Call<int> call = client->retrieve<int>("/level");
+    client.reset();
+    service.reset();
+    EXPECT_EQ(std::move(call).get().error(), (Error{503, "closed"}));
+}
+
+TEST_F(DrivenClientTest, CloseWaitsForTheThreadThatDrives) {
+    std::promise<void> answered;
+    std::promise<void> released;
+    service.work = [&] {
+        service.answer(1, json(200, "5"));
+        answered.set_value();
+        released.get_future().wait();
+        return true;
+    };
+    std::thread driving([&] { EXPECT_EQ(*client.retrieve<int>("/level").get(), 5); });
+    answered.get_future().wait();
+    auto closing = std::async(std::launch::async, [&] { return client.close(30s).empty(); });
+    EXPECT_EQ(closing.wait_for(20ms), std::future_status::timeout);
+    released.set_value();
+    EXPECT_TRUE(closing.get());
+    driving.join();
+}
+
 // --- Where a blocking call fails at once ---------------------------------------------------------
 
 TEST_F(ClientTest, GetInsideACallbackFailsIfItMustWait) {
