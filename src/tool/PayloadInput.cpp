@@ -5,6 +5,7 @@
 
 #include <array>
 #include <cerrno>
+#include <csignal>
 #include <limits>
 #include <system_error>
 #include <utility>
@@ -20,6 +21,25 @@ kit::Error unreadable(const std::string& file) {
     return {400, "cannot read " + (file == "-" ? "standard input" : "'" + file + "'") + ": " +
                      std::generic_category().message(errno)};
 }
+
+/// Lets Ctrl-C and SIGTERM end the process while a payload is read, because there is no request to
+/// cancel yet.
+class Interruptible {
+public:
+    Interruptible() noexcept {
+        sigset_t signals;
+        sigemptyset(&signals);
+        sigaddset(&signals, SIGINT);
+        sigaddset(&signals, SIGTERM);
+        pthread_sigmask(SIG_UNBLOCK, &signals, &former_);
+    }
+    ~Interruptible() { pthread_sigmask(SIG_SETMASK, &former_, nullptr); }
+    Interruptible(const Interruptible&) = delete;
+    Interruptible& operator=(const Interruptible&) = delete;
+
+private:
+    sigset_t former_{};
+};
 
 // Reads until the end of the file. Returns false, with `errno`, if a read fails.
 bool readAll(int descriptor, std::string& bytes) {
@@ -62,6 +82,7 @@ kit::Result<Payload> checkJson(Payload payload, bool binary) {
 }  // namespace
 
 kit::Result<std::string> readBytes(const std::string& file, const Context& context) {
+    const Interruptible interruptible;
     const bool isInput = file == "-";
     const int descriptor = isInput ? context.input : ::open(file.c_str(), O_RDONLY | O_CLOEXEC);
     if (descriptor < 0 && !isInput) {

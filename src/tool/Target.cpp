@@ -137,8 +137,13 @@ Parsed Target::ofResource(const std::string& text, const std::string& to) {
         return parseAddress(text, true);
     }
     if (begins(text, LOCATOR)) {
-        const auto locator = ResourceLocator::fromUri(url(text));
-        if (!locator || !locator->getServicePath()) {
+        const url uri(text);
+        if (uri.isWellFormed() && !ResourceLocator::isResourceLocator(uri)) {
+            return malformed(text,
+                             "a locator has no '?' and no '#'; give a path with them after --to");
+        }
+        const auto locator = ResourceLocator::fromUri(uri);
+        if (!uri.isWellFormed() || !locator || !locator->getServicePath()) {
             return malformed(text,
                              "a locator has a '$' between the paths of the service and of the "
                              "resource: " +

@@ -41,7 +41,9 @@ std::string belongsTo(uid_t user) {
 // Returns why a directory is not trusted.
 std::optional<std::string> distrust(int descriptor) {
     struct stat status {};
-    ::fstat(descriptor, &status);
+    if (::fstat(descriptor, &status) != 0) {
+        return "cannot be examined";
+    }
     if (!isTrustedUser(status.st_uid)) {
         return belongsTo(status.st_uid);
     }

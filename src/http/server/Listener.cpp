@@ -73,8 +73,8 @@ Listener::~Listener() {
     }
 }
 
-// The mode is set before the file exists, so that at no time it is wider than `mode`; `chmod` adds
-// the bits that the umask has taken.
+// The mode is set before the file exists, so that at no time it is wider than `mode`; `adoptFile`
+// adds the bits that the umask has taken.
 void Listener::listenAtPath(unsigned mode) {
     socket_ = checked(::socket(AF_UNIX, SOCKET_KIND, 0), address_);
     ::fchmod(socket_.get(), mode);
@@ -90,16 +90,23 @@ void Listener::listenAtPath(unsigned mode) {
     if (result != 0) {
         failWith(EADDRINUSE, address_.toString());
     }
-    struct stat status {};
-    if (::lstat(address_.path.c_str(), &status) == 0) {
-        device_ = status.st_dev;
-        inode_ = status.st_ino;
-    }
-    ::chmod(address_.path.c_str(), mode);
+    adoptFile(mode);
     if (::listen(socket_.get(), BACKLOG) != 0) {
         const int error = errno;
         ::unlink(address_.path.c_str());
         failWith(error, address_.toString());
+    }
+}
+
+// Sets the mode through a descriptor, because another user with the right to write in the directory
+// could have replaced the file by a symbolic link.
+void Listener::adoptFile(unsigned mode) {
+    const FileDescriptor file(::open(address_.path.c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC));
+    struct stat status {};
+    if (file && ::fstat(file.get(), &status) == 0 && S_ISSOCK(status.st_mode)) {
+        device_ = status.st_dev;
+        inode_ = status.st_ino;
+        ::chmod(("/proc/self/fd/" + std::to_string(file.get())).c_str(), mode);
     }
 }
 

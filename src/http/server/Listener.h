@@ -43,6 +43,7 @@ public:
 
 private:
     void listenAtPath(unsigned mode);
+    void adoptFile(unsigned mode);
     void listenAtPort();
     void removeFile() noexcept;
 

@@ -216,6 +216,7 @@ void addWatch(Words& words) {
         ->required()
         ->type_name("");
     word.add_option("--count", options->count, "ends after this number of values of all resources")
+        ->check(CLI::Range(1UL, 1'000'000'000UL))
         ->type_name("N");
     addTime(word, "--timeout", options->timeout,
             "ends after this time; with status 124 if --count or the first value is missing");

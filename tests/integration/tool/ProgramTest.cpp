@@ -68,6 +68,14 @@ TEST_F(ProgramTest, InterruptCancelsTheRequestBeforeTheProgramEnds) {
     held.waitForCancelled(1);
 }
 
+TEST_F(ProgramTest, SignalEndsTheProgramThatReadsItsInput) {
+    for (const int signal : {SIGINT, SIGTERM}) {
+        RunningTool tool({"decode"});
+        tool.signal(signal);
+        EXPECT_EQ(tool.wait(), -signal);
+    }
+}
+
 TEST_F(ProgramTest, TerminalHasColoursAndProgress) {
     RunningTool tool(at({"insert", "/slow", "--progress"}, heldText), 20);
     held.waitForRequests(1);

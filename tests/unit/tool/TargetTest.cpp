@@ -70,6 +70,8 @@ INSTANTIATE_TEST_SUITE_P(
     testing::Values(Row{"/level", "", "write a locator such as kova:/device$/level"},
                     Row{"level", "", "write a locator such as kova:/device$/level"},
                     Row{"kova:/device", "", "kova:/device$/RESOURCE"},
+                    Row{"kova:/device$/a?x", "", "no '?' and no '#'"},
+                    Row{"kova:/device$/a#b", "unix:s", "no '?' and no '#'"},
                     Row{"ftp://host/level", "",
                         "begin an address with kova:, unix:, tcp: or http://"},
                     Row{"https://host/level", "unix:s", "begin an address with"},

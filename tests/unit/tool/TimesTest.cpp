@@ -26,7 +26,8 @@ INSTANTIATE_TEST_SUITE_P(Forms, AcceptedTimes,
                          testing::Values(Row{"0", 0}, Row{"0s", 0}, Row{"250ms", 250},
                                          Row{"1s", 1000}, Row{"1.5s", 1500}, Row{"0.001s", 1},
                                          Row{"2m", 120000}, Row{"1h", 3600000},
-                                         Row{"576h", 2073600000}, Row{"0.5ms", 0}));
+                                         Row{"576h", 2073600000}, Row{"0.5ms", 1},
+                                         Row{"0.001ms", 1}, Row{"1.001ms", 2}));
 
 class RefusedTimes : public testing::TestWithParam<char const*> {};
 
