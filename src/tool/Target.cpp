@@ -65,7 +65,7 @@ Parsed parseSocket(const std::string& text, bool isResource) {
 // "http://HOST:PORT/[service$/]resource".
 Parsed parseUrl(const std::string& text, bool isResource) {
     const url parsed(text);
-    const std::string path = parsed.rest();
+    const std::string& path = parsed.rest();
     if (path.find_first_of("%?#") != std::string::npos) {
         return malformed(text, "a URL with '%', '?' or '#' is not supported; write --to http://" +
                                    parsed.authority() + " and the path of the resource by itself");

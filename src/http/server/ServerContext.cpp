@@ -48,7 +48,7 @@ class PeerKey {
 public:
     explicit PeerKey(const kit::Peer& peer) noexcept {
         if (peer.address == "unix:") {
-            const auto end = std::to_chars(digits_.begin(), digits_.end(), peer.uid).ptr;
+            auto* const end = std::to_chars(digits_.begin(), digits_.end(), peer.uid).ptr;
             text_ = {digits_.data(), static_cast<std::size_t>(end - digits_.data())};
         } else {
             text_ = std::string_view(peer.address).substr(0, peer.address.rfind(':'));
