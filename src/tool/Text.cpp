@@ -1,5 +1,6 @@
 #include "Text.h"
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <iterator>
@@ -73,12 +74,9 @@ constexpr Range WIDE[] = {{0x1100, 0x115F},   {0x2E80, 0x303E},   {0x3041, 0x33F
 
 template <std::size_t N>
 bool isIn(const Range (&ranges)[N], std::uint32_t number) noexcept {
-    for (const Range& range : ranges) {
-        if (number >= range.first && number <= range.last) {
-            return true;
-        }
-    }
-    return false;
+    return std::any_of(std::begin(ranges), std::end(ranges), [number](const Range& range) {
+        return number >= range.first && number <= range.last;
+    });
 }
 
 unsigned widthOf(std::uint32_t number) noexcept {
