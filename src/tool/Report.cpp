@@ -60,7 +60,10 @@ ExitStatus reportOpen(const Context& context, const kit::Error& error) {
         return misused(context, error);
     }
     printError(context, error.message,
-               "start the service, or name its socket with --to unix:SOCKET");
+               error.code == 403
+                   ? "only services of root and of your own user are opened; the owner "
+                     "of the directory decides who may connect"
+                   : "start the service, or name its socket with --to unix:SOCKET");
     return NO_SERVICE;
 }
 

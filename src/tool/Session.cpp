@@ -23,7 +23,7 @@ constexpr std::size_t LONGEST_RECORD = std::size_t{1024} * 1024 * 1024;
 kit::Result<std::unique_ptr<IKovaApi>> connectTo(const Target& target, milliseconds deadline) {
     http::OpenOptions options;
     options.connection.patience =
-        deadline.count() == 0 ? PATIENCE : std::min(PATIENCE, deadline / 2);
+        deadline.count() == 0 ? PATIENCE : std::clamp(deadline / 2, milliseconds(1), PATIENCE);
     options.connection.recordBytes = LONGEST_RECORD;
     if (!target.address.empty()) {
         options.connection.servicePath = target.servicePath;

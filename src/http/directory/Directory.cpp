@@ -2,6 +2,8 @@
 
 #include <unistd.h>
 
+#include <algorithm>
+#include <chrono>
 #include <cstdlib>
 #include <map>
 #include <optional>
@@ -22,6 +24,8 @@ namespace {
 constexpr char const* OF_THE_SYSTEM = "/run/kova";
 constexpr std::size_t NAMED_SERVICES = 8;
 constexpr std::chrono::milliseconds SEARCH_INTERVAL(10);
+// The longest wait; a longer one would overflow the numbers of the clock.
+constexpr std::chrono::milliseconds LONGEST_PATIENCE = std::chrono::hours(24 * 365);
 
 std::string variable(char const* name) {
     char const* const value = ::secure_getenv(name);
@@ -82,9 +86,10 @@ kit::Result<std::string> await(const std::string& servicePath,
                                const std::vector<std::string>& directories,
                                std::chrono::milliseconds patience) {
     const auto begin = std::chrono::steady_clock::now();
+    const std::chrono::milliseconds limit = std::min(patience, LONGEST_PATIENCE);
     kit::Result<std::string> found = find(servicePath, directories);
     while (!found && found.error().code != statuscodes::FORBIDDEN &&
-           std::chrono::steady_clock::now() - begin < patience) {
+           std::chrono::steady_clock::now() - begin < limit) {
         std::this_thread::sleep_for(SEARCH_INTERVAL);
         found = find(servicePath, directories);
     }

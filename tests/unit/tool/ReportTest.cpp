@@ -34,6 +34,12 @@ TEST_F(ReportTest, UnknownServiceIsNoUsageError) {
     EXPECT_EQ(errors.str(),
               "kova: malformed\nkova: no such service\n"
               "      start the service, or name its socket with --to unix:SOCKET\n");
+    errors.str("");
+    EXPECT_EQ(reportOpen(context, {403, "not trusted"}), NO_SERVICE);
+    EXPECT_EQ(errors.str(),
+              "kova: not trusted\n"
+              "      only services of root and of your own user are opened; the owner of the "
+              "directory decides who may connect\n");
 }
 
 TEST_F(ReportTest, CompletedRequestIsNotReported) {
