@@ -167,7 +167,9 @@ ServerConnection::ServerConnection(ServerContext& context, FileDescriptor socket
       peer_(std::move(peer)),
       resets_(RESET_BURST, RESETS_PER_SECOND) {}
 
+// The timers run until now if `start` has failed.
 ServerConnection::~ServerConnection() {
+    stopTimers();
     for (const auto& [id, stream] : streams_) {
         forget(*stream);
     }
@@ -216,12 +218,16 @@ void ServerConnection::refuseRequests() {
     });
 }
 
-void ServerConnection::onClosed() noexcept {
+void ServerConnection::stopTimers() noexcept {
     for (const auto& timer : {progressTimer_, idleTimer_}) {
         if (timer) {
             loop().cancel(*timer);
         }
     }
+}
+
+void ServerConnection::onClosed() noexcept {
+    stopTimers();
     const auto streams = std::move(streams_);
     streams_.clear();
     for (const auto& [id, stream] : streams) {

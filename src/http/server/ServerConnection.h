@@ -55,6 +55,7 @@ private:
     void endRequest(ServerStream& stream);
     void dispatch(ServerStream& stream);
     void countReset();
+    void stopTimers() noexcept;
     void onEndSent(std::int32_t id);
     void remove(std::int32_t id);
     void forget(ServerStream& stream) noexcept;
