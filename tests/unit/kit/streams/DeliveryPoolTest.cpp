@@ -134,6 +134,11 @@ TEST(DeliveryPool, LongestBlockedThreadIsReplacedIfAllThreadsBlock) {
                 std::this_thread::yield();
             }
         }
+        // The monitor starts the new thread before it disconnects the receiver, so the last task
+        // may be released first.
+        while (disconnectedOf(tasks) < static_cast<int>(replaced)) {
+            std::this_thread::yield();
+        }
         EXPECT_EQ(disconnectedOf(tasks), static_cast<int>(replaced));
         EXPECT_EQ(DeliveryPool::instance().figures().threads, DeliveryPool::MAX_THREADS);
         EXPECT_EQ(DeliveryPool::instance().figures().replaced, replaced);
