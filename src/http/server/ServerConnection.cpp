@@ -25,8 +25,6 @@ constexpr std::int32_t CONNECTION_WINDOW = 1024 * 1024;
 // SETTINGS frame. The connection ends if there are more.
 constexpr std::size_t WAITING_REPLIES = 256;
 constexpr std::size_t SETTINGS_ENTRIES = 32;
-// The bytes of all unfinished bodies of a connection, as a multiple of the limit of one.
-constexpr std::size_t UNFINISHED_BODIES = 2;
 
 nghttp2_nv field(std::string_view name, std::string_view value) noexcept {
     const auto bytes = [](std::string_view text) {
@@ -305,7 +303,8 @@ void ServerConnection::addBody(ServerStream& stream, std::string_view bytes) {
     const std::size_t limit = context_.options.bodyBytes;
     if (!stream.addBody(bytes)) {
         refuse(stream, {413, "the body has more than " + std::to_string(limit) + " bytes\n"});
-    } else if (unfinishedBytes_ / UNFINISHED_BODIES > limit) {
+    } else if (unfinishedBytes_ > limit && unfinishedBytes_ - limit > limit) {
+        // The unfinished bodies of a connection may have twice as many bytes together.
         refuse(stream, {429, "too many bytes of unfinished requests\n"});
     }
 }

@@ -350,6 +350,22 @@ TEST_F(EndpointTest, LongestBodyIsAcceptedAndALongerOneIs413) {
     EXPECT_EQ(client.wait(client.send(GET)).status, 200);
 }
 
+TEST_F(EndpointTest, UnfinishedBodiesOfAConnectionHaveTwiceTheBytesOfOneTogether) {
+    answerAtOnce();
+    EndpointOptions options;
+    options.bodyBytes = GET.size();
+    serve(options);
+    Http2Client client(directory.address());
+    client.send(Http2Client::recordFields(), GET, false);
+    client.send(Http2Client::recordFields(), GET, false);
+    const std::int32_t empty = client.send(Http2Client::recordFields(), "", false);
+    const std::int32_t past = client.send(Http2Client::recordFields(), "x", false);
+    EXPECT_EQ(client.wait(past).status, 429);
+    EXPECT_FALSE(client[empty].isClosed);
+    Http2Client other(directory.address());
+    EXPECT_EQ(other.wait(other.send(GET)).status, 200);
+}
+
 TEST_F(EndpointTest, LongestHeaderIsAcceptedAndALongerOneIs431) {
     answerAtOnce();
     EndpointOptions options;
@@ -399,6 +415,22 @@ TEST_F(EndpointTest, RequestsOfAConnectionAreLimited) {
     service.waitForRequests(3);
     service.answer(3);
     EXPECT_EQ(client.wait(third).status, 200);
+}
+
+TEST_F(EndpointTest, RequestPastTheLimitOfAConnectionIsRefused) {
+    EndpointOptions options;
+    options.requestsOfConnection = 2;
+    serve(options);
+    Http2Client client(directory.address());
+    const std::int32_t first = client.send(GET);
+    const std::int32_t second = client.send(GET);
+    const std::int32_t third = client.send(GET);  // before the client knows the limit
+    EXPECT_EQ(client.wait(third).error, std::uint32_t{NGHTTP2_REFUSED_STREAM});
+    service.waitForRequests(2);
+    service.answer(1);
+    service.answer(2);
+    EXPECT_EQ(client.wait(first).status, 200);
+    EXPECT_EQ(client.wait(second).status, 200);
 }
 
 TEST_F(EndpointTest, ConnectionsAreLimitedAndTheNextOneWaits) {
