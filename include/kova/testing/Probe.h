@@ -53,7 +53,6 @@ public:
         state_->forbidden = why;
     }
 
-    bool isDestroyed() const { return read(&State::isDestroyed); }
     int values() const { return read(&State::values); }
     int ends() const { return read(&State::ends); }
     /// Returns the error that ended the request. The code is 0 if the request did not end with an
