@@ -94,7 +94,7 @@ Device::Device(const DeviceOptions& options)
     kit::ServiceBuilder builder;
     builder.name("device").version(options.versions.back());
     builder.mount("/about", about_).mount("/clock", clock_).mount("/scan", scan_);
-    builder.mount("/store", store_).mount("/system", system_).mount("/volume", volume_);
+    builder.mount("/store", store_).mount("/system", system_).mount("/volume", volume_).inspect();
     service_ = builder.build();
 }
 

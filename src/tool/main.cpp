@@ -10,6 +10,7 @@
 #include "Context.h"
 #include "ExitStatus.h"
 #include "Program.h"
+#include "kova/core/headers.h"
 #include "kova/kit/StopSignals.h"
 
 namespace {
@@ -31,6 +32,7 @@ Screen screenOf(std::ostream& stream, int descriptor) {
 
 int main(int argc, char** argv) try {
     std::ios::sync_with_stdio(false);
+    kova::headers::setAgt("");          // the token of the environment
     const kova::kit::StopSignals stop;  // before the first thread
     kova::tool::Context context{screenOf(std::cout, STDOUT_FILENO),
                                 screenOf(std::cerr, STDERR_FILENO), STDIN_FILENO,

@@ -2,7 +2,6 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
-#include <pty.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -16,10 +15,9 @@ namespace device::test {
 
 using Arguments = std::vector<std::string>;
 
-// `script` ends in the program's words: exec PROGRAM "$@".
-[[noreturn]] inline void become(const std::string& folder, char const* script,
-                                const Arguments& arguments) {
-    std::vector<char const*> words = {"sh", "-c", script, "sh"};
+// Becomes the program, in the folder.
+[[noreturn]] inline void become(const std::string& folder, const Arguments& arguments) {
+    std::vector<char const*> words = {"sh", "-c", "exec " DEVICE_SERVICE " \"$@\"", "sh"};
     for (const std::string& argument : arguments) {
         words.push_back(argument.c_str());
     }
@@ -30,44 +28,24 @@ using Arguments = std::vector<std::string>;
     _exit(127);
 }
 
-constexpr char const* START = "exec " DEVICE_SERVICE " \"$@\"";
-
-/// The running program. The test writes its standard input and reads its standard output and error.
+/// The running program. The test reads its standard output and error.
 class Program {
 public:
-    /// Where the program's standard error goes: to the output as well, or to the file "errors".
-    enum class Kind { Pipe, Terminal, ErrorsInFile };
-
-    Program(const std::string& folder, const Arguments& arguments, Kind kind = Kind::Pipe) {
-        if (kind == Kind::Terminal) {
-            child_ = forkpty(&output_, nullptr, nullptr, nullptr);
-            if (child_ == 0) {
-                become(folder, START, arguments);
-            }
-            input_ = dup(output_);
-            return;
-        }
-        int in[2];
+    Program(const std::string& folder, const Arguments& arguments) {
         int out[2];
-        if (pipe2(in, O_CLOEXEC) != 0 || pipe2(out, O_CLOEXEC) != 0) {
+        if (pipe2(out, O_CLOEXEC) != 0) {
             throw std::runtime_error("cannot make a pipe");
         }
         child_ = fork();
         if (child_ == 0) {
-            dup2(in[0], STDIN_FILENO);
             dup2(out[1], STDOUT_FILENO);
             dup2(out[1], STDERR_FILENO);
-            become(folder,
-                   kind == Kind::ErrorsInFile ? "exec " DEVICE_SERVICE " \"$@\" 2>errors" : START,
-                   arguments);
+            become(folder, arguments);
         }
-        close(in[0]);
         close(out[1]);
-        input_ = in[1];
         output_ = out[0];
     }
     ~Program() {
-        closeInput();
         close(output_);
         if (child_ > 0) {
             kill(child_, SIGKILL);
@@ -77,21 +55,6 @@ public:
     Program(const Program&) = delete;
     Program& operator=(const Program&) = delete;
 
-    void write(const std::string& text) const {
-        for (std::size_t done = 0; done < text.size();) {
-            const ssize_t count = ::write(input_, text.data() + done, text.size() - done);
-            if (count <= 0) {
-                return;  // the program no longer reads its input
-            }
-            done += static_cast<std::size_t>(count);
-        }
-    }
-    void closeInput() {
-        if (input_ >= 0) {
-            close(input_);
-            input_ = -1;
-        }
-    }
     void signal(int number) const {
         ASSERT_GT(child_, 0);
         kill(child_, number);
@@ -125,7 +88,6 @@ private:
     }
 
     pid_t child_ = -1;
-    int input_ = -1;
     int output_ = -1;
     std::string text_;
     std::size_t seen_ = 0;
