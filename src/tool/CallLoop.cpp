@@ -13,7 +13,8 @@ using std::chrono::milliseconds;
 
 constexpr milliseconds LONGEST_POLL{60000};
 
-// Returns the time for `poll`, rounded up, so that the time has passed when it returns.
+// Returns the timeout for `poll` in milliseconds: the time left until `until`, rounded up, and at
+// most `LONGEST_POLL`. Returns -1, which means no timeout, if there is no `until`.
 int pollTime(const std::optional<CallLoop::Clock::time_point>& until) {
     if (!until) {
         return -1;

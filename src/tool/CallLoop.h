@@ -11,8 +11,8 @@ namespace kova::tool {
 /// Runs the callbacks of requests on the main thread, until a condition holds, a time has passed or
 /// Ctrl-C was pressed.
 ///
-/// Not synchronized: the thread that created it calls every function. No callback runs outside of
-/// `run`, so callbacks use the variables of this thread without a lock.
+/// Not synchronized: the thread that created the loop calls every function. Callbacks run only
+/// inside `run` and `finish`, so they use the variables of this thread without a lock.
 ///
 ///     CallLoop loop(context.interrupt);
 ///     bool isEnded = false;
@@ -32,11 +32,11 @@ public:
 
     /// Returns the executor for the callbacks.
     const kit::Executor& executor() const noexcept { return loop_; }
-    /// Runs callbacks until the condition holds. It is checked first, and after each round of
-    /// callbacks.
+    /// Runs callbacks until the condition holds, `until` has passed or Ctrl-C was pressed. Checks
+    /// the condition first, and again after each round of callbacks.
     Reason run(const std::function<bool()>& condition, std::optional<Clock::time_point> until);
-    /// Runs callbacks until the condition holds or the limit has passed, in spite of Ctrl-C. For
-    /// the ends of requests that Ctrl-C has cancelled.
+    /// Runs callbacks until the condition holds or the limit has passed. Ignores Ctrl-C: this
+    /// function waits for the ends of requests that Ctrl-C has cancelled.
     void finish(const std::function<bool()>& condition, std::chrono::milliseconds limit);
 
 private:

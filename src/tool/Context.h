@@ -5,15 +5,16 @@
 
 namespace kova::tool {
 
-/// Where a word writes to, and what it knows of the other end.
+/// A stream that a subcommand writes to, and what is known of the other end of the stream.
 struct Screen {
     /// The stream.
     std::ostream& stream;
     /// Whether the other end is a terminal.
     bool isTerminal = false;
-    /// Whether texts are coloured. False unless the other end is a terminal or the user wants it.
+    /// Whether texts are coloured. False unless the other end is a terminal or the user asks for
+    /// colours.
     bool hasColours = false;
-    /// Returns the columns and rows of the terminal.
+    /// The columns and rows of the terminal, which `size` returns.
     struct Size {
         unsigned columns = 80;
         unsigned rows = 24;
@@ -21,7 +22,7 @@ struct Screen {
     std::function<Size()> size = [] { return Size{}; };
 };
 
-/// What a word uses of its process. Tests replace the parts.
+/// The streams and descriptors of the process that a subcommand uses. Tests replace them.
 struct Context {
     /// Standard output: payloads only.
     Screen out;

@@ -9,7 +9,7 @@ namespace kova::tool {
 
 namespace {
 
-// Returns what to do if the service does not show itself.
+// Returns the advice for a user whose request for the inspection has failed with the code.
 std::string adviceFor(unsigned short code) {
     switch (code) {
         case statuscodes::NOT_FOUND:

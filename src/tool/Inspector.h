@@ -16,8 +16,8 @@
 
 namespace kova::tool {
 
-/// Reads what a service shows of itself below "/.kova" (`kova/kit/Inspection.h`), and reports why
-/// it does not.
+/// Reads the inspection of a service, which is below "/.kova" (`kova/kit/Inspection.h`). Reports
+/// why it cannot be read.
 ///
 ///     Inspector inspector(context, *Target::ofService("kova:/player"), options.deadline);
 ///     const auto mounts = inspector.read<std::vector<kit::MountView>>("resources");
@@ -57,11 +57,12 @@ private:
     ExitStatus status_ = DONE;
 };
 
-/// Adds the argument that names the service, which --to and the variable KOVA_SERVICE name, too.
+/// Adds the argument that names the service. The option --to or the variable KOVA_SERVICE can name
+/// the service instead.
 void addServiceArgument(CLI::App& word, std::string& service);
 
-/// Calls a function with an inspector of the service that the options name. Returns its status, or
-/// reports why there is no such service.
+/// Calls a function with an inspector of the service that the options name. Returns the status of
+/// the inspector. If there is no such service, reports why and does not call the function.
 int withInspector(const Context& context, const ServiceOptions& options,
                   const std::function<void(Inspector&)>& function);
 

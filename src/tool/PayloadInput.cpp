@@ -62,7 +62,7 @@ Payload payloadOf(const std::string& bytes, const std::string& type) {
                                   bytes.size(), type);
 }
 
-// Returns the payload if it is JSON, converted to the binary format if that is wanted.
+// Returns the payload if it is valid JSON. Converts it to the binary format if `binary` is set.
 kit::Result<Payload> checkJson(Payload payload, bool binary) {
     constexpr std::size_t UNLIMITED = std::numeric_limits<std::size_t>::max();
     kit::Limits limits;

@@ -23,7 +23,7 @@ struct PayloadInput {
 };
 
 /// Returns the payload, empty without a text and a file. Fails with 400 and the reason if the file
-/// cannot be read, or if the bytes are not JSON although they should be.
+/// cannot be read, or if the type is JSON and the bytes are not.
 kit::Result<Payload> readPayload(const PayloadInput& input, const Context& context);
 
 /// Returns the bytes up to the end of a file, or of standard input for "-". Fails with 400 and the

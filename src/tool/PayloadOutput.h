@@ -16,7 +16,7 @@ struct PayloadForm {
 
 /// Prints a payload on standard output. JSON and text end with a line break; the binary format
 /// becomes JSON. Bytes that are not a text are printed verbatim, but not to a terminal: there a
-/// message says how to get them. Characters that control a terminal are replaced on one.
+/// message says how to get them. On a terminal, the control characters of a text are replaced.
 /// Returns `FAILED` if a payload in the binary format cannot be read, and else `DONE`.
 ExitStatus printPayload(const Context& context, const Payload& payload, const PayloadForm& form);
 

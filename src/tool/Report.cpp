@@ -8,7 +8,8 @@ namespace kova::tool {
 
 namespace {
 
-// Returns the reason of a request without a connection. It was not lost, because it was never sent.
+// Returns the reason of a failed request, without "lost: " if there was no connection: a request
+// that was never sent was not lost.
 std::string withoutLost(const std::string& reason) {
     constexpr std::string_view PREFIX = "lost: no connection";
     return reason.compare(0, PREFIX.size(), PREFIX) == 0 ? reason.substr(6) : reason;

@@ -11,7 +11,7 @@
 namespace kova::tool {
 
 /// Prints an error on standard error: "kova: TEXT", and on the next line what the user can do about
-/// it, if there is an advice.
+/// it, if there is advice.
 void printError(const Context& context, const std::string& text, const std::string& advice = {});
 
 /// Prints the reason of a usage error, and returns `MISUSED`.

@@ -13,10 +13,10 @@ namespace {
 
 using std::chrono::milliseconds;
 
-// The time in which the end of a request follows its first value or its cancellation.
+// How long `ask` waits for the end of a request after its first value or its cancellation.
 constexpr milliseconds END_LIMIT{50};
-// The time for a connection. With a short deadline, half of it, so that a missing service differs
-// from a slow one.
+// The longest time that a request waits for a connection. If half of its deadline is shorter, the
+// request waits that long, so that a missing service and a slow one give different errors.
 constexpr milliseconds PATIENCE{1000};
 constexpr std::size_t LONGEST_RECORD = std::size_t{1024} * 1024 * 1024;
 

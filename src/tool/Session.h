@@ -24,7 +24,7 @@ struct Answer {
 
 /// How the answer to a request is received.
 struct AskPolicy {
-    /// Ends the request after its first value, as `get` does: a stream never completes.
+    /// Ends the request after its first value. `get` does so, because a stream never completes.
     bool firstValueOnly = false;
     /// Receives the progress of the request, or null.
     std::function<void(const Response&)> onProgress = nullptr;

@@ -20,8 +20,8 @@ std::vector<std::string> table(const std::vector<std::vector<std::string>>& rows
 /// Prints the rows of a table to a screen.
 void printTable(const Screen& screen, const std::vector<std::vector<std::string>>& rows);
 
-/// Lines at the bottom of a terminal that are replaced in place. It expects that nothing else is
-/// written to the terminal meanwhile.
+/// Lines at the bottom of a terminal that are replaced in place. Nothing else may be written to the
+/// terminal meanwhile.
 class LiveLines {
 public:
     /// Creates no lines. The screen must outlive the object.

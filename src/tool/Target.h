@@ -39,8 +39,9 @@ struct Target {
 
     /// Returns the service that a text names. Fails with 400 and a reason that says what to write.
     static kit::Result<Target> ofService(const std::string& text);
-    /// Returns the resource that a text names. `to` is the text of the service for a path without
-    /// one, or "". If `to` is an address, a locator is looked up there. Fails as `ofService` does.
+    /// Returns the resource that a text names. `to` names the service if the text is only a path;
+    /// `to` may be "". If `to` is an address, the service of a locator is looked up at that
+    /// address. Fails as `ofService` does.
     static kit::Result<Target> ofResource(const std::string& text, const std::string& to);
 
     /// Returns the text of the service, which `ofService` accepts.

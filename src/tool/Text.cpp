@@ -83,7 +83,7 @@ unsigned widthOf(std::uint32_t number) noexcept {
     return isIn(ZERO_WIDTH, number) ? 0 : isIn(WIDE, number) ? 2 : 1;
 }
 
-// Returns the bytes at the beginning of the text that fit the columns.
+// Returns the size in bytes of the longest beginning of the text that is at most `columns` wide.
 std::size_t bytesWithin(std::string_view text, unsigned columns) noexcept {
     unsigned used = 0;
     std::size_t at = 0;

@@ -14,17 +14,17 @@ enum class Colour { red, green, blue, faint };
 std::string coloured(const Screen& screen, Colour colour, std::string_view text);
 
 /// Returns the text without characters that control a terminal: each is replaced by U+FFFD, except
-/// line breaks and tabulators if `keepsLines` is set. So is each byte that is not UTF-8.
+/// line breaks and tabulators if `keepsLines` is set. Each byte that is not UTF-8 is replaced, too.
 std::string visible(std::string_view text, bool keepsLines = false);
 
 /// Returns the number of columns that a text without control characters needs in a terminal.
 unsigned columnsOf(std::string_view text);
 
-/// Returns the longest beginning of a text that fits the columns. If it is not the whole text, it
-/// ends with "…".
+/// Returns the text if it is at most `columns` wide. Returns else the longest beginning of the text
+/// that leaves a column for "…", and "…".
 std::string cut(std::string_view text, unsigned columns);
 
-/// Returns the text with blanks at its end, so that it needs at least the columns.
+/// Returns the text with blanks added at its end, so that it is at least `columns` wide.
 std::string padded(std::string_view text, unsigned columns);
 
 }  // namespace kova::tool

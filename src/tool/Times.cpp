@@ -66,7 +66,7 @@ kit::Result<milliseconds> parseTime(std::string_view text) {
                                    "' is not a time; write a number with a unit, such as 250ms, "
                                    "1.5s, 2m or 1h, at most 576h"};
     }
-    return milliseconds((*thousandths * *unit + 999) / 1000);  // 0 would mean no limit
+    return milliseconds((*thousandths * *unit + 999) / 1000);  // rounded up: 0 means no limit
 }
 
 std::string toText(milliseconds time) {

@@ -15,7 +15,7 @@ CLI::App& Words::add(const std::string& name, const std::string& summary,
         footer += "  " + example + '\n';
     }
     word.footer(footer);
-    word.fallthrough();  // to the options of the program, which may follow the word
+    word.fallthrough();  // the options of the program may follow the word
     return word;
 }
 

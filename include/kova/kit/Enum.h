@@ -34,7 +34,7 @@ constexpr detail::Enumerator<E> enumerator(std::string_view name, E value) noexc
     return {name, value};
 }
 
-/// Describes an enumerator that has the given name in payloads.
+/// Returns the description of an enumerator with another name in payloads.
 template <typename E>
 constexpr auto as(std::string_view name, detail::Enumerator<E> enumerator) noexcept {
     enumerator.name = name;

@@ -39,8 +39,8 @@ kit::Error notAcceptable(std::string_view available);
 std::string problemText(unsigned short status, const Response& error);
 /// Returns the status of the problem document of an error.
 unsigned short problemStatus(const Response& error, const Accept& accept);
-/// Returns the JSON text of a header tree without the entries that HTTP has other places for; ""
-/// if it is empty.
+/// Returns the JSON text of a header tree without the entries that HTTP has other places for. ""
+/// if no entry remains.
 std::string treeText(const Response& response);
 
 /// Returns a payload that shares the bytes.

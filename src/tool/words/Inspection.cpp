@@ -19,7 +19,7 @@ namespace {
 
 using Rows = std::vector<std::vector<std::string>>;
 
-// Prints a value for each row as a line of JSON, or the rows as a table on a terminal.
+// Prints the values as a table on a terminal, and elsewhere each value as a line of JSON.
 template <typename T, typename RowOf>
 void printValues(const Context& context, const std::vector<T>& values,
                  std::vector<std::string> heading, RowOf rowOf) {

@@ -62,7 +62,7 @@ void addOutput(CLI::App& word, RequestOptions& options) {
                   "shows the progress of the request, if standard error is a terminal");
 }
 
-// Shows the latest progress in the last line of the terminal, which the next one replaces.
+// Shows the latest progress in the last line of the terminal. The next progress replaces it.
 void showProgress(const Context& context, const Response& value) {
     const std::string text = visible(kit::plainText(value.getPayload()).value_or(""));
     context.err.stream << "\r\x1b[K" << cut(text, context.err.size().columns - 1) << std::flush;

@@ -21,7 +21,7 @@ namespace {
 
 using std::chrono::milliseconds;
 
-// The bytes of a value that a table can show.
+// The maximum number of bytes that a table keeps of a value.
 constexpr std::size_t LONGEST_SHOWN = 4096;
 
 /// The parsed command line.
@@ -32,7 +32,7 @@ struct WatchOptions {
     milliseconds timeout{0};
 };
 
-/// Sees the values of all streams, and decides when there are enough.
+/// Prints the values of all streams, until there are as many as the user asked for.
 class Watch {
 public:
     Watch(const Context& context, const WatchOptions& options)
@@ -66,7 +66,7 @@ private:
     std::vector<Stream> streams_;
     std::size_t pending_ = 0;
     unsigned long values_ = 0;
-    unsigned long changes_ = 0;  // of what the table shows
+    unsigned long changes_ = 0;  // values and ends, since each of them changes the table
     ExitStatus status_ = DONE;
 };
 

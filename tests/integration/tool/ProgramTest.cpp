@@ -46,7 +46,7 @@ protected:
     const std::string heldText = address + "$/held";
 };
 
-TEST_F(ProgramTest, PayloadIsAloneOnStandardOutput) {
+TEST_F(ProgramTest, OnlyThePayloadIsOnStandardOutput) {
     RunningTool tool(at({"get", "/level", "--header"}, playerText));
     EXPECT_EQ(tool.wait(), 0);
     EXPECT_EQ(tool.out, "30\n");
@@ -68,7 +68,7 @@ TEST_F(ProgramTest, InterruptCancelsTheRequestBeforeTheProgramEnds) {
     held.waitForCancelled(1);
 }
 
-TEST_F(ProgramTest, SignalEndsTheProgramThatReadsItsInput) {
+TEST_F(ProgramTest, SignalEndsTheProgramWhileItReadsItsInput) {
     for (const int signal : {SIGINT, SIGTERM}) {
         RunningTool tool({"decode"});
         tool.signal(signal);
@@ -97,7 +97,7 @@ TEST_F(ProgramTest, WatchUpdatesATableInPlace) {
     EXPECT_EQ(tool.wait(), 130);
 }
 
-TEST_F(ProgramTest, WatchEndsWithTheProgramThatReadsItsOutput) {
+TEST_F(ProgramTest, WatchEndsWhenItsOutputIsClosed) {
     RunningTool tool(at({"watch", "/level"}, playerText));
     tool.awaitOutput("30\n");
     tool.closeOutput();

@@ -26,7 +26,7 @@ protected:
     }
 
     const std::array<int, 2> pipe_ = openPipe();
-    std::function<void()> again;  // outlives the loop, which runs what is posted when it stops
+    std::function<void()> again;  // outlives the loop, which calls it while stopping
     CallLoop loop{pipe_[0]};
 };
 
@@ -46,13 +46,13 @@ TEST_F(CallLoopTest, InterruptEndsTheRun) {
     EXPECT_EQ(loop.run([] { return false; }, std::nullopt), Reason::interrupted);
 }
 
-TEST_F(CallLoopTest, TimeEndsTheRun) {
+TEST_F(CallLoopTest, DeadlineEndsTheRun) {
     const auto until = CallLoop::Clock::now() + milliseconds(5);
     EXPECT_EQ(loop.run([] { return false; }, until), Reason::timedOut);
     EXPECT_GE(CallLoop::Clock::now(), until);
 }
 
-TEST_F(CallLoopTest, TimeEndsTheRunAlthoughCallbacksAreReady) {
+TEST_F(CallLoopTest, DeadlineEndsTheRunAlthoughCallbacksAreReady) {
     again = [this] { loop.executor().tryPost(again); };
     again();
     EXPECT_EQ(loop.run([] { return false; }, CallLoop::Clock::now() + milliseconds(5)),

@@ -7,7 +7,7 @@ namespace {
 
 using kit::End;
 
-TEST(ExitStatusTest, EachEndHasAStatus) {
+TEST(ExitStatusTest, EachEndOfARequestHasAnExitStatus) {
     EXPECT_EQ(exitStatusOf(End()), DONE);
     EXPECT_EQ(exitStatusOf(End(End::Kind::timedOut, {504, "late"})), TIMED_OUT);
     EXPECT_EQ(exitStatusOf(End(End::Kind::cancelled, {503, "cancelled"})), INTERRUPTED);
@@ -16,7 +16,7 @@ TEST(ExitStatusTest, EachEndHasAStatus) {
     EXPECT_EQ(exitStatusOf(End(End::Kind::refused, {503, "full"})), FAILED);
 }
 
-TEST(ExitStatusTest, ErrorOfTheServiceHasTheStatusOfItsCode) {
+TEST(ExitStatusTest, CodeOfAnErrorDecidesTheExitStatus) {
     const auto statusOf = [](unsigned short code, char const* message) {
         return exitStatusOf(End(End::Kind::failed, {code, message}));
     };

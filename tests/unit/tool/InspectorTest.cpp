@@ -31,7 +31,7 @@ TEST_F(InspectorTest, MissingPartIsReported) {
     EXPECT_THAT(errors.str(), HasSubstr("built without ServiceBuilder::inspect"));
 }
 
-TEST_F(InspectorTest, OtherValueIsAFailureOfTheService) {
+TEST_F(InspectorTest, ValueOfAnotherTypeIsAFailureOfTheService) {
     EXPECT_FALSE(inspector.read<int>("version"));
     EXPECT_EQ(inspector.status(), FAILED);
     EXPECT_THAT(errors.str(), HasSubstr("the service answers with something else"));

@@ -26,7 +26,7 @@ TEST(JsonLineTest, OtherFormatsBecomeJson) {
     EXPECT_EQ(lineOf("a\n\"b\"", mimetypes::PLAIN_TEXT_TYPE), "\"a\\n\\\"b\\\"\"");
 }
 
-TEST(JsonLineTest, OtherBytesAreCounted) {
+TEST(JsonLineTest, OtherBytesAreShownAsTypeAndSize) {
     EXPECT_EQ(lineOf("\x89PNG", "image/png"), "{\"type\":\"image/png\",\"bytes\":4}");
     EXPECT_EQ(lineOf("{", mimetypes::JSON_TYPE), "{\"type\":\"application/json\",\"bytes\":1}");
     EXPECT_EQ(lineOf("\xFF", mimetypes::AXOBIN_TYPE),

@@ -22,7 +22,7 @@ protected:
     PayloadInput input;
 };
 
-TEST_F(PayloadInputTest, NothingIsTheEmptyPayload) {
+TEST_F(PayloadInputTest, PayloadIsEmptyWithoutATextAndAFile) {
     EXPECT_TRUE(readPayload(input, context).orThrow().isEmpty());
 }
 
@@ -41,7 +41,7 @@ TEST_F(PayloadInputTest, JsonBecomesTheBinaryFormat) {
     EXPECT_EQ(kit::plainText(payload), "[1,\"a\"]");
 }
 
-TEST_F(PayloadInputTest, OtherTypesAreNotChecked) {
+TEST_F(PayloadInputTest, PayloadsOfOtherTypesAreNotChecked) {
     input.text = "blue";
     input.type = mimetypes::PLAIN_TEXT_TYPE;
     input.binary = true;
@@ -57,12 +57,12 @@ TEST_F(PayloadInputTest, ReasonOfMalformedJsonHasThePosition) {
     EXPECT_THAT(readPayload(input, context).error().message, HasSubstr("not JSON"));
 }
 
-TEST_F(PayloadInputTest, TextsAreLongerThanTheLimitOfServices) {
+TEST_F(PayloadInputTest, TextsMayBeLongerThanTheLimitOfServices) {
     input.text = '"' + std::string(20'000'000, 'x') + '"';
     EXPECT_EQ(readPayload(input, context).orThrow().size(), input.text->size());
 }
 
-TEST_F(PayloadInputTest, UnreadableFilesAreNamed) {
+TEST_F(PayloadInputTest, ReasonNamesAnUnreadableFile) {
     input.file = folder / "none";
     EXPECT_EQ(readPayload(input, context).error().message,
               "cannot read '" + folder / "none" + "': No such file or directory");
@@ -80,7 +80,7 @@ TEST_F(PayloadInputTest, LongFilesAreReadToTheirEnd) {
     EXPECT_EQ(readBytes(folder / "bytes", context).orThrow(), bytes);
 }
 
-TEST_F(PayloadInputTest, DashIsStandardInput) {
+TEST_F(PayloadInputTest, DashMeansStandardInput) {
     test::writeFile(folder / "bytes", "17");
     context.input = ::open((folder / "bytes").c_str(), O_RDONLY | O_CLOEXEC);
     input.text = "-";

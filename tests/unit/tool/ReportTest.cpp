@@ -27,7 +27,7 @@ TEST_F(ReportTest, UsageErrorHasItsReason) {
     EXPECT_EQ(errors.str(), "kova: which service?\n");
 }
 
-TEST_F(ReportTest, UnknownServiceIsNoUsageError) {
+TEST_F(ReportTest, UnknownServiceIsNotAUsageError) {
     EXPECT_EQ(reportOpen(context, {400, "malformed"}), MISUSED);
     EXPECT_EQ(errors.str(), "kova: malformed\n");
     EXPECT_EQ(reportOpen(context, {404, "no such service"}), NO_SERVICE);
@@ -47,7 +47,7 @@ TEST_F(ReportTest, CompletedRequestIsNotReported) {
     EXPECT_EQ(errors.str(), "");
 }
 
-TEST_F(ReportTest, MissingServiceHasNoCode) {
+TEST_F(ReportTest, MissingServiceIsReportedWithoutACode) {
     const End end(End::Kind::failed, {503, "lost: no connection to unix:s: no"});
     EXPECT_EQ(reportEnd(context, target, end), NO_SERVICE);
     EXPECT_EQ(errors.str(),

@@ -51,7 +51,7 @@ TEST(SchemaTextTest, UnknownSchemasAreAny) {
     }
 }
 
-TEST(SchemaTextTest, TypeThatContainsItselfEnds) {
+TEST(SchemaTextTest, RecursiveTypeHasAFiniteText) {
     EXPECT_EQ(typeText(Payload::createFromJSON(
                   R"({"$ref":"#/$defs/A","$defs":{"A":{"$ref":"#/$defs/A"}}})")),
               "any");

@@ -48,7 +48,7 @@ TEST_F(SessionTest, OneConnectionServesSeveralRequests) {
     EXPECT_EQ(endpoint.connections(), 1U);
 }
 
-TEST_F(SessionTest, ErrorBehindTheFirstValueIsTheEnd) {
+TEST_F(SessionTest, ErrorAfterTheFirstValueIsTheEnd) {
     held.onRequest = [this](std::size_t number) {
         held[number].onNext(Response(200));
         held[number].onError(Response::createErrorResponse(500, "late"));

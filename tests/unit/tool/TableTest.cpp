@@ -35,7 +35,7 @@ TEST(TableTest, NoLineIsLongerThanTheScreen) {
     }
 }
 
-TEST(TableTest, ScreenDecidesTheWidth) {
+TEST(TableTest, TableIsAsWideAsTheScreen) {
     std::ostringstream out;
     printTable({out, true, false, [] { return Screen::Size{6, 24}; }}, {{"abc", "defg"}});
     EXPECT_EQ(out.str(), "a…  d…\n");

@@ -109,7 +109,7 @@ protected:
         words.insert(words.end(), {"--to", address});
         return run(std::move(words));
     }
-    /// Presses Ctrl-C.
+    /// Acts as if the user pressed Ctrl-C.
     void interrupt() const { EXPECT_EQ(::write(interrupt_[1], "", 1), 1); }
     /// Writes all of standard input.
     void writeInput(const std::string& text) {

@@ -217,7 +217,7 @@ TEST_F(AnswerQueueTest, DropOldestCountsTheLostValues) {
     EXPECT_EQ(lost, (std::vector<unsigned long>{0, 3, 0}));
 }
 
-TEST_F(AnswerQueueTest, DroppedCountOfADroppedValueIsAdded) {
+TEST_F(AnswerQueueTest, DroppedValuePassesItsDroppedCountToTheNextValue) {
     use();
     begin("2 drop-oldest");
     Response value(1);

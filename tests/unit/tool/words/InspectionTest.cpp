@@ -66,7 +66,7 @@ TEST_F(InspectionTest, LevelsThatAreNotNumbersAreUsageErrors) {
     EXPECT_THAT(err, HasSubstr("level: expected 0 to 7, found 9"));
 }
 
-TEST_F(InspectionTest, MissingServiceEndsWithThree) {
+TEST_F(InspectionTest, MissingServiceGivesExitStatusThree) {
     for (char const* word : {"openapi", "metrics", "pending", "trace"}) {
         EXPECT_EQ(run({word, "--to", "unix:" + folder / "none", "--deadline", "60ms"}), NO_SERVICE);
         EXPECT_EQ(run({word}), MISUSED);

@@ -35,7 +35,7 @@ TEST_F(PayloadsTest, DecodeReversesEncode) {
     EXPECT_EQ(out, text + "\n");
 }
 
-TEST_F(PayloadsTest, ReasonsHaveThePositionOfWhatIsWrong) {
+TEST_F(PayloadsTest, ReasonsHaveThePositionOfTheError) {
     test::writeFile(folder / "payload", "[1, 2, x]");
     EXPECT_EQ(run({"encode", folder / "payload"}), MISUSED);
     EXPECT_THAT(err, StartsWith("kova: " + folder / "payload" + ": "));

@@ -28,7 +28,7 @@ TEST_F(RequestsTest, ServiceComesFromTheEnvironment) {
     EXPECT_EQ(out, "30\n");
 }
 
-TEST_F(RequestsTest, AddressContainsThePath) {
+TEST_F(RequestsTest, PathMayFollowTheAddress) {
     EXPECT_EQ(run({"get", address + "$/greeting/you"}), DONE);
     EXPECT_EQ(out, "\"Hello, you\"\n");
 }
@@ -85,13 +85,13 @@ TEST_F(RequestsTest, DeleteRemovesAResource) {
     EXPECT_EQ(out, "");
 }
 
-TEST_F(RequestsTest, RefusalEndsWithFour) {
+TEST_F(RequestsTest, RefusedRequestGivesExitStatusFour) {
     EXPECT_EQ(runAt({"put", "/level", "101"}), REFUSED);
     EXPECT_EQ(out, "");
     EXPECT_EQ(err, "kova: 400 Bad Request: the level is at most 100\n");
 }
 
-TEST_F(RequestsTest, FailureEndsWithFive) {
+TEST_F(RequestsTest, FailedRequestGivesExitStatusFive) {
     held.onRequest = [this](std::size_t number) {
         held[number].onError(Response::createErrorResponse(503, "too hot"));
     };
@@ -99,14 +99,14 @@ TEST_F(RequestsTest, FailureEndsWithFive) {
     EXPECT_EQ(err, "kova: 503 Service Unavailable: too hot\n");
 }
 
-TEST_F(RequestsTest, MissingServiceEndsWithThree) {
+TEST_F(RequestsTest, MissingServiceGivesExitStatusThree) {
     EXPECT_EQ(run({"get", "/level", "--to", "unix:" + folder / "none", "--deadline", "50ms"}),
               NO_SERVICE);
     EXPECT_THAT(err, StartsWith("kova: no connection to unix:"));
     EXPECT_THAT(err, HasSubstr("start the service, or name another one with --to"));
 }
 
-TEST_F(RequestsTest, ServiceThatEndsMeanwhileEndsWithThree) {
+TEST_F(RequestsTest, ServiceThatEndsDuringARequestGivesExitStatusThreeOrFive) {
     held.onRequest = [this](std::size_t) {
         std::thread([this] { endpoint.stop(std::chrono::milliseconds(0)); }).detach();
     };
@@ -114,7 +114,7 @@ TEST_F(RequestsTest, ServiceThatEndsMeanwhileEndsWithThree) {
     EXPECT_TRUE(status == NO_SERVICE || status == FAILED) << status;
 }
 
-TEST_F(RequestsTest, SilentServiceEndsWithTheDeadline) {
+TEST_F(RequestsTest, RequestToASilentServiceEndsAtItsDeadline) {
     EXPECT_EQ(runAt({"get", "/held", "--deadline", "30ms"}), TIMED_OUT);
     EXPECT_THAT(err, HasSubstr("--deadline 2m waits longer"));
     held.waitForCancelled(1);

@@ -42,7 +42,7 @@ TEST_F(ResourcesTest, DescribeFindsTemplates) {
     EXPECT_THAT(out, StartsWith("/tracks/{id:uint}\n  delete\n"));
 }
 
-TEST_F(ResourcesTest, DescribeSaysWhereTheResourcesAre) {
+TEST_F(ResourcesTest, DescribeOfAnUnknownPathSaysHowToListTheResources) {
     EXPECT_EQ(runAt({"describe", "/tracks/17/name"}), REFUSED);
     EXPECT_EQ(out, "");
     EXPECT_EQ(err, "kova: the service describes no resource '/tracks/17/name'\n      'kova tree " +

@@ -45,7 +45,7 @@ TEST_F(ServicesTest, SilentServiceHasAnError) {
     EXPECT_THAT(out, HasSubstr("\"error\":\"504"));
 }
 
-TEST_F(ServicesTest, NoServiceEndsWithThree) {
+TEST_F(ServicesTest, EmptyDirectoryGivesExitStatusThree) {
     ::setenv("KOVA_RUNTIME_DIR", (folder / "none").c_str(), 1);
     EXPECT_EQ(run({"ls"}), NO_SERVICE);
     EXPECT_EQ(out, "");

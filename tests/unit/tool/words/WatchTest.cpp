@@ -72,7 +72,7 @@ TEST_F(WatchTest, InterruptCancelsTheStreams) {
     held.waitForCancelled(2);
 }
 
-TEST_F(WatchTest, CompletedStreamIsTheEnd) {
+TEST_F(WatchTest, WatchEndsWithTheLastStream) {
     held.onRequest = [this](std::size_t number) {
         held.answer(number, Response(200, Payload::createFromJSON("7")));
     };
@@ -87,7 +87,7 @@ TEST_F(WatchTest, FailedStreamDoesNotEndTheOthers) {
     EXPECT_THAT(err, StartsWith("kova: 404 Not Found: path '/nowhere' not found"));
 }
 
-TEST_F(WatchTest, MissingServiceEndsWithThree) {
+TEST_F(WatchTest, MissingServiceGivesExitStatusThree) {
     EXPECT_EQ(run({"watch", "/level", "--to", "unix:" + folder / "none"}), NO_SERVICE);
     EXPECT_THAT(err, StartsWith("kova: no connection to unix:"));
 }
