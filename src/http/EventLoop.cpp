@@ -163,7 +163,7 @@ void EventLoop::run() {
                 return;
             }
         }
-        // What has happened during a rest comes before the functions that ended the rest.
+        // Events that occurred during a rest are handled before the functions that ended the rest.
         isBusy = rest() || isBusy;
     }
 }
@@ -206,7 +206,8 @@ bool EventLoop::borrow() noexcept {
     return true;
 }
 
-// Looks for functions before it waits, too, because `poll` may have consumed the event of one.
+// Checks for posted functions before it waits, too, because `poll` may have consumed the event that
+// announced one.
 bool EventLoop::turn(Clock::time_point due) noexcept {
     if (mustGiveBack()) {
         return false;
@@ -237,8 +238,8 @@ void EventLoop::giveBack() noexcept {
 }
 
 // A function may remove the watch of another descriptor of the same batch, and the system may give
-// its number to a new one. Such an event is then not delivered to the wrong function: the watches
-// that the events belong to are looked up before the first function is called.
+// its number to a new one. Therefore the watches that the events belong to are looked up before the
+// first function is called, so that no event is delivered to the wrong function.
 void EventLoop::waitForEvents(int timeout) {
     std::array<epoll_event, 64> events;
     const int count =

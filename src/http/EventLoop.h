@@ -62,9 +62,9 @@ public:
     /// `post`. After `stop` was called, the function is destroyed without a call. Any thread may
     /// call it.
     void post(Task task);
-    /// Runs a job on the thread of the loop: once for all calls before it begins to run. It may run
-    /// before functions that were posted earlier. The loop owns it meanwhile. Allocates no memory.
-    /// Any thread may call it.
+    /// Runs a job on the thread of the loop. All calls before the job begins to run give one run.
+    /// The job may run before functions that were posted earlier. The loop owns the job meanwhile.
+    /// Allocates no memory. Any thread may call it.
     void post(std::shared_ptr<Job> job) noexcept;
     /// Returns whether the current thread is that of the loop, or has borrowed the loop.
     bool isLoopThread() const noexcept { return std::this_thread::get_id() == driver_.load(); }
@@ -72,23 +72,23 @@ public:
     /// inside a function of the loop it does not wait. Any thread may call it, once.
     void stop() noexcept;
 
-    /// Watches a descriptor until `remove`, which must come before it is closed. Returns false if
-    /// the system refuses it, or if there is no memory.
+    /// Watches a descriptor until `remove`, which must be called before the descriptor is closed.
+    /// Returns false if the system refuses the descriptor, or if there is no memory.
     bool add(int descriptor, std::uint32_t events, OnReady onReady);
     /// Changes the events that a descriptor is watched for.
     void change(int descriptor, std::uint32_t events) noexcept;
-    /// Watches the descriptor no more. An event that was seen already is not delivered.
+    /// Stops watching the descriptor. An event that has occurred already is not delivered.
     void remove(int descriptor) noexcept;
 
     /// Calls a function after a delay, once.
     TimerId after(Clock::duration delay, Task task);
-    /// Forgets a timer, if it has not fired yet.
+    /// Cancels a timer, if it has not fired yet.
     void cancel(const TimerId& timer) noexcept { timers_.erase(timer); }
 
     /// Lets the thread of the loop rest while the function returns true. Meanwhile nothing watches
-    /// descriptors and timers. A rest that nobody interrupts ends after `REST` for one look at
-    /// them; each further rest is twice as long as the last one, up to `LONGEST_REST`. An empty
-    /// function ends that.
+    /// descriptors and timers. A rest that no other thread ends takes `REST`; then the thread
+    /// handles events and timers once. Each further rest is twice as long as the one before, up
+    /// to `LONGEST_REST`. An empty function makes the thread rest no more.
     void restWhile(std::function<bool()> isIdle) { isIdle_ = std::move(isIdle); }
     /// Makes the current thread the thread of the loop until `giveBack`, if the thread rests.
     /// Returns false if it does not. Any thread may call it.
@@ -137,10 +137,10 @@ private:
     Job* lastJob_ = nullptr;
     bool isStopped_ = false;  ///< no task is accepted any more
     Role role_ = Role::own;   ///< what the thread does
-    bool isWanted_ = false;   ///< the thread must not rest on
+    bool isWanted_ = false;   ///< the thread must end its rest
     std::uint64_t borrows_ = 0;
     std::chrono::milliseconds rest_ = REST;  ///< the length of the next rest
-    std::condition_variable changed_;  ///< the thread must not rest on, or the loop is given back
+    std::condition_variable changed_;  ///< the thread must end its rest, or the loop is given back
 
     std::function<bool()> isIdle_;
     std::atomic<std::thread::id> driver_{};  ///< the thread that is the thread of the loop now

@@ -13,7 +13,7 @@ namespace kova::http::detail {
 namespace {
 
 constexpr std::size_t GATHERED = std::size_t{64} * 1024;
-// The reads of one turn, so that a connection that always has bytes does not keep others waiting.
+// The most reads in one turn, so that a connection that always has bytes does not delay others.
 constexpr int READS_OF_A_TURN = 4;
 
 }  // namespace
@@ -110,7 +110,7 @@ bool Http2Connection::trySend() {
     return true;
 }
 
-// Sends until the session has nothing, or the socket takes no more.
+// Sends until the session has nothing to send, or the socket accepts no more.
 Http2Connection::Sent Http2Connection::send() {
     bool isSent = sent_ == output_.size() || write();
     while (isSent && sent_ == output_.size()) {
@@ -130,8 +130,8 @@ Http2Connection::Sent Http2Connection::send() {
     return isOver ? Sent::over : Sent::asFarAsPossible;
 }
 
-// Takes bytes from the session. Returns false if the session has failed, or if there is no memory
-// for bytes that the session has given up already.
+// Moves bytes from the session to `output_`. Returns false if the session has failed, or if there
+// is no memory for bytes that the session does not store any more.
 bool Http2Connection::gather() {
     output_.clear();
     sent_ = 0;

@@ -27,15 +27,16 @@ public:
 
     /// Watches the socket, and sends what the session has to send. Takes ownership of the session.
     void start(nghttp2_session* session);
-    /// Sends what the session has to send, as far as the socket takes it; the rest follows when it
-    /// takes more. Closes the connection if it is broken, if the session has ended, or if there is
-    /// no memory.
+    /// Sends what the session has to send, as far as the socket accepts it; the rest follows when
+    /// the socket accepts more. Closes the connection if it is broken, if the session has ended, or
+    /// if there is no memory.
     void flush();
-    /// Does the same, but leaves a connection that is to be closed to `flush`. Returns false if
-    /// `flush` must follow. Calls no function of the derived class but callbacks for sending.
+    /// Sends as `flush` does, but never closes the connection. Returns false if the caller must
+    /// call `flush`, which then closes it. Calls no function of the derived class but callbacks for
+    /// sending.
     bool trySend();
-    /// Returns whether no byte of the latest `flush` or `trySend` was sent. They may be those of
-    /// requests that were submitted before.
+    /// Returns whether the latest `flush` or `trySend` had bytes to send and has sent none of them.
+    /// These bytes may belong to requests that were submitted earlier.
     bool hasSentNothing() const noexcept { return sent_ == 0 && !output_.empty(); }
     /// Processes bytes that were received already.
     void receive(const std::uint8_t* bytes, std::size_t size);
@@ -67,7 +68,7 @@ private:
     EventLoop& loop_;
     FileDescriptor socket_;
     std::unique_ptr<nghttp2_session, DeleteSession> session_;
-    std::string output_;    ///< the bytes that the session has made, and the socket has not taken
+    std::string output_;    ///< the bytes from the session that the socket has not accepted
     std::size_t sent_ = 0;  ///< the bytes of `output_` that the socket has taken
     bool isOpen_ = true;
     bool isBroken_ = false;  ///< bytes could not be sent, so nothing is sent any more

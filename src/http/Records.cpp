@@ -172,7 +172,7 @@ struct Fields {
     }
 };
 
-/// Returns false, without writing anything, if the record is longer than a length can tell.
+/// Returns false, without writing anything, if the length of the record needs more than 4 bytes.
 bool append(std::string& out, RecordKind kind, const Fields& fields) {
     std::uint64_t length = 1;
     fields.forEach([&](RecordField, std::string_view bytes) {

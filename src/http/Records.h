@@ -38,13 +38,13 @@ enum class RecordField : std::uint8_t {
 };
 
 /// Appends a record to `out`. `isFirst` adds the version; a request is always first. The kind of an
-/// event is `next` or `error`. Fails if the record is longer than a length can tell, or if the
+/// event is `next` or `error`. Fails if the length of the record needs more than 4 bytes, or if the
 /// header is nested more deeply than `util::MAX_NESTING_DEPTH`: with 400 for a request, 500 for an
 /// event. `out` is then unchanged.
 ///
-/// A header arrives as it is, with these exceptions. An empty one arrives as none, a unicode string
-/// as a narrow string of the same bytes. An undefined entry is left out, an undefined element
-/// arrives as null.
+/// A header arrives unchanged, with these exceptions. An empty header arrives as no header, and a
+/// unicode string as a narrow string of the same bytes. An undefined entry is left out, and an
+/// undefined element arrives as null.
 /// @{
 kit::Result<void> appendRequest(std::string& out, const Request& request);
 kit::Result<void> appendEvent(std::string& out, RecordKind kind, const Response& response,

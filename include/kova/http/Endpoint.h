@@ -70,7 +70,8 @@ struct EndpointOptions {
 ///
 /// The second form uses a listening socket that systemd, or another service manager with the
 /// protocol of sd_listen_fds(3), has opened: the one with this name (FileDescriptorName=), or the
-/// only one. Its file is not removed, and while no endpoint uses it, clients wait.
+/// only one. The file of the socket is not removed. While no endpoint uses the socket, clients
+/// wait.
 ///
 /// Programs use HTTP/2 without TLS and the records that `docs/wire.md` describes;
 /// `kova::http::connect` is such a client. curl and browsers use HTTP/1.1 (`docs/http.md`). The
@@ -102,13 +103,13 @@ public:
     Endpoint(const Endpoint&) = delete;
     Endpoint& operator=(const Endpoint&) = delete;
 
-    /// Returns the address at which it serves, as `connect` accepts it. A port that was 0 is the
-    /// one that the system chose.
+    /// Returns the address of the endpoint, in the form that `connect` accepts. If the port was 0,
+    /// the address has the port that the system chose.
     std::string address() const;
     /// Removes the file of a Unix socket, accepts no connection and no request any more, lets
     /// pending requests end within the limit, then ends them with 503, and closes all connections.
     /// Clients that do not read get another second for their last answers. Returns the requests
-    /// whose resource handlers have not returned yet; if there are any, connections are open still,
+    /// whose resource handlers have not returned yet. If there are any, connections are still open,
     /// and the function may be called again. Inside a resource handler it does not wait.
     std::vector<kit::CallInfo> stop(std::chrono::milliseconds limit);
     /// Returns the number of open connections.

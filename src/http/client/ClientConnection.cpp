@@ -13,7 +13,7 @@ namespace kova::http::detail {
 
 namespace {
 
-// What nghttp2 sends, too, before the SETTINGS of the server arrive.
+// The number of streams before the SETTINGS of the server arrive. nghttp2 uses the same one.
 constexpr std::uint32_t STREAMS_BEFORE_SETTINGS = 100;
 // Bytes are delivered when they are read, so only the windows of the streams limit the server.
 constexpr std::int32_t WINDOW_OF_CONNECTION = std::numeric_limits<std::int32_t>::max();
@@ -23,7 +23,7 @@ std::string_view viewOf(const std::uint8_t* text, std::size_t size) noexcept {
 }
 
 nghttp2_nv field(std::string_view name, std::string_view value) noexcept {
-    // nghttp2 does not write to them.
+    // nghttp2 does not write to the bytes of the name and the value.
     auto* const nameBytes = reinterpret_cast<std::uint8_t*>(const_cast<char*>(name.data()));
     auto* const valueBytes = reinterpret_cast<std::uint8_t*>(const_cast<char*>(value.data()));
     return {nameBytes, valueBytes, name.size(), value.size(),
@@ -305,7 +305,8 @@ void ClientConnection::check() {
     flush();
 }
 
-// The answer may have arrived while a response handler blocked the loop.
+// The answer to the PING may have arrived while a response handler blocked the loop. Unread bytes
+// therefore extend the wait.
 void ClientConnection::checkPing(EventLoop::Clock::duration age) {
     if (age < settings_.pingLimit) {
         watch(std::min(settings_.quiet, settings_.pingLimit - age));

@@ -78,9 +78,9 @@ void ClientState::cancelRequest(void* handle) {
     add(toNumber(handle), nullptr);
 }
 
-// Nobody has watched the connection meanwhile, so the server may have closed it. On a Unix socket
-// sending then fails. Finding that out by sending takes a tenth less of a blocking call than asking
-// before each request, but the bytes of the request must be kept.
+// No thread has watched the connection during the rest, so the server may have closed it. Sending
+// on a Unix socket then fails. Finding that out by sending makes a blocking call a tenth faster
+// than a check before each request, but the bytes of the request must be kept.
 void* ClientState::send(Stream stream) {
     {
         const std::lock_guard<std::mutex> guard(mutex_);
@@ -151,8 +151,8 @@ void ClientState::interruptDriving() noexcept {
     loop_->post([] {});
 }
 
-// Handles are in the order of the requests. The first order of a burst wakes the thread. It does so
-// under the mutex: as long as there are orders, nobody can borrow the loop, so no later request
+// Handles ascend in the sequence of the requests. The first order of a burst wakes the thread,
+// under the mutex. While there are orders, no thread can borrow the loop, so no later request
 // overtakes them.
 std::uint64_t ClientState::add(std::uint64_t handle, Stream stream) {
     const std::lock_guard<std::mutex> guard(mutex_);

@@ -103,7 +103,7 @@ private:
     std::vector<Order> orders_;
     std::uint64_t lastHandle_ = 0;
 
-    // Of the loop's thread:
+    // Used only by the thread of the loop:
     std::unordered_map<std::uint64_t, Stream> streams_;
     std::map<std::uint64_t, ClientStream*> waiting_;  ///< the streams that are not sent yet
     std::vector<std::unique_ptr<ClientConnection>> connections_;

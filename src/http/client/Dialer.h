@@ -34,7 +34,7 @@ public:
     Dialer(const Dialer&) = delete;
     Dialer& operator=(const Dialer&) = delete;
 
-    /// Tries until a socket is connected, or until `stop`. Does nothing if it does so already.
+    /// Tries until a socket is connected, or until `stop`. Does nothing if it is trying already.
     void start();
     /// Gives up, and forgets the delay.
     void stop() noexcept;

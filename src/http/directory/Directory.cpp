@@ -48,7 +48,7 @@ kit::Result<ResourceLocator> parse(const std::string& text) {
     return kit::Error{statuscodes::BAD_REQUEST, "locator '" + text + "': " + reason};
 }
 
-// Returns what a user can choose from, as the end of a sentence.
+// Returns the services that a user can choose from, as the end of the text of an error.
 std::string offer(const std::vector<std::string>& directories) {
     const std::vector<Registered> services = registeredServices(directories);
     std::string text;

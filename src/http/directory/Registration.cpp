@@ -17,8 +17,8 @@ namespace {
 
 constexpr int BACKLOG = 512;
 
-// Returns the name of a file that only the processes of this user may create, from the begin of
-// such a name. In a sticky directory, each user has one.
+// Returns the name of a file that only the processes of this user create: `name`, and the number of
+// the user. In a sticky directory, each user has such a file.
 std::string ofThisUser(std::string name) {
     return name += std::to_string(::geteuid());
 }

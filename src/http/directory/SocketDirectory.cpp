@@ -66,8 +66,8 @@ kit::Error forbidden(const std::string& path, const std::string& reason) {
     return {statuscodes::FORBIDDEN, "'" + path + "' " + reason};
 }
 
-// Connects to a socket to find out whether a trusted process serves it. A full queue of connections
-// is that of a process that serves it.
+// Connects to a socket to find out whether a trusted process serves it. If the queue of connections
+// is full, a process serves the socket.
 kit::Result<void> probe(const std::string& path) {
     const FileDescriptor socket = connectToPath(path);
     if (!socket) {

@@ -18,7 +18,7 @@ namespace kova::http::detail {
 /// later has no effect on names that the object checks. Different threads may use one object.
 class SocketDirectory {
 public:
-    /// The names of a directory that are read.
+    /// The highest number of names that are read from a directory.
     static constexpr std::size_t MAX_NAMES = 4096;
 
     /// Opens a directory. Fails with 404 if it does not exist, and with 403 if it is not trusted

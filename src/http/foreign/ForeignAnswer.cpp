@@ -299,7 +299,7 @@ std::optional<HttpReply> ForeignAnswer::takeReply() {
     if (!value) {
         return completedReply();
     }
-    // A change was made, whatever the client accepts.
+    // The request has changed something already, so it succeeds whatever the client accepts.
     return answer_ == ForeignCall::Answer::firstValue ? toReply(*value, accept_) : toReply(*value);
 }
 

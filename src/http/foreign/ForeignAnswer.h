@@ -30,15 +30,15 @@ class ForeignAnswer final : public EventLoop::Job,
                             public std::enable_shared_from_this<ForeignAnswer> {
 public:
     struct Limits {
-        /// The bytes of payloads that wait. A single value may have more.
+        /// The most bytes of payloads that wait. A single value may have more.
         std::size_t bytes = std::size_t{256} * 1024;
         /// The time for which a value waits for space, with the policy `kit::Wait`. On the thread
         /// of the loop it does not wait; there only the limit of the bytes applies.
         std::chrono::milliseconds patience = std::chrono::seconds(1);
     };
 
-    /// `onReady` is called on the thread of the loop after `isReady` has returned false, when
-    /// something has come; and when a part has to be cancelled.
+    /// `onReady` is called on the thread of the loop when there is something to read after
+    /// `isReady` has returned false, and when a part has to be cancelled.
     ForeignAnswer(const ForeignCall& call, const Limits& limits, std::shared_ptr<EventLoop> loop,
                   EventLoop::Task onReady);
 
@@ -54,15 +54,15 @@ public:
     /// Returns whether there was no memory for the answer. It has neither a reply nor a text then.
     bool hasFailed() const;
     /// Returns the reply of an answer that is not a stream; and of a stream that began with an
-    /// error, before any text was taken. Otherwise nothing.
+    /// error, before any text was taken. Returns nothing otherwise.
     std::optional<HttpReply> takeReply();
     /// Appends the text of the events that wait, at least one and until `size` bytes are reached.
     /// Returns false if none is there and none will follow.
     bool takeText(std::string& out, std::size_t size);
     /// Returns whether the request of the part need no longer be cancelled: its service ended it.
     bool hasEnded(std::size_t part) const;
-    /// Returns whether the part has all that is wanted of it, although the service has not ended
-    /// it.
+    /// Returns whether no further value of the part is wanted, although the service has not ended
+    /// the part.
     bool isEnough(std::size_t part) const;
     /// Drops all events, and refuses further ones. `onReady` is not called any more.
     void close() noexcept;
@@ -124,7 +124,7 @@ private:
     bool isAnnounced_ = true;
     bool isClosed_ = false;
     bool isFailed_ = false;
-    bool hasText_ = false;  ///< the stream has begun
+    bool hasText_ = false;  ///< text of the stream was taken
 };
 
 }  // namespace kova::http::detail

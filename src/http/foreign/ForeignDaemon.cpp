@@ -26,7 +26,8 @@ namespace {
 // libmicrohttpd keeps there.
 constexpr std::size_t POOL_RESERVE = std::size_t{16} * 1024;
 
-// It reports that Unix sockets have no options of TCP, and what clients do wrong.
+// Ignores the log of libmicrohttpd. It reports only that Unix sockets have no options of TCP, and
+// the errors of clients.
 void ignoreLog(void*, char const*, va_list) noexcept {}
 
 // An exception cannot pass through libmicrohttpd. Without an exchange the connection is closed.
@@ -101,7 +102,7 @@ void ForeignDaemon::adopt(FileDescriptor socket, const kit::Peer& peer) {
     }
     auto connection =
         std::make_unique<ForeignConnection>(ForeignConnection{peer, socket.get(), std::nullopt});
-    // It has nothing but the family of the address: the peer is known already.
+    // Only the family of the address is set, because the peer is known already.
     sockaddr_storage address{};
     address.ss_family = connection->isUnix() ? AF_UNIX : AF_INET;
     adopted_ = connection.get();
@@ -109,7 +110,7 @@ void ForeignDaemon::adopt(FileDescriptor socket, const kit::Peer& peer) {
         daemon_, socket.release(), reinterpret_cast<sockaddr*>(&address), sizeof(sockaddr_in));
     if (std::exchange(adopted_, nullptr) == nullptr) {
         ForeignConnection* const owned =
-            connection.release();  // by `onConnection`, maybe until now
+            connection.release();  // `onConnection` owns it, and may have destroyed it
         if (added == MHD_YES) {
             startDeadline(*owned);
         }

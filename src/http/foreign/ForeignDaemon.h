@@ -35,8 +35,8 @@ public:
 
     void adopt(FileDescriptor socket, const kit::Peer& peer);
     void close() noexcept;
-    /// Lets the daemon process what is ready. Polled from outside, it does not notice by itself
-    /// that a connection was resumed.
+    /// Lets the daemon process what is ready. Must also be called after a connection was resumed: a
+    /// daemon that is polled from outside does not notice that by itself.
     void run() noexcept;
 
     const std::shared_ptr<EventLoop>& loop() const noexcept { return loop_; }

@@ -259,7 +259,8 @@ std::optional<HttpReply> ForeignExchange::findService(const ForeignCall::Part& p
     return std::nullopt;
 }
 
-// Answers what has come. Without it the connection is suspended, or a stream begins.
+// Answers with the reply if there is one. Without a reply, begins the stream, or suspends the
+// connection until there is a reply.
 MHD_Result ForeignExchange::answer() {
     const bool isReady = answer_->isReady();
     if (answer_->hasFailed()) {
@@ -355,7 +356,7 @@ ssize_t ForeignExchange::fill(char* buffer, std::size_t size) {
     return static_cast<ssize_t>(count);
 }
 
-// Nothing throws any more when the connection is suspended.
+// Suspends the connection last, because nothing may throw after that.
 void ForeignExchange::suspend() {
     if (isStream_) {
         comment_ = daemon_.loop()->after(daemon_.terms().commentInterval, [this] { onComment(); });
@@ -372,7 +373,7 @@ void ForeignExchange::suspend() {
 }
 
 // The watch ends at once, because the system gives the number of the socket to another one when
-// libmicrohttpd has closed it.
+// libmicrohttpd has closed the socket.
 void ForeignExchange::resume() {
     if (!std::exchange(isSuspended_, false)) {
         return;

@@ -26,8 +26,8 @@ public:
     ForeignExchange(const ForeignExchange&) = delete;
     ForeignExchange& operator=(const ForeignExchange&) = delete;
 
-    /// The fields have arrived, bytes of the body, or the whole body (`*size` is 0); or the
-    /// connection was resumed. Returns `MHD_NO` to close the connection.
+    /// Called when the fields, bytes of the body or the whole body (`*size` is 0) have arrived, and
+    /// when the connection was resumed. Returns `MHD_NO` to close the connection.
     MHD_Result onInput(char const* method, char const* version, char const* bytes,
                        std::size_t* size) noexcept;
     /// Ends the exchange without an answer.

@@ -54,7 +54,7 @@ void appendCode(std::string& out, char32_t code) {
     }
 }
 
-// Outside of strings, JSON has only ASCII characters, so escapes get only into strings.
+// Outside of strings, JSON has only ASCII characters, so escapes are written only inside strings.
 void appendAscii(std::string& out, std::string_view text) {
     while (!text.empty()) {
         const Character character = firstCharacter(text);

@@ -55,8 +55,8 @@ std::optional<std::string_view> findField(const Fields& fields, std::string_view
 /// Returns the request that a request of HTTP means, or the answer that refuses it.
 std::variant<ForeignCall, HttpReply> toCall(const HttpRequest& request);
 
-/// Checks whether a request came over the right way: the fields `Host` and `Origin` of a request
-/// over TCP, so that a page of another site cannot reach the endpoint. `Host` must be "localhost"
+/// Checks the fields `Host` and `Origin` of a request over TCP, so that a page of another site
+/// cannot reach the endpoint. `Host` must be "localhost"
 /// or a loopback address with the port of the endpoint, unless `allowsRemote`; a port of 80 may be
 /// missing. `Origin` must be "http://" and the host. Returns the error 403, or 400 for a request
 /// without or with several `Host`.

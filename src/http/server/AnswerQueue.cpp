@@ -160,8 +160,8 @@ void AnswerQueue::end(RecordKind kind, Response const* error) noexcept {
     }
 }
 
-// Ends the answer without a record, for lack of memory. The reader learns of it even if the client
-// does not read, so that it cancels the request.
+// Ends the answer without a record, for lack of memory. The reader is notified even if the client
+// does not read, so that the reader cancels the request.
 void AnswerQueue::fail() noexcept {
     std::list<Entry> dropped;  // destroyed outside the lock
     {
@@ -259,7 +259,8 @@ void AnswerQueue::dropAll() noexcept {
     }
 }
 
-// The number of lost values moves to the value behind, or to the one that is about to be appended.
+// The number of lost values moves to the next value in the queue, or to the one that is about to be
+// appended.
 void AnswerQueue::dropOldest() {
     const auto oldest = std::next(entries_.begin(), isFirstWaiting_ ? 1 : 0);
     const std::uint64_t lost = oldest->lost + 1 + lostBefore(*oldest->value);
@@ -306,7 +307,7 @@ void AnswerQueue::giveUp(const kit::Error& error) {
         isAnnounced_ = true;
     }
     addEnd(RecordKind::error, &response);
-    // The reader learns of it even if the client does not read, so that it cancels the request.
+    // The reader is notified even if the client does not read, so that it cancels the request.
     ready_->add(shared_from_this());
 }
 

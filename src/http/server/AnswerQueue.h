@@ -32,17 +32,18 @@ public:
 
 /// The queues that have records for their readers. A burst wakes the loop once.
 ///
-/// Neither the list nor its wake-up needs memory, so that a queue without memory can say so.
+/// Neither the list nor its wake-up allocates memory, so that a queue can report the lack of
+/// memory.
 class ReadyQueues final : public EventLoop::Job, public std::enable_shared_from_this<ReadyQueues> {
 public:
-    /// `afterBurst` is called on the thread of the loop when the readers were told.
+    /// `afterBurst` is called on the thread of the loop after the readers were notified.
     ReadyQueues(std::shared_ptr<EventLoop> loop, EventLoop::Task afterBurst)
         : loop_(std::move(loop)), afterBurst_(std::move(afterBurst)) {}
     ~ReadyQueues() override;
     ReadyQueues(const ReadyQueues&) = delete;
     ReadyQueues& operator=(const ReadyQueues&) = delete;
 
-    /// Tells the reader of the queue, later. Any thread may call it.
+    /// Notifies the reader of the queue later, on the thread of the loop. Any thread may call it.
     void add(const std::shared_ptr<AnswerQueue>& queue) noexcept;
     bool isLoopThread() const noexcept { return loop_->isLoopThread(); }
     /// Forgets `afterBurst` and all queues, and refuses further ones, because a queue owns this
@@ -75,14 +76,15 @@ private:
 class AnswerQueue : public std::enable_shared_from_this<AnswerQueue> {
 public:
     struct Limits {
-        /// The bytes that wait. One record may be longer.
+        /// The most bytes that wait. One record may be longer.
         std::size_t bytes = std::size_t{256} * 1024;
         /// The time for which a value waits for space, with the policy `kit::Wait`. On the thread
         /// of the loop it does not wait; there only the limit of the bytes applies.
         std::chrono::milliseconds patience = std::chrono::seconds(1);
     };
 
-    /// The first record is expected by the reader: it is not told before `hasMore` returns false.
+    /// The reader expects the first record: it is not notified before `hasMore` or `take` has found
+    /// none.
     AnswerQueue(std::shared_ptr<ReadyQueues> ready, const Limits& limits)
         : ready_(std::move(ready)), limits_(limits) {}
 
@@ -97,9 +99,9 @@ public:
     /// @{
     /// The functions of the reader, on the thread of the loop.
     enum class Taken { record, nothing, end, failed };
-    /// Sets `record` to the oldest record. If there is nothing, the reader is told later.
+    /// Sets `record` to the oldest record. If there is none yet, the reader is notified later.
     Taken take(std::string& record);
-    /// Returns whether `take` would return anything but `nothing`. If not, the reader is told
+    /// Returns whether `take` would return anything but `nothing`. If not, the reader is notified
     /// later.
     bool hasMore();
     /// Returns whether the stream has exceeded its bound, or a record could not be made: the
@@ -107,7 +109,7 @@ public:
     bool isGivenUp() const;
     /// Returns the number of bytes that wait.
     std::size_t bytes() const;
-    /// Drops all records and refuses further ones. The reader is not told any more.
+    /// Drops all records and refuses further ones. The reader is not notified any more.
     void close() noexcept;
     /// The reader; null if it is gone.
     AnswerReader* reader = nullptr;
@@ -146,7 +148,7 @@ private:
     std::condition_variable changed_;
     std::list<Entry> entries_;  ///< a list, because an open stream without values allocates nothing
     std::size_t bytes_ = 0;
-    std::uint64_t lostBeforeNext_ = 0;  ///< the dropped values behind which no value waits
+    std::uint64_t lostBeforeNext_ = 0;  ///< the dropped values after which no value waits
     std::size_t bound_ = SIZE_MAX;
     kit::WhenFull whenFull_ = kit::Disconnect;
     bool isFirstWaiting_ = false;  ///< the first record is the front of the queue

@@ -47,7 +47,7 @@ void* ServedService::Guard::actionRequest(const Request& request,
     return UNDEFINED_REQUEST_HANDLE;
 }
 
-// A service that throws here cannot be told so.
+// An exception of the service is ignored here, because there is no request that could report it.
 void ServedService::Guard::cancelRequest(void* handle) {
     try {
         service_.cancelRequest(handle);

@@ -49,13 +49,13 @@ std::unique_ptr<nghttp2_option, DeleteOption> makeOption() {
     nghttp2_option_set_no_closed_streams(option, 1);
     nghttp2_option_set_max_outbound_ack(option, WAITING_REPLIES);
     nghttp2_option_set_max_settings(option, SETTINGS_ENTRIES);
-    // Its default is lower than that of `ResetLimit`, which decides.
+    // The default of nghttp2 is lower than the limit of `ResetLimit`, which is the one that counts.
     nghttp2_option_set_stream_reset_rate_limit(option, 2 * RESET_BURST, 2 * RESETS_PER_SECOND);
     return std::unique_ptr<nghttp2_option, DeleteOption>(option);
 }
 
-// Throws if a function of nghttp2 has failed for lack of memory. All else that its functions return
-// tells of streams that have ended already.
+// Throws if a function of nghttp2 has failed for lack of memory. All other errors of its functions
+// concern streams that have ended already.
 void require(int result) {
     if (nghttp2_is_fatal(result) != 0) {
         throw std::bad_alloc();

@@ -42,8 +42,8 @@ std::optional<std::string> percentDecoded(std::string_view text) {
     return decoded;
 }
 
-// What the requests of a peer are counted under: its user, or its address without the port. Needs
-// no memory, because a request ends without, too.
+// The key under which the requests of a peer are counted: its user, or its address without the
+// port. Allocates no memory, because a request must be able to end without memory.
 class PeerKey {
 public:
     explicit PeerKey(const kit::Peer& peer) noexcept {

@@ -41,7 +41,7 @@ public:
     /// Adds bytes of the body. Returns false if it is longer than allowed.
     bool addBody(std::string_view bytes);
     std::size_t bodySize() const noexcept { return bodySize_; }
-    /// Returns the request that the body is, or the error 400.
+    /// Returns the request that the body contains, or the error 400.
     kit::Result<Request> readRequest();
 
     /// Sends the request to the service. Its answer goes to the queue.
@@ -67,7 +67,7 @@ public:
     bool isRefused = false;    ///< an HTTP error answers it
     bool isSubmitted = false;  ///< the head of the response is made
     bool isCountedForPeer = false;
-    ServedService* service = nullptr;  ///< what the path names
+    ServedService* service = nullptr;  ///< the service that the path names
 
 private:
     ServerConnection& connection_;
@@ -78,7 +78,7 @@ private:
     void* handle_ = nullptr;
     std::shared_ptr<AnswerQueue> queue_;
     std::string record_;    ///< the record that is being sent
-    std::size_t sent_ = 0;  ///< the bytes of it that are sent
+    std::size_t sent_ = 0;  ///< the bytes of `record_` that are sent
 };
 
 }  // namespace kova::http::detail
