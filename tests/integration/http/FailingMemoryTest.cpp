@@ -114,7 +114,7 @@ private:
         }
     }
 
-    // Made before memory fails: a payload that finds none ends the process.
+    // Created before memory fails, because a payload without memory ends the process.
     const Response value_ = value(100);
     const Response large_ = value(40'000);
     std::mutex mutex_;
@@ -128,8 +128,8 @@ std::string get(const std::string& path, const std::string& fields = LAST) {
     return "GET " + path + HEAD + fields;
 }
 
-/// Sends the texts one by one with HTTP/1.1, and reads all answers. A connection that is closed
-/// early ends it.
+/// Sends the texts one by one with HTTP/1.1, and reads all answers. Stops if the connection is
+/// closed early.
 std::string converse(const std::string& address, const std::vector<std::string>& texts) {
     SocketClient client(address);
     for (const std::string& text : texts) {
@@ -225,8 +225,8 @@ const std::vector<Row> ROWS = {
 
 class FailingMemoryOfEndpoint : public ::testing::Test {
 protected:
-    /// Calls `act` again and again, with one allocation more that succeeds, until none fails.
-    /// Calls `check` after each that has failed.
+    /// Calls `act` repeatedly: in the first call the first allocation fails, in the second call the
+    /// second one, and so on, until none fails. Calls `check` after each call with a failure.
     template <typename Act, typename Check>
     void failEach(Act act, Check check) {
         long count = 0;
@@ -257,9 +257,9 @@ protected:
 
 class FailingMemory : public FailingMemoryOfEndpoint, public ::testing::WithParamInterface<Row> {};
 
-TEST_P(FailingMemory, OthersAreServedOn) {
+TEST_P(FailingMemory, OtherClientsAreStillServed) {
     EndpointOptions options;
-    options.requestsOfPeer = 4;  // a request that were counted for ever would be noticed
+    options.requestsOfPeer = 4;  // so few that a request that is counted for ever is noticed
     const Endpoint endpoint(service, directory.address(), options);
     Http2Client neighbour(directory.address());
     neighbour.wait(neighbour.send(recordOf(Request("retrieve", GetParam().thread))));
@@ -279,8 +279,8 @@ TEST_P(FailingMemory, OthersAreServedOn) {
         });
 }
 
-// The deadlines of connections that are stalled or idle. There is no neighbour, since it would be
-// idle.
+// The deadlines of connections that are stalled or idle. There is no client that stays connected,
+// because its connection would be idle, too.
 TEST_F(FailingMemoryOfEndpoint, StalledAndIdleConnectionsAreClosed) {
     EndpointOptions options;
     options.firstBytes = 20ms;

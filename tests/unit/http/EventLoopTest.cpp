@@ -301,7 +301,7 @@ TEST_F(BorrowedLoopTest, PollDoesNotHideAFunctionFromTheTurn) {
     ran.get_future().wait();
 }
 
-TEST_F(BorrowedLoopTest, LoopThatIsGivenBackBusyIsWatchedAtOnce) {
+TEST_F(BorrowedLoopTest, BusyLoopIsWatchedAsSoonAsItIsGivenBack) {
     borrow();
     const FileDescriptor event(eventfd(1, EFD_NONBLOCK));
     std::promise<std::thread::id> ready;
@@ -314,7 +314,7 @@ TEST_F(BorrowedLoopTest, LoopThatIsGivenBackBusyIsWatchedAtOnce) {
     EXPECT_NE(ready.get_future().get(), std::this_thread::get_id());
 }
 
-TEST_F(BorrowedLoopTest, ThreadThatNobodyBorrowsFromWatchesAgain) {
+TEST_F(BorrowedLoopTest, RestEndsByItselfAndTheThreadWatchesAgain) {
     borrow();
     const FileDescriptor event(eventfd(1, EFD_NONBLOCK));
     std::promise<void> ready;

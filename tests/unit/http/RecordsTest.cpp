@@ -91,7 +91,7 @@ Payload payloadOf(const std::string& bytes, const std::string& mimeType) {
                                   bytes.size(), mimeType);
 }
 
-/// Returns what arrives of an entry of a header.
+/// Sends a header with an entry. Returns the entry that arrives.
 test::Tree sentEntry(Value* value) {
     Response response(200);
     response.add2header("entry", value);
@@ -221,7 +221,7 @@ TEST(RecordsTest, LargePayloadArrives) {
     EXPECT_EQ(bytesOf(sent(response).getPayload()), large);
 }
 
-TEST(RecordsTest, RecordLongerThanALengthCanTellIsRefused) {
+TEST(RecordsTest, RecordWhoseLengthNeedsMoreThanFourBytesIsRefused) {
     // The size is only stated: the bytes are not read.
     const std::shared_ptr<unsigned char[]> bytes(new unsigned char[1]);
     std::string out = "before";
@@ -309,7 +309,7 @@ TEST(RecordsTest, RandomTreesArrive) {
     }
 }
 
-TEST(RecordsTest, EmptyHeaderArrivesAsNone) {
+TEST(RecordsTest, EmptyHeaderArrivesAsNoHeader) {
     Response::Header header = std::make_shared<Dictionary>();
     EXPECT_EQ(written(Response(0, header)), record(2, VERSION));
     EXPECT_TRUE(sent(Response(0, header)).getHeader().isUndefined());
@@ -459,7 +459,7 @@ TEST(RecordReaderTest, EveryTruncatedSequenceEndsInsideARecordOrBetweenTwo) {
     }
 }
 
-TEST(RecordReaderTest, RecordThatWasNotReadIsInside) {
+TEST(RecordReaderTest, ReaderIsInsideARecordUntilTheRecordIsRead) {
     RecordReader reader(LIMIT);
     EXPECT_FALSE(reader.isInside());
     reader.add(record(4, VERSION));
@@ -524,7 +524,7 @@ TEST(RecordReaderTest, ManySmallRecordsInOnePieceAreRead) {
     EXPECT_EQ(count, 500001U);
 }
 
-TEST(RecordReaderTest, RecordOfTheLimitIsReadAndALongerOneIsRefusedAtItsLength) {
+TEST(RecordReaderTest, RecordAtTheLimitIsReadAndALongerOneIsRefusedOnceItsLengthIsKnown) {
     const std::string fields = VERSION + field(4, "0123456789");
     EXPECT_EQ(readAll(record(2, fields), fields.size() + 1), "2 v1 0 '' '0123456789' - '' ''\n");
     EXPECT_EQ(readAll(record(2, fields).substr(0, 4), fields.size()),

@@ -250,7 +250,7 @@ TEST_F(ClientStateTest, InterruptionEndsTheDriving) {
 
 // --- Ends of a stream ----------------------------------------------------------------------------
 
-TEST_F(ClientStateTest, HalfAnAnswerIsLost) {
+TEST_F(ClientStateTest, AnswerWithoutItsEndIsLost) {
     start();
     const testing::Recording recording = send();
     const auto peer = accept();
@@ -558,7 +558,7 @@ TEST_F(ClientStateTest, PatienceOfZeroSufficesForAServerThatIsThere) {
     EXPECT_EQ(recording.waitFor(1), (Events{"completed"}));
 }
 
-TEST_F(ClientStateTest, CancelledRequestIsNotWaitedFor) {
+TEST_F(ClientStateTest, RequestCancelledBeforeAConnectionExistsIsNeverSent) {
     listener.close();
     start();
     const testing::Recording first = send();
@@ -627,7 +627,7 @@ TEST_F(ClientStateTest, BlockedResponseHandlerDoesNotLoseTheConnection) {
     peer->send(number, completed(false), true);
     goOn.set_value();
     EXPECT_EQ(recording.waitFor(2), (Events{"value 200 a", "completed"}));
-    EXPECT_TRUE(recording.waitUntilDestroyed());  // it uses the variables above
+    EXPECT_TRUE(recording.waitUntilDestroyed());  // the handler uses the variables above
 }
 
 // --- Flow control --------------------------------------------------------------------------------
@@ -659,12 +659,12 @@ TEST_F(ClientStateTest, BlockedResponseHandlerStopsTheServerAtTheWindow) {
     goOn.set_value();
     peer->waitUntilSent(number);
     EXPECT_EQ(recording.waitFor(3), (Events{"value 200 a", "value 200 " + large, "completed"}));
-    EXPECT_TRUE(recording.waitUntilDestroyed());  // it uses the variables above
+    EXPECT_TRUE(recording.waitUntilDestroyed());  // the handler uses the variables above
 }
 
 // --- Destruction ---------------------------------------------------------------------------------
 
-TEST_F(ClientStateTest, DestructionCancelsWhatIsPending) {
+TEST_F(ClientStateTest, DestructionCancelsPendingRequests) {
     start();
     const testing::Recording first = send("/1");
     const auto peer = acceptLimited(1);

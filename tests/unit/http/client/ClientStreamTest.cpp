@@ -133,7 +133,7 @@ TEST_F(ClientStreamTest, BytesAfterTheEndAreRefused) {
     EXPECT_EQ(recording.events(), (Events{"completed"}));
 }
 
-TEST_F(ClientStreamTest, DroppedHandlerGetsNothing) {
+TEST_F(ClientStreamTest, NoEventFollowsDrop) {
     begin();
     stream.drop();
     stream.onData(next(200));

@@ -130,7 +130,7 @@ TEST_F(DialerTest, FullQueueOfAUnixSocketIsTriedAgain) {
     EXPECT_TRUE(connected.get_future().get());
 }
 
-TEST_F(DialerTest, DelayIsForgottenByStop) {
+TEST_F(DialerTest, StopForgetsTheDelay) {
     dial(listener.address());
     onLoop([&] {
         dialer->stop();

@@ -115,7 +115,7 @@ TEST_F(DirectoryTest, EachServiceOfAnEndpointIsFound) {
     EXPECT_THAT(registeredServices(directories), IsEmpty());
 }
 
-TEST_F(DirectoryTest, FirstDirectoryCounts) {
+TEST_F(DirectoryTest, FirstDirectoryWithTheServiceIsUsed) {
     const Numbered first(1);
     const Numbered second(2);
     directories.push_back(folder / "system");
@@ -128,7 +128,7 @@ TEST_F(DirectoryTest, FirstDirectoryCounts) {
                 ElementsAre("/a unix:" + (*this / "a"), "/b unix:" + directories[1] + "/b"));
 }
 
-TEST_F(DirectoryTest, ServiceOfALaterDirectoryIsFoundBehindADeadOne) {
+TEST_F(DirectoryTest, ServiceIsFoundInALaterDirectoryIfItsFirstSocketIsDead) {
     const Numbered numbered(2);
     make();
     bindSocket(*this / "a");

@@ -59,7 +59,7 @@ TEST_F(RegistrationTest, EachServiceHasAFileOfTheSameSocket) {
     }
 }
 
-TEST_F(RegistrationTest, LeavesOnlyTheFileOfItsLock) {
+TEST_F(RegistrationTest, DestructionLeavesOnlyTheLockFile) {
     add().reset();
     const std::string user = std::to_string(::geteuid());
     EXPECT_FALSE(exists(*this / (".new-" + user)));
@@ -117,7 +117,7 @@ TEST_F(RegistrationTest, LinkIsNeitherFollowedNorReplaced) {
     EXPECT_TRUE(exists(folder / "dead"));
 }
 
-TEST_F(RegistrationTest, FileThatReplacedItsOwnIsNotRemoved) {
+TEST_F(RegistrationTest, FileThatHasReplacedItsFileIsNotRemoved) {
     auto first = add();
     ASSERT_EQ(::unlink(device.c_str()), 0);
     const auto second = add();
@@ -133,7 +133,7 @@ TEST_F(RegistrationTest, LongestPathIsRegisteredAndALongerOneIsRefused) {
     EXPECT_FALSE(exists(device));
 }
 
-TEST_F(RegistrationTest, PathOfADirectoryThatLeavesNoCapacityForANameIsRefused) {
+TEST_F(RegistrationTest, DirectoryPathThatIsTooLongForASocketInItIsRefused) {
     const std::string deep =
         folder / std::string(LONGEST_SOCKET_PATH - folder.path().size() - 3, 'd');
     EXPECT_THROW(Registration(deep, {"/a"}, 0660), std::system_error);

@@ -15,7 +15,7 @@ struct Row {
 
 class ServiceName : public ::testing::TestWithParam<Row> {};
 
-TEST_P(ServiceName, IsThatOfTheServicePathAndLeadsBackToIt) {
+TEST_P(ServiceName, IsMadeFromTheServicePathAndConvertedBack) {
     EXPECT_TRUE(isServicePath(GetParam().servicePath));
     EXPECT_EQ(toFileName(GetParam().servicePath), GetParam().fileName);
     EXPECT_EQ(toServicePath(GetParam().fileName), GetParam().servicePath);

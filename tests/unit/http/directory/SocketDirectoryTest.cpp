@@ -49,7 +49,7 @@ TEST_F(SocketDirectoryTest, IsCreatedWithAModeThatTheUmaskDoesNotNarrow) {
     EXPECT_EQ(modeOf(path), ::geteuid() == 0 ? 0755U : 0700U);
 }
 
-TEST_F(SocketDirectoryTest, IsCreatedForAUserOnlyIfThatIsNotRoot) {
+TEST_F(SocketDirectoryTest, IsPrivateIfAUserOtherThanRootCreatesIt) {
     KOVA_SKIP_UNLESS_ROOT();
     const OtherUser alice(OtherUser::ALICE);
     SocketDirectory::create(path);

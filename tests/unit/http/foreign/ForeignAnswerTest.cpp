@@ -108,7 +108,7 @@ TEST_F(ForeignAnswerTest, DroppedRequestOfAStreamIsAnEvent) {
     EXPECT_FALSE(answer->takeText(text, SIZE_MAX));
 }
 
-TEST_F(ForeignAnswerTest, TextHasTheSizeThatIsAskedFor) {
+TEST_F(ForeignAnswerTest, TextEndsWithTheEventThatReachesTheSize) {
     start(ForeignCall::Answer::events);
     handler->onNext(value(1));
     handler->onNext(value(2));
@@ -159,7 +159,7 @@ TEST_F(ForeignAnswerTest, SenderWaitsForSpace) {
     EXPECT_EQ(take(), Texts{R"({"status":299,"value":1})"});
 }
 
-TEST_F(ForeignAnswerTest, SenderThatWaitsInVainDisconnects) {
+TEST_F(ForeignAnswerTest, SenderThatWaitsTooLongDisconnects) {
     ForeignAnswer::Limits limits;
     limits.patience = 1ms;
     startStream("1 wait", limits);
@@ -175,7 +175,7 @@ TEST_F(ForeignAnswerTest, ClosedAnswerWakesTheSender) {
     EXPECT_TRUE(handler->onNext(value(1)));
 }
 
-TEST_F(ForeignAnswerTest, BytesAreLimited) {
+TEST_F(ForeignAnswerTest, BytesOfWaitingValuesAreLimited) {
     ForeignAnswer::Limits limits;
     limits.bytes = 3;
     start(ForeignCall::Answer::events, limits);

@@ -23,8 +23,8 @@
 
 namespace kova::http::detail {
 
-/// A service that answers at once. "/echo" has a text of the request; "/empty" completes without a
-/// value; "/missing" fails with 404; every other path goes to `held`.
+/// A service that answers at once. "/echo" answers with a text of the request; "/empty" completes
+/// without a value; "/missing" fails with 404; every other path goes to `held`.
 class EchoService : public IKovaApi {
 public:
     void* actionRequest(const Request& request,
@@ -126,7 +126,8 @@ public:
         onLoop([&] { server->adopt(FileDescriptor(ends[1]), peer); });
         return TestSocket(ends[0]);
     }
-    /// Sends bytes over a connection of their own, and returns all that comes until its end.
+    /// Sends bytes over a new connection, and returns all bytes that arrive until the connection
+    /// ends.
     std::string exchange(std::string_view bytes, const kit::Peer& peer = unixPeer()) {
         TestSocket socket = connect(peer);
         socket.send(bytes);

@@ -185,7 +185,7 @@ INSTANTIATE_TEST_SUITE_P(
                       BodyRow{"application/json", "", "application/json"},
                       BodyRow{"application/json", nullptr, "application/json"}));
 
-TEST(MappingTest, EveryMethodHasABody) {
+TEST(MappingTest, EveryMethodMayHaveABody) {
     for (char const* const method : {"GET", "PUT", "POST", "DELETE"}) {
         const ForeignCall call =
             accepted(method, "/a", {{"Content-Type", "application/json"}}, "[1]");
@@ -249,7 +249,7 @@ INSTANTIATE_TEST_SUITE_P(
         RefusedRow{"PUT", "/a", {{"Content-Type", "text/plain; charset=latin1"}}, 415, "UTF-8"},
         RefusedRow{"PUT", "/a", {{"Content-Encoding", "gzip"}}, 415, "encoded"}));
 
-TEST(MappingTest, WatchedPathsAreOnePartEach) {
+TEST(MappingTest, EachWatchedPathIsOnePart) {
     const ForeignCall call = accepted("GET", "/?watch=/a&watch=/d$/b");
     EXPECT_EQ(call.answer, Answer::events);
     EXPECT_TRUE(call.isWatch);

@@ -84,8 +84,8 @@ TEST(HandedOverSocketsTest, HighestNumberIsAccepted) {
     EXPECT_EQ(sockets->back().descriptor, 1026);
 }
 
-/// Plays the service manager: puts sockets at the descriptors from 3 on, and sets the variables.
-/// What was there is put back.
+/// Acts as the service manager: puts sockets at the descriptors from 3 on, and sets the variables.
+/// The destructor restores the descriptors and removes the variables.
 class ActivationTest : public ::testing::Test {
 protected:
     static constexpr int FIRST = 3;

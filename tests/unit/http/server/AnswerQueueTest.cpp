@@ -25,7 +25,8 @@ using Events = std::vector<std::string>;
 
 class AnswerQueueTest : public ::testing::Test, public AnswerReader {
 protected:
-    /// Not the destructor: the loop calls virtual functions of this object until it has stopped.
+    /// Stops the loop before the destructor runs, because the loop calls virtual functions of this
+    /// object.
     void TearDown() override { loop->stop(); }
 
     void use(std::size_t bytes = 1'000'000, std::chrono::milliseconds patience = 20s) {
@@ -87,11 +88,11 @@ TEST_F(AnswerQueueTest, NothingFollowsTheEnd) {
     EXPECT_EQ(events(), Events{"error 404 gone"});
 }
 
-TEST_F(AnswerQueueTest, ReaderIsToldOnlyWhenItHasFoundNothing) {
+TEST_F(AnswerQueueTest, ReaderIsNotifiedOnlyAfterItFoundTheQueueEmpty) {
     use();
     next(1);
     awaitLoop();
-    EXPECT_EQ(told, 0);  // it knows of the first one
+    EXPECT_EQ(told, 0);  // the reader expects the first record
     EXPECT_EQ(events(), Events{"next 1"});
     next(2);
     next(3);
@@ -105,7 +106,7 @@ TEST_F(AnswerQueueTest, ReaderIsToldOnlyWhenItHasFoundNothing) {
     EXPECT_EQ(told, 2);
 }
 
-TEST_F(AnswerQueueTest, BurstOfManyQueuesIsOneForTheLoop) {
+TEST_F(AnswerQueueTest, RecordsOfManyQueuesNeedAtMostTwoBursts) {
     std::promise<void> hold;
     const std::shared_future<void> held = hold.get_future().share();
     loop->post([held] { held.wait(); });
@@ -122,7 +123,7 @@ TEST_F(AnswerQueueTest, BurstOfManyQueuesIsOneForTheLoop) {
     EXPECT_LE(bursts, 2);
 }
 
-TEST_F(AnswerQueueTest, ClosedQueueTakesNothingAndTellsNobody) {
+TEST_F(AnswerQueueTest, ClosedQueueRefusesValuesAndNotifiesNoReader) {
     use();
     EXPECT_FALSE(queue->hasMore());
     queue->close();
@@ -133,7 +134,7 @@ TEST_F(AnswerQueueTest, ClosedQueueTakesNothingAndTellsNobody) {
     EXPECT_EQ(queue->bytes(), 0U);
 }
 
-TEST_F(AnswerQueueTest, BytesAreLimitedAndTheStreamEndsOnePastThem) {
+TEST_F(AnswerQueueTest, StreamEndsOneBytePastTheLimitOfBytes) {
     use();
     next(1);
     const std::size_t size = queue->bytes();
@@ -166,7 +167,7 @@ TEST_F(AnswerQueueTest, TermsAreNotSentToTheClient) {
     EXPECT_EQ(takeAll().find(kit::STREAM_QUEUE), std::string::npos);
 }
 
-TEST_F(AnswerQueueTest, BoundIsThatOfTheFirstValue) {
+TEST_F(AnswerQueueTest, FirstValueSetsTheBound) {
     use();
     begin("2 disconnect");
     EXPECT_TRUE(next(1));
@@ -223,7 +224,7 @@ TEST_F(AnswerQueueTest, DroppedValuePassesItsDroppedCountToTheNextValue) {
     Response value(1);
     value.add2header(kit::STREAM_LOST, kit::toTree(7)->release());
     queue->next(value);
-    next(2);  // drops the value and what was lost before it
+    next(2);  // drops `value`, before which 7 were lost
     std::string record;
     queue->take(record);
     const std::string rest = takeAll();
@@ -282,7 +283,7 @@ TEST_F(AnswerQueueTest, ThreadOfTheLoopDoesNotWaitButKeepsTheLimitOfTheBytes) {
     EXPECT_LE(queue->bytes(), 1'000'200U);
 }
 
-TEST_F(AnswerQueueTest, GivenUpQueueTellsItsReaderEvenIfItIsNotRead) {
+TEST_F(AnswerQueueTest, GivenUpQueueNotifiesAReaderThatHasNotReadYet) {
     use();
     begin("1 disconnect");
     awaitLoop();
@@ -332,7 +333,7 @@ TEST_F(AnswerQueueTest, ReaderMissesNoRecordOfAnotherThread) {
         queue->completed();
     });
     over.get_future().wait();
-    awaitLoop();  // it may still be inside the reader
+    awaitLoop();  // the loop may still be inside the reader
     sender.join();
     EXPECT_EQ(counter.records, COUNT + 1);
 }

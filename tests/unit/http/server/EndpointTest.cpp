@@ -187,7 +187,7 @@ TEST_F(EndpointTest, PeerOfATcpRequestIsItsAddress) {
     EXPECT_EQ(peer.address.find("127.0.0.1:"), 0U) << peer.address;
 }
 
-TEST_F(EndpointTest, PortThatWasZeroIsTheOneOfTheSystem) {
+TEST_F(EndpointTest, PortZeroBecomesThePortThatTheSystemChose) {
     const Endpoint tcp(service, "tcp:127.0.0.1:0");
     EXPECT_EQ(tcp.address().find("tcp:127.0.0.1:"), 0U);
     EXPECT_NE(tcp.address(), "tcp:127.0.0.1:0");
@@ -319,7 +319,7 @@ INSTANTIATE_TEST_SUITE_P(
                    std::string("\0\0\0\x07\x04\x01\0\0\0\x01\x01", 11), 400}),
     [](const auto& row) { return row.param.name; });
 
-TEST_F(EndpointTest, MethodThatIsNotAllowedNamesTheOneThatIs) {
+TEST_F(EndpointTest, AnswerToAForbiddenMethodNamesTheAllowedOne) {
     serve();
     Http2Client client(directory.address());
     const std::int32_t id = client.send(with(":method", "PUT"), "");
@@ -350,7 +350,7 @@ TEST_F(EndpointTest, LongestBodyIsAcceptedAndALongerOneIs413) {
     EXPECT_EQ(client.wait(client.send(GET)).status, 200);
 }
 
-TEST_F(EndpointTest, UnfinishedBodiesOfAConnectionHaveTwiceTheBytesOfOneTogether) {
+TEST_F(EndpointTest, UnfinishedBodiesOfAConnectionTogetherHaveTwiceTheLimitOfOne) {
     answerAtOnce();
     EndpointOptions options;
     options.bodyBytes = GET.size();
@@ -703,7 +703,8 @@ TEST_F(EndpointTest, EndpointCanBeDestroyedFromInsideAHandler) {
     Http2Client client(directory.address());
     client.send(GET);
     EXPECT_TRUE(client.socket().isClosedByPeer());
-    // Nobody joins the thread then; a test that ended before it would report its memory as leaked.
+    // No thread joins the endpoint's thread here. If the test ended first, the memory of that
+    // thread would be reported as leaked.
     while (countThreads("kova-endpoint") != 0) {
         std::this_thread::yield();
     }

@@ -98,7 +98,7 @@ TEST_F(ListenerTest, MissingDirectoryIsAnError) {
     }
 }
 
-TEST_F(ListenerTest, FileThatReplacedItsOwnIsNotRemoved) {
+TEST_F(ListenerTest, FileThatHasReplacedItsFileIsNotRemoved) {
     auto first = listen();
     ASSERT_EQ(::unlink(path.c_str()), 0);
     const auto second = listen();

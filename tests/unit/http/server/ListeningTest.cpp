@@ -80,7 +80,7 @@ TEST_F(ListeningTest, PathsThatCannotBeRegisteredAreRefused) {
               "or a '$'");
 }
 
-TEST_F(ListeningTest, OtherFormsAreThoseOfAnAddress) {
+TEST_F(ListeningTest, UnusableAddressesHaveAReason) {
     EXPECT_EQ(listenAt("http://localhost", {""}),
               "address 'http://localhost': it begins with 'unix:' or 'tcp:'");
     EXPECT_EQ(listenAt("systemd:web", {""}), "no service manager has handed over sockets");
