@@ -34,8 +34,7 @@ const Case CASES[] = {
 };
 
 // Cases for which std::regex would recurse too deeply, or backtrack for seconds. In the last path,
-// a
-// "/" before the "y" prevents a match, so that all stars are tried.
+// a "/" before the "y" prevents a match, so that all stars are tried.
 constexpr std::size_t MILLION = 1'000'000;
 const Case LONG_CASES[] = {
     {"/a/**", "/a/(.*)", "/a/" + std::string(MILLION, 'b')},

@@ -38,7 +38,8 @@ std::string pathOf(std::size_t count) {
     return groupOf(count - 1) + "/4711/name";
 }
 
-/// What a function that serves a request of a group does: it completes the request.
+/// Stands for the function that serves the requests of a group. Returns whether `id` is the
+/// expected one.
 bool isServed(unsigned id) {
     return id == 4711;
 }

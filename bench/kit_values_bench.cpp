@@ -127,7 +127,8 @@ void enterFormat(mimetypes::MimeTypeID id, char const* to, char const* from, con
     });
 }
 
-// Reads the fields in the reverse of the order in which they were written, beside the same order.
+// Registers two cases: one reads the fields in the reverse of the order in which they were written,
+// the other in the same order.
 void enterReversed(mimetypes::MimeTypeID id, const std::string& format) {
     const Payload payload = payloadOf(id, kitTrack());
     const std::string byKit = "value, " + format + " to ten fields, reversed";

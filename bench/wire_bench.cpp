@@ -1,5 +1,6 @@
-// Requests and streams between two processes over a Unix socket: kova's endpoint and client, beside
-// raw bytes and the other ways. The service has ten mounts; requests have two header entries.
+// Requests and streams between two processes over a Unix socket: kova's endpoint and client. The
+// contestants are raw bytes and other protocols. The service has ten mounts; requests have two
+// header entries.
 #include <benchmark/benchmark.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -192,7 +193,8 @@ private:
 
 /// Cancels requests that are pending at the service.
 struct Canceller : Caller {
-    /// Returns the time from the call of `cancelRequest` until the resource handler's, in seconds.
+    /// Returns the seconds from the call of `cancelRequest` until that of the resource handler is
+    /// called.
     double cancel() {
         void* const handle = service->actionRequest(Request("retrieve", WIRE_PENDING),
                                                     std::make_unique<EndHandler>(ends));
@@ -222,7 +224,8 @@ void measureCancellation(benchmark::State& state) {
     }
 }
 
-/// curl's way: one kept-alive connection, written and read by the caller.
+/// Sends requests as curl does: over one kept-alive connection, which the calling thread writes and
+/// reads.
 class ForeignCaller {
 public:
     explicit ForeignCaller(const std::string& path)

@@ -109,7 +109,7 @@ private:
 void measureOpenStreams() {
     constexpr std::size_t STREAMS = 1000;
     Client first;
-    first.open(STREAMS, WIRE_STREAM);  // memory that is kept for later streams is not counted
+    first.open(STREAMS, WIRE_STREAM);  // allocates the memory that later streams use, too
     const double serverBefore = memoryOf(server.process());
     const double clientBefore = memoryOf(::getpid());
     Client second;
@@ -189,7 +189,7 @@ double timeBeside(std::size_t stopAt, double& memory) {
 void measureStoppedReader() {
     double ignored = 0;
     double memory = 0;
-    timeBeside(SIZE_MAX, ignored);  // the memory that the server keeps is allocated before
+    timeBeside(SIZE_MAX, ignored);  // allocates the memory that the server keeps
     const double together = timeBeside(SIZE_MAX, ignored);
     const double alone = timeBeside(2, memory);
     fmt::print("| reader that stops, server | {:.0f} bytes |\n", memory);

@@ -68,7 +68,7 @@ private:
 
 WireServer server("raw", serve);
 
-// Each case has it, because its time is the unit of the goals.
+// Each case has this contestant, because its time is the unit of the goals.
 const struct Entries {
     Entries() {
         for (char const* const name :

@@ -1,8 +1,8 @@
 // A server for foreign clients that receives the bytes of a hostile client over a real connection.
-// Whatever it sends begins with a status line of HTTP/1.1; each request is cancelled at most once;
-// and when the connection is closed no request is left, and another connection is served. The first
-// byte selects how the service answers and what the limits are; the rest is sent unchanged, in
-// pieces that end at each zero byte that follows a 1.
+// Whatever the server sends begins with a status line of HTTP/1.1. Each request is cancelled at
+// most once. When the connection is closed no request is left, and another connection is served.
+// The first byte selects how the service answers and what the limits are; the rest is sent
+// unchanged, in pieces that end at each zero byte that follows a 1.
 #include <sys/socket.h>
 
 #include <algorithm>
@@ -126,7 +126,7 @@ public:
             begin = end + PIECE_END.size();
         }
     }
-    /// Another connection is served.
+    /// Checks that another connection is served.
     void checkOther() {
         Client other(daemon_);
         other.send("BREW" + std::string(LAST_REQUEST.substr(3)));

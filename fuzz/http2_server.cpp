@@ -1,8 +1,8 @@
 // A server connection that receives the bytes of a hostile client. Each request that reaches the
 // service is a request in records; it is cancelled at most once, and when the connection is closed
-// no request is left. The first byte selects how the service answers; then follow frames: type,
-// flags, stream, length and content, of one byte each but the content. Type 10 sends a whole
-// request in records for the stream, and a type above 10 the rest unchanged.
+// no request is left. The first byte selects how the service answers; then follow frames. A frame
+// is its type, flags, stream and length, of one byte each, and its content. Type 10 sends a whole
+// request in records for the stream, and a type above 10 sends the rest unchanged.
 #include <sys/socket.h>
 
 #include <array>

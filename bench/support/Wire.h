@@ -65,8 +65,8 @@ int listenAt(const std::string& path);
 void require(bool isGood, char const* what);
 
 /// Registers a contestant. `make()` returns a function that does `batch` calls. The time of a call
-/// is the processor time of both processes, which on one core is the time of the clock without the
-/// load of others.
+/// is the processor time of both processes. On one core, that is the wall-clock time without the
+/// load of other processes.
 template <typename Make>
 benchmark::internal::Benchmark* wireContest(const std::string& caseName,
                                             const std::string& contestant, const WireServer& server,

@@ -41,7 +41,7 @@ kit::Result<void> checkVolume(const Volume& wanted) {
     return {};
 }
 
-// Counts the files below a folder. Tells its progress after every hundredth file.
+// Counts the files below a folder. Reports its progress after every hundredth file.
 kit::Result<Scan> scan(const kit::Job& job, const std::string& folder) {
     namespace fs = std::filesystem;
     std::error_code error;

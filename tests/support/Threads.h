@@ -33,7 +33,7 @@ class Barrier {
 public:
     explicit Barrier(int count) : count_(count) {}
 
-    /// Waits until all threads have called it.
+    /// Waits until all threads have called `wait`.
     void wait() {
         std::unique_lock<std::mutex> lock(mutex_);
         if (++arrived_ == count_) {

@@ -11,7 +11,7 @@
 ///
 /// A file name has the parts of the service path, separated by "+". The letters and digits of
 /// ASCII, "-", ".", "_" and "~" are unchanged; all other bytes are escaped as "%XX", and so is a
-/// "." at the begin. No file of another purpose has such a name: those begin with ".".
+/// "." at the beginning. Files of other purposes cannot have such a name: theirs begin with ".".
 namespace kova::http::detail {
 
 /// Returns whether a text is the path of a service that can be registered: it begins with "/", has

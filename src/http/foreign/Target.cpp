@@ -22,7 +22,7 @@ int hexValue(char digit) noexcept {
     return lower >= 'a' && lower <= 'f' ? lower - 'a' + 10 : -1;
 }
 
-// Returns the byte of an escape at the begin of the text, or -1.
+// Returns the byte of an escape at the beginning of the text, or -1.
 int escapedByte(std::string_view text) noexcept {
     if (text.size() < 3) {
         return -1;

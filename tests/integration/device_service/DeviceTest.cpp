@@ -111,7 +111,7 @@ TEST_F(DeviceTest, FactsAndTheClockCanBeWatchedUntilTheyAreCancelled) {
     }
 }
 
-TEST_F(DeviceTest, ListOfFactsIsNoStream) {
+TEST_F(DeviceTest, ListOfFactsIsNotAStream) {
     EXPECT_EQ(ask(watching("/system"))->code(), 200);
     EXPECT_EQ(ask(watching("/system/nothing"))->code(), 404);
     EXPECT_EQ(ask(watching("/system/load"))->code(), 503);

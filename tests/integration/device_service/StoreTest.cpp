@@ -38,7 +38,7 @@ protected:
 
 // Status codes
 
-// Marks a payload that cannot be read, whose reason begins differently.
+// The expected text for a payload that cannot be read. The beginnings of the reasons differ.
 constexpr char const* NO_JSON = "";
 
 const test::StatusRow ROWS[] = {

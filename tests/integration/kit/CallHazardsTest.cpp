@@ -53,7 +53,7 @@ struct Composed {
     kit::Calls calls;
 };
 
-/// A response handler whose memory is always the same.
+/// A response handler that is always at the same address.
 class SameAddress : public IResponseHandler<Response> {
 public:
     explicit SameAddress(std::function<void()> onValue) : onValue_(std::move(onValue)) {}

@@ -161,7 +161,7 @@ protected:
             api.cancelRequest(handle);
         }
     }
-    /// Returns whether each request has its end, and its response handler is destroyed.
+    /// Checks that each request has its end, and that its response handler is destroyed.
     void expectNothingLeft() {
         const auto until = std::chrono::steady_clock::now() + 20s;
         while (counts.living != 0 && std::chrono::steady_clock::now() < until) {

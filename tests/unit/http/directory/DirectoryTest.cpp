@@ -186,7 +186,7 @@ TEST_F(DirectoryTest, OpenWaitsForAServiceThatStartsLater) {
     client.join();
 }
 
-TEST_F(DirectoryTest, OpenDoesNotWaitForWhatIsForbidden) {
+TEST_F(DirectoryTest, OpenDoesNotWaitInADirectoryThatIsNotTrusted) {
     const kova::test::Watchdog watchdog{"a service is refused"};
     make(0777);
     OpenOptions options;

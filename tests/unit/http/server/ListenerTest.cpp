@@ -132,7 +132,7 @@ TEST_F(ListenerTest, PortInUseIsRefused) {
     EXPECT_THROW(Listener(first.address(), 0), std::system_error);
 }
 
-TEST_F(ListenerTest, PortOfIpv6IsThatOfTheSystem) {
+TEST_F(ListenerTest, PortZeroOfIpv6BecomesThePortThatTheSystemChose) {
     const Listener listener(*Address::parse("tcp:[::1]:0"), 0);
     EXPECT_NE(listener.address().port, 0);
 }
