@@ -26,8 +26,8 @@ public:
     Undecided(const Undecided&) = delete;
     Undecided& operator=(const Undecided&) = delete;
 
-    /// Watches the socket. May decide before it returns. Throws `std::bad_alloc`; it must then be
-    /// destroyed.
+    /// Watches the socket. May decide before it returns. Throws `std::bad_alloc`; the object must
+    /// then be destroyed.
     void start(std::chrono::milliseconds limit, OnDecided onDecided);
     /// Gives up the socket, whose bytes are all unread.
     FileDescriptor takeSocket() noexcept { return std::move(socket_); }

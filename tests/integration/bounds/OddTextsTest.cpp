@@ -122,9 +122,9 @@ TEST(OddTexts, RoundTripInPayloads) {
     }
 }
 
-// ---- embedded zeros
+// ---- embedded NUL characters
 
-TEST(Zeros, AreOrdinaryCharactersInAddresses) {
+TEST(NulCharacters, AreOrdinaryCharactersInAddresses) {
     const std::string a0b = "a" + ZERO + "b";
     EXPECT_EQ(Path("/" + a0b + "/c").at(0), a0b);
     EXPECT_EQ(Path::parent("/" + a0b + "/c"), "/" + a0b);
@@ -139,7 +139,7 @@ TEST(Zeros, AreOrdinaryCharactersInAddresses) {
     EXPECT_EQ(locator->getResourcePath(), "/" + ZERO);
 }
 
-TEST(Zeros, DistinguishMountPaths) {
+TEST(NulCharacters, DistinguishMountPaths) {
     Mounts mounts({"/a", "/a" + ZERO});
     StaticComposedKovaService service(mounts.take());
     Events events;
@@ -151,7 +151,7 @@ TEST(Zeros, DistinguishMountPaths) {
     EXPECT_EQ(mounts["/a"].asked[0].resourcePath, ZERO);
 }
 
-TEST(Zeros, TerminateKeysPassedAsPointers) {
+TEST(NulCharacters, TerminateKeysPassedAsPointers) {
     Request request("retrieve", "/a");
     request.add2header("key\0more", new ValueInt(1));
     EXPECT_TRUE(request.getHeaderValue("key") == ValueInt(1));
@@ -163,7 +163,7 @@ TEST(Zeros, TerminateKeysPassedAsPointers) {
     EXPECT_TRUE(other.getHeaderValue("key").isUndefined());
 }
 
-TEST(Zeros, AreRejectedByTheParsersOfTypedValues) {
+TEST(NulCharacters, AreRejectedByTheParsersOfTypedValues) {
     Reports reports;
     zel::UUID id;
     EXPECT_TRUE(zel::UUID::tryParse(id, zel::UUID().toString() + ZERO));

@@ -189,7 +189,7 @@ INSTANTIATE_TEST_SUITE_P(
             65535, 500,
             R"({"title":"Internal Server Error","status":500,"detail":"no \"lamp\"","code":65535})"}));
 
-TEST(RepliesTest, MissingCredentialsNameTheScheme) {
+TEST(RepliesTest, AnswerToMissingCredentialsNamesTheScheme) {
     const HttpReply reply = toReply(kit::Error{401, "who?"});
     EXPECT_EQ(field(reply, "WWW-Authenticate"), "Bearer");
 }

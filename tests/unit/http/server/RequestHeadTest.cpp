@@ -7,7 +7,7 @@
 namespace kova::http::detail {
 namespace {
 
-TEST(RequestHeadTest, EachFieldCountsThirtyTwoBytesMore) {
+TEST(RequestHeadTest, EachFieldCountsAsItsTextAndThirtyTwoBytes) {
     RequestHead fits(40);
     fits.add("name", "abcd");
     EXPECT_FALSE(fits.isTooLong());

@@ -16,7 +16,7 @@ kit::Peer address(const std::string& text) {
     return {-1, -1, -1, text};
 }
 
-TEST(PeerLimitTest, EachPeerHasItsOwnNumber) {
+TEST(PeerLimitTest, EachPeerHasItsOwnCount) {
     PeerLimit limit(2);
     EXPECT_TRUE(limit.add(user(1)));
     EXPECT_TRUE(limit.add(user(1)));
@@ -26,7 +26,7 @@ TEST(PeerLimitTest, EachPeerHasItsOwnNumber) {
     EXPECT_TRUE(limit.add(user(1)));
 }
 
-TEST(PeerLimitTest, NumberExistsOnlyWhileItIsNotZero) {
+TEST(PeerLimitTest, CountExistsOnlyWhileItIsNotZero) {
     PeerLimit limit(1);
     limit.add(user(1));
     limit.remove(user(1));

@@ -156,7 +156,7 @@ TEST_F(WatchersTest, BlockedWatcherKeepsNoMoreChangesThanTheBound) {
     EXPECT_EQ(kept(), 0);
 }
 
-TEST_F(WatchersTest, DropOldestContinuesAtTheOldestKeptChange) {
+TEST_F(WatchersTest, DropOldestPolicyContinuesAtTheOldestKeptChange) {
     watchers.queue = {3, DropOldest};
     add(1);
     for (int i = 1; i <= 5; ++i) {
