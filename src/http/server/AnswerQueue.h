@@ -99,7 +99,7 @@ public:
     /// @{
     /// The functions of the reader, on the thread of the loop.
     enum class Taken { record, nothing, end, failed };
-    /// Sets `record` to the oldest record. If there is none yet, the reader is notified later.
+    /// Sets `record` to the oldest record. If no record waits, the reader is notified later.
     Taken take(std::string& record);
     /// Returns whether `take` would return anything but `nothing`. If not, the reader is notified
     /// later.

@@ -301,7 +301,7 @@ TEST_F(BorrowedLoopTest, PollDoesNotHideAFunctionFromTheTurn) {
     ran.get_future().wait();
 }
 
-TEST_F(BorrowedLoopTest, BusyLoopIsWatchedAsSoonAsItIsGivenBack) {
+TEST_F(BorrowedLoopTest, GivingABusyLoopBackWakesItsThread) {
     borrow();
     const FileDescriptor event(eventfd(1, EFD_NONBLOCK));
     std::promise<std::thread::id> ready;
