@@ -57,8 +57,7 @@ private:
             each->changed.notify_all();
         }).detach();
         std::unique_lock<std::mutex> lock(each->mutex);
-        if (!each->changed.wait_for(lock, (Check::REQUESTS + 4) * options_.limit,
-                                    [&] { return each->isDone; })) {
+        if (!each->changed.wait_for(lock, options_.checkLimit, [&] { return each->isDone; })) {
             each->findings.emplace_back("does not return");
         }
         for (const std::string& finding : each->findings) {
@@ -91,9 +90,9 @@ private:
 /// threads at once, answer unknown paths and commands with errors, use the format that the client
 /// accepts, throw nothing, and keep no response handler when it is destroyed.
 ///
-/// The handler gets the requests directly, as in a service without middleware. A check takes at
-/// most 14 times the limit. If the handler does not return, the thread and the handler of the check
-/// keep running. A handler that ends the process ends the test, too.
+/// The handler gets the requests directly, as in a service without middleware. There are eight
+/// checks, and each takes at most `checkLimit`. If the handler does not return, the thread and the
+/// handler of the check keep running. A handler that ends the process ends the test, too.
 ///
 ///     const auto findingsOf = [](std::unique_ptr<kova::IResourceHandler> (*make)()) {
 ///         kova::testing::ConformanceOptions options;

@@ -38,6 +38,8 @@ struct ConformanceOptions {
     std::string unknownCommand = "no-such-command";
     /// The maximum time that an answer, a cancellation or a destructor may take.
     std::chrono::milliseconds limit{500};
+    /// The maximum time that a check may take. After it, the handler is considered not to return.
+    std::chrono::milliseconds checkLimit{30000};
     /// The time for which a check waits after the end of a request, to detect events that arrive
     /// after the end.
     std::chrono::milliseconds settle{30};
@@ -184,8 +186,9 @@ struct ConformanceCheck {
         const Clock::time_point deadline = Clock::now() + options.limit;
         std::size_t left = 0;
         for (const Probe& probe : probes) {
-            const std::vector<std::string> more = probe.findings();
-            findings.insert(findings.end(), more.begin(), more.end());
+            for (const std::string& finding : probe.findings()) {
+                find(finding);
+            }
             const auto rest =
                 std::chrono::duration_cast<std::chrono::milliseconds>(deadline - Clock::now());
             left += probe.waitForDestruction(rest) ? 0 : 1;

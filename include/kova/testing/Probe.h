@@ -133,14 +133,14 @@ private:
                 if (++state_.inside > 1) {
                     state_.find("sends two events at once");
                 }
+                if (state_.forbidden != nullptr) {
+                    state_.find(state_.forbidden);
+                }
                 lock_.unlock();
                 std::this_thread::yield();
                 lock_.lock();
                 if (state_.ends != 0) {
                     state_.find("sends an event after the end");
-                }
-                if (state_.forbidden != nullptr) {
-                    state_.find(state_.forbidden);
                 }
             }
             ~Inside() {

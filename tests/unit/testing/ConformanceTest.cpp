@@ -6,6 +6,7 @@
 #include <atomic>
 #include <chrono>
 #include <functional>
+#include <future>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -49,6 +50,7 @@ public:
     };
     explicit Delayed(const Faults& faults) : faults_(faults) {}
     ~Delayed() override {
+        destroyed_.set_value();
         for (std::thread& thread : threads_) {
             thread.join();
         }
@@ -116,11 +118,14 @@ private:
             return;
         }
         if (faults_.hangs) {
-            std::this_thread::sleep_for(3s);
+            std::promise<void>().get_future().wait();
         }
     }
     void answer(std::uintptr_t number, const std::shared_ptr<Pending>& pending) {
-        std::this_thread::sleep_for(faults_.endsAfterCancel ? 45ms : 5ms);
+        if (faults_.endsAfterCancel) {
+            isDestroyed_.wait();
+        }
+        std::this_thread::sleep_for(5ms);
         {
             const std::lock_guard<std::mutex> guard(mutex_);
             const bool isPending = requests_.erase(number) != 0;
@@ -171,6 +176,8 @@ private:
     std::map<std::uintptr_t, std::shared_ptr<Pending>> requests_;
     std::vector<ResponseHandler> kept_;
     std::vector<std::thread> threads_;
+    std::promise<void> destroyed_;
+    const std::shared_future<void> isDestroyed_{destroyed_.get_future()};
 };
 
 // A correct handler never needs the limit, so a busy machine may delay it.
@@ -187,9 +194,12 @@ Findings findingsOf(bool Delayed::Faults::*fault) {
         faults.*fault = true;
     }
     ConformanceOptions options = optionsFor("state");
-    // A handler that does not return takes up the time of each check.
-    if (fault != nullptr) {
-        options.limit = faults.hangs ? 10ms : 100ms;
+    // These faults take up the time limits.
+    if (faults.neverEnds || faults.ignoresCancel || faults.leaks || faults.endsAfterCancel) {
+        options.limit = 100ms;
+    }
+    if (faults.hangs) {
+        options.checkLimit = 100ms;
     }
     return conformance([faults] { return std::make_unique<Delayed>(faults); }, options);
 }

@@ -24,7 +24,7 @@ TEST(MiddlewareSketch, AllMiddlewareWorksInOneChain) {
     api.use(authorize([](const Request& r, const Peer& p) {
         return p.uid == 0 || r.getCommand() == "retrieve";
     }));
-    api.use(deadline(5s));
+    api.use(deadline(1h));
     api.use(limit({.pending = 100, .perPeer = 10, .streams = 50}));
     api.use(faults({.seed = 1, .drop = 0.01, .delay = 20ms}));
     api.use([&](Ask& ask, Next next) { return allowed(ask) ? next(ask) : refuse(403, "no"); });

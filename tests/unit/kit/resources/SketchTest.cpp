@@ -113,7 +113,7 @@ TEST(SketchTest, FunctionsOfAllFormsWorkInOneService) {
     std::vector<unsigned> bar;
     const auto track = client.insert<Track>("/playlist/scan", "usb")
                            .onProgress<Progress>([&](const Progress& p) { bar.push_back(p.step); })
-                           .get(5s);
+                           .get(1min);
     EXPECT_EQ(track.orThrow().title, "usb");
     EXPECT_EQ(bar.size(), 5U);
     EXPECT_EQ(client.retrieve<double>("/device/temp").get().orThrow(), 21.5);
@@ -128,7 +128,7 @@ TEST(SketchTest, FunctionsOfAllFormsWorkInOneService) {
     EXPECT_EQ(client.retrieve<double>("/usb/none").get().error().code, 404);
     usb.clear();
 
-    auto stuck = service->stop(2s);
+    auto stuck = service->stop(1min);
     EXPECT_TRUE(stuck.empty());
 }
 

@@ -132,8 +132,10 @@ struct SelfDestroyingAlarm {
     SelfDestroyingAlarm(AlarmTimer& timer, std::atomic<int>& count)
         : calls(count), alarm(timer, expired, this) {}
     static void expired(void* user) {
-        const std::unique_ptr<SelfDestroyingAlarm> self(static_cast<SelfDestroyingAlarm*>(user));
-        self->calls.fetch_add(1);
+        std::unique_ptr<SelfDestroyingAlarm> self(static_cast<SelfDestroyingAlarm*>(user));
+        std::atomic<int>& calls = self->calls;
+        self.reset();
+        calls.fetch_add(1);  // last, because the timer is destroyed after the last call
     }
     std::atomic<int>& calls;
     Alarm alarm;
@@ -163,8 +165,10 @@ struct SlowAlarm {
     explicit SlowAlarm(AlarmTimer& timer) : alarm(timer, expired, this) {}
     static void expired(void* user) {
         auto* const self = static_cast<SlowAlarm*>(user);
-        self->entered.set_value();
-        self->left.get_future().wait();
+        if (++self->calls == 1) {
+            self->entered.set_value();
+        }
+        self->mayLeave.wait();
         for (int i = 0; i < 1000; ++i) {
             EXPECT_FALSE(self->alarm.arm(milliseconds(0)));
             std::this_thread::yield();
@@ -173,7 +177,10 @@ struct SlowAlarm {
     }
     std::promise<void> entered;
     std::promise<void> left;
-    bool done = false;  // not atomic, because disarm() synchronizes with the callback
+    const std::shared_future<void> mayLeave{left.get_future()};
+    // Not atomic, because disarm() synchronizes with the callback.
+    int calls = 0;
+    bool done = false;
     Alarm alarm;
 };
 
@@ -185,10 +192,11 @@ TEST(AlarmEngineTest, DisarmWaitsForTheCallbackAndCancelsItsRearm) {
     slow.left.set_value();
     slow.alarm.disarm();
     EXPECT_TRUE(slow.done);
-    // A second call would throw, because a promise can be set only once.
+    const int calls = slow.calls;
     RepeatingAlarm other(timer);
     other.start();
     other.waitForACall();
+    EXPECT_EQ(slow.calls, calls);
 }
 
 TEST(AlarmEngineTest, DestructorWaitsForTheCallback) {
