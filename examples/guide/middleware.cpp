@@ -37,7 +37,7 @@ void protect(kova::kit::Chain& api, const kova::kit::MetricsRegistry& registry) 
     kova::kit::LimitOptions limits;
     limits.perPeer = 2;
     api.use(kova::kit::limit(limits));
-    api.use(kova::kit::deadline(milliseconds(200)));
+    api.use(kova::kit::deadline(milliseconds(1000)));
 }
 
 void useThrough(kova::IKovaApi& api) {

@@ -14,7 +14,6 @@ namespace {
 using std::chrono::milliseconds;
 
 // How long `ask` waits for the end of a request after its first value or its cancellation.
-constexpr milliseconds END_LIMIT{50};
 // The longest time that a request waits for a connection. If half of its deadline is shorter, the
 // request waits that long, so that a missing service and a slow one give different errors.
 constexpr milliseconds PATIENCE{1000};
@@ -82,7 +81,7 @@ Answer Session::ask(kit::CallDraft draft, const AskPolicy& policy) {
     if (loop_.run(isOver, std::nullopt) == CallLoop::Reason::interrupted) {
         call.cancel();
     }
-    loop_.finish(hasEnded, END_LIMIT);
+    loop_.finish(hasEnded, policy.endLimit);
     call.reset();
     if (end) {
         answer.end = *end;

@@ -28,6 +28,9 @@ struct AskPolicy {
     bool firstValueOnly = false;
     /// Receives the progress of the request, or null.
     std::function<void(const Response&)> onProgress = nullptr;
+    /// The time in which the end of a request must follow, once its first value or an interrupt has
+    /// ended the wait. Later, the request is cancelled.
+    std::chrono::milliseconds endLimit{50};
 };
 
 /// A connection to a service, and a client of it whose callbacks run on the main thread.

@@ -97,9 +97,13 @@ public:
     nghttp2_session* session() noexcept { return session_; }
     void flush() {
         std::uint8_t const* bytes = nullptr;
+        std::string all;
         for (ssize_t size = nghttp2_session_mem_send(session_, &bytes); size > 0;
              size = nghttp2_session_mem_send(session_, &bytes)) {
-            socket_.send({reinterpret_cast<char const*>(bytes), static_cast<std::size_t>(size)});
+            all.append(reinterpret_cast<char const*>(bytes), static_cast<std::size_t>(size));
+        }
+        if (!all.empty()) {
+            socket_.send(all);
         }
     }
     /// Receives once. Returns false if the connection is closed.

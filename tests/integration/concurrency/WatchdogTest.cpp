@@ -15,8 +15,7 @@ using std::chrono::milliseconds;
 TEST(WatchdogDeathTest, HangAbortsTheProcessAndPrintsThePhase) {
     EXPECT_DEATH(
         {
-            Watchdog watchdog("starting", milliseconds(20));
-            watchdog.enter("waiting forever");
+            const Watchdog watchdog("waiting forever", milliseconds(20));
             std::promise<void>().get_future().wait();
         },
         "hang while waiting forever");
@@ -25,8 +24,8 @@ TEST(WatchdogDeathTest, HangAbortsTheProcessAndPrintsThePhase) {
 TEST(WatchdogDeathTest, ProgressPreventsTheAbort) {
     EXPECT_EXIT(
         {
-            Watchdog watchdog("turning", milliseconds(500));
-            const auto end = std::chrono::steady_clock::now() + milliseconds(1200);
+            Watchdog watchdog("turning", milliseconds(2000));
+            const auto end = std::chrono::steady_clock::now() + milliseconds(3000);
             while (std::chrono::steady_clock::now() < end) {
                 watchdog.progress();
                 std::this_thread::yield();

@@ -72,7 +72,11 @@ protected:
     static int levelOf(IKovaApi& service) {
         return kit::Client(service).retrieve<int>("/level").get().orThrow();
     }
-    static int levelAt(const std::string& address) { return levelOf(**connect(address)); }
+    static int levelAt(const std::string& address) {
+        ConnectOptions options;
+        options.patience = std::chrono::seconds(30);  // the file exists before anybody listens
+        return levelOf(**connect(address, options));
+    }
 
     const test::Watchdog watchdog{"a socket is handed over"};
     const test::TemporaryFolder folder;

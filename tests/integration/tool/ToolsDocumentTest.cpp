@@ -79,7 +79,12 @@ TEST_F(ToolsDocumentTest, CommandsPrintWhatTheDocumentSays) {
         for (const auto& row : rowsOf(document, heading)) {
             ASSERT_EQ(row.size(), 3U) << row[0];
             watchdog.enter(row[1]);
-            EXPECT_EQ(outputOf(codeOf(row[1])), codeOf(row[2])) << row[1];
+            std::string output = outputOf(codeOf(row[1]));
+            // On a busy machine, a command with a time limit may print nothing: it runs again.
+            while (output.empty() && !codeOf(row[2]).empty()) {
+                output = outputOf(codeOf(row[1]));
+            }
+            EXPECT_EQ(output, codeOf(row[2])) << row[1];
             ++rows;
         }
     }

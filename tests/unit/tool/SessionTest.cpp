@@ -56,6 +56,7 @@ TEST_F(SessionTest, ErrorAfterTheFirstValueIsTheEnd) {
     const auto session = open(address);
     AskPolicy policy;
     policy.firstValueOnly = true;
+    policy.endLimit = std::chrono::minutes(1);
     const Answer answer = ask(**session, "/held", policy);
     EXPECT_EQ(answer.end.error().code, 500);
 }

@@ -601,7 +601,7 @@ TEST_F(ClientStateTest, ServerThatAnswersPingsIsWaitedFor) {
 TEST_F(ClientStateTest, BlockedResponseHandlerDoesNotLoseTheConnection) {
     ClientSettings settings = patient();
     settings.quiet = 5ms;
-    settings.pingLimit = 10ms;
+    settings.pingLimit = 1s;
     start(settings);
     std::promise<void> entered;
     std::promise<void> goOn;
@@ -619,7 +619,7 @@ TEST_F(ClientStateTest, BlockedResponseHandlerDoesNotLoseTheConnection) {
     entered.get_future().wait();
     // A client without a server shows that more than both times have passed.
     ClientSettings impatient;
-    impatient.patience = 50ms;
+    impatient.patience = 1100ms;
     RemoteService other(*Address::parse("unix:/nowhere"), impatient);
     testing::Recording expired;
     other.actionRequest(Request("retrieve", "/"), expired.handler());

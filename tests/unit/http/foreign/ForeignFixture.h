@@ -117,14 +117,18 @@ public:
         });
         done.get_future().wait();
     }
-    TestSocket connect(const kit::Peer& peer = unixPeer()) {
+    /// Returns a new connection. The bytes wait in it before the server knows the connection, so
+    /// that no time limit applies to the sender.
+    TestSocket connect(const kit::Peer& peer = unixPeer(), std::string_view bytes = {}) {
         std::array<int, 2> ends{};
         EXPECT_EQ(::socketpair(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0, ends.data()),
                   0);
         const int flags = ::fcntl(ends[0], F_GETFL);
         ::fcntl(ends[0], F_SETFL, flags & ~O_NONBLOCK);
+        TestSocket client(ends[0]);
+        client.send(bytes);
         onLoop([&] { server->adopt(FileDescriptor(ends[1]), peer); });
-        return TestSocket(ends[0]);
+        return client;
     }
     /// Sends bytes over a new connection, and returns all bytes that arrive until the connection
     /// ends.

@@ -332,6 +332,7 @@ TEST(ForeignServerOptionsTest, PeerWithTooManyRequestsGets429) {
     fixture.held.answer(1);
     socket.readAll();
     EXPECT_EQ(fixture.get("/missing").substr(9, 3), "404");
+    fixture.onLoop([] {});  // the request ends after its connection
     EXPECT_EQ(pending, 0);
 }
 
@@ -339,10 +340,9 @@ TEST(ForeignServerOptionsTest, SlowSenderIsAnsweredWith408) {
     EndpointOptions options;
     options.firstBytes = 20ms;
     ForeignFixture fixture(withOptions(options));
-    TestSocket head = fixture.connect();
-    head.send("GET /missing HTTP/1.1\r\nHost: loc");
-    TestSocket body = fixture.connect();
-    body.send("PUT /echo" + HEAD + "Content-Length: 3\r\n\r\n1");
+    const kit::Peer peer = ForeignFixture::unixPeer();
+    TestSocket head = fixture.connect(peer, "GET /missing HTTP/1.1\r\nHost: loc");
+    TestSocket body = fixture.connect(peer, "PUT /echo" + HEAD + "Content-Length: 3\r\n\r\n1");
     TestSocket nothing = fixture.connect();
     for (TestSocket* const socket : {&head, &body, &nothing}) {
         const std::string answer = socket->readAll();
@@ -354,8 +354,7 @@ TEST(ForeignServerOptionsTest, PendingAnswerHasNoDeadline) {
     EndpointOptions options;
     options.firstBytes = 5ms;
     ForeignFixture fixture(withOptions(options));
-    TestSocket socket = fixture.connect();
-    socket.send("GET /lamp" + HEAD + LAST);
+    TestSocket socket = fixture.connect(ForeignFixture::unixPeer(), "GET /lamp" + HEAD + LAST);
     fixture.held.waitForRequests(1);
     std::promise<void> later;
     fixture.onLoop([&] { fixture.loop->after(20ms, [&] { later.set_value(); }); });
@@ -368,8 +367,7 @@ TEST(ForeignServerOptionsTest, IdleConnectionIsClosed) {
     EndpointOptions options;
     options.idle = 5ms;
     ForeignFixture fixture(withOptions(options));
-    TestSocket socket = fixture.connect();
-    socket.send("GET /missing" + HEAD + "\r\n");
+    TestSocket socket = fixture.connect(ForeignFixture::unixPeer(), "GET /missing" + HEAD + "\r\n");
     EXPECT_EQ(socket.readAll().substr(9, 3), "404");
 }
 

@@ -93,7 +93,12 @@ TEST_F(HttpDocumentTest, CommandsPrintWhatTheDocumentSays) {
     std::size_t rows = 0;
     for (const auto& row : test::rowsOf(test::read("docs/http.md"), "## Requests")) {
         ASSERT_EQ(row.size(), 3U) << row[0];
-        EXPECT_EQ(outputOf(withoutQuotes(row[1])), withoutQuotes(row[2])) << row[1];
+        std::string output = outputOf(withoutQuotes(row[1]));
+        // On a busy machine, a command with a time limit may print nothing: it runs again.
+        while (output.empty()) {
+            output = outputOf(withoutQuotes(row[1]));
+        }
+        EXPECT_EQ(output, withoutQuotes(row[2])) << row[1];
         ++rows;
     }
     EXPECT_EQ(rows, 14U);

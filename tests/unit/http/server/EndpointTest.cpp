@@ -481,7 +481,7 @@ TEST_F(EndpointTest, PrefaceMayArriveByteForByte) {
 TEST_F(EndpointTest, BodyThatStallsIsReset) {
     answerAtOnce();
     EndpointOptions options;
-    options.firstBytes = 50ms;
+    options.firstBytes = 500ms;
     serve(options);
     Http2Client client(directory.address());
     const std::int32_t stalled = client.send(Http2Client::recordFields(), GET, false);
@@ -491,7 +491,7 @@ TEST_F(EndpointTest, BodyThatStallsIsReset) {
 
 TEST_F(EndpointTest, IdleConnectionIsClosedAndABusyOneIsNot) {
     EndpointOptions options;
-    options.idle = 50ms;
+    options.idle = 500ms;
     serve(options);
     Http2Client idle(directory.address());
     Http2Client busy(directory.address());

@@ -40,7 +40,7 @@ TEST_F(InspectionTest, PendingRequestsAreATableOnATerminal) {
     outIsTerminal = true;
     EXPECT_EQ(run({"pending", address}), DONE);
     EXPECT_THAT(out, MatchesRegex("AGE +COMMAND +PATH +CLIENT +PHASE +THREAD\n"
-                                  "[0-9]+ ms +retrieve +/level +hmi\uFFFD\\[2J +pending\n"));
+                                  "[0-9.]+ m?s +retrieve +/level +hmi\uFFFD\\[2J +pending\n"));
 }
 
 TEST_F(InspectionTest, TraceListsTheChannels) {
@@ -68,7 +68,7 @@ TEST_F(InspectionTest, LevelsThatAreNotNumbersAreUsageErrors) {
 
 TEST_F(InspectionTest, MissingServiceGivesExitStatusThree) {
     for (char const* word : {"openapi", "metrics", "pending", "trace"}) {
-        EXPECT_EQ(run({word, "--to", "unix:" + folder / "none", "--deadline", "60ms"}), NO_SERVICE);
+        EXPECT_EQ(run({word, "--to", "unix:" + folder / "none", "--deadline", "0"}), NO_SERVICE);
         EXPECT_EQ(run({word}), MISUSED);
     }
 }

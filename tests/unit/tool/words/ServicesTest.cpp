@@ -22,7 +22,7 @@ protected:
 
 TEST_F(ServicesTest, EachServiceIsALineOfJson) {
     const http::Endpoint registered(service, "kova:/player");
-    EXPECT_EQ(run({"ls"}), DONE);
+    EXPECT_EQ(run({"ls", "--deadline", "0"}), DONE);
     EXPECT_THAT(out,
                 HasSubstr("{\"service\":\"kova:/player\",\"version\":\"1.2.0\",\"uptimeMs\":"));
     EXPECT_THAT(out, HasSubstr(",\"pending\":0,\"address\":\"unix:"));
@@ -33,7 +33,7 @@ TEST_F(ServicesTest, TerminalShowsATable) {
     const http::Endpoint registered(service, "kova:/player");
     outIsTerminal = true;
     size = [] { return Screen::Size{120, 24}; };
-    EXPECT_EQ(run({"ls"}), DONE);
+    EXPECT_EQ(run({"ls", "--deadline", "0"}), DONE);
     EXPECT_THAT(out, HasSubstr("SERVICE       VERSION  UP"));
     EXPECT_THAT(out, HasSubstr("kova:/player  1.2.0    "));
 }
