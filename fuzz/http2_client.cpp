@@ -118,6 +118,7 @@ private:
         }
     }
 
+    void onStreamLost(ClientStream&) override { require(false, "no request is sent again"); }
     void onStreamClosed(ClientStream& stream) override {
         require(stream.isEnded(), "a closed stream has ended");
         for (auto i = streams_.begin(); i != streams_.end(); ++i) {

@@ -94,7 +94,7 @@ public:
 private:
     kit::Result<void> read(std::string_view bytes, Record& out);
 
-    const std::size_t limit_;
+    std::size_t limit_;
     bool isFirst_ = true;  ///< no record has been read
     std::string buffer_;
     std::size_t position_ = 0;  ///< the bytes before it have been read

@@ -26,6 +26,14 @@ struct ConnectOptions {
     /// Accepts only a Unix socket at which a process of root or of this user listens. Another one
     /// counts as a server that cannot be reached.
     bool onlyTrusted = false;
+    /// Sends a retrieval again, at most three times, if its connection is lost before its first
+    /// value has arrived. No other command is ever sent again.
+    bool retriesRetrievals = false;
+    /// Subscribes again if the connection of a stream is lost: a retrieval that asks for a stream
+    /// (`headers::PERSISTENT_STREAM`), or whose last value has the status 299. The service then
+    /// sends a fresh snapshot. The stream waits for a connection without a limit. Changes that
+    /// happen meanwhile are not sent, and nothing tells the response handler of the gap.
+    bool resubscribes = false;
 };
 
 /// Returns a service that is served at an address (`Address`) by the `Endpoint` of another process.
@@ -37,13 +45,17 @@ struct ConnectOptions {
 /// handler that blocks delays the answers of all its requests. A request ends with the error
 ///
 /// - 503 "lost: ..." if its connection is lost, or if it has waited for a connection for
-///   `ConnectOptions::patience`; the object connects again for the next request,
+///   `ConnectOptions::patience`; callers with `kova::kit` get the end "lost",
 /// - 502 "malformed answer: ..." if the server does not follow the protocol (`docs/wire.md`),
 /// - of the endpoint, if the endpoint refuses it.
 ///
-/// A lost request is not repeated, because the service may have received it. If the server limits
-/// the number of pending requests, further requests wait for the end of others. A server that does
-/// not answer for 15 s while requests are pending counts as lost.
+/// The object survives restarts of the server: it connects again for the next request, at growing
+/// intervals of up to a second, of which a random part of up to a half is left out. A lost request
+/// is not repeated by default, because the service may have received it.
+///
+/// If the server limits the number of pending requests, further requests wait for the end of
+/// others. A server that does not answer for 15 s while requests are pending counts as lost: the
+/// object sends a PING after 10 s without bytes, and waits 5 s for its answer.
 ///
 /// Any thread may call the functions of the object, also from inside a response handler. Its
 /// destructor cancels what is pending, and waits for a response handler that is being called,

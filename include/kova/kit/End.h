@@ -2,13 +2,16 @@
 
 #include <cstdint>
 #include <string>
-#include <utility>
 
 #include "kova/core/Response.h"
 #include "kova/kit/Export.h"
 #include "kova/kit/Result.h"
 
 namespace kova::kit {
+
+/// The begin of the message of an error response with the code 503 that a client or an endpoint of
+/// `kova::http` sends instead of the service, because the connection was lost.
+constexpr char const* LOST_MESSAGE = "lost: ";
 
 /// The way in which a call ended. A call has exactly one end, unless its owner ended it silently
 /// (`Subscription::reset`).
@@ -44,8 +47,10 @@ public:
     End() noexcept = default;
     /// Creates an end of any other kind, with the reason of the end.
     End(Kind kind, const Error& error) : kind_(kind), response_(error.toResponse()) {}
-    /// Creates the end of a request for which the service sent this error response.
-    explicit End(Response error) noexcept : kind_(Kind::failed), response_(std::move(error)) {}
+    /// Creates the end of a request for which the service sent this error response. The kind is
+    /// "lost" if the code is 503 and the error message begins with `LOST_MESSAGE`, otherwise
+    /// "failed".
+    explicit End(Response error) noexcept;
 
     /// Returns the kind of the end.
     Kind kind() const noexcept { return kind_; }

@@ -265,8 +265,12 @@ void ClientConnection::onStreamClosed(std::int32_t number, std::uint32_t code) {
         return;
     }
     --open_;
-    stream->lose(std::string("the stream was reset: ") + nghttp2_http2_strerror(code));
-    owner_.onStreamClosed(*stream);
+    if (stream->isRepeatable() && !isUsable()) {
+        owner_.onStreamLost(*stream);
+    } else {
+        stream->lose(std::string("the stream was reset: ") + nghttp2_http2_strerror(code));
+        owner_.onStreamClosed(*stream);
+    }
     if (isRetired_) {
         retire();
     }

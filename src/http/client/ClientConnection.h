@@ -27,6 +27,9 @@ public:
     public:
         /// The stream is over, and not used any more. It has ended.
         virtual void onStreamClosed(ClientStream& stream) = 0;
+        /// The stream was reset by a server that accepts no requests on this connection any more,
+        /// and is to be sent again (`ClientStream::isRepeatable`).
+        virtual void onStreamLost(ClientStream& stream) = 0;
         /// `isUsable` or `hasCapacity` may have changed. May submit requests.
         virtual void onChange() = 0;
         /// The connection is closed, and not used any more. Its streams must be ended.

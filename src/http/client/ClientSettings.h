@@ -23,6 +23,11 @@ struct ClientSettings {
     std::size_t recordBytes = std::size_t{64} * 1024 * 1024;
     /// Whether the server must be a process of root or of this user.
     bool onlyTrusted = false;
+    /// @{
+    /// As in `ConnectOptions`.
+    bool retriesRetrievals = false;
+    bool resubscribes = false;
+    /// @}
     /// The time without bytes after which the client sends a PING while requests are open.
     EventLoop::Clock::duration quiet = std::chrono::seconds(10);
     /// The time for the answer to a PING.

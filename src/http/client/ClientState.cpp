@@ -5,6 +5,8 @@
 
 #include "Records.h"
 #include "kova/core/StatusCodes.h"
+#include "kova/core/headers.h"
+#include "kova/kit/Command.h"
 
 namespace kova::http::detail {
 
@@ -20,6 +22,18 @@ std::uint64_t toNumber(void* handle) noexcept {
 
 void* toHandle(std::uint64_t number) noexcept {
     return reinterpret_cast<void*>(number);  // NOLINT(performance-no-int-to-ptr)
+}
+
+// Returns when a request is sent again.
+Repetition repetitionOf(const Request& request, const ClientSettings& settings) {
+    if (request.getCommand() != kit::command::retrieve) {
+        return {};
+    }
+    std::string semantic;
+    const bool isStream = settings.resubscribes &&
+                          !request.getHeaderValue(headers::RESPONSE_SEMANTIC).get(semantic) &&
+                          semantic == headers::PERSISTENT_STREAM;
+    return {settings.retriesRetrievals, settings.resubscribes, isStream};
 }
 
 /// Gives a borrowed loop back.
@@ -63,7 +77,8 @@ void* ClientState::actionRequest(const Request& request,
         return UNDEFINED_REQUEST_HANDLE;
     }
     auto stream =
-        std::make_unique<ClientStream>(std::move(owned), std::move(record), settings_.recordBytes);
+        std::make_unique<ClientStream>(std::move(owned), std::move(record), settings_.recordBytes,
+                                       repetitionOf(request, settings_));
     if (isDriven()) {
         return send(std::move(stream));
     }
@@ -293,9 +308,14 @@ ClientState::Clock::time_point ClientState::deadlineOf(const ClientStream& strea
     return std::max(stream.arrival, disconnectedSince_) + settings_.patience;
 }
 
+// A request that is sent again keeps its handle and its arrival, so the deadlines stay in the order
+// of the requests.
 void ClientState::armPatience() {
-    if (!patience_) {
-        const Clock::duration left = deadlineOf(*waiting_.begin()->second) - Clock::now();
+    const auto first = std::find_if(waiting_.begin(), waiting_.end(), [](const auto& waiting) {
+        return !waiting.second->isPatient();
+    });
+    if (!patience_ && first != waiting_.end()) {
+        const Clock::duration left = deadlineOf(*first->second) - Clock::now();
         patience_ = loop_->after(left, [this] {
             patience_.reset();
             expire();
@@ -310,13 +330,18 @@ void ClientState::disarmPatience() noexcept {
     }
 }
 
-// The deadlines are in the order of the requests.
 void ClientState::expire() {
     const Clock::time_point now = Clock::now();
     std::vector<Stream> expired;
-    while (!waiting_.empty() && deadlineOf(*waiting_.begin()->second) <= now) {
-        expired.push_back(std::move(streams_.extract(waiting_.begin()->first).mapped()));
-        waiting_.erase(waiting_.begin());
+    for (auto next = waiting_.begin(); next != waiting_.end();) {
+        if (next->second->isPatient()) {
+            ++next;
+        } else if (deadlineOf(*next->second) <= now) {
+            expired.push_back(std::move(streams_.extract(next->first).mapped()));
+            next = waiting_.erase(next);
+        } else {
+            break;
+        }
     }
     const std::string reason = "no connection to " + address_ + ": " + dialer_.reason();
     if (waiting_.empty()) {
@@ -340,6 +365,33 @@ void ClientState::onStreamClosed(ClientStream& stream) {
     streams_.erase(stream.handle);
 }
 
+// The stream is not sent before `onChange`.
+void ClientState::onStreamLost(ClientStream& stream) {
+    stream.beginAgain();
+    waiting_.emplace(stream.handle, &stream);
+}
+
+// Moves the streams that are to be sent again to those that wait. Returns whether all of them had
+// a value: otherwise the next attempt to connect is delayed, because their server may end each
+// time that it gets them.
+bool ClientState::repeat(std::vector<Stream>& lost) {
+    bool hadValues = true;
+    std::vector<Stream> ended;
+    for (Stream& stream : lost) {
+        if (!stream->isRepeatable()) {
+            ended.push_back(std::move(stream));
+            continue;
+        }
+        hadValues = hadValues && stream->hasValue();
+        stream->beginAgain();
+        waiting_.emplace(stream->handle, stream.get());
+        const std::uint64_t handle = stream->handle;
+        streams_.emplace(handle, std::move(stream));
+    }
+    lost = std::move(ended);
+    return hadValues;
+}
+
 void ClientState::onConnectionClosed(ClientConnection& connection, const std::string& reason) {
     const auto found = std::find_if(connections_.begin(), connections_.end(),
                                     [&](const auto& other) { return other.get() == &connection; });
@@ -349,10 +401,11 @@ void ClientState::onConnectionClosed(ClientConnection& connection, const std::st
         current_ = nullptr;
         disconnectedSince_ = Clock::now();
     }
-    if (connection.hasReceived()) {
+    std::vector<Stream> lost = takeStreamsOf(connection);
+    const bool hadValues = repeat(lost);
+    if (connection.hasReceived() && hadValues) {
         dialer_.forgetDelay();
     }
-    const std::vector<Stream> lost = takeStreamsOf(connection);
     sendWaiting();
     for (const Stream& stream : lost) {
         stream->lose(reason);

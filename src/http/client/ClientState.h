@@ -33,7 +33,9 @@ namespace kova::http::detail {
 /// long as no other request is sent (`kit::CallerDriven`).
 ///
 /// There is at most one connection for new requests. It is connected when a request waits for it.
-/// A connection that the server is ending stays until its last stream is closed.
+/// A connection that the server is ending stays until its last stream is closed. A request whose
+/// connection is lost waits for the next one if it may be sent again
+/// (`ClientStream::isRepeatable`); otherwise it has ended.
 class ClientState final : public IKovaApi,
                           private ClientConnection::Owner,
                           public std::enable_shared_from_this<ClientState> {
@@ -83,6 +85,7 @@ private:
     void awaitConnection();
     void leaveConnection();
     void onConnected(FileDescriptor socket);
+    bool repeat(std::vector<Stream>& lost);
     Clock::time_point deadlineOf(const ClientStream& stream) const;
     void armPatience();
     void disarmPatience() noexcept;
@@ -91,6 +94,7 @@ private:
     std::vector<Stream> takeStreamsOf(const ClientConnection& connection);
 
     void onStreamClosed(ClientStream& stream) override;
+    void onStreamLost(ClientStream& stream) override;
     void onChange() override { sendWaiting(); }
     void onConnectionClosed(ClientConnection& connection, const std::string& reason) override;
 

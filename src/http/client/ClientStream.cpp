@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "kova/core/StatusCodes.h"
+#include "kova/kit/End.h"
 
 namespace kova::http::detail {
 
@@ -23,8 +24,14 @@ std::string firstLine(const std::string& text) {
 
 }  // namespace
 
-ClientStream::ClientStream(ResponseHandler handler, std::string request, std::size_t recordBytes)
-    : handler_(std::move(handler)), request_(std::move(request)), reader_(recordBytes) {}
+ClientStream::ClientStream(ResponseHandler handler, std::string request, std::size_t recordBytes,
+                           Repetition repetition)
+    : handler_(std::move(handler)),
+      request_(std::move(request)),
+      recordBytes_(recordBytes),
+      repetition_(repetition),
+      reader_(recordBytes),
+      isStream_(repetition.isStream) {}
 
 std::size_t ClientStream::read(std::uint8_t* out, std::size_t size) {
     const std::size_t count = request_.copy(reinterpret_cast<char*>(out), size, sent_);
@@ -35,8 +42,11 @@ std::size_t ClientStream::read(std::uint8_t* out, std::size_t size) {
     return count;
 }
 
-// Frees the memory of a request that is sent.
+// Frees the memory of a request that is sent, unless it may be sent again.
 void ClientStream::forgetRequest() noexcept {
+    if (mayRepeat()) {
+        return;
+    }
     request_ = std::string();
     sent_ = 0;
 }
@@ -60,7 +70,7 @@ void ClientStream::onHeaderEnd() {
 }
 
 void ClientStream::onData(std::string_view bytes) {
-    if (isEnded()) {
+    if (isEnded() || loss_) {
         if (!refusal_) {
             refusal_ = NGHTTP2_CANCEL;  // the server goes on after the end
         }
@@ -73,7 +83,7 @@ void ClientStream::onData(std::string_view bytes) {
         return;
     }
     reader_.add(bytes);
-    while (!isEnded()) {
+    while (!isEnded() && !loss_) {
         const kit::Result<std::optional<Record>> record = reader_.next();
         if (!record) {
             refuse(record.error().message);
@@ -98,13 +108,27 @@ void ClientStream::deliver(const Record& record) {
     if (!response) {
         refuse(response.error().message);
     } else if (record.kind == RecordKind::error) {
-        fail(*response);
+        onError(*response);
     } else {
         deliverValue(*response);
     }
 }
 
+// The server's own error of a lost request is the end only if the request is not sent again, which
+// is decided when the stream is closed.
+void ClientStream::onError(const Response& error) {
+    if (isRepeatable() && kit::End(error).kind() == kit::End::Kind::lost) {
+        loss_ = error;
+        refusal_ = NGHTTP2_CANCEL;
+    } else {
+        fail(error);
+    }
+}
+
 void ClientStream::deliverValue(const Response& value) {
+    hasValue_ = true;
+    wasAnswered_ = true;
+    isStream_ = value.getStatusCode() == statuscodes::STREAM;
     if (handler_->onNext(value)) {
         refusal_ = NGHTTP2_CANCEL;
         complete();
@@ -127,19 +151,45 @@ void ClientStream::refuse(const std::string& reason) {
 }
 
 void ClientStream::onEnd() {
-    if (isEnded()) {
+    if (isEnded() || loss_) {
         return;
     }
     if (isRecords()) {
         lose(reader_.isInside() ? "the answer ends inside a record" : "the answer has no end");
     } else {
-        fail(kit::Error{status_, firstLine(text_)}.toResponse());
+        onError(kit::Error{status_, firstLine(text_)}.toResponse());
     }
 }
 
+bool ClientStream::isRepeatable() const noexcept {
+    if (isEnded()) {
+        return false;
+    }
+    return isPatient() || (repetition_.isRetried && !wasAnswered_ && retries_ < MOST_RETRIES);
+}
+
+void ClientStream::beginAgain() {
+    rewind();
+    status_ = 0;
+    type_.clear();
+    text_.clear();
+    reader_ = RecordReader(recordBytes_);
+    refusal_.reset();
+    loss_.reset();
+    hasValue_ = false;
+    ++retries_;
+    connection = nullptr;
+    number = 0;
+}
+
 void ClientStream::lose(const std::string& reason) {
-    if (!isEnded()) {
-        fail(kit::Error{statuscodes::SERVICE_UNAVAILABLE, "lost: " + reason}.toResponse());
+    if (isEnded()) {
+        return;
+    }
+    if (loss_) {
+        fail(*std::exchange(loss_, std::nullopt));
+    } else {
+        fail(kit::Error{statuscodes::SERVICE_UNAVAILABLE, kit::LOST_MESSAGE + reason}.toResponse());
     }
 }
 

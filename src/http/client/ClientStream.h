@@ -17,6 +17,13 @@ namespace kova::http::detail {
 
 class ClientConnection;
 
+/// When a request is sent again after its connection was lost. Never, for anything but a retrieval.
+struct Repetition {
+    bool isRetried = false;       ///< before its first value
+    bool isResubscribed = false;  ///< while it is a stream
+    bool isStream = false;        ///< whether the request asks for a stream
+};
+
 /// One request of a client: the bytes that are to be sent, and the answer as it arrives.
 ///
 /// Calls the response handler: any number of values, then exactly one end, unless it is dropped.
@@ -30,8 +37,12 @@ public:
     /// The longest request whose bytes are kept until the answer begins.
     static constexpr std::size_t LONGEST_KEPT = 4096;
 
+    /// The most times that a retrieval without a value is sent again.
+    static constexpr int MOST_RETRIES = 3;
+
     /// `request` is the record of the request, and `recordBytes` the longest record of the answer.
-    ClientStream(ResponseHandler handler, std::string request, std::size_t recordBytes);
+    ClientStream(ResponseHandler handler, std::string request, std::size_t recordBytes,
+                 Repetition repetition = {});
 
     /// Moves bytes of the request to `out`, as many as there are and fit. Returns their number.
     std::size_t read(std::uint8_t* out, std::size_t size);
@@ -40,7 +51,7 @@ public:
     /// @{
     /// Returns whether the bytes of the request are kept until the answer begins. `rewind` makes
     /// `read` return them once more.
-    bool isKept() const noexcept { return request_.size() <= LONGEST_KEPT; }
+    bool isKept() const noexcept { return request_.size() <= LONGEST_KEPT || mayRepeat(); }
     void rewind() noexcept { sent_ = 0; }
     /// @}
 
@@ -54,7 +65,18 @@ public:
     /// Processes the end of the answer.
     void onEnd();
 
-    /// Ends the request with the error 503 "lost: REASON", unless it has ended.
+    /// @{
+    /// Returns whether the request is to be sent again instead of `lose`, and whether it then waits
+    /// for a connection without a limit.
+    bool isRepeatable() const noexcept;
+    bool isPatient() const noexcept { return repetition_.isResubscribed && isStream_; }
+    /// @}
+    /// Returns whether a value has arrived since the request was sent.
+    bool hasValue() const noexcept { return hasValue_; }
+    /// Begins anew: the request is to be sent on another connection.
+    void beginAgain();
+    /// Ends the request with the error 503 "lost: REASON", or with the error of that kind that the
+    /// server has sent, unless it has ended.
     void lose(const std::string& reason);
     /// Destroys the response handler without an end.
     void drop() noexcept { handler_.reset(); }
@@ -72,7 +94,9 @@ public:
 
 private:
     bool isRecords() const noexcept { return status_ == 200; }
+    bool mayRepeat() const noexcept { return repetition_.isRetried || repetition_.isResubscribed; }
     void forgetRequest() noexcept;
+    void onError(const Response& error);
     void deliver(const Record& record);
     void deliverValue(const Response& value);
     void complete();
@@ -81,12 +105,20 @@ private:
 
     ResponseHandler handler_;
     std::string request_;
+    const std::size_t recordBytes_;
+    const Repetition repetition_;
     std::size_t sent_ = 0;
     unsigned short status_ = 0;
     std::string type_;  ///< the media type of the answer, without parameters
     std::string text_;  ///< the body, if it is a text
     RecordReader reader_;
     std::optional<std::uint32_t> refusal_;
+
+    int retries_ = 0;
+    bool isStream_;                 ///< more values are expected
+    bool hasValue_ = false;         ///< since the request was sent
+    bool wasAnswered_ = false;      ///< with a value, on any connection
+    std::optional<Response> loss_;  ///< the server's own error "lost: ..."
 };
 
 }  // namespace kova::http::detail

@@ -47,6 +47,8 @@ detail::ClientSettings toSettings(const ConnectOptions& options) {
         static_cast<std::int32_t>(std::clamp<std::size_t>(options.queuedBytes, 1, LONGEST_WINDOW));
     settings.recordBytes = options.recordBytes;
     settings.onlyTrusted = options.onlyTrusted;
+    settings.retriesRetrievals = options.retriesRetrievals;
+    settings.resubscribes = options.resubscribes;
     return settings;
 }
 

@@ -281,7 +281,7 @@ std::optional<Refusal> ServerConnection::validate(ServerStream& stream) {
         return refusal;
     }
     if (context_.isStopping) {
-        return Refusal{statuscodes::SERVICE_UNAVAILABLE, "the endpoint stops\n"};
+        return Refusal{statuscodes::SERVICE_UNAVAILABLE, "lost: the endpoint stops\n"};
     }
     stream.service = context_.services.find(stream.head.path());
     if (stream.service == nullptr) {
@@ -319,7 +319,7 @@ void ServerConnection::endRequest(ServerStream& stream) {
 
 void ServerConnection::dispatch(ServerStream& stream) {
     if (context_.isStopping) {
-        refuse(stream, {statuscodes::SERVICE_UNAVAILABLE, "the endpoint stops\n"});
+        refuse(stream, {statuscodes::SERVICE_UNAVAILABLE, "lost: the endpoint stops\n"});
         return;
     }
     const kit::Result<Request> request = stream.readRequest();

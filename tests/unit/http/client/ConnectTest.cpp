@@ -7,6 +7,7 @@
 #include <string>
 
 #include "Records.h"
+#include "kova/kit/Calls.h"
 #include "kova/testing/Recording.h"
 #include "support/Http2Peer.h"
 #include "support/Watchdog.h"
@@ -43,6 +44,19 @@ TEST(ConnectTest, ServiceWithoutAServerIsReturnedAndItsRequestsAreLost) {
     (*service)->actionRequest(Request("retrieve", "/"), recording.handler());
     EXPECT_EQ(recording.waitFor(1), (Events{"error 503 lost: no connection to unix:/nowhere: No "
                                             "such file or directory"}));
+}
+
+TEST(ConnectTest, LostRequestsAreLostForCallersOfTheKit) {
+    const test::Watchdog watchdog{"a request is lost"};
+    ConnectOptions options;
+    options.patience = 0ms;
+    const auto service = connect("unix:/nowhere", options);
+    ASSERT_TRUE(service);
+    kit::Calls calls(**service);
+    const testing::Recording recording;
+    const kit::Subscription call = calls.start(Request("retrieve", "/"), recording.receiver());
+    EXPECT_EQ(recording.waitFor(1).front().substr(0, 43),
+              "lost: 503 Service Unavailable: lost: no con");
 }
 
 struct Path {

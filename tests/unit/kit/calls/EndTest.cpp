@@ -24,6 +24,14 @@ TEST(EndTest, ContainsTheErrorResponseOfTheService) {
     EXPECT_EQ(end.toString(), "failed: 404 Not Found: no such lamp");
 }
 
+TEST(EndTest, ErrorOfALostConnectionIsNotThatOfTheService) {
+    const End end(Response::createErrorResponse(503, "lost: the connection was closed"));
+    EXPECT_EQ(end.kind(), End::Kind::lost);
+    EXPECT_EQ(end.error(), (Error{503, "lost: the connection was closed"}));
+    EXPECT_EQ(End(Response::createErrorResponse(500, "lost: it")).kind(), End::Kind::failed);
+    EXPECT_EQ(End(Response::createErrorResponse(503, "all is lost: ")).kind(), End::Kind::failed);
+}
+
 TEST(EndTest, TimedOutEndContainsItsReason) {
     const End end(End::Kind::timedOut, {504, "no answer within 5 ms"});
     EXPECT_EQ(end.response().getStatusCode(), 504);
