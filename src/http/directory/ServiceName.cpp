@@ -28,7 +28,8 @@ std::optional<char> byteOf(std::string_view digits) noexcept {
 
 bool isServicePath(std::string_view path) noexcept {
     return path.size() > 1 && path.front() == '/' && path.back() != '/' &&
-           path.find("//") == std::string_view::npos && path.find('$') == std::string_view::npos;
+           path.find("//") == std::string_view::npos &&
+           path.find_first_of("$?#[") == std::string_view::npos;
 }
 
 std::string toFileName(std::string_view servicePath) {

@@ -15,7 +15,8 @@
 namespace kova::http::detail {
 
 /// Returns whether a text is the path of a service that can be registered: it begins with "/", has
-/// no empty part and no "$", and is not "/" itself.
+/// no empty part, is not "/" itself, and has none of the characters that end a path in a locator:
+/// "$", "?", "#" and "[".
 bool isServicePath(std::string_view path) noexcept;
 
 /// Returns the file name of a service path.

@@ -40,8 +40,9 @@ Services nameServices(const Services& services, const std::string& address) {
     Services named = isUnnamed ? Services{{path, services.begin()->second}} : services;
     for (const auto& [name, service] : named) {
         if (!isServicePath(name)) {
-            refuse(address, "the service path '" + name +
-                                "' does not begin with '/', or has an empty part or a '$'");
+            refuse(address,
+                   "the service path '" + name +
+                       "' does not begin with '/', or has an empty part or one of $ ? # [");
         }
     }
     return named;

@@ -13,6 +13,7 @@
 #include <thread>
 #include <vector>
 
+#include "directory/ServiceName.h"
 #include "kova/http/Endpoint.h"
 #include "kova/kit/Client.h"
 #include "kova/kit/Resource.h"
@@ -150,6 +151,17 @@ INSTANTIATE_TEST_SUITE_P(DirectoryTest, MalformedLocator,
                                            "kova:$/level", "kova:/$/level", "http:/device$/level",
                                            "kova://host/device$/level", "kova:/device$/level?x=1",
                                            "kova:/device$/level#top"));
+
+TEST_F(DirectoryTest, EveryPathThatCanBeRegisteredHasALocator) {
+    make();
+    for (int byte = 1; byte < 256; ++byte) {
+        const std::string service = std::string("/a") + static_cast<char>(byte) + "b";
+        if (detail::isServicePath(service)) {
+            const auto opened = open("kova:" + service + "$/");
+            EXPECT_EQ(opened.error().code, 404) << byte << ": " << opened.error().message;
+        }
+    }
+}
 
 TEST_F(DirectoryTest, ErrorNamesTheDirectoriesAndTheServicesThatThereAre) {
     directories.push_back(folder / "none");

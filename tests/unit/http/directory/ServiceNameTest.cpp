@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstring>
 #include <optional>
 #include <string>
 
@@ -33,7 +34,7 @@ TEST(ServiceNameTest, EveryByteIsKept) {
     for (int byte = 0; byte < 256; ++byte) {
         const std::string path =
             std::string("/") + static_cast<char>(byte) + "x" + static_cast<char>(byte);
-        if (byte == '/' || byte == '$') {
+        if (byte != 0 && std::strchr("/$?#[", byte) != nullptr) {
             EXPECT_FALSE(isServicePath(path)) << byte;
             continue;
         }
@@ -53,7 +54,7 @@ TEST_P(NoServicePath, IsRefused) {
 
 INSTANTIATE_TEST_SUITE_P(ServiceNameTest, NoServicePath,
                          ::testing::Values("", "/", "device", "device/", "/device/", "//device",
-                                           "/a//b", "/device$", "/a$/b"));
+                                           "/a//b", "/device$", "/a$/b", "/a?", "/a#b", "/[a]"));
 
 class NoFileName : public ::testing::TestWithParam<char const*> {};
 
@@ -64,7 +65,8 @@ TEST_P(NoFileName, HasNoServicePath) {
 INSTANTIATE_TEST_SUITE_P(ServiceNameTest, NoFileName,
                          ::testing::Values("", ".", "..", ".new-0", ".lock-0", "+", "+a", "a+",
                                            "a++b", "a%", "a%2", "a%zz", "a%-1", "a%2b", "%41",
-                                           "a%24b", "a%2Fb", "a b", "a\xE4"));
+                                           "a%24b", "a%2Fb", "a%3Fb", "a%23b", "a%5Bb", "a b",
+                                           "a\xE4"));
 
 }  // namespace
 }  // namespace kova::http::detail

@@ -68,16 +68,17 @@ TEST_F(ListeningTest, MissingAndSurplusPathsAreRefused) {
 }
 
 TEST_F(ListeningTest, PathsThatCannotBeRegisteredAreRefused) {
-    for (char const* const path : {"device", "/", "/a/", "//a", "/a$"}) {
-        const std::string reason = std::string(": the service path '") + path +
-                                   "' does not begin with '/', or has an empty part or a '$'";
+    for (char const* const path : {"device", "/", "/a/", "//a", "/a$", "/a?b", "/a#b", "/[a"}) {
+        const std::string reason =
+            std::string(": the service path '") + path +
+            "' does not begin with '/', or has an empty part or one of $ ? # [";
         EXPECT_EQ(listenAt(std::string("kova:") + path, {""}),
                   std::string("address 'kova:") + path + "'" + reason);
         EXPECT_EQ(listenAt("kova:", {path}), "address 'kova:'" + reason);
     }
     EXPECT_EQ(listenAt("kova:", {"", "/b"}),
               "address 'kova:': the service path '' does not begin with '/', or has an empty part "
-              "or a '$'");
+              "or one of $ ? # [");
 }
 
 TEST_F(ListeningTest, UnusableAddressesHaveAReason) {
