@@ -1,20 +1,15 @@
 #include "UnixSocket.h"
 
-#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
-#include <chrono>
 #include <cstring>
-#include <thread>
 
 namespace kova::http::detail {
 
 namespace {
 
-constexpr int LOCK_ATTEMPTS = 200;
-constexpr std::chrono::milliseconds LOCK_DELAY(10);
 // What the system returns as the user of a peer that it does not know.
 constexpr uid_t NOBODY = static_cast<uid_t>(-1);
 
@@ -41,7 +36,8 @@ FileDescriptor connectToPath(const std::string& path) noexcept {
 
 bool isDeadSocket(const std::string& path) noexcept {
     struct stat status {};
-    if (::lstat(path.c_str(), &status) != 0 || !S_ISSOCK(status.st_mode)) {
+    if (::lstat(path.c_str(), &status) != 0 || !S_ISSOCK(status.st_mode) ||
+        status.st_uid != ::geteuid()) {
         return false;
     }
     return !connectToPath(path) && errno == ECONNREFUSED;
@@ -59,16 +55,6 @@ std::optional<uid_t> userOfServer(int descriptor) noexcept {
 
 bool isTrustedUser(std::optional<uid_t> user) noexcept {
     return user && (*user == 0 || *user == ::geteuid());
-}
-
-bool lockWithPatience(int descriptor) noexcept {
-    for (int attempt = 0; ::flock(descriptor, LOCK_EX | LOCK_NB) != 0; ++attempt) {
-        if (attempt == LOCK_ATTEMPTS) {
-            return false;
-        }
-        std::this_thread::sleep_for(LOCK_DELAY);
-    }
-    return true;
 }
 
 }  // namespace kova::http::detail

@@ -30,7 +30,7 @@ sockaddr_un toUnixAddress(const std::string& path) noexcept;
 /// Returns a socket that is connected to the path. If it is empty, `errno` has the reason.
 FileDescriptor connectToPath(const std::string& path) noexcept;
 
-/// Returns whether the path is that of a socket that no process serves.
+/// Returns whether the path is that of a socket of this user that no process serves.
 bool isDeadSocket(const std::string& path) noexcept;
 
 /// Returns the user whose process listens at the other end of a connected socket; nothing if it is
@@ -39,9 +39,5 @@ std::optional<uid_t> userOfServer(int descriptor) noexcept;
 
 /// Returns whether a service of this user is trusted: root, or the user of this process.
 bool isTrustedUser(std::optional<uid_t> user) noexcept;
-
-/// Locks an open file or directory (`flock`). Returns false if another process still has the lock
-/// after two seconds.
-bool lockWithPatience(int descriptor) noexcept;
 
 }  // namespace kova::http::detail

@@ -90,8 +90,8 @@ class KOVA_HTTP_API Endpoint {
 public:
     /// Serves a service at an address. The service must outlive the object. Throws
     /// `std::invalid_argument` if the address is malformed or not allowed, and `std::system_error`
-    /// if the system refuses the socket. The file of a Unix socket that no process serves any more
-    /// is replaced; one that is in use is refused with `EADDRINUSE`.
+    /// if the system refuses the socket. The file of a Unix socket of this user that no process
+    /// serves any more is replaced; any other file is refused with `EADDRINUSE`.
     Endpoint(IKovaApi& service, const std::string& address, const EndpointOptions& options = {});
     /// Serves several services, by service path ("/device"). Throws as the other constructor does.
     Endpoint(const std::map<std::string, IKovaApi*>& services, const std::string& address,

@@ -8,6 +8,7 @@
 #include <cerrno>
 #include <exception>
 
+#include "DirectoryLock.h"
 #include "UnixSocket.h"
 #include "directory/ServiceName.h"
 
@@ -38,7 +39,7 @@ Registration::Registration(const std::string& directory,
         checkLength(directory_.pathOf(toFileName(service)));
     }
     address_.path = directory_.pathOf(toFileName(servicePaths.front()));
-    const FileDescriptor held = lock();
+    const DirectoryLock lock(directory_.descriptor(), directory_.pathOf(DirectoryLock::fileName()));
     const std::string temporary = ofThisUser(".new-");
     try {
         listenAt(temporary, mode);
@@ -56,27 +57,11 @@ Registration::Registration(const std::string& directory,
 // A file that is left is replaced at the next start.
 Registration::~Registration() {
     try {
-        const FileDescriptor held = lock();
+        const DirectoryLock lock(directory_.descriptor(),
+                                 directory_.pathOf(DirectoryLock::fileName()));
         removeNames();
     } catch (const std::exception&) {  // NOLINT(bugprone-empty-catch): see above
     }
-}
-
-FileDescriptor Registration::lock() const {
-    const std::string name = ofThisUser(".lock-");
-    FileDescriptor file(::openat(directory_.descriptor(), name.c_str(),
-                                 O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, S_IRUSR | S_IWUSR));
-    struct stat status {};
-    if (!file || ::fstat(file.get(), &status) != 0) {
-        failWith(errno, "lock '" + directory_.pathOf(name) + "'");
-    }
-    if (status.st_uid != ::geteuid()) {
-        failWith(EPERM, "lock '" + directory_.pathOf(name) + "' belongs to another user");
-    }
-    if (!lockWithPatience(file.get())) {
-        failWith(EADDRINUSE, "lock '" + directory_.pathOf(name) + "' is held");
-    }
-    return file;
 }
 
 // The name is free, because the caller has the lock: a file there was left by a process that has
@@ -87,11 +72,13 @@ void Registration::listenAt(const std::string& name, unsigned mode) {
     checkLength(path);
     ::unlinkat(directory_.descriptor(), name.c_str(), 0);
     socket_ = FileDescriptor(::socket(AF_UNIX, SOCKET_KIND, 0));
+    if (!socket_) {
+        failWith(errno, "'" + path + "'");
+    }
     ::fchmod(socket_.get(), mode);
     const sockaddr_un address = toUnixAddress(path);
     struct stat status {};
-    if (!socket_ ||
-        ::bind(socket_.get(), reinterpret_cast<sockaddr const*>(&address), sizeof address) != 0 ||
+    if (::bind(socket_.get(), reinterpret_cast<sockaddr const*>(&address), sizeof address) != 0 ||
         ::fchmodat(directory_.descriptor(), name.c_str(), mode, 0) != 0 ||
         ::listen(socket_.get(), BACKLOG) != 0) {
         failWith(errno, "'" + path + "'");

@@ -31,7 +31,6 @@ public:
     Registration& operator=(const Registration&) = delete;
 
 private:
-    FileDescriptor lock() const;
     void listenAt(const std::string& name, unsigned mode);
     void claim(const std::string& name, const std::string& temporary);
     void checkReplaceable(const std::string& name) const;

@@ -220,8 +220,9 @@ ActivatedSocket::ActivatedSocket(const std::string& name) {
     }
     handedOver_ = chosen.descriptor;
     socket_ = FileDescriptor(::fcntl(chosen.descriptor, F_DUPFD_CLOEXEC, 0));
-    const int flags = ::fcntl(socket_.get(), F_GETFL);
-    if (!socket_ || ::fcntl(socket_.get(), F_SETFL, flags | O_NONBLOCK) != 0) {
+    const bool isReady = socket_ && ::fcntl(socket_.get(), F_SETFL,
+                                            ::fcntl(socket_.get(), F_GETFL) | O_NONBLOCK) == 0;
+    if (!isReady) {
         const int error = errno;
         UsedSockets::instance().remove(handedOver_);
         failWith(error, "the socket '" + chosen.name + "' of the service manager");

@@ -10,6 +10,7 @@
 #include <cerrno>
 #include <system_error>
 
+#include "DirectoryLock.h"
 #include "UnixSocket.h"
 
 namespace kova::http::detail {
@@ -28,20 +29,6 @@ FileDescriptor checked(int descriptor, const Address& address) {
 template <typename SocketAddress>
 int bindTo(int descriptor, const SocketAddress& address) noexcept {
     return ::bind(descriptor, reinterpret_cast<sockaddr const*>(&address), sizeof address);
-}
-
-// A lock on the directory of a path. It leaves no file, and it ends with the process.
-FileDescriptor lockDirectory(const std::string& path) {
-    const std::size_t slash = path.rfind('/');
-    const std::string directory = slash == std::string::npos ? "." : path.substr(0, slash + 1);
-    FileDescriptor lock(::open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    if (!lock) {
-        failWith(errno, directory);
-    }
-    if (!lockWithPatience(lock.get())) {
-        failWith(EADDRINUSE, directory + " is locked");
-    }
-    return lock;
 }
 
 std::string textOf(const sockaddr_storage& address) {
@@ -78,21 +65,19 @@ Listener::~Listener() {
 void Listener::listenAtPath(unsigned mode) {
     socket_ = checked(::socket(AF_UNIX, SOCKET_KIND, 0), address_);
     ::fchmod(socket_.get(), mode);
-    const FileDescriptor lock = lockDirectory(address_.path);
+    const DirectoryLock lock = DirectoryLock::ofSocket(address_.path);
     const sockaddr_un name = toUnixAddress(address_.path);
-    int result = bindTo(socket_.get(), name);
-    if (result != 0 && errno == EADDRINUSE && isDeadSocket(address_.path)) {
+    int error = bindTo(socket_.get(), name) == 0 ? 0 : errno;
+    if (error == EADDRINUSE && isDeadSocket(address_.path)) {
         ::unlink(address_.path.c_str());
-        result = bindTo(socket_.get(), name);
-    } else if (result != 0 && errno != EADDRINUSE) {
-        failWith(errno, address_.toString());
+        error = bindTo(socket_.get(), name) == 0 ? 0 : errno;
     }
-    if (result != 0) {
-        failWith(EADDRINUSE, address_.toString());
+    if (error != 0) {
+        failWith(error, address_.toString());
     }
     adoptFile(mode);
     if (::listen(socket_.get(), BACKLOG) != 0) {
-        const int error = errno;
+        error = errno;
         ::unlink(address_.path.c_str());
         failWith(error, address_.toString());
     }
@@ -141,19 +126,18 @@ void Listener::listenAtPort() {
 }
 
 void Listener::removeFile() noexcept {
-    FileDescriptor lock;
     try {
-        lock = lockDirectory(address_.path);
-    } catch (const std::exception&) {
-        return;  // a file that is left is replaced at the next start
+        const DirectoryLock lock = DirectoryLock::ofSocket(address_.path);
+        struct stat status {};
+        const bool isOurs = ::lstat(address_.path.c_str(), &status) == 0 &&
+                            status.st_dev == device_ && status.st_ino == inode_;
+        if (isOurs) {
+            ::unlink(address_.path.c_str());
+        }
+        socket_.reset();
+    } catch (const std::exception&) {  // NOLINT(bugprone-empty-catch)
+        // A file that is left is replaced at the next start.
     }
-    struct stat status {};
-    const bool isOurs = ::lstat(address_.path.c_str(), &status) == 0 && status.st_dev == device_ &&
-                        status.st_ino == inode_;
-    if (isOurs) {
-        ::unlink(address_.path.c_str());
-    }
-    socket_.reset();
 }
 
 kit::Peer peerOfSocket(int descriptor) {

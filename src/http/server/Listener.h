@@ -29,8 +29,8 @@ protected:
 
 /// A listening socket at an address. Its file, if it has one, exists as long as the object.
 ///
-/// A file that a dead process has left is replaced. Processes that do so take the lock of the
-/// directory (`flock`), so that only one of several gets the path. One thread at a time.
+/// A file that a dead process has left is replaced. Processes that do so hold a `DirectoryLock`, so
+/// that only one of several gets the path. One thread at a time.
 class Listener final : public ListeningSocket {
 public:
     /// Throws `std::system_error`; with `EADDRINUSE` if another process serves the address, or if

@@ -66,15 +66,5 @@ TEST_F(UnixSocketTest, RootAndTheOwnUserAreTrusted) {
     EXPECT_FALSE(isTrustedUser(std::nullopt));
 }
 
-TEST_F(UnixSocketTest, LockIsRefusedWhileAnotherDescriptorHasIt) {
-    kova::test::writeFile(socketPath, "");
-    FileDescriptor first(::open(socketPath.c_str(), O_RDONLY | O_CLOEXEC));
-    const FileDescriptor second(::open(socketPath.c_str(), O_RDONLY | O_CLOEXEC));
-    EXPECT_TRUE(lockWithPatience(first.get()));
-    EXPECT_FALSE(lockWithPatience(second.get()));
-    first.reset();
-    EXPECT_TRUE(lockWithPatience(second.get()));
-}
-
 }  // namespace
 }  // namespace kova::http::detail

@@ -2,15 +2,17 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
-#include <sys/file.h>
+#include <sys/resource.h>
 
 #include <atomic>
 #include <cerrno>
 #include <memory>
+#include <optional>
 #include <string>
 #include <system_error>
 #include <vector>
 
+#include "DirectoryLock.h"
 #include "support/Threads.h"
 #include "unit/http/directory/Fixture.h"
 
@@ -59,11 +61,27 @@ TEST_F(RegistrationTest, EachServiceHasAFileOfTheSameSocket) {
     }
 }
 
-TEST_F(RegistrationTest, DestructionLeavesOnlyTheLockFile) {
+TEST_F(RegistrationTest, DirectoryIsEmptyAfterwards) {
     add().reset();
-    const std::string user = std::to_string(::geteuid());
-    EXPECT_FALSE(exists(*this / (".new-" + user)));
-    EXPECT_EQ(modeOf(*this / (".lock-" + user)), 0600U);
+    EXPECT_EQ(::rmdir(path.c_str()), 0);
+}
+
+// Each round leaves one more descriptor to the registration.
+TEST_F(RegistrationTest, ExhaustedDescriptorsAreTheReasonOfTheError) {
+    make();
+    rlimit former{};
+    ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &former), 0);
+    int error = EMFILE;
+    for (rlim_t left = 0; left < 8 && error != 0; ++left) {
+        const FileDescriptor next(::open("/dev/null", O_RDONLY | O_CLOEXEC));
+        const rlimit limit{static_cast<rlim_t>(next.get()) + 1 + left, former.rlim_max};
+        ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &limit), 0);
+        error = errorOfAdd().first;
+        ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &former), 0);
+        EXPECT_TRUE(error == EMFILE || error == 0) << error << " with " << left;
+        EXPECT_FALSE(exists(device));
+    }
+    EXPECT_EQ(error, 0);
 }
 
 TEST_F(RegistrationTest, FileHasTheModeWhateverTheUmaskIs) {
@@ -147,11 +165,9 @@ TEST_F(RegistrationTest, DirectoryThatOthersMayWriteIsRefused) {
 
 TEST_F(RegistrationTest, LockThatIsHeldForLongIsAnError) {
     make();
-    add().reset();
-    const std::string lock = *this / (".lock-" + std::to_string(::geteuid()));
-    const FileDescriptor held(::open(lock.c_str(), O_RDWR | O_CLOEXEC));
-    ASSERT_EQ(::flock(held.get(), LOCK_EX), 0);
-    EXPECT_EQ(errorOfAdd(), std::pair(EADDRINUSE, "lock '" + lock + "' is held"));
+    const DirectoryLock held = DirectoryLock::ofSocket(device);
+    EXPECT_EQ(errorOfAdd(),
+              std::pair(EADDRINUSE, "lock '" + (*this / DirectoryLock::fileName()) + "' is held"));
 }
 
 TEST_F(RegistrationTest, OnlyOneOfSeveralStartersGetsAName) {
@@ -195,14 +211,11 @@ TEST_F(RegistrationTest, FileOfAnotherUserIsNeverReplaced) {
 TEST_F(RegistrationTest, UsersOfAStickyDirectoryDoNotWaitForEachOther) {
     KOVA_SKIP_UNLESS_ROOT();
     make(01777);
-    std::unique_ptr<Registration> ofAlice;
+    std::optional<DirectoryLock> ofAlice;
     {
         const OtherUser alice(OtherUser::ALICE);
-        ofAlice = add({"/alice"});
+        ofAlice.emplace(DirectoryLock::ofSocket(device));
     }
-    const std::string lock = *this / ".lock-12345";
-    const FileDescriptor held(::open(lock.c_str(), O_RDWR | O_CLOEXEC));
-    ASSERT_EQ(::flock(held.get(), LOCK_EX), 0);
     const OtherUser bob(OtherUser::BOB);
     EXPECT_TRUE(add({"/bob"}));
 }

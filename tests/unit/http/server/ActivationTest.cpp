@@ -5,6 +5,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <netinet/in.h>
+#include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <unistd.h>
@@ -264,6 +265,25 @@ TEST_F(ActivationTest, NameOfNoneOrOfSeveralSocketsIsAnError) {
         errorOf(""),
         "the service manager has handed over 3 sockets; give each a name of its own: a, b, b");
     EXPECT_EQ(errorOf("a"), "usable");
+}
+
+TEST_F(ActivationTest, ExhaustedDescriptorsAreTheReasonOfTheError) {
+    const FileDescriptor socket = unixSocket(directory.path("s"));
+    handOver({socket.get()}, "s");
+    rlimit former{};
+    ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &former), 0);
+    const int next = FileDescriptor(::open("/dev/null", O_RDONLY | O_CLOEXEC)).get();
+    const rlimit limit{static_cast<rlim_t>(next), former.rlim_max};
+    ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &limit), 0);
+    int error = 0;
+    try {
+        const ActivatedSocket activated("s");
+    } catch (const std::system_error& failure) {
+        error = failure.code().value();
+    }
+    ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &former), 0);
+    EXPECT_EQ(error, EMFILE);
+    EXPECT_NO_THROW(ActivatedSocket("s"));
 }
 
 }  // namespace

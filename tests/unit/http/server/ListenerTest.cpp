@@ -1,6 +1,8 @@
 #include "server/Listener.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/file.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
@@ -13,7 +15,10 @@
 #include <string>
 #include <system_error>
 
+#include "DirectoryLock.h"
 #include "Served.h"
+#include "UnixSocket.h"
+#include "support/OtherUser.h"
 #include "support/Threads.h"
 
 namespace kova::http::detail {
@@ -72,6 +77,55 @@ TEST_F(ListenerTest, PathInUseIsRefusedAndStaysUsable) {
     const auto first = listen();
     EXPECT_EQ(errorOfListen(), EADDRINUSE);
     EXPECT_NO_THROW(test::SocketClient{directory.address()});
+}
+
+TEST_F(ListenerTest, ReaderOfTheDirectoryCannotDelayIt) {
+    const FileDescriptor reader(::open(directory.path("").c_str(), O_RDONLY | O_CLOEXEC));
+    ASSERT_EQ(::flock(reader.get(), LOCK_EX), 0);
+    EXPECT_EQ(errorOfListen(), 0);
+}
+
+TEST_F(ListenerTest, LockIsThatOfRegistrations) {
+    const DirectoryLock held = DirectoryLock::ofSocket(path);
+    EXPECT_EQ(errorOfListen(), EADDRINUSE);
+    EXPECT_FALSE(exists());
+}
+
+TEST_F(ListenerTest, OtherKindsOfFilesAreNeverReplaced) {
+    ASSERT_EQ(::mkfifo(path.c_str(), 0600), 0);
+    EXPECT_EQ(errorOfListen(), EADDRINUSE);
+    ASSERT_EQ(::unlink(path.c_str()), 0);
+    ASSERT_EQ(::mkdir(path.c_str(), 0700), 0);
+    EXPECT_EQ(errorOfListen(), EADDRINUSE);
+    ASSERT_EQ(::rmdir(path.c_str()), 0);
+    const FileDescriptor datagrams(::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0));
+    const sockaddr_un name = toUnixAddress(path);
+    ASSERT_EQ(::bind(datagrams.get(), reinterpret_cast<sockaddr const*>(&name), sizeof name), 0);
+    EXPECT_EQ(errorOfListen(), EADDRINUSE);
+    EXPECT_TRUE(exists());
+}
+
+TEST_F(ListenerTest, LinkToASocketIsNotReplaced) {
+    const std::string other = directory.path("other");
+    {
+        const FileDescriptor dead(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+        const sockaddr_un name = toUnixAddress(other);
+        ASSERT_EQ(::bind(dead.get(), reinterpret_cast<sockaddr const*>(&name), sizeof name), 0);
+    }
+    ASSERT_EQ(::symlink(other.c_str(), path.c_str()), 0);
+    EXPECT_EQ(errorOfListen(), EADDRINUSE);
+    struct stat status {};
+    EXPECT_EQ(::lstat(other.c_str(), &status), 0);
+    EXPECT_EQ(::lstat(path.c_str(), &status), 0);
+    ::unlink(other.c_str());
+}
+
+TEST_F(ListenerTest, SocketOfAnotherUserIsNotReplaced) {
+    KOVA_SKIP_UNLESS_ROOT();
+    leaveFile();
+    ASSERT_EQ(::lchown(path.c_str(), kova::test::OtherUser::ALICE, 0), 0);
+    EXPECT_EQ(errorOfListen(), EADDRINUSE);
+    EXPECT_TRUE(exists());
 }
 
 TEST_F(ListenerTest, FileThatIsNotASocketIsNeverRemoved) {
