@@ -21,6 +21,7 @@
 #include "Served.h"
 #include "kova/kit/Peer.h"
 #include "support/HeldService.h"
+#include "support/OtherUser.h"
 #include "support/Watchdog.h"
 
 namespace kova::http {
@@ -519,6 +520,36 @@ TEST_F(EndpointTest, SameSocketServesHttp11) {
     EXPECT_EQ(service.request(1).getCommand(), "retrieve");
     EXPECT_EQ(service.request(1).getPath(), "/state");
     waitForConnections(0);
+}
+
+TEST_F(EndpointTest, ModeOfTheSocketDecidesWhichUsersMayConnect) {
+    KOVA_SKIP_UNLESS_ROOT();
+    ASSERT_EQ(::chmod(directory.path("").c_str(), 0755), 0);
+    EndpointOptions options;
+    options.mode = 0600;
+    serve(options);
+    const kova::test::OtherUser alice(kova::test::OtherUser::ALICE);
+    EXPECT_THROW(SocketClient(directory.address()), std::runtime_error);
+}
+
+TEST_F(EndpointTest, OtherUsersThatMayConnectAreRefusedBelowKova) {
+    KOVA_SKIP_UNLESS_ROOT();
+    ASSERT_EQ(::chmod(directory.path("").c_str(), 0755), 0);
+    EndpointOptions options;
+    options.mode = 0666;
+    service.rejects = true;  // a request that is forwarded is answered with 503
+    serve(options);
+    for (char const* const path : {"/.kova", "/.kova/metrics", "/state"}) {
+        std::unique_ptr<SocketClient> client;
+        {
+            const kova::test::OtherUser alice(kova::test::OtherUser::ALICE);
+            client = std::make_unique<SocketClient>(directory.address());
+        }
+        client->send(std::string("GET ") + path +
+                     " HTTP/1.1\r\nHost: a\r\nConnection: close\r\n\r\n");
+        const bool isPublic = path == std::string("/state");
+        EXPECT_EQ(client->receiveAll().substr(9, 3), isPublic ? "503" : "403") << path;
+    }
 }
 
 TEST_F(EndpointTest, PeerOfARequestOverHttp11IsTheProcessOfTheClient) {
