@@ -112,13 +112,13 @@ int Accept::qualityOf(std::string_view mediaType) const {
     return range != nullptr ? range->quality : 0;
 }
 
-bool Accept::wantsEventStream() const {
-    Range const* const stream = find(EVENT_STREAM_TYPE);
-    if (stream == nullptr || stream->subtype == "*" || stream->quality == 0) {
+bool Accept::prefers(std::string_view mediaType) const {
+    Range const* const wanted = find(mediaType);
+    if (wanted == nullptr || wanted->subtype == "*" || wanted->quality == 0) {
         return false;
     }
     return std::none_of(ranges_.begin(), ranges_.end(),
-                        [stream](const Range& range) { return range.quality > stream->quality; });
+                        [wanted](const Range& range) { return range.quality > wanted->quality; });
 }
 
 std::optional<std::string> Accept::mimeType() const {

@@ -21,9 +21,8 @@ public:
     /// Returns the quality of a media type, from 0 (not accepted) to 1000. Of the ranges that
     /// match, the most specific one applies.
     int qualityOf(std::string_view mediaType) const;
-    /// Returns whether the client wants a stream of events: it names the type, and no other type
-    /// with a higher quality.
-    bool wantsEventStream() const;
+    /// Returns whether the client names the media type, and no other type with a higher quality.
+    bool prefers(std::string_view mediaType) const;
     /// Returns the mime type for `$accept`; nothing if any type is as good as the default. Of JSON,
     /// the binary format and plain text it is the one with the highest quality, in this order. If
     /// none of them is accepted, it is the type with the highest quality that the client names.

@@ -13,6 +13,7 @@
 #include "OutOfMemory.h"
 #include "foreign/EventText.h"
 #include "foreign/JsonText.h"
+#include "foreign/Page.h"
 #include "foreign/Replies.h"
 #include "foreign/StatusTexts.h"
 #include "kova/core/Path.h"
@@ -190,8 +191,11 @@ MHD_Result ForeignExchange::dispatch(char const* method) {
                                  std::to_string(daemon_.terms().options.bodyBytes) + " bytes"),
                      true);
     }
-    const std::variant<ForeignCall, HttpReply> call =
-        toCall({method, target_, fields_, std::exchange(body_, nullptr)});
+    const HttpRequest request{method, target_, fields_, std::exchange(body_, nullptr)};
+    if (const std::optional<HttpReply> page = toPageReply(request)) {
+        return queue(*page, false);
+    }
+    const std::variant<ForeignCall, HttpReply> call = toCall(request);
     if (const auto* const refused = std::get_if<HttpReply>(&call)) {
         return queue(*refused, false);
     }

@@ -43,18 +43,6 @@ HttpReply refuseMethod() {
     return reply;
 }
 
-// Returns all values of a list field, with commas between them.
-std::string joinedField(const Fields& fields, std::string_view name) {
-    std::string list;
-    for (const Field& field : fields) {
-        if (equalsIgnoringCase(field.name, name)) {
-            list += list.empty() ? "" : ", ";
-            list += field.value;
-        }
-    }
-    return list;
-}
-
 using Header = Request::Header;
 
 // Returns the header tree of the request. It is null if there are no entries.
@@ -193,7 +181,7 @@ kit::Result<Pieces> split(const HttpRequest& request) {
 }
 
 ForeignCall::Answer answerOf(bool isRetrieval, bool isWatch, const Accept& accept) {
-    if (isWatch || accept.wantsEventStream()) {
+    if (isWatch || accept.prefers(EVENT_STREAM_TYPE)) {
         return ForeignCall::Answer::events;
     }
     return isRetrieval ? ForeignCall::Answer::firstValue : ForeignCall::Answer::lastValue;
@@ -208,6 +196,17 @@ std::optional<std::string_view> findField(const Fields& fields, std::string_view
         }
     }
     return std::nullopt;
+}
+
+std::string joinedField(const Fields& fields, std::string_view name) {
+    std::string list;
+    for (const Field& field : fields) {
+        if (equalsIgnoringCase(field.name, name)) {
+            list += list.empty() ? "" : ", ";
+            list += field.value;
+        }
+    }
+    return list;
 }
 
 std::variant<ForeignCall, HttpReply> toCall(const HttpRequest& request) {

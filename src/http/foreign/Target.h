@@ -11,7 +11,7 @@
 namespace kova::http::detail {
 
 /// The largest number of paths that one event stream watches.
-constexpr std::size_t MAX_WATCHES = 64;
+constexpr std::size_t MAX_WATCHES = 128;
 
 /// A resource that a request target names.
 struct Destination {

@@ -20,7 +20,7 @@ class AcceptedList : public ::testing::TestWithParam<Chosen> {};
 TEST_P(AcceptedList, SelectsMimeTypeAndStream) {
     const Accept accept(GetParam().list);
     EXPECT_EQ(accept.mimeType().value_or(""), GetParam().mimeType);
-    EXPECT_EQ(accept.wantsEventStream(), GetParam().isStream);
+    EXPECT_EQ(accept.prefers("text/event-stream"), GetParam().isStream);
 }
 
 INSTANTIATE_TEST_SUITE_P(
