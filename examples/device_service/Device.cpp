@@ -1,5 +1,7 @@
 #include "Device.h"
 
+#include <unistd.h>
+
 #include <filesystem>
 #include <fstream>
 
@@ -94,8 +96,19 @@ Device::Device(const DeviceOptions& options)
     kit::ServiceBuilder builder;
     builder.name("device").version(options.versions.back());
     builder.mount("/about", about_).mount("/clock", clock_).mount("/scan", scan_);
-    builder.mount("/store", store_).mount("/system", system_).mount("/volume", volume_).inspect();
+    builder.mount("/store", store_).mount("/system", system_).mount("/volume", volume_);
+    builder.inspect(inspection());
     service_ = builder.build();
+}
+
+kit::InspectionOptions Device::inspection() const {
+    kit::InspectionOptions inspection;
+    inspection.metrics = [metrics = metrics_] { return metrics.text(); };
+    inspection.isAllowed = [overTcp = options_.inspectsOverTcp](const kit::Peer& peer) {
+        const bool isOwn = peer.uid == static_cast<long>(::geteuid()) || peer.uid == 0;
+        return isOwn || (overTcp && peer.address.rfind("127.0.0.1:", 0) == 0);
+    };
+    return inspection;
 }
 
 // Serves a value that a file contains.

@@ -8,6 +8,8 @@
 #include <vector>
 
 #include "kova/kit/Document.h"
+#include "kova/kit/Inspection.h"
+#include "kova/kit/Metrics.h"
 #include "kova/kit/Observable.h"
 #include "kova/kit/Polled.h"
 #include "kova/kit/Resource.h"
@@ -40,6 +42,8 @@ struct DeviceOptions {
     std::vector<std::string> versions = {"1.0.2", "1.2.1", "2.0.0"};
     /// The folder with the files of procfs: "" for the real ones, another one for a test.
     std::string root = {};
+    /// Allows all users of this machine to inspect the service ("/.kova") over TCP.
+    bool inspectsOverTcp = false;
 };
 
 /// The service of this machine: its facts, a clock, a stored document, a volume, scans of folders,
@@ -50,6 +54,8 @@ public:
     explicit Device(const DeviceOptions& options);
 
     kova::kit::Service& service() { return *service_; }
+    /// Returns the metrics that the inspection shows.
+    const kova::kit::MetricsRegistry& metrics() const { return metrics_; }
 
     /// The number of requests that can wait for a time of the clock.
     static constexpr unsigned WAITERS = 16;
@@ -58,7 +64,10 @@ private:
     template <typename T>
     void serveFact(const std::string& name, const std::string& file, T (*read)(std::istream&));
 
+    kova::kit::InspectionOptions inspection() const;
+
     const DeviceOptions options_;
+    const kova::kit::MetricsRegistry metrics_;
     std::vector<std::string> facts_;
     /// The values that are read while clients watch them.
     std::vector<std::shared_ptr<void>> polled_;

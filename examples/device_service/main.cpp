@@ -9,6 +9,8 @@
 
 #include "Device.h"
 #include "kova/http/Endpoint.h"
+#include "kova/kit/Chain.h"
+#include "kova/kit/Middleware.h"
 #include "kova/kit/StopSignals.h"
 
 namespace {
@@ -32,6 +34,8 @@ void describe(CLI::App& app, Options& options) {
     app.add_option("--interval", options.interval, "milliseconds between the values of a stream")
         ->check(CLI::Range(1U, 3600000U));
     app.add_option("--port", options.port, "of 127.0.0.1; 0 is a free one");
+    app.add_flag("--inspect", options.device.inspectsOverTcp,
+                 "let all users of this machine inspect the service at the port");
     app.footer(R"(
 The service is also registered as kova:/device, over a Unix socket.
 
@@ -44,7 +48,8 @@ The exit status is
 
 void printCommands(const kova::http::Endpoint& local, const kova::http::Endpoint& web) {
     const std::string url = "http://" + web.address().substr(std::strlen("tcp:"));
-    std::cout << "Serving this machine until Ctrl-C. Try in another terminal:\n"
+    std::cout << "Serving this machine until Ctrl-C. Open " << url
+              << "/ in a browser, or try in another terminal:\n"
               << "  curl --unix-socket " << local.address().substr(std::strlen("unix:"))
               << " http://localhost/system/memory\n"
               << "  curl -i -X PUT --json '{\"level\": 55}' " << url << "/volume\n"
@@ -57,8 +62,12 @@ void printCommands(const kova::http::Endpoint& local, const kova::http::Endpoint
 void serve(const Options& options) {
     const kova::kit::StopSignals stop;  // before the first thread
     device::Device machine(options.device);
-    kova::http::Endpoint local(machine.service(), "kova:/device");
-    kova::http::Endpoint web(machine.service(), "tcp:127.0.0.1:" + std::to_string(options.port));
+    kova::kit::Chain api(machine.service());
+    api.use(kova::kit::metrics(machine.metrics()));
+    kova::http::Endpoint local(api, "kova:/device");
+    kova::http::EndpointOptions loopback;
+    loopback.inspectsOverTcp = options.device.inspectsOverTcp;
+    kova::http::Endpoint web(api, "tcp:127.0.0.1:" + std::to_string(options.port), loopback);
     printCommands(local, web);
     stop.wait();
     machine.service().stop(PATIENCE);  // ends the streams, for which the endpoints would wait

@@ -52,7 +52,7 @@ struct ForeignCall {
 /// Returns the first value of a field, or nothing.
 std::optional<std::string_view> findField(const Fields& fields, std::string_view name);
 
-/// Returns all values of a list field, with commas between them; "" if there is none.
+/// Returns all values of a list field, with commas between them; "" if the field is missing.
 std::string joinedField(const Fields& fields, std::string_view name);
 
 /// Returns the request that a request of HTTP means, or the answer that refuses it.
