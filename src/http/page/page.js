@@ -71,8 +71,8 @@ function show(value, depth = 0) {
 
 // A locator is "/path", or "/service$/path" where an endpoint has several services.
 function splitLocator(locator) {
-  const end = locator.indexOf('$');
-  return end < 0 ? ['', locator] : [locator.slice(0, end + 1), locator.slice(end + 1)];
+  const prefix = prefixes.find(each => locator.startsWith(each)) || '';
+  return [prefix, locator.slice(prefix.length)];
 }
 const encodePath = path => path.split('/').map(encodeURIComponent).join('/');
 function urlOf(locator) {
@@ -152,7 +152,7 @@ async function load() {
   const own = ++loaded;
   const root = await send('retrieve', '/');
   const several = /^the services of this endpoint are: (.+)$/.exec(root.status === 404 ? root.reason : '');
-  const names = several ? several[1].split(', ') : [''];
+  const names = prefixes = several ? several[1].split(', ') : [''];
   const found = new Map();
   let refusal = '', reached = root.status !== 0;
   for (const prefix of names) {
@@ -169,7 +169,6 @@ async function load() {
     }
   }
   if (own !== loaded || !reached) return;
-  prefixes = names;
   resources = found;
   inspected = refusal === '';
   notice(inspected ? '' : `Schemas, pending requests, metrics and trace levels are not available: ${refusal}`);
@@ -364,7 +363,7 @@ function alternatives(schema, form, path, label) {
     inner = editor(schema.anyOf[Number(input.value)], {...form, fields: form.fields}, path + ' ', 'value');
     place.replaceChildren(inner.node);
   };
-  input.onchange = build;
+  input.oninput = build;
   build();
   const fits = (each, value) => {
     const type = resolve(each, form.root).type;
@@ -404,14 +403,15 @@ function member(schema, form, path, name, isRequired) {
       set: value => { if (value !== undefined) inner.set(value); }};
   }
   const box = el('input', {type: 'checkbox', ariaLabel: `include ${name}`});
-  box.onchange = () => { if (box.checked) build(); else place.replaceChildren(el('bdi', {className: 'hint'}, `${name} (left out)`)); };
-  box.onchange();
+  const included = el('label', {className: 'hint'}, box, ' set');
+  box.oninput = () => { if (box.checked) build(); else place.replaceChildren(el('bdi', {className: 'hint'}, name)); };
+  box.oninput();
   const set = value => {
     box.checked = value !== undefined;
-    box.onchange();
+    box.oninput();
     if (box.checked) inner.set(value);
   };
-  return {name, node: el('div', {className: 'optional'}, box, place), isIncluded: () => box.checked, json: () => inner.json(), set};
+  return {name, node: el('div', {className: 'optional'}, included, place), isIncluded: () => box.checked, json: () => inner.json(), set};
 }
 // The elements of an array, or the entries of a map.
 function list(schema, form, path, label, isMap, size) {
@@ -587,7 +587,7 @@ function readPanel(context, operation) {
     status.textContent = answer.ok ? String(answer.status) : `${answer.status || ''} ${answer.reason}`;
     status.className = answer.ok ? '' : 'bad';
     if (!answer.ok) return;
-    output.replaceChildren(...(answer.text === undefined ? [] : [show(answer.value), rawText(answer), childLinks(context, answer.value)]));
+    output.replaceChildren(...(answer.text === undefined ? [] : [show(answer.value), rawText(answer), ...childLinks(context, answer.value)]));
     for (const set of context.forms) set(answer.value);
   }
   const watchButton = button('Watch', () => toggle(), {className: 'watch'});
@@ -618,8 +618,8 @@ function childLinks(context, value) {
   const isList = !context.hasSchemas && Array.isArray(value) && value.length > 0 && value.length <= ROWS &&
     value.every(each => typeof each === 'string' && each !== '' && !each.includes('/'));
   const base = context.parameters.locator().replace(/\/$/, '');
-  return isList ? el('ul', {ariaLabel: 'Resources below'}, ...value.map(each =>
-    el('li', {}, el('a', {href: hashOf(base + '/' + each)}, el('bdi', {}, base + '/' + each))))) : undefined;
+  return isList ? [el('ul', {ariaLabel: 'Resources below'}, ...value.map(each =>
+    el('li', {}, el('a', {href: hashOf(base + '/' + each)}, el('bdi', {}, base + '/' + each)))))] : [];
 }
 function writePanel(context, command, operation) {
   const {parameters} = context;
@@ -812,16 +812,20 @@ function paintWatch(own) {
   // A status that is read out changes only with the state, not with each value.
   setText(own.status, own.state);
   if (!own.count) return;
-  setText(own.output, short(last));
   const names = numbersIn(last);
   own.canvas.hidden = names.length === 0;
   own.member.hidden = names.length < 2;
   own.log.hidden = !own.canvas.hidden;
-  if (own.canvas.hidden) return paintLog(own);
+  if (own.canvas.hidden) {
+    setText(own.output, short(last));
+    return paintLog(own);
+  }
   if (names.length > 1 && own.member.options.length !== names.length) {
     own.member.replaceChildren(...names.map(name => el('option', {value: name}, name)));
   }
-  paintChart(own, names.length > 1 ? own.member.value : names[0]);
+  const name = names.length > 1 ? own.member.value : names[0];
+  setText(own.output, short(name ? memberOf(last, name) : last));
+  paintChart(own, name);
 }
 function paintLog(own) {
   const added = Math.min(own.count - own.logged, own.values.length, ENTRIES);
@@ -846,8 +850,9 @@ function paintChart(own, name) {
   draw.strokeStyle = ink;
   draw.lineWidth = 1.5;
   draw.beginPath();
+  const steps = Math.max(points.length, POINTS / 4) - 1;
   points.forEach((value, i) => {
-    const x = own.width - 2 - (points.length - 1 - i) * (own.width - 4) / (POINTS - 1);
+    const x = own.width - 2 - (points.length - 1 - i) * (own.width - 4) / steps;
     const y = high === low ? height / 2 : height - 4 - (value - low) / (high - low) * (height - 8);
     if (i) draw.lineTo(x, y); else draw.moveTo(x, y);
   });
