@@ -25,13 +25,14 @@ protected:
         serve(file);
     }
 
-    void serve(const std::string& store) {
+    void serve(const std::string& store, bool inspectsOverTcp = false) {
         device.reset();
         DeviceOptions options;
         options.storeFile = store;
         options.interval = std::chrono::milliseconds(1);
         options.versions = {"1.0.2", "2.0.0"};
         options.root = folder.path();
+        options.inspectsOverTcp = inspectsOverTcp;
         device.emplace(options);
     }
     /// Sends a request and waits for its end. Returns its events.

@@ -12,6 +12,7 @@
 
 #include "DeviceFixture.h"
 #include "kova/kit/Describe.h"
+#include "kova/kit/Peer.h"
 
 namespace device {
 namespace {
@@ -194,6 +195,23 @@ TEST_F(DeviceTest, ScanCountsTheFilesBelowAFolder) {
     ASSERT_EQ(answer->values().size(), 3U) << "two reports of progress";
     EXPECT_EQ(answer->values()[0].getStatusCode(), 298);
     EXPECT_EQ(answer->values()[2].getStatusCode(), 200);
+}
+
+// The inspection
+
+TEST_F(DeviceTest, InspectionIsForTheOwnUserUnlessAllUsersOfTheMachineAreAllowed) {
+    const kova::kit::Peer local{-1, -1, -1, "127.0.0.1:41034"};
+    const kova::kit::Peer remote{-1, -1, -1, "192.0.2.1:41034"};
+    const auto codeFor = [this](const kova::kit::Peer& peer) {
+        const kova::kit::PeerScope scope(peer);
+        return ask("retrieve", "/.kova/metrics")->code();
+    };
+    EXPECT_EQ(codeFor(kova::kit::Peer::self()), 200);
+    EXPECT_EQ(codeFor(local), 403);
+    serve(file, true);
+    EXPECT_EQ(codeFor(kova::kit::Peer::self()), 200);
+    EXPECT_EQ(codeFor(local), 200);
+    EXPECT_EQ(codeFor(remote), 403);
 }
 
 // The end

@@ -85,6 +85,25 @@ TEST_F(ProgramTest, PrintedCommandsWork) {
                 testing::MatchesRegex("\"20.*\"\n\"20.*\"\n"));
 }
 
+TEST_F(ProgramTest, PortShowsAPageAndWithAnOptionTheInspection) {
+    for (bool const isInspected : {false, true}) {
+        Arguments arguments = serving;
+        arguments.insert(arguments.begin(), isInspected ? 1U : 0U, "--inspect");
+        Program service(folder.path(), arguments);
+        commandsOf(service);
+        std::smatch url;
+        const std::string output = service.output();
+        ASSERT_TRUE(std::regex_search(output, url, std::regex("Open (http://\\S+/) in a browser")));
+        EXPECT_THAT(
+            outputOf("curl -s --compressed -H 'Accept: text/html' " + url.str(1), "</html>"),
+            HasSubstr("<title>kova</title>"));
+        EXPECT_THAT(outputOf("curl -s " + url.str(1) + ".kova/version", "}"),
+                    HasSubstr(isInspected ? "\"name\":\"device\"" : "\"status\":403"));
+        EXPECT_THAT(outputOf("curl -s " + url.str(1) + ".kova/metrics", "_total{"),
+                    HasSubstr(isInspected ? "kova_requests_total" : "\"status\":403"));
+    }
+}
+
 TEST_F(ProgramTest, CommandsOfTheTourWork) {
     Program service(folder.path(), serving);
     commandsOf(service);
@@ -184,7 +203,8 @@ TEST_F(ProgramTest, StartFailsIfTheServiceNameOrThePortIsInUse) {
 TEST_F(ProgramTest, HelpDescribesTheOptions) {
     Program program(folder.path(), {"--help"});
     EXPECT_EQ(program.wait(), SERVED);
-    for (char const* const word : {"--store", "--interval", "--port", "kova:/device"}) {
+    for (char const* const word :
+         {"--store", "--interval", "--port", "--inspect", "kova:/device"}) {
         EXPECT_THAT(program.output(), HasSubstr(word));
     }
 }
