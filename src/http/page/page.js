@@ -147,6 +147,7 @@ let prefixes = [''];
 let resources = new Map();  // locator or template -> {locator, operations: {command: operation} or null}
 let inspected = true;
 let loaded = 0;
+let shown = '';             // the resources that the tree shows, as JSON
 
 async function load() {
   const own = ++loaded;
@@ -175,6 +176,10 @@ async function load() {
   const version = inspected ? await send('retrieve', prefixes[0] + '/.kova/version') : {};
   byId('service').textContent = version.ok ? `${version.value.name} ${version.value.version}` : location.host;
   document.title = byId('service').textContent + ' - kova';
+  // What a user has typed is kept if the service offers the same as before.
+  const offer = toJson([...found]);
+  if (offer === shown) return;
+  shown = offer;
   showTree();
   route();
 }

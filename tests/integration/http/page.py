@@ -314,6 +314,8 @@ class PageTest(PageCase):
 
     def test_lost_connection_is_shown_and_streams_continue(self):
         self.open("/level")
+        self.wait(lambda: self.input("value").get_attribute("value") != "", "the form has the value")
+        self.type("value", "typed")
         self.press("Watch")
         self.wait_text("article output", str(self.service.request("/level")))
         self.service.stop()
@@ -324,6 +326,7 @@ class PageTest(PageCase):
         self.service.request("/level", "PUT", 77)
         self.wait_text("article output", "77")
         self.wait_text("article", "live")
+        self.assertEqual(self.input("value").get_attribute("value"), "typed")
 
     def test_hostile_names_and_values_are_text(self):
         names = [item.text for item in self.all("[role=treeitem]")]
