@@ -93,6 +93,11 @@ if(TARGET kova_tool)
     set(kova_manual ${PROJECT_BINARY_DIR}/kova.1.gz)
   endif()
   install(FILES ${kova_manual} DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT tools)
+  # The folders in which bash-completion and Debian's zsh look for the completion of a program.
+  install(FILES ${PROJECT_SOURCE_DIR}/src/tool/completion/kova.bash RENAME kova
+    DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions COMPONENT tools)
+  install(FILES ${PROJECT_SOURCE_DIR}/src/tool/completion/_kova
+    DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/vendor-completions COMPONENT tools)
 endif()
 
 # The CMake package.

@@ -6,6 +6,7 @@
 #include <exception>
 #include <utility>
 
+#include "Completion.h"
 #include "ExitStatus.h"
 #include "Report.h"
 #include "Words.h"
@@ -69,24 +70,51 @@ int exitOf(const CLI::App& app, const CLI::ParseError& error, const Context& con
     return DONE;
 }
 
-}  // namespace
-
-int runProgram(std::vector<std::string> arguments, Context& context) {
-    CLI::App app(SUMMARY, "kova");
-    std::string colours = "auto";
+// Adds the options and the words of the program.
+void addAll(CLI::App& app, std::string& colours, Words& words) {
     app.add_option("--color", colours, "colours: auto, always or never [auto]")
         ->check(CLI::IsMember({"auto", "always", "never"}))
         ->type_name("WHEN");
     app.set_version_flag("--version", "kova " KOVA_VERSION);
     app.footer(FOOTER);
     app.require_subcommand(1);
-    Words words(app);
     addRequests(words);
     addWatch(words);
     addServices(words);
     addResources(words);
     addInspection(words);
     addPayloads(words);
+}
+
+// Returns whether the arguments are "complete -- WORDS...", with which the scripts for shells ask
+// for candidates. It is not a word of the parser, because WORDS can be anything.
+bool isCompletion(const std::vector<std::string>& arguments) {
+    return arguments.size() >= 2 && arguments[0] == "complete" && arguments[1] == "--";
+}
+
+}  // namespace
+
+std::vector<std::string> completionsOf(const std::vector<std::string>& arguments,
+                                       const Context& context) {
+    CLI::App app(SUMMARY, "kova");
+    std::string colours;
+    Words words(app);
+    addAll(app, colours, words);
+    return candidatesFor(app, arguments, context);
+}
+
+int runProgram(std::vector<std::string> arguments, Context& context) {
+    if (isCompletion(arguments)) {
+        arguments.erase(arguments.begin(), arguments.begin() + 2);
+        for (const std::string& candidate : completionsOf(arguments, context)) {
+            context.out.stream << candidate << '\n';
+        }
+        return DONE;
+    }
+    CLI::App app(SUMMARY, "kova");
+    std::string colours = "auto";
+    Words words(app);
+    addAll(app, colours, words);
     try {
         std::reverse(arguments.begin(), arguments.end());  // the order that the parser wants
         app.parse(std::move(arguments));

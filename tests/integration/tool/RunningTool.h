@@ -14,6 +14,11 @@
 
 namespace kova::test {
 
+/// The words of a program other than kova.
+struct Command {
+    std::vector<std::string> words;
+};
+
 /// The program kova as a process. Its standard output and standard error are pipes, or the same
 /// pseudo-terminal.
 class RunningTool {
@@ -52,6 +57,17 @@ public:
             become(words);
         }
     }
+    /// Starts another program at a terminal.
+    RunningTool(Command command, unsigned short columns) {
+        winsize size{};
+        size.ws_col = columns;
+        size.ws_row = 24;
+        child_ = ::forkpty(&output_, nullptr, nullptr, &size);
+        if (child_ == 0) {
+            ::setenv("TERM", "xterm", 1);
+            exec(std::move(command.words));
+        }
+    }
     ~RunningTool() {
         for (const int descriptor : {input_, output_, errors_}) {
             if (descriptor >= 0) {
@@ -70,6 +86,10 @@ public:
     void writeInput(const std::string& text) {
         EXPECT_EQ(::write(input_, text.data(), text.size()), static_cast<ssize_t>(text.size()));
         ::close(std::exchange(input_, -1));
+    }
+    /// Types a text at the terminal.
+    void type(const std::string& text) const {
+        EXPECT_EQ(::write(output_, text.data(), text.size()), static_cast<ssize_t>(text.size()));
     }
     /// Closes the reading end of standard output.
     void closeOutput() { ::close(std::exchange(output_, -1)); }
@@ -97,13 +117,18 @@ public:
 
 private:
     [[noreturn]] static void become(const std::vector<std::string>& words) {
-        std::vector<char const*> all = {"sh", "-c", "exec " KOVA_TOOL " \"$@\"", "sh"};
-        for (const std::string& word : words) {
-            all.push_back(word.c_str());
+        std::vector<std::string> all = {"/bin/sh", "-c", "exec " KOVA_TOOL " \"$@\"", "sh"};
+        all.insert(all.end(), words.begin(), words.end());
+        exec(std::move(all));
+    }
+    [[noreturn]] static void exec(std::vector<std::string> words) {
+        std::vector<char*> all;
+        for (std::string& word : words) {
+            all.push_back(word.data());
         }
         all.push_back(nullptr);
         ::signal(SIGPIPE, SIG_DFL);
-        ::execv("/bin/sh", const_cast<char**>(all.data()));
+        ::execvp(all[0], all.data());
         ::_exit(127);
     }
     static bool readMore(int descriptor, std::string& text) {
