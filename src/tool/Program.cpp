@@ -84,6 +84,7 @@ void addAll(CLI::App& app, std::string& colours, Words& words) {
     addResources(words);
     addInspection(words);
     addPayloads(words);
+    addShell(words);
 }
 
 // Returns whether the arguments are "complete -- WORDS...", with which the scripts for shells ask

@@ -65,6 +65,7 @@ void addServices(Words& words);
 void addResources(Words& words);
 void addInspection(Words& words);
 void addPayloads(Words& words);
+void addShell(Words& words);
 /// @}
 
 }  // namespace kova::tool

@@ -89,7 +89,7 @@ TEST_F(ToolsDocumentTest, CommandsPrintWhatTheDocumentSays) {
             ++rows;
         }
     }
-    EXPECT_EQ(rows, 28U);
+    EXPECT_EQ(rows, 29U);
 }
 
 }  // namespace

@@ -117,6 +117,14 @@ protected:
         ::close(std::exchange(input_[1], ::dup(interrupt_[1])));
     }
 
+    /// Makes a file with the text standard input.
+    void setInput(const std::string& text) {
+        test::writeFile(folder / "input", text);
+        const int file = ::open((folder / "input").c_str(), O_RDONLY | O_CLOEXEC);
+        EXPECT_EQ(::dup2(file, input_[0]), input_[0]);
+        ::close(file);
+    }
+
     test::Watchdog watchdog{"a word runs"};
     test::TemporaryFolder folder;
     const std::string address = "unix:" + folder / "s";
