@@ -85,6 +85,7 @@ void addAll(CLI::App& app, std::string& colours, Words& words) {
     addInspection(words);
     addPayloads(words);
     addShell(words);
+    addBench(words);
 }
 
 // Returns whether the arguments are "complete -- WORDS...", with which the scripts for shells ask

@@ -48,6 +48,8 @@ public:
 
     /// Returns the client.
     kit::Client& client() noexcept { return client_; }
+    /// Returns the service behind the client, whose answers come on a thread of the connection.
+    IKovaApi& service() noexcept { return *service_; }
     /// Returns the loop that runs the callbacks.
     CallLoop& loop() noexcept { return loop_; }
 

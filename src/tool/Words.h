@@ -66,6 +66,7 @@ void addResources(Words& words);
 void addInspection(Words& words);
 void addPayloads(Words& words);
 void addShell(Words& words);
+void addBench(Words& words);
 /// @}
 
 }  // namespace kova::tool
