@@ -51,8 +51,8 @@ void showChoices(const std::vector<std::string>& choices) {
     if (choices.size() > MOST_CHOICES) {
         text += "and " + std::to_string(choices.size() - MOST_CHOICES) + " more\n";
     }
-    std::fputs(text.c_str(), stdout);
-    std::fflush(stdout);
+    static_cast<void>(std::fputs(text.c_str(), stdout));
+    static_cast<void>(std::fflush(stdout));
 }
 
 }  // namespace
@@ -60,7 +60,7 @@ void showChoices(const std::vector<std::string>& choices) {
 struct LineEditor::Parts {
     // Reads a character for libedit: 1, or 0 if there will be none.
     int readCharacter(wchar_t& character);
-    unsigned char completeAtCursor();
+    unsigned char completeAtCursor() const;
     void save() const;
 
     static Parts& of(EditLine* editor) {
@@ -106,7 +106,7 @@ int LineEditor::Parts::readCharacter(wchar_t& character) {
     }
 }
 
-unsigned char LineEditor::Parts::completeAtCursor() {
+unsigned char LineEditor::Parts::completeAtCursor() const {
     LineInfo const* const line = el_line(editor.get());
     const LineCompletion completion = complete(std::string(line->buffer, line->cursor));
     if (!completion.choices.empty()) {
@@ -138,7 +138,7 @@ void LineEditor::Parts::save() const {
     }
     HistEvent event{};
     ::history(history.get(), &event, H_SAVE_FP, stream);
-    std::fclose(stream);
+    static_cast<void>(std::fclose(stream));
 }
 
 LineEditor::LineEditor(int interrupt, std::string historyFile, Complete complete)
@@ -147,7 +147,7 @@ LineEditor::LineEditor(int interrupt, std::string historyFile, Complete complete
     parts.interrupt = interrupt;
     parts.file = std::move(historyFile);
     parts.complete = std::move(complete);
-    std::setlocale(LC_CTYPE, "C.UTF-8");  // libedit converts characters with it
+    static_cast<void>(std::setlocale(LC_CTYPE, "C.UTF-8"));  // libedit converts characters with it
     parts.history.reset(history_init());
     parts.editor.reset(el_init("kova", stdin, stdout, stderr));
     HistEvent event{};
