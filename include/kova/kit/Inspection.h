@@ -22,8 +22,10 @@ namespace kova::kit {
 /// | "metrics" | retrieve | the text of `InspectionOptions::metrics`, as plain text |
 /// | "trace" | retrieve, update | the trace channels: `ChannelView`, `TraceLevel` |
 /// | "version" | retrieve | `VersionView` |
+/// | "monitor" | retrieve, as a stream | the requests that end: `MonitoredRequests` |
+/// | "monitor/events" | retrieve, as a stream | requests and answers: `MonitoredEvents` |
 ///
-/// The types of the values are in `InspectionViews.h`. If a peer is not allowed to inspect the
+/// The types of the values are in `InspectionViews.h` and `MonitorViews.h`. If a peer is not allowed to inspect the
 /// service, each of its requests is answered with 403.
 struct InspectionOptions {
     /// Returns whether a peer is allowed to inspect the service. If the function is null, the

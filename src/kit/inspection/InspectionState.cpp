@@ -115,7 +115,9 @@ std::shared_ptr<Exchange> InspectionState::serve(Incoming incoming) {
 std::vector<MountInfo> InspectionState::otherMounts() const {
     std::vector<MountInfo> mounts = service_->mounts();
     mounts.erase(std::remove_if(mounts.begin(), mounts.end(),
-                                [](const MountInfo& mount) { return mount.path == MOUNT; }),
+                                [](const MountInfo& mount) {
+                                    return mount.path == MOUNT || mount.path == Monitor::MOUNT;
+                                }),
                  mounts.end());
     return mounts;
 }

@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "inspection/Monitor.h"
 #include "kova/kit/Inspection.h"
 #include "kova/kit/InspectionViews.h"
 #include "kova/kit/Resource.h"
@@ -35,13 +36,16 @@ public:
     /// the requests.
     void attach(const Service& service) noexcept;
     std::vector<Operation> operations() const override { return paths_.operations(); }
+    /// Returns whether the peer is allowed to inspect the service. Called on any thread.
+    bool isAllowed(const Peer& peer) const;
+    /// Returns the monitor of the service.
+    Monitor& monitor() const noexcept { return *monitor_; }
 
 protected:
     std::shared_ptr<Exchange> serve(Incoming incoming) override;
 
 private:
     void addPaths();
-    bool isAllowed(const Peer& peer) const;
     std::vector<MountInfo> otherMounts() const;
     std::vector<MountView> resources() const;
     std::vector<PendingView> pending(const Ask& ask) const;
@@ -50,6 +54,7 @@ private:
     Result<TraceChange> setLevel(const TraceLevel& wanted);
 
     const InspectionOptions options_;
+    const std::shared_ptr<Monitor> monitor_ = std::make_shared<Monitor>();
     Service const* service_ = nullptr;
     std::chrono::steady_clock::time_point begun_;
     std::mutex mutex_;

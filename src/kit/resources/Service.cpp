@@ -209,6 +209,10 @@ Service::~Service() {
 
 void* Service::actionRequest(const Request& request,
                              std::unique_ptr<IResponseHandler<Response>>&& handler) {
+    if (parts_->inspection && parts_->inspection->monitor().isWatched()) {
+        return parts_->calls->actionRequest(
+            request, parts_->inspection->monitor().observe(request, std::move(handler)));
+    }
     return parts_->calls->actionRequest(request, std::move(handler));
 }
 
@@ -306,6 +310,19 @@ ServiceBuilder& ServiceBuilder::inspect(InspectionOptions options) {
     return *this;
 }
 
+namespace {
+
+void addInspection(detail::ServiceParts& parts) {
+    const std::shared_ptr<detail::InspectionState> inspection = parts.inspection;
+    parts.mounts[detail::InspectionState::MOUNT].served = inspection;
+    MountEntry& monitor = parts.mounts[detail::Monitor::MOUNT];
+    monitor.served = std::make_shared<detail::HandlerState>(inspection->monitor().makeHandler(
+        [inspection](const Peer& peer) { return inspection->isAllowed(peer); }));
+    monitor.isOwned = true;
+}
+
+}  // namespace
+
 std::unique_ptr<Service> ServiceBuilder::build() {
     auto parts = std::exchange(parts_, std::make_unique<detail::ServiceParts>());
     if (parts->mounts.count("/") == 0) {
@@ -315,7 +332,7 @@ std::unique_ptr<Service> ServiceBuilder::build() {
     CallsOptions options;
     options.awaitsRelease = true;  // a mount releases the handler of each request that has ended
     if (parts->inspection) {
-        parts->mounts[detail::InspectionState::MOUNT].served = parts->inspection;
+        addInspection(*parts);
         options.keepsClientId = true;
     }
     StaticComposedKovaServiceImpl::Handlers handlers;
