@@ -27,20 +27,26 @@ int pollTime(const std::optional<CallLoop::Clock::time_point>& until) {
 
 CallLoop::Reason CallLoop::run(const std::function<bool()>& condition,
                                std::optional<Clock::time_point> until) {
-    return runUntil(interrupt_, condition, until);
+    return runUntil(interrupt_, output_, condition, until);
 }
 
 void CallLoop::finish(const std::function<bool()>& condition, milliseconds limit) {
-    runUntil(-1, condition, Clock::now() + limit);
+    runUntil(-1, -1, condition, Clock::now() + limit);
 }
 
-CallLoop::Reason CallLoop::runUntil(int interrupt, const std::function<bool()>& condition,
+CallLoop::Reason CallLoop::runUntil(int interrupt, int output,
+                                    const std::function<bool()>& condition,
                                     std::optional<Clock::time_point> until) {
     while (!condition()) {
-        std::array<pollfd, 2> descriptors{{{loop_.fd(), POLLIN, 0}, {interrupt, POLLIN, 0}}};
+        // Without events, `poll` reports the errors of the output only.
+        std::array<pollfd, 3> descriptors{
+            {{loop_.fd(), POLLIN, 0}, {interrupt, POLLIN, 0}, {output, 0, 0}}};
         ::poll(descriptors.data(), descriptors.size(), pollTime(until));
         if (descriptors[1].revents != 0) {
             return Reason::interrupted;
+        }
+        if ((descriptors[2].revents & (POLLERR | POLLHUP)) != 0) {
+            return Reason::unread;
         }
         loop_.runReady();
         if (until && Clock::now() >= *until) {

@@ -8,8 +8,8 @@
 
 namespace kova::tool {
 
-/// Runs the callbacks of requests on the main thread, until a condition holds, a time has passed or
-/// Ctrl-C was pressed.
+/// Runs the callbacks of requests on the main thread, until a condition holds, a time has passed,
+/// Ctrl-C was pressed or nobody reads the output.
 ///
 /// Not synchronized: the thread that created the loop calls every function. Callbacks run only
 /// inside `run` and `finish`, so they use the variables of this thread without a lock.
@@ -24,11 +24,12 @@ class CallLoop {
 public:
     using Clock = std::chrono::steady_clock;
     /// The reason for which `run` returned.
-    enum class Reason { holds, interrupted, timedOut };
+    enum class Reason { holds, interrupted, timedOut, unread };
 
     /// Creates the loop. `interrupt` is a descriptor that is readable from the first Ctrl-C on, or
-    /// -1.
-    explicit CallLoop(int interrupt) : interrupt_(interrupt) {}
+    /// -1. `output` is a descriptor that others read, or -1. `run` returns `unread` when nobody
+    /// reads it any more, so that a program in front of `head` does not wait for its next value.
+    explicit CallLoop(int interrupt, int output = -1) : interrupt_(interrupt), output_(output) {}
 
     /// Returns the executor for the callbacks.
     const kit::Executor& executor() const noexcept { return loop_; }
@@ -40,10 +41,11 @@ public:
     void finish(const std::function<bool()>& condition, std::chrono::milliseconds limit);
 
 private:
-    Reason runUntil(int interrupt, const std::function<bool()>& condition,
+    Reason runUntil(int interrupt, int output, const std::function<bool()>& condition,
                     std::optional<Clock::time_point> until);
 
     const int interrupt_;
+    const int output_;
     kit::Loop loop_;
 };
 

@@ -32,6 +32,8 @@ struct Context {
     int input = 0;
     /// A descriptor that is readable from the first Ctrl-C on. -1 for none.
     int interrupt = -1;
+    /// The descriptor of standard output, to notice that nobody reads it. -1 for none.
+    int output = -1;
 };
 
 }  // namespace kova::tool

@@ -8,6 +8,7 @@ namespace kova::tool {
 enum ExitStatus : int {
     DONE = 0,           ///< Every request was answered.
     OUTPUT_FAILED = 1,  ///< Standard output or a file cannot be written.
+    DIFFERENT = 1,      ///< Two recordings differ.
     MISUSED = 2,        ///< The command line or a payload in it is not valid.
     NO_SERVICE = 3,     ///< There is no service at the address, or the connection was lost.
     REFUSED = 4,        ///< The service answered with a code from 400 to 499.

@@ -1,8 +1,8 @@
 #include "JsonLine.h"
 
 #include <cstdint>
-#include <limits>
 
+#include "StoredPayload.h"
 #include "kova/kit/Fields.h"
 #include "kova/kit/Tree.h"
 
@@ -20,12 +20,6 @@ KOVA_FIELDS(OtherBytes, type, bytes)
 bool isStructured(const Payload& payload) {
     return payload.getMimeType() == mimetypes::JSON_TYPE ||
            payload.getMimeType() == mimetypes::AXOBIN_TYPE;
-}
-
-kit::Limits unlimited() {
-    kit::Limits limits;
-    limits.elements = limits.textBytes = std::numeric_limits<std::size_t>::max();
-    return limits;
 }
 
 kit::Result<Payload> toJson(const Payload& payload) {

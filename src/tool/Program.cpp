@@ -22,7 +22,7 @@ http://HOST:PORT/PATH), or a path of the service that --to or KOVA_SERVICE names
 
 The exit status is
   0    every request was answered
-  1    the output cannot be written
+  1    the output cannot be written; or recordings differ
   2    the command line or a payload in it is not valid
   3    there is no service, or the connection was lost
   4    the service answered with a code from 400 to 499
@@ -86,6 +86,9 @@ void addAll(CLI::App& app, std::string& colours, Words& words) {
     addPayloads(words);
     addShell(words);
     addBench(words);
+    addMonitor(words);
+    addRecord(words);
+    addReplay(words);
 }
 
 // Returns whether the arguments are "complete -- WORDS...", with which the scripts for shells ask

@@ -67,6 +67,9 @@ void addInspection(Words& words);
 void addPayloads(Words& words);
 void addShell(Words& words);
 void addBench(Words& words);
+void addMonitor(Words& words);
+void addRecord(Words& words);
+void addReplay(Words& words);
 /// @}
 
 }  // namespace kova::tool

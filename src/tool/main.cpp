@@ -35,8 +35,8 @@ int main(int argc, char** argv) try {
     kova::headers::setAgt("");          // the token of the environment
     const kova::kit::StopSignals stop;  // before the first thread
     kova::tool::Context context{screenOf(std::cout, STDOUT_FILENO),
-                                screenOf(std::cerr, STDERR_FILENO), STDIN_FILENO,
-                                stop.descriptor()};
+                                screenOf(std::cerr, STDERR_FILENO), STDIN_FILENO, stop.descriptor(),
+                                STDOUT_FILENO};
     int status = kova::tool::runProgram(std::vector<std::string>(argv + 1, argv + argc), context);
     if (!std::cout.flush() && status == kova::tool::DONE) {
         std::cerr << "kova: cannot write to standard output\n";

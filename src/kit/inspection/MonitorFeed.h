@@ -76,6 +76,11 @@ private:
             empty.first = feed_.next_;
             return makeChange<ValueChange<Batch>>(std::move(empty));
         }
+        // Sends what waits, so that the position is behind all requests that have ended before.
+        Result<std::shared_ptr<Change>> read() override {
+            feed_.send();
+            return std::shared_ptr<Change>();
+        }
         void watched() override { feed_.begin(); }
         std::vector<Operation> operations(const Hub& /*hub*/) const override {
             return {{std::string(command::retrieve), "", nullptr, &schemaOf<Batch>, true}};
@@ -99,10 +104,10 @@ private:
         }
         isWatched_.store(true, std::memory_order_release);
     }
-    static void onAlarm(void* user) {
-        MonitorFeed& self = *static_cast<MonitorFeed*>(user);
-        const std::lock_guard<std::mutex> guard(self.mutex_);
-        self.sendLocked();
+    static void onAlarm(void* user) { static_cast<MonitorFeed*>(user)->send(); }
+    void send() {
+        const std::lock_guard<std::mutex> guard(mutex_);
+        sendLocked();
     }
     // The hub only queues the batch; threads of the kit encode and deliver it.
     void sendLocked() {

@@ -168,7 +168,7 @@ int Watch::run() {
     if (const ExitStatus status = openSessions(); status != DONE) {
         return status;
     }
-    CallLoop loop(context_.interrupt);
+    CallLoop loop(context_.interrupt, context_.output);
     for (Stream& stream : streams_) {
         start(stream, loop);
     }
@@ -195,6 +195,8 @@ void Watch::end(CallLoop::Reason reason) {
     }
     if (reason == CallLoop::Reason::interrupted) {
         status_ = INTERRUPTED;
+    } else if (reason == CallLoop::Reason::unread) {
+        status_ = OUTPUT_FAILED;
     } else if (reason == CallLoop::Reason::timedOut && (options_.count != 0 || values_ == 0)) {
         printError(context_, std::to_string(values_) + " values within " +
                                  std::to_string(options_.timeout.count()) + " ms");
