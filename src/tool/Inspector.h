@@ -30,6 +30,8 @@ public:
     /// Returns the status of the first failure, which is reported on standard error. `DONE` if
     /// nothing has failed.
     ExitStatus status() const noexcept { return status_; }
+    /// Sets the status if nothing has failed before. For failures that are reported elsewhere.
+    void note(ExitStatus status) noexcept { status_ = status_ == DONE ? status : status_; }
     /// Returns the answer to a request for a path below "/.kova", or nothing if it fails.
     std::optional<Payload> ask(std::string_view command, const std::string& path,
                                const kit::Result<Payload>& body = Payload());

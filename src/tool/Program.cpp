@@ -45,6 +45,12 @@ bool hasColours(const Screen& screen, const std::string& option) {
     return screen.isTerminal && variable("NO_COLOR").empty() && variable("TERM") != "dumb";
 }
 
+// Returns whether a word is missing or unknown, and not an option wrong.
+bool isAboutWords(const CLI::ParseError& error) {
+    return dynamic_cast<const CLI::RequiredError*>(&error) != nullptr ||
+           dynamic_cast<const CLI::ExtrasError*>(&error) != nullptr;
+}
+
 // Prints the reason of a usage error and what to do next.
 int misusedBy(const CLI::App& app, const CLI::ParseError& error, const Context& context) {
     const std::vector<CLI::App*> words = app.get_subcommands();
@@ -52,6 +58,8 @@ int misusedBy(const CLI::App& app, const CLI::ParseError& error, const Context& 
     if (!words.empty()) {
         const std::string command = "kova " + words[0]->get_name() + " --help";
         printError(context, error.what(), "'" + command + "' shows the options, and examples");
+    } else if (!isAboutWords(error)) {
+        printError(context, error.what(), "'kova --help' shows the options, and the words");
     } else if (!unknown.empty()) {
         printError(context, "'" + unknown[0] + "' is not a word of kova",
                    "'kova --help' lists the words");
@@ -73,7 +81,11 @@ int exitOf(const CLI::App& app, const CLI::ParseError& error, const Context& con
 // Adds the options and the words of the program.
 void addAll(CLI::App& app, std::string& colours, Words& words) {
     app.add_option("--color", colours, "colours: auto, always or never [auto]")
-        ->check(CLI::IsMember({"auto", "always", "never"}))
+        ->check([](const std::string& text) {
+            return text == "auto" || text == "always" || text == "never"
+                       ? std::string()
+                       : "'" + text + "' is not auto, always or never";
+        })
         ->type_name("WHEN");
     app.set_version_flag("--version", "kova " KOVA_VERSION);
     app.footer(FOOTER);

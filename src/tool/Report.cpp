@@ -44,7 +44,7 @@ std::string adviceFor(ExitStatus status, unsigned short code, const Target& targ
 
 void printError(const Context& context, const std::string& text, const std::string& advice) {
     std::ostream& stream = context.err.stream;
-    stream << coloured(context.err, Colour::red, "kova:") << ' ' << visible(text, true) << '\n';
+    stream << coloured(context.err, Colour::red, "kova:") << ' ' << visible(text) << '\n';
     if (!advice.empty()) {
         stream << "      " << visible(advice) << '\n';
     }

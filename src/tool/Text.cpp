@@ -48,11 +48,12 @@ Character decode(std::string_view text) noexcept {
                                                                      : Character{number, size};
 }
 
-// Returns whether a terminal obeys the character: C0, DEL, C1, and the marks of bidirectional text,
-// which change the order of what follows.
+// Returns whether a terminal obeys the character: C0, DEL, C1, the separators of lines and
+// paragraphs, and the marks of bidirectional text, which change the order of what follows.
 bool isControl(std::uint32_t number) noexcept {
-    return number < 0x20 || (number >= 0x7F && number < 0xA0) ||
-           (number >= 0x202A && number <= 0x202E) || (number >= 0x2066 && number <= 0x2069);
+    return number < 0x20 || (number >= 0x7F && number < 0xA0) || number == 0x061C ||
+           number == 0x200E || number == 0x200F || (number >= 0x2028 && number <= 0x202E) ||
+           (number >= 0x2066 && number <= 0x2069);
 }
 
 struct Range {

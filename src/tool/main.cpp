@@ -1,4 +1,5 @@
 // The program kova.
+#include <fcntl.h>
 #include <sys/ioctl.h>
 #include <unistd.h>
 
@@ -28,9 +29,20 @@ Screen screenOf(std::ostream& stream, int descriptor) {
             }};
 }
 
+// Opens /dev/null for each closed standard descriptor; a socket or a file would get its number, and
+// the output of the program would be written into it. Writing fails, as it does without this.
+void openStandardDescriptors() {
+    for (int descriptor = STDIN_FILENO; descriptor <= STDERR_FILENO; ++descriptor) {
+        if (::fcntl(descriptor, F_GETFD) < 0) {
+            static_cast<void>(::open("/dev/null", O_RDONLY));  // the lowest free number
+        }
+    }
+}
+
 }  // namespace
 
 int main(int argc, char** argv) try {
+    openStandardDescriptors();
     std::ios::sync_with_stdio(false);
     kova::headers::setAgt("");          // the token of the environment
     const kova::kit::StopSignals stop;  // before the first thread

@@ -56,7 +56,7 @@ void addDocument(Words& words, char const* name, char const* summary,
     addWord(words, name, summary, examples,
             [path = std::string(name)](const Context& context, Inspector& inspector) {
                 if (const auto payload = inspector.ask(kit::command::retrieve, path)) {
-                    printPayload(context, *payload, {});
+                    inspector.note(printPayload(context, *payload, {}));
                 }
             });
 }
@@ -109,7 +109,7 @@ int setLevel(const Context& context, const ServiceOptions& options, const std::s
     return withInspector(context, options, [&](Inspector& inspector) {
         const auto answer = inspector.ask(kit::command::update, "trace", kit::toPayload(*level));
         if (answer) {
-            printPayload(context, *answer, {});
+            inspector.note(printPayload(context, *answer, {}));
         }
     });
 }

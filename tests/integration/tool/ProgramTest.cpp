@@ -101,8 +101,29 @@ TEST_F(ProgramTest, WatchEndsWhenItsOutputIsClosed) {
     RunningTool tool(at({"watch", "/level"}, playerText));
     tool.awaitOutput("30\n");
     tool.closeOutput();
-    level.set(31);
-    EXPECT_EQ(tool.wait(), -SIGPIPE);
+    EXPECT_EQ(tool.wait(), 1);
+}
+
+TEST_F(ProgramTest, ClosedStandardDescriptorsStayUnused) {
+    const auto statusOf = [](const std::string& command) {
+        return WEXITSTATUS(std::system(command.c_str()));
+    };
+    const std::string get = KOVA_TOOL " get --to '" + playerText + "' /level";
+    EXPECT_EQ(statusOf(get + " <&- >'" + folder / "out" + "' 2>&-"), 0);
+    EXPECT_EQ(readFile(folder / "out"), "30\n");
+    EXPECT_EQ(statusOf(get + " >&- 2>'" + folder / "errors" + "'"), 1);
+    EXPECT_EQ(readFile(folder / "errors"), "kova: cannot write to standard output\n");
+    EXPECT_EQ(statusOf(get + " <&- >&- 2>&-"), 1);
+}
+
+TEST_F(ProgramTest, RequestsCarryTheToken) {
+    const std::string command =
+        "ZEL_CONFIG_KOVA_AGT=secret " KOVA_TOOL " get --to '" + heldText + "' /token";
+    held.onRequest = [this](std::size_t number) { held.answer(number); };
+    EXPECT_EQ(WEXITSTATUS(std::system(command.c_str())), 0);
+    std::string token;
+    EXPECT_FALSE(held.request(1).getHeaderValue("$auth-token").get(token));
+    EXPECT_EQ(token, "secret");
 }
 
 TEST_F(ProgramTest, ManualPageHasAllWords) {

@@ -44,6 +44,16 @@ TEST_F(ProgramTest, UsageErrorsSayWhatToDoNext) {
     EXPECT_EQ(out, "");
 }
 
+TEST_F(ProgramTest, UnknownColourIsNamed) {
+    for (const std::vector<std::string>& words :
+         {std::vector<std::string>{"--color", "bad"}, {"--color", "bad", "ls"}}) {
+        EXPECT_EQ(run(words), MISUSED);
+        EXPECT_THAT(err, StartsWith("kova: --color: 'bad' is not auto, always or never\n"));
+    }
+    EXPECT_EQ(run({"--color"}), MISUSED);
+    EXPECT_THAT(err, HasSubstr("--color"));
+}
+
 TEST_F(ProgramTest, ColoursNeedATerminalThatIsNotDumb) {
     const char* const former = std::getenv("TERM");
     const std::string terminal = former == nullptr ? "" : former;

@@ -18,6 +18,7 @@ TEST(TextTest, ColoursNeedAScreenThatHasThem) {
 TEST(TextTest, ControlCharactersAreReplaced) {
     EXPECT_EQ(visible("a\x1b[2Jb"), "a\uFFFD[2Jb");
     EXPECT_EQ(visible("a\u0085\u202Eb"), "a\uFFFD\uFFFDb");
+    EXPECT_EQ(visible("\u061C\u200E\u200F\u2028\u2029"), "\uFFFD\uFFFD\uFFFD\uFFFD\uFFFD");
     EXPECT_EQ(visible("a\nb\tc\r"), "a\uFFFDb\uFFFDc\uFFFD");
     EXPECT_EQ(visible("a\nb\tc\r", true), "a\nb\tc\uFFFD");
 }

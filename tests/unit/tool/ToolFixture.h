@@ -21,6 +21,7 @@
 #include "kova/kit/Observable.h"
 #include "kova/kit/Resource.h"
 #include "kova/kit/Service.h"
+#include "kova/kit/Stream.h"
 #include "support/HeldService.h"
 #include "support/TemporaryFolder.h"
 #include "support/Watchdog.h"
@@ -62,6 +63,9 @@ public:
             service_->cancelRequest(handle);
         }
     }
+
+    /// Returns the pending requests of the service without those below "/held".
+    std::vector<kit::CallInfo> pending() const { return service_->pending(); }
 
     kit::Observable<int> level{30};
     test::HeldService held;

@@ -66,6 +66,19 @@ TEST_F(InspectionTest, LevelsThatAreNotNumbersAreUsageErrors) {
     EXPECT_THAT(err, HasSubstr("level: expected 0 to 7, found 9"));
 }
 
+TEST_F(InspectionTest, PayloadThatIsNotValidIsAnError) {
+    test::HeldService other;
+    http::Endpoint otherEndpoint{other, "unix:" + folder / "other"};
+    other.onRequest = [&other](std::size_t number) {
+        other.answer(number, Response(200, Payload::createFromRaw(
+                                               reinterpret_cast<unsigned char const*>("\xFF"), 1,
+                                               mimetypes::AXOBIN_TYPE)));
+    };
+    EXPECT_EQ(run({"openapi", "--to", otherEndpoint.address()}), FAILED);
+    EXPECT_EQ(run({"trace", "--to", otherEndpoint.address(), "a=1"}), FAILED);
+    EXPECT_EQ(out, "");
+}
+
 TEST_F(InspectionTest, MissingServiceGivesExitStatusThree) {
     for (char const* word : {"openapi", "metrics", "pending", "trace"}) {
         EXPECT_EQ(run({word, "--to", "unix:" + folder / "none", "--deadline", "0"}), NO_SERVICE);
