@@ -16,7 +16,7 @@ namespace kova::tool {
 namespace {
 
 // The time in which a service sends what it has reported.
-constexpr std::chrono::seconds DRAIN_LIMIT(2);
+constexpr std::chrono::seconds DRAIN_LIMIT(10);
 
 ExitStatus report(const Context& context, const Target& target, const kit::End& end) {
     const unsigned short code = end.error().code;
@@ -56,7 +56,8 @@ KOVA_FIELDS(Position, first)
 
 // Reads what the service has reported until now: asks for the current position of the stream, and
 // reads up to it.
-void drain(Session& session, CallLoop& loop, const MonitorReading& reading) {
+void drain(Session& session, CallLoop& loop, const MonitorReading& reading,
+           const std::optional<kit::End>& end) {
     std::optional<std::uint64_t> position;
     bool isOver = false;
     kit::CallDraft draft =
@@ -72,8 +73,8 @@ void drain(Session& session, CallLoop& loop, const MonitorReading& reading) {
     kit::Subscription call = draft.start();
     loop.finish([&] { return isOver; }, DRAIN_LIMIT);
     call.reset();
-    if (position && reading.position() != 0) {
-        loop.finish([&] { return reading.position() >= *position || reading.hasEnough(); },
+    if (position) {
+        loop.finish([&] { return end || reading.position() >= *position || reading.hasEnough(); },
                     DRAIN_LIMIT);
     }
 }
@@ -110,7 +111,7 @@ MonitorEnd readMonitor(const Context& context, const MonitorReading& reading) {
         loop.run([&] { return end || reading.hasEnough() || !context.out.stream; }, until);
     if (!end && (result.reason == CallLoop::Reason::interrupted ||
                  result.reason == CallLoop::Reason::timedOut)) {
-        drain(**session, loop, reading);
+        drain(**session, loop, reading, end);
     }
     call.reset();
     if (end && !reading.hasEnough()) {

@@ -123,11 +123,8 @@ private:
                             return true;
                         });
         }
-        // A watcher that is added between these lines calls `begin` later.
-        isWatched_.store(false, std::memory_order_release);
-        if (stream_.isWatched()) {
-            isWatched_.store(true, std::memory_order_release);
-        }
+        // A watcher that is added from here on calls `begin` afterwards, which waits for the mutex.
+        isWatched_.store(stream_.isWatched(), std::memory_order_release);
     }
 
     const FeedLimits limits_;
