@@ -147,7 +147,7 @@ std::string shown(char sign, const std::string& text) {
 }
 
 // Returns the request that corresponds to `asked`: the first one, or an equal one that overlaps it
-// in time. Null if there is none.
+// in time. Returns null if no request corresponds.
 Asked* partnerOf(const Asked& asked, std::vector<Asked>& group) {
     Asked* first = nullptr;
     for (Asked& other : group) {

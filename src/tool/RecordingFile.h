@@ -29,9 +29,9 @@ struct RecordedEvent {
     std::string path;  ///< see `command`
     /// The code of a value or an error.
     unsigned short code = 0;
-    /// The header as JSON; "" if there is none.
+    /// The header as JSON; "" without a header.
     std::string header;
-    /// The payload; empty if there is none, without bytes if they were left out.
+    /// The payload; empty without a payload, without bytes if they were left out.
     Payload payload;
     /// The number of bytes that were left out.
     std::uint64_t omitted = 0;

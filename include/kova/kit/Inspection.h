@@ -25,8 +25,8 @@ namespace kova::kit {
 /// | "monitor" | retrieve, as a stream | the requests that end: `MonitoredRequests` |
 /// | "monitor/events" | retrieve, as a stream | requests and answers: `MonitoredEvents` |
 ///
-/// The types of the values are in `InspectionViews.h` and `MonitorViews.h`. If a peer is not allowed to inspect the
-/// service, each of its requests is answered with 403.
+/// The types of the values are in `InspectionViews.h` and `MonitorViews.h`. If a peer is not
+/// allowed to inspect the service, each of its requests is answered with 403.
 struct InspectionOptions {
     /// Returns whether a peer is allowed to inspect the service. If the function is null, the
     /// effective user of the process and root are allowed. Several threads that send requests may
