@@ -2,6 +2,8 @@
 
 #include <gmock/gmock.h>
 
+#include <future>
+#include <memory>
 #include <string>
 
 #include "kova/kit/Fields.h"
@@ -95,16 +97,19 @@ TEST_F(BenchTest, RequestsWithoutAnAnswerAreReported) {
 }
 
 TEST_F(BenchTest, InterruptPrintsWhatWasMeasured) {
-    held.onRequest = [this](std::size_t number) {
+    const auto interrupted = std::make_shared<std::promise<void>>();
+    held.onRequest = [this, interrupted](std::size_t number) {
         if (number < 5) {
             held.answer(number, Response(200, Payload::createFromJSON("1")));
         } else {
             interrupt();
+            interrupted->set_value();
         }
     };
     EXPECT_EQ(runAt({"bench", "/held", "--duration", "1h"}), INTERRUPTED);
     EXPECT_EQ(result().answered, 3U);
     EXPECT_EQ(result().open, 1U);
+    interrupted->get_future().wait();  // the thread of the service no longer uses the pipe
 }
 
 TEST_F(BenchTest, TerminalShowsATable) {
