@@ -19,9 +19,7 @@ protected:
     /// service has a watcher. Returns the exit status.
     int runWhile(std::vector<std::string> words, const std::function<void()>& function) {
         std::thread sender([&] {
-            while (!hasMonitor(true)) {
-                std::this_thread::yield();
-            }
+            awaitMonitor();
             function();
         });
         const int status = runAt(std::move(words));
@@ -30,6 +28,12 @@ protected:
             std::this_thread::yield();
         }
         return status;
+    }
+    /// Waits until the service has a watcher.
+    void awaitMonitor() const {
+        while (!hasMonitor(true)) {
+            std::this_thread::yield();
+        }
     }
     /// Sends a request, and waits for its end.
     void ask(const std::string& command, const std::string& path, const std::string& json = "") {

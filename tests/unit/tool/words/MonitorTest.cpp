@@ -2,24 +2,24 @@
 
 #include <gmock/gmock.h>
 
-#include <map>
-#include <set>
+#include <algorithm>
+#include <atomic>
+#include <ostream>
 #include <sstream>
+#include <streambuf>
 #include <string>
+#include <thread>
 #include <vector>
 
-#include "kova/kit/Values.h"
 #include "tool/MonitorFixture.h"
 
 namespace kova::tool {
 namespace {
 
-using testing::EndsWith;
 using testing::HasSubstr;
 using testing::MatchesRegex;
 using testing::Not;
 using testing::StartsWith;
-using Line = std::map<std::string, Payload>;
 
 class MonitorTest : public MonitorFixture {
 protected:
@@ -118,16 +118,45 @@ TEST_F(MonitorTest, GlobThatIsMalformedIsAUsageError) {
     EXPECT_THAT(err, StartsWith("kova: --path: "));
 }
 
+// An output that counts the lines, so that another thread can wait for them.
+class LineCounter : public std::streambuf {
+public:
+    std::atomic<long> lines{0};
+    std::string text;
+
+protected:
+    std::streamsize xsputn(char const* bytes, std::streamsize size) override {
+        text.append(bytes, static_cast<std::size_t>(size));
+        lines += std::count(bytes, bytes + size, '\n');
+        return size;
+    }
+    int_type overflow(int_type byte) override {
+        const char c = traits_type::to_char_type(byte);
+        xsputn(&c, 1);
+        return byte;
+    }
+};
+
 TEST_F(MonitorTest, EachOfTenThousandRequestsIsShownOnce) {
-    EXPECT_EQ(runWhile({"monitor", "--path", "/level", "--count", "10000"},
-                       [this] {
-                           for (int i = 0; i < 10000; ++i) {
-                               ask("retrieve", "/level");
-                           }
-                       }),
+    LineCounter counter;
+    std::ostream output(&counter);
+    std::ostringstream errors;
+    std::thread sender([&] {
+        awaitMonitor();
+        for (long i = 1; i <= 10000; ++i) {
+            ask("retrieve", "/level");
+            while (i % 500 == 0 && counter.lines < i) {  // the transport keeps 256 KiB
+                std::this_thread::yield();
+            }
+            watchdog.progress();
+        }
+    });
+    Context context{{output}, {errors}};
+    EXPECT_EQ(runProgram({"monitor", address, "--path", "/level", "--count", "10000"}, context),
               DONE);
-    EXPECT_EQ(lines().size(), 10000U);
-    EXPECT_THAT(out, Not(HasSubstr("lost")));
+    sender.join();
+    EXPECT_EQ(counter.lines, 10000);
+    EXPECT_THAT(counter.text, Not(HasSubstr("lost")));
 }
 
 }  // namespace
