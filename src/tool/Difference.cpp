@@ -147,10 +147,15 @@ std::string shown(char sign, const std::string& text) {
 }
 
 // Returns the request that corresponds to `asked`: the first one, or an equal one that overlaps it
-// in time. Returns null if no request corresponds.
-Asked* partnerOf(const Asked& asked, std::vector<Asked>& group) {
+// in time. Returns null if no request corresponds. `unpaired` is the index of the first request
+// that may be unpaired.
+Asked* partnerOf(const Asked& asked, std::vector<Asked>& group, std::size_t& unpaired) {
+    while (unpaired < group.size() && group[unpaired].isPaired) {
+        ++unpaired;
+    }
     Asked* first = nullptr;
-    for (Asked& other : group) {
+    for (std::size_t i = unpaired; i < group.size(); ++i) {
+        Asked& other = group[i];
         if (other.isPaired) {
             continue;
         }
@@ -169,8 +174,9 @@ Asked* partnerOf(const Asked& asked, std::vector<Asked>& group) {
 class Comparison {
 public:
     void compare(std::vector<Asked>& first, std::vector<Asked>& second) {
+        std::size_t unpaired = 0;
         for (Asked& asked : first) {
-            Asked* const partner = partnerOf(asked, second);
+            Asked* const partner = partnerOf(asked, second, unpaired);
             if (partner == nullptr) {
                 addAlone(asked, "first", '-');
                 continue;

@@ -71,11 +71,15 @@ void drain(Session& session, CallLoop& loop, const MonitorReading& reading,
     };
     draft.onEnd = [&isOver](const kit::End&) { isOver = true; };
     kit::Subscription call = draft.start();
-    loop.finish([&] { return isOver; }, DRAIN_LIMIT);
+    const auto until = CallLoop::Clock::now() + DRAIN_LIMIT;
+    const auto rest = [until] {
+        return std::chrono::ceil<std::chrono::milliseconds>(until - CallLoop::Clock::now());
+    };
+    loop.finish([&] { return isOver; }, rest());
     call.reset();
     if (position) {
         loop.finish([&] { return end || reading.position() >= *position || reading.hasEnough(); },
-                    DRAIN_LIMIT);
+                    rest());
     }
 }
 

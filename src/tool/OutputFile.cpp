@@ -19,6 +19,13 @@ bool OutputFile::open() {
                                : ::open(name_.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC,
                                         S_IRUSR | S_IWUSR);
     error_ = descriptor_ < 0 ? errno : 0;
+    struct stat status {};
+    // The file may have existed with other rights.
+    if (!hasFailed() &&
+        (::fstat(descriptor_, &status) != 0 || (name_ != "-" && S_ISREG(status.st_mode) &&
+                                                ::fchmod(descriptor_, S_IRUSR | S_IWUSR) != 0))) {
+        error_ = errno;
+    }
     return !hasFailed();
 }
 

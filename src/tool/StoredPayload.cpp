@@ -28,20 +28,16 @@ Payload payloadOf(const std::string& bytes, const std::string& type) {
                                   bytes.size(), type);
 }
 
-/// What is read of a line to find out whether JSON reads back unchanged.
+/// What is read of a line to find out whether JSON reads back unchanged. It is nested like the
+/// payload in a line.
 struct Probe {
     Payload json;
 };
 KOVA_FIELDS(Probe, json)
-
-bool readsBack(std::string_view json) {
-    if (json.empty() || json.find_first_of("\r\n") != std::string_view::npos) {
-        return false;
-    }
-    const auto probe = kit::fromPayload<Probe>(
-        Payload::createFromJSON("{\"json\":" + std::string(json) + "}"), unlimited());
-    return probe && bytesOf(probe->json) == json;
-}
+struct LineProbe {
+    Probe payload;
+};
+KOVA_FIELDS(LineProbe, payload)
 
 std::array<int, 256> valuesOfDigits() {
     std::array<int, 256> values{};
@@ -53,6 +49,15 @@ std::array<int, 256> valuesOfDigits() {
 }
 
 }  // namespace
+
+bool readsBack(std::string_view json) {
+    if (json.empty() || json.find_first_of("\r\n") != std::string_view::npos) {
+        return false;
+    }
+    const auto probe = kit::fromPayload<LineProbe>(
+        Payload::createFromJSON("{\"payload\":{\"json\":" + std::string(json) + "}}"), unlimited());
+    return probe && bytesOf(probe->payload.json) == json;
+}
 
 kit::Limits unlimited() {
     kit::Limits limits;

@@ -367,6 +367,7 @@ void ClientState::onStreamClosed(ClientStream& stream) {
 
 // The stream is not sent before `onChange`.
 void ClientState::onStreamLost(ClientStream& stream) {
+    hasLostUnanswered_ = hasLostUnanswered_ || !stream.hasValue();
     stream.beginAgain();
     waiting_.emplace(stream.handle, &stream);
 }
@@ -402,7 +403,7 @@ void ClientState::onConnectionClosed(ClientConnection& connection, const std::st
         disconnectedSince_ = Clock::now();
     }
     std::vector<Stream> lost = takeStreamsOf(connection);
-    const bool hadValues = repeat(lost);
+    const bool hadValues = repeat(lost) && !std::exchange(hasLostUnanswered_, false);
     if (connection.hasReceived() && hadValues) {
         dialer_.forgetDelay();
     }

@@ -110,6 +110,7 @@ private:
     // Used only by the thread of the loop:
     std::unordered_map<std::uint64_t, Stream> streams_;
     std::map<std::uint64_t, ClientStream*> waiting_;  ///< the streams that are not sent yet
+    bool hasLostUnanswered_ = false;  ///< a repeated stream without a value, by GOAWAY
     std::vector<std::unique_ptr<ClientConnection>> connections_;
     ClientConnection* current_ = nullptr;  ///< the connection for new requests
     Clock::time_point disconnectedSince_;  ///< when the latest connection was lost

@@ -246,6 +246,9 @@ std::vector<kit::CallInfo> EndpointState::stop(Limit limit) {
     const TimePoint drained = Clock::now() + limit.value_or(std::chrono::milliseconds(0));
     loop_->post([self = shared_from_this()] { self->beginStop(); });
     waitUntil(drained, [this] { return hasBegunToStop_ && requests_ == 0; });
+    // Clients are told that the endpoint stops before their requests end: so those that repeat
+    // requests know that they may.
+    waitUntil(Clock::now() + SETTLE_LIMIT, [this] { return hasBegunToStop_; });
     std::vector<kit::CallInfo> stuck = endRequests(limit.has_value());
     if (!stuck.empty()) {
         return stuck;

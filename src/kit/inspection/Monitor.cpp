@@ -143,6 +143,9 @@ private:
         send(std::move(event));
     }
     void report(char const* kind, const Response* response) const {
+        if (!monitor_->events_.isWatched()) {
+            return;
+        }
         MonitoredEvent event = eventOf(kind);
         if (response != nullptr) {
             event.code = response->getStatusCode();

@@ -41,7 +41,7 @@ private:
     class Observation;
 
     MonitorFeed<MonitoredRequests, MonitoredRequest, &MonitoredRequests::requests> requests_{
-        {256, std::size_t{256} * 1024, 256}};
+        {256, std::size_t{64} * 1024, 256}};
     MonitorFeed<MonitoredEvents, MonitoredEvent, &MonitoredEvents::events> events_{FeedLimits()};
     std::atomic<std::uint64_t> lastId_{0};
 };

@@ -21,9 +21,9 @@ namespace kova::kit::detail {
 /// The bounds of a feed.
 struct FeedLimits {
     /// The maximum number of items in a batch. The number of bytes after which a batch is sent; an
-    /// item may exceed it.
+    /// item may exceed it. Several batches fit into the queue of an endpoint.
     std::size_t items = 256;
-    std::size_t bytes = std::size_t{1024} * 1024;  ///< see `items`
+    std::size_t bytes = std::size_t{64} * 1024;  ///< see `items`
     /// The number of batches that may wait for a watcher. If there are more, the oldest is dropped.
     std::size_t batches = 64;
     /// The time for which an item waits for others. Each batch wakes two threads, which would take

@@ -104,6 +104,10 @@ void Recorder::write(const kit::MonitoredEvent& event) {
     if (!recorded || (recorded->kind != EventKind::request && open_.count(event.id) == 0)) {
         return;  // the request is older than the recording, or lost
     }
+    if (!recorded->header.empty() && !readsBack(recorded->header)) {
+        ++lost_;
+        return;
+    }
     omitted_ += recorded->omitted != 0 ? 1 : 0;
     if (recorded->isEnd()) {
         open_.erase(event.id);
@@ -130,7 +134,8 @@ int Recorder::finish(const MonitorEnd& end) {
                    "the recording is incomplete: " + std::to_string(lost_) +
                        " events were lost, and " + std::to_string(omitted_) +
                        " payloads were too long",
-                   "events are lost if the program is too slow; a payload has at most 4 MiB");
+                   "events are lost if the program is too slow, or if a header is nested too "
+                   "deeply; a payload has at most 4 MiB");
         return FAILED;
     }
     if (end.reason == CallLoop::Reason::timedOut && options_.count != 0) {

@@ -2,6 +2,7 @@
 #include "Replay.h"
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <memory>
 #include <stdexcept>
 #include <utility>
@@ -103,6 +104,18 @@ void warnOfLoss(const Context& context, const std::string& file, const Recording
     }
 }
 
+// Reports the requests that cannot be sent again.
+void warnOfOmissions(const Context& context, const std::string& file, const Recording& recording) {
+    const auto count = std::count_if(
+        recording.events.begin(), recording.events.end(), [](const RecordedEvent& event) {
+            return event.kind == EventKind::request && event.omitted != 0;
+        });
+    if (count != 0) {
+        printError(context, "'" + file + "' does not have the payloads of " +
+                                std::to_string(count) + " requests, which are not sent");
+    }
+}
+
 int finish(const Context& context, const ReplayWords& options, const Recording& recorded,
            const Recording& again, const Ignored& ignored) {
     if (!options.output.empty() && !write(context, options.output, again)) {
@@ -130,6 +143,7 @@ int replayFile(const Context& context, const ReplayWords& options) {
         return misused(context, recorded.error());
     }
     warnOfLoss(context, options.file, *recorded);
+    warnOfOmissions(context, options.file, *recorded);
     const std::string& service = options.to.empty() ? recorded->service : options.to;
     const auto target = Target::ofService(service);
     if (!target) {
