@@ -184,9 +184,7 @@ std::vector<WatcherInfo> Watchers::infos(std::int64_t now, bool incremental) con
     result.reserve(byId_.size());
     for (auto const* const list : {&idle_, &ready_, &busy_}) {
         for (const Watcher& watcher : *list) {
-            if (!watcher.isGone) {  // else it is deleted after its visit
-                result.push_back(infoOf(watcher, now, incremental));
-            }
+            result.push_back(infoOf(watcher, now, incremental));
         }
     }
     return result;
