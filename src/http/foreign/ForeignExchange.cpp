@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cstring>
 #include <exception>
+#include <functional>
 #include <new>
 #include <utility>
 
@@ -33,16 +34,30 @@ ForeignConnection& connectionOf(MHD_Connection* connection) {
         MHD_get_connection_info(connection, MHD_CONNECTION_INFO_SOCKET_CONTEXT)->socket_context);
 }
 
-// The fields of a request, and whether there was no memory for one.
+// The fields of a request, whether there was no memory for one, and whether a line of the header
+// was folded.
 struct CollectedFields {
     Fields fields;
     bool isIncomplete = false;
+    bool isFolded = false;
 };
+
+// Returns whether a field is on one line. libmicrohttpd 0.9.75 leaves the parts of a line where
+// they have arrived, the value behind the colon. It appends a line that begins with a blank to the
+// name of the field before, and moves the name or overwrites the value. So "Content-Length: 1" with
+// a folded line would count as a request without a body.
+bool isOnOneLine(char const* name, std::size_t nameSize, char const* value) noexcept {
+    char const* const behindColon = name + nameSize + 1;
+    return std::less_equal<>()(behindColon, value) &&
+           std::all_of(behindColon, value, [](char c) { return c == ' ' || c == '\t'; });
+}
 
 MHD_Result addField(void* collected, MHD_ValueKind, char const* name, std::size_t nameSize,
                     char const* value, std::size_t valueSize) noexcept {
     auto& result = *static_cast<CollectedFields*>(collected);
     try {
+        result.isFolded =
+            result.isFolded || (value != nullptr && !isOnOneLine(name, nameSize, value));
         result.fields.push_back(
             {std::string(name, nameSize), std::string(value == nullptr ? "" : value, valueSize)});
         return MHD_YES;
@@ -128,6 +143,9 @@ MHD_Result ForeignExchange::begin(std::string_view version) {
         throw std::bad_alloc();
     }
     fields_ = std::move(collected.fields);
+    if (collected.isFolded) {
+        return queue(refusal(statuscodes::BAD_REQUEST, "a line of the header is folded"), true);
+    }
     const kit::Result<Target> target = Target::parse(target_);
     if (target) {
         authority_ = target->authority;

@@ -476,6 +476,15 @@ INSTANTIATE_TEST_SUITE_P(
         RawRow{"GET /echo HTTP/1.1\r\nHost: a\r\nno colon\r\n\r\n" + NEXT, "400"},
         RawRow{std::string("GET /echo HTTP/1.1\r\nHost: a\r\nX\0: y\r\n\r\n", 39) + NEXT, "400"},
         RawRow{"PUT /echo HTTP/1.1\r\nHost: a\r\nContent-Length : 3\r\n\r\nabc" + NEXT, "400"},
+        RawRow{
+            "PUT /echo HTTP/1.1\r\nHost: a\r\nContent-Length: 3\r\nTransfer-Encoding:\r\n chunked"
+            "\r\n\r\n0\r\n" +
+                NEXT,
+            "400"},
+        RawRow{"PUT /echo HTTP/1.1\r\nHost: a\r\nContent-Length: 3\r\n 4\r\n\r\nabc" + NEXT, "400"},
+        RawRow{"PUT /echo HTTP/1.1\r\nHost: a\r\nContent-Length:\r\n\t3\r\n\r\nabc" + NEXT, "400"},
+        RawRow{"GET /echo HTTP/1.1\r\nHost: a\r\nX: y\r\n z\r\n\r\n" + NEXT, "400"},
+        RawRow{"GET /echo HTTP/1.1\r\nX: y\r\n \r\nHost: a\r\n\r\n" + NEXT, "400"},
         RawRow{"GET http://b/echo HTTP/1.1\r\n\r\n" + NEXT, "400"},
         RawRow{"nonsense\r\n\r\n", ""}));
 
