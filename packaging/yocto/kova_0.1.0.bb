@@ -7,7 +7,7 @@ SECTION = "libs"
 # The source tree states no licence.
 LICENSE = "CLOSED"
 
-DEPENDS = "fmt simdjson nettle nghttp2 libmicrohttpd"
+DEPENDS = "fmt simdjson nettle nghttp2 libmicrohttpd libedit"
 
 inherit cmake pkgconfig externalsrc
 
