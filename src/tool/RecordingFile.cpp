@@ -179,13 +179,13 @@ std::optional<RecordedEvent> RecordedEvent::of(const kit::MonitoredEvent& event,
 }
 
 std::string firstLineOf(const std::string& service, std::int64_t start) {
-    return "{\"kovaRecording\":" + std::to_string(Recording::VERSION) +
-           ",\"service\":" + jsonLineOf(service) + ",\"start\":\"" + utcText(start) + "\"}\n";
+    return "{\"kovaRecording\":" + std::to_string(Recording::VERSION) + R"(,"service":)" +
+           jsonLineOf(service) + R"(,"start":")" + utcText(start) + "\"}\n";
 }
 
 std::string lineOf(const RecordedEvent& event) {
-    std::string line = std::string("{\"event\":\"") + KINDS[static_cast<std::size_t>(event.kind)] +
-                       "\",\"id\":" + std::to_string(event.id) +
+    std::string line = std::string(R"({"event":")") + KINDS[static_cast<std::size_t>(event.kind)] +
+                       R"(","id":)" + std::to_string(event.id) +
                        ",\"us\":" + std::to_string(event.time);
     if (event.kind == EventKind::request) {
         line += ",\"command\":" + jsonLineOf(event.command) + ",\"path\":" + jsonLineOf(event.path);
@@ -205,7 +205,7 @@ std::string lineOf(const RecordedEvent& event) {
 }
 
 std::string lastLineOf(std::uint64_t events, std::uint64_t lost) {
-    return std::string("{\"event\":\"") + LAST + "\",\"events\":" + std::to_string(events) +
+    return std::string(R"({"event":")") + LAST + R"(","events":)" + std::to_string(events) +
            ",\"lost\":" + std::to_string(lost) + "}\n";
 }
 
@@ -237,8 +237,9 @@ std::string utcText(std::int64_t time) {
     std::tm parts{};
     ::gmtime_r(&seconds, &parts);
     std::array<char, 32> text{};
-    std::strftime(text.data(), text.size(), "%Y-%m-%dT%H:%M:%S.", &parts);
-    return text.data() + std::to_string(1'000'000 + time % 1'000'000).substr(1) + "Z";
+    const std::size_t size = std::strftime(text.data(), text.size(), "%Y-%m-%dT%H:%M:%S.", &parts);
+    return std::string(text.data(), size) + std::to_string(1'000'000 + time % 1'000'000).substr(1) +
+           "Z";
 }
 
 }  // namespace kova::tool

@@ -163,7 +163,7 @@ private:
         if (end.ok()) {
             report(EventKind::completed, sent, nullptr);
         } else if (sent.hasEnd) {
-            const Response error = end.response();
+            const Response& error = end.response();
             report(EventKind::failed, sent, &error);
         }
     }

@@ -55,7 +55,7 @@ bool readsBack(std::string_view json) {
         return false;
     }
     const auto probe = kit::fromPayload<LineProbe>(
-        Payload::createFromJSON("{\"payload\":{\"json\":" + std::string(json) + "}}"), unlimited());
+        Payload::createFromJSON(R"({"payload":{"json":)" + std::string(json) + "}}"), unlimited());
     return probe && bytesOf(probe->payload.json) == json;
 }
 
@@ -119,7 +119,7 @@ std::string storedLineOf(const Payload& payload) {
     if (!text.empty()) {
         return line + ",\"text\":" + text + "}";
     }
-    return line + ",\"base64\":\"" + toBase64(bytes) + "\"}";
+    return line + R"(,"base64":")" + toBase64(bytes) + "\"}";
 }
 
 std::string omittedLineOf(const std::string& type, std::uint64_t bytes) {
