@@ -199,7 +199,7 @@ std::vector<kit::MountView> mountsOf(const Target& target, const Context& contex
 
 void addPath(const std::string& before, const std::string& path, Candidates& candidates) {
     const std::string literal = path.substr(0, path.find('{'));
-    if (!literal.empty() && literal.find_first_not_of(HARMLESS) == std::string::npos) {
+    if (literal[0] == '/' && literal.find_first_not_of(HARMLESS) == std::string::npos) {
         candidates.insert(before + literal);
     }
 }

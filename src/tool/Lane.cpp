@@ -20,6 +20,7 @@ thread_local bool isSending = false;
 void LaneResult::add(const LaneResult& other) {
     latencies.add(other.latencies);
     answered += other.answered;
+    lastAnswer = std::max(lastAnswer, other.lastAnswer);
     for (const auto& [code, count] : other.errors) {
         errors[code] += count;
     }
@@ -87,7 +88,8 @@ Lane::Clock::time_point Lane::pump() {
 }
 
 void Lane::onEnd(Clock::time_point start, const Response* error) {
-    const auto latency = Clock::now() - start;
+    const Clock::time_point now = Clock::now();
+    const auto latency = now - start;
     {
         const std::lock_guard<std::mutex> guard(mutex_);
         --result_.open;
@@ -95,6 +97,7 @@ void Lane::onEnd(Clock::time_point start, const Response* error) {
             result_.latencies.add(static_cast<std::uint64_t>(
                 std::chrono::duration_cast<std::chrono::nanoseconds>(latency).count()));
             ++result_.answered;
+            result_.lastAnswer = now;
         } else if (exitStatusOf(kit::End(*error)) == NO_SERVICE) {
             isStopped_ = true;
             result_.lost = kit::End(*error).error().message;

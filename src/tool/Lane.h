@@ -35,6 +35,8 @@ struct LaneResult {
     Histogram latencies;
     /// The number of requests that were answered without an error.
     std::uint64_t answered = 0;
+    /// The time of the last answer.
+    LanePlan::Clock::time_point lastAnswer{};
     /// The number of errors by code.
     std::map<unsigned short, std::uint64_t> errors;
     /// The number of requests that were sent and have not ended.

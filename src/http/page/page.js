@@ -10,6 +10,10 @@ const ENTRIES = 50;        // values that a log shows
 const ROWS = 200;          // elements of an array or object that are shown
 const PAINT_INTERVAL = 500;
 const BEAT_INTERVAL = 3000;
+const COLUMNS = 50;        // columns of a table
+const MOST_WATCHES = 128;  // paths that a stream of the endpoint watches
+const RETRY_INTERVAL = 2000;
+const reading = new Set();  // the aborts of the reads that the current view shows
 const POLL_INTERVAL = 2000;
 
 // Returns an element with properties or attributes, and children. Strings become text nodes.
@@ -60,9 +64,9 @@ function show(value, depth = 0) {
       el('tr', {}, el('th', {scope: 'row'}, el('bdi', {}, key)), el('td', {}, show(each, depth + 1)))))), rest);
   }
   if (value.every(each => isObject(each) && !Array.isArray(each))) {
-    const keys = [...new Set(value.flatMap(each => Object.keys(each)))];
+    const keys = [...new Set(shown.flatMap(([, each]) => Object.keys(each)))].slice(0, COLUMNS);
     return el('div', {}, table(keys, shown.map(([, each]) =>
-      keys.map(key => key in each ? show(each[key], depth + 1) : ''))), rest);
+      keys.map(key => Object.hasOwn(each, key) ? show(each[key], depth + 1) : ''))), rest);
   }
   return el('div', {}, el('ol', {start: 0}, ...shown.map(([, each]) => el('li', {}, show(each, depth + 1)))), rest);
 }
@@ -583,9 +587,11 @@ function readPanel(context, operation) {
   async function read() {
     if (abort) abort.abort();
     const own = abort = new AbortController();
+    reading.add(own);
     cancel.disabled = false;
     status.textContent = 'reading';
     const answer = await send('retrieve', parameters.locator(), undefined, own.signal);
+    reading.delete(own);
     if (own !== abort) return;
     abort = undefined;
     cancel.disabled = true;
@@ -679,6 +685,7 @@ let source, opening;
 
 function watch(locator) {
   if (watches.has(locator)) return;
+  if (watches.size >= MOST_WATCHES) return notice(`At most ${MOST_WATCHES} resources are watched.`);
   const own = {locator, values: [], count: 0, logged: 0, state: 'waiting', ended: false, dirty: true, width: 0};
   own.status = el('p', {role: 'status', className: 'hint'});
   own.output = el('output', {});
@@ -757,11 +764,17 @@ function onNext(event) {
   ++own.count;
   setState(own, 'live');
 }
+// A service that stops, or that is busy, may be back soon.
+const isTemporary = status => status === 429 || status === 503;
 // The service has ended a path: the stream would ask again if it were opened with this path.
 function onEnd(event, text) {
   const data = parseJson(event.data);
   const own = watches.get(data.path);
   if (!own) return;
+  if (event.type === 'dropped' || isTemporary(data.status)) {
+    setState(own, 'connection lost');
+    return streamSoon(RETRY_INTERVAL);
+  }
   own.ended = true;
   setState(own, text || `${data.status} ${data.detail || data.title || ''}`);
   if (![...watches.values()].some(each => !each.ended) && source) {
@@ -774,9 +787,9 @@ async function explainRefusal(url, live) {
   const abort = new AbortController();
   try {
     const response = await fetch(url, {headers: {Accept: 'text/event-stream'}, signal: abort.signal, cache: 'no-store'});
-    if (response.ok) {
+    if (response.ok || isTemporary(response.status)) {
       abort.abort();
-      return streamSoon(1000);
+      return streamSoon(RETRY_INTERVAL);
     }
     const answer = await readAnswer(response);
     for (const own of live) {
@@ -943,6 +956,8 @@ function route() {
   const {hash} = location;
   if (hash === '#content') return;
   clearTimeout(poll);
+  // A browser has few connections: a resource that does not answer must not keep one.
+  for (const each of reading) each.abort();
   const isView = Object.hasOwn(VIEWS, hash);
   current = isView ? '' : decodeHash();
   for (const link of byId('views').children) {

@@ -252,7 +252,10 @@ void Bench::print(const LaneResult& result) const {
     view.seconds = std::chrono::duration<double>(measured_).count();
     view.rate = hasRate() ? std::optional(options_.rate) : std::nullopt;
     view.answered = result.answered;
-    view.perSecond = view.seconds > 0 ? static_cast<double>(result.answered) / view.seconds : 0;
+    // Answers may arrive after the time in which requests are sent.
+    const std::chrono::duration<double> answering = result.lastAnswer - begin_;
+    const double seconds = std::max(view.seconds, answering.count());
+    view.perSecond = seconds > 0 ? static_cast<double>(result.answered) / seconds : 0;
     for (const auto& [code, count] : result.errors) {
         view.errors[std::to_string(code)] = count;
     }

@@ -25,8 +25,11 @@ class Service:
         self.port = self.process.stdout.readline().strip().rsplit(":", 1)[1]
         self.url = "http://127.0.0.1:" + self.port
 
-    def stop(self):
-        self.process.kill()
+    def stop(self, orderly=False):
+        if orderly:
+            self.process.terminate()
+        else:
+            self.process.kill()
         self.process.wait()
         self.process.stdout.close()
 
@@ -318,14 +321,15 @@ class PageTest(PageCase):
         self.type("value", "typed")
         self.press("Watch")
         self.wait_text("article output", str(self.service.request("/level")))
-        self.service.stop()
-        self.wait_text("#connection", "connection lost")
-        self.wait_text("article", "connection lost")
-        type(self).service = Service(self.service.port)
-        self.wait_text("#connection", "connected again")
-        self.service.request("/level", "PUT", 77)
-        self.wait_text("article output", "77")
-        self.wait_text("article", "live")
+        for orderly, value in ((False, 77), (True, 78)):
+            self.service.stop(orderly)
+            self.wait_text("#connection", "connection lost")
+            self.wait_text("article", "connection lost")
+            type(self).service = Service(self.service.port)
+            self.wait_text("#connection", "connected again")
+            self.service.request("/level", "PUT", value)
+            self.wait_text("article output", str(value))
+            self.wait_text("article", "live")
         self.assertEqual(self.input("value").get_attribute("value"), "typed")
 
     def test_hostile_names_and_values_are_text(self):
