@@ -207,8 +207,8 @@ std::string Monitor::payloadText(const Payload& payload) const {
 std::string Monitor::lineOf(const Shown& shown) const {
     const kit::MonitoredRequest& request = shown.request;
     std::string line =
-        "{\"start\":\"" + utcText(request.start) +
-        "\",\"ms\":" + jsonLineOf(static_cast<double>(request.duration) / 1000) +
+        R"({"start":")" + utcText(request.start) + R"(","ms":)" +
+        jsonLineOf(static_cast<double>(request.duration) / 1000) +
         ",\"command\":" + jsonLineOf(request.command) + ",\"path\":" + jsonLineOf(request.path) +
         ",\"client\":" + jsonLineOf(request.client) + ",\"uid\":" + std::to_string(request.uid) +
         ",\"pid\":" + std::to_string(request.pid) + ",\"address\":" + jsonLineOf(request.address) +
