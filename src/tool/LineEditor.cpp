@@ -162,8 +162,9 @@ LineEditor::LineEditor(int interrupt, std::string historyFile, Complete complete
     el_set(editor, EL_PROMPT, promptOf);
     el_set(editor, EL_HIST, ::history, parts.history.get());
     el_set(editor, EL_GETCFN, &Parts::onRead);
-    el_set(editor, EL_ADDFN, "kova-complete", "Completes the word at the cursor",
-           &Parts::onComplete);
+    // libedit 3.1 keeps these texts, and never frees the copies that `el_set` would make.
+    el_wset(editor, EL_ADDFN, L"kova-complete", L"Completes the word at the cursor",
+            &Parts::onComplete);
     el_set(editor, EL_BIND, "^I", "kova-complete", nullptr);
     el_set(editor, EL_BIND, "^R", "em-inc-search-prev", nullptr);
 }
