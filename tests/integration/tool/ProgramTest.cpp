@@ -117,10 +117,12 @@ TEST_F(ProgramTest, ClosedStandardDescriptorsStayUnused) {
 }
 
 TEST_F(ProgramTest, RequestsCarryTheToken) {
-    const std::string command =
-        "ZEL_CONFIG_KOVA_AGT=secret " KOVA_TOOL " get --to '" + heldText + "' /token";
-    held.onRequest = [this](std::size_t number) { held.answer(number); };
-    EXPECT_EQ(WEXITSTATUS(std::system(command.c_str())), 0);
+    ::setenv("ZEL_CONFIG_KOVA_AGT", "secret", 1);
+    RunningTool tool(at({"get", "/token"}, heldText));
+    ::unsetenv("ZEL_CONFIG_KOVA_AGT");
+    held.waitForRequests(1);
+    held.answer(1);
+    EXPECT_EQ(tool.wait(), 0);
     std::string token;
     EXPECT_FALSE(held.request(1).getHeaderValue("$auth-token").get(token));
     EXPECT_EQ(token, "secret");
