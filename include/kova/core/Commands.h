@@ -23,7 +23,7 @@ constexpr unsigned char DELETE_ID = 2;
 constexpr unsigned char INSERT_ID = 3;
 /// @}
 
-/// The id of all other words.
+/// The id of every word that is not a command word.
 constexpr unsigned char UNKNOWN_ID = 255;
 
 /// Returns the id of a command word. The comparison is exact and case-sensitive. Any thread may
@@ -37,7 +37,7 @@ KOVA_API unsigned char toId(const std::string& command) noexcept;
 namespace kova::words {
 
 /// @{
-/// A word of headers.
+/// A word for use in headers.
 constexpr char const* EMPTY = "";
 constexpr char const* DOV = "dov";
 constexpr char const* PELU = "pelu";

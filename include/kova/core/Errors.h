@@ -25,7 +25,7 @@ enum : int {
     MissingRequiredValue = 12,      ///< the value
     UnexpectedDataFormat = 13,      ///< the type, the reason
     CommandNotSupported = 14,       ///< the command, the path
-    PathParameterMissing = 15,      ///< the operation that needs it
+    PathParameterMissing = 15,      ///< the operation that needs the parameter
     UndefinedMimeType = 16,         ///< the mime type
     ElementNotFound = 17,           ///< the id
     InvalidJsonConfiguration = 18,  ///< the reason
@@ -33,7 +33,7 @@ enum : int {
     InternalServerError = 20        ///< the reason
 };
 
-/// The catalogue. Its name in reports is "kova::errors::Error".
+/// The catalogue of these errors. Its name in reports is "kova::errors::Error".
 KOVA_API extern const zel::ErrorType Error;
 
 /// Returns the status code of a response that reports the error. Returns 500 for the error number

@@ -25,9 +25,10 @@ namespace kova::serializer {
 ///
 /// Every operation returns false on success and true on failure. An operation fails if
 /// `beginDeserialize` was not called. A failed operation leaves its outputs unchanged.
-/// `beginElement` past the end of an array and `beginField` outside a dictionary or past its end
-/// fail. The operations do not throw. The process ends if the caller asks for the end of a struct
-/// or array that is not open, or ends a field or element that is not open. One thread at a time.
+/// `beginElement` fails after the last element of an array. `beginField` fails outside a dictionary
+/// and after its last field. The operations do not throw, but asking for the end of a struct
+/// or array that is not open (`isStructEnd`, `isArrayEnd`), and `beginElement` in an array that was
+/// not begun, can end the process. One thread at a time.
 ///
 ///     const util::config::ValueInt root(7);
 ///     kova::serializer::GenericDataPullDeserializer deserializer(root);
@@ -53,8 +54,8 @@ public:
     /// Starts at the root of the tree. Both arguments are ignored and may be null. Call `reset`
     /// before starting again.
     bool beginDeserialize(util::ByteBufferReader* reader, Options const* options) noexcept override;
-    /// Ends reading. Fails only if a second read was started without a call of `reset` before it.
-    /// Does not change the position.
+    /// Ends reading. Fails only if `beginDeserialize` was called twice without a `reset` in
+    /// between. Does not change the position.
     bool endDeserialize() noexcept override;
     void reset() noexcept override;
 
@@ -112,16 +113,16 @@ public:
 
     /// Returns the next entry; `getNextEntry` also consumes it. An integer of any width has the
     /// type `Int32`, and the entry holds the low 32 bits of the value. A float has the type
-    /// `Double`, a unicode string has the type `None`, and exhausted memory has the type `Failure`.
-    /// The next call of one of these functions overwrites the entry.
+    /// `Double`, and a unicode string has the type `None`. If memory is exhausted, the entry has
+    /// the type `Failure`. The next call of one of these functions overwrites the entry.
     Entry const* getNextEntry() noexcept override;
     Entry const* peekNextEntry() noexcept override;
 
 private:
     enum class FrameKind : std::uint8_t { Root = 0, Field = 1, Element = 2 };
     using Fields = decltype(std::declval<const util::config::Value&>().begin());
-    /// The position in a node. It is empty if no container is entered. In a dictionary it is an
-    /// iterator. In an array it is an index. For a node that was read completely it is `CONSUMED`.
+    /// The position in a node: an iterator in a dictionary, an index in an array, `CONSUMED` in a
+    /// node that was read completely, and empty in a node that was not entered.
     using Position = std::variant<std::monostate, Fields, unsigned long>;
     /// The position for a node of any kind that was read completely.
     static constexpr unsigned long CONSUMED = ~0UL;

@@ -14,7 +14,7 @@ namespace kova {
 /// The order of the virtual functions is part of the contract.
 class KOVA_API IKovaApi {
 public:
-    /// The null handle. No request has it.
+    /// The null handle, which no request has.
     static constexpr void* UNDEFINED_REQUEST_HANDLE = nullptr;
 
     virtual ~IKovaApi();

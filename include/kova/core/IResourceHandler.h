@@ -22,13 +22,13 @@ public:
     /// receives a terminating event.
     ///
     /// Returns a handle of its own choice if the request stays pending (`cancelRequest` receives
-    /// this handle), otherwise `IKovaApi::UNDEFINED_REQUEST_HANDLE`. The service stores the handle
-    /// after this function has returned, and removes it at the terminating event. If the
-    /// terminating event arrives before the handle is stored, the entry is never removed. A later
-    /// request whose response handler has the same address is then not stored: neither
-    /// `cancelRequest` nor `shutdown` cancels it. Therefore return no handle for a request that is
-    /// already terminated, or that another thread may terminate before the handle is stored. Such a
-    /// request cannot be cancelled.
+    /// this handle), otherwise `IKovaApi::UNDEFINED_REQUEST_HANDLE`. The service stores an entry
+    /// with the handle after this function has returned, and removes the entry at the terminating
+    /// event. If the terminating event arrives before the entry is stored, the entry is never
+    /// removed. A later request whose response handler has the same address then gets no entry:
+    /// neither `cancelRequest` nor `shutdown` cancels it. Therefore return no handle for a request
+    /// that is already terminated, or that another thread may terminate before the entry is stored.
+    /// Such a request cannot be cancelled.
     virtual void* actionRequest(const Request& request,
                                 std::unique_ptr<IResponseHandler<Response>>&& handler,
                                 const std::string& resourcePath) = 0;

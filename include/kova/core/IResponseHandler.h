@@ -16,9 +16,9 @@ public:
 
     /// Receives a value. Returns true if the receiver wants no further values. The request is then
     /// still pending: the sender must call `onCompleted` or `onError` before it destroys the
-    /// handler. Otherwise a composed service keeps the entry of the request. A later request whose
-    /// handler has the same address can then not be cancelled, neither by the caller nor by
-    /// `shutdown`.
+    /// handler. Otherwise a composed service keeps the request in its table of pending requests.
+    /// Neither the caller nor `shutdown` can then cancel a later request whose handler has the same
+    /// address.
     virtual bool onNext(const T& value) = 0;
     /// Receives the failure of the request, and terminates it. The error is a `Response` for every
     /// `T`.

@@ -12,8 +12,8 @@ namespace kova {
 ///
 /// The class neither validates the text nor does arithmetic. The conversions read the text as
 /// `std::stoi` and the related functions do in base 10 under the "C" locale; the process locale is
-/// ignored. They skip leading white space, accept a sign and ignore the text after the number: "
-/// 7apples" is 7.
+/// ignored. They skip leading white space, accept a sign and ignore the text after the number:
+/// " 7apples" is 7.
 ///
 ///     kova::Number number(40000L);
 ///     number.intValue();   // 0: beyond 16 bits

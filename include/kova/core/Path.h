@@ -108,9 +108,9 @@ public:
     static std::vector<std::string> split(const std::string& path) noexcept;
     static void split(const std::string& path, std::vector<std::string>& out) noexcept;
 
-    /// Returns the index of a part of `pattern`: the part that is the wildcard with the number `n`.
-    /// A wildcard is a part that is "*" or "**". The first wildcard has the number 0. Returns -1 if
-    /// `pattern` has no wildcard with this number. A null pointer counts as the empty text.
+    /// Returns the index of the part of `pattern` that is its wildcard number `n`, counted from 0.
+    /// A wildcard is a part that is "*" or "**". Returns -1 if `pattern` has too few wildcards. A
+    /// null pointer counts as the empty text.
     static std::int32_t indexIntoPathFromPattern(char const* pattern, unsigned long n) noexcept;
     static std::int32_t indexIntoPathFromPattern(const std::string& pattern,
                                                  unsigned long n) noexcept;

@@ -17,7 +17,7 @@ class GlobProgram;
 /// | glob          | matches                                                                 |
 /// |---------------|-------------------------------------------------------------------------|
 /// | `*`           | any text without "/"; the empty text too                                |
-/// | `**`          | any text with "/", but without line feeds and carriage returns          |
+/// | `**`          | any text, including "/", without line feeds and carriage returns        |
 /// | `?`           | one character other than "/"                                            |
 /// | `[a-z_]`      | one of the characters; `[!a-z_]` and `[^a-z_]` match one of all others  |
 /// | `{a,b*}`      | one of the alternatives, which may be empty; groups do not nest         |

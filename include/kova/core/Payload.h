@@ -27,9 +27,8 @@ struct KOVA_API Blob {
     /// Creates an empty blob.
     Blob() = default;
     /// @{
-    /// Shares the `size` bytes at `bytes` with the other owners of the pointer. If `bytes` is a
-    /// pointer to a single byte (`unsigned char`), its deleter must free an array. Both kinds of
-    /// pointers share one reference count.
+    /// Shares the `size` bytes at `bytes` with the other owners of the pointer. The deleter of a
+    /// `std::shared_ptr<unsigned char>` must free an array.
     Blob(std::shared_ptr<unsigned char[]> bytes, std::uint64_t size) noexcept
         : data(std::move(bytes)), size(size) {}
     // This constructor is a template, so that `nullptr` selects the constructor above.

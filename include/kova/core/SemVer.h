@@ -102,8 +102,8 @@ KOVA_API std::optional<std::string> getMostCompatible(const std::string& wanted,
 KOVA_API std::optional<std::string> getMostCompatible(const std::string& wanted,
                                                       const std::vector<std::string>& offered);
 
-/// Tries the wanted versions in their order. Returns the best version for the first wanted version
-/// for which a rule above selects a version.
+/// Tries the wanted versions in their order. Returns the best version for the first of them that
+/// has a compatible version by the rules above.
 KOVA_API std::optional<std::string> getMostCompatible(const std::vector<std::string>& wanted,
                                                       const std::vector<std::string>& offered);
 

@@ -29,8 +29,8 @@ namespace kova {
 /// destroyed.
 class KOVA_API url {  // NOLINT(readability-identifier-naming): the name is public
 public:
-    /// The value of `port` if the URL has no port. A text with the port 65535 yields the same
-    /// value.
+    /// The value of `port` if the URL has no port. It is also returned for the
+    /// port 65535.
     static constexpr unsigned short NO_PORT = 65535;
 
     /// Creates a URL with empty parts and both flags false.

@@ -15,8 +15,8 @@ template <class Storage>
 struct CountsErrors<Storage, std::void_t<decltype(std::declval<Storage&>().count())>>
     : std::true_type {};
 
-/// The error that the calling thread records between the construction of this object and a failing
-/// call. An error that was recorded before belongs to other code: it is neither shown nor
+/// The error that a failing call records in the calling thread after the construction of this
+/// object. An error that was recorded before belongs to other code: it is neither shown nor
 /// acknowledged. If the platform does not count errors, the latest error is assumed to be the error
 /// of the call.
 template <class Storage>

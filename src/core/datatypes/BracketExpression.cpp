@@ -14,8 +14,8 @@ namespace {
 
 using namespace std::string_view_literals;
 
-// The tables below are those of `std::regex_traits`, whose pointers to names would need 143
-// relocations.
+// The tables below have the contents of those in `std::regex_traits`, but no pointers to the names,
+// which would need 143 relocations.
 
 // The names of the characters from 0 to 127 in the POSIX locale, each followed by a zero byte.
 constexpr std::string_view CHARACTER_NAMES =
@@ -391,7 +391,7 @@ BracketExpression::Token BracketExpression::invalid(std::regex_constants::error_
     return Token::Invalid;
 }
 
-// Reads a name that ends at the next character `kind`. A "]" must follow this character.
+// Reads a name that ends before the next character `kind`, which a "]" must follow.
 BracketExpression::Token BracketExpression::scanName(Token token, char kind) {
     const std::size_t end = rest_.find(kind, 1);
     if (end == std::string_view::npos || rest_.substr(end + 1, 1) != "]") {

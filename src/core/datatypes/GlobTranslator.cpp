@@ -134,8 +134,8 @@ void GlobTranslator::readBracket(char c) {
     }
 }
 
-// Checks only the innermost construct. If a group is still open before a trailing star, the
-// compiler of the expression reports the error.
+// Rejects a glob that ends inside a construct. Checks only the innermost construct: a group that is
+// still open before a trailing star is reported by the compiler of the expression.
 void GlobTranslator::finish() {
     switch (state_) {
         case GlobToRegexState::Normal:

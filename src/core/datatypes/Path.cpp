@@ -173,7 +173,7 @@ void Path::join(const zel::UUID& id) noexcept {
 }
 
 Path& Path::operator+=(const Path& other) noexcept {
-    // A copy, because `other` may be this path.
+    // Copies the parts, because `other` may be this path.
     parts_.splice(parts_.end(), std::list<std::string>(other.parts_));
     return *this;
 }

@@ -13,7 +13,7 @@ namespace kova {
 
 namespace {
 
-// The source position in reports about a malformed glob. The interface fixes it.
+// The source positions in reports are fixed by the interface.
 constexpr detail::SourcePosition MALFORMED_GLOB{"src/core/datatypes/PathPatterns", 32};
 constexpr detail::SourcePosition INVALID_EXPRESSION{"src/core/datatypes/PathPatterns", 37};
 

@@ -103,7 +103,8 @@ Layout layOut(const std::string& text, std::size_t colon) {
 }
 
 // Returns the end of the scheme of a text with a host in brackets, or nothing if "://" is not at
-// the required position. `bracket` is a position in the text.
+// the required position. `bracket` is a position in the text. `at` is the position
+// of the first "@", or `NPOS`.
 std::optional<std::size_t> findSchemeEnd(const std::string& text, std::size_t bracket,
                                          std::size_t at) {
     if (at != NPOS) {

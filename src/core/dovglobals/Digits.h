@@ -19,8 +19,8 @@ struct Digits {
     Number& number;
 };
 
-/// Returns the field `number` with its number of digits. Does not compile if the field cannot hold
-/// WIDTH digits: reading "256" into 8 bits would store 0.
+/// Returns `number` as a number of WIDTH digits. Does not compile if its type cannot hold WIDTH
+/// digits: reading "256" into 8 bits would store 0.
 template <int WIDTH, typename Number, std::enable_if_t<HOLDS_DIGITS<WIDTH, Number>, bool> = true>
 constexpr Digits<WIDTH, Number> digits(Number& number) noexcept {
     return {number};

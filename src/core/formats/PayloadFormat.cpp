@@ -26,8 +26,8 @@ IStructuredSerializer* createJsonSerializer() {
     return new (std::nothrow) util::serializer::JSONStructuredSerializerOld(COMPACT);
 }
 
-// Returns `reader`, which was just created and is null if memory was exhausted. Before that, lets
-// the reader access its source directly. The source must be exactly a `Source`.
+// Lets a new reader access its source directly, and returns the reader. A null `reader` means that
+// memory was exhausted. The source must be a `Source`, not an object of a derived class.
 template <typename Source, typename Reader>
 IStructuredPullDeserializer* direct(Reader* reader) {
     if (reader != nullptr) {

@@ -29,14 +29,14 @@ struct PayloadFormat {
     /// True if the payloads are text. A format is called opaque if it is not text and has no
     /// `replay`.
     bool isText;
-    /// Replays a structured payload into a serializer. Returns true on success. Null if payloads of
-    /// the format are not converted to JSON.
+    /// Replays a structured payload into a serializer; returns true on success. The pointer is null
+    /// if payloads of the format are not converted to JSON.
     bool (*replay)(util::ByteBufferReader& reader, util::serializer::IStructuredSerializer& target);
-    /// Returns a new serializer, or null if memory is exhausted. Null if the format has no
-    /// serializer.
+    /// Creates a serializer; returns null if memory is exhausted. The pointer itself is null if the
+    /// format has no serializer.
     util::serializer::IStructuredSerializer* (*createSerializer)();
-    /// Returns a new deserializer, or null if memory is exhausted. Null if the format has no
-    /// deserializer.
+    /// Creates a deserializer; returns null if memory is exhausted. The pointer itself is null if
+    /// the format has no deserializer.
     util::serializer::IStructuredPullDeserializer* (*createDeserializer)();
 
     /// Returns the format with this number or name, or null.

@@ -23,7 +23,7 @@ inline void destroy(util::config::Value* value) {
 }
 
 /// Adds `value` under the key, or replaces the value of an existing key. Takes ownership of
-/// `value`. Returns true on failure: if `value` is null or the key contains a zero byte.
+/// `value`. Returns true (failure) if `value` is null or the key contains a zero byte.
 inline bool add(util::config::Dictionary& dictionary, const std::string& key,
                 util::config::Value* value) {
     if (value == nullptr) {
@@ -41,7 +41,7 @@ inline bool add(util::config::Dictionary& dictionary, const std::string& key,
     return false;
 }
 
-/// Appends `value` and takes ownership of it. Returns true on failure: if `value` is null.
+/// Appends `value` and takes ownership of it. Returns true (failure) if `value` is null.
 inline bool add(util::config::Array& array, util::config::Value* value) {
     if (value == nullptr) {
         return true;
@@ -116,7 +116,8 @@ private:
     std::string text_;
 };
 
-/// Parses a JSON text. A zero byte does not end the text; it is a syntax error.
+/// Parses a JSON text. Returns true on failure. A zero byte does not end the text; it is a syntax
+/// error.
 inline bool parse(util::config::JSONParser& parser, const std::string& text,
                   util::config::Dictionary** dictionary, util::config::Array** array) {
     return text.find('\0') != std::string::npos ||

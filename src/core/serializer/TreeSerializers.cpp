@@ -214,9 +214,9 @@ private:
         }
     }
 
-    /// Returns whether the entry is a failure: the end of the data inside a container, or a typed
-    /// array. Other entries, such as begins of elements and ends of fields and elements, are
-    /// ignored.
+    /// Returns whether reading fails at the entry: at a failure, a typed array, a value without an
+    /// entry type, or the end of the data inside a container. Other entries, such as begins of
+    /// elements and ends of fields and elements, are ignored.
     static bool isFailure(EntryType type) {
         return type <= EntryType::End ||
                (type >= EntryType::NullArray && type <= EntryType::Failure);

@@ -82,8 +82,8 @@ bool deliver(const Response& response, IResponseHandler<Names>& receiver) noexce
     return !names || receiver.onNext(*names);
 }
 
-// Each call keeps the receiver alive, because aborting the tracking inside the call destroys the
-// function.
+// Each lambda copies the receiver to keep it alive, because aborting the tracking inside the call
+// destroys the lambda.
 // NOLINTBEGIN(performance-unnecessary-copy-initialization)
 std::unique_ptr<IResponseHandler<Response>> wrap(const Receiver& receiver) {
     return std::make_unique<responsehandlers::FuncResponseHandler<Response>>(
