@@ -126,7 +126,7 @@ TYPED_TEST(PullDeserializer, ReadsScalars) {
     EXPECT_FALSE(this->read("null").getNull());
 }
 
-TYPED_TEST(PullDeserializer, RejectedValueLeavesTheOutputUnchanged) {
+TYPED_TEST(PullDeserializer, FailedGetterLeavesTheOutputUnchanged) {
     int integer = 5;
     EXPECT_TRUE(deserialize(this->read("\"1\""), integer));
     EXPECT_TRUE(deserialize(this->read("4294967296"), integer));

@@ -109,7 +109,7 @@ TEST(VirtualOrderTest, FunctionsOfResponseHandlerKeepTheirSlots) {
     });
 }
 
-TEST(VirtualOrderTest, ComposedServiceAddsShutdownAtTheEnd) {
+TEST(VirtualOrderTest, ComposedServiceAddsShutdownAfterTheFunctionsOfKovaApi) {
     using Service = kova::StaticComposedKovaService;
     expectOrder<Service>({
         {"actionRequest", slotOf(&Service::actionRequest)},

@@ -248,7 +248,7 @@ Tree vectorsOf(const std::string& text) {
     return parseTree(std::regex_replace(text, integer, R"("quoted":true,"decoded"$1"$2")"));
 }
 
-TEST(PublishedCbor, VectorsHaveThePublishedOrTheExpectedOutcome) {
+TEST(PublishedCbor, TestVectorsHaveThePublishedOrTheExpectedOutcome) {
     const auto files = published("appendix_a\\.json");
     if (files.empty()) {
         GTEST_SKIP() << NO_VECTORS;

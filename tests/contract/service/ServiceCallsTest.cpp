@@ -56,7 +56,7 @@ TEST_P(ServiceContract, RequestCanCompleteWithoutAValue) {
     EXPECT_EQ(inbox.waitForLast(), (Events{"completed"}));
 }
 
-TEST_P(ServiceContract, AnswerInsideTheCallOfTheServiceArrives) {
+TEST_P(ServiceContract, AnswerSentInsideActionRequestArrives) {
     service.onRequest = [this](std::size_t number) { service.answer(number, textValue(200, "x")); };
     send(inbox);
     EXPECT_EQ(inbox.waitForLast(), (Events{nextOf(200, "x"), "completed"}));
@@ -81,7 +81,7 @@ TEST_P(ServiceContract, RequestThatTheServiceRefusesEndsWithAnError) {
     EXPECT_EQ(inbox.waitForLast(), (Events{"error " + describe(expected)}));
 }
 
-TEST_P(ServiceContract, RequestThatTheServiceDropsEndsWithAnError) {
+TEST_P(ServiceContract, RequestWhoseHandlerTheServiceDestroysEndsWithAnError) {
     sendAndWait(inbox);
     service[1].onNext(textValue(200, "before"));
     service.take(1).reset();
@@ -91,7 +91,7 @@ TEST_P(ServiceContract, RequestThatTheServiceDropsEndsWithAnError) {
 }
 
 // The service learns it from the result of `onNext`, or by a cancellation.
-TEST_P(ServiceContract, ReceiverThatWantsNoFurtherValuesGetsTheTerminatingEvent) {
+TEST_P(ServiceContract, HandlerThatWantsNoFurtherValuesGetsTheTerminatingEvent) {
     inbox.onEvent([](const std::string&) { return true; });
     sendAndWait(inbox);
     HeldService::Handler handler = service.take(1);  // so that it survives the call
@@ -142,7 +142,7 @@ TEST_P(ServiceContract, CancellationDirectlyAfterTheRequestLeavesNoPendingReques
     EXPECT_EQ(second.waitForLast().back(), "completed");
 }
 
-TEST_P(ServiceContract, CancellationFromInsideAValueEndsTheRequest) {
+TEST_P(ServiceContract, CancellationFromInsideOnNextEndsTheRequest) {
     std::atomic<void*> handle{nullptr};
     inbox.onEvent([&](const std::string&) {
         client->cancelRequest(handle);

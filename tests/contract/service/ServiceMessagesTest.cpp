@@ -64,14 +64,14 @@ Request::Header headerWithTrees() {
     return header;
 }
 
-TEST_P(ServiceContract, EveryStatusOfAValueArrives) {
+TEST_P(ServiceContract, EveryStatusCodeOfAValueArrives) {
     for (const unsigned short status : STATUSES) {
         const Response value(status, payloadOf("v", "plain/text"));
         EXPECT_EQ(answered(value), (Events{"next " + describe(value), "completed"}));
     }
 }
 
-TEST_P(ServiceContract, EveryStatusOfAnErrorArrives) {
+TEST_P(ServiceContract, EveryStatusCodeOfAnErrorArrives) {
     for (const unsigned short status : STATUSES) {
         const Response error = Response::createErrorResponse(status, "a reason");
         EXPECT_EQ(failed(error), (Events{"error " + describe(error)}));
@@ -91,7 +91,7 @@ TEST_P(ServiceContract, ErrorArrivesWithPayloadAndHeader) {
     EXPECT_EQ(failed(error), (Events{"error " + describe(error)}));
 }
 
-TEST_P(ServiceContract, ErrorWithoutAReasonArrives) {
+TEST_P(ServiceContract, ErrorWithoutAMessageArrives) {
     const Response error(409);
     EXPECT_EQ(failed(error), (Events{"error " + describe(error)}));
 }

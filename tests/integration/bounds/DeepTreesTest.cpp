@@ -48,7 +48,7 @@ TEST(MillionLevels, AreDestroyedCopiedComparedAndPrinted) {
     });
 }
 
-TEST(MillionLevels, AreDestroyedByEveryRemovingOperation) {
+TEST(MillionLevels, AreDestroyedByEveryOperationThatRemovesATree) {
     runOnSmallStack([] {
         Dictionary dictionary;
         EXPECT_FALSE(dictionary.add("a", deepTree(LEVELS).release()));
@@ -67,7 +67,7 @@ TEST(MillionLevels, AreDestroyedByEveryRemovingOperation) {
     });
 }
 
-TEST(MillionLevels, ArePrintedButRejectedByReaders) {
+TEST(MillionLevels, ArePrintedIntoAPayloadThatCannotBeParsed) {
     runOnSmallStack([] {
         const Payload payload = Payload::createFromConfig(*deepTree(LEVELS));
         EXPECT_EQ(payload.size(), PRINTED);
@@ -108,7 +108,7 @@ TEST(MillionLevels, AreRejectedByDeserializers) {
     }
 }
 
-TEST(MillionLevels, AreReadByTheTreeDeserializer) {
+TEST(MillionLevels, AreReadByGenericDataPullDeserializer) {
     runOnSmallStack([] {
         const Tree tree = deepTree(LEVELS);
         serializer::GenericDataPullDeserializer from(*tree);

@@ -50,7 +50,7 @@ TEST(LongPaths, AreParsedModifiedAndCompared) {
     });
 }
 
-TEST(LongPaths, AreProcessedByTheStaticFunctions) {
+TEST(LongPaths, AreAcceptedByTheStaticFunctionsOfPath) {
     runOnSmallStack([] {
         const std::string text = manyParts();
         std::string out;
@@ -106,7 +106,7 @@ TEST(LongPaths, AreRoutedToTheLongestMount) {
     });
 }
 
-TEST(LongPaths, MayBeMounted) {
+TEST(LongPaths, CanBeMountPaths) {
     runOnSmallStack([] {
         Mounts mounts({manyParts(), onePart()});
         StaticComposedKovaService service(mounts.take());

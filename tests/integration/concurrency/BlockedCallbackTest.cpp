@@ -62,7 +62,7 @@ protected:
     std::atomic<bool> left{false};
 };
 
-TEST_P(BlockedCallbackTest, DoesNotBlockOtherThreads) {
+TEST_P(BlockedCallbackTest, OtherThreadsUseTheServiceWhileACallbackBlocks) {
     std::thread blocked([this] { provoke(); });
     entered.get_future().wait();
     watchdog.enter("operating while a callback blocks");

@@ -109,7 +109,7 @@ INSTANTIATE_TEST_SUITE_P(
         Row{Moment::CANCELLATION, Call::ASK, 1, 0},
         Row{Moment::CANCELLATION, Call::SHUTDOWN, 1, 1}));
 
-TEST(LateEntryTest, NextShutdownCancelsAnEntryStoredAfterTheFirstShutdown) {
+TEST(LateEntryTest, SecondShutdownCancelsARequestThatIsStoredAfterTheFirst) {
     Ticket ticket;
     ComposedService composed;
     ticket.script = [&composed](Moment moment) {
@@ -143,7 +143,7 @@ TEST(LateEntryTest, RequestDuringAShutdownIsRejected) {
     EXPECT_EQ(nested.outcomes(), 0);
 }
 
-TEST(LateEntryTest, TerminationRemovesTheStoredEntry) {
+TEST(LateEntryTest, TerminatedRequestIsNotCancelledByAShutdown) {
     Ticket ticket;
     ComposedService composed;
     composed.ask(ticket);
@@ -168,7 +168,7 @@ private:
     std::unique_ptr<IResponseHandler<Response>> handler_;
 };
 
-TEST(DestructionTest, CallbackFindsNoResource) {
+TEST(DestructionTest, RequestFromACallbackDuringDestructionIsAnsweredWith404) {
     const test::Reports reports;
     Ticket ticket, nested;
     std::map<std::string, std::unique_ptr<IResourceHandler>> handlers;

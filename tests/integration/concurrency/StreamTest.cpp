@@ -148,7 +148,7 @@ protected:
 constexpr int THREADS = 8;
 constexpr int ROUNDS = 60;
 
-TEST_F(StreamTest, CancellationEndsTheValues) {
+TEST_F(StreamTest, CancellationStopsTheStream) {
     watchdog.enter("cancelling streams from outside");
     test::runOnThreads(THREADS, [this](int) {
         for (int round = 0; round < ROUNDS * test::stressFactor(); ++round) {

@@ -21,7 +21,7 @@ TEST(WatchdogDeathTest, HangAbortsTheProcessAndPrintsThePhase) {
         "hang while waiting forever");
 }
 
-TEST(WatchdogDeathTest, ProgressPreventsTheAbort) {
+TEST(WatchdogDeathTest, ProcessThatMakesProgressIsNotAborted) {
     EXPECT_EXIT(
         {
             Watchdog watchdog("turning", milliseconds(2000));

@@ -51,7 +51,7 @@ void failEach(const Operation& operation, Mode mode) {
     FAIL() << "it never succeeds";
 }
 
-TEST_P(FailingMemory, EndsAsDocumentedInAColdProcess) {
+TEST_P(FailingMemory, OperationHasADocumentedOutcomeInANewProcess) {
     const DiscardedReports discarded;
     const StopHandler handler;
     failEach(GetParam(), Mode::FromThenOn);

@@ -52,7 +52,7 @@ void failEach(const Operation& operation, Mode mode) {
     FAIL() << "the operation never succeeds";
 }
 
-TEST_P(FailingMemory, HasADocumentedOutcomeAndLeaksNoMemory) {
+TEST_P(FailingMemory, OperationHasADocumentedOutcomeAndLeaksNoMemory) {
     const DiscardedReports discarded;
     const StopHandler handler;
     // The first run creates the objects that are created once, on first use.
@@ -63,7 +63,7 @@ TEST_P(FailingMemory, HasADocumentedOutcomeAndLeaksNoMemory) {
     failEach(GetParam(), Mode::Once);
 }
 
-TEST(FailingMemoryTest, FailingAllocationsFailsOneOrAllLaterAllocations) {
+TEST(FailingMemoryTest, GuardFailsOneOrAllAllocationsAfterTheFirstOnes) {
     const auto succeeds = [] {
         void* const block = ::operator new(1, std::nothrow);
         ::operator delete(block);

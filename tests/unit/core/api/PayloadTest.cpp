@@ -55,7 +55,7 @@ TEST(PayloadTest, PayloadOfZeroBytesIsNotEmpty) {
     EXPECT_EQ(payload.size(), 0U);
 }
 
-TEST(BlobTest, SharesAnArray) {
+TEST(BlobTest, SharesAnArrayWithItsOtherOwners) {
     std::shared_ptr<unsigned char[]> bytes(new unsigned char[2]{'a', 'b'});
     const Blob blob(bytes, 2);
     EXPECT_EQ(blob.data, bytes);
@@ -66,7 +66,7 @@ TEST(BlobTest, SharesAnArray) {
     EXPECT_EQ(none.size, 0U);
 }
 
-TEST(BlobTest, SharesBytesWithACustomDeleter) {
+TEST(BlobTest, LastOwnerCallsTheCustomDeleter) {
     int freed = 0;
     std::shared_ptr<unsigned char> bytes(new unsigned char[2]{'a', 'b'},
                                          [&freed](unsigned char const* array) {
@@ -152,7 +152,7 @@ std::ostream& operator<<(std::ostream& out, const TextRow& row) {
 
 class PayloadTextTest : public testing::TestWithParam<TextRow> {};
 
-TEST_P(PayloadTextTest, HasTheExpectedText) {
+TEST_P(PayloadTextTest, CreateStringFromReturnsTheExpectedText) {
     const TextRow& row = GetParam();
     std::string text = "before";
     EXPECT_EQ(Payload::createStringFrom(row.payload, text, true), row.failed);
@@ -204,7 +204,7 @@ std::ostream& operator<<(std::ostream& out, const ConfigRow& row) {
 
 class PayloadConfigTest : public testing::TestWithParam<ConfigRow> {};
 
-TEST_P(PayloadConfigTest, HasTheExpectedTreeOrReport) {
+TEST_P(PayloadConfigTest, CreateConfigFromReturnsTheTreeOrReportsAnError) {
     const ConfigRow& row = GetParam();
     test::Reports reports;
     const std::unique_ptr<Value> value(Payload::createConfigFrom(row.payload));

@@ -98,7 +98,7 @@ TEST(RequestTest, PrintsAsOneLine) {
     Value::g_print_compact = false;
 }
 
-TEST(RequestTest, ConcurrentPrintsAreCompactAndRestoreTheFlag) {
+TEST(RequestTest, ConcurrentPrintsAreCompactAndRestoreTheCompactFlag) {
     Request request("retrieve", "/a");
     request.add2header("a", new ValueInt(1));
     request.add2header("b", new ValueInt(2));

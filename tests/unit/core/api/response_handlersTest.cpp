@@ -124,7 +124,7 @@ TEST(ResponseHandlersTest, TerminationIsTracedByEveryLayer) {
                                  {2, "Terminating responsehandler with event 'onError'"}}));
 }
 
-TEST(ResponseHandlersTest, CallersCanTraceATerminationByOnNext) {
+TEST(ResponseHandlersTest, TraceTerminationWritesATrace) {
     test::Traces traces(CHANNEL, 2);
     EXPECT_EQ(traces.opened(), 1U);
     traceTermination(true);

@@ -126,7 +126,7 @@ TEST(GlobProgramTest, JumpTargetsAreNotPartOfTheLiteralSuffix) {
 }
 
 // The longer middles exceed the limits of GlobAutomaton.
-TEST(GlobProgramTest, LongMiddlesMatchLikeShortMiddles) {
+TEST(GlobProgramTest, ProgramsWithALongMiddleMatchLikeThoseWithAShortOne) {
     for (std::size_t count = 1; count < 300; ++count) {
         std::vector<GlobStep> steps = {{Kind::Literal, 'a', 0}};
         for (std::size_t i = 0; i < count; ++i) {

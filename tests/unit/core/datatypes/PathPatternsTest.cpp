@@ -95,7 +95,7 @@ std::string engineText(char const* expression) {
 
 class PathPatternsErrors : public testing::TestWithParam<ErrorRow> {};
 
-TEST_P(PathPatternsErrors, AreReportedOnceAndReturnNothing) {
+TEST_P(PathPatternsErrors, CreateFromGlobReportsOneErrorAndReturnsNothing) {
     const ErrorRow& row = GetParam();
     const std::string reason = row.reason != nullptr ? row.reason : engineText(row.expression);
     Reports reports;

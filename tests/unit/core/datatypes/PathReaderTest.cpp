@@ -26,7 +26,7 @@ TEST(PathReaderTest, EmptyPiecesAreSkipped) {
     EXPECT_EQ(partsOf("///"), Parts{});
 }
 
-TEST(PathReaderTest, EndYieldsAnEmptyPartEachTime) {
+TEST(PathReaderTest, EachReadAfterTheLastPartYieldsAnEmptyPart) {
     PathReader reader("a/");
     std::string_view part;
     ASSERT_TRUE(reader.next(part));

@@ -292,7 +292,7 @@ TEST(Url, ParseIpv6ReturnsThePieces) {
     EXPECT_EQ(pieces->rest, "/p?q#f");
 }
 
-TEST(Url, ParseIpv6WithoutAtHasNoUserinfo) {
+TEST(Url, ParseIpv6ReturnsNoUserinfoForATextWithoutAtSign) {
     const auto pieces = url::parseIpv6("http://[::1]", 7);
     ASSERT_TRUE(pieces);
     EXPECT_EQ(pieces->scheme, "http");

@@ -88,7 +88,7 @@ TEST(DateTest, ParserAgreesWithStdRegex) {
         });
 }
 
-TEST(DateTest, DefaultIsTheZeroDateAndCannotBeParsed) {
+TEST(DateTest, TextOfTheDefaultZeroDateCannotBeParsed) {
     const Date date;
     EXPECT_EQ(date.year, 0);
     EXPECT_EQ(date.month, 0);

@@ -133,7 +133,7 @@ TEST(DateTimeTest, FieldsOutOfRangeArePrinted) {
     EXPECT_EQ(dateTime.toString(), "65535-255-255T255:255:255.65535-128:128");
 }
 
-TEST(DateTimeTest, FailedCheckIsReportedFromItsFile) {
+TEST(DateTimeTest, ReportNamesTheFileOfTheFailedCheck) {
     test::Reports reports;
     EXPECT_FALSE(parseDateTime("2019-13-07T08:05:09Z"));
     EXPECT_FALSE(parseDateTime("2019-03-07T24:05:09Z"));

@@ -21,7 +21,7 @@ TEST(ScannerTest, SkipMatchesCharactersTextsAndSets) {
     EXPECT_TRUE(scanner.atEnd());
 }
 
-TEST(ScannerTest, NothingMatchesAtTheEnd) {
+TEST(ScannerTest, NothingMatchesAtTheEndOfTheText) {
     Scanner scanner("");
     int number = 0;
     EXPECT_TRUE(scanner.atEnd());

@@ -102,7 +102,7 @@ TEST_F(Reading, EnumeratorsAreReadAsIntegers) {
 
 // ---- Structs and arrays ----
 
-TEST_F(Reading, PayloadEndsAfterTheLeafAtTheRoot) {
+TEST_F(Reading, NothingFollowsALeafAtTheRoot) {
     auto& deserializer = begin("7");
     std::int32_t value = 0;
     EXPECT_FALSE(deserializer.getInt32(value));
@@ -226,7 +226,7 @@ TEST_F(Reading, EndFieldAndEndElementFailForTheRoot) {
     EXPECT_TRUE(begin("[]").endElement());
 }
 
-TEST_F(Reading, EndQueryOutsideAContainerEndsTheProcess) {
+TEST_F(Reading, AskingForTheEndOfAContainerThatIsNotOpenEndsTheProcess) {
     EXPECT_DEATH(begin("{}").isStructEnd(), "bad_variant_access");
     EXPECT_DEATH(begin("[]").isStructEnd(), "bad_variant_access");
     EXPECT_DEATH(begin("[]").isArrayEnd(), "bad_variant_access");
@@ -258,7 +258,7 @@ TEST_F(Reading, EndDeserializeFailsAfterASecondBeginWithoutReset) {
     EXPECT_FALSE(deserializer.endDeserialize());
 }
 
-TEST_F(Reading, FailedEndKeepsThePosition) {
+TEST_F(Reading, FailedEndOfAFieldOrElementKeepsThePosition) {
     auto* deserializer = &begin("{}");
     ASSERT_FALSE(deserializer->beginStruct(nullptr));
     ASSERT_FALSE(deserializer->beginDeserialize(nullptr, nullptr));

@@ -344,7 +344,7 @@ TEST(DeserializeTree, DerivedDeserializerIsReadByItsEntries) {
 /// functions.
 class Derived : public util::serializer::JSONStructuredPullDeserializerOld {};
 
-TEST(DeserializeTree, BothReadersReturnTheSameTree) {
+TEST(DeserializeTree, ReadingByEntriesReturnsTheSameTreeAsReadingAtOnce) {
     kova::test::RandomTrees trees(2);
     for (int i = 0; i < 100; ++i) {
         const std::string json = R"({"tree":)" + kova::test::toJson(*trees.next()) + "}";

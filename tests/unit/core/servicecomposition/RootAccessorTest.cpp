@@ -82,7 +82,7 @@ TEST_F(RootAccessorTest, RequestContainsMimeTypeAndTracingInfo) {
               R"({"$accept":"application/json","$client-id":"unknown","$service-path":"/me"})");
 }
 
-TEST_F(RootAccessorTest, UnknownMimeTypeIsNotRequested) {
+TEST_F(RootAccessorTest, UnknownMimeTypeIsNotWrittenIntoTheRequest) {
     RootAccessor(&service, "x/y", "").trackResources(receiver(events));
     EXPECT_EQ(kova::test::toJson(service.requests[0].getHeader()),
               R"({"$client-id":"unknown","$service-path":""})");

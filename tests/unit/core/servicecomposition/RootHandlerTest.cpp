@@ -161,7 +161,7 @@ TEST_F(RootHandlerTest, FailingSerializerIsAnsweredWith500) {
     EXPECT_FALSE(zel::ErrorStorage::current().hasError()) << "not acknowledged";
 }
 
-TEST_F(RootHandlerTest, SuccessKeepsAnOlderErrorOfTheThread) {
+TEST_F(RootHandlerTest, SuccessfulAnswerKeepsAnOlderErrorOfTheThread) {
     const auto service = make("application/json");
     test::Reports reports;
     zel::ErrorOutput("src/Test", 1, true)(errors::Error, errors::RequestFailed, "older");

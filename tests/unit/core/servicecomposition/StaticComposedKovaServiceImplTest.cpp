@@ -554,7 +554,7 @@ TEST_F(ServiceTest, RequestMayBeDestroyedInTheTerminatingEvent) {
     }
 }
 
-TEST_F(ServiceTest, ChannelOpenedInsideTheHandlerTracesNothing) {
+TEST_F(ServiceTest, TraceChannelEnabledInsideTheHandlerTracesNothing) {
     test::Traces traces(CHANNEL, tracing::Channel::SILENT);
     a.onRequest = [](IResponseHandler<Response>&) {
         tracing::SharedChannelMap::instance().setLevel(CHANNEL, 0);

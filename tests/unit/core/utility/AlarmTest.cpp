@@ -34,7 +34,7 @@ protected:
     FunctionalAlarm idle{[] {}, timer};
 };
 
-TEST_F(AlarmTest, OneShotAlarmCallsOnce) {
+TEST_F(AlarmTest, OneShotAlarmCallsItsFunctionOnce) {
     FunctionalAlarm alarm(counting(), timer);
     EXPECT_FALSE(alarm.start(10, false));
     clock.advance(milliseconds(9));
@@ -45,7 +45,7 @@ TEST_F(AlarmTest, OneShotAlarmCallsOnce) {
     EXPECT_EQ(calls, 1);
 }
 
-TEST_F(AlarmTest, PeriodicAlarmCallsRepeatedly) {
+TEST_F(AlarmTest, PeriodicAlarmCallsItsFunctionInEachInterval) {
     FunctionalAlarm alarm(counting(), timer);
     EXPECT_FALSE(alarm.start(10, true));
     for (int call = 1; call < 5; ++call) {
@@ -128,7 +128,7 @@ TEST_F(AlarmTest, ZeroIntervalDoesNotStartAnIdleAlarm) {
     EXPECT_EQ(calls, 0);
 }
 
-TEST_F(AlarmTest, StoppedAlarmDoesNotCall) {
+TEST_F(AlarmTest, StoppedAlarmDoesNotCallItsFunction) {
     FunctionalAlarm alarm(counting(), timer);
     alarm.stop();
     for (const bool periodic : {false, true}) {
@@ -140,7 +140,7 @@ TEST_F(AlarmTest, StoppedAlarmDoesNotCall) {
     }
 }
 
-TEST_F(AlarmTest, DestroyedAlarmDoesNotCallAndReleasesItsFunction) {
+TEST_F(AlarmTest, DestroyedAlarmDoesNotCallItsFunctionAndReleasesIt) {
     const auto owned = std::make_shared<int>();
     {
         FunctionalAlarm alarm([this, owned] { ++calls; }, timer);
@@ -236,7 +236,7 @@ TEST(AlarmDefaultTimerTest, AlarmsShareOneThread) {
 }
 
 // Four threads start, stop and destroy alarms of one millisecond, the shortest interval.
-TEST(AlarmConcurrencyTest, StoppedAndDestroyedAlarmsNeverCall) {
+TEST(AlarmConcurrencyTest, StoppedAndDestroyedAlarmsDoNotCallTheirFunctions) {
     std::atomic<int> violations{0};
     std::vector<std::thread> threads;
     for (unsigned int t = 0; t < 4; ++t) {

@@ -233,7 +233,7 @@ std::ostream& operator<<(std::ostream& out, const PairTraceRow& row) {
 
 class SemVerPairTraces : public testing::TestWithParam<PairTraceRow> {};
 
-TEST_P(SemVerPairTraces, NameTheReason) {
+TEST_P(SemVerPairTraces, ExplainTheChoiceForAPairOfVersions) {
     const PairTraceRow& row = GetParam();
     EXPECT_EQ(tracesOf(1, [&] { (void)getMostBackwardCompatible(row.wanted, row.offered); }),
               row.traces);
@@ -337,7 +337,7 @@ std::ostream& operator<<(std::ostream& out, const ListTraceRow& row) {
 
 class SemVerListTraces : public testing::TestWithParam<ListTraceRow> {};
 
-TEST_P(SemVerListTraces, NameTheReason) {
+TEST_P(SemVerListTraces, ExplainTheChoiceFromAList) {
     const ListTraceRow& row = GetParam();
     EXPECT_EQ(tracesOf(1, [&] { (void)getMostCompatible(row.wanted, row.offered, true); }),
               row.traces);
@@ -406,7 +406,7 @@ TEST(SemVerTest, MissingMatchForAllWantedVersionsIsTraced) {
     EXPECT_EQ(result, std::nullopt);
 }
 
-TEST(SemVerTest, VectorOfMatchesKeepsOrderAndDuplicates) {
+TEST(SemVerTest, GetMostCompatibleVectorKeepsOrderAndDuplicates) {
     Texts matches;
     const auto traces = tracesOf(1, [&] {
         matches =
@@ -420,7 +420,7 @@ TEST(SemVerTest, VectorOfMatchesKeepsOrderAndDuplicates) {
     EXPECT_EQ(getMostCompatibleVector({"2.3.0", "2.3.0"}, {"2.4.0"}), (Texts{"2.4.0", "2.4.0"}));
 }
 
-TEST(SemVerTest, EmptyVectorOfMatchesIsTraced) {
+TEST(SemVerTest, EmptyResultOfGetMostCompatibleVectorIsTraced) {
     Texts matches{"untouched"};
     EXPECT_EQ(tracesOf(1, [&] { matches = getMostCompatibleVector({"3.1.0"}, {"2.4.0"}); }),
               (TraceList{NO_MATCH, {2, "[getMostCompatibleVector] No matching version found"}}));
@@ -458,7 +458,7 @@ Result chooseFromSet(const SemVer& wanted, const std::vector<SemVer>& offered, b
     return backwardOnly ? std::nullopt : Result(candidates.rbegin()->toString());
 }
 
-TEST(SemVerTest, ChoiceAgreesWithAnOrderedSet) {
+TEST(SemVerTest, GetMostCompatibleAgreesWithASearchInAnOrderedSet) {
     std::vector<SemVer> pool = {{2, 0, 0, "b"}};
     for (std::uint32_t minor = 0; minor < 3; ++minor) {
         for (std::uint32_t patch = 0; patch < 3; ++patch) {

@@ -47,7 +47,7 @@ TEST_F(TimerTest, CallsItsFunctionOnceForEachStart) {
     }
 }
 
-TEST_F(TimerTest, StoppedTimerDoesNotCall) {
+TEST_F(TimerTest, StoppedTimerDoesNotCallItsFunction) {
     FunctionalTimer timer(counting(), alarms);
     EXPECT_FALSE(timer.start(milliseconds(10)));
     timer.stop();
@@ -55,7 +55,7 @@ TEST_F(TimerTest, StoppedTimerDoesNotCall) {
     EXPECT_EQ(calls, 0);
 }
 
-TEST_F(TimerTest, DestroyedTimerDoesNotCallAndReleasesItsFunction) {
+TEST_F(TimerTest, DestroyedTimerDoesNotCallItsFunctionAndReleasesIt) {
     const auto owned = std::make_shared<int>();
     std::unique_ptr<osal::Timer> timer =
         std::make_unique<FunctionalTimer>([this, owned] { ++calls; }, alarms);

@@ -53,21 +53,21 @@ TEST_F(RandomUuid, ContainsTheRandomBytesVersionAndVariant) {
     EXPECT_EQ(uuid.toString(), "ffffffff-ffff-4fff-bfff-ffffffffffff");
 }
 
-TEST_F(RandomUuid, WaitsForTheSource) {
+TEST_F(RandomUuid, CreationWaitsForTheRandomSource) {
     zel::UUID uuid;
     flagsSeen = 1;
     ASSERT_FALSE(kova::uuid::createRandom(uuid));
     EXPECT_EQ(flagsSeen, 0U);
 }
 
-TEST_F(RandomUuid, FailsWithoutTheSource) {
+TEST_F(RandomUuid, CreationFailsWithoutTheRandomSource) {
     zel::UUID uuid;
     script = {-ENOSYS};
     EXPECT_TRUE(kova::uuid::createRandom(uuid));
     EXPECT_TRUE(uuid.isNil());
 }
 
-TEST_F(RandomUuid, FailsWhenTheSourceFailsHalfway) {
+TEST_F(RandomUuid, CreationFailsWhenTheRandomSourceFailsHalfway) {
     const zel::UUID before(zel::UUID::Bytes{1, 2, 3});
     zel::UUID uuid = before;
     // The first result is for the call that tests whether a source exists.
