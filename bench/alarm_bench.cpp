@@ -149,9 +149,9 @@ auto asioAlarms() {
 }
 #endif
 
-/// Registers a contestant for the lateness after a wait of one millisecond. `make()` runs before
-/// the measurement, creates for example a thread, and returns a function that waits and returns the
-/// lateness. The result is the median.
+/// Registers a contestant that measures how late a wait of one millisecond ends. `make()` runs
+/// before the measurement, creates for example a thread, and returns a function that waits and
+/// returns the lateness. The result is the median.
 template <typename Make>
 void enterLateness(char const* contestant, Make make) {
     const auto measure = [make](benchmark::State& state) {
@@ -206,8 +206,8 @@ SteadyClock::duration lateBySleep(SteadyClock::time_point due) {
     return SteadyClock::now() - due;
 }
 
-/// A thread that calls `lateBySleep` for one time after the other: the minimal way of being woken
-/// at a given time without blocking the caller.
+/// A thread that calls `lateBySleep` for each due time that it is handed: the minimal way of being
+/// woken at a given time without blocking the caller.
 class SleepingThread {
 public:
     ~SleepingThread() {

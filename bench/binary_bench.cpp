@@ -62,7 +62,7 @@ Bytes brokenBytes() {
     return bytes;
 }
 
-// Reads the payload with a new reader. Returns whether it is refused.
+// Reads the payload with a new reader. Returns whether the reader refuses the payload.
 bool isRefused(const Bytes& bytes) {
     const std::unique_ptr<util::serializer::IStructuredPullDeserializer> deserializer(
         serializer::Factory::createDeserializer(mimetypes::AXOBin));

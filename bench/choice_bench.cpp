@@ -80,7 +80,8 @@ std::vector<std::string> versions(int count) {
     return texts;
 }
 
-/// Makes the same choice in one loop, without branches and traces, for the texts above only.
+/// Makes the same choice as `semver::getMostCompatible("2.15.31", offered)` in one loop, for
+/// versions of the form that `versions` returns.
 std::string choosePlainly(const std::vector<std::string>& offered) {
     using Numbers = std::tuple<unsigned, unsigned, unsigned>;
     const Numbers wanted(2, 15, 31);

@@ -15,7 +15,7 @@ namespace kova::bench {
 
 namespace {
 
-// Reads the payload with a new reader. Returns whether it is refused.
+// Reads the payload with a new reader. Returns whether the reader refuses the payload.
 bool isRefused(const std::string& text) {
     const std::unique_ptr<util::serializer::IStructuredPullDeserializer> deserializer(
         serializer::Factory::createDeserializer(mimetypes::JSON));

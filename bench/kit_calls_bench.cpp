@@ -208,7 +208,7 @@ private:
 
 constexpr std::size_t PENDING = 100'000;
 
-/// Lets the current thread run on all cores, also if the process was started on one of them.
+/// Lets the current thread run on all cores, even if the process was started on one of them.
 void useAllCores() {
     cpu_set_t cores;
     CPU_ZERO(&cores);

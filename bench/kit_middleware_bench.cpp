@@ -66,7 +66,7 @@ void useFunction(kit::Chain& chain) {
     });
 }
 
-/// Registers a case: the chain, and the service without it.
+/// Registers a case with two contestants: the service behind a chain, and the bare service.
 template <typename Use>
 void contestOfChain(char const* name, Use use) {
     contest(name, "kova", [use] { return through(use); });

@@ -1,5 +1,5 @@
 // The cost of `kit::Resource` and `kit::Service` in front of a function: dispatch among templates,
-// a request beside the bare core, and a stop with many pending requests.
+// a request compared with the bare core, and a stop with many pending requests.
 #include <benchmark/benchmark.h>
 
 #include <algorithm>
@@ -30,10 +30,11 @@ using Handler = std::unique_ptr<IResponseHandler<Response>>;
 
 // --- Dispatch ------------------------------------------------------------------------------------
 
-/// Returns the path that selects the last of `count` templates such as "group4/item49/{id:uint}".
+/// Returns the beginning of a template such as "group4/item49/{id:uint}/name".
 std::string groupOf(std::size_t index) {
     return "group" + std::to_string(index / 10) + "/item" + std::to_string(index);
 }
+/// Returns a path that matches the last of `count` templates.
 std::string pathOf(std::size_t count) {
     return groupOf(count - 1) + "/4711/name";
 }

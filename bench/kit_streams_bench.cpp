@@ -1,7 +1,7 @@
-// The cost of a value that many watch. Each value is set, encoded once in the binary format, and
-// handed to every watcher. The peers call the watchers on the thread that sets the value, and
-// cannot skip one that blocks; kova queues the value, and another thread calls them. Measured in
-// real time: pin the process to one processor to get the time of both threads (`taskset -c 0`).
+// The cost of sending a value to its watchers. Each value is set, encoded once in the binary
+// format, and passed to every watcher. The peers call the watchers on the thread that sets the
+// value, and cannot skip a watcher that blocks. kova queues the value, and another thread calls the
+// watchers. The result is the processor time of all threads.
 #include <benchmark/benchmark.h>
 
 #include <memory>

@@ -16,7 +16,7 @@ namespace kova::bench {
 
 KOVA_FIELDS(KitTrack, number, id, length, liked, gain, rating, title, artist, album, year)
 
-/// The same fields, described in the reverse order.
+/// The fields of `KitTrack`, described in the reverse order.
 struct ReversedTrack : KitTrack {};
 KOVA_FIELDS(ReversedTrack, year, album, artist, title, rating, gain, liked, length, id, number)
 

@@ -1,4 +1,4 @@
-// The same request to a Cap'n Proto capability in the same process.
+// The request of request_bench.cpp to a Cap'n Proto capability in the same process.
 #include <capnp/capability.h>
 #include <capnp/message.h>
 #include <kj/async.h>

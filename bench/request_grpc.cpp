@@ -1,6 +1,6 @@
-// The same request to a gRPC service in the same process, through the in-process channel. Client
-// and server take turns on one thread, which is three times as fast as a server with its own
-// threads.
+// The request of request_bench.cpp to a gRPC service in the same process, through the in-process
+// channel. Client and server take turns on one thread, which is three times as fast as a server
+// with its own threads.
 #include <grpcpp/grpcpp.h>
 
 #include <memory>

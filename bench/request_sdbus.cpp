@@ -1,4 +1,5 @@
-// The same request over peer-to-peer D-Bus: two connections on a pair of sockets, on one thread.
+// The request of request_bench.cpp over peer-to-peer D-Bus: two connections on a pair of sockets,
+// on one thread.
 #include <sys/socket.h>
 #include <systemd/sd-bus.h>
 

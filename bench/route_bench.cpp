@@ -77,7 +77,7 @@ long walk(std::string_view path, Find find) {
     return found;
 }
 
-/// A hash map of the mounts whose keys are views of the texts.
+/// A hash map from the mount paths to their numbers. Its keys are views of `texts`.
 struct HashedMounts {
     explicit HashedMounts(long count) {
         for (long i = 0; i < count; ++i) {

@@ -72,7 +72,7 @@ private:
     std::size_t expected_ = 0;
 };
 
-/// Counts the ends of requests.
+/// Counts the requests that have completed.
 class EndHandler : public IResponseHandler<Response> {
 public:
     explicit EndHandler(Count& ends) : ends_(ends) {}
@@ -105,7 +105,7 @@ private:
 
 /// A client that sends requests of one kind.
 struct Caller {
-    Count ends;  // first, because the service destroys the response handlers that use it
+    Count ends;  // first, because response handlers use it until the service is destroyed
     std::unique_ptr<IKovaApi> service = connect();
     Request request = makeRequest("retrieve", WIRE_RESOURCE);
 };
@@ -126,7 +126,7 @@ struct BlockingCaller : Caller {
     }
 };
 
-/// Keeps a number of requests in flight: the end of one sends the next.
+/// Keeps a number of requests in flight: when one has completed, it sends the next one.
 class FlyingCaller : Caller {
 public:
     void run(std::size_t count, std::size_t inFlight) {
@@ -165,7 +165,7 @@ struct WaitingCaller : Caller {
     }
 };
 
-/// Streams of one connection. An update sends the given number of values to each.
+/// Counts the values of all streams of one connection.
 struct ValueCaller {
     Count values;
 };
@@ -193,12 +193,12 @@ private:
 
 /// Cancels requests that are pending at the service.
 struct Canceller : Caller {
-    /// Returns the seconds from the call of `cancelRequest` until that of the resource handler is
-    /// called.
+    /// Returns the seconds between the call of `cancelRequest` at the client and the call of the
+    /// same function of the resource handler.
     double cancel() {
         void* const handle = service->actionRequest(Request("retrieve", WIRE_PENDING),
                                                     std::make_unique<EndHandler>(ends));
-        cancelledAt();  // the answer comes after the request has arrived
+        cancelledAt();  // its answer shows that the request has arrived
         const auto begin = std::chrono::steady_clock::now().time_since_epoch().count();
         service->cancelRequest(handle);
         std::int64_t end = 0;

@@ -1,5 +1,5 @@
-// The same request to a Cap'n Proto capability in another process; and calls of a capability of the
-// client as a stream of values.
+// The request of wire_bench.cpp to a Cap'n Proto capability in another process, and a stream of
+// values: calls of a capability of the client.
 #include <capnp/ez-rpc.h>
 
 #include <cstdint>

@@ -1,5 +1,5 @@
-// The same request to a gRPC service in another process, with its synchronous functions, which are
-// its fastest on one core; and a stream.
+// The request of wire_bench.cpp to a gRPC service in another process, and a stream. Uses the
+// synchronous functions of gRPC, which are its fastest on one core.
 #include <grpcpp/grpcpp.h>
 #include <unistd.h>
 

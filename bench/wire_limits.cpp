@@ -1,5 +1,5 @@
-// What streams between two processes cost beside time: the memory of an open stream, the pace of
-// the slowest stream, and what a reader that stops costs the server and the other readers.
+// The costs of streams between two processes other than time: the memory of an open stream, the
+// pace of the slowest stream, and what a reader that stops costs the server and the other readers.
 #include <fmt/format.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -25,7 +25,7 @@ namespace {
 
 WireServer server("kova", serveWireService);
 
-/// Returns the memory of a process that no file backs, in bytes.
+/// Returns the resident anonymous memory of a process, in bytes.
 double memoryOf(pid_t process) {
     std::ifstream status(fmt::format("/proc/{}/status", process));
     double kibibytes = 0;
@@ -37,7 +37,7 @@ double memoryOf(pid_t process) {
     return kibibytes * 1024;
 }
 
-/// Counts the values of a stream, and stops reading at a number of them until it may go on.
+/// Counts the values of a stream. Blocks after `stopAt` values until `goOn` is set.
 class Reader final : public IResponseHandler<Response> {
 public:
     Reader(std::atomic<std::size_t>& count, std::shared_future<void> goOn, std::size_t stopAt)
@@ -102,7 +102,7 @@ private:
     const std::shared_future<void> mayGoOn_ = goOn_.get_future().share();
     std::vector<std::unique_ptr<std::atomic<std::size_t>>> counts_;
     std::atomic<std::size_t> answers_{0};
-    // Last, so that it ends before the counts.
+    // Last, so that it is destroyed before the counts.
     std::unique_ptr<IKovaApi> service_ = *http::connect("unix:" + server.path());
 };
 
@@ -152,7 +152,7 @@ void measureEventStreams() {
     }
 }
 
-// Half of the values are on their way when the pace of the streams is compared.
+// Compares the streams when the fastest one has received half of its values.
 void measureFairness() {
     constexpr std::size_t VALUES = 2000;
     Client client;
@@ -168,8 +168,8 @@ void measureFairness() {
     client.waitFor(VALUES + 1);
 }
 
-/// Returns the processor time that the server and this process take for a value of a reader beside
-/// one that stops after `stopAt` values.
+/// Returns the processor time of the server and this process for one value of a reader, while a
+/// second reader stops after `stopAt` values. Sets `memory` to the growth of the server's memory.
 double timeBeside(std::size_t stopAt, double& memory) {
     constexpr std::size_t VALUES = 200'000;
     Client reading;

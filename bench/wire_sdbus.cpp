@@ -1,4 +1,5 @@
-// The same request over peer-to-peer D-Bus, with the server in another process; and signals.
+// The request of wire_bench.cpp over peer-to-peer D-Bus, with the server in another process, and
+// signals as a stream.
 #include <sys/epoll.h>
 #include <sys/socket.h>
 #include <systemd/sd-bus.h>
@@ -33,7 +34,7 @@ int answer(sd_bus_message* message, void*, sd_bus_error*) {
     return 1;
 }
 
-// Sends a number of signals.
+// Sends `BURST` signals.
 int sendSignals(sd_bus_message* message, void*, sd_bus_error*) {
     const std::string payload = wirePayload();
     sd_bus* const bus = sd_bus_message_get_bus(message);
@@ -52,7 +53,7 @@ constexpr sd_bus_vtable METHODS[] = {SD_BUS_VTABLE_START(0),
                                      SD_BUS_METHOD("Watch", "", "", sendSignals, 0),
                                      SD_BUS_SIGNAL("Changed", "ay", 0), SD_BUS_VTABLE_END};
 
-// One client at a time.
+// Serves a client until its connection ends.
 void serveClient(int socket) {
     sd_bus* bus = nullptr;
     sd_id128_t id{};
@@ -65,7 +66,7 @@ void serveClient(int socket) {
         const std::string path = "/svc/r" + std::to_string(i);
         good(sd_bus_add_object_vtable(bus, nullptr, path.c_str(), INTERFACE, METHODS, nullptr));
     }
-    // Fails if the client has left already.
+    // `sd_bus_start` fails if the client has closed the connection already.
     for (int done = sd_bus_start(bus); done >= 0;) {
         done = sd_bus_process(bus, nullptr);
         if (done == 0) {

@@ -81,7 +81,7 @@ inline std::string fromBinaryCase(const DocumentKind& kind) {
 constexpr char const* REFUSED_JSON = "refused JSON, 300 B";
 constexpr char const* REFUSED_BINARY = "refused binary, 300 B";
 /// @}
-/// Returns a record without the bracket at its end.
+/// Returns the JSON text of a record without its closing brace.
 inline std::string brokenRecord() {
     std::string text = document(DOCUMENT_KINDS[0]);
     text.pop_back();

@@ -6,7 +6,7 @@
 #include "kova/kit/Values.h"
 #include "support/KitTrack.h"
 
-/// What the contestants of `kit_streams_bench` share.
+/// Declarations that the contestants of `kit_streams_bench` share.
 namespace kova::bench {
 
 KOVA_FIELDS(KitTrack, number, id, length, liked, gain, rating, title, artist, album, year)
@@ -19,7 +19,7 @@ constexpr std::size_t MANY_WATCHERS = 1000;
 constexpr char const* SET_FOR_FEW = "set ten fields, 1 watcher";
 constexpr char const* SET_FOR_MANY = "set ten fields, 1 000 watchers";
 
-/// What each watcher does with a value.
+/// The part of a watcher that all contestants share: it adds up the sizes of the values.
 struct Sink {
     std::size_t bytes = 0;
     void receive(const Payload& value) noexcept { bytes += value.size(); }

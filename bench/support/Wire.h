@@ -13,15 +13,15 @@
 /// that measure the processor time of both sides.
 namespace kova::bench {
 
-/// The bytes of a request's and an answer's payload.
+/// The size of the payload of each request and answer, in bytes.
 constexpr std::size_t WIRE_BYTES = 100;
 inline std::string wirePayload() {
     return std::string(WIRE_BYTES, 'x');
 }
 
-/// The requests that are pending at the same time in the cases "64 in flight".
+/// The number of requests that are pending at the same time in the cases "64 in flight".
 constexpr std::size_t WIRE_FLIGHT = 64;
-/// The streams in the cases with many of them.
+/// The number of streams in the cases with many streams.
 constexpr std::size_t WIRE_STREAMS = 1000;
 
 /// A server on a Unix socket, in a process of its own. `startAll` starts the process.
@@ -30,7 +30,8 @@ public:
     /// Serves until the process is killed.
     using Serve = std::function<void(const std::string& path)>;
 
-    /// A static object. `name` is the name of the socket.
+    /// Registers the server, a static object, for `startAll`. `name` is the file name of the
+    /// socket.
     WireServer(std::string name, Serve serve);
     WireServer(const WireServer&) = delete;
     WireServer& operator=(const WireServer&) = delete;
@@ -61,7 +62,7 @@ private:
 int connectTo(const std::string& path);
 /// Returns a listening Unix socket. Ends the process on failure.
 int listenAt(const std::string& path);
-/// Ends the process if a call of the system has failed.
+/// Prints `what` and the error of the latest system call and ends the process if `isGood` is false.
 void require(bool isGood, char const* what);
 
 /// Registers a contestant. `make()` returns a function that does `batch` calls. The time of a call

@@ -49,7 +49,7 @@ private:
     const Response value_ = makeResponse();
 };
 
-/// Answers on a thread of a worker.
+/// Answers on the thread of a `kit::Worker`.
 class LaterResource final : public IResourceHandler {
 public:
     void* actionRequest(const Request&, ResponseHandler&& handler, const std::string&) override {

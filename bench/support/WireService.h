@@ -8,13 +8,14 @@ namespace kova::bench {
 constexpr char WIRE_RESOURCE[] = "/svc/r9";
 /// The resource that answers after its resource handler has returned.
 constexpr char WIRE_LATER[] = "/svc/later";
-/// The resource with streams: a retrieval opens a stream, whose first value comes at once. An
-/// update whose text is a number sends that number of values to each stream, and ends then. The
-/// values wait for a slow reader, except below "latest": there they are replaced by later ones.
+/// The resource with streams. A retrieval opens a stream and sends its first value at once. An
+/// update whose payload is a number sends that number of values to each stream, and then completes.
+/// Values wait for a slow reader, except in streams of the path "latest": there, later values
+/// replace them.
 constexpr char WIRE_STREAM[] = "/svc/stream";
-/// The resource whose retrievals are never answered. An update returns the time of the latest
-/// cancellation as a text, in nanoseconds of the steady clock; 0 if nothing was cancelled since the
-/// last update.
+/// The resource whose retrievals are never answered. The answer to an update is the time of the
+/// latest cancellation, in nanoseconds of the steady clock, or 0 if nothing was cancelled since the
+/// previous update.
 constexpr char WIRE_PENDING[] = "/svc/pending";
 
 /// Serves these resources at a Unix socket until the process is killed.
