@@ -1,7 +1,7 @@
 // A server for foreign clients that receives the bytes of a hostile client over a real connection.
 // Whatever the server sends begins with a status line of HTTP/1.1. Each request is cancelled at
-// most once. When the connection is closed no request is left, and another connection is served.
-// The first byte selects how the service answers and what the limits are; the rest is sent
+// most once. When the connection is closed, no request is pending, and another connection is
+// served. The first byte selects how the service answers and what the limits are; the rest is sent
 // unchanged, in pieces that end at each zero byte that follows a 1.
 #include <sys/socket.h>
 
@@ -32,7 +32,7 @@ namespace {
 constexpr std::string_view PIECE_END("\1\0", 2);
 constexpr std::string_view LAST_REQUEST = "GET / HTTP/1.1\r\nHost: a\r\nConnection: close\r\n\r\n";
 
-/// A service that answers at once, fails, drops or keeps its requests.
+/// A service that answers a request with an error or a value, drops it, or keeps it pending.
 class Service : public IKovaApi {
 public:
     explicit Service(std::uint8_t selection) : selection_(selection) {}
@@ -71,7 +71,7 @@ private:
     std::map<void*, std::shared_ptr<IResponseHandler<Response>>> kept_;
 };
 
-/// The client's end of a connection, whose sockets do not block.
+/// The client side of a connection with non-blocking sockets.
 class Client {
 public:
     explicit Client(ForeignDaemon& daemon) {
@@ -87,7 +87,7 @@ public:
     void send(std::string_view bytes) const {
         static_cast<void>(::send(socket_.get(), bytes.data(), bytes.size(), MSG_NOSIGNAL));
     }
-    /// Reads what has come. Returns whether the connection is open.
+    /// Reads the bytes that have arrived. Returns whether the connection is open.
     bool receive() {
         std::array<char, 4096> bytes;
         ssize_t count = 0;
@@ -106,7 +106,7 @@ private:
     std::string received_;
 };
 
-/// A server whose requests are counted.
+/// A server that counts its pending requests, and a client that is connected to it.
 class Server {
 public:
     Server(const std::shared_ptr<EventLoop>& loop, std::uint8_t selection)

@@ -1,8 +1,8 @@
 // A client connection that receives the bytes of a hostile server. Each response handler gets at
-// most one end and nothing after it, or none if its request is cancelled. When the connection is
-// closed, all requests have ended. The first byte selects the requests; then follow frames. A frame
-// is its type, flags, stream and length, of one byte each, and its content. A type above 9 sends
-// the rest unchanged.
+// most one terminating event and nothing after it, or none if its request is cancelled. When the
+// connection is closed, all requests have ended. The first byte selects the requests; then follow
+// frames. A frame is its type, flags, stream and length, of one byte each, and its content. After a
+// type above 9, the rest of the input is sent unchanged.
 #include <sys/socket.h>
 
 #include <array>

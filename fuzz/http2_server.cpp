@@ -1,8 +1,8 @@
 // A server connection that receives the bytes of a hostile client. Each request that reaches the
-// service is a request in records; it is cancelled at most once, and when the connection is closed
-// no request is left. The first byte selects how the service answers; then follow frames. A frame
-// is its type, flags, stream and length, of one byte each, and its content. Type 10 sends a whole
-// request in records for the stream, and a type above 10 sends the rest unchanged.
+// service is cancelled at most once, and when the connection is closed no request is pending. The
+// first byte selects how the service answers; then follow frames. A frame is its type, flags,
+// stream and length, of one byte each, and its content. Type 10 is followed by a stream only, and
+// sends a complete request on it. After a type above 10, the rest of the input is sent unchanged.
 #include <sys/socket.h>
 
 #include <array>
@@ -28,7 +28,7 @@ namespace {
 
 constexpr int WHOLE_REQUEST = 10;
 
-/// A service that answers at once, refuses, throws or keeps its requests.
+/// A service that rejects a request, throws, answers it at once, or keeps it pending.
 class Service : public IKovaApi {
 public:
     explicit Service(std::uint8_t selection) : selection_(selection) {}

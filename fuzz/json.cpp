@@ -1,5 +1,5 @@
 // JSON texts: parsing the text of a parsed tree produces an equal tree. The parser accepts the same
-// texts for both kinds of strings.
+// texts whether it creates narrow or unicode strings.
 #include "support/Fuzz.h"
 #include "support/Trees.h"
 

@@ -35,7 +35,7 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size
         return 0;
     }
     const auto locator = ResourceLocator::fromPathsWithInstance(base, instance, resource);
-    // Otherwise the URI would have an authority.
+    // With a service path that begins with "//", the URI has an authority.
     if (locator.getServicePath()->rfind("//", 0) != 0) {
         check(locator, Path(resource));
     }

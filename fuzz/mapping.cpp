@@ -1,4 +1,5 @@
-// Requests of HTTP are mapped to requests that can be printed and to answers that HTTP can carry.
+// An HTTP request is either mapped to requests with valid paths, whose responses can be mapped to
+// HTTP, or it is answered with an error. Every answer is valid HTTP.
 #include "foreign/Mapping.h"
 
 #include <memory>

@@ -1,5 +1,5 @@
-// Records of the wire: bytes give the same records in whatever pieces they arrive. The message of a
-// record can be written, and what is written is read as the same message.
+// Records of the wire: the same bytes yield the same records, whatever pieces they arrive in. The
+// message of a record can be written as a record, from which the same message is read.
 #include "Records.h"
 
 #include "support/Fuzz.h"
@@ -16,7 +16,7 @@ void checkReason(const kit::Error& error) {
                   "a failure has the code 400 and a line of text");
 }
 
-/// Writes a message, and reads it as a record of its own.
+/// Writes a message as a record, and calls `check` with the record that is read from these bytes.
 template <typename Append, typename Check>
 void readAgain(Append append, Check check) {
     std::string bytes;

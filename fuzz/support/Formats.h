@@ -7,7 +7,8 @@
 
 namespace fuzz {
 
-/// Returns a payload with the remaining bytes of the input. The next byte selects its mime type.
+/// Returns a payload: the next byte of the input selects its mime type, and the rest is its
+/// content.
 kova::Payload anyPayload(Input& input);
 
 /// Serializes `tree`, which must be a dictionary or an array, and returns the tree that is read

@@ -17,7 +17,7 @@ namespace fuzz {
 class Scenario {
 public:
     explicit Scenario(Input& input);
-    /// Shuts the service down and destroys it, and checks that no request is left.
+    /// Shuts the service down and destroys it, and checks that no request is pending.
     ~Scenario();
 
     /// Performs the next step: a request, a cancellation, an answer or a shutdown.

@@ -3,8 +3,8 @@
 #include <string>
 
 /// Reference validation of the texts of typed values. Each function returns whether the expression
-/// of a type matches the whole text and all numbers are in range. The engine recurses for every
-/// digit, so pass texts from `reference::truncatedText` only.
+/// of a type matches the whole text and all numbers are in range. The regular-expression engine
+/// recurses for every digit, so pass texts from `reference::truncatedText` only.
 namespace fuzz::forms {
 
 bool isDate(const std::string& text);
