@@ -5,7 +5,8 @@
 namespace kova::test {
 
 /// Returns the number of calls of `operator new` on the calling thread so far. A program that calls
-/// it must list `support/Allocations.cpp` as a source, which replaces all forms of `operator new`.
+/// this function must list `support/Allocations.cpp` as a source, which replaces all forms of
+/// `operator new`.
 std::size_t allocations() noexcept;
 
 /// A guard that makes `operator new` fail on the calling thread, after `served` successful calls.

@@ -1,6 +1,6 @@
 #pragma once
 
-// Binary payloads in hexadecimal digits, for tests that compare the ways to read them.
+// Binary payloads in hexadecimal digits, for tests that compare several readers.
 namespace payloads {
 
 /// Well-formed payloads of common forms.
@@ -50,7 +50,7 @@ constexpr char const* RARE_BINARY[] = {
     "d85140",         "a17f6161ff01", "a15f41ffff01", "81d84043010203", "d8405f43010203ff",
     "d85144 3f800000"};
 
-/// Payloads that are rejected.
+/// Payloads that readers reject.
 constexpr char const* MALFORMED_BINARY[] = {"",
                                             "ff",
                                             "1c",

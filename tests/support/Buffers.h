@@ -6,7 +6,7 @@
 
 namespace kova::test {
 
-/// Returns the bytes that were written.
+/// Returns the bytes that the writer holds.
 inline std::string bytesOf(const util::ByteBufferWriter& writer) {
     std::string bytes(writer.size(), '\0');
     writer.retrieve(reinterpret_cast<unsigned char*>(bytes.data()), bytes.size());

@@ -21,9 +21,9 @@ public:
     static long liveBlocks() noexcept;
 };
 
-/// Calls `attempt` repeatedly: in the first call every allocation fails, in the second all after
-/// one, and so on, until `attempt` returns true. Returns the number of calls that returned false.
-/// `attempt` must not use the test framework, which allocates memory, too.
+/// Calls `attempt` repeatedly until it returns true: in the first call every allocation fails, in
+/// the second call every allocation except the first one, and so on. Returns the number of calls
+/// that returned false. `attempt` must not use the test framework, which allocates memory, too.
 template <typename Attempt>
 long failEveryAllocation(Attempt attempt) {
     for (long successes = 0;; ++successes) {

@@ -13,7 +13,7 @@ constexpr long OFF = -1;
 thread_local bool isChosen = false;
 std::atomic<long> left{OFF};
 
-// Returns whether this allocation is the one that fails.
+// Counts an allocation of the calling thread. Returns whether it is the one that fails.
 bool fails() noexcept {
     if (!isChosen || left.load(std::memory_order_relaxed) == OFF) {
         return false;
@@ -73,7 +73,7 @@ void operator delete[](void* block, const std::nothrow_t&) noexcept {
 #else
 
 extern "C" {
-// The functions behind those of the same names, in the library of GNU.
+// The allocation functions of glibc, which the replacements below call.
 void* __libc_malloc(std::size_t size) noexcept;                     // NOLINT
 void* __libc_calloc(std::size_t count, std::size_t size) noexcept;  // NOLINT
 void* __libc_realloc(void* block, std::size_t size) noexcept;       // NOLINT

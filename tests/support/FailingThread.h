@@ -2,10 +2,10 @@
 
 namespace kova::test {
 
-/// Makes one allocation of one thread fail, whatever that thread runs. Without sanitizers, those of
-/// C libraries (`malloc`, `calloc`, `realloc`) count, too; with a sanitizer only `operator new`. A
-/// program that uses it must list `support/FailingThread.cpp` as a source, which replaces these
-/// functions.
+/// Makes one allocation of the chosen threads fail. Without sanitizers, every call of `malloc`,
+/// `calloc` and `realloc` is an allocation, also those of C libraries; with a sanitizer, only calls
+/// of `operator new` are. A program that uses this class must list `support/FailingThread.cpp` as a
+/// source, which replaces these functions.
 class FailingThread {
 public:
     FailingThread() = delete;
@@ -14,7 +14,7 @@ public:
     static void chooseThisThread() noexcept;
     /// Lets the given number of allocations of the chosen threads succeed, and the next one fail.
     static void failAfter(long successes) noexcept;
-    /// Ends `failAfter`. Returns whether the allocation has failed.
+    /// Undoes `failAfter`. Returns whether an allocation has failed.
     static bool stop() noexcept;
 };
 

@@ -70,8 +70,8 @@ inline bool readAnything(FieldReader& reader) {
     return false;
 }
 
-/// Reads the value of the entry with `reader`. Returns nullopt if a call fails. Otherwise returns
-/// whether the value is that of the entry.
+/// Reads with `reader` what the entry of the pull reader describes. Returns nullopt if a call
+/// fails. Otherwise returns whether both readers have read the same.
 inline std::optional<bool> readLike(FieldReader& reader, const Entry& entry) {
     const auto same = [](bool done, bool isEqual) {
         return done ? std::optional(isEqual) : std::nullopt;
@@ -131,10 +131,10 @@ inline std::optional<bool> readLike(FieldReader& reader, const Entry& entry) {
 
 /// The result of a comparison of a field reader with a pull reader.
 enum class Comparison {
-    Same,     // reads the same values
+    Same,     // both readers read the same values
     Refused,  // the field reader rejects a payload that the pull reader accepts
-    Both,     // both reject the payload
-    Differs   // reads other values, or accepts what the pull reader refuses
+    Both,     // both readers reject the payload
+    Differs   // the field reader reads other values, or accepts what the pull reader rejects
 };
 
 inline Comparison compareFields(FieldReader::Format format, PullFromPushDeserializer& pull,

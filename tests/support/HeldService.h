@@ -13,7 +13,8 @@
 namespace kova::test {
 
 /// A service that keeps the response handlers of its requests, so that a test can answer them at
-/// any time. A handle is the number of the request, from 1. Any thread may call any function.
+/// any time. The handle of a request is its number, counted from 1. Any thread may call any
+/// function.
 class HeldService : public IKovaApi {
 public:
     using Handler = std::unique_ptr<IResponseHandler<Response>>;
@@ -53,22 +54,22 @@ public:
         }
     }
 
-    /// Returns a request.
+    /// Returns the request with this number.
     Request request(std::size_t number) const {
         const std::lock_guard<std::mutex> guard(mutex_);
         return requests_.at(number - 1);
     }
-    /// Returns the response handler of a request.
+    /// Returns the response handler of the request with this number.
     IResponseHandler<Response>& operator[](std::size_t number) {
         const std::lock_guard<std::mutex> guard(mutex_);
         return *handlers_.at(number - 1);
     }
-    /// Removes and returns the response handler of a request.
+    /// Removes and returns the response handler of the request with this number.
     Handler take(std::size_t number) {
         const std::lock_guard<std::mutex> guard(mutex_);
         return std::move(handlers_.at(number - 1));
     }
-    /// Completes a request with a value, and destroys its response handler.
+    /// Sends a value to the request, completes it, and destroys its response handler.
     void answer(std::size_t number, const Response& value = Response(200)) {
         const Handler handler = take(number);
         handler->onNext(value);

@@ -25,7 +25,7 @@ public:
         std::map<std::string, std::string> fields;
         std::string body;
         bool isClosed = false;
-        std::uint32_t error = 0;  ///< of RST_STREAM
+        std::uint32_t error = 0;  ///< the error code of the stream's RST_STREAM
     };
 
     explicit Http2Client(const std::string& address) : socket_(address) {
@@ -43,7 +43,7 @@ public:
     Http2Client(const Http2Client&) = delete;
     Http2Client& operator=(const Http2Client&) = delete;
 
-    /// The fields of a request in records.
+    /// Returns the header fields of a request whose body consists of records (docs/wire.md).
     static Fields recordFields(const std::string& path = "/") {
         return {{":method", "POST"},
                 {":scheme", "http"},
@@ -51,7 +51,8 @@ public:
                 {":authority", "localhost"},
                 {"content-type", "application/vnd.kova.events"}};
     }
-    /// Sends a request, and returns its stream. Without `isWhole`, the body does not end.
+    /// Sends a request, and returns the id of its stream. If `isWhole` is false, the body stays
+    /// open.
     std::int32_t send(const Fields& fields, std::string body, bool isWhole = true) {
         std::vector<nghttp2_nv> pairs;
         for (const auto& [name, value] : fields) {
@@ -75,12 +76,12 @@ public:
         flush();
     }
 
-    /// Receives until the answer is whole, and returns it.
+    /// Receives until the stream is closed, and returns its answer.
     const Answer& wait(std::int32_t id) {
         waitUntil([&] { return answers_[id].isClosed; });
         return answers_[id];
     }
-    /// Receives until the condition holds. Returns false if the connection ends before.
+    /// Receives until the condition holds. Returns false if the connection ends first.
     template <typename Condition>
     bool waitUntil(Condition condition) {
         while (!condition()) {
@@ -91,7 +92,7 @@ public:
         return true;
     }
     Answer& operator[](std::int32_t id) { return answers_[id]; }
-    /// The error code of GOAWAY; -1 if none has come.
+    /// Returns the error code of the GOAWAY frame, or -1 if none has arrived.
     std::int64_t goAway() const noexcept { return goAway_; }
     SocketClient& socket() noexcept { return socket_; }
     nghttp2_session* session() noexcept { return session_; }

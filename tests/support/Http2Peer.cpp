@@ -141,7 +141,7 @@ void Http2Peer::close() {
     }
 }
 
-// Returns false if the connection has ended.
+// Waits for bytes and processes them. Returns false if the connection has ended.
 bool Http2Peer::readSome() {
     if (isClosed_) {
         return false;

@@ -36,10 +36,10 @@ private:
     int socket_ = -1;
 };
 
-/// The server's end of an HTTP/2 connection, which does what a test says. A function whose name
-/// begins with "waitFor" reads from the socket until something has happened. It throws
-/// `std::runtime_error` if that does not happen within 30 s, or if the connection ends before. The
-/// other functions do not read. One thread at a time.
+/// The server side of an HTTP/2 connection that a test controls. A function whose name begins with
+/// "wait" reads from the socket until an event has happened. It throws `std::runtime_error` if no
+/// bytes arrive for 30 s, or if the connection ends before the event. The other functions do not
+/// read. One thread at a time.
 class Http2Peer {
 public:
     struct Request {
@@ -58,13 +58,13 @@ public:
     Request waitForRequest();
     /// Waits until the header of the next request has arrived; its body may follow.
     Request waitForHeader();
-    /// Waits until the client has reset a stream. Returns the code.
+    /// Waits until the client has reset the stream. Returns the error code.
     std::uint32_t waitForReset(std::int32_t number);
     /// Waits until the client has acknowledged the limit of concurrent streams.
     void waitForSettings();
     /// Waits until the client has sent `count` PINGs, which are answered.
     void waitForPings(int count);
-    /// Waits until all bytes of an answer are sent.
+    /// Waits until all bytes of the answer on the stream are sent.
     void waitUntilSent(std::int32_t number);
     /// Waits until the client has closed the connection.
     void waitForClose();
@@ -85,7 +85,8 @@ public:
     void sendRaw(const std::string& bytes);
     void close();
 
-    /// Returns the bytes of an answer that the windows of the client do not accept.
+    /// Returns the number of unsent bytes of an answer, for which the client's flow-control windows
+    /// are too small.
     std::size_t unsent(std::int32_t number) { return streams_[number].output.size(); }
     /// Returns whether a further request has arrived already.
     bool hasRequest() const { return !requests_.empty(); }

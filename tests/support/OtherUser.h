@@ -5,7 +5,7 @@
 #include <exception>
 #include <stdexcept>
 
-/// Skips a test that needs files and processes of several users.
+/// Skips the test unless root runs it. For tests that need files and processes of several users.
 #define KOVA_SKIP_UNLESS_ROOT()                                        \
     if (::geteuid() != 0) {                                            \
         GTEST_SKIP() << "only root can act as another user in a test"; \
@@ -14,8 +14,8 @@
 
 namespace kova::test {
 
-/// Lets this process, which is root, act as another user while the object exists: what it creates
-/// and serves belongs to that user, and it has no rights of root.
+/// A guard that makes this process of root act as another user: the process has the rights of that
+/// user only, and the files and sockets that it creates belong to that user.
 class OtherUser {
 public:
     static constexpr uid_t ALICE = 12345;

@@ -121,8 +121,8 @@ inline std::optional<std::string> jsonToJson(std::string_view json) {
     });
 }
 
-/// A pull reader that owns its payload. `begun` is whether beginDeserialize() succeeded. If it is
-/// not `DIRECT`, the source replays the payload to a serializer.
+/// A pull reader that owns its payload. `begun` is whether beginDeserialize() succeeded. If
+/// `DIRECT` is false, the source replays the payload to a serializer.
 template <class Source, bool DIRECT = true>
 struct Pull : PullFromPushDeserializer {
     template <class... Arguments>

@@ -9,8 +9,8 @@
 
 namespace kova::test {
 
-/// A serializer that records its calls as texts, and fails a selected one. It does not check the
-/// order of the calls.
+/// A serializer that records its calls as texts, and can fail a selected call. It does not check
+/// the order of the calls.
 class RecordingSerializer : public util::serializer::IStructuredSerializer {
 public:
     using Options = util::serializer::Options;

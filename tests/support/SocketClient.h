@@ -20,12 +20,12 @@
 
 namespace kova::test {
 
-/// A socket that is connected to an address, for tests that write bytes of their own.
+/// A socket that is connected to an address, for tests that send arbitrary bytes.
 class SocketClient {
 public:
     static constexpr std::chrono::milliseconds PATIENCE{20000};
 
-    /// Throws `std::runtime_error` if nobody listens.
+    /// Throws `std::runtime_error` if nothing listens at the address.
     explicit SocketClient(const std::string& text) {
         const kit::Result<http::Address> address = http::Address::parse(text);
         const int family = address->isUnix() ? AF_UNIX : AF_INET;
@@ -59,7 +59,7 @@ public:
             ::close(std::exchange(descriptor_, -1));
         }
     }
-    /// Sends no more; the server can still answer.
+    /// Closes the sending direction; the server can still answer.
     void halfClose() noexcept { ::shutdown(descriptor_, SHUT_WR); }
 
     /// Sends all bytes. Returns false if the connection is closed.
@@ -81,7 +81,7 @@ public:
         }
         return bytes;
     }
-    /// Waits for bytes and returns them; "" if the connection is closed, or if none come in time.
+    /// Waits for bytes and returns them; "" if the connection is closed or the time is over.
     std::string receive(std::chrono::milliseconds patience = PATIENCE) {
         pollfd poll{descriptor_, POLLIN, 0};
         if (::poll(&poll, 1, static_cast<int>(patience.count())) <= 0) {

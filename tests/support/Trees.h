@@ -26,7 +26,7 @@ struct DestroyValue {
         }
     }
 };
-/// Owns a node that may be a shared one.
+/// Owns a tree whose root may be a shared node.
 using Tree = std::unique_ptr<util::config::Value, DestroyValue>;
 
 #if __has_include("util/TreeExtensions.h")
@@ -41,7 +41,7 @@ inline void addField(util::config::Dictionary& dictionary, const std::string& na
     dictionary.add(name, value);
 }
 #else
-// Other platforms parse only objects and arrays, and names end at a zero byte.
+// Parsers of other platforms accept only objects and arrays, and a zero byte ends a name.
 
 inline Tree parseTree(const std::string& text) {
     util::config::Dictionary* dictionary = nullptr;

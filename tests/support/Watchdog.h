@@ -35,7 +35,8 @@ public:
     /// Reports progress. Any thread may call it. It does not synchronize threads, so that it does
     /// not hide data races from ThreadSanitizer.
     void progress() { progress_.fetch_add(1, std::memory_order_relaxed); }
-    /// Sets the phase of the test, as the words after "hang while", and reports progress.
+    /// Sets the phase of the test, which the watchdog prints after "hang while", and reports
+    /// progress.
     void enter(std::string phase) {
         const std::lock_guard<std::mutex> guard(mutex_);
         phase_ = std::move(phase);
