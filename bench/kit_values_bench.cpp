@@ -113,7 +113,7 @@ T readByHand(mimetypes::MimeTypeID id, const Payload& payload) {
     return value;
 }
 
-// ---- entries
+// ---- registration of the contestants
 
 template <typename T>
 void enterFormat(mimetypes::MimeTypeID id, char const* to, char const* from, const T& value) {
