@@ -7,8 +7,8 @@
 
 namespace kova::test {
 
-/// A function definition in C++ source text. A test of GoogleTest is also one; its name is that of
-/// the macro.
+/// A function definition in C++ source text. A test of GoogleTest counts as a function whose name
+/// is the name of the macro.
 struct Function {
     std::string name;
     std::string arguments;        ///< the text between the parentheses
@@ -21,8 +21,8 @@ struct Function {
 std::vector<Function> functionsIn(std::string_view source);
 
 /// Returns the tests in `source` without an assertion, as "LINE: ARGUMENTS OF THE MACRO". A test
-/// has an assertion if it uses one of GoogleTest or calls a function that has one. This function
-/// may be in `source` or among `helpers`.
+/// has an assertion if it uses an assertion of GoogleTest, or calls a function of `source` or
+/// `helpers` that has one.
 std::vector<std::string> testsWithoutAssertion(std::string_view source,
                                                const std::vector<Function>& helpers);
 

@@ -1,5 +1,6 @@
 // Tests of the order of virtual functions. It is part of the binary interface: programs that were
-// compiled earlier call virtual functions by their slots. Moving a row here breaks such programs.
+// compiled earlier call virtual functions by their slots. A change for which a
+// row here must move breaks such programs.
 #include <gtest/gtest.h>
 
 #include <cstddef>

@@ -178,8 +178,8 @@ constexpr char const* NO_MESSAGE = "^(qemu: uncaught target signal 6[^\n]*\n)?$"
 
 TEST_F(SymptomsDeathTest, MutexMisuseEndsTheProcessSilently) {
     expectRow("the process ends with `Aborted` and no other message");
-    // Locked again in the child: a mutex that the parent has locked belongs to another thread
-    // there.
+    // The child process locks the mutex twice. If the parent locked it first, the owner would be
+    // another thread in the child.
     const auto lockTwice = [] {
         osal::Mutex mutex;
         mutex.lock();

@@ -77,7 +77,7 @@ TEST(TroubleshootingTest, PageListsTheErrorsThatTheFrameworkReports) {
     EXPECT_EQ(shown, reportedErrors());
 }
 
-/// A channel, a level as the page shows it, and a text.
+/// The channel, the level and the text of a trace message, as the page shows them.
 using Message = std::tuple<std::string, std::string, std::string>;
 
 std::string textOf(const std::string& literals) {
@@ -89,7 +89,8 @@ std::string textOf(const std::string& literals) {
     return text;
 }
 
-// Returns the channel that a source traces to: its own, or else the channel of the service.
+// Returns the channel that a source file traces to: the channel that it defines, or else the
+// channel of the service.
 std::string channelOf(const std::string& source) {
     static const std::regex made("[cC]hannel \\w+\\(\"([A-Z_]+)\"");
     std::smatch found;

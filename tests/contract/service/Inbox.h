@@ -15,7 +15,8 @@
 
 namespace kova::test {
 
-/// Returns a payload as text: its type, and its bytes or, if they are many, their number and hash.
+/// Returns a description of a payload: its type and its bytes. A large payload is described by its
+/// type, its size and a hash.
 inline std::string describe(const Payload& payload) {
     if (payload.isEmpty()) {
         return "'" + payload.getMimeType() + "' without payload";
@@ -28,7 +29,7 @@ inline std::string describe(const Payload& payload) {
     return "'" + payload.getMimeType() + "' '" + bytes + "'";
 }
 
-/// Returns everything that a message has as text.
+/// Returns a description of all parts of a message.
 /// @{
 inline std::string describe(const Response& response) {
     return std::to_string(response.getStatusCode()) + " " + describe(response.getPayload()) + " " +
@@ -40,14 +41,14 @@ inline std::string describe(const Request& request) {
 }
 /// @}
 
-/// The events of one request, as texts: "next ...", "error ..." and "completed". Its handler keeps
-/// the shared part alive. Any thread may call any function.
+/// The events of one request, as texts: "next ...", "error ..." and "completed". The response
+/// handler may outlive the inbox. Any thread may call any function.
 class Inbox {
 public:
     using Events = std::vector<std::string>;
 
-    /// Sets a function that is called after each event was added, on its thread. Its result is that
-    /// of `onNext`. Call it before the request is sent.
+    /// Sets a function that is called after each event, on the thread of the event. `onNext`
+    /// returns its result. Call `onEvent` before the request is sent.
     void onEvent(std::function<bool(const std::string&)> function) {
         state_->onEvent = std::move(function);
     }
@@ -59,7 +60,7 @@ public:
         const std::lock_guard<std::mutex> guard(state_->mutex);
         return state_->events;
     }
-    /// Waits until there are `count` events, and returns all.
+    /// Waits until there are `count` events, and returns all events.
     Events waitFor(std::size_t count) const {
         std::unique_lock<std::mutex> lock(state_->mutex);
         state_->changed.wait(lock, [&] { return state_->events.size() >= count; });

@@ -1,4 +1,4 @@
-// The contract of services within the process.
+// Runs the suite ServiceContract with a service in the same process.
 #include <memory>
 
 #include "contract/service/ServiceContract.h"
@@ -7,7 +7,7 @@
 namespace kova::test {
 namespace {
 
-/// Each client is an object of the kit in front of the service.
+/// A transport whose clients are objects of the kit in front of the service.
 class InProcess final : public Transport {
 public:
     explicit InProcess(IKovaApi& service) : service_(service) {}

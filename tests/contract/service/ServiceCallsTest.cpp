@@ -1,4 +1,4 @@
-// The order of events, ends, cancellation, and calls from inside callbacks.
+// The order of events, cancellation, destruction of clients, and calls from inside callbacks.
 #include <algorithm>
 #include <atomic>
 #include <future>
@@ -23,7 +23,7 @@ std::string nextOf(unsigned short status, const std::string& text) {
     return "next " + describe(textValue(status, text));
 }
 
-// Events and ends
+// Values and terminating events
 
 TEST_P(ServiceContract, ValuesArriveInTheirOrder) {
     constexpr int COUNT = 1000;
@@ -90,7 +90,7 @@ TEST_P(ServiceContract, RequestWhoseHandlerTheServiceDestroysEndsWithAnError) {
     EXPECT_EQ(inbox.waitForLast(), (Events{nextOf(200, "before"), "error " + describe(expected)}));
 }
 
-// The service learns it from the result of `onNext`, or by a cancellation.
+// With some transports `onNext` returns true to the service, with others the request is cancelled.
 TEST_P(ServiceContract, HandlerThatWantsNoFurtherValuesGetsTheTerminatingEvent) {
     inbox.onEvent([](const std::string&) { return true; });
     sendAndWait(inbox);
@@ -123,8 +123,8 @@ TEST_P(ServiceContract, CancellationAfterAValueSendsNoFurtherEvent) {
     EXPECT_EQ(inbox.waitForLast(), (Events{nextOf(200, "first")}));
 }
 
-// Requests of a client arrive in their order. So when the second one has arrived, the service has
-// the first one, or will never get it.
+// The requests of a client arrive in their order. So when the second request has arrived, the first
+// one has arrived before or never will.
 TEST_P(ServiceContract, CancellationDirectlyAfterTheRequestLeavesNoPendingRequest) {
     client->cancelRequest(send(inbox));
     EXPECT_EQ(inbox.waitForLast(), Events{});
@@ -261,7 +261,7 @@ TEST_P(ServiceContract, HundredStreamsRunAtTheSameTime) {
     }
 }
 
-// The end of a client
+// Destruction of a client
 
 TEST_P(ServiceContract, DestructionOfTheClientCancelsItsRequestsSilently) {
     const Inbox other;
@@ -312,7 +312,7 @@ TEST_P(ServiceContract, DestructionOfTheClientWaitsForARunningCallback) {
             std::this_thread::yield();
         }
         for (int i = 0; i < 1000; ++i) {
-            std::this_thread::yield();  // so that the destructor has the time to return too early
+            std::this_thread::yield();  // gives a wrong destructor the time to return too early
         }
         released.set_value();
     });

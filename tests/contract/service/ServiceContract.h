@@ -17,7 +17,7 @@
 
 namespace kova::test {
 
-/// A way to reach a service: within the process, or from another one.
+/// A way to reach a service: in the same process or from another process.
 class Transport {
 public:
     virtual ~Transport() = default;
@@ -25,7 +25,8 @@ public:
     virtual std::unique_ptr<IKovaApi> connect() = 0;
 };
 
-/// A row of the suite: a transport, and how it is made for a service, which outlives it.
+/// A row of the suite: a transport, and a function that creates it for a service. The service
+/// outlives the transport.
 struct TransportRow {
     char const* name;
     std::function<std::unique_ptr<Transport>(IKovaApi& service)> serve;
@@ -39,8 +40,9 @@ inline std::string nameOf(const ::testing::TestParamInfo<TransportRow>& info) {
     return info.param.name;
 }
 
-/// What a client observes of a service is the same with every transport. The service under test
-/// keeps its requests until the test answers them, and destroys the handler of a cancelled request.
+/// The tests of what a client observes of a service, which is the same with every transport. The
+/// service keeps its requests until the test answers them, and destroys the handler of a cancelled
+/// request.
 class ServiceContract : public ::testing::TestWithParam<TransportRow> {
 protected:
     ServiceContract() {
@@ -62,7 +64,7 @@ protected:
     void* send(const Inbox& target, const Request& request = Request("retrieve", "/state")) const {
         return client->actionRequest(request, target.handler());
     }
-    /// Sends a request and waits until the service has it. Returns its handle.
+    /// Sends a request and waits until it has arrived at the service. Returns its handle.
     void* sendAndWait(const Inbox& target, const Request& request = Request("retrieve", "/state")) {
         void* const handle = send(target, request);
         service.waitForRequests(++sent);
@@ -106,7 +108,7 @@ protected:
     std::unique_ptr<Transport> transport;
     std::unique_ptr<IKovaApi> client;
     Inbox inbox;
-    std::size_t sent = 0;  ///< the requests that were sent with `sendAndWait`
+    std::size_t sent = 0;  ///< number of requests sent with `sendAndWait`
 };
 
 }  // namespace kova::test

@@ -50,7 +50,7 @@ std::vector<Payload> payloads() {
             payloadOf(large, "application/octet-stream")};
 }
 
-/// Returns a header with a tree of every kind.
+/// Returns a header with value trees of every kind.
 Request::Header headerWithTrees() {
     const auto header = std::make_shared<util::config::Dictionary>();
     header->add("tree", parseTree("{\"a\":[1,-2,1.5,true,null,\"\xc3\xbc\",[],{}],\"b\":{\"c\":"

@@ -21,7 +21,7 @@ using test::Ticket;
 
 constexpr int THREADS = 4;
 constexpr int ROUNDS = 40;
-constexpr std::size_t REQUESTS = 50;  // per round, so that the threads meet at some of them
+constexpr std::size_t REQUESTS = 50;  // per round, enough for collisions of the threads
 
 class CancellationRaceTest : public testing::TestWithParam<Answer> {
 protected:

@@ -72,7 +72,7 @@ struct HandlerMemory {
     alignas(std::max_align_t) std::array<std::byte, 32> bytes{};
 };
 
-/// The state of one caller. Only the members that it waits for are atomic.
+/// The state of one caller. Only the members that the caller waits for are atomic.
 struct Stream : HandlerMemory {
     static Stream& of(void* memory) {
         return static_cast<Stream&>(*static_cast<HandlerMemory*>(memory));

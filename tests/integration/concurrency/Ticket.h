@@ -16,10 +16,10 @@ namespace kova::test {
 
 /// When a resource answers a request.
 enum class Answering {
-    LATE,                 ///< stores it; it is answered only after actionRequest() has returned
-    EARLY,                ///< stores it; any thread may answer it immediately
-    AT_ONCE,              ///< answers before it returns, and returns no handle
-    AT_ONCE_WITH_HANDLE,  ///< answers before it returns, but returns a handle anyway
+    LATE,                 ///< after actionRequest() has returned
+    EARLY,                ///< at any time: it stores the request, which any thread may answer
+    AT_ONCE,              ///< before actionRequest() returns, which returns no handle
+    AT_ONCE_WITH_HANDLE,  ///< before actionRequest() returns, which returns a handle anyway
 };
 
 /// The callbacks in which code of the test can run.

@@ -37,7 +37,7 @@ private:
     int& alive_;
 };
 
-// ---- The object ----
+// ---- GenericObject ----
 
 TEST(GenericObject, IsConstructedFromPairs) {
     const GenericObject object{{"width", new ValueInt(640)},
@@ -177,7 +177,7 @@ TEST(GenericObject, CanBeAddedToATree) {
     EXPECT_EQ(alive, 0);
 }
 
-// ---- Reading values ----
+// ---- fromGeneric ----
 
 struct Kinds {
     char const* json;
@@ -297,7 +297,7 @@ TEST(ToGeneric, BooleansAreTheSharedNodes) {
     EXPECT_EQ(&(*array)[1], Value::getBool(false));
 }
 
-// ---- Memory ----
+// ---- Exhausted memory ----
 
 TEST(ToGeneric, ReturnsNullIfMemoryIsExhaustedAndLeaksNothing) {
     const std::vector<std::string> texts{"a text that is too long for the string itself", "x"};

@@ -561,7 +561,8 @@ TEST(PathTest, ReplacePatternAcceptsPathsAndUuids) {
     EXPECT_EQ(Path::replacePattern("/x/*", someUuid()), std::string("/x/") + UUID_TEXT);
 }
 
-// Laws over random texts: a function on a text agrees with the member on the path of the text.
+// Laws over random texts. Among others, each static function returns for a text what the member
+// function returns for the path of this text.
 class PathLaws : public testing::Test {
 protected:
     std::string randomText(std::string_view alphabet = "//ab.*") {

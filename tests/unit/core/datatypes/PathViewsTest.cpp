@@ -51,7 +51,7 @@ TEST(PathViewsTest, AdjacentSeparatorsFormAnEmptySegment) {
 }
 
 TEST(PathViewsTest, EmptySegmentIsFoundAnywhereInAText) {
-    // "." is the character before "/" and "0" the one after it.
+    // In ASCII, "." is the character before "/", and "0" is the one after it.
     const std::vector<std::string> parts = textsOf("./0", 4);
     for (const std::string& part : parts) {
         const bool isEmpty = part.find("//") != std::string::npos;

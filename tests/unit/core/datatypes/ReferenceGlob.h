@@ -9,9 +9,9 @@
 
 namespace kova::test {
 
-/// A simple implementation of globs, which defines their meaning. It translates a glob with a stack
-/// of states, and uses the standard library's engine for texts of `Character`. It is slow and needs
-/// a large stack.
+/// A simple implementation of globs, which defines their meaning. It translates a glob into a
+/// regular expression with a stack of states, and matches with `std::basic_regex<Character>`. It is
+/// slow and needs a large stack.
 template <typename Character>
 class BasicReferenceGlob {
 public:

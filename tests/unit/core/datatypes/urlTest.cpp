@@ -416,7 +416,7 @@ private:
     }
 };
 
-// Compares the result of the public branch for a host in brackets.
+// Compares the result of `url::parseIpv6`, which must find nothing if `wanted.text` is empty.
 bool branchAgreesWithReference(const std::string& text, const Reference& wanted) {
     const auto pieces = url::parseIpv6(text, text.find('['));
     if (!pieces) {

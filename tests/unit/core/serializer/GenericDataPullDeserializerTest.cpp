@@ -234,7 +234,7 @@ TEST_F(Reading, AskingForTheEndOfAContainerThatIsNotOpenEndsTheProcess) {
     EXPECT_DEATH(static_cast<void>(begin("[1]").beginElement()), "bad_variant_access");
 }
 
-// ---- The whole read ----
+// ---- Beginning and ending the read ----
 
 TEST_F(Reading, EndDeserializeSucceedsAtEveryPosition) {
     auto& deserializer = begin(R"({"a": 1})");
@@ -409,7 +409,7 @@ TEST_F(Reading, SkipFieldOutsideAFieldSkipsToTheEnd) {
     }
 }
 
-// ---- Memory ----
+// ---- Exhausted memory ----
 
 TEST(GenericDataPullDeserializer, FailsIfMemoryIsExhaustedAndLeaksNothing) {
     const Tree tree = parseTree(

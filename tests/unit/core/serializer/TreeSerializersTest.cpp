@@ -172,7 +172,7 @@ TEST(SerializeTree, EveryOpenContainerIsEndedAfterAFailure) {
 
 // ---- Reading entries ----
 
-/// Returns the entries of a script, then the end.
+/// A deserializer that returns the entries of a script, and then `End`.
 class Script : public util::serializer::PullFromPushDeserializer {
 public:
     explicit Script(std::vector<Entry> entries)
@@ -316,7 +316,7 @@ TEST(DeserializeTree, ElementsAreAppended) {
     EXPECT_EQ(array, *parseTree("[1, 2, 3]"));
 }
 
-/// Returns entries in which every integer is increased by one.
+/// A deserializer of JSON that increases every integer by one.
 class Increasing : public util::serializer::JSONStructuredPullDeserializerOld {
 public:
     Entry const* getNextEntry() override {
@@ -340,8 +340,8 @@ TEST(DeserializeTree, DerivedDeserializerIsReadByItsEntries) {
     EXPECT_EQ(dictionary, *parseTree(R"({"a": [2, 3]})"));
 }
 
-/// Overrides nothing. It is still read by its entries, because a derived class could override
-/// functions.
+/// A class that overrides nothing. `deserialize` reads every derived class entry by entry, because
+/// it could override functions.
 class Derived : public util::serializer::JSONStructuredPullDeserializerOld {};
 
 TEST(DeserializeTree, ReadingByEntriesReturnsTheSameTreeAsReadingAtOnce) {
@@ -378,9 +378,10 @@ TEST(DeserializeTree, UnicodeStringInATreeFails) {
     EXPECT_EQ(array.arraySize(), 0U);
 }
 
-// ---- Depth ----
+// ---- Deep trees ----
 
-/// Recursion with one pointer per level would need twelve times the small stack.
+/// With this number of levels, a recursion with one pointer per level would need twelve times the
+/// small stack.
 constexpr std::size_t MANY_LEVELS = 200000;
 
 TEST(DeepTrees, AreReadFromTheTreeOnASmallStack) {
@@ -503,7 +504,7 @@ TEST(Payloads, RoundTripRandomTrees) {
     }
 }
 
-// ---- Memory ----
+// ---- Exhausted memory ----
 
 TEST(TreeSerializers, FailIfMemoryIsExhaustedAndLeakNothing) {
     const Tree tree = parseTree(

@@ -101,7 +101,8 @@ static_assert(!CanSerialize<util::config::Value*>::value);
 
 // ---- Reading ----
 
-/// Records the getter that was called. Every getter succeeds, or every getter fails.
+/// A deserializer that records which getter was called. Either all its getters succeed, or all
+/// fail.
 class GetterLog : public util::serializer::PullFromPushDeserializer {
 public:
     explicit GetterLog(bool failing) : PullFromPushDeserializer(nullptr), failing_(failing) {}
@@ -236,7 +237,7 @@ TEST(Deserialize, OutputIsUnchangedIfTheStringCannotBeRead) {
     EXPECT_EQ(link.toString(), "former:/x");
 }
 
-// ---- Memory ----
+// ---- Exhausted memory ----
 
 TEST(TypeSerializers, FailIfMemoryIsExhaustedAndDoNotThrow) {
     const std::string source = "/a/text/that/is/too/long/for/the/string/itself/and/has/many/parts";

@@ -69,8 +69,8 @@ TEST(MountIndexTest, DistinguishesPathsThatDifferInOneCharacter) {
 }
 
 TEST(MountIndexTest, DistinguishesPathsWithTheSameHash) {
-    // The hash of a text of up to seven characters depends on its number of characters only by an
-    // exclusive or with its word.
+    // "a" and this text have the same hash: for texts of up to seven characters, the hash mixes the
+    // exclusive or of the length and the characters (1 ^ 'a' == 2 ^ 'b').
     const std::string colliding("\0b", 2);
     EXPECT_EQ(Indexed({"a"}).find(colliding), "-");
     const Indexed both({"a", colliding});

@@ -13,7 +13,7 @@
 namespace kova::detail {
 namespace {
 
-/// Runs a function when it is destroyed.
+/// A resource handler that calls a function when it is destroyed.
 class Farewell : public IResourceHandler {
 public:
     explicit Farewell(std::function<void()> last) : last_(std::move(last)) {}
@@ -78,7 +78,8 @@ TEST(MountTableTest, EmptyTableFindsNothing) {
     EXPECT_TRUE(table.paths().empty());
 }
 
-/// A search that follows its description step by step, with a new path in each step.
+/// A reference for `MountTable::find`, which follows its description step by step with a new path
+/// in each step.
 std::string foundStepByStep(const MountTable& table, std::string path) {
     while (path.size() > 1 && path.back() == '/' &&
            path.find_first_not_of('/', 1) != std::string::npos) {

@@ -48,7 +48,7 @@ class RootHandlerTest : public testing::Test {
 protected:
     void TearDown() override { servicecomp::overrideMimeTypeFunc({}); }
 
-    /// A service over /b and /a that answers its root in `mimeType`.
+    /// Returns a service with the mounts /b and /a that answers requests of its root in `mimeType`.
     static std::unique_ptr<StaticComposedKovaService> make(const std::string& mimeType) {
         servicecomp::overrideMimeTypeFunc([mimeType](const Request&) { return mimeType; });
         return std::make_unique<StaticComposedKovaService>(Mounts({"/b", "/a"}).take());

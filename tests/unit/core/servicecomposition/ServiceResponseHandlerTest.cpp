@@ -121,7 +121,7 @@ std::string nameOf(const Play& play) {
     return name;
 }
 
-/// Replaces the address of the client's handler, which differs.
+/// Replaces the address of the client's handler, which differs from run to run.
 std::string withoutAddress(std::string text, void const* address) {
     char digits[32];
     std::snprintf(digits, sizeof(digits), "%p", address);

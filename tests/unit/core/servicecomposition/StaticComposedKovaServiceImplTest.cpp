@@ -123,8 +123,8 @@ std::vector<std::string> paths() {
     return made;
 }
 
-// The trace names every parent that is tried. Without tracing, parents that are too long for a
-// mount are skipped.
+// The trace names every parent that is tried. Without tracing, parents that are longer than every
+// mount path are skipped.
 TEST(RoutingByTraceTest, TracingDoesNotChangeTheRouting) {
     const std::vector<std::string> served[] = {{"/", "/a", "/a/a"}, {"/a", "/a/a"},  {"a", "a/a"},
                                                {"/a", "/a//a"},     {"aa", "/aa/a"}, {"/"}};
@@ -577,7 +577,7 @@ TEST_F(ServiceTest, VeryLongPathIsRoutedInLinearTime) {
     EXPECT_EQ(a.asked[0].resourcePath.size(), path.size() - 3);
 }
 
-/// Its destructor terminates the request that it holds.
+/// A resource handler whose destructor terminates its request.
 class LastWord : public IResourceHandler {
 public:
     void* actionRequest(const Request&, std::unique_ptr<IResponseHandler<Response>>&& handler,

@@ -42,7 +42,7 @@ Traces::Trace converted(const std::string& text, const std::string& numbers,
     return {0, "[toSemVer] Converted " + text + " to SemVer: " + numbers + ", branch: " + branch};
 }
 
-// ---------------------------------------------------------------------------------- reading
+// ---------------------------------------------------------------------------------- parsing
 
 struct AcceptRow {
     std::string text;
@@ -189,7 +189,7 @@ TEST(SemVerTest, OrderIgnoresTheBranch) {
     EXPECT_EQ((std::set<SemVer>{{1, 2, 3, "a"}, {1, 2, 3, "b"}}).size(), 1U);
 }
 
-// ------------------------------------------------------------------------------------ pairs
+// ----------------------------------------------------------------------- one offered version
 
 struct PairRow {
     std::string wanted, offered;
@@ -277,7 +277,7 @@ INSTANTIATE_TEST_SUITE_P(
             "4.3.0@b",
             {{2, "[getMostCompatible] Major or branch mismatch. Wanted: 2 a, input 4 b"}}}));
 
-// ------------------------------------------------------------------------------------ lists
+// ------------------------------------------------------------------ several offered versions
 
 struct ListRow {
     std::string wanted;
@@ -318,7 +318,7 @@ INSTANTIATE_TEST_SUITE_P(
         ListRow{"5.0.0", {"0.5.1"}, "5.1.0", {}}, ListRow{"0.5.1", {"0.5.1"}, "0.5.1", "0.5.1"},
         ListRow{"0.5.1", {"0.5.2@", "0.5.0"}, "5.2.0", "5.2.0"},
         ListRow{"0.5.1@dev", {"0.5.2@dev"}, "5.2.0@dev", "5.2.0@dev"},
-        // Offers are returned as they were parsed.
+        // An offered version is returned as it was parsed.
         ListRow{"2.3.0", {" 2.4x.1y"}, "2.4.1", "2.4.1"},
         ListRow{"2.3.0", {"", "x", "2.4.0", "2.a.0"}, "2.4.0", "2.4.0"},
         ListRow{"2.3.0", {"2.4.0", "2.4.0", "2.4.0"}, "2.4.0", "2.4.0"},

@@ -98,7 +98,7 @@ TEST(TraceClientId, IsUnknownWhileNotSet) {
     EXPECT_EQ(&kova::tracing::getTraceClientId(), &kova::tracing::getTraceClientId());
 }
 
-// The identity can be set only once in a process, so a child process sets it.
+// The trace client id can be set only once in a process, so a child process sets it.
 void exitWithSetClientId() {
     const std::string& before = kova::tracing::getTraceClientId();
     tracing::client_helper::setClientId("client-7");
