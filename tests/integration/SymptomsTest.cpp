@@ -62,7 +62,7 @@ protected:
 };
 using SymptomsDeathTest = SymptomsTest;
 
-TEST_F(SymptomsTest, CodeWithoutAMessageIsNotAnError) {
+TEST_F(SymptomsTest, ErrorCodeWithoutAMessageIsNotAnErrorResponse) {
     expectRow("an answer with a code of 400 or above, but `isErrorResponse` is false");
     EXPECT_FALSE(Response(400).isErrorResponse());
     EXPECT_FALSE(Response::createErrorResponse(400, "").isErrorResponse());

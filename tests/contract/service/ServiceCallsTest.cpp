@@ -177,7 +177,7 @@ TEST_P(ServiceContract, CancellationAfterTheTerminatingEventHasNoEffect) {
     EXPECT_EQ(cancelledWhilePending(), std::vector<std::size_t>{});
 }
 
-TEST_P(ServiceContract, UnknownHandlesAreIgnored) {
+TEST_P(ServiceContract, CancellationOfAnUnknownHandleIsIgnored) {
     sendAndWait(inbox);
     client->cancelRequest(IKovaApi::UNDEFINED_REQUEST_HANDLE);
     client->cancelRequest(HeldService::toHandle(0x7654321));
@@ -206,7 +206,7 @@ TEST_P(ServiceContract, RequestsCanBeSentFromInsideCallbacks) {
     EXPECT_EQ(fromEnd.waitForLast(), (Events{nextOf(200, "three"), "completed"}));
 }
 
-TEST_P(ServiceContract, RequestsAreAnsweredInAnyOrder) {
+TEST_P(ServiceContract, RequestsCanBeAnsweredInAnyOrder) {
     const std::vector<Inbox> inboxes(10);
     for (const Inbox& each : inboxes) {
         sendAndWait(each);

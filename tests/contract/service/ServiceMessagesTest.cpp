@@ -78,7 +78,7 @@ TEST_P(ServiceContract, EveryStatusCodeOfAnErrorArrives) {
     }
 }
 
-TEST_P(ServiceContract, ValueThatIsAnErrorResponseIsAValue) {
+TEST_P(ServiceContract, ErrorResponseSentAsAValueArrivesAsAValue) {
     const Response value = Response::createErrorResponse(404, "not an end");
     EXPECT_EQ(answered(value), (Events{"next " + describe(value), "completed"}));
 }

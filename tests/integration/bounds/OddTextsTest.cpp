@@ -233,7 +233,7 @@ TEST(HighBytes, AreOrdinaryCharactersInGlobsAndAddresses) {
     EXPECT_EQ(ResourceLocator::fromPaths(part, part).toString(), "/" + part + "$/" + part);
 }
 
-TEST(HighBytes, AreMountedAndRequested) {
+TEST(HighBytes, CanBePartsOfMountPathsAndRequestPaths) {
     Mounts mounts({"/\xFF", "/a"});
     StaticComposedKovaService service(mounts.take());
     Events events;

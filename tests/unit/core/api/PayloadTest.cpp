@@ -309,7 +309,7 @@ TEST(PayloadDeathTest, UnprintableValueEndsTheProcess) {
     }
 }
 
-TEST(PayloadTest, ExhaustedMemoryProducesTheFailedText) {
+TEST(PayloadTest, ConversionsFailWhenMemoryIsExhausted) {
     const Payload payload = Payload::createFromJSON("[" + std::string(100, ' ') + "]");
     std::string text;
     bool failed = false;

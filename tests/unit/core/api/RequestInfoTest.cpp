@@ -10,7 +10,7 @@ namespace {
 using util::config::ValueInt;
 using util::config::ValueString;
 
-TEST(RequestInfoTest, StoresTheFourTextsVerbatim) {
+TEST(RequestInfoTest, ConstructorStoresItsTextsVerbatim) {
     const RequestInfo info("update", "/a/b", "/svc", "");
     EXPECT_EQ(info.getCommand(), "update");
     EXPECT_EQ(info.getPath(), "/a/b");

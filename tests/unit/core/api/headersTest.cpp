@@ -95,7 +95,7 @@ TEST_F(AgentTokenDeathTest, TokenIsInitiallyEmpty) {
     EXPECT_EXIT(exitWith("(none)"), succeeds, "");
 }
 
-TEST_F(AgentTokenDeathTest, OnlyTheFirstCallSetsTheToken) {
+TEST_F(AgentTokenDeathTest, OnlyTheFirstCallOfSetAgtSetsTheToken) {
     EXPECT_EXIT(
         {
             setAgt("a");
@@ -106,7 +106,7 @@ TEST_F(AgentTokenDeathTest, OnlyTheFirstCallSetsTheToken) {
         succeeds, "");
 }
 
-TEST_F(AgentTokenDeathTest, EmptyTextSelectsTheTokenOfTheEnvironment) {
+TEST_F(AgentTokenDeathTest, SetAgtWithAnEmptyTextUsesTheEnvironmentVariable) {
     EXPECT_EXIT(
         {
             setenv("ZEL_CONFIG_KOVA_AGT", "from outside", 1);
@@ -118,7 +118,7 @@ TEST_F(AgentTokenDeathTest, EmptyTextSelectsTheTokenOfTheEnvironment) {
         succeeds, "");
 }
 
-TEST_F(AgentTokenDeathTest, TextOverridesTheEnvironment) {
+TEST_F(AgentTokenDeathTest, SetAgtWithATextIgnoresTheEnvironmentVariable) {
     EXPECT_EXIT(
         {
             setenv("ZEL_CONFIG_KOVA_AGT", "from outside", 1);

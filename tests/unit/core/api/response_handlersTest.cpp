@@ -66,7 +66,7 @@ TEST_P(WrapperTest, ValuesAndTheFirstTerminationAreForwarded) {
     EXPECT_EQ(events, (Events{"next 1", "next 2", "completed"}));
 }
 
-TEST_P(WrapperTest, ResultOfOnNextIsReturnedWithoutTermination) {
+TEST_P(WrapperTest, ResultOfOnNextIsReturnedAndDoesNotTerminateTheWrapper) {
     const auto handler = GetParam().make(events, true);
     EXPECT_TRUE(handler->onNext(Response(1)));
     EXPECT_TRUE(handler->onNext(Response(2)));
@@ -112,7 +112,7 @@ TEST_P(WrapperTest, DestructionSendsNoEvent) {
     EXPECT_TRUE(events.empty());
 }
 
-TEST(ResponseHandlersTest, TerminationIsTracedByEveryLayer) {
+TEST(ResponseHandlersTest, TerminationIsTracedByEachNestedHandler) {
     Events events;
     test::Traces traces(CHANNEL, 2);
     WRAPPERS[1].make(events, false)->onCompleted();

@@ -63,7 +63,7 @@ TEST(GlobAutomatonTest, SupportsUpTo256CharacterClasses) {
     }
 }
 
-TEST(GlobAutomatonTest, MatchesTheGivenRangeOfSteps) {
+TEST(GlobAutomatonTest, MatchesOnlyTheGivenRangeOfSteps) {
     const Steps steps = {{Kind::Literal, 'x', 0},
                          {Kind::Fork, 0, 4},
                          {Kind::Literal, 'a', 0},

@@ -192,7 +192,7 @@ struct SubpathRow {
 
 class PathSubpath : public testing::TestWithParam<SubpathRow> {};
 
-TEST_P(PathSubpath, ContainsBothEndsAndNoLeadingSeparator) {
+TEST_P(PathSubpath, IncludesBothIndexesAndHasNoLeadingSeparator) {
     const SubpathRow& row = GetParam();
     EXPECT_EQ(Path(row.path).subpath(row.from, row.to), row.subpath)
         << row.path << ' ' << row.from << ' ' << row.to;
@@ -421,7 +421,7 @@ struct SubpathOfTextRow {
 
 class PathSubpathOfText : public testing::TestWithParam<SubpathOfTextRow> {};
 
-TEST_P(PathSubpathOfText, IsAppendedOnlyOnSuccess) {
+TEST_P(PathSubpathOfText, IsAppendedToTheOutputOnlyOnSuccess) {
     const SubpathOfTextRow& row = GetParam();
     std::string out = "former:";
     EXPECT_EQ(Path::subpath(row.path, row.from, row.to, out), row.result == nullptr);
@@ -588,7 +588,7 @@ TEST_F(PathLaws, PrintedPathReadsBackUnchanged) {
     }
 }
 
-TEST_F(PathLaws, TextFunctionsAgreeWithMembers) {
+TEST_F(PathLaws, StaticFunctionsAgreeWithMemberFunctions) {
     for (int i = 0; i < 20000; ++i) {
         const std::string text = randomText();
         const std::string other = randomText();
@@ -622,7 +622,7 @@ TEST_F(PathLaws, TextFunctionsAgreeWithMembers) {
     }
 }
 
-TEST_F(PathLaws, SubpathOfATextAgreesWithMember) {
+TEST_F(PathLaws, StaticSubpathAgreesWithTheMemberFunction) {
     for (int i = 0; i < 20000; ++i) {
         const std::string text = randomText();
         const unsigned long from = randomIndex();
@@ -635,7 +635,7 @@ TEST_F(PathLaws, SubpathOfATextAgreesWithMember) {
     }
 }
 
-TEST_F(PathLaws, JoinedTextHasThePartsOfBoth) {
+TEST_F(PathLaws, JoinedTextHasThePartsOfBothTexts) {
     for (int i = 0; i < 20000; ++i) {
         const std::string a = randomText();
         const std::string b = randomText();

@@ -64,7 +64,7 @@ TEST(ResourceLocatorTest, UriConsistsOfSchemeAndPath) {
     EXPECT_EQ(ofResource("/tracks/17").toUri().toString(), "kova:/tracks/17");
 }
 
-TEST(ResourceLocatorTest, ShortcutsBuildTheSameUris) {
+TEST(ResourceLocatorTest, ToUriFunctionsReturnTheUrisOfLocators) {
     EXPECT_EQ(locators::toUri("media", "tracks").toString(), "kova:/media$/tracks");
     EXPECT_EQ(locators::toUri("media", "tracks", "17").toString(), "kova:/media$/tracks/17");
     EXPECT_EQ(locators::toUriWithInstance("media", "player2", "tracks").toString(),

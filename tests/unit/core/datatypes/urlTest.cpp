@@ -271,7 +271,7 @@ TEST(Url, MisplacedHostInBracketsChangesOnlyTheFlags) {
     EXPECT_TRUE(parsed.isWellFormed());
 }
 
-TEST(Url, InitAcceptsItsOwnPiecesAsText) {
+TEST(Url, InitAcceptsAReferenceToAPieceOfItsObject) {
     url parsed("a:b://host-name-that-is-not-short/path-that-is-not-short");
     parsed.init(parsed.rest());
     EXPECT_EQ(parsed.toString(), "b://host-name-that-is-not-short/path-that-is-not-short");
@@ -328,7 +328,7 @@ TEST(Url, InitKeepsTheUserinfoOfTheFormerText) {
     EXPECT_EQ(parsed.userinfo(), "");
 }
 
-TEST(Url, InitAcceptsItsOwnIpv6PiecesAsText) {
+TEST(Url, InitAcceptsAReferenceToAPieceOfItsObjectWithIpv6Host) {
     url parsed("scheme-that-is-not-short://inner-scheme-that-is-not-short://[fe80::1]@[::1]/p");
     parsed.init(parsed.toString());
     EXPECT_EQ(parsed.scheme(), "scheme-that-is-not-short");

@@ -329,7 +329,7 @@ private:
     Entry entry_;
 };
 
-TEST(DeserializeTree, DerivedDeserializerIsReadByItsEntries) {
+TEST(DeserializeTree, DerivedDeserializerIsReadEntryByEntry) {
     const std::string json = R"({"a": [1, 2]})";
     util::ByteBufferReader reader(reinterpret_cast<unsigned char const*>(json.data()), json.size(),
                                   false);
@@ -344,7 +344,7 @@ TEST(DeserializeTree, DerivedDeserializerIsReadByItsEntries) {
 /// it could override functions.
 class Derived : public util::serializer::JSONStructuredPullDeserializerOld {};
 
-TEST(DeserializeTree, ReadingByEntriesReturnsTheSameTreeAsReadingAtOnce) {
+TEST(DeserializeTree, ReadingEntryByEntryReturnsTheSameTreeAsReadingAtOnce) {
     kova::test::RandomTrees trees(2);
     for (int i = 0; i < 100; ++i) {
         const std::string json = R"({"tree":)" + kova::test::toJson(*trees.next()) + "}";

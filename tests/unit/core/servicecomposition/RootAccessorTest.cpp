@@ -97,7 +97,7 @@ TEST_F(RootAccessorTest, AnswersAreDeliveredUntilTermination) {
     EXPECT_EQ(events, (Events{"next /a /b ", "next ", "next /c ", "completed"}));
 }
 
-TEST_F(RootAccessorTest, ResultOfOnNextIsReturnedToTheService) {
+TEST_F(RootAccessorTest, ResultOfTheReceiversOnNextIsReturnedToTheService) {
     accessor.trackResources(receiver(events, true));
     EXPECT_TRUE(service.answers->onNext(responseOf("[]", "application/json")));
 }
@@ -185,7 +185,7 @@ private:
     std::string& story_;
 };
 
-TEST(RootAccessorReentryTest, ReceiverOutlivesACallbackThatAborts) {
+TEST(RootAccessorReentryTest, ReceiverThatAbortsTheTrackingOutlivesItsCallback) {
     for (int event = 0; event < 3; ++event) {
         HastyService service;
         auto accessor = std::make_unique<RootAccessor>(&service, "application/json", "");
@@ -202,7 +202,7 @@ TEST(RootAccessorReentryTest, ReceiverOutlivesACallbackThatAborts) {
     }
 }
 
-TEST_F(RootAccessorTest, TracesAtLevelTwoOmitTheMessages) {
+TEST_F(RootAccessorTest, TracesAtLevelTwoOmitRequestsAndResponses) {
     test::Traces traces(CHANNEL, 2);
     char handle[32];
     std::snprintf(handle, sizeof(handle), "%p", static_cast<void*>(&service));
@@ -220,7 +220,7 @@ TEST_F(RootAccessorTest, TracesAtLevelTwoOmitTheMessages) {
                                      {2, "[cancelRequest] handle=" + std::string(handle)}}));
 }
 
-TEST_F(RootAccessorTest, TracesAtLevelOneShowTheMessages) {
+TEST_F(RootAccessorTest, TracesAtLevelOneShowRequestsAndResponses) {
     test::Traces traces(CHANNEL, 1);
     accessor.trackResources(receiver(events));
     const Response response = responseOf("[]", "application/json");

@@ -185,7 +185,7 @@ TEST(ServiceResponseHandlerTest, MatchesTheNestedWrappersForAllEventSequences) {
     }
 }
 
-TEST(ServiceResponseHandlerTest, MatchesTheNestedWrappersForTraceSinkEvents) {
+TEST(ServiceResponseHandlerTest, MatchesTheNestedWrappersForEventsSentByTheTraceSink) {
     for (Play play : playsOfUpTo(2)) {
         for (const Event& event : EVENTS) {
             play.fromSink = &event;

@@ -202,7 +202,7 @@ std::ostream& operator<<(std::ostream& out, const PairRow& row) {
 
 class SemVerPairs : public testing::TestWithParam<PairRow> {};
 
-TEST_P(SemVerPairs, ReturnTheCompatibleVersion) {
+TEST_P(SemVerPairs, ReturnTheOfferedVersionIfItIsCompatible) {
     const PairRow& row = GetParam();
     EXPECT_EQ(getMostCompatible(row.wanted, row.offered), row.forward);
     EXPECT_EQ(getMostBackwardCompatible(row.wanted, row.offered), row.backward);
