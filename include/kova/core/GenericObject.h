@@ -14,7 +14,7 @@
 
 namespace kova {
 
-/// A dictionary that can be constructed from a list of names and values, copied and moved.
+/// A dictionary that can be constructed from a list of keys and values, copied and moved.
 ///
 /// It adds no data to `util::config::Dictionary`; `clone` returns a plain dictionary. Like every
 /// container it owns its values, except the shared nodes for null, true and false. One thread may
@@ -25,7 +25,7 @@ namespace kova {
 ///                                    {"scaled", util::config::Value::getBool(false)}};
 class KOVA_API GenericObject : public util::config::Dictionary {
 public:
-    /// Names and values. The object takes ownership of a value unless its key is already present.
+    /// Keys and values. The object takes ownership of each value whose key is not already present.
     using Pairs = std::initializer_list<std::pair<const std::string, util::config::Value*>>;
 
     GenericObject() noexcept = default;

@@ -36,7 +36,8 @@ private:
     std::string prefix_;
     std::string suffix_;
     GlobAutomaton automaton_;
-    /// The program of the middle for `NfaSimulation`; empty if the automaton is complete.
+    /// The steps between prefix and suffix, for `NfaSimulation`; empty if the automaton is
+    /// complete.
     std::vector<GlobStep> steps_;
     std::vector<CharacterSet> sets_;
 };

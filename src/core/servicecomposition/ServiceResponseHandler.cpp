@@ -17,7 +17,7 @@ inline bool ServiceResponseHandler::terminates(char const* event) noexcept {
 }
 
 bool ServiceResponseHandler::onNext(const Response& value) {
-    // `actionTerminated_` is set only if `filterTerminated_` is set.
+    // This flag is sufficient: `actionTerminated_` is set only if `filterTerminated_` is set.
     if (refuseNext(filterTerminated_)) {
         return true;
     }
