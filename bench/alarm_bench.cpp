@@ -1,4 +1,4 @@
-// Arming and cancelling an alarm while 100 000 others are armed, and the lateness of a short one.
+// Arming and cancelling an alarm while 100 000 others are armed, and the lateness of a short alarm.
 #include <benchmark/benchmark.h>
 #include <sys/prctl.h>
 
@@ -42,7 +42,7 @@ std::vector<unsigned> delays(int count) {
     return made;
 }
 
-/// Alarms as one would write them for a single program: a map, a lock and a thread that sleeps.
+/// A simple implementation of alarms for a single program: a map, a lock and a thread that sleeps.
 class PlainAlarms {
 public:
     using Entries = std::multimap<SteadyClock::time_point, std::function<void()>>;

@@ -107,7 +107,7 @@ void enterMatch(const Case& each, const std::string& caseName, char const* conte
         bytes);
 }
 
-/// Registers an engine for both cases of a glob.
+/// Registers an engine for both cases of a glob: compiling and matching, and only matching.
 template <typename Engine>
 void enter(const Case& each, char const* contestant) {
     contest(std::string("compile and match ") + each.glob, contestant,

@@ -64,7 +64,7 @@ struct KitDispatch {
     std::unique_ptr<IResourceHandler> handler;
 };
 
-/// Tries one expression after the other.
+/// A dispatcher that tries one regular expression after the other.
 struct RegexDispatch {
     explicit RegexDispatch(std::size_t count) : path(pathOf(count)) {
         for (std::size_t i = 0; i < count; ++i) {
@@ -88,7 +88,8 @@ struct RegexDispatch {
     std::vector<std::regex> expressions;
 };
 
-/// A trie of segments, in which each node has a map of literals and one parameter.
+/// A dispatcher with a trie of segments, in which each node has a map of literals and one
+/// parameter.
 struct TrieDispatch {
     struct Node {
         std::unordered_map<std::string_view, std::unique_ptr<Node>> literals;

@@ -40,7 +40,7 @@ std::string textOf(const Payload& payload) {
     return {reinterpret_cast<char const*>(payload.data()), payload.size()};
 }
 
-// ---- by hand on the interfaces of the core
+// ---- conversion by hand with the interfaces of the core
 
 bool write(IStructuredSerializer& target, const KitTrack& track) {
     return target.beginStruct(nullptr) ||

@@ -55,7 +55,7 @@ inline std::string document(const DocumentKind& kind) {
 }
 
 /// @{
-/// Returns the names of the cases with JSON.
+/// Returns the name of a case with JSON.
 inline std::string readCase(const DocumentKind& kind) {
     return std::string("JSON to tree, ") + kind.name;
 }
@@ -67,7 +67,7 @@ inline std::string writeCase(const DocumentKind& kind) {
 }
 /// @}
 /// @{
-/// Returns the names of the cases with the binary format.
+/// Returns the name of a case with the binary format.
 inline std::string toBinaryCase(const DocumentKind& kind) {
     return std::string("tree to binary, ") + kind.name;
 }

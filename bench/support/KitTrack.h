@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-/// The struct of ten fields that `kit_values_bench` writes and reads, in all contestants.
+/// The struct of ten fields that all contestants of `kit_values_bench` write and read.
 namespace kova::bench {
 
 struct KitTrack {

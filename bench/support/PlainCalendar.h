@@ -8,7 +8,7 @@
 
 #include "kova/core/dovglobals/DateTime.h"
 
-/// Short code that parses and prints only dates and times: the practical limit.
+/// Short code that parses and prints only dates and times, as a practical limit of the speed.
 namespace kova::bench::plain {
 
 /// Returns the number of two digits, or a number above 99 if they are not digits.

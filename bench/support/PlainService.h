@@ -15,8 +15,8 @@
 
 namespace kova::bench {
 
-/// A service as one would write it for a single program. It looks up the mounts in a map, wraps the
-/// caller's handler twice, and stores an entry under a lock while the request is pending.
+/// A simple implementation of a service for a single program. It looks up the mounts in a map,
+/// wraps the caller's handler twice, and stores an entry under a lock while the request is pending.
 class PlainService {
 public:
     using Handler = std::unique_ptr<IResponseHandler<Response>>;
