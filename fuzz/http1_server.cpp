@@ -1,8 +1,8 @@
-// A server for foreign clients that receives the bytes of a hostile client over a real connection.
-// Whatever the server sends begins with a status line of HTTP/1.1. Each request is cancelled at
-// most once. When the connection is closed, no request is pending, and another connection is
-// served. The first byte selects how the service answers and what the limits are; the rest is sent
-// unchanged, in pieces that end at each zero byte that follows a 1.
+// An HTTP/1.1 server that receives the bytes of a hostile client over a real connection. Whatever
+// the server sends begins with a status line of HTTP/1.1. Each request is cancelled at most once.
+// When the connection is closed, no request is pending, and another connection is served. The first
+// byte selects how the service answers and what the limits are. The rest is sent in pieces, which
+// are separated by a byte 1 and a byte 0.
 #include <sys/socket.h>
 
 #include <algorithm>

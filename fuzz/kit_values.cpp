@@ -71,8 +71,8 @@ std::string bytesOf(const Payload& payload) {
     return {reinterpret_cast<char const*>(payload.data()), payload.size()};
 }
 
-/// Returns the binary payload of the value. This fails only for a part that has no text: a date out
-/// of its range.
+/// Returns the binary payload of the value, or nothing if it cannot be written, because a date that
+/// is out of its range has no text.
 std::optional<Payload> binaryOf(const Rich& value) {
     Result<Payload> payload = toPayload(value, mimetypes::AXOBIN_TYPE);
     return payload ? std::optional(*payload) : std::nullopt;
