@@ -1,6 +1,6 @@
 // Tests of the order of virtual functions. It is part of the binary interface: programs that were
-// compiled earlier call virtual functions by their slots. A change for which a
-// row here must move breaks such programs.
+// compiled earlier call virtual functions by their slots. A change for which a row here must move
+// breaks such programs.
 #include <gtest/gtest.h>
 
 #include <cstddef>
@@ -63,7 +63,8 @@ int slotOf(Result (Class::*member)(Arguments...) const) {
     return slotOfMember(member);
 }
 
-/// Returns the number of slots of an interface: the slot of the next virtual function.
+/// Returns the number of slots of an interface: the slot that a further virtual function
+/// would have.
 template <class Interface>
 int slotCount() {
     struct Next : Interface {

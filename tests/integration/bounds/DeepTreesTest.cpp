@@ -31,7 +31,7 @@ using util::config::Value;
 using util::config::ValueInt;
 
 const auto LEVELS = static_cast<std::size_t>(million());
-/// The printed size: "{"k":[" and "]}" half a million times around 1.
+/// The size of the printed tree: "{"k":[" and "]}" half a million times around a 1.
 const std::size_t PRINTED = LEVELS / 2 * std::string_view(R"({"k":[]})").size() + 1;
 
 TEST(MillionLevels, AreDestroyedCopiedComparedAndPrinted) {

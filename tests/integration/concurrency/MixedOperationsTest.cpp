@@ -70,7 +70,8 @@ protected:
                 ticket.answering == Answering::AT_ONCE_WITH_HANDLE);
     }
     /// Returns whether the table may have an entry for the request. If another thread terminates an
-    /// EARLY request before its entry is stored, the entry remains; the test cannot tell.
+    /// EARLY request before its entry is stored, the entry remains; the test cannot
+    /// know whether this happened.
     static bool mayBePending(const Ticket& ticket) {
         return mustBePending(ticket) || (ticket.handle != nullptr && ticket.cancelCalls == 0 &&
                                          ticket.answering == Answering::EARLY);

@@ -192,9 +192,9 @@ TEST(PayloadTextTest, CompactFlagIsPassedToTheJsonSerializer) {
 struct ConfigRow {
     char const* what;
     Payload payload;
-    /// Compact JSON text of the tree; empty for no tree.
+    /// The compact JSON text of the expected tree; empty if no tree is expected.
     std::string json;
-    /// Argument of the report; empty for no report.
+    /// The argument of the expected report; empty if no report is expected.
     std::string report;
 };
 

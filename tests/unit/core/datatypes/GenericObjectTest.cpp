@@ -102,7 +102,8 @@ TEST(GenericObject, CopyIsDeepExceptForTheSharedNodes) {
     EXPECT_TRUE(Value::getNull()->isNull());
 }
 
-// `clone` of a shared node is a separate node; copying it produces the shared node.
+// `Value::clone` of a shared node returns a separate node; `GenericObject::copy` copies this node
+// as the shared node.
 TEST(GenericObject, CopyUsesSharedNodesInsteadOfTheirClones) {
     const GenericObject source{{"a", Value::getBool(true)->clone()},
                                {"b", Value::getNull()->clone()}};

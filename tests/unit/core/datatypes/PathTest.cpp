@@ -144,7 +144,7 @@ TEST(PathTest, MakeAbsoluteKeepsTheParts) {
 struct PartRow {
     char const* path;
     unsigned long index;
-    /// Null if the part does not exist.
+    /// The expected part, or null if the part does not exist.
     char const* part;
 };
 
@@ -236,7 +236,7 @@ struct InsertRow {
     char const* path;
     char const* part;
     unsigned long index;
-    /// Null if the call fails.
+    /// The expected result, or null if the call fails.
     char const* result;
 };
 
@@ -281,7 +281,7 @@ TEST(PathTest, PartAppendedByInsertIsStoredVerbatim) {
 struct CutRow {
     char const* path;
     unsigned long index;
-    /// Null if the call fails.
+    /// The expected result, or null if the call fails.
     char const* result;
 };
 
@@ -415,7 +415,7 @@ struct SubpathOfTextRow {
     char const* path;
     unsigned long from;
     unsigned long to;
-    /// Null if the call fails.
+    /// The expected result, or null if the call fails.
     char const* result;
 };
 

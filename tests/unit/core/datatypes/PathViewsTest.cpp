@@ -8,7 +8,7 @@
 namespace kova::detail {
 namespace {
 
-/// Every text of up to `longest` characters of an alphabet.
+/// Returns every text of up to `longest` characters of an alphabet.
 std::vector<std::string> textsOf(const std::string& alphabet, std::size_t longest) {
     std::vector<std::string> texts{""};
     for (std::size_t from = 0, size = 1; size <= longest; ++size) {

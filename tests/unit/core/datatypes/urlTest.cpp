@@ -58,7 +58,7 @@ const Row PIECES[] = {
     {"http://host?q#f", "http", "", "host", "?q#f", true, false},
     {"http://host#f", "http", "", "host", "#f", true, false},
     {"file:///etc/fstab", "file", "", "", "/etc/fstab", true, false},
-    // Any ":" before "?" and "#" ends the scheme.
+    // The first ":" ends the scheme, even in the path.
     {"/a/b:c", "/a/b", "", "", "c", false, false},
     {"host:80/x", "host", "", "", "80/x", false, false},
     {"/a?b:c", "", "", "", "/a?b:c", true, false},
@@ -67,7 +67,7 @@ const Row PIECES[] = {
     // A "/" ends the authority even after "?" and "#".
     {"x://h?q=/y", "x", "", "h?q=", "/y", true, false},
     {"x://h#f?q", "x", "", "h#f", "?q", true, false},
-    // Any "@" ends the user info.
+    // The first "@" ends the user info, even in the path.
     {"x://h/p@q/r", "x", "h/p", "q", "/r", true, false},
     {"mailto:a@b//c", "mailto", "c", "", "a@b//c", false, false},
     {"mailto:a@b", "mailto", "", "", "a@b", false, false},

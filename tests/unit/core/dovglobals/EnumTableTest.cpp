@@ -108,7 +108,7 @@ protected:
             const auto value = static_cast<Enum>(number);
             const std::optional<std::string> text = enumToValue(value);
             ASSERT_TRUE(text) << number;
-            // The second of two values with the same text.
+            // The second of two values with the same text cannot be read back.
             if (number == 0 || enumToValue(static_cast<Enum>(number - 1)) != text) {
                 look(value, *text);
             }

@@ -88,7 +88,7 @@ INSTANTIATE_TEST_SUITE_P(
                     Text{"rgba(255, 0,\t007, 0.5)", "rgba(255,0,7,0.5)"},
                     Text{"rgba(1,2,3,1.0)", "rgba(1,2,3,1.0)"},
                     Text{"rgba(0,0,0,.0)", "rgba(0,0,0,0.0)"},
-                    // The nearest float is 1.
+                    // The float nearest to the alpha is 1.
                     Text{"rgba(1,2,3,1.00000000001)", "rgba(1,2,3,1.0)"},
                     Text{"rgba(256,256,256,1.01)", BAD_RED}, Text{"rgba(999,0,0,0.5)", BAD_RED},
                     Text{"rgba(0,256,256,1.01)", BAD_GREEN}, Text{"rgba(0,0,256,1.01)", BAD_BLUE},

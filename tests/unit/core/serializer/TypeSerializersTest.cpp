@@ -30,7 +30,7 @@ constexpr char const* UUID_TEXT = "123e4567-e89b-12d3-a456-426614174000";
 
 // ---- Writing ----
 
-/// Returns the calls that writing the value makes.
+/// Returns the serializer calls that `serialize` makes for the value.
 template <typename T>
 Calls written(const T& value) {
     RecordingSerializer serializer;

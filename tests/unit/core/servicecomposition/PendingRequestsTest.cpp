@@ -11,7 +11,7 @@
 namespace kova::detail {
 namespace {
 
-/// An address that is never dereferenced, for handles.
+/// Returns a handle: an address that is never dereferenced.
 void* handleOf(std::uintptr_t number) {
     return reinterpret_cast<void*>(number);
 }

@@ -33,7 +33,7 @@ using Traced = std::vector<test::Traces::Trace>;
 
 constexpr char const* CHANNEL = "KOVA_SERVICE_COMPOSED_STATIC";
 
-/// An address that is never dereferenced, for handles.
+/// Returns a handle: an address that is never dereferenced.
 void* handleOf(std::uintptr_t number) {
     return reinterpret_cast<void*>(number);
 }
@@ -90,7 +90,7 @@ INSTANTIATE_TEST_SUITE_P(
         RouteRow{{"/a", "/a/b"}, "/a/b//", "/a/b", ""}, RouteRow{{"/a", "/a/b"}, "/ab", "-", ""},
         RouteRow{{"/a", "/a/b"}, "/b", "-", ""}, RouteRow{{"/a", "/a/b"}, "a", "-", ""},
         RouteRow{{"/a", "/a/b"}, "", "-", ""}, RouteRow{{"/a", "/a/b"}, "//", "-", ""},
-        // Looked up verbatim, then by the ancestors of the normalized path.
+        // The path is looked up verbatim, and then the ancestors of the normalized path.
         RouteRow{{"/a", "/a/b"}, "/a//b", "/a", "b"},
         RouteRow{{"/a", "/a/b"}, "/a//b/c", "/a/b", "c"},
         RouteRow{{"/a", "/a/b"}, "//a/b/c", "/a/b", "c"},
@@ -355,7 +355,7 @@ TEST_F(ServiceTest, DelegatedPathIsRelativeToTheMount) {
     }
 }
 
-// Routing finds no mount for such paths, but a caller of delegateRequest may pass one.
+// Routing finds no mount for the paths below, but a caller of delegateRequest may pass one of them.
 TEST_F(ServiceTest, TrailingSlashesAreDroppedFromDelegatedPaths) {
     StaticComposedKovaServiceImpl impl({});
     for (char const* const path : {"a/", "//", "///"}) {
