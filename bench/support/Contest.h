@@ -53,19 +53,20 @@ void measureHeap(const std::string& caseName, const std::string& contestant, Mak
     if (nodes == 0) {
         return;
     }
-    benchmark::RegisterBenchmark((caseName + "/" + contestant).c_str(), [make, bytes,
-                                                                         nodes](benchmark::State&
-                                                                                    state) {
-        auto work = make();
-        benchmark::DoNotOptimize(work());  // allocates what is kept for later calls; not counted
-        for (auto _ : state) {
-            const HeapMeter meter;
-            const auto result = work();
-            const auto held = static_cast<double>(meter.bytes());
-            state.counters["held"] = held / static_cast<double>(bytes);
-            state.counters["held_per_node"] = held / static_cast<double>(nodes);
-        }
-    })->Iterations(1);
+    benchmark::RegisterBenchmark(
+        (caseName + "/" + contestant).c_str(),
+        [make, bytes, nodes](benchmark::State& state) {
+            auto work = make();
+            benchmark::DoNotOptimize(work());  // memory that is kept for later calls is not counted
+            for (auto _ : state) {
+                const HeapMeter meter;
+                const auto result = work();
+                const auto held = static_cast<double>(meter.bytes());
+                state.counters["held"] = held / static_cast<double>(bytes);
+                state.counters["held_per_node"] = held / static_cast<double>(nodes);
+            }
+        })
+        ->Iterations(1);
 }
 
 /// A static object whose constructor calls a function that registers the contestants of a file.
