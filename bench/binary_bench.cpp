@@ -217,6 +217,95 @@ private:
     std::vector<Open> open_;
 };
 
+/// A call of kova's serializer, with its argument: a leaf, a key, or the begin or the end of an
+/// element or a container.
+struct Call {
+    enum class Kind { leaf, key, endField, beginElement, endElement, begin, end } kind;
+    MapTree const* value;     ///< of a leaf, or the container
+    std::string const* text;  ///< of a key
+};
+
+/// Appends the calls that write the tree.
+void appendCalls(const MapTree& tree, std::vector<Call>& to) {
+    if (auto const* const array = std::get_if<MapTree::Array>(&tree.value)) {
+        to.push_back({Call::Kind::begin, &tree, nullptr});
+        for (const MapTree& each : *array) {
+            to.push_back({Call::Kind::beginElement, nullptr, nullptr});
+            appendCalls(each, to);
+            to.push_back({Call::Kind::endElement, nullptr, nullptr});
+        }
+        to.push_back({Call::Kind::end, &tree, nullptr});
+    } else if (auto const* const object = std::get_if<MapTree::Object>(&tree.value)) {
+        to.push_back({Call::Kind::begin, &tree, nullptr});
+        for (const auto& [key, each] : *object) {
+            to.push_back({Call::Kind::key, nullptr, &key});
+            appendCalls(each, to);
+            to.push_back({Call::Kind::endField, nullptr, nullptr});
+        }
+        to.push_back({Call::Kind::end, &tree, nullptr});
+    } else {
+        to.push_back({Call::Kind::leaf, &tree, nullptr});
+    }
+}
+
+/// Makes a call of kova's serializer. Returns true on failure, like the serializer.
+class Caller {
+public:
+    explicit Caller(util::serializer::IStructuredSerializer& serializer)
+        : serializer_(serializer) {}
+
+    bool make(const Call& call) {
+        switch (call.kind) {
+            case Call::Kind::leaf:
+                return std::visit([this](const auto& value) { return put(value); },
+                                  call.value->value);
+            case Call::Kind::key:
+                return serializer_.beginField(*call.text, -1, false);
+            case Call::Kind::endField:
+                return serializer_.endField();
+            case Call::Kind::beginElement:
+                return serializer_.beginElement();
+            case Call::Kind::endElement:
+                return serializer_.endElement();
+            case Call::Kind::begin:
+                return isArray(call) ? serializer_.beginArray() : serializer_.beginStruct(nullptr);
+            case Call::Kind::end:
+                return isArray(call) ? serializer_.endArray() : serializer_.endStruct();
+        }
+        return true;
+    }
+
+private:
+    static bool isArray(const Call& call) {
+        return std::holds_alternative<MapTree::Array>(call.value->value);
+    }
+    bool put(std::nullptr_t) { return serializer_.serializeNull(); }
+    bool put(bool value) { return serializer_.serializeBoolean(value); }
+    bool put(std::int64_t value) { return serializer_.serializeInt64(value); }
+    bool put(double value) { return serializer_.serializeDouble(value); }
+    bool put(const std::string& value) { return serializer_.serializeString(value); }
+    template <typename Container>
+    bool put(const Container&) {
+        return true;  // containers are begun and ended
+    }
+
+    util::serializer::IStructuredSerializer& serializer_;
+};
+
+/// Makes the calls with a new serializer. Returns the number of bytes, or 0 on failure.
+unsigned long replay(const std::vector<Call>& calls) {
+    util::ByteBufferWriter writer(64);
+    const std::unique_ptr<util::serializer::IStructuredSerializer> serializer(
+        serializer::Factory::createSerializer(mimetypes::AXOBin));
+    unsigned long size = 0;
+    bool failed = serializer->beginSerialize(&writer, nullptr);
+    Caller caller(*serializer);
+    for (const Call& call : calls) {
+        failed = failed || caller.make(call);
+    }
+    return failed || serializer->endSerialize(size) ? 0 : writer.size();
+}
+
 const Entries ENTRIES([] {
     contest(REFUSED_BINARY, "kova",
             [] { return [bytes = brokenBytes()] { return isRefused(bytes); }; });
@@ -242,6 +331,15 @@ const Entries ENTRIES([] {
                     writer.add(tree);
                     return writer.bytes.size();
                 };
+            },
+            length);
+        contest(
+            writing, "calls alone",
+            [&kind] {
+                const auto tree = std::make_shared<MapTree>(StreamReader::read(encoded(kind)));
+                std::vector<Call> calls;
+                appendCalls(*tree, calls);
+                return [tree, calls = std::move(calls)] { return replay(calls); };
             },
             length);
         contest(

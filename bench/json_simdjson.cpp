@@ -1,7 +1,15 @@
-// JSON with simdjson: its document, which is immutable, is copied into a map tree.
+// JSON with simdjson: its document, which is immutable, is copied into a map tree. Two more
+// contestants do only a part of kova's work, with the libraries that kova uses: "parser alone"
+// makes no tree, and "leaves alone" writes no containers and keys.
+#include <fmt/compile.h>
 #include <simdjson.h>
 
+#include <cstdint>
+#include <iterator>
 #include <memory>
+#include <string>
+#include <variant>
+#include <vector>
 
 #include "support/Contest.h"
 #include "support/Documents.h"
@@ -61,6 +69,48 @@ void copy(simdjson::dom::element from, MapTree& to) {
     }
 }
 
+using Leaf = std::variant<std::int64_t, double, std::string>;
+
+// Appends the numbers and strings of the document in their order.
+void appendLeaves(simdjson::dom::element from, std::vector<Leaf>& to) {
+    if (from.is_array()) {
+        const simdjson::dom::array array = from.get_array().value();
+        for (const auto element : array) {
+            appendLeaves(element, to);
+        }
+    } else if (from.is_object()) {
+        const simdjson::dom::object object = from.get_object().value();
+        for (const auto& field : object) {
+            appendLeaves(field.value, to);
+        }
+    } else if (from.is_string()) {
+        to.emplace_back(std::string(from.get_string().value()));
+    } else if (from.is_int64()) {
+        to.emplace_back(from.get_int64().value());
+    } else if (from.is_double()) {
+        to.emplace_back(from.get_double().value());
+    }
+}
+
+// Appends texts to a buffer: numbers by fmt, and strings after simdjson's check of UTF-8. A string
+// is copied without looking for characters to escape.
+struct LeafPrinter {
+    void operator()(const std::string& value) {
+        if (simdjson::validate_utf8(value)) {
+            out.append(value.data(), value.data() + value.size());
+        }
+    }
+    void operator()(std::int64_t value) {
+        const fmt::format_int text(value);
+        out.append(text.data(), text.data() + text.size());
+    }
+    void operator()(double value) {
+        fmt::format_to(std::back_inserter(out), FMT_COMPILE("{}"), value);
+    }
+
+    fmt::memory_buffer& out;
+};
+
 const Entries ENTRIES([] {
     contest(REFUSED_JSON, "simdjson", [] {
         return [text = brokenRecord()] {
@@ -77,6 +127,30 @@ const Entries ENTRIES([] {
                     MapTree root;
                     copy(parser->parse(text).value(), root);
                     return root;
+                };
+            },
+            text.size());
+        contest(
+            readCase(kind), "parser alone",
+            [text] {
+                return [text, parser = std::make_shared<simdjson::dom::parser>()] {
+                    return parser->parse(text).error();
+                };
+            },
+            text.size());
+        contest(
+            writeCase(kind), "leaves alone",
+            [text] {
+                simdjson::dom::parser parser;
+                std::vector<Leaf> leaves;
+                appendLeaves(parser.parse(text).value(), leaves);
+                return [leaves = std::move(leaves)] {
+                    fmt::memory_buffer out;
+                    LeafPrinter printer{out};
+                    for (const Leaf& leaf : leaves) {
+                        std::visit(printer, leaf);
+                    }
+                    return out.size();
                 };
             },
             text.size());
