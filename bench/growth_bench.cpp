@@ -25,6 +25,10 @@
 #include "util/config/Dictionary.h"
 #include "util/config/Scalars.h"
 
+#ifdef KOVA_BENCH_ABSL
+#include <absl/container/btree_map.h>
+#endif
+
 namespace kova::bench {
 
 namespace {
@@ -95,19 +99,23 @@ void enterPending() {
     }
 }
 
+std::vector<std::string> keysOf(int count, bool shuffled) {
+    std::vector<int> order(static_cast<std::size_t>(count));
+    std::iota(order.begin(), order.end(), 1'000'000);
+    if (shuffled) {
+        Random().shuffle(order);
+    }
+    std::vector<std::string> keys;
+    for (const int number : order) {
+        keys.push_back("key" + std::to_string(number));
+    }
+    return keys;
+}
+
 void enterEntries(const std::string& caseName, bool shuffled) {
     for (const int count : {10, 100, 1000, 10'000, 100'000, 1'000'000}) {
         atSize(caseName, count, [=] {
-            std::vector<int> order(static_cast<std::size_t>(count));
-            std::iota(order.begin(), order.end(), 1'000'000);
-            if (shuffled) {
-                Random().shuffle(order);
-            }
-            std::vector<std::string> keys;
-            for (const int number : order) {
-                keys.push_back("key" + std::to_string(number));
-            }
-            return [keys = std::move(keys)] {
+            return [keys = keysOf(count, shuffled)] {
                 auto dictionary = std::make_unique<util::config::Dictionary>();
                 for (const std::string& key : keys) {
                     dictionary->add(key, util::config::Value::getNull());
@@ -117,6 +125,22 @@ void enterEntries(const std::string& caseName, bool shuffled) {
         });
     }
 }
+
+#ifdef KOVA_BENCH_ABSL
+void enterPeerEntries() {
+    for (const int count : {10, 100, 1000, 10'000, 100'000, 1'000'000}) {
+        atSize("absl::btree_map of n entries, at random", count, [=] {
+            return [keys = keysOf(count, true)] {
+                absl::btree_map<std::string, util::config::Value*> map;
+                for (const std::string& key : keys) {
+                    map.emplace(key, nullptr);
+                }
+                return map.size();
+            };
+        });
+    }
+}
+#endif
 
 void enterHeaders() {
     for (const int count : {0, 1, 5, 10, 25, 50}) {
@@ -234,6 +258,9 @@ const Entries ENTRIES([] {
     enterPending();
     enterEntries("a dictionary of n entries, in order", false);
     enterEntries("a dictionary of n entries, at random", true);
+#ifdef KOVA_BENCH_ABSL
+    enterPeerEntries();
+#endif
     enterHeaders();
     enterPaths();
     enterThreads();
