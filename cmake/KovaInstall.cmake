@@ -1,7 +1,7 @@
-# Install rules, in eight components: `runtime` (shared libraries), `development` (headers, CMake package,
-# pkg-config files, static libraries), the same for the kit, `kit_runtime` and `kit_development`, and for
-# the connection of processes, `http_runtime` and `http_development`, `tools` and `documentation`. An installation
-# without the kit, or without the connection of processes, has no trace of it.
+# Install rules, in eight components. The core has `runtime` (shared libraries) and `development` (headers,
+# CMake package, pkg-config files, static libraries). The kit has `kit_runtime` and `kit_development`, and
+# libkova_http has `http_runtime` and `http_development`. The others are `tools` and `documentation`. An
+# installation without the kit or without libkova_http contains no part of it.
 include(GNUInstallDirs)
 include(CMakePackageConfigHelpers)
 
@@ -24,8 +24,9 @@ endfunction()
 
 # Installs the layer NAME, the public headers below SOURCE into the folder FOLDER of INCLUDE, and a
 # pkg-config file. The layer belongs to the components PREFIXruntime and PREFIXdevelopment and to the
-# targets that EXPORT names. REQUIRES lists the pkg-config modules that are always needed. REQUIRES_PRIVATE lists those that
-# only static libraries need; it is ignored for shared libraries, so that users need not install them.
+# export set EXPORT. REQUIRES lists the pkg-config modules that are always needed. REQUIRES_PRIVATE lists
+# those that only static libraries need; it is ignored for shared libraries, so that users need not
+# install these modules.
 function(kova_install_layer name)
   cmake_parse_arguments(ARG "" "SOURCE;INCLUDE;FOLDER;PREFIX;EXPORT" "REQUIRES;REQUIRES_PRIVATE" ${ARGN})
   if(NOT ARG_EXPORT)
@@ -33,7 +34,7 @@ function(kova_install_layer name)
   endif()
   target_include_directories(${name} PUBLIC $<INSTALL_INTERFACE:${ARG_INCLUDE}>)
   if(NOT DEFINED CMAKE_INSTALL_RPATH)
-    # The libraries find each other in any common folder.
+    # The libraries find each other if they are in the same folder, wherever that folder is.
     set_target_properties(${name} PROPERTIES INSTALL_RPATH "$ORIGIN")
   endif()
   install(TARGETS ${name} EXPORT ${ARG_EXPORT}

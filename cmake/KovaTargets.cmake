@@ -1,8 +1,8 @@
 # One function for each kind of target, so that the CMakeLists.txt files contain only names.
 include(CheckLinkerFlag)
 
-# Relative relocations take 1 bit instead of 24 bytes. The dynamic linker must know them: glibc 2.36 or
-# later. Older linkers accept the option, print a warning and ignore it.
+# Packing relative relocations takes 1 bit instead of 24 bytes for each. The dynamic linker must support
+# them: glibc 2.36 or later. Linkers that cannot pack them accept the option, print a warning and ignore it.
 check_linker_flag(CXX -Wl,--fatal-warnings,-z,pack-relative-relocs KOVA_LINKER_PACKS_RELOCATIONS)
 
 # Sets the compile options common to all targets. Exceptions and RTTI stay enabled; symbols are hidden
@@ -36,7 +36,7 @@ function(kova_add_layer name)
   set(exports ${PROJECT_SOURCE_DIR}/abi/lib${name}.map)
   add_library(${name}_objects OBJECT ${ARG_SOURCES} ${ARG_SMALL_SOURCES})
   if(NOT KOVA_SANITIZE)
-    # They cannot use the headers that were precompiled for speed.
+    # Headers that were precompiled with -O2 cannot be used with -Os.
     set_source_files_properties(${ARG_SMALL_SOURCES} PROPERTIES
       COMPILE_OPTIONS $<$<NOT:$<CONFIG:Debug>>:-Os> SKIP_PRECOMPILE_HEADERS ON)
   endif()
@@ -187,7 +187,7 @@ function(kova_add_headers_alone name)
   add_library(${name} OBJECT ${sources})
   kova_common_options(${name})
   kova_test_options(${name} FALSE)
-  # An example may show an expression or an object and leave it at that.
+  # An example may contain a value or an object that is not used.
   target_compile_options(${name} PRIVATE
     -Wno-unused-value -Wno-unused-result -Wno-unused-variable -Wno-unused-but-set-variable)
   target_link_libraries(${name} PRIVATE ${ARG_LIBRARIES})
