@@ -60,6 +60,7 @@ public:
     Process(const Process&) = delete;
     Process& operator=(const Process&) = delete;
 
+    pid_t id() const noexcept { return process_; }
     void kill() {
         if (process_ > 0) {
             ::kill(process_, SIGKILL);

@@ -17,8 +17,9 @@ namespace kova::http::test {
 /// The service of the chaos tests. Any thread may call any function.
 ///
 /// A request for a path that begins with "/hold" or "/stream" stays pending; a stream gets a value
-/// at once. "/push" sends a value to each stream, and completes. All others get a value and
-/// complete.
+/// at once. "/push" sends a value to each stream, and completes. "/strangers" gets a value with the
+/// status 200 plus the number of cancellations of requests that were not pending. All others get a
+/// value and complete.
 class ChaosService final : public IKovaApi {
 public:
     void* actionRequest(const Request& request,
@@ -37,7 +38,8 @@ public:
         if (path == "/push") {
             push();
         }
-        owned->onNext(Response(200));
+        const std::size_t extra = path == "/strangers" ? strangers() : 0;
+        owned->onNext(Response(static_cast<unsigned short>(200 + extra)));
         owned->onCompleted();
         return UNDEFINED_REQUEST_HANDLE;
     }

@@ -1,6 +1,7 @@
 // One end of a connection, which the chaos tests kill:
 //   http_chaos_peer serve ADDRESS      serves a ChaosService
-//   http_chaos_peer ask ADDRESS NAME   holds ten requests and five streams, and pushes for ever
+//   http_chaos_peer hold ADDRESS NAME  holds ten requests and five streams
+//   http_chaos_peer ask ADDRESS NAME   does the same, and pushes for ever
 #include <sys/prctl.h>
 #include <unistd.h>
 
@@ -46,7 +47,7 @@ int main(int argc, char** argv) {
         const kova::http::Endpoint endpoint(service, argv[2]);
         waitForTheSignal();
     }
-    if (mode == "ask" && argc > 3) {
+    if ((mode == "hold" || mode == "ask") && argc > 3) {
         const auto service = kova::http::connect(argv[2]).orThrow();
         const std::string name = argv[3];
         for (int i = 0; i < 10; ++i) {
@@ -55,7 +56,9 @@ int main(int argc, char** argv) {
         for (int i = 0; i < 5; ++i) {
             service->actionRequest(Request("retrieve", "/stream/" + name + "/"), ignored());
         }
-        pushForEver(*service);
+        if (mode == "ask") {
+            pushForEver(*service);
+        }
         waitForTheSignal();
     }
     return 2;
