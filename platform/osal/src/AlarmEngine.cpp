@@ -7,10 +7,10 @@
 #include <new>
 #include <system_error>
 
-// The thread runs as long as there are references. detach() of the last alarm wakes the thread and
-// waits for it to exit; if attach() runs first, the thread keeps running. A thread that has exited
-// must be joined. The first of these functions that runs afterwards joins it: the waiting detach(),
-// the next attach(), or the destructor.
+// Each alarm holds a reference to its engine, and the thread runs as long as there are references.
+// detach() of the last alarm wakes the thread and waits until it exits. If attach() runs meanwhile,
+// the thread keeps running. A thread that has exited must be joined. The first of these functions
+// that runs afterwards joins it: the waiting detach(), the next attach(), or the destructor.
 
 namespace osal {
 

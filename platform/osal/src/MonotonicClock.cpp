@@ -36,8 +36,8 @@ Clock::TimePoint MonotonicClock::now() const {
 
 void MonotonicClock::waitUntil(TimePoint deadline) {
     const timespec absolute = toTimespec(deadline);
-    // Sleeps only while the word is 0. The result is ignored: whether the deadline has passed,
-    // wake() was called or a signal arrived, the caller checks the time and its queue.
+    // Sleeps only while `woken_` is 0. The result is ignored, because the caller checks the time
+    // and its queue after every return.
     syscall(SYS_futex, &woken_, FUTEX_WAIT_BITSET_PRIVATE, 0,
             deadline == TimePoint::max() ? nullptr : &absolute, nullptr, FUTEX_BITSET_MATCH_ANY);
     woken_.exchange(0);

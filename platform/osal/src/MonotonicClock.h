@@ -7,10 +7,9 @@
 
 namespace osal {
 
-/// The system's monotonic clock. Its thread sleeps on a futex(2).
-///
-/// A condition variable would also work, but it counts its waiting threads, and a child of fork(2)
-/// would inherit the count without the threads. The only state of the futex is one word.
+/// The system's monotonic clock. The timer's thread sleeps on a futex(2), whose only state is one
+/// word. A condition variable counts its waiting threads, and a child of fork(2) would inherit the
+/// count without the threads.
 class MonotonicClock final : public Clock {
 public:
     TimePoint now() const override;

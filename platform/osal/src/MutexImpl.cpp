@@ -7,9 +7,9 @@ namespace threadsafe {
 
 namespace {
 
-// Aborts the process if `result` is an error. The remaining errors are misuse: unlocking a mutex
-// that the thread does not own, or locking a mutex that it owns. Continuing would corrupt the data
-// that the mutex protects.
+// Aborts the process if `result` is an error. Every error means misuse: the thread unlocks a mutex
+// that it does not own, or locks a mutex that it owns. Continuing would corrupt the data that the
+// mutex protects.
 void require(int result) {
     if (result != 0) {
         std::abort();

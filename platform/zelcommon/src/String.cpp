@@ -19,7 +19,7 @@ constexpr bool isLowSurrogate(char32_t unit) {
 
 // Properties of the first byte of a sequence: the number of bytes that follow it, the bits that it
 // contributes to the code point, and the valid range of the second byte. The range excludes
-// overlong forms, surrogates and code points above U+10FFFF (table 3-7).
+// overlong forms, surrogates and code points above U+10FFFF (Unicode 15, table 3-7).
 struct Lead {
     int following;
     unsigned char bits;

@@ -55,7 +55,7 @@ bool UUID::tryParse(UUID& out, std::string_view text) noexcept {
         return VALUES[static_cast<unsigned char>(text[place])];
     };
     Bytes bytes;
-    unsigned seen = 0;  // the bits of all values: above 15 if one of them is not a digit
+    unsigned seen = 0;  // bitwise OR of all values; above 15 if a character is not a digit
     for (std::size_t i = 0; i < bytes.size(); ++i) {
         const unsigned high = valueAt(PLACES[i]);
         const unsigned low = valueAt(PLACES[i] + 1);

@@ -27,8 +27,8 @@ public:
     constexpr AlarmTimer() noexcept = default;
     /// Constructs a timer on `clock`, which must outlive it and must not serve another timer.
     constexpr explicit AlarmTimer(Clock& clock) noexcept : clock_(&clock) {}
-    /// Waits until the thread has ended, so it must not run in a callback. All alarms must have
-    /// been destroyed before; otherwise the process is aborted.
+    /// Waits until the thread has ended, so the destructor must not run in a callback. All alarms
+    /// must have been destroyed before; otherwise the process is aborted.
     ~AlarmTimer() = default;
     AlarmTimer(const AlarmTimer&) = delete;
     AlarmTimer& operator=(const AlarmTimer&) = delete;

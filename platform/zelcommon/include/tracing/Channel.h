@@ -62,8 +62,8 @@ public:
     /// The level of a silent channel. It is above the levels of all messages.
     static constexpr int SILENT = 7;
 
-    /// Creates a channel. With the flag `SHARED`, the level that was set earlier for a matching
-    /// name pattern overrides `level`.
+    /// Creates a channel. If `flags` contains `SHARED` and a level was set earlier for a pattern
+    /// that matches the name, that level overrides `level`.
     Channel(std::string name, int level, unsigned int flags);
     ~Channel();
     Channel(const Channel&) = delete;

@@ -16,10 +16,10 @@ namespace util {
 ///     const bool failed = reader.read(&first, 1);
 class UTIL_API ByteBufferReader {
 public:
-    /// Creates a reader of the `length` bytes at `bytes`. With `copy` true the reader copies the
-    /// bytes. With `copy` false it refers to them: they must stay alive and unchanged while the
-    /// reader is used. A null `bytes` is an empty block. Throws `std::bad_alloc` if memory for the
-    /// copy is exhausted.
+    /// Creates a reader of the `length` bytes at `bytes`. If `copy` is true, the reader copies the
+    /// bytes. If it is false, the bytes must stay alive and unchanged while the reader is used. If
+    /// `bytes` is null, the block is empty. Throws `std::bad_alloc` if memory for the copy is
+    /// exhausted.
     ByteBufferReader(unsigned char const* bytes, unsigned long length, bool copy);
     ByteBufferReader(const ByteBufferReader&) = delete;
     ByteBufferReader& operator=(const ByteBufferReader&) = delete;

@@ -68,10 +68,10 @@ public:
         return target;
     }
     /// @{
-    /// Direct writing: `reserve(n)` guarantees `n` bytes at `end()`, and `commit(p)` marks
-    /// everything up to `p` as written. `capacityLeft()` returns the number of bytes that can be
+    /// Direct writing: `reserve(n)` guarantees `n` bytes at `end()`, and `commit(p)` marks all
+    /// bytes before `p` as written. `capacityLeft()` returns the number of bytes that can be
     /// written at `end()`. `reserve` returns false on success and true if memory is exhausted. The
-    /// address is valid until the next write.
+    /// address that `end()` returns is valid until the next write.
     std::size_t capacityLeft() const noexcept { return capacity_ - size_; }
     [[nodiscard]] bool reserve(std::size_t count) noexcept {
         return capacityLeft() < count && grow(count);

@@ -107,8 +107,8 @@ void readDirectly(serializer::PullFromPushDeserializer& reader) noexcept {
 }
 
 /// Reads the remaining entries of the innermost open struct or array into `out` in one call.
-/// Returns what `PullFromPushDeserializer::getRest` returns. Returns nothing if another class may
-/// change the entries: the caller must then read them one by one.
+/// Returns what `PullFromPushDeserializer::getRest` returns. Returns nullopt, without reading
+/// anything, if the deserializer may change entries: the caller must then read them one by one.
 template <typename Container>
 std::optional<bool> readRest(serializer::IStructuredPullDeserializer& deserializer,
                              Container& out) {

@@ -30,11 +30,11 @@ std::uint64_t eightFrom(std::string_view bytes, std::size_t at) noexcept {
            (tail << 8 * (WORD - bytes.size()) & 0xFFFFFFFFU);
 }
 
-// Returns whether the text is UTF-8 and no character has more than two bytes. This is true for most
-// alphabetic languages. The text must have at least four bytes. A mask selects a byte by the
-// highest bit of that byte.
+// Returns whether the text is UTF-8 and no character has more than two bytes. This is true for
+// texts in most alphabetic languages. The text must have at least four bytes. In a mask, the
+// highest bit of a byte is set if the mask selects this byte.
 bool isUtf8OfTwoBytes(std::string_view bytes) noexcept {
-    std::uint64_t expected = 0;  // the highest bit, if the word before ends with a first byte
+    std::uint64_t expected = 0;  // not 0 if the previous word ends with a lead byte
     for (std::size_t at = 0; at < bytes.size(); at += WORD) {
         const std::uint64_t word = eightFrom(bytes, at);
         const std::uint64_t first = word & word << 1U & NOT_ASCII;      // 11xxxxxx

@@ -104,7 +104,7 @@ public:
     bool putSigned(std::int64_t value) {
         const auto bits = static_cast<std::uint64_t>(value);
         return value >= 0 ? putHead<UNSIGNED>(writer(), bits)
-                          : putHead<NEGATIVE>(writer(), ~bits);  // the number -1 - ~bits
+                          : putHead<NEGATIVE>(writer(), ~bits);  // stands for -1 - ~bits
     }
     bool putUnsigned(std::uint64_t value) { return putHead<UNSIGNED>(writer(), value); }
     bool putFloat(float value) {

@@ -47,7 +47,7 @@ struct CborInput {
         : at(reinterpret_cast<unsigned char const*>(bytes.data())), end(at + bytes.size()) {}
 
     std::size_t left() const noexcept { return static_cast<std::size_t>(end - at); }
-    /// Skips the tag of self-described CBOR, which has no other meaning.
+    /// Skips the tag of self-described CBOR, which does not change the value after it.
     void skipSelfDescription() noexcept {
         constexpr std::uint64_t SELF_DESCRIBED = 55799;
         CborInput behind = *this;
@@ -85,7 +85,8 @@ private:
     KOVA_INLINE_DECODING bool readLongHead(CborHead& head) noexcept {
         switch (head.argument) {
             case FIRST_LONG:
-                return head.first != SIMPLE + FIRST_LONG && readArgument<1>(head);  // else reserved
+                // The head 0xF8 counts as reserved.
+                return head.first != SIMPLE + FIRST_LONG && readArgument<1>(head);
             case FIRST_LONG + 1:
                 return readArgument<2>(head);
             case FIRST_LONG + 2:
@@ -141,12 +142,11 @@ bool readCborChunks(CborInput& in, unsigned char kind, std::string& text, CborMi
 /// a stack of fixed size, so neither nesting nor a declared length allocates memory. Only chunked
 /// strings and typed arrays are collected; they are not larger than the payload.
 ///
-/// `Target` has the functions that this class calls for each value, field and end, as `Record` has.
-/// `PutTypedArray` is a function object that is called with the tag and the bytes of a typed array.
-/// The functions of `Target`, the function object and the functions of this class return true on
-/// success. Make the type of the function object local to the source file: only then does the
-/// compiler inline the functions of the target into the decoder. Otherwise reading takes 2.2 times
-/// as long.
+/// `Target` has the same functions for values, fields and ends as `Record`. `PutTypedArray` is a
+/// function object that is called with the tag and the bytes of a typed array. The functions of
+/// `Target`, the function object and the functions of this class return true on success. Make the
+/// type of the function object local to the source file: only then does the compiler inline the
+/// functions of the target into the decoder. Otherwise reading takes 2.2 times as long.
 template <class Target, class PutTypedArray>
 class CborDecoder {
 public:
@@ -218,8 +218,8 @@ private:
     bool scalar(Put put) {
         return beginItem() && put() && endItem();
     }
-    /// Calls `read`, which uses the input in the object, and then updates the local copy of the
-    /// input.
+    /// Calls `read`, which uses the member `in_`. Copies `in` to `in_` before the call and back
+    /// after it.
     template <class Read>
     bool aside(CborInput& in, Read read) {
         in_ = in;

@@ -11,8 +11,8 @@ namespace util::config {
 
 namespace {
 
-constexpr std::size_t PAGE_SIZE = 64;      // 2.5 KiB; adding an entry moves 16 others on average
-constexpr std::size_t CACHED_PAGES = 32;   // 48 KiB; more do not stay in the first cache
+constexpr std::size_t PAGE_SIZE = 64;      // 1.5 KiB; adding an entry moves at most 63 others
+constexpr std::size_t CACHED_PAGES = 32;   // 48 KiB; more do not stay in the L1 cache
 constexpr std::size_t FIRST_CAPACITY = 4;  // enough for most headers
 
 // A key that is searched for, with its first eight bytes as a big-endian number. If the numbers of
@@ -33,7 +33,7 @@ struct Wanted {
     }
 
 private:
-    // Compact strings have at least eight bytes, which are zeros after the text.
+    // The first eight bytes of a compact string can be read: bytes after a shorter text are zeros.
     static std::uint64_t numberOf(const CompactString& text) noexcept {
         return loadEight(reinterpret_cast<unsigned char const*>(text.data()));
     }
@@ -58,8 +58,8 @@ std::size_t positionOf(const Page& page, const Wanted& wanted) noexcept {
                                     page.begin());
 }
 
-// Fetches the entries of a page from memory at once. A binary search would wait for one after the
-// other.
+// Loads all entries of a page into the cache at the same time. A binary search alone would wait for
+// one entry after the other.
 template <typename Page>
 void prefetch(const Page& page) noexcept {
     constexpr std::size_t LINE = 64;
@@ -92,7 +92,7 @@ Value** Entries::Page::insert(std::size_t place, std::string_view key) {
     return insert(place, std::move(text));
 }
 
-// Does the same for a page that has capacity for the entry.
+// Inserts an entry as the function above does. The page must have unused capacity.
 Value** Entries::Page::insert(std::size_t place, CompactString&& key) noexcept {
     value_type* const entry = entries_.get() + place;
     std::move_backward(entry, entries_.get() + size_, entries_.get() + size_ + 1);

@@ -19,8 +19,8 @@ public:
     /// The maximum size of a block in bytes.
     static constexpr std::size_t SIZE = 4096;
 
-    /// Creates an allocator. `total` is the sum of `sizeOf` for all nodes that will be created, or
-    /// a number greater than `SIZE`.
+    /// Creates an allocator. `total` is the sum of `sizeOf` for all nodes that will be created. If
+    /// the sum is greater than `SIZE`, any number greater than `SIZE` has the same effect.
     explicit NodeBlocks(std::size_t total) noexcept
         : total_(total), isSmall_(total <= MAX_SMALL_TOTAL) {}
     ~NodeBlocks() { close(); }
@@ -52,8 +52,7 @@ private:
         Block* block;
     };
 
-    // `delete` releases the memory of a node in different ways. The class of the node determines
-    // the way.
+    // The class of a node determines how `delete` releases the memory of the node.
 
     /// A node with a label before it.
     template <typename Node>

@@ -176,8 +176,8 @@ bool Printer::writeString(std::string_view bytes) noexcept {
     return writeInto(maxQuotedSize(bytes), [=](char* out) { return writeQuoted(out, bytes); });
 }
 
-// Writes the string in chunks, because the space to reserve is that of the worst case: a text six
-// times as long as the string.
+// Writes the string in pieces, because the whole string would need space for the worst case: a text
+// six times as long as the string.
 bool Printer::writeLongString(std::string_view bytes) noexcept {
     bool done = writeText("\"");
     while (done && !bytes.empty()) {

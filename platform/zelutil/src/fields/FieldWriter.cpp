@@ -66,7 +66,7 @@ bool FieldWriter::value(std::int64_t value) noexcept {
     }
     const auto bits = static_cast<std::uint64_t>(value);
     return value >= 0 ? putHead<UNSIGNED>(bytes_, bits)
-                      : putHead<NEGATIVE>(bytes_, ~bits);  // the number -1 - ~bits
+                      : putHead<NEGATIVE>(bytes_, ~bits);  // stands for -1 - ~bits
 }
 
 bool FieldWriter::value(std::uint64_t value) noexcept {

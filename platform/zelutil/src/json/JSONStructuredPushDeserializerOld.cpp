@@ -273,7 +273,7 @@ int JSONStructuredPushDeserializerOld::deserialize() {
         state.hasFailed = true;  // also if the target stored the reason
         return FAILED;
     }
-    static_cast<void>(state.reader->skip(payload.size()));  // cannot fail: that many are left
+    static_cast<void>(state.reader->skip(payload.size()));  // cannot fail: not past the end
     return DONE;
 }
 

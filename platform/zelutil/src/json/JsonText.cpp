@@ -19,13 +19,13 @@ constexpr Word everyByte(unsigned char byte) {
     return static_cast<Word>(0x0101010101010101U) * byte;
 }
 
-// The bytes that a run may copy: ASCII only, or all bytes of UTF-8. A byte that must be escaped
-// stops every run.
+// A run is a sequence of bytes that are copied verbatim: ASCII only, or all bytes of UTF-8. A byte
+// that must be escaped ends a run of either kind.
 enum class Run { Ascii, Utf8 };
 
-// Returns a number other than 0 if a byte of the word is `"`, `\`, a control character or, in a run
-// of ASCII, not ASCII. In a run of UTF-8, the highest bit of a byte that is not ASCII excludes the
-// byte from the other checks.
+// Returns a number other than 0 if the word contains a byte that ends the run: `"`, `\`, a control
+// character or, in a run of ASCII, a byte that is not ASCII. In a run of UTF-8, `~word` excludes
+// the bytes that are not ASCII.
 template <Run RUN, typename Word>
 constexpr Word specialBytes(Word word) {
     const Word quotation = word ^ everyByte<Word>('"');
@@ -64,7 +64,7 @@ char* writeEscape(char* out, unsigned char byte) noexcept {
     if (byte == '"' || byte == '\\') {
         *out++ = static_cast<char>(byte);
     } else if (byte >= 0x08 && byte <= 0x0D && byte != 0x0B) {
-        constexpr std::string_view NAMES = "btn?fr";  // of 0x08 to 0x0D
+        constexpr std::string_view NAMES = "btn?fr";  // escape letters of 0x08 to 0x0D
         *out++ = NAMES[byte - 0x08U];
     } else {
         out = writeText(out, "u00");
@@ -147,8 +147,9 @@ inline bool copyShort(char* out, std::string_view text) noexcept {
     return seen.escaped == 0 && (!REPAIRED || seen.isAscii() || isLongUtf8(text));
 }
 
-// Returns the size of the longest prefix of `bytes` that could begin one character, at least 1. If
-// the prefix is not a complete character, one U+FFFD replaces it. `bytes` is not empty.
+// Returns the size of the longest prefix of `bytes` that could begin one character, at least 1.
+// Sets `character` to whether the prefix is a whole character; if not, the caller writes one U+FFFD
+// instead. `bytes` is not empty.
 std::size_t maximalPart(std::string_view bytes, bool& character) noexcept {
     const auto at = [&](std::size_t i) { return static_cast<unsigned char>(bytes[i]); };
     const unsigned lead = at(0);

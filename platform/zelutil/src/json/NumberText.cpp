@@ -189,7 +189,7 @@ std::uint64_t millionthsOf(double magnitude) noexcept {
         return 0;
     }
     constexpr auto PARTS = static_cast<double>(MILLION);
-    constexpr double MOST_ERROR = 1.0 / (std::uint64_t{1} << 50U);  // of the product, relative
+    constexpr double MOST_ERROR = 1.0 / (std::uint64_t{1} << 50U);  // relative error of the product
     const double product = magnitude * PARTS;
     // NOLINTNEXTLINE(bugprone-incorrect-roundings): the division below verifies the result
     const auto millionths = static_cast<std::int64_t>(product + 0.5);

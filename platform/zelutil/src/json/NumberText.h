@@ -8,8 +8,8 @@
 // process locale. Bytes after the end, within the reserved ones, are unspecified.
 namespace util::json {
 
-/// The number of bytes to reserve. The longest text, "-2.2250738585072014e-308", needs fewer; the
-/// digits of a double are written in blocks.
+/// The number of bytes to reserve. It is greater than the size of the longest text,
+/// "-2.2250738585072014e-308", because the digits of a double are written in blocks.
 constexpr std::size_t MAX_NUMBER_SIZE = 40;
 
 /// Writes an integer in decimal digits.

@@ -50,8 +50,8 @@ public:
     /// Returns the position of the next value, key or end of a container. If `at` is the beginning
     /// of a container, the next position is its first child, or its end if the container is empty.
     std::size_t next(std::size_t at) const noexcept { return at + (isNumber(kind(at)) ? 2 : 1); }
-    /// Returns the position after the whole value or key at `at`. There is the next value or key,
-    /// or the end of the container.
+    /// Returns the position after the whole value or key at `at`. At this position is the next
+    /// value or key, or the end of the container.
     std::size_t after(std::size_t at) const noexcept {
         const char first = kind(at);
         return first == '[' || first == '{' ? endOf(at) + 1 : next(at);

@@ -5,7 +5,7 @@
 #include "pull/RecordEvents.h"
 
 // The reader's functions for arrays, structs, fields, scopes and entries.
-// PullFromPushDeserializer.cpp has the functions for sessions and values.
+// PullFromPushDeserializer.cpp has the functions for payloads and values.
 namespace util::serializer {
 
 // ---- scopes of options

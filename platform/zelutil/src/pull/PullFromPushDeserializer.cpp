@@ -9,7 +9,7 @@
 #include "bytes/TextCheck.h"
 #include "pull/PullHandler.h"
 
-// The reader's functions for sessions, values and typed arrays. The others are in
+// The reader's functions for payloads, values and typed arrays. The others are in
 // PullFromPushBrackets.cpp.
 namespace util::serializer {
 
@@ -66,7 +66,7 @@ unsigned int nestingLimit(Options const* options) {
 
 }  // namespace
 
-// ---- session
+// ---- the payload
 
 PullFromPushDeserializer::PullFromPushDeserializer(IStructuredPushDeserializer* source)
     : handler_(std::make_unique<Handler>()), source_(source) {

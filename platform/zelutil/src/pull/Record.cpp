@@ -13,8 +13,9 @@ using Kind = Event::Kind;
 
 constexpr std::size_t MAX_INDEX = std::numeric_limits<std::uint32_t>::max() - 1;
 
-// These constants determine the initial capacity. Common payloads have one event for every 4 to 7
-// bytes. A payload that does not fit inline reserves one event for each 4 bytes, at most 1 MiB.
+// Constants for the initial capacity. Common payloads have one event for every 4 to 7 bytes. For a
+// payload whose events do not fit inline, one event for every 4 bytes is reserved, but at most 1
+// MiB of memory.
 constexpr std::size_t MOST_BYTES_OF_EVENT = 7;
 constexpr std::size_t BYTES_OF_EVENT = 4;
 constexpr std::size_t MOST = 1 << 16;

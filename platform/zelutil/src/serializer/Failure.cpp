@@ -54,8 +54,8 @@ void ShortText<CAPACITY>::append(std::string_view text) noexcept {
     size_ = static_cast<std::uint8_t>(size_ + text.size());
 }
 
-// Removes bytes from the beginning until `text` fits after the rest. Returns `text`, or only its
-// end if the whole of `text` does not fit.
+// Removes bytes from the beginning until `text` fits after the rest. Returns `text`. If `text`
+// alone is too long, removes all bytes and returns only the end of `text`.
 template <std::size_t CAPACITY>
 std::string_view ShortText<CAPACITY>::makePlace(std::string_view text) noexcept {
     isCut_ = true;

@@ -82,8 +82,8 @@ private:
     struct Rest {
         std::vector<Page> pages;
         unsigned long size = 0;  // number of entries in these pages
-        // For each page a key that is not greater than its keys and greater than those of the page
-        // before. A search here reads one array instead of one line of memory in each page.
+        // One key for each page: it is not greater than the keys of the page, and greater than the
+        // keys of the page before. A search reads this array and not the memory of each page.
         std::vector<CompactString> separators;
     };
 
@@ -204,8 +204,8 @@ private:
     UTIL_LOCAL Value** findOrInsert(std::string_view key);
     UTIL_LOCAL void split(std::size_t number, std::size_t cut);
     UTIL_LOCAL void erasePage(std::size_t number) noexcept;
-    // These functions remove all entries, from the last to the first. `size` is updated only after
-    // all entries are removed.
+    // `Dictionary` destroys its children with these two functions, from the last page to the first.
+    // They do not update `Rest::size`, so the list must be cleared or destroyed afterwards.
     UTIL_LOCAL Page& lastPage() noexcept;
     UTIL_LOCAL bool dropLastPage() noexcept;
 

@@ -16,15 +16,15 @@ namespace util::serializer {
 ///
 /// It accepts definite and indefinite lengths. It replays typed arrays with `serializeArray`, and
 /// integers as 64-bit integers, signed if they fit. It rejects tags other than those of typed
-/// arrays, keys that are not strings, integers below -2^63, lengths beyond the payload, and bytes
-/// after the value.
+/// arrays, keys that are not strings, integers below -2^63, lengths that exceed the payload, and
+/// bytes after the value.
 class UTIL_API AXOBinStructuredPushDeserializer : public RecordSource {
 public:
     /// Creates a deserializer. `order` is the byte order of the serializer that wrote the payload.
     /// The format is big-endian by definition: with `Little`, `beginDeserialize` fails.
     explicit AXOBinStructuredPushDeserializer(Endianess order) noexcept : order_(order) {}
-    /// Creates a deserializer with a number as byte order: 1 is big-endian. With any other number,
-    /// `beginDeserialize` fails.
+    /// Creates a deserializer. `order` is the number of a byte order: 1 is big-endian. With any
+    /// other number, `beginDeserialize` fails.
     explicit AXOBinStructuredPushDeserializer(int order) noexcept
         : order_(static_cast<Endianess>(order)) {}
 

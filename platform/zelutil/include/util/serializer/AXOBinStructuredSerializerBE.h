@@ -8,9 +8,9 @@ namespace util::serializer {
 /// A serializer for the binary structured format: RFC 8949 (CBOR) with the big-endian typed arrays
 /// of RFC 8746. docs/formats.md describes the mapping.
 ///
-/// Every value of the interface can be written. Strings and field names that are not UTF-8 are
-/// written as byte strings. With `OptionTag::PlainArrays`, typed arrays are written as arrays of
-/// elements. Used by one thread at a time.
+/// The format can represent NaN, infinities and strings of any bytes: strings and field names that
+/// are not UTF-8 are written as byte strings. With `OptionTag::PlainArrays`, typed arrays are
+/// written as arrays of elements. Used by one thread at a time.
 ///
 ///     util::ByteBufferWriter writer(64);
 ///     util::serializer::AXOBinStructuredSerializerBE serializer;

@@ -42,7 +42,7 @@ enum EntryType : std::uint32_t {
     FloatArray = 26,
     DoubleArray = 27,
     StringArray = 28,
-    Failure = 29,  ///< the payload is malformed at this position
+    Failure = 29,  ///< the next entry cannot be read
     ArrayEnd = 30,
     StructBegin = 31,
     StructEnd = 32,

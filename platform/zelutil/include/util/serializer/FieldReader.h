@@ -12,9 +12,9 @@
 
 namespace util::serializer {
 
-/// Reads typed values in one pass over a payload, for code that knows the order of its calls, such
-/// as a table of fields. It accepts a subset of the payloads that a pull deserializer accepts, and
-/// returns the same values.
+/// Reads typed values in one pass over a payload, for code that makes its calls in a fixed order,
+/// such as code that is driven by a table of fields. It accepts a subset of the payloads that a
+/// pull deserializer accepts, and returns the same values.
 ///
 /// Every byte of the payload is validated, including the bytes of skipped values. The validation is
 /// complete only when `end` returns true: discard all values if it returns false. A function that
@@ -23,8 +23,8 @@ namespace util::serializer {
 /// or stores the reason.
 ///
 /// The order of the calls is not checked. The caller must read a value where the payload has one,
-/// and must end an item after its value, and a container at its end. One thread at a time. The
-/// payload must stay alive and unchanged.
+/// and must end an item after its value, and a container after its last item. The payload must stay
+/// alive and unchanged. Used by one thread at a time.
 ///
 ///     const std::string_view payload = "{\"level\":55}";
 ///     util::serializer::FieldReader reader(util::serializer::FieldReader::Format::Json, payload);

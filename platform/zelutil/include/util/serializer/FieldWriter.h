@@ -12,13 +12,14 @@
 
 namespace util::serializer {
 
-/// Writes typed values, for code that knows the order of its calls, such as a table of fields. It
-/// writes the same bytes as the serializer of the format. JSON is written without white space.
+/// Writes typed values, for code that makes its calls in a fixed order, such as code that is driven
+/// by a table of fields. It writes the same bytes as the serializer of the format. JSON is written
+/// without white space.
 ///
 /// A function that fails returns false and stores no reason. It fails if the format has no form for
 /// the value, if more than `MAX_NESTING_DEPTH` arrays and structs are nested, or if memory is
 /// exhausted. The caller then writes the value with a serializer, which stores the reason. The
-/// order of the calls is not checked. One thread at a time.
+/// order of the calls is not checked. Used by one thread at a time.
 ///
 ///     util::ByteBufferWriter bytes(64);
 ///     util::serializer::FieldWriter writer(util::serializer::FieldReader::Format::Json, bytes);

@@ -15,8 +15,8 @@ namespace util::serializer {
 /// Not part of the public interface.
 ///
 /// The state is an object of the private class `Serializer::Format`. It is stored inline, so that
-/// creating a serializer does not allocate memory. One source file of the library defines it and
-/// instantiates the template. Used by one thread at a time.
+/// creating a serializer does not allocate memory. One source file of the library defines the class
+/// and instantiates this template. Used by one thread at a time.
 template <class Serializer>
 class UTIL_API FormatSerializer : public IStructuredSerializer {
 public:

@@ -16,9 +16,9 @@ namespace util::serializer {
 /// Reads typed data in the order in which it was written.
 ///
 /// It is the counterpart of `IStructuredSerializer`: the calls have the same order. Every function
-/// returns false on success and true on failure. Outputs are unchanged on failure. Reading fails if
-/// the value does not fit the requested type; values are never truncated. Used by one thread at a
-/// time. The order of the virtual functions is part of the contract.
+/// returns false on success and true on failure. On failure, outputs are unchanged. Reading fails
+/// if the value does not fit the requested type; values are never truncated. Used by one thread at
+/// a time. The order of the virtual functions is part of the contract.
 class UTIL_API IStructuredPullDeserializer {
 public:
     virtual ~IStructuredPullDeserializer();
@@ -101,8 +101,8 @@ public:
     /// Ends the array. Fails, without ending anything, if an element is left or no array is open.
     [[nodiscard]] virtual bool endArray() = 0;
     /// @{
-    /// Begins and ends an element. One value is read between the two calls. Fails, without ending
-    /// the process, past the last element or outside an array.
+    /// Begins and ends an element. One value is read between the two calls. `beginElement` fails
+    /// past the last element and outside an array.
     [[nodiscard]] virtual bool beginElement() = 0;
     [[nodiscard]] virtual bool endElement() = 0;
     /// @}
@@ -120,8 +120,8 @@ public:
     /// Ends the struct. Fails, without ending anything, if no struct is open or fields are left. If
     /// any field of the struct was read by name, unread fields are allowed.
     [[nodiscard]] virtual bool endStruct() = 0;
-    /// Begins the next field and stores its name in `name`. Fails, without ending the process, if
-    /// no field is left or no struct is open.
+    /// Begins the next field and stores its name in `name`. Fails if no field is left or no struct
+    /// is open.
     [[nodiscard]] virtual bool beginField(std::string& name) = 0;
     /// Skips the value of the field that `beginField` began and ends the field.
     [[nodiscard]] virtual bool skipField() = 0;

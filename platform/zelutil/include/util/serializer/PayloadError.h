@@ -25,7 +25,7 @@ UTIL_API extern const zel::ErrorType PayloadError;
 enum PayloadErrorNumber : int {
     MalformedPayload = 0,  ///< the bytes are not a payload of the format
     UnexpectedValue = 1,   ///< a value, field or end is not the requested one, or out of range
-    CallOutOfPlace = 2,    ///< the call is not allowed here: nothing is open, or it has ended
+    CallOutOfPlace = 2,    ///< the call is not allowed here, for example before `beginSerialize`
     ValueNotWritable = 3,  ///< the format cannot represent the value
     NestingTooDeep = 4,    ///< arrays and structs are nested too deeply
     MemoryExhausted = 5    ///< memory is exhausted

@@ -118,10 +118,10 @@ public:
     [[nodiscard]] bool getRest(config::Array& out);
     /// @}
 
-    /// Declares that the source is exactly a `Source`, which is a `RecordSource`, and that the
-    /// class of this reader does not change how entries are read. Shorter code paths then return
-    /// the same results: the source decodes payloads without a serializer, and `isWholeReader`
-    /// returns true. The code that chooses the classes calls it once after construction.
+    /// Enables shorter code paths that return the same results: the source decodes payloads without
+    /// a serializer, and `isWholeReader` returns true. Call it once, after construction. The source
+    /// must have exactly the class `Source`, which derives from `RecordSource`, and the class of
+    /// this reader must not change how entries are read.
     template <class Source>
     void readDirectly() noexcept {
         readDirectly(static_cast<Source*>(source_));
