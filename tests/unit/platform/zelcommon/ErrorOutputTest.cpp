@@ -61,7 +61,7 @@ TEST_F(ErrorOutputTest, SinkReceivesAllFieldsOfTheReport) {
     EXPECT_EQ(taken[0].line, 42);
 }
 
-TEST_F(ErrorOutputTest, FieldsAreReplacedByTheirArguments) {
+TEST_F(ErrorOutputTest, FormatFieldsAreReplacedByTheArguments) {
     Reports reports;
     char const* const none = nullptr;
     void const* const address = reinterpret_cast<void const*>(0x1F0);
@@ -187,7 +187,7 @@ TEST_F(ErrorOutputTest, ReportsFromTheSinkGoToTheDefaultSink) {
     EXPECT_EQ(calls, 2) << "the sink is no longer installed";
 }
 
-TEST_F(ErrorOutputTest, SinkThatReportedAndThrewIsCalledAgain) {
+TEST_F(ErrorOutputTest, SinkIsCalledAgainAfterItReportedAndThrew) {
     int calls = 0;
     ErrorOutput::setSink([&calls](const zel::ErrorReport&) {
         ++calls;

@@ -39,12 +39,12 @@ protected:
 };
 using GlobalErrorHandlerTest = GlobalErrorHandlerDeathTest;
 
-TEST_F(GlobalErrorHandlerDeathTest, DefaultWritesTheReasonAndAborts) {
+TEST_F(GlobalErrorHandlerDeathTest, DefaultHandlerWritesTheReasonAndAborts) {
     EXPECT_EXIT(abortSomewhere(), testing::KilledBySignal(SIGABRT),
                 "^src/Somewhere: somewhere: New call failed, OOM\n");
 }
 
-TEST_F(GlobalErrorHandlerDeathTest, DefaultDoesNotAllocate) {
+TEST_F(GlobalErrorHandlerDeathTest, DefaultHandlerDoesNotAllocate) {
     EXPECT_EXIT(
         {
             const kova::test::NoMemory noMemory;

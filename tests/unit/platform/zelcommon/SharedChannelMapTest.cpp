@@ -281,17 +281,17 @@ protected:
     ~SharedChannelMapDeathTest() override { unsetenv("ZEL_TRACE"); }
 };
 
-TEST_F(SharedChannelMapDeathTest, VariableSetsLevelsAtStartUp) {
+TEST_F(SharedChannelMapDeathTest, EnvironmentVariableSetsLevelsAtStartUp) {
     setenv("ZEL_TRACE", "KOVA_*=2,KOVA_B=3", 1);
     EXPECT_EXIT(printLevels(), testing::ExitedWithCode(0), "^KOVA_A=2\nKOVA_B=3\nOTHER=7\n$");
 }
 
-TEST_F(SharedChannelMapDeathTest, ChannelsAreSilentWithoutTheVariable) {
+TEST_F(SharedChannelMapDeathTest, ChannelsAreSilentWithoutTheEnvironmentVariable) {
     unsetenv("ZEL_TRACE");
     EXPECT_EXIT(printLevels(), testing::ExitedWithCode(0), "^KOVA_A=7\nKOVA_B=7\nOTHER=7\n$");
 }
 
-TEST_F(SharedChannelMapDeathTest, ValidItemsOfAMalformedVariableAreApplied) {
+TEST_F(SharedChannelMapDeathTest, ValidItemsOfAMalformedEnvironmentVariableAreApplied) {
     setenv("ZEL_TRACE", "KOVA_A=1,KOVA_B", 1);
     EXPECT_EXIT(printLevels(), testing::ExitedWithCode(0),
                 "^[^\n]* TRACING 4: ZEL_TRACE is malformed: [^\n]*\n"

@@ -41,7 +41,7 @@ TEST(UUIDTest, PrintWritesExactlyThirtySixCharacters) {
 
 // Tries every byte value at every position: only hexadecimal digits are accepted at the positions
 // of digits, and only hyphens at those of hyphens.
-TEST(UUIDTest, EveryPositionAcceptsOnlyItsCharacters) {
+TEST(UUIDTest, DigitsAndHyphensAreAcceptedOnlyAtTheirPositions) {
     const std::string digits = "0123456789abcdefABCDEF";
     for (std::size_t position = 0; position < zel::UUID::TEXT_LENGTH; ++position) {
         for (int value = 0; value < 256; ++value) {
@@ -118,7 +118,7 @@ TEST(UUIDTest, VersionAndVariantReplaceOnlyTheirBits) {
     }
 }
 
-TEST(UUIDTest, BytesWithoutVersionAreStoredVerbatim) {
+TEST(UUIDTest, BytesPassedWithoutAVersionAreStoredVerbatim) {
     EXPECT_EQ(zel::UUID(ONES).bytes(), ONES);
     EXPECT_EQ(zel::UUID(ONES).version(), 15);
     EXPECT_EQ(zel::UUID(BYTES).version(), 1);

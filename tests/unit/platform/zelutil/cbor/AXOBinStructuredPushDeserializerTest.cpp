@@ -252,7 +252,7 @@ constexpr Row OTHERS[] = {
     {"d9d9f7", "refused"},
 };
 
-TEST(AXOBinStructuredPushDeserializerTest, ItemsBeyondTheRfcExamplesHaveTheExpectedOutcome) {
+TEST(AXOBinStructuredPushDeserializerTest, ItemsOutsideTheRfcExamplesAreReadOrRejected) {
     for (const Row& row : OTHERS) {
         EXPECT_EQ(traced(row.hex), row.trace) << row.hex;
     }
@@ -431,7 +431,7 @@ bool isReadWithLimit(std::string_view hex, unsigned int limit) {
         .has_value();
 }
 
-TEST(AXOBinStructuredPushDeserializerTest, LimitCanBeLoweredButNotRaised) {
+TEST(AXOBinStructuredPushDeserializerTest, NestingLimitCanBeLoweredButNotRaised) {
     EXPECT_TRUE(isReadWithLimit("01", 0));
     EXPECT_FALSE(isReadWithLimit("80", 0));
     EXPECT_FALSE(isReadWithLimit("a0", 0));

@@ -130,7 +130,7 @@ TEST(TypedArraysTest, MalformedOrUnsupportedTypedArraysAreRejected) {
     }
 }
 
-TEST(TypedArraysTest, NotANumberIsReadAsAnItem) {
+TEST(TypedArraysTest, NaNItemsAreRead) {
     payloads::BinaryPull pull("d85548 0000c03f 0000c07f");
     ASSERT_TRUE(pull.begun);
     std::vector<float> floats;

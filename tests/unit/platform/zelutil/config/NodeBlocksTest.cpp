@@ -59,7 +59,7 @@ TEST(NodeBlocksTest, LargeTreesUseFewBlocks) {
     }
 }
 
-TEST(NodeBlocksTest, LastNodeFreesTheBlockInAnyOrder) {
+TEST(NodeBlocksTest, DeletingTheLastNodeFreesTheBlock) {
     for (const int count : {3, 100, 10000}) {
         const long before = FailingAllocations::liveBlocks();
         {

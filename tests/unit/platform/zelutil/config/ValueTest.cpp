@@ -137,7 +137,7 @@ TEST(ValueTest, PredicatesMatchTheKind) {
     }
 }
 
-TEST(ValueTest, NodesWithoutChildrenReturnUndefinedOrNull) {
+TEST(ValueTest, LookupsInNodesWithoutChildrenReturnUndefinedOrNull) {
     for (const Row& row : makeRows()) {
         Value& node = *row.node;
         EXPECT_FALSE(node.hasKey("k")) << row.name;

@@ -204,7 +204,7 @@ TEST(FieldReaderTest, DepthLimitIncludesSkippedValues) {
     }
 }
 
-TEST(FieldReaderTest, ReadersOfOneThreadMayBeNested) {
+TEST(FieldReaderTest, ReaderCanBeUsedWhileAnotherOneOfTheThreadIsOpen) {
     FieldReader outer(Format::Json, "[1,2]");
     ASSERT_TRUE(outer.begin() && outer.beginArray());
     for (int i = 0; i < 3; ++i) {
@@ -299,7 +299,7 @@ TEST(FieldReaderTest, EveryFunctionFailsAtTheEndOfAPayload) {
     EXPECT_FALSE(json.beginField(name));
 }
 
-TEST(FieldReaderTest, UnsignedFunctionsAcceptBothKindsOfJsonIntegers) {
+TEST(FieldReaderTest, UnsignedFunctionsAcceptSmallAndLargeJsonIntegers) {
     std::uint64_t number = 0;
     for (char const* const text : {"17", "18446744073709551615"}) {
         FieldReader json(Format::Json, text);

@@ -198,7 +198,7 @@ TEST(FieldWriterTest, EveryCallFailsWithoutMemory) {
     }
 }
 
-TEST(FieldWriterTest, EveryFailedAllocationFailsItsCall) {
+TEST(FieldWriterTest, WritingFailsIfAnyAllocationFails) {
     for (const Format format : {Format::Binary, Format::Json}) {
         std::string written;
         const long failures = kova::test::failEveryAllocation([&] {

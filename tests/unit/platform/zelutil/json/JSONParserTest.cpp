@@ -276,7 +276,7 @@ TEST(JSONParserTest, NestingIsAcceptedUpToTheLimit) {
     EXPECT_EQ(parseTree(repeated("[", 1000000)), nullptr);
 }
 
-TEST(JSONParserTest, NestingLimitAppliesToReplacedValues) {
+TEST(JSONParserTest, NestingLimitAppliesToDiscardedValuesOfDuplicateKeys) {
     const auto replaced = [](std::size_t depth) {
         return "{\"a\":" + repeated("[", depth) + "0,{}" + repeated("]", depth) +
                ",\"b\":1,\"a\":[2],\"a\":3}";

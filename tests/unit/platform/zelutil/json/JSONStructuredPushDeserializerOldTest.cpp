@@ -161,7 +161,7 @@ bool isReadWithLimit(std::string_view json, unsigned int limit) {
         .has_value();
 }
 
-TEST(JSONStructuredPushDeserializerOldTest, LimitCanBeLoweredButNotRaised) {
+TEST(JSONStructuredPushDeserializerOldTest, NestingLimitCanBeLoweredButNotRaised) {
     EXPECT_TRUE(isReadWithLimit("1", 0));
     EXPECT_FALSE(isReadWithLimit("[]", 0));
     EXPECT_FALSE(isReadWithLimit("{}", 0));

@@ -150,7 +150,7 @@ TEST(JsonTextTest, RepairOfAWellFormedTextOnlyAddsEscapes) {
 }
 
 // The writer splits long texts into pieces of 4096 bytes.
-TEST(JsonTextTest, CharactersAcrossPieceBoundariesAreComplete) {
+TEST(JsonTextTest, CharactersAreNotSplitAtPieceBoundaries) {
     for (std::size_t size = 4088; size <= 4100; ++size) {
         const std::string front(size, 'a');
         for (const Repair& row : REPAIRS) {

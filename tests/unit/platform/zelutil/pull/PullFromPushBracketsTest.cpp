@@ -378,7 +378,7 @@ TEST(PullFromPushBracketsTest, PeekingConsumesNothing) {
     EXPECT_EQ(numbers, std::vector<std::int32_t>{2});
 }
 
-TEST(PullFromPushBracketsTest, EndOfAScopeProducesNoEntry) {
+TEST(PullFromPushBracketsTest, EndOfAnOptionScopeProducesNoEntry) {
     JsonPull pull("[1]");
     ASSERT_FALSE(pull.beginArray() || pull.beginOption(nullptr));
     EXPECT_EQ(codesOf(pull), (Codes{35, 10, 36, 1}));
@@ -395,7 +395,7 @@ TEST(PullFromPushBracketsTest, MissingOptionalFieldContainsNoEntries) {
     EXPECT_FALSE(pull.endDeserialize());
 }
 
-TEST(PullFromPushBracketsTest, NumberOfOpenScopesIsLimited) {
+TEST(PullFromPushBracketsTest, NumberOfOpenOptionScopesIsLimited) {
     JsonPull pull("[1]");
     std::size_t open = 0;
     while (!pull.beginArrayOption()) {
@@ -406,7 +406,7 @@ TEST(PullFromPushBracketsTest, NumberOfOpenScopesIsLimited) {
     EXPECT_TRUE(pull.endDeserialize());
 }
 
-TEST(PullFromPushBracketsTest, EntriesBeyondTheScopeLimitAreFailures) {
+TEST(PullFromPushBracketsTest, ContainerEntriesAtTheScopeLimitAreFailures) {
     for (char const* json : {"[[1]]", "[{}]", R"({"a":[]})", R"({"a":{"b":1}})"}) {
         JsonPull pull(json);
         while (!pull.beginOption(nullptr)) {
@@ -434,7 +434,7 @@ TEST(PullFromPushBracketsTest, FieldsAreReadAtTheScopeLimit) {
     EXPECT_TRUE(pull.isStructEnd());
 }
 
-TEST(PullFromPushBracketsTest, BeginFieldInAnEmptyStructKeepsTheName) {
+TEST(PullFromPushBracketsTest, BeginFieldInAnEmptyStructLeavesTheNameUnchanged) {
     JsonPull pull("{}");
     ASSERT_FALSE(pull.beginStruct(nullptr));
     std::string name = "untouched";
@@ -453,7 +453,7 @@ TEST(PullFromPushBracketsTest, PayloadAtTheNestingLimitIsReadCompletely) {
     EXPECT_FALSE(JsonPull('[' + open + close + ']').begun);
 }
 
-TEST(EntryTypeTest, ComparesWithTheNumbersOfTheContract) {
+TEST(EntryTypeTest, EqualsItsDocumentedNumber) {
     JsonPull pull("{}");
     EXPECT_TRUE(pull.getNextEntry()->type == 31);
     const EntryType type = pull.getNextEntry()->type;
@@ -461,7 +461,7 @@ TEST(EntryTypeTest, ComparesWithTheNumbersOfTheContract) {
     static_assert(sizeof(EntryType) == 4 && !std::is_convertible_v<int, EntryType>);
 }
 
-TEST(EntryTest, NarrowMemberHoldsTheLowBitsOfAnInteger) {
+TEST(EntryTest, Int32MemberHoldsTheLowBitsOfA64BitInteger) {
     JsonPull pull("[-3,4294967301]");
     std::vector<std::int32_t> slots;
     for (Entry const* entry = pull.getNextEntry(); entry->type != EntryType::End;

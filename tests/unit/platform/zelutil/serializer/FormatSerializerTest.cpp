@@ -332,7 +332,7 @@ TEST_P(FormatSerializerTest, TypedArrayCountsAsANestingLevel) {
     }
 }
 
-TEST_P(FormatSerializerTest, NumberOfOpenScopesIsLimited) {
+TEST_P(FormatSerializerTest, NumberOfOpenOptionScopesIsLimited) {
     std::size_t open = 0;
     while (!serializer->beginOption(nullptr)) {
         ASSERT_LT(++open, 10 * MAX_NESTING_DEPTH);

@@ -128,7 +128,7 @@ TEST_F(PayloadErrorTest, ExcessiveNestingIsDescribed) {
 
 // For every text that the parser rejects, the second pass finds a mistake. For every text that it
 // accepts, there is no reason.
-TEST_F(PayloadErrorTest, SecondPassAgreesWithTheParser) {
+TEST_F(PayloadErrorTest, SecondPassFindsAMistakeExactlyInRejectedTexts) {
     const std::string text = R"({"a":[1,-2.5e3,"x\u00e4\n"],"b":{"c":true,"d":null},"e":[]})";
     ASSERT_TRUE(JsonPull(text).begun);
     for (std::size_t at = 0; at < text.size(); ++at) {
@@ -418,7 +418,7 @@ TEST_F(PayloadErrorTest, MistakeInATextOfTheMaximumKeptSizeIsLocated) {
               "expected ',' or ']', found '2' (byte " + std::to_string(text.size() - 2) + ")");
 }
 
-TEST_F(PayloadErrorTest, ReasonForALongerTextStatesOnlyTheKindOfMistake) {
+TEST_F(PayloadErrorTest, ReasonForATextThatIsNotKeptStatesOnlyTheKindOfMistake) {
     EXPECT_FALSE(JsonPull(malformedText(JsonFailure::MAX_KEPT + 1)).begun);
     EXPECT_EQ(ErrorStorage::current().number(), MalformedPayload);
     EXPECT_EQ(reason(),
