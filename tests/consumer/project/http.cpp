@@ -1,4 +1,4 @@
-// Serves a service at a Unix socket, and connects to it.
+// Serves a service at a Unix socket, and connects a client to this socket.
 #include <iostream>
 #include <string>
 

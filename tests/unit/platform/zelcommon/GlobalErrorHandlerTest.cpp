@@ -55,7 +55,7 @@ TEST_F(GlobalErrorHandlerDeathTest, DefaultHandlerDoesNotAllocate) {
 
 TEST_F(GlobalErrorHandlerDeathTest, AbortsWhenTheHandlerReturns) {
     GlobalErrorHandler::setHandler(announce);
-    // An emulator appends its own message.
+    // If the test runs in an emulator, the emulator appends its own message.
     EXPECT_EXIT(abortSomewhere(), testing::KilledBySignal(SIGABRT),
                 "^\\[src/Somewhere\\|somewhere\\|New call failed, OOM\\]\n(qemu: [^\n]*\n)?$");
 }

@@ -267,7 +267,7 @@ TEST(SharedChannelMapTest, FailureToCreateAChannelLeavesTheNameUnmapped) {
     }
 }
 
-// The variable is read once per process, so each death test starts this program again in a child.
+// ZEL_TRACE is read once per process, so each death test starts this program again in a child.
 [[noreturn]] void printLevels() {
     for (char const* const name : {"KOVA_A", "KOVA_B", "OTHER"}) {
         const Channel channel(name, Channel::SILENT, Channel::SHARED);

@@ -39,8 +39,6 @@ TEST(UUIDTest, PrintWritesExactlyThirtySixCharacters) {
     EXPECT_EQ(std::string(buffer, sizeof(buffer)), std::string(TEXT) + "!");
 }
 
-// Tries every byte value at every position: only hexadecimal digits are accepted at the positions
-// of digits, and only hyphens at those of hyphens.
 TEST(UUIDTest, DigitsAndHyphensAreAcceptedOnlyAtTheirPositions) {
     const std::string digits = "0123456789abcdefABCDEF";
     for (std::size_t position = 0; position < zel::UUID::TEXT_LENGTH; ++position) {

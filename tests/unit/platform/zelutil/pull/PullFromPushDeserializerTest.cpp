@@ -290,7 +290,7 @@ TEST(PullFromPushDeserializerTest, ArrayReadConsumesOnlyTheArray) {
     EXPECT_EQ(number, 3);
 }
 
-// ---- session
+// ---- begin and end of a payload
 
 TEST(PullFromPushDeserializerTest, ReadsOutsideAPayloadFail) {
     payloads::JSONStructuredPushDeserializerOld source;

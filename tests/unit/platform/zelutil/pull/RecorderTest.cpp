@@ -137,7 +137,8 @@ void expectRefusedWithoutMemory(const std::string& payload) {
     }
 }
 
-// More events than are stored inline, with strings in chunks, which are collected.
+// The payload has more events than are stored inline. Its strings are in chunks, so their text is
+// collected on the heap.
 TEST(RecorderTest, StringsInChunksFailWithoutMemory) {
     std::string payload = "\x9f";
     for (int i = 0; i < 100; ++i) {
@@ -146,7 +147,7 @@ TEST(RecorderTest, StringsInChunksFailWithoutMemory) {
     expectRefusedWithoutMemory(payload + '\xff');
 }
 
-// Memory is needed for the name of a field.
+// The name of the field needs memory.
 TEST(RecorderTest, FieldsFailWithoutMemory) {
     std::string payload = "\x81\xbf";
     for (int i = 0; i < 100; ++i) {

@@ -126,8 +126,8 @@ TEST_F(PayloadErrorTest, ExcessiveNestingIsDescribed) {
         << reason();
 }
 
-// For every text that the parser rejects, the second pass finds a mistake. For every text that it
-// accepts, there is no reason.
+// For every text that the parser rejects, the second pass finds a mistake. For every text that the
+// parser accepts, no error is stored.
 TEST_F(PayloadErrorTest, SecondPassFindsAMistakeExactlyInRejectedTexts) {
     const std::string text = R"({"a":[1,-2.5e3,"x\u00e4\n"],"b":{"c":true,"d":null},"e":[]})";
     ASSERT_TRUE(JsonPull(text).begun);
