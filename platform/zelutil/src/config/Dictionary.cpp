@@ -39,8 +39,8 @@ bool Dictionary::append(std::string_view key, Value* value) noexcept {
     return false;
 }
 
-// Stores the child at `place`, an address in the list. If `place` is null, memory is exhausted:
-// destroys the child and returns true.
+// Stores the child at `place`, the address of a child pointer in the list. A null `place` means
+// that memory was exhausted: the child is then destroyed, and true is returned.
 bool Dictionary::put(Value** place, Value* value) noexcept {
     if (place == nullptr) {
         destroy(value);

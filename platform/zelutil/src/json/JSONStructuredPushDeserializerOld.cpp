@@ -152,9 +152,9 @@ struct JSONStructuredPushDeserializerOld::State {
     // Not defaulted, so that `make_unique` does not first set the whole object to zero.
     State() noexcept {}  // NOLINT(modernize-use-equals-default)
 
-    /// Parses `payload` and makes a call of `target` for each of its values and ends. Returns false
-    /// on failure. The reason is then stored; if a serializer rejected a call, the serializer has
-    /// stored it.
+    /// Parses `payload` and calls `target` for each value, and for the begin and end of each field
+    /// and container. Returns false on failure. The reason is then stored; if a serializer rejected
+    /// a call, the serializer has stored it.
     template <class Target>
     bool replay(std::string_view payload, unsigned int levels, Target& target) noexcept {
         limit = levels;

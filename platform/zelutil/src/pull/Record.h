@@ -84,8 +84,9 @@ public:
     void clear() noexcept;
 
     /// @{
-    /// The functions that a decoder calls for each value, field and end. Most of them add an event.
-    /// They return false if memory or the range of indices is exhausted.
+    /// The functions that a decoder calls for each value, and for the begin and end of each field,
+    /// element, array and struct. Most of them add an event. They return false if memory or the
+    /// range of indices is exhausted.
     bool putNull() noexcept { return add(Event::Kind::Null, {}); }
     bool putBoolean(bool value) noexcept;
     bool putSigned(std::int64_t value) noexcept;

@@ -117,7 +117,7 @@ void Value::print(std::ostream& out) const {
     out << text;
 }
 
-// Never destroyed: other objects may use them while the process ends.
+// The shared nodes are never destroyed: other objects may use them while the process ends.
 
 Value& Value::getUndefined() {
     static auto* const undefined = new Plain(Item(Item::Kind::Undefined));

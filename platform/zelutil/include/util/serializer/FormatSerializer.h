@@ -11,8 +11,8 @@
 
 namespace util::serializer {
 
-/// The common base of the serializers of the library. It implements the interface for one format.
-/// Not part of the public interface.
+/// The common base of the serializers of the library. It implements `IStructuredSerializer` for one
+/// format. Not part of the public interface.
 ///
 /// The state is an object of the private class `Serializer::Format`. It is stored inline, so that
 /// creating a serializer does not allocate memory. One source file of the library defines the class

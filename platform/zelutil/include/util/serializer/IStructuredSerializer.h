@@ -53,7 +53,7 @@ public:
     /// @}
 
     /// @{
-    /// Writes a number. If the format has no form for NaN and infinities, these values fail.
+    /// Writes a number. Fails for NaN and infinities if the format cannot represent them.
     [[nodiscard]] virtual bool serializeFloat(float value) = 0;
     [[nodiscard]] virtual bool serializeDouble(double value) = 0;
     /// @}

@@ -33,7 +33,7 @@ TEST(TextCheckTest, IsUtf8AgreesWithTheCheckOfUnicodeStrings) {
     EXPECT_GT(malformed, 10000);
 }
 
-TEST(TextCheckTest, IsUtf8AgreesForSequencesOfThreeBytes) {
+TEST(TextCheckTest, IsUtf8AgreesWithUnicodeStringsForSequencesOfThreeBytes) {
     constexpr unsigned STEP = 61;  // coprime to 256, so every byte occurs at every position
     for (unsigned bytes = 0; bytes < 0x1000000; bytes += STEP) {
         const std::string text = {static_cast<char>(bytes >> 16U), static_cast<char>(bytes >> 8U),
@@ -42,7 +42,7 @@ TEST(TextCheckTest, IsUtf8AgreesForSequencesOfThreeBytes) {
     }
 }
 
-TEST(TextCheckTest, IsUtf8AgreesForEveryPairOfBytesAtEveryPosition) {
+TEST(TextCheckTest, IsUtf8AgreesWithUnicodeStringsForEveryPairOfBytesAtEveryPosition) {
     for (const std::size_t size : {4, 7, 8, 9, 15, 16, 17, 32, 33}) {
         for (std::size_t at = 0; at + 1 < size; ++at) {
             for (unsigned pair = 0x8000; pair < 0x10000; pair += 3) {

@@ -182,7 +182,7 @@ TEST(FieldReaderTest, SkippedBinaryValuesAreValidated) {
     }
     for (char const* const hex : payloads::MALFORMED_BINARY) {
         expectChecked(hex);
-        const std::string payload = fromHex("a16161" + std::string(hex));  // the end of the payload
+        const std::string payload = fromHex("a16161" + std::string(hex));  // ends in the value
         EXPECT_FALSE(skips(Format::Binary, payload)) << hex;
     }
 }
@@ -219,7 +219,7 @@ TEST(FieldReaderTest, ReaderCanBeUsedWhileAnotherOneOfTheThreadIsOpen) {
     EXPECT_EQ(first + second, 3);
 }
 
-// One call of each kind of value, with the kind that it accepts.
+// A call that reads one kind of value, and the kind that it accepts.
 struct ReadCall {
     FieldReader::Kind accepts;
     bool (*read)(FieldReader& from);

@@ -210,7 +210,7 @@ TEST(FieldWriterTest, WritingFailsIfAnyAllocationFails) {
                 }
                 written = payloads::textOf(bytes);
                 return true;
-            } catch (const std::bad_alloc&) {  // the values themselves
+            } catch (const std::bad_alloc&) {  // creating the values failed
                 return false;
             }
         });

@@ -48,8 +48,8 @@ std::string fixed(std::string digits, int exponent) {
     return digits.substr(0, whole) + '.' + digits.substr(whole);
 }
 
-// Returns the shortest text of the standard library in the layout that `writeDouble` requires: it
-// has no exponent if that of the first digit is from -4 to 15.
+// Returns the shortest text of the standard library in the layout that `writeDouble` requires: the
+// text has no exponent if the decimal exponent of the first digit is from -4 to 15.
 template <typename Real>
 std::string expected(Real value) {
     std::array<char, 64> text{};
@@ -108,7 +108,8 @@ TEST(NumberTextTest, DoublesOfRandomBitsHaveTheTextsOfTheStandardLibrary) {
     }
 }
 
-// Returns a number with up to `decimals` decimals and any magnitude, or one next to it.
+// Returns a number with up to `decimals` decimals and any magnitude, or a double next to this
+// number.
 double nearDecimal(std::mt19937_64& random, int decimals) {
     const auto digits = static_cast<double>(random() >> (random() % 64));
     const double value = digits / std::pow(10, decimals);

@@ -548,7 +548,7 @@ long blocksOfReader(int fields) {
     return kova::test::FailingAllocations::liveBlocks() - before;
 }
 
-TEST(PullFromPushDeserializerTest, RecordUsesAtMostTwoBlocks) {
+TEST(PullFromPushDeserializerTest, RecordUsesAtMostTwoMemoryBlocks) {
     EXPECT_EQ(blocksOfReader(1), 1);
     EXPECT_EQ(blocksOfReader(100), 2);
 }

@@ -109,7 +109,7 @@ TEST(RecorderTest, DeepJsonTextsProduceTheSameValues) {
     }
 }
 
-// Fails each allocation of reading the payload, in both ways.
+// Fails each allocation of reading the payload, with and without direct recording.
 void expectRefusedWithoutMemory(const std::string& payload) {
     ASSERT_TRUE(
         Pull<AXOBinStructuredPushDeserializer>(std::string_view(payload), Endianess::Big).begun);

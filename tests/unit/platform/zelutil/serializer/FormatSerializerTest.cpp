@@ -8,7 +8,7 @@
 #include "support/Payloads.h"
 #include "util/serializer/FormatSerializer.h"
 
-// The validation of call sequences is common to all formats, so each row runs with both.
+// The validation of call sequences is common to all formats, so each row runs with both formats.
 namespace {
 
 using namespace util::serializer;

@@ -41,8 +41,8 @@ public:
     const Value& operator[](char const* key) const { return (*this)[std::string(key)]; }
     const Value& operator[](const std::string& key) const;
     const Value& operator[](unsigned long index) const;
-    /// Does the same for every other type of index. Without it, `value[0]` would be a look-up with
-    /// a null key.
+    /// Returns the element at an index of any other integer type. Without this overload, `value[0]`
+    /// would look up a null key.
     template <typename Index, typename = std::enable_if_t<std::is_integral_v<Index>>>
     const Value& operator[](Index index) const {
         return (*this)[static_cast<unsigned long>(index)];
