@@ -77,8 +77,8 @@ public:
     int level() const noexcept { return level_.load(std::memory_order_relaxed); }
     /// Sets the lowest level of the messages that are written.
     void setLevel(int level) noexcept { level_.store(level, std::memory_order_relaxed); }
-    /// Returns whether a message of `level` would be written. Check it before computing costly
-    /// arguments.
+    /// Returns whether a message of `level` would be written. Call this function before computing
+    /// costly arguments.
     bool isEnabled(int level) const noexcept { return this->level() <= level; }
 
     /// Writes a printf-style message. Arguments must be scalars: pass a text as a zero-terminated

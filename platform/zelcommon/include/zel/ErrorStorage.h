@@ -54,7 +54,7 @@ class ZEL_API ErrorStorage {
 public:
     /// Returns the storage of the calling thread. The reference is valid until the thread ends. The
     /// storage closes when the thread-local objects are destroyed. A closed storage is empty and
-    /// does not store reports.
+    /// does not store errors.
     static ErrorStorage& current() noexcept;
 
     /// Returns whether the storage has an error that was not acknowledged.
@@ -64,8 +64,8 @@ public:
     /// Returns the number of the latest error in its catalogue, or 0 if there is no error.
     int number() const noexcept { return number_; }
     /// Returns the formatted message. Returns an empty text if there is no error or if memory for
-    /// the message is exhausted. The reference is valid until this thread reports or acknowledges
-    /// an error.
+    /// the message is exhausted. The reference is valid until this thread stores or acknowledges an
+    /// error.
     const std::string& reason() const noexcept;
     /// @{
     /// Returns the source position of the report: its file and its line. Returns an empty text and
@@ -75,7 +75,7 @@ public:
     /// @}
 
     /// Returns the number of errors that this thread has stored so far. If the number changes
-    /// during a call, the call reported the latest error.
+    /// during a call, the call stored the latest error.
     unsigned long count() const noexcept { return count_; }
 
     /// Marks the latest error as handled and empties the storage.

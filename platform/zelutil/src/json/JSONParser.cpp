@@ -38,8 +38,8 @@ constexpr std::array<std::size_t, 256> nodeSizes() noexcept {
     return sizes;
 }
 
-// Returns the total size of the nodes of the document. If this is larger than a block, the result
-// may be any size that is larger than a block.
+// Returns the total size of the nodes of the document. If the total exceeds the size of a block,
+// the result may be any size that is larger than a block.
 template <typename String>
 std::size_t totalSize(const Tape& tape) noexcept {
     static constexpr std::array<std::size_t, 256> SIZES = nodeSizes<String>();

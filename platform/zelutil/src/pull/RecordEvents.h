@@ -38,8 +38,8 @@ public:
     /// Returns 0: the depth was limited when the payload was recorded.
     static std::size_t depthOf(std::size_t /*at*/) noexcept { return 0; }
 
-    /// Returns the total size of the nodes of the events. If this is larger than a block, the
-    /// result may be any size that is larger than a block.
+    /// Returns the total size of the nodes of the events. Stops adding when the total exceeds the
+    /// size of a block; the result is then any size that is larger than a block.
     std::size_t nodeSize(std::size_t first, std::size_t end) const noexcept {
         std::size_t total = 0;
         for (; first != end && total <= config::NodeBlocks::SIZE; ++first) {

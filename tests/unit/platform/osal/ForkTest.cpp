@@ -61,7 +61,7 @@ protected:
     }
 
 private:
-    // Keeps the thread alive.
+    // Keeps the shared timer's thread alive.
     Alarm idle{Alarm::DEFAULT_TIMER, [](void*) {}, nullptr};
 };
 

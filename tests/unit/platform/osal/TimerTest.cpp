@@ -39,7 +39,7 @@ class TimerTest : public testing::Test {
 protected:
     ManualClock clock;
     AlarmTimer alarms{clock};
-    // Keeps the thread alive.
+    // Keeps the thread of `alarms` alive.
     CountingTimer idle{false, alarms};
 };
 
