@@ -178,8 +178,8 @@ struct ConformanceCheck {
             find("throws");
         }
     }
-    // Another thread may still be releasing its response handlers: all of them together have the
-    // limit.
+    // Another thread may still be releasing response handlers. The limit applies to all of them
+    // together.
     void finish() {
         handler.reset();
         using Clock = std::chrono::steady_clock;

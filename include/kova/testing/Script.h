@@ -24,7 +24,7 @@ namespace kova::testing {
 ///     kova::testing::Script script;
 ///     script.value(kova::Response(298)).wait().value(kova::Response(200)).complete();
 ///     auto handler = script.handler();  // for a service, or for actionRequest
-///     script.go();                      // goes on with the requests that wait
+///     script.go();                      // continues the waiting requests
 ///
 /// If the list does not contain the end of the request, the request stays pending until it is
 /// cancelled. If the client wants no more values, the request is completed.
@@ -109,7 +109,7 @@ private:
             plays[play->number] = play;
             return play;
         }
-        // Sends events until the request ends, waits for `go`, or continues on another thread.
+        // Sends events until the request ends, must wait for `go`, or continues on another thread.
         void run(const std::shared_ptr<Play>& play) {
             while (Step const* const step = take(*play)) {
                 if (step->kind == Step::elsewhere) {
