@@ -12,14 +12,14 @@ namespace {
 
 constexpr std::size_t STEP = 64;
 constexpr std::size_t SIZES = 16;
-constexpr std::size_t LARGE = SIZES;  // the size of a block that is not kept
+constexpr std::size_t LARGE = SIZES;  // `Label::size` of a block that is not kept
 constexpr std::size_t BATCH = 32;
 constexpr std::size_t MAX_OF_THREAD = 2 * BATCH;
 constexpr std::size_t MAX_BATCHES = 64;
 
 /// The header in front of the memory of a block.
 struct alignas(std::max_align_t) Label {
-    std::size_t size;  ///< index of the list of such blocks
+    std::size_t size;  ///< index of the list of blocks of this size, or `LARGE`
     Label* next;
 };
 

@@ -160,7 +160,7 @@ public:
     }
     /// @}
     /// Sets the deadline: the time after which the call ends as "timed out". 0 means no limit. The
-    /// deadline of a stream applies to its first value.
+    /// deadline of a stream applies only to its first value.
     Call deadline(std::chrono::milliseconds limit) && {
         draft_.options.deadline = limit;
         return std::move(*this);
@@ -195,9 +195,9 @@ public:
 
     /// @{
     /// Sends the request and waits for the answer, for at most `limit` or until the deadline of the
-    /// call. If the service fails, returns its error. If the time has passed, cancels the request
-    /// and fails with 504. If the payload is not a `T`, fails with 400. Fails immediately if the
-    /// wait could never end (`Calls::ask`).
+    /// call. If the service answers with an error, returns that error. If the time has passed,
+    /// cancels the request and fails with 504. If the payload is not a `T`, fails with 400. Fails
+    /// immediately if the wait could never end (`Calls::ask`).
     Result<T> get(std::chrono::milliseconds limit) && {
         const Result<Response> response = draft_.wait(limit);
         if (!response) {

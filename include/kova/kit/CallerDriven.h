@@ -6,10 +6,11 @@
 
 namespace kova::kit {
 
-/// A service whose answers arrive on a thread of its own, and that lets a thread which waits for an
-/// answer do the work of that thread meanwhile. A blocking call then needs no switch of threads.
+/// A service with its own thread, on which answers arrive. While another thread waits for an
+/// answer, it can do the work of that thread, so that a blocking call needs no switch of threads.
 ///
-/// A service class derives from it beside `IKovaApi`; `Calls` finds it when it is constructed.
+/// A service class derives from `IKovaApi` and from this class. The constructor of `Calls` checks
+/// whether the service is a `CallerDriven`.
 ///
 ///     // One call of a thread that waits:
 ///     const auto waitFor = [](kova::kit::CallerDriven& service, bool (*isAnswered)(),
@@ -29,12 +30,12 @@ public:
     CallerDriven& operator=(const CallerDriven&) = delete;
 
     /// Makes the calling thread do the work of the service's thread until `endDriving`. Returns
-    /// false if the service cannot let it; then nothing has changed. Does not block. Between the
-    /// two functions the thread may only send one request, cancel it, and call `drive`.
+    /// false, without an effect, if the service does not permit this now. Does not block. Until
+    /// `endDriving`, the thread may only send one request, cancel it, and call `drive`.
     virtual bool beginDriving() noexcept = 0;
-    /// Waits until something happens, at most until `due`, and does the work that follows, such as
-    /// calling the response handler. Returns false if the service needs its own thread, or after
-    /// `interruptDriving`: then `endDriving` must follow.
+    /// Waits for the next event of the service, at most until `due`, and does the work for this
+    /// event, such as calling the response handler. Returns false if the service needs its own
+    /// thread, or after `interruptDriving`. The caller must then call `endDriving`.
     virtual bool drive(std::chrono::steady_clock::time_point due) = 0;
     /// Gives the work back to the thread of the service.
     virtual void endDriving() noexcept = 0;

@@ -98,9 +98,10 @@ struct CallInfo {
 ///
 /// Every call has exactly one end (`End`), unless its owner ended it silently. This holds even if
 /// the service rejects the request, drops it or answers twice. A handle is never used twice in a
-/// process, so a late or second cancellation has no effect. An early cancellation is not lost. No
-/// stale entry remains in the table of pending requests of a composed service. A request that is
-/// answered immediately costs one allocation and about 80 ns more (`bench/kit_calls_bench`).
+/// process, so a late or second cancellation has no effect. A cancellation before the service has
+/// returned from `actionRequest` is not lost. No stale entry remains in the table of pending
+/// requests of a composed service. A request that is answered immediately costs one allocation and
+/// about 80 ns more (`bench/kit_calls_bench`).
 ///
 /// Any thread may call any function, also from inside a callback. No lock is held while a callback
 /// or the service is called. The service must outlive the object.
@@ -153,7 +154,8 @@ public:
     /// threads of that worker are waiting. Threads of other services cannot be recognized. On these
     /// threads the wait ends when the limit passes.
     Result<Response> ask(const Request& request, const AskOptions& options = {});
-    /// Ends all calls as "lost", for example when a connection is lost. New calls are accepted.
+    /// Ends all calls as "lost", for example when a connection is lost. Later calls are not
+    /// affected.
     void lose(const std::string& reason);
     /// Rejects new calls and ends the pending calls as "lost". Waits until these calls have
     /// received their end and no function is running for them. Returns the calls that are still

@@ -142,7 +142,7 @@ private:
         std::unique_ptr<State, Destroy> state(::new (memory) State());
         Result<void> result = begin(ask, *state);
         if (result) {
-            static_cast<void>(state.release());  // until `endRequest`
+            static_cast<void>(state.release());  // `endRequest` destroys it
         }
         return result;
     }
@@ -165,8 +165,8 @@ struct Deadline {
     osal::Clock* clock = nullptr;
 };
 
-/// A list of middleware in front of a service. A request passes the middleware in the order of
-/// `use`.
+/// A list of middleware in front of a service. A request passes the middleware in the order in
+/// which `use` added it.
 ///
 /// A request has exactly one end: the chain has the guarantees of `Calls`. The handler receives
 /// `onError` for an error of a middleware. If the service destroys the response handler without an
@@ -203,9 +203,9 @@ public:
     Chain& operator=(const Chain&) = delete;
 
     /// @{
-    /// Appends a middleware. Requests pass the middleware that was appended earlier first. Throws
-    /// `std::logic_error` after the first request. If two deadlines have no `Front` between them,
-    /// the shorter one applies.
+    /// Appends a middleware. A request passes the middleware in the order in which it was appended.
+    /// Throws `std::logic_error` after the first request. If two deadlines have no `Front` between
+    /// them, the shorter one applies.
     Chain& use(std::shared_ptr<Middleware> middleware);
     Chain& use(const Deadline& deadline);
     template <typename Callable>

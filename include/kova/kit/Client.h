@@ -95,7 +95,7 @@ public:
     /// @}
 
     /// Rejects new calls, ends the pending calls silently, and waits until no callback and no other
-    /// function is running for them. Returns the calls that still run after `limit`
+    /// function is running for them. Returns the calls that are still running after `limit`
     /// (`Calls::close`).
     std::vector<CallInfo> close(std::chrono::milliseconds limit);
     /// Returns the calls that have not ended.

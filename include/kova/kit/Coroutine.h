@@ -10,10 +10,10 @@
 /// - `co_await stream.next()` returns the next value of a `Stream<State>` as a `Result<State>`.
 ///
 /// The coroutine resumes on the executor of the call (`Call::on`, `ClientOptions::executor`). If
-/// the call is inline, the coroutine resumes on the thread on which the service sends the end of
-/// the call, or on the kit's thread if the call ends without an event of the service. Destroying a
-/// suspended coroutine cancels its call. Destroy it on its executor, or when nothing can resume it
-/// any more, but not while another thread may resume it.
+/// the call has the inline executor, the coroutine resumes on the thread on which the service sends
+/// the end of the call, or on the kit's thread if the call ends without an event of the service.
+/// Destroying a suspended coroutine cancels its call. Destroy it on its executor, or when nothing
+/// can resume it any more, but not while another thread may resume it.
 #if defined(__cpp_impl_coroutine) || defined(__cpp_coroutines)
 
 #include <atomic>

@@ -18,10 +18,12 @@ namespace kova::kit {
 /// The root is an object or an array. A path consists of keys and indexes: "stations/0/name". For
 /// clients,
 /// - "retrieve" returns the value at the path;
-/// - "update" sets it (204), or adds it (201); "-" is the index behind the end of an array;
-/// - "insert" adds a value at a path without one (201); in an array, the element at the index and
-///   the elements after it move by one;
-/// - "delete" removes it (204); at the mount path it makes the document an empty object.
+/// - "update" replaces the value (204), or adds it if the path has no value (201); "-" is the index
+///   behind the end of an array;
+/// - "insert" adds a value at a path that has no value (201); in an array, the element at the index
+///   and the elements after it move by one;
+/// - "delete" removes the value (204); at the mount path, "delete" makes the document an empty
+///   object.
 ///
 /// Errors: 404 if the path or, for a new value, its parent does not exist; 409 if "insert" finds a
 /// value at the path, if the parent is neither an object nor an array, or if the result would not

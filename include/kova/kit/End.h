@@ -9,8 +9,8 @@
 
 namespace kova::kit {
 
-/// The begin of the message of an error response with the code 503 that a client or an endpoint of
-/// `kova::http` sends instead of the service, because the connection was lost.
+/// The beginning of an error message that states that the connection was lost. A client or an
+/// endpoint of `kova::http` sends such a message with the code 503 in place of the service.
 constexpr char const* LOST_MESSAGE = "lost: ";
 
 /// The way in which a call ended. A call has exactly one end, unless its owner ended it silently

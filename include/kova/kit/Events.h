@@ -31,14 +31,13 @@ public:
 ///
 /// Unlike an `Observable`, it has no current value. A stream consists of the events that are sent
 /// after the stream began. A request for one value is answered with an error. A watcher gets every
-/// event, or the number of events that it has lost. By default up to 64 events wait for each
-/// watcher, and a watcher that does not keep up is disconnected with 503. With another policy
+/// event, or the number of events that it has lost. By default the queue of each watcher has space
+/// for 64 events, and a watcher that does not keep up is disconnected with 503. With another policy
 /// (`options`), the event after lost events has the header entry `STREAM_LOST` with their number.
 /// This is also true for `Conflate`, which keeps only the newest event.
 ///
 /// Any thread may call any function, also inside a receiver. `send` queues the event and returns.
-/// The threads that deliver the events and the wait in the destructor are those that `Observable`
-/// describes.
+/// `Observable` describes the threads that deliver the events, and the wait in the destructor.
 ///
 ///     kova::kit::Events<std::string> alarms;
 ///     alarms.options().queue(256).whenFull(kova::kit::DropOldest);

@@ -114,7 +114,7 @@ struct FaultOptions {
 };
 
 /// Adds faults to requests, for tests. The n-th request always gets the same fault for the same
-/// seed. For the middleware in front of it, a dropped request ends with 500. Throws
+/// seed. For the middleware in front of this one, a dropped request ends with 500. Throws
 /// `std::invalid_argument` if a share, or the sum of the shares, is not from 0 to 1.
 KOVA_KIT_API Chain::Front faults(const FaultOptions& options);
 

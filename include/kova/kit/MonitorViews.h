@@ -53,9 +53,10 @@ KOVA_FIELDS(MonitoredRequest, id, as("startUs", start), as("durationUs", duratio
 
 /// A value of the stream "/.kova/monitor": requests in the order of their ends.
 ///
-/// Each request has a position in the stream. If `first` of a value is greater than `first` plus
-/// the number of requests of the value before, the requests between them were lost, because the
-/// receiver of the stream did not keep up. The first value of a stream has no requests.
+/// Each request has a position in the stream. Add the number of requests of a value to its `first`.
+/// If `first` of the next value is greater than this sum, the requests between the two values were
+/// lost, because the receiver of the stream did not keep up. The first value of a stream has no
+/// requests.
 struct MonitoredRequests {
     /// The position of the first request.
     std::uint64_t first = 0;
@@ -72,7 +73,7 @@ struct MonitoredEvent {
     std::string kind;
     /// The time of the event.
     std::int64_t time = 0;
-    /// The command word and the path of a request.
+    /// The command word and the path, if the event is a request.
     std::string command;
     std::string path;  ///< see `command`
     /// The user, the process and the address of the peer (`Peer`) that sent a request.

@@ -58,12 +58,11 @@ public:
 /// copied, but not an optional one.
 ///
 /// The first value of a stream is the whole list (`ListChange`). Then each change follows in order;
-/// no change is missed or repeated. By default up to 16 changes wait for each watcher. A watcher
-/// that does not keep up gets the whole list again (`options`).
+/// no change is missed or repeated. By default the queue of each watcher has space for 16 changes.
+/// A watcher that does not keep up gets the whole list again (`options`).
 ///
-/// Any thread may call any function, also inside a receiver of the changes. Changes are queued. The
-/// threads that deliver the changes and the wait in the destructor are those that `Observable`
-/// describes.
+/// Any thread may call any function, also inside a receiver of the changes. Changes are queued.
+/// `Observable` describes the threads that deliver the changes, and the wait in the destructor.
 ///
 ///     kova::kit::ObservableList<std::string> tracks;
 ///     tracks.append("Intro");

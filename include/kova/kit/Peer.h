@@ -12,8 +12,8 @@ namespace kova::kit {
 /// A plain value type. The numbers come from the kernel, not from the request, so a client cannot
 /// forge them.
 struct Peer {
-    /// The numbers of the user, the group and the process. -1 if the transport does not know the
-    /// number.
+    /// The numbers of the user, the group and the process. A number is -1 if the transport does not
+    /// know it.
     long uid = -1;
     long gid = -1;  ///< see `uid`
     long pid = -1;  ///< see `uid`

@@ -80,8 +80,8 @@ public:
     }
 
     const std::function<Result<T>()> readValue;
-    /// Set before the first request. Expires when the `Polled` is destroyed, which may happen
-    /// inside the function.
+    /// Set before the first request. Expires when the `Polled` is destroyed; the function that
+    /// reads the value may destroy it.
     std::weak_ptr<Polling> polling;
     /// The value of the latest poll. Guarded by the lock of the hub.
     std::shared_ptr<Change> latest;

@@ -125,8 +125,8 @@ public:
     /// Mounts a resource handler, which the service then owns. If the handler throws, the request
     /// is answered with 500.
     ServiceBuilder& mount(const std::string& path, std::unique_ptr<IResourceHandler> handler);
-    /// Mounts another service, which must outlive the new service. Its requests have the path below
-    /// the mount path.
+    /// Mounts another service, which must outlive the new service. The mounted service gets its
+    /// requests with the path below the mount path.
     ServiceBuilder& mount(const std::string& path, IKovaApi& service);
     /// Mounts a `Slot`. Its handler can be set, exchanged and removed while the service is running.
     Slot slot(const std::string& path);

@@ -12,13 +12,13 @@ namespace kova::kit {
 /// Waits for the signals that ask a process to stop: SIGINT (Ctrl-C) and SIGTERM.
 ///
 /// The object blocks both signals for the thread that creates it and for those that are started
-/// later, so that none of them is interrupted. Create it first in `main`, before the first thread.
-/// The object stays signalled after the first signal until it is destroyed, so every later call of
-/// `wait` returns true.
+/// later, so that neither signal interrupts these threads. Create it first in `main`, before the
+/// first thread. The object stays signalled after the first signal until it is destroyed, so every
+/// later call of `wait` returns true.
 ///
-/// A process must not have more than one object at a time. A program that is started with `exec`
-/// inherits the blocked signals. Any thread that was started later may call any function; the
-/// thread that created the object destroys it.
+/// A process must not have more than one `StopSignals` object at a time. A program that is started
+/// with `exec` inherits the blocked signals. Any thread that was started later may call any
+/// function; the thread that created the object destroys it.
 ///
 ///     const auto serve = [](const kova::kit::StopSignals& stop) {
 ///         while (!stop.wait(std::chrono::seconds(1))) {

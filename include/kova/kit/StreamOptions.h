@@ -48,7 +48,7 @@ constexpr char const* STREAM_LOST = "$stream-lost";
 ///     const kova::kit::StreamQueue queue{16, kova::kit::Conflate};
 ///     queue.toString();  // "16 conflate"
 struct StreamQueue {
-    /// The number of changes that may wait for one watcher; at least 1.
+    /// The maximum number of changes in the queue of a watcher; at least 1.
     std::size_t bound = 16;
     /// The policy for changes that arrive while the queue is full.
     WhenFull whenFull = Conflate;
@@ -57,7 +57,8 @@ struct StreamQueue {
     KOVA_KIT_API std::string toString() const;
 };
 
-/// The options of an `Observable` or another stream. A change applies to all watchers at once.
+/// The options of an `Observable` or another stream. A changed option applies to all watchers at
+/// once.
 ///
 /// A handle: the functions change the stream that returned the handle. The stream must outlive the
 /// handle. Any thread may call any function.
@@ -70,7 +71,7 @@ public:
     /// Returns the options of a stream. Used only by the kit.
     explicit StreamOptions(detail::Hub& hub) noexcept : hub_(&hub) {}
 
-    /// Sets the number of changes that may wait for a watcher; 0 counts as 1.
+    /// Sets the maximum number of changes in the queue of a watcher; 0 counts as 1.
     StreamOptions& queue(std::size_t bound);
     /// Sets the policy for changes that arrive while the queue is full.
     StreamOptions& whenFull(WhenFull policy);

@@ -92,10 +92,10 @@ Result<T> readGeneral(const Payload& payload, const Limits& limits) {
 /// Returns the value as a payload of the mime type, JSON or binary. A `Payload` is returned
 /// unchanged.
 ///
-/// Fails with the code 500 if the value has no form in the format. Examples are NaN, infinities and
-/// text that is not UTF-8 in JSON, a nesting depth beyond the limit, and an enumerator without a
-/// name. The other members of `Limits` apply only to reading. The message names the field, and the
-/// byte of the payload at which writing stopped: "stations[1].height: expected a finite number,
+/// Fails with the code 500 if the format cannot represent the value. Examples are NaN, infinities
+/// and text that is not UTF-8 in JSON, a nesting depth beyond the limit, and an enumerator without
+/// a name. The other members of `Limits` apply only to reading. The message names the field, and
+/// the byte of the payload at which writing stopped: "stations[1].height: expected a finite number,
 /// found inf (byte 25)".
 template <typename T>
 Result<Payload> toPayload(const T& value, const std::string& mimeType = mimetypes::JSON_TYPE,

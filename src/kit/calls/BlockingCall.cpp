@@ -81,7 +81,7 @@ Result<Response> BlockingCall::run() {
     const CallReference call = core_.send(request_, std::move(target), {});
     std::optional<Error> error = wait();
     endDriving();
-    // After this call nothing refers to this object.
+    // When these two functions have returned, nothing refers to this `BlockingCall`.
     call->silence();
     waitForCallback(*call);
     const std::lock_guard<std::mutex> guard(mutex_);

@@ -31,7 +31,8 @@ private:
     /// time limit has passed, or until the service must run on its own thread.
     void driveForMore(std::unique_lock<std::mutex>& lock);
     bool hasMore() const noexcept { return end_ || !progress_.empty(); }
-    /// Waits until the call has ended. Returns the reason if it has not ended.
+    /// Waits until the call has ended. Returns the reason if it must not wait, or if the wait
+    /// fails.
     std::optional<Error> wait();
     /// Returns the reason why this thread must not wait, or nothing.
     std::optional<Error> findObstacle() const;

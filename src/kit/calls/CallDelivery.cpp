@@ -5,10 +5,10 @@
 #include "calls/PendingCall.h"
 #include "calls/Threads.h"
 
-// The steps of a call that call the receiver. Only the thread that has set RUNNING may call it.
-// Another thread stores its values or its end and sets WORK. The thread that has set RUNNING does
-// this work before it clears RUNNING. Therefore no thread waits, and nothing is delivered
-// recursively.
+// The steps of a call that call the receiver. Only the thread that has set RUNNING may call the
+// receiver. Another thread that has a value or an end stores it in the call and sets WORK. The
+// thread that has set RUNNING delivers it before it clears RUNNING. Therefore no thread waits, and
+// nothing is delivered recursively.
 
 namespace kova::kit::detail {
 
@@ -123,7 +123,7 @@ void PendingCall::finish(End const* end) noexcept {
     const FrameGuard frame(thisThread(), *this);
     Target target = std::move(target_);
     if (end == nullptr) {
-        // Silence: nothing is delivered.
+        // The owner has ended the call silently: nothing is delivered.
     } else if (target.receiver) {
         target.receiver->onEnd(*end);
     } else if (end->ok()) {

@@ -40,7 +40,7 @@ public:
     // While it exists, the service holds one of the call's references.
     static void* operator new(std::size_t, void* memory) noexcept { return memory; }
     static void operator delete(void*, void*) noexcept {}
-    // NOLINTNEXTLINE(cert-dcl54-cpp,misc-new-delete-overloads): ends what placement made
+    // NOLINTNEXTLINE(cert-dcl54-cpp,misc-new-delete-overloads): matches placement new
     static void operator delete(void* memory) noexcept {
         auto* const bytes = static_cast<std::byte*>(memory);
         reinterpret_cast<Slot*>(bytes - offsetof(Slot, memory))->call->releaseByService();
@@ -95,7 +95,7 @@ PendingCall::Started PendingCall::start(const Request& request, Deadlines* deadl
     startedBy_ = thisThread().id;
     Started started{nullptr, false};
     if (executor_ && !executor_->reserve(*this)) {
-        executor_.reset();  // the end comes on this thread
+        executor_.reset();  // so that this thread delivers the end
         refuse({statuscodes::SERVICE_UNAVAILABLE, "the executor is full"});
     } else if (!table_.link(*this)) {
         refuse({statuscodes::SERVICE_UNAVAILABLE, "closed"});

@@ -74,7 +74,7 @@ bool CallTable::link(PendingCall& call) {
         } catch (const std::bad_alloc&) {
             if (shard.buckets.empty()) {
                 return false;
-            }  // otherwise the lists of the buckets become longer
+            }  // otherwise the table keeps its size, with longer lists
         }
     }
     if (shard.nextNumber == shard.endNumber) {

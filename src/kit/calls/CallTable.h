@@ -34,11 +34,11 @@ public:
     /// Removes a call, if it is in the table. If this was the last call, another thread may destroy
     /// the table immediately afterwards.
     void remove(PendingCall& call) noexcept;
-    /// Counts the calling thread as a call while it uses the service without one. Returns false if
-    /// the table is closed. Sets `place`, which belongs to `leave`.
+    /// Counts the calling thread as a call until `leave`, for a thread that uses the service
+    /// without a call. Returns false if the table is closed. Sets `place`, the argument of `leave`.
     bool enter(std::size_t& place) noexcept;
-    /// Ends the use. If this was the last call, another thread may destroy the table immediately
-    /// afterwards.
+    /// Stops counting a thread that has called `enter`. If it was counted as the last call, another
+    /// thread may destroy the table immediately afterwards.
     void leave(std::size_t place) noexcept;
     /// Returns the call with the handle, or null.
     CallReference find(void* handle) noexcept;
@@ -48,7 +48,7 @@ public:
     std::vector<CallReference> collectAll();
     /// Returns the number of calls, and of threads that have entered.
     std::size_t size() const noexcept;
-    /// Sets the number of calls at which a waiting thread goes on; initially 0. After `close`,
+    /// Sets the number of calls at which a waiting thread continues; initially 0. After `close`,
     /// `remove` calls `wakeWaiting` each time one shard (a part of the table with a lock of its
     /// own) has at most `size` calls left. The thread then counts the calls of the whole table.
     void awaitSize(std::size_t size) noexcept;

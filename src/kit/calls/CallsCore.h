@@ -53,7 +53,7 @@ public:
 
     CallTable table;  // first, because its shards begin at cache lines
     IKovaApi& service;
-    CallerDriven* const driven;  ///< the same service, if a waiting thread can drive it
+    CallerDriven* const driven;  ///< the service if it is a `CallerDriven`, or null
     const CallsOptions options;
     Deadlines deadlines;
 

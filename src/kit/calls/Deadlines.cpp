@@ -68,9 +68,9 @@ void Deadlines::arm(TimePoint due, TimePoint now) {
     static_cast<void>(alarm_->arm(std::chrono::ceil<std::chrono::milliseconds>(due - now)));
 }
 
-// If a call is added during the search of the table, it is either found, or it compares its
-// deadline with the value that was stored before the search. The lock of the shard determines which
-// of the two happens.
+// If a call is added during the search of the table, either the search finds the call, or `add`
+// compares its deadline with the value that was stored before the search. The lock of the shard
+// determines which of the two happens.
 void Deadlines::expired() {
     const TimePoint begin = now();
     earliest_.store(TimePoint::max().time_since_epoch().count(), std::memory_order_relaxed);

@@ -16,10 +16,10 @@ class CallTable;
 /// Ends the calls of a table whose deadlines have passed.
 ///
 /// One alarm is armed for the earliest deadline. When a call is added, its deadline is compared
-/// with the earliest one. This takes 25 ns to read the clock, and no lock. The alarm's callback
-/// searches the whole table (about 10 ns for each call). Therefore it searches at most once per
-/// millisecond and spends at most a tenth of the time on it. The executors of the calls, not the
-/// alarm's thread, deliver the ends.
+/// with the earliest one. This takes 25 ns, for reading the clock, and needs no lock. The alarm's
+/// callback searches the whole table (about 10 ns for each call). Therefore it searches at most
+/// once per millisecond and spends at most a tenth of the time on it. The executors of the calls,
+/// not the alarm's thread, deliver the ends.
 class Deadlines {
 public:
     using TimePoint = std::chrono::steady_clock::time_point;

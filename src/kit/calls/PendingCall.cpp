@@ -236,7 +236,8 @@ void PendingCall::advance(Word clear) noexcept {
 }
 
 // Removes the call from the table if it is settled in the next state. No other thread can see the
-// call as settled before the caller stores that state, because the caller's own step is missing.
+// call as settled before the caller stores that state, because the flag of the caller's step is not
+// set yet.
 Word PendingCall::unlinkIfSettled(Word next) noexcept {
     if (!isSettled(next) || (next & UNLINKED) != 0) {
         return next;

@@ -68,7 +68,7 @@ public:
         TimePoint deadline = TimePoint::max();
         std::chrono::milliseconds timeout{0};  ///< the time from which the deadline was computed
         bool stream = false;                   ///< the deadline applies only to the first value
-        bool awaitsRelease = false;            ///< settled only after the handler's release
+        bool awaitsRelease = false;            ///< see `CallsOptions::awaitsRelease`
         std::size_t queue = 0;                 ///< maximum number of waiting values
         std::string_view client = {};          ///< copied; valid during `create`
     };

@@ -64,8 +64,8 @@ Registration::~Registration() {
     all.threads[record_.id] = nullptr;
 }
 
-// Returns whether the thread that calls the receiver waits for `self`, directly or through other
-// threads. The mutex of `waits()` must be held.
+// Returns whether the thread that calls the receiver of `call` waits for `self`, directly or
+// through other threads. The mutex of `waits()` must be held.
 bool closesCircle(const PendingCall& call, const ThreadRecord& self) {
     const auto& threads = waits().threads;
     PendingCall const* at = &call;

@@ -92,8 +92,8 @@ Result putIn(Dictionary& dictionary, const std::string& name, Tree value, Mode m
     return present ? Result::Done : Result::Created;
 }
 
-// Returns the parent of the node at the path, so that it can be changed, or null if there is no
-// parent.
+// Returns the parent of the node at the path as a node that can be changed, or null if the parent
+// does not exist.
 Value* parentOf(Value& root, const StoredTree::Path& path) {
     return const_cast<Value*>(walk(root, path.begin(), path.end() - 1));
 }
@@ -244,7 +244,7 @@ Result StoredTree::remove(const Path& path) {
 
 bool StoredTree::save(const std::string& text) const {
     const std::string fresh = file_ + ".new";
-    unlink(fresh.c_str());  // left behind by a killed process
+    unlink(fresh.c_str());  // which a killed process may have left behind
     if (!writeOut(fresh, text, permissionsOf(file_)) ||
         std::rename(fresh.c_str(), file_.c_str()) != 0) {
         unlink(fresh.c_str());

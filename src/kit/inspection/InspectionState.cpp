@@ -60,7 +60,7 @@ Error refused(std::string reason) {
 }  // namespace
 
 InspectionState::InspectionState(InspectionOptions options) : options_(std::move(options)) {
-    callsChannel();  // created on first use, and listed from now on
+    callsChannel();  // creates the channel, so that it is listed
     addPaths();
 }
 

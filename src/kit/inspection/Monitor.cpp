@@ -30,7 +30,7 @@ std::int64_t now() {
 }
 
 // Returns whether the request is for the monitor. The root of a service ignores empty parts of a
-// path, so "//.kova/monitor" is such a path, too.
+// path, so "//.kova/monitor" is a path of the monitor, too.
 bool isOwn(const std::string& path) {
     if (path.find(".kova") == std::string::npos) {
         return false;

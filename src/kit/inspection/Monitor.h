@@ -31,7 +31,8 @@ public:
     /// Returns whether requests may have to be reported. An atomic load of two flags.
     bool isWatched() const noexcept { return requests_.isWatched() || events_.isWatched(); }
     /// Returns a response handler that reports the answer and passes it on to `handler`. Returns
-    /// `handler` for requests of the monitor itself, which would never end.
+    /// `handler` unchanged for a request to the monitor, because each report of such a request
+    /// would cause another report.
     ResponseHandler observe(const Request& request, ResponseHandler handler);
     /// Returns the resource handler of "/.kova/monitor". Peers for which `isAllowed` returns false
     /// are answered with 403.

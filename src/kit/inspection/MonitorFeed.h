@@ -20,14 +20,15 @@ namespace kova::kit::detail {
 
 /// The bounds of a feed.
 struct FeedLimits {
-    /// The maximum number of items in a batch. The number of bytes after which a batch is sent; an
-    /// item may exceed it. Several batches fit into the queue of an endpoint.
+    /// The maximum number of items in a batch, and the number of bytes after which a batch is sent.
+    /// A single item may have more bytes. Several batches fit into the queue of an endpoint.
     std::size_t items = 256;
     std::size_t bytes = std::size_t{64} * 1024;  ///< see `items`
-    /// The number of batches that may wait for a watcher. If there are more, the oldest is dropped.
+    /// The maximum number of batches in the queue of a watcher. If one more is added, the oldest
+    /// one is dropped.
     std::size_t batches = 64;
-    /// The time for which an item waits for others. Each batch wakes two threads, which would take
-    /// longer than the request if each item were sent alone.
+    /// The maximum time for which an item waits for further items of its batch. Each batch wakes
+    /// two threads, which would take longer than the request if each item were sent alone.
     std::chrono::milliseconds delay{50};
 };
 
@@ -76,7 +77,8 @@ private:
             empty.first = feed_.next_;
             return makeChange<ValueChange<Batch>>(std::move(empty));
         }
-        // Sends what waits, so that the position is behind all requests that have ended before.
+        // Sends the waiting items, so that the first value of a new watcher has a position after
+        // them.
         Result<std::shared_ptr<Change>> read() override {
             feed_.send();
             return std::shared_ptr<Change>();

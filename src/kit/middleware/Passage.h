@@ -43,7 +43,7 @@ public:
 
     static void* operator new(std::size_t, void* memory) noexcept { return memory; }
     static void operator delete(void*, void*) noexcept {}
-    // NOLINTNEXTLINE(cert-dcl54-cpp,misc-new-delete-overloads): ends what placement made
+    // NOLINTNEXTLINE(cert-dcl54-cpp,misc-new-delete-overloads): matches placement new
     static void operator delete(void* memory) noexcept;
 
     /// Calls `beginRequest` of the observer with this index. The observers before it must have

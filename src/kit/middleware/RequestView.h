@@ -22,7 +22,7 @@ public:
         return static_cast<const RequestView&>(ask);
     }
 
-    /// Returns the time at which it was called for the first time.
+    /// Returns the time of the first call of this function.
     TimePoint now() const {
         if (!now_) {
             now_ = std::chrono::steady_clock::now();

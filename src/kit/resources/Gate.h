@@ -43,10 +43,10 @@ public:
     bool close() noexcept;
     bool isClosed() const noexcept { return (word_.load() & CLOSED) != 0; }
     /// Waits until all threads but the current one have left a closed gate. If the current thread
-    /// is inside itself, it does not wait for other threads that are inside and also wait here.
-    /// Returns false if the limit passed. A wait of more than a second is traced.
+    /// is inside the gate, it does not wait for other threads that are inside the gate and also
+    /// wait here. Returns false if the limit passed. A wait of more than a second is traced.
     bool waitUntilLeft(std::optional<std::chrono::milliseconds> limit = std::nullopt);
-    /// Returns whether the current thread is inside.
+    /// Returns whether the current thread is inside the gate.
     bool isInside() const noexcept { return entriesOfThisThread() != 0; }
 
     /// A guard for a thread that waits until others have left a closed gate. While the guard

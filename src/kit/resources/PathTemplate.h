@@ -17,8 +17,8 @@ struct TemplateSegment {
     /// The literal text, or the name of the parameter.
     std::string text;
 
-    /// Returns the rank of the segment. If several templates match a path, the one whose segment
-    /// has the lower rank is chosen. Signed and unsigned numbers have the same rank.
+    /// Returns the rank of the segment. If several templates match a path, the template whose
+    /// segment has the lowest rank is chosen. Signed and unsigned numbers have the same rank.
     int rank() const noexcept;
 };
 

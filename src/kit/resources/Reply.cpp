@@ -12,7 +12,7 @@ ReplyBase::ReplyBase(ReplyBase&& other) noexcept
 
 ReplyBase& ReplyBase::operator=(ReplyBase&& other) noexcept {
     if (this != &other) {
-        const ReplyBase former(std::move(*this));  // its destructor answers 500
+        const ReplyBase former(std::move(*this));  // its destructor ends the former request
         exchange_ = std::move(other.exchange_);
         format_ = std::move(other.format_);
     }

@@ -143,7 +143,7 @@ std::string const* formatOf(const Ask& ask) {
 
 Error unknownFormat(const std::string& format) {
     Error error = catalogued(errors::UndefinedMimeType, format);
-    error.code = statuscodes::BAD_REQUEST;  // the client has chosen it
+    error.code = statuscodes::BAD_REQUEST;  // the client has chosen the format
     error.message += "; there are: ";
     error.message += mimetypes::JSON_TYPE;
     error.message += ", ";

@@ -77,7 +77,7 @@ private:
     const std::shared_ptr<ExchangeTable> table_ = std::make_shared<ExchangeTable>();
 };
 
-/// Returns a resource handler that passes its requests on to the state.
+/// Returns a resource handler that passes its requests on to the shared state.
 std::unique_ptr<IResourceHandler> makeHandler(std::shared_ptr<Served> served,
                                               std::shared_ptr<MountState> mount);
 

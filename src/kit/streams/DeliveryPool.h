@@ -74,7 +74,7 @@ struct DeliveryFigures {
 /// disconnected gets no value again, so it can occupy only this one thread. At most 16 replaced
 /// threads can exist at a time. If 32 receivers block at the same time, tasks wait until one of
 /// these receivers returns, and this is reported. If a thread is wrongly considered stuck because
-/// the machine is busy, it simply continues, so such an error has no cost.
+/// the machine is busy, it simply continues, so such an error costs nothing.
 ///
 /// Threads start on demand and live as long as the process. The pool is never destroyed. Any thread
 /// may call any function. The pool never holds its lock while it calls a task or a receiver.

@@ -27,7 +27,7 @@ std::optional<StreamFormat> formatOf(const std::string& mimeType) {
 void answer(ResponseHandler& handler, const Result<Response>& result) {
     const ResponseHandler own = std::move(handler);
     if (!own) {
-        return;  // an exchange has it
+        return;  // an exchange owns the handler
     }
     if (!result) {
         own->onError(result.error().toResponse());

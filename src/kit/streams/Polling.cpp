@@ -44,7 +44,7 @@ void Polling::expire() {
             return;
         }
     }
-    const std::function<void()> function = function_;  // it may destroy this object
+    const std::function<void()> function = function_;  // the function may destroy this object
     try {
         function();
     } catch (...) {

@@ -197,7 +197,7 @@ WatcherInfo Watchers::infoOf(const Watcher& watcher, std::int64_t now, bool incr
     info.dropped = watcher.dropped;
     std::uint64_t next = watcher.cursor;
     if (next < first_) {
-        // The watcher has fallen behind, but will be counted so only at its next visit.
+        // The watcher has fallen behind, but its next visit will count this.
         const bool drops = dropsOldest(incremental) || queue.whenFull == Disconnect;
         next = drops ? first_ : endNumber() - 1;
         (drops ? info.dropped : info.conflated) += next - watcher.cursor;

@@ -49,7 +49,7 @@ struct Garbage {
 
     void add(std::shared_ptr<Change>&& last) {
         if (!last) {
-            return;  // a visit has it
+            return;  // a visit owns the change
         }
         if (!change) {
             change = std::move(last);
@@ -102,9 +102,7 @@ public:
     bool hasReady() const noexcept { return !ready_.empty(); }
 
     /// Begins the visit of the next watcher. `snapshot` is the whole value, list or map, or null
-    /// for events. With `incremental`, a watcher that has lost a change needs the snapshot. If
-    /// `mayDisconnect` is false, a watcher that has fallen behind is not disconnected, but gets the
-    /// newest value.
+    /// for events. With `incremental`, a watcher that has lost a change needs the snapshot.
     void begin(Visit& visit, const std::shared_ptr<Change>& snapshot, bool incremental,
                Garbage& garbage);
     /// Returns whether the next visit needs the snapshot.

@@ -10,10 +10,10 @@ namespace kova::kit::detail {
 /// Allocates memory for an object that is created and destroyed with each request or value. Throws
 /// `std::bad_alloc`.
 ///
-/// A released block is kept for a later one of a similar size: a thread keeps 64 blocks of each
-/// size, and all threads together keep 2048 more, so that a request whose memory is released by
-/// another thread needs no allocation either. Blocks of more than 1 KiB are not kept. Any thread
-/// may call both functions.
+/// A released block is kept for a later one of a similar size: a thread keeps up to 64 blocks of
+/// each size, and all threads share up to 2048 more of each size, so that a request whose memory is
+/// released by another thread needs no allocation either. Blocks of more than 1 KiB are not kept.
+/// Any thread may call both functions.
 KOVA_KIT_API void* allocateBlock(std::size_t size);
 /// Releases memory that `allocateBlock` returned on this or another thread.
 KOVA_KIT_API void releaseBlock(void* block) noexcept;

@@ -35,7 +35,8 @@ struct Route {
     Executor executor;
     /// The stream that serves all commands of the template; null for a function.
     std::shared_ptr<Served> stream;
-    /// The number of characters that precede the path of an element of the stream.
+    /// The number of characters in the path of a request before the path of an element of the
+    /// stream.
     std::size_t prefix = 0;
 };
 
@@ -73,7 +74,7 @@ constexpr auto schemaFunction() noexcept -> Payload (*)() {
     }
 }
 
-/// The parameters of a function between the first one and a `Reply`.
+/// The parameters of a function between its first parameter and a `Reply`.
 template <typename Reply, typename... Between>
 struct Parameters {
     using Values = std::tuple<Between...>;
@@ -168,7 +169,7 @@ private:
             return;
         }
         if constexpr (!std::is_void_v<ReplyType>) {
-            auto reply = dispatch.defer<ReplyType>();  // before `first`
+            auto reply = dispatch.defer<ReplyType>();  // first, as it copies the request
             function(first(dispatch), std::move(std::get<I>(values))..., std::move(reply));
         } else if constexpr (std::is_void_v<typename Sig::Result>) {
             function(first(dispatch), std::move(std::get<I>(values))...);

@@ -61,8 +61,8 @@ struct Codec<std::chrono::duration<Rep, Period>> {
 };
 
 /// @{
-/// The first and the last time that can be written as text (the years 1 to 9999), in seconds since
-/// 1970.
+/// The first second that can be written as text (begin of the year 1), and the first one after the
+/// year 9999, in seconds since 1970.
 constexpr std::int64_t FIRST_SECOND = -62'135'596'800;
 constexpr std::int64_t END_OF_SECONDS = 253'402'300'800;
 /// @}

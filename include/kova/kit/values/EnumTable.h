@@ -59,7 +59,7 @@ struct EnumTable {
     KOVA_KIT_API std::size_t find(std::string_view name) const noexcept;
     /// Returns the name of the enumerator, or an empty text if it has none.
     KOVA_KIT_API std::string_view nameOf(std::uint64_t bits) const noexcept;
-    /// Returns a list of the first names, for a message.
+    /// Returns the first names of the table as a list for an error message.
     KOVA_KIT_API std::string list() const;
 };
 
@@ -99,7 +99,7 @@ inline constexpr auto enumRows = makeEnumRows<T>();
 template <typename T>
 inline constexpr EnumTable enumTable{enumRows<T>.data(), enumRows<T>.size(), fallbackOf<T>()};
 
-/// Reads the name of an enumerator, and stores the index of the enumerator in `out`.
+/// Reads the name of an enumerator, and stores the index of the enumerator in `index`.
 template <class In>
 bool readEnumerator(In& in, const EnumTable& table, std::size_t& index) {
     std::string_view name;

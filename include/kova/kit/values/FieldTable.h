@@ -204,7 +204,8 @@ inline constexpr auto fieldNames = namesOf<T>(std::make_index_sequence<fieldCoun
 template <typename T>
 inline constexpr bool namesDiffer = areDifferent(fieldNames<T>);
 
-/// Returns whether the first and the last bytes of two texts of the same length are equal.
+/// Returns whether two texts of the same length have the same first `Word` and the same last
+/// `Word`.
 template <typename Word>
 inline bool haveSameEnds(std::string_view left, std::string_view right) noexcept {
     Word words[4];
@@ -222,10 +223,10 @@ inline bool isSameName(std::string_view left, std::string_view right) noexcept {
     if (left.size() != right.size()) {
         return false;
     }
-    if (left.size() - 4 <= 4) {  // 4 to 8
+    if (left.size() - 4 <= 4) {  // a length of 4 to 8
         return haveSameEnds<std::uint32_t>(left, right);
     }
-    if (left.size() - 8 <= 8) {  // 8 to 16
+    if (left.size() - 8 <= 8) {  // a length of 8 to 16
         return haveSameEnds<std::uint64_t>(left, right);
     }
     return left == right;

@@ -60,8 +60,8 @@ public:
     /// @}
 
     /// @{
-    /// Reads an array. Call `beginArray`, read each element between its begin and end, and call
-    /// `endArray`.
+    /// Reads an array. Call `beginArray`, read each element between `beginElement` and
+    /// `endElement`, and call `endArray`.
     virtual bool beginArray() = 0;
     virtual bool atArrayEnd() = 0;
     virtual bool beginElement() = 0;
@@ -70,9 +70,9 @@ public:
     /// @}
 
     /// @{
-    /// Reads an object. Call `beginObject`, read each field between its begin and end, and call
-    /// `endObject`. The name is valid until the next field begins. `skipField` replaces the reading
-    /// of a value and `endField`.
+    /// Reads an object. Call `beginObject`, read each field between `beginField` and `endField`,
+    /// and call `endObject`. The name is valid until the next field begins. `skipField` replaces
+    /// the reading of a value and `endField`.
     virtual bool beginObject() = 0;
     virtual bool atObjectEnd() = 0;
     virtual bool beginField(std::string_view& name) = 0;

@@ -43,7 +43,7 @@ struct SchemaObject {
     bool isStrict;
 };
 
-/// Writes a schema as JSON. Each function writes the members of the object that is currently open.
+/// Writes a schema as JSON. Each function writes members of the JSON object that is currently open.
 class KOVA_KIT_API SchemaWriter {
 public:
     static constexpr std::size_t ANY_SIZE = static_cast<std::size_t>(-1);

@@ -49,8 +49,8 @@ public:
     /// @}
 
     /// @{
-    /// Writes an array. Call `beginArray`, write each element between its begin and end, and call
-    /// `endArray`.
+    /// Writes an array. Call `beginArray`, write each element between `beginElement` and
+    /// `endElement`, and call `endArray`.
     virtual bool beginArray() = 0;
     virtual bool beginElement() = 0;
     virtual bool endElement() = 0;
@@ -58,8 +58,8 @@ public:
     /// @}
 
     /// @{
-    /// Writes an object. Call `beginObject`, write each field between its begin and end, and call
-    /// `endObject`.
+    /// Writes an object. Call `beginObject`, write each field between `beginField` and `endField`,
+    /// and call `endObject`.
     virtual bool beginObject() = 0;
     virtual bool beginField(std::string_view name) = 0;
     virtual bool endField() = 0;
