@@ -51,11 +51,11 @@ ConformanceOptions patient() {
     return options;
 }
 
-TEST(Conformance, FactKeepsTheContract) {
+TEST(Conformance, FactKeepsTheContractOfResourceHandlers) {
     EXPECT_EQ(conformance(&makeFact, patient()), Findings{});
 }
 
-TEST(Conformance, StreamOfAFactKeepsTheContract) {
+TEST(Conformance, StreamOfAFactKeepsTheContractOfResourceHandlers) {
     ConformanceOptions options = patient();
     options.semantic = kova::headers::PERSISTENT_STREAM;
     options.endless = true;

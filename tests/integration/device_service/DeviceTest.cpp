@@ -199,7 +199,7 @@ TEST_F(DeviceTest, ScanCountsTheFilesBelowAFolder) {
 
 // The inspection
 
-TEST_F(DeviceTest, InspectionIsForTheOwnUserUnlessAllUsersOfTheMachineAreAllowed) {
+TEST_F(DeviceTest, OtherLocalUsersMayInspectOnlyIfTheOptionIsSet) {
     const kova::kit::Peer local{-1, -1, -1, "127.0.0.1:41034"};
     const kova::kit::Peer remote{-1, -1, -1, "192.0.2.1:41034"};
     const auto codeFor = [this](const kova::kit::Peer& peer) {

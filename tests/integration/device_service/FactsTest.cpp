@@ -105,7 +105,7 @@ const FactsRow FACTS[] = {
 
 class FactsTableTest : public FactsTest, public testing::WithParamInterface<FactsRow> {};
 
-TEST_P(FactsTableTest, ReadsTheFactsOfTheFile) {
+TEST_P(FactsTableTest, ReadsTheFactsInTheText) {
     EXPECT_EQ(read(GetParam().name, GetParam().text), GetParam().facts);
 }
 

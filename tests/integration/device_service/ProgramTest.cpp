@@ -68,7 +68,7 @@ protected:
     const Arguments serving{"--interval", "10", "--port", "0"};
 };
 
-TEST_F(ProgramTest, PrintedCommandsWork) {
+TEST_F(ProgramTest, CommandsPrintedAtTheStartWork) {
     Program service(folder.path(), serving);
     const std::vector<std::string> commands = commandsOf(service);
     ASSERT_EQ(commands.size(), 6U) << service.output();
@@ -85,7 +85,7 @@ TEST_F(ProgramTest, PrintedCommandsWork) {
                 testing::MatchesRegex("\"20.*\"\n\"20.*\"\n"));
 }
 
-TEST_F(ProgramTest, PortShowsAPageAndWithAnOptionTheInspection) {
+TEST_F(ProgramTest, PortShowsAPageAndInspectionOnlyWithTheOption) {
     for (bool const isInspected : {false, true}) {
         Arguments arguments = serving;
         arguments.insert(arguments.begin(), isInspected ? 1U : 0U, "--inspect");
@@ -152,7 +152,7 @@ TEST_F(ProgramTest, CommandsOfTheTourWork) {
               "{\n  \"stations\": [\n    \"between\",\n    \"two\"\n  ],\n  \"volume\": 7\n}\n");
 }
 
-TEST_F(ProgramTest, RequestsCarryTheTokenAndItIsNotShown) {
+TEST_F(ProgramTest, RequestsContainTheTokenButOutputDoesNotShowIt) {
     Program service(folder.path(), serving);
     commandsOf(service);
     ASSERT_EQ(::setenv("ZEL_CONFIG_KOVA_AGT", "a-secret-token", 1), 0);

@@ -324,7 +324,7 @@ private:
     Handler handler_;
 };
 
-TEST(CallHazardsTest, ResourceMayDropARequestUnderItsLock) {
+TEST(CallHazardsTest, ResourceMayDropARequestWhileItHoldsItsLock) {
     Composed<Locking> composed;
     const Recording recording = record();
     recording.onEvent([&](const std::string&) { composed.resource->drop(); });

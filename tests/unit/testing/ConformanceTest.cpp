@@ -216,7 +216,7 @@ struct Planted {
 
 class ConformanceFaults : public ::testing::TestWithParam<Planted> {};
 
-TEST_P(ConformanceFaults, ConformanceReportsTheFault) {
+TEST_P(ConformanceFaults, ConformanceReportsEachFault) {
     EXPECT_THAT(findingsOf(GetParam().fault), Contains(std::string(GetParam().finding)));
 }
 

@@ -45,7 +45,7 @@ TEST(RecordingTest, CountsLivingHandlers) {
     EXPECT_EQ(recording.living(), 1U);
 }
 
-TEST(RecordingTest, WaitsForEventsOfAnotherThread) {
+TEST(RecordingTest, WaitForWaitsForEventsOfAnotherThread) {
     const Recording recording = record();
     std::thread sending([handler = recording.handler()] { handler->onCompleted(); });
     EXPECT_EQ(recording.waitFor(1), (Events{"completed"}));
@@ -53,7 +53,7 @@ TEST(RecordingTest, WaitsForEventsOfAnotherThread) {
     EXPECT_EQ(recording.waitFor(2, 0ms).size(), 1U);
 }
 
-TEST(RecordingTest, CallsTheFunctionAfterEachEvent) {
+TEST(RecordingTest, OnEventFunctionIsCalledForEachEvent) {
     const Recording recording = record();
     std::vector<std::string> seen;
     recording.onEvent([&](const std::string& event) {

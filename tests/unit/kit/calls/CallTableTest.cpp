@@ -42,12 +42,12 @@ TEST_F(CallTableTest, FindsACallUntilItIsRemoved) {
     EXPECT_EQ(table.size(), 0U);
 }
 
-TEST_F(CallTableTest, FindsNothingForOtherHandles) {
+TEST_F(CallTableTest, UnknownHandleFindsNoCall) {
     EXPECT_EQ(table.find(nullptr), nullptr);
     EXPECT_EQ(table.find(this), nullptr);
 }
 
-TEST_F(CallTableTest, KeepsAllCallsWhenItGrows) {
+TEST_F(CallTableTest, GrowingTableKeepsAllCalls) {
     std::vector<CallReference> calls;
     std::set<void*> handles;
     for (int i = 0; i < 5000; ++i) {

@@ -85,7 +85,7 @@ TEST_F(CallsTest, DroppedRequestIsReportedAsAnError) {
     EXPECT_EQ(service.waitForCancelled(1), (std::vector<std::size_t>{1}));
 }
 
-TEST_F(CallsTest, OptionKeepsTheClientIdOfPendingRequests) {
+TEST_F(CallsTest, PendingReturnsTheClientIdIfTheOptionIsSet) {
     Request request("retrieve", "/state");
     headers::appendTracingInfo(request, "/home", "panel");
     calls.actionRequest(request, recording.handler());
@@ -263,7 +263,7 @@ TEST_F(CallsTest, AnswerCancelsTheDeadline) {
     EXPECT_TRUE(service.cancelled().empty());
 }
 
-TEST_F(CallsTest, OptionSetsTheDeadlineOfActionRequest) {
+TEST_F(CallsTest, DeadlineOptionAppliesToActionRequest) {
     kova::testing::ManualClock other;
     Calls limited(service, {200ms, &other});
     limited.actionRequest(REQUEST, recording.handler());
@@ -375,7 +375,7 @@ TEST_F(CallsTest, CloseReturnsACallWhoseCancellationBlocksInTheService) {
     EXPECT_TRUE(calls.close(1ms).empty());
 }
 
-TEST_F(CallsTest, LongCloseIsTracedWithTheCallsItWaitsFor) {
+TEST_F(CallsTest, LongCloseIsTracedWithThePendingCalls) {
     test::Traces traces("KOVA_KIT_CALLS", 5);
     std::promise<void> goOn;
     const std::shared_future<void> gone = goOn.get_future().share();

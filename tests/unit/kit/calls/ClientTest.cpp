@@ -104,7 +104,7 @@ TEST_F(ClientTest, EachFunctionSendsItsCommand) {
     EXPECT_EQ(sent(4).getCommand(), "seek");
 }
 
-TEST_F(ClientTest, AcceptHeaderNamesTheFormatOfTheRequest) {
+TEST_F(ClientTest, AcceptOptionSetsTheFormatAndTheHeaderEntry) {
     options.accept = mimetypes::AXOBIN_TYPE;
     Client binary(service, {"/player", "hmi", mimetypes::AXOBIN_TYPE});
     answerAtOnce(Response(200));
@@ -253,7 +253,7 @@ protected:
     Client client{service};
 };
 
-TEST_F(DrivenClientTest, WaitingThreadDrivesUntilTheAnswer) {
+TEST_F(DrivenClientTest, WaitingThreadDrivesTheServiceUntilTheAnswer) {
     int turns = 0;
     service.work = [&] {
         if (++turns == 2) {
@@ -265,7 +265,7 @@ TEST_F(DrivenClientTest, WaitingThreadDrivesUntilTheAnswer) {
     EXPECT_EQ(service.calls, (Calls{"begin", "request", "drive", "drive", "end"}));
 }
 
-TEST_F(DrivenClientTest, WaitsForTheThreadOfAServiceThatNeedsIt) {
+TEST_F(DrivenClientTest, GetWaitsIfTheServiceNeedsItsOwnThread) {
     std::thread answering;
     service.work = [&] {
         answering = std::thread([&] { service.answer(1, json(200, "5")); });
@@ -276,14 +276,14 @@ TEST_F(DrivenClientTest, WaitsForTheThreadOfAServiceThatNeedsIt) {
     EXPECT_EQ(service.calls, (Calls{"begin", "request", "drive", "end"}));
 }
 
-TEST_F(DrivenClientTest, DoesNotDriveAServiceThatCannotLetIt) {
+TEST_F(DrivenClientTest, GetDoesNotDriveAServiceThatRefusesToBeDriven) {
     service.accepts = false;
     service.onRequest = [this](std::size_t number) { service.answer(number, json(200, "5")); };
     EXPECT_EQ(*client.retrieve<int>("/level").get(), 5);
     EXPECT_EQ(service.calls, (Calls{"begin"}));
 }
 
-TEST_F(DrivenClientTest, EndOnAnotherThreadInterruptsTheDriving) {
+TEST_F(DrivenClientTest, AnswerOnAnotherThreadInterruptsDriving) {
     std::thread answering;
     service.work = [&] {
         answering = std::thread([&] { service.answer(1, json(200, "5")); });
@@ -295,7 +295,7 @@ TEST_F(DrivenClientTest, EndOnAnotherThreadInterruptsTheDriving) {
     EXPECT_EQ(service.calls, (Calls{"begin", "request", "drive", "end"}));
 }
 
-TEST_F(DrivenClientTest, DrivingEndsBeforeTheFunctionForTheProgressIsCalled) {
+TEST_F(DrivenClientTest, DrivingEndsBeforeTheProgressFunctionIsCalled) {
     service.work = [&] {
         service[1].onNext(json(298, R"({"step":1,"of":2})"));
         return true;
@@ -326,7 +326,7 @@ TEST(DrivenServiceTest, CallOfADestroyedClientDoesNotUseTheService) {
     EXPECT_EQ(std::move(call).get().error(), (Error{503, "closed"}));
 }
 
-TEST_F(DrivenClientTest, CloseWaitsForTheThreadThatDrives) {
+TEST_F(DrivenClientTest, CloseWaitsForTheDrivingThread) {
     std::promise<void> answered;
     std::promise<void> released;
     service.work = [&] {
@@ -369,7 +369,7 @@ TEST_F(ClientTest, GetInsideACallbackAcceptsAnImmediateAnswer) {
     EXPECT_EQ(inner->valueOr(0), 2);
 }
 
-TEST_F(ClientTest, GetFailsOnAThreadOfItsExecutor) {
+TEST_F(ClientTest, GetFailsOnAThreadOfTheExecutorOfTheCall) {
     HeldService other;
     ClientOptions looped;
     looped.executor = loop;
@@ -428,7 +428,7 @@ struct WorkerService : IKovaApi {
     Worker worker;
 };
 
-TEST_F(ClientTest, GetFailsOnTheOnlyThreadOfItsService) {
+TEST_F(ClientTest, GetFailsOnTheOnlyThreadOfTheService) {
     WorkerService served(1);
     Client own(served);
     std::string error;
@@ -442,7 +442,7 @@ TEST_F(ClientTest, GetFailsOnTheOnlyThreadOfItsService) {
     EXPECT_EQ(error, "retrieve '/inner' would wait for the worker that all of its threads wait in");
 }
 
-TEST_F(ClientTest, GetSucceedsIfItsServiceHasTwoThreads) {
+TEST_F(ClientTest, GetSucceedsIfTheServiceHasTwoThreads) {
     WorkerService served(2);
     Client own(served);
     served.serve = [&](const std::string& path) -> std::string {

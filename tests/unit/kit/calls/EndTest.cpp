@@ -24,7 +24,7 @@ TEST(EndTest, ContainsTheErrorResponseOfTheService) {
     EXPECT_EQ(end.toString(), "failed: 404 Not Found: no such lamp");
 }
 
-TEST(EndTest, ErrorOfALostConnectionIsNotThatOfTheService) {
+TEST(EndTest, ErrorOfALostConnectionHasTheKindLost) {
     const End end(Response::createErrorResponse(503, "lost: the connection was closed"));
     EXPECT_EQ(end.kind(), End::Kind::lost);
     EXPECT_EQ(end.error(), (Error{503, "lost: the connection was closed"}));

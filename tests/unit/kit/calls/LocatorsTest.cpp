@@ -61,14 +61,14 @@ constexpr LocatorRow REFUSED[] = {
      "'kova:/device/2$/x' leads to the service /device/2, and this one is /device"},
 };
 
-TEST(Locators, AcceptsPathsAndLocatorsOfItsService) {
+TEST(Locators, PathOfAcceptsPathsAndLocatorsOfTheService) {
     for (const LocatorRow& row : TAKEN) {
         SCOPED_TRACE(testing::PrintToString(row));
         EXPECT_EQ(pathOf(row.text, "/device").value(), row.path);
     }
 }
 
-TEST(Locators, RejectsOtherLocatorsWithAReason) {
+TEST(Locators, InvalidLocatorsAndThoseOfOtherServicesAreRejected) {
     for (const LocatorRow& row : REFUSED) {
         SCOPED_TRACE(testing::PrintToString(row));
         const auto path = pathOf(row.text, "/device");
@@ -77,7 +77,7 @@ TEST(Locators, RejectsOtherLocatorsWithAReason) {
     }
 }
 
-TEST(Locators, AcceptsTheLocatorsThatItCreates) {
+TEST(Locators, PathOfReadsTheLocatorsThatLocatorOfCreates) {
     for (char const* const servicePath : {"/device", "device", "/device/", "//device"}) {
         EXPECT_EQ(locatorOf(servicePath, "/system"), "kova:/device$/system");
         EXPECT_EQ(locatorOf(servicePath, "system"), "kova:/device$/system");

@@ -64,7 +64,7 @@ TEST(Describe, BinaryPayloadIsShownInHexadecimalAndJson) {
     EXPECT_THAT(describe(Response(200, binary(""))), EndsWith("0 bytes: = <failed>"));
 }
 
-TEST(Describe, BinaryAndUnknownPayloadsAreShownByMimeTypeAndSize) {
+TEST(Describe, PayloadsOfOtherFormatsAreShownByMimeTypeAndSize) {
     unsigned char const byte = 1;
     EXPECT_THAT(
         describe(Response(200, Payload::createFromRaw(&byte, 1, "application/octet-stream"))),

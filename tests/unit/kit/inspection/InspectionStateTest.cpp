@@ -319,7 +319,7 @@ TEST_F(InspectionPathsTest, IsAllowedFunctionReplacesTheDefaultRule) {
     EXPECT_EQ(eventsOf("retrieve", "/.kova/pending").at(0), "value 200 []");
 }
 
-TEST_F(InspectionPathsTest, ExceptionOfThePeerFunctionIsAnsweredWith500) {
+TEST_F(InspectionPathsTest, ExceptionOfIsAllowedIsAnsweredWith500) {
     test::Reports reports;
     InspectionOptions options;
     options.isAllowed = [](const Peer&) -> bool { throw std::runtime_error("oops"); };

@@ -211,7 +211,7 @@ TEST_F(MonitorTest, EventsHaveHeadersAndPayloads) {
     EXPECT_FALSE(request.getHeaderValue(headers::AUTH_TOKEN).isUndefined());
 }
 
-TEST_F(MonitorTest, PayloadsBeyondTheLimitAreCounted) {
+TEST_F(MonitorTest, PayloadBeyondTheLimitIsReportedByItsSizeOnly) {
     constexpr std::size_t LIMIT = std::size_t{4} * 1024 * 1024;
     const Client watcher = client();
     EventReader reader(watcher, EVENTS);
@@ -227,14 +227,14 @@ TEST_F(MonitorTest, PayloadsBeyondTheLimitAreCounted) {
     EXPECT_EQ(reader.items[3].bytes, LIMIT + 1);
 }
 
-TEST_F(MonitorTest, EventsAreOnlyInTheBinaryFormat) {
+TEST_F(MonitorTest, EventsAreSentOnlyInTheBinaryFormat) {
     Request request("retrieve", EVENTS);
     headers::appendResponseSemantic(request, headers::PERSISTENT_STREAM);
     EXPECT_EQ(ask(request), (Recording::Events{"error 400 events are only in the format " +
                                                std::string(mimetypes::AXOBIN_TYPE)}));
 }
 
-TEST_F(MonitorTest, SlowReceiverLosesBatchesAndSeesHowManyItemsWereLost) {
+TEST_F(MonitorTest, SlowReceiverLosesBatchesAndCanCountTheLostItems) {
     const Client watcher = client();
     std::promise<void> entered;
     std::promise<void> released;
@@ -283,7 +283,7 @@ TEST_F(MonitorTest, OtherPeersAreRefused) {
     }
 }
 
-TEST_F(MonitorTest, ServiceEndsTheStreams) {
+TEST_F(MonitorTest, StopOfTheServiceEndsTheStreams) {
     const Client watcher = client();
     std::promise<End> ended;
     const Subscription call = watcher.watch<MonitoredRequests>(REQUESTS)

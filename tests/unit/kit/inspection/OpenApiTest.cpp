@@ -77,7 +77,7 @@ TEST_F(OpenApiTest, CommandsBecomeMethods) {
     EXPECT_EQ(namesOf(membersOf(paths().at("/list"))), (Names{"delete", "get", "post", "put"}));
 }
 
-TEST_F(OpenApiTest, OtherCommandsAreListedSeparately) {
+TEST_F(OpenApiTest, NonStandardCommandsAreListedSeparately) {
     mount("/list", {operation("scan", "{id}")});
     EXPECT_EQ(textOf(paths().at("/list/{id}")),
               R"({"x-kova-operations":[{"command":"scan","path":"/list/{id}"}]})");

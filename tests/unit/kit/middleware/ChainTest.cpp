@@ -213,7 +213,7 @@ TEST(ChainFunction, SecondCallOfNextIsIgnored) {
     EXPECT_THROW(service.request(2), std::out_of_range);
 }
 
-TEST(ChainFunction, VerdictOfAnEarlierRequestAnswers500) {
+TEST(ChainFunction, VerdictOfAnEarlierRequestIsAnsweredWith500) {
     test::HeldService service;
     Chain chain(service);
     std::optional<Verdict> old;
@@ -257,7 +257,7 @@ TEST(Chain, MiddlewareCannotBeAddedAfterTheFirstRequest) {
     EXPECT_THROW(chain.use(faults({})), std::logic_error);
 }
 
-TEST(Chain, OneChainMayForwardToAnother) {
+TEST(Chain, ChainMayForwardToAnotherChain) {
     Events seen;
     test::HeldService service;
     Chain inner(service);

@@ -37,7 +37,7 @@ TEST(Deadline, LateRequestIsCancelledAndAnsweredWith504) {
     EXPECT_NE(timed.registry.text().find("kova_requests_pending 0\n"), std::string::npos);
 }
 
-TEST(Deadline, AnswersInTimeAreUnchanged) {
+TEST(Deadline, AnswersBeforeTheDeadlineAreUnchanged) {
     Timed timed;
     timed.chain.actionRequest(REQUEST, timed.recording.handler());
     timed.clock.advance(4999ms);

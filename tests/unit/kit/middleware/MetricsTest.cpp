@@ -13,7 +13,7 @@ TEST(MetricsRegistry, IsEmptyAtFirst) {
     EXPECT_EQ(MetricsRegistry().text(), "");
 }
 
-TEST(MetricsRegistry, PrintsCountersAndGaugesByName) {
+TEST(MetricsRegistry, PrintsCountersAndGaugesSortedByName) {
     const MetricsRegistry registry;
     registry.gauge("player_volume_ratio", "The volume.").set(0.5);
     const Counter usb = registry.counter("player_scans_total", "Scans.", {{"medium", "usb"}});
@@ -30,7 +30,7 @@ TEST(MetricsRegistry, PrintsCountersAndGaugesByName) {
               "player_volume_ratio 0.5\n");
 }
 
-TEST(MetricsRegistry, SameNameAndLabelsShareOneNumber) {
+TEST(MetricsRegistry, MetricsWithTheSameNameAndLabelsShareOneNumber) {
     const MetricsRegistry registry;
     const Counter first = registry.counter("a_total", "", {{"x", "1"}, {"y", "2"}});
     const MetricsRegistry copy = registry;

@@ -78,7 +78,7 @@ TEST(RequestMetrics, BucketIncludesItsUpperBound) {
     }
 }
 
-TEST(RequestMetrics, OtherCommandsShareTheLabelOther) {
+TEST(RequestMetrics, NonStandardCommandsShareTheLabelOther) {
     EXPECT_EQ(RequestMetrics::commandOf("retrieve"), 0U);
     EXPECT_EQ(RequestMetrics::commandOf("insert"), 3U);
     EXPECT_EQ(RequestMetrics::commandOf("RETRIEVE"), 4U);

@@ -22,7 +22,7 @@ TEST(GateTest, ClosedGateAdmitsNoThread) {
     EXPECT_TRUE(gate.waitUntilLeft());
 }
 
-TEST(GateTest, WaitIncludesEntriesIntoTheClosedGate) {
+TEST(GateTest, WaitIncludesThreadsThatEnterTheClosedGate) {
     Gate gate;
     gate.close();
     std::optional<Gate::Entry> entry;

@@ -189,7 +189,7 @@ void compare(const Router& router, const std::string& command, const std::string
     }
 }
 
-TEST(RouterTest, FindReturnsTheRouteOfTheReferenceImplementation) {
+TEST(RouterTest, FindAgreesWithTheReferenceImplementation) {
     std::size_t found = 0;
     for (unsigned seed = 0; seed < 300; ++seed) {
         Random random(seed);

@@ -159,7 +159,7 @@ TEST(Observable, EmptyWriteFunctionMakesTheValueReadOnlyAgain) {
               "400 Bad Request: command 'update' not supported for path ''; supported: retrieve");
 }
 
-TEST(Observable, WriteIsAnsweredWithTheExceptionOfTheFunction) {
+TEST(Observable, ExceptionOfTheWriteFunctionIsTheAnswer) {
     const test::Reports reports;
     Observable<int> level(30);
     level.onWrite([](const int& wanted) -> Result<void> {

@@ -75,7 +75,7 @@ TEST_F(PollingTest, EachStreamBeginsWithANewValue) {
     EXPECT_EQ(first->values(1).size(), 1U) << "no value for the watcher that was there";
 }
 
-TEST_F(PollingTest, StreamContinuesAtEveryInterval) {
+TEST_F(PollingTest, StreamGetsAValueAtEveryInterval) {
     serve(1ms);
     polled->options().queue(100000);  // so that a thread that is late drops no value
     const auto answers = client->watch();
@@ -155,7 +155,7 @@ TEST_F(PollingTest, IntervalOutOfRangeIsRefused) {
     serve(std::chrono::milliseconds(std::numeric_limits<std::uint32_t>::max()));
 }
 
-TEST_F(PollingTest, OperationsContainRetrieve) {
+TEST_F(PollingTest, OnlyOperationIsRetrieve) {
     serve(1h);
     ASSERT_EQ(polled->operations().size(), 1U);
     EXPECT_EQ(polled->operations()[0].command, "retrieve");

@@ -69,7 +69,7 @@ TEST_P(ContainersTest, LastOfTheEntriesWithTheSameKeyIsUsed) {
     EXPECT_EQ(points, (Points{{"a", {3, 0}}}));
 }
 
-TEST(PackedBytesTest, AreOneByteStringInTheBinaryFormat) {
+TEST(PackedBytesTest, BytesAreOneByteStringInTheBinaryFormat) {
     const Payload payload =
         toPayload(std::vector<std::uint8_t>{1, 2}, mimetypes::AXOBIN_TYPE).value();
     const unsigned char expected[] = {0xD8, 0x40, 0x42, 1, 2};

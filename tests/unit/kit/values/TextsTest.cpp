@@ -150,7 +150,7 @@ TYPED_TEST(TextsTest, TextsSurviveARoundTrip) {
     }
 }
 
-TYPED_TEST(TextsTest, OtherTextsAreRejected) {
+TYPED_TEST(TextsTest, InvalidTextsAreRejected) {
     if (Sample<TypeParam>::BAD == nullptr) {
         GTEST_SKIP() << "every text is one";
     }

@@ -236,7 +236,7 @@ TEST(RefusedValuesTest, ValuesThatJsonCannotExpressHaveABinaryForm) {
     EXPECT_EQ(copy.samples, station.samples);
 }
 
-TEST(MimeTypesTest, OtherMimeTypesAreRejected) {
+TEST(MimeTypesTest, UnsupportedMimeTypesAreRejected) {
     EXPECT_EQ(fromPayload<int>(Payload::createFromString("7")).error(),
               (Error{400,
                      "expected a payload of JSON or binary structured data, found "
