@@ -145,14 +145,14 @@ TEST_F(DeviceTest, BinaryDurationIsAccepted) {
               200);
 }
 
-TEST_F(DeviceTest, CancelledDelayIsReleased) {
+TEST_F(DeviceTest, CancelledDelayReleasesItsResponseHandler) {
     const auto answer = std::make_shared<Answer>();
     device->service().cancelRequest(open(answer, after("P0000-00-31T23:59:59")));
     answer->awaitRelease();
     EXPECT_EQ(answer->ends(), 0);
 }
 
-TEST_F(DeviceTest, DelaysBeyondTheLimitAreRefused) {
+TEST_F(DeviceTest, DelayBeyondTheMaximumNumberIsAnsweredWith503) {
     std::vector<std::shared_ptr<Answer>> waiting;
     for (unsigned i = 0; i < Device::WAITERS; ++i) {
         waiting.push_back(std::make_shared<Answer>());
@@ -214,7 +214,7 @@ TEST_F(DeviceTest, OtherLocalUsersMayInspectOnlyIfTheOptionIsSet) {
     EXPECT_EQ(codeFor(remote), 403);
 }
 
-// The end
+// The destructor
 
 TEST_F(DeviceTest, DestructionEndsAllRequests) {
     std::vector<std::shared_ptr<Answer>> answers;

@@ -15,7 +15,7 @@ namespace device::test {
 
 using Arguments = std::vector<std::string>;
 
-// Becomes the program, in the folder.
+// Replaces this process by the program, which runs in `folder`.
 [[noreturn]] inline void become(const std::string& folder, const Arguments& arguments) {
     std::vector<char const*> words = {"sh", "-c", "exec " DEVICE_SERVICE " \"$@\"", "sh"};
     for (const std::string& argument : arguments) {

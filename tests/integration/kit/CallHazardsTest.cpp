@@ -118,7 +118,7 @@ TEST(CallHazardsTest, NoCallbackRunsAfterResetOfASubscription) {
     resetting.join();
 }
 
-// --- 2: the answer overtakes the return ----------------------------------------------------------
+// --- 2: the answer arrives before `actionRequest` returns ----------------------------------------
 
 /// A resource that answers on another thread before it returns its handle.
 class Overtaking : public test::ScriptedResource {
@@ -201,7 +201,7 @@ TEST(CallHazardsTest, ManyEarlyAnswersLeaveNoStaleEntriesWithCalls) {
               0);
 }
 
-// --- 3: a late cancellation reaches a stranger ---------------------------------------------------
+// --- 3: a late cancellation cancels another request ----------------------------------------------
 
 TEST(CallHazardsTest, LateCancellationInTheCoreCancelsAnotherRequest) {
     Composed<test::ScriptedResource> composed;
@@ -236,7 +236,7 @@ TEST(CallHazardsTest, LateCancellationOfCallsHasNoEffect) {
     resource.asked.clear();
 }
 
-// --- 4: silence ----------------------------------------------------------------------------------
+// --- 4: the client gets no end -------------------------------------------------------------------
 
 TEST(CallHazardsTest, CallsReportADroppedRequestAndTheCoreDoesNot) {
     Composed<test::ScriptedResource> composed;

@@ -180,7 +180,7 @@ private:
     const std::shared_future<void> isDestroyed_{destroyed_.get_future()};
 };
 
-// A correct handler never needs the limit, so a busy machine may delay it.
+// The limit is long, so that a correct handler also passes on a busy machine.
 ConformanceOptions optionsFor(const std::string& path) {
     ConformanceOptions options;
     options.path = path;
@@ -194,7 +194,7 @@ Findings findingsOf(bool Delayed::Faults::*fault) {
         faults.*fault = true;
     }
     ConformanceOptions options = optionsFor("state");
-    // These faults take up the time limits.
+    // With these faults, a check waits until a time limit has passed.
     if (faults.neverEnds || faults.ignoresCancel || faults.leaks || faults.endsAfterCancel) {
         options.limit = 100ms;
     }

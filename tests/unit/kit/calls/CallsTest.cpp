@@ -81,7 +81,7 @@ TEST_F(CallsTest, DroppedRequestIsReportedAsAnError) {
     service.take(1).reset();
     EXPECT_NE(thread.get_future().get(), std::this_thread::get_id());
     EXPECT_EQ(recording.events(), (Events{"error 500 the service dropped retrieve '/state'"}));
-    // The entry that a composed service keeps of such a request is removed.
+    // The cancellation removes the entry that a composed service keeps for such a request.
     EXPECT_EQ(service.waitForCancelled(1), (std::vector<std::size_t>{1}));
 }
 
@@ -199,8 +199,8 @@ TEST_F(CallsTest, ReceiverGetsTheErrorOfTheService) {
 }
 
 TEST_F(CallsTest, CompletionWithoutAValueCancelsTheRequestAtTheService) {
-    // A composed service may have removed its entry before it stored it. Only a value excludes
-    // this.
+    // Without a value, a composed service may have stored its entry for the request only after the
+    // end. The cancellation removes such an entry.
     const Subscription first = start();
     service.take(1)->onCompleted();
     EXPECT_EQ(service.cancelled(), (std::vector<std::size_t>{1}));

@@ -222,7 +222,7 @@ TEST_F(ClientTest, AnswerContainsCodeHeaderAndValue) {
 
 // --- A service that the waiting thread drives ----------------------------------------------------
 
-/// Calls functions in place of the work of its thread.
+/// A service that calls a function of the test in place of the work of its thread.
 class DrivenService : public HeldService, public CallerDriven {
 public:
     bool beginDriving() noexcept override {
@@ -344,7 +344,7 @@ TEST_F(DrivenClientTest, CloseWaitsForTheDrivingThread) {
     driving.join();
 }
 
-// --- Where a blocking call fails at once ---------------------------------------------------------
+// --- Threads on which a blocking call fails ------------------------------------------------------
 
 TEST_F(ClientTest, GetInsideACallbackFailsIfItMustWait) {
     std::optional<Result<int>> inner;

@@ -135,7 +135,7 @@ TEST_F(CoroutineTest, CallWithAnUnencodableBodyFailsImmediately) {
     EXPECT_EQ(result->error().code, 500);
 }
 
-TEST_F(CoroutineTest, ResumesOnItsExecutor) {
+TEST_F(CoroutineTest, ResumesOnTheExecutorOfTheCall) {
     Loop loop;
     std::thread::id thread;
     const auto routine = [&]() -> Routine {

@@ -1,5 +1,5 @@
-// The sketches of the guide's first page on the kit, in C++20; the other tests have their forms in
-// C++17.
+// The examples of the guide's first page about the kit, written in C++20. The other tests contain
+// the same examples in C++17.
 #include <gtest/gtest.h>
 
 #include <future>

@@ -272,7 +272,7 @@ TEST_F(MonitorTest, SlowReceiverLosesBatchesAndCanCountTheLostItems) {
 
 // --- Peers ---------------------------------------------------------------------------------------
 
-TEST_F(MonitorTest, OtherPeersAreRefused) {
+TEST_F(MonitorTest, RequestsOfOtherUsersAreAnsweredWith403) {
     const Peer stranger{static_cast<long>(::geteuid()) + 1, 1, 1, "unix:"};
     const PeerScope scope(stranger);
     for (char const* const path : {REQUESTS, EVENTS}) {

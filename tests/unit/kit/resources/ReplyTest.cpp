@@ -59,7 +59,7 @@ TEST_F(ReplyTest, AssignmentAnswersTheFormerRequestWith500) {
 TEST_F(ReplyTest, MovedFromReplyIsClosed) {
     resource.on(command::retrieve, "", [&](const Ask&, Reply<int> reply) {
         kept.emplace(std::move(reply));
-        // NOLINTNEXTLINE(bugprone-use-after-move): what it does then is the point
+        // NOLINTNEXTLINE(bugprone-use-after-move): this is what the test checks
         EXPECT_FALSE(reply.isOpen() || reply.value(1) || reply.fail({500, "no"}));
         EXPECT_FALSE(reply.progress(1));
         reply.onCancel([] {});

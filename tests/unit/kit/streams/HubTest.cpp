@@ -14,7 +14,7 @@ using namespace std::chrono_literals;
 using test::BlockingReceiver;
 using test::Watch;
 
-TEST(Hub, CloseEndsAWaitInSet) {
+TEST(Hub, CloseEndsASetThatWaitsForSpace) {
     BlockingReceiver receiver;
     Observable<int> state(0);
     state.options().queue(1).whenFull(Wait).patience(1h);

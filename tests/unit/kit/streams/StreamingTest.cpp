@@ -121,7 +121,7 @@ TEST_F(StreamingTest, WaitDisconnectsAWatcherWhenThePatienceHasPassed) {
 TEST_F(StreamingTest, SetterDoesNotWaitForADisconnectedWatcher) {
     level.options().queue(1).whenFull(Wait).patience(1ms);
     block();
-    setUpTo(2);  // disconnects it
+    setUpTo(2);  // disconnects the watcher
     level.options().patience(1h);
     setUpTo(100);
     EXPECT_EQ(level.get(), 100);

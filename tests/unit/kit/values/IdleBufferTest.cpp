@@ -44,8 +44,8 @@ TEST(IdleBufferTest, LargeBufferIsNotKept) {
     }).join();
 }
 
-// Counts the blocks of its thread when it is destroyed at the end of the thread, after the objects
-// that were made later. Writes a buffer there, too.
+// The destructor counts the blocks of the thread that ends, and borrows a buffer again. The thread
+// has already destroyed the thread-local objects that were created later.
 struct BlocksAtTheEnd {
     ~BlocksAtTheEnd() {
         if (out != nullptr) {
@@ -58,7 +58,7 @@ struct BlocksAtTheEnd {
 
 thread_local BlocksAtTheEnd t_blocks;
 
-// Runs `work` on a thread and returns the blocks of its end.
+// Runs `work` on a thread, and returns the number of blocks at the end of the thread.
 template <class Work>
 long blocksAtTheEndOf(Work work) {
     long blocks = 0;

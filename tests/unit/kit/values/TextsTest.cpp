@@ -164,7 +164,7 @@ TYPED_TEST(TextsTest, InvalidTextsAreRejected) {
     this->reports_.take();
 }
 
-TYPED_TEST(TextsTest, OtherKindsAreRejected) {
+TYPED_TEST(TextsTest, ValuesOfOtherKindsAreRejected) {
     for (const test::Format format : FORMATS) {
         const std::string byte = format == test::Format::Tree ? "" : " (byte 0)";
         EXPECT_EQ(test::reasonOf<TypeParam>(format, "7"), "expected a string, found 7" + byte);

@@ -51,7 +51,7 @@ TEST_P(TreesTest, StructsCanContainTrees) {
     EXPECT_EQ(test::jsonOf(settings), json);
 }
 
-TEST_P(TreesTest, OtherKindsAreRejected) {
+TEST_P(TreesTest, ValuesOfOtherKindsAreRejected) {
     expectRefused<GenericObject>("[]", "expected a struct, found an array", 0, 0);
     expectRefused<Settings>(R"({"any":1,"object":[]})", "object: expected a struct, found an array",
                             18, 13);

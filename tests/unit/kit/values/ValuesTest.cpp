@@ -99,7 +99,7 @@ TEST_P(ValuesTest, StructsSurviveARoundTrip) {
 
 // ---- refused payloads
 
-TEST_P(ValuesTest, OtherKindsAreRejected) {
+TEST_P(ValuesTest, ValuesOfOtherKindsAreRejected) {
     expectRefused<bool>("1", "expected a boolean, found 1", 0, 0);
     expectRefused<int>("true", "expected an integer of 32 bits, found true", 0, 0);
     expectRefused<int>("1.5", "expected an integer of 32 bits, found 1.5", 0, 0);
