@@ -19,7 +19,8 @@ using Names = std::vector<std::string>;
 
 namespace {
 
-/// What the service receives with a request. The token is secret and not included.
+/// The data of a request that "/about/request" returns. The token is secret, so `token` only states
+/// whether the request has one.
 struct Seen {
     std::string client;
     std::string service;
@@ -55,7 +56,7 @@ kit::Result<Scan> scan(const kit::Job& job, const std::string& folder) {
                           "cannot scan '" + folder + "': " + error.message()};
     }
     for (; entry != fs::end(entry) && !job.cancelled(); entry.increment(error)) {
-        std::error_code gone;  // another process may have deleted it
+        std::error_code gone;  // another process may have deleted the file
         const bool counts = entry->symlink_status(gone).type() == fs::file_type::regular;
         const std::uintmax_t size = counts ? entry->file_size(gone) : 0;
         if (counts && !gone) {

@@ -18,14 +18,14 @@
 
 namespace device {
 
-/// How loud the device is.
+/// The volume of the device.
 struct Volume {
     int level = 30;
     bool muted = false;
 };
 KOVA_FIELDS(Volume, level, optional(muted))
 
-/// What a scan has found below a folder.
+/// The result of a scan: the regular files below a folder.
 struct Scan {
     std::uint64_t files = 0;
     std::uint64_t bytes = 0;
@@ -40,7 +40,8 @@ struct DeviceOptions {
     std::chrono::milliseconds interval{1000};
     /// The versions of the interface, in the format of `kova::semver`.
     std::vector<std::string> versions = {"1.0.2", "1.2.1", "2.0.0"};
-    /// The folder with the files of procfs: "" for the real ones, another one for a test.
+    /// The prefix of the paths of procfs: "" for the real files, or the folder with the files of a
+    /// test.
     std::string root = {};
     /// Allows all users of this machine to inspect the service ("/.kova") over TCP.
     bool inspectsOverTcp = false;
@@ -57,7 +58,7 @@ public:
     /// Returns the metrics that the inspection shows.
     const kova::kit::MetricsRegistry& metrics() const { return metrics_; }
 
-    /// The number of requests that can wait for a time of the clock.
+    /// The maximum number of requests that wait for a time of the clock.
     static constexpr unsigned WAITERS = 16;
 
 private:

@@ -14,7 +14,8 @@ namespace device {
 namespace {
 
 // Calls the function with each line that is UTF-8, as a stream that parses numbers independently of
-// the global locale. Other names, such as the label of a memory stick, have no form in JSON.
+// the global locale. Other lines, for example with the label of a memory stick, cannot be written
+// as JSON.
 template <typename Function>
 void forEachLine(std::istream& file, const Function& function) {
     for (std::string line; std::getline(file, line);) {
@@ -39,7 +40,8 @@ std::string unescaped(std::string text) {
 
 }  // namespace
 
-// "cpu  USER NICE SYSTEM IDLE IOWAIT …": clock ticks of all processors. One line for each follows.
+// "cpu  USER NICE SYSTEM IDLE IOWAIT …": clock ticks of all processors. One line for each processor
+// follows.
 Counts readCpu(std::istream& file) {
     Counts facts;
     forEachLine(file, [&](std::istream& fields) {

@@ -1,7 +1,7 @@
 # Sample requests to the service kova:/device. Each line is a command for a shell in which KOVA_SERVICE
 # names the service, so that a path is enough.
 
-# The resources of the service, the words for each, and the type of its value.
+# The resources of the service, the commands for each, and the type of its value.
 kova tree
 
 # /system reads data from the kernel at each request.
@@ -40,7 +40,7 @@ kova watch /volume --count 1
 # /scan counts the files below a folder on another thread, and reports its progress.
 kova get /scan '"/proc/sys/vm"'
 
-# A refused request has a reason, and an exit status.
+# kova prints the reason if a request is refused, and has an exit status for it.
 kova insert /store/volume 8 || echo "exit status $?"
 kova put /store/volume '{"open":' || echo "exit status $?"
 kova get /store/nothing || echo "exit status $?"

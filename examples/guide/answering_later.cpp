@@ -75,7 +75,7 @@ int main() {
     device.on(command::retrieve, "pressure", [](const Ask&, Reply<double> reply) {
         reply.fail({503, "the sensor is not connected"});
     });
-    device.on(command::retrieve, "humidity", [](const Ask&, Reply<double>) {});  // forgets it
+    device.on(command::retrieve, "humidity", [](const Ask&, Reply<double>) {});  // never answers
 
     kova::kit::Worker worker;
     kova::kit::Resource library;

@@ -48,7 +48,7 @@ void use(const Client& client, const std::string& path) {
 }
 
 int main() {
-    // A directory for this example. By default it is /run/kova, or one of the user.
+    // A directory for the sockets of this example, in place of the default directory.
     setenv("KOVA_RUNTIME_DIR", "between_processes", 1);
     const pid_t child = fork();
     if (child == 0) {

@@ -1,4 +1,4 @@
-// A service behind a chain of middleware, and a look inside.
+// A service behind a chain of middleware, and the inspection of this service.
 #include <chrono>
 #include <iostream>
 #include <sstream>
@@ -24,7 +24,7 @@ void print(const std::string& what, const kova::kit::Result<T>& answer) {
     std::cout << what << ": " << (answer ? "done" : answer.error().toString()) << '\n';
 }
 
-// Puts the middleware in front. A request passes it in this order.
+// Adds the middleware to the chain. A request passes it in this order.
 void protect(kova::kit::Chain& api, const kova::kit::MetricsRegistry& registry) {
     api.use(kova::kit::logging("PLAYER_REQUESTS"));
     api.use(kova::kit::metrics(registry, {"/level", "/slow"}));

@@ -75,7 +75,7 @@ int main() {
 
     // Fields are found by name, in any order. Unknown fields are skipped.
     read(R"({"seconds": 7, "genre": "news", "type": "jingle", "title": "Ding"})");
-    // A payload that is not a track is refused with the reason.
+    // `fromPayload` rejects a payload that is not a track, and returns the reason.
     read(R"({"title": "Prelude"})");
     read(R"({"title": "Prelude", "seconds": -1})");
     read(R"({"title": "Prelude", "seconds": 192, "type": "sonata"})");
@@ -83,7 +83,7 @@ int main() {
     const auto wrong = Payload::createFromJSON(
         R"({"name": "Suite", "tracks": [{"title": "Fugue", "seconds": 311}, {"title": 5}]})");
     std::cout << fromPayload<Album>(wrong).error().message << '\n';
-    // So is a value that has no form in the format.
+    // `toPayload` rejects a value that the format cannot represent.
     std::cout << toPayload(std::nan("")).error().message << '\n';
 
     // A tree of values needs no user-defined type.

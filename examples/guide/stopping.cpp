@@ -1,4 +1,4 @@
-// A service with a part that comes and goes, which is stopped while it works.
+// A service that mounts and unmounts a drive, and is stopped while it serves requests.
 #include <chrono>
 #include <future>
 #include <iostream>

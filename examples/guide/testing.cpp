@@ -28,7 +28,7 @@ using kova::kit::Chain;
 using kova::kit::Client;
 using Events = kova::testing::Recording::Events;
 
-// What is tested: a heater with a target that clients set, and a sensor that never answers.
+// The service under test: a heater with a target that clients set, and a sensor that never answers.
 class Heater {
 public:
     Heater() {
@@ -72,7 +72,7 @@ void testValues() {
           !refused && refused.error() == kova::kit::Error{400, "30 degrees are enough"});
 }
 
-// Checks every event that a client would get, in its order.
+// Checks the events that a client would get, and their order.
 void testEvents() {
     Heater heater;
     const auto recording = kova::testing::record();
@@ -89,7 +89,7 @@ void testEvents() {
     check("a cancelled stream is released", stream.waitUntilDestroyed());
 }
 
-// Half a minute passes without waiting.
+// A manual clock lets half a minute pass without waiting.
 void testDeadline() {
     Heater heater;
     kova::testing::ManualClock clock;
@@ -135,7 +135,7 @@ void testTraces() {
           lines.size() == 1 && lines[0].text.find("code=200") != std::string::npos);
 }
 
-// What does the client do when the service forgets every second request?
+// Does each request end, even if the service drops half of the requests?
 void testFaults() {
     Heater heater;
     Chain api(heater.api());
@@ -153,7 +153,7 @@ void testFaults() {
     check("each request has an end", answered > 0 && dropped > 0 && answered + dropped == 100);
 }
 
-// The service is a fake, which answers when the test wants it.
+// Tests a client with a fake service, which answers when the test calls `go`.
 void testClient() {
     kova::testing::Script sensor;
     sensor.wait().value({200, kova::Payload::createFromJSON("21.5")}).complete();
