@@ -210,8 +210,8 @@ public:
         return std::move(*this).get(limit);
     }
     /// @}
-    /// Sends the request. The future receives the value, or a `KovaException`. It receives
-    /// `std::future_error` if the client is closed before the answer.
+    /// Sends the request. The future receives the value, or a `KovaException`. If the client is
+    /// closed before the answer, the future receives `std::future_error`.
     std::future<T> future() && { return detail::FutureAnswer<T>().start(std::move(draft_)); }
     /// @{
     /// Sends the request. The executor calls the functions that were set with `onValue`,

@@ -143,9 +143,9 @@ public:
     [[nodiscard]] Subscription start(const Request& request, std::unique_ptr<Receiver> receiver,
                                      const CallOptions& options = {});
 
-    /// Sends a request, waits for its end and returns the last value. If the service fails, returns
-    /// its error. If the limit passes, cancels the request and fails with 504. If the request was
-    /// completed without a value, fails with 204.
+    /// Sends a request, waits for its end and returns the last value. If the service answers with
+    /// an error, returns that error. If the limit passes, cancels the request and fails with 504.
+    /// If the request was completed without a value, fails with 204.
     ///
     /// On some threads a wait could prevent the answer. There the function fails with 500 if the
     /// answer does not arrive immediately. This applies to a thread inside a callback of this

@@ -23,8 +23,8 @@ struct ClientOptions {
     std::string clientId = {};
     /// The mime type of the payloads in requests and answers.
     std::string accept = mimetypes::JSON_TYPE;
-    /// The default deadline of a call; 0 means no limit. The deadline of a stream applies to its
-    /// first value.
+    /// The default deadline of a call; 0 means no limit. The deadline of a stream applies only to
+    /// its first value.
     std::chrono::milliseconds deadline = std::chrono::seconds(30);
     /// The default executor of a call.
     Executor executor = {};

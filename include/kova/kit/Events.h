@@ -34,7 +34,7 @@ public:
 /// event, or the number of events that it has lost. By default the queue of each watcher has space
 /// for 64 events, and a watcher that does not keep up is disconnected with 503. With another policy
 /// (`options`), the event after lost events has the header entry `STREAM_LOST` with their number.
-/// This is also true for `Conflate`, which keeps only the newest event.
+/// `Conflate`, which keeps only the newest event, counts the replaced events as lost, too.
 ///
 /// Any thread may call any function, also inside a receiver. `send` queues the event and returns.
 /// `Observable` describes the threads that deliver the events, and the wait in the destructor.

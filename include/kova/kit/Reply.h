@@ -40,8 +40,8 @@ public:
     bool isOpen() const noexcept;
     /// Sets the function that is called once when the client cancels the request or wants no
     /// further value, or when the resource closes. If this has already happened, the function is
-    /// called at once. It runs on the thread that cancels. An exception that leaves it ends the
-    /// process.
+    /// called at once. The function runs on the thread that cancels the request. An exception that
+    /// leaves it ends the process.
     void onCancel(std::function<void()> function);
 
     /// Returns the mime type in which the values are encoded.

@@ -131,9 +131,9 @@ public:
     /// Mounts a `Slot`. Its handler can be set, exchanged and removed while the service is running.
     Slot slot(const std::string& path);
     /// Sets the function that is called if a handler throws. Its argument is an error with the code
-    /// 500 and the text of the report. It returns the error that the client gets. Several threads
-    /// may call the function at the same time. An exception that leaves the function ends the
-    /// process.
+    /// 500 and the text of the report. Its result is the error that the client gets. Several
+    /// threads may call the function at the same time. An exception that leaves the function ends
+    /// the process.
     ServiceBuilder& onUncaught(std::function<Error(const Error&)> function);
 
     /// Mounts inspection at "/.kova" with these options. The list of mount paths that the service

@@ -23,8 +23,8 @@ struct ServiceManagerOptions {
 /// It sends datagrams to the socket in the environment variable NOTIFY_SOCKET: a path, or "@" and
 /// the name of an abstract socket. Without the variable it does nothing. If WATCHDOG_USEC is also
 /// set, and WATCHDOG_PID is not the number of another process, a thread checks the service at once
-/// and then every WATCHDOG_USEC / 2 microseconds. It sends "WATCHDOG=1" if the service works. The
-/// constructor reads the variables once.
+/// and then every WATCHDOG_USEC / 2 microseconds. The thread sends "WATCHDOG=1" if the service
+/// works. The constructor reads the variables once.
 ///
 ///     const auto run = [](kova::IKovaApi& service, const std::function<void()>& waitForSignal) {
 ///         kova::kit::ServiceManager manager(service);

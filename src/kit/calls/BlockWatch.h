@@ -13,8 +13,9 @@ namespace kova::kit::detail {
 /// Traces each callback that has blocked a thread of an executor for one to two seconds. The
 /// callback is traced once, while it is still running.
 ///
-/// While tasks run, an alarm expires every second. It is armed when a task begins and the alarm is
-/// idle. An executor without tasks therefore causes no expiry, and each task locks a mutex once.
+/// While tasks run, an alarm expires every second. When a task begins, it arms the alarm if the
+/// alarm is idle. An executor without tasks therefore causes no expiry, and each task locks a mutex
+/// once.
 class BlockWatch {
 public:
     /// A guard for a running task. It lives on the stack of the task's thread.

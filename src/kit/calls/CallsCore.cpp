@@ -113,9 +113,9 @@ void* CallsCore::sendAway(const Request& request, PendingCall::Target&& target,
     return started.pending ? started.handle : IKovaApi::UNDEFINED_REQUEST_HANDLE;
 }
 
-// Two kinds of calls cannot settle before this function returns: a call that this thread is
-// executing an operation of, and a call whose callback waits for this thread. Such calls are
-// removed from the table; they do not use the core afterwards.
+// Two kinds of calls cannot settle before this function returns: a call on which this thread is
+// executing an operation, and a call whose callback waits for this thread. Such calls are removed
+// from the table; they do not use the core afterwards.
 bool CallsCore::closeAndWait(bool limited, std::chrono::milliseconds limit) {
     limited = limited && limit < osal::Alarm::LONGEST;
     const WaitLimit until =

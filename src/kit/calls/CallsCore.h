@@ -44,7 +44,7 @@ public:
     /// passed.
     bool stopAndWait(const Error& error, std::chrono::milliseconds limit);
     /// Rejects new calls and ends all calls as "lost", without waiting. Returns the number of calls
-    /// that this thread is executing an operation of. They cannot settle before that operation has
+    /// on which this thread is executing an operation. They cannot settle before that operation has
     /// returned.
     std::size_t stop(const Error& error);
     /// Ends all calls as "lost", without waiting. Returns these calls.

@@ -141,7 +141,7 @@ void PendingCall::endForStop() noexcept {
 }
 
 // A composed service removes its table entry for a request before it forwards the end. If it stores
-// the entry only afterwards, the entry becomes stale. This is impossible only if a value has
+// the entry only afterwards, the entry becomes stale. The entry cannot become stale if a value has
 // arrived after `actionRequest` had returned. In all other cases the request is cancelled, which
 // removes a stale entry. If there is no stale entry, the service ignores the cancellation.
 void PendingCall::serviceEnd(Response const* error) noexcept {

@@ -100,7 +100,7 @@ public:
 
     /// Returns the state.
     state::Word peek() const noexcept { return state_.load(std::memory_order_acquire); }
-    /// Sets the flag that makes the thread that calls the receiver also call `wakeWaiting` when it
+    /// Sets WAITED, so that the thread that calls the receiver also calls `wakeWaiting` when it
     /// clears RUNNING. Returns the former state.
     state::Word askToBeWoken() noexcept {
         return state_.fetch_or(state::WAITED, std::memory_order_acq_rel);
@@ -224,8 +224,7 @@ private:
     bool endedInStart_ = false;
     bool goneInStart_ = false;
     /// @}
-    /// Whether a step of the call itself has removed the call from the table, in contrast to
-    /// `unlink`.
+    /// Whether `unlinkIfSettled` has removed the call from the table. `unlink` does not set it.
     bool removed_ = false;
     /// Whether the receiver is destroyed. Used only by the thread that has set RUNNING.
     bool finished_ = false;

@@ -102,8 +102,8 @@ void traceLongStop(char const* executor);
 void wakeWaiting();
 
 /// Waits until `isOver` returns true. The function is called under a lock of the kit and must not
-/// wait. `describe` returns the trace message for a wait of more than a second. It is called
-/// without a lock. Returns false if the limit has passed.
+/// wait. `describe` is called without a lock, and returns the trace message for a wait of more than
+/// a second. Returns false if the limit has passed.
 bool waitUntilOver(bool (*isOver)(void*), std::string (*describe)(void*), void* user,
                    const WaitLimit& limit);
 

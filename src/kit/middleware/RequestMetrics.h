@@ -61,7 +61,8 @@ public:
                       std::chrono::nanoseconds duration) noexcept;
     /// Counts a request that has begun. It is pending until `count` is called for it.
     void countBegin() noexcept { begun_.fetch_add(1, std::memory_order_relaxed); }
-    /// Returns the number of requests that have not ended. It is computed from the other counts.
+    /// Returns the number of requests that have not ended. The number is computed from the other
+    /// counts.
     std::uint64_t pending() const;
 
     /// Appends the metrics in the text format of Prometheus.

@@ -16,8 +16,9 @@ public:
         : handler_(std::move(handler)) {}
 
     std::vector<Operation> operations() const override { return {}; }
-    /// Destroys the handler on the current thread. The last reference to this object may be
-    /// released by a thread that the handler joins, so the handler is not destroyed there.
+    /// Destroys the handler on the current thread. A thread that the handler joins may release the
+    /// last reference to this object, so the destructor of this object must not destroy the
+    /// handler.
     void releaseOwned() noexcept override;
 
 protected:

@@ -15,7 +15,7 @@
 namespace kova::kit::detail {
 
 /// The type of a function that returns the error for a request whose function threw an exception.
-/// It must not throw.
+/// The function must not throw.
 using OnUncaught = std::function<Error(const Error& error)>;
 
 /// The state of a mount: the function for its uncaught exceptions, and the jobs that are running

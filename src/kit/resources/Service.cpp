@@ -120,7 +120,7 @@ MountEntry& addMount(detail::ServiceParts& parts, const std::string& path) {
 // also stop the service.
 class Stopping {
 public:
-    // `ownCalls` is the number of calls that this thread is executing an operation of.
+    // `ownCalls` is the number of calls on which this thread is executing an operation.
     Stopping(detail::ServiceParts& parts, std::size_t ownCalls)
         : parts_(parts), calls_(*parts.calls, ownCalls), isInside_(calls_.isInside()) {
         for (const auto& mount : parts_.mounts) {
