@@ -2,9 +2,9 @@
 
     kit_schema_cases | python3 check.py
 
-Each line of the input is a type: its schema, and texts with whether kova accepts them. Every schema
-must be a valid one, and the validator must accept the same texts. A number such as 1.0, which is an
-integer to JSON Schema only, does not occur in the texts.
+Each line of the input describes a type: its schema, texts, and whether kova accepts each text. Every
+schema must be valid, and the validator must accept the same texts as kova. A number such as 1.0, which
+is an integer to JSON Schema only, does not occur in the texts.
 """
 
 import json
