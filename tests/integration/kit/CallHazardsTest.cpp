@@ -131,14 +131,14 @@ public:
     }
 };
 
-TEST(CallHazardsTest, AnswerBeforeTheReturnLeavesAStaleEntryInTheCore) {
+TEST(CallHazardsTest, AnswerBeforeActionRequestReturnsLeavesAStaleEntryInTheCore) {
     Composed<Overtaking> composed;
     composed.service.actionRequest(REQUEST, record().handler());
     composed.service.shutdown();
     EXPECT_EQ(composed.resource->cancelled.size(), 1U) << "the entry of a finished request";
 }
 
-TEST(CallHazardsTest, AnswerBeforeTheReturnLeavesNoStaleEntryWithCalls) {
+TEST(CallHazardsTest, AnswerBeforeActionRequestReturnsLeavesNoStaleEntryWithCalls) {
     Composed<Overtaking> composed;
     const Recording recording = record();
     composed.calls.actionRequest(REQUEST, recording.handler());

@@ -95,7 +95,7 @@ TEST_F(LoopTest, StopDeliversTheEndsOfPendingCalls) {
     EXPECT_EQ(service.cancelled(), (std::vector<std::size_t>{1}));
 }
 
-TEST_F(LoopTest, CanBeDestroyedInsideItsCallback) {
+TEST_F(LoopTest, CanBeDestroyedInsideACallback) {
     auto own = std::make_unique<Loop>();
     recording.onEvent([&](const std::string& event) {
         if (event == "value 200") {

@@ -180,7 +180,7 @@ TEST_F(WorkerTest, LongStopIsTraced) {
     EXPECT_FALSE(worker.tryPost([] {}));
 }
 
-TEST_F(WorkerTest, CanBeDestroyedInsideItsCallback) {
+TEST_F(WorkerTest, CanBeDestroyedInsideACallback) {
     auto worker = std::make_unique<Worker>(WorkerOptions{2});
     std::promise<void> destroyed;
     recording.onEvent([&](const std::string& event) {

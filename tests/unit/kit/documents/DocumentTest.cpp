@@ -102,7 +102,7 @@ TEST_F(DocumentTest, InvalidFileIsRejectedAndStaysUnchanged) {
     EXPECT_EQ(test::readFile(file), "5");
 }
 
-TEST_F(DocumentTest, DestroyedDocumentIsAnsweredWith503) {
+TEST_F(DocumentTest, RequestsToADestroyedDocumentAreAnsweredWith503) {
     document.reset();
     EXPECT_EQ(client->retrieve("/settings/list").get().error().code, 503);
 }

@@ -144,7 +144,7 @@ TEST(Chain, LateCancellationIsIgnored) {
     EXPECT_EQ(chained.seen.size(), 12U);
 }
 
-TEST(Chain, ObserverThatRejectsARequestIsNotCalledForItsEnd) {
+TEST(Chain, ObserverIsNotCalledForTheEndOfARequestThatItRejected) {
     Chained chained;
     chained.b->refuses = true;
     EXPECT_EQ(chained.send(), nullptr);

@@ -85,7 +85,7 @@ TEST(Limit, ImmediateAnswersAndRejectionsDoNotCount) {
     EXPECT_EQ(limited.refusal, "value 200");
 }
 
-TEST(Limit, EndOfARequestFreesItsPlaceForARequestFromItsCallback) {
+TEST(Limit, RequestFromAnEndCallbackUsesThePlaceOfTheEndedRequest) {
     Limited limited(bounds(1, 1, 0));
     auto first = testing::record();
     void* next = nullptr;

@@ -58,7 +58,7 @@ TEST_F(ResourceTest, ReturnedValueIsSentWith200) {
               (Events{R"(value 200 {"title":"one","year":1969})", "completed"}));
 }
 
-TEST_F(ResourceTest, ValueHasTheAcceptedFormat) {
+TEST_F(ResourceTest, ValueHasTheFormatThatTheClientAccepts) {
     resource.on(command::retrieve, "", [](const Ask&) { return 7; });
     Request request("retrieve", "/mount");
     request.setMimeType(mimetypes::AXOBIN_TYPE);
@@ -114,7 +114,7 @@ TEST_F(ResourceTest, InfiniteNumberIsAnsweredWith500) {
 
 // --- Arguments -----------------------------------------------------------------------------------
 
-TEST_F(ResourceTest, TemplateParametersComeInOrderBeforeTheBody) {
+TEST_F(ResourceTest, FunctionGetsTheTemplateParametersInOrderBeforeTheBody) {
     resource.on(command::update, "{zone:uint}/{name}/{offset:int}",
                 [](const Ask&, unsigned char zone, const std::string& name, long offset,
                    const std::vector<int>& body) {

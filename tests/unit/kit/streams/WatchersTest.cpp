@@ -171,7 +171,7 @@ TEST_F(WatchersTest, DropOldestPolicyContinuesAtTheOldestKeptChange) {
     EXPECT_EQ(all(), Numbers{5});
 }
 
-TEST_F(WatchersTest, ConflateOfEventsContinuesAtTheNewestEvent) {
+TEST_F(WatchersTest, ConflatePolicyContinuesAtTheNewestEvent) {
     watchers.queue = {3, Conflate};
     add(1);
     for (int i = 1; i <= 5; ++i) {
