@@ -59,12 +59,12 @@ public:
     EventLoop& operator=(const EventLoop&) = delete;
 
     /// Calls a function on the thread of the loop. Functions are called in the order of their
-    /// `post`. After `stop` was called, the function is destroyed without a call. Any thread may
-    /// call it.
+    /// `post`. After `stop` was called, `post` destroys the function without a call. Any thread may
+    /// call `post`.
     void post(Task task);
-    /// Runs a job on the thread of the loop. All calls before the job begins to run give one run.
-    /// The job may run before functions that were posted earlier. The loop owns the job meanwhile.
-    /// Allocates no memory. Any thread may call it.
+    /// Runs a job on the thread of the loop. If a job is posted again before it begins to run, it
+    /// runs once. It may run before functions that were posted earlier. The loop owns the job until
+    /// then. Allocates no memory. Any thread may call `post`.
     void post(std::shared_ptr<Job> job) noexcept;
     /// Returns whether the current thread is that of the loop, or has borrowed the loop.
     bool isLoopThread() const noexcept { return std::this_thread::get_id() == driver_.load(); }
@@ -94,8 +94,8 @@ public:
     /// Returns false if it does not. Any thread may call it.
     bool borrow() noexcept;
     /// @{
-    /// Belong to the thread that has borrowed the loop.
-    /// Calls the functions for the events that have occurred.
+    /// Only for the thread that has borrowed the loop. Calls the functions for the events that have
+    /// occurred.
     void poll() noexcept { waitForEvents(0); }
     /// Waits for events, at most until `due`, and calls the functions for them and for timers.
     /// Returns false if the loop must be given back, because a function was posted.

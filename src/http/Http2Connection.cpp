@@ -88,7 +88,7 @@ void Http2Connection::flush() {
     }
     const Sent sent = isBroken_ ? Sent::broken : send();
     if (sent == Sent::broken) {
-        read();  // what the other end has sent before it left may tell the reason
+        read();  // the peer may have sent the reason before it closed
     }
     if (sent == Sent::asFarAsPossible) {
         watchForWriting(sent_ < output_.size());
@@ -131,7 +131,7 @@ Http2Connection::Sent Http2Connection::send() {
 }
 
 // Moves bytes from the session to `output_`. Returns false if the session has failed, or if there
-// is no memory for bytes that the session does not store any more.
+// is no memory for bytes that the session has already handed over.
 bool Http2Connection::gather() {
     output_.clear();
     sent_ = 0;

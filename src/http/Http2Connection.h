@@ -11,15 +11,15 @@
 
 namespace kova::http::detail {
 
-/// The socket and the session of one HTTP/2 connection (RFC 9113), for both ends.
+/// The socket and the session of one HTTP/2 connection (RFC 9113), of a client or a server.
 ///
 /// A derived class creates the session with its callbacks, and submits requests or responses. All
 /// functions belong to the thread of the loop. nghttp2 calls the callbacks inside `receive` and
 /// `flush`; a callback must not call either, nor destroy the object. What a callback submits is
-/// sent when that function goes on.
+/// sent when `receive` or `flush` goes on.
 class Http2Connection {
 public:
-    /// The socket does not block.
+    /// The socket must be non-blocking.
     Http2Connection(EventLoop& loop, FileDescriptor socket) noexcept;
     virtual ~Http2Connection();
     Http2Connection(const Http2Connection&) = delete;
@@ -69,7 +69,7 @@ private:
     FileDescriptor socket_;
     std::unique_ptr<nghttp2_session, DeleteSession> session_;
     std::string output_;    ///< the bytes from the session that the socket has not accepted
-    std::size_t sent_ = 0;  ///< the bytes of `output_` that the socket has taken
+    std::size_t sent_ = 0;  ///< the bytes of `output_` that the socket has accepted
     bool isOpen_ = true;
     bool isBroken_ = false;  ///< bytes could not be sent, so nothing is sent any more
     bool isWatchedForWriting_ = false;

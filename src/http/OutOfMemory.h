@@ -9,13 +9,13 @@
 
 namespace kova::http::detail {
 
-/// Reports that something was given up for lack of memory, such as "a connection is closed".
+/// Reports what was given up for lack of memory, with a text such as "a connection is closed".
 inline void reportOutOfMemory(char const* what) noexcept {
     zel::ErrorOutput("src/http/OutOfMemory", __LINE__, true)(errors::Error,
                                                              errors::InternalServerError, what);
 }
 
-/// Returns a copy of a dictionary. Throws `std::bad_alloc`, while the functions of trees return
+/// Returns a copy of a dictionary. Throws `std::bad_alloc` where the functions of trees return
 /// null.
 inline std::shared_ptr<util::config::Dictionary> copyOf(const util::config::Value& header) {
     std::unique_ptr<util::config::Value> copy(header.clone());

@@ -193,7 +193,7 @@ bool append(std::string& out, RecordKind kind, const Fields& fields) {
 }
 
 /// Adds the header and the payload of a message to the fields, and appends the record. A failure
-/// has the code.
+/// has the code `failureCode`.
 template <typename Message>
 kit::Result<void> appendMessage(std::string& out, RecordKind kind, Fields fields,
                                 const Message& message, unsigned short failureCode) {
@@ -323,7 +323,7 @@ kit::Result<void> checkVersion(const Record& record, bool isFirst) {
     return {};
 }
 
-// Throws `std::bad_alloc`, while `Payload::createFromRaw` would end the process: the other end
+// Throws `std::bad_alloc`. `Payload::createFromRaw` would end the process instead, and the peer
 // decides how much memory is needed.
 Payload payloadOf(const Record& record) {
     if (!record.payload) {

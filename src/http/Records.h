@@ -74,11 +74,11 @@ struct Record {
 /// Reads records from bytes that arrive in pieces of any size.
 ///
 /// The bytes may be hostile. These are errors, after which the reader must not be used: a record
-/// that is longer than `limit` after its length, or that has no kind; a field that does not fit in
-/// its record; a known field that occurs twice in a record; a version or status of a wrong length;
-/// a first record without a version; a version other than `WIRE_VERSION`. The fields of unknown
-/// kinds are checked, too. The memory is proportional to the bytes that were added and not read; a
-/// record is refused as soon as its length is known. One thread at a time.
+/// that has no kind, or more than `limit` bytes after its length; a field that does not fit in its
+/// record; a known field that occurs twice in a record; a version or status of a wrong length; a
+/// first record without a version; a version other than `WIRE_VERSION`. The fields of unknown kinds
+/// are checked, too. The memory is proportional to the bytes that were added and not read; a record
+/// is refused as soon as its length is known. One thread at a time.
 class RecordReader {
 public:
     explicit RecordReader(std::size_t limit) noexcept : limit_(limit) {}

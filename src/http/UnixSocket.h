@@ -27,7 +27,7 @@ constexpr int SOCKET_KIND = SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC;
 /// Returns the address of a path, which must not be longer than `LONGEST_SOCKET_PATH`.
 sockaddr_un toUnixAddress(const std::string& path) noexcept;
 
-/// Returns a socket that is connected to the path. If it is empty, `errno` has the reason.
+/// Returns a socket that is connected to the path. If the result is empty, `errno` has the reason.
 FileDescriptor connectToPath(const std::string& path) noexcept;
 
 /// Returns whether the path is that of a socket of this user that no process serves.
@@ -37,7 +37,7 @@ bool isDeadSocket(const std::string& path) noexcept;
 /// not a Unix socket.
 std::optional<uid_t> userOfServer(int descriptor) noexcept;
 
-/// Returns whether a service of this user is trusted: root, or the user of this process.
+/// Returns whether a service that runs as the user is trusted: root, or the user of this process.
 bool isTrustedUser(std::optional<uid_t> user) noexcept;
 
 }  // namespace kova::http::detail

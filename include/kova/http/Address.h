@@ -19,8 +19,8 @@ namespace kova::http {
 ///
 /// PATH has 1 to 107 bytes, none of them 0 (the capacity of `sockaddr_un`). HOST is an IPv4
 /// address, an IPv6 address in brackets, or "localhost", which is 127.0.0.1; names are not looked
-/// up. PORT is 0 to 65535; an endpoint with the port 0 gets a free port from the system. A value of
-/// the type is not shared; different threads may use different objects.
+/// up. PORT is 0 to 65535; an endpoint with the port 0 gets a free port from the system. Plain
+/// value type. Not synchronized.
 ///
 ///     auto address = kova::http::Address::parse("unix:/run/kova/player.sock");
 ///     address->path;        // "/run/kova/player.sock"
@@ -40,7 +40,7 @@ struct KOVA_HTTP_API Address {
 
     /// Returns whether the address is that of a Unix socket.
     bool isUnix() const noexcept { return !path.empty(); }
-    /// Returns whether only this machine reaches the address: a Unix socket, 127.0.0.0/8 or ::1.
+    /// Returns whether only this machine can reach the address: a Unix socket, 127.0.0.0/8 or ::1.
     bool isLocal() const noexcept;
 };
 

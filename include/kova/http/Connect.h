@@ -15,10 +15,10 @@ namespace kova::http {
 struct ConnectOptions {
     /// The service path of the service ("/device"), if the endpoint serves several.
     std::string servicePath;
-    /// The time for which a request waits for a connection before it is lost.
+    /// The longest time that a request waits for a connection. It then ends with 503.
     std::chrono::milliseconds patience = std::chrono::seconds(1);
     /// The bytes of an answer that the server may send before the response handler has received
-    /// the values in them. While a response handler blocks, the server stops there.
+    /// the values in them. While a response handler blocks, the server stops at this number.
     std::size_t queuedBytes = std::size_t{256} * 1024;
     /// The longest value or error of an answer, with its header. A longer one ends the request with
     /// 502.
@@ -29,9 +29,9 @@ struct ConnectOptions {
     /// Sends a retrieval again, at most three times, if its connection is lost before its first
     /// value has arrived. No other command is ever sent again.
     bool retriesRetrievals = false;
-    /// Subscribes again if the connection of a stream is lost: a retrieval that asks for a stream
-    /// (`headers::PERSISTENT_STREAM`), or whose last value has the status 299. The service then
-    /// sends a fresh snapshot. The stream waits for a connection without a limit. Changes that
+    /// Subscribes again if the connection of a stream is lost. A stream is a retrieval that asks
+    /// for one (`headers::PERSISTENT_STREAM`), or whose last value has the status 299. The service
+    /// then sends a fresh snapshot. The stream waits for a connection without a limit. Changes that
     /// happen meanwhile are not sent, and nothing tells the response handler of the gap.
     bool resubscribes = false;
 };
@@ -49,17 +49,17 @@ struct ConnectOptions {
 /// - 502 "malformed answer: ..." if the server does not follow the protocol (`docs/wire.md`),
 /// - of the endpoint, if the endpoint refuses it.
 ///
-/// The object survives restarts of the server: it connects again for the next request, at growing
-/// intervals of up to a second, of which a random part of up to a half is left out. A lost request
-/// is not repeated by default, because the service may have received it.
+/// The object survives restarts of the server: it connects again for the next request. The delay
+/// between two attempts grows to at most a second, and is shortened by a random part of up to a
+/// half. A lost request is not repeated by default, because the service may have received it.
 ///
-/// If the server limits the number of pending requests, further requests wait for the end of
-/// others. A server that does not answer for 15 s while requests are pending counts as lost: the
+/// If the server limits the number of pending requests, further requests wait until others have
+/// ended. A server that does not answer for 15 s while requests are pending counts as lost: the
 /// object sends a PING after 10 s without bytes, and waits 5 s for its answer.
 ///
 /// Any thread may call the functions of the object, also from inside a response handler. Its
-/// destructor cancels what is pending, and waits for a response handler that is being called,
-/// unless it is called from inside that handler.
+/// destructor cancels the pending requests, and waits for a response handler that is being called,
+/// unless the destructor is called from inside that handler.
 ///
 ///     const auto use = [](void (*useService)(kova::IKovaApi& service)) {
 ///         const auto player = kova::http::connect("unix:/run/kova/player.sock");

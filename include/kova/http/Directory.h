@@ -42,11 +42,11 @@ struct Registered {
 ///     };
 KOVA_HTTP_API std::vector<std::string> socketDirectories();
 
-/// Returns the services that `open` finds in the directories, in ascending order of their paths;
-/// without directories, in `socketDirectories`. If two directories have the same service, the first
-/// one counts. Does not connect: a service whose process has died is in the list until another
-/// process replaces it. Reads at most 4096 names of a directory. What `open` would not trust is not
-/// in the list.
+/// Returns the services that `open` finds in the directories, in ascending order of their paths. An
+/// empty list of directories means `socketDirectories`. If two directories have the same service,
+/// the first one counts. Does not connect: a service whose process has died is in the list until
+/// another process replaces it. Reads at most 4096 names of a directory. Services whose directory
+/// or socket `open` would not trust are left out.
 KOVA_HTTP_API std::vector<Registered> registeredServices(
     const std::vector<std::string>& directories = {});
 
@@ -83,7 +83,8 @@ struct Opened {
 ///
 /// - 400 if the locator is malformed or names no service,
 /// - 403 if the directory or the socket is not trusted, or this process may not connect,
-/// - 404 if no directory has the service; the text says where it was searched and what there is,
+/// - 404 if no directory has the service; the text names the searched directories and services that
+///   they have,
 /// - 503 if no process serves the socket any more.
 ///
 /// The errors 404 and 503 are returned after `OpenOptions::patience`.

@@ -17,28 +17,29 @@ namespace detail {
 class EndpointState;
 }
 
-/// Options of an `Endpoint`. Each limit is the highest value that is accepted.
+/// Options of an `Endpoint`. Each limit is inclusive.
 struct EndpointOptions {
-    /// The connections that are open at the same time. While there are so many, the endpoint
-    /// accepts no more; the system queues them.
+    /// The highest number of open connections. At the limit, the endpoint accepts no further one;
+    /// the system queues it.
     std::size_t connections = 256;
-    /// The requests of a connection that are pending at the same time. HTTP/2 tells the client.
+    /// The highest number of pending requests of a connection. The client learns it through HTTP/2.
     std::size_t requestsOfConnection = 1024;
-    /// The pending requests of all connections of one peer (a user of this machine, or an IP
-    /// address). A further request is answered with 429.
+    /// The highest number of pending requests of one peer (a user of this machine, or an IP
+    /// address), over all its connections. A further request is answered with 429.
     std::size_t requestsOfPeer = 4096;
-    /// The bytes of the header fields of a request. A longer one is answered with 431.
+    /// The highest number of bytes of the header fields of a request. More are answered with 431.
     std::size_t headerBytes = std::size_t{16} * 1024;
-    /// The bytes of a request's body. A longer one is answered with 413. The unfinished bodies of a
-    /// connection may have twice as many bytes together; one more is answered with 429.
+    /// The highest number of bytes of a request's body. More are answered with 413. If the
+    /// unfinished bodies of a connection together exceed twice the number, a request is answered
+    /// with 429.
     std::size_t bodyBytes = std::size_t{32} * 1024 * 1024;
-    /// The bytes of the answer of a request that wait for a client that does not read. The limit
-    /// does not apply to a single value. The first value of a stream may name a number of values
-    /// and what happens when more wait (`kova::kit::STREAM_QUEUE`). Otherwise a stream that would
-    /// exceed the bytes is ended with 503.
+    /// The highest number of bytes of one answer that are queued for a client that does not read. A
+    /// single value may have more. The first value of a stream may set a highest number of values,
+    /// too, and what happens when a limit is exceeded (`kova::kit::STREAM_QUEUE`). By default the
+    /// stream is then ended with 503.
     std::size_t queuedBytes = std::size_t{256} * 1024;
-    /// The time for the first bytes of a connection, and the time for which the body of a request
-    /// may make no progress.
+    /// The longest wait for the first bytes of a connection, and for further bytes of a request's
+    /// body.
     std::chrono::milliseconds firstBytes = std::chrono::seconds(5);
     /// The time after which a connection without requests is closed; 0 means never.
     std::chrono::milliseconds idle{0};
@@ -65,13 +66,13 @@ struct EndpointOptions {
 ///
 /// The first form registers the services in a directory of sockets (`Directory.h`), each under its
 /// path, where `kova::http::open` finds them; SERVICE_PATH is the path of a service that has none
-/// yet. The directory is created if it does not exist. A name that a process serves already is
-/// refused.
+/// yet. The directory is created if it does not exist. A service path that a process serves already
+/// is refused.
 ///
 /// The second form uses a listening socket that systemd, or another service manager with the
-/// protocol of sd_listen_fds(3), has opened: the one with this name (FileDescriptorName=), or the
-/// only one. The file of the socket is not removed. While no endpoint uses the socket, clients
-/// wait.
+/// protocol of sd_listen_fds(3), has opened: the one with this name (FileDescriptorName=); without
+/// a name, the only one. The file of the socket is not removed. While no endpoint uses the socket,
+/// clients wait.
 ///
 /// Programs use HTTP/2 without TLS and the records that `docs/wire.md` describes;
 /// `kova::http::connect` is such a client. curl and browsers use HTTP/1.1 (`docs/http.md`). The

@@ -13,7 +13,7 @@ namespace kova::http::detail {
 
 namespace {
 
-// The number of streams before the SETTINGS of the server arrive. nghttp2 uses the same one.
+// The number of streams before the SETTINGS of the server arrive. nghttp2 assumes the same number.
 constexpr std::uint32_t STREAMS_BEFORE_SETTINGS = 100;
 // Bytes are delivered when they are read, so only the windows of the streams limit the server.
 constexpr std::int32_t WINDOW_OF_CONNECTION = std::numeric_limits<std::int32_t>::max();

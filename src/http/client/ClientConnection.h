@@ -25,14 +25,14 @@ public:
     /// response handler is called.
     class Owner {
     public:
-        /// The stream is over, and not used any more. It has ended.
+        /// The connection does not use the stream any more. Its request has ended.
         virtual void onStreamClosed(ClientStream& stream) = 0;
-        /// The stream was reset by a server that accepts no requests on this connection any more,
-        /// and is to be sent again (`ClientStream::isRepeatable`).
+        /// The stream was reset by a server that accepts no requests on this connection any more.
+        /// The owner must send its request again (`ClientStream::isRepeatable`).
         virtual void onStreamLost(ClientStream& stream) = 0;
         /// `isUsable` or `hasCapacity` may have changed. May submit requests.
         virtual void onChange() = 0;
-        /// The connection is closed, and not used any more. Its streams must be ended.
+        /// The connection is closed. The owner must end its streams or send their requests again.
         virtual void onConnectionClosed(ClientConnection& connection,
                                         const std::string& reason) = 0;
 
@@ -44,7 +44,7 @@ public:
                      Owner& owner);
     ~ClientConnection() override;
 
-    /// Begins the protocol. Nothing else may be called before.
+    /// Begins the protocol. Must be the first call.
     void start();
     /// Returns whether the connection accepts requests. Once it does not, it never does again.
     bool isUsable() const noexcept;

@@ -10,14 +10,15 @@
 
 namespace kova::http::detail {
 
-/// What a client needs to know beside its address. The values are in range; `connect` checks them.
+/// The settings of a client, besides the address of its server. The values are in range; `connect`
+/// checks them.
 struct ClientSettings {
     /// The path of each HTTP request, percent-encoded.
     std::string path = "/";
     /// The time for which a request waits for a connection.
     EventLoop::Clock::duration patience = std::chrono::seconds(1);
-    /// The window of a stream: the bytes of an answer that the server sends before the client has
-    /// delivered them.
+    /// The window of a stream: the bytes of an answer that the server may send before the client
+    /// has delivered them.
     std::int32_t window = 256 * 1024;
     /// The longest record of an answer.
     std::size_t recordBytes = std::size_t{64} * 1024 * 1024;

@@ -24,7 +24,7 @@ void* toHandle(std::uint64_t number) noexcept {
     return reinterpret_cast<void*>(number);  // NOLINT(performance-no-int-to-ptr)
 }
 
-// Returns when a request is sent again.
+// Returns in which cases a request is sent again.
 Repetition repetitionOf(const Request& request, const ClientSettings& settings) {
     if (request.getCommand() != kit::command::retrieve) {
         return {};
@@ -255,7 +255,7 @@ void ClientState::cancel(std::uint64_t handle) {
     }
 }
 
-// Sends what waits, as far as the server accepts it; the rest follows with `onChange`. Does not
+// Sends the waiting requests that the server accepts; the others follow with `onChange`. Does not
 // flush, because it is also called inside the functions of the connection.
 void ClientState::sendWaiting() {
     while (!waiting_.empty()) {
@@ -372,9 +372,9 @@ void ClientState::onStreamLost(ClientStream& stream) {
     waiting_.emplace(stream.handle, &stream);
 }
 
-// Moves the streams that are to be sent again to those that wait. Returns whether all of them had
-// a value: otherwise the next attempt to connect is delayed, because their server may end each
-// time that it gets them.
+// Moves the streams that are to be sent again to `waiting_`. Returns whether all of them had a
+// value. If not, the next attempt to connect is delayed, because their requests may end the server
+// each time.
 bool ClientState::repeat(std::vector<Stream>& lost) {
     bool hadValues = true;
     std::vector<Stream> ended;

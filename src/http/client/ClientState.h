@@ -34,8 +34,8 @@ namespace kova::http::detail {
 ///
 /// There is at most one connection for new requests. It is connected when a request waits for it.
 /// A connection that the server is ending stays until its last stream is closed. A request whose
-/// connection is lost waits for the next one if it may be sent again
-/// (`ClientStream::isRepeatable`); otherwise it has ended.
+/// connection is lost waits for the next connection if it may be sent again
+/// (`ClientStream::isRepeatable`); otherwise it ends.
 class ClientState final : public IKovaApi,
                           private ClientConnection::Owner,
                           public std::enable_shared_from_this<ClientState> {

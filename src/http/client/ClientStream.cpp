@@ -72,7 +72,7 @@ void ClientStream::onHeaderEnd() {
 void ClientStream::onData(std::string_view bytes) {
     if (isEnded() || loss_) {
         if (!refusal_) {
-            refusal_ = NGHTTP2_CANCEL;  // the server goes on after the end
+            refusal_ = NGHTTP2_CANCEL;  // the server sends more after the end
         }
         return;
     }
@@ -114,7 +114,7 @@ void ClientStream::deliver(const Record& record) {
     }
 }
 
-// The server's own error of a lost request is the end only if the request is not sent again, which
+// The server's own error "lost: ..." ends the request only if the request is not sent again. That
 // is decided when the stream is closed.
 void ClientStream::onError(const Response& error) {
     if (isRepeatable() && kit::End(error).kind() == kit::End::Kind::lost) {

@@ -17,7 +17,7 @@ namespace kova::http::detail {
 
 class ClientConnection;
 
-/// When a request is sent again after its connection was lost. Never, for anything but a retrieval.
+/// The cases in which a request is sent again after its connection was lost. Only retrievals are.
 struct Repetition {
     bool isRetried = false;       ///< before its first value
     bool isResubscribed = false;  ///< while it is a stream
@@ -26,8 +26,8 @@ struct Repetition {
 
 /// One request of a client: the bytes that are to be sent, and the answer as it arrives.
 ///
-/// Calls the response handler: any number of values, then exactly one end, unless it is dropped.
-/// One thread at a time.
+/// Calls the response handler with any number of values, then with exactly one end. After `drop` it
+/// is not called any more. One thread at a time.
 class ClientStream {
 public:
     using ResponseHandler = std::unique_ptr<IResponseHandler<Response>>;
@@ -75,8 +75,8 @@ public:
     bool hasValue() const noexcept { return hasValue_; }
     /// Begins anew: the request is to be sent on another connection.
     void beginAgain();
-    /// Ends the request with the error 503 "lost: REASON", or with the error of that kind that the
-    /// server has sent, unless it has ended.
+    /// Ends the request, unless it has ended: with the error "lost: ..." that the server has sent,
+    /// or without one, with 503 "lost: REASON".
     void lose(const std::string& reason);
     /// Destroys the response handler without an end.
     void drop() noexcept { handler_.reset(); }

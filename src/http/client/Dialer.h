@@ -14,10 +14,9 @@ namespace kova::http::detail {
 
 /// Connects a socket to an address, without blocking.
 ///
-/// Each attempt delays the next one: by 10 ms at first, by twice the time of the one before at
-/// most, and never by more than a second. A random part of up to half of the delay is left out, so
-/// that clients of a server that was restarted do not come all at once. All functions belong to the
-/// thread of the loop.
+/// The second attempt is delayed by 10 ms. Each further delay is twice the one before, but at most
+/// a second. A random part of up to half of the delay is left out, so that the clients of a server
+/// that was restarted do not all connect at once. All functions belong to the thread of the loop.
 class Dialer {
 public:
     using OnConnected = std::function<void(FileDescriptor)>;
@@ -25,9 +24,9 @@ public:
     static constexpr std::chrono::milliseconds FIRST_DELAY{10};
     static constexpr std::chrono::milliseconds LONGEST_DELAY{1000};
 
-    /// Gets the function that takes the connected socket, on the thread of the loop. It may be
-    /// called inside `start`. With `onlyTrusted`, a socket that is not served by root or by the
-    /// user of this process counts as a failed attempt.
+    /// `onConnected` gets the connected socket, on the thread of the loop. It may be called inside
+    /// `start`. With `onlyTrusted`, a socket that is not served by root or by the user of this
+    /// process counts as a failed attempt.
     Dialer(EventLoop& loop, const Address& address, OnConnected onConnected,
            bool onlyTrusted = false);
     ~Dialer() { stop(); }

@@ -81,7 +81,7 @@ kit::Result<std::string> find(const std::string& servicePath,
         "no service '" + servicePath + "' is registered in " + searched + offer(directories)});
 }
 
-// Searches again until there is a socket, or an error that time does not change.
+// Searches again until there is a socket, the time has passed, or waiting cannot change the error.
 kit::Result<std::string> await(const std::string& servicePath,
                                const std::vector<std::string>& directories,
                                std::chrono::milliseconds patience) {

@@ -54,7 +54,7 @@ Registration::Registration(const std::string& directory,
     ::unlinkat(directory_.descriptor(), temporary.c_str(), 0);
 }
 
-// A file that is left is replaced at the next start.
+// A file that cannot be removed is replaced at the next start.
 Registration::~Registration() {
     try {
         const DirectoryLock lock(directory_.descriptor(),

@@ -14,7 +14,7 @@ namespace kova::http::detail {
 /// hard links of one socket, and exist as long as the object.
 ///
 /// The socket listens before the first file exists, so a client that finds a file can connect. A
-/// name belongs to the process that serves it: it is refused to another one. A file that a dead
+/// name belongs to the process that serves it: other processes are refused. A file that a dead
 /// process of the same user has left is replaced; files of other users, and those that are not
 /// sockets, never are. The processes of a user take turns, by a lock on a file that only they can
 /// open.
@@ -38,7 +38,7 @@ private:
 
     SocketDirectory directory_;
     std::vector<std::string> names_;  ///< the files that exist
-    dev_t device_ = 0;                ///< of the socket file, as the inode
+    dev_t device_ = 0;                ///< of the socket file, like the inode
     ino_t inode_ = 0;
 };
 

@@ -24,8 +24,9 @@ public:
     /// Returns whether the client names the media type, and no other type with a higher quality.
     bool prefers(std::string_view mediaType) const;
     /// Returns the mime type for `$accept`; nothing if any type is as good as the default. Of JSON,
-    /// the binary format and plain text it is the one with the highest quality, in this order. If
-    /// none of them is accepted, it is the type with the highest quality that the client names.
+    /// the binary format and plain text it is the one with the highest quality; of equal ones, the
+    /// first in this order. If none of them is accepted, it is the type with the highest quality
+    /// that the client names.
     std::optional<std::string> mimeType() const;
 
 private:

@@ -36,7 +36,7 @@ struct HttpReply {
     Payload body;
 };
 
-/// Returns whether two texts are equal, if upper and lower case of ASCII letters are the same.
+/// Returns whether two texts are equal apart from the case of ASCII letters.
 constexpr bool equalsIgnoringCase(std::string_view left, std::string_view right) noexcept {
     const auto lower = [](char letter) {
         return letter >= 'A' && letter <= 'Z' ? static_cast<char>(letter - 'A' + 'a') : letter;
@@ -52,7 +52,7 @@ constexpr bool equalsIgnoringCase(std::string_view left, std::string_view right)
     return true;
 }
 
-/// Returns the text without blanks (space, tab) at its begin and end.
+/// Returns the text without blanks (space, tab) at its beginning and end.
 constexpr std::string_view trimmed(std::string_view text) noexcept {
     constexpr std::string_view BLANKS = " \t";
     const std::size_t begin = text.find_first_not_of(BLANKS);

@@ -225,7 +225,7 @@ void ForeignAnswer::dropValues(std::size_t part, bool isAll) {
             break;
         }
     }
-    // The number belongs to the oldest value that still waits.
+    // The oldest value that still waits reports the number of lost ones.
     const auto oldest = std::find_if(events_.begin(), events_.end(), [part](const Event& event) {
         return event.part == part && event.kind == Kind::next;
     });
@@ -240,7 +240,7 @@ void ForeignAnswer::disconnect(std::size_t part) {
             kit::Error{statuscodes::SERVICE_UNAVAILABLE,
                        "lost: the client does not read the answer: its queue is full"}
                 .toResponse()});
-    // The reader cancels the request even if the client does not read.
+    // Notifies the reader even if the client does not read, so that the request is cancelled.
     isAnnounced_ = false;
     announce();
 }

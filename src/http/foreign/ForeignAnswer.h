@@ -30,7 +30,7 @@ class ForeignAnswer final : public EventLoop::Job,
                             public std::enable_shared_from_this<ForeignAnswer> {
 public:
     struct Limits {
-        /// The most bytes of payloads that wait. A single value may have more.
+        /// The highest number of bytes of queued payloads. A single value may have more.
         std::size_t bytes = std::size_t{256} * 1024;
         /// The time for which a value waits for space, with the policy `kit::Wait`. On the thread
         /// of the loop it does not wait; there only the limit of the bytes applies.

@@ -202,7 +202,7 @@ void ForeignDaemon::stopDeadline(ForeignConnection& connection) noexcept {
     }
 }
 
-// libmicrohttpd has sent all of the answers before, since a request is arriving.
+// libmicrohttpd has sent all earlier answers, since a request is arriving.
 void ForeignDaemon::onDeadline(ForeignConnection& connection) {
     connection.deadline.reset();
     try {

@@ -43,13 +43,13 @@ public:
     const ForeignTerms& terms() const noexcept { return terms_; }
 
     /// @{
-    /// A request begins to arrive, is complete, or has ended. Without memory for a deadline, the
-    /// connection is closed.
+    /// Called when a request begins to arrive, is complete, or has ended. Without memory for a
+    /// deadline, the connection is closed.
     void startDeadline(ForeignConnection& connection) noexcept;
     void stopDeadline(ForeignConnection& connection) noexcept;
     void startIdle(ForeignConnection& connection) noexcept;
     /// @}
-    /// Closes a connection that cannot be served: libmicrohttpd finds its end.
+    /// Shuts down a connection that cannot be served, so that libmicrohttpd closes it.
     static void giveUp(const ForeignConnection& connection) noexcept;
 
     bool isRefusing = false;
@@ -66,7 +66,7 @@ private:
     const ForeignTerms terms_;
     MHD_Daemon* daemon_ = nullptr;
     int epoll_ = -1;
-    ForeignConnection* adopted_ = nullptr;  ///< the connection that the daemon is told of
+    ForeignConnection* adopted_ = nullptr;  ///< the connection that is being added to the daemon
     std::optional<EventLoop::TimerId> timer_;
 };
 

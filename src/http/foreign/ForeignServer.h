@@ -28,9 +28,9 @@ struct ForeignTerms {
     /// The time after which a quiet stream of events gets a comment.
     std::chrono::milliseconds commentInterval = std::chrono::seconds(15);
     /// @{
-    /// Called before a request is sent to a service, and after its end. The first returns false if
-    /// the peer has as many pending requests as allowed; the second is then not called. Both may be
-    /// empty.
+    /// Called before a request is sent to a service, and after its end. `beginRequest` returns
+    /// false if the peer has as many pending requests as allowed; `endRequest` is then not called.
+    /// Both may be empty.
     std::function<bool(const kit::Peer&)> beginRequest;
     std::function<void(const kit::Peer&)> endRequest;
     /// @}

@@ -152,7 +152,7 @@ Request makeRequest(char const* command, const std::string& path, const Payload&
     return own ? Request(command, path, payload, own) : Request(command, path, payload);
 }
 
-// The parts of a request that may be refused.
+// The parts of a request, each of which may be a reason to refuse it.
 struct Pieces {
     Target target;
     Header header;

@@ -59,10 +59,9 @@ std::string joinedField(const Fields& fields, std::string_view name);
 std::variant<ForeignCall, HttpReply> toCall(const HttpRequest& request);
 
 /// Checks the fields `Host` and `Origin` of a request over TCP, so that a page of another site
-/// cannot reach the endpoint. `Host` must be "localhost"
-/// or a loopback address with the port of the endpoint, unless `allowsRemote`; a port of 80 may be
-/// missing. `Origin` must be "http://" and the host. Returns the error 403, or 400 for a request
-/// without or with several `Host`.
+/// cannot reach the endpoint. Unless `allowsRemote`, `Host` must be "localhost" or a loopback
+/// address, and have the port of the endpoint (80 if it names none). `Origin`, if there is one,
+/// must be "http://" and the host. Returns the error 403, or 400 for a request without `Host`.
 kit::Result<void> checkOrigin(const Fields& fields, const std::optional<std::string>& authority,
                               unsigned short port, bool allowsRemote);
 

@@ -32,7 +32,7 @@ HttpReply toReply(const kit::Error& error);
 HttpReply completedReply();
 /// Returns the error for a request whose response handler was destroyed without an end.
 kit::Error droppedError();
-/// Returns the error 406. `available` has the media types that there are.
+/// Returns the error 406. `available` lists the available media types.
 kit::Error notAcceptable(std::string_view available);
 
 /// Returns the JSON text of the problem document, without the fields.

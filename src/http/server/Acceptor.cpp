@@ -16,7 +16,7 @@ namespace kova::http::detail {
 
 namespace {
 
-// The connections that are accepted in one turn, so that others of the loop are not kept waiting.
+// The most connections that are accepted in one turn, so that others are not kept waiting.
 constexpr int ACCEPTED_IN_A_TURN = 32;
 constexpr std::chrono::milliseconds RETRY_DELAY(100);
 
@@ -54,7 +54,7 @@ void Acceptor::resume() noexcept {
     isWatching_ = true;
 }
 
-// The loop keeps the socket, so that going on needs neither memory nor a descriptor.
+// The socket stays in the loop, so that `resume` needs neither memory nor a descriptor.
 void Acceptor::pause() noexcept {
     loop_.change(listener_, 0);
     isWatching_ = false;

@@ -26,7 +26,7 @@ public:
     Acceptor(const Acceptor&) = delete;
     Acceptor& operator=(const Acceptor&) = delete;
 
-    /// Goes on if it has paused. Call it when a connection is closed.
+    /// Accepts again after a pause. Call it when a connection is closed.
     void resume() noexcept;
     /// Returns whether the socket is not watched at present.
     bool isPaused() const noexcept { return !isWatching_; }

@@ -120,7 +120,7 @@ std::optional<Address> addressOf(int descriptor) {
     return std::nullopt;
 }
 
-// Returns the words for the sockets with this name in the text of an error.
+// Returns how the text of an error refers to the sockets with this name.
 std::string describe(const std::string& name) {
     return name.empty() ? "sockets" : "sockets with the name '" + name + "'";
 }

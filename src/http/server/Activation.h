@@ -25,7 +25,7 @@ struct HandedOverSocket {
     std::string name;
 };
 
-/// The highest number of sockets that are accepted.
+/// The highest number of sockets that may be handed over to a process.
 constexpr int MAX_HANDED_OVER = 1024;
 
 /// Returns the sockets that the variables describe. A socket without a name has the name "unknown".
@@ -42,7 +42,7 @@ public:
     /// Uses the socket with this name; without a name, the only one that was handed over. Sets
     /// close-on-exec for all that were handed over. Throws `std::invalid_argument` if there is no
     /// such socket, if there are several, or if it is not a listening stream socket with a path or
-    /// a port; `std::system_error` with EADDRINUSE if another object uses it.
+    /// a port. Throws `std::system_error` with EADDRINUSE if another object uses it.
     explicit ActivatedSocket(const std::string& name);
     ~ActivatedSocket() override;
     ActivatedSocket(const ActivatedSocket&) = delete;

@@ -298,7 +298,7 @@ void AnswerQueue::addEnd(RecordKind kind, Response const* error) {
     }
 }
 
-// Ends the answer with an error, and the request at the service. What waits is sent before.
+// Ends the answer with an error, and the request at the service. The queued records are sent first.
 void AnswerQueue::giveUp(const kit::Error& error) {
     const Response response = error.toResponse();
     {
@@ -307,7 +307,7 @@ void AnswerQueue::giveUp(const kit::Error& error) {
         isAnnounced_ = true;
     }
     addEnd(RecordKind::error, &response);
-    // The reader is notified even if the client does not read, so that it cancels the request.
+    // The reader is notified even if the client does not read, so that the request is cancelled.
     ready_->add(shared_from_this());
 }
 

@@ -26,7 +26,8 @@ class AnswerQueue;
 class AnswerReader {
 public:
     virtual ~AnswerReader() = default;
-    /// The queue has records again, after `AnswerQueue::hasMore` or `take` has found none.
+    /// Called when the queue has records again, after `AnswerQueue::hasMore` or `take` has found
+    /// none.
     virtual void onRecords() = 0;
 };
 
@@ -76,7 +77,7 @@ private:
 class AnswerQueue : public std::enable_shared_from_this<AnswerQueue> {
 public:
     struct Limits {
-        /// The most bytes that wait. One record may be longer.
+        /// The highest number of queued bytes. A single record may be longer.
         std::size_t bytes = std::size_t{256} * 1024;
         /// The time for which a value waits for space, with the policy `kit::Wait`. On the thread
         /// of the loop it does not wait; there only the limit of the bytes applies.

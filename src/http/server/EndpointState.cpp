@@ -177,7 +177,7 @@ void EndpointState::updateCounts() {
     }
 }
 
-// A connection that has no request ends at once; another one, with its last answer.
+// Connections without a request end at once; the others end with their last answer.
 void EndpointState::beginStop() {
     if (context_.isStopping) {
         return;
@@ -246,8 +246,8 @@ std::vector<kit::CallInfo> EndpointState::stop(Limit limit) {
     const TimePoint drained = Clock::now() + limit.value_or(std::chrono::milliseconds(0));
     loop_->post([self = shared_from_this()] { self->beginStop(); });
     waitUntil(drained, [this] { return hasBegunToStop_ && requests_ == 0; });
-    // Clients are told that the endpoint stops before their requests end: so those that repeat
-    // requests know that they may.
+    // Clients must learn that the endpoint stops before their requests end, so that they know that
+    // they may repeat the requests.
     waitUntil(Clock::now() + SETTLE_LIMIT, [this] { return hasBegunToStop_; });
     std::vector<kit::CallInfo> stuck = endRequests(limit.has_value());
     if (!stuck.empty()) {

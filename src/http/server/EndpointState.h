@@ -91,7 +91,7 @@ private:
     std::condition_variable changed_;
     bool hasBegunToStop_ = false;
     bool isClosed_ = false;
-    std::size_t requests_ = 0;  ///< up to date when the endpoint stops
+    std::size_t requests_ = 0;  ///< kept up to date while the endpoint stops
 };
 
 }  // namespace kova::http::detail

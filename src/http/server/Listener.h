@@ -47,7 +47,7 @@ private:
     void listenAtPort();
     void removeFile() noexcept;
 
-    dev_t device_ = 0;  ///< of the file, as the inode
+    dev_t device_ = 0;  ///< of the socket file, like the inode
     ino_t inode_ = 0;
 };
 

@@ -12,7 +12,8 @@ namespace kova::http::detail {
 
 /// What an endpoint serves, and where.
 struct Listening {
-    /// The services, by service path. A service that "kova:" names has that path.
+    /// The services, by service path. If the address has the form "kova:PATH", the only service has
+    /// this path.
     std::map<std::string, IKovaApi*> services;
     std::unique_ptr<ListeningSocket> socket;
 };

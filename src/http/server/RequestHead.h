@@ -20,7 +20,7 @@ public:
     /// than its name and value (RFC 9113, section 6.5.2).
     explicit RequestHead(std::size_t limit) noexcept : limit_(limit) {}
 
-    /// Adds a field. Of a head that is too long, nothing is kept any more.
+    /// Adds a field. Does not store further fields if the head is too long.
     void add(std::string_view name, std::string_view value);
     /// Returns the reason if the head is not that of a request in records: the status 405, 415 or
     /// 431.

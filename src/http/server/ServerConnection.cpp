@@ -14,7 +14,7 @@ namespace kova::http::detail {
 namespace {
 
 // The resets that a client may send at once, and in a second. Programs reset a stream to cancel a
-// request, and end all of a large page of them at once.
+// request, and may cancel thousands at once.
 constexpr std::size_t RESET_BURST = 4096;
 constexpr std::size_t RESETS_PER_SECOND = 1000;
 // The windows of a stream and of the connection. A body is stored as it arrives, so they bound no

@@ -35,7 +35,7 @@ public:
     /// Sends records of the stream soon: when `ServerContext::flush` is called. May close the
     /// connection.
     void resume(ServerStream& stream) noexcept;
-    /// Sends what there is. May close the connection. Called by `ServerContext::flush`.
+    /// Sends the available records. May close the connection. Called by `ServerContext::flush`.
     void sendRecords();
     /// Returns the number of open streams.
     std::size_t streams() const noexcept { return streams_.size(); }

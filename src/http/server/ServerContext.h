@@ -18,8 +18,8 @@ namespace kova::http::detail {
 
 class ServerConnection;
 
-/// The numbers of requests of peers: of users of this machine, and of IP addresses. A number exists
-/// while it is not 0.
+/// Counts the requests of each peer: a user of this machine, or an IP address. A count exists while
+/// it is not 0.
 class PeerLimit {
 public:
     explicit PeerLimit(std::size_t limit) noexcept : limit_(limit) {}
@@ -66,9 +66,9 @@ struct ServerContext {
     bool isStopping = false;
     /// The number of open requests.
     std::size_t requests = 0;
-    /// A connection was closed; it may be destroyed.
+    /// Called when a connection was closed. May destroy the connection.
     std::function<void(ServerConnection&)> onClosed;
-    /// A request has ended.
+    /// Called when a request has ended.
     std::function<void()> onRequestEnded;
     /// The connections with records that were not sent yet.
     std::vector<ServerConnection*> unflushed;

@@ -62,7 +62,7 @@ public:
     void onRecords() override;
 
     RequestHead head;
-    TimePoint lastProgress;    ///< when bytes of the request have arrived
+    TimePoint lastProgress;    ///< when the latest bytes of the request arrived
     bool isComplete = false;   ///< the whole request has arrived
     bool isRefused = false;    ///< an HTTP error answers it
     bool isSubmitted = false;  ///< the head of the response is made
