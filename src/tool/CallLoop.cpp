@@ -38,7 +38,7 @@ CallLoop::Reason CallLoop::runUntil(int interrupt, int output,
                                     const std::function<bool()>& condition,
                                     std::optional<Clock::time_point> until) {
     while (!condition()) {
-        // Without events, `poll` reports the errors of the output only.
+        // With no events requested for the output, `poll` reports only its errors.
         std::array<pollfd, 3> descriptors{
             {{loop_.fd(), POLLIN, 0}, {interrupt, POLLIN, 0}, {output, 0, 0}}};
         ::poll(descriptors.data(), descriptors.size(), pollTime(until));

@@ -28,7 +28,8 @@ public:
 
     /// Creates the loop. `interrupt` is a descriptor that is readable from the first Ctrl-C on, or
     /// -1. `output` is a descriptor that others read, or -1. `run` returns `unread` when nobody
-    /// reads it any more, so that a program in front of `head` does not wait for its next value.
+    /// reads it any more, so that a program whose output goes to `head` does not wait for the next
+    /// value.
     explicit CallLoop(int interrupt, int output = -1) : interrupt_(interrupt), output_(output) {}
 
     /// Returns the executor for the callbacks.

@@ -46,7 +46,7 @@ struct Line {
     const CLI::App* word = nullptr;
     const CLI::Option* open = nullptr;  // the option whose value comes next
     std::size_t arguments = 0;
-    bool hasOnlyArguments = false;  // behind "--"
+    bool hasOnlyArguments = false;  // after "--"
     std::string to;
 };
 
@@ -204,7 +204,7 @@ void addPath(const std::string& before, const std::string& path, Candidates& can
     }
 }
 
-// Adds the resources of a service. `before` is the text in front of the paths.
+// Adds the resources of a service. `before` is put in front of each path.
 void addResources(const Target& target, const std::string& before, const CLI::App& word,
                   const Context& context, Candidates& candidates) {
     for (const kit::MountView& mount : mountsOf(target, context)) {
@@ -219,8 +219,8 @@ void addResources(const Target& target, const std::string& before, const CLI::Ap
     }
 }
 
-// Returns the text in front of the path of the resource, or nothing if the text names only a part
-// of a service.
+// Returns the part of the text before the path of the resource, or nothing if the text is still an
+// incomplete service.
 std::optional<std::string> serviceIn(const std::string& text) {
     const std::size_t dollar = text.rfind('$');
     if (dollar != std::string::npos) {

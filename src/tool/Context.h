@@ -5,14 +5,14 @@
 
 namespace kova::tool {
 
-/// A stream that a subcommand writes to, and what is known of the other end of the stream.
+/// A stream that a subcommand writes to, and the properties of the terminal behind it, if any.
 struct Screen {
     /// The stream.
     std::ostream& stream;
-    /// Whether the other end is a terminal.
+    /// Whether the stream writes to a terminal.
     bool isTerminal = false;
-    /// Whether texts are coloured. False unless the other end is a terminal or the user asks for
-    /// colours.
+    /// Whether texts are coloured. False unless the stream writes to a terminal or the user asks
+    /// for colours.
     bool hasColours = false;
     /// The columns and rows of the terminal, which `size` returns.
     struct Size {
@@ -32,7 +32,7 @@ struct Context {
     int input = 0;
     /// A descriptor that is readable from the first Ctrl-C on. -1 for none.
     int interrupt = -1;
-    /// The descriptor of standard output, to notice that nobody reads it. -1 for none.
+    /// The descriptor of standard output, to notice that nobody reads it any more. -1 for none.
     int output = -1;
 };
 

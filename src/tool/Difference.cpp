@@ -21,7 +21,7 @@ using util::config::Array;
 using util::config::Dictionary;
 using util::config::Value;
 
-// The bytes of an answer that are shown.
+// The most bytes of an answer that are shown.
 constexpr std::size_t LONGEST_SHOWN = 500;
 constexpr std::size_t NEVER = std::numeric_limits<std::size_t>::max();
 
@@ -34,7 +34,7 @@ struct Asked {
     std::size_t end = NEVER;
     bool isPaired = false;
 };
-// The requests of a recording in their order, by what was asked.
+// The requests of a recording by what was asked. Equal requests are in the order of the recording.
 using Groups = std::map<std::string, std::vector<Asked>>;
 
 // Removes the ignored members of all objects in a tree.
@@ -140,15 +140,15 @@ Groups groupsOf(const Recording& recording, const Ignored& ignored) {
     return groups;
 }
 
-// Returns the text on a line, without the bytes that nobody wants to read.
+// Returns the text on a line, cut after `LONGEST_SHOWN` bytes.
 std::string shown(char sign, const std::string& text) {
     std::string line = std::string("  ") + sign + ' ' + text.substr(0, LONGEST_SHOWN);
     return line + (text.size() > LONGEST_SHOWN ? "…\n" : "\n");
 }
 
-// Returns the request that corresponds to `asked`: the first one, or an equal one that overlaps it
-// in time. Returns null if no request corresponds. `unpaired` is the index of the first request
-// that may be unpaired.
+// Returns the request that corresponds to `asked`: the first unpaired one, but preferably one that
+// overlaps it in time and has the same answer as `asked`. Returns null if no request corresponds.
+// `unpaired` is the index of the first request that may be unpaired.
 Asked* partnerOf(const Asked& asked, std::vector<Asked>& group, std::size_t& unpaired) {
     while (unpaired < group.size() && group[unpaired].isPaired) {
         ++unpaired;

@@ -10,11 +10,11 @@
 
 namespace kova::tool {
 
-/// What does not count when two recordings are compared.
+/// What a comparison of two recordings ignores.
 struct Ignored {
-    /// Globs: requests for these paths do not count.
+    /// Globs: requests for matching paths are ignored.
     std::vector<PathPatterns> paths;
-    /// Names: members of objects with these names do not count, at any depth of payloads and in
+    /// Names: members of objects with these names are ignored, at any depth of payloads and
     /// headers.
     std::set<std::string> fields;
 };
@@ -33,10 +33,10 @@ struct Differences {
 /// Compares two recordings by what was asked and what was answered.
 ///
 /// Two requests correspond to each other if command, path, header and payload are the same.
-/// Requests that are the same in a recording correspond in their order. If they overlap in time,
-/// their order does not count. Times, numbers of requests, the header entry "traceparent" and the
-/// entries with which a transport describes its queue do not count. Payloads of JSON and the binary
-/// format are compared as values.
+/// If a recording has the same request several times, these correspond in their order, unless they
+/// overlap in time. Times, numbers of requests, the header entry "traceparent" and the entries with
+/// which a transport describes its queue are ignored. Payloads of JSON and the binary format are
+/// compared as values.
 ///
 ///     const Differences differences = compare(*recorded, *replayed, {});
 ///     if (differences.different != 0) std::cout << differences.text;

@@ -12,7 +12,7 @@ enum ExitStatus : int {
     MISUSED = 2,        ///< The command line or a payload in it is not valid.
     NO_SERVICE = 3,     ///< There is no service at the address, or the connection was lost.
     REFUSED = 4,        ///< The service answered with a code from 400 to 499.
-    FAILED = 5,         ///< The service answered with another error, or not as the protocol says.
+    FAILED = 5,         ///< The service answered with another error, or violated the protocol.
     TIMED_OUT = 124,    ///< The deadline passed.
     INTERRUPTED = 130   ///< Ctrl-C or SIGTERM ended the program.
 };

@@ -23,8 +23,8 @@ public:
     std::uint64_t count() const noexcept { return count_; }
     /// Returns the largest value, or 0 without values.
     std::uint64_t max() const noexcept { return max_; }
-    /// Returns the smallest bound of a bucket that at least this part of the values (0 to 1) does
-    /// not exceed, but not more than the largest value. Returns 0 without values.
+    /// Returns the quantile `part` (0 to 1): the upper bound of the bucket in which it lies, but at
+    /// most the largest value. Returns 0 without values.
     std::uint64_t quantile(double part) const;
 
 private:

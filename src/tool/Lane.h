@@ -23,9 +23,9 @@ struct LanePlan {
     std::optional<std::chrono::nanoseconds> interval;
     /// The intended start of the first request.
     Clock::time_point begin;
-    /// No request is due from then on, except the first one without an interval.
+    /// From this time on no request is due, except the first one if there is no `interval`.
     Clock::time_point end;
-    /// The number of requests without an answer at the same time.
+    /// The highest number of requests that are open at the same time.
     std::size_t inFlight = 1;
 };
 
@@ -55,7 +55,7 @@ struct LaneResult {
 /// also delays the requests behind it (otherwise the measurement omits the time in which no request
 /// is sent).
 ///
-/// Any thread may call the functions. Each end of a request sends those that are due.
+/// Any thread may call the functions. When a request ends, the requests that are then due are sent.
 class Lane {
 public:
     using Clock = LanePlan::Clock;
@@ -64,7 +64,7 @@ public:
     Lane(IKovaApi& service, Request request, LanePlan plan);
 
     /// Sends the requests that are due, at most `inFlight`. Returns the intended start of the next
-    /// one; the end of the plan if only the end of a request makes one due.
+    /// one, or the end of the plan if the next one must wait until a request has ended.
     Clock::time_point pump();
     /// Sends no more requests.
     void stop();

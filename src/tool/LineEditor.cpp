@@ -58,7 +58,7 @@ void showChoices(const std::vector<std::string>& choices) {
 }  // namespace
 
 struct LineEditor::Parts {
-    // Reads a character for libedit: 1, or 0 if there will be none.
+    // Reads a character for libedit. Returns 1, or 0 if no character will follow.
     int readCharacter(wchar_t& character);
     unsigned char completeAtCursor() const;
     void save() const;
@@ -175,7 +175,8 @@ LineEditor::Outcome LineEditor::read(std::string& line) {
     Parts& parts = *parts_;
     parts.isInterrupted = false;
     el_resize(parts.editor.get());
-    // In front of the prompt, because the kernel would consume a Ctrl-D that follows it at once.
+    // Called before the prompt is shown, because the kernel would consume a Ctrl-D that is typed
+    // right after it.
     el_set(parts.editor.get(), EL_PREP_TERM, 1);
     int count = 0;
     char const* const text = el_gets(parts.editor.get(), &count);

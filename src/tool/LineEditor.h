@@ -12,13 +12,13 @@ namespace kova::tool {
 /// (libedit). Not synchronized. At most one object exists at a time.
 class LineEditor {
 public:
-    /// Returns what the tabulator does behind a beginning of a line.
+    /// Returns what the tab key does when the cursor follows `line`.
     using Complete = std::function<LineCompletion(const std::string& line)>;
     /// How `read` has ended.
     enum class Outcome { line, interrupted, ended };
 
-    /// Begins with the lines of a history file, if it can be read. `interrupt` is a descriptor that
-    /// is readable from Ctrl-C on, or -1. "" for no history file.
+    /// Loads the lines of the history file, if it can be read; "" means no history file.
+    /// `interrupt` is a descriptor that is readable from Ctrl-C on, or -1.
     LineEditor(int interrupt, std::string historyFile, Complete complete);
     ~LineEditor();
     LineEditor(const LineEditor&) = delete;
@@ -27,8 +27,8 @@ public:
     /// Shows the prompt and reads a line, without its end. Returns `interrupted` if the descriptor
     /// became readable, and `ended` after Ctrl-D or the end of the terminal.
     Outcome read(std::string& line);
-    /// Adds a line to the history and stores the history in its file, with the mode 0600. A file
-    /// that cannot be written is left alone.
+    /// Adds a line to the history and stores the history in its file, with the mode 0600. Ignores
+    /// errors of writing the file.
     void remember(const std::string& line);
 
 private:

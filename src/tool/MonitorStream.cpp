@@ -15,7 +15,7 @@ namespace kova::tool {
 
 namespace {
 
-// The time in which a service sends what it has reported.
+// The longest wait for what a service has already reported.
 constexpr std::chrono::seconds DRAIN_LIMIT(10);
 
 ExitStatus report(const Context& context, const Target& target, const kit::End& end) {

@@ -15,7 +15,7 @@ namespace kova::tool {
 
 /// How a stream of the monitor of a service is read.
 struct MonitorReading {
-    /// The text of the service.
+    /// The service, as `Target::ofService` reads it.
     std::string service;
     /// The path: "/.kova/monitor" or "/.kova/monitor/events".
     std::string path;
@@ -23,7 +23,7 @@ struct MonitorReading {
     std::chrono::milliseconds timeout{0};
     /// Receives each value, in the binary format. Returns the reason if the value is not valid.
     std::function<kit::Result<void>(const Payload&)> onBatch;
-    /// Returns whether reading shall end.
+    /// Returns whether reading must end.
     std::function<bool()> hasEnough;
     /// Returns the position behind the last value (`LossCounter::position`).
     std::function<std::uint64_t()> position;
@@ -33,13 +33,13 @@ struct MonitorReading {
 struct MonitorEnd {
     /// The status of a failure, which was reported on standard error; else `DONE`.
     ExitStatus status = DONE;
-    /// The reason of the end, if nothing failed.
+    /// Why reading has ended, if nothing failed.
     CallLoop::Reason reason = CallLoop::Reason::holds;
 };
 
 /// Reads a stream of the monitor until there is enough, the time has passed, the stream has ended,
-/// Ctrl-C was pressed or nobody reads the output. After Ctrl-C and the time, it also reads what the
-/// service has reported until then.
+/// Ctrl-C was pressed or nobody reads the output. After Ctrl-C or when the time has passed, the
+/// function first reads what the service has reported until then.
 MonitorEnd readMonitor(const Context& context, const MonitorReading& reading);
 
 /// Counts the items of a stream of the monitor that were lost.

@@ -5,7 +5,8 @@
 
 namespace kova::tool {
 
-/// A file that only its owner may read, because it has the payloads of others. Not synchronized.
+/// A file that only its owner may read, because it contains payloads of other programs. Not
+/// synchronized.
 ///
 ///     OutputFile file("device.jsonl");
 ///     if (file.open()) file.write("{}\n");
@@ -20,11 +21,11 @@ public:
 
     /// Replaces the file by an empty one. Returns false if that is impossible.
     bool open();
-    /// Writes a text. A failure is kept.
+    /// Writes a text. `hasFailed` returns whether that has failed.
     void write(std::string_view text);
-    /// Closes the file. Returns false if a function has failed.
+    /// Closes the file. Returns false if this or an earlier call has failed.
     bool close();
-    /// Returns whether a function has failed.
+    /// Returns whether a call has failed.
     bool hasFailed() const noexcept { return error_ != 0; }
     /// Returns the reason of the first failure.
     std::string reason() const;

@@ -45,7 +45,7 @@ bool hasColours(const Screen& screen, const std::string& option) {
     return screen.isTerminal && variable("NO_COLOR").empty() && variable("TERM") != "dumb";
 }
 
-// Returns whether a word is missing or unknown, and not an option wrong.
+// Returns whether the error is a missing or unknown word, and not a wrong option.
 bool isAboutWords(const CLI::ParseError& error) {
     return dynamic_cast<const CLI::RequiredError*>(&error) != nullptr ||
            dynamic_cast<const CLI::ExtrasError*>(&error) != nullptr;

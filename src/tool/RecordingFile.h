@@ -49,7 +49,7 @@ struct Recording {
     /// The version of the format.
     static constexpr int VERSION = 1;
 
-    /// The text of the service.
+    /// The service, as the user has named it.
     std::string service;
     /// The events in their order. Each request comes before its values, which come before its end.
     std::vector<RecordedEvent> events;
@@ -58,16 +58,16 @@ struct Recording {
 };
 
 /// @{
-/// Returns a line of the file, with a line break: the first line, the line of an event, and the
-/// last line. `start` is in microseconds since 1970-01-01 UTC.
+/// Returns the first line of the file, the line of an event, or the last line, with its line break.
+/// `start` is in microseconds since 1970-01-01 UTC.
 std::string firstLineOf(const std::string& service, std::int64_t start);
 std::string lineOf(const RecordedEvent& event);
 std::string lastLineOf(std::uint64_t events, std::uint64_t lost);
 /// @}
 
-/// Returns the recording in a text. Fails with 400 and the number of the line that is wrong.
+/// Parses the text of a recording. Fails with 400 and the number of the line that is wrong.
 kit::Result<Recording> parseRecording(std::string_view text);
-/// Returns the recording in a file; "-" is standard input. Fails with 400 and the reason.
+/// Reads a recording from a file; "-" is standard input. Fails with 400 and the reason.
 kit::Result<Recording> readRecording(const std::string& file, const Context& context);
 
 /// Returns a time as "2026-11-22T22:30:00.123456Z". `time` is in microseconds since 1970-01-01 UTC.

@@ -24,8 +24,8 @@ using util::config::Dictionary;
 /// A request of the replay.
 struct Sent {
     std::uint64_t id = 0;
-    std::uint64_t recorded = 0;  // the values of the recording
-    std::uint64_t awaited = 0;   // those of them that come before the current event
+    std::uint64_t recorded = 0;  // its values in the recording
+    std::uint64_t awaited = 0;   // those up to the current event
     std::uint64_t values = 0;
     bool isCancelled = false;  // in the recording
     bool hasEnd = false;       // in the recording
@@ -109,8 +109,8 @@ private:
         return session_.loop().run([until] { return Clock::now() >= until; }, until) !=
                CallLoop::Reason::interrupted;
     }
-    // Waits for what the recording has. A request for which this lasts too long is not awaited
-    // again; its answer then differs.
+    // Waits until the condition holds or the request has ended. After a timeout, the replay does
+    // not wait for this request again; its answer then differs.
     template <typename Condition>
     bool await(Sent& sent, const Condition& condition) {
         if (sent.isGivenUp) {
@@ -153,7 +153,7 @@ private:
     }
     void onValue(Sent& sent, const Response& value) {
         ++sent.values;
-        // The recording ends such a request after its last value.
+        // A cancelled request, or one without an end, has no more values than in the recording.
         if ((!sent.isCancelled && sent.hasEnd) || sent.values <= sent.recorded) {
             report(EventKind::value, sent, &value);
         }

@@ -14,7 +14,7 @@ namespace kova::tool {
 struct ReplayOptions {
     /// The factor by which the replay is faster than the recording; 0 for no pauses.
     double speed = 1;
-    /// The time for which the replay waits for a value or an end that the recording has.
+    /// The longest wait for each value or end that the recording has.
     std::chrono::milliseconds patience{30000};
     /// Receives each event of the new recording.
     std::function<void(const RecordedEvent&)> onEvent;
@@ -24,8 +24,9 @@ struct ReplayOptions {
 ///
 /// A request is sent when its time has come and when everything that comes before it in the
 /// recording has happened: the same number of values has arrived, and the same requests have ended.
-/// A request that was cancelled is cancelled at the same place. Values after it do not count. A
-/// request without an end has none in the new recording, too.
+/// A stream that was cancelled in the recording is cancelled after the same number of values; later
+/// values are ignored. A request that has no end in the recording is cancelled when the replay
+/// ends.
 ///
 ///     Recording again;
 ///     options.onEvent = [&](const RecordedEvent& event) { again.events.push_back(event); };

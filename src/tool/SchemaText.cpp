@@ -42,7 +42,7 @@ std::string joined(const Strings& texts, char const* separator) {
     return result;
 }
 
-/// Prints a schema. References in the schema name definitions of the root schema.
+/// Prints a schema. References in the schema refer to definitions of the root schema.
 class Printer {
 public:
     explicit Printer(Schemas definitions) : definitions_(std::move(definitions)) {}

@@ -13,7 +13,6 @@ namespace {
 
 using std::chrono::milliseconds;
 
-// How long `ask` waits for the end of a request after its first value or its cancellation.
 // The longest time that a request waits for a connection. If half of its deadline is shorter, the
 // request waits that long, so that a missing service and a slow one give different errors.
 constexpr milliseconds PATIENCE{1000};

@@ -29,7 +29,7 @@ struct AskPolicy {
     /// Receives the progress of the request, or null.
     std::function<void(const Response&)> onProgress = nullptr;
     /// The time in which the end of a request must follow, once its first value or an interrupt has
-    /// ended the wait. Later, the request is cancelled.
+    /// ended the wait. After this time, the request is cancelled.
     std::chrono::milliseconds endLimit{50};
 };
 

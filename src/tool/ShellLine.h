@@ -27,7 +27,7 @@ struct LineCompletion {
 std::vector<std::string> wordsToComplete(std::string_view line);
 
 /// Returns what to insert behind `line`, whose last word has these candidates: the text that they
-/// have in common and, if there is only one and it does not continue, the closing quote and a
+/// have in common and, if there is only one and it is a complete word, the closing quote and a
 /// blank.
 LineCompletion completeLine(std::string_view line, const std::vector<std::string>& candidates);
 

@@ -38,8 +38,8 @@ KOVA_FIELDS(StoredPayload, strict(), type, optional(json), text, base64, omitted
 ///
 ///     storedLineOf(Payload::createFromJSON("[1]"));  // {"type":"application/json","json":[1]}
 std::string storedLineOf(const Payload& payload);
-/// Returns whether JSON reads back unchanged from a line of a recording. It does not if it is
-/// nested too deeply, or if it is not valid.
+/// Returns whether JSON reads back unchanged from a line of a recording. JSON with line breaks does
+/// not, nor if it is nested too deeply or not valid.
 bool readsBack(std::string_view json);
 /// Returns the line of a payload that the service has left out.
 std::string omittedLineOf(const std::string& type, std::uint64_t bytes);

@@ -8,9 +8,9 @@
 
 namespace kova::tool {
 
-/// Rows of texts in columns. Each column but the last is as wide as its longest text, and the last
-/// one is cut where the screen ends. If the columns leave less than a third of the screen to the
-/// last one, the first ones are cut, too.
+/// Returns rows of texts as lines. Each column but the last is as wide as its longest text; the
+/// last one is cut at the edge of the screen. If the other columns leave less than a third of the
+/// screen to the last one, they are cut, too.
 ///
 ///     table({{"/level", "30"}, {"/tracks/1", "\"blue\""}}, 80);
 ///     // "/level     30"

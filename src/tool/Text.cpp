@@ -12,7 +12,8 @@ namespace {
 constexpr std::string_view REPLACEMENT = "\xEF\xBF\xBD";
 constexpr std::string_view ELLIPSIS = "\xE2\x80\xA6";
 
-/// A character of a text: its number and its bytes. A byte that is not UTF-8 is the number 0xFFFD.
+/// A character of a text: its code point and its bytes. A byte that is not UTF-8 has the code point
+/// 0xFFFD.
 struct Character {
     std::uint32_t number = 0xFFFD;
     std::size_t size = 1;

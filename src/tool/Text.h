@@ -20,8 +20,8 @@ std::string visible(std::string_view text, bool keepsLines = false);
 /// Returns the number of columns that a text without control characters needs in a terminal.
 unsigned columnsOf(std::string_view text);
 
-/// Returns the text if it is at most `columns` wide. Returns else the longest beginning of the text
-/// that leaves a column for "…", and "…".
+/// Returns the text if it is at most `columns` wide. Otherwise returns the longest beginning of the
+/// text that leaves a column for "…", followed by "…".
 std::string cut(std::string_view text, unsigned columns);
 
 /// Returns the text with blanks added at its end, so that it is at least `columns` wide.

@@ -38,7 +38,7 @@ private:
 
 /// The options of words that send one request.
 struct ServiceOptions {
-    /// The service of resources whose text names no service.
+    /// The service to use for resource arguments that do not name one.
     std::string to;
     /// The deadline of a request; 0 for no limit.
     std::chrono::milliseconds deadline{30000};
@@ -47,7 +47,7 @@ struct ServiceOptions {
     void addTo(CLI::App& word);
 };
 
-/// Adds the option --to. It names the service of resources whose text names no service.
+/// Adds the option --to: the service to use for resource arguments that do not name one.
 void addService(CLI::App& word, std::string& to);
 
 /// Adds an option whose value is a time.

@@ -30,7 +30,7 @@ using Clock = LanePlan::Clock;
 using std::chrono::milliseconds;
 using std::chrono::nanoseconds;
 
-// The time after which lost connections and open requests are looked for.
+// The interval between two checks for lost connections and open requests.
 constexpr milliseconds ROUND{20};
 constexpr std::size_t MOST_CONNECTIONS = 1000;
 constexpr std::size_t MOST_IN_FLIGHT = 10'000;
@@ -58,7 +58,7 @@ struct Latencies {
 };
 KOVA_FIELDS(Latencies, p50, p90, p99, as("p99.9", p999), max)
 
-/// What is printed.
+/// The printed result.
 struct BenchView {
     std::string loop;
     std::uint64_t connections = 0;
@@ -87,7 +87,7 @@ std::string_view commandOf(const std::string& word) {
 
 /// A connection and its measurement.
 struct Connection {
-    std::unique_ptr<Lane> lane;  // first, because the session destroys what uses it
+    std::unique_ptr<Lane> lane;  // destroyed last, because the session uses it
     std::unique_ptr<Session> session;
 };
 
@@ -152,7 +152,8 @@ ExitStatus Bench::connect(const Target& target, const Payload& body) {
     return DONE;
 }
 
-// The intended starts of the connections are spread over the interval between two requests of one.
+// Spreads the intended starts of the connections over the interval between two requests of one
+// connection.
 void Bench::makeLanes(const Target& target, const Payload& body) {
     begin_ = Clock::now();
     LanePlan plan;

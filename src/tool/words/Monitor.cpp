@@ -41,7 +41,7 @@ struct Shown {
     kit::MonitoredRequest request;
     Payload asked;
     Payload answered;
-    // The payloads have more bytes than the service reports.
+    // Whether the service has left out bytes of the payloads.
     bool isCut = false;
 };
 
@@ -58,7 +58,7 @@ public:
     }
 
 private:
-    // The words of the program are accepted in place of the commands.
+    // Returns the command for "get" and "put", and every other text unchanged.
     static std::string commandOf(const std::string& word) {
         return word == "get" ? "retrieve" : word == "put" ? "update" : word;
     }

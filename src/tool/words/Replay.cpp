@@ -21,7 +21,7 @@ namespace {
 
 using std::chrono::milliseconds;
 
-/// The parsed options that say what does not count.
+/// The parsed options that say what a comparison ignores.
 struct IgnoredOptions {
     std::vector<std::string> paths;
     std::vector<std::string> fields;

@@ -55,7 +55,7 @@ bool isReadable(int descriptor, int milliseconds) {
     return ::poll(&source, 1, milliseconds) > 0;
 }
 
-// Consumes the signals of which a word was told. Returns whether one of them ends the shell.
+// Consumes the signals that have arrived. Returns whether one of them ends the shell.
 bool consumeSignals(int interrupt) {
     bool isTerminated = false;
     while (interrupt >= 0 && isReadable(interrupt, 0)) {
