@@ -90,7 +90,7 @@ public:
     Server& operator=(const Server&) = delete;
 
     std::string address() const { return listener_.address(); }
-    /// Waits for the end of the thread, which the client's last connection must bring.
+    /// Ends the thread and waits for it. A last connection ends the wait in `accept`.
     void stop() {
         if (thread_.joinable()) {
             isStopped_ = true;

@@ -1,5 +1,5 @@
-// Each allocation of the endpoint's thread fails once, while a client does what the row says. All
-// other clients are served on.
+// Each allocation of a thread of the endpoint's process fails once, while a client does what the
+// test row says. All other clients are still served.
 #include <gtest/gtest.h>
 
 #include <atomic>
@@ -31,7 +31,8 @@ using test::SocketClient;
 using test::SocketDirectory;
 
 const std::string NOW = recordOf(Request("retrieve", "/now"));
-// The thread of the endpoint, and a thread that answers.
+// The thread that answers a request for one of these paths is chosen to run out of memory: the
+// thread of the endpoint, or that of the service.
 constexpr char const* LOOP = "/choose";
 constexpr char const* SENDER = "/choose-later";
 const std::string HEAD = " HTTP/1.1\r\nHost: localhost\r\n";

@@ -103,7 +103,7 @@ INSTANTIATE_TEST_SUITE_P(
                 "no service has this path\n2 404 "}));
 
 // Without prior knowledge, a client that offers an upgrade gets the answer of HTTP/1.1.
-TEST_F(NghttpTest, UpgradeIsNotNeeded) {
+TEST_F(NghttpTest, OfferedUpgradeIsAnsweredOverHttp11) {
     EXPECT_EQ(outputOf("curl -s --http2 -w ' %{http_version} %{http_code}' " + url("/state")),
               "an answer 1.1 200");
 }

@@ -43,7 +43,7 @@ long residentBytes() {
     return resident * ::sysconf(_SC_PAGESIZE);
 }
 
-TEST(OpenStreamsTest, StreamOfEventsNeedsAtMost32KbOfMemory) {
+TEST(OpenStreamsTest, OpenStreamOfEventsNeedsAtMost32KilobytesOfMemory) {
     constexpr long COUNT = 400;
     const kova::test::Watchdog watchdog("streams are open");
     test::SocketDirectory directory;
@@ -64,7 +64,7 @@ TEST(OpenStreamsTest, StreamOfEventsNeedsAtMost32KbOfMemory) {
             }
         }
     };
-    open(20);  // what all connections share
+    open(20);  // allocates what all connections share
     const long before = residentBytes();
     open(COUNT);
     const long each = (residentBytes() - before) / COUNT;

@@ -162,7 +162,7 @@ TEST_F(RepeatedRequestsTest, LostStreamGetsTheValuesOfTheNextConnection) {
     EXPECT_EQ(recording.waitFor(3), (Events{"value 299", "value 299", "completed"}));
 }
 
-TEST_F(RepeatedRequestsTest, HalfAValueIsForgotten) {
+TEST_F(RepeatedRequestsTest, IncompleteValueOfALostConnectionIsDropped) {
     const testing::Recording recording = send();
     auto peer = accept();
     peer->answer(request.number, value(299) + value(299).substr(0, 7), false);
@@ -218,7 +218,7 @@ TEST_F(RepeatedRequestsTest, StreamGoesOnAfterTheErrorOfAServerThatStops) {
     EXPECT_EQ(stream.waitFor(1), (Events{"completed"}));
 }
 
-TEST_F(RepeatedRequestsTest, ErrorOfAServerThatGoesOnEndsAStream) {
+TEST_F(RepeatedRequestsTest, ErrorOfAServerThatDoesNotStopEndsAStream) {
     const testing::Recording stream = send(subscription("/stream"));
     const auto peer = accept();
     peer->answer(request.number, error(503, "lost: the client does not read"));

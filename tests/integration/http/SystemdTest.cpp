@@ -1,4 +1,4 @@
-// Tests endpoints at sockets that the program of systemd for this purpose has opened.
+// Tests endpoints at sockets that systemd-socket-activate has opened.
 #include <gtest/gtest.h>
 #include <spawn.h>
 #include <sys/socket.h>

@@ -44,7 +44,7 @@ protected:
     std::unique_ptr<http::Endpoint> registered;
 };
 
-/// A command line, and what it is after the tabulator.
+/// A command line, and what the tab key changes it to.
 struct Case {
     char const* typed;
     char const* completed;

@@ -85,7 +85,7 @@ TEST_F(TerminalShellTest, TabulatorCompletesWordsAndPaths) {
     EXPECT_EQ(amplifier.get(), 43);
 }
 
-TEST_F(TerminalShellTest, ChoicesFitANarrowTerminal) {
+TEST_F(TerminalShellTest, CompletionChoicesFitANarrowTerminal) {
     RunningTool shell({"shell", playerText}, 20);
     shell.awaitOutput(PROMPT);
     type(shell, "get /l\t\t", "/level/of/the/ampl…\r\n");
@@ -95,7 +95,7 @@ TEST_F(TerminalShellTest, ChoicesFitANarrowTerminal) {
     EXPECT_EQ(leave(shell), 0);
 }
 
-TEST_F(TerminalShellTest, InterruptCancelsTheRequestAndStays) {
+TEST_F(TerminalShellTest, InterruptCancelsTheRequestAndTheShellStays) {
     RunningTool shell({"shell", heldText}, 80);
     shell.awaitOutput(PROMPT);
     shell.type("get /slow\r");

@@ -68,7 +68,7 @@ TEST_F(DirectoryLockTest, FileThatAKilledProcessHasLeftIsUsed) {
     EXPECT_EQ(errorOfLock(), 0);
 }
 
-TEST_F(DirectoryLockTest, OnlyOneOfSeveralThreadsHasIt) {
+TEST_F(DirectoryLockTest, OnlyOneOfSeveralThreadsHasTheLock) {
     std::atomic<int> inside{0};
     kova::test::runOnThreads(4, [&](int) {
         for (int round = 0; round < 20; ++round) {

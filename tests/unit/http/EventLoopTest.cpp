@@ -95,7 +95,7 @@ protected:
     }
 };
 
-TEST_F(EventLoopTest, JobRunsOnceForAllPostsBeforeIt) {
+TEST_F(EventLoopTest, JobPostedSeveralTimesBeforeItsRunRunsOnce) {
     const auto job = std::make_shared<CountingJob>();
     const auto other = std::make_shared<CountingJob>();
     other->released.set_value();
@@ -208,7 +208,7 @@ TEST_F(EventLoopTest, TimerDoesNotFireBeforeItsDeadline) {
     EXPECT_GE(fired.get_future().get() - begin, 5ms);
 }
 
-TEST_F(EventLoopTest, ManyThreadsPost) {
+TEST_F(EventLoopTest, FunctionsOfManyThreadsAreAllCalled) {
     std::vector<std::thread> threads;
     int count = 0;
     for (int t = 0; t < 4; ++t) {
@@ -292,7 +292,7 @@ TEST_F(BorrowedLoopTest, FunctionOfAnotherThreadEndsTheTurnAndRunsOnTheThreadOfT
     posting.join();
 }
 
-TEST_F(BorrowedLoopTest, PollDoesNotHideAFunctionFromTheTurn) {
+TEST_F(BorrowedLoopTest, TurnEndsForAFunctionThatWasPostedBeforePoll) {
     borrow();
     std::promise<void> ran;
     std::thread([&] { loop.post([&] { ran.set_value(); }); }).join();

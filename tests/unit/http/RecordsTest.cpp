@@ -171,7 +171,7 @@ TEST(RecordsTest, EventThatIsNotTheFirstHasNoVersion) {
     EXPECT_EQ(bytes, record(2, field(2, "\1\2")));
 }
 
-TEST(RecordsTest, RecordIsAppended) {
+TEST(RecordsTest, RecordsAreAppendedToEarlierBytes) {
     std::string bytes = "before";
     ASSERT_TRUE(appendEvent(bytes, RecordKind::next, Response(0), false).ok());
     appendCompleted(bytes, false);

@@ -81,7 +81,7 @@ TEST_F(CompletionTest, PathsOfTheServiceFollowTheDollar) {
     EXPECT_THAT(candidates({"get", address + "$/le"}), ElementsAre(address + "$/level"));
 }
 
-TEST_F(CompletionTest, PathsSuitTheWord) {
+TEST_F(CompletionTest, PathsAreThoseThatTheWordCanUse) {
     EXPECT_THAT(candidates({"put", "kova:/player$/"}), ElementsAre("kova:/player$/level"));
     EXPECT_THAT(candidates({"delete", "kova:/player$/"}), ElementsAre("kova:/player$/tracks/"));
     EXPECT_THAT(candidates({"watch", "kova:/player$/level", "kova:/player$/"}),
@@ -89,7 +89,7 @@ TEST_F(CompletionTest, PathsSuitTheWord) {
     EXPECT_THAT(candidates({"put", "kova:/player$/level", ""}), IsEmpty());
 }
 
-TEST_F(CompletionTest, ServiceOfTheLineIsAskedForPaths) {
+TEST_F(CompletionTest, ServiceThatTheLineNamesIsAskedForPaths) {
     EXPECT_THAT(candidates({"put", "--to", address, "/"}), ElementsAre("/level"));
     EXPECT_THAT(candidates({"put", "--to=" + address, ""}), ElementsAre("/level", "kova:/player$"));
     EXPECT_THAT(candidates({"put", "/"}), IsEmpty());

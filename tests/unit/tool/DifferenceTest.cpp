@@ -44,7 +44,7 @@ std::string textOf(const Builder& first, const Builder& second, const Ignored& i
     return compare(first.recording, second.recording, ignored).text;
 }
 
-TEST(DifferenceTest, TimesAndNumbersDoNotCount) {
+TEST(DifferenceTest, TimesAndRequestNumbersAreIgnored) {
     Builder first;
     first.answer(1, "/a", "1").answer(2, "/b", "2");
     Builder second;
@@ -64,7 +64,7 @@ TEST(DifferenceTest, DifferentAnswersAreShown) {
               "retrieve /a:\n  - value 200 2\n  - completed\n  + value 200 3\n  + cancelled\n");
 }
 
-TEST(DifferenceTest, RequestsOfOneRecordingAreShown) {
+TEST(DifferenceTest, RequestsInOnlyOneRecordingAreShown) {
     Builder first;
     first.answer(1, "/a", "1");
     Builder second;
@@ -75,7 +75,7 @@ TEST(DifferenceTest, RequestsOfOneRecordingAreShown) {
     EXPECT_EQ(compare(first.recording, second.recording, {}).different, 2U);
 }
 
-TEST(DifferenceTest, OrderOfEqualRequestsCountsUnlessTheyOverlap) {
+TEST(DifferenceTest, OrderOfEqualRequestsIsComparedUnlessTheyOverlap) {
     Builder first;
     first.answer(1, "/a", "1").answer(2, "/a", "2");
     Builder swapped;
@@ -101,7 +101,7 @@ TEST(DifferenceTest, PayloadsAreComparedAsValues) {
               "  + value 200 [1] (binary)\n  + completed\n");
 }
 
-TEST(DifferenceTest, BytesThatAreNoValueAreCompared) {
+TEST(DifferenceTest, MalformedPayloadsAreComparedAsBytes) {
     Builder first;
     first.answer(1, "/a", "{");
     Builder second;
@@ -110,7 +110,7 @@ TEST(DifferenceTest, BytesThatAreNoValueAreCompared) {
     EXPECT_EQ(compare(first.recording, second.recording, {}).different, 1U);
 }
 
-TEST(DifferenceTest, HeadersCountExceptIdsAndQueues) {
+TEST(DifferenceTest, HeadersAreComparedExceptIdsAndQueues) {
     Builder first;
     first.ask(1, "/a", "{\"traceparent\":\"1\",\"$accept\":\"a\"}").end(1);
     Builder second;
@@ -121,7 +121,7 @@ TEST(DifferenceTest, HeadersCountExceptIdsAndQueues) {
     EXPECT_EQ(compare(first.recording, other.recording, {}).different, 2U);
 }
 
-TEST(DifferenceTest, IgnoredPathsAndFieldsDoNotCount) {
+TEST(DifferenceTest, IgnoredPathsAndFieldsAreNotCompared) {
     Builder first;
     first.answer(1, "/system/load", "1").answer(2, "/a", "[{\"up\":1,\"x\":1}]");
     Builder second;

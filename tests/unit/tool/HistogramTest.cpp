@@ -61,7 +61,7 @@ TEST(HistogramTest, QuantilesAreThoseOfTheSortedValues) {
     }
 }
 
-TEST(HistogramTest, SumHasTheValuesOfBoth) {
+TEST(HistogramTest, SumHasTheValuesOfBothHistograms) {
     Histogram low;
     Histogram high;
     low.add(10);

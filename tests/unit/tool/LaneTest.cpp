@@ -31,7 +31,7 @@ public:
     }
     void cancelRequest(void* /*handle*/) override {}
 
-    /// Takes the oldest response handler out of the list.
+    /// Removes and returns the oldest response handler.
     std::unique_ptr<IResponseHandler<Response>> next() {
         auto handler = std::move(handlers.front());
         handlers.erase(handlers.begin());
@@ -81,7 +81,7 @@ TEST_F(LaneTest, StopEndsTheLoop) {
     EXPECT_EQ(service.requests, 1);
 }
 
-TEST_F(LaneTest, OnlyTheFirstRequestIsSentAfterTheEnd) {
+TEST_F(LaneTest, OnlyTheFirstRequestIsSentAfterTheEndOfThePlan) {
     Lane lane(service, request, {std::nullopt, now, now, 2});
     lane.pump();
     EXPECT_EQ(service.requests, 1);
@@ -152,7 +152,7 @@ TEST_F(LaneTest, RequestsThatFailAtOnceDoNotNest) {
     EXPECT_EQ(lane.result().open, 100U);
 }
 
-TEST(LaneResultTest, SumHasBoth) {
+TEST(LaneResultTest, SumHasTheCountsOfBothResults) {
     LaneResult one;
     one.answered = 1;
     one.errors[404] = 2;

@@ -20,7 +20,7 @@ TEST(LossCounterTest, GapsAreCounted) {
     EXPECT_EQ(losses.add(100, 5), 0U);
     EXPECT_EQ(losses.add(108, 1), 3U);
     EXPECT_EQ(losses.position(), 109U);
-    EXPECT_EQ(losses.add(1, 1), 0U);  // a service that numbers anew
+    EXPECT_EQ(losses.add(1, 1), 0U);  // the service has restarted its numbering
 }
 
 using MonitorStreamTest = MonitorFixture;
@@ -60,7 +60,7 @@ TEST_F(MonitorStreamTest, GarbageIsReported) {
     }
 }
 
-TEST_F(MonitorStreamTest, MissingServiceEndsWithThree) {
+TEST_F(MonitorStreamTest, MissingServiceGivesExitStatusThree) {
     EXPECT_EQ(run({"monitor", "unix:" + folder / "none"}), NO_SERVICE);
     EXPECT_EQ(run({"monitor"}), MISUSED);
     EXPECT_EQ(run({"monitor", "nonsense:"}), MISUSED);

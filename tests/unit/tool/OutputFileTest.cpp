@@ -24,7 +24,7 @@ TEST(OutputFileTest, FileIsReplacedAndOnlyForItsOwner) {
     EXPECT_EQ(status.st_mode & 0777U, 0600U);
 }
 
-TEST(OutputFileTest, FailuresAreKept) {
+TEST(OutputFileTest, CloseReportsAnEarlierFailure) {
     const test::TemporaryFolder folder;
     OutputFile missing(folder / "none/a");
     EXPECT_FALSE(missing.open());

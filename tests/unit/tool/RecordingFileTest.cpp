@@ -46,7 +46,7 @@ TEST(RecordingFileTest, LinesReadBackUnchanged) {
     EXPECT_EQ(recording.events[2].omitted, 9'000'000U);
 }
 
-TEST(RecordingFileTest, FilesThatAreWrongAreRefusedWithTheLine) {
+TEST(RecordingFileTest, MalformedFilesAreRefusedWithTheNumberOfTheLine) {
     const std::string head = HEAD;
     const std::string request = REQUEST;
     EXPECT_EQ(reasonOf(""), "the file is empty");

@@ -47,7 +47,7 @@ protected:
     std::int64_t time = 0;
 };
 
-TEST_F(ReplayPartTest, RequestWaitsForTheEndsBeforeIt) {
+TEST_F(ReplayPartTest, RequestWaitsForTheEndsOfEarlierRequests) {
     add(EventKind::request, 1, "/held/a");
     add(EventKind::completed, 1);
     add(EventKind::request, 2, "/held/b");
@@ -83,7 +83,7 @@ TEST_F(ReplayPartTest, RequestWithoutAnAnswerIsGivenUp) {
     EXPECT_EQ(kinds(), (std::vector<EventKind>{EventKind::request}));
 }
 
-TEST_F(ReplayPartTest, ValuesBeyondACancellationDoNotCount) {
+TEST_F(ReplayPartTest, ValuesAfterACancellationAreIgnored) {
     add(EventKind::request, 1, "/held/a");
     add(EventKind::value, 1);
     add(EventKind::cancelled, 1);

@@ -23,7 +23,7 @@ kit::Result<Payload> parse(const std::string& line) {
     return stored ? stored->payload() : kit::Result<Payload>(stored.error());
 }
 
-TEST(StoredPayloadTest, LineHasTheMostReadableForm) {
+TEST(StoredPayloadTest, PayloadIsStoredInTheMostReadableForm) {
     EXPECT_EQ(lineOf("{\"b\":[1,2.5],\"a\":null}"),
               "{\"type\":\"application/json\",\"json\":{\"b\":[1,2.5],\"a\":null}}");
     EXPECT_EQ(lineOf("{\"open\":"), "{\"type\":\"application/json\",\"text\":\"{\\\"open\\\":\"}");
@@ -51,7 +51,7 @@ TEST(StoredPayloadTest, BytesAndTypeReadBackUnchanged) {
     }
 }
 
-TEST(StoredPayloadTest, OtherFormsAreRefused) {
+TEST(StoredPayloadTest, MalformedStoredPayloadsAreRefused) {
     for (char const* line :
          {"{\"type\":\"a\"}", "{\"type\":\"a\",\"text\":\"\",\"json\":1}", "{\"text\":\"\"}",
           "{\"type\":\"a\",\"base64\":\"a\"}", "{\"type\":\"a\",\"base64\":\"====\"}",
@@ -61,7 +61,7 @@ TEST(StoredPayloadTest, OtherFormsAreRefused) {
     EXPECT_EQ(parse("{\"type\":\"a\",\"omitted\":5}").orThrow().size(), 0U);
 }
 
-TEST(StoredPayloadTest, Base64IsThatOfTheRfc) {
+TEST(StoredPayloadTest, Base64MatchesTheTestVectorsOfRfc4648) {
     // RFC 4648, section 10
     for (const auto& [bytes, text] : {std::pair<char const*, char const*>{"", ""},
                                       {"f", "Zg=="},

@@ -31,7 +31,7 @@ TEST(TextTest, BytesThatAreNotUtf8AreReplaced) {
     EXPECT_EQ(visible("\uFFFD"), "\uFFFD");
 }
 
-TEST(TextTest, ColumnsCountWideAndCombiningCharacters) {
+TEST(TextTest, WideCharactersNeedTwoColumnsAndCombiningOnesNone) {
     EXPECT_EQ(columnsOf("abc"), 3U);
     EXPECT_EQ(columnsOf("ä"), 1U);
     EXPECT_EQ(columnsOf("a\u0308"), 1U);

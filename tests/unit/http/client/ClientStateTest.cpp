@@ -584,7 +584,7 @@ TEST_F(ClientStateTest, SilentServerIsLostAfterAPing) {
     EXPECT_EQ(recording.waitFor(1), (Events{"error 503 lost: no answer to a PING for 20 ms"}));
 }
 
-TEST_F(ClientStateTest, ServerThatAnswersPingsIsWaitedFor) {
+TEST_F(ClientStateTest, ClientWaitsForAServerThatAnswersPings) {
     ClientSettings settings = patient();
     settings.quiet = 5ms;
     settings.pingLimit = LONG;

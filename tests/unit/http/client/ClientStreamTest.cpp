@@ -77,7 +77,7 @@ TEST_F(ClientStreamTest, ShortRequestCanBeReadAgain) {
     EXPECT_TRUE(stream.isSent());
 }
 
-TEST_F(ClientStreamTest, OnlyRequestsUpToALimitAreKept) {
+TEST_F(ClientStreamTest, BytesOfRequestsAreKeptUpToALimit) {
     const std::string longest(ClientStream::LONGEST_KEPT, 'x');
     EXPECT_TRUE(ClientStream(recording.handler(), longest, 1024).isKept());
     EXPECT_FALSE(ClientStream(recording.handler(), longest + 'x', 1024).isKept());
@@ -143,7 +143,7 @@ TEST_F(ClientStreamTest, NoEventFollowsDrop) {
     EXPECT_EQ(recording.living(), 0U);
 }
 
-TEST_F(ClientStreamTest, StreamIsLostOnce) {
+TEST_F(ClientStreamTest, OnlyTheFirstLossEndsTheRequest) {
     stream.lose("the server is gone");
     stream.lose("again");
     EXPECT_EQ(recording.events(), (Events{"error 503 lost: the server is gone"}));

@@ -61,7 +61,7 @@ TEST_F(RegistrationTest, EachServiceHasAFileOfTheSameSocket) {
     }
 }
 
-TEST_F(RegistrationTest, DirectoryIsEmptyAfterwards) {
+TEST_F(RegistrationTest, DestructorLeavesTheDirectoryEmpty) {
     add().reset();
     EXPECT_EQ(::rmdir(path.c_str()), 0);
 }
@@ -135,7 +135,7 @@ TEST_F(RegistrationTest, LinkIsNeitherFollowedNorReplaced) {
     EXPECT_TRUE(exists(folder / "dead"));
 }
 
-TEST_F(RegistrationTest, FileThatHasReplacedItsFileIsNotRemoved) {
+TEST_F(RegistrationTest, DestructorDoesNotRemoveAFileOfALaterRegistration) {
     auto first = add();
     ASSERT_EQ(::unlink(device.c_str()), 0);
     const auto second = add();
@@ -220,7 +220,7 @@ TEST_F(RegistrationTest, UsersOfAStickyDirectoryDoNotWaitForEachOther) {
     EXPECT_TRUE(add({"/bob"}));
 }
 
-TEST_F(RegistrationTest, LockOfAnotherUserIsRefused) {
+TEST_F(RegistrationTest, LockFileOfAnotherUserIsRefused) {
     KOVA_SKIP_UNLESS_ROOT();
     make(01777);
     {

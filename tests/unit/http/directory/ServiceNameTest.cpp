@@ -30,7 +30,7 @@ INSTANTIATE_TEST_SUITE_P(ServiceNameTest, ServiceName,
                                            Row{"/..", "%2E."}, Row{"/.new-0", "%2Enew-0"},
                                            Row{"/a/..", "a+.."}, Row{"/\xE4", "%E4"}));
 
-TEST(ServiceNameTest, EveryByteIsKept) {
+TEST(ServiceNameTest, EveryByteReadsBackUnchanged) {
     for (int byte = 0; byte < 256; ++byte) {
         const std::string path =
             std::string("/") + static_cast<char>(byte) + "x" + static_cast<char>(byte);

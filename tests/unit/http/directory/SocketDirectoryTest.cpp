@@ -70,7 +70,7 @@ TEST_F(SocketDirectoryTest, MissingParentIsAnError) {
     EXPECT_THROW(SocketDirectory::create(folder / "a/b"), std::system_error);
 }
 
-TEST_F(SocketDirectoryTest, FileIsNotADirectory) {
+TEST_F(SocketDirectoryTest, FileInPlaceOfTheDirectoryIsAnError) {
     kova::test::writeFile(path, "");
     EXPECT_EQ(errorOfOpen().message, "'" + path + "' cannot be opened: Not a directory");
     EXPECT_EQ(errorOfCreate(), "directory '" + path + "': Not a directory");

@@ -186,7 +186,7 @@ TEST_F(ForeignAnswerTest, BytesOfWaitingValuesAreLimited) {
 
 class UnknownTerms : public ForeignAnswerTest, public ::testing::WithParamInterface<char const*> {};
 
-TEST_P(UnknownTerms, LeaveTheLimitOfBytes) {
+TEST_P(UnknownTerms, AreIgnored) {
     startStream(GetParam());
     for (int i = 0; i < 100; ++i) {
         EXPECT_FALSE(handler->onNext(value(i)));

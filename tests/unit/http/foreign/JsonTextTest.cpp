@@ -49,7 +49,7 @@ TEST(JsonTextTest, TextThatIsNotJsonHasNoLine) {
 
 class EncodedBytes : public ::testing::TestWithParam<std::pair<char const*, char const*>> {};
 
-TEST_P(EncodedBytes, AreTheTestVectorOfRfc4648) {
+TEST_P(EncodedBytes, MatchTheTestVectorsOfRfc4648) {
     EXPECT_EQ(toBase64(GetParam().first), GetParam().second);
 }
 

@@ -345,7 +345,7 @@ INSTANTIATE_TEST_SUITE_P(
         FramingRow{{{"X(", "a"}}, false}, FramingRow{{{"X", "a\rb"}}, false},
         FramingRow{{{"X", std::string("a\0b", 3)}}, false}, FramingRow{{{"X", "\x7F"}}, false}));
 
-TEST(MappingTest, OnlyTheOldVersionNeedsNoHost) {
+TEST(MappingTest, OnlyHttp10MayOmitTheHost) {
     EXPECT_TRUE(checkFraming({}, "HTTP/1.0").ok());
     EXPECT_FALSE(checkFraming({}, "HTTP/1.1").ok());
 }

@@ -160,7 +160,7 @@ protected:
     std::array<int, MOST> former{};
 };
 
-TEST_F(ActivationTest, OnlySocketNeedsNoName) {
+TEST_F(ActivationTest, SingleSocketNeedsNoName) {
     handOver({unixSocket(path).get()}, "web");
     const ActivatedSocket socket("");
     EXPECT_EQ(socket.address().toString(), "unix:" + path);
@@ -253,7 +253,7 @@ TEST_F(ActivationTest, UnusableSocketsAreErrors) {
     EXPECT_EQ(errorOf("a"), "the socket 'a' of the service manager has neither a path nor a port");
 }
 
-TEST_F(ActivationTest, NameOfNoneOrOfSeveralSocketsIsAnError) {
+TEST_F(ActivationTest, NameThatNoSocketOrSeveralSocketsHaveIsAnError) {
     const FileDescriptor socket = unixSocket(path);
     handOver({socket.get(), socket.get(), socket.get()}, "a:b:b");
     EXPECT_EQ(errorOf("c"),

@@ -106,7 +106,7 @@ TEST_F(AnswerQueueTest, ReaderIsNotifiedOnlyAfterItFoundTheQueueEmpty) {
     EXPECT_EQ(told, 2);
 }
 
-TEST_F(AnswerQueueTest, RecordsOfManyQueuesNeedAtMostTwoBursts) {
+TEST_F(AnswerQueueTest, ReadersOfManyQueuesAreNotifiedInAtMostTwoBursts) {
     std::promise<void> hold;
     const std::shared_future<void> held = hold.get_future().share();
     loop->post([held] { held.wait(); });

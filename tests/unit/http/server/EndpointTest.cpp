@@ -351,7 +351,7 @@ TEST_F(EndpointTest, LongestBodyIsAcceptedAndALongerOneIs413) {
     EXPECT_EQ(client.wait(client.send(GET)).status, 200);
 }
 
-TEST_F(EndpointTest, UnfinishedBodiesOfAConnectionTogetherHaveTwiceTheLimitOfOne) {
+TEST_F(EndpointTest, UnfinishedBodiesOfAConnectionMayHaveTwiceTheLimitOfOneBody) {
     answerAtOnce();
     EndpointOptions options;
     options.bodyBytes = GET.size();
@@ -466,7 +466,7 @@ TEST_F(EndpointTest, ConnectionWithoutItsFirstBytesIsClosed) {
     waitForConnections(0);
 }
 
-TEST_F(EndpointTest, PrefaceMayArriveByteForByte) {
+TEST_F(EndpointTest, PrefaceMayArriveByteByByte) {
     answerAtOnce();
     serve();
     Http2Client client(directory.address());
@@ -532,7 +532,7 @@ TEST_F(EndpointTest, ModeOfTheSocketDecidesWhichUsersMayConnect) {
     EXPECT_THROW(SocketClient(directory.address()), std::runtime_error);
 }
 
-TEST_F(EndpointTest, OtherUsersThatMayConnectAreRefusedBelowKova) {
+TEST_F(EndpointTest, OtherUsersThatMayConnectAreRefusedTheInspection) {
     KOVA_SKIP_UNLESS_ROOT();
     ASSERT_EQ(::chmod(directory.path("").c_str(), 0755), 0);
     EndpointOptions options;
@@ -621,7 +621,7 @@ TEST_F(EndpointTest, ConnectionKeptAliveWithoutARequestDoesNotDelayAStop) {
     EXPECT_TRUE(idle.isClosedByPeer());
 }
 
-// The end
+// Stopping and destroying
 
 TEST_F(EndpointTest, ClientThatSendsGoAwayGetsItsAnswer) {
     serve();
@@ -635,7 +635,7 @@ TEST_F(EndpointTest, ClientThatSendsGoAwayGetsItsAnswer) {
     waitForConnections(0);
 }
 
-/// Lowers the number of descriptors that the process may have to those that it has and `further`.
+/// Limits the descriptors of the process to those that it has, and `further` more.
 class DescriptorLimit {
 public:
     explicit DescriptorLimit(unsigned further) {
@@ -685,7 +685,7 @@ TEST_F(EndpointTest, StopWaitsForPendingRequests) {
     EXPECT_EQ(endpoint->connections(), 0U);
 }
 
-TEST_F(EndpointTest, StopEndsRequestsAfterItsLimitWith503) {
+TEST_F(EndpointTest, StopEndsRequestsWith503AfterItsTimeLimit) {
     serve();
     Http2Client client(directory.address());
     const std::int32_t id = request(client);

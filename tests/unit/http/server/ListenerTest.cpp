@@ -79,13 +79,13 @@ TEST_F(ListenerTest, PathInUseIsRefusedAndStaysUsable) {
     EXPECT_NO_THROW(test::SocketClient{directory.address()});
 }
 
-TEST_F(ListenerTest, ReaderOfTheDirectoryCannotDelayIt) {
+TEST_F(ListenerTest, ReaderOfTheDirectoryCannotDelayAListener) {
     const FileDescriptor reader(::open(directory.path("").c_str(), O_RDONLY | O_CLOEXEC));
     ASSERT_EQ(::flock(reader.get(), LOCK_EX), 0);
     EXPECT_EQ(errorOfListen(), 0);
 }
 
-TEST_F(ListenerTest, LockIsThatOfRegistrations) {
+TEST_F(ListenerTest, ListenerNeedsTheLockOfTheDirectory) {
     const DirectoryLock held = DirectoryLock::ofSocket(path);
     EXPECT_EQ(errorOfListen(), EADDRINUSE);
     EXPECT_FALSE(exists());
@@ -152,7 +152,7 @@ TEST_F(ListenerTest, MissingDirectoryIsAnError) {
     }
 }
 
-TEST_F(ListenerTest, FileThatHasReplacedItsFileIsNotRemoved) {
+TEST_F(ListenerTest, DestructorDoesNotRemoveAFileOfALaterListener) {
     auto first = listen();
     ASSERT_EQ(::unlink(path.c_str()), 0);
     const auto second = listen();

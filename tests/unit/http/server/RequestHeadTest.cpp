@@ -17,7 +17,7 @@ TEST(RequestHeadTest, EachFieldCountsAsItsTextAndThirtyTwoBytes) {
     EXPECT_EQ(exceeds.refusal()->status, 431U);
 }
 
-TEST(RequestHeadTest, HeadThatIsTooLongKeepsNothing) {
+TEST(RequestHeadTest, HeadThatIsTooLongStoresNoFurtherFields) {
     RequestHead head(100);
     head.add("x", std::string(100, 'x'));
     head.add(":path", "/a");

@@ -14,7 +14,7 @@ namespace kova::http::test {
 using kova::test::Http2Client;
 using kova::test::SocketClient;
 
-/// A directory for the sockets of a test, which its end removes.
+/// A directory for the sockets of a test, which the destructor removes.
 class SocketDirectory {
 public:
     SocketDirectory() { path_ = ::mkdtemp(name_); }

@@ -13,7 +13,7 @@
 #include "support/HeldService.h"
 #include "support/Watchdog.h"
 
-// The errors of RFC 9113, sections 4 to 6 and 8, that a client of its own bytes makes.
+// The errors of RFC 9113, sections 4 to 6 and 8. The client of the tests writes raw bytes.
 namespace kova::http::detail {
 namespace {
 

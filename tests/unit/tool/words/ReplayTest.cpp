@@ -34,7 +34,7 @@ protected:
     const std::string again = folder / "b.jsonl";
 };
 
-TEST_F(ReplayTest, SameAnswersAreNoDifference) {
+TEST_F(ReplayTest, SameAnswersGiveNoDifference) {
     recordSome();
     service.level.set(1);
     for (char const* speed : {"max", "0", "100"}) {

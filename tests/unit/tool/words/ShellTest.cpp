@@ -26,7 +26,7 @@ TEST_F(ShellTest, EachLineIsACommandOfTheService) {
     EXPECT_EQ(err, "");
 }
 
-TEST_F(ShellTest, FirstFailureEndsTheLines) {
+TEST_F(ShellTest, FirstFailingLineEndsTheShell) {
     EXPECT_EQ(runLines("get /level\nget /nowhere\nput /level 50\n"), REFUSED);
     EXPECT_EQ(out, "30\n");
     EXPECT_THAT(err, HasSubstr("kova: 404 Not Found: path '/nowhere' not found"));
@@ -38,7 +38,7 @@ TEST_F(ShellTest, RestOfTheInputIsAPayload) {
     EXPECT_EQ(service.level.get(), 44);
 }
 
-TEST_F(ShellTest, ExitLeavesTheLines) {
+TEST_F(ShellTest, ExitIgnoresTheLinesAfterIt) {
     EXPECT_EQ(runLines("get /level\nexit\nget /level\n"), DONE);
     EXPECT_EQ(out, "30\n");
 }
@@ -70,7 +70,7 @@ TEST_F(ShellTest, LongestLineIsBounded) {
     EXPECT_THAT(err, HasSubstr("a line has more than 65536 bytes"));
 }
 
-TEST_F(ShellTest, InterruptCancelsTheRequestAndEndsTheLines) {
+TEST_F(ShellTest, InterruptCancelsTheRequestAndEndsTheShell) {
     held.onRequest = [this](std::size_t) { interrupt(); };
     EXPECT_EQ(runLines("get /held\nget /level\n"), INTERRUPTED);
     EXPECT_EQ(out, "");
