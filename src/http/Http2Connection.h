@@ -49,7 +49,7 @@ protected:
         void operator()(nghttp2_session* session) const noexcept { nghttp2_session_del(session); }
     };
 
-    /// The connection is closed. Called once, as the last call; the object may be destroyed in it.
+    /// Called once, as the last call, when the connection is closed. May destroy the object.
     /// `session` may still be read.
     virtual void onClosed() noexcept = 0;
     nghttp2_session* session() const noexcept { return session_.get(); }

@@ -11,8 +11,7 @@ namespace kova::http {
 
 /// The address of a stream socket: a path of the file system, or a host and a port.
 ///
-/// It is not a locator and not a URL: it names no service and no resource. The grammar of its text
-/// is
+/// An address is neither a locator nor a URL: it names no service and no resource. Its grammar is
 ///
 ///     "unix:" PATH
 ///     "tcp:" HOST ":" PORT

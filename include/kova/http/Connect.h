@@ -15,7 +15,7 @@ namespace kova::http {
 struct ConnectOptions {
     /// The service path of the service ("/device"), if the endpoint serves several.
     std::string servicePath;
-    /// The longest time that a request waits for a connection. It then ends with 503.
+    /// The longest time that a request waits for a connection. The request then ends with 503.
     std::chrono::milliseconds patience = std::chrono::seconds(1);
     /// The bytes of an answer that the server may send before the response handler has received
     /// the values in them. While a response handler blocks, the server stops at this number.
@@ -23,8 +23,8 @@ struct ConnectOptions {
     /// The longest value or error of an answer, with its header. A longer one ends the request with
     /// 502.
     std::size_t recordBytes = std::size_t{64} * 1024 * 1024;
-    /// Accepts only a Unix socket at which a process of root or of this user listens. Another one
-    /// counts as a server that cannot be reached.
+    /// Accepts only a Unix socket at which a process of root or of this user listens. Any other
+    /// server counts as one that cannot be reached.
     bool onlyTrusted = false;
     /// Sends a retrieval again, at most three times, if its connection is lost before its first
     /// value has arrived. No other command is ever sent again.
@@ -45,7 +45,7 @@ struct ConnectOptions {
 /// handler that blocks delays the answers of all its requests. A request ends with the error
 ///
 /// - 503 "lost: ..." if its connection is lost, or if it has waited for a connection for
-///   `ConnectOptions::patience`; callers with `kova::kit` get the end "lost",
+///   `ConnectOptions::patience`; callers that use `kova::kit` get the end "lost",
 /// - 502 "malformed answer: ..." if the server does not follow the protocol (`docs/wire.md`),
 /// - of the endpoint, if the endpoint refuses it.
 ///

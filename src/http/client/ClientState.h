@@ -24,13 +24,13 @@ namespace kova::http::detail {
 /// The requests of one client, its connections, and the thread that serves them.
 ///
 /// Any thread may call `actionRequest` and `cancelRequest`; they add to a queue, which the thread
-/// of the loop empties. All else belongs to the thread of the loop. Response handlers are called
-/// there, and no lock is held. The use through `kit::Calls` makes a cancelled request silent at
-/// once.
+/// of the loop empties. All other functions belong to the thread of the loop. Response handlers are
+/// called there, and no lock is held. `kit::Calls` in front of the object silences a cancelled
+/// request at once.
 ///
-/// The thread of the loop rests while no request is open. The thread that sends the first one then
-/// borrows the loop, and writes the request itself. If it waits for the answer it also reads it, as
-/// long as no other request is sent (`kit::CallerDriven`).
+/// The thread of the loop rests while no request is open. The thread that sends the first request
+/// then borrows the loop, and writes the request itself. If the thread waits for the answer, it
+/// also reads the answer, as long as no other request is sent (`kit::CallerDriven`).
 ///
 /// There is at most one connection for new requests. It is connected when a request waits for it.
 /// A connection that the server is ending stays until its last stream is closed. A request whose
@@ -63,7 +63,7 @@ public:
 private:
     using Clock = EventLoop::Clock;
     using Stream = std::unique_ptr<ClientStream>;
-    // What another thread wants: a new request, or, without a stream, a cancellation.
+    // An order of another thread: send the request of `stream`, or, if that is null, cancel one.
     struct Order {
         std::uint64_t handle;
         Stream stream;
@@ -110,7 +110,7 @@ private:
     // Used only by the thread of the loop:
     std::unordered_map<std::uint64_t, Stream> streams_;
     std::map<std::uint64_t, ClientStream*> waiting_;  ///< the streams that are not sent yet
-    bool hasLostUnanswered_ = false;  ///< a repeated stream without a value, by GOAWAY
+    bool hasLostUnanswered_ = false;  ///< a stream without a value is to be sent again
     std::vector<std::unique_ptr<ClientConnection>> connections_;
     ClientConnection* current_ = nullptr;  ///< the connection for new requests
     Clock::time_point disconnectedSince_;  ///< when the latest connection was lost

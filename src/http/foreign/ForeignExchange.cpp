@@ -338,9 +338,9 @@ MHD_Result ForeignExchange::queueStream() {
     return queue(response, statuscodes::OK, isWhole);
 }
 
-// A stream that fails ends with a byte for a socket that is shut down. libmicrohttpd 0.9.75 would
-// never close a resumed connection that ends with MHD_CONTENT_READER_END_WITH_ERROR: it watches its
-// socket no more.
+// To end a stream that fails, shuts its socket down and returns a byte, which cannot be sent.
+// libmicrohttpd 0.9.75 would never close a resumed connection that ends with
+// MHD_CONTENT_READER_END_WITH_ERROR, because it does not watch the socket any more.
 ssize_t ForeignExchange::readStream(void* self, std::uint64_t, char* buffer,
                                     std::size_t size) noexcept {
     auto& exchange = *static_cast<ForeignExchange*>(self);
@@ -394,8 +394,8 @@ void ForeignExchange::suspend() {
     MHD_suspend_connection(connection_);
 }
 
-// The watch ends at once, because the system gives the number of the socket to another one when
-// libmicrohttpd has closed the socket.
+// Stops watching the socket at once: when libmicrohttpd has closed the socket, the system may give
+// its number to another one.
 void ForeignExchange::resume() {
     if (!std::exchange(isSuspended_, false)) {
         return;

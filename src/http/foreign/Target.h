@@ -26,7 +26,7 @@ struct Target {
     /// The authority of a target that is a whole URL ("http://host/a"), which replaces the field
     /// `Host` (RFC 9112, section 3.2.2).
     std::optional<std::string> authority;
-    /// The resource; with `watches`, the root.
+    /// The resource; if there are `watches`, the root.
     Destination resource;
     /// The resources that the query names: "/?watch=/a&watch=/b".
     std::vector<Destination> watches;
@@ -37,7 +37,7 @@ struct Target {
     /// an escape, and for a query with anything but `watch`.
     ///
     /// In the query, "/" and "$" may be escaped, and "+" is a space, because functions of browsers
-    /// write it so.
+    /// write a space so.
     static kit::Result<Target> parse(std::string_view text);
 };
 

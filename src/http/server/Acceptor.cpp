@@ -16,7 +16,7 @@ namespace kova::http::detail {
 
 namespace {
 
-// The most connections that are accepted in one turn, so that others are not kept waiting.
+// The most connections that are accepted in one turn, so that other descriptors do not wait.
 constexpr int ACCEPTED_IN_A_TURN = 32;
 constexpr std::chrono::milliseconds RETRY_DELAY(100);
 

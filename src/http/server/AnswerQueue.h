@@ -61,7 +61,7 @@ private:
     const std::shared_ptr<EventLoop> loop_;
     EventLoop::Task afterBurst_;
     std::mutex mutex_;
-    Queue first_;  ///< of a list
+    Queue first_;  ///< of the list
     AnswerQueue* last_ = nullptr;
     bool isClosed_ = false;
 };
@@ -149,7 +149,7 @@ private:
     std::condition_variable changed_;
     std::list<Entry> entries_;  ///< a list, because an open stream without values allocates nothing
     std::size_t bytes_ = 0;
-    std::uint64_t lostBeforeNext_ = 0;  ///< the dropped values after which no value waits
+    std::uint64_t lostBeforeNext_ = 0;  ///< the dropped values that no queued value reports
     std::size_t bound_ = SIZE_MAX;
     kit::WhenFull whenFull_ = kit::Disconnect;
     bool isFirstWaiting_ = false;  ///< the first record is the front of the queue

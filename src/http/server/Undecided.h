@@ -29,7 +29,7 @@ public:
     /// Watches the socket. May decide before it returns. Throws `std::bad_alloc`; the object must
     /// then be destroyed.
     void start(std::chrono::milliseconds limit, OnDecided onDecided);
-    /// Gives up the socket, whose bytes are all unread.
+    /// Releases the socket. All its bytes are still unread.
     FileDescriptor takeSocket() noexcept { return std::move(socket_); }
     const kit::Peer& peer() const noexcept { return peer_; }
 
