@@ -20,14 +20,14 @@ constexpr std::array<char const*, 5> KINDS = {"request", "value", "completed", "
                                               "cancelled"};
 constexpr char const* LAST = "end of recording";
 
-/// The first line.
+/// The first line of a recording.
 struct Head {
     int version = 0;
     std::string service;
 };
 KOVA_FIELDS(Head, as("kovaRecording", version), service)
 
-/// Any other line.
+/// Any other line of a recording.
 struct Line {
     std::string event;
     std::uint64_t id = 0;

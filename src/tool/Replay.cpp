@@ -153,7 +153,7 @@ private:
     }
     void onValue(Sent& sent, const Response& value) {
         ++sent.values;
-        // A cancelled request, or one without an end, has no more values than in the recording.
+        // Of a cancelled request, or one without an end, only as many values count as are recorded.
         if ((!sent.isCancelled && sent.hasEnd) || sent.values <= sent.recorded) {
             report(EventKind::value, sent, &value);
         }
