@@ -73,7 +73,7 @@ TEST(WireDocumentTest, KindsHaveTheirNumbers) {
     }
 }
 
-/// Returns the reason for which a record with twice the same field is refused.
+/// Returns the reason for which a record that has the same field twice is refused.
 std::string reasonOfTwo(char number) {
     const std::string version = payloads::fromHex("01 00000001 01");
     const std::string field = std::string(1, number) + payloads::fromHex("00000002") + "ab";

@@ -35,7 +35,7 @@ TEST_F(CallLoopTest, ConditionIsCheckedFirst) {
     EXPECT_EQ(loop.run([] { return true; }, CallLoop::Clock::now()), Reason::holds);
 }
 
-TEST_F(CallLoopTest, PostedFunctionsRunOnTheThread) {
+TEST_F(CallLoopTest, PostedFunctionsRunInsideRun) {
     bool isCalled = false;
     ASSERT_TRUE(loop.executor().tryPost([&] { isCalled = true; }));
     EXPECT_EQ(loop.run([&] { return isCalled; }, std::nullopt), Reason::holds);

@@ -48,7 +48,7 @@ TEST_F(SessionTest, OneConnectionServesSeveralRequests) {
     EXPECT_EQ(endpoint.connections(), 1U);
 }
 
-TEST_F(SessionTest, ErrorAfterTheFirstValueIsTheEnd) {
+TEST_F(SessionTest, ErrorAfterTheFirstValueEndsTheRequest) {
     held.onRequest = [this](std::size_t number) {
         held[number].onNext(Response(200));
         held[number].onError(Response::createErrorResponse(500, "late"));

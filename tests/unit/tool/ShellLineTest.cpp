@@ -58,7 +58,7 @@ TEST(CompleteLineTest, InsertsWhatTheCandidatesHaveInCommon) {
     EXPECT_EQ(completeLine("x", {}).insertion, "");
 }
 
-TEST(CompleteLineTest, EndsACompleteWord) {
+TEST(CompleteLineTest, InsertsQuoteAndBlankAfterACompleteWord) {
     EXPECT_EQ(completeLine("wa", {"watch"}).insertion, "tch ");
     EXPECT_EQ(completeLine("get '/le", {"/level"}).insertion, "vel' ");
     EXPECT_EQ(completeLine("get /level", {"/level"}).insertion, " ");

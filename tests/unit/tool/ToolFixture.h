@@ -95,7 +95,8 @@ protected:
         }
     }
 
-    /// Executes the words. Returns the exit status; `out` and `err` have the output.
+    /// Runs the program with these arguments. Returns the exit status; `out` and `err` have the
+    /// output.
     int run(std::vector<std::string> words) {
         std::ostringstream outStream;
         std::ostringstream errStream;
@@ -108,7 +109,7 @@ protected:
         err = errStream.str();
         return status;
     }
-    /// Executes the words with "--to" and the address of the service.
+    /// Runs the program with these arguments, "--to" and the address of the service.
     int runAt(std::vector<std::string> words) {
         words.insert(words.end(), {"--to", address});
         return run(std::move(words));
@@ -121,7 +122,7 @@ protected:
         ::close(std::exchange(input_[1], ::dup(interrupt_[1])));
     }
 
-    /// Makes a file with the text standard input.
+    /// Writes the text to a file, which becomes standard input.
     void setInput(const std::string& text) {
         test::writeFile(folder / "input", text);
         const int file = ::open((folder / "input").c_str(), O_RDONLY | O_CLOEXEC);

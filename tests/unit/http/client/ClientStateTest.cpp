@@ -526,7 +526,7 @@ TEST_F(ClientStateTest, ServerThatSpeaksAnotherProtocolIsLost) {
 
 // --- No connection -------------------------------------------------------------------------------
 
-TEST_F(ClientStateTest, RequestIsLostWhenItHasWaitedForItsPatience) {
+TEST_F(ClientStateTest, RequestThatHasWaitedLongerThanThePatienceIsLost) {
     listener.close();
     ClientSettings settings;
     settings.patience = 50ms;
@@ -548,7 +548,7 @@ TEST_F(ClientStateTest, RequestWaitsForAServerThatStartsLater) {
     EXPECT_EQ(recording.waitFor(1), (Events{"completed"}));
 }
 
-TEST_F(ClientStateTest, PatienceOfZeroSufficesForAServerThatIsThere) {
+TEST_F(ClientStateTest, PatienceOfZeroSufficesForAServerThatListens) {
     ClientSettings settings;
     settings.patience = 0ms;
     start(settings);

@@ -92,7 +92,7 @@ TEST_F(AnswerQueueTest, ReaderIsNotifiedOnlyAfterItFoundTheQueueEmpty) {
     use();
     next(1);
     awaitLoop();
-    EXPECT_EQ(told, 0);  // the reader expects the first record
+    EXPECT_EQ(told, 0);  // the reader expects the first record anyway
     EXPECT_EQ(events(), Events{"next 1"});
     next(2);
     next(3);

@@ -90,7 +90,7 @@ TEST_F(EndpointTest, RequestReachesTheServiceAndItsAnswerTheClient) {
     EXPECT_EQ(eventsOf(client[id].body), (Events{"next 201", "completed"}));
 }
 
-TEST_F(EndpointTest, AnswerBeforeTheRequestReturnsIsDelivered) {
+TEST_F(EndpointTest, AnswerInsideActionRequestIsDelivered) {
     answerAtOnce();
     serve();
     Http2Client client(directory.address());
@@ -257,7 +257,7 @@ TEST_F(EndpointTest, RequestThatHasEndedIsNotCancelled) {
     {
         Http2Client client(directory.address());
         const std::int32_t first = request(client, 1);
-        // `actionRequest` has returned for the first one when the second one is there.
+        // When the second request has arrived, `actionRequest` has returned for the first one.
         request(client, 2);
         service.answer(1);
         client.wait(first);
@@ -409,7 +409,7 @@ TEST_F(EndpointTest, RequestsOfAConnectionAreLimited) {
     }));
     const std::int32_t first = request(client, 1);
     request(client, 2);
-    // nghttp2 keeps the third one back until one of the others has ended.
+    // nghttp2 keeps the third request back until one of the others has ended.
     const std::int32_t third = client.send(GET);
     service.answer(1);
     client.wait(first);

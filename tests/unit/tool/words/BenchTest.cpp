@@ -18,7 +18,7 @@ using testing::MatchesRegex;
 using testing::Not;
 using testing::StartsWith;
 
-/// A part of the result.
+/// The part of the printed result that the tests check.
 struct BenchResult {
     std::string loop;
     std::uint64_t answered = 0;

@@ -66,7 +66,7 @@ TEST_F(MonitorTest, FiltersSelectRequests) {
     }
 }
 
-TEST_F(MonitorTest, SlowerSelectsByTheDuration) {
+TEST_F(MonitorTest, OptionSlowerSelectsRequestsByTheirDuration) {
     EXPECT_EQ(runWhile({"monitor", "--slower", "1h", "--path", "/level"},
                        [this] {
                            ask("retrieve", "/level");
