@@ -46,7 +46,7 @@ TEST(ConnectTest, ServiceWithoutAServerIsReturnedAndItsRequestsAreLost) {
                                             "such file or directory"}));
 }
 
-TEST(ConnectTest, KitReportsTheEndLostForLostRequests) {
+TEST(ConnectTest, LostRequestsAreLostForCallersOfTheKit) {
     const test::Watchdog watchdog{"a request is lost"};
     ConnectOptions options;
     options.patience = 0ms;

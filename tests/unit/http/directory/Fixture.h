@@ -18,7 +18,7 @@ namespace kova::http::test {
 
 using kova::test::OtherUser;
 
-/// A folder for the socket directory "kova" of a test. The directory does not exist at first.
+/// A folder in which a test has the directory of sockets "kova", which does not exist yet.
 class SocketDirectoryTest : public ::testing::Test {
 protected:
     SocketDirectoryTest() { ::chmod(folder.path().c_str(), 0777); }
@@ -42,7 +42,7 @@ protected:
     }
     std::string operator/(const std::string& name) const { return path + "/" + name; }
 
-    /// Binds a socket to a path. The caller must listen.
+    /// Binds a socket to a path, and lets the caller listen.
     static detail::FileDescriptor bindSocket(const std::string& path) {
         detail::FileDescriptor socket(::socket(AF_UNIX, detail::SOCKET_KIND, 0));
         const sockaddr_un name = detail::toUnixAddress(path);
