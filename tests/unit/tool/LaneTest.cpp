@@ -81,7 +81,7 @@ TEST_F(LaneTest, StopEndsTheLoop) {
     EXPECT_EQ(service.requests, 1);
 }
 
-TEST_F(LaneTest, OnlyTheFirstRequestIsSentAfterTheEndOfThePlan) {
+TEST_F(LaneTest, PlanWhoseEndHasPassedSendsOneRequest) {
     Lane lane(service, request, {std::nullopt, now, now, 2});
     lane.pump();
     EXPECT_EQ(service.requests, 1);

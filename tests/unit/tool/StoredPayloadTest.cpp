@@ -23,7 +23,7 @@ kit::Result<Payload> parse(const std::string& line) {
     return stored ? stored->payload() : kit::Result<Payload>(stored.error());
 }
 
-TEST(StoredPayloadTest, PayloadIsStoredInTheMostReadableForm) {
+TEST(StoredPayloadTest, PayloadIsWrittenInItsMostReadableForm) {
     EXPECT_EQ(lineOf("{\"b\":[1,2.5],\"a\":null}"),
               "{\"type\":\"application/json\",\"json\":{\"b\":[1,2.5],\"a\":null}}");
     EXPECT_EQ(lineOf("{\"open\":"), "{\"type\":\"application/json\",\"text\":\"{\\\"open\\\":\"}");
