@@ -3,6 +3,8 @@
 // (`tools/soak`):
 //   http_soak SECONDS       the report has 60 lines, or one for each 5 seconds
 //   http_soak short ROUNDS  connects, opens streams and looks for one that gets no value in 0.2 s
+//   http_soak pace ROUNDS   compares the requests a second of clients with and without bad
+//   neighbours
 //
 // Each server is a process. The steady one lives as long as the run; the other one is killed and
 // started again at random. Each has ten clients in this process, with 50 streams each, which are
@@ -25,6 +27,7 @@
 #include <vector>
 
 #include "Load.h"
+#include "Pace.h"
 #include "client/RemoteService.h"
 #include "integration/http/chaos/Proxy.h"
 #include "kova/core/response_handlers.h"
@@ -338,6 +341,64 @@ void makeShortRuns(long rounds) {
         rounds, late);
 }
 
+// --- Bad neighbours ------------------------------------------------------------------------------
+
+double median(std::vector<double> numbers) {
+    std::sort(numbers.begin(), numbers.end());
+    return numbers[numbers.size() / 2];
+}
+
+// Returns the processor time that a process has used, in seconds.
+double processorTime(pid_t process) {
+    std::ifstream status("/proc/" + std::to_string(process) + "/stat");
+    std::string word;
+    long ticks = 0;
+    for (int field = 1; field <= 15 && status >> word; ++field) {
+        ticks += field >= 14 ? std::stol(word) : 0;  // utime, stime
+    }
+    return static_cast<double>(ticks) / static_cast<double>(::sysconf(_SC_CLK_TCK));
+}
+
+// Returns whether clients keep 90 % of their pace beside 20 clients that do not read their 20
+// streams each, and 20 that send a byte every 10 ms. Their pace is the number of requests in a
+// second of the server's processor time, so that other programs on the machine do not count.
+bool comparePace(long rounds) {
+    const SocketDirectory directory;
+    const Process server({CHAOS_PEER, "serve", directory.address()});
+    await([&] { return std::filesystem::exists(directory.path("s")); });
+    Neighbours neighbours(directory.address());
+    std::atomic<bool> isOver{false};
+    std::thread pusher([&] {
+        while (!isOver) {
+            neighbours.push();
+            std::this_thread::sleep_for(50ms);
+        }
+    });
+    const auto pace = [&] {
+        const double before = processorTime(server.id());
+        const long answered = neighbours.answeredIn(3s);
+        return static_cast<double>(answered) / (processorTime(server.id()) - before);
+    };
+    std::vector<double> alone;
+    std::vector<double> ratios;
+    for (long round = 0; round < rounds; ++round) {
+        alone.push_back(pace());
+        std::vector<std::unique_ptr<StalledReader>> readers;
+        for (int i = 0; i < 20; ++i) {
+            readers.push_back(std::make_unique<StalledReader>(directory.path("s")));
+        }
+        const SlowWriters writers(directory.address());
+        std::this_thread::sleep_for(500ms);  // the readers stop
+        ratios.push_back(pace() / alone.back());
+    }
+    isOver = true;
+    pusher.join();
+    std::printf(
+        "%.0f requests a second; beside bad neighbours %.2f of that (median of %ld rounds)\n",
+        median(alone) / 2, median(ratios), rounds);
+    return median(ratios) >= 0.9;
+}
+
 }  // namespace
 }  // namespace kova::http::test
 
@@ -348,6 +409,9 @@ int main(int argc, char** argv) {
             kova::http::test::makeShortRuns(std::stol(argv[2]));
             return 0;
         }
+        if (mode == "pace" && argc == 3) {
+            return kova::http::test::comparePace(std::stol(argv[2])) ? 0 : 1;
+        }
         if (argc == 2) {
             return kova::http::test::Soak().run(std::chrono::seconds(std::stol(mode))) ? 0 : 1;
         }
@@ -355,6 +419,6 @@ int main(int argc, char** argv) {
         std::fprintf(stderr, "http_soak: %s\n", error.what());
         return 1;
     }
-    std::fputs("usage: http_soak SECONDS | http_soak short ROUNDS\n", stderr);
+    std::fputs("usage: http_soak SECONDS | http_soak short|pace ROUNDS\n", stderr);
     return 2;
 }
