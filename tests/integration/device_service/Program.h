@@ -28,18 +28,20 @@ using Arguments = std::vector<std::string>;
     _exit(127);
 }
 
-/// The running program. The test reads its standard output and error.
+/// The running program. The test reads its standard output and error, unless they go to the file
+/// `log`.
 class Program {
 public:
-    Program(const std::string& folder, const Arguments& arguments) {
+    Program(const std::string& folder, const Arguments& arguments, char const* log = nullptr) {
         int out[2];
         if (pipe2(out, O_CLOEXEC) != 0) {
             throw std::runtime_error("cannot make a pipe");
         }
         child_ = fork();
         if (child_ == 0) {
-            dup2(out[1], STDOUT_FILENO);
-            dup2(out[1], STDERR_FILENO);
+            const int target = log == nullptr ? out[1] : open(log, O_WRONLY | O_CLOEXEC);
+            dup2(target, STDOUT_FILENO);
+            dup2(target, STDERR_FILENO);
             become(folder, arguments);
         }
         close(out[1]);

@@ -185,6 +185,22 @@ TEST_F(ProgramTest, SignalEndsTheServiceAndItsStreams) {
     }
 }
 
+// All channels trace, and each write to the file fails with ENOSPC.
+TEST_F(ProgramTest, ClientsAreServedWhileTheDiskOfTheLogIsFull) {
+    ::setenv("ZEL_TRACE", "*=0", 1);
+    Program service(folder.path(), serving, "/dev/full");
+    ::unsetenv("ZEL_TRACE");
+    EXPECT_EQ(outputOf("until kova get /volume 2>/dev/null; do sleep 0.1; done; "
+                       "kova put /volume '{\"level\": 60}'; kova get /volume; "
+                       "kova watch /clock --count 2 | wc -l; kova get /nowhere >/dev/null 2>&1; "
+                       "echo exit status $?",
+                       "status 4\n"),
+              "{\"level\":30,\"muted\":false}\n{\"level\":60,\"muted\":false}\n2\n"
+              "exit status 4\n");
+    service.signal(SIGTERM);
+    EXPECT_EQ(service.wait(), SERVED);
+}
+
 TEST_F(ProgramTest, StartFailsIfTheServiceNameOrThePortIsInUse) {
     Program service(folder.path(), serving);
     const std::string url = commandsOf(service).at(1);

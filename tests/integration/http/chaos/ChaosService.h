@@ -1,5 +1,7 @@
 #pragma once
 
+#include <malloc.h>
+
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
@@ -17,9 +19,10 @@ namespace kova::http::test {
 /// The service of the chaos tests. Any thread may call any function.
 ///
 /// A request for a path that begins with "/hold" or "/stream" stays pending; a stream gets a value
-/// at once. "/push" sends a value to each stream, and completes. "/strangers" gets a value with the
-/// status 200 plus the number of cancellations of requests that were not pending. All others get a
-/// value and complete.
+/// at once. "/push" sends a value to each stream, and completes. All others get a value and
+/// complete. The status of the value is 200, except for two paths: "/strangers" is answered with
+/// 200 plus the number of cancellations of requests that were not pending, and "/heap" with the KiB
+/// that the process has allocated.
 class ChaosService final : public IKovaApi {
 public:
     void* actionRequest(const Request& request,
@@ -38,8 +41,7 @@ public:
         if (path == "/push") {
             push();
         }
-        const std::size_t extra = path == "/strangers" ? strangers() : 0;
-        owned->onNext(Response(static_cast<unsigned short>(200 + extra)));
+        owned->onNext(Response(static_cast<unsigned short>(statusOf(path))));
         owned->onCompleted();
         return UNDEFINED_REQUEST_HANDLE;
     }
@@ -76,6 +78,11 @@ private:
         bool isStream = false;
     };
 
+    std::size_t statusOf(const std::string& path) const {
+        return path == "/strangers" ? 200 + strangers()
+               : path == "/heap"    ? ::mallinfo2().uordblks / 1024
+                                    : 200;
+    }
     void* add(Pending request) {
         const std::lock_guard<std::mutex> guard(mutex_);
         pending_.emplace(++last_, std::move(request));

@@ -95,6 +95,11 @@ public:
         }
         ++sent_;
     }
+    /// Returns whether each stream has received a value.
+    bool areStreaming() const {
+        return std::all_of(streams_.begin(), streams_.end(),
+                           [](const Stream& stream) { return stream.outcome.values != 0; });
+    }
     /// Returns the number of streams that have received no value since the last call.
     std::size_t silentStreams() {
         std::size_t silent = 0;

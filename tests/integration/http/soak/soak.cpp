@@ -10,6 +10,7 @@
 // started again at random. Each has ten clients in this process, with 50 streams each, which are
 // subscribed again. Further clients of the steady server are killed, do not read, or have a network
 // that breaks. KOVA_CHAOS_SEED selects the random numbers.
+#include <malloc.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -42,24 +43,10 @@ using Clock = std::chrono::steady_clock;
 
 constexpr std::chrono::milliseconds TICK{100};
 
-/// The descriptors of a process, and its resident memory that no file backs.
-struct Usage {
-    long descriptors = 0;
-    long kibibytes = 0;
-
-    static Usage of(pid_t process) {
-        const std::string folder = "/proc/" + std::to_string(process);
-        const std::filesystem::directory_iterator all(folder + "/fd");
-        Usage usage{std::distance(begin(all), end(all)), 0};
-        std::ifstream status(folder + "/status");
-        for (std::string word; status >> word;) {
-            if (word == "RssAnon:") {
-                status >> usage.kibibytes;
-            }
-        }
-        return usage;
-    }
-};
+long descriptorsOf(pid_t process) {
+    const std::filesystem::directory_iterator all("/proc/" + std::to_string(process) + "/fd");
+    return std::distance(begin(all), end(all));
+}
 
 /// Waits until a condition is true, without using the processor meanwhile.
 template <typename Condition>
@@ -72,6 +59,13 @@ void await(Condition isTrue) {
 void ask(IKovaApi& service, Outcome& outcome, const std::string& path) {
     service.actionRequest(Request("retrieve", path), std::make_unique<CountingHandler>(outcome));
 }
+
+/// The open descriptors of a process, and the memory that it has allocated. Memory that was freed
+/// and that the allocator keeps does not count.
+struct Usage {
+    long descriptors = 0;
+    long kibibytes = 0;
+};
 
 /// What the two processes that live as long as the run use.
 struct Figures {
@@ -88,12 +82,12 @@ public:
     /// Returns whether all figures were as they should be.
     bool run(std::chrono::seconds duration) {
         std::thread loader([this] { loadUntilStopped(); });
-        await([this] { return areStreaming(); });
-        baseline_ = {Usage::of(steady_.id()), Usage::of(::getpid())};
+        await([this] { return steadyLoad_.areStreaming() && killedLoad_.areStreaming(); });
+        baseline_ = usage();
         std::printf(
             "| s | completed | lost | values | faults | silent streams | latency p50, p99, max, ms "
             "| "
-            "server: descriptors, KiB | clients: descriptors, KiB "
+            "server: descriptors, KiB allocated | clients: descriptors, KiB "
             "|\n|---|---|---|---|---|---|---|---"
             "|---|\n");
         const Clock::time_point start = Clock::now();
@@ -120,10 +114,6 @@ private:
             }
             std::this_thread::sleep_until(next);
         }
-    }
-    bool areStreaming() {
-        const std::lock_guard<std::mutex> guard(mutex_);
-        return steadyLoad_.silentStreams() + killedLoad_.silentStreams() == 0;
     }
 
     // --- Faults ----------------------------------------------------------------------------------
@@ -190,10 +180,10 @@ private:
     void report(std::chrono::seconds time) {
         watchdog_.enter("clients of the steady server leave");
         await([this] {
-            return Usage::of(steady_.id()).descriptors <= baseline_.server.descriptors &&
-                   Usage::of(::getpid()).descriptors <= baseline_.clients.descriptors;
+            return descriptorsOf(steady_.id()) <= baseline_.server.descriptors &&
+                   descriptorsOf(::getpid()) <= baseline_.clients.descriptors;
         });
-        const Figures now{Usage::of(steady_.id()), Usage::of(::getpid())};
+        const Figures now = usage();
         figures_.push_back(now);
         const std::vector<double> times = latencies_.take();
         const auto part = [&](std::size_t hundredths) {
@@ -226,24 +216,29 @@ private:
         check("requests of the killed server that failed otherwise than lost",
               killedLoad_.failed());
         check("streams without a value, over all lines", static_cast<long>(silent_));
-        check("cancellations of requests that were not pending", strangers());
+        check("cancellations of requests that were not pending", numberAt("/strangers") - 200);
         check("growth of the server beyond 10 % and 512 KiB", growth(&Figures::server));
         check("growth of the clients beyond 10 % and 512 KiB", growth(&Figures::clients));
         return good;
     }
 
-    long strangers() {
-        std::atomic<long> count{-1};
-        const auto asker = connect(directory_.address()).orThrow();
-        asker->actionRequest(Request("retrieve", "/strangers"),
-                             std::make_unique<responsehandlers::FuncResponseHandler<Response>>(
-                                 [&](const Response& value) {
-                                     count = value.getStatusCode() - 200;
-                                     return false;
-                                 },
-                                 [](const Response&) {}, [] {}));
-        await([&] { return count >= 0; });
-        return count;
+    // Returns the status of the answer of the steady server.
+    long numberAt(const std::string& path) {
+        std::atomic<long> number{-1};
+        inspector_->actionRequest(Request("retrieve", path),
+                                  std::make_unique<responsehandlers::FuncResponseHandler<Response>>(
+                                      [&](const Response& value) {
+                                          number = value.getStatusCode();
+                                          return false;
+                                      },
+                                      [](const Response&) {}, [] {}));
+        await([&] { return number >= 0; });
+        return number;
+    }
+    Figures usage() {
+        const long heap = numberAt("/heap");  // the first call connects
+        return {{descriptorsOf(steady_.id()), heap},
+                {descriptorsOf(::getpid()), static_cast<long>(::mallinfo2().uordblks / 1024)}};
     }
     // Compares the medians of the second and of the last quarter of the lines. Returns the KiB
     // above the limit, or 0.
@@ -273,6 +268,7 @@ private:
     std::mutex mutex_;  ///< guards the loads
     Load steadyLoad_{directory_.address(), latencies_};
     Load killedLoad_{killedAddress(), latencies_};
+    std::unique_ptr<IKovaApi> inspector_ = connect(directory_.address()).orThrow();
     std::atomic<bool> isStopped_{false};
     Figures baseline_;
     std::vector<Figures> figures_;
