@@ -604,9 +604,10 @@ TEST_F(EndpointTest, StopEndsRequestsOverHttp11AndClosesTheirConnections) {
     SocketClient waiting(directory.address());
     waiting.send("GET /state HTTP/1.1\r\nHost: localhost\r\n\r\n");
     service.waitForRequests(1);
-    EXPECT_TRUE(endpoint->stop(10ms).empty());
+    endpoint->stop(0ms);  // the handler may not have returned yet
     EXPECT_EQ(waiting.receiveAll().find("HTTP/1.1 503 "), 0U);
     EXPECT_EQ(service.waitForCancelled(1), std::vector<std::size_t>{1});
+    EXPECT_TRUE(endpoint->stop(10s).empty());
 }
 
 TEST_F(EndpointTest, ConnectionKeptAliveWithoutARequestDoesNotDelayAStop) {
