@@ -3,6 +3,7 @@
 #include <future>
 #include <iostream>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "kova/kit/Client.h"
@@ -62,6 +63,9 @@ void watchList(const Client& client, kova::kit::ObservableList<std::string>& pla
 
 // A display that does not return from its function while the position changes five times.
 void watchSlowly(const Client& client, Observable<Position>& position) {
+    while (position.isWatched()) {  // until the service has removed the former watcher
+        std::this_thread::yield();
+    }
     std::promise<void> hasFirst;
     std::promise<void> hasLast;
     std::promise<void> mayContinue;
