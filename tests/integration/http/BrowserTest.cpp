@@ -1,13 +1,19 @@
 // EventSource of a headless browser against an endpoint. browser.py is the page.
+#include <arpa/inet.h>
 #include <gtest/gtest.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <unistd.h>
 
 #include <array>
+#include <cerrno>
 #include <condition_variable>
 #include <cstdio>
 #include <map>
 #include <memory>
 #include <mutex>
 #include <string>
+#include <system_error>
 #include <utility>
 #include <vector>
 
@@ -70,6 +76,32 @@ private:
     std::map<std::string, Handler> open_;
 };
 
+/// Keeps a port of 127.0.0.1 for the sockets of an endpoint, also while there is none: connections
+/// are refused then, and no other process gets the port.
+class KeptPort {
+public:
+    KeptPort() : socket_(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
+        const int on = 1;
+        ::setsockopt(socket_, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
+        address_.sin_family = AF_INET;
+        address_.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        socklen_t size = sizeof address_;
+        auto* const any = reinterpret_cast<sockaddr*>(&address_);
+        if (::bind(socket_, any, size) != 0 || ::getsockname(socket_, any, &size) != 0) {
+            throw std::system_error(errno, std::generic_category(), "cannot bind a port");
+        }
+    }
+    ~KeptPort() { ::close(socket_); }
+    KeptPort(const KeptPort&) = delete;
+    KeptPort& operator=(const KeptPort&) = delete;
+
+    std::string number() const { return std::to_string(ntohs(address_.sin_port)); }
+
+private:
+    int socket_;
+    sockaddr_in address_{};
+};
+
 Response text(char const* json) {
     return Response(299, Payload::createFromJSON(json));
 }
@@ -77,8 +109,7 @@ Response text(char const* json) {
 class BrowserTest : public ::testing::Test {
 protected:
     void SetUp() override {
-        endpoint = std::make_unique<Endpoint>(service, "tcp:127.0.0.1:0");
-        address = endpoint->address();
+        endpoint = std::make_unique<Endpoint>(service, address);
         const std::string url = "http://" + address.substr(std::string("tcp:").size());
         page =
             ::popen(("/usr/bin/python3 " KOVA_BROWSER_PAGE " " + url + " </dev/null").c_str(), "r");
@@ -103,7 +134,8 @@ protected:
     kova::test::Watchdog watchdog{"a browser is used", std::chrono::seconds(100)};
     Streams service;
     std::unique_ptr<Endpoint> endpoint;
-    std::string address;
+    const KeptPort port;
+    const std::string address = "tcp:127.0.0.1:" + port.number();
     std::FILE* page = nullptr;
 };
 

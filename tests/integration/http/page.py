@@ -1,7 +1,9 @@
 #!/usr/bin/python3
-# Uses the page of an endpoint with a headless browser: page.py PROGRAM, where the program is built from
-# page_service.cpp.
+# Uses the page of an endpoint with a headless browser: page.py PROGRAM KOVA, where the program is built
+# from page_service.cpp, and KOVA is the program of that name.
 import json
+import os
+import socket
 import subprocess
 import sys
 import time
@@ -13,17 +15,33 @@ from selenium import webdriver
 from selenium.webdriver.common.by import By
 from selenium.webdriver.common.keys import Keys
 
+from page_load import RECEIVED, processor_time, renderers
+
 LIMIT = 60  # seconds
-SCRIPT_NAME = "<script>hacked = 1<script><img src=x onerror='hacked = 1'>"
+SCRIPT_NAME = "<img src=x onerror='hacked = 1'><script>hacked = 1<script>"
 QUOTES_NAME = "\"quotes\" & 'quotes' `$(id)`"
 RIGHT_TO_LEFT = "\u202e\u05e9\u05dc\u05d5\u05dd \u05e2\u05d5\u05dc\u05dd"
 
 
 class Service:
-    def __init__(self, port="0", *arguments):
-        self.process = subprocess.Popen([PROGRAM, str(port), *arguments], stdout=subprocess.PIPE, text=True)
-        self.port = self.process.stdout.readline().strip().rsplit(":", 1)[1]
+    """A process that serves, and its port, which no other process gets while the service is not there."""
+
+    def __init__(self, *arguments):
+        self.kept = socket.socket()
+        self.kept.setsockopt(socket.SOL_SOCKET, socket.SO_REUSEADDR, 1)
+        self.kept.bind(("127.0.0.1", 0))
+        self.port = str(self.kept.getsockname()[1])
         self.url = "http://127.0.0.1:" + self.port
+        self.arguments = arguments
+        self.start()
+
+    def start(self):
+        self.process = subprocess.Popen([PROGRAM, self.port, *self.arguments], stdout=subprocess.PIPE, text=True)
+        self.process.stdout.readline()
+
+    def close(self):
+        self.stop()
+        self.kept.close()
 
     def stop(self, orderly=False):
         if orderly:
@@ -43,7 +61,9 @@ class Service:
 def start_browser():
     options = webdriver.ChromeOptions()
     for argument in ("--headless", "--no-sandbox", "--disable-dev-shm-usage", "--no-proxy-server",
-                     "--window-size=1100,800"):
+                     "--window-size=1100,800",
+                     # Pages that were left keep no connections.
+                     "--disable-features=BackForwardCache"):
         options.add_argument(argument)
     options.set_capability("goog:loggingPrefs", {"browser": "ALL"})
     browser = webdriver.Chrome(options=options)
@@ -58,13 +78,16 @@ class PageCase(unittest.TestCase):
     def setUpClass(cls):
         cls.browser = start_browser()
         cls.addClassCleanup(cls.browser.quit)
-        cls.service = Service("0", *cls.arguments)
+        cls.service = Service(*cls.arguments)
 
     @classmethod
     def tearDownClass(cls):
-        cls.service.stop()
+        cls.service.close()
 
     def setUp(self):
+        self.load()
+
+    def load(self):
         self.browser.get("about:blank")
         self.browser.get_log("browser")
         self.browser.get(self.service.url + "/")
@@ -74,8 +97,11 @@ class PageCase(unittest.TestCase):
         # The browser itself logs each answer that is an error, and each lost connection.
         errors = [entry for entry in self.browser.get_log("browser") if entry["source"] != "network"]
         self.assertEqual(errors, [])
-        self.assertFalse(self.browser.execute_script("return 'hacked' in window"))
+        self.assertFalse(self.is_hacked())
         self.assertEqual(self.all("main img, main script, #tree img, #tree script"), [])
+
+    def is_hacked(self):
+        return self.script("'hacked' in window")
 
     def wait(self, condition, what):
         deadline = time.monotonic() + LIMIT
@@ -134,6 +160,24 @@ class PageCase(unittest.TestCase):
     def press(self, label, within="main"):
         self.one(within).find_element(By.XPATH, f".//button[normalize-space()='{label}']").click()
 
+    def run_command(self, command, expected):
+        self.assertTrue(command.isprintable(), repr(command))
+        environment = {**os.environ, "PATH": os.path.dirname(KOVA) + ":" + os.environ["PATH"], "no_proxy": "*"}
+        output = subprocess.run(["bash", "-c", command], stdout=subprocess.PIPE, stderr=subprocess.DEVNULL,
+                                timeout=LIMIT, check=True, env=environment).stdout
+        self.assertEqual(json.loads(output or "null"), expected)
+
+    def copied(self, kind, within):
+        """Presses the button that copies a command, and returns the text of the clipboard."""
+        self.browser.execute_cdp_cmd("Browser.grantPermissions", {
+            "origin": self.service.url, "permissions": ["clipboardReadWrite", "clipboardSanitizedWrite"]})
+        self.show_details()
+        copy = self.one(f"{within} button[aria-label='copy the {kind} command']")
+        self.wait(lambda: copy.text == "Copy", "the button was not pressed just before")
+        copy.click()
+        self.wait(lambda: copy.text == "Copied", "the command is copied")
+        return self.browser.execute_async_script("navigator.clipboard.readText().then(arguments[0])")
+
     def command(self, kind, within):
         self.show_details()
         copy = self.one(f"{within} button[aria-label='copy the {kind} command']")
@@ -177,6 +221,30 @@ class PageTest(PageCase):
         active().send_keys(Keys.ENTER)
         self.wait_text("h2", "/tracks")
         self.assertEqual(active().get_attribute("aria-selected"), "true")
+
+    def tab_to(self, name):
+        """Presses the tabulator until the control with the name has the focus."""
+        for _ in range(100):
+            active = self.browser.switch_to.active_element
+            if active.accessible_name == name:
+                return active
+            active.send_keys(Keys.TAB)
+        self.fail(f"the keyboard does not reach {name}")
+
+    def test_value_is_read_written_and_watched_with_the_keyboard_alone(self):
+        self.tab_to("Find, or open a path").send_keys("/level" + Keys.ENTER)
+        self.wait(lambda: self.all("form.update") and self.input("value").get_attribute("value") != "", "the form")
+        self.tab_to("value").send_keys(Keys.CONTROL + "a")
+        self.tab_to("value").send_keys("61" + Keys.ENTER)
+        self.wait_text("form.update [role=status]", "done")
+        self.assertEqual(self.service.request("/level"), 61)
+        self.load()
+        self.tab_to("Find, or open a path").send_keys("/level" + Keys.ENTER)
+        self.wait_text(".value", "61")
+        self.tab_to("Watch").send_keys(" ")
+        self.wait_text("article .latest", "61")
+        self.tab_to("Stop").send_keys(" ")
+        self.wait(lambda: self.pending() == [], "nothing is watched")
 
     def test_controls_have_roles_and_names(self):
         self.assertEqual(self.one("#tree").aria_role, "tree")
@@ -261,6 +329,47 @@ class PageTest(PageCase):
         self.press("Delete")
         self.press("Press again to delete")
         self.wait_text("form.delete [role=status]", "done")
+        self.assertEqual(self.delete_button(), "Delete")
+
+    def delete_button(self):
+        return self.one("form.delete button[type=submit]").text
+
+    def test_delete_is_disarmed_by_another_resource_and_by_time(self):
+        armed = "Press again to delete"
+        self.open("/tracks/{id:uint}")
+        self.one("main input").send_keys("7")
+        self.press("Delete")
+        self.assertEqual(self.delete_button(), armed)
+        self.one("main input").send_keys("8")
+        self.assertEqual(self.delete_button(), "Delete")
+        self.press("Delete")
+        self.assertEqual(self.delete_button(), armed)
+        self.wait(lambda: self.delete_button() == "Delete", "it is disarmed")
+        self.press("Delete")
+        self.assertEqual(self.one("form.delete [role=status]").text, "")
+        self.press(armed)
+        self.wait_text("form.delete [role=status]", "done")
+
+    def test_requests_go_to_the_endpoint_alone(self):
+        with socket.create_server(("127.0.0.1", 0)) as other:
+            other.setblocking(False)
+            host = f"127.0.0.1:{other.getsockname()[1]}"
+            for path in (f"//{host}/x", f"/\\{host}/x", f"/a$//{host}/x", f"//{host}$/x", f"/@{host}/x"):
+                self.browser.execute_script("location.hash = arguments[0]", "#" + path)
+                self.wait(lambda: self.one("h2").text == path, f"{path} is shown")
+                self.wait_text(".panel [role=status]", "404")
+            sent = self.script("performance.getEntriesByType('resource').map(each => new URL(each.name).origin)")
+            self.assertEqual(set(sent), {self.service.url})
+            self.assertRaises(BlockingIOError, other.accept)
+        for path in ("/a/../level", "/./level", "/a/.."):
+            self.open(path)
+            self.wait_text(".panel [role=status]", 'browsers cannot send a path with the segment "." or ".."')
+            self.assertEqual(self.one(".value").text, "")
+        self.open("/tracks/{id:uint}")
+        self.one("main input").send_keys("..")
+        self.press("Delete")
+        self.press("Press again to delete")
+        self.wait_text("form.delete .reason", "browsers cannot send a path")
 
     def pending(self):
         calls = self.service.request("/.kova/pending")
@@ -277,7 +386,7 @@ class PageTest(PageCase):
             self.service.request("/level", "PUT", value)
             self.service.request("/text", "PUT", f"<i>{value}</i>")
         level, text = "article[aria-label='watch of /level'] ", "article[aria-label='watch of /text'] "
-        self.wait_text(level + "output", "20")
+        self.wait_text(level + ".latest", "20")
         self.wait_text(text + ".log", "<i>20</i>\n<i>10</i>")
         self.assertEqual(self.one(level + "canvas").get_attribute("role"), "img")
         self.wait(lambda: self.one(level + "canvas").accessible_name.endswith(f"from 10 to {max(first, 20)}"),
@@ -288,6 +397,58 @@ class PageTest(PageCase):
         self.wait(lambda: self.pending() == ["/text"], "one is watched")
         self.press("Stop all")
         self.wait(lambda: self.pending() == [], "nothing is watched")
+
+    def test_watched_values_are_read_out_on_demand_only(self):
+        self.open("/ticks/0")
+        self.press("Watch")
+        self.wait_text("article", "values, from")
+        for live in ("[role=status]", "[role=alert]", "output", "[aria-live]:not([aria-live=off])"):
+            self.assertEqual(self.all("article " + live), [])
+        said = self.one("#said")
+        self.assertEqual(said.get_attribute("textContent"), "")
+        self.press("Announce")
+        text = said.get_attribute("textContent")
+        self.assertRegex(text, r"^/ticks/0: \d+, live: \d+ values, from \d+ to \d+$")
+        self.wait(lambda: self.script("watches.get('/ticks/0').status.textContent") not in text, "further values")
+        self.assertEqual(said.get_attribute("textContent"), text)
+        self.press("Stop watching")
+
+    def kept(self):
+        return self.script("watches.get('/text').values.reduce((sum, each) => sum + each.length, 0)")
+
+    def watch_texts(self, texts):
+        for text in texts:
+            self.service.request("/text", "PUT", text)
+            self.wait(lambda: self.one("article .latest").text.startswith(text[:10]), "the value is shown")
+
+    def test_watched_values_are_limited_by_their_size(self):
+        before = self.service.request("/text")
+        self.open("/text")
+        self.press("Watch")
+        self.wait_text("article .latest", before)
+        self.watch_texts(f"{i:9} ".replace(" ", "-") + "x" * 500000 for i in range(4))
+        self.assertIn("(500010 characters)", self.one("article .latest").text)
+        self.assertLess(self.kept(), 10000)
+        self.assertLess(self.script("document.querySelector('article').textContent.length"), 10000)
+        # These are kept whole, but not all of them.
+        self.watch_texts(f"{i:9} ".replace(" ", "-") + "y" * 16000 for i in range(20))
+        self.assertLessEqual(self.kept(), 131072)
+        self.assertGreater(self.kept(), 65536)
+        self.assertLess(self.script("document.querySelector('article').textContent.length"), 50000)
+        self.press("Stop watching")
+        self.service.request("/text", "PUT", before)
+
+    def test_page_uses_less_than_a_fifth_of_a_core_for_100_watched_values(self):
+        self.open("/ticks")
+        self.press("Watch all 100")
+        self.wait(lambda: self.script("[...watches.values()].every(own => own.count > 2)"), "all are live")
+        processes = renderers(self.browser)
+        before = [processor_time(each) for each in processes]
+        start, received = time.monotonic(), self.browser.execute_script(RECEIVED)
+        self.wait(lambda: self.browser.execute_script(RECEIVED) - received >= 5000, "5000 values")
+        used = max(processor_time(each) - was for each, was in zip(processes, before))
+        self.assertLess(used / (time.monotonic() - start), 0.2)
+        self.press("Stop all")
 
     def test_one_stream_carries_100_paths(self):
         self.open("/ticks")
@@ -320,15 +481,15 @@ class PageTest(PageCase):
         self.wait(lambda: self.input("value").get_attribute("value") != "", "the form has the value")
         self.type("value", "typed")
         self.press("Watch")
-        self.wait_text("article output", str(self.service.request("/level")))
+        self.wait_text("article .latest", str(self.service.request("/level")))
         for orderly, value in ((False, 77), (True, 78)):
             self.service.stop(orderly)
             self.wait_text("#connection", "connection lost")
             self.wait_text("article", "connection lost")
-            type(self).service = Service(self.service.port)
+            self.service.start()
             self.wait_text("#connection", "connected again")
             self.service.request("/level", "PUT", value)
-            self.wait_text("article output", str(value))
+            self.wait_text("article .latest", str(value))
             self.wait_text("article", "live")
         self.assertEqual(self.input("value").get_attribute("value"), "typed")
 
@@ -339,14 +500,46 @@ class PageTest(PageCase):
             self.open("/names/" + name)
             self.wait_text(".value", name)
             self.assertEqual(self.script("getComputedStyle(document.querySelector('h2 bdi')).unicodeBidi"), "isolate")
-            self.run_command(self.command("curl", "main"), {name: name})
         self.open("/text")
         self.wait_text(".value", self.service.request("/text"))
 
-    def run_command(self, command, expected):
-        output = subprocess.run(["bash", "-c", command + " -s --noproxy '*'"], stdout=subprocess.PIPE,
-                                timeout=LIMIT, check=True).stdout
-        self.assertEqual(json.loads(output or "null"), expected)
+    def test_hostile_names_and_values_are_text_even_without_the_security_policy(self):
+        self.browser.execute_cdp_cmd("Page.setBypassCSP", {"enabled": True})
+        self.addCleanup(self.browser.execute_cdp_cmd, "Page.setBypassCSP", {"enabled": False})
+        self.load()
+        self.test_hostile_names_and_values_are_text()
+        self.assertFalse(self.is_hacked())
+        # The check finds a page that would show the name as HTML.
+        self.browser.execute_script("document.querySelector('main').innerHTML = arguments[0]", SCRIPT_NAME)
+        self.wait(self.is_hacked, "the name has run")
+        self.load()
+
+    def test_copied_commands_do_what_they_seem_to_do(self):
+        text = "a'b\\c\u202e\u2066 $(id) `id` !x \u00a0\u200b\u2028\u0085 \u05e9 @/etc/passwd"
+        before = self.service.request("/text")
+        self.open("/text")
+        for value in (text, "-", "'", "\\x41"):
+            self.set_input("value", value)
+            for kind in ("curl", "kova"):
+                self.service.request("/text", "PUT", "before")
+                self.run_command(self.copied(kind, "form.update"), None)
+                self.assertEqual(self.service.request("/text"), value, kind)
+        self.service.request("/text", "PUT", before)
+        for name in (SCRIPT_NAME, QUOTES_NAME, RIGHT_TO_LEFT):
+            self.open("/names/" + name)
+            for kind in ("curl", "kova"):
+                self.run_command(self.copied(kind, "main"), {name: name})
+
+    def set_input(self, label, value):
+        """Sets a field to a text that keys do not produce."""
+        self.wait(lambda: self.input(label).get_attribute("value") != "", "the form has the value")
+        self.browser.execute_script(
+            "arguments[0].value = arguments[1]; arguments[0].dispatchEvent(new Event('input', {bubbles: true}))",
+            self.input(label), value)
+
+    def test_commands_of_curl_send_the_text_and_the_path_verbatim(self):
+        self.assertIn(" --data-raw @/etc/passwd ", self.script("curlCommand('update', '/a', '@/etc/passwd')"))
+        self.assertIn(" --path-as-is ", self.script("curlCommand('retrieve', '/a/../b')"))
 
     def test_commands_send_what_the_form_sends(self):
         self.open("/level")
@@ -371,6 +564,7 @@ class PageTest(PageCase):
 
         self.wait(lambda: level() == [5], "the level is changed")
         self.wait(lambda: self.one(f"[aria-label='{name}']").get_attribute("value") == "5", "the level is shown")
+        self.assertEqual(self.browser.switch_to.active_element.get_attribute("aria-label"), name)
         self.press("Set levels")
         self.wait_text("main .reason", "pattern")
         self.one("[aria-label='pattern of channels']").send_keys("KOVA_*")
@@ -410,6 +604,220 @@ class PageTest(PageCase):
         self.assertEqual(backs, ["rgb(255, 255, 255)", "rgb(20, 24, 29)"])
 
 
+GARDEN, HOUSE, SCRIPT, SILENT = "/garden$", "/house$", "/script$", "/silent$"
+
+# The time limits of requests (5 s) end when late() is called.
+LATE = """
+    const later = [], {timeout} = AbortSignal;
+    AbortSignal.timeout = limit => {
+      if (limit !== 5000) return timeout.call(AbortSignal, limit);
+      later.push(new AbortController());
+      return later.at(-1).signal;
+    };
+    window.late = () => later.forEach(each => each.abort(new DOMException('', 'TimeoutError')));
+"""
+
+
+class SeveralServicesTest(PageCase):
+    arguments = ("several",)
+
+    def setUp(self):
+        self.service.request(SILENT + "/", "DELETE")
+        self.answer(SCRIPT, "/.kova/version", {"name": "script", "version": "2.0.0"})
+        for name in ("pending", "trace"):
+            self.answer(SCRIPT, "/.kova/" + name, [])
+        self.answer(SCRIPT, "/.kova/metrics", "")
+        self.offer({})
+        late = self.browser.execute_cdp_cmd("Page.addScriptToEvaluateOnNewDocument", {"source": LATE})
+        self.addCleanup(self.browser.execute_cdp_cmd, "Page.removeScriptToEvaluateOnNewDocument", late)
+        self.load()
+        self.wait_for_items(GARDEN + "/level", HOUSE + "/level", SCRIPT + "/value")
+
+    def wait_for_items(self, *locators):
+        self.wait(lambda: set(locators) <= set(self.items()), f"the tree has {locators}")
+
+    def answer(self, service, path, value):
+        self.service.request(service + path, "PUT", value)
+
+    def offer(self, schema, value=0):
+        """Lets the scripted service offer a value that is written by the schema."""
+        self.answer(SCRIPT, "/value", value)
+        self.answer(SCRIPT, "/.kova/resources", [{"path": "/value", "operations": [
+            {"command": "retrieve", "path": "", "schemas": {}},
+            {"command": "update", "path": "", "schemas": {"body": schema}}]}])
+
+    def open_form(self, schema, value):
+        self.offer(schema, value)
+        self.load()
+        self.wait_for_items(SCRIPT + "/value")
+        self.open(SCRIPT + "/value")
+
+    def update(self, expected):
+        self.press("Update", "form.update")
+        self.wait_text("form.update [role=status]", "done")
+        self.assertEqual(self.service.request(SCRIPT + "/value"), expected)
+
+    def test_each_service_is_shown_and_used(self):
+        self.wait(lambda: self.browser.title == "garden 3.0.0, house 1.0.0, script 2.0.0 - kova", "the names")
+        for service, value in ((GARDEN, 11), (HOUSE, 12)):
+            path = service + "/level"
+            self.open(path)
+            self.wait(lambda: self.input("value").get_attribute("value") != "", "the form has the value")
+            self.type("value", str(value))
+            self.press("Update", "form.update")
+            self.wait_text("form.update [role=status]", "done")
+            for kind in ("curl", "kova"):
+                self.run_command(self.copied(kind, "main"), value)
+            self.press("Watch")
+        self.assertEqual([self.service.request(each + "/level") for each in (GARDEN, HOUSE)], [11, 12])
+        self.view("watched")
+        for service, value in ((GARDEN, 13), (HOUSE, 14)):
+            self.service.request(service + "/level", "PUT", value)
+            self.wait_text(f"article[aria-label='watch of {service}/level'] .latest", str(value))
+        self.view("pending")
+        for service in (GARDEN, HOUSE):
+            self.wait(lambda: [row for row in self.panel(service).find_elements(By.TAG_NAME, "tr")
+                               if row.text.startswith("/level retrieve")], f"the request of {service}")
+        self.view("watched")
+        self.press("Stop all")
+
+    def panel(self, service):
+        return self.one("main").find_element(By.XPATH, f".//div[h3[normalize-space()='{service}']]")
+
+    def test_silent_service_delays_no_other_and_is_tried_again(self):
+        self.assertFalse(self.one("#notice").is_displayed())
+        self.browser.execute_script("late()")
+        self.wait_text("#notice", f"The resources of {SILENT} are not available: no answer within 5 s")
+        self.wait_for_items(GARDEN + "/level", HOUSE + "/level", SCRIPT + "/value")
+        self.view("metrics")
+        self.wait(lambda: "lamps" in self.panel(HOUSE).text, "the metrics of another service")
+        self.browser.execute_script("late()")
+        self.wait(lambda: "not available: no answer within 5 s" in self.panel(SILENT).text, "the reason")
+        self.answer(SILENT, "/.kova/resources", [{"path": "/a", "operations": []}])
+        self.press("Try again", "#notice")
+        self.wait_for_items(SILENT + "/a")
+        self.assertFalse(self.one("#notice").is_displayed())
+
+    def test_malformed_list_of_resources_is_reported(self):
+        self.answer(SCRIPT, "/.kova/resources", [{"path": 1}])
+        self.load()
+        self.wait_text("#notice", f"The resources of {SCRIPT} are not available: the list is malformed")
+        self.wait_for_items(GARDEN + "/level", HOUSE + "/level")
+
+    def test_resources_are_loaded_again_after_an_error_of_the_stream(self):
+        self.answer(SILENT, "/.kova/resources", [])
+        self.load()
+        self.open(HOUSE + "/level")
+        self.press("Watch")
+        self.wait_text("article", "live")
+        self.answer(SILENT, "/.kova/version", {"name": "silent", "version": "1.0.0"})
+        self.wait(lambda: self.script("!loading || (late(), false)"), "everything is loaded")
+        self.answer(SCRIPT, "/.kova/resources", [{"path": "/new", "operations": []}])
+        self.browser.execute_script("source.dispatchEvent(new Event('error'))")
+        self.wait_for_items(SCRIPT + "/new")
+        self.wait_text("article", "live")
+        self.press("Stop watching")
+
+    def test_schema_that_contains_itself_has_a_form_of_limited_depth(self):
+        value = {"next": None}
+        for _ in range(20):
+            value = {"next": value}
+        node = {"type": "object", "required": ["next"], "properties": {"next": {"$ref": "#/$defs/node"}}}
+        self.open_form({"$ref": "#/$defs/node", "$defs": {"node": node}}, value)
+        self.wait(lambda: self.one("form.update textarea").get_attribute("value") != "", "the form has the value")
+        self.assertEqual(len(self.all("form.update fieldset")), 8)
+        self.assertEqual(self.one("form.update textarea").accessible_name, "next")
+        self.update(value)
+        self.input("next").clear()
+        self.input("next").send_keys("[1]")
+        expected = [1]
+        for _ in range(8):
+            expected = {"next": expected}
+        self.update(expected)
+
+    def test_form_has_a_limited_number_of_fields(self):
+        names = [f"m{i}" for i in range(10)]
+        levels = {f"l{i}": {"type": "object", "required": names,
+                            "properties": {name: {"$ref": f"#/$defs/l{i + 1}"} for name in names}} for i in range(10)}
+        schema = {"$ref": "#/$defs/l0", "$defs": {**levels, "l10": {"type": "integer"}}}
+        value = {name: {"large": name} for name in names}
+        self.open_form(schema, value)
+        fields = len(self.all("form.update input, form.update textarea"))
+        self.assertGreater(fields, 50)
+        self.assertLess(fields, 400)
+        self.assertGreater(len(self.all("form.update textarea")), 0)
+        self.open_form({"type": "object", "required": [f"m{i}" for i in range(5000)],
+                        "properties": {f"m{i}": {"type": "integer"} for i in range(5000)}}, {"m1": 5})
+        self.assertEqual(len(self.all("form.update input")), 0)
+        self.wait(lambda: json.loads(self.input("value").get_attribute("value") or "0") == {"m1": 5}, "the value")
+        self.type("value", '{"m2": 6}')
+        self.update({"m2": 6})
+
+    def test_large_enumeration_is_typed(self):
+        self.open_form({"enum": [f"v{i}" for i in range(50000)]}, "v1")
+        self.assertEqual(self.all("form.update select"), [])
+        self.assertIn("one of 50000 values", self.one("form.update").text)
+        self.wait(lambda: self.input("value").get_attribute("value") == "v1", "the form has the value")
+        self.type("value", "v49999")
+        self.update("v49999")
+
+    def test_large_value_is_edited_as_json(self):
+        value = list(range(5000))
+        self.open_form({"type": "array", "items": {"type": "integer"}}, value)
+        self.wait(lambda: json.loads(self.input("value").get_attribute("value") or "0") == value, "the value")
+        self.input("value").send_keys(Keys.CONTROL + Keys.END)
+        self.input("value").send_keys(Keys.BACKSPACE + Keys.BACKSPACE + ",7]")
+        self.update([*value, 7])
+
+    def test_malformed_schema_is_edited_as_json(self):
+        for schema in ({"enum": 5}, {"type": "object", "properties": {"a": {"anyOf": {"x": 1}}}, "required": ["a"]},
+                       {"$ref": "#/$ref"}, {"type": "object", "properties": {"a": None}, "required": 3}, 7):
+            self.open_form(schema, {"a": 1})
+            self.wait(lambda: "1" in self.one("form.update textarea").get_attribute("value"), "the form has the value")
+            self.update({"a": 1})
+
+    def test_large_value_is_shown_in_part(self):
+        value = [[[i] * 100 for i in range(100)] for _ in range(100)]
+        self.open_form({}, value)
+        self.assertLess(self.script("document.querySelectorAll('.value *').length"), 20000)
+        self.assertLess(self.script("document.querySelector('.value').textContent.length"), 200000)
+        self.assertEqual(self.input("value").get_attribute("value"), "")
+        self.assertEqual(self.input("value").get_attribute("placeholder"), "too large to be shown")
+
+    def test_tables_change_in_place_and_have_a_limited_number_of_rows(self):
+        self.answer(SCRIPT, "/.kova/metrics", "a 1\nb 2\nc 3\n")
+        self.view("metrics")
+        self.wait(lambda: "b" in self.panel(SCRIPT).text, "the metrics")
+        region = self.panel(SCRIPT).find_element(By.CSS_SELECTOR, ".wide")
+        row = region.find_element(By.CSS_SELECTOR, "tbody tr:nth-child(2)")
+        self.browser.execute_script("arguments[0].focus(); getSelection().selectAllChildren(arguments[1])", region, row)
+        self.answer(SCRIPT, "/.kova/metrics", "".join(f"n{i} 1\n" for i in range(5)) + "b 22\n")
+        self.wait(lambda: "n4" in region.text, "further metrics")
+        self.assertEqual(self.browser.switch_to.active_element, region)
+        self.assertEqual(self.script("getSelection().toString().trim().split(/\\s+/)"), ["b", "22"])
+        self.assertEqual(row.text.split(), ["b", "22"])
+        self.answer(SCRIPT, "/.kova/metrics", "".join(f"n{i} {i}\n" for i in range(3000)))
+        self.wait(lambda: "and 2800 more" in self.panel(SCRIPT).text, "the number of the others")
+        self.assertEqual(len(region.find_elements(By.CSS_SELECTOR, "tbody tr")), 200)
+
+    def test_pending_requests_change_in_place(self):
+        def calls(*paths):
+            return [{"path": path, "command": "retrieve", "client": "", "ageMs": 5, "phase": "pending", "thread": 0}
+                    for path in paths]
+
+        self.answer(SCRIPT, "/.kova/pending", calls("/a", "/b", "/b"))
+        self.view("pending")
+        self.wait(lambda: len(self.panel(SCRIPT).find_elements(By.CSS_SELECTOR, "tbody tr")) == 3, "the requests")
+        row = self.panel(SCRIPT).find_element(By.CSS_SELECTOR, "tbody tr:nth-child(2)")
+        self.browser.execute_script("getSelection().selectAllChildren(arguments[0])", row)
+        self.answer(SCRIPT, "/.kova/pending", calls("/b", "/c"))
+        self.wait(lambda: "/c" in self.panel(SCRIPT).text, "the next requests")
+        self.assertTrue(row.text.startswith("/b retrieve"))
+        self.assertTrue(self.script("getSelection().toString().trim()").startswith("/b"))
+        self.answer(SCRIPT, "/.kova/pending", [])
+        self.wait(lambda: "no request is pending" in self.panel(SCRIPT).text, "nothing is pending")
+
+
 class ClosedPageTest(PageCase):
     arguments = ("closed",)
 
@@ -423,11 +831,11 @@ class ClosedPageTest(PageCase):
         self.wait_text("form.update [role=status]", "done")
         self.assertEqual(self.service.request("/level"), 31)
         self.press("Watch")
-        self.wait_text("article output", "31")
+        self.wait_text("article .latest", "31")
         self.view("pending")
         self.wait_text("main", "not available: the inspection is for the endpoint's own user")
 
 
 if __name__ == "__main__":
-    PROGRAM = sys.argv.pop(1)
+    PROGRAM, KOVA = sys.argv.pop(1), sys.argv.pop(1)
     unittest.main()

@@ -74,4 +74,5 @@ def main(program, count):
         service.kill()
 
 
-main(sys.argv[1], int(sys.argv[2]))
+if __name__ == "__main__":
+    main(sys.argv[1], int(sys.argv[2]))

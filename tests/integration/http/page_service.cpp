@@ -1,6 +1,7 @@
-// Serves resources for the test of the page at a port of 127.0.0.1, until SIGTERM. With a further
-// argument the inspection is not available at the port.
-//   http_page_service PORT [closed]
+// Serves resources for the test of the page at a port of 127.0.0.1, until SIGTERM. With "closed"
+// the inspection is not available at the port. With "several" there are also
+// "/garden", and "/script" and "/silent", which answer what the test has written.
+//   http_page_service PORT [closed|several]
 #include <array>
 #include <atomic>
 #include <cstdint>
@@ -8,6 +9,7 @@
 #include <iostream>
 #include <list>
 #include <map>
+#include <memory>
 #include <mutex>
 #include <optional>
 #include <string>
@@ -52,7 +54,7 @@ constexpr std::chrono::milliseconds PERIOD(100);
 
 // Texts that would change a page that shows them as HTML, or disturb its layout.
 constexpr std::array<char const*, 3> HOSTILE = {
-    "<script>hacked = 1<script><img src=x onerror='hacked = 1'>", R"("quotes" & 'quotes' `$(id)`)",
+    "<img src=x onerror='hacked = 1'><script>hacked = 1<script>", R"("quotes" & 'quotes' `$(id)`)",
     "\xE2\x80\xAE\xD7\xA9\xD7\x9C\xD7\x95\xD7\x9D \xD7\xA2\xD7\x95\xD7\x9C\xD7\x9D"};
 
 kit::Result<void> checkLevel(const int& wanted) {
@@ -114,7 +116,46 @@ private:
     kit::Resource resource_;
 };
 
-void serve(const std::string& port, bool isInspected) {
+/// A service that answers each path with the JSON that was written there. Until then requests for
+/// the path are pending. A deletion removes all answers.
+class Scripted : public kova::IKovaApi {
+public:
+    using Handler = std::unique_ptr<kova::IResponseHandler<kova::Response>>;
+
+    void* actionRequest(const kova::Request& request, Handler&& handler) override {
+        Handler own = std::move(handler);
+        const std::lock_guard<std::mutex> guard(mutex_);
+        const auto found = answers_.find(request.getPath());
+        if (request.getCommand() == "update") {
+            answers_[request.getPath()] = request.getPayload();
+            own->onNext(kova::Response(200, kova::Payload::getEmpty()));
+        } else if (request.getCommand() == "delete") {
+            answers_.clear();
+            own->onNext(kova::Response(200, kova::Payload::getEmpty()));
+        } else if (found != answers_.end()) {
+            own->onNext(kova::Response(200, found->second));
+        } else {
+            return keep(std::move(own));
+        }
+        own->onCompleted();
+        return UNDEFINED_REQUEST_HANDLE;
+    }
+    void cancelRequest(void* handle) override {
+        const std::lock_guard<std::mutex> guard(mutex_);
+        pending_.remove_if([handle](const Handler& each) { return each.get() == handle; });
+    }
+
+private:
+    void* keep(Handler handler) {
+        pending_.push_back(std::move(handler));
+        return pending_.back().get();
+    }
+    std::mutex mutex_;
+    std::map<std::string, kova::Payload> answers_;
+    std::list<Handler> pending_;
+};
+
+void serve(const std::string& port, const std::string& mode) {
     const kit::StopSignals stop;  // before the first thread
     kit::Observable<int> level(30);
     level.onWrite(checkLevel);
@@ -148,9 +189,23 @@ void serve(const std::string& port, bool isInspected) {
     builder.mount("/tracks", tracks).mount("/names", names).mount("/large", large);
     builder.mount("/held", held.resource()).mount("/ticks", ticks.resource());
     const auto service = builder.build();
+    kit::Observable<int> height(5);
+    height.onWrite(checkLevel);
+    const auto garden = kit::ServiceBuilder()
+                            .name("garden")
+                            .version("3.0.0")
+                            .inspect(inspection)
+                            .mount("/level", height)
+                            .build();
     kova::http::EndpointOptions options;
-    options.inspectsOverTcp = isInspected;
-    kova::http::Endpoint endpoint(*service, "tcp:127.0.0.1:" + port, options);
+    options.inspectsOverTcp = mode != "closed";
+    Scripted script;
+    Scripted silent;
+    std::map<std::string, kova::IKovaApi*> services{{"/house", service.get()}};
+    if (mode == "several") {
+        services.insert({{"/garden", garden.get()}, {"/script", &script}, {"/silent", &silent}});
+    }
+    kova::http::Endpoint endpoint(services, "tcp:127.0.0.1:" + port, options);
     std::cout << endpoint.address() << std::endl;
     ticks.run(stop);
 }
@@ -158,7 +213,7 @@ void serve(const std::string& port, bool isInspected) {
 }  // namespace
 
 int main(int argc, char** argv) try {
-    serve(argc > 1 ? argv[1] : "0", argc < 3);
+    serve(argc > 1 ? argv[1] : "0", argc > 2 ? argv[2] : "");
     return 0;
 } catch (const std::exception& error) {
     std::cerr << error.what() << '\n';
