@@ -76,8 +76,8 @@ private:
     std::map<std::string, Handler> open_;
 };
 
-/// Keeps a port of 127.0.0.1 for the sockets of an endpoint, also while there is none: connections
-/// are refused then, and no other process gets the port.
+/// Keeps a port of 127.0.0.1 for the sockets of endpoints. Without an endpoint, connections are
+/// refused, and no other process gets the port.
 class KeptPort {
 public:
     KeptPort() : socket_(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {

@@ -15,6 +15,7 @@ from selenium import webdriver
 from selenium.webdriver.common.by import By
 from selenium.webdriver.common.keys import Keys
 
+sys.dont_write_bytecode = True
 from page_load import RECEIVED, processor_time, renderers
 
 LIMIT = 60  # seconds
