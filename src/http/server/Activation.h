@@ -25,7 +25,7 @@ struct HandedOverSocket {
     std::string name;
 };
 
-/// The highest number of sockets that are accepted.
+/// The highest number of sockets that a process takes over from the program that started it.
 constexpr int MAX_HANDED_OVER = 1024;
 
 /// Returns the sockets that the variables describe. A socket without a name has the name "unknown".
