@@ -25,7 +25,7 @@ struct HandedOverSocket {
     std::string name;
 };
 
-/// The highest number of sockets that a process takes over from the program that started it.
+/// The highest number of sockets that the program that starts a process hands over to it.
 constexpr int MAX_HANDED_OVER = 1024;
 
 /// Returns the sockets that the variables describe. A socket without a name has the name "unknown".
