@@ -24,8 +24,8 @@ using Candidates = std::set<std::string>;
 // The default is short, because the user waits at the prompt.
 constexpr std::chrono::milliseconds PATIENCE{500};
 constexpr std::string_view URL = "http://";
-// The characters of candidates. None has a meaning to a shell, except '$', which is literal in
-// front of '/'.
+// The characters that a candidate may contain, besides '$'. None of them has a meaning to a shell.
+// '$' is literal in front of '/'.
 constexpr std::string_view HARMLESS =
     "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789/_-.:,+@%=";
 
@@ -174,6 +174,9 @@ std::string joinedPath(const std::string& mount, const std::string& path) {
     return (mount == "/" ? "" : mount) + "/" + path;
 }
 
+// The longest description of a service that is read.
+constexpr std::size_t LONGEST_ANSWER = std::size_t{4} * 1024 * 1024;
+
 std::chrono::milliseconds patience() {
     const auto time = parseTime(variable("KOVA_COMPLETION_DEADLINE"));
     return time && time->count() > 0 ? *time : PATIENCE;
@@ -183,7 +186,7 @@ std::chrono::milliseconds patience() {
 std::vector<kit::MountView> mountsOf(const Target& target, const Context& context) {
     kit::ClientOptions options;
     options.deadline = patience();
-    const auto session = Session::open(target, context, options);
+    const auto session = Session::open(target, context, options, LONGEST_ANSWER);
     if (!session) {
         return {};
     }

@@ -34,6 +34,8 @@ struct Context {
     int interrupt = -1;
     /// The descriptor of standard output, to notice that nobody reads it any more. -1 for none.
     int output = -1;
+    /// Whether the word is a line of `kova shell`. Ctrl-C then ends the word, not the process.
+    bool isInShell = false;
 };
 
 }  // namespace kova::tool

@@ -1,6 +1,7 @@
 #include "PayloadInput.h"
 
 #include <fcntl.h>
+#include <poll.h>
 #include <unistd.h>
 
 #include <array>
@@ -23,14 +24,16 @@ kit::Error unreadable(const std::string& file) {
 }
 
 /// Lets Ctrl-C and SIGTERM end the process while a payload is read, because there is no request to
-/// cancel yet.
+/// cancel yet. In a shell, they are left to the descriptor of the context.
 class Interruptible {
 public:
-    Interruptible() noexcept {
+    explicit Interruptible(bool isInShell) noexcept {
         sigset_t signals;
         sigemptyset(&signals);
-        sigaddset(&signals, SIGINT);
-        sigaddset(&signals, SIGTERM);
+        if (!isInShell) {
+            sigaddset(&signals, SIGINT);
+            sigaddset(&signals, SIGTERM);
+        }
         pthread_sigmask(SIG_UNBLOCK, &signals, &former_);
     }
     ~Interruptible() { pthread_sigmask(SIG_SETMASK, &former_, nullptr); }
@@ -41,20 +44,37 @@ private:
     sigset_t former_{};
 };
 
-// Reads until the end of the file. Returns false, with `errno`, if a read fails.
-bool readAll(int descriptor, std::string& bytes) {
+// Waits until the descriptor is readable. Returns false, with `errno`, if Ctrl-C was pressed or the
+// wait failed.
+bool waitForInput(int descriptor, int interrupt) {
+    std::array<pollfd, 2> sources{{{descriptor, POLLIN, 0}, {interrupt, POLLIN, 0}}};
+    int count = -1;
+    do {
+        count = ::poll(sources.data(), sources.size(), -1);
+    } while (count < 0 && errno == EINTR);
+    if (sources[1].revents != 0) {
+        errno = ECANCELED;
+        return false;
+    }
+    return count > 0;
+}
+
+// Reads until the end of the file. Returns false, with `errno`, if a read fails or if `interrupt`
+// becomes readable; -1 is for none.
+bool readAll(int descriptor, int interrupt, std::string& bytes) {
     std::array<char, 65536> block;
-    while (true) {
+    while (interrupt < 0 || waitForInput(descriptor, interrupt)) {
         const ssize_t count = ::read(descriptor, block.data(), block.size());
         if (count == 0) {
             return true;
         }
         if (count > 0) {
             bytes.append(block.data(), static_cast<std::size_t>(count));
-        } else if (errno != EINTR) {
+        } else if (errno != EINTR && errno != EAGAIN) {
             return false;
         }
     }
+    return false;
 }
 
 Payload payloadOf(const std::string& bytes, const std::string& type) {
@@ -82,14 +102,16 @@ kit::Result<Payload> checkJson(Payload payload, bool binary) {
 }  // namespace
 
 kit::Result<std::string> readBytes(const std::string& file, const Context& context) {
-    const Interruptible interruptible;
+    const Interruptible interruptible(context.isInShell);
     const bool isInput = file == "-";
-    const int descriptor = isInput ? context.input : ::open(file.c_str(), O_RDONLY | O_CLOEXEC);
+    // Opening a FIFO waits for its writer, and Ctrl-C would not end this wait in a shell.
+    const int flags = O_RDONLY | O_CLOEXEC | (context.isInShell ? O_NONBLOCK : 0);
+    const int descriptor = isInput ? context.input : ::open(file.c_str(), flags);
     if (descriptor < 0 && !isInput) {
         return unreadable(file);
     }
     std::string bytes;
-    const bool isRead = readAll(descriptor, bytes);
+    const bool isRead = readAll(descriptor, context.isInShell ? context.interrupt : -1, bytes);
     const kit::Error error = isRead ? kit::Error{} : unreadable(file);
     if (!isInput) {
         ::close(descriptor);

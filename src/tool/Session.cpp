@@ -16,13 +16,13 @@ using std::chrono::milliseconds;
 // The longest time that a request waits for a connection. If half of its deadline is shorter, the
 // request waits that long, so that a missing service and a slow one give different errors.
 constexpr milliseconds PATIENCE{1000};
-constexpr std::size_t LONGEST_RECORD = std::size_t{1024} * 1024 * 1024;
 
-kit::Result<std::unique_ptr<IKovaApi>> connectTo(const Target& target, milliseconds deadline) {
+kit::Result<std::unique_ptr<IKovaApi>> connectTo(const Target& target, milliseconds deadline,
+                                                 std::size_t longest) {
     http::OpenOptions options;
     options.connection.patience =
         deadline.count() == 0 ? PATIENCE : std::clamp(deadline / 2, milliseconds(1), PATIENCE);
-    options.connection.recordBytes = LONGEST_RECORD;
+    options.connection.recordBytes = longest;
     if (!target.address.empty()) {
         options.connection.servicePath = target.servicePath;
         return http::connect(target.address, options.connection);
@@ -42,8 +42,9 @@ kit::ClientOptions onLoop(kit::ClientOptions options, const CallLoop& loop) {
 }  // namespace
 
 kit::Result<std::unique_ptr<Session>> Session::open(const Target& target, const Context& context,
-                                                    kit::ClientOptions options) {
-    auto service = connectTo(target, options.deadline);
+                                                    kit::ClientOptions options,
+                                                    std::size_t longest) {
+    auto service = connectTo(target, options.deadline, longest);
     if (!service) {
         return service.error();
     }

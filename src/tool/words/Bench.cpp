@@ -32,6 +32,8 @@ using std::chrono::nanoseconds;
 
 // The interval between two checks for lost connections and open requests.
 constexpr milliseconds ROUND{20};
+// The longest value of an answer; a longer one is the error 502. Each open request may have one.
+constexpr std::size_t LONGEST_ANSWER = std::size_t{16} * 1024 * 1024;
 constexpr std::size_t MOST_CONNECTIONS = 1000;
 constexpr std::size_t MOST_IN_FLIGHT = 10'000;
 constexpr double HIGHEST_RATE = 10'000'000;
@@ -134,7 +136,7 @@ kit::CallDraft Bench::draftOf(Session& session, const Target& target, const Payl
 ExitStatus Bench::connectOne(const Target& target, const Payload& body) {
     kit::ClientOptions options;
     options.deadline = options_.service.deadline;
-    auto session = Session::open(target, context_, options);
+    auto session = Session::open(target, context_, options, LONGEST_ANSWER);
     if (!session) {
         return reportOpen(context_, session.error());
     }

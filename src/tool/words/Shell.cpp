@@ -114,6 +114,7 @@ int Shell::executeWords(std::vector<std::string> words) try {
         words[0] = "--help";
     }
     Context context = context_;
+    context.isInShell = true;
     return runProgram(std::move(words), context);
 } catch (const std::exception& error) {
     printError(context_, error.what());
@@ -179,11 +180,12 @@ int Shell::runScript() {
                 ? misused(context_, {400, "a line has more than " + std::to_string(LONGEST_LINE) +
                                               " bytes; --file reads a payload from a file"})
                 : execute(line);
-        if (status != DONE) {
-            return status;
-        }
         if (!context_.out.stream) {
+            printError(context_, "cannot write to standard output");
             return OUTPUT_FAILED;
+        }
+        if (status != DONE) {
+            return isReadable(context_.interrupt, 0) ? INTERRUPTED : status;
         }
     }
     return isReadable(context_.interrupt, 0) ? INTERRUPTED : DONE;

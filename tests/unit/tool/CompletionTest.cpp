@@ -127,6 +127,15 @@ TEST_F(CompletionOfOddServiceTest, GarbageHasNoCandidates) {
     }
 }
 
+TEST_F(CompletionOfOddServiceTest, LongAnswerHasNoCandidates) {
+    const std::string mounts = "[{\"path\": \"/fine\", \"operations\": []}" +
+                               std::string(std::size_t{5} * 1024 * 1024, ' ') + "]";
+    held.onRequest = [this, &mounts](std::size_t number) {
+        held.answer(number, Response(200, Payload::createFromJSON(mounts)));
+    };
+    EXPECT_THAT(candidates({"get", text}), IsEmpty());
+}
+
 TEST_F(CompletionOfOddServiceTest, TextsThatAShellExecutesAreNotCandidates) {
     for (char const* path : {"/$(reboot)", "/a;b", "/`b`", "/a b", "/a\\nb", "/\\u001b[2J", "/'"}) {
         held.onRequest = [this, path](std::size_t number) {

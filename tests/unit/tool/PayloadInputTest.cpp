@@ -2,8 +2,10 @@
 
 #include <fcntl.h>
 #include <gmock/gmock.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
+#include <array>
 #include <iostream>
 #include <string>
 
@@ -39,6 +41,36 @@ TEST_F(PayloadInputTest, JsonBecomesTheBinaryFormat) {
     const Payload payload = readPayload(input, context).orThrow();
     EXPECT_EQ(payload.getMimeType(), mimetypes::AXOBIN_TYPE);
     EXPECT_EQ(kit::plainText(payload), "[1,\"a\"]");
+}
+
+TEST_F(PayloadInputTest, InterruptEndsTheWaitForInputInAShell) {
+    std::array<int, 2> silent{};
+    std::array<int, 2> pressed{};
+    ASSERT_EQ(::pipe2(silent.data(), O_CLOEXEC), 0);
+    ASSERT_EQ(::pipe2(pressed.data(), O_CLOEXEC), 0);
+    ASSERT_EQ(::write(pressed[1], "", 1), 1);
+    Context shell{{std::cout}, {std::cerr}, silent[0], pressed[0]};
+    shell.isInShell = true;
+    input.text = "-";
+    EXPECT_EQ(readPayload(input, shell).error().message,
+              "cannot read standard input: Operation canceled");
+    for (const int descriptor : {silent[0], silent[1], pressed[0], pressed[1]}) {
+        ::close(descriptor);
+    }
+}
+
+TEST_F(PayloadInputTest, InterruptEndsTheWaitForTheWriterOfAFifoInAShell) {
+    const kova::test::TemporaryFolder folder;
+    ASSERT_EQ(::mkfifo((folder / "fifo").c_str(), 0600), 0);
+    std::array<int, 2> pressed{};
+    ASSERT_EQ(::pipe2(pressed.data(), O_CLOEXEC), 0);
+    ASSERT_EQ(::write(pressed[1], "", 1), 1);
+    Context shell{{std::cout}, {std::cerr}, STDIN_FILENO, pressed[0]};
+    shell.isInShell = true;
+    input.file = folder / "fifo";
+    EXPECT_THAT(readPayload(input, shell).error().message, HasSubstr("Operation canceled"));
+    ::close(pressed[0]);
+    ::close(pressed[1]);
 }
 
 TEST_F(PayloadInputTest, PayloadsOfOtherTypesAreNotChecked) {

@@ -122,6 +122,8 @@ protected:
         ::close(std::exchange(input_[1], ::dup(interrupt_[1])));
     }
 
+    /// Returns the descriptor of standard input.
+    int inputDescriptor() const noexcept { return input_[0]; }
     /// Writes the text to a file, which becomes standard input.
     void setInput(const std::string& text) {
         test::writeFile(folder / "input", text);

@@ -45,6 +45,23 @@ TEST_F(BenchTest, ClosedLoopIsMeasured) {
     EXPECT_THAT(out, HasSubstr("\"p99.9\":"));
 }
 
+TEST_F(BenchTest, AnswersOfNearly16MebibytesAreMeasured) {
+    const std::string text(std::size_t{16} * 1024 * 1024 - 1024, 'x');
+    held.onRequest = [&](std::size_t number) {
+        held.answer(number, Response(200, Payload::createFromString(text)));
+    };
+    EXPECT_EQ(runAt({"bench", "/held", "--duration", "50ms", "--deadline", "0"}), DONE) << err;
+}
+
+TEST_F(BenchTest, AnswersOf16MebibytesAreRefused) {
+    const std::string text(std::size_t{16} * 1024 * 1024, 'x');
+    held.onRequest = [&](std::size_t number) {
+        held.answer(number, Response(200, Payload::createFromString(text)));
+    };
+    EXPECT_EQ(runAt({"bench", "/held", "--duration", "50ms", "--deadline", "0"}), FAILED);
+    EXPECT_THAT(err, StartsWith("kova: 502 "));
+}
+
 TEST_F(BenchTest, OpenLoopSendsAtTheRate) {
     EXPECT_EQ(runAt({"bench", "/level", "--duration", "100ms", "--rate", "100"}), DONE);
     EXPECT_EQ(result().loop, "open");

@@ -1,7 +1,9 @@
 #include "Words.h"
 
 #include <gmock/gmock.h>
+#include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/un.h>
 
 #include "tool/ToolFixture.h"
 
@@ -43,6 +45,18 @@ TEST_F(ServicesTest, SilentServiceHasAnError) {
     EXPECT_EQ(run({"ls", "--deadline", "2s"}), DONE);
     EXPECT_THAT(out, HasSubstr("{\"service\":\"kova:/silent\",\"address\":\"unix:"));
     EXPECT_THAT(out, HasSubstr("\"error\":\"504"));
+}
+
+TEST_F(ServicesTest, SocketThatNoProcessServesIsMarked) {
+    sockaddr_un name{};
+    name.sun_family = AF_UNIX;
+    (folder / "run/dead").copy(name.sun_path, sizeof name.sun_path - 1);
+    const int socket = ::socket(AF_UNIX, SOCK_STREAM, 0);
+    ASSERT_EQ(::bind(socket, reinterpret_cast<sockaddr*>(&name), sizeof name), 0);
+    ::close(socket);
+    EXPECT_EQ(run({"ls"}), DONE);
+    EXPECT_THAT(out, HasSubstr("{\"service\":\"kova:/dead\",\"address\":\"unix:"));
+    EXPECT_THAT(out, HasSubstr(",\"error\":\"no process serves '"));
 }
 
 TEST_F(ServicesTest, EmptyDirectoryGivesExitStatusThree) {

@@ -77,6 +77,17 @@ TEST_F(ShellTest, InterruptCancelsTheRequestAndEndsTheShell) {
     held.waitForCancelled(1);
 }
 
+TEST_F(ShellTest, OutputThatCannotBeWrittenIsAnError) {
+    struct FullBuffer : std::streambuf {};  // refuses each byte
+    FullBuffer full;
+    std::ostream stream(&full);
+    std::ostringstream errors;
+    setInput("get /level\n");
+    Context context{{stream}, {errors}, inputDescriptor()};
+    EXPECT_EQ(runProgram({"shell", address}, context), OUTPUT_FAILED);
+    EXPECT_EQ(errors.str(), "kova: cannot write to standard output\n");
+}
+
 TEST_F(ShellTest, InterruptEndsTheWaitForALine) {
     interrupt();
     EXPECT_EQ(run({"shell", address}), INTERRUPTED);
