@@ -64,6 +64,13 @@ protected:
         return output;
     }
 
+    /// Returns commands that wait until the job in the background has written the text. If the job
+    /// ends before, they print its log and end.
+    static std::string untilLogged(const std::string& text, const std::string& log) {
+        return "trap 'kill $! 2>/dev/null' EXIT; until grep -qs " + text + " " + log +
+               "; do kill -0 $! || { cat " + log + "; exit 1; }; sleep 0.05; done; ";
+    }
+
     const test::TemporaryFolder folder;
     const Arguments serving{"--interval", "10", "--port", "0"};
 };
@@ -152,6 +159,37 @@ TEST_F(ProgramTest, CommandsOfTheTourWork) {
               "{\n  \"stations\": [\n    \"between\",\n    \"two\"\n  ],\n  \"volume\": 7\n}\n");
 }
 
+// Records the tour, sends the recorded requests to the service again, and compares the answers. The
+// time, the facts of the machine and the folder that is scanned change.
+TEST_F(ProgramTest, ReplayOfTheTourGivesTheSameAnswers) {
+    const std::string first = folder / "first.jsonl";
+    const std::string again = folder / "again.jsonl";
+    {
+        Program service(folder.path(), serving);
+        commandsOf(service);
+        const std::string log = folder / "log";
+        const std::string record =
+            "kova record " + first + " 2>" + log + " & " + untilLogged("recording", log);
+        const std::string output =
+            outputOf(record + "( . " TOUR " ) >/dev/null 2>&1; kill -INT $!; wait $!; cat " +
+                         folder / "log" + "; echo THE END",
+                     "THE END");
+        ASSERT_THAT(output, HasSubstr("requests are recorded\n")) << output;
+        service.signal(SIGINT);
+        EXPECT_EQ(service.wait(), SERVED);
+    }
+    EXPECT_EQ(::unlink((folder / "kova-store.json").c_str()), 0);
+    Program service(folder.path(), serving);
+    commandsOf(service);
+    const std::string changing =
+        " --ignore '/system/**' --ignore /clock --ignore '/clock/**' --ignore /scan";
+    const std::string output = outputOf("kova replay " + first + " --speed max --output " + again +
+                                            changing + "; echo \"replay: $?\"; kova diff " + first +
+                                            " " + again + changing + "; echo \"diff: $?\"",
+                                        "diff: 0\n");
+    EXPECT_THAT(output, EndsWith("requests were answered differently\nreplay: 0\ndiff: 0\n"));
+}
+
 TEST_F(ProgramTest, RequestsContainTheTokenButOutputDoesNotShowIt) {
     Program service(folder.path(), serving);
     commandsOf(service);
@@ -190,7 +228,8 @@ TEST_F(ProgramTest, ClientsAreServedWhileTheDiskOfTheLogIsFull) {
     ::setenv("ZEL_TRACE", "*=0", 1);
     Program service(folder.path(), serving, "/dev/full");
     ::unsetenv("ZEL_TRACE");
-    EXPECT_EQ(outputOf("until kova get /volume 2>/dev/null; do sleep 0.1; done; "
+    EXPECT_EQ(outputOf("tries=0; until kova get /volume 2>/dev/null || [ $tries = 600 ]; "
+                       "do tries=$((tries + 1)); sleep 0.1; done; "
                        "kova put /volume '{\"level\": 60}'; kova get /volume; "
                        "kova watch /clock --count 2 | wc -l; kova get /nowhere >/dev/null 2>&1; "
                        "echo exit status $?",
