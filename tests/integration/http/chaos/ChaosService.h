@@ -2,6 +2,7 @@
 
 #include <malloc.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
@@ -22,7 +23,7 @@ namespace kova::http::test {
 /// at once. "/push" sends a value to each stream, and completes. All others get a value and
 /// complete. The status of the value is 200, except for two paths: "/strangers" is answered with
 /// 200 plus the number of cancellations of requests that were not pending, and "/heap" with the KiB
-/// that the process has allocated.
+/// that the process has allocated, at most 65535.
 class ChaosService final : public IKovaApi {
 public:
     void* actionRequest(const Request& request,
@@ -80,7 +81,7 @@ private:
 
     std::size_t statusOf(const std::string& path) const {
         return path == "/strangers" ? 200 + strangers()
-               : path == "/heap"    ? ::mallinfo2().uordblks / 1024
+               : path == "/heap"    ? std::min<std::size_t>(::mallinfo2().uordblks / 1024, 65535)
                                     : 200;
     }
     void* add(Pending request) {

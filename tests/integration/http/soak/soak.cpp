@@ -1,10 +1,8 @@
-// Runs two services under load and random faults for a long time, and fails if a figure does not
-// stay flat
-// (`tools/soak`):
-//   http_soak SECONDS       the report has 60 lines, or one for each 5 seconds
+// Runs two services under load and random faults for a long time (`tools/soak`). Fails if a figure
+// does not stay flat.
+//   http_soak SECONDS       The table has 60 lines, or one for each 5 seconds.
 //   http_soak short ROUNDS  connects, opens streams and looks for one that gets no value in 0.2 s
-//   http_soak pace ROUNDS   compares the requests a second of clients with and without bad
-//   neighbours
+//   http_soak pace ROUNDS   compares the pace of clients with and without bad neighbours
 //
 // Each server is a process. The steady one lives as long as the run; the other one is killed and
 // started again at random. Each has ten clients in this process, with 50 streams each, which are
@@ -76,20 +74,19 @@ struct Figures {
 class Soak {
 public:
     ~Soak() {
+        stopLoading();
         killed_.reset();
         ::unlink(directory_.path("killed").c_str());
     }
     /// Returns whether all figures were as they should be.
     bool run(std::chrono::seconds duration) {
-        std::thread loader([this] { loadUntilStopped(); });
+        loader_ = std::thread([this] { loadUntilStopped(); });
         await([this] { return steadyLoad_.areStreaming() && killedLoad_.areStreaming(); });
         baseline_ = usage();
-        std::printf(
+        std::puts(
             "| s | completed | lost | values | faults | silent streams | latency p50, p99, max, ms "
-            "| "
-            "server: descriptors, KiB allocated | clients: descriptors, KiB "
-            "|\n|---|---|---|---|---|---|---|---"
-            "|---|\n");
+            "| server: descriptors, KiB allocated | clients: descriptors, KiB allocated |\n"
+            "|---|---|---|---|---|---|---|---|---|");
         const Clock::time_point start = Clock::now();
         const auto window = std::max<Clock::duration>(duration / 60, 5s);
         for (Clock::time_point next = start + window; next <= start + duration; next += window) {
@@ -99,12 +96,17 @@ public:
             }
             report(std::chrono::duration_cast<std::chrono::seconds>(Clock::now() - start));
         }
-        isStopped_ = true;
-        loader.join();
+        stopLoading();
         return isGood();
     }
 
 private:
+    void stopLoading() {
+        isStopped_ = true;
+        if (loader_.joinable()) {
+            loader_.join();
+        }
+    }
     void loadUntilStopped() {
         for (Clock::time_point next = Clock::now(); !isStopped_; next += TICK) {
             {
@@ -270,6 +272,7 @@ private:
     Load killedLoad_{killedAddress(), latencies_};
     std::unique_ptr<IKovaApi> inspector_ = connect(directory_.address()).orThrow();
     std::atomic<bool> isStopped_{false};
+    std::thread loader_;
     Figures baseline_;
     std::vector<Figures> figures_;
     std::size_t silent_ = 0;
