@@ -9,9 +9,9 @@
 namespace kova::testing {
 
 /// A clock whose time advances only when the test calls `advance`. Use it for deadlines
-/// (`kit::CallsOptions::clock`) or for an `osal::AlarmTimer`. When a test calls `advance` or
-/// `settle`, the thread of the timer must be running. This thread runs while the timer has at least
-/// one alarm. The timer for deadlines has an alarm as soon as a call with a deadline was sent.
+/// (`kit::CallsOptions::clock`) or for an `osal::AlarmTimer`. Deadlines and each `AlarmTimer` have
+/// a timer thread, which runs while there is at least one deadline or alarm. When a test calls
+/// `advance` or `settle`, the timer thread must be running.
 ///
 ///     const auto passHalfAMinute = [](kova::testing::ManualClock& clock) {
 ///         clock.advance(std::chrono::seconds(30));  // all deadlines up to then have expired

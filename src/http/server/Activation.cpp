@@ -98,7 +98,7 @@ std::optional<Address> addressOf(int descriptor) {
         return std::nullopt;
     }
     if (bound.ss_family == AF_UNIX) {
-        // An abstract name begins with a zero byte. A path may have no zero byte at its end.
+        // An abstract name begins with a zero byte. A path is not always terminated by a zero byte.
         char const* const path = reinterpret_cast<const sockaddr_un&>(bound).sun_path;
         address.path.assign(
             path,

@@ -102,8 +102,8 @@ public:
     enum class Taken { record, nothing, end, failed };
     /// Sets `record` to the oldest record. If no record waits, the reader is notified later.
     Taken take(std::string& record);
-    /// Returns whether `take` would return anything but `nothing`. If not, the reader is notified
-    /// later.
+    /// Returns whether `take` has something to return now. If it returns false, the reader is
+    /// notified as soon as there is something.
     bool hasMore();
     /// Returns whether the stream has exceeded its bound, or a record could not be made: the
     /// request is of no use any more.

@@ -53,7 +53,7 @@ public:
     [[gnu::cold]] bool failAtElement(std::uint32_t at, std::uint64_t index,
                                      const Phrase& expected) noexcept;
     /// @}
-    /// Stores the failure that memory is exhausted. Returns false.
+    /// Records that memory is exhausted. Returns false.
     [[gnu::cold]] bool failForMemory() noexcept {
         recordNoMemory(hasFailed);
         return false;

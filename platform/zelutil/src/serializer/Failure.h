@@ -126,7 +126,7 @@ void recordFailure(bool& hasFailed, PayloadErrorNumber number, const Phrase& exp
                    const Phrase& found = {}, const FieldPath& path = {},
                    std::size_t position = NO_POSITION) noexcept;
 
-/// Stores the failure that memory is exhausted, as `recordFailure` does.
+/// Records that memory is exhausted, as `recordFailure` does.
 void recordNoMemory(bool& hasFailed) noexcept;
 
 }  // namespace util::serializer
