@@ -26,11 +26,13 @@ namespace kova::bench {
 namespace {
 
 WireServer server("kova", serveWireService);
+WireServer inspected("inspected", serveInspectedService);
+WireServer monitored("monitored", serveMonitoredService);
 
-std::unique_ptr<IKovaApi> connect() {
+std::unique_ptr<IKovaApi> connect(const std::string& path = server.path()) {
     http::ConnectOptions options;
     options.queuedBytes = std::size_t{1024} * 1024;
-    auto connected = http::connect("unix:" + server.path(), options);
+    auto connected = http::connect("unix:" + path, options);
     require(connected.ok(), "kova::http::connect");
     return *std::move(connected);
 }
@@ -110,20 +112,37 @@ struct Caller {
     Request request = makeRequest("retrieve", WIRE_RESOURCE);
 };
 
-struct BlockingCaller : Caller {
-    kit::Client client{*service, options()};
-    Payload body = payload();
+/// Sends one request after the other from the calling thread.
+class BlockingCaller {
+public:
+    explicit BlockingCaller(const std::string& path = server.path()) : service_(connect(path)) {}
 
     void call() {
-        const auto answer = client.call<Payload>("retrieve", WIRE_RESOURCE, body).get();
+        const auto answer = client_.call<Payload>("retrieve", WIRE_RESOURCE, body_).get();
         require(answer.ok() && answer->size() == WIRE_BYTES, "kova: get");
     }
+    /// Waits until another process reads the monitor of the service.
+    void waitForMonitor() {
+        const kit::Client client(*service_);
+        std::string pending;
+        while (pending.find("/.kova/monitor") == std::string::npos) {
+            const auto answer = client.retrieve<Payload>("/.kova/pending").get();
+            require(answer.ok() && !Payload::createStringFrom(*answer, pending, true),
+                    "kova: pending requests");
+        }
+    }
+
+private:
     static kit::ClientOptions options() {
         kit::ClientOptions options;
         options.clientId = "bench";
         options.accept = mimetypes::OCTET_STREAM_TYPE;
         return options;
     }
+
+    const std::unique_ptr<IKovaApi> service_;
+    kit::Client client_{*service_, options()};
+    const Payload body_ = payload();
 };
 
 /// Keeps a number of requests in flight: when one has completed, it sends the next one.
@@ -267,6 +286,16 @@ auto repeated(Arguments... arguments) {
     };
 }
 
+auto monitoredCalls() {
+    const auto caller = std::make_shared<BlockingCaller>(monitored.path());
+    caller->waitForMonitor();
+    return [caller](std::size_t count) {
+        while (count-- > 0) {
+            caller->call();
+        }
+    };
+}
+
 auto inFlight(std::size_t number) {
     return [caller = std::make_shared<FlyingCaller>(), number](std::size_t count) {
         caller->run(count, number);
@@ -283,6 +312,9 @@ const struct Entries {
     Entries() {
         wireContest("blocking call", "kova", server, 100,
                     [] { return repeated<BlockingCaller>(); });
+        wireContest("blocking call, monitored", "kova", monitored, 100, monitoredCalls);
+        wireContest("blocking call, monitored", "unmonitored", inspected, 100,
+                    [] { return repeated<BlockingCaller>(inspected.path()); });
         wireContest("callback sends the next", "kova", server, 100, [] { return inFlight(1); });
         wireContest("another thread waits", "kova", server, 100,
                     [] { return repeated<WaitingCaller>(); });

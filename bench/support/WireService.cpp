@@ -1,5 +1,7 @@
 #include "support/WireService.h"
 
+#include <signal.h>
+#include <sys/prctl.h>
 #include <unistd.h>
 
 #include <chrono>
@@ -14,7 +16,10 @@
 #include "kova/core/IResourceHandler.h"
 #include "kova/core/MimeTypes.h"
 #include "kova/core/StaticComposedKovaService.h"
+#include "kova/http/Connect.h"
 #include "kova/http/Endpoint.h"
+#include "kova/kit/Client.h"
+#include "kova/kit/Service.h"
 #include "kova/kit/StreamOptions.h"
 #include "kova/kit/Values.h"
 #include "kova/kit/Worker.h"
@@ -151,14 +156,51 @@ std::map<std::string, std::unique_ptr<IResourceHandler>> makeResources() {
     return resources;
 }
 
-}  // namespace
-
-void serveWireService(const std::string& path) {
-    StaticComposedKovaService service(makeResources());
+void serve(IKovaApi& service, const std::string& path) {
     const http::Endpoint endpoint(service, "unix:" + path);
     for (;;) {
         ::pause();
     }
+}
+
+/// Reads the monitor of a service until the process is killed.
+void readMonitor(const std::string& path) {
+    http::ConnectOptions options;
+    options.patience = std::chrono::seconds(10);
+    const auto service = http::connect("unix:" + path, options);
+    require(service.ok(), "kova::http::connect");
+    const kit::Client client(**service);
+    const kit::Subscription requests =
+        client.watch<Payload>("/.kova/monitor")
+            .onEnd([](const kit::End&) { require(false, "kova: the monitor has ended"); })
+            .start();
+    for (;;) {
+        ::pause();
+    }
+}
+
+}  // namespace
+
+void serveWireService(const std::string& path) {
+    StaticComposedKovaService service(makeResources());
+    serve(service, path);
+}
+
+void serveInspectedService(const std::string& path) {
+    kit::ServiceBuilder builder;
+    builder.mount(WIRE_RESOURCE, std::make_unique<AnsweringResource>()).inspect();
+    const auto service = builder.build();
+    serve(*service, path);
+}
+
+void serveMonitoredService(const std::string& path) {
+    const pid_t reader = ::fork();
+    require(reader >= 0, "fork");
+    if (reader == 0) {
+        ::prctl(PR_SET_PDEATHSIG, SIGKILL);
+        readMonitor(path);
+    }
+    serveInspectedService(path);
 }
 
 }  // namespace kova::bench

@@ -21,4 +21,9 @@ constexpr char WIRE_PENDING[] = "/svc/pending";
 /// Serves these resources at a Unix socket until the process is killed.
 void serveWireService(const std::string& path);
 
+/// Serves `WIRE_RESOURCE` with inspection at a Unix socket until the process is killed.
+void serveInspectedService(const std::string& path);
+/// Does the same, while another process reads the monitor of the service.
+void serveMonitoredService(const std::string& path);
+
 }  // namespace kova::bench
