@@ -58,7 +58,7 @@ TEST(BlockPool, ReleasedBlocksAreReused) {
     EXPECT_EQ(test::allocations(), before);
 }
 
-TEST(BlockPool, LargeBlocksAreNotKept) {
+TEST(BlockPool, LargeBlocksAreFreedWhenTheyAreReleased) {
     releaseBlock(allocateBlock(1025));
     const std::size_t before = test::allocations();
     releaseBlock(allocateBlock(1025));

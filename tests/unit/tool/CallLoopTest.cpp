@@ -30,7 +30,7 @@ protected:
     CallLoop loop{pipe_[0]};
 };
 
-TEST_F(CallLoopTest, ConditionIsCheckedFirst) {
+TEST_F(CallLoopTest, ConditionIsCheckedBeforeInterruptAndDeadline) {
     interrupt();
     EXPECT_EQ(loop.run([] { return true; }, CallLoop::Clock::now()), Reason::holds);
 }

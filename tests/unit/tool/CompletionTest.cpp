@@ -44,7 +44,7 @@ protected:
     std::unique_ptr<http::Endpoint> registered;
 };
 
-TEST_F(CompletionTest, FirstWordIsAWordOfTheProgram) {
+TEST_F(CompletionTest, FirstArgumentIsCompletedToACommand) {
     EXPECT_THAT(candidates({"de"}), ElementsAre("decode", "delete", "describe"));
     EXPECT_THAT(candidates({"--color", "always", "enc"}), ElementsAre("encode"));
     EXPECT_THAT(candidates({""}), Contains("watch"));
@@ -52,7 +52,7 @@ TEST_F(CompletionTest, FirstWordIsAWordOfTheProgram) {
     EXPECT_THAT(candidates({"unknown", ""}), Contains("watch"));
 }
 
-TEST_F(CompletionTest, OptionsAreThoseOfTheWordAndOfTheProgram) {
+TEST_F(CompletionTest, OptionsOfTheCommandAndOfTheProgramAreCandidates) {
     EXPECT_THAT(candidates({"get", "--r"}), ElementsAre("--raw"));
     EXPECT_THAT(candidates({"get", "--co"}), ElementsAre("--color"));
     EXPECT_THAT(candidates({"--he"}), ElementsAre("--help"));
@@ -68,20 +68,20 @@ TEST_F(CompletionTest, ValuesOfOptionsAreCompleted) {
     EXPECT_THAT(candidates({"get", "--unknown="}), IsEmpty());
 }
 
-TEST_F(CompletionTest, ServicesAreArgumentsOfWordsThatNeedOne) {
+TEST_F(CompletionTest, ServicesAreCandidatesWhereACommandNeedsAService) {
     EXPECT_THAT(candidates({"tree", "ko"}), ElementsAre("kova:/player"));
     EXPECT_THAT(candidates({"tree", "kova:/player", ""}), IsEmpty());
     EXPECT_THAT(candidates({"get", "kova:/pl"}), ElementsAre("kova:/player$"));
 }
 
-TEST_F(CompletionTest, PathsOfTheServiceFollowTheDollar) {
+TEST_F(CompletionTest, PathsOfAServiceAreCandidatesAfterTheDollarSign) {
     EXPECT_THAT(candidates({"describe", "kova:/player$/"}),
                 ElementsAre("kova:/player$/", "kova:/player$/greeting/", "kova:/player$/level",
                             "kova:/player$/tracks", "kova:/player$/tracks/"));
     EXPECT_THAT(candidates({"get", address + "$/le"}), ElementsAre(address + "$/level"));
 }
 
-TEST_F(CompletionTest, PathsAreThoseThatTheWordCanUse) {
+TEST_F(CompletionTest, OnlyPathsThatSupportTheCommandAreCandidates) {
     EXPECT_THAT(candidates({"put", "kova:/player$/"}), ElementsAre("kova:/player$/level"));
     EXPECT_THAT(candidates({"delete", "kova:/player$/"}), ElementsAre("kova:/player$/tracks/"));
     EXPECT_THAT(candidates({"watch", "kova:/player$/level", "kova:/player$/"}),
@@ -89,7 +89,7 @@ TEST_F(CompletionTest, PathsAreThoseThatTheWordCanUse) {
     EXPECT_THAT(candidates({"put", "kova:/player$/level", ""}), IsEmpty());
 }
 
-TEST_F(CompletionTest, ServiceThatTheLineNamesIsAskedForPaths) {
+TEST_F(CompletionTest, PathsComeFromTheServiceOfTheOptionOrTheEnvironment) {
     EXPECT_THAT(candidates({"put", "--to", address, "/"}), ElementsAre("/level"));
     EXPECT_THAT(candidates({"put", "--to=" + address, ""}), ElementsAre("/level", "kova:/player$"));
     EXPECT_THAT(candidates({"put", "/"}), IsEmpty());

@@ -30,7 +30,7 @@ TEST(HistogramTest, SmallValuesAreExact) {
     EXPECT_EQ(histogram.quantile(1), 100U);
 }
 
-TEST(HistogramTest, EveryMagnitudeFitsItsBucket) {
+TEST(HistogramTest, QuantileExceedsTheValueByLessThanOnePercent) {
     for (unsigned bit = 0; bit < 64; ++bit) {
         for (const std::uint64_t offset : {0, 1, -1}) {
             const std::uint64_t value = (std::uint64_t{1} << bit) + offset;

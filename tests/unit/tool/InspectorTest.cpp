@@ -18,20 +18,20 @@ protected:
     Inspector inspector{context, Target::ofService(address).orThrow(), std::chrono::seconds(10)};
 };
 
-TEST_F(InspectorTest, ValuesAreRead) {
+TEST_F(InspectorTest, ReadReturnsAValueOfTheService) {
     const auto version = inspector.read<kit::VersionView>("version");
     ASSERT_TRUE(version);
     EXPECT_EQ(version->name, "player");
     EXPECT_EQ(inspector.status(), DONE);
 }
 
-TEST_F(InspectorTest, MissingPartIsReported) {
+TEST_F(InspectorTest, PathThatTheServiceLacksIsReportedAsMissingInspection) {
     EXPECT_FALSE(inspector.ask(kit::command::retrieve, "none"));
     EXPECT_EQ(inspector.status(), REFUSED);
     EXPECT_THAT(errors.str(), HasSubstr("built without ServiceBuilder::inspect"));
 }
 
-TEST_F(InspectorTest, ValueOfAnotherTypeIsAFailureOfTheService) {
+TEST_F(InspectorTest, ValueOfAnUnexpectedTypeIsReportedAsAFailureOfTheService) {
     EXPECT_FALSE(inspector.read<int>("version"));
     EXPECT_EQ(inspector.status(), FAILED);
     EXPECT_THAT(errors.str(), HasSubstr("the service answers with something else"));

@@ -91,7 +91,7 @@ TEST_F(LaneTest, PlanWhoseEndHasPassedSendsOneRequest) {
     EXPECT_TRUE(lane.isOver());
 }
 
-TEST_F(LaneTest, NothingIsDueAfterTheEndOfAPlanWithARate) {
+TEST_F(LaneTest, PlanWithARateSendsNothingAfterItsEnd) {
     Lane lane(service, request, {milliseconds(1), now, now, 2});
     EXPECT_EQ(lane.pump(), now);
     EXPECT_EQ(service.requests, 0);
@@ -141,7 +141,7 @@ TEST_F(LaneTest, LostConnectionEndsTheLoop) {
     EXPECT_EQ(service.requests, 1);
 }
 
-TEST_F(LaneTest, RequestsThatFailAtOnceDoNotNest) {
+TEST_F(LaneTest, RequestsThatFailImmediatelyCauseNoRecursion) {
     service.refusals = 1'000'000;
     Lane lane(service, request, closed(100));
     lane.pump();

@@ -13,7 +13,7 @@ namespace {
 
 using testing::HasSubstr;
 
-TEST(LossCounterTest, GapsAreCounted) {
+TEST(LossCounterTest, GapsInTheNumbersAreCountedAsLosses) {
     LossCounter losses;
     EXPECT_EQ(losses.position(), 0U);
     EXPECT_EQ(losses.add(100, 0), 0U);

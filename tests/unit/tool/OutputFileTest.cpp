@@ -10,7 +10,7 @@
 namespace kova::tool {
 namespace {
 
-TEST(OutputFileTest, FileIsReplacedAndOnlyForItsOwner) {
+TEST(OutputFileTest, FileIsReplacedAndReadableOnlyByItsOwner) {
     const test::TemporaryFolder folder;
     for (char const* text : {"longer text", "text"}) {
         OutputFile file(folder / "a");

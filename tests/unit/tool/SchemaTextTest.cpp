@@ -26,7 +26,7 @@ std::string textOf() {
     return typeText(kit::schemaOf<T>());
 }
 
-TEST(SchemaTextTest, TypesAreShort) {
+TEST(SchemaTextTest, TypesAreWrittenInAShortNotation) {
     EXPECT_EQ(textOf<int>(), "integer");
     EXPECT_EQ(textOf<bool>(), "boolean");
     EXPECT_EQ(textOf<std::string>(), "string");
@@ -38,13 +38,13 @@ TEST(SchemaTextTest, TypesAreShort) {
     EXPECT_EQ(textOf<std::vector<Volume>>(), "{level, muted}[]");
 }
 
-TEST(SchemaTextTest, DeepTypesAreAny) {
+TEST(SchemaTextTest, TypesBelowTheThirdLevelAreWrittenAsAny) {
     using Two = std::vector<std::vector<int>>;
     EXPECT_EQ(textOf<Two>(), "integer[][]");
     EXPECT_EQ((textOf<std::vector<Two>>()), "any[][][]");
 }
 
-TEST(SchemaTextTest, UnknownSchemasAreAny) {
+TEST(SchemaTextTest, UnsupportedSchemasAreWrittenAsAny) {
     for (char const* schema : {"true", "{}", "[", "{\"$ref\":\"#/$defs/none\"}",
                                "{\"$ref\":\"http://none\"}", "{\"type\":[\"integer\"]}"}) {
         EXPECT_EQ(typeText(Payload::createFromJSON(schema)), "any") << schema;

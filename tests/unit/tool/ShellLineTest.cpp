@@ -44,7 +44,7 @@ TEST(WordsOfLineTest, OpenQuoteIsAnError) {
     }
 }
 
-TEST(WordsToCompleteTest, LastWordIsAtTheCursor) {
+TEST(WordsToCompleteTest, LastWordIsTheOneAtTheCursor) {
     EXPECT_THAT(wordsToComplete(""), ElementsAre(""));
     EXPECT_THAT(wordsToComplete("ge"), ElementsAre("ge"));
     EXPECT_THAT(wordsToComplete("get "), ElementsAre("get", ""));

@@ -58,7 +58,7 @@ INSTANTIATE_TEST_SUITE_P(
 
 class TargetErrors : public testing::TestWithParam<Row> {};
 
-TEST_P(TargetErrors, SayWhatToWrite) {
+TEST_P(TargetErrors, MessageSaysWhatToWrite) {
     const auto target = Target::ofResource(GetParam().text, GetParam().to);
     ASSERT_FALSE(target.ok()) << toText(*target);
     EXPECT_EQ(target.error().code, 400);

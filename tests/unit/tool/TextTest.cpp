@@ -8,7 +8,7 @@
 namespace kova::tool {
 namespace {
 
-TEST(TextTest, ColoursNeedAScreenThatHasThem) {
+TEST(TextTest, ColoursAreWrittenOnlyToAScreenThatSupportsThem) {
     Screen screen{std::cout};
     EXPECT_EQ(coloured(screen, Colour::red, "no"), "no");
     screen.hasColours = true;

@@ -42,7 +42,7 @@ INSTANTIATE_TEST_SUITE_P(Forms, RefusedTimes,
                          testing::Values("", "5", "s", "-1s", "1.s", ".5s", "1.2345s", "1..2s",
                                          "1 s", "5d", "577h", "99999999999999999999s"));
 
-TEST(TimesTest, TextsHaveTwoUnitsAtMost) {
+TEST(TimesTest, TimesAreWrittenWithAtMostTwoUnits) {
     EXPECT_EQ(toText(milliseconds(0)), "0 ms");
     EXPECT_EQ(toText(milliseconds(999)), "999 ms");
     EXPECT_EQ(toText(milliseconds(1000)), "1 s");

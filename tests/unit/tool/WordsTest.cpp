@@ -18,7 +18,7 @@ protected:
     const Context context{{std::cout}, {std::cerr}, 0, -1};
 };
 
-TEST_F(WordsTest, ParsedWordIsSelected) {
+TEST_F(WordsTest, SelectedReturnsTheFunctionOfTheParsedCommand) {
     words.onSelected(words.add("one", "", {}), [](const Context&) { return 1; });
     words.onSelected(words.add("two", "", {}), [](const Context&) { return 2; });
     EXPECT_FALSE(words.selected());
@@ -26,12 +26,12 @@ TEST_F(WordsTest, ParsedWordIsSelected) {
     EXPECT_EQ(words.selected()(context), 2);
 }
 
-TEST_F(WordsTest, HelpHasTheExamples) {
+TEST_F(WordsTest, HelpOfACommandContainsItsExamples) {
     CLI::App& word = words.add("one", "Does one thing", {"kova one", "kova one more"});
     EXPECT_THAT(word.help(), HasSubstr("Examples:\n  kova one\n  kova one more\n"));
 }
 
-TEST_F(WordsTest, TimesHaveUnits) {
+TEST_F(WordsTest, TimesWithoutAUnitAreRejected) {
     std::chrono::milliseconds time{7};
     CLI::App& word = words.add("one", "", {});
     addTime(word, "--timeout", time, "a limit");
@@ -42,7 +42,7 @@ TEST_F(WordsTest, TimesHaveUnits) {
     EXPECT_THROW(app.parse("one --timeout 3"), CLI::ValidationError);
 }
 
-TEST_F(WordsTest, ServiceAndDeadlineAreOptions) {
+TEST_F(WordsTest, ServiceOptionsReadTheServiceAndTheDeadline) {
     ServiceOptions options;
     options.addTo(words.add("one", "", {}));
     app.parse("one --to unix:s --deadline 0");

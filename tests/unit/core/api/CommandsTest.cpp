@@ -36,7 +36,7 @@ TEST(CommandsTest, ToIdReturnsUnknownForOtherWords) {
     }
 }
 
-TEST(CommandsTest, ConstantsOfFurtherWordsHaveTheExpectedTexts) {
+TEST(CommandsTest, ConstantsOfWordsWithoutAnIdHaveTheExpectedTexts) {
     EXPECT_STREQ(words::EMPTY, "");
     EXPECT_STREQ(words::DOV, "dov");
     EXPECT_STREQ(words::PELU, "pelu");

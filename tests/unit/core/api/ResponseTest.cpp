@@ -55,7 +55,7 @@ TEST(ResponseTest, NonStringEntryIsNotAnErrorMessage) {
     EXPECT_EQ(response.getErrorMessage(), std::nullopt);
 }
 
-TEST(ResponseTest, OutputIsUnchangedWithoutAnErrorMessage) {
+TEST(ResponseTest, GetErrorMessageWithoutAMessageLeavesItsOutputUnchanged) {
     const Response response(500);
     std::string message = "before";
     EXPECT_TRUE(response.getErrorMessage(message));

@@ -256,7 +256,7 @@ TEST(Url, InitKeepsPiecesThatTheNewTextLacks) {
     EXPECT_EQ(parsed.rest(), "");
 }
 
-TEST(Url, MisplacedHostInBracketsChangesOnlyTheFlags) {
+TEST(Url, InitWithBracketsOutsideAnAuthorityChangesOnlyTheFlags) {
     url parsed("http://host:80/path");
     parsed.init("[::1]");
     EXPECT_EQ(parsed.toString(), "http://host:80/path");

@@ -28,7 +28,7 @@ TEST(DigitsTest, TooNarrowFieldDoesNotCompile) {
     static_assert(HOLDS_DIGITS<2, unsigned char> && !HOLDS_DIGITS<3, unsigned char>);
 }
 
-TEST(DigitsTest, LargestNumbersOfAWidthAreReadAndWritten) {
+TEST(DigitsTest, LargestNumberOfEachFieldWidthIsReadAndWritten) {
     std::uint8_t two = 0;
     std::uint16_t four = 0;
     Scanner scanner("99-9999");
@@ -48,7 +48,7 @@ TEST(DigitsTest, ShortNumbersAreWrittenWithLeadingZeros) {
     EXPECT_EQ(std::string(text, static_cast<std::size_t>(end - text)), "07 007 0007");
 }
 
-TEST(DigitsTest, NumbersAboveTheWidthAreWrittenCompletely) {
+TEST(DigitsTest, NumberWiderThanItsFieldIsWrittenWithAllItsDigits) {
     const std::uint16_t number = 65535;
     char text[16];
     char const* const end = write(text, digits<2>(number), ' ', digits<4>(number));

@@ -118,7 +118,7 @@ TEST(GeoPositionTest, TooLargeCoordinateIsReportedAsOutOfRange) {
     }
 }
 
-TEST(GeoPositionTest, WrongFormIsReportedInsteadOfARangeError) {
+TEST(GeoPositionTest, MalformedTextWithATooLargeNumberIsReportedAsMalformed) {
     const std::string tooLarge = "1" + zeros(309);
     EXPECT_EQ(outcomeOf([&] { return parseGeoPosition(tooLarge + ";0"); }), MISMATCH);
     EXPECT_EQ(outcomeOf([&] { return parseGeoPosition(tooLarge + ";0;0;"); }), MISMATCH);

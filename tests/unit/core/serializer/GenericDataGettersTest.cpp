@@ -238,7 +238,7 @@ TEST(GenericDataGetters, FailBeforeBeginDeserialize) {
     }
 }
 
-TEST(GenericDataGetters, WholeArraysFail) {
+TEST(GenericDataGetters, GettersOfWholeArraysFail) {
     const Tree tree = parseTree("[1, 2]");
     GenericDataPullDeserializer deserializer(*tree);
     ASSERT_FALSE(deserializer.beginDeserialize(nullptr, nullptr));

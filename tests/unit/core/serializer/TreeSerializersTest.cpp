@@ -255,7 +255,7 @@ TEST(DeserializeTree, ValueIsAddedUnderTheLatestName) {
     EXPECT_EQ(dictionary, *parseTree(R"({"a": {"b": 1}, "c": [2]})"));
 }
 
-TEST(DeserializeTree, MismatchedEndsAndMissingNamesAreAccepted) {
+TEST(DeserializeTree, EndOfAnotherContainerKindAndMissingNamesAreAccepted) {
     Script script({integer(EntryType::Int32, 1), text(EntryType::Field, "a"),
                    code(EntryType::ArrayBegin), code(EntryType::StructEnd),
                    code(EntryType::ArrayEnd)});
@@ -271,7 +271,7 @@ TEST(DeserializeTree, UnknownEntriesAreIgnored) {
     EXPECT_EQ(array, *parseTree("[1]"));
 }
 
-TEST(DeserializeTree, UnexpectedEndsAndTypedArraysFail) {
+TEST(DeserializeTree, ReadFailsAtUnusableEntriesSuchAsTypedArrays) {
     std::vector<unsigned int> failures = {0, 1};
     for (unsigned int number = 16; number <= 29; ++number) {
         failures.push_back(number);

@@ -84,7 +84,7 @@ TEST_F(CallTableTest, ClosedTableAcceptsNoCall) {
     EXPECT_EQ(table.size(), 0U);
 }
 
-TEST_F(CallTableTest, ThreadThatHasEnteredCountsUntilItLeaves) {
+TEST_F(CallTableTest, ThreadInsideTheTableCountsAsACallUntilItLeaves) {
     std::size_t place = 0;
     ASSERT_TRUE(table.enter(place));
     EXPECT_EQ(table.size(), 1U);

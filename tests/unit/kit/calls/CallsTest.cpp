@@ -165,7 +165,7 @@ TEST_F(CallsTest, EventsAfterTheEndAreIgnoredAndTraced) {
 
 // --- Cancellation before the service has returned ------------------------------------------------
 
-TEST_F(CallsTest, AnswerBeforeTheServiceReturnsIsFollowedByACancellation) {
+TEST_F(CallsTest, RequestAnsweredBeforeTheServiceReturnsIsCancelledAfterwards) {
     service.onRequest = [this](std::size_t number) { service.answer(number); };
     send();
     EXPECT_EQ(service.cancelled(), (std::vector<std::size_t>{1}));

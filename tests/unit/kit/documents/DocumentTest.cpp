@@ -75,7 +75,7 @@ TEST_F(DocumentTest, OwnerReadsAndChangesTypedValues) {
               (std::map<std::string, std::vector<int>>{{"list", {1, 2, 3}}}));
 }
 
-TEST_F(DocumentTest, GetSetAndEraseReturnTheErrors) {
+TEST_F(DocumentTest, GetSetAndEraseReturnAnErrorOnFailure) {
     EXPECT_EQ(document->get<int>("nothing").error().toString(),
               "404 Not Found: path 'nothing' not found");
     EXPECT_EQ(document->get<int>("list").error().code, 400);

@@ -171,7 +171,7 @@ TEST_F(ServiceManagerTest, HealthFunctionReplacesTheRequestToTheRoot) {
     EXPECT_EQ(receiver.poll(), "");
 }
 
-TEST_F(ServiceManagerTest, DestructorInterruptsALongWait) {
+TEST_F(ServiceManagerTest, DestructorInterruptsTheWaitForTheNextWatchdogMessage) {
     withSocket();
     set("WATCHDOG_USEC", "18446744073709551615");
     {

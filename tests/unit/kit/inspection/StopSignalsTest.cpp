@@ -18,7 +18,7 @@ bool isReadable(int descriptor) {
     return poll(&source, 1, 0) > 0;
 }
 
-TEST(StopSignals, WaitReturnsTrueAgainAfterTheFirstSignal) {
+TEST(StopSignals, EveryWaitAfterTheFirstSignalReturnsTrueAtOnce) {
     for (const int signal : {SIGINT, SIGTERM}) {
         const StopSignals stop;
         EXPECT_FALSE(stop.received());

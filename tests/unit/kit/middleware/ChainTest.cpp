@@ -213,7 +213,7 @@ TEST(ChainFunction, SecondCallOfNextIsIgnored) {
     EXPECT_THROW(service.request(2), std::out_of_range);
 }
 
-TEST(ChainFunction, VerdictOfAnEarlierRequestIsAnsweredWith500) {
+TEST(ChainFunction, ReturningTheVerdictOfAnEarlierRequestIsAnsweredWith500) {
     test::HeldService service;
     Chain chain(service);
     std::optional<Verdict> old;

@@ -13,7 +13,7 @@ namespace {
 
 using namespace std::chrono_literals;
 
-TEST(GateTest, ClosedGateAdmitsNoThread) {
+TEST(GateTest, ClosedGateAdmitsNoThreadByDefault) {
     Gate gate;
     EXPECT_TRUE(gate.close());
     EXPECT_FALSE(gate.close());
@@ -22,7 +22,7 @@ TEST(GateTest, ClosedGateAdmitsNoThread) {
     EXPECT_TRUE(gate.waitUntilLeft());
 }
 
-TEST(GateTest, WaitIncludesThreadsThatEnterTheClosedGate) {
+TEST(GateTest, WaitIncludesThreadsForcedIntoTheClosedGate) {
     Gate gate;
     gate.close();
     std::optional<Gate::Entry> entry;

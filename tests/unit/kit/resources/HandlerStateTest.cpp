@@ -185,7 +185,7 @@ TEST_F(HandlerStateTest, RemovalInsideAFunctionOfTheHandlerDefersItsDestruction)
     EXPECT_TRUE(isDestroyed);
 }
 
-TEST_F(HandlerStateTest, SettingTheSameHandlerAgainKeepsItOpen) {
+TEST_F(HandlerStateTest, SettingTheSameHandlerAgainDoesNotCloseIt) {
     SlotState slot;
     slot.set(served);
     slot.set(served);

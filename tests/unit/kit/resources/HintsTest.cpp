@@ -31,7 +31,7 @@ TEST(HintsTest, LongTextsAreNotCompared) {
     EXPECT_EQ(mostSimilar(longest, {longest, text}), longest);
 }
 
-TEST(HintsTest, EnumerationContainsEachTextOnce) {
+TEST(HintsTest, EnumerateOmitsRepeatedTexts) {
     EXPECT_EQ(enumerate({}), "");
     EXPECT_EQ(enumerate({"b", "a", "b", "c", "a"}), "b, a, c");
 }

@@ -68,7 +68,7 @@ TEST(PathTemplateTest, MoreThan32SegmentsAreRejected) {
     EXPECT_EQ(refusal(text + "/32"), "template '" + text + "/32': more than 32 segments");
 }
 
-TEST(PathTemplateTest, IsAsGoodAsComparesTheRanksOfAllSegments) {
+TEST(PathTemplateTest, IsAsGoodAsRequiresEqualRanksInAllSegments) {
     EXPECT_TRUE(PathTemplate("a/{x:uint}").isAsGoodAs(PathTemplate("a/{y:int}")));
     EXPECT_TRUE(PathTemplate("{x}").isAsGoodAs(PathTemplate("{y:text}")));
     EXPECT_FALSE(PathTemplate("a").isAsGoodAs(PathTemplate("b")));

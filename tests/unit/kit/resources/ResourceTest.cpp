@@ -125,7 +125,7 @@ TEST_F(ResourceTest, FunctionGetsTheTemplateParametersInOrderBeforeTheBody) {
               (Events{R"(value 200 "left 3 -4 2")", "completed"}));
 }
 
-TEST_F(ResourceTest, NumberThatDoesNotFitItsTypeIsNotFound) {
+TEST_F(ResourceTest, NumberTooLargeForItsParameterIsAnsweredWith404) {
     resource.on(command::retrieve, "{zone:uint}",
                 [](const Ask&, unsigned char zone) { return static_cast<int>(zone); });
     EXPECT_EQ(eventsOf("retrieve", "255"), (Events{"value 200 255", "completed"}));

@@ -216,7 +216,7 @@ std::string refusal(Router& router, Route route) {
     return "added";
 }
 
-TEST(RouterTest, ErrorNamesBothEquallyGoodTemplates) {
+TEST(RouterTest, ErrorNamesBothTemplatesThatMatchTheSamePaths) {
     Router router;
     router.add(routeFor("retrieve", "{id:uint}/name"));
     EXPECT_EQ(refusal(router, routeFor("retrieve", "{zone:int}/name")),

@@ -111,7 +111,7 @@ TEST(DeliveryPool, BlockedTasksDoNotBlockOtherTasks) {
     leave(tasks);
 }
 
-TEST(DeliveryPool, TaskTakenFromABlockedThreadRunsAgain) {
+TEST(DeliveryPool, TaskOfABlockedThreadRunsAgainOnAnotherThread) {
     const Tasks tasks = submit(1);
     tasks[0]->waitUntilEntered();
     while (tasks[0]->released == 0) {

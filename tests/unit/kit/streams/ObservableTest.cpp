@@ -45,7 +45,7 @@ Request update(const std::string& json) {
 
 // --- Values --------------------------------------------------------------------------------------
 
-TEST(Observable, ValueKeepsItsAlignment) {
+TEST(Observable, ValuesOfOverAlignedTypesAreAligned) {
     std::vector<std::shared_ptr<detail::ValueChange<Wide>>> changes;
     for (int number = 0; number < 8; ++number) {
         changes.push_back(detail::makeChange<detail::ValueChange<Wide>>(Wide{number}));

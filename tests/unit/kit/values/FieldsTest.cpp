@@ -114,7 +114,7 @@ TEST(FieldsTest, FieldsOfTheBaseAreWrittenFirst) {
     EXPECT_EQ(write(toPayload(Empty())), "{}");
 }
 
-TEST(FieldsTest, MacroAcceptsNestedItemsAnd64Fields) {
+TEST(FieldsTest, FieldMacroAcceptsNestedItemListsAnd64Fields) {
     EXPECT_EQ(write(toPayload(Nested())), R"({"type":7,"old":5,"optional":3})");
     EXPECT_EQ(read<Nested>(R"({"optional":4})")->kind, 7);
     static_assert(detail::fieldCount<Wide> == 64);

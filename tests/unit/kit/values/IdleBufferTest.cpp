@@ -37,7 +37,7 @@ TEST(IdleBufferTest, TwoLoansAtTheSameTimeUseDifferentBuffers) {
     }).join();
 }
 
-TEST(IdleBufferTest, LargeBufferIsNotKept) {
+TEST(IdleBufferTest, LargeBufferIsFreedAfterItsUse) {
     std::thread([] {
         EXPECT_EQ(blocksKeptAfter(BufferLoan::MAX_KEPT + 1), 0);
         EXPECT_GT(blocksKeptAfter(BufferLoan::MAX_KEPT), 0);

@@ -222,7 +222,7 @@ std::ostream& operator<<(std::ostream& out, const List& list) {
 
 class SharedChannelMapListTest : public testing::TestWithParam<List> {};
 
-TEST_P(SharedChannelMapListTest, WellFormedItemsAreApplied) {
+TEST_P(SharedChannelMapListTest, WellFormedItemsOfALevelListAreApplied) {
     const Channel a("LIST_A", 7, Channel::SHARED);
     const Channel b("LIST_B", 7, Channel::SHARED);
     channels().setLevel("LIST_*", 7);

@@ -28,7 +28,7 @@ TEST_F(RequestsTest, ServiceComesFromTheEnvironment) {
     EXPECT_EQ(out, "30\n");
 }
 
-TEST_F(RequestsTest, PathMayFollowTheAddress) {
+TEST_F(RequestsTest, ServiceAddressMayBeFollowedByADollarSignAndAPath) {
     EXPECT_EQ(run({"get", address + "$/greeting/you"}), DONE);
     EXPECT_EQ(out, "\"Hello, you\"\n");
 }

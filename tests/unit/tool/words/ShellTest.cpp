@@ -33,7 +33,7 @@ TEST_F(ShellTest, FirstFailingLineEndsTheShell) {
     EXPECT_EQ(service.level.get(), 30);
 }
 
-TEST_F(ShellTest, RestOfTheInputIsAPayload) {
+TEST_F(ShellTest, DashReadsThePayloadFromTheRestOfTheInput) {
     EXPECT_EQ(runLines("put /level -\n44\n"), DONE);
     EXPECT_EQ(service.level.get(), 44);
 }
@@ -61,7 +61,7 @@ TEST_F(ShellTest, LineThatIsNotAWordIsAnError) {
     }
 }
 
-TEST_F(ShellTest, LongestLineIsBounded) {
+TEST_F(ShellTest, LineOfMoreThan64KibibytesIsRefused) {
     const std::string longest(64 * 1024 - 1, ' ');
     EXPECT_EQ(runLines(longest + "#\nget /level\n"), DONE);
     EXPECT_EQ(out, "30\n");

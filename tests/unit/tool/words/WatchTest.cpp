@@ -49,7 +49,7 @@ TEST_F(WatchTest, EachValueIsALine) {
     held.waitForCancelled(1);
 }
 
-TEST_F(WatchTest, RequestsAskForAStream) {
+TEST_F(WatchTest, WatchRequestsAStream) {
     answerWith({"1"});
     EXPECT_EQ(runAt({"watch", "/held", "--count", "1"}), DONE);
     EXPECT_EQ(RequestInfo(held.request(1)).getClientId(), "kova");

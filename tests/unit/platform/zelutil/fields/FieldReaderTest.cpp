@@ -22,7 +22,7 @@ TEST(FieldReaderTest, ReadsBinaryPayloadsLikeAPullReader) {
     }
 }
 
-TEST(FieldReaderTest, FailsForRareBinaryForms) {
+TEST(FieldReaderTest, FailsForChunkedStringsAndOtherRareForms) {
     for (char const* const hex : payloads::RARE_BINARY) {
         EXPECT_EQ(payloads::compareBinaryFields(fromHex(hex)), Comparison::Refused) << hex;
     }

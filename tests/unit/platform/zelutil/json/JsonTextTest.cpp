@@ -246,7 +246,7 @@ TEST(JsonTextTest, DoublesWithFewDecimalsMatchStdToChars) {
     }
 }
 
-TEST(JsonTextTest, FastPathLimitsMatchStdToChars) {
+TEST(JsonTextTest, DoublesAtTheLimitsOfTheFastPathMatchStdToChars) {
     for (const double bound : {1e-4, 1e-3, 1e9, 1e9 - 1e-6, 1e9 + 1e-6, 1e8 + 1e-6, 0.0010005}) {
         for (const double near : {std::nextafter(bound, 0), bound, std::nextafter(bound, 1e300)}) {
             if (near >= 1e-4) {

@@ -406,7 +406,7 @@ TEST(PullFromPushBracketsTest, NumberOfOpenOptionScopesIsLimited) {
     EXPECT_TRUE(pull.endDeserialize());
 }
 
-TEST(PullFromPushBracketsTest, ContainerEntriesAtTheScopeLimitAreFailures) {
+TEST(PullFromPushBracketsTest, GetNextEntryFailsForContainersAtTheScopeLimit) {
     for (char const* json : {"[[1]]", "[{}]", R"({"a":[]})", R"({"a":{"b":1}})"}) {
         JsonPull pull(json);
         while (!pull.beginOption(nullptr)) {
@@ -421,7 +421,7 @@ TEST(PullFromPushBracketsTest, ContainerEntriesAtTheScopeLimitAreFailures) {
     }
 }
 
-TEST(PullFromPushBracketsTest, FieldsAreReadAtTheScopeLimit) {
+TEST(PullFromPushBracketsTest, BeginFieldSucceedsAtTheScopeLimit) {
     JsonPull pull(R"({"a":1})");
     ASSERT_FALSE(pull.beginStruct(nullptr));
     while (!pull.beginOption(nullptr)) {

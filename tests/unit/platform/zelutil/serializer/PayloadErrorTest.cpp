@@ -97,19 +97,19 @@ void expectReason(const Row& row) {
     EXPECT_EQ(reason(), row.reason) << row.payload;
 }
 
-TEST_F(PayloadErrorTest, MalformedJsonIsDescribedWithFieldAndByte) {
+TEST_F(PayloadErrorTest, ReasonForMalformedJsonNamesFieldAndByte) {
     for (const Row& row : JSON_ROWS) {
         expectReason<JsonPull>(row);
     }
 }
 
-TEST_F(PayloadErrorTest, MalformedBinaryPayloadIsDescribedWithFieldAndByte) {
+TEST_F(PayloadErrorTest, ReasonForAMalformedBinaryPayloadNamesFieldAndByte) {
     for (const Row& row : BINARY_ROWS) {
         expectReason<BinaryPull>(row);
     }
 }
 
-TEST_F(PayloadErrorTest, ExcessiveNestingIsDescribed) {
+TEST_F(PayloadErrorTest, ReasonForTooDeepNestingNamesTheLimit) {
     const std::string json(300, '[');
     EXPECT_FALSE(JsonPull(json).begun);
     EXPECT_NE(reason().find("expected no more levels than 256, found an array (byte 256)"),
@@ -128,7 +128,7 @@ TEST_F(PayloadErrorTest, ExcessiveNestingIsDescribed) {
 
 // For every text that the parser rejects, the second pass finds a mistake. For every text that the
 // parser accepts, no error is stored.
-TEST_F(PayloadErrorTest, SecondPassFindsAMistakeExactlyInRejectedTexts) {
+TEST_F(PayloadErrorTest, ErrorIsStoredForEveryRejectedTextAndForNoOther) {
     const std::string text = R"({"a":[1,-2.5e3,"x\u00e4\n"],"b":{"c":true,"d":null},"e":[]})";
     ASSERT_TRUE(JsonPull(text).begun);
     for (std::size_t at = 0; at < text.size(); ++at) {
@@ -167,7 +167,7 @@ bool goTo(IStructuredPullDeserializer& from, char const* field) {
            from.beginMandatoryField(field, -1);
 }
 
-TEST_F(PayloadErrorTest, WrongKindIsDescribedWithFieldAndByte) {
+TEST_F(PayloadErrorTest, ReasonForAnUnexpectedTypeNamesFieldAndByte) {
     std::string text;
     JsonPull json(STATIONS_JSON);
     EXPECT_TRUE(goTo(json, "name") || json.getString(text));
@@ -178,7 +178,7 @@ TEST_F(PayloadErrorTest, WrongKindIsDescribedWithFieldAndByte) {
     EXPECT_EQ(reason(), "stations[2].name: expected a string, found 17 (byte 37)");
 }
 
-TEST_F(PayloadErrorTest, MissingFieldIsDescribed) {
+TEST_F(PayloadErrorTest, ReasonForAMissingFieldNamesTheField) {
     JsonPull json(STATIONS_JSON);
     EXPECT_TRUE(goTo(json, "height"));
     EXPECT_EQ(reason(),
@@ -260,7 +260,7 @@ TEST_F(PayloadErrorTest, FailedReadsNameTheExpectedValue) {
     }
 }
 
-TEST_F(PayloadErrorTest, ReadWithoutAPayloadIsDescribed) {
+TEST_F(PayloadErrorTest, ReasonForAReadWithoutAPayloadSaysSo) {
     JSONStructuredPushDeserializerOld source;
     PullFromPushDeserializer pull(&source);
     EXPECT_TRUE(pull.getNull());
@@ -268,7 +268,7 @@ TEST_F(PayloadErrorTest, ReadWithoutAPayloadIsDescribed) {
     EXPECT_EQ(ErrorStorage::current().number(), CallOutOfPlace);
 }
 
-TEST_F(PayloadErrorTest, WrongByteOrderIsDescribed) {
+TEST_F(PayloadErrorTest, ReasonForAWrongByteOrderNamesBothByteOrders) {
     AXOBinStructuredPushDeserializer source(7);
     util::ByteBufferReader reader = payloads::readerOf("a");
     JSONStructuredSerializerOld target(true);
@@ -314,7 +314,7 @@ void expectWriteReason(IStructuredSerializer& to, const WriteRow& row, char cons
     ErrorStorage::current().acknowledge();
 }
 
-TEST_F(PayloadErrorTest, FailedWritesAreDescribedWithFieldAndByte) {
+TEST_F(PayloadErrorTest, ReasonForAFailedWriteNamesFieldAndByte) {
     JSONStructuredSerializerOld json(true);
     AXOBinStructuredSerializerBE binary;
     for (const WriteRow& row : WRITE_ROWS) {
@@ -411,14 +411,14 @@ std::string malformedText(std::size_t size) {
     return text;
 }
 
-TEST_F(PayloadErrorTest, MistakeInATextOfTheMaximumKeptSizeIsLocated) {
+TEST_F(PayloadErrorTest, ReasonStatesThePositionUpToTheSizeLimit) {
     const std::string text = malformedText(JsonFailure::MAX_KEPT);
     EXPECT_FALSE(JsonPull(text).begun);
     EXPECT_EQ(reason(),
               "expected ',' or ']', found '2' (byte " + std::to_string(text.size() - 2) + ")");
 }
 
-TEST_F(PayloadErrorTest, ReasonForATextThatIsNotKeptStatesOnlyTheKindOfMistake) {
+TEST_F(PayloadErrorTest, ReasonAboveTheSizeLimitHasNoPosition) {
     EXPECT_FALSE(JsonPull(malformedText(JsonFailure::MAX_KEPT + 1)).begun);
     EXPECT_EQ(ErrorStorage::current().number(), MalformedPayload);
     EXPECT_EQ(reason(),
