@@ -391,7 +391,8 @@ BracketExpression::Token BracketExpression::invalid(std::regex_constants::error_
     return Token::Invalid;
 }
 
-// Reads a name that ends before the next character `kind`, which a "]" must follow.
+// Reads the name before the next character `kind` (':', '=' or '.'). A "]" must follow this
+// character.
 BracketExpression::Token BracketExpression::scanName(Token token, char kind) {
     const std::size_t end = rest_.find(kind, 1);
     if (end == std::string_view::npos || rest_.substr(end + 1, 1) != "]") {

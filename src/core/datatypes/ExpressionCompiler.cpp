@@ -7,10 +7,10 @@
 
 #include "datatypes/BracketExpression.h"
 
-// This file compiles the groups and brackets of the expression. They can differ from those of the
-// glob: "[[:w:]" is a complete bracket in a glob, but in the expression the bracket continues to
-// the next unescaped "]". Parentheses before that "]" are part of the bracket. Therefore the groups
-// of an expression can nest to any depth.
+// The groups and brackets of an expression can differ from those of the glob from which it was
+// translated: "[[:w:]" is a complete bracket in a glob, but in the expression the bracket continues
+// to the next unescaped "]". Parentheses before that "]" are part of the bracket. Therefore the
+// groups of an expression can nest to any depth.
 
 namespace kova::detail {
 
@@ -73,7 +73,7 @@ void ExpressionCompiler::readOne(char c) {
 }
 
 void ExpressionCompiler::openGroup() {
-    // The translations of "*" and "**".
+    // Fast path: "*" and "**" are translated to groups that contain only one repeated set.
     if (skip("[^/]*)")) {
         emit(GlobStep::Kind::Repeat, allBut("/", notSeparator_));
         return;

@@ -128,8 +128,9 @@ inline bool parse(util::config::JSONParser& parser, const std::string& text,
 template <typename Source>
 void readDirectly(util::serializer::PullFromPushDeserializer& /*reader*/) noexcept {}
 
-/// Returns nothing: the caller must read the entries one by one. A platform with
-/// util/TreeExtensions.h reads the rest of the open container instead, and returns true on failure.
+/// Returns nothing, so the caller reads the entries one by one. On a platform with
+/// util/TreeExtensions.h, the function of that header reads the rest of the open container and
+/// returns true on failure.
 template <typename Container>
 std::optional<bool> readRest(util::serializer::IStructuredPullDeserializer& /*reader*/,
                              Container& /*out*/) {

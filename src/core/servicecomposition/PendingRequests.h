@@ -29,8 +29,8 @@ public:
     /// Removes the entry of the handle. Returns whether there was an entry.
     bool remove(void* serviceHandle) noexcept {
         // Fast path: the mutex is not locked while no request is stored. A request that is answered
-        // inside its handler is not stored yet. If the mutex were locked, two threads would wait
-        // for each other and take twice the time.
+        // inside its handler is not stored yet. With two threads, locking the mutex for such
+        // requests would double the time of each request.
         return mayHoldEntries_.load(std::memory_order_acquire) && take(serviceHandle).has_value();
     }
     /// Removes and returns the entry of the handle, if it exists.

@@ -22,8 +22,7 @@ using detail::serviceChannel;
 using ResponseHandler = std::unique_ptr<IResponseHandler<Response>>;
 
 constexpr char const* FILE_NAME = "src/core/servicecomposition/StaticComposedKovaServiceImpl";
-// Reports contain these positions, whatever the lines of this file are: the interface prescribes
-// them.
+// The source positions in reports are fixed by the interface.
 constexpr detail::SourcePosition UNKNOWN_PATH{FILE_NAME, 121};
 
 // Traces the paths that a search tried before it returned `found`.

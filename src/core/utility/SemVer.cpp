@@ -234,7 +234,8 @@ Candidates collect(const std::vector<std::string>& offered, const Version& wante
     return candidates;
 }
 
-// Without `fmt::join`, which would add 15 KB to the library.
+// Returns the texts separated by commas. Does not use `fmt::join`, which would add 15 KB to the
+// library.
 std::string joined(const std::vector<std::string>& texts) {
     std::string all = texts.front();
     for (std::size_t i = 1; i < texts.size(); ++i) {
