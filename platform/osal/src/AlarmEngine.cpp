@@ -29,7 +29,7 @@ AlarmEngine::AlarmEngine(Clock* clock) : clock_(clock != nullptr ? *clock : syst
 AlarmEngine::~AlarmEngine() {
     std::unique_lock<std::mutex> lock(mutex_);
     if (references_ > 0) {
-        std::abort();  // the thread would continue with alarms that refer to a destroyed engine
+        std::abort();  // otherwise the alarms would refer to a destroyed engine
     }
     if (hasThread_) {
         changed_.wait(lock, [this] { return left_; });

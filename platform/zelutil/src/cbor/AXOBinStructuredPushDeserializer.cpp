@@ -86,7 +86,7 @@ bool AXOBinStructuredPushDeserializer::record(std::string_view payload, unsigned
         }
     } catch (const std::bad_alloc&) {  // GCOVR_EXCL_BR_LINE: only bad_alloc is handled
     }
-    recordNoMemory(hasFailed);  // the only reason why a record rejects a call
+    recordNoMemory(hasFailed);  // a record rejects a call only if memory is exhausted
     return false;
 }
 

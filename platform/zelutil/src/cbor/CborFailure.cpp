@@ -142,7 +142,7 @@ std::uint64_t skipRest(CborInput& in, CborHead head) noexcept {
     }
     const std::uint64_t tag = head.argument;
     if (!isTypedArrayTag(tag) || !in.readHead(head)) {
-        return 0;  // the tag before the whole payload
+        return 0;  // a tag that marks the payload as CBOR is not an event
     }
     return 1 + skipString(in, head) / itemSizeOf(tag);
 }

@@ -73,7 +73,7 @@ void Array::reserve(unsigned long count) noexcept {
     try {
         elements_.reserve(count);
     } catch (const std::bad_alloc&) {
-        return;  // only a hint
+        return;  // the reservation is only a hint
     } catch (const std::length_error&) {
         return;
     }

@@ -290,7 +290,7 @@ void Entries::reserve(unsigned long count) noexcept {
     try {
         first_.reserve(capacity);
     } catch (const std::bad_alloc&) {
-        return;  // only a hint
+        return;  // the reservation is only a hint
     }
 }
 

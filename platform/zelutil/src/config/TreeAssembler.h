@@ -31,13 +31,13 @@ struct TreeLevel {
     std::size_t next;  // position of the next element, or index of the next field
     std::size_t end;
     std::size_t firstField;
-    bool hasEntries;  // whether the dictionary had entries before
+    bool hasEntries;  // whether the dictionary already had entries when this level was opened
 };
 
 /// The memory of a `TreeAssembler`. It is reused for the next tree.
 struct TreeWorkspace {
     SmallBuffer<TreeLevel, 8> levels;
-    SmallBuffer<TreeField, 24> fields;  // of all objects that are being filled
+    SmallBuffer<TreeField, 24> fields;  // the fields of all objects that are being filled
 };
 
 /// Builds value trees from values that were parsed before: the words of a JSON document, or the

@@ -68,7 +68,7 @@ bool CborFields::skipValue() noexcept {
     if (!behind.readHead(head)) {
         return false;
     }
-    if (head.kind() == UNSIGNED) {  // the most common case, without the decoder's stack
+    if (head.kind() == UNSIGNED) {  // fast path: needs no decoder
         in_ = behind;
         return true;
     }

@@ -58,7 +58,7 @@ private:
     Target& target_;
     std::size_t depth_ = 0;
     bool isTooDeep_ = false;
-    std::array<bool, MAX_NESTING_DEPTH> isObject_;  // of each open level
+    std::array<bool, MAX_NESTING_DEPTH> isObject_;  // whether each open level is an object
 };
 
 template <class Target>
@@ -226,7 +226,7 @@ struct JSONStructuredPushDeserializerOld::State {
     ByteBufferReader* reader = nullptr;
     IStructuredSerializer* target = nullptr;
     unsigned int nestingLimit = MAX_NESTING_DEPTH;
-    unsigned int limit = MAX_NESTING_DEPTH;  // of the payload that was read last
+    unsigned int limit = MAX_NESTING_DEPTH;  // the limit for the payload that was read last
     bool done = false;
 };
 
@@ -241,7 +241,7 @@ bool JSONStructuredPushDeserializerOld::record(std::string_view payload, unsigne
     if (state_->replay(payload, limit, record)) {
         return true;
     }
-    recordNoMemory(state_->hasFailed);  // a record refuses a call for no other reason
+    recordNoMemory(state_->hasFailed);  // a record rejects a call only if memory is exhausted
     return false;
 }
 
@@ -270,10 +270,10 @@ int JSONStructuredPushDeserializerOld::deserialize() {
     SerializerTarget calls(*state.target);
     state.done = state.replay(payload, state.nestingLimit, calls);
     if (!state.done) {
-        state.hasFailed = true;  // also if the target stored the reason
+        state.hasFailed = true;  // set even if the target has stored the reason
         return FAILED;
     }
-    static_cast<void>(state.reader->skip(payload.size()));  // cannot fail: not past the end
+    static_cast<void>(state.reader->skip(payload.size()));  // cannot fail: these bytes are left
     return DONE;
 }
 

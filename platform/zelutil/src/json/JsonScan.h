@@ -46,8 +46,8 @@ private:
     struct Level {
         bool isObject;
         bool isInItem;
-        std::uint64_t index;   // of the element
-        std::string_view key;  // of the field, without quotation marks
+        std::uint64_t index;   // the index of the element
+        std::string_view key;  // the name of the field, without quotation marks
     };
 
     bool scan() noexcept;

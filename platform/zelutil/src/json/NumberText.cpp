@@ -95,7 +95,7 @@ int countDigits(std::uint64_t number) noexcept {
 struct Decimal {
     std::uint64_t significand;
     int exponent;
-    int digits;  // of the significand
+    int digits;  // the number of digits of the significand
 
     /// Returns the exponent of the first digit.
     int first() const noexcept { return exponent + digits - 1; }

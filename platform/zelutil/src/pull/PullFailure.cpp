@@ -81,8 +81,8 @@ std::uint32_t PullFromPushDeserializer::Handler::place() const noexcept {
     if (top.item != Item::None) {
         return top.data.value;
     }
-    // Returns the event of the struct or array itself, which precedes its content. The level of an
-    // option scope has the same `begin` as the level below it.
+    // Returns the event of the struct or array itself, which precedes its content. This is also
+    // correct in an option scope, whose level has the same `begin` as the level below it.
     return top.data.begin == 0 ? 0 : top.data.begin - 1;
 }
 

@@ -203,7 +203,7 @@ void PullFromPushDeserializer::Handler::takeNext() noexcept {
         if (takeEntry()) {
             return;
         }
-    } catch (const std::bad_alloc&) {  // nothing was consumed
+    } catch (const std::bad_alloc&) {  // the failed call has consumed nothing
         failForMemory();
     }
     entry.type = EntryType::Failure;

@@ -21,7 +21,7 @@ struct Event {
         Null,
         Boolean,
         Int64,
-        UInt64,  // only above the signed range
+        UInt64,  // only for numbers greater than any Int64
         Float,
         Double,
         String,
@@ -37,7 +37,7 @@ struct Event {
         bool boolean;
         std::int64_t int64;
         std::uint64_t uint64;
-        double number;        // of a double or a float
+        double number;        // the value of a double or a float
         Text text;            // of a string or field name
         std::uint64_t count;  // number of elements of an array
     };

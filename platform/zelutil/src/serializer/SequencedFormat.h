@@ -132,9 +132,9 @@ protected:
 
 private:
     struct LevelData {
-        bool empty;        // no field or element yet
-        bool compact;      // OptionTag::Compact
-        bool plainArrays;  // OptionTag::PlainArrays
+        bool empty;        // no field or element was written yet
+        bool compact;      // the value of OptionTag::Compact
+        bool plainArrays;  // the value of OptionTag::PlainArrays
     };
     using Stack = BracketStack<LevelData>;
     using Level = typename Stack::Level;
