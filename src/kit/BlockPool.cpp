@@ -12,7 +12,8 @@ namespace {
 
 constexpr std::size_t STEP = 64;
 constexpr std::size_t SIZES = 16;
-constexpr std::size_t LARGE = SIZES;  // `Label::size` of a block that is not kept
+// The `Label::size` of a block that is too large to be kept for reuse
+constexpr std::size_t LARGE = SIZES;
 constexpr std::size_t BATCH = 32;
 constexpr std::size_t MAX_OF_THREAD = 2 * BATCH;
 constexpr std::size_t MAX_BATCHES = 64;
@@ -35,8 +36,8 @@ void destroyAll(Label* label) noexcept {
     }
 }
 
-/// The blocks that no thread keeps. They are stored in batches; each batch is a linked list of
-/// blocks.
+/// The blocks for reuse that belong to no thread. They are stored in batches; each batch is a
+/// linked list of blocks.
 class SharedBlocks {
 public:
     /// Adds a batch. Returns false if there is no space for another batch.
@@ -66,7 +67,7 @@ SharedBlocks& sharedBlocks(std::size_t size) {
     return all[size];
 }
 
-/// The blocks that a thread keeps.
+/// The released blocks that a thread keeps for reuse.
 struct ThreadBlocks {
     struct List {
         Label* first = nullptr;
@@ -75,8 +76,9 @@ struct ThreadBlocks {
     std::array<List, SIZES> lists;
 };
 
-// Read at a fixed offset, like `currentThread`. Null before the thread uses its first block, and
-// after the thread has given up its blocks.
+// The blocks of the current thread. Null before the thread uses its first block, and after the
+// thread has released its blocks. Like `currentThread`, the variable is read at a fixed offset,
+// which is faster than a call.
 thread_local ThreadBlocks* currentBlocks __attribute__((tls_model("initial-exec"))) = nullptr;
 thread_local bool isThreadEnding = false;
 

@@ -45,7 +45,8 @@ struct ListChange {
     std::optional<std::size_t> index = {};
     /// The element, unless it was removed.
     std::optional<T> value = {};
-    /// The whole list.
+    /// The whole list. Set in the first value of a stream, and when the stream replaces changes by
+    /// the list.
     std::optional<std::vector<T>> whole = {};
 
     /// Applies the change to the list. Returns false, and leaves the list unchanged, if the change

@@ -191,7 +191,7 @@ std::optional<Error> BlockingCall::passProgress(std::unique_lock<std::mutex>& lo
         const Response value = std::move(progress_.front());
         progress_.pop_front();
         lock.unlock();
-        endDriving();  // the function may send requests and wait for them
+        endDriving();  // because the progress function may send requests and wait for them
         const Result<void> used = (*options_.onProgress)(value);
         if (!used) {
             return used.error();

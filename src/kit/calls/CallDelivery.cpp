@@ -55,7 +55,8 @@ void PendingCall::leave(Leave how) noexcept {
         if (finished_) {
             next = unlinkIfSettled(next | FINISHED);
         }
-        // The last reference is released below. The executor's task has a reference of its own.
+        // Releases a reference in the same atomic operation, unless it is the last one. `release`
+        // below releases the last one, because it also destroys the call.
         next -= (next & REFERENCES) == REFERENCE ? 0 : REFERENCE;
     } while (!state_.compare_exchange_weak(seen, next, std::memory_order_acq_rel,
                                            std::memory_order_acquire));

@@ -95,7 +95,7 @@ PendingCall::Started PendingCall::start(const Request& request, Deadlines* deadl
     startedBy_ = thisThread().id;
     Started started{nullptr, false};
     if (executor_ && !executor_->reserve(*this)) {
-        executor_.reset();  // so that this thread delivers the end
+        executor_.reset();  // without an executor, this thread delivers the end
         refuse({statuscodes::SERVICE_UNAVAILABLE, "the executor is full"});
     } else if (!table_.link(*this)) {
         refuse({statuscodes::SERVICE_UNAVAILABLE, "closed"});
@@ -117,7 +117,7 @@ void PendingCall::refuse(const Error& error) noexcept {
     state_.fetch_or(ENDED | RETURNED | UNLINKED, std::memory_order_acq_rel);
     storeEnd(End(End::Kind::refused, error));
     deliverStoredWork();
-    release();  // the reference of the service
+    release();  // releases the reference that was meant for the service
 }
 
 void* PendingCall::send(const Request& request) {

@@ -74,7 +74,7 @@ bool CallTable::link(PendingCall& call) {
         } catch (const std::bad_alloc&) {
             if (shard.buckets.empty()) {
                 return false;
-            }  // otherwise the table keeps its size, with longer lists
+            }  // otherwise the shard keeps its buckets, and their lists become longer
         }
     }
     if (shard.nextNumber == shard.endNumber) {

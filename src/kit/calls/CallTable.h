@@ -34,8 +34,9 @@ public:
     /// Removes a call, if it is in the table. If this was the last call, another thread may destroy
     /// the table immediately afterwards.
     void remove(PendingCall& call) noexcept;
-    /// Counts the calling thread as a call until `leave`, for a thread that uses the service
-    /// without a call. Returns false if the table is closed. Sets `place`, the argument of `leave`.
+    /// Counts the calling thread as one call until it calls `leave`. A thread that uses the service
+    /// outside of any call does this, so that closing the calls waits for it. Returns false if the
+    /// table is closed. Sets `place`, the argument of `leave`.
     bool enter(std::size_t& place) noexcept;
     /// Stops counting a thread that has called `enter`. If it was counted as the last call, another
     /// thread may destroy the table immediately afterwards.

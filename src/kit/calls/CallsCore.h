@@ -51,7 +51,7 @@ public:
     std::vector<CallReference> lose(const Error& error);
     std::vector<CallInfo> list();
 
-    CallTable table;  // first, because its shards begin at cache lines
+    CallTable table;  // the first member, because its shards are aligned to cache lines
     IKovaApi& service;
     CallerDriven* const driven;  ///< the service if it is a `CallerDriven`, or null
     const CallsOptions options;

@@ -235,9 +235,8 @@ void PendingCall::advance(Word clear) noexcept {
                                            std::memory_order_acquire));
 }
 
-// Removes the call from the table if it is settled in the next state. No other thread can see the
-// call as settled before the caller stores that state, because the flag of the caller's step is not
-// set yet.
+// Removes the call from the table if it is settled in the next state. Until the caller stores that
+// state, other threads see the former state, which is not settled.
 Word PendingCall::unlinkIfSettled(Word next) noexcept {
     if (!isSettled(next) || (next & UNLINKED) != 0) {
         return next;

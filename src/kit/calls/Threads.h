@@ -96,7 +96,8 @@ enum class Waited {
 
 /// Waits until no thread is calling the receiver of a call that its owner has ended silently.
 Waited waitForCallback(PendingCall& call, const WaitLimit& limit = std::nullopt);
-/// Traces that the current thread has waited for more than a second for an executor to stop.
+/// Writes a trace message: the current thread has waited for more than a second until the executor
+/// stopped. `executor` is the name of its type.
 void traceLongStop(char const* executor);
 /// Wakes the threads that wait for a callback or for an idle table.
 void wakeWaiting();

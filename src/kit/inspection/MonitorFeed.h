@@ -46,13 +46,14 @@ public:
     MonitorFeed(const MonitorFeed&) = delete;
     MonitorFeed& operator=(const MonitorFeed&) = delete;
     ~MonitorFeed() {
-        stream_.close();  // from here on, no watcher is added, which would use the alarm
+        stream_.close();  // afterwards no new watcher can arm the alarm
         if (alarm_) {
             alarm_->disarm();
         }
     }
 
-    /// Returns whether there may be a watcher. A former watcher is forgotten after the next batch.
+    /// Returns whether there may be a watcher. After the last watcher has left, the result is true
+    /// until the next batch is sent.
     bool isWatched() const noexcept { return isWatched_.load(std::memory_order_acquire); }
     /// Adds an item. `bytes` is the memory that it uses.
     void add(Item&& item, std::size_t bytes) {
@@ -125,7 +126,8 @@ private:
                             return true;
                         });
         }
-        // A watcher that is added from here on calls `begin` afterwards, which waits for the mutex.
+        // If a watcher is added after this call of `isWatched`, `begin` sets the flag again.
+        // `begin` waits for the mutex, which this thread holds.
         isWatched_.store(stream_.isWatched(), std::memory_order_release);
     }
 

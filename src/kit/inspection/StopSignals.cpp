@@ -23,8 +23,8 @@ sigset_t stopSignals() noexcept {
 
 }  // namespace
 
-// A blocked signal stays pending until it is read from the descriptor, so no thread has to store
-// it.
+// Blocks the signals. The kernel then keeps a signal pending until it is read from the descriptor,
+// so no signal is lost while no thread waits.
 StopSignals::StopSignals() : former_() {
     const sigset_t signals = stopSignals();
     descriptor_ = signalfd(-1, &signals, SFD_CLOEXEC | SFD_NONBLOCK);

@@ -170,7 +170,8 @@ std::vector<const RequestMetrics::Mount*> RequestMetrics::mounts() const {
     return all;
 }
 
-// If a request begins and ends during this function, only its end may be counted.
+// A request that begins after `begun_` was read may end before its count is read. `ended` can
+// therefore exceed `begun`.
 std::uint64_t RequestMetrics::pending() const {
     const std::uint64_t begun = begun_.load(RELAXED);
     std::uint64_t ended = 0;

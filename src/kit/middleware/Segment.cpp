@@ -59,7 +59,7 @@ void Passing::call(const Chain::Function& function, std::size_t step, const Requ
     Ask ask(request, request.getPath());
     const Verdict verdict = function(ask, Next(*this, step + 1));
     if (passage_ != nullptr) {
-        // The function may return the verdict of an earlier request, which contains no error.
+        // If the verdict contains no error, the function has kept it from an earlier request.
         refuse(verdict.error_.value_or(
             Error{statuscodes::INTERNAL_SERVER_ERROR, "a middleware did not pass the request on"}));
     }

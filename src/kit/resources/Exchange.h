@@ -93,9 +93,9 @@ public:
     void onCancel(std::function<void()> function) { set(onCancel_, std::move(function)); }
     /// Sets a second function that is called in the same cases. `onCancel` does not replace it.
     void onStop(std::function<void()> function) { set(onStop_, std::move(function)); }
-    /// Makes `next` not call these two functions when the receiver wants no further value. For a
-    /// sender that may hold a lock while it calls `next`, and that checks the result of `next`
-    /// instead. Call it before the first value.
+    /// From now on, `next` does not call these two functions when the receiver wants no further
+    /// value. A sender that may hold a lock while it calls `next` uses this, and checks the result
+    /// of `next` instead. Call it before the first value.
     void leaveEnoughToSender() noexcept { tellsEnough_ = false; }
     /// Returns whether the request has no end yet.
     bool isOpen() const noexcept { return (phase_.load(std::memory_order_acquire) & OVER) == 0; }

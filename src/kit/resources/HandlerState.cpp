@@ -109,7 +109,7 @@ void HandlerState::releaseOwned() noexcept {
         const std::lock_guard<std::mutex> guard(mutex_);
         handler.swap(handler_);
     }
-    waitUntilLeft();  // for cancellations that have begun meanwhile
+    waitUntilLeft();  // waits for cancellations that began before the swap
 }
 
 std::shared_ptr<MountState> SlotTarget::mountBelow(const std::shared_ptr<MountState>& parent) {

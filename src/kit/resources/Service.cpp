@@ -330,7 +330,8 @@ std::unique_ptr<Service> ServiceBuilder::build() {
         parts->mounts["/"].served = root;
     }
     CallsOptions options;
-    options.awaitsRelease = true;  // a mount releases the handler of each request that has ended
+    // Safe, because mounts release the response handlers of ended requests
+    options.awaitsRelease = true;
     if (parts->inspection) {
         addInspection(*parts);
         options.keepsClientId = true;

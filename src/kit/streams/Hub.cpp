@@ -27,7 +27,7 @@ std::optional<StreamFormat> formatOf(const std::string& mimeType) {
 void answer(ResponseHandler& handler, const Result<Response>& result) {
     const ResponseHandler own = std::move(handler);
     if (!own) {
-        return;  // an exchange owns the handler
+        return;  // an exchange has the handler and answers the request
     }
     if (!result) {
         own->onError(result.error().toResponse());

@@ -44,7 +44,8 @@ void Polling::expire() {
             return;
         }
     }
-    const std::function<void()> function = function_;  // the function may destroy this object
+    // A copy, because the function may destroy this object
+    const std::function<void()> function = function_;
     try {
         function();
     } catch (...) {

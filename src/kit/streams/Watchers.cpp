@@ -19,8 +19,8 @@ void Watchers::push(std::shared_ptr<Change> change, Garbage& garbage) {
     atEnd_ = 0;
     ready_.splice(ready_.end(), idle_);
     while (changes_.size() > queue.bound) {
-        // The watchers whose cursors point to the released change have fallen behind. They are now
-        // counted at the next change.
+        // The watchers whose cursors point to the released change have fallen behind. Their cursors
+        // do not change, but from now on the next change counts these watchers.
         changes_[1].cursors += changes_.front().cursors;
         popOldest(garbage);
     }
@@ -197,7 +197,8 @@ WatcherInfo Watchers::infoOf(const Watcher& watcher, std::int64_t now, bool incr
     info.dropped = watcher.dropped;
     std::uint64_t next = watcher.cursor;
     if (next < first_) {
-        // The watcher has fallen behind, but its next visit will count this.
+        // The watcher has fallen behind. Its counts are updated only at its next visit, so the
+        // missed changes are added here.
         const bool drops = dropsOldest(incremental) || queue.whenFull == Disconnect;
         next = drops ? first_ : endNumber() - 1;
         (drops ? info.dropped : info.conflated) += next - watcher.cursor;

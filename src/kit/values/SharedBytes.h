@@ -30,7 +30,7 @@ struct TailAllocator {
     friend bool operator!=(const TailAllocator&, const TailAllocator&) noexcept { return false; }
 
     std::size_t size;
-    unsigned char** begin;  // used by `allocate` only
+    unsigned char** begin;  // where `allocate` stores the address of the additional bytes
 };
 
 /// Returns a copy of the bytes. The bytes and their reference count share one allocation.
