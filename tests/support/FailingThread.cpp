@@ -18,7 +18,7 @@ bool fails() noexcept {
     if (!isChosen || left.load(std::memory_order_relaxed) == OFF) {
         return false;
     }
-    return left.fetch_sub(1) == 0;  // 0 becomes `OFF`
+    return left.fetch_sub(1) == 0;  // the allocation that finds 0 fails, and leaves `OFF`
 }
 
 }  // namespace

@@ -94,7 +94,7 @@ TEST_P(ServiceContract, RequestWhoseHandlerTheServiceDestroysEndsWithAnError) {
 TEST_P(ServiceContract, HandlerThatWantsNoFurtherValuesGetsTheTerminatingEvent) {
     inbox.onEvent([](const std::string&) { return true; });
     sendAndWait(inbox);
-    HeldService::Handler handler = service.take(1);  // so that it survives the call
+    HeldService::Handler handler = service.take(1);  // a local variable outlives the call
     if (handler->onNext(textValue(200, "enough"))) {
         handler->onCompleted();
     } else {
@@ -149,7 +149,7 @@ TEST_P(ServiceContract, CancellationFromInsideOnNextEndsTheRequest) {
         return false;
     });
     handle = sendAndWait(inbox);
-    const HeldService::Handler handler = service.take(1);  // so that it survives the call
+    const HeldService::Handler handler = service.take(1);  // a local variable outlives the call
     handler->onNext(textValue(200, "first"));
     EXPECT_EQ(service.waitForCancelled(1), (std::vector<std::size_t>{1}));
     EXPECT_EQ(inbox.waitForLast(), (Events{nextOf(200, "first")}));
@@ -285,7 +285,7 @@ TEST_P(ServiceContract, ClientCanBeDestroyedFromInsideACallback) {
     });
     sendAndWait(inbox);
     sendAndWait(other);
-    const HeldService::Handler handler = service.take(1);  // so that it survives the call
+    const HeldService::Handler handler = service.take(1);  // a local variable outlives the call
     handler->onNext(textValue(200, "only"));
     EXPECT_EQ(service.waitForCancelled(2).size(), 2U);
     EXPECT_EQ(inbox.waitForLast(), (Events{nextOf(200, "only")}));

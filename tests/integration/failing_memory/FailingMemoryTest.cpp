@@ -63,7 +63,7 @@ TEST_P(FailingMemory, OperationHasADocumentedOutcomeAndLeaksNoMemory) {
     failEach(GetParam(), Mode::Once);
 }
 
-TEST(FailingMemoryTest, GuardFailsOneOrAllAllocationsAfterTheFirstOnes) {
+TEST(FailingMemoryTest, GuardFailsOneOrAllAllocationsAfterAGivenNumber) {
     const auto succeeds = [] {
         void* const block = ::operator new(1, std::nothrow);
         ::operator delete(block);

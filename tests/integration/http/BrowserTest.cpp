@@ -1,4 +1,4 @@
-// EventSource of a headless browser against an endpoint. browser.py is the page.
+// Tests an endpoint with the EventSource of a headless browser, which browser.py controls.
 #include <arpa/inet.h>
 #include <gtest/gtest.h>
 #include <netinet/in.h>

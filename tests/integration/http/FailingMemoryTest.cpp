@@ -31,8 +31,8 @@ using test::SocketClient;
 using test::SocketDirectory;
 
 const std::string NOW = recordOf(Request("retrieve", "/now"));
-// The thread that answers a request for one of these paths is chosen to run out of memory: the
-// thread of the endpoint, or that of the service.
+// Requests that choose the thread whose allocations fail: the thread that answers the request. For
+// `LOOP` this is the thread of the endpoint, for `SENDER` the thread of the service.
 constexpr char const* LOOP = "/choose";
 constexpr char const* SENDER = "/choose-later";
 const std::string HEAD = " HTTP/1.1\r\nHost: localhost\r\n";
@@ -260,7 +260,8 @@ class FailingMemory : public FailingMemoryOfEndpoint, public ::testing::WithPara
 
 TEST_P(FailingMemory, OtherClientsAreStillServed) {
     EndpointOptions options;
-    options.requestsOfPeer = 4;  // so few that a request that is counted for ever is noticed
+    // Small, so that the test fails if a request is never subtracted from the count.
+    options.requestsOfPeer = 4;
     const Endpoint endpoint(service, directory.address(), options);
     Http2Client neighbour(directory.address());
     neighbour.wait(neighbour.send(recordOf(Request("retrieve", GetParam().thread))));
@@ -299,7 +300,8 @@ TEST_F(FailingMemoryOfEndpoint, StalledAndIdleConnectionsAreClosed) {
             stalled.send(Http2Client::recordFields(), NOW.substr(0, 10), false);
             SocketClient idle(directory.address());
             idle.send(get("/now", "\r\n"));
-            idle.receive();  // an answer or the end: all four have been accepted
+            // Waits for an answer or the end; then all four connections have been accepted.
+            idle.receive();
             waitForConnections(endpoint, 0);
         },
         [&](long) {

@@ -1,4 +1,4 @@
-// Clients of HTTP/2 that do not know records against an endpoint: nghttp, h2load and curl.
+// Tests an endpoint with HTTP/2 clients that are not part of kova: nghttp, h2load and curl.
 #include <gtest/gtest.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -52,7 +52,7 @@ protected:
     const std::string type = " -H 'content-type: application/vnd.kova.events' ";
 };
 
-TEST_F(NghttpTest, RequestInRecordsIsAnswered) {
+TEST_F(NghttpTest, RequestWithABodyOfRecordsIsAnswered) {
     const std::string output =
         outputOf("nghttp -v -H ':method: POST'" + type + "-d " + body + " " + url("/"));
     EXPECT_NE(output.find(":status: 200"), std::string::npos) << output;
@@ -60,7 +60,7 @@ TEST_F(NghttpTest, RequestInRecordsIsAnswered) {
     EXPECT_EQ(service.request(1).getPath(), "/state");
 }
 
-TEST_F(NghttpTest, GetIsNotAllowed) {
+TEST_F(NghttpTest, GetIsAnsweredWith405) {
     const std::string output = outputOf("nghttp -v " + url("/"));
     EXPECT_NE(output.find(":status: 405"), std::string::npos) << output;
     EXPECT_NE(output.find("allow: POST"), std::string::npos) << output;
@@ -83,7 +83,7 @@ struct CurlRow {
 // to keep the answer.
 class CurlOverHttp2 : public NghttpTest, public ::testing::WithParamInterface<CurlRow> {};
 
-TEST_P(CurlOverHttp2, IsToldWhatToDo) {
+TEST_P(CurlOverHttp2, IsAnsweredWithTheProtocolAndMethodToUse) {
     const std::string output = outputOf(std::string("curl -s --http2-prior-knowledge ") +
                                         "-w '%{http_version} %{http_code} %header{allow}' " +
                                         GetParam().arguments + " " + url("/state"));

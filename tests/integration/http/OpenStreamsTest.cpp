@@ -64,7 +64,7 @@ TEST(OpenStreamsTest, OpenStreamOfEventsNeedsAtMost32KilobytesOfMemory) {
             }
         }
     };
-    open(20);  // allocates what all connections share
+    open(20);  // allocates the memory that all connections share
     const long before = residentBytes();
     open(COUNT);
     const long each = (residentBytes() - before) / COUNT;

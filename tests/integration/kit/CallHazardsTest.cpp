@@ -203,7 +203,7 @@ TEST(CallHazardsTest, ManyEarlyAnswersLeaveNoStaleEntriesWithCalls) {
 
 // --- 3: a late cancellation cancels another request ----------------------------------------------
 
-TEST(CallHazardsTest, LateCancellationInTheCoreCancelsAnotherRequest) {
+TEST(CallHazardsTest, LateCancellationInTheCoreCancelsALaterRequestWithTheSameHandle) {
     Composed<test::ScriptedResource> composed;
     test::ScriptedResource& resource = *composed.resource;
     resource.handle = &resource;

@@ -1,4 +1,4 @@
-// The scripts of src/tool/completion in the shells that they are for.
+// Tests each completion script of src/tool/completion in its shell.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
@@ -72,7 +72,7 @@ struct Shell {
 
 class ScriptTest : public ShellCompletionTest, public testing::WithParamInterface<Shell> {};
 
-TEST_P(ScriptTest, CompletesTheLine) {
+TEST_P(ScriptTest, CompletionScriptCompletesTheLineOfTheShell) {
     RunningTool shell(Command{GetParam().words}, 200);
     const std::string scripts = KOVA_SOURCE_DIR "/src/tool/completion";
     shell.type("cd '" + folder.path() + "'; touch some-file; scripts='" + scripts + "'; " +

@@ -14,7 +14,7 @@
 
 namespace kova::test {
 
-/// The words of a program other than kova.
+/// The command line of a program other than kova: its name and its arguments.
 struct Command {
     std::vector<std::string> words;
 };

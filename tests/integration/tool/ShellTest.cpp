@@ -1,4 +1,4 @@
-// The word shell at a terminal.
+// Tests the command `kova shell` at a terminal.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>

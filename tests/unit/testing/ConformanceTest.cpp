@@ -90,7 +90,8 @@ public:
             requests_.erase(found);
         }
         if (faults_.cancelEndsToo) {
-            // The answer follows, unless it came first.
+            // Sends an end, unless the answer was already sent. The answer then follows as a second
+            // end.
             const std::lock_guard<std::mutex> guard(pending->mutex);
             if (pending->handler) {
                 pending->handler->onCompleted();

@@ -99,7 +99,7 @@ TEST_F(LaneTest, PlanWithARateSendsNothingAfterItsEnd) {
 }
 
 TEST_F(LaneTest, LatencyCountsFromTheIntendedStart) {
-    // Due since 100, 90, ... 0 ms; only two can be open.
+    // The requests were due 100, 90, ... 0 ms ago, but only two can be open at a time.
     Lane lane(service, request, open(milliseconds(10), milliseconds(100)));
     lane.pump();
     EXPECT_EQ(service.requests, 2);

@@ -55,7 +55,7 @@ public:
         return isHeld(request) ? held.actionRequest(request, std::move(handler))
                                : service_->actionRequest(request, std::move(handler));
     }
-    // The handles of `held` are small numbers; those of the service are not.
+    // A handle of `held` is a number below 1000. Handles of the service are greater.
     void cancelRequest(void* handle) override {
         if (reinterpret_cast<std::uintptr_t>(handle) < 1000) {
             held.cancelRequest(handle);

@@ -124,10 +124,10 @@ void until(Condition isTrue) {
     }
 }
 
-/// What this process has allocated.
+/// The descriptors and the heap memory that this process uses.
 struct Resources {
     long descriptors = 0;
-    long heap = 0;  ///< bytes; 0 under a sanitizer, which has a heap of its own
+    long heap = 0;  ///< bytes; 0 under a sanitizer, which replaces the heap
 
     static Resources now() {
         const std::filesystem::directory_iterator all("/proc/self/fd");
@@ -135,8 +135,8 @@ struct Resources {
     }
 };
 
-/// Waits until the process has no more descriptors than before, and nearly no more memory: what an
-/// allocator of the loop or of the kit keeps for the next connection is allowed.
+/// Waits until the process has no more descriptors than before, and at most 256 KiB more memory.
+/// The loop and the kit may keep that much memory for the next connection.
 inline void awaitRelease(const Resources& before) {
     constexpr long KEPT = 256L * 1024;
     Resources now;

@@ -50,7 +50,8 @@ protected:
         ask(*neighbour, held, "/hold/neighbour");
         until([this] { return service.pending("/hold/neighbour") == 1; });
     }
-    /// Waits until the neighbour is served, and is alone again.
+    /// Sends a request of the neighbour and waits for its end. Then waits until only the neighbour
+    /// is connected.
     void endRound() {
         ask(*neighbour, served, "/echo");
         ++asked;
@@ -161,7 +162,7 @@ struct Network {
 
 class BadNetwork : public ChaosTest, public ::testing::WithParamInterface<Network> {};
 
-// All that the two ends say to each other is longer than the bytes after which they are cut off.
+// The two ends exchange more bytes than the network forwards before it fails.
 TEST_P(BadNetwork, EachRequestEndsOnceAndIsCancelled) {
     constexpr std::size_t FEWEST_BYTES = 300;
     Resources before;
@@ -273,7 +274,7 @@ protected:
         proxy.stop();
         recorded = {proxy.fromClient(), proxy.fromServer()};
         endRound();
-        // The first request over HTTP/1.1 starts what serves all of them.
+        // The first request over HTTP/1.1 starts the server that serves all such requests.
         kova::test::SocketClient client(directory.address());
         client.send("GET /echo HTTP/1.0\r\n\r\n");
         client.receiveAll();

@@ -16,8 +16,8 @@
 
 namespace kova::http::test {
 
-/// A bad network between a client and a server: forwards one connection, and after a number of
-/// bytes, counted in both directions, does something else.
+/// A bad network between a client and a server. It forwards one connection. After a given number of
+/// bytes (the sum of both directions), it fails in the way that `Then` selects.
 class Proxy {
 public:
     enum class Then {
@@ -121,7 +121,7 @@ private:
         }
         return true;
     }
-    // Does what follows the last byte. Returns false if the connection is over.
+    // Fails in the way that `then_` selects. Returns false if the connection is over.
     bool act() {
         switch (then_) {
             case Then::close:
@@ -142,7 +142,7 @@ private:
     std::size_t left_;
     kova::test::UnixListener listener_;
     detail::FileDescriptor stop_{::eventfd(0, EFD_CLOEXEC)};
-    std::array<detail::FileDescriptor, 2> ends_;  ///< of the client, of the server
+    std::array<detail::FileDescriptor, 2> ends_;  ///< the sockets to the client and to the server
     std::array<std::string, 2> received_;
     std::thread thread_;
 };

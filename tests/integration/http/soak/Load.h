@@ -68,7 +68,7 @@ private:
 class Load {
 public:
     static constexpr std::size_t CLIENTS = 10;
-    static constexpr std::size_t STREAMS = 50;  ///< of each client
+    static constexpr std::size_t STREAMS = 50;  ///< the number of streams of each client
 
     Load(const std::string& address, Latencies& latencies) : latencies_(latencies) {
         ConnectOptions options;
@@ -146,7 +146,8 @@ private:
     Outcome pushes_;
     long sent_ = 0;
     std::deque<Stream> streams_;
-    std::vector<std::unique_ptr<IKovaApi>> clients_;  // first destroyed: its handlers count
+    // Destroyed first, because the response handlers use the other members.
+    std::vector<std::unique_ptr<IKovaApi>> clients_;
 };
 
 }  // namespace kova::http::test

@@ -62,10 +62,10 @@ private:
     std::atomic<long> answered_{0};
     std::atomic<bool> isOver_{false};
     std::vector<std::unique_ptr<IKovaApi>>
-        clients_;  // first destroyed: its handlers use the others
+        clients_;  // destroyed first, because the response handlers use the other members
 };
 
-/// A client with streams, behind a network that reads nothing after some bytes.
+/// A client with streams whose network stops reading after 2000 bytes.
 class StalledReader {
 public:
     explicit StalledReader(const std::string& serverPath)

@@ -65,7 +65,7 @@ struct Usage {
     long kibibytes = 0;
 };
 
-/// What the two processes that live as long as the run use.
+/// The descriptors and the memory of the two processes that live as long as the run.
 struct Figures {
     Usage server;
     Usage clients;

@@ -222,7 +222,7 @@ TEST_F(ClientTest, AnswerContainsCodeHeaderAndValue) {
 
 // --- A service that the waiting thread drives ----------------------------------------------------
 
-/// A service that calls a function of the test in place of the work of its thread.
+/// A service that the waiting thread can drive. Driving it calls a function of the test.
 class DrivenService : public HeldService, public CallerDriven {
 public:
     bool beginDriving() noexcept override {

@@ -10,7 +10,7 @@ namespace {
 
 struct LocatorRow {
     char const* text;
-    char const* path;  // or the reason of the rejection
+    char const* path;  // the path, or the reason for which the locator is rejected
 };
 
 void PrintTo(const LocatorRow& row, std::ostream* out) {

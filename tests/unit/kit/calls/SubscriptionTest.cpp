@@ -166,7 +166,7 @@ TEST_F(SubscriptionTest, ServiceMayDestroyTheResponseHandlerDuringItsCallback) {
 
 TEST_F(SubscriptionTest, CancelDeliversTheEndOnAnotherThread) {
     Subscription call = start();
-    std::mutex lock;  // the callback acquires it, and the thread that cancels holds it
+    std::mutex lock;  // held by the thread that cancels, and acquired by the callback
     recording.onEvent([&](const std::string&) { const std::lock_guard<std::mutex> guard(lock); });
     {
         const std::lock_guard<std::mutex> guard(lock);

@@ -160,7 +160,7 @@ TEST_F(MonitorTest, EachOfTenThousandRequestsIsReportedOnce) {
     RequestReader reader(watcher, REQUESTS);
     for (int i = 0; i < 10000; ++i) {
         ask(Request("retrieve", "/one"));
-        if (i % 256 == 255) {  // the reader keeps up
+        if (i % 256 == 255) {  // waits until the reader has received nearly all
             reader.await(static_cast<std::size_t>(i));
         }
     }

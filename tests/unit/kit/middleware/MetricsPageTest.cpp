@@ -11,7 +11,7 @@ namespace {
 
 using test::MetricsPage;
 
-TEST(MetricsPage, FaultOfDetectsMalformedPages) {
+TEST(MetricsPage, FaultOfReturnsTheFaultOfAMalformedPage) {
     const std::string head = "# HELP a A.\n# TYPE a counter\n";
     const std::string histogram = "# HELP a A.\n# TYPE a histogram\n";
     for (const std::string& page :

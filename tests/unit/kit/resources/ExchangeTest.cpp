@@ -91,7 +91,7 @@ TEST_F(ExchangeTest, LastValueDoesNotCallOnCancel) {
     const auto exchange = makeProbed();
     int cancelled = 0;
     exchange->onCancel([&] { ++cancelled; });
-    seen.onValue = [] { return true; };  // wants no more
+    seen.onValue = [] { return true; };  // the receiver wants no further value
     EXPECT_TRUE(exchange->last(VALUE));
     EXPECT_EQ(cancelled, 0);
     EXPECT_EQ(seen.ends, 1);
@@ -207,7 +207,7 @@ TEST_F(ExchangeTest, OnCancelFunctionIsReleasedAtTheEnd) {
 TEST_F(ExchangeTest, ReplacedOnCancelFunctionMayUseTheRequestWhenDestroyed) {
     const auto exchange = make();
     const std::shared_ptr<Exchange> captured(exchange.get(), [exchange](Exchange*) {
-        exchange->isOpen();  // would wait for the lock for ever
+        exchange->isOpen();  // would deadlock if this ran under the lock
     });
     exchange->onCancel([captured] {});
     exchange->onCancel([] {});

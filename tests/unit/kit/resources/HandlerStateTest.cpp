@@ -163,7 +163,8 @@ TEST_F(HandlerStateTest, HandlerIsNotCancelledWhenTheReceiverWantsNoMoreValues) 
 TEST_F(HandlerStateTest, RemovalDestroysTheHandlerOnTheCurrentThread) {
     std::thread::id destroyer;
     state.destroyed = [&] { destroyer = std::this_thread::get_id(); };
-    const std::shared_ptr<Served> late = served;  // as a thread that has just served a request
+    // A reference like that of a thread that has just served a request.
+    const std::shared_ptr<Served> late = served;
     remove(*served);
     EXPECT_EQ(destroyer, std::this_thread::get_id());
     send();

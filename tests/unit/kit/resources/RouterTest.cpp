@@ -314,8 +314,8 @@ TEST_F(HostilePaths, BytesAreComparedVerbatim) {
 }
 
 TEST_F(HostilePaths, LookUpVisitsSharedSegmentsOnlyOnce) {
-    // Each segment of a path can be the literal or the parameter: 2^14 templates would be tried if
-    // a look-up visited a node more than once.
+    // Ten segments of the path match both a literal and a parameter. A look-up that visits a node
+    // more than once would try 2^10 templates.
     Router many;
     for (unsigned bits = 0; bits < 1U << 10U; ++bits) {
         std::string path;

@@ -116,7 +116,7 @@ TEST_F(ServiceTest, MountedServiceGetsThePathBelowTheMount) {
     service = builder.mount("/remote", *inner).build();
     EXPECT_EQ(eventsOf("retrieve", "/remote/state"), (Events{"value 200 7", "completed"}));
     EXPECT_EQ(eventsOf("retrieve", "/remote"), (Events{R"(value 200 ["/state"])", "completed"}));
-    service.reset();  // before the service that it mounts
+    service.reset();  // destroyed before the service that it mounts
 }
 
 TEST_F(ServiceTest, MountedServiceGetsHeaderAndPayload) {
@@ -131,7 +131,7 @@ TEST_F(ServiceTest, MountedServiceGetsHeaderAndPayload) {
         Client client(*service, options);
         EXPECT_EQ(client.update<std::string>("/remote/echo", 3).get().orThrow(), "hmi 3");
     }
-    service.reset();  // before the service that it mounts
+    service.reset();  // destroyed before the service that it mounts
 }
 
 TEST_F(ServiceTest, ExceptionOfAHandlerIsAnsweredWith500) {
@@ -225,7 +225,7 @@ TEST_F(ServiceTest, ClearedSlotEndsTheRequestsOfItsResourceAndWaitsForItsJobs) {
     const Recording recording = record();
     service->actionRequest(Request("retrieve", "/usb"), recording.handler());
     inside.get_future().wait();
-    ASSERT_EQ(service->pending().size(), 2U);  // the request and its job
+    ASSERT_EQ(service->pending().size(), 2U);  // one for the request and one for its job
     slot.clear();
     EXPECT_TRUE(hasReturned);
     EXPECT_EQ(recording.waitFor(1), (Events{"error 503 the resource is closed"}));
@@ -402,7 +402,8 @@ TEST_F(ServiceTest, StopReturnsAJobThatIgnoresItsCancellation) {
     inside.get_future().wait();
     service->stop(0ms);
     EXPECT_EQ(recording.waitFor(1), (Events{"error 503 the service stops"}));
-    while (service->pending().size() != 1) {  // until the call has ended; the job remains
+    // Waits until the call has ended; its job is still running.
+    while (service->pending().size() != 1) {
         std::this_thread::yield();
     }
     const std::vector<CallInfo> stuck = service->stop(10ms);

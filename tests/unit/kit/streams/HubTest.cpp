@@ -14,7 +14,7 @@ using namespace std::chrono_literals;
 using test::BlockingReceiver;
 using test::Watch;
 
-TEST(Hub, CloseEndsASetThatWaitsForSpace) {
+TEST(Hub, CloseEndsASetCallThatWaitsForQueueSpace) {
     BlockingReceiver receiver;
     Observable<int> state(0);
     state.options().queue(1).whenFull(Wait).patience(1h);
@@ -43,7 +43,7 @@ TEST(Hub, ClosedObservableEndsItsWatchersAndKeepsItsValue) {
     EXPECT_EQ(watch.watch()->end(), "503 Service Unavailable: the resource is closed");
 }
 
-TEST(Hub, DisconnectAffectsOnlyTheGivenVisit) {
+TEST(Hub, DisconnectIgnoresVisitsThatAreNotRunning) {
     BlockingReceiver receiver;
     const auto source = std::make_shared<ObservableSource<int>>(0);
     const auto hub = std::make_shared<Hub>(source, StreamQueue{16, Conflate});

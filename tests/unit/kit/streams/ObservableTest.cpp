@@ -68,7 +68,7 @@ TEST(Observable, ModifyRepeatsItsFunctionAfterAConcurrentSet) {
     int calls = 0;
     level.modify([&](int& value) {
         if (++calls == 1) {
-            level.set(10);  // as another thread would
+            level.set(10);  // simulates a `set` of another thread
         }
         ++value;
     });

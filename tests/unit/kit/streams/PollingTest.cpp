@@ -34,7 +34,8 @@ protected:
         polled.emplace([this] { return read(); }, interval);
         client.emplace(*polled);
     }
-    /// Waits until another alarm with the same interval, on the same thread, has expired so often.
+    /// Waits until another alarm on the same thread has expired `count` times, with an interval of
+    /// 1 ms.
     static void awaitAlarms(int count) {
         std::atomic<int> expired{0};
         FunctionalAlarm alarm([&] { ++expired; });
@@ -77,7 +78,7 @@ TEST_F(PollingTest, EachStreamBeginsWithANewValue) {
 
 TEST_F(PollingTest, StreamGetsAValueAtEveryInterval) {
     serve(1ms);
-    polled->options().queue(100000);  // so that a thread that is late drops no value
+    polled->options().queue(100000);  // large, so that no value is dropped if a thread is late
     const auto answers = client->watch();
     const Texts values = answers->values(5);
     EXPECT_EQ(values[0], "1");
@@ -94,7 +95,7 @@ TEST_F(PollingTest, ValueIsNotReadWhileNoClientWatches) {
         client->cancel(handle);
         waitUntilUnwatched(*polled);
         EXPECT_FALSE(polled->isWatched());
-        awaitAlarms(2);  // for a poll that has begun
+        awaitAlarms(2);  // waits for the end of a poll that has already begun
         const int before = reads;
         awaitAlarms(20);
         EXPECT_EQ(reads, before);
@@ -172,7 +173,7 @@ TEST_F(PollingTest, DestructorEndsStreamsAndWaitsForTheFunction) {
         [&]() -> Result<int> {
             if (++reads == 2) {
                 entered.set_value();
-                answers->end();  // the destructor has begun
+                answers->end();  // waits until the destructor has ended the stream
                 left = true;
             }
             return reads.load();
@@ -188,7 +189,8 @@ TEST_F(PollingTest, DestructorEndsStreamsAndWaitsForTheFunction) {
 }
 
 TEST_F(PollingTest, FunctionMayDestroyThePolledObject) {
-    for (const int last : {1, 2}) {  // in the request, and at an interval
+    // The function destroys the object during the request (1) or at an interval (2).
+    for (const int last : {1, 2}) {
         reads = 0;
         std::optional<Polled<int>> value;
         std::promise<void> destroyed;

@@ -51,7 +51,7 @@ std::string schema() {
     std::string text(reinterpret_cast<char const*>(payload.data()), payload.size());
     const std::string begin = BEGIN;
     EXPECT_EQ(text.substr(0, begin.size()), begin);
-    // Removes the begin, its comma and the last brace.
+    // Removes the common beginning, the comma after it, and the last brace.
     text.erase(0, begin.size() + 1);
     return text.empty() ? text : text.substr(0, text.size() - 1);
 }

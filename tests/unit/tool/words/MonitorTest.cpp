@@ -145,7 +145,8 @@ TEST_F(MonitorTest, EachOfTenThousandRequestsIsShownOnce) {
         awaitMonitor();
         for (long i = 1; i <= 10000; ++i) {
             ask("retrieve", "/level");
-            while (i % 500 == 0 && counter.lines < i) {  // the transport keeps 256 KiB
+            // Waits, because the transport buffers only 256 KiB.
+            while (i % 500 == 0 && counter.lines < i) {
                 std::this_thread::yield();
             }
             watchdog.progress();

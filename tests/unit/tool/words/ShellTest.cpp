@@ -78,7 +78,7 @@ TEST_F(ShellTest, InterruptCancelsTheRequestAndEndsTheShell) {
 }
 
 TEST_F(ShellTest, OutputThatCannotBeWrittenIsAnError) {
-    struct FullBuffer : std::streambuf {};  // refuses each byte
+    struct FullBuffer : std::streambuf {};  // a buffer that accepts no byte
     FullBuffer full;
     std::ostream stream(&full);
     std::ostringstream errors;

@@ -69,7 +69,8 @@ TEST(NodeBlocksTest, DeletingTheLastNodeFreesTheBlock) {
             nodes.resize(nodes.size() - 1);
             EXPECT_LE(FailingAllocations::liveBlocks(), all);
             nodes.resize(1);
-            EXPECT_EQ(FailingAllocations::liveBlocks(), before + 2) << count;  // node and vector
+            // The block of the last node, and that of the vector.
+            EXPECT_EQ(FailingAllocations::liveBlocks(), before + 2) << count;
         }
         EXPECT_EQ(FailingAllocations::liveBlocks(), before) << count;
     }

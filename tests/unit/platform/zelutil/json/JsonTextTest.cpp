@@ -150,7 +150,7 @@ TEST(JsonTextTest, RepairOfAWellFormedTextOnlyAddsEscapes) {
 }
 
 // The writer splits long texts into pieces of 4096 bytes.
-TEST(JsonTextTest, CharactersAreNotSplitAtPieceBoundaries) {
+TEST(JsonTextTest, LongTextsAreNotSplitInsideCharacters) {
     for (std::size_t size = 4088; size <= 4100; ++size) {
         const std::string front(size, 'a');
         for (const Repair& row : REPAIRS) {
@@ -165,7 +165,7 @@ TEST(JsonTextTest, CharactersAreNotSplitAtPieceBoundaries) {
     EXPECT_EQ(repaired(std::string(5000, '\x80')), '"' + tail + '"');
 }
 
-TEST(JsonTextTest, PieceEndsBetweenCharacters) {
+TEST(JsonTextTest, PieceSizeDoesNotSplitACharacter) {
     EXPECT_EQ(json::pieceSize("abc", 4), 3U);
     EXPECT_EQ(json::pieceSize("abcde", 4), 4U);
     EXPECT_EQ(json::pieceSize("abc€", 4), 3U);

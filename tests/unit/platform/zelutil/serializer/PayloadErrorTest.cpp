@@ -126,8 +126,8 @@ TEST_F(PayloadErrorTest, ReasonForTooDeepNestingNamesTheLimit) {
         << reason();
 }
 
-// For every text that the parser rejects, the second pass finds a mistake. For every text that the
-// parser accepts, no error is stored.
+// If the parser rejects a text, an error is stored, and the second pass finds the position of the
+// mistake. If the parser accepts a text, no error is stored.
 TEST_F(PayloadErrorTest, ErrorIsStoredForEveryRejectedTextAndForNoOther) {
     const std::string text = R"({"a":[1,-2.5e3,"x\u00e4\n"],"b":{"c":true,"d":null},"e":[]})";
     ASSERT_TRUE(JsonPull(text).begun);
