@@ -27,7 +27,7 @@ private:
     char const* expected_;
     char const* found_;
     std::size_t position_;
-    std::size_t left_;  // number of bytes from `position_` on
+    std::size_t left_;  // the number of bytes from the mistake to the end of the payload
     unsigned int limit_;
     bool isTooDeep_;
     std::array<unsigned char, MAX_HEAD> bytes_;
