@@ -77,9 +77,10 @@ struct CallInfo {
         inCallback,  ///< A callback of the call is running.
         cancelling   ///< The request is being cancelled at the service.
     };
-    /// The command word and the path of the request.
+    /// The command word of the request.
     std::string command;
-    std::string path;  ///< see `command`
+    /// The path of the request.
+    std::string path;
     /// The time since the call was sent, with a resolution of about 4 ms.
     std::chrono::milliseconds age{0};
     /// The phase of the call.

@@ -25,18 +25,20 @@ namespace kova::kit {
 struct MonitoredRequest {
     /// The number of the request. No two requests of a service have the same number.
     std::uint64_t id = 0;
-    /// The time at which the request arrived, and the time until its end.
+    /// The time at which the request arrived.
     std::int64_t start = 0;
-    std::int64_t duration = 0;  ///< see `start`
-    /// The command word and the path.
+    /// The time from the arrival of the request to its end.
+    std::int64_t duration = 0;
+    /// The command word.
     std::string command;
-    std::string path;  ///< see `command`
+    /// The path.
+    std::string path;
     /// The header entry "$client-id", which can be any text that the client chooses.
     std::string client;
-    /// The user, the process and the address of the peer (`Peer`).
+    /// The user of the peer (`Peer`).
     std::int64_t uid = -1;
-    std::int64_t pid = -1;  ///< see `uid`
-    std::string address;    ///< see `uid`
+    std::int64_t pid = -1;  ///< the process of the peer
+    std::string address;    ///< the address of the peer
     /// The end: "completed", "failed" or "cancelled". A request is cancelled by its client, or
     /// because the connection of the client has ended.
     std::string end;
@@ -44,9 +46,10 @@ struct MonitoredRequest {
     unsigned short code = 0;
     /// The number of values of the answer.
     std::uint64_t values = 0;
-    /// The number of bytes in the payload of the request, and in all payloads of the answer.
+    /// The number of bytes in the payload of the request.
     std::uint64_t requestBytes = 0;
-    std::uint64_t answerBytes = 0;  ///< see `requestBytes`
+    /// The number of bytes in all payloads of the answer.
+    std::uint64_t answerBytes = 0;
 };
 KOVA_FIELDS(MonitoredRequest, id, as("startUs", start), as("durationUs", duration), command, path,
             client, uid, pid, address, end, code, values, requestBytes, answerBytes)
@@ -73,21 +76,23 @@ struct MonitoredEvent {
     std::string kind;
     /// The time of the event.
     std::int64_t time = 0;
-    /// The command word and the path, if the event is a request.
+    /// The command word, if the event is a request.
     std::string command;
-    std::string path;  ///< see `command`
-    /// The user, the process and the address of the peer (`Peer`) that sent a request.
+    /// The path, if the event is a request.
+    std::string path;
+    /// The user of the peer (`Peer`), if the event is a request.
     std::int64_t uid = -1;
-    std::int64_t pid = -1;  ///< see `uid`
-    std::string address;    ///< see `uid`
+    std::int64_t pid = -1;  ///< the process of the peer, if the event is a request
+    std::string address;    ///< the address of the peer, if the event is a request
     /// The code of a value or an error, else 0.
     unsigned short code = 0;
     /// The header of a request, a value or an error as JSON, without the entry "$auth-token". Empty
     /// if the message has no header. The text is not checked.
     std::string header;
-    /// The mime type and the bytes of the payload. The type is "" if there is no payload.
+    /// The mime type of the payload; "" if there is no payload.
     std::string type;
-    std::string payload;  ///< see `type`
+    /// The bytes of the payload.
+    std::string payload;
     /// The number of bytes of the payload. If it is greater than 4 MiB, `payload` is empty.
     std::uint64_t bytes = 0;
 };

@@ -12,11 +12,10 @@ namespace kova::kit {
 /// A plain value type. The numbers come from the kernel, not from the request, so a client cannot
 /// forge them.
 struct Peer {
-    /// The numbers of the user, the group and the process. A number is -1 if the transport does not
-    /// know it.
+    /// The number of the user; -1 if the transport does not know it.
     long uid = -1;
-    long gid = -1;  ///< see `uid`
-    long pid = -1;  ///< see `uid`
+    long gid = -1;  ///< the number of the group; -1 if the transport does not know it
+    long pid = -1;  ///< the number of the process; -1 if the transport does not know it
     /// The address in the text form of the transport, such as "unix:" or "127.0.0.1:41034". Empty
     /// for requests from within the process.
     std::string address;

@@ -22,11 +22,10 @@ namespace kova::testing {
 
 /// The options of `conformance`: the requests that it sends, and its time limits.
 struct ConformanceOptions {
-    /// A request that the handler answers without an error: its command, its path below the mount
-    /// path, and its body.
+    /// The command of a request that the handler answers without an error.
     std::string command = "retrieve";
-    std::string path;  ///< see `command`
-    Payload body;      ///< see `command`
+    std::string path;  ///< the path of this request below the mount path
+    Payload body;      ///< the body of this request
     /// The header entry "$response-semantic" of the request; "" for a request without this entry.
     std::string semantic;
     /// Whether the handler never ends the request itself, and sends values until the request is

@@ -20,10 +20,11 @@ namespace kova::kit::detail {
 
 /// The bounds of a feed.
 struct FeedLimits {
-    /// The maximum number of items in a batch, and the number of bytes after which a batch is sent.
-    /// A single item may have more bytes. Several batches fit into the queue of an endpoint.
+    /// The maximum number of items in a batch.
     std::size_t items = 256;
-    std::size_t bytes = std::size_t{64} * 1024;  ///< see `items`
+    /// The number of bytes after which a batch is sent. A single item may have more bytes. Several
+    /// batches fit into the queue of an endpoint.
+    std::size_t bytes = std::size_t{64} * 1024;
     /// The maximum number of batches in the queue of a watcher. If one more is added, the oldest
     /// one is dropped.
     std::size_t batches = 64;

@@ -115,7 +115,7 @@ bool readCapture(Dispatch& dispatch, std::size_t index, T& out) {
         dispatch.fail(notFound(dispatch.ask()));
         return false;
     } else {
-        return false;  // refused when the route was added
+        return false;  // not reached: adding such a route throws
     }
 }
 
