@@ -118,7 +118,7 @@ private:
     unsigned long count_ = 0;
     // Mutable, because the first read of the message formats it and releases the details.
     mutable std::string reason_;
-    mutable ErrorDetails* details_ = nullptr;  // in `place_`
+    mutable ErrorDetails* details_ = nullptr;  // the object in `place_`, or null
     alignas(void*) unsigned char place_[DETAILS_SIZE];
 };
 
