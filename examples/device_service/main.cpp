@@ -60,7 +60,7 @@ void printCommands(const kova::http::Endpoint& local, const kova::http::Endpoint
 }
 
 void serve(const Options& options) {
-    const kova::kit::StopSignals stop;  // before the first thread
+    const kova::kit::StopSignals stop;  // created before the first thread starts
     device::Device machine(options.device);
     kova::kit::Chain api(machine.service());
     api.use(kova::kit::metrics(machine.metrics()));

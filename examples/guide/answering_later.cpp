@@ -42,7 +42,7 @@ Result<int> scan(Job& job, const std::string& folder) {
             job.sleep(std::chrono::minutes(1));  // ends when the job is cancelled
         }
     }
-    return 12;  // tracks
+    return 12;  // the number of tracks
 }
 
 void measure(const Client& client, const std::string& name) {

@@ -24,7 +24,7 @@ void serve() {
     sigset_t signals;
     sigemptyset(&signals);
     sigaddset(&signals, SIGTERM);
-    pthread_sigmask(SIG_BLOCK, &signals, nullptr);  // in the threads that are created below, too
+    pthread_sigmask(SIG_BLOCK, &signals, nullptr);  // threads created below inherit this
 
     kova::kit::Observable<int> volume(30);
     volume.onWrite([](const int& wanted) -> kova::kit::Result<void> {
@@ -56,7 +56,7 @@ int main() {
         return 0;
     }
     kova::http::OpenOptions options;
-    options.patience = seconds(5);  // for the start of the service
+    options.patience = seconds(5);  // the service may still be starting
     const kova::http::Opened volume = kova::http::open("kova:/player$/volume", options).orThrow();
     const Client client(*volume.service);
     use(client, volume.path);

@@ -63,7 +63,7 @@ void watchList(const Client& client, kova::kit::ObservableList<std::string>& pla
 
 // A display that does not return from its function while the position changes five times.
 void watchSlowly(const Client& client, Observable<Position>& position) {
-    while (position.isWatched()) {  // until the service has removed the former watcher
+    while (position.isWatched()) {  // waits until the former watcher is removed
         std::this_thread::yield();
     }
     std::promise<void> hasFirst;

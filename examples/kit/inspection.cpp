@@ -27,7 +27,7 @@ void print(const kova::Payload& payload) {
 
 int show(kova::IKovaApi& service, const std::string& path, char const* json) {
     ClientOptions options;
-    options.accept = kova::mimetypes::AXOBIN_TYPE;  // which is printed as indented JSON
+    options.accept = kova::mimetypes::AXOBIN_TYPE;  // its values are printed as indented JSON
     Client client(service, options);
     const std::string full = "/.kova/" + path;
     const Result<kova::Payload> answer =
