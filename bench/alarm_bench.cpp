@@ -201,7 +201,7 @@ private:
 };
 
 SteadyClock::duration lateBySleep(SteadyClock::time_point due) {
-    prctl(PR_SET_TIMERSLACK, 1UL, 0UL, 0UL, 0UL);  // the same as in the thread of the alarms
+    prctl(PR_SET_TIMERSLACK, 1UL, 0UL, 0UL, 0UL);  // the thread of the alarms does the same
     std::this_thread::sleep_until(due);
     return SteadyClock::now() - due;
 }

@@ -221,8 +221,8 @@ private:
 /// element or a container.
 struct Call {
     enum class Kind { leaf, key, endField, beginElement, endElement, begin, end } kind;
-    MapTree const* value;     ///< of a leaf, or the container
-    std::string const* text;  ///< of a key
+    MapTree const* value;     ///< the leaf, or the container that begins or ends
+    std::string const* text;  ///< the text of a key
 };
 
 /// Appends the calls that write the tree.

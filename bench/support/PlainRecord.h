@@ -22,7 +22,7 @@ constexpr unsigned char TEXT = 0x60;
 constexpr unsigned char FALSE_BYTE = 0xF4;
 constexpr unsigned char TRUE_BYTE = 0xF5;
 constexpr unsigned char DOUBLE = 0xFB;
-constexpr unsigned char MAP = 0xBF;  // up to a break
+constexpr unsigned char MAP = 0xBF;  // a map that ends with a break
 constexpr unsigned char BREAK = 0xFF;
 
 /// A writer. Each function returns true on failure.
