@@ -40,8 +40,8 @@ protected:
         shell.type(keys);
         shell.awaitOutput(expected);
     }
-    /// Leaves the shell with Ctrl-D, which must follow the prompt: while a word runs, the terminal
-    /// consumes it. Returns the status.
+    /// Leaves the shell with Ctrl-D, and returns its exit status. Call it only after the prompt has
+    /// appeared: while a command runs, Ctrl-D does not reach the shell.
     static int leave(RunningTool& shell) {
         shell.type("\x04");
         return shell.wait();
