@@ -13,7 +13,7 @@ namespace {
 constexpr std::size_t GLOB_LENGTH = 24;
 constexpr std::size_t PATH_LENGTH = 32;
 constexpr std::size_t TEXT_LENGTH = 400;
-constexpr int STARS = 4;  // the maximum in a glob
+constexpr int STARS = 4;  // the maximum number of stars in a glob
 
 }  // namespace
 
