@@ -28,9 +28,9 @@ endfunction()
 # in INCLUDE and its private ones in INTERNAL. It links the layers and libraries in PUBLIC and PRIVATE. A
 # shared library exports the symbols that its headers mark and that abi/libNAME.map lists.
 #
-# The object library NAME_objects compiles the sources, once for the library and for the tests of its
-# private parts (see kova_add_test). Optimized builds compile SMALL_SOURCES, which no benchmark spends
-# time in, for size.
+# The object library NAME_objects compiles the sources, once for the library and for the tests of
+# its private parts (see kova_add_test). Optimized builds compile SMALL_SOURCES for size. No
+# benchmark spends time in these sources.
 function(kova_add_layer name)
   cmake_parse_arguments(ARG "" "ALIAS;INCLUDE;INTERNAL" "SOURCES;SMALL_SOURCES;PUBLIC;PRIVATE" ${ARGN})
   set(exports ${PROJECT_SOURCE_DIR}/abi/lib${name}.map)
