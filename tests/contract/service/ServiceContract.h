@@ -40,9 +40,9 @@ inline std::string nameOf(const ::testing::TestParamInfo<TransportRow>& info) {
     return info.param.name;
 }
 
-/// The tests of what a client observes of a service, which is the same with every transport. The
-/// service keeps its requests until the test answers them, and destroys the handler of a cancelled
-/// request.
+/// Tests the events that a client receives from a service. They are the same with every transport.
+/// The service keeps its requests until the test answers them, and destroys the handler of a
+/// cancelled request.
 class ServiceContract : public ::testing::TestWithParam<TransportRow> {
 protected:
     ServiceContract() {

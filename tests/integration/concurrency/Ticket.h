@@ -17,9 +17,9 @@ namespace kova::test {
 /// When a resource answers a request.
 enum class Answering {
     LATE,                 ///< after actionRequest() has returned
-    EARLY,                ///< at any time: it stores the request, which any thread may answer
-    AT_ONCE,              ///< before actionRequest() returns, which returns no handle
-    AT_ONCE_WITH_HANDLE,  ///< before actionRequest() returns, which returns a handle anyway
+    EARLY,                ///< at any time, from any thread; the resource stores the request
+    AT_ONCE,              ///< before actionRequest() returns; it returns no handle
+    AT_ONCE_WITH_HANDLE,  ///< before actionRequest() returns; it returns a handle anyway
 };
 
 /// The callbacks in which code of the test can run.

@@ -24,7 +24,7 @@ namespace {
 using namespace std::chrono_literals;
 using test::Http2Peer;
 
-/// What has happened to the response handlers of a test.
+/// Counters for the events and the destructions of the response handlers of a test.
 struct Counts {
     std::atomic<int> values{0};
     std::atomic<int> ends{0};

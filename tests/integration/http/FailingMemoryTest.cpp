@@ -1,5 +1,5 @@
-// Each allocation of a thread of the endpoint's process fails once, while a client does what the
-// test row says. All other clients are still served.
+// Each allocation of a thread of the endpoint's process fails once, while a client performs the
+// operation of the test row. All other clients are still served.
 #include <gtest/gtest.h>
 
 #include <atomic>
@@ -86,8 +86,8 @@ public:
 private:
     using Handler = std::unique_ptr<IResponseHandler<Response>>;
 
-    // Makes the kit set up its thread-local variables, because the C library ends a process that
-    // finds no memory for those of a thread.
+    // Uses the kit once on this thread, so that its thread-local variables are allocated before
+    // memory fails. The C library ends the process if it cannot allocate thread-local variables.
     static void useKit() {
         kova::test::HeldService held;
         const kit::Client client(held);

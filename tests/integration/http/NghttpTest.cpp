@@ -16,7 +16,7 @@
 namespace kova::http {
 namespace {
 
-/// Runs a command and returns what it prints.
+/// Runs a command and returns its output.
 std::string outputOf(const std::string& command) {
     std::FILE* const pipe = ::popen((command + " 2>&1").c_str(), "r");
     std::string output;

@@ -156,7 +156,7 @@ private:
 };
 
 void serve(const std::string& port, const std::string& mode) {
-    const kit::StopSignals stop;  // before the first thread
+    const kit::StopSignals stop;  // created before the first thread starts
     kit::Observable<int> level(30);
     level.onWrite(checkLevel);
     kit::Observable<Lamp> lamp(

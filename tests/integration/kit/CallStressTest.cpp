@@ -189,7 +189,7 @@ TEST_F(CallStressTest, EachCallHasAtMostOneEnd) {
     EXPECT_EQ(cancellations(), before) << "entries of finished requests";
 }
 
-// One thread sends, and all threads cancel what it has sent, each handle twice.
+// One thread sends requests. All threads cancel these requests, and each handle is cancelled twice.
 TEST_F(CallStressTest, TwoThreadsMayCancelTheSameHandles) {
     kit::Calls calls(*service_);
     constexpr std::size_t HANDLES = 64;

@@ -44,7 +44,7 @@ protected:
     std::unique_ptr<http::Endpoint> registered;
 };
 
-/// A command line, and what the tab key changes it to.
+/// A command line, and the line after the tab key is pressed.
 struct Case {
     char const* typed;
     char const* completed;

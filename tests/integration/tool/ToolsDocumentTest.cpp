@@ -1,4 +1,4 @@
-// Each row of docs/tools.md prints what the document says.
+// Runs the command in each row of docs/tools.md and compares its output with the row.
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 

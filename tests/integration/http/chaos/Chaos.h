@@ -24,7 +24,7 @@
 
 namespace kova::http::test {
 
-/// Returns the number in an environment variable, or another one if it is not set.
+/// Returns the number in an environment variable, or `otherwise` if the variable is not set.
 inline unsigned long numberOf(char const* variable, unsigned long otherwise) {
     char const* const text = std::getenv(variable);
     return text == nullptr ? otherwise : std::strtoul(text, nullptr, 10);
@@ -72,7 +72,7 @@ private:
     pid_t process_ = -1;
 };
 
-/// What has happened to the response handlers of some requests.
+/// Counters for the events and the destructions of the response handlers of some requests.
 struct Outcome {
     std::atomic<long> values{0};
     std::atomic<long> completed{0};

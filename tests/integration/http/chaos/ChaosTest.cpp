@@ -1,6 +1,7 @@
 // Kills one end of a connection in mid-stream, breaks and delays connections between two ends, and
-// changes recorded bytes at random. Counts what must hold in each round. KOVA_CHAOS_ROUNDS is the
-// number of rounds, and KOVA_CHAOS_SEED selects the random numbers (`tools/chaos`).
+// changes recorded bytes at random. Checks in each round that every request has one end, and that
+// all memory and descriptors are released. KOVA_CHAOS_ROUNDS is the number of rounds, and
+// KOVA_CHAOS_SEED selects the random numbers (`tools/chaos`).
 #include <gtest/gtest.h>
 
 #include <algorithm>

@@ -192,7 +192,7 @@ struct SubpathRow {
 
 class PathSubpath : public testing::TestWithParam<SubpathRow> {};
 
-TEST_P(PathSubpath, IncludesBothIndexesAndHasNoLeadingSeparator) {
+TEST_P(PathSubpath, IncludesBothEndsAndHasNoLeadingSeparator) {
     const SubpathRow& row = GetParam();
     EXPECT_EQ(Path(row.path).subpath(row.from, row.to), row.subpath)
         << row.path << ' ' << row.from << ' ' << row.to;
@@ -561,8 +561,8 @@ TEST(PathTest, ReplacePatternAcceptsPathsAndUuids) {
     EXPECT_EQ(Path::replacePattern("/x/*", someUuid()), std::string("/x/") + UUID_TEXT);
 }
 
-// Laws over random texts. Among others, each static function returns for a text what the member
-// function returns for the path of this text.
+// Checks laws with random texts. For example, a static function returns the same for a text as the
+// member function for the path of this text.
 class PathLaws : public testing::Test {
 protected:
     std::string randomText(std::string_view alphabet = "//ab.*") {

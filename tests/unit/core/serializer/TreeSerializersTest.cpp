@@ -368,7 +368,7 @@ TEST(DeserializeTree, ReadingEntryByEntryReturnsTheSameTreeAsReadingAtOnce) {
     }
 }
 
-TEST(DeserializeTree, UnicodeStringInATreeFails) {
+TEST(DeserializeTree, ReadingAUnicodeStringFails) {
     Array source;
     source.add(new util::config::ValueUnicodeString(util::UnicodeString8{"x"}));
     GenericDataPullDeserializer deserializer(source);

@@ -29,7 +29,7 @@ using TraceList = std::vector<Traces::Trace>;
 constexpr char const* CHANNEL = "KOVA_SEMVERCHECKER";
 constexpr std::uint32_t HIGHEST = 4294967295U;
 
-// Returns what a call traces up to the given level.
+// Returns the trace messages of a call up to the given level.
 template <typename Call>
 TraceList tracesOf(int level, const Call& call) {
     Traces traces(CHANNEL, level);

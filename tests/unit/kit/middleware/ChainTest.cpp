@@ -17,7 +17,7 @@ using Handler = std::unique_ptr<IResponseHandler<Response>>;
 
 const Request REQUEST("retrieve", "/state");
 
-/// An observer that appends what it sees to a list.
+/// An observer that appends its calls to a list.
 class Noting : public Observer<std::string> {
 public:
     Noting(std::string name, Events& events) : name_(std::move(name)), events_(events) {}

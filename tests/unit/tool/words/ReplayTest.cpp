@@ -78,7 +78,7 @@ TEST_F(ReplayTest, CancelledStreamIsCancelledAfterTheSameValues) {
     EXPECT_EQ(run({"diff", file, again}), DONE) << out;
 }
 
-TEST_F(ReplayTest, WrongFilesAndOptionsAreUsageErrors) {
+TEST_F(ReplayTest, UnusableFilesAndOptionsAreUsageErrors) {
     EXPECT_EQ(runAt({"replay", folder / "none"}), MISUSED);
     EXPECT_THAT(err, HasSubstr("cannot read '"));
     OutputFile wrong(file);

@@ -56,7 +56,7 @@ TEST(ArrayTest, SetDestroysTheReplacedElement) {
     EXPECT_EQ(array.toJson(true), "[2]");
 }
 
-TEST(ArrayTest, RemoveDestroysTheElementOnlyWithTheFlag) {
+TEST(ArrayTest, RemoveDestroysTheElementOnlyIfTheFlagIsSet) {
     Array array;
     array.add(new ValueInt(1));
     array.add(new ValueInt(2));

@@ -90,7 +90,7 @@ TEST(DictionaryTest, NullKeyFailsAndDestroysTheValue) {
     EXPECT_EQ(dictionary.size(), 0U);
 }
 
-TEST(DictionaryTest, RemoveDestroysTheChildOnlyWithTheFlag) {
+TEST(DictionaryTest, RemoveDestroysTheChildOnlyIfTheFlagIsSet) {
     Dictionary dictionary;
     dictionary.add("a", new ValueInt(1));
     dictionary.add("b", new ValueInt(2));

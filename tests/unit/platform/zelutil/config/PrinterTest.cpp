@@ -66,7 +66,7 @@ TEST(PrinterTest, ScalarsPrintAsJson) {
     }
 }
 
-TEST(PrinterTest, FlagSelectsTheLayout) {
+TEST(PrinterTest, CompactFlagSelectsTheLayout) {
     const Tree tree = parseTree(R"({"e":[],"d":{},"a":[1,[2]],"b":{"x":null}})");
     {
         const Layout compact(true);

@@ -120,7 +120,7 @@ TEST(FieldReaderTest, StringFunctionsReplaceTheContent) {
     }
 }
 
-TEST(FieldReaderTest, ReadsArraysOfNumbersPackedOrNot) {
+TEST(FieldReaderTest, ReadsPackedAndPlainArraysOfNumbers) {
     const std::vector<std::int16_t> expected{1, -2, 300};
     for (char const* const hex : {"83 01 21 19012c", "9f 01 21 19012cff", "d849 46 0001fffe012c"}) {
         std::vector<std::int16_t> out{7};

@@ -26,7 +26,7 @@ TEST(IdleParserTest, ThreadKeepsOneParser) {
     }).join();
 }
 
-TEST(IdleParserTest, ParserOfALargeTextIsNotKept) {
+TEST(IdleParserTest, ParserOfALargeTextIsFreedAfterItsUse) {
     std::thread([] {
         const std::string large = '"' + std::string(ParserLoan::MAX_KEPT, 'x') + '"';
         EXPECT_EQ(blocksKeptAfter(large), 0);

@@ -15,7 +15,8 @@ namespace {
 
 namespace json = util::json;
 
-// Returns what `write` writes. Checks that the bytes after the reserved ones are unchanged.
+// Returns the text that `write` writes. Checks that the bytes after the reserved ones are
+// unchanged.
 template <typename Write>
 std::string written(Write write) {
     std::array<char, json::MAX_NUMBER_SIZE + 8> text;

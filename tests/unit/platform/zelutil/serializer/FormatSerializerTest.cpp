@@ -80,7 +80,7 @@ protected:
 
     std::unique_ptr<IStructuredSerializer> serializer = make(GetParam());
     util::ByteBufferWriter writer{0};
-    unsigned long sizeBefore = 0;  // before the latest call
+    unsigned long sizeBefore = 0;  // the number of written bytes before the latest call
     unsigned long written = 12345;
 };
 
