@@ -18,8 +18,8 @@ namespace tracing {
 class Channel;
 }
 
-/// The middleware of the kit, for `Chain::use`. An object that is used in several chains counts the
-/// requests of all of them together. Any thread may call the functions.
+/// The middleware of the kit, for `Chain::use`. If one middleware object is used in several chains,
+/// it counts the requests of all these chains together. Any thread may call the functions.
 ///
 ///     const auto protect = [](kova::kit::Chain& api, const kova::kit::MetricsRegistry& registry) {
 ///         api.use(kova::kit::logging("PLAYER_REQUESTS"));

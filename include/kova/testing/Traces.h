@@ -21,7 +21,7 @@ public:
     /// A copy of a message.
     struct Trace {
         int level;         ///< the level of the message
-        std::string text;  ///< its text
+        std::string text;  ///< the text of the message
 
         /// Returns whether two messages have the same level and text.
         friend bool operator==(const Trace& a, const Trace& b) {

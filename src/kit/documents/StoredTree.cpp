@@ -244,7 +244,7 @@ Result StoredTree::remove(const Path& path) {
 
 bool StoredTree::save(const std::string& text) const {
     const std::string fresh = file_ + ".new";
-    unlink(fresh.c_str());  // which a killed process may have left behind
+    unlink(fresh.c_str());  // a killed process may have left this file behind
     if (!writeOut(fresh, text, permissionsOf(file_)) ||
         std::rename(fresh.c_str(), file_.c_str()) != 0) {
         unlink(fresh.c_str());

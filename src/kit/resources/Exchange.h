@@ -67,9 +67,9 @@ public:
     Exchange(const Exchange&) = delete;
     Exchange& operator=(const Exchange&) = delete;
 
-    /// Sends a value. Returns false if no further value is wanted: the request has ended or was
-    /// cancelled, or its receiver wants no further value. In the latter case the request is also
-    /// completed.
+    /// Sends a value. Returns true if further values may follow. Returns false if the request has
+    /// ended or was cancelled. If the receiver wants no further value, completes the request and
+    /// returns false.
     bool next(const Response& value) noexcept;
     /// Does the same as `next`. The caller must keep the object alive during the call.
     bool nextWhileHeld(const Response& value) noexcept { return send(value, false); }

@@ -24,7 +24,7 @@ const std::string& Job::format() const noexcept {
 
 bool Job::send(const Result<Payload>& value) const {
     if (!value) {
-        state_.exchange->abort(value.error().toResponse());  // also wakes the job
+        state_.exchange->abort(value.error().toResponse());  // `abort` also wakes the job
         return false;
     }
     return state_.exchange->next(Response(statuscodes::MULTI_RESPONSE, *value));

@@ -12,7 +12,8 @@ ReplyBase::ReplyBase(ReplyBase&& other) noexcept
 
 ReplyBase& ReplyBase::operator=(ReplyBase&& other) noexcept {
     if (this != &other) {
-        const ReplyBase former(std::move(*this));  // its destructor ends the former request
+        // The destructor of `former` ends the former request.
+        const ReplyBase former(std::move(*this));
         exchange_ = std::move(other.exchange_);
         format_ = std::move(other.format_);
     }

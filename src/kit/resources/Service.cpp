@@ -162,7 +162,7 @@ private:
 
     detail::ServiceParts& parts_;
     const detail::CallsCore::Waiting calls_;
-    std::deque<detail::Gate::Waiting> jobs_;  // in the order of the mounts
+    std::deque<detail::Gate::Waiting> jobs_;  // one for each mount, in the order of the mounts
     bool isInside_;
 };
 

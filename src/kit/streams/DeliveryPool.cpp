@@ -144,7 +144,7 @@ void DeliveryPool::finish(Place& place, Lock& lock) {
     if (owned) {
         task->release();
     }
-    task.reset();  // without the lock, because it may be the last holder
+    task.reset();  // released without the lock, because this may destroy the task
     lock.lock();
 }
 

@@ -58,8 +58,8 @@ struct DeliveryFigures {
     std::size_t replaced;  ///< Replaced threads whose receiver has not returned yet.
 };
 
-/// A bounded pool of threads that call the receivers of streams, so that a receiver that blocks
-/// delays no other one.
+/// A bounded pool of threads that call the receivers of streams. A receiver that blocks does not
+/// delay the other receivers.
 ///
 /// A submitted task runs on one thread at a time. The pool needs few threads, because receivers
 /// rarely block: it runs as many tasks at once as there are processors, at most four. One more

@@ -114,7 +114,7 @@ void Watchers::begin(Visit& visit, const std::shared_ptr<Change>& snapshot, bool
         if (visit.change == entry.change) {
             change = std::move(visit.change);
         } else if (entry.cursors == 1 && watcher.cursor == first_) {
-            change = std::move(entry.change);  // no other watcher needs it
+            change = std::move(entry.change);  // moved, because no other watcher needs the change
         } else {
             change = entry.change;
         }
