@@ -102,7 +102,7 @@ private:
     }
 
     std::array<Item, INLINE_CAPACITY> inline_;  // left uninitialized
-    Item* begin_ = inline_.data();              // or a block of the heap
+    Item* begin_ = inline_.data();              // the inline items, or a block on the heap
     Item* end_ = begin_;
     Item* limit_ = begin_ + INLINE_CAPACITY;
 };

@@ -25,7 +25,8 @@ std::uint64_t eightFrom(std::string_view bytes, std::size_t at) noexcept {
     if (bytes.size() >= WORD) {
         return loadEight(begin + bytes.size() - WORD) << 8 * (WORD - left);
     }
-    const std::uint64_t tail = loadFour(begin + bytes.size() - HALF);  // may overlap the head
+    // These four bytes may overlap the first four.
+    const std::uint64_t tail = loadFour(begin + bytes.size() - HALF);
     return std::uint64_t{loadFour(begin)} << 8 * HALF |
            (tail << 8 * (WORD - bytes.size()) & 0xFFFFFFFFU);
 }

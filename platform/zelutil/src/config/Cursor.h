@@ -50,7 +50,7 @@ private:
     bool isDictionary_ = false;
     Value* const* element_ = nullptr;
     Value* const* elementEnd_ = nullptr;
-    ConstIterator entry_;  // at the end it equals a default-constructed one
+    ConstIterator entry_;  // at the end, it equals a default-constructed iterator
 };
 
 }  // namespace util::config

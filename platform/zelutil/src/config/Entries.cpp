@@ -13,7 +13,7 @@ namespace {
 
 constexpr std::size_t PAGE_SIZE = 64;      // 1.5 KiB; adding an entry moves at most 63 others
 constexpr std::size_t CACHED_PAGES = 32;   // 48 KiB; more do not stay in the L1 cache
-constexpr std::size_t FIRST_CAPACITY = 4;  // enough for most headers
+constexpr std::size_t FIRST_CAPACITY = 4;  // the number of entries of most headers
 
 // A key that is searched for, with its first eight bytes as a big-endian number. If the numbers of
 // two keys differ, the keys have the same order as the numbers, which are compared without a call.
@@ -191,7 +191,7 @@ Value** Entries::findOrInsert(std::string_view key) {
     // If the new entry is the last one, the page stays nearly full. Thus keys in ascending order
     // fill the pages.
     const std::size_t cut = place == PAGE_SIZE ? PAGE_SIZE - 1 : PAGE_SIZE / 2;
-    CompactString text(key);  // before the split, after which nothing may fail
+    CompactString text(key);  // created before the split, because nothing may fail after it
     split(number, cut);
     if (place > cut) {
         ++number;
