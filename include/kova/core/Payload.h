@@ -102,8 +102,7 @@ public:
     /// Converts the payload to a human-readable text. Sets `out` to this text and returns false:
     ///
     /// - the bytes of JSON and plain text;
-    /// - binary structured data converted to JSON; `compact` is the option of
-    ///   `util::serializer::JSONStructuredSerializerOld`;
+    /// - JSON text for binary structured data, without white space if `compact` is true;
     /// - "<empty>", "<binary>" (octet streams, msgpack) or "<unknown>" (any other type).
     ///
     /// Returns true, with the text "<failed>", if binary data cannot be converted or memory is

@@ -49,7 +49,7 @@ struct KOVA_API Time {
     std::uint8_t minute = 0;                   ///< 0 to 59
     std::uint8_t second = 0;                   ///< 0 to 59
     std::optional<std::uint16_t> millisecond;  ///< 0 to 999
-    std::optional<TimeZone> timeZone;          ///< not set: UTC
+    std::optional<TimeZone> timeZone;          ///< if not set, the time is in UTC
 
     /// Creates midnight, without milliseconds and without a time zone.
     Time() noexcept = default;
