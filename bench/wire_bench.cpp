@@ -217,7 +217,7 @@ struct Canceller : Caller {
     double cancel() {
         void* const handle = service->actionRequest(Request("retrieve", WIRE_PENDING),
                                                     std::make_unique<EndHandler>(ends));
-        cancelledAt();  // its answer shows that the request has arrived
+        cancelledAt();  // waits for an answer that shows that the request has arrived
         const auto begin = std::chrono::steady_clock::now().time_since_epoch().count();
         service->cancelRequest(handle);
         std::int64_t end = 0;

@@ -1,5 +1,5 @@
-// The costs of streams between two processes other than time: the memory of an open stream, the
-// pace of the slowest stream, and what a reader that stops costs the server and the other readers.
+// Costs of streams between two processes: the memory of an open stream, the pace of the slowest
+// stream, and the cost of a reader that stops, for the server and for the other readers.
 #include <fmt/format.h>
 #include <sys/socket.h>
 #include <unistd.h>
