@@ -21,7 +21,7 @@ public:
     UnixListener(const UnixListener&) = delete;
     UnixListener& operator=(const UnixListener&) = delete;
 
-    /// Returns the address, as `kova::http::Address` writes it.
+    /// Returns the address in the text form of `kova::http::Address`.
     std::string address() const { return "unix:" + path_; }
     /// Begins to listen, with a queue of `backlog` + 1 connections.
     void listen(int backlog = 64);

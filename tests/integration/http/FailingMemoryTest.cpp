@@ -312,8 +312,8 @@ TEST_F(FailingMemoryOfEndpoint, StalledAndIdleConnectionsAreClosed) {
         });
 }
 
-// A stop needs memory, too.
-TEST_F(FailingMemoryOfEndpoint, EndpointIsStopped) {
+// `stop` also allocates memory.
+TEST_F(FailingMemoryOfEndpoint, StopSucceedsIfAnAllocationFails) {
     failEach(
         [&] {
             FailingThread::stop();

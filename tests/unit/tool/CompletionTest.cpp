@@ -97,7 +97,7 @@ TEST_F(CompletionTest, PathsComeFromTheServiceOfTheOptionOrTheEnvironment) {
     EXPECT_THAT(candidates({"put", "/"}), ElementsAre("/level"));
 }
 
-TEST_F(CompletionTest, MissingServiceHasNoCandidates) {
+TEST_F(CompletionTest, MissingServiceProducesNoCandidates) {
     EXPECT_THAT(candidates({"get", "unix:" + folder / "none" + "$/"}), IsEmpty());
     EXPECT_THAT(candidates({"get", "kova:/nobody$/"}), IsEmpty());
     EXPECT_THAT(candidates({"get", "ftp://host/"}), IsEmpty());
@@ -111,14 +111,14 @@ protected:
     const std::string text = "unix:" + folder / "odd" + "$/";
 };
 
-TEST_F(CompletionOfOddServiceTest, SilentServiceHasNoCandidates) {
+TEST_F(CompletionOfOddServiceTest, SilentServiceProducesNoCandidates) {
     for (char const* deadline : {"20ms", "some"}) {
         ::setenv("KOVA_COMPLETION_DEADLINE", deadline, 1);
         EXPECT_THAT(candidates({"get", text}), IsEmpty());
     }
 }
 
-TEST_F(CompletionOfOddServiceTest, GarbageHasNoCandidates) {
+TEST_F(CompletionOfOddServiceTest, MalformedAnswerProducesNoCandidates) {
     for (char const* answer : {"7", "{\"a\": 1}", "[{\"path\": 7}]", "[", "[[[[[[[[[["}) {
         held.onRequest = [this, answer](std::size_t number) {
             held.answer(number, Response(200, Payload::createFromJSON(answer)));
@@ -127,7 +127,7 @@ TEST_F(CompletionOfOddServiceTest, GarbageHasNoCandidates) {
     }
 }
 
-TEST_F(CompletionOfOddServiceTest, LongAnswerHasNoCandidates) {
+TEST_F(CompletionOfOddServiceTest, TooLongAnswerProducesNoCandidates) {
     const std::string mounts = "[{\"path\": \"/fine\", \"operations\": []}" +
                                std::string(std::size_t{5} * 1024 * 1024, ' ') + "]";
     held.onRequest = [this, &mounts](std::size_t number) {

@@ -20,13 +20,13 @@ TEST(JsonLineTest, JsonHasNoLineBreaks) {
     EXPECT_EQ(lineOf("\"a\\nb\"", mimetypes::JSON_TYPE), "\"a\\nb\"");
 }
 
-TEST(JsonLineTest, OtherFormatsBecomeJson) {
+TEST(JsonLineTest, BinaryAndTextPayloadsAreConvertedToJson) {
     EXPECT_EQ(jsonLineOf(Payload()), "null");
     EXPECT_EQ(jsonLineOf(kit::toPayload(17, mimetypes::AXOBIN_TYPE).orThrow()), "17");
     EXPECT_EQ(lineOf("a\n\"b\"", mimetypes::PLAIN_TEXT_TYPE), "\"a\\n\\\"b\\\"\"");
 }
 
-TEST(JsonLineTest, OtherBytesAreShownAsTypeAndSize) {
+TEST(JsonLineTest, PayloadWithoutAJsonFormIsShownByTypeAndSize) {
     EXPECT_EQ(lineOf("\x89PNG", "image/png"), "{\"type\":\"image/png\",\"bytes\":4}");
     EXPECT_EQ(lineOf("{", mimetypes::JSON_TYPE), "{\"type\":\"application/json\",\"bytes\":1}");
     EXPECT_EQ(lineOf("\xFF", mimetypes::AXOBIN_TYPE),

@@ -35,7 +35,7 @@ TEST_F(PayloadInputTest, JsonIsSentVerbatim) {
     EXPECT_EQ(payload.getMimeType(), mimetypes::JSON_TYPE);
 }
 
-TEST_F(PayloadInputTest, JsonBecomesTheBinaryFormat) {
+TEST_F(PayloadInputTest, OptionConvertsJsonToTheBinaryFormat) {
     input.text = "[1, \"a\"]";
     input.binary = true;
     const Payload payload = readPayload(input, context).orThrow();
@@ -89,7 +89,7 @@ TEST_F(PayloadInputTest, ReasonOfMalformedJsonHasThePosition) {
     EXPECT_THAT(readPayload(input, context).error().message, HasSubstr("not JSON"));
 }
 
-TEST_F(PayloadInputTest, TextsMayBeLongerThanTheLimitOfServices) {
+TEST_F(PayloadInputTest, PayloadMayBeLongerThanTheTextLimitOfTheKit) {
     input.text = '"' + std::string(20'000'000, 'x') + '"';
     EXPECT_EQ(readPayload(input, context).orThrow().size(), input.text->size());
 }

@@ -56,13 +56,13 @@ TEST_F(ReportTest, MissingServiceIsReportedWithoutACode) {
               "this machine\n");
 }
 
-TEST_F(ReportTest, LostConnectionIsCalledLost) {
+TEST_F(ReportTest, ReportOfALostConnectionHasTheReasonWithoutTheCode) {
     const End end(End::Kind::failed, {503, "lost: closed"});
     EXPECT_EQ(reportEnd(context, target, end), NO_SERVICE);
     EXPECT_EQ(errors.str().substr(0, 19), "kova: lost: closed\n");
 }
 
-TEST_F(ReportTest, ForbiddenRequestNeedsAToken) {
+TEST_F(ReportTest, ReportOfAForbiddenRequestNamesTheTokenVariable) {
     const End end(End::Kind::failed, {403, "not for you"});
     EXPECT_EQ(reportEnd(context, target, end), REFUSED);
     EXPECT_EQ(errors.str(),

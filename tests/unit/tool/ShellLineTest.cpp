@@ -51,7 +51,7 @@ TEST(WordsToCompleteTest, LastWordIsTheOneAtTheCursor) {
     EXPECT_THAT(wordsToComplete("get '/a b"), ElementsAre("get", "/a b"));
 }
 
-TEST(CompleteLineTest, InsertsWhatTheCandidatesHaveInCommon) {
+TEST(CompleteLineTest, InsertsTheCommonBeginningOfTheCandidates) {
     EXPECT_EQ(completeLine("de", {"delete", "describe"}).choices.size(), 2U);
     EXPECT_EQ(completeLine("d", {"delete", "describe"}).insertion, "e");
     EXPECT_EQ(completeLine("d", {"delete", "describe"}).choices, Strings());

@@ -24,7 +24,7 @@ TEST(TableTest, LastColumnIsCutAtTheEndOfTheScreen) {
     EXPECT_EQ(table({{"/level", "{\"a\":1234567890}"}}, 20), (Lines{"/level  {\"a\":123456…"}));
 }
 
-TEST(TableTest, FirstColumnsLeaveAThirdToTheLastOne) {
+TEST(TableTest, LastColumnGetsAtLeastAThirdOfTheWidth) {
     EXPECT_EQ(table({{"/a/path/that/is/long", "1234567890"}}, 20), (Lines{"/a/path/tha…  12345…"}));
 }
 

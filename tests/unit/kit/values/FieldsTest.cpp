@@ -68,7 +68,7 @@ KOVA_FIELDS(Wide, f0, f1, f2, f3, f4, f5, f6, f7, f8, f9, f10, f11, f12, f13, f1
 struct Nested {
     int kind = 7;
     std::chrono::seconds age{5};
-    int optional = 3;  // a name that is also the name of an item
+    int optional = 3;  // a member may have the name of an item of KOVA_FIELDS
 };
 KOVA_FIELDS(Nested, as("type", optional(kind)), optional(as("old", count(age))), optional)
 

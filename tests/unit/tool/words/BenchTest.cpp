@@ -69,7 +69,7 @@ TEST_F(BenchTest, OpenLoopSendsAtTheRate) {
     EXPECT_THAT(out, HasSubstr("\"inFlight\":64,"));
 }
 
-TEST_F(BenchTest, OtherCommandsSendTheirPayload) {
+TEST_F(BenchTest, OptionCommandSendsAPayloadWithTheRequest) {
     EXPECT_EQ(runAt({"bench", "/level", "--command", "put", "--data", "41", "--duration", "20ms"}),
               DONE);
     EXPECT_EQ(service.level.get(), 41);

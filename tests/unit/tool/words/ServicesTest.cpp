@@ -40,7 +40,7 @@ TEST_F(ServicesTest, TerminalShowsATable) {
     EXPECT_THAT(out, HasSubstr("kova:/player  1.2.0    "));
 }
 
-TEST_F(ServicesTest, SilentServiceHasAnError) {
+TEST_F(ServicesTest, SilentServiceIsListedWithAnError) {
     const http::Endpoint registered(held, "kova:/silent");
     EXPECT_EQ(run({"ls", "--deadline", "2s"}), DONE);
     EXPECT_THAT(out, HasSubstr("{\"service\":\"kova:/silent\",\"address\":\"unix:"));

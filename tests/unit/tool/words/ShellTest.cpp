@@ -98,7 +98,7 @@ TEST_F(ShellTest, MalformedServiceIsAUsageError) {
     EXPECT_THAT(err, HasSubstr("is not a service"));
 }
 
-TEST_F(ShellTest, VariableOfTheServiceIsRestored) {
+TEST_F(ShellTest, ShellRestoresTheVariableThatNamesTheService) {
     ::setenv("KOVA_SERVICE", "kova:/other", 1);
     EXPECT_EQ(runLines("get /level\n"), DONE);
     EXPECT_STREQ(std::getenv("KOVA_SERVICE"), "kova:/other");
