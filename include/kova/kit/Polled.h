@@ -24,8 +24,8 @@ public:
     /// Throws `std::invalid_argument` if the interval is not between 1 and 2^32 - 1 milliseconds.
     Polling(const Streaming& stream, std::chrono::milliseconds interval,
             std::function<void()> function);
-    /// Waits until the function is not running. If the function itself destroys the object, does
-    /// not wait.
+    /// Waits until the function is not running. Does not wait if the function itself destroys the
+    /// object.
     ~Polling();
     Polling(const Polling&) = delete;
     Polling& operator=(const Polling&) = delete;

@@ -44,7 +44,7 @@ void Polling::expire() {
             return;
         }
     }
-    // A copy, because the function may destroy this object
+    // A copy, because the function may destroy this object.
     const std::function<void()> function = function_;
     try {
         function();
