@@ -205,7 +205,8 @@ void pullFieldName(Trial& trial) {
     EXPECT_EQ(name, KEY);
 }
 
-/// Reads the payload entry by entry. Returns true on failure, which also means that memory ran out.
+/// Reads the payload entry by entry. Returns true on failure. The payload is valid, so the only
+/// reason for a failure is that memory ran out.
 bool readEntries(IStructuredPullDeserializer& from) {
     using util::serializer::EntryType;
     for (;;) {

@@ -118,7 +118,7 @@ TEST_F(StreamRouteTest, MountingAfterTheFirstRequestThrows) {
     EXPECT_THROW(resource->mount("events", events), std::logic_error);
 }
 
-TEST_F(StreamRouteTest, OperationsContainThoseOfTheStream) {
+TEST_F(StreamRouteTest, OperationsOfTheResourceIncludeThoseOfItsStream) {
     const ObservableMap<int> map;
     resource->mount("", map).on("start", "scan", [](const Ask&) {});
     Texts lines;

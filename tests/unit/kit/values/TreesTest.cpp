@@ -192,7 +192,7 @@ TEST(WholeTest, FastAndGeneralReaderAgreeOnPayloadsWithAChangedByte) {
     }
 }
 
-TEST(WholeTest, DepthOfAllContainersIsLimitedInReadingAndWriting) {
+TEST(WholeTest, NestingDepthIsLimitedInReadingAndWriting) {
     const Whole whole;
     const Payload payload = toPayload(whole).orThrow();
     const Payload binary = toPayload(whole, mimetypes::AXOBIN_TYPE).orThrow();
