@@ -385,7 +385,7 @@ TEST(DeserializeTree, ReadingAUnicodeStringFails) {
 constexpr std::size_t MANY_LEVELS = 200000;
 
 TEST(DeepTrees, AreReadFromTheTreeOnASmallStack) {
-    const Tree tree = deepTree(MANY_LEVELS);  // a dictionary outermost
+    const Tree tree = deepTree(MANY_LEVELS);  // the outermost container is a dictionary
     kova::test::runOnSmallStack([&] {
         GenericDataPullDeserializer deserializer(*tree);
         Dictionary copy;
