@@ -18,8 +18,8 @@ std::string records(Random& random);
 /// Returns the JSON text of polygons, as map services send them: pairs of coordinates with 15
 /// decimals in nested arrays.
 std::string polygons(Random& random);
-/// Returns the JSON text of a mesh of triangles: long arrays of numbers in single precision, as a
-/// double prints them, and of small integers.
+/// Returns the JSON text of a mesh of triangles: long arrays of small integers, and of
+/// single-precision numbers that are converted to doubles and printed.
 std::string mesh(Random& random);
 /// Returns the JSON text of short messages in several scripts, with their authors.
 std::string timeline(Random& random);
