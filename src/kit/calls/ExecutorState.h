@@ -31,10 +31,11 @@ private:
     Reservation* previous_ = nullptr;
 };
 
-/// The shared part of an executor: a queue of tasks, and the places that calls have reserved in it.
+/// The shared part of an executor: a queue of tasks with a limited number of places. Each call of
+/// the executor reserves one place.
 ///
-/// A call has at most one task in the queue, so the number of places bounds the queue. Any thread
-/// may call any function.
+/// A call has at most one task in the queue, so the task of a call with a place always fits into
+/// the queue. Any thread may call any function.
 class ExecutorState {
 public:
     explicit ExecutorState(std::size_t capacity) noexcept : capacity_(capacity) {}
