@@ -1,7 +1,7 @@
 // One end of a connection, which the chaos tests kill:
 //   http_chaos_peer serve ADDRESS      serves a ChaosService
 //   http_chaos_peer hold ADDRESS NAME  holds ten requests and five streams
-//   http_chaos_peer ask ADDRESS NAME   does the same, and pushes for ever
+//   http_chaos_peer ask ADDRESS NAME   does the same, and sends "/push" requests without an end
 #include <sys/prctl.h>
 #include <unistd.h>
 

@@ -84,7 +84,7 @@ TEST_F(StreamingTest, DropOldestKeepsTheNewestChanges) {
     EXPECT_EQ(info().delivered, 5U);
 }
 
-TEST_F(StreamingTest, DisconnectEndsTheStream) {
+TEST_F(StreamingTest, DisconnectPolicyEndsTheStreamOfASlowWatcher) {
     level.options().queue(4).whenFull(Disconnect);
     block();
     setUpTo(5);
