@@ -13,9 +13,9 @@ namespace device {
 
 namespace {
 
-// Calls the function with each line that is UTF-8, as a stream that parses numbers independently of
-// the global locale. Other lines, for example with the label of a memory stick, cannot be written
-// as JSON.
+// Calls the function for each line that is UTF-8. The function gets the line as a stream, which
+// parses numbers independently of the global locale. Lines that are not UTF-8, for example with the
+// label of a memory stick, are skipped, because JSON cannot represent them.
 template <typename Function>
 void forEachLine(std::istream& file, const Function& function) {
     for (std::string line; std::getline(file, line);) {
