@@ -42,7 +42,7 @@ fresh_debian() {
     mount -t proc proc "$system/proc"
     mount -t devpts -o ptmxmode=666,newinstance devpts "$system/dev/pts"
     mkdir "$system/shared"
-    # The installer writes this file; debootstrap does not.
+    # Debian's installer writes this file, but debootstrap does not.
     printf '127.0.0.1 localhost\n::1 localhost\n' >"$system/etc/hosts"
     # Certificates that this machine trusts besides Debian's, for example of a proxy. The package
     # ca-certificates of the fresh system adds them when it is installed.
