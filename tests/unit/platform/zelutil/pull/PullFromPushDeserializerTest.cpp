@@ -181,7 +181,7 @@ TEST(PullFromPushDeserializerTest, OtherTypesAreNotConvertedToStrings) {
     }
 }
 
-TEST(PullFromPushDeserializerTest, EnumRangeIsCheckedOnlyWithTheFlag) {
+TEST(PullFromPushDeserializerTest, EnumRangeIsCheckedOnlyIfTheFlagIsSet) {
     int value = 7;
     for (char const* const outside : {"-1", "3"}) {
         JsonPull pull(outside);

@@ -357,7 +357,7 @@ TEST_P(FormatSerializerTest, DeepNestingNeedsOneAllocation) {
     EXPECT_FALSE(serializer->endSerialize(written));
 }
 
-TEST_P(FormatSerializerTest, EnumRangeIsCheckedOnlyWithTheFlag) {
+TEST_P(FormatSerializerTest, EnumRangeIsCheckedOnlyIfTheFlagIsSet) {
     EXPECT_EQ(run("["), 1U);
     for (const int value : {0, 2}) {
         ASSERT_FALSE(serializer->beginElement());
