@@ -13,9 +13,9 @@ namespace device {
 
 namespace {
 
-// Calls the function for each line that is UTF-8. The function gets the line as a stream, which
-// parses numbers independently of the global locale. Lines that are not UTF-8, for example with the
-// label of a memory stick, are skipped, because JSON cannot represent them.
+// Calls the function for each line. The function gets the line as a stream, which parses numbers
+// independently of the global locale. A line that is not UTF-8, for example with the label of a
+// memory stick, is replaced by an empty line, because JSON cannot represent its text.
 template <typename Function>
 void forEachLine(std::istream& file, const Function& function) {
     for (std::string line; std::getline(file, line);) {
