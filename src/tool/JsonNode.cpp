@@ -1,0 +1,88 @@
+#include "JsonNode.h"
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <cmath>
+#include <system_error>
+
+#include "Text.h"
+#include "kova/kit/Values.h"
+#include "util/config/Scalars.h"
+
+namespace kova::tool {
+
+namespace {
+
+using util::config::Value;
+
+constexpr unsigned WIDEST = 60;
+
+constexpr std::array<JsonType, 7> TYPES = {
+    {{"null", "null", [](const Value& value) { return value.isNull(); }},
+     {"boolean", "a boolean", [](const Value& value) { return value.isBool(); }},
+     {"integer", "an integer", isInteger},
+     {"number", "a number", isNumber},
+     {"string", "a string", isText},
+     {"array", "an array", [](const Value& value) { return value.isArray(); }},
+     {"object", "an object", [](const Value& value) { return value.isDictionary(); }}}};
+
+}  // namespace
+
+JsonType const* jsonTypeNamed(std::string_view name) {
+    const auto* const row = std::find_if(
+        TYPES.begin(), TYPES.end(), [name](const JsonType& each) { return each.name == name; });
+    return row == TYPES.end() ? nullptr : row;
+}
+
+bool isNumber(const Value& value) {
+    return value.isInt() || value.isFloat();
+}
+
+bool isInteger(const Value& value) {
+    const auto number = numberOf(value);
+    return number && std::trunc(*number) == *number;
+}
+
+bool isText(const Value& value) {
+    return value.isString() || value.isUnicodeString();
+}
+
+std::string textOf(const Value& value) {
+    return isText(value) ? kit::fromTree<std::string>(value).valueOr("") : "";
+}
+
+std::optional<long double> numberOf(const Value& value) {
+    if (value.isInt()) {
+        const auto& node = static_cast<const util::config::ValueInt&>(value);
+        return node.isNegative() ? static_cast<long double>(static_cast<std::int64_t>(node.bits()))
+                                 : static_cast<long double>(node.bits());
+    }
+    double number = 0;
+    return value.get(number) ? std::nullopt : std::optional<long double>(number);
+}
+
+std::string shown(const Value& value) {
+    const bool isContainer = value.isArray() || value.isDictionary();
+    if (isContainer) {
+        return value.isArray() ? "an array" : "an object";
+    }
+    return value.isUndefined() ? "nothing" : cut(visible(value.toJson(true)), WIDEST);
+}
+
+std::optional<std::size_t> indexOf(std::string_view text) {
+    std::size_t index = 0;
+    const auto read = std::from_chars(text.data(), text.data() + text.size(), index);
+    const bool isWhole = read.ec == std::errc() && read.ptr == text.data() + text.size();
+    return isWhole ? std::optional<std::size_t>(index) : std::nullopt;
+}
+
+std::string placeOf(const std::string& place, std::string_view name) {
+    return place.empty() ? std::string(name) : place + "." + std::string(name);
+}
+
+std::string placeOf(const std::string& place, std::size_t index) {
+    return place + "[" + std::to_string(index) + "]";
+}
+
+}  // namespace kova::tool
