@@ -60,8 +60,8 @@ bool waitForInput(int descriptor, int interrupt) {
 }
 
 // Reads until the end of the file. Returns false, with `errno`, if a read fails or if `interrupt`
-// becomes readable; -1 is for none.
-bool readAll(int descriptor, int interrupt, std::string& bytes) {
+// becomes readable; -1 is for none. Fails with EFBIG if there are more than `most` bytes.
+bool readAll(int descriptor, int interrupt, std::size_t most, std::string& bytes) {
     std::array<char, 65536> block;
     while (interrupt < 0 || waitForInput(descriptor, interrupt)) {
         const ssize_t count = ::read(descriptor, block.data(), block.size());
@@ -70,6 +70,10 @@ bool readAll(int descriptor, int interrupt, std::string& bytes) {
         }
         if (count > 0) {
             bytes.append(block.data(), static_cast<std::size_t>(count));
+            if (bytes.size() > most) {
+                errno = EFBIG;
+                return false;
+            }
         } else if (errno != EINTR && errno != EAGAIN) {
             return false;
         }
@@ -101,7 +105,8 @@ kit::Result<Payload> checkJson(Payload payload, bool binary) {
 
 }  // namespace
 
-kit::Result<std::string> readBytes(const std::string& file, const Context& context) {
+kit::Result<std::string> readBytes(const std::string& file, const Context& context,
+                                   std::size_t most) {
     const Interruptible interruptible(context.isInShell);
     const bool isInput = file == "-";
     // Opening a FIFO waits for its writer, and Ctrl-C would not end this wait in a shell.
@@ -111,7 +116,8 @@ kit::Result<std::string> readBytes(const std::string& file, const Context& conte
         return unreadable(file);
     }
     std::string bytes;
-    const bool isRead = readAll(descriptor, context.isInShell ? context.interrupt : -1, bytes);
+    const bool isRead =
+        readAll(descriptor, context.isInShell ? context.interrupt : -1, most, bytes);
     const kit::Error error = isRead ? kit::Error{} : unreadable(file);
     if (!isInput) {
         ::close(descriptor);

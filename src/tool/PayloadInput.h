@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cstddef>
+#include <limits>
 #include <optional>
 #include <string>
 
@@ -27,7 +29,8 @@ struct PayloadInput {
 kit::Result<Payload> readPayload(const PayloadInput& input, const Context& context);
 
 /// Returns the bytes up to the end of a file, or of standard input for "-". Fails with 400 and the
-/// reason if they cannot be read.
-kit::Result<std::string> readBytes(const std::string& file, const Context& context);
+/// reason if they cannot be read, or if there are more than `most`.
+kit::Result<std::string> readBytes(const std::string& file, const Context& context,
+                                   std::size_t most = std::numeric_limits<std::size_t>::max());
 
 }  // namespace kova::tool

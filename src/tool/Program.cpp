@@ -101,6 +101,7 @@ void addAll(CLI::App& app, std::string& colours, Words& words) {
     addMonitor(words);
     addRecord(words);
     addReplay(words);
+    addMock(words);
 }
 
 // Returns whether the arguments are "complete -- WORDS...", with which the scripts for shells ask

@@ -70,6 +70,7 @@ void addBench(Words& words);
 void addMonitor(Words& words);
 void addRecord(Words& words);
 void addReplay(Words& words);
+void addMock(Words& words);
 /// @}
 
 }  // namespace kova::tool
