@@ -1,15 +1,16 @@
-// A mock of the example's service, made from the document that the example prints, answers the words
-// of the example's tour as the document promises.
+// A mock of the example's service, made from the document that the example prints, answers the
+// words of the example's tour as the document promises.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
+#include <array>
 #include <csignal>
+#include <cstdio>
 #include <cstdlib>
 #include <string>
 
 #include "RunningTool.h"
-#include "support/Documents.h"
 #include "support/TemporaryFolder.h"
 #include "support/Watchdog.h"
 
@@ -36,8 +37,16 @@ protected:
     }
 
     // Returns what the commands print.
-    std::string shell(const std::string& commands) const {
-        return test::outputOf("PATH=" KOVA_TOOL_FOLDER ":$PATH; exec 2>&1; " + commands);
+    static std::string shell(const std::string& commands) {
+        const std::string line = "PATH=" KOVA_TOOL_FOLDER ":$PATH; exec 2>&1; " + commands;
+        std::FILE* const pipe = ::popen(line.c_str(), "re");
+        std::string output;
+        std::array<char, 4096> block;
+        while (const std::size_t count = std::fread(block.data(), 1, block.size(), pipe)) {
+            output.append(block.data(), count);
+        }
+        ::pclose(pipe);
+        return output;
     }
 
     Watchdog watchdog{"a mock of the example runs"};
@@ -54,11 +63,11 @@ TEST_F(MockTest, TourOfTheExampleGetsTheAnswersThatTheDocumentPromises) {
              "/about/request      get\n",
              "/clock              get watch              string\n",
              "/volume             get watch put          {level, muted}\n",
-             "[]\n",                                    // /system
-             "{}\n{}\n",                                // /system/uptime and /system/load
-             "{}\n{}\n{}\n",                            // the stream of /system/load
+             "[]\n",                                   // /system
+             "{}\n{}\n",                               // /system/uptime and /system/load
+             "{}\n{}\n{}\n",                           // the stream of /system/load
              "\"1970-01-01T00:00:00.000Z\"\n\"1970-",  // the stream of /clock
-             "\"1970-01-01T00:00:00.000Z\"\n",          // /clock/in; /about/request has no value
+             "\"1970-01-01T00:00:00.000Z\"\n",         // /clock/in; /about/request has no value
              "{\"stations\":[\"one\",\"between\",\"two\"],\"volume\":7}\n",
              "payload: application/json, 17 bytes\n",
              "[\"between\",\"two\"]\n",
@@ -99,10 +108,10 @@ TEST_F(MockTest, MockShowsTheDocumentAndItsOperations) {
     EXPECT_THAT(shell("kova ls"), HasSubstr("\"service\":\"kova:/device\",\"version\":\"2.0.0\""));
     EXPECT_EQ(shell("kova put /volume '{\"level\": \"loud\"}'; echo $?"),
               "kova: 400 Bad Request: level: expected an integer, found \"loud\"\n4\n");
-    EXPECT_THAT(shell("curl -si --unix-socket " + folder / "socket" +
-                      " -X POST http://localhost/volume"),
-                HasSubstr("command 'insert' not supported for path '/volume'; supported: "
-                          "retrieve, update"));
+    EXPECT_THAT(
+        shell("curl -si --unix-socket " + folder / "socket" + " -X POST http://localhost/volume"),
+        HasSubstr("command 'insert' not supported for path '/volume'; supported: "
+                  "retrieve, update"));
     mock.signal(SIGTERM);
     EXPECT_EQ(mock.wait(), 0);
 }
