@@ -28,7 +28,8 @@ struct MockMethod {
     unsigned short code = 204;
     /// Whether the answer can be a stream.
     bool streams = false;
-    /// The value of the first answer, as JSON. It satisfies `value`. Empty if there is none.
+    /// The value of the first answer, as JSON. It satisfies `value`. Empty if the answer has no
+    /// value.
     Payload first;
 };
 
@@ -40,7 +41,7 @@ struct MockSegment {
     Kind kind = Kind::literal;
     /// The text, or the name of the parameter.
     std::string text;
-    /// The schema of the parameter; undefined if there is none.
+    /// The schema of the parameter; undefined if the parameter has no schema.
     util::config::Value const* schema = &util::config::Value::getUndefined();
 };
 

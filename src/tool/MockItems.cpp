@@ -117,7 +117,7 @@ MockMethod const* retrievalOf(const Target& target) {
 
 }  // namespace
 
-// Returns the value as JSON; empty if there is none.
+// Returns the value as JSON; empty if it does not exist.
 Payload MockItems::current(const Target& target) const {
     const auto item = items_.find(target.key);
     if (item != items_.end()) {

@@ -59,7 +59,7 @@ public:
     /// The rules must outlive the object.
     explicit MockItems(const SchemaRules& rules) : rules_(rules) {}
 
-    /// Returns the value as JSON. Fails with 404 if there is none.
+    /// Returns the value as JSON. Fails with 404 if it does not exist.
     kit::Result<Payload> read(const Target& target) const;
     /// Changes the value. `body` is null for `remove`. Fails with 404 if there is no value to
     /// remove, or nothing in which the part could be; with 409 if the schema of the owner does not

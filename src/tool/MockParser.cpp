@@ -17,7 +17,6 @@ namespace kova::tool {
 
 namespace {
 
-using util::config::Value;
 using Kind = MockSegment::Kind;
 
 constexpr char const* EVENT_STREAM = "text/event-stream";

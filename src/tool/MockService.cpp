@@ -57,7 +57,7 @@ bool isFormat(const std::string& type) {
 struct Matched {
     MockMethod const* method = nullptr;
     MockItems::Target target;
-    // The body as JSON and as a tree; empty if there is none.
+    // The body as JSON and as a tree; empty if it does not exist.
     Payload json;
     kit::Tree body;
 };

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <cstdint>
 #include <limits>
 #include <utility>
 #include <vector>
@@ -10,6 +11,7 @@
 #include "JsonNode.h"
 #include "SchemaForm.h"
 #include "kova/core/StatusCodes.h"
+#include "kova/kit/Values.h"
 #include "util/config/Array.h"
 #include "util/config/Dictionary.h"
 #include "util/config/Scalars.h"
@@ -22,8 +24,6 @@ using kit::Tree;
 using util::config::Array;
 using util::config::Dictionary;
 using util::config::Value;
-using util::config::ValueFloat;
-using util::config::ValueInt;
 using util::config::ValueString;
 
 /// A text for the content of a string, which the format or the description of its schema names.
@@ -111,10 +111,10 @@ Value const* givenIn(const Value& schema) {
 Tree numberNode(long double number) {
     constexpr long double LIMIT = 9223372036854775808.0L;
     if (std::trunc(number) != number || number < -LIMIT || number >= 2 * LIMIT) {
-        return Tree(new ValueFloat(static_cast<double>(number)));
+        return kit::toTree(static_cast<double>(number)).orThrow();
     }
-    return number < 0 ? Tree(new ValueInt(static_cast<long>(number)))
-                      : Tree(new ValueInt(static_cast<unsigned long>(number)));
+    return number < 0 ? kit::toTree(static_cast<std::int64_t>(number)).orThrow()
+                      : kit::toTree(static_cast<std::uint64_t>(number)).orThrow();
 }
 
 // Returns the number nearest to 0 within the bounds.
@@ -156,7 +156,7 @@ public:
 
 private:
     using Candidates = std::vector<Tree>;
-    using Function = Tree (Maker::*)(const Value& schema);
+    using Function = Tree (*)(Maker& maker, const Value& schema);
     struct MakerRow {
         std::string_view type;
         Function function;
@@ -174,10 +174,22 @@ private:
     void addMembers(Value& object, const Value& others);
     Tree firstAccepted(const Value& schema, const Candidates& values, std::size_t alternatives);
 
-    Tree makeNull(const Value& /*schema*/) { return Tree(Value::getNull()); }
-    Tree makeBoolean(const Value& /*schema*/) { return Tree(Value::getBool(false)); }
-    Tree makeInteger(const Value& schema) { return makeNumber(schema, true); }
-    Tree makeFraction(const Value& schema) { return makeNumber(schema, false); }
+    static Tree makeNull(Maker& /*maker*/, const Value& /*schema*/) {
+        return Tree(Value::getNull());
+    }
+    static Tree makeBoolean(Maker& /*maker*/, const Value& /*schema*/) {
+        return Tree(Value::getBool(false));
+    }
+    static Tree makeInteger(Maker& /*maker*/, const Value& schema) {
+        return makeNumber(schema, true);
+    }
+    static Tree makeFraction(Maker& /*maker*/, const Value& schema) {
+        return makeNumber(schema, false);
+    }
+    template <Tree (Maker::*function)(const Value& schema)>
+    static Tree call(Maker& maker, const Value& schema) {
+        return (maker.*function)(schema);
+    }
     Tree makeText(const Value& schema);
     Tree makeArray(const Value& schema);
     Tree makeObject(const Value& schema);
@@ -192,10 +204,10 @@ const std::array<Maker::MakerRow, 8> Maker::MAKERS = {{{"null", &Maker::makeNull
                                                        {"boolean", &Maker::makeBoolean},
                                                        {"integer", &Maker::makeInteger},
                                                        {"number", &Maker::makeFraction},
-                                                       {"string", &Maker::makeText},
-                                                       {"array", &Maker::makeArray},
-                                                       {"object", &Maker::makeObject},
-                                                       {"", &Maker::makeObject}}};
+                                                       {"string", &Maker::call<&Maker::makeText>},
+                                                       {"array", &Maker::call<&Maker::makeArray>},
+                                                       {"object", &Maker::call<&Maker::makeObject>},
+                                                       {"", &Maker::call<&Maker::makeObject>}}};
 
 Tree Maker::make(const Value& schema) {
     if (++steps_ > SchemaValues::MOST_STEPS) {
@@ -251,7 +263,7 @@ Tree Maker::combine(const Value& schema) {
     if (!type.empty() || !isComposed(schema)) {
         const auto* const row = std::find_if(MAKERS.begin(), MAKERS.end(),
                                              [&](const auto& each) { return each.type == type; });
-        if (Tree value = (this->*row->function)(schema)) {
+        if (Tree value = row->function(*this, schema)) {
             values.push_back(std::move(value));
         }
     }
