@@ -49,7 +49,10 @@ bool isText(const Value& value) {
 }
 
 std::string textOf(const Value& value) {
-    return isText(value) ? kit::fromTree<std::string>(value).valueOr("") : "";
+    if (!isText(value)) {
+        return {};
+    }
+    return kit::fromTree<std::string>(value).valueOr({});
 }
 
 std::optional<long double> numberOf(const Value& value) {
@@ -67,7 +70,10 @@ std::string shown(const Value& value) {
     if (isContainer) {
         return value.isArray() ? "an array" : "an object";
     }
-    return value.isUndefined() ? "nothing" : cut(visible(value.toJson(true)), WIDEST);
+    if (value.isUndefined()) {
+        return "nothing";
+    }
+    return cut(visible(value.toJson(true)), WIDEST);
 }
 
 std::optional<std::size_t> indexOf(std::string_view text) {
@@ -78,7 +84,12 @@ std::optional<std::size_t> indexOf(std::string_view text) {
 }
 
 std::string placeOf(const std::string& place, std::string_view name) {
-    return place.empty() ? std::string(name) : place + "." + std::string(name);
+    std::string result = place;
+    if (!place.empty()) {
+        result += '.';
+    }
+    result += name;
+    return result;
 }
 
 std::string placeOf(const std::string& place, std::size_t index) {

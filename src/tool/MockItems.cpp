@@ -33,7 +33,10 @@ kit::Tree treeOf(const Payload& json) {
     kit::Limits limits;
     limits.elements = MockItems::MOST_BYTES;
     limits.textBytes = MockItems::MOST_BYTES;
-    return json.isEmpty() ? nullptr : kit::fromPayload<kit::Tree>(json, limits).orThrow();
+    if (json.isEmpty()) {
+        return nullptr;
+    }
+    return kit::fromPayload<kit::Tree>(json, limits).orThrow();
 }
 
 Payload jsonOf(const Value& value) {
@@ -76,7 +79,10 @@ kit::Result<void> changeMember(Dictionary& object, const Target& target, Change 
     }
     const bool failed =
         change == Change::remove ? object.remove(name, true) : object.set(name, body.release());
-    return failed ? missing(target) : kit::Result<void>();
+    if (failed) {
+        return missing(target);
+    }
+    return {};
 }
 
 kit::Result<void> changePart(Value const* whole, const Target& target, Change change,
@@ -86,14 +92,16 @@ kit::Result<void> changePart(Value const* whole, const Target& target, Change ch
         return missing(target);
     }
     if (Array* const array = parent->getEditableArray()) {
-        return changeElement(*array, target.tail.back(), change, std::move(body))
-                   ? kit::Result<void>()
-                   : missing(target);
+        if (changeElement(*array, target.tail.back(), change, std::move(body))) {
+            return {};
+        }
+        return missing(target);
     }
     Dictionary* const object = parent->getEditableDictionary();
-    return object != nullptr ? changeMember(*object, target, change, std::move(body))
-                             : conflict("the value above '" + target.path +
-                                        "' is neither an object nor an array");
+    if (object != nullptr) {
+        return changeMember(*object, target, change, std::move(body));
+    }
+    return conflict("the value above '" + target.path + "' is neither an object nor an array");
 }
 
 kit::Result<void> changeWhole(kit::Tree& whole, const Target& target, Change change,
@@ -138,7 +146,10 @@ kit::Result<Payload> MockItems::read(const Target& target) const {
         Value const* const part = partOf(whole.get(), target, target.tail.size());
         json = part == nullptr ? Payload() : jsonOf(*part);
     }
-    return json.isEmpty() ? kit::Result<Payload>(missing(target)) : json;
+    if (json.isEmpty()) {
+        return missing(target);
+    }
+    return json;
 }
 
 kit::Result<void> MockItems::change(const Target& target, Change change, kit::Tree body) {
@@ -166,7 +177,10 @@ kit::Result<void> MockItems::checkWhole(const Target& target, const Value& value
         return {};
     }
     const auto result = rules_.check(*retrieval->value, value);
-    return result ? kit::Result<void>() : conflict(result.error().message);
+    if (result) {
+        return {};
+    }
+    return conflict(result.error().message);
 }
 
 // The lock of the caller keeps the changes in order. `Observable::set` only queues the value: it

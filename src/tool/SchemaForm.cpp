@@ -153,9 +153,10 @@ private:
                                       const std::string& place) const {
         KeywordRow const* const row = keywordNamed(name);
         if (row == nullptr) {
-            const bool isExtension = name.substr(0, 2) == "x-";
-            return isExtension ? kit::Result<void>()
-                               : refused(place, "the keyword is not supported");
+            if (name.substr(0, 2) == "x-") {
+                return {};
+            }
+            return refused(place, "the keyword is not supported");
         }
         if (!row->isWellFormed(content)) {
             return refused(place,
@@ -179,9 +180,11 @@ private:
         }
     }
     kit::Result<void> validateReference(const std::string& text, const std::string& place) const {
-        const bool isComponent = text.compare(0, SCHEMA_REFERENCE.size(), SCHEMA_REFERENCE) == 0;
-        if (isComponent && components_.hasKey(text.substr(SCHEMA_REFERENCE.size()))) {
-            return {};
+        if (text.compare(0, SCHEMA_REFERENCE.size(), SCHEMA_REFERENCE) == 0) {
+            const std::string name = text.substr(SCHEMA_REFERENCE.size());
+            if (components_.hasKey(name)) {
+                return {};
+            }
         }
         return refused(place, "there is no schema '" + cut(visible(text), 80) +
                                   "'; a reference is " + std::string(SCHEMA_REFERENCE) + "NAME");
@@ -210,9 +213,10 @@ public:
         }
         const auto [entry, isNew] = isDone_.try_emplace(name, false);
         if (!isNew) {
-            return entry->second
-                       ? kit::Result<void>()
-                       : refused(place, "the schema refers to itself without a value in between");
+            if (entry->second) {
+                return {};
+            }
+            return refused(place, "the schema refers to itself without a value in between");
         }
         if (++chain_ > LONGEST_CHAIN) {
             return refused(place,

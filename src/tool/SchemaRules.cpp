@@ -60,7 +60,12 @@ public:
     Checker(const SchemaRules& rules, std::size_t& steps) : rules_(rules), steps_(steps) {}
 
     bool check(const Value& schema, const Value& value);
-    std::string reason() const { return place_.empty() ? reason_ : place_ + ": " + reason_; }
+    std::string reason() const {
+        if (place_.empty()) {
+            return reason_;
+        }
+        return place_ + ": " + reason_;
+    }
 
 private:
     struct Rule {
@@ -158,7 +163,10 @@ bool Checker::checkLimits(const Value& schema, const Value& value) {
         const Size bound = numberOf(content);
         const Size size = bound ? limit.sizeOf(value) : std::nullopt;
         const bool isViolated = size && (limit.isLowest ? *size < *bound : *size > *bound);
-        return !isViolated || refuse(limit.words + shown(content) + limit.unit, value);
+        if (!isViolated) {
+            return true;
+        }
+        return refuse(limit.words + shown(content) + limit.unit, value);
     });
 }
 
@@ -193,7 +201,10 @@ bool Checker::checkEnum(const Value& content, const Value& /*schema*/, const Val
 }
 
 bool Checker::checkConst(const Value& content, const Value& /*schema*/, const Value& value) {
-    return content == value || refuse(shown(content), value);
+    if (content == value) {
+        return true;
+    }
+    return refuse(shown(content), value);
 }
 
 bool Checker::checkItems(const Value& content, const Value& /*schema*/, const Value& value) {
@@ -218,8 +229,10 @@ bool Checker::checkRequired(const Value& content, const Value& /*schema*/, const
 bool Checker::checkProperties(const Value& content, const Value& /*schema*/, const Value& value) {
     return std::all_of(value.begin(), value.end(), [&](const auto& member) {
         const std::string name(member.first);
-        return !content.hasKey(name) ||
-               checkPart(placeOf(place_, name), content[name], *member.second);
+        if (!content.hasKey(name)) {
+            return true;
+        }
+        return checkPart(placeOf(place_, name), content[name], *member.second);
     });
 }
 
@@ -227,7 +240,10 @@ bool Checker::checkOthers(const Value& content, const Value& schema, const Value
     const Value& properties = schema["properties"];
     return std::all_of(value.begin(), value.end(), [&](const auto& member) {
         const std::string name(member.first);
-        return properties.hasKey(name) || checkPart(placeOf(place_, name), content, *member.second);
+        if (properties.hasKey(name)) {
+            return true;
+        }
+        return checkPart(placeOf(place_, name), content, *member.second);
     });
 }
 
@@ -265,7 +281,10 @@ bool Checker::checkOne(const Value& content, const Value& /*schema*/, const Valu
     if (matches == 0) {
         return refuseAll(reasons);
     }
-    return matches == 1 || refuse("a value that only one alternative of oneOf accepts", value);
+    if (matches == 1) {
+        return true;
+    }
+    return refuse("a value that only one alternative of oneOf accepts", value);
 }
 
 }  // namespace

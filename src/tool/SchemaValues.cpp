@@ -14,7 +14,6 @@
 #include "kova/kit/Values.h"
 #include "util/config/Array.h"
 #include "util/config/Dictionary.h"
-#include "util/config/Scalars.h"
 
 namespace kova::tool {
 
@@ -24,7 +23,6 @@ using kit::Tree;
 using util::config::Array;
 using util::config::Dictionary;
 using util::config::Value;
-using util::config::ValueString;
 
 /// A text for the content of a string, which the format or the description of its schema names.
 struct TextRow {
@@ -113,8 +111,10 @@ Tree numberNode(long double number) {
     if (std::trunc(number) != number || number < -LIMIT || number >= 2 * LIMIT) {
         return kit::toTree(static_cast<double>(number)).orThrow();
     }
-    return number < 0 ? kit::toTree(static_cast<std::int64_t>(number)).orThrow()
-                      : kit::toTree(static_cast<std::uint64_t>(number)).orThrow();
+    if (number < 0) {
+        return kit::toTree(static_cast<std::int64_t>(number)).orThrow();
+    }
+    return kit::toTree(static_cast<std::uint64_t>(number)).orThrow();
 }
 
 // Returns the number nearest to 0 within the bounds.
@@ -233,7 +233,10 @@ Tree Maker::copyOf(const Value& value) {
 
 Tree Maker::ifAccepted(const Value& schema, Tree value) {
     const auto result = rules_.check(schema, *value, steps_);
-    return result ? std::move(value) : refuse("no value fits: " + result.error().message);
+    if (result) {
+        return value;
+    }
+    return refuse("no value fits: " + result.error().message);
 }
 
 // Adds a value for each of the schemas that has one.
@@ -302,7 +305,7 @@ Tree Maker::firstAccepted(const Value& schema, const Candidates& values, std::si
 
 Tree Maker::makeText(const Value& schema) {
     if (char const* const text = knownText(schema)) {
-        return Tree(new ValueString(text));
+        return kit::toTree(std::string(text)).orThrow();
     }
     const long double length = numberOf(schema["minLength"]).value_or(0);
     if (length > static_cast<long double>(SchemaValues::MOST_STEPS)) {
@@ -310,7 +313,7 @@ Tree Maker::makeText(const Value& schema) {
     }
     const auto size = static_cast<std::size_t>(length);
     steps_ += size;
-    return Tree(new ValueString(std::string(size, 'a')));
+    return kit::toTree(std::string(size, 'a')).orThrow();
 }
 
 Tree Maker::makeArray(const Value& schema) {
@@ -346,7 +349,10 @@ Tree Maker::makeObject(const Value& schema) {
 kit::Result<Tree> SchemaValues::make(const Value& schema) {
     Maker maker(*rules_, steps_);
     Tree value = maker.make(schema);
-    return value ? kit::Result<Tree>(std::move(value)) : maker.error();
+    if (!value) {
+        return maker.error();
+    }
+    return value;
 }
 
 }  // namespace kova::tool
