@@ -120,7 +120,10 @@ constexpr std::string_view TO = R"("$ref":"#/$defs/)";
 
 // Returns the text of a schema with references to its own definitions. Adds their names to `names`.
 std::string localText(const Value& schema, std::vector<std::string>& names) {
-    const std::string text = schema.isUndefined() ? "{}" : schema.toJson(true);
+    std::string text = "{}";
+    if (!schema.isUndefined()) {
+        text = schema.toJson(true);
+    }
     std::string result;
     std::size_t at = 0;
     for (std::size_t found = text.find(FROM); found != std::string::npos;

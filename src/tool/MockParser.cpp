@@ -100,7 +100,10 @@ bool isPreferred(const MockPath& left, const MockPath& right) {
 std::string nameOf(const MockPath& path) {
     std::string result;
     for (const MockSegment& segment : path.segments) {
-        result += segment.kind == Kind::literal ? "/" + segment.text : "/{" + segment.text + "}";
+        const bool isLiteral = segment.kind == Kind::literal;
+        result += isLiteral ? "/" : "/{";
+        result += segment.text;
+        result += isLiteral ? "" : "}";
     }
     return visible(result);
 }
@@ -132,16 +135,21 @@ kit::Result<std::vector<MockPath>> MockParser::run() {
     bool isRead = accept(validateComponents(rules_.components(), "components.schemas"));
     for (auto at = paths.begin(); at != paths.end() && isRead; ++at) {
         const std::string text((*at).first);
-        isRead =
-            text.compare(0, 2, "x-") == 0 || readPath(text, *(*at).second, placeOf("paths", text));
+        if (text.compare(0, 2, "x-") != 0) {
+            isRead = readPath(text, *(*at).second, placeOf("paths", text));
+        }
     }
     std::sort(paths_.begin(), paths_.end(), isPreferred);
     for (std::size_t i = 1; i < paths_.size() && isRead; ++i) {
-        isRead = isPreferred(paths_[i - 1], paths_[i]) ||
-                 fail("paths", nameOf(paths_[i - 1]) + " and " + nameOf(paths_[i]) +
-                                   " match the same requests");
+        if (!isPreferred(paths_[i - 1], paths_[i])) {
+            isRead = fail("paths", nameOf(paths_[i - 1]) + " and " + nameOf(paths_[i]) +
+                                       " match the same requests");
+        }
     }
-    return isRead ? kit::Result<std::vector<MockPath>>(std::move(paths_)) : error_;
+    if (!isRead) {
+        return error_;
+    }
+    return std::move(paths_);
 }
 
 bool MockParser::readPath(const std::string& text, const Value& item, Place place) {
@@ -181,8 +189,10 @@ bool MockParser::readSegments(const std::string& text, MockPath& path, Place pla
         path.segments.back().kind = isLiteral ? Kind::literal : Kind::text;
         path.segments.back().text = isLiteral ? *literal : segment.substr(1, segment.size() - 2);
     }
-    return path.segments.size() <= MockDocument::MOST_SEGMENTS ||
-           fail(place, "more than " + std::to_string(MockDocument::MOST_SEGMENTS) + " segments");
+    if (path.segments.size() <= MockDocument::MOST_SEGMENTS) {
+        return true;
+    }
+    return fail(place, "more than " + std::to_string(MockDocument::MOST_SEGMENTS) + " segments");
 }
 
 bool MockParser::readParameters(const Value& parameters, MockPath& path, Place place) {
@@ -209,8 +219,8 @@ bool MockParser::readParameter(const Value& parameter, MockPath& path, Place pla
         return unexpected(placeOf(place, "name"), "a name in the path", parameter["name"]);
     }
     const Value& schema = parameter["schema"];
-    if (!schema.isUndefined() &&
-        !accept(validateSchema(schema, rules_.components(), placeOf(place, "schema")))) {
+    const std::string below = placeOf(place, "schema");
+    if (!schema.isUndefined() && !accept(validateSchema(schema, rules_.components(), below))) {
         return false;
     }
     segment->schema = &schema;
@@ -226,7 +236,10 @@ bool MockParser::readMember(const std::string& name, const Value& content, MockP
     const auto* const row = std::find_if(MEMBERS.begin(), MEMBERS.end(),
                                          [&](const auto& each) { return each.name == name; });
     if (row == MEMBERS.end()) {
-        return name.compare(0, 2, "x-") == 0 || fail(place, "the member is not supported");
+        if (name.compare(0, 2, "x-") == 0) {
+            return true;
+        }
+        return fail(place, "the member is not supported");
     }
     if (name == "x-kova-operations") {
         noteOthers(content);
@@ -234,8 +247,8 @@ bool MockParser::readMember(const std::string& name, const Value& content, MockP
     if (row->command.empty()) {
         return true;
     }
-    return readParameters(content["parameters"], path, place) &&
-           readMethod(content, path.methods[std::string(row->command)], place);
+    MockMethod& method = path.methods[std::string(row->command)];
+    return readParameters(content["parameters"], path, place) && readMethod(content, method, place);
 }
 
 void MockParser::noteOthers(const Value& operations) {
@@ -249,8 +262,10 @@ bool MockParser::readMethod(const Value& content, MockMethod& method, Place plac
     if (!content.isDictionary()) {
         return unexpected(place, "an object", content);
     }
-    return (body.isUndefined() || readBody(body, method, placeOf(place, "requestBody"))) &&
-           readAnswer(content["responses"], method, placeOf(place, "responses"));
+    if (!body.isUndefined() && !readBody(body, method, placeOf(place, "requestBody"))) {
+        return false;
+    }
+    return readAnswer(content["responses"], method, placeOf(place, "responses"));
 }
 
 bool MockParser::readBody(const Value& body, MockMethod& method, Place place) {
@@ -280,7 +295,10 @@ bool MockParser::readAnswer(const Value& responses, MockMethod& method, Place pl
     const Value& content = response["content"];
     const bool hasValue = content.begin() != content.end();
     method.code = hasValue ? row->withValue : row->withoutValue;
-    return !hasValue || readValue(content, method, placeOf(below, "content"));
+    if (!hasValue) {
+        return true;
+    }
+    return readValue(content, method, placeOf(below, "content"));
 }
 
 bool MockParser::readValue(const Value& content, MockMethod& method, Place place) {
@@ -298,9 +316,11 @@ bool MockParser::readSchema(const Value& content, Place place, Value const*& sch
     }
     media = &content[*type];
     schema = &(*media)["schema"];
-    return schema->isUndefined() ||
-           accept(validateSchema(*schema, rules_.components(),
-                                 placeOf(placeOf(place, *type), "schema")));
+    if (schema->isUndefined()) {
+        return true;
+    }
+    const std::string below = placeOf(placeOf(place, *type), "schema");
+    return accept(validateSchema(*schema, rules_.components(), below));
 }
 
 // Stores the example of the media type, or a value for the schema.

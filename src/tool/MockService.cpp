@@ -174,13 +174,15 @@ kit::Result<void> MockHandler::readBody(const Request& request, Matched& matched
                    : kit::Result<void>();
     }
     const auto tree = kit::fromPayload<kit::Tree>(request.getPayload());
-    const auto json = tree ? kit::toPayload(*tree) : tree.error();
-    auto body = json ? kit::fromPayload<kit::Tree>(*json) : json.error();
-    if (!body) {
-        return kit::Error{statuscodes::BAD_REQUEST, body.error().message};
+    if (!tree) {
+        return tree.error();
+    }
+    const auto json = kit::toPayload(*tree);
+    if (!json) {
+        return kit::Error{statuscodes::BAD_REQUEST, json.error().message};
     }
     matched.json = *json;
-    matched.body = *std::move(body);
+    matched.body = kit::fromPayload<kit::Tree>(*json).orThrow();
     return matched.method->body == nullptr
                ? kit::Result<void>()
                : document_->rules().check(*matched.method->body, *matched.body);
@@ -193,7 +195,10 @@ kit::Result<Payload> MockHandler::serve(const Request& request, Matched& matched
         return each.command == request.getCommand();
     });
     if (row == CHANGES.end()) {
-        return method.value == nullptr ? Payload() : items_->read(matched.target);
+        if (method.value == nullptr) {
+            return Payload();
+        }
+        return items_->read(matched.target);
     }
     const bool isAnswer = method.value != nullptr && matched.body &&
                           document_->rules().check(*method.value, *matched.body);

@@ -297,8 +297,10 @@ kit::Result<void> SchemaRules::check(const Value& schema, const Value& value) co
 kit::Result<void> SchemaRules::check(const Value& schema, const Value& value,
                                      std::size_t& steps) const {
     Checker checker(*this, steps);
-    return checker.check(schema, value) ? kit::Result<void>()
-                                        : kit::Error{statuscodes::BAD_REQUEST, checker.reason()};
+    if (checker.check(schema, value)) {
+        return {};
+    }
+    return kit::Error{statuscodes::BAD_REQUEST, checker.reason()};
 }
 
 const Value& SchemaRules::resolve(const std::string& reference) const {
