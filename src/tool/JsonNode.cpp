@@ -55,14 +55,21 @@ std::string textOf(const Value& value) {
     return kit::fromTree<std::string>(value).valueOr({});
 }
 
-std::optional<long double> numberOf(const Value& value) {
-    if (value.isInt()) {
-        const auto& node = static_cast<const util::config::ValueInt&>(value);
-        return node.isNegative() ? static_cast<long double>(static_cast<std::int64_t>(node.bits()))
-                                 : static_cast<long double>(node.bits());
-    }
+std::optional<double> numberOf(const Value& value) {
     double number = 0;
-    return value.get(number) ? std::nullopt : std::optional<long double>(number);
+    return value.get(number) ? std::nullopt : std::optional<double>(number);
+}
+
+bool isLess(const Value& left, const Value& right) {
+    if (!left.isInt() || !right.isInt()) {
+        const auto first = numberOf(left);
+        const auto second = numberOf(right);
+        return first && second && *first < *second;
+    }
+    const auto& first = static_cast<const util::config::ValueInt&>(left);
+    const auto& second = static_cast<const util::config::ValueInt&>(right);
+    return first.isNegative() == second.isNegative() ? first.bits() < second.bits()
+                                                     : first.isNegative();
 }
 
 std::string shown(const Value& value) {

@@ -32,8 +32,11 @@ bool isText(const util::config::Value& value);
 
 /// Returns the text of a node, or "" if the node is not a text.
 std::string textOf(const util::config::Value& value);
-/// Returns the number of a node, or nothing if the node is not a number. Every integer is exact.
-std::optional<long double> numberOf(const util::config::Value& value);
+/// Returns the number of a node, rounded to a double, or nothing if the node is not a number.
+std::optional<double> numberOf(const util::config::Value& value);
+/// Returns whether the number `left` is less than the number `right`. Two integers are compared
+/// exactly, other numbers as doubles. Returns false if a node is not a number.
+bool isLess(const util::config::Value& left, const util::config::Value& right);
 /// Returns a short text of a value for messages: a scalar as JSON, at most 60 columns wide, or the
 /// type of a container.
 std::string shown(const util::config::Value& value);

@@ -2,12 +2,14 @@
 
 #include <algorithm>
 #include <array>
-#include <optional>
+#include <cstdint>
 #include <utility>
 
 #include "JsonNode.h"
 #include "SchemaForm.h"
 #include "kova/core/StatusCodes.h"
+#include "kova/kit/Tree.h"
+#include "kova/kit/Values.h"
 
 namespace kova::tool {
 
@@ -20,33 +22,40 @@ constexpr std::size_t LONGEST_MESSAGE = 400;
 
 // --- Sizes that keywords limit -------------------------------------------------------------------
 
-using Size = std::optional<long double>;
-
-Size lengthOf(const Value& value) {
+// Returns the number of characters of a text, or null.
+kit::Tree lengthOf(const Value& value) {
     if (!isText(value)) {
-        return std::nullopt;
+        return nullptr;
     }
     const std::string text = textOf(value);
-    return std::count_if(text.begin(), text.end(), [](char byte) {
+    const auto count = std::count_if(text.begin(), text.end(), [](char byte) {
         return (static_cast<unsigned char>(byte) & 0xC0U) != 0x80U;  // the first of a character
     });
+    return kit::toTree(static_cast<std::uint64_t>(count)).orThrow();
 }
 
-Size elementsOf(const Value& value) {
-    return value.isArray() ? Size(value.arraySize()) : std::nullopt;
+kit::Tree elementsOf(const Value& value) {
+    if (!value.isArray()) {
+        return nullptr;
+    }
+    return kit::toTree(static_cast<std::uint64_t>(value.arraySize())).orThrow();
+}
+
+kit::Tree numberIn(const Value& value) {
+    return kit::Tree(isNumber(value) ? value.clone() : nullptr);
 }
 
 struct Limit {
     char const* keyword;
-    Size (*sizeOf)(const Value&);
+    kit::Tree (*sizeOf)(const Value&);
     bool isLowest;
     char const* words;
     char const* unit;
 };
 
 constexpr std::array<Limit, 6> LIMITS = {
-    {{"minimum", numberOf, true, "a number from ", ""},
-     {"maximum", numberOf, false, "a number up to ", ""},
+    {{"minimum", numberIn, true, "a number from ", ""},
+     {"maximum", numberIn, false, "a number up to ", ""},
      {"minLength", lengthOf, true, "a string of at least ", " characters"},
      {"maxLength", lengthOf, false, "a string of at most ", " characters"},
      {"minItems", elementsOf, true, "an array of at least ", " elements"},
@@ -160,9 +169,9 @@ bool Checker::applyRules(const Value& schema, const Value& value) {
 bool Checker::checkLimits(const Value& schema, const Value& value) {
     return std::all_of(LIMITS.begin(), LIMITS.end(), [&](const Limit& limit) {
         const Value& content = schema[limit.keyword];
-        const Size bound = numberOf(content);
-        const Size size = bound ? limit.sizeOf(value) : std::nullopt;
-        const bool isViolated = size && (limit.isLowest ? *size < *bound : *size > *bound);
+        const kit::Tree size = content.isUndefined() ? nullptr : limit.sizeOf(value);
+        const bool isViolated =
+            size && (limit.isLowest ? isLess(*size, content) : isLess(content, *size));
         if (!isViolated) {
             return true;
         }

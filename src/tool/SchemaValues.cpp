@@ -105,27 +105,28 @@ Value const* givenIn(const Value& schema) {
     return nullptr;
 }
 
-// Returns an integer if the number has no fraction and fits.
-Tree numberNode(long double number) {
-    constexpr long double LIMIT = 9223372036854775808.0L;
-    if (std::trunc(number) != number || number < -LIMIT || number >= 2 * LIMIT) {
-        return kit::toTree(static_cast<double>(number)).orThrow();
+// Returns a bound as a value. If it must be an integer, it is rounded.
+Tree boundNode(const Value& bound, bool isWhole, double (*round)(double)) {
+    constexpr double LIMIT = 9223372036854775808.0;
+    if (bound.isInt()) {
+        return Tree(bound.clone());
     }
-    if (number < 0) {
+    const double number = isWhole ? round(*numberOf(bound)) : *numberOf(bound);
+    if (std::trunc(number) == number && std::fabs(number) < LIMIT) {
         return kit::toTree(static_cast<std::int64_t>(number)).orThrow();
     }
-    return kit::toTree(static_cast<std::uint64_t>(number)).orThrow();
+    return kit::toTree(number).orThrow();
 }
 
 // Returns the number nearest to 0 within the bounds.
 Tree makeNumber(const Value& schema, bool isWhole) {
-    long double lowest = numberOf(schema["minimum"]).value_or(0);
-    long double highest = numberOf(schema["maximum"]).value_or(0);
-    if (isWhole) {
-        lowest = std::ceil(lowest);
-        highest = std::floor(highest);
+    Tree zero = kit::toTree(0).orThrow();
+    const Value& lowest = schema["minimum"];
+    const Value& highest = schema["maximum"];
+    if (isLess(*zero, lowest)) {
+        return boundNode(lowest, isWhole, std::ceil);
     }
-    return numberNode(lowest > 0 ? lowest : std::min(highest, 0.0L));
+    return isLess(highest, *zero) ? boundNode(highest, isWhole, std::floor) : std::move(zero);
 }
 
 // Returns the text of the format or description, or null.
@@ -307,8 +308,8 @@ Tree Maker::makeText(const Value& schema) {
     if (char const* const text = knownText(schema)) {
         return kit::toTree(std::string(text)).orThrow();
     }
-    const long double length = numberOf(schema["minLength"]).value_or(0);
-    if (length > static_cast<long double>(SchemaValues::MOST_STEPS)) {
+    const double length = numberOf(schema["minLength"]).value_or(0);
+    if (length > static_cast<double>(SchemaValues::MOST_STEPS)) {
         return refuse("a text of " + shown(schema["minLength"]) + " characters is too long");
     }
     const auto size = static_cast<std::size_t>(length);
@@ -318,8 +319,8 @@ Tree Maker::makeText(const Value& schema) {
 
 Tree Maker::makeArray(const Value& schema) {
     auto array = std::make_unique<Array>();
-    const long double size = numberOf(schema["minItems"]).value_or(0);
-    while (static_cast<long double>(array->arraySize()) < size) {
+    const double size = numberOf(schema["minItems"]).value_or(0);
+    while (static_cast<double>(array->arraySize()) < size) {
         Tree element = make(schema["items"]);
         if (!element) {
             return nullptr;

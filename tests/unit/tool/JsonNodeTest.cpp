@@ -2,6 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <utility>
+#include <vector>
+
 #include "tool/JsonTree.h"
 
 namespace kova::tool {
@@ -34,11 +37,28 @@ TEST(JsonNodeTest, ValueHasTheTypesThatMatchIt) {
     EXPECT_EQ(jsonTypeNamed("text"), nullptr);
 }
 
-TEST(JsonNodeTest, NumbersAreExact) {
-    EXPECT_EQ(numberOf(*treeOf("18446744073709551615")), 18446744073709551615.0L);
-    EXPECT_EQ(numberOf(*treeOf("-9223372036854775808")), -9223372036854775808.0L);
-    EXPECT_EQ(numberOf(*treeOf("0.5")), 0.5L);
+TEST(JsonNodeTest, OnlyNumbersHaveANumber) {
+    EXPECT_EQ(numberOf(*treeOf("-3")), -3.0);
+    EXPECT_EQ(numberOf(*treeOf("0.5")), 0.5);
     EXPECT_EQ(numberOf(*treeOf("'1'")), std::nullopt);
+}
+
+TEST(JsonNodeTest, IntegersAreComparedExactly) {
+    for (const auto& [less, greater] : std::vector<std::pair<char const*, char const*>>{
+             {"18446744073709551614", "18446744073709551615"},
+             {"9223372036854775807", "9223372036854775808"},
+             {"-9223372036854775808", "-9223372036854775807"},
+             {"-1", "0"},
+             {"-1", "18446744073709551615"},
+             {"0.5", "1"},
+             {"-1", "-0.5"},
+             {"1e300", "1e301"}}) {
+        EXPECT_TRUE(isLess(*treeOf(less), *treeOf(greater))) << less;
+        EXPECT_FALSE(isLess(*treeOf(greater), *treeOf(less))) << less;
+        EXPECT_FALSE(isLess(*treeOf(less), *treeOf(less))) << less;
+    }
+    EXPECT_FALSE(isLess(*treeOf("1"), *treeOf("'2'")));
+    EXPECT_FALSE(isLess(*treeOf("'1'"), *treeOf("2")));
 }
 
 TEST(JsonNodeTest, OtherNodesHaveAnEmptyText) {
