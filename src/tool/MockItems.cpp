@@ -157,8 +157,12 @@ kit::Result<void> MockItems::change(const Target& target, Change change, kit::Tr
     const std::lock_guard<std::mutex> guard(mutex_);
     kit::Tree whole = treeOf(current(target));
     const bool isPart = !target.tail.empty();
-    kit::Result<void> result = isPart ? changePart(whole.get(), target, change, std::move(body))
-                                      : changeWhole(whole, target, change, std::move(body));
+    kit::Result<void> result;
+    if (isPart) {
+        result = changePart(whole.get(), target, change, std::move(body));
+    } else {
+        result = changeWhole(whole, target, change, std::move(body));
+    }
     if (result && whole && (isPart || change == Change::insert)) {
         result = checkWhole(target, *whole);
     }
