@@ -20,7 +20,7 @@
 
 namespace kova::test {
 
-/// A socket that is connected to an address, for tests that send arbitrary bytes.
+/// A connected socket, for tests that send arbitrary bytes.
 class SocketClient {
 public:
     static constexpr std::chrono::milliseconds PATIENCE{20000};
@@ -49,6 +49,8 @@ public:
             throw std::runtime_error("connect to " + text + ": " + reason);
         }
     }
+    /// Takes ownership of a connected socket.
+    explicit SocketClient(int descriptor) : descriptor_(descriptor) {}
     ~SocketClient() { close(); }
     SocketClient(const SocketClient&) = delete;
     SocketClient& operator=(const SocketClient&) = delete;
