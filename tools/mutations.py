@@ -24,13 +24,29 @@ NUMBERS = {TypeKind.BOOL, TypeKind.INT, TypeKind.UINT, TypeKind.LONG, TypeKind.U
            TypeKind.USHORT, TypeKind.UCHAR, TypeKind.SCHAR, TypeKind.CHAR_S, TypeKind.CHAR_U,
            TypeKind.LONGLONG, TypeKind.ULONGLONG, TypeKind.FLOAT, TypeKind.DOUBLE, TypeKind.POINTER}
 PRELUDE = """// mutated
+#include <cstdio>
 #include <cstdlib>
+#include <fcntl.h>
 #include <type_traits>
+#include <unistd.h>
+// Returns whether the environment chooses this change. Makes a file with its number in the folder
+// KOVA_MUTANTS_REACHED, if there is one.
 static bool kovaMutant(int number) {
+    static char const* const folder = std::getenv("KOVA_MUTANTS_REACHED");
     static const int chosen = [] {
         char const* const text = std::getenv("KOVA_MUTANT");
         return text == nullptr ? 0 : std::atoi(text);
     }();
+    static char wasReached[%d];
+    if (folder != nullptr && wasReached[number] == 0) {
+        wasReached[number] = 1;
+        char path[4096];
+        std::snprintf(path, sizeof path, "%%s/%%d", folder, number);
+        const int file = ::open(path, O_CREAT | O_WRONLY | O_CLOEXEC, 0666);
+        if (file >= 0) {
+            ::close(file);
+        }
+    }
     return chosen == number;
 }
 #line 1 "%s"
@@ -179,4 +195,4 @@ def written(source, chosen):
         pieces.append(source.text[at:end].decode())
         return "".join(pieces)
 
-    return PRELUDE % source.path + region(0, len(source.text), outer_first)
+    return PRELUDE % (max(chosen, default=0) + 1, source.path) + region(0, len(source.text), outer_first)
