@@ -4,6 +4,7 @@
 #include <functional>
 #include <limits>
 
+#include "support/FailingAllocations.h"
 #include "support/Payloads.h"
 #include "util/serializer/JSONStructuredSerializerOld.h"
 
@@ -164,6 +165,32 @@ TEST(JSONStructuredSerializerOldTest, PayloadIsAppendedToTheContentOfTheWriter) 
                  serializer.endSerialize(written));
     EXPECT_EQ(written, 4U);
     EXPECT_EQ(payloads::textOf(writer), "beforenull");
+}
+
+TEST(JSONStructuredSerializerOldTest, EachWriteOfAnIndentedTextFailsWithoutMemory) {
+    const std::vector<std::int32_t> ones(3, 1);
+    const std::string indented = "[\n  1,\n  1,\n  1\n]";
+    // The writer has to grow at each of the places in turn.
+    constexpr std::size_t CAPACITY = 256;
+    for (std::size_t left = 0; left < indented.size(); ++left) {
+        const std::string before(CAPACITY - left, ' ');
+        std::string text;
+        text.reserve(2 * CAPACITY);
+        const auto write = [&] {
+            util::ByteBufferWriter writer(CAPACITY);
+            JSONStructuredSerializerOld serializer(false);
+            unsigned long written = 0;
+            const bool failed = serializer.beginSerialize(&writer, nullptr) ||
+                                writer.append(before.data(), before.size()) ||
+                                serializer.serializeArray(ones) || serializer.endSerialize(written);
+            if (!failed) {
+                text.assign(reinterpret_cast<char const*>(writer.data()), writer.size());
+            }
+            return !failed;
+        };
+        EXPECT_EQ(kova::test::failEveryAllocation(write), 2) << left;
+        EXPECT_EQ(text, before + indented);
+    }
 }
 
 TEST(JSONStructuredSerializerOldTest, CapabilitiesAreTextAndNamedFields) {
