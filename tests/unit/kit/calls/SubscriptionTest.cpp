@@ -110,7 +110,10 @@ TEST_F(SubscriptionTest, LongWaitOfResetIsTraced) {
     Subscription call = start();
     Blocked blocked(service, 1, recording);
     const long runner = calls.pending().at(0).thread;
-    std::thread resetting([&] { call.reset(); });
+    std::thread resetting([&] {
+        call.reset();
+        EXPECT_EQ(recording.living(), 0U) << "the wait goes on after the trace";
+    });
     std::vector<test::Traces::Trace> seen;
     while (seen.empty()) {
         std::this_thread::yield();
