@@ -56,6 +56,13 @@ TEST_F(SocketDirectoryTest, IsPrivateIfAUserOtherThanRootCreatesIt) {
     EXPECT_EQ(modeOf(path), 0700U);
 }
 
+TEST_F(SocketDirectoryTest, RootOfTheFileSystemKeepsItsSlash) {
+    for (char const* const name : {"/", "//"}) {
+        const auto directory = SocketDirectory::open(name);
+        EXPECT_TRUE(directory || directory.error().code != statuscodes::NOT_FOUND);
+    }
+}
+
 TEST_F(SocketDirectoryTest, ExistingDirectoryKeepsItsMode) {
     make(0750);
     SocketDirectory::create(path + "///");
