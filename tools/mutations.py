@@ -9,8 +9,9 @@ from collections import namedtuple
 
 from clang.cindex import CursorKind, Index, TypeKind
 
-# A change: its bytes [start, end) in the source, its line, what it is, and the text that replaces it.
-Mutation = namedtuple("Mutation", "start end line what text is_statement")
+# A change: its bytes [start, end) in the source, its line, what it is, the text that replaces it, and the
+# cast of the original, so that both have one type.
+Mutation = namedtuple("Mutation", "start end line what text cast")
 
 OPERATORS = {"<": "<=", "<=": "<", ">": ">=", ">=": ">", "==": "!=", "!=": "==", "&&": "||", "||": "&&",
              "+": "-", "-": "+", "*": "/", "/": "*", "%": "*", "&": "|", "|": "&", "^": "&",
@@ -84,11 +85,11 @@ class Source:
         start, end = self._span(cursor)
         return self.text[start:end].decode()
 
-    def _add(self, cursor, what, text, is_statement=False):
+    def _add(self, cursor, what, text, cast=""):
         start, end = self._span(cursor)
         if 0 <= start < end and self._is_here(cursor):
             line = cursor.extent.start.line
-            self.found.setdefault((start, end, what), Mutation(start, end, line, what, text, is_statement))
+            self.found.setdefault((start, end, what), Mutation(start, end, line, what, text, cast))
 
     def _visit(self, cursor, is_code, statements=False):
         """Collects the changes below a cursor. `is_code` is set inside of functions, `statements` if the
@@ -123,8 +124,8 @@ class Source:
         if re.match(r"if\s+constexpr", self._of(cursor)):
             return
         if cursor.kind != CursorKind.WHILE_STMT:
-            self._add(condition, "always true", "true")
-        self._add(condition, "always false", "false")
+            self._add(condition, "always true", "true", "static_cast<bool>")
+        self._add(condition, "always false", "false", "static_cast<bool>")
 
     def _expression(self, cursor, statements):
         kind, text = cursor.kind, self._of(cursor)
@@ -171,7 +172,7 @@ class Source:
         elif not text.endswith(")") or not callee:
             return
         elif statements:
-            self._add(cursor, f"call of {callee} removed", "void()", True)
+            self._add(cursor, f"call of {callee} removed", "void()", "void")
         elif cursor.type.get_canonical().kind in NUMBERS:
             self._add(cursor, f"{callee}() -> zero", f"std::decay_t<decltype({text})>{{}}")
 
@@ -189,8 +190,7 @@ def written(source, chosen):
             items = items[1 + len(inside):]
             pieces.append(source.text[at:mutation.start].decode())
             original = region(mutation.start, mutation.end, inside)
-            cast = "void" if mutation.is_statement else ""
-            pieces.append(f"(kovaMutant({number}) ? {mutation.text} : {cast}({original}))")
+            pieces.append(f"(kovaMutant({number}) ? {mutation.text} : {mutation.cast}({original}))")
             at = mutation.end
         pieces.append(source.text[at:end].decode())
         return "".join(pieces)
