@@ -24,32 +24,21 @@ function(kova_common_options target)
   endif()
 endfunction()
 
-# Adds a layer: the library NAME with the alias kova::ALIAS, built from SOURCES, with its public headers
-# in INCLUDE and its private ones in INTERNAL. It links the layers and libraries in PUBLIC and PRIVATE. A
-# shared library exports the symbols that its headers mark and that abi/libNAME.map lists.
-#
-# The object library NAME_objects compiles the sources, once for the library and for the tests of
-# its private parts (see kova_add_test). Optimized builds compile SMALL_SOURCES for size. No
-# benchmark spends time in these sources.
-function(kova_add_layer name)
-  cmake_parse_arguments(ARG "" "ALIAS;INCLUDE;INTERNAL" "SOURCES;SMALL_SOURCES;PUBLIC;PRIVATE" ${ARGN})
-  set(exports ${PROJECT_SOURCE_DIR}/abi/lib${name}.map)
+# Adds the object library NAME_objects, which compiles SOURCES with the private headers in INTERNAL. It
+# links the layers and libraries in PUBLIC and PRIVATE. Optimized builds compile SMALL_SOURCES, which no
+# benchmark spends time in, for size.
+function(kova_add_objects name)
+  cmake_parse_arguments(ARG "" "" "INCLUDE;INTERNAL;SOURCES;SMALL_SOURCES;PUBLIC;PRIVATE" ${ARGN})
   add_library(${name}_objects OBJECT ${ARG_SOURCES} ${ARG_SMALL_SOURCES})
   if(NOT KOVA_SANITIZE)
     # Headers that were precompiled with -O2 cannot be used with -Os.
     set_source_files_properties(${ARG_SMALL_SOURCES} PROPERTIES
       COMPILE_OPTIONS $<$<NOT:$<CONFIG:Debug>>:-Os> SKIP_PRECOMPILE_HEADERS ON)
   endif()
-  add_library(${name} $<TARGET_OBJECTS:${name}_objects>)
-  add_library(kova::${ARG_ALIAS} ALIAS ${name})
-  foreach(target IN ITEMS ${name}_objects ${name})
-    kova_common_options(${target})
-    target_include_directories(${target} PUBLIC $<BUILD_INTERFACE:${ARG_INCLUDE}>)
-    target_link_libraries(${target} PUBLIC ${ARG_PUBLIC} PRIVATE ${ARG_PRIVATE})
-  endforeach()
-  if(ARG_INTERNAL)
-    target_include_directories(${name}_objects PRIVATE ${ARG_INTERNAL})
-  endif()
+  kova_common_options(${name}_objects)
+  target_include_directories(${name}_objects PUBLIC $<BUILD_INTERFACE:${ARG_INCLUDE}>
+    PRIVATE ${ARG_INTERNAL})
+  target_link_libraries(${name}_objects PUBLIC ${ARG_PUBLIC} PRIVATE ${ARG_PRIVATE})
   if(KOVA_PRECOMPILE)
     target_compile_options(${name}_objects PRIVATE $<$<CXX_COMPILER_ID:GNU>:-fpch-preprocess>)
     target_precompile_headers(${name}_objects PRIVATE
@@ -66,6 +55,31 @@ function(kova_add_layer name)
   # Calls within a library bind to its own functions, so they can be inlined and need no symbol lookup.
   target_compile_options(${name}_objects PRIVATE
     $<$<CXX_COMPILER_ID:GNU>:-fno-semantic-interposition>)
+endfunction()
+
+# Adds a layer: the library NAME with the alias kova::ALIAS, built from SOURCES and SMALL_SOURCES (see
+# kova_add_objects), with its public headers in INCLUDE and its private ones in INTERNAL. It links the
+# layers and libraries in PUBLIC and PRIVATE. A shared library exports the symbols that its headers mark
+# and that abi/libNAME.map lists.
+#
+# The object library NAME_objects compiles the sources, once for the library and for the tests of its
+# private parts (see kova_add_test). SHARED names a set of objects (kova_add_objects) that the library,
+# like others, contains; whatever links NAME_objects gets them, too.
+function(kova_add_layer name)
+  cmake_parse_arguments(ARG "" "ALIAS;INCLUDE;SHARED" "INTERNAL;SOURCES;SMALL_SOURCES;PUBLIC;PRIVATE"
+    ${ARGN})
+  set(exports ${PROJECT_SOURCE_DIR}/abi/lib${name}.map)
+  kova_add_objects(${name} INCLUDE ${ARG_INCLUDE} INTERNAL ${ARG_INTERNAL} SOURCES ${ARG_SOURCES}
+    SMALL_SOURCES ${ARG_SMALL_SOURCES} PUBLIC ${ARG_PUBLIC} PRIVATE ${ARG_PRIVATE})
+  add_library(${name} $<TARGET_OBJECTS:${name}_objects>)
+  if(ARG_SHARED)
+    target_sources(${name} PRIVATE $<TARGET_OBJECTS:${ARG_SHARED}_objects>)
+    target_sources(${name}_objects INTERFACE $<TARGET_OBJECTS:${ARG_SHARED}_objects>)
+  endif()
+  add_library(kova::${ARG_ALIAS} ALIAS ${name})
+  kova_common_options(${name})
+  target_include_directories(${name} PUBLIC $<BUILD_INTERFACE:${ARG_INCLUDE}>)
+  target_link_libraries(${name} PUBLIC ${ARG_PUBLIC} PRIVATE ${ARG_PRIVATE})
   target_link_options(${name} PRIVATE
     -Wl,--as-needed -Wl,-Bsymbolic-functions -Wl,--version-script=${exports}
     $<$<BOOL:${KOVA_LINKER_PACKS_RELOCATIONS}>:-Wl,-z,pack-relative-relocs>)

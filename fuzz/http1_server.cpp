@@ -17,15 +17,16 @@
 #include <string_view>
 #include <utility>
 
-#include "EventLoop.h"
 #include "foreign/ForeignDaemon.h"
 #include "kova/kit/Calls.h"
 #include "support/Fuzz.h"
+#include "wire/EventLoop.h"
 
 using namespace fuzz;
 using namespace kova;
 using namespace kova::http;
 using namespace kova::http::detail;
+using namespace kova::wire;
 
 namespace {
 

@@ -12,14 +12,15 @@
 #include <utility>
 #include <vector>
 
-#include "EventLoop.h"
 #include "client/ClientConnection.h"
 #include "client/ClientStream.h"
 #include "support/Fuzz.h"
+#include "wire/EventLoop.h"
 
 using namespace fuzz;
 using namespace kova;
 using namespace kova::http::detail;
+using namespace kova::wire;
 
 namespace {
 

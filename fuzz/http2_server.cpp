@@ -13,16 +13,17 @@
 #include <string>
 #include <utility>
 
-#include "EventLoop.h"
-#include "Records.h"
 #include "server/ServerConnection.h"
 #include "server/ServerContext.h"
 #include "support/Fuzz.h"
+#include "wire/EventLoop.h"
+#include "wire/Records.h"
 
 using namespace fuzz;
 using namespace kova;
 using namespace kova::http;
 using namespace kova::http::detail;
+using namespace kova::wire;
 
 namespace {
 

@@ -1,11 +1,11 @@
 // Records of the wire: the same bytes yield the same records, whatever pieces they arrive in. The
 // message of a record can be written as a record, from which the same message is read.
-#include "Records.h"
+#include "wire/Records.h"
 
 #include "support/Fuzz.h"
 
 using namespace kova;
-using namespace kova::http::detail;
+using namespace kova::wire;
 
 namespace {
 

@@ -43,7 +43,7 @@ DirectoryLock::DirectoryLock(int directory, std::string path)
 DirectoryLock DirectoryLock::ofSocket(const std::string& socketPath) {
     const std::size_t slash = socketPath.rfind('/');
     const std::string path = slash == std::string::npos ? "./" : socketPath.substr(0, slash + 1);
-    const FileDescriptor directory(::open(path.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+    const wire::FileDescriptor directory(::open(path.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
     if (!directory) {
         failWith(errno, path);
     }
@@ -70,9 +70,9 @@ bool DirectoryLock::tryLock() {
 }
 
 void DirectoryLock::open() {
-    file_ = FileDescriptor(::openat(directory_.get(), name_.c_str(),
-                                    O_RDWR | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC,
-                                    S_IRUSR | S_IWUSR));
+    file_ = wire::FileDescriptor(::openat(directory_.get(), name_.c_str(),
+                                          O_RDWR | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC,
+                                          S_IRUSR | S_IWUSR));
     struct stat status {};
     if (!file_ || ::fstat(file_.get(), &status) != 0) {
         const int error = errno;

@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "FileDescriptor.h"
+#include "wire/FileDescriptor.h"
 
 namespace kova::http::detail {
 
@@ -32,10 +32,10 @@ private:
     void open();
     bool isStillThere() const noexcept;
 
-    FileDescriptor directory_;
+    wire::FileDescriptor directory_;
     std::string name_;
     std::string path_;
-    FileDescriptor file_;
+    wire::FileDescriptor file_;
 };
 
 }  // namespace kova::http::detail

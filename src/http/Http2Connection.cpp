@@ -18,7 +18,7 @@ constexpr int READS_OF_A_TURN = 4;
 
 }  // namespace
 
-Http2Connection::Http2Connection(EventLoop& loop, FileDescriptor socket) noexcept
+Http2Connection::Http2Connection(wire::EventLoop& loop, wire::FileDescriptor socket) noexcept
     : loop_(loop), socket_(std::move(socket)) {}
 
 Http2Connection::~Http2Connection() {

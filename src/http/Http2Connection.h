@@ -6,8 +6,8 @@
 #include <memory>
 #include <string>
 
-#include "EventLoop.h"
-#include "FileDescriptor.h"
+#include "wire/EventLoop.h"
+#include "wire/FileDescriptor.h"
 
 namespace kova::http::detail {
 
@@ -20,7 +20,7 @@ namespace kova::http::detail {
 class Http2Connection {
 public:
     /// The socket must be non-blocking.
-    Http2Connection(EventLoop& loop, FileDescriptor socket) noexcept;
+    Http2Connection(wire::EventLoop& loop, wire::FileDescriptor socket) noexcept;
     virtual ~Http2Connection();
     Http2Connection(const Http2Connection&) = delete;
     Http2Connection& operator=(const Http2Connection&) = delete;
@@ -53,7 +53,7 @@ protected:
     /// `session` may still be read.
     virtual void onClosed() noexcept = 0;
     nghttp2_session* session() const noexcept { return session_.get(); }
-    EventLoop& loop() const noexcept { return loop_; }
+    wire::EventLoop& loop() const noexcept { return loop_; }
     int socket() const noexcept { return socket_.get(); }
 
 private:
@@ -65,8 +65,8 @@ private:
     bool write();
     void watchForWriting(bool isOn) noexcept;
 
-    EventLoop& loop_;
-    FileDescriptor socket_;
+    wire::EventLoop& loop_;
+    wire::FileDescriptor socket_;
     std::unique_ptr<nghttp2_session, DeleteSession> session_;
     std::string output_;    ///< the bytes from the session that the socket has not accepted
     std::size_t sent_ = 0;  ///< the bytes of `output_` that the socket has accepted

@@ -22,8 +22,8 @@ sockaddr_un toUnixAddress(const std::string& path) noexcept {
     return address;
 }
 
-FileDescriptor connectToPath(const std::string& path) noexcept {
-    FileDescriptor socket(::socket(AF_UNIX, SOCKET_KIND, 0));
+wire::FileDescriptor connectToPath(const std::string& path) noexcept {
+    wire::FileDescriptor socket(::socket(AF_UNIX, SOCKET_KIND, 0));
     const sockaddr_un address = toUnixAddress(path);
     if (socket &&
         ::connect(socket.get(), reinterpret_cast<sockaddr const*>(&address), sizeof address) != 0) {

@@ -9,7 +9,7 @@
 #include <string>
 #include <system_error>
 
-#include "FileDescriptor.h"
+#include "wire/FileDescriptor.h"
 
 /// What clients and servers of Unix sockets have in common. Any thread may call the functions.
 namespace kova::http::detail {
@@ -28,7 +28,7 @@ constexpr int SOCKET_KIND = SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC;
 sockaddr_un toUnixAddress(const std::string& path) noexcept;
 
 /// Returns a socket that is connected to the path. If the result is empty, `errno` has the reason.
-FileDescriptor connectToPath(const std::string& path) noexcept;
+wire::FileDescriptor connectToPath(const std::string& path) noexcept;
 
 /// Returns whether the path is that of a socket of this user that no process serves.
 bool isDeadSocket(const std::string& path) noexcept;

@@ -24,12 +24,14 @@ constexpr Layer LAYERS[] = {
     {"zelutil", "platform/zelutil/include", "platform/zelutil/src"},
     {"core", "include/kova/core", "src/core"},
     {"kit", "include/kova/kit", "src/kit"},
+    {"wire", "include/kova/wire", "src/wire"},  // a part of the transports: no public headers
     {"http", "include/kova/http", "src/http"},
     {"tool", "include/kova/tool", "src/tool"},  // a program: there are no public headers
 };
 constexpr std::size_t CORE = 3;
-constexpr std::size_t HTTP = 5;
-constexpr std::size_t TOOL = 6;
+constexpr std::size_t WIRE = 5;
+constexpr std::size_t HTTP = 6;
+constexpr std::size_t TOOL = 7;
 
 // The folders from which public headers are included.
 constexpr char const* PUBLIC_ROOTS[] = {"platform/osal/include", "platform/zelcommon/include",
@@ -49,6 +51,10 @@ struct Library {
 constexpr Library LIBRARIES[] = {
     {"fmt/", 1, CORE},        {"simdjson", 2, 2},         {"cbor", 2, 2},      {"nettle/", 2, 2},
     {"nghttp2/", HTTP, HTTP}, {"microhttpd", HTTP, HTTP}, {"CLI/", TOOL, TOOL}};
+
+bool isTransport(std::size_t layer) {
+    return layer == HTTP;
+}
 
 struct Include {
     std::string name;
@@ -150,7 +156,8 @@ private:
         if (other.layer > file.layer) {
             return std::string(LAYERS[other.layer].name) + " is above " + LAYERS[file.layer].name;
         }
-        if (!other.isPublic && other.layer != file.layer) {
+        const bool isShared = other.layer == WIRE && isTransport(file.layer);
+        if (!other.isPublic && other.layer != file.layer && !isShared) {
             return std::string("is private to ") + LAYERS[other.layer].name;
         }
         if (!other.isPublic && file.isPublic) {
@@ -181,7 +188,8 @@ private:
     }
 
     // Finds the included file: next to the including file, in the private folder of its layer, in
-    // the public folders, or in the private folder of any layer, in this order.
+    // the public folders, in the private folder of any layer, or by its path below "src", in this
+    // order.
     std::map<std::string, File>::const_iterator find(const std::string& from, std::size_t layer,
                                                      const std::string& name) const {
         std::vector<fs::path> folders = {fs::path(from).parent_path(), LAYERS[layer].privateRoot};
@@ -189,6 +197,7 @@ private:
         for (const Layer& other : LAYERS) {
             folders.emplace_back(other.privateRoot);
         }
+        folders.emplace_back("src");
         for (const fs::path& folder : folders) {
             const auto found = files_.find((folder / name).lexically_normal().generic_string());
             if (found != files_.end()) {

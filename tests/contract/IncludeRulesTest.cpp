@@ -40,6 +40,8 @@ constexpr char const* TREE[][2] = {
     {"src/core/servicecomposition/Routes.h", "#include \"api/Tools.h\""},
     {"include/kova/kit/Result.h", "#include \"kova/core/Path.h\""},
     {"src/kit/calls/Handle.h", "#include \"kova/kit/Result.h\""},
+    {"src/wire/Loop.h", "#include \"kova/kit/Result.h\""},
+    {"include/kova/http/Server.h", "#include \"kova/kit/Result.h\""},
 };
 
 struct Row {
@@ -116,6 +118,12 @@ constexpr Row ROWS[] = {
     {"src/kit/A.cpp", "#include <fmt/format.h>", "kit does not use this library"},
     {"include/kova/kit/A.h", "#include \"calls/Handle.h\"", "a public header includes a private"},
     {"src/kit/A.cpp", "#include <CLI/CLI.hpp>", "kit does not use this library"},
+    {"src/wire/A.cpp", "#include \"wire/Loop.h\"", ""},
+    {"src/wire/A.cpp", "#include \"calls/Handle.h\"", "is private to kit"},
+    {"src/wire/A.cpp", "#include \"kova/http/Server.h\"", "http is above wire"},
+    {"src/kit/A.cpp", "#include \"wire/Loop.h\"", "wire is above kit"},
+    {"src/http/A.cpp", "#include \"wire/Loop.h\"", ""},
+    {"src/tool/words/A.cpp", "#include \"wire/Loop.h\"", "is private to wire"},
     {"src/tool/words/A.cpp", "#include <CLI/CLI.hpp>", ""},
     {"src/tool/words/A.cpp", "#include \"kova/kit/Result.h\"", ""},
     {"src/tool/words/A.cpp", "#include \"calls/Handle.h\"", "is private to kit"},

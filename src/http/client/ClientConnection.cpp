@@ -30,7 +30,7 @@ nghttp2_nv field(std::string_view name, std::string_view value) noexcept {
             NGHTTP2_NV_FLAG_NO_COPY_NAME | NGHTTP2_NV_FLAG_NO_COPY_VALUE};
 }
 
-std::string inMilliseconds(EventLoop::Clock::duration time) {
+std::string inMilliseconds(wire::EventLoop::Clock::duration time) {
     return std::to_string(std::chrono::duration_cast<std::chrono::milliseconds>(time).count()) +
            " ms";
 }
@@ -114,7 +114,7 @@ struct ClientConnection::Callbacks {
     }
 };
 
-ClientConnection::ClientConnection(EventLoop& loop, FileDescriptor socket,
+ClientConnection::ClientConnection(wire::EventLoop& loop, wire::FileDescriptor socket,
                                    const ClientSettings& settings, Owner& owner)
     : Http2Connection(loop, std::move(socket)), settings_(settings), owner_(owner) {}
 
@@ -149,7 +149,7 @@ bool ClientConnection::hasCapacity() const noexcept {
 bool ClientConnection::submit(ClientStream& stream) {
     const std::array<nghttp2_nv, 5> fields{
         field(":method", "POST"), field(":scheme", "http"), field(":authority", "kova"),
-        field(":path", settings_.path), field("content-type", RECORDS_TYPE)};
+        field(":path", settings_.path), field("content-type", wire::RECORDS_TYPE)};
     nghttp2_data_provider body{};
     body.source.ptr = &stream;
     body.read_callback = Callbacks::read;
@@ -162,7 +162,7 @@ bool ClientConnection::submit(ClientStream& stream) {
     stream.connection = this;
     ++open_;
     if (!timer_) {
-        quietSince_ = EventLoop::Clock::now();
+        quietSince_ = wire::EventLoop::Clock::now();
         watch(settings_.quiet);
     }
     return true;
@@ -202,7 +202,7 @@ void ClientConnection::lose(std::string reason) noexcept {
 void ClientConnection::received() noexcept {
     hasReceived_ = true;
     isPinged_ = false;
-    quietSince_ = EventLoop::Clock::now();
+    quietSince_ = wire::EventLoop::Clock::now();
 }
 
 ClientStream* ClientConnection::find(std::int32_t number) const noexcept {
@@ -279,7 +279,7 @@ void ClientConnection::onStreamClosed(std::int32_t number, std::uint32_t code) {
 
 // --- A server that is gone -----------------------------------------------------------------------
 
-void ClientConnection::watch(EventLoop::Clock::duration time) {
+void ClientConnection::watch(wire::EventLoop::Clock::duration time) {
     timer_ = loop().after(time, [this] {
         timer_.reset();
         check();
@@ -293,7 +293,7 @@ void ClientConnection::check() {
         isPinged_ = false;
         return;
     }
-    const EventLoop::Clock::time_point now = EventLoop::Clock::now();
+    const wire::EventLoop::Clock::time_point now = wire::EventLoop::Clock::now();
     if (isPinged_) {
         checkPing(now - pingedAt_);
         return;
@@ -311,7 +311,7 @@ void ClientConnection::check() {
 
 // The answer to the PING may have arrived while a response handler blocked the loop. Unread bytes
 // therefore extend the wait.
-void ClientConnection::checkPing(EventLoop::Clock::duration age) {
+void ClientConnection::checkPing(wire::EventLoop::Clock::duration age) {
     if (age < settings_.pingLimit) {
         watch(std::min(settings_.quiet, settings_.pingLimit - age));
     } else if (hasUnreadBytes()) {

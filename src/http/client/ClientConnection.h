@@ -6,11 +6,11 @@
 #include <optional>
 #include <string>
 
-#include "EventLoop.h"
-#include "FileDescriptor.h"
 #include "Http2Connection.h"
 #include "client/ClientSettings.h"
 #include "client/ClientStream.h"
+#include "wire/EventLoop.h"
+#include "wire/FileDescriptor.h"
 
 namespace kova::http::detail {
 
@@ -40,8 +40,8 @@ public:
         ~Owner() = default;
     };
 
-    ClientConnection(EventLoop& loop, FileDescriptor socket, const ClientSettings& settings,
-                     Owner& owner);
+    ClientConnection(wire::EventLoop& loop, wire::FileDescriptor socket,
+                     const ClientSettings& settings, Owner& owner);
     ~ClientConnection() override;
 
     /// Begins the protocol. Must be the first call.
@@ -74,9 +74,9 @@ private:
     ClientStream* find(std::int32_t number) const noexcept;
     bool isIdle() const noexcept { return open_ == 0; }
 
-    void watch(EventLoop::Clock::duration time);
+    void watch(wire::EventLoop::Clock::duration time);
     void check();
-    void checkPing(EventLoop::Clock::duration age);
+    void checkPing(wire::EventLoop::Clock::duration age);
     bool hasUnreadBytes() const noexcept;
     void lose(std::string reason) noexcept;
 
@@ -89,9 +89,9 @@ private:
     bool hasSettings_ = false;  ///< the server's SETTINGS have arrived
     std::string reason_ = "the connection was closed";
 
-    std::optional<EventLoop::TimerId> timer_;  ///< of the next `check`
-    EventLoop::Clock::time_point quietSince_;
-    EventLoop::Clock::time_point pingedAt_;
+    std::optional<wire::EventLoop::TimerId> timer_;  ///< of the next `check`
+    wire::EventLoop::Clock::time_point quietSince_;
+    wire::EventLoop::Clock::time_point pingedAt_;
     bool isPinged_ = false;  ///< a PING was sent, and no bytes have arrived since
 };
 

@@ -6,7 +6,7 @@
 #include <limits>
 #include <string>
 
-#include "EventLoop.h"
+#include "wire/EventLoop.h"
 
 namespace kova::http::detail {
 
@@ -16,7 +16,7 @@ struct ClientSettings {
     /// The path of each HTTP request, percent-encoded.
     std::string path = "/";
     /// The time for which a request waits for a connection.
-    EventLoop::Clock::duration patience = std::chrono::seconds(1);
+    wire::EventLoop::Clock::duration patience = std::chrono::seconds(1);
     /// The window of a stream: the bytes of an answer that the server may send before the client
     /// has delivered them.
     std::int32_t window = 256 * 1024;
@@ -30,9 +30,9 @@ struct ClientSettings {
     bool resubscribes = false;
     /// @}
     /// The time without bytes after which the client sends a PING while requests are open.
-    EventLoop::Clock::duration quiet = std::chrono::seconds(10);
+    wire::EventLoop::Clock::duration quiet = std::chrono::seconds(10);
     /// The time for the answer to a PING.
-    EventLoop::Clock::duration pingLimit = std::chrono::seconds(5);
+    wire::EventLoop::Clock::duration pingLimit = std::chrono::seconds(5);
     /// The last number of a stream that a connection may use; then another connection follows.
     std::int32_t lastStream = std::numeric_limits<std::int32_t>::max();
 };

@@ -3,10 +3,10 @@
 #include <algorithm>
 #include <utility>
 
-#include "Records.h"
 #include "kova/core/StatusCodes.h"
 #include "kova/core/headers.h"
 #include "kova/kit/Command.h"
+#include "wire/Records.h"
 
 namespace kova::http::detail {
 
@@ -39,13 +39,13 @@ Repetition repetitionOf(const Request& request, const ClientSettings& settings) 
 /// Gives a borrowed loop back.
 class Borrowed {
 public:
-    explicit Borrowed(EventLoop& loop) noexcept : loop_(loop) {}
+    explicit Borrowed(wire::EventLoop& loop) noexcept : loop_(loop) {}
     ~Borrowed() { loop_.giveBack(); }
     Borrowed(const Borrowed&) = delete;
     Borrowed& operator=(const Borrowed&) = delete;
 
 private:
-    EventLoop& loop_;
+    wire::EventLoop& loop_;
 };
 
 }  // namespace
@@ -59,9 +59,9 @@ ClientState::ClientState(const Address& address, const ClientSettings& settings)
     : settings_(settings),
       address_(address.toString()),
       isLocal_(address.isUnix()),
-      loop_(EventLoop::start("kova-client")),
+      loop_(wire::EventLoop::start("kova-client")),
       dialer_(
-          *loop_, address, [this](FileDescriptor socket) { onConnected(std::move(socket)); },
+          *loop_, address, [this](wire::FileDescriptor socket) { onConnected(std::move(socket)); },
           settings.onlyTrusted) {
     loop_->post([this] { loop_->restWhile([this] { return streams_.empty(); }); });
 }
@@ -72,7 +72,7 @@ void* ClientState::actionRequest(const Request& request,
                                  std::unique_ptr<IResponseHandler<Response>>&& handler) {
     ClientStream::ResponseHandler owned = std::move(handler);
     std::string record;
-    if (const kit::Result<void> result = appendRequest(record, request); !result) {
+    if (const kit::Result<void> result = wire::appendRequest(record, request); !result) {
         owned->onError(result.error().toResponse());
         return UNDEFINED_REQUEST_HANDLE;
     }
@@ -293,7 +293,7 @@ void ClientState::leaveConnection() {
     disconnectedSince_ = Clock::now();
 }
 
-void ClientState::onConnected(FileDescriptor socket) {
+void ClientState::onConnected(wire::FileDescriptor socket) {
     disarmPatience();
     ClientConnection::Owner& owner = *this;
     connections_.push_back(

@@ -10,14 +10,14 @@
 #include <unordered_map>
 #include <vector>
 
-#include "EventLoop.h"
-#include "FileDescriptor.h"
 #include "client/ClientConnection.h"
 #include "client/ClientSettings.h"
 #include "client/ClientStream.h"
 #include "client/Dialer.h"
 #include "kova/core/IKovaApi.h"
 #include "kova/http/Address.h"
+#include "wire/EventLoop.h"
+#include "wire/FileDescriptor.h"
 
 namespace kova::http::detail {
 
@@ -55,13 +55,13 @@ public:
     /// @{
     /// The functions of `kit::CallerDriven`.
     bool beginDriving() noexcept;
-    bool drive(EventLoop::Clock::time_point due);
+    bool drive(wire::EventLoop::Clock::time_point due);
     void endDriving() noexcept;
     void interruptDriving() noexcept;
     /// @}
 
 private:
-    using Clock = EventLoop::Clock;
+    using Clock = wire::EventLoop::Clock;
     using Stream = std::unique_ptr<ClientStream>;
     // An order of another thread: send the request of `stream`, or, if that is null, cancel one.
     struct Order {
@@ -84,7 +84,7 @@ private:
     void sendFirst();
     void awaitConnection();
     void leaveConnection();
-    void onConnected(FileDescriptor socket);
+    void onConnected(wire::FileDescriptor socket);
     bool repeat(std::vector<Stream>& lost);
     Clock::time_point deadlineOf(const ClientStream& stream) const;
     void armPatience();
@@ -101,7 +101,7 @@ private:
     const ClientSettings settings_;
     const std::string address_;
     const bool isLocal_;  ///< whether the address is a Unix socket
-    const std::shared_ptr<EventLoop> loop_;
+    const std::shared_ptr<wire::EventLoop> loop_;
 
     std::mutex mutex_;
     std::vector<Order> orders_;
@@ -114,7 +114,7 @@ private:
     std::vector<std::unique_ptr<ClientConnection>> connections_;
     ClientConnection* current_ = nullptr;  ///< the connection for new requests
     Clock::time_point disconnectedSince_;  ///< when the latest connection was lost
-    std::optional<EventLoop::TimerId> patience_;
+    std::optional<wire::EventLoop::TimerId> patience_;
     Dialer dialer_;
     bool isDriven_ = false;  ///< a thread has borrowed the loop, and is not inside `drive`
 

@@ -64,7 +64,7 @@ void ClientStream::onHeaderEnd() {
     if (isSent()) {
         forgetRequest();
     }
-    if (isRecords() && type_ != RECORDS_TYPE) {
+    if (isRecords() && type_ != wire::RECORDS_TYPE) {
         refuse("the answer has the type '" + type_ + "'");
     }
 }
@@ -84,7 +84,7 @@ void ClientStream::onData(std::string_view bytes) {
     }
     reader_.add(bytes);
     while (!isEnded() && !loss_) {
-        const kit::Result<std::optional<Record>> record = reader_.next();
+        const kit::Result<std::optional<wire::Record>> record = reader_.next();
         if (!record) {
             refuse(record.error().message);
         } else if (*record) {
@@ -95,19 +95,19 @@ void ClientStream::onData(std::string_view bytes) {
     }
 }
 
-void ClientStream::deliver(const Record& record) {
-    if (record.kind == RecordKind::completed) {
+void ClientStream::deliver(const wire::Record& record) {
+    if (record.kind == wire::RecordKind::completed) {
         complete();
         return;
     }
-    if (record.kind == RecordKind::request) {
+    if (record.kind == wire::RecordKind::request) {
         refuse("the answer has the record of a request");
         return;
     }
     const kit::Result<Response> response = record.toResponse();
     if (!response) {
         refuse(response.error().message);
-    } else if (record.kind == RecordKind::error) {
+    } else if (record.kind == wire::RecordKind::error) {
         onError(*response);
     } else {
         deliverValue(*response);
@@ -173,7 +173,7 @@ void ClientStream::beginAgain() {
     status_ = 0;
     type_.clear();
     text_.clear();
-    reader_ = RecordReader(recordBytes_);
+    reader_ = wire::RecordReader(recordBytes_);
     refusal_.reset();
     loss_.reset();
     hasValue_ = false;

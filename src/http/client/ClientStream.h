@@ -7,11 +7,11 @@
 #include <string>
 #include <string_view>
 
-#include "EventLoop.h"
-#include "Records.h"
 #include "kova/core/IResponseHandler.h"
 #include "kova/core/Response.h"
 #include "kova/kit/Result.h"
+#include "wire/EventLoop.h"
+#include "wire/Records.h"
 
 namespace kova::http::detail {
 
@@ -89,7 +89,8 @@ public:
     std::uint64_t handle = 0;
     ClientConnection* connection = nullptr;  ///< null while the request waits for one
     std::int32_t number = 0;                 ///< of the stream in its connection
-    EventLoop::Clock::time_point arrival;    ///< when the request began to wait for a connection
+    wire::EventLoop::Clock::time_point
+        arrival;  ///< when the request began to wait for a connection
     /// @}
 
 private:
@@ -97,7 +98,7 @@ private:
     bool mayRepeat() const noexcept { return repetition_.isRetried || repetition_.isResubscribed; }
     void forgetRequest() noexcept;
     void onError(const Response& error);
-    void deliver(const Record& record);
+    void deliver(const wire::Record& record);
     void deliverValue(const Response& value);
     void complete();
     void fail(const Response& error);
@@ -111,7 +112,7 @@ private:
     unsigned short status_ = 0;
     std::string type_;  ///< the media type of the answer, without parameters
     std::string text_;  ///< the body, if it is a text
-    RecordReader reader_;
+    wire::RecordReader reader_;
     std::optional<std::uint32_t> refusal_;
 
     int retries_ = 0;

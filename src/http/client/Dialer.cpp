@@ -51,12 +51,13 @@ SocketAddress toSocketAddress(const Address& address) {
 
 }  // namespace
 
-Dialer::Dialer(EventLoop& loop, const Address& address, OnConnected onConnected, bool onlyTrusted)
+Dialer::Dialer(wire::EventLoop& loop, const Address& address, OnConnected onConnected,
+               bool onlyTrusted)
     : loop_(loop),
       address_(address),
       onConnected_(std::move(onConnected)),
       onlyTrusted_(onlyTrusted),
-      random_(static_cast<unsigned>(EventLoop::Clock::now().time_since_epoch().count())) {}
+      random_(static_cast<unsigned>(wire::EventLoop::Clock::now().time_since_epoch().count())) {}
 
 void Dialer::start() {
     if (!socket_ && !timer_) {
@@ -98,7 +99,7 @@ std::chrono::milliseconds Dialer::jitter() {
 void Dialer::attempt() {
     delay_ = std::clamp(2 * delay_, FIRST_DELAY, LONGEST_DELAY);
     const SocketAddress target = toSocketAddress(address_);
-    FileDescriptor socket(
+    wire::FileDescriptor socket(
         ::socket(target.bytes.ss_family, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
     if (!socket) {
         fail(errno);
@@ -114,7 +115,7 @@ void Dialer::attempt() {
     }
 }
 
-void Dialer::watch(FileDescriptor socket) {
+void Dialer::watch(wire::FileDescriptor socket) {
     if (!loop_.add(socket.get(), EPOLLOUT, [this](std::uint32_t) { finish(); })) {
         fail(errno);
         return;
@@ -123,7 +124,7 @@ void Dialer::watch(FileDescriptor socket) {
 }
 
 void Dialer::finish() {
-    FileDescriptor socket = std::move(socket_);
+    wire::FileDescriptor socket = std::move(socket_);
     loop_.remove(socket.get());
     int error = 0;
     socklen_t size = sizeof error;
@@ -137,7 +138,7 @@ void Dialer::finish() {
     }
 }
 
-void Dialer::connected(FileDescriptor socket) {
+void Dialer::connected(wire::FileDescriptor socket) {
     if (onlyTrusted_ && !isTrustedUser(userOfServer(socket.get()))) {
         fail(EPERM);
         return;

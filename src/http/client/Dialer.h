@@ -6,9 +6,9 @@
 #include <random>
 #include <string>
 
-#include "EventLoop.h"
-#include "FileDescriptor.h"
 #include "kova/http/Address.h"
+#include "wire/EventLoop.h"
+#include "wire/FileDescriptor.h"
 
 namespace kova::http::detail {
 
@@ -19,7 +19,7 @@ namespace kova::http::detail {
 /// that was restarted do not all connect at once. All functions belong to the thread of the loop.
 class Dialer {
 public:
-    using OnConnected = std::function<void(FileDescriptor)>;
+    using OnConnected = std::function<void(wire::FileDescriptor)>;
 
     static constexpr std::chrono::milliseconds FIRST_DELAY{10};
     static constexpr std::chrono::milliseconds LONGEST_DELAY{1000};
@@ -27,7 +27,7 @@ public:
     /// `onConnected` gets the connected socket, on the thread of the loop. It may be called inside
     /// `start`. With `onlyTrusted`, a socket that is not served by root or by the user of this
     /// process counts as a failed attempt.
-    Dialer(EventLoop& loop, const Address& address, OnConnected onConnected,
+    Dialer(wire::EventLoop& loop, const Address& address, OnConnected onConnected,
            bool onlyTrusted = false);
     ~Dialer() { stop(); }
     Dialer(const Dialer&) = delete;
@@ -44,19 +44,19 @@ public:
 
 private:
     void attempt();
-    void watch(FileDescriptor socket);
+    void watch(wire::FileDescriptor socket);
     void finish();
-    void connected(FileDescriptor socket);
+    void connected(wire::FileDescriptor socket);
     void fail(int error);
     void retry();
     std::chrono::milliseconds jitter();
 
-    EventLoop& loop_;
+    wire::EventLoop& loop_;
     const Address address_;
     const OnConnected onConnected_;
     const bool onlyTrusted_;
-    FileDescriptor socket_;  ///< the socket that is being connected
-    std::optional<EventLoop::TimerId> timer_;
+    wire::FileDescriptor socket_;  ///< the socket that is being connected
+    std::optional<wire::EventLoop::TimerId> timer_;
     std::chrono::milliseconds delay_{0};  ///< before the next attempt
     std::string reason_ = "no answer";
     std::minstd_rand random_;

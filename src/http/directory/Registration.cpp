@@ -71,7 +71,7 @@ void Registration::listenAt(const std::string& name, unsigned mode) {
     const std::string path = directory_.pathOf(name);
     checkLength(path);
     ::unlinkat(directory_.descriptor(), name.c_str(), 0);
-    socket_ = FileDescriptor(::socket(AF_UNIX, SOCKET_KIND, 0));
+    socket_ = wire::FileDescriptor(::socket(AF_UNIX, SOCKET_KIND, 0));
     if (!socket_) {
         failWith(errno, "'" + path + "'");
     }

@@ -30,8 +30,9 @@ std::string withoutSlash(std::string path) {
     return path;
 }
 
-FileDescriptor openDirectory(const std::string& path) noexcept {
-    return FileDescriptor(::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+wire::FileDescriptor openDirectory(const std::string& path) noexcept {
+    return wire::FileDescriptor(
+        ::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
 }
 
 std::string belongsTo(uid_t user) {
@@ -69,7 +70,7 @@ kit::Error forbidden(const std::string& path, const std::string& reason) {
 // Connects to a socket to find out whether a trusted process serves it. If the queue of connections
 // is full, a process serves the socket.
 kit::Result<void> probe(const std::string& path) {
-    const FileDescriptor socket = connectToPath(path);
+    const wire::FileDescriptor socket = connectToPath(path);
     if (!socket) {
         if (errno == EACCES || errno == EPERM) {
             return forbidden(path, "does not allow this process to connect");
@@ -89,12 +90,12 @@ kit::Result<void> probe(const std::string& path) {
 
 }  // namespace
 
-SocketDirectory::SocketDirectory(std::string path, FileDescriptor descriptor) noexcept
+SocketDirectory::SocketDirectory(std::string path, wire::FileDescriptor descriptor) noexcept
     : path_(std::move(path)), descriptor_(std::move(descriptor)) {}
 
 kit::Result<SocketDirectory> SocketDirectory::open(const std::string& path) {
     std::string name = withoutSlash(path);
-    FileDescriptor descriptor = openDirectory(name);
+    wire::FileDescriptor descriptor = openDirectory(name);
     if (!descriptor) {
         const int error = errno;
         if (error == ENOENT) {
@@ -117,7 +118,7 @@ SocketDirectory SocketDirectory::create(const std::string& path) {
     if (!isCreated && errno != EEXIST) {
         failWith(errno, "directory '" + name + "'");
     }
-    FileDescriptor descriptor = openDirectory(name);
+    wire::FileDescriptor descriptor = openDirectory(name);
     if (!descriptor) {
         failWith(errno, "directory '" + name + "'");
     }
@@ -136,7 +137,7 @@ bool SocketDirectory::examine(const std::string& fileName, struct stat& status) 
 
 std::vector<std::string> SocketDirectory::services() const {
     std::vector<std::string> found;
-    FileDescriptor own(::openat(descriptor(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    wire::FileDescriptor own(::openat(descriptor(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     const std::unique_ptr<DIR, int (*)(DIR*)> entries(::fdopendir(own.get()), ::closedir);
     if (!entries) {
         return found;

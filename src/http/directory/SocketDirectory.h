@@ -6,8 +6,8 @@
 #include <string>
 #include <vector>
 
-#include "FileDescriptor.h"
 #include "kova/kit/Result.h"
+#include "wire/FileDescriptor.h"
 
 namespace kova::http::detail {
 
@@ -44,10 +44,10 @@ public:
     kit::Result<std::string> find(const std::string& servicePath) const;
 
 private:
-    SocketDirectory(std::string path, FileDescriptor descriptor) noexcept;
+    SocketDirectory(std::string path, wire::FileDescriptor descriptor) noexcept;
 
     std::string path_;
-    FileDescriptor descriptor_;
+    wire::FileDescriptor descriptor_;
 };
 
 }  // namespace kova::http::detail

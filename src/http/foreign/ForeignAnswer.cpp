@@ -6,12 +6,12 @@
 #include <string_view>
 #include <utility>
 
-#include "OutOfMemory.h"
 #include "foreign/EventText.h"
 #include "foreign/Replies.h"
 #include "kova/core/StatusCodes.h"
 #include "kova/kit/Tree.h"
 #include "util/config/Scalars.h"
+#include "wire/OutOfMemory.h"
 
 namespace kova::http::detail {
 
@@ -20,14 +20,14 @@ namespace {
 // Returns the value with one more header entry, which other copies of the value do not get.
 Response withLost(const Response& value, std::uint64_t lost) {
     Response::Header header = value.getHeader().isDictionary()
-                                  ? copyOf(value.getHeader())
+                                  ? wire::copyOf(value.getHeader())
                                   : std::make_shared<util::config::Dictionary>();
     unsigned long before = 0;
     if ((*header)[kit::STREAM_LOST].get(before)) {
         before = 0;
     }
-    put(*header, kit::STREAM_LOST,
-        new util::config::ValueInt(static_cast<unsigned long>(before + lost)));
+    wire::put(*header, kit::STREAM_LOST,
+              new util::config::ValueInt(static_cast<unsigned long>(before + lost)));
     return {value.getStatusCode(), value.getPayload(), header};
 }
 
@@ -81,7 +81,7 @@ private:
 };
 
 ForeignAnswer::ForeignAnswer(const ForeignCall& call, const Limits& limits,
-                             std::shared_ptr<EventLoop> loop, EventLoop::Task onReady)
+                             std::shared_ptr<wire::EventLoop> loop, wire::EventLoop::Task onReady)
     : answer_(call.answer),
       accept_(call.accept),
       limits_(limits),
@@ -258,7 +258,7 @@ void ForeignAnswer::announce() noexcept {
 
 void ForeignAnswer::run() {
     if (onReady_) {
-        const EventLoop::Task onReady = onReady_;  // it may call `close`
+        const wire::EventLoop::Task onReady = onReady_;  // it may call `close`
         onReady();
     }
 }

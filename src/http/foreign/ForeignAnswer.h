@@ -11,11 +11,11 @@
 #include <string>
 #include <vector>
 
-#include "EventLoop.h"
 #include "foreign/Mapping.h"
 #include "kova/core/IResponseHandler.h"
 #include "kova/core/Response.h"
 #include "kova/kit/StreamOptions.h"
+#include "wire/EventLoop.h"
 
 namespace kova::http::detail {
 
@@ -26,7 +26,7 @@ namespace kova::http::detail {
 /// the client. Each part of the stream has the bound and the policy that its first value names
 /// (`kit::STREAM_QUEUE`), or `kit::Disconnect`. A part that exceeds a bound that no policy can keep
 /// ends with the error 503. If memory runs out, the answer has failed, and so have all its parts.
-class ForeignAnswer final : public EventLoop::Job,
+class ForeignAnswer final : public wire::EventLoop::Job,
                             public std::enable_shared_from_this<ForeignAnswer> {
 public:
     struct Limits {
@@ -39,8 +39,8 @@ public:
 
     /// `onReady` is called on the thread of the loop when there is something to read after
     /// `isReady` has returned false, and when a part has to be cancelled.
-    ForeignAnswer(const ForeignCall& call, const Limits& limits, std::shared_ptr<EventLoop> loop,
-                  EventLoop::Task onReady);
+    ForeignAnswer(const ForeignCall& call, const Limits& limits,
+                  std::shared_ptr<wire::EventLoop> loop, wire::EventLoop::Task onReady);
 
     /// Returns the response handler of a part. It has one end: if it is destroyed without one, the
     /// part was dropped. Call it once for each part.
@@ -112,8 +112,8 @@ private:
     const ForeignCall::Answer answer_;
     const Accept accept_;
     const Limits limits_;
-    const std::shared_ptr<EventLoop> loop_;
-    EventLoop::Task onReady_;  ///< of the thread of the loop
+    const std::shared_ptr<wire::EventLoop> loop_;
+    wire::EventLoop::Task onReady_;  ///< of the thread of the loop
 
     mutable std::mutex mutex_;
     std::condition_variable changed_;

@@ -12,11 +12,11 @@
 #include <utility>
 #include <vector>
 
-#include "OutOfMemory.h"
 #include "foreign/ForeignExchange.h"
 #include "foreign/JsonText.h"
 #include "foreign/Replies.h"
 #include "foreign/StatusTexts.h"
+#include "wire/OutOfMemory.h"
 
 namespace kova::http::detail {
 
@@ -35,7 +35,7 @@ void* onTarget(void* self, char const* target, MHD_Connection* connection) noexc
     try {
         return new ForeignExchange(*static_cast<ForeignDaemon*>(self), connection, target);
     } catch (const std::exception&) {
-        reportOutOfMemory("a connection is closed: no memory for a request");
+        wire::reportOutOfMemory("a connection is closed: no memory for a request");
         return nullptr;
     }
 }
@@ -70,7 +70,7 @@ std::string timeoutText() {
 
 }  // namespace
 
-ForeignDaemon::ForeignDaemon(std::shared_ptr<EventLoop> loop, ForeignTerms terms)
+ForeignDaemon::ForeignDaemon(std::shared_ptr<wire::EventLoop> loop, ForeignTerms terms)
     : loop_(std::move(loop)), terms_(std::move(terms)) {
     constexpr unsigned FLAGS =
         MHD_USE_EPOLL | MHD_USE_NO_LISTEN_SOCKET | MHD_ALLOW_SUSPEND_RESUME | MHD_USE_ERROR_LOG;
@@ -96,7 +96,7 @@ ForeignDaemon::~ForeignDaemon() {
     close();
 }
 
-void ForeignDaemon::adopt(FileDescriptor socket, const kit::Peer& peer) {
+void ForeignDaemon::adopt(wire::FileDescriptor socket, const kit::Peer& peer) {
     if (daemon_ == nullptr) {
         return;
     }
@@ -182,7 +182,7 @@ bool ForeignDaemon::schedule() noexcept {
 }
 
 void ForeignDaemon::giveUp(const ForeignConnection& connection) noexcept {
-    reportOutOfMemory("a connection is closed: no memory");
+    wire::reportOutOfMemory("a connection is closed: no memory");
     ::shutdown(connection.socket, SHUT_RDWR);
 }
 
@@ -210,7 +210,7 @@ void ForeignDaemon::onDeadline(ForeignConnection& connection) {
         static_cast<void>(
             ::send(connection.socket, text.data(), text.size(), MSG_DONTWAIT | MSG_NOSIGNAL));
     } catch (const std::bad_alloc&) {
-        reportOutOfMemory("a connection is closed: no memory for the status 408");
+        wire::reportOutOfMemory("a connection is closed: no memory for the status 408");
     }
     ::shutdown(connection.socket, SHUT_RDWR);
 }

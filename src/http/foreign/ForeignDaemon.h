@@ -19,7 +19,7 @@ struct ForeignConnection {
     kit::Peer peer;
     int socket = -1;
     /// The limit for the rest of a request, or for the next one.
-    std::optional<EventLoop::TimerId> deadline;
+    std::optional<wire::EventLoop::TimerId> deadline;
 
     bool isUnix() const noexcept { return peer.address.compare(0, 5, "unix:") == 0; }
 };
@@ -28,18 +28,18 @@ struct ForeignConnection {
 /// that the loop watches.
 class ForeignDaemon {
 public:
-    ForeignDaemon(std::shared_ptr<EventLoop> loop, ForeignTerms terms);
+    ForeignDaemon(std::shared_ptr<wire::EventLoop> loop, ForeignTerms terms);
     ~ForeignDaemon();
     ForeignDaemon(const ForeignDaemon&) = delete;
     ForeignDaemon& operator=(const ForeignDaemon&) = delete;
 
-    void adopt(FileDescriptor socket, const kit::Peer& peer);
+    void adopt(wire::FileDescriptor socket, const kit::Peer& peer);
     void close() noexcept;
     /// Lets the daemon process what is ready. Must also be called after a connection was resumed: a
     /// daemon that is polled from outside does not notice that by itself.
     void run() noexcept;
 
-    const std::shared_ptr<EventLoop>& loop() const noexcept { return loop_; }
+    const std::shared_ptr<wire::EventLoop>& loop() const noexcept { return loop_; }
     const ForeignTerms& terms() const noexcept { return terms_; }
 
     /// @{
@@ -62,12 +62,12 @@ private:
     static void onDeadline(ForeignConnection& connection);
     bool schedule() noexcept;
 
-    const std::shared_ptr<EventLoop> loop_;
+    const std::shared_ptr<wire::EventLoop> loop_;
     const ForeignTerms terms_;
     MHD_Daemon* daemon_ = nullptr;
     int epoll_ = -1;
     ForeignConnection* adopted_ = nullptr;  ///< the connection that is being added to the daemon
-    std::optional<EventLoop::TimerId> timer_;
+    std::optional<wire::EventLoop::TimerId> timer_;
 };
 
 }  // namespace kova::http::detail

@@ -11,13 +11,13 @@
 #include <new>
 #include <utility>
 
-#include "OutOfMemory.h"
 #include "foreign/EventText.h"
 #include "foreign/JsonText.h"
 #include "foreign/Page.h"
 #include "foreign/Replies.h"
 #include "foreign/StatusTexts.h"
 #include "kova/core/Path.h"
+#include "wire/OutOfMemory.h"
 
 namespace kova::http::detail {
 
@@ -119,7 +119,7 @@ MHD_Result ForeignExchange::onInput(char const* method, char const* version, cha
     try {
         return accept(method, version, bytes, size);
     } catch (const std::exception&) {
-        reportOutOfMemory("a connection is closed: no memory for a request");
+        wire::reportOutOfMemory("a connection is closed: no memory for a request");
         return MHD_NO;
     }
 }
@@ -349,7 +349,7 @@ ssize_t ForeignExchange::readStream(void* self, std::uint64_t, char* buffer,
             return exchange.fill(buffer, size);
         }
     } catch (const std::exception&) {
-        reportOutOfMemory("a connection is closed: no memory for its events");
+        wire::reportOutOfMemory("a connection is closed: no memory for its events");
     }
     ::shutdown(exchange.client_.socket, SHUT_RDWR);
     *buffer = '\n';

@@ -83,7 +83,7 @@ private:
     bool isStream_ = false;
     std::string text_;       ///< the events that the socket has not accepted
     std::size_t taken_ = 0;  ///< the bytes of `text_` that it has accepted
-    std::optional<EventLoop::TimerId> comment_;
+    std::optional<wire::EventLoop::TimerId> comment_;
 };
 
 }  // namespace kova::http::detail

@@ -8,12 +8,12 @@
 
 namespace kova::http::detail {
 
-ForeignServer::ForeignServer(std::shared_ptr<EventLoop> loop, ForeignTerms terms)
+ForeignServer::ForeignServer(std::shared_ptr<wire::EventLoop> loop, ForeignTerms terms)
     : daemon_(std::make_unique<ForeignDaemon>(std::move(loop), std::move(terms))) {}
 
 ForeignServer::~ForeignServer() = default;
 
-void ForeignServer::adopt(FileDescriptor socket, const kit::Peer& peer) {
+void ForeignServer::adopt(wire::FileDescriptor socket, const kit::Peer& peer) {
     daemon_->adopt(std::move(socket), peer);
 }
 

@@ -7,11 +7,11 @@
 #include <memory>
 #include <string>
 
-#include "EventLoop.h"
-#include "FileDescriptor.h"
 #include "kova/core/IKovaApi.h"
 #include "kova/http/Endpoint.h"
 #include "kova/kit/Peer.h"
+#include "wire/EventLoop.h"
+#include "wire/FileDescriptor.h"
 
 namespace kova::http::detail {
 
@@ -45,14 +45,14 @@ struct ForeignTerms {
 class ForeignServer {
 public:
     /// Throws `std::runtime_error` if the server cannot be started.
-    ForeignServer(std::shared_ptr<EventLoop> loop, ForeignTerms terms);
+    ForeignServer(std::shared_ptr<wire::EventLoop> loop, ForeignTerms terms);
     /// Calls `close`.
     ~ForeignServer();
     ForeignServer(const ForeignServer&) = delete;
     ForeignServer& operator=(const ForeignServer&) = delete;
 
     /// Serves a connection, from which nothing has been read.
-    void adopt(FileDescriptor socket, const kit::Peer& peer);
+    void adopt(wire::FileDescriptor socket, const kit::Peer& peer);
     /// Refuses all further requests with 503.
     void refuse() noexcept;
     /// Cancels all requests and closes all connections.

@@ -3,13 +3,13 @@
 #include <algorithm>
 #include <utility>
 
-#include "OutOfMemory.h"
 #include "foreign/Replies.h"
 #include "foreign/StatusTexts.h"
 #include "kova/core/Commands.h"
 #include "kova/core/headers.h"
 #include "util/config/JSONParser.h"
 #include "util/config/Scalars.h"
+#include "wire/OutOfMemory.h"
 
 namespace kova::http::detail {
 
@@ -126,7 +126,7 @@ void set(Header& header, char const* key, std::string_view text) {
     if (!header) {
         header = std::make_shared<util::config::Dictionary>();
     }
-    put(*header, key, new util::config::ValueString(text));
+    wire::put(*header, key, new util::config::ValueString(text));
 }
 
 // Writes the entries for which HTTP has fields.
@@ -148,7 +148,7 @@ void addEntries(Header& header, const ForeignCall& call, bool isRetrieval,
 
 Request makeRequest(char const* command, const std::string& path, const Payload& payload,
                     const Header& header) {
-    Header own = header ? copyOf(*header) : nullptr;
+    Header own = header ? wire::copyOf(*header) : nullptr;
     return own ? Request(command, path, payload, own) : Request(command, path, payload);
 }
 

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <utility>
 
-#include "OutOfMemory.h"
 #include "foreign/JsonText.h"
 #include "foreign/StatusTexts.h"
 #include "kova/core/Errors.h"
@@ -12,6 +11,7 @@
 #include "kova/kit/StreamOptions.h"
 #include "kova/kit/Tree.h"
 #include "util/config/Dictionary.h"
+#include "wire/OutOfMemory.h"
 #include "zel/ErrorOutput.h"
 
 namespace kova::http::detail {
@@ -168,7 +168,7 @@ std::string treeText(const Response& response) {
     if (!response.getHeader().isDictionary()) {
         return {};
     }
-    const std::shared_ptr<util::config::Dictionary> copy = copyOf(response.getHeader());
+    const std::shared_ptr<util::config::Dictionary> copy = wire::copyOf(response.getHeader());
     util::config::Dictionary& tree = *copy;
     for (char const* const key : {headers::ERROR_MESSAGE, kit::STREAM_QUEUE}) {
         tree.remove(key, true);

@@ -10,7 +10,7 @@
 #include <system_error>
 #include <utility>
 
-#include "OutOfMemory.h"
+#include "wire/OutOfMemory.h"
 
 namespace kova::http::detail {
 
@@ -27,7 +27,7 @@ bool isOfOneConnection(int error) noexcept {
 
 }  // namespace
 
-Acceptor::Acceptor(EventLoop& loop, int listener, std::size_t limit, Count count,
+Acceptor::Acceptor(wire::EventLoop& loop, int listener, std::size_t limit, Count count,
                    OnAccepted onAccepted)
     : loop_(loop),
       listener_(listener),
@@ -86,7 +86,8 @@ void Acceptor::accept() {
 
 // Returns whether there may be more connections to accept.
 bool Acceptor::acceptOne() {
-    FileDescriptor socket(::accept4(listener_, nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC));
+    wire::FileDescriptor socket(
+        ::accept4(listener_, nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC));
     if (!socket) {
         if (isOfOneConnection(errno)) {
             return true;
@@ -102,7 +103,7 @@ bool Acceptor::acceptOne() {
         onAccepted_(std::move(socket));
         return true;
     } catch (const std::bad_alloc&) {
-        reportOutOfMemory("a connection is closed: no memory to accept it");
+        wire::reportOutOfMemory("a connection is closed: no memory to accept it");
         retryLater();
         return false;
     }

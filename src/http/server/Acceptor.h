@@ -4,8 +4,8 @@
 #include <functional>
 #include <optional>
 
-#include "EventLoop.h"
-#include "FileDescriptor.h"
+#include "wire/EventLoop.h"
+#include "wire/FileDescriptor.h"
 
 namespace kova::http::detail {
 
@@ -16,12 +16,13 @@ namespace kova::http::detail {
 class Acceptor {
 public:
     /// Gets an accepted socket, which does not block. It must not destroy the acceptor.
-    using OnAccepted = std::function<void(FileDescriptor)>;
+    using OnAccepted = std::function<void(wire::FileDescriptor)>;
     using Count = std::function<std::size_t()>;
 
     /// `count` returns the number of open connections. Throws `std::system_error` if the loop
     /// cannot watch the socket.
-    Acceptor(EventLoop& loop, int listener, std::size_t limit, Count count, OnAccepted onAccepted);
+    Acceptor(wire::EventLoop& loop, int listener, std::size_t limit, Count count,
+             OnAccepted onAccepted);
     ~Acceptor();
     Acceptor(const Acceptor&) = delete;
     Acceptor& operator=(const Acceptor&) = delete;
@@ -37,13 +38,13 @@ private:
     void pause() noexcept;
     void retryLater() noexcept;
 
-    EventLoop& loop_;
+    wire::EventLoop& loop_;
     const int listener_;
     const std::size_t limit_;
     const Count count_;
     const OnAccepted onAccepted_;
     bool isWatching_ = true;
-    std::optional<EventLoop::TimerId> retry_;
+    std::optional<wire::EventLoop::TimerId> retry_;
 };
 
 }  // namespace kova::http::detail

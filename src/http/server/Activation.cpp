@@ -219,7 +219,7 @@ ActivatedSocket::ActivatedSocket(const std::string& name) {
         failWith(EADDRINUSE, "the socket '" + chosen.name + "' of the service manager");
     }
     handedOver_ = chosen.descriptor;
-    socket_ = FileDescriptor(::fcntl(chosen.descriptor, F_DUPFD_CLOEXEC, 0));
+    socket_ = wire::FileDescriptor(::fcntl(chosen.descriptor, F_DUPFD_CLOEXEC, 0));
     const bool isReady = socket_ && ::fcntl(socket_.get(), F_SETFL,
                                             ::fcntl(socket_.get(), F_GETFL) | O_NONBLOCK) == 0;
     if (!isReady) {

@@ -6,7 +6,7 @@
 #include <stdexcept>
 #include <utility>
 
-#include "OutOfMemory.h"
+#include "wire/OutOfMemory.h"
 
 namespace kova::http::detail {
 
@@ -49,9 +49,9 @@ EndpointState::EndpointState(Listening listening, const EndpointOptions& options
       services_(listening.services),
       listener_(std::move(listening.socket)),
       address_(listener_->address().toString()),
-      loop_(EventLoop::start("kova-endpoint")),
+      loop_(wire::EventLoop::start("kova-endpoint")),
       context_(options_, *loop_, services_) {
-    context_.ready = std::make_shared<ReadyQueues>(loop_, [this] { context_.flush(); });
+    context_.ready = std::make_shared<wire::ReadyQueues>(loop_, [this] { context_.flush(); });
     context_.onClosed = [this](ServerConnection& connection) { onClosed(connection); };
     context_.onRequestEnded = [this] { updateCounts(); };
 }
@@ -62,10 +62,10 @@ void EndpointState::begin() {
     acceptor_.emplace(
         *loop_, listener_->descriptor(), options_.connections,
         [this] { return connections_.load(); },
-        [this](FileDescriptor socket) { onAccepted(std::move(socket)); });
+        [this](wire::FileDescriptor socket) { onAccepted(std::move(socket)); });
 }
 
-void EndpointState::onAccepted(FileDescriptor socket) {
+void EndpointState::onAccepted(wire::FileDescriptor socket) {
     kit::Peer peer = peerOfSocket(socket.get());
     auto made = std::make_unique<Undecided>(*loop_, std::move(socket), std::move(peer));
     Undecided& undecided = *made;
@@ -89,7 +89,7 @@ void EndpointState::onDecided(Undecided& undecided, Undecided::Protocol protocol
     try {
         serve(*owned, protocol);
     } catch (const std::exception&) {
-        reportOutOfMemory("a connection is closed: no memory to serve it");
+        wire::reportOutOfMemory("a connection is closed: no memory to serve it");
     }
     updateCounts();
     if (acceptor_) {
@@ -105,7 +105,7 @@ void EndpointState::serve(Undecided& undecided, Undecided::Protocol protocol) {
     }
 }
 
-void EndpointState::startHttp2(FileDescriptor socket, const kit::Peer& peer) {
+void EndpointState::startHttp2(wire::FileDescriptor socket, const kit::Peer& peer) {
     auto made = std::make_unique<ServerConnection>(context_, std::move(socket), peer);
     ServerConnection& connection = *made;
     http2_[&connection] = std::move(made);
@@ -119,7 +119,7 @@ void EndpointState::startHttp2(FileDescriptor socket, const kit::Peer& peer) {
 
 // Throws if HTTP/1.1 cannot be started, for lack of memory or descriptors. The next connection
 // tries again.
-void EndpointState::adoptForeign(FileDescriptor socket, const kit::Peer& peer) {
+void EndpointState::adoptForeign(wire::FileDescriptor socket, const kit::Peer& peer) {
     if (!foreign_) {
         foreign_.emplace(loop_, termsOfForeign());
     }

@@ -12,7 +12,6 @@
 #include <unordered_map>
 #include <vector>
 
-#include "EventLoop.h"
 #include "foreign/ForeignServer.h"
 #include "kova/http/Endpoint.h"
 #include "server/Acceptor.h"
@@ -20,6 +19,7 @@
 #include "server/ServerConnection.h"
 #include "server/ServerContext.h"
 #include "server/Undecided.h"
+#include "wire/EventLoop.h"
 
 namespace kova::http::detail {
 
@@ -55,11 +55,11 @@ private:
 
     // On the thread of the loop:
     void begin();
-    void onAccepted(FileDescriptor socket);
+    void onAccepted(wire::FileDescriptor socket);
     void onDecided(Undecided& undecided, Undecided::Protocol protocol) noexcept;
     void serve(Undecided& undecided, Undecided::Protocol protocol);
-    void startHttp2(FileDescriptor socket, const kit::Peer& peer);
-    void adoptForeign(FileDescriptor socket, const kit::Peer& peer);
+    void startHttp2(wire::FileDescriptor socket, const kit::Peer& peer);
+    void adoptForeign(wire::FileDescriptor socket, const kit::Peer& peer);
     ForeignTerms termsOfForeign();
     std::size_t foreignConnections() const noexcept;
     void onClosed(ServerConnection& connection);
@@ -77,7 +77,7 @@ private:
     const ServedServices services_;
     std::unique_ptr<ListeningSocket> listener_;
     const std::string address_;
-    const std::shared_ptr<EventLoop> loop_;
+    const std::shared_ptr<wire::EventLoop> loop_;
     std::atomic<std::size_t> connections_{0};
 
     // Of the thread of the loop:

@@ -19,11 +19,11 @@ namespace {
 
 constexpr int BACKLOG = 512;
 
-FileDescriptor checked(int descriptor, const Address& address) {
+wire::FileDescriptor checked(int descriptor, const Address& address) {
     if (descriptor < 0) {
         failWith(errno, address.toString());
     }
-    return FileDescriptor(descriptor);
+    return wire::FileDescriptor(descriptor);
 }
 
 template <typename SocketAddress>
@@ -86,7 +86,7 @@ void Listener::listenAtPath(unsigned mode) {
 // Sets the mode through a descriptor, because another user with the right to write in the directory
 // could have replaced the file by a symbolic link.
 void Listener::adoptFile(unsigned mode) {
-    const FileDescriptor file(::open(address_.path.c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC));
+    const wire::FileDescriptor file(::open(address_.path.c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC));
     struct stat status {};
     if (file && ::fstat(file.get(), &status) == 0 && S_ISSOCK(status.st_mode)) {
         device_ = status.st_dev;

@@ -4,9 +4,9 @@
 
 #include <string>
 
-#include "FileDescriptor.h"
 #include "kova/http/Address.h"
 #include "kova/kit/Peer.h"
+#include "wire/FileDescriptor.h"
 
 namespace kova::http::detail {
 
@@ -24,7 +24,7 @@ public:
 
 protected:
     Address address_;
-    FileDescriptor socket_;
+    wire::FileDescriptor socket_;
 };
 
 /// A listening socket at an address. Its file, if it has one, exists as long as the object.

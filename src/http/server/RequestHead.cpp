@@ -1,6 +1,6 @@
 #include "server/RequestHead.h"
 
-#include "Records.h"
+#include "wire/Records.h"
 
 namespace kova::http::detail {
 
@@ -43,9 +43,9 @@ std::optional<Refusal> RequestHead::refusal() const {
                        "over HTTP/2 the method is POST, with a request in records; use HTTP/1.1 "
                        "for other requests\n"};
     }
-    if (withoutParameters(contentType_) != RECORDS_TYPE) {
-        return Refusal{
-            415, "the content type of a request in records is " + std::string(RECORDS_TYPE) + "\n"};
+    if (withoutParameters(contentType_) != wire::RECORDS_TYPE) {
+        return Refusal{415, "the content type of a request in records is " +
+                                std::string(wire::RECORDS_TYPE) + "\n"};
     }
     return std::nullopt;
 }

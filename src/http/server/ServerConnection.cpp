@@ -6,8 +6,8 @@
 #include <utility>
 #include <vector>
 
-#include "OutOfMemory.h"
 #include "kova/core/StatusCodes.h"
+#include "wire/OutOfMemory.h"
 
 namespace kova::http::detail {
 
@@ -79,7 +79,7 @@ struct ServerConnection::Callbacks {
             function();
             return 0;
         } catch (const std::bad_alloc&) {
-            reportOutOfMemory("a connection is closed: no memory for a request");
+            wire::reportOutOfMemory("a connection is closed: no memory for a request");
             return NGHTTP2_ERR_CALLBACK_FAILURE;
         } catch (...) {
             return NGHTTP2_ERR_CALLBACK_FAILURE;
@@ -159,7 +159,8 @@ struct ServerConnection::Callbacks {
     }
 };
 
-ServerConnection::ServerConnection(ServerContext& context, FileDescriptor socket, kit::Peer peer)
+ServerConnection::ServerConnection(ServerContext& context, wire::FileDescriptor socket,
+                                   kit::Peer peer)
     : Http2Connection(context.loop, std::move(socket)),
       context_(context),
       peer_(std::move(peer)),
@@ -179,7 +180,7 @@ void ServerConnection::orClose(Function function) noexcept {
     try {
         function();
     } catch (const std::bad_alloc&) {
-        reportOutOfMemory("a connection is closed: no memory");
+        wire::reportOutOfMemory("a connection is closed: no memory");
         close();
     }
 }
@@ -199,7 +200,7 @@ void ServerConnection::start() {
     require(nghttp2_submit_settings(created, NGHTTP2_FLAG_NONE, settings.data(), settings.size()));
     require(
         nghttp2_session_set_local_window_size(created, NGHTTP2_FLAG_NONE, 0, CONNECTION_WINDOW));
-    idleSince_ = EventLoop::Clock::now();
+    idleSince_ = wire::EventLoop::Clock::now();
     watchProgress(context_.options.firstBytes);
     if (context_.options.idle.count() > 0) {
         watchIdleness(context_.options.idle);
@@ -244,7 +245,7 @@ ServerStream* ServerConnection::find(std::int32_t id) const noexcept {
 void ServerConnection::beginRequest(std::int32_t id) {
     const EndpointOptions& options = context_.options;
     auto stream = std::make_unique<ServerStream>(*this, id, options.headerBytes, options.bodyBytes);
-    stream->lastProgress = EventLoop::Clock::now();
+    stream->lastProgress = wire::EventLoop::Clock::now();
     streams_[id] = std::move(stream);
     ++context_.requests;
     if (!progressTimer_) {
@@ -258,7 +259,7 @@ void ServerConnection::onFrameReceived(const nghttp2_frame& frame) {
     } else if (frame.hd.type == NGHTTP2_RST_STREAM) {
         countReset();
     } else if (ServerStream* const stream = find(frame.hd.stream_id)) {
-        stream->lastProgress = EventLoop::Clock::now();
+        stream->lastProgress = wire::EventLoop::Clock::now();
         if (Callbacks::isRequestHead(&frame)) {
             endHead(*stream);
         }
@@ -298,7 +299,7 @@ void ServerConnection::addBody(ServerStream& stream, std::string_view bytes) {
     if (stream.isRefused) {
         return;
     }
-    stream.lastProgress = EventLoop::Clock::now();
+    stream.lastProgress = wire::EventLoop::Clock::now();
     unfinishedBytes_ += bytes.size();
     const std::size_t limit = context_.options.bodyBytes;
     if (!stream.addBody(bytes)) {
@@ -327,11 +328,11 @@ void ServerConnection::dispatch(ServerStream& stream) {
         refuse(stream, {statuscodes::BAD_REQUEST, request.error().message + "\n"});
         return;
     }
-    AnswerQueue::Limits limits;
+    wire::AnswerQueue::Limits limits;
     limits.bytes = context_.options.queuedBytes;
     {
         const kit::PeerScope scope(peer_);
-        stream.send(*request, std::make_shared<AnswerQueue>(context_.ready, limits));
+        stream.send(*request, std::make_shared<wire::AnswerQueue>(context_.ready, limits));
     }
     if (stream.hasMore()) {
         submitAnswer(stream);
@@ -339,7 +340,7 @@ void ServerConnection::dispatch(ServerStream& stream) {
 }
 
 void ServerConnection::countReset() {
-    if (!resets_.add(EventLoop::Clock::now())) {
+    if (!resets_.add(wire::EventLoop::Clock::now())) {
         nghttp2_session_terminate_session(session(), NGHTTP2_ENHANCE_YOUR_CALM);
     }
 }
@@ -354,7 +355,7 @@ void ServerConnection::remove(std::int32_t id) {
     if (!stream->isComplete) {
         unfinishedBytes_ -= stream->bodySize();
     }
-    idleSince_ = EventLoop::Clock::now();
+    idleSince_ = wire::EventLoop::Clock::now();
     forget(*stream);
 }
 
@@ -381,7 +382,7 @@ void ServerConnection::refuse(ServerStream& stream, Refusal refusal) {
 
 void ServerConnection::submitAnswer(ServerStream& stream) {
     const std::array<nghttp2_nv, 2> fields = {field(":status", "200"),
-                                              field("content-type", RECORDS_TYPE)};
+                                              field("content-type", wire::RECORDS_TYPE)};
     submit(stream, fields.data(), fields.size());
 }
 
@@ -420,7 +421,7 @@ void ServerConnection::sendRecords() {
     flush();
 }
 
-void ServerConnection::watchProgress(EventLoop::Clock::duration delay) {
+void ServerConnection::watchProgress(wire::EventLoop::Clock::duration delay) {
     progressTimer_ = loop().after(delay, [this] {
         progressTimer_.reset();
         orClose([this] { endStalledRequests(); });
@@ -430,7 +431,7 @@ void ServerConnection::watchProgress(EventLoop::Clock::duration delay) {
 // One timer serves all requests, and none is set while all requests are complete.
 void ServerConnection::endStalledRequests() {
     const auto limit = context_.options.firstBytes;
-    const TimePoint now = EventLoop::Clock::now();
+    const TimePoint now = wire::EventLoop::Clock::now();
     TimePoint oldest = TimePoint::max();
     for (const auto& [id, stream] : streams_) {
         if (stream->isComplete) {
@@ -452,7 +453,7 @@ void ServerConnection::endStalledRequests() {
     }
 }
 
-void ServerConnection::watchIdleness(EventLoop::Clock::duration delay) {
+void ServerConnection::watchIdleness(wire::EventLoop::Clock::duration delay) {
     idleTimer_ = loop().after(delay, [this] {
         idleTimer_.reset();
         orClose([this] { endIfIdle(); });
@@ -461,7 +462,7 @@ void ServerConnection::watchIdleness(EventLoop::Clock::duration delay) {
 
 void ServerConnection::endIfIdle() {
     const auto limit = context_.options.idle;
-    const auto idle = EventLoop::Clock::now() - idleSince_;
+    const auto idle = wire::EventLoop::Clock::now() - idleSince_;
     if (!streams_.empty() || idle < limit) {
         watchIdleness(streams_.empty() ? limit - idle : limit);
         return;

@@ -23,7 +23,7 @@ namespace kova::http::detail {
 class ServerConnection final : public Http2Connection {
 public:
     /// `context` must outlive the object.
-    ServerConnection(ServerContext& context, FileDescriptor socket, kit::Peer peer);
+    ServerConnection(ServerContext& context, wire::FileDescriptor socket, kit::Peer peer);
     ~ServerConnection() override;
 
     /// Starts the session. May close the connection. Throws `std::bad_alloc`; the object must then
@@ -45,7 +45,7 @@ protected:
 
 private:
     struct Callbacks;
-    using TimePoint = EventLoop::Clock::time_point;
+    using TimePoint = wire::EventLoop::Clock::time_point;
 
     void onFrameReceived(const nghttp2_frame& frame);
     void beginRequest(std::int32_t id);
@@ -67,9 +67,9 @@ private:
 
     template <typename Function>
     void orClose(Function function) noexcept;
-    void watchProgress(EventLoop::Clock::duration delay);
+    void watchProgress(wire::EventLoop::Clock::duration delay);
     void endStalledRequests();
-    void watchIdleness(EventLoop::Clock::duration delay);
+    void watchIdleness(wire::EventLoop::Clock::duration delay);
     void endIfIdle();
 
     ServerContext& context_;
@@ -80,8 +80,8 @@ private:
     bool hasSettings_ = false;         ///< the client has completed the preface
     bool isUnflushed_ = false;         ///< in `ServerContext::unflushed`
     TimePoint idleSince_;
-    std::optional<EventLoop::TimerId> progressTimer_;
-    std::optional<EventLoop::TimerId> idleTimer_;
+    std::optional<wire::EventLoop::TimerId> progressTimer_;
+    std::optional<wire::EventLoop::TimerId> idleTimer_;
 };
 
 }  // namespace kova::http::detail

@@ -94,11 +94,11 @@ ServedServices::ServedServices(const std::map<std::string, IKovaApi*>& services)
         if (service == nullptr) {
             throw std::invalid_argument("the service '" + path + "' is null");
         }
-        services_[path] = std::make_unique<ServedService>(*service);
+        services_[path] = std::make_unique<wire::ServedService>(*service);
     }
 }
 
-ServedService* ServedServices::find(std::string_view path) const {
+wire::ServedService* ServedServices::find(std::string_view path) const {
     if (path == "/" && services_.size() == 1) {
         return services_.begin()->second.get();
     }

@@ -8,11 +8,11 @@
 #include <string_view>
 #include <vector>
 
-#include "EventLoop.h"
 #include "kova/http/Endpoint.h"
 #include "kova/kit/Peer.h"
-#include "server/AnswerQueue.h"
-#include "server/ServedService.h"
+#include "wire/AnswerQueue.h"
+#include "wire/EventLoop.h"
+#include "wire/ServedService.h"
 
 namespace kova::http::detail {
 
@@ -43,24 +43,25 @@ public:
 
     /// Returns the service that the path of an HTTP request names; null if the path names no
     /// service. The path is percent-encoded. "/" names the only service of an endpoint.
-    ServedService* find(std::string_view path) const;
-    const std::map<std::string, std::unique_ptr<ServedService>>& all() const noexcept {
+    wire::ServedService* find(std::string_view path) const;
+    const std::map<std::string, std::unique_ptr<wire::ServedService>>& all() const noexcept {
         return services_;
     }
 
 private:
-    std::map<std::string, std::unique_ptr<ServedService>> services_;
+    std::map<std::string, std::unique_ptr<wire::ServedService>> services_;
 };
 
 /// What the connections of an endpoint share. Belongs to the thread of the loop.
 struct ServerContext {
-    ServerContext(const EndpointOptions& options, EventLoop& loop, const ServedServices& services)
+    ServerContext(const EndpointOptions& options, wire::EventLoop& loop,
+                  const ServedServices& services)
         : options(options), loop(loop), services(services), peers(options.requestsOfPeer) {}
 
     const EndpointOptions& options;
-    EventLoop& loop;
+    wire::EventLoop& loop;
     const ServedServices& services;
-    std::shared_ptr<ReadyQueues> ready;
+    std::shared_ptr<wire::ReadyQueues> ready;
     PeerLimit peers;
     /// Whether new requests are refused.
     bool isStopping = false;

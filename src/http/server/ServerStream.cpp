@@ -6,8 +6,8 @@
 #include <cstring>
 #include <utility>
 
-#include "OutOfMemory.h"
 #include "server/ServerConnection.h"
+#include "wire/OutOfMemory.h"
 
 namespace kova::http::detail {
 
@@ -29,11 +29,11 @@ bool ServerStream::addBody(std::string_view bytes) {
 }
 
 kit::Result<Request> ServerStream::readRequest() {
-    const kit::Result<std::optional<Record>> record = reader_->next();
+    const kit::Result<std::optional<wire::Record>> record = reader_->next();
     if (!record) {
         return record.error();
     }
-    if (!*record || (*record)->kind != RecordKind::request) {
+    if (!*record || (*record)->kind != wire::RecordKind::request) {
         return malformed("the body is not the record of a request");
     }
     kit::Result<Request> request = (*record)->toRequest();
@@ -43,12 +43,12 @@ kit::Result<Request> ServerStream::readRequest() {
     return request;
 }
 
-void ServerStream::send(const Request& request, const std::shared_ptr<AnswerQueue>& queue) {
+void ServerStream::send(const Request& request, const std::shared_ptr<wire::AnswerQueue>& queue) {
     queue_ = queue;
     queue->reader = this;
     reader_.reset();
     const kit::Result<void*> handle =
-        service->send(request, std::make_unique<AnswerHandler>(queue));
+        service->send(request, std::make_unique<wire::AnswerHandler>(queue));
     if (handle) {
         handle_ = *handle;
     } else {
@@ -68,13 +68,13 @@ std::ptrdiff_t ServerStream::read(std::uint8_t* bytes, std::size_t size, bool& i
         if (sent_ == record_.size()) {
             sent_ = 0;
             record_.clear();
-            const auto taken = queue_ ? queue_->take(record_) : AnswerQueue::Taken::end;
-            isOver = taken == AnswerQueue::Taken::end;
-            if (taken == AnswerQueue::Taken::failed) {
-                reportOutOfMemory("a stream is reset: no memory for its answer");
+            const auto taken = queue_ ? queue_->take(record_) : wire::AnswerQueue::Taken::end;
+            isOver = taken == wire::AnswerQueue::Taken::end;
+            if (taken == wire::AnswerQueue::Taken::failed) {
+                wire::reportOutOfMemory("a stream is reset: no memory for its answer");
                 return NGHTTP2_ERR_TEMPORAL_CALLBACK_FAILURE;
             }
-            if (taken != AnswerQueue::Taken::record) {
+            if (taken != wire::AnswerQueue::Taken::record) {
                 break;
             }
         }

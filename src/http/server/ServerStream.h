@@ -8,11 +8,11 @@
 #include <string_view>
 #include <utility>
 
-#include "EventLoop.h"
-#include "Records.h"
-#include "server/AnswerQueue.h"
 #include "server/RequestHead.h"
-#include "server/ServedService.h"
+#include "wire/AnswerQueue.h"
+#include "wire/EventLoop.h"
+#include "wire/Records.h"
+#include "wire/ServedService.h"
 
 namespace kova::http::detail {
 
@@ -20,9 +20,9 @@ class ServerConnection;
 
 /// One HTTP/2 stream at the server: a request that arrives, and its answer. Belongs to the thread
 /// of the loop.
-class ServerStream final : public AnswerReader {
+class ServerStream final : public wire::AnswerReader {
 public:
-    using TimePoint = EventLoop::Clock::time_point;
+    using TimePoint = wire::EventLoop::Clock::time_point;
 
     ServerStream(ServerConnection& connection, std::int32_t id, std::size_t headerBytes,
                  std::size_t bodyBytes) noexcept
@@ -45,7 +45,7 @@ public:
     kit::Result<Request> readRequest();
 
     /// Sends the request to the service. Its answer goes to the queue.
-    void send(const Request& request, const std::shared_ptr<AnswerQueue>& queue);
+    void send(const Request& request, const std::shared_ptr<wire::AnswerQueue>& queue);
     /// Makes the text the whole answer.
     void setText(std::string text);
     /// Copies bytes of the answer. Returns the number, or `NGHTTP2_ERR_DEFERRED` if no byte is
@@ -67,16 +67,16 @@ public:
     bool isRefused = false;    ///< an HTTP error answers it
     bool isSubmitted = false;  ///< the head of the response is made
     bool isCountedForPeer = false;
-    ServedService* service = nullptr;  ///< the service that the path names
+    wire::ServedService* service = nullptr;  ///< the service that the path names
 
 private:
     ServerConnection& connection_;
     const std::int32_t id_;
     const std::size_t bodyLimit_;
     std::size_t bodySize_ = 0;
-    std::optional<RecordReader> reader_;  ///< until the request is sent
+    std::optional<wire::RecordReader> reader_;  ///< until the request is sent
     void* handle_ = nullptr;
-    std::shared_ptr<AnswerQueue> queue_;
+    std::shared_ptr<wire::AnswerQueue> queue_;
     std::string record_;    ///< the record that is being sent
     std::size_t sent_ = 0;  ///< the bytes of `record_` that are sent
 };

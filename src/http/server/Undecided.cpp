@@ -16,7 +16,7 @@ constexpr std::string_view PREFACE = "PRI";
 
 }  // namespace
 
-Undecided::Undecided(EventLoop& loop, FileDescriptor socket, kit::Peer peer) noexcept
+Undecided::Undecided(wire::EventLoop& loop, wire::FileDescriptor socket, kit::Peer peer) noexcept
     : loop_(loop), socket_(std::move(socket)), peer_(std::move(peer)) {}
 
 Undecided::~Undecided() {

@@ -4,9 +4,9 @@
 #include <functional>
 #include <utility>
 
-#include "EventLoop.h"
-#include "FileDescriptor.h"
 #include "kova/kit/Peer.h"
+#include "wire/EventLoop.h"
+#include "wire/FileDescriptor.h"
 
 namespace kova::http::detail {
 
@@ -21,7 +21,7 @@ public:
     /// object may be destroyed in it.
     using OnDecided = std::function<void(Protocol)>;
 
-    Undecided(EventLoop& loop, FileDescriptor socket, kit::Peer peer) noexcept;
+    Undecided(wire::EventLoop& loop, wire::FileDescriptor socket, kit::Peer peer) noexcept;
     ~Undecided();
     Undecided(const Undecided&) = delete;
     Undecided& operator=(const Undecided&) = delete;
@@ -30,18 +30,18 @@ public:
     /// then be destroyed.
     void start(std::chrono::milliseconds limit, OnDecided onDecided);
     /// Releases the socket. All its bytes are still unread.
-    FileDescriptor takeSocket() noexcept { return std::move(socket_); }
+    wire::FileDescriptor takeSocket() noexcept { return std::move(socket_); }
     const kit::Peer& peer() const noexcept { return peer_; }
 
 private:
     void peek(std::uint32_t events);
     void decide(Protocol protocol);
 
-    EventLoop& loop_;
-    FileDescriptor socket_;
+    wire::EventLoop& loop_;
+    wire::FileDescriptor socket_;
     const kit::Peer peer_;
     OnDecided onDecided_;
-    EventLoop::TimerId timer_;
+    wire::EventLoop::TimerId timer_;
     bool isStarted_ = false;
 };
 

@@ -11,12 +11,12 @@
 #include <utility>
 #include <vector>
 
-#include "Records.h"
 #include "kova/core/IKovaApi.h"
 #include "kova/http/Connect.h"
 #include "support/Http2Peer.h"
 #include "support/Threads.h"
 #include "support/Watchdog.h"
+#include "wire/Records.h"
 
 namespace kova::http {
 namespace {
@@ -73,8 +73,8 @@ private:
 
 std::string answer() {
     std::string records;
-    EXPECT_TRUE(detail::appendEvent(records, detail::RecordKind::next, Response(200), true));
-    detail::appendCompleted(records, false);
+    EXPECT_TRUE(wire::appendEvent(records, wire::RecordKind::next, Response(200), true));
+    wire::appendCompleted(records, false);
     return records;
 }
 

@@ -9,9 +9,9 @@
 #include <fstream>
 #include <string>
 
-#include "Records.h"
 #include "kova/http/Endpoint.h"
 #include "support/HeldService.h"
+#include "wire/Records.h"
 
 namespace kova::http {
 namespace {
@@ -35,7 +35,7 @@ protected:
             GTEST_SKIP() << "nghttp2-client is not installed";
         }
         std::string record;
-        detail::appendRequest(record, Request("retrieve", "/state")).orThrow();
+        wire::appendRequest(record, Request("retrieve", "/state")).orThrow();
         std::ofstream(body, std::ios::binary) << record;
         service.onRequest = [this](std::size_t number) {
             service.answer(number, Response(200, Payload::createFromString("an answer")));

@@ -5,12 +5,12 @@
 #include <memory>
 #include <string>
 
-#include "Records.h"
 #include "client/RemoteService.h"
 #include "kova/core/headers.h"
 #include "kova/testing/Recording.h"
 #include "support/Http2Peer.h"
 #include "support/Watchdog.h"
+#include "wire/Records.h"
 
 namespace kova::http::detail {
 namespace {
@@ -21,20 +21,20 @@ using test::Http2Peer;
 
 std::string value(unsigned short code) {
     std::string record;
-    EXPECT_TRUE(appendEvent(record, RecordKind::next, Response(code), true));
+    EXPECT_TRUE(wire::appendEvent(record, wire::RecordKind::next, Response(code), true));
     return record;
 }
 
 std::string completed(bool isFirst = true) {
     std::string record;
-    appendCompleted(record, isFirst);
+    wire::appendCompleted(record, isFirst);
     return record;
 }
 
 std::string error(unsigned short code, char const* message) {
     std::string record;
-    EXPECT_TRUE(
-        appendEvent(record, RecordKind::error, Response::createErrorResponse(code, message), true));
+    EXPECT_TRUE(wire::appendEvent(record, wire::RecordKind::error,
+                                  Response::createErrorResponse(code, message), true));
     return record;
 }
 

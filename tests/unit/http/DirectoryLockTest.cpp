@@ -102,7 +102,7 @@ TEST_F(DirectoryLockTest, ForkedChildDoesNotKeepIt) {
 }
 
 TEST_F(DirectoryLockTest, LockOfTheDirectoryItselfHasNoEffect) {
-    const FileDescriptor reader(::open(folder.path().c_str(), O_RDONLY | O_CLOEXEC));
+    const wire::FileDescriptor reader(::open(folder.path().c_str(), O_RDONLY | O_CLOEXEC));
     ASSERT_EQ(::flock(reader.get(), LOCK_EX), 0);
     EXPECT_EQ(errorOfLock(), 0);
 }

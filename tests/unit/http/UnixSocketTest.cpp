@@ -25,7 +25,7 @@ TEST_F(UnixSocketTest, LongestPathHasAnAddress) {
 }
 
 TEST_F(UnixSocketTest, ConnectsToASocketThatListens) {
-    const FileDescriptor server = listenAt(socketPath);
+    const wire::FileDescriptor server = listenAt(socketPath);
     EXPECT_TRUE(connectToPath(socketPath));
     EXPECT_FALSE(isDeadSocket(socketPath));
 }
@@ -47,14 +47,14 @@ TEST_F(UnixSocketTest, OtherFilesAreNotDeadSockets) {
 }
 
 TEST_F(UnixSocketTest, UserOfAServerIsThatOfTheProcessThatListens) {
-    const FileDescriptor server = listenAt(socketPath);
+    const wire::FileDescriptor server = listenAt(socketPath);
     EXPECT_EQ(userOfServer(connectToPath(socketPath).get()), ::geteuid());
 }
 
 TEST_F(UnixSocketTest, SocketThatIsNotConnectedHasNoUser) {
-    const FileDescriptor local(::socket(AF_UNIX, SOCKET_KIND, 0));
+    const wire::FileDescriptor local(::socket(AF_UNIX, SOCKET_KIND, 0));
     EXPECT_EQ(userOfServer(local.get()), std::nullopt);
-    const FileDescriptor internet(::socket(AF_INET, SOCKET_KIND, 0));
+    const wire::FileDescriptor internet(::socket(AF_INET, SOCKET_KIND, 0));
     EXPECT_EQ(userOfServer(internet.get()), std::nullopt);
     EXPECT_EQ(userOfServer(-1), std::nullopt);
 }

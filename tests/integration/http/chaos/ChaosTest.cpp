@@ -310,7 +310,7 @@ TEST_F(MutationTest, BytesOfAServerEndEachRequestOnce) {
             for (char const* const path : {"/stream/x", "/push", "/echo"}) {
                 ask(*client, outcome, path);
             }
-            const detail::FileDescriptor server(listener.accept());
+            const wire::FileDescriptor server(listener.accept());
             listener.close();
             const std::string bytes = mutated(recorded.fromServer, dice);
             ::send(server.get(), bytes.data(), bytes.size(), MSG_NOSIGNAL);

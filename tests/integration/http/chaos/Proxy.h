@@ -10,9 +10,9 @@
 #include <string>
 #include <thread>
 
-#include "FileDescriptor.h"
 #include "UnixSocket.h"
 #include "support/Http2Peer.h"
+#include "wire/FileDescriptor.h"
 
 namespace kova::http::test {
 
@@ -55,7 +55,7 @@ public:
 
 private:
     void run() {
-        ends_[0] = detail::FileDescriptor(listener_.accept());
+        ends_[0] = wire::FileDescriptor(listener_.accept());
         listener_.close();
         ends_[1] = detail::connectToPath(serverPath_);
         while (forward()) {
@@ -141,8 +141,8 @@ private:
     const Then then_;
     std::size_t left_;
     kova::test::UnixListener listener_;
-    detail::FileDescriptor stop_{::eventfd(0, EFD_CLOEXEC)};
-    std::array<detail::FileDescriptor, 2> ends_;  ///< the sockets to the client and to the server
+    wire::FileDescriptor stop_{::eventfd(0, EFD_CLOEXEC)};
+    std::array<wire::FileDescriptor, 2> ends_;  ///< of the client, of the server
     std::array<std::string, 2> received_;
     std::thread thread_;
 };

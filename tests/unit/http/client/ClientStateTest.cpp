@@ -14,12 +14,12 @@
 #include <utility>
 #include <vector>
 
-#include "Records.h"
 #include "client/RemoteService.h"
 #include "kova/core/response_handlers.h"
 #include "kova/testing/Recording.h"
 #include "support/Http2Peer.h"
 #include "support/Watchdog.h"
+#include "wire/Records.h"
 
 namespace kova::http::detail {
 namespace {
@@ -40,13 +40,13 @@ std::string value(const std::string& text, bool isFirst = true) {
     std::string record;
     const Payload payload = Payload::createFromRaw(
         reinterpret_cast<unsigned char const*>(text.data()), text.size(), "plain/text");
-    EXPECT_TRUE(appendEvent(record, RecordKind::next, Response(200, payload), isFirst));
+    EXPECT_TRUE(wire::appendEvent(record, wire::RecordKind::next, Response(200, payload), isFirst));
     return record;
 }
 
 std::string completed(bool isFirst = true) {
     std::string record;
-    appendCompleted(record, isFirst);
+    wire::appendCompleted(record, isFirst);
     return record;
 }
 
@@ -104,7 +104,7 @@ TEST_F(ClientStateTest, RequestIsOneRecordInAPost) {
                                   {":path", "/device"},
                                   {"content-type", "application/vnd.kova.events"}}));
     std::string expected;
-    ASSERT_TRUE(appendRequest(expected, Request("retrieve", "/system/memory")));
+    ASSERT_TRUE(wire::appendRequest(expected, Request("retrieve", "/system/memory")));
     EXPECT_EQ(request.body, expected);
     peer->answer(request.number, value("a") + completed(false));
     EXPECT_EQ(recording.waitFor(2), (Events{"value 200 a", "completed"}));
@@ -336,7 +336,7 @@ TEST_F(ClientStateTest, RequestThatIsCancelledBeforeItIsSentIsNotSent) {
     peer->answer(number, completed());
     const Http2Peer::Request request = peer->waitForRequest();
     std::string expected;
-    ASSERT_TRUE(appendRequest(expected, Request("retrieve", "/3")));
+    ASSERT_TRUE(wire::appendRequest(expected, Request("retrieve", "/3")));
     EXPECT_EQ(request.body, expected);
     EXPECT_EQ(second.events(), Events());
 }

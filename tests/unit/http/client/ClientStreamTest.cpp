@@ -10,9 +10,9 @@
 #include <string_view>
 #include <vector>
 
-#include "Records.h"
 #include "kova/core/response_handlers.h"
 #include "kova/testing/Recording.h"
+#include "wire/Records.h"
 
 namespace kova::http::detail {
 namespace {
@@ -22,32 +22,32 @@ using Events = testing::Recording::Events;
 
 std::string next(unsigned short code, bool isFirst = true) {
     std::string record;
-    EXPECT_TRUE(appendEvent(record, RecordKind::next, Response(code), isFirst));
+    EXPECT_TRUE(wire::appendEvent(record, wire::RecordKind::next, Response(code), isFirst));
     return record;
 }
 
 std::string error(unsigned short code, char const* message, bool isFirst = true) {
     std::string record;
-    EXPECT_TRUE(appendEvent(record, RecordKind::error, Response::createErrorResponse(code, message),
-                            isFirst));
+    EXPECT_TRUE(wire::appendEvent(record, wire::RecordKind::error,
+                                  Response::createErrorResponse(code, message), isFirst));
     return record;
 }
 
 std::string completed(bool isFirst = true) {
     std::string record;
-    appendCompleted(record, isFirst);
+    wire::appendCompleted(record, isFirst);
     return record;
 }
 
 std::string request() {
     std::string record;
-    EXPECT_TRUE(appendRequest(record, Request("retrieve", "/")));
+    EXPECT_TRUE(wire::appendRequest(record, Request("retrieve", "/")));
     return record;
 }
 
 class ClientStreamTest : public ::testing::Test {
 protected:
-    void begin(std::string_view status = "200", std::string_view type = RECORDS_TYPE) {
+    void begin(std::string_view status = "200", std::string_view type = wire::RECORDS_TYPE) {
         stream.onHeader(":status", status);
         stream.onHeader("content-type", type);
         stream.onHeaderEnd();
@@ -116,7 +116,7 @@ TEST_F(ClientStreamTest, ReceiverThatWantsNoMoreValuesIsCompleted) {
                             [](const Response&) { FAIL(); }, [&] { ++ends; }),
                         "r", 1024};
     single.onHeader(":status", "200");
-    single.onHeader("content-type", RECORDS_TYPE);
+    single.onHeader("content-type", wire::RECORDS_TYPE);
     single.onHeaderEnd();
     single.onData(next(200) + next(200, false) + next(200, false) + error(500, "x", false));
     EXPECT_EQ(values, 2);

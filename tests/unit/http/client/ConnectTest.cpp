@@ -6,11 +6,11 @@
 #include <memory>
 #include <string>
 
-#include "Records.h"
 #include "kova/kit/Calls.h"
 #include "kova/testing/Recording.h"
 #include "support/Http2Peer.h"
 #include "support/Watchdog.h"
+#include "wire/Records.h"
 
 namespace kova::http {
 namespace {
@@ -110,9 +110,9 @@ TEST_P(Sizes, LimitTheAnswer) {
     test::Http2Peer peer(listener.accept());
     std::string record;
     const unsigned char byte = 'x';
-    ASSERT_TRUE(detail::appendEvent(record, detail::RecordKind::next,
-                                    Response(200, Payload::createFromRaw(&byte, 1, "plain/text")),
-                                    true));
+    ASSERT_TRUE(wire::appendEvent(record, wire::RecordKind::next,
+                                  Response(200, Payload::createFromRaw(&byte, 1, "plain/text")),
+                                  true));
     ASSERT_EQ(record.size(), 4U + 35U);
     const std::int32_t number = peer.waitForRequest().number;
     peer.answer(number, record, false);

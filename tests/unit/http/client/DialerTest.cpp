@@ -40,7 +40,7 @@ protected:
         onLoop([&] {
             dialer = std::make_unique<Dialer>(
                 *loop, *Address::parse(address),
-                [&](FileDescriptor socket) { connected.set_value(std::move(socket)); },
+                [&](wire::FileDescriptor socket) { connected.set_value(std::move(socket)); },
                 onlyTrusted);
             dialer->start();
             reason = dialer->reason();
@@ -49,8 +49,8 @@ protected:
 
     test::Watchdog watchdog{"a dialer connects"};
     test::UnixListener listener;
-    const std::shared_ptr<EventLoop> loop = EventLoop::start("test-loop");
-    std::promise<FileDescriptor> connected;
+    const std::shared_ptr<wire::EventLoop> loop = wire::EventLoop::start("test-loop");
+    std::promise<wire::FileDescriptor> connected;
     std::string reason;
     std::unique_ptr<Dialer> dialer;
 };
@@ -69,7 +69,7 @@ TEST_F(DialerTest, ServerOfThisUserIsTrusted) {
 
 TEST_F(DialerTest, ServerOfAnotherUserIsNotTrusted) {
     KOVA_SKIP_UNLESS_ROOT();
-    const FileDescriptor server(::socket(AF_UNIX, SOCK_STREAM, 0));
+    const wire::FileDescriptor server(::socket(AF_UNIX, SOCK_STREAM, 0));
     const std::string path = listener.address().substr(5);
     const sockaddr_un address = toUnixAddress(path);
     ASSERT_EQ(::bind(server.get(), reinterpret_cast<sockaddr const*>(&address), sizeof address), 0);
@@ -83,7 +83,7 @@ TEST_F(DialerTest, ServerOfAnotherUserIsNotTrusted) {
 }
 
 TEST_F(DialerTest, TcpSocketIsConnected) {
-    const FileDescriptor server(::socket(AF_INET, SOCK_STREAM, 0));
+    const wire::FileDescriptor server(::socket(AF_INET, SOCK_STREAM, 0));
     sockaddr_in address{};
     address.sin_family = AF_INET;
     address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
@@ -96,7 +96,7 @@ TEST_F(DialerTest, TcpSocketIsConnected) {
 }
 
 TEST_F(DialerTest, RefusedTcpConnectionIsTriedAgain) {
-    const FileDescriptor server(::socket(AF_INET6, SOCK_STREAM, 0));
+    const wire::FileDescriptor server(::socket(AF_INET6, SOCK_STREAM, 0));
     sockaddr_in6 address{};
     address.sin6_family = AF_INET6;
     address.sin6_addr = in6addr_loopback;
@@ -122,7 +122,7 @@ TEST_F(DialerTest, MissingSocketIsTriedAgainUntilItExists) {
 TEST_F(DialerTest, FullQueueOfAUnixSocketIsTriedAgain) {
     listener.listen(0);
     dial(listener.address());
-    const FileDescriptor first = connected.get_future().get();
+    const wire::FileDescriptor first = connected.get_future().get();
     connected = {};
     dial(listener.address());
     EXPECT_EQ(reason, "Resource temporarily unavailable");
@@ -146,7 +146,7 @@ TEST_F(DialerTest, SecondConnectionIsDelayedUntilTheDelayIsForgotten) {
     dial(listener.address());
     ASSERT_TRUE(connected.get_future().get());
     connected = {};
-    std::future<FileDescriptor> again = connected.get_future();
+    std::future<wire::FileDescriptor> again = connected.get_future();
     onLoop([&] {
         dialer->start();
         EXPECT_EQ(again.wait_for(0s), std::future_status::timeout);

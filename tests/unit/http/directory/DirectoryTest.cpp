@@ -244,7 +244,7 @@ TEST_F(DirectoryTest, ServerThatIsReplacedByOneOfAnotherUserIsNotTrusted) {
     options.connection.patience = std::chrono::milliseconds(1);
     const Opened opened = http::open("kova:/a$/level", options).orThrow();
     endpoint.reset();
-    const detail::FileDescriptor socket = bindSocket(*this / "a");
+    const wire::FileDescriptor socket = bindSocket(*this / "a");
     {
         const OtherUser alice(OtherUser::ALICE);
         ASSERT_EQ(::listen(socket.get(), 8), 0);

@@ -43,16 +43,16 @@ protected:
     std::string operator/(const std::string& name) const { return path + "/" + name; }
 
     /// Binds a socket to a path, and lets the caller listen.
-    static detail::FileDescriptor bindSocket(const std::string& path) {
-        detail::FileDescriptor socket(::socket(AF_UNIX, detail::SOCKET_KIND, 0));
+    static wire::FileDescriptor bindSocket(const std::string& path) {
+        wire::FileDescriptor socket(::socket(AF_UNIX, detail::SOCKET_KIND, 0));
         const sockaddr_un name = detail::toUnixAddress(path);
         if (::bind(socket.get(), reinterpret_cast<sockaddr const*>(&name), sizeof name) != 0) {
             throw std::runtime_error("cannot bind " + path);
         }
         return socket;
     }
-    static detail::FileDescriptor listenAt(const std::string& path, int backlog = 8) {
-        detail::FileDescriptor socket = bindSocket(path);
+    static wire::FileDescriptor listenAt(const std::string& path, int backlog = 8) {
+        wire::FileDescriptor socket = bindSocket(path);
         ::listen(socket.get(), backlog);
         return socket;
     }

@@ -73,7 +73,7 @@ TEST_F(RegistrationTest, ExhaustedDescriptorsAreTheReasonOfTheError) {
     ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &former), 0);
     int error = EMFILE;
     for (rlim_t left = 0; left < 8 && error != 0; ++left) {
-        const FileDescriptor next(::open("/dev/null", O_RDONLY | O_CLOEXEC));
+        const wire::FileDescriptor next(::open("/dev/null", O_RDONLY | O_CLOEXEC));
         const rlimit limit{static_cast<rlim_t>(next.get()) + 1 + left, former.rlim_max};
         ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &limit), 0);
         error = errorOfAdd().first;

@@ -166,14 +166,14 @@ TEST_F(SocketDirectoryTest, LimitedNumberOfNamesIsRead) {
 
 TEST_F(SocketDirectoryTest, ServedSocketIsFound) {
     make();
-    const FileDescriptor socket = listenAt(*this / "media+player2");
+    const wire::FileDescriptor socket = listenAt(*this / "media+player2");
     EXPECT_EQ(find("/media/player2").orThrow(), *this / "media+player2");
 }
 
 TEST_F(SocketDirectoryTest, SocketWhoseQueueIsFullIsFound) {
     make();
-    const FileDescriptor socket = listenAt(*this / "device", 0);
-    const FileDescriptor first = connectToPath(*this / "device");
+    const wire::FileDescriptor socket = listenAt(*this / "device", 0);
+    const wire::FileDescriptor first = connectToPath(*this / "device");
     ASSERT_FALSE(connectToPath(*this / "device"));
     ASSERT_EQ(errno, EAGAIN);
     EXPECT_TRUE(find("/device"));
@@ -194,7 +194,7 @@ TEST_F(SocketDirectoryTest, PathThatIsTooLongForASocketIsNotFound) {
 TEST_F(SocketDirectoryTest, LongestPathOfASocketIsFound) {
     make();
     const std::string name(LONGEST_SOCKET_PATH - path.size() - 1, 'a');
-    const FileDescriptor socket = listenAt(*this / name);
+    const wire::FileDescriptor socket = listenAt(*this / name);
     EXPECT_TRUE(find("/" + name));
 }
 
@@ -207,7 +207,7 @@ TEST_F(SocketDirectoryTest, SocketThatNobodyServesIsUnavailable) {
 
 TEST_F(SocketDirectoryTest, LinkToAServedSocketIsNotTrusted) {
     make();
-    const FileDescriptor socket = listenAt(folder / "elsewhere");
+    const wire::FileDescriptor socket = listenAt(folder / "elsewhere");
     ASSERT_EQ(::symlink("../elsewhere", (*this / "device").c_str()), 0);
     EXPECT_EQ(errorOfFind("/device"),
               "403 Forbidden: '" + (*this / "device") + "' is not a socket");
@@ -216,7 +216,7 @@ TEST_F(SocketDirectoryTest, LinkToAServedSocketIsNotTrusted) {
 TEST_F(SocketDirectoryTest, SocketOfAnotherUserIsNotTrusted) {
     KOVA_SKIP_UNLESS_ROOT();
     make(01777);
-    FileDescriptor socket;
+    wire::FileDescriptor socket;
     {
         const OtherUser alice(OtherUser::ALICE);
         socket = listenAt(*this / "device");
@@ -237,7 +237,7 @@ TEST_F(SocketDirectoryTest, SocketOfAnotherUserIsNotTrusted) {
 TEST_F(SocketDirectoryTest, SocketThatAnotherUserServesIsNotTrusted) {
     KOVA_SKIP_UNLESS_ROOT();
     make();
-    const FileDescriptor socket = bindSocket(*this / "device");
+    const wire::FileDescriptor socket = bindSocket(*this / "device");
     {
         const OtherUser alice(OtherUser::ALICE);
         ASSERT_EQ(::listen(socket.get(), 8), 0);
@@ -249,7 +249,7 @@ TEST_F(SocketDirectoryTest, SocketThatAnotherUserServesIsNotTrusted) {
 TEST_F(SocketDirectoryTest, SocketOfRootIsTrustedByAllUsersThatMayConnect) {
     KOVA_SKIP_UNLESS_ROOT();
     make();
-    const FileDescriptor socket = listenAt(*this / "device");
+    const wire::FileDescriptor socket = listenAt(*this / "device");
     setMode(*this / "device", 0666);
     {
         const OtherUser alice(OtherUser::ALICE);

@@ -54,7 +54,7 @@ protected:
     using Texts = std::vector<std::string>;
 
     test::Watchdog watchdog{"an answer waits"};
-    const std::shared_ptr<EventLoop> loop = EventLoop::start("test-loop");
+    const std::shared_ptr<wire::EventLoop> loop = wire::EventLoop::start("test-loop");
     std::promise<void> ready;
     std::shared_ptr<ForeignAnswer> answer;
     std::unique_ptr<IResponseHandler<Response>> handler;

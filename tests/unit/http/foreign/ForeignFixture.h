@@ -89,7 +89,7 @@ public:
     int number() const { return socket_.get(); }
 
 private:
-    FileDescriptor socket_;
+    wire::FileDescriptor socket_;
 };
 
 /// A server on a loop, whose clients are the other ends of socket pairs.
@@ -127,7 +127,7 @@ public:
         ::fcntl(ends[0], F_SETFL, flags & ~O_NONBLOCK);
         TestSocket client(ends[0]);
         client.send(bytes);
-        onLoop([&] { server->adopt(FileDescriptor(ends[1]), peer); });
+        onLoop([&] { server->adopt(wire::FileDescriptor(ends[1]), peer); });
         return client;
     }
     /// Sends bytes over a new connection, and returns all bytes that arrive until the connection
@@ -156,7 +156,7 @@ public:
                 const int socket =
                     ::accept4(listener, nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC);
                 if (socket >= 0) {
-                    server->adopt(FileDescriptor(socket), peer);
+                    server->adopt(wire::FileDescriptor(socket), peer);
                 }
             });
         });
@@ -173,7 +173,7 @@ public:
     EchoService service;
     test::HeldService& held = service.held;
     kit::Calls calls{service};
-    const std::shared_ptr<EventLoop> loop = EventLoop::start("test-loop");
+    const std::shared_ptr<wire::EventLoop> loop = wire::EventLoop::start("test-loop");
     std::unique_ptr<ForeignServer> server;
 };
 

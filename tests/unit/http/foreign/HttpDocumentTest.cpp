@@ -81,7 +81,7 @@ protected:
     Player player;
     kit::Calls calls{*player.service};
     ForeignFixture fixture{terms(calls)};
-    FileDescriptor listener{::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0)};
+    wire::FileDescriptor listener{::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0)};
     std::string folder;
 };
 

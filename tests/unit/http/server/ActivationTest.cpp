@@ -119,28 +119,28 @@ protected:
         ::setenv("LISTEN_FDS", std::to_string(sockets.size()).c_str(), 1);
         ::setenv("LISTEN_FDNAMES", names, 1);
     }
-    FileDescriptor bindTo(int type, const sockaddr* address, socklen_t size) const {
+    wire::FileDescriptor bindTo(int type, const sockaddr* address, socklen_t size) const {
         // Above the descriptors that are handed over.
-        const FileDescriptor low(::socket(address->sa_family, type | SOCK_CLOEXEC, 0));
-        FileDescriptor socket(::fcntl(low.get(), F_DUPFD_CLOEXEC, 100));
+        const wire::FileDescriptor low(::socket(address->sa_family, type | SOCK_CLOEXEC, 0));
+        wire::FileDescriptor socket(::fcntl(low.get(), F_DUPFD_CLOEXEC, 100));
         if (::bind(socket.get(), address, size) != 0) {
             throw std::runtime_error("cannot bind");
         }
         return socket;
     }
-    FileDescriptor unixSocket(const std::string& path, int type = SOCK_STREAM) const {
+    wire::FileDescriptor unixSocket(const std::string& path, int type = SOCK_STREAM) const {
         const sockaddr_un address = toUnixAddress(path);
-        FileDescriptor socket =
+        wire::FileDescriptor socket =
             bindTo(type, reinterpret_cast<sockaddr const*>(&address), sizeof address);
         ::listen(socket.get(), 8);
         return socket;
     }
-    FileDescriptor abstractSocket() const {
+    wire::FileDescriptor abstractSocket() const {
         const std::string name = std::string(1, '\0') + "kova-" + std::to_string(::getpid());
         sockaddr_un address{};
         address.sun_family = AF_UNIX;
         std::memcpy(address.sun_path, name.data(), name.size());
-        FileDescriptor socket =
+        wire::FileDescriptor socket =
             bindTo(SOCK_STREAM, reinterpret_cast<sockaddr const*>(&address),
                    static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + name.size()));
         ::listen(socket.get(), 8);
@@ -171,7 +171,7 @@ TEST_F(ActivationTest, NameSelectsASocket) {
     sockaddr_in v4{};
     v4.sin_family = AF_INET;
     v4.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    const FileDescriptor tcp =
+    const wire::FileDescriptor tcp =
         bindTo(SOCK_STREAM, reinterpret_cast<sockaddr const*>(&v4), sizeof v4);
     ASSERT_EQ(::listen(tcp.get(), 8), 0);
     handOver({unixSocket(path).get(), tcp.get()}, "local:web");
@@ -185,7 +185,7 @@ TEST_F(ActivationTest, SocketOfIpv6HasItsAddress) {
     sockaddr_in6 v6{};
     v6.sin6_family = AF_INET6;
     v6.sin6_addr = in6addr_loopback;
-    const FileDescriptor tcp =
+    const wire::FileDescriptor tcp =
         bindTo(SOCK_STREAM, reinterpret_cast<sockaddr const*>(&v6), sizeof v6);
     ASSERT_EQ(::listen(tcp.get(), 8), 0);
     handOver({tcp.get()}, "web");
@@ -198,7 +198,7 @@ TEST_F(ActivationTest, LongestPathIsReadWithoutAZeroByteAtItsEnd) {
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
     std::memcpy(address.sun_path, longest.data(), longest.size());
-    const FileDescriptor socket =
+    const wire::FileDescriptor socket =
         bindTo(SOCK_STREAM, reinterpret_cast<sockaddr const*>(&address), sizeof address);
     ASSERT_EQ(::listen(socket.get(), 8), 0);
     handOver({socket.get()}, "web");
@@ -226,10 +226,10 @@ TEST_F(ActivationTest, SocketIsUsedByOneObjectAtATimeAndStaysOpen) {
         EXPECT_EQ(error.code().value(), EADDRINUSE);
     }
     first.reset();
-    const FileDescriptor waiting = connectToPath(path);
+    const wire::FileDescriptor waiting = connectToPath(path);
     EXPECT_TRUE(waiting) << "the file and the queue are those of the service manager";
     const ActivatedSocket third("web");
-    EXPECT_TRUE(FileDescriptor(::accept(third.descriptor(), nullptr, nullptr)));
+    EXPECT_TRUE(wire::FileDescriptor(::accept(third.descriptor(), nullptr, nullptr)));
 }
 
 TEST_F(ActivationTest, UnusableSocketsAreErrors) {
@@ -254,7 +254,7 @@ TEST_F(ActivationTest, UnusableSocketsAreErrors) {
 }
 
 TEST_F(ActivationTest, NameThatNoSocketOrSeveralSocketsHaveIsAnError) {
-    const FileDescriptor socket = unixSocket(path);
+    const wire::FileDescriptor socket = unixSocket(path);
     handOver({socket.get(), socket.get(), socket.get()}, "a:b:b");
     EXPECT_EQ(errorOf("c"),
               "the service manager has handed over no sockets with the name 'c'; there is a, b, b");
@@ -268,11 +268,11 @@ TEST_F(ActivationTest, NameThatNoSocketOrSeveralSocketsHaveIsAnError) {
 }
 
 TEST_F(ActivationTest, ExhaustedDescriptorsAreTheReasonOfTheError) {
-    const FileDescriptor socket = unixSocket(directory.path("s"));
+    const wire::FileDescriptor socket = unixSocket(directory.path("s"));
     handOver({socket.get()}, "s");
     rlimit former{};
     ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &former), 0);
-    const int next = FileDescriptor(::open("/dev/null", O_RDONLY | O_CLOEXEC)).get();
+    const int next = wire::FileDescriptor(::open("/dev/null", O_RDONLY | O_CLOEXEC)).get();
     const rlimit limit{static_cast<rlim_t>(next), former.rlim_max};
     ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &limit), 0);
     int error = 0;

@@ -39,7 +39,7 @@ protected:
     }
     /// Leaves the file of a socket that nobody serves.
     void leaveFile() const {
-        const FileDescriptor socket(::socket(AF_UNIX, SOCK_STREAM, 0));
+        const wire::FileDescriptor socket(::socket(AF_UNIX, SOCK_STREAM, 0));
         sockaddr_un name{};
         name.sun_family = AF_UNIX;
         std::strcpy(name.sun_path, path.c_str());
@@ -80,7 +80,7 @@ TEST_F(ListenerTest, PathInUseIsRefusedAndStaysUsable) {
 }
 
 TEST_F(ListenerTest, ReaderOfTheDirectoryCannotDelayAListener) {
-    const FileDescriptor reader(::open(directory.path("").c_str(), O_RDONLY | O_CLOEXEC));
+    const wire::FileDescriptor reader(::open(directory.path("").c_str(), O_RDONLY | O_CLOEXEC));
     ASSERT_EQ(::flock(reader.get(), LOCK_EX), 0);
     EXPECT_EQ(errorOfListen(), 0);
 }
@@ -98,7 +98,7 @@ TEST_F(ListenerTest, OtherKindsOfFilesAreNeverReplaced) {
     ASSERT_EQ(::mkdir(path.c_str(), 0700), 0);
     EXPECT_EQ(errorOfListen(), EADDRINUSE);
     ASSERT_EQ(::rmdir(path.c_str()), 0);
-    const FileDescriptor datagrams(::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0));
+    const wire::FileDescriptor datagrams(::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0));
     const sockaddr_un name = toUnixAddress(path);
     ASSERT_EQ(::bind(datagrams.get(), reinterpret_cast<sockaddr const*>(&name), sizeof name), 0);
     EXPECT_EQ(errorOfListen(), EADDRINUSE);
@@ -108,7 +108,7 @@ TEST_F(ListenerTest, OtherKindsOfFilesAreNeverReplaced) {
 TEST_F(ListenerTest, LinkToASocketIsNotReplaced) {
     const std::string other = directory.path("other");
     {
-        const FileDescriptor dead(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+        const wire::FileDescriptor dead(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
         const sockaddr_un name = toUnixAddress(other);
         ASSERT_EQ(::bind(dead.get(), reinterpret_cast<sockaddr const*>(&name), sizeof name), 0);
     }

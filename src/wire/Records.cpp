@@ -1,4 +1,4 @@
-#include "Records.h"
+#include "wire/Records.h"
 
 #include <algorithm>
 #include <array>
@@ -19,7 +19,7 @@
 #include "util/serializer/FieldWriter.h"
 #include "util/serializer/PullFromPushDeserializer.h"
 
-namespace kova::http::detail {
+namespace kova::wire {
 
 namespace {
 
@@ -434,4 +434,4 @@ kit::Result<void> RecordReader::read(std::string_view bytes, Record& out) {
     return checkVersion(out, std::exchange(isFirst_, false));
 }
 
-}  // namespace kova::http::detail
+}  // namespace kova::wire

@@ -1,4 +1,4 @@
-#include "EventLoop.h"
+#include "wire/EventLoop.h"
 
 #include <gtest/gtest.h>
 #include <sys/epoll.h>
@@ -16,7 +16,7 @@
 
 #include "support/Watchdog.h"
 
-namespace kova::http::detail {
+namespace kova::wire {
 namespace {
 
 using namespace std::chrono_literals;
@@ -346,4 +346,4 @@ TEST_F(BorrowedLoopTest, FunctionPostedByTheThreadOfTheLoopRunsWithoutAnEvent) {
 }
 
 }  // namespace
-}  // namespace kova::http::detail
+}  // namespace kova::wire

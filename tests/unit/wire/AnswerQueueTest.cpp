@@ -1,4 +1,4 @@
-#include "server/AnswerQueue.h"
+#include "wire/AnswerQueue.h"
 
 #include <gtest/gtest.h>
 
@@ -9,14 +9,14 @@
 #include <thread>
 #include <vector>
 
-#include "EventLoop.h"
-#include "Served.h"
 #include "kova/kit/Tree.h"
 #include "kova/kit/Values.h"
+#include "support/RecordTexts.h"
 #include "support/Threads.h"
 #include "support/Watchdog.h"
+#include "wire/EventLoop.h"
 
-namespace kova::http::detail {
+namespace kova::wire {
 namespace {
 
 using namespace std::chrono_literals;
@@ -339,4 +339,4 @@ TEST_F(AnswerQueueTest, ReaderMissesNoRecordOfAnotherThread) {
 }
 
 }  // namespace
-}  // namespace kova::http::detail
+}  // namespace kova::wire

@@ -12,13 +12,13 @@
 #include <string>
 #include <utility>
 
-#include "EventLoop.h"
-#include "Records.h"
 #include "kova/core/IResponseHandler.h"
 #include "kova/core/Response.h"
 #include "kova/kit/StreamOptions.h"
+#include "wire/EventLoop.h"
+#include "wire/Records.h"
 
-namespace kova::http::detail {
+namespace kova::wire {
 
 class AnswerQueue;
 
@@ -177,4 +177,4 @@ private:
     const std::shared_ptr<AnswerQueue> queue_;
 };
 
-}  // namespace kova::http::detail
+}  // namespace kova::wire

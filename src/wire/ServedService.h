@@ -8,7 +8,7 @@
 #include "kova/kit/Calls.h"
 #include "kova/kit/Result.h"
 
-namespace kova::http::detail {
+namespace kova::wire {
 
 /// A service behind an endpoint. Exceptions of the service become errors of its requests, because
 /// neither nghttp2 nor `kit::Calls` lets them pass.
@@ -47,4 +47,4 @@ private:
     kit::Calls calls_;
 };
 
-}  // namespace kova::http::detail
+}  // namespace kova::wire

@@ -1,4 +1,4 @@
-#include "server/AnswerQueue.h"
+#include "wire/AnswerQueue.h"
 
 #include <algorithm>
 #include <charconv>
@@ -6,13 +6,13 @@
 #include <string_view>
 #include <utility>
 
-#include "OutOfMemory.h"
 #include "kova/core/StatusCodes.h"
 #include "kova/kit/Tree.h"
 #include "kova/kit/Values.h"
 #include "util/config/Dictionary.h"
+#include "wire/OutOfMemory.h"
 
-namespace kova::http::detail {
+namespace kova::wire {
 
 namespace {
 
@@ -358,4 +358,4 @@ void AnswerQueue::close() noexcept {
     changed_.notify_all();
 }
 
-}  // namespace kova::http::detail
+}  // namespace kova::wire

@@ -4,10 +4,10 @@
 #include <string>
 #include <string_view>
 
-#include "Records.h"
 #include "support/Allocations.h"
+#include "wire/Records.h"
 
-namespace kova::http::detail {
+namespace kova::wire {
 namespace {
 
 constexpr std::size_t LIMIT = std::size_t{64} * 1024 * 1024;
@@ -84,4 +84,4 @@ TEST(RecordsMemoryTest, RecordIsAppendedWithOneAllocation) {
 }
 
 }  // namespace
-}  // namespace kova::http::detail
+}  // namespace kova::wire

@@ -5,11 +5,11 @@
 #include <string>
 #include <vector>
 
-#include "Records.h"
 #include "support/Documents.h"
 #include "support/Payloads.h"
+#include "wire/Records.h"
 
-namespace kova::http::detail {
+namespace kova::wire {
 namespace {
 
 using Rows = std::vector<std::vector<std::string>>;
@@ -104,4 +104,4 @@ TEST(WireDocumentTest, VersionAndMediaTypeAreThoseOfTheRecords) {
 }
 
 }  // namespace
-}  // namespace kova::http::detail
+}  // namespace kova::wire

@@ -1,4 +1,4 @@
-#include "Records.h"
+#include "wire/Records.h"
 
 #include <gtest/gtest.h>
 
@@ -17,7 +17,7 @@
 #include "util/config/Dictionary.h"
 #include "util/config/Scalars.h"
 
-namespace kova::http::detail {
+namespace kova::wire {
 namespace {
 
 using namespace std::string_literals;
@@ -627,4 +627,4 @@ INSTANTIATE_TEST_SUITE_P(
             "400 field 4 exceeds its record"}));
 
 }  // namespace
-}  // namespace kova::http::detail
+}  // namespace kova::wire

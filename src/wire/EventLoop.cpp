@@ -1,4 +1,4 @@
-#include "EventLoop.h"
+#include "wire/EventLoop.h"
 
 #include <pthread.h>
 #include <sys/epoll.h>
@@ -13,7 +13,7 @@
 #include <system_error>
 #include <utility>
 
-namespace kova::http::detail {
+namespace kova::wire {
 
 struct EventLoop::Watch {
     int descriptor;
@@ -315,4 +315,4 @@ int EventLoop::timeout(Clock::time_point due) const noexcept {
     return static_cast<int>(std::clamp<std::int64_t>(left.count(), 0, INT_MAX));
 }
 
-}  // namespace kova::http::detail
+}  // namespace kova::wire

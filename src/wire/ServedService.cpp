@@ -1,9 +1,9 @@
-#include "server/ServedService.h"
+#include "wire/ServedService.h"
 
 #include <exception>
 #include <new>
 
-namespace kova::http::detail {
+namespace kova::wire {
 
 namespace {
 
@@ -55,4 +55,4 @@ void ServedService::Guard::cancelRequest(void* handle) {
     }
 }
 
-}  // namespace kova::http::detail
+}  // namespace kova::wire

@@ -14,9 +14,9 @@
 #include <utility>
 #include <vector>
 
-#include "FileDescriptor.h"
+#include "wire/FileDescriptor.h"
 
-namespace kova::http::detail {
+namespace kova::wire {
 
 /// A thread that waits for file descriptors and deadlines, and calls functions for them.
 ///
@@ -147,4 +147,4 @@ private:
     std::thread thread_;
 };
 
-}  // namespace kova::http::detail
+}  // namespace kova::wire

@@ -7,11 +7,11 @@
 #include "util/config/Dictionary.h"
 #include "zel/ErrorOutput.h"
 
-namespace kova::http::detail {
+namespace kova::wire {
 
 /// Reports what was given up for lack of memory, with a text such as "a connection is closed".
 inline void reportOutOfMemory(char const* what) noexcept {
-    zel::ErrorOutput("src/http/OutOfMemory", __LINE__, true)(errors::Error,
+    zel::ErrorOutput("src/wire/OutOfMemory", __LINE__, true)(errors::Error,
                                                              errors::InternalServerError, what);
 }
 
@@ -35,4 +35,4 @@ inline void put(util::config::Dictionary& header, char const* key, util::config:
     }
 }
 
-}  // namespace kova::http::detail
+}  // namespace kova::wire

@@ -4,7 +4,7 @@
 
 #include <utility>
 
-namespace kova::http::detail {
+namespace kova::wire {
 
 /// Owns a file descriptor of the system, and closes it.
 class FileDescriptor {
@@ -33,4 +33,4 @@ private:
     int number_ = -1;
 };
 
-}  // namespace kova::http::detail
+}  // namespace kova::wire

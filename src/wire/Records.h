@@ -10,7 +10,7 @@
 #include "kova/core/Response.h"
 #include "kova/kit/Result.h"
 
-namespace kova::http::detail {
+namespace kova::wire {
 
 // The records in which programs exchange requests and answers (docs/wire.md).
 //
@@ -100,4 +100,4 @@ private:
     std::size_t position_ = 0;  ///< the bytes before it have been read
 };
 
-}  // namespace kova::http::detail
+}  // namespace kova::wire
