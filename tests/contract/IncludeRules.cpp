@@ -26,12 +26,14 @@ constexpr Layer LAYERS[] = {
     {"kit", "include/kova/kit", "src/kit"},
     {"wire", "include/kova/wire", "src/wire"},  // a part of the transports: no public headers
     {"http", "include/kova/http", "src/http"},
+    {"nats", "include/kova/nats", "src/nats"},
     {"tool", "include/kova/tool", "src/tool"},  // a program: there are no public headers
 };
 constexpr std::size_t CORE = 3;
 constexpr std::size_t WIRE = 5;
 constexpr std::size_t HTTP = 6;
-constexpr std::size_t TOOL = 7;
+constexpr std::size_t NATS = 7;
+constexpr std::size_t TOOL = 8;
 
 // The folders from which public headers are included.
 constexpr char const* PUBLIC_ROOTS[] = {"platform/osal/include", "platform/zelcommon/include",
@@ -48,12 +50,13 @@ struct Library {
     std::size_t highest;
 };
 
-constexpr Library LIBRARIES[] = {
-    {"fmt/", 1, CORE},        {"simdjson", 2, 2},         {"cbor", 2, 2},      {"nettle/", 2, 2},
-    {"nghttp2/", HTTP, HTTP}, {"microhttpd", HTTP, HTTP}, {"CLI/", TOOL, TOOL}};
+constexpr Library LIBRARIES[] = {{"fmt/", 1, CORE},        {"simdjson", 2, 2},
+                                 {"cbor", 2, 2},           {"nettle/", 2, 2},
+                                 {"nghttp2/", HTTP, HTTP}, {"microhttpd", HTTP, HTTP},
+                                 {"nats/", NATS, NATS},    {"CLI/", TOOL, TOOL}};
 
 bool isTransport(std::size_t layer) {
-    return layer == HTTP;
+    return layer == HTTP || layer == NATS;
 }
 
 struct Include {
@@ -155,6 +158,9 @@ private:
         const File& other = target->second;
         if (other.layer > file.layer) {
             return std::string(LAYERS[other.layer].name) + " is above " + LAYERS[file.layer].name;
+        }
+        if (isTransport(other.layer) && isTransport(file.layer) && other.layer != file.layer) {
+            return std::string(LAYERS[file.layer].name) + " does not use another transport";
         }
         const bool isShared = other.layer == WIRE && isTransport(file.layer);
         if (!other.isPublic && other.layer != file.layer && !isShared) {

@@ -42,6 +42,7 @@ constexpr char const* TREE[][2] = {
     {"src/kit/calls/Handle.h", "#include \"kova/kit/Result.h\""},
     {"src/wire/Loop.h", "#include \"kova/kit/Result.h\""},
     {"include/kova/http/Server.h", "#include \"kova/kit/Result.h\""},
+    {"include/kova/nats/Server.h", "#include \"kova/kit/Result.h\""},
 };
 
 struct Row {
@@ -123,7 +124,15 @@ constexpr Row ROWS[] = {
     {"src/wire/A.cpp", "#include \"kova/http/Server.h\"", "http is above wire"},
     {"src/kit/A.cpp", "#include \"wire/Loop.h\"", "wire is above kit"},
     {"src/http/A.cpp", "#include \"wire/Loop.h\"", ""},
+    {"src/http/A.cpp", "#include \"kova/nats/Server.h\"", "nats is above http"},
+    {"src/http/A.cpp", "#include <nats/nats.h>", "http does not use this library"},
+    {"src/nats/A.cpp", "#include \"wire/Loop.h\"", ""},
+    {"src/nats/A.cpp", "#include <nats/nats.h>", ""},
+    {"src/nats/A.cpp", "#include \"kova/http/Server.h\"", "nats does not use another transport"},
+    {"include/kova/nats/A.h", "#include \"wire/Loop.h\"", "a public header includes a private"},
+    {"include/kova/nats/A.h", "#include <nats/nats.h>", "third-party library"},
     {"src/tool/words/A.cpp", "#include \"wire/Loop.h\"", "is private to wire"},
+    {"src/tool/words/A.cpp", "#include \"kova/nats/Server.h\"", ""},
     {"src/tool/words/A.cpp", "#include <CLI/CLI.hpp>", ""},
     {"src/tool/words/A.cpp", "#include \"kova/kit/Result.h\"", ""},
     {"src/tool/words/A.cpp", "#include \"calls/Handle.h\"", "is private to kit"},

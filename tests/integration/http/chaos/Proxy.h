@@ -142,7 +142,7 @@ private:
     std::size_t left_;
     kova::test::UnixListener listener_;
     wire::FileDescriptor stop_{::eventfd(0, EFD_CLOEXEC)};
-    std::array<wire::FileDescriptor, 2> ends_;  ///< of the client, of the server
+    std::array<wire::FileDescriptor, 2> ends_;  ///< the sockets to the client and to the server
     std::array<std::string, 2> received_;
     std::thread thread_;
 };

@@ -1,0 +1,70 @@
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <memory>
+#include <string>
+
+#include "kova/core/IKovaApi.h"
+#include "kova/kit/Result.h"
+#include "kova/nats/BrokerOptions.h"
+#include "kova/nats/Export.h"
+
+namespace kova::nats {
+
+/// Options of `connect`.
+struct ConnectOptions {
+    BrokerOptions broker = {};
+    /// The longest time that a request waits for a connection to the broker. The request then ends
+    /// with 503.
+    std::chrono::milliseconds patience = std::chrono::seconds(1);
+    /// The number of values of one answer that the server may send before the response handler has
+    /// received them. While a response handler blocks, the server stops at this number. 1 to
+    /// 1 048 576.
+    std::uint32_t window = 256;
+};
+
+/// Returns a service that a `Server` of another process or machine serves through a broker.
+///
+/// `url` is the URL of the broker, or of several servers of its cluster, separated by commas:
+/// "nats://HOST:PORT" or "tls://HOST:PORT". If `instance` is empty, each request is sent to any one
+/// of the servers of the service path; its whole answer comes from that server. Otherwise all
+/// requests are sent to the server with that instance name.
+///
+/// Returns the error 400 if an argument or option is malformed or out of its range, and 503 if the
+/// system refuses a thread. Does not wait for a connection.
+///
+/// The object is used as the service itself: response handlers get the same values, errors and
+/// completions, in the same order. They are called on one thread of the object, so a response
+/// handler that blocks delays the answers of all its requests. Each request ends once. It ends with
+/// the error
+///
+/// - 503 "no server ..." as soon as the broker reports that no server has subscribed; the request
+///   was not executed,
+/// - 503 "lost: ..." if the connection to the broker is lost, if a message of the answer is lost,
+///   if the server has been silent for two heartbeats, or if the request has waited for a
+///   connection for `ConnectOptions::patience`; callers that use `kova::kit` get the end "lost",
+/// - 413 if the request is longer than the broker's limit for messages (1 MB by default),
+/// - 401 if the broker refuses the login, 403 if it does not permit the subject,
+/// - 502 "malformed answer: ..." if the server does not follow the protocol (`docs/nats.md`).
+///
+/// No request is ever sent twice. The object survives restarts of the broker: it connects again by
+/// itself. The delay between two attempts grows to at most a second, and is shortened by a random
+/// part of up to a half.
+///
+/// Any thread may call the functions of the object, also from inside a response handler. Its
+/// destructor cancels the pending requests, and waits for a response handler that is being called,
+/// unless the destructor is called from inside that handler.
+///
+///     const auto use = [](void (*useService)(kova::IKovaApi& service)) {
+///         const auto device = kova::nats::connect("nats://broker:4222", "/device", "car-17");
+///         if (device) {
+///             useService(**device);
+///         }
+///     };
+KOVA_NATS_API kit::Result<std::unique_ptr<IKovaApi>> connect(const std::string& url,
+                                                             const std::string& servicePath,
+                                                             const std::string& instance = {},
+                                                             const ConnectOptions& options = {});
+
+}  // namespace kova::nats

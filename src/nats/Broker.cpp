@@ -1,0 +1,164 @@
+#include "nats/Broker.h"
+
+#include <algorithm>
+#include <system_error>
+#include <thread>
+#include <utility>
+
+#include "kova/core/StatusCodes.h"
+
+namespace kova::nats::detail {
+
+Broker::Broker(std::shared_ptr<wire::EventLoop> loop, Urls urls, BrokerOptions options,
+               std::vector<Channel> channels, Owner& owner)
+    : loop_(std::move(loop)),
+      urls_(std::move(urls)),
+      options_(std::move(options)),
+      channels_(std::move(channels)),
+      owner_(owner),
+      random_(std::random_device()()),
+      self_(std::make_shared<Broker*>(this)) {
+    inbound_ = std::make_shared<Inbound>([loop = loop_, self = self_] {
+        loop->post([self] {
+            if (*self != nullptr) {
+                (*self)->handleEvents();
+            }
+        });
+    });
+}
+
+void Broker::start() {
+    if (!isClosed_ && !link_) {
+        dial();
+    }
+}
+
+// The servers of a cluster announce each other, so that a client that knows one of them survives
+// its end.
+Urls Broker::knownUrls() const {
+    Urls urls = urls_;
+    for (const std::string& url : discovered_) {
+        if (std::find(urls.all.begin(), urls.all.end(), url) == urls.all.end()) {
+            urls.all.push_back(url);
+        }
+    }
+    return urls;
+}
+
+void Broker::run(const std::shared_ptr<Dial>& dial, const std::shared_ptr<Inbound>& inbound,
+                 const Urls& urls, const BrokerOptions& options,
+                 const std::vector<Channel>& channels, std::uint64_t epoch) {
+    const std::shared_ptr<Link> link = Link::open(inbound, urls, options, channels, epoch);
+    std::unique_lock<std::mutex> lock(dial->mutex);
+    if (dial->isAbandoned) {
+        lock.unlock();
+        if (link) {
+            link->close();
+        }
+        return;
+    }
+    dial->link = link;
+    dial->isOver = true;
+    dial->changed.notify_all();
+}
+
+void Broker::dial() {
+    dial_ = std::make_shared<Dial>();
+    try {
+        std::thread([dial = dial_, inbound = inbound_, urls = knownUrls(), options = options_,
+                     channels = channels_, epoch = ++epoch_] {
+            run(dial, inbound, urls, options, channels, epoch);
+        }).detach();
+    } catch (const std::system_error& error) {
+        dial_.reset();
+        lose({statuscodes::SERVICE_UNAVAILABLE, error.what()});
+    }
+}
+
+void Broker::handleEvents() {
+    for (Event& event : inbound_->take()) {
+        if (!isClosed_ && event.epoch == epoch_) {
+            handle(event);
+        }
+    }
+}
+
+void Broker::handle(Event& event) {
+    switch (event.kind) {
+        case Event::Kind::connected:
+            link_ = std::move(event.link);
+            break;
+        case Event::Kind::ready:
+            isReady_ = true;
+            delay_ = FIRST_DELAY;
+            discovered_ = link_ ? link_->servers() : discovered_;
+            owner_.onReady();
+            break;
+        case Event::Kind::message:
+            owner_.onMessage(event.channel, *event.message);
+            break;
+        case Event::Kind::drained:
+            owner_.onDrained(event.channel);
+            break;
+        case Event::Kind::refused:
+            owner_.onRefused(event.error);
+            break;
+        case Event::Kind::failed:
+        case Event::Kind::closed:
+            lose(event.error);
+            break;
+    }
+}
+
+void Broker::lose(const kit::Error& error) {
+    const std::shared_ptr<Link> lost = std::move(link_);
+    isReady_ = false;
+    ++epoch_;  // further events of the connection are ignored
+    if (lost) {
+        lost->close();
+    }
+    dialLater();
+    owner_.onLost(error);
+}
+
+void Broker::dialLater() {
+    std::uniform_real_distribution<double> part(0.5, 1.0);
+    const std::chrono::duration<double, std::milli> delay = delay_ * part(random_);
+    delay_ = std::min(2 * delay_, LONGEST_DELAY);
+    timer_ = loop_->after(std::chrono::duration_cast<wire::EventLoop::Clock::duration>(delay),
+                          [this] {
+                              timer_.reset();
+                              dial();
+                          });
+}
+
+bool Broker::publish(const std::string& subject, const std::string& reply, std::string_view data) {
+    return link_ && link_->publish(subject, reply, data);
+}
+
+void Broker::close() noexcept {
+    if (std::exchange(isClosed_, true)) {
+        return;
+    }
+    *self_ = nullptr;
+    inbound_->close();
+    if (timer_) {
+        loop_->cancel(*timer_);
+    }
+    if (link_) {
+        link_->flush(FLUSH_LIMIT);
+    }
+    if (dial_) {
+        std::unique_lock<std::mutex> lock(dial_->mutex);
+        dial_->isAbandoned =
+            !dial_->changed.wait_for(lock, DIAL_LIMIT, [this] { return dial_->isOver; });
+        if (dial_->link) {
+            dial_->link->close();
+        }
+    }
+    if (link_) {
+        link_->close();
+    }
+}
+
+}  // namespace kova::nats::detail

@@ -1,0 +1,341 @@
+#include "nats/Link.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <utility>
+
+#include "kova/core/StatusCodes.h"
+
+namespace kova::nats::detail {
+
+namespace {
+
+// The longest wait for the last calls of libnats. They need no other thread of this process, so a
+// longer wait would not help.
+constexpr std::chrono::seconds CLOSE_LIMIT{5};
+// A connection that does not answer two pings is lost.
+constexpr int MOST_PINGS = 2;
+
+struct OptionsDeleter {
+    void operator()(natsOptions* options) const noexcept { natsOptions_Destroy(options); }
+};
+using Options = std::unique_ptr<natsOptions, OptionsDeleter>;
+
+// Removes the place in the source of libnats: "(conn.c:1905): Authorization Violation".
+std::string withoutPlace(std::string text) {
+    const std::size_t end = text.find("): ");
+    return text.substr(0, 1) == "(" && end != std::string::npos ? text.substr(end + 3) : text;
+}
+
+// Returns the reason of the latest failure of this thread.
+kit::Error errorOf(natsStatus status) {
+    char const* const detail = nats_GetLastError(nullptr);
+    std::string text = withoutPlace(detail != nullptr ? detail : "");
+    if (text.empty()) {
+        text = natsStatus_GetText(status);
+    }
+    const bool isLogin =
+        status == NATS_CONNECTION_AUTH_FAILED || text.find("Authorization") != std::string::npos;
+    return {isLogin ? statuscodes::UNAUTHORIZED : statuscodes::SERVICE_UNAVAILABLE, text};
+}
+
+// Collects the settings of a connection, up to the first failure.
+class Setup {
+public:
+    Setup() {
+        natsOptions* made = nullptr;
+        status = natsOptions_Create(&made);
+        options.reset(made);
+    }
+
+    template <typename Function, typename... Arguments>
+    void set(Function function, Arguments... arguments) {
+        if (status == NATS_OK) {
+            status = function(options.get(), arguments...);
+        }
+    }
+
+    void addServers(const Urls& urls) {
+        std::vector<char const*> texts;
+        for (const std::string& url : urls.all) {
+            texts.push_back(url.c_str());
+        }
+        set(natsOptions_SetServers, texts.data(), static_cast<int>(texts.size()));
+    }
+
+    void addLogin(const BrokerOptions& broker) {
+        if (!broker.user.empty()) {
+            set(natsOptions_SetUserInfo, broker.user.c_str(), broker.password.c_str());
+        }
+        if (!broker.token.empty()) {
+            set(natsOptions_SetToken, broker.token.c_str());
+        }
+        if (!broker.nkey.empty()) {
+            set(natsOptions_SetNKeyFromSeed, broker.nkey.c_str(), broker.nkeySeedFile.c_str());
+        }
+        if (!broker.credentialsFile.empty()) {
+            set(natsOptions_SetUserCredentialsFromFiles, broker.credentialsFile.c_str(),
+                static_cast<char const*>(nullptr));
+        }
+    }
+
+    void addTls(const BrokerOptions& broker, bool isRequired) {
+        if (isRequired || !broker.caFile.empty() || !broker.certificateFile.empty()) {
+            set(natsOptions_SetSecure, true);
+        }
+        if (!broker.caFile.empty()) {
+            set(natsOptions_LoadCATrustedCertificates, broker.caFile.c_str());
+        }
+        if (!broker.certificateFile.empty()) {
+            set(natsOptions_LoadCertificatesChain, broker.certificateFile.c_str(),
+                broker.keyFile.c_str());
+        }
+    }
+
+    // A connection that is lost is not repaired, because libnats would send what was published
+    // meanwhile after its caller has been told that it is lost.
+    void addBehaviour(const BrokerOptions& broker) {
+        const auto limit = static_cast<std::int64_t>(broker.connectLimit.count());
+        const auto heartbeat = static_cast<std::int64_t>(broker.heartbeat.count());
+        set(natsOptions_SetAllowReconnect, false);
+        set(natsOptions_SetSendAsap, true);
+        set(natsOptions_UseGlobalMessageDelivery, true);
+        set(natsOptions_SetTimeout, limit);
+        set(natsOptions_SetPingInterval, heartbeat);
+        set(natsOptions_SetMaxPingsOut, MOST_PINGS);
+        set(natsOptions_SetWriteDeadline, heartbeat);
+    }
+
+    natsStatus status = NATS_OK;
+    Options options;
+};
+
+}  // namespace
+
+void Inbound::push(Event event) noexcept {
+    const std::lock_guard<std::mutex> guard(mutex_);
+    const std::size_t size =
+        event.message ? static_cast<std::size_t>(natsMsg_GetDataLength(event.message.get())) : 0;
+    if (isClosed_ || (event.message && bytes_ + size > longest_)) {
+        return;
+    }
+    bytes_ += size;
+    events_.push_back(std::move(event));
+    if (events_.size() == 1) {
+        wake_();
+    }
+}
+
+std::vector<Event> Inbound::take() {
+    const std::lock_guard<std::mutex> guard(mutex_);
+    bytes_ = 0;
+    return std::exchange(events_, {});
+}
+
+void Inbound::close() noexcept {
+    std::vector<Event> dropped;  // destroyed outside the lock
+    const std::lock_guard<std::mutex> guard(mutex_);
+    isClosed_ = true;
+    dropped.swap(events_);
+}
+
+bool Inbound::isClosed() const {
+    const std::lock_guard<std::mutex> guard(mutex_);
+    return isClosed_;
+}
+
+/// The functions that libnats calls. Their closure is a `Link`, or a `Subscription` of it.
+struct Link::Callbacks {
+    static void onMessage(natsConnection* /*connection*/, natsSubscription* /*subscription*/,
+                          natsMsg* message, void* closure) {
+        const auto& subscription = *static_cast<Subscription*>(closure);
+        subscription.link->push(Event::Kind::message, subscription.channel, Message(message));
+    }
+    static void onComplete(void* closure) {
+        const auto& subscription = *static_cast<Subscription*>(closure);
+        subscription.link->push(Event::Kind::drained, subscription.channel);
+        subscription.link->onLastCallback();
+    }
+    static void onError(natsConnection* connection, natsSubscription* /*subscription*/,
+                        natsStatus status, void* closure) {
+        if (status == NATS_NOT_PERMITTED) {
+            char const* text = nullptr;
+            natsConnection_GetLastError(connection, &text);
+            static_cast<Link*>(closure)->push(
+                Event::Kind::refused, 0, nullptr,
+                kit::Error{statuscodes::FORBIDDEN, text != nullptr ? text : ""});
+        }
+    }
+    static void onClosed(natsConnection* connection, void* closure) {
+        char const* text = nullptr;
+        const natsStatus status = natsConnection_GetLastError(connection, &text);
+        auto& link = *static_cast<Link*>(closure);
+        kit::Error error{statuscodes::SERVICE_UNAVAILABLE, "the connection was closed"};
+        if (status == NATS_CONNECTION_AUTH_FAILED) {
+            error.code = statuscodes::UNAUTHORIZED;
+        }
+        // A subject that was not permitted closes no connection.
+        if (status != NATS_OK && status != NATS_NOT_PERMITTED && text != nullptr &&
+            *text != '\0') {
+            error.message = text;
+        }
+        link.push(Event::Kind::closed, 0, nullptr, error);
+        link.onLastCallback();
+    }
+};
+
+std::shared_ptr<Link> Link::open(std::shared_ptr<Inbound> inbound, const Urls& urls,
+                                 const BrokerOptions& options,
+                                 const std::vector<Channel>& channels, std::uint64_t epoch) {
+    std::shared_ptr<Link> link(new Link(std::move(inbound), epoch));
+    if (std::optional<kit::Error> error = link->connect(urls, options)) {
+        link->push(Event::Kind::failed, 0, nullptr, *error);
+        return nullptr;
+    }
+    link->inbound_->push({Event::Kind::connected, epoch, 0, nullptr, {}, link});
+    std::optional<kit::Error> error;
+    for (const Channel& channel : channels) {
+        if (!error) {
+            error = link->subscribe(channel);
+        }
+    }
+    // The broker has handled the subscriptions when it has answered the ping of the flush.
+    link->flush(options.connectLimit);
+    if (!error) {
+        error = link->refusal();
+    }
+    link->push(error ? Event::Kind::refused : Event::Kind::ready, 0, nullptr,
+               error.value_or(kit::Error()));
+    return link;
+}
+
+// libnats calls `onClosed` also for a connection that was refused during the login, but not for one
+// that could not be made.
+std::optional<kit::Error> Link::connect(const Urls& urls, const BrokerOptions& options) {
+    Setup setup;
+    setup.addServers(urls);
+    setup.addLogin(options);
+    setup.addTls(options, urls.isTls);
+    setup.addBehaviour(options);
+    setup.set(natsOptions_SetErrorHandler, Callbacks::onError, static_cast<void*>(this));
+    setup.set(natsOptions_SetClosedCB, Callbacks::onClosed, static_cast<void*>(this));
+    expectCallback();
+    natsStatus status = setup.status;
+    if (status == NATS_OK) {
+        status = natsConnection_Connect(&connection_, setup.options.get());
+    }
+    if (status == NATS_OK) {
+        return std::nullopt;
+    }
+    kit::Error error = errorOf(status);
+    onLastCallback();
+    return error;
+}
+
+std::optional<kit::Error> Link::subscribe(const Channel& channel) {
+    Subscription* subscription = nullptr;
+    {
+        const std::lock_guard<std::mutex> guard(mutex_);
+        subscription = &subscriptions_.emplace_back(Subscription{this, channel.number, nullptr});
+    }
+    natsStatus status =
+        channel.queue.empty()
+            ? natsConnection_Subscribe(&subscription->handle, connection_, channel.subject.c_str(),
+                                       Callbacks::onMessage, subscription)
+            : natsConnection_QueueSubscribe(&subscription->handle, connection_,
+                                            channel.subject.c_str(), channel.queue.c_str(),
+                                            Callbacks::onMessage, subscription);
+    if (status != NATS_OK) {
+        return errorOf(status);
+    }
+    // The bound of what waits is that of `Inbound`.
+    natsSubscription_SetPendingLimits(subscription->handle, -1, -1);
+    expectCallback();
+    status = natsSubscription_SetOnCompleteCB(subscription->handle, Callbacks::onComplete,
+                                              subscription);
+    if (status != NATS_OK) {
+        onLastCallback();
+        return errorOf(status);
+    }
+    return std::nullopt;
+}
+
+std::optional<kit::Error> Link::refusal() const {
+    char const* text = nullptr;
+    if (natsConnection_GetLastError(connection_, &text) == NATS_NOT_PERMITTED) {
+        return kit::Error{statuscodes::FORBIDDEN, text != nullptr ? text : ""};
+    }
+    return std::nullopt;
+}
+
+Link::~Link() {
+    for (const Subscription& subscription : subscriptions_) {
+        natsSubscription_Destroy(subscription.handle);
+    }
+    natsConnection_Destroy(connection_);
+}
+
+void Link::push(Event::Kind kind, int channel, Message message, kit::Error error) noexcept {
+    inbound_->push({kind, epoch_, channel, std::move(message), std::move(error), nullptr});
+}
+
+void Link::expectCallback() {
+    const std::lock_guard<std::mutex> guard(mutex_);
+    ++expected_;
+    self_ = shared_from_this();
+}
+
+void Link::onLastCallback() noexcept {
+    std::shared_ptr<Link> dropped;  // destroyed outside the lock
+    const std::lock_guard<std::mutex> guard(mutex_);
+    if (--expected_ == 0) {
+        dropped = std::move(self_);
+        changed_.notify_all();
+    }
+}
+
+bool Link::publish(const std::string& subject, const std::string& reply,
+                   std::string_view data) noexcept {
+    return natsConnection_PublishRequest(connection_, subject.c_str(),
+                                         reply.empty() ? nullptr : reply.c_str(), data.data(),
+                                         static_cast<int>(data.size())) == NATS_OK;
+}
+
+std::size_t Link::longestMessage() const noexcept {
+    return static_cast<std::size_t>(
+        std::max<std::int64_t>(0, natsConnection_GetMaxPayload(connection_)));
+}
+
+std::vector<std::string> Link::servers() const {
+    char** names = nullptr;
+    int count = 0;
+    std::vector<std::string> found;
+    if (natsConnection_GetServers(connection_, &names, &count) == NATS_OK) {
+        for (int i = 0; i < count; ++i) {
+            found.emplace_back(names[i]);
+            std::free(names[i]);
+        }
+        std::free(names);
+    }
+    return found;
+}
+
+void Link::drain(int channel) noexcept {
+    for (const Subscription& subscription : subscriptions_) {
+        if (subscription.channel == channel) {
+            natsSubscription_Drain(subscription.handle);
+        }
+    }
+}
+
+void Link::flush(std::chrono::milliseconds limit) noexcept {
+    natsConnection_FlushTimeout(connection_, static_cast<std::int64_t>(limit.count()));
+}
+
+void Link::close() noexcept {
+    natsConnection_Close(connection_);
+    std::unique_lock<std::mutex> lock(mutex_);
+    changed_.wait_for(lock, CLOSE_LIMIT, [this] { return expected_ == 0; });
+}
+
+}  // namespace kova::nats::detail

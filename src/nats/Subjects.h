@@ -1,0 +1,43 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "kova/kit/Result.h"
+
+namespace kova::nats::detail {
+
+// The subjects of requests (docs/nats.md):
+//
+//     PREFIX.PATH.@q             any server of the service path
+//     PREFIX.PATH.@i.INSTANCE    the server with this instance name
+//     PREFIX.@c.SERVER.NUMBER    what a client tells the server about one request
+//
+// PATH has a token for each segment of the service path. The bytes of a token that are not a
+// letter, a digit, "-" or "_" are percent-encoded; an empty token becomes "%". So no token of a
+// path is equal to "@q", "@i" or "@c".
+
+/// The longest service path, instance name and prefix, each. The broker's default limit for the
+/// subjects of one message together is 4096 bytes.
+constexpr std::size_t LONGEST_NAME = 256;
+
+/// Returns a text as one token of a subject.
+std::string tokenOf(std::string_view text);
+/// Returns an error if the text is not a sequence of tokens with "." between them, of letters,
+/// digits, "-" and "_".
+kit::Result<void> checkPrefix(std::string_view prefix);
+/// Returns the subject of requests to any server of a service path, or, with an instance name, to
+/// one server. Returns the error 400 if the service path does not begin with "/", or if a name is
+/// too long. A "/" at the end of the service path is ignored.
+kit::Result<std::string> requestSubject(std::string_view prefix, std::string_view servicePath,
+                                        std::string_view instance);
+/// Returns the subject on which a server is told about its requests, without the number.
+std::string controlSubject(std::string_view prefix, std::string_view server);
+/// Returns the number that follows `subject` and a "." in the subject of a message; nothing if
+/// there is none.
+std::optional<std::uint64_t> numberAfter(std::string_view subject, std::string_view message);
+
+}  // namespace kova::nats::detail
