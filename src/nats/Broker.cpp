@@ -125,11 +125,11 @@ void Broker::dialLater() {
     std::uniform_real_distribution<double> part(0.5, 1.0);
     const std::chrono::duration<double, std::milli> delay = delay_ * part(random_);
     delay_ = std::min(2 * delay_, LONGEST_DELAY);
-    timer_ = loop_->after(std::chrono::duration_cast<wire::EventLoop::Clock::duration>(delay),
-                          [this] {
-                              timer_.reset();
-                              dial();
-                          });
+    timer_ =
+        loop_->after(std::chrono::duration_cast<wire::EventLoop::Clock::duration>(delay), [this] {
+            timer_.reset();
+            dial();
+        });
 }
 
 bool Broker::publish(const std::string& subject, const std::string& reply, std::string_view data) {

@@ -175,8 +175,7 @@ struct Link::Callbacks {
             error.code = statuscodes::UNAUTHORIZED;
         }
         // A subject that was not permitted closes no connection.
-        if (status != NATS_OK && status != NATS_NOT_PERMITTED && text != nullptr &&
-            *text != '\0') {
+        if (status != NATS_OK && status != NATS_NOT_PERMITTED && text != nullptr && *text != '\0') {
             error.message = text;
         }
         link.push(Event::Kind::closed, 0, nullptr, error);
@@ -185,8 +184,8 @@ struct Link::Callbacks {
 };
 
 std::shared_ptr<Link> Link::open(std::shared_ptr<Inbound> inbound, const Urls& urls,
-                                 const BrokerOptions& options,
-                                 const std::vector<Channel>& channels, std::uint64_t epoch) {
+                                 const BrokerOptions& options, const std::vector<Channel>& channels,
+                                 std::uint64_t epoch) {
     std::shared_ptr<Link> link(new Link(std::move(inbound), epoch));
     if (std::optional<kit::Error> error = link->connect(urls, options)) {
         link->push(Event::Kind::failed, 0, nullptr, *error);
@@ -251,8 +250,8 @@ std::optional<kit::Error> Link::subscribe(const Channel& channel) {
     // The bound of what waits is that of `Inbound`.
     natsSubscription_SetPendingLimits(subscription->handle, -1, -1);
     expectCallback();
-    status = natsSubscription_SetOnCompleteCB(subscription->handle, Callbacks::onComplete,
-                                              subscription);
+    status =
+        natsSubscription_SetOnCompleteCB(subscription->handle, Callbacks::onComplete, subscription);
     if (status != NATS_OK) {
         onLastCallback();
         return errorOf(status);
@@ -296,9 +295,12 @@ void Link::onLastCallback() noexcept {
 
 bool Link::publish(const std::string& subject, const std::string& reply,
                    std::string_view data) noexcept {
-    return natsConnection_PublishRequest(connection_, subject.c_str(),
-                                         reply.empty() ? nullptr : reply.c_str(), data.data(),
-                                         static_cast<int>(data.size())) == NATS_OK;
+    const auto size = static_cast<int>(data.size());
+    const natsStatus status =
+        reply.empty() ? natsConnection_Publish(connection_, subject.c_str(), data.data(), size)
+                      : natsConnection_PublishRequest(connection_, subject.c_str(), reply.c_str(),
+                                                      data.data(), size);
+    return status == NATS_OK;
 }
 
 std::size_t Link::longestMessage() const noexcept {
@@ -320,10 +322,12 @@ std::vector<std::string> Link::servers() const {
     return found;
 }
 
-void Link::drain(int channel) noexcept {
+void Link::drain(int channel, std::chrono::milliseconds limit) noexcept {
     for (const Subscription& subscription : subscriptions_) {
-        if (subscription.channel == channel) {
-            natsSubscription_Drain(subscription.handle);
+        if (subscription.channel == channel &&
+            natsSubscription_Drain(subscription.handle) == NATS_OK && limit.count() > 0) {
+            natsSubscription_WaitForDrainCompletion(subscription.handle,
+                                                    static_cast<std::int64_t>(limit.count()));
         }
     }
 }

@@ -110,7 +110,8 @@ public:
     /// Returns the URLs of the servers of the broker that are known.
     std::vector<std::string> servers() const;
     /// Stops a channel: messages that the broker has sent already still arrive, then `drained`.
-    void drain(int channel) noexcept;
+    /// Waits for them, at most for `limit`.
+    void drain(int channel, std::chrono::milliseconds limit) noexcept;
     /// Waits until the broker has received what was sent, at most for `limit`.
     void flush(std::chrono::milliseconds limit) noexcept;
     /// Closes the connection, and waits until libnats has made its last call. No event follows.

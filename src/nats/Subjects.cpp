@@ -90,8 +90,7 @@ std::optional<std::uint64_t> numberAfter(std::string_view subject, std::string_v
     }
     std::uint64_t number = 0;
     char const* const last = message.data() + message.size();
-    const auto [end, error] =
-        std::from_chars(message.data() + subject.size() + 1, last, number);
+    const auto [end, error] = std::from_chars(message.data() + subject.size() + 1, last, number);
     return error == std::errc() && end == last ? std::optional(number) : std::nullopt;
 }
 

@@ -1,0 +1,115 @@
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <future>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "kova/core/IKovaApi.h"
+#include "kova/nats/BrokerOptions.h"
+#include "nats/Broker.h"
+#include "nats/Pulse.h"
+#include "nats/Urls.h"
+#include "nats/client/ClientStream.h"
+#include "wire/EventLoop.h"
+
+namespace kova::nats::detail {
+
+/// The settings of a client. The values are in range; `connect` checks them.
+struct ClientSettings {
+    std::string subject;  ///< of the requests
+    std::string service;  ///< what the subject reaches, for messages
+    BrokerOptions broker;
+    std::chrono::milliseconds patience;
+    std::uint32_t window;
+};
+
+/// The requests of one client, its connection to the broker, and the thread that serves them.
+///
+/// Any thread may call `actionRequest` and `cancelRequest`; they add to a queue, which the thread
+/// of the loop empties. All other functions belong to the thread of the loop. Response handlers are
+/// called there, and no lock is held. `kit::Calls` in front of the object silences a cancelled
+/// request at once.
+///
+/// A request that the broker has not accepted yet waits for a connection, at most for the patience.
+/// A request that was sent ends when the connection is lost: it is never sent again.
+class ClientState final : public IKovaApi,
+                          private Broker::Owner,
+                          public std::enable_shared_from_this<ClientState> {
+public:
+    /// Starts the threads. `stop` must follow. Throws `std::system_error`.
+    static std::shared_ptr<ClientState> start(const Urls& urls, const ClientSettings& settings);
+
+    void* actionRequest(const Request& request,
+                        std::unique_ptr<IResponseHandler<Response>>&& handler) override;
+    void cancelRequest(void* handle) override;
+    /// Cancels all requests without an end, closes the connection and ends the thread. Waits for
+    /// the thread, unless it is inside a response handler that waits for the caller. Called once;
+    /// no other function may be called afterwards.
+    void stop();
+
+private:
+    using Clock = wire::EventLoop::Clock;
+    using Stream = std::unique_ptr<ClientStream>;
+    // An order of another thread: send the request of `stream`, or, if that is null, cancel one.
+    struct Order {
+        std::uint64_t handle;
+        Stream stream;
+    };
+
+    ClientState(const Urls& urls, const ClientSettings& settings);
+    std::uint64_t add(std::uint64_t handle, Stream stream);
+    void processOrders();
+    void begin(Stream stream);
+    void cancel(std::uint64_t handle);
+    void close();
+
+    void send(ClientStream& stream);
+    void sendWaiting();
+    void tell(ClientStream& stream, FrameKind kind, std::uint64_t number);
+    void cancelAt(const std::string& control);
+    void answer(ClientStream& stream, natsMsg& message);
+    void meetServer(ClientStream& stream, natsMsg& message);
+    void finish(ClientStream& stream);
+    void failAll(const std::vector<Stream>& ended, const kit::Error& error);
+    template <typename Condition>
+    std::vector<Stream> takeIf(Condition condition);
+
+    void armPatience();
+    void expire();
+    void armCheck();
+    void check();
+
+    void onReady() override;
+    void onMessage(int channel, natsMsg& message) override;
+    void onDrained(int /*channel*/) override {}
+    void onRefused(const kit::Error& error) override;
+    void onLost(const kit::Error& error) override;
+
+    const ClientSettings settings_;
+    const std::string inbox_;  ///< the beginning of the subjects of answers
+    const std::shared_ptr<wire::EventLoop> loop_;
+    std::shared_ptr<Heartbeats> heartbeats_;
+
+    std::mutex mutex_;
+    std::vector<Order> orders_;
+    std::uint64_t lastHandle_ = 0;
+
+    // Used only by the thread of the loop:
+    std::map<std::uint64_t, Stream> streams_;
+    std::optional<kit::Error> denied_;  ///< why the broker does not serve this client
+    std::string reason_ = "not connected yet";
+    std::optional<wire::EventLoop::TimerId> patience_;
+    std::optional<wire::EventLoop::TimerId> check_;
+    Broker broker_;
+
+    std::promise<void> closed_;
+};
+
+}  // namespace kova::nats::detail

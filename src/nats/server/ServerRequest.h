@@ -1,0 +1,74 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <string>
+
+#include "nats/Frames.h"
+#include "nats/Pulse.h"
+#include "wire/AnswerQueue.h"
+#include "wire/EventLoop.h"
+#include "wire/ServedService.h"
+
+namespace kova::nats::detail {
+
+/// One request at the server, and its answer. Belongs to the thread of the loop.
+class ServerRequest final : public wire::AnswerReader {
+public:
+    using TimePoint = wire::EventLoop::Clock::time_point;
+
+    /// The owner of requests. Both functions may destroy the request.
+    class Owner {
+    public:
+        /// The answer is complete, or cannot be sent.
+        virtual void onOver(ServerRequest& request) = 0;
+
+    protected:
+        ~Owner() = default;
+    };
+
+    /// The number of bytes of records after which a message is sent.
+    static constexpr std::size_t BATCH = std::size_t{32} * 1024;
+
+    /// `pulse` leads to the client. `credit` is the number of values that the client allows.
+    ServerRequest(Owner& owner, std::uint64_t number, std::shared_ptr<Pulse> pulse,
+                  std::uint64_t credit)
+        : number(number), owner_(owner), pulse_(std::move(pulse)), credit_(credit) {}
+    /// Cancels the request at the service, unless it has ended, and drops the answer.
+    ~ServerRequest() override;
+    ServerRequest(const ServerRequest&) = delete;
+    ServerRequest& operator=(const ServerRequest&) = delete;
+
+    /// Sends the request to the service. Its answer goes to the queue. May end with `onOver`.
+    void send(wire::ServedService& service, const Request& request,
+              const std::shared_ptr<wire::AnswerQueue>& queue);
+    /// Allows further values, and sends them. May end with `onOver`.
+    void grant(std::uint64_t credit);
+    /// Ends the answer with an error. Ends with `onOver`.
+    void fail(const kit::Error& error);
+
+    void onRecords() override;
+
+    const std::uint64_t number;
+    TimePoint heardAt = wire::EventLoop::Clock::now();  ///< when the client has sent something
+
+    std::chrono::milliseconds heartbeat() const noexcept { return pulse_->heartbeat; }
+
+private:
+    void flush();
+    bool addRecord(const std::string& record);
+    bool sendMessage(bool isLast);
+    void cancel();
+
+    Owner& owner_;
+    const std::shared_ptr<Pulse> pulse_;
+    std::uint64_t credit_;
+    std::uint64_t sent_ = 0;  ///< messages
+    std::string records_;     ///< of the next message
+    wire::ServedService* service_ = nullptr;
+    void* handle_ = nullptr;
+    std::shared_ptr<wire::AnswerQueue> queue_;
+};
+
+}  // namespace kova::nats::detail

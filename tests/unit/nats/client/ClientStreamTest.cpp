@@ -1,0 +1,126 @@
+#include "nats/client/ClientStream.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "contract/service/Inbox.h"
+#include "wire/Records.h"
+
+namespace kova::nats::detail {
+namespace {
+
+using Events = test::Inbox::Events;
+
+std::string recordOf(unsigned short status, bool isFirst) {
+    std::string record;
+    wire::appendEvent(record, wire::RecordKind::next, Response(status), isFirst).orThrow();
+    return record;
+}
+
+std::string completed(bool isFirst) {
+    std::string record;
+    wire::appendCompleted(record, isFirst);
+    return record;
+}
+
+/// A stream whose window has four values.
+class ClientStreamTest : public ::testing::Test {
+protected:
+    void receive(FrameKind kind, std::uint64_t number, const std::string& records = {}) {
+        stream.onFrame({kind, number, 0, records});
+    }
+    std::string last() const { return inbox.events().empty() ? "" : inbox.events().back(); }
+    bool hasFailedWith(const std::string& text) const {
+        return stream.isEnded() && last().find("error " + text.substr(0, 3)) == 0 &&
+               last().find(text.substr(4)) != std::string::npos;
+    }
+
+    test::Inbox inbox;
+    ClientStream stream{inbox.handler(), "request", 4};
+};
+
+TEST_F(ClientStreamTest, RecordsOfMessagesAreDelivered) {
+    receive(FrameKind::answer, 1, recordOf(200, true) + recordOf(201, false));
+    receive(FrameKind::answer, 2, completed(false));
+    EXPECT_EQ(inbox.events().size(), 3U);
+    EXPECT_EQ(last(), "completed");
+    EXPECT_TRUE(stream.isEnded());
+    EXPECT_TRUE(stream.isComplete());
+}
+
+TEST_F(ClientStreamTest, MissingMessageIsALoss) {
+    receive(FrameKind::answer, 1, recordOf(200, true));
+    receive(FrameKind::answer, 4, recordOf(201, false));
+    EXPECT_TRUE(hasFailedWith("503 lost: messages 2 to 3 of the answer have not arrived"));
+    EXPECT_FALSE(stream.isComplete());
+}
+
+TEST_F(ClientStreamTest, HeartbeatRevealsThatTheLatestMessageIsMissing) {
+    receive(FrameKind::alive, 0);
+    EXPECT_FALSE(stream.isEnded());
+    receive(FrameKind::alive, 1);
+    EXPECT_TRUE(hasFailedWith("503 lost: messages 1 to 1 of the answer have not arrived"));
+}
+
+TEST_F(ClientStreamTest, HeartbeatThatAMessageHasOvertakenIsNoLoss) {
+    receive(FrameKind::answer, 1, recordOf(200, true));
+    receive(FrameKind::alive, 0);
+    EXPECT_FALSE(stream.isEnded());
+}
+
+TEST_F(ClientStreamTest, MalformedAnswersEndTheRequest) {
+    const struct {
+        FrameKind kind;
+        std::uint64_t number;
+        std::string records;
+        char const* reason;
+    } rows[] = {
+        {FrameKind::answer, 0, "", "message 0 has arrived twice"},
+        {FrameKind::answer, 1, recordOf(200, false), "the first record has no version"},
+        {FrameKind::answer, 1, recordOf(200, true).substr(0, 9), "ends inside a record"},
+        {FrameKind::cancel, 0, "", "it has a message of a client"},
+    };
+    for (const auto& row : rows) {
+        const test::Inbox own;
+        ClientStream other(own.handler(), "request", 4);
+        other.onFrame({row.kind, row.number, 0, row.records});
+        ASSERT_EQ(own.events().size(), 1U) << row.reason;
+        EXPECT_EQ(own.events()[0].find("error 502"), 0U) << own.events()[0];
+        EXPECT_NE(own.events()[0].find(row.reason), std::string::npos) << own.events()[0];
+    }
+}
+
+TEST_F(ClientStreamTest, RequestRecordInAnAnswerIsRefused) {
+    std::string record;
+    wire::appendRequest(record, Request("retrieve", "/")).orThrow();
+    receive(FrameKind::answer, 1, record);
+    EXPECT_TRUE(hasFailedWith("502 malformed answer: it has the record of a request"));
+}
+
+TEST_F(ClientStreamTest, CreditIsGrantedForHalfOfTheWindow) {
+    receive(FrameKind::answer, 1, recordOf(200, true));
+    EXPECT_EQ(stream.takeCredit(), 0U);
+    receive(FrameKind::answer, 2, recordOf(200, false));
+    EXPECT_EQ(stream.takeCredit(), 2U);
+    EXPECT_EQ(stream.takeCredit(), 0U);
+}
+
+TEST_F(ClientStreamTest, EachRequestEndsOnce) {
+    stream.lose("once");
+    stream.lose("twice");
+    stream.fail({500, "three times"});
+    receive(FrameKind::answer, 1, recordOf(200, true));
+    EXPECT_EQ(inbox.events().size(), 1U);
+    EXPECT_TRUE(hasFailedWith("503 lost: once"));
+}
+
+TEST_F(ClientStreamTest, DroppedRequestGetsNoEvent) {
+    stream.drop();
+    receive(FrameKind::answer, 1, recordOf(200, true) + completed(false));
+    stream.lose("late");
+    EXPECT_EQ(inbox.events(), Events{});
+}
+
+}  // namespace
+}  // namespace kova::nats::detail
