@@ -37,7 +37,7 @@ kit::Result<std::string> requestSubject(std::string_view prefix, std::string_vie
 /// Returns the subject on which a server is told about its requests, without the number.
 std::string controlSubject(std::string_view prefix, std::string_view server);
 /// Returns the number that follows `subject` and a "." in the subject of a message; nothing if
-/// there is none.
+/// no number does.
 std::optional<std::uint64_t> numberAfter(std::string_view subject, std::string_view message);
 
 }  // namespace kova::nats::detail

@@ -45,8 +45,8 @@ struct ServerOptions {
 ///
 /// A thread of the object calls the service, so a resource handler that blocks delays all clients:
 /// let it answer later, or use a `kova::kit::Worker`. `kova::kit::peerOf` of a request has an
-/// address that begins with "nats:" and no numbers, so that paths for operators of the machine are
-/// refused. An answer with a value longer than the broker's limit for messages ends with 413. Any
+/// address that begins with "nats:" and no numbers, because the broker does not name the sender of
+/// it. An answer with a value longer than the broker's limit for messages ends with 413. Any
 /// thread may call any function.
 ///
 ///     const auto serve = [](kova::IKovaApi& service, void (*waitForSignal)()) {

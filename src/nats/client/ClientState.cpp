@@ -56,8 +56,8 @@ void* ClientState::actionRequest(const Request& request,
         owned->onError(result.error().toResponse());
         return UNDEFINED_REQUEST_HANDLE;
     }
-    return toHandle(add(0, std::make_unique<ClientStream>(std::move(owned), std::move(message),
-                                                          settings_.window)));
+    return toHandle(add(
+        0, std::make_unique<ClientStream>(std::move(owned), std::move(message), settings_.window)));
 }
 
 void ClientState::cancelRequest(void* handle) {
@@ -172,9 +172,9 @@ void ClientState::send(ClientStream& stream) {
     const std::size_t longest = broker_.link()->longestMessage();
     const std::string message = std::exchange(stream.request, {});
     if (message.size() > longest) {
-        stream.fail({CONTENT_TOO_LARGE,
-                     "the request has " + std::to_string(message.size()) +
-                         " bytes, the broker allows " + std::to_string(longest)});
+        stream.fail({CONTENT_TOO_LARGE, "the request has " + std::to_string(message.size()) +
+                                            " bytes, the broker allows " +
+                                            std::to_string(longest)});
     } else if (broker_.publish(settings_.subject, inbox_ + "." + std::to_string(stream.handle),
                                message)) {
         stream.isSent = true;
@@ -305,14 +305,13 @@ void ClientState::onLost(const kit::Error& error) {
 // The text of the broker is, for example: Permissions Violation for Publish to "kova.device.@q".
 void ClientState::onRefused(const kit::Error& error) {
     const std::string subject = quotedIn(error.message);
-    const kit::Error refusal{error.code, "the broker " + broker_.shown() +
-                                             " does not permit it: " + error.message};
+    const kit::Error refusal{
+        error.code, "the broker " + broker_.shown() + " does not permit it: " + error.message};
     if (subject == inbox_ + ".*" || !broker_.isReady()) {
         denied_ = refusal;
         failAll(takeIf([](const auto&) { return true; }), refusal);
     } else if (subject == settings_.subject) {
-        failAll(takeIf([](const auto& stream) { return stream.isSent && !stream.pulse; }),
-                refusal);
+        failAll(takeIf([](const auto& stream) { return stream.isSent && !stream.pulse; }), refusal);
     } else {
         failAll(takeIf([&](const auto& stream) {
                     return stream.pulse && stream.pulse->subject == subject;
@@ -360,11 +359,11 @@ void ClientState::armCheck() {
 // What has arrived meanwhile is handled first, because this thread may have been blocked.
 void ClientState::check() {
     broker_.handleEvents();
-    const Clock::time_point latest =
-        Clock::now() - settings_.broker.heartbeat * (2 * Heartbeats::CHECKS - 1) /
-                           Heartbeats::CHECKS;
-    const std::vector<Stream> silent = takeIf(
-        [&](const auto& stream) { return stream.isSent && stream.heardAt <= latest; });
+    const Clock::time_point latest = Clock::now() - settings_.broker.heartbeat *
+                                                        (2 * Heartbeats::CHECKS - 1) /
+                                                        Heartbeats::CHECKS;
+    const std::vector<Stream> silent =
+        takeIf([&](const auto& stream) { return stream.isSent && stream.heardAt <= latest; });
     for (const Stream& stream : silent) {
         tell(*stream, FrameKind::cancel, 0);
         stream->lose("the server of " + settings_.service + " is silent");

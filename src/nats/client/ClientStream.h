@@ -60,9 +60,9 @@ public:
     /// @{
     /// Facts for the owner of the object, which sets them.
     std::uint64_t handle = 0;
-    std::string request;           ///< empty when it has been sent
-    TimePoint arrival;             ///< when the request began to wait for a connection
-    TimePoint heardAt;             ///< when the latest message arrived, or the request was sent
+    std::string request;  ///< empty when it has been sent
+    TimePoint arrival;    ///< when the request began to wait for a connection
+    TimePoint heardAt;    ///< when the latest message arrived, or the request was sent
     bool isSent = false;
     std::shared_ptr<Pulse> pulse;  ///< to the server that answers, if it is known
     /// @}

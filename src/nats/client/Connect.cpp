@@ -35,10 +35,9 @@ kit::Result<std::unique_ptr<IKovaApi>> connect(const std::string& url,
         return checked.error();
     }
     if (options.window == 0 || options.window > detail::MOST_CREDIT) {
-        return kit::Error{statuscodes::BAD_REQUEST, "a window of " +
-                                                        std::to_string(options.window) +
-                                                        " values, not 1 to " +
-                                                        std::to_string(detail::MOST_CREDIT)};
+        return kit::Error{statuscodes::BAD_REQUEST,
+                          "a window of " + std::to_string(options.window) + " values, not 1 to " +
+                              std::to_string(detail::MOST_CREDIT)};
     }
     const kit::Result<std::string> subject =
         detail::requestSubject(options.broker.prefix, servicePath, instance);

@@ -103,8 +103,8 @@ void ServerState::onReady() {
 
 void ServerState::onRefused(const kit::Error& error) {
     const std::lock_guard<std::mutex> guard(mutex_);
-    latest_ = {error.code, "the broker " + broker_.shown() + " does not permit it: " +
-                               error.message};
+    latest_ = {error.code,
+               "the broker " + broker_.shown() + " does not permit it: " + error.message};
     changed_.notify_all();
 }
 
@@ -150,8 +150,7 @@ void ServerState::begin(natsMsg& message) {
 
 ServerRequest& ServerState::add(std::shared_ptr<Pulse> pulse, std::uint64_t credit) {
     ServerRequest::Owner& owner = *this;
-    auto made =
-        std::make_unique<ServerRequest>(owner, lastNumber_, std::move(pulse), credit);
+    auto made = std::make_unique<ServerRequest>(owner, lastNumber_, std::move(pulse), credit);
     ServerRequest& added = *made;
     requests_.emplace(lastNumber_, std::move(made));
     return added;
@@ -238,8 +237,7 @@ void ServerState::check() {
     std::vector<std::uint64_t> silent;
     std::chrono::milliseconds shortest{LONGEST_HEARTBEAT};
     for (const auto& [number, request] : requests_) {
-        const auto limit =
-            request->heartbeat() * (2 * Heartbeats::CHECKS - 1) / Heartbeats::CHECKS;
+        const auto limit = request->heartbeat() * (2 * Heartbeats::CHECKS - 1) / Heartbeats::CHECKS;
         shortest = std::min(shortest, request->heartbeat());
         if (Clock::now() - request->heardAt >= limit) {
             silent.push_back(number);

@@ -261,6 +261,44 @@ TEST_F(NatsBrokerTest, InstanceGetsItsOwnRequests) {
     }
 }
 
+// The server is a peer that acknowledges the request and then is silent, as one that is killed.
+TEST_F(NatsBrokerTest, ServerThatFallsSilentIsLostWithinTwoHeartbeats) {
+    broker.emplace();
+    Peer silent(broker->url());
+    silent.subscribe("kova.device.@q");
+    client = nats::connect(broker->url(), "/device", "", clientOptions).orThrow();
+    send(inbox);
+    const std::string answers = silent.receive().reply;
+    const auto begun = std::chrono::steady_clock::now();
+    silent.send(answers, frame(3, 0), "kova.@c.silent.1");
+    const std::string event = inbox.waitForLast().at(0);
+    const auto duration = std::chrono::steady_clock::now() - begun;
+    EXPECT_TRUE(isError(event, 503, "lost: the server of '/device' is silent")) << event;
+    EXPECT_GE(duration, 3 * HEARTBEAT / 2);
+    EXPECT_LT(duration, 2 * HEARTBEAT + 1s);  // a second for a machine that is busy
+}
+
+TEST_F(NatsBrokerTest, AnswerStaysWithItsServer) {
+    begin();
+    HeldService other;
+    nats::Server second(other, broker->url(), serverOptions);
+    second.waitUntilServing(30s).orThrow();
+    std::promise<HeldService*> chosen;
+    service.onRequest = [&](std::size_t) { chosen.set_value(&service); };
+    other.onRequest = [&](std::size_t) { chosen.set_value(&other); };
+    send(inbox);
+    HeldService& owner = *chosen.get_future().get();
+    Events expected;
+    for (unsigned short i = 0; i < 100; ++i) {
+        const Response value(static_cast<unsigned short>(200 + i));
+        owner[1].onNext(value);
+        expected.push_back("next " + describe(value));
+    }
+    owner.take(1)->onCompleted();
+    expected.emplace_back("completed");
+    EXPECT_EQ(inbox.waitForLast(), expected);
+}
+
 TEST_F(NatsBrokerTest, StoppedServerEndsItsRequests) {
     begin();
     send(inbox);
@@ -377,10 +415,16 @@ TEST_F(NatsBrokerTest, MalformedMessagesDoNotDisturbOtherRequests) {
     Peer peer(broker->url());
     peer.subscribe(">");
     const std::string request = requestFrame(Request("retrieve", "/"), 1);
-    const std::vector<std::string> malformed = {
-        "", "x", std::string(9, '\1'), frame(1, 1), frame(1, 0, request.substr(10)),
-        request + "x", request.substr(0, request.size() - 1), frame(2, 1), frame(255, 1),
-        std::string(5000, '\xFF')};
+    const std::vector<std::string> malformed = {"",
+                                                "x",
+                                                std::string(9, '\1'),
+                                                frame(1, 1),
+                                                frame(1, 0, request.substr(10)),
+                                                request + "x",
+                                                request.substr(0, request.size() - 1),
+                                                frame(2, 1),
+                                                frame(255, 1),
+                                                std::string(5000, '\xFF')};
     std::vector<std::string> subjects = {"kova.device.@q", "kova.@c.x.1"};
     service[1].onNext(Response(200));
     for (std::string control; control.empty();) {

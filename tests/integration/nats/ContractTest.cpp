@@ -50,8 +50,8 @@ private:
 INSTANTIATE_TEST_SUITE_P(Nats, ServiceContract,
                          ::testing::Values(TransportRow{"AnyServer",
                                                         [](IKovaApi& service) {
-                                                            return std::make_unique<Remote>(
-                                                                service, "");
+                                                            return std::make_unique<Remote>(service,
+                                                                                            "");
                                                         }},
                                            TransportRow{"OneServer",
                                                         [](IKovaApi& service) {

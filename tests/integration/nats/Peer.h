@@ -47,10 +47,9 @@ public:
         natsMsg* message = nullptr;
         check(natsSubscription_NextMsg(&message, subscription_, 20'000));
         char const* const reply = natsMsg_GetReply(message);
-        Received received{
-            natsMsg_GetSubject(message), reply != nullptr ? reply : "",
-            std::string(natsMsg_GetData(message),
-                        static_cast<std::size_t>(natsMsg_GetDataLength(message)))};
+        Received received{natsMsg_GetSubject(message), reply != nullptr ? reply : "",
+                          std::string(natsMsg_GetData(message),
+                                      static_cast<std::size_t>(natsMsg_GetDataLength(message)))};
         natsMsg_Destroy(message);
         return received;
     }

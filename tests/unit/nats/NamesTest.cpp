@@ -15,9 +15,8 @@ TEST(NamesTest, UniqueNamesDifferAndAreTokens) {
     for (int i = 0; i < 1000; ++i) {
         const std::string name = uniqueName();
         EXPECT_EQ(name.size(), 22U);
-        EXPECT_TRUE(std::all_of(name.begin(), name.end(), [](unsigned char c) {
-            return c < 128 && std::isalnum(c) != 0;
-        }));
+        EXPECT_TRUE(std::all_of(name.begin(), name.end(),
+                                [](unsigned char c) { return c < 128 && std::isalnum(c) != 0; }));
         names.insert(name);
     }
     EXPECT_EQ(names.size(), 1000U);

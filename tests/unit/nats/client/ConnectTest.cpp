@@ -60,8 +60,7 @@ TEST(NatsConnectTest, RequestWithoutABrokerIsLostAfterThePatience) {
 TEST(NatsConnectTest, RequestThatWaitsForABrokerCanBeCancelled) {
     const auto service = connect(NOWHERE, "/device").orThrow();
     const test::Inbox inbox;
-    service->cancelRequest(
-        service->actionRequest(Request("retrieve", "/state"), inbox.handler()));
+    service->cancelRequest(service->actionRequest(Request("retrieve", "/state"), inbox.handler()));
     EXPECT_EQ(inbox.waitForLast(), test::Inbox::Events{});
 }
 
