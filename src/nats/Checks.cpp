@@ -20,7 +20,7 @@ bool areBothOrNone(const std::string& left, const std::string& right) noexcept {
 
 int loginsOf(const BrokerOptions& options) noexcept {
     return (options.user.empty() ? 0 : 1) + (options.token.empty() ? 0 : 1) +
-           (options.nkey.empty() ? 0 : 1) + (options.credentialsFile.empty() ? 0 : 1);
+           (options.nkey.empty() ? 0 : 1);
 }
 
 }  // namespace

@@ -9,7 +9,7 @@ namespace kova::nats {
 /// same options.
 ///
 /// A broker that does not require a login needs none of them. At most one of these logins is
-/// used: user and password, token, NKey, credentials. A plain value type. Not synchronized.
+/// used: user and password, token, NKey. A plain value type. Not synchronized.
 ///
 ///     kova::nats::BrokerOptions broker;
 ///     broker.user = "car-17";
@@ -36,8 +36,6 @@ struct BrokerOptions {
     std::string nkey = {};
     std::string nkeySeedFile = {};
     /// @}
-    /// The login with credentials: the file that contains the token (JWT) of a user and its seed.
-    std::string credentialsFile = {};
 
     /// The file with the certificates (PEM) of the authorities that the broker's certificate must
     /// be signed by. Setting it, or `certificateFile`, requires TLS; so does a URL that begins with

@@ -17,6 +17,7 @@
 #include "kova/nats/Server.h"
 #include "support/Broker.h"
 #include "support/HeldService.h"
+#include "support/TemporaryFolder.h"
 #include "support/Watchdog.h"
 
 namespace kova::test {
@@ -472,6 +473,19 @@ TEST_F(NatsBrokerTest, UserWithItsPasswordIsAccepted) {
 TEST_F(NatsBrokerTest, TokenIsAccepted) {
     serverOptions.broker.token = clientOptions.broker.token = "secret";
     begin("authorization { token: secret }");
+    EXPECT_EQ(ask().back(), "completed");
+}
+
+// The pair of keys is the one of the broker's own documentation.
+TEST_F(NatsBrokerTest, NKeyIsAccepted) {
+    const TemporaryFolder folder;
+    writeFile(folder / "seed", "SUACSSL3UAHUDXKFSNVUZRF5UHPMWZ6BFDTJ7M6USDXIEDNPPQYYYCU3VY");
+    nats::BrokerOptions login;
+    login.heartbeat = HEARTBEAT;
+    login.nkey = "UDXU4RCSJNZOIQHZNWXHXORDPRTGNJAHAHFRGZNEEJCPQTT2M7NLCNF4";
+    login.nkeySeedFile = folder / "seed";
+    serverOptions.broker = clientOptions.broker = login;
+    begin("authorization { users: [ { nkey: " + login.nkey + " } ] }");
     EXPECT_EQ(ask().back(), "completed");
 }
 

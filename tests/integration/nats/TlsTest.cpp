@@ -79,8 +79,7 @@ TEST_F(NatsTlsTest, ClientWithItsCertificateIsServed) {
     nats::ConnectOptions clientOptions;
     clientOptions.broker = options;
     clientOptions.patience = 30s;
-    const auto client =
-        nats::connect(broker->url(), "/device", "", clientOptions).orThrow();
+    const auto client = nats::connect(broker->url(), "/device", "", clientOptions).orThrow();
     service.onRequest = [this](std::size_t number) { service.answer(number); };
     const Inbox inbox;
     client->actionRequest(Request("retrieve", "/state"), inbox.handler());
@@ -108,8 +107,7 @@ TEST_F(NatsTlsTest, BrokerWithTheNameOfAnotherHostIsRefused) {
     start("elsewhere");
     const kit::Result<void> result = serving();
     ASSERT_FALSE(result);
-    EXPECT_NE(result.error().message.find("mismatch"), std::string::npos)
-        << result.error().message;
+    EXPECT_NE(result.error().message.find("mismatch"), std::string::npos) << result.error().message;
 }
 
 TEST_F(NatsTlsTest, MissingFileIsReported) {

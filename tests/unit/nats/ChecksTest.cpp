@@ -30,7 +30,6 @@ TEST(ChecksTest, OptionsInTheirRangesAreAccepted) {
             options.nkey = "U";
             options.nkeySeedFile = "seed";
         },
-        [](BrokerOptions& options) { options.credentialsFile = "creds"; },
         [](BrokerOptions& options) {
             options.certificateFile = "c";
             options.keyFile = "k";
