@@ -212,6 +212,12 @@ void ClientState::close() {
 }
 
 void ClientState::processOrders() {
+    takeOrders();
+    sendWaiting();
+    flush();
+}
+
+void ClientState::takeOrders() {
     std::vector<Order> orders;
     {
         const std::lock_guard<std::mutex> guard(mutex_);
@@ -224,8 +230,6 @@ void ClientState::processOrders() {
             cancel(order.handle);
         }
     }
-    sendWaiting();
-    flush();
 }
 
 void ClientState::begin(Stream stream) {
@@ -370,6 +374,15 @@ void ClientState::onStreamLost(ClientStream& stream) {
     hasLostUnanswered_ = hasLostUnanswered_ || !stream.hasValue();
     stream.beginAgain();
     waiting_.emplace(stream.handle, &stream);
+}
+
+// A waiting request that was cancelled before its turn is not sent: the loop handles sockets before
+// orders, so the order may still be unread. The function that `add` has posted flushes.
+void ClientState::onChange() {
+    if (!waiting_.empty()) {
+        takeOrders();
+    }
+    sendWaiting();
 }
 
 // Moves the streams that are to be sent again to `waiting_`. Returns whether all of them had a

@@ -76,6 +76,7 @@ private:
     void sendAgain(ClientStream& stream);
     std::uint64_t add(std::uint64_t handle, Stream stream);
     void processOrders();
+    void takeOrders();
     void begin(Stream stream);
     void cancel(std::uint64_t handle);
     void close();
@@ -95,7 +96,7 @@ private:
 
     void onStreamClosed(ClientStream& stream) override;
     void onStreamLost(ClientStream& stream) override;
-    void onChange() override { sendWaiting(); }
+    void onChange() override;
     void onConnectionClosed(ClientConnection& connection, const std::string& reason) override;
 
     const ClientSettings settings_;

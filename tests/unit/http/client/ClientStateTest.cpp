@@ -325,20 +325,36 @@ TEST_F(ClientStateTest, CancelledRequestIsResetAndSilent) {
     EXPECT_EQ(recording.events(), (Events{"value 200 a"}));
 }
 
+// The response handler blocks the thread of the client, so the client reads the cancellation of the
+// second request only after the end of the first one, which lets the client send another one.
 TEST_F(ClientStateTest, RequestThatIsCancelledBeforeItIsSentIsNotSent) {
     start();
-    const testing::Recording first = send("/1");
+    std::promise<void> entered;
+    std::promise<void> goOn;
+    testing::Recording first;
+    first.onEvent([&](const std::string& event) {
+        if (event == "value 200 b") {
+            entered.set_value();
+            goOn.get_future().wait();
+        }
+    });
+    service->actionRequest(Request("retrieve", "/1"), first.handler());
     const auto peer = acceptLimited(1);
     const std::int32_t number = peer->waitForRequest().number;
     const testing::Recording second = send("/2");
+    peer->answer(number, value("a"), false);
+    first.waitFor(1);
+    peer->send(number, value("b", false) + completed(false), true);
+    entered.get_future().wait();
     service->cancelRequest(handle);
     const testing::Recording third = send("/3");
-    peer->answer(number, completed());
+    goOn.set_value();
     const Http2Peer::Request request = peer->waitForRequest();
     std::string expected;
     ASSERT_TRUE(wire::appendRequest(expected, Request("retrieve", "/3")));
     EXPECT_EQ(request.body, expected);
     EXPECT_EQ(second.events(), Events());
+    EXPECT_TRUE(first.waitUntilDestroyed());  // the handler uses the variables above
 }
 
 TEST_F(ClientStateTest, SecondAndLateCancellationsAreIgnored) {
