@@ -11,9 +11,9 @@
 #include <string_view>
 #include <vector>
 
-#include "Records.h"
 #include "support/Payloads.h"
 #include "upgrade/Samples.h"
+#include "wire/Records.h"
 
 namespace kova::test {
 
@@ -126,7 +126,7 @@ private:
                 texts.push_back(field->first + ": " + field->second);
             }
         }
-        http::detail::RecordReader reader(1U << 20U);
+        wire::RecordReader reader(1U << 20U);
         reader.add(message.body);
         for (auto record = reader.next().orThrow(); record; record = reader.next().orThrow()) {
             texts.push_back(textOfRecord(*record));
@@ -137,8 +137,8 @@ private:
         return texts;
     }
 
-    static std::string textOfRecord(const http::detail::Record& record) {
-        using http::detail::RecordKind;
+    static std::string textOfRecord(const wire::Record& record) {
+        using wire::RecordKind;
         switch (record.kind) {
             case RecordKind::request:
                 return record.toRequest().orThrow().toString();
