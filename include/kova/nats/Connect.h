@@ -14,7 +14,7 @@ namespace kova::nats {
 
 /// Options of `connect`.
 struct ConnectOptions {
-    BrokerOptions broker = {};
+    BrokerOptions broker = {};  ///< the connection to the broker: login, TLS, heartbeat
     /// The longest time that a request waits for a connection to the broker. The request then ends
     /// with 503.
     std::chrono::milliseconds patience = std::chrono::seconds(1);

@@ -26,7 +26,7 @@ struct ServerOptions {
     /// that want to reach exactly this one. If it is empty, the server only gets requests that any
     /// server of the service path may execute. No two servers should have the same name.
     std::string instance = {};
-    BrokerOptions broker = {};
+    BrokerOptions broker = {};  ///< the connection to the broker: login, TLS, heartbeat
     /// The highest number of pending requests. A further request is answered with 429.
     std::size_t requests = 4096;
     /// The highest number of bytes of one answer that are queued while the client grants no credit.
