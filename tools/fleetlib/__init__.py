@@ -1,0 +1,1 @@
+"""The parts of tools/fleet: brokers, simulated devices, and what is measured with them."""
