@@ -56,7 +56,11 @@ class Broker:
             f'prof_port: {self._profile}\nmax_connections: 1000000\n{configuration}\n')
 
     def __enter__(self):
-        self.start()
+        try:
+            self.start()
+        except BaseException:  # a signal, too
+            self.stop()
+            raise
         return self
 
     def __exit__(self, *_):

@@ -270,6 +270,20 @@ class Fleet:
         self.run(lambda: len(answered) >= count)
         client.close()
 
+    def refuses(self, port, seconds=1):
+        """Returns whether the broker says within some seconds that nobody receives a request."""
+        refusals = []
+        client = Connection(self, port, [(INBOX + b".*", b"")],
+                            lambda _client, _subject, _reply, has_headers: refusals.append(has_headers))
+        target = self.ready + 1
+        client.connect()
+        self.run(lambda: self.ready >= target)
+        client.send(b"PUB %s %s.0 0\r\n\r\n" % (instance_subject(len(self.devices)), INBOX))
+        end = time.monotonic() + seconds
+        self.run(lambda: refusals or time.monotonic() > end)
+        client.close()
+        return refusals == [True]
+
 
 class Relay:
     """Passes the bytes between a listening port and another one on, and counts them both ways."""

@@ -110,25 +110,27 @@ def tls(count, folder):
         f'tls {{ cert_file: "{certificate}", key_file: "{key}", timeout: 30 }}', context)
 
 
-def leaf(count, account=""):
+def leaf(count, account="", expected=2):
     """Connects devices to a leaf node, and a client to its hub. Returns a dictionary of figures.
 
-    `account` is a part of the configuration of the leaf node; see `wildcard`.
+    `account` is a part of the configuration of the leaf node; see `wildcard`. The hub has to know
+    `expected` subjects of each device.
     """
     port = free_port()
     with Broker(f'leafnodes {{ listen: "{HOST}:{port}" }}') as hub, Fleet() as fleet:
         relay = Relay(fleet, port)
         remote = f'url: "nats://{HOST}:{relay.port}"' + (", account: UPLINK" if account else "")
         with Broker(account + f"\nleafnodes {{ remotes: [ {{ {remote} }} ] }}") as edge:
-            fleet.run(lambda: hub.report("leafz")["leafnodes"] == 1)
-            known = hub.report("leafz?subs=1")["leafs"][0]["subscriptions"]
+            fleet.run(lambda: subscriptions_of_leaf(hub) > 0)  # those that the leaf node itself makes
+            fleet.run_for(SETTLE)
+            known = subscriptions_of_leaf(hub)
             before, delta = relay.bytes["out"], Delta(hub, count)
             fleet.connect(edge.port, count, SUBSCRIPTIONS)
+            fleet.run(lambda: subscriptions_of_leaf(hub) >= known + expected * count)
             fleet.run_for(SETTLE)
             figures = {"bytes": (relay.bytes["out"] - before) / count, "cpu": delta.cpu()}
             figures["live"], figures["resident"] = delta.memory()
-            seen = hub.report("leafz?subs=1")["leafs"][0]["subscriptions"] - known
-            figures["subscriptions"] = seen / count
+            figures["subscriptions"] = (subscriptions_of_leaf(hub) - known) / count
             figures.update(across(fleet, hub, edge, count))
             return figures
 
@@ -144,7 +146,13 @@ accounts {
     }
     UPLINK { imports: [ { service: { account: DEVICES, subject: "kova.>" } } ] }
 }
-no_auth_user: device''')
+no_auth_user: device''', expected=0)
+
+
+def subscriptions_of_leaf(hub):
+    """Returns the number of subjects that a hub knows of its only leaf node; 0 while there is none."""
+    leafs = hub.report("leafz").get("leafs") or [{"subscriptions": 0}]
+    return leafs[0]["subscriptions"]
 
 
 def gateway(count):
@@ -175,4 +183,5 @@ def across(fleet, hub, edge, count):
     begin = [broker.cpu() for broker in (hub, edge)]
     fleet.request(hub.port, number)
     spent = [(broker.cpu() - cpu) / number for broker, cpu in zip((hub, edge), begin)]
-    return {"hub request": spent[0], "edge request": spent[1]}
+    return {"hub request": spent[0], "edge request": spent[1],
+            "unknown": "at once" if fleet.refuses(hub.port) else "not refused"}
