@@ -299,6 +299,22 @@ bool Link::publish(const std::string& subject, const std::string& reply,
     return status == NATS_OK;
 }
 
+bool Link::publishError(const std::string& subject, const kit::Error& error,
+                        std::string_view data) noexcept {
+    natsMsg* created = nullptr;
+    natsStatus status = natsMsg_Create(&created, subject.c_str(), nullptr, data.data(),
+                                       static_cast<int>(data.size()));
+    const Message message(created);
+    if (status == NATS_OK) {
+        status = natsMsgHeader_Set(created, "Nats-Service-Error", error.message.c_str());
+    }
+    if (status == NATS_OK) {
+        status = natsMsgHeader_Set(created, "Nats-Service-Error-Code",
+                                   std::to_string(error.code).c_str());
+    }
+    return status == NATS_OK && natsConnection_PublishMsg(connection_, created) == NATS_OK;
+}
+
 std::size_t Link::longestMessage() const noexcept {
     return static_cast<std::size_t>(
         std::max<std::int64_t>(0, natsConnection_GetMaxPayload(connection_)));

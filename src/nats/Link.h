@@ -105,6 +105,10 @@ public:
     /// empty `reply` means none.
     bool publish(const std::string& subject, const std::string& reply,
                  std::string_view data) noexcept;
+    /// Sends a message with the header fields of an error in the services protocol of NATS.
+    /// Returns what `publish` returns.
+    bool publishError(const std::string& subject, const kit::Error& error,
+                      std::string_view data) noexcept;
     /// Returns the highest number of bytes of a message.
     std::size_t longestMessage() const noexcept;
     /// Returns the URLs of the servers of the broker that are known.

@@ -34,6 +34,18 @@ struct ServerOptions {
     /// values, too, and what happens when a limit is exceeded (`kova::kit::STREAM_QUEUE`). By
     /// default the stream is then ended with 503.
     std::size_t queuedBytes = std::size_t{256} * 1024;
+
+    /// Whether the server answers the services protocol of NATS (ADR-32 of the NATS project), which
+    /// other programs use to find services and to read how many requests they get. The broker must
+    /// then permit the server to subscribe to "$SRV.>".
+    bool isDiscoverable = false;
+    /// The name in the services protocol: letters, digits, "-" and "_". If it is empty, the service
+    /// path with "_" in place of other characters ("/a/b" becomes "a_b").
+    std::string name = {};
+    /// The version in the services protocol, a semantic version.
+    std::string version = "0.0.0";
+    /// The description in the services protocol.
+    std::string description = {};
 };
 
 /// Serves a service to other processes and machines, through a broker.

@@ -17,6 +17,15 @@ wire::RecordKind kindOf(const std::string& record) noexcept {
     return static_cast<wire::RecordKind>(record[KIND_OFFSET]);
 }
 
+/// Returns the error that a record contains.
+std::optional<kit::Error> errorOf(const std::string& record) {
+    wire::RecordReader reader(record.size());
+    reader.add(record);
+    const kit::Result<std::optional<wire::Record>> read = reader.next();
+    const auto response = read && *read ? (*read)->toResponse() : kit::Result<Response>(Response());
+    return response ? kit::Error::of(*response) : response.error();
+}
+
 }  // namespace
 
 ServerRequest::~ServerRequest() {
@@ -25,6 +34,15 @@ ServerRequest::~ServerRequest() {
         queue_->close();
     }
     cancel();
+}
+
+void ServerRequest::count(Discovery& discovery) const {
+    if (answeredAt_) {
+        discovery.countAnswer(endpoint_, *answeredAt_ - begunAt_);
+    }
+    if (error_) {
+        discovery.countError(endpoint_, *error_);
+    }
 }
 
 void ServerRequest::cancel() {
@@ -87,6 +105,9 @@ void ServerRequest::flush() {
             return;
         }
         if (isLast) {
+            if (kindOf(record) == wire::RecordKind::error) {
+                error_ = errorOf(record);
+            }
             sendMessage(true);
             owner_.onOver(*this);
             return;
@@ -127,13 +148,17 @@ bool ServerRequest::sendMessage(bool isLast) {
         return false;
     }
     pulse_->onSent(++sent_);
+    if (!answeredAt_) {
+        answeredAt_ = wire::EventLoop::Clock::now();
+    }
     return true;
 }
 
-void ServerRequest::fail(const kit::Error& error) {
+void ServerRequest::fail(const kit::Error& reason) {
+    error_ = reason;
     std::string record;
     const bool isFirst = sent_ == 0 && records_.empty();
-    if (wire::appendEvent(record, wire::RecordKind::error, error.toResponse(), isFirst)) {
+    if (wire::appendEvent(record, wire::RecordKind::error, reason.toResponse(), isFirst)) {
         if (!records_.empty()) {
             sendMessage(false);
         }

@@ -3,10 +3,12 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "nats/Frames.h"
 #include "nats/Pulse.h"
+#include "nats/server/Discovery.h"
 #include "wire/AnswerQueue.h"
 #include "wire/EventLoop.h"
 #include "wire/ServedService.h"
@@ -32,9 +34,13 @@ public:
     static constexpr std::size_t BATCH = std::size_t{32} * 1024;
 
     /// `pulse` leads to the client. `credit` is the number of values that the client allows.
-    ServerRequest(Owner& owner, std::uint64_t number, std::shared_ptr<Pulse> pulse,
-                  std::uint64_t credit)
-        : number(number), owner_(owner), pulse_(std::move(pulse)), credit_(credit) {}
+    ServerRequest(Owner& owner, std::uint64_t number, Discovery::Endpoint endpoint,
+                  std::shared_ptr<Pulse> pulse, std::uint64_t credit)
+        : number(number),
+          owner_(owner),
+          endpoint_(endpoint),
+          pulse_(std::move(pulse)),
+          credit_(credit) {}
     /// Cancels the request at the service, unless it has ended, and drops the answer.
     ~ServerRequest() override;
     ServerRequest(const ServerRequest&) = delete;
@@ -46,9 +52,12 @@ public:
     /// Allows further values, and sends them. May end with `onOver`.
     void grant(std::uint64_t credit);
     /// Ends the answer with an error. Ends with `onOver`.
-    void fail(const kit::Error& error);
+    void fail(const kit::Error& reason);
 
     void onRecords() override;
+
+    /// Adds the request, which is over, to the figures of its endpoint.
+    void count(Discovery& discovery) const;
 
     const std::uint64_t number;
     TimePoint heardAt = wire::EventLoop::Clock::now();  ///< when the client has sent something
@@ -62,6 +71,10 @@ private:
     void cancel();
 
     Owner& owner_;
+    const Discovery::Endpoint endpoint_;
+    const TimePoint begunAt_ = wire::EventLoop::Clock::now();
+    std::optional<TimePoint> answeredAt_;  ///< when the first values or the end were sent
+    std::optional<kit::Error> error_;      ///< what the request has ended with
     const std::shared_ptr<Pulse> pulse_;
     std::uint64_t credit_;
     std::uint64_t sent_ = 0;  ///< messages

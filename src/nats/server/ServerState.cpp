@@ -19,8 +19,6 @@ namespace kova::nats::detail {
 
 namespace {
 
-// The queue group of the servers of a service path.
-constexpr char const* GROUP = "q";
 // The time for which the last answers are sent to clients that grant no credit.
 constexpr std::chrono::milliseconds FLUSH_LIMIT(1000);
 // The time for which threads that are sending an event of an ended request are waited for, and
@@ -58,6 +56,17 @@ kit::Result<Request> readRequest(std::string_view bytes) {
     return request;
 }
 
+/// Returns the only message of an answer that is an error.
+std::string messageOf(const kit::Error& error) {
+    std::string message;
+    appendFrame(message, FrameKind::answer, 1);
+    std::string record;
+    if (wire::appendEvent(record, wire::RecordKind::error, error.toResponse(), true)) {
+        message += record;
+    }
+    return message;
+}
+
 }  // namespace
 
 std::shared_ptr<ServerState> ServerState::start(IKovaApi& service, const std::string& url,
@@ -68,21 +77,31 @@ std::shared_ptr<ServerState> ServerState::start(IKovaApi& service, const std::st
     }
     const std::string id = uniqueName();
     const std::string& prefix = options.broker.prefix;
-    std::vector<Channel> channels = {
-        {ANY, orInvalid(requestSubject(prefix, options.servicePath, {})), GROUP},
-        {CONTROL, controlSubject(prefix, id) + ".*"}};
+    const std::string any = orInvalid(requestSubject(prefix, options.servicePath, {}));
+    std::string one;
+    std::vector<Channel> channels = {{ANY, any, Discovery::GROUP},
+                                     {CONTROL, controlSubject(prefix, id) + ".*"}};
     if (!options.instance.empty()) {
-        channels.push_back(
-            {ONE, orInvalid(requestSubject(prefix, options.servicePath, options.instance))});
+        one = orInvalid(requestSubject(prefix, options.servicePath, options.instance));
+        channels.push_back({ONE, one});
+    }
+    std::optional<Discovery> discovery = orInvalid(Discovery::make(options, id, {any, one}));
+    if (options.isDiscoverable) {
+        for (const std::string& subject : discovery->subjects()) {
+            channels.push_back({DISCOVERY, subject});
+        }
+    } else {
+        discovery.reset();
     }
     std::shared_ptr<ServerState> state(
-        new ServerState(service, urls, options, id, std::move(channels)));
+        new ServerState(service, urls, options, id, std::move(discovery), std::move(channels)));
     state->loop_->post([state] { state->broker_.start(); });
     return state;
 }
 
 ServerState::ServerState(IKovaApi& service, const Urls& urls, const ServerOptions& options,
-                         const std::string& id, std::vector<Channel> channels)
+                         const std::string& id, std::optional<Discovery> discovery,
+                         std::vector<Channel> channels)
     : options_(options),
       control_(controlSubject(options.broker.prefix, id)),
       peer_{-1, -1, -1, "nats:" + urls.shown},
@@ -91,6 +110,7 @@ ServerState::ServerState(IKovaApi& service, const Urls& urls, const ServerOption
       ready_(std::make_shared<wire::ReadyQueues>(loop_, wire::EventLoop::Task())),
       heartbeats_(Heartbeats::shared()),
       broker_(loop_, urls, options.broker, std::move(channels), *this),
+      discovery_(std::move(discovery)),
       latest_{statuscodes::SERVICE_UNAVAILABLE, "no connection to " + urls.shown + " yet"} {}
 
 // --- The thread of the loop ----------------------------------------------------------------------
@@ -127,51 +147,69 @@ void ServerState::onLost(const kit::Error& error) {
 void ServerState::onMessage(int channel, natsMsg& message) {
     if (channel == CONTROL) {
         control(message);
+    } else if (channel == DISCOVERY) {
+        discover(message);
     } else {
-        begin(message);
+        begin(channel == ANY ? Discovery::ANY : Discovery::INSTANCE, message);
     }
 }
 
 // A message without a reply cannot be answered.
-void ServerState::begin(natsMsg& message) {
+void ServerState::discover(natsMsg& message) {
+    const std::string reply = replyOf(message);
+    const auto answer = discovery_->answer(subjectOf(message));
+    if (answer && !reply.empty()) {
+        broker_.publish(reply, std::string(), *answer);
+    }
+}
+
+// A message without a reply cannot be answered.
+void ServerState::begin(Discovery::Endpoint endpoint, natsMsg& message) {
     const std::string reply = replyOf(message);
     if (reply.empty()) {
         return;
     }
-    ++lastNumber_;
+    if (discovery_) {
+        discovery_->countRequest(endpoint);
+    }
     const kit::Result<std::optional<Frame>> frame = readFrame(dataOf(message));
     if (frame && *frame && (*frame)->kind == FrameKind::request) {
-        serve(reply, **frame);
-        return;
+        serve(endpoint, reply, **frame);
+    } else {
+        refuse(endpoint, reply, frame ? malformed("the message is not a request") : frame.error());
     }
-    add(std::make_shared<Pulse>(broker_.link(), reply, std::string(), options_.broker.heartbeat), 1)
-        .fail(frame ? malformed("the message is not a request") : frame.error());
 }
 
-ServerRequest& ServerState::add(std::shared_ptr<Pulse> pulse, std::uint64_t credit) {
-    ServerRequest::Owner& owner = *this;
-    auto made = std::make_unique<ServerRequest>(owner, lastNumber_, std::move(pulse), credit);
-    ServerRequest& added = *made;
-    requests_.emplace(lastNumber_, std::move(made));
-    return added;
+// Header fields tell the error to a sender that does not know kova.
+void ServerState::refuse(Discovery::Endpoint endpoint, const std::string& reply,
+                         const kit::Error& error) {
+    if (discovery_) {
+        discovery_->countError(endpoint, error);
+    }
+    if (broker_.link()) {
+        broker_.link()->publishError(reply, error, messageOf(error));
+    }
 }
 
-void ServerState::serve(const std::string& reply, const Frame& frame) {
-    const std::uint64_t number = lastNumber_;
-    const auto pulse =
-        std::make_shared<Pulse>(broker_.link(), reply, control_ + "." + std::to_string(number),
-                                std::chrono::milliseconds(frame.heartbeat));
-    const bool isFull = requests_.size() >= options_.requests;
-    ServerRequest& added = add(pulse, frame.number);
-    if (isFull) {
-        added.fail({TOO_MANY_REQUESTS, "the server has too many pending requests"});
+void ServerState::serve(Discovery::Endpoint endpoint, const std::string& reply,
+                        const Frame& frame) {
+    if (requests_.size() >= options_.requests) {
+        refuse(endpoint, reply, {TOO_MANY_REQUESTS, "the server has too many pending requests"});
         return;
     }
     const kit::Result<Request> request = readRequest(frame.rest);
     if (!request) {
-        added.fail(request.error());
+        refuse(endpoint, reply, request.error());
         return;
     }
+    const std::uint64_t number = ++lastNumber_;
+    const auto pulse =
+        std::make_shared<Pulse>(broker_.link(), reply, control_ + "." + std::to_string(number),
+                                std::chrono::milliseconds(frame.heartbeat));
+    ServerRequest::Owner& owner = *this;
+    auto made = std::make_unique<ServerRequest>(owner, number, endpoint, pulse, frame.number);
+    ServerRequest& added = *made;
+    requests_.emplace(number, std::move(made));
     updateCount();
     wire::AnswerQueue::Limits limits;
     limits.bytes = options_.queuedBytes;
@@ -214,6 +252,9 @@ void ServerState::onOver(ServerRequest& request) {
 
 void ServerState::forget(std::uint64_t number) {
     const auto dropped = requests_.extract(number);  // destroyed when the map is consistent
+    if (discovery_ && dropped) {
+        dropped.mapped()->count(*discovery_);
+    }
     updateCount();
 }
 

@@ -16,6 +16,7 @@
 #include "kova/nats/Server.h"
 #include "nats/Broker.h"
 #include "nats/Pulse.h"
+#include "nats/server/Discovery.h"
 #include "nats/server/ServerRequest.h"
 #include "wire/AnswerQueue.h"
 #include "wire/EventLoop.h"
@@ -49,10 +50,11 @@ private:
     using Clock = wire::EventLoop::Clock;
     using TimePoint = Clock::time_point;
     // The channels of the connection.
-    enum ChannelNumber : int { ANY, ONE, CONTROL };
+    enum ChannelNumber : int { ANY, ONE, CONTROL, DISCOVERY };
 
     ServerState(IKovaApi& service, const Urls& urls, const ServerOptions& options,
-                const std::string& id, std::vector<Channel> channels);
+                const std::string& id, std::optional<Discovery> discovery,
+                std::vector<Channel> channels);
 
     // On the thread of the loop:
     void onReady() override;
@@ -61,9 +63,10 @@ private:
     void onRefused(const kit::Error& error) override;
     void onLost(const kit::Error& error) override;
     void onOver(ServerRequest& request) override;
-    void begin(natsMsg& message);
-    void serve(const std::string& reply, const Frame& frame);
-    ServerRequest& add(std::shared_ptr<Pulse> pulse, std::uint64_t credit);
+    void begin(Discovery::Endpoint endpoint, natsMsg& message);
+    void serve(Discovery::Endpoint endpoint, const std::string& reply, const Frame& frame);
+    void refuse(Discovery::Endpoint endpoint, const std::string& reply, const kit::Error& error);
+    void discover(natsMsg& message);
     void control(natsMsg& message);
     void armCheck(std::chrono::milliseconds period);
     void check();
@@ -91,6 +94,7 @@ private:
     std::uint64_t lastNumber_ = 0;
     std::chrono::milliseconds period_{0};  ///< of the next check; 0 if none is armed
     std::optional<wire::EventLoop::TimerId> check_;
+    std::optional<Discovery> discovery_;  ///< nothing unless the server is discoverable
     bool isStopping_ = false;
     int undrained_ = 0;  ///< the channels of requests that may still deliver
 
