@@ -22,7 +22,7 @@ struct OptionsDeleter {
 using Options = std::unique_ptr<natsOptions, OptionsDeleter>;
 
 // Removes the place in the source of libnats: "(conn.c:1905): Authorization Violation".
-std::string withoutPlace(std::string text) {
+std::string withoutPlace(const std::string& text) {
     const std::size_t end = text.find("): ");
     return text.substr(0, 1) == "(" && end != std::string::npos ? text.substr(end + 3) : text;
 }

@@ -72,12 +72,12 @@ private:
 
     void send(ClientStream& stream);
     void sendWaiting();
-    void tell(ClientStream& stream, FrameKind kind, std::uint64_t number);
+    static void tell(ClientStream& stream, FrameKind kind, std::uint64_t number);
     void cancelAt(const std::string& control);
     void answer(ClientStream& stream, natsMsg& message);
     void meetServer(ClientStream& stream, natsMsg& message);
     void finish(ClientStream& stream);
-    void failAll(const std::vector<Stream>& ended, const kit::Error& error);
+    static void failAll(const std::vector<Stream>& ended, const kit::Error& error);
     template <typename Condition>
     std::vector<Stream> takeIf(Condition condition);
 
