@@ -19,19 +19,18 @@ kit::Error refusal(const std::string& reason) {
     return {statuscodes::BAD_REQUEST, reason};
 }
 
-// Returns the tokens of a path that begins with "/".
+// Returns the tokens of a path that begins with "/", each after a "."; no tokens for "/" itself.
 std::string tokensOf(std::string_view path) {
     while (!path.empty() && path.back() == '/') {
         path.remove_suffix(1);
     }
     std::string tokens;
-    do {
-        path.remove_prefix(path.empty() ? 0 : 1);
+    while (!path.empty()) {
+        path.remove_prefix(1);
         const std::size_t end = std::min(path.find('/'), path.size());
-        tokens += '.';
-        tokens += tokenOf(path.substr(0, end));
+        tokens += '.' + tokenOf(path.substr(0, end));
         path.remove_prefix(end);
-    } while (!path.empty());
+    }
     return tokens;
 }
 
@@ -75,8 +74,11 @@ kit::Result<std::string> requestSubject(std::string_view prefix, std::string_vie
         return refusal("service path '" + std::string(servicePath) +
                        "': it does not begin with '/'");
     }
-    const std::string path = std::string(prefix) + tokensOf(servicePath);
-    return instance.empty() ? path + ".@q" : path + ".@i." + tokenOf(instance);
+    std::string tokens = tokensOf(servicePath);
+    if (!instance.empty()) {
+        tokens += '.' + tokenOf(instance);
+    }
+    return std::string(prefix) + (tokens.empty() ? ".%" : tokens) + ".@q";
 }
 
 std::string controlSubject(std::string_view prefix, std::string_view server) {

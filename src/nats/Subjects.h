@@ -13,12 +13,13 @@ namespace kova::nats::detail {
 // The subjects of requests (docs/nats.md):
 //
 //     PREFIX.PATH.@q             any server of the service path
-//     PREFIX.PATH.@i.INSTANCE    the server with this instance name
+//     PREFIX.PATH.INSTANCE.@q    the server with this instance name
 //     PREFIX.@c.SERVER.NUMBER    what a client tells the server about one request
 //
 // PATH has a token for each segment of the service path. The bytes of a token that are not a
 // letter, a digit, "-" or "_" are percent-encoded; an empty token becomes "%". So no token of a
-// path is equal to "@q", "@i" or "@c".
+// path is equal to "@q" or "@c". An instance is a segment of the path, so "car-17" of "/device"
+// is the service path "/device/car-17", too.
 
 /// The longest service path, instance name and prefix, each. The broker's default limit for the
 /// subjects of one message together is 4096 bytes.
@@ -30,8 +31,9 @@ std::string tokenOf(std::string_view text);
 /// digits, "-" and "_".
 kit::Result<void> checkPrefix(std::string_view prefix);
 /// Returns the subject of requests to any server of a service path, or, with an instance name, to
-/// one server. Returns the error 400 if the service path does not begin with "/", or if a name is
-/// too long. A "/" at the end of the service path is ignored.
+/// one server. A "/" in an instance name is a byte of its token. Returns the error 400 if the
+/// service path does not begin with "/", or if a name is too long. A "/" at the end of the service
+/// path is ignored.
 kit::Result<std::string> requestSubject(std::string_view prefix, std::string_view servicePath,
                                         std::string_view instance);
 /// Returns the subject on which a server is told about its requests, without the number.

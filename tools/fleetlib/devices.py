@@ -19,7 +19,7 @@ SERVICE_VERBS = ("PING", "INFO", "STATS")
 
 
 def instance_subject(number):
-    return b"kova.device.@i.d%07d" % number
+    return b"kova.device.d%07d.@q" % number
 
 
 def subjects_of(number, count):
@@ -29,7 +29,7 @@ def subjects_of(number, count):
     open requests. The nine subjects of the services protocol make twelve.
     """
     identity = b"%022d" % number
-    subjects = [(instance_subject(number), b""), (b"kova.device.@q", b"q"),
+    subjects = [(instance_subject(number), b"q"), (b"kova.device.@q", b"q"),
                 (b"kova.@c." + identity + b".*", b"")]
     for verb in SERVICE_VERBS:
         for name in (b"", b".device", b".device." + identity):

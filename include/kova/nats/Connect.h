@@ -29,7 +29,8 @@ struct ConnectOptions {
 /// `url` is the URL of the broker, or of several servers of its cluster, separated by commas:
 /// "nats://HOST:PORT" or "tls://HOST:PORT". If `instance` is empty, each request is sent to any one
 /// of the servers of the service path; its whole answer comes from that server. Otherwise all
-/// requests are sent to the server with that instance name.
+/// requests are sent to the server with that instance name. An instance is a part of the service
+/// path, too: "car-17" of "/device" is also reached as "/device/car-17".
 ///
 /// Returns the error 400 if an argument or option is malformed or out of its range, and 503 if the
 /// system refuses a thread. Does not wait for a connection.

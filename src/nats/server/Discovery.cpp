@@ -114,11 +114,6 @@ KOVA_FIELDS(Stats, base(Identity), started, endpoints)
 
 constexpr std::array<char const*, Discovery::ENDPOINTS> NAMES{"any", "instance"};
 
-/// Returns the queue group that the subscription of an endpoint is a member of.
-std::string groupOf(std::size_t endpoint) {
-    return endpoint == Discovery::ANY ? Discovery::GROUP : "";
-}
-
 }  // namespace
 
 kit::Result<Discovery> Discovery::make(const ServerOptions& options, std::string id,
@@ -194,7 +189,7 @@ std::string Discovery::info() const {
     info.description = description_;
     for (std::size_t i = 0; i < ENDPOINTS; ++i) {
         if (!subjects_[i].empty()) {
-            info.endpoints.push_back({NAMES[i], subjects_[i], groupOf(i), {}});
+            info.endpoints.push_back({NAMES[i], subjects_[i], GROUP, {}});
         }
     }
     return textOf(std::move(info), "io.nats.micro.v1.info_response");
@@ -211,8 +206,8 @@ std::string Discovery::stats() const {
         const auto average = counts.answers == 0
                                  ? 0
                                  : counts.time.count() / static_cast<std::int64_t>(counts.answers);
-        stats.endpoints.push_back({NAMES[i], subjects_[i], groupOf(i), counts.requests,
-                                   counts.errors, counts.lastError, counts.time.count(), average});
+        stats.endpoints.push_back({NAMES[i], subjects_[i], GROUP, counts.requests, counts.errors,
+                                   counts.lastError, counts.time.count(), average});
     }
     return textOf(std::move(stats), "io.nats.micro.v1.stats_response");
 }

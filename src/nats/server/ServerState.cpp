@@ -83,7 +83,7 @@ std::shared_ptr<ServerState> ServerState::start(IKovaApi& service, const std::st
                                      {CONTROL, controlSubject(prefix, id) + ".*"}};
     if (!options.instance.empty()) {
         one = orInvalid(requestSubject(prefix, options.servicePath, options.instance));
-        channels.push_back({ONE, one});
+        channels.push_back({ONE, one, Discovery::GROUP});
     }
     std::optional<Discovery> discovery = orInvalid(Discovery::make(options, id, {any, one}));
     if (options.isDiscoverable) {

@@ -61,7 +61,7 @@ TEST(NatsServicesTest, ForeignClientFindsTheServerAndReadsItsFigures) {
               "io.nats.micro.v1.ping_response device 1.2.3 /device car-17\n"
               "a car\n"
               "any kova.device.@q q\n"
-              "instance kova.device.@i.car-17 \n"
+              "instance kova.device.car-17.@q q\n"
               "true\n"
               "1 1 400 Bad Request: a message of 5 bytes, at least 10 expected false false\n"
               "3 1 404 Not Found: no such state true true\n"

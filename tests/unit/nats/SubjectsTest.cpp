@@ -21,15 +21,21 @@ TEST(SubjectsTest, ServicePathsAndInstancesBecomeTokens) {
     EXPECT_EQ(subjectOf("/device"), "kova.device.@q");
     EXPECT_EQ(subjectOf("/device/"), "kova.device.@q");
     EXPECT_EQ(subjectOf("/"), "kova.%.@q");
-    EXPECT_EQ(subjectOf("/device", "car-17"), "kova.device.@i.car-17");
+    EXPECT_EQ(subjectOf("/device", "car-17"), "kova.device.car-17.@q");
     EXPECT_EQ(subjectOf("/device/@q"), "kova.device.%40q.@q");
     EXPECT_EQ(subjectOf("/a//b"), "kova.a.%.b.@q");
-    EXPECT_EQ(subjectOf("/a.b/* >", "x.y"), "kova.a%2Eb.%2A%20%3E.@i.x%2Ey");
+    EXPECT_EQ(subjectOf("/a.b/* >", "x.y"), "kova.a%2Eb.%2A%20%3E.x%2Ey.@q");
     EXPECT_EQ(subjectOf("/\xC3\xA4\x01"), "kova.%C3%A4%01.@q");
 }
 
+TEST(SubjectsTest, InstanceIsTheLastSegmentOfAServicePath) {
+    EXPECT_EQ(subjectOf("/device", "car-17"), subjectOf("/device/car-17"));
+    EXPECT_EQ(subjectOf("/device/", "a b"), subjectOf("/device/a b"));
+    EXPECT_EQ(subjectOf("/", "x"), subjectOf("/x"));
+}
+
 TEST(SubjectsTest, DifferentServicesHaveDifferentSubjects) {
-    EXPECT_NE(subjectOf("/", "q"), subjectOf("/@i/q"));
+    EXPECT_NE(subjectOf("/a", "b/c"), subjectOf("/a/b", "c"));
     EXPECT_NE(subjectOf("/a/%2E"), subjectOf("/a/."));
     EXPECT_NE(subjectOf("/a//"), subjectOf("/a/%"));
 }

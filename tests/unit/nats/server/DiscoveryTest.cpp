@@ -23,7 +23,7 @@ ServerOptions device() {
 }
 
 Discovery make(const ServerOptions& options = device()) {
-    return Discovery::make(options, "ID", {"kova.device.@q", "kova.device.@i.car-17"}, START)
+    return Discovery::make(options, "ID", {"kova.device.@q", "kova.device.car-17.@q"}, START)
         .orThrow();
 }
 
@@ -47,7 +47,7 @@ TEST(DiscoveryTest, InfoListsTheEndpoints) {
               R"("version":"1.2.3","metadata":{"instance":"car-17","service_path":"/device"},)"
               R"("description":"a car","endpoints":[{"name":"any","subject":"kova.device.@q",)"
               R"("queue_group":"q","metadata":{}},{"name":"instance",)"
-              R"("subject":"kova.device.@i.car-17","queue_group":"","metadata":{}}]})");
+              R"("subject":"kova.device.car-17.@q","queue_group":"q","metadata":{}}]})");
 }
 
 TEST(DiscoveryTest, ServerWithoutAnInstanceHasOneEndpoint) {
@@ -78,7 +78,7 @@ TEST(DiscoveryTest, StatsCountRequestsErrorsAndTimesOfEachEndpoint) {
               R"("subject":"kova.device.@q","queue_group":"q","num_requests":3,"num_errors":2,)"
               R"("last_error":"409 Conflict: second","processing_time":401,)"
               R"("average_processing_time":200},{"name":"instance",)"
-              R"("subject":"kova.device.@i.car-17","queue_group":"","num_requests":0,)"
+              R"("subject":"kova.device.car-17.@q","queue_group":"q","num_requests":0,)"
               R"("num_errors":0,"last_error":"","processing_time":0,)"
               R"("average_processing_time":0}]})");
 }
