@@ -1,6 +1,8 @@
 #include "nats/Frames.h"
 
 #include "kova/core/StatusCodes.h"
+#include "nats/Subjects.h"
+#include "zel/unicode/String.h"
 
 namespace kova::nats::detail {
 
@@ -80,8 +82,15 @@ kit::Result<std::optional<Frame>> readFrame(std::string_view bytes) {
         case FrameKind::alive:
         case FrameKind::cancel:
         case FrameKind::credit:
+        case FrameKind::search:
             if (!frame.rest.empty()) {
                 return malformed("bytes follow a message without records");
+            }
+            return std::optional(frame);
+        case FrameKind::here:
+            if (frame.rest.empty() || frame.rest.size() > LONGEST_NAME ||
+                !zel::unicode::isUtf8(frame.rest)) {
+                return malformed("an instance name that is empty, too long or no UTF-8");
             }
             return std::optional(frame);
     }

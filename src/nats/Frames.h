@@ -33,6 +33,8 @@ enum class FrameKind : std::uint8_t {
     alive = 3,    ///< number: from the server, the number of the latest message of the answer
     cancel = 4,   ///< from the client: the answer is not wanted any more
     credit = 5,   ///< from the client: number: how many further values may be sent
+    search = 6,   ///< from the client: which instances are there?
+    here = 7,     ///< from the server: its instance name follows
 };
 
 /// A message, as it was received. `rest` refers to the bytes that were read.
@@ -40,7 +42,7 @@ struct Frame {
     FrameKind kind = FrameKind::alive;
     std::uint64_t number = 0;
     std::uint32_t heartbeat = 0;  ///< of a request, in milliseconds
-    std::string_view rest;        ///< the records
+    std::string_view rest;        ///< the records, or the instance name
 };
 
 /// Appends a frame without its records. `heartbeat` is ignored unless the frame is a request.
@@ -48,7 +50,8 @@ void appendFrame(std::string& out, FrameKind kind, std::uint64_t number,
                  std::uint32_t heartbeat = 0);
 /// Reads a message. Returns nothing for a kind that is not known, which a reader must skip. Returns
 /// the error 400 if the message is too short, has another version, or a number out of its range,
-/// or if bytes follow a frame that has no records.
+/// if bytes follow a frame that has no records, or if an instance name is empty, too long
+/// or no UTF-8.
 kit::Result<std::optional<Frame>> readFrame(std::string_view bytes);
 
 }  // namespace kova::nats::detail

@@ -34,6 +34,27 @@ std::string tokensOf(std::string_view path) {
     return tokens;
 }
 
+// Returns the prefix and the tokens of a service path, and of an instance unless it is empty.
+kit::Result<std::string> pathSubject(std::string_view prefix, std::string_view servicePath,
+                                     std::string_view instance) {
+    if (kit::Result<void> checked = checkPrefix(prefix); !checked) {
+        return checked.error();
+    }
+    if (servicePath.size() > LONGEST_NAME || instance.size() > LONGEST_NAME) {
+        return refusal("a service path or instance name has more than " +
+                       std::to_string(LONGEST_NAME) + " bytes");
+    }
+    if (servicePath.empty() || servicePath.front() != '/') {
+        return refusal("service path '" + std::string(servicePath) +
+                       "': it does not begin with '/'");
+    }
+    std::string tokens = tokensOf(servicePath);
+    if (!instance.empty()) {
+        tokens += '.' + tokenOf(instance);
+    }
+    return std::string(prefix) + (tokens.empty() ? ".%" : tokens);
+}
+
 }  // namespace
 
 std::string tokenOf(std::string_view text) {
@@ -63,22 +84,13 @@ kit::Result<void> checkPrefix(std::string_view prefix) {
 
 kit::Result<std::string> requestSubject(std::string_view prefix, std::string_view servicePath,
                                         std::string_view instance) {
-    if (kit::Result<void> checked = checkPrefix(prefix); !checked) {
-        return checked.error();
-    }
-    if (servicePath.size() > LONGEST_NAME || instance.size() > LONGEST_NAME) {
-        return refusal("a service path or instance name has more than " +
-                       std::to_string(LONGEST_NAME) + " bytes");
-    }
-    if (servicePath.empty() || servicePath.front() != '/') {
-        return refusal("service path '" + std::string(servicePath) +
-                       "': it does not begin with '/'");
-    }
-    std::string tokens = tokensOf(servicePath);
-    if (!instance.empty()) {
-        tokens += '.' + tokenOf(instance);
-    }
-    return std::string(prefix) + (tokens.empty() ? ".%" : tokens) + ".@q";
+    kit::Result<std::string> subject = pathSubject(prefix, servicePath, instance);
+    return subject ? *subject + ".@q" : subject;
+}
+
+kit::Result<std::string> searchSubject(std::string_view prefix, std::string_view servicePath) {
+    kit::Result<std::string> subject = pathSubject(prefix, servicePath, {});
+    return subject ? *subject + ".@a" : subject;
 }
 
 std::string controlSubject(std::string_view prefix, std::string_view server) {

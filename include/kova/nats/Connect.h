@@ -12,6 +12,11 @@
 
 namespace kova::nats {
 
+/// The instance name that means all instances.
+constexpr char const* ALL_INSTANCES = "*";
+/// The header entry of values from all instances: the name of the instance that has sent the value.
+constexpr char const* INSTANCE_HEADER = "$instance";
+
 /// Options of `connect`.
 struct ConnectOptions {
     BrokerOptions broker = {};  ///< the connection to the broker: login, TLS, heartbeat
@@ -22,6 +27,9 @@ struct ConnectOptions {
     /// received them. While a response handler blocks, the server stops at this number. 1 to
     /// 1 048 576.
     std::uint32_t window = 256;
+    /// For requests to all instances: the search for instances ends when no further instance has
+    /// answered for this time. 1 ms to 1 min.
+    std::chrono::milliseconds gathering = std::chrono::milliseconds(250);
 };
 
 /// Returns a service that a `Server` of another process or machine serves through a broker.
@@ -31,6 +39,14 @@ struct ConnectOptions {
 /// of the servers of the service path; its whole answer comes from that server. Otherwise all
 /// requests are sent to the server with that instance name. An instance is a part of the service
 /// path, too: "car-17" of "/device" is also reached as "/device/car-17".
+///
+/// If `instance` is `ALL_INSTANCES`, each request is sent to all servers of the service path that
+/// have an instance name. The response handler gets the values of all of them, each with the header
+/// entry `INSTANCE_HEADER`. An instance whose answer is an error gives a value with that error. The
+/// request completes when all answers have ended, and fails with 503 "no server ..." if no instance
+/// is found. A stream (a retrieval with the semantic `headers::PERSISTENT_STREAM`) searches again
+/// in each heartbeat: instances that are new join it, and instances that were lost (503) join it
+/// again, with a fresh snapshot. Any other request is sent to each instance at most once.
 ///
 /// Returns the error 400 if an argument or option is malformed or out of its range, and 503 if the
 /// system refuses a thread. Does not wait for a connection.

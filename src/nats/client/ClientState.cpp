@@ -21,14 +21,6 @@ constexpr std::chrono::seconds STOP_LIMIT{3};
 // The longest wait for answers that the broker has sent already, when the client ends.
 constexpr std::chrono::milliseconds DRAIN_LIMIT{500};
 
-std::uint64_t toNumber(void* handle) noexcept {
-    return reinterpret_cast<std::uintptr_t>(handle);
-}
-
-void* toHandle(std::uint64_t number) noexcept {
-    return reinterpret_cast<void*>(number);  // NOLINT(performance-no-int-to-ptr)
-}
-
 }  // namespace
 
 std::shared_ptr<ClientState> ClientState::start(const Urls& urls, const ClientSettings& settings) {
@@ -48,16 +40,28 @@ ClientState::ClientState(const Urls& urls, const ClientSettings& settings)
 
 void* ClientState::actionRequest(const Request& request,
                                  std::unique_ptr<IResponseHandler<Response>>&& handler) {
-    ClientStream::ResponseHandler owned = std::move(handler);
+    return send(settings_.target, request, std::move(handler));
+}
+
+void* ClientState::send(std::shared_ptr<const Target> target, const Request& request,
+                        ClientStream::ResponseHandler handler) {
     std::string message;
     appendFrame(message, FrameKind::request, settings_.window,
                 static_cast<std::uint32_t>(settings_.broker.heartbeat.count()));
     if (const kit::Result<void> result = wire::appendRequest(message, request); !result) {
-        owned->onError(result.error().toResponse());
+        handler->onError(result.error().toResponse());
         return UNDEFINED_REQUEST_HANDLE;
     }
-    return toHandle(add(
-        0, std::make_unique<ClientStream>(std::move(owned), std::move(message), settings_.window)));
+    return toHandle(add(0, std::make_unique<ClientStream>(std::move(handler), std::move(target),
+                                                          std::move(message), settings_.window)));
+}
+
+void* ClientState::search(std::shared_ptr<const Target> target,
+                          ClientStream::ResponseHandler handler) {
+    std::string message;
+    appendFrame(message, FrameKind::search, 0);
+    return toHandle(add(0, std::make_unique<ClientStream>(std::move(handler), std::move(target),
+                                                          std::move(message), 0)));
 }
 
 void ClientState::cancelRequest(void* handle) {
@@ -175,7 +179,7 @@ void ClientState::send(ClientStream& stream) {
         stream.fail({CONTENT_TOO_LARGE, "the request has " + std::to_string(message.size()) +
                                             " bytes, the broker allows " +
                                             std::to_string(longest)});
-    } else if (broker_.publish(settings_.subject, inbox_ + "." + std::to_string(stream.handle),
+    } else if (broker_.publish(stream.target->subject, inbox_ + "." + std::to_string(stream.handle),
                                message)) {
         stream.isSent = true;
         stream.heardAt = Clock::now();
@@ -234,7 +238,7 @@ void ClientState::answer(ClientStream& stream, natsMsg& message) {
     stream.heardAt = Clock::now();
     if (natsMsg_IsNoResponders(&message)) {
         if (!stream.pulse) {
-            stream.fail({statuscodes::SERVICE_UNAVAILABLE, "no server of " + settings_.service});
+            stream.fail({statuscodes::SERVICE_UNAVAILABLE, "no server of " + stream.target->name});
             streams_.erase(stream.handle);
         }
         return;
@@ -263,6 +267,15 @@ void ClientState::meetServer(ClientStream& stream, natsMsg& message) {
                                                settings_.broker.heartbeat);
         heartbeats_->add(stream.pulse);
     }
+}
+
+std::optional<std::chrono::milliseconds> ClientState::silenceOf(void* handle) const {
+    const auto found = streams_.find(toNumber(handle));
+    if (found == streams_.end() || !found->second->isSent) {
+        return std::nullopt;
+    }
+    return std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() -
+                                                                 found->second->heardAt);
 }
 
 template <typename Condition>
@@ -310,14 +323,13 @@ void ClientState::onRefused(const kit::Error& error) {
     if (subject == inbox_ + ".*" || !broker_.isReady()) {
         denied_ = refusal;
         failAll(takeIf([](const auto&) { return true; }), refusal);
-    } else if (subject == settings_.subject) {
-        failAll(takeIf([](const auto& stream) { return stream.isSent && !stream.pulse; }), refusal);
-    } else {
-        failAll(takeIf([&](const auto& stream) {
-                    return stream.pulse && stream.pulse->subject == subject;
-                }),
-                refusal);
+        return;
     }
+    failAll(takeIf([&](const auto& stream) {
+                return stream.pulse ? stream.pulse->subject == subject
+                                    : stream.isSent && stream.target->subject == subject;
+            }),
+            refusal);
 }
 
 // Requests wait in the order of their arrival.
@@ -366,7 +378,7 @@ void ClientState::check() {
         takeIf([&](const auto& stream) { return stream.isSent && stream.heardAt <= latest; });
     for (const Stream& stream : silent) {
         tell(*stream, FrameKind::cancel, 0);
-        stream->lose("the server of " + settings_.service + " is silent");
+        stream->lose("the server of " + stream->target->name + " is silent");
     }
     if (!streams_.empty()) {
         armCheck();

@@ -21,10 +21,19 @@
 
 namespace kova::nats::detail {
 
+/// @{
+/// Convert between the number of a request and the handle that its caller knows.
+inline std::uint64_t toNumber(void* handle) noexcept {
+    return reinterpret_cast<std::uintptr_t>(handle);
+}
+inline void* toHandle(std::uint64_t number) noexcept {
+    return reinterpret_cast<void*>(number);  // NOLINT(performance-no-int-to-ptr)
+}
+/// @}
+
 /// The settings of a client. The values are in range; `connect` checks them.
 struct ClientSettings {
-    std::string subject;  ///< of the requests
-    std::string service;  ///< what the subject reaches, for messages
+    std::shared_ptr<const Target> target;  ///< of the requests
     BrokerOptions broker;
     std::chrono::milliseconds patience;
     std::uint32_t window;
@@ -46,9 +55,21 @@ public:
     /// Starts the threads. `stop` must follow. Throws `std::system_error`.
     static std::shared_ptr<ClientState> start(const Urls& urls, const ClientSettings& settings);
 
+    /// Sends a request to the target of the settings.
     void* actionRequest(const Request& request,
                         std::unique_ptr<IResponseHandler<Response>>&& handler) override;
     void cancelRequest(void* handle) override;
+    /// Sends a request to a target. Returns what `actionRequest` returns.
+    void* send(std::shared_ptr<const Target> target, const Request& request,
+               ClientStream::ResponseHandler handler);
+    /// Searches for the instances of a target: each that answers is a value with its name in the
+    /// header. Ends with an error, or when it is cancelled. Returns the handle.
+    void* search(std::shared_ptr<const Target> target, ClientStream::ResponseHandler handler);
+    /// Returns the time since the latest message of a request; nothing if it has not been sent, or
+    /// has ended. Called on the thread of the loop.
+    std::optional<std::chrono::milliseconds> silenceOf(void* handle) const;
+    /// The loop on whose thread response handlers are called.
+    const std::shared_ptr<wire::EventLoop>& loop() const noexcept { return loop_; }
     /// Cancels all requests without an end, closes the connection and ends the thread. Waits for
     /// the thread, unless it is inside a response handler that waits for the caller. Called once;
     /// no other function may be called afterwards.

@@ -4,8 +4,16 @@
 
 #include "kova/core/StatusCodes.h"
 #include "kova/kit/End.h"
+#include "kova/kit/Values.h"
+#include "kova/nats/Connect.h"
 
 namespace kova::nats::detail {
+
+void addInstance(Response& response, const std::string& instance) {
+    if (kit::Result<kit::Tree> tree = kit::toTree(instance)) {
+        response.add2header(INSTANCE_HEADER, tree->release());
+    }
+}
 
 ClientStream::~ClientStream() {
     if (pulse) {
@@ -19,7 +27,9 @@ void ClientStream::onFrame(const Frame& frame) {
     if (isEnded()) {
         return;
     }
-    if (frame.kind == FrameKind::answer && frame.number == received_ + 1) {
+    if (isSearch()) {
+        onInstance(frame);
+    } else if (frame.kind == FrameKind::answer && frame.number == received_ + 1) {
         received_ = frame.number;
         onAnswer(frame);
     } else if (frame.kind == FrameKind::answer || frame.kind == FrameKind::alive) {
@@ -31,7 +41,18 @@ void ClientStream::onFrame(const Frame& frame) {
             refuse("message " + std::to_string(frame.number) + " has arrived twice");
         }
     } else {
-        refuse("it has a message of a client");
+        refuse("it has a message of a client or of a search");
+    }
+}
+
+void ClientStream::onInstance(const Frame& frame) {
+    if (frame.kind != FrameKind::here) {
+        return;
+    }
+    Response found(statuscodes::OK);
+    addInstance(found, std::string(frame.rest));
+    if (handler_->onNext(found)) {
+        complete();
     }
 }
 
@@ -97,8 +118,11 @@ void ClientStream::lose(const std::string& reason) {
     fail({statuscodes::SERVICE_UNAVAILABLE, kit::LOST_MESSAGE + reason});
 }
 
+// Any number of servers answer a search, so a malformed answer must not hide the others.
 void ClientStream::refuse(const std::string& reason) {
-    fail({statuscodes::BAD_GATEWAY, "malformed answer: " + reason});
+    if (!isSearch()) {
+        fail({statuscodes::BAD_GATEWAY, "malformed answer: " + reason});
+    }
 }
 
 }  // namespace kova::nats::detail

@@ -17,7 +17,17 @@
 
 namespace kova::nats::detail {
 
-/// One request of a client, and its answer as it arrives.
+/// Where a request goes.
+struct Target {
+    std::string subject;
+    std::string name;  ///< of what the subject reaches, for messages
+};
+
+/// Writes the name of an instance into the header of a response.
+void addInstance(Response& response, const std::string& instance);
+
+/// One request of a client, and its answer as it arrives. A search for instances is a request, too:
+/// its values have the header entry `INSTANCE_HEADER`, and nothing else.
 ///
 /// Calls the response handler with any number of values, then with exactly one end. After `drop` it
 /// is not called any more. One thread at a time.
@@ -29,9 +39,12 @@ public:
     /// The longest record of an answer. The broker's limit for messages is lower.
     static constexpr std::size_t LONGEST_RECORD = std::size_t{64} * 1024 * 1024;
 
-    /// `request` is the message of the request. `window` is the credit that it grants.
-    ClientStream(ResponseHandler handler, std::string request, std::uint32_t window)
-        : request(std::move(request)),
+    /// `request` is the message of the request. `window` is the credit that it grants; 0 for a
+    /// search.
+    ClientStream(ResponseHandler handler, std::shared_ptr<const Target> target, std::string request,
+                 std::uint32_t window)
+        : target(std::move(target)),
+          request(std::move(request)),
           handler_(std::move(handler)),
           window_(window),
           reader_(LONGEST_RECORD) {}
@@ -49,7 +62,8 @@ public:
     void lose(const std::string& reason);
     /// Ends the request with an error, unless it has ended.
     void fail(const kit::Error& error);
-    /// Ends the request with 502, because the answer does not follow the protocol.
+    /// Ends the request with 502, because the answer does not follow the protocol. A search goes
+    /// on.
     void refuse(const std::string& reason);
     /// Destroys the response handler without an end.
     void drop() noexcept { handler_.reset(); }
@@ -60,6 +74,7 @@ public:
     /// @{
     /// Facts for the owner of the object, which sets them.
     std::uint64_t handle = 0;
+    const std::shared_ptr<const Target> target;
     std::string request;  ///< empty when it has been sent
     TimePoint arrival;    ///< when the request began to wait for a connection
     TimePoint heardAt;    ///< when the latest message arrived, or the request was sent
@@ -68,6 +83,8 @@ public:
     /// @}
 
 private:
+    bool isSearch() const noexcept { return window_ == 0; }
+    void onInstance(const Frame& frame);
     void onAnswer(const Frame& frame);
     void deliver(const wire::Record& record);
     void complete();

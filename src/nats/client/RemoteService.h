@@ -8,14 +8,15 @@
 
 namespace kova::nats::detail {
 
-/// The service that `connect` returns: `kit::Calls` in front of the client's requests, which gives
-/// each request one end and a handle of its own, and silences it when it is cancelled.
+/// The service that `connect` returns: `kit::Calls` in front of what sends the requests, which
+/// gives each request one end and a handle of its own, and silences it when it is cancelled.
 class RemoteService final : public IKovaApi {
 public:
-    /// Throws `std::system_error` if the system refuses a thread.
-    RemoteService(const Urls& urls, const ClientSettings& settings)
-        : state_(ClientState::start(urls, settings)),
-          calls_(std::make_unique<kit::Calls>(*state_)) {}
+    /// `sender` is the client, or what sends requests through it.
+    RemoteService(std::shared_ptr<ClientState> state, std::shared_ptr<IKovaApi> sender)
+        : state_(std::move(state)),
+          sender_(std::move(sender)),
+          calls_(std::make_unique<kit::Calls>(*sender_)) {}
     ~RemoteService() override {
         calls_.reset();
         state_->stop();
@@ -31,6 +32,7 @@ public:
 
 private:
     const std::shared_ptr<ClientState> state_;
+    const std::shared_ptr<IKovaApi> sender_;
     std::unique_ptr<kit::Calls> calls_;
 };
 

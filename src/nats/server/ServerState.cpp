@@ -6,6 +6,7 @@
 
 #include "kova/core/StatusCodes.h"
 #include "kova/kit/End.h"
+#include "kova/nats/Connect.h"
 #include "nats/Checks.h"
 #include "nats/Frames.h"
 #include "nats/MessageParts.h"
@@ -14,6 +15,7 @@
 #include "nats/Subjects.h"
 #include "nats/Urls.h"
 #include "wire/Records.h"
+#include "zel/unicode/String.h"
 
 namespace kova::nats::detail {
 
@@ -56,6 +58,14 @@ kit::Result<Request> readRequest(std::string_view bytes) {
     return request;
 }
 
+// Other programs print the name, and `ALL_INSTANCES` names no single server.
+void checkInstance(const std::string& instance) {
+    if (instance == ALL_INSTANCES || !zel::unicode::isUtf8(instance)) {
+        throw std::invalid_argument("the instance name '" + instance + "': it is '" +
+                                    ALL_INSTANCES + "' or no UTF-8");
+    }
+}
+
 /// Returns the only message of an answer that is an error.
 std::string messageOf(const kit::Error& error) {
     std::string message;
@@ -75,6 +85,7 @@ std::shared_ptr<ServerState> ServerState::start(IKovaApi& service, const std::st
     if (const kit::Result<void> checked = detail::check(options.broker); !checked) {
         throw std::invalid_argument(checked.error().message);
     }
+    checkInstance(options.instance);
     const std::string id = uniqueName();
     const std::string& prefix = options.broker.prefix;
     const std::string any = orInvalid(requestSubject(prefix, options.servicePath, {}));
@@ -84,6 +95,7 @@ std::shared_ptr<ServerState> ServerState::start(IKovaApi& service, const std::st
     if (!options.instance.empty()) {
         one = orInvalid(requestSubject(prefix, options.servicePath, options.instance));
         channels.push_back({ONE, one, Discovery::GROUP});
+        channels.push_back({ALL, orInvalid(searchSubject(prefix, options.servicePath))});
     }
     std::optional<Discovery> discovery = orInvalid(Discovery::make(options, id, {any, one}));
     if (options.isDiscoverable) {
@@ -147,10 +159,24 @@ void ServerState::onLost(const kit::Error& error) {
 void ServerState::onMessage(int channel, natsMsg& message) {
     if (channel == CONTROL) {
         control(message);
+    } else if (channel == ALL) {
+        introduce(message);
     } else if (channel == DISCOVERY) {
         discover(message);
     } else {
         begin(channel == ANY ? Discovery::ANY : Discovery::INSTANCE, message);
+    }
+}
+
+// A message without a reply cannot be answered. A server that stops would refuse the request that
+// follows.
+void ServerState::introduce(const natsMsg& message) {
+    const std::string reply = replyOf(message);
+    const kit::Result<std::optional<Frame>> frame = readFrame(dataOf(message));
+    if (!reply.empty() && !isStopping_ && frame && *frame && (*frame)->kind == FrameKind::search) {
+        std::string answer;
+        appendFrame(answer, FrameKind::here, 0);
+        broker_.publish(reply, std::string(), answer + options_.instance);
     }
 }
 

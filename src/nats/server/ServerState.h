@@ -50,7 +50,7 @@ private:
     using Clock = wire::EventLoop::Clock;
     using TimePoint = Clock::time_point;
     // The channels of the connection.
-    enum ChannelNumber : int { ANY, ONE, CONTROL, DISCOVERY };
+    enum ChannelNumber : int { ANY, ONE, ALL, CONTROL, DISCOVERY };
 
     ServerState(IKovaApi& service, const Urls& urls, const ServerOptions& options,
                 const std::string& id, std::optional<Discovery> discovery,
@@ -66,6 +66,7 @@ private:
     void begin(Discovery::Endpoint endpoint, natsMsg& message);
     void serve(Discovery::Endpoint endpoint, const std::string& reply, const Frame& frame);
     void refuse(Discovery::Endpoint endpoint, const std::string& reply, const kit::Error& error);
+    void introduce(const natsMsg& message);
     void discover(natsMsg& message);
     void control(natsMsg& message);
     void armCheck(std::chrono::milliseconds period);

@@ -40,6 +40,8 @@ TEST(FramesTest, FramesAreReadAsTheyWereWritten) {
         {FrameKind::cancel, 0, 0, ""},
         {FrameKind::credit, 1, 0, ""},
         {FrameKind::credit, MOST_CREDIT, 0, ""},
+        {FrameKind::search, 0, 0, ""},
+        {FrameKind::here, 0, 0, "car-17"},
     };
     for (const auto& row : rows) {
         const std::string bytes = frameOf(row.kind, row.number, row.heartbeat, row.rest);
@@ -52,8 +54,16 @@ TEST(FramesTest, FramesAreReadAsTheyWereWritten) {
     }
 }
 
+TEST(FramesTest, InstanceNamesHaveOneTo256Bytes) {
+    EXPECT_EQ(refusalOf(frameOf(FrameKind::here, 0, 0, std::string(256, 'x'))), "");
+    for (const std::string& name : {std::string(), std::string(257, 'x'), std::string("\xFF")}) {
+        EXPECT_EQ(refusalOf(frameOf(FrameKind::here, 0, 0, name)),
+                  "400 an instance name that is empty, too long or no UTF-8");
+    }
+}
+
 TEST(FramesTest, UnknownKindsAreSkipped) {
-    for (const int kind : {0, 6, 255}) {
+    for (const int kind : {0, 8, 255}) {
         EXPECT_FALSE(readFrame(frameOf(static_cast<FrameKind>(kind), 1)).orThrow()) << kind;
     }
 }

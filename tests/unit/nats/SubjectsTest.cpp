@@ -34,6 +34,12 @@ TEST(SubjectsTest, InstanceIsTheLastSegmentOfAServicePath) {
     EXPECT_EQ(subjectOf("/", "x"), subjectOf("/x"));
 }
 
+TEST(SubjectsTest, InstancesAreSearchedForOnASubjectOfTheServicePath) {
+    EXPECT_EQ(searchSubject("kova", "/device").orThrow(), "kova.device.@a");
+    EXPECT_EQ(searchSubject("kova", "/").orThrow(), "kova.%.@a");
+    EXPECT_EQ(searchSubject("kova", "device").error().code, 400);
+}
+
 TEST(SubjectsTest, DifferentServicesHaveDifferentSubjects) {
     EXPECT_NE(subjectOf("/a", "b/c"), subjectOf("/a/b", "c"));
     EXPECT_NE(subjectOf("/a/%2E"), subjectOf("/a/."));

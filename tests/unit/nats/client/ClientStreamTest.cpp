@@ -37,7 +37,7 @@ protected:
     }
 
     test::Inbox inbox;
-    ClientStream stream{inbox.handler(), "request", 4};
+    ClientStream stream{inbox.handler(), nullptr, "request", 4};
 };
 
 TEST_F(ClientStreamTest, RecordsOfMessagesAreDelivered) {
@@ -80,15 +80,29 @@ TEST_F(ClientStreamTest, MalformedAnswersEndTheRequest) {
         {FrameKind::answer, 1, recordOf(200, false), "the first record has no version"},
         {FrameKind::answer, 1, recordOf(200, true).substr(0, 9), "ends inside a record"},
         {FrameKind::cancel, 0, "", "it has a message of a client"},
+        {FrameKind::here, 0, "a", "it has a message of a client or of a search"},
     };
     for (const auto& row : rows) {
         const test::Inbox own;
-        ClientStream other(own.handler(), "request", 4);
+        ClientStream other(own.handler(), nullptr, "request", 4);
         other.onFrame({row.kind, row.number, 0, row.records});
         ASSERT_EQ(own.events().size(), 1U) << row.reason;
         EXPECT_EQ(own.events()[0].find("error 502"), 0U) << own.events()[0];
         EXPECT_NE(own.events()[0].find(row.reason), std::string::npos) << own.events()[0];
     }
+}
+
+TEST_F(ClientStreamTest, SearchReportsEachInstance) {
+    ClientStream search(inbox.handler(), nullptr, "search", 0);
+    search.onFrame({FrameKind::here, 0, 0, "a"});
+    search.onFrame({FrameKind::answer, 1, 0, completed(true)});
+    search.refuse("too short");
+    search.onFrame({FrameKind::here, 0, 0, "b"});
+    EXPECT_EQ(inbox.events(), (Events{"next 200 '' without payload {\"$instance\":\"a\"}",
+                                      "next 200 '' without payload {\"$instance\":\"b\"}"}));
+    EXPECT_EQ(search.takeCredit(), 0U);
+    search.lose("silent");
+    EXPECT_EQ(last().find("error 503"), 0U);
 }
 
 TEST_F(ClientStreamTest, RequestRecordInAnAnswerIsRefused) {
