@@ -19,6 +19,8 @@ kova_debian_package(kit_runtime libkova-kit0)
 kova_debian_package(kit_development libkova-kit-dev)
 kova_debian_package(http_runtime libkova-http0)
 kova_debian_package(http_development libkova-http-dev)
+kova_debian_package(nats_runtime libkova-nats0)
+kova_debian_package(nats_development libkova-nats-dev)
 kova_debian_package(tools kova-tools)
 kova_debian_package(documentation kova-doc)
 
@@ -37,7 +39,7 @@ set(CPACK_PACKAGE_VENDOR kova)
 set(CPACK_PACKAGE_CONTACT "kova maintainers <maintainers@kova.invalid>")
 set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "core of a resource-oriented service framework")
 set(CPACK_COMPONENTS_ALL runtime development kit_runtime kit_development
-    http_runtime http_development tools documentation)
+    http_runtime http_development nats_runtime nats_development tools documentation)
 set(CPACK_DEB_COMPONENT_INSTALL ON)
 set(CPACK_DEBIAN_ENABLE_COMPONENT_DEPENDS OFF)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
@@ -63,9 +65,10 @@ else()
   set(CPACK_DEBIAN_RUNTIME_PACKAGE_SHLIBDEPS ON)
   set(CPACK_DEBIAN_KIT_RUNTIME_PACKAGE_SHLIBDEPS ON)
   set(CPACK_DEBIAN_HTTP_RUNTIME_PACKAGE_SHLIBDEPS ON)
+  set(CPACK_DEBIAN_NATS_RUNTIME_PACKAGE_SHLIBDEPS ON)
   set(CPACK_DEBIAN_TOOLS_PACKAGE_SHLIBDEPS ON)
   foreach(layer IN ITEMS platform/osal platform/zelcommon platform/zelutil src/core src/kit
-          src/http)
+          src/http src/nats)
     list(APPEND CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${PROJECT_BINARY_DIR}/${layer})
   endforeach()
 endif()
@@ -105,6 +108,24 @@ to them. This package contains the headers and a pkg-config file.")
 set(CPACK_DEBIAN_HTTP_DEVELOPMENT_PACKAGE_SECTION libdevel)
 set(CPACK_DEBIAN_HTTP_DEVELOPMENT_PACKAGE_DEPENDS
   "libkova-http0 (= ${kova_debian_version}), libkova-kit-dev (= ${kova_debian_version})")
+
+set(CPACK_COMPONENT_NATS_RUNTIME_DESCRIPTION
+"Serves the services of kova to other machines through a broker, and
+connects to them. This package contains the shared library.")
+set(CPACK_DEBIAN_NATS_RUNTIME_PACKAGE_SECTION libs)
+set(CPACK_DEBIAN_NATS_RUNTIME_PACKAGE_CONTROL_EXTRA ${kova_debian_dir}/triggers)
+set(CPACK_DEBIAN_NATS_RUNTIME_PACKAGE_DEPENDS "libkova-kit0 (= ${kova_debian_version})")
+set(KOVA_DEBIAN_NATS_DEPENDS "" CACHE STRING "The same for libkova-nats0")
+if(KOVA_DEBIAN_NATS_DEPENDS)
+  set(CPACK_DEBIAN_NATS_RUNTIME_PACKAGE_DEPENDS "${KOVA_DEBIAN_NATS_DEPENDS}")
+endif()
+
+set(CPACK_COMPONENT_NATS_DEVELOPMENT_DESCRIPTION
+"Serves the services of kova to other machines through a broker, and
+connects to them. This package contains the headers and a pkg-config file.")
+set(CPACK_DEBIAN_NATS_DEVELOPMENT_PACKAGE_SECTION libdevel)
+set(CPACK_DEBIAN_NATS_DEVELOPMENT_PACKAGE_DEPENDS
+  "libkova-nats0 (= ${kova_debian_version}), libkova-kit-dev (= ${kova_debian_version})")
 
 set(CPACK_COMPONENT_TOOLS_DESCRIPTION
 "Reads, writes and watches the resources of services of kova from a shell.

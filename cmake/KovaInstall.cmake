@@ -1,7 +1,7 @@
-# Install rules, in eight components. The core has `runtime` (shared libraries) and `development` (headers,
-# CMake package, pkg-config files, static libraries). The kit has `kit_runtime` and `kit_development`, and
-# libkova_http has `http_runtime` and `http_development`. The others are `tools` and `documentation`. An
-# installation without the kit or without libkova_http contains no part of it.
+# Install rules, in ten components. The core has `runtime` (shared libraries) and `development` (headers,
+# CMake package, pkg-config files, static libraries). The kit, libkova_http and libkova_nats have the same
+# two each, with `kit_`, `http_` and `nats_` in front. The others are `tools` and `documentation`. An
+# installation without the kit, libkova_http or libkova_nats contains no part of it.
 include(GNUInstallDirs)
 include(CMakePackageConfigHelpers)
 
@@ -79,6 +79,14 @@ if(KOVA_HTTP)
     REQUIRES_PRIVATE libnghttp2 libmicrohttpd)
   install(EXPORT kovaHttpTargets NAMESPACE kova:: DESTINATION ${kova_cmake_dir}
     COMPONENT http_development)
+endif()
+
+if(KOVA_NATS)
+  kova_install_layer(kova_nats SOURCE ${PROJECT_SOURCE_DIR}/include/kova/nats FOLDER kova/nats
+    PREFIX nats_ EXPORT kovaNatsTargets INCLUDE ${CMAKE_INSTALL_INCLUDEDIR} REQUIRES kova-kit
+    REQUIRES_PRIVATE libnats)
+  install(EXPORT kovaNatsTargets NAMESPACE kova:: DESTINATION ${kova_cmake_dir}
+    COMPONENT nats_development)
 endif()
 
 if(TARGET kova_tool)
