@@ -2,10 +2,10 @@
 
 #include <algorithm>
 #include <system_error>
-#include <thread>
 #include <utility>
 
 #include "kova/core/StatusCodes.h"
+#include "nats/Dialers.h"
 
 namespace kova::nats::detail {
 
@@ -65,10 +65,10 @@ void Broker::run(const std::shared_ptr<Dial>& dial, const std::shared_ptr<Inboun
 void Broker::dial() {
     dial_ = std::make_shared<Dial>();
     try {
-        std::thread([dial = dial_, inbound = inbound_, urls = knownUrls(), options = options_,
-                     channels = channels_, epoch = ++epoch_] {
+        Dialers::shared().run([dial = dial_, inbound = inbound_, urls = knownUrls(),
+                               options = options_, channels = channels_, epoch = ++epoch_] {
             run(dial, inbound, urls, options, channels, epoch);
-        }).detach();
+        });
     } catch (const std::system_error& error) {
         dial_.reset();
         lose({statuscodes::SERVICE_UNAVAILABLE, error.what()});

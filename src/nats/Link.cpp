@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "kova/core/StatusCodes.h"
+#include "nats/Dialers.h"
 
 namespace kova::nats::detail {
 
@@ -78,6 +79,7 @@ public:
     void addTls(const BrokerOptions& broker, bool isRequired) {
         if (isRequired || !broker.caFile.empty() || !broker.certificateFile.empty()) {
             set(natsOptions_SetSecure, true);
+            usesTls = true;
         }
         if (!broker.caFile.empty()) {
             set(natsOptions_LoadCATrustedCertificates, broker.caFile.c_str());
@@ -104,6 +106,7 @@ public:
 
     natsStatus status = NATS_OK;
     Options options;
+    bool usesTls = false;
 };
 
 }  // namespace
@@ -216,6 +219,7 @@ std::optional<kit::Error> Link::connect(const Urls& urls, const BrokerOptions& o
     setup.set(natsOptions_SetClosedCB, Callbacks::onClosed, static_cast<void*>(this));
     expectCallback();
     natsStatus status = setup.status;
+    Dialers::waitAtExit(setup.usesTls);
     if (status == NATS_OK) {
         status = natsConnection_Connect(&connection_, setup.options.get());
     }

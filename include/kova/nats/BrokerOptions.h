@@ -51,7 +51,8 @@ struct BrokerOptions {
     /// has been silent for two heartbeats counts as lost. 100 ms to 1 h; the client's value applies
     /// to its requests.
     std::chrono::milliseconds heartbeat = std::chrono::seconds(5);
-    /// The longest duration of one attempt to connect. At least 1 ms.
+    /// The longest duration of one attempt to connect to one server. At least 1 ms. The end of the
+    /// process waits for an attempt that is under way.
     std::chrono::milliseconds connectLimit = std::chrono::seconds(2);
 };
 
