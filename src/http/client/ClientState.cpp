@@ -4,9 +4,8 @@
 #include <utility>
 
 #include "kova/core/StatusCodes.h"
-#include "kova/core/headers.h"
-#include "kova/kit/Command.h"
 #include "wire/Records.h"
+#include "wire/Repetition.h"
 
 namespace kova::http::detail {
 
@@ -22,18 +21,6 @@ std::uint64_t toNumber(void* handle) noexcept {
 
 void* toHandle(std::uint64_t number) noexcept {
     return reinterpret_cast<void*>(number);  // NOLINT(performance-no-int-to-ptr)
-}
-
-// Returns in which cases a request is sent again.
-Repetition repetitionOf(const Request& request, const ClientSettings& settings) {
-    if (request.getCommand() != kit::command::retrieve) {
-        return {};
-    }
-    std::string semantic;
-    const bool isStream = settings.resubscribes &&
-                          !request.getHeaderValue(headers::RESPONSE_SEMANTIC).get(semantic) &&
-                          semantic == headers::PERSISTENT_STREAM;
-    return {settings.retriesRetrievals, settings.resubscribes, isStream};
 }
 
 /// Gives a borrowed loop back.
@@ -76,9 +63,9 @@ void* ClientState::actionRequest(const Request& request,
         owned->onError(result.error().toResponse());
         return UNDEFINED_REQUEST_HANDLE;
     }
-    auto stream =
-        std::make_unique<ClientStream>(std::move(owned), std::move(record), settings_.recordBytes,
-                                       repetitionOf(request, settings_));
+    auto stream = std::make_unique<ClientStream>(
+        std::move(owned), std::move(record), settings_.recordBytes,
+        wire::Repetition(request, settings_.retriesRetrievals, settings_.resubscribes));
     if (isDriven()) {
         return send(std::move(stream));
     }

@@ -25,13 +25,12 @@ std::string firstLine(const std::string& text) {
 }  // namespace
 
 ClientStream::ClientStream(ResponseHandler handler, std::string request, std::size_t recordBytes,
-                           Repetition repetition)
+                           const wire::Repetition& repetition)
     : handler_(std::move(handler)),
       request_(std::move(request)),
       recordBytes_(recordBytes),
       repetition_(repetition),
-      reader_(recordBytes),
-      isStream_(repetition.isStream) {}
+      reader_(recordBytes) {}
 
 std::size_t ClientStream::read(std::uint8_t* out, std::size_t size) {
     const std::size_t count = request_.copy(reinterpret_cast<char*>(out), size, sent_);
@@ -44,7 +43,7 @@ std::size_t ClientStream::read(std::uint8_t* out, std::size_t size) {
 
 // Frees the memory of a request that is sent, unless it may be sent again.
 void ClientStream::forgetRequest() noexcept {
-    if (mayRepeat()) {
+    if (repetition_.isPossible()) {
         return;
     }
     request_ = std::string();
@@ -126,9 +125,7 @@ void ClientStream::onError(const Response& error) {
 }
 
 void ClientStream::deliverValue(const Response& value) {
-    hasValue_ = true;
-    wasAnswered_ = true;
-    isStream_ = value.getStatusCode() == statuscodes::STREAM;
+    repetition_.onValue(value);
     if (handler_->onNext(value)) {
         refusal_ = NGHTTP2_CANCEL;
         complete();
@@ -161,13 +158,6 @@ void ClientStream::onEnd() {
     }
 }
 
-bool ClientStream::isRepeatable() const noexcept {
-    if (isEnded()) {
-        return false;
-    }
-    return isPatient() || (repetition_.isRetried && !wasAnswered_ && retries_ < MOST_RETRIES);
-}
-
 void ClientStream::beginAgain() {
     rewind();
     status_ = 0;
@@ -176,8 +166,7 @@ void ClientStream::beginAgain() {
     reader_ = wire::RecordReader(recordBytes_);
     refusal_.reset();
     loss_.reset();
-    hasValue_ = false;
-    ++retries_;
+    repetition_.onRepeat();
     connection = nullptr;
     number = 0;
 }

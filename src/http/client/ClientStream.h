@@ -12,17 +12,11 @@
 #include "kova/kit/Result.h"
 #include "wire/EventLoop.h"
 #include "wire/Records.h"
+#include "wire/Repetition.h"
 
 namespace kova::http::detail {
 
 class ClientConnection;
-
-/// The cases in which a request is sent again after its connection was lost. Only retrievals are.
-struct Repetition {
-    bool isRetried = false;       ///< before its first value
-    bool isResubscribed = false;  ///< while it is a stream
-    bool isStream = false;        ///< whether the request asks for a stream
-};
 
 /// One request of a client: the bytes that are to be sent, and the answer as it arrives.
 ///
@@ -37,12 +31,9 @@ public:
     /// The longest request whose bytes are kept until the answer begins.
     static constexpr std::size_t LONGEST_KEPT = 4096;
 
-    /// The most times that a retrieval without a value is sent again.
-    static constexpr int MOST_RETRIES = 3;
-
     /// `request` is the record of the request, and `recordBytes` the longest record of the answer.
     ClientStream(ResponseHandler handler, std::string request, std::size_t recordBytes,
-                 Repetition repetition = {});
+                 const wire::Repetition& repetition = {});
 
     /// Moves bytes of the request to `out`, as many as there are and fit. Returns their number.
     std::size_t read(std::uint8_t* out, std::size_t size);
@@ -51,7 +42,9 @@ public:
     /// @{
     /// Returns whether the bytes of the request are kept until the answer begins. `rewind` makes
     /// `read` return them once more.
-    bool isKept() const noexcept { return request_.size() <= LONGEST_KEPT || mayRepeat(); }
+    bool isKept() const noexcept {
+        return request_.size() <= LONGEST_KEPT || repetition_.isPossible();
+    }
     void rewind() noexcept { sent_ = 0; }
     /// @}
 
@@ -68,11 +61,11 @@ public:
     /// @{
     /// Returns whether the request is to be sent again instead of `lose`, and whether it then waits
     /// for a connection without a limit.
-    bool isRepeatable() const noexcept;
-    bool isPatient() const noexcept { return repetition_.isResubscribed && isStream_; }
+    bool isRepeatable() const noexcept { return !isEnded() && repetition_.isDue(); }
+    bool isPatient() const noexcept { return repetition_.isPatient(); }
     /// @}
     /// Returns whether a value has arrived since the request was sent.
-    bool hasValue() const noexcept { return hasValue_; }
+    bool hasValue() const noexcept { return repetition_.hasValue(); }
     /// Begins anew: the request is to be sent on another connection.
     void beginAgain();
     /// Ends the request, unless it has ended: with the error "lost: ..." that the server has sent,
@@ -95,7 +88,6 @@ public:
 
 private:
     bool isRecords() const noexcept { return status_ == 200; }
-    bool mayRepeat() const noexcept { return repetition_.isRetried || repetition_.isResubscribed; }
     void forgetRequest() noexcept;
     void onError(const Response& error);
     void deliver(const wire::Record& record);
@@ -107,18 +99,13 @@ private:
     ResponseHandler handler_;
     std::string request_;
     const std::size_t recordBytes_;
-    const Repetition repetition_;
+    wire::Repetition repetition_;
     std::size_t sent_ = 0;
     unsigned short status_ = 0;
     std::string type_;  ///< the media type of the answer, without parameters
     std::string text_;  ///< the body, if it is a text
     wire::RecordReader reader_;
     std::optional<std::uint32_t> refusal_;
-
-    int retries_ = 0;
-    bool isStream_;                 ///< more values are expected
-    bool hasValue_ = false;         ///< since the request was sent
-    bool wasAnswered_ = false;      ///< with a value, on any connection
     std::optional<Response> loss_;  ///< the server's own error "lost: ..."
 };
 

@@ -11,6 +11,7 @@
 #include "support/Http2Peer.h"
 #include "support/Watchdog.h"
 #include "wire/Records.h"
+#include "wire/Repetition.h"
 
 namespace kova::http::detail {
 namespace {
@@ -99,7 +100,7 @@ TEST_F(RepeatedRequestsTest, RetrievalWithoutAValueIsSentAgainUnchanged) {
 
 TEST_F(RepeatedRequestsTest, RetrievalIsSentAgainAtMostThreeTimes) {
     const testing::Recording recording = send();
-    for (int i = 0; i <= ClientStream::MOST_RETRIES; ++i) {
+    for (int i = 0; i <= wire::Repetition::MOST_RETRIES; ++i) {
         accept();
     }
     EXPECT_EQ(recording.waitFor(1), (Events{CLOSED}));
@@ -143,7 +144,7 @@ TEST_F(RepeatedRequestsTest, NothingIsSentAgainByDefault) {
 TEST_F(RepeatedRequestsTest, RequestForAStreamIsSentAgainBeforeItsFirstValue) {
     settings.retriesRetrievals = false;
     const testing::Recording recording = send(subscription("/x"));
-    for (int i = 0; i <= ClientStream::MOST_RETRIES; ++i) {
+    for (int i = 0; i <= wire::Repetition::MOST_RETRIES; ++i) {
         accept();
     }
     const auto peer = accept();
