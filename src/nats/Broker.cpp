@@ -16,7 +16,6 @@ Broker::Broker(std::shared_ptr<wire::EventLoop> loop, Urls urls, BrokerOptions o
       options_(std::move(options)),
       channels_(std::move(channels)),
       owner_(owner),
-      random_(std::random_device()()),
       self_(std::make_shared<Broker*>(this)) {
     inbound_ = std::make_shared<Inbound>([loop = loop_, self = self_] {
         loop->post([self] {
@@ -90,7 +89,7 @@ void Broker::handle(Event& event) {
             break;
         case Event::Kind::ready:
             isReady_ = true;
-            delay_ = FIRST_DELAY;
+            backoff_.reset();
             discovered_ = link_ ? link_->servers() : discovered_;
             owner_.onReady();
             break;
@@ -122,14 +121,10 @@ void Broker::lose(const kit::Error& error) {
 }
 
 void Broker::dialLater() {
-    std::uniform_real_distribution<double> part(0.5, 1.0);
-    const std::chrono::duration<double, std::milli> delay = delay_ * part(random_);
-    delay_ = std::min(2 * delay_, LONGEST_DELAY);
-    timer_ =
-        loop_->after(std::chrono::duration_cast<wire::EventLoop::Clock::duration>(delay), [this] {
-            timer_.reset();
-            dial();
-        });
+    timer_ = loop_->after(backoff_.next(), [this] {
+        timer_.reset();
+        dial();
+    });
 }
 
 bool Broker::publish(const std::string& subject, const std::string& reply, std::string_view data) {

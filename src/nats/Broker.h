@@ -9,13 +9,13 @@
 #include <memory>
 #include <mutex>
 #include <optional>
-#include <random>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "kova/kit/Result.h"
 #include "kova/nats/BrokerOptions.h"
+#include "nats/Backoff.h"
 #include "nats/Link.h"
 #include "nats/Urls.h"
 #include "wire/EventLoop.h"
@@ -69,11 +69,6 @@ public:
     /// The URLs of the broker, for messages.
     const std::string& shown() const noexcept { return urls_.shown; }
 
-    /// @{
-    /// The delay of the second attempt to connect, and the longest delay.
-    static constexpr std::chrono::milliseconds FIRST_DELAY{20};
-    static constexpr std::chrono::milliseconds LONGEST_DELAY{1000};
-    /// @}
     static constexpr std::chrono::milliseconds DIAL_LIMIT{200};
     static constexpr std::chrono::milliseconds FLUSH_LIMIT{500};
 
@@ -108,9 +103,8 @@ private:
     std::shared_ptr<Link> link_;
     bool isReady_ = false;
     bool isClosed_ = false;
-    std::chrono::milliseconds delay_ = FIRST_DELAY;
+    Backoff backoff_;
     std::optional<wire::EventLoop::TimerId> timer_;
-    std::minstd_rand random_;
     const std::shared_ptr<Broker*> self_;  ///< for posted functions: null when the object is gone
 };
 
