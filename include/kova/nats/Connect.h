@@ -30,6 +30,15 @@ struct ConnectOptions {
     /// For requests to all instances: the search for instances ends when no further instance has
     /// answered for this time. 1 ms to 1 min.
     std::chrono::milliseconds gathering = std::chrono::milliseconds(250);
+    /// Sends a retrieval again, at most three times, if it is lost before its first value has
+    /// arrived. No other command is ever sent again.
+    bool retriesRetrievals = false;
+    /// Subscribes again if a stream is lost. A stream is a retrieval that asks for one
+    /// (`headers::PERSISTENT_STREAM`), or whose last value has the status 299. Any server of the
+    /// service path may get the request, or the server with the instance name, and then sends a
+    /// fresh snapshot. The stream waits for a connection and for a server without a limit. Changes
+    /// that happen meanwhile are not sent, and nothing tells the response handler of the gap.
+    bool resubscribes = false;
 };
 
 /// Returns a service that a `Server` of another process or machine serves through a broker.
@@ -56,8 +65,8 @@ struct ConnectOptions {
 /// handler that blocks delays the answers of all its requests. Each request ends once. It ends with
 /// the error
 ///
-/// - 503 "no server ..." as soon as the broker reports that no server has subscribed; the request
-///   was not executed,
+/// - 503 "no server ..." as soon as the broker reports that no server has subscribed; the broker
+///   has delivered the request to none,
 /// - 503 "lost: ..." if the connection to the broker is lost, if a message of the answer is lost,
 ///   if the server has been silent for two heartbeats, or if the request has waited for a
 ///   connection for `ConnectOptions::patience`; callers that use `kova::kit` get the end "lost",
@@ -65,9 +74,15 @@ struct ConnectOptions {
 /// - 401 if the broker refuses the login, 403 if it does not permit the subject,
 /// - 502 "malformed answer: ..." if the server does not follow the protocol (`docs/nats.md`).
 ///
-/// No request is ever sent twice. The object survives restarts of the broker: it connects again by
-/// itself. The delay between two attempts grows to at most a second, and is shortened by a random
-/// part of up to a half.
+/// A lost request is not repeated by default, because a server may have received it. The options
+/// `retriesRetrievals` and `resubscribes` repeat retrievals that are lost because of the
+/// connection, a message or a server: one that is silent, or that stops. A server that is silent
+/// without having closed its connection to the broker may get a repeated request again, until the
+/// broker notices.
+///
+/// The object survives restarts of the broker: it connects again by itself. The delay between two
+/// attempts to connect, and before a request is repeated, grows from 20 ms to at most a second, and
+/// is shortened by a random part of up to a half.
 ///
 /// Any thread may call the functions of the object, also from inside a response handler. Its
 /// destructor cancels the pending requests, and waits for a response handler that is being called,

@@ -52,8 +52,10 @@ void* ClientState::send(std::shared_ptr<const Target> target, const Request& req
         handler->onError(result.error().toResponse());
         return UNDEFINED_REQUEST_HANDLE;
     }
-    return toHandle(add(0, std::make_unique<ClientStream>(std::move(handler), std::move(target),
-                                                          std::move(message), settings_.window)));
+    const wire::Repetition repetition(request, settings_.retriesRetrievals, settings_.resubscribes);
+    return toHandle(
+        add(0, std::make_unique<ClientStream>(std::move(handler), std::move(target),
+                                              std::move(message), settings_.window, repetition)));
 }
 
 void* ClientState::search(std::shared_ptr<const Target> target,
@@ -68,12 +70,12 @@ void ClientState::cancelRequest(void* handle) {
     add(toNumber(handle), nullptr);
 }
 
-// Handles ascend in the sequence of the requests. The first order of a burst wakes the thread,
-// under the mutex.
+// The handle of a request is its first number. Handles ascend in the sequence of the requests. The
+// first order of a burst wakes the thread, under the mutex.
 std::uint64_t ClientState::add(std::uint64_t handle, Stream stream) {
     const std::lock_guard<std::mutex> guard(mutex_);
     if (stream) {
-        stream->handle = handle = ++lastHandle_;
+        stream->handle = handle = ++lastNumber_;
     }
     const bool isFirst = orders_.empty();
     orders_.push_back({handle, std::move(stream)});
@@ -81,6 +83,11 @@ std::uint64_t ClientState::add(std::uint64_t handle, Stream stream) {
         loop_->post([this] { processOrders(); });
     }
     return handle;
+}
+
+std::uint64_t ClientState::nextNumber() {
+    const std::lock_guard<std::mutex> guard(mutex_);
+    return ++lastNumber_;
 }
 
 // The loop keeps the object alive until `close` has returned, because tasks run in their order.
@@ -101,13 +108,13 @@ void ClientState::stop() {
 // arrives: now, or from the broker, which tells the server that nobody receives the answer.
 void ClientState::close() {
     processOrders();
-    for (const auto& [handle, stream] : streams_) {
-        if (!stream->isEnded()) {
-            tell(*stream, FrameKind::cancel, 0);
+    streams_.forEach([](ClientStream& stream) {
+        if (!stream.isEnded()) {
+            tell(stream, FrameKind::cancel, 0);
         }
-    }
+    });
     streams_.clear();
-    for (auto* const timer : {&patience_, &check_}) {
+    for (auto* const timer : {&patience_, &check_, &repetition_}) {
         if (*timer) {
             loop_->cancel(**timer);
             timer->reset();
@@ -138,12 +145,11 @@ void ClientState::processOrders() {
 }
 
 void ClientState::begin(Stream stream) {
-    ClientStream& added = *stream;
-    added.arrival = Clock::now();
-    streams_.emplace(added.handle, std::move(stream));
+    stream->arrival = Clock::now();
+    const std::uint64_t number = stream->handle;
+    ClientStream& added = streams_.add(std::move(stream), number);
     if (denied_) {
-        added.fail(*denied_);
-        streams_.erase(added.handle);
+        streams_.take(added)->fail(*denied_);
     } else if (broker_.isReady()) {
         send(added);
     } else {
@@ -152,16 +158,14 @@ void ClientState::begin(Stream stream) {
 }
 
 void ClientState::cancel(std::uint64_t handle) {
-    const auto found = streams_.find(handle);
-    if (found == streams_.end()) {
+    ClientStream* const stream = streams_.findHandle(handle);
+    if (stream == nullptr) {
         return;
     }
-    ClientStream& stream = *found->second;
-    stream.drop();
-    if (stream.isSent && !stream.pulse) {
-        return;  // the server is told when it is known
+    stream->drop();
+    if (!stream->isSent || stream->pulse) {  // otherwise the server is told when it is known
+        finish(*stream);
     }
-    finish(stream);
 }
 
 // Ends a stream that has ended for its response handler.
@@ -169,26 +173,25 @@ void ClientState::finish(ClientStream& stream) {
     if (!stream.isComplete()) {
         tell(stream, FrameKind::cancel, 0);
     }
-    streams_.erase(stream.handle);
+    streams_.take(stream);
 }
 
 void ClientState::send(ClientStream& stream) {
+    const std::size_t size = stream.request.size();
     const std::size_t longest = broker_.link()->longestMessage();
-    const std::string message = std::exchange(stream.request, {});
-    if (message.size() > longest) {
-        stream.fail({CONTENT_TOO_LARGE, "the request has " + std::to_string(message.size()) +
-                                            " bytes, the broker allows " +
-                                            std::to_string(longest)});
-    } else if (broker_.publish(stream.target->subject, inbox_ + "." + std::to_string(stream.handle),
-                               message)) {
+    if (size > longest) {
+        streams_.take(stream)->fail({CONTENT_TOO_LARGE, "the request has " + std::to_string(size) +
+                                                            " bytes, the broker allows " +
+                                                            std::to_string(longest)});
+    } else if (broker_.publish(stream.target->subject, inbox_ + "." + std::to_string(stream.number),
+                               stream.request)) {
         stream.isSent = true;
+        stream.forgetRequest();
         stream.heardAt = Clock::now();
         armCheck();
-        return;
     } else {
-        stream.lose("the connection to " + broker_.shown() + " is broken");
+        lose(streams_.take(stream), "the connection to " + broker_.shown() + " is broken");
     }
-    streams_.erase(stream.handle);
 }
 
 void ClientState::tell(ClientStream& stream, FrameKind kind, std::uint64_t number) {
@@ -216,19 +219,17 @@ void ClientState::sendWaiting() {
         loop_->cancel(*patience_);
         patience_.reset();
     }
-    for (auto next = streams_.begin(); next != streams_.end();) {
-        ClientStream& stream = *(next++)->second;  // `send` may erase it
-        if (!stream.isSent) {
+    streams_.forEach([this](ClientStream& stream) {
+        if (!stream.isSent && !stream.isDelayed) {
             send(stream);
         }
-    }
+    });
 }
 
 void ClientState::onMessage(int /*channel*/, natsMsg& message) {
-    const auto handle = numberAfter(inbox_, subjectOf(message));
-    const auto found = handle ? streams_.find(*handle) : streams_.end();
-    if (found != streams_.end()) {
-        answer(*found->second, message);
+    const auto number = numberAfter(inbox_, subjectOf(message));
+    if (ClientStream* const stream = number ? streams_.find(*number) : nullptr) {
+        answer(*stream, message);
     } else if (const std::string control = replyOf(message); !control.empty()) {
         cancelAt(control);
     }
@@ -237,23 +238,44 @@ void ClientState::onMessage(int /*channel*/, natsMsg& message) {
 void ClientState::answer(ClientStream& stream, natsMsg& message) {
     stream.heardAt = Clock::now();
     if (natsMsg_IsNoResponders(&message)) {
-        if (!stream.pulse) {
-            stream.fail({statuscodes::SERVICE_UNAVAILABLE, "no server of " + stream.target->name});
-            streams_.erase(stream.handle);
-        }
+        onNobody(stream);
         return;
     }
     meetServer(stream, message);
+    const bool hadValue = stream.hasValue();
     const kit::Result<std::optional<Frame>> frame = readFrame(dataOf(message));
     if (!frame) {
         stream.refuse(frame.error().message);
     } else if (*frame) {
         stream.onFrame(**frame);
     }
+    if (stream.hasValue() && !hadValue) {
+        stream.forgetRequest();
+        backoff_.reset();
+    }
     if (stream.isEnded()) {
         finish(stream);
+    } else if (stream.isLost()) {
+        if (!stream.isComplete()) {
+            tell(stream, FrameKind::cancel, 0);
+        }
+        repeat(streams_.take(stream));
     } else if (const std::uint32_t credit = stream.takeCredit(); credit > 0) {
         tell(stream, FrameKind::credit, credit);
+    }
+}
+
+// The request was not executed. The broker's reply is about the request only before a server is
+// known.
+void ClientState::onNobody(ClientStream& stream) {
+    if (stream.pulse) {
+        return;
+    }
+    Stream refused = streams_.take(stream);
+    if (refused->isPatient()) {
+        repeat(std::move(refused));
+    } else {
+        refused->fail({statuscodes::SERVICE_UNAVAILABLE, "no server of " + refused->target->name});
     }
 }
 
@@ -270,32 +292,52 @@ void ClientState::meetServer(ClientStream& stream, natsMsg& message) {
 }
 
 std::optional<std::chrono::milliseconds> ClientState::silenceOf(void* handle) const {
-    const auto found = streams_.find(toNumber(handle));
-    if (found == streams_.end() || !found->second->isSent) {
+    ClientStream const* const stream = streams_.findHandle(toNumber(handle));
+    if (stream == nullptr || !stream->isSent) {
         return std::nullopt;
     }
-    return std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() -
-                                                                 found->second->heardAt);
-}
-
-template <typename Condition>
-std::vector<ClientState::Stream> ClientState::takeIf(Condition condition) {
-    std::vector<Stream> taken;
-    for (auto next = streams_.begin(); next != streams_.end();) {
-        if (condition(*next->second)) {
-            taken.push_back(std::move(next->second));
-            next = streams_.erase(next);
-        } else {
-            ++next;
-        }
-    }
-    return taken;
+    return std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - stream->heardAt);
 }
 
 void ClientState::failAll(const std::vector<Stream>& ended, const kit::Error& error) {
     for (const Stream& stream : ended) {
         tell(*stream, FrameKind::cancel, 0);
         stream->fail(error);
+    }
+}
+
+void ClientState::lose(Stream stream, const std::string& reason) {
+    if (stream->isRepeatable()) {
+        repeat(std::move(stream));
+    } else {
+        stream->lose(reason);
+    }
+}
+
+void ClientState::loseAll(std::vector<Stream> lost, const std::string& reason) {
+    for (Stream& stream : lost) {
+        lose(std::move(stream), reason);
+    }
+}
+
+// All requests that are sent again share one growing delay, because they have the same servers.
+void ClientState::repeat(Stream stream) {
+    stream->beginAgain();
+    stream->arrival = Clock::now();
+    stream->isDelayed = true;
+    streams_.add(std::move(stream), nextNumber());
+    if (!repetition_) {
+        repetition_ = loop_->after(backoff_.next(), [this] {
+            repetition_.reset();
+            sendDelayed();
+        });
+    }
+}
+
+void ClientState::sendDelayed() {
+    streams_.forEach([](ClientStream& stream) { stream.isDelayed = false; });
+    if (broker_.isReady()) {
+        sendWaiting();
     }
 }
 
@@ -306,13 +348,12 @@ void ClientState::onLost(const kit::Error& error) {
         denied_ = kit::Error{error.code,
                              "the broker " + broker_.shown() + " refuses the login: " + reason_};
     }
-    const std::vector<Stream> lost = takeIf([](const auto& stream) { return stream.isSent; });
-    for (const Stream& stream : lost) {
-        stream->lose("the connection to " + broker_.shown() + " was lost: " + reason_);
-    }
+    loseAll(streams_.takeIf([](const auto& stream) { return stream.isSent; }),
+            "the connection to " + broker_.shown() + " was lost: " + reason_);
     if (denied_) {
-        failAll(takeIf([](const auto&) { return true; }), kit::Error(*denied_));
+        failAll(streams_.takeIf([](const auto&) { return true; }), kit::Error(*denied_));
     }
+    armPatience();
 }
 
 // The text of the broker is, for example: Permissions Violation for Publish to "kova.device.@q".
@@ -322,13 +363,13 @@ void ClientState::onRefused(const kit::Error& error) {
         error.code, "the broker " + broker_.shown() + " does not permit it: " + error.message};
     if (subject == inbox_ + ".*" || !broker_.isReady()) {
         denied_ = refusal;
-        failAll(takeIf([](const auto&) { return true; }), refusal);
+        failAll(streams_.takeIf([](const auto&) { return true; }), refusal);
         return;
     }
-    failAll(takeIf([&](const auto& stream) {
-                return stream.pulse ? stream.pulse->subject == subject
-                                    : stream.isSent && stream.target->subject == subject;
-            }),
+    failAll(streams_.takeIf([&](const auto& stream) {
+        return stream.pulse ? stream.pulse->subject == subject
+                            : stream.isSent && stream.target->subject == subject;
+    }),
             refusal);
 }
 
@@ -337,21 +378,20 @@ void ClientState::armPatience() {
     if (patience_) {
         return;
     }
-    for (const auto& [handle, stream] : streams_) {
-        if (!stream->isSent) {
-            patience_ = loop_->after(stream->arrival + settings_.patience - Clock::now(), [this] {
-                patience_.reset();
-                expire();
-            });
-            return;
-        }
+    ClientStream const* const first =
+        streams_.findIf([](const auto& stream) { return !stream.isSent && !stream.isPatient(); });
+    if (first != nullptr) {
+        patience_ = loop_->after(first->arrival + settings_.patience - Clock::now(), [this] {
+            patience_.reset();
+            expire();
+        });
     }
 }
 
 void ClientState::expire() {
     const Clock::time_point now = Clock::now();
-    const std::vector<Stream> expired = takeIf([&](const auto& stream) {
-        return !stream.isSent && stream.arrival + settings_.patience <= now;
+    const std::vector<Stream> expired = streams_.takeIf([&](const auto& stream) {
+        return !stream.isSent && !stream.isPatient() && stream.arrival + settings_.patience <= now;
     });
     armPatience();
     for (const Stream& stream : expired) {
@@ -374,13 +414,14 @@ void ClientState::check() {
     const Clock::time_point latest = Clock::now() - settings_.broker.heartbeat *
                                                         (2 * Heartbeats::CHECKS - 1) /
                                                         Heartbeats::CHECKS;
-    const std::vector<Stream> silent =
-        takeIf([&](const auto& stream) { return stream.isSent && stream.heardAt <= latest; });
-    for (const Stream& stream : silent) {
+    std::vector<Stream> silent = streams_.takeIf(
+        [&](const auto& stream) { return stream.isSent && stream.heardAt <= latest; });
+    for (Stream& stream : silent) {
         tell(*stream, FrameKind::cancel, 0);
-        stream->lose("the server of " + stream->target->name + " is silent");
+        const std::string reason = "the server of " + stream->target->name + " is silent";
+        lose(std::move(stream), reason);
     }
-    if (!streams_.empty()) {
+    if (!streams_.isEmpty()) {
         armCheck();
     }
 }

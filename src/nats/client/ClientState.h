@@ -3,7 +3,6 @@
 #include <chrono>
 #include <cstdint>
 #include <future>
-#include <map>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -13,10 +12,12 @@
 
 #include "kova/core/IKovaApi.h"
 #include "kova/nats/BrokerOptions.h"
+#include "nats/Backoff.h"
 #include "nats/Broker.h"
 #include "nats/Pulse.h"
 #include "nats/Urls.h"
 #include "nats/client/ClientStream.h"
+#include "nats/client/OpenStreams.h"
 #include "wire/EventLoop.h"
 
 namespace kova::nats::detail {
@@ -37,6 +38,11 @@ struct ClientSettings {
     BrokerOptions broker;
     std::chrono::milliseconds patience;
     std::uint32_t window;
+    /// @{
+    /// As in `ConnectOptions`.
+    bool retriesRetrievals = false;
+    bool resubscribes = false;
+    /// @}
 };
 
 /// The requests of one client, its connection to the broker, and the thread that serves them.
@@ -47,7 +53,7 @@ struct ClientSettings {
 /// request at once.
 ///
 /// A request that the broker has not accepted yet waits for a connection, at most for the patience.
-/// A request that was sent ends when the connection is lost: it is never sent again.
+/// A request whose connection or server is lost ends, unless the settings let it be sent again.
 class ClientState final : public IKovaApi,
                           private Broker::Owner,
                           public std::enable_shared_from_this<ClientState> {
@@ -77,7 +83,7 @@ public:
 
 private:
     using Clock = wire::EventLoop::Clock;
-    using Stream = std::unique_ptr<ClientStream>;
+    using Stream = OpenStreams::Stream;
     // An order of another thread: send the request of `stream`, or, if that is null, cancel one.
     struct Order {
         std::uint64_t handle;
@@ -86,6 +92,7 @@ private:
 
     ClientState(const Urls& urls, const ClientSettings& settings);
     std::uint64_t add(std::uint64_t handle, Stream stream);
+    std::uint64_t nextNumber();
     void processOrders();
     void begin(Stream stream);
     void cancel(std::uint64_t handle);
@@ -98,10 +105,13 @@ private:
     void answer(ClientStream& stream, natsMsg& message);
     void meetServer(ClientStream& stream, natsMsg& message);
     void finish(ClientStream& stream);
+    void onNobody(ClientStream& stream);
     static void failAll(const std::vector<Stream>& ended, const kit::Error& error);
-    template <typename Condition>
-    std::vector<Stream> takeIf(Condition condition);
 
+    void lose(Stream stream, const std::string& reason);
+    void loseAll(std::vector<Stream> lost, const std::string& reason);
+    void repeat(Stream stream);
+    void sendDelayed();
     void armPatience();
     void expire();
     void armCheck();
@@ -120,14 +130,16 @@ private:
 
     std::mutex mutex_;
     std::vector<Order> orders_;
-    std::uint64_t lastHandle_ = 0;
+    std::uint64_t lastNumber_ = 0;  ///< of a request
 
     // Used only by the thread of the loop:
-    std::map<std::uint64_t, Stream> streams_;
+    OpenStreams streams_;
     std::optional<kit::Error> denied_;  ///< why the broker does not serve this client
     std::string reason_ = "not connected yet";
     std::optional<wire::EventLoop::TimerId> patience_;
     std::optional<wire::EventLoop::TimerId> check_;
+    std::optional<wire::EventLoop::TimerId> repetition_;
+    Backoff backoff_;  ///< of the requests that are sent again
     Broker broker_;
 
     std::promise<void> closed_;

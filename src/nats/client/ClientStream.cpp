@@ -6,8 +6,20 @@
 #include "kova/kit/End.h"
 #include "kova/kit/Values.h"
 #include "kova/nats/Connect.h"
+#include "nats/Statuses.h"
 
 namespace kova::nats::detail {
+
+namespace {
+
+// A server that still knows its reason ends its requests with one of these errors.
+bool isServerLost(const Response& error) {
+    const kit::Error reason = kit::Error::of(error);
+    return reason.code == statuscodes::SERVICE_UNAVAILABLE &&
+           (reason.message == SERVER_STOPS || reason.message == CLIENT_SILENT);
+}
+
+}  // namespace
 
 void addInstance(Response& response, const std::string& instance) {
     if (kit::Result<kit::Tree> tree = kit::toTree(instance)) {
@@ -16,15 +28,37 @@ void addInstance(Response& response, const std::string& instance) {
 }
 
 ClientStream::~ClientStream() {
+    endPulse();
+}
+
+void ClientStream::endPulse() noexcept {
     if (pulse) {
         pulse->isOver = true;
     }
 }
 
+void ClientStream::forgetRequest() noexcept {
+    if (!repetition_.isPossible()) {
+        request = std::string();
+    }
+}
+
+void ClientStream::beginAgain() {
+    endPulse();
+    pulse.reset();
+    isSent = false;
+    reader_ = wire::RecordReader(LONGEST_RECORD);
+    received_ = 0;
+    consumed_ = 0;
+    isComplete_ = false;
+    isLost_ = false;
+    repetition_.onRepeat();
+}
+
 // The broker keeps the order of the messages of one server, so a message that a later one counts
 // is lost.
 void ClientStream::onFrame(const Frame& frame) {
-    if (isEnded()) {
+    if (isEnded() || isLost_) {
         return;
     }
     if (isSearch()) {
@@ -34,9 +68,10 @@ void ClientStream::onFrame(const Frame& frame) {
         onAnswer(frame);
     } else if (frame.kind == FrameKind::answer || frame.kind == FrameKind::alive) {
         if (frame.number > received_) {
-            lose("messages " + std::to_string(received_ + 1) + " to " +
-                 std::to_string(frame.kind == FrameKind::answer ? frame.number - 1 : frame.number) +
-                 " of the answer have not arrived");
+            onLoss(
+                "messages " + std::to_string(received_ + 1) + " to " +
+                std::to_string(frame.kind == FrameKind::answer ? frame.number - 1 : frame.number) +
+                " of the answer have not arrived");
         } else if (frame.kind == FrameKind::answer) {
             refuse("message " + std::to_string(frame.number) + " has arrived twice");
         }
@@ -58,7 +93,7 @@ void ClientStream::onInstance(const Frame& frame) {
 
 void ClientStream::onAnswer(const Frame& frame) {
     reader_.add(frame.rest);
-    while (!isEnded()) {
+    while (!isEnded() && !isLost_) {
         const kit::Result<std::optional<wire::Record>> record = reader_.next();
         if (!record) {
             refuse(record.error().message);
@@ -86,14 +121,31 @@ void ClientStream::deliver(const wire::Record& record) {
     if (!response) {
         refuse(response.error().message);
     } else if (record.kind == wire::RecordKind::error) {
-        isComplete_ = true;
-        const ResponseHandler handler = std::move(handler_);
-        handler->onError(*response);
+        onError(*response);
     } else {
         ++consumed_;
+        repetition_.onValue(*response);
         if (handler_->onNext(*response)) {
             complete();
         }
+    }
+}
+
+void ClientStream::onError(const Response& error) {
+    isComplete_ = true;
+    if (isRepeatable() && isServerLost(error)) {
+        isLost_ = true;
+        return;
+    }
+    const ResponseHandler handler = std::move(handler_);
+    handler->onError(error);
+}
+
+void ClientStream::onLoss(const std::string& reason) {
+    if (isRepeatable()) {
+        isLost_ = true;
+    } else {
+        lose(reason);
     }
 }
 

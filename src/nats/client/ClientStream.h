@@ -14,6 +14,7 @@
 #include "nats/Pulse.h"
 #include "wire/EventLoop.h"
 #include "wire/Records.h"
+#include "wire/Repetition.h"
 
 namespace kova::nats::detail {
 
@@ -42,11 +43,12 @@ public:
     /// `request` is the message of the request. `window` is the credit that it grants; 0 for a
     /// search.
     ClientStream(ResponseHandler handler, std::shared_ptr<const Target> target, std::string request,
-                 std::uint32_t window)
+                 std::uint32_t window, const wire::Repetition& repetition = {})
         : target(std::move(target)),
           request(std::move(request)),
           handler_(std::move(handler)),
           window_(window),
+          repetition_(repetition),
           reader_(LONGEST_RECORD) {}
     /// Ends the heartbeats of the request.
     ~ClientStream();
@@ -58,6 +60,21 @@ public:
     /// Returns the credit to grant, and counts it as granted; 0 if it is not worth a message yet.
     std::uint32_t takeCredit() noexcept;
 
+    /// @{
+    /// Returns whether the request is to be sent again instead of `lose`, and whether it then waits
+    /// for a connection and for a server without a limit.
+    bool isRepeatable() const noexcept { return !isEnded() && repetition_.isDue(); }
+    bool isPatient() const noexcept { return !isEnded() && repetition_.isPatient(); }
+    /// @}
+    /// Returns whether the answer is lost and the request is to be sent again. Further frames are
+    /// ignored.
+    bool isLost() const noexcept { return isLost_; }
+    /// Returns whether a value has arrived since the request was sent.
+    bool hasValue() const noexcept { return repetition_.hasValue(); }
+    /// Frees the memory of the request, which is sent, unless it may be sent again.
+    void forgetRequest() noexcept;
+    /// Begins anew: the request is to be sent to another server.
+    void beginAgain();
     /// Ends the request, unless it has ended: with 503 "lost: REASON".
     void lose(const std::string& reason);
     /// Ends the request with an error, unless it has ended.
@@ -75,10 +92,12 @@ public:
     /// Facts for the owner of the object, which sets them.
     std::uint64_t handle = 0;
     const std::shared_ptr<const Target> target;
-    std::string request;  ///< empty when it has been sent
-    TimePoint arrival;    ///< when the request began to wait for a connection
-    TimePoint heardAt;    ///< when the latest message arrived, or the request was sent
+    std::uint64_t number = 0;  ///< of the subject of the answer
+    std::string request;       ///< empty when it is not needed any more
+    TimePoint arrival;         ///< when the request began to wait for a connection
+    TimePoint heardAt;         ///< when the latest message arrived, or the request was sent
     bool isSent = false;
+    bool isDelayed = false;        ///< the request is sent again later
     std::shared_ptr<Pulse> pulse;  ///< to the server that answers, if it is known
     /// @}
 
@@ -87,14 +106,19 @@ private:
     void onInstance(const Frame& frame);
     void onAnswer(const Frame& frame);
     void deliver(const wire::Record& record);
+    void onError(const Response& error);
+    void onLoss(const std::string& reason);
     void complete();
+    void endPulse() noexcept;
 
     ResponseHandler handler_;
     const std::uint32_t window_;
+    wire::Repetition repetition_;
     wire::RecordReader reader_;
     std::uint64_t received_ = 0;  ///< messages of the answer
     std::uint32_t consumed_ = 0;  ///< values since credit was granted
     bool isComplete_ = false;
+    bool isLost_ = false;
 };
 
 }  // namespace kova::nats::detail

@@ -76,7 +76,9 @@ kit::Result<std::unique_ptr<IKovaApi>> connect(const std::string& url,
         options.broker,
         std::clamp<std::chrono::milliseconds>(options.patience, std::chrono::milliseconds(0),
                                               LONGEST_PATIENCE),
-        options.window};
+        options.window,
+        options.retriesRetrievals,
+        options.resubscribes};
     std::optional<detail::GatheringSettings> gathering;
     if (isForAll) {
         gathering = {options.broker.prefix, servicePath, options.gathering,

@@ -5,7 +5,6 @@
 #include <utility>
 
 #include "kova/core/StatusCodes.h"
-#include "kova/kit/End.h"
 #include "kova/nats/Connect.h"
 #include "nats/Checks.h"
 #include "nats/Frames.h"
@@ -26,7 +25,6 @@ constexpr std::chrono::milliseconds FLUSH_LIMIT(1000);
 // The time for which threads that are sending an event of an ended request are waited for, and
 // requests that the broker has sent already.
 constexpr std::chrono::milliseconds SETTLE_LIMIT(200);
-constexpr char const* LOST = "lost: the server stops";
 
 template <typename T>
 T orInvalid(kit::Result<T> result) {
@@ -313,8 +311,7 @@ void ServerState::check() {
     for (const std::uint64_t number : silent) {
         const auto found = requests_.find(number);
         if (found != requests_.end()) {
-            found->second->fail({statuscodes::SERVICE_UNAVAILABLE,
-                                 std::string(kit::LOST_MESSAGE) + "the client is silent"});
+            found->second->fail({statuscodes::SERVICE_UNAVAILABLE, CLIENT_SILENT});
         }
     }
     if (!requests_.empty()) {
@@ -399,7 +396,7 @@ std::vector<kit::CallInfo> ServerState::stop(Limit limit) {
     // To `Calls`, 0 means no limit.
     const auto settle = limit ? SETTLE_LIMIT : std::chrono::milliseconds(0);
     if (loop_->isLoopThread()) {
-        std::vector<kit::CallInfo> stuck = service_.calls().stop(LOST, settle);
+        std::vector<kit::CallInfo> stuck = service_.calls().stop(SERVER_STOPS, settle);
         postCloseAll();
         return stuck;
     }
@@ -408,7 +405,7 @@ std::vector<kit::CallInfo> ServerState::stop(Limit limit) {
     waitUntil(drained, [this] { return hasDrained_ && count_ == 0; });
     // Without a limit, too, requests that the broker has sent already get an answer.
     waitUntil(Clock::now() + SETTLE_LIMIT, [this] { return hasDrained_; });
-    std::vector<kit::CallInfo> stuck = service_.calls().stop(LOST, settle);
+    std::vector<kit::CallInfo> stuck = service_.calls().stop(SERVER_STOPS, settle);
     if (!stuck.empty()) {
         return stuck;
     }

@@ -2,10 +2,13 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdint>
+#include <optional>
 #include <string>
 
 #include "contract/service/Inbox.h"
 #include "wire/Records.h"
+#include "wire/Repetition.h"
 
 namespace kova::nats::detail {
 namespace {
@@ -15,6 +18,14 @@ using Events = test::Inbox::Events;
 std::string recordOf(unsigned short status, bool isFirst) {
     std::string record;
     wire::appendEvent(record, wire::RecordKind::next, Response(status), isFirst).orThrow();
+    return record;
+}
+
+std::string errorRecord(unsigned short status, char const* message) {
+    std::string record;
+    wire::appendEvent(record, wire::RecordKind::error,
+                      Response::createErrorResponse(status, message), true)
+        .orThrow();
     return record;
 }
 
@@ -30,6 +41,14 @@ protected:
     void receive(FrameKind kind, std::uint64_t number, const std::string& records = {}) {
         stream.onFrame({kind, number, 0, records});
     }
+    void begin(bool retries, bool resubscribes) {
+        const Request request("retrieve", "/");
+        repeated.emplace(inbox.handler(), nullptr, "request", 4,
+                         wire::Repetition(request, retries, resubscribes));
+    }
+    void receiveAgain(FrameKind kind, std::uint64_t number, const std::string& records = {}) {
+        repeated->onFrame({kind, number, 0, records});
+    }
     std::string last() const { return inbox.events().empty() ? "" : inbox.events().back(); }
     bool hasFailedWith(const std::string& text) const {
         return stream.isEnded() && last().find("error " + text.substr(0, 3)) == 0 &&
@@ -38,6 +57,7 @@ protected:
 
     test::Inbox inbox;
     ClientStream stream{inbox.handler(), nullptr, "request", 4};
+    std::optional<ClientStream> repeated;  ///< a request that may be sent again
 };
 
 TEST_F(ClientStreamTest, RecordsOfMessagesAreDelivered) {
@@ -134,6 +154,78 @@ TEST_F(ClientStreamTest, DroppedRequestGetsNoEvent) {
     receive(FrameKind::answer, 1, recordOf(200, true) + completed(false));
     stream.lose("late");
     EXPECT_EQ(inbox.events(), Events{});
+}
+
+TEST_F(ClientStreamTest, RequestIsForgottenUnlessItMayBeSentAgain) {
+    stream.forgetRequest();
+    EXPECT_EQ(stream.request, "");
+    begin(true, false);
+    repeated->forgetRequest();
+    EXPECT_EQ(repeated->request, "request");
+    receiveAgain(FrameKind::answer, 1, recordOf(200, true));
+    repeated->forgetRequest();
+    EXPECT_EQ(repeated->request, "");
+}
+
+TEST_F(ClientStreamTest, RequestThatMayBeSentAgainDoesNotEndWithItsLoss) {
+    begin(true, false);
+    receiveAgain(FrameKind::alive, 1);
+    EXPECT_TRUE(repeated->isLost());
+    EXPECT_FALSE(repeated->isEnded());
+    EXPECT_FALSE(repeated->isComplete());
+    receiveAgain(FrameKind::answer, 1, recordOf(200, true) + completed(false));
+    EXPECT_EQ(inbox.events(), Events{});
+}
+
+TEST_F(ClientStreamTest, AnswerBeginsAnew) {
+    begin(false, true);
+    receiveAgain(FrameKind::answer, 1, recordOf(299, true));
+    receiveAgain(FrameKind::answer, 2, recordOf(299, false));
+    EXPECT_TRUE(repeated->hasValue());
+    receiveAgain(FrameKind::answer, 4, recordOf(299, false));
+    ASSERT_TRUE(repeated->isLost());
+    repeated->isSent = true;
+    repeated->beginAgain();
+    EXPECT_FALSE(repeated->isLost());
+    EXPECT_FALSE(repeated->isSent);
+    EXPECT_FALSE(repeated->hasValue());
+    EXPECT_EQ(repeated->takeCredit(), 0U);
+    EXPECT_EQ(repeated->request, "request");
+    receiveAgain(FrameKind::answer, 1, recordOf(299, true) + completed(false));
+    EXPECT_EQ(inbox.events().size(), 4U);
+    EXPECT_EQ(last(), "completed");
+}
+
+TEST_F(ClientStreamTest, ServerThatIsLostIsKnownByItsError) {
+    const struct {
+        unsigned short status;
+        char const* message;
+        bool isLoss;
+    } rows[] = {
+        {503, "lost: the server stops", true},
+        {503, "lost: the client is silent", true},
+        {503, "lost: the client does not read the answer: its queue is full", false},
+        {503, "lost: ", false},
+        {503, "no server", false},
+        {500, "lost: the server stops", false},
+    };
+    for (const auto& row : rows) {
+        begin(true, false);
+        receiveAgain(FrameKind::answer, 1, errorRecord(row.status, row.message));
+        EXPECT_EQ(repeated->isLost(), row.isLoss) << row.message;
+        EXPECT_EQ(repeated->isEnded(), !row.isLoss) << row.message;
+        EXPECT_TRUE(repeated->isComplete());
+    }
+    receive(FrameKind::answer, 1, errorRecord(503, "lost: the server stops"));
+    EXPECT_TRUE(hasFailedWith("503 lost: the server stops"));
+}
+
+TEST_F(ClientStreamTest, EndedRequestIsNotSentAgain) {
+    begin(true, true);
+    EXPECT_TRUE(repeated->isRepeatable());
+    repeated->drop();
+    EXPECT_FALSE(repeated->isRepeatable());
+    EXPECT_FALSE(repeated->isPatient());
 }
 
 }  // namespace
