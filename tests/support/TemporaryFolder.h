@@ -15,7 +15,7 @@ namespace kova::test {
 class TemporaryFolder {
 public:
     TemporaryFolder() {
-        std::string name = testing::TempDir() + "kova_XXXXXX";
+        std::string name = ::testing::TempDir() + "kova_XXXXXX";
         if (mkdtemp(name.data()) == nullptr) {
             throw std::runtime_error("cannot make a temporary folder");
         }
