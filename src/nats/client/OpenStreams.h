@@ -24,7 +24,7 @@ public:
     /// Adds a request with a number that no other request has had.
     ClientStream& add(Stream stream, std::uint64_t number);
     /// @{
-    /// Return the request with a number or a handle; null if there is none.
+    /// Return the request with a number or a handle; null if it is not open.
     ClientStream* find(std::uint64_t number) const;
     ClientStream* findHandle(std::uint64_t handle) const;
     /// @}
@@ -41,7 +41,7 @@ public:
             function(*(next++)->second);
         }
     }
-    /// Returns the first request for which the condition is true; null if there is none.
+    /// Returns the first request for which the condition is true; null if no request is found.
     template <typename Condition>
     ClientStream* findIf(Condition condition) const {
         for (const auto& [number, stream] : byNumber_) {

@@ -266,8 +266,8 @@ TEST_F(NatsRepeatedRequestsTest, StreamWaitsForTheBrokerWithoutALimit) {
     options.patience = 10ms;
     const Recording stream = send(subscription());
     accept();
-    broker.stop();
     peer.reset();
+    broker.stop();
     const Recording other = send("update");
     EXPECT_EQ(other.waitFor(1).at(0).find("error 503 lost: "), 0U) << other.events().at(0);
     EXPECT_EQ(stream.events(), Events{});
