@@ -279,14 +279,19 @@ TEST_F(NatsRepeatedRequestsTest, StreamWaitsForTheBrokerWithoutALimit) {
     EXPECT_EQ(stream.waitFor(1), Events{"completed"});
 }
 
+// The stream waits for the first connection, which may take longer than the patience.
 TEST_F(NatsRepeatedRequestsTest, LostRetrievalWaitsForTheBrokerForThePatience) {
     serve();
     options.patience = 10ms;
-    const Recording recording = send();
+    const Recording stream = send(subscription());
     accept();
+    const Recording retrieval = send();
+    accept();
+    peer.reset();
     broker.stop();
-    EXPECT_EQ(recording.waitFor(1).at(0).find("error 503 lost: no connection to nats://"), 0U)
-        << recording.events().at(0);
+    EXPECT_EQ(retrieval.waitFor(1).at(0).find("error 503 lost: no connection to nats://"), 0U)
+        << retrieval.events().at(0);
+    EXPECT_EQ(stream.events(), Events{});
 }
 
 TEST_F(NatsRepeatedRequestsTest, CancelledStreamIsNotSentAgain) {
