@@ -245,6 +245,23 @@ TEST_F(NatsRepeatedRequestsTest, StreamGoesOnAtTheNextServerWhenItsServerStops) 
     EXPECT_EQ(stream.waitFor(3), (Events{"value 299", "value 299", "completed"}));
 }
 
+// The delays of a stream without a value add up to at least 3.6 s, those of one with values to at
+// most 0.24 s.
+TEST_F(NatsRepeatedRequestsTest, ValueEndsTheGrowthOfTheDelay) {
+    constexpr std::size_t LOSSES = 12;
+    serve();
+    const Recording recording = send(subscription());
+    const auto begun = std::chrono::steady_clock::now();
+    for (std::size_t i = 0; i < LOSSES; ++i) {
+        accept();
+        begin(value(299));
+        lose(2);
+    }
+    accept();
+    EXPECT_LT(std::chrono::steady_clock::now() - begun, 3600ms);
+    EXPECT_EQ(recording.events(), Events(LOSSES, "value 299"));
+}
+
 // Waiting
 
 // The broker refuses the requests of a client in their order, so the stream was refused, too.

@@ -2,7 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <string>
 
@@ -185,7 +187,11 @@ TEST_F(ClientStreamTest, AnswerBeginsAnew) {
     receiveAgain(FrameKind::answer, 4, recordOf(299, false));
     ASSERT_TRUE(repeated->isLost());
     repeated->isSent = true;
+    const auto pulse = std::make_shared<Pulse>(nullptr, "control", "", std::chrono::seconds(1));
+    repeated->pulse = pulse;
     repeated->beginAgain();
+    EXPECT_TRUE(pulse->isOver);
+    EXPECT_EQ(repeated->pulse, nullptr);
     EXPECT_FALSE(repeated->isLost());
     EXPECT_FALSE(repeated->isSent);
     EXPECT_FALSE(repeated->hasValue());
