@@ -74,6 +74,10 @@ public:
         if (!broker.nkey.empty()) {
             set(natsOptions_SetNKeyFromSeed, broker.nkey.c_str(), broker.nkeySeedFile.c_str());
         }
+        if (!broker.credentialsFile.empty()) {
+            set(natsOptions_SetUserCredentialsFromFiles, broker.credentialsFile.c_str(),
+                static_cast<char const*>(nullptr));  // one file contains both parts
+        }
     }
 
     void addTls(const BrokerOptions& broker, bool isRequired) {

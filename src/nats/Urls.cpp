@@ -14,6 +14,7 @@ namespace {
 
 struct Url {
     bool isTls = false;
+    bool hasLogin = false;
     std::string shown;
 };
 
@@ -55,6 +56,7 @@ std::optional<Url> parseOne(std::string_view text) {
     }
     url.isTls = scheme == "tls";
     if (const std::size_t login = text.rfind('@'); login != std::string_view::npos) {
+        url.hasLogin = true;
         text.remove_prefix(login + 1);
     }
     const std::size_t size = sizeOfHost(text);
@@ -88,6 +90,7 @@ kit::Result<Urls> Urls::parse(const std::string& text) {
         urls.all.emplace_back(rest.substr(0, end));
         urls.shown += (urls.shown.empty() ? "" : ",") + url->shown;
         urls.isTls = urls.isTls || url->isTls;
+        urls.hasLogin = urls.hasLogin || url->hasLogin;
         isLast = end == rest.size();
         rest.remove_prefix(isLast ? end : end + 1);
     }

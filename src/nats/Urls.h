@@ -14,6 +14,8 @@ struct Urls {
     std::string shown;
     /// Whether a URL requires TLS ("tls://").
     bool isTls = false;
+    /// Whether a URL contains a login.
+    bool hasLogin = false;
 
     /// Reads URLs with commas between them: [SCHEME "://"] [LOGIN "@"] HOST [":" PORT]. The scheme
     /// is "nats" or "tls", the host a name or an address, of IPv6 in brackets. Returns the error

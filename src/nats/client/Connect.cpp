@@ -28,7 +28,7 @@ kit::Error refusal(const std::string& reason) {
     return {statuscodes::BAD_REQUEST, reason};
 }
 
-kit::Result<void> check(const ConnectOptions& options) {
+kit::Result<void> check(const ConnectOptions& options, const detail::Urls& urls) {
     if (options.window == 0 || options.window > detail::MOST_CREDIT) {
         return refusal("a window of " + std::to_string(options.window) + " values, not 1 to " +
                        std::to_string(detail::MOST_CREDIT));
@@ -37,7 +37,7 @@ kit::Result<void> check(const ConnectOptions& options) {
         return refusal("a gathering of " + std::to_string(options.gathering.count()) +
                        " ms, not 1 ms to 1 min");
     }
-    return detail::check(options.broker);
+    return detail::check(options.broker, urls);
 }
 
 std::unique_ptr<IKovaApi> makeService(const detail::Urls& urls,
@@ -61,7 +61,7 @@ kit::Result<std::unique_ptr<IKovaApi>> connect(const std::string& url,
     if (!urls) {
         return urls.error();
     }
-    if (const kit::Result<void> checked = check(options); !checked) {
+    if (const kit::Result<void> checked = check(options, *urls); !checked) {
         return checked.error();
     }
     const bool isForAll = instance == ALL_INSTANCES;

@@ -80,7 +80,7 @@ std::string messageOf(const kit::Error& error) {
 std::shared_ptr<ServerState> ServerState::start(IKovaApi& service, const std::string& url,
                                                 const ServerOptions& options) {
     const Urls urls = orInvalid(Urls::parse(url));
-    if (const kit::Result<void> checked = detail::check(options.broker); !checked) {
+    if (const kit::Result<void> checked = detail::check(options.broker, urls); !checked) {
         throw std::invalid_argument(checked.error().message);
     }
     checkInstance(options.instance);

@@ -11,10 +11,13 @@ namespace {
 using namespace std::chrono_literals;
 using Change = std::function<void(BrokerOptions&)>;
 
-std::string refusalOf(const Change& change) {
+constexpr char const* TWO_LOGINS =
+    "400 more than one login: at most one of the URL, user, token, nkey and credentialsFile";
+
+std::string refusalOf(const Change& change, const std::string& url = "nats://a") {
     BrokerOptions options;
     change(options);
-    const kit::Result<void> result = check(options);
+    const kit::Result<void> result = check(options, Urls::parse(url).orThrow());
     return result ? "" : std::to_string(result.error().code) + " " + result.error().message;
 }
 
@@ -25,6 +28,8 @@ TEST(ChecksTest, OptionsInTheirRangesAreAccepted) {
         [](BrokerOptions& options) { options.heartbeat = 1h; },
         [](BrokerOptions& options) { options.connectLimit = 1ms; },
         [](BrokerOptions& options) { options.user = "u"; },
+        [](BrokerOptions& options) { options.user = options.password = "u"; },
+        [](BrokerOptions& options) { options.credentialsFile = "c"; },
         [](BrokerOptions& options) { options.token = "t"; },
         [](BrokerOptions& options) {
             options.nkey = "U";
@@ -38,6 +43,7 @@ TEST(ChecksTest, OptionsInTheirRangesAreAccepted) {
     for (const Change& change : changes) {
         EXPECT_EQ(refusalOf(change), "");
     }
+    EXPECT_EQ(refusalOf([](BrokerOptions&) {}, "nats://u:p@a"), "");
 }
 
 TEST(ChecksTest, OptionsBeyondTheirRangesAreRefused) {
@@ -53,9 +59,27 @@ TEST(ChecksTest, OptionsBeyondTheirRangesAreRefused) {
               "400 prefix '': ");
 }
 
+TEST(ChecksTest, SecondLoginIsRefused) {
+    using Login = std::string BrokerOptions::*;
+    const Login logins[] = {&BrokerOptions::user, &BrokerOptions::token, &BrokerOptions::nkey,
+                            &BrokerOptions::credentialsFile};
+    for (const Login& first : logins) {
+        for (const Login& second : logins) {
+            if (first != second) {
+                EXPECT_EQ(refusalOf([&](BrokerOptions& options) {
+                              options.*first = options.*second = "x";
+                          }),
+                          TWO_LOGINS);
+            }
+        }
+        EXPECT_EQ(refusalOf([&](BrokerOptions& options) { options.*first = "x"; }, "nats://t@a"),
+                  TWO_LOGINS);
+    }
+}
+
 TEST(ChecksTest, ContradictingOptionsAreRefused) {
-    EXPECT_EQ(refusalOf([](BrokerOptions& options) { options.user = options.token = "x"; }),
-              "400 the options of the broker have more than one login");
+    EXPECT_EQ(refusalOf([](BrokerOptions& options) { options.password = "p"; }),
+              "400 password needs user");
     EXPECT_EQ(refusalOf([](BrokerOptions& options) { options.nkey = "U"; }),
               "400 nkey and nkeySeedFile need each other");
     EXPECT_EQ(refusalOf([](BrokerOptions& options) { options.keyFile = "k"; }),

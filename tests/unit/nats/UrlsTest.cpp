@@ -13,12 +13,14 @@ TEST(UrlsTest, UrlsAreReadWithoutTheirLogins) {
     EXPECT_EQ(one.all, std::vector<std::string>{"nats://broker:4222"});
     EXPECT_EQ(one.shown, "nats://broker:4222");
     EXPECT_FALSE(one.isTls);
+    EXPECT_FALSE(one.hasLogin);
 
     const Urls several = Urls::parse("nats://u:p@a,tls://[::1]:1,c_d.e-f:65535").orThrow();
     EXPECT_EQ(several.all,
               (std::vector<std::string>{"nats://u:p@a", "tls://[::1]:1", "c_d.e-f:65535"}));
     EXPECT_EQ(several.shown, "nats://a,tls://[::1]:1,nats://c_d.e-f:65535");
     EXPECT_TRUE(several.isTls);
+    EXPECT_TRUE(several.hasLogin);
 }
 
 TEST(UrlsTest, MalformedUrlsAreRefusedWithoutTheirText) {
