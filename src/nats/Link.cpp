@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "kova/core/StatusCodes.h"
+#include "nats/Credentials.h"
 #include "nats/Dialers.h"
 
 namespace kova::nats::detail {
@@ -214,6 +215,11 @@ std::shared_ptr<Link> Link::open(std::shared_ptr<Inbound> inbound, const Urls& u
 // libnats calls `onClosed` also for a connection that was refused during the login, but not for one
 // that could not be made.
 std::optional<kit::Error> Link::connect(const Urls& urls, const BrokerOptions& options) {
+    if (!options.credentialsFile.empty()) {
+        if (const kit::Result<void> checked = checkCredentials(options.credentialsFile); !checked) {
+            return checked.error();
+        }
+    }
     Setup setup;
     setup.addServers(urls);
     setup.addLogin(options);
