@@ -1,4 +1,4 @@
-// Clients and servers at a broker: losses, limits, logins, permissions, malformed messages.
+// Clients and servers at a broker: losses, limits, malformed messages.
 #include <gtest/gtest.h>
 
 #include <atomic>
@@ -17,7 +17,6 @@
 #include "kova/nats/Server.h"
 #include "support/Broker.h"
 #include "support/HeldService.h"
-#include "support/TemporaryFolder.h"
 #include "support/Watchdog.h"
 
 namespace kova::test {
@@ -44,11 +43,11 @@ protected:
         clientOptions.patience = 20s;
     }
 
-    void begin(const std::string& configuration = {}, const std::string& login = {}) {
+    void begin(const std::string& configuration = {}) {
         broker.emplace(configuration);
-        server = std::make_unique<nats::Server>(service, broker->url(login), serverOptions);
+        server = std::make_unique<nats::Server>(service, broker->url(), serverOptions);
         server->waitUntilServing(30s).orThrow();
-        client = nats::connect(broker->url(login), "/device", "", clientOptions).orThrow();
+        client = nats::connect(broker->url(), "/device", "", clientOptions).orThrow();
     }
     void* send(const Inbox& target, const Request& request = Request("retrieve", "/state")) const {
         return client->actionRequest(request, target.handler());
@@ -462,74 +461,6 @@ TEST_F(NatsBrokerTest, MalformedRequestIsAnsweredWith400) {
         ASSERT_EQ(events.size(), 1U);
         EXPECT_EQ(events[0].substr(0, 9), "error 400");
     }
-}
-
-// Logins and permissions
-
-TEST_F(NatsBrokerTest, UserWithItsPasswordIsAccepted) {
-    serverOptions.broker.user = clientOptions.broker.user = "u";
-    serverOptions.broker.password = clientOptions.broker.password = "p";
-    begin("authorization { user: u, password: p }");
-    EXPECT_EQ(ask().back(), "completed");
-}
-
-TEST_F(NatsBrokerTest, TokenIsAccepted) {
-    serverOptions.broker.token = clientOptions.broker.token = "secret";
-    begin("authorization { token: secret }");
-    EXPECT_EQ(ask().back(), "completed");
-}
-
-// The pair of keys is the one of the broker's own documentation.
-TEST_F(NatsBrokerTest, NKeyIsAccepted) {
-    const TemporaryFolder folder;
-    writeFile(folder / "seed", "SUACSSL3UAHUDXKFSNVUZRF5UHPMWZ6BFDTJ7M6USDXIEDNPPQYYYCU3VY");
-    nats::BrokerOptions login;
-    login.heartbeat = HEARTBEAT;
-    login.nkey = "UDXU4RCSJNZOIQHZNWXHXORDPRTGNJAHAHFRGZNEEJCPQTT2M7NLCNF4";
-    login.nkeySeedFile = folder / "seed";
-    serverOptions.broker = clientOptions.broker = login;
-    begin("authorization { users: [ { nkey: " + login.nkey + " } ] }");
-    EXPECT_EQ(ask().back(), "completed");
-}
-
-TEST_F(NatsBrokerTest, WrongLoginIsRefused) {
-    broker.emplace("authorization { user: u, password: p }");
-    clientOptions.broker.user = serverOptions.broker.user = "u";
-    clientOptions.broker.password = serverOptions.broker.password = "wrong";
-    client = nats::connect(broker->url(), "/device", "", clientOptions).orThrow();
-    send(inbox);
-    const std::string event = inbox.waitForLast().at(0);
-    EXPECT_TRUE(isError(event, 401, "refuses the login: Authorization Violation")) << event;
-    const nats::Server refused(service, broker->url(), serverOptions);
-    const kit::Result<void> serving = refused.waitUntilServing(20s);
-    ASSERT_FALSE(serving);
-    EXPECT_EQ(serving.error().code, 401) << serving.error().message;
-}
-
-TEST_F(NatsBrokerTest, SubjectThatIsNotPermittedIsRefused) {
-    serverOptions.broker.user = "server";
-    serverOptions.broker.password = clientOptions.broker.password = "p";
-    clientOptions.broker.user = "client";
-    begin(R"(authorization { users: [
-        { user: server, password: p },
-        { user: client, password: p,
-          permissions: { publish: ["kova.@c.>", "kova.light.>"], subscribe: ["_INBOX.>"] } },
-        { user: mute, password: p, permissions: { subscribe: ["other.>"] } }
-    ] })");
-    send(inbox);
-    std::string event = inbox.waitForLast().at(0);
-    EXPECT_TRUE(isError(event, 403, "Permissions Violation for Publish to \\\"kova.device.@q\\\""))
-        << event;
-    clientOptions.broker.user = serverOptions.broker.user = "mute";
-    client = nats::connect(broker->url(), "/device", "", clientOptions).orThrow();
-    const Inbox second;
-    send(second);
-    event = second.waitForLast().at(0);
-    EXPECT_TRUE(isError(event, 403, "Permissions Violation for Subscription")) << event;
-    const nats::Server refused(service, broker->url(), serverOptions);
-    const kit::Result<void> serving = refused.waitUntilServing(20s);
-    ASSERT_FALSE(serving);
-    EXPECT_EQ(serving.error().code, 403) << serving.error().message;
 }
 
 }  // namespace

@@ -33,10 +33,12 @@ protected:
         options.keyFile = folder / "client.key";
     }
 
-    void start(const std::string& certificate) {
-        broker.emplace("tls { cert_file: \"" + (folder / (certificate + ".pem")) +
+    /// Starts a broker that has a certificate, and asks clients for theirs.
+    void start(const std::string& certificate, const std::string& verify = "verify: true",
+               const std::string& more = {}) {
+        broker.emplace(more + "tls { cert_file: \"" + (folder / (certificate + ".pem")) +
                        "\", key_file: \"" + (folder / (certificate + ".key")) + "\", ca_file: \"" +
-                       (folder / "ca.pem") + "\", verify: true }");
+                       (folder / "ca.pem") + "\", " + verify + " }");
     }
     void makeAuthority(const std::string& name) const {
         openssl("-keyout " + folder / (name + ".key") + " -out " + folder / (name + ".pem") +
@@ -88,7 +90,24 @@ TEST_F(NatsTlsTest, ClientWithItsCertificateIsServed) {
 
 TEST_F(NatsTlsTest, ClientWithoutACertificateIsRefused) {
     options.certificateFile = options.keyFile = "";
-    EXPECT_FALSE(serving());
+    const kit::Result<void> result = serving();
+    ASSERT_FALSE(result);
+    EXPECT_EQ(result.error().code, 503);
+    EXPECT_EQ(result.error().message.find("no connection to nats://"), 0U)
+        << result.error().message;
+}
+
+TEST_F(NatsTlsTest, CertificateIsTheLogin) {
+    start("broker", "verify_and_map: true",
+          R"(authorization { users: [ { user: "CN=client" } ] }
+)");
+    EXPECT_TRUE(serving());
+    makeCertificate("guest", "ca", "DNS:guest");
+    options.certificateFile = folder / "guest.pem";
+    options.keyFile = folder / "guest.key";
+    const kit::Result<void> result = serving();
+    ASSERT_FALSE(result);
+    EXPECT_EQ(result.error().code, 401) << result.error().message;
 }
 
 TEST_F(NatsTlsTest, OtherCertificatesAreRefused) {

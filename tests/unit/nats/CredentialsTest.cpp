@@ -12,8 +12,7 @@ namespace {
 
 using test::writeFile;
 
-constexpr char const* JWT =
-    "-----BEGIN NATS USER JWT-----\nabc\n------END NATS USER JWT------\n\n";
+constexpr char const* JWT = "-----BEGIN NATS USER JWT-----\nabc\n------END NATS USER JWT------\n\n";
 
 class CredentialsTest : public ::testing::Test {
 protected:
@@ -44,7 +43,8 @@ TEST_F(CredentialsTest, LinkToAFileIsFollowed) {
 }
 
 TEST_F(CredentialsTest, FileThatCannotBeReadIsRefused) {
-    EXPECT_EQ(refusalOf("missing"), refusal("missing", "cannot be read: No such file or directory"));
+    EXPECT_EQ(refusalOf("missing"),
+              refusal("missing", "cannot be read: No such file or directory"));
     writeFile(folder / "file", JWT);
     EXPECT_EQ(refusalOf("file/user"), refusal("file/user", "cannot be read: Not a directory"));
     EXPECT_EQ(refusalOf(""), refusal("", "is not a regular file"));
@@ -57,7 +57,8 @@ TEST_F(CredentialsTest, FileWithoutAJwtIsRefused) {
 }
 
 TEST_F(CredentialsTest, FileUpToTheLimitIsAccepted) {
-    const std::string longest = JWT + std::string(LONGEST_CREDENTIALS - std::string(JWT).size(), 'x');
+    const std::string longest =
+        JWT + std::string(LONGEST_CREDENTIALS - std::string(JWT).size(), 'x');
     EXPECT_EQ(refusalOfText(longest), "");
     EXPECT_EQ(refusalOfText(longest + "x"), refusal("user.creds", "has more than 65536 bytes"));
 }

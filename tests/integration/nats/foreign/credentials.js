@@ -22,6 +22,7 @@ const makeAccount = async (name, signer) => {
   const options = { limits: { ...unlimited, wildcards: true } };
   return { keys, id: keys.getPublicKey(), jwt: await encodeAccount(name, keys, options, { signer }) };
 };
+
 const system = await makeAccount("system", operator);
 const fleet = await makeAccount("fleet", operator);
 const neighbour = await makeAccount("neighbour", operator);
@@ -40,7 +41,7 @@ ${known.join("\n")}
 `,
 );
 
-async function makeUser(name, account, permissions = {}, validity = {}, signer = createUser()) {
+async function makeUser(name, account, permissions = {}, validity = {}) {
   const keys = createUser();
   const jwt = await encodeUser(name, keys, account.keys, permissions, validity);
   write(`${name}.creds`, fmtCreds(jwt, keys));
@@ -53,9 +54,11 @@ const server = await makeUser("server", fleet, {
   sub: { allow: ["kova.device.>", "kova.@c.>"], deny: [] },
 });
 const client = await makeUser("client", fleet, publish("kova.device.>", "kova.@c.>"));
-await makeUser("reader_of_another_service", fleet, publish("kova.light.>", "kova.@c.>"));
+await makeUser("client_of_light", fleet, publish("kova.light.>", "kova.@c.>"));
 await makeUser("neighbour", neighbour);
 await makeUser("expired", fleet, {}, { exp: now - 60 });
+await makeUser("expires_soon", fleet, {}, { exp: now + 5 });
 await makeUser("stranger", stranger);
 write("key_of_another_user.creds", fmtCreds(client.jwt, server.keys));
-write("without_key.creds", fmtCreds(client.jwt, client.keys).subarray(0, 40));
+const text = new TextDecoder().decode(fmtCreds(client.jwt, client.keys));
+write("without_key.creds", text.slice(0, text.indexOf("-----BEGIN USER NKEY SEED")));
