@@ -13,6 +13,7 @@
 #include "nats/Statuses.h"
 #include "nats/Subjects.h"
 #include "nats/Urls.h"
+#include "nats/server/Requests.h"
 #include "wire/Records.h"
 #include "zel/unicode/String.h"
 
@@ -36,24 +37,6 @@ T orInvalid(kit::Result<T> result) {
 
 kit::Error malformed(char const* reason) {
     return {statuscodes::BAD_REQUEST, reason};
-}
-
-// Returns the request that the message contains, or the error 400.
-kit::Result<Request> readRequest(std::string_view bytes) {
-    wire::RecordReader reader(std::max<std::size_t>(bytes.size(), 1));
-    reader.add(bytes);
-    const kit::Result<std::optional<wire::Record>> record = reader.next();
-    if (!record) {
-        return record.error();
-    }
-    if (!*record || (*record)->kind != wire::RecordKind::request) {
-        return malformed("the message has no record of a request");
-    }
-    kit::Result<Request> request = (*record)->toRequest();
-    if (request && reader.isInside()) {
-        return malformed("bytes follow the record of the request");
-    }
-    return request;
 }
 
 // Other programs print the name, and `ALL_INSTANCES` names no single server.
