@@ -28,9 +28,9 @@ namespace kova::nats::detail {
 ///
 /// The thread of the loop owns the object, too, while it runs a function of it, so that a server
 /// can be destroyed from inside a resource handler.
-class ServerState : private Broker::Owner,
-                    private ServerRequest::Owner,
-                    public std::enable_shared_from_this<ServerState> {
+class ServerState final : private Broker::Owner,
+                          private ServerRequest::Owner,
+                          public std::enable_shared_from_this<ServerState> {
 public:
     /// Begins to serve. Throws as the constructor of `Server` does.
     static std::shared_ptr<ServerState> start(IKovaApi& service, const std::string& url,
