@@ -5,9 +5,9 @@ if(NOT CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
 endif()
 add_compile_options(-fsanitize=fuzzer-no-link)
 
-# Adds a fuzz target: the program fuzz_NAME, built from NAME.cpp.
+# Adds a fuzz target: the program fuzz_NAME, built from NAME.cpp and further sources.
 function(kova_add_fuzz_target name)
-  add_executable(fuzz_${name} ${name}.cpp)
+  add_executable(fuzz_${name} ${name}.cpp ${ARGN})
   kova_common_options(fuzz_${name})
   target_link_libraries(fuzz_${name} PRIVATE fuzz_support)
   target_link_options(fuzz_${name} PRIVATE -fsanitize=fuzzer)
