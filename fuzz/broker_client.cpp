@@ -1,9 +1,9 @@
 // A request through a broker whose answer is hostile bytes. The response handler gets values, then
-// at most one end, and nothing after it or after a cancellation; a message that is missing or arrives
-// twice ends the request; no more credit is granted than values have arrived. The first byte is
-// the credit of the request, and whether the response handler wants only one value. Then follow
-// messages: any bytes, a frame with a number near the expected one, or records in the expected
-// frame.
+// at most one end, and nothing after it or after a cancellation; a message that is missing or
+// arrives twice ends the request; no more credit is granted than values have arrived. The first
+// byte is the credit of the request, and whether the response handler wants only one value. Then
+// follow messages: any bytes, a frame with a number near the expected one, or records in the
+// expected frame.
 #include <memory>
 #include <optional>
 #include <string>
@@ -113,13 +113,16 @@ private:
         appendFrame(bytes, FrameKind::answer, received_ + 1);
         for (unsigned left = input.byte() & 7U; left > 0; --left) {
             const std::uint8_t selection = input.byte();
-            const bool isFirst = (selection & 64U) != 0 || (received_ == 0 && bytes.size() == FRAME_SIZE);
+            const bool isFirst =
+                (selection & 64U) != 0 || (received_ == 0 && bytes.size() == FRAME_SIZE);
             if ((selection & 3U) == 3) {
                 wire::appendCompleted(bytes, isFirst);
                 continue;
             }
-            const auto kind = (selection & 3U) == 2 ? wire::RecordKind::error : wire::RecordKind::next;
-            const Response response(selection, Payload::createFromString(input.take(selection >> 4U)));
+            const auto kind =
+                (selection & 3U) == 2 ? wire::RecordKind::error : wire::RecordKind::next;
+            const Response response(selection,
+                                    Payload::createFromString(input.take(selection >> 4U)));
             require(wire::appendEvent(bytes, kind, response, isFirst).ok(), "a record is written");
         }
         return bytes;
