@@ -44,11 +44,7 @@ kit::Error errorOf(natsStatus status) {
 // Collects the settings of a connection, up to the first failure.
 class Setup {
 public:
-    Setup() {
-        natsOptions* made = nullptr;
-        status = natsOptions_Create(&made);
-        options.reset(made);
-    }
+    Setup() : options(make(status)) {}
 
     template <typename Function, typename... Arguments>
     void set(Function function, Arguments... arguments) {
@@ -112,6 +108,13 @@ public:
     natsStatus status = NATS_OK;
     Options options;
     bool usesTls = false;
+
+private:
+    static natsOptions* make(natsStatus& status) noexcept {
+        natsOptions* made = nullptr;
+        status = natsOptions_Create(&made);
+        return made;
+    }
 };
 
 }  // namespace
