@@ -277,6 +277,14 @@ TEST_F(NatsRepeatedRequestsTest, StreamWaitsForAServerWithoutALimit) {
     EXPECT_EQ(stream.waitFor(1), Events{"completed"});
 }
 
+// The broker refuses the requests of a client in their order, so the retrieval waits for nothing.
+TEST_F(NatsRepeatedRequestsTest, RetrievalWithoutAServerIsNotSentAgain) {
+    const Recording retrieval = send();
+    const Recording change = send("update");
+    EXPECT_EQ(change.waitFor(1), Events{NO_SERVER});
+    EXPECT_EQ(retrieval.events(), Events{NO_SERVER});
+}
+
 // The end of the other request proves that the patience has passed.
 TEST_F(NatsRepeatedRequestsTest, StreamWaitsForTheBrokerWithoutALimit) {
     serve();
@@ -336,7 +344,7 @@ TEST_F(NatsRepeatedRequestsTest, StreamThatWasSentAgainCanBeCancelled) {
     serve();
     const Recording stream = send(subscription());
     accept();
-    lose();
+    answer(error(503, "lost: the server stops"));
     accept();
     begin(value(299));
     stream.waitFor(1);

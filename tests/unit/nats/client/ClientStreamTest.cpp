@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <optional>
@@ -202,6 +203,17 @@ TEST_F(ClientStreamTest, AnswerBeginsAnew) {
     EXPECT_EQ(last(), "completed");
 }
 
+TEST_F(ClientStreamTest, FirstRecordOfANewAnswerNeedsAVersion) {
+    begin(false, true);
+    receiveAgain(FrameKind::answer, 1, recordOf(299, true));
+    receiveAgain(FrameKind::alive, 2);
+    ASSERT_TRUE(repeated->isLost());
+    repeated->beginAgain();
+    receiveAgain(FrameKind::answer, 1, recordOf(299, false));
+    EXPECT_TRUE(repeated->isEnded());
+    EXPECT_NE(last().find("the first record has no version"), std::string::npos) << last();
+}
+
 TEST_F(ClientStreamTest, ServerThatIsLostIsKnownByItsError) {
     const struct {
         unsigned short status;
@@ -217,7 +229,10 @@ TEST_F(ClientStreamTest, ServerThatIsLostIsKnownByItsError) {
     };
     for (const auto& row : rows) {
         begin(true, false);
-        receiveAgain(FrameKind::answer, 1, errorRecord(row.status, row.message));
+        const std::size_t before = inbox.events().size();
+        receiveAgain(FrameKind::answer, 1,
+                     errorRecord(row.status, row.message) + recordOf(200, false));
+        EXPECT_EQ(inbox.events().size() - before, row.isLoss ? 0U : 1U) << row.message;
         EXPECT_EQ(repeated->isLost(), row.isLoss) << row.message;
         EXPECT_EQ(repeated->isEnded(), !row.isLoss) << row.message;
         EXPECT_TRUE(repeated->isComplete());
