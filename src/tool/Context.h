@@ -3,6 +3,8 @@
 #include <functional>
 #include <ostream>
 
+#include "BrokerAccess.h"
+
 namespace kova::tool {
 
 /// A stream that a subcommand writes to, and the properties of the terminal behind it, if any.
@@ -36,6 +38,8 @@ struct Context {
     int output = -1;
     /// Whether the word is a line of `kova shell`. Ctrl-C then ends the word, not the process.
     bool isInShell = false;
+    /// The access to brokers. `runProgram` sets it from the options and the environment.
+    BrokerAccess broker = {};
 };
 
 }  // namespace kova::tool

@@ -8,12 +8,16 @@ namespace kova::tool {
 
 namespace {
 
-// `kova::http::connect` begins the reasons of lost requests with this word.
+// Transports begin the reasons of lost requests with this word,
 constexpr std::string_view LOST = "lost: ";
+// and those of requests to a service that nobody serves at the broker with these words.
+constexpr std::string_view NO_SERVER = "no server of ";
 
 bool isLost(const kit::Error& error) {
-    return error.code == statuscodes::SERVICE_UNAVAILABLE &&
-           error.message.compare(0, LOST.size(), LOST) == 0;
+    const auto begins = [&error](std::string_view text) {
+        return error.message.compare(0, text.size(), text) == 0;
+    };
+    return error.code == statuscodes::SERVICE_UNAVAILABLE && (begins(LOST) || begins(NO_SERVER));
 }
 
 ExitStatus statusOf(const kit::Error& error) {

@@ -10,12 +10,16 @@ namespace kova::tool {
 namespace {
 
 // Returns the advice for a user whose request for the inspection has failed with the code.
-std::string adviceFor(unsigned short code) {
+std::string adviceFor(unsigned short code, const Target& target) {
     switch (code) {
         case statuscodes::NOT_FOUND:
             return "the service is built without ServiceBuilder::inspect, or does not have this "
                    "part";
         case statuscodes::FORBIDDEN:
+            if (target.isAtBroker()) {
+                return "a service shows its inspection to clients of a broker only if its "
+                       "InspectionOptions::isAllowed does so, or through kova bridge --inspection";
+            }
             return "the inspection is for the user of the service and for root, over its Unix "
                    "socket";
         default:
@@ -54,7 +58,7 @@ std::optional<Payload> Inspector::ask(std::string_view command, const std::strin
     if (answer.end.ok()) {
         return answer.value ? answer.value->getPayload() : Payload();
     }
-    const std::string advice = adviceFor(answer.end.error().code);
+    const std::string advice = adviceFor(answer.end.error().code, target_);
     status_ = exitStatusOf(answer.end);
     if (status_ == REFUSED && !advice.empty()) {
         printError(context_, answer.end.error().toString(), advice);
@@ -70,8 +74,9 @@ void Inspector::fail(const kit::Error& error) {
 }
 
 void addServiceArgument(CLI::App& word, std::string& service) {
-    word.add_option("SERVICE,--to", service,
-                    "kova:/SERVICE, unix:SOCKET or http://HOST:PORT; also with --to")
+    word.add_option(
+            "SERVICE,--to", service,
+            "kova:/SERVICE, unix:SOCKET, http://HOST:PORT or nats://HOST/SERVICE; also with --to")
         ->type_name("")
         ->envname("KOVA_SERVICE");
 }

@@ -45,7 +45,13 @@ kit::Result<Target> targetOf(const std::string& service) {
                           "which service? 'kova ls' lists those of this machine; others are "
                           "unix:SOCKET or http://HOST:PORT"};
     }
-    return Target::ofService(service);
+    const auto target = Target::ofService(service);
+    if (target && target->isAtBroker()) {
+        return kit::Error{400,
+                          "requests are only shown over the Unix socket of the service, on its "
+                          "machine: name unix:SOCKET or kova:/SERVICE there"};
+    }
+    return target;
 }
 
 /// The part of each value of the streams that names a position.

@@ -18,7 +18,8 @@ namespace {
 constexpr char const* SUMMARY = "Sees and drives the services of kova from a shell.";
 constexpr char const* FOOTER = R"(
 A resource is a locator (kova:/device$/system/memory), an address (unix:SOCKET$/PATH,
-http://HOST:PORT/PATH), or a path of the service that --to or KOVA_SERVICE names.
+http://HOST:PORT/PATH, nats://BROKER/SERVICE$/PATH), or a path of the service that --to or
+KOVA_SERVICE names.
 
 The exit status is
   0    every request was answered
@@ -78,9 +79,15 @@ int exitOf(const CLI::App& app, const CLI::ParseError& error, const Context& con
     return DONE;
 }
 
+/// The options of the program.
+struct Options {
+    std::string colours = "auto";
+    BrokerAccess broker;
+};
+
 // Adds the options and the words of the program.
-void addAll(CLI::App& app, std::string& colours, Words& words) {
-    app.add_option("--color", colours, "colours: auto, always or never [auto]")
+void addAll(CLI::App& app, Options& options, Words& words) {
+    app.add_option("--color", options.colours, "colours: auto, always or never [auto]")
         ->check([](const std::string& text) {
             return text == "auto" || text == "always" || text == "never"
                        ? std::string()
@@ -89,6 +96,9 @@ void addAll(CLI::App& app, std::string& colours, Words& words) {
         ->type_name("WHEN");
     app.set_version_flag("--version", "kova " KOVA_VERSION);
     app.footer(FOOTER);
+#ifdef KOVA_TOOL_NATS
+    addBrokerAccess(app, options.broker);
+#endif
     app.require_subcommand(1);
     addRequests(words);
     addWatch(words);
@@ -115,32 +125,36 @@ bool isCompletion(const std::vector<std::string>& arguments) {
 std::vector<std::string> completionsOf(const std::vector<std::string>& arguments,
                                        const Context& context) {
     CLI::App app(SUMMARY, "kova");
-    std::string colours;
+    Options options;
     Words words(app);
-    addAll(app, colours, words);
+    addAll(app, options, words);
     return candidatesFor(app, arguments, context);
 }
 
 int runProgram(std::vector<std::string> arguments, Context& context) {
     if (isCompletion(arguments)) {
         arguments.erase(arguments.begin(), arguments.begin() + 2);
+        context.broker = BrokerAccess::ofEnvironment();
         for (const std::string& candidate : completionsOf(arguments, context)) {
             context.out.stream << candidate << '\n';
         }
         return DONE;
     }
     CLI::App app(SUMMARY, "kova");
-    std::string colours = "auto";
+    Options options;
+    // The lines of a shell have the access of the shell, unless they have options of their own.
+    options.broker = context.isInShell ? context.broker : BrokerAccess::ofEnvironment();
     Words words(app);
-    addAll(app, colours, words);
+    addAll(app, options, words);
     try {
         std::reverse(arguments.begin(), arguments.end());  // the order that the parser wants
         app.parse(std::move(arguments));
     } catch (const CLI::ParseError& error) {
         return exitOf(app, error, context);
     }
-    context.out.hasColours = hasColours(context.out, colours);
-    context.err.hasColours = hasColours(context.err, colours);
+    context.out.hasColours = hasColours(context.out, options.colours);
+    context.err.hasColours = hasColours(context.err, options.colours);
+    context.broker = options.broker;
     return words.selected()(context);
 }
 

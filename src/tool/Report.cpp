@@ -19,6 +19,10 @@ std::string adviceFor(ExitStatus status, unsigned short code, const Target& targ
     const std::string service = target.serviceText();
     switch (status) {
         case NO_SERVICE:
+            if (target.isAtBroker()) {
+                return "check the address of the broker and the path of the service, and whether "
+                       "the service runs";
+            }
             return "start the service, or name another one with --to; 'kova ls' lists those of "
                    "this "
                    "machine";
@@ -34,6 +38,11 @@ std::string adviceFor(ExitStatus status, unsigned short code, const Target& targ
             return "kova tree '" + service + "' lists the resources";
         case 401:
         case 403:
+            if (target.isAtBroker()) {
+                return "--user, --nkey, --cert and the variables KOVA_NATS_PASSWORD and "
+                       "KOVA_NATS_TOKEN log in to a broker; ZEL_CONFIG_KOVA_AGT has the token for "
+                       "the service";
+            }
             return "the variable ZEL_CONFIG_KOVA_AGT has the token that requests carry";
         default:
             return "";

@@ -3,9 +3,7 @@
 #include <algorithm>
 #include <utility>
 
-#include "kova/http/Connect.h"
-#include "kova/http/Directory.h"
-#include "kova/kit/Locators.h"
+#include "Connection.h"
 
 namespace kova::tool {
 
@@ -17,21 +15,8 @@ using std::chrono::milliseconds;
 // request waits that long, so that a missing service and a slow one give different errors.
 constexpr milliseconds PATIENCE{1000};
 
-kit::Result<std::unique_ptr<IKovaApi>> connectTo(const Target& target, milliseconds deadline,
-                                                 std::size_t longest) {
-    http::OpenOptions options;
-    options.connection.patience =
-        deadline.count() == 0 ? PATIENCE : std::clamp(deadline / 2, milliseconds(1), PATIENCE);
-    options.connection.recordBytes = longest;
-    if (!target.address.empty()) {
-        options.connection.servicePath = target.servicePath;
-        return http::connect(target.address, options.connection);
-    }
-    auto opened = http::open(kit::locatorOf(target.servicePath, "/"), options);
-    if (!opened) {
-        return opened.error();
-    }
-    return std::move(opened->service);
+milliseconds patienceFor(milliseconds deadline) {
+    return deadline.count() == 0 ? PATIENCE : std::clamp(deadline / 2, milliseconds(1), PATIENCE);
 }
 
 kit::ClientOptions onLoop(kit::ClientOptions options, const CallLoop& loop) {
@@ -44,7 +29,7 @@ kit::ClientOptions onLoop(kit::ClientOptions options, const CallLoop& loop) {
 kit::Result<std::unique_ptr<Session>> Session::open(const Target& target, const Context& context,
                                                     kit::ClientOptions options,
                                                     std::size_t longest) {
-    auto service = connectTo(target, options.deadline, longest);
+    auto service = connectTo(target, context.broker, {patienceFor(options.deadline), longest});
     if (!service) {
         return service.error();
     }

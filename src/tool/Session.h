@@ -44,9 +44,8 @@ public:
     static constexpr std::size_t LONGEST_VALUE = std::size_t{1024} * 1024 * 1024;
 
     /// Returns a client of the service that the target names. The executor of the options is
-    /// replaced. Fails with 400 if the target is malformed, and with the errors of
-    /// `kova::http::open` if this machine has no such service. Does not wait for the connection. A
-    /// request whose value has more than `longest` bytes ends with 502.
+    /// replaced. Fails as `connectTo` does. Does not wait for the connection. A request whose value
+    /// has more than `longest` bytes ends with 502.
     static kit::Result<std::unique_ptr<Session>> open(const Target& target, const Context& context,
                                                       kit::ClientOptions options,
                                                       std::size_t longest = LONGEST_VALUE);

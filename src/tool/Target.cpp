@@ -1,5 +1,6 @@
 #include "Target.h"
 
+#include <algorithm>
 #include <optional>
 #include <string_view>
 #include <utility>
@@ -16,13 +17,16 @@ using Parsed = kit::Result<Target>;
 
 constexpr std::string_view LOCATOR = "kova:";
 constexpr std::string_view URL = "http://";
+constexpr std::string_view BROKER = "nats://";
+constexpr std::string_view TLS_BROKER = "tls://";
 
 bool begins(std::string_view text, std::string_view prefix) {
     return text.substr(0, prefix.size()) == prefix;
 }
 
 bool isAddress(std::string_view text) {
-    return begins(text, "unix:") || begins(text, "tcp:") || begins(text, URL);
+    return begins(text, "unix:") || begins(text, "tcp:") || begins(text, URL) ||
+           begins(text, BROKER) || begins(text, TLS_BROKER);
 }
 
 kit::Error malformed(const std::string& text, const std::string& reason) {
@@ -84,7 +88,42 @@ Parsed parseUrl(const std::string& text, bool isResource) {
     return checked(text, std::move(target));
 }
 
+// Parses "nats://HOST[:PORT][/service]" or, if the text names a resource,
+// "nats://HOST[:PORT][/service]$/resource". libkova_nats checks the host and the port.
+Parsed parseBroker(const std::string& text, bool isResource) {
+    const std::size_t host = text.find("//") + 2;
+    const std::size_t end = std::min(text.find_first_of("/$", host), text.size());
+    const std::size_t dollar = std::min(text.find('$', end), text.size());
+    Target target;
+    target.address = text.substr(0, end);
+    target.servicePath = text.substr(end, dollar - end);
+    if (target.address.find('@') != std::string::npos) {
+        // The text may contain a password, so it is not part of the message.
+        return kit::Error{400,
+                          "other users can see a login in the address of a broker; use --user and "
+                          "the variable KOVA_NATS_PASSWORD, or KOVA_NATS_TOKEN"};
+    }
+    if (end == host) {
+        return malformed(text, "the address of a broker is nats://HOST:PORT or tls://HOST:PORT");
+    }
+    if (text.find_first_of("%?#", end) != std::string::npos) {
+        return malformed(text, "a URL with '%', '?' or '#' is not supported; write --to " +
+                                   text.substr(0, end) + " and the path of the resource by itself");
+    }
+    if (isResource == (dollar == text.size())) {
+        return malformed(text, isResource ? "write a '$' between the paths of the service and of "
+                                            "the resource, as in " +
+                                                target.address + "/device$/state"
+                                          : "a service has no '$' and no path of a resource");
+    }
+    target.resource = isResource ? text.substr(dollar + 1) : "";
+    return target;
+}
+
 Parsed parseAddress(const std::string& text, bool isResource) {
+    if (Target::isBroker(text)) {
+        return parseBroker(text, isResource);
+    }
     return begins(text, URL) ? parseUrl(text, isResource) : parseSocket(text, isResource);
 }
 
@@ -126,8 +165,8 @@ Parsed Target::ofService(const std::string& text) {
     const std::string path = begins(text, LOCATOR) ? text.substr(LOCATOR.size()) : text;
     if (path.size() < 2 || path[0] != '/' || path.find('$') != std::string::npos) {
         return malformed(text,
-                         "is not a service; write kova:/SERVICE, unix:SOCKET, tcp:HOST:PORT or "
-                         "http://HOST:PORT");
+                         "is not a service; write kova:/SERVICE, unix:SOCKET, tcp:HOST:PORT, "
+                         "http://HOST:PORT or nats://HOST/SERVICE");
     }
     return Target{"", path, ""};
 }
@@ -152,7 +191,8 @@ Parsed Target::ofResource(const std::string& text, const std::string& to) {
         return resolve(text, *locator, to);
     }
     if (hasOtherScheme(text)) {
-        return malformed(text, "begin an address with kova:, unix:, tcp: or http://");
+        return malformed(text,
+                         "begin an address with kova:, unix:, tcp:, http://, nats:// or tls://");
     }
     const std::size_t dollar = text.find('$');
     if (dollar == std::string::npos) {
@@ -161,7 +201,14 @@ Parsed Target::ofResource(const std::string& text, const std::string& to) {
     return resolve(text, ResourceLocator(text.substr(0, dollar), text.substr(dollar + 1)), to);
 }
 
+bool Target::isBroker(const std::string& text) noexcept {
+    return begins(text, BROKER) || begins(text, TLS_BROKER);
+}
+
 std::string Target::serviceText() const {
+    if (isAtBroker()) {
+        return address + servicePath;
+    }
     if (address.empty()) {
         return std::string(LOCATOR) + servicePath;
     }

@@ -36,7 +36,9 @@ CLI::Option* addTime(CLI::App& word, const std::string& name, std::chrono::milli
 }
 
 void addService(CLI::App& word, std::string& to) {
-    word.add_option("--to", to, "the service: kova:/SERVICE, unix:SOCKET or http://HOST:PORT")
+    word.add_option(
+            "--to", to,
+            "the service: kova:/SERVICE, unix:SOCKET, http://HOST:PORT or nats://HOST/SERVICE")
         ->type_name("SERVICE")
         ->envname("KOVA_SERVICE");
 }

@@ -144,6 +144,16 @@ void addServices(Words& words) {
     CLI::App& word =
         words.add("ls", "Lists the services of this machine, their versions and what they work on",
                   {"kova ls", "kova ls | jq -r .service"});
+    // `ls` has no argument; this one explains what to do instead.
+    word.add_option_function<std::string>(
+            "NAME",
+            [](const std::string& text) {
+                throw CLI::ValidationError("'" + visible(text) +
+                                           "': ls lists the services of this machine; name one of "
+                                           "another machine or of a broker: kova tree nats://"
+                                           "HOST/SERVICE");
+            })
+        ->group("");
     addTime(word, "--deadline", *deadline, "the time for the answers of a service [2s]");
     words.onSelected(word, [deadline](const Context& context) { return list(context, *deadline); });
 }

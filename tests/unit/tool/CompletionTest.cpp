@@ -70,6 +70,7 @@ TEST_F(CompletionTest, ValuesOfOptionsAreCompleted) {
 
 TEST_F(CompletionTest, ServicesAreCandidatesWhereACommandNeedsAService) {
     EXPECT_THAT(candidates({"tree", "ko"}), ElementsAre("kova:/player"));
+    EXPECT_THAT(candidates({"ls", "ko"}), IsEmpty());
     EXPECT_THAT(candidates({"tree", "kova:/player", ""}), IsEmpty());
     EXPECT_THAT(candidates({"get", "kova:/pl"}), ElementsAre("kova:/player$"));
 }

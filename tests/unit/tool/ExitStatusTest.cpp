@@ -27,6 +27,8 @@ TEST(ExitStatusTest, CodeOfAnErrorDecidesTheExitStatus) {
     EXPECT_EQ(statusOf(503, "too hot"), FAILED);
     EXPECT_EQ(statusOf(503, "lost: no connection"), NO_SERVICE);
     EXPECT_EQ(statusOf(500, "lost: it"), FAILED);
+    EXPECT_EQ(statusOf(503, "no server of /device"), NO_SERVICE);
+    EXPECT_EQ(statusOf(503, "no servers"), FAILED);
 }
 
 }  // namespace

@@ -70,5 +70,22 @@ TEST_F(ReportTest, ReportOfAForbiddenRequestNamesTheTokenVariable) {
               "      the variable ZEL_CONFIG_KOVA_AGT has the token that requests carry\n");
 }
 
+TEST_F(ReportTest, AdviceForABrokerNamesItsAddressAndItsLogin) {
+    const Target remote{"nats://broker", "/device", "/level"};
+    EXPECT_EQ(reportEnd(context, remote, End(End::Kind::failed, {503, "no server of /device"})),
+              NO_SERVICE);
+    EXPECT_EQ(errors.str(),
+              "kova: no server of /device\n"
+              "      check the address of the broker and the path of the service, and whether the "
+              "service runs\n");
+    errors.str("");
+    EXPECT_EQ(reportEnd(context, remote, End(End::Kind::failed, {401, "no"})), REFUSED);
+    EXPECT_EQ(errors.str(),
+              "kova: 401 Unauthorized: no\n"
+              "      --user, --nkey, --cert and the variables KOVA_NATS_PASSWORD and "
+              "KOVA_NATS_TOKEN log in to a broker; ZEL_CONFIG_KOVA_AGT has the token for the "
+              "service\n");
+}
+
 }  // namespace
 }  // namespace kova::tool

@@ -50,6 +50,13 @@ TEST_F(MonitorTest, EachRequestIsALine) {
     EXPECT_EQ(err, "");
 }
 
+TEST_F(MonitorTest, ServiceAtABrokerCannotBeMonitored) {
+    EXPECT_EQ(run({"monitor", "nats://broker/device"}), MISUSED);
+    EXPECT_THAT(err, HasSubstr("over the Unix socket of the service, on its machine"));
+    EXPECT_EQ(run({"record", folder / "a.jsonl", "nats://broker/device"}), MISUSED);
+    EXPECT_THAT(err, HasSubstr("over the Unix socket of the service, on its machine"));
+}
+
 TEST_F(MonitorTest, FiltersSelectRequests) {
     const auto send = [this] {
         ask("insert", "/tracks", "\"a\"");

@@ -67,6 +67,12 @@ TEST_F(ServicesTest, EmptyDirectoryGivesExitStatusThree) {
     EXPECT_THAT(err, HasSubstr("--to unix:SOCKET"));
 }
 
+TEST_F(ServicesTest, AddressIsAUsageErrorThatSaysWhatToDo) {
+    EXPECT_EQ(run({"ls", "nats://broker"}), MISUSED);
+    EXPECT_THAT(err, HasSubstr("'nats://broker': ls lists the services of this machine"));
+    EXPECT_THAT(err, HasSubstr("kova tree nats://HOST/SERVICE"));
+}
+
 TEST_F(ServicesTest, InterruptEndsTheWait) {
     const http::Endpoint registered(held, "kova:/silent");
     held.onRequest = [this](std::size_t number) {
