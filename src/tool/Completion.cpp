@@ -124,7 +124,8 @@ Kind kindOfArgument(const Line& line) {
         if (name == "PATH" || name == "PATHS") {
             return Kind::resource;
         }
-        return name == "SERVICE" || name == "ADDRESS" ? Kind::service : Kind::other;
+        return name == "SERVICE" || name == "ADDRESS" || name == "FROM" ? Kind::service
+                                                                        : Kind::other;
     }
     return Kind::other;
 }

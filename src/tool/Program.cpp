@@ -112,6 +112,9 @@ void addAll(CLI::App& app, Options& options, Words& words) {
     addRecord(words);
     addReplay(words);
     addMock(words);
+#ifdef KOVA_TOOL_NATS
+    addBridge(words);
+#endif
 }
 
 // Returns whether the arguments are "complete -- WORDS...", with which the scripts for shells ask

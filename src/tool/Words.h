@@ -71,6 +71,7 @@ void addMonitor(Words& words);
 void addRecord(Words& words);
 void addReplay(Words& words);
 void addMock(Words& words);
+void addBridge(Words& words);
 /// @}
 
 }  // namespace kova::tool

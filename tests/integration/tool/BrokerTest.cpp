@@ -175,7 +175,7 @@ TEST_F(ToolBrokerTest, CommandsPrintWhatTheDocumentSays) {
         EXPECT_EQ(output, codeOf(row[2]) + "\n") << row[1];
         ++rows;
     }
-    EXPECT_EQ(rows, 4U);
+    EXPECT_EQ(rows, 7U);
     ::setenv("PATH", former.c_str(), 1);
 }
 
