@@ -111,8 +111,8 @@ TEST_F(NatsCredentialsTest, FileThatCannotBeUsedIsReported) {
     };
     for (const auto& row : rows) {
         for (const std::string& text : {std::string(row.reason), users.fileOf(row.name)}) {
-            expectError(access->ask(users[row.name], 100ms), "error 503", text);
-            expectError(access->attemptToServe(users[row.name], 100ms), "503", text);
+            expectError(access->ask(users[row.name], 1s), "error 503", text);
+            expectError(access->attemptToServe(users[row.name], 1s), "503", text);
         }
     }
 }
@@ -124,14 +124,15 @@ TEST_F(NatsCredentialsTest, FileIsReadAtEachAttemptToConnect) {
     const auto client = access->connect(options, 60s);
     const Inbox inbox;
     client->actionRequest(Request("retrieve", "/state"), inbox.handler());
-    expectError(access->ask(options, 100ms), "error 503", "cannot be read");
+    expectError(access->ask(options, 1s), "error 503", "cannot be read");
     std::filesystem::copy_file(users.fileOf("client"), folder / "copy");
     std::filesystem::rename(folder / "copy", options.credentialsFile);
     EXPECT_EQ(inbox.waitForLast().back(), "completed");
 }
 
 // The broker closes the connection of a user whose JWT expires. If this happens before the request
-// is sent, the request ends as the later ones do.
+// is sent, the request ends as the later ones do. The broker compares whole seconds, so it may
+// accept the user once more.
 TEST_F(NatsCredentialsTest, ConnectedUserIsRefusedWhenItsJwtExpires) {
     const Users fresh;
     begin(fresh);
@@ -150,7 +151,6 @@ TEST_F(NatsCredentialsTest, ConnectedUserIsRefusedWhenItsJwtExpires) {
     std::string later;
     while (later.find("error 401") != 0) {
         later = Access::ask(*client);
-        ASSERT_NE(later, "completed");
     }
     expectError(later, "error 401", "refuses the login: ");
     std::filesystem::copy_file(fresh.fileOf("client"), fresh.fileOf("expires_soon"),
