@@ -60,6 +60,9 @@ std::optional<kit::Error> BridgeRules::refusalOf(const Request& request) const {
     if (isReadOnly && request.getCommand() != kit::command::retrieve) {
         return refusal("only carries retrievals");
     }
+    if (allow.empty() && deny.empty()) {
+        return std::nullopt;
+    }
     if (request.getPath().size() > LONGEST_PATH) {
         return refusal("carries no path with more than " + std::to_string(LONGEST_PATH) + " bytes");
     }

@@ -29,11 +29,11 @@ struct BridgeRules {
     /// Whether only the command "retrieve" passes.
     bool isReadOnly = false;
 
-    /// The longest path that passes, in bytes.
+    /// The longest path that passes if there are globs, in bytes.
     static constexpr std::size_t LONGEST_PATH = 4096;
 
-    /// Returns the error 403 if the request does not pass. A path with a line feed or a carriage
-    /// return never passes, because globs do not match these characters.
+    /// Returns the error 403 if the request does not pass. If there are globs, a path with a line
+    /// feed or a carriage return does not pass, because globs do not match these characters.
     std::optional<kit::Error> refusalOf(const Request& request) const;
 };
 

@@ -103,11 +103,12 @@ TEST(BridgeFilterTest, OnlyRetrievalsPassAReadOnlyFilter) {
 }
 
 TEST(BridgeFilterTest, LongPathsAndLineBreaksDoNotPass) {
-    const BridgeRules rules;
+    const BridgeRules rules = rulesOf({}, {"/secret"});
     EXPECT_TRUE(passes(rules, std::string(BridgeRules::LONGEST_PATH, '/')));
     EXPECT_FALSE(passes(rules, std::string(BridgeRules::LONGEST_PATH + 1, '/')));
     EXPECT_FALSE(passes(rulesOf({}, {"/secret/**"}), "/secret/\n"));
     EXPECT_FALSE(passes(rules, "/a\r"));
+    EXPECT_TRUE(passes({}, "/a\r" + std::string(BridgeRules::LONGEST_PATH, 'a')));  // no globs
 }
 
 // However a path is written: if the core leads it to the denied resource, the filter refuses it.
