@@ -18,7 +18,7 @@ struct Row {
     char const* description;
 };
 
-constexpr std::array<Row, 10> ROWS{{
+constexpr std::array<Row, 11> ROWS{{
     {&BrokerAccess::user, "KOVA_NATS_USER", "--user", "NAME",
      "the user at the broker; the password is in the variable KOVA_NATS_PASSWORD"},
     {&BrokerAccess::password, "KOVA_NATS_PASSWORD", nullptr, nullptr, nullptr},
@@ -27,6 +27,8 @@ constexpr std::array<Row, 10> ROWS{{
      "the public NKey for the broker; its seed is in the file of --nkey-seed"},
     {&BrokerAccess::nkeySeedFile, "KOVA_NATS_NKEY_SEED", "--nkey-seed", "FILE",
      "the file with the seed of the NKey"},
+    {&BrokerAccess::credentialsFile, "KOVA_NATS_CREDS", "--creds", "FILE",
+     "the credentials file of the user"},
     {&BrokerAccess::caFile, "KOVA_NATS_CA", "--ca", "FILE",
      "the certificates (PEM) of the authorities of the broker"},
     {&BrokerAccess::certificateFile, "KOVA_NATS_CERT", "--cert", "FILE",

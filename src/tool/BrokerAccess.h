@@ -22,6 +22,7 @@ struct BrokerAccess {
     std::string token;
     std::string nkey;
     std::string nkeySeedFile;
+    std::string credentialsFile;
     std::string caFile;
     std::string certificateFile;
     std::string keyFile;
@@ -30,8 +31,8 @@ struct BrokerAccess {
     std::chrono::milliseconds heartbeat{5000};
 
     /// Returns the access that the variables KOVA_NATS_USER, _PASSWORD, _TOKEN, _NKEY, _NKEY_SEED,
-    /// _CA, _CERT, _KEY, _PREFIX and _INBOX_PREFIX describe. An empty variable counts as unset. Not
-    /// while a thread changes the environment.
+    /// _CREDS, _CA, _CERT, _KEY, _PREFIX and _INBOX_PREFIX describe. An empty variable counts as
+    /// unset. Not while a thread changes the environment.
     static BrokerAccess ofEnvironment();
 };
 

@@ -70,6 +70,7 @@ nats::BrokerOptions brokerOptionsOf(const BrokerAccess& access) {
     options.token = access.token;
     options.nkey = access.nkey;
     options.nkeySeedFile = access.nkeySeedFile;
+    options.credentialsFile = access.credentialsFile;
     options.caFile = access.caFile;
     options.certificateFile = access.certificateFile;
     options.keyFile = access.keyFile;

@@ -39,7 +39,7 @@ std::string adviceFor(ExitStatus status, unsigned short code, const Target& targ
         case 401:
         case 403:
             if (target.isAtBroker()) {
-                return "--user, --nkey, --cert and the variables KOVA_NATS_PASSWORD and "
+                return "--user, --nkey, --creds, --cert and the variables KOVA_NATS_PASSWORD and "
                        "KOVA_NATS_TOKEN log in to a broker; ZEL_CONFIG_KOVA_AGT has the token for "
                        "the service";
             }

@@ -22,6 +22,7 @@ const std::vector<Row> ROWS = {
     {&BrokerAccess::token, "KOVA_NATS_TOKEN", ""},
     {&BrokerAccess::nkey, "KOVA_NATS_NKEY", "--nkey"},
     {&BrokerAccess::nkeySeedFile, "KOVA_NATS_NKEY_SEED", "--nkey-seed"},
+    {&BrokerAccess::credentialsFile, "KOVA_NATS_CREDS", "--creds"},
     {&BrokerAccess::caFile, "KOVA_NATS_CA", "--ca"},
     {&BrokerAccess::certificateFile, "KOVA_NATS_CERT", "--cert"},
     {&BrokerAccess::keyFile, "KOVA_NATS_KEY", "--key"},

@@ -51,20 +51,12 @@ TEST_F(ConnectionTest, AccessIsPassedToTheLibrary) {
     const auto connected = connect("nats://127.0.0.1", access);
     ASSERT_FALSE(connected.ok());
     EXPECT_THAT(connected.error().message, HasSubstr("prefix 'a..b'"));
-    access = {"user",
-              "password",
-              "token",
-              "nkey",
-              "seed",
-              "ca",
-              "cert",
-              "key",
-              "x",
-              "_INBOX",
-              std::chrono::seconds(3)};
+    access = {"user", "password", "token", "nkey", "seed",   "creds",
+              "ca",   "cert",     "key",   "x",    "_INBOX", std::chrono::seconds(3)};
     const nats::BrokerOptions options = brokerOptionsOf(access);
     EXPECT_EQ(options.user + ' ' + options.password + ' ' + options.token, "user password token");
     EXPECT_EQ(options.nkey + ' ' + options.nkeySeedFile, "nkey seed");
+    EXPECT_EQ(options.credentialsFile, "creds");
     EXPECT_EQ(options.caFile + ' ' + options.certificateFile + ' ' + options.keyFile,
               "ca cert key");
     EXPECT_EQ(options.prefix + ' ' + options.inboxPrefix, "x _INBOX");

@@ -82,7 +82,7 @@ TEST_F(ReportTest, AdviceForABrokerNamesItsAddressAndItsLogin) {
     EXPECT_EQ(reportEnd(context, remote, End(End::Kind::failed, {401, "no"})), REFUSED);
     EXPECT_EQ(errors.str(),
               "kova: 401 Unauthorized: no\n"
-              "      --user, --nkey, --cert and the variables KOVA_NATS_PASSWORD and "
+              "      --user, --nkey, --creds, --cert and the variables KOVA_NATS_PASSWORD and "
               "KOVA_NATS_TOKEN log in to a broker; ZEL_CONFIG_KOVA_AGT has the token for the "
               "service\n");
 }
