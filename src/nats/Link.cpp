@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "kova/core/StatusCodes.h"
+#include "nats/ConnectionSetup.h"
 #include "nats/Credentials.h"
 #include "nats/Dialers.h"
 
@@ -15,13 +16,6 @@ namespace {
 // The longest wait for the last calls of libnats. They need no other thread of this process, so a
 // longer wait would not help.
 constexpr std::chrono::seconds CLOSE_LIMIT{5};
-// A connection that does not answer two pings is lost.
-constexpr int MOST_PINGS = 2;
-
-struct OptionsDeleter {
-    void operator()(natsOptions* options) const noexcept { natsOptions_Destroy(options); }
-};
-using Options = std::unique_ptr<natsOptions, OptionsDeleter>;
 
 // Removes the place in the source of libnats: "(conn.c:1905): Authorization Violation".
 std::string withoutPlace(const std::string& text) {
@@ -41,115 +35,7 @@ kit::Error errorOf(natsStatus status) {
     return {isLogin ? statuscodes::UNAUTHORIZED : statuscodes::SERVICE_UNAVAILABLE, text};
 }
 
-// Collects the settings of a connection, up to the first failure.
-class Setup {
-public:
-    Setup() : options(make(status)) {}
-
-    template <typename Function, typename... Arguments>
-    void set(Function function, Arguments... arguments) {
-        if (status == NATS_OK) {
-            status = function(options.get(), arguments...);
-        }
-    }
-
-    void addServers(const Urls& urls) {
-        std::vector<char const*> texts;
-        for (const std::string& url : urls.all) {
-            texts.push_back(url.c_str());
-        }
-        set(natsOptions_SetServers, texts.data(), static_cast<int>(texts.size()));
-    }
-
-    void addLogin(const BrokerOptions& broker) {
-        if (!broker.user.empty()) {
-            set(natsOptions_SetUserInfo, broker.user.c_str(), broker.password.c_str());
-        }
-        if (!broker.token.empty()) {
-            set(natsOptions_SetToken, broker.token.c_str());
-        }
-        if (!broker.nkey.empty()) {
-            set(natsOptions_SetNKeyFromSeed, broker.nkey.c_str(), broker.nkeySeedFile.c_str());
-        }
-        if (!broker.credentialsFile.empty()) {
-            set(natsOptions_SetUserCredentialsFromFiles, broker.credentialsFile.c_str(),
-                static_cast<char const*>(nullptr));  // one file contains both parts
-        }
-    }
-
-    void addTls(const BrokerOptions& broker, bool isRequired) {
-        if (isRequired || !broker.caFile.empty() || !broker.certificateFile.empty()) {
-            set(natsOptions_SetSecure, true);
-            usesTls = true;
-        }
-        if (!broker.caFile.empty()) {
-            set(natsOptions_LoadCATrustedCertificates, broker.caFile.c_str());
-        }
-        if (!broker.certificateFile.empty()) {
-            set(natsOptions_LoadCertificatesChain, broker.certificateFile.c_str(),
-                broker.keyFile.c_str());
-        }
-    }
-
-    // A connection that is lost is not repaired, because libnats would send what was published
-    // meanwhile after its caller has been told that it is lost.
-    void addBehaviour(const BrokerOptions& broker) {
-        const auto limit = static_cast<std::int64_t>(broker.connectLimit.count());
-        const auto heartbeat = static_cast<std::int64_t>(broker.heartbeat.count());
-        set(natsOptions_SetAllowReconnect, false);
-        set(natsOptions_SetSendAsap, true);
-        set(natsOptions_UseGlobalMessageDelivery, true);
-        set(natsOptions_SetTimeout, limit);
-        set(natsOptions_SetPingInterval, heartbeat);
-        set(natsOptions_SetMaxPingsOut, MOST_PINGS);
-        set(natsOptions_SetWriteDeadline, heartbeat);
-    }
-
-    natsStatus status = NATS_OK;
-    Options options;
-    bool usesTls = false;
-
-private:
-    static natsOptions* make(natsStatus& status) noexcept {
-        natsOptions* made = nullptr;
-        status = natsOptions_Create(&made);
-        return made;
-    }
-};
-
 }  // namespace
-
-void Inbound::push(Event event) noexcept {
-    const std::lock_guard<std::mutex> guard(mutex_);
-    const std::size_t size =
-        event.message ? static_cast<std::size_t>(natsMsg_GetDataLength(event.message.get())) : 0;
-    if (isClosed_ || (event.message && bytes_ + size > longest_)) {
-        return;
-    }
-    bytes_ += size;
-    events_.push_back(std::move(event));
-    if (events_.size() == 1) {
-        wake_();
-    }
-}
-
-std::vector<Event> Inbound::take() {
-    const std::lock_guard<std::mutex> guard(mutex_);
-    bytes_ = 0;
-    return std::exchange(events_, {});
-}
-
-void Inbound::close() noexcept {
-    std::vector<Event> dropped;  // destroyed outside the lock
-    const std::lock_guard<std::mutex> guard(mutex_);
-    isClosed_ = true;
-    dropped.swap(events_);
-}
-
-bool Inbound::isClosed() const {
-    const std::lock_guard<std::mutex> guard(mutex_);
-    return isClosed_;
-}
 
 /// The functions that libnats calls. Their closure is a `Link`, or a `Subscription` of it.
 struct Link::Callbacks {
@@ -223,7 +109,7 @@ std::optional<kit::Error> Link::connect(const Urls& urls, const BrokerOptions& o
             return checked.error();
         }
     }
-    Setup setup;
+    ConnectionSetup setup;
     setup.addServers(urls);
     setup.addLogin(options);
     setup.addTls(options, urls.isTls);
@@ -231,10 +117,10 @@ std::optional<kit::Error> Link::connect(const Urls& urls, const BrokerOptions& o
     setup.set(natsOptions_SetErrorHandler, Callbacks::onError, static_cast<void*>(this));
     setup.set(natsOptions_SetClosedCB, Callbacks::onClosed, static_cast<void*>(this));
     expectCallback();
-    natsStatus status = setup.status;
-    Dialers::waitAtExit(setup.usesTls);
+    natsStatus status = setup.status();
+    Dialers::waitAtExit(setup.usesTls());
     if (status == NATS_OK) {
-        status = natsConnection_Connect(&connection_, setup.options.get());
+        status = natsConnection_Connect(&connection_, setup.options());
     }
     if (status == NATS_OK) {
         return std::nullopt;
