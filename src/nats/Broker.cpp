@@ -1,11 +1,13 @@
 #include "nats/Broker.h"
 
 #include <algorithm>
+#include <new>
 #include <system_error>
 #include <utility>
 
 #include "kova/core/StatusCodes.h"
 #include "nats/Dialers.h"
+#include "wire/OutOfMemory.h"
 
 namespace kova::nats::detail {
 
@@ -27,6 +29,7 @@ Broker::Broker(std::shared_ptr<wire::EventLoop> loop, Urls urls, BrokerOptions o
 }
 
 void Broker::start() {
+    Link::prepareThread();
     if (!isClosed_ && !link_) {
         dial();
     }
@@ -62,8 +65,8 @@ void Broker::run(const std::shared_ptr<Dial>& dial, const std::shared_ptr<Inboun
 }
 
 void Broker::dial() {
-    dial_ = std::make_shared<Dial>();
     try {
+        dial_ = std::make_shared<Dial>();
         Dialers::shared().run([dial = dial_, inbound = inbound_, urls = knownUrls(),
                                options = options_, channels = channels_, epoch = ++epoch_] {
             run(dial, inbound, urls, options, channels, epoch);
@@ -71,13 +74,20 @@ void Broker::dial() {
     } catch (const std::system_error& error) {
         dial_.reset();
         lose({statuscodes::SERVICE_UNAVAILABLE, error.what()});
+    } catch (const std::bad_alloc&) {
+        dial_.reset();
+        giveUp();
     }
 }
 
 void Broker::handleEvents() {
     for (Event& event : inbound_->take()) {
         if (!isClosed_ && event.epoch == epoch_) {
-            handle(event);
+            try {
+                handle(event);
+            } catch (const std::bad_alloc&) {  // an event that was handled in part
+                giveUp();
+            }
         }
     }
 }
@@ -116,8 +126,16 @@ void Broker::lose(const kit::Error& error) {
     if (lost) {
         lost->close();
     }
-    dialLater();
+    if (!timer_) {
+        dialLater();
+    }
     owner_.onLost(error);
+}
+
+// This needs memory, too. Without it, even after the requests were dropped, the process ends.
+void Broker::giveUp() noexcept {
+    wire::reportOutOfMemory("the connection to the broker is closed");
+    lose({statuscodes::SERVICE_UNAVAILABLE, "out of memory"});
 }
 
 void Broker::dialLater() {
@@ -147,7 +165,7 @@ void Broker::close() noexcept {
         std::unique_lock<std::mutex> lock(dial_->mutex);
         dial_->isAbandoned =
             !dial_->changed.wait_for(lock, DIAL_LIMIT, [this] { return dial_->isOver; });
-        if (dial_->link) {
+        if (dial_->link && dial_->link != link_) {
             dial_->link->close();
         }
     }

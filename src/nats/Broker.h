@@ -62,6 +62,8 @@ public:
     bool isReady() const noexcept { return isReady_; }
     /// Sends a message. Returns false if the connection is lost.
     bool publish(const std::string& subject, const std::string& reply, std::string_view data);
+    /// Closes the connection for lack of memory. Another one follows, as after every loss.
+    void giveUp() noexcept;
     /// Closes the connection after the broker has received what was sent. The owner is not called
     /// any more. Waits for an attempt to connect at most `DIAL_LIMIT`; a longer attempt ends later,
     /// by itself.

@@ -13,9 +13,10 @@ namespace kova::nats::detail {
 
 namespace {
 
-// The longest wait for the last calls of libnats. They need no other thread of this process, so a
-// longer wait would not help.
-constexpr std::chrono::seconds CLOSE_LIMIT{5};
+// The longest wait for the last calls of libnats, which it does not make if it has no memory. They
+// need no other thread of this process, so a longer wait would not help. A call that is made later
+// finds the object alive.
+constexpr std::chrono::seconds CLOSE_LIMIT{1};
 
 // Removes the place in the source of libnats: "(conn.c:1905): Authorization Violation".
 std::string withoutPlace(const std::string& text) {
@@ -99,6 +100,12 @@ std::shared_ptr<Link> Link::open(std::shared_ptr<Inbound> inbound, const Urls& u
     link->push(error ? Event::Kind::refused : Event::Kind::ready, 0, nullptr,
                error.value_or(kit::Error()));
     return link;
+}
+
+void Link::prepareThread() noexcept {
+    if (nats_Open(-1) == NATS_OK) {
+        natsConnection_Flush(nullptr);  // an error
+    }
 }
 
 // libnats calls `onClosed` also for a connection that was refused during the login, but not for one

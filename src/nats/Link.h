@@ -40,6 +40,9 @@ public:
     static std::shared_ptr<Link> open(std::shared_ptr<Inbound> inbound, const Urls& urls,
                                       const BrokerOptions& options,
                                       const std::vector<Channel>& channels, std::uint64_t epoch);
+    /// Lets libnats allocate its record of errors of this thread, which it makes at the first error
+    /// otherwise. Without memory it would then end the process.
+    static void prepareThread() noexcept;
     ~Link();
     Link(const Link&) = delete;
     Link& operator=(const Link&) = delete;

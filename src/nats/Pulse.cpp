@@ -34,11 +34,13 @@ void Heartbeats::add(std::shared_ptr<Pulse> pulse) {
     }
 }
 
+// Changes nothing without memory, so that the next call tries again.
 void Heartbeats::arm(std::chrono::milliseconds period) {
-    period_ = period;
-    loop_->post([this, period, round = ++round_] {
+    loop_->post([this, period, round = round_ + 1] {
         loop_->after(period, [this, round] { check(round); });
     });
+    ++round_;
+    period_ = period;
 }
 
 // A later `arm` makes an earlier one void.

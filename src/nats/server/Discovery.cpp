@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <map>
+#include <new>
 #include <utility>
 
 #include "kova/core/StatusCodes.h"
@@ -165,9 +166,13 @@ void Discovery::countAnswer(Endpoint endpoint, std::chrono::nanoseconds time) no
     counts_.at(endpoint).time += time;
 }
 
-void Discovery::countError(Endpoint endpoint, const kit::Error& error) {
+void Discovery::countError(Endpoint endpoint, const kit::Error& error) noexcept {
     ++counts_.at(endpoint).errors;
-    counts_.at(endpoint).lastError = error.toString();
+    try {
+        counts_.at(endpoint).lastError = error.toString();
+    } catch (const std::bad_alloc&) {
+        counts_.at(endpoint).lastError = "out of memory";  // needs no memory of its own
+    }
 }
 
 template <typename Answer>

@@ -47,7 +47,7 @@ public:
     /// Count a request, the time from its arrival to its first answer, and an error.
     void countRequest(Endpoint endpoint) noexcept { ++counts_.at(endpoint).requests; }
     void countAnswer(Endpoint endpoint, std::chrono::nanoseconds time) noexcept;
-    void countError(Endpoint endpoint, const kit::Error& error);
+    void countError(Endpoint endpoint, const kit::Error& error) noexcept;
     /// @}
 
 private:

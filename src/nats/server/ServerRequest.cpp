@@ -1,6 +1,7 @@
 #include "nats/server/ServerRequest.h"
 
 #include <algorithm>
+#include <new>
 #include <utility>
 
 #include "nats/Statuses.h"
@@ -86,15 +87,32 @@ void ServerRequest::onRecords() {
     flush();
 }
 
-// Without credit, the records stay in the queue, whose policy bounds it.
 void ServerRequest::flush() {
+    advance([this] { return sendRecords(); });
+}
+
+// Ends the request if the step returns false: the request is over. Without memory it is over, too.
+template <typename Step>
+void ServerRequest::advance(Step step) {
+    bool goesOn = false;
+    try {
+        goesOn = step();
+    } catch (const std::bad_alloc&) {
+        wire::reportOutOfMemory("a request is dropped: no memory for its answer");
+    }
+    if (!goesOn) {
+        owner_.onOver(*this);
+    }
+}
+
+// Without credit, the records stay in the queue, whose policy bounds it. Returns false if the
+// request is over.
+bool ServerRequest::sendRecords() {
     while (credit_ > 0) {
         std::string record;
         const wire::AnswerQueue::Taken taken = queue_->take(record);
         if (taken == wire::AnswerQueue::Taken::failed) {
-            wire::reportOutOfMemory("a request is dropped: no memory for its answer");
-            owner_.onOver(*this);
-            return;
+            throw std::bad_alloc();
         }
         if (taken != wire::AnswerQueue::Taken::record) {
             break;
@@ -102,35 +120,36 @@ void ServerRequest::flush() {
         const bool isLast = kindOf(record) != wire::RecordKind::next;
         credit_ -= isLast ? 0 : 1;
         if (!addRecord(record)) {
-            return;
+            return false;
         }
         if (isLast) {
-            if (kindOf(record) == wire::RecordKind::error) {
-                error_ = errorOf(record);
-            }
-            sendMessage(true);
-            owner_.onOver(*this);
-            return;
+            return sendEnd(record);
         }
     }
-    if (!records_.empty() && !sendMessage(false)) {
-        owner_.onOver(*this);
+    return records_.empty() || sendMessage(false);
+}
+
+// Returns false: the request is over.
+bool ServerRequest::sendEnd(const std::string& record) {
+    if (kindOf(record) == wire::RecordKind::error) {
+        error_ = errorOf(record);
     }
+    sendMessage(true);
+    return false;
 }
 
 // Returns false if the request is over.
 bool ServerRequest::addRecord(const std::string& record) {
     const std::size_t longest = pulse_->link->longestMessage();
     if (record.size() + FRAME_SIZE > longest) {
-        fail({CONTENT_TOO_LARGE, "a value of the answer has " + std::to_string(record.size()) +
-                                     " bytes, the broker allows " +
-                                     std::to_string(longest - std::min(longest, FRAME_SIZE))});
-        return false;
+        return sendError(
+            {CONTENT_TOO_LARGE, "a value of the answer has " + std::to_string(record.size()) +
+                                    " bytes, the broker allows " +
+                                    std::to_string(longest - std::min(longest, FRAME_SIZE))});
     }
     if (!records_.empty() &&
         records_.size() + record.size() > std::min(BATCH, longest - FRAME_SIZE) &&
         !sendMessage(false)) {
-        owner_.onOver(*this);
         return false;
     }
     records_ += record;
@@ -155,6 +174,11 @@ bool ServerRequest::sendMessage(bool isLast) {
 }
 
 void ServerRequest::fail(const kit::Error& reason) {
+    advance([&] { return sendError(reason); });
+}
+
+// Returns false: the request is over.
+bool ServerRequest::sendError(const kit::Error& reason) {
     error_ = reason;
     std::string record;
     const bool isFirst = sent_ == 0 && records_.empty();
@@ -165,7 +189,7 @@ void ServerRequest::fail(const kit::Error& reason) {
         records_ = record;
         sendMessage(true);
     }
-    owner_.onOver(*this);
+    return false;
 }
 
 }  // namespace kova::nats::detail

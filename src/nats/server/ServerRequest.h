@@ -66,6 +66,11 @@ public:
 
 private:
     void flush();
+    template <typename Step>
+    void advance(Step step);
+    bool sendRecords();
+    bool sendEnd(const std::string& record);
+    bool sendError(const kit::Error& reason);
     bool addRecord(const std::string& record);
     bool sendMessage(bool isLast);
     void cancel();

@@ -1,6 +1,8 @@
 #include "nats/server/ServerState.h"
 
 #include <algorithm>
+#include <exception>
+#include <new>
 #include <stdexcept>
 #include <utility>
 
@@ -14,6 +16,7 @@
 #include "nats/Subjects.h"
 #include "nats/Urls.h"
 #include "nats/server/Requests.h"
+#include "wire/OutOfMemory.h"
 #include "wire/Records.h"
 #include "zel/unicode/String.h"
 
@@ -137,7 +140,21 @@ void ServerState::onLost(const kit::Error& error) {
     changed_.notify_all();
 }
 
+// Without memory the message is dropped, with the request that it has begun. The client then loses
+// the request, because the server is silent.
 void ServerState::onMessage(int channel, natsMsg& message) {
+    const std::uint64_t before = lastNumber_;
+    try {
+        handle(channel, message);
+    } catch (const std::exception&) {  // also that of `Result::orThrow`
+        wire::reportOutOfMemory("a message is dropped");
+        if (lastNumber_ != before) {
+            forget(lastNumber_);
+        }
+    }
+}
+
+void ServerState::handle(int channel, natsMsg& message) {
     if (channel == CONTROL) {
         control(message);
     } else if (channel == ALL) {
@@ -275,26 +292,24 @@ void ServerState::armCheck(std::chrono::milliseconds period) {
     period_ = period;
     check_ = loop_->after(period, [this] {
         check_.reset();
-        check();
+        try {
+            check();
+        } catch (const std::bad_alloc&) {  // no further check is armed
+            broker_.giveUp();
+        }
     });
 }
 
 // What has arrived meanwhile is handled first, because this thread may have been blocked.
 void ServerState::check() {
     broker_.handleEvents();
-    std::vector<std::uint64_t> silent;
     std::chrono::milliseconds shortest{LONGEST_HEARTBEAT};
-    for (const auto& [number, request] : requests_) {
-        const auto limit = request->heartbeat() * (2 * Heartbeats::CHECKS - 1) / Heartbeats::CHECKS;
-        shortest = std::min(shortest, request->heartbeat());
-        if (Clock::now() - request->heardAt >= limit) {
-            silent.push_back(number);
-        }
-    }
-    for (const std::uint64_t number : silent) {
-        const auto found = requests_.find(number);
-        if (found != requests_.end()) {
-            found->second->fail({statuscodes::SERVICE_UNAVAILABLE, CLIENT_SILENT});
+    for (auto next = requests_.begin(); next != requests_.end();) {
+        ServerRequest& request = *(next++)->second;  // may end
+        const auto limit = request.heartbeat() * (2 * Heartbeats::CHECKS - 1) / Heartbeats::CHECKS;
+        shortest = std::min(shortest, request.heartbeat());
+        if (Clock::now() - request.heardAt >= limit) {
+            request.fail({statuscodes::SERVICE_UNAVAILABLE, CLIENT_SILENT});
         }
     }
     if (!requests_.empty()) {

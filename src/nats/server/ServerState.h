@@ -63,6 +63,7 @@ private:
     void onRefused(const kit::Error& error) override;
     void onLost(const kit::Error& error) override;
     void onOver(ServerRequest& request) override;
+    void handle(int channel, natsMsg& message);
     void begin(Discovery::Endpoint endpoint, natsMsg& message);
     void serve(Discovery::Endpoint endpoint, const std::string& reply, const Frame& frame);
     void refuse(Discovery::Endpoint endpoint, const std::string& reply, const kit::Error& error);

@@ -2,20 +2,14 @@
 // operation of the test row. All other clients are still served.
 #include <gtest/gtest.h>
 
-#include <atomic>
-#include <condition_variable>
 #include <functional>
-#include <memory>
-#include <mutex>
 #include <string>
 #include <thread>
-#include <utility>
 #include <vector>
 
 #include "kova/http/Endpoint.h"
-#include "kova/kit/Client.h"
+#include "support/Answerer.h"
 #include "support/FailingThread.h"
-#include "support/HeldService.h"
 #include "support/Reports.h"
 #include "support/Watchdog.h"
 #include "unit/http/server/Served.h"
@@ -24,6 +18,7 @@ namespace kova::http {
 namespace {
 
 using namespace std::chrono_literals;
+using kova::test::Answerer;
 using kova::test::FailingThread;
 using test::Http2Client;
 using test::recordOf;
@@ -31,99 +26,10 @@ using test::SocketClient;
 using test::SocketDirectory;
 
 const std::string NOW = recordOf(Request("retrieve", "/now"));
-// Requests that choose the thread whose allocations fail: the thread that answers the request. For
-// `LOOP` this is the thread of the endpoint, for `SENDER` the thread of the service.
-constexpr char const* LOOP = "/choose";
-constexpr char const* SENDER = "/choose-later";
+constexpr char const* LOOP = Answerer::LOOP;
+constexpr char const* SENDER = Answerer::SENDER;
 const std::string HEAD = " HTTP/1.1\r\nHost: localhost\r\n";
 const std::string LAST = "Connection: close\r\n\r\n";
-
-Response value(std::size_t size) {
-    return Response(200, Payload::createFromString(std::string(size, 'x')));
-}
-
-/// Answers "/now" inside the request, and other paths with three values from a thread of its own.
-/// "/kept" is kept until it is cancelled. `LOOP` and `SENDER` choose the answering thread.
-class Answerer : public IKovaApi {
-public:
-    Answerer() : thread_([this] { run(); }) {}
-    ~Answerer() override {
-        {
-            const std::lock_guard<std::mutex> guard(mutex_);
-            isStopped_ = true;
-        }
-        changed_.notify_all();
-        thread_.join();
-    }
-    Answerer(const Answerer&) = delete;
-    Answerer& operator=(const Answerer&) = delete;
-
-    void* actionRequest(const Request& request,
-                        std::unique_ptr<IResponseHandler<Response>>&& handler) override {
-        if (request.getPath() == "/kept") {
-            return handler.release();
-        }
-        if (request.getPath() == "/now" || request.getPath() == LOOP) {
-            const Handler own = std::move(handler);
-            if (request.getPath() == LOOP) {
-                FailingThread::chooseThisThread();
-            }
-            own->onNext(value_);
-            own->onCompleted();
-            return UNDEFINED_REQUEST_HANDLE;
-        }
-        {
-            const std::lock_guard<std::mutex> guard(mutex_);
-            waiting_.push_back({std::move(handler), request.getPath() == SENDER});
-        }
-        changed_.notify_all();
-        return UNDEFINED_REQUEST_HANDLE;
-    }
-    void cancelRequest(void* handle) override {
-        delete static_cast<IResponseHandler<Response>*>(handle);
-    }
-
-private:
-    using Handler = std::unique_ptr<IResponseHandler<Response>>;
-
-    // Uses the kit once on this thread, so that its thread-local variables are allocated before
-    // memory fails. The C library ends the process if it cannot allocate thread-local variables.
-    static void useKit() {
-        kova::test::HeldService held;
-        const kit::Client client(held);
-        const kit::Subscription call = client.retrieve<int>("/state").start();
-    }
-    void run() {
-        useKit();
-        std::unique_lock<std::mutex> lock(mutex_);
-        for (;;) {
-            changed_.wait(lock, [this] { return isStopped_ || !waiting_.empty(); });
-            if (waiting_.empty()) {
-                return;
-            }
-            const auto [handler, isChosen] = std::move(waiting_.back());
-            waiting_.pop_back();
-            lock.unlock();
-            for (int i = 0; i < 3; ++i) {
-                handler->onNext(large_);
-            }
-            if (isChosen) {
-                FailingThread::chooseThisThread();
-            }
-            handler->onCompleted();
-            lock.lock();
-        }
-    }
-
-    // Created before memory fails, because a payload without memory ends the process.
-    const Response value_ = value(100);
-    const Response large_ = value(40'000);
-    std::mutex mutex_;
-    std::condition_variable changed_;
-    std::vector<std::pair<Handler, bool>> waiting_;
-    bool isStopped_ = false;
-    std::thread thread_;
-};
 
 std::string get(const std::string& path, const std::string& fields = LAST) {
     return "GET " + path + HEAD + fields;
