@@ -13,8 +13,7 @@
 #include <vector>
 
 /// Access to the documents of the source tree and to the commands and outputs that they quote. A
-/// test program that includes this header must define KOVA_SOURCE_DIR, KOVA_BINARY_DIR and
-/// KOVA_EMULATOR (which may be empty).
+/// test program that includes this header must define KOVA_SOURCE_DIR and KOVA_BINARY_DIR.
 namespace kova::test {
 
 /// Returns the contents of a file. Its path is relative to the top of the source tree.
@@ -65,13 +64,9 @@ inline std::string normalized(const std::string& text) {
 /// Runs a command of a document at the top of the source tree and returns its standard output. The
 /// test fails if the command fails.
 inline std::string outputOf(const std::string& command) {
-    // Matches a program of the build at the beginning of a word, but not a path after a "=".
-    static const std::regex program("(^| )build/release/");
-    const std::string started =
-        std::regex_replace(command, program, "$1" KOVA_EMULATOR " build/release/");
     const std::string quiet = command.find("2>") == std::string::npos ? " 2>/dev/null" : "";
     const std::string whole =
-        "unset ZEL_TRACE ZEL_CONFIG_KOVA_AGT; cd " KOVA_SOURCE_DIR "; " + inBuild(started) + quiet;
+        "unset ZEL_TRACE ZEL_CONFIG_KOVA_AGT; cd " KOVA_SOURCE_DIR "; " + inBuild(command) + quiet;
     std::string output;
     FILE* const pipe = popen(whole.c_str(), "r");
     std::array<char, 256> buffer{};
