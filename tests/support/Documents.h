@@ -192,4 +192,16 @@ inline std::vector<std::vector<std::string>> rowsOf(const std::string& document,
     return rows;
 }
 
+/// Returns the code in a cell of a table, without the marks of Markdown.
+inline std::string codeOf(const std::string& cell) {
+    return std::regex_replace(cell.substr(1, cell.size() - 2), std::regex("\\\\\\|"), "|");
+}
+
+/// Returns an output as a cell of a table shows it: line ends become spaces, and those at both ends
+/// are removed.
+inline std::string inOneLine(const std::string& output) {
+    const std::string line = std::regex_replace(output, std::regex("\\n+"), " ");
+    return std::regex_replace(line, std::regex("^ +| +$"), "");
+}
+
 }  // namespace kova::test

@@ -23,11 +23,6 @@
 namespace kova::test {
 namespace {
 
-// Returns the code in a cell, without the marks of Markdown.
-std::string codeOf(const std::string& cell) {
-    return std::regex_replace(cell.substr(1, cell.size() - 2), std::regex("\\\\\\|"), "|");
-}
-
 using testing::HasSubstr;
 using testing::StartsWith;
 using Strings = std::vector<std::string>;

@@ -24,7 +24,10 @@ struct Command {
 class RunningTool {
 public:
     /// Starts the program with its standard input and output at pipes.
-    explicit RunningTool(const std::vector<std::string>& words) {
+    explicit RunningTool(const std::vector<std::string>& words)
+        : RunningTool(Command{toolWith(words)}) {}
+    /// Starts another program with its standard input and output at pipes.
+    explicit RunningTool(const Command& command) {
         std::array<int, 2> in{};
         std::array<int, 2> out{};
         std::array<int, 2> err{};
@@ -36,7 +39,7 @@ public:
             ::dup2(in[0], STDIN_FILENO);
             ::dup2(out[1], STDOUT_FILENO);
             ::dup2(err[1], STDERR_FILENO);
-            become(words);
+            exec(command.words);
         }
         ::close(in[0]);
         ::close(out[1]);
@@ -54,7 +57,7 @@ public:
         if (child_ == 0) {
             ::setenv("TERM", "xterm", 1);
             ::unsetenv("NO_COLOR");
-            become(words);
+            exec(toolWith(words));
         }
     }
     /// Starts another program at a terminal.
@@ -87,9 +90,10 @@ public:
         EXPECT_EQ(::write(input_, text.data(), text.size()), static_cast<ssize_t>(text.size()));
         ::close(std::exchange(input_, -1));
     }
-    /// Types a text at the terminal.
+    /// Types a text at the terminal, or writes it to standard input.
     void type(const std::string& text) const {
-        EXPECT_EQ(::write(output_, text.data(), text.size()), static_cast<ssize_t>(text.size()));
+        const int input = input_ >= 0 ? input_ : output_;
+        EXPECT_EQ(::write(input, text.data(), text.size()), static_cast<ssize_t>(text.size()));
     }
     /// Closes the reading end of standard output.
     void closeOutput() { ::close(std::exchange(output_, -1)); }
@@ -116,10 +120,10 @@ public:
     std::string err;
 
 private:
-    [[noreturn]] static void become(const std::vector<std::string>& words) {
+    static std::vector<std::string> toolWith(const std::vector<std::string>& words) {
         std::vector<std::string> all = {"/bin/sh", "-c", "exec " KOVA_TOOL " \"$@\"", "sh"};
         all.insert(all.end(), words.begin(), words.end());
-        exec(std::move(all));
+        return all;
     }
     [[noreturn]] static void exec(std::vector<std::string> words) {
         std::vector<char*> all;

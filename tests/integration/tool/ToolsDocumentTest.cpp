@@ -47,11 +47,9 @@ protected:
     }
     ~ToolsDocumentTest() override { ::unsetenv("KOVA_RUNTIME_DIR"); }
 
-    // Returns the output of a command. Line ends become spaces, and those at the ends are removed.
+    // Returns the output of a command in one line.
     std::string outputOf(const std::string& command) const {
-        const std::string output = test::outputOf("cd " + folder.path() + "; { " + command + "; }");
-        const std::string line = std::regex_replace(output, std::regex("\\n+"), " ");
-        return std::regex_replace(line, std::regex("^ +| +$"), "");
+        return inOneLine(test::outputOf("cd " + folder.path() + "; { " + command + "; }"));
     }
 
     Watchdog watchdog{"the commands of the document run"};
@@ -64,12 +62,6 @@ protected:
     std::unique_ptr<http::Endpoint> registered;
     std::unique_ptr<http::Endpoint> endpoint;
 };
-
-// Returns the code in a cell, without the marks of Markdown.
-std::string codeOf(const std::string& cell) {
-    const std::string code = cell.substr(1, cell.size() - 2);
-    return std::regex_replace(code, std::regex("\\\\\\|"), "|");
-}
 
 TEST_F(ToolsDocumentTest, CommandsPrintWhatTheDocumentSays) {
     const std::string document = test::read("docs/tools.md");
