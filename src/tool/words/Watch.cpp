@@ -1,6 +1,7 @@
 // The word watch: the values of streams, one line each, or a table that is updated in place.
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <functional>
 #include <memory>
 #include <utility>
 
@@ -12,7 +13,9 @@
 #include "Target.h"
 #include "Text.h"
 #include "Words.h"
+#include "kova/core/StatusCodes.h"
 #include "kova/kit/Command.h"
+#include "kova/kit/Receiver.h"
 #include "kova/kit/Values.h"
 
 namespace kova::tool {
@@ -23,6 +26,57 @@ using std::chrono::milliseconds;
 
 // The maximum number of bytes that a table keeps of a value.
 constexpr std::size_t LONGEST_SHOWN = 4096;
+// kova::nats::INSTANCE_HEADER, which a kova without libkova_nats gets through a bridge.
+constexpr char const* INSTANCE_HEADER = "$instance";
+
+// Returns the name of the instance that has sent a value of all instances; else "".
+std::string instanceOf(const Response& value) {
+    std::string name;
+    return value.getHeaderValue(INSTANCE_HEADER).get(name) ? std::string() : name;
+}
+
+bool isError(const Response& value) {
+    return value.isErrorResponse() || value.getStatusCode() >= statuscodes::BAD_REQUEST;
+}
+
+// Returns a value as JSON. A value of all instances is an object that names its instance, and may
+// be the error of that instance.
+std::string jsonOf(const Response& value) {
+    const std::string instance = instanceOf(value);
+    if (instance.empty()) {
+        return jsonLineOf(value.getPayload());
+    }
+    const std::string begin = "{\"instance\":" + jsonLineOf(visible(instance));
+    return isError(value)
+               ? begin + ",\"error\":" + jsonLineOf(visible(kit::Error::of(value).toString())) + "}"
+               : begin + ",\"value\":" + jsonLineOf(value.getPayload()) + "}";
+}
+
+/// Receives the answer to one request. Other than the functions of a `kit::Call`, it also receives
+/// the values of all instances that are errors: the other instances go on.
+class StreamReceiver final : public kit::Receiver {
+public:
+    using ValueFunction = std::function<void(const Response&)>;
+    using EndFunction = std::function<void(const kit::End&)>;
+
+    StreamReceiver(ValueFunction onValue, EndFunction onEnd)
+        : onValue_(std::move(onValue)), onEnd_(std::move(onEnd)) {}
+
+    kit::Result<void> onValue(const Response& value) override {
+        if (isError(value) && instanceOf(value).empty()) {
+            return kit::Error::of(value);
+        }
+        if (value.getStatusCode() != statuscodes::MULTI_RESPONSE) {  // not the progress
+            onValue_(value);
+        }
+        return {};
+    }
+    void onEnd(const kit::End& end) override { onEnd_(end); }
+
+private:
+    const ValueFunction onValue_;
+    const EndFunction onEnd_;
+};
 
 /// The parsed command line.
 struct WatchOptions {
@@ -106,15 +160,15 @@ ExitStatus Watch::openSessions() {
 
 void Watch::start(Stream& stream, CallLoop& loop) {
     ++pending_;
-    stream.call = stream.session->client()
-                      .watch<Payload>(stream.target.resource)
-                      .full()
-                      .on(loop.executor())
-                      .onValue([this, &stream](const kit::FullReply<Payload>& reply) {
-                          onValue(stream, reply.response);
-                      })
-                      .onEnd([this, &stream](const kit::End& end) { onEnd(stream, end); })
-                      .start();
+    const kit::Client& client = stream.session->client();
+    const kit::CallDraft draft =
+        client.watch<Payload>(stream.target.resource).on(loop.executor()).release();
+    stream.call = client.calls()->start(
+        draft.request,
+        std::make_unique<StreamReceiver>(
+            [this, &stream](const Response& value) { onValue(stream, value); },
+            [this, &stream](const kit::End& end) { onEnd(stream, end); }),
+        draft.options);
 }
 
 void Watch::onValue(Stream& stream, const Response& value) {
@@ -123,7 +177,7 @@ void Watch::onValue(Stream& stream, const Response& value) {
     }
     ++values_;
     ++changes_;
-    stream.latest = jsonLineOf(value.getPayload());
+    stream.latest = jsonOf(value);
     if (context_.out.isTerminal) {  // `run` shows the table after each round of values
         stream.latest.resize(std::min(stream.latest.size(), LONGEST_SHOWN));
         return;

@@ -23,6 +23,7 @@
 namespace kova::test {
 namespace {
 
+using testing::EndsWith;
 using testing::HasSubstr;
 using testing::StartsWith;
 using Strings = std::vector<std::string>;
@@ -90,6 +91,27 @@ TEST_F(ToolBrokerTest, StreamsAreWatched) {
     level.set(31);
     EXPECT_EQ(tool.wait(), 0);
     EXPECT_EQ(tool.out, "30\n31\n");
+}
+
+// A stream of all instances names the instance of each value, and survives the loss of one.
+TEST_F(ToolBrokerTest, InstancesAreWatched) {
+    nats::ServerOptions options;
+    options.servicePath = "/player";
+    options.instance = "one";
+    const nats::Server stays(*service, broker.url(), options);
+    stays.waitUntilServing(std::chrono::seconds(30)).orThrow();
+    options.instance = "two";
+    auto leaves = std::make_unique<nats::Server>(*service, broker.url(), options);
+    leaves->waitUntilServing(std::chrono::seconds(30)).orThrow();
+
+    RunningTool tool({"watch", broker.url() + "/player/*$/level", "--count", "4"});
+    tool.awaitOutput(R"({"instance":"one","value":30})");
+    tool.awaitOutput(R"({"instance":"two","value":30})");
+    leaves.reset();
+    tool.awaitOutput(R"({"instance":"two","error":"503 Service Unavailable: lost: )");
+    level.set(31);
+    EXPECT_EQ(tool.wait(), 0) << tool.err;
+    EXPECT_THAT(tool.out, EndsWith("{\"instance\":\"one\",\"value\":31}\n"));
 }
 
 TEST_F(ToolBrokerTest, ServiceIsDescribed) {
