@@ -15,7 +15,7 @@ FIRST_DELAY, LONGEST_DELAY = 0.02, 1.0
 # The bytes of the payload of a request, and of its answer.
 PAYLOAD = b"x" * 100
 INBOX = b"_INBOX.fleet"
-SERVICE_VERBS = ("PING", "INFO", "STATS")
+SEARCH_SUBJECT = b"kova.device.@a"
 
 
 def instance_subject(number):
@@ -25,15 +25,15 @@ def instance_subject(number):
 def subjects_of(number, count):
     """Returns the subscriptions of a device, as (subject, queue group), the first `count` of them.
 
-    A server of a service has three: requests to it, requests to any server, and what clients say about
-    open requests. The nine subjects of the services protocol make twelve.
+    A server of a service with an instance name has four: requests to it, requests to any server, what
+    clients say about open requests, and searches for instances. The three of the services protocol make
+    seven.
     """
     identity = b"%022d" % number
     subjects = [(instance_subject(number), b"q"), (b"kova.device.@q", b"q"),
-                (b"kova.@c." + identity + b".*", b"")]
-    for verb in SERVICE_VERBS:
-        for name in (b"", b".device", b".device." + identity):
-            subjects.append((b"$SRV." + verb.encode() + name, b""))
+                (b"kova.@c." + identity + b".*", b""), (SEARCH_SUBJECT, b"")]
+    for name in (b"", b".device", b".device." + identity):
+        subjects.append((b"$SRV.*" + name, b""))
     return subjects[:count]
 
 
@@ -268,6 +268,24 @@ class Fleet:
         for _ in range(in_flight):
             send(client)
         self.run(lambda: len(answered) >= count)
+        client.close()
+
+    def search(self, port, count):
+        """Searches for all devices, one search after the other, and waits for the answers."""
+        answers = 0
+
+        def receive(_client, _subject, _reply, _has_headers):
+            nonlocal answers
+            answers += 1
+
+        client = Connection(self, port, [(INBOX + b".*", b"")], receive)
+        target = self.ready + 1
+        client.connect()
+        self.run(lambda: self.ready >= target)
+        for number in range(1, count + 1):
+            expected = number * len(self.devices)
+            client.send(b"PUB %s %s.0 10\r\n%s\r\n" % (SEARCH_SUBJECT, INBOX, b"s" * 10))
+            self.run(lambda: answers >= expected)  # each search is over before the next one
         client.close()
 
     def refuses(self, port, seconds=1):

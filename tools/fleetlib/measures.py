@@ -8,13 +8,15 @@ from fleetlib.broker import HOST, Broker, free_port
 from fleetlib.devices import Fleet, Relay
 
 # The subscriptions of a device; see devices.subjects_of.
-SUBSCRIPTIONS = 3
+SUBSCRIPTIONS = 4
 # The seconds for which a broker is down before a storm.
 DOWN = 2
 # The seconds in which one broker hears of the latest subscriptions at another one.
 SETTLE = 1
 # The seconds between two pings to a device, and the number of pings of a measurement.
 PING_INTERVAL, PINGS = 2, 5
+# The searches for all devices of a measurement.
+SEARCHES = 5
 
 
 class Delta:
@@ -48,7 +50,8 @@ def connections(count, subscriptions, rounds, configuration="", context=None):
 
 def requests(count, rounds):
     """Returns the broker's processor seconds for a first request to a device and for a later one (each
-    with its answer), and its live and resident bytes per device afterwards."""
+    with its answer), its live and resident bytes per device afterwards, and its processor seconds per
+    device for a search for all devices."""
     figures = []
     for _ in range(rounds):
         with Broker() as broker, Fleet() as fleet:
@@ -56,7 +59,8 @@ def requests(count, rounds):
             fleet.connect(broker.port, count, SUBSCRIPTIONS)
             first = cpu_of_requests(fleet, broker, count)
             later = cpu_of_requests(fleet, broker, max(5 * count, 20000))
-            figures.append((first, later, *delta.memory()))
+            memory = delta.memory()
+            figures.append((first, later, *memory, cpu_of_searches(fleet, broker)))
     return [median(figure) for figure in zip(*figures)]
 
 
@@ -64,6 +68,12 @@ def cpu_of_requests(fleet, broker, number):
     cpu = broker.cpu()
     fleet.request(broker.port, number)
     return (broker.cpu() - cpu) / number
+
+
+def cpu_of_searches(fleet, broker):
+    cpu = broker.cpu()
+    fleet.search(broker.port, SEARCHES)
+    return (broker.cpu() - cpu) / (SEARCHES * len(fleet.devices))
 
 
 def storm(count):
@@ -114,7 +124,7 @@ def leaf(count, account="", expected=2):
     """Connects devices to a leaf node, and a client to its hub. Returns a dictionary of figures.
 
     `account` is a part of the configuration of the leaf node; see `wildcard`. The hub has to know
-    `expected` subjects of each device.
+    `expected` subjects of each device: the devices share those of requests to any server and of searches.
     """
     port = free_port()
     with Broker(f'leafnodes {{ listen: "{HOST}:{port}" }}') as hub, Fleet() as fleet:
