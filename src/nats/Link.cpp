@@ -231,17 +231,18 @@ std::size_t Link::longestMessage() const noexcept {
 }
 
 std::vector<std::string> Link::servers() const {
-    char** names = nullptr;
-    int count = 0;
-    std::vector<std::string> found;
-    if (natsConnection_GetServers(connection_, &names, &count) == NATS_OK) {
-        for (int i = 0; i < count; ++i) {
-            found.emplace_back(names[i]);
-            std::free(names[i]);
+    struct Names {
+        char** all = nullptr;
+        int count = 0;
+        ~Names() {
+            std::for_each_n(all, count, [](char* name) { std::free(name); });
+            std::free(all);
         }
-        std::free(names);
+    } names;
+    if (natsConnection_GetServers(connection_, &names.all, &names.count) != NATS_OK) {
+        return {};
     }
-    return found;
+    return {names.all, names.all + names.count};
 }
 
 void Link::drain(int channel, std::chrono::milliseconds limit) noexcept {
