@@ -7,17 +7,16 @@
 
 #include <array>
 #include <chrono>
-#include <condition_variable>
 #include <cstdint>
 #include <cstdlib>
 #include <memory>
-#include <mutex>
 #include <string>
 #include <utility>
 
 #include "kova/core/headers.h"
 #include "kova/http/Connect.h"
 #include "kova/kit/Client.h"
+#include "support/Count.h"
 #include "support/Wire.h"
 #include "support/WireService.h"
 
@@ -48,31 +47,6 @@ Request makeRequest(char const* command, char const* path) {
     headers::appendTracingInfo(request, "/svc", "bench");
     return request;
 }
-
-/// Counts events of several threads, and lets another thread wait for them.
-class Count {
-public:
-    void add() {
-        std::unique_lock<std::mutex> lock(mutex_);
-        if (++count_ == expected_) {
-            lock.unlock();
-            changed_.notify_one();
-        }
-    }
-    void waitFor(std::size_t expected) {
-        std::unique_lock<std::mutex> lock(mutex_);
-        expected_ = expected;
-        changed_.wait(lock, [&] { return count_ >= expected; });
-        count_ = 0;
-        expected_ = 0;
-    }
-
-private:
-    std::mutex mutex_;
-    std::condition_variable changed_;
-    std::size_t count_ = 0;
-    std::size_t expected_ = 0;
-};
 
 /// Counts the requests that have completed.
 class EndHandler : public IResponseHandler<Response> {

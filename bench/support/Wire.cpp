@@ -1,5 +1,6 @@
 #include "support/Wire.h"
 
+#include <netinet/in.h>
 #include <signal.h>
 #include <sys/prctl.h>
 #include <sys/socket.h>
@@ -49,8 +50,8 @@ void require(bool isGood, char const* what) {
     }
 }
 
-WireServer::WireServer(std::string name, Serve serve)
-    : name_(std::move(name)), serve_(std::move(serve)) {
+WireServer::WireServer(std::string name, Serve serve, WireServer const* between)
+    : name_(std::move(name)), serve_(std::move(serve)), between_(between) {
     all().push_back(this);
 }
 
@@ -60,7 +61,8 @@ std::vector<WireServer*>& WireServer::all() {
 }
 
 double WireServer::processorTime() const {
-    return secondsOf(clock_) + secondsOf(CLOCK_PROCESS_CPUTIME_ID);
+    return secondsOf(clock_) + (between_ != nullptr ? secondsOf(between_->clock_) : 0) +
+           secondsOf(CLOCK_PROCESS_CPUTIME_ID);
 }
 
 void WireServer::startAll(const std::string& folder) {
@@ -100,6 +102,19 @@ int connectTo(const std::string& path) {
     const int socket = makeSocket();
     require(tryToConnect(socket, path), "connect");
     return socket;
+}
+
+int freePort() {
+    const int socket = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    socklen_t size = sizeof address;
+    require(::bind(socket, reinterpret_cast<sockaddr const*>(&address), size) == 0, "bind");
+    require(::getsockname(socket, reinterpret_cast<sockaddr*>(&address), &size) == 0,
+            "getsockname");
+    ::close(socket);
+    return ntohs(address.sin_port);
 }
 
 int listenAt(const std::string& path) {

@@ -7,6 +7,7 @@
 #include <cstddef>
 #include <functional>
 #include <string>
+#include <utility>
 #include <vector>
 
 /// Benchmarks between two processes: servers that run in processes of their own, and contestants
@@ -32,12 +33,17 @@ public:
 
     /// Registers the server, a static object, for `startAll`. `name` is the file name of the
     /// socket.
-    WireServer(std::string name, Serve serve);
+    WireServer(std::string name, Serve serve)
+        : WireServer(std::move(name), std::move(serve), nullptr) {}
+    /// The same for a server whose requests pass another process: its time counts, too.
+    WireServer(std::string name, Serve serve, const WireServer& between)
+        : WireServer(std::move(name), std::move(serve), &between) {}
     WireServer(const WireServer&) = delete;
     WireServer& operator=(const WireServer&) = delete;
 
     const std::string& path() const noexcept { return path_; }
-    /// Returns the processor time that the server and this process have used, in seconds.
+    /// Returns the processor time that the server, the process between and this process have used,
+    /// in seconds.
     double processorTime() const;
     pid_t process() const noexcept { return process_; }
 
@@ -48,11 +54,13 @@ public:
     static void stopAll();
 
 private:
+    WireServer(std::string name, Serve serve, WireServer const* between);
     static std::vector<WireServer*>& all();
     void start(const std::string& folder);
 
     const std::string name_;
     const Serve serve_;
+    WireServer const* const between_;
     std::string path_;
     pid_t process_ = 0;
     clockid_t clock_ = 0;
@@ -60,6 +68,8 @@ private:
 
 /// Returns a blocking socket that is connected to a Unix socket. Ends the process on failure.
 int connectTo(const std::string& path);
+/// Returns a TCP port of the loopback interface that was free a moment ago.
+int freePort();
 /// Returns a listening Unix socket. Ends the process on failure.
 int listenAt(const std::string& path);
 /// Prints `what` and the error of the latest system call and ends the process if `isGood` is false.

@@ -44,13 +44,19 @@ void answer(IResponseHandler<Response>& handler, const Response& value) {
 
 class AnsweringResource final : public IResourceHandler {
 public:
+    explicit AnsweringResource(int values = 1) : values_(values) {}
+
     void* actionRequest(const Request&, ResponseHandler&& handler, const std::string&) override {
+        for (int i = 1; i < values_; ++i) {
+            handler->onNext(value_);
+        }
         answer(*handler, value_);
         return nullptr;
     }
     void cancelRequest(void*) override {}
 
 private:
+    const int values_;
     const Response value_ = makeResponse();
 };
 
@@ -147,9 +153,10 @@ private:
 
 std::map<std::string, std::unique_ptr<IResourceHandler>> makeResources() {
     std::map<std::string, std::unique_ptr<IResourceHandler>> resources;
-    for (int i = 3; i < 10; ++i) {
+    for (int i = 4; i < 10; ++i) {
         resources["/svc/r" + std::to_string(i)] = std::make_unique<AnsweringResource>();
     }
+    resources[WIRE_TEN] = std::make_unique<AnsweringResource>(10);
     resources[WIRE_LATER] = std::make_unique<LaterResource>();
     resources[WIRE_PENDING] = std::make_unique<PendingResource>();
     resources[WIRE_STREAM] = std::make_unique<StreamResource>();
@@ -181,9 +188,12 @@ void readMonitor(const std::string& path) {
 
 }  // namespace
 
+std::unique_ptr<IKovaApi> makeWireService() {
+    return std::make_unique<StaticComposedKovaService>(makeResources());
+}
+
 void serveWireService(const std::string& path) {
-    StaticComposedKovaService service(makeResources());
-    serve(service, path);
+    serve(*makeWireService(), path);
 }
 
 void serveInspectedService(const std::string& path) {

@@ -1,6 +1,9 @@
 #pragma once
 
+#include <memory>
 #include <string>
+
+#include "kova/core/IKovaApi.h"
 
 namespace kova::bench {
 
@@ -18,6 +21,11 @@ constexpr char WIRE_STREAM[] = "/svc/stream";
 /// previous update.
 constexpr char WIRE_PENDING[] = "/svc/pending";
 
+/// The resource that answers a request at once, with ten values.
+constexpr char WIRE_TEN[] = "/svc/ten";
+
+/// Returns the service with these resources.
+std::unique_ptr<IKovaApi> makeWireService();
 /// Serves these resources at a Unix socket until the process is killed.
 void serveWireService(const std::string& path);
 
