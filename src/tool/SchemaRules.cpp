@@ -20,6 +20,10 @@ using util::config::Value;
 // The most bytes of a message about alternatives.
 constexpr std::size_t LONGEST_MESSAGE = 400;
 
+// The values of an enum, required names and members of an object that cost a step. If they cost
+// nothing, an array of many elements with a long enum would keep the program busy for hours.
+constexpr std::size_t PARTS_PER_STEP = 16;
+
 // --- Sizes that keywords limit -------------------------------------------------------------------
 
 // Returns the number of characters of a text, or null.
@@ -104,6 +108,8 @@ private:
         }
         return isValid;
     }
+    // Counts a part of a schema or value that is compared without a check of its own.
+    void countPart() { steps_ += ++parts_ % PARTS_PER_STEP == 0 ? 1 : 0; }
     bool applyRules(const Value& schema, const Value& value);
     bool checkLimits(const Value& schema, const Value& value);
     std::size_t countMatches(const Value& schemas, const Value& value, std::string& reasons);
@@ -122,6 +128,7 @@ private:
 
     const SchemaRules& rules_;
     std::size_t& steps_;
+    std::size_t parts_ = 0;
     std::size_t depth_ = 0;
     std::string place_;
     std::string reason_;
@@ -201,6 +208,7 @@ bool Checker::checkEnum(const Value& content, const Value& /*schema*/, const Val
     std::string expected;
     bool isMatch = false;
     for (unsigned long i = 0; i < content.arraySize() && !isMatch; ++i) {
+        countPart();
         isMatch = content[i] == value;
         if (expected.size() < LONGEST_MESSAGE) {
             expected += (i == 0 ? "" : " or ") + shown(content[i]);
@@ -226,6 +234,7 @@ bool Checker::checkItems(const Value& content, const Value& /*schema*/, const Va
 
 bool Checker::checkRequired(const Value& content, const Value& /*schema*/, const Value& value) {
     for (unsigned long i = 0; i < content.arraySize(); ++i) {
+        countPart();
         const std::string name = textOf(content[i]);
         if (value.isDictionary() && !value.hasKey(name)) {
             place_ = placeOf(place_, name);
@@ -237,6 +246,7 @@ bool Checker::checkRequired(const Value& content, const Value& /*schema*/, const
 
 bool Checker::checkProperties(const Value& content, const Value& /*schema*/, const Value& value) {
     return std::all_of(value.begin(), value.end(), [&](const auto& member) {
+        countPart();
         const std::string name(member.first);
         if (!content.hasKey(name)) {
             return true;
@@ -248,6 +258,7 @@ bool Checker::checkProperties(const Value& content, const Value& /*schema*/, con
 bool Checker::checkOthers(const Value& content, const Value& schema, const Value& value) {
     const Value& properties = schema["properties"];
     return std::all_of(value.begin(), value.end(), [&](const auto& member) {
+        countPart();
         const std::string name(member.first);
         if (properties.hasKey(name)) {
             return true;

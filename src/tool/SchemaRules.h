@@ -19,7 +19,8 @@ class SchemaRules {
 public:
     /// The maximum nesting of the schemas that one check applies.
     static constexpr std::size_t DEEPEST = 512;
-    /// The maximum number of schemas that one check applies.
+    /// The maximum number of steps of one check. A step is a schema that it applies, or 16 values
+    /// of an enum, required names or members of objects.
     static constexpr std::size_t MOST_STEPS = 1'000'000;
 
     /// `components` is the object with the schemas to which other schemas refer.
@@ -30,8 +31,7 @@ public:
     /// "stations[2].name: expected a string, found 17". Also fails if the check exceeds a limit.
     kit::Result<void> check(const util::config::Value& schema,
                             const util::config::Value& value) const;
-    /// Checks a value. Adds the number of applied schemas to `steps`, and fails if `steps` exceeds
-    /// `MOST_STEPS`.
+    /// Checks a value. Adds its steps to `steps`, and fails if `steps` exceeds `MOST_STEPS`.
     kit::Result<void> check(const util::config::Value& schema, const util::config::Value& value,
                             std::size_t& steps) const;
 
