@@ -6,6 +6,7 @@
 
 #include <cstdint>
 #include <cstdlib>
+#include <fstream>
 #include <memory>
 #include <string>
 
@@ -24,7 +25,12 @@ constexpr char const* ANSWERS = "bare/answers";
 struct MosquittoBroker {
     const int port = freePort();
     const WireServer server{"mosquitto", [this](const std::string& path) {
-                                becomeBroker(path, "mosquitto", "-p", std::to_string(port).c_str());
+                                const std::string file = path + ".conf";
+                                std::ofstream(file) << "listener " << port << " 127.0.0.1\n"
+                                                    << "allow_anonymous true\n"
+                                                    << "set_tcp_nodelay true\n"
+                                                    << "log_dest none\n";
+                                becomeBroker(path, "mosquitto", "-c", file.c_str());
                             }};
 } broker;
 
