@@ -26,7 +26,12 @@ public:
     static constexpr char const* LOOP = "/choose";
     static constexpr char const* SENDER = "/choose-later";
 
-    Answerer() : thread_([this] { run(); }) {}
+    Answerer() {
+        // The first use of the kit prepares the process for fork(2). ThreadSanitizer does not know
+        // the lock of the C library that orders this before a fork on another thread.
+        useKit();
+        thread_ = std::thread([this] { run(); });
+    }
     ~Answerer() override {
         {
             const std::lock_guard<std::mutex> guard(mutex_);
