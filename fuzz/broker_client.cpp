@@ -79,7 +79,8 @@ class Client {
 public:
     explicit Client(std::uint8_t selection)
         : window_(1U + (selection & 7U)),
-          stream_(std::make_unique<Handler>(outcome_, (selection & 8U) != 0), "request", window_) {}
+          stream_(std::make_unique<Handler>(outcome_, (selection & 8U) != 0), nullptr, "request",
+                  window_) {}
 
     void receive(Input& input) {
         switch (input.byte() & 3U) {

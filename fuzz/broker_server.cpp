@@ -229,7 +229,8 @@ private:
         received_ = Received();
         sent_ = 0;
         granted_ = frame.number;
-        client_ = std::make_unique<ClientStream>(std::make_unique<Handler>(received_), "", 1);
+        client_ =
+            std::make_unique<ClientStream>(std::make_unique<Handler>(received_), nullptr, "", 1);
         ServerRequest::Owner& owner = *this;
         request_ = std::make_unique<ServerRequest>(
             owner, 1, Discovery::ANY,
