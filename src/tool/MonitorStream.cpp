@@ -45,7 +45,7 @@ kit::Result<Target> targetOf(const std::string& service) {
                           "which service? 'kova ls' lists those of this machine; others are "
                           "unix:SOCKET or http://HOST:PORT"};
     }
-    const auto target = Target::ofService(service);
+    auto target = Target::ofService(service);
     if (target && target->isAtBroker()) {
         return kit::Error{400,
                           "requests are only shown over the Unix socket of the service, on its "
