@@ -188,7 +188,6 @@ bool AnswerQueue::addNext(const Response& value) {
         giveUp(encoded.error());
         return false;
     }
-    isFirst_ = false;
     std::unique_lock<std::mutex> lock(mutex_);
     if (whenFull_ == kit::DropOldest && !isFirst) {
         entry.value = sent;
@@ -273,6 +272,7 @@ void AnswerQueue::dropOldest() {
 void AnswerQueue::append(std::unique_lock<std::mutex>& lock, std::list<Entry>& entry) {
     bytes_ += entry.front().record.size();
     entry.front().lost = std::exchange(lostBeforeNext_, 0);
+    isFirst_.store(false, std::memory_order_relaxed);
     entries_.splice(entries_.end(), entry);
     const bool announces = !std::exchange(isAnnounced_, true);
     lock.unlock();
@@ -290,7 +290,6 @@ void AnswerQueue::addEnd(RecordKind kind, Response const* error) {
         giveUp(encoded.error());
         return;
     }
-    isFirst_ = false;
     std::unique_lock<std::mutex> lock(mutex_);
     if (!isEnded_ && !isClosed_) {
         isEnded_ = true;

@@ -90,8 +90,9 @@ public:
         : ready_(std::move(ready)), limits_(limits) {}
 
     /// @{
-    /// The events of the answer, from one thread at a time. `next` returns false if no further
-    /// value is wanted.
+    /// The events of the answer. Values come from one thread at a time. Several threads may end the
+    /// answer: the first end counts, for example if the service destroys its response handler and
+    /// then throws. `next` returns false if no further value is wanted.
     bool next(const Response& value) noexcept;
     void error(const Response& error) noexcept { end(RecordKind::error, &error); }
     void completed() noexcept { end(RecordKind::completed, nullptr); }
@@ -143,7 +144,8 @@ private:
 
     const std::shared_ptr<ReadyQueues> ready_;
     const Limits limits_;
-    bool isFirst_ = true;  ///< no record has been made; used by the sending thread
+    /// No record has been queued. Written inside the lock.
+    std::atomic<bool> isFirst_{true};
 
     mutable std::mutex mutex_;
     std::condition_variable changed_;

@@ -24,7 +24,8 @@ public:
 
     kit::Calls& calls() noexcept { return calls_; }
     /// Sends a request on the thread of the loop. Returns its handle, or null if it has ended.
-    /// Fails if the service throws; the response handler then gets no event any more.
+    /// Fails if the service throws. The response handler then gets at most the end that another
+    /// thread is already delivering.
     kit::Result<void*> send(const Request& request,
                             std::unique_ptr<IResponseHandler<Response>> handler);
 

@@ -88,6 +88,29 @@ TEST_F(AnswerQueueTest, NothingFollowsTheEnd) {
     EXPECT_EQ(events(), Events{"error 404 gone"});
 }
 
+// The end that is sent has the version, whichever thread has sent it.
+TEST_F(AnswerQueueTest, OneOfTwoSimultaneousEndsIsSent) {
+    std::vector<std::shared_ptr<AnswerQueue>> queues(10'000);
+    for (auto& each : queues) {
+        use();
+        each = queue;
+    }
+    kova::test::Barrier start(2);
+    kova::test::runOnThreads(2, [&](int thread) {
+        const Response error = Response::createErrorResponse(500, thread == 0 ? "zero" : "one");
+        start.wait();
+        for (const auto& each : queues) {
+            each->error(error);
+        }
+    });
+    for (const auto& each : queues) {
+        queue = each;
+        const Events sent = events();
+        ASSERT_EQ(sent.size(), 1U);
+        EXPECT_TRUE(sent[0] == "error 500 zero" || sent[0] == "error 500 one") << sent[0];
+    }
+}
+
 TEST_F(AnswerQueueTest, ReaderIsNotifiedOnlyAfterItFoundTheQueueEmpty) {
     use();
     next(1);
