@@ -187,7 +187,7 @@ bool Exchange::afterValue(bool isLast, bool hasEnough) noexcept {
 bool Exchange::end(Response const* error) noexcept {
     const std::shared_ptr<Exchange> self = shared_from_this();
     ResponseHandler handler;
-    SenderFunctions functions;
+    SenderFunctions functions;  // not called, because the sender itself has ended the request
     {
         const std::lock_guard<std::mutex> guard(mutex_);
         if (!setOverLocked(handler)) {
@@ -200,7 +200,6 @@ bool Exchange::end(Response const* error) noexcept {
     }
     sendEnd(std::move(handler), error);
     leaveTable();
-    functions.call();
     return true;
 }
 
