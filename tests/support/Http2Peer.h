@@ -88,6 +88,8 @@ public:
     /// Returns the number of unsent bytes of an answer, for which the client's flow-control windows
     /// are too small.
     std::size_t unsent(std::int32_t number) { return streams_[number].output.size(); }
+    /// Returns the number of PINGs that have been read.
+    int pings() const noexcept { return pings_; }
     /// Returns whether a further request has arrived already.
     bool hasRequest() const { return !requests_.empty(); }
 

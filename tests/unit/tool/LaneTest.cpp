@@ -170,6 +170,10 @@ TEST(LaneResultTest, SumHasTheCountsOfBothResults) {
     EXPECT_EQ(one.unsent, 4U);
     EXPECT_EQ(one.lost, "lost: it");
     EXPECT_EQ(one.latencies.count(), 1U);
+    LaneResult last;
+    last.lost = "lost: later";
+    one.add(last);
+    EXPECT_EQ(one.lost, "lost: it") << "the first reason stays";
 }
 
 }  // namespace

@@ -613,6 +613,28 @@ TEST_F(ClientStateTest, ClientWaitsForAServerThatAnswersPings) {
     EXPECT_EQ(recording.waitFor(1), (Events{"completed"}));
 }
 
+// The pauses are long enough for many PINGs. On a slow machine a PING may be sent while a request
+// is pending, so that not each round has to be without one.
+TEST_F(ClientStateTest, IdleConnectionHasNoPings) {
+    ClientSettings settings = patient();
+    settings.quiet = 20ms;
+    settings.pingLimit = LONG;
+    start(settings);
+    std::unique_ptr<Http2Peer> peer;
+    int former = 0;
+    int pings = 0;
+    for (int round = 0; round < 20 && (round < 2 || pings != former); ++round) {
+        const testing::Recording recording = send();
+        peer = peer ? std::move(peer) : accept();
+        const std::int32_t number = peer->waitForRequest().number;
+        former = std::exchange(pings, peer->pings());
+        peer->answer(number, completed());
+        EXPECT_EQ(recording.waitFor(1), (Events{"completed"}));
+        std::this_thread::sleep_for(100ms);
+    }
+    EXPECT_EQ(pings, former);
+}
+
 // The answer to the PING and the next value wait in the socket while the response handler blocks.
 TEST_F(ClientStateTest, BlockedResponseHandlerDoesNotLoseTheConnection) {
     ClientSettings settings = patient();

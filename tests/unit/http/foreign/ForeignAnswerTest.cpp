@@ -64,6 +64,7 @@ TEST_F(ForeignAnswerTest, FirstValueThatIsNotProgressIsTheReply) {
     start(ForeignCall::Answer::firstValue);
     EXPECT_FALSE(handler->onNext(Response(298)));
     EXPECT_FALSE(answer->isReady());
+    EXPECT_FALSE(answer->takeReply().has_value());
     EXPECT_TRUE(handler->onNext(Response(201)));
     ready.get_future().wait();
     EXPECT_TRUE(answer->isReady());

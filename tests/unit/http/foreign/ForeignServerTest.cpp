@@ -271,6 +271,23 @@ TEST_F(ForeignServerTest, StalledReaderEndsItsStreamAndKeepsBoundedMemory) {
     EXPECT_TRUE(contains(text, "\"status\":503,\"detail\":\"lost: ")) << text.size();
 }
 
+TEST_F(ForeignServerTest, StalledPathEndsWithoutTheOthersOfItsStream) {
+    TestSocket socket = fixture.connect();
+    socket.send("GET /?watch=/a&watch=/b" + HEAD + LAST);
+    held.waitForRequests(2);
+    const Response value(299, Payload::createFromString(std::string(4096, 'x')));
+    std::size_t sent = 0;
+    while (!held[2].onNext(value)) {
+        ++sent;
+        ASSERT_LT(sent, 10'000U);
+    }
+    EXPECT_EQ(held.waitForCancelled(1), (std::vector<std::size_t>{2}));
+    held.take(1)->onCompleted();
+    const std::string text = socket.readAll();
+    EXPECT_TRUE(contains(text, "\"status\":503,\"detail\":\"lost: ")) << text.size();
+    EXPECT_TRUE(contains(text, "event: completed\ndata: {\"path\":\"/a\"}")) << text.size();
+}
+
 ForeignTerms withComments() {
     ForeignTerms terms;
     terms.commentInterval = 1ms;

@@ -205,9 +205,12 @@ TEST(RepliesTest, ErrorKeepsPayloadAndHeader) {
 }
 
 TEST(RepliesTest, PayloadOfAnErrorThatIsNotJsonIsLeftOut) {
-    Response error = value(409, "{", "application/json");
-    error.setErrorMessage("locked");
-    EXPECT_EQ(body(toErrorReply(error)), R"({"title":"Conflict","status":409,"detail":"locked"})");
+    for (char const* const type : {"application/json", "text/plain"}) {
+        Response error = value(409, type[0] == 't' ? "7" : "{", type);
+        error.setErrorMessage("locked");
+        EXPECT_EQ(body(toErrorReply(error)),
+                  R"({"title":"Conflict","status":409,"detail":"locked"})");
+    }
 }
 
 TEST(RepliesTest, UnknownFormatIsNotAcceptableIfTheClientAskedForIt) {

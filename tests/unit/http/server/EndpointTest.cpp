@@ -451,6 +451,17 @@ TEST_F(EndpointTest, ConnectionsAreLimitedAndTheNextOneWaits) {
     EXPECT_EQ(third.wait(id).status, 200);
 }
 
+TEST_F(EndpointTest, ConnectionWithoutItsFirstBytesIsCountedAndEndsWithTheEndpoint) {
+    EndpointOptions options;
+    options.firstBytes = 1h;
+    serve(options);
+    SocketClient silent(directory.address());
+    waitForConnections(1);
+    EXPECT_TRUE(endpoint->stop(20s).empty());
+    EXPECT_EQ(silent.receive(), "");
+    EXPECT_EQ(endpoint->connections(), 0U);
+}
+
 TEST_F(EndpointTest, ConnectionWithoutItsFirstBytesIsClosed) {
     EndpointOptions options;
     options.firstBytes = 50ms;
@@ -672,6 +683,22 @@ TEST_F(EndpointTest, ExhaustedDescriptorsDelayNewConnectionsOnly) {
         EXPECT_EQ(endpoint->connections(), 1U);
     }
     EXPECT_EQ(client->wait(id).status, 200);
+}
+
+// Flow control does not stop this answer, and the client sends nothing while it reads. The endpoint
+// has to notice by itself that the socket takes bytes again.
+TEST_F(EndpointTest, AnswerGoesOnWhenTheClientReads) {
+    constexpr std::int32_t LARGEST = 0x7FFFFFFF;
+    const std::string text(8'000'000, 'x');
+    serve();
+    Http2Client client(directory.address());
+    const nghttp2_settings_entry window{NGHTTP2_SETTINGS_INITIAL_WINDOW_SIZE, LARGEST};
+    ASSERT_EQ(nghttp2_submit_settings(client.session(), NGHTTP2_FLAG_NONE, &window, 1), 0);
+    ASSERT_EQ(
+        nghttp2_session_set_local_window_size(client.session(), NGHTTP2_FLAG_NONE, 0, LARGEST), 0);
+    const std::int32_t id = request(client);
+    service.answer(1, Response(200, Payload::createFromString(text)));
+    EXPECT_NE(client.wait(id).body.find(text), std::string::npos);
 }
 
 TEST_F(EndpointTest, StopWaitsForPendingRequests) {

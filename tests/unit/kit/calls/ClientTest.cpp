@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <chrono>
 #include <functional>
 #include <future>
@@ -451,6 +452,22 @@ TEST_F(ClientTest, GetSucceedsIfTheServiceHasTwoThreads) {
     };
     EXPECT_EQ(own.retrieve<int>("/outer").get().valueOr(0), 2);
     EXPECT_EQ(own.retrieve<int>("/outer").get().valueOr(0), 2);
+}
+
+TEST_F(ClientTest, GetFailsOnTheLastThreadOfTheService) {
+    WorkerService served(2);
+    Client own(served);
+    kova::test::Barrier both(2);
+    std::atomic<int> failed{0};
+    served.serve = [&](const std::string& path) -> std::string {
+        if (path == "/outer") {
+            both.wait();
+            failed += own.retrieve<int>("/inner").get() ? 0 : 1;
+        }
+        return "1";
+    };
+    kova::test::runOnThreads(2, [&](int) { own.retrieve<int>("/outer").get().orThrow(); });
+    EXPECT_EQ(failed, 1) << "the other thread serves the inner request of the waiting one";
 }
 
 // --- Asynchronous --------------------------------------------------------------------------------

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <memory>
+#include <stdexcept>
 #include <string>
 #include <thread>
 #include <utility>
@@ -237,6 +238,16 @@ TEST_F(ExchangeTest, OnCancelDoesNotReplaceTheOnStopFunction) {
 TEST_F(ExchangeTest, DestructionWithoutAnEndSends500) {
     make().reset();
     EXPECT_EQ(recording.events(), (Events{"error 500 the service did not answer the request"}));
+}
+
+TEST_F(ExchangeTest, ReplyDestroyedByAnExceptionOutsideTheServiceSends500) {
+    const auto exchange = make();
+    try {
+        const Reply<int> reply(exchange, "application/json");
+        throw std::runtime_error("no sensor");
+    } catch (const std::runtime_error&) {
+        EXPECT_EQ(recording.events(), (Events{"error 500 the service did not answer the request"}));
+    }
 }
 
 TEST_F(ExchangeTest, TableContainsOnlyUnfinishedRequests) {

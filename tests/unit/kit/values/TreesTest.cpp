@@ -88,6 +88,19 @@ TEST(NestedPayloadTest, NestedPayloadIsWrittenAsPartOfTheOuterPayload) {
     EXPECT_EQ(test::jsonOf(copy), json);
 }
 
+TEST(NestedPayloadTest, LimitsOfTheReaderApplyToNestedPayloads) {
+    const std::size_t count = Limits().elements + 1;
+    std::string json = R"({"kind":"k","body":[)";
+    for (std::size_t i = 1; i < count; ++i) {
+        json += "1,";
+    }
+    json += "1]}";
+    Limits limits;
+    EXPECT_NE(test::reasonOf<Envelope>(test::Format::Json, json, limits), "");
+    limits.elements = 2 * count;
+    EXPECT_EQ(test::reasonOf<Envelope>(test::Format::Json, json, limits), "");
+}
+
 TEST(NestedPayloadTest, NestedPayloadWithoutStructureIsNotWritten) {
     Envelope envelope{"k", Payload::createFromString("text"), {}};
     EXPECT_EQ(test::jsonOf(envelope),

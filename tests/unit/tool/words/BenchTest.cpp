@@ -50,7 +50,9 @@ TEST_F(BenchTest, AnswersOfNearly16MebibytesAreMeasured) {
     held.onRequest = [&](std::size_t number) {
         held.answer(number, Response(200, Payload::createFromString(text)));
     };
-    EXPECT_EQ(runAt({"bench", "/held", "--duration", "50ms", "--deadline", "0"}), DONE) << err;
+    EXPECT_EQ(runAt({"bench", "/held", "--duration", "50ms", "--deadline", "0", "--connections=1"}),
+              DONE)
+        << err;
 }
 
 TEST_F(BenchTest, AnswersOf16MebibytesAreRefused) {

@@ -106,6 +106,11 @@ TEST_F(RequestsTest, MissingServiceGivesExitStatusThree) {
     EXPECT_THAT(err, HasSubstr("start the service, or name another one with --to"));
 }
 
+TEST_F(RequestsTest, MissingServiceIsReportedBeforeAShortDeadline) {
+    EXPECT_EQ(run({"get", "/level", "--to", "unix:" + folder / "none", "--deadline", "900ms"}),
+              NO_SERVICE);
+}
+
 TEST_F(RequestsTest, ServiceThatEndsDuringARequestGivesExitStatusThreeOrFive) {
     std::thread stopping;
     held.onRequest = [&](std::size_t) {

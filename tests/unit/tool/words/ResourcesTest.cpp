@@ -22,6 +22,17 @@ TEST_F(ResourcesTest, TreeListsPathsWordsAndTypes) {
               "/tracks/{id:uint}  delete\n");
 }
 
+TEST_F(ResourcesTest, TreeListsMountsThatDescribeNoOperations) {
+    kit::ServiceBuilder builder;
+    builder.mount("/legacy", held).mount("/level", service.level);
+    const auto other = builder.inspect().build();
+    const std::string place = "unix:" + folder / "other";
+    const http::Endpoint served(*other, place);
+    EXPECT_EQ(run({"tree", place}), DONE);
+    EXPECT_THAT(out, HasSubstr("/legacy"));
+    EXPECT_THAT(out, HasSubstr("/level"));
+}
+
 TEST_F(ResourcesTest, TreeFitsANarrowTerminal) {
     size = [] { return Screen::Size{20, 24}; };
     EXPECT_EQ(runAt({"tree"}), DONE);

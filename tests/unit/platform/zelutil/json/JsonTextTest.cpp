@@ -10,6 +10,7 @@
 #include <cstring>
 #include <random>
 #include <string>
+#include <string_view>
 
 #include "json/JsonText.h"
 #include "support/FailingAllocations.h"
@@ -93,6 +94,29 @@ TEST(JsonTextTest, EscapingMatchesTheReferenceForRandomTexts) {
             c = static_cast<char>(random() % 4 == 0 ? random() % 256 : 'a' + random() % 26);
         }
         ASSERT_EQ(escaped(text), referenceEscaped(text));
+    }
+}
+
+// The text is between letters, because bytes of memory that look like control characters would hide
+// that they are read.
+TEST(JsonTextTest, BytesAroundATextAreNotWritten) {
+    const std::string around(32, 'x');
+    std::string alphabet;
+    for (char c = 'A'; c <= 'Z'; ++c) {
+        alphabet += {c, static_cast<char>(c + 'a' - 'A')};
+    }
+    for (std::size_t size = 0; size <= 40; ++size) {
+        const std::string text = alphabet.substr(0, size);
+        const std::string memory = around + text + around;
+        const std::string_view inside = std::string_view(memory).substr(around.size(), size);
+        const std::string quoted = '"' + text + '"';
+        EXPECT_EQ(
+            written([&](ByteBufferWriter& writer) { return json::appendString(writer, inside); }),
+            quoted);
+        EXPECT_EQ(written([&](ByteBufferWriter& writer) {
+                      return json::appendRepairedString(writer, inside);
+                  }),
+                  quoted);
     }
 }
 
