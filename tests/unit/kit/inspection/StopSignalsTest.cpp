@@ -70,6 +70,7 @@ TEST(StopSignals, AnotherThreadMayWait) {
 TEST(StopSignals, DestructorRestoresTheDefaultAction) {
     const pid_t child = fork();
     if (child == 0) {
+        std::signal(SIGINT, SIG_DFL);  // a shell starts background jobs with SIGINT ignored
         { const StopSignals stop; }
         raise(SIGINT);
         _exit(0);
