@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <iterator>
 #include <utility>
 
 #include "kova/core/StatusCodes.h"
@@ -137,32 +138,31 @@ std::optional<kit::Error> Link::connect(const Urls& urls, const BrokerOptions& o
     return error;
 }
 
+// `drain` sees a subscription only when it is complete.
 std::optional<kit::Error> Link::subscribe(const Channel& channel) {
-    Subscription* subscription = nullptr;
-    {
-        const std::lock_guard<std::mutex> guard(mutex_);
-        subscription = &subscriptions_.emplace_back(Subscription{this, channel.number, nullptr});
-    }
+    std::list<Subscription> made;
+    Subscription& subscription = made.emplace_back(Subscription{this, channel.number, nullptr});
     natsStatus status =
         channel.queue.empty()
-            ? natsConnection_Subscribe(&subscription->handle, connection_, channel.subject.c_str(),
-                                       Callbacks::onMessage, subscription)
-            : natsConnection_QueueSubscribe(&subscription->handle, connection_,
+            ? natsConnection_Subscribe(&subscription.handle, connection_, channel.subject.c_str(),
+                                       Callbacks::onMessage, &subscription)
+            : natsConnection_QueueSubscribe(&subscription.handle, connection_,
                                             channel.subject.c_str(), channel.queue.c_str(),
-                                            Callbacks::onMessage, subscription);
+                                            Callbacks::onMessage, &subscription);
     if (status != NATS_OK) {
         return errorOf(status);
     }
     // The bound of what waits is that of `Inbound`.
-    natsSubscription_SetPendingLimits(subscription->handle, -1, -1);
+    natsSubscription_SetPendingLimits(subscription.handle, -1, -1);
     expectCallback();
     status =
-        natsSubscription_SetOnCompleteCB(subscription->handle, Callbacks::onComplete, subscription);
+        natsSubscription_SetOnCompleteCB(subscription.handle, Callbacks::onComplete, &subscription);
     if (status != NATS_OK) {
         onLastCallback();
-        return errorOf(status);
     }
-    return std::nullopt;
+    const std::lock_guard<std::mutex> guard(mutex_);
+    subscriptions_.splice(subscriptions_.end(), made);
+    return status == NATS_OK ? std::nullopt : std::make_optional(errorOf(status));
 }
 
 std::optional<kit::Error> Link::refusal() const {
@@ -245,11 +245,18 @@ std::vector<std::string> Link::servers() const {
     return {names.all, names.all + names.count};
 }
 
+// Not inside the lock, which the callbacks of libnats need. The thread that connects may append
+// subscriptions meanwhile.
 void Link::drain(int channel, std::chrono::milliseconds limit) noexcept {
-    for (const Subscription& subscription : subscriptions_) {
-        if (subscription.channel == channel &&
-            natsSubscription_Drain(subscription.handle) == NATS_OK && limit.count() > 0) {
-            natsSubscription_WaitForDrainCompletion(subscription.handle,
+    const auto locked = [this](auto step) {
+        const std::lock_guard<std::mutex> guard(mutex_);
+        return step();
+    };
+    for (auto at = locked([this] { return subscriptions_.cbegin(); }); at != subscriptions_.cend();
+         at = locked([at] { return std::next(at); })) {
+        if (at->channel == channel && natsSubscription_Drain(at->handle) == NATS_OK &&
+            limit.count() > 0) {
+            natsSubscription_WaitForDrainCompletion(at->handle,
                                                     static_cast<std::int64_t>(limit.count()));
         }
     }

@@ -325,6 +325,16 @@ TEST_F(NatsBrokerTest, StopWaitsForPendingRequests) {
     stopper.join();
 }
 
+// The connection is made and prepared on another thread.
+TEST_F(NatsBrokerTest, ClientMayEndAtAnyTimeWhileItConnects) {
+    begin();
+    for (int i = 0; i < 100; ++i) {
+        const auto other = nats::connect(broker->url(), "/device", "", clientOptions).orThrow();
+        std::this_thread::sleep_for(i * 50us);
+    }
+    EXPECT_EQ(ask().back(), "completed");
+}
+
 TEST_F(NatsBrokerTest, ClientThatIsGoneIsNoticed) {
     begin();
     Peer peer(broker->url());
