@@ -22,9 +22,9 @@ nghttp2_nv field(const std::string& name, const std::string& value) {
     return {nameBytes, valueBytes, name.size(), value.size(), NGHTTP2_NV_FLAG_NONE};
 }
 
-bool isReadable(int socket) {
+bool isReadable(int socket, int milliseconds = LIMIT_IN_MILLISECONDS) {
     pollfd descriptor{socket, POLLIN, 0};
-    return ::poll(&descriptor, 1, LIMIT_IN_MILLISECONDS) > 0;
+    return ::poll(&descriptor, 1, milliseconds) > 0;
 }
 
 }  // namespace
@@ -59,6 +59,10 @@ int UnixListener::accept() {
         throw std::runtime_error("no connection within 30 s");
     }
     return ::accept4(socket_, nullptr, nullptr, SOCK_CLOEXEC);
+}
+
+bool UnixListener::hasConnection() const {
+    return isReadable(socket_, 0);
 }
 
 void UnixListener::close() {

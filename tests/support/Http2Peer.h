@@ -27,6 +27,8 @@ public:
     void listen(int backlog = 64);
     /// Waits for a connection, and returns its socket, which the caller owns.
     int accept();
+    /// Returns whether a connection waits to be accepted.
+    bool hasConnection() const;
     /// Stops listening. Connections that were not accepted are reset.
     void close();
 

@@ -106,6 +106,8 @@ TEST(SchemaValuesTest, SchemaWithoutAKnownValueIsRefused) {
            "no value fits: expected a number up to 1, found 2"},
           {"{'default': 'a', 'type': 'integer'}",
            "no value fits: expected an integer, found \"a\""},
+          {"{'allOf': [{'type': 'integer'}, {'type': 'null'}]}",
+           "no value fits: expected an integer, found null"},
           {"{'anyOf': [false]}", "no value fits: expected no value, found an object"},
           {"{'items': false, 'minItems': 1}", "no value fits: expected no value, found an object"},
           {"{'required': ['a'], 'additionalProperties': false}",

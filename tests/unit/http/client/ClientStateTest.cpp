@@ -285,6 +285,17 @@ TEST_F(ClientStateTest, MalformedRecordResetsTheStreamAndOthersGoOn) {
     EXPECT_EQ(second.waitFor(1), (Events{"completed"}));
 }
 
+TEST_F(ClientStateTest, AnswerOfAnotherTypeIsRefusedBeforeItsBody) {
+    start();
+    const testing::Recording recording = send();
+    const auto peer = accept();
+    const std::int32_t number = peer->waitForRequest().number;
+    peer->answer(number, "", false, "200", "text/html");
+    EXPECT_EQ(recording.waitFor(1),
+              (Events{"error 502 malformed answer: the answer has the type 'text/html'"}));
+    EXPECT_EQ(peer->waitForReset(number), static_cast<std::uint32_t>(NGHTTP2_PROTOCOL_ERROR));
+}
+
 TEST_F(ClientStateTest, ReceiverThatWantsNoMoreValuesResetsTheStream) {
     start();
     int values = 0;
@@ -554,6 +565,23 @@ TEST_F(ClientStateTest, RequestThatHasWaitedLongerThanThePatienceIsLost) {
     EXPECT_GE(std::chrono::steady_clock::now() - begin, 50ms);
 }
 
+// The pause is longer than the longest delay between two attempts.
+TEST_F(ClientStateTest, ClientWithoutRequestsDoesNotConnect) {
+    listener.close();
+    ClientSettings settings;
+    settings.patience = 20ms;
+    start(settings);
+    const testing::Recording lost = send();
+    lost.waitFor(1);
+    listener.listen();
+    std::this_thread::sleep_for(1200ms);
+    EXPECT_FALSE(listener.hasConnection());
+    const testing::Recording next = send();
+    const auto peer = accept();
+    peer->answer(peer->waitForRequest().number, completed());
+    EXPECT_EQ(next.waitFor(1), (Events{"completed"}));
+}
+
 TEST_F(ClientStateTest, RequestWaitsForAServerThatStartsLater) {
     listener.close();
     start();
@@ -730,6 +758,23 @@ TEST_F(ClientStateTest, ClientMayBeDestroyedFromInsideAResponseHandler) {
     destroyed.get_future().wait();
     peer->waitForClose();
     EXPECT_EQ(values, 1);
+}
+
+// Another thread would wait for the response handler for up to a second, which this one must not
+// do.
+TEST_F(ClientStateTest, DestructionFromInsideAResponseHandlerDoesNotWait) {
+    start();
+    std::promise<std::chrono::steady_clock::duration> duration;
+    service->actionRequest(Request("retrieve", "/x"), onValue([&](const Response&) {
+                               const auto begin = std::chrono::steady_clock::now();
+                               service.reset();
+                               duration.set_value(std::chrono::steady_clock::now() - begin);
+                               return false;
+                           }));
+    const auto peer = accept();
+    peer->answer(peer->waitForRequest().number, value("a"), false);
+    EXPECT_LT(duration.get_future().get(), 1s);
+    peer->waitForClose();
 }
 
 TEST_F(ClientStateTest, DestructionWaitsForAResponseHandlerOfAnotherThread) {

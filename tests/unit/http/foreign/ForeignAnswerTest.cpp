@@ -127,6 +127,16 @@ TEST_F(ForeignAnswerTest, ConflatedQueueKeepsTheNewestValue) {
     EXPECT_EQ(take(), (Texts{R"({"status":299,"value":4})", R"({"status":299,"value":5})"}));
 }
 
+TEST_F(ForeignAnswerTest, QueueIsThatOfTheFirstValue) {
+    startStream("2 conflate");
+    Response later = value(1);
+    later.add2header(kit::STREAM_QUEUE, new util::config::ValueString("3 conflate"));
+    EXPECT_FALSE(handler->onNext(later));
+    EXPECT_FALSE(handler->onNext(value(2)));
+    EXPECT_FALSE(handler->onNext(value(3)));
+    EXPECT_EQ(take().size(), 2U);
+}
+
 TEST_F(ForeignAnswerTest, OldestValuesAreDroppedAndCounted) {
     startStream("2 drop-oldest");
     for (int i = 1; i < 6; ++i) {

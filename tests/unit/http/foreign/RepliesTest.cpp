@@ -117,6 +117,9 @@ TEST(RepliesTest, HeaderTreeIsLimited) {
     response.add2header(
         "a", new util::config::ValueString(std::string(MAX_TREE_FIELD - empty.size(), 'x')));
     EXPECT_EQ(toReply(response).status, 200);
+    Response error(409);
+    error.add2header("a", response.getHeaderValue("a"));
+    EXPECT_EQ(toErrorReply(error).status, 409);
     test::Reports reports;
     response.add2header(
         "a", new util::config::ValueString(std::string(MAX_TREE_FIELD - empty.size() + 1, 'x')));

@@ -491,6 +491,26 @@ TEST_F(ClientTest, StartCallsTheFunctionsOnTheExecutor) {
     EXPECT_EQ(last, "completed");
 }
 
+TEST(BorrowedHandlerTest, CompletionBeforeAServiceReturnsTheHandlerIsTheEnd) {
+    class Borrower final : public IKovaApi {
+    public:
+        void* actionRequest(const Request& /*request*/,
+                            std::unique_ptr<IResponseHandler<Response>>&& handler) override {
+            handler->onCompleted();
+            return nullptr;
+        }
+        void cancelRequest(void* /*handle*/) override {}
+    } service;
+    const Client client(service);
+    Loop loop;
+    std::string last;
+    const Subscription call = client.watch<int>("/level")
+                                  .onEnd([&](const End& end) { last = end.toString(); })
+                                  .start(loop);
+    loop.runReady();
+    EXPECT_EQ(last, "completed");
+}
+
 TEST_F(ClientTest, UnreadableValueEndsTheStream) {
     std::string last;
     Subscription call = client->watch<Volume>("/volume")

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <chrono>
 #include <future>
 #include <memory>
@@ -225,6 +226,27 @@ TEST_F(MonitorTest, PayloadBeyondTheLimitIsReportedByItsSizeOnly) {
     EXPECT_EQ(reader.items[0].bytes, LIMIT);
     EXPECT_EQ(reader.items[3].payload.size(), 0U);
     EXPECT_EQ(reader.items[3].bytes, LIMIT + 1);
+}
+
+// A batch has at most 256 events. Fewer fit into 64 KiB if each second one has a header of 200
+// bytes.
+TEST_F(MonitorTest, BatchesAreBoundedByTheSizeOfTheHeaders) {
+    constexpr std::size_t COUNT = 1000;
+    const Client watcher = client();
+    Stream<MonitoredEvents> stream(watcher.watch<MonitoredEvents>(EVENTS));
+    stream.wait(PATIENCE).orThrow();
+    Request request("delete", "/nowhere");
+    request.add2header("$key", new util::config::ValueString(std::string(200, 'a')));
+    for (std::size_t i = 0; i < COUNT; ++i) {
+        ask(request);
+    }
+    std::size_t largest = 0;
+    for (std::size_t seen = 0; seen < 2 * COUNT;) {
+        const std::size_t size = stream.wait(PATIENCE).orThrow().events.size();
+        largest = std::max(largest, size);
+        seen += size;
+    }
+    EXPECT_LT(largest, 200U);
 }
 
 TEST_F(MonitorTest, EventsAreSentOnlyInTheBinaryFormat) {

@@ -83,6 +83,11 @@ TEST_F(OpenApiTest, NonStandardCommandsAreListedSeparately) {
               R"({"x-kova-operations":[{"command":"scan","path":"/list/{id}"}]})");
 }
 
+TEST_F(OpenApiTest, OperationOfAPathWithoutNamesHasNoParameters) {
+    mount("/list", {operation(command::retrieve, "")});
+    EXPECT_EQ(namesOf(membersOf(membersOf(paths().at("/list")).at("get"))), Names{"responses"});
+}
+
 struct PathRow {
     char const* name;
     char const* mount;

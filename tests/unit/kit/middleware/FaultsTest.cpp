@@ -2,12 +2,14 @@
 
 #include <algorithm>
 #include <cmath>
+#include <memory>
 #include <stdexcept>
 
 #include "kova/kit/Middleware.h"
 #include "kova/testing/ManualClock.h"
 #include "kova/testing/Recording.h"
 #include "support/HeldService.h"
+#include "util/config/Dictionary.h"
 
 namespace kova::kit {
 namespace {
@@ -155,6 +157,18 @@ TEST(FaultsDelay, CancelledRequestIsNotForwarded) {
     EXPECT_EQ(delayed.service.request(1).getPath(), "/next");
     delayed.service.answer(1);
     EXPECT_EQ(delayed.recording.waitFor(2), (Events{"value 200", "completed"}));
+}
+
+TEST(FaultsDelay, CancelledRequestIsForgotten) {
+    Delayed delayed;
+    auto header = std::make_shared<util::config::Dictionary>();
+    const std::weak_ptr<util::config::Dictionary> kept = header;
+    void* const handle = delayed.chain.actionRequest(Request("retrieve", "/state", header),
+                                                     delayed.recording.handler());
+    header.reset();
+    EXPECT_FALSE(kept.expired());
+    delayed.chain.cancelRequest(handle);
+    EXPECT_TRUE(kept.expired());
 }
 
 TEST(FaultsDelay, CancellationDuringForwardingIsNotLost) {
