@@ -196,3 +196,10 @@ def written(source, chosen):
         return "".join(pieces)
 
     return PRELUDE % (max(chosen, default=0) + 1, source.path) + region(0, len(source.text), outer_first)
+
+
+def changed(source, mutation):
+    """Returns the text of a source in which only this change is made. Later lines keep their numbers."""
+    text = mutation.text.encode()
+    lines = source.text.count(b"\n", mutation.start, mutation.end) - text.count(b"\n")
+    return source.text[:mutation.start] + text + b"\n" * lines + source.text[mutation.end:]
