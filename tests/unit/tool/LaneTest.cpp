@@ -98,6 +98,13 @@ TEST_F(LaneTest, PlanWithARateSendsNothingAfterItsEnd) {
     EXPECT_EQ(lane.result().unsent, 0U);
 }
 
+TEST_F(LaneTest, NothingIsUnsentBeforeThePlanBegins) {
+    Lane lane(service, request, open(milliseconds(1), hours(-1)));
+    EXPECT_EQ(lane.pump(), now + hours(1));
+    EXPECT_EQ(service.requests, 0);
+    EXPECT_EQ(lane.result().unsent, 0U);
+}
+
 TEST_F(LaneTest, LatencyCountsFromTheIntendedStart) {
     // The requests were due 100, 90, ... 0 ms ago, but only two can be open at a time.
     Lane lane(service, request, open(milliseconds(10), milliseconds(100)));

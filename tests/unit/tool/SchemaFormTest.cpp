@@ -72,6 +72,8 @@ TEST(SchemaFormTest, OtherSchemasAreRefusedWithTheirPlace) {
          }) {
         EXPECT_THAT(refusalOf(row.schema), StartsWith(row.message)) << row.schema;
     }
+    EXPECT_THAT(refusalOf("{'$ref': '" + std::string(81, 'a') + "'}"),
+                StartsWith("body.$ref: there is no schema '" + std::string(79, 'a') + "…'"));
 }
 
 std::string refusalOfComponents(const std::string& components) {

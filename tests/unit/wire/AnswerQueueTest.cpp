@@ -218,7 +218,10 @@ TEST_F(AnswerQueueTest, ConflateKeepsTheFirstAndTheNewestRecord) {
     for (unsigned short code = 4; code <= 9; ++code) {
         next(code);
     }
-    all += takeAll();
+    const std::size_t bytes = queue->bytes();
+    const std::string newest = takeAll();
+    EXPECT_EQ(bytes, newest.size());
+    all += newest;
     EXPECT_EQ(test::eventsOf(all), (Events{"next 100", "next 3", "next 7", "next 8", "next 9"}));
 }
 

@@ -105,6 +105,21 @@ TEST_F(MonitorTest, CancelledStreamIsShown) {
     EXPECT_THAT(out, HasSubstr("\"end\":\"cancelled\""));
 }
 
+// The service sends a batch of events after 50 ms.
+TEST_F(MonitorTest, RequestThatEndsInALaterBatchIsShown) {
+    const auto stream = [this] {
+        const kit::Client client(service);
+        auto call = client.watch<int>("/level").start();
+        std::this_thread::sleep_for(std::chrono::milliseconds(200));
+        call.reset();
+    };
+    EXPECT_EQ(runWhile({"monitor", "--payloads", "--status", "cancelled", "--count", "1",
+                        "--timeout", "60s"},
+                       stream),
+              DONE);
+    EXPECT_THAT(out, HasSubstr("\"path\":\"/level\""));
+}
+
 TEST_F(MonitorTest, TerminalShowsShortLines) {
     outIsTerminal = true;
     EXPECT_EQ(runWhile({"monitor", "--count", "1", "--color", "never"},
