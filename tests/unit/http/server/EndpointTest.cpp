@@ -624,14 +624,16 @@ TEST_F(EndpointTest, StopEndsRequestsOverHttp11AndClosesTheirConnections) {
 // The answer is larger than what the system buffers, and the client reads it after the stop has
 // begun.
 TEST_F(EndpointTest, StopWaitsForTheRestOfAnAnswerOverHttp11) {
-    const std::string text(2'000'000, 'x');
+    const std::string text(1'000'000, 'x');
+    std::promise<void> answered;
     service.onRequest = [&](std::size_t number) {
         service.answer(number, Response(200, Payload::createFromString(text)));
+        answered.set_value();
     };
     serve();
     SocketClient client(directory.address());
     client.send("GET /state HTTP/1.1\r\nHost: localhost\r\nConnection: close\r\n\r\n");
-    service.waitForRequests(1);
+    answered.get_future().wait();
     auto stopped = std::async(std::launch::async, [&] { return endpoint->stop(0ms); });
     while (::access(directory.path("s").c_str(), F_OK) == 0) {
         std::this_thread::yield();
