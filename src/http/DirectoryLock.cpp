@@ -62,11 +62,7 @@ DirectoryLock::~DirectoryLock() {
 // the lock of a removed file is worth nothing.
 bool DirectoryLock::tryLock() {
     open();
-    if (::flock(file_.get(), LOCK_EX | LOCK_NB) == 0 && isStillThere()) {
-        return true;
-    }
-    file_.reset();
-    return false;
+    return ::flock(file_.get(), LOCK_EX | LOCK_NB) == 0 && isStillThere();
 }
 
 void DirectoryLock::open() {
@@ -75,12 +71,9 @@ void DirectoryLock::open() {
                                           S_IRUSR | S_IWUSR));
     struct stat status {};
     if (!file_ || ::fstat(file_.get(), &status) != 0) {
-        const int error = errno;
-        file_.reset();
-        failWith(error, "lock '" + path_ + "'");
+        failWith(errno, "lock '" + path_ + "'");
     }
     if (status.st_uid != ::geteuid() || (status.st_mode & (S_IRWXG | S_IRWXO)) != 0) {
-        file_.reset();
         failWith(EPERM, "lock '" + path_ + "' belongs to another user");
     }
 }

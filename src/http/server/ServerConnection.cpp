@@ -227,8 +227,7 @@ void ServerConnection::stopTimers() noexcept {
 
 void ServerConnection::onClosed() noexcept {
     stopTimers();
-    const auto streams = std::move(streams_);
-    streams_.clear();
+    const auto streams = std::exchange(streams_, {});
     for (const auto& [id, stream] : streams) {
         forget(*stream);
     }
