@@ -217,9 +217,6 @@ Result StoredTree::update(const Path& path, Tree value) {
         if (!path.empty()) {
             return put(*root, path, std::move(value), Mode::Replace);
         }
-        if (value->isValue()) {
-            return Result::Conflict;
-        }
         root = std::move(value);
         return Result::Done;
     });
