@@ -117,9 +117,6 @@ int list(const Context& context, milliseconds deadline) {
         begin(visit, context, deadline, loop, open);
     }
     const auto reason = loop.run([&open] { return open == 0; }, std::nullopt);
-    for (Visit& visit : visits) {
-        visit.calls.clear();
-    }
     if (reason == CallLoop::Reason::interrupted) {
         return INTERRUPTED;
     }
