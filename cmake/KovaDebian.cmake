@@ -56,22 +56,6 @@ set(CPACK_DEBIAN_RUNTIME_PACKAGE_SECTION libs)
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_CONTROL_EXTRA ${kova_debian_dir}/triggers)
 set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
 set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS_POLICY ">=")
-# dpkg-shlibdeps finds the dependencies for this machine's architecture only. Libraries for another
-# architecture depend on the same packages in the same versions; packaging/build-deb passes the list.
-set(KOVA_DEBIAN_DEPENDS "" CACHE STRING "Dependencies of libkova0; empty: determined by dpkg-shlibdeps")
-if(KOVA_DEBIAN_DEPENDS)
-  set(CPACK_DEBIAN_RUNTIME_PACKAGE_DEPENDS "${KOVA_DEBIAN_DEPENDS}")
-else()
-  set(CPACK_DEBIAN_RUNTIME_PACKAGE_SHLIBDEPS ON)
-  set(CPACK_DEBIAN_KIT_RUNTIME_PACKAGE_SHLIBDEPS ON)
-  set(CPACK_DEBIAN_HTTP_RUNTIME_PACKAGE_SHLIBDEPS ON)
-  set(CPACK_DEBIAN_NATS_RUNTIME_PACKAGE_SHLIBDEPS ON)
-  set(CPACK_DEBIAN_TOOLS_PACKAGE_SHLIBDEPS ON)
-  foreach(layer IN ITEMS platform/osal platform/zelcommon platform/zelutil src/core src/kit
-          src/http src/nats)
-    list(APPEND CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${PROJECT_BINARY_DIR}/${layer})
-  endforeach()
-endif()
 
 set(CPACK_COMPONENT_KIT_RUNTIME_DESCRIPTION
 "Calls that end when they are told to, and typed values, for the clients
@@ -79,9 +63,6 @@ and services of kova. This package contains the shared library.")
 set(CPACK_DEBIAN_KIT_RUNTIME_PACKAGE_SECTION libs)
 set(CPACK_DEBIAN_KIT_RUNTIME_PACKAGE_CONTROL_EXTRA ${kova_debian_dir}/triggers)
 set(CPACK_DEBIAN_KIT_RUNTIME_PACKAGE_DEPENDS "libkova0 (= ${kova_debian_version})")
-if(KOVA_DEBIAN_DEPENDS)
-  string(APPEND CPACK_DEBIAN_KIT_RUNTIME_PACKAGE_DEPENDS ", ${KOVA_DEBIAN_DEPENDS}")
-endif()
 
 set(CPACK_COMPONENT_KIT_DEVELOPMENT_DESCRIPTION
 "Calls that end when they are told to, and typed values, for the clients
@@ -97,10 +78,6 @@ to them. This package contains the shared library.")
 set(CPACK_DEBIAN_HTTP_RUNTIME_PACKAGE_SECTION libs)
 set(CPACK_DEBIAN_HTTP_RUNTIME_PACKAGE_CONTROL_EXTRA ${kova_debian_dir}/triggers)
 set(CPACK_DEBIAN_HTTP_RUNTIME_PACKAGE_DEPENDS "libkova-kit0 (= ${kova_debian_version})")
-set(KOVA_DEBIAN_HTTP_DEPENDS "" CACHE STRING "The same for libkova-http0")
-if(KOVA_DEBIAN_HTTP_DEPENDS)
-  set(CPACK_DEBIAN_HTTP_RUNTIME_PACKAGE_DEPENDS "${KOVA_DEBIAN_HTTP_DEPENDS}")
-endif()
 
 set(CPACK_COMPONENT_HTTP_DEVELOPMENT_DESCRIPTION
 "Serves the services of kova to other processes over HTTP, and connects
@@ -115,10 +92,6 @@ connects to them. This package contains the shared library.")
 set(CPACK_DEBIAN_NATS_RUNTIME_PACKAGE_SECTION libs)
 set(CPACK_DEBIAN_NATS_RUNTIME_PACKAGE_CONTROL_EXTRA ${kova_debian_dir}/triggers)
 set(CPACK_DEBIAN_NATS_RUNTIME_PACKAGE_DEPENDS "libkova-kit0 (= ${kova_debian_version})")
-set(KOVA_DEBIAN_NATS_DEPENDS "" CACHE STRING "The same for libkova-nats0")
-if(KOVA_DEBIAN_NATS_DEPENDS)
-  set(CPACK_DEBIAN_NATS_RUNTIME_PACKAGE_DEPENDS "${KOVA_DEBIAN_NATS_DEPENDS}")
-endif()
 
 set(CPACK_COMPONENT_NATS_DEVELOPMENT_DESCRIPTION
 "Serves the services of kova to other machines through a broker, and
@@ -134,9 +107,6 @@ set(CPACK_DEBIAN_TOOLS_PACKAGE_SECTION utils)
 set(CPACK_DEBIAN_TOOLS_PACKAGE_DEPENDS "libkova-http0 (= ${kova_debian_version})")
 if(KOVA_NATS)
   string(APPEND CPACK_DEBIAN_TOOLS_PACKAGE_DEPENDS ", libkova-nats0 (= ${kova_debian_version})")
-endif()
-if(KOVA_DEBIAN_DEPENDS)
-  string(APPEND CPACK_DEBIAN_TOOLS_PACKAGE_DEPENDS ", ${KOVA_DEBIAN_DEPENDS}")
 endif()
 
 set(CPACK_COMPONENT_DEVELOPMENT_DESCRIPTION
@@ -154,4 +124,25 @@ This package contains the documentation and the source code of the examples.")
 set(CPACK_DEBIAN_DOCUMENTATION_PACKAGE_SECTION doc)
 set(CPACK_DEBIAN_DOCUMENTATION_PACKAGE_ARCHITECTURE all)
 set(CPACK_DEBIAN_DOCUMENTATION_PACKAGE_SUGGESTS "libkova-dev, libcli11-dev")
+
+# dpkg-shlibdeps finds the libraries that the programs and libraries need, but only for this machine's
+# architecture. Packages for another architecture have the same dependencies.
+set(KOVA_DEBIAN_NATIVE_PACKAGES "" CACHE PATH
+  "Folder of packages whose dependencies are used; empty: determined by dpkg-shlibdeps")
+foreach(component IN ITEMS RUNTIME KIT_RUNTIME HTTP_RUNTIME NATS_RUNTIME TOOLS)
+  if(KOVA_DEBIAN_NATIVE_PACKAGES)
+    set(name ${CPACK_DEBIAN_${component}_PACKAGE_NAME}_${kova_debian_version})
+    file(GLOB package ${KOVA_DEBIAN_NATIVE_PACKAGES}/${name}_*.deb)
+    execute_process(COMMAND dpkg-deb --field "${package}" Depends
+      OUTPUT_VARIABLE CPACK_DEBIAN_${component}_PACKAGE_DEPENDS
+      OUTPUT_STRIP_TRAILING_WHITESPACE COMMAND_ERROR_IS_FATAL ANY)
+  else()
+    set(CPACK_DEBIAN_${component}_PACKAGE_SHLIBDEPS ON)
+  endif()
+endforeach()
+foreach(layer IN ITEMS platform/osal platform/zelcommon platform/zelutil src/core src/kit src/http
+        src/nats)
+  list(APPEND CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${PROJECT_BINARY_DIR}/${layer})
+endforeach()
+
 include(CPack)
